@@ -1,0 +1,14 @@
+# kr_tests(<layer> <sources...>): one GoogleTest program for a folder of tests, compiled in unity batches of eight.
+# Helpers in test files therefore need names that are unique in their batch (or a namespace named after the file).
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+function(kr_tests layer)
+  string(REPLACE "/" "_" name "kr_${layer}_tests")
+  add_executable(${name} ${ARGN})
+  set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE KrFoundation kr_build_options GTest::gmock_main Threads::Threads)
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+endfunction()

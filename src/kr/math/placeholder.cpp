@@ -1,0 +1,1 @@
+// Stands in until the layer has sources of its own.
