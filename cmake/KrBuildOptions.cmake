@@ -2,6 +2,7 @@
 
 option(KR_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(KR_BUILD_BENCHMARKS "Build the benchmarks" OFF)
+option(KR_BUILD_FUZZERS "Build the fuzzers (clang only)" OFF)
 option(KR_BUILD_STATIC "Build one static library instead of the shared one (fuzzing links it into each target)" OFF)
 option(KR_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" ${PROJECT_IS_TOP_LEVEL})
 set(KR_SANITIZE "" CACHE STRING "Sanitizers for everything, as -fsanitize= takes them")
@@ -27,6 +28,7 @@ target_compile_options(kr_build_options INTERFACE
   -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   $<$<BOOL:${KR_WARNINGS_AS_ERRORS}>:-Werror>)
 if(KR_SANITIZE)
-  target_compile_options(kr_build_options INTERFACE -fsanitize=${KR_SANITIZE} -fno-omit-frame-pointer)
+  target_compile_options(kr_build_options INTERFACE
+    -fsanitize=${KR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(kr_build_options INTERFACE -fsanitize=${KR_SANITIZE})
 endif()

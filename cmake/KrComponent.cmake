@@ -1,14 +1,20 @@
-# kr_component(<layer> DEPENDS <layers below> HEADERS <public> INTERNAL <not installed> SOURCES <files> LINK <third party>)
+# kr_component(<layer> DEPENDS <layers below> HEADERS <public> OPT_IN <public, left out of the umbrella header>
+#              INTERNAL <not installed> SOURCES <files> LINK <third party>)
 #
-# One layer of the library: an OBJECT library kr_<layer> whose objects go into KrFoundation. The public headers join
-# the installed header set; internal ones are only checked to compile alone. A layer may depend only on layers
-# declared before it, so the order in src/kr/CMakeLists.txt is the layering; tools/check_includes.py reads the same
-# declarations (written to kr_layers.txt in the build folder) and holds every #include against them.
+# One layer of the library: an OBJECT library kr_<layer> whose objects go into KrFoundation. A layer is a folder below
+# src/kr and may be nested (events/errors is the target kr_events_errors). The public headers join the installed header
+# set and, unless OPT_IN, <kr/foundation.h>; internal ones are only checked to compile alone. A layer may depend only on
+# layers declared before it, so the order in src/kr/CMakeLists.txt is the layering. tools/check_includes.py reads the
+# same declarations (kr_layers.txt in the build folder) and holds every #include against them.
 
 function(kr_component layer)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS;HEADERS;INTERNAL;SOURCES;LINK")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS;HEADERS;OPT_IN;INTERNAL;SOURCES;LINK")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "kr_component(${layer}): unknown arguments ${arg_UNPARSED_ARGUMENTS}")
+  endif()
+  set(root "${PROJECT_SOURCE_DIR}/src")
+  if(NOT CMAKE_CURRENT_SOURCE_DIR STREQUAL "${root}/kr/${layer}")
+    message(FATAL_ERROR "kr_component(${layer}): a layer is named after its folder, this is ${CMAKE_CURRENT_SOURCE_DIR}")
   endif()
   string(REPLACE "/" "_" name "kr_${layer}")
   foreach(below IN LISTS arg_DEPENDS)
@@ -19,19 +25,48 @@ function(kr_component layer)
   endforeach()
 
   add_library(${name} OBJECT ${arg_SOURCES})
-  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src")
+  target_include_directories(${name} PRIVATE "${root}")
   target_compile_definitions(${name} PRIVATE KR_BUILDING_LIBRARY)
   target_link_libraries(${name} PRIVATE kr_build_options Threads::Threads ${arg_LINK})
   target_link_libraries(KrFoundation PRIVATE ${name} ${arg_LINK})
 
-  list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-  list(TRANSFORM arg_INTERNAL PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-  target_sources(KrFoundation PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src" FILES ${arg_HEADERS})
-  if(arg_INTERNAL)
-    target_sources(kr_internal_headers INTERFACE
-      FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src" FILES ${arg_INTERNAL})
+  list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE umbrellaHeaders)
+  list(TRANSFORM arg_OPT_IN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE optInHeaders)
+  list(TRANSFORM arg_INTERNAL PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE internalHeaders)
+  target_sources(KrFoundation
+    PUBLIC FILE_SET HEADERS BASE_DIRS "${root}" FILES ${umbrellaHeaders} ${optInHeaders})
+  if(internalHeaders)
+    target_sources(kr_internal_headers INTERFACE FILE_SET HEADERS BASE_DIRS "${root}" FILES ${internalHeaders})
   endif()
 
+  list(TRANSFORM arg_HEADERS PREPEND "kr/${layer}/" OUTPUT_VARIABLE umbrellaPaths)
+  if(umbrellaPaths)
+    set_property(GLOBAL APPEND PROPERTY KR_UMBRELLA_HEADERS ${umbrellaPaths})
+  endif()
   list(JOIN arg_DEPENDS " " depends)
-  set_property(GLOBAL APPEND PROPERTY KR_LAYERS "${layer}: ${depends}")
+  set(lines "layer ${layer}: ${depends}")
+  foreach(kind IN ITEMS HEADERS OPT_IN INTERNAL SOURCES)
+    foreach(file IN LISTS arg_${kind})
+      string(TOLOWER ${kind} word)
+      list(APPEND lines "${word} ${layer}/${file}")
+    endforeach()
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY KR_LAYERS ${lines})
+endfunction()
+
+# Call once after the last layer: writes kr_layers.txt and the umbrella header <kr/foundation.h>.
+function(kr_finish_components)
+  get_property(layers GLOBAL PROPERTY KR_LAYERS)
+  list(JOIN layers "\n" layerText)
+  file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/kr_layers.txt" CONTENT "${layerText}\n" @ONLY)
+
+  get_property(headers GLOBAL PROPERTY KR_UMBRELLA_HEADERS)
+  list(TRANSFORM headers PREPEND "#include \"")
+  list(TRANSFORM headers APPEND "\"")
+  list(JOIN headers "\n" includes)
+  set(umbrella "${PROJECT_BINARY_DIR}/include/kr/foundation.h")
+  file(CONFIGURE OUTPUT "${umbrella}" @ONLY CONTENT
+    "// Everything that a plug-in or a host needs. Written by the build from the public headers of each layer.\n#pragma once\n\n${includes}\n")
+  target_sources(KrFoundation
+    PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_BINARY_DIR}/include" FILES "${umbrella}")
 endfunction()

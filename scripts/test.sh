@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests. Usage: scripts/test.sh [debug|release|asan|tsan]   (default: debug)
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+preset=${1:-debug}
+case "$preset" in
+  debug|release|asan|tsan) ;;
+  *) echo "usage: scripts/test.sh [debug|release|asan|tsan]" >&2; exit 2 ;;
+esac
+
+./scripts/setup.sh
+cmake --preset "$preset"
+# The header check is a test too; building its objects here uses all cores.
+cmake --build --preset "$preset" --target all all_verify_interface_header_sets
+exec ctest --preset "$preset"

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "kr/platform/export.h"
+
+/// Version of the headers that a translation unit was compiled with. The build reads the library's version from here.
+#define KR_VERSION_MAJOR 2020
+#define KR_VERSION_MINOR 3
+#define KR_VERSION_PATCH 0
+
+namespace Kr {
+
+/// Version of the loaded library as "major.minor.patch"; a static text. It differs from the macros above when a caller
+/// was compiled with other headers than the library.
+[[nodiscard]] KR_API const char* getLibraryVersion() noexcept;
+
+}  // namespace Kr

@@ -1,0 +1,38 @@
+# Installs the build into a fresh folder and lets a program that knows only that folder find, build and run against it,
+# once through the CMake package and once through pkg-config.
+# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, LIBDIR, CXX, GENERATOR, VERSION
+
+function(run)
+  execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+set(installed "${WORK_DIR}/installed")
+run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${installed}")
+# Nothing may still point to where it was installed first.
+set(prefix "${WORK_DIR}/moved")
+file(RENAME "${installed}" "${prefix}")
+
+file(GLOB_RECURSE leaked "${prefix}/include/*/internal/*")
+if(leaked)
+  message(FATAL_ERROR "internal headers are installed: ${leaked}")
+endif()
+
+run(${CMAKE_COMMAND} -S "${SOURCE_DIR}/consumer" -B "${WORK_DIR}/build" -G "${GENERATOR}"
+  "-DCMAKE_CXX_COMPILER=${CXX}" "-DCMAKE_PREFIX_PATH=${prefix}")
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
+run("${WORK_DIR}/build/consumer")
+
+set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
+execute_process(COMMAND pkg-config --modversion krfoundation
+  OUTPUT_VARIABLE found OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+if(NOT found STREQUAL VERSION)
+  message(FATAL_ERROR "pkg-config says version ${found}, not ${VERSION}")
+endif()
+execute_process(COMMAND pkg-config --cflags --libs krfoundation
+  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consumer" ${flags}
+  "-Wl,-rpath,${prefix}/${LIBDIR}")
+run("${WORK_DIR}/consumer")

@@ -1,0 +1,182 @@
+#!/usr/bin/env python3
+"""Holds the sources of the library against its layering.
+
+check_includes.py --root src --layers build/debug/kr_layers.txt      exit 1 and one line a fault
+
+kr_layers.txt is written by the build: "layer NAME: LAYERS BELOW", then "headers|opt_in|internal|sources FILE" with
+paths relative to src/kr. Checked:
+- every file is listed once, in the layer whose folder (or internal/ folder) it lies in;
+- project includes are written "kr/..." from the root, and the file exists;
+- a file includes its own layer and public headers of layers below; internal headers only from their own layer and never
+  from a public header; no source file, and not the umbrella header;
+- public headers keep expensive and third-party headers out;
+- no loop between files;
+- a class of an upper layer is declared in a fwd.h only.
+"""
+import argparse
+import pathlib
+import re
+import sys
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+DECLARATION = re.compile(r"^\s*(?:class|struct)\s+(?:KR_API\s+)?(\w+)\s*;", re.MULTILINE)
+DEFINITION = re.compile(r"\b(?:class|struct)\s+(?:KR_API\s+)?(?:\w+::)*(\w+)\s*(?:<[^;{]*>\s*)?(?:final\s*)?(?:[{]|:[^:])")
+COMMENT = re.compile(r"//[^\n]*|/\*.*?\*/", re.DOTALL)
+OUR_CLASS = re.compile(r"^(?:Kr|I[A-Z])")
+EXPENSIVE = re.compile(r"^(?:iostream|regex|(?:fmt|Eigen|boost|rapidjson|benchmark|gtest)/.*)$")
+OPEN_TO_EIGEN = "kr/math/eigen.h"   # the opt-in header whose purpose is to show Eigen types
+UMBRELLA = "kr/foundation.h"
+CODE = {".h", ".hpp", ".ipp", ".inl", ".cpp", ".cc", ".cxx"}
+
+
+class Tree:
+    """The declared layers and files, and the faults found in them."""
+
+    def __init__(self, root, layers_file):
+        self.root = pathlib.Path(root)
+        self.faults = []
+        self.below = {}       # layer -> it and all layers under it
+        self.layer_of = {}    # "kr/data/field.h" -> layer
+        self.kind_of = {}     # the same -> headers, opt_in, internal or sources
+        self._read_layers(pathlib.Path(layers_file))
+        self.texts = {path: (self.root / path).read_text(encoding="utf-8", errors="replace")
+                      for path in sorted(self._files_on_disk())}
+        self.bare = {path: COMMENT.sub(" ", text) for path, text in self.texts.items()}
+
+    def fault(self, path, line, text):
+        self.faults.append(f"{path}:{line}: {text}" if line else f"{path}: {text}")
+
+    def _read_layers(self, layers_file):
+        layer = None
+        for line in filter(None, layers_file.read_text(encoding="utf-8").splitlines()):
+            word, rest = line.split(" ", 1)
+            if word == "layer":
+                layer, below = rest.split(":")
+                self.below[layer] = {layer}.union(*(self.below[each] for each in below.split()))
+                continue
+            path = f"kr/{rest}"
+            if path in self.layer_of:
+                self.fault(path, 0, f"listed twice, in {self.layer_of[path]} and {layer}")
+            self.layer_of[path] = layer
+            self.kind_of[path] = word
+        if not self.layer_of:
+            sys.exit(f"{layers_file}: lists no files")
+
+    def _files_on_disk(self):
+        return {path.relative_to(self.root).as_posix() for path in (self.root / "kr").rglob("*") if path.suffix in CODE}
+
+    def includes(self, path):
+        """(line number, bracket, included path) of each include that is not commented out."""
+        inside_block = False
+        for number, line in enumerate(self.texts[path].splitlines(), 1):
+            if inside_block:
+                inside_block = "*/" not in line
+                continue
+            match = INCLUDE.match(line)
+            if match:
+                yield number, match.group(1), match.group(2)
+            inside_block = "/*" in line and "*/" not in line.split("/*", 1)[1]
+
+
+def check_listing(tree):
+    for path in tree.texts:
+        if path not in tree.layer_of:
+            tree.fault(path, 0, "belongs to no layer: list it in the CMakeLists.txt of its folder")
+            continue
+        folder = f"kr/{tree.layer_of[path]}"
+        internal = tree.kind_of[path] == "internal"
+        parent = pathlib.PurePosixPath(path).parent.as_posix()
+        if parent not in (folder, f"{folder}/internal"):
+            tree.fault(path, 0, f"lies outside the folder of its layer {tree.layer_of[path]}")
+        elif tree.kind_of[path] != "sources" and internal != (parent == f"{folder}/internal"):
+            tree.fault(path, 0, "internal headers, and only they, lie in internal/")
+    for path in tree.layer_of:
+        if path not in tree.texts:
+            tree.fault(path, 0, "listed but not there")
+
+
+def check_include(tree, path, line, bracket, target):
+    public = tree.kind_of.get(path) in ("headers", "opt_in")
+    if bracket == "<":
+        if target.startswith("kr/"):
+            tree.fault(path, line, f'write "{target}": project headers are included with quotes')
+        elif public and EXPENSIVE.match(target) and not (path == OPEN_TO_EIGEN and target.startswith("Eigen/")):
+            tree.fault(path, line, f"<{target}> is kept out of public headers")
+        return
+    if ".." in pathlib.PurePosixPath(target).parts or not target.startswith("kr/"):
+        tree.fault(path, line, f'"{target}" is not a full path from the root of the sources')
+    elif target == UMBRELLA:
+        tree.fault(path, line, "the umbrella header is for users of the library")
+    elif target not in tree.texts:
+        tree.fault(path, line, f'"{target}" does not exist')
+    elif path in tree.layer_of and target in tree.layer_of:
+        own, other, kind = tree.layer_of[path], tree.layer_of[target], tree.kind_of[target]
+        if kind == "sources":
+            tree.fault(path, line, f'"{target}" is a source file')
+        elif other not in tree.below[own]:
+            tree.fault(path, line, f'layer {own} may not use layer {other} ("{target}")')
+        elif kind == "internal" and other != own:
+            tree.fault(path, line, f'"{target}" is internal to layer {other}')
+        elif kind == "internal" and public:
+            tree.fault(path, line, f'"{target}" is not installed, a public header cannot include it')
+
+
+def check_loops(tree, graph):
+    """Depth-first walk; each edge back into the current path is one loop."""
+    state = {}
+    for start in graph:
+        stack = [(start, iter(graph[start]))] if start not in state else []
+        state.setdefault(start, "open")
+        while stack:
+            node, targets = stack[-1]
+            target = next(targets, None)
+            if target is None:
+                state[node] = "done"
+                stack.pop()
+            elif state.get(target) == "open":
+                names = [each for each, _ in stack]
+                tree.fault(target, 0, "include loop: " + " -> ".join(names[names.index(target):] + [target]))
+            elif target not in state:
+                state[target] = "open"
+                stack.append((target, iter(graph[target])))
+
+
+def check_forward_declarations(tree):
+    homes = {}
+    for path, text in tree.bare.items():
+        for name in DEFINITION.findall(text):
+            homes.setdefault(name, set()).add(tree.layer_of.get(path))
+    for path, text in tree.bare.items():
+        own = tree.layer_of.get(path)
+        if own is None or path.endswith("/fwd.h"):
+            continue
+        for match in DECLARATION.finditer(text):
+            name = match.group(1)
+            layers = homes.get(name, set())
+            if (layers or OUR_CLASS.match(name)) and not layers & tree.below[own]:
+                tree.fault(path, 0, f"declares {name}, which is no class of this layer or one below: include a fwd.h")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--root", required=True, help="the folder that holds kr/")
+    parser.add_argument("--layers", required=True, help="kr_layers.txt of a build folder")
+    arguments = parser.parse_args()
+
+    tree = Tree(arguments.root, arguments.layers)
+    graph = {}
+    check_listing(tree)
+    for path in tree.texts:
+        graph[path] = []
+        for line, bracket, target in tree.includes(path):
+            check_include(tree, path, line, bracket, target)
+            if target in tree.texts:
+                graph[path].append(target)
+    check_loops(tree, graph)
+    check_forward_declarations(tree)
+    print("\n".join(tree.faults) if tree.faults else f"{len(tree.texts)} files in {len(tree.below)} layers, no fault")
+    return 1 if tree.faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
