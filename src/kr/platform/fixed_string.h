@@ -1,0 +1,55 @@
+#pragma once
+
+#include <algorithm>
+#include <compare>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "kr/platform/utf8.h"
+
+namespace Kr {
+
+/// Text of at most N - 1 bytes and a terminator, stored in place: may be copied byte by byte.
+///
+/// Longer text is cut at a whole UTF-8 character; text with a zero byte ends there. The bytes behind the text are
+/// zero, so equal texts are equal byte blocks.
+template <std::size_t N>
+class KrString {
+    static_assert(N > 0, "room for the terminator");
+
+public:
+    constexpr KrString() noexcept = default;
+    constexpr KrString(std::string_view text) noexcept { assign(text); }
+    constexpr KrString(const char* text) noexcept { assign(text ? std::string_view(text) : std::string_view()); }
+    KrString(const std::string& text) noexcept { assign(text); }
+
+    /// False when the text was cut.
+    constexpr bool assign(std::string_view text) noexcept {
+        const std::string_view kept = text.substr(0, std::min(text.find('\0'), getUtf8PrefixLength(text, N - 1)));
+        char* const end = std::copy(kept.begin(), kept.end(), _text);
+        std::fill(end, _text + N, '\0');
+        return kept.size() == text.size();
+    }
+
+    [[nodiscard]] static constexpr std::size_t capacity() noexcept { return N - 1; }
+    [[nodiscard]] constexpr std::size_t size() const noexcept { return view().size(); }
+    [[nodiscard]] constexpr bool isEmpty() const noexcept { return _text[0] == '\0'; }
+    /// Terminated; good as long as this object stands and keeps its text.
+    [[nodiscard]] constexpr const char* c_str() const noexcept { return _text; }
+    [[nodiscard]] constexpr std::string_view view() const noexcept { return std::string_view(_text); }
+    [[nodiscard]] std::string str() const { return std::string(view()); }
+    constexpr operator std::string_view() const noexcept { return view(); }
+
+    friend constexpr bool operator==(const KrString& left, const KrString& right) noexcept {
+        return left.view() == right.view();
+    }
+    friend constexpr std::strong_ordering operator<=>(const KrString& left, const KrString& right) noexcept {
+        return left.view() <=> right.view();
+    }
+
+private:
+    char _text[N]{};
+};
+
+}  // namespace Kr

@@ -1,0 +1,147 @@
+#include "kr/platform/log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+
+#include "kr/platform/log_line.h"
+#include "kr/platform/runtime_error.h"
+
+namespace Kr {
+namespace {
+
+void printToStandardError(std::string_view line) noexcept {
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void defaultLogHandler(eLogLevel level, const char* format, std::va_list arguments) {
+    const std::string line = formatLogLine(std::time(nullptr), formatLogText(level, format, arguments));
+    printToLogFile(line);
+    printToStandardError(line);
+}
+
+constinit std::atomic<LogHandler> logHandler{&defaultLogHandler};
+constinit std::atomic<eLogLevel> logLevel{eLogLevel::kInfo};
+
+bool isHandled(eLogLevel level, const char* format) noexcept {
+    return level <= logLevel.load(std::memory_order_relaxed) && format != nullptr;
+}
+
+/// The file behind setLogFile. The mutex guards all members; warnings are printed after it is released.
+class LogFile {
+public:
+    // Never destroyed: static objects may log while the process ends.
+    static LogFile& instance() {
+        static auto& file = *new LogFile;
+        return file;
+    }
+
+    void setPath(const std::string& path) {
+        const std::lock_guard lock(_mutex);
+        if (_descriptor >= 0) ::close(_descriptor);
+        _descriptor = -1;
+        _isBroken = false;
+        _path = path;
+    }
+
+    std::string getPath() {
+        const std::lock_guard lock(_mutex);
+        return _path;
+    }
+
+    void append(std::string_view line) {
+        std::string failure;
+        {
+            const std::lock_guard lock(_mutex);
+            if (_path.empty() || _isBroken || (_open() && _write(line))) return;
+            failure = "cannot write the log file '" + _path + "': " + std::strerror(errno) + "\n";
+            _isBroken = true;
+        }
+        failure.insert(0, getLogLevelPrefix(eLogLevel::kWarn));
+        printToStandardError(formatLogLine(std::time(nullptr), failure));
+    }
+
+private:
+    bool _open() {
+        if (_descriptor < 0) _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+        return _descriptor >= 0;
+    }
+
+    bool _write(std::string_view line) {
+        while (!line.empty()) {
+            const ssize_t written = ::write(_descriptor, line.data(), line.size());
+            if (written < 0 && errno != EINTR) return false;
+            if (written > 0) line.remove_prefix(static_cast<std::size_t>(written));
+        }
+        return true;
+    }
+
+    std::mutex _mutex;
+    std::string _path;
+    int _descriptor{-1};
+    bool _isBroken{false};
+};
+
+}  // namespace
+
+LogHandler LogSetHandler(LogHandler handler) noexcept {
+    return logHandler.exchange(handler ? handler : &defaultLogHandler, std::memory_order_acq_rel);
+}
+
+eLogLevel LogGetLevel() noexcept {
+    return logLevel.load(std::memory_order_relaxed);
+}
+
+void LogSetLevel(eLogLevel level) noexcept {
+    logLevel.store(level, std::memory_order_relaxed);
+}
+
+void logMessage(eLogLevel level, const char* format, ...) {
+    if (!isHandled(level, format)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    try {
+        logHandler.load(std::memory_order_acquire)(level, format, arguments);
+    } catch (...) {
+        va_end(arguments);
+        throw;
+    }
+    va_end(arguments);
+}
+
+void logErrorNoThrow(const char* format, ...) {
+    if (!isHandled(eLogLevel::kError, format)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    try {
+        logHandler.load(std::memory_order_acquire)(eLogLevel::kError, format, arguments);
+    } catch (const KrSim::KrRuntimeError&) {  // the message has been handled; its caller asked to go on
+    } catch (...) {
+        va_end(arguments);
+        throw;
+    }
+    va_end(arguments);
+}
+
+void setLogFile(const std::string& path) {
+    LogFile::instance().setPath(path);
+}
+
+std::string getLogFile() {
+    return LogFile::instance().getPath();
+}
+
+void printToLogFile(std::string_view line) noexcept {
+    try {
+        LogFile::instance().append(line);
+    } catch (const std::exception&) {  // out of memory while reporting: the line is all that is lost
+    }
+}
+
+}  // namespace Kr

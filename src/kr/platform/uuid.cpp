@@ -1,0 +1,91 @@
+#include "kr/platform/uuid.h"
+
+#include <algorithm>
+#include <boost/uuid/name_generator_sha1.hpp>
+#include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/uuid.hpp>
+#include <cstring>
+
+namespace KrSim {
+namespace {
+
+constexpr std::size_t kUuidBytes = 16;
+constexpr std::size_t kTextLength = 36;
+static_assert(sizeof(boost::uuids::uuid) == kUuidBytes);
+
+/// -1 when the character is no hexadecimal digit.
+int hexDigitValue(char digit) noexcept {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return -1;
+}
+
+constexpr bool isDashBefore(std::size_t byteIndex) noexcept {
+    return byteIndex == 4 || byteIndex == 6 || byteIndex == 8 || byteIndex == 10;
+}
+
+KrUuid fromBoost(const boost::uuids::uuid& uuid) {
+    KrUuid::Bytes bytes{};
+    std::copy(uuid.begin(), uuid.end(), bytes.begin());
+    return KrUuid(bytes);
+}
+
+}  // namespace
+
+KrUuid::KrUuid(std::string_view text) noexcept {
+    if (!parse(text, *this)) _bytes = {};
+}
+
+KrUuid KrUuid::createFromName(const std::string& name) {
+    const boost::uuids::uuid nullNamespace{};
+    return fromBoost(boost::uuids::name_generator_sha1(nullNamespace)(name));
+}
+
+KrUuid KrUuid::createRandom() {
+    return fromBoost(boost::uuids::random_generator()());
+}
+
+bool KrUuid::parse(std::string_view text, KrUuid& result) noexcept {
+    if (text.size() == kTextLength + 2 && text.front() == '{' && text.back() == '}') {
+        text = text.substr(1, kTextLength);
+    }
+    if (text.size() != kTextLength) return false;
+
+    Bytes bytes{};
+    std::size_t position = 0;
+    for (std::size_t index = 0; index < kUuidBytes; ++index) {
+        if (isDashBefore(index) && text[position++] != '-') return false;
+        const int high = hexDigitValue(text[position++]);
+        const int low = hexDigitValue(text[position++]);
+        if (high < 0 || low < 0) return false;
+        bytes[index] = static_cast<std::uint8_t>(high * 16 + low);
+    }
+    result._bytes = bytes;
+    return true;
+}
+
+std::string KrUuid::toString() const {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(kTextLength);
+    for (std::size_t index = 0; index < kUuidBytes; ++index) {
+        if (isDashBefore(index)) text += '-';
+        text += kDigits[_bytes[index] >> 4U];
+        text += kDigits[_bytes[index] & 0x0FU];
+    }
+    return text;
+}
+
+std::strong_ordering operator<=>(const KrUuid& left, const KrUuid& right) noexcept {
+    return std::memcmp(left._bytes.data(), right._bytes.data(), kUuidBytes) <=> 0;
+}
+
+}  // namespace KrSim
+
+std::size_t std::hash<KrSim::KrUuid>::operator()(const KrSim::KrUuid& uuid) const noexcept {
+    // The halves are random or a digest in nearly every identifier; the multiplier keeps hand-written ones apart.
+    std::uint64_t halves[2];
+    std::memcpy(halves, uuid.getBytes().data(), sizeof halves);
+    return static_cast<std::size_t>(halves[0] ^ (halves[1] * 0x9E3779B97F4A7C15U));
+}
