@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Runs clang-tidy 14 over the library sources: those that differ from the main branch, or --all.
+# Usage: scripts/tidy.sh [--all | files...]
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+./scripts/setup.sh --tidy
+cmake --preset debug >/dev/null
+
+case "${1:-}" in
+  --all) mapfile -t files < <(git ls-files 'src/*.cpp') ;;
+  "") mapfile -t files < <(git diff --name-only --diff-filter=d "$(git merge-base HEAD main)" -- 'src/*.cpp' 'src/*.h') ;;
+  *) files=("$@") ;;
+esac
+# A header is looked at through the source beside it.
+sources=()
+for file in "${files[@]}"; do
+  source=${file%.h}
+  source=${source%.cpp}.cpp
+  [ -e "$source" ] && sources+=("$source")
+done
+if [ ${#sources[@]} -eq 0 ]; then
+  echo "tidy: no changed sources"
+  exit 0
+fi
+printf '%s\0' "${sources[@]}" | sort -zu | xargs -0 -r -n 1 -P "$(nproc)" clang-tidy-14 -p build/debug --quiet
