@@ -1,0 +1,70 @@
+#include "kr/platform/crc32.h"
+
+#include <array>
+#include <cstring>
+
+namespace Kr::detail {
+namespace {
+
+// Slicing (Kounavis and Berry, A Systematic Approach to Building High Performance Software-based CRC Generators,
+// 2005): table k holds the remainder of a byte followed by k zero bytes, so that several bytes are looked up at once
+// and combined. The tables are constants: static initialisers of any translation unit may compute checksums.
+constexpr std::size_t kSlices = 16;
+using Tables = std::array<std::array<std::uint32_t, 256>, kSlices>;
+
+constexpr Tables makeTables() {
+    Tables tables{};
+    for (std::uint32_t byte = 0; byte < 256; ++byte) {
+        std::uint32_t remainder = byte;
+        for (int bit = 0; bit < 8; ++bit)
+            remainder = (remainder >> 1U) ^ ((remainder & 1U) * 0xEDB88320U);
+        tables[0][byte] = remainder;
+    }
+    for (std::size_t slice = 1; slice < kSlices; ++slice) {
+        for (std::size_t byte = 0; byte < 256; ++byte) {
+            const std::uint32_t before = tables[slice - 1][byte];
+            tables[slice][byte] = (before >> 8U) ^ tables[0][before & 0xFFU];
+        }
+    }
+    return tables;
+}
+
+constexpr Tables kTables = makeTables();
+
+static_assert(std::endian::native == std::endian::little, "loadWord reads the bytes in the order of the text");
+
+std::uint64_t loadWord(const char* bytes) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/// The remainder of eight bytes that are followed by Following more: one look-up a byte.
+template <std::size_t Following>
+std::uint32_t slice(std::uint64_t word) noexcept {
+    return kTables[Following + 7][word & 0xFFU] ^ kTables[Following + 6][(word >> 8U) & 0xFFU] ^
+           kTables[Following + 5][(word >> 16U) & 0xFFU] ^ kTables[Following + 4][(word >> 24U) & 0xFFU] ^
+           kTables[Following + 3][(word >> 32U) & 0xFFU] ^ kTables[Following + 2][(word >> 40U) & 0xFFU] ^
+           kTables[Following + 1][(word >> 48U) & 0xFFU] ^ kTables[Following][word >> 56U];
+}
+
+}  // namespace
+
+std::int32_t calculateCRC32(const char* text, std::size_t length) noexcept {
+    std::uint32_t remainder = 0xFFFFFFFFU;
+    // Sixteen at a time need twice the tables in the cache, which only long texts pay back.
+    constexpr std::size_t kLongText = 64;
+    if (length >= kLongText) {
+        for (; length >= 16; text += 16, length -= 16) {
+            remainder = slice<8>(loadWord(text) ^ remainder) ^ slice<0>(loadWord(text + 8));
+        }
+    }
+    for (; length >= 8; text += 8, length -= 8)
+        remainder = slice<0>(loadWord(text) ^ remainder);
+    for (; length > 0; ++text, --length) {
+        remainder = (remainder >> 8U) ^ kTables[0][(remainder ^ static_cast<unsigned char>(*text)) & 0xFFU];
+    }
+    return std::bit_cast<std::int32_t>(~remainder);
+}
+
+}  // namespace Kr::detail
