@@ -22,6 +22,7 @@ bool findClosestRotation(const KrTransform& transform, Eigen::Matrix3d& rotation
     const double largest = part.cwiseAbs().maxCoeff();
     if (largest == 0.0) return false;
     const Eigen::JacobiSVD<Eigen::Matrix3d> decomposition(part / largest, Eigen::ComputeFullU | Eigen::ComputeFullV);
+    if (decomposition.info() != Eigen::Success) return false;
     const auto& singularValues = decomposition.singularValues();
     if (!(singularValues(2) > kSingular * singularValues(0))) return false;
     const Eigen::Matrix3d candidate = decomposition.matrixU() * decomposition.matrixV().transpose();
