@@ -11,6 +11,8 @@ class KrColor;
 class KrConnectionBase;
 class KrEnum;
 class KrNamePathBaseInterface;
+class KrNamePathBaseInterfaceRegistry;
+class KrPhysicalDimension;
 struct KrTransform;
 }  // namespace Kr
 
@@ -21,8 +23,10 @@ class FieldBase;
 
 namespace KrSim {
 class KrApplication;
+class KrEnumTable;
 class KrExtension;
 class IExtension;
+class RandomColorGenerator;
 }  // namespace KrSim
 
 namespace KrGraphics {

@@ -1,0 +1,269 @@
+#include "kr/core/base.h"
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+
+#include "kr/core/guarded_call.h"
+#include "kr/core/internal/live_set.h"
+#include "kr/core/internal/type_key.h"
+
+namespace Kr {
+
+namespace {
+
+constinit detail::LiveSet liveSet;
+constinit std::atomic<bool> isTrackingEnabled{true};
+constinit std::atomic<std::uint32_t> creationCounter{0};
+constinit std::atomic<KrBase::Subscriber*> constructorSubscriber{nullptr};
+
+constexpr std::uint32_t kAllEvents = ~std::uint32_t{0};
+
+constexpr std::uint32_t bitOf(KrBase::Event event) noexcept {
+    return std::uint32_t{1} << static_cast<std::uint32_t>(event);
+}
+
+struct ClassRegistry {
+    std::mutex mutex;  // guards the members
+    std::deque<KrBase::ClassType> types;
+    std::unordered_map<std::string, const KrBase::ClassType*> typesByKey;
+
+    // Never destroyed: classes of static objects are asked for their type to the very end.
+    static ClassRegistry& instance() {
+        static auto& registry = *new ClassRegistry;
+        return registry;
+    }
+};
+
+}  // namespace
+
+struct KrBase::Subscriptions {
+    struct Entry {
+        Subscriber* subscriber;
+        std::shared_ptr<bool> isAlive;
+        std::uint32_t events;
+    };
+
+    std::vector<Entry> entries;
+    int tellingDepth{0};      // entries keep their places while an event is told
+    bool isOwnerGone{false};  // destroyed by a subscriber that was being told
+
+    Entry* find(const Subscriber* subscriber) noexcept {
+        const auto it = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
+            return entry.subscriber == subscriber && entry.events != 0 && *entry.isAlive;
+        });
+        return it == entries.end() ? nullptr : &*it;
+    }
+
+    void add(Subscriber& subscriber, const std::shared_ptr<bool>& isAlive, std::uint32_t events) {
+        if (Entry* entry = find(&subscriber)) {
+            entry->events |= events;
+        } else {
+            purge();
+            entries.push_back({&subscriber, isAlive, events});
+        }
+    }
+
+    void remove(const Subscriber* subscriber, std::uint32_t events) noexcept {
+        Entry* entry = find(subscriber);
+        if (!entry) return;
+        entry->events &= ~events;
+        purge();
+    }
+
+    void purge() noexcept {
+        if (tellingDepth > 0) return;
+        std::erase_if(entries, [](const Entry& entry) { return entry.events == 0 || !*entry.isAlive; });
+    }
+};
+
+// Class
+
+const KrBase::ClassType& KrBase::_registerClass(const std::type_info& type, const char* name) {
+    ClassRegistry& registry = ClassRegistry::instance();
+    const std::lock_guard lock(registry.mutex);
+    const ClassType*& record = registry.typesByKey[detail::typeKey(type)];
+    if (!record) {
+        record = &registry.types.emplace_back(ClassType{static_cast<int>(registry.types.size()) + 1, name});
+    }
+    return *record;
+}
+
+namespace {
+
+const KrBase::ClassType& baseClass() {
+    static const auto& type = KrBase::_registerClass(typeid(KrBase), "KrBase");
+    return type;
+}
+
+}  // namespace
+
+int KrBase::getClassType() {
+    return baseClass().number;
+}
+int KrBase::getExactClassType() const {
+    return getClassType();
+}
+bool KrBase::isOfExactClassType(int type) const {
+    return type == getExactClassType();
+}
+bool KrBase::isOfClassType(int type) const {
+    return type == getClassType();
+}
+const std::string& KrBase::getClassName() const {
+    return baseClass().name;
+}
+
+std::vector<int> KrBase::getIDVector() {
+    ClassRegistry& registry = ClassRegistry::instance();
+    const std::lock_guard lock(registry.mutex);
+    std::vector<int> numbers;
+    numbers.reserve(registry.types.size());
+    for (const ClassType& type : registry.types)
+        numbers.push_back(type.number);
+    return numbers;
+}
+
+// Life
+
+KrBase::KrBase()
+    : _creationIndex(creationCounter.fetch_add(1, std::memory_order_relaxed)),
+      _isTracked(isTrackingEnabled.load(std::memory_order_relaxed)) {
+    if (Subscriber* subscriber = getConstructorSubscriber()) addSubscriber(subscriber);
+    // The last step that can fail: no destructor runs after a failed constructor.
+    if (_isTracked) liveSet.insert(this);
+    _tellSubscribers(Event::kConstructed);
+}
+
+KrBase::~KrBase() {
+    if (_isTracked) liveSet.erase(this);
+    _tellSubscribers(Event::kDestroyed);
+    if (_subscriptions) _subscriptions->isOwnerGone = true;
+}
+
+bool KrBase::isKrBaseValid(const KrBase* object) noexcept {
+    return liveSet.contains(object);
+}
+
+const std::vector<KrBase*>& KrBase::getKrBaseList() {
+    static auto& list = *new std::vector<KrBase*>;
+    list.clear();
+    liveSet.appendTo(list);
+    return list;
+}
+
+bool KrBase::getEnableMemoryTracking() noexcept {
+    return isTrackingEnabled.load(std::memory_order_relaxed);
+}
+void KrBase::setEnableMemoryTracking(bool enable) noexcept {
+    isTrackingEnabled.store(enable, std::memory_order_relaxed);
+}
+
+bool KrBase::_removeKrBaseInstance(const KrBase* object) noexcept {
+    return liveSet.erase(object);
+}
+
+void KrBase::resetKrBaseCounter() noexcept {
+    creationCounter.store(0, std::memory_order_relaxed);
+}
+
+// Name
+
+void KrBase::setName(const char* name) {
+    const std::string_view text = name ? std::string_view(name) : std::string_view();
+    if (_name == text) return;
+    _name = text;
+    _tellSubscribers(Event::kRenamed);
+}
+
+void KrBase::setCombinedName(const char* prefix, const char* name, std::uint32_t count) {
+    std::string combined;
+    for (const char* part : {prefix, name}) {
+        if (part && *part != '\0') combined.append(part).append("_");
+    }
+    combined += std::to_string(count);
+    setName(combined.c_str());
+}
+
+// Subscribers
+
+KrBase::Subscriptions& KrBase::_makeSubscriptions() {
+    if (!_subscriptions) _subscriptions = std::make_shared<Subscriptions>();
+    return *_subscriptions;
+}
+
+void KrBase::addSubscriber(Event event, Subscriber* subscriber) {
+    if (subscriber) _makeSubscriptions().add(*subscriber, subscriber->_getHandle(), bitOf(event));
+}
+
+void KrBase::addSubscriber(Subscriber* subscriber) {
+    if (subscriber) _makeSubscriptions().add(*subscriber, subscriber->_getHandle(), kAllEvents);
+}
+
+void KrBase::removeSubscriber(Event event, Subscriber* subscriber) {
+    if (_subscriptions) _subscriptions->remove(subscriber, bitOf(event));
+}
+
+void KrBase::removeSubscriber(Subscriber* subscriber) {
+    if (_subscriptions) _subscriptions->remove(subscriber, kAllEvents);
+}
+
+bool KrBase::isSubscribed(Event event, const Subscriber* subscriber) const {
+    if (!_subscriptions) return false;
+    const auto* entry = _subscriptions->find(subscriber);
+    return entry && (entry->events & bitOf(event)) != 0;
+}
+
+bool KrBase::isSubscribed(const Subscriber* subscriber) const {
+    if (!_subscriptions) return false;
+    const auto* entry = _subscriptions->find(subscriber);
+    return entry && entry->events == kAllEvents;
+}
+
+void KrBase::setConstructorSubscriber(Subscriber* subscriber) {
+    if (subscriber) subscriber->_getHandle();  // made here, because objects may be constructed on several threads
+    constructorSubscriber.store(subscriber, std::memory_order_release);
+}
+
+KrBase::Subscriber* KrBase::getConstructorSubscriber() noexcept {
+    return constructorSubscriber.load(std::memory_order_acquire);
+}
+
+void KrBase::_tellSubscribers(Event event) {
+    if (!_subscriptions) return;
+    const std::shared_ptr<Subscriptions> subscriptions = _subscriptions;  // outlives this object
+    const std::string name = _name;
+    ++subscriptions->tellingDepth;
+    const std::size_t count = subscriptions->entries.size();
+    for (std::size_t i = 0; i < count && !subscriptions->isOwnerGone; ++i) {
+        const Subscriptions::Entry& entry = subscriptions->entries[i];
+        if ((entry.events & bitOf(event)) == 0 || !*entry.isAlive) continue;
+        Subscriber& subscriber = *entry.subscriber;
+        callGuarded("KrBase", name, "onEvent", [&] { subscriber.onEvent(event, this); });
+    }
+    --subscriptions->tellingDepth;
+    subscriptions->purge();
+}
+
+KrBase::Subscriber::~Subscriber() {
+    unsubscribeFromAll();
+    Subscriber* self = this;
+    constructorSubscriber.compare_exchange_strong(self, nullptr, std::memory_order_acq_rel);
+}
+
+void KrBase::Subscriber::onEvent(Event, KrBase*) {}
+
+void KrBase::Subscriber::unsubscribeFromAll() noexcept {
+    if (_isAlive) *_isAlive = false;
+    _isAlive.reset();
+}
+
+const std::shared_ptr<bool>& KrBase::Subscriber::_getHandle() {
+    if (!_isAlive) _isAlive = std::make_shared<bool>(true);
+    return _isAlive;
+}
+
+}  // namespace Kr

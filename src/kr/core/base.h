@@ -1,0 +1,176 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+#include "kr/core/fwd.h"
+#include "kr/platform/export.h"
+
+/// Declares the class type and class name of a class derived from KrBase. First line of the class body; leaves the
+/// access at `public`. `Class` is the plain name as it shall stand in references, `Base` the direct base class:
+///
+///     class Vehicle : public Kr::KrBase {
+///         KR_BASE_CLASS(Vehicle, Kr::KrBase)
+#define KR_BASE_CLASS(Class, Base)                                                     \
+public:                                                                                \
+    [[nodiscard]] static const ::Kr::KrBase::ClassType& _getClass() {                  \
+        static const auto& type = ::Kr::KrBase::_registerClass(typeid(Class), #Class); \
+        return type;                                                                   \
+    }                                                                                  \
+    [[nodiscard]] static int getClassType() {                                          \
+        return _getClass().number;                                                     \
+    }                                                                                  \
+    [[nodiscard]] int getExactClassType() const override {                             \
+        return getClassType();                                                         \
+    }                                                                                  \
+    [[nodiscard]] bool isOfClassType(int type) const override {                        \
+        return type == getClassType() || Base::isOfClassType(type);                    \
+    }                                                                                  \
+    [[nodiscard]] const std::string& getClassName() const override {                   \
+        return _getClass().name;                                                       \
+    }
+
+namespace Kr {
+
+/// Base of long-lived objects: a name, a class type, subscribers, and an entry in the process-wide set of live
+/// objects, so that whoever holds a raw pointer can ask whether the object still exists.
+///
+/// Thread: objects may be made, destroyed and tested for life on any thread. The name and the subscribers of one
+/// object belong to the thread that uses the object.
+class KR_API KrBase {
+public:
+    /// What subscribers are told. Values are not stored anywhere and may grow.
+    enum class Event : std::uint8_t {
+        kConstructed,  ///< the base part stands; only the constructor subscriber can be there to hear it
+        kDestroyed,    ///< only the base part is left; the object is not in the live set any more
+        kRenamed,      ///< the name has changed
+    };
+
+    class Subscriber;
+
+    /// A class derived from KrBase; lives for ever.
+    struct ClassType {
+        int number;
+        std::string name;
+    };
+
+    KrBase(const KrBase&) = delete;
+    KrBase& operator=(const KrBase&) = delete;
+
+    // Class
+
+    /// The number of the object's class, from 1 up in the order of first use. It differs from run to run: never
+    /// store it.
+    [[nodiscard]] virtual int getExactClassType() const;
+    [[nodiscard]] virtual bool isOfExactClassType(int type) const;
+    /// Whether the object is of that class or of one derived from it.
+    [[nodiscard]] virtual bool isOfClassType(int type) const;
+
+    virtual ~KrBase();
+
+    /// The plain class name, as it stands in references; never empty.
+    [[nodiscard]] virtual const std::string& getClassName() const;
+
+    [[nodiscard]] static int getClassType();
+    /// The numbers of all classes registered so far. Any thread.
+    [[nodiscard]] static std::vector<int> getIDVector();
+
+    // Name
+
+    /// Null is the empty name. A change tells Event::kRenamed; the object may be gone when the call returns, if a
+    /// subscriber destroyed it.
+    virtual void setName(const char* name);
+    [[nodiscard]] const std::string& getName() const noexcept { return _name; }
+    [[nodiscard]] bool hasName() const noexcept { return !_name.empty(); }
+    /// Sets the name to "prefix_name_count"; a null or empty part is left out together with its underscore.
+    void setCombinedName(const char* prefix, const char* name, std::uint32_t count);
+
+    /// How many objects were made before this one since the start or the last reset of the counter.
+    [[nodiscard]] std::uint32_t getCreationIndex() const noexcept { return _creationIndex; }
+    static void resetKrBaseCounter() noexcept;
+
+    // Subscribers
+
+    /// Subscribing twice is subscribing once; null is ignored. Subscribers are told in the order in which they came;
+    /// one that comes while an event is told is not told of that event.
+    void addSubscriber(Event event, Subscriber* subscriber);
+    void addSubscriber(Subscriber* subscriber);  ///< to all events
+    void removeSubscriber(Event event, Subscriber* subscriber);
+    void removeSubscriber(Subscriber* subscriber);  ///< from all events
+    [[nodiscard]] bool isSubscribed(Event event, const Subscriber* subscriber) const;
+    /// Whether it is subscribed to all events.
+    [[nodiscard]] bool isSubscribed(const Subscriber* subscriber) const;
+
+    /// The one subscriber that each new object gets for all its events, or null. Objects made earlier keep theirs.
+    /// It is told on whatever thread makes, renames or destroys an object. Set it, and destroy it, while no other
+    /// thread makes objects.
+    static void setConstructorSubscriber(Subscriber* subscriber);
+    [[nodiscard]] static Subscriber* getConstructorSubscriber() noexcept;
+
+    // Live objects
+
+    /// Whether this is the address of a live object. The pointer is never dereferenced. An object made later at the
+    /// same address counts as live. Any thread.
+    [[nodiscard]] static bool isKrBaseValid(const KrBase* object) noexcept;
+    /// All live objects, in no special order. One shared array, refilled by each call: for diagnostics, one thread
+    /// at a time.
+    [[nodiscard]] static const std::vector<KrBase*>& getKrBaseList();
+    /// Whether new objects enter the set of live objects; on by default. An object made while it is off never counts
+    /// as live. An object that is in the set leaves it on destruction in any case, so no dead address stays.
+    [[nodiscard]] static bool getEnableMemoryTracking() noexcept;
+    static void setEnableMemoryTracking(bool enable) noexcept;
+
+    /// Takes the address out of the set of live objects. Answers whether it was there.
+    static bool _removeKrBaseInstance(const KrBase* object) noexcept;
+    /// The record of a class, made on first call; the same for every module that names the class. Any thread.
+    [[nodiscard]] static const ClassType& _registerClass(const std::type_info& type, const char* name);
+
+protected:
+    KrBase();
+
+    /// Tells the subscribers of an event. The object may be gone when the call returns.
+    void _tellSubscribers(Event event);
+
+private:
+    struct Subscriptions;
+
+    Subscriptions& _makeSubscriptions();
+
+    std::string _name;
+    std::shared_ptr<Subscriptions> _subscriptions;  // made by the first subscription
+    std::uint32_t _creationIndex;
+    bool _isTracked;
+};
+
+/// Is told of events of the objects to which it is subscribed.
+///
+/// A subscriber may be destroyed while subscribed, also while it is being told: objects forget dead subscribers. That
+/// must happen on the thread of these objects. A copy starts without subscriptions, and assignment changes none.
+class KR_API KrBase::Subscriber {
+public:
+    Subscriber() = default;
+    Subscriber(const Subscriber&) noexcept {}
+    Subscriber& operator=(const Subscriber&) noexcept { return *this; }
+    virtual ~Subscriber();
+
+    /// Called on the thread that causes the event. On Event::kConstructed and Event::kDestroyed only the address may
+    /// be used: the rest of the object is not there. The subscriber may subscribe, unsubscribe and destroy itself.
+    virtual void onEvent(Event event, KrBase* object);
+
+    /// Ends all subscriptions at once. A derived class whose members may outlive its wish to be told calls it in its
+    /// destructor.
+    void unsubscribeFromAll() noexcept;
+
+private:
+    friend class KrBase;
+
+    const std::shared_ptr<bool>& _getHandle();
+
+    // The objects share this handle; it dies, for them, with the subscriber. Made by the first subscription.
+    std::shared_ptr<bool> _isAlive;
+};
+
+}  // namespace Kr

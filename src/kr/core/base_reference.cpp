@@ -1,0 +1,196 @@
+#include "kr/core/base_reference.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+#include "kr/core/base.h"
+#include "kr/core/guarded_call.h"
+#include "kr/core/name_path_base_interface.h"
+#include "kr/platform/log.h"
+
+namespace Kr {
+
+namespace {
+
+constexpr std::string_view kNothing = "null";
+constexpr std::string_view kScheme = "base://";
+
+// Objects as the cache remembers them. An address may be used again by another object, which has another index.
+struct CachedObject {
+    KrBase* object;
+    std::uint32_t creationIndex;
+
+    explicit CachedObject(KrBase* live) : object(live), creationIndex(live->getCreationIndex()) {}
+    [[nodiscard]] bool isAlive() const {
+        return KrBase::isKrBaseValid(object) && object->getCreationIndex() == creationIndex;
+    }
+};
+
+struct Cache {
+    struct Entry {
+        CachedObject context;
+        CachedObject target;
+    };
+
+    std::atomic<bool> isEnabled{false};
+    std::mutex mutex;  // guards the entries
+    std::map<std::pair<KrBase*, std::string>, Entry> entries;
+
+    static Cache& instance() {
+        static auto& cache = *new Cache;
+        return cache;
+    }
+
+    // Null when there is no entry or its objects are gone.
+    KrBase* find(KrBase* context, const std::string& text) {
+        const std::lock_guard lock(mutex);
+        const auto it = entries.find({context, text});
+        if (it == entries.end()) return nullptr;
+        if (it->second.context.isAlive() && it->second.target.isAlive()) return it->second.target.object;
+        entries.erase(it);
+        return nullptr;
+    }
+
+    void enter(KrBase* context, std::string text, KrBase* target) {
+        const Entry entry{CachedObject(context), CachedObject(target)};
+        const std::lock_guard lock(mutex);
+        entries.insert_or_assign({context, std::move(text)}, entry);
+    }
+
+    void clear() {
+        const std::lock_guard lock(mutex);
+        entries.clear();
+    }
+};
+
+void appendLevel(std::string& text, KrBase& object) {
+    if (!object.hasName()) {
+        object.setCombinedName("default", object.getClassName().c_str(), object.getCreationIndex());
+    }
+    text.append("/").append(object.getClassName()).append("/").append(object.getName());
+}
+
+// Takes the next token off the text; false when none is left.
+bool takeToken(std::string_view& rest, bool& isAtEnd, std::string& token) {
+    if (isAtEnd) return false;
+    const std::size_t slash = rest.find('/');
+    token = rest.substr(0, slash);
+    isAtEnd = slash == std::string_view::npos;
+    rest.remove_prefix(isAtEnd ? rest.size() : slash + 1);
+    return true;
+}
+
+KrBase* findChild(KrBase* parent, const std::string& className, const std::string& objectName) {
+    const auto interface = KrNamePathBaseInterface::find(parent);
+    KrBase* child = nullptr;
+    if (interface) {
+        callGuarded("KrBaseReference", className, "findChild",
+                    [&] { child = interface->findChild(*parent, className, objectName); });
+    }
+    return child;
+}
+
+// Walks down from the context; `path` is the text after the scheme.
+KrBase* walk(KrBase* context, std::string_view path) {
+    KrBase* current = KrBase::isKrBaseValid(context) ? context : nullptr;
+    if (path.empty()) return current;
+    if (path.front() == '/') path.remove_prefix(1);  // the empty token before the first level
+    bool isAtEnd = false;
+    std::string className;
+    std::string objectName;
+    while (current && takeToken(path, isAtEnd, className)) {
+        // A class name without an object name names no child.
+        current = takeToken(path, isAtEnd, objectName) ? findChild(current, className, objectName) : nullptr;
+    }
+    return current;
+}
+
+}  // namespace
+
+KrBaseReference::KrBaseReference() : _text(kNothing) {}
+
+KrBaseReference::KrBaseReference(std::string text, KrBase* context) : _text(std::move(text)) {
+    parse(context);
+}
+
+KrBaseReference::KrBaseReference(KrBase* target, KrBase* context)
+    : _text(target ? kScheme : kNothing), _target(target), _context(context) {
+    if (target && target != context) appendLevel(_text, *target);
+}
+
+KrBaseReference::KrBaseReference(const std::vector<KrBase*>& path) : _text(kScheme) {
+    for (KrBase* object : path) {
+        if (!object) continue;
+        appendLevel(_text, *object);
+        _target = object;
+    }
+    if (!_target) _text = kNothing;
+}
+
+KrBase* KrBaseReference::getBase() {
+    if (_target && KrBase::isKrBaseValid(_target)) return _target;
+    _target = nullptr;
+    return _text.empty() ? nullptr : parse(_context);
+}
+
+KrBase* KrBaseReference::parse(KrBase* context) {
+    _target = nullptr;
+    _context = context;
+    if (_text == kNothing || _text.size() < kScheme.size()) return nullptr;
+
+    Cache& cache = Cache::instance();
+    const bool isCached = isCacheEnabled();
+    if (isCached) _target = cache.find(context, _text);
+    if (_target) return _target;
+
+    const std::string_view text = _text;
+    if (text.substr(0, kScheme.size()) == kScheme) _target = walk(context, text.substr(kScheme.size()));
+    if (!_target) {
+        logMessage(eLogLevel::kDebug, "KrBaseReference: Could not locate object with path %s.\n", _text.c_str());
+    } else if (isCached) {
+        cache.enter(context, _text, _target);
+    }
+    return _target;
+}
+
+bool operator<(const KrBaseReference& left, const KrBaseReference& right) noexcept {
+    const std::less<const KrBase*> isBefore;  // of unrelated objects, unlike the operator
+    if (left._context != right._context) return isBefore(left._context, right._context);
+    if (left._target != right._target) return isBefore(left._target, right._target);
+    return left._text < right._text;
+}
+
+void KrBaseReference::enableCache(bool enable) {
+    Cache::instance().isEnabled.store(enable, std::memory_order_relaxed);
+    if (!enable) clearCache();
+}
+
+bool KrBaseReference::isCacheEnabled() noexcept {
+    return Cache::instance().isEnabled.load(std::memory_order_relaxed);
+}
+
+void KrBaseReference::clearCache() {
+    Cache::instance().clear();
+}
+
+void KrBaseReference::fillCache(KrBase* object) {
+    if (!isCacheEnabled() || !KrBase::isKrBaseValid(object)) return;
+    const auto interface = KrNamePathBaseInterface::find(object);
+    if (!interface) return;
+    std::vector<KrBase*> children;
+    callGuarded("KrBaseReference", object->getName(), "getChildren",
+                [&] { children = interface->getChildren(*object); });
+    for (KrBase* child : children) {
+        if (!child) continue;
+        std::string text(kScheme);
+        appendLevel(text, *child);
+        Cache::instance().enter(object, std::move(text), child);
+    }
+}
+
+}  // namespace Kr

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "kr/core/base.h"
+#include "kr/core/fwd.h"
+#include "kr/platform/export.h"
+
+namespace Kr {
+
+/// A binding that makes a sink field follow a source field: what fields and clones need to know of connections.
+///
+/// Ownership: fields and owners are borrowed. Whoever made the connection owns it. A field that dies while connected
+/// makes the connection invalid; the owner of the connection deletes it later.
+/// Thread: the application thread.
+class KR_API KrConnectionBase : public KrBase {
+    KR_BASE_CLASS(KrConnectionBase, KrBase)
+
+    ~KrConnectionBase() override;
+
+    /// The fields; null before initialisation and after one of them has died.
+    [[nodiscard]] KrData::FieldBase* getSource() const noexcept { return _source; }
+    [[nodiscard]] KrData::FieldBase* getSink() const noexcept { return _sink; }
+    /// The extensions that own the fields; null for a field without one.
+    [[nodiscard]] KrSim::KrExtension* getSourceOwner() const noexcept { return _sourceOwner; }
+    [[nodiscard]] KrSim::KrExtension* getSinkOwner() const noexcept { return _sinkOwner; }
+    /// Whether the source is an Output and the sink a Parameter.
+    [[nodiscard]] bool isOutputToParameter() const noexcept { return _isOutputToParameter; }
+
+    /// Whether the fields fit together and both live.
+    [[nodiscard]] virtual bool isValid() const = 0;
+    [[nodiscard]] virtual bool isEnabled() const = 0;
+    /// Transfers from now on, and once at once when `transferNow` is set.
+    virtual void enable(bool transferNow) = 0;
+    /// Stops to transfer; with `leaveSorter` the connection does not order its extensions any more.
+    virtual void disable(bool leaveSorter) = 0;
+
+    /// Copies the value from source to sink, if the connection may. The source calls it for every outgoing
+    /// connection when its value, or that of a field below it, has changed.
+    /// \param changed  the field that changed: the source itself or one below it.
+    virtual void transferValue(const KrData::FieldBase& changed) = 0;
+
+    /// Called by a dying source or sink, once, before it takes the connection off the other field: forgets both ends
+    /// and becomes invalid. An override leaves the sorter and then calls this one. The field must not be used.
+    virtual void _onFieldDestroyed(const KrData::FieldBase& field);
+
+    /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
+    /// these do not fit together. The caller owns the new object.
+    [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
+                                                           KrData::FieldBase& sink) const = 0;
+
+protected:
+    KrConnectionBase() = default;
+
+    void _setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept;
+    void _setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept;
+    void _setOutputToParameter(bool isOutputToParameter) noexcept { _isOutputToParameter = isOutputToParameter; }
+
+    [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
+    void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
+
+private:
+    KrSim::KrExtension* _sourceOwner{nullptr};
+    KrSim::KrExtension* _sinkOwner{nullptr};
+    bool _isInSorter{false};
+    bool _isOutputToParameter{false};
+    KrData::FieldBase* _source{nullptr};
+    KrData::FieldBase* _sink{nullptr};
+};
+
+}  // namespace Kr
