@@ -1,0 +1,201 @@
+#include "kr/core/base_reference.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kr/core/base.h"
+#include "kr/core/name_path_base_interface.h"
+#include "tests/support/log_capture.h"
+
+namespace base_reference_test {
+
+using Kr::KrBase;
+using Kr::KrBaseReference;
+using Kr::KrNamePathBaseInterfaceRegistry;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Node : public KrBase {
+    KR_BASE_CLASS(Node, Kr::KrBase)
+
+    explicit Node(const char* name) { setName(name); }
+    Node* add(const char* name) { return children.emplace_back(std::make_unique<Node>(name)).get(); }
+
+    std::vector<std::unique_ptr<Node>> children;
+    bool isBroken{false};
+    int searches{0};
+};
+
+class NodeInterface : public Kr::KrNamePathBaseInterface {
+public:
+    static std::unique_ptr<KrNamePathBaseInterface> create() { return std::make_unique<NodeInterface>(); }
+
+    [[nodiscard]] KrBase* findChild(KrBase& parent, const std::string& className,
+                                    const std::string& objectName) const override {
+        auto& node = static_cast<Node&>(parent);
+        ++node.searches;
+        if (node.isBroken) throw std::runtime_error("broken");
+        for (const auto& child : node.children) {
+            if (child->getClassName() == className && child->getName() == objectName) return child.get();
+        }
+        return nullptr;
+    }
+    [[nodiscard]] std::vector<KrBase*> getChildren(KrBase& parent) const override {
+        std::vector<KrBase*> children;
+        for (const auto& child : static_cast<Node&>(parent).children)
+            children.push_back(child.get());
+        return children;
+    }
+};
+
+class BaseReference : public testing::Test {
+protected:
+    BaseReference() { KrNamePathBaseInterfaceRegistry::registerInterface(typeid(Node), &NodeInterface::create); }
+    ~BaseReference() override {
+        KrBaseReference::enableCache(false);
+        KrNamePathBaseInterfaceRegistry::unregisterInterface(typeid(Node), &NodeInterface::create);
+    }
+
+    Node root{"root"};
+    Node* house = root.add("house");
+    Node* door = house->add("front door");
+};
+
+struct ParseCase {
+    const char* name;
+    const char* text;
+    const char* target;  // name of the object found, or null
+    bool isLogged;
+};
+
+class BaseReferenceText : public BaseReference, public testing::WithParamInterface<ParseCase> {};
+
+TEST_P(BaseReferenceText, LeadsToTheObjectOrSaysOnceThatItDoesNot) {
+    const auto& [name, text, target, isLogged] = GetParam();
+    const test_support::LogCapture log;
+    KrBaseReference reference(text, &root);
+    if (isLogged) {
+        EXPECT_THAT(log.lines(),
+                    ElementsAre("5 KrBaseReference: Could not locate object with path " + std::string(text) + ".\n"));
+    } else {
+        EXPECT_THAT(log.lines(), IsEmpty());
+    }
+    const KrBase* found = reference.getBase();
+    EXPECT_EQ(found ? found->getName() : "", target ? target : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, BaseReferenceText,
+    testing::Values(ParseCase{"Nothing", "null", nullptr, false}, ParseCase{"Empty", "", nullptr, false},
+                    ParseCase{"TooShort", "base:/", nullptr, false}, ParseCase{"Context", "base://", "root", false},
+                    ParseCase{"OneLevel", "base:///Node/house", "house", false},
+                    ParseCase{"TwoLevels", "base:///Node/house/Node/front door", "front door", false},
+                    ParseCase{"NoLeadingSlash", "base://Node/house", "house", false},
+                    ParseCase{"MissingSecondLevel", "base:///Node/house/Node/attic", nullptr, true},
+                    ParseCase{"MissingFirstLevel", "base:///Node/barn/Node/front door", nullptr, true},
+                    ParseCase{"OtherClass", "base:///Car/house", nullptr, true},
+                    ParseCase{"OddToken", "base:///Node/house/Node", nullptr, true},
+                    ParseCase{"OnlyASlash", "base:///", nullptr, true},
+                    ParseCase{"TrailingSlash", "base:///Node/house/", nullptr, true},
+                    ParseCase{"DoubledSlash", "base:////Node/house", nullptr, true},
+                    ParseCase{"OtherScheme", "http:///Node/house", nullptr, true},
+                    ParseCase{"SevenOtherCharacters", "missing", nullptr, true}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(BaseReference, BuiltFromAPathReadsBack) {
+    house->setName(nullptr);
+    const KrBaseReference built(std::vector<KrBase*>{house, nullptr, door});
+    EXPECT_EQ(built.getText(),
+              "base:///Node/default_Node_" + std::to_string(house->getCreationIndex()) + "/Node/front door");
+    EXPECT_EQ(KrBaseReference(built.getText(), &root).getBase(), door);
+    EXPECT_EQ(KrBaseReference(std::vector<KrBase*>{}).getText(), "null");
+}
+
+TEST_F(BaseReference, BuiltFromATargetFindsItsSuccessor) {
+    KrBaseReference reference(house, &root);
+    EXPECT_EQ(reference.getBase(), house);
+    EXPECT_EQ(root.searches, 0);
+    root.children.clear();
+    EXPECT_EQ(reference.getBase(), nullptr);
+    Node* successor = root.add("house");
+    EXPECT_EQ(reference.getBase(), successor);
+    EXPECT_EQ(KrBaseReference(&root, &root).getText(), "base://");
+    EXPECT_EQ(KrBaseReference(nullptr, &root).getText(), "null");
+}
+
+TEST_F(BaseReference, DeadContextLeadsNowhere) {
+    auto context = std::make_unique<Node>("context");
+    context->add("child");
+    KrBaseReference reference("base:///Node/child", context.get());
+    ASSERT_NE(reference.getBase(), nullptr);
+    context.reset();
+    EXPECT_EQ(reference.getBase(), nullptr);
+    EXPECT_EQ(KrBaseReference("base://", nullptr).getBase(), nullptr);
+}
+
+TEST_F(BaseReference, AThrowingInterfaceCountsAsAMissingChild) {
+    const test_support::LogCapture log;
+    root.isBroken = true;
+    EXPECT_EQ(KrBaseReference("base:///Node/house", &root).parse(&root), nullptr);
+    EXPECT_THAT(log.lines(), testing::Contains("3 KrBaseReference: fatal error in 'Node' findChild() [broken]\n"));
+}
+
+TEST_F(BaseReference, OrdersByContextThenTargetThenText) {
+    Node other("other");
+    const KrBaseReference unresolvedA("null", &root), unresolvedB("base:/", &root), elsewhere("null", &other);
+    const KrBaseReference resolved("base://", &root);
+    EXPECT_TRUE(unresolvedB < unresolvedA);
+    EXPECT_FALSE(unresolvedA < unresolvedB);
+    EXPECT_TRUE(unresolvedA < resolved);
+    EXPECT_EQ(unresolvedA < elsewhere, std::less<KrBase*>()(&root, &other));
+    EXPECT_FALSE(resolved < resolved);
+}
+
+TEST_F(BaseReference, CacheSavesTheWalk) {
+    KrBaseReference::enableCache(true);
+    EXPECT_TRUE(KrBaseReference::isCacheEnabled());
+    const std::string text = "base:///Node/house/Node/front door";
+    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
+    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
+    EXPECT_EQ(root.searches, 1);
+    KrBaseReference::clearCache();
+    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
+    EXPECT_EQ(root.searches, 2);
+}
+
+TEST_F(BaseReference, CacheIsFilledWithTheChildrenOfAnObject) {
+    KrBaseReference::fillCache(&root);  // not enabled yet
+    KrBaseReference::enableCache(true);
+    KrBaseReference::fillCache(nullptr);
+    KrBaseReference::fillCache(&root);
+    EXPECT_EQ(KrBaseReference("base:///Node/house", &root).getBase(), house);
+    EXPECT_EQ(root.searches, 0);
+}
+
+TEST_F(BaseReference, CacheDoesNotAnswerTheDead) {
+    KrBaseReference::enableCache(true);
+    KrBaseReference::fillCache(&root);
+    root.children.clear();
+    EXPECT_EQ(KrBaseReference("base:///Node/house", &root).getBase(), nullptr);
+    Node* successor = root.add("house");
+    EXPECT_EQ(KrBaseReference("base:///Node/house", &root).getBase(), successor);
+}
+
+TEST_F(BaseReference, OneInterfacePerClassAndOnlyItsOwnerTakesItBack) {
+    const auto other = []() -> std::unique_ptr<Kr::KrNamePathBaseInterface> { return NodeInterface::create(); };
+    EXPECT_FALSE(KrNamePathBaseInterfaceRegistry::registerInterface(typeid(Node), other));
+    EXPECT_FALSE(KrNamePathBaseInterfaceRegistry::registerInterface(typeid(KrBase), nullptr));
+    EXPECT_FALSE(KrNamePathBaseInterfaceRegistry::unregisterInterface(typeid(Node), other));
+    const auto held = Kr::KrNamePathBaseInterface::find(&root);
+    EXPECT_TRUE(KrNamePathBaseInterfaceRegistry::unregisterInterface(typeid(Node), &NodeInterface::create));
+    EXPECT_EQ(Kr::KrNamePathBaseInterface::find(&root), nullptr);
+    EXPECT_EQ(Kr::KrNamePathBaseInterface::find(nullptr), nullptr);
+    EXPECT_EQ(held->findChild(root, "Node", "house"), house);
+}
+
+}  // namespace base_reference_test

@@ -1,0 +1,324 @@
+#include "kr/core/base.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/core/connection_base.h"
+#include "tests/support/log_capture.h"
+
+namespace base_test {
+
+using Kr::KrBase;
+using testing::Contains;
+using testing::ElementsAre;
+using Event = KrBase::Event;
+
+class Vehicle : public KrBase {
+    KR_BASE_CLASS(Vehicle, Kr::KrBase)
+};
+class Car : public Vehicle {
+    KR_BASE_CLASS(Car, Vehicle)
+};
+
+class Recorder : public KrBase::Subscriber {
+public:
+    std::vector<std::pair<Event, KrBase*>> events;
+    std::function<void(Event, KrBase*)> action;
+
+    void onEvent(Event event, KrBase* object) override {
+        events.emplace_back(event, object);
+        if (action) action(event, object);
+    }
+};
+
+// Life
+
+TEST(BaseLife, AnAddressIsValidFromConstructionToDestruction) {
+    auto car = std::make_unique<Car>();
+    const KrBase* address = car.get();
+    EXPECT_TRUE(KrBase::isKrBaseValid(address));
+    EXPECT_THAT(KrBase::getKrBaseList(), Contains(car.get()));
+    car.reset();
+    EXPECT_FALSE(KrBase::isKrBaseValid(address));
+}
+
+TEST(BaseLife, WhatNeverWasAnObjectIsNotValid) {
+    int number = 0;
+    EXPECT_FALSE(KrBase::isKrBaseValid(nullptr));
+    EXPECT_FALSE(KrBase::isKrBaseValid(reinterpret_cast<KrBase*>(&number)));
+    EXPECT_FALSE(KrBase::_removeKrBaseInstance(nullptr));
+    EXPECT_FALSE(KrBase::_removeKrBaseInstance(reinterpret_cast<KrBase*>(&number)));
+}
+
+TEST(BaseLife, RemovingAnInstanceAnswersWhetherItWasThere) {
+    Car car;
+    EXPECT_TRUE(KrBase::_removeKrBaseInstance(&car));
+    EXPECT_FALSE(KrBase::isKrBaseValid(&car));
+    EXPECT_FALSE(KrBase::_removeKrBaseInstance(&car));
+}
+
+TEST(BaseLife, SwitchingTheTrackingOffAndOnLeavesNoDeadAddress) {
+    auto tracked = std::make_unique<Car>();
+    const KrBase* address = tracked.get();
+    KrBase::setEnableMemoryTracking(false);
+    auto untracked = std::make_unique<Car>();
+    EXPECT_FALSE(KrBase::isKrBaseValid(untracked.get()));
+    EXPECT_TRUE(KrBase::isKrBaseValid(address));
+    tracked.reset();
+    KrBase::setEnableMemoryTracking(true);
+    EXPECT_FALSE(KrBase::isKrBaseValid(address));
+}
+
+// Removal shifts entries of the set; a wrong shift loses or keeps a neighbour.
+TEST(BaseLife, TheSetAgreesWithAModelUnderRandomBirthAndDeath) {
+    const unsigned seed = 20203;
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::vector<std::unique_ptr<Car>> alive;
+    for (int step = 0; step < 20000; ++step) {
+        if (alive.empty() || random() % 100 < (step < 10000 ? 80U : 40U)) {
+            alive.push_back(std::make_unique<Car>());
+        } else {
+            std::swap(alive[random() % alive.size()], alive.back());
+            const KrBase* address = alive.back().get();
+            alive.pop_back();
+            ASSERT_FALSE(KrBase::isKrBaseValid(address));
+        }
+    }
+    ASSERT_FALSE(alive.empty());
+    const std::vector<KrBase*> list = KrBase::getKrBaseList();
+    for (const auto& car : alive) {
+        ASSERT_TRUE(KrBase::isKrBaseValid(car.get()));
+        ASSERT_EQ(std::count(list.begin(), list.end(), car.get()), 1);
+    }
+}
+
+TEST(BaseLife, ThreadsMakeDestroyAndTestObjectsSideBySide) {
+    Car shared;
+    std::latch start(4);
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int i = 0; i < 2000; ++i) {
+                auto own = std::make_unique<Car>();
+                ASSERT_TRUE(KrBase::isKrBaseValid(own.get()));
+                ASSERT_TRUE(KrBase::isKrBaseValid(&shared));
+            }
+        });
+    }
+}
+
+// Class and name
+
+TEST(BaseClass, TypesFollowTheInheritance) {
+    const Car car;
+    EXPECT_EQ(car.getExactClassType(), Car::getClassType());
+    EXPECT_TRUE(car.isOfExactClassType(Car::getClassType()));
+    EXPECT_FALSE(car.isOfExactClassType(Vehicle::getClassType()));
+    EXPECT_TRUE(car.isOfClassType(Vehicle::getClassType()));
+    EXPECT_TRUE(car.isOfClassType(KrBase::getClassType()));
+    EXPECT_FALSE(Vehicle().isOfClassType(Car::getClassType()));
+    EXPECT_EQ(car.getClassName(), "Car");
+    EXPECT_THAT(KrBase::getIDVector(), Contains(Car::getClassType()));
+}
+
+TEST(BaseName, CombinedNamesLeaveEmptyPartsOut) {
+    Car car;
+    EXPECT_FALSE(car.hasName());
+    car.setCombinedName("default", "Car", 7);
+    EXPECT_EQ(car.getName(), "default_Car_7");
+    car.setCombinedName(nullptr, "Car", 0);
+    EXPECT_EQ(car.getName(), "Car_0");
+    car.setCombinedName("", nullptr, 3);
+    EXPECT_EQ(car.getName(), "3");
+    car.setName(car.getName().c_str());
+    EXPECT_EQ(car.getName(), "3");
+    car.setName(nullptr);
+    EXPECT_FALSE(car.hasName());
+}
+
+TEST(BaseName, CreationIndexCountsFromTheLastReset) {
+    KrBase::resetKrBaseCounter();
+    const Car first, second;
+    EXPECT_EQ(first.getCreationIndex(), 0U);
+    EXPECT_EQ(second.getCreationIndex(), 1U);
+}
+
+// Subscribers
+
+TEST(BaseSubscriber, HearsRenamingAndDestruction) {
+    Recorder recorder;
+    KrBase* address = nullptr;
+    {
+        Car car;
+        address = &car;
+        recorder.action = [&](Event event, KrBase* object) {
+            EXPECT_EQ(KrBase::isKrBaseValid(object), event != Event::kDestroyed);
+        };
+        car.addSubscriber(&recorder);
+        car.addSubscriber(&recorder);
+        car.addSubscriber(nullptr);
+        car.setName("Beetle");
+        car.setName("Beetle");
+    }
+    EXPECT_THAT(recorder.events,
+                ElementsAre(std::pair(Event::kRenamed, address), std::pair(Event::kDestroyed, address)));
+}
+
+TEST(BaseSubscriber, SubscribesToSingleEvents) {
+    Car car;
+    Recorder recorder;
+    car.addSubscriber(Event::kDestroyed, &recorder);
+    EXPECT_TRUE(car.isSubscribed(Event::kDestroyed, &recorder));
+    EXPECT_FALSE(car.isSubscribed(Event::kRenamed, &recorder));
+    EXPECT_FALSE(car.isSubscribed(&recorder));
+    car.addSubscriber(&recorder);
+    EXPECT_TRUE(car.isSubscribed(&recorder));
+    car.removeSubscriber(Event::kRenamed, &recorder);
+    EXPECT_FALSE(car.isSubscribed(&recorder));
+    car.setName("Beetle");
+    EXPECT_TRUE(recorder.events.empty());
+    car.removeSubscriber(&recorder);
+    EXPECT_FALSE(car.isSubscribed(Event::kDestroyed, &recorder));
+}
+
+TEST(BaseSubscriber, MayComeAndGoWhileAnEventIsTold) {
+    Car car;
+    Recorder first, second, late;
+    auto third = std::make_unique<Recorder>();
+    first.action = [&](Event, KrBase* object) {
+        object->removeSubscriber(&first);
+        object->removeSubscriber(&second);
+        object->addSubscriber(&late);
+        third.reset();
+    };
+    car.addSubscriber(&first);
+    car.addSubscriber(&second);
+    car.addSubscriber(third.get());
+    car.setName("one");
+    EXPECT_EQ(first.events.size(), 1U);
+    EXPECT_TRUE(second.events.empty());
+    EXPECT_TRUE(late.events.empty());
+    car.setName("two");
+    EXPECT_EQ(first.events.size(), 1U);
+    EXPECT_EQ(late.events.size(), 1U);
+}
+
+TEST(BaseSubscriber, MayDestroyTheObjectOrItself) {
+    auto car = std::make_unique<Car>();
+    auto selfDestroyer = std::make_unique<Recorder>();
+    Recorder destroyer, last;
+    selfDestroyer->action = [&](Event, KrBase*) { selfDestroyer.reset(); };
+    destroyer.action = [&](Event event, KrBase*) {
+        if (event == Event::kRenamed) car.reset();
+    };
+    for (KrBase::Subscriber* each :
+         {static_cast<KrBase::Subscriber*>(selfDestroyer.get()), static_cast<KrBase::Subscriber*>(&destroyer),
+          static_cast<KrBase::Subscriber*>(&last)}) {
+        car->addSubscriber(each);
+    }
+    KrBase* address = car.get();
+    car->setName("short-lived");
+    EXPECT_EQ(selfDestroyer, nullptr);
+    EXPECT_THAT(destroyer.events,
+                ElementsAre(std::pair(Event::kRenamed, address), std::pair(Event::kDestroyed, address)));
+    EXPECT_THAT(last.events, ElementsAre(std::pair(Event::kDestroyed, address)));
+}
+
+TEST(BaseSubscriber, ThatDiedOrLeftIsNotTold) {
+    Car car;
+    Recorder leaver;
+    car.addSubscriber(&leaver);
+    const Recorder copy = leaver;
+    EXPECT_FALSE(car.isSubscribed(&copy));
+    leaver.unsubscribeFromAll();
+    EXPECT_FALSE(car.isSubscribed(&leaver));
+    {
+        Recorder shortLived;
+        car.addSubscriber(&shortLived);
+    }
+    car.setName("alone");
+    EXPECT_TRUE(leaver.events.empty());
+    car.addSubscriber(&leaver);
+    car.setName("again");
+    EXPECT_EQ(leaver.events.size(), 1U);
+}
+
+TEST(BaseSubscriber, ExceptionsAreLoggedAndTheNextOneIsTold) {
+    const test_support::LogCapture log;
+    Car car;
+    Recorder throwing, odd, last;
+    throwing.action = [](Event, KrBase*) { throw std::runtime_error("%s no"); };
+    odd.action = [](Event, KrBase*) { throw 7; };
+    car.addSubscriber(Event::kRenamed, &throwing);
+    car.addSubscriber(Event::kRenamed, &odd);
+    car.addSubscriber(Event::kRenamed, &last);
+    car.setName("Beetle");
+    EXPECT_EQ(last.events.size(), 1U);
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrBase: fatal error in 'Beetle' onEvent() [%s no]\n",
+                                         "3 KrBase: unhandled exception in 'Beetle' onEvent()\n"));
+}
+
+TEST(BaseSubscriber, TheConstructorSubscriberIsAttachedToEachNewObject) {
+    const Car older;
+    KrBase* address = nullptr;
+    Recorder recorder;
+    {
+        KrBase::setConstructorSubscriber(&recorder);
+        const Car car;
+        address = const_cast<Car*>(&car);
+        EXPECT_EQ(KrBase::getConstructorSubscriber(), &recorder);
+        EXPECT_TRUE(car.isSubscribed(&recorder));
+        EXPECT_FALSE(older.isSubscribed(&recorder));
+        KrBase::setConstructorSubscriber(nullptr);
+    }
+    EXPECT_THAT(recorder.events,
+                ElementsAre(std::pair(Event::kConstructed, address), std::pair(Event::kDestroyed, address)));
+    {
+        Recorder shortLived;
+        KrBase::setConstructorSubscriber(&shortLived);
+    }
+    EXPECT_EQ(KrBase::getConstructorSubscriber(), nullptr);
+}
+
+// Connections
+
+class Link : public Kr::KrConnectionBase {
+    KR_BASE_CLASS(Link, Kr::KrConnectionBase)
+
+    Link(KrData::FieldBase* source, KrData::FieldBase* sink) { _setFields(source, sink); }
+    [[nodiscard]] bool isValid() const override { return getSource() && getSink(); }
+    [[nodiscard]] bool isEnabled() const override { return true; }
+    void enable(bool) override {}
+    void disable(bool) override {}
+    void transferValue(const KrData::FieldBase&) override {}
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override {
+        return new Link(&source, &sink);
+    }
+};
+
+TEST(ConnectionBase, ForgetsBothEndsWhenOneDies) {
+    // Never dereferenced here, like any dying field.
+    long storage[2] = {};
+    auto* source = reinterpret_cast<KrData::FieldBase*>(&storage[0]);
+    auto* sink = reinterpret_cast<KrData::FieldBase*>(&storage[1]);
+    Link link(source, sink);
+    EXPECT_TRUE(link.isValid());
+    link._onFieldDestroyed(*sink);
+    EXPECT_EQ(link.getSource(), nullptr);
+    EXPECT_EQ(link.getSink(), nullptr);
+    EXPECT_FALSE(link.isValid());
+}
+
+}  // namespace base_test

@@ -1,0 +1,224 @@
+#include "kr/core/enum.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/core/physical_dimension.h"
+#include "kr/platform/log.h"
+#include "tests/support/log_capture.h"
+
+namespace enum_test {
+enum class eGear { kPark, kDrive, kReverse = -1 };
+enum class eFuel { kPetrol, kDiesel };
+enum class eLate { kFirst, kSecond };
+enum class eUnknown { kOnly };
+}  // namespace enum_test
+
+KR_REGISTER_ENUM(enum_test::eGear, {enum_test::eGear::kPark, "Park"}, {enum_test::eGear::kDrive, "Drive"},
+                 {enum_test::eGear::kReverse, "Reverse"});
+KR_REGISTER_ENUM(enum_test::eFuel, {enum_test::eFuel::kPetrol, "Petrol"}, {enum_test::eFuel::kDiesel, "Diesel"});
+
+namespace enum_test {
+
+using Kr::KrEnum;
+using EnumType = KrSim::KrEnumTable::EnumType;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Made before main: the enumeration is there whatever the order of initialisation.
+const KrEnum earlyLevel(Kr::eLogLevel::kWarn);
+
+std::string describe(const KrEnum& value) {
+    return std::to_string(value) + " '" + value.toString() + "' " + (value.getType() ? "typed " : "untyped ") +
+           value.getTypeString();
+}
+
+EnumType lateType() {
+    return EnumType::of<eLate>("enum_test::eLate", {{eLate::kFirst, "First"}});
+}
+
+TEST(Enum, BuiltInEnumerationsAreThereFromTheStart) {
+    EXPECT_EQ(describe(earlyLevel), "3 'Warn' typed Kr::eLogLevel");
+    EXPECT_THAT(KrEnum::getEnumeration("Kr::eLogLevel")->getValues(),
+                ElementsAre(std::pair(0, "Off"), std::pair(1, "Fatal"), std::pair(2, "Error"), std::pair(3, "Warn"),
+                            std::pair(4, "Info"), std::pair(5, "Debug"), std::pair(6, "Trace"), std::pair(7, "All")));
+    const KrEnum hint(Kr::KrPhysicalDimension::eDimensionHint::kKilometrePerHour);
+    EXPECT_EQ(hint.toString(), "Kilometre per hour");
+    EXPECT_TRUE(KrEnum::isTypeEnum(typeid(Kr::KrPhysicalDimension::ePhysicalDimension)));
+}
+
+TEST(Enum, UnknownTypesAreUntyped) {
+    EXPECT_EQ(describe(KrEnum()), "0 '' untyped ");
+    EXPECT_EQ(describe(KrEnum(eUnknown::kOnly)), "0 '' untyped enum_test::eUnknown");
+    EXPECT_FALSE(KrEnum::isTypeEnum(typeid(eUnknown)));
+    EXPECT_EQ(KrEnum::getEnumeration("no such enumeration"), nullptr);
+    EXPECT_EQ(KrEnum::getEnumeration(""), nullptr);
+    EXPECT_FALSE(KrEnum::_unregisterEnumeration(typeid(eUnknown)));
+}
+
+TEST(Enum, ReadsAsItsOwnTypeOnly) {
+    const KrEnum gear(eGear::kDrive);
+    EXPECT_EQ(gear.get<eGear>(), eGear::kDrive);
+    EXPECT_EQ(gear.get<eFuel>(), std::nullopt);
+    EXPECT_EQ(gear.getRawValues(), std::pair(1, std::string("Drive")));
+    EXPECT_EQ(describe(KrEnum(typeid(eGear), 9)), "9 '' typed enum_test::eGear");
+}
+
+TEST(Enum, ComparesNumberAndType) {
+    EXPECT_EQ(KrEnum(eGear::kPark), KrEnum(typeid(eGear), 0));
+    EXPECT_FALSE(KrEnum(eGear::kPark) == KrEnum(eFuel::kPetrol));
+    EXPECT_FALSE(KrEnum(eGear::kPark) == KrEnum(eGear::kDrive));
+    EXPECT_FALSE(KrEnum(eGear::kPark) == KrEnum());
+    EXPECT_FALSE(KrEnum(eUnknown::kOnly) == KrEnum());
+    EXPECT_EQ(KrEnum(), KrEnum());
+}
+
+struct AssignCase {
+    const char* name;
+    KrEnum target;
+    KrEnum source;
+    const char* result;
+    const char* message;
+};
+
+class EnumAssignment : public testing::TestWithParam<AssignCase> {};
+
+TEST_P(EnumAssignment, FollowsTheTypes) {
+    const test_support::LogCapture log;
+    KrEnum target = GetParam().target;
+    target = GetParam().source;
+    EXPECT_EQ(describe(target), GetParam().result);
+    if (*GetParam().message == '\0') {
+        EXPECT_THAT(log.lines(), IsEmpty());
+    } else {
+        EXPECT_THAT(log.lines(), ElementsAre(GetParam().message));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Types, EnumAssignment,
+    testing::Values(
+        AssignCase{"SameType", KrEnum(eGear::kPark), KrEnum(eGear::kReverse), "-1 'Reverse' typed enum_test::eGear",
+                   ""},
+        AssignCase{"OtherType", KrEnum(eGear::kPark), KrEnum(eFuel::kDiesel), "0 'Park' typed enum_test::eGear",
+                   "3 KrEnum: Cannot assign a enum_test::eFuel to a enum_test::eGear variable."},
+        AssignCase{"TypedFromUntyped", KrEnum(eGear::kDrive), KrEnum(), "0 '' untyped ", ""},
+        AssignCase{"TypedFromUnknown", KrEnum(eGear::kDrive), KrEnum(typeid(eUnknown), 5),
+                   "5 '' untyped enum_test::eUnknown", ""},
+        AssignCase{"UntypedFromTyped", KrEnum(), KrEnum(eFuel::kDiesel), "1 'Diesel' typed enum_test::eFuel", ""},
+        AssignCase{"UntypedFromUnknown", KrEnum(), KrEnum(eUnknown::kOnly), "0 '' untyped enum_test::eUnknown", ""}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST(Enum, SelfAssignmentChangesNothing) {
+    KrEnum gear(eGear::kDrive);
+    const KrEnum& same = gear;
+    gear = same;
+    EXPECT_EQ(describe(gear), "1 'Drive' typed enum_test::eGear");
+}
+
+TEST(Enum, SetsByTextWhatTheEnumerationKnows) {
+    const test_support::LogCapture log;
+    KrEnum gear(eGear::kPark);
+    EXPECT_TRUE(gear.fromString("Reverse"));
+    EXPECT_EQ(gear.get<eGear>(), eGear::kReverse);
+    EXPECT_FALSE(gear.fromString("%s"));
+    EXPECT_FALSE(gear.fromString(""));
+    EXPECT_EQ(describe(gear), "-1 'Reverse' typed enum_test::eGear");
+    KrEnum unknown(eUnknown::kOnly);
+    EXPECT_FALSE(unknown.fromString("Only"));
+    EXPECT_FALSE(KrEnum().fromString(""));
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrEnum:: Cannot find value %s in enumeration enum_test::eGear.\n",
+                                         "3 KrEnum:: Cannot find value  in enumeration enum_test::eGear.\n"));
+}
+
+TEST(Enum, SetsByNumberWhatTheEnumerationKnows) {
+    const test_support::LogCapture log;
+    KrEnum gear(eGear::kPark);
+    EXPECT_TRUE(gear.setValue(1));
+    EXPECT_EQ(describe(gear), "1 'Drive' typed enum_test::eGear");
+    EXPECT_TRUE(gear.setValue(2));
+    EXPECT_EQ(describe(gear), "1 'Drive' typed enum_test::eGear");
+    KrEnum unknown(eUnknown::kOnly);
+    EXPECT_TRUE(unknown.setValue(8));
+    EXPECT_EQ(describe(unknown), "8 '' untyped enum_test::eUnknown");
+    EXPECT_THAT(log.lines(),
+                ElementsAre("3 KrEnum: 2 is not a valid enum value for enum_test::eGear.\n",
+                            "3 KrEnum::setValue can not work on type enum_test::eUnknown that is not registered in the "
+                            "reflection.\n"));
+}
+
+// As when a plug-in comes after the content that uses its enumeration, goes, and comes back.
+TEST(Enum, FollowsTheRegistrationOfItsType) {
+    KrEnum value(eLate::kFirst);
+    EXPECT_EQ(describe(value), "0 '' untyped enum_test::eLate");
+    auto registration = std::make_unique<KrEnum::Register>(lateType());
+    EXPECT_EQ(describe(value), "0 'First' typed enum_test::eLate");
+    EXPECT_TRUE(value.fromString("First"));
+    registration.reset();
+    EXPECT_EQ(describe(value), "0 'First' untyped enum_test::eLate");
+    EXPECT_EQ(value.get<eLate>(), std::nullopt);
+    const EnumType changed = EnumType::of<eLate>("enum_test::eLate", {{eLate::kFirst, "Primo"}});
+    registration = std::make_unique<KrEnum::Register>(changed);
+    EXPECT_EQ(describe(value), "0 'Primo' typed enum_test::eLate");
+    EXPECT_EQ(value, KrEnum(eLate::kFirst));
+}
+
+TEST(EnumTable, CountsTheModulesThatRegisterOneEnumeration) {
+    auto host = std::make_unique<KrEnum::Register>(lateType());
+    auto plugIn = std::make_unique<KrEnum::Register>(lateType());
+    host.reset();
+    EXPECT_TRUE(KrEnum::isTypeEnum(typeid(eLate)));
+    plugIn.reset();
+    EXPECT_FALSE(KrEnum::isTypeEnum(typeid(eLate)));
+}
+
+TEST(EnumTable, RefusesASecondNameAndASecondType) {
+    const test_support::LogCapture log;
+    {
+        const KrEnum::Register otherName(EnumType::of<eGear>("Gear", {}));
+        const KrEnum::Register otherType(EnumType::of<eLate>("enum_test::eGear", {}));
+    }
+    EXPECT_EQ(KrEnum::getEnumeration("Gear"), nullptr);
+    EXPECT_FALSE(KrEnum::isTypeEnum(typeid(eLate)));
+    EXPECT_EQ(KrEnum(eGear::kDrive).toString(), "Drive");
+    EXPECT_EQ(log.lines().size(), 2U);
+}
+
+TEST(EnumTable, TheFirstOfEqualValuesAndTextsAnswers) {
+    const EnumType type(typeid(eUnknown), "Aliases", {{5, "five"}, {5, "cinq"}, {6, "five"}, {-2147483647 - 1, ""}});
+    EXPECT_EQ(*type.findText(5), "five");
+    EXPECT_EQ(*type.findValue("cinq"), 5);
+    EXPECT_EQ(*type.findValue("five"), 5);
+    EXPECT_EQ(*type.findValue(""), -2147483647 - 1);
+    EXPECT_EQ(type.findText(7), nullptr);
+    EXPECT_EQ(type.findValue("six"), nullptr);
+}
+
+TEST(EnumTable, IsReadWhileAnEnumerationComesAndGoes) {
+    const KrEnum shared(eLate::kFirst);
+    std::latch start(3);
+    std::vector<std::jthread> threads;
+    for (int reader = 0; reader < 2; ++reader) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int i = 0; i < 2000; ++i) {
+                const std::string& text = shared.toString();
+                ASSERT_TRUE(text.empty() || text == "First");
+                ASSERT_EQ(KrEnum(eGear::kDrive).toString(), "Drive");
+            }
+        });
+    }
+    start.arrive_and_wait();
+    for (int i = 0; i < 500; ++i) {
+        const KrEnum::Register registration(lateType());
+        EXPECT_EQ(KrEnum(eLate::kFirst).toString(), "First");
+    }
+}
+
+}  // namespace enum_test
