@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <cstdarg>
+#include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -203,21 +206,25 @@ TEST_F(Log, FileAppendsAndIsOpenedAnewOnRequest) {
     EXPECT_THAT(readLines(folder / "kr.log"), ElementsAre("three"));
 }
 
-TEST_F(Log, UnopenableFileIsReportedOnceAndTheNextOneWorks) {
+TEST_F(Log, FailingFileIsReportedOnceAndRecovers) {
     const test_support::TemporaryFolder folder;
     Kr::LogSetHandler(&receive);
     testing::internal::CaptureStderr();
-    Kr::setLogFile(folder / "missing/kr.log");
+    Kr::setLogFile(folder / "later/kr.log");
+    Kr::printToLogFile("lost\n");
+    Kr::printToLogFile("lost too\n");
+    std::filesystem::create_directory(folder / "later");
+    Kr::printToLogFile("kept\n");
+    EXPECT_THAT(readLines(folder / "later/kr.log"), ElementsAre("kept"));
+
+    Kr::setLogFile("/dev/full");
     Kr::printToLogFile("lost\n");
     Kr::printToLogFile("lost too\n");
     const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(printed, HasSubstr("WARN - cannot write the log file"));
-    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1);
-
-    Kr::setLogFile(folder / "kr.log");
-    Kr::printToLogFile("kept\n");
-    EXPECT_THAT(readLines(folder / "kr.log"), ElementsAre("kept"));
-    EXPECT_TRUE(received().empty()) << "a broken log file must not log through the handler that writes it";
+    EXPECT_THAT(printed, HasSubstr("WARN - cannot write the log file '" + (folder / "later/kr.log").string() + "': "));
+    EXPECT_THAT(printed, HasSubstr("WARN - cannot write the log file '/dev/full': "));
+    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 2);
+    EXPECT_TRUE(received().empty()) << "a failing log file must not log through the handler that writes it";
 }
 
 }  // namespace log_test

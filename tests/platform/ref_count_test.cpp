@@ -175,7 +175,7 @@ TEST_F(SmartPointers, DestructorMayHoldAndWatchItsOwnObject) {
 }
 
 TEST_F(SmartPointers, PromotionRacesWithTheLastRelease) {
-    constexpr int kRounds = 2000;
+    constexpr int kRounds = 6000;
     constexpr int kPromoters = 2;
     std::array<KrWeakPtr<Node>, kPromoters> weak;
     KrSmartPtr<Node> holder;

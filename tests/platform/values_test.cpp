@@ -3,7 +3,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -194,16 +193,17 @@ TEST(UniqueNames, MatchesThePlainSearchOnRandomUse) {
 
 TEST(UniqueNames, AddingManyEqualNamesIsNearLinear) {
     const auto seconds = [](int count) {
-        UniqueNamesCollection names;
-        const Kr::Timer timer;
-        for (int added = 0; added < count; ++added)
-            names.add("Wheel");
-        return timer.getElapsedSeconds();
+        double fastest = std::numeric_limits<double>::infinity();
+        for (int repetition = 0; repetition < 3; ++repetition) {
+            UniqueNamesCollection names;
+            const Kr::Timer timer;
+            for (int added = 0; added < count; ++added)
+                names.add("Wheel");
+            fastest = std::min(fastest, timer.getElapsedSeconds());
+        }
+        return fastest;
     };
-    double small = seconds(10000);
-    for (int repetition = 0; repetition < 2; ++repetition)
-        small = std::min(small, seconds(10000));
-    EXPECT_LT(seconds(100000), 40.0 * small);  // 100 times and more where each search starts at 2
+    EXPECT_LT(seconds(100000), 40.0 * seconds(10000));  // 100 times and more where each search starts at 2
 }
 
 TEST(Process, NameIsTheHostAndTheProcess) {

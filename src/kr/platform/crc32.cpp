@@ -34,7 +34,7 @@ constexpr Tables kTables = makeTables();
 static_assert(std::endian::native == std::endian::little, "loadWord reads the bytes in the order of the text");
 
 std::uint32_t loadWord(const char* bytes) noexcept {
-    std::uint32_t word;
+    std::uint32_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
     return word;
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <utility>
 
 #include "kr/platform/log_line.h"
 #include "kr/platform/runtime_error.h"
@@ -46,7 +47,7 @@ public:
         const std::lock_guard lock(_mutex);
         if (_descriptor >= 0) ::close(_descriptor);
         _descriptor = -1;
-        _isBroken = false;
+        _isFailing = false;
         _path = path;
     }
 
@@ -59,9 +60,10 @@ public:
         std::string failure;
         {
             const std::lock_guard lock(_mutex);
-            if (_path.empty() || _isBroken || (_open() && _write(line))) return;
+            if (_path.empty()) return;
+            const bool wasFailing = std::exchange(_isFailing, !(_open() && _write(line)));
+            if (wasFailing || !_isFailing) return;
             failure = "cannot write the log file '" + _path + "': " + std::strerror(errno) + "\n";
-            _isBroken = true;
         }
         failure.insert(0, getLogLevelPrefix(eLogLevel::kWarn));
         printToStandardError(formatLogLine(std::time(nullptr), failure));
@@ -85,7 +87,7 @@ private:
     std::mutex _mutex;
     std::string _path;
     int _descriptor{-1};
-    bool _isBroken{false};
+    bool _isFailing{false};
 };
 
 }  // namespace

@@ -40,8 +40,8 @@ KR_API void setLogFile(const std::string& path);
 [[nodiscard]] KR_API std::string getLogFile();
 
 /// Appends a finished line, as it is, to the log file; nothing happens without one. Lines of several threads, and of
-/// several processes with one file, do not mix. A file that cannot be opened or written is reported once on the
-/// standard error stream, then its lines are dropped until setLogFile is called again. Never throws. Any thread.
+/// several processes with one file, do not mix. While the file cannot be opened or written the lines are dropped; each
+/// time that starts it is reported once, on the standard error stream. Never throws. Any thread.
 KR_API void printToLogFile(std::string_view line) noexcept;
 
 }  // namespace Kr

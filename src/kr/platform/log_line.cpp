@@ -32,7 +32,7 @@ std::string_view getLogLevelPrefix(eLogLevel level) noexcept {
 
 std::string formatLogText(eLogLevel level, const char* format, std::va_list arguments) {
     // One byte beyond the longest message shows whether the cut falls inside a character.
-    std::array<char, kMaxLogTextBytes + 2> buffer;
+    std::array<char, kMaxLogTextBytes + 2> buffer{};
     const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
     const std::string_view message =
         length < 0 ? std::string_view(format)
@@ -46,7 +46,7 @@ std::string formatLogText(eLogLevel level, const char* format, std::va_list argu
 
 std::string formatLogLine(std::int64_t secondsSinceEpoch, std::string_view text) {
     const std::time_t time = secondsSinceEpoch;
-    std::array<char, 64> buffer;
+    std::array<char, 64> buffer{};
     std::string line;
     if (ctime_r(&time, buffer.data()) != nullptr) {
         line = buffer.data();
