@@ -153,6 +153,7 @@ class KR_API KrBase::Subscriber {
 public:
     Subscriber() = default;
     Subscriber(const Subscriber&) noexcept {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is assigned
     Subscriber& operator=(const Subscriber&) noexcept { return *this; }
     virtual ~Subscriber();
 
