@@ -10,5 +10,6 @@ function(kr_tests layer)
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE KrFoundation kr_build_options GTest::gmock_main Threads::Threads)
-  gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+  gtest_discover_tests(${name} TEST_PREFIX "${layer}." NO_PRETTY_VALUES
+    PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
 endfunction()
