@@ -75,9 +75,7 @@ const Slots& grow(const Slots& old) {
     return *table.release();
 }
 
-const std::string* intern(std::int32_t number, std::string_view text) {
-    if (const std::string* known = currentTable.load(std::memory_order_acquire)->find(number)) return known;
-
+[[gnu::noinline]] const std::string* enterText(std::int32_t number, std::string_view text) {
     const std::lock_guard lock(tableMutex);
     const Slots* current = currentTable.load(std::memory_order_relaxed);
     // Another thread may have entered the number meanwhile.
@@ -87,6 +85,11 @@ const std::string* intern(std::int32_t number, std::string_view text) {
     current->enter(number, stored);
     ++textCount;
     return stored;
+}
+
+const std::string* intern(std::int32_t number, std::string_view text) {
+    const std::string* known = currentTable.load(std::memory_order_acquire)->find(number);
+    return known ? known : enterText(number, text);
 }
 
 }  // namespace

@@ -9,23 +9,35 @@
 
 namespace Kr::detail {
 
-/// A set of addresses: open addressing with linear probing. Erasing moves later entries back, so nothing piles up.
-/// Addresses that lie near each other start in one cache line of slots, so that walking objects in the order in which
-/// they were made walks few lines of the set.
-struct alignas(64) LiveSetShard {
-    std::mutex mutex;  // guards all members
-    std::uintptr_t* slots{nullptr};
-    std::size_t mask{0};  // count of slots less one, the count being a power of two
-    std::size_t count{0};
+/// The objects that begin in one page of memory, 4096 bytes. The page has 64 places of 64 bytes; no object is smaller,
+/// so at most one begins in each.
+struct alignas(64) LivePage {
+    std::uintptr_t number{0};     // address / 4096; 0 for a free record
+    std::uint64_t isOccupied{0};  // one bit for each place
+    std::uint64_t eighths[3]{};   // by place, the bits of the number of 8 bytes at which the object begins in it
 
-    [[nodiscard]] std::size_t home(std::uintptr_t address) const noexcept;
-    /// The slot of the address, or the free slot where the search for it ended. Needs at least one slot.
-    [[nodiscard]] std::size_t locate(std::uintptr_t address) const noexcept;
-    void grow();
+    [[nodiscard]] bool contains(std::uintptr_t address) const noexcept;
+    void insert(std::uintptr_t address) noexcept;
+    void erase(std::uintptr_t address) noexcept;
 };
 
-/// The addresses of live objects, in shards by address so that threads seldom meet at one mutex.
+/// Pages in open addressing with linear probing. A page that has lost its objects stays until the table is rebuilt:
+/// the next object is likely to get memory there.
+struct alignas(64) LiveSetShard {
+    std::mutex mutex;  // guards all members
+    LivePage* pages{nullptr};
+    std::size_t mask{0};       // count of records less one, the count being a power of two
+    std::size_t usedCount{0};  // records with a page number
+
+    /// The record of the page, or the free one where the search for it ended. Needs a table.
+    [[nodiscard]] LivePage& locate(std::uintptr_t pageNumber) const noexcept;
+    void rebuild();
+};
+
+/// The addresses of live objects, in shards by page so that threads seldom meet at one mutex.
 ///
+/// Works page by page, because objects made one after the other share pages: a test for life touches one cache line
+/// that many neighbours share.
 /// Has no constructor to run and nothing to destroy, so objects may come and go before and after `main`.
 /// Thread: callable from any thread.
 class LiveSet {
