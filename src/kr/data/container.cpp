@@ -1,0 +1,412 @@
+#include "kr/data/container.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include "kr/data/field_visitor.h"
+#include "kr/data/internal/child_index.h"
+#include "kr/platform/log.h"
+#include "kr/platform/unique_names.h"
+
+namespace KrData {
+
+Container::Container(const Kr::KrID& id, Container* parent, Types::FieldTypeEnum fieldType)
+    : FieldBase(id, Types::kContainer), _fieldType(fieldType) {
+    _attachTo(parent);
+}
+
+Container::Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldType)
+    : FieldBase(id, Types::kContainer), _fieldType(fieldType) {}
+
+Container::Container(const Container& source) : FieldBase(source), _fieldType(source._fieldType) {
+    _cloneChildrenFrom(source);
+}
+
+Container::~Container() {
+    _detachFromEverything();
+    _destroyChildren();
+}
+
+// --- Adding and removing -------------------------------------------------------------------------------------------
+
+FieldBase* Container::addField(const Kr::KrID& id, Types::DataTypeEnum dataType) {
+    return Types::produce(dataType, id, this);
+}
+
+FieldBase* Container::addExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId) {
+    return Types::produceExtensionField(id, interfaceId, this);
+}
+
+Container* Container::addContainer(const Kr::KrID& id) {
+    return static_cast<Container*>(addField(id, Types::kContainer));
+}
+
+Container::iterator Container::insert(iterator position, const Kr::KrID& id, Types::DataTypeEnum dataType) {
+    return _placed(Types::_make(dataType, id, _fieldType), position);
+}
+
+Container::iterator Container::insert(iterator position, const Kr::KrID& id, const std::type_info& valueType) {
+    return _placed(Types::_make(Types::mapType(valueType), id, _fieldType), position);
+}
+
+Container::iterator Container::insertExtensionField(iterator position, const Kr::KrID& id,
+                                                    const Kr::KrID& interfaceId) {
+    return _placed(Types::produceExtensionField(id, interfaceId, nullptr), position);
+}
+
+Container::iterator Container::_placed(FieldBase* field, iterator position) {
+    const auto index = position - begin();
+    if (field == nullptr) return end();
+    if (!_addField(field, position)) {
+        delete field;
+        return end();
+    }
+    return begin() + index;
+}
+
+bool Container::removeField(const Kr::KrID& id) {
+    const auto position = find(id);
+    if (position == end() || !_mayRemove(1)) return false;
+    erase(position);
+    return true;
+}
+
+Container::iterator Container::erase(iterator position) {
+    if (position == end() || !_mayRemove(1)) return position;
+    const auto index = static_cast<std::size_t>(position - begin());
+    auto* field = *position;
+    _removeField(field);
+    delete field;
+    return begin() + static_cast<std::ptrdiff_t>(std::min(index, size()));
+}
+
+void Container::clear() {
+    if (empty() || !_mayRemove(size())) return;
+    _destroyChildren();
+    if (_has(kHasObservers | kAncestorObserved)) _notifyLater(*this);
+}
+
+void Container::_destroyChildren() {
+    const auto doomed = std::exchange(_children, {});
+    int connected = 0;
+    int watched = 0;
+    for (auto* child : doomed) {
+        child->_countOutputsBelow(-1, connected, watched);
+        child->_parent = nullptr;  // so that the dying child does not look for itself here
+    }
+    _tellOwner(connected, watched);
+    for (auto* child : doomed) delete child;
+}
+
+bool Container::_addField(FieldBase* field) { return _addField(field, end()); }
+
+bool Container::_addField(FieldBase* field, iterator position) {
+    if (field == nullptr || field->_parent != nullptr || !_mayAdd(*field)) return false;
+    const auto index = static_cast<std::size_t>(position - begin());
+    _validateInternalIdentifier(field);
+    _insertChild(field, index);
+    return true;
+}
+
+bool Container::_mayAdd(const FieldBase& field) const {
+    if (!field.isValid() || !_accepts(field)) return false;
+    for (const Container* above = this; above != nullptr; above = above->_parent) {
+        if (above == &field) return false;
+    }
+    return true;
+}
+
+bool Container::_accepts(const FieldBase&) const { return true; }
+bool Container::_mayRemove(std::size_t) const { return true; }
+
+void Container::_insertChild(FieldBase* field, std::size_t index) {
+    _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
+    field->_parent = this;
+    if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
+    if (field->_isApplicationModeEditing() != _isApplicationModeEditing()) {
+        field->_setApplicationModeIsEditing(_isApplicationModeEditing());
+    }
+    field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
+    field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
+    int connected = 0;
+    int watched = 0;
+    field->_countOutputsBelow(+1, connected, watched);
+    _tellOwner(connected, watched);
+    if (field->_has(kAncestorObserved)) _notifyLater(*field);
+}
+
+bool Container::_removeField(FieldBase* field) {
+    if (field == nullptr || field->_parent != this) return false;
+    // From the back: members of an object die in the reverse order of their making.
+    const auto found = std::find(_children.rbegin(), _children.rend(), field);
+    int connected = 0;
+    int watched = 0;
+    field->_countOutputsBelow(-1, connected, watched);
+    _children.erase(std::next(found).base());
+    field->_parent = nullptr;
+    const bool wasObserved = field->_has(kAncestorObserved);
+    field->_inheritWatching(kAncestorObserved, false);
+    field->_inheritWatching(kAncestorConnected, false);
+    _tellOwner(connected, watched);
+    if (wasObserved) _notifyLater(*this);
+    return true;
+}
+
+void Container::_notifyLater(const FieldBase&) const { _notifyChanged(*this); }
+
+void Container::_validateInternalIdentifier(FieldBase* field) noexcept {
+    auto& identifier = field->_internalIdentifier;
+    if (identifier >= _nextInternalIdentifier) {
+        _nextInternalIdentifier = identifier + 1;
+        return;
+    }
+    const bool taken = identifier == 0 || std::any_of(begin(), end(), [&](const FieldBase* child) {
+                           return child != field && child->_internalIdentifier == identifier;
+                       });
+    if (taken) identifier = _nextInternalIdentifier++;
+}
+
+// --- Access --------------------------------------------------------------------------------------------------------
+
+Container::iterator Container::find(const Kr::KrID& id) const noexcept {
+    return std::find_if(begin(), end(), [&](const FieldBase* child) { return child->_id == id; });
+}
+
+FieldBase& Container::operator[](const Kr::KrID& id) {
+    const auto position = find(id);
+    return position != end() ? **position : getInvalidField();
+}
+
+const FieldBase& Container::operator[](const Kr::KrID& id) const {
+    const auto position = find(id);
+    return position != end() ? **position : getInvalidField();
+}
+
+FieldBase& Container::operator[](std::size_t index) { return index < size() ? *_children[index] : getInvalidField(); }
+
+const FieldBase& Container::operator[](std::size_t index) const {
+    return index < size() ? *_children[index] : getInvalidField();
+}
+
+namespace {
+
+/// Where `path` goes on after `text` as the next step behind the first `matched` characters; npos when it does not.
+std::size_t matchStep(std::string_view path, std::size_t matched, std::string_view text) {
+    if (matched == std::string_view::npos || text.empty()) return matched;
+    auto rest = path.substr(matched);
+    if (matched != 0) {
+        if (!rest.starts_with('.')) return std::string_view::npos;
+        rest.remove_prefix(1);
+    }
+    return rest.starts_with(text) ? path.size() - rest.size() + text.size() : std::string_view::npos;
+}
+
+/// How many characters of `path` the path of the container itself covers; npos when it is no prefix.
+std::size_t matchContainer(std::string_view path, const Container& container) {
+    const auto* parent = container.getParent();
+    if (parent != nullptr) return matchStep(path, matchContainer(path, *parent), container.getID().str());
+    return container.getOwnerExtension() != nullptr ? 0 : matchStep(path, 0, container.getID().str());
+}
+
+}  // namespace
+
+FieldBase* Container::findFieldFromPath(std::string_view path) const {
+    const auto matched = path.empty() ? std::string_view::npos : matchContainer(path, *this);
+    return matched != std::string_view::npos ? _findBelow(path, matched) : nullptr;
+}
+
+FieldBase* Container::_findBelow(std::string_view path, std::size_t matched) const {
+    for (auto* child : _children) {
+        const auto end = matchStep(path, matched, child->getID().str());
+        if (end == std::string_view::npos) continue;
+        if (end == path.size()) return child;
+        if (child->getDataType() != Types::kContainer) continue;
+        if (auto* found = static_cast<const Container*>(child)->_findBelow(path, end)) return found;
+    }
+    return nullptr;
+}
+
+FieldBase* Container::getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept {
+    const auto position = std::find_if(
+        begin(), end(), [&](const FieldBase* child) { return child->_internalIdentifier == identifier; });
+    return position != end() ? *position : nullptr;
+}
+
+Kr::KrID Container::getUniqueFieldId(const Kr::KrID& id) const {
+    if (find(id) == end()) return id;
+    StringUtils::UniqueNamesCollection names;
+    for (const auto* child : _children) names.add(child->_id.str());
+    return Kr::KrID(names.add(id.str()));
+}
+
+// --- Order ---------------------------------------------------------------------------------------------------------
+
+Container::iterator Container::moveField(iterator position, const Kr::KrID& id) {
+    const auto from = _children.begin() + (find(id) - begin());
+    if (from == _children.end()) return end();
+    const auto behind = _children.begin() + (position - begin());
+    if (behind == from) return from;
+    if (behind == _children.end()) {
+        std::rotate(from, from + 1, _children.end());
+        return end() - 1;
+    }
+    if (from < behind) {
+        std::rotate(from, from + 1, behind + 1);
+        return behind;
+    }
+    std::rotate(behind + 1, from, from + 1);
+    return behind + 1;
+}
+
+// --- Copying and comparing -----------------------------------------------------------------------------------------
+
+Container* Container::_duplicate() const {
+    auto* copy = new Container(*this);
+    copy->_setDynamic(true);
+    return copy;
+}
+
+Container* Container::clone(const Kr::KrID& id, Container* parent) const {
+    auto* copy = _duplicate();
+    copy->_id = id;
+    return _adopt(copy, parent) ? copy : nullptr;
+}
+
+Container* Container::clone(Container* parent) const { return clone(getID(), parent); }
+
+bool Container::_adopt(FieldBase* made, Container* parent) {
+    if (parent == nullptr || parent->_addField(made)) return true;
+    delete made;
+    return false;
+}
+
+void Container::_cloneChildrenFrom(const Container& source) {
+    _children.reserve(source.size());
+    for (const auto* child : source._children) {
+        auto* copy = child->_duplicate();
+        if (copy == nullptr) continue;
+        // Unique there, so unique here: no search for a double.
+        _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);
+        _insertChild(copy, size());
+    }
+}
+
+void Container::_cloneFrom(const FieldBase& source) {
+    if (this == &source) return;
+    FieldBase::_cloneFrom(source);
+    if (source.getDataType() != Types::kContainer) return;
+    const auto& container = static_cast<const Container&>(source);
+    _destroyChildren();
+    _fieldType = container._fieldType;
+    _cloneChildrenFrom(container);
+}
+
+void Container::copyFieldsTo(Container* destination) const {
+    if (destination == nullptr) return;
+    std::unordered_set<std::uint32_t> taken;
+    for (const auto* child : destination->_children) taken.insert(child->_internalIdentifier);
+    const auto count = size();
+    for (std::size_t i = 0; i < count && i < size(); ++i) {
+        auto* copy = _children[i]->_duplicate();
+        if (copy == nullptr) continue;
+        if (!destination->_mayAdd(*copy)) {
+            delete copy;
+            continue;
+        }
+        auto& next = destination->_nextInternalIdentifier;
+        auto& identifier = copy->_internalIdentifier;
+        if (identifier == 0 || (identifier < next && taken.contains(identifier))) identifier = next;
+        next = std::max(next, identifier + 1);
+        taken.insert(identifier);
+        destination->_insertChild(copy, destination->size());
+    }
+}
+
+template <class PairAction>
+bool Container::_forEachPair(const Container& other, PairAction&& action) const {
+    detail::ChildIndex index(other._children);
+    // By index: an observer of a copied value may change the list.
+    for (std::size_t i = 0; i < size(); ++i) {
+        if (!action(*_children[i], index.find(_children[i]->_id))) return false;
+    }
+    return true;
+}
+
+Container& Container::operator=(const Container& other) {
+    if (this != &other) {
+        _forEachPair(other, [](FieldBase& child, const FieldBase* source) {
+            if (source != nullptr) child.copyValue(*source);
+            return true;
+        });
+    }
+    return *this;
+}
+
+bool Container::copyValue(const FieldBase& source) {
+    if (source.getDataType() == Types::kContainer) {
+        *this = static_cast<const Container&>(source);
+        return true;
+    }
+    Kr::logMessage(Kr::eLogLevel::kDebug, "Container: unable to copy value from %s to %s.\n", source.getPath().c_str(),
+                   getPath().c_str());
+    return false;
+}
+
+bool Container::initializeFrom(const FieldBase& source) {
+    if (source.getDataType() != Types::kContainer) return copyValue(source);
+    if (this == &source) return true;
+    _forEachPair(static_cast<const Container&>(source), [](FieldBase& child, const FieldBase* from) {
+        if (from != nullptr) child.initializeFrom(*from);
+        return true;
+    });
+    _replaceInternal(source._getInternalIfAny());
+    return true;
+}
+
+bool Container::isEqual(const FieldBase& other) const {
+    if (other.getDataType() != Types::kContainer) {
+        return other.getDataType() == Types::kProxy && other.isEqual(*this);
+    }
+    if (this == &other) return true;
+    const auto& container = static_cast<const Container&>(other);
+    return size() == container.size() && _forEachPair(container, [](const FieldBase& child, const FieldBase* same) {
+               return same != nullptr && child.isEqual(*same);
+           });
+}
+
+void Container::reset() {
+    for (std::size_t i = 0; i < size(); ++i) _children[i]->reset();
+}
+
+// --- Observing and walking -----------------------------------------------------------------------------------------
+
+void Container::refreshObservers() const {
+    for (auto* child : _children) {
+        child->_setState(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
+        child->_setState(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
+        child->refreshObservers();
+    }
+}
+
+void Container::_clearObservers() {
+    FieldBase::_clearObservers();
+    for (auto* child : _children) child->_clearObservers();
+}
+
+void Container::accept(FieldVisitor& visitor) {
+    visitor.visitContainer(*this);
+    for (auto* child : _children) {
+        if (child->getDataType() == Types::kContainer) {
+            static_cast<Container*>(child)->accept(visitor);
+        } else {
+            visitor.visitField(*child);
+        }
+    }
+}
+
+void Container::_setAlwaysCallObservers(FieldBase& field, bool always) {
+    field._setStateDownward(kForceObservers, always);
+}
+
+}  // namespace KrData

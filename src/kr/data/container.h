@@ -1,0 +1,156 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+#include <vector>
+
+#include "kr/data/field.h"
+#include "kr/data/field_base.h"
+
+namespace KrData {
+
+/// A field whose value is an ordered list of child fields: the inputs of an extension, a group, a whole tree.
+///
+/// Lookups by identifier are linear and answer the first match; identifiers should be unique among siblings, but
+/// nothing enforces it (getUniqueFieldId makes one). Children are found again across renames by their internal
+/// identifier, which is unique in the container. A container never becomes its own descendant.
+///
+/// Ownership: the container owns its children and destroys them in order.
+class KR_API Container : public FieldBase {
+public:
+    /// Visits `FieldBase*`; good until children are added, removed or moved.
+    using iterator = Children::const_iterator;
+
+    /// With a parent the container adds itself to it, and then belongs to it.
+    /// \param fieldType  the role of every field below that is in no other container.
+    explicit Container(const Kr::KrID& id, Container* parent = nullptr, Types::FieldTypeEnum fieldType = Types::kField);
+    /// A detached deep copy.
+    Container(const Container& source);
+    ~Container() override;
+
+    // --- Adding and removing ---------------------------------------------------------------------------------------
+    /// Produces a field of this type at the end. Null when the type cannot be produced or is refused here.
+    FieldBase* addField(const Kr::KrID& id, Types::DataTypeEnum dataType);
+    /// Produces a field that refers to an extension of this interface.
+    FieldBase* addExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId);
+    /// Produces a Field<T> with this value: `container.add<double>("Mass", 12.0)->setRange(0.0, 100.0)`.
+    template <class T>
+    Field<T>* add(const Kr::KrID& id, const T& value = T{});
+    /// Adds a container of the same field type.
+    Container* addContainer(const Kr::KrID& id);
+    /// Like addField, before `position`. Answers the place of the new field, end() when there is none.
+    iterator insert(iterator position, const Kr::KrID& id, Types::DataTypeEnum dataType);
+    iterator insert(iterator position, const Kr::KrID& id, const std::type_info& valueType);
+    iterator insertExtensionField(iterator position, const Kr::KrID& id, const Kr::KrID& interfaceId);
+    /// Removes and destroys the first child with this identifier. False when there is none, or it may not go.
+    bool removeField(const Kr::KrID& id);
+    /// Removes and destroys the child there. Answers the place after it; `position` itself when it may not go.
+    iterator erase(iterator position);
+    /// Removes and destroys all children; nothing happens where a size range forbids that.
+    void clear();
+    void reset() override;
+
+    // --- Access ----------------------------------------------------------------------------------------------------
+    [[nodiscard]] std::size_t size() const noexcept { return _children.size(); }
+    [[nodiscard]] bool empty() const noexcept { return _children.empty(); }
+    [[nodiscard]] iterator begin() const noexcept { return _children.begin(); }
+    [[nodiscard]] iterator end() const noexcept { return _children.end(); }
+    [[nodiscard]] iterator find(const Kr::KrID& id) const noexcept;
+    [[nodiscard]] FieldBase& operator[](const Kr::KrID& id) override;
+    [[nodiscard]] const FieldBase& operator[](const Kr::KrID& id) const override;
+    /// By index; the invalid field when it is not below size().
+    [[nodiscard]] FieldBase& operator[](std::size_t index);
+    [[nodiscard]] const FieldBase& operator[](std::size_t index) const;
+    [[nodiscard]] FieldBase& at(std::size_t index) { return (*this)[index]; }
+    [[nodiscard]] const FieldBase& at(std::size_t index) const { return (*this)[index]; }
+    [[nodiscard]] const Children& getChildren() const override { return _children; }
+    /// The field below this container whose getPath() is `path`, or null. Paths are absolute, whatever container is
+    /// asked. Allocates nothing.
+    [[nodiscard]] FieldBase* findFieldFromPath(std::string_view path) const;
+    [[nodiscard]] FieldBase* getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept;
+    /// `id` itself when no child has it, else its text with a blank and the first free number from 2 up.
+    [[nodiscard]] Kr::KrID getUniqueFieldId(const Kr::KrID& id) const;
+    [[nodiscard]] Types::FieldTypeEnum getFieldType() const override { return _fieldType; }
+
+    // --- Order -----------------------------------------------------------------------------------------------------
+    /// Puts the first child with this identifier right behind the child that stands at `position`; end() appends.
+    /// Answers its new place, end() when there is no such child. Nobody is notified.
+    iterator moveField(iterator position, const Kr::KrID& id);
+
+    // --- Copying and comparing -------------------------------------------------------------------------------------
+    [[nodiscard]] Container* _duplicate() const override;
+    [[nodiscard]] Container* clone(const Kr::KrID& id, Container* parent) const override;
+    [[nodiscard]] Container* clone(Container* parent) const override;
+    /// Appends clones of all children.
+    void copyFieldsTo(Container* destination) const;
+    /// Copies into each child the value of the child of `other` with the same identifier. Adds and removes nothing.
+    Container& operator=(const Container& other);
+    bool copyValue(const FieldBase& source) override;
+    bool initializeFrom(const FieldBase& source) override;
+    /// Whether both have as many children, and each child here has an equal one of its name there, in any order.
+    [[nodiscard]] bool isEqual(const FieldBase& other) const override;
+
+    // --- Observing and walking -------------------------------------------------------------------------------------
+    void refreshObservers() const override;
+    void _clearObservers() override;
+    /// Visits this container, then each child, depth first.
+    void accept(FieldVisitor& visitor);
+    /// Sets or clears "notify even when nothing else asks for it" on a field and its descendants.
+    static void _setAlwaysCallObservers(FieldBase& field, bool always);
+
+    // --- For fields and producers, not for plug-ins ----------------------------------------------------------------
+    /// Appends an existing field, which then belongs here. False when it is a child already, has another parent, is
+    /// this container or one above it, or is refused.
+    bool _addField(FieldBase* field);
+    bool _addField(FieldBase* field, iterator position);
+    /// Detaches a field without destroying it; the caller owns it then.
+    bool _removeField(FieldBase* field);
+    /// Tells whoever observes this container that its list of children changed on account of `field`.
+    void _notifyLater(const FieldBase& field) const;
+    /// Gives the field a number that no other child has, keeping its own where possible.
+    void _validateInternalIdentifier(FieldBase* field) noexcept;
+    [[nodiscard]] std::uint32_t _getNextInternalIdentifier() const noexcept { return _nextInternalIdentifier; }
+    /// Whether `field` could be added: neither this container nor one above it, and of a kind that is accepted.
+    [[nodiscard]] bool _mayAdd(const FieldBase& field) const;
+    /// Whether `count` children may be taken away; field arrays with a size range say no.
+    [[nodiscard]] virtual bool _mayRemove(std::size_t count) const;
+    void _cloneFrom(const FieldBase& source) override;
+    void _reserve(std::size_t count) { _children.reserve(count); }
+
+protected:
+    /// For subclasses that add themselves to their parent when they are complete.
+    struct Detached {};
+    Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldType);
+
+    /// Whether a field of this kind may be a child; field arrays take items only.
+    [[nodiscard]] virtual bool _accepts(const FieldBase& field) const;
+    /// Takes every child out and destroys it, whatever the size range.
+    void _destroyChildren();
+    /// Finishes a clone: adds it to its parent, or destroys it and answers null when the parent refuses.
+    static bool _adopt(FieldBase* made, Container* parent);
+
+private:
+    [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
+    void _insertChild(FieldBase* field, std::size_t index);
+    void _cloneChildrenFrom(const Container& source);
+    iterator _placed(FieldBase* field, iterator position);
+    template <class PairAction>
+    bool _forEachPair(const Container& other, PairAction&& action) const;
+
+    Children _children;
+    Types::FieldTypeEnum _fieldType;
+    std::uint32_t _nextInternalIdentifier{1};
+};
+
+template <class T>
+Field<T>* Container::add(const Kr::KrID& id, const T& value) {
+    auto* field = static_cast<Field<T>*>(addField(id, ValueTraits<T>::kDataType));
+    if (field != nullptr) field->setValue(value);
+    return field;
+}
+
+}  // namespace KrData

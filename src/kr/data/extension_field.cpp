@@ -1,0 +1,33 @@
+#include "kr/data/extension_field.h"
+
+#include "kr/data/container.h"
+
+namespace KrData {
+
+ExtensionField::ExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, Container* parent)
+    : Field(Detached{}, id), _interfaceId(interfaceId) {
+    _attachTo(parent);
+}
+
+ExtensionField::ExtensionField(const ExtensionField& source) = default;
+ExtensionField::~ExtensionField() { _detachFromEverything(); }
+
+bool ExtensionField::accepts(KrSim::KrExtension* extension) const {
+    return Types::extensionIsInterfaceFieldType(extension, _interfaceId);
+}
+
+ExtensionField* ExtensionField::_duplicate() const {
+    auto* copy = new ExtensionField(*this);
+    copy->_setDynamic(true);
+    return copy;
+}
+
+ExtensionField* ExtensionField::clone(const Kr::KrID& id, Container* parent) const {
+    auto* copy = _duplicate();
+    copy->setID(id);
+    return Container::_adopt(copy, parent) ? copy : nullptr;
+}
+
+ExtensionField* ExtensionField::clone(Container* parent) const { return clone(getID(), parent); }
+
+}  // namespace KrData

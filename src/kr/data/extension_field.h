@@ -1,0 +1,26 @@
+#pragma once
+
+#include "kr/data/field.h"
+
+namespace KrData {
+
+/// A field that refers to an extension of one interface. The extension is borrowed.
+class KR_API ExtensionField final : public Field<KrSim::KrExtension*> {
+public:
+    ExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, Container* parent = nullptr);
+    ExtensionField(const ExtensionField& source);
+    ~ExtensionField() override;
+
+    [[nodiscard]] const Kr::KrID& getInterfaceId() const noexcept { return _interfaceId; }
+    /// Whether an editor should offer this extension: Types::extensionIsInterfaceFieldType. Setting does not ask.
+    [[nodiscard]] bool accepts(KrSim::KrExtension* extension) const;
+
+    [[nodiscard]] ExtensionField* _duplicate() const override;
+    [[nodiscard]] ExtensionField* clone(const Kr::KrID& id, Container* parent) const override;
+    [[nodiscard]] ExtensionField* clone(Container* parent) const override;
+
+private:
+    Kr::KrID _interfaceId;
+};
+
+}  // namespace KrData

@@ -1,0 +1,215 @@
+#include "kr/data/field.h"
+
+#include <utility>
+
+#include "kr/data/container.h"
+#include "kr/data/value_conversion.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/log.h"
+
+namespace KrData {
+
+namespace {
+constexpr Kr::GuardTexts kPointerTexts{Kr::eLogLevel::kWarn, "Field: fatal error in '%s' value pointer [%s]\n",
+                                       "Field: unhandled exception in '%s' value pointer\n"};
+}  // namespace
+
+template <class T>
+Field<T>::Field(const Kr::KrID& id, Container* parent, const T& value)
+    : FieldBase(id, ValueTraits<T>::kDataType), _value(value) {
+    _attachTo(parent);
+}
+
+template <class T>
+Field<T>::Field(Detached, const Kr::KrID& id) : FieldBase(id, ValueTraits<T>::kDataType) {}
+
+template <class T>
+Field<T>::Field(const Field& source) : FieldBase(source), _value(source.getValue()) {
+    _copyRange(source);
+}
+
+template <class T>
+Field<T>::~Field() {
+    _detachFromEverything();
+}
+
+template <class T>
+detail::FieldExtras<T>& Field<T>::_makeExtras() {
+    if (!_extras) _extras = std::make_unique<detail::FieldExtras<T>>();
+    return *_extras;
+}
+
+template <class T>
+void Field<T>::_copyRange(const Field& source) {
+    if (!source._extras && !_extras) return;
+    auto& extras = _makeExtras();
+    extras.minimum = source.getMinimum();
+    extras.maximum = source.getMaximum();
+    extras.hasRange = source.hasRange();
+}
+
+// --- The value -----------------------------------------------------------------------------------------------------
+
+template <>
+bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value) {
+    _value = value;
+    if (!(_value == value)) return false;  // refused, and reported, by the value
+    _writeThrough();
+    if (_needsNotification()) _notifyChanged(*this);
+    return true;
+}
+
+template <class T>
+void Field<T>::_readThroughPointer() const {
+    const auto& extras = *_extras;
+    if (!extras.pointer.getter) return;
+    Kr::callGuarded(
+        kPointerTexts, [this] { return getID().str(); }, [&] { _value = extras.pointer.getter(); });
+    if constexpr (ValueTraits<T>::kHasRange) {
+        if (extras.hasRange) ValueTraits<T>::clamp(_value, extras.minimum, extras.maximum);
+    }
+}
+
+template <class T>
+void Field<T>::_clampAndWriteThrough() {
+    if constexpr (ValueTraits<T>::kHasRange) {
+        if (_extras->hasRange) ValueTraits<T>::clamp(_value, _extras->minimum, _extras->maximum);
+    }
+    _writeThrough();
+}
+
+template <class T>
+void Field<T>::_writeThrough() {
+    if (!_extras || !_extras->pointer.setter) return;
+    Kr::callGuarded(
+        kPointerTexts, [this] { return getID().str(); }, [this] { _extras->pointer.setter(_value); });
+}
+
+template <class T>
+bool Field<T>::copyValue(const FieldBase& source) {
+    const auto* same = source.as<T>();
+    if (same == nullptr) {
+        if (TransferValueConverter(source, *this)) return true;
+        Kr::logMessage(Kr::eLogLevel::kDebug, "Field::copyValue: unable to copy value from %s to %s.\n",
+                       source.getPath().c_str(), getPath().c_str());
+        return false;
+    }
+    const T& value = same->getValue();
+    if (_value == value) return true;
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        return _store(value);
+    } else {
+        _value = value;
+        _writeThrough();
+        if (_needsNotification()) _notifyChanged(*this);
+        return true;
+    }
+}
+
+template <class T>
+bool Field<T>::isEqual(const FieldBase& other) const {
+    if (other.getDataType() == Types::kProxy) return other.isEqual(*this);
+    const auto* same = other.as<T>();
+    return same != nullptr && getValue() == same->getValue();
+}
+
+template <class T>
+void Field<T>::reset() {
+    setValue(T{});
+}
+
+template <>
+void Field<Kr::KrEnum>::reset() {
+    // An untyped zero would take the type away.
+    if (_value.getType() != nullptr) {
+        setValue(Kr::KrEnum(*_value.getType(), 0));
+    } else {
+        setValue(Kr::KrEnum());
+    }
+}
+
+template <class T>
+bool Field<T>::getRawValue(void* out) const {
+    if (out == nullptr) return false;
+    *static_cast<T*>(out) = getValue();
+    return true;
+}
+
+template <class T>
+bool Field<T>::setRawValue(const void* in) {
+    return in != nullptr && setValue(*static_cast<const T*>(in));
+}
+
+// --- Range and value pointer ---------------------------------------------------------------------------------------
+
+template <class T>
+bool Field<T>::setRange(const T& minimum, const T& maximum)
+    requires ValueTraits<T>::kHasRange
+{
+    if (!ValueTraits<T>::isOrdered(minimum, maximum)) return false;
+    auto& extras = _makeExtras();
+    extras.minimum = minimum;
+    extras.maximum = maximum;
+    extras.hasRange = true;
+    return true;
+}
+
+template <class T>
+void Field<T>::clearRange() noexcept {
+    if (_extras) _extras->hasRange = false;
+}
+
+template <class T>
+void Field<T>::bindValue(ValuePointer<T> pointer) {
+    _makeExtras().pointer = std::move(pointer);
+}
+
+template <class T>
+void Field<T>::bindVariable(T* variable) {
+    if (variable == nullptr) {
+        unbindValue();
+    } else {
+        bindValue({[variable] { return *variable; }, [variable](const T& value) { *variable = value; }});
+    }
+}
+
+template <class T>
+void Field<T>::unbindValue() {
+    if (_extras) _extras->pointer = {};
+}
+
+// --- Copies --------------------------------------------------------------------------------------------------------
+
+template <class T>
+Field<T>* Field<T>::_duplicate() const {
+    auto* copy = new Field(*this);
+    copy->_setDynamic(true);
+    return copy;
+}
+
+template <class T>
+Field<T>* Field<T>::clone(const Kr::KrID& id, Container* parent) const {
+    auto* copy = _duplicate();
+    copy->setID(id);
+    return Container::_adopt(copy, parent) ? copy : nullptr;
+}
+
+template <class T>
+Field<T>* Field<T>::clone(Container* parent) const {
+    return clone(getID(), parent);
+}
+
+template <class T>
+void Field<T>::_cloneFrom(const FieldBase& source) {
+    FieldBase::_cloneFrom(source);
+    const auto* same = source.as<T>();
+    if (same == nullptr || same == this) return;
+    _value = same->getValue();
+    _copyRange(*same);
+}
+
+#define KR_DEFINE_FIELD(T) template class Field<T>;
+KR_FOR_EACH_VALUE_TYPE(KR_DEFINE_FIELD)
+#undef KR_DEFINE_FIELD
+
+}  // namespace KrData

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <memory>
+
+#include "kr/data/field_base.h"
+#include "kr/data/value_pointer.h"
+#include "kr/data/value_traits.h"
+
+namespace KrData {
+
+namespace detail {
+template <class T>
+struct FieldExtras {
+    T minimum{};
+    T maximum{};
+    bool hasRange{false};
+    ValuePointer<T> pointer;
+};
+}  // namespace detail
+
+/// A field with a value of type T, one of the value types of Types::DataTypeEnum.
+///
+/// Numbers and vectors may have a range, into which a set value is clamped, each component for itself. An equal
+/// value changes nothing and tells nobody; the comparison comes before the clamping, so a value that clamps back to
+/// the stored one does notify. NaN differs from itself.
+template <class T>
+class KR_API Field : public FieldBase {
+public:
+    /// With a parent the field adds itself to it, and then belongs to it.
+    explicit Field(const Kr::KrID& id, Container* parent = nullptr, const T& value = T{});
+    /// A detached copy of identifier, properties, value and range; not of value pointer, observers, connections.
+    Field(const Field& source);
+    ~Field() override;
+
+    // --- The value -------------------------------------------------------------------------------------------------
+    /// The value, from the bound getter where there is one. The reference is good until the value changes.
+    [[nodiscard]] const T& getValue() const {
+        if (_extras) [[unlikely]] _readThroughPointer();
+        return _value;
+    }
+    operator const T&() const { return getValue(); }
+    /// Always true, but for an Enumeration value of another type than the stored one, which is refused.
+    bool setValue(const T& value) { return _value == value || _store(value); }
+    Field& operator=(const T& value) {
+        setValue(value);
+        return *this;
+    }
+    Field& operator=(const Field&) = delete;
+
+    // --- Range -----------------------------------------------------------------------------------------------------
+    /// Values set from now on are clamped into [minimum, maximum]; the stored one stays. False, and nothing changes,
+    /// when a minimum is not below or at its maximum.
+    bool setRange(const T& minimum, const T& maximum)
+        requires ValueTraits<T>::kHasRange;
+    /// Stops clamping; minimum and maximum are kept.
+    void clearRange() noexcept;
+    [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
+    [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
+    [[nodiscard]] T getMaximum() const { return _extras ? _extras->maximum : T{}; }
+    [[nodiscard]] static constexpr int getComponentCount() noexcept { return ValueTraits<T>::kComponentCount; }
+
+    // --- A variable elsewhere --------------------------------------------------------------------------------------
+    void bindValue(ValuePointer<T> pointer);
+    /// Reads and writes `variable`, which must outlive the binding.
+    void bindVariable(T* variable);
+    void unbindValue();
+    [[nodiscard]] bool isBound() const noexcept {
+        return _extras && (_extras->pointer.getter || _extras->pointer.setter);
+    }
+
+    // --- The field whatever its type -------------------------------------------------------------------------------
+    [[nodiscard]] Field* _duplicate() const override;
+    [[nodiscard]] Field* clone(const Kr::KrID& id, Container* parent) const override;
+    [[nodiscard]] Field* clone(Container* parent) const override;
+    /// Stores the value of `source` without clamping it.
+    bool copyValue(const FieldBase& source) override;
+    [[nodiscard]] bool isEqual(const FieldBase& other) const override;
+    void reset() override;
+    bool getRawValue(void* out) const override;
+    bool setRawValue(const void* in) override;
+    void _cloneFrom(const FieldBase& source) override;
+
+protected:
+    /// For subclasses that add themselves to their parent when they are complete.
+    struct Detached {};
+    Field(Detached, const Kr::KrID& id);
+
+private:
+    bool _store(const T& value) {
+        _value = value;
+        if (_extras) [[unlikely]] _clampAndWriteThrough();
+        if (_needsNotification()) _notifyChanged(*this);
+        return true;
+    }
+    void _readThroughPointer() const;
+    void _clampAndWriteThrough();
+    void _writeThrough();
+    [[nodiscard]] detail::FieldExtras<T>& _makeExtras();
+    void _copyRange(const Field& source);
+
+    mutable T _value{};
+    std::unique_ptr<detail::FieldExtras<T>> _extras;  // range and value pointer, which few fields have
+};
+
+template <>
+bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value);
+
+#define KR_DECLARE_FIELD(T) extern template class Field<T>;
+KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_FIELD)
+#undef KR_DECLARE_FIELD
+
+template <class T>
+Field<T>* FieldBase::as() noexcept {
+    return _dataType == ValueTraits<T>::kDataType ? static_cast<Field<T>*>(this) : nullptr;
+}
+
+template <class T>
+const Field<T>* FieldBase::as() const noexcept {
+    return _dataType == ValueTraits<T>::kDataType ? static_cast<const Field<T>*>(this) : nullptr;
+}
+
+template <class T>
+T FieldBase::get() const {
+    const auto* field = as<T>();
+    return field != nullptr ? field->getValue() : T{};
+}
+
+template <class T>
+bool FieldBase::set(const T& value) {
+    auto* field = as<T>();
+    return field != nullptr && field->setValue(value);
+}
+
+}  // namespace KrData

@@ -1,0 +1,274 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+#include "kr/core/color.h"
+#include "kr/core/enum.h"
+#include "kr/core/id.h"
+#include "kr/core/physical_dimension.h"
+#include "kr/data/delegate_connection.h"
+#include "kr/data/fwd.h"
+#include "kr/data/metadata.h"
+#include "kr/data/types.h"
+#include "kr/math/matrix44.h"
+#include "kr/math/quaternion.h"
+#include "kr/math/transform.h"
+#include "kr/math/vector2.h"
+#include "kr/math/vector3.h"
+#include "kr/math/vector4.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+namespace detail {
+class ConnectionList;
+class FieldLiveness;
+class NotificationFrame;
+struct FieldRareState;
+}  // namespace detail
+
+/// The unit of reflective data: a typed, named value in at most one container, which can be found by its identifier,
+/// observed, connected, made read-only or hidden, and copied without knowing its type.
+///
+/// docs/data-model.md has the whole picture: flags, order of notification, containers.
+///
+/// Thread: the application thread. Observers may be added and removed from any thread while the field lives.
+/// Ownership: a field with a parent belongs to it and was made with `new`, or it is a member of an object that dies
+/// before the container; a field without one belongs to whoever made it. A dying field leaves its container, makes
+/// its connections invalid and silences its observers.
+/// Failure: nothing here throws for bad input. Lookups answer with the invalid field, setters that refuse with false.
+class KR_API FieldBase {
+public:
+    using Observer = std::function<void(const FieldBase&)>;
+    using Children = std::vector<FieldBase*>;
+
+    FieldBase& operator=(const FieldBase&) = delete;
+    virtual ~FieldBase();
+
+    // --- Virtual operations, in slot order -------------------------------------------------------------------------
+    /// A detached copy: same identifier, value, range and metadata, dynamic, without parent. The caller owns it.
+    [[nodiscard]] virtual FieldBase* _duplicate() const = 0;
+    /// Copies the value of `source`, converting it where types allow. False, with a debug line, where they do not.
+    virtual bool copyValue(const FieldBase& source) = 0;
+    /// copyValue, then the hidden metadata of `source` replaces this field's. False when copyValue fails.
+    virtual bool initializeFrom(const FieldBase& source);
+    /// The extension at the top of the containers, or null.
+    [[nodiscard]] virtual KrSim::KrExtension* getOwnerExtension() const;
+    /// The child fields, in order; empty for a plain field.
+    [[nodiscard]] virtual const Children& getChildren() const;
+    /// The role that the parent container gives; kField without a parent.
+    [[nodiscard]] virtual Types::FieldTypeEnum getFieldType() const;
+    virtual void setVisible(bool visible);
+    virtual void setReadOnlyHint(bool readOnly);
+    virtual void setDescription(const std::string& description);
+    /// A dynamic copy named `id` at the end of `parent`, with the same value, range and metadata, but without
+    /// observers and connections. Null when the parent refuses it. The parent owns the copy; the caller if null.
+    [[nodiscard]] virtual FieldBase* clone(const Kr::KrID& id, Container* parent) const = 0;
+    [[nodiscard]] virtual FieldBase* clone(Container* parent) const = 0;
+    /// Whether both hold equal values of one type. False by default.
+    [[nodiscard]] virtual bool isEqual(const FieldBase& other) const;
+    /// Sets the default value of the type, as a setter would; containers reset their children.
+    virtual void reset() = 0;
+    /// Brings the "observed" and "connected" flags of all descendants in line with the observers that exist.
+    virtual void refreshObservers() const;
+    [[nodiscard]] virtual bool canConvertTo(Types::DataTypeEnum dataType) const;
+    [[nodiscard]] virtual bool canConvertTo(const FieldBase& sink) const;
+    /// Copies the value into `*out`, an object of the value type (Types::mapType). False for fields without one.
+    virtual bool getRawValue(void* out) const;
+    /// Sets the value from `*in`, an object of the value type. False for fields without one.
+    virtual bool setRawValue(const void* in);
+    /// The first child with this identifier, else the invalid field.
+    [[nodiscard]] virtual FieldBase& operator[](const Kr::KrID& id);
+    [[nodiscard]] virtual const FieldBase& operator[](const Kr::KrID& id) const;
+    /// Tells connections, containers and observers that `changed`, this field or one below it, has a new value.
+    virtual void _notifyChanged(const FieldBase& changed) const;
+    virtual void _notifyPropertyChangedToParents(const FieldBase& changed) const;
+    /// Makes this field a dynamic likeness of `source`: properties, internal identifier, hidden metadata, value.
+    virtual void _cloneFrom(const FieldBase& source);
+    /// Ends every registration of a value or property observer.
+    virtual void _clearObservers();
+
+    // --- Identity and place ----------------------------------------------------------------------------------------
+    [[nodiscard]] const Kr::KrID& getID() const noexcept { return _id; }
+    /// False for a field that is not dynamic (declared, not produced). Identifiers need not be unique in a container.
+    bool setID(const Kr::KrID& id);
+    [[nodiscard]] Container* getParent() const noexcept { return _parent; }
+    /// Moves the field to the end of `parent`; with null the caller becomes its owner. False, and nothing changes, for
+    /// a field that is not dynamic, for a parent at or below this field, and when either container refuses.
+    bool setParent(Container* parent);
+    /// Identifiers from the outermost container down, joined by "."; a container that has an owner extension is left
+    /// out at the top. An identifier without text adds nothing.
+    [[nodiscard]] std::string getPath() const;
+    [[nodiscard]] Types::DataTypeEnum getDataType() const noexcept { return _dataType; }
+    /// False for the invalid field alone.
+    [[nodiscard]] bool isValid() const noexcept { return _dataType != Types::kInvalid; }
+    /// Produced at run time, so it may change its identifier and its parent.
+    [[nodiscard]] bool isDynamic() const noexcept { return _has(kDynamic); }
+    [[nodiscard]] bool isFieldArray() const noexcept { return _isFieldArray(); }
+    /// Number among the children of one container, stable across renames; 0 before the first container.
+    [[nodiscard]] std::uint32_t getInternalIdentifier() const noexcept { return _internalIdentifier; }
+    /// The one field that every failed lookup answers with: identifier "__Invalid__", takes no state. Any thread.
+    [[nodiscard]] static FieldBase& getInvalidField();
+
+    // --- Properties ------------------------------------------------------------------------------------------------
+    /// Each setter does nothing when the value is unchanged, and else tells the property observers of this field and
+    /// of its containers.
+    [[nodiscard]] bool isVisible() const { return !getMetadataAsBool(eMetadata::kHidden); }
+    /// True for outputs, for fields with an incoming connection, with the hint set, or below a read-only container.
+    [[nodiscard]] bool isReadOnlyHint() const;
+    [[nodiscard]] const std::string& getDescription() const noexcept { return *_description; }
+    [[nodiscard]] Kr::KrPhysicalDimension::ePhysicalDimension getPhysicalDimension() const noexcept {
+        return static_cast<Kr::KrPhysicalDimension::ePhysicalDimension>(_physicalDimension);
+    }
+    void setPhysicalDimension(Kr::KrPhysicalDimension::ePhysicalDimension dimension);
+    /// The unit to show and parse the value in; values themselves are stored in SI units.
+    [[nodiscard]] Kr::KrPhysicalDimension::eDimensionHint getPhysicalDimensionHint() const;
+    void setPhysicalDimensionHint(Kr::KrPhysicalDimension::eDimensionHint hint);
+    /// True when all the given bits are set; false for no bits.
+    [[nodiscard]] bool getMetadataAsBool(eMetadata bits) const;
+    void setMetadata(eMetadata bits, bool on);
+    /// The store of hidden fields, made on first call.
+    FieldInternal& getInternal();
+
+    // --- Values, whatever the type ---------------------------------------------------------------------------------
+    /// Number of a numeric, Boolean or Enumeration field, 0 for others. Reals round half to even and saturate.
+    [[nodiscard]] int toInteger() const;
+    /// Non-zero integers, reals beyond the small-real epsilon (Double), Booleans, non-empty Strings; else false.
+    [[nodiscard]] bool toBoolean() const;
+    /// Number of a numeric, Boolean or Enumeration field, 0 for others.
+    [[nodiscard]] double toReal() const;
+    /// Readable text of any value: shortest number that reads back the same, components separated by blanks, "true" or
+    /// "false", the text of an enumeration value, the name of an extension. Empty for containers and vectors.
+    [[nodiscard]] std::string toString() const;
+    /// The value where the data type is exactly this one (Vector 3 for toVector3, and so on), else the default.
+    [[nodiscard]] KrMath::Vector2T<double> toVector2() const;
+    [[nodiscard]] KrMath::Vector3T<double> toVector3() const;
+    [[nodiscard]] KrMath::Vector4T<double> toVector4() const;
+    [[nodiscard]] KrMath::QuaternionT<double> toQuaternion() const;
+    [[nodiscard]] KrMath::Matrix44T<double> toMatrix44() const;
+    [[nodiscard]] Kr::KrColor toColor() const;
+    [[nodiscard]] Kr::KrTransform toTransform() const;
+    [[nodiscard]] Kr::KrEnum toEnum() const;
+    [[nodiscard]] KrSim::KrExtension* toExtension() const;
+
+    /// This field as Field<T>, or null when its data type is another. Include "kr/data/field.h".
+    template <class T>
+    [[nodiscard]] Field<T>* as() noexcept;
+    template <class T>
+    [[nodiscard]] const Field<T>* as() const noexcept;
+    /// The value of a Field<T>; T's default when the data type is another.
+    template <class T>
+    [[nodiscard]] T get() const;
+    /// Sets the value of a Field<T>; false, and nothing changes, when the data type is another.
+    template <class T>
+    bool set(const T& value);
+
+    // --- Observers and listeners -----------------------------------------------------------------------------------
+    /// Calls `observer` with the changed field (this one, or the one below it that changed) after each change, in
+    /// the order of registration, until the answer is destroyed or disconnected. An observer may change this field,
+    /// add and remove observers, and destroy this field. One that throws is reported as a warning.
+    [[nodiscard]] DelegateConnection addObserver(Observer observer);
+    /// Likewise for identifier, parent, description, visibility, read-only hint and physical dimension.
+    [[nodiscard]] DelegateConnection addPropertyObserver(Observer observer);
+    /// Whether anyone would hear of a change; a producer of costly values may ask first.
+    [[nodiscard]] bool hasWatchers() const;
+    void registerListener(FieldListener* listener);
+    void unregisterListener(FieldListener* listener);
+
+    // --- For connections and owners, not for plug-ins --------------------------------------------------------------
+    void _addConnection(Kr::KrConnectionBase* connection);
+    void _removeConnection(Kr::KrConnectionBase* connection);
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getIncomingConnections() const;
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getOutgoingConnections() const;
+    [[nodiscard]] bool _hasIncomingConnections() const noexcept;
+    [[nodiscard]] bool _hasOutgoingConnections() const noexcept { return _has(kHasOutgoing); }
+    [[nodiscard]] bool _hasLiveObservers() const noexcept { return _has(kHasObservers); }
+
+    void _setOwnerIsActive(bool active);
+    void _setApplicationModeIsEditing(bool editing);
+    void _setAlwaysNotifyLocally(bool always);
+    [[nodiscard]] bool _isOwnerActive() const noexcept { return _has(kOwnerIsActive); }
+    [[nodiscard]] bool _isApplicationModeEditing() const noexcept { return _has(kModeIsEditing); }
+    [[nodiscard]] bool _isForcingObservers() const noexcept { return _has(kForceObservers); }
+
+    /// Marks the field as produced at run time. For producers only.
+    void _setDynamic(bool dynamic) noexcept;
+    /// For loading and cloning, before the field is added to a container.
+    void _setInternalIdentifier(std::uint32_t identifier) noexcept { _internalIdentifier = identifier; }
+    [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;
+    void _replaceInternal(const FieldInternal* source);
+    void _notifyPropertyChangedToChildren(const FieldBase& changed) const;
+    void _notifyPropertyChanged() const { _notifyPropertyChangedToParents(*this); }
+    [[nodiscard]] detail::FieldLiveness& _getLiveness() const;
+    /// The owner behind getOwnerExtension, or null; the top container of an extension overrides it.
+    [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
+
+protected:
+    /// The data types that have a value type belong to Field<T>; other classes take one of the rest.
+    FieldBase(const Kr::KrID& id, Types::DataTypeEnum dataType);
+    /// Copies identifier, internal identifier, data type, physical dimension, description and hidden metadata.
+    FieldBase(const FieldBase& source);
+
+    /// Adds the finished object to its parent, when there is one; the last act of a constructor.
+    void _attachTo(Container* parent);
+    /// Leaves container, connections and observers while the object is still whole: the first act of each destructor.
+    void _detachFromEverything() noexcept;
+    [[nodiscard]] bool _needsNotification() const noexcept { return _has(kNoisy); }
+    [[nodiscard]] virtual bool _isFieldArray() const noexcept;
+
+private:
+    friend class Container;
+
+    // The low byte is saved with the field. The rest sums up what notification must know, so that a quiet field
+    // costs one load and one test.
+    enum StateBit : std::uint16_t {
+        kDynamic = 0x01,
+        kOwnerIsActive = 0x02,
+        kModeIsEditing = 0x04,
+        kAncestorObserved = 0x08,
+        kAncestorConnected = 0x10,
+        kNotifyLocally = 0x20,
+        kForceObservers = 0x40,
+        kHasOutgoing = 0x100,
+        kHasObservers = 0x200,
+        kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
+        kNoisy = kAncestorObserved | kAncestorConnected | kForceObservers | kHasOutgoing | kHasObservers,
+    };
+
+    [[nodiscard]] bool _has(unsigned bits) const noexcept {
+        return (_state.load(std::memory_order_relaxed) & bits) != 0;
+    }
+    void _setState(std::uint16_t bits, bool on) const noexcept;
+    void _setStateDownward(std::uint16_t bits, bool on);
+    void _inheritWatching(std::uint16_t bit, bool ancestorHasIt);
+    void _passWatchingToChildren(std::uint16_t bit) const;
+    void _countOutputsBelow(int sign, int& connected, int& watched) const;
+    void _tellOwner(int connectedDelta, int watchedDelta) const;
+    void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
+    void _removeOutgoing(Kr::KrConnectionBase* connection);
+    void _removeIncoming(Kr::KrConnectionBase* connection);
+    void _dropConnections() noexcept;
+    void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
+    [[nodiscard]] bool _tellPropertyObservers(const FieldBase& changed) const;
+    void _notifyPropertyChangedBothWays() const;
+    [[nodiscard]] detail::FieldRareState& _rareState() const;
+    [[nodiscard]] detail::FieldRareState* _rareIfAny() const noexcept { return _rare.load(std::memory_order_acquire); }
+
+    Kr::KrID _id;
+    std::uint32_t _internalIdentifier{0};
+    mutable std::atomic<std::uint16_t> _state{kModeIsEditing};
+    Types::DataTypeEnum _dataType;
+    std::uint8_t _physicalDimension{0};
+    const std::string* _description;  // in the shared pool, never null
+    Container* _parent{nullptr};
+    detail::ConnectionList* _outgoing{nullptr};
+    // What few fields have: hidden metadata, observers, incoming connections, listeners, liveness handle.
+    mutable std::atomic<detail::FieldRareState*> _rare{nullptr};
+};
+
+}  // namespace KrData

@@ -1,0 +1,285 @@
+// How a field tells the world: state flags, connections, observers, and the order of a notification.
+
+#include <algorithm>
+#include <utility>
+
+#include "kr/core/connection_base.h"
+#include "kr/data/container.h"
+#include "kr/data/field_base.h"
+#include "kr/data/field_listener.h"
+#include "kr/data/i_field_owner.h"
+#include "kr/data/internal/field_rare_state.h"
+#include "kr/data/internal/notification_frame.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/log.h"
+
+namespace KrData {
+
+namespace detail {
+thread_local constinit NotificationFrame* NotificationFrame::_top = nullptr;
+}  // namespace detail
+
+namespace {
+constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' listener [%s]\n",
+                                        "FieldBase: unhandled exception in '%s' listener\n"};
+}  // namespace
+
+// --- State flags ---------------------------------------------------------------------------------------------------
+
+void FieldBase::_setState(std::uint16_t bits, bool on) const noexcept {
+    if (on) {
+        _state.fetch_or(bits, std::memory_order_relaxed);
+    } else {
+        _state.fetch_and(static_cast<std::uint16_t>(~bits), std::memory_order_relaxed);
+    }
+}
+
+void FieldBase::_setStateDownward(std::uint16_t bits, bool on) {
+    if (!isValid()) return;
+    _setState(bits, on);
+    for (auto* child : getChildren()) child->_setStateDownward(bits, on);
+}
+
+void FieldBase::_setOwnerIsActive(bool active) { _setStateDownward(kOwnerIsActive, active); }
+void FieldBase::_setApplicationModeIsEditing(bool editing) { _setStateDownward(kModeIsEditing, editing); }
+void FieldBase::_setAlwaysNotifyLocally(bool always) { _setStateDownward(kNotifyLocally, always); }
+
+void FieldBase::_inheritWatching(std::uint16_t bit, bool ancestorHasIt) {
+    if (_has(bit) == ancestorHasIt) return;
+    _setState(bit, ancestorHasIt);
+    _passWatchingToChildren(bit);
+}
+
+void FieldBase::_passWatchingToChildren(std::uint16_t bit) const {
+    const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kHasOutgoing);
+    for (auto* child : getChildren()) child->_inheritWatching(bit, on);
+}
+
+// --- Watched and connected outputs, as their owner counts them -----------------------------------------------------
+
+void FieldBase::_countOutputsBelow(int sign, int& connected, int& watched) const {
+    if (_has(kHasOutgoing | kHasObservers) && getFieldType() == Types::kOutput) {
+        connected += _has(kHasOutgoing) ? sign : 0;
+        watched += _has(kHasObservers) ? sign : 0;
+    }
+    for (const auto* child : getChildren()) child->_countOutputsBelow(sign, connected, watched);
+}
+
+void FieldBase::_tellOwner(int connectedDelta, int watchedDelta) const {
+    if (connectedDelta == 0 && watchedDelta == 0) return;
+    if (auto* owner = _getFieldOwner()) owner->_onOutputCountsChanged(connectedDelta, watchedDelta);
+}
+
+// --- Connections ---------------------------------------------------------------------------------------------------
+
+bool FieldBase::_hasIncomingConnections() const noexcept {
+    const auto* rare = _rareIfAny();
+    return rare != nullptr && rare->incoming.size() != 0;
+}
+
+std::vector<Kr::KrConnectionBase*> FieldBase::_getIncomingConnections() const {
+    const auto* rare = _rareIfAny();
+    return rare != nullptr ? rare->incoming.connections() : std::vector<Kr::KrConnectionBase*>();
+}
+
+std::vector<Kr::KrConnectionBase*> FieldBase::_getOutgoingConnections() const {
+    return _outgoing != nullptr ? _outgoing->connections() : std::vector<Kr::KrConnectionBase*>();
+}
+
+void FieldBase::_addConnection(Kr::KrConnectionBase* connection) {
+    if (connection == nullptr || !isValid()) return;
+    if (connection->getSource() == this) {
+        if (_outgoing == nullptr) _outgoing = new detail::ConnectionList(Kr::KrConnectionBase::End::kSource);
+        if (_outgoing->add(connection) && _outgoing->size() == 1) {
+            _setState(kHasOutgoing, true);
+            if (getFieldType() == Types::kOutput) _tellOwner(+1, 0);
+            _passWatchingToChildren(kAncestorConnected);
+        }
+        _tellListeners(&FieldListener::onOutgoingConnectionAdded, connection);
+    } else if (connection->getSink() == this) {
+        _rareState().incoming.add(connection);
+        _tellListeners(&FieldListener::onIncomingConnectionAdded, connection);
+    } else {
+        Kr::logMessage(Kr::eLogLevel::kDebug,
+                       "FieldBase::_addConnection: Field '%s' received a connection that is irrevelant!\n",
+                       _id.str().c_str());
+    }
+}
+
+void FieldBase::_removeConnection(Kr::KrConnectionBase* connection) {
+    if (connection == nullptr || !isValid()) return;
+    if (connection->getSource() == this) {
+        _removeOutgoing(connection);
+    } else if (connection->getSink() == this) {
+        _removeIncoming(connection);
+    }
+}
+
+void FieldBase::_removeOutgoing(Kr::KrConnectionBase* connection) {
+    if (_outgoing != nullptr && _outgoing->remove(connection) && _outgoing->size() == 0) {
+        _setState(kHasOutgoing, false);
+        _passWatchingToChildren(kAncestorConnected);
+        if (getFieldType() == Types::kOutput) _tellOwner(-1, 0);
+    }
+    _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
+}
+
+void FieldBase::_removeIncoming(Kr::KrConnectionBase* connection) {
+    if (auto* rare = _rareIfAny()) rare->incoming.remove(connection);
+    _tellListeners(&FieldListener::onIncomingConnectionRemoved, connection);
+}
+
+void FieldBase::_dropConnections() noexcept {
+    // One at a time from the live list: a listener may delete further connections.
+    while (_outgoing != nullptr) {
+        auto* connection = _outgoing->first();
+        if (connection == nullptr) break;
+        if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
+        _removeOutgoing(connection);
+        connection->_onFieldDestroyed(*this);
+    }
+    while (auto* rare = _rareIfAny()) {
+        auto* connection = rare->incoming.first();
+        if (connection == nullptr) break;
+        if (auto* source = connection->getSource(); source != nullptr) source->_removeConnection(connection);
+        _removeIncoming(connection);
+        connection->_onFieldDestroyed(*this);
+    }
+}
+
+// --- Observers and listeners ---------------------------------------------------------------------------------------
+
+namespace {
+
+detail::ObserverList& listIn(std::atomic<detail::ObserverList*>& slot, FieldBase& field,
+                             detail::ObserverList::PresenceChanged changed,
+                             detail::ObserverList::PresenceTold told) {
+    auto* list = slot.load(std::memory_order_acquire);
+    if (list != nullptr) return *list;
+    auto* made = new detail::ObserverList(field, changed, told);
+    if (slot.compare_exchange_strong(list, made, std::memory_order_acq_rel)) return *made;
+    made->close();
+    return *list;
+}
+
+void ignorePresence(FieldBase&, bool) {}
+
+}  // namespace
+
+DelegateConnection FieldBase::addObserver(Observer observer) {
+    if (!observer || !isValid()) return {};
+    const auto changed = [](FieldBase& field, bool present) {
+        field._setState(kHasObservers, present);
+        field._passWatchingToChildren(kAncestorObserved);
+    };
+    const auto told = [](FieldBase& field, bool present) {
+        if (field.getFieldType() == Types::kOutput) field._tellOwner(0, present ? +1 : -1);
+    };
+    return listIn(_rareState().observers, *this, changed, told).add(std::move(observer));
+}
+
+DelegateConnection FieldBase::addPropertyObserver(Observer observer) {
+    if (!observer || !isValid()) return {};
+    return listIn(_rareState().propertyObservers, *this, ignorePresence, ignorePresence).add(std::move(observer));
+}
+
+void FieldBase::_clearObservers() {
+    auto* rare = _rareIfAny();
+    if (rare == nullptr) return;
+    if (auto* observers = rare->observers.load(std::memory_order_acquire)) observers->clear();
+    if (auto* observers = rare->propertyObservers.load(std::memory_order_acquire)) observers->clear();
+}
+
+bool FieldBase::hasWatchers() const {
+    if (_has(kHasOutgoing | kAncestorConnected)) return true;
+    return _has(kLocal) ? _has(kHasObservers | kAncestorObserved) : _has(kForceObservers);
+}
+
+void FieldBase::registerListener(FieldListener* listener) {
+    if (listener == nullptr || !isValid()) return;
+    auto& listeners = _rareState().listeners;
+    if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end()) listeners.push_back(listener);
+}
+
+void FieldBase::unregisterListener(FieldListener* listener) {
+    if (auto* rare = _rareIfAny()) std::erase(rare->listeners, listener);
+}
+
+void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*),
+                               Kr::KrConnectionBase* connection) const {
+    const auto* rare = _rareIfAny();
+    if (rare == nullptr || rare->listeners.empty()) return;
+    const detail::NotificationFrame frame(*this, *this);
+    for (auto* listener : std::vector(rare->listeners)) {
+        if (frame.fieldDied()) return;
+        const auto& now = rare->listeners;
+        if (std::find(now.begin(), now.end(), listener) == now.end()) continue;
+        Kr::callGuarded(
+            kListenerTexts, [&] { return frame.fieldDied() ? std::string("(dead field)") : _id.str(); },
+            [&] { (listener->*told)(connection); });
+    }
+}
+
+// --- Notification --------------------------------------------------------------------------------------------------
+
+void FieldBase::_notifyChanged(const FieldBase& changed) const {
+    const auto state = _state.load(std::memory_order_relaxed);
+    if ((state & kNoisy) == 0) return;
+    const detail::NotificationFrame frame(*this, changed);
+    // Taken before anything is called: who registers from here on hears of the next change.
+    const detail::ObserverList::Reader observers(
+        (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
+    if ((state & kHasOutgoing) != 0) {
+        _walkOutgoing(changed, frame);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+    if (_has(kLocal)) {
+        if (_has(kAncestorObserved | kAncestorConnected) && _parent != nullptr) _parent->_notifyChanged(changed);
+        observers.notify(changed, frame);
+    } else if (_has(kAncestorConnected | kForceObservers) && _parent != nullptr) {
+        _parent->_notifyChanged(changed);
+    }
+}
+
+void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const {
+    struct Walk {
+        detail::ConnectionList& list;
+        const detail::NotificationFrame& frame;
+        ~Walk() {
+            if (!frame.fieldDied()) list.endWalk();
+        }
+    };
+    _outgoing->beginWalk();
+    const Walk walk{*_outgoing, frame};
+    // Connections made meanwhile have transferred the new value when they were made.
+    const auto count = walk.list.slotCount();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (auto* connection = walk.list.slot(i)) connection->transferValue(changed);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+}
+
+bool FieldBase::_tellPropertyObservers(const FieldBase& changed) const {
+    const auto* rare = _rareIfAny();
+    auto* observers = rare != nullptr ? rare->propertyObservers.load(std::memory_order_acquire) : nullptr;
+    if (observers == nullptr) return true;
+    const detail::NotificationFrame frame(*this, changed);
+    detail::ObserverList::Reader(observers).notify(changed, frame);
+    return !frame.fieldDied() && !frame.changedDied();
+}
+
+void FieldBase::_notifyPropertyChangedToParents(const FieldBase& changed) const {
+    if (_tellPropertyObservers(changed) && _parent != nullptr) _parent->_notifyPropertyChangedToParents(changed);
+}
+
+void FieldBase::_notifyPropertyChangedToChildren(const FieldBase& changed) const {
+    const detail::NotificationFrame frame(*this, changed);
+    // By index, with the list read anew each time: observers may add and remove children.
+    for (std::size_t i = 0; i < getChildren().size(); ++i) {
+        const auto* child = getChildren()[i];
+        if (child->_tellPropertyObservers(changed)) child->_notifyPropertyChangedToChildren(changed);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+}
+
+}  // namespace KrData

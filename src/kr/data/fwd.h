@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kr/core/fwd.h"
+
+namespace KrData {
+class ContainerDiff;
+class DelegateConnection;
+class FieldArrayBase;
+class FieldInternal;
+class FieldListener;
+class FieldReference;
+class FieldVisitor;
+class IFieldOwner;
+class Types;
+class VectorBase;
+class VectorItemBase;
+enum class eMetadata : std::int32_t;
+template <class T>
+class Field;
+template <class T>
+struct ValuePointer;
+}  // namespace KrData

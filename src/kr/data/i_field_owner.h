@@ -1,0 +1,22 @@
+#pragma once
+
+#include "kr/data/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+/// All that a field may ask of, or tell to, the extension at the top of its containers.
+class KR_API IFieldOwner {
+public:
+    /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers),
+    /// told when an output gets its first or loses its last, and when an output joins or leaves the owner.
+    /// Runs on the thread that made the change, without a lock held.
+    virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
+
+    virtual KrSim::KrExtension* _asExtension() noexcept = 0;
+
+protected:
+    ~IFieldOwner() = default;
+};
+
+}  // namespace KrData

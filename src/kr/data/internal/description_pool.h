@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace KrData::detail {
+
+/// The one copy of a description that all fields share; it stays for the life of the process. Any thread.
+[[nodiscard]] const std::string* internDescription(const std::string& description);
+[[nodiscard]] const std::string* emptyDescription() noexcept;
+
+}  // namespace KrData::detail

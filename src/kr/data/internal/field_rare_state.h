@@ -1,0 +1,24 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "kr/data/field_internal.h"
+#include "kr/data/field_reference.h"
+#include "kr/data/internal/connection_list.h"
+#include "kr/data/internal/observer_list.h"
+
+namespace KrData::detail {
+
+/// What few fields have, behind one pointer. The observer lists are made on any thread, the rest on the application's.
+struct FieldRareState {
+    Kr::KrSmartPtr<FieldLiveness> liveness;
+    std::unique_ptr<FieldInternal> internal;
+    std::atomic<ObserverList*> observers{nullptr};
+    std::atomic<ObserverList*> propertyObservers{nullptr};
+    ConnectionList incoming{Kr::KrConnectionBase::End::kSink};
+    std::vector<FieldListener*> listeners;
+};
+
+}  // namespace KrData::detail

@@ -1,1 +1,0 @@
-// Stands in until the layer has sources of its own.

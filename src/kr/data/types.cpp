@@ -1,0 +1,256 @@
+#include "kr/data/types.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <mutex>
+#include <typeindex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kr/data/container.h"
+#include "kr/data/extension_field.h"
+#include "kr/data/extension_functions.h"
+#include "kr/data/field.h"
+#include "kr/platform/guard.h"
+
+namespace KrData {
+
+namespace {
+
+constexpr std::array kFieldTypeNames{"Field", "Input", "Output", "Parameter", "Undefined"};
+
+/// Indexed by data type; null where the number has no meaning.
+constexpr std::array<const char*, 55> kDataTypeNames{
+    "Unknown data type",   // 0
+    "Integer",             //
+    "Boolean",             //
+    "Double",              //
+    "Vector 3",            //
+    "Color",               // 5
+    "String",              //
+    "Transform",           //
+    "Unsigned Integer",    //
+    nullptr,               //
+    nullptr,               // 10
+    "Short Integer",       //
+    "Unsigned Short Integer", nullptr, nullptr,
+    nullptr,  // 15
+    nullptr, nullptr, nullptr, nullptr,
+    nullptr,  // 20
+    nullptr, nullptr, nullptr,
+    "Enumeration",        //
+    "Filename",           // 25
+    "Data Container",     //
+    "Extension Pointer",  //
+    nullptr,
+    "Quaternion",        //
+    "Material Pointer",  // 30
+    "Vector",            //
+    "Vector Item",       //
+    "Vector 2",          //
+    "Matrix 4x4",        //
+    "Vector 4",          // 35
+    "Part",              //
+    "Assembly",          //
+    "Attachment",        //
+    "Attachment Point",  //
+    nullptr,             // 40
+    "Constraint",        //
+    "Collision Geometry", "Mechanism", "Graphics Node",
+    "Graphics Geometry",  // 45
+    "Graphics Material", "Texture", "Proxy", "Simulator Module",
+    "Skeleton",  // 50
+    "Float", "Vector 3 float", "Quaternion float", "Matrix44 float",
+};
+
+struct Interface {
+    Types::DataTypeEnum dataType;
+    const char* identifier;
+};
+
+constexpr std::array kBuiltInInterfaces{
+    Interface{Types::kPart, "KrDynamics::Part"},
+    Interface{Types::kAssembly, "KrDynamics::Assembly"},
+    Interface{Types::kAttachment, "KrDynamics::Attachment"},
+    Interface{Types::kAttachmentPoint, "KrDynamics::AttachmentPoint"},
+    Interface{Types::kConstraint, "KrDynamics::Constraint"},
+    Interface{Types::kCollisionGeometry, "KrDynamics::CollisionGeometry"},
+    Interface{Types::kMechanism, "KrDynamics::Mechanism"},
+    Interface{Types::kGraphicsNode, "KrGraphics::Node"},
+    Interface{Types::kGraphicsGeometry, "KrGraphics::Geometry"},
+    Interface{Types::kGraphicsMaterial, "KrGraphics::Material"},
+    Interface{Types::kTexture, "KrGraphics::Texture"},
+    Interface{Types::kSimulatorModule, "KrSim::ISimulatorModule"},
+    Interface{Types::kSkeleton, "KrGraphics::Skeleton"},
+};
+
+using Producer = FieldBase* (*)(const Kr::KrID& id);
+
+struct ValueType {
+    Types::DataTypeEnum dataType;
+    const std::type_info* valueType;
+    Producer produce;
+};
+
+template <class T>
+FieldBase* produceField(const Kr::KrID& id) {
+    return new Field<T>(id);
+}
+
+const std::vector<ValueType>& valueTypes() {
+#define KR_VALUE_TYPE(T) ValueType{ValueTraits<T>::kDataType, &typeid(T), &produceField<T>},
+    static const auto& table = *new std::vector<ValueType>{KR_FOR_EACH_VALUE_TYPE(KR_VALUE_TYPE)};
+#undef KR_VALUE_TYPE
+    return table;
+}
+
+const ValueType* findValueType(Types::DataTypeEnum dataType) {
+    // Indexed by data type, so that producing a field costs no search.
+    static const auto& byDataType = *[] {
+        auto* index = new std::array<const ValueType*, kDataTypeNames.size()>{};
+        for (const auto& each : valueTypes()) index->at(each.dataType) = &each;
+        return index;
+    }();
+    return dataType < byDataType.size() ? byDataType[dataType] : nullptr;
+}
+
+const ValueType* findValueType(const std::type_info& valueType) {
+    const auto& all = valueTypes();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const ValueType& each) { return *each.valueType == valueType; });
+    return found != all.end() ? &*found : nullptr;
+}
+
+struct RegisteredInterface {
+    std::string displayName;
+    Types::AcceptancePredicate predicate;
+};
+
+struct InterfaceTable {
+    std::mutex mutex;  // guards the map
+    std::unordered_map<Kr::KrID, RegisteredInterface> interfaces;
+};
+
+InterfaceTable& interfaceTable() {
+    // Outlives plug-ins that unregister while the process ends.
+    static auto& table = *new InterfaceTable;
+    return table;
+}
+
+constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn,
+                                         "Types: fatal error in '%s' acceptance predicate [%s]\n",
+                                         "Types: unhandled exception in '%s' acceptance predicate\n"};
+
+FieldBase* giveTo(Container* parent, FieldBase* field) {
+    if (field == nullptr || parent == nullptr || parent->_addField(field)) return field;
+    delete field;
+    return nullptr;
+}
+
+}  // namespace
+
+// --- Names ---------------------------------------------------------------------------------------------------------
+
+const char* Types::nameFor(DataTypeEnum dataType) noexcept {
+    const char* name = dataType < kDataTypeNames.size() ? kDataTypeNames[dataType] : nullptr;
+    return name != nullptr ? name : "Invalid data type";
+}
+
+const char* Types::nameFor(FieldTypeEnum fieldType) noexcept {
+    const auto index = static_cast<std::size_t>(fieldType);
+    return index < kFieldTypeNames.size() ? kFieldTypeNames[index] : "Invalid field type";
+}
+
+std::string Types::nameFor(const Kr::KrID& interfaceId) {
+    auto& table = interfaceTable();
+    const std::lock_guard lock(table.mutex);
+    const auto found = table.interfaces.find(interfaceId);
+    return found != table.interfaces.end() ? found->second.displayName : nameFor(kExtension);
+}
+
+// --- Producing fields ----------------------------------------------------------------------------------------------
+
+FieldBase* Types::_make(DataTypeEnum dataType, const Kr::KrID& id, FieldTypeEnum fieldType) {
+    FieldBase* field = nullptr;
+    if (const auto* type = findValueType(dataType)) {
+        field = type->produce(id);
+    } else if (dataType == kContainer) {
+        field = new Container(id, nullptr, fieldType);
+    } else {
+        const auto found = std::find_if(kBuiltInInterfaces.begin(), kBuiltInInterfaces.end(),
+                                        [&](const Interface& each) { return each.dataType == dataType; });
+        if (found == kBuiltInInterfaces.end()) return nullptr;
+        field = new ExtensionField(id, found->identifier);
+    }
+    field->_setDynamic(true);
+    return field;
+}
+
+FieldBase* Types::produce(DataTypeEnum dataType, const Kr::KrID& id, Container* parent) {
+    return giveTo(parent, _make(dataType, id, parent != nullptr ? parent->getFieldType() : kField));
+}
+
+FieldBase* Types::produce(const std::type_info& valueType, const Kr::KrID& id, Container* parent) {
+    const auto* type = findValueType(valueType);
+    return type != nullptr ? produce(type->dataType, id, parent) : nullptr;
+}
+
+FieldBase* Types::produceExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, Container* parent) {
+    auto* field = new ExtensionField(id, interfaceId);
+    field->_setDynamic(true);
+    return giveTo(parent, field);
+}
+
+// --- Data type and value type --------------------------------------------------------------------------------------
+
+const std::type_info& Types::mapType(DataTypeEnum dataType) noexcept {
+    const auto* type = findValueType(dataType);
+    return type != nullptr ? *type->valueType : typeid(void);
+}
+
+Types::DataTypeEnum Types::mapType(const std::type_info& valueType) noexcept {
+    const auto* type = findValueType(valueType);
+    return type != nullptr ? type->dataType : kUnknown;
+}
+
+// --- Interface types -----------------------------------------------------------------------------------------------
+
+Kr::KrID Types::_registerInterfaceFieldType(const char* interfaceName, const char* displayName,
+                                            AcceptancePredicate predicate) {
+    const Kr::KrID id(interfaceName);
+    RegisteredInterface entry{displayName != nullptr ? displayName : "", std::move(predicate)};
+    auto& table = interfaceTable();
+    const std::lock_guard lock(table.mutex);
+    // The replaced entry is destroyed after the lock: its predicate is code of others.
+    std::swap(table.interfaces[id], entry);
+    return id;
+}
+
+void Types::_unregisterInterfaceFieldType(const char* interfaceName) {
+    auto& table = interfaceTable();
+    std::unordered_map<Kr::KrID, RegisteredInterface>::node_type removed;
+    const std::lock_guard lock(table.mutex);
+    removed = table.interfaces.extract(Kr::KrID(interfaceName));
+}
+
+bool Types::extensionIsInterfaceFieldType(KrSim::KrExtension* extension, const Kr::KrID& interfaceId) {
+    auto* implementation = ExtensionFunctions::implementationOf(extension);
+    if (implementation == nullptr) return false;
+    AcceptancePredicate predicate;
+    {
+        auto& table = interfaceTable();
+        const std::lock_guard lock(table.mutex);
+        const auto found = table.interfaces.find(interfaceId);
+        if (found == table.interfaces.end()) return false;
+        predicate = found->second.predicate;
+    }
+    if (!predicate) return true;
+    bool accepted = false;
+    Kr::callGuarded(
+        kPredicateTexts, [&] { return interfaceId.str(); }, [&] { accepted = predicate(implementation); });
+    return accepted;
+}
+
+}  // namespace KrData

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "kr/platform/log.h"
+
+namespace Kr {
+
+/// What is logged when a call into code of others throws; a row of a class's table, so that the texts stay as they are.
+struct GuardTexts {
+    eLogLevel level;
+    const char* onException;  ///< two %s: the name of the object and the text of the exception
+    const char* onUnknown;    ///< one %s: the name of the object
+};
+
+/// The one way to run code of others: no exception leaves it.
+///
+/// \param nameOf  answers the name of the object for the log line; called only after an exception.
+/// \return        whether the call came back normally.
+/// Costs nothing while nothing is thrown.
+template <class NameOf, class Call>
+bool callGuarded(const GuardTexts& texts, const NameOf& nameOf, Call&& call) {
+    try {
+        call();
+        return true;
+    } catch (const std::exception& exception) {
+        logMessage(texts.level, texts.onException, std::string(nameOf()).c_str(), exception.what());
+    } catch (...) {
+        logMessage(texts.level, texts.onUnknown, std::string(nameOf()).c_str());
+    }
+    return false;
+}
+
+}  // namespace Kr
