@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kr/core/base.h"
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
@@ -13,6 +15,9 @@ namespace Kr {
 /// Thread: the application thread.
 class KR_API KrConnectionBase : public KrBase {
     KR_BASE_CLASS(KrConnectionBase, KrBase)
+
+    enum class End { kSource, kSink };
+    static constexpr std::uint32_t kNoSlot = 0xffffffff;
 
     ~KrConnectionBase() override;
 
@@ -38,14 +43,21 @@ class KR_API KrConnectionBase : public KrBase {
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
 
-    /// Called by a dying source or sink, once, before it takes the connection off the other field: forgets both ends
-    /// and becomes invalid. An override leaves the sorter and then calls this one. The field must not be used.
+    /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
+    /// becomes invalid. An override leaves the sorter and then calls this one. The field must not be used.
     virtual void _onFieldDestroyed(const KrData::FieldBase& field);
 
     /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
     /// these do not fit together. The caller owns the new object.
     [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
                                                            KrData::FieldBase& sink) const = 0;
+
+    /// Where the list of the field at that end keeps this connection, so that it is found without a search. For
+    /// fields only.
+    [[nodiscard]] std::uint32_t _getSlot(End end) const noexcept {
+        return end == End::kSource ? _sourceSlot : _sinkSlot;
+    }
+    void _setSlot(End end, std::uint32_t slot) noexcept { (end == End::kSource ? _sourceSlot : _sinkSlot) = slot; }
 
 protected:
     KrConnectionBase() = default;
@@ -64,6 +76,8 @@ private:
     bool _isOutputToParameter{false};
     KrData::FieldBase* _source{nullptr};
     KrData::FieldBase* _sink{nullptr};
+    std::uint32_t _sourceSlot{kNoSlot};
+    std::uint32_t _sinkSlot{kNoSlot};
 };
 
 }  // namespace Kr

@@ -96,10 +96,13 @@ void Container::_destroyChildren() {
         child->_parent = nullptr;  // so that the dying child does not look for itself here
     }
     _tellOwner(connected, watched);
-    for (auto* child : doomed) delete child;
+    for (auto* child : doomed)
+        delete child;
 }
 
-bool Container::_addField(FieldBase* field) { return _addField(field, end()); }
+bool Container::_addField(FieldBase* field) {
+    return _addField(field, end());
+}
 
 bool Container::_addField(FieldBase* field, iterator position) {
     if (field == nullptr || field->_parent != nullptr || !_mayAdd(*field)) return false;
@@ -117,8 +120,12 @@ bool Container::_mayAdd(const FieldBase& field) const {
     return true;
 }
 
-bool Container::_accepts(const FieldBase&) const { return true; }
-bool Container::_mayRemove(std::size_t) const { return true; }
+bool Container::_accepts(const FieldBase&) const {
+    return true;
+}
+bool Container::_mayRemove(std::size_t) const {
+    return true;
+}
 
 void Container::_insertChild(FieldBase* field, std::size_t index) {
     _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
@@ -153,7 +160,9 @@ bool Container::_removeField(FieldBase* field) {
     return true;
 }
 
-void Container::_notifyLater(const FieldBase&) const { _notifyChanged(*this); }
+void Container::_notifyLater(const FieldBase&) const {
+    _notifyChanged(*this);
+}
 
 void Container::_validateInternalIdentifier(FieldBase* field) noexcept {
     auto& identifier = field->_internalIdentifier;
@@ -183,7 +192,9 @@ const FieldBase& Container::operator[](const Kr::KrID& id) const {
     return position != end() ? **position : getInvalidField();
 }
 
-FieldBase& Container::operator[](std::size_t index) { return index < size() ? *_children[index] : getInvalidField(); }
+FieldBase& Container::operator[](std::size_t index) {
+    return index < size() ? *_children[index] : getInvalidField();
+}
 
 const FieldBase& Container::operator[](std::size_t index) const {
     return index < size() ? *_children[index] : getInvalidField();
@@ -228,15 +239,16 @@ FieldBase* Container::_findBelow(std::string_view path, std::size_t matched) con
 }
 
 FieldBase* Container::getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept {
-    const auto position = std::find_if(
-        begin(), end(), [&](const FieldBase* child) { return child->_internalIdentifier == identifier; });
+    const auto position =
+        std::find_if(begin(), end(), [&](const FieldBase* child) { return child->_internalIdentifier == identifier; });
     return position != end() ? *position : nullptr;
 }
 
 Kr::KrID Container::getUniqueFieldId(const Kr::KrID& id) const {
     if (find(id) == end()) return id;
-    StringUtils::UniqueNamesCollection names;
-    for (const auto* child : _children) names.add(child->_id.str());
+    KrSim::StringUtils::UniqueNamesCollection names;
+    for (const auto* child : _children)
+        names.add(child->_id.str());
     return Kr::KrID(names.add(id.str()));
 }
 
@@ -273,7 +285,9 @@ Container* Container::clone(const Kr::KrID& id, Container* parent) const {
     return _adopt(copy, parent) ? copy : nullptr;
 }
 
-Container* Container::clone(Container* parent) const { return clone(getID(), parent); }
+Container* Container::clone(Container* parent) const {
+    return clone(getID(), parent);
+}
 
 bool Container::_adopt(FieldBase* made, Container* parent) {
     if (parent == nullptr || parent->_addField(made)) return true;
@@ -305,7 +319,8 @@ void Container::_cloneFrom(const FieldBase& source) {
 void Container::copyFieldsTo(Container* destination) const {
     if (destination == nullptr) return;
     std::unordered_set<std::uint32_t> taken;
-    for (const auto* child : destination->_children) taken.insert(child->_internalIdentifier);
+    for (const auto* child : destination->_children)
+        taken.insert(child->_internalIdentifier);
     const auto count = size();
     for (std::size_t i = 0; i < count && i < size(); ++i) {
         auto* copy = _children[i]->_duplicate();
@@ -376,7 +391,8 @@ bool Container::isEqual(const FieldBase& other) const {
 }
 
 void Container::reset() {
-    for (std::size_t i = 0; i < size(); ++i) _children[i]->reset();
+    for (std::size_t i = 0; i < size(); ++i)
+        _children[i]->reset();
 }
 
 // --- Observing and walking -----------------------------------------------------------------------------------------
@@ -391,7 +407,8 @@ void Container::refreshObservers() const {
 
 void Container::_clearObservers() {
     FieldBase::_clearObservers();
-    for (auto* child : _children) child->_clearObservers();
+    for (auto* child : _children)
+        child->_clearObservers();
 }
 
 void Container::accept(FieldVisitor& visitor) {

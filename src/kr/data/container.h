@@ -119,7 +119,8 @@ public:
     /// Whether `count` children may be taken away; field arrays with a size range say no.
     [[nodiscard]] virtual bool _mayRemove(std::size_t count) const;
     void _cloneFrom(const FieldBase& source) override;
-    void _reserve(std::size_t count) { _children.reserve(count); }
+    /// Finishes a clone: gives it to `parent`, if any; where that refuses, destroys it and answers false.
+    [[nodiscard]] static bool _adopt(FieldBase* made, Container* parent);
 
 protected:
     /// For subclasses that add themselves to their parent when they are complete.
@@ -130,8 +131,6 @@ protected:
     [[nodiscard]] virtual bool _accepts(const FieldBase& field) const;
     /// Takes every child out and destroys it, whatever the size range.
     void _destroyChildren();
-    /// Finishes a clone: adds it to its parent, or destroys it and answers null when the parent refuses.
-    static bool _adopt(FieldBase* made, Container* parent);
 
 private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;

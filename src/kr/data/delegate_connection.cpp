@@ -22,13 +22,17 @@ DelegateConnection& DelegateConnection::operator=(DelegateConnection&& other) no
     return *this;
 }
 
-DelegateConnection::~DelegateConnection() { disconnect(); }
+DelegateConnection::~DelegateConnection() {
+    disconnect();
+}
 
 void DelegateConnection::disconnect() noexcept {
     // Emptied first: ending the registration may destroy the function, and with it whatever owns this handle.
     if (const auto registration = std::exchange(_registration, {})) registration->disconnect();
 }
 
-bool DelegateConnection::isConnected() const noexcept { return _registration && _registration->isConnected(); }
+bool DelegateConnection::isConnected() const noexcept {
+    return _registration && _registration->isConnected();
+}
 
 }  // namespace KrData

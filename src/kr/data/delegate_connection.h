@@ -22,7 +22,7 @@ public:
 /// Destroying or disconnecting it ends the registration. A function that runs at that moment on this thread finishes;
 /// it is not called again. The handle may outlive what it is registered with, and may be destroyed by the function
 /// itself. Movable, not copyable. One thread at a time per handle.
-class KR_API [[nodiscard]] DelegateConnection {
+class KR_API DelegateConnection {
 public:
     DelegateConnection() noexcept = default;
     explicit DelegateConnection(Kr::KrSmartPtr<detail::DelegateRegistration> registration) noexcept;

@@ -10,7 +10,9 @@ ExtensionField::ExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, 
 }
 
 ExtensionField::ExtensionField(const ExtensionField& source) = default;
-ExtensionField::~ExtensionField() { _detachFromEverything(); }
+ExtensionField::~ExtensionField() {
+    _detachFromEverything();
+}
 
 bool ExtensionField::accepts(KrSim::KrExtension* extension) const {
     return Types::extensionIsInterfaceFieldType(extension, _interfaceId);
@@ -28,6 +30,8 @@ ExtensionField* ExtensionField::clone(const Kr::KrID& id, Container* parent) con
     return Container::_adopt(copy, parent) ? copy : nullptr;
 }
 
-ExtensionField* ExtensionField::clone(Container* parent) const { return clone(getID(), parent); }
+ExtensionField* ExtensionField::clone(Container* parent) const {
+    return clone(getID(), parent);
+}
 
 }  // namespace KrData

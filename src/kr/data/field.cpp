@@ -1,5 +1,6 @@
 #include "kr/data/field.h"
 
+#include <type_traits>
 #include <utility>
 
 #include "kr/data/container.h"
@@ -115,17 +116,14 @@ bool Field<T>::isEqual(const FieldBase& other) const {
 
 template <class T>
 void Field<T>::reset() {
-    setValue(T{});
-}
-
-template <>
-void Field<Kr::KrEnum>::reset() {
-    // An untyped zero would take the type away.
-    if (_value.getType() != nullptr) {
-        setValue(Kr::KrEnum(*_value.getType(), 0));
-    } else {
-        setValue(Kr::KrEnum());
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        // An untyped zero would take the type away.
+        if (const auto* type = _value.getType()) {
+            setValue(Kr::KrEnum(*type, 0));
+            return;
+        }
     }
+    setValue(T{});
 }
 
 template <class T>
@@ -143,9 +141,7 @@ bool Field<T>::setRawValue(const void* in) {
 // --- Range and value pointer ---------------------------------------------------------------------------------------
 
 template <class T>
-bool Field<T>::setRange(const T& minimum, const T& maximum)
-    requires ValueTraits<T>::kHasRange
-{
+bool Field<T>::setRange(const T& minimum, const T& maximum) requires ValueTraits<T>::kHasRange {
     if (!ValueTraits<T>::isOrdered(minimum, maximum)) return false;
     auto& extras = _makeExtras();
     extras.minimum = minimum;

@@ -35,7 +35,8 @@ public:
     // --- The value -------------------------------------------------------------------------------------------------
     /// The value, from the bound getter where there is one. The reference is good until the value changes.
     [[nodiscard]] const T& getValue() const {
-        if (_extras) [[unlikely]] _readThroughPointer();
+        if (_extras) [[unlikely]]
+            _readThroughPointer();
         return _value;
     }
     operator const T&() const { return getValue(); }
@@ -50,8 +51,7 @@ public:
     // --- Range -----------------------------------------------------------------------------------------------------
     /// Values set from now on are clamped into [minimum, maximum]; the stored one stays. False, and nothing changes,
     /// when a minimum is not below or at its maximum.
-    bool setRange(const T& minimum, const T& maximum)
-        requires ValueTraits<T>::kHasRange;
+    bool setRange(const T& minimum, const T& maximum) requires ValueTraits<T>::kHasRange;
     /// Stops clamping; minimum and maximum are kept.
     void clearRange() noexcept;
     [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
@@ -88,7 +88,8 @@ protected:
 private:
     bool _store(const T& value) {
         _value = value;
-        if (_extras) [[unlikely]] _clampAndWriteThrough();
+        if (_extras) [[unlikely]]
+            _clampAndWriteThrough();
         if (_needsNotification()) _notifyChanged(*this);
         return true;
     }

@@ -98,7 +98,9 @@ KrSim::KrExtension* FieldBase::getOwnerExtension() const {
     return _parent != nullptr ? _parent->getOwnerExtension() : nullptr;
 }
 
-IFieldOwner* FieldBase::_getFieldOwner() const { return _parent != nullptr ? _parent->_getFieldOwner() : nullptr; }
+IFieldOwner* FieldBase::_getFieldOwner() const {
+    return _parent != nullptr ? _parent->_getFieldOwner() : nullptr;
+}
 
 const FieldBase::Children& FieldBase::getChildren() const {
     static const auto& none = *new Children;
@@ -109,15 +111,31 @@ Types::FieldTypeEnum FieldBase::getFieldType() const {
     return _parent != nullptr ? _parent->getFieldType() : Types::kField;
 }
 
-bool FieldBase::isEqual(const FieldBase&) const { return false; }
+bool FieldBase::isEqual(const FieldBase&) const {
+    return false;
+}
 void FieldBase::refreshObservers() const {}
-bool FieldBase::canConvertTo(Types::DataTypeEnum dataType) const { return CanConvert(*this, dataType); }
-bool FieldBase::canConvertTo(const FieldBase& sink) const { return CanConvert(*this, sink); }
-bool FieldBase::getRawValue(void*) const { return false; }
-bool FieldBase::setRawValue(const void*) { return false; }
-FieldBase& FieldBase::operator[](const Kr::KrID&) { return getInvalidField(); }
-const FieldBase& FieldBase::operator[](const Kr::KrID&) const { return getInvalidField(); }
-bool FieldBase::_isFieldArray() const noexcept { return false; }
+bool FieldBase::canConvertTo(Types::DataTypeEnum dataType) const {
+    return CanConvert(*this, dataType);
+}
+bool FieldBase::canConvertTo(const FieldBase& sink) const {
+    return CanConvert(*this, sink);
+}
+bool FieldBase::getRawValue(void*) const {
+    return false;
+}
+bool FieldBase::setRawValue(const void*) {
+    return false;
+}
+FieldBase& FieldBase::operator[](const Kr::KrID&) {
+    return getInvalidField();
+}
+const FieldBase& FieldBase::operator[](const Kr::KrID&) const {
+    return getInvalidField();
+}
+bool FieldBase::_isFieldArray() const noexcept {
+    return false;
+}
 
 void FieldBase::_cloneFrom(const FieldBase& source) {
     if (this == &source) return;
@@ -181,7 +199,9 @@ std::string FieldBase::getPath() const {
     return path;
 }
 
-void FieldBase::_setDynamic(bool dynamic) noexcept { _setState(kDynamic, dynamic); }
+void FieldBase::_setDynamic(bool dynamic) noexcept {
+    _setState(kDynamic, dynamic);
+}
 
 // --- Properties ----------------------------------------------------------------------------------------------------
 
@@ -204,8 +224,12 @@ void FieldBase::_replaceInternal(const FieldInternal* source) {
     }
 }
 
-void FieldBase::setVisible(bool visible) { setMetadata(eMetadata::kHidden, !visible); }
-void FieldBase::setReadOnlyHint(bool readOnly) { setMetadata(eMetadata::kReadOnlyHint, readOnly); }
+void FieldBase::setVisible(bool visible) {
+    setMetadata(eMetadata::kHidden, !visible);
+}
+void FieldBase::setReadOnlyHint(bool readOnly) {
+    setMetadata(eMetadata::kReadOnlyHint, readOnly);
+}
 
 bool FieldBase::isReadOnlyHint() const {
     return getFieldType() == Types::kOutput || _hasIncomingConnections() ||
@@ -264,7 +288,8 @@ void FieldBase::setMetadata(eMetadata bits, bool on) {
 
 detail::FieldLiveness& FieldBase::_getLiveness() const {
     auto& liveness = _rareState().liveness;
-    if (!liveness) liveness = Kr::KrSmartPtr<detail::FieldLiveness>(new detail::FieldLiveness(const_cast<FieldBase*>(this)));
+    if (!liveness)
+        liveness = Kr::KrSmartPtr<detail::FieldLiveness>(new detail::FieldLiveness(const_cast<FieldBase*>(this)));
     return *liveness;
 }
 

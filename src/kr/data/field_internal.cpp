@@ -32,7 +32,9 @@ FieldBase* FieldInternal::addField(const Kr::KrID& id, Types::DataTypeEnum dataT
     return _fields->addField(id, dataType);
 }
 
-bool FieldInternal::removeField(const Kr::KrID& id) { return _fields && _fields->removeField(id); }
+bool FieldInternal::removeField(const Kr::KrID& id) {
+    return _fields && _fields->removeField(id);
+}
 
 FieldBase& FieldInternal::getField(const Kr::KrID& id) const {
     return _fields ? (*_fields)[id] : FieldBase::getInvalidField();

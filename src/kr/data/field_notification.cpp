@@ -37,12 +37,19 @@ void FieldBase::_setState(std::uint16_t bits, bool on) const noexcept {
 void FieldBase::_setStateDownward(std::uint16_t bits, bool on) {
     if (!isValid()) return;
     _setState(bits, on);
-    for (auto* child : getChildren()) child->_setStateDownward(bits, on);
+    for (auto* child : getChildren())
+        child->_setStateDownward(bits, on);
 }
 
-void FieldBase::_setOwnerIsActive(bool active) { _setStateDownward(kOwnerIsActive, active); }
-void FieldBase::_setApplicationModeIsEditing(bool editing) { _setStateDownward(kModeIsEditing, editing); }
-void FieldBase::_setAlwaysNotifyLocally(bool always) { _setStateDownward(kNotifyLocally, always); }
+void FieldBase::_setOwnerIsActive(bool active) {
+    _setStateDownward(kOwnerIsActive, active);
+}
+void FieldBase::_setApplicationModeIsEditing(bool editing) {
+    _setStateDownward(kModeIsEditing, editing);
+}
+void FieldBase::_setAlwaysNotifyLocally(bool always) {
+    _setStateDownward(kNotifyLocally, always);
+}
 
 void FieldBase::_inheritWatching(std::uint16_t bit, bool ancestorHasIt) {
     if (_has(bit) == ancestorHasIt) return;
@@ -52,7 +59,8 @@ void FieldBase::_inheritWatching(std::uint16_t bit, bool ancestorHasIt) {
 
 void FieldBase::_passWatchingToChildren(std::uint16_t bit) const {
     const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kHasOutgoing);
-    for (auto* child : getChildren()) child->_inheritWatching(bit, on);
+    for (auto* child : getChildren())
+        child->_inheritWatching(bit, on);
 }
 
 // --- Watched and connected outputs, as their owner counts them -----------------------------------------------------
@@ -62,7 +70,8 @@ void FieldBase::_countOutputsBelow(int sign, int& connected, int& watched) const
         connected += _has(kHasOutgoing) ? sign : 0;
         watched += _has(kHasObservers) ? sign : 0;
     }
-    for (const auto* child : getChildren()) child->_countOutputsBelow(sign, connected, watched);
+    for (const auto* child : getChildren())
+        child->_countOutputsBelow(sign, connected, watched);
 }
 
 void FieldBase::_tellOwner(int connectedDelta, int watchedDelta) const {
@@ -152,8 +161,7 @@ void FieldBase::_dropConnections() noexcept {
 namespace {
 
 detail::ObserverList& listIn(std::atomic<detail::ObserverList*>& slot, FieldBase& field,
-                             detail::ObserverList::PresenceChanged changed,
-                             detail::ObserverList::PresenceTold told) {
+                             detail::ObserverList::PresenceChanged changed, detail::ObserverList::PresenceTold told) {
     auto* list = slot.load(std::memory_order_acquire);
     if (list != nullptr) return *list;
     auto* made = new detail::ObserverList(field, changed, told);

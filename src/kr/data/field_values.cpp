@@ -53,58 +53,95 @@ std::string toText(const Number (&values)[count]) {
 
 int FieldBase::toInteger() const {
     switch (_dataType) {
-        case Types::kInteger: return get<int>();
-        case Types::kBoolean: return get<bool>() ? 1 : 0;
-        case Types::kUnsignedInteger: return roundToInteger(get<unsigned int>());
-        case Types::kShort: return get<short>();
-        case Types::kUnsignedShort: return get<unsigned short>();
-        case Types::kDouble: return roundToInteger(get<double>());
-        case Types::kFloat: return roundToInteger(static_cast<double>(get<float>()));
-        case Types::kEnumeration: return get<Kr::KrEnum>();
-        default: return 0;
+        case Types::kInteger:
+            return get<int>();
+        case Types::kBoolean:
+            return get<bool>() ? 1 : 0;
+        case Types::kUnsignedInteger:
+            return roundToInteger(get<unsigned int>());
+        case Types::kShort:
+            return get<short>();
+        case Types::kUnsignedShort:
+            return get<unsigned short>();
+        case Types::kDouble:
+            return roundToInteger(get<double>());
+        case Types::kFloat:
+            return roundToInteger(static_cast<double>(get<float>()));
+        case Types::kEnumeration:
+            return get<Kr::KrEnum>();
+        default:
+            return 0;
     }
 }
 
 bool FieldBase::toBoolean() const {
     switch (_dataType) {
-        case Types::kInteger: return get<int>() != 0;
-        case Types::kBoolean: return get<bool>();
-        case Types::kUnsignedInteger: return get<unsigned int>() != 0;
-        case Types::kShort: return get<short>() != 0;
-        case Types::kUnsignedShort: return get<unsigned short>() != 0;
-        case Types::kDouble: return std::abs(get<double>()) > KrMath::kSmallRealEpsilon;
-        case Types::kString: return !as<std::string>()->getValue().empty();
-        default: return false;
+        case Types::kInteger:
+            return get<int>() != 0;
+        case Types::kBoolean:
+            return get<bool>();
+        case Types::kUnsignedInteger:
+            return get<unsigned int>() != 0;
+        case Types::kShort:
+            return get<short>() != 0;
+        case Types::kUnsignedShort:
+            return get<unsigned short>() != 0;
+        case Types::kDouble:
+            return std::abs(get<double>()) > KrMath::kSmallReal;
+        case Types::kString:
+            return !as<std::string>()->getValue().empty();
+        default:
+            return false;
     }
 }
 
 double FieldBase::toReal() const {
     switch (_dataType) {
-        case Types::kInteger: return get<int>();
-        case Types::kBoolean: return get<bool>() ? 1.0 : 0.0;
-        case Types::kUnsignedInteger: return get<unsigned int>();
-        case Types::kShort: return get<short>();
-        case Types::kUnsignedShort: return get<unsigned short>();
-        case Types::kDouble: return get<double>();
-        case Types::kFloat: return static_cast<double>(get<float>());
-        case Types::kEnumeration: return static_cast<int>(get<Kr::KrEnum>());
-        default: return 0.0;
+        case Types::kInteger:
+            return get<int>();
+        case Types::kBoolean:
+            return get<bool>() ? 1.0 : 0.0;
+        case Types::kUnsignedInteger:
+            return get<unsigned int>();
+        case Types::kShort:
+            return get<short>();
+        case Types::kUnsignedShort:
+            return get<unsigned short>();
+        case Types::kDouble:
+            return get<double>();
+        case Types::kFloat:
+            return static_cast<double>(get<float>());
+        case Types::kEnumeration:
+            return static_cast<int>(get<Kr::KrEnum>());
+        default:
+            return 0.0;
     }
 }
 
 std::string FieldBase::toString() const {
     switch (_dataType) {
-        case Types::kInteger: return toText(get<int>());
-        case Types::kBoolean: return get<bool>() ? "true" : "false";
-        case Types::kUnsignedInteger: return toText(get<unsigned int>());
-        case Types::kShort: return toText(get<short>());
-        case Types::kUnsignedShort: return toText(get<unsigned short>());
-        case Types::kDouble: return toText(get<double>());
-        case Types::kFloat: return toText(get<float>());
-        case Types::kString: return get<std::string>();
-        case Types::kFilename: return std::string(get<Kr::KrString<512>>().view());
-        case Types::kEnumeration: return get<Kr::KrEnum>().toString();
-        case Types::kExtension: return ExtensionFunctions::nameOf(toExtension());
+        case Types::kInteger:
+            return toText(get<int>());
+        case Types::kBoolean:
+            return get<bool>() ? "true" : "false";
+        case Types::kUnsignedInteger:
+            return toText(get<unsigned int>());
+        case Types::kShort:
+            return toText(get<short>());
+        case Types::kUnsignedShort:
+            return toText(get<unsigned short>());
+        case Types::kDouble:
+            return toText(get<double>());
+        case Types::kFloat:
+            return toText(get<float>());
+        case Types::kString:
+            return get<std::string>();
+        case Types::kFilename:
+            return std::string(get<Kr::KrString<512>>().view());
+        case Types::kEnumeration:
+            return get<Kr::KrEnum>().toString();
+        case Types::kExtension:
+            return ExtensionFunctions::nameOf(toExtension());
         case Types::kColor: {
             const auto color = toColor();
             return toText({color.r(), color.g(), color.b(), color.a()});
@@ -133,21 +170,43 @@ std::string FieldBase::toString() const {
             const auto quaternion = get<KrMath::QuaternionT<float>>();
             return toText({quaternion.x, quaternion.y, quaternion.z, quaternion.w});
         }
-        case Types::kMatrix44: return toText(toMatrix44().m);
-        case Types::kMatrix44Float: return toText(get<KrMath::Matrix44T<float>>().m);
-        case Types::kTransform: return toText(toTransform().m);
-        default: return {};
+        case Types::kMatrix44:
+            return toText(toMatrix44().m);
+        case Types::kMatrix44Float:
+            return toText(get<KrMath::Matrix44T<float>>().m);
+        case Types::kTransform:
+            return toText(toTransform().m);
+        default:
+            return {};
     }
 }
 
-KrMath::Vector2T<double> FieldBase::toVector2() const { return get<KrMath::Vector2T<double>>(); }
-KrMath::Vector3T<double> FieldBase::toVector3() const { return get<KrMath::Vector3T<double>>(); }
-KrMath::Vector4T<double> FieldBase::toVector4() const { return get<KrMath::Vector4T<double>>(); }
-KrMath::QuaternionT<double> FieldBase::toQuaternion() const { return get<KrMath::QuaternionT<double>>(); }
-KrMath::Matrix44T<double> FieldBase::toMatrix44() const { return get<KrMath::Matrix44T<double>>(); }
-Kr::KrColor FieldBase::toColor() const { return get<Kr::KrColor>(); }
-Kr::KrTransform FieldBase::toTransform() const { return get<Kr::KrTransform>(); }
-Kr::KrEnum FieldBase::toEnum() const { return get<Kr::KrEnum>(); }
-KrSim::KrExtension* FieldBase::toExtension() const { return get<KrSim::KrExtension*>(); }
+KrMath::Vector2T<double> FieldBase::toVector2() const {
+    return get<KrMath::Vector2T<double>>();
+}
+KrMath::Vector3T<double> FieldBase::toVector3() const {
+    return get<KrMath::Vector3T<double>>();
+}
+KrMath::Vector4T<double> FieldBase::toVector4() const {
+    return get<KrMath::Vector4T<double>>();
+}
+KrMath::QuaternionT<double> FieldBase::toQuaternion() const {
+    return get<KrMath::QuaternionT<double>>();
+}
+KrMath::Matrix44T<double> FieldBase::toMatrix44() const {
+    return get<KrMath::Matrix44T<double>>();
+}
+Kr::KrColor FieldBase::toColor() const {
+    return get<Kr::KrColor>();
+}
+Kr::KrTransform FieldBase::toTransform() const {
+    return get<Kr::KrTransform>();
+}
+Kr::KrEnum FieldBase::toEnum() const {
+    return get<Kr::KrEnum>();
+}
+KrSim::KrExtension* FieldBase::toExtension() const {
+    return get<KrSim::KrExtension*>();
+}
 
 }  // namespace KrData

@@ -23,23 +23,30 @@ constexpr std::array kFieldTypeNames{"Field", "Input", "Output", "Parameter", "U
 
 /// Indexed by data type; null where the number has no meaning.
 constexpr std::array<const char*, 55> kDataTypeNames{
-    "Unknown data type",   // 0
-    "Integer",             //
-    "Boolean",             //
-    "Double",              //
-    "Vector 3",            //
-    "Color",               // 5
-    "String",              //
-    "Transform",           //
-    "Unsigned Integer",    //
-    nullptr,               //
-    nullptr,               // 10
-    "Short Integer",       //
-    "Unsigned Short Integer", nullptr, nullptr,
+    "Unknown data type",  // 0
+    "Integer",            //
+    "Boolean",            //
+    "Double",             //
+    "Vector 3",           //
+    "Color",              // 5
+    "String",             //
+    "Transform",          //
+    "Unsigned Integer",   //
+    nullptr,              //
+    nullptr,              // 10
+    "Short Integer",      //
+    "Unsigned Short Integer",
+    nullptr,
+    nullptr,
     nullptr,  // 15
-    nullptr, nullptr, nullptr, nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
     nullptr,  // 20
-    nullptr, nullptr, nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
     "Enumeration",        //
     "Filename",           // 25
     "Data Container",     //
@@ -58,11 +65,19 @@ constexpr std::array<const char*, 55> kDataTypeNames{
     "Attachment Point",  //
     nullptr,             // 40
     "Constraint",        //
-    "Collision Geometry", "Mechanism", "Graphics Node",
+    "Collision Geometry",
+    "Mechanism",
+    "Graphics Node",
     "Graphics Geometry",  // 45
-    "Graphics Material", "Texture", "Proxy", "Simulator Module",
+    "Graphics Material",
+    "Texture",
+    "Proxy",
+    "Simulator Module",
     "Skeleton",  // 50
-    "Float", "Vector 3 float", "Quaternion float", "Matrix44 float",
+    "Float",
+    "Vector 3 float",
+    "Quaternion float",
+    "Matrix44 float",
 };
 
 struct Interface {
@@ -110,7 +125,8 @@ const ValueType* findValueType(Types::DataTypeEnum dataType) {
     // Indexed by data type, so that producing a field costs no search.
     static const auto& byDataType = *[] {
         auto* index = new std::array<const ValueType*, kDataTypeNames.size()>{};
-        for (const auto& each : valueTypes()) index->at(each.dataType) = &each;
+        for (const auto& each : valueTypes())
+            index->at(each.dataType) = &each;
         return index;
     }();
     return dataType < byDataType.size() ? byDataType[dataType] : nullptr;
@@ -139,8 +155,7 @@ InterfaceTable& interfaceTable() {
     return table;
 }
 
-constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn,
-                                         "Types: fatal error in '%s' acceptance predicate [%s]\n",
+constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn, "Types: fatal error in '%s' acceptance predicate [%s]\n",
                                          "Types: unhandled exception in '%s' acceptance predicate\n"};
 
 FieldBase* giveTo(Container* parent, FieldBase* field) {

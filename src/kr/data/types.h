@@ -55,11 +55,11 @@ public:
         kProxy = 48,
         kSimulatorModule = 49,
         kSkeleton = 50,
-        kFloat = 51,           ///< float
-        kVector3Float = 52,    ///< KrMath::Vector3T<float>
-        kQuaternionFloat = 53, ///< KrMath::QuaternionT<float>
-        kMatrix44Float = 54,   ///< KrMath::Matrix44T<float>
-        kInvalid = 255,        ///< the invalid field
+        kFloat = 51,            ///< float
+        kVector3Float = 52,     ///< KrMath::Vector3T<float>
+        kQuaternionFloat = 53,  ///< KrMath::QuaternionT<float>
+        kMatrix44Float = 54,    ///< KrMath::Matrix44T<float>
+        kInvalid = 255,         ///< the invalid field
     };
 
     /// The role of a field in its extension.

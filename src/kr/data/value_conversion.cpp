@@ -18,7 +18,9 @@ struct Conversion {
 using TypePair = std::pair<Types::DataTypeEnum, Types::DataTypeEnum>;
 using ConversionTable = std::map<TypePair, Conversion>;
 
-bool always(const FieldBase&, const FieldBase&) { return true; }
+bool always(const FieldBase&, const FieldBase&) {
+    return true;
+}
 
 bool textToFilename(const FieldBase& source, FieldBase& sink) {
     return sink.set(Kr::KrString<512>(source.get<std::string>()));

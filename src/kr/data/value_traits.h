@@ -119,28 +119,12 @@ template <>
 struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMaterial> {};
 
 /// Expands `each(T)` for every value type.
-#define KR_FOR_EACH_VALUE_TYPE(each)  \
-    each(bool)                        \
-    each(int)                         \
-    each(unsigned int)                \
-    each(short)                       \
-    each(unsigned short)              \
-    each(double)                      \
-    each(float)                       \
-    each(std::string)                 \
-    each(Kr::KrString<512>)           \
-    each(Kr::KrEnum)                  \
-    each(Kr::KrColor)                 \
-    each(Kr::KrTransform)             \
-    each(KrMath::Vector2T<double>)    \
-    each(KrMath::Vector3T<double>)    \
-    each(KrMath::Vector4T<double>)    \
-    each(KrMath::QuaternionT<double>) \
-    each(KrMath::Matrix44T<double>)   \
-    each(KrMath::Vector3T<float>)     \
-    each(KrMath::QuaternionT<float>)  \
-    each(KrMath::Matrix44T<float>)    \
-    each(KrSim::KrExtension*)         \
-    each(KrGraphics::Material*)
+#define KR_FOR_EACH_VALUE_TYPE(each)                                                                            \
+    each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
+        each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
+            each(KrMath::Vector2T<double>) each(KrMath::Vector3T<double>) each(KrMath::Vector4T<double>)        \
+                each(KrMath::QuaternionT<double>) each(KrMath::Matrix44T<double>) each(KrMath::Vector3T<float>) \
+                    each(KrMath::QuaternionT<float>) each(KrMath::Matrix44T<float>) each(KrSim::KrExtension*)   \
+                        each(KrGraphics::Material*)
 
 }  // namespace KrData

@@ -41,7 +41,8 @@ private:
         const auto mask = _slots.size() - 1;
         // The number is a CRC, so its low bits are as good as a hash.
         auto at = static_cast<std::uint32_t>(id.getNumber()) & mask;
-        while (_slots[at] != 0 && _children[_slots[at] - 1]->getID() != id) at = (at + 1) & mask;
+        while (_slots[at] != 0 && _children[_slots[at] - 1]->getID() != id)
+            at = (at + 1) & mask;
         return _slots[at];
     }
 

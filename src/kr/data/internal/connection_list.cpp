@@ -24,6 +24,12 @@ bool ConnectionList::remove(Kr::KrConnectionBase* connection) noexcept {
     return true;
 }
 
+Kr::KrConnectionBase* ConnectionList::first() const noexcept {
+    while (_head < _slots.size() && _slots[_head] == nullptr)
+        ++_head;
+    return _head < _slots.size() ? _slots[_head] : nullptr;
+}
+
 std::vector<Kr::KrConnectionBase*> ConnectionList::connections() const {
     std::vector<Kr::KrConnectionBase*> result;
     result.reserve(_live);
@@ -47,6 +53,7 @@ void ConnectionList::_closeUp() noexcept {
         _slots[used++] = connection;
     }
     _slots.resize(used);
+    _head = 0;
 }
 
 }  // namespace KrData::detail

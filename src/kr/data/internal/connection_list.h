@@ -37,6 +37,7 @@ private:
 
     std::vector<Kr::KrConnectionBase*> _slots;
     std::size_t _live{0};
+    mutable std::size_t _head{0};  // no connection stands before it
     std::uint32_t _walks{0};
     Kr::KrConnectionBase::End _end;
 };

@@ -20,9 +20,13 @@ ObserverEntry::ObserverEntry(ObserverList& list, ObserverFunction function)
     _list._uses.fetch_add(ObserverList::kHolder);
 }
 
-ObserverEntry::~ObserverEntry() { _list._releaseHolder(); }
+ObserverEntry::~ObserverEntry() {
+    _list._releaseHolder();
+}
 
-void ObserverEntry::disconnect() noexcept { _list._remove(*this); }
+void ObserverEntry::disconnect() noexcept {
+    _list._remove(*this);
+}
 
 DelegateConnection ObserverList::add(ObserverFunction function) {
     Kr::KrSmartPtr<ObserverEntry> entry(new ObserverEntry(*this, std::move(function)));
@@ -73,7 +77,9 @@ void ObserverList::_remove(ObserverEntry& entry) noexcept {
     if (field != nullptr) _told(*field, false);
 }
 
-void ObserverList::clear() noexcept { _end(false); }
+void ObserverList::clear() noexcept {
+    _end(false);
+}
 
 void ObserverList::close() noexcept {
     _end(true);
@@ -87,7 +93,8 @@ void ObserverList::_end(bool forGood) noexcept {
         const std::lock_guard lock(_mutex);
         if (_block) {
             const auto size = _block->size.load(std::memory_order_relaxed);
-            for (std::uint32_t i = 0; i < size; ++i) _block->entries[i]->_live.store(false);
+            for (std::uint32_t i = 0; i < size; ++i)
+                _block->entries[i]->_live.store(false);
             obsolete = _replaceBlock(nullptr);
             _live = 0;
             field = _field;
