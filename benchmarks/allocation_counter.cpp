@@ -23,17 +23,35 @@ void* allocate(std::size_t size) {
 
 }  // namespace
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace kr_benchmark {
 
-std::uint64_t allocations() noexcept { return allocationCount.load(); }
-std::uint64_t bytesAsked() noexcept { return askedBytes.load(); }
-std::uint64_t bytesUsable() noexcept { return usableBytes.load(); }
+std::uint64_t allocations() noexcept {
+    return allocationCount.load();
+}
+std::uint64_t bytesAsked() noexcept {
+    return askedBytes.load();
+}
+std::uint64_t bytesUsable() noexcept {
+    return usableBytes.load();
+}
 
 }  // namespace kr_benchmark

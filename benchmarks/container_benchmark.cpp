@@ -16,13 +16,15 @@ namespace {
 std::vector<Kr::KrID> names(std::int64_t count) {
     std::vector<Kr::KrID> ids;
     ids.reserve(static_cast<std::size_t>(count));
-    for (std::int64_t i = 0; i < count; ++i) ids.emplace_back("Field " + std::to_string(i));
+    for (std::int64_t i = 0; i < count; ++i)
+        ids.emplace_back("Field " + std::to_string(i));
     return ids;
 }
 
 std::unique_ptr<KrData::Container> build(const std::vector<Kr::KrID>& ids) {
     auto container = std::make_unique<KrData::Container>("Tree");
-    for (const auto& id : ids) container->add<double>(id, 1.0);
+    for (const auto& id : ids)
+        container->add<double>(id, 1.0);
     return container;
 }
 
@@ -72,7 +74,8 @@ void BM_CompareTrees(benchmark::State& state) {
     const auto tree = buildTree(state.range(0));
     const std::unique_ptr<KrData::Container> copy(tree->clone(nullptr));
     bool equal = false;
-    for (auto _ : state) benchmark::DoNotOptimize(equal = tree->isEqual(*copy));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(equal = tree->isEqual(*copy));
     if (!equal) state.SkipWithError("not equal");
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -85,7 +88,8 @@ std::unique_ptr<KrData::Container> buildLevels(std::string& lastPath) {
     KrData::Container* level = top.get();
     KrData::FieldBase* last = nullptr;
     for (int depth = 0; depth < 3; ++depth) {
-        for (int i = 0; i < 29; ++i) last = level->add<double>("Channel " + std::to_string(i));
+        for (int i = 0; i < 29; ++i)
+            last = level->add<double>("Channel " + std::to_string(i));
         if (depth < 2) level = level->addContainer("Group " + std::to_string(depth));
     }
     lastPath = last->getPath();
@@ -97,7 +101,8 @@ void BM_FindPath(benchmark::State& state) {
     const auto top = buildLevels(path);
     const KrData::FieldBase* found = nullptr;
     const auto before = kr_benchmark::allocations();
-    for (auto _ : state) benchmark::DoNotOptimize(found = top->findFieldFromPath(path));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(found = top->findFieldFromPath(path));
     state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - before);
     if (found == nullptr) state.SkipWithError("not found");
 }
@@ -117,7 +122,8 @@ void BM_FindPathByBuildingPaths(benchmark::State& state) {
     std::string path;
     const auto top = buildLevels(path);
     const KrData::FieldBase* found = nullptr;
-    for (auto _ : state) benchmark::DoNotOptimize(found = findByBuildingPaths(*top, path));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(found = findByBuildingPaths(*top, path));
     if (found == nullptr) state.SkipWithError("not found");
 }
 BENCHMARK(BM_FindPathByBuildingPaths);
