@@ -6,4 +6,4 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 ./scripts/setup.sh
 cmake --preset release
 cmake --build --preset release --target data_tree
-exec build/release/examples/data_tree/data_tree
+exec build/release/examples/data_tree

@@ -142,12 +142,16 @@ bool Field<T>::setRawValue(const void* in) {
 
 template <class T>
 bool Field<T>::setRange(const T& minimum, const T& maximum) requires ValueTraits<T>::kHasRange {
-    if (!ValueTraits<T>::isOrdered(minimum, maximum)) return false;
-    auto& extras = _makeExtras();
-    extras.minimum = minimum;
-    extras.maximum = maximum;
-    extras.hasRange = true;
-    return true;
+    if constexpr (ValueTraits<T>::kHasRange) {  // clang 14 instantiates this for types without a range as well
+        if (!ValueTraits<T>::isOrdered(minimum, maximum)) return false;
+        auto& extras = _makeExtras();
+        extras.minimum = minimum;
+        extras.maximum = maximum;
+        extras.hasRange = true;
+        return true;
+    } else {
+        return false;
+    }
 }
 
 template <class T>

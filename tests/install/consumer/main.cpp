@@ -8,5 +8,9 @@ int main() {
     const std::string compiledWith = std::to_string(KR_VERSION_MAJOR) + "." + std::to_string(KR_VERSION_MINOR) + "." +
                                      std::to_string(KR_VERSION_PATCH);
     std::printf("compiled with %s, running with %s\n", compiledWith.c_str(), Kr::getLibraryVersion());
-    return compiledWith == Kr::getLibraryVersion() ? 0 : 1;
+
+    KrData::Container tree("Tree");
+    tree.add<double>("Mass", 1.5);
+    const bool isComplete = tree["Mass"].get<double>() == 1.5 && !KrSim::KrUuid::createFromName("Tree").isNull();
+    return isComplete && compiledWith == Kr::getLibraryVersion() ? 0 : 1;
 }
