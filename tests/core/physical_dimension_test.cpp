@@ -146,6 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ParseCase{"TwoSigns", "+-5 m", Kr::kLength, Hint::kNone, std::nullopt},
                     ParseCase{"TooLarge", "1e999 m", Kr::kLength, Hint::kNone, std::nullopt},
                     ParseCase{"TooLargeInSI", "1e307 km", Kr::kLength, Hint::kNone, std::nullopt},
+                    ParseCase{"Infinite", "inf m", Kr::kLength, Hint::kNone, std::nullopt},
+                    ParseCase{"NotANumber", "nan", Dimension::kNone, Hint::kNone, std::nullopt},
                     ParseCase{"Comma", "12,5 m", Kr::kLength, Hint::kNone, std::nullopt},
                     ParseCase{"ZeroByte", std::string_view("5\0m", 3), Kr::kLength, Hint::kNone, std::nullopt}),
     [](const auto& each) { return std::string(each.param.name); });

@@ -307,13 +307,12 @@ std::optional<double> KrPhysicalDimension::parse(std::string_view text, ePhysica
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     double number = 0.0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc()) return std::nullopt;
+    if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
     const std::string_view symbol = trim(text.substr(static_cast<std::size_t>(end - text.data())));
     const Unit* unit = symbol.empty() ? unitToShow(dimension, hint) : findUnit(dimension, symbol);
     if (!unit) return symbol.empty() ? std::optional(number) : std::nullopt;
     const double valueSI = toSI(number, unit->hint);
-    if (std::isfinite(number) && !std::isfinite(valueSI)) return std::nullopt;
-    return valueSI;
+    return std::isfinite(valueSI) ? std::optional(valueSI) : std::nullopt;
 }
 
 }  // namespace Kr

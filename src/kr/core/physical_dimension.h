@@ -199,9 +199,10 @@ public:
     /// the locale.
     [[nodiscard]] static std::string format(double valueSI, ePhysicalDimension dimension,
                                             eDimensionHint hint = eDimensionHint::kNone);
-    /// Reads a number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), blanks around them allowed, and
-    /// answers the value in SI units. A bare number is in the unit that `format` would use. Nothing for any other
-    /// text: no number, one too large, a unit unknown or of another dimension. Does not depend on the locale.
+    /// Reads a finite number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), blanks around them
+    /// allowed, and answers the value in SI units. A bare number is in the unit that `format` would use. Nothing for
+    /// any other text: no number, one too large, "inf" or "nan", a unit unknown or of another dimension. Does not
+    /// depend on the locale.
     [[nodiscard]] static std::optional<double> parse(std::string_view text, ePhysicalDimension dimension,
                                                      eDimensionHint hint = eDimensionHint::kNone) noexcept;
 };
