@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <latch>
 #include <memory>
@@ -54,6 +55,11 @@ TEST(BaseLife, AnAddressIsValidFromConstructionToDestruction) {
 
 TEST(BaseLife, WhatNeverWasAnObjectIsNotValid) {
     int number = 0;
+    const Car car;
+    for (const std::uintptr_t offset : {std::uintptr_t{1}, std::uintptr_t{8}, std::uintptr_t{64}, ~std::uintptr_t{7}}) {
+        const auto inside = reinterpret_cast<std::uintptr_t>(&car) + offset;
+        EXPECT_FALSE(KrBase::isKrBaseValid(reinterpret_cast<KrBase*>(inside))) << offset;
+    }
     EXPECT_FALSE(KrBase::isKrBaseValid(nullptr));
     EXPECT_FALSE(KrBase::isKrBaseValid(reinterpret_cast<KrBase*>(&number)));
     EXPECT_FALSE(KrBase::_removeKrBaseInstance(nullptr));
