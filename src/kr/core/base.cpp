@@ -7,9 +7,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "kr/core/guarded_call.h"
 #include "kr/core/internal/live_set.h"
 #include "kr/core/internal/type_key.h"
+#include "kr/platform/guard.h"
 
 namespace Kr {
 
@@ -21,6 +21,9 @@ constinit std::atomic<std::uint32_t> creationCounter{0};
 constinit std::atomic<KrBase::Subscriber*> constructorSubscriber{nullptr};
 
 constexpr std::uint32_t kAllEvents = ~std::uint32_t{0};
+
+constexpr GuardTexts kOnEventTexts{eLogLevel::kWarn, "KrBase: fatal error in '%s' onEvent() [%s]\n",
+                                   "KrBase: unhandled exception in '%s' onEvent()\n"};
 
 constexpr std::uint32_t bitOf(KrBase::Event event) noexcept {
     return std::uint32_t{1} << static_cast<std::uint32_t>(event);
@@ -242,7 +245,8 @@ void KrBase::_tellSubscribers(Event event) {
         const Subscriptions::Entry& entry = subscriptions->entries[i];
         if ((entry.events & bitOf(event)) == 0 || !*entry.isAlive) continue;
         Subscriber& subscriber = *entry.subscriber;
-        callGuarded("KrBase", name, "onEvent", [&] { subscriber.onEvent(event, this); });
+        callGuarded(
+            kOnEventTexts, [&] { return name; }, [&] { subscriber.onEvent(event, this); });
     }
     --subscriptions->tellingDepth;
     subscriptions->purge();

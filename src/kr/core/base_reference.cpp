@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "kr/core/base.h"
-#include "kr/core/guarded_call.h"
 #include "kr/core/name_path_base_interface.h"
+#include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 
 namespace Kr {
@@ -19,6 +19,11 @@ namespace {
 
 constexpr std::string_view kNothing = "null";
 constexpr std::string_view kScheme = "base://";
+
+constexpr GuardTexts kFindChildTexts{eLogLevel::kWarn, "KrBaseReference: fatal error in '%s' findChild() [%s]\n",
+                                     "KrBaseReference: unhandled exception in '%s' findChild()\n"};
+constexpr GuardTexts kGetChildrenTexts{eLogLevel::kWarn, "KrBaseReference: fatal error in '%s' getChildren() [%s]\n",
+                                       "KrBaseReference: unhandled exception in '%s' getChildren()\n"};
 
 // Objects as the cache remembers them. An address may be used again by another object, which has another index.
 struct CachedObject {
@@ -89,8 +94,9 @@ KrBase* findChild(KrBase* parent, const std::string& className, const std::strin
     const auto interface = KrNamePathBaseInterface::find(parent);
     KrBase* child = nullptr;
     if (interface) {
-        callGuarded("KrBaseReference", className, "findChild",
-                    [&] { child = interface->findChild(*parent, className, objectName); });
+        callGuarded(
+            kFindChildTexts, [&] { return className; },
+            [&] { child = interface->findChild(*parent, className, objectName); });
     }
     return child;
 }
@@ -183,8 +189,9 @@ void KrBaseReference::fillCache(KrBase* object) {
     const auto interface = KrNamePathBaseInterface::find(object);
     if (!interface) return;
     std::vector<KrBase*> children;
-    callGuarded("KrBaseReference", object->getName(), "getChildren",
-                [&] { children = interface->getChildren(*object); });
+    callGuarded(
+        kGetChildrenTexts, [name = object->getName()] { return name; },
+        [&] { children = interface->getChildren(*object); });
     for (KrBase* child : children) {
         if (!child) continue;
         std::string text(kScheme);

@@ -20,8 +20,8 @@ thread_local constinit NotificationFrame* NotificationFrame::_top = nullptr;
 }  // namespace detail
 
 namespace {
-constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' listener [%s]\n",
-                                        "FieldBase: unhandled exception in '%s' listener\n"};
+constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' listener() [%s]\n",
+                                        "FieldBase: unhandled exception in '%s' listener()\n"};
 }  // namespace
 
 // --- State flags ---------------------------------------------------------------------------------------------------

@@ -11,8 +11,8 @@
 namespace KrData::detail {
 
 namespace {
-constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' observer [%s]\n",
-                                        "FieldBase: unhandled exception in '%s' observer\n"};
+constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' observer() [%s]\n",
+                                        "FieldBase: unhandled exception in '%s' observer()\n"};
 }  // namespace
 
 ObserverEntry::ObserverEntry(ObserverList& list, ObserverFunction function)
