@@ -100,6 +100,10 @@ void Container::_destroyChildren() {
         delete child;
 }
 
+void Container::_restartInternalIdentifiers() noexcept {
+    if (empty()) _nextInternalIdentifier = 1;
+}
+
 bool Container::_addField(FieldBase* field) {
     return _addField(field, end());
 }
@@ -108,6 +112,15 @@ bool Container::_addField(FieldBase* field, iterator position) {
     if (field == nullptr || field->_parent != nullptr || !_mayAdd(*field)) return false;
     const auto index = static_cast<std::size_t>(position - begin());
     _validateInternalIdentifier(field);
+    _insertChild(field, index);
+    return true;
+}
+
+bool Container::_addNumberedField(FieldBase* field, iterator position) {
+    if (field == nullptr || field->_parent != nullptr || !_mayAdd(*field)) return false;
+    const auto index = static_cast<std::size_t>(position - begin());
+    if (field->_internalIdentifier == 0) field->_internalIdentifier = _nextInternalIdentifier;
+    _nextInternalIdentifier = std::max(_nextInternalIdentifier, field->_internalIdentifier + 1);
     _insertChild(field, index);
     return true;
 }
@@ -295,10 +308,14 @@ bool Container::_adopt(FieldBase* made, Container* parent) {
     return false;
 }
 
+FieldBase* Container::_duplicateChild(const FieldBase& child) const {
+    return child._duplicate();
+}
+
 void Container::_cloneChildrenFrom(const Container& source) {
     _children.reserve(source.size());
     for (const auto* child : source._children) {
-        auto* copy = child->_duplicate();
+        auto* copy = _duplicateChild(*child);
         if (copy == nullptr) continue;
         // Unique there, so unique here: no search for a double.
         _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);

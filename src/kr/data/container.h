@@ -107,6 +107,9 @@ public:
     /// this container or one above it, or is refused.
     bool _addField(FieldBase* field);
     bool _addField(FieldBase* field, iterator position);
+    /// Like _addField, without the search for a double of the internal identifier: the caller knows that no child has
+    /// it. The number 0 asks for a new one.
+    bool _addNumberedField(FieldBase* field, iterator position);
     /// Detaches a field without destroying it; the caller owns it then.
     bool _removeField(FieldBase* field);
     /// Tells whoever observes this container that its list of children changed on account of `field`.
@@ -129,8 +132,12 @@ protected:
 
     /// Whether a field of this kind may be a child; field arrays take items only.
     [[nodiscard]] virtual bool _accepts(const FieldBase& field) const;
+    /// A detached copy of a child of another container of this class; null where the child has none.
+    [[nodiscard]] virtual FieldBase* _duplicateChild(const FieldBase& child) const;
     /// Takes every child out and destroys it, whatever the size range.
     void _destroyChildren();
+    /// Counts internal identifiers from 1 again; does nothing while there are children.
+    void _restartInternalIdentifiers() noexcept;
 
 private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;

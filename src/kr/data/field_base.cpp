@@ -102,6 +102,10 @@ IFieldOwner* FieldBase::_getFieldOwner() const {
     return _parent != nullptr ? _parent->_getFieldOwner() : nullptr;
 }
 
+const FieldBase* FieldBase::_getHolder() const noexcept {
+    return _parent;
+}
+
 const FieldBase::Children& FieldBase::getChildren() const {
     static const auto& none = *new Children;
     return none;
@@ -180,16 +184,16 @@ std::string FieldBase::getPath() const {
     // The outermost container is left out when it has an owner extension, and so is any identifier without text.
     const auto textOf = [](const FieldBase& field) -> const std::string& {
         static const auto& none = *new std::string;
-        return field._parent == nullptr && field.getOwnerExtension() != nullptr ? none : field._id.str();
+        return field._getHolder() == nullptr && field.getOwnerExtension() != nullptr ? none : field._id.str();
     };
     std::size_t length = 0;
-    for (const FieldBase* field = this; field != nullptr; field = field->_parent) {
+    for (const FieldBase* field = this; field != nullptr; field = field->_getHolder()) {
         const auto size = textOf(*field).size();
         if (size != 0) length += size + (length != 0 ? 1 : 0);
     }
     std::string path(length, '.');
     auto end = length;
-    for (const FieldBase* field = this; field != nullptr; field = field->_parent) {
+    for (const FieldBase* field = this; field != nullptr; field = field->_getHolder()) {
         const auto& text = textOf(*field);
         if (text.empty()) continue;
         if (end != length) --end;
@@ -233,7 +237,7 @@ void FieldBase::setReadOnlyHint(bool readOnly) {
 
 bool FieldBase::isReadOnlyHint() const {
     return getFieldType() == Types::kOutput || _hasIncomingConnections() ||
-           getMetadataAsBool(eMetadata::kReadOnlyHint) || (_parent != nullptr && _parent->isReadOnlyHint());
+           getMetadataAsBool(eMetadata::kReadOnlyHint) || (_getHolder() != nullptr && _getHolder()->isReadOnlyHint());
 }
 
 void FieldBase::setDescription(const std::string& description) {

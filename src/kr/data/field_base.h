@@ -207,6 +207,8 @@ public:
     [[nodiscard]] detail::FieldLiveness& _getLiveness() const;
     /// The owner behind getOwnerExtension, or null; the top container of an extension overrides it.
     [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
+    /// What stands before this field in its path: the parent, or the vector of a vector item.
+    [[nodiscard]] virtual const FieldBase* _getHolder() const noexcept;
 
 protected:
     /// The data types that have a value type belong to Field<T>; other classes take one of the rest.
