@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/data/field.h"
+#include "kr/data/vector_base.h"
 
 namespace KrData {
 
@@ -53,6 +54,10 @@ bool CanConvert(const FieldBase& source, const FieldBase& sink) {
     const auto from = source.getDataType();
     const auto to = sink.getDataType();
     if (!isConvertible(from) || !isConvertible(to)) return false;
+    if (from == Types::kVector && to == Types::kVector) {
+        return static_cast<const VectorBase&>(source).getItemDataType() ==
+               static_cast<const VectorBase&>(sink).getItemDataType();
+    }
     if (from == to) return true;
     const auto* conversion = findConversion(from, to);
     return conversion != nullptr && conversion->test(source, sink);

@@ -1,0 +1,216 @@
+#include "kr/data/vector.h"
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include "kr/data/container.h"
+#include "kr/data/value_conversion.h"
+#include "kr/platform/log.h"
+
+namespace KrData {
+
+namespace {
+
+/// Replaces the items [first, last) by `count` copies of `value`.
+template <class T>
+void splice(std::vector<T>& items, std::size_t first, std::size_t last, std::size_t count, const T& value) {
+    const auto from = items.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto to = items.begin() + static_cast<std::ptrdiff_t>(last);
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        // Enumeration values of different types refuse assignment, so items cannot be shifted, only built anew.
+        std::vector<T> made;
+        made.reserve(items.size() - (last - first) + count);
+        made.insert(made.end(), items.begin(), from);
+        made.insert(made.end(), count, value);
+        made.insert(made.end(), to, items.end());
+        items.swap(made);
+    } else if (count != 0) {
+        items.insert(from, count, value);
+    } else {
+        items.erase(from, to);
+    }
+}
+
+}  // namespace
+
+template <class T>
+Vector<T>::Vector(const Kr::KrID& id, Container* parent, std::vector<T> items)
+    : VectorBase(id), _items(std::move(items)) {
+    _attachTo(parent);
+}
+
+template <class T>
+Vector<T>::Vector(const Vector& source) : VectorBase(source), _items(source._items) {}
+
+template <class T>
+Vector<T>::~Vector() {
+    _detachFromEverything();
+}
+
+template <class T>
+Vector<T>* Vector<T>::from(FieldBase& field) noexcept {
+    return field.getDataType() == Types::kVector ? dynamic_cast<Vector*>(&field) : nullptr;
+}
+
+template <class T>
+const Vector<T>* Vector<T>::from(const FieldBase& field) noexcept {
+    return field.getDataType() == Types::kVector ? dynamic_cast<const Vector*>(&field) : nullptr;
+}
+
+// --- Reading -------------------------------------------------------------------------------------------------------
+
+template <class T>
+T Vector<T>::getItem(std::size_t index) const {
+    return index < _items.size() ? _items[index] : T{};
+}
+
+// --- Changing ------------------------------------------------------------------------------------------------------
+
+template <class T>
+void Vector<T>::_put(std::size_t index, const T& value) {
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        const T copy(value);
+        std::construct_at(std::addressof(_items[index]), copy);
+    } else {
+        _items[index] = value;
+    }
+}
+
+template <class T>
+bool Vector<T>::setItem(std::size_t index, const T& value) {
+    if (index >= _items.size()) return false;
+    if (_items[index] == value) return true;
+    _put(index, value);
+    _itemsChanged(index, index);
+    return true;
+}
+
+template <class T>
+void Vector<T>::setItems(std::vector<T> items) {
+    const auto common = std::min(items.size(), _items.size());
+    std::size_t first = 0;
+    while (first < common && _items[first] == items[first])
+        ++first;
+    auto last = std::max(items.size(), _items.size());
+    if (first == last) return;
+    if (items.size() == _items.size()) {
+        while (_items[last - 1] == items[last - 1])
+            --last;
+    }
+    _items = std::move(items);
+    _itemsChanged(first, last - 1);
+}
+
+template <class T>
+void Vector<T>::append(const T& value) {
+    _items.push_back(value);
+    _itemsChanged(_items.size() - 1, _items.size() - 1);
+}
+
+template <class T>
+bool Vector<T>::insert(std::size_t index, const T& value) {
+    if (index > _items.size()) return false;
+    splice(_items, index, index, 1, value);
+    _itemsChanged(index, _items.size() - 1);
+    return true;
+}
+
+template <class T>
+bool Vector<T>::erase(std::size_t index, std::size_t count) {
+    const auto before = _items.size();
+    if (index > before || count > before - index) return false;
+    if (count == 0) return true;
+    splice(_items, index, index + count, 0, T{});
+    _itemsChanged(index, before - 1);
+    return true;
+}
+
+template <class T>
+bool Vector<T>::resize(std::size_t count) {
+    const auto before = _items.size();
+    if (count == before) return true;
+    try {
+        _items.resize(count);
+    } catch (const std::exception&) {
+        return false;
+    }
+    _itemsChanged(std::min(before, count), std::max(before, count) - 1);
+    return true;
+}
+
+// --- The field whatever its type -----------------------------------------------------------------------------------
+
+template <class T>
+bool Vector<T>::copyItems(const VectorBase& source, std::size_t first, std::size_t last) {
+    const auto* same = from(source);
+    if (same == nullptr) return false;
+    const auto common = std::min(_items.size(), same->_items.size());
+    auto end = last < common ? last + 1 : common;
+    while (first < end && _items[first] == same->_items[first])
+        ++first;
+    if (first >= end) return true;
+    while (_items[end - 1] == same->_items[end - 1])
+        --end;
+    for (auto i = first; i < end; ++i)
+        _put(i, same->_items[i]);
+    _itemsChanged(first, end - 1);
+    return true;
+}
+
+template <class T>
+Vector<T>* Vector<T>::_duplicate() const {
+    auto* copy = new Vector(*this);
+    copy->_setDynamic(true);
+    return copy;
+}
+
+template <class T>
+Vector<T>* Vector<T>::clone(const Kr::KrID& id, Container* parent) const {
+    auto* copy = _duplicate();
+    copy->setID(id);
+    return Container::_adopt(copy, parent) ? copy : nullptr;
+}
+
+template <class T>
+Vector<T>* Vector<T>::clone(Container* parent) const {
+    return clone(getID(), parent);
+}
+
+template <class T>
+bool Vector<T>::copyValue(const FieldBase& source) {
+    if (const auto* same = from(source)) {
+        if (same != this) setItems(same->_items);
+        return true;
+    }
+    if (source.getDataType() != Types::kVector && TransferValueConverter(source, *this)) return true;
+    Kr::logMessage(Kr::eLogLevel::kDebug, "Vector: unable to copy value from %s to %s.\n", source.getPath().c_str(),
+                   getPath().c_str());
+    return false;
+}
+
+template <class T>
+bool Vector<T>::isEqual(const FieldBase& other) const {
+    if (other.getDataType() == Types::kProxy) return other.isEqual(*this);
+    const auto* same = from(other);
+    return same != nullptr && _items == same->_items;
+}
+
+template <class T>
+void Vector<T>::reset() {
+    clear();
+}
+
+template <class T>
+void Vector<T>::_cloneFrom(const FieldBase& source) {
+    if (this == &source) return;
+    FieldBase::_cloneFrom(source);
+    if (const auto* same = from(source)) _items = std::vector<T>(same->_items);
+}
+
+#define KR_DEFINE_VECTOR(T) template class Vector<T>;
+KR_FOR_EACH_VALUE_TYPE(KR_DEFINE_VECTOR)
+#undef KR_DEFINE_VECTOR
+
+}  // namespace KrData

@@ -1,0 +1,74 @@
+#include "kr/data/vector_base.h"
+
+#include <algorithm>
+
+namespace KrData {
+
+VectorBase::VectorBase(const Kr::KrID& id) : FieldBase(id, Types::kVector) {}
+VectorBase::VectorBase(const VectorBase& source) : FieldBase(source) {}
+VectorBase::~VectorBase() {
+    _detachFromEverything();
+}
+
+void VectorBase::enableIncrementalDataTransfer(bool enable) {
+    _incrementalTransfer = enable;
+    clearChanges();
+}
+
+void VectorBase::clearChanges() {
+    _changes.clear();
+    _mergedCount = 0;
+    _tracking = _incrementalTransfer;
+}
+
+void VectorBase::_disableTracking() {
+    clearChanges();
+    _tracking = false;
+}
+
+const VectorBase::ChangeRanges& VectorBase::getChanges() const {
+    _mergeChanges();
+    return _changes;
+}
+
+void VectorBase::_addChange(std::uint64_t first, std::uint64_t last) {
+    if (!isTracking()) return;
+    if (first > last) std::swap(first, last);
+    const bool merged = _mergedCount == _changes.size();
+    if (!_changes.empty() && first >= _changes.back().first && first <= _changes.back().second) {
+        // The usual case, the same item or the next one of a run; only the last range grows.
+        _changes.back().second = std::max(_changes.back().second, last);
+        return;
+    }
+    const bool behind = merged && (_changes.empty() || first > _changes.back().second);
+    _changes.emplace_back(first, last);
+    if (behind) {
+        ++_mergedCount;
+    } else if (_changes.size() > 2 * _mergedCount + 64) {
+        _mergeChanges();
+    }
+}
+
+void VectorBase::_mergeChanges() const {
+    if (_mergedCount == _changes.size()) return;
+    const auto waiting = _changes.begin() + static_cast<std::ptrdiff_t>(_mergedCount);
+    std::sort(waiting, _changes.end());
+    std::inplace_merge(_changes.begin(), waiting, _changes.end());
+    auto kept = _changes.begin();
+    for (auto each = kept + 1; each != _changes.end(); ++each) {
+        if (each->first <= kept->second) {
+            kept->second = std::max(kept->second, each->second);
+        } else {
+            *++kept = *each;
+        }
+    }
+    _changes.erase(kept + 1, _changes.end());
+    _mergedCount = _changes.size();
+}
+
+void VectorBase::_itemsChanged(std::uint64_t first, std::uint64_t last) {
+    _addChange(first, last);
+    if (_needsNotification()) _notifyChanged(*this);
+}
+
+}  // namespace KrData

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "kr/data/vector.h"
+#include "kr/data/vector_item_base.h"
+
+namespace KrData {
+
+/// A view on one item of a Vector<T>; VectorItemBase says how long it is good for.
+template <class T>
+class KR_API VectorItem final : public VectorItemBase {
+public:
+    VectorItem(Vector<T>& vector, std::size_t index);
+    ~VectorItem() override;
+
+    /// T's default where the vector has no such item.
+    [[nodiscard]] T getValue() const;
+    operator T() const { return getValue(); }
+    /// Sets the item, as Vector<T>::setItem does. False where the vector has no such item.
+    bool setValue(const T& value);
+    VectorItem& operator=(const T& value) {
+        setValue(value);
+        return *this;
+    }
+    VectorItem& operator=(const VectorItem&) = delete;
+
+    /// From a Field<T> or an item of the same type.
+    bool copyValue(const FieldBase& source) override;
+    [[nodiscard]] bool isEqual(const FieldBase& other) const override;
+    void reset() override;
+    bool getRawValue(void* out) const override;
+    bool setRawValue(const void* in) override;
+
+private:
+    [[nodiscard]] Vector<T>* _typedVector() const noexcept { return static_cast<Vector<T>*>(getVector()); }
+};
+
+#define KR_DECLARE_VECTOR_ITEM(T) extern template class VectorItem<T>;
+KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_VECTOR_ITEM)
+#undef KR_DECLARE_VECTOR_ITEM
+
+}  // namespace KrData
