@@ -1,0 +1,246 @@
+#include "kr/data/field_array.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kr/data/field.h"
+
+namespace field_array_test {
+
+using KrData::Container;
+using KrData::Field;
+using KrData::FieldArray;
+using testing::ElementsAre;
+using Doubles = FieldArray<Field<double>>;
+
+std::vector<double> valuesOf(const Doubles& array) {
+    std::vector<double> values;
+    for (std::size_t i = 0; i < array.size(); ++i)
+        values.push_back(array.item(i)->getValue());
+    return values;
+}
+
+std::vector<std::string> namesOf(const KrData::FieldBase& container) {
+    std::vector<std::string> names;
+    for (const auto* child : container.getChildren())
+        names.push_back(child->getID().str());
+    return names;
+}
+
+std::unique_ptr<Doubles> doubles(const std::vector<double>& values) {
+    auto array = std::make_unique<Doubles>("Array");
+    for (const auto value : values)
+        array->append()->setValue(value);
+    return array;
+}
+
+TEST(FieldArray, NamesItemsForTheirLife) {
+    Doubles array("Array");
+    array.append();
+    array.append();
+    array.insert(1);
+    EXPECT_THAT(namesOf(array), ElementsAre("1", "3", "2"));
+    const auto removed = array.remove(0);
+    array.append();
+    EXPECT_THAT(namesOf(array), ElementsAre("3", "2", "4"));
+    EXPECT_EQ(array.item(2)->getInternalIdentifier(), 4U);
+    EXPECT_EQ(removed->getID().str(), "1");
+    EXPECT_EQ(removed->getParent(), nullptr);
+    EXPECT_TRUE(removed->isDynamic());
+    EXPECT_EQ(array.insert(4), nullptr);
+    EXPECT_EQ(array.item(3), nullptr);
+    EXPECT_EQ(array.remove(3), nullptr);
+}
+
+TEST(FieldArray, KeepsItsSizeInTheRange) {
+    auto array = doubles({1, 2, 3});
+    EXPECT_FALSE(array->setSizeRange(3, 2));
+    ASSERT_TRUE(array->setSizeRange(2, 4));
+    EXPECT_NE(array->append(), nullptr);
+    EXPECT_EQ(array->append(), nullptr);
+    EXPECT_EQ(array->insert(0), nullptr);
+    EXPECT_EQ(array->addField("More", KrData::Types::kDouble), nullptr);
+    EXPECT_FALSE(array->resize(5));
+    EXPECT_TRUE(array->resize(2));
+    EXPECT_EQ(array->remove(0), nullptr);
+    EXPECT_FALSE(array->removeField("1"));
+    array->erase(array->begin());
+    array->clear();
+    EXPECT_FALSE(array->item(0)->setParent(nullptr));
+    EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
+    array->clearSizeRange();
+    EXPECT_NE(array->remove(0), nullptr);
+    array->clear();
+    EXPECT_TRUE(array->empty());
+}
+
+TEST(FieldArray, LeavesASizeAboveTheRangeOneByOne) {
+    auto array = doubles({1, 2, 3, 4});
+    array->setSizeRange(1, 2);
+    EXPECT_NE(array->remove(0), nullptr);
+    EXPECT_EQ(array->size(), 3U);
+}
+
+TEST(FieldArray, TakesItemsOfItsClassOnly) {
+    Doubles array("Array");
+    Container elsewhere("Elsewhere");
+    auto* integer = elsewhere.addField("Integer", KrData::Types::kInteger);
+    auto* real = elsewhere.addField("Real", KrData::Types::kDouble);
+    EXPECT_FALSE(integer->setParent(&array));
+    EXPECT_TRUE(real->setParent(&array));
+    EXPECT_EQ(array.addField("Integer", KrData::Types::kInteger), nullptr);
+    elsewhere.copyFieldsTo(&array);
+    EXPECT_EQ(array.item(0), real);
+    EXPECT_EQ(array.size(), 1U);
+    EXPECT_FALSE(array.resize(std::numeric_limits<std::size_t>::max()));
+}
+
+struct CopyCase {
+    const char* name;
+    std::vector<double> before, source;
+};
+class FieldArrayCopy : public testing::TestWithParam<CopyCase> {};
+
+TEST_P(FieldArrayCopy, MakesEqualItemsAndKeepsThoseThatExist) {
+    auto array = doubles(GetParam().before);
+    const auto source = doubles(GetParam().source);
+    const std::vector<KrData::FieldBase*> before(array->begin(), array->end());
+    EXPECT_TRUE(array->copyValue(*source));
+    EXPECT_EQ(valuesOf(*array), GetParam().source);
+    EXPECT_TRUE(array->isEqual(*source));
+    for (std::size_t i = 0; i < std::min(before.size(), array->size()); ++i)
+        EXPECT_EQ(array->item(i), before[i]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, FieldArrayCopy,
+                         testing::Values(CopyCase{"Same", {1, 2, 3}, {4, 5, 6}}, CopyCase{"More", {1}, {4, 5, 6}},
+                                         CopyCase{"Fewer", {1, 2, 3}, {4}}, CopyCase{"FromNone", {}, {4, 5}},
+                                         CopyCase{"ToNone", {1, 2}, {}}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(FieldArray, RefusesWhatItCannotBecome) {
+    auto array = doubles({1, 2});
+    array->setSizeRange(1, 2);
+    FieldArray<Field<int>> integers("Integers");
+    integers.resize(2);
+    Container container("Container");
+    container.add<double>("1", 7.0);
+    EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6})));
+    EXPECT_FALSE(array->copyValue(*doubles({})));
+    EXPECT_FALSE(array->copyValue(integers));
+    EXPECT_FALSE(array->copyValue(container));
+    EXPECT_FALSE(array->copyValue(*array->item(0)));
+    EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
+    EXPECT_FALSE(Doubles("Empty").isEqual(FieldArray<Field<int>>("Empty")));
+}
+
+TEST(FieldArray, NotANumberDoesNotCostTheItemItsObservers) {
+    auto array = doubles({1});
+    auto* item = array->item(0);
+    EXPECT_TRUE(array->copyValue(*doubles({std::nan("")})));
+    EXPECT_EQ(array->item(0), item);
+}
+
+TEST(FieldArray, ComparesByPositionWhateverTheIdentifiers) {
+    auto array = doubles({1, 2, 3});
+    array->remove(0);
+    EXPECT_TRUE(array->isEqual(*doubles({2, 3})));
+    EXPECT_FALSE(array->isEqual(*doubles({3, 2})));
+}
+
+TEST(FieldArray, ClonesWithRangeNamesAndMetadata) {
+    Container tree("Tree");
+    auto* array = new Doubles("Array", &tree);
+    array->resize(3);
+    array->remove(0);
+    array->item(0)->setRange(0.0, 1.0);
+    array->item(0)->setVisible(false);
+    array->setSizeRange(1, 2);
+    const std::unique_ptr<Container> copy(tree.clone(nullptr));
+    ASSERT_TRUE((*copy)["Array"].isFieldArray());
+    auto& copied = static_cast<Doubles&>((*copy)["Array"]);
+    EXPECT_TRUE(copied.isEqual(*array));
+    EXPECT_THAT(namesOf(copied), ElementsAre("2", "3"));
+    EXPECT_EQ(copied.append(), nullptr);
+    EXPECT_TRUE(copied.item(0)->hasRange());
+    EXPECT_FALSE(copied.item(0)->isVisible());
+    copied.clearSizeRange();
+    EXPECT_EQ(copied.append()->getID().str(), "4");
+}
+
+/// An item class with declared children, as a plug-in has them; it leaves duplication to its base.
+class Wheel : public Container {
+public:
+    using Container::Container;
+    ~Wheel() override { _detachFromEverything(); }
+    Field<double> radius{"Radius", this, 0.3};
+};
+
+TEST(FieldArray, CopiesItemsWithDeclaredChildrenInTheirOwnClass) {
+    FieldArray<Wheel> wheels("Wheels", nullptr, KrData::Types::kOutput);
+    wheels.append()->radius = 0.5;
+    wheels.append()->radius = 0.6;
+    EXPECT_EQ(wheels.item(0)->radius.getFieldType(), KrData::Types::kOutput);
+    const std::unique_ptr<FieldArray<Wheel>> copy(wheels.clone(nullptr));
+    EXPECT_EQ(copy->item(1)->radius.getValue(), 0.6);
+    EXPECT_TRUE(copy->isEqual(wheels));
+    wheels.item(0)->radius = 0.7;
+    *copy = wheels;
+    EXPECT_EQ(copy->item(0)->radius.getValue(), 0.7);
+}
+
+TEST(FieldArray, ReplacesItemsOfAnotherStructure) {
+    FieldArray<Container> first("First");
+    FieldArray<Container> second("Second");
+    first.append()->add<int>("A", 1);
+    first.append()->add<int>("A", 1);
+    second.append()->add<int>("A", 2);
+    second.append()->add<double>("B", 3.0);
+    auto* kept = first.item(0);
+    EXPECT_TRUE(first.copyValue(second));
+    EXPECT_TRUE(first.isEqual(second));
+    EXPECT_EQ(first.item(0), kept);
+    EXPECT_THAT(namesOf(first), ElementsAre("1", "2"));
+    EXPECT_THAT(namesOf(*first.item(1)), ElementsAre("B"));
+}
+
+TEST(FieldArray, SurvivesObserversThatTakeItemsAway) {
+    auto array = doubles({1, 2, 3});
+    const auto observer = array->addObserver([&](const KrData::FieldBase& changed) {
+        if (&changed != array.get() && array->size() > 1) array->remove(0);
+    });
+    array->resize(6);
+    array->copyValue(*doubles({4, 5, 6, 7}));
+    EXPECT_GE(array->size(), 1U);
+}
+
+TEST(FieldArray, MayDieUnderItsObservers) {
+    auto array = doubles({1, 2, 3});
+    KrData::DelegateConnection observer = array->addObserver([&](const KrData::FieldBase&) { array.reset(); });
+    EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6, 7})));
+    EXPECT_EQ(array, nullptr);
+}
+
+TEST(FieldArray, HandlesAHundredThousandItems) {
+    constexpr std::size_t count = 100'000;
+    Doubles array("Array");
+    ASSERT_TRUE(array.resize(count));
+    const std::unique_ptr<Doubles> copy(array.clone(nullptr));
+    EXPECT_TRUE(copy->isEqual(array));
+    array.item(count - 1)->setValue(1.0);
+    EXPECT_FALSE(copy->isEqual(array));
+    EXPECT_TRUE(copy->copyValue(array));
+    EXPECT_TRUE(copy->isEqual(array));
+    std::set<std::int32_t> identifiers;
+    for (const auto* item : array)
+        identifiers.insert(item->getID().getNumber());
+    EXPECT_EQ(identifiers.size(), count);
+}
+
+}  // namespace field_array_test
