@@ -1,0 +1,125 @@
+#include "kr/data/internal/diff_target.h"
+
+#include <algorithm>
+
+#include "kr/data/internal/notification_frame.h"
+
+namespace KrData::detail {
+
+std::string pathPrefix(const Container& container) {
+    auto path = container.getPath();
+    if (!path.empty()) path += '.';
+    return path;
+}
+
+FieldBase* DiffTarget::_find(std::string_view path) const {
+    if (path.empty() || path == FieldBase::getInvalidField().getID().str()) return nullptr;
+    return _target.findFieldFromPath(_prefix + std::string(path));
+}
+
+bool DiffTarget::remove(std::string_view path) {
+    auto* field = _find(path);
+    if (field == nullptr || !field->isDynamic()) return false;
+    auto* parent = field->getParent();
+    if (!parent->_mayRemove(1)) return false;
+    parent->_removeField(field);
+    delete field;
+    return true;
+}
+
+bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
+    auto* parent = _parentOf(path, recorded);
+    if (parent == nullptr) return false;
+    const auto& id = recorded.getID();
+    if (_identifiers.contains(id.getNumber())) {
+        const auto present = parent->find(id);
+        if (present != parent->end()) return _overwrite(**present, recorded);
+    }
+    std::unique_ptr<FieldBase> copy(recorded._duplicate());
+    if (copy == nullptr) return false;
+    // Its number stays where it is free; whether it is was noted, so that nothing searches the children.
+    if (_internalIdentifiers.contains(copy->getInternalIdentifier())) copy->_setInternalIdentifier(0);
+    const NotificationFrame frame(*copy, *copy);
+    if (!parent->_addNumberedField(copy.get(), parent->end())) return false;
+    auto* added = copy.release();
+    if (frame.fieldDied()) return true;
+    _identifiers.insert(id.getNumber());
+    _internalIdentifiers.insert(added->getInternalIdentifier());
+    return true;
+}
+
+bool DiffTarget::modify(std::string_view path, const FieldBase& recorded) {
+    auto* field = _find(path);
+    if (field == nullptr) return false;
+    const bool sameKind =
+        field->getDataType() == recorded.getDataType() && field->isFieldArray() == recorded.isFieldArray();
+    const NotificationFrame frame(*field, *field);
+    if (sameKind && field->copyValue(recorded)) return true;
+    if (frame.fieldDied()) return false;
+    if (field->isDynamic()) return _replace(*field, recorded);
+    return !sameKind && field->getDataType() != Types::kContainer && field->copyValue(recorded);
+}
+
+Container* DiffTarget::_parentOf(std::string_view path, const FieldBase& recorded) {
+    // Identifiers may contain periods, so the field's own one tells where the parent's path ends.
+    const std::string_view own = recorded.getID().str();
+    auto parentPath = path;
+    if (path == own) {
+        parentPath = {};
+    } else if (!own.empty()) {
+        const bool isTail =
+            path.size() > own.size() && path.ends_with(own) && path[path.size() - own.size() - 1] == '.';
+        const auto period = isTail ? path.size() - own.size() - 1 : path.rfind('.');
+        parentPath = path.substr(0, period == std::string_view::npos ? 0 : period);
+    }
+    auto* known = _parent.get();
+    if (known != nullptr && parentPath == _parentPath) return static_cast<Container*>(known);
+    auto* found = parentPath.empty() ? &_target : _find(parentPath);
+    if (found == nullptr || found->getDataType() != Types::kContainer) return nullptr;
+    auto& parent = static_cast<Container&>(*found);
+    _enter(parent, parentPath);
+    return &parent;
+}
+
+void DiffTarget::_enter(Container& parent, std::string_view path) {
+    _parent = FieldReference(&parent);
+    _parentPath = path;
+    _identifiers.clear();
+    _internalIdentifiers.clear();
+    for (const auto* child : parent) {
+        _identifiers.insert(child->getID().getNumber());
+        _internalIdentifiers.insert(child->getInternalIdentifier());
+    }
+}
+
+bool DiffTarget::_overwrite(FieldBase& present, const FieldBase& recorded) {
+    if (present.isDynamic()) return _replace(present, recorded);
+    return present.getDataType() == recorded.getDataType() && present.copyValue(recorded);
+}
+
+bool DiffTarget::_replace(FieldBase& old, const FieldBase& recorded) {
+    auto* parent = old.getParent();
+    // As many children as before, so that a size range does not matter.
+    if (!parent->_mayRemove(0)) return false;
+    std::unique_ptr<FieldBase> copy(recorded._duplicate());
+    if (copy == nullptr) return false;
+    copy->setID(old.getID());
+    copy->_setInternalIdentifier(old.getInternalIdentifier());
+    const auto place = std::find(parent->begin(), parent->end(), &old) - parent->begin();
+    const auto putBack = [&](FieldBase* field) {
+        const auto index = std::min<std::ptrdiff_t>(place, parent->end() - parent->begin());
+        return parent->_addNumberedField(field, parent->begin() + index);
+    };
+    const NotificationFrame frame(*parent, *parent);
+    std::unique_ptr<FieldBase> taken(&old);
+    parent->_removeField(&old);
+    if (frame.fieldDied()) return false;
+    if (putBack(copy.get())) {
+        (void)copy.release();
+        return true;
+    }
+    if (putBack(taken.get())) (void)taken.release();
+    return false;
+}
+
+}  // namespace KrData::detail

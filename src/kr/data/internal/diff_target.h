@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "kr/data/container.h"
+#include "kr/data/field_reference.h"
+
+namespace KrData::detail {
+
+/// What stands before the relative paths of the fields below a container: its path and a period, or nothing.
+[[nodiscard]] std::string pathPrefix(const Container& container);
+
+/// The container that a difference is applied to. Each operation answers whether the entry was applied; the container
+/// must live when it is called, and may be gone afterwards.
+class DiffTarget {
+public:
+    explicit DiffTarget(Container& target) : _target(target), _prefix(pathPrefix(target)) {}
+
+    bool remove(std::string_view path);
+    bool add(std::string_view path, const FieldBase& recorded);
+    bool modify(std::string_view path, const FieldBase& recorded);
+
+private:
+    [[nodiscard]] FieldBase* _find(std::string_view path) const;
+    [[nodiscard]] Container* _parentOf(std::string_view path, const FieldBase& recorded);
+    void _enter(Container& parent, std::string_view path);
+    static bool _overwrite(FieldBase& present, const FieldBase& recorded);
+    static bool _replace(FieldBase& old, const FieldBase& recorded);
+
+    Container& _target;
+    std::string _prefix;
+    // The parent of the last added field: entries come parent by parent, and nothing is searched twice. Observers may
+    // have changed it since, so what was noted of its children is only a hint.
+    FieldReference _parent;
+    std::string _parentPath;
+    std::unordered_set<std::int32_t> _identifiers;
+    std::unordered_set<std::uint32_t> _internalIdentifiers;
+};
+
+}  // namespace KrData::detail
