@@ -319,6 +319,20 @@ TEST(ContainerDiff, AContainerWithoutAPathHasNoPrefix) {
     EXPECT_TRUE(first->isEqual(*second));
 }
 
+TEST(ContainerDiff, TellsFieldsWithOnePathApartByTheirIdentifiers) {
+    Container first("A");
+    first.addContainer("x")->add<int>("y", 1);
+    first.add<int>("x.y", 1);
+    Container second(first);
+    second["x.y"].set(2);
+    static_cast<Container&>(second["x"]).add<int>("z", 3);
+    second.add<int>("x.z", 4);
+    ContainerDiff difference("Diff");
+    difference.diff(first, second);
+    EXPECT_TRUE(difference.apply(first));
+    EXPECT_TRUE(first.isEqual(second));
+}
+
 TEST(ContainerDiff, SurvivesATargetThatDiesUnderItsObservers) {
     const auto first = makeCar();
     const auto second = makeCar();

@@ -22,7 +22,8 @@ bool copyWhole(FieldBase& own, const FieldBase& source, bool withMetadata) {
     if (container.size() != source.getChildren().size()) return false;
     const detail::NotificationFrame frame(own, source);
     detail::ChildIndex index(source.getChildren());
-    for (std::size_t i = 0; i < container.size(); ++i) {
+    // By index: an observer may change the list.
+    for (std::size_t i = 0; i < container.size(); ++i) {  // NOLINT(modernize-loop-convert)
         auto& child = container.at(i);
         const auto* from = index.find(child.getID());
         if (from == nullptr || !copyWhole(child, *from, withMetadata)) return false;

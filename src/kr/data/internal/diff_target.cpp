@@ -31,10 +31,7 @@ bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
     auto* parent = _parentOf(path, recorded);
     if (parent == nullptr) return false;
     const auto& id = recorded.getID();
-    if (_identifiers.contains(id.getNumber())) {
-        const auto present = parent->find(id);
-        if (present != parent->end()) return _overwrite(**present, recorded);
-    }
+    if (auto* present = _childOf(*parent, id)) return _overwrite(*present, recorded);
     std::unique_ptr<FieldBase> copy(recorded._duplicate());
     if (copy == nullptr) return false;
     // Its number stays where it is free; whether it is was noted, so that nothing searches the children.
@@ -42,14 +39,17 @@ bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
     const NotificationFrame frame(*copy, *copy);
     if (!parent->_addNumberedField(copy.get(), parent->end())) return false;
     auto* added = copy.release();
-    if (frame.fieldDied()) return true;
-    _identifiers.insert(id.getNumber());
+    if (frame.fieldDied() || !_parent.isAlive()) return true;
+    _places.try_emplace(id.getNumber(), _parentSize++);
     _internalIdentifiers.insert(added->getInternalIdentifier());
     return true;
 }
 
 bool DiffTarget::modify(std::string_view path, const FieldBase& recorded) {
-    auto* field = _find(path);
+    // Below its parent first: with periods in identifiers, other fields may have the same path.
+    auto* parent = _parentOf(path, recorded);
+    auto* field = parent != nullptr ? _childOf(*parent, recorded.getID()) : nullptr;
+    if (field == nullptr) field = _find(path);
     if (field == nullptr) return false;
     const bool sameKind =
         field->getDataType() == recorded.getDataType() && field->isFieldArray() == recorded.isFieldArray();
@@ -72,8 +72,8 @@ Container* DiffTarget::_parentOf(std::string_view path, const FieldBase& recorde
         const auto period = isTail ? path.size() - own.size() - 1 : path.rfind('.');
         parentPath = path.substr(0, period == std::string_view::npos ? 0 : period);
     }
-    auto* known = _parent.get();
-    if (known != nullptr && parentPath == _parentPath) return static_cast<Container*>(known);
+    auto* known = static_cast<Container*>(_parent.get());
+    if (known != nullptr && parentPath == _parentPath && known->size() == _parentSize) return known;
     auto* found = parentPath.empty() ? &_target : _find(parentPath);
     if (found == nullptr || found->getDataType() != Types::kContainer) return nullptr;
     auto& parent = static_cast<Container&>(*found);
@@ -81,14 +81,24 @@ Container* DiffTarget::_parentOf(std::string_view path, const FieldBase& recorde
     return &parent;
 }
 
+FieldBase* DiffTarget::_childOf(Container& parent, const Kr::KrID& id) const {
+    const auto noted = _places.find(id.getNumber());
+    if (noted == _places.end()) return nullptr;
+    if (noted->second < parent.size() && parent.at(noted->second).getID() == id) return &parent.at(noted->second);
+    const auto found = parent.find(id);
+    return found != parent.end() ? *found : nullptr;
+}
+
 void DiffTarget::_enter(Container& parent, std::string_view path) {
     _parent = FieldReference(&parent);
     _parentPath = path;
-    _identifiers.clear();
+    _parentSize = parent.size();
+    _places.clear();
     _internalIdentifiers.clear();
-    for (const auto* child : parent) {
-        _identifiers.insert(child->getID().getNumber());
-        _internalIdentifiers.insert(child->getInternalIdentifier());
+    for (std::size_t i = 0; i < parent.size(); ++i) {
+        const auto& child = parent.at(i);
+        _places.try_emplace(child.getID().getNumber(), i);
+        _internalIdentifiers.insert(child.getInternalIdentifier());
     }
 }
 

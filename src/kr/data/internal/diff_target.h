@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "kr/data/container.h"
@@ -27,17 +29,19 @@ public:
 private:
     [[nodiscard]] FieldBase* _find(std::string_view path) const;
     [[nodiscard]] Container* _parentOf(std::string_view path, const FieldBase& recorded);
+    [[nodiscard]] FieldBase* _childOf(Container& parent, const Kr::KrID& id) const;
     void _enter(Container& parent, std::string_view path);
     static bool _overwrite(FieldBase& present, const FieldBase& recorded);
     static bool _replace(FieldBase& old, const FieldBase& recorded);
 
     Container& _target;
     std::string _prefix;
-    // The parent of the last added field: entries come parent by parent, and nothing is searched twice. Observers may
-    // have changed it since, so what was noted of its children is only a hint.
+    // The parent of the last field that was added or given a value: entries come parent by parent, and nothing is
+    // searched twice. What was noted of its children is noted anew when an observer has changed their number.
     FieldReference _parent;
     std::string _parentPath;
-    std::unordered_set<std::int32_t> _identifiers;
+    std::size_t _parentSize{0};
+    std::unordered_map<std::int32_t, std::size_t> _places;  // index of the first child with an identifier's number
     std::unordered_set<std::uint32_t> _internalIdentifiers;
 };
 
