@@ -1,7 +1,12 @@
 #pragma once
 
+#include "kr/platform/export.h"
+
 // Declarations for signatures that pass these classes by pointer or reference. The classes of upper layers that a
 // lower signature must name are declared here and nowhere else.
+//
+// KR_API stands already here where a template of the library is exported for pointers to the class: the compiler
+// hides an instantiation whose argument it takes for a hidden type.
 
 namespace Kr {
 class KrID;
@@ -24,11 +29,11 @@ class FieldBase;
 namespace KrSim {
 class KrApplication;
 class KrEnumTable;
-class KrExtension;
+class KR_API KrExtension;
 class IExtension;
 class RandomColorGenerator;
 }  // namespace KrSim
 
 namespace KrGraphics {
-class Material;
+class KR_API Material;
 }  // namespace KrGraphics

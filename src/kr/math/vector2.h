@@ -4,12 +4,14 @@
 #include <cmath>
 #include <type_traits>
 
+#include "kr/platform/export.h"
+
 namespace KrMath {
 
 /// Vector in the plane, zero by default. A plain block of 2 numbers: may be copied byte by byte.
 /// Comparison is exact: NaN differs from itself, -0 equals 0.
 template <class T>
-struct Vector2T {
+struct KR_API Vector2T {
     T x{}, y{};
 
     constexpr bool operator==(const Vector2T&) const = default;

@@ -4,12 +4,14 @@
 #include <cmath>
 #include <type_traits>
 
+#include "kr/platform/export.h"
+
 namespace KrMath {
 
 /// Vector in space, zero by default. A plain block of 3 numbers: may be copied byte by byte.
 /// Comparison is exact: NaN differs from itself, -0 equals 0.
 template <class T>
-struct Vector3T {
+struct KR_API Vector3T {
     T x{}, y{}, z{};
 
     constexpr bool operator==(const Vector3T&) const = default;

@@ -4,12 +4,14 @@
 #include <cmath>
 #include <type_traits>
 
+#include "kr/platform/export.h"
+
 namespace KrMath {
 
 /// Vector of four components, zero by default. A plain block of 4 numbers: may be copied byte by byte.
 /// Comparison is exact: NaN differs from itself, -0 equals 0.
 template <class T>
-struct Vector4T {
+struct KR_API Vector4T {
     T x{}, y{}, z{}, w{};
 
     constexpr bool operator==(const Vector4T&) const = default;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "kr/platform/export.h"
 #include "kr/platform/utf8.h"
 
 namespace Kr {
@@ -15,7 +16,7 @@ namespace Kr {
 /// Longer text is cut at a whole UTF-8 character; text with a zero byte ends there. The bytes behind the text are
 /// zero, so equal texts are equal byte blocks.
 template <std::size_t N>
-class KrString {
+class KR_API KrString {
     static_assert(N > 0, "room for the terminator");
 
 public:
