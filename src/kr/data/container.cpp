@@ -1,15 +1,22 @@
 #include "kr/data/container.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
 #include "kr/data/field_visitor.h"
 #include "kr/data/internal/child_index.h"
+#include "kr/data/internal/notification_frame.h"
 #include "kr/platform/log.h"
 #include "kr/platform/unique_names.h"
 
 namespace KrData {
+
+namespace {
+/// Never given to a child, so that the next number never wraps to 0.
+constexpr std::uint32_t kLastInternalIdentifier = 0xffffffff;
+}  // namespace
 
 Container::Container(const Kr::KrID& id, Container* parent, Types::FieldTypeEnum fieldType)
     : FieldBase(id, Types::kContainer), _fieldType(fieldType) {
@@ -56,13 +63,14 @@ Container::iterator Container::insertExtensionField(iterator position, const Kr:
 }
 
 Container::iterator Container::_placed(FieldBase* field, iterator position) {
-    const auto index = position - begin();
     if (field == nullptr) return end();
+    const detail::NotificationFrame frame(*this, *field);
     if (!_addField(field, position)) {
         delete field;
         return end();
     }
-    return begin() + index;
+    if (frame.fieldDied()) return {};
+    return frame.changedDied() ? end() : std::find(begin(), end(), field);
 }
 
 bool Container::removeField(const Kr::KrID& id) {
@@ -76,8 +84,10 @@ Container::iterator Container::erase(iterator position) {
     if (position == end() || !_mayRemove(1)) return position;
     const auto index = static_cast<std::size_t>(position - begin());
     auto* field = *position;
+    const detail::NotificationFrame frame(*this, *this);
     _removeField(field);
     delete field;
+    if (frame.fieldDied()) return {};
     return begin() + static_cast<std::ptrdiff_t>(std::min(index, size()));
 }
 
@@ -179,14 +189,23 @@ void Container::_notifyLater(const FieldBase&) const {
 
 void Container::_validateInternalIdentifier(FieldBase* field) noexcept {
     auto& identifier = field->_internalIdentifier;
-    if (identifier >= _nextInternalIdentifier) {
+    if (identifier >= _nextInternalIdentifier && identifier != kLastInternalIdentifier) {
         _nextInternalIdentifier = identifier + 1;
         return;
     }
-    const bool taken = identifier == 0 || std::any_of(begin(), end(), [&](const FieldBase* child) {
-                           return child != field && child->_internalIdentifier == identifier;
-                       });
-    if (taken) identifier = _nextInternalIdentifier++;
+    const auto isTaken = [&](std::uint32_t number) {
+        return number == 0 || std::any_of(begin(), end(), [&](const FieldBase* child) {
+                   return child != field && child->_internalIdentifier == number;
+               });
+    };
+    if (identifier != kLastInternalIdentifier && !isTaken(identifier)) return;
+    if (_nextInternalIdentifier != kLastInternalIdentifier) {
+        identifier = _nextInternalIdentifier++;
+        return;
+    }
+    // Numbers from damaged content have used up the range: take the first gap.
+    for (identifier = 1; isTaken(identifier);)
+        ++identifier;
 }
 
 // --- Access --------------------------------------------------------------------------------------------------------
@@ -303,7 +322,9 @@ Container* Container::clone(Container* parent) const {
 }
 
 bool Container::_adopt(FieldBase* made, Container* parent) {
-    if (parent == nullptr || parent->_addField(made)) return true;
+    if (parent == nullptr) return true;
+    const detail::NotificationFrame frame(*made, *made);
+    if (parent->_addField(made)) return !frame.fieldDied();
     delete made;
     return false;
 }
@@ -348,29 +369,33 @@ void Container::copyFieldsTo(Container* destination) const {
         }
         auto& next = destination->_nextInternalIdentifier;
         auto& identifier = copy->_internalIdentifier;
-        if (identifier == 0 || (identifier < next && taken.contains(identifier))) identifier = next;
-        next = std::max(next, identifier + 1);
+        if (next == kLastInternalIdentifier) {
+            destination->_validateInternalIdentifier(copy);
+        } else {
+            if (identifier == 0 || (identifier < next && taken.contains(identifier))) identifier = next;
+            next = std::max(next, identifier + 1);
+        }
         taken.insert(identifier);
         destination->_insertChild(copy, destination->size());
     }
 }
 
 template <class PairAction>
-bool Container::_forEachPair(const Container& other, PairAction&& action) const {
-    detail::ChildIndex index(other._children);
-    // By index: an observer of a copied value may change the list.
-    for (std::size_t i = 0; i < size(); ++i) {
-        if (!action(*_children[i], index.find(_children[i]->_id))) return false;
+void Container::_forEachPair(const Container& other, PairAction&& action) {
+    // Observers of a copied value may change either list, and destroy either container.
+    const detail::NotificationFrame frame(*this, other);
+    std::optional<detail::ChildIndex> index;
+    auto indexed = other.size();
+    for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < size(); ++i) {
+        if (!index || indexed != other.size()) index.emplace(other._children);
+        indexed = other.size();
+        if (const auto* source = index->find(_children[i]->_id)) action(*_children[i], *source);
     }
-    return true;
 }
 
 Container& Container::operator=(const Container& other) {
     if (this != &other) {
-        _forEachPair(other, [](FieldBase& child, const FieldBase* source) {
-            if (source != nullptr) child.copyValue(*source);
-            return true;
-        });
+        _forEachPair(other, [](FieldBase& child, const FieldBase& source) { child.copyValue(source); });
     }
     return *this;
 }
@@ -388,11 +413,10 @@ bool Container::copyValue(const FieldBase& source) {
 bool Container::initializeFrom(const FieldBase& source) {
     if (source.getDataType() != Types::kContainer) return copyValue(source);
     if (this == &source) return true;
-    _forEachPair(static_cast<const Container&>(source), [](FieldBase& child, const FieldBase* from) {
-        if (from != nullptr) child.initializeFrom(*from);
-        return true;
-    });
-    _replaceInternal(source._getInternalIfAny());
+    const detail::NotificationFrame frame(*this, source);
+    _forEachPair(static_cast<const Container&>(source),
+                 [](FieldBase& child, const FieldBase& from) { child.initializeFrom(from); });
+    if (!frame.fieldDied() && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
     return true;
 }
 
@@ -402,9 +426,24 @@ bool Container::isEqual(const FieldBase& other) const {
     }
     if (this == &other) return true;
     const auto& container = static_cast<const Container&>(other);
-    return size() == container.size() && _forEachPair(container, [](const FieldBase& child, const FieldBase* same) {
-               return same != nullptr && child.isEqual(*same);
-           });
+    if (size() != container.size()) return false;
+    std::optional<detail::ChildIndex> index;  // made where the order differs
+    const auto hasEqual = [&](const FieldBase& child, const FieldBase* beside) {
+        if (!index) index.emplace(container._children);
+        const auto* first = index->find(child._id);
+        if (first == nullptr) return false;
+        if (first != beside && child.isEqual(*first)) return true;
+        return std::any_of(container.begin(), container.end(), [&](const FieldBase* twin) {
+            return twin != first && twin != beside && twin->_id == child._id && child.isEqual(*twin);
+        });
+    };
+    for (std::size_t i = 0; i < size(); ++i) {
+        const auto& child = *_children[i];
+        const auto* beside = container._children[i]->_id == child._id ? container._children[i] : nullptr;
+        if (beside != nullptr && child.isEqual(*beside)) continue;
+        if (!hasEqual(child, beside)) return false;
+    }
+    return true;
 }
 
 void Container::reset() {

@@ -122,7 +122,8 @@ public:
     /// Whether `count` children may be taken away; field arrays with a size range say no.
     [[nodiscard]] virtual bool _mayRemove(std::size_t count) const;
     void _cloneFrom(const FieldBase& source) override;
-    /// Finishes a clone: gives it to `parent`, if any; where that refuses, destroys it and answers false.
+    /// Finishes a clone: gives it to `parent`, if any; where that refuses, destroys it. Answers whether it lives: an
+    /// observer may remove a child as soon as it comes.
     [[nodiscard]] static bool _adopt(FieldBase* made, Container* parent);
 
 protected:
@@ -145,7 +146,7 @@ private:
     void _cloneChildrenFrom(const Container& source);
     iterator _placed(FieldBase* field, iterator position);
     template <class PairAction>
-    bool _forEachPair(const Container& other, PairAction&& action) const;
+    void _forEachPair(const Container& other, PairAction&& action);
 
     Children _children;
     Types::FieldTypeEnum _fieldType;
@@ -154,9 +155,9 @@ private:
 
 template <class T>
 Field<T>* Container::add(const Kr::KrID& id, const T& value) {
-    auto* field = static_cast<Field<T>*>(addField(id, ValueTraits<T>::kDataType));
-    if (field != nullptr) field->setValue(value);
-    return field;
+    auto* field = new Field<T>(id, nullptr, value);
+    field->_setDynamic(true);
+    return _adopt(field, this) ? field : nullptr;
 }
 
 }  // namespace KrData

@@ -63,9 +63,10 @@ bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value) {
 template <class T>
 void Field<T>::_readThroughPointer() const {
     const auto& extras = *_extras;
-    if (!extras.pointer.getter) return;
+    const auto pointer = extras.pointer;
+    if (!pointer || !pointer->getter) return;
     Kr::callGuarded(
-        kPointerTexts, [this] { return getID().str(); }, [&] { _value = extras.pointer.getter(); });
+        kPointerTexts, [this] { return getID().str(); }, [&] { _value = pointer->getter(); });
     if constexpr (ValueTraits<T>::kHasRange) {
         if (extras.hasRange) ValueTraits<T>::clamp(_value, extras.minimum, extras.maximum);
     }
@@ -81,9 +82,10 @@ void Field<T>::_clampAndWriteThrough() {
 
 template <class T>
 void Field<T>::_writeThrough() {
-    if (!_extras || !_extras->pointer.setter) return;
+    if (!_extras || !_extras->pointer || !_extras->pointer->setter) return;
+    const auto pointer = _extras->pointer;
     Kr::callGuarded(
-        kPointerTexts, [this] { return getID().str(); }, [this] { _extras->pointer.setter(_value); });
+        kPointerTexts, [this] { return getID().str(); }, [&] { pointer->setter(_value); });
 }
 
 template <class T>
@@ -161,7 +163,8 @@ void Field<T>::clearRange() noexcept {
 
 template <class T>
 void Field<T>::bindValue(ValuePointer<T> pointer) {
-    _makeExtras().pointer = std::move(pointer);
+    if (!pointer.getter && !pointer.setter) return unbindValue();
+    _makeExtras().pointer = std::make_shared<const ValuePointer<T>>(std::move(pointer));
 }
 
 template <class T>
@@ -175,7 +178,7 @@ void Field<T>::bindVariable(T* variable) {
 
 template <class T>
 void Field<T>::unbindValue() {
-    if (_extras) _extras->pointer = {};
+    if (_extras) _extras->pointer.reset();
 }
 
 // --- Copies --------------------------------------------------------------------------------------------------------

@@ -14,7 +14,7 @@ struct FieldExtras {
     T minimum{};
     T maximum{};
     bool hasRange{false};
-    ValuePointer<T> pointer;
+    std::shared_ptr<const ValuePointer<T>> pointer;  // shared with the call under way: a function may end its binding
 };
 }  // namespace detail
 
@@ -64,9 +64,7 @@ public:
     /// Reads and writes `variable`, which must outlive the binding.
     void bindVariable(T* variable);
     void unbindValue();
-    [[nodiscard]] bool isBound() const noexcept {
-        return _extras && (_extras->pointer.getter || _extras->pointer.setter);
-    }
+    [[nodiscard]] bool isBound() const noexcept { return _extras && _extras->pointer; }
 
     // --- The field whatever its type -------------------------------------------------------------------------------
     [[nodiscard]] Field* _duplicate() const override;

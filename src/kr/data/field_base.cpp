@@ -89,13 +89,15 @@ FieldBase& FieldBase::getInvalidField() {
 // --- Defaults of the virtual operations ----------------------------------------------------------------------------
 
 bool FieldBase::initializeFrom(const FieldBase& source) {
+    const detail::NotificationFrame frame(*this, source);
     if (!copyValue(source)) return false;
-    if (this != &source) _replaceInternal(source._getInternalIfAny());
+    if (this != &source && !frame.fieldDied() && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
     return true;
 }
 
 KrSim::KrExtension* FieldBase::getOwnerExtension() const {
-    return _parent != nullptr ? _parent->getOwnerExtension() : nullptr;
+    IFieldOwner* owner = _getFieldOwner();
+    return owner != nullptr ? owner->_asExtension() : nullptr;
 }
 
 IFieldOwner* FieldBase::_getFieldOwner() const {
@@ -204,7 +206,11 @@ std::string FieldBase::getPath() const {
 }
 
 void FieldBase::_setDynamic(bool dynamic) noexcept {
-    _setState(kDynamic, dynamic);
+    if (isValid()) _setState(kDynamic, dynamic);
+}
+
+void FieldBase::_setInternalIdentifier(std::uint32_t identifier) noexcept {
+    if (isValid()) _internalIdentifier = identifier;
 }
 
 // --- Properties ----------------------------------------------------------------------------------------------------

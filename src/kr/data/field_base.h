@@ -199,7 +199,7 @@ public:
     /// Marks the field as produced at run time. For producers only.
     void _setDynamic(bool dynamic) noexcept;
     /// For loading and cloning, before the field is added to a container.
-    void _setInternalIdentifier(std::uint32_t identifier) noexcept { _internalIdentifier = identifier; }
+    void _setInternalIdentifier(std::uint32_t identifier) noexcept;
     [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;
     void _replaceInternal(const FieldInternal* source);
     void _notifyPropertyChangedToChildren(const FieldBase& changed) const;

@@ -159,9 +159,7 @@ constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn, "Types: fatal err
                                          "Types: unhandled exception in '%s' acceptance predicate\n"};
 
 FieldBase* giveTo(Container* parent, FieldBase* field) {
-    if (field == nullptr || parent == nullptr || parent->_addField(field)) return field;
-    delete field;
-    return nullptr;
+    return field != nullptr && Container::_adopt(field, parent) ? field : nullptr;
 }
 
 }  // namespace
