@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/data/container.h"
+#include "kr/data/field.h"
+#include "tests/support/field_doubles.h"
+
+namespace field_concurrency_test {
+
+using KrData::DelegateConnection;
+using test_support::Container;
+using test_support::FakeOwner;
+using test_support::Field;
+using test_support::FieldBase;
+using test_support::Types;
+
+constexpr int kThreads = 4;
+
+/// Runs `work(number of the thread)` on several threads that start together, and `meanwhile` on this one.
+void inParallel(
+    const std::function<void(int)>& work, const std::function<void()>& meanwhile = [] {}) {
+    std::latch start(kThreads + 1);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            work(i);
+        });
+    }
+    start.arrive_and_wait();
+    meanwhile();
+    for (auto& thread : threads)
+        thread.join();
+}
+
+TEST(FieldConcurrency, ObserversComeAndGoWhileValuesAreSet) {
+    constexpr int kRounds = 2'000;
+    FakeOwner owner;
+    auto* outputs = new Container("Outputs", &owner, Types::kOutput);
+    Container* group = outputs->addContainer("Group");
+    auto* field = group->add<double>("Field");
+    std::atomic<int> heard{0};
+    int heardBySteady = 0;
+    const auto steady = field->addObserver([&](const FieldBase&) { ++heardBySteady; });
+    FieldBase* const watched[] = {field, group, outputs, field};
+    inParallel(
+        [&](int thread) {
+            for (int i = 0; i < kRounds; ++i) {
+                const auto witness = std::make_shared<std::atomic<int>*>(&heard);
+                const auto one = watched[thread]->addObserver([witness](const FieldBase&) { ++**witness; });
+                auto two = watched[thread]->addPropertyObserver([witness](const FieldBase&) { ++**witness; });
+                two.disconnect();
+            }
+        },
+        [&] {
+            for (int i = 1; i <= kRounds; ++i) {
+                field->setValue(i);
+                field->setVisible(i % 2 == 0);
+            }
+        });
+    EXPECT_EQ(heardBySteady, kRounds);
+    EXPECT_EQ(owner.outputs(), std::pair(0, 1)) << "the steady observer is left";
+    EXPECT_FALSE(group->hasWatchers());
+    const int before = heard;
+    field->setValue(-1.0);
+    EXPECT_EQ(heard, before) << "nobody is called after the end of a registration";
+}
+
+TEST(FieldConcurrency, AncestorsThatComeAndGoTogetherLeaveTheFlagsRight) {
+    constexpr int kRounds = 300;
+    Container top("Top");
+    Container* middle = top.addContainer("Middle");
+    Container* low = middle->addContainer("Low");
+    for (int i = 0; i < 20; ++i)
+        low->add<int>("Field");
+    Container* const levels[kThreads] = {&top, middle, low, &top};
+    for (int round = 1; round <= kRounds; ++round) {
+        const int steadyLevel = round % 3;
+        int heard = 0;
+        DelegateConnection steady;
+        inParallel([&](int thread) {
+            for (int i = 0; i < 3; ++i)
+                const auto brief = levels[thread]->addObserver([](const FieldBase&) {});
+            if (thread == steadyLevel) steady = levels[thread]->addObserver([&](const FieldBase&) { ++heard; });
+        });
+        low->at(19).set(round);
+        ASSERT_EQ(heard, 1) << "round " << round;
+        steady.disconnect();
+        ASSERT_FALSE(low->at(19).hasWatchers()) << "round " << round;
+    }
+}
+
+TEST(FieldConcurrency, TheFirstObserversOfAFieldComeAtOnce) {
+    for (int round = 0; round < 200; ++round) {
+        Field<int> field("Field");
+        std::atomic<int> heard{0};
+        DelegateConnection handles[kThreads];
+        inParallel([&](int thread) { handles[thread] = field.addObserver([&](const FieldBase&) { ++heard; }); },
+                   [&] { field.setValue(1); });
+        heard = 0;
+        field.setValue(2);
+        ASSERT_EQ(heard, kThreads);
+    }
+}
+
+TEST(FieldConcurrency, HandlesEndWhileTheirFieldDies) {
+    for (int round = 0; round < 300; ++round) {
+        Container group("Group");
+        auto* field = group.add<int>("Field");
+        DelegateConnection handles[kThreads];
+        for (auto& handle : handles)
+            handle = field->addObserver([](const FieldBase&) {});
+        inParallel([&](int thread) { handles[thread].disconnect(); }, [&] { group.removeField("Field"); });
+        for (const auto& handle : handles)
+            EXPECT_FALSE(handle.isConnected());
+    }
+}
+
+TEST(FieldConcurrency, EqualDescriptionsAreSharedAmongThreads) {
+    constexpr int kTexts = 500;
+    std::vector<std::vector<const std::string*>> pooled(kThreads, std::vector<const std::string*>(kTexts));
+    inParallel([&](int thread) {
+        Field<int> field("Field");
+        for (int i = 0; i < kTexts; ++i) {
+            field.setDescription("Concurrent description " + std::to_string(i));
+            pooled[static_cast<std::size_t>(thread)][static_cast<std::size_t>(i)] = &field.getDescription();
+        }
+    });
+    for (const auto& each : pooled)
+        EXPECT_EQ(each, pooled[0]);
+}
+
+TEST(FieldConcurrency, FieldsAreProducedAndMissedOnAllThreads) {
+    std::atomic<int> faults{0};
+    inParallel([&](int thread) {
+        Container container("Container");
+        const std::string name = "Thread::IInterface " + std::to_string(thread);
+        for (int i = 0; i < 300; ++i) {
+            container.addField("Field", static_cast<Types::DataTypeEnum>(i % 60));
+            Types::_registerInterfaceFieldType(name.c_str(), "Interface", {});
+            if (Types::nameFor(Kr::KrID(name)) != "Interface") ++faults;
+            Types::_unregisterInterfaceFieldType(name.c_str());
+            FieldBase& missing = container["Missing"];
+            missing.setVisible(false);
+            if (missing.isValid() || missing.addObserver([](const FieldBase&) {}).isConnected()) ++faults;
+        }
+        if (&container["Missing"] != &FieldBase::getInvalidField()) ++faults;
+    });
+    EXPECT_EQ(faults, 0);
+}
+
+}  // namespace field_concurrency_test

@@ -1,0 +1,233 @@
+#include "kr/data/types.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+
+#include "kr/data/extension_field.h"
+#include "kr/data/extension_functions.h"
+#include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
+
+namespace types_test {
+
+using KrData::ExtensionField;
+using test_support::Container;
+using test_support::Field;
+using test_support::FieldBase;
+using test_support::Types;
+
+/// Every data type that has a name, as it is written into content.
+struct DataTypeCase {
+    int number;
+    const char* name;
+    const std::type_info* value;  // null for a type without a value
+    const char* interfaceId;      // empty for a type that is no interface
+};
+const DataTypeCase kDataTypes[] = {
+    {0, "Unknown data type", nullptr, ""},
+    {1, "Integer", &typeid(int), ""},
+    {2, "Boolean", &typeid(bool), ""},
+    {3, "Double", &typeid(double), ""},
+    {4, "Vector 3", &typeid(KrMath::Vector3T<double>), ""},
+    {5, "Color", &typeid(Kr::KrColor), ""},
+    {6, "String", &typeid(std::string), ""},
+    {7, "Transform", &typeid(Kr::KrTransform), ""},
+    {8, "Unsigned Integer", &typeid(unsigned int), ""},
+    {11, "Short Integer", &typeid(short), ""},
+    {12, "Unsigned Short Integer", &typeid(unsigned short), ""},
+    {24, "Enumeration", &typeid(Kr::KrEnum), ""},
+    {25, "Filename", &typeid(Kr::KrString<512>), ""},
+    {26, "Data Container", nullptr, ""},
+    {27, "Extension Pointer", &typeid(KrSim::KrExtension*), ""},
+    {29, "Quaternion", &typeid(KrMath::QuaternionT<double>), ""},
+    {30, "Material Pointer", &typeid(KrGraphics::Material*), ""},
+    {31, "Vector", nullptr, ""},
+    {32, "Vector Item", nullptr, ""},
+    {33, "Vector 2", &typeid(KrMath::Vector2T<double>), ""},
+    {34, "Matrix 4x4", &typeid(KrMath::Matrix44T<double>), ""},
+    {35, "Vector 4", &typeid(KrMath::Vector4T<double>), ""},
+    {36, "Part", nullptr, "KrDynamics::Part"},
+    {37, "Assembly", nullptr, "KrDynamics::Assembly"},
+    {38, "Attachment", nullptr, "KrDynamics::Attachment"},
+    {39, "Attachment Point", nullptr, "KrDynamics::AttachmentPoint"},
+    {41, "Constraint", nullptr, "KrDynamics::Constraint"},
+    {42, "Collision Geometry", nullptr, "KrDynamics::CollisionGeometry"},
+    {43, "Mechanism", nullptr, "KrDynamics::Mechanism"},
+    {44, "Graphics Node", nullptr, "KrGraphics::Node"},
+    {45, "Graphics Geometry", nullptr, "KrGraphics::Geometry"},
+    {46, "Graphics Material", nullptr, "KrGraphics::Material"},
+    {47, "Texture", nullptr, "KrGraphics::Texture"},
+    {48, "Proxy", nullptr, ""},
+    {49, "Simulator Module", nullptr, "KrSim::ISimulatorModule"},
+    {50, "Skeleton", nullptr, "KrGraphics::Skeleton"},
+    {51, "Float", &typeid(float), ""},
+    {52, "Vector 3 float", &typeid(KrMath::Vector3T<float>), ""},
+    {53, "Quaternion float", &typeid(KrMath::QuaternionT<float>), ""},
+    {54, "Matrix44 float", &typeid(KrMath::Matrix44T<float>), ""},
+};
+
+TEST(TypeNames, AreThoseOfAllNumbers) {
+    std::map<int, std::string> names;
+    for (const auto& each : kDataTypes)
+        names[each.number] = each.name;
+    for (int number = 0; number <= 255; ++number) {
+        const auto known = names.find(number);
+        EXPECT_EQ(Types::nameFor(static_cast<Types::DataTypeEnum>(number)),
+                  known != names.end() ? known->second : "Invalid data type")
+            << number;
+    }
+    const char* roles[] = {"Field", "Input", "Output", "Parameter", "Undefined"};
+    for (int number = -1; number <= 6; ++number) {
+        EXPECT_STREQ(Types::nameFor(static_cast<Types::FieldTypeEnum>(number)),
+                     number >= 0 && number < 5 ? roles[number] : "Invalid field type");
+    }
+}
+
+TEST(TypeMap, GoesBothWays) {
+    std::map<int, const std::type_info*> values;
+    for (const auto& each : kDataTypes)
+        if (each.value) values[each.number] = each.value;
+    for (int number = 0; number <= 255; ++number) {
+        if (number >= 36 && number <= 50) continue;  // references, which have no value type of their own
+        const auto known = values.find(number);
+        const auto& expected = known != values.end() ? *known->second : typeid(void);
+        EXPECT_EQ(Types::mapType(static_cast<Types::DataTypeEnum>(number)), expected) << number;
+    }
+    for (const auto& [number, value] : values)
+        EXPECT_EQ(Types::mapType(*value), number) << value->name();
+    EXPECT_EQ(Types::mapType(typeid(long)), 0);
+    EXPECT_EQ(Types::mapType(typeid(void)), 0);
+    EXPECT_EQ(Types::mapType(typeid(const char*)), 0);
+}
+
+TEST(Produce, MakesADynamicChildOfEveryTypeThatHasAProducer) {
+    std::map<int, DataTypeCase> cases;
+    for (const auto& each : kDataTypes)
+        cases[each.number] = each;
+    Container parent("Parent", nullptr, Types::kInput);
+    for (int number = 0; number <= 255; ++number) {
+        SCOPED_TRACE(number);
+        parent.clear();
+        FieldBase* field = Types::produce(static_cast<Types::DataTypeEnum>(number), "Field", &parent);
+        const auto known = cases.find(number);
+        const bool isReference = known != cases.end() && *known->second.interfaceId;
+        const bool isProduced = known != cases.end() && (known->second.value || isReference || number == 26);
+        ASSERT_EQ(field != nullptr, isProduced);
+        ASSERT_EQ(parent.size(), isProduced ? 1U : 0U);
+        if (!field) continue;
+        EXPECT_EQ(&parent["Field"], field);
+        EXPECT_TRUE(field->isDynamic());
+        EXPECT_EQ(field->getDataType(), isReference ? 27 : number);
+        EXPECT_EQ(field->getFieldType(), Types::kInput);
+        const auto* reference = dynamic_cast<ExtensionField*>(field);
+        ASSERT_EQ(reference != nullptr, isReference);
+        EXPECT_EQ(reference ? reference->getInterfaceId().str() : "", known->second.interfaceId);
+        if (known->second.value) {
+            const std::unique_ptr<FieldBase> same(Types::produce(*known->second.value, "Same", nullptr));
+            ASSERT_NE(same, nullptr);
+            EXPECT_EQ(same->getDataType(), number);
+            EXPECT_TRUE(same->isDynamic());
+        }
+    }
+    EXPECT_EQ(Types::produce(typeid(long), "Field", &parent), nullptr);
+}
+
+TEST(Produce, DestroysWhatTheParentRefuses) {
+    test_support::RefusingContainer parent("Parent");
+    EXPECT_EQ(Types::produce(Types::kDouble, "Field", &parent), nullptr);
+    EXPECT_EQ(Types::produce(typeid(double), "Field", &parent), nullptr);
+    EXPECT_EQ(Types::produce(Types::kContainer, "Field", &parent), nullptr);
+    EXPECT_EQ(Types::produceExtensionField("Field", "Demo::IWheel", &parent), nullptr);
+    EXPECT_EQ(parent.add<int>("Field"), nullptr);
+    EXPECT_TRUE(parent.empty());
+}
+
+TEST(ExtensionFields, KeepTheirInterfaceInClones) {
+    Container parent("Parent");
+    const FieldBase* field = parent.addExtensionField("Wheel", "Demo::IWheel");
+    const FieldBase* clone = field->clone("Copy", &parent);
+    const std::unique_ptr<Container> tree(parent.clone(nullptr));
+    EXPECT_EQ(dynamic_cast<const ExtensionField&>(*clone).getInterfaceId().str(), "Demo::IWheel");
+    EXPECT_EQ(dynamic_cast<const ExtensionField&>((*tree)["Wheel"]).getInterfaceId().str(), "Demo::IWheel");
+}
+
+/// Extensions of which data/ sees addresses only: one with an implementation, one without.
+class InterfaceTypes : public testing::Test {
+protected:
+    InterfaceTypes() {
+        static const KrData::ExtensionFunctions kFunctions{.getImplementation = [](KrSim::KrExtension* extension) {
+            return reinterpret_cast<int*>(extension) == &_whole ? reinterpret_cast<KrSim::IExtension*>(&_half)
+                                                                : nullptr;
+        }};
+        KrData::ExtensionFunctions::_install(&kFunctions);
+    }
+    ~InterfaceTypes() override {
+        KrData::ExtensionFunctions::_install(nullptr);
+        Types::_unregisterInterfaceFieldType("Demo::IWheel");
+    }
+
+    KrSim::KrExtension* whole = reinterpret_cast<KrSim::KrExtension*>(&_whole);
+    KrSim::KrExtension* empty = reinterpret_cast<KrSim::KrExtension*>(&_empty);
+    Kr::KrID wheel{"Demo::IWheel"};
+
+    static inline int _whole, _empty, _half;
+};
+
+TEST_F(InterfaceTypes, AreNamedWhileTheyAreRegistered) {
+    EXPECT_EQ(Types::nameFor(wheel), "Extension Pointer");
+    EXPECT_EQ(Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel", {}), wheel);
+    EXPECT_EQ(Types::nameFor(wheel), "Wheel");
+    Types::_registerInterfaceFieldType("Demo::IWheel", "Big wheel", {});
+    EXPECT_EQ(Types::nameFor(wheel), "Big wheel");
+    Types::_unregisterInterfaceFieldType("Demo::IWheel");
+    Types::_unregisterInterfaceFieldType("Demo::IWheel");
+    EXPECT_EQ(Types::nameFor(wheel), "Extension Pointer");
+    EXPECT_EQ(Types::nameFor(Kr::KrID()), "Extension Pointer");
+    EXPECT_NO_THROW(Types::_unregisterInterfaceFieldType(nullptr));
+}
+
+TEST_F(InterfaceTypes, LetTheirPredicateDecideOnAnImplementation) {
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel)) << "not registered";
+    KrSim::IExtension* asked = nullptr;
+    bool answer = true;
+    Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel", [&](KrSim::IExtension* implementation) {
+        asked = implementation;
+        return answer;
+    });
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(nullptr, wheel));
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(empty, wheel));
+    EXPECT_EQ(asked, nullptr) << "never asked of nothing";
+    EXPECT_TRUE(Types::extensionIsInterfaceFieldType(whole, wheel));
+    EXPECT_EQ(reinterpret_cast<int*>(asked), &_half);
+    EXPECT_TRUE(ExtensionField("Field", wheel).accepts(whole));
+    answer = false;
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel));
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, "Demo::IOther"));
+    KrData::ExtensionFunctions::_install(nullptr);
+    answer = true;
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel)) << "no extension layer";
+}
+
+TEST_F(InterfaceTypes, APredicateMayThrowOrUnregisterItself) {
+    const test_support::LogCapture log;
+    Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel",
+                                       [](KrSim::IExtension*) -> bool { throw std::runtime_error("flat tyre"); });
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel));
+    EXPECT_THAT(log.lines(),
+                testing::ElementsAre(testing::AllOf(testing::StartsWith("3 "), testing::HasSubstr("[flat tyre]\n"))));
+    const auto witness = std::make_shared<bool>(true);
+    Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel", [witness](KrSim::IExtension*) {
+        Types::_unregisterInterfaceFieldType("Demo::IWheel");
+        return *witness;
+    });
+    EXPECT_TRUE(Types::extensionIsInterfaceFieldType(whole, wheel));
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel));
+}
+
+}  // namespace types_test
