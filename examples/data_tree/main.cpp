@@ -27,7 +27,10 @@ void expect(bool holds, const char* claim) {
 /// Who was told since the last question, in order: "tree field".
 class Told {
 public:
-    void add(const char* name) { _names += (_names.empty() ? "" : " ") + std::string(name); }
+    void add(const char* name) {
+        if (!_names.empty()) _names += ' ';
+        _names += name;
+    }
     [[nodiscard]] std::string take() { return std::exchange(_names, {}); }
 
 private:
@@ -38,8 +41,8 @@ private:
 KrData::FieldBase::Observer reporter(const char* name, Told& told) {
     return [name, &told](const KrData::FieldBase& changed) {
         const bool isList = changed.getDataType() == KrData::Types::kContainer;
-        std::printf("  [%s] %s %s\n", name, changed.getPath().c_str(),
-                    isList ? "has other fields now" : ("= " + Demo::valueText(changed)).c_str());
+        std::printf("  [%s] %s %s%s\n", name, changed.getPath().c_str(), isList ? "has other fields now" : "= ",
+                    isList ? "" : Demo::valueText(changed).c_str());
         told.add(name);
     };
 }

@@ -25,9 +25,10 @@ std::string notesOf(const KrData::FieldBase& field) {
     std::string notes = Types::nameFor(field.getDataType());
     if (field.isReadOnlyHint()) notes += ", read-only";
     if (const auto* number = field.as<double>(); number != nullptr && number->hasRange()) {
-        notes += ", " + numberText(number->getMinimum(), field) + " to " + numberText(number->getMaximum(), field);
+        notes.append(", ").append(numberText(number->getMinimum(), field));
+        notes.append(" to ").append(numberText(number->getMaximum(), field));
     }
-    if (!field.getDescription().empty()) notes += ": " + field.getDescription();
+    if (!field.getDescription().empty()) notes.append(": ").append(field.getDescription());
     return notes;
 }
 
@@ -37,13 +38,16 @@ std::string valueText(const KrData::FieldBase& field) {
     if (const auto* number = field.as<double>()) return numberText(number->getValue(), field);
     if (const auto* numbers = KrData::Vector<double>::from(field)) {
         std::string text;
-        for (const double each : numbers->getItems())
-            text += (text.empty() ? "" : ", ") + numberText(each, field);
+        for (const double each : numbers->getItems()) {
+            if (!text.empty()) text += ", ";
+            text += numberText(each, field);
+        }
         return text;
     }
     auto text = field.toString();
     const auto units = Dimension::getUnits(field.getPhysicalDimension());
-    return units.empty() ? text : text + ' ' + units.front().symbol;
+    if (!units.empty()) text.append(" ").append(units.front().symbol);
+    return text;
 }
 
 void TreePrinter::visitContainer(KrData::Container& container) {
