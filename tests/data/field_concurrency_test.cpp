@@ -85,11 +85,17 @@ TEST(FieldConcurrency, AncestorsThatComeAndGoTogetherLeaveTheFlagsRight) {
         const int steadyLevel = round % 3;
         int heard = 0;
         DelegateConnection steady;
-        inParallel([&](int thread) {
+        const auto watch = [&](int thread) {
             for (int i = 0; i < 3; ++i)
                 const auto brief = levels[thread]->addObserver([](const FieldBase&) {});
             if (thread == steadyLevel) steady = levels[thread]->addObserver([&](const FieldBase&) { ++heard; });
+        };
+        inParallel(watch, [&] {
+            low->add<int>("Late");
+            low->erase(low->begin());
+            low->moveField(low->begin(), "Late");
         });
+        heard = 0;  // of the children that came and went
         low->at(19).set(round);
         ASSERT_EQ(heard, 1) << "round " << round;
         steady.disconnect();

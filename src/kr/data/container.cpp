@@ -8,6 +8,7 @@
 #include "kr/data/field_visitor.h"
 #include "kr/data/internal/child_index.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/internal/tree_mutex.h"
 #include "kr/platform/log.h"
 #include "kr/platform/unique_names.h"
 
@@ -98,12 +99,16 @@ void Container::clear() {
 }
 
 void Container::_destroyChildren() {
-    const auto doomed = std::exchange(_children, {});
+    Children doomed;
     int connected = 0;
     int watched = 0;
-    for (auto* child : doomed) {
-        child->_countOutputsBelow(-1, connected, watched);
-        child->_parent = nullptr;  // so that the dying child does not look for itself here
+    {
+        const std::lock_guard lock(detail::treeMutex());
+        doomed.swap(_children);
+        for (auto* child : doomed) {
+            child->_countOutputsBelow(-1, connected, watched);
+            child->_parent = nullptr;  // so that the dying child does not look for itself here
+        }
     }
     _tellOwner(connected, watched);
     for (auto* child : doomed)
@@ -151,17 +156,20 @@ bool Container::_mayRemove(std::size_t) const {
 }
 
 void Container::_insertChild(FieldBase* field, std::size_t index) {
-    _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
-    field->_parent = this;
-    if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
-    if (field->_isApplicationModeEditing() != _isApplicationModeEditing()) {
-        field->_setApplicationModeIsEditing(_isApplicationModeEditing());
-    }
-    field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
-    field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
     int connected = 0;
     int watched = 0;
-    field->_countOutputsBelow(+1, connected, watched);
+    {
+        const std::lock_guard lock(detail::treeMutex());
+        _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
+        field->_parent = this;
+        if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
+        if (field->_isApplicationModeEditing() != _isApplicationModeEditing()) {
+            field->_setApplicationModeIsEditing(_isApplicationModeEditing());
+        }
+        field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
+        field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
+        field->_countOutputsBelow(+1, connected, watched);
+    }
     _tellOwner(connected, watched);
     if (field->_has(kAncestorObserved)) _notifyLater(*field);
 }
@@ -172,12 +180,16 @@ bool Container::_removeField(FieldBase* field) {
     const auto found = std::find(_children.rbegin(), _children.rend(), field);
     int connected = 0;
     int watched = 0;
-    field->_countOutputsBelow(-1, connected, watched);
-    _children.erase(std::next(found).base());
-    field->_parent = nullptr;
-    const bool wasObserved = field->_has(kAncestorObserved);
-    field->_inheritWatching(kAncestorObserved, false);
-    field->_inheritWatching(kAncestorConnected, false);
+    bool wasObserved = false;
+    {
+        const std::lock_guard lock(detail::treeMutex());
+        field->_countOutputsBelow(-1, connected, watched);
+        _children.erase(std::next(found).base());
+        field->_parent = nullptr;
+        wasObserved = field->_has(kAncestorObserved);
+        field->_inheritWatching(kAncestorObserved, false);
+        field->_inheritWatching(kAncestorConnected, false);
+    }
     _tellOwner(connected, watched);
     if (wasObserved) _notifyLater(*this);
     return true;
@@ -291,6 +303,7 @@ Container::iterator Container::moveField(iterator position, const Kr::KrID& id) 
     if (from == _children.end()) return end();
     const auto behind = _children.begin() + (position - begin());
     if (behind == from) return from;
+    const std::lock_guard lock(detail::treeMutex());
     if (behind == _children.end()) {
         std::rotate(from, from + 1, _children.end());
         return end() - 1;

@@ -10,6 +10,7 @@
 #include "kr/data/i_field_owner.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/internal/tree_mutex.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 
@@ -161,34 +162,35 @@ void FieldBase::_dropConnections() noexcept {
 namespace {
 
 detail::ObserverList& listIn(std::atomic<detail::ObserverList*>& slot, FieldBase& field,
-                             detail::ObserverList::PresenceChanged changed, detail::ObserverList::PresenceTold told) {
+                             detail::ObserverList::PresenceChanged changed) {
     auto* list = slot.load(std::memory_order_acquire);
     if (list != nullptr) return *list;
-    auto* made = new detail::ObserverList(field, changed, told);
+    auto* made = new detail::ObserverList(field, changed);
     if (slot.compare_exchange_strong(list, made, std::memory_order_acq_rel)) return *made;
     made->close();
     return *list;
 }
 
-void ignorePresence(FieldBase&, bool) {}
+IFieldOwner* ignorePresence(FieldBase&, bool) {
+    return nullptr;
+}
 
 }  // namespace
 
 DelegateConnection FieldBase::addObserver(Observer observer) {
     if (!observer || !isValid()) return {};
     const auto changed = [](FieldBase& field, bool present) {
+        const std::lock_guard lock(detail::treeMutex());
         field._setState(kHasObservers, present);
         field._passWatchingToChildren(kAncestorObserved);
+        return field.getFieldType() == Types::kOutput ? field._getFieldOwner() : nullptr;
     };
-    const auto told = [](FieldBase& field, bool present) {
-        if (field.getFieldType() == Types::kOutput) field._tellOwner(0, present ? +1 : -1);
-    };
-    return listIn(_rareState().observers, *this, changed, told).add(std::move(observer));
+    return listIn(_rareState().observers, *this, changed).add(std::move(observer));
 }
 
 DelegateConnection FieldBase::addPropertyObserver(Observer observer) {
     if (!observer || !isValid()) return {};
-    return listIn(_rareState().propertyObservers, *this, ignorePresence, ignorePresence).add(std::move(observer));
+    return listIn(_rareState().propertyObservers, *this, ignorePresence).add(std::move(observer));
 }
 
 void FieldBase::_clearObservers() {

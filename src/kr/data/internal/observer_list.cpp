@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/data/field_base.h"
+#include "kr/data/i_field_owner.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/platform/guard.h"
 
@@ -31,7 +32,7 @@ void ObserverEntry::disconnect() noexcept {
 DelegateConnection ObserverList::add(ObserverFunction function) {
     Kr::KrSmartPtr<ObserverEntry> entry(new ObserverEntry(*this, std::move(function)));
     std::unique_ptr<Block> obsolete;
-    FieldBase* field = nullptr;
+    IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
@@ -43,27 +44,23 @@ DelegateConnection ObserverList::add(ObserverFunction function) {
         const auto end = _block->size.load(std::memory_order_relaxed);
         _block->entries[end] = entry;
         _block->size.store(end + 1, std::memory_order_release);
-        if (++_live == 1 && _field != nullptr) {
-            field = _field;
-            _changed(*field, true);
-        }
+        if (++_live == 1 && _field != nullptr) owner = _changed(*_field, true);
     }
-    if (field != nullptr) _told(*field, true);
+    if (owner != nullptr) owner->_onOutputCountsChanged(0, +1);
     return DelegateConnection(std::move(entry));
 }
 
 void ObserverList::_remove(ObserverEntry& entry) noexcept {
     std::unique_ptr<Block> obsolete;
     ObserverFunction dropped;
-    FieldBase* field = nullptr;
+    IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         if (!entry._live.exchange(false)) return;
         const auto size = _block->size.load(std::memory_order_relaxed);
         if (--_live == 0) {
             obsolete = _replaceBlock(nullptr);
-            field = _field;
-            if (field != nullptr) _changed(*field, false);
+            if (_field != nullptr) owner = _changed(*_field, false);
         } else if (size <= kAlwaysRebuildBelow || _live * 2 <= size) {
             try {
                 obsolete = _replaceBlock(_copyLive(*_block, _live, _live * 2));
@@ -74,7 +71,7 @@ void ObserverList::_remove(ObserverEntry& entry) noexcept {
             dropped = std::move(entry._function);
         }
     }
-    if (field != nullptr) _told(*field, false);
+    if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
 }
 
 void ObserverList::clear() noexcept {
@@ -88,7 +85,7 @@ void ObserverList::close() noexcept {
 
 void ObserverList::_end(bool forGood) noexcept {
     std::unique_ptr<Block> obsolete;
-    FieldBase* field = nullptr;
+    IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         if (_block) {
@@ -97,12 +94,11 @@ void ObserverList::_end(bool forGood) noexcept {
                 _block->entries[i]->_live.store(false);
             obsolete = _replaceBlock(nullptr);
             _live = 0;
-            field = _field;
-            if (field != nullptr) _changed(*field, false);
+            if (_field != nullptr) owner = _changed(*_field, false);
         }
         if (forGood) _field = nullptr;
     }
-    if (field != nullptr) _told(*field, false);
+    if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
 }
 
 std::unique_ptr<ObserverList::Block> ObserverList::_copyLive(const Block& block, std::uint32_t live,

@@ -42,13 +42,11 @@ private:
 /// The list outlives its field while a reader or a handle needs it.
 class ObserverList {
 public:
-    /// Told under the mutex when the first observer comes and the last one goes.
-    using PresenceChanged = void (*)(FieldBase& field, bool present);
-    /// Told after it, without the mutex.
-    using PresenceTold = void (*)(FieldBase& field, bool present);
+    /// Called under the mutex, while the field surely lives, when the first observer comes and the last one goes.
+    /// Answers the owner that counts the field as a watched output, or null; it is told without the mutex.
+    using PresenceChanged = IFieldOwner* (*)(FieldBase& field, bool present);
 
-    ObserverList(FieldBase& field, PresenceChanged changed, PresenceTold told) noexcept
-        : _field(&field), _changed(changed), _told(told) {}
+    ObserverList(FieldBase& field, PresenceChanged changed) noexcept : _field(&field), _changed(changed) {}
     ObserverList(const ObserverList&) = delete;
     ObserverList& operator=(const ObserverList&) = delete;
 
@@ -105,7 +103,6 @@ private:
     std::mutex _mutex;  // guards the members below
     FieldBase* _field;  // null once it is dying
     PresenceChanged _changed;
-    PresenceTold _told;
     std::unique_ptr<Block> _block;
     std::unique_ptr<Block> _retired;
     std::uint32_t _live{0};
