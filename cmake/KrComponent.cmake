@@ -26,7 +26,6 @@ function(kr_component layer)
 
   add_library(${name} OBJECT ${arg_SOURCES})
   target_include_directories(${name} PRIVATE "${root}")
-  target_compile_definitions(${name} PRIVATE KR_BUILDING_LIBRARY)
   target_link_libraries(${name} PRIVATE kr_build_options Threads::Threads ${arg_LINK})
   target_link_libraries(KrFoundation PRIVATE ${name} ${arg_LINK})
 

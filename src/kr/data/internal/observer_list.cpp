@@ -18,40 +18,42 @@ constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal 
 
 ObserverEntry::ObserverEntry(ObserverList& list, ObserverFunction function)
     : _list(list), _function(std::move(function)) {
-    _list._uses.fetch_add(ObserverList::kHolder);
+    _list._hold();
 }
 
 ObserverEntry::~ObserverEntry() {
-    _list._releaseHolder();
+    _list._letGo();
 }
 
 void ObserverEntry::disconnect() noexcept {
     _list._remove(*this);
 }
 
+IFieldOwner* ObserverList::_presenceChanged(bool present) {
+    return _field != nullptr ? _changed(*_field, present) : nullptr;
+}
+
 DelegateConnection ObserverList::add(ObserverFunction function) {
     Kr::KrSmartPtr<ObserverEntry> entry(new ObserverEntry(*this, std::move(function)));
-    std::unique_ptr<Block> obsolete;
     IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
         if (!_block || size == _block->capacity) {
             const auto room = std::max<std::uint32_t>(2, _live * 2);
-            auto next = _block ? _copyLive(*_block, _live, room) : std::make_unique<Block>(room);
-            obsolete = _replaceBlock(std::move(next));
+            _replaceBlock(_block ? _copyLive(*_block, _live, room) : Block::make(room));
         }
         const auto end = _block->size.load(std::memory_order_relaxed);
-        _block->entries[end] = entry;
+        _block->entries()[end] = entry;
         _block->size.store(end + 1, std::memory_order_release);
-        if (++_live == 1 && _field != nullptr) owner = _changed(*_field, true);
+        if (++_live == 1) owner = _presenceChanged(true);
     }
+    _collect();
     if (owner != nullptr) owner->_onOutputCountsChanged(0, +1);
     return DelegateConnection(std::move(entry));
 }
 
 void ObserverList::_remove(ObserverEntry& entry) noexcept {
-    std::unique_ptr<Block> obsolete;
     ObserverFunction dropped;
     IFieldOwner* owner = nullptr;
     {
@@ -59,110 +61,113 @@ void ObserverList::_remove(ObserverEntry& entry) noexcept {
         if (!entry._live.exchange(false)) return;
         const auto size = _block->size.load(std::memory_order_relaxed);
         if (--_live == 0) {
-            obsolete = _replaceBlock(nullptr);
-            if (_field != nullptr) owner = _changed(*_field, false);
+            _replaceBlock(nullptr);
+            owner = _presenceChanged(false);
         } else if (size <= kAlwaysRebuildBelow || _live * 2 <= size) {
             try {
-                obsolete = _replaceBlock(_copyLive(*_block, _live, _live * 2));
+                _replaceBlock(_copyLive(*_block, _live, _live * 2));
             } catch (const std::bad_alloc&) {
                 // The dead entry stays until memory can be had; nobody calls it.
             }
-        } else if ((_uses.load() & kReaders) == 0) {
+        } else if (!_isReaderInside()) {
             dropped = std::move(entry._function);
         }
     }
     if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
+    _collect();
 }
 
 void ObserverList::clear() noexcept {
     _end(false);
 }
-
 void ObserverList::close() noexcept {
     _end(true);
-    _releaseHolder();
 }
 
 void ObserverList::_end(bool forGood) noexcept {
-    std::unique_ptr<Block> obsolete;
     IFieldOwner* owner = nullptr;
+    Waiting waiting;
     {
         const std::lock_guard lock(_mutex);
         if (_block) {
             const auto size = _block->size.load(std::memory_order_relaxed);
             for (std::uint32_t i = 0; i < size; ++i)
-                _block->entries[i]->_live.store(false);
-            obsolete = _replaceBlock(nullptr);
+                _block->entries()[i]->_live.store(false);
+            _replaceBlock(nullptr);
             _live = 0;
-            if (_field != nullptr) owner = _changed(*_field, false);
+            owner = _presenceChanged(false);
         }
-        if (forGood) _field = nullptr;
+        if (forGood) {
+            _field = nullptr;
+            _waiting.fieldLetsGo = true;
+            _somethingWaits.store(true);
+        }
+        // In this step, or another thread could let go for the field, and the list would be gone.
+        waiting = _takeWaiting();
     }
     if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
+    _free(std::move(waiting));
 }
 
 std::unique_ptr<ObserverList::Block> ObserverList::_copyLive(const Block& block, std::uint32_t live,
                                                              std::uint32_t room) {
-    auto copy = std::make_unique<Block>(std::max(room, live));
+    auto copy = Block::make(std::max(room, live));
     const auto size = block.size.load(std::memory_order_relaxed);
     std::uint32_t used = 0;
     for (std::uint32_t i = 0; i < size && used < live; ++i) {
-        if (block.entries[i]->_live.load()) copy->entries[used++] = block.entries[i];
+        if (block.entries()[i]->_live.load()) copy->entries()[used++] = block.entries()[i];
     }
     copy->size.store(used, std::memory_order_relaxed);
     return copy;
 }
 
-/// Publishes the next block; answers the old one when it may be freed at once (by the caller, after the lock).
-std::unique_ptr<ObserverList::Block> ObserverList::_replaceBlock(std::unique_ptr<Block> next) noexcept {
+/// Publishes the next block; the old one waits for _collect.
+void ObserverList::_replaceBlock(std::unique_ptr<Block> next) noexcept {
     auto old = std::exchange(_block, std::move(next));
     _published.store(_block.get());
-    if (!old) return nullptr;
-    if ((_uses.fetch_or(kBlockWaits) & kReaders) == 0) {
-        _uses.fetch_and(~kBlockWaits);
-        return old;
+    if (!old) return;
+    old->nextRetired = std::move(_waiting.blocks);
+    _waiting.blocks = std::move(old);
+    _somethingWaits.store(true);
+}
+
+void ObserverList::_letGo() noexcept {
+    if (_holders.fetch_sub(1) == 1) delete this;
+}
+
+/// Under the mutex. Nothing while a reader is inside, which then frees it when it leaves.
+ObserverList::Waiting ObserverList::_takeWaiting() noexcept {
+    if (_isReaderInside()) return {};
+    _somethingWaits.store(false);
+    return std::exchange(_waiting, {});
+}
+
+/// The last use of the list: what is freed may be the last that holds it.
+void ObserverList::_free(Waiting waiting) noexcept {
+    while (waiting.blocks)
+        waiting.blocks = std::move(waiting.blocks->nextRetired);
+    if (waiting.fieldLetsGo) _letGo();
+}
+
+void ObserverList::_collect() noexcept {
+    if (!_somethingWaits.load()) return;
+    Waiting waiting;
+    {
+        const std::lock_guard lock(_mutex);
+        waiting = _takeWaiting();
     }
-    old->nextRetired = std::move(_retired);
-    _retired = std::move(old);
-    return nullptr;
+    _free(std::move(waiting));
 }
 
-void ObserverList::_releaseHolder() noexcept {
-    if (_uses.fetch_sub(kHolder) == kHolder) delete this;
-}
-
-void ObserverList::_leave() noexcept {
-    auto uses = _uses.load();
-    do {
-        while ((uses & kReaders) == kReader && (uses & kBlockWaits) != 0) {
-            _freeRetired();
-            uses = _uses.load();
-        }
-    } while (!_uses.compare_exchange_weak(uses, uses - kReader));
-    if (uses == kReader) delete this;
-}
-
-void ObserverList::_freeRetired() noexcept {
-    std::unique_ptr<Block> obsolete;
-    const std::lock_guard lock(_mutex);
-    // The one reader left is the caller, which is done; those that come now see the published block.
-    if ((_uses.load() & kReaders) == kReader) {
-        obsolete = std::move(_retired);
-        _uses.fetch_and(~kBlockWaits);
+void ObserverList::_leaveAndCollect(bool isFirst) noexcept {
+    Waiting waiting;
+    {
+        // In one step, or another thread could collect in between, and the list with it.
+        const std::lock_guard lock(_mutex);
+        _leave(isFirst);
+        waiting = _takeWaiting();
     }
-}
-
-ObserverList::Reader::Reader(ObserverList* list) noexcept : _list(list) {
-    if (_list == nullptr) return;
-    _list->_uses.fetch_add(kReader);
-    if (const auto* block = _list->_published.load()) {
-        _size = block->size.load(std::memory_order_acquire);
-        _entries = block->entries.get();
-    }
-}
-
-ObserverList::Reader::~Reader() {
-    if (_list != nullptr) _list->_leave();
+    _free(std::move(waiting));
 }
 
 void ObserverList::Reader::notify(const FieldBase& changed, const NotificationFrame& frame) const {
