@@ -252,8 +252,7 @@ private:
     void _countOutputsBelow(int sign, int& connected, int& watched) const;
     void _tellOwner(int connectedDelta, int watchedDelta) const;
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
-    void _removeOutgoing(Kr::KrConnectionBase* connection);
-    void _removeIncoming(Kr::KrConnectionBase* connection);
+    void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
     [[nodiscard]] bool _tellPropertyObservers(const FieldBase& changed) const;

@@ -29,7 +29,7 @@ constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal 
 
 void FieldBase::_setState(std::uint16_t bits, bool on) const noexcept {
     if (on) {
-        _state.fetch_or(bits, std::memory_order_relaxed);
+        _state.fetch_or(bits, std::memory_order_release);
     } else {
         _state.fetch_and(static_cast<std::uint16_t>(~bits), std::memory_order_relaxed);
     }
@@ -119,41 +119,39 @@ void FieldBase::_addConnection(Kr::KrConnectionBase* connection) {
 void FieldBase::_removeConnection(Kr::KrConnectionBase* connection) {
     if (connection == nullptr || !isValid()) return;
     if (connection->getSource() == this) {
-        _removeOutgoing(connection);
+        _unlistOutgoing(connection);
+        _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
     } else if (connection->getSink() == this) {
-        _removeIncoming(connection);
+        if (auto* rare = _rareIfAny()) rare->incoming.remove(connection);
+        _tellListeners(&FieldListener::onIncomingConnectionRemoved, connection);
     }
 }
 
-void FieldBase::_removeOutgoing(Kr::KrConnectionBase* connection) {
+void FieldBase::_unlistOutgoing(Kr::KrConnectionBase* connection) {
     if (_outgoing != nullptr && _outgoing->remove(connection) && _outgoing->size() == 0) {
         _setState(kHasOutgoing, false);
         _passWatchingToChildren(kAncestorConnected);
         if (getFieldType() == Types::kOutput) _tellOwner(-1, 0);
     }
-    _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
-}
-
-void FieldBase::_removeIncoming(Kr::KrConnectionBase* connection) {
-    if (auto* rare = _rareIfAny()) rare->incoming.remove(connection);
-    _tellListeners(&FieldListener::onIncomingConnectionRemoved, connection);
 }
 
 void FieldBase::_dropConnections() noexcept {
-    // One at a time from the live list: a listener may delete further connections.
-    while (_outgoing != nullptr) {
-        auto* connection = _outgoing->first();
-        if (connection == nullptr) break;
+    // One at a time from the live list: a listener may delete this connection and others. One that is still first
+    // after the other field's listeners is alive; the listeners here are told last.
+    while (auto* connection = _outgoing != nullptr ? _outgoing->first() : nullptr) {
         if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
-        _removeOutgoing(connection);
+        if (_outgoing->first() != connection) continue;
+        _unlistOutgoing(connection);
         connection->_onFieldDestroyed(*this);
+        _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
     }
-    while (auto* rare = _rareIfAny()) {
-        auto* connection = rare->incoming.first();
-        if (connection == nullptr) break;
+    auto* rare = _rareIfAny();
+    while (auto* connection = rare != nullptr ? rare->incoming.first() : nullptr) {
         if (auto* source = connection->getSource(); source != nullptr) source->_removeConnection(connection);
-        _removeIncoming(connection);
+        if (rare->incoming.first() != connection) continue;
+        rare->incoming.remove(connection);
         connection->_onFieldDestroyed(*this);
+        _tellListeners(&FieldListener::onIncomingConnectionRemoved, connection);
     }
 }
 
@@ -220,8 +218,10 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
     const auto* rare = _rareIfAny();
     if (rare == nullptr || rare->listeners.empty()) return;
     const detail::NotificationFrame frame(*this, *this);
+    const bool isTracked = Kr::KrBase::isKrBaseValid(connection);
     for (auto* listener : std::vector(rare->listeners)) {
         if (frame.fieldDied()) return;
+        if (isTracked && !Kr::KrBase::isKrBaseValid(connection)) return;  // deleted by the listener before
         const auto& now = rare->listeners;
         if (std::find(now.begin(), now.end(), listener) == now.end()) continue;
         Kr::callGuarded(
@@ -233,7 +233,8 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
 // --- Notification --------------------------------------------------------------------------------------------------
 
 void FieldBase::_notifyChanged(const FieldBase& changed) const {
-    const auto state = _state.load(std::memory_order_relaxed);
+    // Acquired, so that the list is there when the bit of an observer from another thread is.
+    const auto state = _state.load(std::memory_order_acquire);
     if ((state & kNoisy) == 0) return;
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
