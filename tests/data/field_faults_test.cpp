@@ -74,4 +74,68 @@ INSTANTIATE_TEST_SUITE_P(Ends, FieldFaultsDyingEnd,
                                          DyingEnd{"SinkToldAtTheSource", false, false}),
                          [](const auto& each) { return std::string(each.param.name); });
 
+// --- Containers that die under their own operations ------------------------------------------------------------------
+
+TEST(FieldFaults, AnObserverOfTheOldParentMayDestroyTheNewOne) {
+    Container old("Old");
+    auto next = std::make_unique<Container>("New");
+    auto* field = old.addField("Field", Types::kInteger);
+    const auto killer = old.addObserver([&](const FieldBase&) { next.reset(); });
+    EXPECT_FALSE(field->setParent(next.get()));
+    EXPECT_EQ(field->getParent(), &old) << "a refused move changes nothing";
+}
+
+TEST(FieldFaults, AContainerMayDieWhileItResetsItsChildren) {
+    auto* group = new Container("Group");
+    for (int i = 0; i < 3; ++i)
+        group->add<int>("Field", 1);
+    const auto killer = group->at(0).addObserver([&](const FieldBase&) { delete std::exchange(group, nullptr); });
+    group->reset();
+    EXPECT_EQ(group, nullptr);
+}
+
+TEST(FieldFaults, AContainerMayDieWithItsChildren) {
+    auto* group = new Container("Group");
+    auto* source = group->add<int>("Source");
+    Field<int> sink("Sink");
+    const FakeConnection connection(*source, sink);
+    Listener listener([&](auto*) { delete std::exchange(group, nullptr); });
+    sink.registerListener(&listener);
+    group->clear();
+    EXPECT_EQ(group, nullptr);
+    EXPECT_FALSE(connection.isValid());
+    sink.unregisterListener(&listener);
+}
+
+TEST(FieldFaults, ACopyMayKillItsDestination) {
+    Container source("Source");
+    for (int i = 0; i < 3; ++i)
+        source.add<int>("Field");
+    auto* destination = new Container("Destination");
+    const auto killer = destination->addObserver([&](const FieldBase&) { delete std::exchange(destination, nullptr); });
+    source.copyFieldsTo(destination);
+    EXPECT_EQ(destination, nullptr);
+}
+
+TEST(FieldFaults, AContainerMayBecomeTheLikenessOfADescendant) {
+    Container top("Top");
+    top.addContainer("Group")->add<int>("X", 7);
+    top._cloneFrom(top["Group"]);
+    ASSERT_EQ(top.size(), 1U);
+    EXPECT_EQ(top["X"].get<int>(), 7);
+}
+
+TEST(FieldFaults, ADyingChildMayTakeItsSiblingAlong) {
+    Container group("Group");
+    auto* first = group.add<int>("First");
+    FieldBase* second = group.add<int>("Second");
+    Field<int> sink("Sink");
+    const FakeConnection connection(*first, sink);
+    Listener listener([&](auto*) { delete std::exchange(second, nullptr); });
+    sink.registerListener(&listener);
+    group.clear();
+    EXPECT_TRUE(group.empty());
+    sink.unregisterListener(&listener);
+}
+
 }  // namespace field_faults_test

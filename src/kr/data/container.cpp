@@ -28,7 +28,7 @@ Container::Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldTyp
     : FieldBase(id, Types::kContainer), _fieldType(fieldType) {}
 
 Container::Container(const Container& source) : FieldBase(source), _fieldType(source._fieldType) {
-    _cloneChildrenFrom(source);
+    _takeCopies(_duplicateChildren(source));
 }
 
 Container::~Container() {
@@ -94,25 +94,23 @@ Container::iterator Container::erase(iterator position) {
 
 void Container::clear() {
     if (empty() || !_mayRemove(size())) return;
+    const detail::NotificationFrame frame(*this, *this);
     _destroyChildren();
-    if (_has(kHasObservers | kAncestorObserved)) _notifyLater(*this);
+    if (!frame.fieldDied() && _has(kHasObservers | kAncestorObserved)) _notifyLater(*this);
 }
 
 void Container::_destroyChildren() {
-    Children doomed;
-    int connected = 0;
-    int watched = 0;
+    const detail::NotificationFrame frame(*this, *this);
     {
         const std::lock_guard lock(detail::treeMutex());
-        doomed.swap(_children);
-        for (auto* child : doomed) {
-            child->_countOutputsBelow(-1, connected, watched);
-            child->_parent = nullptr;  // so that the dying child does not look for itself here
-        }
+        // The first one stands last then, and each leaves from the end.
+        std::reverse(_children.begin(), _children.end());
+        for (auto* child : _children)
+            child->_inheritWatching(kAncestorObserved, false);  // who observes hears once, of all
     }
-    _tellOwner(connected, watched);
-    for (auto* child : doomed)
-        delete child;
+    // Whoever hears of a child's death may destroy its siblings, and this container.
+    while (!frame.fieldDied() && !_children.empty())
+        delete _children.back();
 }
 
 void Container::_restartInternalIdentifiers() noexcept {
@@ -168,7 +166,7 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
         }
         field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
         field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
-        field->_countOutputsBelow(+1, connected, watched);
+        if (_getFieldOwner() != nullptr) field->_countOutputsBelow(+1, connected, watched);
     }
     _tellOwner(connected, watched);
     if (field->_has(kAncestorObserved)) _notifyLater(*field);
@@ -183,7 +181,7 @@ bool Container::_removeField(FieldBase* field) {
     bool wasObserved = false;
     {
         const std::lock_guard lock(detail::treeMutex());
-        field->_countOutputsBelow(-1, connected, watched);
+        if (_getFieldOwner() != nullptr) field->_countOutputsBelow(-1, connected, watched);
         _children.erase(std::next(found).base());
         field->_parent = nullptr;
         wasObserved = field->_has(kAncestorObserved);
@@ -346,12 +344,19 @@ FieldBase* Container::_duplicateChild(const FieldBase& child) const {
     return child._duplicate();
 }
 
-void Container::_cloneChildrenFrom(const Container& source) {
-    _children.reserve(source.size());
+FieldBase::Children Container::_duplicateChildren(const Container& source) const {
+    Children copies;
+    copies.reserve(source.size());
     for (const auto* child : source._children) {
-        auto* copy = _duplicateChild(*child);
-        if (copy == nullptr) continue;
-        // Unique there, so unique here: no search for a double.
+        if (auto* copy = _duplicateChild(*child)) copies.push_back(copy);
+    }
+    return copies;
+}
+
+void Container::_takeCopies(const Children& copies) {
+    _children.reserve(copies.size());
+    for (auto* copy : copies) {
+        // Unique in their source, so unique here: no search for a double.
         _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);
         _insertChild(copy, size());
     }
@@ -362,9 +367,12 @@ void Container::_cloneFrom(const FieldBase& source) {
     FieldBase::_cloneFrom(source);
     if (source.getDataType() != Types::kContainer) return;
     const auto& container = static_cast<const Container&>(source);
+    // Copied first: the source may be one of the fields below that go.
+    const auto copies = _duplicateChildren(container);
+    const auto fieldType = container._fieldType;
     _destroyChildren();
-    _fieldType = container._fieldType;
-    _cloneChildrenFrom(container);
+    _fieldType = fieldType;
+    _takeCopies(copies);
 }
 
 void Container::copyFieldsTo(Container* destination) const {
@@ -372,8 +380,10 @@ void Container::copyFieldsTo(Container* destination) const {
     std::unordered_set<std::uint32_t> taken;
     for (const auto* child : destination->_children)
         taken.insert(child->_internalIdentifier);
+    // Observers of the destination may destroy either container.
+    const detail::NotificationFrame frame(*this, *destination);
     const auto count = size();
-    for (std::size_t i = 0; i < count && i < size(); ++i) {
+    for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < count && i < size(); ++i) {
         auto* copy = _children[i]->_duplicate();
         if (copy == nullptr) continue;
         if (!destination->_mayAdd(*copy)) {
@@ -460,7 +470,8 @@ bool Container::isEqual(const FieldBase& other) const {
 }
 
 void Container::reset() {
-    for (std::size_t i = 0; i < size(); ++i)
+    const detail::NotificationFrame frame(*this, *this);
+    for (std::size_t i = 0; !frame.fieldDied() && i < size(); ++i)
         _children[i]->reset();
 }
 

@@ -175,10 +175,16 @@ bool FieldBase::setParent(Container* parent) {
     if (_parent == parent) return true;
     if (parent != nullptr && !parent->_mayAdd(*this)) return false;
     if (_parent != nullptr && !_parent->_mayRemove(1)) return false;
+    auto* const old = _parent;
     const detail::NotificationFrame frame(*this, *this);
-    if (_parent != nullptr) _parent->_removeField(this);
+    const detail::NotificationFrame places(old != nullptr ? *old : *this, parent != nullptr ? *parent : *this);
+    if (old != nullptr) old->_removeField(this);
     if (frame.fieldDied()) return true;
-    if (parent != nullptr) parent->_addField(this);
+    // An observer of the old container may have destroyed the new one, or moved it below this field.
+    if (parent != nullptr && (places.changedDied() || !parent->_addField(this))) {
+        if (old != nullptr && !places.fieldDied()) old->_addField(this);
+        return false;
+    }
     if (!frame.fieldDied()) _notifyPropertyChangedBothWays();
     return true;
 }
