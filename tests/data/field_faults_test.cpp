@@ -138,4 +138,33 @@ TEST(FieldFaults, ADyingChildMayTakeItsSiblingAlong) {
     sink.unregisterListener(&listener);
 }
 
+// --- Observer lists --------------------------------------------------------------------------------------------------
+
+TEST(FieldFaults, AnObserverMayRegisterAndEndAMillionTimes) {
+    Field<int> field("Field");
+    const auto handle = field.addObserver([&](const FieldBase&) {
+        for (int i = 0; i < 1'000'000; ++i)
+            const auto brief = field.addObserver([](const FieldBase&) {});
+    });
+    field.setValue(1);
+    EXPECT_TRUE(field.hasWatchers());
+}
+
+TEST(FieldFaults, HandlesEndOnAnotherThreadWhileTheirOutputDies) {
+    for (int round = 0; round < 500; ++round) {
+        FakeOwner owner;
+        auto* group = new Container("Outputs", &owner, Types::kOutput);
+        auto handle = group->add<int>("Output")->addObserver([](const FieldBase&) {});
+        std::latch start(2);
+        std::thread other([&] {
+            start.arrive_and_wait();
+            handle.disconnect();
+        });
+        start.arrive_and_wait();
+        group->removeField("Output");
+        other.join();
+        ASSERT_EQ(owner.outputs(), std::pair(0, 0)) << "round " << round;
+    }
+}
+
 }  // namespace field_faults_test
