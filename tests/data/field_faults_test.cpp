@@ -167,4 +167,23 @@ TEST(FieldFaults, HandlesEndOnAnotherThreadWhileTheirOutputDies) {
     }
 }
 
+// --- Copies ----------------------------------------------------------------------------------------------------------
+
+TEST(FieldFaults, ALikenessOfAnExtensionFieldRefersToTheSameInterface) {
+    const KrData::ExtensionField source("A", "Demo::IWheel");
+    KrData::ExtensionField likeness("B", "Demo::IOther");
+    likeness._cloneFrom(source);
+    EXPECT_EQ(likeness.getInterfaceId(), source.getInterfaceId());
+}
+
+TEST(FieldFaults, DeepTreesAreClonedAndDestroyedQuickly) {
+    constexpr int kDepth = 2000;
+    Container top("Top");
+    Container* lowest = &top;
+    for (int i = 0; i < kDepth; ++i)
+        lowest = lowest->addContainer("Group");
+    for (int i = 0; i < 20; ++i)
+        delete top.clone(nullptr);
+}
+
 }  // namespace field_faults_test

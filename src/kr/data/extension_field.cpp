@@ -34,4 +34,9 @@ ExtensionField* ExtensionField::clone(Container* parent) const {
     return clone(getID(), parent);
 }
 
+void ExtensionField::_cloneFrom(const FieldBase& source) {
+    Field::_cloneFrom(source);
+    if (const auto* same = dynamic_cast<const ExtensionField*>(&source)) _interfaceId = same->_interfaceId;
+}
+
 }  // namespace KrData

@@ -18,6 +18,7 @@ public:
     [[nodiscard]] ExtensionField* _duplicate() const override;
     [[nodiscard]] ExtensionField* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] ExtensionField* clone(Container* parent) const override;
+    void _cloneFrom(const FieldBase& source) override;
 
 private:
     Kr::KrID _interfaceId;
