@@ -194,6 +194,8 @@ TEST_F(InterfaceTypes, AreNamedWhileTheyAreRegistered) {
 
 TEST_F(InterfaceTypes, LetTheirPredicateDecideOnAnImplementation) {
     EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel)) << "not registered";
+    Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel", {});
+    EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel)) << "without a predicate";
     KrSim::IExtension* asked = nullptr;
     bool answer = true;
     Types::_registerInterfaceFieldType("Demo::IWheel", "Wheel", [&](KrSim::IExtension* implementation) {

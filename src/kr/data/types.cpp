@@ -256,10 +256,9 @@ bool Types::extensionIsInterfaceFieldType(KrSim::KrExtension* extension, const K
         auto& table = interfaceTable();
         const std::lock_guard lock(table.mutex);
         const auto found = table.interfaces.find(interfaceId);
-        if (found == table.interfaces.end()) return false;
+        if (found == table.interfaces.end() || !found->second.predicate) return false;
         predicate = found->second.predicate;
     }
-    if (!predicate) return true;
     bool accepted = false;
     Kr::callGuarded(
         kPredicateTexts, [&] { return interfaceId.str(); }, [&] { accepted = predicate(implementation); });

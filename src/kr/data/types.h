@@ -100,7 +100,7 @@ public:
     /// extension without an implementation and for an unknown interface. A predicate that throws answers false.
     [[nodiscard]] static bool extensionIsInterfaceFieldType(KrSim::KrExtension* extension, const Kr::KrID& interfaceId);
 
-    /// Adds or replaces an interface type; a predicate that is empty accepts every implementation.
+    /// Adds or replaces an interface type; an empty predicate accepts no extension.
     static Kr::KrID _registerInterfaceFieldType(const char* interfaceName, const char* displayName,
                                                 AcceptancePredicate predicate);
     static void _unregisterInterfaceFieldType(const char* interfaceName);
