@@ -20,8 +20,9 @@ public:
 /// Holds the registration of a function: an observer of a field, a listener of the log.
 ///
 /// Destroying or disconnecting it ends the registration. A function that runs at that moment on this thread finishes;
-/// it is not called again. The handle may outlive what it is registered with, and may be destroyed by the function
-/// itself. Movable, not copyable. One thread at a time per handle.
+/// it is not called again. One that runs on another thread may still be running afterwards. The handle may outlive what
+/// it is registered with, and may be destroyed by the function itself. Movable, not copyable. One thread at a time per
+/// handle.
 class KR_API DelegateConnection {
 public:
     DelegateConnection() noexcept = default;

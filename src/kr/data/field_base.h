@@ -85,7 +85,8 @@ public:
     /// The first child with this identifier, else the invalid field.
     [[nodiscard]] virtual FieldBase& operator[](const Kr::KrID& id);
     [[nodiscard]] virtual const FieldBase& operator[](const Kr::KrID& id) const;
-    /// Tells connections, containers and observers that `changed`, this field or one below it, has a new value.
+    /// Tells connections, containers and observers that `changed`, this field or one below it, has a new value. Setters
+    /// call it only where somebody may hear of it.
     virtual void _notifyChanged(const FieldBase& changed) const;
     virtual void _notifyPropertyChangedToParents(const FieldBase& changed) const;
     /// Makes this field a dynamic likeness of `source`: properties, internal identifier, hidden metadata, value.

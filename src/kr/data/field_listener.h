@@ -8,7 +8,8 @@ namespace KrData {
 /// Learns of connections that a field gains and loses. Override what is of interest.
 ///
 /// Ownership: borrowed by the field; unregister it before it dies. Thread: the one that connects.
-/// A listener may register and unregister listeners; one registered during a call is told from the next call on.
+/// A listener may register and unregister listeners; one registered during a call is told from the next call on. It may
+/// delete the connection that it is told of, and those behind it do not hear of that any more.
 class KR_API FieldListener {
 public:
     FieldListener() = default;
@@ -18,6 +19,7 @@ public:
 
     /// Told again when a connection that is already listed is added once more.
     virtual void onIncomingConnectionAdded(Kr::KrConnectionBase* connection);
+    /// When the field dies, the connection has lost both its ends before the field's own listeners are told.
     virtual void onIncomingConnectionRemoved(Kr::KrConnectionBase* connection);
     virtual void onOutgoingConnectionAdded(Kr::KrConnectionBase* connection);
     virtual void onOutgoingConnectionRemoved(Kr::KrConnectionBase* connection);

@@ -10,7 +10,8 @@ class KR_API IFieldOwner {
 public:
     /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers),
     /// told when an output gets its first or loses its last, and when an output joins or leaves the owner.
-    /// Runs on the thread that made the change, without a lock held.
+    /// Runs on the thread that made the change, without a lock held; an owner dies when no other thread can be ending
+    /// an observer of its outputs.
     virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
 
     virtual KrSim::KrExtension* _asExtension() noexcept = 0;
