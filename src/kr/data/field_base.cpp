@@ -277,7 +277,9 @@ void FieldBase::setPhysicalDimensionHint(Kr::KrPhysicalDimension::eDimensionHint
     if (!isValid() || getPhysicalDimensionHint() == hint) return;
     if (hint == Hint{}) {
         getInternal().removeField(dimensionHintId());
-    } else if (auto* field = getInternal().addField(dimensionHintId(), Types::kEnumeration)) {
+    } else {
+        auto* field = getInternal().addField(dimensionHintId(), Types::kEnumeration);
+        if (field == nullptr) return;  // a tool's field of another type has this name
         field->set(Kr::KrEnum(typeid(Hint), static_cast<int>(hint)));
     }
     _notifyPropertyChanged();

@@ -78,7 +78,7 @@ private:
     bool _write(std::string_view line) {
         while (!line.empty()) {
             const ssize_t written = ::write(_descriptor, line.data(), line.size());
-            if (written < 0 && errno != EINTR) return false;
+            if (written == 0 || (written < 0 && errno != EINTR)) return false;
             if (written > 0) line.remove_prefix(static_cast<std::size_t>(written));
         }
         return true;
