@@ -103,8 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ParseCase{"OnlyASlash", "base:///", nullptr, true},
                     ParseCase{"TrailingSlash", "base:///Node/house/", nullptr, true},
                     ParseCase{"DoubledSlash", "base:////Node/house", nullptr, true},
-                    ParseCase{"OtherScheme", "http:///Node/house", nullptr, true},
-                    ParseCase{"SevenOtherCharacters", "missing", nullptr, true}),
+                    ParseCase{"OtherScheme", "http:///Node/house", "house", false},
+                    ParseCase{"SevenOtherCharacters", "missing", "root", false}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(BaseReference, BuiltFromAPathReadsBack) {

@@ -154,8 +154,8 @@ KrBase* KrBaseReference::parse(KrBase* context) {
     if (isCached) _target = cache.find(context, _text);
     if (_target) return _target;
 
-    const std::string_view text = _text;
-    if (text.substr(0, kScheme.size()) == kScheme) _target = walk(context, text.substr(kScheme.size()));
+    // What the scheme says is not looked at, only its length: texts with another scheme name the same path.
+    _target = walk(context, std::string_view(_text).substr(kScheme.size()));
     if (!_target) {
         logMessage(eLogLevel::kDebug, "KrBaseReference: Could not locate object with path %s.\n", _text.c_str());
     } else if (isCached) {

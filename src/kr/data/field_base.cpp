@@ -74,12 +74,12 @@ void FieldBase::_detachFromEverything() noexcept {
     detail::NotificationFrame::onFieldDestroyed(*this);
     // First of all, so that a handle which ends on another thread does not find half a field.
     if (auto* rare = _rareIfAny()) {
+        if (rare->liveness) rare->liveness->_fieldDied();
         if (auto* observers = rare->observers.exchange(nullptr)) observers->close();
         if (auto* observers = rare->propertyObservers.exchange(nullptr)) observers->close();
     }
     if (_parent != nullptr) _parent->_removeField(this);
     _dropConnections();
-    if (auto* rare = _rareIfAny(); rare != nullptr && rare->liveness) rare->liveness->_fieldDied();
 }
 
 FieldBase& FieldBase::getInvalidField() {

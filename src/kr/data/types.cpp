@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
+#include <memory>
 #include <mutex>
-#include <typeindex>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -141,7 +140,7 @@ const ValueType* findValueType(const std::type_info& valueType) {
 
 struct RegisteredInterface {
     std::string displayName;
-    Types::AcceptancePredicate predicate;
+    std::shared_ptr<const Types::AcceptancePredicate> predicate;  // shared, so that a caller need not copy it
 };
 
 struct InterfaceTable {
@@ -233,7 +232,8 @@ Types::DataTypeEnum Types::mapType(const std::type_info& valueType) noexcept {
 Kr::KrID Types::_registerInterfaceFieldType(const char* interfaceName, const char* displayName,
                                             AcceptancePredicate predicate) {
     const Kr::KrID id(interfaceName);
-    RegisteredInterface entry{displayName != nullptr ? displayName : "", std::move(predicate)};
+    RegisteredInterface entry{displayName != nullptr ? displayName : "",
+                              std::make_shared<Types::AcceptancePredicate>(std::move(predicate))};
     auto& table = interfaceTable();
     const std::lock_guard lock(table.mutex);
     // The replaced entry is destroyed after the lock: its predicate is code of others.
@@ -251,17 +251,18 @@ void Types::_unregisterInterfaceFieldType(const char* interfaceName) {
 bool Types::extensionIsInterfaceFieldType(KrSim::KrExtension* extension, const Kr::KrID& interfaceId) {
     auto* implementation = ExtensionFunctions::implementationOf(extension);
     if (implementation == nullptr) return false;
-    AcceptancePredicate predicate;
+    std::shared_ptr<const AcceptancePredicate> predicate;
     {
         auto& table = interfaceTable();
         const std::lock_guard lock(table.mutex);
         const auto found = table.interfaces.find(interfaceId);
-        if (found == table.interfaces.end() || !found->second.predicate) return false;
+        if (found == table.interfaces.end()) return false;
         predicate = found->second.predicate;
     }
+    if (!*predicate) return false;
     bool accepted = false;
     Kr::callGuarded(
-        kPredicateTexts, [&] { return interfaceId.str(); }, [&] { accepted = predicate(implementation); });
+        kPredicateTexts, [&] { return interfaceId.str(); }, [&] { accepted = (*predicate)(implementation); });
     return accepted;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <exception>
 #include <string>
 
+#include "kr/platform/export.h"
 #include "kr/platform/log.h"
 
 namespace Kr {
@@ -14,6 +14,9 @@ struct GuardTexts {
     const char* onUnknown;    ///< one %s: the name of the object
 };
 
+/// Logs the exception that is being handled. Only inside a catch block.
+KR_API void _logCaughtException(const GuardTexts& texts, const std::string& name);
+
 /// The one way to run code of others: no exception leaves it.
 ///
 /// \param nameOf  answers the name of the object for the log line; called only after an exception.
@@ -24,12 +27,13 @@ bool callGuarded(const GuardTexts& texts, const NameOf& nameOf, Call&& call) {
     try {
         call();
         return true;
-    } catch (const std::exception& exception) {
-        logMessage(texts.level, texts.onException, std::string(nameOf()).c_str(), exception.what());
     } catch (...) {
-        logMessage(texts.level, texts.onUnknown, std::string(nameOf()).c_str());
+        try {
+            _logCaughtException(texts, nameOf());
+        } catch (...) {  // a log handler that throws, too: nobody is left to tell
+        }
+        return false;
     }
-    return false;
 }
 
 }  // namespace Kr
