@@ -1,0 +1,137 @@
+#pragma once
+
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "kr/math/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/platform/uuid.h"
+
+namespace KrSim {
+
+static_assert(std::endian::native == std::endian::little, "payloads travel between machines without conversion");
+
+/// The plain values of a payload, each copied with its own width: 1 byte for bool, 8 for long and long long alike.
+/// Not char: say signed char or unsigned char. Enumerations are written as a number of known width.
+template <class T>
+concept EventScalar =
+    std::same_as<T, bool> || std::same_as<T, signed char> || std::same_as<T, unsigned char> || std::same_as<T, short> ||
+    std::same_as<T, unsigned short> || std::same_as<T, int> || std::same_as<T, unsigned int> || std::same_as<T, long> ||
+    std::same_as<T, unsigned long> || std::same_as<T, long long> || std::same_as<T, unsigned long long> ||
+    std::same_as<T, float> || std::same_as<T, double>;
+
+/// Payload of an event: bytes without tags or padding, written at the end and read from the start. Reader and writer
+/// must agree on the sequence of types; docs/events.md has the width of each.
+///
+/// A read past the end is logged at error level as "EventData::operator>>, reading pass end of data\n" and never
+/// throws; the target is then as it was, and so is the position. The exceptions, strings and matrices, stand at their
+/// operators. Writing throws std::bad_alloc and changes nothing when memory runs out. Thread: none. Also the const
+/// operations, which move the read position and trim the bytes, need a lock of the caller.
+class KR_API EventData {
+public:
+    EventData() noexcept = default;
+    /// Writes go on behind these bytes, reads begin at the first; the same holds for every copy, move and setData.
+    explicit EventData(const std::vector<std::uint8_t>& data);
+    explicit EventData(std::vector<std::uint8_t>&& data) noexcept;
+    EventData(const EventData& other);
+    /// Leaves the other one empty.
+    EventData(EventData&& other) noexcept;
+    EventData& operator=(const EventData& other);
+    EventData& operator=(EventData&& other) noexcept;
+    virtual ~EventData();
+
+    /// The bytes written so far. The reference is good, and its content right, until the next write or change.
+    [[nodiscard]] const std::vector<std::uint8_t>& data() const;
+    void setData(const std::vector<std::uint8_t>& data);
+    void setData(std::vector<std::uint8_t>&& data) noexcept;
+    /// Empties it and keeps the memory.
+    void clear() noexcept;
+
+    /// For operators of further types: appends the bytes of a value.
+    template <class T>
+    void _write(const T& value) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        std::memcpy(_extend(sizeof(T)), &value, sizeof(T));
+    }
+    /// For operators of further types: false, and an error logged, when the bytes that are left do not make a value.
+    template <class T>
+    bool _read(T& value) const {
+        static_assert(std::is_trivially_copyable_v<T>);
+        if (_unread() < sizeof(T)) {
+            _reportPastEnd();
+            return false;
+        }
+        std::memcpy(&value, _bytes.data() + _readPosition, sizeof(T));
+        _readPosition += sizeof(T);
+        return true;
+    }
+    /// A text too long for its 4-byte length is written as an empty one, so that what follows stays readable, and
+    /// reported at error level.
+    void _writeText(const char* text, std::size_t length);
+    void _readText(std::string& text) const;
+    void _readMatrix(KrMath::Matrix44T<double>& matrix) const;
+
+    /// Number of bytes between the read position and the end.
+    [[nodiscard]] std::size_t _unread() const noexcept { return _writePosition - _readPosition; }
+    /// The next read begins at the first byte again.
+    void _rewind() const noexcept { _readPosition = 0; }
+
+private:
+    static void _reportPastEnd();
+
+    std::uint8_t* _extend(std::size_t count) {
+        if (_bytes.size() - _writePosition < count) _grow(count);
+        std::uint8_t* const end = _bytes.data() + _writePosition;
+        _writePosition += count;
+        return end;
+    }
+    void _grow(std::size_t count);
+
+    // The payload is what stands before the write position; the vector is kept longer, because lengthening it with
+    // every value would cost more than the copy, and is cut when somebody asks for it.
+    mutable std::vector<std::uint8_t> _bytes;
+    std::uint64_t _writePosition{0};
+    mutable std::uint64_t _readPosition{0};
+};
+
+template <EventScalar T>
+EventData& operator<<(EventData& data, T value) {
+    data._write(value);
+    return data;
+}
+
+/// Any byte but 0 reads as true.
+template <EventScalar T>
+const EventData& operator>>(const EventData& data, T& value) {
+    if constexpr (std::same_as<T, bool>) {
+        std::uint8_t byte;
+        if (data._read(byte)) value = byte != 0;
+    } else {
+        data._read(value);
+    }
+    return data;
+}
+
+/// A 4-byte length and the text without terminator. A null pointer is written as an empty text.
+KR_API EventData& operator<<(EventData& data, const std::string& text);
+KR_API EventData& operator<<(EventData& data, const char* text);
+/// When the length cannot be read, the text is empty. When fewer bytes are left than the length says, the text becomes
+/// that many NUL characters and the read position stays behind the length; without memory for them it becomes empty.
+KR_API const EventData& operator>>(const EventData& data, std::string& text);
+
+/// 16 numbers, row by row. When not all can be read, the matrix takes those that can; the others are unspecified, and
+/// each of them is reported.
+KR_API EventData& operator<<(EventData& data, const KrMath::Matrix44T<double>& matrix);
+KR_API const EventData& operator>>(const EventData& data, KrMath::Matrix44T<double>& matrix);
+
+/// The 17 bytes of KrUuid::getBytes().
+KR_API EventData& operator<<(EventData& data, const KrUuid& uuid);
+KR_API const EventData& operator>>(const EventData& data, KrUuid& uuid);
+
+}  // namespace KrSim

@@ -1,0 +1,407 @@
+#include "kr/events/event_data.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/math/matrix44.h"
+#include "kr/platform/log.h"
+#include "kr/platform/runtime_error.h"
+#include "kr/platform/uuid.h"
+#include "tests/support/log_capture.h"
+
+namespace event_data_test {
+
+using KrSim::EventData;
+using Matrix = KrMath::Matrix44T<double>;
+using testing::Each;
+using testing::ElementsAre;
+using testing::SizeIs;
+using Bytes = std::vector<std::uint8_t>;
+
+const char* const kPastEnd = "2 EventData::operator>>, reading pass end of data\n";
+
+/// "01 02 ff" as bytes.
+Bytes fromHex(const std::string& hex) {
+    Bytes bytes;
+    for (std::size_t at = 0; at + 2 <= hex.size(); at += 3)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(hex.substr(at, 2), nullptr, 16)));
+    return bytes;
+}
+
+std::string zeros(std::size_t count) {
+    std::string hex;
+    for (std::size_t i = 0; i < count; ++i)
+        hex += "00 ";
+    return hex;
+}
+
+Matrix countingMatrix() {
+    Matrix matrix;
+    for (std::size_t i = 0; i < 16; ++i)
+        matrix.m[i] = i == 1 ? 2.0 : 0.0;
+    return matrix;
+}
+
+KrSim::KrUuid countingUuid() {
+    KrSim::KrUuid::Bytes bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(0xA0 + i);
+    return KrSim::KrUuid(bytes);
+}
+
+/// One value with the bytes that stand for it. The functions keep the type, so that one table holds all of them.
+struct EncodingCase {
+    std::string name;
+    std::string hex;
+    bool isScalar;
+    std::function<void(EventData&)> write;
+    std::function<bool(const EventData&)> readsBack;
+    std::function<bool(const EventData&)> keepsTarget;  ///< reads into another value; whether that is as it was
+};
+
+template <class T>
+EncodingCase row(const char* name, T value, T other, const std::string& hex, bool isScalar = true) {
+    return {name,
+            hex,
+            isScalar,
+            [value](EventData& data) { data << value; },
+            [value, other](const EventData& data) {
+                T read = other;
+                data >> read;
+                return read == value;
+            },
+            [other](const EventData& data) {
+                T read = other;
+                data >> read;
+                return read == other;
+            }};
+}
+
+std::vector<EncodingCase> encodingCases() {
+    using String = std::string;
+    const String word = "61 62 63 ";
+    return {
+        row<bool>("True", true, false, "01"),
+        row<bool>("False", false, true, "00"),
+        row<signed char>("SignedChar", -2, 1, "fe"),
+        row<unsigned char>("UnsignedChar", 0xFE, 1, "fe"),
+        row<short>("Short", -2, 1, "fe ff"),
+        row<unsigned short>("UnsignedShort", 0x0102, 1, "02 01"),
+        row<int>("Int", 0x01020304, 1, "04 03 02 01"),
+        row<unsigned int>("UnsignedInt", 0xFFFFFFFE, 1, "fe ff ff ff"),
+        row<float>("Float", 1.0F, 2.0F, "00 00 80 3f"),
+        row<double>("Double", -2.0, 1.0, "00 00 00 00 00 00 00 c0"),
+        row<long>("Long", -2, 1, "fe ff ff ff ff ff ff ff"),
+        row<unsigned long>("UnsignedLong", 0x0102030405060708, 1, "08 07 06 05 04 03 02 01"),
+        row<long long>("LongLong", -2, 1, "fe ff ff ff ff ff ff ff"),
+        row<unsigned long long>("UnsignedLongLong", 0x0102030405060708, 1, "08 07 06 05 04 03 02 01"),
+        row<String>("Text", "abc", "x", "03 00 00 00 " + word, false),
+        row<String>("TextWithNul", String("a\0c", 3), "x", "03 00 00 00 61 00 63", false),
+        row<String>("EmptyText", "", "x", "00 00 00 00", false),
+        row<Matrix>("Matrix", countingMatrix(), Matrix(), zeros(15) + "40 " + zeros(112), false),
+        row<KrSim::KrUuid>("Uuid", countingUuid(), KrSim::KrUuid(),
+                           "a0 a1 a2 a3 a4 a5 a6 a7 a8 a9 aa ab ac ad ae af b0"),
+    };
+}
+
+/// Those that are read whole or not at all.
+std::vector<EncodingCase> scalarCases() {
+    std::vector<EncodingCase> cases = encodingCases();
+    std::erase_if(cases, [](const EncodingCase& each) { return !each.isScalar; });
+    return cases;
+}
+
+class EventDataEncoding : public testing::TestWithParam<EncodingCase> {};
+
+TEST_P(EventDataEncoding, HasTheseBytesAtAnyOffset) {
+    EventData data;
+    data << static_cast<unsigned char>(0x77);
+    GetParam().write(data);
+    Bytes expected{0x77};
+    for (const std::uint8_t byte : fromHex(GetParam().hex))
+        expected.push_back(byte);
+    EXPECT_EQ(data.data(), expected);
+
+    unsigned char first = 0;
+    data >> first;
+    EXPECT_TRUE(GetParam().readsBack(data));
+    EXPECT_EQ(data._unread(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, EventDataEncoding, testing::ValuesIn(encodingCases()),
+                         [](const auto& each) { return each.param.name; });
+
+class EventDataScalar : public testing::TestWithParam<EncodingCase> {};
+
+TEST_P(EventDataScalar, LeavesTargetAndPositionWhenCutAnywhere) {
+    const test_support::LogCapture log;
+    const Bytes whole = fromHex(GetParam().hex);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const EventData data(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
+        EXPECT_TRUE(GetParam().keepsTarget(data)) << length;
+        EXPECT_EQ(data._unread(), length);
+    }
+    EXPECT_THAT(log.lines(), SizeIs(whole.size()));
+    EXPECT_THAT(log.lines(), Each(kPastEnd));
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, EventDataScalar, testing::ValuesIn(scalarCases()),
+                         [](const auto& each) { return each.param.name; });
+
+// The 17th byte takes no part in comparison, so that a lost one would pass the table.
+TEST(EventData, CarriesTheStoredByteOfAUuid) {
+    EventData data;
+    data << countingUuid();
+    KrSim::KrUuid read;
+    data >> read;
+    EXPECT_EQ(read.getBytes(), countingUuid().getBytes());
+}
+
+// A copy of the byte into the bool itself would be neither true nor false.
+TEST(EventData, ReadsAnyByteButZeroAsTrue) {
+    bool value = false;
+    EventData(Bytes{0x02}) >> value;
+    EXPECT_TRUE(value);
+}
+
+TEST(EventData, WritesANullTextAsAnEmptyOne) {
+    const char* const nothing = nullptr;
+    EventData data;
+    data << nothing << "ab";
+    EXPECT_EQ(data.data(), fromHex("00 00 00 00 02 00 00 00 61 62"));
+}
+
+TEST(EventData, KeepsTheBitsOfNotANumber) {
+    EventData data;
+    data << std::numeric_limits<double>::signaling_NaN() << -0.0;
+    EXPECT_EQ(data.data(), fromHex("00 00 00 00 00 00 f4 7f 00 00 00 00 00 00 00 80"));
+}
+
+// What would be written with a width nobody named: 4 bytes for a character, 1 for a pointer taken as bool.
+template <class T>
+concept Writable = requires(EventData& data, T value) {
+    data << value;
+};
+enum Plain { kOne };
+static_assert(Writable<int> && Writable<char*> && Writable<std::string>);
+static_assert(!Writable<char> && !Writable<char16_t> && !Writable<wchar_t> && !Writable<long double>);
+static_assert(!Writable<int*> && !Writable<void (*)()> && !Writable<Plain>);
+
+// --- Cursors --------------------------------------------------------------------------------------------------------
+
+struct CursorCase {
+    const char* name;
+    EventData (*make)();
+    const char* hex;  ///< the bytes after one more short was written
+};
+
+EventData partlyRead() {
+    EventData data(Bytes{1, 2, 3});
+    unsigned char value = 0;
+    data >> value;
+    return data << static_cast<unsigned char>(4);
+}
+
+const CursorCase cursorCases[] = {
+    {"Default", [] { return EventData(); }, "09 00"},
+    {"Bytes",
+     [] {
+         return EventData(Bytes{1, 2, 3});
+     },
+     "01 02 03 09 00"},
+    {"CopiedBytes",
+     [] {
+         const Bytes bytes{1, 2, 3};
+         return EventData(bytes);
+     },
+     "01 02 03 09 00"},
+    {"Copy",
+     [] {
+         const EventData other = partlyRead();
+         return EventData(other);
+     },
+     "01 02 03 04 09 00"},
+    {"Move",
+     [] {
+         EventData other = partlyRead();
+         return EventData(std::move(other));
+     },
+     "01 02 03 04 09 00"},
+    {"MovedFrom",
+     [] {
+         EventData other = partlyRead();
+         const EventData taken(std::move(other));
+         return other;
+     },
+     "09 00"},
+    {"CopyAssigned",
+     [] {
+         const EventData other = partlyRead();
+         EventData data(Bytes(50, 7));
+         data = other;
+         return data;
+     },
+     "01 02 03 04 09 00"},
+    {"MoveAssigned",
+     [] {
+         EventData data(Bytes(50, 7));
+         data = partlyRead();
+         return data;
+     },
+     "01 02 03 04 09 00"},
+    {"MoveAssignedFrom",
+     [] {
+         EventData data;
+         EventData other = partlyRead();
+         data = std::move(other);
+         return other;
+     },
+     "09 00"},
+    {"SetData",
+     [] {
+         EventData data = partlyRead();
+         data.setData(Bytes{5});
+         return data;
+     },
+     "05 09 00"},
+    {"SetToItsOwnBytes",
+     [] {
+         EventData data = partlyRead();
+         data.setData(data.data());
+         return data;
+     },
+     "01 02 03 04 09 00"},
+    {"Clear",
+     [] {
+         EventData data = partlyRead();
+         data.clear();
+         return data;
+     },
+     "09 00"},
+};
+
+class EventDataCursors : public testing::TestWithParam<CursorCase> {};
+
+TEST_P(EventDataCursors, WriteAtTheEndAndReadFromTheStart) {
+    EventData data = GetParam().make();
+    data << static_cast<short>(9);
+    const Bytes expected = fromHex(GetParam().hex);
+    EXPECT_EQ(data.data(), expected);
+    unsigned char first = 0;
+    data >> first;
+    EXPECT_EQ(first, expected.front());
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, EventDataCursors, testing::ValuesIn(cursorCases),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(EventData, StaysAsItIsWhenAssignedToItself) {
+    EventData data(Bytes{1, 2});
+    unsigned char value = 0;
+    data >> value;
+    EventData& same = data;
+    data = same;
+    data = std::move(same);
+    EXPECT_EQ(data._unread(), 1U);
+    EXPECT_EQ(data.data(), (Bytes{1, 2}));
+}
+
+// The bytes are kept longer than the payload: neither a cut, a copy nor a smaller payload may let others through.
+TEST(EventData, ShowsAndReadsOnlyWhatWasWritten) {
+    const test_support::LogCapture log;
+    EventData data;
+    for (int value = 0; value < 1000; ++value) {
+        data << value;
+        if (value % 7 == 0) {
+            ASSERT_THAT(data.data(), SizeIs(4 * static_cast<std::size_t>(value + 1)));
+        }
+    }
+    EXPECT_EQ(EventData(data).data(), data.data());
+    for (int expected = 0; expected < 1000; ++expected) {
+        int value = -1;
+        data >> value;
+        ASSERT_EQ(value, expected);
+    }
+    data.clear();
+    data << short{1};
+    int untouched = 5;
+    data >> untouched;
+    EXPECT_EQ(untouched, 5);
+    EXPECT_THAT(data.data(), SizeIs(2));
+    EXPECT_THAT(log.lines(), ElementsAre(kPastEnd));
+}
+
+// --- Bad input ------------------------------------------------------------------------------------------------------
+
+struct TextCase {
+    const char* name;
+    const char* hex;
+    std::string text;
+    std::size_t unread;
+};
+
+class EventDataText : public testing::TestWithParam<TextCase> {};
+
+TEST_P(EventDataText, WithoutItsBytesIsThatManyNulCharacters) {
+    const test_support::LogCapture log;
+    const EventData data(fromHex(GetParam().hex));
+    std::string text = "before";
+    data >> text;
+    EXPECT_EQ(text, GetParam().text);
+    EXPECT_EQ(data._unread(), GetParam().unread);
+    EXPECT_THAT(log.lines(), ElementsAre(kPastEnd));
+}
+
+INSTANTIATE_TEST_SUITE_P(Cut, EventDataText,
+                         testing::Values(TextCase{"NoBytes", "", "", 0}, TextCase{"HalfALength", "05 00 00", "", 3},
+                                         TextCase{"OnlyALength", "02 00 00 00", std::string(2, '\0'), 0},
+                                         TextCase{"FourOfTen", "0a 00 00 00 61 62 63 64", std::string(10, '\0'), 4},
+                                         TextCase{"OneMissing", "03 00 00 00 61 62", std::string(3, '\0'), 2}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(EventData, TakesTheNumbersOfACutMatrix) {
+    const test_support::LogCapture log;
+    EventData data;
+    data << 4.0 << 5.0 << 6;
+    Matrix matrix = Matrix::zero();
+    data >> matrix;
+    EXPECT_EQ(matrix.m[0], 4.0);
+    EXPECT_EQ(matrix.m[1], 5.0);
+    EXPECT_EQ(data._unread(), 4U);
+    EXPECT_THAT(log.lines(), SizeIs(14));
+    EXPECT_THAT(log.lines(), Each(kPastEnd));
+}
+
+TEST(EventData, ReportsATextThatItsLengthCannotHold) {
+    const test_support::LogCapture log;
+    EventData data;
+    data._writeText("", std::size_t{1} << 32U);
+    data << true;
+    EXPECT_EQ(data.data(), fromHex("00 00 00 00 01"));
+    EXPECT_THAT(log.lines(), ElementsAre("2 EventData::operator<<, a text of 4294967296 bytes is too long\n"));
+}
+
+// While an error handler is installed an error message throws; a read must then give the same answer as without.
+TEST(EventData, ReadsTheSameWhenErrorsThrow) {
+    const Kr::LogHandler previous =
+        Kr::LogSetHandler([](Kr::eLogLevel, const char* format, std::va_list) { throw KrSim::KrRuntimeError(format); });
+    const EventData data(fromHex("02 00 00 00 61"));
+    std::string text = "before";
+    EXPECT_NO_THROW(data >> text);
+    double number = 5.0;
+    EXPECT_NO_THROW(data >> number);
+    Kr::LogSetHandler(previous);
+    EXPECT_EQ(text, std::string(2, '\0'));
+    EXPECT_EQ(number, 5.0);
+    EXPECT_EQ(data._unread(), 1U);
+}
+
+}  // namespace event_data_test
