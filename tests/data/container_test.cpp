@@ -11,35 +11,29 @@
 #include <vector>
 
 #include "kr/data/field_visitor.h"
+#include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 
 namespace container_test {
 
-using KrData::eMetadata;
-using test_support::Container;
-using test_support::Events;
-using test_support::FakeOwner;
-using test_support::Field;
-using test_support::FieldBase;
-using test_support::idsOf;
-using test_support::RefusingContainer;
-using test_support::Types;
+using namespace test_support;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using Numbers = std::vector<std::uint32_t>;
 
-std::vector<std::uint32_t> numbersOf(const Container& container) {
-    std::vector<std::uint32_t> numbers;
+Numbers numbersOf(const Container& container) {
+    Numbers numbers;
     for (const FieldBase* child : container)
         numbers.push_back(child->getInternalIdentifier());
     return numbers;
 }
 
-/// A produced field that nobody owns yet, with this internal identifier.
-FieldBase* loose(const char* id, std::uint32_t number) {
-    FieldBase* field = Types::produce(Types::kInteger, id, nullptr);
-    field->_setInternalIdentifier(number);
-    return field;
+void addNumbered(Container& container, const Numbers& numbers) {
+    for (const auto number : numbers) {
+        FieldBase* field = Types::produce(Types::kInteger, std::to_string(number), nullptr);
+        field->_setInternalIdentifier(number);
+        container._addField(field);
+    }
 }
 
 void fill(Container& container, const std::vector<const char*>& ids) {
@@ -49,98 +43,64 @@ void fill(Container& container, const std::vector<const char*>& ids) {
 
 // --- Internal identifiers ------------------------------------------------------------------------------------------
 
-TEST(InternalIdentifiers, AreKeptWhereFreeAndElseTheNext) {
+TEST(InternalIdentifiers, AreKeptWhereFreeAndElseTheNextOne) {
     Container container("Container");
-    fill(container, {"1", "2", "3", "4", "5", "6"});
-    container.removeField("5");
-    ASSERT_EQ(container._getNextInternalIdentifier(), 7U);
-    container._addField(loose("First", 5));
-    EXPECT_EQ(container["First"].getInternalIdentifier(), 5U);
-    EXPECT_EQ(container._getNextInternalIdentifier(), 7U);
-    container._addField(loose("Second", 5));
-    EXPECT_EQ(container["Second"].getInternalIdentifier(), 7U);
-    EXPECT_EQ(container._getNextInternalIdentifier(), 8U);
-    container._addField(loose("Far", 20));
-    container._addField(loose("After", 0));
-    EXPECT_EQ(container["After"].getInternalIdentifier(), 21U);
-    EXPECT_EQ(container.getFieldByInternalIdentifier(20), &container["Far"]);
-    EXPECT_EQ(container.getFieldByInternalIdentifier(0), nullptr);
-}
-
-TEST(InternalIdentifiers, OfRemovedChildrenAreNotGivenAgain) {
-    Container container("Container");
-    fill(container, {"A", "B"});
+    fill(container, {"A", "B", "C"});
     container.removeField("B");
-    container.addField("C", Types::kInteger);
-    EXPECT_THAT(numbersOf(container), ElementsAre(1U, 3U));
-    container["C"].setID("Renamed");
-    EXPECT_EQ(container.getFieldByInternalIdentifier(3)->getID().str(), "Renamed");
+    container.removeField("C");
+    addNumbered(container, {0, 2, 2, 20, 0, 21});
+    EXPECT_EQ(numbersOf(container), (Numbers{1, 4, 2, 5, 20, 21, 22})) << "that of a removed child is not given again";
+    EXPECT_EQ(container._getNextInternalIdentifier(), 23U);
+    container["20"].setID("Renamed");
+    EXPECT_EQ(container.getFieldByInternalIdentifier(20), &container["Renamed"]);
+    EXPECT_EQ(container.getFieldByInternalIdentifier(3), nullptr);
 }
 
 TEST(InternalIdentifiers, StayUniqueAtTheEndOfTheirRange) {
     Container container("Container");
-    for (const std::uint32_t number : {0xfffffffeU, 0xffffffffU, 0xffffffffU, 0U, 0U, 1U, 0xfffffffeU})
-        container._addField(loose("Field", number));
+    addNumbered(container, {0xfffffffe, 0xffffffff, 0xffffffff, 0, 0, 1, 0xfffffffe});
     container.copyFieldsTo(&container);
     const auto numbers = numbersOf(container);
     EXPECT_EQ(std::set(numbers.begin(), numbers.end()).size(), numbers.size());
     EXPECT_EQ(container.getFieldByInternalIdentifier(0), nullptr);
 }
 
-TEST(InternalIdentifiers, AreTheSameInACloneAndNewBesideTheOriginal) {
-    Container container("Container");
-    fill(container, {"A", "B", "C"});
-    container.removeField("A");
-    const std::unique_ptr<Container> clone(container.clone(nullptr));
-    EXPECT_THAT(numbersOf(*clone), ElementsAre(2U, 3U));
-    EXPECT_EQ(clone->_getNextInternalIdentifier(), 4U);
-
-    EXPECT_EQ(container["B"].clone("B2", &container)->getInternalIdentifier(), 4U);
-    EXPECT_EQ(container._getNextInternalIdentifier(), 5U) << "no number is wasted";
-    FieldBase* later = container.addField("Later", Types::kInteger);
-    EXPECT_EQ(later->clone(clone.get())->getInternalIdentifier(), 5U);
-}
-
-TEST(InternalIdentifiers, StayUniqueWhereFieldsAreCopiedTo) {
+TEST(InternalIdentifiers, AreKeptInCopiesAsFarAsTheyAreFree) {
     Container source("Source");
-    Container destination("Destination");
     fill(source, {"A", "B", "C"});
+    source.removeField("A");
+    const std::unique_ptr<Container> clone(source.clone(nullptr));
+    EXPECT_EQ(numbersOf(*clone), (Numbers{2, 3}));
+    EXPECT_EQ(clone->_getNextInternalIdentifier(), 4U);
+    EXPECT_EQ(source["B"].clone("B2", &source)->getInternalIdentifier(), 4U);
+    EXPECT_EQ(source._getNextInternalIdentifier(), 5U) << "no number is wasted";
+
+    Container destination("Destination");
     fill(destination, {"X", "Y", "Z"});
     destination.removeField("Y");
     source.copyFieldsTo(&destination);
-    EXPECT_THAT(idsOf(destination), ElementsAre("X", "Z", "A", "B", "C"));
-    EXPECT_THAT(numbersOf(destination), ElementsAre(1U, 3U, 4U, 2U, 5U));
+    EXPECT_THAT(idsOf(destination), ElementsAre("X", "Z", "B", "C", "B2"));
+    EXPECT_EQ(numbersOf(destination), (Numbers{1, 3, 2, 4, 5}));
     source.copyFieldsTo(&source);
-    EXPECT_THAT(idsOf(source), ElementsAre("A", "B", "C", "A", "B", "C"));
-    EXPECT_THAT(numbersOf(source), ElementsAre(1U, 2U, 3U, 4U, 5U, 6U));
+    EXPECT_THAT(idsOf(source), ElementsAre("B", "C", "B2", "B", "C", "B2"));
+    EXPECT_EQ(numbersOf(source), (Numbers{2, 3, 4, 5, 6, 7}));
     source.copyFieldsTo(nullptr);
 }
 
 // --- Adding, removing, finding -------------------------------------------------------------------------------------
 
-TEST(ContainerChildren, OfOneNameAnswerInOrder) {
+TEST(ContainerChildren, AreFoundByTheFirstNameOrNotAtAll) {
     Container container("Container");
     container.add<int>("Twin", 1);
     container.add<int>("Twin", 2);
     EXPECT_EQ(container["Twin"].get<int>(), 1);
     EXPECT_TRUE(container.removeField("Twin"));
     EXPECT_EQ(container["Twin"].get<int>(), 2);
-    EXPECT_TRUE(container.removeField("Twin"));
-    EXPECT_FALSE(container.removeField("Twin"));
-}
-
-TEST(ContainerChildren, ThatAreNotThereAreTheInvalidField) {
-    Container container("Container");
-    const Container& constant = container;
-    fill(container, {"A"});
-    EXPECT_TRUE(container.at(0).isValid());
     EXPECT_FALSE(container.at(1).isValid());
-    EXPECT_FALSE(constant[std::size_t(-1)].isValid());
-    EXPECT_FALSE(constant["B"].isValid());
     EXPECT_FALSE(container[""].isValid());
     EXPECT_EQ(container.find("B"), container.end());
+    EXPECT_FALSE(container.removeField("B"));
     EXPECT_EQ(container.addField("B", Types::kUnknown), nullptr);
-    EXPECT_EQ(container.addField("B", Types::kProxy), nullptr);
     EXPECT_EQ(container.insert(container.begin(), "B", typeid(long)), container.end());
     EXPECT_EQ(container.size(), 1U);
 }
@@ -151,10 +111,10 @@ TEST(ContainerChildren, AreInsertedBeforeAndErasedAtAPlace) {
     EXPECT_EQ((*container.insert(container.begin(), "A", typeid(bool)))->getDataType(), Types::kBoolean);
     const auto place = container.insertExtensionField(container.begin() + 1, "B", "KrDynamics::Part");
     EXPECT_EQ(place, container.begin() + 1);
-    EXPECT_EQ((*place)->getDataType(), Types::kExtension);
     EXPECT_TRUE((*place)->isDynamic());
     EXPECT_THAT(idsOf(container), ElementsAre("A", "B", "C"));
-    EXPECT_EQ((*container.erase(container.begin() + 1))->getID().str(), "C");
+    const auto next = container.erase(container.begin() + 1);
+    EXPECT_EQ(next, container.begin() + 1);
     const auto behindTheLast = container.erase(container.begin() + 1);
     EXPECT_EQ(behindTheLast, container.end());
     EXPECT_EQ(container.erase(container.end()), container.end());
@@ -168,53 +128,34 @@ struct MoveCase {
     Events order;
     std::ptrdiff_t answer;
 };
-void PrintTo(const MoveCase& each, std::ostream* out) {
-    *out << each.name;
-}
 class MoveField : public testing::TestWithParam<MoveCase> {};
 
 TEST_P(MoveField, PutsTheFieldBehindTheOneAtThePosition) {
     Container container("Container");
     fill(container, {"X", "Y", "Z"});
-    int told = 0;
-    const auto connection = container.addObserver([&](const FieldBase&) { ++told; });
+    const auto connection = container.addObserver([](const FieldBase&) { FAIL() << "only the order changes"; });
     const auto answer = container.moveField(container.begin() + GetParam().position, GetParam().id);
     EXPECT_EQ(idsOf(container), GetParam().order);
     EXPECT_EQ(answer - container.begin(), GetParam().answer);
-    EXPECT_EQ(told, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Places, MoveField,
-                         testing::Values(MoveCase{"ForwardToTheLast", 2, "X", {"Y", "Z", "X"}, 2},
-                                         MoveCase{"ForwardByOne", 1, "X", {"Y", "X", "Z"}, 1},
-                                         MoveCase{"BackBehindTheFirst", 0, "Z", {"X", "Z", "Y"}, 1},
-                                         MoveCase{"BehindItsNeighbour", 1, "Z", {"X", "Y", "Z"}, 2},
-                                         MoveCase{"OntoItself", 1, "Y", {"X", "Y", "Z"}, 1},
-                                         MoveCase{"ToTheEnd", 3, "X", {"Y", "Z", "X"}, 2},
-                                         MoveCase{"TheLastToTheEnd", 3, "Z", {"X", "Y", "Z"}, 2},
-                                         MoveCase{"Nobody", 0, "W", {"X", "Y", "Z"}, 3}),
-                         [](const auto& each) { return std::string(each.param.name); });
+const MoveCase kMoves[] = {
+    {"ForwardByOne", 1, "X", {"Y", "X", "Z"}, 1},       {"BackBehindTheFirst", 0, "Z", {"X", "Z", "Y"}, 1},
+    {"BehindItsNeighbour", 1, "Z", {"X", "Y", "Z"}, 2}, {"OntoItself", 1, "Y", {"X", "Y", "Z"}, 1},
+    {"ToTheEnd", 3, "X", {"Y", "Z", "X"}, 2},           {"Nobody", 0, "W", {"X", "Y", "Z"}, 3},
+};
+INSTANTIATE_TEST_SUITE_P(Places, MoveField, testing::ValuesIn(kMoves), caseName);
 
 TEST(UniqueFieldId, CountsFromTwoPastWhatIsTaken) {
     Container container("Container");
     const auto unique = [&](const char* id) { return container.getUniqueFieldId(id).str(); };
     EXPECT_EQ(unique("Wheel"), "Wheel");
-    fill(container, {"Wheel"});
-    EXPECT_EQ(unique("Wheel"), "Wheel 2");
-    fill(container, {"Wheel 3"});
+    fill(container, {"Wheel", "Wheel 3", ""});
     EXPECT_EQ(unique("Wheel"), "Wheel 2");
     fill(container, {"Wheel 2"});
     EXPECT_EQ(unique("Wheel"), "Wheel 4");
     EXPECT_EQ(unique("Wheel 2"), "Wheel 2 2");
-    EXPECT_EQ(unique("wheel"), "wheel");
-    fill(container, {"",
-                     "R\xC3\xA4"
-                     "der 9"});
     EXPECT_FALSE(container[unique("").c_str()].isValid());
-    EXPECT_EQ(unique("R\xC3\xA4"
-                     "der 9"),
-              "R\xC3\xA4"
-              "der 9 2");
 }
 
 TEST(ContainerPlace, IsRefusedToTheInvalidTheTakenAndTheAncestors) {
@@ -223,43 +164,29 @@ TEST(ContainerPlace, IsRefusedToTheInvalidTheTakenAndTheAncestors) {
     Container* deep = group->addContainer("Deep");
     FieldBase* field = top.addField("Field", Types::kInteger);
     EXPECT_FALSE(top._addField(nullptr));
-    EXPECT_FALSE(top._addField(field)) << "already a child";
     EXPECT_FALSE(group->_addField(field)) << "has a parent";
-    EXPECT_FALSE(top._addField(&top));
     EXPECT_FALSE(deep->_addField(&top));
-    EXPECT_FALSE(deep->_addField(&top, deep->begin()));
     EXPECT_FALSE(group->setParent(deep));
     EXPECT_FALSE(group->setParent(group));
     EXPECT_FALSE(top._removeField(deep)) << "not its own child";
-    EXPECT_FALSE(top._removeField(nullptr));
     EXPECT_TRUE(group->setParent(nullptr));
     EXPECT_FALSE(deep->_addField(group)) << "still a cycle";
     EXPECT_TRUE(top._addField(group, top.begin()));
     EXPECT_THAT(idsOf(top), ElementsAre("Group", "Field"));
-}
 
-TEST(ContainerPlace, ACloneMayStandInsideItsOriginal) {
-    Container top("Top");
-    Container* group = top.addContainer("Group");
-    fill(*group, {"A"});
     Container* copy = top.clone("Copy", group);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_THAT(idsOf(*group), ElementsAre("A", "Copy"));
-    EXPECT_THAT(idsOf(*copy), ElementsAre("Group"));
+    EXPECT_THAT(idsOf(*group), ElementsAre("Deep", "Copy")) << "a clone may stand inside its original";
+    EXPECT_THAT(idsOf(*copy), ElementsAre("Group", "Field"));
     EXPECT_EQ((*copy)["Group"].getChildren().size(), 1U);
 }
 
-struct MemberFields {
-    Container inputs{"Inputs"};
-    Field<double> force{"Force", &inputs};
-    Field<double> mass{"Mass", &inputs};
-};
-
 TEST(ContainerPlace, MembersLeaveTheirContainerBeforeItDies) {
-    MemberFields members{};
-    EXPECT_THAT(idsOf(members.inputs), ElementsAre("Force", "Mass"));
-    EXPECT_FALSE(members.force.setParent(nullptr)) << "declared, not produced";
-    const auto watched = members.inputs.addObserver([](const FieldBase&) {});
+    Container inputs("Inputs");
+    const auto watched = inputs.addObserver([](const FieldBase&) {});
+    Field<double> force("Force", &inputs);
+    Field<double> mass("Mass", &inputs);
+    EXPECT_THAT(idsOf(inputs), ElementsAre("Force", "Mass"));
+    EXPECT_FALSE(force.setParent(nullptr)) << "declared, not produced";
 }
 
 TEST(ContainerPlace, ChildrenDieInOrder) {
@@ -273,12 +200,12 @@ TEST(ContainerPlace, ChildrenDieInOrder) {
     Events events;
     {
         Container top("Top");
-        for (const char* id : {"A", "B", "C"})
+        for (const char* id : {"A", "B"})
             new Mortal(id, &top, events);
-        new Mortal("D", top.addContainer("Group"), events);
-        new Mortal("E", &top, events);
+        new Mortal("C", top.addContainer("Group"), events);
+        new Mortal("D", &top, events);
     }
-    EXPECT_THAT(events, ElementsAre("A", "B", "C", "D", "E"));
+    EXPECT_THAT(events, ElementsAre("A", "B", "C", "D"));
 }
 
 TEST(ContainerPlace, ObserversMayDestroyTheContainerAsAChildGoes) {
@@ -287,11 +214,7 @@ TEST(ContainerPlace, ObserversMayDestroyTheContainerAsAChildGoes) {
         Container* group = top->addContainer("Group");
         fill(*group, {"A", "B"});
         const auto killer = group->addObserver([&](const FieldBase&) { top.reset(); });
-        if (clears) {
-            group->clear();
-        } else {
-            group->removeField("A");
-        }
+        clears ? group->clear() : void(group->removeField("A"));
         EXPECT_EQ(top, nullptr);
     }
 }
@@ -301,32 +224,23 @@ TEST(ContainerPlace, ObserversMayDestroyTheContainerAsAChildGoes) {
 TEST(FindFieldFromPath, TakesAbsolutePathsOfFieldsBelow) {
     Container root("Root");
     Container* group = root.addContainer("Group");
-    Container* second = root.addContainer("Group 2");
     FieldBase* x = group->addField("x", Types::kInteger);
-    FieldBase* y = second->addField("y", Types::kInteger);
     FieldBase* dotted = root.addField("Group.z", Types::kInteger);
     EXPECT_EQ(root.findFieldFromPath("Root.Group"), group);
-    EXPECT_EQ(root.findFieldFromPath("Root.Group.x"), x);
     EXPECT_EQ(group->findFieldFromPath("Root.Group.x"), x);
-    EXPECT_EQ(root.findFieldFromPath("Root.Group 2.y"), y);
     EXPECT_EQ(root.findFieldFromPath("Root.Group.z"), dotted);
-    for (const char* nothing :
-         {"", "Root", "x", "Group.x", "Root.Group.", "Root.Group.x.", ".Root.Group", "Root..Group", "Root.Group.y",
-          "Root.Group 2.x", "Root.Grou", "Root.Group.xx", "Root.Group.x.x"})
+    for (const char* nothing : {"", "Root", "Group.x", "Root.Group.x.", ".Root.Group", "Root..Group", "Root.Grou"})
         EXPECT_EQ(root.findFieldFromPath(nothing), nullptr) << nothing;
     EXPECT_EQ(group->findFieldFromPath("Root.Group"), nullptr) << "below, not itself";
-    EXPECT_EQ(second->findFieldFromPath("Root.Group.x"), nullptr) << "elsewhere";
 
     FakeOwner owner;
     FieldBase* speed = owner.addContainer("Inputs")->addField("Speed", Types::kDouble);
     EXPECT_EQ(owner.findFieldFromPath("Inputs.Speed"), speed);
     EXPECT_EQ(owner.findFieldFromPath("Owner.Inputs.Speed"), nullptr);
-    EXPECT_EQ(owner.findFieldFromPath(""), nullptr);
 }
 
 /// The rule itself, with every path written out.
 FieldBase* findByFullPaths(const Container& container, const std::string& path) {
-    if (path.empty()) return nullptr;
     for (FieldBase* child : container) {
         const std::string childPath = child->getPath();
         if (childPath == path) return child;
@@ -340,12 +254,9 @@ void grow(Container& container, int depth, std::mt19937& random, std::vector<Fie
     constexpr const char* kIds[] = {"a", "b", "a.b", "", ".", "b.", "ab", "a.a"};
     for (int i = 0; i < 4; ++i) {
         const char* id = kIds[random() % std::size(kIds)];
-        if (depth > 0 && random() % 2 == 0) {
-            all.push_back(container.addContainer(id));
-            grow(static_cast<Container&>(*all.back()), depth - 1, random, all);
-        } else {
-            all.push_back(container.addField(id, Types::kBoolean));
-        }
+        const bool isGroup = depth > 0 && random() % 2 == 0;
+        all.push_back(container.addField(id, isGroup ? Types::kContainer : Types::kBoolean));
+        if (isGroup) grow(static_cast<Container&>(*all.back()), depth - 1, random, all);
     }
 }
 
@@ -359,9 +270,9 @@ TEST(FindFieldFromPath, AgreesWithFullPathsOnTreesOfAwkwardNames) {
         grow(*root, 3, random, all);
         for (const FieldBase* each : all) {
             for (const std::string& path : {each->getPath(), each->getPath() + ".b", "a." + each->getPath()}) {
-                ASSERT_EQ(root->findFieldFromPath(path), findByFullPaths(*root, path)) << '"' << path << '"';
-                if (const Container* parent = each->getParent(); parent != root.get()) {
-                    ASSERT_EQ(parent->findFieldFromPath(path), findByFullPaths(*parent, path)) << '"' << path << '"';
+                for (const Container* from : {root.get(), each->getParent()}) {
+                    auto* expected = path.empty() ? nullptr : findByFullPaths(*from, path);
+                    ASSERT_EQ(from->findFieldFromPath(path), expected) << '"' << path << '"';
                 }
             }
         }
@@ -373,11 +284,7 @@ TEST(FindFieldFromPath, ReachesTheBottomOfADeepTree) {
     Container* last = &root;
     for (int i = 0; i < 2'000; ++i)
         last = last->addContainer("Down");
-    FieldBase* leaf = last->addField("Leaf", Types::kInteger);
-    EXPECT_EQ(root.findFieldFromPath(leaf->getPath()), leaf);
-    const std::unique_ptr<Container> copy(root.clone(nullptr));
-    EXPECT_TRUE(copy->isEqual(root));
-    EXPECT_FALSE(leaf->setParent(&root) && root.setParent(last));
+    EXPECT_EQ(root.findFieldFromPath(last->getPath()), last);
 }
 
 // --- Copying and comparing -----------------------------------------------------------------------------------------
@@ -390,89 +297,84 @@ TEST(ContainerCopy, ACloneIsDeepEqualDynamicAndIndependent) {
     auto* mass = group->add<double>("Mass", 3.0);
     mass->setRange(0.0, 5.0);
     mass->setReadOnlyHint(true);
-    Field<int> declared("Declared", group, 7);
-    original.addExtensionField("Wheel", "KrDynamics::Part");
+    const Field<int> declared("Declared", group, 7);
     const auto watched = mass->addObserver([](const FieldBase&) { FAIL() << "observers are not cloned"; });
 
     Container target("Target");
     Container* copy = original.clone("Copy", &target);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->getParent(), &target);
+    EXPECT_EQ(&target["Copy"], copy);
     EXPECT_EQ(copy->getFieldType(), Types::kParameter);
     EXPECT_EQ(copy->getDescription(), "text");
     EXPECT_TRUE(copy->isEqual(original));
     EXPECT_TRUE(copy->isDynamic());
-    auto& copiedGroup = static_cast<Container&>((*copy)["Group"]);
-    EXPECT_THAT(idsOf(copiedGroup), ElementsAre("Mass", "Declared"));
+    FieldBase& copiedGroup = (*copy)["Group"];
     EXPECT_FALSE(copiedGroup.isVisible());
-    FieldBase& copiedMass = copiedGroup["Mass"];
-    EXPECT_TRUE(copiedMass.isReadOnlyHint());
+    EXPECT_TRUE(copiedGroup["Mass"].isReadOnlyHint());
     EXPECT_TRUE(copiedGroup["Declared"].isDynamic());
-    EXPECT_FALSE(copiedMass.hasWatchers());
-    copiedMass.set(99.0);
-    EXPECT_EQ(copiedMass.get<double>(), 5.0) << "with its range";
+    copiedGroup["Mass"].set(99.0);
+    EXPECT_EQ(copiedGroup["Mass"].get<double>(), 5.0) << "with its range";
     EXPECT_EQ(mass->getValue(), 3.0);
     EXPECT_FALSE(copy->isEqual(original));
 
     Container copied(original);
     EXPECT_FALSE(copied.isDynamic());
     EXPECT_TRUE(copied.isEqual(original));
-    RefusingContainer refusing("Refusing");
-    EXPECT_EQ(original.clone(&refusing), nullptr);
+    EXPECT_EQ(original.clone(std::make_unique<RefusingContainer>("Refusing").get()), nullptr);
     copied._cloneFrom(*copy);
-    EXPECT_TRUE(copied.isEqual(*copy));
     copied._cloneFrom(copied);
     EXPECT_TRUE(copied.isEqual(*copy));
 }
 
-TEST(ContainerEquality, CountsNamesAndValuesNotOrder) {
+TEST(ContainerEquality, CountsNamesTypesAndValuesNotOrder) {
     Container first("First");
+    Container second("Second", nullptr, Types::kInput);
+    const auto areEqual = [&] {
+        EXPECT_EQ(first.isEqual(second), second.isEqual(first));
+        return first.isEqual(second);
+    };
     first.add<int>("A", 1);
     first.add<double>("B", 2.0);
-    Container second("Second", nullptr, Types::kInput);
     second.add<double>("B", 2.0);
     second.add<int>("A", 1);
-    EXPECT_TRUE(first.isEqual(second));
+    EXPECT_TRUE(areEqual());
     second["A"].setID("C");
-    EXPECT_FALSE(first.isEqual(second));
+    EXPECT_FALSE(areEqual());
     second["C"].setID("A");
     second["A"].set(5);
-    EXPECT_FALSE(first.isEqual(second));
-    second["A"].set(1);
-    second.addField("More", Types::kInteger);
-    EXPECT_FALSE(first.isEqual(second));
-    EXPECT_FALSE(second.isEqual(first));
+    EXPECT_FALSE(areEqual());
+    second.removeField("A");
+    second.add<short>("A", 1);
+    EXPECT_FALSE(areEqual());
+    second.removeField("A");
+    EXPECT_FALSE(areEqual());
     EXPECT_FALSE(first.isEqual(Field<int>("First")));
-    EXPECT_FALSE(Field<int>("First").isEqual(first));
-    second.removeField("More");
-    second.removeField("B");
-    second.add<int>("B", 2);
-    EXPECT_FALSE(first.isEqual(second)) << "another type";
 }
 
-TEST(ContainerEquality, ChildrenOfOneNameDoNotMakeACloneUnequal) {
+TEST(ContainerEquality, ChildrenOfOneNameMayStandInAnotherOrder) {
     Container twins("Twins");
-    twins.add<int>("Twin", 1);
-    twins.add<int>("Twin", 2);
-    EXPECT_TRUE(twins.isEqual(*std::unique_ptr<Container>(twins.clone(nullptr))));
     Container others("Others");
-    others.add<int>("Twin", 1);
-    others.add<int>("Twin", 3);
+    for (Container* each : {&twins, &others}) {
+        each->add<int>("Twin", 1);
+        each->add<int>("Twin", 2);
+    }
+    EXPECT_TRUE(twins.isEqual(others));
+    others.at(1).set(3);
     EXPECT_FALSE(twins.isEqual(others));
-    others["Twin"].set(2);
+    others.at(0).set(2);
     EXPECT_FALSE(twins.isEqual(others)) << "2 and 3";
     others.at(1).set(1);
     EXPECT_TRUE(twins.isEqual(others)) << "in another order";
 }
 
 TEST(ContainerCopy, AssignmentSetsChildrenOfOneNameAndNoMore) {
-    const test_support::LogCapture log;
+    const LogCapture log;
     Container source("Source");
-    source.add<int>("Same", 1);
+    source.add<int>("Same", 1)->setVisible(false);
     source.add<int>("Other type", 2);
     source.add<int>("Only there", 3);
     source.addContainer("Group")->add<int>("Deep", 4);
-    source["Same"].setVisible(false);
+    source.setDescription("not copied");
+    source.setVisible(false);
     Container sink("Sink");
     sink.addContainer("Group")->add<int>("Deep", 0);
     sink.add<bool>("Other type", true);
@@ -483,20 +385,18 @@ TEST(ContainerCopy, AssignmentSetsChildrenOfOneNameAndNoMore) {
     EXPECT_EQ(sink["Same"].get<int>(), 1);
     EXPECT_EQ(sink["Group"]["Deep"].get<int>(), 4);
     EXPECT_EQ(sink["Other type"].get<bool>(), true);
-    EXPECT_EQ(sink["Only here"].get<int>(), 9);
     EXPECT_TRUE(sink["Same"].isVisible());
     EXPECT_TRUE(sink.initializeFrom(source));
-    EXPECT_FALSE(sink["Same"].isVisible());
-    EXPECT_TRUE(sink.copyValue(sink));
-
+    EXPECT_FALSE(sink.isVisible() || sink["Same"].isVisible());
     EXPECT_FALSE(sink.copyValue(Field<int>("Number")));
-    EXPECT_FALSE(sink.initializeFrom(FieldBase::getInvalidField()));
-    EXPECT_THAT(log.lines(), testing::IsSupersetOf({"5 Container: unable to copy value from Number to Sink.\n",
-                                                    "5 Container: unable to copy value from __Invalid__ to Sink.\n"}));
+    EXPECT_THAT(log.lines(), testing::Contains("5 Container: unable to copy value from Number to Sink.\n"));
+    sink.reset();
+    EXPECT_EQ(sink["Group"]["Deep"].get<int>(), 0);
+    EXPECT_EQ(sink.size(), 4U);
 }
 
 TEST(ContainerCopy, ObserversMayChangeOrDestroyEitherSide) {
-    for (const char* what : {"shrink the source", "empty the sink", "destroy the sink", "destroy the source"}) {
+    for (const std::string what : {"shrink the source", "empty the sink", "destroy the sink", "destroy the source"}) {
         SCOPED_TRACE(what);
         auto source = std::make_unique<Container>("Source");
         auto sink = std::make_unique<Container>("Sink");
@@ -504,50 +404,37 @@ TEST(ContainerCopy, ObserversMayChangeOrDestroyEitherSide) {
             source->add<int>(std::to_string(i), i + 1);
             sink->add<int>(std::to_string(i));
         }
+        source->add<int>("39", 99);  // behind its namesake
         const auto meddler = sink->at(3).addObserver([&](const FieldBase&) {
-            if (what == std::string("shrink the source")) source->erase(source->begin());
-            if (what == std::string("empty the sink")) sink->clear();
-            if (what == std::string("destroy the sink")) sink.reset();
-            if (what == std::string("destroy the source")) source.reset();
+            if (what == "shrink the source") source->erase(source->begin());
+            if (what == "empty the sink") sink->clear();
+            if (what == "destroy the sink") sink.reset();
+            if (what == "destroy the source") source.reset();
         });
         EXPECT_TRUE(sink->initializeFrom(*source));
-        if (source && sink && !sink->empty()) {
-            EXPECT_EQ(sink->at(39).get<int>(), 40);
-        }
+        EXPECT_TRUE(what != "shrink the source" || sink->at(39).get<int>() == 40);
     }
-}
-
-TEST(ContainerCopy, ResetGoesToAllChildren) {
-    Container container("Container");
-    container.add<int>("Number", 5);
-    container.addContainer("Group")->add<std::string>("Text", "text");
-    container.reset();
-    EXPECT_EQ(container["Number"].get<int>(), 0);
-    EXPECT_EQ(container["Group"]["Text"].get<std::string>(), "");
-    EXPECT_EQ(container.size(), 2U);
 }
 
 TEST(ContainerBulk, AHundredThousandChildrenAreBuiltClonedComparedAndCleared) {
     constexpr int kCount = 100'000;
-    FakeOwner owner;
-    Container* outputs = new Container("Outputs", &owner, Types::kOutput);
+    Container outputs("Outputs");
     int told = 0;
-    const auto watched = outputs->addObserver([&](const FieldBase&) { ++told; });
+    const auto watched = outputs.addObserver([&](const FieldBase&) { ++told; });
     for (int i = 0; i < kCount; ++i)
-        outputs->add<int>("Field " + std::to_string(i), i);
+        outputs.add<int>("Field " + std::to_string(i), i);
     EXPECT_GE(told, kCount);
-    const std::unique_ptr<Container> clone(outputs->clone(nullptr));
-    EXPECT_TRUE(clone->isEqual(*outputs));
+    const std::unique_ptr<Container> clone(outputs.clone(nullptr));
     clone->moveField(clone->end(), "Field 0");
-    EXPECT_TRUE(outputs->isEqual(*clone));
+    EXPECT_TRUE(outputs.isEqual(*clone));
     clone->at(kCount - 1).set(-1);
-    EXPECT_FALSE(outputs->isEqual(*clone));
-    *outputs = *clone;
-    EXPECT_TRUE(outputs->isEqual(*clone));
-    clone->copyFieldsTo(outputs);
-    EXPECT_EQ(outputs->size(), 2U * kCount);
-    outputs->clear();
-    EXPECT_TRUE(outputs->empty());
+    EXPECT_FALSE(outputs.isEqual(*clone));
+    outputs = *clone;
+    EXPECT_TRUE(outputs.isEqual(*clone));
+    clone->copyFieldsTo(&outputs);
+    EXPECT_EQ(outputs.size(), 2U * kCount);
+    outputs.clear();
+    EXPECT_TRUE(outputs.empty());
 }
 
 TEST(ContainerVisit, GoesDepthFirstInOrder) {
@@ -557,13 +444,12 @@ TEST(ContainerVisit, GoesDepthFirstInOrder) {
         Events names;
     };
     Container top("Top");
-    fill(top, {"A"});
-    fill(*top.addContainer("Group"), {"B", "C"});
+    fill(*top.addContainer("Group"), {"A", "B"});
     top.addContainer("Empty");
-    fill(top, {"D"});
+    fill(top, {"C"});
     Names names;
     top.accept(names);
-    EXPECT_THAT(names.names, ElementsAre("[Top]", "A", "[Group]", "B", "C", "[Empty]", "D"));
+    EXPECT_THAT(names.names, ElementsAre("[Top]", "[Group]", "A", "B", "[Empty]", "C"));
 }
 
 }  // namespace container_test

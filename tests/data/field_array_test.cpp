@@ -6,31 +6,23 @@
 #include <limits>
 #include <memory>
 #include <set>
-#include <string>
 #include <vector>
 
-#include "kr/data/field.h"
+#include "tests/support/case_name.h"
+#include "tests/support/field_doubles.h"
 
 namespace field_array_test {
 
-using KrData::Container;
-using KrData::Field;
+using namespace test_support;
 using KrData::FieldArray;
 using testing::ElementsAre;
 using Doubles = FieldArray<Field<double>>;
 
 std::vector<double> valuesOf(const Doubles& array) {
     std::vector<double> values;
-    for (std::size_t i = 0; i < array.size(); ++i)
-        values.push_back(array.item(i)->getValue());
+    for (const auto* item : array)
+        values.push_back(item->toReal());
     return values;
-}
-
-std::vector<std::string> namesOf(const KrData::FieldBase& container) {
-    std::vector<std::string> names;
-    for (const auto* child : container.getChildren())
-        names.push_back(child->getID().str());
-    return names;
 }
 
 std::unique_ptr<Doubles> doubles(const std::vector<double>& values) {
@@ -45,14 +37,14 @@ TEST(FieldArray, NamesItemsForTheirLife) {
     array.append();
     array.append();
     array.insert(1);
-    EXPECT_THAT(namesOf(array), ElementsAre("1", "3", "2"));
+    EXPECT_THAT(idsOf(array), ElementsAre("1", "3", "2"));
     const auto removed = array.remove(0);
     array.append();
-    EXPECT_THAT(namesOf(array), ElementsAre("3", "2", "4"));
-    EXPECT_EQ(array.item(2)->getInternalIdentifier(), 4U);
+    EXPECT_THAT(idsOf(array), ElementsAre("3", "2", "4"));
     EXPECT_EQ(removed->getID().str(), "1");
     EXPECT_EQ(removed->getParent(), nullptr);
-    EXPECT_TRUE(removed->isDynamic());
+    new Field<double>("Declared", &array);
+    EXPECT_TRUE(array.remove(3)->isDynamic());
     EXPECT_EQ(array.insert(4), nullptr);
     EXPECT_EQ(array.item(3), nullptr);
     EXPECT_EQ(array.remove(3), nullptr);
@@ -65,7 +57,7 @@ TEST(FieldArray, KeepsItsSizeInTheRange) {
     EXPECT_NE(array->append(), nullptr);
     EXPECT_EQ(array->append(), nullptr);
     EXPECT_EQ(array->insert(0), nullptr);
-    EXPECT_EQ(array->addField("More", KrData::Types::kDouble), nullptr);
+    EXPECT_EQ(array->addField("More", Types::kDouble), nullptr);
     EXPECT_FALSE(array->resize(5));
     EXPECT_TRUE(array->resize(2));
     EXPECT_EQ(array->remove(0), nullptr);
@@ -74,30 +66,22 @@ TEST(FieldArray, KeepsItsSizeInTheRange) {
     array->clear();
     EXPECT_FALSE(array->item(0)->setParent(nullptr));
     EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
+    array->setSizeRange(1, 1);
+    EXPECT_NE(array->remove(0), nullptr) << "down from a size above the range";
     array->clearSizeRange();
-    EXPECT_NE(array->remove(0), nullptr);
     array->clear();
     EXPECT_TRUE(array->empty());
-}
-
-TEST(FieldArray, LeavesASizeAboveTheRangeOneByOne) {
-    auto array = doubles({1, 2, 3, 4});
-    array->setSizeRange(1, 2);
-    EXPECT_NE(array->remove(0), nullptr);
-    EXPECT_EQ(array->size(), 3U);
 }
 
 TEST(FieldArray, TakesItemsOfItsClassOnly) {
     Doubles array("Array");
     Container elsewhere("Elsewhere");
-    auto* integer = elsewhere.addField("Integer", KrData::Types::kInteger);
-    auto* real = elsewhere.addField("Real", KrData::Types::kDouble);
+    auto* integer = elsewhere.addField("Integer", Types::kInteger);
+    auto* real = elsewhere.addField("Real", Types::kDouble);
     EXPECT_FALSE(integer->setParent(&array));
     EXPECT_TRUE(real->setParent(&array));
-    EXPECT_EQ(array.addField("Integer", KrData::Types::kInteger), nullptr);
     elsewhere.copyFieldsTo(&array);
-    EXPECT_EQ(array.item(0), real);
-    EXPECT_EQ(array.size(), 1U);
+    EXPECT_THAT(idsOf(array), ElementsAre("Real"));
     EXPECT_FALSE(array.resize(std::numeric_limits<std::size_t>::max()));
 }
 
@@ -110,7 +94,7 @@ class FieldArrayCopy : public testing::TestWithParam<CopyCase> {};
 TEST_P(FieldArrayCopy, MakesEqualItemsAndKeepsThoseThatExist) {
     auto array = doubles(GetParam().before);
     const auto source = doubles(GetParam().source);
-    const std::vector<KrData::FieldBase*> before(array->begin(), array->end());
+    const std::vector<FieldBase*> before(array->begin(), array->end());
     EXPECT_TRUE(array->copyValue(*source));
     EXPECT_EQ(valuesOf(*array), GetParam().source);
     EXPECT_TRUE(array->isEqual(*source));
@@ -118,11 +102,9 @@ TEST_P(FieldArrayCopy, MakesEqualItemsAndKeepsThoseThatExist) {
         EXPECT_EQ(array->item(i), before[i]);
 }
 
-INSTANTIATE_TEST_SUITE_P(Counts, FieldArrayCopy,
-                         testing::Values(CopyCase{"Same", {1, 2, 3}, {4, 5, 6}}, CopyCase{"More", {1}, {4, 5, 6}},
-                                         CopyCase{"Fewer", {1, 2, 3}, {4}}, CopyCase{"FromNone", {}, {4, 5}},
-                                         CopyCase{"ToNone", {1, 2}, {}}),
-                         [](const auto& each) { return std::string(each.param.name); });
+const CopyCase kCopies[] = {
+    {"More", {1}, {4, 5, 6}}, {"Fewer", {1, 2, 3}, {4}}, {"FromNone", {}, {4, 5}}, {"ToNone", {1, 2}, {}}};
+INSTANTIATE_TEST_SUITE_P(Counts, FieldArrayCopy, testing::ValuesIn(kCopies), caseName);
 
 TEST(FieldArray, RefusesWhatItCannotBecome) {
     auto array = doubles({1, 2});
@@ -135,7 +117,6 @@ TEST(FieldArray, RefusesWhatItCannotBecome) {
     EXPECT_FALSE(array->copyValue(*doubles({})));
     EXPECT_FALSE(array->copyValue(integers));
     EXPECT_FALSE(array->copyValue(container));
-    EXPECT_FALSE(array->copyValue(*array->item(0)));
     EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
     EXPECT_FALSE(Doubles("Empty").isEqual(FieldArray<Field<int>>("Empty")));
 }
@@ -163,15 +144,14 @@ TEST(FieldArray, ClonesWithRangeNamesAndMetadata) {
     array->item(0)->setVisible(false);
     array->setSizeRange(1, 2);
     const std::unique_ptr<Container> copy(tree.clone(nullptr));
-    ASSERT_TRUE((*copy)["Array"].isFieldArray());
-    auto& copied = static_cast<Doubles&>((*copy)["Array"]);
+    auto& copied = dynamic_cast<Doubles&>((*copy)["Array"]);
     EXPECT_TRUE(copied.isEqual(*array));
-    EXPECT_THAT(namesOf(copied), ElementsAre("2", "3"));
     EXPECT_EQ(copied.append(), nullptr);
     EXPECT_TRUE(copied.item(0)->hasRange());
     EXPECT_FALSE(copied.item(0)->isVisible());
     copied.clearSizeRange();
-    EXPECT_EQ(copied.append()->getID().str(), "4");
+    copied.append();
+    EXPECT_THAT(idsOf(copied), ElementsAre("2", "3", "4"));
 }
 
 /// An item class with declared children, as a plug-in has them; it leaves duplication to its base.
@@ -183,13 +163,12 @@ public:
 };
 
 TEST(FieldArray, CopiesItemsWithDeclaredChildrenInTheirOwnClass) {
-    FieldArray<Wheel> wheels("Wheels", nullptr, KrData::Types::kOutput);
+    FieldArray<Wheel> wheels("Wheels", nullptr, Types::kOutput);
     wheels.append()->radius = 0.5;
     wheels.append()->radius = 0.6;
-    EXPECT_EQ(wheels.item(0)->radius.getFieldType(), KrData::Types::kOutput);
+    EXPECT_EQ(wheels.item(0)->radius.getFieldType(), Types::kOutput);
     const std::unique_ptr<FieldArray<Wheel>> copy(wheels.clone(nullptr));
     EXPECT_EQ(copy->item(1)->radius.getValue(), 0.6);
-    EXPECT_TRUE(copy->isEqual(wheels));
     wheels.item(0)->radius = 0.7;
     *copy = wheels;
     EXPECT_EQ(copy->item(0)->radius.getValue(), 0.7);
@@ -198,33 +177,40 @@ TEST(FieldArray, CopiesItemsWithDeclaredChildrenInTheirOwnClass) {
 TEST(FieldArray, ReplacesItemsOfAnotherStructure) {
     FieldArray<Container> first("First");
     FieldArray<Container> second("Second");
-    first.append()->add<int>("A", 1);
-    first.append()->add<int>("A", 1);
+    for (int i = 0; i < 3; ++i)
+        first.append()->add<int>("A", 1);
+    first.remove(0);
     second.append()->add<int>("A", 2);
-    second.append()->add<double>("B", 3.0);
+    second.append()->add<int>("A", 1);
+    second.item(1)->add<double>("B", 3.0);
     auto* kept = first.item(0);
     EXPECT_TRUE(first.copyValue(second));
     EXPECT_TRUE(first.isEqual(second));
     EXPECT_EQ(first.item(0), kept);
-    EXPECT_THAT(namesOf(first), ElementsAre("1", "2"));
-    EXPECT_THAT(namesOf(*first.item(1)), ElementsAre("B"));
+    EXPECT_THAT(idsOf(first), ElementsAre("2", "3"));
 }
 
-TEST(FieldArray, SurvivesObserversThatTakeItemsAway) {
+TEST(FieldArray, SurvivesObserversThatTakeItemsOrTheArrayAway) {
     auto array = doubles({1, 2, 3});
-    const auto observer = array->addObserver([&](const KrData::FieldBase& changed) {
+    auto observer = array->addObserver([&](const FieldBase& changed) {
         if (&changed != array.get() && array->size() > 1) array->remove(0);
     });
     array->resize(6);
     array->copyValue(*doubles({4, 5, 6, 7}));
     EXPECT_GE(array->size(), 1U);
-}
-
-TEST(FieldArray, MayDieUnderItsObservers) {
-    auto array = doubles({1, 2, 3});
-    KrData::DelegateConnection observer = array->addObserver([&](const KrData::FieldBase&) { array.reset(); });
+    observer = array->addObserver([&](const FieldBase&) { array.reset(); });
     EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6, 7})));
     EXPECT_EQ(array, nullptr);
+
+    FieldArray<Container> groups("Groups");
+    FieldArray<Container> source("Source");
+    groups.append()->add<int>("A", 1);
+    source.append()->add<int>("A", 2);
+    groups.item(0)->add<int>("B", 1);
+    source.item(0)->add<int>("B", 2);
+    observer = groups.item(0)->at(0).addObserver([&](const FieldBase&) { groups.clear(); });
+    EXPECT_FALSE(groups.copyValue(source));
+    EXPECT_TRUE(groups.empty());
 }
 
 TEST(FieldArray, HandlesAHundredThousandItems) {
@@ -232,9 +218,7 @@ TEST(FieldArray, HandlesAHundredThousandItems) {
     Doubles array("Array");
     ASSERT_TRUE(array.resize(count));
     const std::unique_ptr<Doubles> copy(array.clone(nullptr));
-    EXPECT_TRUE(copy->isEqual(array));
     array.item(count - 1)->setValue(1.0);
-    EXPECT_FALSE(copy->isEqual(array));
     EXPECT_TRUE(copy->copyValue(array));
     EXPECT_TRUE(copy->isEqual(array));
     std::set<std::int32_t> identifiers;
