@@ -246,7 +246,7 @@ void KrBase::_tellSubscribers(Event event) {
         if ((entry.events & bitOf(event)) == 0 || !*entry.isAlive) continue;
         Subscriber& subscriber = *entry.subscriber;
         callGuarded(
-            kOnEventTexts, [&] { return name; }, [&] { subscriber.onEvent(event, this); });
+            kOnEventTexts, [&]() -> const std::string& { return name; }, [&] { subscriber.onEvent(event, this); });
     }
     --subscriptions->tellingDepth;
     subscriptions->purge();
