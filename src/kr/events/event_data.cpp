@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <limits>
 #include <utility>
 
 #include "kr/math/matrix44.h"
@@ -78,16 +77,13 @@ void EventData::clear() noexcept {
     _readPosition = 0;
 }
 
-void EventData::_writeText(const char* text, std::size_t length) {
-    const bool fits = length <= std::numeric_limits<std::uint32_t>::max();
-    const auto written = static_cast<std::uint32_t>(fits ? length : 0);
-    std::uint8_t* const target = _extend(sizeof written + written);
-    std::memcpy(target, &written, sizeof written);
-    if (written != 0) std::memcpy(target + sizeof written, text, written);
-    if (!fits) Kr::logErrorNoThrow("EventData::operator<<, a text of %zu bytes is too long\n", length);
+void EventData::_refuseText(std::size_t length) {
+    _writeText("", 0);
+    Kr::logErrorNoThrow("EventData::operator<<, a text of %zu bytes is too long\n", length);
 }
 
-void EventData::_readText(std::string& text) const {
+// What may fail: the text is cut, or memory is asked for.
+void EventData::_readRareText(std::string& text) const {
     text.clear();
     std::uint32_t length = 0;
     if (!_read(length) || length == 0) return;
@@ -120,21 +116,6 @@ void EventData::_reportPastEnd() {
 
 void EventData::_grow(std::size_t count) {
     _bytes.resize(_writePosition + count + std::clamp<std::size_t>(_writePosition, kLeastSpare, kMostSpare));
-}
-
-EventData& operator<<(EventData& data, const std::string& text) {
-    data._writeText(text.data(), text.size());
-    return data;
-}
-
-EventData& operator<<(EventData& data, const char* text) {
-    data._writeText(text, text ? std::strlen(text) : 0);
-    return data;
-}
-
-const EventData& operator>>(const EventData& data, std::string& text) {
-    data._readText(text);
-    return data;
 }
 
 EventData& operator<<(EventData& data, const KrMath::Matrix44T<double>& matrix) {

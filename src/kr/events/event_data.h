@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -57,24 +58,44 @@ public:
     template <class T>
     void _write(const T& value) {
         static_assert(std::is_trivially_copyable_v<T>);
-        std::memcpy(_extend(sizeof(T)), &value, sizeof(T));
+        const std::uint64_t position = _writePosition;
+        if (_bytes.size() - position < sizeof(T)) _grow(sizeof(T));
+        std::memcpy(_bytes.data() + position, &value, sizeof(T));
+        _writePosition = position + sizeof(T);
     }
     /// For operators of further types: false, and an error logged, when the bytes that are left do not make a value.
     template <class T>
     bool _read(T& value) const {
         static_assert(std::is_trivially_copyable_v<T>);
-        if (_unread() < sizeof(T)) {
+        const std::uint64_t position = _readPosition;
+        if (_writePosition - position < sizeof(T)) {
             _reportPastEnd();
             return false;
         }
-        std::memcpy(&value, _bytes.data() + _readPosition, sizeof(T));
-        _readPosition += sizeof(T);
+        std::memcpy(&value, _bytes.data() + position, sizeof(T));
+        _readPosition = position + sizeof(T);
         return true;
     }
     /// A text too long for its 4-byte length is written as an empty one, so that what follows stays readable, and
     /// reported at error level.
-    void _writeText(const char* text, std::size_t length);
-    void _readText(std::string& text) const;
+    void _writeText(const char* text, std::size_t length) {
+        if (length > std::numeric_limits<std::uint32_t>::max()) return _refuseText(length);
+        const auto written = static_cast<std::uint32_t>(length);
+        const std::uint64_t position = _writePosition;
+        if (_bytes.size() - position < sizeof written + length) _grow(sizeof written + length);
+        std::memcpy(_bytes.data() + position, &written, sizeof written);
+        std::memcpy(_bytes.data() + position + sizeof written, text, length);
+        _writePosition = position + sizeof written + length;
+    }
+    void _readText(std::string& text) const {
+        const std::uint64_t position = _readPosition;
+        std::uint32_t length = 0;
+        if (_writePosition - position < sizeof length) return _readRareText(text);
+        std::memcpy(&length, _bytes.data() + position, sizeof length);
+        if (_writePosition - position - sizeof length < length || text.capacity() < length) return _readRareText(text);
+        text.assign(reinterpret_cast<const char*>(_bytes.data() + position + sizeof length), length);
+        _readPosition = position + sizeof length + length;
+    }
     void _readMatrix(KrMath::Matrix44T<double>& matrix) const;
 
     /// Number of bytes between the read position and the end.
@@ -83,14 +104,12 @@ public:
     void _rewind() const noexcept { _readPosition = 0; }
 
 private:
+    // The templates above store the position after the bytes: bytes may alias anything, and a position stored before
+    // them would have to be loaded again for the next value.
     static void _reportPastEnd();
-
-    std::uint8_t* _extend(std::size_t count) {
-        if (_bytes.size() - _writePosition < count) _grow(count);
-        std::uint8_t* const end = _bytes.data() + _writePosition;
-        _writePosition += count;
-        return end;
-    }
+    void _refuseText(std::size_t length);
+    void _readRareText(std::string& text) const;
+    /// Makes the vector long enough for so many bytes behind the write position.
     void _grow(std::size_t count);
 
     // The payload is what stands before the write position; the vector is kept longer, because lengthening it with
@@ -119,11 +138,20 @@ const EventData& operator>>(const EventData& data, T& value) {
 }
 
 /// A 4-byte length and the text without terminator. A null pointer is written as an empty text.
-KR_API EventData& operator<<(EventData& data, const std::string& text);
-KR_API EventData& operator<<(EventData& data, const char* text);
+inline EventData& operator<<(EventData& data, const std::string& text) {
+    data._writeText(text.data(), text.size());
+    return data;
+}
+inline EventData& operator<<(EventData& data, const char* text) {
+    data._writeText(text ? text : "", text ? std::strlen(text) : 0);
+    return data;
+}
 /// When the length cannot be read, the text is empty. When fewer bytes are left than the length says, the text becomes
 /// that many NUL characters and the read position stays behind the length; without memory for them it becomes empty.
-KR_API const EventData& operator>>(const EventData& data, std::string& text);
+inline const EventData& operator>>(const EventData& data, std::string& text) {
+    data._readText(text);
+    return data;
+}
 
 /// 16 numbers, row by row. When not all can be read, the matrix takes those that can; the others are unspecified, and
 /// each of them is reported.
