@@ -1,0 +1,12 @@
+#pragma once
+
+#include "kr/core/fwd.h"
+
+namespace KrSim {
+class EventIDList;
+class EventId;
+class KrEventDispatcher;
+class KrSimEvent;
+class KrSimEventListener;
+class SharedEventChannel;
+}  // namespace KrSim

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <vector>
+
+#include "kr/events/event_id.h"
+#include "kr/platform/export.h"
+
+namespace KrSim {
+
+namespace detail {
+class DoneSignal;
+class DoneTicket;
+}  // namespace detail
+
+/// One event: a number, a payload of bytes, the process that made it, and a delay.
+///
+/// Payloads of up to kInlineBytes lie inside the event, longer ones on the heap. Copies are whole copies, except that
+/// those of an event whose sender waits share its done signal.
+/// Thread: no safer than a vector; const operations may run on several threads.
+class KR_API KrSimEvent {
+public:
+    static constexpr std::size_t kInlineBytes = 64;
+
+    /// The payload is copied. Without a sender the event is from this process.
+    explicit KrSimEvent(int id) noexcept : _id(id) {}
+    KrSimEvent(int id, const std::vector<std::uint8_t>& data);
+    KrSimEvent(int id, const std::string& sender, const std::vector<std::uint8_t>& data);
+    /// Null with a size above zero gives no payload and a warning.
+    KrSimEvent(int id, unsigned int size, const void* bytes);
+    KrSimEvent(const KrSimEvent& other);
+    KrSimEvent(KrSimEvent&& other) noexcept;
+    KrSimEvent& operator=(const KrSimEvent& other);
+    KrSimEvent& operator=(KrSimEvent&& other) noexcept;
+    ~KrSimEvent();
+
+    [[nodiscard]] int ID() const noexcept { return _id; }
+    void setID(int id) noexcept { _id = id; }
+    /// From the event-id list; empty for a number without a name.
+    [[nodiscard]] std::string nameForID() const;
+
+    /// The payload: bytes() bytes, good until the event is changed.
+    [[nodiscard]] std::uint8_t* data() noexcept { return _heap ? _heap.get() : _inline.data(); }
+    [[nodiscard]] const std::uint8_t* data() const noexcept { return constData(); }
+    [[nodiscard]] const std::uint8_t* constData() const noexcept { return _heap ? _heap.get() : _inline.data(); }
+    [[nodiscard]] std::size_t bytes() const noexcept { return _size; }
+
+    /// The payload as one value, or nothing when it is not exactly as long: that is logged at error level, never
+    /// thrown.
+    template <class T>
+    [[nodiscard]] std::optional<T> read() const {
+        static_assert(std::is_trivially_copyable_v<T> && std::is_default_constructible_v<T>);
+        if (!_hasSizeOf(typeid(T), sizeof(T))) return std::nullopt;
+        T value;
+        std::memcpy(&value, constData(), sizeof(T));
+        return value;
+    }
+
+    /// "host:4711", the host name and process id of the process that made the event.
+    [[nodiscard]] const std::string& sender() const noexcept { return _sender ? *_sender : me(); }
+    void setSender(const std::string& sender);
+    /// The sender name of this process.
+    [[nodiscard]] static const std::string& me();
+    [[nodiscard]] bool isFromMe() const noexcept { return !_sender; }
+
+    /// Seconds from sending to delivery; 0 is none. Negative ones end with the next frame, NaN is taken for 0.
+    [[nodiscard]] double getDelay() const noexcept { return _delaySeconds; }
+    void setDelay(double delaySeconds) noexcept { _delaySeconds = delaySeconds == delaySeconds ? delaySeconds : 0.0; }
+
+    /// Whether a blocking sender is let go as soon as all listeners were called.
+    [[nodiscard]] bool isDoneSignalAutomatic() const noexcept;
+    /// The sender is let go by raiseDoneSignal() instead, or when the last copy of the event is gone.
+    void disableAutomaticDoneSignal() noexcept;
+    /// The same from a listener, which keeps a copy of the event to raise the signal later. Nothing when nobody waits.
+    void disableAutomaticDoneSignal() const noexcept;
+    /// Lets a blocking sender go; nothing when nobody waits. Any thread.
+    void raiseDoneSignal() const noexcept;
+
+    /// From here on copies of this event share a signal that was not raised before. For the dispatcher.
+    [[nodiscard]] std::shared_ptr<detail::DoneSignal> _expectDone();
+    [[nodiscard]] bool _isAwaited() const noexcept { return _ticket != nullptr; }
+
+private:
+    void _assign(const void* bytes, std::size_t size);
+    [[nodiscard]] bool _hasSizeOf(const std::type_info& type, std::size_t size) const;
+
+    std::int32_t _id{0};
+    bool _isDoneSignalAutomatic{true};
+    double _delaySeconds{0.0};
+    std::size_t _size{0};
+    std::unique_ptr<std::uint8_t[]> _heap;        // null while the payload fits inside
+    std::shared_ptr<const std::string> _sender;   // null: this process
+    std::shared_ptr<detail::DoneTicket> _ticket;  // null: nobody waits
+    std::array<std::uint8_t, kInlineBytes> _inline {};
+};
+
+}  // namespace KrSim

@@ -1,0 +1,11 @@
+#include "kr/events/sim_event_listener.h"
+
+#include "kr/events/internal/listener_table.h"
+
+namespace KrSim {
+
+KrSimEventListener::~KrSimEventListener() {
+    if (_wasRegistered) detail::ListenerTable::instance().forget(*this);
+}
+
+}  // namespace KrSim

@@ -1,0 +1,231 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/events/event_dispatcher.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/in_process_event_channel.h"
+
+namespace event_concurrency_test {
+
+using KrSim::KrEventDispatcher;
+using KrSim::KrSimEvent;
+
+/// Calls a function; unregistered when it dies.
+class FunctionListener final : public KrSim::KrSimEventListener {
+public:
+    FunctionListener(int id, std::function<void(const KrSimEvent&)> function) : _function(std::move(function)) {
+        KrEventDispatcher::registerListener(id, this);
+    }
+    void onSimEvent(const KrSimEvent& event) override { _function(event); }
+
+private:
+    std::function<void(const KrSimEvent&)> _function;
+};
+
+/// Runs a blocking send on another thread, while this one, the owner, runs frames until it has come back.
+class BlockingSend {
+public:
+    explicit BlockingSend(const KrSimEvent& event)
+        : _thread([this, event] {
+              _result = KrEventDispatcher::sendEventLocallyImmediatelyBlocking(event);
+              _isBack = true;
+          }) {}
+    ~BlockingSend() { _thread.join(); }
+    BlockingSend(const BlockingSend&) = delete;
+    BlockingSend& operator=(const BlockingSend&) = delete;
+
+    [[nodiscard]] bool isBack() const { return _isBack; }
+    bool resultAfter(const std::function<void()>& frame) {
+        while (!_isBack) {
+            frame();
+            std::this_thread::yield();
+        }
+        return _result;
+    }
+
+private:
+    bool _result{false};
+    std::atomic<bool> _isBack{false};
+    std::thread _thread;
+};
+
+class BlockingEvents : public testing::Test {
+protected:
+    BlockingEvents() { KrEventDispatcher::preUpdate(); }
+    test_support::DispatcherScope scope;
+};
+
+TEST_F(BlockingEvents, LetTheSenderGoAfterTheOwnersDelivery) {
+    std::atomic<bool> wasCalled{false};
+    std::thread::id calledOn;
+    const FunctionListener listener(1, [&](const KrSimEvent&) {
+        calledOn = std::this_thread::get_id();
+        wasCalled = true;
+    });
+    BlockingSend send(KrSimEvent(1));
+    EXPECT_TRUE(send.resultAfter([] { KrEventDispatcher::preUpdate(); }));
+    EXPECT_TRUE(wasCalled);
+    EXPECT_EQ(calledOn, std::this_thread::get_id());
+}
+
+TEST_F(BlockingEvents, LetTheSenderGoWithoutListenersAndWhenOneThrows) {
+    BlockingSend unheard(KrSimEvent(2));
+    EXPECT_TRUE(unheard.resultAfter([] { KrEventDispatcher::preUpdate(); }));
+
+    const FunctionListener listener(1, [](const KrSimEvent&) { throw std::runtime_error("broken"); });
+    BlockingSend send(KrSimEvent(1));
+    int thrown = 0;
+    EXPECT_TRUE(send.resultAfter([&thrown] {
+        try {
+            KrEventDispatcher::preUpdate();
+        } catch (const std::runtime_error&) {
+            ++thrown;
+        }
+    }));
+    EXPECT_EQ(thrown, 1) << "the exception is the owner's";
+}
+
+TEST_F(BlockingEvents, WaitOnTheDelayedListToo) {
+    KrSimEvent event(1);
+    event.setDelay(-1.0);
+    std::atomic<int> calls{0};
+    const FunctionListener listener(1, [&](const KrSimEvent&) { ++calls; });
+    BlockingSend send(event);
+    EXPECT_TRUE(send.resultAfter([] { KrEventDispatcher::preUpdate(); }));
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(BlockingEvents, MayBeDoneLaterByACopy) {
+    std::optional<KrSimEvent> kept;
+    const FunctionListener listener(1, [&](const KrSimEvent& event) {
+        event.disableAutomaticDoneSignal();
+        kept = event;
+    });
+    BlockingSend send(KrSimEvent(1));
+    while (!kept)
+        KrEventDispatcher::preUpdate();
+    KrEventDispatcher::preUpdate();
+    EXPECT_FALSE(send.isBack());
+    EXPECT_TRUE(send.resultAfter([&] { kept->raiseDoneSignal(); }));
+
+    kept.reset();
+    BlockingSend dropped(KrSimEvent(1));
+    while (!kept)
+        KrEventDispatcher::preUpdate();
+    kept.reset();
+    EXPECT_FALSE(dropped.resultAfter([] {})) << "nobody can raise it any more";
+}
+
+TEST_F(BlockingEvents, AreDroppedWhenTheOwnerIsReset) {
+    std::atomic<int> calls{0};
+    const FunctionListener listener(1, [&](const KrSimEvent&) { ++calls; });
+    KrSimEvent later(1);
+    later.setDelay(1e6);
+    for (const KrSimEvent& event : {KrSimEvent(1), later}) {
+        // The send may come before or after a reset; after it, the sender delivers for itself and is the owner.
+        BlockingSend send(event);
+        send.resultAfter([] {
+            KrEventDispatcher::_resetOwner();
+            KrEventDispatcher::preUpdate();
+        });
+    }
+    EXPECT_LE(calls, 1);
+}
+
+TEST_F(BlockingEvents, FromTheOwnerOrWithoutOneAreDeliveredAtOnce) {
+    int calls = 0;
+    const FunctionListener listener(1, [&](const KrSimEvent&) { ++calls; });
+    EXPECT_TRUE(KrEventDispatcher::sendEventLocallyImmediatelyBlocking(KrSimEvent(1)));
+    KrEventDispatcher::_resetOwner();
+    std::thread([] { KrEventDispatcher::sendEventLocallyImmediatelyBlocking(KrSimEvent(1)); }).join();
+    EXPECT_EQ(calls, 2);
+}
+
+/// Everything at once on eight threads, for the thread sanitizer; what must hold at the end is that nothing was lost.
+TEST(EventStress, EightThreadsRegisterSendAndUnregister) {
+    constexpr int kThreads = 8;
+#ifdef __SANITIZE_THREAD__
+    constexpr int kRounds = 60'000;
+#else
+    constexpr int kRounds = 4'000;
+#endif
+    constexpr int kIds = 5;
+    const test_support::DispatcherScope scope;
+    const auto [ours, theirs] = test_support::InProcessEventChannel::makePair();
+    ours->enableDebugging(true);
+    KrEventDispatcher::setSharedEventChannel(ours);
+    KrEventDispatcher::preUpdate();
+
+    std::atomic<int> heard{0};
+    std::atomic<int> heardByBrief{0};
+    std::array<std::unique_ptr<FunctionListener>, kIds> steady;
+    for (int id = 0; id < kIds; ++id) {
+        steady[static_cast<std::size_t>(id)] =
+            std::make_unique<FunctionListener>(id, [&heard](const KrSimEvent&) { ++heard; });
+    }
+    // A listener that comes and goes on other threads than those that deliver must outlive the deliveries under way.
+    std::vector<std::unique_ptr<FunctionListener>> brief(kThreads);
+    for (auto& each : brief)
+        each = std::make_unique<FunctionListener>(-1, [&heardByBrief](const KrSimEvent&) { ++heardByBrief; });
+
+    std::latch start(kThreads);
+    std::atomic<int> left{kThreads};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            auto* mine = brief[static_cast<std::size_t>(i)].get();
+            for (int round = 0; round < kRounds; ++round) {
+                const int id = (i + round) % kIds;
+                KrEventDispatcher::registerListener(id, mine);
+                const std::vector<std::uint8_t> payload(round % 100 == 0 ? 200u : 16u, std::uint8_t{1});
+                switch (round % 4) {
+                    case 0:
+                        KrEventDispatcher::sendEventLocallyImmediately(KrSimEvent(id, payload));
+                        break;
+                    case 1:
+                        KrEventDispatcher::sendEventLocallyAndRemotely(KrSimEvent(id, "other", payload));
+                        break;
+                    case 2: {
+                        KrSimEvent event(id, payload);
+                        event.setDelay(-1.0);
+                        KrEventDispatcher::sendEventLocally(event);
+                        break;
+                    }
+                    default:
+                        KrEventDispatcher::sendEventLocallyImmediatelyBlocking(KrSimEvent(id, payload));
+                }
+                KrSim::EventIDList::instance().add("Stress " + std::to_string(round % 50));
+                KrEventDispatcher::unregisterListener(id, mine);
+            }
+            --left;
+        });
+    }
+    while (left > 0) {
+        KrEventDispatcher::preUpdate();
+        KrEventDispatcher::postUpdate();
+        std::this_thread::yield();
+    }
+    for (auto& thread : threads)
+        thread.join();
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();
+    EXPECT_EQ(heard, kThreads * kRounds);
+    EXPECT_GT(heardByBrief, 0);
+    std::uint64_t sent = 0;
+    for (int id = 0; id < kIds; ++id)
+        sent += ours->getSentTraffic(id).events;
+    EXPECT_EQ(sent, static_cast<std::uint64_t>(kThreads * kRounds / 4));
+}
+
+}  // namespace event_concurrency_test

@@ -1,0 +1,401 @@
+#include "kr/events/event_dispatcher.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/in_process_event_channel.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/manual_clock.h"
+
+namespace event_dispatcher_test {
+
+using KrSim::EventTraffic;
+using KrSim::KrEventDispatcher;
+using KrSim::KrSimEvent;
+using test_support::InProcessEventChannel;
+using test_support::LogCapture;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Listener = test_support::RecordingListener;
+
+using Send = void (*)(const KrSimEvent&);
+
+void sendBlocking(const KrSimEvent& event) {
+    KrEventDispatcher::sendEventLocallyImmediatelyBlocking(event);
+}
+
+/// This thread is the owner, unless a test resets that.
+class Dispatcher : public testing::Test {
+protected:
+    Dispatcher() { KrEventDispatcher::preUpdate(); }
+
+    static void onAnotherThread(const std::function<void()>& work) { std::thread(work).join(); }
+    static KrSimEvent delayed(int id, double seconds) {
+        KrSimEvent event(id);
+        event.setDelay(seconds);
+        return event;
+    }
+    static std::vector<int> received(InProcessEventChannel& channel) {
+        std::vector<KrSimEvent> events;
+        channel.receiveEvents(events);
+        std::vector<int> ids;
+        for (const auto& event : events)
+            ids.push_back(event.ID());
+        return ids;
+    }
+
+    test_support::ManualClock clock;
+    std::vector<std::string> log;
+    test_support::DispatcherScope scope;
+};
+
+// --- Which operation delivers where and when -------------------------------------------------------------------------
+
+struct RouteCase {
+    const char* name;
+    Send send;
+    bool queuesLocally, deliversAtOnce;
+    bool queuesRemotely, handsOverAtOnce;
+};
+
+class Route : public Dispatcher, public testing::WithParamInterface<RouteCase> {};
+
+TEST_P(Route, FromTheOwnerDeliversBeforeTheSendReturns) {
+    const auto& route = GetParam();
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    const Listener listener(log, "a", {1});
+    route.send(KrSimEvent(1));
+    EXPECT_EQ(log.size(), route.queuesLocally || route.deliversAtOnce ? 1u : 0u);
+    EXPECT_EQ(received(*theirs).size(), route.handsOverAtOnce ? 1u : 0u);
+    KrEventDispatcher::postUpdate();
+    EXPECT_EQ(received(*theirs).size(), route.queuesRemotely ? 1u : 0u);
+    KrEventDispatcher::preUpdate();
+    EXPECT_LE(log.size(), 1u);
+}
+
+TEST_P(Route, UnderExternalControlWaitsForTheFrameUnlessImmediate) {
+    const auto& route = GetParam();
+    KrEventDispatcher::enableExternalControl(true);
+    const Listener listener(log, "a", {1});
+    route.send(KrSimEvent(1));
+    EXPECT_EQ(log.size(), route.deliversAtOnce ? 1u : 0u);
+    KrEventDispatcher::preUpdate();
+    EXPECT_EQ(log.size(), route.queuesLocally || route.deliversAtOnce ? 1u : 0u);
+}
+
+TEST_P(Route, WithADelayIsHeldBackOnEveryWay) {
+    const auto& route = GetParam();
+    KrEventDispatcher::_setClock(&clock);
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { EXPECT_EQ(event.getDelay(), 0.0); });
+    route.send(delayed(1, 0.5));
+    clock.sleep(0.1);
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(log, IsEmpty());
+    EXPECT_THAT(received(*theirs), IsEmpty());
+    clock.sleep(0.4);
+    KrEventDispatcher::preUpdate();
+    EXPECT_EQ(log.size(), route.queuesLocally || route.deliversAtOnce ? 1u : 0u);
+    EXPECT_EQ(received(*theirs).size(), route.queuesRemotely || route.handsOverAtOnce ? 1u : 0u);
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();
+    EXPECT_LE(log.size(), 1u) << "once";
+    EXPECT_THAT(received(*theirs), IsEmpty());
+}
+
+using D = KrEventDispatcher;
+INSTANTIATE_TEST_SUITE_P(
+    Operations, Route,
+    testing::Values(RouteCase{"Event", &D::sendEvent, true, false, true, false},
+                    RouteCase{"Locally", &D::sendEventLocally, true, false, false, false},
+                    RouteCase{"LocallyImmediately", &D::sendEventLocallyImmediately, false, true, false, false},
+                    RouteCase{"Blocking", &sendBlocking, false, true, false, false},
+                    RouteCase{"Both", &D::sendEventLocallyAndRemotely, true, false, true, false},
+                    RouteCase{"BothImmediately", &D::sendEventLocallyAndRemotelyImmediately, false, true, false, true},
+                    RouteCase{"Remotely", &D::sendEventRemotely, false, false, true, false},
+                    RouteCase{"RemotelyImmediately", &D::sendEventRemotelyImmediately, false, false, false, true}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(Dispatcher, EventsOfOtherThreadsWaitForTheOwnersNextProcessing) {
+    std::thread::id calledOn;
+    const Listener listener(log, "a", {1, 2, 3}, [&](const KrSimEvent&) { calledOn = std::this_thread::get_id(); });
+    onAnotherThread([] {
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+        KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+    });
+    EXPECT_THAT(log, IsEmpty());
+    KrEventDispatcher::sendEventLocally(KrSimEvent(3));
+    EXPECT_THAT(log, ElementsAre("a1", "a2", "a3")) << "the owner's own event comes last";
+    onAnotherThread([] { KrEventDispatcher::sendEventLocallyImmediately(KrSimEvent(1)); });
+    EXPECT_NE(calledOn, std::this_thread::get_id());
+}
+
+TEST_F(Dispatcher, TheFirstThreadToProcessIsTheOwnerUntilAReset) {
+    const Listener listener(log, "a", {1, 2});
+    KrEventDispatcher::_resetOwner();
+    onAnotherThread([&] {
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+        EXPECT_THAT(log, ElementsAre("a1")) << "the sender became the owner";
+    });
+    KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+    EXPECT_THAT(log, ElementsAre("a1")) << "the owner is gone";
+    KrEventDispatcher::_resetOwner();
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a2")) << "nothing was lost";
+}
+
+TEST_F(Dispatcher, NestedSendsOfTheOwnerComeBeforeTheRestOfTheBatch) {
+    const Listener listener(log, "a", {1, 2, 3}, [](const KrSimEvent& event) {
+        if (event.ID() == 1) KrEventDispatcher::sendEventLocally(KrSimEvent(3));
+    });
+    onAnotherThread([] {
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+        KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+    });
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a3", "a2"));
+}
+
+TEST_F(Dispatcher, AListenerThatSendsWhatItReceivesDoesNotExhaustTheStack) {
+    const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { KrEventDispatcher::sendEventLocally(event); });
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    const std::size_t once = log.size();
+    EXPECT_GT(once, 1u);
+    KrEventDispatcher::preUpdate();
+    EXPECT_GT(log.size(), once) << "the rest goes on with the next frame";
+}
+
+// --- Listeners -------------------------------------------------------------------------------------------------------
+
+TEST_F(Dispatcher, ListenersAreCalledOnceInTheOrderOfTheirRegistration) {
+    Listener a(log, "a", {1, 2, 1});
+    const Listener b(log, "b", {2, 1});
+    KrEventDispatcher::registerListener(1, nullptr);
+    KrEventDispatcher::unregisterListener(1, nullptr);
+    KrEventDispatcher::unregisterListener(77, &a);
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    EXPECT_THAT(log, ElementsAre("a1", "b1"));
+    KrEventDispatcher::unregisterListener(1, &a);
+    KrEventDispatcher::registerListener(1, &a);
+    log.clear();
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+    EXPECT_THAT(log, ElementsAre("b1", "a1", "a2", "b2"));
+}
+
+TEST_F(Dispatcher, AChangeDuringADeliveryCountsFromTheNextOne) {
+    Listener c(log, "c", {});
+    Listener b(log, "b", {});
+    const Listener a(log, "a", {1}, [&](const KrSimEvent&) {
+        KrEventDispatcher::unregisterListener(1, &b);
+        KrEventDispatcher::registerListener(1, &c);
+    });
+    KrEventDispatcher::registerListener(1, &b);
+    onAnotherThread([] {
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    });
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "b1", "a1", "c1")) << "the next one of the same batch too";
+}
+
+TEST_F(Dispatcher, AListenerThatDiesIsPassedOver) {
+    auto b = std::make_unique<Listener>(log, "b", std::vector<int>{});
+    const Listener a(log, "a", {1}, [&](const KrSimEvent&) {
+        // Even when the list that the delivery walks has been replaced meanwhile.
+        for (int i = 0; b && i < 10; ++i)
+            KrEventDispatcher::registerListener(1, std::make_unique<Listener>(log, "x", std::vector<int>{1}).get());
+        b.reset();
+    });
+    KrEventDispatcher::registerListener(1, b.get());
+    const Listener c(log, "c", {1});
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    EXPECT_THAT(log, ElementsAre("a1", "c1", "a1", "c1"));
+}
+
+TEST_F(Dispatcher, AListenerThatWasUnregisteredAndDiesInOneDeliveryIsPassedOver) {
+    auto b = std::make_unique<Listener>(log, "b", std::vector<int>{});
+    const Listener a(log, "a", {1}, [&](const KrSimEvent&) {
+        KrEventDispatcher::unregisterListener(1, b.get());
+        KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+        KrEventDispatcher::sendEventLocallyImmediately(KrSimEvent(3));
+        b.reset();
+    });
+    KrEventDispatcher::registerListener(1, b.get());
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    EXPECT_THAT(log, ElementsAre("a1"));
+}
+
+TEST_F(Dispatcher, FindsTheRightListenersAmongManyNumbers) {
+    std::vector<std::unique_ptr<Listener>> listeners;
+    for (int id = -500; id < 500; ++id) {
+        listeners.push_back(std::make_unique<Listener>(log, "l" + std::to_string(id) + ":", std::vector<int>{id * 64}));
+    }
+    listeners.erase(listeners.begin(), listeners.begin() + 250);
+    for (const int id : {-500, -251, -250, 0, 499})
+        KrEventDispatcher::sendEventLocally(KrSimEvent(id * 64));
+    EXPECT_THAT(log, ElementsAre("l-250:-16000", "l0:0", "l499:31936"));
+}
+
+// --- Exceptions ------------------------------------------------------------------------------------------------------
+
+TEST_F(Dispatcher, TheFirstExceptionContinuesAfterTheWholeBatch) {
+    const Listener a(log, "a", {1, 2}, [](const KrSimEvent& event) { throw event.ID(); });
+    const Listener b(log, "b", {1, 2}, [](const KrSimEvent&) { throw std::runtime_error("later"); });
+    onAnotherThread([] {
+        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+        KrEventDispatcher::sendEventLocally(KrSimEvent(2));
+    });
+    try {
+        KrEventDispatcher::preUpdate();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (int thrown) {
+        EXPECT_EQ(thrown, 1);
+    }
+    EXPECT_THAT(log, ElementsAre("a1", "b1", "a2", "b2"));
+    EXPECT_THROW(KrEventDispatcher::sendEventLocally(KrSimEvent(2)), int);
+    EXPECT_NO_THROW(KrEventDispatcher::preUpdate()) << "the event is gone";
+}
+
+TEST_F(Dispatcher, AThrowingListenerStopsNoDelayedEventAndNoQueue) {
+    KrEventDispatcher::_setClock(&clock);
+    const Listener a(log, "a", {1, 2, 3}, [](const KrSimEvent& event) {
+        if (event.ID() == 1) throw std::runtime_error("first");
+    });
+    KrEventDispatcher::sendEventLocally(delayed(1, -1.0));
+    KrEventDispatcher::sendEventLocally(delayed(2, -1.0));
+    onAnotherThread([] { KrEventDispatcher::sendEventLocally(KrSimEvent(3)); });
+    EXPECT_THROW(KrEventDispatcher::preUpdate(), std::runtime_error);
+    EXPECT_EQ(log.size(), 3u);
+}
+
+// --- Delays ----------------------------------------------------------------------------------------------------------
+
+TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
+    KrEventDispatcher::_setClock(&clock);
+    const Listener a(log, "a", {1, 2, 3, 4}, [](const KrSimEvent& event) {
+        if (event.ID() == 1) KrEventDispatcher::sendEventLocally(delayed(4, -1.0));
+    });
+    KrEventDispatcher::sendEventLocally(delayed(1, 0.3));
+    KrEventDispatcher::sendEventLocally(delayed(2, 0.2));
+    KrEventDispatcher::sendEventLocally(delayed(3, 5.0));
+    clock.sleep(1.0);
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a2"));
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a2", "a4"));
+    clock.sleep(4.0);
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a2", "a4", "a3"));
+}
+
+TEST_F(Dispatcher, WhatIsLeftOfADelaySurvivesANewClock) {
+    KrEventDispatcher::_setClock(&clock);
+    const Listener a(log, "a", {1});
+    KrEventDispatcher::sendEventLocally(delayed(1, 2.0));
+    clock.sleep(1.0);
+    test_support::ManualClock next;
+    next.sleep(5000.0);
+    KrEventDispatcher::_setClock(&next);
+    next.sleep(0.75);
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, IsEmpty());
+    next.sleep(0.5);
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1"));
+    KrEventDispatcher::_setClock(nullptr);
+}
+
+// --- Other applications ----------------------------------------------------------------------------------------------
+
+TEST_F(Dispatcher, EventsOfOtherApplicationsFollowTheQueue) {
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    std::vector<std::string> senders;
+    const Listener a(log, "a", {1, 2}, [&](const KrSimEvent& event) { senders.push_back(event.sender()); });
+    theirs->sendEvent(KrSimEvent(2, "other:1", {}));
+    onAnotherThread([] { KrEventDispatcher::sendEventLocally(KrSimEvent(1)); });
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(log, ElementsAre("a1", "a2"));
+    EXPECT_THAT(senders, ElementsAre(KrSimEvent::me(), "other:1"));
+    theirs->sendEvent(KrSimEvent(2));
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    EXPECT_THAT(log, ElementsAre("a1", "a2", "a1", "a2")) << "a send of the owner receives too";
+}
+
+TEST_F(Dispatcher, WithoutAChannelTheRemoteQueueIsDropped) {
+    KrEventDispatcher::sendEventRemotely(KrSimEvent(1));
+    KrEventDispatcher::sendEventRemotelyImmediately(KrSimEvent(2));
+    KrEventDispatcher::postUpdate();
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    KrEventDispatcher::sendEventRemotely(KrSimEvent(3));
+    KrEventDispatcher::sendEventRemotely(KrSimEvent(4));
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(received(*theirs), ElementsAre(3, 4));
+}
+
+TEST_F(Dispatcher, TheChannelCountsWhileDebuggingIsOn) {
+    const auto [ours, theirs] = InProcessEventChannel::makePair(clock);
+    std::vector<KrSimEvent> batch;
+    const std::vector<KrSimEvent> events{KrSimEvent(1, "ab", {1, 2, 3}), KrSimEvent(2, "", {}), KrSimEvent(1, "", {})};
+    ours->sendEvents(events);
+    theirs->receiveEvents(batch);
+    EXPECT_EQ(ours->getSentTraffic(1), EventTraffic());
+    EXPECT_LT(theirs->getLastReceiveSeconds(), 0.0);
+
+    ours->enableDebugging(true);
+    theirs->enableDebugging(true);
+    ours->sendEvents(events);
+    ours->sendEvent(events[1]);
+    clock.sleep(2.0);
+    theirs->receiveEvents(batch);
+    const double then = clock.getSeconds();
+    clock.sleep(2.0);
+    theirs->receiveEvents(batch);
+    EXPECT_EQ(ours->getSentTraffic(1), (EventTraffic{2, 12 + 5 + 12}));
+    EXPECT_EQ(theirs->getReceivedTraffic(1), (EventTraffic{2, 12 + 5 + 12}));
+    EXPECT_EQ(theirs->getReceivedTraffic(2), (EventTraffic{2, 24}));
+    EXPECT_EQ(ours->getReceivedTraffic(2), EventTraffic());
+    EXPECT_EQ(theirs->getLastReceiveSeconds(), then) << "a receive that brings nothing leaves no trace";
+}
+
+TEST_F(Dispatcher, AThrowingChannelLosesNoNamesAndStopsNoFrame) {
+    class BrokenChannel final : public KrSim::SharedEventChannel {
+        void _sendEvent(const KrSimEvent&) override { throw std::runtime_error("cable"); }
+        void _sendEvents(std::span<const KrSimEvent>) override { throw 1; }
+        void _receiveEvents(std::vector<KrSimEvent>& batch) override {
+            batch.emplace_back(1);
+            throw std::runtime_error("cable");
+        }
+    };
+    const LogCapture messages;
+    KrSim::EventIDList::instance().add("Name");
+    KrEventDispatcher::setSharedEventChannel(std::make_shared<BrokenChannel>());
+    const Listener a(log, "a", {1});
+    KrEventDispatcher::sendEventRemotely(KrSimEvent(2));
+    EXPECT_THAT(log, ElementsAre("a1")) << "what came before the fault is delivered";
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(messages.lines(),
+                ElementsAre("3 KrEventDispatcher: fatal error in 'SharedEventChannel' receiveEvents() [cable]\n",
+                            "3 KrEventDispatcher: fatal error in 'SharedEventChannel' sendEvents() [cable]\n",
+                            "3 KrEventDispatcher: unhandled exception in 'SharedEventChannel' sendEvents()\n"));
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    KrEventDispatcher::postUpdate();
+    EXPECT_EQ(received(*theirs).size(), 1u);
+}
+
+}  // namespace event_dispatcher_test

@@ -1,0 +1,164 @@
+#include "kr/events/event_id_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kr/core/id.h"
+#include "kr/events/framework_event_names.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/in_process_event_channel.h"
+#include "tests/support/log_capture.h"
+
+namespace event_id_list_test {
+
+using KrSim::EventId;
+using KrSim::EventIDList;
+using KrSim::KrEventDispatcher;
+using KrSim::KrSimEvent;
+using test_support::InProcessEventChannel;
+using test_support::LogCapture;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const int kPublish = Kr::KrID::numberFor(KrSim::kPublishLocalEventIdsName);
+
+class EventIds : public testing::Test {
+protected:
+    void SetUp() override { list.cleanup(); }
+
+    /// The names of all publications that the other application has received.
+    std::vector<std::vector<std::string>> published(InProcessEventChannel& other) {
+        std::vector<KrSimEvent> events;
+        other.receiveEvents(events);
+        std::vector<std::vector<std::string>> all;
+        for (const auto& event : events) {
+            EXPECT_EQ(event.ID(), kPublish);
+            std::vector<std::string> names;
+            const std::uint8_t* at = event.constData();
+            const auto number = [&at] {
+                const auto value = static_cast<std::size_t>(at[0] | at[1] << 8 | at[2] << 16 | at[3] << 24);
+                at += 4;
+                return value;
+            };
+            for (std::size_t left = number(); left > 0; --left) {
+                const std::size_t length = number();
+                names.emplace_back(reinterpret_cast<const char*>(at), length);
+                at += length;
+            }
+            EXPECT_EQ(at, event.constData() + event.bytes());
+            all.push_back(names);
+        }
+        return all;
+    }
+
+    test_support::DispatcherScope scope;
+    EventIDList& list{EventIDList::instance()};
+};
+
+TEST_F(EventIds, AreTheNumbersOfTheInternedNames) {
+    const int number = list.add("Engine: Started");
+    EXPECT_EQ(number, Kr::KrID("Engine: Started").getNumber());
+    EXPECT_EQ(list.add("Engine: Started"), number);
+    EXPECT_EQ(list.getLocal("Engine: Started"), number);
+    EXPECT_EQ(list.getName(EventId::_fromNumber(number)), "Engine: Started");
+    EXPECT_EQ(KrSimEvent(number).nameForID(), "Engine: Started");
+
+    EXPECT_FALSE(list.existLocally("Engine: Stopped"));
+    EXPECT_EQ(list.getLocal("Engine: Stopped"), Kr::KrID::kEmptyNumber);
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor("Engine: Stopped")), "");
+
+    list.cleanup();
+    EXPECT_FALSE(list.existLocally("Engine: Started"));
+    EXPECT_EQ(list.add("Engine: Started"), number) << "a name keeps its number";
+}
+
+TEST_F(EventIds, WarnOfTwoNamesWithOneNumber) {
+    ASSERT_EQ(Kr::KrID::numberFor("plumless"), Kr::KrID::numberFor("buckeroo"));
+    list.add("plumless");
+    const LogCapture log;
+    EXPECT_EQ(list.add("buckeroo"), list.getLocal("plumless"));
+    EXPECT_THAT(log.lines(), ElementsAre("3 EventIDList: 'buckeroo' and 'plumless' have one number and share their "
+                                         "events\n"));
+}
+
+TEST_F(EventIds, ArePublishedFiveAStepInTheOrderOfTheirMaking) {
+    for (const char* name : {"A", "B", "C", "D", "E", "F", "G"})
+        list.add(name);
+    KrEventDispatcher::postUpdate();  // nobody is there: the names go on waiting
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(published(*theirs), ElementsAre(ElementsAre("A", "B", "C", "D", "E")));
+    list.add("A");  // known, so not published again
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(published(*theirs), ElementsAre(ElementsAre("F", "G")));
+    KrEventDispatcher::postUpdate();
+    EXPECT_THAT(published(*theirs), IsEmpty());
+
+    list.add("H");
+    KrEventDispatcher::_publishEventNames();  // an application joined; those that wait stay in front
+    KrEventDispatcher::postUpdate();
+    KrEventDispatcher::postUpdate();
+    const auto all = published(*theirs);
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0].size(), 5u);
+    EXPECT_EQ(all[0][0], "H");
+    EXPECT_EQ(all[1].size(), 3u);
+}
+
+TEST_F(EventIds, PublicationsHaveTheseBytes) {
+    list.add("Ab");
+    list.add("");
+    list.add("C");
+    EXPECT_EQ(list._takeNamesToPublish(), (std::vector<std::uint8_t>{3, 0, 0, 0,              // 0: count
+                                                                     2, 0, 0, 0, 0x41, 0x62,  // 4: "Ab"
+                                                                     0, 0, 0, 0,              // 10: ""
+                                                                     1, 0, 0, 0, 0x43}));     // 14: "C"
+}
+
+TEST_F(EventIds, OfOtherApplicationsGiveNumbersANameAndAreNotToldOn) {
+    const auto [ours, theirs] = InProcessEventChannel::makePair();
+    KrEventDispatcher::setSharedEventChannel(ours);
+    const std::vector<std::uint8_t> payload{1, 0, 0, 0, 6, 0, 0, 0, 'R', 'e', 'm', 'o', 't', 'e'};
+    theirs->sendEvent(KrSimEvent(kPublish, "other:1", payload));
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor("Remote")), "Remote");
+    EXPECT_FALSE(list.existLocally("Remote"));
+    EXPECT_THAT(published(*theirs), IsEmpty());
+}
+
+struct MalformedCase {
+    const char* name;
+    std::vector<std::uint8_t> payload;
+    bool learnsA;
+};
+
+class MalformedPublication : public testing::TestWithParam<MalformedCase> {};
+
+TEST_P(MalformedPublication, IsWarnedOfAndKeepsTheNamesBeforeTheFault) {
+    const test_support::DispatcherScope scope;
+    auto& list = EventIDList::instance();
+    const LogCapture log;
+    list._learn(GetParam().payload.data(), GetParam().payload.size(), "other:1");
+    EXPECT_THAT(log.lines(), ElementsAre("3 EventIDList: malformed list of event names from 'other:1'\n"));
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor("A")), GetParam().learnsA ? "A" : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Payloads, MalformedPublication,
+                         testing::Values(MalformedCase{"Empty", {}, false},  //
+                                         MalformedCase{"HalfCount", {1, 0}, false},
+                                         MalformedCase{"NoNames", {2, 0, 0, 0}, false},
+                                         MalformedCase{"HalfLength", {1, 0, 0, 0, 1, 0}, false},
+                                         MalformedCase{"HugeLength", {1, 0, 0, 0, 255, 255, 255, 255, 'A'}, false},
+                                         MalformedCase{"HugeCount", {255, 255, 255, 255, 1, 0, 0, 0, 'A'}, true},
+                                         MalformedCase{"CutSecond", {2, 0, 0, 0, 1, 0, 0, 0, 'A', 9, 0, 0, 0}, true}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+}  // namespace event_id_list_test
