@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <barrier>
 #include <functional>
@@ -45,16 +44,10 @@ struct Named {
 };
 class Leaf : public Named, public Node {};
 
-class Forward;
-struct HoldsForward {
-    HoldsForward();
-    ~HoldsForward();
-    KrSmartPtr<Forward> strong;
-    KrWeakPtr<Forward> weak;
+struct Chain : Node {
+    KrSmartPtr<Chain> next;  // holders of a class that is not complete yet
+    KrWeakPtr<Chain> previous;
 };
-class Forward : public Node {};
-HoldsForward::HoldsForward() : strong(new Forward), weak(strong) {}
-HoldsForward::~HoldsForward() = default;
 
 static_assert(!std::is_convertible_v<KrSmartPtr<Node>, KrSmartPtr<Leaf>>);
 static_assert(!std::is_convertible_v<KrWeakPtr<Node>, KrWeakPtr<Leaf>>);
@@ -70,39 +63,29 @@ TEST_F(SmartPointers, LastHolderDeletes) {
     KrSmartPtr<Node> second = first;
     KrSmartPtr<Leaf> third = std::move(first);
     EXPECT_EQ(first, nullptr);
-    EXPECT_EQ(second, third);
     EXPECT_EQ(second->getRefCount(), 2);
     third.reset();
-    EXPECT_EQ(Node::alive, 1);
-    second = std::exchange(second, KrSmartPtr<Node>());
     EXPECT_EQ(Node::alive, 1);
     second = nullptr;
     EXPECT_EQ(Node::alive, 0);
 }
 
-TEST_F(SmartPointers, AssignmentToItselfAndOfAMemberKeepsTheObject) {
-    struct Chain : Node {
-        KrSmartPtr<Chain> next;
-    };
+TEST_F(SmartPointers, AssignmentOfAMemberKeepsTheMember) {
     auto head = Kr::makeSmart<Chain>();
     head->next = Kr::makeSmart<Chain>();
-    const auto& same = head;
-    head = same;
-    EXPECT_EQ(Node::alive, 2);
+    head->next->previous = head;
     head = head->next;
     EXPECT_EQ(Node::alive, 1);
     EXPECT_EQ(head->getRefCount(), 1);
+    EXPECT_FALSE(head->previous.lock());
 }
 
-TEST_F(SmartPointers, WorkWithDeclaredClassesAndAcrossBases) {
-    HoldsForward holder;
-    EXPECT_EQ(holder.weak.lock(), holder.strong);
-
+TEST_F(SmartPointers, WorkAcrossBases) {
     const auto leaf = Kr::makeSmart<Leaf>();
     const KrSmartPtr<Node> node = leaf;
     EXPECT_NE(static_cast<void*>(node.get()), static_cast<void*>(leaf.get())) << "the conversion must move the address";
     EXPECT_EQ(Kr::dynamicPointerCast<Leaf>(node)->number, 7);
-    EXPECT_FALSE(Kr::dynamicPointerCast<Forward>(node));
+    EXPECT_FALSE(Kr::dynamicPointerCast<Chain>(node));
     const KrWeakPtr<Node> weak = KrWeakPtr<Leaf>(leaf);
     EXPECT_EQ(weak.lock(), node);
     EXPECT_EQ((std::set<KrSmartPtr<Node>>{node, leaf}.size()), 1U);
@@ -115,19 +98,15 @@ TEST_F(SmartPointers, ObjectsThatNobodyHoldsDieLikeAnyOther) {
     const auto unheld = std::make_unique<Node>();
     EXPECT_TRUE(onStack._isBeingDestroyed());
     EXPECT_FALSE(weakToStack.lock());
-    const Node copy = onStack;
-    EXPECT_EQ(copy.getRefCount(), 0);
 }
 
 TEST_F(SmartPointers, WeakBeforeTheFirstHolderWorksLater) {
     auto* plain = new Node;
     const KrWeakPtr<Node> weak(plain);
-    EXPECT_FALSE(weak.lock());
-    {
-        const KrSmartPtr<Node> holder(plain);
-        EXPECT_EQ(weak.lock(), holder);
-        EXPECT_EQ(plain->getRefCount(), 1);
-    }
+    KrSmartPtr<Node> holder(plain);
+    EXPECT_EQ(weak.lock(), holder);
+    EXPECT_EQ(plain->getRefCount(), 1);
+    holder.reset();
     EXPECT_EQ(Node::alive, 0);
     EXPECT_TRUE(weak.isExpired());
     EXPECT_FALSE(weak.lock());
@@ -144,96 +123,78 @@ TEST_F(SmartPointers, CopyAndAssignmentTakeNoHolders) {
 
 TEST_F(SmartPointers, MarkedObjectLivesButIsNotPromoted) {
     for (const bool isWeakMadeFirst : {true, false}) {
-        auto holder = Kr::makeSmart<Node>();
+        const auto holder = Kr::makeSmart<Node>();
         KrWeakPtr<Node> weak;
         if (isWeakMadeFirst) weak = holder;
         holder->_markBeingDestroyed();
         if (!isWeakMadeFirst) weak = holder;
         EXPECT_TRUE(holder->_isBeingDestroyed());
         EXPECT_FALSE(weak.lock());
-        const KrSmartPtr<Node> second = holder;
-        holder.reset();
-        EXPECT_EQ(second->getRefCount(), 1);
-        EXPECT_EQ(Node::alive, 1);
+        EXPECT_EQ(KrSmartPtr<Node>(holder)->getRefCount(), 2);
     }
 }
 
 TEST_F(SmartPointers, DestructorMayHoldAndWatchItsOwnObject) {
     for (const bool isWatchedBefore : {true, false}) {
-        bool wasPromoted = true;
-        auto holder = Kr::makeSmart<Node>([&](Node& dying) {
+        auto holder = Kr::makeSmart<Node>([](Node& dying) {
             const KrSmartPtr<Node> again(&dying);
-            wasPromoted = static_cast<bool>(KrWeakPtr<Node>(&dying).lock());
+            EXPECT_FALSE(KrWeakPtr<Node>(&dying).lock());
             EXPECT_TRUE(dying._isBeingDestroyed());
         });
         KrWeakPtr<Node> weak;
         if (isWatchedBefore) weak = holder;
         holder.reset();
-        EXPECT_FALSE(wasPromoted);
         EXPECT_EQ(Node::alive, 0);
+    }
+}
+
+/// Two threads do the others' work while the caller does its own; before each round it prepares, after it, it checks.
+void race(int rounds, const std::function<void()>& prepare, const std::function<void()>& mine,
+          const std::function<void()>& others, const std::function<void()>& check) {
+    std::barrier step(3);
+    const auto takePart = [&] {
+        for (int round = 0; round < rounds; ++round) {
+            step.arrive_and_wait();
+            others();
+            step.arrive_and_wait();
+        }
+    };
+    const std::jthread first(takePart);
+    const std::jthread second(takePart);
+    for (int round = 0; round < rounds; ++round) {
+        prepare();
+        step.arrive_and_wait();
+        mine();
+        step.arrive_and_wait();
+        check();
     }
 }
 
 TEST_F(SmartPointers, PromotionRacesWithTheLastRelease) {
-    constexpr int kRounds = 6000;
-    constexpr int kPromoters = 2;
-    std::array<KrWeakPtr<Node>, kPromoters> weak;
     KrSmartPtr<Node> holder;
-    std::atomic<int> seenDead{0};
-    std::barrier step(kPromoters + 1);
-    std::array<std::thread, kPromoters> promoters;
-    for (std::size_t index = 0; index < kPromoters; ++index) {
-        promoters[index] = std::thread([&, index] {
-            for (int round = 0; round < kRounds; ++round) {
-                step.arrive_and_wait();
-                if (const auto locked = weak[index].lock()) {
-                    if (locked->getRefCount() < 1) ++seenDead;
-                }
-                step.arrive_and_wait();
-            }
-        });
-    }
-    for (int round = 0; round < kRounds; ++round) {
-        holder = Kr::makeSmart<Node>();
-        weak.fill(KrWeakPtr<Node>(holder));
-        step.arrive_and_wait();
-        holder.reset();
-        step.arrive_and_wait();
+    KrWeakPtr<Node> weak;
+    const auto prepare = [&] { weak = holder = Kr::makeSmart<Node>(); };
+    const auto promote = [&] {
+        const KrSmartPtr<Node> locked = KrWeakPtr<Node>(weak).lock();
+        EXPECT_TRUE(!locked || locked->getRefCount() >= 1);
+    };
+    const auto check = [&] {
         EXPECT_EQ(Node::alive, 0);
-        EXPECT_FALSE(weak[0].lock());
-    }
-    for (std::thread& promoter : promoters)
-        promoter.join();
-    EXPECT_EQ(seenDead, 0);
+        EXPECT_FALSE(weak.lock());
+    };
+    race(
+        6000, prepare, [&] { holder.reset(); }, promote, check);
 }
 
 TEST_F(SmartPointers, FirstWeakHoldersAndStrongOnesRace) {
-    constexpr int kRounds = 2000;
     KrSmartPtr<Node> shared;
-    std::barrier step(3);
+    const auto hold = [&] { EXPECT_GE(KrSmartPtr<Node>(shared)->getRefCount(), 2); };
     const auto watch = [&] {
-        for (int round = 0; round < kRounds; ++round) {
-            step.arrive_and_wait();
-            {
-                const KrSmartPtr<Node> strong = shared;
-                const KrWeakPtr<Node> weak(strong);
-                EXPECT_EQ(weak.lock(), strong);
-            }
-            step.arrive_and_wait();
-        }
+        const KrSmartPtr<Node> strong = shared;
+        EXPECT_EQ(KrWeakPtr<Node>(strong).lock(), strong);
     };
-    std::thread first(watch);
-    std::thread second(watch);
-    for (int round = 0; round < kRounds; ++round) {
-        shared = Kr::makeSmart<Node>();
-        step.arrive_and_wait();
-        const KrSmartPtr<Node> mine = shared;
-        step.arrive_and_wait();
-        EXPECT_EQ(shared->getRefCount(), 2);
-    }
-    first.join();
-    second.join();
-    shared.reset();
+    race(
+        2000, [&] { shared = Kr::makeSmart<Node>(); }, hold, watch, [&] { EXPECT_EQ(shared->getRefCount(), 1); });
 }
 
 TEST(Array, KeepsOrderAndRefusesWhatIsOutside) {
