@@ -85,7 +85,8 @@ TEST_F(BaseReference, TextLeadsToTheObjectOrSaysOnceThatItDoesNot) {
                           {"base:///", "", true},
                           {"base:///Node/house/", "", true},
                           {"base:////Node/house", "", true},
-                          {"http:///Node/house", "", true}};
+                          {"http:///Node/house", "house", false},
+                          {"missing", "root", false}};
     for (const auto& [text, target, isLogged] : cases) {
         const test_support::LogCapture log;
         KrBaseReference reference(text, &root);

@@ -175,12 +175,14 @@ TEST(Transform, GeneralInverseUndoesScaleAndShear) {
     EXPECT_FALSE(transform.invert(inverse));
 }
 
-TEST(Transform, HalfTurnsGiveAUnitQuaternionWithPositiveScalar) {
+TEST(Transform, WideTurnsGiveAUnitQuaternionWithPositiveScalar) {
     for (const Vector3& axis : {Vector3{1, 0, 0}, Vector3{0, 1, 0}, Vector3{0, 0, 1}, Vector3{1, -1, 0}}) {
-        const Quaternion rotation = Quaternion::fromAxisAngle(-axis, 3 * kPi);
-        const Quaternion read = KrTransform::fromRotationTranslation(rotation, {}).getRotation();
-        expectSameRotation(read, rotation);
-        EXPECT_GE(read.w, 0.0);
+        for (const double angle : {kPi, 3.5}) {
+            const Quaternion rotation = Quaternion::fromAxisAngle(axis, angle);
+            const Quaternion read = KrTransform::fromRotationTranslation(rotation, {}).getRotation();
+            expectSameRotation(read, rotation);
+            EXPECT_GE(read.w, 0.0);
+        }
     }
 }
 

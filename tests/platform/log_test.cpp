@@ -51,6 +51,9 @@ protected:
         Kr::setLogFile("");
     }
 
+    test_support::TemporaryFolder folder;
+    const std::filesystem::path file = folder / "kr.log";
+
 private:
     eLogLevel _level;
 };
@@ -98,14 +101,13 @@ TEST_F(Log, OnlyTheNoThrowEntrySwallowsAndOnlyOurError) {
 }
 
 TEST_F(Log, DefaultHandlerPrintsAndFilesOneLine) {
-    const test_support::TemporaryFolder folder;
-    Kr::setLogFile(folder / "kr.log");
+    Kr::setLogFile(file);
     testing::internal::CaptureStderr();
     Kr::logMessage(eLogLevel::kError, "disk %s", "full");
     const std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_THAT(printed, testing::MatchesRegex("[A-Z].. [A-Z].. [ 0-9][0-9] ..:..:.. [0-9]+ - ERROR - disk full\n"));
-    ASSERT_THAT(readLines(folder / "kr.log"), testing::SizeIs(1));
-    EXPECT_EQ(readLines(folder / "kr.log").front() + "\n", printed);
+    ASSERT_THAT(readLines(file), testing::SizeIs(1));
+    EXPECT_EQ(readLines(file).front() + "\n", printed);
 }
 
 TEST_F(Log, LongTextIsCutAtAWholeCharacter) {
@@ -132,8 +134,7 @@ TEST(LogLine, IsTheTimeAndTheText) {
 }
 
 TEST_F(Log, FileKeepsWholeLinesOfManyThreads) {
-    const test_support::TemporaryFolder folder;
-    Kr::setLogFile(folder / "kr.log");
+    Kr::setLogFile(file);
     std::vector<std::jthread> threads;
     for (const char letter : {'a', 'b', 'c', 'd'}) {
         threads.emplace_back([letter] {
@@ -143,27 +144,25 @@ TEST_F(Log, FileKeepsWholeLinesOfManyThreads) {
     }
     threads.clear();
 
-    const std::vector<std::string> lines = readLines(folder / "kr.log");
+    const std::vector<std::string> lines = readLines(file);
     EXPECT_EQ(lines.size(), 800U);
     for (const char letter : {'a', 'b', 'c', 'd'})
         EXPECT_EQ(std::count(lines.begin(), lines.end(), std::string(80, letter)), 200);
 }
 
 TEST_F(Log, FileAppendsAndIsOpenedAnewOnRequest) {
-    const test_support::TemporaryFolder folder;
-    std::ofstream(folder / "kr.log") << "earlier\n";
-    Kr::setLogFile(folder / "kr.log");
+    std::ofstream(file) << "earlier\n";
+    Kr::setLogFile(file);
     Kr::printToLogFile("one\n");
-    std::filesystem::rename(folder / "kr.log", folder / "old.log");
+    std::filesystem::rename(file, folder / "old.log");
     Kr::printToLogFile("two\n");
-    Kr::setLogFile(folder / "kr.log");
+    Kr::setLogFile(file);
     Kr::printToLogFile("three\n");
     EXPECT_THAT(readLines(folder / "old.log"), ElementsAre("earlier", "one", "two"));
-    EXPECT_THAT(readLines(folder / "kr.log"), ElementsAre("three"));
+    EXPECT_THAT(readLines(file), ElementsAre("three"));
 }
 
 TEST_F(Log, FailingFileIsReportedOnceAndRecovers) {
-    const test_support::TemporaryFolder folder;
     Kr::LogSetHandler(&receive);
     testing::internal::CaptureStderr();
     Kr::setLogFile(folder / "later/kr.log");

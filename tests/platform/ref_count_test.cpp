@@ -183,7 +183,7 @@ TEST_F(SmartPointers, PromotionRacesWithTheLastRelease) {
         EXPECT_FALSE(weak.lock());
     };
     race(
-        6000, prepare, [&] { holder.reset(); }, promote, check);
+        3000, prepare, [&] { holder.reset(); }, promote, check);
 }
 
 TEST_F(SmartPointers, FirstWeakHoldersAndStrongOnesRace) {
