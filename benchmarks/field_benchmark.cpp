@@ -88,7 +88,7 @@ void BM_SetEqualVirtual(benchmark::State& state) {
     KrData::FieldBase* field = hide<KrData::FieldBase>(container.add<double>("Speed", 1.0));
     double value = 1.0;
     for (auto _ : state)
-        field->setRawValue(hide(&value));
+        field->setRawValue(&value);
 }
 BENCHMARK(BM_SetEqualVirtual);
 

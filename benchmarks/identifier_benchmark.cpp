@@ -1,12 +1,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -16,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "benchmarks/slice_by_eight.h"
 #include "kr/core/id.h"
 
 #ifdef KR_HAVE_GLIB
@@ -53,45 +50,6 @@ const std::vector<std::string>& texts() {
 
 // The limit: slice-by-8 and one table of numbers and texts.
 
-std::array<std::array<std::uint32_t, 256>, 8> makeTables() {
-    std::array<std::array<std::uint32_t, 256>, 8> tables{};
-    for (std::uint32_t byte = 0; byte < 256; ++byte) {
-        std::uint32_t remainder = byte;
-        for (int bit = 0; bit < 8; ++bit)
-            remainder = (remainder >> 1U) ^ ((remainder & 1U) * 0xEDB88320U);
-        tables[0][byte] = remainder;
-    }
-    for (std::size_t slice = 1; slice < tables.size(); ++slice) {
-        for (std::size_t byte = 0; byte < 256; ++byte) {
-            const std::uint32_t before = tables[slice - 1][byte];
-            tables[slice][byte] = (before >> 8U) ^ tables[0][before & 0xFFU];
-        }
-    }
-    return tables;
-}
-
-const std::array<std::array<std::uint32_t, 256>, 8> tables = makeTables();
-
-std::int32_t sliceByEight(std::string_view text) {
-    const char* bytes = text.data();
-    std::size_t length = text.size();
-    std::uint32_t remainder = 0xFFFFFFFFU;
-    for (; length >= 8; bytes += 8, length -= 8) {
-        std::uint32_t low;
-        std::uint32_t high;
-        std::memcpy(&low, bytes, sizeof low);
-        std::memcpy(&high, bytes + 4, sizeof high);
-        low ^= remainder;
-        remainder = tables[7][low & 0xFFU] ^ tables[6][(low >> 8U) & 0xFFU] ^ tables[5][(low >> 16U) & 0xFFU] ^
-                    tables[4][low >> 24U] ^ tables[3][high & 0xFFU] ^ tables[2][(high >> 8U) & 0xFFU] ^
-                    tables[1][(high >> 16U) & 0xFFU] ^ tables[0][high >> 24U];
-    }
-    for (; length > 0; ++bytes, --length) {
-        remainder = (remainder >> 8U) ^ tables[0][(remainder ^ static_cast<unsigned char>(*bytes)) & 0xFFU];
-    }
-    return std::bit_cast<std::int32_t>(~remainder);
-}
-
 struct LimitTable {
     struct Slot {
         const std::string* text{nullptr};
@@ -101,7 +59,7 @@ struct LimitTable {
 
     LimitTable() {
         for (const std::string& text : texts()) {
-            const std::int32_t number = sliceByEight(text);
+            const std::int32_t number = kr_benchmark::sliceByEight(text);
             Slot& slot = find(number);
             slot = {&text, number};
         }
@@ -161,7 +119,7 @@ void visitTexts(benchmark::State& state, const Lookup& lookup) {
 
 void BM_Limit(benchmark::State& state) {
     static LimitTable table;
-    visitTexts(state, [](const std::string& text) { return table.find(sliceByEight(text)).text; });
+    visitTexts(state, [](const std::string& text) { return table.find(kr_benchmark::sliceByEight(text)).text; });
 }
 BENCHMARK(BM_Limit);
 
