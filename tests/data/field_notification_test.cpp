@@ -540,19 +540,13 @@ TEST_F(OutputCounts, MoveWithAFieldOrSubtreeToAnotherRoleOrOwner) {
     EXPECT_EQ(owner.outputs(), kNothing);
 }
 
-TEST_F(OutputCounts, SurviveTheDeathOfTheOtherEndAndOfTheOwner) {
+TEST_F(OutputCounts, ReturnToZeroWhenTheOtherEndDies) {
     auto target = std::make_unique<Field<double>>("Target");
     const FakeConnection toTarget(*output, *target);
     EXPECT_EQ(owner.outputs(), Counts(1, 0));
     target.reset();
     EXPECT_EQ(owner.outputs(), kNothing);
     EXPECT_FALSE(toTarget.isValid());
-
-    watch();
-    connect();
-    owner.clear();
-    EXPECT_FALSE(connection->isValid());
-    EXPECT_FALSE(sink._hasIncomingConnections());
 }
 
 // --- Many connections ----------------------------------------------------------------------------------------------
@@ -598,11 +592,6 @@ TEST(ManyConnections, TransferInTheOrderOfAdditionAfterRemovals) {
     for (const std::size_t gone : {0U, 4U, 5U, 9U})
         connections[gone].reset();
     source.setValue(1.0);
-    EXPECT_THAT(heard, ElementsAre(1, 2, 3, 6, 7, 8));
-    std::erase(connections, nullptr);
-    heard.clear();
-    for (auto* each : sink._getIncomingConnections())
-        each->transferValue(source);
     EXPECT_THAT(heard, ElementsAre(1, 2, 3, 6, 7, 8));
 }
 
