@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -146,16 +147,18 @@ TEST_F(BaseReference, OrdersByContextThenTargetThenText) {
     EXPECT_FALSE(resolved < resolved);
 }
 
-TEST_F(BaseReference, CacheSavesTheWalk) {
-    const std::string text = "base:///Node/house/Node/front door";
+TEST_F(BaseReference, CacheSavesTheWalkUntilItIsClearedOrSwitchedOff) {
+    const auto searchesAfter = [&](const std::function<void()>& change) {
+        change();
+        EXPECT_EQ(KrBaseReference("base:///Node/house", &root).getBase(), house);
+        EXPECT_EQ(KrBaseReference("base:///Node/house", &root).getBase(), house);
+        return root.searches;
+    };
     KrBaseReference::fillCache(&root);  // not enabled yet
-    KrBaseReference::enableCache(true);
-    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
-    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
-    EXPECT_EQ(root.searches, 1);
-    KrBaseReference::clearCache();
-    EXPECT_EQ(KrBaseReference(text, &root).getBase(), door);
-    EXPECT_EQ(root.searches, 2);
+    EXPECT_EQ(searchesAfter([] { KrBaseReference::enableCache(true); }), 1);
+    EXPECT_EQ(searchesAfter([] { KrBaseReference::clearCache(); }), 2);
+    EXPECT_EQ(searchesAfter([] { KrBaseReference::enableCache(false); }), 4);
+    EXPECT_EQ(searchesAfter([] { KrBaseReference::enableCache(true); }), 5);
 }
 
 TEST_F(BaseReference, FilledCacheAnswersTheChildrenOfAnObjectAndNotTheDead) {
