@@ -28,10 +28,11 @@ Names& names() {
     return all;
 }
 
-void append(std::vector<std::uint8_t>& bytes, std::size_t number) {
+void appendNumber(std::string& bytes, std::size_t number) {
     const auto word = static_cast<std::uint32_t>(number);
-    const auto* first = reinterpret_cast<const std::uint8_t*>(&word);
-    bytes.insert(bytes.end(), first, first + sizeof word);
+    char raw[sizeof word];
+    std::memcpy(raw, &word, sizeof word);
+    bytes.append(raw, sizeof word);
 }
 
 /// Reads the payload of a publication from its start.
@@ -125,16 +126,16 @@ std::vector<std::uint8_t> EventIDList::_takeNamesToPublish() {
     auto& all = names();
     const std::lock_guard lock(all.mutex);
     const std::size_t count = std::min(all.unpublished.size(), kNamesPerStep);
-    std::vector<std::uint8_t> bytes;
-    if (count == 0) return bytes;
-    append(bytes, count);
+    if (count == 0) return {};
+    std::string bytes;
+    appendNumber(bytes, count);
     for (std::size_t i = 0; i < count; ++i) {
         const std::string& name = all.unpublished[i].str();
-        append(bytes, name.size());
-        bytes.insert(bytes.end(), name.begin(), name.end());
+        appendNumber(bytes, name.size());
+        bytes += name;
     }
     all.unpublished.erase(all.unpublished.begin(), all.unpublished.begin() + static_cast<std::ptrdiff_t>(count));
-    return bytes;
+    return {bytes.begin(), bytes.end()};
 }
 
 void EventIDList::_learn(const std::uint8_t* bytes, std::size_t size, const std::string& sender) {
