@@ -224,29 +224,14 @@ void fill(Container& parent, unsigned depth, std::mt19937& random) {
         const auto& name = names[random() % names.size()];
         if (parent.find(name) != parent.end()) continue;
         const auto value = static_cast<int>(random() % 2);
-        switch (random() % (depth > 0 ? 9 : 6)) {
-            case 0:
-                parent.add<int>(name, value);
-                break;
-            case 1:
-                parent.add<double>(name, value);
-                break;
-            case 2:
-                parent.add<std::string>(name, std::to_string(value));
-                break;
-            case 3:
-                (new KrData::Vector<int>(name, &parent, {value, value}))->_setDynamic(true);
-                break;
-            case 4:
-                addArray(parent, name.c_str(), random() % 3, value);
-                break;
-            case 5:
-                parent.addField(name, Types::kFilename);
-                break;
-            default:
-                fill(*parent.addContainer(name), depth - 1, random);
-                break;
-        }
+        const auto kind = random() % (depth > 0 ? 9 : 6);
+        if (kind == 0) parent.add<int>(name, value);
+        if (kind == 1) parent.add<double>(name, value);
+        if (kind == 2) parent.add<std::string>(name, std::to_string(value));
+        if (kind == 3) (new KrData::Vector<int>(name, &parent, {value, value}))->_setDynamic(true);
+        if (kind == 4) addArray(parent, name.c_str(), random() % 3, value);
+        if (kind == 5) parent.addField(name, Types::kFilename);
+        if (kind > 5) fill(*parent.addContainer(name), depth - 1, random);
     }
 }
 

@@ -98,11 +98,14 @@ TEST_P(VectorMutation, RecordsItsRangeAndNotifiesOnce) {
     EXPECT_EQ(calls, GetParam().ranges.empty() ? 0 : 1);
 }
 
-void reset(Ints& vector, std::vector<int> items) {
-    vector.setItems(std::move(items));
+template <class... Items>
+bool setAll(Ints& vector, Items... items) {
+    vector.setItems({items...});
+    return true;
 }
-bool copy(Ints& vector, const std::vector<int>& items, std::size_t first, std::size_t last) {
-    return vector.copyItems(Ints("Source", nullptr, items), first, last);
+template <class... Items>
+bool copy(Ints& vector, std::size_t first, std::size_t last, Items... items) {
+    return vector.copyItems(Ints("Source", nullptr, {items...}), first, last);
 }
 
 const Change kChanges[] = {
@@ -117,32 +120,12 @@ const Change kChanges[] = {
     {"Grow", [](Ints& v) { return v.resize(5); }, {10, 11, 12, 0, 0}, {{3, 4}}},
     {"Shrink", [](Ints& v) { return v.resize(1); }, {10}, {{1, 2}}},
     {"GrowBeyondMemory", [](Ints& v) { return !v.resize(SIZE_MAX); }, {10, 11, 12}, {}},
-    {"SetAllEqual",
-     [](Ints& v) {
-         return reset(v, {10, 11, 12}), true;
-     },
-     {10, 11, 12},
-     {}},
-    {"SetAll",
-     [](Ints& v) {
-         return reset(v, {10, 1, 12}), true;
-     },
-     {10, 1, 12},
-     {{1, 1}}},
-    {"SetFewer", [](Ints& v) { return reset(v, {10}), true; }, {10}, {{1, 2}}},
+    {"SetAllEqual", [](Ints& v) { return setAll(v, 10, 11, 12); }, {10, 11, 12}, {}},
+    {"SetAll", [](Ints& v) { return setAll(v, 10, 1, 12); }, {10, 1, 12}, {{1, 1}}},
+    {"SetFewer", [](Ints& v) { return setAll(v, 10); }, {10}, {{1, 2}}},
     {"SetNone", [](Ints& v) { return v.reset(), true; }, {}, {{0, 2}}},
-    {"CopySome",
-     [](Ints& v) {
-         return copy(v, {0, 1, 12, 3}, 1, 90);
-     },
-     {10, 1, 12},
-     {{1, 1}}},
-    {"CopyUpToTheLast",
-     [](Ints& v) {
-         return copy(v, {0, 1, 2}, 0, 1);
-     },
-     {0, 1, 12},
-     {{0, 1}}},
+    {"CopySome", [](Ints& v) { return copy(v, 1, 90, 0, 1, 12, 3); }, {10, 1, 12}, {{1, 1}}},
+    {"CopyUpToTheLast", [](Ints& v) { return copy(v, 0, 1, 0, 1, 2); }, {0, 1, 12}, {{0, 1}}},
     {"CopyOtherType", [](Ints& v) { return !v.copyItems(Vector<short>("S"), 0, 1); }, {10, 11, 12}, {}},
     {"CopyValue", [](Ints& v) { return v.copyValue(Ints("S", nullptr, {1})); }, {1}, {{0, 2}}},
 };
