@@ -207,6 +207,18 @@ void BM_RegisterAndUnregister(benchmark::State& state) {
 }
 BENCHMARK(BM_RegisterAndUnregister)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
+/// Registering this many listeners for one number, which die in the same order without unregistering.
+void BM_RegisterAndDie(benchmark::State& state) {
+    for (auto _ : state) {
+        std::vector<std::unique_ptr<CountingListener>> listeners;
+        for (std::int64_t i = 0; i < state.range(0); ++i)
+            listeners.push_back(std::make_unique<CountingListener>(kId));
+        for (auto& each : listeners)
+            each.reset();
+    }
+}
+BENCHMARK(BM_RegisterAndDie)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
 // --- Peers -----------------------------------------------------------------------------------------------------------
 
 void BM_Signals2(benchmark::State& state) {

@@ -210,6 +210,19 @@ TEST_F(Dispatcher, AChangeDuringADeliveryCountsFromTheNextOne) {
     EXPECT_THAT(log, ElementsAre("a1", "b1", "a1", "c1")) << "the next one of the same batch too";
 }
 
+TEST_F(Dispatcher, AListenerThatComesBackDuringADeliveryGoesToTheEnd) {
+    Listener b(log, "b", {});
+    const Listener a(log, "a", {1}, [&](const KrSimEvent&) {
+        KrEventDispatcher::unregisterListener(1, &b);
+        KrEventDispatcher::registerListener(1, &b);
+    });
+    KrEventDispatcher::registerListener(1, &b);
+    const Listener c(log, "c", {1});
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    KrEventDispatcher::sendEventLocally(KrSimEvent(1));
+    EXPECT_THAT(log, ElementsAre("a1", "b1", "c1", "a1", "c1", "b1"));
+}
+
 TEST_F(Dispatcher, AListenerThatDiesIsPassedOver) {
     auto b = std::make_unique<Listener>(log, "b", std::vector<int>{});
     const Listener a(log, "a", {1}, [&](const KrSimEvent&) {

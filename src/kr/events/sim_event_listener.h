@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <vector>
 
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
@@ -28,8 +28,8 @@ public:
 
 private:
     friend class detail::ListenerTable;
-    std::size_t _registrations{0};  // under the lock of the table
-    bool _wasRegistered{false};     // the same, but for its own destructor
+    std::vector<int> _ids;       // for which it is registered; under the lock of the table
+    bool _wasRegistered{false};  // the same, but for its own destructor
 };
 
 }  // namespace KrSim

@@ -28,7 +28,7 @@ ListenerTable& ListenerTable::instance() {
 
 void ListenerTable::add(int id, KrSimEventListener& listener) {
     const std::lock_guard lock(_mutex);
-    if (_registrations.count({id, &listener}) > 0) return;
+    if (_places.count({id, &listener}) > 0) return;
     if (2 * (_usedSlots + 1) > _slots.size()) _growSlots();
     Slot& slot = _slotFor(id);
     ListenerBlock* block = slot.block;
@@ -36,41 +36,53 @@ void ListenerTable::add(int id, KrSimEventListener& listener) {
         block = _make(id, 2);
         slot = {id, block};
         ++_usedSlots;
-    } else if (block->hasDead || block->size == block->capacity) {
-        // Before the registration is entered: a dead entry of the same listener must not come back to life.
+    } else if (block->size == block->capacity) {
         block = _replaceByLiving(slot, std::max<std::size_t>(2, 2 * block->size));
     }
-    _registrations.insert({id, &listener});
-    block->entries()[block->size++].store(&listener, std::memory_order_relaxed);
-    ++listener._registrations;
     listener._wasRegistered = true;
+    listener._ids.push_back(id);  // one too many, should memory end here, is passed over later
+    _places.emplace(Registration{id, &listener}, block->size);
+    block->entries()[block->size++].store(&listener, std::memory_order_relaxed);
     _changed();
 }
 
 void ListenerTable::remove(int id, KrSimEventListener& listener) noexcept {
     const std::lock_guard lock(_mutex);
-    if (_registrations.erase({id, &listener}) == 0) return;
-    --listener._registrations;
+    const auto found = _places.find({id, &listener});
+    if (found == _places.end()) return;
     ListenerBlock& block = *_slotFor(id).block;
-    block.hasDead = true;
-    _markStale(block);
+    if (block.references.load(std::memory_order_acquire) == 1) {
+        _makeNull(block, found->second);
+    } else {
+        block.hasDead = true;
+        _markStale(block);
+    }
+    _places.erase(found);
+    listener._ids.erase(std::find(listener._ids.begin(), listener._ids.end(), id));
     _changed();
 }
 
 void ListenerTable::forget(KrSimEventListener& listener) noexcept {
     const std::lock_guard lock(_mutex);
-    if (listener._registrations == 0 && _staleBlocks == 0) return;
-    for (ListenerBlock* block = _blocks; block != nullptr; block = block->next) {
+    for (const int id : listener._ids) {
+        const auto found = _places.find({id, &listener});
+        if (found == _places.end()) continue;
+        _makeNull(*_slotFor(id).block, found->second);
+        _places.erase(found);
+    }
+    // Lists that deliveries hold may know it too.
+    for (ListenerBlock* block = _staleBlocks > 0 ? _blocks : nullptr; block != nullptr; block = block->next) {
+        if (!block->isStale) continue;
         for (std::size_t i = 0; i < block->size; ++i) {
-            auto& entry = block->entries()[i];
-            if (entry.load(std::memory_order_relaxed) != &listener) continue;
-            entry.store(nullptr, std::memory_order_relaxed);
-            _registrations.erase({block->id, &listener});
-            block->hasDead = true;
-            _markStale(*block);
+            if (block->entries()[i].load(std::memory_order_relaxed) == &listener) _makeNull(*block, i);
         }
     }
     _changed();
+}
+
+void ListenerTable::_makeNull(ListenerBlock& block, std::size_t index) noexcept {
+    block.entries()[index].store(nullptr, std::memory_order_relaxed);
+    ++block.nulls;
 }
 
 ListenerBlock* ListenerTable::_make(int id, std::size_t room) {
@@ -85,7 +97,10 @@ ListenerBlock* ListenerTable::_replaceByLiving(Slot& slot, std::size_t room) {
     ListenerBlock* copy = _make(old.id, room);
     for (std::size_t i = 0; i < old.size; ++i) {
         auto* listener = old.entries()[i].load(std::memory_order_relaxed);
-        if (listener == nullptr || (old.hasDead && _registrations.count({old.id, listener}) == 0)) continue;
+        const auto found = listener != nullptr ? _places.find({old.id, listener}) : _places.end();
+        // A listener that came back has its place further down.
+        if (found == _places.end() || found->second != i) continue;
+        found->second = copy->size;
         copy->entries()[copy->size++].store(listener, std::memory_order_relaxed);
     }
     slot.block = copy;

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -24,13 +24,17 @@ public:
         return reinterpret_cast<std::atomic<KrSimEventListener*>*>(this + 1);
     }
 
+    /// Dead entries must go before the next delivery, nulls before they are most of the list.
+    [[nodiscard]] bool needsCopy() const noexcept { return hasDead || 2 * nulls > size; }
+
     std::atomic<std::uint32_t> references{1};
     // Under the lock of the table:
-    bool hasDead{false};  // an entry was unregistered and is still in its place
+    bool hasDead{false};  // an entry was unregistered and is still in its place, because a delivery knew it
     bool isStale{false};  // has dead entries, or is held by deliveries only
     int id;
     std::size_t capacity;
     std::size_t size{0};
+    std::size_t nulls{0};
     ListenerBlock* next{nullptr};  // in the chain of all blocks
     ListenerBlock* previous{nullptr};
 
@@ -69,8 +73,8 @@ private:
 };
 
 /// Who listens to what. Deliveries take a reference on the list of a number under a short lock and walk it without;
-/// changes put a new list in its place, or append behind the part that deliveries see. Unregistering only marks the
-/// list; the next look at it leaves out what is gone.
+/// changes put a new list in its place, or append behind the part that deliveries see. Unregistering makes an entry
+/// null when no delivery knows the list; otherwise it marks the list, and the next look at it leaves out what is gone.
 class ListenerTable {
 public:
     /// Never destroyed.
@@ -97,10 +101,10 @@ private:
         friend bool operator==(const Registration&, const Registration&) noexcept = default;
     };
     struct RegistrationHash {
+        /// Neighbours in memory stay neighbours: listeners that were made together are found together in the cache.
         std::size_t operator()(const Registration& each) const noexcept {
-            const auto address = reinterpret_cast<std::uintptr_t>(each.listener);
-            return (address ^ (static_cast<std::uint32_t>(each.id) * 0x9E3779B97F4A7C15ull)) * 0x9E3779B97F4A7C15ull >>
-                   7;
+            return reinterpret_cast<std::uintptr_t>(each.listener) / alignof(std::max_align_t) +
+                   static_cast<std::uint32_t>(each.id) * 0x9E3779B97F4A7C15ull;
         }
     };
     struct Slot {
@@ -115,6 +119,7 @@ private:
     [[nodiscard]] ListenerBlock* _make(int id, std::size_t room);
     /// Puts a copy without what is gone in the place of the slot's block.
     [[nodiscard]] ListenerBlock* _replaceByLiving(Slot& slot, std::size_t room);
+    void _makeNull(ListenerBlock& block, std::size_t index) noexcept;
     void _growSlots();
     void _letGo(ListenerBlock* block) noexcept;
     void _free(ListenerBlock* block) noexcept;
@@ -126,7 +131,7 @@ private:
     std::mutex _mutex;         // guards the members below and, where they say so, the blocks
     std::vector<Slot> _slots;  // open addressing; the count is a power of two
     std::size_t _usedSlots{0};
-    std::unordered_set<Registration, RegistrationHash> _registrations;
+    std::unordered_map<Registration, std::size_t, RegistrationHash> _places;  // in the block of the number
     ListenerBlock* _blocks{nullptr};  // all that live, also those that only deliveries still hold
     std::size_t _staleBlocks{0};
 };
@@ -144,7 +149,7 @@ inline ListenerSnapshot ListenerTable::find(int id, std::uint64_t& generation) {
     generation = _generation.load(std::memory_order_relaxed);
     Slot& slot = _slotFor(id);
     ListenerBlock* block = slot.block;
-    if (block != nullptr && block->hasDead) [[unlikely]]
+    if (block != nullptr && block->needsCopy()) [[unlikely]]
         block = _replaceByLiving(slot, block->size);
     if (block == nullptr || block->size == 0) return {};
     block->references.fetch_add(1, std::memory_order_relaxed);
