@@ -77,6 +77,12 @@ void EventData::clear() noexcept {
     _readPosition = 0;
 }
 
+void EventData::_setBytes(const std::uint8_t* bytes, std::size_t count) {
+    _bytes.assign(bytes, bytes + count);
+    _writePosition = count;
+    _readPosition = 0;
+}
+
 void EventData::_refuseText(std::size_t length) {
     _writeText("", 0);
     Kr::logErrorNoThrow("EventData::operator<<, a text of %zu bytes is too long\n", length);

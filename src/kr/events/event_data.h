@@ -54,6 +54,8 @@ public:
     /// Empties it and keeps the memory.
     void clear() noexcept;
 
+    /// As setData, from any memory.
+    void _setBytes(const std::uint8_t* bytes, std::size_t count);
     /// For operators of further types: appends the bytes of a value.
     template <class T>
     void _write(const T& value) {

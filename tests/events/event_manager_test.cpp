@@ -1,0 +1,330 @@
+#include "kr/events/event_manager.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/events/event_data.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/events/event_id_list.h"
+#include "kr/events/event_manager_implementation.h"
+#include "kr/events/event_manager_internal.h"
+#include "kr/events/framework_event_names.h"
+#include "kr/events/invalid_event_manager.h"
+#include "kr/events/sim_event.h"
+#include "kr/platform/assert.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/in_process_event_channel.h"
+#include "tests/support/log_capture.h"
+
+namespace event_manager_test {
+
+using KrSim::EventData;
+using KrSim::EventId;
+using KrSim::EventIDList;
+using KrSim::EventListener;
+using KrSim::EventManager;
+using KrSim::EventManagerImplementation;
+using KrSim::EventManagerInternal;
+using KrSim::KrEventDispatcher;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+EventData payload(int value) {
+    EventData data;
+    data << value;
+    return data;
+}
+
+class EventManagerTest : public testing::Test {
+protected:
+    /// Writes the name and the int that the payload begins with.
+    EventListener listen(
+        const std::string& name, std::function<void()> action = [] {}) {
+        return manager->registerListener(id, [this, name, action = std::move(action)](const EventData& data) {
+            int value = -1;
+            data >> value;
+            calls.push_back(name + std::to_string(value));
+            action();
+        });
+    }
+    void send(int value) { manager->sendEvent(id, payload(value)); }
+
+    const test_support::DispatcherScope scope;
+    std::vector<std::string> calls;
+    std::unique_ptr<EventManagerImplementation> manager = std::make_unique<EventManagerImplementation>();
+    EventManagerInternal internal{manager.get()};
+    const EventId id = EventManager::createEventId("Test");
+};
+
+// --- Ids ------------------------------------------------------------------------------------------------------------
+
+TEST_F(EventManagerTest, GivesUserEventsAPrefixThatFrameworkEventsLack) {
+    EXPECT_EQ(EventManager::createEventId("Stop"), EventManager::createEventId("Stop"));
+    EXPECT_EQ(EventIDList::instance().getName(EventManager::createEventId("Stop")), "User Event: Stop");
+    EXPECT_EQ(EventIDList::instance().getName(EventManager::createEventId("")), "User Event: ");
+    EXPECT_EQ(EventManagerInternal::createInternalEventId("User Event: Stop"), EventManager::createEventId("Stop"));
+    const EventId number = EventManagerInternal::createInternalEventId(77);
+    EXPECT_EQ(number._getNumber(), 77);
+    EXPECT_EQ(EventIDList::instance().getName(number), "");
+}
+
+TEST_F(EventManagerTest, AssertsThatAFrameworkEventHasAName) {
+    static std::string message;
+    const auto previous =
+        Kr::setAssertionHandler([](const Kr::AssertionFailure& failure) { message = failure.message; });
+    EXPECT_EQ(EventManagerInternal::createInternalEventId(""), EventId());
+    Kr::setAssertionHandler(previous);
+    EXPECT_EQ(message, "Trying to create an event ID with an empty name.\n");
+    EXPECT_FALSE(EventIDList::instance().existLocally(""));
+}
+
+// --- Ways of sending ------------------------------------------------------------------------------------------------
+
+struct SendCase {
+    const char* name;
+    void (*send)(EventManagerInternal& manager, const EventId& id, const EventData& data);
+    /// Callbacks here, then events at the other application: after the send, after the next frame.
+    std::vector<int> counts;
+};
+
+class EventManagerSending : public EventManagerTest, public testing::WithParamInterface<SendCase> {};
+
+TEST_P(EventManagerSending, ReachesThoseOfItsDispatcherOperation) {
+    const auto [here, there] = test_support::InProcessEventChannel::makePair();
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();  // the names that were made so far go nowhere
+    EventIDList::instance().cleanup();
+    KrEventDispatcher::setSharedEventChannel(here);
+    KrEventDispatcher::enableExternalControl(true);
+    const auto listener = listen("a");
+
+    std::vector<KrSim::KrSimEvent> arrived;
+    std::vector<int> counts;
+    const auto count = [&, &other = there] {
+        other->receiveEvents(arrived);
+        counts.push_back(static_cast<int>(calls.size()));
+        counts.push_back(static_cast<int>(arrived.size()));
+    };
+    GetParam().send(internal, id, payload(5));
+    count();
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::postUpdate();
+    count();
+    EXPECT_EQ(counts, GetParam().counts);
+    for (const std::string& call : calls)
+        EXPECT_EQ(call, "a5");
+    for (const auto& event : arrived) {
+        EXPECT_EQ(event.read<int>(), 5);
+        EXPECT_EQ(event.sender(), KrSim::KrSimEvent::me());
+    }
+}
+
+using Internal = EventManagerInternal;
+INSTANTIATE_TEST_SUITE_P(
+    Ways, EventManagerSending,
+    testing::Values(
+        SendCase{"Event", [](Internal& m, const EventId& i, const EventData& d) { m.sendEvent(i, d); }, {0, 0, 1, 1}},
+        SendCase{"Locally",
+                 [](Internal& m, const EventId& i, const EventData& d) { m.sendEventLocally(i, d); },
+                 {0, 0, 1, 0}},
+        SendCase{"LocallyImmediately",
+                 [](Internal& m, const EventId& i, const EventData& d) { m.sendEventLocallyImmediately(i, d); },
+                 {1, 0, 1, 0}},
+        SendCase{
+            "LocallyAndRemotelyImmediately",
+            [](Internal& m, const EventId& i, const EventData& d) { m.sendEventLocallyAndRemotelyImmediately(i, d); },
+            {1, 1, 1, 1}},
+        SendCase{"Remotely",
+                 [](Internal& m, const EventId& i, const EventData& d) { m.sendEventRemotely(i, d); },
+                 {0, 0, 0, 1}},
+        SendCase{"RemotelyImmediately",
+                 [](Internal& m, const EventId& i, const EventData& d) { m.sendEventRemotelyImmediately(i, d); },
+                 {0, 1, 0, 1}}),
+    [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(EventManagerTest, SendsAnEventWithoutPayload) {
+    std::optional<std::size_t> bytes;
+    const auto listener = manager->registerListener(id, [&](const EventData& data) { bytes = data.data().size(); });
+    EXPECT_TRUE(manager->sendEvent(id, EventData()));
+    EXPECT_EQ(bytes, 0U);
+}
+
+// --- Delivery -------------------------------------------------------------------------------------------------------
+
+TEST_F(EventManagerTest, CallsInOrderOfRegistrationEachFromTheStartOfThePayload) {
+    const auto first = listen("a");
+    const auto second = listen("b");
+    auto third = listen("c");
+    const auto copy = third;
+    third.unregister();
+    send(1);
+    EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
+}
+
+TEST_F(EventManagerTest, PassesOverAListenerThatAnEarlierOneUnregistered) {
+    EventListener second;
+    EventListener third;
+    const auto first = listen("a", [&] { third.unregister(); });
+    second = listen("b", [&] { second.unregister(); });
+    third = listen("c");
+    const auto last = listen("d");
+    send(1);
+    send(2);
+    EXPECT_THAT(calls, ElementsAre("a1", "b1", "d1", "a2", "d2"));
+}
+
+TEST_F(EventManagerTest, CallsAListenerThatWasRegisteredDuringADeliveryFromTheNextOn) {
+    EventListener added;
+    const auto first = listen("a", [&] {
+        if (added.isEmpty()) added = listen("b");
+    });
+    send(1);
+    EXPECT_THAT(calls, ElementsAre("a1"));
+    send(2);
+    EXPECT_THAT(calls, ElementsAre("a1", "a2", "b2"));
+}
+
+// Deliveries share the memory of payloads: an inner one must not show its bytes to the rest of the outer one.
+TEST_F(EventManagerTest, KeepsThePayloadOfAnOuterDelivery) {
+    const auto first = listen("a", [&] {
+        if (calls.size() == 1) internal.sendEventLocallyImmediately(id, payload(2));
+    });
+    const auto second = listen("b");
+    internal.sendEventLocallyImmediately(id, payload(1));
+    EXPECT_THAT(calls, ElementsAre("a1", "a2", "b2", "b1"));
+}
+
+TEST_F(EventManagerTest, GoesOnAfterAListenerThatThrows) {
+    const auto standard = listen("a", [] { throw std::runtime_error("broken"); });
+    const auto other = listen("b", [] { throw 5; });
+    const auto empty = manager->registerListener(id, nullptr);
+    const auto last = listen("c");
+    const test_support::LogCapture log;
+    send(1);
+    EXPECT_THAT(calls, ElementsAre("a1", "b1", "c1"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("3 EventManager: Exception thrown when processing event 'User Event: Test': broken.\n",
+                            "3 EventManager: Unhandled exception thrown when processing event 'User Event: Test'.\n",
+                            "3 EventManager: Exception thrown when processing event 'User Event: Test': "
+                            "bad_function_call.\n"));
+}
+
+// Its place at the dispatcher tells whether the manager stayed subscribed: a new subscription goes to the end.
+TEST_F(EventManagerTest, UnsubscribesWithTheFirstDeliveryAfterTheLastHandle) {
+    for (const bool isDelivered : {false, true}) {
+        calls.clear();
+        listen("old").unregister();
+        if (isDelivered) send(0);
+        const test_support::RecordingListener between(calls, "between", {id._getNumber()});
+        const auto listener = listen("new");
+        send(1);
+        const std::string other = "between" + std::to_string(id._getNumber());
+        if (isDelivered) {
+            EXPECT_THAT(calls, ElementsAre(other, "new1"));
+        } else {
+            EXPECT_THAT(calls, ElementsAre("new1", other));
+        }
+    }
+}
+
+// Most of the list dies between two deliveries: the living keep their order and are called once.
+TEST_F(EventManagerTest, KeepsTheOrderOfThoseThatStay) {
+    std::vector<EventListener> all;
+    std::vector<std::string> expected;
+    for (int i = 0; i < 100; ++i) {
+        all.push_back(listen(std::to_string(i) + ":"));
+        if (i % 10 == 0) {
+            expected.push_back(std::to_string(i) + ":7");
+        } else if (i % 3 != 0) {
+            all.back().unregister();
+        }
+    }
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        if (i % 10 != 0) all[i].unregister();
+    }
+    const auto last = listen("last");
+    expected.emplace_back("last7");
+    send(7);
+    EXPECT_EQ(calls, expected);
+}
+
+// --- Lifetime -------------------------------------------------------------------------------------------------------
+
+TEST_F(EventManagerTest, CallsNobodyAfterItsEnd) {
+    const auto listener = listen("a");
+    manager.reset();
+    KrEventDispatcher::sendEventLocally(KrSim::KrSimEvent(id._getNumber()));
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+// An event may end the application that it belongs to.
+TEST_F(EventManagerTest, MayBeDestroyedByACallback) {
+    const auto first = listen("a", [&] { manager.reset(); });
+    const auto second = listen("b");
+    send(1);
+    EXPECT_EQ(calls.front(), "a1");
+    EXPECT_EQ(manager, nullptr);
+}
+
+TEST_F(EventManagerTest, GivesNoHandleOnWhatIsBeingDestroyed) {
+    struct Dying : Kr::KrRefCount {
+        explicit Dying(bool& isEmpty) : wasEmpty(isEmpty) {}
+        ~Dying() override {
+            const Kr::KrSmartPtr<Kr::KrRefCount> self(this);
+            wasEmpty = EventManagerImplementation::createListener(self).isEmpty();
+        }
+        bool& wasEmpty;
+    };
+    bool wasEmpty = false;
+    auto object = Kr::makeSmart<Dying>(wasEmpty);
+    EXPECT_FALSE(EventManagerImplementation::createListener(object).isEmpty());
+    object.reset();
+    EXPECT_TRUE(wasEmpty);
+    EXPECT_TRUE(EventManagerImplementation::createListener(nullptr).isEmpty());
+}
+
+TEST_F(EventManagerTest, PublishesTheNamesWhenAnApplicationJoins) {
+    const auto [here, there] = test_support::InProcessEventChannel::makePair();
+    KrEventDispatcher::postUpdate();
+    KrEventDispatcher::setSharedEventChannel(here);
+    internal.sendEventLocally(EventManagerInternal::createInternalEventId(KrSim::kNewNetworkApplicationAddedEventName),
+                              EventData());
+    KrEventDispatcher::postUpdate();
+    std::vector<KrSim::KrSimEvent> arrived;
+    there->receiveEvents(arrived);
+    std::string payloads;
+    for (const auto& event : arrived)
+        payloads.append(event.constData(), event.constData() + event.bytes());
+    EXPECT_THAT(payloads, testing::HasSubstr("User Event: Test"));
+}
+
+// --- Without a manager ----------------------------------------------------------------------------------------------
+
+TEST_F(EventManagerTest, AnswersWithoutAManager) {
+    const test_support::LogCapture log;
+    KrSim::InvalidEventManager invalid;
+    EXPECT_TRUE(invalid.registerListener(id, [](const EventData&) {}).isEmpty());
+    EXPECT_FALSE(invalid.sendEvent(id, EventData()));
+
+    EventManagerInternal facade(&invalid);
+    EXPECT_TRUE(facade.registerListener(id, [](const EventData&) {}).isEmpty());
+    EXPECT_FALSE(facade.sendEvent(id, EventData()));
+    facade.sendEventLocally(id, EventData());
+    EXPECT_THAT(log.lines(),
+                ElementsAre("2 EventManager: the event manager is not in the application, a listener for 'User Event: "
+                            "Test' cannot be registered.\n",
+                            "6 EventManager: the event manager is not in the application, the event 'User Event: Test' "
+                            "cannot be sent.\n",
+                            "2 EventManagerInternal: created with an invalid EventManager object\n"));
+}
+
+}  // namespace event_manager_test
