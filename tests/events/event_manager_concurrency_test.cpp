@@ -23,7 +23,7 @@ TEST(EventManagerStress, EightThreadsRegisterSendAndUnregister) {
     constexpr int kThreads = 8;
     constexpr int kIds = 3;
 #ifdef __SANITIZE_THREAD__
-    constexpr int kRounds = 10'000;
+    constexpr int kRounds = 50'000;
 #else
     constexpr int kRounds = 2'000;
 #endif
