@@ -14,7 +14,11 @@
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_event.h"
+#include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
+#include "kr/events/event_listener.h"
+#include "kr/events/event_manager_implementation.h"
+#include "kr/events/event_manager_internal.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
 
@@ -218,6 +222,42 @@ void BM_RegisterAndDie(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_RegisterAndDie)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+// --- The manager above it --------------------------------------------------------------------------------------------
+
+void BM_ManagerImmediate(benchmark::State& state) {
+    KrSim::EventManagerImplementation manager;
+    const auto id = KrSim::EventManagerInternal::createInternalEventId(kId);
+    std::int64_t calls = 0;
+    KrSim::EventListenerList listeners;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        listeners << manager.registerListener(id,
+                                              [&calls](const KrSim::EventData& data) { calls += data.data()[1] == 0; });
+    const KrSim::EventData data(std::vector<std::uint8_t>(sizeof(Payload)));
+    manager.sendEventLocallyImmediately(id, data);
+    calls = 0;
+    const auto before = kr_benchmark::allocations();
+    for (auto _ : state) {
+        manager.sendEventLocallyImmediately(id, data);
+    }
+    state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - before);
+    expectCalls(state, calls, 1);
+}
+BENCHMARK(BM_ManagerImmediate)->Arg(1)->Arg(10);
+
+/// Registering this many callbacks for one id, while every second one goes again.
+void BM_ManagerRegister(benchmark::State& state) {
+    const auto id = KrSim::EventManagerInternal::createInternalEventId(kId);
+    for (auto _ : state) {
+        KrSim::EventManagerImplementation manager;
+        std::vector<KrSim::EventListener> listeners;
+        for (std::int64_t i = 0; i < state.range(0); ++i) {
+            listeners.push_back(manager.registerListener(id, [](const KrSim::EventData&) {}));
+            if (i % 2 == 1) listeners[static_cast<std::size_t>(i / 2)].unregister();
+        }
+    }
+}
+BENCHMARK(BM_ManagerRegister)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 // --- Peers -----------------------------------------------------------------------------------------------------------
 
