@@ -1,0 +1,294 @@
+#include "kr/events/errors/error_handler.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "kr/events/errors/error_events.h"
+#include "kr/events/event_data.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/events/event_manager_internal.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/log_line.h"
+#include "kr/platform/process.h"
+#include "kr/platform/runtime_error.h"
+
+namespace KrSim {
+
+namespace {
+
+constexpr double kSecondsBeforeFatalEnd = 3.0;
+/// A listener of the message event may log: that is published too, up to this depth on one thread.
+constexpr int kDeepestPublishing = 8;
+
+constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' listener() [%s]\n",
+                                        "KrErrorHandler: unhandled exception in '%s' listener()\n"};
+
+// --- Listeners -----------------------------------------------------------------------------------------------------
+
+class ListenerSignal;
+
+class LogListener final : public KrData::detail::DelegateRegistration {
+public:
+    LogListener(std::shared_ptr<ListenerSignal> signal, KrErrorHandler::Listener function)
+        : _signal(std::move(signal)), _function(std::move(function)) {}
+    void disconnect() noexcept override;
+    [[nodiscard]] bool isConnected() const noexcept override { return _isLive.load(); }
+
+    void end() noexcept { _isLive.store(false); }
+    void call(const std::string& text) const {
+        if (_isLive.load()) _function(text);
+    }
+
+private:
+    std::shared_ptr<ListenerSignal> _signal;
+    KrErrorHandler::Listener _function;
+    std::atomic<bool> _isLive{true};
+};
+
+class ListenerSignal {
+public:
+    void add(Kr::KrSmartPtr<LogListener> listener) {
+        const std::lock_guard lock(_mutex);
+        _listeners.push_back(std::move(listener));
+    }
+
+    void remove(const LogListener* listener) noexcept {
+        Kr::KrSmartPtr<LogListener> removed;  // its function is destroyed after the lock
+        const std::lock_guard lock(_mutex);
+        const auto found = std::find_if(_listeners.begin(), _listeners.end(),
+                                        [&](const auto& each) { return each.get() == listener; });
+        if (found == _listeners.end()) return;
+        removed = std::move(*found);
+        _listeners.erase(found);
+    }
+
+    void call(const std::string& text) {
+        for (const auto& listener : _snapshot()) {
+            Kr::callGuarded(
+                kListenerTexts, [] { return std::string("log"); }, [&] { listener->call(text); });
+        }
+    }
+
+    void end() noexcept {
+        std::vector<Kr::KrSmartPtr<LogListener>> ended;
+        {
+            const std::lock_guard lock(_mutex);
+            ended.swap(_listeners);
+        }
+        for (const auto& listener : ended)
+            listener->end();
+    }
+
+private:
+    [[nodiscard]] std::vector<Kr::KrSmartPtr<LogListener>> _snapshot() {
+        const std::lock_guard lock(_mutex);
+        return _listeners;
+    }
+
+    std::mutex _mutex;  // guards the list
+    std::vector<Kr::KrSmartPtr<LogListener>> _listeners;
+};
+
+void LogListener::disconnect() noexcept {
+    end();
+    _signal->remove(this);
+}
+
+// --- State ---------------------------------------------------------------------------------------------------------
+
+thread_local int publishingDepth = 0;
+
+[[noreturn]] void exitProcess(int status) {
+    std::exit(status);
+}
+
+/// Never destroyed: static objects may log while the process ends.
+struct State {
+    std::atomic<bool> isConsoleEnabled{true};
+    std::atomic<bool> isNetworkDispatchEnabled{true};
+    std::atomic<Kr::IClock*> clock{nullptr};
+    std::atomic<void (*)(int)> endProcess{nullptr};
+
+    std::mutex mutex;  // guards the members below
+    std::condition_variable publishingEnded;
+    bool isInstalled{false};
+    Kr::LogHandler previousHandler{nullptr};
+    std::shared_ptr<ListenerSignal> signal;
+    std::shared_ptr<EventManagerInternal> sink;
+    int publishing{0};  // messages on their way through the sink, on all threads
+    std::string lastDispatched;
+
+    static State& instance() {
+        static auto& state = *new State;
+        return state;
+    }
+
+    [[nodiscard]] std::shared_ptr<ListenerSignal> getSignal() {
+        const std::lock_guard lock(mutex);
+        return signal;
+    }
+};
+
+/// One message on its way through the sink, which stays valid meanwhile; empty when the message is not to be sent.
+class Publishing {
+public:
+    explicit Publishing(const std::string& text) {
+        if (publishingDepth >= kDeepestPublishing) return;
+        auto& state = State::instance();
+        const std::lock_guard lock(state.mutex);
+        if (!state.sink || text == state.lastDispatched) return;
+        state.lastDispatched = text;
+        _sink = state.sink;
+        ++state.publishing;
+        ++publishingDepth;
+    }
+    Publishing(const Publishing&) = delete;
+    Publishing& operator=(const Publishing&) = delete;
+    ~Publishing() {
+        if (!_sink) return;
+        auto& state = State::instance();
+        _sink.reset();
+        {
+            const std::lock_guard lock(state.mutex);
+            --state.publishing;
+            --publishingDepth;
+        }
+        state.publishingEnded.notify_all();
+    }
+
+    [[nodiscard]] EventManagerInternal* sink() const noexcept { return _sink.get(); }
+
+private:
+    std::shared_ptr<EventManagerInternal> _sink;
+};
+
+void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
+    const Publishing publishing(text);
+    if (publishing.sink() == nullptr) return;
+    EventData payload;
+    payload << Kr::Process::getHostNameProcessID() << text << static_cast<int>(level) << time;
+    publishing.sink()->sendEventLocally(kErrorMessageEvent, payload);
+    if (KrErrorHandler::_isNetworkDispatchEnabled() || level <= Kr::eLogLevel::kError) {
+        publishing.sink()->sendEventRemotelyImmediately(kErrorMessageEvent, payload);
+    }
+}
+
+void callListeners(const std::string& text) {
+    if (const auto signal = State::instance().getSignal()) signal->call(text);
+}
+
+void endAfterFatal() {
+    auto& state = State::instance();
+    KrEventDispatcher::postUpdate();
+    auto* clock = state.clock.load();
+    (clock != nullptr ? *clock : static_cast<Kr::IClock&>(Kr::SteadyClock::instance())).sleep(kSecondsBeforeFatalEnd);
+    const auto end = state.endProcess.load();
+    (end != nullptr ? end : &exitProcess)(EXIT_FAILURE);
+}
+
+}  // namespace
+
+// --- Installing ----------------------------------------------------------------------------------------------------
+
+void KrErrorHandler::Register() {
+    static const bool endsAtExit = std::atexit(&KrErrorHandler::Unregister) == 0;
+    static_cast<void>(endsAtExit);
+    auto& state = State::instance();
+    const std::lock_guard lock(state.mutex);
+    if (std::exchange(state.isInstalled, true)) return;
+    state.signal = std::make_shared<ListenerSignal>();
+    state.previousHandler = Kr::LogSetHandler(&KrErrorHandler::LogHandler);
+}
+
+void KrErrorHandler::Unregister() {
+    auto& state = State::instance();
+    std::shared_ptr<ListenerSignal> signal;
+    {
+        const std::lock_guard lock(state.mutex);
+        if (!std::exchange(state.isInstalled, false)) return;
+        Kr::LogSetHandler(std::exchange(state.previousHandler, nullptr));
+        signal = std::move(state.signal);
+        state.lastDispatched.clear();
+    }
+    signal->end();
+}
+
+void KrErrorHandler::setEventManager(EventManager* manager) {
+    // Made before the lock: it logs at error level when the manager is of another kind.
+    if (manager != nullptr) _enterErrorEventNames();
+    auto sink = manager != nullptr ? std::make_shared<EventManagerInternal>(manager) : nullptr;
+    auto& state = State::instance();
+    std::unique_lock lock(state.mutex);
+    std::swap(state.sink, sink);
+    // Messages of this thread are below us on the stack and cannot end before.
+    state.publishingEnded.wait(lock, [&] { return state.publishing <= publishingDepth; });
+}
+
+KrData::DelegateConnection KrErrorHandler::registerListener(Listener listener) {
+    auto signal = State::instance().getSignal();
+    if (!signal || !listener) return {};
+    const Kr::KrSmartPtr<LogListener> entry(new LogListener(signal, std::move(listener)));
+    signal->add(entry);
+    return KrData::DelegateConnection(entry);
+}
+
+// --- A message -----------------------------------------------------------------------------------------------------
+
+void KrErrorHandler::LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments) {
+    if (level > Kr::LogGetLevel()) return;
+    const std::string text = Kr::formatLogText(level, format, arguments);
+    const auto time = static_cast<std::int64_t>(std::time(nullptr));
+    const std::string line = Kr::formatLogLine(time, text);
+    publish(level, text, time);
+    Kr::printToLogFile(line);
+    if (isConsoleLogEnabled()) std::fwrite(line.data(), 1, line.size(), stderr);
+    if (level == Kr::eLogLevel::kError) {
+        callListeners(text);
+        throw KrRuntimeError(text);
+    }
+    if (level == Kr::eLogLevel::kFatal) {
+        callListeners(text);
+        endAfterFatal();
+    }
+}
+
+// --- Switches ------------------------------------------------------------------------------------------------------
+
+void KrErrorHandler::enableConsoleLog(bool enable) noexcept {
+    State::instance().isConsoleEnabled.store(enable);
+}
+
+bool KrErrorHandler::isConsoleLogEnabled() noexcept {
+    return State::instance().isConsoleEnabled.load();
+}
+
+void KrErrorHandler::setLogFile(const std::string& path) {
+    Kr::setLogFile(path);
+}
+
+std::string KrErrorHandler::getLogFile() {
+    return Kr::getLogFile();
+}
+
+void KrErrorHandler::_enableNetworkDispatch(bool enable) noexcept {
+    State::instance().isNetworkDispatchEnabled.store(enable);
+}
+
+bool KrErrorHandler::_isNetworkDispatchEnabled() noexcept {
+    return State::instance().isNetworkDispatchEnabled.load();
+}
+
+void KrErrorHandler::_setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept {
+    State::instance().clock.store(clock);
+    State::instance().endProcess.store(endProcess);
+}
+
+}  // namespace KrSim

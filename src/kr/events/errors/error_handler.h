@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdarg>
+#include <functional>
+#include <string>
+
+#include "kr/data/delegate_connection.h"
+#include "kr/events/fwd.h"
+#include "kr/platform/clock.h"
+#include "kr/platform/export.h"
+#include "kr/platform/log.h"
+
+namespace KrSim {
+
+/// What happens to a log message: it is published as an event, filed, printed, and at the two gravest levels acted
+/// upon.
+///
+/// While it is installed, an error-level message throws KrRuntimeError at whoever logged it, and a fatal one ends the
+/// process with status 1 three seconds after it was published. Every message is filed and printed before that.
+/// Consecutive repeats of one message are published once.
+/// Thread: any; setEventManager and Register on the thread that runs the application. No lock is held over an event,
+/// a listener or the log file.
+class KR_API KrErrorHandler {
+public:
+    using Listener = std::function<void(const std::string&)>;
+
+    KrErrorHandler() = delete;
+
+    /// Installs LogHandler as the handler of the log, keeping the one before. Does nothing when it is installed.
+    static void Register();
+    /// Ends all listeners and puts the handler before back. Runs at process exit at the latest.
+    static void Unregister();
+    static void LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments);
+
+    /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
+    /// null: it comes back when no other thread is publishing through the old manager any more.
+    static void setEventManager(EventManager* manager);
+    /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
+    /// thread that logs. An empty handle when the handler is not installed.
+    [[nodiscard]] static KrData::DelegateConnection registerListener(Listener listener);
+
+    static void enableConsoleLog(bool enable) noexcept;
+    [[nodiscard]] static bool isConsoleLogEnabled() noexcept;
+    static void setLogFile(const std::string& path);
+    [[nodiscard]] static std::string getLogFile();
+
+    /// Whether messages below error level go to other applications; error and fatal ones always do.
+    static void _enableNetworkDispatch(bool enable) noexcept;
+    [[nodiscard]] static bool _isNetworkDispatchEnabled() noexcept;
+    /// Replaces the clock of the three seconds and the end of the process after a fatal message; null restores.
+    static void _setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept;
+};
+
+}  // namespace KrSim

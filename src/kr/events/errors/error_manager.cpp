@@ -1,0 +1,144 @@
+#include "kr/events/errors/error_manager.h"
+
+#include <functional>
+#include <mutex>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "kr/events/errors/error_events.h"
+#include "kr/events/errors/error_handler.h"
+#include "kr/events/event_data.h"
+#include "kr/events/event_listener.h"
+#include "kr/events/event_manager.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/process.h"
+
+namespace KrSim {
+
+namespace {
+
+constexpr Kr::GuardTexts kOnMessageTexts{Kr::eLogLevel::kWarn, "ErrorManager: fatal error in '%s' onMessage() [%s]\n",
+                                         "ErrorManager: unhandled exception in '%s' onMessage()\n"};
+
+bool isForThisApplication(const std::string& target) {
+    return target.empty() || target == Kr::Process::getHostNameProcessID();
+}
+
+/// A level from outside: numbers that are no level are brought to the nearest one.
+Kr::eLogLevel toLevel(int number) {
+    using Kr::eLogLevel;
+    const int lowest = static_cast<int>(eLogLevel::kOff);
+    const int highest = static_cast<int>(eLogLevel::kAll);
+    return static_cast<eLogLevel>(number < lowest ? lowest : number > highest ? highest : number);
+}
+
+}  // namespace
+
+ErrorManager::Listener::~Listener() = default;
+
+class ErrorManager::Implementation {
+public:
+    explicit Implementation(EventManager* manager) {
+        if (manager == nullptr) return;
+        _enterErrorEventNames();
+        _subscriptions << manager->registerListener(kErrorMessageEvent,
+                                                    [this](const EventData& data) { _onMessage(data); })
+                       << manager->registerListener(kSetLogLevelEvent, &_onSetLogLevel)
+                       << manager->registerListener(kEnableNetworkDispatchEvent, &_onEnableNetworkDispatch);
+    }
+
+    void add(Listener* listener) {
+        const std::lock_guard lock(_mutex);
+        _listeners.insert(listener);
+    }
+
+    void remove(Listener* listener) {
+        const std::lock_guard lock(_mutex);
+        _listeners.erase(listener);
+    }
+
+private:
+    [[nodiscard]] bool _isRegistered(Listener* listener) {
+        const std::lock_guard lock(_mutex);
+        return _listeners.contains(listener);
+    }
+
+    [[nodiscard]] std::vector<Listener*> _snapshot() {
+        const std::lock_guard lock(_mutex);
+        return {_listeners.begin(), _listeners.end()};
+    }
+
+    void _onMessage(const EventData& data) {
+        std::string sender;
+        std::string text;
+        int level = 0;
+        std::int64_t time = 0;
+        data >> sender >> text >> level >> time;
+        for (auto* listener : _snapshot()) {
+            if (!_isRegistered(listener)) continue;
+            Kr::callGuarded(
+                kOnMessageTexts, [&] { return sender; },
+                [&] { listener->onMessage(Listener::kLogMessage, toLevel(level), text, sender, time); });
+        }
+    }
+
+    static void _onSetLogLevel(const EventData& data) {
+        int level = static_cast<int>(Kr::LogGetLevel());
+        std::string target;
+        data >> level >> target;
+        if (isForThisApplication(target)) Kr::LogSetLevel(toLevel(level));
+    }
+
+    static void _onEnableNetworkDispatch(const EventData& data) {
+        bool enable = KrErrorHandler::_isNetworkDispatchEnabled();
+        std::string target;
+        data >> enable >> target;
+        if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
+    }
+
+    std::mutex _mutex;  // guards the listeners
+    std::set<Listener*, std::less<>> _listeners;
+    EventListenerList _subscriptions;
+};
+
+ErrorManager::ErrorManager(EventManager* manager)
+    : _implementation(std::make_unique<Implementation>(manager)), _eventManager(manager) {}
+
+ErrorManager::~ErrorManager() = default;
+
+void ErrorManager::registerListener(Listener* listener) {
+    if (listener != nullptr) _implementation->add(listener);
+}
+
+void ErrorManager::unregisterListener(Listener* listener) {
+    _implementation->remove(listener);
+}
+
+void ErrorManager::setLogLevel(Kr::eLogLevel level, const std::string& target) {
+    if (_eventManager != nullptr && target != Kr::Process::getHostNameProcessID()) {
+        EventData payload;
+        payload << static_cast<int>(level) << target;
+        _eventManager->sendEvent(kSetLogLevelEvent, payload);
+    }
+    if (isForThisApplication(target)) Kr::LogSetLevel(level);
+}
+
+Kr::eLogLevel ErrorManager::getLogLevel() const {
+    return Kr::LogGetLevel();
+}
+
+void ErrorManager::enableNetworkDispatch(bool enable, const std::string& target) {
+    if (_eventManager != nullptr && target != Kr::Process::getHostNameProcessID()) {
+        EventData payload;
+        payload << enable << target;
+        _eventManager->sendEvent(kEnableNetworkDispatchEvent, payload);
+    }
+    if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
+}
+
+bool ErrorManager::isNetworkDispatchEnabled() const {
+    return KrErrorHandler::_isNetworkDispatchEnabled();
+}
+
+}  // namespace KrSim

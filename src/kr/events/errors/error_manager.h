@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "kr/events/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/platform/log.h"
+
+namespace KrSim {
+
+/// Lets observers hear the log messages of all applications, and sets log level and network dispatch here and there.
+///
+/// Applications are named by their sender name (Kr::Process::getHostNameProcessID()); an empty target means all.
+/// Thread: any. Listeners run where the dispatcher delivers events.
+/// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die.
+class KR_API ErrorManager {
+public:
+    class Listener;
+
+    explicit ErrorManager(EventManager* manager);
+    ErrorManager(const ErrorManager&) = delete;
+    ErrorManager& operator=(const ErrorManager&) = delete;
+    virtual ~ErrorManager();
+
+    /// Null is ignored; a listener is held once. Listeners are told in the order of their addresses.
+    void registerListener(Listener* listener);
+    void unregisterListener(Listener* listener);
+
+    void setLogLevel(Kr::eLogLevel level, const std::string& target);
+    [[nodiscard]] Kr::eLogLevel getLogLevel() const;
+    /// Whether messages below error level go to other applications; error and fatal ones always do.
+    void enableNetworkDispatch(bool enable, const std::string& target);
+    [[nodiscard]] bool isNetworkDispatchEnabled() const;
+
+private:
+    class Implementation;
+
+    std::unique_ptr<Implementation> _implementation;
+    EventManager* _eventManager;
+};
+
+/// Hears log messages. One registered while a message is told hears the next one; one unregistered is told no more.
+class KR_API ErrorManager::Listener {
+public:
+    static constexpr int kLogMessage = 1;
+
+    Listener() = default;
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+    virtual ~Listener();
+
+    /// \param kind    kLogMessage.
+    /// \param sender  the application that logged; compare with one's own name.
+    /// \param time    seconds since 1970-01-01 UTC.
+    virtual void onMessage(int kind, Kr::eLogLevel level, const std::string& message, const std::string& sender,
+                           std::int64_t time) = 0;
+};
+
+}  // namespace KrSim
