@@ -28,7 +28,11 @@ Container::Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldTyp
     : FieldBase(id, Types::kContainer), _fieldType(fieldType) {}
 
 Container::Container(const Container& source) : FieldBase(source), _fieldType(source._fieldType) {
-    _takeCopies(_duplicateChildren(source));
+    // One child at a time, so that each copy is taken while it is in the cache.
+    _children.reserve(source.size());
+    for (const auto* child : source._children) {
+        if (auto* copy = _duplicateChild(*child)) _takeCopy(copy);
+    }
 }
 
 Container::~Container() {
@@ -353,13 +357,10 @@ FieldBase::Children Container::_duplicateChildren(const Container& source) const
     return copies;
 }
 
-void Container::_takeCopies(const Children& copies) {
-    _children.reserve(copies.size());
-    for (auto* copy : copies) {
-        // Unique in their source, so unique here: no search for a double.
-        _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);
-        _insertChild(copy, size());
-    }
+void Container::_takeCopy(FieldBase* copy) {
+    // Unique in its source, so unique here: no search for a double.
+    _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);
+    _insertChild(copy, size());
 }
 
 void Container::_cloneFrom(const FieldBase& source) {
@@ -372,7 +373,9 @@ void Container::_cloneFrom(const FieldBase& source) {
     const auto fieldType = container._fieldType;
     _destroyChildren();
     _fieldType = fieldType;
-    _takeCopies(copies);
+    _children.reserve(copies.size());
+    for (auto* copy : copies)
+        _takeCopy(copy);
 }
 
 void Container::copyFieldsTo(Container* destination) const {

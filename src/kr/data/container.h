@@ -144,7 +144,7 @@ private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
     void _insertChild(FieldBase* field, std::size_t index);
     [[nodiscard]] Children _duplicateChildren(const Container& source) const;
-    void _takeCopies(const Children& copies);
+    void _takeCopy(FieldBase* copy);
     iterator _placed(FieldBase* field, iterator position);
     template <class PairAction>
     void _forEachPair(const Container& other, PairAction&& action);
