@@ -1,0 +1,121 @@
+#include "kr/application/context/application_context.h"
+
+#include <utility>
+
+#include "kr/application/context/application_state.h"
+#include "kr/core/enum.h"
+#include "kr/events/errors/error_manager.h"
+#include "kr/events/invalid_event_manager.h"
+
+namespace KrSim {
+
+// Registered here and not in a file of their own, which a static library would leave out.
+KR_REGISTER_ENUM(KrSim::eApplicationMode, {eApplicationMode::kSimulating, "Simulating mode"},
+                 {eApplicationMode::kEditing, "Editing mode"}, {eApplicationMode::kPlayback, "Playback mode"});
+KR_REGISTER_ENUM(KrSim::eSynchronizationMode, {eSynchronizationMode::kSyncOff, "Sync Off"},
+                 {eSynchronizationMode::kVSync, "V-Sync"}, {eSynchronizationMode::kSWSync, "SW Sync"},
+                 {eSynchronizationMode::kSWAndVSync, "SW + V-Sync"});
+KR_REGISTER_ENUM(KrSim::eCommunicationModel, {eCommunicationModel::kMaster, "Master"},
+                 {eCommunicationModel::kSlave, "Slave"}, {eCommunicationModel::kAutomatic, "Automatic"});
+
+ApplicationContext::ApplicationContext() noexcept = default;
+ApplicationContext::ApplicationContext(Kr::KrSmartPtr<ApplicationState> state) noexcept : _state(std::move(state)) {}
+ApplicationContext::ApplicationContext(const ApplicationContext& other) noexcept = default;
+ApplicationContext::ApplicationContext(ApplicationContext&& other) noexcept = default;
+ApplicationContext& ApplicationContext::operator=(const ApplicationContext& other) noexcept = default;
+ApplicationContext& ApplicationContext::operator=(ApplicationContext&& other) noexcept = default;
+ApplicationContext::~ApplicationContext() = default;
+
+const ApplicationState& ApplicationContext::_current() const noexcept {
+    return isValid() ? *_state : ApplicationState::_none();
+}
+
+bool ApplicationContext::isValid() const noexcept {
+    return _state && _state->_isAlive();
+}
+
+// --- Modes ---------------------------------------------------------------------------------------------------------
+
+eApplicationMode ApplicationContext::getApplicationMode() const noexcept {
+    return _current()._getApplicationMode();
+}
+eSynchronizationMode ApplicationContext::getSyncMode() const noexcept {
+    return _current()._getSyncMode();
+}
+eCommunicationModel ApplicationContext::getCommunicationModel() const noexcept {
+    return _current()._getCommunicationModel();
+}
+bool ApplicationContext::isActivationTracked() const noexcept {
+    return isValid() && _state->_tracksActivation();
+}
+
+// --- Frame and times -----------------------------------------------------------------------------------------------
+
+std::uint32_t ApplicationContext::getFrame() const noexcept {
+    return _current()._getFrame();
+}
+double ApplicationContext::getElapsedSeconds() const noexcept {
+    return _current()._getElapsedSeconds();
+}
+double ApplicationContext::getSecondsBetweenFrames() const noexcept {
+    return _current()._getSecondsBetweenFrames();
+}
+double ApplicationContext::getUpdateSeconds() const noexcept {
+    return _current()._getUpdateSeconds();
+}
+double ApplicationContext::getWaitSeconds() const noexcept {
+    return _current()._getWaitSeconds();
+}
+double ApplicationContext::getSimulationFrameRate() const noexcept {
+    return _current()._getFrameRate();
+}
+double ApplicationContext::getRequestedFrameRate() const noexcept {
+    return _current()._getRequestedFrameRate();
+}
+double ApplicationContext::getSimulationTimeStep() const noexcept {
+    const double rateHz = getSimulationFrameRate();
+    return rateHz > 0.0 ? 1.0 / rateHz : 0.0;
+}
+
+// --- Thread and deferral -------------------------------------------------------------------------------------------
+
+Kr::ThreadId ApplicationContext::getThread() const noexcept {
+    return _current()._getThread();
+}
+
+bool ApplicationContext::isApplicationThread() const noexcept {
+    return getThread() == Kr::getCurrentThreadId();
+}
+
+bool ApplicationContext::isRunning() const noexcept {
+    return isValid() && _state->_isRunning();
+}
+
+bool ApplicationContext::isUpdatingModules() const noexcept {
+    return _current()._isUpdatingModules();
+}
+
+bool ApplicationContext::isBusy() const noexcept {
+    if (!isRunning()) return false;
+    return _state->_isUpdatingModules() || _state->_getThread() != Kr::getCurrentThreadId();
+}
+
+bool ApplicationContext::executeLater(std::function<void()> function) const {
+    return isValid() && _state->_executeLater(std::move(function));
+}
+
+// --- Services ------------------------------------------------------------------------------------------------------
+
+EventManager& ApplicationContext::getEventManager() const noexcept {
+    static auto* none = new InvalidEventManager;
+    auto* manager = _current()._getEventManager();
+    return manager != nullptr ? *manager : *none;
+}
+
+ErrorManager& ApplicationContext::getErrorManager() const noexcept {
+    static auto* none = new ErrorManager(nullptr);
+    auto* manager = _current()._getErrorManager();
+    return manager != nullptr ? *manager : *none;
+}
+
+}  // namespace KrSim

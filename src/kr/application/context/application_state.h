@@ -1,0 +1,113 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "kr/application/context/application_modes.h"
+#include "kr/application/context/fwd.h"
+#include "kr/events/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
+#include "kr/platform/thread_id.h"
+
+namespace KrSim {
+
+namespace detail {
+class DelayedFunctions;
+}
+
+/// What an application shares with the handles on it (ApplicationContext): they read, the application writes.
+///
+/// Held by smart pointers only. The application calls _end() before it takes anything of itself down.
+/// Thread: all members are atomic. _isRunning publishes: whoever sees the main loop ended also sees all that it did.
+/// _runDelayedFunctions is for the application thread, the other setters for whoever drives the application.
+class KR_API ApplicationState final : public Kr::KrRefCount {
+public:
+    /// A living application in editing mode, before its first frame; activation is tracked, the rate is 60 Hz.
+    ApplicationState();
+    ApplicationState(const ApplicationState&) = delete;
+    ApplicationState& operator=(const ApplicationState&) = delete;
+    ~ApplicationState() override;
+
+    /// The state of no application; never destroyed.
+    [[nodiscard]] static const ApplicationState& _none();
+
+    // Set by the application
+
+    void _setApplicationMode(eApplicationMode mode) noexcept { _mode.store(mode, kRelaxed); }
+    void _setSyncMode(eSynchronizationMode mode) noexcept { _syncMode.store(mode, kRelaxed); }
+    void _setCommunicationModel(eCommunicationModel model) noexcept { _communicationModel.store(model, kRelaxed); }
+    void _trackActivation(bool track) noexcept { _isActivationTracked.store(track, kRelaxed); }
+    void _setFrame(std::uint32_t frame, double elapsedSeconds) noexcept;
+    void _setTimings(double secondsBetweenFrames, double updateSeconds, double waitSeconds) noexcept;
+    /// \param pacedHz  what the loop keeps to, above 0; \param requestedHz  as asked for.
+    void _setFrameRate(double pacedHz, double requestedHz) noexcept;
+    /// At the start of each frame.
+    void _setThread(Kr::ThreadId thread) noexcept { _thread.store(thread, kRelaxed); }
+    /// True after _setThread at the first frame, false when the main loop ends.
+    void _setRunning(bool running) noexcept { _running.store(running, std::memory_order_release); }
+    void _setUpdatingModules(bool updating) noexcept { _updating.store(updating, kRelaxed); }
+    /// Borrowed until _end(); null for none.
+    void _setManagers(EventManager* eventManager, ErrorManager* errorManager) noexcept;
+
+    /// Runs what was queued before the call, in order. A call from inside a delayed function does nothing.
+    void _runDelayedFunctions();
+    /// The application ends: from now on its handles answer like those of none. Functions that still wait are
+    /// destroyed on this thread without being run; an application runs them once more when its main loop ends, while
+    /// the content is alive.
+    void _end();
+
+    // Read by handles
+
+    [[nodiscard]] bool _isAlive() const noexcept { return _alive.load(std::memory_order_acquire); }
+    [[nodiscard]] eApplicationMode _getApplicationMode() const noexcept { return _mode.load(kRelaxed); }
+    [[nodiscard]] eSynchronizationMode _getSyncMode() const noexcept { return _syncMode.load(kRelaxed); }
+    [[nodiscard]] eCommunicationModel _getCommunicationModel() const noexcept {
+        return _communicationModel.load(kRelaxed);
+    }
+    [[nodiscard]] bool _tracksActivation() const noexcept { return _isActivationTracked.load(kRelaxed); }
+    [[nodiscard]] std::uint32_t _getFrame() const noexcept { return _frame.load(kRelaxed); }
+    [[nodiscard]] double _getElapsedSeconds() const noexcept { return _elapsedSeconds.load(kRelaxed); }
+    [[nodiscard]] double _getSecondsBetweenFrames() const noexcept { return _secondsBetweenFrames.load(kRelaxed); }
+    [[nodiscard]] double _getUpdateSeconds() const noexcept { return _updateSeconds.load(kRelaxed); }
+    [[nodiscard]] double _getWaitSeconds() const noexcept { return _waitSeconds.load(kRelaxed); }
+    [[nodiscard]] double _getFrameRate() const noexcept { return _frameRateHz.load(kRelaxed); }
+    [[nodiscard]] double _getRequestedFrameRate() const noexcept { return _requestedRateHz.load(kRelaxed); }
+    [[nodiscard]] Kr::ThreadId _getThread() const noexcept { return _thread.load(kRelaxed); }
+    [[nodiscard]] bool _isRunning() const noexcept { return _running.load(std::memory_order_acquire); }
+    [[nodiscard]] bool _isUpdatingModules() const noexcept { return _updating.load(kRelaxed); }
+    [[nodiscard]] EventManager* _getEventManager() const noexcept;
+    [[nodiscard]] ErrorManager* _getErrorManager() const noexcept;
+    bool _executeLater(std::function<void()> function);
+
+private:
+    static constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
+    struct NoApplication {};
+
+    explicit ApplicationState(NoApplication) noexcept;
+
+    // Behind every answer about activation and deferral
+    std::atomic<bool> _alive{true};
+    std::atomic<bool> _running{false};
+    std::atomic<bool> _updating{false};
+    std::atomic<bool> _isActivationTracked{true};
+    std::atomic<Kr::ThreadId> _thread{Kr::ThreadId::kNone};
+
+    std::atomic<eApplicationMode> _mode{eApplicationMode::kEditing};
+    std::atomic<eSynchronizationMode> _syncMode{eSynchronizationMode::kSyncOff};
+    std::atomic<eCommunicationModel> _communicationModel{eCommunicationModel::kMaster};
+    std::atomic<std::uint32_t> _frame{0};
+    std::atomic<double> _elapsedSeconds{0.0};
+    std::atomic<double> _secondsBetweenFrames{0.0};
+    std::atomic<double> _updateSeconds{0.0};
+    std::atomic<double> _waitSeconds{0.0};
+    std::atomic<double> _frameRateHz{60.0};
+    std::atomic<double> _requestedRateHz{60.0};
+    std::atomic<EventManager*> _eventManager{nullptr};
+    std::atomic<ErrorManager*> _errorManager{nullptr};
+    std::unique_ptr<detail::DelayedFunctions> _delayed;  // null for no application
+};
+
+}  // namespace KrSim

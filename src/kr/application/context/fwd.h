@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kr/events/fwd.h"
+
+namespace KrSim {
+class ApplicationContext;
+class ApplicationState;
+class ErrorManager;
+enum class eApplicationMode : std::int32_t;
+enum class eSynchronizationMode : std::int32_t;
+enum class eCommunicationModel : std::int32_t;
+}  // namespace KrSim
