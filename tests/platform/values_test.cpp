@@ -7,7 +7,10 @@
 #include <limits>
 #include <random>
 #include <set>
+#include <span>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -16,6 +19,7 @@
 #include "kr/platform/clock.h"
 #include "kr/platform/crc32.h"
 #include "kr/platform/fixed_string.h"
+#include "kr/platform/murmur_hash3.h"
 #include "kr/platform/process.h"
 #include "kr/platform/thread_id.h"
 #include "kr/platform/timer.h"
@@ -45,6 +49,15 @@ TEST(Crc32, AgreesWithZlibAtEveryLengthAndAlignment) {
                 << "seed " << kSeed << ", start " << start << ", length " << length;
         }
     }
+}
+
+TEST(MurmurHash3, IsTheStandardOneInOutputOrder) {
+    using Words = std::pair<std::uint64_t, std::uint64_t>;
+    const std::string_view text = "The quick brown fox jumps over the lazy dog";
+    EXPECT_EQ(Kr::calculateMurmurHash3(std::as_bytes(std::span(text))), Words(0xE34BBC7BBC071B6C, 0x7A433CA9C49A9347));
+    EXPECT_EQ(Kr::calculateMurmurHash3({}), Words(0, 0));
+    const std::span tooLong(text.data(), std::size_t{1} << 32U);  // refused before a byte of it is read
+    EXPECT_THROW(static_cast<void>(Kr::calculateMurmurHash3(std::as_bytes(tooLong))), std::length_error);
 }
 
 TEST(FixedString, KeepsWholeCharactersThatFit) {
