@@ -18,6 +18,22 @@ KR_REGISTER_ENUM(KrSim::eSynchronizationMode, {eSynchronizationMode::kSyncOff, "
 KR_REGISTER_ENUM(KrSim::eCommunicationModel, {eCommunicationModel::kMaster, "Master"},
                  {eCommunicationModel::kSlave, "Slave"}, {eCommunicationModel::kAutomatic, "Automatic"});
 
+namespace {
+
+using State = Kr::KrSmartPtr<ApplicationState>;
+
+// Of this file, so that the compiler may put them inside the queries.
+bool isAlive(const State& state) noexcept {
+    return state && state->_isAlive();
+}
+
+/// That of the living application, or the one that stands for none.
+const ApplicationState& current(const State& state) noexcept {
+    return isAlive(state) ? *state : ApplicationState::_none();
+}
+
+}  // namespace
+
 ApplicationContext::ApplicationContext() noexcept = default;
 ApplicationContext::ApplicationContext(Kr::KrSmartPtr<ApplicationState> state) noexcept : _state(std::move(state)) {}
 ApplicationContext::ApplicationContext(const ApplicationContext& other) noexcept = default;
@@ -26,51 +42,47 @@ ApplicationContext& ApplicationContext::operator=(const ApplicationContext& othe
 ApplicationContext& ApplicationContext::operator=(ApplicationContext&& other) noexcept = default;
 ApplicationContext::~ApplicationContext() = default;
 
-const ApplicationState& ApplicationContext::_current() const noexcept {
-    return isValid() ? *_state : ApplicationState::_none();
-}
-
 bool ApplicationContext::isValid() const noexcept {
-    return _state && _state->_isAlive();
+    return isAlive(_state);
 }
 
 // --- Modes ---------------------------------------------------------------------------------------------------------
 
 eApplicationMode ApplicationContext::getApplicationMode() const noexcept {
-    return _current()._getApplicationMode();
+    return current(_state)._getApplicationMode();
 }
 eSynchronizationMode ApplicationContext::getSyncMode() const noexcept {
-    return _current()._getSyncMode();
+    return current(_state)._getSyncMode();
 }
 eCommunicationModel ApplicationContext::getCommunicationModel() const noexcept {
-    return _current()._getCommunicationModel();
+    return current(_state)._getCommunicationModel();
 }
 bool ApplicationContext::isActivationTracked() const noexcept {
-    return isValid() && _state->_tracksActivation();
+    return isAlive(_state) && _state->_tracksActivation();
 }
 
 // --- Frame and times -----------------------------------------------------------------------------------------------
 
 std::uint32_t ApplicationContext::getFrame() const noexcept {
-    return _current()._getFrame();
+    return current(_state)._getFrame();
 }
 double ApplicationContext::getElapsedSeconds() const noexcept {
-    return _current()._getElapsedSeconds();
+    return current(_state)._getElapsedSeconds();
 }
 double ApplicationContext::getSecondsBetweenFrames() const noexcept {
-    return _current()._getSecondsBetweenFrames();
+    return current(_state)._getSecondsBetweenFrames();
 }
 double ApplicationContext::getUpdateSeconds() const noexcept {
-    return _current()._getUpdateSeconds();
+    return current(_state)._getUpdateSeconds();
 }
 double ApplicationContext::getWaitSeconds() const noexcept {
-    return _current()._getWaitSeconds();
+    return current(_state)._getWaitSeconds();
 }
 double ApplicationContext::getSimulationFrameRate() const noexcept {
-    return _current()._getFrameRate();
+    return current(_state)._getFrameRate();
 }
 double ApplicationContext::getRequestedFrameRate() const noexcept {
-    return _current()._getRequestedFrameRate();
+    return current(_state)._getRequestedFrameRate();
 }
 double ApplicationContext::getSimulationTimeStep() const noexcept {
     const double rateHz = getSimulationFrameRate();
@@ -80,7 +92,7 @@ double ApplicationContext::getSimulationTimeStep() const noexcept {
 // --- Thread and deferral -------------------------------------------------------------------------------------------
 
 Kr::ThreadId ApplicationContext::getThread() const noexcept {
-    return _current()._getThread();
+    return current(_state)._getThread();
 }
 
 bool ApplicationContext::isApplicationThread() const noexcept {
@@ -88,33 +100,33 @@ bool ApplicationContext::isApplicationThread() const noexcept {
 }
 
 bool ApplicationContext::isRunning() const noexcept {
-    return isValid() && _state->_isRunning();
+    return isAlive(_state) && _state->_isRunning();
 }
 
 bool ApplicationContext::isUpdatingModules() const noexcept {
-    return _current()._isUpdatingModules();
+    return current(_state)._isUpdatingModules();
 }
 
 bool ApplicationContext::isBusy() const noexcept {
-    if (!isRunning()) return false;
+    if (!isAlive(_state) || !_state->_isRunning()) return false;
     return _state->_isUpdatingModules() || _state->_getThread() != Kr::getCurrentThreadId();
 }
 
 bool ApplicationContext::executeLater(std::function<void()> function) const {
-    return isValid() && _state->_executeLater(std::move(function));
+    return isAlive(_state) && _state->_executeLater(std::move(function));
 }
 
 // --- Services ------------------------------------------------------------------------------------------------------
 
 EventManager& ApplicationContext::getEventManager() const noexcept {
     static auto* none = new InvalidEventManager;
-    auto* manager = _current()._getEventManager();
+    auto* manager = current(_state)._getEventManager();
     return manager != nullptr ? *manager : *none;
 }
 
 ErrorManager& ApplicationContext::getErrorManager() const noexcept {
     static auto* none = new ErrorManager(nullptr);
-    auto* manager = _current()._getErrorManager();
+    auto* manager = current(_state)._getErrorManager();
     return manager != nullptr ? *manager : *none;
 }
 

@@ -16,8 +16,8 @@ namespace KrSim {
 ///
 /// A default-made handle stands for no application. One that outlives its application answers like that from then on,
 /// so it may be kept for any time.
-/// Thread: every operation on any thread; one handle is no safer than a plain pointer. A query is a plain load. Two
-/// queries during a frame change may answer for two frames; between two passes of the application thread they agree.
+/// Thread: every operation on any thread; one handle is no safer than a plain pointer. A query is a plain load. On the
+/// application's thread the answers hold still during a pass; another thread may get those of two frames.
 class KR_API ApplicationContext {
 public:
     /// No application.
@@ -79,8 +79,8 @@ public:
     /// Whether the content must not change now, but later (executeLater): the application is running, and either it is
     /// updating its modules or the caller is on another thread. Never without an application.
     [[nodiscard]] bool isBusy() const noexcept;
-    /// Queues a function for the application thread, which runs it between two passes, soonest first. What a function
-    /// queues is run the next time. An exception is logged as a warning.
+    /// Queues a function for the application thread, which runs it between two passes, first in, first out. What a
+    /// function queues waits for the next time. An exception is logged as a warning.
     ///
     /// \return  false when there is no application or the function is empty: nothing was queued, and nothing is run.
     ///          Objects outside an application are never busy, so whoever asks isBusy first never meets that.
@@ -96,9 +96,6 @@ public:
     [[nodiscard]] ErrorManager& getErrorManager() const noexcept;
 
 private:
-    /// That of the living application, or the one that stands for none.
-    [[nodiscard]] const ApplicationState& _current() const noexcept;
-
     Kr::KrSmartPtr<ApplicationState> _state;
 };
 

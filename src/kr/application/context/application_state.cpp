@@ -48,7 +48,7 @@ ErrorManager* ApplicationState::_getErrorManager() const noexcept {
     return _errorManager.load(std::memory_order_acquire);
 }
 
-bool ApplicationState::_executeLater(std::function<void()> function) {
+bool ApplicationState::_executeLater(std::function<void()>&& function) {
     return function && _delayed->add(std::move(function));
 }
 

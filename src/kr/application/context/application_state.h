@@ -80,7 +80,7 @@ public:
     [[nodiscard]] bool _isUpdatingModules() const noexcept { return _updating.load(kRelaxed); }
     [[nodiscard]] EventManager* _getEventManager() const noexcept;
     [[nodiscard]] ErrorManager* _getErrorManager() const noexcept;
-    bool _executeLater(std::function<void()> function);
+    bool _executeLater(std::function<void()>&& function);
 
 private:
     static constexpr std::memory_order kRelaxed = std::memory_order_relaxed;

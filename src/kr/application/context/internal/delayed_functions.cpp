@@ -24,7 +24,7 @@ void reportDropped(std::size_t count) {
 
 }  // namespace
 
-bool DelayedFunctions::add(Function function) {
+bool DelayedFunctions::add(Function&& function) {
     const std::lock_guard lock(_mutex);
     if (_closed.load(std::memory_order_relaxed)) return false;
     _queued.push_back(std::move(function));

@@ -21,8 +21,8 @@ public:
     DelayedFunctions(const DelayedFunctions&) = delete;
     DelayedFunctions& operator=(const DelayedFunctions&) = delete;
 
-    /// False after close(): the function is destroyed unrun.
-    bool add(Function function);
+    /// False after close(), and the function stays with the caller.
+    bool add(Function&& function);
     /// Runs the functions that were added before the call; those that they add are for the next batch, so that one that
     /// adds itself again cannot keep the caller for ever. Nothing happens when called from one of them.
     void runBatch();
