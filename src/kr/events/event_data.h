@@ -131,7 +131,7 @@ EventData& operator<<(EventData& data, T value) {
 template <EventScalar T>
 const EventData& operator>>(const EventData& data, T& value) {
     if constexpr (std::same_as<T, bool>) {
-        std::uint8_t byte;
+        std::uint8_t byte = 0;
         if (data._read(byte)) value = byte != 0;
     } else {
         data._read(value);

@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kr/events/errors/error_events.h"
@@ -18,6 +21,7 @@
 #include "kr/events/event_manager_implementation.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
+#include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
 #include "tests/support/temporary_folder.h"
 
@@ -27,7 +31,6 @@ using Kr::eLogLevel;
 using KrSim::ErrorManager;
 using KrSim::KrErrorHandler;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class Recorder final : public ErrorManager::Listener {
 public:
@@ -47,84 +50,117 @@ class ErrorHandling : public testing::Test {
 protected:
     ErrorHandling() {
         KrErrorHandler::enableConsoleLog(false);
+        KrErrorHandler::setLogFile((folder / "kr.log").string());
         Kr::LogSetLevel(eLogLevel::kWarn);
         KrErrorHandler::Register();
-        KrErrorHandler::setEventManager(&events);
+        KrErrorHandler::setEventManager(events.get());
         errors.registerListener(&recorder);
     }
     ~ErrorHandling() override {
         KrErrorHandler::setEventManager(nullptr);
         KrErrorHandler::Unregister();
         KrErrorHandler::_enableNetworkDispatch(true);
+        KrErrorHandler::setLogFile("");
         KrErrorHandler::enableConsoleLog(true);
         Kr::LogSetLevel(eLogLevel::kInfo);
-        KrSim::KrEventDispatcher::_resetOwner();
+    }
+    /// The lines of the log file without their times.
+    [[nodiscard]] std::vector<std::string> filed() const {
+        std::ifstream file(folder / "kr.log");
+        std::vector<std::string> texts;
+        for (std::string line; std::getline(file, line);)
+            texts.push_back(line.substr(std::min(line.size(), line.find(" - ") + 3)));
+        return texts;
     }
 
-    KrSim::EventManagerImplementation events;
-    ErrorManager errors{&events};
+    const test_support::DispatcherScope scope;
+    const test_support::TemporaryFolder folder;
+    std::unique_ptr<KrSim::EventManagerImplementation> events = std::make_unique<KrSim::EventManagerImplementation>();
+    ErrorManager errors{events.get()};
     Recorder recorder;
 };
 
-TEST_F(ErrorHandling, PublishesWhatIsAtOrBelowTheThresholdOncePerRun) {
+TEST_F(ErrorHandling, FilesEveryMessageUpToTheThresholdAndPublishesRepeatsOnce) {
+    const std::string cut = "WARN - " + std::string(4095 - 7, 'x');
     Kr::logMessage(eLogLevel::kInfo, "too quiet\n");
     Kr::logMessage(eLogLevel::kWarn, "cold %d", 3);
     Kr::logMessage(eLogLevel::kWarn, "cold %d\n", 3);
-    Kr::logMessage(eLogLevel::kWarn, "hot\n");
+    Kr::logMessage(eLogLevel::kWarn, "%s", "100 %s %n");
     Kr::logMessage(eLogLevel::kWarn, "cold 3\n");
-    EXPECT_THAT(recorder.lines, ElementsAre("3 WARN - cold 3\n", "3 WARN - hot\n", "3 WARN - cold 3\n"));
+    Kr::logMessage(eLogLevel::kWarn, "%s", std::string(10'000, 'x').c_str());
+    EXPECT_THAT(filed(), ElementsAre("WARN - cold 3", "WARN - cold 3", "WARN - 100 %s %n", "WARN - cold 3", cut));
+    EXPECT_THAT(recorder.lines,
+                ElementsAre("3 WARN - cold 3\n", "3 WARN - 100 %s %n\n", "3 WARN - cold 3\n", "3 " + cut + "\n"));
 }
 
-TEST_F(ErrorHandling, ThrowsErrorsAfterTellingEverybody) {
-    std::string told;
-    const auto connection = KrErrorHandler::registerListener([&](const std::string& text) { told = text; });
+TEST_F(ErrorHandling, WarnsOnceOfAFileThatCannotBeOpenedAndGoesOn) {
+    KrErrorHandler::setLogFile((folder / "none/kr.log").string());
+    testing::internal::CaptureStderr();
+    Kr::logMessage(eLogLevel::kWarn, "one\n");
+    Kr::logMessage(eLogLevel::kWarn, "two\n");
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(printed, testing::HasSubstr("WARN - cannot write the log file"));
+    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1);
+    EXPECT_THAT(recorder.lines, ElementsAre("3 WARN - one\n", "3 WARN - two\n"));
+}
+
+TEST_F(ErrorHandling, ThrowsErrorsAfterTellingWhoIsConnected) {
+    std::vector<std::string> told;
     const auto broken = KrErrorHandler::registerListener([](const std::string&) { throw 7; });
+    const auto kept = KrErrorHandler::registerListener([&](const std::string& text) { told.push_back(text); });
+    auto ended = KrErrorHandler::registerListener([&](const std::string&) { told.emplace_back("ended"); });
+    EXPECT_FALSE(KrErrorHandler::registerListener(nullptr).isConnected());
+    ended.disconnect();
     try {
         Kr::logMessage(eLogLevel::kError, "broken\n");
         FAIL() << "no exception";
     } catch (const KrSim::KrRuntimeError& error) {
         EXPECT_STREQ(error.what(), "ERROR - broken\n");
     }
-    EXPECT_EQ(told, "ERROR - broken\n");
-    EXPECT_EQ(recorder.lines.front(), "2 ERROR - broken\n");
-    told.clear();
     Kr::logErrorNoThrow("again\n");
-    EXPECT_EQ(told, "ERROR - again\n");
-}
-
-TEST_F(ErrorHandling, AListenerEndsWithItsHandleAndWithTheHandler) {
-    int calls = 0;
-    auto ended = KrErrorHandler::registerListener([&](const std::string&) { ++calls; });
-    auto kept = KrErrorHandler::registerListener([&](const std::string&) { ++calls; });
-    ended.disconnect();
-    Kr::logErrorNoThrow("one\n");
-    EXPECT_EQ(calls, 1);
+    EXPECT_THAT(told, ElementsAre("ERROR - broken\n", "ERROR - again\n"));
+    EXPECT_EQ(recorder.lines.front(), "2 ERROR - broken\n");
     KrErrorHandler::Unregister();
     EXPECT_FALSE(kept.isConnected());
     EXPECT_FALSE(KrErrorHandler::registerListener([](const std::string&) {}).isConnected());
 }
 
-TEST_F(ErrorHandling, FilesEveryLineWithItsTimeAndCutsLongOnes) {
-    const test_support::TemporaryFolder folder;
-    KrErrorHandler::setLogFile((folder.path() / "kr.log").string());
-    Kr::logMessage(eLogLevel::kWarn, "same\n");
-    Kr::logMessage(eLogLevel::kWarn, "same\n");
-    Kr::logMessage(eLogLevel::kWarn, "%s", std::string(10'000, 'x').c_str());
-    KrErrorHandler::setLogFile("");
-    std::ifstream file(folder.path() / "kr.log");
-    std::vector<std::string> ends;
-    for (std::string line; std::getline(file, line);)
-        ends.push_back(line.substr(line.find(" - ")));
-    EXPECT_THAT(ends, ElementsAre(" - WARN - same", " - WARN - same", " - WARN - " + std::string(4095 - 7, 'x')));
-    EXPECT_EQ(recorder.lines.back().size(), std::string("3 ").size() + 4096);
+TEST_F(ErrorHandling, WhoLogsWhenToldIsToldEightDeep) {
+    int told = 0;
+    const auto echo = [&] { Kr::logErrorNoThrow("echo %d\n", ++told); };
+    recorder.then = echo;
+    Kr::logMessage(eLogLevel::kWarn, "voice\n");
+    EXPECT_EQ(std::exchange(told, 0), 8);
+    EXPECT_EQ(recorder.lines.size(), 8U);
+    recorder.then = nullptr;
+    const auto listener = KrErrorHandler::registerListener([&](const std::string&) { echo(); });
+    Kr::logErrorNoThrow("voice\n");
+    EXPECT_EQ(told, 8);
+    EXPECT_EQ(filed().size(), 18U);
 }
 
-TEST_F(ErrorHandling, AListenerThatLogsIsPublishedEightDeep) {
-    int depth = 0;
-    recorder.then = [&] { Kr::logMessage(eLogLevel::kWarn, "echo %d\n", ++depth); };
-    Kr::logMessage(eLogLevel::kWarn, "voice\n");
-    EXPECT_EQ(recorder.lines.size(), 8U);
-    EXPECT_EQ(depth, 8);
+// An exception from an event must not pass for one of the log, nor keep the message from the file.
+TEST_F(ErrorHandling, FilesAMessageWhosePublicationThrows) {
+    std::vector<std::string> calls;
+    int thrown = 0;
+    const test_support::RecordingListener broken(calls, "", {KrSim::kErrorMessageEvent._getNumber()}, [&](const auto&) {
+        throw std::runtime_error(std::to_string(++thrown));
+    });
+    EXPECT_NO_THROW(Kr::logMessage(eLogLevel::kWarn, "kept\n"));
+    EXPECT_EQ(thrown, 8);
+    EXPECT_EQ(filed().front(), "WARN - KrErrorHandler: fatal error in 'Error Manager: Error Message' sendEvent() [8]");
+    EXPECT_EQ(filed().back(), "WARN - kept");
+}
+
+TEST_F(ErrorHandling, AListenerMayEndTheManagerThatTellsIt) {
+    recorder.then = [&] {
+        KrErrorHandler::setEventManager(nullptr);
+        events.reset();
+    };
+    Kr::logMessage(eLogLevel::kWarn, "last\n");
+    Kr::logMessage(eLogLevel::kWarn, "unheard\n");
+    EXPECT_THAT(recorder.lines, ElementsAre("3 WARN - last\n"));
+    EXPECT_THAT(filed(), ElementsAre("WARN - last", "WARN - unheard"));
 }
 
 TEST_F(ErrorHandling, AFatalMessageIsPublishedBeforeTheProcessEnds) {
@@ -152,12 +188,32 @@ TEST_F(ErrorHandling, TargetsDecideWhoChangesTheLevel) {
     EXPECT_EQ(errors.getLogLevel(), eLogLevel::kDebug);
     errors.setLogLevel(eLogLevel::kWarn, me);
     EXPECT_EQ(errors.getLogLevel(), eLogLevel::kWarn);
-    for (const auto& [target, level] : {std::pair{me, 5}, std::pair{std::string("other:1"), 6}, std::pair{me, 99}}) {
-        KrSim::EventData data;
-        data << level << target;
-        events.sendEvent(KrSim::kSetLogLevelEvent, data);
-        EXPECT_EQ(Kr::LogGetLevel(), target == me ? static_cast<eLogLevel>(std::min(level, 7)) : eLogLevel::kDebug);
+}
+
+// Requests from other applications: what is cut off is asked of nobody.
+TEST_F(ErrorHandling, RequestsCountWhenTheyAreWholeAndMeantForThisApplication) {
+    struct Case {
+        int level;
+        std::string target;
+        std::size_t cut;
+        int result;
+    };
+    for (const Case& each : {Case{5, Kr::Process::getHostNameProcessID(), 0, 5}, Case{6, "", 0, 6}, Case{99, "", 0, 7},
+                             Case{-1, "", 0, 0}, Case{6, "other:1", 0, 3}, Case{6, "other:1", 3, 3}, Case{6, "", 1, 3},
+                             Case{6, "", 4, 3}, Case{6, "", 5, 3}}) {
+        KrSim::EventData request;
+        request << each.level << each.target;
+        auto bytes = request.data();
+        bytes.resize(bytes.size() - each.cut);
+        Kr::LogSetLevel(eLogLevel::kWarn);
+        events->sendEvent(KrSim::kSetLogLevelEvent, KrSim::EventData(bytes));
+        EXPECT_EQ(static_cast<int>(Kr::LogGetLevel()), each.result) << each.level << each.target << each.cut;
+        bytes.resize(std::min<std::size_t>(bytes.size(), 3));
+        events->sendEvent(KrSim::kEnableNetworkDispatchEvent, KrSim::EventData(bytes));
+        events->sendEvent(KrSim::kErrorMessageEvent, KrSim::EventData(bytes));
     }
+    EXPECT_TRUE(errors.isNetworkDispatchEnabled());
+    EXPECT_THAT(recorder.lines, testing::Each(testing::MatchesRegex("[23] (ERROR|WARN) - .*\n")));
 }
 
 TEST_F(ErrorHandling, OtherApplicationsHearErrorsAlwaysAndTheRestWhileDispatchIsOn) {
@@ -200,7 +256,7 @@ TEST_F(ErrorHandling, ManyThreadsLogWhileManagersComeAndGo) {
         const auto manager = std::make_unique<KrSim::EventManagerImplementation>();
         KrErrorHandler::setEventManager(manager.get());
         KrSim::KrEventDispatcher::preUpdate();
-        KrErrorHandler::setEventManager(&events);
+        KrErrorHandler::setEventManager(events.get());
     }
     for (auto& thread : threads)
         thread.join();

@@ -25,11 +25,13 @@ namespace KrSim {
 namespace {
 
 constexpr double kSecondsBeforeFatalEnd = 3.0;
-/// A listener of the message event may log: that is published too, up to this depth on one thread.
-constexpr int kDeepestPublishing = 8;
+/// Who hears of a message may log: that is told too, up to this depth on one thread.
+constexpr int kDeepestTelling = 8;
 
 constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' listener() [%s]\n",
                                         "KrErrorHandler: unhandled exception in '%s' listener()\n"};
+constexpr Kr::GuardTexts kSendTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' sendEvent() [%s]\n",
+                                    "KrErrorHandler: unhandled exception in '%s' sendEvent()\n"};
 
 // --- Listeners -----------------------------------------------------------------------------------------------------
 
@@ -104,10 +106,27 @@ void LogListener::disconnect() noexcept {
 
 // --- State ---------------------------------------------------------------------------------------------------------
 
+/// Messages that this thread is handling, and those of them that are on their way through the sink.
+thread_local int handlingDepth = 0;
 thread_local int publishingDepth = 0;
 
+class Handling {
+public:
+    Handling() noexcept { ++handlingDepth; }
+    Handling(const Handling&) = delete;
+    Handling& operator=(const Handling&) = delete;
+    ~Handling() { --handlingDepth; }
+
+    [[nodiscard]] static bool isTold() noexcept { return handlingDepth <= kDeepestTelling; }
+};
+
+/// exit() must run once: a second fatal message, of another thread or of what exit() destroys, leaves the first one as
+/// much time again and then ends the process at once.
 [[noreturn]] void exitProcess(int status) {
-    std::exit(status);
+    static std::atomic<bool> isExiting{false};
+    if (!isExiting.exchange(true)) std::exit(status);
+    Kr::SteadyClock::instance().sleep(kSecondsBeforeFatalEnd);
+    std::_Exit(status);
 }
 
 /// Never destroyed: static objects may log while the process ends.
@@ -141,7 +160,6 @@ struct State {
 class Publishing {
 public:
     explicit Publishing(const std::string& text) {
-        if (publishingDepth >= kDeepestPublishing) return;
         auto& state = State::instance();
         const std::lock_guard lock(state.mutex);
         if (!state.sink || text == state.lastDispatched) return;
@@ -164,7 +182,12 @@ public:
         state.publishingEnded.notify_all();
     }
 
-    [[nodiscard]] EventManagerInternal* sink() const noexcept { return _sink.get(); }
+    /// Null when the message is not to be sent, and once a listener has taken the sink away.
+    [[nodiscard]] EventManagerInternal* sink() const {
+        auto& state = State::instance();
+        const std::lock_guard lock(state.mutex);
+        return state.sink == _sink ? _sink.get() : nullptr;
+    }
 
 private:
     std::shared_ptr<EventManagerInternal> _sink;
@@ -172,16 +195,22 @@ private:
 
 void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
     const Publishing publishing(text);
-    if (publishing.sink() == nullptr) return;
+    auto* sink = publishing.sink();
+    if (sink == nullptr) return;
     EventData payload;
     payload << Kr::Process::getHostNameProcessID() << text << static_cast<int>(level) << time;
-    publishing.sink()->sendEventLocally(kErrorMessageEvent, payload);
-    if (KrErrorHandler::_isNetworkDispatchEnabled() || level <= Kr::eLogLevel::kError) {
-        publishing.sink()->sendEventRemotelyImmediately(kErrorMessageEvent, payload);
-    }
+    // Each send also delivers what waited, and a listener at the dispatcher may throw: the message is still to be
+    // filed.
+    const auto nameOf = [] { return std::string(kErrorMessageEventName); };
+    Kr::callGuarded(kSendTexts, nameOf, [&] { sink->sendEventLocally(kErrorMessageEvent, payload); });
+    if (!KrErrorHandler::_isNetworkDispatchEnabled() && level > Kr::eLogLevel::kError) return;
+    sink = publishing.sink();
+    if (sink == nullptr) return;
+    Kr::callGuarded(kSendTexts, nameOf, [&] { sink->sendEventRemotelyImmediately(kErrorMessageEvent, payload); });
 }
 
 void callListeners(const std::string& text) {
+    if (!Handling::isTold()) return;
     if (const auto signal = State::instance().getSignal()) signal->call(text);
 }
 
@@ -244,10 +273,11 @@ KrData::DelegateConnection KrErrorHandler::registerListener(Listener listener) {
 
 void KrErrorHandler::LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments) {
     if (level > Kr::LogGetLevel()) return;
+    const Handling handling;
     const std::string text = Kr::formatLogText(level, format, arguments);
     const auto time = static_cast<std::int64_t>(std::time(nullptr));
     const std::string line = Kr::formatLogLine(time, text);
-    publish(level, text, time);
+    if (Handling::isTold()) publish(level, text, time);
     Kr::printToLogFile(line);
     if (isConsoleLogEnabled()) std::fwrite(line.data(), 1, line.size(), stderr);
     if (level == Kr::eLogLevel::kError) {

@@ -1,5 +1,7 @@
 #include "kr/events/errors/error_manager.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -31,6 +33,24 @@ Kr::eLogLevel toLevel(int number) {
     const int lowest = static_cast<int>(eLogLevel::kOff);
     const int highest = static_cast<int>(eLogLevel::kAll);
     return static_cast<eLogLevel>(number < lowest ? lowest : number > highest ? highest : number);
+}
+
+std::size_t sizeOf(const std::string& text) {
+    return sizeof(std::uint32_t) + text.size();
+}
+template <EventScalar T>
+std::size_t sizeOf(T) {
+    return sizeof(T);
+}
+
+/// False, and a warning logged, when the payload ends before the last value.
+template <class... T>
+bool readWhole(const char* name, const EventData& data, T&... values) {
+    const std::size_t before = data._unread();
+    (data >> ... >> values);
+    if (before - data._unread() == (sizeOf(values) + ...)) return true;
+    Kr::logMessage(Kr::eLogLevel::kWarn, "ErrorManager: the event '%s' has too short a payload and is ignored\n", name);
+    return false;
 }
 
 }  // namespace
@@ -74,7 +94,7 @@ private:
         std::string text;
         int level = 0;
         std::int64_t time = 0;
-        data >> sender >> text >> level >> time;
+        if (!readWhole(kErrorMessageEventName, data, sender, text, level, time)) return;
         for (auto* listener : _snapshot()) {
             if (!_isRegistered(listener)) continue;
             Kr::callGuarded(
@@ -84,16 +104,17 @@ private:
     }
 
     static void _onSetLogLevel(const EventData& data) {
-        int level = static_cast<int>(Kr::LogGetLevel());
+        int level = 0;
         std::string target;
-        data >> level >> target;
+        // What is cut before its target must not count as meant for all.
+        if (!readWhole(kSetLogLevelEventName, data, level, target)) return;
         if (isForThisApplication(target)) Kr::LogSetLevel(toLevel(level));
     }
 
     static void _onEnableNetworkDispatch(const EventData& data) {
-        bool enable = KrErrorHandler::_isNetworkDispatchEnabled();
+        bool enable = false;
         std::string target;
-        data >> enable >> target;
+        if (!readWhole(kEnableNetworkDispatchEventName, data, enable, target)) return;
         if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
     }
 
