@@ -1,14 +1,17 @@
-// Publishes and receives an event, logs at every level that returns, and shows what became of the messages: who heard
-// of them, which one threw, and what stands in the log file. Ends with status 1 if anything shown is not true.
+// Publishes and receives an event, logs at every level, and shows what became of the messages: who heard of them, which
+// one threw, which one ended its process, and what stands in the log file. Ends with status 1 if anything shown is not
+// true.
 
 #include <kr/foundation.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -27,6 +30,30 @@ public:
         ++count;
     }
     int count{0};
+};
+
+/// What a host sets up: the log behind the error handler, and the managers through which its messages are published.
+class Host {
+public:
+    explicit Host(const std::string& logFile) {
+        KrSim::KrErrorHandler::Register();
+        KrSim::KrErrorHandler::enableConsoleLog(false);
+        KrSim::KrErrorHandler::setLogFile(logFile);
+        KrSim::KrErrorHandler::setEventManager(&events);
+        Kr::LogSetLevel(Kr::eLogLevel::kTrace);
+        errors.registerListener(&monitor);
+    }
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+    ~Host() {
+        errors.unregisterListener(&monitor);
+        KrSim::KrErrorHandler::setEventManager(nullptr);
+        KrSim::KrErrorHandler::setLogFile("");
+    }
+
+    KrSim::EventManagerImplementation events;
+    KrSim::ErrorManager errors{&events};
+    Monitor monitor;
 };
 
 void showEvents(KrSim::EventManager& events) {
@@ -50,59 +77,69 @@ void showEvents(KrSim::EventManager& events) {
 }
 
 void showLevels(const Monitor& monitor) {
-    std::cout << "== A message of each level, with the threshold at Debug ==\n";
+    std::cout << "== A message of each level that returns ==\n";
     Kr::logMessage(Kr::eLogLevel::kTrace, "wheel 1 turned\n");
     Kr::logMessage(Kr::eLogLevel::kDebug, "gear %d of %d\n", 3, 6);
     Kr::logMessage(Kr::eLogLevel::kInfo, "engine started\n");
     Kr::logMessage(Kr::eLogLevel::kWarn, "oil is cold\n");
     Kr::logMessage(Kr::eLogLevel::kWarn, "oil is cold\n");
-    claim(monitor.count == 3, "trace is above the threshold, and a repeat is published once");
+    Kr::LogSetLevel(Kr::eLogLevel::kInfo);
+    Kr::logMessage(Kr::eLogLevel::kDebug, "above the threshold\n");
+    claim(monitor.count == 4, "a repeat is published once, a message above the threshold not at all");
+}
+
+void showError() {
+    std::cout << "== An error message throws ==\n";
     try {
         Kr::logMessage(Kr::eLogLevel::kError, "no oil\n");
         claim(false, "an error message throws");
     } catch (const KrSim::KrRuntimeError& error) {
         std::cout << "  caught " << error.what();
-        claim(true, "an error message throws, after it was published and filed");
+        claim(true, "it was published and filed before");
     }
-    std::cout << "  (a fatal message would end this process after three seconds)\n";
 }
 
-void showFile(const std::filesystem::path& path) {
-    std::cout << "== The log file, without the times ==\n";
-    std::ifstream file(path);
+/// Runs this program again to log the fatal message: it ends the process that logs it.
+void showFatal(char* program, std::string logFile) {
+    std::cout << "== A fatal message ends its process after three seconds ==\n" << std::flush;
+    char* arguments[] = {program, logFile.data(), nullptr};
+    pid_t child = 0;
+    int status = 0;
+    const bool hasRun = posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, arguments, environ) == 0 &&
+                        waitpid(child, &status, 0) == child;
+    claim(hasRun && WIFEXITED(status) && WEXITSTATUS(status) == 1, "the other process ended with status 1");
+}
+
+void showFile(const std::string& logFile) {
+    std::cout << "== The log file of both, without the times ==\n";
+    std::ifstream file(logFile);
     int lines = 0;
     for (std::string line; std::getline(file, line); ++lines) {
         const auto text = line.find(" - ");
         std::cout << "  " << (text == std::string::npos ? line : line.substr(text + 3)) << '\n';
     }
-    claim(lines == 5, "every handled message stands there, repeats included");
+    claim(lines == 7, "every handled message stands there, repeats included");
 }
 
 }  // namespace
 
-int main() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kr_event_log_XXXXXX").string();
-    const char* folder = mkdtemp(pattern.data());
-    if (folder == nullptr) return 1;
-    const auto path = std::filesystem::path(folder) / "event_log.log";
-
-    KrSim::KrErrorHandler::Register();
-    KrSim::KrErrorHandler::enableConsoleLog(false);
-    KrSim::KrErrorHandler::setLogFile(path.string());
-    Kr::LogSetLevel(Kr::eLogLevel::kDebug);
-    {
-        KrSim::EventManagerImplementation events;
-        KrSim::KrErrorHandler::setEventManager(&events);
-        KrSim::ErrorManager errors(&events);
-        Monitor monitor;
-        errors.registerListener(&monitor);
-        showEvents(events);
-        showLevels(monitor);
-        errors.unregisterListener(&monitor);
-        KrSim::KrErrorHandler::setEventManager(nullptr);
+int main(int argc, char* argv[]) {
+    if (argc > 1) {
+        const Host host(argv[1]);
+        Kr::logMessage(Kr::eLogLevel::kFatal, "engine on fire\n");
+        return 0;  // not reached
     }
-    KrSim::KrErrorHandler::setLogFile("");
-    showFile(path);
+    std::string folder = (std::filesystem::temp_directory_path() / "kr_event_log_XXXXXX").string();
+    if (mkdtemp(folder.data()) == nullptr) return 1;
+    const std::string logFile = folder + "/event_log.log";
+    {
+        Host host(logFile);
+        showEvents(host.events);
+        showLevels(host.monitor);
+        showError();
+    }
+    showFatal(argv[0], logFile);
+    showFile(logFile);
     std::filesystem::remove_all(folder);
     std::cout << (everythingHolds ? "\nEverything shown holds.\n" : "\nSomething shown does not hold.\n");
     return everythingHolds ? 0 : 1;
