@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -18,11 +19,14 @@
 #include "kr/events/errors/error_handler.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
+#include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
+#include "kr/events/sim_event.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
+#include "tests/support/manual_clock.h"
 #include "tests/support/temporary_folder.h"
 
 namespace error_manager_test {
@@ -32,18 +36,22 @@ using KrSim::ErrorManager;
 using KrSim::KrErrorHandler;
 using testing::ElementsAre;
 
+constexpr int kMessage = KrSim::kErrorMessageEvent._getNumber();
+constexpr int kSetLevel = KrSim::kSetLogLevelEvent._getNumber();
+constexpr int kEnableDispatch = KrSim::kEnableNetworkDispatchEvent._getNumber();
+
 class Recorder final : public ErrorManager::Listener {
 public:
     void onMessage(int kind, eLogLevel level, const std::string& message, const std::string& sender,
                    std::int64_t time) override {
         EXPECT_EQ(kind, 1);
         EXPECT_GT(time, 1'500'000'000);
-        lines.push_back(std::to_string(static_cast<int>(level)) + " " + message +
-                        (sender == Kr::Process::getHostNameProcessID() ? "" : "from " + sender));
-        if (then) then();
+        EXPECT_EQ(sender, Kr::Process::getHostNameProcessID());
+        lines.push_back(std::to_string(static_cast<int>(level)) + " " + message);
+        then();
     }
     std::vector<std::string> lines;
-    std::function<void()> then;
+    std::function<void()> then = [] {};
 };
 
 class ErrorHandling : public testing::Test {
@@ -55,6 +63,8 @@ protected:
         KrErrorHandler::Register();
         KrErrorHandler::setEventManager(events.get());
         errors.registerListener(&recorder);
+        KrSim::EventIDList::instance().cleanup();  // no names are published
+        KrSim::KrEventDispatcher::setSharedEventChannel(ends.first);
     }
     ~ErrorHandling() override {
         KrErrorHandler::setEventManager(nullptr);
@@ -72,8 +82,18 @@ protected:
             texts.push_back(line.substr(std::min(line.size(), line.find(" - ") + 3)));
         return texts;
     }
+    /// The numbers of the events that another application has received since the last call.
+    [[nodiscard]] std::vector<int> received() const {
+        std::vector<KrSim::KrSimEvent> arrived;
+        ends.second->receiveEvents(arrived);
+        std::vector<int> numbers;
+        for (const auto& event : arrived)
+            numbers.push_back(event.ID());
+        return numbers;
+    }
 
     const test_support::DispatcherScope scope;
+    const test_support::InProcessEventChannel::Pair ends = test_support::InProcessEventChannel::makePair();
     const test_support::TemporaryFolder folder;
     std::unique_ptr<KrSim::EventManagerImplementation> events = std::make_unique<KrSim::EventManagerImplementation>();
     ErrorManager errors{events.get()};
@@ -91,17 +111,10 @@ TEST_F(ErrorHandling, FilesEveryMessageUpToTheThresholdAndPublishesRepeatsOnce) 
     EXPECT_THAT(filed(), ElementsAre("WARN - cold 3", "WARN - cold 3", "WARN - 100 %s %n", "WARN - cold 3", cut));
     EXPECT_THAT(recorder.lines,
                 ElementsAre("3 WARN - cold 3\n", "3 WARN - 100 %s %n\n", "3 WARN - cold 3\n", "3 " + cut + "\n"));
-}
-
-TEST_F(ErrorHandling, WarnsOnceOfAFileThatCannotBeOpenedAndGoesOn) {
-    KrErrorHandler::setLogFile((folder / "none/kr.log").string());
-    testing::internal::CaptureStderr();
-    Kr::logMessage(eLogLevel::kWarn, "one\n");
-    Kr::logMessage(eLogLevel::kWarn, "two\n");
-    const std::string printed = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(printed, testing::HasSubstr("WARN - cannot write the log file"));
-    EXPECT_EQ(std::count(printed.begin(), printed.end(), '\n'), 1);
-    EXPECT_THAT(recorder.lines, ElementsAre("3 WARN - one\n", "3 WARN - two\n"));
+    KrErrorHandler::Unregister();
+    KrErrorHandler::Register();
+    Kr::logMessage(eLogLevel::kWarn, "%s", cut.c_str() + 7);
+    EXPECT_EQ(recorder.lines.size(), 5U);
 }
 
 TEST_F(ErrorHandling, ThrowsErrorsAfterTellingWhoIsConnected) {
@@ -111,12 +124,8 @@ TEST_F(ErrorHandling, ThrowsErrorsAfterTellingWhoIsConnected) {
     auto ended = KrErrorHandler::registerListener([&](const std::string&) { told.emplace_back("ended"); });
     EXPECT_FALSE(KrErrorHandler::registerListener(nullptr).isConnected());
     ended.disconnect();
-    try {
-        Kr::logMessage(eLogLevel::kError, "broken\n");
-        FAIL() << "no exception";
-    } catch (const KrSim::KrRuntimeError& error) {
-        EXPECT_STREQ(error.what(), "ERROR - broken\n");
-    }
+    EXPECT_THAT([] { Kr::logMessage(eLogLevel::kError, "broken\n"); },
+                testing::ThrowsMessage<KrSim::KrRuntimeError>("ERROR - broken\n"));
     Kr::logErrorNoThrow("again\n");
     EXPECT_THAT(told, ElementsAre("ERROR - broken\n", "ERROR - again\n"));
     EXPECT_EQ(recorder.lines.front(), "2 ERROR - broken\n");
@@ -131,8 +140,7 @@ TEST_F(ErrorHandling, WhoLogsWhenToldIsToldEightDeep) {
     recorder.then = echo;
     Kr::logMessage(eLogLevel::kWarn, "voice\n");
     EXPECT_EQ(std::exchange(told, 0), 8);
-    EXPECT_EQ(recorder.lines.size(), 8U);
-    recorder.then = nullptr;
+    recorder.then = [] {};
     const auto listener = KrErrorHandler::registerListener([&](const std::string&) { echo(); });
     Kr::logErrorNoThrow("voice\n");
     EXPECT_EQ(told, 8);
@@ -142,126 +150,122 @@ TEST_F(ErrorHandling, WhoLogsWhenToldIsToldEightDeep) {
 // An exception from an event must not pass for one of the log, nor keep the message from the file.
 TEST_F(ErrorHandling, FilesAMessageWhosePublicationThrows) {
     std::vector<std::string> calls;
-    int thrown = 0;
-    const test_support::RecordingListener broken(calls, "", {KrSim::kErrorMessageEvent._getNumber()}, [&](const auto&) {
-        throw std::runtime_error(std::to_string(++thrown));
-    });
+    const test_support::RecordingListener broken(
+        calls, "", {kMessage}, [&](const auto&) { throw std::runtime_error(std::to_string(calls.size())); });
     EXPECT_NO_THROW(Kr::logMessage(eLogLevel::kWarn, "kept\n"));
-    EXPECT_EQ(thrown, 8);
+    EXPECT_EQ(calls.size(), 8U);
     EXPECT_EQ(filed().front(), "WARN - KrErrorHandler: fatal error in 'Error Manager: Error Message' sendEvent() [8]");
     EXPECT_EQ(filed().back(), "WARN - kept");
 }
 
-TEST_F(ErrorHandling, AListenerMayEndTheManagerThatTellsIt) {
-    recorder.then = [&] {
+TEST_F(ErrorHandling, AListenerMayEndAnotherAndTheManagerThatTellsThem) {
+    Recorder others[2];  // told in the order of their addresses
+    others[0].then = [&] {
+        errors.unregisterListener(&others[1]);
         KrErrorHandler::setEventManager(nullptr);
         events.reset();
     };
+    errors.unregisterListener(&recorder);
+    errors.registerListener(&others[1]);
+    errors.registerListener(&others[0]);
     Kr::logMessage(eLogLevel::kWarn, "last\n");
     Kr::logMessage(eLogLevel::kWarn, "unheard\n");
-    EXPECT_THAT(recorder.lines, ElementsAre("3 WARN - last\n"));
+    EXPECT_THAT(others[0].lines, ElementsAre("3 WARN - last\n"));
+    EXPECT_TRUE(others[1].lines.empty());
     EXPECT_THAT(filed(), ElementsAre("WARN - last", "WARN - unheard"));
+    EXPECT_TRUE(received().empty());
 }
 
-TEST_F(ErrorHandling, AFatalMessageIsPublishedBeforeTheProcessEnds) {
-    struct FakeClock final : Kr::IClock {
-        double getSeconds() const override { return 0.0; }
-        void sleep(double seconds) override { slept += seconds; }
-        double getResolution() const override { return 0.0; }
-        double slept{0.0};
-    } clock;
-    static int status;
-    status = 0;
-    KrErrorHandler::_setFatalEnd(&clock, [](int given) { status = given; });
-    Kr::logMessage(eLogLevel::kFatal, "the end\n");
-    KrErrorHandler::_setFatalEnd(nullptr, nullptr);
-    EXPECT_EQ(clock.slept, 3.0);
-    EXPECT_EQ(status, 1);
-    EXPECT_THAT(recorder.lines, ElementsAre("1 FATAL - the end\n"));
-}
-
-TEST_F(ErrorHandling, TargetsDecideWhoChangesTheLevel) {
-    const std::string me = Kr::Process::getHostNameProcessID();
-    errors.setLogLevel(eLogLevel::kDebug, "");
-    EXPECT_EQ(errors.getLogLevel(), eLogLevel::kDebug);
-    errors.setLogLevel(eLogLevel::kTrace, "other:1");
-    EXPECT_EQ(errors.getLogLevel(), eLogLevel::kDebug);
-    errors.setLogLevel(eLogLevel::kWarn, me);
-    EXPECT_EQ(errors.getLogLevel(), eLogLevel::kWarn);
-}
-
-// Requests from other applications: what is cut off is asked of nobody.
-TEST_F(ErrorHandling, RequestsCountWhenTheyAreWholeAndMeantForThisApplication) {
-    struct Case {
-        int level;
-        std::string target;
-        std::size_t cut;
-        int result;
-    };
-    for (const Case& each : {Case{5, Kr::Process::getHostNameProcessID(), 0, 5}, Case{6, "", 0, 6}, Case{99, "", 0, 7},
-                             Case{-1, "", 0, 0}, Case{6, "other:1", 0, 3}, Case{6, "other:1", 3, 3}, Case{6, "", 1, 3},
-                             Case{6, "", 4, 3}, Case{6, "", 5, 3}}) {
-        KrSim::EventData request;
-        request << each.level << each.target;
-        auto bytes = request.data();
-        bytes.resize(bytes.size() - each.cut);
-        Kr::LogSetLevel(eLogLevel::kWarn);
-        events->sendEvent(KrSim::kSetLogLevelEvent, KrSim::EventData(bytes));
-        EXPECT_EQ(static_cast<int>(Kr::LogGetLevel()), each.result) << each.level << each.target << each.cut;
-        bytes.resize(std::min<std::size_t>(bytes.size(), 3));
-        events->sendEvent(KrSim::kEnableNetworkDispatchEvent, KrSim::EventData(bytes));
-        events->sendEvent(KrSim::kErrorMessageEvent, KrSim::EventData(bytes));
-    }
-    EXPECT_TRUE(errors.isNetworkDispatchEnabled());
-    EXPECT_THAT(recorder.lines, testing::Each(testing::MatchesRegex("[23] (ERROR|WARN) - .*\n")));
-}
-
-TEST_F(ErrorHandling, OtherApplicationsHearErrorsAlwaysAndTheRestWhileDispatchIsOn) {
-    const auto [here, there] = test_support::InProcessEventChannel::makePair();
-    KrSim::KrEventDispatcher::setSharedEventChannel(here);
+TEST_F(ErrorHandling, OthersHearErrorsAlwaysAndTheRestWhileDispatchIsOn) {
     Kr::logMessage(eLogLevel::kWarn, "both\n");
+    EXPECT_THAT(received(), ElementsAre(kMessage));
     errors.enableNetworkDispatch(false, Kr::Process::getHostNameProcessID());
     Kr::logMessage(eLogLevel::kWarn, "here only\n");
+    EXPECT_TRUE(received().empty());
     Kr::logErrorNoThrow("both again\n");
-    KrSim::KrEventDispatcher::setSharedEventChannel(nullptr);
-    std::vector<KrSim::KrSimEvent> received;
-    there->receiveEvents(received);
-    std::vector<std::string> texts;
-    for (const auto& event : received) {
-        if (event.ID() != KrSim::kErrorMessageEvent._getNumber()) continue;
-        const KrSim::EventData data(std::vector<std::uint8_t>(event.constData(), event.constData() + event.bytes()));
-        std::string sender;
-        std::string text;
-        data >> sender >> text;
-        texts.push_back(text);
-    }
-    EXPECT_THAT(texts, ElementsAre("WARN - both\n", "ERROR - both again\n"));
+    EXPECT_THAT(received(), ElementsAre(kMessage));
     EXPECT_EQ(recorder.lines.size(), 3U);
+}
+
+TEST_F(ErrorHandling, AFatalMessageLeavesTheProcessBeforeItsEnd) {
+    static std::string told;
+    told.clear();
+    test_support::ManualClock clock;
+    const double start = clock.getSeconds();
+    const auto listener = KrErrorHandler::registerListener([](const std::string& text) { told = text; });
+    KrErrorHandler::_setFatalEnd(&clock, [](int status) { told += "status " + std::to_string(status); });
+    KrSim::KrEventDispatcher::sendEventRemotely(KrSim::KrSimEvent(kSetLevel));
+    Kr::logMessage(eLogLevel::kFatal, "the end\n");
+    KrErrorHandler::_setFatalEnd(nullptr, nullptr);
+    EXPECT_EQ(told, "FATAL - the end\nstatus 1");
+    EXPECT_EQ(clock.getSeconds() - start, 3.0);
+    EXPECT_THAT(recorder.lines, ElementsAre("1 FATAL - the end\n"));
+    EXPECT_THAT(received(), ElementsAre(kMessage, kSetLevel));
+}
+
+TEST_F(ErrorHandling, TargetsDecideWhoChanges) {
+    const std::string me = Kr::Process::getHostNameProcessID();
+    for (const std::string& target : {std::string(), me, std::string("other:1")}) {
+        Kr::LogSetLevel(eLogLevel::kWarn);
+        KrErrorHandler::_enableNetworkDispatch(true);
+        errors.setLogLevel(eLogLevel::kDebug, target);
+        errors.enableNetworkDispatch(false, target);
+        const bool isForOther = target == "other:1";
+        EXPECT_EQ(errors.getLogLevel(), isForOther ? eLogLevel::kWarn : eLogLevel::kDebug) << target;
+        EXPECT_EQ(errors.isNetworkDispatchEnabled(), isForOther) << target;
+        KrSim::KrEventDispatcher::postUpdate();
+        EXPECT_EQ(received(), target == me ? std::vector<int>() : std::vector({kSetLevel, kEnableDispatch})) << target;
+    }
+}
+
+// Of other applications: what is cut off is asked of nobody, and nobody's message.
+TEST_F(ErrorHandling, EventsCountWhenTheyAreWholeAndMeantForThisApplication) {
+    const std::string me = Kr::Process::getHostNameProcessID();
+    using Case = std::tuple<int, std::string, std::size_t, int>;  // level, target, bytes cut off, level afterwards
+    for (const auto& [level, target, missing, result] :
+         {Case{5, me, 0, 5}, Case{6, "", 0, 6}, Case{99, "", 0, 7}, Case{-1, "", 0, 0}, Case{6, "other:1", 0, 3},
+          Case{6, "other:1", 3, 3}, Case{6, "", 1, 3}, Case{6, "", 5, 3}}) {
+        KrSim::EventData request;
+        request << level << target;
+        auto bytes = request.data();
+        bytes.resize(bytes.size() - missing);
+        Kr::LogSetLevel(eLogLevel::kWarn);
+        events->sendEvent(KrSim::kSetLogLevelEvent, KrSim::EventData(bytes));
+        EXPECT_EQ(static_cast<int>(Kr::LogGetLevel()), result) << level << target << missing;
+    }
+    recorder.lines.clear();
+    Kr::LogSetLevel(eLogLevel::kOff);
+    events->sendEvent(KrSim::kEnableNetworkDispatchEvent, KrSim::EventData({0, 0, 0, 0}));
+    EXPECT_TRUE(errors.isNetworkDispatchEnabled());
+    KrSim::EventData message;
+    message << me << "far" << 3 << std::int64_t{1'600'000'000};
+    events->sendEvent(KrSim::kErrorMessageEvent, message);
+    auto bytes = message.data();
+    bytes.pop_back();
+    events->sendEvent(KrSim::kErrorMessageEvent, KrSim::EventData(bytes));
+    EXPECT_THAT(recorder.lines, ElementsAre("3 far"));
 }
 
 TEST_F(ErrorHandling, ManyThreadsLogWhileManagersComeAndGo) {
     KrSim::KrEventDispatcher::preUpdate();  // this thread delivers
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t] {
-            for (int i = 0; i < 500; ++i) {
-                const auto listener = KrErrorHandler::registerListener([](const std::string&) {});
-                Kr::logMessage(eLogLevel::kWarn, "%d %d\n", t, i);
-                Kr::logErrorNoThrow("%d %d\n", t, i);
-            }
-        });
+    const auto log = [] {
+        for (int i = 0; i < 500; ++i) {
+            const auto listener = KrErrorHandler::registerListener([](const std::string&) {});
+            Kr::logErrorNoThrow("%d\n", i);
+        }
+    };
+    {
+        const std::jthread threads[] = {std::jthread(log), std::jthread(log), std::jthread(log)};
+        for (int i = 0; i < 200; ++i) {
+            KrErrorHandler::setEventManager(nullptr);
+            const auto manager = std::make_unique<KrSim::EventManagerImplementation>();
+            KrErrorHandler::setEventManager(manager.get());
+            KrSim::KrEventDispatcher::preUpdate();
+            KrErrorHandler::setEventManager(events.get());
+        }
     }
-    for (int i = 0; i < 200; ++i) {
-        KrErrorHandler::setEventManager(nullptr);
-        const auto manager = std::make_unique<KrSim::EventManagerImplementation>();
-        KrErrorHandler::setEventManager(manager.get());
-        KrSim::KrEventDispatcher::preUpdate();
-        KrErrorHandler::setEventManager(events.get());
-    }
-    for (auto& thread : threads)
-        thread.join();
-    KrSim::KrEventDispatcher::preUpdate();
-    EXPECT_FALSE(recorder.lines.empty());
+    Kr::logMessage(eLogLevel::kWarn, "after all\n");
+    EXPECT_EQ(recorder.lines.back(), "3 WARN - after all\n");
 }
 
 }  // namespace error_manager_test
