@@ -1,0 +1,301 @@
+#include "kr/content/content_directory.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/content/i_content_resolver.h"
+#include "kr/content/internal/content_link.h"
+#include "kr/content/internal/content_table.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/weak_ptr.h"
+
+namespace KrSim {
+
+namespace {
+
+using detail::ContentLink;
+using Holder = Kr::KrSmartPtr<Kr::KrRefCount>;
+
+constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn,
+                                        "KrContentReference: fatal error in '%s' onExtensionRegistered() [%s]\n",
+                                        "KrContentReference: unhandled exception in '%s' onExtensionRegistered()\n"};
+
+struct Directory {
+    std::mutex mutex;                 // guards the table and the members of all links
+    std::condition_variable hasTold;  // an owner has been told
+    detail::ContentTable table;
+
+    // Never destroyed: static objects are content too, to the very end.
+    static Directory& instance() {
+        static auto& directory = *new Directory;
+        return directory;
+    }
+};
+
+/// A holder of an extension that is in the directory; empty when nobody holds it yet or it is being destroyed.
+/// Under the lock, which keeps the extension from leaving the directory, and so from being destroyed further.
+Holder tryHold(KrExtension* extension) {
+    const IContentResolver* resolver = IContentResolver::_get();
+    if (!extension || !resolver) return {};
+    return Kr::KrWeakPtr<Kr::KrRefCount>(resolver->_asRefCount(extension)).lock();
+}
+
+/// What a change leaves to be done without the lock. Declare it before the lock is taken.
+class Aftermath {
+public:
+    Aftermath() = default;
+    Aftermath(const Aftermath&) = delete;
+    Aftermath& operator=(const Aftermath&) = delete;
+    ~Aftermath() {
+        for (const auto& link : _toTell)
+            _tell(*link);
+    }
+
+    /// Under the lock. Gives the link another target, and a holder of it when it is strong: the one given, or a new
+    /// one. Memory may run out while an extension is being destroyed: then the owner is not told, or the target not
+    /// held.
+    void retarget(ContentLink& link, KrExtension* target, Holder holder = {}) noexcept {
+        const bool isChanged = link.target.load(std::memory_order_relaxed) != target;
+        if (!isChanged && (link.holder || !link.isStrong)) return;
+        try {
+            if (link.isStrong && !holder) holder = tryHold(target);
+            if (isChanged && link.observer) _toTell.emplace_back(&link);
+        } catch (const std::bad_alloc&) {
+        }
+        release(link);
+        if (link.isStrong) link.holder = std::move(holder);
+        if (!isChanged) return;
+        link.target.store(target, std::memory_order_release);
+        ++link.changeCount;
+    }
+    /// Under the lock. Lets go of the target afterwards, since that may destroy it. For one link only: no other change
+    /// takes the target from a link that holds it.
+    void release(ContentLink& link) noexcept {
+        if (link.holder) _released.swap(link.holder);
+    }
+
+private:
+    /// Calls the observer until it has been called after the last change. One thread at a time does so for one link;
+    /// the others leave it to that one.
+    static void _tell(ContentLink& link) noexcept {
+        Directory& directory = Directory::instance();
+        std::unique_lock lock(directory.mutex);
+        if (link.teller != Kr::ThreadId::kNone) return;
+        link.teller = Kr::getCurrentThreadId();
+        while (link.observer && link.toldCount != link.changeCount) {
+            link.toldCount = link.changeCount;
+            auto observer = link.observer;  // outlives its owner
+            const KrContentID id = link.id;
+            lock.unlock();
+            Kr::callGuarded(
+                kObserverTexts, [&] { return id.toString(); }, *observer);
+            observer.reset();
+            lock.lock();
+        }
+        link.teller = Kr::ThreadId::kNone;
+        lock.unlock();
+        directory.hasTold.notify_all();
+    }
+
+    std::vector<Kr::KrSmartPtr<ContentLink>> _toTell;
+    Holder _released;
+};
+
+/// Calls the function with each reference that follows the ID; the function may take that one out of the list.
+template <class Function>
+void forEachLink(const detail::ContentTable& table, const KrContentID::Identifier& id, const Function& function) {
+    for (ContentLink* link = table.linksOf(id); link;) {
+        ContentLink* const next = link->next;
+        function(*link);
+        link = next;
+    }
+}
+
+/// The extension that answers for an ID. Those with the empty ID are told apart by their address only.
+KrExtension* findFor(const detail::ContentTable& table, const KrContentID::Identifier& id) {
+    return id.isNull() ? nullptr : table.findFirst(id);
+}
+
+/// Resolves the references that wait for the ID.
+void offerToWaiting(const detail::ContentTable& table, const KrContentID::Identifier& id, KrExtension* extension,
+                    Aftermath& aftermath) {
+    if (id.isNull()) return;
+    forEachLink(table, id, [&](ContentLink& link) {
+        if (!link.target.load(std::memory_order_relaxed)) aftermath.retarget(link, extension);
+    });
+}
+
+/// Returns when no other thread is telling the owner.
+void waitForOthers(std::unique_lock<std::mutex>& lock, const ContentLink& link) {
+    const Kr::ThreadId self = Kr::getCurrentThreadId();
+    Directory::instance().hasTold.wait(lock, [&] { return link.teller == Kr::ThreadId::kNone || link.teller == self; });
+}
+
+}  // namespace
+
+// Extensions
+
+void KrContentDirectory::_add(KrExtension* extension, const KrContentID& id) {
+    const auto& key = id.getRuntimeID();
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    if (directory.table.add(key, extension)) offerToWaiting(directory.table, key, extension, aftermath);
+}
+
+bool KrContentDirectory::_remove(KrExtension* extension, const KrContentID& id) noexcept {
+    const auto& key = id.getRuntimeID();
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    if (!directory.table.remove(key, extension)) return false;
+    KrExtension* const heir = findFor(directory.table, key);
+    forEachLink(directory.table, key, [&](ContentLink& link) {
+        if (link.target.load(std::memory_order_relaxed) == extension && !link.holder) aftermath.retarget(link, heir);
+    });
+    return true;
+}
+
+void KrContentDirectory::_changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after) {
+    const auto& oldKey = before.getRuntimeID();
+    const auto& newKey = after.getRuntimeID();
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    detail::ContentTable& table = directory.table;
+    const bool wasThere = table.contains(oldKey, extension);
+    if (wasThere && oldKey != newKey) {
+        table.add(newKey, extension);
+        table.remove(oldKey, extension);
+        offerToWaiting(table, newKey, extension, aftermath);
+    }
+    forEachLink(table, oldKey, [&](ContentLink& link) {
+        if (link.target.load(std::memory_order_relaxed) != extension) return;
+        table.removeLink(link);
+        link.id = after;
+        table.addLink(link);
+    });
+}
+
+bool KrContentDirectory::_contains(const KrExtension* extension, const KrContentID::Identifier& id) {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    return directory.table.contains(id, extension);
+}
+
+KrExtension* KrContentDirectory::_find(const KrContentID::Identifier& id) {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    return findFor(directory.table, id);
+}
+
+KrContentDirectory::Held KrContentDirectory::_hold(const KrContentID::Identifier& id) {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    KrExtension* const extension = findFor(directory.table, id);
+    Holder holder = tryHold(extension);
+    return holder ? Held(extension, std::move(holder)) : Held();
+}
+
+std::size_t KrContentDirectory::_getCount() {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    return directory.table.extensionCount();
+}
+
+// References
+
+void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, const Held& preferred) {
+    const auto& key = id.getRuntimeID();
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    detail::ContentTable& table = directory.table;
+    table.removeLink(link);
+    link.id = id;
+    const bool isPreferred = table.contains(key, preferred.first) || (link.isStrong && preferred.second);
+    KrExtension* const target = isPreferred ? preferred.first : findFor(table, key);
+    if (target || !key.isNull()) table.addLink(link);
+    aftermath.retarget(link, target, isPreferred ? preferred.second : Holder());
+    link.toldCount = link.changeCount;  // the owner caused it
+}
+
+void KrContentDirectory::_disconnect(ContentLink& link) noexcept {
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    directory.table.removeLink(link);
+    if (!link.holder) aftermath.retarget(link, nullptr);
+    link.toldCount = link.changeCount;
+}
+
+void KrContentDirectory::_close(ContentLink& link) noexcept {
+    Holder holder;
+    std::shared_ptr<const ContentLink::Observer> observer;
+    Directory& directory = Directory::instance();
+    std::unique_lock lock(directory.mutex);
+    directory.table.removeLink(link);
+    link.target.store(nullptr, std::memory_order_relaxed);
+    holder.swap(link.holder);
+    observer.swap(link.observer);
+    waitForOthers(lock, link);
+    lock.unlock();
+}
+
+void KrContentDirectory::_setObserver(ContentLink& link, std::function<void()> function) {
+    std::shared_ptr<const ContentLink::Observer> observer;
+    if (function) observer = std::make_shared<const ContentLink::Observer>(std::move(function));
+    Directory& directory = Directory::instance();
+    std::unique_lock lock(directory.mutex);
+    observer.swap(link.observer);
+    link.toldCount = link.changeCount;
+    waitForOthers(lock, link);
+    lock.unlock();
+}
+
+void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
+    Aftermath aftermath;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    if (link.isStrong == isStrong) return;
+    KrExtension* const target = link.target.load(std::memory_order_relaxed);
+    link.isStrong = isStrong;
+    if (isStrong) {
+        link.holder = tryHold(target);
+        return;
+    }
+    aftermath.release(link);
+    // It may have left the directory while it was held.
+    const auto& key = link.id.getRuntimeID();
+    if (!link.isConnected || !directory.table.contains(key, target))
+        aftermath.retarget(link, link.isConnected ? findFor(directory.table, key) : nullptr);
+    link.toldCount = link.changeCount;
+}
+
+bool KrContentDirectory::_isStrong(const ContentLink& link) {
+    const std::lock_guard lock(Directory::instance().mutex);
+    return link.isStrong;
+}
+
+bool KrContentDirectory::_isConnected(const ContentLink& link) {
+    const std::lock_guard lock(Directory::instance().mutex);
+    return link.isConnected;
+}
+
+KrContentID KrContentDirectory::_idOf(const ContentLink& link) {
+    const std::lock_guard lock(Directory::instance().mutex);
+    return link.id;
+}
+
+KrContentDirectory::Held KrContentDirectory::_hold(const ContentLink& link) {
+    const std::lock_guard lock(Directory::instance().mutex);
+    KrExtension* const target = link.target.load(std::memory_order_relaxed);
+    Holder holder = link.holder ? link.holder : tryHold(target);
+    return holder ? Held(target, std::move(holder)) : Held();
+}
+
+}  // namespace KrSim

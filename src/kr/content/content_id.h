@@ -1,0 +1,143 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+#include "kr/platform/uuid.h"
+
+namespace KrSim {
+
+/// Identifies a piece of content: the same after every save, another one for each placement of the same item.
+///
+/// The runtime ID stands for this placement, the raw ID for the content wherever it was loaded from and, in a row of
+/// placements, for the same row of items. Both are made from the own identifier, the file and the chain of placements
+/// by the formulas of docs/content-identity.md.
+///
+/// Two IDs are equal, ordered and hashed by their runtime ID, which is what tells live content apart. For "the same
+/// item, from whatever file" ask isRawIDSame.
+/// Copies share file and chain, so they are cheap. Thread: as an int.
+class KR_API KrContentID {
+public:
+    /// A number of 128 bits with a text form, such as 00000000000000AB-0123456789ABCDEF.
+    struct KR_API Identifier {
+        static constexpr std::size_t kTextLength = 33;
+
+        std::uint64_t first{0};
+        std::uint64_t second{0};
+
+        [[nodiscard]] constexpr bool isNull() const noexcept { return (first | second) == 0; }
+        [[nodiscard]] std::string toString() const;
+        /// Reads two words of 16 hexadecimal digits, upper or lower case, with a "-" between them. Anything else
+        /// answers false and leaves the result as it was.
+        [[nodiscard]] static bool parse(std::string_view text, Identifier& result) noexcept;
+
+        [[nodiscard]] friend constexpr bool operator==(const Identifier&, const Identifier&) noexcept = default;
+        [[nodiscard]] friend constexpr std::strong_ordering operator<=>(const Identifier&,
+                                                                        const Identifier&) noexcept = default;
+        /// The state of the stream is as it was, but for the width, which it uses up.
+        friend KR_API std::ostream& operator<<(std::ostream& stream, const Identifier& identifier);
+        /// Skips white space and takes 33 characters. A text that does not parse sets failbit, leaves the identifier
+        /// as it was and the first wrong character in the stream.
+        friend KR_API std::istream& operator>>(std::istream& stream, Identifier& identifier);
+    };
+
+    using Words = std::pair<std::uint64_t, std::uint64_t>;
+    using Chain = std::vector<KrContentID>;
+
+    /// How deep chains may lie within the entries of chains. What the operations here make from flat chains is flat;
+    /// readers of stored IDs refuse more.
+    static constexpr int kMaxNesting = 64;
+
+    /// The empty ID, which identifies nothing.
+    KrContentID() noexcept;
+    KrContentID(const KrContentID& other) noexcept;
+    KrContentID(KrContentID&& other) noexcept;
+    KrContentID& operator=(const KrContentID& other) noexcept;
+    KrContentID& operator=(KrContentID&& other) noexcept;
+    ~KrContentID();
+
+    // --- Making one ------------------------------------------------------------------------------------------------
+    /// A random one. Any thread.
+    [[nodiscard]] static KrContentID createUnique();
+    /// The same uuid always gives the same ID; the null uuid gives the empty one.
+    [[nodiscard]] static KrContentID createFromUuid(const KrUuid& uuid);
+    [[nodiscard]] static KrContentID createFromWords(std::uint64_t first, std::uint64_t second) noexcept;
+    /// The ID of `instance` where it is placed inside `parent`. A placement of a placement: pass the ID of the inner
+    /// one as parent.
+    [[nodiscard]] static KrContentID createFromParentInstance(const KrContentID& parent, const KrContentID& instance);
+
+    // --- Changing it -----------------------------------------------------------------------------------------------
+    /// Moves a placed item into another parent. Nothing happens to an ID without a chain.
+    void setParentID(const KrContentID& parent);
+    /// The name of the file that the content is loaded from, empty for none. Gives content without a chain another
+    /// runtime ID.
+    void setFile(const std::string& file);
+
+    // --- Asking it -------------------------------------------------------------------------------------------------
+    [[nodiscard]] const Identifier& getRuntimeID() const noexcept { return _runtime; }
+    [[nodiscard]] const Identifier& getRawID() const noexcept { return _raw; }
+    /// What the ID was made from; null for placements.
+    [[nodiscard]] const Identifier& getOwnIdentifier() const noexcept { return _own; }
+    [[nodiscard]] Words getRuntimeIDAsWords() const noexcept { return {_runtime.first, _runtime.second}; }
+    [[nodiscard]] Words getRawIDAsWords() const noexcept { return {_raw.first, _raw.second}; }
+    /// The references to file and chain are good until this ID changes.
+    [[nodiscard]] const std::string& getFile() const noexcept;
+    /// The placements from the outermost container to this item, which is the last; empty for content that is not
+    /// placed inside other content.
+    [[nodiscard]] const Chain& getParentInstances() const noexcept;
+    /// Whether it is the ID that identifies nothing: all words are zero.
+    [[nodiscard]] bool isEmpty() const noexcept;
+    [[nodiscard]] bool isRawIDSame(const KrContentID& other) const noexcept { return _raw == other._raw; }
+    /// The runtime ID as text.
+    [[nodiscard]] std::string toString() const;
+
+    [[nodiscard]] friend bool operator==(const KrContentID& left, const KrContentID& right) noexcept {
+        return left._runtime == right._runtime;
+    }
+    [[nodiscard]] friend std::strong_ordering operator<=>(const KrContentID& left, const KrContentID& right) noexcept {
+        return left._runtime <=> right._runtime;
+    }
+
+    /// For readers of stored IDs: takes all parts as they were stored and recomputes nothing.
+    [[nodiscard]] static KrContentID _fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
+                                                std::string file, Chain chain);
+
+private:
+    struct Origin;
+
+    void _setOrigin(std::string file, Chain chain);
+    void _recompute();
+
+    Identifier _runtime;
+    Identifier _raw;
+    Identifier _own;
+    Kr::KrSmartPtr<const Origin>
+        _origin;  // file and chain, shared by copies and never changed; null when both are empty
+};
+
+}  // namespace KrSim
+
+template <>
+struct std::hash<KrSim::KrContentID::Identifier> {
+    // The words of an ID are hashes already, but those made from words are whatever the caller gave.
+    std::size_t operator()(const KrSim::KrContentID::Identifier& identifier) const noexcept {
+        const std::uint64_t mixed =
+            (identifier.first ^ (identifier.second >> 32U | identifier.second << 32U)) * 0x9E3779B97F4A7C15U;
+        return mixed ^ mixed >> 32U;
+    }
+};
+template <>
+struct std::hash<KrSim::KrContentID> {
+    std::size_t operator()(const KrSim::KrContentID& id) const noexcept {
+        return hash<KrSim::KrContentID::Identifier>()(id.getRuntimeID());
+    }
+};

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "kr/core/fwd.h"
+
+namespace KrSim {
+class IContentResolver;
+class KrContentDirectory;
+class KrContentID;
+class KrContentReference;
+}  // namespace KrSim

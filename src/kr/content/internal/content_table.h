@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <random>
+#include <unordered_map>
+
+#include "kr/content/internal/content_link.h"
+
+namespace KrSim::detail {
+
+/// What is not there for most IDs: further extensions that carry it, and references that follow it.
+struct ContentCrowd {
+    std::list<KrExtension*> others;  // in the order in which they came
+    std::unordered_map<const KrExtension*, std::list<KrExtension*>::iterator> places;
+    ContentLink* links{nullptr};
+};
+
+/// All that has to do with one ID.
+struct ContentPlace {
+    KrExtension* first{nullptr};
+    std::unique_ptr<ContentCrowd> crowd;
+};
+
+/// IDs come from files too: the seed keeps whoever writes one from choosing IDs that all share a bucket.
+struct SeededIdentifierHash {
+    std::uint64_t seed{std::uint64_t{std::random_device{}()} << 32U | std::random_device{}()};
+
+    std::size_t operator()(const KrContentID::Identifier& id) const noexcept {
+        std::uint64_t mixed = (id.first ^ seed) * 0x9E3779B97F4A7C15U;
+        mixed = (mixed ^ mixed >> 32U ^ id.second) * 0xD6E8FEB86659FD93U;
+        return mixed ^ mixed >> 32U;
+    }
+};
+
+/// By runtime ID, the extensions that carry it and the references that follow it. One hash probe for a look-up; every
+/// change takes the same time whatever the number of extensions and references of one ID.
+/// Thread: none.
+class ContentTable {
+public:
+    /// Null when nothing has to do with the ID. Good until the next change.
+    [[nodiscard]] const ContentPlace* find(const KrContentID::Identifier& id) const;
+    [[nodiscard]] KrExtension* findFirst(const KrContentID::Identifier& id) const;
+    [[nodiscard]] bool contains(const KrContentID::Identifier& id, const KrExtension* extension) const;
+    [[nodiscard]] std::size_t extensionCount() const noexcept { return _extensionCount; }
+    /// The references that follow the ID, as a list linked by `next`.
+    [[nodiscard]] ContentLink* linksOf(const KrContentID::Identifier& id) const;
+
+    /// False when it was there already. When memory runs out, nothing has changed.
+    bool add(const KrContentID::Identifier& id, KrExtension* extension);
+    bool remove(const KrContentID::Identifier& id, const KrExtension* extension) noexcept;
+    void addLink(ContentLink& link);
+    void removeLink(ContentLink& link) noexcept;
+
+private:
+    using Places = std::unordered_map<KrContentID::Identifier, ContentPlace, SeededIdentifierHash>;
+
+    ContentCrowd& _crowdOf(ContentPlace& place);
+    void _eraseIfUnused(Places::iterator place) noexcept;
+
+    Places _places;
+    std::size_t _extensionCount{0};
+};
+
+}  // namespace KrSim::detail
