@@ -15,6 +15,7 @@ configure_package_config_file(
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/KrFoundationConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/KrFoundationConfig.cmake" "${PROJECT_BINARY_DIR}/KrFoundationConfigVersion.cmake"
+  "${PROJECT_SOURCE_DIR}/cmake/KrAddPlugin.cmake"
   DESTINATION "${KR_CMAKE_DIR}")
 
 # The prefix is given relative to the file, so that an installed tree may be moved.

@@ -7,6 +7,12 @@
 #define KR_VERSION_MINOR 3
 #define KR_VERSION_PATCH 0
 
+/// The same as a text literal, "major.minor.patch".
+#define KR_VERSION KR_VERSION_TEXT_(KR_VERSION_MAJOR, KR_VERSION_MINOR, KR_VERSION_PATCH)
+#define KR_VERSION_TEXT_(major, minor, patch) \
+    KR_VERSION_NUMBER_(major) "." KR_VERSION_NUMBER_(minor) "." KR_VERSION_NUMBER_(patch)
+#define KR_VERSION_NUMBER_(number) #number
+
 namespace Kr {
 
 /// Version of the loaded library as "major.minor.patch"; a static text. It differs from the macros above when a caller
