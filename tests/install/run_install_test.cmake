@@ -1,5 +1,5 @@
-# Installs the build into a fresh folder and lets a program that knows only that folder find, build and run against it,
-# once through the CMake package and once through pkg-config.
+# Installs the build into a fresh folder and lets a program and a plug-in that know only that folder find, build and run
+# against it, once through the CMake package and once through pkg-config.
 # Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, LIBDIR, CXX, GENERATOR, VERSION
 
 function(run)
@@ -22,7 +22,7 @@ endif()
 run(${CMAKE_COMMAND} -S "${SOURCE_DIR}/consumer" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${CXX}" "-DCMAKE_PREFIX_PATH=${prefix}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build")
-run("${WORK_DIR}/build/consumer")
+run("${WORK_DIR}/build/consumer" "${WORK_DIR}/build")
 
 set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
 execute_process(COMMAND pkg-config --modversion krfoundation
@@ -35,4 +35,4 @@ execute_process(COMMAND pkg-config --cflags --libs krfoundation
 separate_arguments(flags UNIX_COMMAND "${flags}")
 run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consumer" ${flags}
   "-Wl,-rpath,${prefix}/${LIBDIR}")
-run("${WORK_DIR}/consumer")
+run("${WORK_DIR}/consumer" "${WORK_DIR}/build")

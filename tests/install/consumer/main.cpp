@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-int main() {
+int main(int count, char** arguments) {
     const std::string compiledWith = std::to_string(KR_VERSION_MAJOR) + "." + std::to_string(KR_VERSION_MINOR) + "." +
                                      std::to_string(KR_VERSION_PATCH);
     std::printf("compiled with %s, running with %s\n", compiledWith.c_str(), Kr::getLibraryVersion());
@@ -12,5 +12,10 @@ int main() {
     KrData::Container tree("Tree");
     tree.add<double>("Mass", 1.5);
     const bool isComplete = tree["Mass"].get<double>() == 1.5 && !KrSim::KrUuid::createFromName("Tree").isNull();
-    return isComplete && compiledWith == Kr::getLibraryVersion() ? 0 : 1;
+
+    // The plug-in lies in the folder that is given.
+    auto& plugins = KrPluginSystem::KrPluginManager::instance();
+    if (count > 1) plugins.addPluginSearchDir(arguments[1]);
+    const bool hasPlugin = plugins.load("Guest");
+    return isComplete && hasPlugin && compiledWith == Kr::getLibraryVersion() ? 0 : 1;
 }

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace KrPluginSystem::detail {
+
+/// The entry functions of a plug-in that is in memory; good until the process ends.
+struct PluginEntries {
+    void (*registerTypes)();
+    bool (*unregisterTypes)();
+};
+
+/// Loads the file with all its symbols bound at once and visible to no other file. It stays in memory for good.
+/// Runs the static initialisers of the plug-in.
+///
+/// \param path     absolute.
+/// \param failure  set when there is no answer, written to follow the name of the file.
+[[nodiscard]] std::optional<PluginEntries> mapPluginFile(const std::string& path, std::string& failure);
+
+/// Absolute path of the directory in which the file with this code lies.
+[[nodiscard]] std::string getLibraryDirectory();
+
+}  // namespace KrPluginSystem::detail
