@@ -13,7 +13,15 @@ namespace KrSim {
 /// Publish and subscribe inside an application: callbacks by event id, payloads as EventData.
 ///
 /// Ask the application context for it; an application without one answers with an InvalidEventManager.
-/// Thread: all operations on any thread. Which thread runs the callbacks: docs/events.md.
+///
+///     const EventId id = EventManager::createEventId("Gear changed");
+///     _listener = events.registerListener(id, [this](const EventData& data) { data >> _gear; });
+///     EventData data;
+///     data << 3;
+///     events.sendEvent(id, data);
+///
+/// Thread: all operations on any thread. Callbacks run on the application's thread: within sendEvent when that thread
+/// sends, with its next frame for events of other threads and applications. docs/events.md has the rest.
 class KR_API EventManager {
 public:
     EventManager() = default;

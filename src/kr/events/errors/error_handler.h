@@ -17,9 +17,9 @@ namespace KrSim {
 ///
 /// While it is installed, an error-level message throws KrRuntimeError at whoever logged it, and a fatal one ends the
 /// process with status 1 three seconds after it was published. Every message is filed and printed before that.
-/// Consecutive repeats of one message are published once.
-/// Thread: any; setEventManager and Register on the thread that runs the application. No lock is held over an event,
-/// a listener or the log file.
+/// Consecutive repeats of one message are published once. Whoever is told may log: that is told too, up to eight deep
+/// on one thread. What they throw is logged as a warning. Thread: any; setEventManager and Register on the thread that
+/// runs the application. No lock is held over an event or a listener.
 class KR_API KrErrorHandler {
 public:
     using Listener = std::function<void(const std::string&)>;
@@ -30,17 +30,20 @@ public:
     static void Register();
     /// Ends all listeners and puts the handler before back. Runs at process exit at the latest.
     static void Unregister();
+    /// The handler itself, for another handler that passes messages on.
     static void LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments);
 
     /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
     /// null: it comes back when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
     /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
-    /// thread that logs. An empty handle when the handler is not installed.
+    /// thread that logs. An empty handle when the handler is not installed or the listener is empty.
     [[nodiscard]] static KrData::DelegateConnection registerListener(Listener listener);
 
+    /// Whether lines also go to the standard error stream; they do at first.
     static void enableConsoleLog(bool enable) noexcept;
     [[nodiscard]] static bool isConsoleLogEnabled() noexcept;
+    /// Kr::setLogFile: appended to from the next line on; empty closes it.
     static void setLogFile(const std::string& path);
     [[nodiscard]] static std::string getLogFile();
 

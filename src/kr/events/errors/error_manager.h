@@ -10,10 +10,11 @@
 
 namespace KrSim {
 
-/// Lets observers hear the log messages of all applications, and sets log level and network dispatch here and there.
+/// Lets observers hear the log messages of all applications, and sets the log level and the network dispatch of one of
+/// them or of all. Messages come while KrErrorHandler publishes them (setEventManager).
 ///
-/// Applications are named by their sender name (Kr::Process::getHostNameProcessID()); an empty target means all.
-/// Thread: any. Listeners run where the dispatcher delivers events.
+/// A target is the sender name of an application (Kr::Process::getHostNameProcessID()); an empty one means all.
+/// Thread: any. Listeners run where the dispatcher delivers queued events: on the application's thread.
 /// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die.
 class KR_API ErrorManager {
 public:
@@ -28,6 +29,7 @@ public:
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
 
+    /// Sets the threshold of the log: here at once, elsewhere when the event arrives.
     void setLogLevel(Kr::eLogLevel level, const std::string& target);
     [[nodiscard]] Kr::eLogLevel getLogLevel() const;
     /// Whether messages below error level go to other applications; error and fatal ones always do.
