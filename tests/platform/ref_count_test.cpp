@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "kr/platform/array.h"
 #include "kr/platform/smart_ptr.h"
@@ -92,17 +93,17 @@ TEST_F(SmartPointers, WorkAcrossBases) {
     EXPECT_EQ((std::unordered_set<KrSmartPtr<Node>>{node, leaf}.size()), 1U);
 }
 
-TEST_F(SmartPointers, ObjectsThatNobodyHoldsDieLikeAnyOther) {
-    Node onStack;
-    const KrWeakPtr<Node> weakToStack(&onStack);
-    const auto unheld = std::make_unique<Node>();
-    EXPECT_TRUE(onStack._isBeingDestroyed());
-    EXPECT_FALSE(weakToStack.lock());
-}
-
-TEST_F(SmartPointers, WeakBeforeTheFirstHolderWorksLater) {
+TEST_F(SmartPointers, WeakOnesOfAnObjectThatNobodyHoldsWorkLater) {
+    KrWeakPtr<Node> weak;
+    {
+        Node onStack;
+        weak = KrWeakPtr<Node>(&onStack);
+        EXPECT_TRUE(onStack._isBeingDestroyed());
+        EXPECT_FALSE(weak.lock());
+    }
+    EXPECT_TRUE(weak.isExpired());
     auto* plain = new Node;
-    const KrWeakPtr<Node> weak(plain);
+    weak = KrWeakPtr<Node>(plain);
     KrSmartPtr<Node> holder(plain);
     EXPECT_EQ(weak.lock(), holder);
     EXPECT_EQ(plain->getRefCount(), 1);
@@ -120,30 +121,22 @@ TEST_F(SmartPointers, CopyAndAssignmentTakeNoHolders) {
     EXPECT_EQ(weak.lock(), original);
 }
 
-TEST_F(SmartPointers, MarkedObjectLivesButIsNotPromoted) {
-    for (const bool isWeakMadeFirst : {true, false}) {
-        const auto holder = Kr::makeSmart<Node>();
-        KrWeakPtr<Node> weak;
-        if (isWeakMadeFirst) weak = holder;
-        holder->_markBeingDestroyed();
-        if (!isWeakMadeFirst) weak = holder;
-        EXPECT_TRUE(holder->_isBeingDestroyed());
-        EXPECT_FALSE(weak.lock());
-        EXPECT_EQ(KrSmartPtr<Node>(holder)->getRefCount(), 2);
-    }
-}
-
-TEST_F(SmartPointers, DestructorMayHoldAndWatchItsOwnObject) {
+TEST_F(SmartPointers, MarkedAndDyingObjectsAreHeldButNotPromoted) {
+    const auto expectNoPromotion = [](Node& node) {
+        const KrSmartPtr<Node> again(&node);
+        EXPECT_FALSE(KrWeakPtr<Node>(&node).lock());
+        EXPECT_TRUE(node._isBeingDestroyed());
+    };
     for (const bool isWatchedBefore : {true, false}) {
-        auto holder = Kr::makeSmart<Node>([](Node& dying) {
-            const KrSmartPtr<Node> again(&dying);
-            EXPECT_FALSE(KrWeakPtr<Node>(&dying).lock());
-            EXPECT_TRUE(dying._isBeingDestroyed());
-        });
-        KrWeakPtr<Node> weak;
-        if (isWatchedBefore) weak = holder;
-        holder.reset();
-        EXPECT_EQ(Node::alive, 0);
+        auto dying = Kr::makeSmart<Node>(expectNoPromotion);
+        const auto marked = Kr::makeSmart<Node>();
+        std::vector<KrWeakPtr<Node>> weak;
+        if (isWatchedBefore) weak = {dying, marked};
+        marked->_markBeingDestroyed();
+        expectNoPromotion(*marked);
+        EXPECT_EQ(marked->getRefCount(), 1);
+        dying.reset();
+        EXPECT_EQ(Node::alive, 1);
     }
 }
 
