@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -62,41 +63,53 @@ public:
     explicit Implementation(EventManager* manager) {
         if (manager == nullptr) return;
         _enterErrorEventNames();
-        _subscriptions << manager->registerListener(kErrorMessageEvent,
-                                                    [this](const EventData& data) { _onMessage(data); })
+        // The callback shares the listeners: one of them may destroy the error manager, and whoever owns it.
+        _subscriptions << manager->registerListener(
+                              kErrorMessageEvent,
+                              [listeners = _listeners](const EventData& data) { _onMessage(*listeners, data); })
                        << manager->registerListener(kSetLogLevelEvent, &_onSetLogLevel)
                        << manager->registerListener(kEnableNetworkDispatchEvent, &_onEnableNetworkDispatch);
     }
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+    ~Implementation() {
+        const std::lock_guard lock(_listeners->mutex);
+        _listeners->all.clear();
+    }
 
     void add(Listener* listener) {
-        const std::lock_guard lock(_mutex);
-        _listeners.insert(listener);
+        const std::lock_guard lock(_listeners->mutex);
+        _listeners->all.insert(listener);
     }
 
     void remove(Listener* listener) {
-        const std::lock_guard lock(_mutex);
-        _listeners.erase(listener);
+        const std::lock_guard lock(_listeners->mutex);
+        _listeners->all.erase(listener);
     }
 
 private:
-    [[nodiscard]] bool _isRegistered(Listener* listener) {
-        const std::lock_guard lock(_mutex);
-        return _listeners.contains(listener);
-    }
+    struct Listeners {
+        std::mutex mutex;  // guards the next member
+        std::set<Listener*, std::less<>> all;
 
-    [[nodiscard]] std::vector<Listener*> _snapshot() {
-        const std::lock_guard lock(_mutex);
-        return {_listeners.begin(), _listeners.end()};
-    }
+        [[nodiscard]] bool contains(Listener* listener) {
+            const std::lock_guard lock(mutex);
+            return all.contains(listener);
+        }
+        [[nodiscard]] std::vector<Listener*> snapshot() {
+            const std::lock_guard lock(mutex);
+            return {all.begin(), all.end()};
+        }
+    };
 
-    void _onMessage(const EventData& data) {
+    static void _onMessage(Listeners& listeners, const EventData& data) {
         std::string sender;
         std::string text;
         int level = 0;
         std::int64_t time = 0;
         if (!readWhole(kErrorMessageEventName, data, sender, text, level, time)) return;
-        for (auto* listener : _snapshot()) {
-            if (!_isRegistered(listener)) continue;
+        for (auto* listener : listeners.snapshot()) {
+            if (!listeners.contains(listener)) continue;
             Kr::callGuarded(
                 kOnMessageTexts, [&] { return sender; },
                 [&] { listener->onMessage(Listener::kLogMessage, toLevel(level), text, sender, time); });
@@ -118,8 +131,7 @@ private:
         if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
     }
 
-    std::mutex _mutex;  // guards the listeners
-    std::set<Listener*, std::less<>> _listeners;
+    const std::shared_ptr<Listeners> _listeners = std::make_shared<Listeners>();
     EventListenerList _subscriptions;
 };
 

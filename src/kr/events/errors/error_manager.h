@@ -15,7 +15,8 @@ namespace KrSim {
 ///
 /// A target is the sender name of an application (Kr::Process::getHostNameProcessID()); an empty one means all.
 /// Thread: any. Listeners run where the dispatcher delivers queued events: on the application's thread.
-/// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die.
+/// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die. A
+/// listener may destroy this: the others are not told any more.
 class KR_API ErrorManager {
 public:
     class Listener;
