@@ -16,6 +16,13 @@ ListenerBlock* ListenerBlock::make(int id, std::size_t room) {
     return block;
 }
 
+void ListenerSnapshot::_leaveReplaced() noexcept {
+    auto& table = ListenerTable::instance();
+    const std::lock_guard lock(table._mutex);
+    _leavePlace();
+    table._freeIfUnused(*_block);
+}
+
 void ListenerBlock::destroy(ListenerBlock* block) noexcept {
     block->~ListenerBlock();
     ::operator delete(block);
@@ -33,7 +40,7 @@ void ListenerTable::add(int id, KrSimEventListener& listener) {
     Slot& slot = _slotFor(id);
     ListenerBlock* block = slot.block;
     if (block == nullptr) {
-        block = _make(id, 2);
+        block = ListenerBlock::make(id, 2);
         slot = {id, block};
         ++_usedSlots;
     } else if (block->size == block->capacity) {
@@ -42,7 +49,9 @@ void ListenerTable::add(int id, KrSimEventListener& listener) {
     listener._wasRegistered = true;
     listener._ids.push_back(id);  // one too many, should memory end here, is passed over later
     _places.emplace(Registration{id, &listener}, block->size);
+    _countNear(id).fetch_add(1, std::memory_order_relaxed);
     block->entries()[block->size++].store(&listener, std::memory_order_relaxed);
+    ++block->living;
     _changed();
 }
 
@@ -51,13 +60,15 @@ void ListenerTable::remove(int id, KrSimEventListener& listener) noexcept {
     const auto found = _places.find({id, &listener});
     if (found == _places.end()) return;
     ListenerBlock& block = *_slotFor(id).block;
-    if (block.references.load(std::memory_order_acquire) == 1) {
-        _makeNull(block, found->second);
-    } else {
+    if (block.isInUse()) {
         block.hasDead = true;
         _markStale(block);
+    } else {
+        block.entries()[found->second].store(nullptr, std::memory_order_relaxed);
     }
+    --block.living;
     _places.erase(found);
+    _countNear(id).fetch_sub(1, std::memory_order_relaxed);
     listener._ids.erase(std::find(listener._ids.begin(), listener._ids.end(), id));
     _changed();
 }
@@ -67,34 +78,25 @@ void ListenerTable::forget(KrSimEventListener& listener) noexcept {
     for (const int id : listener._ids) {
         const auto found = _places.find({id, &listener});
         if (found == _places.end()) continue;
-        _makeNull(*_slotFor(id).block, found->second);
+        ListenerBlock& block = *_slotFor(id).block;
+        block.entries()[found->second].store(nullptr, std::memory_order_relaxed);
+        --block.living;
         _places.erase(found);
+        _countNear(id).fetch_sub(1, std::memory_order_relaxed);
     }
-    // Lists that deliveries hold may know it too.
-    for (ListenerBlock* block = _staleBlocks > 0 ? _blocks : nullptr; block != nullptr; block = block->next) {
-        if (!block->isStale) continue;
+    // Lists that only deliveries know may name it too.
+    for (ListenerBlock* block = _stale; block != nullptr; block = block->next) {
         for (std::size_t i = 0; i < block->size; ++i) {
-            if (block->entries()[i].load(std::memory_order_relaxed) == &listener) _makeNull(*block, i);
+            auto& entry = block->entries()[i];
+            if (entry.load(std::memory_order_relaxed) == &listener) entry.store(nullptr, std::memory_order_relaxed);
         }
     }
     _changed();
 }
 
-void ListenerTable::_makeNull(ListenerBlock& block, std::size_t index) noexcept {
-    block.entries()[index].store(nullptr, std::memory_order_relaxed);
-    ++block.nulls;
-}
-
-ListenerBlock* ListenerTable::_make(int id, std::size_t room) {
-    ListenerBlock* block = ListenerBlock::make(id, room);
-    block->next = _blocks;
-    if (_blocks != nullptr) _blocks->previous = block;
-    return _blocks = block;
-}
-
 ListenerBlock* ListenerTable::_replaceByLiving(Slot& slot, std::size_t room) {
     ListenerBlock& old = *slot.block;
-    ListenerBlock* copy = _make(old.id, room);
+    ListenerBlock* copy = ListenerBlock::make(old.id, room);
     for (std::size_t i = 0; i < old.size; ++i) {
         auto* listener = old.entries()[i].load(std::memory_order_relaxed);
         const auto found = listener != nullptr ? _places.find({old.id, listener}) : _places.end();
@@ -103,8 +105,9 @@ ListenerBlock* ListenerTable::_replaceByLiving(Slot& slot, std::size_t room) {
         found->second = copy->size;
         copy->entries()[copy->size++].store(listener, std::memory_order_relaxed);
     }
+    copy->living = copy->size;
     slot.block = copy;
-    _letGo(&old);
+    _letGo(old);
     return copy;
 }
 
@@ -115,8 +118,8 @@ void ListenerTable::_growSlots() {
     _usedSlots = 0;
     for (const Slot& each : old) {
         if (each.block == nullptr) continue;
-        if (each.block->size == 0) {
-            _letGo(each.block);
+        if (each.block->living == 0) {
+            _letGo(*each.block);
             continue;
         }
         _slotFor(each.id) = each;
@@ -124,22 +127,29 @@ void ListenerTable::_growSlots() {
     }
 }
 
-/// The table no longer holds the block.
-void ListenerTable::_letGo(ListenerBlock* block) noexcept {
-    _markStale(*block);
-    if (block->references.fetch_sub(1, std::memory_order_acq_rel) == 1) _free(block);
+/// The block has left its slot.
+void ListenerTable::_letGo(ListenerBlock& block) noexcept {
+    _markStale(block);
+    block.isReplaced.store(true, std::memory_order_relaxed);
+    for (ListenerBlock* next = _stale; next != nullptr;) {
+        ListenerBlock& each = *std::exchange(next, next->next);
+        if (each.isReplaced.load(std::memory_order_relaxed)) _freeIfUnused(each);
+    }
 }
 
-void ListenerTable::_free(ListenerBlock* block) noexcept {
-    if (block->isStale) --_staleBlocks;
-    if (block->next != nullptr) block->next->previous = block->previous;
-    (block->previous != nullptr ? block->previous->next : _blocks) = block->next;
-    ListenerBlock::destroy(block);
+/// Only a replaced block: nobody enters it any more.
+void ListenerTable::_freeIfUnused(ListenerBlock& block) noexcept {
+    if (block.isInUse()) return;
+    if (block.next != nullptr) block.next->previous = block.previous;
+    (block.previous != nullptr ? block.previous->next : _stale) = block.next;
+    ListenerBlock::destroy(&block);
 }
 
 void ListenerTable::_markStale(ListenerBlock& block) noexcept {
-    if (!block.isStale) ++_staleBlocks;
-    block.isStale = true;
+    if (std::exchange(block.isStale, true)) return;
+    block.next = _stale;
+    if (_stale != nullptr) _stale->previous = &block;
+    _stale = &block;
 }
 
 }  // namespace KrSim::detail

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -13,8 +14,11 @@
 
 namespace KrSim::detail {
 
-/// The listeners of one event number, in the order of their registration. Grows at its end only, so that whoever holds
-/// a reference may walk the part that it knew without a lock; a listener that dies becomes null.
+/// The listeners of one event number, in the order of their registration. Grows at its end only, so that a delivery
+/// inside may walk the part that it knew without a lock; a listener that dies becomes null.
+///
+/// The first delivery takes a place of its own, which it leaves with a plain store; nested deliveries and those of
+/// further threads are counted.
 class ListenerBlock {
 public:
     static ListenerBlock* make(int id, std::size_t room);
@@ -24,37 +28,46 @@ public:
         return reinterpret_cast<std::atomic<KrSimEventListener*>*>(this + 1);
     }
 
+    /// Under the lock, which is where deliveries enter.
+    [[nodiscard]] bool isInUse() const noexcept {
+        return firstIsInside.load(std::memory_order_acquire) || furtherInside.load(std::memory_order_acquire) > 0;
+    }
     /// Dead entries must go before the next delivery, nulls before they are most of the list.
-    [[nodiscard]] bool needsCopy() const noexcept { return hasDead || 2 * nulls > size; }
+    [[nodiscard]] bool needsCopy() const noexcept { return hasDead || 2 * living < size; }
 
-    std::atomic<std::uint32_t> references{1};
+    std::atomic<bool> firstIsInside{false};
+    std::atomic<std::uint32_t> furtherInside{0};
+    std::atomic<bool> isReplaced{false};  // only deliveries still know it; written under the lock of the table
     // Under the lock of the table:
     bool hasDead{false};  // an entry was unregistered and is still in its place, because a delivery knew it
-    bool isStale{false};  // has dead entries, or is held by deliveries only
+    bool isStale{false};  // in the chain of those that have dead entries or are replaced
     int id;
     std::size_t capacity;
     std::size_t size{0};
-    std::size_t nulls{0};
-    ListenerBlock* next{nullptr};  // in the chain of all blocks
+    std::size_t living{0};
+    ListenerBlock* next{nullptr};  // in that chain
     ListenerBlock* previous{nullptr};
 
 private:
     ListenerBlock(int number, std::size_t room) noexcept : id(number), capacity(room) {}
 };
 
-/// The listeners of a number at one moment. Holds the block, not the listeners.
+/// The listeners of a number at one moment. Keeps the block, not the listeners.
 class ListenerSnapshot {
 public:
     ListenerSnapshot() noexcept = default;
     ListenerSnapshot(ListenerSnapshot&& other) noexcept
-        : _block(std::exchange(other._block, nullptr)), _size(std::exchange(other._size, 0)) {}
+        : _block(std::exchange(other._block, nullptr)),
+          _size(std::exchange(other._size, 0)),
+          _isFirst(other._isFirst) {}
     ListenerSnapshot& operator=(ListenerSnapshot&& other) noexcept {
         std::swap(_block, other._block);
         std::swap(_size, other._size);
+        std::swap(_isFirst, other._isFirst);
         return *this;
     }
     ~ListenerSnapshot() {
-        if (_block != nullptr) _release();
+        if (_block != nullptr) _leave();
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return _size; }
@@ -65,16 +78,22 @@ public:
 
 private:
     friend class ListenerTable;
-    ListenerSnapshot(ListenerBlock* block, std::size_t size) noexcept : _block(block), _size(size) {}
-    void _release() noexcept;
+    explicit ListenerSnapshot(ListenerBlock& block) noexcept;
+    void _leave() noexcept;
+    void _leavePlace() noexcept;
+    void _leaveReplaced() noexcept;
 
     ListenerBlock* _block{nullptr};
     std::size_t _size{0};
+    bool _isFirst{false};
 };
 
-/// Who listens to what. Deliveries take a reference on the list of a number under a short lock and walk it without;
-/// changes put a new list in its place, or append behind the part that deliveries see. Unregistering makes an entry
-/// null when no delivery knows the list; otherwise it marks the list, and the next look at it leaves out what is gone.
+/// Who listens to what. Deliveries enter the list of a number under a short lock and walk it without; changes put a new
+/// list in its place, or append behind the part that deliveries see. Unregistering makes an entry null when no delivery
+/// is inside; otherwise it marks the list, and the next look at it leaves out what is gone.
+///
+/// A list that is replaced goes with the last delivery that leaves it. One that leaves at the very moment when another
+/// thread replaces the list may miss that; the next list that is replaced takes it along.
 class ListenerTable {
 public:
     /// Never destroyed.
@@ -116,52 +135,76 @@ private:
     ~ListenerTable() = delete;
 
     [[nodiscard]] Slot& _slotFor(int id) noexcept;
-    [[nodiscard]] ListenerBlock* _make(int id, std::size_t room);
     /// Puts a copy without what is gone in the place of the slot's block.
     [[nodiscard]] ListenerBlock* _replaceByLiving(Slot& slot, std::size_t room);
-    void _makeNull(ListenerBlock& block, std::size_t index) noexcept;
     void _growSlots();
-    void _letGo(ListenerBlock* block) noexcept;
-    void _free(ListenerBlock* block) noexcept;
+    void _letGo(ListenerBlock& block) noexcept;
+    void _freeIfUnused(ListenerBlock& block) noexcept;
     void _markStale(ListenerBlock& block) noexcept;
     void _changed() noexcept { _generation.fetch_add(1, std::memory_order_release); }
 
+    static constexpr std::size_t kBuckets = 1024;
+
+    /// Of the registrations whose number falls into the same bucket; 0 spares the lock for what nobody listens to.
+    [[nodiscard]] std::atomic<std::uint32_t>& _countNear(int id) noexcept { return _counts[hash(id) % kBuckets]; }
+    [[nodiscard]] static std::size_t hash(int id) noexcept {
+        return static_cast<std::size_t>(static_cast<std::uint32_t>(id) * 0x9E3779B97F4A7C15ull >> 32);
+    }
+
     std::atomic<std::uint64_t> _generation{1};
+    std::array<std::atomic<std::uint32_t>, kBuckets> _counts{};  // written under the lock
 
     std::mutex _mutex;         // guards the members below and, where they say so, the blocks
     std::vector<Slot> _slots;  // open addressing; the count is a power of two
     std::size_t _usedSlots{0};
     std::unordered_map<Registration, std::size_t, RegistrationHash> _places;  // in the block of the number
-    ListenerBlock* _blocks{nullptr};  // all that live, also those that only deliveries still hold
-    std::size_t _staleBlocks{0};
+    ListenerBlock* _stale{nullptr};
 };
 
 inline ListenerTable::Slot& ListenerTable::_slotFor(int id) noexcept {
     const std::size_t mask = _slots.size() - 1;
-    auto index = static_cast<std::size_t>(static_cast<std::uint32_t>(id) * 0x9E3779B97F4A7C15ull >> 32) & mask;
+    std::size_t index = hash(id) & mask;
     while (_slots[index].block != nullptr && _slots[index].id != id)
         index = (index + 1) & mask;
     return _slots[index];
 }
 
 inline ListenerSnapshot ListenerTable::find(int id, std::uint64_t& generation) {
+    // The count is read second: a registration that it does not know yet has a later generation.
+    generation = _generation.load(std::memory_order_acquire);
+    if (_countNear(id).load(std::memory_order_relaxed) == 0) return {};
     const std::lock_guard lock(_mutex);
     generation = _generation.load(std::memory_order_relaxed);
     Slot& slot = _slotFor(id);
     ListenerBlock* block = slot.block;
     if (block != nullptr && block->needsCopy()) [[unlikely]]
         block = _replaceByLiving(slot, block->size);
-    if (block == nullptr || block->size == 0) return {};
-    block->references.fetch_add(1, std::memory_order_relaxed);
-    return {block, block->size};
+    return block == nullptr || block->size == 0 ? ListenerSnapshot() : ListenerSnapshot(*block);
 }
 
-inline void ListenerSnapshot::_release() noexcept {
-    // Only the last reference of a block that the table has replaced meets the lock.
-    if (_block->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        auto& table = ListenerTable::instance();
-        const std::lock_guard lock(table._mutex);
-        table._free(_block);
+// Acquire: whoever frees the block looks only at the last one who left the place, and must come after all before it.
+inline ListenerSnapshot::ListenerSnapshot(ListenerBlock& block) noexcept
+    : _block(&block), _size(block.size), _isFirst(!block.firstIsInside.load(std::memory_order_acquire)) {
+    if (_isFirst) {
+        block.firstIsInside.store(true, std::memory_order_relaxed);
+    } else {
+        block.furtherInside.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+inline void ListenerSnapshot::_leave() noexcept {
+    if (_block->isReplaced.load(std::memory_order_relaxed)) [[unlikely]] {
+        _leaveReplaced();
+    } else {
+        _leavePlace();  // from here on the block may be gone
+    }
+}
+
+inline void ListenerSnapshot::_leavePlace() noexcept {
+    if (_isFirst) {
+        _block->firstIsInside.store(false, std::memory_order_release);
+    } else {
+        _block->furtherInside.fetch_sub(1, std::memory_order_release);
     }
 }
 
