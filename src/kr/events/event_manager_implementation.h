@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 
 #include "kr/events/event_manager.h"
 #include "kr/events/sim_event_listener.h"
@@ -10,6 +9,10 @@
 #include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
+
+namespace detail {
+class CallbackTable;
+}  // namespace detail
 
 /// The event manager of an application, above the dispatcher.
 ///
@@ -40,14 +43,9 @@ public:
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
 
 private:
-    struct Records;
-    struct Table;
-
     void onSimEvent(const KrSimEvent& event) override;
-    /// The live records of the number; null when there are none.
-    [[nodiscard]] Kr::KrSmartPtr<Records> _snapshot(int number);
 
-    std::unique_ptr<Table> _table;
+    Kr::KrSmartPtr<detail::CallbackTable> _table;
     EventListener _applicationAdded;
 };
 
