@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "kr/events/event_dispatcher.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
+#include "tests/support/stress.h"
 
 namespace event_concurrency_test {
 
@@ -151,14 +151,9 @@ TEST_F(BlockingEvents, FromTheOwnerOrWithoutOneAreDeliveredAtOnce) {
     EXPECT_EQ(calls, 2);
 }
 
-/// Everything at once on eight threads, for the thread sanitizer; what must hold at the end is that nothing was lost.
-TEST(EventStress, EightThreadsRegisterSendAndUnregister) {
-    constexpr int kThreads = 8;
-#ifdef __SANITIZE_THREAD__
-    constexpr int kRounds = 60'000;
-#else
-    constexpr int kRounds = 4'000;
-#endif
+/// Everything at once, for the thread sanitizer; what must hold at the end is that nothing was lost.
+TEST(EventStress, ThreadsRegisterSendAndUnregister) {
+    constexpr int kRounds = test_support::stressRounds(60'000, 4'000);
     constexpr int kIds = 5;
     const test_support::DispatcherScope scope;
     const auto [ours, theirs] = test_support::InProcessEventChannel::makePair();
@@ -174,58 +169,43 @@ TEST(EventStress, EightThreadsRegisterSendAndUnregister) {
             std::make_unique<FunctionListener>(id, [&heard](const KrSimEvent&) { ++heard; });
     }
     // A listener that comes and goes on other threads than those that deliver must outlive the deliveries under way.
-    std::vector<std::unique_ptr<FunctionListener>> brief(kThreads);
+    std::array<std::unique_ptr<FunctionListener>, test_support::kStressThreads> brief;
     for (auto& each : brief)
         each = std::make_unique<FunctionListener>(-1, [&heardByBrief](const KrSimEvent&) { ++heardByBrief; });
 
-    std::latch start(kThreads);
-    std::atomic<int> left{kThreads};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&, i] {
-            start.arrive_and_wait();
-            auto* mine = brief[static_cast<std::size_t>(i)].get();
-            for (int round = 0; round < kRounds; ++round) {
-                const int id = (i + round) % kIds;
-                KrEventDispatcher::registerListener(id, mine);
-                const std::vector<std::uint8_t> payload(round % 100 == 0 ? 200u : 16u, std::uint8_t{1});
-                switch (round % 4) {
-                    case 0:
-                        KrEventDispatcher::sendEventLocallyImmediately(KrSimEvent(id, payload));
-                        break;
-                    case 1:
-                        KrEventDispatcher::sendEventLocallyAndRemotely(KrSimEvent(id, "other", payload));
-                        break;
-                    case 2: {
-                        KrSimEvent event(id, payload);
-                        event.setDelay(-1.0);
-                        KrEventDispatcher::sendEventLocally(event);
-                        break;
-                    }
-                    default:
-                        KrEventDispatcher::sendEventLocallyImmediatelyBlocking(KrSimEvent(id, payload));
-                }
-                KrSim::EventIDList::instance().add("Stress " + std::to_string(round % 50));
-                KrEventDispatcher::unregisterListener(id, mine);
-            }
-            --left;
-        });
-    }
-    while (left > 0) {
+    const auto work = [&](int thread, int round) {
+        auto* mine = brief[static_cast<std::size_t>(thread)].get();
+        const int id = (thread + round) % kIds;
+        KrEventDispatcher::registerListener(id, mine);
+        const std::vector<std::uint8_t> payload(round % 100 == 0 ? 200u : 16u, std::uint8_t{1});
+        KrSimEvent late(id, payload);
+        late.setDelay(-1.0);
+        switch (round % 4) {
+            case 0:
+                KrEventDispatcher::sendEventLocallyImmediately(KrSimEvent(id, payload));
+                break;
+            case 1:
+                KrEventDispatcher::sendEventLocallyAndRemotely(KrSimEvent(id, "other", payload));
+                break;
+            case 2:
+                KrEventDispatcher::sendEventLocally(late);
+                break;
+            default:
+                KrEventDispatcher::sendEventLocallyImmediatelyBlocking(KrSimEvent(id, payload));
+        }
+        KrSim::EventIDList::instance().add("Stress " + std::to_string(round % 50));
+        KrEventDispatcher::unregisterListener(id, mine);
+    };
+    test_support::runStress(kRounds, work, [] {
         KrEventDispatcher::preUpdate();
         KrEventDispatcher::postUpdate();
-        std::this_thread::yield();
-    }
-    for (auto& thread : threads)
-        thread.join();
-    KrEventDispatcher::preUpdate();
-    KrEventDispatcher::postUpdate();
-    EXPECT_EQ(heard, kThreads * kRounds);
+    });
+    EXPECT_EQ(heard, test_support::kStressThreads * kRounds);
     EXPECT_GT(heardByBrief, 0);
     std::uint64_t sent = 0;
     for (int id = 0; id < kIds; ++id)
         sent += ours->getSentTraffic(id).events;
-    EXPECT_EQ(sent, static_cast<std::uint64_t>(kThreads * kRounds / 4));
+    EXPECT_EQ(sent, static_cast<std::uint64_t>(test_support::kStressThreads * kRounds / 4));
 }
 
 }  // namespace event_concurrency_test
