@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/dispatcher_scope.h"
@@ -59,71 +60,69 @@ protected:
 
 // --- Which operation delivers where and when -------------------------------------------------------------------------
 
+enum class eTime { kNever, kFrame, kAtOnce };
+
 struct RouteCase {
     const char* name;
     Send send;
-    bool queuesLocally, deliversAtOnce;
-    bool queuesRemotely, handsOverAtOnce;
+    eTime here, there;  ///< a frame is not waited for when the owner sends, unless there is external control
 };
 
-class Route : public Dispatcher, public testing::WithParamInterface<RouteCase> {};
+class Route : public Dispatcher, public testing::WithParamInterface<RouteCase> {
+protected:
+    void frame() {
+        KrEventDispatcher::preUpdate();
+        KrEventDispatcher::postUpdate();
+    }
+    using Counts = std::pair<std::size_t, std::size_t>;
+    /// Events delivered here and those that the other application got, since the last time.
+    Counts arrived() { return {std::exchange(log, {}).size(), received(*channels.second).size()}; }
+    std::pair<std::shared_ptr<InProcessEventChannel>, std::shared_ptr<InProcessEventChannel>> channels =
+        InProcessEventChannel::makePair();
+};
 
-TEST_P(Route, FromTheOwnerDeliversBeforeTheSendReturns) {
-    const auto& route = GetParam();
-    const auto [ours, theirs] = InProcessEventChannel::makePair();
-    KrEventDispatcher::setSharedEventChannel(ours);
+TEST_P(Route, DeliversHereAndThereAtItsTime) {
+    const auto& [name, send, here, there] = GetParam();
+    KrEventDispatcher::setSharedEventChannel(channels.first);
     const Listener listener(log, "a", {1});
-    route.send(KrSimEvent(1));
-    EXPECT_EQ(log.size(), route.queuesLocally || route.deliversAtOnce ? 1u : 0u);
-    EXPECT_EQ(received(*theirs).size(), route.handsOverAtOnce ? 1u : 0u);
-    KrEventDispatcher::postUpdate();
-    EXPECT_EQ(received(*theirs).size(), route.queuesRemotely ? 1u : 0u);
-    KrEventDispatcher::preUpdate();
-    EXPECT_LE(log.size(), 1u);
-}
-
-TEST_P(Route, UnderExternalControlWaitsForTheFrameUnlessImmediate) {
-    KrEventDispatcher::enableExternalControl(true);
-    const Listener listener(log, "a", {1});
-    GetParam().send(KrSimEvent(1));
-    EXPECT_EQ(log.size(), GetParam().deliversAtOnce ? 1u : 0u);
-    KrEventDispatcher::preUpdate();
-    EXPECT_EQ(log.size(), GetParam().queuesLocally || GetParam().deliversAtOnce ? 1u : 0u);
+    for (const bool isControlled : {false, true}) {
+        KrEventDispatcher::enableExternalControl(isControlled);
+        const bool waits = here == eTime::kFrame && isControlled;
+        send(KrSimEvent(1));
+        EXPECT_EQ(arrived(), Counts(here != eTime::kNever && !waits, there == eTime::kAtOnce)) << isControlled;
+        frame();
+        EXPECT_EQ(arrived(), Counts(waits, there == eTime::kFrame)) << isControlled;
+    }
 }
 
 TEST_P(Route, WithADelayIsHeldBackOnEveryWay) {
-    const auto& route = GetParam();
+    const auto& [name, send, here, there] = GetParam();
     KrEventDispatcher::_setClock(&clock);
-    const auto [ours, theirs] = InProcessEventChannel::makePair();
-    KrEventDispatcher::setSharedEventChannel(ours);
+    KrEventDispatcher::setSharedEventChannel(channels.first);
     const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { EXPECT_EQ(event.getDelay(), 0.0); });
-    route.send(delayed(1, 0.5));
+    send(delayed(1, 0.5));
     clock.sleep(0.1);
-    KrEventDispatcher::preUpdate();
-    KrEventDispatcher::postUpdate();
-    EXPECT_THAT(log, IsEmpty());
-    EXPECT_THAT(received(*theirs), IsEmpty());
+    frame();
+    EXPECT_EQ(arrived(), Counts(false, false));
     clock.sleep(0.4);
     KrEventDispatcher::preUpdate();
-    EXPECT_EQ(log.size(), route.queuesLocally || route.deliversAtOnce ? 1u : 0u);
-    EXPECT_EQ(received(*theirs).size(), route.queuesRemotely || route.handsOverAtOnce ? 1u : 0u);
-    KrEventDispatcher::preUpdate();
-    KrEventDispatcher::postUpdate();
-    EXPECT_LE(log.size(), 1u) << "once";
-    EXPECT_THAT(received(*theirs), IsEmpty());
+    EXPECT_EQ(arrived(), Counts(here != eTime::kNever, there != eTime::kNever));
+    frame();
+    EXPECT_EQ(arrived(), Counts(false, false)) << "once";
 }
 
 using D = KrEventDispatcher;
 INSTANTIATE_TEST_SUITE_P(
     Operations, Route,
-    testing::Values(RouteCase{"Event", &D::sendEvent, true, false, true, false},
-                    RouteCase{"Locally", &D::sendEventLocally, true, false, false, false},
-                    RouteCase{"LocallyImmediately", &D::sendEventLocallyImmediately, false, true, false, false},
-                    RouteCase{"Blocking", &sendBlocking, false, true, false, false},
-                    RouteCase{"Both", &D::sendEventLocallyAndRemotely, true, false, true, false},
-                    RouteCase{"BothImmediately", &D::sendEventLocallyAndRemotelyImmediately, false, true, false, true},
-                    RouteCase{"Remotely", &D::sendEventRemotely, false, false, true, false},
-                    RouteCase{"RemotelyImmediately", &D::sendEventRemotelyImmediately, false, false, false, true}),
+    testing::Values(RouteCase{"Event", &D::sendEvent, eTime::kFrame, eTime::kFrame},
+                    RouteCase{"Locally", &D::sendEventLocally, eTime::kFrame, eTime::kNever},
+                    RouteCase{"LocallyImmediately", &D::sendEventLocallyImmediately, eTime::kAtOnce, eTime::kNever},
+                    RouteCase{"Blocking", &sendBlocking, eTime::kAtOnce, eTime::kNever},
+                    RouteCase{"Both", &D::sendEventLocallyAndRemotely, eTime::kFrame, eTime::kFrame},
+                    RouteCase{"BothImmediately", &D::sendEventLocallyAndRemotelyImmediately, eTime::kAtOnce,
+                              eTime::kAtOnce},
+                    RouteCase{"Remotely", &D::sendEventRemotely, eTime::kNever, eTime::kFrame},
+                    RouteCase{"RemotelyImmediately", &D::sendEventRemotelyImmediately, eTime::kNever, eTime::kAtOnce}),
     [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(Dispatcher, EventsOfOtherThreadsWaitForTheOwnersNextProcessing) {
@@ -143,10 +142,8 @@ TEST_F(Dispatcher, EventsOfOtherThreadsWaitForTheOwnersNextProcessing) {
 TEST_F(Dispatcher, TheFirstThreadToProcessIsTheOwnerUntilAReset) {
     const Listener listener(log, "a", {1, 2});
     KrEventDispatcher::_resetOwner();
-    onAnotherThread([&] {
-        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
-        EXPECT_THAT(log, ElementsAre("a1")) << "the sender became the owner";
-    });
+    onAnotherThread([] { KrEventDispatcher::sendEventLocally(KrSimEvent(1)); });
+    EXPECT_THAT(log, ElementsAre("a1")) << "the sender became the owner";
     KrEventDispatcher::sendEventLocally(KrSimEvent(2));
     EXPECT_THAT(log, ElementsAre("a1")) << "the owner is gone";
     KrEventDispatcher::_resetOwner();
@@ -342,9 +339,8 @@ TEST_F(Dispatcher, TheChannelCountsWhileDebuggingIsOn) {
     theirs->enableDebugging(true);
     ours->sendEvents(events);
     ours->sendEvent(events[1]);
-    clock.sleep(2.0);
-    theirs->receiveEvents(batch);
     const double then = clock.getSeconds();
+    theirs->receiveEvents(batch);
     clock.sleep(2.0);
     theirs->receiveEvents(batch);
     EXPECT_EQ(ours->getSentTraffic(1), (EventTraffic{2, 12 + 5 + 12}));
