@@ -198,10 +198,8 @@ const BrokenCase kBroken[] = {
     {"is cut short", [](Image& file) { file.segment(PT_LOAD).p_filesz = ~0ULL; }},
     {"is cut short", [](Image& file) { file.segment(PT_NOTE).p_offset = 1U << 30U; }},
     {"more than a mebibyte", [](Image& file) { file.segment(PT_NOTE).p_filesz = 1U << 21U; }},
-    {"a note is longer",
-     [](Image& file) {
-         file.replace({"\4\0\0\0\x14", 5}, "\xF0\xFF");
-     }},
+    {"a note is longer", [](Image& file) { file.replace(std::string_view("\4\0\0\0\x14", 5), "\xF0\xFF"); }},
+    {"a note is longer", [](Image& file) { file.replace(std::string_view("\x14\0\0\0\3", 5), "\xF0\xFF"); }},
     {"another machine", [](Image& file) { file.head().e_machine = EM_68K; }},
     {"no shared library", [](Image& file) { file.head().e_type = ET_REL; }},
     {"the table of its segments", [](Image& file) { file.head().e_phnum = 0xFFFF; }},

@@ -256,11 +256,12 @@ void KrPluginManager::addPluginSearchDir(const std::string& directory) {
     }
     std::error_code error;
     std::string absolute = std::filesystem::absolute(directory, error).string();
+    if (error) absolute = directory;
     const std::lock_guard lock(_state->mutex);
     auto& directories = _state->directories;
     const bool isKnown = std::any_of(directories.begin(), directories.end(),
                                      [&](const State::Directory& each) { return each.given == directory; });
-    if (!isKnown) directories.push_back({directory, error ? directory : std::move(absolute)});
+    if (!isKnown) directories.push_back({directory, std::move(absolute)});
 }
 
 void KrPluginManager::resetPluginSearchDirs() {

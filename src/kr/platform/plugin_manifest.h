@@ -48,7 +48,7 @@
 namespace KrPluginSystem::detail {
 
 inline constexpr std::uint32_t kManifestNoteType = 0x4B520001;
-inline constexpr std::string_view kManifestNoteOwner{"KrP", 4};
+inline constexpr std::string_view kManifestNoteOwner{"KrP\0", 4};
 
 /// An ELF note. Text only: pointers would be filled in by the loader, and the note is read without it.
 template <std::size_t TextSize>

@@ -74,7 +74,7 @@ public:
 
     template <class Record>
     [[nodiscard]] Record read(std::uint64_t offset) const {
-        std::array<char, sizeof(Record)> bytes;
+        std::array<char, sizeof(Record)> bytes{};
         read(offset, bytes);
         return std::bit_cast<Record>(bytes);
     }
@@ -109,7 +109,7 @@ private:
     int _descriptor{-1};
     std::uint64_t _size{0};
     std::size_t _headSize{0};
-    std::array<char, 4096> _head;
+    std::array<char, 4096> _head{};
 };
 
 std::vector<Elf64_Phdr> readSegments(const FileImage& file) {

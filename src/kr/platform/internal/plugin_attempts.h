@@ -20,8 +20,8 @@ public:
 
 private:
     struct Attempt {
-        Kr::ThreadId owner;
-        eKind kind;
+        Kr::ThreadId owner{Kr::ThreadId::kNone};
+        eKind kind{eKind::kLoad};
         bool isMapping{false};  ///< inside the system's loader, which holds a lock of its own
         bool isDone{false};
         bool hasSucceeded{false};
