@@ -14,12 +14,8 @@ using Tables = std::array<std::array<std::uint32_t, 256>, kSlices>;
 
 constexpr Tables makeTables() {
     Tables tables{};
-    for (std::uint32_t byte = 0; byte < 256; ++byte) {
-        std::uint32_t remainder = byte;
-        for (int bit = 0; bit < 8; ++bit)
-            remainder = (remainder >> 1U) ^ ((remainder & 1U) * 0xEDB88320U);
-        tables[0][byte] = remainder;
-    }
+    for (std::uint32_t byte = 0; byte < 256; ++byte)
+        tables[0][byte] = divideByte(byte);
     for (std::size_t slice = 1; slice < kSlices; ++slice) {
         for (std::size_t byte = 0; byte < 256; ++byte) {
             const std::uint32_t before = tables[slice - 1][byte];

@@ -13,6 +13,13 @@ namespace Kr {
 namespace detail {
 /// The checksum as calculateCRC32 gives it, by tables.
 [[nodiscard]] KR_API std::int32_t calculateCRC32(const char* text, std::size_t length) noexcept;
+
+/// The remainder eight bits further on, by division bit by bit.
+[[nodiscard]] constexpr std::uint32_t divideByte(std::uint32_t remainder) noexcept {
+    for (int bit = 0; bit < 8; ++bit)
+        remainder = (remainder >> 1U) ^ ((remainder & 1U) * 0xEDB88320U);
+    return remainder;
+}
 }  // namespace detail
 
 /// CRC-32 of the bytes, as zlib and IEEE 802.3 have it (reflected polynomial 0xEDB88320, initial value and result
@@ -22,11 +29,8 @@ namespace detail {
     if (!std::is_constant_evaluated()) return detail::calculateCRC32(text.data(), text.size());
     // Bit by bit: the compiler has no use for tables, and no header has to carry them.
     std::uint32_t remainder = 0xFFFFFFFFU;
-    for (const char character : text) {
-        remainder ^= static_cast<unsigned char>(character);
-        for (int bit = 0; bit < 8; ++bit)
-            remainder = (remainder >> 1U) ^ ((remainder & 1U) * 0xEDB88320U);
-    }
+    for (const char character : text)
+        remainder = detail::divideByte(remainder ^ static_cast<unsigned char>(character));
     return std::bit_cast<std::int32_t>(~remainder);
 }
 
