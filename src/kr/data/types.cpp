@@ -20,85 +20,68 @@ namespace {
 
 constexpr std::array kFieldTypeNames{"Field", "Input", "Output", "Parameter", "Undefined"};
 
-/// Indexed by data type; null where the number has no meaning.
-constexpr std::array<const char*, 55> kDataTypeNames{
-    "Unknown data type",  // 0
-    "Integer",            //
-    "Boolean",            //
-    "Double",             //
-    "Vector 3",           //
-    "Color",              // 5
-    "String",             //
-    "Transform",          //
-    "Unsigned Integer",   //
-    nullptr,              //
-    nullptr,              // 10
-    "Short Integer",      //
-    "Unsigned Short Integer",
-    nullptr,
-    nullptr,
-    nullptr,  // 15
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,  // 20
-    nullptr,
-    nullptr,
-    nullptr,
-    "Enumeration",        //
-    "Filename",           // 25
-    "Data Container",     //
-    "Extension Pointer",  //
-    nullptr,
-    "Quaternion",        //
-    "Material Pointer",  // 30
-    "Vector",            //
-    "Vector Item",       //
-    "Vector 2",          //
-    "Matrix 4x4",        //
-    "Vector 4",          // 35
-    "Part",              //
-    "Assembly",          //
-    "Attachment",        //
-    "Attachment Point",  //
-    nullptr,             // 40
-    "Constraint",        //
-    "Collision Geometry",
-    "Mechanism",
-    "Graphics Node",
-    "Graphics Geometry",  // 45
-    "Graphics Material",
-    "Texture",
-    "Proxy",
-    "Simulator Module",
-    "Skeleton",  // 50
-    "Float",
-    "Vector 3 float",
-    "Quaternion float",
-    "Matrix44 float",
+struct DataType {
+    Types::DataTypeEnum number;
+    const char* name;
+    const char* interfaceName{nullptr};  // of a reference to extensions of a built-in interface
 };
 
-struct Interface {
-    Types::DataTypeEnum dataType;
-    const char* identifier;
+constexpr DataType kDataTypes[] = {
+    {Types::kUnknown, "Unknown data type"},
+    {Types::kInteger, "Integer"},
+    {Types::kBoolean, "Boolean"},
+    {Types::kDouble, "Double"},
+    {Types::kVector3, "Vector 3"},
+    {Types::kColor, "Color"},
+    {Types::kString, "String"},
+    {Types::kTransform, "Transform"},
+    {Types::kUnsignedInteger, "Unsigned Integer"},
+    {Types::kShort, "Short Integer"},
+    {Types::kUnsignedShort, "Unsigned Short Integer"},
+    {Types::kEnumeration, "Enumeration"},
+    {Types::kFilename, "Filename"},
+    {Types::kContainer, "Data Container"},
+    {Types::kExtension, "Extension Pointer"},
+    {Types::kQuaternion, "Quaternion"},
+    {Types::kMaterial, "Material Pointer"},
+    {Types::kVector, "Vector"},
+    {Types::kVectorItem, "Vector Item"},
+    {Types::kVector2, "Vector 2"},
+    {Types::kMatrix44, "Matrix 4x4"},
+    {Types::kVector4, "Vector 4"},
+    {Types::kPart, "Part", "KrDynamics::Part"},
+    {Types::kAssembly, "Assembly", "KrDynamics::Assembly"},
+    {Types::kAttachment, "Attachment", "KrDynamics::Attachment"},
+    {Types::kAttachmentPoint, "Attachment Point", "KrDynamics::AttachmentPoint"},
+    {Types::kConstraint, "Constraint", "KrDynamics::Constraint"},
+    {Types::kCollisionGeometry, "Collision Geometry", "KrDynamics::CollisionGeometry"},
+    {Types::kMechanism, "Mechanism", "KrDynamics::Mechanism"},
+    {Types::kGraphicsNode, "Graphics Node", "KrGraphics::Node"},
+    {Types::kGraphicsGeometry, "Graphics Geometry", "KrGraphics::Geometry"},
+    {Types::kGraphicsMaterial, "Graphics Material", "KrGraphics::Material"},
+    {Types::kTexture, "Texture", "KrGraphics::Texture"},
+    {Types::kProxy, "Proxy"},
+    {Types::kSimulatorModule, "Simulator Module", "KrSim::ISimulatorModule"},
+    {Types::kSkeleton, "Skeleton", "KrGraphics::Skeleton"},
+    {Types::kFloat, "Float"},
+    {Types::kVector3Float, "Vector 3 float"},
+    {Types::kQuaternionFloat, "Quaternion float"},
+    {Types::kMatrix44Float, "Matrix44 float"},
 };
 
-constexpr std::array kBuiltInInterfaces{
-    Interface{Types::kPart, "KrDynamics::Part"},
-    Interface{Types::kAssembly, "KrDynamics::Assembly"},
-    Interface{Types::kAttachment, "KrDynamics::Attachment"},
-    Interface{Types::kAttachmentPoint, "KrDynamics::AttachmentPoint"},
-    Interface{Types::kConstraint, "KrDynamics::Constraint"},
-    Interface{Types::kCollisionGeometry, "KrDynamics::CollisionGeometry"},
-    Interface{Types::kMechanism, "KrDynamics::Mechanism"},
-    Interface{Types::kGraphicsNode, "KrGraphics::Node"},
-    Interface{Types::kGraphicsGeometry, "KrGraphics::Geometry"},
-    Interface{Types::kGraphicsMaterial, "KrGraphics::Material"},
-    Interface{Types::kTexture, "KrGraphics::Texture"},
-    Interface{Types::kSimulatorModule, "KrSim::ISimulatorModule"},
-    Interface{Types::kSkeleton, "KrGraphics::Skeleton"},
-};
+constexpr std::size_t kNumberCount = std::size_t{Types::kMatrix44Float} + 1;
+
+/// The data type of each number; null where the number has no meaning.
+constexpr auto kDataTypesByNumber = [] {
+    std::array<const DataType*, kNumberCount> byNumber{};
+    for (const auto& each : kDataTypes)
+        byNumber.at(each.number) = &each;
+    return byNumber;
+}();
+
+const DataType* findDataType(Types::DataTypeEnum number) {
+    return number < kNumberCount ? kDataTypesByNumber[number] : nullptr;
+}
 
 using Producer = FieldBase* (*)(const Kr::KrID& id);
 
@@ -123,7 +106,7 @@ const std::vector<ValueType>& valueTypes() {
 const ValueType* findValueType(Types::DataTypeEnum dataType) {
     // Indexed by data type, so that producing a field costs no search.
     static const auto& byDataType = *[] {
-        auto* index = new std::array<const ValueType*, kDataTypeNames.size()>{};
+        auto* index = new std::array<const ValueType*, kNumberCount>{};
         for (const auto& each : valueTypes())
             index->at(each.dataType) = &each;
         return index;
@@ -166,8 +149,8 @@ FieldBase* giveTo(Container* parent, FieldBase* field) {
 // --- Names ---------------------------------------------------------------------------------------------------------
 
 const char* Types::nameFor(DataTypeEnum dataType) noexcept {
-    const char* name = dataType < kDataTypeNames.size() ? kDataTypeNames[dataType] : nullptr;
-    return name != nullptr ? name : "Invalid data type";
+    const auto* known = findDataType(dataType);
+    return known != nullptr ? known->name : "Invalid data type";
 }
 
 const char* Types::nameFor(FieldTypeEnum fieldType) noexcept {
@@ -191,10 +174,9 @@ FieldBase* Types::_make(DataTypeEnum dataType, const Kr::KrID& id, FieldTypeEnum
     } else if (dataType == kContainer) {
         field = new Container(id, nullptr, fieldType);
     } else {
-        const auto found = std::find_if(kBuiltInInterfaces.begin(), kBuiltInInterfaces.end(),
-                                        [&](const Interface& each) { return each.dataType == dataType; });
-        if (found == kBuiltInInterfaces.end()) return nullptr;
-        field = new ExtensionField(id, found->identifier);
+        const auto* known = findDataType(dataType);
+        if (known == nullptr || known->interfaceName == nullptr) return nullptr;
+        field = new ExtensionField(id, known->interfaceName);
     }
     field->_setDynamic(true);
     return field;
