@@ -327,9 +327,7 @@ Container* Container::_duplicate() const {
 }
 
 Container* Container::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->_id = id;
-    return _adopt(copy, parent) ? copy : nullptr;
+    return _adoptAs(id, _duplicate(), parent);
 }
 
 Container* Container::clone(Container* parent) const {

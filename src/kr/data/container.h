@@ -125,6 +125,12 @@ public:
     /// Finishes a clone: gives it to `parent`, if any; where that refuses, destroys it. Answers whether it lives: an
     /// observer may remove a child as soon as it comes.
     [[nodiscard]] static bool _adopt(FieldBase* made, Container* parent);
+    /// The same under another identifier: the copy where it lives, else null. All that is left to do for clone().
+    template <class Copy>
+    [[nodiscard]] static Copy* _adoptAs(const Kr::KrID& id, Copy* copy, Container* parent) {
+        static_cast<FieldBase*>(copy)->_id = id;  // nobody observes a new copy
+        return _adopt(copy, parent) ? copy : nullptr;
+    }
 
 protected:
     /// For subclasses that add themselves to their parent when they are complete.

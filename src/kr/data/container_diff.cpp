@@ -60,9 +60,7 @@ ContainerDiff::Item* ContainerDiff::Item::_duplicate() const {
 }
 
 ContainerDiff::Item* ContainerDiff::Item::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return _adopt(copy, parent) ? copy : nullptr;
+    return _adoptAs(id, _duplicate(), parent);
 }
 
 ContainerDiff::Item* ContainerDiff::Item::clone(Container* parent) const {
@@ -95,9 +93,7 @@ ContainerDiff* ContainerDiff::_duplicate() const {
 }
 
 ContainerDiff* ContainerDiff::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return _adopt(copy, parent) ? copy : nullptr;
+    return _adoptAs(id, _duplicate(), parent);
 }
 
 ContainerDiff* ContainerDiff::clone(Container* parent) const {

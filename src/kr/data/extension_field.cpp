@@ -25,9 +25,7 @@ ExtensionField* ExtensionField::_duplicate() const {
 }
 
 ExtensionField* ExtensionField::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return Container::_adopt(copy, parent) ? copy : nullptr;
+    return Container::_adoptAs(id, _duplicate(), parent);
 }
 
 ExtensionField* ExtensionField::clone(Container* parent) const {

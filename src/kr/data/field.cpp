@@ -192,9 +192,7 @@ Field<T>* Field<T>::_duplicate() const {
 
 template <class T>
 Field<T>* Field<T>::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return Container::_adopt(copy, parent) ? copy : nullptr;
+    return Container::_adoptAs(id, _duplicate(), parent);
 }
 
 template <class T>

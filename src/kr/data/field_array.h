@@ -116,9 +116,7 @@ public:
         return copy;
     }
     [[nodiscard]] FieldArray* clone(const Kr::KrID& id, Container* parent) const override {
-        auto* copy = _duplicate();
-        copy->setID(id);
-        return _adopt(copy, parent) ? copy : nullptr;
+        return _adoptAs(id, _duplicate(), parent);
     }
     [[nodiscard]] FieldArray* clone(Container* parent) const override { return clone(getID(), parent); }
 

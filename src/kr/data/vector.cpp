@@ -168,9 +168,7 @@ Vector<T>* Vector<T>::_duplicate() const {
 
 template <class T>
 Vector<T>* Vector<T>::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return Container::_adopt(copy, parent) ? copy : nullptr;
+    return Container::_adoptAs(id, _duplicate(), parent);
 }
 
 template <class T>
