@@ -35,7 +35,7 @@ struct FieldRareState;
 /// The unit of reflective data: a typed, named value in at most one container, which can be found by its identifier,
 /// observed, connected, made read-only or hidden, and copied without knowing its type.
 ///
-/// docs/data-model.md has the whole picture: flags, order of notification, containers.
+/// docs/data-model.md has the whole picture: order of notification, life, containers, copies.
 ///
 /// Thread: the application thread. Observers may be added and removed from any thread while the field lives.
 /// Ownership: a field with a parent belongs to it and was made with `new`, or it is a member of an object that dies
