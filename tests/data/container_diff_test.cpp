@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "kr/data/vector.h"
-#include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 
 namespace container_diff_test {
@@ -99,46 +98,14 @@ TEST_F(ContainerDiffs, RecordEditsAndApplyThemToAThirdContainer) {
     EXPECT_TRUE(third->isEqual(*second));
 }
 
-struct Replacement {
-    const char* name;
-    const char* id;
-    void (*addAnother)(Container&);
-};
-class ContainerDiffReplacement : public ContainerDiffs, public testing::WithParamInterface<Replacement> {};
-
-TEST_P(ContainerDiffReplacement, OfAFieldByAnotherKindIsAModification) {
-    second->removeField(GetParam().id);
-    GetParam().addAnother(*second);
-    difference.diff(*first, *second);
-    EXPECT_THAT(pathsOf(difference.getModifiedFields()), ElementsAre(GetParam().id));
-    EXPECT_TRUE(difference.getAddedFields().empty() && difference.getRemovedFields().empty());
-    EXPECT_TRUE(difference.apply(*first));
-    EXPECT_TRUE(first->isEqual(*second));
-    EXPECT_TRUE(second->isEqual(*first));
-}
-
-const Replacement kReplacements[] = {
-    {"ArrayOfAnotherClass", "Gears", [](Container& car) { addArray<FieldArray<Field<double>>>(car, "Gears", 3); }},
-    {"ArrayByContainer", "Gears", [](Container& car) { car.addContainer("Gears")->add<int>("1", 1); }},
-    {"TypeChanges", "Mass", [](Container& car) { car.add<int>("Mass", 1200); }},
-    {"ConvertibleTypeChanges", "Name", [](Container& car) { car.addField("Name", Types::kFilename); }},
-    {"ValueByContainer", "Mass", [](Container& car) { car.addContainer("Mass")->add<int>("Net", 1); }},
-    {"ContainerByValue", "Front.Axle", [](Container& car) { car.add<int>("Front.Axle", 1); }},
-};
-INSTANTIATE_TEST_SUITE_P(Kinds, ContainerDiffReplacement, testing::ValuesIn(kReplacements), caseName);
-
 TEST_F(ContainerDiffs, KeepTheirArraysAndTheOrderInItems) {
-    EXPECT_THAT(idsOf(difference), ElementsAre("AddedFields", "RemovedFields", "ModifiedFields"));
     difference.clear();
     EXPECT_FALSE(difference.removeField("AddedFields"));
-    EXPECT_EQ(difference.size(), 3U);
+    EXPECT_THAT(idsOf(difference), ElementsAre("AddedFields", "RemovedFields", "ModifiedFields"));
 
     ContainerDiff::Item item("Item");
-    int notified = 0;
-    const auto observer = item["fieldPath"].addObserver([&](const FieldBase&) { ++notified; });
-    EXPECT_TRUE(item.set((*first)["Mass"], "Car."));
-    EXPECT_TRUE(item.set((*first)["Mass"], "Car."));
-    EXPECT_EQ(notified, 1);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(item.set((*first)["Mass"], "Car."));
     EXPECT_THAT(idsOf(item), ElementsAre("fieldPath", "Mass"));
     EXPECT_TRUE(item.set(*item.getField(), "longer than the path of the field"));
     EXPECT_EQ(item.getFieldPath(), "");
@@ -250,14 +217,6 @@ TEST_F(ContainerDiffs, TurnAnyTreeIntoAnyOther) {
         difference.diff(before, after);
         ASSERT_FALSE(difference.hasDifferences()) << "round " << round;
     }
-}
-
-TEST_F(ContainerDiffs, HandleAHundredThousandChildren) {
-    for (int i = 0; i < 100'000; ++i)
-        second->add<int>(std::to_string(i), i);
-    difference.diff(*first, *second);
-    EXPECT_TRUE(difference.apply(*first));
-    EXPECT_TRUE(first->isEqual(*second));
 }
 
 }  // namespace container_diff_test

@@ -8,29 +8,18 @@
 #include <utility>
 #include <vector>
 
-#include "kr/data/extension_field.h"
-#include "kr/data/field_listener.h"
+#include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 
 namespace field_faults_test {
 
 using test_support::Container;
 using test_support::FakeConnection;
+using test_support::FakeListener;
 using test_support::FakeOwner;
 using test_support::Field;
 using test_support::FieldBase;
 using test_support::Types;
-
-class Listener final : public KrData::FieldListener {
-public:
-    using Told = std::function<void(Kr::KrConnectionBase*)>;
-    explicit Listener(Told told) : _told(std::move(told)) {}
-    void onIncomingConnectionRemoved(Kr::KrConnectionBase* connection) override { _told(connection); }
-    void onOutgoingConnectionRemoved(Kr::KrConnectionBase* connection) override { _told(connection); }
-
-private:
-    Told _told;
-};
 
 // --- Connections that their owner deletes as soon as a field lets go of them -----------------------------------------
 
@@ -49,12 +38,13 @@ TEST_P(FieldFaultsDyingEnd, AListenerMayDeleteTheConnection) {
         connections.push_back(given.isSource ? std::make_unique<FakeConnection>(*dying, other)
                                              : std::make_unique<FakeConnection>(other, *dying));
     int later = 0;
-    Listener listener([&](Kr::KrConnectionBase* connection) {
+    FakeListener listener([&](const char*, Kr::KrConnectionBase* connection) {
         for (auto& each : connections) {
             if (each.get() == connection) const auto deleted = std::exchange(each, nullptr);
         }
     });
-    Listener second([&](Kr::KrConnectionBase* connection) { later += Kr::KrBase::isKrBaseValid(connection) ? 0 : 1; });
+    FakeListener second(
+        [&](const char*, Kr::KrConnectionBase* connection) { later += Kr::KrBase::isKrBaseValid(connection) ? 0 : 1; });
     FieldBase& told = given.isTold ? *dying : other;
     told.registerListener(&listener);
     told.registerListener(&second);
@@ -72,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(Ends, FieldFaultsDyingEnd,
                                          DyingEnd{"SourceToldAtTheSink", true, false},
                                          DyingEnd{"SinkToldAtTheSink", false, true},
                                          DyingEnd{"SinkToldAtTheSource", false, false}),
-                         [](const auto& each) { return std::string(each.param.name); });
+                         test_support::caseName);
 
 // --- Containers that die under their own operations ------------------------------------------------------------------
 
@@ -94,17 +84,20 @@ TEST(FieldFaults, AContainerMayDieWhileItResetsItsChildren) {
     EXPECT_EQ(group, nullptr);
 }
 
-TEST(FieldFaults, AContainerMayDieWithItsChildren) {
-    auto* group = new Container("Group");
-    auto* source = group->add<int>("Source");
-    Field<int> sink("Sink");
-    const FakeConnection connection(*source, sink);
-    Listener listener([&](auto*) { delete std::exchange(group, nullptr); });
-    sink.registerListener(&listener);
-    group->clear();
-    EXPECT_EQ(group, nullptr);
-    EXPECT_FALSE(connection.isValid());
-    sink.unregisterListener(&listener);
+TEST(FieldFaults, ADyingChildMayTakeItsSiblingOrItsContainerAlong) {
+    for (const bool takesContainer : {false, true}) {
+        auto group = std::make_unique<Container>("Group");
+        auto* source = group->add<int>("Source");
+        FieldBase* sibling = group->add<int>("Sibling");
+        Field<int> sink("Sink");
+        const FakeConnection connection(*source, sink);
+        FakeListener listener(
+            [&](auto...) { takesContainer ? group.reset() : delete std::exchange(sibling, nullptr); });
+        sink.registerListener(&listener);
+        group->clear();
+        EXPECT_TRUE(takesContainer ? group == nullptr : group->empty());
+        EXPECT_FALSE(connection.isValid());
+    }
 }
 
 TEST(FieldFaults, ACopyMayKillItsDestination) {
@@ -125,55 +118,16 @@ TEST(FieldFaults, AContainerMayBecomeTheLikenessOfADescendant) {
     EXPECT_EQ(top["X"].get<int>(), 7);
 }
 
-TEST(FieldFaults, ADyingChildMayTakeItsSiblingAlong) {
-    Container group("Group");
-    auto* first = group.add<int>("First");
-    FieldBase* second = group.add<int>("Second");
-    Field<int> sink("Sink");
-    const FakeConnection connection(*first, sink);
-    Listener listener([&](auto*) { delete std::exchange(second, nullptr); });
-    sink.registerListener(&listener);
-    group.clear();
-    EXPECT_TRUE(group.empty());
-    sink.unregisterListener(&listener);
-}
-
 // --- Observer lists --------------------------------------------------------------------------------------------------
 
-TEST(FieldFaults, AnObserverMayRegisterAndEndAMillionTimes) {
+TEST(FieldFaults, AnObserverMayRegisterAndEndManyTimes) {
     Field<int> field("Field");
     const auto handle = field.addObserver([&](const FieldBase&) {
-        for (int i = 0; i < 1'000'000; ++i)
+        for (int i = 0; i < 200'000; ++i)
             const auto brief = field.addObserver([](const FieldBase&) {});
     });
     field.setValue(1);
     EXPECT_TRUE(field.hasWatchers());
-}
-
-TEST(FieldFaults, HandlesEndOnAnotherThreadWhileTheirOutputDies) {
-    for (int round = 0; round < 500; ++round) {
-        FakeOwner owner;
-        auto* group = new Container("Outputs", &owner, Types::kOutput);
-        auto handle = group->add<int>("Output")->addObserver([](const FieldBase&) {});
-        std::latch start(2);
-        std::thread other([&] {
-            start.arrive_and_wait();
-            handle.disconnect();
-        });
-        start.arrive_and_wait();
-        group->removeField("Output");
-        other.join();
-        ASSERT_EQ(owner.outputs(), std::pair(0, 0)) << "round " << round;
-    }
-}
-
-// --- Copies ----------------------------------------------------------------------------------------------------------
-
-TEST(FieldFaults, ALikenessOfAnExtensionFieldRefersToTheSameInterface) {
-    const KrData::ExtensionField source("A", "Demo::IWheel");
-    KrData::ExtensionField likeness("B", "Demo::IOther");
-    likeness._cloneFrom(source);
-    EXPECT_EQ(likeness.getInterfaceId(), source.getInterfaceId());
 }
 
 TEST(FieldFaults, DeepTreesAreClonedAndDestroyedQuickly) {

@@ -57,7 +57,11 @@ TEST_F(FieldNotification, RunsConnectionsUpwardThenObserversDownward) {
     observe(*x, "x1");
     observe(*group, "group");
     observe(*x, "x2");
-    observe(*top, "top");
+    std::vector<const FieldBase*> seen;
+    const auto onTop = KrData::FieldObserverFactory::create(*top, [&](const FieldBase& changed) {
+        events.emplace_back("top");
+        seen.push_back(&changed);
+    });
     connect(*top, "top>");
     connect(*group, "group>");
     connect(*x, "x>1");
@@ -65,15 +69,7 @@ TEST_F(FieldNotification, RunsConnectionsUpwardThenObserversDownward) {
     EXPECT_THAT(change(), ElementsAre("x>1", "x>2", "group>", "top>", "top", "group", "x1", "x2"));
     x->set(x->get<double>());
     EXPECT_THAT(events, IsEmpty());
-}
-
-TEST_F(FieldNotification, ShowsContainersTheLeafThatChanged) {
-    std::vector<const FieldBase*> seen;
-    const auto see = [&](const FieldBase& changed) { seen.push_back(&changed); };
-    const auto onTop = KrData::FieldObserverFactory::create(*top, see);
-    const FakeConnection connection(*top, sink, see);
-    change();
-    EXPECT_THAT(seen, ElementsAre(x, x));
+    EXPECT_THAT(seen, ElementsAre(x)) << "containers are shown the leaf that changed";
 }
 
 enum Flags : unsigned { kNone = 0, kActive = 0x02, kEditing = 0x04, kLocal = 0x20, kForce = 0x40 };
@@ -136,16 +132,14 @@ TEST_F(FieldNotification, AnObserverMaySetTheFieldAgain) {
 }
 
 TEST_F(FieldNotification, AnObserverAddedMeanwhileWaitsForTheNextChange) {
-    auto adder = x->addObserver([&](const FieldBase&) { observe(*x, "added"); });
-    const auto groupAdder = group->addObserver([&](const FieldBase&) { observe(*group, "added to group"); });
-    EXPECT_THAT(change(), IsEmpty());
-    EXPECT_THAT(change(), ElementsAre("added to group", "added"));
-
-    observers.clear();
-    adder = x->addObserver([&](const FieldBase&) {
-        if (!observers.empty() && observers.size() < 3) observe(*x, "added"), x->set(100.0);
+    const auto adder = x->addObserver([&](const FieldBase&) {
+        if (observers.size() < 2) observe(*x, "added"), x->set(100.0);
+    });
+    const auto groupAdder = group->addObserver([&](const FieldBase&) {
+        if (observers.size() < 2) observe(*group, "added to group");
     });
     EXPECT_THAT(change(), ElementsAre("added to group", "added")) << "of the nested change only";
+    EXPECT_THAT(change(), ElementsAre("added to group", "added"));
 }
 
 TEST_F(FieldNotification, RemovalTakesEffectAtOnce) {
@@ -200,12 +194,11 @@ TEST_F(FieldNotification, AFieldDestroyedByAnObserverIsDone) {
 }
 
 TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {
+    const auto kill = [&](const FieldBase&) { top.reset(); };
     for (const bool byTransfer : {false, true}) {
         top = std::make_unique<Container>("Top");
         x = top->addContainer("Group")->addField("X", Types::kDouble);
-        DelegateConnection killer;
-        const auto kill = [&](const FieldBase&) { top.reset(); };
-        if (!byTransfer) killer = top->addObserver(kill);
+        const auto killer = byTransfer ? DelegateConnection() : top->addObserver(kill);
         observe(*x, "never");
         observe(*top, "never");
         if (byTransfer) connections.push_back(std::make_unique<FakeConnection>(*x, sink, kill));
@@ -213,8 +206,6 @@ TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {
         x->set(1.0);
         EXPECT_EQ(top, nullptr);
         EXPECT_THAT(events, IsEmpty());
-        for (const auto& each : connections)
-            EXPECT_FALSE(each->isValid());
         EXPECT_FALSE(sink._hasIncomingConnections());
     }
 }
@@ -232,12 +223,25 @@ TEST_F(FieldNotification, TransfersMayAddAndDestroyConnections) {
     connect(*x, "fourth");
     EXPECT_THAT(change(), ElementsAre("first", "second", "fourth"));
     EXPECT_EQ(change().size(), 102U);
+    std::shuffle(connections.begin(), connections.end(), std::mt19937(20));
+    connections.resize(50);
+    EXPECT_EQ(x->_getOutgoingConnections().size(), sink._getIncomingConnections().size());
+    connections.clear();
+    EXPECT_FALSE(x->_hasOutgoingConnections() || sink._hasIncomingConnections());
+}
+
+TEST_F(FieldNotification, ConnectionsKeepTheirOrderAfterRemovals) {
+    const char* const names[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
+    for (const char* name : names)
+        connect(*x, name);
+    for (const std::size_t gone : {0U, 4U, 5U, 9U, 1U})
+        connections[gone].reset();
+    EXPECT_THAT(change(), ElementsAre("2", "3", "6", "7", "8"));
 }
 
 TEST_F(FieldNotification, AConnectionFromAFieldToItselfIsListedAtItsSource) {
     auto loop = std::make_unique<Field<double>>("Loop");
     const FakeConnection connection(*loop, *loop, note("loop"));
-    EXPECT_TRUE(loop->_hasOutgoingConnections());
     EXPECT_FALSE(loop->_hasIncomingConnections());
     loop->setValue(1.0);
     EXPECT_THAT(events, ElementsAre("loop"));
@@ -255,8 +259,6 @@ TEST_F(FieldNotification, HandlesMoveAndOutliveTheirField) {
     EXPECT_FALSE(first.isConnected());
     EXPECT_THAT(change(), ElementsAre("first", "second"));
     moved = std::move(second);  // ends the registration that it held
-    auto& same = moved;
-    moved = std::move(same);
     EXPECT_THAT(change(), ElementsAre("second"));
     top.reset();
     EXPECT_FALSE(moved.isConnected());
@@ -265,8 +267,7 @@ TEST_F(FieldNotification, HandlesMoveAndOutliveTheirField) {
 
 TEST_F(FieldNotification, AFunctionMayDestroyItsOwnHandleAndIsFreedAfterwards) {
     auto handle = std::make_unique<DelegateConnection>();
-    auto witness = std::make_shared<std::string>("captured");
-    const std::weak_ptr<std::string> watch = witness;
+    const auto witness = std::make_shared<std::string>("captured");
     std::string seen;
     *handle = x->addObserver([&handle, &seen, witness](const FieldBase&) {
         handle.reset();
@@ -275,12 +276,10 @@ TEST_F(FieldNotification, AFunctionMayDestroyItsOwnHandleAndIsFreedAfterwards) {
     change();
     EXPECT_EQ(seen, "captured");
     EXPECT_EQ(witness.use_count(), 1) << "freed once it has returned";
-    EXPECT_FALSE(x->hasWatchers());
     auto held = x->addObserver([witness](const FieldBase&) {});
-    witness.reset();
     top.reset();
     held.disconnect();
-    EXPECT_TRUE(watch.expired()) << "freed with the field";
+    EXPECT_EQ(witness.use_count(), 1) << "freed with the field";
 }
 
 TEST_F(FieldNotification, ClearingEndsAllRegistrationsBelow) {
@@ -291,7 +290,6 @@ TEST_F(FieldNotification, ClearingEndsAllRegistrationsBelow) {
     x->setVisible(false);
     EXPECT_THAT(change(), IsEmpty());
     EXPECT_FALSE(observers[0].isConnected());
-    EXPECT_FALSE(property.isConnected());
     observe(*top, "anew");
     EXPECT_THAT(change(), ElementsAre("anew"));
 }
@@ -319,12 +317,9 @@ TEST_F(FieldNotification, DescendantsForgetOnlyTheAncestorThatStopped) {
 
 TEST_F(FieldNotification, FollowsASubtreeToItsNewPlace) {
     Container other("Other");
-    observe(*top, "top");
+    observe(other, "other");
     connect(*top, "top>");
     EXPECT_TRUE(group->setParent(&other));
-    EXPECT_THAT(change(), IsEmpty());
-    EXPECT_FALSE(x->hasWatchers());
-    observe(other, "other");
     EXPECT_THAT(change(), ElementsAre("other"));
     other._setOwnerIsActive(true);
     other._setApplicationModeIsEditing(false);
@@ -334,12 +329,11 @@ TEST_F(FieldNotification, FollowsASubtreeToItsNewPlace) {
     EXPECT_TRUE(group->setParent(top.get()));
     EXPECT_FALSE(x->_isOwnerActive());
     EXPECT_TRUE(late->_isApplicationModeEditing());
-    EXPECT_THAT(change(), ElementsAre("top>", "top"));
+    EXPECT_THAT(change(), ElementsAre("top>"));
+    observe(*top, "top");
+    const std::unique_ptr<Container> detached(group);
     EXPECT_TRUE(group->setParent(nullptr));
     EXPECT_FALSE(x->hasWatchers());
-    observe(*group, "group");
-    EXPECT_THAT(change(), ElementsAre("group"));
-    delete group;
 }
 
 TEST_F(FieldNotification, AChildThatComesTellsTheObserversOfItsContainers) {
@@ -361,43 +355,11 @@ TEST_F(FieldNotification, ObserversMayRemoveAChildAsItComes) {
     EXPECT_TRUE(group->empty());
 }
 
-TEST_F(FieldNotification, ManyObserversOfABigTreeDoNotWalkIt) {
-    for (int i = 0; i < 100'000; ++i)
-        new Field<int>("Field", group);
-    for (int i = 0; i < 20'000; ++i)
-        observe(*group, "group");
-    EXPECT_TRUE(x->hasWatchers());
-    observers.resize(1);
-    EXPECT_TRUE(x->hasWatchers());
-    observers.clear();
-    EXPECT_FALSE(x->hasWatchers());
-}
-
 // --- Listeners -----------------------------------------------------------------------------------------------------
-
-class Listener final : public KrData::FieldListener {
-public:
-    Listener(Events& events, std::string name) : _events(events), _name(std::move(name)) {}
-    std::function<void()> then;
-
-    void onIncomingConnectionAdded(Kr::KrConnectionBase*) override { _note("+in"); }
-    void onIncomingConnectionRemoved(Kr::KrConnectionBase*) override { _note("-in"); }
-    void onOutgoingConnectionAdded(Kr::KrConnectionBase*) override { _note("+out"); }
-    void onOutgoingConnectionRemoved(Kr::KrConnectionBase*) override { _note("-out"); }
-
-private:
-    void _note(const char* what) {
-        _events.push_back(_name + what);
-        if (then) then();
-    }
-
-    Events& _events;
-    std::string _name;
-};
 
 TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
     const LogCapture log;
-    Listener listener(events, "");
+    FakeListener listener([&](const char* what, Kr::KrConnectionBase*) { events.emplace_back(what); });
     Field<int> stranger("Stranger");
     for (FieldBase* field : {x, x, static_cast<FieldBase*>(&sink), static_cast<FieldBase*>(&stranger)})
         field->registerListener(&listener);
@@ -425,26 +387,24 @@ TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
 }
 
 TEST_F(FieldNotification, ListenersMayUnregisterEachOtherAndDestroyTheField) {
-    Listener first(events, "first");
-    auto second = std::make_unique<Listener>(events, "second");
-    Listener third(events, "third");
-    Listener late(events, "late");
-    first.then = [&] {
+    FakeListener late([&](const char* what, auto) { events.push_back(std::string("late") + what); });
+    auto second = std::make_unique<FakeListener>([&](auto...) { events.emplace_back("second"); });
+    FakeListener first([&](auto...) {
+        events.emplace_back("first");
         x->unregisterListener(second.get());
         second.reset();
         x->unregisterListener(&first);
         x->registerListener(&late);
-    };
-    for (Listener* each : {&first, second.get(), &third})
+    });
+    FakeListener third([&](auto...) {
+        if (std::count(events.begin(), events.end(), "third") == 1) group->removeField("X");
+        events.emplace_back("third");
+    });
+    for (FakeListener* each : {&first, second.get(), &third})
         x->registerListener(each);
     connect(*x, "x>");
-    EXPECT_THAT(std::exchange(events, {}), ElementsAre("first+out", "third+out"));
-    third.then = [&] {
-        third.then = {};
-        group->removeField("X");
-    };
-    auto* source = x;
-    const FakeConnection another(*source, sink);
+    EXPECT_THAT(events, ElementsAre("first", "third"));
+    const FakeConnection another(*x, sink);
     EXPECT_FALSE(another.isValid());
     EXPECT_EQ(std::count(events.begin(), events.end(), "late+out"), 0);
     EXPECT_FALSE(sink._hasIncomingConnections());
@@ -476,8 +436,6 @@ protected:
 };
 
 TEST_F(OutputCounts, CountOutputsNotObserversOrConnections) {
-    const auto property = output->addPropertyObserver([](const FieldBase&) {});
-    EXPECT_EQ(owner.outputs(), kNothing);
     watch();
     watch();
     EXPECT_EQ(owner.outputs(), Counts(0, 1));
@@ -492,6 +450,12 @@ TEST_F(OutputCounts, CountOutputsNotObserversOrConnections) {
     EXPECT_EQ(owner.outputs(), Counts(0, 1));
     observers.clear();
     EXPECT_EQ(owner.outputs(), kNothing);
+
+    auto target = std::make_unique<Field<double>>("Target");
+    const FakeConnection toTarget(*output, *target);
+    target.reset();
+    EXPECT_EQ(owner.outputs(), kNothing);
+    EXPECT_FALSE(toTarget.isValid());
 }
 
 struct LeavingCase {
@@ -538,61 +502,6 @@ TEST_F(OutputCounts, MoveWithAFieldOrSubtreeToAnotherRoleOrOwner) {
     observers.clear();
     connection.reset();
     EXPECT_EQ(owner.outputs(), kNothing);
-}
-
-TEST_F(OutputCounts, ReturnToZeroWhenTheOtherEndDies) {
-    auto target = std::make_unique<Field<double>>("Target");
-    const FakeConnection toTarget(*output, *target);
-    EXPECT_EQ(owner.outputs(), Counts(1, 0));
-    target.reset();
-    EXPECT_EQ(owner.outputs(), kNothing);
-    EXPECT_FALSE(toTarget.isValid());
-}
-
-// --- Many connections ----------------------------------------------------------------------------------------------
-
-TEST(ManyConnections, LeaveTheirFieldsQuicklyInAnyOrder) {
-    constexpr std::size_t kCount = 10'000;
-    for (const std::string order : {"creation", "reverse", "random", "fields die"}) {
-        SCOPED_TRACE(order);
-        auto source = std::make_unique<Field<double>>("Source");
-        auto sink = std::make_unique<Field<double>>("Sink");
-        Field<double> otherSource("Other source");
-        Field<double> otherSink("Other sink");
-        std::vector<std::unique_ptr<FakeConnection>> connections;
-        for (std::size_t i = 0; i < kCount; ++i) {
-            connections.push_back(std::make_unique<FakeConnection>(*source, otherSink));
-            connections.push_back(std::make_unique<FakeConnection>(otherSource, *sink));
-        }
-        if (order == "reverse") std::reverse(connections.begin(), connections.end());
-        if (order == "random") std::shuffle(connections.begin(), connections.end(), std::mt19937(20));
-        if (order == "fields die") {
-            source.reset();
-            sink.reset();
-            EXPECT_TRUE(
-                std::none_of(connections.begin(), connections.end(), [](auto& each) { return each->isValid(); }));
-        } else {
-            connections.erase(connections.begin(), connections.begin() + kCount);
-            EXPECT_EQ(source->_getOutgoingConnections().size() + sink->_getIncomingConnections().size(), kCount);
-            connections.clear();
-        }
-        EXPECT_FALSE(otherSource._hasOutgoingConnections());
-        EXPECT_FALSE(otherSink._hasIncomingConnections());
-    }
-}
-
-TEST(ManyConnections, TransferInTheOrderOfAdditionAfterRemovals) {
-    Field<double> source("Source");
-    Field<double> sink("Sink");
-    std::vector<int> heard;
-    std::vector<std::unique_ptr<FakeConnection>> connections;
-    for (int i = 0; i < 10; ++i)
-        connections.push_back(
-            std::make_unique<FakeConnection>(source, sink, [&heard, i](const FieldBase&) { heard.push_back(i); }));
-    for (const std::size_t gone : {0U, 4U, 5U, 9U})
-        connections[gone].reset();
-    source.setValue(1.0);
-    EXPECT_THAT(heard, ElementsAre(1, 2, 3, 6, 7, 8));
 }
 
 }  // namespace field_notification_test

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -12,7 +13,6 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field_internal.h"
-#include "kr/data/field_listener.h"
 #include "kr/data/field_reference.h"
 #include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
@@ -24,38 +24,29 @@ using namespace test_support;
 using KrData::eMetadata;
 using KrData::FieldInternal;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Dimension = Kr::KrPhysicalDimension::ePhysicalDimension;
 using Hint = Kr::KrPhysicalDimension::eDimensionHint;
-using Vector2 = KrMath::Vector2T<double>;
 using Vector3 = KrMath::Vector3T<double>;
 using Vector4 = KrMath::Vector4T<double>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-/// How many hidden fields a field has.
-std::size_t storeCount(const FieldBase& field) {
-    const FieldInternal* internal = field._getInternalIfAny();
-    return internal && internal->get() ? internal->get()->size() : 0;
+Events hiddenFieldsOf(FieldBase& field) {
+    const Container* hidden = field.getInternal().get();
+    return hidden ? idsOf(*hidden) : Events();
 }
 
 // --- Values --------------------------------------------------------------------------------------------------------
 
 TEST(FieldValue, ReadingOrWritingAnotherTypeIsADefaultAndARefusal) {
     Field<double> speed("Speed", nullptr, 3.0);
-    FieldBase& untyped = speed;
-    EXPECT_TRUE(untyped.set(4.0));
-    EXPECT_FALSE(untyped.set(7));
-    EXPECT_EQ(untyped.get<double>(), 4.0);
-    EXPECT_EQ(untyped.get<int>(), 0);
-    EXPECT_EQ(untyped.as<float>(), nullptr);
-    EXPECT_EQ(untyped.get<Kr::KrColor>(), Kr::KrColor());
+    EXPECT_FALSE(speed.set(7));
+    EXPECT_EQ(speed.get<int>(), 0);
     double raw = 0.0;
-    EXPECT_TRUE(untyped.getRawValue(&raw));
-    EXPECT_EQ(raw, 4.0);
-    EXPECT_FALSE(untyped.getRawValue(nullptr));
-    EXPECT_FALSE(untyped.setRawValue(nullptr));
+    EXPECT_TRUE(speed.getRawValue(&raw));
+    EXPECT_EQ(raw, 3.0);
+    EXPECT_FALSE(speed.getRawValue(nullptr) || speed.setRawValue(nullptr));
     EXPECT_FALSE(Container("Group").setRawValue(&raw));
 }
 
@@ -77,7 +68,6 @@ TEST_P(FieldClamping, ComparesThenStoresInsideTheRange) {
 }
 
 constexpr ClampCase kClamps[] = {
-    {"Inside", 0.0, 0.5, 0.5, 1},
     {"Above", 0.0, kInfinity, 1.0, 1},
     {"Below", 0.0, -9.0, -1.0, 1},
     {"ClampsBackToTheStoredOne", 1.0, 9.0, 1.0, 1},
@@ -86,49 +76,26 @@ constexpr ClampCase kClamps[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Double, FieldClamping, testing::ValuesIn(kClamps), caseName);
 
-/// What a field in this range stores of a value.
-template <class T>
-T clamped(const T& minimum, const T& maximum, const T& value) {
-    Field<T> field("Field");
-    EXPECT_TRUE(field.setRange(minimum, maximum));
-    field.setValue(value);
-    return field.getValue();
-}
-
-TEST(FieldClamping, TakesEachComponentForItself) {
-    EXPECT_EQ(clamped<Vector2>({0, -1}, {1, 0}, {-5, 5}), (Vector2{0, 0}));
-    EXPECT_EQ(clamped<Vector4>({0, 0, 0, -8}, {1, 1, 1, -7}, {2, -2, 0.25, 0}), (Vector4{1, 0, 0.25, -7}));
-    const auto three = clamped<Vector3>({0, -1, 5}, {1, 0, 6}, {0.5, kNaN, 7});
-    EXPECT_EQ(three.x, 0.5);
-    EXPECT_NE(three.y, three.y);
-    EXPECT_EQ(three.z, 6);
-    EXPECT_EQ(clamped<short>(SHRT_MIN, -1, SHRT_MAX), -1);
-}
-
-TEST(FieldRange, RefusesBoundsInTheWrongOrderAndLeavesTheStoredValue) {
+TEST(FieldRange, RefusesBoundsInTheWrongOrderAndClampsEachComponent) {
     Field<double> field("Value", nullptr, 50.0);
     EXPECT_FALSE(field.setRange(kNaN, 1.0));
-    EXPECT_FALSE(field.hasRange());
     EXPECT_TRUE(field.setRange(0.0, 10.0));
     EXPECT_FALSE(field.setRange(20.0, 10.0));
-    EXPECT_EQ(field.getMaximum(), 10.0);
-    EXPECT_EQ(field.getValue(), 50.0);
+    EXPECT_EQ(field.getValue(), 50.0) << "a range leaves the stored value";
     field.clearRange();
     field.setValue(60.0);
     EXPECT_EQ(field.getValue(), 60.0);
-    EXPECT_FALSE(Field<Vector2>("Vector").setRange({0, 1}, {1, 0})) << "one component in the wrong order";
-}
+    Field<Vector4> vector("Vector");
+    EXPECT_FALSE(vector.setRange({0, 1, 0, 0}, {1, 0, 1, 1})) << "one component in the wrong order";
+    EXPECT_TRUE(vector.setRange({0, -1, 5, -8}, {1, 0, 6, -7}));
+    vector.setValue({0.5, -2, 7, kInfinity});
+    EXPECT_EQ(vector.getValue(), (Vector4{0.5, -1, 6, -7}));
 
-TEST(FieldCopy, StoresUnclampedAndNotifiesOnlyOfAChange) {
-    const Field<double> source("Source", nullptr, 50.0);
-    Field<double> sink("Sink");
-    sink.setRange(0.0, 10.0);
     int notifications = 0;
-    const auto connection = sink.addObserver([&](const FieldBase&) { ++notifications; });
-    EXPECT_TRUE(sink.copyValue(source));
-    EXPECT_TRUE(sink.copyValue(source));
-    EXPECT_TRUE(sink.copyValue(sink));
-    EXPECT_EQ(sink.getValue(), 50.0);
+    const auto connection = vector.addObserver([&](const FieldBase&) { ++notifications; });
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(vector.copyValue(Field<Vector4>("Source", nullptr, {9, 9, 9, 9})));
+    EXPECT_EQ(vector.getValue(), (Vector4{9, 9, 9, 9})) << "a copy is not clamped";
     EXPECT_EQ(notifications, 1);
 }
 
@@ -136,11 +103,11 @@ TEST(FieldCopy, BetweenOtherTypesIsRefusedWithADebugLine) {
     const LogCapture log;
     FakeOwner owner;
     auto* speed = owner.addContainer("Inputs")->add<double>("Speed", 1.0);
-    Field<bool> flag("100%s Flag", nullptr, true);
+    const Field<bool> flag("100%s Flag", nullptr, true);
     EXPECT_FALSE(speed->copyValue(flag));
     EXPECT_THAT(log.lines(),
                 ElementsAre("5 Field::copyValue: unable to copy value from 100%s Flag to Inputs.Speed.\n"));
-    EXPECT_FALSE(flag.copyValue(owner));
+    EXPECT_FALSE(speed->copyValue(owner));
     EXPECT_FALSE(speed->copyValue(FieldBase::getInvalidField()));
     EXPECT_EQ(speed->getValue(), 1.0);
 }
@@ -167,7 +134,6 @@ TEST(FieldCopy, AnEnumerationKeepsItsType) {
     EXPECT_EQ(notifications, 0);
     dimension.reset();
     EXPECT_EQ(dimension.getValue(), Kr::KrEnum(Dimension{}));
-    EXPECT_EQ(notifications, 1);
 }
 
 TEST(FieldValuePointer, WritesTheClampedValueBeforeObserversRun) {
@@ -186,14 +152,6 @@ TEST(FieldValuePointer, WritesTheClampedValueBeforeObserversRun) {
     Field<double> sink("Sink");
     sink.copyValue(field);
     EXPECT_EQ(sink.getValue(), 7.0) << "the source is read through its getter";
-    field.unbindValue();
-    variable = 8.0;
-    EXPECT_EQ(field.getValue(), 7.0);
-
-    field.setValue(5.0);
-    field.setRange(0.0, 1.0);
-    field.bindValue({nullptr, [&](const double& value) { variable = value; }});
-    EXPECT_EQ(field.getValue(), 5.0) << "without a getter the stored value is read as it is";
 }
 
 TEST(FieldValuePointer, FunctionsMayThrowOrEndTheirOwnBinding) {
@@ -202,8 +160,7 @@ TEST(FieldValuePointer, FunctionsMayThrowOrEndTheirOwnBinding) {
     field.bindValue({[]() -> int { throw std::runtime_error("no reading"); }, [](const int&) { throw 1; }});
     EXPECT_EQ(field.getValue(), 3);
     EXPECT_NO_THROW(field.setValue(4));
-    EXPECT_THAT(log.lines(), testing::Contains(testing::AllOf(testing::StartsWith("3 "), testing::HasSubstr("'Bound'"),
-                                                              testing::HasSubstr("[no reading]"))));
+    EXPECT_THAT(log.lines(), testing::Contains("3 Field: fatal error in 'Bound' value pointer [no reading]\n"));
     const auto witness = std::make_shared<int>(42);
     const auto end = [&field, witness] {
         field.unbindValue();
@@ -211,7 +168,6 @@ TEST(FieldValuePointer, FunctionsMayThrowOrEndTheirOwnBinding) {
     };
     field.bindValue({end, nullptr});
     EXPECT_EQ(field.getValue(), 42);
-    EXPECT_FALSE(field.isBound());
     field.bindValue({nullptr, [end](const int&) { (void)end(); }});
     field.setValue(1);
     EXPECT_FALSE(field.isBound());
@@ -223,11 +179,7 @@ TEST(FieldIdentity, OnlyAProducedFieldTakesANewNameOrPlace) {
     Container first("First");
     Container second("Second");
     Field<double> declared("Declared");
-    EXPECT_FALSE(declared.setID("Other"));
-    EXPECT_FALSE(declared.setParent(&first));
-    EXPECT_EQ(declared.getID().str(), "Declared");
-    EXPECT_TRUE(first.empty());
-
+    EXPECT_FALSE(declared.setID("Other") || declared.setParent(&first));
     FieldBase* produced = first.addField("Produced", Types::kDouble);
     first.addField("Later", Types::kDouble);
     EXPECT_TRUE(produced->setID("Renamed"));
@@ -235,67 +187,43 @@ TEST(FieldIdentity, OnlyAProducedFieldTakesANewNameOrPlace) {
     EXPECT_THAT(idsOf(first), ElementsAre("Renamed", "Later"));
     EXPECT_TRUE(produced->setParent(&second));
     EXPECT_THAT(idsOf(first), ElementsAre("Later"));
-    EXPECT_EQ(&second["Renamed"], produced);
-    EXPECT_TRUE(produced->setParent(nullptr));
-    EXPECT_TRUE(second.empty());
-    delete produced;
+    EXPECT_THAT(idsOf(second), ElementsAre("Renamed"));
 }
 
 TEST(FieldIdentity, ARefusedMoveChangesNothing) {
     Container top("Top");
     Container* group = top.addContainer("Group");
     Container* inner = group->addContainer("Inner");
-    top.addField("Field", Types::kInteger);
     RefusingContainer refusing("Refusing");
-    int told = 0;
-    const auto value = top.addObserver([&](const FieldBase&) { ++told; });
-    const auto property = top.addPropertyObserver([&](const FieldBase&) { ++told; });
+    const auto told = [](const FieldBase&) { FAIL(); };
+    const auto value = top.addObserver(told);
+    const auto property = top.addPropertyObserver(told);
     EXPECT_FALSE(group->setParent(&refusing));
     EXPECT_FALSE(group->setParent(inner));
-    EXPECT_THAT(idsOf(top), ElementsAre("Group", "Field"));
-    EXPECT_EQ(told, 0);
+    EXPECT_EQ(group->getParent(), &top);
 }
 
-struct PathCase {
-    const char* name;
-    bool hasOwner;  // the outermost container belongs to an extension
-    std::vector<const char*> ids;
-    const char* path;
-};
-class FieldPath : public testing::TestWithParam<PathCase> {};
-
-TEST_P(FieldPath, JoinsTheIdentifiers) {
-    const auto& ids = GetParam().ids;
-    auto top = GetParam().hasOwner ? std::make_unique<FakeOwner>(ids[0]) : std::make_unique<Container>(ids[0]);
-    Container* last = top.get();
-    for (std::size_t i = 1; i < ids.size(); ++i)
-        last = last->addContainer(ids[i]);
-    EXPECT_EQ(last->getPath(), GetParam().path);
+TEST(FieldPath, LeavesOutOwnersAndEmptyIdentifiers) {
+    FakeOwner owner("Top");
+    Container root("Root");
+    Container nameless("");
+    EXPECT_EQ(owner.getPath(), "");
+    EXPECT_EQ(owner.addContainer("a.b")->addContainer(".c.")->getPath(), "a.b..c.");
+    EXPECT_EQ(root.addContainer("")->addContainer("x")->getPath(), "Root.x");
+    EXPECT_EQ(nameless.addContainer("x")->addContainer("")->getPath(), "x");
 }
-
-const PathCase kPaths[] = {
-    {"OwnerItself", true, {"Top"}, ""},
-    {"NestedInOwner", true, {"Top", "Group", "x"}, "Group.x"},
-    {"Periods", true, {"Top", "a.b", ".c."}, "a.b..c."},
-    {"EmptyInside", false, {"Root", "", "x"}, "Root.x"},
-    {"EmptyAtTheEnds", false, {"", "x", ""}, "x"},
-    {"AllEmpty", false, {"", ""}, ""},
-};
-INSTANTIATE_TEST_SUITE_P(Chains, FieldPath, testing::ValuesIn(kPaths), caseName);
 
 // --- Properties ----------------------------------------------------------------------------------------------------
 
 TEST(FieldProperties, LiveInHiddenFieldsMadeOnNeed) {
     Field<double> field("Field");
     field.setVisible(true);
-    field.setMetadata(eMetadata::kNone, true);
     field.setMetadata(eMetadata::kHidden | eMetadata::kReadOnlyHint, false);
     field.setPhysicalDimensionHint(Hint::kNone);
     EXPECT_FALSE(field.getMetadataAsBool(eMetadata::kNone));
-    EXPECT_EQ(storeCount(field), 0U);
+    EXPECT_EQ(field._getInternalIfAny(), nullptr);
 
     field.setVisible(false);
-    EXPECT_TRUE(field.getMetadataAsBool(eMetadata::kHidden));
     EXPECT_FALSE(field.getMetadataAsBool(eMetadata::kHidden | eMetadata::kReadOnlyHint));
     field.setMetadata(static_cast<eMetadata>(128 | 1), true);
     EXPECT_TRUE(field.isReadOnlyHint());
@@ -303,13 +231,11 @@ TEST(FieldProperties, LiveInHiddenFieldsMadeOnNeed) {
     field.setVisible(true);
     EXPECT_EQ(field.getInternal().getField("MetaData").get<int>(), 128 | 1);
 
-    FieldBase& hint = field.getInternal().getField("PhysicalDimensionDisplayHint");
-    EXPECT_FALSE(hint.isValid());
     field.setPhysicalDimensionHint(Hint::kKnot);
     EXPECT_EQ(field.getPhysicalDimensionHint(), Hint::kKnot);
     EXPECT_EQ(field.getInternal().getField("PhysicalDimensionDisplayHint").toEnum(), Kr::KrEnum(Hint::kKnot));
     field.setPhysicalDimensionHint(Hint::kNone);
-    EXPECT_EQ(storeCount(field), 1U);
+    EXPECT_THAT(hiddenFieldsOf(field), ElementsAre("MetaData"));
 }
 
 TEST(FieldProperties, AHiddenFieldOfAWrongTypeIsNoMetadata) {
@@ -322,47 +248,57 @@ TEST(FieldProperties, AHiddenFieldOfAWrongTypeIsNoMetadata) {
     EXPECT_EQ(field.getPhysicalDimensionHint(), Hint::kNone);
 }
 
-TEST(FieldProperties, EachChangeTellsTheFieldThenItsContainersOnce) {
-    Container top("Top");
-    Container other("Other");
-    Container* group = top.addContainer("Group");
-    FieldBase* field = group->addContainer("Deep")->addField("Field", Types::kDouble);
-    FieldBase* second = group->addField("Second", Types::kDouble);
-    Events events;
-    std::vector<KrData::DelegateConnection> observers;
-    for (FieldBase* each : std::vector<FieldBase*>{&top, &other, group, field, second})
-        observers.push_back(each->addPropertyObserver([&events, who = each->getID().str()](const FieldBase& changed) {
-            events.push_back(who + " of " + changed.getID().str());
-        }));
-    const auto eventsOf = [&](auto change) {
+/// A tree whose property observers write down who heard of what, once.
+class FieldPropertyChanges : public testing::Test {
+protected:
+    FieldPropertyChanges() {
+        for (FieldBase* each : std::vector<FieldBase*>{&top, &other, group, field, second})
+            observers.push_back(each->addPropertyObserver([this, id = each->getID().str()](const FieldBase& changed) {
+                events.push_back(id + " of " + changed.getID().str());
+            }));
+    }
+    /// Who hears of a change; a second time it changes nothing, and nobody hears.
+    Events eventsOf(const std::function<void()>& change) {
         events.clear();
         change();
         const Events first = events;
-        change();  // unchanged now: nobody is told
+        change();
         EXPECT_EQ(events, first);
         return first;
+    }
+
+    Container top{"Top"};
+    Container other{"Other"};
+    Container* group{top.addContainer("Group")};
+    FieldBase* field{group->addContainer("Deep")->addField("Field", Types::kDouble)};
+    FieldBase* second{group->addField("Second", Types::kDouble)};
+    Events events;
+    std::vector<KrData::DelegateConnection> observers;
+};
+
+TEST_F(FieldPropertyChanges, TellTheFieldThenItsContainersOnce) {
+    const std::function<void()> changes[] = {
+        [&] { second->setVisible(false); },
+        [&] { second->setDescription("text"); },
+        [&] { second->setPhysicalDimension(Dimension::kForce); },
+        [&] { second->setPhysicalDimensionHint(Hint::kNewton); },
+        [&] { second->setPhysicalDimensionHint(Hint::kNone); },
     };
-    const auto upward = ElementsAre("Second of Second", "Group of Second", "Top of Second");
-    EXPECT_THAT(eventsOf([&] { second->setVisible(false); }), upward);
-    EXPECT_THAT(eventsOf([&] { second->setDescription("text"); }), upward);
-    EXPECT_THAT(eventsOf([&] { second->setPhysicalDimension(Dimension::kForce); }), upward);
-    EXPECT_THAT(eventsOf([&] { second->setPhysicalDimensionHint(Hint::kNewton); }), upward);
-    EXPECT_THAT(eventsOf([&] { second->setPhysicalDimensionHint(Hint::kNone); }), upward);
-    EXPECT_THAT(eventsOf([&] { group->setDescription("text"); }), ElementsAre("Group of Group", "Top of Group"))
-        << "only names and places are told downward";
+    for (const auto& change : changes)
+        EXPECT_THAT(eventsOf(change), ElementsAre("Second of Second", "Group of Second", "Top of Second"));
+}
+
+TEST_F(FieldPropertyChanges, OfNameAndPlaceAreToldDownwardToo) {
     EXPECT_THAT(eventsOf([&] { group->setID("New"); }),
                 ElementsAre("Group of New", "Top of New", "Field of New", "Second of New"));
     EXPECT_THAT(eventsOf([&] { group->setParent(&other); }),
                 ElementsAre("Group of New", "Other of New", "Field of New", "Second of New"));
 }
 
-TEST(FieldProperties, AnObserverMayDestroyTheFieldItIsToldOf) {
-    Container top("Top");
-    FieldBase* field = top.addContainer("Group")->addField("Field", Types::kDouble);
-    const auto onField = field->addPropertyObserver([&](const FieldBase&) { top.clear(); });
-    const auto onTop = top.addPropertyObserver([&](const FieldBase&) { FAIL() << "told of a field that is gone"; });
+TEST_F(FieldPropertyChanges, MayDestroyTheField) {
+    const auto killer = field->addPropertyObserver([&](const FieldBase&) { top.clear(); });
     field->setDescription("the last thing heard of it");
-    EXPECT_TRUE(top.empty());
+    EXPECT_THAT(events, ElementsAre("Field of Field"));
 }
 
 TEST(FieldReadOnly, FollowsRoleConnectionHintAndContainers) {
@@ -371,7 +307,6 @@ TEST(FieldReadOnly, FollowsRoleConnectionHintAndContainers) {
     FieldBase* output = outputs.addField("Output", Types::kDouble);
     FieldBase* belowOutputs = (new Container("Plain", &outputs))->addField("Field", Types::kDouble);
     FieldBase* input = inputs.addContainer("Group")->addField("Input", Types::kDouble);
-    output->setReadOnlyHint(false);
     EXPECT_TRUE(output->isReadOnlyHint());
     EXPECT_TRUE(belowOutputs->isReadOnlyHint());
     {
@@ -381,20 +316,17 @@ TEST(FieldReadOnly, FollowsRoleConnectionHintAndContainers) {
     EXPECT_FALSE(input->isReadOnlyHint());
     inputs.setReadOnlyHint(true);
     EXPECT_TRUE(input->isReadOnlyHint());
-    EXPECT_FALSE(input->getMetadataAsBool(eMetadata::kReadOnlyHint));
 }
 
-TEST(FieldDescription, OfFiveMillionCharactersIsStoredOnce) {
-    const std::string text(5'000'000, 'd');
+TEST(FieldDescription, OfEqualTextIsStoredOnce) {
     Field<int> first("First");
     Field<int> second("Second");
-    first.setDescription(text);
-    second.setDescription(std::string(text));
+    first.setDescription("text");
+    second.setDescription("text");
     EXPECT_EQ(&first.getDescription(), &second.getDescription());
-    EXPECT_EQ(&Field<int>(first).getDescription(), &first.getDescription());
     first.setDescription("");
     EXPECT_EQ(&first.getDescription(), &Field<int>("Fresh").getDescription());
-    EXPECT_EQ(second.getDescription(), text);
+    EXPECT_EQ(second.getDescription(), "text");
 }
 
 // --- Conversions ---------------------------------------------------------------------------------------------------
@@ -424,12 +356,9 @@ TEST_P(FieldConversion, ToNumberBooleanAndText) {
 
 const NumberCase kNumbers[] = {
     {"Integer", with(-7), -7, -7.0, true, "-7"},
-    {"Zero", with(0), 0, 0.0, false, "0"},
     {"UnsignedBeyondInteger", with(UINT_MAX), INT_MAX, 4294967295.0, true, "4294967295"},
-    {"Short", with(short{-3}), -3, -3.0, true, "-3"},
     {"UnsignedShort", with(static_cast<unsigned short>(65535)), 65535, 65535.0, true, "65535"},
     {"True", with(true), 1, 1.0, true, "true"},
-    {"False", with(false), 0, 0.0, false, "false"},
     {"HalfDownToEven", with(2.5), 2, 2.5, true, "2.5"},
     {"HalfUpToEven", with(-3.5), -4, -3.5, true, "-3.5"},
     {"TooLarge", with(1e20), INT_MAX, 1e20, true, "1e+20"},
@@ -442,77 +371,47 @@ const NumberCase kNumbers[] = {
     {"Filename", with(Kr::KrString<512>("a.txt")), 0, 0.0, false, "a.txt"},
     {"Enumeration", with(Kr::KrEnum(Dimension::kMass)), 2, 2.0, false, "Mass"},
     {"Vector", with(Vector3{1, 2.5, -0.125}), 0, 0.0, false, "1 2.5 -0.125"},
-    {"Color", with(Kr::KrColor(1, 0.5, 0, 1)), 0, 0.0, false, "1 0.5 0 1"},
     {"NoExtension", with<KrSim::KrExtension*>(nullptr), 0, 0.0, false, ""},
     {"Container", std::make_shared<Container>("Field"), 0, 0.0, false, ""},
 };
 INSTANTIATE_TEST_SUITE_P(Values, FieldConversion, testing::ValuesIn(kNumbers), caseName);
 
-TEST(FieldConversion, ToAStructureNeedsExactlyItsType) {
-    const auto vector = with(Vector3{1, 2, 3});
-    Kr::KrTransform placed;
-    placed.m[3] = 5.0;
-    auto* extension = reinterpret_cast<KrSim::KrExtension*>(&placed);
-    EXPECT_EQ(vector->toVector3(), (Vector3{1, 2, 3}));
-    EXPECT_EQ(with(KrMath::Vector3T<float>{1, 2, 3})->toVector3(), Vector3());
-    EXPECT_EQ(with(placed)->toTransform(), placed);
-    EXPECT_EQ(vector->toTransform(), Kr::KrTransform());
-    EXPECT_EQ(vector->toColor(), Kr::KrColor(1, 1, 1, 1));
-    EXPECT_EQ(with(extension)->toExtension(), extension);
-    EXPECT_EQ(vector->toExtension(), nullptr);
-}
-
 // --- The invalid field ---------------------------------------------------------------------------------------------
 
 TEST(InvalidField, TakesNoStateFromAnyEntry) {
-    struct Listener final : KrData::FieldListener {
-        void onOutgoingConnectionAdded(Kr::KrConnectionBase*) override { FAIL() << "of no connection"; }
-    };
     FieldBase& invalid = FieldBase::getInvalidField();
     Container container("Container");
-    Field<double> sink("Sink", nullptr, 1.0);
-    double raw = 2.0;
-    Listener listener;
+    Field<double> source("Source", nullptr, 1.0);
     const auto fail = [](const FieldBase&) { FAIL() << "nobody observes it"; };
 
-    EXPECT_FALSE(invalid.copyValue(sink));
-    EXPECT_FALSE(invalid.setRawValue(&raw));
+    EXPECT_FALSE(invalid.copyValue(source));
     invalid._setDynamic(true);
     EXPECT_FALSE(invalid.setID("Other"));
     EXPECT_FALSE(invalid.setParent(&container));
     EXPECT_FALSE(container._addField(&invalid));
-    invalid._cloneFrom(sink);
+    invalid._cloneFrom(source);
     invalid.setReadOnlyHint(true);
     invalid.setDescription("text");
     invalid.setPhysicalDimension(Dimension::kForce);
     invalid.setPhysicalDimensionHint(Hint::kNewton);
     EXPECT_EQ(invalid.getInternal().addField("Tool", Types::kInteger), nullptr);
-    FieldInternal::copyFieldInternals(sink, invalid, false);
-    sink.setVisible(false);
-    invalid._replaceInternal(&sink.getInternal());
+    source.setVisible(false);
+    FieldInternal::copyFieldInternals(source, invalid, false);
+    invalid._replaceInternal(&source.getInternal());
     invalid._setInternalIdentifier(5);
     invalid._setOwnerIsActive(true);
-    Container::_setAlwaysCallObservers(invalid, true);
     EXPECT_FALSE(invalid.addObserver(fail).isConnected());
     EXPECT_FALSE(invalid.addPropertyObserver(fail).isConnected());
-    invalid.registerListener(&listener);
-    {
-        const FakeConnection out(invalid, sink);
-        const FakeConnection in(sink, invalid);
-        EXPECT_FALSE(invalid._hasOutgoingConnections());
-        EXPECT_FALSE(invalid._hasIncomingConnections());
-    }
+    const FakeConnection out(invalid, source);
+    const FakeConnection in(source, invalid);
 
+    EXPECT_FALSE(invalid._hasOutgoingConnections() || invalid._hasIncomingConnections());
     EXPECT_EQ(invalid.getID().str(), "__Invalid__");
-    EXPECT_EQ(invalid.getDataType(), 255);
     EXPECT_EQ(invalid.getInternalIdentifier(), 0U);
-    EXPECT_FALSE(invalid.isDynamic());
-    EXPECT_FALSE(invalid.isReadOnlyHint());
+    EXPECT_FALSE(invalid.isDynamic() || invalid.isReadOnlyHint() || invalid._isOwnerActive());
     EXPECT_EQ(invalid.getDescription(), "");
     EXPECT_EQ(invalid.getPhysicalDimension(), Dimension::kNone);
-    EXPECT_EQ(storeCount(invalid), 0U);
-    EXPECT_FALSE(invalid.hasWatchers());
-    EXPECT_FALSE(invalid._isOwnerActive());
+    EXPECT_EQ(hiddenFieldsOf(invalid), Events());
     EXPECT_TRUE(container.empty());
     EXPECT_FALSE(invalid["Child"].isValid());
 }
@@ -531,19 +430,17 @@ TEST(FieldCopies, AreLikenessesWithRangeAndHiddenFieldsOfTheirOwn) {
 
     Field<double> copy(*source);
     EXPECT_FALSE(copy.isDynamic());
-    EXPECT_EQ(copy.getID(), source->getID());
     Field<double> likeness("Likeness");
     likeness.getInternal().addField("Stale", Types::kInteger);
     likeness._cloneFrom(*source);
     likeness._cloneFrom(likeness);
     EXPECT_TRUE(likeness.isDynamic());
-    EXPECT_EQ(likeness.getID().str(), "Likeness");
     for (Field<double>* each : {&copy, &likeness}) {
         EXPECT_EQ(each->getParent(), nullptr);
         EXPECT_EQ(each->getInternalIdentifier(), 17U);
         EXPECT_EQ(each->getDescription(), "text");
         EXPECT_EQ(each->getPhysicalDimension(), Dimension::kForce);
-        EXPECT_THAT(idsOf(*each->getInternal().get()), ElementsAre("MetaData"));
+        EXPECT_THAT(hiddenFieldsOf(*each), ElementsAre("MetaData"));
         each->setVisible(true);
         EXPECT_FALSE(source->isVisible()) << "the hidden fields are a copy, too";
         each->setValue(9.0);
@@ -562,8 +459,7 @@ TEST(FieldCopies, InitializingTakesValueAndHiddenFieldsOrNothing) {
     sink.getInternal().addField("Stale", Types::kInteger);
     EXPECT_TRUE(sink.initializeFrom(source));
     EXPECT_EQ(sink.getValue(), 3.0);
-    EXPECT_FALSE(sink.isVisible());
-    EXPECT_EQ(storeCount(sink), 1U);
+    EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("MetaData"));
     EXPECT_FALSE(other.initializeFrom(source));
     EXPECT_TRUE(other.isVisible());
 }
@@ -572,17 +468,15 @@ TEST(FieldInternal, CopiesReplaceOrMerge) {
     Field<int> source("Source");
     Field<int> sink("Sink");
     source.getInternal().addField("Shared", Types::kInteger)->set(1);
-    source.getInternal().addField("New", Types::kInteger)->set(2);
-    sink.getInternal().addField("Own", Types::kInteger)->set(9);
+    source.getInternal().addField("New", Types::kInteger);
+    sink.getInternal().addField("Own", Types::kInteger);
     sink.getInternal().addField("Shared", Types::kInteger)->set(8);
     FieldInternal::copyFieldInternals(source, sink, false);
+    EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("Own", "Shared", "New"));
     EXPECT_EQ(sink.getInternal().getField("Shared").get<int>(), 1);
-    EXPECT_EQ(sink.getInternal().getField("New").get<int>(), 2);
-    EXPECT_EQ(sink.getInternal().getField("Own").get<int>(), 9);
     FieldInternal::copyFieldInternals(source, sink, true);
     FieldInternal::copyFieldInternals(sink, sink, true);
-    EXPECT_THAT(idsOf(*sink.getInternal().get()), ElementsAre("Shared", "New"));
-    EXPECT_TRUE(sink.getInternal().removeField("New"));
+    EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("Shared", "New"));
     EXPECT_EQ(sink.getInternal().addField("Shared", Types::kString), nullptr);
 }
 
@@ -593,7 +487,6 @@ TEST(FieldReference, TurnsNullWithTheField) {
     EXPECT_EQ(reference.get(), field.get());
     field.reset();
     EXPECT_EQ(copy.get(), nullptr);
-    EXPECT_FALSE(KrData::FieldReference(nullptr).isAlive());
 }
 
 }  // namespace field_test

@@ -112,8 +112,9 @@ TEST(Types, DestroyWhatTheParentRefuses) {
 TEST(ExtensionFields, KeepTheirInterfaceInClones) {
     Container parent("Parent");
     const FieldBase* field = parent.addExtensionField("Wheel", "Demo::IWheel");
-    const FieldBase* clone = field->clone("Copy", &parent);
-    EXPECT_EQ(dynamic_cast<const ExtensionField&>(*clone).getInterfaceId().str(), "Demo::IWheel");
+    ExtensionField likeness("Likeness", "Demo::IOther");
+    likeness._cloneFrom(*field->clone("Copy", &parent));
+    EXPECT_EQ(likeness.getInterfaceId().str(), "Demo::IWheel");
 }
 
 /// Extensions of which data/ sees addresses only: one with an implementation, one without.
@@ -147,7 +148,6 @@ TEST_F(InterfaceTypes, AreNamedWhileTheyAreRegistered) {
     Types::_unregisterInterfaceFieldType("Demo::IWheel");
     Types::_unregisterInterfaceFieldType("Demo::IWheel");
     EXPECT_EQ(Types::nameFor(wheel), "Extension Pointer");
-    EXPECT_NO_THROW(Types::_unregisterInterfaceFieldType(nullptr));
 }
 
 TEST_F(InterfaceTypes, LetTheirPredicateDecideOnAnImplementation) {

@@ -61,21 +61,21 @@ TEST(VectorTracking, ManyChangesInAnyOrderGiveTheSameRangesAsOneByOne) {
 
 TEST(VectorTracking, FollowsEnableClearAndDisable) {
     Vector<int> vector("V", nullptr, {1, 2, 3});
-    const auto changesOf = [&](int value) {
-        vector.setItem(2, value);
+    int value = 10;
+    const auto changes = [&] {
+        vector.setItem(2, ++value);
         return vector.getChanges();
     };
-    EXPECT_THAT(changesOf(9), IsEmpty());
     vector.clearChanges();
-    EXPECT_THAT(changesOf(8), IsEmpty()) << "never enabled";
+    EXPECT_THAT(changes(), IsEmpty()) << "never enabled";
     vector.enableIncrementalDataTransfer(true);
-    EXPECT_EQ(changesOf(7), (Ranges{{2, 2}}));
+    EXPECT_EQ(changes(), (Ranges{{2, 2}}));
     vector._disableTracking();
-    EXPECT_THAT(changesOf(6), IsEmpty());
+    EXPECT_THAT(changes(), IsEmpty());
     vector.clearChanges();
-    EXPECT_EQ(changesOf(5), (Ranges{{2, 2}}));
+    EXPECT_EQ(changes(), (Ranges{{2, 2}}));
     vector.enableIncrementalDataTransfer(false);
-    EXPECT_THAT(changesOf(4), IsEmpty());
+    EXPECT_THAT(changes(), IsEmpty());
 }
 
 using Ints = Vector<int>;
@@ -136,7 +136,6 @@ TEST(Vector, CopiesAndConvertsBetweenEqualItemTypesOnly) {
     Ints integers("Integers", nullptr, {7});
     EXPECT_FALSE(integers.copyValue(reals));
     EXPECT_FALSE(integers.copyValue(KrData::Field<double>("Scalar")));
-    EXPECT_FALSE(integers.copyValue(KrData::FieldBase::getInvalidField()));
     EXPECT_THAT(integers.getItems(), ElementsAre(7));
     EXPECT_FALSE(KrData::CanConvert(reals, integers));
     EXPECT_FALSE(KrData::TransferValueConverter(reals, integers));

@@ -9,6 +9,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/data/container.h"
+#include "kr/data/field_listener.h"
 #include "kr/data/i_field_owner.h"
 
 namespace test_support {
@@ -75,6 +76,21 @@ class FakeConnection final : public Kr::KrConnectionBase {
 private:
     std::shared_ptr<OnTransfer> _onTransfer;
     int _transfers{0};
+};
+
+/// Hands what it hears ("+in", "-out" …) to a function of the test.
+class FakeListener final : public KrData::FieldListener {
+public:
+    using Told = std::function<void(const char* what, Kr::KrConnectionBase*)>;
+
+    explicit FakeListener(Told told) : _told(std::move(told)) {}
+    void onIncomingConnectionAdded(Kr::KrConnectionBase* connection) override { _told("+in", connection); }
+    void onIncomingConnectionRemoved(Kr::KrConnectionBase* connection) override { _told("-in", connection); }
+    void onOutgoingConnectionAdded(Kr::KrConnectionBase* connection) override { _told("+out", connection); }
+    void onOutgoingConnectionRemoved(Kr::KrConnectionBase* connection) override { _told("-out", connection); }
+
+private:
+    Told _told;
 };
 
 /// A container that takes no children.
