@@ -1,9 +1,6 @@
 #include "kr/core/enum_table.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -14,20 +11,9 @@
 #include "kr/core/internal/enum_names.h"
 #include "kr/core/internal/type_key.h"
 #include "kr/platform/log.h"
+#include "kr/platform/type_name.h"
 
 namespace KrSim {
-
-namespace {
-
-// The C++ name of a type ("Demo::eGear"); the mangled one when the runtime cannot say.
-std::string cppName(const std::type_info& type) {
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
-                                                           &std::free);
-    return status == 0 && name ? std::string(name.get()) : std::string(type.name());
-}
-
-}  // namespace
 
 // The table
 
@@ -75,7 +61,7 @@ const KrEnumTable::EnumType* KrEnumTable::registerEnumeration(const EnumType& de
     const std::type_info* type = description.getType();
     if (!type) return nullptr;
     const std::string key = Kr::detail::typeKey(*type);
-    const std::string name = cppName(*type);
+    const std::string name = Kr::getTypeName(*type);
     {
         const std::lock_guard lock(_state.mutex);
         State::Entry* entry = State::lookUp(_state.byKey, key);
@@ -99,7 +85,7 @@ const KrEnumTable::EnumType* KrEnumTable::registerEnumeration(const EnumType& de
 
 bool KrEnumTable::unregisterEnumeration(const std::type_info& type) {
     const std::string key = Kr::detail::typeKey(type);
-    const std::string name = cppName(type);
+    const std::string name = Kr::getTypeName(type);
     const std::lock_guard lock(_state.mutex);
     State::Entry* entry = State::lookUp(_state.byKey, key);
     if (!entry) return false;
@@ -176,7 +162,7 @@ namespace Kr::detail {
 const std::string& keepEnumTypeName(const std::type_info& type) {
     static auto& mutex = *new std::mutex;  // guards the names
     static auto& names = *new std::unordered_set<std::string>;
-    std::string name = KrSim::cppName(type);
+    std::string name = getTypeName(type);
     const std::lock_guard lock(mutex);
     return *names.insert(std::move(name)).first;
 }

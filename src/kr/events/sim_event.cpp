@@ -1,14 +1,12 @@
 #include "kr/events/sim_event.h"
 
-#include <cxxabi.h>
-
-#include <cstdlib>
 #include <utility>
 
 #include "kr/events/event_id_list.h"
 #include "kr/events/internal/done_signal.h"
 #include "kr/platform/log.h"
 #include "kr/platform/process.h"
+#include "kr/platform/type_name.h"
 
 namespace KrSim {
 
@@ -85,11 +83,8 @@ std::string KrSimEvent::nameForID() const {
 
 bool KrSimEvent::_hasSizeOf(const std::type_info& type, std::size_t size) const {
     if (_size == size) return true;
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> readable(
-        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
     Kr::logErrorNoThrow("KrSimEvent: Invalid Type requested (%s) that is %i bytes, but we have %i bytes.\n",
-                        readable ? readable.get() : type.name(), static_cast<int>(size), static_cast<int>(_size));
+                        Kr::getTypeName(type).c_str(), static_cast<int>(size), static_cast<int>(_size));
     return false;
 }
 

@@ -82,6 +82,17 @@ void KrRefCount::_release() const noexcept {
     delete this;
 }
 
+void KrRefCount::_releaseAlive() const noexcept {
+    std::int64_t word = _word.load(std::memory_order_acquire);
+    while (!hasBlock(word)) {
+        if (_word.compare_exchange_weak(word, word - kOneHolder, std::memory_order_acq_rel,
+                                        std::memory_order_acquire)) {
+            return;
+        }
+    }
+    toBlock(word)->_state.fetch_sub(kOneHolder, std::memory_order_acq_rel);
+}
+
 KrRefCount::WeakBlock* KrRefCount::_acquireWeakBlock() const {
     std::int64_t word = _word.load(std::memory_order_acquire);
     if (!hasBlock(word)) {

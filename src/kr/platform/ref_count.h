@@ -35,6 +35,9 @@ public:
     void _addRef() const noexcept;
     /// Deletes the object with the last holder.
     void _release() const noexcept;
+    /// Lets go of one hold and leaves the object alive even when it was the last: for functions that hold what they
+    /// make while they make it, and hand it out unheld.
+    void _releaseAlive() const noexcept;
     /// The control block of weak references, made on first use; the caller owns one reference on it.
     [[nodiscard]] WeakBlock* _acquireWeakBlock() const;
 

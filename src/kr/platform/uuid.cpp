@@ -10,20 +10,7 @@ namespace KrSim {
 namespace {
 
 constexpr std::size_t kUuidBytes = 16;
-constexpr std::size_t kTextLength = 36;
 static_assert(sizeof(boost::uuids::uuid) == kUuidBytes);
-
-/// -1 when the character is no hexadecimal digit.
-int hexDigitValue(char digit) noexcept {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-    return -1;
-}
-
-constexpr bool isDashBefore(std::size_t byteIndex) noexcept {
-    return byteIndex == 4 || byteIndex == 6 || byteIndex == 8 || byteIndex == 10;
-}
 
 KrUuid fromBoost(const boost::uuids::uuid& uuid) {
     KrUuid::Bytes bytes{};
@@ -32,10 +19,6 @@ KrUuid fromBoost(const boost::uuids::uuid& uuid) {
 }
 
 }  // namespace
-
-KrUuid::KrUuid(std::string_view text) noexcept {
-    if (!parse(text, *this)) _bytes = {};
-}
 
 KrUuid KrUuid::createFromName(const std::string& name) {
     const boost::uuids::uuid nullNamespace{};
@@ -46,31 +29,12 @@ KrUuid KrUuid::createRandom() {
     return fromBoost(boost::uuids::random_generator()());
 }
 
-bool KrUuid::parse(std::string_view text, KrUuid& result) noexcept {
-    if (text.size() == kTextLength + 2 && text.front() == '{' && text.back() == '}') {
-        text = text.substr(1, kTextLength);
-    }
-    if (text.size() != kTextLength) return false;
-
-    Bytes bytes{};
-    std::size_t position = 0;
-    for (std::size_t index = 0; index < kUuidBytes; ++index) {
-        if (isDashBefore(index) && text[position++] != '-') return false;
-        const int high = hexDigitValue(text[position++]);
-        const int low = hexDigitValue(text[position++]);
-        if (high < 0 || low < 0) return false;
-        bytes[index] = static_cast<std::uint8_t>(high * 16 + low);
-    }
-    result._bytes = bytes;
-    return true;
-}
-
 std::string KrUuid::toString() const {
     static constexpr char kDigits[] = "0123456789abcdef";
     std::string text;
     text.reserve(kTextLength);
     for (std::size_t index = 0; index < kUuidBytes; ++index) {
-        if (isDashBefore(index)) text += '-';
+        if (_isDashBefore(index)) text += '-';
         text += kDigits[_bytes[index] >> 4U];
         text += kDigits[_bytes[index] & 0x0FU];
     }

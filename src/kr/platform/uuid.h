@@ -22,7 +22,7 @@ public:
     /// The null identifier.
     constexpr KrUuid() noexcept = default;
     /// Text as parse() takes it; bad text gives the null identifier.
-    explicit KrUuid(std::string_view text) noexcept;
+    explicit constexpr KrUuid(std::string_view text) noexcept;
     explicit constexpr KrUuid(const Bytes& bytes) noexcept : _bytes(bytes) {}
 
     /// The version 5 identifier (SHA-1) of the name in the null namespace: the same name always gives the same one.
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] static KrUuid createRandom();
     /// Reads "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", upper or lower case, with or without a pair of braces.
     /// Anything else answers false and leaves the result as it was.
-    [[nodiscard]] static bool parse(std::string_view text, KrUuid& result) noexcept;
+    [[nodiscard]] static constexpr bool parse(std::string_view text, KrUuid& result) noexcept;
 
     [[nodiscard]] bool isNull() const noexcept { return *this == KrUuid(); }
     /// The 16 bytes in the order of the text, then the stored byte (0 unless the identifier was made from bytes).
@@ -44,8 +44,45 @@ public:
     friend KR_API std::strong_ordering operator<=>(const KrUuid& left, const KrUuid& right) noexcept;
 
 private:
+    static constexpr std::size_t kTextLength = 36;
+
+    /// Whether the text has a "-" before this byte.
+    [[nodiscard]] static constexpr bool _isDashBefore(std::size_t byteIndex) noexcept {
+        return byteIndex == 4 || byteIndex == 6 || byteIndex == 8 || byteIndex == 10;
+    }
+    /// -1 when the character is no hexadecimal digit.
+    [[nodiscard]] static constexpr int _toDigitValue(char digit) noexcept {
+        if (digit >= '0' && digit <= '9') return digit - '0';
+        if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+        if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+        return -1;
+    }
+
     Bytes _bytes{};
 };
+
+constexpr KrUuid::KrUuid(std::string_view text) noexcept {
+    if (!parse(text, *this)) _bytes = {};
+}
+
+constexpr bool KrUuid::parse(std::string_view text, KrUuid& result) noexcept {
+    if (text.size() == kTextLength + 2 && text.front() == '{' && text.back() == '}') {
+        text = text.substr(1, kTextLength);
+    }
+    if (text.size() != kTextLength) return false;
+
+    Bytes bytes{};
+    std::size_t position = 0;
+    for (std::size_t index = 0; index < kStoredBytes - 1; ++index) {
+        if (_isDashBefore(index) && text[position++] != '-') return false;
+        const int high = _toDigitValue(text[position++]);
+        const int low = _toDigitValue(text[position++]);
+        if (high < 0 || low < 0) return false;
+        bytes[index] = static_cast<std::uint8_t>(high * 16 + low);
+    }
+    result._bytes = bytes;
+    return true;
+}
 
 }  // namespace KrSim
 
