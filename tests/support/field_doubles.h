@@ -71,7 +71,9 @@ class FakeConnection final : public Kr::KrConnectionBase {
         const auto onTransfer = _onTransfer;  // which may destroy this connection
         if (*onTransfer) (*onTransfer)(changed);
     }
-    [[nodiscard]] KrConnectionBase* _createBetween(FieldBase&, FieldBase&) const override { return nullptr; }
+    [[nodiscard]] FakeConnection* _createBetween(FieldBase& source, FieldBase& sink) const override {
+        return new FakeConnection(source, sink, *_onTransfer);
+    }
 
 private:
     std::shared_ptr<OnTransfer> _onTransfer;

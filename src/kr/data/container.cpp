@@ -298,6 +298,15 @@ Kr::KrID Container::getUniqueFieldId(const Kr::KrID& id) const {
     return Kr::KrID(names.add(id.str()));
 }
 
+void Container::_endConnections() noexcept {
+    // By index: listeners of a connection may add and remove fields.
+    for (std::size_t i = 0; i < size(); ++i) {
+        auto* child = _children[i];
+        if (child->getDataType() == Types::kContainer) static_cast<Container*>(child)->_endConnections();
+        if (i < size() && _children[i] == child) child->_dropConnections();
+    }
+}
+
 // --- Order ---------------------------------------------------------------------------------------------------------
 
 Container::iterator Container::moveField(iterator position, const Kr::KrID& id) {

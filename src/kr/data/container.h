@@ -97,6 +97,8 @@ public:
     // --- Observing and walking -------------------------------------------------------------------------------------
     void refreshObservers() const override;
     void _clearObservers() override;
+    /// Makes the connections of all fields below this one invalid, as their death would. Before an owner dies.
+    void _endConnections() noexcept;
     /// Visits this container, then each child, depth first.
     void accept(FieldVisitor& visitor);
     /// Sets or clears "notify even when nothing else asks for it" on a field and its descendants.

@@ -64,6 +64,10 @@ public:
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
 
+protected:
+    /// For subclasses that change items under a lock of their own and call _itemsChanged after it.
+    [[nodiscard]] std::vector<T>& _getItems() noexcept { return _items; }
+
 private:
     void _put(std::size_t index, const T& value);
 
