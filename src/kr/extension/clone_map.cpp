@@ -1,0 +1,63 @@
+#include "kr/extension/clone_map.h"
+
+#include <memory>
+#include <utility>
+
+#include "kr/core/connection_base.h"
+#include "kr/data/container.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
+
+namespace KrSim {
+
+void KrCloneMap::add(const KrExtension* source, KrExtension* clone) {
+    if (_clones.emplace(source, clone).second) _pairs.emplace_back(source, clone);
+}
+
+KrExtension* KrCloneMap::find(const KrExtension* source) const {
+    const auto found = _clones.find(source);
+    return found != _clones.end() ? found->second : nullptr;
+}
+
+namespace {
+
+/// The field of the clone that stands where `field` stands in its source, or null. Places and identifiers of fields
+/// are the same in both, but for fields that an implementation adds by its own mind.
+KrData::FieldBase* findCounterpart(const KrData::FieldBase& field, KrExtension& clone) {
+    const auto* parent = field.getParent();
+    if (parent == nullptr) return &clone.getFieldsContainer();
+    auto* above = findCounterpart(*parent, clone);
+    if (above == nullptr || above->getDataType() != KrData::Types::kContainer) return nullptr;
+    auto& group = static_cast<KrData::Container&>(*above);
+    const auto found = group.find(field.getID());
+    return found != group.end() ? *found : nullptr;
+}
+
+void copyConnectionsOf(const KrData::FieldBase& field, KrExtension& clone, const KrCloneMap& clones) {
+    for (const auto* connection : field._getOutgoingConnections()) {
+        auto* sink = connection->getSink();
+        auto* sinkClone = sink != nullptr ? clones.find(sink->getOwnerExtension()) : nullptr;
+        if (sinkClone == nullptr) continue;
+        auto* newSource = findCounterpart(field, clone);
+        auto* newSink = findCounterpart(*sink, *sinkClone);
+        if (newSource == nullptr || newSink == nullptr) continue;
+        std::unique_ptr<Kr::KrConnectionBase> made(connection->_createBetween(*newSource, *newSink));
+        if (made) clone.getFieldsContainer()._ownConnection(std::move(made));
+    }
+    for (const auto* child : field.getChildren())
+        copyConnectionsOf(*child, clone, clones);
+}
+
+}  // namespace
+
+void KrCloneMap::_copyConnections() const {
+    for (const auto& [source, clone] : _pairs)
+        copyConnectionsOf(source->getFieldsContainer(), *clone, *this);
+}
+
+void KrCloneMap::_synchronizeImplementations() const {
+    for (const auto& [source, clone] : _pairs)
+        clone->_synchronizeImplementation(source->getImplementation());
+}
+
+}  // namespace KrSim

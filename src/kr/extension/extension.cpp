@@ -1,0 +1,378 @@
+#include "kr/extension/extension.h"
+
+#include <utility>
+
+#include "kr/data/container.h"
+#include "kr/data/extension_functions.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_state.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/extension_guards.h"
+#include "kr/extension/object.h"
+#include "kr/platform/log.h"
+
+namespace KrSim {
+
+namespace {
+
+/// Only its version matters: nothing calls it.
+class UnknownImplementation final : public IExtension {
+public:
+    explicit UnknownImplementation(KrExtension* proxy) : IExtension(proxy, kNoImplementationVersion) {}
+};
+
+}  // namespace
+
+// --- Life ----------------------------------------------------------------------------------------------------------
+
+KrExtension::KrExtension()
+    : _fields(std::make_unique<Kr::KrInputOutputContainer>(*this)), _contentID(KrContentID::createUnique()) {
+    KrContentRegistry::instance().registerExtension(this);
+}
+
+KrExtension::~KrExtension() {
+    KrContentRegistry::instance().unregisterExtension(this);
+    // Nobody may hear of what the implementation does in its destructor.
+    _fields->_release();
+    _setIExtension(nullptr);
+    // Not before: the type must not be withdrawn while code of its implementation runs.
+    if (_instanceLink.list != nullptr) KrExtensionFactory::_onInstanceDestroyed(*this);
+}
+
+// --- Name and place ------------------------------------------------------------------------------------------------
+
+void KrExtension::setName(const char* name) {
+    if (!_fields) return;
+    if (name == nullptr || *name == '\0') {
+        _setDefaultName();
+        return;
+    }
+    _fields->getNameField().setValue(name);
+}
+
+void KrExtension::_setDefaultName() {
+    if (!_fields) return;
+    const auto& name = _fields->getNameField().getValue();
+    if (!name.empty()) {
+        if (name != getName()) KrBase::setName(name.c_str());
+        return;
+    }
+    setCombinedName(_creationKey.name.c_str(), "default", getCreationIndex());
+}
+
+void KrExtension::_ensureName() {
+    if (!hasName()) setCombinedName("default", nullptr, getCreationIndex());
+}
+
+void KrExtension::_onNameFieldChanged() {
+    const auto& name = _fields->getNameField().getValue();
+    if (name == getName()) return;
+    if (name.empty()) {
+        _fields->getNameField().setValue(getName());  // a name is never taken away
+        return;
+    }
+    const auto before = getName();
+    KrBase::setName(name.c_str());
+    if (_owner != nullptr) _owner->_onExtensionRenamed(*this, before);
+}
+
+const std::string& KrExtension::getTypeName() const noexcept {
+    return _creationKey.name.empty() ? getClassName() : _creationKey.name;
+}
+
+std::string KrExtension::getPath() const {
+    return _owner != nullptr ? _owner->getPath() + '/' + getName() : getName();
+}
+
+ApplicationContext KrExtension::getApplicationContext() const {
+    return _fields->getApplicationContext();
+}
+
+eApplicationMode KrExtension::getApplicationMode() const {
+    return _fields->getApplicationContext().getApplicationMode();
+}
+
+bool KrExtension::isActive() const {
+    return !_fields->getApplicationContext().isValid() || _fields->_isActiveInApplication();
+}
+
+bool KrExtension::_isSimulatorModule() const noexcept {
+    return false;
+}
+
+void KrExtension::_setApplicationContext(const ApplicationContext& context) {
+    _fields->_setApplicationContext(context);
+}
+
+void KrExtension::_setOwner(KrObject* owner) {
+    if (_owner == owner) return;
+    const auto nameOf = [this] { return getName(); };
+    if (_owner != nullptr && _hasImplementation) {
+        Kr::callGuarded(detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); });
+    }
+    _owner = owner;
+    if (_owner != nullptr && _hasImplementation) {
+        Kr::callGuarded(detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); });
+    }
+}
+
+void KrExtension::_setCreationKey(const KrFactoryKey& key) {
+    _creationKey = key;
+    if (!hasName()) _setDefaultName();
+}
+
+void KrExtension::_setContentID(const KrContentID& id) {
+    const auto before = std::exchange(_contentID, id);
+    KrContentRegistry::instance()._onContentIDChanged(this, before, _contentID);
+}
+
+// --- Implementation ------------------------------------------------------------------------------------------------
+
+// Runs in the constructor of IExtension: nothing virtual of the implementation may be called here.
+void KrExtension::_setIExtension(IExtension* implementation) {
+    if (_implementation == implementation) return;
+    if (_implementation != nullptr) {
+        _implementationVersion = 0;
+        _versions.clear();
+        _extensionData.clear();
+        _pendingCount = 0;
+        _hasImplementation = false;
+        _isUnknown = false;
+        delete std::exchange(_implementation, nullptr);
+    }
+    _implementation = implementation;
+    _hasImplementation =
+        implementation != nullptr && implementation->_getVersion() != IExtension::kNoImplementationVersion;
+    _updateVersionInfo();
+}
+
+void KrExtension::_updateVersionInfo() {
+    if (_implementation == nullptr) return;
+    _implementationVersion = _implementation->_getVersion();
+    _versions = KrVersioningRegistry::getVersions(this);
+}
+
+void KrExtension::_forgetImplementation(const IExtension* implementation) noexcept {
+    if (_implementation != implementation) return;
+    _implementation = nullptr;
+    _hasImplementation = false;
+    _isUnknown = false;
+    _implementationVersion = 0;
+    _versions.clear();
+}
+
+void KrExtension::_createUnknownImplementation() {
+    // The constructor hands it over to this extension.
+    static_cast<void>(new UnknownImplementation(this));
+    _isUnknown = true;
+}
+
+// --- Fields --------------------------------------------------------------------------------------------------------
+
+namespace {
+
+template <class Insert>
+KrData::FieldBase* insertField(KrData::Container& group, const Kr::KrID& name, std::uint64_t index,
+                               const Insert& insert) {
+    if (index == KrExtension::kLastIndex) index = group.size();
+    if (index > group.size()) return nullptr;
+    const auto position = group.begin() + static_cast<std::ptrdiff_t>(index);
+    const auto place = insert(position, group.getUniqueFieldId(name));
+    return place != KrData::Container::iterator() && place != group.end() ? *place : nullptr;
+}
+
+KrData::FieldBase* addField(KrData::Container& group, const Kr::KrID& name, KrData::Types::DataTypeEnum type,
+                            std::uint64_t index) {
+    return insertField(group, name, index,
+                       [&](auto position, const Kr::KrID& id) { return group.insert(position, id, type); });
+}
+
+KrData::FieldBase* addField(KrData::Container& group, const Kr::KrID& name, const std::type_info& type,
+                            std::uint64_t index) {
+    return insertField(group, name, index,
+                       [&](auto position, const Kr::KrID& id) { return group.insert(position, id, type); });
+}
+
+KrData::FieldBase* addField(KrData::Container& group, const Kr::KrID& name, const Kr::KrID& type, std::uint64_t index) {
+    return insertField(group, name, index, [&](auto position, const Kr::KrID& id) {
+        return group.insertExtensionField(position, id, type);
+    });
+}
+
+KrData::FieldBase* findField(const KrData::Container& group, const Kr::KrID& id) {
+    const auto found = group.find(id);
+    return found != group.end() ? *found : nullptr;
+}
+
+std::size_t removeFields(KrData::Container& group, const Kr::KrID& id) {
+    std::size_t count = 0;
+    while (group.removeField(id))
+        ++count;
+    return count;
+}
+
+}  // namespace
+
+KrData::FieldBase* KrExtension::addInput(const Kr::KrID& name, KrData::Types::DataTypeEnum type, Index index) {
+    return addField(getInputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addInput(const Kr::KrID& name, const std::type_info& type, Index index) {
+    return addField(getInputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addInput(const Kr::KrID& name, const Kr::KrID& type, Index index) {
+    return addField(getInputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addOutput(const Kr::KrID& name, KrData::Types::DataTypeEnum type, Index index) {
+    return addField(getOutputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addOutput(const Kr::KrID& name, const std::type_info& type, Index index) {
+    return addField(getOutputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addOutput(const Kr::KrID& name, const Kr::KrID& type, Index index) {
+    return addField(getOutputContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addParameter(const Kr::KrID& name, KrData::Types::DataTypeEnum type, Index index) {
+    return addField(getParameterContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addParameter(const Kr::KrID& name, const std::type_info& type, Index index) {
+    return addField(getParameterContainer(), name, type, index);
+}
+KrData::FieldBase* KrExtension::addParameter(const Kr::KrID& name, const Kr::KrID& type, Index index) {
+    return addField(getParameterContainer(), name, type, index);
+}
+
+KrData::FieldBase* KrExtension::getInput(const Kr::KrID& id) const {
+    return findField(_fields->getInputs(), id);
+}
+KrData::FieldBase* KrExtension::getOutput(const Kr::KrID& id) const {
+    return findField(_fields->getOutputs(), id);
+}
+KrData::FieldBase* KrExtension::getParameter(const Kr::KrID& id) const {
+    return findField(_fields->getParameters(), id);
+}
+std::size_t KrExtension::removeInput(const Kr::KrID& id) {
+    return removeFields(_fields->getInputs(), id);
+}
+std::size_t KrExtension::removeOutput(const Kr::KrID& id) {
+    return removeFields(_fields->getOutputs(), id);
+}
+std::size_t KrExtension::removeParameter(const Kr::KrID& id) {
+    return removeFields(_fields->getParameters(), id);
+}
+
+KrData::Container& KrExtension::getInputContainer() {
+    return _fields->getInputs();
+}
+const KrData::Container& KrExtension::getInputContainer() const {
+    return _fields->getInputs();
+}
+KrData::Container& KrExtension::getOutputContainer() {
+    return _fields->getOutputs();
+}
+const KrData::Container& KrExtension::getOutputContainer() const {
+    return _fields->getOutputs();
+}
+KrData::Container& KrExtension::getParameterContainer() {
+    return _fields->getParameters();
+}
+const KrData::Container& KrExtension::getParameterContainer() const {
+    return _fields->getParameters();
+}
+
+KrData::FieldBase* KrExtension::findFieldFromPath(const std::string& path) const {
+    return _fields->findFieldFromPath(path);
+}
+KrData::DelegateConnection KrExtension::addObserver(Observer observer) {
+    return _fields->addObserver(std::move(observer));
+}
+KrData::DelegateConnection KrExtension::addPropertyObserver(Observer observer) {
+    return _fields->addPropertyObserver(std::move(observer));
+}
+
+// --- Errors and infos ----------------------------------------------------------------------------------------------
+
+namespace {
+
+void addMessage(KrExtension& extension, KrMessageList& list, const std::string& message, bool log) {
+    if (!list.addMessage(message) || !log) return;
+    extension._ensureName();
+    Kr::logMessage(Kr::eLogLevel::kWarn, "%s: %s\n", extension.getName().c_str(), message.c_str());
+}
+
+}  // namespace
+
+void KrExtension::addError(const std::string& message, bool log) {
+    addMessage(*this, _fields->getErrors(), message, log);
+}
+void KrExtension::addInfo(const std::string& message, bool log) {
+    addMessage(*this, _fields->getInfos(), message, log);
+}
+void KrExtension::removeError(std::size_t index) {
+    _fields->getErrors().removeMessage(index);
+}
+void KrExtension::removeError(const std::string& message, bool) {
+    _fields->getErrors().removeMessage(message);
+}
+void KrExtension::removeInfo(std::size_t index) {
+    _fields->getInfos().removeMessage(index);
+}
+void KrExtension::removeInfo(const std::string& message, bool) {
+    _fields->getInfos().removeMessage(message);
+}
+void KrExtension::clearErrors() {
+    _fields->getErrors().clearMessages();
+}
+void KrExtension::clearInfos() {
+    _fields->getInfos().clearMessages();
+}
+std::size_t KrExtension::getErrorCount() const {
+    return _fields->getErrors().getMessageCount();
+}
+std::size_t KrExtension::getInfoCount() const {
+    return _fields->getInfos().getMessageCount();
+}
+const std::string& KrExtension::getError(std::size_t index) const {
+    return _fields->getErrors().getMessage(index);
+}
+const std::string& KrExtension::getInfo(std::size_t index) const {
+    return _fields->getInfos().getMessage(index);
+}
+std::string KrExtension::getError() const {
+    return _fields->getErrors().joinMessages(getName() + ": ");
+}
+std::string KrExtension::getAllErrors(bool) const {
+    return getError();
+}
+std::string KrExtension::getAllInfos(bool) const {
+    return _fields->getInfos().joinMessages({});
+}
+bool KrExtension::hasError(bool) const {
+    return (!_hasImplementation || isActive()) && getErrorCount() != 0;
+}
+bool KrExtension::hasInfo(bool) const {
+    return (!_hasImplementation || isActive()) && getInfoCount() != 0;
+}
+
+// --- What data/ asks of extensions -----------------------------------------------------------------------------------
+
+namespace {
+
+/// Installed while the library is loaded, before anything can use a field.
+[[maybe_unused]] const bool isTableInstalled = [] {
+    static const KrData::ExtensionFunctions functions{
+        [](KrExtension* extension) {
+            return extension->hasImplementation() ? extension->getImplementation() : nullptr;
+        },
+        [](KrExtension* extension) -> Kr::KrBase* { return extension; },
+        [](KrExtension* extension) { return extension->getName(); },
+        [](KrExtension* extension) { return extension->getTypeName(); },
+    };
+    KrData::ExtensionFunctions::_install(&functions);
+    return true;
+}();
+
+}  // namespace
+
+}  // namespace KrSim

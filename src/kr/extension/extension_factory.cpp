@@ -1,0 +1,297 @@
+#include "kr/extension/extension_factory.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/extension/internal/instance_map.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/log.h"
+#include "kr/platform/plugin_manager.h"
+#include "kr/platform/type_name.h"
+
+namespace KrSim {
+namespace {
+
+using detail::ObjectMap;
+
+constexpr Kr::GuardTexts kCreate{Kr::eLogLevel::kWarn, "KrExtensionFactory: fatal error while creating %s [%s]\n",
+                                 "KrExtensionFactory: unhandled exception while creating %s\n"};
+
+/// A registered type.
+struct Record : KrExtensionFactory::TypeDescription {
+    ObjectMap::Instances* instances;
+};
+using RecordPtr = std::shared_ptr<const Record>;
+
+struct Registry {
+    std::mutex mutex;  // guards the records; taken before that of the instance map
+    // Sorted by uuid. A tree, because each insertion into a sorted vector moves half of all the records.
+    std::map<KrUuid, RecordPtr> records;
+
+    static Registry& instance() {
+        static auto& registry = *new Registry;
+        return registry;
+    }
+
+    [[nodiscard]] RecordPtr find(const KrUuid& uuid) const {
+        const auto position = records.find(uuid);
+        return position != records.end() ? position->second : nullptr;
+    }
+
+    [[nodiscard]] RecordPtr findByName(const std::string& category, const std::string& name) const {
+        for (const auto& [uuid, record] : records) {
+            if (record->key.name == name && record->key.category == category) return record;
+        }
+        return nullptr;
+    }
+};
+
+bool hasNames(const KrFactoryKey& key) {
+    return !key.category.empty() && !key.name.empty();
+}
+
+/// The uuids under which the type of a key may be registered, in the order of trying.
+struct Candidates {
+    explicit Candidates(const KrFactoryKey& key) : first(key.completed().uuid) {
+        if (key.uuid.isNull() && hasNames(key)) {
+            second = KrUuid::createFromName(key.category + "_KrSimulatorModule_" + key.name);
+        }
+    }
+
+    /// With the registry locked.
+    [[nodiscard]] RecordPtr find(const Registry& registry) const {
+        RecordPtr record = first.isNull() ? nullptr : registry.find(first);
+        return record || second.isNull() ? record : registry.find(second);
+    }
+
+    KrUuid first;
+    KrUuid second;
+};
+
+RecordPtr findRecord(const KrFactoryKey& key) {
+    const Candidates candidates(key);
+    auto& registry = Registry::instance();
+    const std::lock_guard lock(registry.mutex);
+    return candidates.find(registry);
+}
+
+/// Tries one record after the other.
+class Creation {
+public:
+    /// \param find  answers the record to try, or null; called with the registry locked.
+    template <class Find>
+    bool tryRecord(const Find& find) {
+        auto& registry = Registry::instance();
+        {
+            const std::lock_guard lock(registry.mutex);
+            RecordPtr record = find(std::as_const(registry));
+            // What has failed once would only fail, and be reported, again.
+            if (!record || record == _record) return false;
+            _record = std::move(record);
+            // From here on the type cannot be withdrawn.
+            ObjectMap::instance().announce(*_record->instances);
+        }
+        KrExtension* made = nullptr;
+        Kr::callGuarded(
+            kCreate, [this] { return _record->key.toString(); }, [&] { made = _record->create(_record->key); });
+        _extension.reset(made);
+        ObjectMap::instance().add(*_record->instances, made);
+        return made != nullptr;
+    }
+
+    [[nodiscard]] Kr::KrSmartPtr<KrExtension> take() { return std::move(_extension); }
+
+private:
+    RecordPtr _record;
+    Kr::KrSmartPtr<KrExtension> _extension;
+};
+
+/// Knows when the static objects of the library are being destroyed.
+struct ShutdownNotice {
+    ShutdownNotice() = default;
+    ShutdownNotice(const ShutdownNotice&) = delete;
+    ShutdownNotice& operator=(const ShutdownNotice&) = delete;
+    ~ShutdownNotice() { hasBegun = true; }
+
+    static inline constinit std::atomic<bool> hasBegun{false};
+};
+const ShutdownNotice kShutdownNotice;
+
+/// A type to withdraw.
+struct Withdrawal {
+    KrUuid uuid;
+    const KrExtensionFactory::TypeDescription* description{nullptr};  // null takes whatever is registered
+
+    [[nodiscard]] bool isMeant(const Record& record) const {
+        return description == nullptr ||
+               (record.create == description->create && record.key.plugin == description->key.plugin);
+    }
+};
+
+bool withdraw(std::span<const Withdrawal> withdrawals) {
+    if (ShutdownNotice::hasBegun) return false;
+    auto& registry = Registry::instance();
+    std::vector<RecordPtr> withdrawn;
+    RecordPtr inUse;
+    std::size_t count = 0;
+    {
+        const std::lock_guard lock(registry.mutex);
+        for (const Withdrawal& each : withdrawals) {
+            RecordPtr record = registry.find(each.uuid);
+            if (!record || !each.isMeant(*record)) continue;
+            count = ObjectMap::instance().getCount(*record->instances);
+            if (count > 0) {
+                inUse = std::move(record);
+                break;
+            }
+            withdrawn.push_back(std::move(record));
+        }
+        if (!inUse) {
+            for (const RecordPtr& record : withdrawn)
+                registry.records.erase(record->key.uuid);
+        }
+    }
+    if (inUse) {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrExtensionFactory: %d objects still exist. Cannot unregister %s.\n",
+                       static_cast<int>(count), inUse->key.toString().c_str());
+        return false;
+    }
+    for (const RecordPtr& record : withdrawn) {
+        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: %s.%s is unregistered {%s}.\n",
+                       record->key.category.c_str(), record->key.name.c_str(), record->key.uuid.toString().c_str());
+    }
+    return true;
+}
+
+}  // namespace
+
+Kr::KrSmartPtr<KrExtension> KrExtensionFactory::create(const KrFactoryKey& key) {
+    Creation creation;
+    const auto byUuid = [&](const Registry& registry) { return registry.find(key.uuid); };
+    if (!key.uuid.isNull() && creation.tryRecord(byUuid)) return creation.take();
+
+    if (!key.plugin.empty()) {
+        auto& plugins = KrPluginSystem::KrPluginManager::instance();
+        if (!plugins.isLoaded(key.plugin)) plugins.load(key.plugin);
+        const Candidates candidates(key);
+        if (creation.tryRecord([&](const Registry& registry) { return candidates.find(registry); })) {
+            return creation.take();
+        }
+    }
+    const auto byName = [&](const Registry& registry) { return registry.findByName(key.category, key.name); };
+    if (hasNames(key) && creation.tryRecord(byName)) return creation.take();
+
+    // Types of editors, which content may hold and a simulator need not have.
+    if (key.name == "Folder" || key.name == "HierarchyView") return {};
+    if (key.plugin.empty()) {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrExtensionFactory: Unable to create %s, extension is not registered.\n",
+                       key.toString().c_str());
+    } else {
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrExtensionFactory: Unable to create %s, '%s'.krp does not contain the extension.\n",
+                       key.toString().c_str(), key.plugin.c_str());
+    }
+    return {};
+}
+
+Kr::KrArray<KrExtension*> KrExtensionFactory::getInstances(const KrFactoryKey& key) {
+    const RecordPtr record = findRecord(key);
+    return record ? ObjectMap::instance().getAll(*record->instances) : Kr::KrArray<KrExtension*>();
+}
+
+bool KrExtensionFactory::isValid(const KrFactoryKey& key) {
+    return findRecord(key) != nullptr;
+}
+
+Kr::KrArray<KrFactoryKey> KrExtensionFactory::getAvailableTypes(eType kind) {
+    auto& registry = Registry::instance();
+    const std::lock_guard lock(registry.mutex);
+    Kr::KrArray<KrFactoryKey> keys;
+    for (const auto& [uuid, record] : registry.records) {
+        if (record->kind == kind) keys.append(record->key);
+    }
+    return keys;
+}
+
+bool KrExtensionFactory::unregisterType(const KrFactoryKey& key) {
+    const Withdrawal withdrawal{.uuid = key.completed().uuid};
+    return withdraw({&withdrawal, 1});
+}
+
+bool KrExtensionFactory::_registerType(const KrFactoryKey& key, CreateFunction create, PrepareFunction prepare,
+                                       eType kind, const std::type_info& type) {
+    const TypeDescription description{key, create, prepare, kind, &type};
+    return _registerTypes({&description, 1});
+}
+
+bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) {
+    std::vector<RecordPtr> records;
+    records.reserve(types.size());
+    for (const TypeDescription& each : types) {
+        auto record = std::make_shared<Record>(Record{each, nullptr});
+        record->key = each.key.completed();
+        if (record->key.isNull() || !hasNames(record->key)) {
+            Kr::logMessage(
+                Kr::eLogLevel::kWarn,
+                "KrExtensionFactory: The factory key for '%s' is incomplete. Cannot register the type to the "
+                "factory.\n",
+                Kr::getTypeName(*each.type).c_str());
+            return false;
+        }
+        record->instances = &ObjectMap::instance().getList(record->key.uuid);
+        records.push_back(std::move(record));
+    }
+
+    auto& registry = Registry::instance();
+    RecordPtr existing;
+    std::size_t count = 0;
+    {
+        const std::lock_guard lock(registry.mutex);
+        for (; count < records.size(); ++count) {
+            const auto [position, isNew] = registry.records.try_emplace(records[count]->key.uuid, records[count]);
+            if (isNew) continue;
+            existing = position->second;
+            for (std::size_t index = 0; index < count; ++index)
+                registry.records.erase(records[index]->key.uuid);
+            break;
+        }
+    }
+    if (existing) {
+        const KrFactoryKey& key = records[count]->key;
+        Kr::logMessage(
+            Kr::eLogLevel::kWarn,
+            "KrExtensionFactory: {%s} already registered for %s.%s. Cannot register again with the same uuid "
+            "(%s.%s).\n",
+            key.uuid.toString().c_str(), existing->key.category.c_str(), existing->key.name.c_str(),
+            key.category.c_str(), key.name.c_str());
+        return false;
+    }
+    for (const RecordPtr& record : records) {
+        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: Registering %s.\n", record->key.toString().c_str());
+    }
+    return true;
+}
+
+bool KrExtensionFactory::_unregisterTypes(std::span<const TypeDescription> types) {
+    std::vector<Withdrawal> withdrawals;
+    withdrawals.reserve(types.size());
+    for (const TypeDescription& each : types)
+        withdrawals.push_back({each.key.completed().uuid, &each});
+    return withdraw(withdrawals);
+}
+
+KrExtensionFactory::PrepareFunction KrExtensionFactory::_getPrepareFunction(const KrFactoryKey& key) {
+    const RecordPtr record = findRecord(key);
+    return record ? record->prepare : nullptr;
+}
+
+void KrExtensionFactory::_onInstanceDestroyed(KrExtension& extension) noexcept {
+    ObjectMap::instance().remove(extension);
+}
+
+}  // namespace KrSim

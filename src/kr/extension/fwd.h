@@ -1,0 +1,25 @@
+#pragma once
+
+#include "kr/core/fwd.h"
+
+namespace Kr {
+class KrInputOutputContainer;
+}  // namespace Kr
+
+namespace KrSim::detail {
+class ObjectMap;
+}  // namespace KrSim::detail
+
+namespace KrSim {
+class IObject;
+class KrCloneMap;
+class KrExtensionFactory;
+class KrExtensionHashMap;
+class KrExtensionState;
+class KrFactoryKey;
+class KrObject;
+class KrSimulationState;
+class KrVersioningRegistry;
+template <class T>
+class KrSmartInterface;
+}  // namespace KrSim

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+
+#include "kr/extension/i_extension.h"
+#include "kr/platform/array.h"
+#include "kr/platform/export.h"
+
+namespace KrSim {
+
+/// The implementation half of an object: decides which extensions the object holds and hears of them.
+///
+/// Everything else is as in IExtension. An extension hears onAddToOwner before the object hears onExtensionAdded; the
+/// object hears onExtensionRemoved before the extension hears onRemoveFromOwner.
+class KR_API IObject : public IExtension {
+public:
+    using Proxy = KrObject;
+
+    /// See IExtension.
+    IObject(KrObject* proxy, int version);
+    ~IObject() override;
+
+    // --- Callbacks, in slot order after those of IExtension --------------------------------------------------------
+    /// Whether the object takes this extension. Unless it is overridden it takes every one that is no object itself.
+    [[nodiscard]] virtual bool isCompatible(KrExtension* extension) const;
+    /// The answer is kept for later versions; true.
+    virtual bool onExtensionAdded(KrExtension* extension);
+    virtual void onExtensionRemoved(KrExtension* extension);
+    /// All that belongs below the object has been loaded.
+    virtual void buildHierarchy();
+
+    // --- The proxy; without one they do nothing and find nothing ---------------------------------------------------
+    /// See KrObject.
+    bool add(const KrSmartInterface<IExtension>& extension);
+    void remove(const KrSmartInterface<IExtension>& extension);
+    [[nodiscard]] KrExtension* findExtensionByName(const std::string& name, bool recursive) const;
+    [[nodiscard]] Kr::KrArray<KrExtension*> findExtensionsByKey(const KrFactoryKey& key, bool recursive) const;
+
+    [[nodiscard]] KrObject* _getObjectProxy() const noexcept { return _object; }
+
+private:
+    KrObject* _object;
+};
+
+}  // namespace KrSim

@@ -1,0 +1,154 @@
+#include "kr/extension/input_output_container.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kr/core/connection_base.h"
+#include "kr/core/id.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/internal/extension_guards.h"
+
+namespace Kr {
+
+using namespace Kr::literals;
+
+KrInputOutputContainer::NameField::NameField(KrSim::KrExtension& owner, KrData::Container* parent)
+    : Field("Name"_id), _owner(owner) {
+    _attachTo(parent);
+    // Without this a name that nobody observes would not be heard of.
+    _setAlwaysCallObservers(*this, true);
+}
+
+KrInputOutputContainer::NameField::~NameField() {
+    _detachFromEverything();
+}
+
+void KrInputOutputContainer::NameField::_notifyChanged(const KrData::FieldBase& changed) const {
+    // A subscriber that hears of the new name may drop the last holder of the extension.
+    const KrSmartPtr<KrSim::KrExtension> keep(_owner.getRefCount() > 0 ? &_owner : nullptr);
+    _owner._onNameFieldChanged();
+    Field::_notifyChanged(changed);
+}
+
+KrInputOutputContainer::KrInputOutputContainer(KrSim::KrExtension& owner)
+    : Container(KrID()),
+      _owner(owner),
+      _name(owner, this),
+      _inputs("Inputs"_id, this, KrData::Types::kInput),
+      _outputs("Outputs"_id, this, KrData::Types::kOutput),
+      _parameters("Parameters"_id, this, KrData::Types::kParameter),
+      _errors("Errors"_id, this),
+      _infos("Infos"_id, this) {
+    _isComplete = true;
+}
+
+KrInputOutputContainer::~KrInputOutputContainer() {
+    _detachFromEverything();
+    _connections.clear();
+}
+
+// --- Application and activation ------------------------------------------------------------------------------------
+
+void KrInputOutputContainer::_activate() {
+    if (_activationCount++ != 0) return;
+    // The fields first: without the mark no observer would hear of what onActive sets.
+    _setOwnerIsActive(true);
+    if (!_owner.hasImplementation()) return;
+    callGuarded(
+        KrSim::detail::kOnActive, [&] { return _owner.getName(); }, [&] { _owner.getImplementation()->onActive(); });
+}
+
+void KrInputOutputContainer::_deactivate() {
+    if (_activationCount == 0 || --_activationCount != 0) return;
+    _setOwnerIsActive(_isActiveInApplication());
+    if (!_owner.hasImplementation()) return;
+    callGuarded(
+        KrSim::detail::kOnInactive, [&] { return _owner.getName(); },
+        [&] { _owner.getImplementation()->onInactive(); });
+}
+
+void KrInputOutputContainer::_setApplicationContext(const KrSim::ApplicationContext& context) {
+    _context = context;
+    if (_isOwnerActive() != _isActiveInApplication()) _setOwnerIsActive(_isActiveInApplication());
+}
+
+bool KrInputOutputContainer::_isActiveInApplication() const noexcept {
+    return _activationCount > 0 || (_context.isValid() && !_context.isActivationTracked());
+}
+
+// --- Copying and loading -------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Values into the fields that are here; clones of the others, where they were saved.
+void loadGroup(KrData::Container& group, const KrData::Container& saved) {
+    for (std::size_t i = 0; i < saved.size(); ++i) {
+        const auto& source = saved[i];
+        const auto found = group.find(source.getID());
+        if (found != group.end()) {
+            (*found)->initializeFrom(source);
+        } else {
+            static_cast<void>(source.clone(&group));
+        }
+    }
+}
+
+void loadMessages(KrSim::KrMessageList& list, const KrData::FieldBase& saved) {
+    if (saved.isValid()) list.copyValue(saved);
+}
+
+}  // namespace
+
+void KrInputOutputContainer::_loadGroupsFrom(const KrData::Container& saved) {
+    for (auto* group : {&_inputs, &_outputs, &_parameters}) {
+        const auto& source = saved[group->getID()];
+        if (source.getDataType() != KrData::Types::kContainer) continue;
+        loadGroup(*group, static_cast<const KrData::Container&>(source));
+    }
+}
+
+void KrInputOutputContainer::_loadFrom(const KrData::Container& saved) {
+    const auto* name = saved[_name.getID()].as<std::string>();
+    if (name != nullptr && !name->getValue().empty()) _name.setValue(name->getValue());
+    _loadGroupsFrom(saved);
+    loadMessages(_errors, saved[_errors.getID()]);
+    loadMessages(_infos, saved[_infos.getID()]);
+}
+
+// --- Connections ---------------------------------------------------------------------------------------------------
+
+void KrInputOutputContainer::_ownConnection(std::unique_ptr<KrConnectionBase> connection) {
+    // Only where the list would grow, so that many connections cost no search each.
+    if (_connections.size() == _connections.capacity()) {
+        std::erase_if(_connections, [](const auto& each) { return !each->isValid(); });
+    }
+    if (connection) _connections.push_back(std::move(connection));
+}
+
+void KrInputOutputContainer::_release() {
+    _connections.clear();
+    _clearObservers();
+    _endConnections();
+}
+
+// --- The field -----------------------------------------------------------------------------------------------------
+
+bool KrInputOutputContainer::_mayRemove(std::size_t) const {
+    return false;
+}
+
+bool KrInputOutputContainer::_accepts(const KrData::FieldBase&) const {
+    return !_isComplete;
+}
+
+KrData::IFieldOwner* KrInputOutputContainer::_getFieldOwner() const {
+    return const_cast<KrInputOutputContainer*>(this);
+}
+
+void KrInputOutputContainer::_onOutputCountsChanged(int connectedDelta, int watchedDelta) {
+    _connectedOutputs += connectedDelta;
+    _watchedOutputs += watchedDelta;
+}
+
+}  // namespace Kr

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "kr/platform/guard.h"
+
+namespace KrSim::detail {
+
+// What is logged when a callback of an object throws. The first %s of each stands for both names and what is between
+// them, see nameWhileAdding() in object.cpp.
+
+inline constexpr Kr::GuardTexts kIsCompatible{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s'. [%s]\n",
+                                              "KrObject: unhandled exception in '%s'.\n"};
+inline constexpr Kr::GuardTexts kOnExtensionChanged{Kr::eLogLevel::kDebug, "KrObject: fatal error in '%s'. [%s]\n",
+                                                    "KrObject: unhandled exception in '%s'.\n"};
+inline constexpr Kr::GuardTexts kObjectListener{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s' listener [%s]\n",
+                                                "KrObject: unhandled exception in '%s' listener\n"};
+
+}  // namespace KrSim::detail

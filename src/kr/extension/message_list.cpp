@@ -1,0 +1,89 @@
+#include "kr/extension/message_list.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace KrSim {
+
+KrMessageList::KrMessageList(const Kr::KrID& id, KrData::Container* parent) : Vector(id, nullptr) {
+    _attachTo(parent);
+}
+
+KrMessageList::~KrMessageList() {
+    _detachFromEverything();
+}
+
+// Observers hear of every change after the lock is released.
+
+bool KrMessageList::addMessage(const std::string& message) {
+    if (message.empty()) return false;
+    std::size_t index = 0;
+    {
+        const std::lock_guard lock(_mutex);
+        auto& items = _getItems();
+        if (std::find(items.begin(), items.end(), message) != items.end()) return false;
+        index = items.size();
+        items.push_back(message);
+    }
+    _itemsChanged(index, index);
+    return true;
+}
+
+bool KrMessageList::removeMessage(std::size_t index) {
+    std::size_t last = 0;
+    {
+        const std::lock_guard lock(_mutex);
+        auto& items = _getItems();
+        if (index >= items.size()) return false;
+        items.erase(items.begin() + static_cast<std::ptrdiff_t>(index));
+        last = items.size();
+    }
+    _itemsChanged(index, last);
+    return true;
+}
+
+bool KrMessageList::removeMessage(const std::string& message) {
+    std::size_t index = 0;
+    std::size_t last = 0;
+    {
+        const std::lock_guard lock(_mutex);
+        auto& items = _getItems();
+        const auto found = std::find(items.begin(), items.end(), message);
+        if (found == items.end()) return false;
+        index = static_cast<std::size_t>(found - items.begin());
+        items.erase(found);
+        last = items.size();
+    }
+    _itemsChanged(index, last);
+    return true;
+}
+
+void KrMessageList::clearMessages() {
+    std::vector<std::string> gone;
+    {
+        const std::lock_guard lock(_mutex);
+        _getItems().swap(gone);
+    }
+    if (!gone.empty()) _itemsChanged(0, gone.size() - 1);
+}
+
+std::size_t KrMessageList::getMessageCount() const {
+    const std::lock_guard lock(_mutex);
+    return getItems().size();
+}
+
+const std::string& KrMessageList::getMessage(std::size_t index) const {
+    static const auto& none = *new std::string;
+    const std::lock_guard lock(_mutex);
+    return index < getItems().size() ? getItems()[index] : none;
+}
+
+std::string KrMessageList::joinMessages(std::string_view prefix) const {
+    std::string text;
+    const std::lock_guard lock(_mutex);
+    for (const auto& message : getItems())
+        text.append(prefix).append(message).append(1, '\n');
+    return text;
+}
+
+}  // namespace KrSim

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "kr/data/vector.h"
+#include "kr/platform/export.h"
+
+namespace KrSim {
+
+/// The errors or the infos of an extension: a vector field of messages, no two of them equal, that any thread may add
+/// to and take from.
+///
+/// Thread: the operations of this class, from any thread; observers of the vector run on the thread that changes it,
+/// without a lock. The operations of the vector itself, the application thread, while no other thread uses the list.
+class KR_API KrMessageList final : public KrData::Vector<std::string> {
+public:
+    KrMessageList(const Kr::KrID& id, KrData::Container* parent);
+    ~KrMessageList() override;
+
+    /// False, and nothing changes, for an empty message and for one that is there already.
+    bool addMessage(const std::string& message);
+    /// False when there is none.
+    bool removeMessage(std::size_t index);
+    bool removeMessage(const std::string& message);
+    void clearMessages();
+
+    [[nodiscard]] std::size_t getMessageCount() const;
+    /// A shared empty text past the end. The reference is good until the list changes: where other threads add
+    /// messages, use joinMessages.
+    [[nodiscard]] const std::string& getMessage(std::size_t index) const;
+    /// All messages, each between `prefix` and a line feed.
+    [[nodiscard]] std::string joinMessages(std::string_view prefix) const;
+
+private:
+    mutable std::mutex _mutex;  // guards the items
+};
+
+}  // namespace KrSim

@@ -1,0 +1,435 @@
+#include "kr/extension/object.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "kr/extension/extension_state.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/object_guards.h"
+#include "kr/platform/log.h"
+#include "kr/platform/weak_ptr.h"
+
+namespace KrSim {
+
+namespace {
+
+class UnknownObject final : public IObject {
+public:
+    explicit UnknownObject(KrObject* proxy) : IObject(proxy, kNoImplementationVersion) {}
+};
+
+void logDebug(const char* format, const KrExtension& extension, const KrObject& object) {
+    Kr::logMessage(Kr::eLogLevel::kDebug, format, extension.getName().c_str(), object.getName().c_str());
+}
+
+/// "Car' isCompatible while adding 'Wheel", for the quoted place in a text of the guards.
+std::string nameWhile(const KrObject& object, const char* what, const KrExtension& extension) {
+    return object.getName() + "' " + what + " '" + extension.getName();
+}
+
+bool holds(const KrExtension& holder, const KrExtension& extension) {
+    for (const KrExtension* above = &extension; above != nullptr; above = above->getOwner()) {
+        if (above == &holder) return true;
+    }
+    return false;
+}
+
+KrObject* asObject(KrExtension* extension) {
+    return extension != nullptr && extension->isOfClassType(KrObject::getClassType())
+               ? static_cast<KrObject*>(extension)
+               : nullptr;
+}
+
+/// Keeps an object alive during callbacks; one that nobody holds, on the stack say, stays as it is.
+Kr::KrSmartPtr<KrObject> keepAlive(KrObject& object) {
+    return Kr::KrSmartPtr<KrObject>(object.getRefCount() > 0 ? &object : nullptr);
+}
+
+}  // namespace
+
+KrObject::Listener::~Listener() = default;
+void KrObject::Listener::onExtensionAdded(KrObject*, KrExtension*) {}
+void KrObject::Listener::onExtensionRemoved(KrObject*, KrExtension*) {}
+
+KrObject::KrObject() = default;
+
+KrObject::~KrObject() {
+    // The extensions that others hold live on without an owner.
+    for (const auto& extension : _getExtensions()) {
+        extension->_setOwner(nullptr);
+        extension->_setApplicationContext({});
+        auto* child = asObject(extension.get());
+        for (std::size_t i = 0; child != nullptr && i < _listeners.size(); ++i) {
+            if (_listeners[i]->isRecursive()) child->unregisterListener(_listeners[i]);
+        }
+    }
+    _extensions.clear();
+}
+
+bool KrObject::_isBusy() const {
+    return getFieldsContainer().getApplicationContext().isBusy();
+}
+
+void KrObject::_createUnknownImplementation() {
+    static_cast<void>(new UnknownObject(this));
+    _setUnknownPlaceholder();
+}
+
+IObject* KrObject::getObjectImplementation() const noexcept {
+    return getImplementationAs<IObject>();
+}
+
+void KrObject::_setApplicationContext(const ApplicationContext& context) {
+    KrExtension::_setApplicationContext(context);
+    for (const auto& extension : _getExtensions())
+        extension->_setApplicationContext(context);
+}
+
+// --- Adding --------------------------------------------------------------------------------------------------------
+
+bool KrObject::_isCompatible(KrExtension* extension) const {
+    const auto* implementation = getObjectImplementation();
+    if (implementation == nullptr || !extension->hasImplementation()) return true;
+    bool answer = false;
+    Kr::callGuarded(
+        detail::kIsCompatible, [&] { return nameWhile(*this, "isCompatible while adding", *extension); },
+        [&] { answer = implementation->isCompatible(extension); });
+    return answer;
+}
+
+bool KrObject::_mayAdd(KrExtension* extension) const {
+    if (extension == nullptr) return false;
+    const auto* owner = extension->getOwner();
+    if (owner != nullptr && owner != this) {
+        Kr::logMessage(Kr::eLogLevel::kDebug, "KrObject: Can't add '%s' to '%s' because it already in '%s'\n",
+                       extension->getName().c_str(), getName().c_str(), owner->getName().c_str());
+        return false;
+    }
+    if (extension->_isSimulatorModule()) {
+        logDebug("KrObject: Cannot add a ISimulatorModule '%s' to '%s'.\n", *extension, *this);
+        return false;
+    }
+    if (owner == this) {
+        logDebug("KrObject: '%s' already in '%s'\n", *extension, *this);
+        return false;
+    }
+    if (holds(*extension, *this)) {
+        logDebug("KrObject: Can't add '%s' to '%s' because it would hold itself\n", *extension, *this);
+        return false;
+    }
+    return _isCompatible(extension);
+}
+
+bool KrObject::add(KrExtension* extension) {
+    if (!_mayAdd(extension)) return false;
+    if (_isBusy()) {
+        const bool isQueued = getFieldsContainer().getApplicationContext().executeLater(
+            [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
+                if (const auto object = weak.lock()) object->_addExtension(held.get());
+            });
+        if (isQueued) return true;  // otherwise the application has ended, and nobody is in the way any more
+    }
+    _addExtension(extension);
+    return true;
+}
+
+bool KrObject::add(const KrSmartInterface<IExtension>& extension) {
+    return add(extension.getExtension());
+}
+
+void KrObject::_addExtension(KrExtension* extension) {
+    if (extension->getOwner() != nullptr || holds(*extension, *this) || !_isCompatible(extension)) {
+        if (!hasName()) _setDefaultName();
+        if (!extension->hasName()) extension->_setDefaultName();
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrObject: Adding '%s' to '%s' has failed.\n",
+                       extension->getName().c_str(), getName().c_str());
+        return;
+    }
+    _setContextAndAdd(extension);
+}
+
+void KrObject::_setContextAndAdd(KrExtension* extension) {
+    const Kr::KrSmartPtr<KrExtension> held(extension);
+    extension->_setApplicationContext(getFieldsContainer().getApplicationContext());
+    _addExtensionToList(extension);
+}
+
+void KrObject::_insert(KrExtension* extension) {
+    extension->_ensureName();
+    std::string name;
+    {
+        const std::lock_guard lock(_listMutex);
+        name = _names.add(extension->getName());
+    }
+    // It does not belong here yet, so this is not heard as a renaming.
+    extension->setName(name.c_str());
+
+    const std::lock_guard lock(_listMutex);
+    auto position = _nextPosition;
+    const auto saved = _savedPositions.find(extension->getContentID().getRuntimeID());
+    if (saved != _savedPositions.end()) {
+        position = saved->second;
+        _savedPositions.erase(saved);
+    }
+    auto place = _extensions.end();
+    if (position < _nextPosition) {
+        place = std::upper_bound(_extensions.begin(), _extensions.end(), position,
+                                 [](std::uint64_t wanted, const Entry& entry) { return wanted < entry.position; });
+    } else {
+        _nextPosition = position + 1;
+    }
+    extension->_setPosition(position);
+    _extensions.insert(place, Entry{position, Kr::KrSmartPtr<KrExtension>(extension)});
+}
+
+void KrObject::_addExtensionToList(KrExtension* extension) {
+    const auto self = keepAlive(*this);
+    const Kr::KrSmartPtr<KrExtension> held(extension);
+    _insert(extension);
+    extension->_setOwner(this);
+    // Each callback may take the extension out again; then nobody else hears of it.
+    if (auto* implementation = getObjectImplementation(); implementation != nullptr && extension->getOwner() == this) {
+        Kr::callGuarded(
+            detail::kOnExtensionChanged, [&] { return nameWhile(*this, "onExtensionAdded while adding", *extension); },
+            [&] { implementation->onExtensionAdded(extension); });
+    }
+    if (extension->getOwner() != this) return;
+    _tellListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
+                   [&](Listener& listener) {
+                       if (auto* child = asObject(extension)) child->registerListener(&listener);
+                   });
+}
+
+void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& before) {
+    if (_isRenaming) return;
+    std::string name;
+    {
+        const std::lock_guard lock(_listMutex);
+        _names.remove(before);
+        name = _names.add(extension.getName());
+    }
+    if (name == extension.getName()) return;
+    _isRenaming = true;
+    extension.setName(name.c_str());
+    _isRenaming = false;
+}
+
+// --- Removing ------------------------------------------------------------------------------------------------------
+
+void KrObject::remove(KrExtension* extension) {
+    if (extension == nullptr || extension->getOwner() != this) return;
+    if (_isBusy()) {
+        const bool isQueued = getFieldsContainer().getApplicationContext().executeLater(
+            [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
+                const auto object = weak.lock();
+                if (object && held->getOwner() == object.get()) object->_removeExtension(held.get());
+            });
+        if (isQueued) return;
+    }
+    _removeExtension(extension);
+}
+
+void KrObject::remove(const KrSmartInterface<IExtension>& extension) {
+    remove(extension.getExtension());
+}
+
+Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
+    const std::lock_guard lock(_listMutex);
+    auto place = std::lower_bound(_extensions.begin(), _extensions.end(), extension->_getPosition(),
+                                  [](const Entry& entry, std::uint64_t wanted) { return entry.position < wanted; });
+    // Positions from damaged content may be there twice.
+    while (place != _extensions.end() && place->extension.get() != extension)
+        ++place;
+    if (place == _extensions.end()) return {};
+    _names.remove(extension->getName());
+    auto held = std::move(place->extension);
+    _extensions.erase(place);
+    return held;
+}
+
+void KrObject::_removeExtension(KrExtension* extension) {
+    const auto self = keepAlive(*this);
+    const Kr::KrSmartPtr<KrExtension> held(extension);  // let go last: it may die then
+    if (auto* implementation = getObjectImplementation()) {
+        Kr::callGuarded(
+            detail::kOnExtensionChanged,
+            [&] { return nameWhile(*this, "onExtensionRemoved while removing", *extension); },
+            [&] { implementation->onExtensionRemoved(extension); });
+    }
+    if (extension->getOwner() != this) return;  // a callback was quicker
+    extension->_setOwner(nullptr);
+    extension->_setApplicationContext({});
+    const auto taken = _takeFromList(extension);
+    _tellListeners([&](Listener& listener) { listener.onExtensionRemoved(this, extension); },
+                   [&](Listener& listener) {
+                       if (auto* child = asObject(extension)) child->unregisterListener(&listener);
+                   });
+}
+
+// --- Listeners -----------------------------------------------------------------------------------------------------
+
+template <class Tell, class IfRecursive>
+void KrObject::_tellListeners(const Tell& tell, const IfRecursive& ifRecursive) {
+    std::vector<Listener*> told;
+    {
+        const std::lock_guard lock(_listenerMutex);
+        if (_listeners.empty()) return;
+        told = _listeners;
+    }
+    const auto isStillThere = [this](const Listener* listener) {
+        const std::lock_guard lock(_listenerMutex);
+        return std::find(_listeners.begin(), _listeners.end(), listener) != _listeners.end();
+    };
+    for (auto* listener : told) {
+        if (!isStillThere(listener)) continue;
+        Kr::callGuarded(
+            detail::kObjectListener, [this] { return getName(); }, [&] { tell(*listener); });
+        if (isStillThere(listener) && listener->isRecursive()) ifRecursive(*listener);
+    }
+}
+
+void KrObject::registerListener(Listener* listener) {
+    if (listener == nullptr) return;
+    {
+        const std::lock_guard lock(_listenerMutex);
+        if (std::find(_listeners.begin(), _listeners.end(), listener) != _listeners.end()) return;
+        _listeners.push_back(listener);
+    }
+    if (!listener->isRecursive()) return;
+    for (const auto& extension : _getExtensions()) {
+        if (auto* child = asObject(extension.get())) child->registerListener(listener);
+    }
+}
+
+void KrObject::unregisterListener(Listener* listener) {
+    {
+        const std::lock_guard lock(_listenerMutex);
+        if (std::erase(_listeners, listener) == 0) return;
+    }
+    if (!listener->isRecursive()) return;
+    for (const auto& extension : _getExtensions()) {
+        if (auto* child = asObject(extension.get())) child->unregisterListener(listener);
+    }
+}
+
+// --- Access --------------------------------------------------------------------------------------------------------
+
+std::vector<Kr::KrSmartPtr<KrExtension>> KrObject::_getExtensions() const {
+    std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
+    const std::lock_guard lock(_listMutex);
+    extensions.reserve(_extensions.size());
+    for (const auto& entry : _extensions)
+        extensions.push_back(entry.extension);
+    return extensions;
+}
+
+std::size_t KrObject::getExtensionCount() const {
+    const std::lock_guard lock(_listMutex);
+    return _extensions.size();
+}
+
+KrExtension* KrObject::getExtension(std::size_t index) const {
+    const std::lock_guard lock(_listMutex);
+    return index < _extensions.size() ? _extensions[index].extension.get() : nullptr;
+}
+
+KrExtension* KrObject::findExtensionByName(const std::string& name, bool recursive) const {
+    const auto extensions = _getExtensions();
+    for (const auto& extension : extensions) {
+        if (extension->getName() == name) return extension.get();
+    }
+    if (!recursive) return nullptr;
+    for (const auto& extension : extensions) {
+        const auto* child = asObject(extension.get());
+        if (auto* found = child != nullptr ? child->findExtensionByName(name, true) : nullptr) return found;
+    }
+    return nullptr;
+}
+
+namespace {
+
+void collectByUuid(const KrObject& object, const KrUuid& uuid, bool recursive, Kr::KrArray<KrExtension*>& found) {
+    for (const auto& extension : object._getExtensions()) {
+        if (extension->getCreationKey().uuid == uuid) found.append(extension.get());
+        const auto* child = recursive ? asObject(extension.get()) : nullptr;
+        if (child != nullptr) collectByUuid(*child, uuid, true, found);
+    }
+}
+
+/// The type of high-level interfaces.
+const KrUuid& vhlInterfaceUuid() {
+    static const KrUuid uuid("51A92D19-ABCB-41FD-AE79-7F1EAAFDCE47");
+    return uuid;
+}
+
+}  // namespace
+
+Kr::KrArray<KrExtension*> KrObject::findExtensionsByKey(const KrFactoryKey& key, bool recursive) const {
+    Kr::KrArray<KrExtension*> found;
+    const auto uuid = key.completed().uuid;
+    if (!uuid.isNull()) collectByUuid(*this, uuid, recursive, found);
+    return found;
+}
+
+Kr::KrArray<KrExtension*> KrObject::getAllVHLInterfaces() const {
+    Kr::KrArray<KrExtension*> found;
+    collectByUuid(*this, vhlInterfaceUuid(), false, found);
+    return found;
+}
+
+std::size_t KrObject::getVHLInterfaceCount() const {
+    return getAllVHLInterfaces().size();
+}
+
+KrExtension* KrObject::getVHLInterface(std::size_t index) const {
+    const auto all = getAllVHLInterfaces();
+    return index < all.size() ? all[index] : nullptr;
+}
+
+KrExtension* KrObject::findInterface(const std::string& name) const {
+    for (auto* extension : getAllVHLInterfaces()) {
+        if (extension->getName() == name) return extension;
+    }
+    Kr::logMessage(Kr::eLogLevel::kDebug, "KrObject::findInterface did not find '%s' in '%s'\n", name.c_str(),
+                   getName().c_str());
+    return nullptr;
+}
+
+// --- Messages and states of the whole tree -------------------------------------------------------------------------
+
+std::string KrObject::getAllErrors(bool recursive) const {
+    auto text = KrExtension::getAllErrors(recursive);
+    for (const auto& extension : _getExtensions())
+        text += extension->getAllErrors(recursive);
+    return text;
+}
+
+std::string KrObject::getAllInfos(bool recursive) const {
+    auto text = KrExtension::getAllInfos(recursive);
+    for (const auto& extension : _getExtensions())
+        text += extension->getAllInfos(recursive);
+    return text;
+}
+
+bool KrObject::hasError(bool recursive) const {
+    if (KrExtension::hasError(recursive)) return true;
+    const auto extensions = _getExtensions();
+    return std::any_of(extensions.begin(), extensions.end(),
+                       [&](const auto& extension) { return extension->hasError(recursive); });
+}
+
+bool KrObject::hasInfo(bool recursive) const {
+    if (KrExtension::hasInfo(recursive)) return true;
+    const auto extensions = _getExtensions();
+    return std::any_of(extensions.begin(), extensions.end(),
+                       [&](const auto& extension) { return extension->hasInfo(recursive); });
+}
+
+void KrObject::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
+    KrExtension::fillSimulationState(state);
+    for (const auto& extension : _getExtensions())
+        extension->fillSimulationState(state);
+}
+
+}  // namespace KrSim

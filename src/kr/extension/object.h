@@ -1,0 +1,195 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kr/content/content_id.h"
+#include "kr/content/content_reference.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/i_object.h"
+#include "kr/extension/smart_interface.h"
+#include "kr/platform/array.h"
+#include "kr/platform/export.h"
+#include "kr/platform/fixed_string.h"
+#include "kr/platform/unique_names.h"
+
+namespace KrSim {
+
+/// An extension that holds others: its components and child objects. Objects form the tree of content.
+///
+/// An object is a definition, which is content of its own, or an instance of one: a placement that follows its
+/// definition (sync) and keeps only the values of fields that are marked as its own (setInstanceData).
+/// docs/objects.md has the whole picture.
+///
+/// Thread: the application thread. add and remove may be called from any thread while the application runs: they are
+/// done later, on its thread, and so they are while it updates its modules.
+/// Ownership: an object holds its extensions. A tree some ten thousand levels deep exhausts the stack when it dies.
+class KR_API KrObject : public KrExtension {
+    KR_BASE_CLASS(KrObject, KrExtension)
+
+    class Listener;
+    struct InstanceDataItem;
+
+    KrObject();
+    ~KrObject() override;
+
+    // --- Adding and removing ---------------------------------------------------------------------------------------
+    /// Adds an extension that belongs to no object yet, and makes its name unique here. False, with a debug line, when
+    /// it belongs to an object, is a module, or holds this object; false when this object is not made for it. While the
+    /// object is busy it answers true, and the rules are asked again when the addition is done.
+    bool add(KrExtension* extension);
+    bool add(const KrSmartInterface<IExtension>& extension);
+    /// Nothing happens when it is not here.
+    void remove(KrExtension* extension);
+    void remove(const KrSmartInterface<IExtension>& extension);
+
+    // --- Access ----------------------------------------------------------------------------------------------------
+    [[nodiscard]] std::size_t getExtensionCount() const;
+    /// In the order of positions; null past the end. Borrowed.
+    [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
+    /// The first with this name, or null. The own ones come before those of child objects.
+    [[nodiscard]] KrExtension* findExtensionByName(const std::string& name, bool recursive) const;
+    /// All whose type has the uuid of this key.
+    [[nodiscard]] Kr::KrArray<KrExtension*> findExtensionsByKey(const KrFactoryKey& key, bool recursive) const;
+    /// The high-level interfaces among the extensions.
+    [[nodiscard]] std::size_t getVHLInterfaceCount() const;
+    [[nodiscard]] KrExtension* getVHLInterface(std::size_t index) const;
+    [[nodiscard]] Kr::KrArray<KrExtension*> getAllVHLInterfaces() const;
+    /// One of them by name; null, with a debug line, when there is none.
+    [[nodiscard]] KrExtension* findInterface(const std::string& name) const;
+    /// The implementation as IObject; null when there is none.
+    [[nodiscard]] IObject* getObjectImplementation() const noexcept;
+
+    /// Registering twice is registering once. The listener is borrowed: unregister it before it dies. A recursive one
+    /// is registered on all child objects, too, those that come later included.
+    void registerListener(Listener* listener);
+    void unregisterListener(Listener* listener);
+
+    // --- Definitions and instances ---------------------------------------------------------------------------------
+    /// An instance of this definition, brought in line with it. Null, with an error, for an instance, for an ID that
+    /// registered content carries, and when the type makes something that is no object.
+    [[nodiscard]] Kr::KrSmartPtr<KrObject> instantiate();
+    [[nodiscard]] Kr::KrSmartPtr<KrObject> instantiate(const KrContentID& id);
+    /// Makes this instance like its definition, but for its own values. Extensions that the definition has no more go;
+    /// where they held own values, a lost extension stays in their place and keeps these. Extensions that were added to
+    /// the instance by hand stay. False for a definition and while the definition is not there; false, with an error,
+    /// while the object is busy.
+    bool sync();
+    /// Makes this an instance of another definition. Errors for null, for an instance, and when this is no instance.
+    void replaceDefinition(KrObject* definition);
+    [[nodiscard]] bool isInstance() const { return !_definition.isEmpty(); }
+    /// Null for a definition, and while the definition is not there.
+    [[nodiscard]] KrObject* getDefinition() const;
+    [[nodiscard]] const KrContentReference& getDefinitionReference() const noexcept { return _definition; }
+    /// Marks the value of a field as an instance's own, so that sync leaves it. The mark is saved with the field.
+    static void setInstanceData(const KrData::FieldBase& field);
+    [[nodiscard]] static bool isInstanceData(const KrData::FieldBase& field);
+    /// The file that the definition was loaded from.
+    [[nodiscard]] const Kr::KrString<512>& getDefinitionFileName() const noexcept { return _definitionFileName; }
+    void _setDefinitionFileName(const Kr::KrString<512>& name) { _definitionFileName = name; }
+
+    // --- The extension ---------------------------------------------------------------------------------------------
+    using KrExtension::clone;
+    void fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const override;
+    [[nodiscard]] std::string getAllErrors(bool recursive = true) const override;
+    [[nodiscard]] bool hasError(bool recursive = true) const override;
+    [[nodiscard]] bool hasInfo(bool recursive = true) const override;
+    [[nodiscard]] std::string getAllInfos(bool recursive = true) const override;
+
+    // --- For the framework -----------------------------------------------------------------------------------------
+    /// Whether changes must wait for the application: it runs, and updates its modules or has another thread.
+    [[nodiscard]] bool _isBusy() const;
+    [[nodiscard]] bool _isCompatible(KrExtension* extension) const;
+    void _addExtension(KrExtension* extension);
+    void _addExtensionToList(KrExtension* extension);
+    void _removeExtension(KrExtension* extension);
+    /// Called by an extension of this object that has a new name.
+    void _onExtensionRenamed(KrExtension& extension, const std::string& before);
+    /// New content IDs for this object and all below it.
+    void _regenerateIDs();
+    void _setContentID(const KrContentID& id) override;
+    void _copyTo(KrExtension* target, bool copyFields) const override;
+    Kr::KrSmartPtr<KrExtension> _clone(const KrCloneRequest& request) const override;
+    void _createUnknownImplementation() override;
+    void _setApplicationContext(const ApplicationContext& context) override;
+    /// Strong holders of the extensions, in order.
+    [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> _getExtensions() const;
+
+    /// The own values of this instance and of all below it.
+    [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
+    /// Puts own values back where their extensions are, by runtime ID, else by raw ID; answers the others.
+    [[nodiscard]] std::vector<InstanceDataItem> _restoreInternalInstanceData(std::vector<InstanceDataItem> items);
+    /// Keeps own values of extensions that are gone in placeholders of their names and IDs.
+    void _createLostExtensionsFromInternalInstanceData(std::vector<InstanceDataItem> items);
+
+protected:
+    [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
+
+private:
+    struct Entry {
+        std::uint64_t position;
+        Kr::KrSmartPtr<KrExtension> extension;
+    };
+    using Positions = std::unordered_map<KrContentID::Identifier, std::uint64_t>;
+
+    bool _mayAdd(KrExtension* extension) const;
+    void _insert(KrExtension* extension);
+    void _setContextAndAdd(KrExtension* extension);
+    Kr::KrSmartPtr<KrExtension> _takeFromList(KrExtension* extension);
+    template <class Tell, class IfRecursive>
+    void _tellListeners(const Tell& tell, const IfRecursive& ifRecursive);
+    [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
+    void _syncWith(const KrObject& definition, KrCloneMap& pairs);
+    void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
+    void _savePosition(const KrContentID& id, std::uint64_t position);
+
+    // Sorted by position; most extensions come at the end.
+    std::vector<Entry> _extensions;
+    std::uint64_t _nextPosition{0};
+    Positions _savedPositions;  // of extensions that will come back
+    StringUtils::UniqueNamesCollection _names;
+    mutable std::mutex _listMutex;  // guards the four above
+    std::vector<Listener*> _listeners;
+    std::mutex _listenerMutex;  // guards the listeners
+    Kr::KrString<512> _definitionFileName;
+    KrContentReference _definition;
+    bool _isRenaming{false};
+};
+
+/// Hears of extensions that come and go. Called on the thread that makes the change, without a lock; it may change the
+/// object and its listeners. One that throws is logged as a warning.
+class KR_API KrObject::Listener {
+public:
+    explicit Listener(bool recursive = false) noexcept : _isRecursive(recursive) {}
+    virtual ~Listener();
+    virtual void onExtensionAdded(KrObject* object, KrExtension* extension);
+    virtual void onExtensionRemoved(KrObject* object, KrExtension* extension);
+
+    [[nodiscard]] bool isRecursive() const noexcept { return _isRecursive; }
+
+private:
+    bool _isRecursive;
+};
+
+/// The own values of one extension of an instance.
+struct KR_API KrObject::InstanceDataItem {
+    InstanceDataItem();
+    InstanceDataItem(InstanceDataItem&&) noexcept;
+    InstanceDataItem& operator=(InstanceDataItem&&) noexcept;
+    ~InstanceDataItem();
+
+    KrContentID contentID;  ///< of the extension in the instance
+    std::string name;
+    KrFactoryKey key;
+    std::uint64_t position{0};
+    bool isObject{false};
+    /// "Inputs", "Outputs" and "Parameters" with the marked fields only; containers above a marked field come along.
+    std::unique_ptr<KrData::Container> fields;
+};
+
+}  // namespace KrSim

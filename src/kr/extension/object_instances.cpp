@@ -1,0 +1,404 @@
+// Copies of objects: clones, instances of definitions, and how instances follow them.
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "kr/data/container.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/platform/log.h"
+
+namespace KrSim {
+
+namespace {
+
+/// The metadata bit of fields whose value is the instance's own. Saved with content.
+constexpr auto kInstanceData = static_cast<KrData::eMetadata>(256);
+
+KrObject* asObject(KrExtension* extension) {
+    return extension != nullptr && extension->isOfClassType(KrObject::getClassType())
+               ? static_cast<KrObject*>(extension)
+               : nullptr;
+}
+
+bool isPlaced(const KrContentID& id) {
+    return !id.getParentInstances().empty();
+}
+
+}  // namespace
+
+// --- Cloning -------------------------------------------------------------------------------------------------------
+
+Kr::KrSmartPtr<KrObject> KrObject::_makeOfSameType(const char* errorFormat) const {
+    if (getCreationKey().isNull()) return Kr::makeSmart<KrObject>();
+    const auto made = KrExtensionFactory::create(getCreationKey());
+    if (!made) return Kr::makeSmart<KrObject>();
+    auto* object = asObject(made.get());
+    if (object == nullptr) {
+        Kr::logMessage(Kr::eLogLevel::kError, errorFormat, getCreationKey().toString().c_str());
+        return {};
+    }
+    // What the implementation puts into every new object comes with the copy of this one's content.
+    for (const auto& extension : object->_getExtensions())
+        object->_removeExtension(extension.get());
+    return Kr::KrSmartPtr<KrObject>(object);
+}
+
+Kr::KrSmartPtr<KrExtension> KrObject::_makeClone() const {
+    return _makeOfSameType("Trying to clone a KrObject to a KrExtension created by factory key: %s.\n");
+}
+
+Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) const {
+    auto own = request;
+    own.synchronize = false;  // not before its content is there
+    auto made = KrExtension::_clone(own);
+    auto* object = asObject(made.get());
+    if (object == nullptr) return made;
+    for (const auto& extension : _getExtensions()) {
+        auto below = request;
+        below.owner = object;
+        const auto& id = extension->getContentID();
+        if (isPlaced(request.contentID)) {
+            below.contentID = KrContentID::createFromParentInstance(request.contentID, id);
+        } else if (isPlaced(id)) {
+            below.contentID = id;
+            below.contentID.setParentID(request.contentID);
+        } else {
+            below.contentID = KrContentID::createUnique();
+        }
+        static_cast<void>(extension->_clone(below));
+    }
+    if (request.synchronize) made->_synchronizeImplementation(getImplementation());
+    return made;
+}
+
+void KrObject::_copyTo(KrExtension* target, bool copyFields) const {
+    KrExtension::_copyTo(target, copyFields);
+    auto* object = asObject(target);
+    if (object == nullptr) return;
+    object->_definitionFileName = _definitionFileName;
+    object->_definition = _definition;
+}
+
+void KrObject::_setContentID(const KrContentID& id) {
+    KrExtension::_setContentID(id);
+    for (const auto& extension : _getExtensions()) {
+        if (!isPlaced(extension->getContentID())) continue;
+        auto below = extension->getContentID();
+        below.setParentID(id);
+        extension->_setContentID(below);
+    }
+}
+
+void KrObject::_regenerateIDs() {
+    _setContentID(KrContentID::createUnique());
+    for (const auto& extension : _getExtensions()) {
+        if (isPlaced(extension->getContentID())) continue;  // went along with this one
+        if (auto* child = asObject(extension.get())) {
+            child->_regenerateIDs();
+        } else {
+            extension->_setContentID(KrContentID::createUnique());
+        }
+    }
+}
+
+// --- Instances -----------------------------------------------------------------------------------------------------
+
+KrObject* KrObject::getDefinition() const {
+    return asObject(_definition.get());
+}
+
+Kr::KrSmartPtr<KrObject> KrObject::instantiate() {
+    return instantiate(KrContentID::createUnique());
+}
+
+Kr::KrSmartPtr<KrObject> KrObject::instantiate(const KrContentID& id) {
+    if (isInstance()) {
+        Kr::logMessage(Kr::eLogLevel::kError, "KrObject: Trying to instantiate '%s' which is an object instance.\n",
+                       getName().c_str());
+        return {};
+    }
+    auto& registry = KrContentRegistry::instance();
+    if (registry.find(id) != nullptr) {
+        Kr::logMessage(Kr::eLogLevel::kError, "KrObject: Trying to instantiate '%s' with an id already used.\n",
+                       getName().c_str());
+        return {};
+    }
+    auto made = _makeOfSameType("Trying to instantiate a KrObject to a KrExtension created by factory key: %s.\n");
+    if (!made) return made;
+    if (!hasName()) _setDefaultName();
+    made->setName(getName().c_str());
+    made->_setCreationKey(getCreationKey());
+    registry.unregisterExtension(made.get());
+    made->_setContentID(id);
+    registry.registerExtension(made.get());
+    made->_definition.setTarget(this);
+    made->sync();
+    return made;
+}
+
+void KrObject::replaceDefinition(KrObject* definition) {
+    if (definition == nullptr) {
+        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: given object pointer is nullptr.\n");
+        return;
+    }
+    if (definition->isInstance()) {
+        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: given object is not a definition.\n");
+        return;
+    }
+    const auto& chain = getContentID().getParentInstances();
+    const bool isPlacement = !chain.empty() && asObject(KrContentRegistry::instance().find(chain.back())) != nullptr;
+    if (!isInstance() && !isPlacement) {
+        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: object is not an instance.\n");
+        return;
+    }
+    // sync saves the own values first and puts them back where raw IDs match.
+    _definition.setTarget(definition);
+    sync();
+}
+
+// --- Following the definition --------------------------------------------------------------------------------------
+
+namespace {
+
+/// Removes what the definition no longer has: fields made at run time that are not marked as own.
+void dropFields(KrData::Container& group, const KrData::Container& definition) {
+    std::vector<Kr::KrID> gone;
+    for (const auto* field : group) {
+        if (field->isDynamic() && definition.find(field->getID()) == definition.end() &&
+            !KrObject::isInstanceData(*field)) {
+            gone.push_back(field->getID());
+        }
+    }
+    for (const auto& id : gone)
+        group.removeField(id);
+}
+
+void followFields(KrExtension& instance, const KrExtension& definition) {
+    auto& fields = instance.getFieldsContainer();
+    const auto& source = definition.getFieldsContainer();
+    dropFields(fields.getInputs(), source.getInputs());
+    dropFields(fields.getOutputs(), source.getOutputs());
+    dropFields(fields.getParameters(), source.getParameters());
+    fields._loadGroupsFrom(source);
+}
+
+}  // namespace
+
+bool KrObject::sync() {
+    if (_isBusy()) {
+        Kr::logMessage(Kr::eLogLevel::kError,
+                       "KrObject::sync() was called in the wrong thread or when KrApplication is updating the "
+                       "modules.\n");
+        return false;
+    }
+    const auto held = _definition.lock();
+    const auto* definition = asObject(held.get());
+    if (definition == nullptr) return false;
+
+    const Kr::KrSmartPtr<KrObject> self(getRefCount() > 0 ? this : nullptr);
+    const Kr::KrSmartPtr<KrObject> owner(getOwner());
+    if (owner) {
+        // Whoever watches the owner sees the instance go and come back whole, in its place.
+        const auto position = _getPosition();
+        owner->_removeExtension(this);
+        owner->_savePosition(getContentID(), position);
+    }
+    auto own = _getInternalInstanceData();
+    KrCloneMap pairs;
+    _definitionFileName = definition->_definitionFileName;
+    _syncWith(*definition, pairs);
+    _createLostExtensionsFromInternalInstanceData(_restoreInternalInstanceData(std::move(own)));
+    pairs._copyConnections();
+    pairs._synchronizeImplementations();
+    if (owner) owner->_setContextAndAdd(this);
+    return true;
+}
+
+void KrObject::_savePosition(const KrContentID& id, std::uint64_t position) {
+    const std::lock_guard lock(_listMutex);
+    _savedPositions[id.getRuntimeID()] = position;
+}
+
+void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
+    followFields(*this, definition);
+    pairs.add(&definition, this);
+
+    std::unordered_map<KrContentID::Identifier, Kr::KrSmartPtr<KrExtension>> placed;  // what came from a definition
+    for (auto& extension : _getExtensions()) {
+        if (isPlaced(extension->getContentID())) placed.emplace(extension->getContentID().getRuntimeID(), extension);
+    }
+    const auto wanted = definition._getExtensions();
+    std::vector<Kr::KrSmartPtr<KrExtension>> existing;  // of each wanted one, or null
+    for (const auto& extension : wanted) {
+        const auto id = KrContentID::createFromParentInstance(getContentID(), extension->getContentID());
+        const auto found = placed.find(id.getRuntimeID());
+        const bool isSame = found != placed.end() && !found->second->_isUnknownPlaceholder() &&
+                            found->second->getCreationKey().uuid == extension->getCreationKey().uuid;
+        existing.push_back(isSame ? found->second : nullptr);
+        if (isSame) placed.erase(found);
+    }
+    for (const auto& [id, extension] : placed)
+        _removeExtension(extension.get());
+    for (std::size_t i = 0; i < wanted.size(); ++i)
+        _syncExtension(*wanted[i], pairs, existing[i].get());
+}
+
+void KrObject::_syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing) {
+    if (existing == nullptr) {
+        KrCloneRequest request;
+        request.contentID = KrContentID::createFromParentInstance(getContentID(), definition.getContentID());
+        request.owner = this;
+        request.clones = &pairs;
+        request.synchronize = false;
+        _savePosition(request.contentID, definition._getPosition());
+        static_cast<void>(definition._clone(request));
+        return;
+    }
+    if (!isInstanceData(existing->getFieldsContainer().getNameField())) {
+        existing->setName(definition.getName().c_str());
+    }
+    auto* object = asObject(existing);
+    const auto* definitionObject = asObject(&definition);
+    if (object != nullptr && definitionObject != nullptr) {
+        object->_syncWith(*definitionObject, pairs);
+    } else {
+        followFields(*existing, definition);
+        pairs.add(&definition, existing);
+    }
+}
+
+// --- Own values ----------------------------------------------------------------------------------------------------
+
+KrObject::InstanceDataItem::InstanceDataItem() = default;
+KrObject::InstanceDataItem::InstanceDataItem(InstanceDataItem&&) noexcept = default;
+KrObject::InstanceDataItem& KrObject::InstanceDataItem::operator=(InstanceDataItem&&) noexcept = default;
+KrObject::InstanceDataItem::~InstanceDataItem() = default;
+
+void KrObject::setInstanceData(const KrData::FieldBase& field) {
+    // A mark, not a value: it tells what becomes of the value.
+    const_cast<KrData::FieldBase&>(field).setMetadata(kInstanceData, true);
+}
+
+bool KrObject::isInstanceData(const KrData::FieldBase& field) {
+    return field.getMetadataAsBool(kInstanceData);
+}
+
+namespace {
+
+/// Copies of the marked fields, in containers like those above them. Null when there are none.
+std::unique_ptr<KrData::Container> copyMarked(const KrData::Container& source) {
+    std::unique_ptr<KrData::Container> copies;
+    const auto target = [&] {
+        if (!copies) copies = std::make_unique<KrData::Container>(source.getID(), nullptr, source.getFieldType());
+        return copies.get();
+    };
+    for (const auto* field : source) {
+        if (KrObject::isInstanceData(*field)) {
+            static_cast<void>(field->clone(target()));
+        } else if (field->getDataType() == KrData::Types::kContainer && !field->isFieldArray()) {
+            if (auto below = copyMarked(static_cast<const KrData::Container&>(*field))) {
+                below->_setDynamic(true);
+                if (target()->_addField(below.get())) static_cast<void>(below.release());
+            }
+        }
+    }
+    return copies;
+}
+
+void collectOwn(const KrExtension& extension, std::vector<KrObject::InstanceDataItem>& items) {
+    if (auto fields = copyMarked(extension.getFieldsContainer())) {
+        KrObject::InstanceDataItem item;
+        item.contentID = extension.getContentID();
+        item.name = extension.getName();
+        item.key = extension.getCreationKey();
+        item.position = extension._getPosition();
+        item.isObject = extension.isOfClassType(KrObject::getClassType());
+        item.fields = std::move(fields);
+        items.push_back(std::move(item));
+    }
+    if (!extension.isOfClassType(KrObject::getClassType())) return;
+    for (const auto& below : static_cast<const KrObject&>(extension)._getExtensions())
+        collectOwn(*below, items);
+}
+
+/// The ID of the object that holds what has this ID: the chain without its last entry.
+KrContentID holderOf(const KrContentID& id) {
+    const auto& chain = id.getParentInstances();
+    if (chain.size() < 2) return {};
+    auto holder = chain.front();
+    for (std::size_t i = 1; i + 1 < chain.size(); ++i)
+        holder = KrContentID::createFromParentInstance(holder, chain[i]);
+    return holder;
+}
+
+/// All extensions of a tree, by both IDs.
+struct TreeIndex {
+    std::unordered_map<KrContentID::Identifier, KrExtension*> byRuntimeID, byRawID;
+
+    void add(KrExtension& extension) {
+        byRuntimeID.emplace(extension.getContentID().getRuntimeID(), &extension);
+        byRawID.emplace(extension.getContentID().getRawID(), &extension);
+        if (const auto* object = asObject(&extension)) {
+            for (const auto& below : object->_getExtensions())
+                add(*below);
+        }
+    }
+    [[nodiscard]] KrExtension* find(const KrContentID& id) const {
+        if (const auto found = byRuntimeID.find(id.getRuntimeID()); found != byRuntimeID.end()) return found->second;
+        const auto found = byRawID.find(id.getRawID());
+        return found != byRawID.end() ? found->second : nullptr;
+    }
+};
+
+}  // namespace
+
+std::vector<KrObject::InstanceDataItem> KrObject::_getInternalInstanceData() const {
+    std::vector<InstanceDataItem> items;
+    collectOwn(*this, items);
+    return items;
+}
+
+std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(std::vector<InstanceDataItem> items) {
+    std::vector<InstanceDataItem> others;
+    if (items.empty()) return others;
+    TreeIndex index;
+    index.add(*this);
+    for (auto& item : items) {
+        if (auto* extension = index.find(item.contentID)) {
+            extension->getFieldsContainer()._loadFrom(*item.fields);
+        } else {
+            others.push_back(std::move(item));
+        }
+    }
+    return others;
+}
+
+void KrObject::_createLostExtensionsFromInternalInstanceData(std::vector<InstanceDataItem> items) {
+    if (items.empty()) return;
+    TreeIndex index;
+    index.add(*this);
+    for (auto& item : items) {
+        Kr::KrSmartPtr<KrExtension> lost =
+            item.isObject ? Kr::KrSmartPtr<KrExtension>(Kr::makeSmart<KrObject>()) : Kr::makeSmart<KrExtension>();
+        lost->_createUnknownImplementation();
+        lost->setName(item.name.c_str());
+        lost->_setCreationKey(item.key);
+        lost->_setContentID(item.contentID);
+        lost->getFieldsContainer()._loadFrom(*item.fields);
+        lost->addError("Lost extension: the definition has no '" + item.name +
+                           "' any more. The own values that it had are kept here.",
+                       false);
+        // Below the object that held it, if that is still there.
+        auto* holder = asObject(index.find(holderOf(item.contentID)));
+        auto* owner = holder != nullptr ? holder : this;
+        owner->_savePosition(item.contentID, item.position);
+        owner->_setContextAndAdd(lost.get());
+        index.add(*lost);
+    }
+}
+
+}  // namespace KrSim

@@ -1,0 +1,33 @@
+#include "kr/extension/plugin.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace KrSim::detail {
+namespace {
+
+std::vector<KrExtensionFactory::TypeDescription> describe(const char* plugin, std::initializer_list<PluginType> types) {
+    std::vector<KrExtensionFactory::TypeDescription> described;
+    described.reserve(types.size());
+    for (const PluginType& each : types) {
+        described.push_back({KrFactoryKey(each.uuid, std::string(each.category), std::string(each.name), plugin),
+                             each.create, nullptr, each.kind, each.type});
+    }
+    return described;
+}
+
+}  // namespace
+
+void registerPluginTypes(const char* plugin, std::initializer_list<PluginType> types) {
+    // The factory has said which one and why; this goes into the warning that names the file.
+    if (!KrExtensionFactory::_registerTypes(describe(plugin, types))) {
+        throw std::runtime_error("a type was refused, so that none of its types is registered");
+    }
+}
+
+bool unregisterPluginTypes(const char* plugin, std::initializer_list<PluginType> types) {
+    return KrExtensionFactory::_unregisterTypes(describe(plugin, types));
+}
+
+}  // namespace KrSim::detail

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <concepts>
+#include <memory>
+#include <type_traits>
+#include <typeinfo>
+
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory_key.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/object.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+/// What the factory can make: an implementation with a constructor that takes its proxy, a KrExtension* or, for what
+/// derives from IObject, a KrObject*.
+template <class T>
+concept KrImplementation = std::derived_from<T, IExtension> && std::constructible_from<T, typename T::Proxy*>;
+
+namespace detail {
+
+template <KrImplementation T>
+inline constexpr KrExtensionFactory::eType kKindOf =
+    std::derived_from<typename T::Proxy, KrObject> ? KrExtensionFactory::eType::kObject
+                                                   : KrExtensionFactory::eType::kExtension;
+
+template <KrImplementation T>
+KrExtension* createExtension(const KrFactoryKey& key) {
+    // Held meanwhile: a constructor may form and drop a holder of its proxy.
+    auto proxy = Kr::makeSmart<typename T::Proxy>();
+    proxy->_setCreationKey(key);
+    auto implementation = std::make_unique<T>(proxy.get());
+    // An implementation that gave its base no proxy, or another one, belongs to nobody here.
+    if (proxy->getImplementation() != implementation.get()) return nullptr;
+    static_cast<void>(implementation.release());
+    KrExtension* made = proxy._detach();
+    made->_releaseAlive();
+    return made;
+}
+
+}  // namespace detail
+
+/// Registers an implementation class under a key, for programs that bring types of their own; plug-ins use KR_PLUGIN.
+/// False, with a warning, when the key is not complete or its uuid is taken. Any thread.
+template <KrImplementation T>
+bool registerExtensionType(const KrFactoryKey& key) {
+    return KrExtensionFactory::_registerType(key, &detail::createExtension<T>, nullptr, detail::kKindOf<T>, typeid(T));
+}
+
+}  // namespace KrSim

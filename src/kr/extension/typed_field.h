@@ -1,0 +1,151 @@
+#pragma once
+
+#include <limits>
+#include <optional>
+#include <type_traits>
+
+#include "kr/core/physical_dimension.h"
+#include "kr/data/field.h"
+#include "kr/extension/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrSim {
+
+/// How an implementation describes one of its fields; every member may be left out.
+template <class T, bool hasRange = KrData::ValueTraits<T>::kHasRange>
+struct FieldOptions {
+    T value{};                  ///< the default value
+    std::optional<T> min = {};  ///< what is set is clamped into [min, max]; a number may have one of the two,
+    std::optional<T> max = {};  ///< other types need both
+    Kr::KrPhysicalDimension::ePhysicalDimension dimension = Kr::KrPhysicalDimension::ePhysicalDimension::kNone;
+    const char* description = "";
+};
+
+/// Types without a range.
+template <class T>
+struct FieldOptions<T, false> {
+    T value{};
+    Kr::KrPhysicalDimension::ePhysicalDimension dimension = Kr::KrPhysicalDimension::ePhysicalDimension::kNone;
+    const char* description = "";
+};
+
+namespace detail {
+
+template <class T>
+class TypedField;
+
+/// A field that an implementation declared; it tells the handle when it dies, whoever destroys it.
+template <class T>
+class DeclaredField final : public KrData::Field<T> {
+public:
+    DeclaredField(const Kr::KrID& id, const T& value) : KrData::Field<T>(id, nullptr, value) {}
+    ~DeclaredField() override {
+        if (_handle != nullptr) _handle->_field = nullptr;
+        this->_detachFromEverything();
+    }
+
+private:
+    friend class TypedField<T>;
+    TypedField<T>* _handle{nullptr};
+};
+
+/// Puts a declared field into the container of its role in the proxy; where a field of that name is there, it takes its
+/// place and value if the type is the same, and another name if not. Without a proxy it destroys the field.
+/// \return whether the field lives.
+KR_API bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, KrData::FieldBase* field);
+
+/// What inputs, outputs and parameters have in common.
+template <class T>
+class TypedField {
+public:
+    TypedField(const TypedField&) = delete;
+    TypedField& operator=(const TypedField&) = delete;
+
+    /// The value, or T's default when there is no field.
+    [[nodiscard]] const T& get() const { return _field != nullptr ? _field->getValue() : _none(); }
+    operator const T&() const { return get(); }
+    /// Sets the value as the field itself does: clamped, observers and connections told. False when there is no field.
+    bool set(const T& value) { return _field != nullptr && _field->setValue(value); }
+    /// The field in the container, to observe, connect or describe it. Null for an implementation without a proxy and
+    /// after the field was removed.
+    [[nodiscard]] KrData::Field<T>* getField() const noexcept { return _field; }
+
+protected:
+    TypedField(IExtension* owner, KrData::Types::FieldTypeEnum role, const Kr::KrID& id,
+               const FieldOptions<T>& options) {
+        auto* field = new DeclaredField<T>(id, options.value);
+        if constexpr (KrData::ValueTraits<T>::kHasRange) {
+            _setRange(*field, options.min, options.max);
+        }
+        field->setPhysicalDimension(options.dimension);
+        field->setDescription(options.description);
+        field->_handle = this;
+        _field = field;
+        placeDeclaredField(owner, role, field);
+    }
+    ~TypedField() {
+        if (_field == nullptr) return;
+        // The field outlives the implementation: its value is content. From now on it is like one added by hand.
+        _field->_handle = nullptr;
+        _field->_setDynamic(true);
+    }
+
+private:
+    friend class DeclaredField<T>;
+
+    static void _setRange(KrData::Field<T>& field, std::optional<T> min, std::optional<T> max) {
+        if constexpr (std::is_arithmetic_v<T>) {
+            if (min && !max) max = std::numeric_limits<T>::max();
+            if (max && !min) min = std::numeric_limits<T>::lowest();
+        }
+        if (min && max) field.setRange(*min, *max);
+    }
+
+    [[nodiscard]] static const T& _none() {
+        static const T& value = *new T{};
+        return value;
+    }
+
+    DeclaredField<T>* _field{nullptr};
+};
+
+}  // namespace detail
+
+/// An input of an implementation: a member that makes the field and reads it.
+///
+///     KrSim::Input<double> force{this, "Force", {.dimension = Kr::kForce, .description = "At the wheels."}};
+///
+/// Reads as its value. Connections set it; the implementation may set a start value with set().
+/// Thread: the application thread. The handle is a member of the implementation and dies with it; the field stays.
+template <class T>
+class Input final : public detail::TypedField<T> {
+public:
+    Input(IExtension* owner, const Kr::KrID& id, const FieldOptions<T>& options = {})
+        : detail::TypedField<T>(owner, KrData::Types::kInput, id, options) {}
+};
+
+/// An output: `speed = 12.0;` sets it and tells connections and observers. See Input.
+template <class T>
+class Output final : public detail::TypedField<T> {
+public:
+    Output(IExtension* owner, const Kr::KrID& id, const FieldOptions<T>& options = {})
+        : detail::TypedField<T>(owner, KrData::Types::kOutput, id, options) {}
+    Output& operator=(const T& value) {
+        this->set(value);
+        return *this;
+    }
+};
+
+/// A parameter: what users set in an editor. See Input.
+template <class T>
+class Parameter final : public detail::TypedField<T> {
+public:
+    Parameter(IExtension* owner, const Kr::KrID& id, const FieldOptions<T>& options = {})
+        : detail::TypedField<T>(owner, KrData::Types::kParameter, id, options) {}
+    Parameter& operator=(const T& value) {
+        this->set(value);
+        return *this;
+    }
+};
+
+}  // namespace KrSim
