@@ -1,0 +1,206 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_state.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/versioning_registry.h"
+#include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/recording_extension.h"
+
+namespace extension_copying_test {
+
+using namespace test_support;
+using KrSim::KrExtension;
+using KrSim::KrFactoryKey;
+using KrSim::KrVersioningRegistry;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const KrFactoryKey kMissingType("0a1b2c3d-0000-4000-8000-000000000001", "Test", "Missing");
+const KrFactoryKey kVersionedType("0a1b2c3d-0000-4000-8000-000000000002", "Test", "Versioned");
+
+/// What a file holds of an extension with an input 3.5, a parameter "old name" and a message.
+void fillSaved(Container& saved) {
+    saved.add<std::string>("Name", "Saved wheel");
+    auto* inputs = new Container("Inputs", &saved, Types::kInput);
+    inputs->add<double>("Force", 3.5);
+    auto* parameters = new Container("Parameters", &saved, Types::kParameter);
+    parameters->add<double>("Weight", 12.0);
+    new KrData::Vector<std::string>("Errors", &saved, {"old"});
+}
+
+// --- Loading -------------------------------------------------------------------------------------------------------
+
+TEST(Loading, LetsTheImplementationChangeWhatWasSavedFirst) {
+    RecordingExtension::Calls calls;
+    auto extension = Kr::makeSmart<KrExtension>();
+    auto* implementation = new RecordingExtension(extension.get(), calls);
+    implementation->whenLoading = [](Container& fields) {
+        (*fields.find("Parameters"))->operator[]("Weight").setID("Mass");
+    };
+    Container saved("Saved");
+    fillSaved(saved);
+    extension->_setDataVersion(3);
+    extension->_setExtensionData(std::string("by\0tes", 6));
+    extension->_loadImplementation(&saved);
+    EXPECT_THAT(calls, ElementsAre("onLoading", "onLoaded"));
+    EXPECT_EQ(implementation->loaded, std::string("by\0tes/3", 8));
+    EXPECT_EQ(extension->_getExtensionData(), "");
+    EXPECT_EQ(extension->getName(), "Saved wheel");
+    EXPECT_EQ(implementation->force, 3.5);
+    EXPECT_EQ(implementation->mass, 12.0);
+    EXPECT_EQ(extension->getErrorCount(), 0U) << "messages of the run that saved them are not loaded";
+}
+
+TEST(Loading, KeepsTheDataOfAMissingPluginWhole) {
+    auto extension = Kr::makeSmart<KrExtension>();
+    extension->_setCreationKey(kMissingType);
+    extension->_setDataVersion(3);
+    extension->_setVersions({{"Tyres", 2}});
+    extension->_setExtensionData("opaque");
+    Container saved("Saved");
+    fillSaved(saved);
+    extension->_loadImplementation(&saved);
+    EXPECT_EQ(extension->getInput("Force")->toReal(), 3.5);
+    EXPECT_EQ(extension->getParameter("Weight")->toReal(), 12.0);
+    EXPECT_EQ(extension->getAllErrors(), extension->getName() + ": Unable to create " + kMissingType.toString() + "\n");
+    EXPECT_EQ(extension->_getExtensionData(), "opaque");
+    EXPECT_EQ(extension->getDataVersion(), 3);
+    EXPECT_EQ(extension->getVersions().at("Tyres"), 2);
+
+    const auto copy = extension->clone();
+    EXPECT_EQ(copy->_getExtensionData(), "opaque") << "a copy of what nobody understands is whole, too";
+    EXPECT_EQ(copy->getInput("Force")->toReal(), 3.5);
+}
+
+TEST(Loading, OfAPlaceholderAddsNoError) {
+    auto extension = Kr::makeSmart<KrExtension>();
+    extension->_setCreationKey(kMissingType);
+    extension->_createUnknownImplementation();
+    extension->_loadImplementation(nullptr);
+    EXPECT_EQ(extension->getErrorCount(), 0U);
+}
+
+// --- Versions ------------------------------------------------------------------------------------------------------
+
+class Upgrading : public testing::Test {
+protected:
+    Upgrading() {
+        KrVersioningRegistry::registerVersion(kVersionedType, "Tyres", 3);
+        for (const int from : {0, 1, 2, 3}) {
+            KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", from,
+                                                  [this, from](Container&) { _steps.push_back(from); });
+        }
+        _extension->_setCreationKey(kVersionedType);
+        new RecordingExtension(_extension.get(), _calls);
+        fillSaved(_saved);
+    }
+    ~Upgrading() override { KrVersioningRegistry::unregisterType(kVersionedType); }
+
+    RecordingExtension::Calls _calls;
+    Kr::KrSmartPtr<KrExtension> _extension = Kr::makeSmart<KrExtension>();
+    Container _saved{"Saved"};
+    std::vector<int> _steps;
+};
+
+TEST_F(Upgrading, RunsTheStepsFromTheSavedVersionToTheRegisteredOne) {
+    const std::vector<std::pair<KrVersioningRegistry::Versions, std::vector<int>>> cases{
+        {{{"Tyres", 1}}, {1, 2}}, {{{"Tyres", 3}}, {}}, {{{"Tyres", 9}}, {}}, {{{"Other", 1}}, {0, 1, 2}}};
+    for (const auto& [saved, steps] : cases) {
+        _steps.clear();
+        _extension->_setVersions(saved);
+        _extension->_loadImplementation(&_saved);
+        EXPECT_EQ(_steps, steps);
+        EXPECT_EQ(_extension->getVersions(), (KrVersioningRegistry::Versions{{"Tyres", 3}}));
+    }
+}
+
+TEST_F(Upgrading, ThatFailsKeepsTheData) {
+    const LogCapture log;
+    KrVersioningRegistry::registerVersion(kVersionedType, "Engine", 1);
+    KrVersioningRegistry::registerUpgrade(kVersionedType, "Engine", 0,
+                                          [](Container&) { throw std::runtime_error("no engine"); });
+    _extension->setName("Wheel");
+    _extension->_setVersions({{"Tyres", 3}});
+    _extension->_loadImplementation(&_saved);
+    EXPECT_THAT(_calls, IsEmpty());
+    EXPECT_EQ(_extension->getInput("Force")->toReal(), 3.5);
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrVersioningRegistry: fatal error in 'Wheel' upgrade step [no engine]\n"));
+}
+
+TEST_F(Upgrading, RefusesWhatItCannotUse) {
+    EXPECT_FALSE(KrVersioningRegistry::registerVersion({}, "Tyres", 1));
+    EXPECT_FALSE(KrVersioningRegistry::registerVersion(kVersionedType, "", 1));
+    EXPECT_FALSE(KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", 9, nullptr));
+    EXPECT_FALSE(KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", 1, [](Container&) {}));
+}
+
+// --- Cloning -------------------------------------------------------------------------------------------------------
+
+TEST(Cloning, CopiesFieldsMessagesAndConnectionsWithin) {
+    auto source = Kr::makeSmart<KrExtension>();
+    source->setName("Wheel");
+    auto* out = source->addOutput("Speed", Types::kDouble);
+    auto* in = source->addInput("Force", Types::kDouble);
+    out->as<double>()->setRange(0.0, 5.0);
+    out->set(4.0);
+    in->setDescription("At the hub.");
+    source->addInfo("note", false);
+    FakeConnection within(*out, *in);
+    Container elsewhere("Elsewhere", nullptr, Types::kInput);
+    FakeConnection leaving(*out, *elsewhere.add<double>("Sink"));
+
+    const auto copy = source->clone();
+    EXPECT_NE(copy->getContentID(), source->getContentID());
+    EXPECT_EQ(copy->getName(), "Wheel");
+    EXPECT_EQ(copy->getOutput("Speed")->toReal(), 4.0);
+    EXPECT_EQ(copy->getOutput("Speed")->as<double>()->getMaximum(), 5.0);
+    EXPECT_EQ(copy->getInput("Force")->getDescription(), "At the hub.");
+    EXPECT_EQ(copy->getInfo(0), "note");
+    EXPECT_EQ(copy->getOwner(), nullptr);
+    EXPECT_EQ(copy->getFieldsContainer()._getConnectedOutputCount(), 1) << "only the one within";
+    EXPECT_TRUE(copy->getInput("Force")->_hasIncomingConnections());
+
+    const auto id = KrSim::KrContentID::createFromWords(1, 2);
+    EXPECT_EQ(source->clone(id)->getContentID(), id);
+    EXPECT_FALSE(source->clone([](const KrExtension*) { return false; }));
+}
+
+// --- Simulation states -----------------------------------------------------------------------------------------------
+
+TEST(SimulationState, BringsBackFieldsAndTheImplementation) {
+    RecordingExtension::Calls calls;
+    auto extension = Kr::makeSmart<KrExtension>();
+    auto* implementation = new RecordingExtension(extension.get(), calls);
+    implementation->speed = 10.0;
+    implementation->mass = 2.0;
+    implementation->internalState = 42;
+    const auto state = Kr::makeSmart<KrSim::KrSimulationState>();
+    extension->fillSimulationState(state);
+    extension->fillSimulationState(nullptr);
+
+    implementation->speed = 0.0;
+    implementation->mass = 0.0;
+    implementation->internalState = 0;
+    const auto* own = state->findExtensionState(extension->getContentID());
+    ASSERT_NE(own, nullptr);
+    extension->_restorePositionsAndOutputs(*own);
+    EXPECT_EQ(implementation->speed, 10.0);
+    EXPECT_EQ(implementation->mass, 0.0);
+    extension->_restoreState(*own);
+    EXPECT_EQ(implementation->mass, 2.0);
+    EXPECT_EQ(implementation->internalState, 42);
+    EXPECT_EQ(state->findExtensionState(KrSim::KrContentID()), nullptr);
+
+    extension->fillSimulationState(state);
+    EXPECT_EQ(state->getExtensionStates().size(), 1U) << "the later state of one extension replaces the first";
+}
+
+}  // namespace extension_copying_test

@@ -1,0 +1,376 @@
+#include "kr/extension/extension.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kr/extension/extension_state.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/extension/typed_field.h"
+#include "tests/support/case_name.h"
+#include "tests/support/context_host.h"
+#include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/recording_extension.h"
+
+namespace extension_test {
+
+using namespace test_support;
+using KrSim::IExtension;
+using KrSim::KrExtension;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+using ExtensionPtr = Kr::KrSmartPtr<KrExtension>;
+
+ExtensionPtr makeNamed(const char* name) {
+    auto extension = Kr::makeSmart<KrExtension>();
+    extension->setName(name);
+    return extension;
+}
+
+// --- Names ---------------------------------------------------------------------------------------------------------
+
+TEST(ExtensionName, IsOneWithItsFieldAndNeverTakenAway) {
+    auto extension = Kr::makeSmart<KrExtension>();
+    extension->_setCreationKey({"5ed65d41-c168-483f-8c4b-9c57598e9262", "Test", "Wheel"});
+    EXPECT_THAT(extension->getName(), StartsWith("Wheel_default_"));
+    auto& field = extension->getFieldsContainer().getNameField();
+    EXPECT_EQ(field.getValue(), extension->getName());
+
+    field = "Left";
+    EXPECT_EQ(extension->getName(), "Left");
+    std::vector<std::string> heard;
+    const auto observer = field.addObserver([&](const FieldBase& changed) { heard.push_back(changed.toString()); });
+    extension->setName("Right");
+    extension->setName("Right");
+    for (const char* nothing : {static_cast<const char*>(nullptr), ""})
+        extension->setName(nothing);
+    EXPECT_THAT(heard, ElementsAre("Right"));
+    field = "";
+    EXPECT_EQ(field.getValue(), "Right");
+    EXPECT_EQ(extension->getName(), "Right");
+}
+
+// --- Attaching implementations -------------------------------------------------------------------------------------
+
+TEST(Implementation, ReplacedByAnotherDiesAndLeavesItsFields) {
+    Events events;
+    auto extension = makeNamed("Wheel");
+    new RecordingExtension(extension.get(), events);
+    extension->_setExtensionData("bytes");
+    new RecordingExtension(extension.get(), events, 7);
+    EXPECT_THAT(events, ElementsAre("destroyed"));
+    EXPECT_EQ(extension->getImplementationVersion(), 7);
+    EXPECT_EQ(extension->_getExtensionData(), "");
+}
+
+TEST(Implementation, OfTheReservedVersionIsReachedByNothing) {
+    Events events;
+    const LogCapture log;
+    auto extension = makeNamed("Wheel");
+    auto* implementation = new RecordingExtension(extension.get(), events, IExtension::kNoImplementationVersion);
+    auto object = Kr::makeSmart<KrSim::KrObject>();
+    object->add(extension.get());
+    extension->getFieldsContainer()._activate();
+    object->remove(extension.get());
+    KrData::Container saved("Saved");
+    extension->_loadImplementation(&saved);
+    EXPECT_FALSE(extension->hasImplementation());
+    EXPECT_FALSE(implementation->hasImplementation());
+    EXPECT_EQ(extension->getImplementation(), implementation);
+    EXPECT_THAT(events, IsEmpty());
+}
+
+TEST(Implementation, WithoutAProxyIsHarmless) {
+    const LogCapture log;
+    Events events;
+    RecordingExtension stray(nullptr, events);
+    EXPECT_THAT(log.lines(), ElementsAre("2 IExtension can't be created with a NULL proxy.\n"));
+    stray.speed = 3.0;
+    stray.setName("Nobody");
+    EXPECT_EQ(stray.speed.get(), 0.0);
+    EXPECT_EQ(stray.getName(), "");
+    EXPECT_FALSE(stray.getParent());
+    EXPECT_FALSE(stray.getApplicationContext().isValid());
+}
+
+TEST(Implementation, WhoseConstructorThrowsIsForgotten) {
+    struct Throwing final : IExtension {
+        explicit Throwing(KrExtension* proxy) : IExtension(proxy, 1) { throw std::runtime_error("no"); }
+        KrSim::Input<double> force{this, "Force"};
+    };
+    auto extension = makeNamed("Wheel");
+    EXPECT_THROW(new Throwing(extension.get()), std::runtime_error);
+    EXPECT_EQ(extension->getImplementation(), nullptr);
+    EXPECT_FALSE(extension->hasImplementation());
+    EXPECT_NE(extension->getInput("Force"), nullptr) << "the field is content";
+}
+
+// --- Callbacks that throw ------------------------------------------------------------------------------------------
+
+struct ThrowCase {
+    const char* name;
+    std::function<void(KrExtension&)> provoke;
+    std::vector<std::string> onException, onUnknown;
+};
+
+std::vector<std::string> bothTexts(const char* callback, const char* colons = "", const char* parentheses = "()") {
+    const auto end = std::string(colons) + callback + parentheses;
+    return {"3 KrExtension: fatal error in 'Wheel' " + end + " [no]\n",
+            "3 KrExtension: unhandled exception in 'Wheel' " + end + "\n"};
+}
+
+ThrowCase throwCase(const char* callback, std::function<void(KrExtension&)> provoke, const char* colons = "",
+                    const char* parentheses = "()") {
+    const auto texts = bothTexts(callback, colons, parentheses);
+    return {callback, std::move(provoke), {texts[0]}, {texts[1]}};
+}
+
+ThrowCase activationCase(const char* callback, bool activate) {
+    const std::string name(callback);
+    return {callback,
+            [activate](KrExtension& extension) {
+                auto& fields = extension.getFieldsContainer();
+                if (activate) {
+                    fields._activate();
+                } else {
+                    fields._deactivate();
+                }
+            },
+            {"5 KrInputOutputContainer: fatal error in 'Wheel' " + name + ". [no]\n"},
+            {"5 KrInputOutputContainer: unhandled exception in 'Wheel' " + name + ".\n"}};
+}
+
+class ThrowingCallback : public testing::TestWithParam<ThrowCase> {};
+
+TEST_P(ThrowingCallback, IsLoggedAndTheFrameworkGoesOn) {
+    for (const auto thrown : {RecordingExtension::Throws::kException, RecordingExtension::Throws::kNumber}) {
+        Events events;
+        auto extension = makeNamed("Wheel");
+        auto* implementation = new RecordingExtension(extension.get(), events);
+        if (std::string(GetParam().name) == "onInactive") extension->getFieldsContainer()._activate();
+        events.clear();
+        implementation->throws = thrown;
+        const LogCapture log;
+        GetParam().provoke(*extension);
+        EXPECT_THAT(events, ElementsAre(GetParam().name));
+        EXPECT_EQ(log.lines(),
+                  thrown == RecordingExtension::Throws::kException ? GetParam().onException : GetParam().onUnknown);
+        implementation->throws = RecordingExtension::Throws::kNothing;
+    }
+}
+
+KrSim::KrObject& someObject() {
+    static auto& object = *new KrSim::KrObject;
+    return object;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, ThrowingCallback,
+    testing::Values(
+        throwCase(
+            "onAddToOwner", [](KrExtension& extension) { extension._setOwner(&someObject()); }, "", ""),
+        throwCase("onLoading",
+                  [](KrExtension& extension) {
+                      KrData::Container saved("Saved");
+                      EXPECT_TRUE(extension._onPreLoadImplementation(&saved));
+                  }),
+        throwCase("onLoaded", [](KrExtension& extension) { extension._onPostLoadImplementation(nullptr); }),
+        throwCase("onStateSave",
+                  [](KrExtension& extension) {
+                      extension.fillSimulationState(Kr::makeSmart<KrSim::KrSimulationState>());
+                  }),
+        throwCase("onStateRestore",
+                  [](KrExtension& extension) { extension._restoreState(KrSim::KrExtensionState(extension)); }),
+        throwCase(
+            "onSynchronized",
+            [](KrExtension& extension) { extension._synchronizeImplementation(extension.getImplementation()); }, "::"),
+        activationCase("onActive", true), activationCase("onInactive", false)),
+    caseName);
+
+TEST(Owner, IsToldOfOnceEachWayAndAThrowChangesNothing) {
+    Events events;
+    auto extension = makeNamed("Wheel");
+    auto* implementation = new RecordingExtension(extension.get(), events);
+    auto& object = someObject();
+    extension->_setOwner(&object);
+    extension->_setOwner(&object);
+    implementation->throws = RecordingExtension::Throws::kException;
+    const LogCapture log;
+    extension->_setOwner(nullptr);
+    EXPECT_EQ(extension->getOwner(), nullptr);
+    EXPECT_THAT(events, ElementsAre("onAddToOwner", "onRemoveFromOwner"));
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrExtension: fatal error in 'Wheel' onRemoveFromOwner [no]\n"));
+    implementation->throws = RecordingExtension::Throws::kNothing;
+}
+
+// --- Activation ----------------------------------------------------------------------------------------------------
+
+TEST(Activation, ReachesFieldsBeforeTheCallbackAndCountsModules) {
+    ContextHost host;
+    Events events;
+    auto extension = makeNamed("Wheel");
+    auto* implementation = new RecordingExtension(extension.get(), events);
+    auto& fields = extension->getFieldsContainer();
+    extension->addError("worn", false);
+    EXPECT_TRUE(extension->isActive()) << "outside an application";
+    extension->_setApplicationContext(host.context());
+    EXPECT_FALSE(extension->isActive());
+    EXPECT_FALSE(extension->hasError(false)) << "what is not active has nothing to report";
+
+    implementation->onEachCall = [&](const char* call) {
+        EXPECT_EQ(extension->getOutput("Speed")->_isOwnerActive(), std::string(call) == "onActive") << call;
+    };
+    fields._deactivate();
+    fields._activate();
+    fields._activate();
+    EXPECT_TRUE(extension->isActive());
+    EXPECT_TRUE(extension->hasError(false));
+    fields._deactivate();
+    EXPECT_THAT(events, ElementsAre("onActive"));
+    fields._deactivate();
+    EXPECT_THAT(events, ElementsAre("onActive", "onInactive"));
+}
+
+// --- Errors and infos ----------------------------------------------------------------------------------------------
+
+TEST(Errors, AreKeptOnceAndLoggedOnce) {
+    const LogCapture log;
+    auto wheel = makeNamed("Wheel");
+    Events heard;
+    const auto observer = wheel->addObserver([&](const FieldBase& changed) { heard.push_back(changed.getID().str()); });
+    for (const char* message : {"a", "a", "", "b %s"})
+        wheel->addError(message, true);
+    wheel->addInfo("a", false);
+    wheel->addInfo("b", false);
+    EXPECT_THAT(log.lines(), ElementsAre("3 Wheel: a\n", "3 Wheel: b %s\n"));
+    EXPECT_THAT(heard, ElementsAre("Errors", "Errors", "Infos", "Infos"));
+    EXPECT_EQ(wheel->getAllErrors(true), "Wheel: a\nWheel: b %s\n");
+    EXPECT_EQ(wheel->getAllInfos(false), "a\nb\n");
+    EXPECT_EQ(wheel->getError(5), "");
+
+    wheel->removeError(7);
+    wheel->removeError("no such", false);
+    wheel->removeError("a", false);
+    wheel->removeInfo(0);
+    EXPECT_EQ(wheel->getError(), "Wheel: b %s\n");
+    EXPECT_EQ(wheel->getInfo(0), "b");
+    wheel->clearErrors();
+    wheel->clearInfos();
+    EXPECT_FALSE(wheel->hasError(true) || wheel->hasInfo(true));
+}
+
+TEST(Errors, NameAnExtensionWithoutAName) {
+    const LogCapture log;
+    KrExtension extension;
+    extension.addError("a", false);
+    EXPECT_FALSE(extension.hasName());
+    extension.addError("b", true);
+    EXPECT_THAT(extension.getName(), StartsWith("default_"));
+}
+
+// --- Fields --------------------------------------------------------------------------------------------------------
+
+TEST(ExtensionFields, AreAddedWhereTheyAreAskedFor) {
+    auto extension = makeNamed("Wheel");
+    auto* last = extension->addInput("Force", Types::kDouble);
+    auto* first = extension->addInput("Force", typeid(bool), 0);
+    EXPECT_EQ(extension->addInput("Far", Types::kDouble, 3), nullptr);
+    EXPECT_EQ(extension->addInput("Odd", Types::kUnknown, 0), nullptr);
+    EXPECT_EQ(extension->getInputContainer().at(0).getID(), Kr::KrID("Force 2"));
+    EXPECT_EQ(&extension->getInputContainer().at(0), first);
+    EXPECT_EQ(extension->getInput("Force"), last);
+    EXPECT_EQ(extension->addParameter("Tyre", Kr::KrID("Part"), KrExtension::kLastIndex)->getDataType(),
+              Types::kExtension);
+    EXPECT_EQ(extension->findFieldFromPath("Inputs.Force"), last);
+    EXPECT_EQ(last->getOwnerExtension(), extension.get());
+    EXPECT_EQ(extension->removeInput("Force"), 1U);
+    EXPECT_EQ(extension->removeInput("Force"), 0U);
+    EXPECT_EQ(extension->getOutput("Force"), nullptr);
+}
+
+TEST(ExtensionFields, OfTheFirstLevelCannotBeLost) {
+    auto extension = makeNamed("Wheel");
+    auto& fields = extension->getFieldsContainer();
+    fields.clear();
+    EXPECT_FALSE(fields.removeField("Inputs"));
+    EXPECT_EQ(fields.addField("More", Types::kDouble), nullptr);
+    EXPECT_EQ(fields.size(), 6U);
+}
+
+TEST(TypedFields, DescribeReadAndWriteTheirField) {
+    struct Described final : IExtension {
+        explicit Described(KrExtension* proxy) : IExtension(proxy, 1) {}
+        KrSim::Parameter<double> mass{
+            this, "Mass", {.value = 2.0, .min = 1.0, .max = 5.0, .dimension = Kr::kMass, .description = "In all."}};
+        KrSim::Parameter<int> gears{this, "Gears", {.value = 5, .min = 1}};
+        KrSim::Output<std::string> label{this, "Label", {.value = "?"}};
+    };
+    auto extension = makeNamed("Wheel");
+    auto* implementation = new Described(extension.get());
+    auto* mass = extension->getParameter("Mass")->as<double>();
+    ASSERT_EQ(mass, implementation->mass.getField());
+    EXPECT_FALSE(mass->isDynamic());
+    EXPECT_EQ(mass->getPhysicalDimension(), Kr::kMass);
+    EXPECT_EQ(mass->getDescription(), "In all.");
+    EXPECT_EQ(implementation->mass, 2.0);
+    mass->setValue(9.0);
+    EXPECT_EQ(implementation->mass.get(), 5.0);
+    implementation->gears = -3;
+    EXPECT_EQ(implementation->gears, 1);
+    implementation->label = "left";
+    EXPECT_EQ(extension->getOutput("Label")->toString(), "left");
+
+    extension->removeParameter("Mass");
+    EXPECT_FALSE(implementation->mass.set(4.0));
+    EXPECT_EQ(implementation->mass.get(), 0.0) << "a removed field reads as its type's default";
+}
+
+TEST(TypedFields, TakeTheValueOfAFieldThatIsThereAlready) {
+    struct Declaring final : IExtension {
+        explicit Declaring(KrExtension* proxy) : IExtension(proxy, 1) {}
+        KrSim::Input<double> force{this, "Force", {.value = 1.0}};
+        KrSim::Input<double> torque{this, "Torque", {.value = 1.0}};
+    };
+    const LogCapture log;
+    auto extension = makeNamed("Wheel");
+    extension->addInput("Force", Types::kDouble)->set(4.0);
+    extension->addInput("Torque", Types::kString);
+    auto* implementation = new Declaring(extension.get());
+    EXPECT_EQ(implementation->force, 4.0);
+    EXPECT_EQ(extension->getInput("Torque")->getDataType(), Types::kString) << "what was there stays";
+    EXPECT_EQ(implementation->torque.getField()->getID(), Kr::KrID("Torque 2"));
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+// --- Death ---------------------------------------------------------------------------------------------------------
+
+TEST(ExtensionDeath, SilencesObserversBeforeTheImplementationGoes) {
+    struct Leaving final : IExtension {
+        explicit Leaving(KrExtension* proxy) : IExtension(proxy, 1) {}
+        ~Leaving() override { speed = 99.0; }
+        KrSim::Output<double> speed{this, "Speed"};
+    };
+    auto extension = makeNamed("Wheel");
+    new Leaving(extension.get());
+    auto* speed = extension->getOutput("Speed");
+    int calls = 0;
+    const auto observer = speed->addObserver([&](const FieldBase&) { ++calls; });
+    Container other("Other", nullptr, Types::kInput);
+    auto* sink = other.add<double>("Sink");
+    FakeConnection connection(*speed, *sink, [&](const FieldBase&) { ++calls; });
+    extension.reset();
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(connection.getSource(), nullptr);
+}
+
+}  // namespace extension_test

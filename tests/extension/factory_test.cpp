@@ -1,0 +1,247 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/core/base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory_keys.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/registration.h"
+#include "tests/support/case_name.h"
+#include "tests/support/log_capture.h"
+
+namespace factory_test {
+
+using KrSim::KrExtension;
+using KrSim::KrExtensionFactory;
+using KrSim::KrFactoryKey;
+using KrSim::KrUuid;
+using test_support::LogCapture;
+using testing::ElementsAre;
+using testing::StartsWith;
+
+using ExtensionPtr = Kr::KrSmartPtr<KrExtension>;
+
+const char* const kLowUuid = "00000000-0000-4000-8000-000000000001";
+const char* const kHighUuid = "{FFFFFFFF-0000-4000-8000-000000000002}";
+
+class Wheel : public KrSim::IExtension {
+public:
+    // A constructor may let others hold its proxy for a moment.
+    explicit Wheel(KrExtension* proxy) : IExtension(proxy, 3) { const ExtensionPtr held(proxy); }
+};
+
+/// Registers a type for as long as it lives.
+template <class T = Wheel>
+struct Registered {
+    explicit Registered(KrFactoryKey typeKey)
+        : key(std::move(typeKey)), isAccepted(KrSim::registerExtensionType<T>(key)) {}
+    Registered(const Registered&) = delete;
+    Registered& operator=(const Registered&) = delete;
+    ~Registered() {
+        if (isAccepted) KrExtensionFactory::unregisterType(key);
+    }
+
+    const KrFactoryKey key;
+    const bool isAccepted;
+};
+
+struct IncompleteCase {
+    const char* name;
+    KrFactoryKey key;
+};
+class IncompleteKey : public testing::TestWithParam<IncompleteCase> {};
+TEST_P(IncompleteKey, IsRefusedByName) {
+    const LogCapture log;
+    EXPECT_FALSE(Registered<Wheel>(GetParam().key).isAccepted);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("3 KrExtensionFactory: The factory key for 'factory_test::Wheel' is incomplete. "
+                            "Cannot register the type to the factory.\n"));
+}
+INSTANTIATE_TEST_SUITE_P(Keys, IncompleteKey,
+                         testing::Values(IncompleteCase{"Null", {}}, IncompleteCase{"NoUuidNoName", {"", "Zoo", ""}},
+                                         IncompleteCase{"NoUuidNoCategory", {"", "", "Wheel"}},
+                                         IncompleteCase{"NoName", {kLowUuid, "Zoo", ""}},
+                                         IncompleteCase{"NoCategory", {kLowUuid, "", "Wheel"}}),
+                         test_support::caseName);
+
+TEST(Factory, KeepsTheFirstTypeOfAUuid) {
+    const LogCapture log;
+    const Registered<> first({kLowUuid, "Zoo", "Wheel"});
+    EXPECT_FALSE(Registered<Wheel>({KrUuid(kLowUuid), "Farm", "Cart"}).isAccepted);
+    EXPECT_TRUE(KrExtensionFactory::unregisterType(first.key));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("6 KrExtensionFactory: Registering Zoo.Wheel {00000000-0000-4000-8000-000000000001}.\n",
+                    "3 KrExtensionFactory: {00000000-0000-4000-8000-000000000001} already registered for "
+                    "Zoo.Wheel. Cannot register again with the same uuid (Farm.Cart).\n",
+                    "6 KrExtensionFactory: Zoo.Wheel is unregistered {00000000-0000-4000-8000-000000000001}.\n"));
+}
+
+TEST(Factory, RegistersSeveralTypesWholeOrNotAtAllAndWithdrawsOnlyItsOwn) {
+    const Registered<> other({kLowUuid, "Zoo", "Wheel", "Others"});
+    const auto describe = [](const char* uuid) {
+        return KrExtensionFactory::TypeDescription{{uuid, "Zoo", "Axle", "Ours"},
+                                                   &KrSim::detail::createExtension<Wheel>,
+                                                   nullptr,
+                                                   KrExtensionFactory::eType::kExtension,
+                                                   &typeid(Wheel)};
+    };
+    const KrExtensionFactory::TypeDescription ours[] = {describe(kHighUuid), describe(kLowUuid)};
+    const LogCapture log;
+    EXPECT_FALSE(KrExtensionFactory::_registerTypes(ours));
+    EXPECT_FALSE(KrExtensionFactory::isValid(ours[0].key));
+    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours));
+    EXPECT_TRUE(KrExtensionFactory::isValid(other.key));
+
+    EXPECT_TRUE(KrExtensionFactory::_registerTypes({ours, 1}));
+    auto instance = KrExtensionFactory::create(ours[0].key);
+    EXPECT_FALSE(KrExtensionFactory::_unregisterTypes(ours));
+    instance.reset();
+    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours) && !KrExtensionFactory::isValid(ours[0].key));
+}
+
+TEST(Factory, MakesTheUuidOfAKeyFromItsNames) {
+    const Registered<> plain({"", "Zoo", "Wheel"});
+    const Registered<> module({KrUuid::createFromName("Zoo_KrSimulatorModule_Engine"), "Zoo", "Motor"});
+    const auto made = KrExtensionFactory::create({"", "Zoo", "Wheel"});
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made->getCreationKey().uuid, KrUuid::createFromName("Zoo_KrExtensionFactory_Wheel"));
+    EXPECT_EQ(made->getImplementationVersion(), 3);
+    EXPECT_THAT(made->getName(), StartsWith("Wheel_default_"));
+    EXPECT_TRUE(KrExtensionFactory::isValid({"", "Zoo", "Engine"}));
+    EXPECT_FALSE(KrExtensionFactory::isValid({kHighUuid, "Zoo", "Wheel"}));
+}
+
+TEST(Factory, FindsATypeByItsNamesAndGivesTheExtensionTheRegisteredKey) {
+    const Registered<> high({kHighUuid, "Zoo", "Wheel", "B"}), low({kLowUuid, "Zoo", "Wheel", "A"});
+    const auto made = KrExtensionFactory::create({"5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e43", "Zoo", "Wheel"});
+    ASSERT_TRUE(made);
+    EXPECT_EQ(made->getCreationKey(), low.key);
+    EXPECT_THAT(KrExtensionFactory::getInstances(low.key), ElementsAre(made.get()));
+    EXPECT_THAT(KrExtensionFactory::getInstances(high.key), ElementsAre());
+}
+
+struct UnknownCase {
+    const char* name;
+    KrFactoryKey key;
+    std::vector<std::string> lines;
+};
+class UnknownKey : public testing::TestWithParam<UnknownCase> {};
+TEST_P(UnknownKey, GivesNull) {
+    const LogCapture log;
+    EXPECT_FALSE(KrExtensionFactory::create(GetParam().key));
+    EXPECT_EQ(log.lines(), GetParam().lines);
+}
+const UnknownCase kUnknown[] = {
+    {"Folder", {kLowUuid, "Zoo", "Folder"}, {}},
+    {"HierarchyView", KrSim::Keys::HierarchyView::kInternalFactoryKey, {}},
+    {"Null", {}, {"3 KrExtensionFactory: Unable to create , extension is not registered.\n"}},
+    {"OfNoPlugin",
+     {kLowUuid, "Zoo", "Wheel"},
+     {"3 KrExtensionFactory: Unable to create Zoo.Wheel {00000000-0000-4000-8000-000000000001}, extension is not "
+      "registered.\n"}},
+};
+INSTANTIATE_TEST_SUITE_P(Keys, UnknownKey, testing::ValuesIn(kUnknown), test_support::caseName);
+
+TEST(Factory, ListsTypesOfAKindByUuid) {
+    const Registered<> high({kHighUuid, "Zoo", "Wheel"}), low({kLowUuid, "Zoo", "Axle"});
+    const auto extensions = KrExtensionFactory::getAvailableTypes(KrExtensionFactory::eType::kExtension);
+    EXPECT_EQ(*extensions.begin(), low.key);
+    EXPECT_EQ(extensions[extensions.size() - 1], high.key);
+    EXPECT_FALSE(extensions.contains(KrSim::Keys::Object::kInternalFactoryKey));
+    EXPECT_TRUE(KrExtensionFactory::getAvailableTypes(KrExtensionFactory::eType::kObject)
+                    .contains(KrSim::Keys::Object::kInternalFactoryKey));
+}
+
+TEST(Factory, KeepsATypeWhileInstancesOfItLive) {
+    const Registered<> type({kLowUuid, "Zoo", "Wheel"});
+    std::vector<ExtensionPtr> wheels;
+    for (int count = 0; count < 4; ++count)
+        wheels.push_back(KrExtensionFactory::create(type.key));
+    wheels.erase(wheels.begin() + 1);
+    wheels.pop_back();
+    EXPECT_THAT(KrExtensionFactory::getInstances(type.key), ElementsAre(wheels[0].get(), wheels[1].get()));
+    {
+        const LogCapture log;
+        EXPECT_FALSE(KrExtensionFactory::unregisterType(type.key));
+        EXPECT_THAT(log.lines(), ElementsAre("3 KrExtensionFactory: 2 objects still exist. Cannot unregister Zoo.Wheel "
+                                             "{00000000-0000-4000-8000-000000000001}.\n"));
+    }
+    wheels.clear();
+    EXPECT_THAT(KrExtensionFactory::getInstances(type.key), ElementsAre());
+    EXPECT_TRUE(KrExtensionFactory::unregisterType(type.key) && KrExtensionFactory::unregisterType(type.key));
+}
+
+enum class eFailure { kException, kNumber, kNoProxy };
+template <eFailure failure>
+class Broken : public KrSim::IExtension {
+public:
+    explicit Broken(KrExtension* proxy) : IExtension(failure == eFailure::kNoProxy ? nullptr : proxy, 1) {
+        if (failure == eFailure::kException) throw std::runtime_error("no axle");
+        if (failure == eFailure::kNumber) throw 7;
+    }
+};
+template <eFailure failure>
+void expectNothingMade(const std::string& reported) {
+    const Registered<Broken<failure>> type({kLowUuid, "Zoo", "Wheel"});
+    const std::size_t before = Kr::KrBase::getKrBaseList().size();
+    const LogCapture log;
+    EXPECT_FALSE(KrExtensionFactory::create(type.key));
+    EXPECT_EQ(Kr::KrBase::getKrBaseList().size(), before);
+    EXPECT_THAT(log.lines(), ElementsAre(reported, StartsWith("3 KrExtensionFactory: Unable to create Zoo.Wheel {")));
+    EXPECT_TRUE(KrExtensionFactory::unregisterType(type.key));
+}
+TEST(Factory, TakesAFailingConstructorForNothingMadeAndTriesItOnce) {
+    const std::string key = "Zoo.Wheel {00000000-0000-4000-8000-000000000001}";
+    expectNothingMade<eFailure::kException>("3 KrExtensionFactory: fatal error while creating " + key + " [no axle]\n");
+    expectNothingMade<eFailure::kNumber>("3 KrExtensionFactory: unhandled exception while creating " + key + "\n");
+    expectNothingMade<eFailure::kNoProxy>("2 IExtension can't be created with a NULL proxy.\n");
+}
+
+TEST(Factory, CountsInstancesThatComeAndGoOnManyThreads) {
+    const LogCapture quiet;
+    const Registered<> type({kLowUuid, "Zoo", "Wheel"});
+    const auto kept = KrExtensionFactory::create(type.key);
+    std::atomic<int> withdrawn{0};
+    {
+        std::vector<std::jthread> threads;
+        for (int count = 0; count < 4; ++count) {
+            threads.emplace_back([&] {
+                for (int round = 0; round < 200; ++round) {
+                    const auto first = KrExtensionFactory::create(type.key);
+                    const auto second = KrExtensionFactory::create(type.key);
+                    if (KrExtensionFactory::getInstances(type.key).size() < 3) ++withdrawn;
+                    if (KrExtensionFactory::unregisterType(type.key)) ++withdrawn;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(withdrawn, 0);
+    EXPECT_THAT(KrExtensionFactory::getInstances(type.key), ElementsAre(kept.get()));
+}
+
+bool isProbingShutdown = false;
+void probeShutdown(int, void*) {
+    if (isProbingShutdown) _exit(KrExtensionFactory::unregisterType({kLowUuid, "Zoo", "Wheel"}) ? 1 : 42);
+}
+// What is registered before any library starts runs after all of them have ended.
+[[gnu::section(".preinit_array"), gnu::used]] void (*const kRegisterProbe)() = [] { on_exit(&probeShutdown, nullptr); };
+TEST(FactoryDeathTest, WithdrawsNothingOnceTheLibraryShutsDown) {
+    const auto end = [] {
+        isProbingShutdown = true;
+        std::exit(0);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(42), "");
+}
+
+}  // namespace factory_test
