@@ -3,6 +3,7 @@
 
 - a link to a file of the project leads to a file that exists, and its anchor to a heading of that file;
 - a C++ block right after the line <!-- program: PATH --> is, letter for letter, that file, which the build compiles;
+- so is a block of any language after <!-- file: PATH -->;
 - README.md shows such a program once --program is given.
 """
 import argparse
@@ -12,7 +13,8 @@ import sys
 
 LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
 PROGRAM = re.compile(r"^<!-- program: (\S+) -->\n+```cpp\n(.*?)^```$", re.MULTILINE | re.DOTALL)
-ANNOUNCED = re.compile(r"^<!-- program:", re.MULTILINE)
+SHOWN = re.compile(r"^<!-- (?:program: (?=\S+ -->\n+```cpp\n)|file: )(\S+) -->\n+```\w+\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+ANNOUNCED = re.compile(r"^<!-- (?:program|file):", re.MULTILINE)
 FENCE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 HEADING = re.compile(r"^#+ +(.*?)\s*$", re.MULTILINE)
 SKIPPED = {"build", ".git"}
@@ -36,15 +38,15 @@ def faults_of(root, page):
             yield f"{name}: link to {target}, which is not there"
         elif anchor and anchor not in anchors(file.read_text(encoding="utf-8")):
             yield f"{name}: link to {link}, which has no such heading"
-    programs = PROGRAM.findall(text)
-    if len(programs) != len(ANNOUNCED.findall(text)):
-        yield f"{name}: a program is announced but no C++ block follows"
-    for path, block in programs:
+    shown = SHOWN.findall(text)
+    if len(shown) != len(ANNOUNCED.findall(text)):
+        yield f"{name}: a file is announced but no block follows"
+    for path, block in shown:
         file = root / path
         if not file.exists():
             yield f"{name}: shows {path}, which is not there"
         elif file.read_text(encoding="utf-8") != block:
-            yield f"{name}: the program shown differs from {path}"
+            yield f"{name}: the block shown differs from {path}"
 
 
 def main():

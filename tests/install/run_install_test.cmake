@@ -1,6 +1,6 @@
 # Installs the build into a fresh folder and lets a program and a plug-in that know only that folder find, build and run
-# against it, once through the CMake package and once through pkg-config.
-# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, LIBDIR, CXX, GENERATOR, VERSION
+# against it, once through the CMake package and once through pkg-config. Then runs the commands of the plug-in guide.
+# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, LIBDIR, CXX, GENERATOR, VERSION, GUIDE, TEMPLATE
 
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
@@ -36,3 +36,18 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consumer" ${flags}
   "-Wl,-rpath,${prefix}/${LIBDIR}")
 run("${WORK_DIR}/consumer" "${WORK_DIR}/build")
+
+# The shell blocks of the guide, in a folder with the files that it shows.
+file(COPY "${TEMPLATE}/" DESTINATION "${WORK_DIR}/guide")
+execute_process(COMMAND sed -n "/^```sh$/,/^```$/{/^```/d;p}" "${GUIDE}"
+  OUTPUT_FILE "${WORK_DIR}/guide_commands.sh" COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND sed -n "/^```text$/,/^```$/{/^```/d;p}" "${GUIDE}"
+  OUTPUT_VARIABLE promised COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${CMAKE_COMMAND} -E env "CMAKE_PREFIX_PATH=${prefix}" "CXX=${CXX}" "CMAKE_GENERATOR=${GENERATOR}"
+  sh -eux "${WORK_DIR}/guide_commands.sh"
+  WORKING_DIRECTORY "${WORK_DIR}/guide" OUTPUT_VARIABLE printed ECHO_OUTPUT_VARIABLE COMMAND_ERROR_IS_FATAL ANY)
+string(FIND "${printed}" "${promised}" place)
+string(FIND "${printed}" "Simulation.Road Vehicle {" listed)
+if(promised STREQUAL "" OR place EQUAL -1 OR listed EQUAL -1)
+  message(FATAL_ERROR "the commands of the plug-in guide do not print what it promises: ${promised}")
+endif()

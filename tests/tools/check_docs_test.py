@@ -10,13 +10,15 @@ TOOL = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_docs.py"
 PROGRAM = "int main() {}\n"
 README = "# Name\n\n[page](docs/page.md#two-words) [web](https://example.org/x)\n\n" \
          "<!-- program: main.cpp -->\n```cpp\n" + PROGRAM + "```\n"
-PAGE = "# Page\n## Two words\n[back](../README.md) [here](#page)\n```sh\n# No heading [no](link.md)\n```\n"
+PAGE = "# Page\n## Two words\n[back](../README.md) [here](#page)\n```sh\n# No heading [no](link.md)\n```\n" \
+       "<!-- file: main.cpp -->\n```text\n" + PROGRAM + "```\n"
 
 FAULTS = {
     "dead link": ("docs/page.md", PAGE + "[gone](gone.md)", "docs/page.md: link to gone.md"),
     "dead anchor": ("docs/page.md", PAGE.replace("#page", "#no-heading-nolinkmd"), "no such heading"),
     "changed program": ("main.cpp", "int main() { return 1; }\n", "differs from main.cpp"),
-    "program without block": ("README.md", README.replace("```cpp", "```sh"), "no C++ block follows"),
+    "program without block": ("README.md", README.replace("```cpp", "```sh"), "no block follows"),
+    "changed file": ("main.cpp", "\n" + PROGRAM, "docs/page.md: the block shown differs from main.cpp"),
     "program file gone": ("README.md", README.replace("program: main.cpp", "program: other.cpp"), "shows other.cpp"),
     "program not shown": ("README.md", "# Name\n", "does not show main.cpp"),
 }
