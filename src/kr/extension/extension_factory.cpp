@@ -1,10 +1,11 @@
 #include "kr/extension/extension_factory.h"
 
+#include <algorithm>
 #include <atomic>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -23,32 +24,69 @@ constexpr Kr::GuardTexts kCreate{Kr::eLogLevel::kWarn, "KrExtensionFactory: fata
                                  "KrExtensionFactory: unhandled exception while creating %s\n"};
 
 /// A registered type.
-struct Record : KrExtensionFactory::TypeDescription {
-    ObjectMap::Instances* instances;
+struct Record {
+    KrExtensionFactory::TypeDescription description;
+    mutable ObjectMap::Instances instances{};
+
+    [[nodiscard]] const KrFactoryKey& key() const noexcept { return description.key; }
 };
 using RecordPtr = std::shared_ptr<const Record>;
 
-struct Registry {
-    std::mutex mutex;  // guards the records; taken before that of the instance map
-    // Sorted by uuid. A tree, because each insertion into a sorted vector moves half of all the records.
-    std::map<KrUuid, RecordPtr> records;
+class Registry {
+public:
+    std::mutex mutex;  // guards everything; taken before that of the instance map
 
     static Registry& instance() {
         static auto& registry = *new Registry;
         return registry;
     }
 
-    [[nodiscard]] RecordPtr find(const KrUuid& uuid) const {
-        const auto position = records.find(uuid);
-        return position != records.end() ? position->second : nullptr;
+    /// Answers the record that has the uuid: this one, or the one that came before.
+    const RecordPtr& insert(const RecordPtr& record) {
+        const auto [position, isNew] = _records.try_emplace(record->key().uuid, record);
+        if (isNew) _isSorted = false;
+        return position->second;
     }
 
-    [[nodiscard]] RecordPtr findByName(const std::string& category, const std::string& name) const {
-        for (const auto& [uuid, record] : records) {
-            if (record->key.name == name && record->key.category == category) return record;
+    void erase(const Record& record) {
+        _isSorted = false;
+        _records.erase(record.key().uuid);
+    }
+
+    [[nodiscard]] RecordPtr find(const KrUuid& uuid) const {
+        const auto position = _records.find(uuid);
+        return position != _records.end() ? position->second : nullptr;
+    }
+
+    /// All records by their uuids.
+    [[nodiscard]] const std::vector<const RecordPtr*>& getSorted() {
+        if (!_isSorted) {
+            _sorted.clear();
+            for (const auto& [uuid, record] : _records)
+                _sorted.push_back(&record);
+            std::sort(_sorted.begin(), _sorted.end(), [](const RecordPtr* left, const RecordPtr* right) {
+                return (*left)->key().uuid < (*right)->key().uuid;
+            });
+            _isSorted = true;
+        }
+        return _sorted;
+    }
+
+    [[nodiscard]] RecordPtr findByName(const std::string& category, const std::string& name) {
+        for (const RecordPtr* record : getSorted()) {
+            if ((*record)->key().name == name && (*record)->key().category == category) return *record;
         }
         return nullptr;
     }
+
+private:
+    // Buckets with one type at most spare looking at other types, which are not in the cache.
+    Registry() { _records.max_load_factor(0.25F); }
+
+    // Types come in hundreds at a time and are listed seldom: put in order when somebody asks for it.
+    std::unordered_map<KrUuid, RecordPtr> _records;
+    std::vector<const RecordPtr*> _sorted;
+    bool _isSorted{true};
 };
 
 bool hasNames(const KrFactoryKey& key) {
@@ -89,18 +127,19 @@ public:
         auto& registry = Registry::instance();
         {
             const std::lock_guard lock(registry.mutex);
-            RecordPtr record = find(std::as_const(registry));
+            RecordPtr record = find(registry);
             // What has failed once would only fail, and be reported, again.
             if (!record || record == _record) return false;
             _record = std::move(record);
             // From here on the type cannot be withdrawn.
-            ObjectMap::instance().announce(*_record->instances);
+            ObjectMap::instance().announce(_record->instances);
         }
         KrExtension* made = nullptr;
         Kr::callGuarded(
-            kCreate, [this] { return _record->key.toString(); }, [&] { made = _record->create(_record->key); });
+            kCreate, [this] { return _record->key().toString(); },
+            [&] { made = _record->description.create(_record->key()); });
         _extension.reset(made);
-        ObjectMap::instance().add(*_record->instances, made);
+        ObjectMap::instance().add(_record->instances, made);
         return made != nullptr;
     }
 
@@ -129,7 +168,7 @@ struct Withdrawal {
 
     [[nodiscard]] bool isMeant(const Record& record) const {
         return description == nullptr ||
-               (record.create == description->create && record.key.plugin == description->key.plugin);
+               (record.description.create == description->create && record.key().plugin == description->key.plugin);
     }
 };
 
@@ -144,7 +183,7 @@ bool withdraw(std::span<const Withdrawal> withdrawals) {
         for (const Withdrawal& each : withdrawals) {
             RecordPtr record = registry.find(each.uuid);
             if (!record || !each.isMeant(*record)) continue;
-            count = ObjectMap::instance().getCount(*record->instances);
+            count = ObjectMap::instance().getCount(record->instances);
             if (count > 0) {
                 inUse = std::move(record);
                 break;
@@ -153,17 +192,18 @@ bool withdraw(std::span<const Withdrawal> withdrawals) {
         }
         if (!inUse) {
             for (const RecordPtr& record : withdrawn)
-                registry.records.erase(record->key.uuid);
+                registry.erase(*record);
         }
     }
     if (inUse) {
         Kr::logMessage(Kr::eLogLevel::kWarn, "KrExtensionFactory: %d objects still exist. Cannot unregister %s.\n",
-                       static_cast<int>(count), inUse->key.toString().c_str());
+                       static_cast<int>(count), inUse->key().toString().c_str());
         return false;
     }
     for (const RecordPtr& record : withdrawn) {
         Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: %s.%s is unregistered {%s}.\n",
-                       record->key.category.c_str(), record->key.name.c_str(), record->key.uuid.toString().c_str());
+                       record->key().category.c_str(), record->key().name.c_str(),
+                       record->key().uuid.toString().c_str());
     }
     return true;
 }
@@ -172,18 +212,18 @@ bool withdraw(std::span<const Withdrawal> withdrawals) {
 
 Kr::KrSmartPtr<KrExtension> KrExtensionFactory::create(const KrFactoryKey& key) {
     Creation creation;
-    const auto byUuid = [&](const Registry& registry) { return registry.find(key.uuid); };
+    const auto byUuid = [&](Registry& registry) { return registry.find(key.uuid); };
     if (!key.uuid.isNull() && creation.tryRecord(byUuid)) return creation.take();
 
     if (!key.plugin.empty()) {
         auto& plugins = KrPluginSystem::KrPluginManager::instance();
         if (!plugins.isLoaded(key.plugin)) plugins.load(key.plugin);
         const Candidates candidates(key);
-        if (creation.tryRecord([&](const Registry& registry) { return candidates.find(registry); })) {
+        if (creation.tryRecord([&](Registry& registry) { return candidates.find(registry); })) {
             return creation.take();
         }
     }
-    const auto byName = [&](const Registry& registry) { return registry.findByName(key.category, key.name); };
+    const auto byName = [&](Registry& registry) { return registry.findByName(key.category, key.name); };
     if (hasNames(key) && creation.tryRecord(byName)) return creation.take();
 
     // Types of editors, which content may hold and a simulator need not have.
@@ -201,7 +241,7 @@ Kr::KrSmartPtr<KrExtension> KrExtensionFactory::create(const KrFactoryKey& key) 
 
 Kr::KrArray<KrExtension*> KrExtensionFactory::getInstances(const KrFactoryKey& key) {
     const RecordPtr record = findRecord(key);
-    return record ? ObjectMap::instance().getAll(*record->instances) : Kr::KrArray<KrExtension*>();
+    return record ? ObjectMap::instance().getAll(record->instances) : Kr::KrArray<KrExtension*>();
 }
 
 bool KrExtensionFactory::isValid(const KrFactoryKey& key) {
@@ -212,8 +252,8 @@ Kr::KrArray<KrFactoryKey> KrExtensionFactory::getAvailableTypes(eType kind) {
     auto& registry = Registry::instance();
     const std::lock_guard lock(registry.mutex);
     Kr::KrArray<KrFactoryKey> keys;
-    for (const auto& [uuid, record] : registry.records) {
-        if (record->kind == kind) keys.append(record->key);
+    for (const RecordPtr* record : registry.getSorted()) {
+        if ((*record)->description.kind == kind) keys.append((*record)->key());
     }
     return keys;
 }
@@ -233,9 +273,9 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
     std::vector<RecordPtr> records;
     records.reserve(types.size());
     for (const TypeDescription& each : types) {
-        auto record = std::make_shared<Record>(Record{each, nullptr});
-        record->key = each.key.completed();
-        if (record->key.isNull() || !hasNames(record->key)) {
+        auto record = std::make_shared<Record>(Record{each});
+        record->description.key = each.key.completed();
+        if (record->key().isNull() || !hasNames(record->key())) {
             Kr::logMessage(
                 Kr::eLogLevel::kWarn,
                 "KrExtensionFactory: The factory key for '%s' is incomplete. Cannot register the type to the "
@@ -243,7 +283,6 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
                 Kr::getTypeName(*each.type).c_str());
             return false;
         }
-        record->instances = &ObjectMap::instance().getList(record->key.uuid);
         records.push_back(std::move(record));
     }
 
@@ -253,26 +292,28 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
     {
         const std::lock_guard lock(registry.mutex);
         for (; count < records.size(); ++count) {
-            const auto [position, isNew] = registry.records.try_emplace(records[count]->key.uuid, records[count]);
-            if (isNew) continue;
-            existing = position->second;
+            const RecordPtr& holder = registry.insert(records[count]);
+            if (holder == records[count]) continue;
+            existing = holder;
             for (std::size_t index = 0; index < count; ++index)
-                registry.records.erase(records[index]->key.uuid);
+                registry.erase(*records[index]);
             break;
         }
     }
     if (existing) {
-        const KrFactoryKey& key = records[count]->key;
+        const KrFactoryKey& key = records[count]->key();
         Kr::logMessage(
             Kr::eLogLevel::kWarn,
             "KrExtensionFactory: {%s} already registered for %s.%s. Cannot register again with the same uuid "
             "(%s.%s).\n",
-            key.uuid.toString().c_str(), existing->key.category.c_str(), existing->key.name.c_str(),
+            key.uuid.toString().c_str(), existing->key().category.c_str(), existing->key().name.c_str(),
             key.category.c_str(), key.name.c_str());
         return false;
     }
+    if (Kr::LogGetLevel() < Kr::eLogLevel::kTrace) return true;  // spares making the texts
     for (const RecordPtr& record : records) {
-        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: Registering %s.\n", record->key.toString().c_str());
+        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: Registering %s.\n",
+                       record->key().toString().c_str());
     }
     return true;
 }
@@ -287,7 +328,7 @@ bool KrExtensionFactory::_unregisterTypes(std::span<const TypeDescription> types
 
 KrExtensionFactory::PrepareFunction KrExtensionFactory::_getPrepareFunction(const KrFactoryKey& key) {
     const RecordPtr record = findRecord(key);
-    return record ? record->prepare : nullptr;
+    return record ? record->description.prepare : nullptr;
 }
 
 void KrExtensionFactory::_onInstanceDestroyed(KrExtension& extension) noexcept {

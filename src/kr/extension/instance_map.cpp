@@ -7,11 +7,6 @@ ObjectMap& ObjectMap::instance() {
     return map;
 }
 
-ObjectMap::Instances& ObjectMap::getList(const KrUuid& type) {
-    const std::lock_guard lock(_mutex);
-    return _lists[type];
-}
-
 void ObjectMap::announce(Instances& instances) {
     const std::lock_guard lock(_mutex);
     ++instances.count;

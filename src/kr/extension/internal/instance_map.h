@@ -2,11 +2,9 @@
 
 #include <cstddef>
 #include <mutex>
-#include <unordered_map>
 
 #include "kr/extension/extension.h"
 #include "kr/platform/array.h"
-#include "kr/platform/uuid.h"
 
 namespace KrSim::detail {
 
@@ -16,7 +14,7 @@ namespace KrSim::detail {
 /// Its mutex is taken inside that of the factory's registry, never the other way round.
 class ObjectMap {
 public:
-    /// The instances of one type.
+    /// The instances of one type, kept with the type, which stays as long as there are any.
     struct Instances {
         KrExtension* first{nullptr};
         KrExtension* last{nullptr};
@@ -25,8 +23,6 @@ public:
 
     static ObjectMap& instance();
 
-    /// The list of a type; made on first call, never destroyed.
-    Instances& getList(const KrUuid& type);
     /// Counts an extension that is about to be made.
     void announce(Instances& instances);
     /// Ends the announcement and links the extension; null when none was made, unchanged when it was linked before.
@@ -38,8 +34,7 @@ public:
     [[nodiscard]] Kr::KrArray<KrExtension*> getAll(const Instances& instances) const;
 
 private:
-    mutable std::mutex _mutex;  // guards the lists and the links in all extensions
-    std::unordered_map<KrUuid, Instances> _lists;
+    mutable std::mutex _mutex;  // guards the instances of all types and the links in all extensions
 };
 
 }  // namespace KrSim::detail
