@@ -157,11 +157,15 @@ bool Container::_mayRemove(std::size_t) const {
     return true;
 }
 
+/// Most containers hold a handful; growing from one would make three allocations of it.
+static constexpr std::size_t kUsualChildren = 4;
+
 void Container::_insertChild(FieldBase* field, std::size_t index) {
     int connected = 0;
     int watched = 0;
     {
         const std::lock_guard lock(detail::treeMutex());
+        if (_children.capacity() == 0) _children.reserve(kUsualChildren);
         _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
         field->_parent = this;
         if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
