@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "kr/extension/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "tests/support/context_host.h"
@@ -135,7 +137,49 @@ TEST_F(Instances, KeepOwnValuesOfWhatTheDefinitionLost) {
     EXPECT_TRUE(instance->sync());
     EXPECT_EQ(instance->getAllErrors(true), "");
     EXPECT_EQ(instance->findExtensionByName("Left", false)->getParameter("Grip")->toReal(), 0.3);
-    EXPECT_EQ(instance->findExtensionByName("Bolt", true)->getParameter("Grip")->toReal(), 0.2);
+    _left->getParameter("Grip")->set(0.6);
+    EXPECT_TRUE(instance->sync());
+    EXPECT_EQ(describe(*instance), "Hub(Bolt=0.2) Right=0.8 Left=0.3") << "and are own values as before";
+}
+
+TEST_F(Instances, KeepWhatWasTakenFromElsewhere) {
+    const auto instance = _definition->instantiate(), other = _definition->instantiate();
+    const KrSmartPtr<KrExtension> taken(other->getExtension(0));
+    other->remove(taken.get());
+    taken->setName("Taken");
+    instance->add(taken.get());
+    instance->_setContentID(KrContentID::createUnique());
+    EXPECT_TRUE(instance->sync());
+    EXPECT_EQ(describe(*instance), "Left=0.8 Hub(Bolt=0.1) Right=0.8 Taken=0.8");
+}
+
+TEST_F(Instances, FollowNamesThatChangePlaces) {
+    const auto instance = _definition->instantiate();
+    auto* own = instance->findExtensionByName("Bolt", true);
+    own->setName("Screw");
+    KrObject::setInstanceData(own->getFieldsContainer().getNameField());
+    _left->setName("Other");
+    _definition->getExtension(2)->setName("Left");
+    _left->setName("Right");
+    EXPECT_TRUE(instance->sync());
+    EXPECT_EQ(describe(*instance), "Right=0.8 Hub(Screw=0.1) Left=0.8");
+}
+
+TEST_F(Instances, ComeBackWholeWhenAnErrorEndsTheSync) {
+    const auto car = Kr::makeSmart<KrObject>();
+    const auto instance = _definition->instantiate();
+    car->add(instance.get());
+    setOwn(*instance, "Left", 0.3);
+    const auto wrong = Kr::makeSmart<KrObject>();
+    wrong->setName("Wrong");
+    wrong->_setCreationKey(KrSim::Keys::UnitSystem::kInternalFactoryKey);
+    _definition->add(wrong.get());
+    const LogCapture log([](const std::string& message) {
+        if (message.front() == '2') throw std::runtime_error("no");
+    });
+    EXPECT_THROW(static_cast<void>(instance->sync()), std::runtime_error);
+    EXPECT_EQ(instance->getOwner(), car.get());
+    EXPECT_EQ(describe(*instance), "Left=0.3 Hub(Bolt=0.1) Right=0.8");
 }
 
 TEST_F(Instances, MoveToADefinitionOfTheSameItems) {
@@ -207,9 +251,14 @@ TEST_F(Instances, CloneAsInstances) {
 
 TEST_F(Instances, RegenerateTheIDsOfPlainContent) {
     const auto left = _left->getContentID();
+    const auto instance = _definition->instantiate();
+    _hub->add(instance.get());
+    const auto* placed = instance->getExtension(0);
     _definition->_regenerateIDs();
     EXPECT_NE(_left->getContentID(), left);
     EXPECT_NE(_hub->getContentID(), _definition->getContentID());
+    EXPECT_EQ(placed->getContentID(), KrContentID::createFromParentInstance(instance->getContentID(), left))
+        << "the chain keeps what it was made from";
 }
 
 TEST_F(Instances, CloneOnlyWhatTheFilterTakes) {

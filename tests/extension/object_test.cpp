@@ -173,9 +173,7 @@ TEST(ObjectCallbacks, MayTakeTheExtensionOutAgain) {
     const auto car = make<KrObject>("Car");
     const auto wheel = make<KrExtension>("Wheel");
     auto* implementation = new RecordingExtension(wheel.get(), calls);
-    implementation->onEachCall = [&](const char* call) {
-        if (std::string(call) == "onAddToOwner") car->remove(wheel.get());
-    };
+    implementation->onEachCall = [&](const char*) { car->remove(wheel.get()); };
     RecordingListener listener(calls);
     car->registerListener(&listener);
     car->add(wheel.get());
@@ -218,6 +216,24 @@ TEST(ObjectNames, StayUniqueThroughRenamingAndLeaving) {
     car->remove(second.get());
     first->setName("Wheel");
     EXPECT_EQ(first->getName(), "Wheel") << "the name came back with the one that left";
+}
+
+TEST(ObjectNames, StayUniqueWhenObserversRename) {
+    const auto car = make<KrObject>("Car");
+    const auto wheel = make<KrExtension>("Wheel"), tyre = make<KrExtension>("Tyre"), added = make<KrExtension>("Wheel");
+    car->add(wheel.get());
+    car->add(tyre.get());
+    const auto observed = added->addObserver([&](const KrData::FieldBase&) {
+        if (added->getName() == "Wheel 2") tyre->setName("Hub");
+        if (added->getName() == "Hub 2") added->setName("Last");
+    });
+    car->add(added.get());
+    EXPECT_THAT(namesIn(*car), ElementsAre("Wheel", "Hub", "Wheel 2"));
+    added->setName("Hub");
+    EXPECT_THAT(namesIn(*car), ElementsAre("Wheel", "Hub", "Last"));
+    car->add(make<KrExtension>("Last").get());
+    car->add(make<KrExtension>("Hub").get());
+    EXPECT_THAT(namesIn(*car), ElementsAre("Wheel", "Hub", "Last", "Last 2", "Hub 2"));
 }
 
 TEST(ObjectLookup, FindsOwnOnesFirstThenThoseBelow) {
@@ -318,7 +334,13 @@ TEST(ObjectDeath, LeavesWhatOthersHold) {
     RecordingListener listener(calls, true);
     car->registerListener(&listener);
     const auto wheel = make<KrExtension>("Wheel");
-    new RecordingExtension(wheel.get(), calls);
+    auto* borrowed = car.get();
+    const auto late = make<KrExtension>("Late");
+    (new RecordingExtension(wheel.get(), calls))->onEachCall = [&](const char* call) {
+        if (std::string(call) != "onRemoveFromOwner") return;
+        borrowed->remove(wheel.get());
+        EXPECT_FALSE(borrowed->add(late.get()));
+    };
     car->add(wheel.get());
     car->add(axle.get());
     calls.clear();

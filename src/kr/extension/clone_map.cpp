@@ -1,5 +1,6 @@
 #include "kr/extension/clone_map.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -33,6 +34,13 @@ KrData::FieldBase* findCounterpart(const KrData::FieldBase& field, KrExtension& 
     return found != group.end() ? *found : nullptr;
 }
 
+/// Instances that are brought in line once more have most of their connections.
+bool isConnected(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
+    const auto& connections = source._getOutgoingConnections();
+    return std::any_of(connections.begin(), connections.end(),
+                       [&](const auto* connection) { return connection->getSink() == &sink; });
+}
+
 void copyConnectionsOf(const KrData::FieldBase& field, KrExtension& clone, const KrCloneMap& clones) {
     for (const auto* connection : field._getOutgoingConnections()) {
         auto* sink = connection->getSink();
@@ -40,7 +48,7 @@ void copyConnectionsOf(const KrData::FieldBase& field, KrExtension& clone, const
         if (sinkClone == nullptr) continue;
         auto* newSource = findCounterpart(field, clone);
         auto* newSink = findCounterpart(*sink, *sinkClone);
-        if (newSource == nullptr || newSink == nullptr) continue;
+        if (newSource == nullptr || newSink == nullptr || isConnected(*newSource, *newSink)) continue;
         std::unique_ptr<Kr::KrConnectionBase> made(connection->_createBetween(*newSource, *newSink));
         if (made) clone.getFieldsContainer()._ownConnection(std::move(made));
     }

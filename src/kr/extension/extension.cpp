@@ -75,7 +75,7 @@ void KrExtension::_onNameFieldChanged() {
     }
     const auto before = getName();
     KrBase::setName(name.c_str());
-    if (_owner != nullptr) _owner->_onExtensionRenamed(*this, before);
+    if (auto* owner = getOwner()) owner->_onExtensionRenamed(*this, before);
 }
 
 const std::string& KrExtension::getTypeName() const noexcept {
@@ -83,7 +83,8 @@ const std::string& KrExtension::getTypeName() const noexcept {
 }
 
 std::string KrExtension::getPath() const {
-    return _owner != nullptr ? _owner->getPath() + '/' + getName() : getName();
+    const auto* owner = getOwner();
+    return owner != nullptr ? owner->getPath() + '/' + getName() : getName();
 }
 
 ApplicationContext KrExtension::getApplicationContext() const {

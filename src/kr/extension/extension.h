@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -78,7 +79,7 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     /// The names from the outermost object down to this extension, joined by "/".
     [[nodiscard]] std::string getPath() const;
     /// The object that holds this extension, or null.
-    [[nodiscard]] KrObject* getOwner() const noexcept { return _owner; }
+    [[nodiscard]] KrObject* getOwner() const noexcept { return _owner.load(std::memory_order_acquire); }
     [[nodiscard]] ApplicationContext getApplicationContext() const;
     /// Whether it takes part in the simulation: a module manages it, or nobody keeps count of that.
     [[nodiscard]] bool isActive() const;
@@ -222,7 +223,7 @@ private:
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _cloneAll(const KrContentID& id, const KrCloneFilter* filter) const;
 
     std::unique_ptr<Kr::KrInputOutputContainer> _fields;
-    KrObject* _owner{nullptr};
+    std::atomic<KrObject*> _owner{nullptr};  // read by threads that add and remove
     std::uint64_t _position{0};
     KrFactoryKey _creationKey;
     KrContentID _contentID;

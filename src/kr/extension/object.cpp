@@ -1,16 +1,20 @@
 #include "kr/extension/object.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/extension_list.h"
+#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/object_guards.h"
 #include "kr/platform/log.h"
 #include "kr/platform/weak_ptr.h"
 
 namespace KrSim {
+
+using detail::asObject;
+using detail::keepAlive;
 
 namespace {
 
@@ -28,22 +32,12 @@ std::string nameWhile(const KrObject& object, const char* what, const KrExtensio
     return object.getName() + "' " + what + " '" + extension.getName();
 }
 
-bool holds(const KrExtension& holder, const KrExtension& extension) {
+bool holds(KrExtension& holder, const KrExtension& extension) {
+    if (asObject(&holder) == nullptr) return false;
     for (const KrExtension* above = &extension; above != nullptr; above = above->getOwner()) {
         if (above == &holder) return true;
     }
     return false;
-}
-
-KrObject* asObject(KrExtension* extension) {
-    return extension != nullptr && extension->isOfClassType(KrObject::getClassType())
-               ? static_cast<KrObject*>(extension)
-               : nullptr;
-}
-
-/// Keeps an object alive during callbacks; one that nobody holds, on the stack say, stays as it is.
-Kr::KrSmartPtr<KrObject> keepAlive(KrObject& object) {
-    return Kr::KrSmartPtr<KrObject>(object.getRefCount() > 0 ? &object : nullptr);
 }
 
 }  // namespace
@@ -52,11 +46,14 @@ KrObject::Listener::~Listener() = default;
 void KrObject::Listener::onExtensionAdded(KrObject*, KrExtension*) {}
 void KrObject::Listener::onExtensionRemoved(KrObject*, KrExtension*) {}
 
-KrObject::KrObject() = default;
+KrObject::KrObject() : _extensions(std::make_unique<detail::ExtensionList>()) {}
 
 KrObject::~KrObject() {
+    _isDying = true;
     // The extensions that others hold live on without an owner.
     for (const auto& extension : _getExtensions()) {
+        if (extension->getOwner() != this) continue;  // a callback took it out
+        _leaving.assign(1, extension.get());
         extension->_setOwner(nullptr);
         extension->_setApplicationContext({});
         auto* child = asObject(extension.get());
@@ -64,7 +61,7 @@ KrObject::~KrObject() {
             if (_listeners[i]->isRecursive()) child->unregisterListener(_listeners[i]);
         }
     }
-    _extensions.clear();
+    _extensions.reset();
 }
 
 bool KrObject::_isBusy() const {
@@ -99,7 +96,7 @@ bool KrObject::_isCompatible(KrExtension* extension) const {
 }
 
 bool KrObject::_mayAdd(KrExtension* extension) const {
-    if (extension == nullptr) return false;
+    if (extension == nullptr || _isDying) return false;
     const auto* owner = extension->getOwner();
     if (owner != nullptr && owner != this) {
         Kr::logMessage(Kr::eLogLevel::kDebug, "KrObject: Can't add '%s' to '%s' because it already in '%s'\n",
@@ -140,13 +137,17 @@ bool KrObject::add(const KrSmartInterface<IExtension>& extension) {
 
 void KrObject::_addExtension(KrExtension* extension) {
     if (extension->getOwner() != nullptr || holds(*extension, *this) || !_isCompatible(extension)) {
-        if (!hasName()) _setDefaultName();
-        if (!extension->hasName()) extension->_setDefaultName();
-        Kr::logMessage(Kr::eLogLevel::kWarn, "KrObject: Adding '%s' to '%s' has failed.\n",
-                       extension->getName().c_str(), getName().c_str());
+        _logAddingFailed(extension);
         return;
     }
     _setContextAndAdd(extension);
+}
+
+void KrObject::_logAddingFailed(KrExtension* extension) {
+    if (!hasName()) _setDefaultName();
+    if (!extension->hasName()) extension->_setDefaultName();
+    Kr::logMessage(Kr::eLogLevel::kWarn, "KrObject: Adding '%s' to '%s' has failed.\n", extension->getName().c_str(),
+                   getName().c_str());
 }
 
 void KrObject::_setContextAndAdd(KrExtension* extension) {
@@ -155,7 +156,7 @@ void KrObject::_setContextAndAdd(KrExtension* extension) {
     _addExtensionToList(extension);
 }
 
-void KrObject::_insert(KrExtension* extension) {
+bool KrObject::_insert(KrExtension* extension) {
     extension->_ensureName();
     std::string name;
     {
@@ -164,29 +165,34 @@ void KrObject::_insert(KrExtension* extension) {
     }
     // It does not belong here yet, so this is not heard as a renaming.
     extension->setName(name.c_str());
-
-    const std::lock_guard lock(_listMutex);
-    auto position = _nextPosition;
-    const auto saved = _savedPositions.find(extension->getContentID().getRuntimeID());
-    if (saved != _savedPositions.end()) {
-        position = saved->second;
-        _savedPositions.erase(saved);
+    {
+        const std::lock_guard lock(_listMutex);
+        if (extension->getOwner() != nullptr) {  // an observer of the name has added it somewhere
+            _names.remove(name);
+            return false;
+        }
+        auto position = _nextPosition;
+        const auto saved = _savedPositions.find(extension->getContentID().getRuntimeID());
+        if (saved != _savedPositions.end()) {
+            position = saved->second;
+            _savedPositions.erase(saved);
+        }
+        _nextPosition = std::max(_nextPosition, position + 1);
+        extension->_setPosition(position);
+        _extensions->insert({position, Kr::KrSmartPtr<KrExtension>(extension)});
     }
-    auto place = _extensions.end();
-    if (position < _nextPosition) {
-        place = std::upper_bound(_extensions.begin(), _extensions.end(), position,
-                                 [](std::uint64_t wanted, const Entry& entry) { return wanted < entry.position; });
-    } else {
-        _nextPosition = position + 1;
-    }
-    extension->_setPosition(position);
-    _extensions.insert(place, Entry{position, Kr::KrSmartPtr<KrExtension>(extension)});
+    // An observer of the name has given it another one.
+    if (extension->getName() != name) _onExtensionRenamed(*extension, name);
+    return true;
 }
 
 void KrObject::_addExtensionToList(KrExtension* extension) {
     const auto self = keepAlive(*this);
     const Kr::KrSmartPtr<KrExtension> held(extension);
-    _insert(extension);
+    if (!_insert(extension)) {
+        _logAddingFailed(extension);
+        return;
+    }
     extension->_setOwner(this);
     // Each callback may take the extension out again; then nobody else hears of it.
     if (auto* implementation = getObjectImplementation(); implementation != nullptr && extension->getOwner() == this) {
@@ -202,7 +208,7 @@ void KrObject::_addExtensionToList(KrExtension* extension) {
 }
 
 void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& before) {
-    if (_isRenaming) return;
+    if (std::exchange(_givenName, nullptr) == &extension) return;
     std::string name;
     {
         const std::lock_guard lock(_listMutex);
@@ -210,9 +216,10 @@ void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& be
         name = _names.add(extension.getName());
     }
     if (name == extension.getName()) return;
-    _isRenaming = true;
+    // Heard here once more before any observer hears of it.
+    _givenName = &extension;
     extension.setName(name.c_str());
-    _isRenaming = false;
+    _givenName = nullptr;
 }
 
 // --- Removing ------------------------------------------------------------------------------------------------------
@@ -236,31 +243,33 @@ void KrObject::remove(const KrSmartInterface<IExtension>& extension) {
 
 Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
     const std::lock_guard lock(_listMutex);
-    auto place = std::lower_bound(_extensions.begin(), _extensions.end(), extension->_getPosition(),
-                                  [](const Entry& entry, std::uint64_t wanted) { return entry.position < wanted; });
-    // Positions from damaged content may be there twice.
-    while (place != _extensions.end() && place->extension.get() != extension)
+    // A position may be there more than once.
+    auto [place, end] = _extensions->equal_range(extension->_getPosition());
+    while (place != end && place->extension.get() != extension)
         ++place;
-    if (place == _extensions.end()) return {};
+    if (place == end) return {};
     _names.remove(extension->getName());
-    auto held = std::move(place->extension);
-    _extensions.erase(place);
+    auto held = place->extension;
+    _extensions->erase(place);
     return held;
 }
 
 void KrObject::_removeExtension(KrExtension* extension) {
     const auto self = keepAlive(*this);
     const Kr::KrSmartPtr<KrExtension> held(extension);  // let go last: it may die then
+    // A callback of this removal may ask for it again.
+    if (std::find(_leaving.begin(), _leaving.end(), extension) != _leaving.end()) return;
+    _leaving.push_back(extension);
     if (auto* implementation = getObjectImplementation()) {
         Kr::callGuarded(
             detail::kOnExtensionChanged,
             [&] { return nameWhile(*this, "onExtensionRemoved while removing", *extension); },
             [&] { implementation->onExtensionRemoved(extension); });
     }
-    if (extension->getOwner() != this) return;  // a callback was quicker
     extension->_setOwner(nullptr);
-    extension->_setApplicationContext({});
     const auto taken = _takeFromList(extension);
+    std::erase(_leaving, extension);
+    extension->_setApplicationContext({});
     _tellListeners([&](Listener& listener) { listener.onExtensionRemoved(this, extension); },
                    [&](Listener& listener) {
                        if (auto* child = asObject(extension)) child->unregisterListener(&listener);
@@ -318,20 +327,20 @@ void KrObject::unregisterListener(Listener* listener) {
 std::vector<Kr::KrSmartPtr<KrExtension>> KrObject::_getExtensions() const {
     std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
     const std::lock_guard lock(_listMutex);
-    extensions.reserve(_extensions.size());
-    for (const auto& entry : _extensions)
+    extensions.reserve(_extensions->size());
+    for (const auto& entry : *_extensions)
         extensions.push_back(entry.extension);
     return extensions;
 }
 
 std::size_t KrObject::getExtensionCount() const {
     const std::lock_guard lock(_listMutex);
-    return _extensions.size();
+    return _extensions->size();
 }
 
 KrExtension* KrObject::getExtension(std::size_t index) const {
     const std::lock_guard lock(_listMutex);
-    return index < _extensions.size() ? _extensions[index].extension.get() : nullptr;
+    return index < _extensions->size() ? _extensions->nth(index)->extension.get() : nullptr;
 }
 
 KrExtension* KrObject::findExtensionByName(const std::string& name, bool recursive) const {

@@ -20,6 +20,10 @@
 
 namespace KrSim {
 
+namespace detail {
+class ExtensionList;
+}
+
 /// An extension that holds others: its components and child objects. Objects form the tree of content.
 ///
 /// An object is a definition, which is content of its own, or an instance of one: a placement that follows its
@@ -28,7 +32,8 @@ namespace KrSim {
 ///
 /// Thread: the application thread. add and remove may be called from any thread while the application runs: they are
 /// done later, on its thread, and so they are while it updates its modules.
-/// Ownership: an object holds its extensions. A tree some ten thousand levels deep exhausts the stack when it dies.
+/// Ownership: an object holds its extensions; only one that is itself held by a KrSmartPtr can be changed later.
+/// Copying and the end of a tree go down level by level: some ten thousand levels exhaust the stack.
 class KR_API KrObject : public KrExtension {
     KR_BASE_CLASS(KrObject, KrExtension)
 
@@ -131,14 +136,11 @@ protected:
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
 
 private:
-    struct Entry {
-        std::uint64_t position;
-        Kr::KrSmartPtr<KrExtension> extension;
-    };
     using Positions = std::unordered_map<KrContentID::Identifier, std::uint64_t>;
 
     bool _mayAdd(KrExtension* extension) const;
-    void _insert(KrExtension* extension);
+    [[nodiscard]] bool _insert(KrExtension* extension);
+    void _logAddingFailed(KrExtension* extension);
     void _setContextAndAdd(KrExtension* extension);
     Kr::KrSmartPtr<KrExtension> _takeFromList(KrExtension* extension);
     template <class Tell, class IfRecursive>
@@ -147,9 +149,10 @@ private:
     void _syncWith(const KrObject& definition, KrCloneMap& pairs);
     void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
     void _savePosition(const KrContentID& id, std::uint64_t position);
+    [[nodiscard]] bool _mayChangeNow() const;
+    void _regenerateIDsBelow();
 
-    // Sorted by position; most extensions come at the end.
-    std::vector<Entry> _extensions;
+    std::unique_ptr<detail::ExtensionList> _extensions;
     std::uint64_t _nextPosition{0};
     Positions _savedPositions;  // of extensions that will come back
     StringUtils::UniqueNamesCollection _names;
@@ -158,7 +161,9 @@ private:
     std::mutex _listenerMutex;  // guards the listeners
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;
-    bool _isRenaming{false};
+    std::vector<const KrExtension*> _leaving;  // whose removal is under way
+    const KrExtension* _givenName{nullptr};    // whose next renaming comes from here
+    bool _isDying{false};
 };
 
 /// Hears of extensions that come and go. Called on the thread that makes the change, without a lock; it may change the

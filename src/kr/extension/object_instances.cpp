@@ -1,6 +1,7 @@
 // Copies of objects: clones, instances of definitions, and how instances follow them.
 
 #include <algorithm>
+#include <exception>
 #include <unordered_map>
 #include <utility>
 
@@ -8,24 +9,42 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/object_access.h"
 #include "kr/extension/object.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+using detail::asObject;
+using detail::keepAlive;
 
 namespace {
 
 /// The metadata bit of fields whose value is the instance's own. Saved with content.
 constexpr auto kInstanceData = static_cast<KrData::eMetadata>(256);
 
-KrObject* asObject(KrExtension* extension) {
-    return extension != nullptr && extension->isOfClassType(KrObject::getClassType())
-               ? static_cast<KrObject*>(extension)
-               : nullptr;
-}
-
 bool isPlaced(const KrContentID& id) {
     return !id.getParentInstances().empty();
+}
+
+/// By how many placements an ID is derived from that of a holder; 0 when it is not.
+std::size_t getDepthBelow(const KrContentID& holder, const KrContentID& id) {
+    const auto& chain = id.getParentInstances();
+    const auto& above = holder.getParentInstances();
+    const auto length = std::max<std::size_t>(above.size(), 1);
+    if (chain.size() <= length) return 0;
+    const bool isBelow =
+        above.empty() ? chain.front() == holder : std::equal(above.begin(), above.end(), chain.begin());
+    return isBelow ? chain.size() - length : 0;
+}
+
+/// The ID with its last `depth` placements below another holder.
+KrContentID moveBelow(const KrContentID& holder, const KrContentID& id, std::size_t depth) {
+    const auto& chain = id.getParentInstances();
+    auto moved = holder;
+    for (auto i = chain.size() - depth; i < chain.size(); ++i)
+        moved = KrContentID::createFromParentInstance(moved, chain[i]);
+    return moved;
 }
 
 }  // namespace
@@ -63,9 +82,8 @@ Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) cons
         const auto& id = extension->getContentID();
         if (isPlaced(request.contentID)) {
             below.contentID = KrContentID::createFromParentInstance(request.contentID, id);
-        } else if (isPlaced(id)) {
-            below.contentID = id;
-            below.contentID.setParentID(request.contentID);
+        } else if (const auto depth = getDepthBelow(getContentID(), id)) {
+            below.contentID = moveBelow(request.contentID, id, depth);
         } else {
             below.contentID = KrContentID::createUnique();
         }
@@ -84,24 +102,24 @@ void KrObject::_copyTo(KrExtension* target, bool copyFields) const {
 }
 
 void KrObject::_setContentID(const KrContentID& id) {
+    const auto before = getContentID();
     KrExtension::_setContentID(id);
     for (const auto& extension : _getExtensions()) {
-        if (!isPlaced(extension->getContentID())) continue;
-        auto below = extension->getContentID();
-        below.setParentID(id);
-        extension->_setContentID(below);
+        const auto depth = getDepthBelow(before, extension->getContentID());
+        if (depth > 0) extension->_setContentID(moveBelow(id, extension->getContentID(), depth));
     }
 }
 
 void KrObject::_regenerateIDs() {
     _setContentID(KrContentID::createUnique());
+    _regenerateIDsBelow();
+}
+
+void KrObject::_regenerateIDsBelow() {
     for (const auto& extension : _getExtensions()) {
-        if (isPlaced(extension->getContentID())) continue;  // went along with this one
-        if (auto* child = asObject(extension.get())) {
-            child->_regenerateIDs();
-        } else {
-            extension->_setContentID(KrContentID::createUnique());
-        }
+        const bool isDerived = getDepthBelow(getContentID(), extension->getContentID()) > 0;  // has gone along
+        if (!isDerived) extension->_setContentID(KrContentID::createUnique());
+        if (auto* child = asObject(extension.get())) child->_regenerateIDsBelow();
     }
 }
 
@@ -155,6 +173,7 @@ void KrObject::replaceDefinition(KrObject* definition) {
         Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: object is not an instance.\n");
         return;
     }
+    if (!_mayChangeNow()) return;
     // sync saves the own values first and puts them back where raw IDs match.
     _definition.setTarget(definition);
     sync();
@@ -186,22 +205,30 @@ void followFields(KrExtension& instance, const KrExtension& definition) {
     fields._loadGroupsFrom(source);
 }
 
+void takeName(KrExtension& instance, const KrExtension& definition) {
+    const bool isOwn = KrObject::isInstanceData(instance.getFieldsContainer().getNameField());
+    if (!isOwn && instance.getName() != definition.getName()) instance.setName(definition.getName().c_str());
+}
+
 }  // namespace
 
+bool KrObject::_mayChangeNow() const {
+    if (!_isBusy()) return true;
+    Kr::logMessage(Kr::eLogLevel::kError,
+                   "KrObject::sync() was called in the wrong thread or when KrApplication is updating the modules.\n");
+    return false;
+}
+
 bool KrObject::sync() {
-    if (_isBusy()) {
-        Kr::logMessage(Kr::eLogLevel::kError,
-                       "KrObject::sync() was called in the wrong thread or when KrApplication is updating the "
-                       "modules.\n");
-        return false;
-    }
+    if (!_mayChangeNow()) return false;
     const auto held = _definition.lock();
     const auto* definition = asObject(held.get());
     if (definition == nullptr) return false;
 
-    const Kr::KrSmartPtr<KrObject> self(getRefCount() > 0 ? this : nullptr);
-    const Kr::KrSmartPtr<KrObject> owner(getOwner());
-    if (owner) {
+    const auto self = keepAlive(*this);
+    auto* owner = getOwner();
+    const auto ownerHeld = owner != nullptr ? keepAlive(*owner) : Kr::KrSmartPtr<KrObject>();
+    if (owner != nullptr) {
         // Whoever watches the owner sees the instance go and come back whole, in its place.
         const auto position = _getPosition();
         owner->_removeExtension(this);
@@ -210,11 +237,17 @@ bool KrObject::sync() {
     auto own = _getInternalInstanceData();
     KrCloneMap pairs;
     _definitionFileName = definition->_definitionFileName;
-    _syncWith(*definition, pairs);
+    std::exception_ptr failure;
+    try {
+        _syncWith(*definition, pairs);
+    } catch (...) {
+        failure = std::current_exception();  // of an error that was logged; what could not be made is missing
+    }
     _createLostExtensionsFromInternalInstanceData(_restoreInternalInstanceData(std::move(own)));
     pairs._copyConnections();
     pairs._synchronizeImplementations();
-    if (owner) owner->_setContextAndAdd(this);
+    if (owner != nullptr && getOwner() == nullptr) owner->_setContextAndAdd(this);
+    if (failure) std::rethrow_exception(failure);
     return true;
 }
 
@@ -229,7 +262,11 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
 
     std::unordered_map<KrContentID::Identifier, Kr::KrSmartPtr<KrExtension>> placed;  // what came from a definition
     for (auto& extension : _getExtensions()) {
-        if (isPlaced(extension->getContentID())) placed.emplace(extension->getContentID().getRuntimeID(), extension);
+        const auto& id = extension->getContentID();
+        const auto depth = getDepthBelow(getContentID(), id);
+        // Deeper ones are lost extensions whose holder is lost, too.
+        if (depth == 1 || (depth > 1 && extension->_isUnknownPlaceholder()))
+            placed.emplace(id.getRuntimeID(), extension);
     }
     const auto wanted = definition._getExtensions();
     std::vector<Kr::KrSmartPtr<KrExtension>> existing;  // of each wanted one, or null
@@ -245,6 +282,10 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
         _removeExtension(extension.get());
     for (std::size_t i = 0; i < wanted.size(); ++i)
         _syncExtension(*wanted[i], pairs, existing[i].get());
+    // Once more, because names may have changed places.
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (existing[i]) takeName(*existing[i], *wanted[i]);
+    }
 }
 
 void KrObject::_syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing) {
@@ -258,9 +299,7 @@ void KrObject::_syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExte
         static_cast<void>(definition._clone(request));
         return;
     }
-    if (!isInstanceData(existing->getFieldsContainer().getNameField())) {
-        existing->setName(definition.getName().c_str());
-    }
+    takeName(*existing, definition);
     auto* object = asObject(existing);
     const auto* definitionObject = asObject(&definition);
     if (object != nullptr && definitionObject != nullptr) {
@@ -335,6 +374,13 @@ KrContentID holderOf(const KrContentID& id) {
     return holder;
 }
 
+void putBack(KrExtension& extension, const KrData::Container& own) {
+    auto& fields = extension.getFieldsContainer();
+    fields._loadFrom(own);
+    const auto& name = fields.getNameField();
+    if (own[name.getID()].isValid()) KrObject::setInstanceData(name);
+}
+
 /// All extensions of a tree, by both IDs.
 struct TreeIndex {
     std::unordered_map<KrContentID::Identifier, KrExtension*> byRuntimeID, byRawID;
@@ -369,7 +415,7 @@ std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(s
     index.add(*this);
     for (auto& item : items) {
         if (auto* extension = index.find(item.contentID)) {
-            extension->getFieldsContainer()._loadFrom(*item.fields);
+            putBack(*extension, *item.fields);
         } else {
             others.push_back(std::move(item));
         }
@@ -388,7 +434,7 @@ void KrObject::_createLostExtensionsFromInternalInstanceData(std::vector<Instanc
         lost->setName(item.name.c_str());
         lost->_setCreationKey(item.key);
         lost->_setContentID(item.contentID);
-        lost->getFieldsContainer()._loadFrom(*item.fields);
+        putBack(*lost, *item.fields);
         lost->addError("Lost extension: the definition has no '" + item.name +
                            "' any more. The own values that it had are kept here.",
                        false);

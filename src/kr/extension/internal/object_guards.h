@@ -5,7 +5,7 @@
 namespace KrSim::detail {
 
 // What is logged when a callback of an object throws. The first %s of each stands for both names and what is between
-// them, see nameWhileAdding() in object.cpp.
+// them, see nameWhile() in object.cpp.
 
 inline constexpr Kr::GuardTexts kIsCompatible{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s'. [%s]\n",
                                               "KrObject: unhandled exception in '%s'.\n"};
