@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <map>
 
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
@@ -23,15 +24,18 @@ void addMany(KrObject& object, std::int64_t count) {
     }
 }
 
-/// Child objects of a hundred extensions each, `count` in all.
-KrSmartPtr<KrObject> makeTree(std::int64_t count) {
-    auto root = Kr::makeSmart<KrObject>();
+/// Child objects of a hundred extensions each, `count` in all; one tree of each size serves all.
+KrObject& treeOf(std::int64_t count) {
+    static auto& trees = *new std::map<std::int64_t, KrSmartPtr<KrObject>>;
+    auto& root = trees[count];
+    if (root) return *root;
+    root = Kr::makeSmart<KrObject>();
     for (std::int64_t made = 0; made < count; made += kBranch) {
         const auto child = Kr::makeSmart<KrObject>();
         root->add(child.get());
         addMany(*child, kBranch - 1);
     }
-    return root;
+    return *root;
 }
 
 void BM_AddOneName(benchmark::State& state) {
@@ -58,9 +62,9 @@ void BM_RemoveFirst(benchmark::State& state) {
 BENCHMARK(BM_RemoveFirst)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void BM_Clone(benchmark::State& state) {
-    const auto tree = makeTree(state.range(0));
+    auto& tree = treeOf(state.range(0));
     for (auto _ : state) {
-        auto copy = tree->clone();
+        auto copy = tree.clone();
         state.PauseTiming();
         copy.reset();
         state.ResumeTiming();
@@ -69,9 +73,9 @@ void BM_Clone(benchmark::State& state) {
 BENCHMARK(BM_Clone)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void BM_Instantiate(benchmark::State& state) {
-    const auto tree = makeTree(state.range(0));
+    auto& tree = treeOf(state.range(0));
     for (auto _ : state) {
-        auto instance = tree->instantiate();
+        auto instance = tree.instantiate();
         state.PauseTiming();
         instance.reset();
         state.ResumeTiming();
@@ -80,8 +84,8 @@ void BM_Instantiate(benchmark::State& state) {
 BENCHMARK(BM_Instantiate)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void BM_Sync(benchmark::State& state) {
-    const auto tree = makeTree(state.range(0));
-    const auto instance = tree->instantiate();
+    auto& tree = treeOf(state.range(0));
+    const auto instance = tree.instantiate();
     for (auto _ : state)
         benchmark::DoNotOptimize(instance->sync());
 }
