@@ -103,13 +103,13 @@ TEST(FieldArray, CopiesByPositionAndKeepsTheItemsThatExist) {
 TEST(FieldArray, RefusesWhatItCannotBecome) {
     auto array = doubles({1, 2});
     array->setSizeRange(1, 2);
-    FieldArray<Field<int>> integers("Integers");
-    integers.resize(2);
+    FieldArray<Field<Kr::KrColor>> colors("Colors");
+    colors.resize(2);
     Container container("Container");
     container.add<double>("1", 7.0);
     EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6})));
     EXPECT_FALSE(array->copyValue(*doubles({})));
-    EXPECT_FALSE(array->copyValue(integers));
+    EXPECT_FALSE(array->copyValue(colors));
     EXPECT_FALSE(array->copyValue(container));
     EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
     EXPECT_FALSE(Doubles("Empty").isEqual(FieldArray<Field<int>>("Empty")));

@@ -103,7 +103,7 @@ TEST(FieldCopy, BetweenOtherTypesIsRefusedWithADebugLine) {
     const LogCapture log;
     FakeOwner owner;
     auto* speed = owner.addContainer("Inputs")->add<double>("Speed", 1.0);
-    const Field<bool> flag("100%s Flag", nullptr, true);
+    const Field<Kr::KrColor> flag("100%s Flag");
     EXPECT_FALSE(speed->copyValue(flag));
     EXPECT_THAT(log.lines(),
                 ElementsAre("5 Field::copyValue: unable to copy value from 100%s Flag to Inputs.Speed.\n"));
@@ -455,7 +455,7 @@ TEST(FieldCopies, InitializingTakesValueAndHiddenFieldsOrNothing) {
     Field<double> source("Source", nullptr, 3.0);
     source.setVisible(false);
     Field<double> sink("Sink");
-    Field<int> other("Other");
+    Field<Kr::KrColor> other("Other");
     sink.getInternal().addField("Stale", Types::kInteger);
     EXPECT_TRUE(sink.initializeFrom(source));
     EXPECT_EQ(sink.getValue(), 3.0);

@@ -6,6 +6,7 @@
 
 #include "kr/data/internal/child_index.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
 
 namespace KrData {
@@ -14,8 +15,8 @@ namespace {
 
 /// Copies the value of `source` into `own`, down to the last child; false where that leaves a difference.
 bool copyWhole(FieldBase& own, const FieldBase& source, bool withMetadata) {
-    if (own.getDataType() != source.getDataType()) return false;
-    if (own.getDataType() != Types::kContainer || own.isFieldArray() || source.isFieldArray()) {
+    if (!FieldArrayBase::_areSameKind(own, source)) return false;
+    if (own.getDataType() != Types::kContainer || own.isFieldArray()) {
         return withMetadata ? own.initializeFrom(source) : own.copyValue(source);
     }
     auto& container = static_cast<Container&>(own);
@@ -44,6 +45,12 @@ FieldArrayBase::~FieldArrayBase() {
 
 bool FieldArrayBase::_isFieldArray() const noexcept {
     return true;
+}
+
+bool FieldArrayBase::_areSameKind(const FieldBase& first, const FieldBase& second) {
+    if (first.getDataType() != second.getDataType() || first.isFieldArray() != second.isFieldArray()) return false;
+    return !first.isFieldArray() || static_cast<const FieldArrayBase&>(first).getItemType() ==
+                                        static_cast<const FieldArrayBase&>(second).getItemType();
 }
 
 // --- Size ----------------------------------------------------------------------------------------------------------
@@ -119,19 +126,39 @@ bool FieldArrayBase::initializeFrom(const FieldBase& source) {
     return _assign(source, true);
 }
 
+bool FieldArrayBase::_refuse(const FieldBase& source) const {
+    Kr::logMessage(Kr::eLogLevel::kDebug, "Container: unable to copy value from %s to %s.\n", source.getPath().c_str(),
+                   getPath().c_str());
+    return false;
+}
+
+bool FieldArrayBase::_convertItems(const FieldBase& source, bool withMetadata, Converted& converted) const {
+    for (const auto* from : source.getChildren()) {
+        auto& item = converted.emplace_back(_makeItem(from->getID()));
+        if (!from->canConvertTo(*item) || !(withMetadata ? item->initializeFrom(*from) : item->copyValue(*from))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool FieldArrayBase::_assign(const FieldBase& source, bool withMetadata) {
     if (this == &source) return true;
-    const auto count = source.getChildren().size();
-    if (!source.isFieldArray() || static_cast<const FieldArrayBase&>(source).getItemType() != getItemType() ||
-        !isSizeAllowed(count)) {
-        Kr::logMessage(Kr::eLogLevel::kDebug, "Container: unable to copy value from %s to %s.\n",
-                       source.getPath().c_str(), getPath().c_str());
-        return false;
-    }
     const detail::NotificationFrame frame(*this, source);
+    const auto count = source.getChildren().size();
+    Converted converted;
+    if (!source.isFieldArray()) {
+        const bool isPlain = source.getDataType() == Types::kContainer;
+        if (isPlain || !TransferValueConverter(source, *this)) return !frame.fieldDied() && _refuse(source);
+        if (withMetadata && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
+        return true;
+    }
+    if (!isSizeAllowed(count)) return _refuse(source);
+    const bool isOther = !_areSameKind(*this, source);
+    if (isOther && !_convertItems(source, withMetadata, converted)) return _refuse(source);
     if (!resize(count) || frame.changedDied()) return false;
-    for (std::size_t i = 0; i < size() && i < source.getChildren().size(); ++i) {
-        _assignItem(i, *source.getChildren()[i], withMetadata);
+    for (std::size_t i = 0; i < size() && i < source.getChildren().size() && i < count; ++i) {
+        _assignItem(i, isOther ? *converted[i] : *source.getChildren()[i], withMetadata);
         if (frame.fieldDied() || frame.changedDied()) return false;
     }
     if (withMetadata) _replaceInternal(source._getInternalIfAny());

@@ -4,6 +4,7 @@
 #include <memory>
 #include <type_traits>
 #include <typeinfo>
+#include <vector>
 
 #include "kr/data/container.h"
 
@@ -34,13 +35,16 @@ public:
     // --- Copying and comparing -------------------------------------------------------------------------------------
     [[nodiscard]] virtual const std::type_info& getItemType() const noexcept = 0;
     /// Makes as many items as the array `source` has, equal to its items one by one. Items stay, with their observers
-    /// and identifiers, as far as their values can be copied; the others are replaced. False, and nothing changes,
-    /// when `source` is no array of such items or its count is outside the size range.
+    /// and identifiers, as far as their values can be copied; the others are replaced. Items of another class are
+    /// converted; a vector or transform sets as many number items as it has components. False, and nothing changes,
+    /// when `source` is something else, an item cannot be converted, or the count is outside the size range.
     bool copyValue(const FieldBase& source) override;
     bool initializeFrom(const FieldBase& source) override;
     /// With another array position by position, whatever the identifiers; with a container as containers compare.
     [[nodiscard]] bool isEqual(const FieldBase& other) const override;
 
+    /// Whether a copied value leaves no difference of kind: equal data types and, for arrays, equal item classes.
+    [[nodiscard]] static bool _areSameKind(const FieldBase& first, const FieldBase& second);
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     void _cloneFrom(const FieldBase& source) override;
 
@@ -59,7 +63,11 @@ protected:
     [[nodiscard]] bool _isFieldArray() const noexcept override;
 
 private:
+    using Converted = std::vector<std::unique_ptr<FieldBase>>;
+
     bool _assign(const FieldBase& source, bool withMetadata);
+    [[nodiscard]] bool _convertItems(const FieldBase& source, bool withMetadata, Converted& converted) const;
+    bool _refuse(const FieldBase& source) const;
     void _assignItem(std::size_t index, const FieldBase& source, bool withMetadata);
 
     std::size_t _minimumSize{0};

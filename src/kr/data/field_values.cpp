@@ -1,26 +1,15 @@
 // What a field answers to those who do not know its type.
 
 #include <charconv>
-#include <cmath>
-#include <limits>
 
 #include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
 #include "kr/data/field_base.h"
-#include "kr/math/constants.h"
+#include "kr/data/internal/number_conversion.h"
 
 namespace KrData {
 
 namespace {
-
-int roundToInteger(double value) {
-    if (std::isnan(value)) return 0;
-    // Both limits of int are exact as double.
-    const double rounded = std::nearbyint(value);
-    if (rounded <= std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
-    if (rounded >= std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
-    return static_cast<int>(rounded);
-}
 
 template <class Number>
 std::string toText(Number value) {
@@ -58,15 +47,15 @@ int FieldBase::toInteger() const {
         case Types::kBoolean:
             return get<bool>() ? 1 : 0;
         case Types::kUnsignedInteger:
-            return roundToInteger(get<unsigned int>());
+            return detail::convertNumber<int>(get<unsigned int>());
         case Types::kShort:
             return get<short>();
         case Types::kUnsignedShort:
             return get<unsigned short>();
         case Types::kDouble:
-            return roundToInteger(get<double>());
+            return detail::roundTo<int>(get<double>());
         case Types::kFloat:
-            return roundToInteger(static_cast<double>(get<float>()));
+            return detail::roundTo<int>(static_cast<double>(get<float>()));
         case Types::kEnumeration:
             return get<Kr::KrEnum>();
         default:
@@ -87,7 +76,7 @@ bool FieldBase::toBoolean() const {
         case Types::kUnsignedShort:
             return get<unsigned short>() != 0;
         case Types::kDouble:
-            return std::abs(get<double>()) > KrMath::kSmallReal;
+            return detail::convertNumber<bool>(get<double>());
         case Types::kString:
             return !as<std::string>()->getValue().empty();
         default:

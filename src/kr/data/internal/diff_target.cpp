@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kr/data/field_array.h"
 #include "kr/data/internal/notification_frame.h"
 
 namespace KrData::detail {
@@ -51,8 +52,7 @@ bool DiffTarget::modify(std::string_view path, const FieldBase& recorded) {
     auto* field = parent != nullptr ? _childOf(*parent, recorded.getID()) : nullptr;
     if (field == nullptr) field = _find(path);
     if (field == nullptr) return false;
-    const bool sameKind =
-        field->getDataType() == recorded.getDataType() && field->isFieldArray() == recorded.isFieldArray();
+    const bool sameKind = FieldArrayBase::_areSameKind(*field, recorded);
     const NotificationFrame frame(*field, *field);
     if (sameKind && field->copyValue(recorded)) return true;
     if (frame.fieldDied()) return false;

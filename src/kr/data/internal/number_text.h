@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace KrData::detail {
+
+/// The number that a text is, from its first character to its last: a sign, digits with or without a decimal point and
+/// an exponent, or what toString writes for infinities and NaN. Always with a point, whatever the locale. A number
+/// too large for the type becomes its limit, one too small becomes zero. Nothing for any other text.
+template <class Real>
+[[nodiscard]] std::optional<Real> numberFromText(std::string_view text);
+
+extern template std::optional<double> numberFromText<double>(std::string_view text);
+extern template std::optional<float> numberFromText<float>(std::string_view text);
+
+}  // namespace KrData::detail
