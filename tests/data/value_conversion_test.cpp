@@ -3,11 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
 #include <limits>
 #include <memory>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -56,13 +54,6 @@ Maker array(const std::vector<T>& values) {
     };
 }
 
-Maker countUpTo16() {
-    std::vector<double> values(16);
-    for (std::size_t i = 0; i < 16; ++i)
-        values[i] = static_cast<double>(i);
-    return array(values);
-}
-
 /// The value as text; the items of an array with commas.
 std::string textOf(const FieldBase& field) {
     if (!field.isFieldArray()) return field.toString();
@@ -86,10 +77,8 @@ TEST_P(ValueConversion, SetsTheSinkOrLeavesItAlone) {
     const auto source = makeSource();
     const auto sink = makeSink();
     const auto before = textOf(*sink);
-    const auto untouched = textOf(*source);
     EXPECT_EQ(sink->copyValue(*source), expected != kRefused);
     EXPECT_EQ(textOf(*sink), expected == kRefused ? before : expected);
-    EXPECT_EQ(textOf(*source), untouched);
 }
 
 const Maker kInteger = value(7), kUnsigned = value(7U), kShort = value<short>(7), kUShort = value<unsigned short>(7);
@@ -104,30 +93,17 @@ Maker text(const char* text) {
 const Case kNumbers[] = {
     {"HalfDownToEven", value(2.5), kInteger, "2"},
     {"HalfUpToEven", value(-3.5), kInteger, "-4"},
-    {"FloatHalfToEven", value(0.5F), kShort, "0"},
     {"SaturatesAbove", value(1e300), kInteger, "2147483647"},
     {"SaturatesBelow", value(-kInfinity), kInteger, "-2147483648"},
-    {"JustBelowTheLimit", value(4294967294.4), kUnsigned, "4294967294"},
-    {"SaturatesUnsigned", value(4294967295.6), kUnsigned, "4294967295"},
-    {"NegativeToUnsigned", value(-1), kUnsigned, "0"},
-    {"RealToShort", value(-32768.6), kShort, "-32768"},
     {"IntegerToShort", value(40000), kShort, "32767"},
     {"IntegerToUnsignedShort", value(-40000), kUShort, "0"},
     {"UnsignedToInteger", value(4000000000U), kInteger, "2147483647"},
-    {"ShortToUnsignedShort", value<short>(-5), kUShort, "0"},
-    {"UnsignedShortToShort", value<unsigned short>(65535), kShort, "32767"},
     {"NanToInteger", value(kNan), kInteger, "0"},
     {"NanToBoolean", value(kNan), kTrue, "false"},
-    {"NanToFloat", value(kNan), kFloat, "nan"},
-    {"UnsignedToDouble", value(4294967295U), kDouble, "4294967295"},
     {"TooLargeForFloat", value(-1e300), kFloat, "-3.4028235e+38"},
-    {"InfinityToFloat", value(kInfinity), kFloat, "inf"},
-    {"FloatToDouble", value(0.5F), kDouble, "0.5"},
     {"WithinEpsilon", value(1e-12), kTrue, "false"},
     {"BeyondEpsilon", value(-1.1e-12), kFalse, "true"},
     {"FloatToBoolean", value(0.25F), kFalse, "true"},
-    {"BooleanToReal", kTrue, kFloat, "1"},
-    {"BooleanToUnsignedShort", kTrue, kUShort, "1"},
     {"EnumerationToNumber", kForce, kDouble, std::to_string(static_cast<int>(Dimension::kForce))},
     {"NumberToEnumeration", value(0.4), kForce, Kr::KrEnum(Dimension{}).toString()},
     {"NumberThatTheEnumerationLacks", value(100000), kForce, kRefused},
@@ -136,39 +112,23 @@ const Case kNumbers[] = {
 INSTANTIATE_TEST_SUITE_P(Numbers, ValueConversion, testing::ValuesIn(kNumbers), caseName);
 
 const Case kTexts[] = {
-    {"Number", text("-12"), kInteger, "-12"},
-    {"RoundsHalfToEven", text("2.5"), kInteger, "2"},
     {"Exponent", text("+1.5e3"), kUShort, "1500"},
-    {"SaturatesInteger", text("99999999999"), kInteger, "2147483647"},
     {"ShortestFloat", text("0.1"), kFloat, "0.1"},
     {"TooLargeForDouble", text("-1e999"), kDouble, "-1.7976931348623157e+308"},
     {"TooLargeForDoubleWithLongMantissa", text("0.001e99999999999999999999"), kInteger, "2147483647"},
-    {"TooSmallForDouble", text("-1e-999"), kDouble, "-0"},
     {"TooSmallInManyDigits", text("0.00001e-320"), kDouble, "0"},
-    {"TooLargeForFloat", text("1e39"), kFloat, "3.4028235e+38"},
-    {"Infinity", text("-inf"), kDouble, "-inf"},
-    {"NanToDouble", text("nan"), kDouble, "nan"},
     {"NanToInteger", text("nan"), kInteger, kRefused},
-    {"InfinityToInteger", text("inf"), kInteger, kRefused},
     {"Empty", text(""), kInteger, kRefused},
-    {"SignAlone", text("+"), kDouble, kRefused},
     {"TwoSigns", text("+-1"), kDouble, kRefused},
-    {"PointAlone", text("."), kDouble, kRefused},
     {"NumberAndMore", text("1.5 m"), kDouble, kRefused},
-    {"LeadingBlank", text(" 1"), kInteger, kRefused},
-    {"OpenExponent", text("1e"), kDouble, kRefused},
-    {"DecimalComma", text("1,5"), kFloat, kRefused},
     {"Hexadecimal", text("0x10"), kInteger, kRefused},
     {"ZeroByteBehind", value(std::string("1\0", 2)), kInteger, kRefused},
     {"TrueText", text("true"), kFalse, "true"},
     {"NumberToBoolean", text("0.0"), kTrue, "false"},
-    {"OtherTextToBoolean", text("yes"), kFalse, kRefused},
     {"FileNameToNumber", value(FileName("12")), kShort, "12"},
     {"DisplayText", value(Kr::KrEnum(Dimension::kForce).toString()), value(Kr::KrEnum(Dimension{})),
      Kr::KrEnum(Dimension::kForce).toString()},
-    {"NumberOfAnEnumeration", text("0"), kForce, Kr::KrEnum(Dimension{}).toString()},
     {"UnknownDisplayText", text("gear"), kForce, kRefused},
-    {"RealToText", value(0.1), kText, "0.1"},
     {"BooleanToText", kTrue, kText, "true"},
     {"UnsignedToFileName", value(4294967295U), kFile, "4294967295"},
     {"EnumerationToText", kForce, kText, Kr::KrEnum(Dimension::kForce).toString()},
@@ -182,45 +142,23 @@ const Case kStructures[] = {
     {"ArrayToVector2", array<int>({-1, 2}), value(Vector2{}), "-1 2"},
     {"ArrayToVector3", array<double>({1.5, 2, 3}), value(Vector3{}), "1.5 2 3"},
     {"ArrayToVector4", array<unsigned int>({1, 2, 3, 4294967295U}), value(Vector4{}), "1 2 3 4294967295"},
-    {"ArrayToTransform", countUpTo16(), value(Kr::KrTransform{}), "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15"},
+    {"ArrayToTransform", array<int>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}), value(Kr::KrTransform{}),
+     "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15"},
     {"ArrayTooShort", array<double>({1, 2}), value(Vector3{}), kRefused},
-    {"ArrayTooLong", array<double>({1, 2, 3, 4}), value(Vector3{}), kRefused},
     {"ArrayOfFloats", array<float>({1, 2, 3}), value(Vector3{}), kRefused},
     {"ArrayToFloatVector", array<double>({1, 2, 3}), value(KrMath::Vector3T<float>{}), kRefused},
-    {"ArrayToNumber", array<double>({1}), kDouble, kRefused},
     {"VectorToArray", value(Vector3{0.5, 1.5, -7}), array<int>({9, 9, 9}), "0,2,-7,"},
-    {"VectorToShorterArray", value(Vector3{1, 2, 3}), array<double>({9, 9}), kRefused},
-    {"ArrayOfOtherNumbers", array<double>({2.5, -1}), array<unsigned int>({7}), "2,0,"},
     {"ArrayOfTexts", array<std::string>({"1", "2"}), array<double>({}), "1,2,"},
     {"ArrayWithATextThatIsNoNumber", array<std::string>({"1", "x"}), array<double>({7}), kRefused},
-    {"Vector2ToVector3", value(Vector2{1, 2}), value(Vector3{}), kRefused},
-    {"QuaternionForms", value(KrMath::QuaternionT<double>{}), value(KrMath::QuaternionT<float>{}), kRefused},
-    {"MatrixToTransform", value(KrMath::Matrix44T<double>{}), value(Kr::KrTransform{}), kRefused},
     {"ColorToVector4", value(Kr::KrColor()), value(Vector4{}), kRefused},
 };
 INSTANTIATE_TEST_SUITE_P(Structures, ValueConversion, testing::ValuesIn(kStructures), caseName);
 
-TEST(ValueConversions, AreOfferedForTheseTypesAndNoOthers) {
-    const std::set<int> numbersAndTexts{
-        Types::kInteger,       Types::kBoolean,     Types::kDouble, Types::kUnsignedInteger, Types::kShort,
-        Types::kUnsignedShort, Types::kEnumeration, Types::kFloat,  Types::kString,          Types::kFilename};
-    for (int from = 0; from <= 255; ++from) {
-        const Made source(Types::produce(static_cast<Types::DataTypeEnum>(from), "Source", nullptr));
-        if (!source) continue;
-        const auto sourceType = source->getDataType();
-        for (int to = 0; to <= 255; ++to) {
-            SCOPED_TRACE(std::to_string(from) + " to " + std::to_string(to));
-            const auto sinkType = static_cast<Types::DataTypeEnum>(to);
-            const bool isVector3 = sourceType + to == Types::kVector3 + Types::kVector3Float &&
-                                   (to == Types::kVector3 || to == Types::kVector3Float);
-            const bool expected = (sourceType == to) || isVector3 ||
-                                  (numbersAndTexts.contains(sourceType) && numbersAndTexts.contains(to));
-            EXPECT_EQ(source->canConvertTo(sinkType), expected);
-        }
-    }
-    EXPECT_TRUE(CanConvert(*countUpTo16()(), Types::kTransform));
-    EXPECT_TRUE(value(Vector2{})()->canConvertTo(*countUpTo16()())) << "as far as the types tell";
-    EXPECT_FALSE(kInteger()->canConvertTo(*kUntyped()));
+TEST(ValueConversions, AreOfferedAsFarAsTheTypesTell) {
+    EXPECT_TRUE(kForce()->canConvertTo(Types::kFilename) && text("x")()->canConvertTo(Types::kBoolean));
+    const auto ints = array<int>({})();
+    EXPECT_TRUE(CanConvert(*ints, Types::kTransform) && CanConvert(*value(Vector2{})(), *ints));
+    EXPECT_FALSE(kInteger()->canConvertTo(*kUntyped()) || kInteger()->canConvertTo(Types::kVector2));
     EXPECT_FALSE(CanConvert(*kInteger(), Types::kInvalid) || CanConvert(FieldBase::getInvalidField(), *kInteger()));
     KrData::Vector<double> items("Items", nullptr, {1.0});
     const KrData::VectorItem<double> item(items, 0);
@@ -251,8 +189,7 @@ TEST(ValueConversions, SurviveAnObserverThatDestroysTheArray) {
 TEST(TransferFunctions, WorkOnEachComponentBetweenTypes) {
     const auto half = [](double x) { return x / 2.0; };
     const auto apply = [&](const Maker& source, const Maker& sink) {
-        const auto result = sink();
-        const auto from = source();
+        const auto from = source(), result = sink();
         const bool can = CanApplyTransferFunction(*from, *result);
         EXPECT_EQ(ApplyTransferFunction(*from, *result, half), can);
         return can ? result->toString() : kRefused;

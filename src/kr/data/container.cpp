@@ -9,6 +9,7 @@
 #include "kr/data/internal/child_index.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
+#include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
 #include "kr/platform/unique_names.h"
 
@@ -173,7 +174,7 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
             field->_setApplicationModeIsEditing(_isApplicationModeEditing());
         }
         field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
-        field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
+        field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
         if (_getFieldOwner() != nullptr) field->_countOutputsBelow(+1, connected, watched);
     }
     _tellOwner(connected, watched);
@@ -442,6 +443,9 @@ bool Container::copyValue(const FieldBase& source) {
         *this = static_cast<const Container&>(source);
         return true;
     }
+    const detail::NotificationFrame frame(*this, source);
+    if (source.getDataType() == Types::kProxy && TransferValueConverter(source, *this)) return true;
+    if (frame.fieldDied() || frame.changedDied()) return false;
     Kr::logMessage(Kr::eLogLevel::kDebug, "Container: unable to copy value from %s to %s.\n", source.getPath().c_str(),
                    getPath().c_str());
     return false;

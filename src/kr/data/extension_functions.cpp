@@ -41,4 +41,8 @@ std::string ExtensionFunctions::typeNameOf(KrSim::KrExtension* extension) {
     return ask(&ExtensionFunctions::getTypeName, extension);
 }
 
+Container* ExtensionFunctions::fieldsOf(KrSim::KrExtension* extension) {
+    return ask(&ExtensionFunctions::getFields, extension);
+}
+
 }  // namespace KrData

@@ -16,6 +16,8 @@ struct KR_API ExtensionFunctions {
     Kr::KrBase* (*asBase)(KrSim::KrExtension*) = nullptr;
     std::string (*getName)(KrSim::KrExtension*) = nullptr;
     std::string (*getTypeName)(KrSim::KrExtension*) = nullptr;
+    /// The top container of its fields.
+    Container* (*getFields)(KrSim::KrExtension*) = nullptr;
 
     /// Replaces the table; null takes it away. Before other threads use fields.
     static void _install(const ExtensionFunctions* functions) noexcept;
@@ -25,6 +27,8 @@ struct KR_API ExtensionFunctions {
     /// Empty for null and where nothing is installed.
     [[nodiscard]] static std::string nameOf(KrSim::KrExtension* extension);
     [[nodiscard]] static std::string typeNameOf(KrSim::KrExtension* extension);
+    /// Null for null and where nothing is installed.
+    [[nodiscard]] static Container* fieldsOf(KrSim::KrExtension* extension);
 };
 
 }  // namespace KrData

@@ -10,6 +10,7 @@
 #include "kr/data/internal/description_pool.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/proxy.h"
 #include "kr/data/value_conversion.h"
 
 namespace KrData {
@@ -72,6 +73,13 @@ void FieldBase::_attachTo(Container* parent) {
 
 void FieldBase::_detachFromEverything() noexcept {
     detail::NotificationFrame::onFieldDestroyed(*this);
+    // From here on a proxy that dies does not find this field any more, so the list would keep it.
+    std::vector<FieldReference> proxies;
+    if (_has(kHasProxies)) {
+        for (auto* proxy : _getProxies())
+            proxies.emplace_back(proxy);
+        _rareIfAny()->proxies = {};
+    }
     // First of all, so that a handle which ends on another thread does not find half a field.
     if (auto* rare = _rareIfAny()) {
         if (rare->liveness) rare->liveness->_fieldDied();
@@ -80,6 +88,9 @@ void FieldBase::_detachFromEverything() noexcept {
     }
     if (_parent != nullptr) _parent->_removeField(this);
     _dropConnections();
+    for (const auto& proxy : proxies) {
+        if (proxy.isAlive()) static_cast<Proxy*>(proxy.get())->_onLinkedFieldDied();
+    }
 }
 
 FieldBase& FieldBase::getInvalidField() {

@@ -176,7 +176,7 @@ public:
     [[nodiscard]] DelegateConnection addObserver(Observer observer);
     /// Likewise for identifier, parent, description, visibility, read-only hint and physical dimension.
     [[nodiscard]] DelegateConnection addPropertyObserver(Observer observer);
-    /// Whether anyone would hear of a change; a producer of costly values may ask first.
+    /// Whether anyone would hear of a change, proxies included; a producer of costly values may ask first.
     [[nodiscard]] bool hasWatchers() const;
     void registerListener(FieldListener* listener);
     void unregisterListener(FieldListener* listener);
@@ -189,6 +189,11 @@ public:
     [[nodiscard]] bool _hasIncomingConnections() const noexcept;
     [[nodiscard]] bool _hasOutgoingConnections() const noexcept { return _has(kHasOutgoing); }
     [[nodiscard]] bool _hasLiveObservers() const noexcept { return _has(kHasObservers); }
+
+    /// The proxies that link this field, in the order of linking.
+    void _addProxy(Proxy* proxy);
+    void _removeProxy(Proxy* proxy);
+    [[nodiscard]] std::vector<Proxy*> _getProxies() const;
 
     void _setOwnerIsActive(bool active);
     void _setApplicationModeIsEditing(bool editing);
@@ -239,8 +244,10 @@ private:
         kForceObservers = 0x40,
         kHasOutgoing = 0x100,
         kHasObservers = 0x200,
+        kHasProxies = 0x400,
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
-        kNoisy = kAncestorObserved | kAncestorConnected | kForceObservers | kHasOutgoing | kHasObservers,
+        kIsConnected = kHasOutgoing | kHasProxies,
+        kNoisy = kAncestorObserved | kAncestorConnected | kForceObservers | kIsConnected | kHasObservers,
     };
 
     [[nodiscard]] bool _has(unsigned bits) const noexcept {
@@ -256,6 +263,8 @@ private:
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
+    void _tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const;
+    void _setConnected(std::uint16_t bit, bool on);
     [[nodiscard]] bool _tellPropertyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedBothWays() const;
     [[nodiscard]] detail::FieldRareState& _rareState() const;

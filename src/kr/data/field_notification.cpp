@@ -11,6 +11,7 @@
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
+#include "kr/data/proxy.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 
@@ -59,7 +60,7 @@ void FieldBase::_inheritWatching(std::uint16_t bit, bool ancestorHasIt) {
 }
 
 void FieldBase::_passWatchingToChildren(std::uint16_t bit) const {
-    const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kHasOutgoing);
+    const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kIsConnected);
     for (auto* child : getChildren())
         child->_inheritWatching(bit, on);
 }
@@ -67,8 +68,8 @@ void FieldBase::_passWatchingToChildren(std::uint16_t bit) const {
 // --- Watched and connected outputs, as their owner counts them -----------------------------------------------------
 
 void FieldBase::_countOutputsBelow(int sign, int& connected, int& watched) const {
-    if (_has(kHasOutgoing | kHasObservers) && getFieldType() == Types::kOutput) {
-        connected += _has(kHasOutgoing) ? sign : 0;
+    if (_has(kIsConnected | kHasObservers) && getFieldType() == Types::kOutput) {
+        connected += _has(kIsConnected) ? sign : 0;
         watched += _has(kHasObservers) ? sign : 0;
     }
     for (const auto* child : getChildren())
@@ -78,6 +79,14 @@ void FieldBase::_countOutputsBelow(int sign, int& connected, int& watched) const
 void FieldBase::_tellOwner(int connectedDelta, int watchedDelta) const {
     if (connectedDelta == 0 && watchedDelta == 0) return;
     if (auto* owner = _getFieldOwner()) owner->_onOutputCountsChanged(connectedDelta, watchedDelta);
+}
+
+void FieldBase::_setConnected(std::uint16_t bit, bool on) {
+    const bool before = _has(kIsConnected);
+    _setState(bit, on);
+    if (_has(kIsConnected) == before) return;
+    _passWatchingToChildren(kAncestorConnected);
+    if (getFieldType() == Types::kOutput) _tellOwner(on ? +1 : -1, 0);
 }
 
 // --- Connections ---------------------------------------------------------------------------------------------------
@@ -100,11 +109,7 @@ void FieldBase::_addConnection(Kr::KrConnectionBase* connection) {
     if (connection == nullptr || !isValid()) return;
     if (connection->getSource() == this) {
         if (_outgoing == nullptr) _outgoing = new detail::ConnectionList(Kr::KrConnectionBase::End::kSource);
-        if (_outgoing->add(connection) && _outgoing->size() == 1) {
-            _setState(kHasOutgoing, true);
-            if (getFieldType() == Types::kOutput) _tellOwner(+1, 0);
-            _passWatchingToChildren(kAncestorConnected);
-        }
+        if (_outgoing->add(connection) && _outgoing->size() == 1) _setConnected(kHasOutgoing, true);
         _tellListeners(&FieldListener::onOutgoingConnectionAdded, connection);
     } else if (connection->getSink() == this) {
         _rareState().incoming.add(connection);
@@ -128,11 +133,8 @@ void FieldBase::_removeConnection(Kr::KrConnectionBase* connection) {
 }
 
 void FieldBase::_unlistOutgoing(Kr::KrConnectionBase* connection) {
-    if (_outgoing != nullptr && _outgoing->remove(connection) && _outgoing->size() == 0) {
-        _setState(kHasOutgoing, false);
-        _passWatchingToChildren(kAncestorConnected);
-        if (getFieldType() == Types::kOutput) _tellOwner(-1, 0);
-    }
+    if (_outgoing != nullptr && _outgoing->remove(connection) && _outgoing->size() == 0)
+        _setConnected(kHasOutgoing, false);
 }
 
 void FieldBase::_dropConnections() noexcept {
@@ -199,7 +201,7 @@ void FieldBase::_clearObservers() {
 }
 
 bool FieldBase::hasWatchers() const {
-    if (_has(kHasOutgoing | kAncestorConnected)) return true;
+    if (_has(kIsConnected | kAncestorConnected)) return true;
     return _has(kLocal) ? _has(kHasObservers | kAncestorObserved) : _has(kForceObservers);
 }
 
@@ -244,6 +246,10 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
         _walkOutgoing(changed, frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
+    if ((state & kHasProxies) != 0) {
+        _tellProxies(changed, frame);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
     if (_has(kLocal)) {
         if (_has(kAncestorObserved | kAncestorConnected) && _parent != nullptr) _parent->_notifyChanged(changed);
         observers.notify(changed, frame);
@@ -268,6 +274,40 @@ void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::Notificati
         if (auto* connection = walk.list.slot(i)) connection->transferValue(changed);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
+}
+
+void FieldBase::_tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const {
+    auto& proxies = _rareIfAny()->proxies;
+    proxies.beginWalk();
+    const auto count = proxies.places().size();
+    for (std::size_t i = 0; i < count; ++i) {
+        auto* proxy = proxies.places()[i];
+        // A proxy in a container that it links would hear of itself.
+        if (proxy != nullptr && proxy != &changed) proxy->_onLinkedFieldChanged(*this);
+        if (frame.fieldDied()) return;
+        if (frame.changedDied()) break;
+    }
+    proxies.endWalk();
+}
+
+void FieldBase::_addProxy(Proxy* proxy) {
+    if (proxy == nullptr || !isValid()) return;
+    _rareState().proxies.add(proxy);
+    _setConnected(kHasProxies, true);
+}
+
+void FieldBase::_removeProxy(Proxy* proxy) {
+    auto* rare = _rareIfAny();
+    if (rare == nullptr) return;
+    rare->proxies.remove(proxy);
+    if (rare->proxies.empty()) _setConnected(kHasProxies, false);
+}
+
+std::vector<Proxy*> FieldBase::_getProxies() const {
+    const auto* rare = _rareIfAny();
+    auto proxies = rare != nullptr ? rare->proxies.places() : std::vector<Proxy*>();
+    std::erase(proxies, nullptr);
+    return proxies;
 }
 
 bool FieldBase::_tellPropertyObservers(const FieldBase& changed) const {

@@ -13,6 +13,7 @@ class FieldListener;
 class FieldReference;
 class FieldVisitor;
 class IFieldOwner;
+class Proxy;
 class Types;
 class VectorBase;
 class VectorItemBase;

@@ -4,6 +4,7 @@
 #include "kr/data/field_base.h"
 #include "kr/data/internal/components.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/proxy.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/guard.h"
 
@@ -16,13 +17,23 @@ constexpr Kr::GuardTexts kFunctionTexts{Kr::eLogLevel::kWarn,
 }  // namespace
 
 bool CanApplyTransferFunction(const FieldBase& source, const FieldBase& sink) {
-    const auto count = detail::componentCountOf(source.getDataType());
-    return count != 0 && count == detail::componentCountOf(sink.getDataType()) &&
-           source.getDataType() != Types::kTransform;
+    const auto from = Proxy::_getValueDataType(source);
+    const auto count = detail::componentCountOf(from);
+    return count != 0 && count == detail::componentCountOf(Proxy::_getValueDataType(sink)) && from != Types::kTransform;
 }
 
 bool ApplyTransferFunction(const FieldBase& source, FieldBase& sink, const std::function<double(double)>& function) {
-    if (!function || !CanApplyTransferFunction(source, sink)) return false;
+    if (!function) return false;
+    if (source.getDataType() == Types::kProxy) {
+        const detail::NotificationFrame frame(sink, source);
+        const auto* linked = static_cast<const Proxy&>(source).getLinkedField();
+        return linked != nullptr && !frame.fieldDied() && ApplyTransferFunction(*linked, sink, function);
+    }
+    if (sink.getDataType() == Types::kProxy) {
+        return static_cast<Proxy&>(sink)._writeLinked(
+            source, [&](FieldBase& linked) { return ApplyTransferFunction(source, linked, function); });
+    }
+    if (!CanApplyTransferFunction(source, sink)) return false;
     auto values = detail::componentsOf(source);
     const auto count = detail::componentCountOf(source.getDataType());
     const detail::NotificationFrame frame(sink, source);

@@ -12,6 +12,7 @@
 #include "kr/data/extension_field.h"
 #include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
+#include "kr/data/proxy.h"
 #include "kr/platform/guard.h"
 
 namespace KrData {
@@ -173,6 +174,8 @@ FieldBase* Types::_make(DataTypeEnum dataType, const Kr::KrID& id, FieldTypeEnum
         field = type->produce(id);
     } else if (dataType == kContainer) {
         field = new Container(id, nullptr, fieldType);
+    } else if (dataType == kProxy) {
+        field = new Proxy(id);
     } else {
         const auto* known = findDataType(dataType);
         if (known == nullptr || known->interfaceName == nullptr) return nullptr;

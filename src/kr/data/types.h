@@ -52,7 +52,7 @@ public:
         kGraphicsGeometry = 45,
         kGraphicsMaterial = 46,
         kTexture = 47,
-        kProxy = 48,
+        kProxy = 48,  ///< a Proxy for other fields
         kSimulatorModule = 49,
         kSkeleton = 50,
         kFloat = 51,            ///< float
@@ -79,9 +79,9 @@ public:
     [[nodiscard]] static std::string nameFor(const Kr::KrID& interfaceId);
 
     // --- Producing fields ------------------------------------------------------------------------------------------
-    /// A new dynamic field: a value field, a container (26, with the field type of its parent) or, for an interface
-    /// type, an ExtensionField. Null for a type that has none of these, and when the parent refuses the field.
-    /// The parent owns the field; without one the caller does.
+    /// A new dynamic field: a value field, a container (26, with the field type of its parent), a proxy whose data type
+    /// is not set yet, or, for an interface type, an ExtensionField. Null for a type that has none of these, and when
+    /// the parent refuses the field. The parent owns the field; without one the caller does.
     [[nodiscard]] static FieldBase* produce(DataTypeEnum dataType, const Kr::KrID& id, Container* parent);
     /// The same by value type: `produce(typeid(double), …)`.
     [[nodiscard]] static FieldBase* produce(const std::type_info& valueType, const Kr::KrID& id, Container* parent);

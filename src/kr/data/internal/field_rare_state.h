@@ -8,6 +8,7 @@
 #include "kr/data/field_reference.h"
 #include "kr/data/internal/connection_list.h"
 #include "kr/data/internal/observer_list.h"
+#include "kr/data/internal/proxy_list.h"
 
 namespace KrData::detail {
 
@@ -17,6 +18,7 @@ struct FieldRareState {
     std::unique_ptr<FieldInternal> internal;
     std::atomic<ObserverList*> observers{nullptr};
     std::atomic<ObserverList*> propertyObservers{nullptr};
+    ProxyList proxies;
     ConnectionList incoming{Kr::KrConnectionBase::End::kSink};
     std::vector<FieldListener*> listeners;
 };

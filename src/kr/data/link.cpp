@@ -1,0 +1,67 @@
+#include "kr/data/link.h"
+
+#include "kr/data/container.h"
+#include "kr/data/extension_functions.h"
+
+namespace KrData {
+
+Link::Link(const FieldBase* field) {
+    link(field);
+}
+
+Link::Link(const KrSim::KrContentReference& extension, const std::string& path) {
+    link(extension, path);
+}
+
+void Link::link(const FieldBase* field) {
+    _field = FieldReference(const_cast<FieldBase*>(field));
+    if (field == nullptr) {
+        _extension.reset();
+        _path.clear();
+        _isAtHome = false;
+        return;
+    }
+    auto* extension = field->getOwnerExtension();
+    if (extension == nullptr || extension != _extension.get()) _extension.setTarget(extension);
+    _isAtHome = extension == nullptr;
+    _path = field->getPath();
+}
+
+void Link::link(const KrSim::KrContentReference& extension, const std::string& path) {
+    _extension = extension;
+    _path = path;
+    _isAtHome = extension.isEmpty();
+    _field = FieldReference();
+}
+
+std::string Link::toString() const {
+    auto* extension = _extension.get();
+    const auto id = _extension.getContentID().toString();
+    std::string text = "Extension: ";
+    if (extension != nullptr) {
+        text += ExtensionFunctions::nameOf(extension) + " - " + id + " - " + ExtensionFunctions::typeNameOf(extension);
+    } else {
+        text += "(invalid object) - " + id;
+    }
+    return text + " Field: " + _path + " (" + (isValid() ? "valid)" : "invalid)");
+}
+
+void Link::_updateField() {
+    if (!isValid()) _field = FieldReference(_findField(nullptr));
+}
+
+FieldBase* Link::_findField(const Container* home) const {
+    const auto* fields = _isAtHome ? home : ExtensionFunctions::fieldsOf(_extension.get());
+    return fields != nullptr ? fields->findFieldFromPath(_path) : nullptr;
+}
+
+Link Link::_asUnresolved(KrSim::KrExtension* home) const {
+    const bool isAtHome = _isAtHome || (home != nullptr && home == _extension.get());
+    return {isAtHome ? KrSim::KrContentReference() : _extension, _path};
+}
+
+bool Link::_hasSameTarget(const Link& other) const {
+    return _path == other._path && _extension.getContentID() == other._extension.getContentID();
+}
+
+}  // namespace KrData

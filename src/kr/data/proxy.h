@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kr/data/delegate_connection.h"
+#include "kr/data/field_base.h"
+#include "kr/data/link.h"
+
+namespace KrData {
+
+/// A field that stands for several others: one control for many fields of different extensions.
+///
+/// Setting a proxy (copyValue) sets every field that it links, and its value is that of the first of them. A proxy may
+/// link proxies, but never itself, however indirectly. Its data type is kProxy; the *proxy data type* is that of the
+/// linked fields, as far as conversion is concerned.
+///
+/// When the first linked field changes, connections and observers of the proxy are told, with the proxy as the field
+/// that changed; while the proxy is set, once, after all linked fields have the value. Linked fields that are changed
+/// on their own are not made equal again. A linked field counts as connected, so its changes reach the proxy always.
+///
+/// A link whose field dies, or has not been loaded yet, stays in the list and is passed over. It is found again by its
+/// content reference and path as soon as the proxy is set or read, and by updateLinks().
+///
+/// A copy of a proxy links the same fields; those in the tree of the proxy it looks for in the tree where the copy is.
+/// Thread: the application thread.
+class KR_API Proxy final : public FieldBase {
+public:
+    /// With a parent the proxy adds itself to it, and then belongs to it.
+    /// \param proxyDataType  kUnknown: taken from the first field that is linked.
+    explicit Proxy(const Kr::KrID& id, Types::DataTypeEnum proxyDataType = Types::kUnknown,
+                   Container* parent = nullptr);
+    /// A detached copy of identifier, properties and links; not of observers and connections.
+    Proxy(const Proxy& source);
+    Proxy& operator=(const Proxy&) = delete;
+    ~Proxy() override;
+
+    [[nodiscard]] Types::DataTypeEnum getProxyDataType() const noexcept { return _proxyDataType; }
+    /// Once only, and not to kProxy. Answers whether it was set.
+    bool setProxyDataType(Types::DataTypeEnum dataType);
+
+    // --- Links -----------------------------------------------------------------------------------------------------
+    /// Inputs link inputs, outputs outputs, parameters parameters; each field once, if it converts to the proxy data
+    /// type, and if setting it does not set this proxy again.
+    [[nodiscard]] bool canLink(const FieldBase* field) const;
+    /// Links the field, which first takes the value of the proxy, if it has one. False when it cannot be linked.
+    bool addLink(FieldBase* field);
+    /// Links the field at `path` of the extension, when it is there: now or later. False for an empty path, for a
+    /// target that is listed already, and for a field that is there and cannot be linked.
+    bool addLink(const KrSim::KrContentReference& extension, const std::string& path);
+    /// False when it is not linked.
+    bool removeLink(const FieldBase* field);
+    bool removeLink(const KrSim::KrContentReference& extension, const std::string& path);
+    void removeAllLinks();
+    /// Drops the links whose fields are not there, and answers how many.
+    std::size_t removeInvalidLinks();
+    /// Finds fields that have come since; a field that cannot be linked is left alone. Call it after content was loaded
+    /// that may be linked, so that the proxy hears of its changes.
+    void updateLinks();
+    [[nodiscard]] std::size_t getLinkCount() const noexcept { return _entries.size(); }
+    /// In the order of linking; `index` below the count. Good until links are added or removed.
+    [[nodiscard]] const Link& getLink(std::size_t index) const { return _entries.at(index).link; }
+    /// The field whose value is that of the proxy: the first linked field, or the one behind it when that is a proxy.
+    /// Null while there is none.
+    [[nodiscard]] FieldBase* getLinkedField() const;
+
+    // --- The field whatever its type -------------------------------------------------------------------------------
+    [[nodiscard]] Proxy* _duplicate() const override;
+    [[nodiscard]] Proxy* clone(const Kr::KrID& id, Container* parent) const override;
+    [[nodiscard]] Proxy* clone(Container* parent) const override;
+    /// Sets every linked field that is there, in the order of linking. True when at least one took the value.
+    bool copyValue(const FieldBase& source) override;
+    /// From a proxy: takes its proxy data type, links and metadata; false when the proxy data types differ. From
+    /// another field: its value and metadata.
+    bool initializeFrom(const FieldBase& source) override;
+    /// Whether there are linked fields, and setting the proxy to `other` would change none of them. Two proxies without
+    /// a value are equal when their proxy data types are.
+    [[nodiscard]] bool isEqual(const FieldBase& other) const override;
+    /// Resets the linked fields.
+    void reset() override;
+    void _cloneFrom(const FieldBase& source) override;
+
+    // --- For the framework, not for plug-ins -----------------------------------------------------------------------
+    /// The data type of the field, of a proxy its proxy data type.
+    [[nodiscard]] static Types::DataTypeEnum _getValueDataType(const FieldBase& field) noexcept;
+    /// Calls `write` with each linked field that is there. True when it answered so for at least one.
+    bool _writeLinked(const FieldBase& source, const std::function<bool(FieldBase&)>& write);
+    /// getLinkedField among the fields that have been found.
+    [[nodiscard]] FieldBase* _findLinkedField() const;
+    /// Called by a linked field when it, or a field below it, has changed.
+    void _onLinkedFieldChanged(const FieldBase& linked);
+    /// Called by a dying linked field.
+    void _onLinkedFieldDied();
+
+private:
+    struct Entry {
+        std::uint32_t number;  // rising along the list, so that a walk finds its place when the list changes
+        Link link;
+        DelegateConnection watch;  // of the place of a linked field
+        bool isProxy;              // what was linked last
+    };
+
+    [[nodiscard]] Entry* _entryFrom(std::uint32_t number);
+    [[nodiscard]] bool _hasLinkTo(const Link& link) const;
+    [[nodiscard]] Container* _home() const;
+    Entry& _append(Link link);
+    void _appendCopies(const Proxy& source);
+    [[nodiscard]] bool _agree(FieldBase& field);
+    FieldBase* _resolve(std::uint32_t number);
+    void _bind(Entry& entry, FieldBase& field);
+    void _detach(Entry& entry);
+    template <class Condition>
+    std::size_t _removeLinks(Condition&& condition);
+
+    std::vector<Entry> _entries;
+    std::uint32_t _nextNumber{1};
+    Types::DataTypeEnum _proxyDataType;
+    bool _isUpdating{false};
+    bool _isChangeWaiting{false};
+    int _writes{0};         // under way
+    int _notifications{0};  // under way
+};
+
+}  // namespace KrData
