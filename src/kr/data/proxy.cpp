@@ -365,9 +365,7 @@ Proxy* Proxy::_duplicate() const {
 }
 
 Proxy* Proxy::clone(const Kr::KrID& id, Container* parent) const {
-    auto* copy = _duplicate();
-    copy->setID(id);
-    return Container::_adopt(copy, parent) ? copy : nullptr;
+    return Container::_adoptAs(id, _duplicate(), parent);
 }
 
 Proxy* Proxy::clone(Container* parent) const {
