@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "kr/content/content_reference.h"
+#include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
@@ -201,6 +203,24 @@ TEST(SimulationState, BringsBackFieldsAndTheImplementation) {
 
     extension->fillSimulationState(state);
     EXPECT_EQ(state->getExtensionStates().size(), 1U) << "the later state of one extension replaces the first";
+}
+
+TEST(ExtensionCopies, HaveProxiesThatLinkTheirOwnFields) {
+    const auto engine = Kr::makeSmart<KrExtension>();
+    const auto pump = Kr::makeSmart<KrExtension>();
+    auto* proxy = static_cast<KrData::Proxy*>(engine->addInput("Throttle", Types::kProxy));
+    auto* valve = engine->addInput("Valve", Types::kDouble);
+    auto* flow = pump->addInput("Flow", Types::kInteger);
+    EXPECT_TRUE(proxy->addLink(valve));
+    EXPECT_TRUE(proxy->addLink(KrSim::KrContentReference(pump.get()), "Inputs.Flow"));
+    const auto copy = engine->clone();
+    EXPECT_TRUE(copy->getInput("Throttle")->copyValue(Field<double>("Source", nullptr, 3.0)));
+    EXPECT_EQ(copy->getInput("Valve")->toReal(), 3.0);
+    EXPECT_EQ(valve->toReal(), 0.0);
+    EXPECT_EQ(flow->toReal(), 3.0) << "in another extension";
+    EXPECT_EQ(proxy->getLink(1).toString(), "Extension: " + std::string(pump->getName()) + " - " +
+                                                pump->getContentID().toString() + " - " + pump->getTypeName() +
+                                                " Field: Inputs.Flow (valid)");
 }
 
 }  // namespace extension_copying_test

@@ -369,6 +369,7 @@ namespace {
         [](KrExtension* extension) -> Kr::KrBase* { return extension; },
         [](KrExtension* extension) { return extension->getName(); },
         [](KrExtension* extension) { return extension->getTypeName(); },
+        [](KrExtension* extension) -> KrData::Container* { return &extension->getFieldsContainer(); },
     };
     KrData::ExtensionFunctions::_install(&functions);
     return true;
