@@ -1,8 +1,30 @@
 #include "kr/core/connection_base.h"
 
+#include <atomic>
+
+#include "kr/platform/log.h"
+
 namespace Kr {
 
-KrConnectionBase::~KrConnectionBase() = default;
+namespace {
+constinit std::atomic<KrConnectionBase::ForgetFunction> forgetFunction{nullptr};
+}  // namespace
+
+KrConnectionBase::~KrConnectionBase() {
+    if (!_isInSorter) return;
+    if (const auto forget = forgetFunction.load(std::memory_order_acquire)) forget(*this);
+    logMessage(eLogLevel::kWarn,
+               "KrConnectionBase is being deleted without being removed from the KrExtensionSorter. Please check the "
+               "derived class constructor.\n");
+}
+
+bool KrConnectionBase::_isExcludedFromOrdering() const noexcept {
+    return false;
+}
+
+void KrConnectionBase::_setForgetFunction(ForgetFunction forget) noexcept {
+    forgetFunction.store(forget, std::memory_order_release);
+}
 
 void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
     _setFields(nullptr, nullptr);

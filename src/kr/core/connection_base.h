@@ -52,6 +52,9 @@ class KR_API KrConnectionBase : public KrBase {
     [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
                                                            KrData::FieldBase& sink) const = 0;
 
+    /// Whether the connection does not order its extensions, as one that delivers later.
+    [[nodiscard]] virtual bool _isExcludedFromOrdering() const noexcept;
+
     /// Where the list of the field at that end keeps this connection, so that it is found without a search. For
     /// fields only.
     [[nodiscard]] std::uint32_t _getSlot(End end) const noexcept {
@@ -59,15 +62,21 @@ class KR_API KrConnectionBase : public KrBase {
     }
     void _setSlot(End end, std::uint32_t slot) noexcept { (end == End::kSource ? _sourceSlot : _sinkSlot) = slot; }
 
+    /// The sorter's place for this connection. For the sorter only, under its lock.
+    [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot; }
+    void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
+    [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
+    void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
+    /// What takes a connection out of the sorter that dies while it is registered there; the sorter installs it.
+    using ForgetFunction = void (*)(KrConnectionBase&) noexcept;
+    static void _setForgetFunction(ForgetFunction forget) noexcept;
+
 protected:
     KrConnectionBase() = default;
 
     void _setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept;
     void _setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept;
     void _setOutputToParameter(bool isOutputToParameter) noexcept { _isOutputToParameter = isOutputToParameter; }
-
-    [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
-    void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
 
 private:
     KrSim::KrExtension* _sourceOwner{nullptr};
@@ -78,6 +87,7 @@ private:
     KrData::FieldBase* _sink{nullptr};
     std::uint32_t _sourceSlot{kNoSlot};
     std::uint32_t _sinkSlot{kNoSlot};
+    std::uint32_t _sorterSlot{kNoSlot};
 };
 
 }  // namespace Kr

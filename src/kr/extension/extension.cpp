@@ -6,6 +6,7 @@
 #include "kr/data/extension_functions.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_sorter.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
@@ -34,6 +35,7 @@ KrExtension::KrExtension()
 
 KrExtension::~KrExtension() {
     KrContentRegistry::instance().unregisterExtension(this);
+    if (_getSorterSlot() != kNoSlot) KrExtensionSorter::instance().removeExtension(this);
     // Nobody may hear of what the implementation does in its destructor.
     _fields->_release();
     _setIExtension(nullptr);

@@ -205,6 +205,11 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] int _getPendingCount() const noexcept { return _pendingCount; }
     void _addPending(int count) noexcept { _pendingCount += count; }
 
+    /// The sorter's number for this extension while it is registered there. For the sorter only.
+    static constexpr std::uint32_t kNoSlot = 0xffffffff;
+    [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot.load(std::memory_order_relaxed); }
+    void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot.store(slot, std::memory_order_relaxed); }
+
 protected:
     /// A new one of this type; plain where the factory makes none. Null, logged, when that does not fit.
     [[nodiscard]] virtual Kr::KrSmartPtr<KrExtension> _makeClone() const;
@@ -237,6 +242,7 @@ private:
     bool _suspended{false};
     int _pendingCount{0};
     InstanceLink _instanceLink;
+    std::atomic<std::uint32_t> _sorterSlot{kNoSlot};  // written under the sorter's lock
 };
 
 }  // namespace KrSim

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kr/core/fwd.h"
+#include "kr/data/fwd.h"
+#include "kr/extension/fwd.h"
+#include "kr/platform/array.h"
+#include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+/// A way along connections that comes back to where it began.
+struct KrConnectionCycle {
+    struct Step {
+        KrExtension* extension;   ///< borrowed
+        std::string sourceField;  ///< path of its output, from which the connection to the next step leaves
+        std::string sinkField;    ///< path of the field of the next step, where it arrives
+    };
+    std::vector<Step> steps;  ///< the last one leads to the first
+};
+
+/// Orders extensions so that the source of every connection runs before its sink.
+///
+/// The order is made anew at the first question after a change, and shared by all that sort by it. Connections that say
+/// so (queued ones) order nothing. Where connections form a cycle no order is right: a warning names the extensions,
+/// and they run in the order of their registration, before what only follows from them.
+///
+/// Thread: callable from any thread. The mutex covers bookkeeping only; listeners and the log are called without it.
+/// Changes of the fields and owners of registered extensions stay with the application thread, as do the questions that
+/// walk them, those that take an extension, an object or a field.
+/// Ownership: extensions and connections are borrowed. Both take themselves out when they die.
+class KR_API KrExtensionSorter {
+public:
+    class Listener;
+    using ConnectionFunction = std::function<void(const Kr::KrConnectionBase*)>;
+
+    [[nodiscard]] static KrExtensionSorter& instance();
+    /// Whether anybody has asked for it yet.
+    [[nodiscard]] static bool hasInstance() noexcept;
+    KrExtensionSorter(const KrExtensionSorter&) = delete;
+    KrExtensionSorter& operator=(const KrExtensionSorter&) = delete;
+
+    // --- The graph -------------------------------------------------------------------------------------------------
+    /// Null, and an extension that is here already, change nothing.
+    void addExtension(KrExtension* extension);
+    void removeExtension(KrExtension* extension);
+    /// Forgets all extensions and connections.
+    void reset();
+
+    // --- The order -------------------------------------------------------------------------------------------------
+    /// Makes the order if something changed since the last time.
+    void build();
+    /// Puts the extensions of the list in the global order. Those that were not added stay behind the others, with a
+    /// warning that counts them; null and repeated entries stay behind, too.
+    void sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list);
+    /// Grows by one with every build: whoever sorted a list remembers it and sorts again when it differs.
+    [[nodiscard]] std::uint32_t getLastBuildNumber() const;
+    /// All extensions, in the order in which they were added.
+    [[nodiscard]] Kr::KrArray<KrExtension*> getExtensions() const;
+    /// All extensions in the order in which they run; builds if need be.
+    [[nodiscard]] Kr::KrArray<KrExtension*> getGlobalOrder();
+    /// Whether connections form a cycle; builds if need be.
+    [[nodiscard]] bool hasGraphCycle() const;
+    /// Cycles among the connections, at least one through each knot of them; builds if need be.
+    [[nodiscard]] std::vector<KrConnectionCycle> getCycles() const;
+
+    // --- Connections -----------------------------------------------------------------------------------------------
+    /// From and to the fields of an extension.
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnections(const KrExtension* extension) const;
+    /// Appends all that are registered, in the order of registration.
+    void getConnections(std::vector<Kr::KrConnectionBase*>& connections) const;
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsFrom(const KrExtension* extension) const;
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsTo(const KrExtension* extension) const;
+    /// Those with one end in or below the one object and the other in or below the other, either way round.
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsBetween(const KrObject* first,
+                                                                           const KrObject* second) const;
+    /// Calls the function with each connection of an extension.
+    void _foreachConnection(const KrExtension* extension, const ConnectionFunction& function) const;
+    /// Whether a registered connection ends or begins at the field.
+    [[nodiscard]] bool isFieldConnected(const KrData::FieldBase* field) const;
+    [[nodiscard]] bool isFieldConnectedAsSource(const KrData::FieldBase* field) const;
+    [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;
+
+    // --- Looking at it ---------------------------------------------------------------------------------------------
+    /// Writes the graph in the Graphviz dot language: extensions in the global order, connections with the paths of
+    /// their fields. Extensions of cycles are red, connections that order nothing dashed.
+    void toDot(std::ostream& stream) const;
+    /// Registering twice is registering once. The listener is borrowed: unregister it before it dies, and not on
+    /// another thread while it may be called.
+    void registerListener(Listener* listener);
+    void unregisterListener(Listener* listener);
+
+    // --- For connections and extensions ----------------------------------------------------------------------------
+    void _addConnection(Kr::KrConnectionBase* connection);
+    void _removeConnection(Kr::KrConnectionBase* connection);
+
+private:
+    struct State;
+
+    KrExtensionSorter();
+    ~KrExtensionSorter();
+
+    std::unique_ptr<State> _state;
+};
+
+/// Hears of changes of the graph. Override what is of interest. A callback may change the graph and the listeners; one
+/// that throws is logged as a warning.
+class KR_API KrExtensionSorter::Listener {
+public:
+    virtual ~Listener();
+    virtual void onExtensionAdded(KrExtension* extension);
+    /// The extension may be dying: only its address is good.
+    virtual void onExtensionRemoved(KrExtension* extension);
+    virtual void onConnectionAdded(Kr::KrConnectionBase* connection);
+    /// The connection may be dying: only its address is good.
+    virtual void onConnectionRemoved(Kr::KrConnectionBase* connection);
+    /// The order was made anew.
+    virtual void onBuilt(std::uint32_t buildNumber);
+};
+
+}  // namespace KrSim

@@ -1,0 +1,252 @@
+// What the sorter answers about connections and cycles, and the picture that it draws.
+
+#include <algorithm>
+#include <map>
+#include <ostream>
+#include <utility>
+
+#include "kr/data/container.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/sorter_state.h"
+#include "kr/extension/object.h"
+
+namespace KrSim {
+
+using Connections = std::vector<Kr::KrConnectionBase*>;
+
+// --- Connections ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+enum Ends : unsigned { kSources = 1, kSinks = 2 };
+
+/// The connections of a field and of all below it; one within them comes once, as a source.
+void collect(const KrData::FieldBase& field, unsigned ends, Connections& found) {
+    if ((ends & kSources) != 0 && field._hasOutgoingConnections()) {
+        const auto outgoing = field._getOutgoingConnections();
+        found.insert(found.end(), outgoing.begin(), outgoing.end());
+    }
+    if ((ends & kSinks) != 0 && field._hasIncomingConnections()) {
+        for (auto* connection : field._getIncomingConnections()) {
+            const bool isWithin =
+                connection->getSource() != nullptr && connection->getSink() != nullptr &&
+                connection->getSource()->getOwnerExtension() == connection->getSink()->getOwnerExtension();
+            if ((ends & kSources) == 0 || !isWithin) found.push_back(connection);
+        }
+    }
+    for (const auto* child : field.getChildren())
+        collect(*child, ends, found);
+}
+
+Connections connectionsOf(const KrExtension* extension, unsigned ends) {
+    Connections found;
+    if (extension == nullptr) return found;
+    collect(extension->getFieldsContainer(), ends, found);
+    std::erase_if(found, [](const auto* connection) { return !connection->_isRegisteredInSorter(); });
+    return found;
+}
+
+bool isAnyRegistered(const Connections& connections) {
+    return std::any_of(connections.begin(), connections.end(),
+                       [](const auto* connection) { return connection->_isRegisteredInSorter(); });
+}
+
+bool isInOrBelow(const KrExtension* extension, const KrObject* object) {
+    for (; extension != nullptr; extension = extension->getOwner()) {
+        if (extension == object) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+Connections KrExtensionSorter::getConnections(const KrExtension* extension) const {
+    return connectionsOf(extension, kSources | kSinks);
+}
+Connections KrExtensionSorter::getConnectionsFrom(const KrExtension* extension) const {
+    return connectionsOf(extension, kSources);
+}
+Connections KrExtensionSorter::getConnectionsTo(const KrExtension* extension) const {
+    return connectionsOf(extension, kSinks);
+}
+
+void KrExtensionSorter::getConnections(Connections& connections) const {
+    const std::lock_guard lock(_state->mutex);
+    for (auto* connection : _state->connections) {
+        if (connection != nullptr) connections.push_back(connection);
+    }
+}
+
+Connections KrExtensionSorter::getConnectionsBetween(const KrObject* first, const KrObject* second) const {
+    Connections all;
+    if (first == nullptr || second == nullptr) return all;
+    getConnections(all);
+    std::erase_if(all, [&](const auto* connection) {
+        const auto* source = connection->getSourceOwner();
+        const auto* sink = connection->getSinkOwner();
+        return !(isInOrBelow(source, first) && isInOrBelow(sink, second)) &&
+               !(isInOrBelow(source, second) && isInOrBelow(sink, first));
+    });
+    return all;
+}
+
+void KrExtensionSorter::_foreachConnection(const KrExtension* extension, const ConnectionFunction& function) const {
+    if (!function) return;
+    for (const auto* connection : getConnections(extension))
+        function(connection);
+}
+
+bool KrExtensionSorter::isFieldConnectedAsSource(const KrData::FieldBase* field) const {
+    return field != nullptr && field->_hasOutgoingConnections() && isAnyRegistered(field->_getOutgoingConnections());
+}
+bool KrExtensionSorter::isFieldConnectedAsSink(const KrData::FieldBase* field) const {
+    return field != nullptr && field->_hasIncomingConnections() && isAnyRegistered(field->_getIncomingConnections());
+}
+bool KrExtensionSorter::isFieldConnected(const KrData::FieldBase* field) const {
+    return isFieldConnectedAsSource(field) || isFieldConnectedAsSink(field);
+}
+
+// --- Order and cycles ----------------------------------------------------------------------------------------------
+
+Kr::KrArray<KrExtension*> KrExtensionSorter::getExtensions() const {
+    Kr::KrArray<KrExtension*> all;
+    const std::lock_guard lock(_state->mutex);
+    for (auto* extension : _state->extensions) {
+        if (extension != nullptr) all.append(extension);
+    }
+    return all;
+}
+
+Kr::KrArray<KrExtension*> KrExtensionSorter::getGlobalOrder() {
+    Kr::KrArray<KrExtension*> all;
+    State::Report report;
+    {
+        const std::lock_guard lock(_state->mutex);
+        report = _state->build();
+        for (const auto number : _state->order.nodes)
+            all.append(_state->extensions[number]);
+    }
+    _state->tell(report);
+    return all;
+}
+
+bool KrExtensionSorter::hasGraphCycle() const {
+    State::Report report;
+    bool hasCycle = false;
+    {
+        const std::lock_guard lock(_state->mutex);
+        report = _state->build();
+        hasCycle = _state->order.loopCount != 0;
+    }
+    _state->tell(report);
+    return hasCycle;
+}
+
+namespace {
+
+/// The connections that order extensions, by the number of the extension where they end.
+using Incoming = std::map<std::uint32_t, std::vector<const Kr::KrConnectionBase*>>;
+
+}  // namespace
+
+std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
+    std::vector<KrConnectionCycle> cycles;
+    State::Report report;
+    {
+        const std::lock_guard lock(_state->mutex);
+        report = _state->build();
+        const auto& order = _state->order;
+        std::vector<bool> isInLoop(_state->extensions.size(), false);
+        for (std::size_t i = 0; i < order.loopCount; ++i)
+            isInLoop[order.nodes[order.sortedCount + i]] = true;
+        Incoming incoming;
+        for (const auto* connection : _state->connections) {
+            if (connection == nullptr || !connection->isValid() || connection->_isExcludedFromOrdering()) continue;
+            const auto source = detail::findSorterSlot(connection->getSourceOwner());
+            const auto target = detail::findSorterSlot(connection->getSinkOwner());
+            if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
+            if (source == target && connection->getSourceOwner() != connection->getSinkOwner()) continue;
+            if (isInLoop[source] && isInLoop[target]) incoming[target].push_back(connection);
+        }
+        // Everything in a loop has a predecessor in it, so a walk backwards must meet itself.
+        std::vector<std::uint32_t> walkOf(_state->extensions.size(), 0);
+        std::uint32_t walk = 0;
+        for (std::size_t i = 0; i < order.loopCount; ++i) {
+            auto node = order.nodes[order.sortedCount + i];
+            if (walkOf[node] != 0) continue;
+            ++walk;
+            std::vector<std::pair<std::uint32_t, const Kr::KrConnectionBase*>> path;
+            while (walkOf[node] == 0) {
+                walkOf[node] = walk;
+                const auto* connection = incoming.at(node).front();
+                path.emplace_back(node, connection);
+                node = detail::findSorterSlot(connection->getSourceOwner());
+            }
+            if (walkOf[node] != walk) continue;  // leads into a cycle that was found before
+            KrConnectionCycle cycle;
+            const auto start =
+                std::find_if(path.begin(), path.end(), [&](const auto& each) { return each.first == node; });
+            for (auto step = path.end(); step != start;) {
+                --step;
+                const auto& connection = *step->second;
+                cycle.steps.push_back({_state->extensions[detail::findSorterSlot(connection.getSourceOwner())],
+                                       connection.getSource()->getPath(), connection.getSink()->getPath()});
+            }
+            cycles.push_back(std::move(cycle));
+        }
+    }
+    _state->tell(report);
+    return cycles;
+}
+
+// --- The picture ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// As the text of a quoted dot string.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char each : text) {
+        if (each == '\n') {
+            result += "\\n";
+            continue;
+        }
+        if (each == '"' || each == '\\') result += '\\';
+        result += each;
+    }
+    return result;
+}
+
+}  // namespace
+
+void KrExtensionSorter::toDot(std::ostream& stream) const {
+    std::string text = "digraph extensions {\n    rankdir=LR;\n    node [shape=box];\n";
+    State::Report report;
+    {
+        const std::lock_guard lock(_state->mutex);
+        report = _state->build();
+        const auto& order = _state->order;
+        for (std::size_t i = 0; i < order.nodes.size(); ++i) {
+            const auto number = order.nodes[i];
+            const bool isInLoop = i >= order.sortedCount && i < order.sortedCount + order.loopCount;
+            text += "    e" + std::to_string(number) + " [label=\"" + std::to_string(i + 1) + ": " +
+                    escaped(_state->extensions[number]->getPath()) + "\"" + (isInLoop ? ", color=red" : "") + "];\n";
+        }
+        for (const auto* connection : _state->connections) {
+            if (connection == nullptr || !connection->isValid()) continue;
+            const auto source = detail::findSorterSlot(connection->getSourceOwner());
+            const auto target = detail::findSorterSlot(connection->getSinkOwner());
+            if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
+            text += "    e" + std::to_string(source) + " -> e" + std::to_string(target) + " [label=\"" +
+                    escaped(connection->getSource()->getPath()) + " -> " + escaped(connection->getSink()->getPath()) +
+                    "\"" + (connection->_isExcludedFromOrdering() ? ", style=dashed" : "") + "];\n";
+        }
+    }
+    text += "}\n";
+    stream << text;
+    _state->tell(report);
+}
+
+}  // namespace KrSim

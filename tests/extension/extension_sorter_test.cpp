@@ -1,0 +1,256 @@
+#include "kr/extension/extension_sorter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/core/connection_base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/object.h"
+#include "tests/support/log_capture.h"
+
+namespace extension_sorter_test {
+
+using namespace test_support;
+using Kr::KrArray;
+using Kr::KrSmartPtr;
+using KrSim::KrExtension;
+using KrSim::KrExtensionSorter;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Registers itself with the sorter, and leaves it unless it is told to forget that.
+class Link final : public Kr::KrConnectionBase {
+    KR_BASE_CLASS(Link, KrConnectionBase)
+
+    Link(KrData::FieldBase& source, KrData::FieldBase& sink, bool isExcluded = false) : _isExcluded(isExcluded) {
+        _setFields(&source, &sink);
+        _setOwners(source.getOwnerExtension(), sink.getOwnerExtension());
+        source._addConnection(this);
+        sink._addConnection(this);
+        KrExtensionSorter::instance()._addConnection(this);
+    }
+    ~Link() override {
+        if (!forgetsToLeave) KrExtensionSorter::instance()._removeConnection(this);
+        if (getSource()) getSource()->_removeConnection(this);
+        if (getSink()) getSink()->_removeConnection(this);
+    }
+    [[nodiscard]] bool isValid() const override { return getSource() && getSink(); }
+    [[nodiscard]] bool isEnabled() const override { return true; }
+    void enable(bool) override {}
+    void disable(bool) override {}
+    void transferValue(const KrData::FieldBase&) override {}
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase&, KrData::FieldBase&) const override {
+        return nullptr;
+    }
+    [[nodiscard]] bool _isExcludedFromOrdering() const noexcept override { return _isExcluded; }
+
+    bool forgetsToLeave{false};
+
+private:
+    bool _isExcluded;
+};
+
+class Sorter : public testing::Test {
+protected:
+    Sorter() { _sorter.reset(); }
+    ~Sorter() override {
+        _links.clear();
+        _sorter.reset();
+    }
+
+    KrSmartPtr<KrExtension> make(const char* name, bool isRegistered = true) {
+        auto extension = Kr::makeSmart<KrExtension>();
+        extension->setName(name);
+        extension->addInput("In", KrData::Types::kDouble);
+        extension->addOutput("Out", KrData::Types::kDouble);
+        if (isRegistered) _sorter.addExtension(extension.get());
+        return extension;
+    }
+    Link& link(const KrSmartPtr<KrExtension>& source, const KrSmartPtr<KrExtension>& sink, bool isExcluded = false) {
+        _links.push_back(std::make_unique<Link>(*source->getOutput("Out"), *sink->getInput("In"), isExcluded));
+        return *_links.back();
+    }
+    std::vector<std::string> order() { return namesOf(_sorter.getGlobalOrder()); }
+    template <class List>
+    static std::vector<std::string> namesOf(const List& list) {
+        std::vector<std::string> names;
+        for (const auto& each : list)
+            names.push_back(each == nullptr ? "null" : each->getName());
+        return names;
+    }
+
+    KrExtensionSorter& _sorter = KrExtensionSorter::instance();
+    std::vector<std::unique_ptr<Link>> _links;
+};
+
+TEST_F(Sorter, RunsSourcesFirstAndTheRestAsRegistered) {
+    const auto p = make("P"), q = make("Q"), r = make("R");
+    _sorter.addExtension(p.get());
+    _sorter.addExtension(nullptr);
+    link(r, p);
+    EXPECT_THAT(order(), ElementsAre("Q", "R", "P"));
+    link(p, q, true);
+    EXPECT_THAT(order(), ElementsAre("Q", "R", "P")) << "one that delivers later orders nothing";
+    _links.clear();
+    EXPECT_THAT(order(), ElementsAre("P", "Q", "R"));
+    _sorter.removeExtension(p.get());
+    _sorter.addExtension(p.get());
+    EXPECT_THAT(order(), ElementsAre("Q", "R", "P"));
+}
+
+TEST_F(Sorter, ReportsCyclesOnceAndNamesTheWay) {
+    const auto p = make("P"), q = make("Q"), r = make("R");
+    link(p, q);
+    link(q, p);
+    link(q, r);
+    const LogCapture log;
+    EXPECT_TRUE(_sorter.hasGraphCycle());
+    EXPECT_THAT(order(), ElementsAre("P", "Q", "R"));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("3 KrExtensionSorter: Connection cycles have been detected. This will have an impact on the "
+                    "simulator performances. Here is the list of extensions having a connection loop:\n",
+                    "3         [P]\n", "3         [Q]\n"));
+    const auto cycles = _sorter.getCycles();
+    ASSERT_EQ(cycles.size(), 1U);
+    ASSERT_EQ(cycles[0].steps.size(), 2U);
+    EXPECT_EQ(cycles[0].steps[0].extension, p.get());
+    EXPECT_EQ(cycles[0].steps[1].extension, q.get());
+    EXPECT_EQ(cycles[0].steps[0].sourceField + " " + cycles[0].steps[0].sinkField, "Outputs.Out Inputs.In");
+}
+
+TEST_F(Sorter, SortsAListAndBuildsOncePerChange) {
+    const auto p = make("P"), q = make("Q"), r = make("R"), stranger = make("X", false);
+    link(r, q);
+    link(q, p);
+    const LogCapture log;
+    const auto before = _sorter.getLastBuildNumber();
+    KrArray<KrSmartPtr<KrExtension>> single{p};
+    _sorter.sortExtensions(single);
+    EXPECT_EQ(_sorter.getLastBuildNumber(), before) << "one needs no order";
+
+    KrArray<KrSmartPtr<KrExtension>> list{stranger, p, nullptr, q, r, p};
+    _sorter.sortExtensions(list);
+    EXPECT_THAT(namesOf(list), ElementsAre("R", "Q", "P", "null", "X", "P"));
+    _sorter.sortExtensions(list);
+    EXPECT_EQ(_sorter.getLastBuildNumber(), before + 1);
+    link(p, make("S"));
+    _sorter.sortExtensions(list);
+    EXPECT_EQ(_sorter.getLastBuildNumber(), before + 2);
+    EXPECT_EQ(log.lines()[0],
+              "3 KrExtensionSorter::sortExtensions: 1 extension(s) were not added to KrExtensionSorter\n");
+}
+
+TEST_F(Sorter, LiftsAnEndToTheObjectThatIsRegistered) {
+    const auto car = Kr::makeSmart<KrSim::KrObject>(), road = Kr::makeSmart<KrSim::KrObject>();
+    car->setName("Car");
+    road->setName("Road");
+    const auto wheel = make("Wheel", false), engine = make("Engine", false), surface = make("Surface", false);
+    car->add(wheel.get());
+    car->add(engine.get());
+    road->add(surface.get());
+    _sorter.addExtension(car.get());
+    _sorter.addExtension(road.get());
+    link(engine, wheel);
+    auto& across = link(surface, wheel);
+    EXPECT_THAT(order(), ElementsAre("Road", "Car"));
+    EXPECT_FALSE(_sorter.hasGraphCycle()) << "what is within one object is its own affair";
+    EXPECT_THAT(_sorter.getConnectionsBetween(car.get(), road.get()), ElementsAre(&across));
+}
+
+TEST_F(Sorter, AnswersForExtensionsAndFields) {
+    const auto p = make("P"), q = make("Q");
+    auto& there = link(p, q);
+    auto& back = link(q, p);
+    EXPECT_THAT(_sorter.getConnectionsFrom(p.get()), ElementsAre(&there));
+    EXPECT_THAT(_sorter.getConnectionsTo(p.get()), ElementsAre(&back));
+    EXPECT_THAT(_sorter.getConnections(p.get()), testing::UnorderedElementsAre(&there, &back));
+    EXPECT_TRUE(_sorter.isFieldConnectedAsSource(p->getOutput("Out")));
+    EXPECT_FALSE(_sorter.isFieldConnectedAsSink(p->getOutput("Out")));
+    EXPECT_TRUE(_sorter.isFieldConnected(p->getInput("In")));
+    EXPECT_FALSE(_sorter.isFieldConnected(nullptr));
+    p->removeInput("In");
+    EXPECT_THAT(_sorter.getConnectionsTo(p.get()), IsEmpty());
+    EXPECT_FALSE(_sorter.hasGraphCycle()) << "a connection that lost its end orders nothing";
+}
+
+TEST_F(Sorter, OutlivesWhatItKnows) {
+    auto p = make("P");
+    const auto q = make("Q");
+    link(p, q).forgetsToLeave = true;
+    const LogCapture log;
+    _links.clear();
+    p.reset();
+    EXPECT_THAT(order(), ElementsAre("Q"));
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionBase is being deleted without being removed from the "
+                                         "KrExtensionSorter. Please check the derived class constructor.\n"));
+}
+
+TEST_F(Sorter, DrawsWhatItKnows) {
+    const auto p = make("P \"quoted\""), q = make("Q");
+    link(p, q);
+    link(q, p, true);
+    std::ostringstream picture;
+    _sorter.toDot(picture);
+    EXPECT_EQ(picture.str(),
+              "digraph extensions {\n    rankdir=LR;\n    node [shape=box];\n"
+              "    e0 [label=\"1: P \\\"quoted\\\"\"];\n    e1 [label=\"2: Q\"];\n"
+              "    e0 -> e1 [label=\"Outputs.Out -> Inputs.In\"];\n"
+              "    e1 -> e0 [label=\"Outputs.Out -> Inputs.In\", style=dashed];\n}\n");
+}
+
+TEST_F(Sorter, TellsListenersWhoMayThrowAndLeave) {
+    struct Recorder final : KrExtensionSorter::Listener {
+        std::vector<std::string> heard;
+        void onExtensionAdded(KrExtension* extension) override {
+            heard.push_back("+" + extension->getName());
+            throw std::runtime_error("no");
+        }
+        void onExtensionRemoved(KrExtension*) override {
+            heard.emplace_back("-");
+            KrExtensionSorter::instance().unregisterListener(this);
+        }
+        void onConnectionAdded(Kr::KrConnectionBase*) override { heard.emplace_back("link"); }
+        void onBuilt(std::uint32_t) override { heard.emplace_back("built"); }
+    } recorder;
+    _sorter.registerListener(&recorder);
+    _sorter.registerListener(&recorder);
+    const LogCapture log;
+    auto p = make("P");
+    const auto q = make("Q");
+    link(p, q);
+    _sorter.build();
+    p.reset();
+    make("R");
+    EXPECT_THAT(recorder.heard, ElementsAre("+P", "+Q", "link", "built", "-"));
+}
+
+TEST_F(Sorter, IsAskedFromManyThreads) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([this] {
+            for (int round = 0; round < 200; ++round) {
+                KrArray<KrSmartPtr<KrExtension>> list;
+                for (int i = 0; i < 4; ++i) {
+                    list.append(Kr::makeSmart<KrExtension>());
+                    _sorter.addExtension(list[list.size() - 1].get());
+                }
+                _sorter.sortExtensions(list);
+                static_cast<void>(_sorter.getExtensions());
+            }
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_TRUE(_sorter.getExtensions().isEmpty());
+}
+
+}  // namespace extension_sorter_test
