@@ -98,6 +98,16 @@ TEST_F(ContainerDiffs, RecordEditsAndApplyThemToAThirdContainer) {
     EXPECT_TRUE(third->isEqual(*second));
 }
 
+TEST_F(ContainerDiffs, ReplaceAnArrayByOneOfAnotherClass) {
+    second->removeField("Gears");
+    const KrData::FieldArray<Field<double>> gears("Gears");
+    EXPECT_NE(gears.clone(second.get()), nullptr);
+    (*first)["Gears"]._setDynamic(true);
+    difference.diff(*first, *second);
+    EXPECT_TRUE(difference.apply(*first));
+    EXPECT_TRUE(first->isEqual(*second));
+}
+
 TEST_F(ContainerDiffs, KeepTheirArraysAndTheOrderInItems) {
     difference.clear();
     EXPECT_FALSE(difference.removeField("AddedFields"));

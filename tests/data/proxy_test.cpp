@@ -212,7 +212,7 @@ TEST_F(Proxies, HearEvenWhereObserversAreSilent) {
     auto* leaf = group->add<double>("Leaf");
     leaf->_setApplicationModeIsEditing(false);
     leaf->setValue(1.0);
-    EXPECT_TRUE(leaf->hasWatchers());
+    EXPECT_TRUE(group->hasWatchers() && leaf->hasWatchers());
     EXPECT_EQ(connection.transfers(), 1);
     EXPECT_TRUE(result.removeLink(group));
     EXPECT_EQ(car.connected, before);
@@ -254,7 +254,7 @@ TEST_F(Proxies, StopWhenTheyWereMovedIntoWhatTheyLink) {
     EXPECT_TRUE(inner.addLink(group) && outer.addLink(otherGroup));
     inner._setDynamic(true);
     outer._setDynamic(true);
-    EXPECT_TRUE(outer.setParent(group) && inner.setParent(otherGroup));
+    EXPECT_TRUE(outer.setParent(group) && inner.setParent(otherGroup) && outer.setID("Inner"));
     int told = 0;
     const auto observer = inner.addObserver([&](const FieldBase&) { ++told; });
     group->add<int>("Leaf")->setValue(1);

@@ -145,6 +145,7 @@ const Case kStructures[] = {
     {"ArrayToTransform", array<int>({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}), value(Kr::KrTransform{}),
      "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15"},
     {"ArrayTooShort", array<double>({1, 2}), value(Vector3{}), kRefused},
+    {"ArrayTooLong", array<double>({1, 2, 3, 4}), value(Vector3{}), kRefused},
     {"ArrayOfFloats", array<float>({1, 2, 3}), value(Vector3{}), kRefused},
     {"ArrayToFloatVector", array<double>({1, 2, 3}), value(KrMath::Vector3T<float>{}), kRefused},
     {"VectorToArray", value(Vector3{0.5, 1.5, -7}), array<int>({9, 9, 9}), "0,2,-7,"},
