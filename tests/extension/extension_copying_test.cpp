@@ -86,8 +86,12 @@ TEST(Loading, OfAPlaceholderAddsNoError) {
     auto extension = Kr::makeSmart<KrExtension>();
     extension->_setCreationKey(kMissingType);
     extension->_createUnknownImplementation();
-    extension->_loadImplementation(nullptr);
+    extension->_setVersions({{"Tyres", 2}});
+    Container saved("Saved");
+    fillSaved(saved);
+    extension->_loadImplementation(&saved);
     EXPECT_EQ(extension->getErrorCount(), 0U);
+    EXPECT_EQ(extension->getVersions().at("Tyres"), 2);
 }
 
 // --- Versions ------------------------------------------------------------------------------------------------------

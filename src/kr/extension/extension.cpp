@@ -152,7 +152,7 @@ void KrExtension::_setIExtension(IExtension* implementation) {
 }
 
 void KrExtension::_updateVersionInfo() {
-    if (_implementation == nullptr) return;
+    if (!_hasImplementation) return;  // a placeholder knows no versions, those that were saved stay
     _implementationVersion = _implementation->_getVersion();
     _versions = KrVersioningRegistry::getVersions(this);
 }
