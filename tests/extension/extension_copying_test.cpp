@@ -9,7 +9,10 @@
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
+#include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/extension/registration.h"
 #include "kr/extension/versioning_registry.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
@@ -177,6 +180,47 @@ TEST(Cloning, CopiesFieldsMessagesAndConnectionsWithin) {
     const auto id = KrSim::KrContentID::createFromWords(1, 2);
     EXPECT_EQ(source->clone(id)->getContentID(), id);
     EXPECT_FALSE(source->clone([](const KrExtension*) { return false; }));
+}
+
+struct Grouping : KrSim::IExtension {
+    explicit Grouping(KrExtension* proxy) : IExtension(proxy, 1) {
+        static_cast<Container*>(proxy->addParameter("Group", Types::kContainer))->add<double>("Own");
+    }
+    KrSim::Parameter<double> last{this, "Last"};
+};
+
+TEST(Cloning, CopiesWhatWasAddedToTheFieldsOfTheImplementation) {
+    const KrFactoryKey key("0a1b2c3d-0000-4000-8000-000000000003", "Test", "Grouping");
+    ASSERT_TRUE(KrSim::registerExtensionType<Grouping>(key));
+    auto source = KrSim::KrExtensionFactory::create(key);
+    static_cast<Container*>(source->getParameter("Group"))->add<double>("Added", 5.0);
+    source->addParameter("First", Types::kDouble, 0)->set(4.0);
+    EXPECT_TRUE(source->clone()->getParameterContainer().isEqual(source->getParameterContainer()));
+    EXPECT_EQ(source->clone()->getParameterContainer()[0].toReal(), 4.0) << "and at its place";
+    source.reset();
+    EXPECT_TRUE(KrSim::KrExtensionFactory::unregisterType(key));
+}
+
+struct Clearing : KrSim::IObject {
+    explicit Clearing(KrSim::KrObject* proxy) : IObject(proxy, 1), object(*proxy) {}
+    bool isCompatible(KrExtension*) const override { return true; }
+    void onSynchronized(const IExtension&) override {
+        while (object.getExtensionCount() != 0)
+            object.remove(object.getExtension(0));
+    }
+    KrSim::KrObject& object;
+};
+
+TEST(Cloning, LetsACopyDropOthersBeforeTheyAreTold) {
+    const KrFactoryKey key("0a1b2c3d-0000-4000-8000-000000000004", "Test", "Clearing");
+    ASSERT_TRUE(KrSim::registerExtensionType<Clearing>(key));
+    auto source = KrSim::KrExtensionFactory::create(key);
+    auto& object = static_cast<KrSim::KrObject&>(*source);
+    for (int i = 0; i < 2; ++i)
+        object.add(Kr::makeSmart<KrExtension>().get());
+    EXPECT_EQ(static_cast<KrSim::KrObject&>(*source->clone()).getExtensionCount(), 0U);
+    source.reset();
+    EXPECT_TRUE(KrSim::KrExtensionFactory::unregisterType(key));
 }
 
 // --- Simulation states -----------------------------------------------------------------------------------------------

@@ -11,8 +11,16 @@
 
 namespace KrSim {
 
+KrCloneMap::KrCloneMap() = default;
+KrCloneMap::~KrCloneMap() = default;
+
 void KrCloneMap::add(const KrExtension* source, KrExtension* clone) {
-    if (_clones.emplace(source, clone).second) _pairs.emplace_back(source, clone);
+    if (!_clones.emplace(source, clone).second) return;
+    // One that nobody holds, on the stack say, must not meet a holder.
+    const auto holderOf = [](const Kr::KrRefCount& extension) {
+        return Kr::KrSmartPtr<const Kr::KrRefCount>(extension.getRefCount() > 0 ? &extension : nullptr);
+    };
+    _pairs.push_back({source, clone, holderOf(*source), holderOf(*clone)});
 }
 
 KrExtension* KrCloneMap::find(const KrExtension* source) const {
@@ -59,13 +67,13 @@ void copyConnectionsOf(const KrData::FieldBase& field, KrExtension& clone, const
 }  // namespace
 
 void KrCloneMap::_copyConnections() const {
-    for (const auto& [source, clone] : _pairs)
-        copyConnectionsOf(source->getFieldsContainer(), *clone, *this);
+    for (const auto& pair : _pairs)
+        copyConnectionsOf(pair.source->getFieldsContainer(), *pair.clone, *this);
 }
 
 void KrCloneMap::_synchronizeImplementations() const {
-    for (const auto& [source, clone] : _pairs)
-        clone->_synchronizeImplementation(source->getImplementation());
+    for (const auto& pair : _pairs)
+        pair.clone->_synchronizeImplementation(pair.source->getImplementation());
 }
 
 }  // namespace KrSim

@@ -3,24 +3,28 @@
 #include <cstddef>
 #include <functional>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "kr/content/content_id.h"
 #include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
+#include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
 
-/// Which extension was cloned into which, in the order of cloning.
+/// Which extension was cloned into which, in the order of cloning. Keeps both alive where somebody holds them, so that
+/// a callback may drop what is still to be told.
 class KR_API KrCloneMap {
 public:
-    using Pair = std::pair<const KrExtension*, KrExtension*>;
+    KrCloneMap();
+    ~KrCloneMap();
+    KrCloneMap(const KrCloneMap&) = delete;
+    KrCloneMap& operator=(const KrCloneMap&) = delete;
 
     void add(const KrExtension* source, KrExtension* clone);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
-    [[nodiscard]] const std::vector<Pair>& getPairs() const noexcept { return _pairs; }
 
     /// Gives each clone clones of the connections between its source and other cloned extensions.
     void _copyConnections() const;
@@ -28,6 +32,13 @@ public:
     void _synchronizeImplementations() const;
 
 private:
+    struct Pair {
+        const KrExtension* source;
+        KrExtension* clone;
+        Kr::KrSmartPtr<const Kr::KrRefCount> sourceHolder;
+        Kr::KrSmartPtr<const Kr::KrRefCount> cloneHolder;
+    };
+
     std::vector<Pair> _pairs;
     std::unordered_map<const KrExtension*, KrExtension*> _clones;
 };

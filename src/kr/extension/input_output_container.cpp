@@ -81,16 +81,44 @@ bool KrInputOutputContainer::_isActiveInApplication() const noexcept {
 
 namespace {
 
-/// Values into the fields that are here; clones of the others, where they were saved.
+/// Field arrays take over their items as a whole.
+bool isGroup(const KrData::FieldBase& field) {
+    return field.getDataType() == KrData::Types::kContainer && !field.isFieldArray();
+}
+
+/// A clone of the field where it was saved among its siblings.
+void addMissing(KrData::Container& group, const KrData::FieldBase& source, std::size_t index) {
+    std::unique_ptr<KrData::FieldBase> made(source.clone(nullptr));
+    const auto place = group.begin() + static_cast<std::ptrdiff_t>(std::min(index, group.size()));
+    if (made && group._addField(made.get(), place)) static_cast<void>(made.release());
+}
+
+/// Clones of the saved fields that are not here, at any depth.
+void addAllMissing(KrData::Container& group, const KrData::Container& saved) {
+    for (std::size_t i = 0; i < saved.size(); ++i) {
+        const auto found = group.find(saved[i].getID());
+        if (found == group.end()) {
+            addMissing(group, saved[i], i);
+        } else if (isGroup(**found) && isGroup(saved[i])) {
+            addAllMissing(static_cast<KrData::Container&>(**found), static_cast<const KrData::Container&>(saved[i]));
+        }
+    }
+}
+
+/// Values into the fields that are here; clones of the others.
 void loadGroup(KrData::Container& group, const KrData::Container& saved) {
     for (std::size_t i = 0; i < saved.size(); ++i) {
         const auto& source = saved[i];
         const auto found = group.find(source.getID());
-        if (found != group.end()) {
-            (*found)->initializeFrom(source);
-        } else {
-            static_cast<void>(source.clone(&group));
+        if (found == group.end()) {
+            addMissing(group, source, i);
+            continue;
         }
+        auto& field = **found;
+        if (isGroup(field) && isGroup(source)) {
+            addAllMissing(static_cast<KrData::Container&>(field), static_cast<const KrData::Container&>(source));
+        }
+        field.initializeFrom(source);
     }
 }
 
