@@ -19,6 +19,7 @@
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/recording_extension.h"
+#include "tests/support/stress.h"
 
 namespace extension_test {
 
@@ -276,6 +277,36 @@ TEST(Errors, NameAnExtensionWithoutAName) {
     EXPECT_FALSE(extension.hasName());
     extension.addError("b", true);
     EXPECT_THAT(extension.getName(), StartsWith("default_"));
+}
+
+TEST(Errors, MayEndTheExtensionThatTheyAreAddedTo) {
+    const LogCapture log;
+    for (const bool isNamed : {true, false}) {
+        auto held = isNamed ? makeNamed("Wheel") : Kr::makeSmart<KrExtension>();
+        auto& fields = held->getFieldsContainer();
+        auto& watched = isNamed ? static_cast<FieldBase&>(fields.getErrors()) : fields.getNameField();
+        const auto observer = watched.addObserver([&](const FieldBase&) { held.reset(); });
+        held->addError("a", true);
+        EXPECT_FALSE(held);
+    }
+    EXPECT_EQ(log.lines().size(), 2U);
+}
+
+TEST(Errors, MayComeWhileTheExtensionIsCopied) {
+    auto wheel = makeNamed("Wheel");
+    runStress(
+        stressRounds(100, 10),
+        [&](int thread, int) {
+            wheel->addError("all", false);
+            wheel->addError(std::to_string(thread), false);
+            wheel->removeError(std::to_string(thread), false);
+        },
+        [&] {
+            const auto copy = wheel->clone();
+            const std::unique_ptr<FieldBase> list(wheel->getFieldsContainer().getErrors().clone(nullptr));
+            EXPECT_LE(copy->getErrorCount(), kStressThreads + 1U);
+        });
+    EXPECT_EQ(wheel->clone()->getError(), "Wheel: all\n");
 }
 
 // --- Fields --------------------------------------------------------------------------------------------------------

@@ -299,6 +299,8 @@ KrData::DelegateConnection KrExtension::addPropertyObserver(Observer observer) {
 namespace {
 
 void addMessage(KrExtension& extension, KrMessageList& list, const std::string& message, bool log) {
+    // Observers of the messages and of the name may drop the last holder.
+    const Kr::KrSmartPtr<KrExtension> keep(extension.getRefCount() > 0 ? &extension : nullptr);
     if (!list.addMessage(message) || !log) return;
     extension._ensureName();
     Kr::logMessage(Kr::eLogLevel::kWarn, "%s: %s\n", extension.getName().c_str(), message.c_str());

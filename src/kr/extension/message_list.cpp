@@ -1,7 +1,7 @@
 #include "kr/extension/message_list.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 namespace KrSim {
 
@@ -72,6 +72,11 @@ std::size_t KrMessageList::getMessageCount() const {
     return getItems().size();
 }
 
+std::vector<std::string> KrMessageList::getMessages() const {
+    const std::lock_guard lock(_mutex);
+    return getItems();
+}
+
 const std::string& KrMessageList::getMessage(std::size_t index) const {
     static const auto& none = *new std::string;
     const std::lock_guard lock(_mutex);
@@ -84,6 +89,27 @@ std::string KrMessageList::joinMessages(std::string_view prefix) const {
     for (const auto& message : getItems())
         text.append(prefix).append(message).append(1, '\n');
     return text;
+}
+
+bool KrMessageList::copyValue(const KrData::FieldBase& source) {
+    const auto* list = dynamic_cast<const KrMessageList*>(&source);
+    if (list == nullptr) return Vector::copyValue(source);
+    auto messages = list->getMessages();
+    std::size_t last = 0;
+    {
+        const std::lock_guard lock(_mutex);
+        auto& items = _getItems();
+        if (items == messages) return true;
+        last = std::max(items.size(), messages.size()) - 1;
+        items.swap(messages);
+    }
+    _itemsChanged(0, last);
+    return true;
+}
+
+KrData::Vector<std::string>* KrMessageList::_duplicate() const {
+    const std::lock_guard lock(_mutex);
+    return Vector::_duplicate();
 }
 
 }  // namespace KrSim

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kr/data/vector.h"
 #include "kr/platform/export.h"
@@ -14,7 +15,7 @@ namespace KrSim {
 /// to and take from.
 ///
 /// Thread: the operations of this class, from any thread; observers of the vector run on the thread that changes it,
-/// without a lock. The operations of the vector itself, the application thread, while no other thread uses the list.
+/// without a lock. The other operations of the vector, the application thread, while no other thread uses the list.
 class KR_API KrMessageList final : public KrData::Vector<std::string> {
 public:
     KrMessageList(const Kr::KrID& id, KrData::Container* parent);
@@ -28,11 +29,17 @@ public:
     void clearMessages();
 
     [[nodiscard]] std::size_t getMessageCount() const;
+    /// As they are now.
+    [[nodiscard]] std::vector<std::string> getMessages() const;
     /// A shared empty text past the end. The reference is good until the list changes: where other threads add
     /// messages, use joinMessages.
     [[nodiscard]] const std::string& getMessage(std::size_t index) const;
     /// All messages, each between `prefix` and a line feed.
     [[nodiscard]] std::string joinMessages(std::string_view prefix) const;
+
+    /// From another message list: as it is now.
+    bool copyValue(const KrData::FieldBase& source) override;
+    [[nodiscard]] KrData::Vector<std::string>* _duplicate() const override;
 
 private:
     mutable std::mutex _mutex;  // guards the items
