@@ -22,8 +22,8 @@ namespace {
 constexpr std::array kFieldTypeNames{"Field", "Input", "Output", "Parameter", "Undefined"};
 
 struct DataType {
-    Types::DataTypeEnum number;
-    const char* name;
+    Types::DataTypeEnum number{Types::kUnknown};
+    const char* name{nullptr};
     const char* interfaceName{nullptr};  // of a reference to extensions of a built-in interface
 };
 

@@ -35,10 +35,10 @@ public:
     /// All that is registered of a type.
     struct TypeDescription {
         KrFactoryKey key;
-        CreateFunction create;
-        PrepareFunction prepare;  ///< kept with the type; may be null
-        eType kind;
-        const std::type_info* type;  ///< of the implementation
+        CreateFunction create{nullptr};
+        PrepareFunction prepare{nullptr};  ///< kept with the type; may be null
+        eType kind{eType::kExtension};
+        const std::type_info* type{nullptr};  ///< of the implementation
     };
 
     KrExtensionFactory() = delete;

@@ -130,7 +130,7 @@ class KR_API KrObject : public KrExtension {
     /// Puts own values back where their extensions are, by runtime ID, else by raw ID; answers the others.
     [[nodiscard]] std::vector<InstanceDataItem> _restoreInternalInstanceData(std::vector<InstanceDataItem> items);
     /// Keeps own values of extensions that are gone in placeholders of their names and IDs.
-    void _createLostExtensionsFromInternalInstanceData(std::vector<InstanceDataItem> items);
+    void _createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items);
 
 protected:
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;

@@ -423,7 +423,7 @@ std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(s
     return others;
 }
 
-void KrObject::_createLostExtensionsFromInternalInstanceData(std::vector<InstanceDataItem> items) {
+void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items) {
     if (items.empty()) return;
     TreeIndex index;
     index.add(*this);

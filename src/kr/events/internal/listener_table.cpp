@@ -148,6 +148,7 @@ void ListenerTable::_freeIfUnused(ListenerBlock& block) noexcept {
 void ListenerTable::_markStale(ListenerBlock& block) noexcept {
     if (std::exchange(block.isStale, true)) return;
     block.next = _stale;
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): takes the first of the list for one with a previous
     if (_stale != nullptr) _stale->previous = &block;
     _stale = &block;
 }
