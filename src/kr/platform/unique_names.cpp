@@ -26,34 +26,70 @@ std::optional<NumberedName> splitNumber(std::string_view name) {
 
 }  // namespace
 
+template <class Map>
+auto* UniqueNamesCollection::_findNumbers(Map& all, const std::string& name, std::uint64_t& number) {
+    const auto split = all.empty() ? std::nullopt : splitNumber(name);
+    const auto found = split ? all.find(std::string(split->base)) : all.end();
+    if (found != all.end()) number = split->number;
+    return found != all.end() ? &found->second : nullptr;
+}
+
+bool UniqueNamesCollection::contains(const std::string& name) const {
+    std::uint64_t number = 0;
+    const auto* numbers = _findNumbers(_numbers, name, number);
+    return (numbers != nullptr && numbers->hasGivenOut(number)) || _names.contains(name);
+}
+
 std::string UniqueNamesCollection::add(const std::string& name) {
-    if (_names.insert(name).second) return name;
+    std::uint64_t asked = 0;
+    auto* known = _findNumbers(_numbers, name, asked);
+    const bool isGivenOut = known != nullptr && known->hasGivenOut(asked);
+    if (!isGivenOut && _names.insert(name).second) {
+        // A number that came back is no longer free.
+        if (known != nullptr && known->freed.erase(asked) != 0) known->passedOver.insert(asked);
+        return name;
+    }
 
     Numbers& numbers = _numbers[name];
     while (true) {
-        // The lowest number that came back, else a new one; either may be taken by a name that was added as it is.
-        const std::uint64_t number =
-            numbers.freed.empty() ? numbers.next++ : numbers.freed.extract(numbers.freed.begin()).value();
-        std::string numbered = name + ' ' + std::to_string(number);
-        if (_names.insert(numbered).second) return numbered;
+        // The lowest number that came back, else a new one, which may stand in a name that was added as it is.
+        if (!numbers.freed.empty()) {
+            const auto number = numbers.freed.extract(numbers.freed.begin()).value();
+            ++_numberedCount;
+            return name + ' ' + std::to_string(number);
+        }
+        std::string numbered = name + ' ' + std::to_string(numbers.next);
+        const bool isTaken = _names.contains(numbered);
+        if (isTaken) numbers.passedOver.insert(numbers.next);
+        ++numbers.next;
+        if (isTaken) continue;
+        ++_numberedCount;
+        return numbered;
     }
 }
 
 bool UniqueNamesCollection::remove(const std::string& name) {
-    if (_names.erase(name) == 0) return false;
-    const auto split = splitNumber(name);
-    if (!split) return true;
-    const auto found = _numbers.find(std::string(split->base));
-    if (found == _numbers.end() || split->number >= found->second.next) return true;
-    found->second.freed.insert(split->number);
+    std::uint64_t number = 0;
+    auto* numbers = _findNumbers(_numbers, name, number);
+    if (_names.erase(name) != 0) {
+        if (numbers != nullptr && numbers->passedOver.erase(number) != 0) numbers->freed.insert(number);
+    } else if (numbers != nullptr && numbers->hasGivenOut(number)) {
+        numbers->freed.insert(number);
+        --_numberedCount;
+    } else {
+        return false;
+    }
     // All numbers came back: nothing is left to remember.
-    if (found->second.freed.size() == found->second.next - 2) _numbers.erase(found);
+    if (numbers != nullptr && numbers->freed.size() == numbers->next - 2) {
+        _numbers.erase(name.substr(0, name.rfind(' ')));
+    }
     return true;
 }
 
 void UniqueNamesCollection::clear() noexcept {
     _names.clear();
     _numbers.clear();
+    _numberedCount = 0;
 }
 
 }  // namespace KrSim::StringUtils

@@ -19,19 +19,30 @@ public:
     std::string add(const std::string& name);
     /// Frees a name; false when it was not in the collection.
     bool remove(const std::string& name);
-    [[nodiscard]] bool contains(const std::string& name) const { return _names.contains(name); }
-    [[nodiscard]] std::size_t size() const noexcept { return _names.size(); }
+    [[nodiscard]] bool contains(const std::string& name) const;
+    [[nodiscard]] std::size_t size() const noexcept { return _names.size() + _numberedCount; }
     void clear() noexcept;
 
 private:
-    /// The numbers that were tried for one base name: all below next were given out, those in freed came back.
+    /// The numbers of one base name. All below next are given out, but for those that came back and those that stand in
+    /// a name that was added as it is. So a thousand wheels cost no thousand texts.
     struct Numbers {
         std::uint64_t next{2};
         std::set<std::uint64_t> freed;
+        std::set<std::uint64_t> passedOver;
+
+        [[nodiscard]] bool hasGivenOut(std::uint64_t number) const {
+            return number < next && !freed.contains(number) && !passedOver.contains(number);
+        }
     };
 
-    std::unordered_set<std::string> _names;
+    /// The numbers that the last word of this name could be one of, and that number; null when it could be of none.
+    template <class Map>
+    [[nodiscard]] static auto* _findNumbers(Map& all, const std::string& name, std::uint64_t& number);
+
+    std::unordered_set<std::string> _names;  // added as they are
     std::unordered_map<std::string, Numbers> _numbers;
+    std::size_t _numberedCount{0};
 };
 
 }  // namespace KrSim::StringUtils
