@@ -177,9 +177,11 @@ TEST_F(Sorter, AnswersForExtensionsAndFields) {
     EXPECT_FALSE(_sorter.isFieldConnectedAsSink(p->getOutput("Out")));
     EXPECT_TRUE(_sorter.isFieldConnected(p->getInput("In")));
     EXPECT_FALSE(_sorter.isFieldConnected(nullptr));
+    EXPECT_EQ(_sorter.getCycles().size(), 1U);
     p->removeInput("In");
     EXPECT_THAT(_sorter.getConnectionsTo(p.get()), IsEmpty());
     EXPECT_FALSE(_sorter.hasGraphCycle()) << "a connection that lost its end orders nothing";
+    EXPECT_THAT(_sorter.getCycles(), IsEmpty());
 }
 
 TEST_F(Sorter, OutlivesWhatItKnows) {

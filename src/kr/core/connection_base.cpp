@@ -27,6 +27,8 @@ void KrConnectionBase::_setForgetFunction(ForgetFunction forget) noexcept {
 }
 
 void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
+    const auto forget = _isInSorter ? forgetFunction.load(std::memory_order_acquire) : nullptr;
+    if (forget != nullptr) forget(*this);
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
 }

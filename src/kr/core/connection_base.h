@@ -44,7 +44,7 @@ class KR_API KrConnectionBase : public KrBase {
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
 
     /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
-    /// becomes invalid. An override leaves the sorter and then calls this one. The field must not be used.
+    /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
     virtual void _onFieldDestroyed(const KrData::FieldBase& field);
 
     /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
@@ -67,7 +67,8 @@ class KR_API KrConnectionBase : public KrBase {
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
     void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
-    /// What takes a connection out of the sorter that dies while it is registered there; the sorter installs it.
+    /// What takes a connection out of the sorter that loses its fields, or dies, while it is registered there; the
+    /// sorter installs it.
     using ForgetFunction = void (*)(KrConnectionBase&) noexcept;
     static void _setForgetFunction(ForgetFunction forget) noexcept;
 

@@ -186,19 +186,22 @@ void KrExtensionSorter::State::compact() {
     firstConnectionGap = closeGaps(connections, firstConnectionGap);
 }
 
+std::optional<detail::ExecutionEdge> KrExtensionSorter::State::edgeOf(const Kr::KrConnectionBase& connection) noexcept {
+    if (!connection.isValid() || connection._isExcludedFromOrdering()) return std::nullopt;
+    const auto* sourceOwner = connection.getSourceOwner();
+    const auto* sinkOwner = connection.getSinkOwner();
+    const detail::ExecutionEdge edge{detail::findSorterSlot(sourceOwner), detail::findSorterSlot(sinkOwner)};
+    if (edge.source == KrExtension::kNoSlot || edge.target == KrExtension::kNoSlot) return std::nullopt;
+    // Two extensions inside one registered object: its own affair, no cycle.
+    if (edge.source == edge.target && sourceOwner != sinkOwner) return std::nullopt;
+    return edge;
+}
+
 std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() const {
     std::vector<detail::ExecutionEdge> edges;
     edges.reserve(connections.size());
     for (const auto* connection : connections) {
-        if (!connection->isValid() || connection->_isExcludedFromOrdering()) continue;
-        const auto* sourceOwner = connection->getSourceOwner();
-        const auto* sinkOwner = connection->getSinkOwner();
-        const auto source = detail::findSorterSlot(sourceOwner);
-        const auto target = detail::findSorterSlot(sinkOwner);
-        if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
-        // Two extensions inside one registered object: its own affair, no cycle.
-        if (source == target && sourceOwner != sinkOwner) continue;
-        edges.push_back({source, target});
+        if (const auto edge = edgeOf(*connection)) edges.push_back(*edge);
     }
     return edges;
 }

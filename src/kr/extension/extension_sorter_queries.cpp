@@ -163,14 +163,11 @@ std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
             isInLoop[order.nodes[order.sortedCount + i]] = true;
         Incoming incoming;
         for (const auto* connection : _state->connections) {
-            if (connection == nullptr || !connection->isValid() || connection->_isExcludedFromOrdering()) continue;
-            const auto source = detail::findSorterSlot(connection->getSourceOwner());
-            const auto target = detail::findSorterSlot(connection->getSinkOwner());
-            if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
-            if (source == target && connection->getSourceOwner() != connection->getSinkOwner()) continue;
-            if (isInLoop[source] && isInLoop[target]) incoming[target].push_back(connection);
+            const auto edge = connection != nullptr ? State::edgeOf(*connection) : std::nullopt;
+            if (edge && isInLoop[edge->source] && isInLoop[edge->target]) incoming[edge->target].push_back(connection);
         }
-        // Everything in a loop has a predecessor in it, so a walk backwards must meet itself.
+        // Everything in a loop has a predecessor in it, so a walk backwards must meet itself. Extensions that changed
+        // their owner since the build may end it early.
         std::vector<std::uint32_t> walkOf(_state->extensions.size(), 0);
         std::uint32_t walk = 0;
         for (std::size_t i = 0; i < order.loopCount; ++i) {
@@ -178,13 +175,17 @@ std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
             if (walkOf[node] != 0) continue;
             ++walk;
             std::vector<std::pair<std::uint32_t, const Kr::KrConnectionBase*>> path;
-            while (walkOf[node] == 0) {
+            bool isOpen = false;
+            while (walkOf[node] == 0 && !isOpen) {
                 walkOf[node] = walk;
-                const auto* connection = incoming.at(node).front();
+                const auto found = incoming.find(node);
+                isOpen = found == incoming.end();
+                if (isOpen) continue;
+                const auto* connection = found->second.front();
                 path.emplace_back(node, connection);
                 node = detail::findSorterSlot(connection->getSourceOwner());
             }
-            if (walkOf[node] != walk) continue;  // leads into a cycle that was found before
+            if (isOpen || walkOf[node] != walk) continue;  // no cycle, or one that was found before
             KrConnectionCycle cycle;
             const auto start =
                 std::find_if(path.begin(), path.end(), [&](const auto& each) { return each.first == node; });

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,9 @@ struct KrExtensionSorter::State {
     void tell(const Report& report);
     template <class Tell>
     void tellListeners(const Tell& tell);
+    /// What a connection orders; nothing when it is invalid or excluded, or has an end at no registered extension, or
+    /// both within one registered object.
+    [[nodiscard]] static std::optional<detail::ExecutionEdge> edgeOf(const Kr::KrConnectionBase& connection) noexcept;
     [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges() const;
     /// Closes the gaps.
     void compact();
