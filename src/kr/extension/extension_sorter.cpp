@@ -216,9 +216,9 @@ KrExtensionSorter::State::Report KrExtensionSorter::State::build() {
         ranks[order.nodes[i]] = static_cast<std::uint32_t>(i);
     for (std::size_t i = 0; i < order.loopCount; ++i)
         report.loopPaths.push_back(extensions[order.nodes[order.sortedCount + i]]->getPath());
-    isBuilt = true;
     report.wasBuilt = true;
     report.buildNumber = buildNumber.fetch_add(1, std::memory_order_release) + 1;
+    isBuilt = true;  // last: who sees it sees the number, too
     return report;
 }
 
@@ -235,6 +235,7 @@ void KrExtensionSorter::State::tell(const Report& report) {
 }
 
 void KrExtensionSorter::build() {
+    if (_state->isBuilt) return;  // asked in every frame
     State::Report report;
     {
         const std::lock_guard lock(_state->mutex);

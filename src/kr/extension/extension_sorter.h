@@ -56,7 +56,7 @@ public:
     void reset();
 
     // --- The order -------------------------------------------------------------------------------------------------
-    /// Makes the order if something changed since the last time.
+    /// Makes the order if something changed since the last time; costs nothing if not.
     void build();
     /// Puts the extensions of the list in the global order. Those that were not added stay behind the others, with a
     /// warning that counts them; null and repeated entries stay behind, too.

@@ -14,12 +14,26 @@ struct GuardTexts {
     const char* onUnknown;    ///< one %s: the name of the object
 };
 
+/// What a row names beside the object, for texts with a place for it after the name: a number (%d) or another name
+/// (%s).
+struct GuardedNumber {
+    std::string name;
+    int number;
+};
+struct GuardedPair {
+    std::string name;
+    std::string other;
+};
+
 /// Logs the exception that is being handled. Only inside a catch block.
 KR_API void _logCaughtException(const GuardTexts& texts, const std::string& name);
+KR_API void _logCaughtException(const GuardTexts& texts, const GuardedNumber& named);
+KR_API void _logCaughtException(const GuardTexts& texts, const GuardedPair& named);
 
 /// The one way to run code of others: no exception leaves it.
 ///
-/// \param nameOf  answers the name of the object for the log line; called only after an exception.
+/// \param nameOf  answers the name of the object for the log line, or a GuardedNumber or GuardedPair; called only after
+///                an exception.
 /// \return        whether the call came back normally.
 /// Costs nothing while nothing is thrown.
 template <class NameOf, class Call>

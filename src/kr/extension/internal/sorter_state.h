@@ -16,8 +16,8 @@ namespace KrSim {
 /// What the sorter's mutex guards. Extensions and connections know their place in the two lists; a place that was
 /// left holds null until the next build closes the gaps, so the order of registration stays.
 struct KrExtensionSorter::State {
-    mutable std::mutex mutex;  // guards everything but the listeners
-    bool isBuilt{true};        // of nothing, at first
+    mutable std::mutex mutex;         // guards everything but the listeners
+    std::atomic<bool> isBuilt{true};  // of nothing, at first; read without the mutex, too
     std::atomic<std::uint32_t> buildNumber{0};
     std::vector<KrExtension*> extensions;
     std::vector<Kr::KrConnectionBase*> connections;

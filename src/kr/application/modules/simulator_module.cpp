@@ -1,0 +1,227 @@
+#include "kr/application/modules/simulator_module.h"
+
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/internal/module_guards.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/extension/extension_state.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/platform/log.h"
+
+namespace KrSim {
+
+KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
+    : _preUpdatePriority(preUpdate),
+      _updatePriority(update),
+      _postUpdatePriority(postUpdate),
+      _sorterVersion(KrExtensionSorter::instance().getLastBuildNumber()) {}
+
+KrSimulatorModule::~KrSimulatorModule() {
+    _releaseManagedExtensions();
+    // Here and not in the base: the destructor of the implementation may still ask this half to let go of an extension.
+    getFieldsContainer()._release();
+    _setIExtension(nullptr);
+    _releaseManagedExtensions();
+}
+
+bool KrSimulatorModule::_isSimulatorModule() const noexcept {
+    return true;
+}
+
+void KrSimulatorModule::_setPriorities(int preUpdate, int update, int postUpdate) noexcept {
+    _preUpdatePriority = preUpdate;
+    _updatePriority = update;
+    _postUpdatePriority = postUpdate;
+}
+
+// --- Callbacks -----------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Calls the implementation, if there is one.
+template <class NameOf, class Call>
+void callModule(const KrSimulatorModule& proxy, const Kr::GuardTexts& texts, const NameOf& nameOf, const Call& call) {
+    auto* module = proxy._getModuleImplementation();
+    if (module != nullptr) Kr::callGuarded(texts, nameOf, [&] { call(*module); });
+}
+
+}  // namespace
+
+void KrSimulatorModule::preUpdate(eApplicationMode mode) {
+    callModule(
+        *this, detail::kOnPreUpdate,
+        [&] {
+            return Kr::GuardedNumber{getName(), static_cast<int>(mode)};
+        },
+        [&](ISimulatorModule& module) { module.onPreUpdate(mode); });
+}
+
+void KrSimulatorModule::update(eApplicationMode mode) {
+    callModule(
+        *this, detail::kOnUpdate,
+        [&] {
+            return Kr::GuardedNumber{getName(), static_cast<int>(mode)};
+        },
+        [&](ISimulatorModule& module) { module.onUpdate(mode); });
+}
+
+void KrSimulatorModule::postUpdate(eApplicationMode mode) {
+    callModule(
+        *this, detail::kOnPostUpdate,
+        [&] {
+            return Kr::GuardedNumber{getName(), static_cast<int>(mode)};
+        },
+        [&](ISimulatorModule& module) { module.onPostUpdate(mode); });
+}
+
+void KrSimulatorModule::addExtension(KrExtension* extension) {
+    if (extension == nullptr) return;
+    callModule(
+        *this, detail::kOnExtensionAdded,
+        [&] {
+            return Kr::GuardedPair{getName(), extension->getName()};
+        },
+        [&](ISimulatorModule& module) { module.onExtensionAdded(extension); });
+}
+
+void KrSimulatorModule::addExtension(Kr::KrSmartPtr<KrExtension> extension) {
+    addExtension(extension.get());
+}
+
+void KrSimulatorModule::removeExtension(KrExtension* extension) {
+    if (extension == nullptr) return;
+    // The module may be the last holder.
+    const Kr::KrSmartPtr<KrExtension> keep(extension->getRefCount() > 0 ? extension : nullptr);
+    callModule(
+        *this, detail::kOnExtensionRemoved,
+        [&] {
+            return Kr::GuardedPair{getName(), extension->getName()};
+        },
+        [&](ISimulatorModule& module) { module.onExtensionRemoved(extension); });
+}
+
+void KrSimulatorModule::removeExtension(Kr::KrSmartPtr<KrExtension> extension) {
+    removeExtension(extension.get());
+}
+
+void KrSimulatorModule::_onAddToApplication(KrApplication* application) {
+    const bool isNew = _application == nullptr && application != nullptr;
+    _application = application;
+    // The fields first, so that observers hear of what the callback sets.
+    if (isNew) getFieldsContainer()._activate();
+    callModule(
+        *this, detail::kOnAddToApplication, [&] { return getName(); },
+        [&](ISimulatorModule& module) { module.onAddToApplication(application); });
+}
+
+void KrSimulatorModule::_onRemoveFromApplication(KrApplication* application) {
+    const bool wasIn = std::exchange(_application, nullptr) != nullptr;
+    callModule(
+        *this, detail::kOnRemoveFromApplication, [&] { return getName(); },
+        [&](ISimulatorModule& module) { module.onRemoveFromApplication(application); });
+    _releaseManagedExtensions();
+    if (wasIn) getFieldsContainer()._deactivate();
+}
+
+void KrSimulatorModule::_onApplicationModeChange(eApplicationMode from, eApplicationMode to) {
+    callModule(
+        *this, detail::kOnApplicationModeChange, [&] { return getName(); },
+        [&](ISimulatorModule& module) { module.onApplicationModeChange(from, to); });
+}
+
+// --- Managing ------------------------------------------------------------------------------------------------------
+
+bool KrSimulatorModule::hasManagedExtension(KrExtension* extension) const {
+    for (const auto& each : _managed) {
+        if (each.get() == extension) return true;
+    }
+    return false;
+}
+
+bool KrSimulatorModule::_addManagedExtension(KrExtension* extension) {
+    _managed.append(Kr::KrSmartPtr<KrExtension>(extension));
+    _needsSorting = true;
+    if (extension != nullptr) extension->getFieldsContainer()._activate();
+    return true;
+}
+
+bool KrSimulatorModule::_removeManagedExtension(KrExtension* extension) {
+    for (std::size_t i = 0; i < _managed.size(); ++i) {
+        if (_managed[i].get() != extension) continue;
+        const auto removed = std::move(_managed[i]);  // its last holder perhaps; the callback needs it
+        _managed.erase(i);
+        _needsSorting = true;
+        _countDown(removed.get());
+        return true;
+    }
+    return false;
+}
+
+void KrSimulatorModule::_countDown(KrExtension* extension) {
+    if (extension == nullptr) return;
+    auto& fields = extension->getFieldsContainer();
+    if (fields.getActivationCount() == 0) {
+        Kr::logMessage(Kr::eLogLevel::kDebug, "KrSimulatorModule: [%s] managed count is less than 0\n",
+                       extension->getName().c_str());
+        return;
+    }
+    fields._deactivate();
+}
+
+void KrSimulatorModule::_releaseManagedExtensions() {
+    // A callback may manage others meanwhile.
+    while (!_managed.isEmpty()) {
+        const auto released = std::exchange(_managed, {});
+        for (const auto& each : released)
+            _countDown(each.get());
+    }
+    _needsSorting = false;
+}
+
+void KrSimulatorModule::_sortManagedExtensions() {
+    auto& sorter = KrExtensionSorter::instance();
+    sorter.build();
+    // Before the sorting: should another thread change the graph meanwhile, the list is sorted again next time.
+    const auto version = sorter.getLastBuildNumber();
+    if (!_needsSorting && version == _sorterVersion) return;
+    _needsSorting = false;
+    _sorterVersion = version;
+    sorter.sortExtensions(_managed);
+}
+
+// --- State and copies ----------------------------------------------------------------------------------------------
+
+void KrSimulatorModule::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
+    if (!state) return;
+    KrExtension::fillSimulationState(state);
+    callModule(
+        *this, detail::kOnFillSimulationState, [&] { return getName(); },
+        [&](const ISimulatorModule& module) { module.onFillSimulationState(state); });
+}
+
+void KrSimulatorModule::_fillState(KrExtensionState& state) const {
+    if (_getModuleImplementation() == nullptr) return KrExtension::_fillState(state);
+    std::ostringstream stream(std::ios::out | std::ios::binary);
+    callModule(
+        *this, detail::kOnModuleStateSave, [&] { return getName(); },
+        [&](ISimulatorModule& module) { module.onStateSave(stream); });
+    state._setImplementationData(std::move(stream).str());
+}
+
+void KrSimulatorModule::_copyTo(KrExtension* target, bool copyFields) const {
+    KrExtension::_copyTo(target, copyFields);
+    if (!target->isOfClassType(getClassType())) return;
+    static_cast<KrSimulatorModule*>(target)->_setPriorities(_preUpdatePriority, _updatePriority, _postUpdatePriority);
+}
+
+Kr::KrSmartPtr<KrExtension> KrSimulatorModule::_makeClone() const {
+    auto made =
+        getCreationKey().isNull() ? Kr::KrSmartPtr<KrExtension>() : KrExtensionFactory::create(getCreationKey());
+    return made ? made : Kr::makeSmart<KrSimulatorModule>();
+}
+
+}  // namespace KrSim
