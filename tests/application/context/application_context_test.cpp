@@ -35,7 +35,8 @@ auto answersOf(const ApplicationContext& context, const ContextHost& host) {
                            int(context.getSyncMode()), int(context.getCommunicationModel()), context.getFrame(),
                            context.getElapsedSeconds(), context.getSecondsBetweenFrames(), context.getUpdateSeconds(),
                            context.getWaitSeconds(), context.getSimulationFrameRate(), context.getRequestedFrameRate(),
-                           context.getSimulationTimeStep());
+                           context.getSimulationTimeStep(), context.isPaused(), context.getFrameStatistics().frames,
+                           context.getFrameStatistics().overslept.totalSeconds);
 }
 
 TEST(ApplicationContext, AnswersForTheApplicationWhileItLivesAndForNoneAfterwards) {
@@ -50,10 +51,15 @@ TEST(ApplicationContext, AnswersForTheApplicationWhileItLivesAndForNoneAfterward
         state._setFrame(4'000'000'000U, 11.0);
         state._setTimings(12.0, 13.0, 14.0);
         state._setFrameRate(50.0, 51.0);
+        state._setPaused(true);
+        KrSim::FrameStatistics statistics;
+        statistics.frames = 7;
+        statistics.overslept.totalSeconds = 1.5;
+        state._setStatistics(statistics);
         EXPECT_EQ(answersOf(context, host), std::tuple(true, true, true, true, true, true, true, true, 2, 3, 1, 4e9, 11,
-                                                       12, 13, 14, 50, 51, 0.02));
-        EXPECT_EQ(answersOf(none, host),
-                  std::tuple(false, false, false, false, false, false, false, false, 1, 0, 0, 0U, 0, 0, 0, 0, 0, 0, 0));
+                                                       12, 13, 14, 50, 51, 0.02, true, 7U, 1.5));
+        EXPECT_EQ(answersOf(none, host), std::tuple(false, false, false, false, false, false, false, false, 1, 0, 0, 0U,
+                                                    0, 0, 0, 0, 0, 0, 0, false, 0U, 0.0));
         state._end();  // amid the update
     });
     EXPECT_EQ(answersOf(context, host), answersOf(none, host));

@@ -89,6 +89,14 @@ double ApplicationContext::getSimulationTimeStep() const noexcept {
     return rateHz > 0.0 ? 1.0 / rateHz : 0.0;
 }
 
+FrameStatistics ApplicationContext::getFrameStatistics() const noexcept {
+    return current(_state)._getStatistics();
+}
+
+bool ApplicationContext::isPaused() const noexcept {
+    return current(_state)._isPaused();
+}
+
 // --- Thread and deferral -------------------------------------------------------------------------------------------
 
 Kr::ThreadId ApplicationContext::getThread() const noexcept {

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "kr/application/context/application_modes.h"
+#include "kr/application/context/frame_statistics.h"
 #include "kr/application/context/fwd.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
@@ -66,6 +67,11 @@ public:
     [[nodiscard]] double getRequestedFrameRate() const noexcept;
     /// Seconds: 1 / frame rate.
     [[nodiscard]] double getSimulationTimeStep() const noexcept;
+
+    /// How the pace was kept, up to the beginning of this frame. All 0 without an application.
+    [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
+    /// Whether frames go by without simulating anything. False without an application.
+    [[nodiscard]] bool isPaused() const noexcept;
 
     // Thread and deferral
 

@@ -1,5 +1,9 @@
 #include "kr/application/context/application_state.h"
 
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 #include "kr/application/context/internal/delayed_functions.h"
@@ -28,6 +32,20 @@ void ApplicationState::_setTimings(double secondsBetweenFrames, double updateSec
     _secondsBetweenFrames.store(secondsBetweenFrames, kRelaxed);
     _updateSeconds.store(updateSeconds, kRelaxed);
     _waitSeconds.store(waitSeconds, kRelaxed);
+}
+
+// Word by word: a lock would let a reader hold up a frame.
+void ApplicationState::_setStatistics(const FrameStatistics& statistics) noexcept {
+    const auto words = std::bit_cast<std::array<std::uint64_t, sizeof statistics / sizeof(std::uint64_t)>>(statistics);
+    for (std::size_t i = 0; i < words.size(); ++i)
+        _statistics[i].store(words[i], kRelaxed);
+}
+
+FrameStatistics ApplicationState::_getStatistics() const noexcept {
+    std::array<std::uint64_t, sizeof(FrameStatistics) / sizeof(std::uint64_t)> words{};
+    for (std::size_t i = 0; i < words.size(); ++i)
+        words[i] = _statistics[i].load(kRelaxed);
+    return std::bit_cast<FrameStatistics>(words);
 }
 
 void ApplicationState::_setFrameRate(double pacedHz, double requestedHz) noexcept {

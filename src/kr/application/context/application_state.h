@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 
 #include "kr/application/context/application_modes.h"
+#include "kr/application/context/frame_statistics.h"
 #include "kr/application/context/fwd.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
@@ -42,12 +44,14 @@ public:
     void _trackActivation(bool track) noexcept { _isActivationTracked.store(track, kRelaxed); }
     void _setFrame(std::uint32_t frame, double elapsedSeconds) noexcept;
     void _setTimings(double secondsBetweenFrames, double updateSeconds, double waitSeconds) noexcept;
+    void _setStatistics(const FrameStatistics& statistics) noexcept;
     /// \param pacedHz  what the loop keeps to, above 0; \param requestedHz  as asked for.
     void _setFrameRate(double pacedHz, double requestedHz) noexcept;
     /// At the start of each frame.
     void _setThread(Kr::ThreadId thread) noexcept { _thread.store(thread, kRelaxed); }
     /// True after _setThread at the first frame, false when the main loop ends.
     void _setRunning(bool running) noexcept { _running.store(running, std::memory_order_release); }
+    void _setPaused(bool paused) noexcept { _paused.store(paused, kRelaxed); }
     void _setUpdatingModules(bool updating) noexcept { _updating.store(updating, kRelaxed); }
     /// Borrowed until _end(); null for none.
     void _setManagers(EventManager* eventManager, ErrorManager* errorManager) noexcept;
@@ -75,8 +79,10 @@ public:
     [[nodiscard]] double _getWaitSeconds() const noexcept { return _waitSeconds.load(kRelaxed); }
     [[nodiscard]] double _getFrameRate() const noexcept { return _frameRateHz.load(kRelaxed); }
     [[nodiscard]] double _getRequestedFrameRate() const noexcept { return _requestedRateHz.load(kRelaxed); }
+    [[nodiscard]] FrameStatistics _getStatistics() const noexcept;
     [[nodiscard]] Kr::ThreadId _getThread() const noexcept { return _thread.load(kRelaxed); }
     [[nodiscard]] bool _isRunning() const noexcept { return _running.load(std::memory_order_acquire); }
+    [[nodiscard]] bool _isPaused() const noexcept { return _paused.load(kRelaxed); }
     [[nodiscard]] bool _isUpdatingModules() const noexcept { return _updating.load(kRelaxed); }
     [[nodiscard]] EventManager* _getEventManager() const noexcept;
     [[nodiscard]] ErrorManager* _getErrorManager() const noexcept;
@@ -92,6 +98,7 @@ private:
     std::atomic<bool> _alive{true};
     std::atomic<bool> _running{false};
     std::atomic<bool> _updating{false};
+    std::atomic<bool> _paused{false};
     std::atomic<bool> _isActivationTracked{true};
     std::atomic<Kr::ThreadId> _thread{Kr::ThreadId::kNone};
 
@@ -105,6 +112,7 @@ private:
     std::atomic<double> _waitSeconds{0.0};
     std::atomic<double> _frameRateHz{60.0};
     std::atomic<double> _requestedRateHz{60.0};
+    std::array<std::atomic<std::uint64_t>, sizeof(FrameStatistics) / sizeof(std::uint64_t)> _statistics{};
     std::atomic<EventManager*> _eventManager{nullptr};
     std::atomic<ErrorManager*> _errorManager{nullptr};
     std::unique_ptr<detail::DelayedFunctions> _delayed;  // null for no application
