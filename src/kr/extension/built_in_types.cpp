@@ -1,5 +1,5 @@
 // The types that need no plug-in. What they do is not settled yet; until then they carry data only, so that content
-// which holds them is shown, copied and saved whole. Module types join with the modules.
+// which holds them is shown, copied and saved whole. Modules have a file of their own, built_in_modules.cpp.
 
 #include "kr/extension/data_extension.h"
 #include "kr/extension/factory_keys.h"

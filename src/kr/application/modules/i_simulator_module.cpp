@@ -4,7 +4,8 @@
 
 namespace KrSim {
 
-const Kr::KrID ISimulatorModule::kFieldTypeId = KrData::Types::_registerInterfaceFieldType(
+// Before all other static objects of the library, which may use it.
+[[gnu::init_priority(1000)]] const Kr::KrID ISimulatorModule::kFieldTypeId = KrData::Types::_registerInterfaceFieldType(
     "KrSim::ISimulatorModule", "Simulator Module",
     [](IExtension* implementation) { return dynamic_cast<ISimulatorModule*>(implementation) != nullptr; });
 
