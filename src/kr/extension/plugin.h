@@ -89,7 +89,7 @@ requires(sizeof...(LineSizes) >
 
 /// One type of a plug-in: an argument of KR_PLUGIN.
 ///
-/// \param Class     the implementation, derived from KrSim::IExtension or KrSim::IObject.
+/// \param Class     the implementation, derived from KrSim::IExtension, KrSim::IObject or KrSim::ISimulatorModule.
 /// \param category  a grouping word, text literal, such as "Simulation".
 /// \param name      the display name, text literal; new extensions are named after it.
 /// \param uuid      text literal of a new random uuid (uuidgen), checked by the compiler. Content refers to the type by

@@ -15,7 +15,7 @@
 namespace KrSim {
 
 /// What the factory can make: an implementation with a constructor that takes its proxy, a KrExtension* or, for what
-/// derives from IObject, a KrObject*.
+/// derives from IObject, a KrObject*, and for modules a KrSimulatorModule*.
 template <class T>
 concept KrImplementation = std::derived_from<T, IExtension> && std::constructible_from<T, typename T::Proxy*>;
 

@@ -1,6 +1,8 @@
+#pragma once
+
 #include <kr/foundation.h>
 
-/// Answers every change of its force with an acceleration.
+/// Answers every change of its force with an acceleration, and gathers speed while it is stepped.
 class RoadVehicle final : public KrSim::IExtension {
 public:
     static constexpr int kVersion = 1;  // of the data that is saved; count it up when its meaning changes
@@ -9,13 +11,13 @@ public:
         _watching = force.getField()->addObserver([this](const KrData::FieldBase&) { acceleration = force / mass; });
     }
 
+    void step(double seconds) { speed = speed + acceleration * seconds; }
+
     KrSim::Input<double> force{this, "Force", {.dimension = Kr::kForce, .description = "Traction at the wheels."}};
     KrSim::Parameter<double> mass{this, "Mass", {.value = 1500.0, .min = 1.0, .max = 1e5, .dimension = Kr::kMass}};
     KrSim::Output<double> acceleration{this, "Acceleration", {.dimension = Kr::kAcceleration}};
+    KrSim::Output<double> speed{this, "Speed", {.dimension = Kr::kSpeed}};
 
 private:
     KrData::DelegateConnection _watching;  // ends with the vehicle
 };
-
-KR_PLUGIN("RoadVehicle", "1.0",
-          KR_EXTENSION(RoadVehicle, "Simulation", "Road Vehicle", "c1cc32ca-534d-422e-aed7-dc6a7f583235"))

@@ -1,0 +1,160 @@
+// What a frame costs beyond the work of its modules.
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "benchmarks/allocation_counter.h"
+#include "benchmarks/bare_modules.h"
+#include "kr/application/context/application_context.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/simulator_module_sequence.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/extension/smart_interface.h"
+
+namespace {
+
+using KrSim::ApplicationContext;
+using KrSim::eApplicationMode;
+using KrSim::KrExtension;
+using KrSim::KrSimulatorModule;
+using KrSim::KrSimulatorModuleSequence;
+using Module = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
+
+/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
+const bool kSecondThreadRuns = [] {
+    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
+    return true;
+}();
+
+constexpr std::size_t kModules = 1000;
+
+std::int64_t calls = 0;
+
+class Counter final : public KrSim::ISimulatorModule {
+public:
+    explicit Counter(KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+    void onPreUpdate(eApplicationMode mode) override { calls += static_cast<int>(mode); }
+    void onUpdate(eApplicationMode mode) override { calls += static_cast<int>(mode); }
+    void onPostUpdate(eApplicationMode mode) override { calls += static_cast<int>(mode); }
+};
+
+void runFrame(const KrSimulatorModuleSequence& sequence) {
+    const ApplicationContext context;
+    sequence.preUpdate(context);
+    sequence.update(context);
+    sequence.postUpdate(context);
+}
+
+void BM_ThreePasses(benchmark::State& state) {
+    KrSimulatorModuleSequence sequence;
+    for (std::size_t i = 0; i < kModules; ++i) {
+        const auto proxy = Kr::makeSmart<KrSimulatorModule>();
+        sequence.insert(Module(new Counter(proxy.get())));
+    }
+    calls = 0;
+    const auto before = kr_benchmark::allocations();
+    for (auto _ : state) {
+        runFrame(sequence);
+    }
+    state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - before);
+    if (calls != state.iterations() * std::int64_t{3 * kModules}) state.SkipWithError("calls were lost");
+    state.SetItemsProcessed(calls);
+}
+BENCHMARK(BM_ThreePasses);
+
+template <class Call>
+void runGuarded(const std::vector<std::unique_ptr<kr_benchmark::BareModule>>& modules, const Call& call) {
+    for (const auto& module : modules) {
+        try {
+            call(*module);
+        } catch (...) {
+            calls = -1;
+        }
+    }
+}
+
+void BM_GuardedVirtualCalls(benchmark::State& state) {
+    const auto modules = kr_benchmark::makeBareModules(kModules, calls);
+    calls = 0;
+    for (auto _ : state) {
+        runGuarded(modules, [](auto& module) { module.preUpdate(1); });
+        runGuarded(modules, [](auto& module) { module.update(1); });
+        runGuarded(modules, [](auto& module) { module.postUpdate(1); });
+    }
+    if (calls != state.iterations() * std::int64_t{3 * kModules}) state.SkipWithError("calls were lost");
+    state.SetItemsProcessed(calls);
+}
+BENCHMARK(BM_GuardedVirtualCalls);
+
+/// Looks at each of the extensions that it manages, in order.
+class Walker final : public KrSim::ISimulatorModule {
+public:
+    explicit Walker(KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+    void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
+    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
+    void onUpdate(eApplicationMode) override {
+        _sortManagedExtensions();
+        for (const auto& each : getManagedExtensions())
+            updated += each->_getPosition();
+    }
+    std::uint64_t updated{0};
+};
+
+struct Managed {
+    explicit Managed(std::int64_t count) : extensions(static_cast<std::size_t>(count)) {
+        for (auto& each : extensions) {
+            each = Kr::makeSmart<KrExtension>();
+            each->_setPosition(1);
+            KrSim::KrExtensionSorter::instance().addExtension(each.get());
+        }
+    }
+    void offerAll() const {
+        for (const auto& each : extensions)
+            proxy->addExtension(each.get());
+    }
+
+    const Kr::KrSmartPtr<KrSimulatorModule> proxy = Kr::makeSmart<KrSimulatorModule>();
+    Walker* const walker = new Walker(proxy.get());
+    std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
+};
+
+/// One module and 10,000 extensions, nothing changes.
+void BM_SteadyFrame(benchmark::State& state) {
+    const Managed managed(state.range(0));
+    managed.offerAll();
+    KrSimulatorModuleSequence sequence;
+    sequence.insert(Module(managed.walker));
+    runFrame(sequence);
+    managed.walker->updated = 0;
+    const auto before = kr_benchmark::allocations();
+    for (auto _ : state) {
+        runFrame(sequence);
+    }
+    state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - before);
+    if (managed.walker->updated != static_cast<std::uint64_t>(state.iterations() * state.range(0)))
+        state.SkipWithError("extensions were lost");
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_SteadyFrame)->Arg(10000);
+
+/// Content comes, is simulated for a frame and goes again, in the order in which it came.
+void BM_OfferAndWithdraw(benchmark::State& state) {
+    const Managed managed(state.range(0));
+    for (auto _ : state) {
+        managed.offerAll();
+        managed.proxy->update(eApplicationMode::kSimulating);
+        for (const auto& each : managed.extensions)
+            managed.proxy->removeExtension(each.get());
+    }
+    if (!managed.proxy->getManagedExtensions().isEmpty()) state.SkipWithError("extensions stayed");
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_OfferAndWithdraw)->Arg(1000)->Arg(10000);
+
+}  // namespace
