@@ -26,17 +26,15 @@ public:
         if (onEachCall) onEachCall("destructor");
     }
 
-    void onPreUpdate(KrSim::eApplicationMode mode) override { _call("onPreUpdate", numberOf(mode)); }
-    void onUpdate(KrSim::eApplicationMode mode) override { _call("onUpdate", numberOf(mode)); }
-    void onPostUpdate(KrSim::eApplicationMode mode) override { _call("onPostUpdate", numberOf(mode)); }
-    void onExtensionAdded(KrSim::KrExtension* extension) override { _call("onExtensionAdded", extension->getName()); }
-    void onExtensionRemoved(KrSim::KrExtension* extension) override {
-        _call("onExtensionRemoved", extension->getName());
-    }
+    void onPreUpdate(KrSim::eApplicationMode mode) override { _call("onPreUpdate", mode); }
+    void onUpdate(KrSim::eApplicationMode mode) override { _call("onUpdate", mode); }
+    void onPostUpdate(KrSim::eApplicationMode mode) override { _call("onPostUpdate", mode); }
+    void onExtensionAdded(KrSim::KrExtension* which) override { _call("onExtensionAdded", which->getName()); }
+    void onExtensionRemoved(KrSim::KrExtension* which) override { _call("onExtensionRemoved", which->getName()); }
     void onAddToApplication(KrSim::KrApplication*) override { _call("onAddToApplication"); }
     void onRemoveFromApplication(KrSim::KrApplication*) override { _call("onRemoveFromApplication"); }
-    void onApplicationModeChange(KrSim::eApplicationMode from, KrSim::eApplicationMode to) override {
-        _call("onApplicationModeChange", numberOf(from) + numberOf(to));
+    void onApplicationModeChange(KrSim::eApplicationMode, KrSim::eApplicationMode to) override {
+        _call("onApplicationModeChange", to);
     }
     void onStateSave(std::ostream& state) override {
         state << "saved";
@@ -58,8 +56,9 @@ public:
     bool throwsExceptions{true};  // else numbers
 
 private:
-    static std::string numberOf(KrSim::eApplicationMode mode) { return std::to_string(static_cast<int>(mode)); }
-
+    void _call(const char* callback, KrSim::eApplicationMode mode) const {
+        _call(callback, std::to_string(static_cast<int>(mode)));
+    }
     void _call(const std::string& callback, const std::string& argument = {}) const {
         _calls.push_back(getName() + " " + callback + (argument.empty() ? "" : " " + argument));
         if (onEachCall) onEachCall(callback);

@@ -40,7 +40,7 @@ KrApplication* ISimulatorModule::getApplication() const noexcept {
     return _moduleProxy != nullptr ? _moduleProxy->getApplication() : nullptr;
 }
 
-const KrSimulatorModule::Extensions& ISimulatorModule::getManagedExtensions() const noexcept {
+const KrSimulatorModule::Extensions& ISimulatorModule::getManagedExtensions() const {
     static const auto& none = *new KrSimulatorModule::Extensions;
     return _moduleProxy != nullptr ? _moduleProxy->getManagedExtensions() : none;
 }

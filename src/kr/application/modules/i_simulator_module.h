@@ -67,7 +67,7 @@ public:
 protected:
     // See KrSimulatorModule; without a proxy there is nothing to manage.
 
-    [[nodiscard]] const KrSimulatorModule::Extensions& getManagedExtensions() const noexcept;
+    [[nodiscard]] const KrSimulatorModule::Extensions& getManagedExtensions() const;
     bool _addManagedExtension(KrExtension* extension);
     bool _removeManagedExtension(KrExtension* extension);
     void _sortManagedExtensions();

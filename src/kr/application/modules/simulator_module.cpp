@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/internal/managed_list.h"
 #include "kr/application/modules/internal/module_guards.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/extension_sorter.h"
@@ -18,6 +19,7 @@ KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
     : _preUpdatePriority(preUpdate),
       _updatePriority(update),
       _postUpdatePriority(postUpdate),
+      _managed(std::make_unique<detail::ManagedList>()),
       _sorterVersion(KrExtensionSorter::instance().getLastBuildNumber()) {}
 
 KrSimulatorModule::~KrSimulatorModule() {
@@ -135,30 +137,27 @@ void KrSimulatorModule::_onApplicationModeChange(eApplicationMode from, eApplica
 
 // --- Managing ------------------------------------------------------------------------------------------------------
 
+const KrSimulatorModule::Extensions& KrSimulatorModule::getManagedExtensions() const {
+    return _managed->items();
+}
+
 bool KrSimulatorModule::hasManagedExtension(KrExtension* extension) const {
-    for (const auto& each : _managed) {
-        if (each.get() == extension) return true;
-    }
-    return false;
+    return _managed->contains(extension);
 }
 
 bool KrSimulatorModule::_addManagedExtension(KrExtension* extension) {
-    _managed.append(Kr::KrSmartPtr<KrExtension>(extension));
+    _managed->append(Kr::KrSmartPtr<KrExtension>(extension));
     _needsSorting = true;
     if (extension != nullptr) extension->getFieldsContainer()._activate();
     return true;
 }
 
 bool KrSimulatorModule::_removeManagedExtension(KrExtension* extension) {
-    for (std::size_t i = 0; i < _managed.size(); ++i) {
-        if (_managed[i].get() != extension) continue;
-        const auto removed = std::move(_managed[i]);  // its last holder perhaps; the callback needs it
-        _managed.erase(i);
-        _needsSorting = true;
-        _countDown(removed.get());
-        return true;
-    }
-    return false;
+    const auto taken = _managed->take(extension);  // its last holder perhaps; the callback needs it
+    if (!taken) return false;
+    _needsSorting = true;
+    _countDown(taken->get());
+    return true;
 }
 
 void KrSimulatorModule::_countDown(KrExtension* extension) {
@@ -174,8 +173,8 @@ void KrSimulatorModule::_countDown(KrExtension* extension) {
 
 void KrSimulatorModule::_releaseManagedExtensions() {
     // A callback may manage others meanwhile.
-    while (!_managed.isEmpty()) {
-        const auto released = std::exchange(_managed, {});
+    while (!_managed->items().isEmpty()) {
+        const auto released = _managed->takeAll();
         for (const auto& each : released)
             _countDown(each.get());
     }
@@ -190,7 +189,7 @@ void KrSimulatorModule::_sortManagedExtensions() {
     if (!_needsSorting && version == _sorterVersion) return;
     _needsSorting = false;
     _sorterVersion = version;
-    sorter.sortExtensions(_managed);
+    sorter.sortExtensions(_managed->edit());
 }
 
 // --- State and copies ----------------------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "kr/application/modules/fwd.h"
 #include "kr/extension/extension.h"
@@ -10,6 +11,10 @@
 #include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
+
+namespace detail {
+class ManagedList;
+}
 
 /// The framework half of a simulator module, what an application steps in every frame: priorities, the application,
 /// and the extensions that the module manages. The behaviour is in the implementation half, ISimulatorModule; without
@@ -45,7 +50,7 @@ class KR_API KrSimulatorModule : public KrExtension {
 
     /// In the order of the last sorting, later ones behind. The reference is good until the module dies; iterators
     /// only until the list changes, so whoever changes it meanwhile walks a copy.
-    [[nodiscard]] const Extensions& getManagedExtensions() const noexcept { return _managed; }
+    [[nodiscard]] const Extensions& getManagedExtensions() const;
     [[nodiscard]] bool hasManagedExtension(KrExtension* extension) const;
 
     // --- Place -----------------------------------------------------------------------------------------------------
@@ -99,7 +104,7 @@ private:
     int _postUpdatePriority;
     ISimulatorModule* _module{nullptr};  // the implementation, when it is one of a module
     KrApplication* _application{nullptr};
-    Extensions _managed;
+    std::unique_ptr<detail::ManagedList> _managed;
     bool _needsSorting{false};
     std::uint32_t _sorterVersion;
 };
