@@ -31,6 +31,7 @@ void ISimulatorModule::onExtensionRemoved(KrExtension*) {}
 void ISimulatorModule::onAddToApplication(KrApplication*) {}
 void ISimulatorModule::onRemoveFromApplication(KrApplication*) {}
 void ISimulatorModule::onApplicationModeChange(eApplicationMode, eApplicationMode) {}
+// NOLINTNEXTLINE(performance-unnecessary-value-param): overrides may keep it
 void ISimulatorModule::onFillSimulationState(Kr::KrSmartPtr<KrSimulationState>) const {}
 IExtensionState::eRestoreStatePriority ISimulatorModule::getRestoreStatePriority() const {
     return IExtensionState::eRestoreStatePriority::kWithContent;

@@ -90,7 +90,7 @@ void KrSimulatorModule::addExtension(KrExtension* extension) {
         [&](ISimulatorModule& module) { module.onExtensionAdded(extension); });
 }
 
-void KrSimulatorModule::addExtension(Kr::KrSmartPtr<KrExtension> extension) {
+void KrSimulatorModule::addExtension(const Kr::KrSmartPtr<KrExtension>& extension) {
     addExtension(extension.get());
 }
 
@@ -106,7 +106,7 @@ void KrSimulatorModule::removeExtension(KrExtension* extension) {
         [&](ISimulatorModule& module) { module.onExtensionRemoved(extension); });
 }
 
-void KrSimulatorModule::removeExtension(Kr::KrSmartPtr<KrExtension> extension) {
+void KrSimulatorModule::removeExtension(const Kr::KrSmartPtr<KrExtension>& extension) {
     removeExtension(extension.get());
 }
 

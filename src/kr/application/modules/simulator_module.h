@@ -43,10 +43,10 @@ class KR_API KrSimulatorModule : public KrExtension {
     // --- Extensions that come and go -------------------------------------------------------------------------------
     /// Offers an extension to the implementation, which decides whether to manage it. Null is ignored.
     virtual void addExtension(KrExtension* extension);
-    void addExtension(Kr::KrSmartPtr<KrExtension> extension);
+    void addExtension(const Kr::KrSmartPtr<KrExtension>& extension);
     /// Withdraws it. Null is ignored.
     virtual void removeExtension(KrExtension* extension);
-    void removeExtension(Kr::KrSmartPtr<KrExtension> extension);
+    void removeExtension(const Kr::KrSmartPtr<KrExtension>& extension);
 
     /// In the order of the last sorting, later ones behind. The reference is good until the module dies; iterators
     /// only until the list changes, so whoever changes it meanwhile walks a copy.

@@ -86,7 +86,7 @@ void KrSimulatorModuleSequence::postUpdate(const ApplicationContext& context) co
     _run<kPostUpdate>(context);
 }
 
-void KrSimulatorModuleSequence::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
+void KrSimulatorModuleSequence::fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const {
     const auto walked = _lists;
     for (const auto& module : (*walked)[kUpdate])
         module->fillSimulationState(state);

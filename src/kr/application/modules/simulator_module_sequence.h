@@ -39,7 +39,7 @@ public:
     void postUpdate(const ApplicationContext& context) const;
 
     /// Adds the states of all modules. Null is ignored.
-    void fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const;
+    void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
 
     [[nodiscard]] std::size_t getModuleCount() const noexcept;
     /// In the order of the update pass; null past the end. Borrowed.
