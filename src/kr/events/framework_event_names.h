@@ -8,6 +8,7 @@ namespace KrSim {
 inline constexpr const char* kPublishLocalEventIdsName = "EventID::InternalData::PublishLocalEventIds";
 
 inline constexpr const char* kStopApplicationEventName = "KrApplication::kStopApplicationEvent";
+inline constexpr const char* kStopOtherApplicationsEventName = "KrApplication::kStopOtherApplicationsEvent";
 inline constexpr const char* kNewNetworkApplicationAddedEventName = "KrApplication::kNewNetworkApplicationAddedEvent";
 
 inline constexpr const char* kErrorMessageEventName = "Error Manager: Error Message";

@@ -86,7 +86,7 @@ const std::string& KrExtension::getTypeName() const noexcept {
 
 std::string KrExtension::getPath() const {
     const auto* owner = getOwner();
-    return owner != nullptr ? owner->getPath() + '/' + getName() : getName();
+    return owner != nullptr && !owner->_isApplicationRoot() ? owner->getPath() + '/' + getName() : getName();
 }
 
 ApplicationContext KrExtension::getApplicationContext() const {

@@ -70,6 +70,8 @@ void KrInputOutputContainer::_deactivate() {
 
 void KrInputOutputContainer::_setApplicationContext(const KrSim::ApplicationContext& context) {
     _context = context;
+    const bool isEditing = context.getApplicationMode() == KrSim::eApplicationMode::kEditing;
+    if (_isApplicationModeEditing() != isEditing) _setApplicationModeIsEditing(isEditing);
     if (_isOwnerActive() != _isActiveInApplication()) _setOwnerIsActive(_isActiveInApplication());
 }
 

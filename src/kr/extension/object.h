@@ -110,6 +110,9 @@ class KR_API KrObject : public KrExtension {
     /// Whether changes must wait for the application: it runs, and updates its modules or has another thread.
     [[nodiscard]] bool _isBusy() const;
     [[nodiscard]] bool _isCompatible(KrExtension* extension) const;
+    /// The root of an application: it holds what was added, and belongs to no path.
+    [[nodiscard]] bool _isApplicationRoot() const noexcept { return _isRoot; }
+    void _setApplicationRoot() noexcept { _isRoot = true; }
     void _addExtension(KrExtension* extension);
     void _addExtensionToList(KrExtension* extension);
     void _removeExtension(KrExtension* extension);
@@ -164,6 +167,7 @@ private:
     std::vector<const KrExtension*> _leaving;  // whose removal is under way
     const KrExtension* _givenName{nullptr};    // whose next renaming comes from here
     bool _isDying{false};
+    bool _isRoot{false};
 };
 
 /// Hears of extensions that come and go. Called on the thread that makes the change, without a lock; it may change the

@@ -19,6 +19,11 @@ const std::string& nameOf(KrExtension& extension) {
     return extension.getName();
 }
 
+bool isApplicationRoot(KrExtension& extension) {
+    const auto* object = dynamic_cast<KrObject*>(&extension);
+    return object && object->_isApplicationRoot();
+}
+
 /// Takes the first name off a path.
 std::string_view takeName(std::string_view& path) {
     const std::size_t end = path.find('/');
@@ -79,9 +84,9 @@ KrContentPath::KrContentPath(KrExtension* target, KrExtension* root) {
     if (!target) return;
     std::vector<const std::string*> names{&nameOf(*target)};
     KrExtension* ancestor = target == root ? root : target->getOwner();
-    for (; ancestor && ancestor != root; ancestor = ancestor->getOwner())
+    for (; ancestor && ancestor != root && !isApplicationRoot(*ancestor); ancestor = ancestor->getOwner())
         names.push_back(&nameOf(*ancestor));
-    if (ancestor != root) return;
+    if (root && ancestor != root) return;
     _text = kPrefix;
     for (std::size_t i = names.size(); i-- > 0;)
         _text.append(*names[i]).append(i == 0 ? "" : "/");

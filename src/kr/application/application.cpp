@@ -1,0 +1,302 @@
+#include "kr/application/application.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "kr/application/application_config.h"
+#include "kr/application/context/application_state.h"
+#include "kr/application/internal/application_parts.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/content/paths/content_path.h"
+#include "kr/events/errors/error_handler.h"
+#include "kr/events/event_data.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/events/event_manager_internal.h"
+#include "kr/events/framework_event_names.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_state.h"
+#include "kr/extension/factory_keys.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/platform/log.h"
+#include "kr/platform/process.h"
+
+namespace KrSim {
+
+const EventId KrApplication::kStopApplicationEvent =
+    EventId::_fromNumber(Kr::KrID::numberFor(kStopApplicationEventName));
+const EventId KrApplication::kStopOtherApplicationsEvent =
+    EventId::_fromNumber(Kr::KrID::numberFor(kStopOtherApplicationsEventName));
+const EventId KrApplication::kNewNetworkApplicationAddedEvent =
+    EventId::_fromNumber(Kr::KrID::numberFor(kNewNetworkApplicationAddedEventName));
+
+namespace {
+
+/// The application through whose event manager log messages are published.
+constinit std::atomic<const KrApplication*> publisher{nullptr};
+
+[[maybe_unused]] const bool isContentKnownToPaths = [] {
+    KrContentPath::_setApplicationContent([](KrApplication& application) {
+        std::vector<KrExtension*> extensions;
+        for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
+            extensions.push_back(application.getExtension(i));
+        return extensions;
+    });
+    return true;
+}();
+
+}  // namespace
+
+// --- Beginning and end ---------------------------------------------------------------------------------------------
+
+Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
+    return Kr::KrSmartPtr<KrApplication>(new KrApplication(clock));
+}
+
+KrApplication::KrApplication(Kr::IClock& clock)
+    : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
+    auto& all = *_parts;
+    _state->_setManagers(&all.events, &all.errors);
+    all.root->setName("Application");
+    all.root->_setApplicationRoot();
+    all.root->_setApplicationContext(_context);
+    _content = std::make_unique<KrContentDispatcher>(*all.root, all);
+
+    const auto configuration = KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
+    _configuration = KrSmartInterface<ApplicationConfig>(configuration->getImplementationAs<ApplicationConfig>());
+    configuration->setName("Config");
+    _applyConfiguration();
+    all.configurationWatch =
+        configuration->addObserver([this](const KrData::FieldBase&) { _isConfigurationChanged = true; });
+
+    for (const char* name : {kStopApplicationEventName, kStopOtherApplicationsEventName}) {
+        all.subscriptions << all.events.registerListener(
+            EventManagerInternal::createInternalEventId(name),
+            [this](const EventData&) { sendExitApplicationRequest(eExitRequestMode::kThis); });
+    }
+    publisher.store(this);
+    KrErrorHandler::setEventManager(&all.events);
+}
+
+KrApplication::~KrApplication() {
+    const bool wasRunning = _context.isRunning();
+    _state->_end();
+    auto& all = *_parts;
+    all.configurationWatch.disconnect();
+    all.subscriptions.unregister();
+    removeAllModules();
+    removeAllExtensions();
+    all.root->_setApplicationContext({});
+    _content.reset();
+    const KrApplication* self = this;
+    if (publisher.compare_exchange_strong(self, nullptr)) KrErrorHandler::setEventManager(nullptr);
+    if (wasRunning) KrEventDispatcher::_resetOwner();
+}
+
+void KrApplication::_whenIdle(std::function<void()> change) {
+    if (_context.isBusy() && _context.executeLater(change)) return;
+    change();
+}
+
+// --- Content -------------------------------------------------------------------------------------------------------
+
+bool KrApplication::add(KrExtension* extension) {
+    return _parts->root->add(extension);
+}
+
+bool KrApplication::add(const KrSmartInterface<IExtension>& extension) {
+    return add(extension.getExtension());
+}
+
+bool KrApplication::remove(KrExtension* extension) {
+    if (extension == nullptr || extension->getOwner() != _parts->root.get()) return false;
+    _parts->root->remove(extension);
+    return true;
+}
+
+bool KrApplication::remove(const KrSmartInterface<IExtension>& extension) {
+    return remove(extension.getExtension());
+}
+
+void KrApplication::removeAllExtensions() {
+    _whenIdle([this] {
+        // Those that come meanwhile stay.
+        const auto extensions = _parts->root->_getExtensions();
+        for (auto each = extensions.rbegin(); each != extensions.rend(); ++each)
+            _parts->root->remove(each->get());
+    });
+}
+
+std::size_t KrApplication::getExtensionCount() const {
+    return _parts->root->getExtensionCount();
+}
+
+KrExtension* KrApplication::getExtension(std::size_t index) const {
+    return _parts->root->getExtension(index);
+}
+
+// --- Modules -------------------------------------------------------------------------------------------------------
+
+bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& module) {
+    const auto* proxy = module ? module->_getModuleProxy() : nullptr;
+    if (proxy == nullptr) return false;
+    if (proxy->getApplication() != nullptr) {
+        Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Can't insert module '%s', it is in an application\n",
+                       proxy->getName().c_str());
+        return false;
+    }
+    if (_context.isBusy() && _context.executeLater([this, module] { _insertModule(module); })) return true;
+    return _insertModule(module);
+}
+
+bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& module) {
+    const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
+    if (proxy->getApplication() != nullptr || !_parts->modules.insert(module)) return false;
+    proxy->_setApplicationContext(_context);
+    proxy->_onAddToApplication(this);
+    if (proxy->getApplication() != this) return true;  // it has gone again
+    _content->_addModule(*proxy);
+    _parts->listeners.tell([&](IApplicationListener& each) {
+        if (_content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
+    });
+    return true;
+}
+
+bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& module) {
+    const auto* proxy = module ? module->_getModuleProxy() : nullptr;
+    if (proxy == nullptr || proxy->getApplication() != this) return false;
+    _whenIdle([this, module] { _removeModule(module); });
+    return true;
+}
+
+void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& module) {
+    const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
+    // A module may ask for it again from the callbacks of its removal.
+    if (!_parts->modules.remove(module)) return;
+    _content->_removeModule(*proxy);
+    proxy->_onRemoveFromApplication(this);
+    proxy->_setApplicationContext({});
+    _parts->listeners.tell([&](IApplicationListener& each) { each.onModuleRemoved(this, proxy.get()); });
+}
+
+void KrApplication::removeAllModules() {
+    _whenIdle([this] {
+        for (std::size_t i = _content->getModuleCount(); i-- > 0;) {
+            // Callbacks may remove others.
+            auto* proxy = _content->getModule(i);
+            auto* module = proxy != nullptr ? proxy->_getModuleImplementation() : nullptr;
+            if (module != nullptr) _removeModule(KrSmartInterface<ISimulatorModule>(module));
+        }
+    });
+}
+
+std::size_t KrApplication::getModuleCount() const {
+    return _content->getModuleCount();
+}
+
+KrSimulatorModule* KrApplication::getModule(std::size_t index) const {
+    return _content->getModule(index);
+}
+
+// --- Modes ---------------------------------------------------------------------------------------------------------
+
+eApplicationMode KrApplication::getApplicationMode() const noexcept {
+    return _state->_getApplicationMode();
+}
+
+bool KrApplication::setApplicationMode(eApplicationMode mode) {
+    if (Kr::KrEnum(mode).toString().empty()) {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrApplication: There is no application mode %d\n",
+                       static_cast<int>(mode));
+        return false;
+    }
+    // One that is set while another one is announced waits, so that all hear of both in the same order.
+    if (_isChangingMode && _context.executeLater([this, mode] { _changeMode(mode); })) return true;
+    _whenIdle([this, mode] { _changeMode(mode); });
+    return true;
+}
+
+void KrApplication::_changeMode(eApplicationMode mode) {
+    const auto before = getApplicationMode();
+    if (mode == before) return;
+    _isChangingMode = true;
+    _setEditing(mode == eApplicationMode::kEditing);
+    _state->_setApplicationMode(mode);
+    _content->_forEachModule([&](KrSimulatorModule& module) { module._onApplicationModeChange(before, mode); });
+    _parts->listeners.tell([&](IApplicationListener& each) { each.onApplicationModeChanged(this, before, mode); });
+    _isChangingMode = false;
+}
+
+void KrApplication::_setEditing(bool editing) {
+    for (const auto& each : _content->getExtensions())
+        each->getFieldsContainer()._setApplicationModeIsEditing(editing);
+    _content->_forEachModule(
+        [&](KrSimulatorModule& module) { module.getFieldsContainer()._setApplicationModeIsEditing(editing); });
+    _parts->root->getFieldsContainer()._setApplicationModeIsEditing(editing);
+}
+
+bool KrApplication::isMaster() const noexcept {
+    return !isSlave();
+}
+
+bool KrApplication::isSlave() const noexcept {
+    return _state->_getCommunicationModel() == eCommunicationModel::kSlave;
+}
+
+// --- Log -----------------------------------------------------------------------------------------------------------
+
+void KrApplication::enableConsoleLog(bool enable) {
+    KrErrorHandler::enableConsoleLog(enable);
+    _configuration->logConsole = enable;
+}
+
+bool KrApplication::isConsoleLogEnabled() const noexcept {
+    return KrErrorHandler::isConsoleLogEnabled();
+}
+
+void KrApplication::setLogFilePrefix(const std::string& prefix) {
+    _configuration->logFile = prefix;
+    std::string name = prefix;
+    if (name.empty()) {
+        std::error_code error;
+        name = (std::filesystem::temp_directory_path(error) / "").string();
+    }
+    std::string process = Kr::Process::getHostNameProcessID();
+    std::replace(process.begin(), process.end(), ':', '_');
+    KrErrorHandler::setLogFile(name + process + ".log");
+}
+
+std::string KrApplication::getLogFilename() const {
+    return KrErrorHandler::getLogFile();
+}
+
+// --- Services ------------------------------------------------------------------------------------------------------
+
+void KrApplication::registerListener(IApplicationListener* listener) {
+    _parts->listeners.add(listener);
+}
+
+void KrApplication::unregisterListener(IApplicationListener* listener) {
+    _parts->listeners.remove(listener);
+}
+
+void KrApplication::fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const {
+    for (const auto& each : _parts->root->_getExtensions())
+        each->fillSimulationState(state);
+    _parts->modules.fillSimulationState(state);
+}
+
+KrExtension* KrApplication::getSimulationFileManager() const {
+    auto& manager = _parts->simulationFileManager;
+    if (!manager) manager = KrExtensionFactory::create(Keys::SimulationFileManager::kInternalFactoryKey);
+    return manager.get();
+}
+
+KrApplication::Internals KrApplication::getInternals() const noexcept {
+    auto& all = *_parts;
+    return {*all.root, all.modules, *_state, all.events, all.pacer, all.masterStep};
+}
+
+}  // namespace KrSim

@@ -1,0 +1,220 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "kr/application/context/application_context.h"
+#include "kr/application/context/application_modes.h"
+#include "kr/application/fwd.h"
+#include "kr/core/base.h"
+#include "kr/events/event_id.h"
+#include "kr/extension/fwd.h"
+#include "kr/extension/smart_interface.h"
+#include "kr/platform/clock.h"
+#include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+/// When KrApplication::run ends by itself: with the first limit that is reached.
+struct RunLimits {
+    static constexpr std::uint64_t kEndless = std::numeric_limits<std::uint64_t>::max();
+
+    std::uint64_t frames{kEndless};
+    /// Simulated time, that is time steps added up, rounded to whole frames.
+    double seconds{std::numeric_limits<double>::infinity()};
+};
+
+/// The host of one running simulation: holds modules and content, and steps the modules frame after frame.
+///
+///     const auto application = KrSim::KrApplication::create();
+///     application->insertModule(module);
+///     application->add(car);
+///     application->run({.seconds = 10.0});
+///
+/// docs/frame.md walks through a frame.
+///
+/// Thread: whichever calls run or update is the application's thread while it does; all operations are for it, or for
+/// any one thread while the application is not running. What is marked "any thread" may be called from others too.
+/// During the passes, and from other threads, changes of content and modules are done later (docs/frame.md).
+/// Ownership: holds modules and content until they are removed. Destroying it removes both; its context answers like
+/// that of no application from then on.
+class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
+    KR_BASE_CLASS(KrApplication, Kr::KrBase)
+
+    /// Who is asked to exit.
+    enum class eExitRequestMode : std::int32_t {
+        kThis,    ///< this application
+        kAll,     ///< all applications of the simulation
+        kOthers,  ///< all but those of this process
+    };
+
+    static const EventId kStopApplicationEvent;        ///< whoever receives it exits
+    static const EventId kStopOtherApplicationsEvent;  ///< likewise; sent to other processes only
+    static const EventId kNewNetworkApplicationAddedEvent;
+
+    /// An application with default settings, without modules and content: paced by the clock at 60 Hz, in editing mode.
+    /// Log messages are published through the event manager of the application that was created last. The clock is
+    /// borrowed.
+    [[nodiscard]] static Kr::KrSmartPtr<KrApplication> create(Kr::IClock& clock = Kr::SteadyClock::instance());
+    ~KrApplication() override;
+
+    // --- Main loop -------------------------------------------------------------------------------------------------
+    /// Runs frames until an exit is requested, or a limit is reached; then the functions that still wait are run.
+    /// \return  0, or 1 when an exception has ended it.
+    /// An exit that was requested before lets one frame run. Does not end while the application is paused.
+    int run(const RunLimits& limits = {});
+    /// Runs one frame, for hosts that have a loop of their own.
+    /// \return  false when an exit was requested, and when an exception has ended the frame: end the loop then. From
+    ///          then on the application is not running, unless update is called again.
+    bool update();
+    /// Any thread. The frame that is under way, or the next one, is the last one.
+    void sendExitApplicationRequest(eExitRequestMode mode = eExitRequestMode::kThis) const;
+    /// The same for this application, and safe in a signal handler.
+    void requestExitFromSignal() noexcept { _exitRequested.store(true, std::memory_order_relaxed); }
+
+    /// Any thread. From the next frame on, frames go by without simulating anything: events, delayed functions and exit
+    /// requests are handled at the pace of the frame rate, the frame number and the simulated time stand, and the
+    /// elapsed time goes on where it was.
+    void pause() noexcept;
+    void resume() noexcept;
+    [[nodiscard]] bool isPaused() const noexcept;
+    /// Any thread. Lets so many more frames simulate; before and after that the application is paused.
+    void step(std::uint32_t frames = 1) noexcept;
+
+    /// See FrameStatistics; any thread, also through the context.
+    [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
+    void resetFrameStatistics();
+
+    // --- Pace ------------------------------------------------------------------------------------------------------
+    /// In Hz, from the next frame on. A rate outside the bounds of the configuration (0.1 to 100,000 Hz) is clamped,
+    /// NaN changes nothing, with a warning.
+    void setSimulationFrameRate(double rateHz);
+    /// In Hz, as clamped.
+    [[nodiscard]] double getSimulationFrameRate() const noexcept;
+    /// Seconds: 1 / frame rate.
+    [[nodiscard]] double getSimulationTimeStep() const noexcept;
+    /// kSWSync and kSWAndVSync pace by the clock, the others run free.
+    void setSyncMode(eSynchronizationMode mode);
+    [[nodiscard]] eSynchronizationMode getSyncMode() const noexcept;
+    /// Whether kSWAndVSync paces by the clock; it does at first. A display that waits for its own refresh turns it off.
+    void setClockPacingWithVSync(bool enabled) noexcept { _pacesWithVSync = enabled; }
+
+    // --- Content ---------------------------------------------------------------------------------------------------
+    /// Any thread while the application runs. See KrObject::add; objects and other extensions are taken, modules are
+    /// not. True also when it is to be added later.
+    bool add(KrExtension* extension);
+    bool add(const KrSmartInterface<IExtension>& extension);
+    /// Any thread while the application runs. False when it was not added here.
+    bool remove(KrExtension* extension);
+    bool remove(const KrSmartInterface<IExtension>& extension);
+    void removeAllExtensions();
+    /// Of those that were added; what these hold is not counted.
+    [[nodiscard]] std::size_t getExtensionCount() const;
+    /// Null past the end. Borrowed.
+    [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
+    /// All content that is present, with what objects hold, and how modules are told of it.
+    [[nodiscard]] KrContentDispatcher& getContentDispatcher() const noexcept { return *_content; }
+
+    // --- Modules ---------------------------------------------------------------------------------------------------
+    /// Any thread while the application runs. Offers the module all content. False for null and for a module that
+    /// belongs to an application. True also when it is to be inserted later.
+    bool insertModule(const KrSmartInterface<ISimulatorModule>& module);
+    /// Any thread while the application runs. Withdraws all content from it. False when it is not here.
+    bool removeModule(const KrSmartInterface<ISimulatorModule>& module);
+    void removeAllModules();
+    [[nodiscard]] std::size_t getModuleCount() const;
+    /// In the order of insertion; null past the end. Borrowed.
+    [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
+
+    // --- Modes -----------------------------------------------------------------------------------------------------
+    [[nodiscard]] eApplicationMode getApplicationMode() const noexcept;
+    /// Any thread while the application runs. Tells all fields whether this is editing mode, then the modules and
+    /// listeners. False for a mode that does not exist. True also when it is to be set later.
+    bool setApplicationMode(eApplicationMode mode);
+    void setCommunicationModel(eCommunicationModel model);
+    /// Without other applications kAutomatic makes a master.
+    [[nodiscard]] bool isMaster() const noexcept;
+    [[nodiscard]] bool isSlave() const noexcept;
+
+    // --- Setup -----------------------------------------------------------------------------------------------------
+    /// The present settings. Fields that are changed here, by an editor say, take effect after the passes.
+    [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept { return _configuration.get(); }
+    /// Takes over all settings of a setup: log, frame rate, modes, search directories of the process, and the settings
+    /// of modules, those that are missing included. What is no valid value leaves a setting as it is, with a warning.
+    /// False for null, and while the content must not change.
+    bool applySetup(const KrSmartInterface<ApplicationConfig>& setup);
+
+    // --- Log -------------------------------------------------------------------------------------------------------
+    /// Of the process; these four act while KrErrorHandler is installed, which is up to the host.
+    void enableConsoleLog(bool enable);
+    [[nodiscard]] bool isConsoleLogEnabled() const noexcept;
+    /// Files log lines in "<prefix><host>_<process id>.log"; an empty prefix is a file in the system's folder for
+    /// temporary ones.
+    void setLogFilePrefix(const std::string& prefix);
+    /// Empty while lines are not filed.
+    [[nodiscard]] std::string getLogFilename() const;
+
+    // --- Services --------------------------------------------------------------------------------------------------
+    [[nodiscard]] const ApplicationContext& getContext() const noexcept { return _context; }
+    /// Registering twice is registering once. Borrowed: unregister it before it dies. Any thread.
+    void registerListener(IApplicationListener* listener);
+    void unregisterListener(IApplicationListener* listener);
+    /// Adds the states of all content and all modules. Null is ignored.
+    void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
+    /// The extension for settings of saved simulations. It carries data only. Null when it cannot be made.
+    [[nodiscard]] KrExtension* getSimulationFileManager() const;
+
+    /// What the framework's own parts that extend an application work with; good as long as the application lives.
+    struct Internals {
+        KrObject& root;  ///< holds what was added
+        KrSimulatorModuleSequence& modules;
+        ApplicationState& state;
+        EventManagerImplementation& events;
+        FramePacer& pacer;
+        /// Called in each frame before the passes, unless this is a slave: what distributes the simulation sets it.
+        std::function<void(const ApplicationContext&)>& masterStep;
+    };
+    [[nodiscard]] Internals getInternals() const noexcept;
+
+private:
+    struct Parts;
+
+    explicit KrApplication(Kr::IClock& clock);
+
+    bool _frame();
+    bool _runFrame();
+    [[nodiscard]] bool _takePause() noexcept;
+    [[nodiscard]] bool _isPaced() const noexcept;
+    void _pace();
+    void _passPausedFrame();
+    void _runPasses();
+    void _endLoop(int exitValue);
+    void _applyConfiguration();
+    bool _insertModule(const KrSmartInterface<ISimulatorModule>& module);
+    void _removeModule(const KrSmartInterface<ISimulatorModule>& module);
+    void _changeMode(eApplicationMode mode);
+    void _setEditing(bool editing);
+    /// Does it now, or later when the content must not change now.
+    void _whenIdle(std::function<void()> change);
+
+    std::unique_ptr<Parts> _parts;
+    Kr::KrSmartPtr<ApplicationState> _state;
+    ApplicationContext _context;
+    KrSmartInterface<ApplicationConfig> _configuration;
+    std::unique_ptr<KrContentDispatcher> _content;
+    mutable std::atomic<bool> _exitRequested{false};
+    std::atomic<bool> _pauseRequested{false};
+    std::atomic<std::uint32_t> _stepsLeft{0};
+    bool _pacesWithVSync{true};
+    bool _isConfigurationChanged{false};
+    bool _isChangingMode{false};
+};
+
+}  // namespace KrSim

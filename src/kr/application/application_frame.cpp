@@ -1,0 +1,206 @@
+// The main loop.
+
+#include <algorithm>
+#include <exception>
+
+#include "kr/application/application.h"
+#include "kr/application/context/application_state.h"
+#include "kr/application/internal/application_parts.h"
+#include "kr/events/event_data.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/platform/log.h"
+#include "kr/platform/thread_id.h"
+
+namespace KrSim {
+
+namespace {
+
+/// A paused application stays responsive at low frame rates, too.
+constexpr double kLongestPausedSeconds = 0.05;
+
+}  // namespace
+
+int KrApplication::run(const RunLimits& limits) {
+    const Kr::KrSmartPtr<KrApplication> self(this);
+    auto& all = *_parts;
+    const auto framesBefore = all.frames;
+    const double secondsBefore = all.simulatedSeconds;
+    const auto isOver = [&] {
+        return all.frames - framesBefore >= limits.frames ||
+               limits.seconds - (all.simulatedSeconds - secondsBefore) < 0.5 * getSimulationTimeStep();
+    };
+    int exitValue = 0;
+    try {
+        while (!isOver() && _frame()) {
+        }
+    } catch (const std::exception& exception) {
+        exitValue = 1;
+        Kr::logErrorNoThrow("KrApplication::run(): Exception caught: %s\n", exception.what());
+    } catch (...) {
+        exitValue = 1;
+        Kr::logErrorNoThrow("KrApplication::run(): Unknown exception caught\n");
+    }
+    _endLoop(exitValue);
+    _exitRequested.store(false, std::memory_order_relaxed);  // served
+    Kr::logMessage(Kr::eLogLevel::kTrace, "KrApplication: Exiting run(), exit value = %d\n", exitValue);
+    return exitValue;
+}
+
+bool KrApplication::update() {
+    const Kr::KrSmartPtr<KrApplication> self(this);
+    try {
+        if (_frame()) return true;
+        _endLoop(0);
+    } catch (...) {  // was reported
+        _endLoop(1);
+    }
+    return false;
+}
+
+void KrApplication::_endLoop(int exitValue) {
+    _state->_setRunning(false);
+    _state->_runDelayedFunctions();
+    // Whoever waits for this thread to deliver an event is let go.
+    KrEventDispatcher::_resetOwner();
+    _parts->listeners.tell([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
+}
+
+bool KrApplication::_frame() {
+    try {
+        return _runFrame();
+    } catch (const std::exception& exception) {
+        _state->_setUpdatingModules(false);
+        Kr::logErrorNoThrow("Stopping simulation because of exception: %s\n", exception.what());
+        throw;
+    } catch (...) {
+        _state->_setUpdatingModules(false);
+        Kr::logErrorNoThrow("Unhandled exception, stopping current simulation.\n");
+        throw;
+    }
+}
+
+bool KrApplication::_runFrame() {
+    auto& all = *_parts;
+    const double entered = all.pacer.getClock().getSeconds();
+    if (!all.startTime) all.startTime = entered;
+    _state->_setThread(Kr::getCurrentThreadId());
+    _state->_setRunning(true);
+    const bool isPaused = _takePause();
+    _state->_setPaused(isPaused);
+    if (!isPaused) _state->_setFrame(static_cast<std::uint32_t>(all.frames), entered - *all.startTime);
+
+    KrEventDispatcher::preUpdate();
+    _state->_runDelayedFunctions();
+    if (isPaused) {
+        _passPausedFrame();
+    } else {
+        _pace();
+        _runPasses();
+    }
+    if (_isConfigurationChanged) _applyConfiguration();
+    KrEventDispatcher::postUpdate();
+    _state->_runDelayedFunctions();
+
+    if (!isPaused) {
+        ++all.frames;
+        all.simulatedSeconds += all.stepSeconds;
+        all.meter.onFrameEnded();
+        _state->_setStatistics(all.meter.getStatistics());
+        all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
+    }
+    all.listeners.tell([this](IApplicationListener& each) { each.onFrameEnded(this); });
+    return !_exitRequested.load(std::memory_order_relaxed);
+}
+
+bool KrApplication::_isPaced() const noexcept {
+    const auto mode = getSyncMode();
+    return mode == eSynchronizationMode::kSWSync || (mode == eSynchronizationMode::kSWAndVSync && _pacesWithVSync);
+}
+
+void KrApplication::_pace() {
+    auto& all = *_parts;
+    const bool isPaced = _isPaced();
+    all.stepSeconds = getSimulationTimeStep();
+    const FrameStart start = isPaced ? all.pacer.beginPaced(all.stepSeconds) : all.pacer.beginFree();
+    all.meter.onFrame(start, all.stepSeconds, isPaced);
+    all.waitedSeconds = start.wait + start.oversleep;
+    _state->_setTimings(all.frameStart ? start.time - *all.frameStart : 0.0, all.updateSeconds, start.wait);
+    _state->_setStatistics(all.meter.getStatistics());
+    all.frameStart = start.time;
+    if (all.masterStep && !isSlave()) all.masterStep(_context);
+    // Again: the frame begins after its wait.
+    _state->_setFrame(static_cast<std::uint32_t>(all.frames), start.time - *all.startTime);
+}
+
+void KrApplication::_runPasses() {
+    const auto& modules = _parts->modules;
+    _state->_setUpdatingModules(true);
+    modules.preUpdate(_context);
+    modules.update(_context);
+    modules.postUpdate(_context);
+    _state->_setUpdatingModules(false);
+}
+
+// --- Pause ---------------------------------------------------------------------------------------------------------
+
+void KrApplication::pause() noexcept {
+    _stepsLeft.store(0);
+    _pauseRequested.store(true);
+}
+
+void KrApplication::resume() noexcept {
+    _pauseRequested.store(false);
+}
+
+bool KrApplication::isPaused() const noexcept {
+    return _pauseRequested.load();
+}
+
+void KrApplication::step(std::uint32_t frames) noexcept {
+    _stepsLeft.fetch_add(frames);
+    _pauseRequested.store(true);
+}
+
+bool KrApplication::_takePause() noexcept {
+    if (!_pauseRequested.load()) return false;
+    auto left = _stepsLeft.load();
+    while (left > 0 && !_stepsLeft.compare_exchange_weak(left, left - 1)) {
+    }
+    return left == 0;
+}
+
+void KrApplication::_passPausedFrame() {
+    auto& all = *_parts;
+    const FrameStart start = all.pacer.beginPaced(std::min(getSimulationTimeStep(), kLongestPausedSeconds));
+    all.meter.onPausedFrame(start);
+    // The elapsed time stands where it was when the last frame began.
+    *all.startTime += start.time - all.frameStart.value_or(*all.startTime);
+    all.frameStart = start.time;
+}
+
+FrameStatistics KrApplication::getFrameStatistics() const noexcept {
+    return _state->_getStatistics();
+}
+
+void KrApplication::resetFrameStatistics() {
+    _parts->meter.reset();
+    _state->_setStatistics({});
+}
+
+// --- Exit ----------------------------------------------------------------------------------------------------------
+
+void KrApplication::sendExitApplicationRequest(eExitRequestMode mode) const {
+    switch (mode) {
+        case eExitRequestMode::kThis:
+            static_cast<void>(_context.executeLater([this] { _exitRequested.store(true, std::memory_order_relaxed); }));
+            break;
+        case eExitRequestMode::kAll:
+            _parts->events.sendEvent(kStopApplicationEvent, EventData());
+            break;
+        case eExitRequestMode::kOthers:
+            _parts->events.sendEventRemotely(kStopOtherApplicationsEvent, EventData());
+            break;
+    }
+}
+
+}  // namespace KrSim

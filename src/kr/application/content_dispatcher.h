@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "kr/application/fwd.h"
+#include "kr/extension/object.h"
+#include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+/// Brings the content of an application and its modules together: offers every extension that comes to every module,
+/// withdraws those that go, offers all to a module that comes, withdraws all from one that goes. Objects are offered
+/// before what they hold, and withdrawn after it. What is present is registered with the extension sorter.
+///
+/// Modules may change content and modules while they are told: each module hears of an extension's coming once, and of
+/// its going once and only if it heard of its coming.
+/// Thread: the application thread.
+/// Ownership: modules are held; extensions are held by the objects that they are in.
+class KR_API KrContentDispatcher final : private KrObject::Listener {
+public:
+    /// Told of what has come and gone, after all modules.
+    class Observer;
+
+    /// Content is what is below the root, now and later. Root and observer are borrowed.
+    KrContentDispatcher(KrObject& root, Observer& observer);
+    KrContentDispatcher(const KrContentDispatcher&) = delete;
+    KrContentDispatcher& operator=(const KrContentDispatcher&) = delete;
+    /// Withdraws nothing: remove modules and content before.
+    ~KrContentDispatcher() override;
+
+    [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _present.size(); }
+    [[nodiscard]] bool contains(const KrExtension* extension) const { return _present.count(extension) > 0; }
+    /// All that is present, each object before what it holds.
+    [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> getExtensions() const;
+    [[nodiscard]] std::size_t getModuleCount() const noexcept { return _modules->size(); }
+    /// In the order of their coming; null past the end. Borrowed.
+    [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
+    [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
+
+    // --- For the application ---------------------------------------------------------------------------------------
+    /// Offers the module all that is present.
+    void _addModule(KrSimulatorModule& module);
+    /// The module counts no more from now on; then all that it was offered is withdrawn from it.
+    void _removeModule(KrSimulatorModule& module);
+    /// Calls the function with each module; those that go meanwhile are left out.
+    template <class Call>
+    void _forEachModule(const Call& call) const {
+        const auto modules = _modules;
+        for (const auto& each : *modules) {
+            if (modules == _modules || hasModule(each.get())) call(*each);
+        }
+    }
+
+private:
+    using Modules = std::vector<Kr::KrSmartPtr<KrSimulatorModule>>;
+    struct ExtensionOffer;
+    struct ModuleOffer;
+
+    void onExtensionAdded(KrObject* object, KrExtension* extension) override;
+    void onExtensionRemoved(KrObject* object, KrExtension* extension) override;
+    void _enter(KrExtension& extension);
+    void _leave(KrExtension& extension);
+    void _offer(KrExtension& extension);
+    void _withdraw(KrExtension& extension);
+    [[nodiscard]] bool _wasTold(const KrSimulatorModule& module, const KrExtension& extension) const;
+
+    KrObject& _root;
+    Observer& _observer;
+    std::unordered_set<const KrExtension*> _present;
+    std::shared_ptr<const Modules> _modules;    // replaced when it changes
+    ExtensionOffer* _extensionOffers{nullptr};  // under way, the innermost first
+    ModuleOffer* _moduleOffers{nullptr};
+};
+
+class KR_API KrContentDispatcher::Observer {
+public:
+    virtual ~Observer();
+    virtual void _onExtensionEntered(KrExtension& extension) = 0;
+    virtual void _onExtensionLeft(KrExtension& extension) = 0;
+};
+
+}  // namespace KrSim

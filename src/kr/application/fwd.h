@@ -1,0 +1,13 @@
+#pragma once
+
+#include "kr/application/modules/fwd.h"
+#include "kr/core/fwd.h"
+
+namespace KrSim {
+class ApplicationConfig;
+class FrameMeter;
+class FramePacer;
+class IApplicationListener;
+class KrContentDispatcher;
+struct RunLimits;
+}  // namespace KrSim

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "kr/application/application.h"
+#include "kr/application/content_dispatcher.h"
+#include "kr/application/frame_meter.h"
+#include "kr/application/frame_pacer.h"
+#include "kr/application/internal/application_listeners.h"
+#include "kr/application/modules/simulator_module_sequence.h"
+#include "kr/data/delegate_connection.h"
+#include "kr/events/errors/error_manager.h"
+#include "kr/events/event_listener.h"
+#include "kr/events/event_manager_implementation.h"
+#include "kr/extension/object.h"
+
+namespace KrSim {
+
+struct KrApplication::Parts final : KrContentDispatcher::Observer {
+    Parts(KrApplication& itsApplication, Kr::IClock& clock) : application(itsApplication), pacer(clock) {}
+
+    void _onExtensionEntered(KrExtension& extension) override {
+        listeners.tell([&](IApplicationListener& each) { each.onExtensionAdded(&application, &extension); });
+    }
+    void _onExtensionLeft(KrExtension& extension) override {
+        listeners.tell([&](IApplicationListener& each) { each.onExtensionRemoved(&application, &extension); });
+    }
+
+    KrApplication& application;
+    EventManagerImplementation events;
+    ErrorManager errors{&events};
+    EventListenerList subscriptions;
+    detail::ApplicationListeners listeners;
+    KrSimulatorModuleSequence modules;
+    Kr::KrSmartPtr<KrObject> root{Kr::makeSmart<KrObject>()};
+    Kr::KrSmartPtr<KrExtension> simulationFileManager;
+    KrData::DelegateConnection configurationWatch;
+    std::function<void(const ApplicationContext&)> masterStep;
+
+    // Of the main loop, in seconds of the pacer's clock
+    FramePacer pacer;
+    FrameMeter meter;
+    std::optional<double> startTime;   // of the first update, moved on by pauses
+    std::optional<double> frameStart;  // of the last frame
+    double updateSeconds{0.0};         // of the last frame, without its waiting
+    double stepSeconds{0.0};           // of the frame that is under way
+    double waitedSeconds{0.0};         // in the frame that is under way
+    std::uint64_t frames{0};           // that have ended
+    double simulatedSeconds{0.0};      // their time steps
+};
+
+}  // namespace KrSim
