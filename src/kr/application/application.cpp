@@ -153,10 +153,16 @@ bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& modul
 
 bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
+    const auto& leaving = _parts->leavingModules;
+    if (std::find(leaving.begin(), leaving.end(), proxy.get()) != leaving.end()) {
+        // It asks for that in a callback of its removal.
+        return _context.executeLater([this, module] { _insertModule(module); });
+    }
     if (proxy->getApplication() != nullptr || !_parts->modules.insert(module)) return false;
     proxy->_setApplicationContext(_context);
     proxy->_onAddToApplication(this);
-    if (proxy->getApplication() != this) return true;  // it has gone again
+    // It may have gone again, or have gone and come back.
+    if (proxy->getApplication() != this || _content->hasModule(proxy.get())) return true;
     _content->_addModule(*proxy);
     _parts->listeners.tell([&](IApplicationListener& each) {
         if (_content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
@@ -175,9 +181,11 @@ void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& modu
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
     // A module may ask for it again from the callbacks of its removal.
     if (!_parts->modules.remove(module)) return;
+    _parts->leavingModules.push_back(proxy.get());
     _content->_removeModule(*proxy);
     proxy->_onRemoveFromApplication(this);
     proxy->_setApplicationContext({});
+    std::erase(_parts->leavingModules, proxy.get());
     _parts->listeners.tell([&](IApplicationListener& each) { each.onModuleRemoved(this, proxy.get()); });
 }
 

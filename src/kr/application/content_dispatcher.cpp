@@ -21,16 +21,50 @@ void collect(const KrObject& object, std::vector<Kr::KrSmartPtr<KrExtension>>& e
     }
 }
 
+template <class Item, class Value>
+bool isIn(const std::vector<Item>& items, const Value& value) {
+    return std::find(items.begin(), items.end(), value) != items.end();
+}
+
 }  // namespace
 
-/// An extension that is being offered to the modules, one after the other.
-struct KrContentDispatcher::ExtensionOffer {
-    const KrExtension* extension;
+/// An extension that all modules are being told of, one after the other.
+struct KrContentDispatcher::Telling {
+    KrExtension* extension;  // null: it has left while it was offered
     std::shared_ptr<const Modules> modules;
-    std::size_t told;                            // of these modules
-    bool isOver;                                 // the extension has left
-    std::vector<const KrSimulatorModule*> gone;  // should one come back it is offered everything anyway
-    ExtensionOffer* outer;
+    Telling*& innermost;
+    std::size_t left;
+    std::vector<const KrSimulatorModule*> passedOver;
+    Telling* outer;
+
+    Telling(KrExtension& itsExtension, std::shared_ptr<const Modules> itsModules, Telling*& chain)
+        : extension(&itsExtension),
+          modules(std::move(itsModules)),
+          innermost(chain),
+          left(modules->size()),
+          outer(std::exchange(chain, this)) {}
+    Telling(const Telling&) = delete;
+    Telling& operator=(const Telling&) = delete;
+    ~Telling() { innermost = outer; }
+
+    /// How many modules come before this one; the number of all when it is not among them, or is passed over.
+    [[nodiscard]] std::size_t find(const KrSimulatorModule& module) const {
+        if (isIn(passedOver, &module)) return modules->size();
+        const auto place = std::find(modules->begin(), modules->end(), &module);
+        return static_cast<std::size_t>(place - modules->begin());
+    }
+    void offer() {
+        while (left > 0) {
+            const auto& module = (*modules)[modules->size() - left--];
+            if (!isIn(passedOver, module.get())) module->addExtension(extension);
+        }
+    }
+    void withdraw() {
+        while (left > 0) {
+            const auto& module = (*modules)[--left];
+            if (!isIn(passedOver, module.get())) module->removeExtension(extension);
+        }
+    }
 };
 
 /// A module that is being offered all extensions, one after the other.
@@ -39,6 +73,12 @@ struct KrContentDispatcher::ModuleOffer {
     std::vector<Kr::KrSmartPtr<KrExtension>> extensions;  // null: it has left
     std::size_t told;
     ModuleOffer* outer;
+};
+
+/// An extension that is leaving, with all below it.
+struct KrContentDispatcher::Leaving {
+    KrExtension* extension;
+    Leaving* outer;
 };
 
 KrContentDispatcher::Observer::~Observer() = default;
@@ -58,6 +98,13 @@ std::vector<Kr::KrSmartPtr<KrExtension>> KrContentDispatcher::getExtensions() co
     std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
     extensions.reserve(_present.size());
     collect(_root, extensions);
+    // What is leaving is not below the root any more, and present until the modules were told.
+    for (const auto* each = _leaving; each != nullptr; each = each->outer) {
+        const auto* owner = each->extension->getOwner();
+        if (owner == &_root || contains(owner)) continue;
+        extensions.emplace_back(each->extension);
+        if (const auto* object = asObject(*each->extension)) collect(*object, extensions);
+    }
     // Some are in their object already but are still to be offered, after their siblings.
     std::erase_if(extensions, [this](const auto& each) { return !contains(each.get()); });
     return extensions;
@@ -68,14 +115,23 @@ KrSimulatorModule* KrContentDispatcher::getModule(std::size_t index) const {
 }
 
 bool KrContentDispatcher::hasModule(const KrSimulatorModule* module) const {
-    return std::any_of(_modules->begin(), _modules->end(), [&](const auto& each) { return each.get() == module; });
+    return isIn(*_modules, module);
 }
 
 // --- Extensions that come and go -----------------------------------------------------------------------------------
 
-void KrContentDispatcher::onExtensionAdded(KrObject* object, KrExtension* extension) {
+bool KrContentDispatcher::_belongsHere(const KrExtension& extension) const {
+    const auto* owner = extension.getOwner();
+    if (owner == nullptr || (owner != &_root && !contains(owner))) return false;
+    for (const auto* each = _leaving; each != nullptr; each = each->outer) {
+        if (each->extension == owner) return false;
+    }
+    return true;
+}
+
+void KrContentDispatcher::onExtensionAdded(KrObject*, KrExtension* extension) {
     // A listener before this one may have taken it out again.
-    if (extension->getOwner() == object) _enter(*extension);
+    if (_belongsHere(*extension)) _enter(*extension);
 }
 
 void KrContentDispatcher::onExtensionRemoved(KrObject*, KrExtension* extension) {
@@ -83,7 +139,12 @@ void KrContentDispatcher::onExtensionRemoved(KrObject*, KrExtension* extension) 
 }
 
 void KrContentDispatcher::_enter(KrExtension& extension) {
-    if (!_present.insert(&extension).second) return;
+    // One that comes back while it leaves enters when it has left.
+    if (contains(&extension)) return;
+    for (auto* each = _withdrawals; each != nullptr; each = each->outer) {
+        if (each->extension == &extension) each->withdraw();
+    }
+    if (!_belongsHere(extension) || !_present.insert(&extension).second) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
     KrExtensionSorter::instance().addExtension(&extension);
     _offer(extension);
@@ -91,10 +152,10 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
     _observer._onExtensionEntered(extension);
     auto* object = asObject(extension);
     if (object == nullptr || !contains(&extension)) return;
-    // From here on the object tells of what comes; what came with it follows its parent.
+    // From here on the object tells of what comes; what came with it follows it.
     object->registerListener(this);
     for (const auto& each : object->_getExtensions()) {
-        if (contains(&extension) && each->getOwner() == object) _enter(*each);
+        if (each->getOwner() == object && _belongsHere(*each)) _enter(*each);
     }
 }
 
@@ -102,63 +163,57 @@ void KrContentDispatcher::_leave(KrExtension& extension) {
     if (!contains(&extension)) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
     if (auto* object = asObject(extension)) {
+        Leaving leaving{&extension, _leaving};
+        _leaving = &leaving;
+        const auto below = object->_getExtensions();
+        for (auto each = below.rbegin(); each != below.rend(); ++each) {
+            if ((*each)->getOwner() == object) _leave(**each);
+        }
+        _leaving = leaving.outer;
         object->unregisterListener(this);
-        auto below = object->_getExtensions();
-        for (auto each = below.rbegin(); each != below.rend(); ++each)
-            _leave(**each);
     }
-    if (_present.erase(&extension) == 0) return;  // a module was faster
-    _withdraw(extension);
-    KrExtensionSorter::instance().removeExtension(&extension);
-    _observer._onExtensionLeft(extension);
+    if (_present.erase(&extension) > 0) {  // otherwise a module was faster
+        _withdraw(extension);
+        KrExtensionSorter::instance().removeExtension(&extension);
+        _observer._onExtensionLeft(extension);
+    }
+    if (_belongsHere(extension)) _enter(extension);
 }
 
 void KrContentDispatcher::_offer(KrExtension& extension) {
-    ExtensionOffer offer{&extension, _modules, 0, false, {}, _extensionOffers};
-    _extensionOffers = &offer;
-    while (offer.told < offer.modules->size() && !offer.isOver) {
-        const auto& module = (*offer.modules)[offer.told++];
-        if (std::find(offer.gone.begin(), offer.gone.end(), module.get()) != offer.gone.end()) continue;
-        module->addExtension(&extension);
-    }
-    _extensionOffers = offer.outer;
+    Telling(extension, _modules, _offers).offer();
 }
 
 void KrContentDispatcher::_withdraw(KrExtension& extension) {
-    const auto modules = _modules;
-    std::vector<bool> wasTold(modules->size(), true);
-    for (std::size_t i = 0; i < modules->size() && (_extensionOffers != nullptr || _moduleOffers != nullptr); ++i)
-        wasTold[i] = _wasTold(*(*modules)[i], extension);
-    for (auto* offer = _extensionOffers; offer != nullptr; offer = offer->outer) {
-        if (offer->extension == &extension) offer->isOver = true;
+    Telling telling(extension, _modules, _withdrawals);
+    if (_offers != nullptr || _moduleOffers != nullptr) {
+        for (const auto& each : *telling.modules) {
+            if (!_hasHeardOf(*each, extension)) telling.passedOver.push_back(each.get());
+        }
+    }
+    for (auto* offer = _offers; offer != nullptr; offer = offer->outer) {
+        if (offer->extension != &extension) continue;
+        offer->extension = nullptr;
+        offer->left = 0;
     }
     for (auto* offer = _moduleOffers; offer != nullptr; offer = offer->outer) {
         for (std::size_t i = offer->told; i < offer->extensions.size(); ++i) {
             if (offer->extensions[i].get() == &extension) offer->extensions[i].reset();
         }
     }
-    for (std::size_t i = modules->size(); i-- > 0;) {
-        const auto& module = (*modules)[i];
-        if (wasTold[i] && (modules == _modules || hasModule(module.get()))) module->removeExtension(&extension);
-    }
+    telling.withdraw();
 }
 
-bool KrContentDispatcher::_wasTold(const KrSimulatorModule& module, const KrExtension& extension) const {
-    for (const auto* offer = _extensionOffers; offer != nullptr; offer = offer->outer) {
-        const bool isGone = std::find(offer->gone.begin(), offer->gone.end(), &module) != offer->gone.end();
-        if (offer->extension != &extension || offer->isOver || isGone) continue;
-        const auto begin = offer->modules->begin();
-        const auto place =
-            std::find_if(begin, offer->modules->end(), [&](const auto& each) { return each == &module; });
-        if (place != offer->modules->end()) return static_cast<std::size_t>(place - begin) < offer->told;
+/// For a module that is here and an extension that is, or was until now.
+bool KrContentDispatcher::_hasHeardOf(const KrSimulatorModule& module, const KrExtension& extension) const {
+    for (const auto* offer = _offers; offer != nullptr; offer = offer->outer) {
+        const auto place = offer->extension == &extension ? offer->find(module) : offer->modules->size();
+        if (place < offer->modules->size()) return place < offer->modules->size() - offer->left;
     }
     for (const auto* offer = _moduleOffers; offer != nullptr; offer = offer->outer) {
         if (offer->module != &module) continue;
         const auto rest = offer->extensions.begin() + static_cast<std::ptrdiff_t>(offer->told);
-        if (std::find(rest, offer->extensions.end(),
-                      Kr::KrSmartPtr<KrExtension>(const_cast<KrExtension*>(&extension))) != offer->extensions.end()) {
-            return false;
-        }
+        if (std::find(rest, offer->extensions.end(), &extension) != offer->extensions.end()) return false;
     }
     return true;
 }
@@ -171,7 +226,7 @@ void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
     _modules = std::move(changed);
     ModuleOffer offer{&module, getExtensions(), 0, _moduleOffers};
     _moduleOffers = &offer;
-    while (offer.told < offer.extensions.size() && hasModule(&module)) {
+    while (offer.told < offer.extensions.size()) {
         const auto extension = offer.extensions[offer.told++];
         if (extension) module.addExtension(extension.get());
     }
@@ -183,16 +238,21 @@ void KrContentDispatcher::_removeModule(KrSimulatorModule& module) {
     auto changed = std::make_shared<Modules>(*_modules);
     if (std::erase(*changed, held) == 0) return;
     _modules = std::move(changed);
+
     auto extensions = getExtensions();
-    std::erase_if(extensions, [&](const auto& each) { return !_wasTold(module, *each); });
-    for (auto* offer = _extensionOffers; offer != nullptr; offer = offer->outer)
-        offer->gone.push_back(&module);
+    std::erase_if(extensions, [&](const auto& each) { return !_hasHeardOf(module, *each); });
+    for (auto* withdrawal = _withdrawals; withdrawal != nullptr; withdrawal = withdrawal->outer) {
+        if (withdrawal->find(module) < withdrawal->left) extensions.emplace_back(withdrawal->extension);
+        withdrawal->passedOver.push_back(&module);
+    }
+    for (auto* offer = _offers; offer != nullptr; offer = offer->outer)
+        offer->passedOver.push_back(&module);
     for (auto* offer = _moduleOffers; offer != nullptr; offer = offer->outer) {
         if (offer->module == &module) offer->extensions.resize(offer->told);
     }
-    for (auto each = extensions.rbegin(); each != extensions.rend(); ++each) {
-        if (contains(each->get())) module.removeExtension(each->get());
-    }
+    // All of them, also those that leave meanwhile: nobody else tells it.
+    for (auto each = extensions.rbegin(); each != extensions.rend(); ++each)
+        module.removeExtension(each->get());
 }
 
 }  // namespace KrSim

@@ -57,8 +57,9 @@ public:
 
 private:
     using Modules = std::vector<Kr::KrSmartPtr<KrSimulatorModule>>;
-    struct ExtensionOffer;
+    struct Telling;
     struct ModuleOffer;
+    struct Leaving;
 
     void onExtensionAdded(KrObject* object, KrExtension* extension) override;
     void onExtensionRemoved(KrObject* object, KrExtension* extension) override;
@@ -66,14 +67,19 @@ private:
     void _leave(KrExtension& extension);
     void _offer(KrExtension& extension);
     void _withdraw(KrExtension& extension);
-    [[nodiscard]] bool _wasTold(const KrSimulatorModule& module, const KrExtension& extension) const;
+    [[nodiscard]] bool _belongsHere(const KrExtension& extension) const;
+    [[nodiscard]] bool _hasHeardOf(const KrSimulatorModule& module, const KrExtension& extension) const;
 
     KrObject& _root;
     Observer& _observer;
     std::unordered_set<const KrExtension*> _present;
-    std::shared_ptr<const Modules> _modules;    // replaced when it changes
-    ExtensionOffer* _extensionOffers{nullptr};  // under way, the innermost first
+    std::shared_ptr<const Modules> _modules;  // replaced when it changes
+
+    // Under way, the innermost first
+    Telling* _offers{nullptr};
+    Telling* _withdrawals{nullptr};
     ModuleOffer* _moduleOffers{nullptr};
+    Leaving* _leaving{nullptr};
 };
 
 class KR_API KrContentDispatcher::Observer {

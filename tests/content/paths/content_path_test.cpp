@@ -106,6 +106,7 @@ TEST_F(ContentPath, BelowAnApplicationStartsWithWhatWasAddedToIt) {
     alignas(8) static char application[8];
     auto* const fake = reinterpret_cast<KrSim::KrApplication*>(application);
     const auto find = [&](const char* text) { return KrContentPath(text, fake).getExtension(); };
+    KrContentPath::_setApplicationContent(nullptr);
     EXPECT_EQ(find("kr://World"), nullptr) << "no application layer";
     KrContentPath::_setApplicationContent([](KrSim::KrApplication&) { return content; });
     EXPECT_EQ(find("kr://World"), world.get());

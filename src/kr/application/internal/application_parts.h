@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <vector>
 
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
@@ -34,6 +35,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     EventListenerList subscriptions;
     detail::ApplicationListeners listeners;
     KrSimulatorModuleSequence modules;
+    std::vector<const KrSimulatorModule*> leavingModules;
     Kr::KrSmartPtr<KrObject> root{Kr::makeSmart<KrObject>()};
     Kr::KrSmartPtr<KrExtension> simulationFileManager;
     KrData::DelegateConnection configurationWatch;

@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "kr/application/application.h"
+#include "kr/application/application_config.h"
+#include "kr/application/application_config_implementation.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/data/types.h"
+#include "kr/events/errors/error_handler.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/object.h"
+#include "kr/platform/plugin_manager.h"
+#include "kr/platform/process.h"
+#include "kr/platform/resource_manager.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temporary_folder.h"
+
+namespace application_setup_test {
+
+using KrPluginSystem::KrPluginManager;
+using KrPluginSystem::KrResourceManager;
+using KrSim::ApplicationConfig;
+using KrSim::KrApplication;
+using KrSim::KrSmartInterface;
+using testing::ElementsAre;
+
+using Setup = KrSmartInterface<ApplicationConfig>;
+
+Setup makeSetup() {
+    const auto made = KrSim::KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
+    return Setup(made->getImplementationAs<ApplicationConfig>());
+}
+
+/// Puts back what setups change in the process.
+struct Process {
+    ~Process() {
+        KrPluginManager::instance().resetPluginSearchDirs();
+        KrResourceManager::instance().resetResourceSearchDirs();
+        KrSim::KrErrorHandler::setLogFile({});
+        KrSim::KrErrorHandler::enableConsoleLog(true);
+        Kr::LogSetLevel(level);
+    }
+    test_support::DispatcherScope dispatcher;
+    Kr::eLogLevel level = Kr::LogGetLevel();
+};
+
+std::vector<std::string> texts(const Kr::KrArray<std::string>& array) {
+    return {array.begin(), array.end()};
+}
+
+TEST(Setup, HasItsParametersInOrderWithTheirDefaults) {
+    const auto setup = makeSetup();
+    EXPECT_TRUE(KrData::Types::extensionIsInterfaceFieldType(setup.getExtension(), ApplicationConfig::kFieldTypeId));
+    std::vector<std::string> parameters;
+    const auto add = [&](const KrData::FieldBase& field, const std::string& indent) {
+        const auto* vector = dynamic_cast<const KrData::VectorBase*>(&field);
+        parameters.push_back(indent + field.getID().str() + "|" + KrData::Types::nameFor(field.getDataType()) + "|" +
+                             (vector != nullptr ? std::to_string(vector->size()) : field.toString()) + "|" +
+                             field.getDescription().substr(0, 20));
+    };
+    for (const auto* each : setup.getExtension()->getParameterContainer()) {
+        add(*each, "");
+        const auto* group = dynamic_cast<const ApplicationConfig::RemoteAccessContainer*>(each);
+        for (std::size_t i = 0; group != nullptr && i < group->size(); ++i)
+            add((*group)[i], "  ");
+    }
+    EXPECT_THAT(
+        parameters,
+        ElementsAre(
+            "LoggingLevel|Enumeration|Info|Level for logging me", "LogFile|String||Full path prefixed t",
+            "LogConsole|Boolean|true|Enable logging messa", "SimulationFrameRate|Double|60|Desired frame rate o",
+            "ApplicationMode|Enumeration|Editing mode|Initial mode of the ",
+            "Global Key Frame Lists Path|Filename||Location where all t",
+            "Synchronization Mode|Enumeration|SW + V-Sync|The synchronization ",
+            "IsProfilerFilteringEnabled|Boolean|true|Enable filtering on ",
+            "ProfilerEnabledCategories|Vector|0|List of the enabled ",
+            "ProfilerDisabledCategories|Vector|0|List of the disabled",
+            "ProfilerPeriod|Unsigned Integer|1|Period of the perfor",
+            "CommunicationModel|Enumeration|Master|The communication mo",
+            "PluginDirectories|Vector|0|List of directories ", "ResourcesDirectories|Vector|0|List of directories ",
+            "Remote Access|Data Container||\"Remote Access\" feat", "  Enable|Boolean|false|Enables the remote a",
+            "  Listening Port|Unsigned Short Integer|0|Specifies on which p"));
+}
+
+TEST(Setup, WithoutAProxyIsRefusedAndHarmless) {
+    const test_support::LogCapture log;
+    const KrSim::ApplicationConfigImplementation setup(nullptr);
+    EXPECT_EQ(log.lines().front(), "2 IExtension can't be created with a NULL proxy.\n");
+    EXPECT_EQ(setup.getRemoteAccess(), nullptr);
+    EXPECT_TRUE(setup.pluginDirectories.get().empty());
+    EXPECT_FALSE(ApplicationConfig::createFromApplication(nullptr));
+    EXPECT_FALSE(KrApplication::create()->applySetup({}));
+}
+
+class Tuned final : public KrSim::ISimulatorModule {
+public:
+    explicit Tuned(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+    KrSim::Parameter<double> gain{this, "Gain", {.value = 1.0, .max = 10.0}};
+};
+const KrSim::KrFactoryKey kTuned("3b4e4f5e-52f2-4d3c-9b3d-0f4b8a1f6a11", "Test", "Tuned");
+
+TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
+    const Process process;
+    const test_support::TemporaryFolder folder;
+    const std::string path = folder.path().string();
+    ASSERT_TRUE(KrSim::registerExtensionType<Tuned>(kTuned));
+    auto setup = makeSetup();
+    setup->loggingLevel = Kr::KrEnum(Kr::eLogLevel::kWarn);
+    setup->logFile = path + "/run_";
+    setup->logConsole = false;
+    setup->simulationFrameRate = 25.0;
+    setup->applicationMode = Kr::KrEnum(KrSim::eApplicationMode::kSimulating);
+    setup->synchronizationMode = Kr::KrEnum(KrSim::eSynchronizationMode::kSyncOff);
+    setup->communicationModel = Kr::KrEnum(KrSim::eCommunicationModel::kSlave);
+    setup->pluginDirectories.set({"b", "a"});
+    setup->resourcesDirectories.set({"/not/there", path});
+    std::ofstream(path + "/Road.krr") << "x";
+    for (int round = 0; round < 2; ++round) {
+        KrPluginManager::instance().addPluginSearchDir("gone");
+        const auto application = KrApplication::create();
+        if (round == 0) {
+            const auto made = KrSim::KrExtensionFactory::create(kTuned);
+            made->setName("Fast");
+            made->getImplementationAs<Tuned>()->gain = 7.0;
+            application->insertModule(
+                KrSmartInterface<KrSim::ISimulatorModule>(made->getImplementationAs<KrSim::ISimulatorModule>()));
+        }
+        EXPECT_TRUE(application->applySetup(setup));
+        EXPECT_EQ(Kr::LogGetLevel(), Kr::eLogLevel::kWarn);
+        std::string host = Kr::Process::getHostNameProcessID();
+        std::replace(host.begin(), host.end(), ':', '_');
+        EXPECT_EQ(application->getLogFilename(), path + "/run_" + host + ".log");
+        EXPECT_FALSE(application->isConsoleLogEnabled());
+        EXPECT_EQ(application->getSimulationFrameRate(), 25.0);
+        EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kSimulating);
+        EXPECT_EQ(application->getSyncMode(), KrSim::eSynchronizationMode::kSyncOff);
+        EXPECT_TRUE(application->isSlave());
+        EXPECT_THAT(texts(KrPluginManager::instance().getAddedPluginsSearchDirs()), ElementsAre("b", "a"));
+        EXPECT_EQ(KrResourceManager::instance().findResource("Road"), path + "/Road.krr");
+        ASSERT_EQ(application->getModuleCount(), 1U);
+        EXPECT_EQ(application->getModule(0)->getName(), "Fast");
+        EXPECT_EQ(application->getModule(0)->getImplementationAs<Tuned>()->gain.get(), 7.0);
+        setup = ApplicationConfig::createFromApplication(application.get());
+        EXPECT_EQ(setup.getExtension()->getName(), "Config");
+        KrSim::KrErrorHandler::enableConsoleLog(true);
+    }
+    setup.reset();
+    EXPECT_TRUE(KrSim::KrExtensionFactory::unregisterType(kTuned));
+}
+
+TEST(Setup, WithValuesThatDoNotExistLeavesTheSettingsAsTheyAre) {
+    const Process process;
+    const test_support::LogCapture log;
+    const auto application = KrApplication::create();
+    const auto setup = makeSetup();
+    setup->simulationFrameRate = 1e9;
+    setup->loggingLevel = Kr::KrEnum(static_cast<Kr::eLogLevel>(42));
+    setup->applicationMode = Kr::KrEnum(static_cast<KrSim::eApplicationMode>(-1));
+    setup->pluginDirectories.set({""});
+    EXPECT_TRUE(application->applySetup(setup));
+    EXPECT_EQ(application->getSimulationFrameRate(), ApplicationConfig::kHighestFrameRate);
+    EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kEditing);
+    EXPECT_TRUE(KrPluginManager::instance().getAddedPluginsSearchDirs().isEmpty());
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("3 KrApplication: 'LoggingLevel' of the setup has the value 42, which does not exist; it is "
+                    "ignored\n",
+                    testing::HasSubstr("it is empty or has a zero byte in it"),
+                    "5 KrApplication: Frame rate set to 100000 Hz",
+                    "3 KrApplication: 'ApplicationMode' of the setup has the value -1, which does not exist; it "
+                    "is ignored\n"));
+}
+
+}  // namespace application_setup_test
