@@ -121,8 +121,8 @@ TEST(Content, CarriesTheEditingFlagOfTheApplication) {
     EXPECT_TRUE(application.setApplicationMode(eApplicationMode::kPlayback));
     EXPECT_TRUE(application.setApplicationMode(eApplicationMode::kEditing));
     EXPECT_EQ(seen, "00 02 11 ");
-    EXPECT_THAT(host.calls, ElementsAre("M onApplicationModeChange 10", "M onApplicationModeChange 02",
-                                        "M onApplicationModeChange 21"));
+    EXPECT_THAT(host.calls, ElementsAre("M onApplicationModeChange 0", "M onApplicationModeChange 2",
+                                        "M onApplicationModeChange 1"));
     const test_support::LogCapture log;
     EXPECT_FALSE(application.setApplicationMode(static_cast<eApplicationMode>(7)));
     EXPECT_THAT(log.lines(), ElementsAre("3 KrApplication: There is no application mode 7\n"));
