@@ -26,6 +26,13 @@ void KrConnectionBase::_setForgetFunction(ForgetFunction forget) noexcept {
     forgetFunction.store(forget, std::memory_order_release);
 }
 
+KrData::FieldBase* KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
+    transferValue(changed);
+    return nullptr;
+}
+
+void KrConnectionBase::_onFieldMoved() {}
+
 void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
     const auto forget = _isInSorter ? forgetFunction.load(std::memory_order_acquire) : nullptr;
     if (forget != nullptr) forget(*this);

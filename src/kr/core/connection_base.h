@@ -42,10 +42,17 @@ class KR_API KrConnectionBase : public KrBase {
     /// connection when its value, or that of a field below it, has changed.
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
+    /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink. Answers that sink,
+    /// else null. The caller holds a TransferGuard::Scope until the sink has notified. Long chains run so in a loop
+    /// instead of a recursion.
+    [[nodiscard]] virtual KrData::FieldBase* _transferStep(const KrData::FieldBase& changed);
 
     /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
     /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
     virtual void _onFieldDestroyed(const KrData::FieldBase& field);
+    /// Called for the connections of a field that has got another parent, or whose container has: looks anew at owners
+    /// and roles.
+    virtual void _onFieldMoved();
 
     /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
     /// these do not fit together. The caller owns the new object.
@@ -61,6 +68,11 @@ class KR_API KrConnectionBase : public KrBase {
         return end == End::kSource ? _sourceSlot : _sinkSlot;
     }
     void _setSlot(End end, std::uint32_t slot) noexcept { (end == End::kSource ? _sourceSlot : _sinkSlot) = slot; }
+
+    /// Whether nobody is known to own the connection, as the factory made it: whoever ends the connections of a field
+    /// deletes it then.
+    [[nodiscard]] bool _isUnowned() const noexcept { return _isOwnerless; }
+    void _setUnowned(bool isUnowned) noexcept { _isOwnerless = isUnowned; }
 
     /// The sorter's place for this connection. For the sorter only, under its lock.
     [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot; }
@@ -84,6 +96,7 @@ private:
     KrSim::KrExtension* _sinkOwner{nullptr};
     bool _isInSorter{false};
     bool _isOutputToParameter{false};
+    bool _isOwnerless{false};
     KrData::FieldBase* _source{nullptr};
     KrData::FieldBase* _sink{nullptr};
     std::uint32_t _sourceSlot{kNoSlot};

@@ -178,28 +178,41 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
         if (_getFieldOwner() != nullptr) field->_countOutputsBelow(+1, connected, watched);
     }
     _tellOwner(connected, watched);
+    const detail::NotificationFrame frame(*this, *field);
+    field->_tellConnectionsOfMove();
+    if (frame.fieldDied() || frame.changedDied()) return;
     if (field->_has(kAncestorObserved)) _notifyLater(*field);
 }
 
 bool Container::_removeField(FieldBase* field) {
     if (field == nullptr || field->_parent != this) return false;
+    _takeOut(*field, false);
+    return true;
+}
+
+void Container::_onChildDies(FieldBase& field) {
+    _takeOut(field, true);
+}
+
+void Container::_takeOut(FieldBase& field, bool isDying) {
     // From the back: members of an object die in the reverse order of their making.
-    const auto found = std::find(_children.rbegin(), _children.rend(), field);
+    const auto found = std::find(_children.rbegin(), _children.rend(), &field);
     int connected = 0;
     int watched = 0;
     bool wasObserved = false;
     {
         const std::lock_guard lock(detail::treeMutex());
-        if (_getFieldOwner() != nullptr) field->_countOutputsBelow(-1, connected, watched);
+        if (_getFieldOwner() != nullptr) field._countOutputsBelow(-1, connected, watched);
         _children.erase(std::next(found).base());
-        field->_parent = nullptr;
-        wasObserved = field->_has(kAncestorObserved);
-        field->_inheritWatching(kAncestorObserved, false);
-        field->_inheritWatching(kAncestorConnected, false);
+        field._parent = nullptr;
+        wasObserved = field._has(kAncestorObserved);
+        field._inheritWatching(kAncestorObserved, false);
+        field._inheritWatching(kAncestorConnected, false);
     }
     _tellOwner(connected, watched);
-    if (wasObserved) _notifyLater(*this);
-    return true;
+    const detail::NotificationFrame frame(*this, *this);
+    if (!isDying) field._tellConnectionsOfMove();
+    if (wasObserved && !frame.fieldDied()) _notifyLater(*this);
 }
 
 void Container::_notifyLater(const FieldBase&) const {

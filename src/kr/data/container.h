@@ -114,6 +114,8 @@ public:
     bool _addNumberedField(FieldBase* field, iterator position);
     /// Detaches a field without destroying it; the caller owns it then.
     bool _removeField(FieldBase* field);
+    /// Called by a dying child.
+    void _onChildDies(FieldBase& field);
     /// Tells whoever observes this container that its list of children changed on account of `field`.
     void _notifyLater(const FieldBase& field) const;
     /// Gives the field a number that no other child has, keeping its own where possible.
@@ -151,6 +153,7 @@ protected:
 private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
     void _insertChild(FieldBase* field, std::size_t index);
+    void _takeOut(FieldBase& field, bool isDying);
     [[nodiscard]] Children _duplicateChildren(const Container& source) const;
     void _takeCopy(FieldBase* copy);
     iterator _placed(FieldBase* field, iterator position);

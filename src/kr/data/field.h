@@ -77,8 +77,11 @@ public:
     bool getRawValue(void* out) const override;
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
+    [[nodiscard]] QuietCopy _getQuietCopy(const FieldBase& source) const override;
 
 protected:
+    /// For subclasses that copy and notify just like this class.
+    [[nodiscard]] QuietCopy _getOwnQuietCopy(const FieldBase& source) const;
     /// For subclasses that add themselves to their parent when they are complete.
     struct Detached {};
     Field(Detached, const Kr::KrID& id);

@@ -86,7 +86,7 @@ void FieldBase::_detachFromEverything() noexcept {
         if (auto* observers = rare->observers.exchange(nullptr)) observers->close();
         if (auto* observers = rare->propertyObservers.exchange(nullptr)) observers->close();
     }
-    if (_parent != nullptr) _parent->_removeField(this);
+    if (_parent != nullptr) _parent->_onChildDies(*this);
     _dropConnections();
     for (const auto& proxy : proxies) {
         if (proxy.isAlive()) static_cast<Proxy*>(proxy.get())->_onLinkedFieldDied();
@@ -133,6 +133,9 @@ bool FieldBase::isEqual(const FieldBase&) const {
     return false;
 }
 void FieldBase::refreshObservers() const {}
+FieldBase::QuietCopy FieldBase::_getQuietCopy(const FieldBase&) const {
+    return nullptr;
+}
 bool FieldBase::canConvertTo(Types::DataTypeEnum dataType) const {
     return CanConvert(*this, dataType);
 }

@@ -93,6 +93,12 @@ public:
     virtual void _cloneFrom(const FieldBase& source);
     /// Ends every registration of a value or property observer.
     virtual void _clearObservers();
+    /// The function that copies the value of `source` to this field as copyValue does, but notifies nobody. It does
+    /// nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do anything
+    /// else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their own.
+    enum class QuietCopyResult : std::uint8_t { kSame, kChanged, kImpossible };
+    using QuietCopy = QuietCopyResult (*)(const FieldBase& source, FieldBase& sink);
+    [[nodiscard]] virtual QuietCopy _getQuietCopy(const FieldBase& source) const;
 
     // --- Identity and place ----------------------------------------------------------------------------------------
     [[nodiscard]] const Kr::KrID& getID() const noexcept { return _id; }
@@ -187,6 +193,8 @@ public:
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getIncomingConnections() const;
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getOutgoingConnections() const;
     [[nodiscard]] bool _hasIncomingConnections() const noexcept;
+    /// Whether this connection is told of changes after all others that leave the field.
+    [[nodiscard]] bool _isLastOutgoing(const Kr::KrConnectionBase& connection) const noexcept;
     [[nodiscard]] bool _hasOutgoingConnections() const noexcept { return _has(kHasOutgoing); }
     [[nodiscard]] bool _hasLiveObservers() const noexcept { return _has(kHasObservers); }
 
@@ -262,6 +270,8 @@ private:
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
+    void _followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const;
+    void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
     void _tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const;
     void _setConnected(std::uint16_t bit, bool on);

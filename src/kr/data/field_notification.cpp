@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kr/core/connection_base.h"
+#include "kr/core/transfer_guard.h"
 #include "kr/data/container.h"
 #include "kr/data/field_base.h"
 #include "kr/data/field_listener.h"
@@ -99,6 +100,30 @@ bool FieldBase::_hasIncomingConnections() const noexcept {
 std::vector<Kr::KrConnectionBase*> FieldBase::_getIncomingConnections() const {
     const auto* rare = _rareIfAny();
     return rare != nullptr ? rare->incoming.connections() : std::vector<Kr::KrConnectionBase*>();
+}
+
+bool FieldBase::_isLastOutgoing(const Kr::KrConnectionBase& connection) const noexcept {
+    return _outgoing != nullptr && _outgoing->last() == &connection;
+}
+
+void FieldBase::_tellConnectionsOfMove() const {
+    const detail::NotificationFrame frame(*this, *this);
+    const auto tellAll = [&frame](const detail::ConnectionList& list) {
+        for (auto* connection : list.connections()) {
+            // Whoever hears of the change may destroy connections and fields.
+            if (Kr::KrBase::isKrBaseValid(connection)) connection->_onFieldMoved();
+            if (frame.fieldDied()) return false;
+        }
+        return true;
+    };
+    if (const auto* rare = _rareIfAny(); rare != nullptr && rare->incoming.size() != 0 && !tellAll(rare->incoming)) {
+        return;
+    }
+    if (_has(kHasOutgoing) && !tellAll(*_outgoing)) return;
+    for (std::size_t i = 0; i < getChildren().size(); ++i) {
+        getChildren()[i]->_tellConnectionsOfMove();
+        if (frame.fieldDied()) return;
+    }
 }
 
 std::vector<Kr::KrConnectionBase*> FieldBase::_getOutgoingConnections() const {
@@ -238,6 +263,9 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
     // Acquired, so that the list is there when the bit of an observer from another thread is.
     const auto state = _state.load(std::memory_order_acquire);
     if ((state & kNoisy) == 0) return;
+    if ((state & kNoisy) == kHasOutgoing) {
+        if (auto* only = _outgoing->only()) return _followChain(*only, changed);
+    }
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
     const detail::ObserverList::Reader observers(
@@ -255,6 +283,22 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
         observers.notify(changed, frame);
     } else if (_has(kAncestorConnected | kForceObservers) && _parent != nullptr) {
         _parent->_notifyChanged(changed);
+    }
+}
+
+void FieldBase::_followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const {
+    // One connection after the other, as long as nobody else hears of the change, so that a long chain needs no stack.
+    // No code of others runs in a step that answers a sink, so what was passed on the way is still there.
+    const Kr::TransferGuard::Scope scope;
+    auto* connection = &first;
+    for (const auto* field = &changed;;) {
+        auto* sink = connection->_transferStep(*field);
+        if (sink == nullptr) return;
+        const auto state = sink->_state.load(std::memory_order_acquire) & kNoisy;
+        if (state == 0) return;
+        connection = state == kHasOutgoing ? sink->_outgoing->only() : nullptr;
+        if (connection == nullptr) return sink->_notifyChanged(*sink);
+        field = sink;
     }
 }
 

@@ -160,6 +160,20 @@ bool Vector<T>::copyItems(const VectorBase& source, std::size_t first, std::size
 }
 
 template <class T>
+bool Vector<T>::_followItems(const VectorBase& source, std::size_t first, std::size_t last) {
+    const auto* same = from(source);
+    const auto before = _items.size();
+    if (same == nullptr || same->_items.size() == before) return copyItems(source, first, last);
+    const auto count = same->_items.size();
+    first = std::min({first, before, count});
+    _items.resize(count);
+    for (auto i = first; i < count; ++i)
+        _put(i, same->_items[i]);
+    _itemsChanged(first, std::max(before, count) - 1);
+    return true;
+}
+
+template <class T>
 Vector<T>* Vector<T>::_duplicate() const {
     auto* copy = new Vector(*this);
     copy->_setDynamic(true);

@@ -63,6 +63,7 @@ public:
     /// Drops all items.
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
+    bool _followItems(const VectorBase& source, std::size_t first, std::size_t last) override;
 
 protected:
     /// For subclasses that change items under a lock of their own and call _itemsChanged after it.

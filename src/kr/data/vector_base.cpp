@@ -18,6 +18,8 @@ void VectorBase::enableIncrementalDataTransfer(bool enable) {
 void VectorBase::clearChanges() {
     _changes.clear();
     _mergedCount = 0;
+    if (!_tracking) ++_changeCount;  // there may have been some that nobody recorded
+    _forgottenCount = _changeCount;
     _tracking = _incrementalTransfer;
 }
 
@@ -33,6 +35,7 @@ const VectorBase::ChangeRanges& VectorBase::getChanges() const {
 
 void VectorBase::_addChange(std::uint64_t first, std::uint64_t last) {
     if (!isTracking()) return;
+    ++_changeCount;
     if (first > last) std::swap(first, last);
     const bool merged = _mergedCount == _changes.size();
     if (!_changes.empty() && first >= _changes.back().first && first <= _changes.back().second) {

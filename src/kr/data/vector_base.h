@@ -45,6 +45,14 @@ public:
     [[nodiscard]] const ChangeRanges& getChanges() const;
     /// Forgets the changes and tracks none until the next clearChanges().
     void _disableTracking();
+    /// Makes the vector as long as `source` and copies the items `first` to `last` and all new ones; notifies once. For
+    /// vectors that were equal before the source changed there. False, and nothing changes, when the item data types
+    /// differ.
+    virtual bool _followItems(const VectorBase& source, std::size_t first, std::size_t last) = 0;
+    /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
+    /// are complete for whoever has seen as many as were forgotten.
+    [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }
+    [[nodiscard]] std::uint64_t _getForgottenChangeCount() const noexcept { return _forgottenCount; }
     /// Records that the items `first` to `last` changed; ranges that share an index become one.
     void _addChange(std::uint64_t first, std::uint64_t last);
 
@@ -63,6 +71,8 @@ private:
     // any order cost no search and no shifting each.
     mutable ChangeRanges _changes;
     mutable std::size_t _mergedCount{0};
+    std::uint64_t _changeCount{0};
+    std::uint64_t _forgottenCount{0};
     bool _incrementalTransfer{false};
     bool _tracking{false};
 };

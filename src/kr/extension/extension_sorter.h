@@ -88,6 +88,9 @@ public:
     [[nodiscard]] bool isFieldConnected(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSource(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;
+    /// Destroys the connections that begin or end at the field, or at one below it, and belong to nobody: those that
+    /// the connection factory made and no owner took. The others stay.
+    void destroyConnections(KrData::FieldBase* field);
 
     // --- Looking at it ---------------------------------------------------------------------------------------------
     /// Writes the graph in the Graphviz dot language: extensions in the global order, connections with the paths of

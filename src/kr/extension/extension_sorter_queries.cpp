@@ -104,6 +104,17 @@ bool KrExtensionSorter::isFieldConnectedAsSource(const KrData::FieldBase* field)
 bool KrExtensionSorter::isFieldConnectedAsSink(const KrData::FieldBase* field) const {
     return field != nullptr && field->_hasIncomingConnections() && isAnyRegistered(field->_getIncomingConnections());
 }
+void KrExtensionSorter::destroyConnections(KrData::FieldBase* field) {
+    if (field == nullptr) return;
+    Connections found;
+    collect(*field, kSources, found);
+    collect(*field, kSinks, found);
+    for (auto* connection : found) {
+        // One may be listed twice, and listeners of one that goes may destroy others.
+        if (Kr::KrBase::isKrBaseValid(connection) && connection->_isUnowned()) delete connection;
+    }
+}
+
 bool KrExtensionSorter::isFieldConnected(const KrData::FieldBase* field) const {
     return isFieldConnectedAsSource(field) || isFieldConnectedAsSink(field);
 }

@@ -153,7 +153,18 @@ void KrInputOutputContainer::_ownConnection(std::unique_ptr<KrConnectionBase> co
     if (_connections.size() == _connections.capacity()) {
         std::erase_if(_connections, [](const auto& each) { return !each->isValid(); });
     }
-    if (connection) _connections.push_back(std::move(connection));
+    if (!connection) return;
+    connection->_setUnowned(false);
+    _connections.push_back(std::move(connection));
+}
+
+std::unique_ptr<KrConnectionBase> KrInputOutputContainer::_releaseConnection(const KrConnectionBase& connection) {
+    const auto found = std::find_if(_connections.begin(), _connections.end(),
+                                    [&](const auto& each) { return each.get() == &connection; });
+    if (found == _connections.end()) return nullptr;
+    auto released = std::move(*found);
+    _connections.erase(found);
+    return released;
 }
 
 void KrInputOutputContainer::_release() {

@@ -63,6 +63,8 @@ public:
     // --- Connections -----------------------------------------------------------------------------------------------
     /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
+    /// Hands back a connection that is kept here; null for any other. Destroying it disconnects.
+    [[nodiscard]] std::unique_ptr<KrConnectionBase> _releaseConnection(const KrConnectionBase& connection);
     /// Ends connections and observers of all fields, before the implementation goes.
     void _release();
 

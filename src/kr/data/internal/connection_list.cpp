@@ -1,5 +1,7 @@
 #include "kr/data/internal/connection_list.h"
 
+#include <algorithm>
+
 namespace KrData::detail {
 
 bool ConnectionList::_contains(const Kr::KrConnectionBase& connection) const noexcept {
@@ -28,6 +30,11 @@ Kr::KrConnectionBase* ConnectionList::first() const noexcept {
     while (_head < _slots.size() && _slots[_head] == nullptr)
         ++_head;
     return _head < _slots.size() ? _slots[_head] : nullptr;
+}
+
+Kr::KrConnectionBase* ConnectionList::last() const noexcept {
+    const auto found = std::find_if(_slots.rbegin(), _slots.rend(), [](const auto* each) { return each != nullptr; });
+    return found != _slots.rend() ? *found : nullptr;
 }
 
 std::vector<Kr::KrConnectionBase*> ConnectionList::connections() const {

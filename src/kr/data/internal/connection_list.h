@@ -24,6 +24,10 @@ public:
 
     /// The oldest connection, null when there is none.
     [[nodiscard]] Kr::KrConnectionBase* first() const noexcept;
+    /// The youngest one, null when there is none.
+    [[nodiscard]] Kr::KrConnectionBase* last() const noexcept;
+    /// The connection when there is a single one; also null with one among empty slots.
+    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _slots.size() == 1 ? _slots[0] : nullptr; }
 
     // A walk: slots may be empty, and more may follow while it goes on.
     [[nodiscard]] std::size_t slotCount() const noexcept { return _slots.size(); }

@@ -1,0 +1,69 @@
+#include "kr/core/connections/connection.h"
+
+#include <memory>
+#include <utility>
+
+#include "kr/core/connections/internal/connection_texts.h"
+#include "kr/core/connections/internal/functor_selection.h"
+#include "kr/data/field_base.h"
+#include "kr/data/value_conversion.h"
+#include "kr/platform/assert.h"
+#include "kr/platform/log.h"
+
+namespace Kr {
+
+using KrData::FieldBase;
+
+KrConnection::KrConnection() = default;
+
+KrConnection::KrConnection(FieldBase* source, FieldBase* sink) {
+    init(source, sink);
+}
+
+KrConnection::~KrConnection() = default;
+
+bool KrConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
+    KR_ASSERT(source != nullptr && sink != nullptr, "KrConnection: source and sink must not be null");
+    if (source == nullptr || sink == nullptr) return false;
+    _end();
+    auto functor = _mayConnect(*source, *sink) ? detail::selectFunctor(*source, *sink, this) : nullptr;
+    if (!functor) {
+        logMessage(eLogLevel::kDebug,
+                   "KrConnection: could not create connection from %s.%s -> %s%s. Check that types match. \n",
+                   detail::ownerNameOf(*source).c_str(), source->getPath().c_str(), detail::ownerNameOf(*sink).c_str(),
+                   sink->getPath().c_str());
+        return false;
+    }
+    detail::reportDimensions(*source, *sink);
+    _begin(*source, *sink, std::move(functor), Roles::kChecked, transferNow);
+    return isValid();
+}
+
+bool KrConnection::setTransferFunction(DirectConnectionFunctor::TransferFunction function) {
+    if (!_setFunction(std::move(function))) return false;
+    transferValue(*getSource());
+    return true;
+}
+
+bool KrConnection::_setFunction(DirectConnectionFunctor::TransferFunction function) {
+    auto* functor = _getDirectFunctor();
+    if (functor == nullptr || !KrData::CanApplyTransferFunction(*getSource(), *getSink())) return false;
+    functor->setTransferFunction(std::move(function));
+    _update();
+    return true;
+}
+
+bool KrConnection::areFieldsCompatible(const FieldBase* source, const FieldBase* sink) {
+    return source != nullptr && sink != nullptr &&
+           detail::selectFunctor(*source, const_cast<FieldBase&>(*sink), nullptr) != nullptr;
+}
+
+KrConnectionBase* KrConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
+    auto made = std::make_unique<KrConnection>();
+    if (!made->init(&source, &sink, false)) return nullptr;
+    const auto* mine = _getDirectFunctor();
+    if (mine != nullptr && mine->hasTransferFunction()) made->_setFunction(mine->getTransferFunction());
+    return _finishCopy(std::move(made));
+}
+
+}  // namespace Kr

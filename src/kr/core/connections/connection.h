@@ -1,0 +1,49 @@
+#pragma once
+
+#include "kr/core/connections/direct_connection_functor.h"
+#include "kr/core/connections/functor_connection.h"
+
+namespace Kr {
+
+/// The usual connection: whenever the source changes, the sink has its value before the setter returns.
+///
+/// | source    | may drive                 |
+/// |-----------|---------------------------|
+/// | Input     | Input                     |
+/// | Output    | Input, Parameter, Output  |
+/// | Parameter | Parameter, Input          |
+///
+/// Containers hand over children with the same identifier, vectors what changed, enumerations go to their own type, and
+/// other values wherever they can be converted (CanConvert). docs/connections.md tells what happens in which order.
+///
+/// A change of the source by somebody who hears of this very transfer is not transferred: that is what stops a loop.
+/// Ownership: made with `new` or as a member; whoever makes it destroys it, before or after the fields.
+/// KrConnectionFactory makes the right kind for any two fields, and can leave it to the extension of the sink.
+class KR_API KrConnection final : public KrFunctorConnection {
+    KR_BASE_CLASS(KrConnection, KrFunctorConnection)
+
+    /// Invalid until init.
+    KrConnection();
+    /// Connects at once; ask isValid.
+    KrConnection(KrData::FieldBase* source, KrData::FieldBase* sink);
+    ~KrConnection() override;
+
+    /// Connects the two fields and transfers once. Answers whether they fit: where not, the log says why, and the
+    /// connection stays invalid. One that was valid ends first. Null is a fault of the caller.
+    /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
+    bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
+
+    /// Applied to every component of the value from now on, which is transferred once; an empty one copies again. False
+    /// while invalid, and for fields that CanApplyTransferFunction does not take.
+    bool setTransferFunction(DirectConnectionFunctor::TransferFunction function);
+
+    /// Whether the kinds of the fields go together, whatever their roles. False for null.
+    [[nodiscard]] static bool areFieldsCompatible(const KrData::FieldBase* source, const KrData::FieldBase* sink);
+
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
+
+private:
+    bool _setFunction(DirectConnectionFunctor::TransferFunction function);
+};
+
+}  // namespace Kr

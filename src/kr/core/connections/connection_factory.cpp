@@ -1,0 +1,62 @@
+#include "kr/core/connections/connection_factory.h"
+
+#include <memory>
+
+#include "kr/core/connections/connection.h"
+#include "kr/core/connections/field_base_to_proxy_connection.h"
+#include "kr/core/connections/proxy_to_field_base_connection.h"
+#include "kr/data/field_base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/platform/log.h"
+
+namespace Kr {
+
+using KrData::FieldBase;
+using KrData::Types;
+
+namespace {
+
+std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool transferNow) {
+    if (source.getDataType() == Types::kProxy && source.canConvertTo(sink)) {
+        return std::make_unique<ProxyToFieldBaseConnection>(&source, &sink, transferNow);
+    }
+    if (sink.getDataType() == Types::kProxy) {
+        return std::make_unique<FieldBaseToProxyConnection>(&source, &sink, transferNow);
+    }
+    auto direct = std::make_unique<KrConnection>();
+    direct->init(&source, &sink, transferNow);
+    return direct;
+}
+
+}  // namespace
+
+KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sink, bool transferNow) {
+    if (source == nullptr || sink == nullptr) return nullptr;
+    auto made = make(*source, *sink, transferNow);
+    if (!made->isValid()) return nullptr;
+    made->_setUnowned(true);
+    return made.release();
+}
+
+KrConnectionBase* KrConnectionFactory::connect(FieldBase& source, FieldBase& sink) {
+    const auto keeperOf = [&] {
+        auto* owner = sink.getOwnerExtension();
+        return owner != nullptr ? owner : source.getOwnerExtension();
+    };
+    if (keeperOf() == nullptr) {
+        logMessage(eLogLevel::kWarn,
+                   "KrConnectionFactory: neither %s nor %s belongs to an extension that could keep a connection.\n",
+                   source.getPath().c_str(), sink.getPath().c_str());
+        return nullptr;
+    }
+    std::unique_ptr<KrConnectionBase> made(_create(&source, &sink));
+    // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
+    auto* keeper = made && made->isValid() ? keeperOf() : nullptr;
+    if (keeper == nullptr) return nullptr;
+    auto* connection = made.get();
+    keeper->getFieldsContainer()._ownConnection(std::move(made));
+    return connection;
+}
+
+}  // namespace Kr

@@ -1,0 +1,41 @@
+#include "kr/core/connections/connection_functor.h"
+
+#include "kr/data/field_base.h"
+#include "kr/extension/extension.h"
+
+namespace Kr {
+
+ConnectionFunctor::ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink)
+    : _source(&source), _sink(&sink), _sinkOwner(sink.getOwnerExtension()) {}
+
+ConnectionFunctor::~ConnectionFunctor() = default;
+
+void ConnectionFunctor::disable() {
+    _isEnabled = false;
+}
+
+void ConnectionFunctor::enable(bool transferNow) {
+    _isEnabled = true;
+    if (transferNow) run(*_source);
+}
+
+bool ConnectionFunctor::mayTransfer(const KrData::FieldBase&) const {
+    return _isEnabled;
+}
+
+void ConnectionFunctor::run(const KrData::FieldBase& changed) {
+    if (_guard.isEntered()) return;
+    const TransferGuard::Scope scope;
+    _guard.enter();
+    transfer(changed);
+}
+
+void ConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
+    _sinkOwner = owner;
+}
+
+bool ConnectionFunctor::_isSinkSuspended() const noexcept {
+    return _sinkOwner != nullptr && _sinkOwner->_isSuspended() && _sinkOwner->_getPendingCount() <= 0;
+}
+
+}  // namespace Kr

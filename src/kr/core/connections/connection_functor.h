@@ -1,0 +1,51 @@
+#pragma once
+
+#include "kr/core/transfer_guard.h"
+#include "kr/data/fwd.h"
+#include "kr/extension/fwd.h"
+#include "kr/platform/export.h"
+
+namespace Kr {
+
+/// What a connection does with a value: the part of it that depends on the kinds of the two fields.
+///
+/// Ownership: belongs to one connection, which destroys it as soon as one of the fields dies; a transfer may end so.
+/// Thread: that of the connection.
+class KR_API ConnectionFunctor {
+public:
+    ConnectionFunctor(const ConnectionFunctor&) = delete;
+    ConnectionFunctor& operator=(const ConnectionFunctor&) = delete;
+    virtual ~ConnectionFunctor();
+
+    virtual void disable();
+    /// Transfers from now on, and once at once when `transferNow` is set.
+    virtual void enable(bool transferNow);
+    /// Whether it may transfer now, after a change of `changed`: the source, or a field below it.
+    [[nodiscard]] virtual bool mayTransfer(const KrData::FieldBase& changed) const;
+    /// Hands the value over, without looking at the guard.
+    virtual void transfer(const KrData::FieldBase& changed) = 0;
+
+    [[nodiscard]] bool isEnabled() const noexcept { return _isEnabled; }
+    /// Transfers under the guard, unless this functor is at it already. The functor may be gone afterwards.
+    void run(const KrData::FieldBase& changed);
+    /// The extension of the sink has changed.
+    virtual void setSinkOwner(KrSim::KrExtension* owner);
+
+protected:
+    ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
+
+    /// Whether the sink takes no values: its extension is suspended, and no work is pending there.
+    [[nodiscard]] bool _isSinkSuspended() const noexcept;
+    [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
+    [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }
+    [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }
+
+private:
+    TransferGuard _guard;
+    bool _isEnabled{true};
+    const KrData::FieldBase* _source;
+    KrData::FieldBase* _sink;
+    KrSim::KrExtension* _sinkOwner;
+};
+
+}  // namespace Kr

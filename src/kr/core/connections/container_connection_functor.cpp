@@ -1,0 +1,139 @@
+#include "kr/core/connections/container_connection_functor.h"
+
+#include "kr/core/connections/internal/death_watch.h"
+#include "kr/core/connections/internal/functor_selection.h"
+
+namespace Kr {
+
+using KrData::Container;
+using KrData::FieldBase;
+
+namespace {
+
+/// The child of `container` that is `field` or has it below, or null.
+const FieldBase* childWith(const Container& container, const FieldBase& field) {
+    for (const auto* each = &field; each != nullptr; each = each->_getHolder()) {
+        if (each->getParent() == &container) return each;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+ContainerConnectionFunctor::ContainerConnectionFunctor(const Container& source, Container& sink)
+    : ConnectionFunctor(source, sink),
+      _container(source),
+      _sinkContainer(sink),
+      _containerLife(const_cast<Container*>(&source)),
+      _sinkLife(&sink),
+      _areArrays(source.isFieldArray() && sink.isFieldArray()) {
+    _pairUp();
+}
+
+ContainerConnectionFunctor::~ContainerConnectionFunctor() {
+    detail::DeathWatch::announce(_died);
+}
+
+void ContainerConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
+    ConnectionFunctor::setSinkOwner(owner);
+    for (auto& pair : _pairs) {
+        if (pair.functor) pair.functor->setSinkOwner(owner);
+    }
+}
+
+// --- Pairs ---------------------------------------------------------------------------------------------------------
+
+std::uint64_t ContainerConnectionFunctor::_stampOfSink() const noexcept {
+    // Moves with every child that comes, and with nearly every one that goes.
+    return (std::uint64_t{_sinkContainer._getNextInternalIdentifier()} << 32) ^ _sinkContainer.size();
+}
+
+bool ContainerConnectionFunctor::_isCurrent(const Pair& pair) const {
+    const auto* source = pair.source.get();
+    const auto* sink = pair.sink.get();
+    return source != nullptr && sink != nullptr && source->getParent() == &_container &&
+           sink->getParent() == &_sinkContainer && (_areArrays || source->getID() == sink->getID());
+}
+
+bool ContainerConnectionFunctor::_isPairedUp() const {
+    const auto& children = _container.getChildren();
+    if (children.size() != _pairs.size()) return false;
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        if (_pairs[i].source.get() != children[i] || !_isCurrent(_pairs[i])) return false;
+        if (_areArrays && _pairs[i].sink.get() != &_sinkContainer[i]) return false;
+    }
+    return true;
+}
+
+void ContainerConnectionFunctor::_pairUp() {
+    std::unordered_map<std::int32_t, FieldBase*> sinks;  // by the numbers of their identifiers
+    if (!_areArrays) {
+        for (auto* child : _sinkContainer)
+            sinks.try_emplace(child->getID().getNumber(), child);
+    }
+    std::vector<Pair> pairs;
+    std::unordered_map<const FieldBase*, std::size_t> places;
+    pairs.reserve(_container.size());
+    for (std::size_t i = 0; i < _container.size(); ++i) {
+        auto* source = _container.getChildren()[i];
+        FieldBase* sink = nullptr;
+        if (_areArrays) {
+            sink = i < _sinkContainer.size() ? &_sinkContainer[i] : nullptr;
+        } else if (const auto found = sinks.find(source->getID().getNumber()); found != sinks.end()) {
+            sink = found->second;
+        }
+        auto& pair = pairs.emplace_back();
+        pair.source = KrData::FieldReference(source);
+        if (sink != nullptr) {
+            pair.sink = KrData::FieldReference(sink);
+            pair.functor = detail::selectFunctor(*source, *sink, nullptr);
+        }
+        places.emplace(source, i);
+    }
+    _pairs.swap(pairs);
+    _places.swap(places);
+    _sinkStamp = _stampOfSink();
+}
+
+const ContainerConnectionFunctor::Pair* ContainerConnectionFunctor::_findPair(const FieldBase& child) {
+    for (const bool isAgain : {false, true}) {
+        const auto found = _places.find(&child);
+        if (found != _places.end()) {
+            const auto& pair = _pairs[found->second];
+            if (pair.source.get() == &child) {
+                if (_isCurrent(pair)) return &pair;
+                if (!pair.sink.isAlive() && _sinkStamp == _stampOfSink()) return nullptr;  // none, as when last looked
+            }
+        }
+        if (!isAgain) _pairUp();
+    }
+    return nullptr;
+}
+
+// --- Transfer ------------------------------------------------------------------------------------------------------
+
+void ContainerConnectionFunctor::transfer(const FieldBase& changed) {
+    if (_isSinkSuspended()) return;
+    const auto* child = &changed != &_container ? childWith(_container, changed) : nullptr;
+    if (child == nullptr || (_areArrays && _container.size() != _sinkContainer.size())) return _transferAll();
+    const auto* pair = _findPair(*child);
+    if (pair != nullptr && pair->functor) pair->functor->run(changed);
+}
+
+void ContainerConnectionFunctor::_transferAll() {
+    const detail::DeathWatch watch(_died);
+    if (_areArrays && _container.size() != _sinkContainer.size()) {
+        _sinkContainer.copyValue(_container);
+        if (watch.died() || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
+    }
+    if (!_isPairedUp()) _pairUp();
+    // By place, and looked at anew each time: observers of the sink may change both containers.
+    for (std::size_t i = 0; i < _pairs.size(); ++i) {
+        const auto& pair = _pairs[i];
+        if (!pair.functor || !_isCurrent(pair)) continue;
+        pair.functor->run(*pair.source.get());
+        if (watch.died()) return;
+    }
+}
+
+}  // namespace Kr

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "kr/core/connections/connection_functor.h"
+#include "kr/data/container.h"
+#include "kr/data/field_reference.h"
+
+namespace Kr {
+
+/// Makes the children of a container follow those of another one with the same identifiers, each pair by a functor of
+/// its own. A change of one child hands over that child alone. Children without a fitting partner are passed over;
+/// fields that come later find theirs when they change. Nothing is added to the sink or removed from it, but for two
+/// field arrays, which are paired by position: the sink gets as many items.
+class KR_API ContainerConnectionFunctor final : public ConnectionFunctor {
+public:
+    ContainerConnectionFunctor(const KrData::Container& source, KrData::Container& sink);
+    ~ContainerConnectionFunctor() override;
+
+    void transfer(const KrData::FieldBase& changed) override;
+    void setSinkOwner(KrSim::KrExtension* owner) override;
+
+private:
+    struct Pair {
+        KrData::FieldReference source;
+        KrData::FieldReference sink;
+        std::unique_ptr<ConnectionFunctor> functor;  // null where the two do not fit
+    };
+
+    void _pairUp();
+    [[nodiscard]] bool _isPairedUp() const;
+    [[nodiscard]] const Pair* _findPair(const KrData::FieldBase& child);
+    [[nodiscard]] bool _isCurrent(const Pair& pair) const;
+    [[nodiscard]] std::uint64_t _stampOfSink() const noexcept;
+    void _transferAll();
+
+    const KrData::Container& _container;
+    KrData::Container& _sinkContainer;
+    KrData::FieldReference _containerLife;
+    KrData::FieldReference _sinkLife;
+    bool _areArrays;
+    std::vector<Pair> _pairs;  // in the order of the children of the source
+    std::unordered_map<const KrData::FieldBase*, std::size_t> _places;
+    std::uint64_t _sinkStamp{0};
+    bool* _died{nullptr};  // of the transfer under way
+};
+
+}  // namespace Kr

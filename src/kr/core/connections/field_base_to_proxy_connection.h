@@ -1,0 +1,18 @@
+#pragma once
+
+#include "kr/core/connections/proxy_connection.h"
+
+namespace Kr {
+
+/// A connection from a field that is no proxy to a proxy.
+class KR_API FieldBaseToProxyConnection final : public ProxyConnection {
+    KR_BASE_CLASS(FieldBaseToProxyConnection, ProxyConnection)
+
+    /// Connects at once; ask isValid. Null leaves it invalid.
+    FieldBaseToProxyConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
+    ~FieldBaseToProxyConnection() override;
+
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
+};
+
+}  // namespace Kr

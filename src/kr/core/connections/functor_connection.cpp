@@ -1,0 +1,131 @@
+#include "kr/core/connections/functor_connection.h"
+
+#include <utility>
+
+#include "kr/application/context/application_modes.h"
+#include "kr/core/connections/direct_connection_functor.h"
+#include "kr/core/connections/internal/functor_selection.h"
+#include "kr/data/field_base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/platform/log.h"
+
+namespace Kr {
+
+using KrData::FieldBase;
+using KrData::Types;
+using KrSim::KrExtensionSorter;
+
+KrFunctorConnection::~KrFunctorConnection() {
+    _end();
+}
+
+bool KrFunctorConnection::_mayConnect(const FieldBase& source, const FieldBase& sink) {
+    const bool haveParents = source.getParent() != nullptr && sink.getParent() != nullptr;
+    if (!haveParents) logErrorNoThrow("KrConnectionBase: can only use fields that are in a parent container\n");
+    const auto from = source.getFieldType();
+    const auto to = sink.getFieldType();
+    const bool isAllowed = detail::mayDrive(from, to);
+    if (!isAllowed) {
+        logErrorNoThrow("KrConnection: invalid source/sink pair: %s (%s) -> %s (%s)\n", source.getID().str().c_str(),
+                        Types::nameFor(from), sink.getID().str().c_str(), Types::nameFor(to));
+    }
+    return haveParents && isAllowed;
+}
+
+void KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
+                                 Roles roles, bool transferNow) {
+    _functor = std::move(functor);
+    _direct = dynamic_cast<DirectConnectionFunctor*>(_functor.get());
+    _roles = roles;
+    _setFields(&source, &sink);
+    _update();
+    // Listeners of the fields and of the sorter may destroy either field, which ends the connection.
+    source._addConnection(this);
+    if (isValid()) sink._addConnection(this);
+    if (isValid()) KrExtensionSorter::instance()._addConnection(this);
+    if (isValid() && transferNow) transferValue(source);
+}
+
+void KrFunctorConnection::_end() noexcept {
+    if (_isRegisteredInSorter()) KrExtensionSorter::instance()._removeConnection(this);
+    if (auto* source = getSource()) source->_removeConnection(this);
+    if (auto* sink = getSink()) sink->_removeConnection(this);
+    _setFields(nullptr, nullptr);
+    _setOwners(nullptr, nullptr);
+    _direct = nullptr;
+    _canStep = false;
+    _functor.reset();
+}
+
+void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
+    _direct = nullptr;
+    _canStep = false;
+    _functor.reset();
+    KrConnectionBase::_onFieldDestroyed(field);
+}
+
+void KrFunctorConnection::_onFieldMoved() {
+    if (!isValid()) return;
+    const auto* sourceOwner = getSourceOwner();
+    const auto* sinkOwner = getSinkOwner();
+    _update();
+    if (getSourceOwner() == sourceOwner && getSinkOwner() == sinkOwner) return;
+    if (!_isRegisteredInSorter()) return;
+    // The order does not hold any more.
+    KrExtensionSorter::instance()._removeConnection(this);
+    if (isValid()) KrExtensionSorter::instance()._addConnection(this);
+}
+
+void KrFunctorConnection::_update() {
+    const auto from = getSource()->getFieldType();
+    const auto to = getSink()->getFieldType();
+    _setOwners(getSource()->getOwnerExtension(), getSink()->getOwnerExtension());
+    _setOutputToParameter(from == Types::kOutput && to == Types::kParameter);
+    _functor->setSinkOwner(getSinkOwner());
+    _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
+    _canStep = _direct != nullptr && _direct->_canStep() && _doRolesFit && !isOutputToParameter();
+}
+
+// --- Transfer ------------------------------------------------------------------------------------------------------
+
+bool KrFunctorConnection::_isGateOpen() const {
+    return !isOutputToParameter() || getSinkOwner() == nullptr ||
+           getSinkOwner()->getApplicationMode() == KrSim::eApplicationMode::kEditing;
+}
+
+void KrFunctorConnection::transferValue(const FieldBase& changed) {
+    if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed) || !_isGateOpen()) return;
+    _functor->run(changed);
+}
+
+FieldBase* KrFunctorConnection::_transferStep(const FieldBase& changed) {
+    if (_canStep) return _direct->_step();
+    transferValue(changed);
+    return nullptr;
+}
+
+KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorConnection> made) const {
+    if (!made->isValid()) return nullptr;
+    if (isEnabled()) {
+        made->transferValue(*made->getSource());
+    } else {
+        made->disable(!_isRegisteredInSorter());
+    }
+    return made->isValid() ? made.release() : nullptr;
+}
+
+void KrFunctorConnection::enable(bool transferNow) {
+    if (!isValid()) return;
+    _functor->enable(false);
+    if (!_isRegisteredInSorter()) KrExtensionSorter::instance()._addConnection(this);
+    if (transferNow && isValid()) transferValue(*getSource());
+}
+
+void KrFunctorConnection::disable(bool leaveSorter) {
+    if (!isValid()) return;
+    _functor->disable();
+    if (leaveSorter && _isRegisteredInSorter()) KrExtensionSorter::instance()._removeConnection(this);
+}
+
+}  // namespace Kr

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+
+#include "kr/core/connection_base.h"
+#include "kr/core/connections/connection_functor.h"
+#include "kr/platform/export.h"
+
+namespace Kr {
+
+class DirectConnectionFunctor;
+
+/// What all connections of this library share: a functor that hands values over, a place in both fields and in the
+/// extension sorter, and the gate of parameters.
+///
+/// Gate: an Output drives a Parameter only while the extension of the parameter is in editing mode, which is also the
+/// mode of an extension outside any application. A sink without an extension always takes values.
+/// A dynamic field may move: owners and roles are looked at anew. While the roles do not fit, nothing is transferred.
+class KR_API KrFunctorConnection : public KrConnectionBase {
+    KR_BASE_CLASS(KrFunctorConnection, KrConnectionBase)
+
+    /// Leaves both fields and the sorter.
+    ~KrFunctorConnection() override;
+
+    [[nodiscard]] bool isValid() const final { return _functor != nullptr; }
+    [[nodiscard]] bool isEnabled() const final { return _functor != nullptr && _functor->isEnabled(); }
+    void enable(bool transferNow) final;
+    void disable(bool leaveSorter) final;
+    void transferValue(const KrData::FieldBase& changed) final;
+
+    [[nodiscard]] KrData::FieldBase* _transferStep(const KrData::FieldBase& changed) final;
+    void _onFieldDestroyed(const KrData::FieldBase& field) final;
+    void _onFieldMoved() final;
+
+protected:
+    enum class Roles { kChecked, kAny };
+
+    KrFunctorConnection() = default;
+
+    /// Binds the fields by the functor, registers, and transfers once when `transferNow` is set; a connection that is
+    /// not to transfer now begins all the same enabled. At most once.
+    void _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
+                Roles roles, bool transferNow);
+    /// Leaves both fields and the sorter, and becomes invalid.
+    void _end() noexcept;
+    /// Whether both have a parent, and roles that go together; else says why not, at error level.
+    [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);
+    [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept { return _direct; }
+    /// Gives a new connection, made without a transfer, the state of this one. Null, and it is destroyed, when invalid.
+    [[nodiscard]] KrFunctorConnection* _finishCopy(std::unique_ptr<KrFunctorConnection> made) const;
+    /// After something that decides how to transfer has changed.
+    void _update();
+
+private:
+    [[nodiscard]] bool _isGateOpen() const;
+
+    std::unique_ptr<ConnectionFunctor> _functor;
+    DirectConnectionFunctor* _direct{nullptr};  // the functor, when it is such a one
+    Roles _roles{Roles::kChecked};
+    bool _doRolesFit{true};
+    bool _canStep{false};
+};
+
+}  // namespace Kr

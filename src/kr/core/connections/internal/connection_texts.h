@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "kr/data/fwd.h"
+
+namespace Kr::detail {
+
+/// The name of the extension that has the field; empty without one.
+[[nodiscard]] std::string ownerNameOf(const KrData::FieldBase& field);
+/// A debug line where the two fields are known to measure different things. They may be connected all the same.
+void reportDimensions(const KrData::FieldBase& source, const KrData::FieldBase& sink);
+
+}  // namespace Kr::detail

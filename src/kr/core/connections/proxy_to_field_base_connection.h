@@ -1,0 +1,18 @@
+#pragma once
+
+#include "kr/core/connections/proxy_connection.h"
+
+namespace Kr {
+
+/// A connection from a proxy to a field, which may be a proxy, too.
+class KR_API ProxyToFieldBaseConnection final : public ProxyConnection {
+    KR_BASE_CLASS(ProxyToFieldBaseConnection, ProxyConnection)
+
+    /// Connects at once; ask isValid. Null leaves it invalid.
+    ProxyToFieldBaseConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
+    ~ProxyToFieldBaseConnection() override;
+
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
+};
+
+}  // namespace Kr

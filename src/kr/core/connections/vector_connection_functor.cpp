@@ -1,0 +1,48 @@
+#include "kr/core/connections/vector_connection_functor.h"
+
+#include "kr/core/connections/internal/death_watch.h"
+
+namespace Kr {
+
+namespace {
+/// So many waiting ranges are forgotten even when another connection has not seen them; it compares everything then.
+constexpr std::size_t kManyRanges = 256;
+}  // namespace
+
+VectorConnectionFunctor::VectorConnectionFunctor(const KrData::VectorBase& source, KrData::VectorBase& sink,
+                                                 const KrConnectionBase* connection)
+    : ConnectionFunctor(source, sink),
+      _vector(const_cast<KrData::VectorBase&>(source)),
+      _sinkVector(sink),
+      _vectorLife(&_vector),
+      _sinkLife(&sink),
+      _connection(connection) {}
+
+VectorConnectionFunctor::~VectorConnectionFunctor() {
+    detail::DeathWatch::announce(_died);
+}
+
+void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
+    if (_isSinkSuspended()) return;
+    const bool isComplete = _isInStep && _vector.isTracking() && _vector._getForgottenChangeCount() <= _seenChanges;
+    _ranges.clear();
+    if (isComplete) _ranges = _vector.getChanges();
+    // Before the sink takes the items: what its observers change meanwhile is a change of the next transfer.
+    const bool isLast = _connection == nullptr || _vector._isLastOutgoing(*_connection);
+    if (isLast || _ranges.size() > kManyRanges) _vector.clearChanges();
+    _seenChanges = _vector._getChangeCount();
+    _isInStep = false;
+    const detail::DeathWatch watch(_died);
+    const auto isOver = [&] { return watch.died() || !_vectorLife.isAlive() || !_sinkLife.isAlive(); };
+    if (_ranges.empty()) {
+        _sinkVector.copyValue(_vector);
+        if (isOver()) return;
+    }
+    for (std::size_t i = 0; i < _ranges.size(); ++i) {
+        _sinkVector._followItems(_vector, _ranges[i].first, _ranges[i].second);
+        if (isOver()) return;
+    }
+    _isInStep = true;
+}
+
+}  // namespace Kr

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kr/core/connections/connection_functor.h"
+#include "kr/data/field_reference.h"
+#include "kr/data/vector_base.h"
+
+namespace Kr {
+
+/// Makes a vector like another one of the same item data type.
+///
+/// While the source keeps its changed ranges (enableIncrementalDataTransfer), only these items are looked at, and the
+/// ranges are cleared when every connection that leaves the source has seen them. Else the vectors are compared whole.
+class KR_API VectorConnectionFunctor final : public ConnectionFunctor {
+public:
+    /// \param connection  whose functor this is; null below a container functor.
+    VectorConnectionFunctor(const KrData::VectorBase& source, KrData::VectorBase& sink,
+                            const KrConnectionBase* connection);
+    ~VectorConnectionFunctor() override;
+
+    void transfer(const KrData::FieldBase& changed) override;
+
+private:
+    KrData::VectorBase& _vector;  // the source; clearing its changes does not change its value
+    KrData::VectorBase& _sinkVector;
+    KrData::FieldReference _vectorLife;
+    KrData::FieldReference _sinkLife;
+    const KrConnectionBase* _connection;
+    KrData::VectorBase::ChangeRanges _ranges;
+    std::uint64_t _seenChanges{0};
+    bool _isInStep{false};  // the sink was made equal once
+    bool* _died{nullptr};   // of the transfer under way
+};
+
+}  // namespace Kr
