@@ -26,9 +26,9 @@ void KrConnectionBase::_setForgetFunction(ForgetFunction forget) noexcept {
     forgetFunction.store(forget, std::memory_order_release);
 }
 
-KrData::FieldBase* KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
+bool KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
     transferValue(changed);
-    return nullptr;
+    return false;
 }
 
 void KrConnectionBase::_onFieldMoved() {}

@@ -42,10 +42,10 @@ class KR_API KrConnectionBase : public KrBase {
     /// connection when its value, or that of a field below it, has changed.
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
-    /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink. Answers that sink,
-    /// else null. The caller holds a TransferGuard::Scope until the sink has notified. Long chains run so in a loop
+    /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink, and answers whether
+    /// it does. The caller holds a TransferGuard::Scope until the sink has notified. Long chains run so in a loop
     /// instead of a recursion.
-    [[nodiscard]] virtual KrData::FieldBase* _transferStep(const KrData::FieldBase& changed);
+    [[nodiscard]] virtual bool _transferStep(const KrData::FieldBase& changed);
 
     /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
     /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.

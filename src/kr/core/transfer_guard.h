@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace Kr {
 
 /// Marks that a connection hands a value over, so that one that feeds back into its own source stops.
@@ -15,47 +17,50 @@ public:
     TransferGuard(const TransferGuard&) = delete;
     TransferGuard& operator=(const TransferGuard&) = delete;
     ~TransferGuard() {
-        if (_isEntered) _unlink();
+        if (isEntered()) _entered.guards[_place] = nullptr;
     }
 
-    [[nodiscard]] bool isEntered() const noexcept { return _isEntered; }
-    /// Only while it is not entered, and under a Scope of this thread.
-    void enter() noexcept {
-        _isEntered = true;
-        _below = _top;
-        _above = nullptr;
-        if (_top != nullptr) _top->_above = this;
-        _top = this;
+    [[nodiscard]] bool isEntered() const noexcept { return _place != kNowhere; }
+    /// Only while it is not entered, and under a Scope of this thread. Throws when memory does not suffice.
+    void enter() {
+        if (_entered.count == _entered.capacity) [[unlikely]]
+            _grow();
+        _entered.guards[_entered.count] = this;
+        _place = _entered.count++;
     }
 
 private:
-    void _unlink() noexcept {
-        if (_below != nullptr) _below->_above = _above;
-        (_above != nullptr ? _above->_below : _top) = _below;
-        _isEntered = false;
-    }
+    static constexpr std::uint32_t kNowhere = 0xffffffff;
 
-    bool _isEntered{false};
-    TransferGuard* _below{nullptr};
-    TransferGuard* _above{nullptr};
+    /// The guards that this thread has entered; null where one has died. A plain structure, since a thread pays for a
+    /// destructor at every access.
+    struct Entered {
+        TransferGuard** guards;
+        std::uint32_t count;
+        std::uint32_t capacity;
+    };
+
+    static void _grow();
+
+    std::uint32_t _place{kNowhere};
     // Reached on every transfer; the default model of a shared library costs a function call each time.
-    [[gnu::tls_model("initial-exec")]] static thread_local constinit TransferGuard* _top;
+    [[gnu::tls_model("initial-exec")]] static thread_local constinit Entered _entered;
 };
 
 class TransferGuard::Scope {
 public:
-    Scope() noexcept { _mark.enter(); }
+    Scope() noexcept : _first(_entered.count) {}
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
     ~Scope() {
-        for (auto* each = _top; each != &_mark; each = each->_below)
-            each->_isEntered = false;
-        _mark._above = nullptr;
-        _top = &_mark;
+        for (auto i = _first; i < _entered.count; ++i) {
+            if (auto* guard = _entered.guards[i]) guard->_place = kNowhere;
+        }
+        _entered.count = _first;
     }
 
 private:
-    TransferGuard _mark;
+    std::uint32_t _first;
 };
 
 }  // namespace Kr

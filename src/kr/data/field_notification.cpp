@@ -288,12 +288,11 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
 
 void FieldBase::_followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const {
     // One connection after the other, as long as nobody else hears of the change, so that a long chain needs no stack.
-    // No code of others runs in a step that answers a sink, so what was passed on the way is still there.
+    // No code of others runs in a step that says yes, so what was passed on the way is still there.
     const Kr::TransferGuard::Scope scope;
     auto* connection = &first;
-    for (const auto* field = &changed;;) {
-        auto* sink = connection->_transferStep(*field);
-        if (sink == nullptr) return;
+    for (const auto* field = &changed; connection->_transferStep(*field);) {
+        auto* sink = connection->getSink();
         const auto state = sink->_state.load(std::memory_order_acquire) & kNoisy;
         if (state == 0) return;
         connection = state == kHasOutgoing ? sink->_outgoing->only() : nullptr;

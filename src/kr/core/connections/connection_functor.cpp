@@ -1,7 +1,6 @@
 #include "kr/core/connections/connection_functor.h"
 
 #include "kr/data/field_base.h"
-#include "kr/extension/extension.h"
 
 namespace Kr {
 
@@ -32,10 +31,6 @@ void ConnectionFunctor::run(const KrData::FieldBase& changed) {
 
 void ConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
     _sinkOwner = owner;
-}
-
-bool ConnectionFunctor::_isSinkSuspended() const noexcept {
-    return _sinkOwner != nullptr && _sinkOwner->_isSuspended() && _sinkOwner->_getPendingCount() <= 0;
 }
 
 }  // namespace Kr

@@ -2,7 +2,7 @@
 
 #include "kr/core/transfer_guard.h"
 #include "kr/data/fwd.h"
-#include "kr/extension/fwd.h"
+#include "kr/extension/extension.h"
 #include "kr/platform/export.h"
 
 namespace Kr {
@@ -35,7 +35,9 @@ protected:
     ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
 
     /// Whether the sink takes no values: its extension is suspended, and no work is pending there.
-    [[nodiscard]] bool _isSinkSuspended() const noexcept;
+    [[nodiscard]] bool _isSinkSuspended() const noexcept {
+        return _sinkOwner != nullptr && _sinkOwner->_isSuspended() && _sinkOwner->_getPendingCount() <= 0;
+    }
     [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
     [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }
     [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }

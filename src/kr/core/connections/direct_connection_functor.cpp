@@ -30,19 +30,4 @@ void DirectConnectionFunctor::transfer(const FieldBase&) {
     }
 }
 
-FieldBase* DirectConnectionFunctor::_step() {
-    if (!isEnabled() || _getGuard().isEntered() || _isSinkSuspended()) return nullptr;
-    switch (_quietCopy(_getSource(), _getSink())) {
-        case FieldBase::QuietCopyResult::kChanged:
-            _getGuard().enter();
-            return &_getSink();
-        case FieldBase::QuietCopyResult::kSame:
-            return nullptr;
-        case FieldBase::QuietCopyResult::kImpossible:
-            break;
-    }
-    run(_getSource());
-    return nullptr;
-}
-
 }  // namespace Kr

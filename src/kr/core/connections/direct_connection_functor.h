@@ -25,8 +25,21 @@ public:
 
     /// Whether _step does the work of `run`: the fields are of one type, and nothing but copying is to be done.
     [[nodiscard]] bool _canStep() const noexcept { return _quietCopy != nullptr && _function == nullptr; }
-    /// Copies without notification. Answers the sink when it has changed, and stays guarded then; else null.
-    [[nodiscard]] KrData::FieldBase* _step();
+    /// Copies without notification. Answers whether the sink has changed; the functor stays guarded then.
+    [[nodiscard]] bool _step() {
+        if (!isEnabled() || _getGuard().isEntered() || _isSinkSuspended()) return false;
+        switch (_quietCopy(_getSource(), _getSink())) {
+            case KrData::FieldBase::QuietCopyResult::kChanged:
+                _getGuard().enter();
+                return true;
+            case KrData::FieldBase::QuietCopyResult::kSame:
+                return false;
+            case KrData::FieldBase::QuietCopyResult::kImpossible:
+                break;
+        }
+        run(_getSource());
+        return false;
+    }
 
 private:
     KrData::FieldBase::QuietCopy _quietCopy;

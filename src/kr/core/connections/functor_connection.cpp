@@ -99,10 +99,10 @@ void KrFunctorConnection::transferValue(const FieldBase& changed) {
     _functor->run(changed);
 }
 
-FieldBase* KrFunctorConnection::_transferStep(const FieldBase& changed) {
+bool KrFunctorConnection::_transferStep(const FieldBase& changed) {
     if (_canStep) return _direct->_step();
     transferValue(changed);
-    return nullptr;
+    return false;
 }
 
 KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorConnection> made) const {

@@ -28,7 +28,7 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
     void disable(bool leaveSorter) final;
     void transferValue(const KrData::FieldBase& changed) final;
 
-    [[nodiscard]] KrData::FieldBase* _transferStep(const KrData::FieldBase& changed) final;
+    [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) final;
     void _onFieldDestroyed(const KrData::FieldBase& field) final;
     void _onFieldMoved() final;
 

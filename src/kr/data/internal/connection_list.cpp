@@ -14,6 +14,7 @@ bool ConnectionList::add(Kr::KrConnectionBase* connection) {
     _slots.push_back(connection);
     connection->_setSlot(_end, static_cast<std::uint32_t>(_slots.size() - 1));
     ++_live;
+    _only = _slots.size() == 1 ? connection : nullptr;
     return true;
 }
 
@@ -22,6 +23,7 @@ bool ConnectionList::remove(Kr::KrConnectionBase* connection) noexcept {
     _slots[connection->_getSlot(_end)] = nullptr;
     connection->_setSlot(_end, Kr::KrConnectionBase::kNoSlot);
     --_live;
+    _only = nullptr;
     _closeUp();
     return true;
 }
@@ -61,6 +63,7 @@ void ConnectionList::_closeUp() noexcept {
     }
     _slots.resize(used);
     _head = 0;
+    _only = used == 1 ? _slots[0] : nullptr;
 }
 
 }  // namespace KrData::detail

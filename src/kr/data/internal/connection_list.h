@@ -26,8 +26,8 @@ public:
     [[nodiscard]] Kr::KrConnectionBase* first() const noexcept;
     /// The youngest one, null when there is none.
     [[nodiscard]] Kr::KrConnectionBase* last() const noexcept;
-    /// The connection when there is a single one; also null with one among empty slots.
-    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _slots.size() == 1 ? _slots[0] : nullptr; }
+    /// The connection when there is a single one; may be null also when others were removed.
+    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _only; }
 
     // A walk: slots may be empty, and more may follow while it goes on.
     [[nodiscard]] std::size_t slotCount() const noexcept { return _slots.size(); }
@@ -39,6 +39,7 @@ private:
     [[nodiscard]] bool _contains(const Kr::KrConnectionBase& connection) const noexcept;
     void _closeUp() noexcept;
 
+    Kr::KrConnectionBase* _only{nullptr};  // the first slot when there are no more; chains take no other step
     std::vector<Kr::KrConnectionBase*> _slots;
     std::size_t _live{0};
     mutable std::size_t _head{0};  // no connection stands before it
