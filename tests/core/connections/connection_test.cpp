@@ -1,0 +1,378 @@
+#include "kr/core/connections/connection.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/core/enum.h"
+#include "kr/data/container.h"
+#include "kr/data/field_array.h"
+#include "kr/data/vector.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "tests/support/case_name.h"
+#include "tests/support/context_host.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/log_capture.h"
+
+namespace connection_test {
+
+using namespace test_support;
+using Kr::KrConnection;
+using KrData::Container;
+using KrData::Field;
+using KrData::FieldBase;
+using KrData::Types;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+enum class eGear { kPark, kDrive };
+enum class eLight { kOff, kOn };
+KR_REGISTER_ENUM(connection_test::eGear, {connection_test::eGear::kPark, "Park"},
+                 {connection_test::eGear::kDrive, "Drive"});
+KR_REGISTER_ENUM(connection_test::eLight, {connection_test::eLight::kOff, "Off"},
+                 {connection_test::eLight::kOn, "On"});
+
+constexpr const char* kNoParent = "2 KrConnectionBase: can only use fields that are in a parent container\n";
+
+// --- What may be connected -----------------------------------------------------------------------------------------
+
+TEST(ConnectionRoles, LetThrough7Of25PairsAndNameTheOthers) {
+    const std::vector<std::vector<int>> allowed{{}, {1}, {1, 2, 3}, {1, 3}, {}};
+    const char* names[] = {"Field", "Input", "Output", "Parameter", "Undefined"};
+    for (int from = 0; from < 5; ++from) {
+        for (int to = 0; to < 5; ++to) {
+            Container sources("Sources", nullptr, static_cast<Types::FieldTypeEnum>(from));
+            Container sinks("Sinks", nullptr, static_cast<Types::FieldTypeEnum>(to));
+            auto* source = sources.add<double>("A", 2.5);
+            auto* sink = sinks.add<double>("B");
+            const LogCapture log;
+            const KrConnection connection(source, sink);
+            const auto& sinksOf = allowed[static_cast<std::size_t>(from)];
+            const bool isAllowed = std::find(sinksOf.begin(), sinksOf.end(), to) != sinksOf.end();
+            EXPECT_EQ(connection.isValid(), isAllowed) << names[from] << names[to];
+            EXPECT_EQ(sink->getValue(), isAllowed ? 2.5 : 0.0);
+            EXPECT_EQ(connection.isOutputToParameter(), from == 2 && to == 3);
+            if (isAllowed) {
+                EXPECT_THAT(log.lines(), IsEmpty());
+                continue;
+            }
+            EXPECT_THAT(log.lines(),
+                        ElementsAre(std::string("2 KrConnection: invalid source/sink pair: A (") + names[from] +
+                                        ") -> B (" + names[to] + ")\n",
+                                    "5 KrConnection: could not create connection from .Sources.A -> Sinks.B. Check "
+                                    "that types match. \n"));
+            EXPECT_EQ(connection.getSource(), nullptr);
+            EXPECT_FALSE(connection._isRegisteredInSorter());
+            EXPECT_FALSE(sink->isReadOnlyHint() && to != 2);
+        }
+    }
+}
+
+TEST(ConnectionRefusal, TellsAllReasonsInOrder) {
+    const auto car = Kr::makeSmart<KrSim::KrExtension>(), road = Kr::makeSmart<KrSim::KrExtension>();
+    car->setName("Car");
+    road->setName("Road");
+    auto* out = car->addOutput("Out", Types::kColor);
+    auto* in = road->addInput("In", Types::kDouble);
+    Field<double> loose("Loose");
+    Container looseOutputs("Group", nullptr, Types::kOutput);
+    const std::string noPair = "2 KrConnection: invalid source/sink pair: ";
+    const std::string none = "5 KrConnection: could not create connection from ";
+    struct Case {
+        FieldBase* source;
+        FieldBase* sink;
+        std::vector<std::string> lines;
+    };
+    const std::vector<Case> cases{
+        {&loose, in, {kNoParent, noPair + "Loose (Field) -> In (Input)\n", none + ".Loose -> RoadInputs.In. "}},
+        {&looseOutputs, &road->getInputContainer(), {kNoParent, none + ".Group -> RoadInputs. "}},
+        {in, &loose, {kNoParent, noPair + "In (Input) -> Loose (Field)\n", none + "Road.Inputs.In -> Loose. "}},
+        {in, out, {noPair + "In (Input) -> Out (Output)\n", none + "Road.Inputs.In -> CarOutputs.Out. "}},
+        {out, in, {none + "Car.Outputs.Out -> RoadInputs.In. "}},
+    };
+    for (const auto& each : cases) {
+        const LogCapture log;
+        KrConnection connection;
+        EXPECT_FALSE(connection.init(each.source, each.sink));
+        auto lines = each.lines;
+        lines.back() += "Check that types match. \n";
+        EXPECT_EQ(log.lines(), lines);
+        connection.enable(true);
+        connection.disable(true);
+        connection.transferValue(*each.source);
+        EXPECT_FALSE(connection.isEnabled());
+        EXPECT_FALSE(connection._isRegisteredInSorter());
+    }
+    EXPECT_FALSE(out->_hasOutgoingConnections());
+#ifdef NDEBUG
+    EXPECT_FALSE(KrConnection().init(nullptr, in));
+#else
+    EXPECT_DEATH(KrConnection().init(nullptr, in), "KrConnection");
+#endif
+}
+
+TEST(ConnectionKinds, DecideWhetherFieldsFit) {
+    Container outputs("O", nullptr, Types::kOutput), inputs("I", nullptr, Types::kInput);
+    Container group("G", &outputs, Types::kOutput), sinkGroup("G", &inputs, Types::kInput);
+    KrData::Vector<double> reals("R", &outputs), sinkReals("R", &inputs);
+    KrData::Vector<int> numbers("N", &inputs);
+    auto* gear = outputs.add<Kr::KrEnum>("Gear", Kr::KrEnum(eGear::kDrive));
+    auto* sinkGear = inputs.add<Kr::KrEnum>("Gear", Kr::KrEnum(eGear::kPark));
+    auto* light = inputs.add<Kr::KrEnum>("Light", Kr::KrEnum(eLight::kOff));
+    auto* untyped = outputs.add<Kr::KrEnum>("Untyped");
+    auto* sinkUntyped = inputs.add<Kr::KrEnum>("Untyped");
+    auto* real = outputs.add<double>("Real", 2.5);
+    auto* whole = inputs.add<int>("Whole");
+    auto* color = inputs.add<Kr::KrColor>("Color");
+    auto* position = inputs.add<KrMath::Vector3T<double>>("Position");
+    KrData::FieldArray<Field<double>> array("Array", &outputs, Types::kOutput);
+    for (const double value : {1.0, 2.0, 3.0})
+        array.append()->setValue(value);
+
+    struct Case {
+        FieldBase* source;
+        FieldBase* sink;
+        bool fits;
+    };
+    const std::vector<Case> cases{
+        {&group, &sinkGroup, true},   {&group, whole, false},     {&reals, &sinkReals, true},
+        {&reals, &numbers, false},    {gear, sinkGear, true},     {gear, light, false},
+        {untyped, sinkUntyped, false}, {untyped, sinkGear, false}, {gear, whole, true},
+        {real, whole, true},          {real, color, false},       {real, position, false},
+        {&array, position, true},     {&reals, whole, false},
+    };
+    for (const auto& each : cases) {
+        const auto what = each.source->getID().str() + " " + each.sink->getID().str();
+        EXPECT_EQ(KrConnection::areFieldsCompatible(each.source, each.sink), each.fits) << what;
+        EXPECT_EQ(KrConnection(each.source, each.sink).isValid(), each.fits) << what;
+    }
+    EXPECT_TRUE(KrConnection::areFieldsCompatible(whole, real)) << "whatever the roles";
+    EXPECT_FALSE(KrConnection::areFieldsCompatible(nullptr, real) || KrConnection::areFieldsCompatible(real, nullptr));
+    EXPECT_EQ(sinkGear->getValue().toString() + " " + std::to_string(whole->getValue()), "Drive 2");
+    EXPECT_EQ(position->getValue(), KrMath::Vector3T<double>(1.0, 2.0, 3.0));
+
+    const LogCapture log;
+    EXPECT_FALSE(KrConnection(&reals, &numbers).isValid());
+    EXPECT_THAT(log.lines(),
+                ElementsAre("5 KrConnection: KrData::Vector source [O.R] and sink [I.N] must have the same data type.\n",
+                            "5 KrConnection: could not create connection from .O.R -> I.N. Check that types match. \n"));
+}
+
+TEST(ConnectionDimensions, AreToldButNeverRefused) {
+    using Kr::KrPhysicalDimension;
+    Container outputs("O", nullptr, Types::kOutput), inputs("I", nullptr, Types::kInput);
+    auto* source = outputs.add<double>("A", 1.0);
+    auto* sink = inputs.add<double>("B");
+    source->setPhysicalDimension(static_cast<KrPhysicalDimension::ePhysicalDimension>(1));
+    for (const int dimension : {0, 1, 2}) {
+        sink->setPhysicalDimension(static_cast<KrPhysicalDimension::ePhysicalDimension>(dimension));
+        const LogCapture log;
+        EXPECT_TRUE(KrConnection(source, sink).isValid());
+        ASSERT_EQ(log.lines().size(), dimension == 2 ? 1U : 0U);
+        if (dimension != 2) continue;
+        for (const auto* field : {source, sink}) {
+            EXPECT_THAT(log.lines()[0],
+                        testing::HasSubstr(KrPhysicalDimension::nameFor(field->getPhysicalDimension())));
+        }
+    }
+}
+
+// --- When it transfers ---------------------------------------------------------------------------------------------
+
+class Connecting : public testing::Test {
+protected:
+    Kr::KrSmartPtr<KrSim::KrExtension> _from = Kr::makeSmart<KrSim::KrExtension>();
+    Kr::KrSmartPtr<KrSim::KrExtension> _to = Kr::makeSmart<KrSim::KrExtension>();
+    Field<double>* _source = _from->addOutput("Out", Types::kDouble)->as<double>();
+    Field<double>* _input = _to->addInput("In", Types::kDouble)->as<double>();
+    Field<double>* _parameter = _to->addParameter("Par", Types::kDouble)->as<double>();
+};
+
+TEST_F(Connecting, FromOutputToParameterWaitsForEditing) {
+    using KrSim::eApplicationMode;
+    auto* whole = _to->addParameter("Whole", Types::kInteger);
+    auto* ownParameter = _from->addParameter("Par", Types::kDouble)->as<double>();
+    auto* other = _to->addParameter("Other", Types::kDouble);
+    Container ownerless("Parameters", nullptr, Types::kParameter);
+    auto* free = ownerless.add<double>("Free");
+    double value = 0.0;
+    for (const auto mode : {eApplicationMode::kSimulating, eApplicationMode::kPlayback, eApplicationMode::kEditing}) {
+        const ContextHost host;
+        host.state->_setApplicationMode(mode);
+        _to->_setApplicationContext(host.context());
+        const double first = ++value;
+        _source->setValue(first);
+        ownParameter->setValue(first);
+        const KrConnection gated(_source, _parameter), converting(_source, whole), input(_source, _input);
+        const KrConnection parameters(ownParameter, other), toNobody(_source, free);
+        const bool isOpen = mode == eApplicationMode::kEditing;
+        const auto expect = [&](double now) {
+            EXPECT_EQ(_parameter->getValue(), isOpen ? now : 0.0);
+            EXPECT_EQ(whole->toReal(), isOpen ? now : 0.0);
+            EXPECT_EQ(_input->getValue() + other->toReal() + free->getValue(), 3 * now);
+        };
+        EXPECT_TRUE(gated.isEnabled()) << "closed is not disabled";
+        expect(first);
+        _source->setValue(++value);
+        ownParameter->setValue(value);
+        expect(value);
+    }
+    _to->_setApplicationContext({});
+    const KrConnection gated(_source, _parameter);
+    _source->setValue(50.0);
+    EXPECT_EQ(_parameter->getValue(), 50.0) << "an extension outside any application is edited";
+}
+
+TEST_F(Connecting, ToASuspendedExtensionWaitsForPendingWork) {
+    const DispatcherScope dispatcher;
+    auto* whole = _to->addInput("Whole", Types::kInteger);
+    auto* outGroup = _from->getOutputContainer().addContainer("Group");
+    auto* inGroup = _to->getInputContainer().addContainer("Group");
+    auto* inChild = inGroup->add<double>("X");
+    auto* outChild = outGroup->add<double>("X");
+    KrData::Vector<double> outItems("Items", &_from->getOutputContainer(), {0.0});
+    KrData::Vector<double> inItems("Items", &_to->getInputContainer());
+    outItems.enableIncrementalDataTransfer(true);
+    auto* queuedSink = _to->addInput("Queued", Types::kDouble);
+    const KrConnection plain(_source, _input), converting(_source, whole), groups(outGroup, inGroup),
+        items(&outItems, &inItems);
+    const Kr::KrSimQueuedConnection queued(_source, queuedSink);
+    const auto setAll = [&](double value) {
+        _source->setValue(value);
+        outChild->setValue(value);
+        outItems.setItem(0, value);
+    };
+    const auto all = [&] {
+        return std::vector<double>{_input->getValue(), whole->toReal(), inChild->getValue(), inItems.getItem(0)};
+    };
+    _to->_setSuspended(true);
+    setAll(1.0);
+    EXPECT_THAT(all(), testing::Each(0.0));
+    EXPECT_EQ(queuedSink->toReal(), 1.0) << "a delivered event is not held back";
+    _to->_addPending(1);
+    setAll(2.0);
+    EXPECT_THAT(all(), testing::Each(2.0));
+    _to->_addPending(-1);
+    setAll(3.0);
+    EXPECT_THAT(all(), testing::Each(2.0));
+    _to->_setSuspended(false);
+    outItems.append(9.0);
+    EXPECT_THAT(inItems.getItems(), ElementsAre(3.0, 9.0)) << "changes from before are not forgotten";
+}
+
+TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
+    struct Step {
+        std::function<void(KrConnection&)> act;
+        bool isEnabled, isInSorter, hasTransferred;
+    };
+    const std::vector<Step> steps{
+        {[](auto& c) { c.disable(false); }, false, true, false},
+        {[](auto& c) { c.enable(false); }, true, true, false},
+        {[](auto& c) { c.disable(true); }, false, false, false},
+        {[](auto& c) { c.disable(false); }, false, false, false},
+        {[](auto& c) { c.enable(true); }, true, true, true},
+        {[](auto& c) { c.enable(true); }, true, true, true},
+    };
+    KrConnection connection(_source, _input);
+    double value = 0.0;
+    for (const auto& step : steps) {
+        connection.disable(false);
+        _source->setValue(++value);
+        EXPECT_NE(_input->getValue(), value);
+        step.act(connection);
+        EXPECT_EQ(connection.isEnabled(), step.isEnabled);
+        EXPECT_EQ(connection._isRegisteredInSorter(), step.isInSorter);
+        EXPECT_EQ(_input->getValue() == value, step.hasTransferred);
+        EXPECT_TRUE(connection.isValid());
+    }
+    auto& sorter = KrSim::KrExtensionSorter::instance();
+    EXPECT_TRUE(sorter.isFieldConnectedAsSink(_input));
+    EXPECT_TRUE(connection.init(_source, _parameter)) << "a second beginning ends the first";
+    EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input));
+    EXPECT_FALSE(_input->_hasIncomingConnections());
+    EXPECT_EQ(_source->_getOutgoingConnections().size(), 1U);
+}
+
+TEST_F(Connecting, TakesPlaceInBothFieldsAndTheSorterUntilItEnds) {
+    auto& sorter = KrSim::KrExtensionSorter::instance();
+    _input->setValue(7.0);
+    {
+        KrConnection quiet;
+        EXPECT_TRUE(quiet.init(_source, _input, false));
+        EXPECT_EQ(_input->getValue(), 7.0) << "without a first transfer";
+        EXPECT_TRUE(quiet.isEnabled());
+        EXPECT_EQ(quiet.getSourceOwner(), _from.get());
+        EXPECT_EQ(quiet.getSinkOwner(), _to.get());
+        EXPECT_TRUE(_input->isReadOnlyHint());
+        EXPECT_TRUE(sorter.isFieldConnectedAsSource(_source) && sorter.isFieldConnectedAsSink(_input));
+    }
+    EXPECT_FALSE(_input->isReadOnlyHint() || _source->_hasOutgoingConnections());
+    EXPECT_FALSE(sorter.isFieldConnected(_source) || sorter.isFieldConnected(_input));
+}
+
+// --- Transfer functions --------------------------------------------------------------------------------------------
+
+TEST_F(Connecting, AppliesAFunctionOnTheWay) {
+    KrConnection connection(_source, _input);
+    _source->setValue(4.0);
+    EXPECT_TRUE(connection.setTransferFunction([](double x) { return 10 * x; }));
+    EXPECT_EQ(_input->getValue(), 40.0) << "the value that is there goes through it at once";
+    _source->setValue(5.0);
+    EXPECT_EQ(_input->getValue(), 50.0);
+
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_TRUE(connection.setTransferFunction([&](double) { return nan; }));
+    EXPECT_TRUE(std::isnan(_input->getValue()));
+    auto* whole = _to->addInput("Whole", Types::kInteger);
+    KrConnection toWhole(_source, whole);
+    EXPECT_TRUE(toWhole.setTransferFunction([&](double) { return nan; }));
+    EXPECT_EQ(whole->toInteger(), 0);
+
+    {
+        const LogCapture log;
+        connection.setTransferFunction([](double x) { return x > 7 ? throw std::runtime_error("too fast") : x; });
+        EXPECT_THAT(log.lines(), IsEmpty());
+        _source->setValue(8.0);
+        EXPECT_EQ(_input->getValue(), 5.0) << "what cannot be computed changes nothing";
+        EXPECT_THAT(log.lines(), ElementsAre(StartsWith("3 ")));
+    }
+    _source->setValue(6.0);
+    EXPECT_EQ(_input->getValue(), 6.0) << "and the next value passes";
+    EXPECT_TRUE(connection.setTransferFunction({}));
+    _source->setValue(9.0);
+    EXPECT_EQ(_input->getValue(), 9.0);
+
+    const auto same = [](double x) { return x; };
+    auto* text = _to->addInput("Text", Types::kString);
+    KrConnection toText(_source, text), groups(&_from->getOutputContainer(), &_to->getInputContainer()), none;
+    EXPECT_FALSE(toText.setTransferFunction(same) || groups.setTransferFunction(same) ||
+                 none.setTransferFunction(same));
+}
+
+TEST_F(Connecting, ReplacesAFunctionWhileItRuns) {
+    KrConnection connection(_source, _input);
+    const auto text = std::make_shared<std::string>("kept while it runs");
+    std::string seen;
+    connection.setTransferFunction([&, text](double x) {
+        connection.setTransferFunction([](double y) { return -y; });
+        seen = *text;
+        return x;
+    });
+    _source->setValue(3.0);
+    EXPECT_EQ(seen, *text);
+    EXPECT_EQ(_input->getValue(), -3.0);
+}
+
+}  // namespace connection_test
