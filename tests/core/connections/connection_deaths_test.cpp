@@ -1,0 +1,291 @@
+// Whatever dies, and whenever: nothing that is gone is touched, and what is left works on.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "kr/core/connections/connection.h"
+#include "kr/core/connections/connection_factory.h"
+#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/container.h"
+#include "kr/data/field_array.h"
+#include "kr/data/proxy.h"
+#include "kr/data/vector.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
+#include "tests/support/dispatcher_scope.h"
+
+namespace connection_deaths_test {
+
+using namespace test_support;
+using Kr::KrConnection;
+using Kr::KrConnectionBase;
+using KrData::Container;
+using KrData::Field;
+using KrData::FieldBase;
+using KrData::Types;
+
+/// Two extensions with one connection of some kind between them, and a second one from the same source.
+class Rig {
+public:
+    explicit Rig(const std::string& kind) {
+        auto& outputs = from->getOutputContainer();
+        auto& inputs = to->getInputContainer();
+        source = outputs.add<double>("Source");
+        sink = inputs.add<double>("Sink");
+        set = [this](double value) { source->set(value); };
+        watched = sink;
+        if (kind == "Converting") {
+            inputs.clear();
+            sink = watched = inputs.add<int>("Sink");
+        } else if (kind == "Container" || kind == "Array") {
+            outputs.clear();
+            inputs.clear();
+            const auto fill = [&](Container& group, std::size_t count) {
+                auto* array = new KrData::FieldArray<Field<double>>("Array", &group, group.getFieldType());
+                array->resize(count);
+                return array;
+            };
+            if (kind == "Array") {
+                auto* items = fill(outputs, 3);
+                source = items;
+                sink = watched = fill(inputs, 1);
+                set = [items](double value) {
+                    items->append();  // so that the whole array is transferred
+                    items->item(0)->setValue(value);
+                };
+            } else {
+                source = outputs.addContainer("Source");
+                sink = inputs.addContainer("Sink");
+                auto* leaf = static_cast<Container*>(source)->addContainer("Nested")->add<double>("X");
+                watched = static_cast<Container*>(sink)->addContainer("Nested")->add<double>("X");
+                set = [leaf](double value) { leaf->setValue(value); };
+            }
+        } else if (kind == "Vector") {
+            outputs.clear();
+            inputs.clear();
+            auto* items = new KrData::Vector<double>("Source", &outputs, {1.0, 2.0, 3.0});
+            source = items;
+            sink = watched = new KrData::Vector<double>("Sink", &inputs);
+            items->enableIncrementalDataTransfer(true);
+            set = [items](double value) {
+                items->_addChange(0, 0);  // two ranges
+                items->setItem(2, value);
+            };
+        } else if (kind == "FromProxy") {
+            outputs.clear();
+            auto* linked = outputs.add<double>("Linked");
+            auto* proxy = new KrData::Proxy("Source", Types::kUnknown, &outputs);
+            proxy->addLink(linked);
+            source = proxy;
+            set = [linked](double value) { linked->setValue(value); };
+        } else if (kind == "ToProxy") {
+            inputs.clear();
+            watched = inputs.add<double>("Linked");
+            auto* proxy = new KrData::Proxy("Sink", Types::kUnknown, &inputs);
+            proxy->addLink(watched);
+            sink = proxy;
+        }
+        source->_setDynamic(true);
+        sink->_setDynamic(true);
+        sourceLife = KrData::FieldReference(source);
+        sinkLife = KrData::FieldReference(sink);
+        if (kind == "Queued") {
+            connection = std::make_unique<Kr::KrSimQueuedConnection>(source, sink);
+        } else {
+            connection.reset(Kr::KrConnectionFactory::_create(source, sink));
+        }
+        if (auto* direct = dynamic_cast<KrConnection*>(connection.get()); direct && kind == "Function") {
+            direct->setTransferFunction([](double x) { return x; });
+        }
+        next.reset(Kr::KrConnectionFactory::_create(source, sink));
+    }
+
+    [[nodiscard]] static std::vector<std::string> kinds() {
+        return {"Plain",  "Converting", "Function",  "Container", "Array",
+                "Vector", "Queued",     "FromProxy", "ToProxy"};
+    }
+    /// A converted value is equal in number only.
+    [[nodiscard]] bool areEqual() const { return sink->isEqual(*source) || (sink->as<int>() && sink->toReal() == source->toReal()); }
+
+    using Act = void (*)(Rig&);
+    [[nodiscard]] static const std::vector<std::pair<const char*, Act>>& acts() {
+        static const std::vector<std::pair<const char*, Act>> all{
+            {"Source", [](Rig& rig) { rig.from->getOutputContainer().clear(); }},
+            {"Sink", [](Rig& rig) { rig.to->getInputContainer().clear(); }},
+            {"Connection", [](Rig& rig) { rig.connection.reset(); }},
+            {"SourceOwner", [](Rig& rig) { rig.from.reset(); }},
+            {"SinkOwner", [](Rig& rig) { rig.to.reset(); }},
+        };
+        return all;
+    }
+    void doSafely(Act act) {
+        if (from && to) act(*this);
+    }
+
+    /// Invalid as soon as a field is gone, and unknown to the other field and to the sorter.
+    void expectConsistent() {
+        for (auto* each : {connection.get(), next.get()}) {
+            if (each == nullptr) continue;
+            const bool areAlive = sourceLife.isAlive() && sinkLife.isAlive();
+            EXPECT_EQ(each->isValid(), areAlive);
+            EXPECT_EQ(each->_isRegisteredInSorter(), areAlive);
+            EXPECT_EQ(each->getSource() != nullptr && each->getSink() != nullptr, areAlive);
+            EXPECT_EQ(each->getSourceOwner() != nullptr, areAlive);
+        }
+        const int left = connection && next ? 2 : 1;
+        if (sourceLife.isAlive()) {
+            EXPECT_EQ(sourceLife.get()->_getOutgoingConnections().size(), sinkLife.isAlive() ? left : 0);
+        }
+        if (sinkLife.isAlive()) {
+            EXPECT_EQ(sinkLife.get()->_getIncomingConnections().size(), sourceLife.isAlive() ? left : 0);
+        }
+    }
+
+    DispatcherScope dispatcher;
+    Kr::KrSmartPtr<KrSim::KrExtension> from = Kr::makeSmart<KrSim::KrExtension>();
+    Kr::KrSmartPtr<KrSim::KrExtension> to = Kr::makeSmart<KrSim::KrExtension>();
+    FieldBase* source{nullptr};
+    FieldBase* sink{nullptr};
+    FieldBase* watched{nullptr};
+    KrData::FieldReference sourceLife, sinkLife;
+    std::function<void(double)> set;
+    std::unique_ptr<KrConnectionBase> connection, next;
+};
+
+class Deaths : public testing::TestWithParam<std::string> {};
+
+TEST_P(Deaths, InEveryOrderAtRest) {
+    std::array<std::size_t, 5> order{0, 1, 2, 3, 4};
+    do {
+        Rig rig(GetParam());
+        ASSERT_TRUE(rig.connection && rig.connection->isValid() && rig.next->isValid());
+        rig.expectConsistent();
+        for (const auto which : order) {
+            const bool ownersLive = rig.from && rig.to;
+            if (which > 1 || ownersLive) Rig::acts()[which].second(rig);
+            rig.expectConsistent();
+            if (rig.connection) {
+                rig.connection->enable(true);
+                rig.connection->disable(true);
+                rig.connection->enable(false);
+            }
+            if (rig.sourceLife.isAlive()) rig.set(static_cast<double>(which) + 10.0);
+        }
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST_P(Deaths, OutOfAnObserverDuringTheTransfer) {
+    for (const auto& [name, act] : Rig::acts()) {
+        for (const auto& [thenName, thenAct] : Rig::acts()) {
+            SCOPED_TRACE(std::string(name) + " then " + thenName);
+            Rig rig(GetParam());
+            int calls = 0;
+            const auto observer = rig.watched->addObserver([&, first = act, second = thenAct](const FieldBase&) {
+                if (++calls > 1) return;
+                rig.doSafely(first);
+                rig.doSafely(second);
+            });
+            rig.set(5.0);
+            EXPECT_GE(calls, 1);
+            rig.expectConsistent();
+            if (!rig.sourceLife.isAlive()) continue;
+            rig.set(6.0);
+            if (rig.sinkLife.isAlive()) {
+                EXPECT_TRUE(rig.areEqual()) << "the second connection works on";
+            }
+        }
+    }
+}
+
+TEST_P(Deaths, OfAFieldThatMovesWhileItIsTransferred) {
+    Rig rig(GetParam());
+    auto third = Kr::makeSmart<KrSim::KrExtension>();
+    int calls = 0;
+    const auto observer = rig.watched->addObserver([&](const FieldBase&) {
+        if (++calls == 1) {
+            EXPECT_TRUE(rig.sink->setParent(&third->getInputContainer()));
+        }
+    });
+    rig.set(5.0);
+    ASSERT_GE(calls, 1);
+    EXPECT_EQ(rig.connection->getSinkOwner(), third.get());
+    rig.to.reset();
+    if (GetParam() == "ToProxy") return;  // what it links was left behind
+    third->_setSuspended(true);
+    rig.set(6.0);
+    EXPECT_EQ(rig.areEqual(), GetParam() == "Queued") << "its new owner takes nothing";
+    third->_setSuspended(false);
+    rig.set(7.0);
+    EXPECT_TRUE(rig.areEqual());
+    if (rig.sink->getDataType() == Types::kContainer) return;  // which keeps its role
+    rig.sink->setParent(&third->getParameterContainer());
+    EXPECT_TRUE(rig.connection->isOutputToParameter());
+    rig.source->setParent(&third->getInputContainer());
+    rig.set(8.0);
+    EXPECT_EQ(rig.areEqual(), GetParam() == "Queued") << "an input does not drive a parameter";
+    rig.expectConsistent();
+    third.reset();
+    rig.expectConsistent();
+}
+
+TEST_P(Deaths, OfTheOwnerOfAConnectionWhoseFieldsHaveLeft) {
+    for (const bool isDuringTransfer : {false, true}) {
+        Rig rig(GetParam());
+        auto third = Kr::makeSmart<KrSim::KrExtension>();
+        rig.to->getFieldsContainer()._ownConnection(std::move(rig.connection));
+        rig.next.reset();
+        const auto act = [&] {
+            rig.sink->setParent(&third->getInputContainer());
+            rig.to.reset();
+        };
+        int calls = 0;
+        const auto observer = rig.watched->addObserver([&](const FieldBase&) {
+            if (isDuringTransfer && ++calls == 1) act();
+        });
+        if (!isDuringTransfer) act();
+        rig.set(5.0);
+        EXPECT_FALSE(rig.sinkLife.get()->_hasIncomingConnections() || rig.source->_hasOutgoingConnections());
+        rig.set(6.0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Deaths, testing::ValuesIn(Rig::kinds()),
+                         [](const auto& each) { return each.param; });
+
+TEST(ManyConnections, OfOneSourceDieQuickly) {
+    #ifdef NDEBUG
+    constexpr int kCount = 1'000'000;
+#else
+    constexpr int kCount = 100'000;
+#endif
+    for (const char* who : {"connections", "backwards", "source"}) {
+        Container outputs("O", nullptr, Types::kOutput), inputs("I", nullptr, Types::kInput);
+        auto* source = outputs.add<double>("Source");
+        auto* sink = inputs.add<double>("Sink");
+        std::vector<std::unique_ptr<KrConnection>> connections;
+        connections.reserve(kCount);
+        for (int i = 0; i < kCount; ++i)
+            connections.push_back(std::make_unique<KrConnection>(source, sink));
+        source->setValue(1.0);
+        if (who == std::string("connections")) {
+            for (auto& each : connections)
+                each.reset();
+        } else if (who == std::string("backwards")) {
+            while (!connections.empty())
+                connections.pop_back();
+        } else {
+            outputs.clear();
+            EXPECT_FALSE(connections[kCount / 2]->isValid());
+        }
+        EXPECT_FALSE(sink->_hasIncomingConnections());
+    }
+}
+
+}  // namespace connection_deaths_test

@@ -1,0 +1,202 @@
+// What one change does: chains, branches, loops.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kr/core/connections/connection.h"
+#include "kr/data/container.h"
+#include "kr/data/field.h"
+#include "tests/support/field_doubles.h"
+
+namespace connection_transfer_test {
+
+using namespace test_support;
+using Kr::KrConnection;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Outputs that write down who heard of a change.
+class Transfers : public testing::Test {
+protected:
+    Field<double>& make(const char* name) { return *_outputs.add<double>(name); }
+    KrConnection& connect(FieldBase& source, FieldBase& sink) {
+        return *_connections.emplace_back(std::make_unique<KrConnection>(&source, &sink));
+    }
+    void watch(FieldBase& field, const std::string& name = {}) {
+        _watches.push_back(field.addObserver([this, name](const FieldBase& changed) {
+            heard.push_back(name + changed.getID().str() + changed.toString());
+        }));
+    }
+
+    Container _outputs{"Outputs", nullptr, Types::kOutput};
+    std::vector<std::unique_ptr<KrConnection>> _connections;
+    std::vector<KrData::DelegateConnection> _watches;
+    Events heard;
+};
+
+TEST_F(Transfers, ReachTheEndOfAChainBeforeObserversHear) {
+    auto &a = make("a"), &b = make("b"), &c = make("c"), &d = make("d"), &e = make("e");
+    connect(a, b);
+    connect(b, c);
+    connect(b, d);
+    connect(d, e);
+    for (auto* field : {&a, &b, &c, &e})
+        watch(*field);
+    watch(_outputs, "all ");
+    a.setValue(1.0);
+    EXPECT_THAT(heard, ElementsAre("all c1", "c1", "all e1", "e1", "all d1", "all b1", "b1", "all a1", "a1"));
+    EXPECT_EQ(d.getValue(), 1.0);
+
+    heard.clear();
+    _watches.pop_back();
+    b.setValue(2.0);
+    heard.clear();
+    a.setValue(2.0);
+    EXPECT_THAT(heard, ElementsAre("a2")) << "what has the value already hands nothing on";
+    _connections[0]->disable(false);
+    a.setValue(3.0);
+    _connections[1]->disable(false);
+    _connections[0]->enable(true);
+    EXPECT_THAT(heard, ElementsAre("a2", "a3", "e3", "b3"));
+    EXPECT_EQ(c.getValue(), 2.0);
+}
+
+TEST_F(Transfers, FollowAQuietChainThroughEveryKindOfLink) {
+    // Links that convert, clamp, apply functions and write variables between others that only copy.
+    auto &a = make("a"), &b = make("b"), &d = make("d"), &e = make("e"), &f = make("f");
+    auto* c = _outputs.add<int>("c");
+    auto* bound = _outputs.add<double>("bound");
+    double variable = 0.0;
+    bound->bindVariable(&variable);
+    b.setRange(0.0, 10.0);
+    connect(a, b);
+    connect(b, *c);
+    connect(*c, d);
+    connect(d, *bound);
+    connect(*bound, e);
+    connect(e, f).setTransferFunction([](double x) { return 2 * x; });
+    a.setValue(20.6);
+    EXPECT_EQ(b.getValue(), 20.6) << "a copy is not clamped";
+    EXPECT_EQ(variable, 21.0);
+    EXPECT_EQ(f.getValue(), 42.0);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    a.setValue(nan);
+    EXPECT_EQ(f.getValue(), 0.0) << "an integer has no NaN";
+}
+
+TEST_F(Transfers, LetTheNewestValueWinWhenAnObserverSetsTheSource) {
+    auto &a = make("a"), &b = make("b"), &c = make("c"), &other = make("other");
+    connect(a, b);
+    connect(b, c);
+    connect(a, other);
+    const auto once = b.addObserver([&](const FieldBase&) { a.setValue(2.0); });
+    a.setValue(1.0);
+    EXPECT_EQ(a.getValue(), 2.0);
+    EXPECT_EQ(b.getValue(), 1.0) << "a loop ends after one pass";
+    EXPECT_EQ(other.getValue(), 2.0);
+    a.setValue(3.0);
+    EXPECT_EQ(c.getValue(), 3.0) << "and nothing stays blocked";
+}
+
+TEST_F(Transfers, GoOncePerChangeRoundALoop) {
+    for (const std::size_t length : {1U, 2U, 3U}) {
+        for (const bool isWatched : {false, true}) {
+            _connections.clear();
+            _watches.clear();
+            std::vector<Field<double>*> loop;
+            for (std::size_t i = 0; i < length; ++i)
+                loop.push_back(&make("x"));
+            for (std::size_t i = 0; i < length; ++i)
+                connect(*loop[i], *loop[(i + 1) % length]);
+            for (auto* field : loop) {
+                if (isWatched) watch(*field);
+            }
+            for (auto* start : loop) {
+                heard.clear();
+                const double value = loop[0]->getValue() + 1.0;
+                start->setValue(value);
+                for (const auto* field : loop)
+                    EXPECT_EQ(field->getValue(), value);
+                EXPECT_EQ(heard.size(), isWatched ? length : 0U);
+            }
+            // Every pass yields another value, and NaN is never equal to itself: only the guard ends these.
+            for (const auto& connection : _connections)
+                connection->setTransferFunction([](double x) { return x + 1.0; });
+            loop[0]->setValue(100.0);
+            EXPECT_EQ(loop[0]->getValue(), 100.0 + static_cast<double>(length));
+            loop[0]->setValue(std::numeric_limits<double>::quiet_NaN());
+        }
+    }
+}
+
+TEST_F(Transfers, ServeSinksInTheOrderOfConnectingWhateverHappensMeanwhile) {
+    auto& source = make("source");
+    const std::vector<Field<double>*> sinks{&make("s0"), &make("s1"), &make("s2"), &make("s3")};
+    for (auto* sink : sinks) {
+        connect(source, *sink);
+        watch(*sink);
+    }
+    source.setValue(1.0);
+    EXPECT_THAT(heard, ElementsAre("s01", "s11", "s21", "s31"));
+
+    heard.clear();
+    KrConnection late;
+    const auto once = sinks[1]->addObserver([&](const FieldBase& changed) {
+        if (changed.toReal() != 2.0) return;
+        _connections[0].reset();
+        _connections[1].reset();
+        _connections[2].reset();
+        late.init(&source, sinks[0]);
+    });
+    source.setValue(2.0);
+    EXPECT_THAT(heard, ElementsAre("s02", "s12", "s32")) << "the new one has transferred when it was made";
+    heard.clear();
+    source.setValue(3.0);
+    EXPECT_THAT(heard, ElementsAre("s33", "s03"));
+}
+
+// --- Length --------------------------------------------------------------------------------------------------------
+
+#if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+constexpr std::size_t kLongChain = 10'000;
+#else
+constexpr std::size_t kLongChain = 2'000;  // unoptimised frames are larger
+#endif
+
+TEST_F(Transfers, FitTheStackAlongALongChainOfAnyKind) {
+    for (const char* kind : {"plain", "watched", "converting", "function", "container"}) {
+        const std::string what = kind;
+        _watches.clear();
+        _connections.clear();
+        _outputs.clear();
+        std::vector<FieldBase*> chain, ends;
+        for (std::size_t i = 0; i <= kLongChain; ++i) {
+            const bool isWhole = what == "converting" && i % 2 == 1;
+            if (what == "container") {
+                chain.push_back(_outputs.addContainer("c"));
+                ends.push_back(static_cast<Container*>(chain.back())->add<double>("x"));
+            } else {
+                ends.push_back(_outputs.addField("x", isWhole ? Types::kInteger : Types::kDouble));
+                chain.push_back(ends.back());
+            }
+            if (what == "watched") watch(*ends.back());
+            if (i == 0) continue;
+            auto& connection = connect(*chain[i - 1], *chain[i]);
+            if (what == "function") connection.setTransferFunction([](double x) { return x; });
+        }
+        heard.clear();
+        ends.front()->set(7.0);
+        EXPECT_EQ(ends.back()->toReal(), 7.0) << kind;
+        EXPECT_EQ(heard.size(), what == "watched" ? kLongChain + 1 : 0U);
+    }
+}
+
+}  // namespace connection_transfer_test
