@@ -43,11 +43,6 @@ void ContainerConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
 
 // --- Pairs ---------------------------------------------------------------------------------------------------------
 
-std::uint64_t ContainerConnectionFunctor::_stampOfSink() const noexcept {
-    // Moves with every child that comes, and with nearly every one that goes.
-    return (std::uint64_t{_sinkContainer._getNextInternalIdentifier()} << 32) ^ _sinkContainer.size();
-}
-
 bool ContainerConnectionFunctor::_isCurrent(const Pair& pair) const {
     const auto* source = pair.source.get();
     const auto* sink = pair.sink.get();
@@ -92,7 +87,6 @@ void ContainerConnectionFunctor::_pairUp() {
     }
     _pairs.swap(pairs);
     _places.swap(places);
-    _sinkStamp = _stampOfSink();
 }
 
 const ContainerConnectionFunctor::Pair* ContainerConnectionFunctor::_findPair(const FieldBase& child) {
@@ -102,7 +96,7 @@ const ContainerConnectionFunctor::Pair* ContainerConnectionFunctor::_findPair(co
             const auto& pair = _pairs[found->second];
             if (pair.source.get() == &child) {
                 if (_isCurrent(pair)) return &pair;
-                if (!pair.sink.isAlive() && _sinkStamp == _stampOfSink()) return nullptr;  // none, as when last looked
+                if (!_areArrays && _sinkContainer.find(child.getID()) == _sinkContainer.end()) return nullptr;
             }
         }
         if (!isAgain) _pairUp();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -35,7 +34,6 @@ private:
     [[nodiscard]] bool _isPairedUp() const;
     [[nodiscard]] const Pair* _findPair(const KrData::FieldBase& child);
     [[nodiscard]] bool _isCurrent(const Pair& pair) const;
-    [[nodiscard]] std::uint64_t _stampOfSink() const noexcept;
     void _transferAll();
 
     const KrData::Container& _container;
@@ -45,7 +43,6 @@ private:
     bool _areArrays;
     std::vector<Pair> _pairs;  // in the order of the children of the source
     std::unordered_map<const KrData::FieldBase*, std::size_t> _places;
-    std::uint64_t _sinkStamp{0};
     bool* _died{nullptr};  // of the transfer under way
 };
 
