@@ -142,34 +142,48 @@ bool Vector<T>::resize(std::size_t count) {
 
 // --- The field whatever its type -----------------------------------------------------------------------------------
 
+/// Copies, and records what changed; notifies nobody. Whether anything did.
 template <class T>
-bool Vector<T>::copyItems(const VectorBase& source, std::size_t first, std::size_t last) {
-    const auto* same = from(source);
-    if (same == nullptr) return false;
-    const auto common = std::min(_items.size(), same->_items.size());
+bool Vector<T>::_copyRange(const Vector& source, std::size_t first, std::size_t last) {
+    const auto common = std::min(_items.size(), source._items.size());
     auto end = last < common ? last + 1 : common;
-    while (first < end && _items[first] == same->_items[first])
+    while (first < end && _items[first] == source._items[first])
         ++first;
-    if (first >= end) return true;
-    while (_items[end - 1] == same->_items[end - 1])
+    if (first >= end) return false;
+    while (_items[end - 1] == source._items[end - 1])
         --end;
     for (auto i = first; i < end; ++i)
-        _put(i, same->_items[i]);
-    _itemsChanged(first, end - 1);
+        _put(i, source._items[i]);
+    _addChange(first, end - 1);
     return true;
 }
 
 template <class T>
-bool Vector<T>::_followItems(const VectorBase& source, std::size_t first, std::size_t last) {
+bool Vector<T>::copyItems(const VectorBase& source, std::size_t first, std::size_t last) {
     const auto* same = from(source);
+    if (same == nullptr) return false;
+    if (_copyRange(*same, first, last) && _needsNotification()) _notifyChanged(*this);
+    return true;
+}
+
+template <class T>
+bool Vector<T>::_followItems(const VectorBase& source, const ChangeRanges& ranges) {
+    const auto* same = from(source);
+    if (same == nullptr) return false;
     const auto before = _items.size();
-    if (same == nullptr || same->_items.size() == before) return copyItems(source, first, last);
     const auto count = same->_items.size();
-    first = std::min({first, before, count});
-    _items.resize(count);
-    for (auto i = first; i < count; ++i)
-        _put(i, same->_items[i]);
-    _itemsChanged(first, std::max(before, count) - 1);
+    if (before != count) {
+        const auto first = std::min({static_cast<std::size_t>(ranges.front().first), before, count});
+        _items.resize(count);
+        for (auto i = first; i < count; ++i)
+            _put(i, same->_items[i]);
+        _itemsChanged(first, std::max(before, count) - 1);
+        return true;
+    }
+    bool isChanged = false;
+    for (const auto& [first, last] : ranges)
+        isChanged = _copyRange(*same, first, last) || isChanged;
+    if (isChanged && _needsNotification()) _notifyChanged(*this);
     return true;
 }
 

@@ -63,7 +63,7 @@ public:
     /// Drops all items.
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
-    bool _followItems(const VectorBase& source, std::size_t first, std::size_t last) override;
+    bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
 
 protected:
     /// For subclasses that change items under a lock of their own and call _itemsChanged after it.
@@ -71,6 +71,7 @@ protected:
 
 private:
     void _put(std::size_t index, const T& value);
+    bool _copyRange(const Vector& source, std::size_t first, std::size_t last);
 
     std::vector<T> _items;
 };

@@ -45,10 +45,10 @@ public:
     [[nodiscard]] const ChangeRanges& getChanges() const;
     /// Forgets the changes and tracks none until the next clearChanges().
     void _disableTracking();
-    /// Makes the vector as long as `source` and copies the items `first` to `last` and all new ones; notifies once. For
-    /// vectors that were equal before the source changed there. False, and nothing changes, when the item data types
-    /// differ.
-    virtual bool _followItems(const VectorBase& source, std::size_t first, std::size_t last) = 0;
+    /// Makes the vector as long as `source` and copies the items in `ranges`, of which there is at least one, and all
+    /// new ones; notifies once. For vectors that were equal before the source changed there. False, and nothing
+    /// changes, when the item data types differ.
+    virtual bool _followItems(const VectorBase& source, const ChangeRanges& ranges) = 0;
     /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
     /// are complete for whoever has seen as many as were forgotten.
     [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }

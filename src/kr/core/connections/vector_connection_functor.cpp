@@ -14,8 +14,6 @@ VectorConnectionFunctor::VectorConnectionFunctor(const KrData::VectorBase& sourc
     : ConnectionFunctor(source, sink),
       _vector(const_cast<KrData::VectorBase&>(source)),
       _sinkVector(sink),
-      _vectorLife(&_vector),
-      _sinkLife(&sink),
       _connection(connection) {}
 
 VectorConnectionFunctor::~VectorConnectionFunctor() {
@@ -33,16 +31,12 @@ void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
     _seenChanges = _vector._getChangeCount();
     _isInStep = false;
     const detail::DeathWatch watch(_died);
-    const auto isOver = [&] { return watch.died() || !_vectorLife.isAlive() || !_sinkLife.isAlive(); };
     if (_ranges.empty()) {
         _sinkVector.copyValue(_vector);
-        if (isOver()) return;
+    } else {
+        _sinkVector._followItems(_vector, _ranges);
     }
-    for (std::size_t i = 0; i < _ranges.size(); ++i) {
-        _sinkVector._followItems(_vector, _ranges[i].first, _ranges[i].second);
-        if (isOver()) return;
-    }
-    _isInStep = true;
+    if (!watch.died()) _isInStep = true;
 }
 
 }  // namespace Kr

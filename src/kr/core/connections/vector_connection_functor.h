@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "kr/core/connections/connection_functor.h"
-#include "kr/data/field_reference.h"
 #include "kr/data/vector_base.h"
 
 namespace Kr {
@@ -24,8 +23,6 @@ public:
 private:
     KrData::VectorBase& _vector;  // the source; clearing its changes does not change its value
     KrData::VectorBase& _sinkVector;
-    KrData::FieldReference _vectorLife;
-    KrData::FieldReference _sinkLife;
     const KrConnectionBase* _connection;
     KrData::VectorBase::ChangeRanges _ranges;
     std::uint64_t _seenChanges{0};
