@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -12,6 +14,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
 #include "tests/support/log_capture.h"
 
@@ -25,6 +28,7 @@ using KrSim::KrExtensionSorter;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 /// Registers itself with the sorter, and leaves it unless it is told to forget that.
 class Link final : public Kr::KrConnectionBase {
@@ -51,6 +55,7 @@ class Link final : public Kr::KrConnectionBase {
         return nullptr;
     }
     [[nodiscard]] bool _isExcludedFromOrdering() const noexcept override { return _isExcluded; }
+    using KrConnectionBase::_setOwners;
 
     bool forgetsToLeave{false};
 
@@ -140,6 +145,9 @@ TEST_F(Sorter, SortsAListAndBuildsOncePerChange) {
     KrArray<KrSmartPtr<KrExtension>> list{stranger, p, nullptr, q, r, p};
     _sorter.sortExtensions(list);
     EXPECT_THAT(namesOf(list), ElementsAre("R", "Q", "P", "null", "X", "P"));
+    KrArray<KrSmartPtr<KrExtension>> repeating{q, nullptr, q, r};
+    _sorter.sortExtensions(repeating);
+    EXPECT_THAT(namesOf(repeating), ElementsAre("R", "Q", "null", "Q")) << "takes the foremost of those that are left";
     _sorter.sortExtensions(list);
     EXPECT_EQ(_sorter.getLastBuildNumber(), before + 1);
     link(p, make("S"));
@@ -164,6 +172,104 @@ TEST_F(Sorter, LiftsAnEndToTheObjectThatIsRegistered) {
     EXPECT_THAT(order(), ElementsAre("Road", "Car"));
     EXPECT_FALSE(_sorter.hasGraphCycle()) << "what is within one object is its own affair";
     EXPECT_THAT(_sorter.getConnectionsBetween(car.get(), road.get()), ElementsAre(&across));
+    std::ostringstream picture;
+    _sorter.toDot(picture);
+    EXPECT_THAT(picture.str(), HasSubstr("e2 -> e2 [label=\"Outputs.Out -> Inputs.In\", style=dashed]"));
+}
+
+TEST_F(Sorter, FollowsOwnersThatChange) {
+    const LogCapture log;
+    const auto car = Kr::makeSmart<KrSim::KrObject>(), truck = Kr::makeSmart<KrSim::KrObject>(),
+               shelf = Kr::makeSmart<KrSim::KrObject>();
+    car->setName("Car");
+    truck->setName("Truck");
+    const auto wheel = make("Wheel", false), road = make("Road");
+    _sorter.addExtension(truck.get());
+    _sorter.addExtension(car.get());
+    car->add(wheel.get());
+    auto& up = link(road, wheel);
+    auto& down = link(wheel, road);
+    EXPECT_THAT(order(), ElementsAre("Truck", "Road", "Car"));
+    EXPECT_EQ(_sorter.getCycles()[0].steps[0].extension, road.get());
+
+    // A cycle with the truck from here on, by the next question of any kind.
+    car->remove(wheel.get());
+    EXPECT_THAT(_sorter.getCycles(), IsEmpty());
+    truck->add(wheel.get());
+    ASSERT_EQ(_sorter.getCycles().size(), 1U);
+    EXPECT_EQ(_sorter.getCycles()[0].steps[1].extension, truck.get());
+    truck->remove(wheel.get());
+    std::ostringstream picture;
+    _sorter.toDot(picture);
+    EXPECT_THAT(picture.str(), Not(HasSubstr("->")));
+    const auto build = _sorter.getLastBuildNumber();
+    shelf->add(wheel.get());
+    _sorter.build();
+    EXPECT_EQ(_sorter.getLastBuildNumber(), build) << "where nobody is registered nothing changes";
+
+    up._setOwners(road.get(), car.get());
+    down._setOwners(car.get(), truck.get());
+    EXPECT_THAT(order(), ElementsAre("Road", "Car", "Truck"));
+    up._setOwners(truck.get(), road.get());
+    EXPECT_THAT(order(), ElementsAre("Car", "Truck", "Road")) << "those of an edge that was known, too";
+}
+
+TEST_F(Sorter, StartsAfreshAfterReset) {
+    const auto p = make("P"), q = make("Q"), r = make("R");
+    auto& there = link(p, q);
+    auto& back = link(q, r);
+    EXPECT_THAT(order(), ElementsAre("P", "Q", "R"));
+    _sorter.reset();
+    EXPECT_THAT(order(), IsEmpty());
+    _sorter.removeExtension(p.get());
+    _sorter._removeConnection(&there);
+    for (const auto& each : {r, q, p})
+        _sorter.addExtension(each.get());
+    EXPECT_THAT(order(), ElementsAre("R", "Q", "P")) << "connections are forgotten, too";
+    EXPECT_FALSE(_sorter.isFieldConnected(q->getInput("In")));
+    _sorter._addConnection(&back);
+    there._setOwners(q.get(), p.get());
+    _sorter._removeConnection(&there);
+    EXPECT_THAT(order(), ElementsAre("Q", "P", "R"));
+}
+
+TEST_F(Sorter, KeepsUpWithRandomChanges) {
+    const LogCapture log;
+    std::mt19937 random(20261121);
+    std::vector<KrSmartPtr<KrExtension>> all;
+    for (int i = 0; i < 200; ++i)
+        all.push_back(make(std::to_string(i).c_str()));
+    const auto any = [&] { return all[random() % all.size()]; };
+    for (int round = 0; round < 60; ++round) {
+        // Growing and shrinking in turns, so that gaps are left and closed.
+        const auto changes = random() % 120;
+        for (unsigned i = 0; i < changes; ++i) {
+            const bool isLeaving = random() % 4 < (round / 3 % 2 == 0 ? 1 : 3);
+            if (const auto extension = any(); isLeaving)
+                _sorter.removeExtension(extension.get());
+            else
+                _sorter.addExtension(extension.get());
+            if (!isLeaving)
+                link(any(), any());
+            else if (!_links.empty())
+                _links.erase(_links.begin() + static_cast<std::ptrdiff_t>(random() % _links.size()));
+        }
+        // The same from nothing.
+        const auto extensions = _sorter.getExtensions();
+        std::vector<KrExtension*> expected;
+        std::map<const KrExtension*, std::uint32_t> numbers;
+        for (auto* each : extensions)
+            numbers.emplace(each, static_cast<std::uint32_t>(numbers.size()));
+        std::vector<KrSim::detail::ExecutionEdge> edges;
+        for (const auto& each : _links) {
+            const auto source = numbers.find(each->getSourceOwner()), sink = numbers.find(each->getSinkOwner());
+            if (source != numbers.end() && sink != numbers.end()) edges.push_back({source->second, sink->second});
+        }
+        for (const auto number :
+             KrSim::detail::computeExecutionOrder(static_cast<std::uint32_t>(numbers.size()), edges).nodes)
+            expected.push_back(extensions[number]);
+        ASSERT_EQ(namesOf(_sorter.getGlobalOrder()), namesOf(expected)) << "round " << round;
+    }
 }
 
 TEST_F(Sorter, AnswersForExtensionsAndFields) {
@@ -204,9 +310,9 @@ TEST_F(Sorter, DrawsWhatItKnows) {
     _sorter.toDot(picture);
     EXPECT_EQ(picture.str(),
               "digraph extensions {\n    rankdir=LR;\n    node [shape=box];\n"
-              "    e0 [label=\"1: P \\\"quoted\\\"\"];\n    e1 [label=\"2: Q\"];\n"
-              "    e0 -> e1 [label=\"Outputs.Out -> Inputs.In\"];\n"
-              "    e1 -> e0 [label=\"Outputs.Out -> Inputs.In\", style=dashed];\n}\n");
+              "    e1 [label=\"1: P \\\"quoted\\\"\"];\n    e2 [label=\"2: Q\"];\n"
+              "    e1 -> e2 [label=\"Outputs.Out -> Inputs.In\"];\n"
+              "    e2 -> e1 [label=\"Outputs.Out -> Inputs.In\", style=dashed];\n}\n");
 }
 
 TEST_F(Sorter, TellsListenersWhoMayThrowAndLeave) {

@@ -7,12 +7,12 @@
 namespace Kr {
 
 namespace {
-constinit std::atomic<KrConnectionBase::ForgetFunction> forgetFunction{nullptr};
+constinit std::atomic<const KrConnectionBase::SorterFunctions*> sorterFunctions{nullptr};
 }  // namespace
 
 KrConnectionBase::~KrConnectionBase() {
     if (!_isInSorter) return;
-    if (const auto forget = forgetFunction.load(std::memory_order_acquire)) forget(*this);
+    sorterFunctions.load(std::memory_order_acquire)->forget(*this);
     logMessage(eLogLevel::kWarn,
                "KrConnectionBase is being deleted without being removed from the KrExtensionSorter. Please check the "
                "derived class constructor.\n");
@@ -22,8 +22,8 @@ bool KrConnectionBase::_isExcludedFromOrdering() const noexcept {
     return false;
 }
 
-void KrConnectionBase::_setForgetFunction(ForgetFunction forget) noexcept {
-    forgetFunction.store(forget, std::memory_order_release);
+void KrConnectionBase::_setSorterFunctions(const SorterFunctions& functions) noexcept {
+    sorterFunctions.store(&functions, std::memory_order_release);
 }
 
 bool KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
@@ -34,8 +34,7 @@ bool KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
 void KrConnectionBase::_onFieldMoved() {}
 
 void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
-    const auto forget = _isInSorter ? forgetFunction.load(std::memory_order_acquire) : nullptr;
-    if (forget != nullptr) forget(*this);
+    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->forget(*this);
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
 }
@@ -43,11 +42,13 @@ void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
 void KrConnectionBase::_setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept {
     _source = source;
     _sink = sink;
+    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->askAnew(*this);
 }
 
 void KrConnectionBase::_setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept {
     _sourceOwner = sourceOwner;
     _sinkOwner = sinkOwner;
+    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->askAnew(*this);
 }
 
 }  // namespace Kr

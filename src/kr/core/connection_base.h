@@ -59,7 +59,7 @@ class KR_API KrConnectionBase : public KrBase {
     [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
                                                            KrData::FieldBase& sink) const = 0;
 
-    /// Whether the connection does not order its extensions, as one that delivers later.
+    /// Whether the connection does not order its extensions, as one that delivers later. Does not change.
     [[nodiscard]] virtual bool _isExcludedFromOrdering() const noexcept;
 
     /// Where the list of the field at that end keeps this connection, so that it is found without a search. For
@@ -79,10 +79,13 @@ class KR_API KrConnectionBase : public KrBase {
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
     void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
-    /// What takes a connection out of the sorter that loses its fields, or dies, while it is registered there; the
-    /// sorter installs it.
-    using ForgetFunction = void (*)(KrConnectionBase&) noexcept;
-    static void _setForgetFunction(ForgetFunction forget) noexcept;
+    /// What the sorter does for a connection that is registered there; the sorter installs it.
+    struct SorterFunctions {
+        void (*forget)(KrConnectionBase&) noexcept;   ///< takes out one that loses its fields, or dies
+        void (*askAnew)(KrConnectionBase&) noexcept;  ///< another field or owner may change what it orders
+    };
+    /// \param functions  borrowed for good.
+    static void _setSorterFunctions(const SorterFunctions& functions) noexcept;
 
 protected:
     KrConnectionBase() = default;

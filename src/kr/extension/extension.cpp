@@ -115,7 +115,8 @@ void KrExtension::_setOwner(KrObject* owner) {
     if (_owner != nullptr && _hasImplementation) {
         Kr::callGuarded(detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); });
     }
-    _owner = owner;
+    const auto* before = _owner.exchange(owner);
+    KrExtensionSorter::_onOwnerChanged(*this, before);
     if (_owner != nullptr && _hasImplementation) {
         Kr::callGuarded(detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); });
     }

@@ -208,6 +208,8 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     /// The sorter's number for this extension while it is registered there. For the sorter only.
     static constexpr std::uint32_t kNoSlot = 0xffffffff;
     [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot.load(std::memory_order_relaxed); }
+    /// Has the processor fetch it for a question to come.
+    void _fetchSorterSlot() const noexcept { __builtin_prefetch(&_sorterSlot); }
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot.store(slot, std::memory_order_relaxed); }
 
 protected:

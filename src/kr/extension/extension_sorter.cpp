@@ -32,8 +32,10 @@ bool KrExtensionSorter::hasInstance() noexcept {
 }
 
 KrExtensionSorter::KrExtensionSorter() : _state(std::make_unique<State>()) {
-    Kr::KrConnectionBase::_setForgetFunction(
-        [](Kr::KrConnectionBase& connection) noexcept { instance()._removeConnection(&connection); });
+    static constexpr Kr::KrConnectionBase::SorterFunctions kFunctions{
+        [](Kr::KrConnectionBase& connection) noexcept { instance()._removeConnection(&connection); },
+        [](Kr::KrConnectionBase& connection) noexcept { instance()._onConnectionChanged(connection); }};
+    Kr::KrConnectionBase::_setSorterFunctions(kFunctions);
     isMade.store(true, std::memory_order_release);
 }
 
@@ -80,6 +82,52 @@ void KrExtensionSorter::unregisterListener(Listener* listener) {
 
 // --- The graph -----------------------------------------------------------------------------------------------------
 
+namespace {
+
+/// Fewer are not worth the trouble.
+constexpr std::size_t kFewGaps = 64;
+
+/// Closes the gaps; `onMove` hears of every place that changes.
+template <class T, class OnMove>
+void closeGaps(std::vector<T*>& list, const OnMove& onMove) {
+    std::uint32_t to = 0;
+    for (std::uint32_t from = 0; from < list.size(); ++from) {
+        if (list[from] == nullptr) continue;
+        list[from]->_setSorterSlot(to);
+        list[to] = list[from];
+        onMove(from, to++);
+    }
+    list.resize(to);
+}
+
+}  // namespace
+
+void KrExtensionSorter::State::dropLostEdges() {
+    if (!std::exchange(hasExtensionLeft, false)) return;
+    for (auto& edge : edges) {
+        const bool isLost = detail::isKnown(edge) && (!extensions[edge.source] || !extensions[edge.target]);
+        if (isLost) edge = detail::kUnknown;
+    }
+}
+
+void KrExtensionSorter::State::closeExtensionGaps() {
+    if (extensionGaps.size() <= std::max(kFewGaps, extensions.size() / 2)) return;
+    dropLostEdges();
+    std::vector<std::uint32_t> numbers(extensions.size());
+    closeGaps(extensions, [&](std::uint32_t from, std::uint32_t to) { numbers[from] = to; });
+    extensionGaps.clear();
+    for (auto& edge : edges) {
+        if (detail::isKnown(edge)) edge = {numbers[edge.source], numbers[edge.target]};
+    }
+}
+
+void KrExtensionSorter::State::closeConnectionGaps() {
+    if (connectionGapCount <= std::max(kFewGaps, connections.size() / 2)) return;
+    closeGaps(connections, [&](std::uint32_t from, std::uint32_t to) { edges[to] = edges[from]; });
+    edges.resize(connections.size());
+    connectionGapCount = 0;
+}
+
 void KrExtensionSorter::addExtension(KrExtension* extension) {
     if (extension == nullptr) return;
     {
@@ -100,7 +148,9 @@ void KrExtensionSorter::removeExtension(KrExtension* extension) {
         if (slot == KrExtension::kNoSlot) return;
         extension->_setSorterSlot(KrExtension::kNoSlot);
         _state->extensions[slot] = nullptr;
-        _state->firstExtensionGap = std::min<std::size_t>(_state->firstExtensionGap, slot);
+        _state->extensionGaps.push_back(slot);
+        _state->hasExtensionLeft = true;
+        _state->closeExtensionGaps();
         _state->isBuilt = false;
     }
     _state->tellListeners([&](Listener& listener) { listener.onExtensionRemoved(extension); });
@@ -114,6 +164,7 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
         connection->_setSorterSlot(static_cast<std::uint32_t>(_state->connections.size()));
         connection->_setRegisteredInSorter(true);
         _state->connections.push_back(connection);
+        _state->edges.push_back(detail::kUnknown);
         _state->isBuilt = false;
     }
     _state->tellListeners([&](Listener& listener) { listener.onConnectionAdded(connection); });
@@ -126,12 +177,30 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
         if (!_state->isRegistered(*connection)) return;
         const auto slot = connection->_getSorterSlot();
         _state->connections[slot] = nullptr;
-        _state->firstConnectionGap = std::min<std::size_t>(_state->firstConnectionGap, slot);
+        _state->edges[slot] = detail::kUnknown;
+        ++_state->connectionGapCount;
+        _state->closeConnectionGaps();
         connection->_setSorterSlot(Kr::KrConnectionBase::kNoSlot);
         connection->_setRegisteredInSorter(false);
         _state->isBuilt = false;
     }
     _state->tellListeners([&](Listener& listener) { listener.onConnectionRemoved(connection); });
+}
+
+void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connection) {
+    const std::lock_guard lock(_state->mutex);
+    if (!_state->isRegistered(connection)) return;
+    _state->edges[connection._getSorterSlot()] = detail::kUnknown;
+    _state->isBuilt = false;
+}
+
+void KrExtensionSorter::_onOwnerChanged(const KrExtension& extension, const KrExtension* before) {
+    // What is registered stands for itself, and for all below it.
+    if (!hasInstance() || extension._getSorterSlot() != KrExtension::kNoSlot) return;
+    if (detail::findSorterSlot(before) == detail::findSorterSlot(extension.getOwner())) return;
+    auto& state = *instance()._state;
+    const std::lock_guard lock(state.mutex);
+    state.isBuilt = false;
 }
 
 void KrExtensionSorter::reset() {
@@ -146,71 +215,62 @@ void KrExtensionSorter::reset() {
     }
     _state->extensions.clear();
     _state->connections.clear();
-    _state->firstExtensionGap = 0;
-    _state->firstConnectionGap = 0;
+    _state->edges.clear();
+    _state->extensionGaps.clear();
+    _state->connectionGapCount = 0;
+    _state->hasExtensionLeft = false;
     _state->isBuilt = false;
 }
 
 // --- Building ------------------------------------------------------------------------------------------------------
 
-namespace detail {
-
-std::uint32_t findSorterSlot(const KrExtension* extension) noexcept {
-    for (; extension != nullptr; extension = extension->getOwner()) {
-        const auto slot = extension->_getSorterSlot();
-        if (slot != KrExtension::kNoSlot) return slot;
-    }
-    return KrExtension::kNoSlot;
+detail::ExecutionEdge KrExtensionSorter::State::edgeOf(const Kr::KrConnectionBase& connection) noexcept {
+    if (!connection.isValid() || connection._isExcludedFromOrdering()) return detail::kUnknown;
+    const auto* sourceOwner = connection.getSourceOwner();
+    const auto* sinkOwner = connection.getSinkOwner();
+    const detail::ExecutionEdge edge{detail::findSorterSlot(sourceOwner), detail::findSorterSlot(sinkOwner)};
+    if (edge.source == KrExtension::kNoSlot || edge.target == KrExtension::kNoSlot) return detail::kUnknown;
+    // Two extensions inside one registered object: its own affair, no cycle.
+    if (edge.source == edge.target && sourceOwner != sinkOwner) return detail::kUnknown;
+    return edge;
 }
-
-}  // namespace detail
 
 namespace {
 
-/// Closes the gaps from `first` on and answers the end of the list.
-template <class T>
-std::size_t closeGaps(std::vector<T*>& list, std::size_t first) {
-    for (std::size_t from = first; from < list.size(); ++from) {
-        if (list[from] == nullptr) continue;
-        list[from]->_setSorterSlot(static_cast<std::uint32_t>(first));
-        list[first++] = list[from];
-    }
-    list.resize(first);
-    return first;
+/// The processor waits longest for the owners, which lie anywhere.
+void fetchOwners(const std::vector<Kr::KrConnectionBase*>& connections, std::size_t i) {
+    if (i >= connections.size() || connections[i] == nullptr) return;
+    if (const auto* owner = connections[i]->getSourceOwner()) owner->_fetchSorterSlot();
+    if (const auto* owner = connections[i]->getSinkOwner()) owner->_fetchSorterSlot();
 }
 
 }  // namespace
 
-void KrExtensionSorter::State::compact() {
-    firstExtensionGap = closeGaps(extensions, firstExtensionGap);
-    firstConnectionGap = closeGaps(connections, firstConnectionGap);
-}
-
-std::optional<detail::ExecutionEdge> KrExtensionSorter::State::edgeOf(const Kr::KrConnectionBase& connection) noexcept {
-    if (!connection.isValid() || connection._isExcludedFromOrdering()) return std::nullopt;
-    const auto* sourceOwner = connection.getSourceOwner();
-    const auto* sinkOwner = connection.getSinkOwner();
-    const detail::ExecutionEdge edge{detail::findSorterSlot(sourceOwner), detail::findSorterSlot(sinkOwner)};
-    if (edge.source == KrExtension::kNoSlot || edge.target == KrExtension::kNoSlot) return std::nullopt;
-    // Two extensions inside one registered object: its own affair, no cycle.
-    if (edge.source == edge.target && sourceOwner != sinkOwner) return std::nullopt;
-    return edge;
-}
-
-std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() const {
-    std::vector<detail::ExecutionEdge> edges;
-    edges.reserve(connections.size());
-    for (const auto* connection : connections) {
-        if (const auto edge = edgeOf(*connection)) edges.push_back(*edge);
+std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() {
+    constexpr std::size_t kAhead = 8;
+    std::vector<detail::ExecutionEdge> collected;
+    collected.reserve(connections.size());
+    for (std::size_t i = 0; i < connections.size(); ++i) {
+        auto edge = edges[i];
+        if (!detail::isKnown(edge) && connections[i] != nullptr) {
+            fetchOwners(connections, i + kAhead);
+            edge = edgeOf(*connections[i]);
+            // Where an object stands for an end, that may change with the owners in between, which nobody tells here.
+            const bool isSettled = detail::isKnown(edge) &&
+                                   connections[i]->getSourceOwner()->_getSorterSlot() == edge.source &&
+                                   connections[i]->getSinkOwner()->_getSorterSlot() == edge.target;
+            if (isSettled) edges[i] = edge;
+        }
+        if (detail::isKnown(edge)) collected.push_back(edge);
     }
-    return edges;
+    return collected;
 }
 
 KrExtensionSorter::State::Report KrExtensionSorter::State::build() {
     Report report;
     if (isBuilt) return report;
-    compact();
-    order = detail::computeExecutionOrder(static_cast<std::uint32_t>(extensions.size()), collectEdges());
+    dropLostEdges();
+    order = detail::computeExecutionOrder(static_cast<std::uint32_t>(extensions.size()), collectEdges(), extensionGaps);
     ranks.resize(extensions.size());
     for (std::size_t i = 0; i < order.nodes.size(); ++i)
         ranks[order.nodes[i]] = static_cast<std::uint32_t>(i);
@@ -253,15 +313,21 @@ struct Ranked {
     std::uint32_t index;
 };
 
-/// Brings the ranked entries to the front in the order of their ranks, by swapping each with the entry that stands in
-/// its place; the others end where these swaps leave them.
+/// Brings one entry of each rank to the front in the order of the ranks, by swapping it with the entry that stands in
+/// its place; the others end where these swaps leave them. Of repeated entries it takes the one that stands foremost
+/// by then.
 void swapToFront(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list, const std::vector<Ranked>& ranked) {
     std::vector<std::uint32_t> placeOf(list.size());  // of each original entry, now
     std::vector<std::uint32_t> entryAt(list.size());  // the original entry at each place
     for (std::uint32_t i = 0; i < list.size(); ++i)
         placeOf[i] = entryAt[i] = i;
-    for (std::uint32_t front = 0; front < ranked.size(); ++front) {
-        const auto wanted = ranked[front].index;
+    std::uint32_t front = 0;
+    for (auto next = ranked.begin(); next != ranked.end(); ++front) {
+        auto wanted = next->index;
+        const auto rank = next->rank;
+        for (; next != ranked.end() && next->rank == rank; ++next) {
+            if (placeOf[next->index] < placeOf[wanted]) wanted = next->index;
+        }
         const auto from = placeOf[wanted];
         const auto displaced = entryAt[front];
         list[front].swap(list[from]);
@@ -292,14 +358,7 @@ void KrExtensionSorter::sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>&
             }
         }
     }
-    // The first of repeated entries is taken, the others count as strangers.
-    const auto isBefore = [](const Ranked& left, const Ranked& right) {
-        return left.rank != right.rank ? left.rank < right.rank : left.index < right.index;
-    };
-    std::sort(ranked.begin(), ranked.end(), isBefore);
-    ranked.erase(std::unique(ranked.begin(), ranked.end(),
-                             [](const Ranked& left, const Ranked& right) { return left.rank == right.rank; }),
-                 ranked.end());
+    std::sort(ranked.begin(), ranked.end(), [](const Ranked& a, const Ranked& b) { return a.rank < b.rank; });
     swapToFront(list, ranked);
     _state->tell(report);
     if (unknownCount != 0) {

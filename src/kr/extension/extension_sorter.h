@@ -34,8 +34,8 @@ struct KrConnectionCycle {
 /// and they run in the order of their registration, before what only follows from them.
 ///
 /// Thread: callable from any thread. The mutex covers bookkeeping only; listeners and the log are called without it.
-/// Changes of the fields and owners of registered extensions stay with the application thread, as do the questions that
-/// walk them, those that take an extension, an object or a field.
+/// Changes of the fields, names and owners of registered extensions stay with the application thread, as do the
+/// questions that walk them: those that take an extension, an object or a field, getCycles and toDot.
 /// Ownership: extensions and connections are borrowed. Both take themselves out when they die.
 class KR_API KrExtensionSorter {
 public:
@@ -104,12 +104,16 @@ public:
     // --- For connections and extensions ----------------------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
     void _removeConnection(Kr::KrConnectionBase* connection);
+    /// The extension has another owner now.
+    static void _onOwnerChanged(const KrExtension& extension, const KrExtension* before);
 
 private:
     struct State;
 
     KrExtensionSorter();
     ~KrExtensionSorter();
+
+    void _onConnectionChanged(const Kr::KrConnectionBase& connection);
 
     std::unique_ptr<State> _state;
 };

@@ -157,8 +157,16 @@ bool KrExtensionSorter::hasGraphCycle() const {
 
 namespace {
 
-/// The connections that order extensions, by the number of the extension where they end.
-using Incoming = std::map<std::uint32_t, std::vector<const Kr::KrConnectionBase*>>;
+/// One end of a connection, as a text.
+std::string pathOf(const KrData::FieldBase* field) {
+    return field != nullptr ? field->getPath() : std::string();
+}
+
+/// A connection by which one extension of a loop feeds another.
+struct Feed {
+    std::uint32_t source;
+    const Kr::KrConnectionBase* connection;
+};
 
 }  // namespace
 
@@ -172,39 +180,32 @@ std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
         std::vector<bool> isInLoop(_state->extensions.size(), false);
         for (std::size_t i = 0; i < order.loopCount; ++i)
             isInLoop[order.nodes[order.sortedCount + i]] = true;
-        Incoming incoming;
+        std::map<std::uint32_t, Feed> feeds;  // the first of each extension in a loop
         for (const auto* connection : _state->connections) {
-            const auto edge = connection != nullptr ? State::edgeOf(*connection) : std::nullopt;
-            if (edge && isInLoop[edge->source] && isInLoop[edge->target]) incoming[edge->target].push_back(connection);
+            if (order.loopCount == 0) break;
+            const auto edge = connection != nullptr ? State::edgeOf(*connection) : detail::kUnknown;
+            if (detail::isKnown(edge) && isInLoop[edge.source] && isInLoop[edge.target])
+                feeds.try_emplace(edge.target, Feed{edge.source, connection});
         }
-        // Everything in a loop has a predecessor in it, so a walk backwards must meet itself. Extensions that changed
-        // their owner since the build may end it early.
+        // Everything in a loop is fed by something in it, so a walk backwards must meet itself.
         std::vector<std::uint32_t> walkOf(_state->extensions.size(), 0);
         std::uint32_t walk = 0;
         for (std::size_t i = 0; i < order.loopCount; ++i) {
             auto node = order.nodes[order.sortedCount + i];
             if (walkOf[node] != 0) continue;
             ++walk;
-            std::vector<std::pair<std::uint32_t, const Kr::KrConnectionBase*>> path;
-            bool isOpen = false;
-            while (walkOf[node] == 0 && !isOpen) {
+            std::vector<std::uint32_t> path;
+            for (; walkOf[node] == 0; node = feeds.at(node).source) {
                 walkOf[node] = walk;
-                const auto found = incoming.find(node);
-                isOpen = found == incoming.end();
-                if (isOpen) continue;
-                const auto* connection = found->second.front();
-                path.emplace_back(node, connection);
-                node = detail::findSorterSlot(connection->getSourceOwner());
+                path.push_back(node);
             }
-            if (isOpen || walkOf[node] != walk) continue;  // no cycle, or one that was found before
+            if (walkOf[node] != walk) continue;  // one that was found before
             KrConnectionCycle cycle;
-            const auto start =
-                std::find_if(path.begin(), path.end(), [&](const auto& each) { return each.first == node; });
+            const auto start = std::find(path.begin(), path.end(), node);
             for (auto step = path.end(); step != start;) {
-                --step;
-                const auto& connection = *step->second;
-                cycle.steps.push_back({_state->extensions[detail::findSorterSlot(connection.getSourceOwner())],
-                                       connection.getSource()->getPath(), connection.getSink()->getPath()});
+                const auto& [source, connection] = feeds.at(*--step);
+                cycle.steps.push_back(
+                    {_state->extensions[source], pathOf(connection->getSource()), pathOf(connection->getSink())});
             }
             cycles.push_back(std::move(cycle));
         }
@@ -240,10 +241,11 @@ void KrExtensionSorter::toDot(std::ostream& stream) const {
         const std::lock_guard lock(_state->mutex);
         report = _state->build();
         const auto& order = _state->order;
+        const auto nodeOf = [&](std::uint32_t number) { return "e" + std::to_string(_state->ranks[number] + 1); };
         for (std::size_t i = 0; i < order.nodes.size(); ++i) {
             const auto number = order.nodes[i];
             const bool isInLoop = i >= order.sortedCount && i < order.sortedCount + order.loopCount;
-            text += "    e" + std::to_string(number) + " [label=\"" + std::to_string(i + 1) + ": " +
+            text += "    " + nodeOf(number) + " [label=\"" + std::to_string(i + 1) + ": " +
                     escaped(_state->extensions[number]->getPath()) + "\"" + (isInLoop ? ", color=red" : "") + "];\n";
         }
         for (const auto* connection : _state->connections) {
@@ -251,9 +253,10 @@ void KrExtensionSorter::toDot(std::ostream& stream) const {
             const auto source = detail::findSorterSlot(connection->getSourceOwner());
             const auto target = detail::findSorterSlot(connection->getSinkOwner());
             if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
-            text += "    e" + std::to_string(source) + " -> e" + std::to_string(target) + " [label=\"" +
-                    escaped(connection->getSource()->getPath()) + " -> " + escaped(connection->getSink()->getPath()) +
-                    "\"" + (connection->_isExcludedFromOrdering() ? ", style=dashed" : "") + "];\n";
+            const bool ordersNothing = !detail::isKnown(State::edgeOf(*connection));
+            text += "    " + nodeOf(source) + " -> " + nodeOf(target) + " [label=\"" +
+                    escaped(pathOf(connection->getSource()) + " -> " + pathOf(connection->getSink())) + "\"" +
+                    (ordersNothing ? ", style=dashed" : "") + "];\n";
         }
     }
     text += "}\n";

@@ -27,7 +27,9 @@ struct ExecutionOrder {
 /// Where cycles stop it, nodes that only follow from cycles are peeled off backwards from the ends; the rest comes by
 /// number, then the peeled ones, each behind its predecessors.
 /// O(nodes + edges), without a map or a set.
+/// \param absent  numbers that are no nodes, each once: they have no edges, and no place in the order.
 [[nodiscard]] KR_API ExecutionOrder computeExecutionOrder(std::uint32_t nodeCount,
-                                                          const std::vector<ExecutionEdge>& edges);
+                                                          const std::vector<ExecutionEdge>& edges,
+                                                          const std::vector<std::uint32_t>& absent = {});
 
 }  // namespace KrSim::detail

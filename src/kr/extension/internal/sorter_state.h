@@ -3,26 +3,38 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "kr/core/connection_base.h"
+#include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/internal/execution_order.h"
+#include "kr/extension/object.h"
 
 namespace KrSim {
 
+namespace detail {
+constexpr ExecutionEdge kUnknown{KrExtension::kNoSlot, KrExtension::kNoSlot};
+[[nodiscard]] constexpr bool isKnown(const ExecutionEdge& edge) noexcept {
+    return edge.source != KrExtension::kNoSlot;
+}
+}  // namespace detail
+
 /// What the sorter's mutex guards. Extensions and connections know their place in the two lists; a place that was
-/// left holds null until the next build closes the gaps, so the order of registration stays.
+/// left holds null, and gaps are closed when they are most of a list, so the order of registration stays.
 struct KrExtensionSorter::State {
     mutable std::mutex mutex;         // guards everything but the listeners
     std::atomic<bool> isBuilt{true};  // of nothing, at first; read without the mutex, too
     std::atomic<std::uint32_t> buildNumber{0};
     std::vector<KrExtension*> extensions;
     std::vector<Kr::KrConnectionBase*> connections;
-    std::size_t firstExtensionGap{0};  // no place before it was left; the places before it are known to be right
-    std::size_t firstConnectionGap{0};
+    /// What each connection orders, so that a build need not touch the connections and extensions that have not
+    /// changed; kUnknown where a build is to ask.
+    std::vector<detail::ExecutionEdge> edges;
+    std::vector<std::uint32_t> extensionGaps;
+    std::size_t connectionGapCount{0};
+    bool hasExtensionLeft{false};      // since the last build, so that edges may have lost their ends
     detail::ExecutionOrder order;      // numbers of extensions
     std::vector<std::uint32_t> ranks;  // of each extension in the order
     std::mutex listenerMutex;          // guards the listeners
@@ -41,12 +53,15 @@ struct KrExtensionSorter::State {
     void tell(const Report& report);
     template <class Tell>
     void tellListeners(const Tell& tell);
-    /// What a connection orders; nothing when it is invalid or excluded, or has an end at no registered extension, or
+    /// What a connection orders; kUnknown when it is invalid or excluded, or has an end at no registered extension, or
     /// both within one registered object.
-    [[nodiscard]] static std::optional<detail::ExecutionEdge> edgeOf(const Kr::KrConnectionBase& connection) noexcept;
-    [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges() const;
-    /// Closes the gaps.
-    void compact();
+    [[nodiscard]] static detail::ExecutionEdge edgeOf(const Kr::KrConnectionBase& connection) noexcept;
+    [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges();
+    /// Forgets edges to extensions that left.
+    void dropLostEdges();
+    /// Do so when most of the list are gaps.
+    void closeExtensionGaps();
+    void closeConnectionGaps();
     [[nodiscard]] bool isRegistered(const Kr::KrConnectionBase& connection) const noexcept {
         const auto slot = connection._getSorterSlot();
         return slot < connections.size() && connections[slot] == &connection;
@@ -56,7 +71,13 @@ struct KrExtensionSorter::State {
 namespace detail {
 /// The number of the registered extension that an end of a connection belongs to: its own, or that of the first object
 /// above it that is registered; KrExtension::kNoSlot when there is none.
-[[nodiscard]] std::uint32_t findSorterSlot(const KrExtension* extension) noexcept;
+[[nodiscard]] inline std::uint32_t findSorterSlot(const KrExtension* extension) noexcept {
+    for (; extension != nullptr; extension = extension->getOwner()) {
+        const auto slot = extension->_getSorterSlot();
+        if (slot != KrExtension::kNoSlot) return slot;
+    }
+    return KrExtension::kNoSlot;
+}
 }  // namespace detail
 
 }  // namespace KrSim
