@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
@@ -313,6 +314,29 @@ TEST_F(Sorter, DrawsWhatItKnows) {
               "    e1 [label=\"1: P \\\"quoted\\\"\"];\n    e2 [label=\"2: Q\"];\n"
               "    e1 -> e2 [label=\"Outputs.Out -> Inputs.In\"];\n"
               "    e2 -> e1 [label=\"Outputs.Out -> Inputs.In\", style=dashed];\n}\n");
+}
+
+TEST_F(Sorter, DrawsThePictureOfTheDocuments) {
+    std::map<std::string, KrSmartPtr<KrExtension>> all;
+    for (const auto* name : {"Dashboard", "Suspension", "Vehicle", "Motor", "Driver"})
+        all.emplace(name, make(name));
+    const auto connect = [&](const char* source, const char* sink, const char* value, bool isExcluded = false) {
+        auto* output = all[source]->getOutput(value);
+        if (output == nullptr) output = all[source]->addOutput(value, KrData::Types::kDouble);
+        auto* input = all[sink]->addInput(value, KrData::Types::kDouble);
+        _links.push_back(std::make_unique<Link>(*output, *input, isExcluded));
+    };
+    connect("Driver", "Motor", "Throttle");
+    connect("Motor", "Vehicle", "Torque");
+    connect("Vehicle", "Suspension", "Load");
+    connect("Suspension", "Vehicle", "Force");
+    connect("Vehicle", "Dashboard", "Speed");
+    connect("Vehicle", "Driver", "Speed", true);
+    const LogCapture log;
+    std::ostringstream picture, expected;
+    _sorter.toDot(picture);
+    expected << std::ifstream(KR_DOCS "/pictures/execution-order.dot").rdbuf();
+    EXPECT_EQ(picture.str(), expected.str());
 }
 
 TEST_F(Sorter, TellsListenersWhoMayThrowAndLeave) {
