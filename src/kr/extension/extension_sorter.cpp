@@ -255,7 +255,7 @@ std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() {
         if (!detail::isKnown(edge) && connections[i] != nullptr) {
             fetchOwners(connections, i + kAhead);
             edge = edgeOf(*connections[i]);
-            // Where an object stands for an end, that may change with the owners in between, which nobody tells here.
+            // Where an object stands for an end, another may do so when owners change: to be asked again.
             const bool isSettled = detail::isKnown(edge) &&
                                    connections[i]->getSourceOwner()->_getSorterSlot() == edge.source &&
                                    connections[i]->getSinkOwner()->_getSorterSlot() == edge.target;

@@ -59,7 +59,7 @@ struct KrExtensionSorter::State {
     [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges();
     /// Forgets edges to extensions that left.
     void dropLostEdges();
-    /// Do so when most of the list are gaps.
+    /// Close the gaps when they are most of the list.
     void closeExtensionGaps();
     void closeConnectionGaps();
     [[nodiscard]] bool isRegistered(const Kr::KrConnectionBase& connection) const noexcept {
