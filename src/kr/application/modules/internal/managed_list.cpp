@@ -32,12 +32,10 @@ ManagedList::Extensions ManagedList::takeAll() {
 }
 
 bool ManagedList::contains(const KrExtension* extension) {
-    if (extension == nullptr) _closeGaps();
     return _find(extension).has_value();
 }
 
 std::optional<ManagedList::Holder> ManagedList::take(const KrExtension* extension) {
-    if (extension == nullptr) _closeGaps();
     if (_places.empty() && ++_takesInARow > kTakesWithoutIndex) _indexPlaces();
     const auto place = _find(extension);
     if (!place) return std::nullopt;
@@ -47,7 +45,8 @@ std::optional<ManagedList::Holder> ManagedList::take(const KrExtension* extensio
     return taken;
 }
 
-std::optional<std::uint32_t> ManagedList::_find(const KrExtension* extension) const {
+std::optional<std::uint32_t> ManagedList::_find(const KrExtension* extension) {
+    if (extension == nullptr) _closeGaps();  // which are null, too
     if (extension == nullptr || _places.empty()) {
         const auto found =
             std::find_if(_items.begin(), _items.end(), [&](const Holder& each) { return each.get() == extension; });

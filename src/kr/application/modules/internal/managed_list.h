@@ -35,7 +35,7 @@ private:
     void _closeGaps();
     void _forgetPlaces();
     void _indexPlaces();
-    [[nodiscard]] std::optional<std::uint32_t> _find(const KrExtension* extension) const;
+    [[nodiscard]] std::optional<std::uint32_t> _find(const KrExtension* extension);
 
     Extensions _items;
     std::vector<std::uint32_t> _gaps;  // places of entries that were taken; null there
