@@ -16,6 +16,7 @@ namespace Kr {
 /// Containers hand over children with the same identifier, vectors what changed, enumerations go to their own type, and
 /// other values wherever they can be converted (CanConvert). docs/connections.md tells what happens in which order.
 ///
+/// A value of the sink's own type is not clamped into its range; one that is converted is.
 /// A change of the source by somebody who hears of this very transfer is not transferred: that is what stops a loop.
 /// Ownership: made with `new` or as a member; whoever makes it destroys it, before or after the fields.
 /// KrConnectionFactory makes the right kind for any two fields, and can leave it to the extension of the sink.
@@ -33,8 +34,9 @@ class KR_API KrConnection final : public KrFunctorConnection {
     /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
-    /// Applied to every component of the value from now on, which is transferred once; an empty one copies again. False
-    /// while invalid, and for fields that CanApplyTransferFunction does not take.
+    /// Applied to every component of the value, in SI units, from now on; transfers once at once. An empty function
+    /// copies again. False while invalid, and for fields that CanApplyTransferFunction does not take. What the function
+    /// throws is logged as a warning, and the sink stays as it is.
     bool setTransferFunction(DirectConnectionFunctor::TransferFunction function);
 
     /// Whether the kinds of the fields go together, whatever their roles. False for null.

@@ -11,9 +11,12 @@ class KR_API KrConnectionFactory {
 public:
     KrConnectionFactory() = delete;
 
-    /// Connects the two fields, and leaves the connection to the extension of the sink (of the source, where the sink
-    /// has none): it lives as long as that, or until its fields die. Null, and the log says why, when they do not fit
-    /// or neither has an extension.
+    /// Connects the two fields, transfers once, and leaves the connection to the extension of the sink (of the source,
+    /// where the sink has none): it lives as long as that, or until one of its fields dies, so do not keep the address
+    /// for longer. disable(true) stops it before. Null, and the log says why, when the fields do not fit or neither has
+    /// an extension. A handle's field is `*handle.getField()`:
+    ///
+    ///     Kr::KrConnectionFactory::connect(*pedal.position.getField(), *motor.pedal.getField());
     static KrConnectionBase* connect(KrData::FieldBase& source, KrData::FieldBase& sink);
 
     /// A ProxyToFieldBaseConnection, a FieldBaseToProxyConnection or a KrConnection, whichever the fields ask for; null

@@ -33,12 +33,14 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
     void _onFieldMoved() final;
 
 protected:
+    /// Whether the roles of the fields must go together (the table of KrConnection), or none are looked at.
     enum class Roles { kChecked, kAny };
 
     KrFunctorConnection() = default;
 
     /// Binds the fields by the functor, registers, and transfers once when `transferNow` is set; a connection that is
-    /// not to transfer now begins all the same enabled. At most once.
+    /// not to transfer now begins all the same enabled. Only while invalid; afterwards it may be invalid again, when
+    /// somebody who was told destroyed a field.
     void _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                 Roles roles, bool transferNow);
     /// Leaves both fields and the sorter, and becomes invalid.

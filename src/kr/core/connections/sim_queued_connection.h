@@ -13,7 +13,8 @@ namespace Kr {
 /// runs earlier in the frame sees the value in its next update.
 ///
 /// Values under way reach the sink, if it lives then, also when the connection is disabled or destroyed meanwhile.
-/// Roles are free. Ownership: as of KrConnection; fields and the connection itself live and die on one thread.
+/// The fields may have any roles; the gate of an Output and a Parameter is asked when the copy is taken.
+/// Ownership: as of KrConnection; fields and the connection itself live and die on one thread.
 class KR_API KrSimQueuedConnection final : public KrFunctorConnection {
     KR_BASE_CLASS(KrSimQueuedConnection, KrFunctorConnection)
 
