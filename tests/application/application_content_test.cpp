@@ -10,6 +10,9 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/content/paths/content_path.h"
+#include "kr/data/field.h"
+#include "kr/data/proxy.h"
+#include "kr/extension/content_registry.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
@@ -160,6 +163,28 @@ TEST(Content, ThatIsChangedDuringThePassesWaitsForTheirEnd) {
     const auto state = Kr::makeSmart<KrSim::KrSimulationState>();
     application.fillSimulationState(state);
     EXPECT_EQ(state->getExtensionStates().size(), 6U);
+}
+
+TEST(Content, LetsProxiesFindWhatComesAfterThem) {
+    Host host;
+    const auto panel = make("Panel");
+    const auto car = make("Car");
+    auto* speed = car->addOutput("Speed", KrData::Types::kDouble);
+    auto* proxy = static_cast<KrData::Proxy*>(panel->addOutput("Shown", KrData::Types::kProxy));
+    KrSim::KrContentRegistry::instance().unregisterExtension(car.get());
+    proxy->addLink(KrSim::KrContentReference(car->getContentID()), "Outputs.Speed");
+    int changes = 0;
+    const auto watch = proxy->addObserver([&](const KrData::FieldBase&) { ++changes; });
+    host.application->add(panel.get());
+    host.application->update();
+    EXPECT_FALSE(proxy->getLink(0).isValid());
+    KrSim::KrContentRegistry::instance().registerExtension(car.get());
+    host.application->add(car.get());
+    host.application->update();
+    EXPECT_TRUE(proxy->getLink(0).isValid());
+    changes = 0;
+    static_cast<KrData::Field<double>*>(speed)->setValue(3.0);
+    EXPECT_EQ(changes, 1);
 }
 
 // --- Modules that change what they are told of ---------------------------------------------------------------------

@@ -94,6 +94,7 @@ bool KrApplication::_runFrame() {
     if (isPaused) {
         _passPausedFrame();
     } else {
+        _content->_updateProxies();
         _pace();
         _runPasses();
     }

@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "kr/application/modules/simulator_module.h"
+#include "kr/data/proxy.h"
 #include "kr/extension/extension_sorter.h"
+#include "kr/extension/input_output_container.h"
 
 namespace KrSim {
 
@@ -19,6 +21,20 @@ void collect(const KrObject& object, std::vector<Kr::KrSmartPtr<KrExtension>>& e
         extensions.push_back(each);
         if (const auto* child = asObject(*each)) collect(*child, extensions);
     }
+}
+
+void collectProxies(const KrData::FieldBase& group, std::vector<KrData::FieldReference>& proxies) {
+    for (auto* field : group.getChildren()) {
+        if (field->getDataType() == KrData::Types::kProxy) proxies.emplace_back(field);
+        collectProxies(*field, proxies);
+    }
+}
+
+bool missesNothing(const KrData::Proxy& proxy) {
+    for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
+        if (!proxy.getLink(i).isValid()) return false;
+    }
+    return true;
 }
 
 template <class Item, class Value>
@@ -147,6 +163,8 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
     if (!_belongsHere(extension) || !_present.insert(&extension).second) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
     KrExtensionSorter::instance().addExtension(&extension);
+    collectProxies(extension.getFieldsContainer(), _waitingProxies);
+    _hasNewContent = true;
     _offer(extension);
     if (!contains(&extension)) return;
     _observer._onExtensionEntered(extension);
@@ -174,6 +192,9 @@ void KrContentDispatcher::_leave(KrExtension& extension) {
     }
     if (_present.erase(&extension) > 0) {  // otherwise a module was faster
         _withdraw(extension);
+        std::erase_if(_waitingProxies, [&](const auto& each) {
+            return !each.isAlive() || each.get()->getOwnerExtension() == &extension;
+        });
         KrExtensionSorter::instance().removeExtension(&extension);
         _observer._onExtensionLeft(extension);
     }
@@ -216,6 +237,18 @@ bool KrContentDispatcher::_hasHeardOf(const KrSimulatorModule& module, const KrE
         if (std::find(rest, offer->extensions.end(), &extension) != offer->extensions.end()) return false;
     }
     return true;
+}
+
+void KrContentDispatcher::_updateProxies() {
+    if (!_hasNewContent) return;
+    _hasNewContent = false;
+    // Observers of proxies may bring content.
+    auto proxies = std::exchange(_waitingProxies, {});
+    std::erase_if(proxies, [](const auto& each) {
+        if (each.isAlive()) static_cast<KrData::Proxy*>(each.get())->updateLinks();
+        return !each.isAlive() || missesNothing(*static_cast<const KrData::Proxy*>(each.get()));
+    });
+    _waitingProxies.insert(_waitingProxies.end(), proxies.begin(), proxies.end());
 }
 
 // --- Modules that come and go --------------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kr/application/fwd.h"
+#include "kr/data/field_reference.h"
 #include "kr/extension/object.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
@@ -46,6 +47,9 @@ public:
     void _addModule(KrSimulatorModule& module);
     /// The module counts no more from now on; then all that it was offered is withdrawn from it.
     void _removeModule(KrSimulatorModule& module);
+    /// Lets proxy fields find what they link and has come meanwhile: those of content that came since the last call,
+    /// and those that still miss something. Costs nothing while no content comes.
+    void _updateProxies();
     /// Calls the function with each module; those that go meanwhile are left out.
     template <class Call>
     void _forEachModule(const Call& call) const {
@@ -73,6 +77,8 @@ private:
     KrObject& _root;
     Observer& _observer;
     std::unordered_set<const KrExtension*> _present;
+    std::vector<KrData::FieldReference> _waitingProxies;
+    bool _hasNewContent{false};
     std::shared_ptr<const Modules> _modules;  // replaced when it changes
 
     // Under way, the innermost first
