@@ -51,3 +51,23 @@ function(kr_benchmark name)
     endif()
   endif()
 endfunction()
+
+# kr_benchmark_moc(<name> <header>): signals and slots of a peer class. Without Qt the program has no such class; where
+# only its compiler is missing, it leaves that peer out.
+function(kr_benchmark_moc name header)
+  if(NOT TARGET PkgConfig::peer_Qt5Core)
+    return()
+  endif()
+  pkg_get_variable(qt_programs Qt5Core host_bins)
+  find_program(KR_QT_MOC moc HINTS "${qt_programs}")
+  if(NOT KR_QT_MOC)
+    return()
+  endif()
+  cmake_path(GET header STEM stem)
+  set(made "${CMAKE_CURRENT_BINARY_DIR}/${stem}_moc.cpp")
+  add_custom_command(OUTPUT "${made}"
+    COMMAND "${KR_QT_MOC}" "${CMAKE_CURRENT_SOURCE_DIR}/${header}" -o "${made}" -p benchmarks
+    DEPENDS "${header}")
+  target_sources(${name}_benchmark PRIVATE "${made}")
+  target_compile_definitions(${name}_benchmark PRIVATE KR_HAVE_QT_MOC)
+endfunction()

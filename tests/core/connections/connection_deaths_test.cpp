@@ -108,11 +108,12 @@ public:
     }
 
     [[nodiscard]] static std::vector<std::string> kinds() {
-        return {"Plain",  "Converting", "Function",  "Container", "Array",
-                "Vector", "Queued",     "FromProxy", "ToProxy"};
+        return {"Plain", "Converting", "Function", "Container", "Array", "Vector", "Queued", "FromProxy", "ToProxy"};
     }
     /// A converted value is equal in number only.
-    [[nodiscard]] bool areEqual() const { return sink->isEqual(*source) || (sink->as<int>() && sink->toReal() == source->toReal()); }
+    [[nodiscard]] bool areEqual() const {
+        return sink->isEqual(*source) || (sink->as<int>() && sink->toReal() == source->toReal());
+    }
 
     using Act = void (*)(Rig&);
     [[nodiscard]] static const std::vector<std::pair<const char*, Act>>& acts() {
@@ -256,11 +257,10 @@ TEST_P(Deaths, OfTheOwnerOfAConnectionWhoseFieldsHaveLeft) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, Deaths, testing::ValuesIn(Rig::kinds()),
-                         [](const auto& each) { return each.param; });
+INSTANTIATE_TEST_SUITE_P(Each, Deaths, testing::ValuesIn(Rig::kinds()), [](const auto& each) { return each.param; });
 
 TEST(ManyConnections, OfOneSourceDieQuickly) {
-    #ifdef NDEBUG
+#ifdef NDEBUG
     constexpr int kCount = 1'000'000;
 #else
     constexpr int kCount = 100'000;

@@ -41,8 +41,7 @@ enum class eGear { kPark, kDrive };
 enum class eLight { kOff, kOn };
 KR_REGISTER_ENUM(connection_test::eGear, {connection_test::eGear::kPark, "Park"},
                  {connection_test::eGear::kDrive, "Drive"});
-KR_REGISTER_ENUM(connection_test::eLight, {connection_test::eLight::kOff, "Off"},
-                 {connection_test::eLight::kOn, "On"});
+KR_REGISTER_ENUM(connection_test::eLight, {connection_test::eLight::kOff, "Off"}, {connection_test::eLight::kOn, "On"});
 
 constexpr const char* kNoParent = "2 KrConnectionBase: can only use fields that are in a parent container\n";
 
@@ -147,11 +146,10 @@ TEST(ConnectionKinds, DecideWhetherFieldsFit) {
         bool fits;
     };
     const std::vector<Case> cases{
-        {&group, &sinkGroup, true},   {&group, whole, false},     {&reals, &sinkReals, true},
-        {&reals, &numbers, false},    {gear, sinkGear, true},     {gear, light, false},
-        {untyped, sinkUntyped, false}, {untyped, sinkGear, false}, {gear, whole, true},
-        {real, whole, true},          {real, color, false},       {real, position, false},
-        {&array, position, true},     {&reals, whole, false},
+        {&group, &sinkGroup, true}, {&group, whole, false}, {&reals, &sinkReals, true},    {&reals, &numbers, false},
+        {gear, sinkGear, true},     {gear, light, false},   {untyped, sinkUntyped, false}, {untyped, sinkGear, false},
+        {gear, whole, true},        {real, whole, true},    {real, color, false},          {real, position, false},
+        {&array, position, true},   {&reals, whole, false},
     };
     for (const auto& each : cases) {
         const auto what = each.source->getID().str() + " " + each.sink->getID().str();
@@ -165,9 +163,10 @@ TEST(ConnectionKinds, DecideWhetherFieldsFit) {
 
     const LogCapture log;
     EXPECT_FALSE(KrConnection(&reals, &numbers).isValid());
-    EXPECT_THAT(log.lines(),
-                ElementsAre("5 KrConnection: KrData::Vector source [O.R] and sink [I.N] must have the same data type.\n",
-                            "5 KrConnection: could not create connection from .O.R -> I.N. Check that types match. \n"));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("5 KrConnection: KrData::Vector source [O.R] and sink [I.N] must have the same data type.\n",
+                    "5 KrConnection: could not create connection from .O.R -> I.N. Check that types match. \n"));
 }
 
 TEST(ConnectionDimensions, AreToldButNeverRefused) {

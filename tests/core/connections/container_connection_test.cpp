@@ -122,7 +122,8 @@ TEST_F(Containers, PassOverWhatDoesNotFit) {
     const LogCapture log;
     const KrConnection connection(&_from, &_to);
     EXPECT_TRUE(connection.isValid());
-    EXPECT_THAT(log.lines(), testing::Each(testing::StartsWith("5 KrConnection: KrData::Vector source [Outputs.From.v]")));
+    EXPECT_THAT(log.lines(),
+                testing::Each(testing::StartsWith("5 KrConnection: KrData::Vector source [Outputs.From.v]")));
     const auto count = log.lines().size();
     EXPECT_GE(count, 1U);
     b->setValue(3.0);

@@ -47,7 +47,11 @@ TEST_F(Vectors, LookAtTheChangedRangesOnlyWhileTheyAreKept) {
         {"erase", [&] { _source.erase(5, 2); }, false},
         {"shrink", [&] { _source.resize(6); }, false},
         {"grow", [&] { _source.resize(9); }, false},
-        {"setItems", [&] { _source.setItems({0, 1, 2, 9, 9, 9, 9}); }, false},
+        {"setItems",
+         [&] {
+             _source.setItems({0, 1, 2, 9, 9, 9, 9});
+         },
+         false},
         {"several while disabled",
          [&] {
              connection.disable(false);
@@ -133,11 +137,20 @@ TEST_F(Vectors, ServeManySinksEachCompletely) {
     for (int round = 0; round < 300; ++round) {
         const auto index = random() % (_source.size() + 1);
         switch (random() % 6) {
-            case 0: _source.insert(index, round); break;
-            case 1: _source.erase(index, _source.size() > 4 ? 1 : 0); break;
-            case 2: _source.append(round); break;
-            case 3: _source._disableTracking(); break;
-            default: _source.setItem(index, round);
+            case 0:
+                _source.insert(index, round);
+                break;
+            case 1:
+                _source.erase(index, _source.size() > 4 ? 1 : 0);
+                break;
+            case 2:
+                _source.append(round);
+                break;
+            case 3:
+                _source._disableTracking();
+                break;
+            default:
+                _source.setItem(index, round);
         }
         auto* each = switched[random() % 3];
         if (each->isEnabled()) {
