@@ -17,7 +17,7 @@ public:
     TransferGuard(const TransferGuard&) = delete;
     TransferGuard& operator=(const TransferGuard&) = delete;
     ~TransferGuard() {
-        if (isEntered()) _entered.guards[_place] = nullptr;
+        if (_place < _entered.count) _entered.guards[_place] = nullptr;
     }
 
     [[nodiscard]] bool isEntered() const noexcept { return _place != kNowhere; }
