@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/container.h"
 #include "kr/data/proxy.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_id_list.h"
@@ -89,13 +90,25 @@ int eventNumber() {
     return number;
 }
 
-/// A copy of the value; of a proxy, that of the field behind it.
+/// A copy of the value; of a proxy, that of the field behind it, which may have another one at delivery.
 std::unique_ptr<FieldBase> snapshotOf(const FieldBase& field) {
-    const auto* value = &field;
     if (field.getDataType() == KrData::Types::kProxy) {
-        value = static_cast<const KrData::Proxy&>(field).getLinkedField();
+        const auto* linked = static_cast<const KrData::Proxy&>(field).getLinkedField();
+        return linked != nullptr ? snapshotOf(*linked) : nullptr;
     }
-    return std::unique_ptr<FieldBase>(value != nullptr ? value->_duplicate() : nullptr);
+    if (field.getDataType() != KrData::Types::kContainer || field.isFieldArray()) {
+        return std::unique_ptr<FieldBase>(field._duplicate());
+    }
+    auto copy = std::make_unique<KrData::Container>(field.getID());
+    for (const auto* child : field.getChildren()) {
+        auto value = snapshotOf(*child);
+        if (!value) continue;
+        value->_setDynamic(true);
+        value->setID(child->getID());
+        value->_setInternalIdentifier(0);
+        if (copy->_addNumberedField(value.get(), copy->end())) static_cast<void>(value.release());
+    }
+    return copy;
 }
 
 }  // namespace
