@@ -45,7 +45,7 @@ KrInputOutputContainer::KrInputOutputContainer(KrSim::KrExtension& owner)
 
 KrInputOutputContainer::~KrInputOutputContainer() {
     _detachFromEverything();
-    _connections.clear();
+    _endKept();
 }
 
 // --- Application and activation ------------------------------------------------------------------------------------
@@ -167,8 +167,13 @@ std::unique_ptr<KrConnectionBase> KrInputOutputContainer::_releaseConnection(con
     return released;
 }
 
+void KrInputOutputContainer::_endKept() noexcept {
+    // Listeners that hear of the end of one may ask for others.
+    const auto ending = std::exchange(_connections, {});
+}
+
 void KrInputOutputContainer::_release() {
-    _connections.clear();
+    _endKept();
     _clearObservers();
     _endConnections();
 }

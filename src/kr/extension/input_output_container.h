@@ -78,6 +78,8 @@ private:
     void _onOutputCountsChanged(int connectedDelta, int watchedDelta) override;
     KrSim::KrExtension* _asExtension() noexcept override { return &_owner; }
 
+    void _endKept() noexcept;
+
     /// Tells the extension of its new name before anybody else hears of it.
     class NameField final : public KrData::Field<std::string> {
     public:
