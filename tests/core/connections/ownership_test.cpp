@@ -1,0 +1,209 @@
+// Who keeps connections, who copies them, and who ends them.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "kr/core/connections/connection.h"
+#include "kr/core/connections/connection_factory.h"
+#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/container.h"
+#include "kr/data/field_listener.h"
+#include "kr/data/proxy.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/extension/i_object.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
+
+namespace ownership_test {
+
+using namespace test_support;
+using Kr::KrConnection;
+using Kr::KrConnectionBase;
+using Kr::KrConnectionFactory;
+using Kr::KrSmartPtr;
+using KrSim::KrExtension;
+using testing::ElementsAre;
+
+class Owners : public testing::Test {
+protected:
+    static KrSmartPtr<KrExtension> make(const char* name) {
+        auto extension = Kr::makeSmart<KrExtension>();
+        extension->setName(name);
+        extension->addInput("In", Types::kDouble);
+        extension->addOutput("Out", Types::kDouble);
+        return extension;
+    }
+    static bool lives(const KrConnectionBase* connection) { return Kr::KrBase::isKrBaseValid(connection); }
+
+    KrSmartPtr<KrExtension> _from = make("From"), _to = make("To");
+    FieldBase& _out = *_from->getOutput("Out");
+    FieldBase& _in = *_to->getInput("In");
+};
+
+TEST_F(Owners, KeepAConnectionAsLongAsTheExtensionOfItsSink) {
+    auto* kept = KrConnectionFactory::connect(_out, _in);
+    ASSERT_NE(kept, nullptr);
+    KrSim::KrExtensionSorter::instance().destroyConnections(&_out);
+    ASSERT_TRUE(lives(kept)) << "somebody owns it";
+    _out.set(4.0);
+    EXPECT_EQ(_in.toReal(), 4.0);
+    _to.reset();
+    EXPECT_FALSE(lives(kept) || _out._hasOutgoingConnections());
+
+    Container ownerless("I", nullptr, Types::kInput), others("O", nullptr, Types::kOutput);
+    auto* sink = ownerless.add<double>("Sink");
+    kept = KrConnectionFactory::connect(_out, *sink);
+    ASSERT_NE(kept, nullptr);
+    _from.reset();
+    EXPECT_FALSE(lives(kept) || sink->_hasIncomingConnections());
+    const LogCapture log;
+    EXPECT_EQ(KrConnectionFactory::connect(*others.add<double>("Source"), *sink), nullptr);
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: neither O.Source nor I.Sink belongs to an extension "
+                                         "that could keep a connection.\n"));
+}
+
+TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
+    auto& keeper = _to->getFieldsContainer();
+    auto* kept = KrConnectionFactory::connect(_out, _in);
+    EXPECT_EQ(_from->getFieldsContainer()._releaseConnection(*kept), nullptr) << "another one keeps it";
+    auto released = keeper._releaseConnection(*kept);
+    EXPECT_EQ(released.get(), kept);
+    EXPECT_EQ(keeper._releaseConnection(*kept), nullptr);
+    EXPECT_TRUE(kept->isValid());
+    keeper._ownConnection(std::move(released));
+    keeper._ownConnection(nullptr);
+    auto token = std::make_shared<int>();
+    const std::weak_ptr<int> life = token;
+    keeper._ownConnection(std::make_unique<FakeConnection>(_out, _in, [token](const FieldBase&) {}));
+    token.reset();
+    _from->removeOutput("Out");
+    EXPECT_FALSE(kept->isValid() || life.expired());
+    auto* out = _from->addOutput("Out", Types::kDouble);
+    for (int i = 0; i < 10; ++i)
+        KrConnectionFactory::connect(*out, _in);
+    EXPECT_TRUE(life.expired()) << "many that come take the invalid ones away";
+    EXPECT_EQ(out->_getOutgoingConnections().size(), 10U);
+}
+
+TEST_F(Owners, MayBeAskedForAConnectionWhileAllEnd) {
+    auto* first = KrConnectionFactory::connect(_out, _in);
+    auto* second = KrConnectionFactory::connect(_out, _in);
+    auto* keeper = &_to->getFieldsContainer();
+    FakeListener listener([&](const char*, KrConnectionBase* gone) {
+        if (gone == first) static_cast<void>(keeper->_releaseConnection(*second));
+    });
+    _out.registerListener(&listener);
+    _to.reset();
+    EXPECT_FALSE(lives(first) || lives(second) || _out._hasOutgoingConnections());
+}
+
+TEST_F(Owners, OfNoConnectionLetItEndWithItsFields) {
+    auto& sorter = KrSim::KrExtensionSorter::instance();
+    auto* unowned = KrConnectionFactory::_create(&_out, &_in);
+    auto* second = KrConnectionFactory::_create(&_out, &_in);
+    const KrConnection own(&_out, &_in);
+    FakeListener listener([&](const char* what, KrConnectionBase* gone) {
+        if (what[0] == '-' && gone == unowned && lives(second)) delete second;
+    });
+    _in.registerListener(&listener);
+    sorter.destroyConnections(nullptr);
+    sorter.destroyConnections(&_from->getInputContainer());
+    EXPECT_TRUE(lives(unowned));
+    sorter.destroyConnections(&_to->getInputContainer());
+    EXPECT_FALSE(lives(unowned) || lives(second)) << "connections of fields below count";
+    EXPECT_TRUE(own.isValid());
+    EXPECT_EQ(_in._getIncomingConnections().size(), 1U);
+    _in.unregisterListener(&listener);
+}
+
+TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
+    _out.set(5.0);
+    for (const bool isSink : {true, false}) {
+        auto from = make("From"), to = make("To");
+        from->getOutput("Out")->set(5.0);
+        const auto observer =
+            to->getInput("In")->addObserver([&](const FieldBase&) { (isSink ? to : from).reset(); });
+        EXPECT_EQ(KrConnectionFactory::connect(*from->getOutput("Out"), *to->getInput("In")), nullptr);
+        EXPECT_EQ(KrConnectionFactory::connect(_out, _in)->isValid(), true);
+    }
+}
+
+struct Group : KrSim::IObject {
+    explicit Group(KrSim::KrObject* proxy) : IObject(proxy, 1) {}
+    bool isCompatible(KrExtension*) const override { return true; }
+};
+
+TEST_F(Owners, AreCopiedTogetherWithTheirConnections) {
+    const DispatcherScope dispatcher;
+    auto object = Kr::makeSmart<KrSim::KrObject>();
+    object->add(_from.get());
+    object->add(_to.get());
+    auto* proxy = new KrData::Proxy("Proxy", Types::kUnknown, &_to->getInputContainer());
+    proxy->addLink(&_in);
+    const auto addSink = [&](const char* name) { return _to->addInput(name, Types::kDouble); };
+    KrConnection withFunction(&_out, addSink("Function")), disabled(&_out, addSink("Disabled")),
+        outOfSorter(&_out, addSink("OutOfSorter"));
+    const Kr::KrSimQueuedConnection queued(&_out, addSink("Queued"));
+    const std::unique_ptr<KrConnectionBase> toProxy(KrConnectionFactory::_create(&_out, proxy));
+    withFunction.setTransferFunction([](double x) { return 10 * x; });
+    _out.set(1.0);
+    disabled.disable(false);
+    outOfSorter.disable(true);
+    _out.set(2.0);
+
+    const auto copy = object->clone();
+    auto* copied = dynamic_cast<KrSim::KrObject*>(copy.get());
+    ASSERT_TRUE(copied && copied->getExtensionCount() == 2);
+    auto* out = copied->getExtension(0)->getOutput("Out");
+    auto* to = copied->getExtension(1);
+    const auto made = out->_getOutgoingConnections();
+    ASSERT_EQ(made.size(), 5U);
+    const std::vector<const KrConnectionBase*> originals{&withFunction, &disabled, &outOfSorter, &queued,
+                                                         toProxy.get()};
+    for (std::size_t i = 0; i < made.size(); ++i) {
+        EXPECT_EQ(made[i]->getClassName(), originals[i]->getClassName());
+        EXPECT_EQ(made[i]->isEnabled(), originals[i]->isEnabled());
+        EXPECT_EQ(made[i]->_isRegisteredInSorter(), originals[i]->_isRegisteredInSorter());
+    }
+    EXPECT_EQ(to->getInput("Disabled")->toReal(), 1.0) << "copied as it is";
+    out->set(3.0);
+    EXPECT_EQ(to->getInput("Function")->toReal(), 30.0);
+    EXPECT_EQ(to->getInput("Queued")->toReal(), 3.0);
+    EXPECT_EQ(to->getInput("In")->toReal(), 3.0);
+    EXPECT_EQ(to->getInput("Disabled")->toReal() + to->getInput("OutOfSorter")->toReal(), 2.0);
+    EXPECT_EQ(_in.toReal(), 2.0) << "the originals have nothing to do with it";
+}
+
+// --- Threads -------------------------------------------------------------------------------------------------------
+
+TEST(TransferGuards, WorkUntilTheVeryEndOfAThread) {
+    struct AtEnd {
+        ~AtEnd() {
+            source->setValue(2.0);
+            *result = sink->getValue();
+        }
+        Container outputs{"O", nullptr, Types::kOutput};
+        Field<double>* source = outputs.add<double>("Source");
+        Field<double>* sink = outputs.add<double>("Sink");
+        std::unique_ptr<KrConnection> connection;
+        double* result{nullptr};
+    };
+    double result = 0.0;
+    std::thread([&] {
+        static thread_local AtEnd atEnd;  // outlives whatever the first transfer of the thread makes
+        atEnd.result = &result;
+        atEnd.connection = std::make_unique<KrConnection>(atEnd.source, atEnd.sink);
+        atEnd.source->setValue(1.0);
+    }).join();
+    EXPECT_EQ(result, 2.0);
+}
+
+}  // namespace ownership_test

@@ -1,0 +1,209 @@
+#include "kr/core/connections/sim_queued_connection.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kr/core/connections/connection.h"
+#include "kr/core/connections/queued_connection_functor.h"
+#include "kr/data/container.h"
+#include "kr/data/proxy.h"
+#include "kr/data/vector.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/events/event_id_list.h"
+#include "kr/events/sim_event.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
+
+namespace queued_connection_test {
+
+using namespace test_support;
+using Kr::KrSimQueuedConnection;
+using KrSim::KrEventDispatcher;
+using KrSim::KrSimEvent;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::size_t waiting() {
+    return Kr::QueuedConnectionFunctor::_getWaitingCount();
+}
+
+class Queued : public testing::Test {
+protected:
+    Queued() { KrEventDispatcher::preUpdate(); }  // this thread owns the dispatcher
+    ~Queued() override { EXPECT_EQ(waiting(), 0U) << "no copy is left behind"; }
+
+    template <class Work>
+    static void elsewhere(const Work& work) {
+        std::thread(work).join();
+    }
+
+    DispatcherScope _dispatcher;
+    Container _outputs{"O", nullptr, Types::kOutput};
+    Container _inputs{"I", nullptr, Types::kInput};
+    Field<double>* _source = _outputs.add<double>("Source", 1.0);
+    Field<double>* _sink = _inputs.add<double>("Sink");
+};
+
+TEST_F(Queued, DeliversToTheOwnerThread) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    EXPECT_EQ(_sink->getValue(), 1.0) << "on that thread at once";
+    _source->setValue(2.0);
+    EXPECT_EQ(_sink->getValue(), 2.0);
+
+    const auto here = std::this_thread::get_id();
+    std::vector<double> heard;
+    const auto observer = _sink->addObserver([&](const FieldBase& field) {
+        EXPECT_EQ(std::this_thread::get_id(), here);
+        heard.push_back(field.toReal());
+    });
+    elsewhere([&] {
+        for (int i = 3; i < 103; ++i)
+            _source->setValue(i);
+    });
+    EXPECT_EQ(waiting(), 100U);
+    EXPECT_EQ(_sink->getValue(), 2.0);
+    KrEventDispatcher::preUpdate();
+    ASSERT_EQ(heard.size(), 100U);
+    for (std::size_t i = 0; i < 100; ++i)
+        EXPECT_EQ(heard[i], static_cast<double>(i) + 3.0);
+}
+
+TEST_F(Queued, KeepsWhatIsUnderWayApartFromBothEnds) {
+    auto connection = std::make_unique<KrSimQueuedConnection>(_source, _sink);
+    auto* other = _inputs.add<double>("Other");
+    KrSimQueuedConnection toOther(_source, other);
+    elsewhere([&] { _source->setValue(5.0); });
+    EXPECT_EQ(waiting(), 2U);
+    connection.reset();
+    toOther.disable(true);
+    _outputs.clear();
+    _inputs.removeField("Sink");
+    _inputs.add<double>("New");
+    KrEventDispatcher::preUpdate();
+    EXPECT_EQ(_inputs["New"].toReal(), 0.0) << "at the place of the dead one, perhaps";
+    EXPECT_EQ(other->getValue(), 5.0) << "sent before the connection ended";
+    EXPECT_FALSE(toOther.isValid());
+}
+
+TEST_F(Queued, TakesTheValueAsItWasAtTheChange) {
+    auto* group = _outputs.addContainer("G");
+    auto* leaf = group->add<double>("x", 1.0);
+    auto* sinkGroup = _inputs.addContainer("G");
+    auto* sinkLeaf = sinkGroup->add<int>("x");
+    KrData::Vector<double> items("V", &_outputs, {1.0}), sinkItems("V", &_inputs);
+    auto* linked = _outputs.add<double>("Linked", 1.0);
+    auto* sinkLinked = _inputs.add<double>("Linked");
+    KrData::Proxy from("P", Types::kUnknown, &_outputs), to("P", Types::kUnknown, &_inputs);
+    from.addLink(linked);
+    to.addLink(sinkLinked);
+    auto* nestedLinked = _outputs.add<double>("NestedLinked", 1.0);
+    auto* inner = new KrData::Proxy("p", Types::kUnknown, group);
+    inner->addLink(nestedLinked);
+    auto* sinkInner = sinkGroup->add<double>("p");
+    auto* bound = _outputs.add<double>("Bound");
+    auto* sinkBound = _inputs.add<double>("Bound");
+    double variable = 1.0;
+    bound->bindVariable(&variable);
+    const KrSimQueuedConnection groups(group, sinkGroup), vectors(&items, &sinkItems), proxies(&from, &to),
+        variables(bound, sinkBound);
+    const auto values = [&] {
+        return std::vector<double>{sinkLeaf->toReal(), sinkItems.getItem(0), sinkLinked->getValue(),
+                                   sinkInner->getValue(), sinkBound->getValue()};
+    };
+    EXPECT_THAT(values(), testing::Each(1.0));
+    std::vector<std::vector<double>> seen;
+    const auto observer = sinkBound->addObserver([&](const FieldBase&) { seen.push_back(values()); });
+    elsewhere([&] {
+        for (const double value : {2.0, 3.0}) {
+            leaf->setValue(value);
+            items.setItem(0, value);
+            linked->setValue(value);
+            nestedLinked->setValue(value);
+            bound->setValue(value);
+        }
+    });
+    KrEventDispatcher::preUpdate();
+    EXPECT_THAT(seen, ElementsAre(testing::Each(2.0), testing::Each(3.0)));
+}
+
+TEST_F(Queued, IgnoresPayloadsThatItDidNotSend) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    const int number = KrSim::EventIDList::instance().getLocal("KrSimQueuedConnection::kQueuedConnectionEvent");
+    ASSERT_NE(number, 0);
+    const LogCapture log;
+    const std::array<std::uint8_t, 12> bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    const void* live = _sink;
+    KrEventDispatcher::sendEventLocally(KrSimEvent(number, 8, bytes.data()));
+    KrEventDispatcher::sendEventLocally(KrSimEvent(number, sizeof live, &live));
+    EXPECT_THAT(log.lines(), IsEmpty());
+    for (const unsigned size : {0U, 4U, 12U})
+        KrEventDispatcher::sendEventLocally(KrSimEvent(number, size, bytes.data()));
+    ASSERT_EQ(log.lines().size(), 3U);
+    EXPECT_THAT(log.lines()[1],
+                testing::MatchesRegex("2 KrSimEvent: Invalid Type requested \\(.+\\) that is 8 bytes, but we have 4 "
+                                      "bytes\\.\n"));
+    EXPECT_EQ(_sink->getValue(), 1.0);
+}
+
+TEST_F(Queued, RefusesNullAndWhatDoesNotFit) {
+    auto* color = _inputs.add<Kr::KrColor>("Color");
+    Field<double> loose("Loose");
+    const LogCapture log;
+    EXPECT_FALSE(KrSimQueuedConnection(nullptr, _sink).isValid());
+    EXPECT_FALSE(KrSimQueuedConnection(_source, nullptr).isValid());
+    EXPECT_FALSE(KrSimQueuedConnection(_source, color).isValid());
+    EXPECT_TRUE(KrSimQueuedConnection(_sink, &loose).isValid()) << "roles and parents are free";
+    EXPECT_THAT(log.lines(),
+                ElementsAre("2 KrSimQueuedConnection::ctor received a NULL source field.\n",
+                            "2 KrSimQueuedConnection::ctor received a NULL sink field.\n",
+                            "5 KrSimQueuedConnection: could not create connection from O.Source -> I.Color. Check that "
+                            "types match. \n"));
+}
+
+TEST_F(Queued, FreesTheCopyWhenSomebodyThrows) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    const int number = KrSim::EventIDList::instance().getLocal("KrSimQueuedConnection::kQueuedConnectionEvent");
+    std::vector<std::string> calls;
+    const RecordingListener listener(calls, "l", {number},
+                                     [](const KrSimEvent&) { throw std::runtime_error("no"); });
+    EXPECT_THROW(_source->setValue(2.0), std::runtime_error);
+    EXPECT_EQ(waiting(), 0U);
+    EXPECT_EQ(_sink->getValue(), 2.0);
+}
+
+TEST_F(Queued, BreaksALoopOfExtensions) {
+    auto& sorter = KrSim::KrExtensionSorter::instance();
+    const auto p = Kr::makeSmart<KrSim::KrExtension>(), q = Kr::makeSmart<KrSim::KrExtension>();
+    for (const auto& each : {p, q}) {
+        each->addInput("In", Types::kDouble);
+        each->addOutput("Out", Types::kDouble);
+        sorter.addExtension(each.get());
+    }
+    const Kr::KrConnection there(p->getOutput("Out"), q->getInput("In"));
+    {
+        const KrSimQueuedConnection back(q->getOutput("Out"), p->getInput("In"));
+        EXPECT_TRUE(sorter.isFieldConnected(p->getInput("In"))) << "known, though it orders nothing";
+        EXPECT_FALSE(sorter.hasGraphCycle());
+        q->getOutput("Out")->set(3.0);
+        EXPECT_EQ(p->getInput("In")->toReal(), 3.0);
+    }
+    EXPECT_FALSE(sorter.isFieldConnected(p->getInput("In")));
+    const LogCapture log;
+    const Kr::KrConnection direct(q->getOutput("Out"), p->getInput("In"));
+    EXPECT_TRUE(sorter.hasGraphCycle());
+    sorter.reset();
+}
+
+}  // namespace queued_connection_test
