@@ -129,8 +129,7 @@ TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
     for (const bool isSink : {true, false}) {
         auto from = make("From"), to = make("To");
         from->getOutput("Out")->set(5.0);
-        const auto observer =
-            to->getInput("In")->addObserver([&](const FieldBase&) { (isSink ? to : from).reset(); });
+        const auto observer = to->getInput("In")->addObserver([&](const FieldBase&) { (isSink ? to : from).reset(); });
         EXPECT_EQ(KrConnectionFactory::connect(*from->getOutput("Out"), *to->getInput("In")), nullptr);
         EXPECT_EQ(KrConnectionFactory::connect(_out, _in)->isValid(), true);
     }

@@ -176,8 +176,7 @@ TEST_F(Queued, FreesTheCopyWhenSomebodyThrows) {
     const KrSimQueuedConnection connection(_source, _sink);
     const int number = KrSim::EventIDList::instance().getLocal("KrSimQueuedConnection::kQueuedConnectionEvent");
     std::vector<std::string> calls;
-    const RecordingListener listener(calls, "l", {number},
-                                     [](const KrSimEvent&) { throw std::runtime_error("no"); });
+    const RecordingListener listener(calls, "l", {number}, [](const KrSimEvent&) { throw std::runtime_error("no"); });
     EXPECT_THROW(_source->setValue(2.0), std::runtime_error);
     EXPECT_EQ(waiting(), 0U);
     EXPECT_EQ(_sink->getValue(), 2.0);
