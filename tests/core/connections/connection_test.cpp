@@ -20,7 +20,6 @@
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
-#include "tests/support/case_name.h"
 #include "tests/support/context_host.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/log_capture.h"
@@ -35,7 +34,6 @@ using KrData::FieldBase;
 using KrData::Types;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 enum class eGear { kPark, kDrive };
 enum class eLight { kOff, kOn };
@@ -170,21 +168,15 @@ TEST(ConnectionKinds, DecideWhetherFieldsFit) {
 }
 
 TEST(ConnectionDimensions, AreToldButNeverRefused) {
-    using Kr::KrPhysicalDimension;
-    Container outputs("O", nullptr, Types::kOutput), inputs("I", nullptr, Types::kInput);
-    auto* source = outputs.add<double>("A", 1.0);
-    auto* sink = inputs.add<double>("B");
-    source->setPhysicalDimension(static_cast<KrPhysicalDimension::ePhysicalDimension>(1));
+    using ePhysicalDimension = Kr::KrPhysicalDimension::ePhysicalDimension;
+    Container outputs("O", nullptr, Types::kOutput);
+    auto *source = outputs.add<double>("A"), *sink = outputs.add<double>("B");
+    source->setPhysicalDimension(static_cast<ePhysicalDimension>(1));
     for (const int dimension : {0, 1, 2}) {
-        sink->setPhysicalDimension(static_cast<KrPhysicalDimension::ePhysicalDimension>(dimension));
+        sink->setPhysicalDimension(static_cast<ePhysicalDimension>(dimension));
         const LogCapture log;
         EXPECT_TRUE(KrConnection(source, sink).isValid());
-        ASSERT_EQ(log.lines().size(), dimension == 2 ? 1U : 0U);
-        if (dimension != 2) continue;
-        for (const auto* field : {source, sink}) {
-            EXPECT_THAT(log.lines()[0],
-                        testing::HasSubstr(KrPhysicalDimension::nameFor(field->getPhysicalDimension())));
-        }
+        EXPECT_EQ(log.lines().size(), dimension == 2 ? 1U : 0U);
     }
 }
 
@@ -228,10 +220,6 @@ TEST_F(Connecting, FromOutputToParameterWaitsForEditing) {
         ownParameter->setValue(value);
         expect(value);
     }
-    _to->_setApplicationContext({});
-    const KrConnection gated(_source, _parameter);
-    _source->setValue(50.0);
-    EXPECT_EQ(_parameter->getValue(), 50.0) << "an extension outside any application is edited";
 }
 
 TEST_F(Connecting, ToASuspendedExtensionWaitsForPendingWork) {
@@ -297,28 +285,11 @@ TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
         EXPECT_TRUE(connection.isValid());
     }
     auto& sorter = KrSim::KrExtensionSorter::instance();
-    EXPECT_TRUE(sorter.isFieldConnectedAsSink(_input));
-    EXPECT_TRUE(connection.init(_source, _parameter)) << "a second beginning ends the first";
-    EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input));
-    EXPECT_FALSE(_input->_hasIncomingConnections());
+    EXPECT_TRUE(sorter.isFieldConnectedAsSink(_input) && _input->isReadOnlyHint());
+    EXPECT_TRUE(connection.init(_source, _parameter, false)) << "a second beginning ends the first";
+    EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input) || _input->isReadOnlyHint());
     EXPECT_EQ(_source->_getOutgoingConnections().size(), 1U);
-}
-
-TEST_F(Connecting, TakesPlaceInBothFieldsAndTheSorterUntilItEnds) {
-    auto& sorter = KrSim::KrExtensionSorter::instance();
-    _input->setValue(7.0);
-    {
-        KrConnection quiet;
-        EXPECT_TRUE(quiet.init(_source, _input, false));
-        EXPECT_EQ(_input->getValue(), 7.0) << "without a first transfer";
-        EXPECT_TRUE(quiet.isEnabled());
-        EXPECT_EQ(quiet.getSourceOwner(), _from.get());
-        EXPECT_EQ(quiet.getSinkOwner(), _to.get());
-        EXPECT_TRUE(_input->isReadOnlyHint());
-        EXPECT_TRUE(sorter.isFieldConnectedAsSource(_source) && sorter.isFieldConnectedAsSink(_input));
-    }
-    EXPECT_FALSE(_input->isReadOnlyHint() || _source->_hasOutgoingConnections());
-    EXPECT_FALSE(sorter.isFieldConnected(_source) || sorter.isFieldConnected(_input));
+    EXPECT_EQ(_parameter->getValue(), 0.0) << "without a first transfer";
 }
 
 // --- Transfer functions --------------------------------------------------------------------------------------------
@@ -339,14 +310,11 @@ TEST_F(Connecting, AppliesAFunctionOnTheWay) {
     EXPECT_TRUE(toWhole.setTransferFunction([&](double) { return nan; }));
     EXPECT_EQ(whole->toInteger(), 0);
 
-    {
-        const LogCapture log;
-        connection.setTransferFunction([](double x) { return x > 7 ? throw std::runtime_error("too fast") : x; });
-        EXPECT_THAT(log.lines(), IsEmpty());
-        _source->setValue(8.0);
-        EXPECT_EQ(_input->getValue(), 5.0) << "what cannot be computed changes nothing";
-        EXPECT_THAT(log.lines(), ElementsAre(StartsWith("3 ")));
-    }
+    connection.setTransferFunction([](double x) { return x > 7 ? throw std::runtime_error("too fast") : x; });
+    const LogCapture log;
+    _source->setValue(8.0);
+    EXPECT_EQ(_input->getValue(), 5.0) << "what cannot be computed changes nothing";
+    EXPECT_THAT(log.lines(), ElementsAre(testing::StartsWith("3 ")));
     _source->setValue(6.0);
     EXPECT_EQ(_input->getValue(), 6.0) << "and the next value passes";
     EXPECT_TRUE(connection.setTransferFunction({}));

@@ -12,16 +12,13 @@
 #include <thread>
 #include <vector>
 
-#include "kr/core/connections/connection.h"
 #include "kr/core/connections/queued_connection_functor.h"
+#include "kr/core/id.h"
 #include "kr/data/container.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_dispatcher.h"
-#include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
-#include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
@@ -140,8 +137,7 @@ TEST_F(Queued, TakesTheValueAsItWasAtTheChange) {
 
 TEST_F(Queued, IgnoresPayloadsThatItDidNotSend) {
     const KrSimQueuedConnection connection(_source, _sink);
-    const int number = KrSim::EventIDList::instance().getLocal("KrSimQueuedConnection::kQueuedConnectionEvent");
-    ASSERT_NE(number, 0);
+    const int number = Kr::KrID::numberFor("KrSimQueuedConnection::kQueuedConnectionEvent");
     const LogCapture log;
     const std::array<std::uint8_t, 12> bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
     const void* live = _sink;
@@ -174,35 +170,12 @@ TEST_F(Queued, RefusesNullAndWhatDoesNotFit) {
 
 TEST_F(Queued, FreesTheCopyWhenSomebodyThrows) {
     const KrSimQueuedConnection connection(_source, _sink);
-    const int number = KrSim::EventIDList::instance().getLocal("KrSimQueuedConnection::kQueuedConnectionEvent");
+    const int number = Kr::KrID::numberFor("KrSimQueuedConnection::kQueuedConnectionEvent");
     std::vector<std::string> calls;
     const RecordingListener listener(calls, "l", {number}, [](const KrSimEvent&) { throw std::runtime_error("no"); });
     EXPECT_THROW(_source->setValue(2.0), std::runtime_error);
     EXPECT_EQ(waiting(), 0U);
     EXPECT_EQ(_sink->getValue(), 2.0);
-}
-
-TEST_F(Queued, BreaksALoopOfExtensions) {
-    auto& sorter = KrSim::KrExtensionSorter::instance();
-    const auto p = Kr::makeSmart<KrSim::KrExtension>(), q = Kr::makeSmart<KrSim::KrExtension>();
-    for (const auto& each : {p, q}) {
-        each->addInput("In", Types::kDouble);
-        each->addOutput("Out", Types::kDouble);
-        sorter.addExtension(each.get());
-    }
-    const Kr::KrConnection there(p->getOutput("Out"), q->getInput("In"));
-    {
-        const KrSimQueuedConnection back(q->getOutput("Out"), p->getInput("In"));
-        EXPECT_TRUE(sorter.isFieldConnected(p->getInput("In"))) << "known, though it orders nothing";
-        EXPECT_FALSE(sorter.hasGraphCycle());
-        q->getOutput("Out")->set(3.0);
-        EXPECT_EQ(p->getInput("In")->toReal(), 3.0);
-    }
-    EXPECT_FALSE(sorter.isFieldConnected(p->getInput("In")));
-    const LogCapture log;
-    const Kr::KrConnection direct(q->getOutput("Out"), p->getInput("In"));
-    EXPECT_TRUE(sorter.hasGraphCycle());
-    sorter.reset();
 }
 
 }  // namespace queued_connection_test
