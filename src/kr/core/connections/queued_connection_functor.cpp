@@ -38,14 +38,14 @@ public:
         return snapshots;
     }
 
-    const Snapshot* add(std::unique_ptr<Snapshot> snapshot) {
-        const auto* key = snapshot.get();
+    const void* add(std::unique_ptr<Snapshot> snapshot) {
+        const void* key = snapshot.get();
         const std::lock_guard lock(_mutex);
         _waiting.emplace(key, std::move(snapshot));
         return key;
     }
 
-    std::unique_ptr<Snapshot> take(const Snapshot* key) {
+    std::unique_ptr<Snapshot> take(const void* key) {
         const std::lock_guard lock(_mutex);
         auto node = _waiting.extract(key);
         return node ? std::move(node.mapped()) : nullptr;
@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    using Waiting = std::unordered_map<const Snapshot*, std::unique_ptr<Snapshot>>;
+    using Waiting = std::unordered_map<const void*, std::unique_ptr<Snapshot>>;
 
     void _free() {
         Waiting waiting;  // destroyed without the lock
@@ -72,7 +72,7 @@ private:
 class Listener final : public KrSim::KrSimEventListener {
 public:
     void onSimEvent(const KrSim::KrSimEvent& event) override {
-        const auto key = event.read<const Snapshot*>();
+        const auto key = event.read<const void*>();
         if (!key) return;
         const auto snapshot = Snapshots::instance().take(*key);
         if (!snapshot) return;
@@ -122,7 +122,7 @@ void QueuedConnectionFunctor::transfer(const FieldBase&) {
     auto value = snapshotOf(_getSource());
     if (!value) return;
     const int number = eventNumber();
-    const auto* key = Snapshots::instance().add(std::make_unique<Snapshot>(Snapshot{std::move(value), _sinkLife}));
+    const void* key = Snapshots::instance().add(std::make_unique<Snapshot>(Snapshot{std::move(value), _sinkLife}));
     try {
         // The functor may die in here: the dispatcher delivers at once on its owner's thread.
         KrSim::KrEventDispatcher::sendEventLocally(KrSim::KrSimEvent(number, sizeof(key), &key));
