@@ -71,8 +71,8 @@ struct Chain {
     Chain() {
         for (const auto& part : parts)
             KrExtensionSorter::instance().addExtension(part.get());
-        KrConnectionFactory::connect(*pedal.position.getField(), *motor.pedal.getField());
-        KrConnectionFactory::connect(*motor.torque.getField(), *wheel.torque.getField());
+        KrConnectionFactory::connect(pedal.position.getField(), motor.pedal.getField());
+        KrConnectionFactory::connect(motor.torque.getField(), wheel.torque.getField());
     }
 
     Made<Wheel> madeWheel{"Wheel"};

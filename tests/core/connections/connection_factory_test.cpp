@@ -76,6 +76,20 @@ TEST_F(Owners, KeepAConnectionAsLongAsTheExtensionOfItsSink) {
                                          "that could keep a connection.\n"));
 }
 
+TEST_F(Owners, AreAskedToDisconnect) {
+    auto* kept = KrConnectionFactory::connect(&_out, &_in);
+    auto* unowned = KrConnectionFactory::_create(&_out, &_in);
+    const KrConnection own(&_out, &_in);
+    EXPECT_FALSE(KrConnectionFactory::disconnect(&_in, &_out));
+    EXPECT_TRUE(KrConnectionFactory::disconnect(&_out, &_in));
+    EXPECT_FALSE(lives(kept) || lives(unowned));
+    EXPECT_THAT(_out._getOutgoingConnections(), ElementsAre(&own)) << "it is for its owner to end";
+    EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in) || KrConnectionFactory::disconnect(nullptr, &_in));
+    const LogCapture log;
+    EXPECT_EQ(KrConnectionFactory::connect(&_out, nullptr), nullptr);
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: Outputs.Out has no sink to be connected with.\n"));
+}
+
 TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     auto& keeper = _to->getFieldsContainer();
     auto* kept = KrConnectionFactory::connect(_out, _in);

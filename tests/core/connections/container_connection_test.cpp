@@ -55,6 +55,21 @@ TEST_F(Containers, HandOverOnlyTheChildThatChanged) {
     EXPECT_EQ(sinkA->_getIncomingConnections().size(), 0U);
 }
 
+TEST_F(Containers, LetSiblingsThatChangeMeanwhileFollowOnce) {
+    auto* a = _from.add<double>("a", 1.0);
+    auto* b = _from.add<double>("b", 1.0);
+    auto* sinkA = _to.add<double>("a");
+    auto* sinkB = _to.add<double>("b");
+    const KrConnection connection(&_from, &_to);
+    const auto answerA = sinkA->addObserver([&](const FieldBase&) { b->setValue(a->getValue() * 10.0); });
+    a->setValue(2.0);
+    EXPECT_THAT(valuesOf(_to), ElementsAre("a2", "b20"));
+    // Each answers the other one: that must end.
+    const auto answerB = sinkB->addObserver([&](const FieldBase&) { a->setValue(a->getValue() + 1.0); });
+    a->setValue(3.0);
+    EXPECT_THAT(valuesOf(_to), ElementsAre("a3", "b30"));
+}
+
 TEST_F(Containers, FindThePartnersThatComeGoAndAreRenamed) {
     auto* a = _from.add<double>("a", 1.0);
     auto* b = _from.add<double>("b", 1.0);

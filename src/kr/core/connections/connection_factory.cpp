@@ -1,6 +1,8 @@
 #include "kr/core/connections/connection_factory.h"
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
@@ -39,24 +41,51 @@ KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sin
     return made.release();
 }
 
-KrConnectionBase* KrConnectionFactory::connect(FieldBase& source, FieldBase& sink) {
+KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sink) {
+    if (source == nullptr || sink == nullptr) {
+        logMessage(eLogLevel::kWarn, "KrConnectionFactory: %s has no %s to be connected with.\n",
+                   source != nullptr ? source->getPath().c_str()
+                   : sink != nullptr ? sink->getPath().c_str()
+                                     : "a field",
+                   source != nullptr ? "sink" : "source");
+        return nullptr;
+    }
     const auto keeperOf = [&] {
-        auto* owner = sink.getOwnerExtension();
-        return owner != nullptr ? owner : source.getOwnerExtension();
+        auto* owner = sink->getOwnerExtension();
+        return owner != nullptr ? owner : source->getOwnerExtension();
     };
     if (keeperOf() == nullptr) {
         logMessage(eLogLevel::kWarn,
                    "KrConnectionFactory: neither %s nor %s belongs to an extension that could keep a connection.\n",
-                   source.getPath().c_str(), sink.getPath().c_str());
+                   source->getPath().c_str(), sink->getPath().c_str());
         return nullptr;
     }
-    std::unique_ptr<KrConnectionBase> made(_create(&source, &sink));
+    std::unique_ptr<KrConnectionBase> made(_create(source, sink));
     // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
     auto* keeper = made && made->isValid() ? keeperOf() : nullptr;
     if (keeper == nullptr) return nullptr;
     auto* connection = made.get();
     keeper->getFieldsContainer()._ownConnection(std::move(made));
     return connection;
+}
+
+bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {
+    if (source == nullptr || sink == nullptr) return false;
+    std::vector<std::unique_ptr<KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
+    for (auto* connection : source->_getOutgoingConnections()) {
+        if (connection->getSink() != sink) continue;
+        if (connection->_isUnowned()) {
+            ended.emplace_back(connection);
+            continue;
+        }
+        for (auto* keeper : {sink->getOwnerExtension(), source->getOwnerExtension()}) {
+            auto kept = keeper != nullptr ? keeper->getFieldsContainer()._releaseConnection(*connection) : nullptr;
+            if (!kept) continue;
+            ended.push_back(std::move(kept));
+            break;
+        }
+    }
+    return !ended.empty();
 }
 
 }  // namespace Kr

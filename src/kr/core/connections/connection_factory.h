@@ -13,11 +13,16 @@ public:
 
     /// Connects the two fields, transfers once, and leaves the connection to the extension of the sink (of the source,
     /// where the sink has none): it lives as long as that, or until one of its fields dies, so do not keep the address
-    /// for longer. disable(true) stops it before. Null, and the log says why, when the fields do not fit or neither has
-    /// an extension. A handle's field is `*handle.getField()`:
+    /// for longer. Null, and the log says why, when the fields do not fit, one is missing, or neither has an extension.
     ///
-    ///     Kr::KrConnectionFactory::connect(*pedal.position.getField(), *motor.pedal.getField());
-    static KrConnectionBase* connect(KrData::FieldBase& source, KrData::FieldBase& sink);
+    ///     Kr::KrConnectionFactory::connect(pedal.position.getField(), motor.pedal.getField());
+    static KrConnectionBase* connect(KrData::FieldBase* source, KrData::FieldBase* sink);
+    static KrConnectionBase* connect(KrData::FieldBase& source, KrData::FieldBase& sink) {
+        return connect(&source, &sink);
+    }
+    /// Destroys the connections between the two that `connect` made, and those that belong to nobody. Whether there
+    /// were any.
+    static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
 
     /// A ProxyToFieldBaseConnection, a FieldBaseToProxyConnection or a KrConnection, whichever the fields ask for; null
     /// when they do not fit, and for null. The caller owns it. Unless the caller says otherwise (_setUnowned),

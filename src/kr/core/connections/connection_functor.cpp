@@ -23,11 +23,13 @@ bool ConnectionFunctor::mayTransfer(const KrData::FieldBase&) const {
 }
 
 void ConnectionFunctor::run(const KrData::FieldBase& changed) {
-    if (_guard.isEntered()) return;
+    if (_guard.isEntered()) return _onBlocked(changed);
     const TransferGuard::Scope scope;
     _guard.enter();
     transfer(changed);
 }
+
+void ConnectionFunctor::_onBlocked(const KrData::FieldBase&) {}
 
 void ConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
     _sinkOwner = owner;

@@ -38,6 +38,8 @@ protected:
     [[nodiscard]] bool _isSinkSuspended() const noexcept {
         return _sinkOwner != nullptr && _sinkOwner->_isSuspended() && _sinkOwner->_getPendingCount() <= 0;
     }
+    /// Called instead of a transfer that the guard does not let through.
+    virtual void _onBlocked(const KrData::FieldBase& changed);
     [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
     [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }
     [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }

@@ -108,25 +108,39 @@ const ContainerConnectionFunctor::Pair* ContainerConnectionFunctor::_findPair(co
 
 void ContainerConnectionFunctor::transfer(const FieldBase& changed) {
     if (_isSinkSuspended()) return;
-    const auto* child = &changed != &_container ? childWith(_container, changed) : nullptr;
-    if (child == nullptr || (_areArrays && _container.size() != _sinkContainer.size())) return _transferAll();
-    const auto* pair = _findPair(*child);
-    if (pair != nullptr && pair->functor) pair->functor->run(changed);
+    const detail::DeathWatch watch(_died);
+    _wasBlocked = false;
+    _child = &changed != &_container ? childWith(_container, changed) : nullptr;
+    if (_child == nullptr || (_areArrays && _container.size() != _sinkContainer.size())) {
+        _transferAll();
+    } else if (const auto* pair = _findPair(*_child); pair != nullptr && pair->functor) {
+        pair->functor->run(changed);
+    }
+    if (watch.died() || !_wasBlocked) return;
+    // Once: what changes in return has had its turn.
+    if (_containerLife.isAlive() && _sinkLife.isAlive()) _transferAll();
+}
+
+void ContainerConnectionFunctor::_onBlocked(const FieldBase& changed) {
+    // A child that changes in answer to its own transfer is what the guard is there to stop.
+    const auto* child = childWith(_container, changed);
+    if (child == nullptr || child != _child) _wasBlocked = true;
 }
 
 void ContainerConnectionFunctor::_transferAll() {
-    const detail::DeathWatch watch(_died);
+    const bool* died = _died;  // of the transfer, which outlives this object
     if (_areArrays && _container.size() != _sinkContainer.size()) {
         _sinkContainer.copyValue(_container);
-        if (watch.died() || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
+        if (*died || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
     }
     if (!_isPairedUp()) _pairUp();
     // By place, and looked at anew each time: observers of the sink may change both containers.
     for (std::size_t i = 0; i < _pairs.size(); ++i) {
         const auto& pair = _pairs[i];
         if (!pair.functor || !_isCurrent(pair)) continue;
-        pair.functor->run(*pair.source.get());
-        if (watch.died()) return;
+        _child = pair.source.get();
+        pair.functor->run(*_child);
+        if (*died) return;
     }
 }
 

@@ -14,7 +14,8 @@ namespace Kr {
 /// Makes the children of a container follow those of another one with the same identifiers, each pair by a functor of
 /// its own. A change of one child hands over that child alone. Children without a fitting partner are passed over;
 /// fields that come later find theirs when they change. Nothing is added to the sink or removed from it, but for two
-/// field arrays, which are paired by position: the sink gets as many items.
+/// field arrays, which are paired by position: the sink gets as many items. Siblings that change in the course of a
+/// transfer follow once at its end.
 class KR_API ContainerConnectionFunctor final : public ConnectionFunctor {
 public:
     ContainerConnectionFunctor(const KrData::Container& source, KrData::Container& sink);
@@ -35,6 +36,7 @@ private:
     [[nodiscard]] const Pair* _findPair(const KrData::FieldBase& child);
     [[nodiscard]] bool _isCurrent(const Pair& pair) const;
     void _transferAll();
+    void _onBlocked(const KrData::FieldBase& changed) override;
 
     const KrData::Container& _container;
     KrData::Container& _sinkContainer;
@@ -43,7 +45,9 @@ private:
     bool _areArrays;
     std::vector<Pair> _pairs;  // in the order of the children of the source
     std::unordered_map<const KrData::FieldBase*, std::size_t> _places;
-    bool* _died{nullptr};  // of the transfer under way
+    const KrData::FieldBase* _child{nullptr};  // that is handed over; for comparison only
+    bool _wasBlocked{false};                   // others have changed meanwhile
+    bool* _died{nullptr};                      // of the transfer under way
 };
 
 }  // namespace Kr
