@@ -134,6 +134,7 @@ TEST(Content, CarriesTheEditingFlagOfTheApplication) {
     EXPECT_TRUE(fields._isApplicationModeEditing());
     application.add(car.get());
     EXPECT_FALSE(fields._isApplicationModeEditing());
+    recording(module).onEachCall = {};  // also called by its destructor
     host.application.reset();
     EXPECT_TRUE(fields._isApplicationModeEditing());
 }
@@ -304,12 +305,18 @@ TEST(Content, ComesAndGoesFromEightThreadsWhileFramesRun) {
     const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
     const Holder module(new Balance(proxy.get(), [](const std::string&, Balance&) {}));
     application.insertModule(module);
-    application.update();  // running from here on
+    application.update();                          // running from here on
+    std::vector<std::string>& calls = host.calls;  // of modules, on this thread
     test_support::runStress(
         test_support::stressRounds(100, 100),
         [&](int, int round) {
             const auto car = makeCar();
             EXPECT_TRUE(application.add(car.get()));
+            if (round % 20 == 5) {
+                const auto extra = makeModule("Extra", calls);
+                application.insertModule(extra);
+                application.removeModule(extra);
+            }
             if (round % 10 == 0) application.setApplicationMode(static_cast<eApplicationMode>(round / 10 % 3));
             if (round % 2 == 0) {
                 application.getContext().executeLater([&application, car] { application.remove(car.get()); });

@@ -120,6 +120,10 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
     setup->communicationModel = Kr::KrEnum(KrSim::eCommunicationModel::kSlave);
     setup->pluginDirectories.set({"b", "a"});
     setup->resourcesDirectories.set({"/not/there", path});
+    setup->profilerEnabledCategories.set({"Frame"});
+    static_cast<KrData::Field<bool>&>((*setup->getRemoteAccess())["Enable"]).setValue(true);
+    setup =
+        KrSmartInterface<ApplicationConfig>(setup.getExtension()->clone()->getImplementationAs<ApplicationConfig>());
     std::ofstream(path + "/Road.krr") << "x";
     for (int round = 0; round < 2; ++round) {
         KrPluginManager::instance().addPluginSearchDir("gone");
@@ -148,6 +152,8 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
         EXPECT_EQ(application->getModule(0)->getImplementationAs<Tuned>()->gain.get(), 7.0);
         setup = ApplicationConfig::createFromApplication(application.get());
         EXPECT_EQ(setup.getExtension()->getName(), "Config");
+        EXPECT_TRUE(setup->getRemoteAccess()->isEnabled());
+        EXPECT_THAT(setup->profilerEnabledCategories.get(), ElementsAre("Frame"));
         KrSim::KrErrorHandler::enableConsoleLog(true);
     }
     setup.reset();

@@ -142,12 +142,13 @@ KrExtension* KrApplication::getExtension(std::size_t index) const {
 bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& module) {
     const auto* proxy = module ? module->_getModuleProxy() : nullptr;
     if (proxy == nullptr) return false;
+    // Where a module belongs is known on the application's thread only.
+    if (_context.isBusy() && _context.executeLater([this, module] { _insertModule(module); })) return true;
     if (proxy->getApplication() != nullptr) {
         Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Can't insert module '%s', it is in an application\n",
                        proxy->getName().c_str());
         return false;
     }
-    if (_context.isBusy() && _context.executeLater([this, module] { _insertModule(module); })) return true;
     return _insertModule(module);
 }
 
@@ -172,8 +173,10 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
 
 bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& module) {
     const auto* proxy = module ? module->_getModuleProxy() : nullptr;
-    if (proxy == nullptr || proxy->getApplication() != this) return false;
-    _whenIdle([this, module] { _removeModule(module); });
+    if (proxy == nullptr) return false;
+    if (_context.isBusy() && _context.executeLater([this, module] { _removeModule(module); })) return true;
+    if (proxy->getApplication() != this) return false;
+    _removeModule(module);
     return true;
 }
 
@@ -220,13 +223,13 @@ bool KrApplication::setApplicationMode(eApplicationMode mode) {
                        static_cast<int>(mode));
         return false;
     }
-    // One that is set while another one is announced waits, so that all hear of both in the same order.
-    if (_isChangingMode && _context.executeLater([this, mode] { _changeMode(mode); })) return true;
     _whenIdle([this, mode] { _changeMode(mode); });
     return true;
 }
 
 void KrApplication::_changeMode(eApplicationMode mode) {
+    // One that is set while another one is announced waits, so that all hear of both in the same order.
+    if (_isChangingMode && _context.executeLater([this, mode] { _changeMode(mode); })) return;
     const auto before = getApplicationMode();
     if (mode == before) return;
     _isChangingMode = true;

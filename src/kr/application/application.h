@@ -124,9 +124,10 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
 
     // --- Modules ---------------------------------------------------------------------------------------------------
     /// Any thread while the application runs. Offers the module all content. False for null and for a module that
-    /// belongs to an application. True also when it is to be inserted later.
+    /// belongs to an application. True also when it is to be inserted later; the rules are asked then.
     bool insertModule(const KrSmartInterface<ISimulatorModule>& module);
-    /// Any thread while the application runs. Withdraws all content from it. False when it is not here.
+    /// Any thread while the application runs. Withdraws all content from it. False when it is not here. True also when
+    /// it is to be removed later.
     bool removeModule(const KrSmartInterface<ISimulatorModule>& module);
     void removeAllModules();
     [[nodiscard]] std::size_t getModuleCount() const;

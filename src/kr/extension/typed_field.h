@@ -36,6 +36,7 @@ class TypedField;
 
 /// A field that an implementation declared; it tells the handle when it dies, whoever destroys it.
 template <class T>
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): in a template it misses that the base has a virtual one
 class DeclaredField final : public KrData::Field<T> {
 public:
     DeclaredField(const Kr::KrID& id, const T& value) : KrData::Field<T>(id, nullptr, value) {}
