@@ -221,6 +221,7 @@ TEST(Frame, AllocatesNothingInTheSteadyState) {
         host.application->update();
     EXPECT_EQ(kr_benchmark::allocations() - before, 0U);
     EXPECT_EQ(queueing->ran, 1100U);
+    host.application->unregisterListener(&listener);
 }
 
 // --- Pause, steps, limits ------------------------------------------------------------------------------------------

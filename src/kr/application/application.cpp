@@ -95,7 +95,7 @@ KrApplication::~KrApplication() {
     if (wasRunning) KrEventDispatcher::_resetOwner();
 }
 
-void KrApplication::_whenIdle(std::function<void()> change) {
+void KrApplication::_whenIdle(const std::function<void()>& change) {
     if (_context.isBusy() && _context.executeLater(change)) return;
     change();
 }

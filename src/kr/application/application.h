@@ -203,7 +203,7 @@ private:
     void _changeMode(eApplicationMode mode);
     void _setEditing(bool editing);
     /// Does it now, or later when the content must not change now.
-    void _whenIdle(std::function<void()> change);
+    void _whenIdle(const std::function<void()>& change);
 
     std::unique_ptr<Parts> _parts;
     Kr::KrSmartPtr<ApplicationState> _state;
