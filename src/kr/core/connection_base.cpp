@@ -26,9 +26,13 @@ void KrConnectionBase::_setSorterFunctions(const SorterFunctions& functions) noe
     sorterFunctions.store(&functions, std::memory_order_release);
 }
 
-bool KrConnectionBase::_transferStep(const KrData::FieldBase& changed) {
-    transferValue(changed);
+bool KrConnectionBase::_stepWhole(KrConnectionBase& connection, const KrData::FieldBase& changed) {
+    connection.transferValue(changed);
     return false;
+}
+
+void KrConnectionBase::_setStepFunction(StepFunction step) noexcept {
+    _step = step != nullptr ? step : &_stepWhole;
 }
 
 void KrConnectionBase::_onFieldMoved() {}

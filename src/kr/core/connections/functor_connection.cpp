@@ -54,13 +54,13 @@ void KrFunctorConnection::_end() noexcept {
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
     _direct = nullptr;
-    _canStep = false;
+    _setStepFunction(nullptr);
     _functor.reset();
 }
 
 void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
     _direct = nullptr;
-    _canStep = false;
+    _setStepFunction(nullptr);
     _functor.reset();
     KrConnectionBase::_onFieldDestroyed(field);
 }
@@ -84,7 +84,8 @@ void KrFunctorConnection::_update() {
     _setOutputToParameter(from == Types::kOutput && to == Types::kParameter);
     _functor->setSinkOwner(getSinkOwner());
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
-    _canStep = _direct != nullptr && _direct->_canStep() && _doRolesFit && !isOutputToParameter();
+    const bool canStep = _direct != nullptr && _direct->_canStep() && _doRolesFit && !isOutputToParameter();
+    _setStepFunction(canStep ? &_stepDirect : nullptr);
 }
 
 // --- Transfer ------------------------------------------------------------------------------------------------------
@@ -99,10 +100,8 @@ void KrFunctorConnection::transferValue(const FieldBase& changed) {
     _functor->run(changed);
 }
 
-bool KrFunctorConnection::_transferStep(const FieldBase& changed) {
-    if (_canStep) return _direct->_step();
-    transferValue(changed);
-    return false;
+bool KrFunctorConnection::_stepDirect(KrConnectionBase& connection, const FieldBase&) {
+    return static_cast<KrFunctorConnection&>(connection)._direct->_step();
 }
 
 KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorConnection> made) const {

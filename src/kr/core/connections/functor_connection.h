@@ -28,7 +28,6 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
     void disable(bool leaveSorter) final;
     void transferValue(const KrData::FieldBase& changed) final;
 
-    [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) final;
     void _onFieldDestroyed(const KrData::FieldBase& field) final;
     void _onFieldMoved() final;
 
@@ -55,12 +54,12 @@ protected:
 
 private:
     [[nodiscard]] bool _isGateOpen() const;
+    [[nodiscard]] static bool _stepDirect(KrConnectionBase& connection, const KrData::FieldBase& changed);
 
-    std::unique_ptr<ConnectionFunctor> _functor;
     DirectConnectionFunctor* _direct{nullptr};  // the functor, when it is such a one
+    std::unique_ptr<ConnectionFunctor> _functor;
     Roles _roles{Roles::kChecked};
     bool _doRolesFit{true};
-    bool _canStep{false};
 };
 
 }  // namespace Kr
