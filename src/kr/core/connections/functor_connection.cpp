@@ -66,15 +66,7 @@ void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
 }
 
 void KrFunctorConnection::_onFieldMoved() {
-    if (!isValid()) return;
-    const auto* sourceOwner = getSourceOwner();
-    const auto* sinkOwner = getSinkOwner();
-    _update();
-    if (getSourceOwner() == sourceOwner && getSinkOwner() == sinkOwner) return;
-    if (!_isRegisteredInSorter()) return;
-    // The order does not hold any more.
-    KrExtensionSorter::instance()._removeConnection(this);
-    if (isValid()) KrExtensionSorter::instance()._addConnection(this);
+    if (isValid()) _update();
 }
 
 void KrFunctorConnection::_update() {
