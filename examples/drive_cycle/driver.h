@@ -19,8 +19,10 @@ public:
         deviation = behind;
     }
 
-    KrSim::Input<double> targetSpeed{this, "Target Speed", {.dimension = Kr::kSpeed}};
-    KrSim::Input<double> targetAcceleration{this, "Target Acceleration", {.dimension = Kr::kAcceleration}};
+    KrSim::Input<double> targetSpeed{
+        this, "Target Speed", {.dimension = Kr::kSpeed, .description = "To be reached at the end of the frame."}};
+    KrSim::Input<double> targetAcceleration{
+        this, "Target Acceleration", {.dimension = Kr::kAcceleration, .description = "Fed forward to the pedals."}};
     KrSim::Input<double> speed{
         this, "Speed", {.dimension = Kr::kSpeed, .description = "As the driver reads it: that of the frame before."}};
     KrSim::Parameter<double> gain{this,

@@ -33,12 +33,20 @@ public:
 
     KrSim::Input<double> pedal{
         this, "Pedal", {.min = -1.0, .max = 1.0, .dimension = Kr::kRatio, .description = "Below 0: braking."}};
-    KrSim::Input<double> speed{this, "Speed", {.dimension = Kr::kSpeed}};
+    KrSim::Input<double> speed{
+        this,
+        "Speed",
+        {.dimension = Kr::kSpeed, .description = "Of the car; decides whether torque or power is the limit."}};
     KrSim::Input<double> tractionWork{
         this, "Traction Work", {.dimension = Kr::kEnergy, .description = "Of the traction force since the beginning."}};
 
-    KrSim::Parameter<double> maximumTorque{
-        this, "Maximum Torque", {.value = kDefaults.maximumTorque, .min = 0.0, .max = 1e4, .dimension = Kr::kTorque}};
+    KrSim::Parameter<double> maximumTorque{this,
+                                           "Maximum Torque",
+                                           {.value = kDefaults.maximumTorque,
+                                            .min = 0.0,
+                                            .max = 1e4,
+                                            .dimension = Kr::kTorque,
+                                            .description = "Of the motor."}};
     KrSim::Parameter<double> maximumPower{this,
                                           "Maximum Power",
                                           {.value = kDefaults.maximumPower,
@@ -67,8 +75,13 @@ public:
                                         .max = 100.0,
                                         .dimension = Kr::kRatio,
                                         .description = "Turns of the motor to one of the wheels."}};
-    KrSim::Parameter<double> wheelRadius{
-        this, "Wheel Radius", {.value = kDefaults.wheelRadius, .min = 0.05, .max = 2.0, .dimension = Kr::kLength}};
+    KrSim::Parameter<double> wheelRadius{this,
+                                         "Wheel Radius",
+                                         {.value = kDefaults.wheelRadius,
+                                          .min = 0.05,
+                                          .max = 2.0,
+                                          .dimension = Kr::kLength,
+                                          .description = "Rolling radius of the driven wheels."}};
     KrSim::Parameter<double> efficiency{this,
                                         "Efficiency",
                                         {.value = kDefaults.efficiency,
@@ -97,10 +110,20 @@ public:
                                          .max = 100.0,
                                          .dimension = Kr::kResistance,
                                          .description = "Of the battery."}};
-    KrSim::Parameter<double> capacity{
-        this, "Capacity", {.value = 40.0 * 3.6e6, .min = 1e3, .max = 1e10, .dimension = Kr::kEnergy}};
-    KrSim::Parameter<double> initialCharge{
-        this, "Initial Charge", {.value = 0.8, .min = 0.0, .max = 1.0, .dimension = Kr::kRatio}};
+    KrSim::Parameter<double> capacity{this,
+                                      "Capacity",
+                                      {.value = 40.0 * 3.6e6,
+                                       .min = 1e3,
+                                       .max = 1e10,
+                                       .dimension = Kr::kEnergy,
+                                       .description = "Of the battery, from empty to full."}};
+    KrSim::Parameter<double> initialCharge{this,
+                                           "Initial Charge",
+                                           {.value = 0.8,
+                                            .min = 0.0,
+                                            .max = 1.0,
+                                            .dimension = Kr::kRatio,
+                                            .description = "Of the battery when the cycle begins; 1 is full."}};
 
     KrSim::Output<double> tractionForce{
         this, "Traction Force", {.dimension = Kr::kForce, .description = "At the wheels; below 0: recuperating."}};
@@ -109,9 +132,12 @@ public:
         this, "Charge", {.dimension = Kr::kRatio, .description = "Of the battery when the frame began; 1 is full."}};
     KrSim::Output<double> batteryEnergy{
         this, "Battery Energy", {.dimension = Kr::kEnergy, .description = "Taken out of it, less what came back."}};
-    KrSim::Output<double> driveLoss{this, "Drive Loss", {.dimension = Kr::kEnergy}};
-    KrSim::Output<double> batteryLoss{this, "Battery Loss", {.dimension = Kr::kEnergy}};
-    KrSim::Output<double> auxiliaryEnergy{this, "Auxiliary Energy", {.dimension = Kr::kEnergy}};
+    KrSim::Output<double> driveLoss{
+        this, "Drive Loss", {.dimension = Kr::kEnergy, .description = "Of motor, inverter and gear."}};
+    KrSim::Output<double> batteryLoss{
+        this, "Battery Loss", {.dimension = Kr::kEnergy, .description = "In the internal resistance."}};
+    KrSim::Output<double> auxiliaryEnergy{
+        this, "Auxiliary Energy", {.dimension = Kr::kEnergy, .description = "Of all but the motor."}};
     KrSim::Output<double> workDone{
         this, "Work Done", {.dimension = Kr::kEnergy, .description = "That part of the traction work that was drawn."}};
 

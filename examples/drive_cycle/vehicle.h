@@ -30,8 +30,13 @@ public:
     KrSim::Input<double> brakeForce{
         this, "Brake Force", {.min = 0.0, .dimension = Kr::kForce, .description = "At the wheels."}};
 
-    KrSim::Parameter<double> mass{
-        this, "Mass", {.value = kDefaults.mass, .min = 1.0, .max = 1e5, .dimension = Kr::kMass}};
+    KrSim::Parameter<double> mass{this,
+                                  "Mass",
+                                  {.value = kDefaults.mass,
+                                   .min = 1.0,
+                                   .max = 1e5,
+                                   .dimension = Kr::kMass,
+                                   .description = "Ready for the road, with driver."}};
     KrSim::Parameter<double> rotatingMassFactor{
         this,
         "Rotating Mass Factor",
@@ -54,17 +59,27 @@ public:
                                        .max = 20.0,
                                        .dimension = Kr::kArea,
                                        .description = "Drag coefficient times frontal area."}};
-    KrSim::Parameter<double> airDensity{
-        this, "Air Density", {.value = kDefaults.airDensity, .min = 0.0, .max = 10.0, .dimension = Kr::kDensity}};
+    KrSim::Parameter<double> airDensity{this,
+                                        "Air Density",
+                                        {.value = kDefaults.airDensity,
+                                         .min = 0.0,
+                                         .max = 10.0,
+                                         .dimension = Kr::kDensity,
+                                         .description = "At the road."}};
 
-    KrSim::Output<double> speed{this, "Speed", {.dimension = Kr::kSpeed}};
+    KrSim::Output<double> speed{
+        this, "Speed", {.dimension = Kr::kSpeed, .description = "At the end of the frame; never below 0."}};
     KrSim::Output<double> acceleration{
         this, "Acceleration", {.dimension = Kr::kAcceleration, .description = "Mean of the frame."}};
-    KrSim::Output<double> distance{this, "Distance", {.dimension = Kr::kLength}};
+    KrSim::Output<double> distance{this, "Distance", {.dimension = Kr::kLength, .description = "Since the beginning."}};
     KrSim::Output<double> tractionWork{
         this, "Traction Work", {.dimension = Kr::kEnergy, .description = "Of the traction force since the beginning."}};
-    KrSim::Output<double> rollingLoss{this, "Rolling Loss", {.dimension = Kr::kEnergy}};
-    KrSim::Output<double> airLoss{this, "Air Loss", {.dimension = Kr::kEnergy}};
-    KrSim::Output<double> brakeLoss{this, "Brake Loss", {.dimension = Kr::kEnergy}};
-    KrSim::Output<double> kineticEnergy{this, "Kinetic Energy", {.dimension = Kr::kEnergy}};
+    KrSim::Output<double> rollingLoss{
+        this, "Rolling Loss", {.dimension = Kr::kEnergy, .description = "Work against the rolling resistance."}};
+    KrSim::Output<double> airLoss{
+        this, "Air Loss", {.dimension = Kr::kEnergy, .description = "Work against the air resistance."}};
+    KrSim::Output<double> brakeLoss{
+        this, "Brake Loss", {.dimension = Kr::kEnergy, .description = "Heat of the brakes."}};
+    KrSim::Output<double> kineticEnergy{
+        this, "Kinetic Energy", {.dimension = Kr::kEnergy, .description = "Of the car with its rotating masses."}};
 };

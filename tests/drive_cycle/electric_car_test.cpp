@@ -110,6 +110,21 @@ TEST_P(WholeCycle, IsDrivenWithinTheLimits) {
 INSTANTIATE_TEST_SUITE_P(Events, WholeCycle, testing::Bool(),
                          [](const auto& each) { return each.param ? "WaitForTheFrame" : "AreDeliveredAtOnce"; });
 
+TEST(ElectricCar, ExplainsAllItsFields) {
+    const auto car = makeCar();
+    for (std::size_t i = 0; i < car->getExtensionCount(); ++i) {
+        auto& part = *car->getExtension(i);
+        for (const auto* group :
+             {&part.getInputContainer(), &part.getOutputContainer(), &part.getParameterContainer()}) {
+            EXPECT_GT(group->size(), 0U) << part.getName();
+            for (const auto* field : *group)
+                EXPECT_NE(field->getDescription(), "") << field->getPath();
+        }
+        for (const auto* field : part.getParameterContainer())
+            EXPECT_TRUE(static_cast<const KrData::Field<double>*>(field)->hasRange()) << field->getPath();
+    }
+}
+
 TEST(ElectricCar, IsSteppedFromTheCycleToTheVehicle) {
     Road road;
     const auto car = makeCar();
