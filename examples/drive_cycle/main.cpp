@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -121,14 +122,18 @@ private:
 /// The application that a signal ends.
 KrApplication* running = nullptr;
 
-/// Seconds for as many frames of the models alone.
+/// Seconds for as many frames of the models alone: the shortest of three, as others may be busy on the machine.
 double timeModels(std::uint64_t frames, double stepSeconds) {
-    BareCar car;
-    const Kr::Timer timer;
-    for (std::uint64_t i = 0; i < frames; ++i)
-        car.step(stepSeconds);
-    const double seconds = timer.getElapsedSeconds();
-    return car.distance >= 0.0 ? seconds : 0.0;  // the result is used
+    double shortest = std::numeric_limits<double>::infinity();
+    for (int run = 0; run < 3; ++run) {
+        BareCar car;
+        const Kr::Timer timer;
+        for (std::uint64_t i = 0; i < frames; ++i)
+            car.step(stepSeconds);
+        const double seconds = timer.getElapsedSeconds();
+        if (car.distance >= 0.0) shortest = std::min(shortest, seconds);  // so the result is used
+    }
+    return shortest;
 }
 
 void printPace(const KrApplication& application, double seconds, bool isPaced) {
