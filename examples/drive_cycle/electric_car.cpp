@@ -11,7 +11,7 @@
 namespace {
 
 void connect(const KrSim::Output<double>& source, const KrSim::Input<double>& sink) {
-    if (Kr::KrConnectionFactory::connect(*source.getField(), *sink.getField()) == nullptr)
+    if (Kr::KrConnectionFactory::connect(source.getField(), sink.getField()) == nullptr)
         throw std::runtime_error("cannot connect to " + sink.getField()->getPath());
 }
 

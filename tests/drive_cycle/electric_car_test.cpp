@@ -25,6 +25,7 @@ using KrSim::KrApplication;
 using KrSim::KrExtension;
 using KrSim::KrExtensionFactory;
 using KrSim::KrObject;
+using testing::AnyOf;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -88,7 +89,7 @@ TEST_P(WholeCycle, IsDrivenWithinTheLimits) {
     EXPECT_LT(std::abs(figures.getBalanceError()), GetParam() ? kAllowedBalanceError : 1e-9);
     EXPECT_GT(figures.getJoulesPerMetre() * 1e5 / 3.6e6, 8.0);  // what compact cars take, kWh/100 km
     EXPECT_LT(figures.getJoulesPerMetre() * 1e5 / 3.6e6, 20.0);
-    EXPECT_THAT(log.lines(), Each(StartsWith("6 ")));  // nothing above trace
+    EXPECT_THAT(log.lines(), Each(AnyOf(StartsWith("5 "), StartsWith("6 "))));  // nothing above debug
     if (GetParam()) return;
 
     // The library carries the numbers and does not change them.
