@@ -1,6 +1,7 @@
 # Options and the one interface target, kr_build_options, that carries language level, warnings and sanitizers.
 
 option(KR_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(KR_BUILD_APPS "Build the programs" ${PROJECT_IS_TOP_LEVEL})
 option(KR_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(KR_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(KR_BUILD_FUZZERS "Build the fuzzers (clang only)" OFF)

@@ -1,0 +1,112 @@
+#include "apps/krsim/assembly.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "apps/krsim/failure.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/simulator_module.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/platform/plugin_manager.h"
+
+namespace krsim {
+namespace {
+
+using KrPluginSystem::KrPluginManager;
+using KrSim::KrExtensionFactory;
+using KrSim::KrFactoryKey;
+
+using Extension = Kr::KrSmartPtr<KrSim::KrExtension>;
+
+/// Loads the plug-in first, so that its failure is told apart from that of the type.
+Extension make(const KrFactoryKey& key) {
+    if (!key.plugin.empty() && !KrPluginManager::instance().load(key.plugin)) {
+        throw Failure(eExitCode::kFailed,
+                      "plug-in '" + key.plugin + "' cannot be loaded, the warning before this line says why");
+    }
+    auto made = KrExtensionFactory::create(key);
+    if (made) return made;
+    throw Failure(eExitCode::kFailed, key.toString() + " cannot be made, the warning before this line says why");
+}
+
+void addContent(KrSim::KrApplication& application, const KrFactoryKey& key) {
+    const auto extension = make(key);
+    if (extension->getImplementationAs<KrSim::ISimulatorModule>() != nullptr) {
+        throw Failure(eExitCode::kUsage, key.toString() + " is a module: choose it with --module");
+    }
+    if (!application.add(extension.get())) {
+        throw Failure(eExitCode::kFailed, key.toString() + " is refused by the application");
+    }
+}
+
+void insertModule(KrSim::KrApplication& application, const KrFactoryKey& key) {
+    const auto extension = make(key);
+    const KrSim::KrSmartInterface<KrSim::ISimulatorModule> module(
+        extension->getImplementationAs<KrSim::ISimulatorModule>());
+    if (!module) throw Failure(eExitCode::kUsage, key.toString() + " is no module: choose it with --content");
+    if (!application.insertModule(module)) {
+        throw Failure(eExitCode::kFailed, key.toString() + " is refused by the application");
+    }
+}
+
+/// Of those plug-ins, in the order of the catalogue.
+std::vector<KrFactoryKey> findModulesOf(const std::vector<std::string>& plugins, const TypeCatalog& catalog) {
+    const auto modules = KrExtensionFactory::getAvailableTypes(KrExtensionFactory::eType::kSimulatorModule);
+    std::vector<KrFactoryKey> found;
+    for (const auto& plugin : catalog.getPlugins()) {
+        if (std::find(plugins.begin(), plugins.end(), plugin.name) == plugins.end()) continue;
+        std::copy_if(plugin.types.begin(), plugin.types.end(), std::back_inserter(found), [&](const KrFactoryKey& key) {
+            return std::any_of(modules.begin(), modules.end(),
+                               [&](const KrFactoryKey& each) { return each.uuid == key.uuid; });
+        });
+    }
+    return found;
+}
+
+}  // namespace
+
+void addPluginDirectories(const std::vector<std::string>& directories) {
+    for (const auto& directory : directories) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(directory, error)) {
+            throw Failure(eExitCode::kUsage, "plug-in directory '" + directory + "' does not exist");
+        }
+        if (findPluginFiles(directory).empty()) {
+            throw Failure(eExitCode::kUsage, "plug-in directory '" + directory + "' holds no plug-in (a file '*.krp')");
+        }
+        KrPluginManager::instance().addPluginSearchDir(directory);
+    }
+}
+
+std::vector<std::string> getPluginDirectories() {
+    const auto directories = KrPluginManager::instance().getPluginSearchDirs();
+    return {directories.begin(), directories.end()};
+}
+
+void assemble(KrSim::KrApplication& application, const RunPlan& plan, const TypeCatalog& catalog) {
+    // All names first: a wrong one is told before anything is loaded.
+    std::vector<KrFactoryKey> content;
+    std::vector<KrFactoryKey> modules;
+    for (const auto& each : plan.content)
+        content.push_back(catalog.find(each));
+    for (const auto& each : plan.modules)
+        modules.push_back(catalog.find(each));
+
+    std::vector<std::string> plugins;
+    for (const auto& each : content) {
+        addContent(application, each);
+        if (!each.plugin.empty()) plugins.push_back(each.plugin);
+    }
+    if (modules.empty()) modules = findModulesOf(plugins, catalog);
+    for (const auto& each : modules)
+        insertModule(application, each);
+
+    if (plan.rateHz) application.setSimulationFrameRate(*plan.rateHz);
+    using eSync = KrSim::eSynchronizationMode;
+    application.setSyncMode(plan.isPaced ? eSync::kSWSync : eSync::kSyncOff);
+    // Last, so that content and modules hear of it.
+    application.setApplicationMode(plan.mode);
+}
+
+}  // namespace krsim

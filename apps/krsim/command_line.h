@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "apps/krsim/failure.h"
+#include "apps/krsim/run_plan.h"
+
+namespace krsim {
+
+/// Show the types that can be chosen.
+struct ListPlan {
+    std::vector<std::string> pluginDirectories;
+};
+
+/// Nothing to do but to print this: on standard output when all is well, else on standard error.
+struct Answer {
+    eExitCode code;
+    std::string text;
+};
+
+using Command = std::variant<Answer, RunPlan, ListPlan>;
+
+/// Reads the arguments that follow the name of the program. Looks at no file.
+[[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);
+
+}  // namespace krsim

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace krsim {
+
+/// What the process answers; scripts rely on it.
+enum class eExitCode : int { kOk = 0, kFailed = 1, kUsage = 2 };
+
+/// A reason to end, told to the operator as "krsim: <text>".
+class Failure final : public std::runtime_error {
+public:
+    /// \param code  kUsage when another command line would do, kFailed when the world is at fault.
+    Failure(eExitCode code, const std::string& text) : std::runtime_error(text), _code(code) {}
+
+    [[nodiscard]] eExitCode getCode() const noexcept { return _code; }
+
+private:
+    eExitCode _code;
+};
+
+}  // namespace krsim

@@ -1,0 +1,116 @@
+#include "apps/krsim/run_command.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include "apps/krsim/assembly.h"
+#include "apps/krsim/run_reporter.h"
+#include "apps/krsim/status_output.h"
+#include "apps/krsim/stop_signals.h"
+#include "apps/krsim/type_catalog.h"
+#include "kr/application/application.h"
+#include "kr/application/content_dispatcher.h"
+#include "kr/events/errors/error_handler.h"
+#include "kr/platform/clock.h"
+#include "kr/platform/log_line.h"
+
+namespace krsim {
+namespace {
+
+/// What becomes of log lines during a run.
+class Log {
+public:
+    explicit Log(const RunPlan& plan) {
+        KrSim::KrErrorHandler::Register();
+        // Warnings say what is wrong with plug-ins, so they are heard until the run begins.
+        Kr::LogSetLevel(std::max(plan.logLevel, Kr::eLogLevel::kWarn));
+    }
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+    ~Log() {
+        KrSim::KrErrorHandler::setLogFile({});
+        KrSim::KrErrorHandler::Unregister();
+    }
+};
+
+/// Throws a Failure when nothing can be written there, now and not with the first message.
+void openLogFile(KrSim::KrApplication& application, const std::string& prefix) {
+    application.setLogFilePrefix(prefix);
+    const auto file = application.getLogFilename();
+    Kr::printToLogFile(Kr::formatLogLine(std::time(nullptr), "INFO - krsim: The log begins\n"));
+    if (::access(file.c_str(), W_OK) == 0) return;
+    const std::string reason = std::strerror(errno);
+    throw Failure(eExitCode::kFailed, "log file '" + file + "' cannot be written: " + reason);
+}
+
+std::string describe(const RunPlan& plan, const KrSim::KrApplication& application) {
+    char limit[64] = "until it is ended";
+    if (plan.limits.frames != KrSim::RunLimits::kEndless) {
+        std::snprintf(limit, sizeof limit, "for %llu frames", static_cast<unsigned long long>(plan.limits.frames));
+    } else if (std::isfinite(plan.limits.seconds)) {
+        std::snprintf(limit, sizeof limit, "for %g s", plan.limits.seconds);
+    }
+    char text[256];
+    std::snprintf(text, sizeof text, "krsim: running at %g Hz, %s, %s; extensions: %zu, modules: %zu\n",
+                  application.getSimulationFrameRate(), plan.isPaced ? "paced" : "free", limit,
+                  application.getContentDispatcher().getExtensions().size(), application.getModuleCount());
+    const auto logFile = application.getLogFilename();
+    return text + (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
+}
+
+/// A listener of the application while it lives.
+class Listening {
+public:
+    Listening(KrSim::KrApplication& application, KrSim::IApplicationListener& listener)
+        : _application(application), _listener(listener) {
+        _application.registerListener(&_listener);
+    }
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+    ~Listening() { _application.unregisterListener(&_listener); }
+
+private:
+    KrSim::KrApplication& _application;
+    KrSim::IApplicationListener& _listener;
+};
+
+}  // namespace
+
+eExitCode runSimulation(const RunPlan& plan) {
+    StopSignals signals;
+    const Log log(plan);
+    addPluginDirectories(plan.pluginDirectories);
+    const auto application = KrSim::KrApplication::create();
+    if (plan.logFilePrefix) openLogFile(*application, *plan.logFilePrefix);
+    assemble(*application, plan, TypeCatalog(getPluginDirectories()));
+    Kr::LogSetLevel(plan.logLevel);
+
+    StatusOutput output(STDOUT_FILENO);
+    RunReporter reporter(output);
+    if (!plan.isQuiet) output.print(describe(plan, *application));
+    std::optional<Listening> listening;
+    if (!plan.isQuiet) listening.emplace(*application, reporter);
+
+    RunResult result{};
+    {
+        const auto& clock = Kr::SteadyClock::instance();
+        const StopSignals::Target target(signals, *application);
+        const double begin = clock.getSeconds();
+        result.exitValue = application->run(plan.limits);
+        result.realSeconds = clock.getSeconds() - begin;
+    }
+    result.signal = signals.getReceived();
+    result.statistics = application->getFrameStatistics();
+    if (!plan.isQuiet) output.print(formatSummary(plan, result));
+    return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;
+}
+
+}  // namespace krsim

@@ -1,0 +1,71 @@
+#include "apps/krsim/run_reporter.h"
+
+#include <cstdio>
+
+#include "kr/application/application.h"
+
+namespace krsim {
+namespace {
+
+constexpr double kTerminalIntervalSeconds = 0.25;
+constexpr double kLineIntervalSeconds = 10.0;
+
+template <class... Values>
+std::string print(const char* format, Values... values) {
+    char text[256];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
+
+unsigned long long toCount(std::uint64_t number) {
+    return number;
+}
+
+std::string describeLate(const KrSim::LateFrames& late, const char* reason) {
+    constexpr double kMillisecondsPerSecond = 1000.0;
+    return print("%llu %s (worst %.3f ms)", toCount(late.count), reason, late.worstSeconds * kMillisecondsPerSecond);
+}
+
+std::string describeEnd(const RunPlan& plan, const RunResult& result) {
+    if (result.exitValue != 0) return "failed";
+    if (result.signal != nullptr) return std::string("ended by ") + result.signal;
+    if (result.statistics.frames >= plan.limits.frames) return "all frames run";
+    if (result.statistics.simulatedSeconds >= plan.limits.seconds * (1.0 - 1e-9)) return "all seconds simulated";
+    return "ended by the simulation";
+}
+
+}  // namespace
+
+RunReporter::RunReporter(StatusOutput& output)
+    : _output(output),
+      _intervalSeconds(output.isTerminal() ? kTerminalIntervalSeconds : kLineIntervalSeconds),
+      _nextSeconds(_intervalSeconds) {}
+
+void RunReporter::onFrameEnded(KrSim::KrApplication* application) {
+    const auto& context = application->getContext();
+    const double now = context.getElapsedSeconds();
+    if (now < _nextSeconds) return;
+    const auto all = context.getFrameStatistics();
+    _output.showStatus(
+        print("frame %llu | %.2f s | real time x %.3f | late %llu", toCount(all.frames), all.simulatedSeconds,
+              (all.simulatedSeconds - _lastSimulatedSeconds) / (now - _lastSeconds), toCount(all.getLateFrames())));
+    // Not the interval added to the last moment: what was missed is not made up for.
+    _nextSeconds = now + _intervalSeconds;
+    _lastSeconds = now;
+    _lastSimulatedSeconds = all.simulatedSeconds;
+}
+
+std::string formatSummary(const RunPlan& plan, const RunResult& result) {
+    const auto& all = result.statistics;
+    std::string text = "krsim: " + describeEnd(plan, result) + ": " +
+                       print("%llu frames, %.3f s simulated in %.3f s (real time x %.3f, %.0f frames/s)\n",
+                             toCount(all.frames), all.simulatedSeconds, result.realSeconds, all.meanRealTimeFactor,
+                             result.realSeconds > 0.0 ? static_cast<double>(all.frames) / result.realSeconds : 0.0);
+    if (!plan.isPaced) return text;
+    text += print("krsim: late frames: %llu", toCount(all.getLateFrames()));
+    if (all.overworked.count > 0) text += "; " + describeLate(all.overworked, "after too much work");
+    if (all.overslept.count > 0) text += "; " + describeLate(all.overslept, "woken too late");
+    return text + "\n";
+}
+
+}  // namespace krsim

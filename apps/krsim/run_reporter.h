@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "apps/krsim/run_plan.h"
+#include "apps/krsim/status_output.h"
+#include "kr/application/context/frame_statistics.h"
+#include "kr/application/i_application_listener.h"
+
+namespace krsim {
+
+/// Shows how a run goes, "frame 600 | 10.00 s | real time x 1.000 | late 0", four times a second on a terminal, else
+/// every ten seconds of real time. The factor is that since the status before. A frame costs it two loads: the time is
+/// that of the frame's start, which the main loop has asked for already. The output is borrowed.
+class RunReporter final : public KrSim::IApplicationListener {
+public:
+    explicit RunReporter(StatusOutput& output);
+
+    void onFrameEnded(KrSim::KrApplication* application) override;
+
+private:
+    StatusOutput& _output;
+    const double _intervalSeconds;
+    double _nextSeconds;  // in elapsed time of the application, like the next one
+    double _lastSeconds{0.0};
+    double _lastSimulatedSeconds{0.0};
+};
+
+/// How a run has ended.
+struct RunResult {
+    int exitValue;       ///< of KrApplication::run
+    const char* signal;  ///< that asked for the end, or null
+    double realSeconds;  ///< it took, from the first frame on
+    KrSim::FrameStatistics statistics;
+};
+
+/// The lines for the end of a run.
+[[nodiscard]] std::string formatSummary(const RunPlan& plan, const RunResult& result);
+
+}  // namespace krsim

@@ -1,0 +1,74 @@
+#include "apps/krsim/status_output.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+
+#include "kr/events/errors/error_handler.h"
+#include "kr/platform/log.h"
+
+namespace krsim {
+namespace {
+
+constexpr std::string_view kClearLine = "\r\x1b[K";
+
+/// The terminal whose last line shows a status, or -1. For the log handler, which may run on any thread.
+constinit std::atomic<int> terminalWithStatus{-1};
+
+void writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd place{.fd = descriptor, .events = POLLOUT, .revents = 0};
+            ::poll(&place, 1, -1);
+        } else if (errno != EINTR) {
+            return;  // nobody reads any more
+        }
+    }
+}
+
+bool isReady(int descriptor) {
+    pollfd place{.fd = descriptor, .events = POLLOUT, .revents = 0};
+    return ::poll(&place, 1, 0) == 1 && (place.revents & POLLOUT) != 0;
+}
+
+void clearStatus() {
+    const int terminal = terminalWithStatus.exchange(-1);
+    if (terminal >= 0) writeAll(terminal, kClearLine);
+}
+
+void handleLog(Kr::eLogLevel level, const char* format, std::va_list arguments) {
+    if (KrSim::KrErrorHandler::isConsoleLogEnabled()) clearStatus();
+    KrSim::KrErrorHandler::LogHandler(level, format, arguments);
+}
+
+}  // namespace
+
+StatusOutput::StatusOutput(int descriptor) : _descriptor(descriptor), _isTerminal(::isatty(descriptor) == 1) {
+    if (_isTerminal) Kr::LogSetHandler(&handleLog);
+}
+
+StatusOutput::~StatusOutput() {
+    if (!_isTerminal) return;
+    clearStatus();
+    Kr::LogSetHandler(&KrSim::KrErrorHandler::LogHandler);
+}
+
+void StatusOutput::showStatus(const std::string& text) {
+    if (!isReady(_descriptor)) return;
+    if (!_isTerminal) return writeAll(_descriptor, text + "\n");
+    writeAll(_descriptor, std::string(kClearLine) + text);
+    terminalWithStatus.store(_descriptor);
+}
+
+void StatusOutput::print(std::string_view text) {
+    clearStatus();
+    writeAll(_descriptor, text);
+}
+
+}  // namespace krsim

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace krsim {
+
+/// Where a run is told of: on a terminal, the status is one line that is written over again and again; elsewhere it is
+/// a line each time. Lines of the log, from any thread, get a line of their own meanwhile: while one of these lives on
+/// a terminal it passes the log on to KrErrorHandler, which must be installed before and stay so.
+/// Thread: one. One at a time.
+class StatusOutput {
+public:
+    /// \param descriptor  of an open file, borrowed.
+    explicit StatusOutput(int descriptor);
+    StatusOutput(const StatusOutput&) = delete;
+    StatusOutput& operator=(const StatusOutput&) = delete;
+    ~StatusOutput();
+
+    [[nodiscard]] bool isTerminal() const noexcept { return _isTerminal; }
+
+    /// Shows the state of the moment, a text without line feed. It is left out where a reader does not keep up: the
+    /// simulation does not wait for that.
+    void showStatus(const std::string& text);
+    /// Prints text that is to stay, with its line feeds, and waits until it is written.
+    void print(std::string_view text);
+
+private:
+    int _descriptor;
+    bool _isTerminal;
+};
+
+}  // namespace krsim
