@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds the sources of the library against its layering.
 
-check_includes.py --root src --layers build/debug/kr_layers.txt      exit 1 and one line a fault
+check_includes.py --root src --layers build/debug/kr_layers.txt [--apps apps]     exit 1 and one line a fault
 
 kr_layers.txt is written by the build: "layer NAME: LAYERS BELOW", then "headers|opt_in|internal|sources FILE" with
 paths relative to src/kr. Checked:
@@ -11,7 +11,8 @@ paths relative to src/kr. Checked:
   from a public header; no source file, and not the umbrella header;
 - public headers keep expensive and third-party headers out;
 - no loop between files;
-- a class of an upper layer is declared in a fwd.h only.
+- a class of an upper layer is declared in a fwd.h only;
+- programs, each a folder in --apps, include public headers of the library and their own, "apps/NAME/...".
 """
 import argparse
 import pathlib
@@ -121,6 +122,22 @@ def check_include(tree, path, line, bracket, target):
             tree.fault(path, line, f'"{target}" is not installed, a public header cannot include it')
 
 
+def check_apps(tree, apps, graph):
+    """Adds the files of the programs to the tree and the graph."""
+    files = {path.relative_to(apps.parent).as_posix(): path for path in sorted(apps.rglob("*")) if path.suffix in CODE}
+    tree.texts |= {name: path.read_text(encoding="utf-8", errors="replace") for name, path in files.items()}
+    for name in files:
+        program = "/".join(name.split("/")[:2]) + "/"
+        graph[name] = []
+        for line, bracket, target in tree.includes(name):
+            if target.startswith("kr/") and tree.kind_of.get(target) not in ("headers", "opt_in"):
+                tree.fault(name, line, f'"{target}" is no public header of the library')
+            elif bracket == '"' and not target.startswith("kr/") and not (target.startswith(program) and target in files):
+                tree.fault(name, line, f'"{target}" is no header of this program')
+            elif target in files:
+                graph[name].append(target)
+
+
 def check_loops(tree, graph):
     """Depth-first walk; each edge back into the current path is one loop."""
     state = {}
@@ -161,6 +178,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--root", required=True, help="the folder that holds kr/")
     parser.add_argument("--layers", required=True, help="kr_layers.txt of a build folder")
+    parser.add_argument("--apps", type=pathlib.Path, help="the folder that holds the programs")
     arguments = parser.parse_args()
 
     tree = Tree(arguments.root, arguments.layers)
@@ -172,9 +190,13 @@ def main():
             check_include(tree, path, line, bracket, target)
             if target in tree.texts:
                 graph[path].append(target)
+    if arguments.apps:
+        check_apps(tree, arguments.apps, graph)
     check_loops(tree, graph)
     check_forward_declarations(tree)
-    print("\n".join(tree.faults) if tree.faults else f"{len(tree.texts)} files in {len(tree.below)} layers, no fault")
+    in_layers = sum(path.startswith("kr/") for path in tree.texts)
+    print("\n".join(tree.faults) if tree.faults else
+          f"{in_layers} files in {len(tree.below)} layers, {len(tree.texts) - in_layers} in programs, no fault")
     return 1 if tree.faults else 0
 
 

@@ -108,6 +108,7 @@ eExitCode runSimulation(const RunPlan& plan) {
         result.realSeconds = clock.getSeconds() - begin;
     }
     result.signal = signals.getReceived();
+    result.stepSeconds = application->getSimulationTimeStep();
     result.statistics = application->getFrameStatistics();
     if (!plan.isQuiet) output.print(formatSummary(plan, result));
     return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;

@@ -30,7 +30,9 @@ std::string describeEnd(const RunPlan& plan, const RunResult& result) {
     if (result.exitValue != 0) return "failed";
     if (result.signal != nullptr) return std::string("ended by ") + result.signal;
     if (result.statistics.frames >= plan.limits.frames) return "all frames run";
-    if (result.statistics.simulatedSeconds >= plan.limits.seconds * (1.0 - 1e-9)) return "all seconds simulated";
+    // The limit is rounded to whole frames.
+    if (plan.limits.seconds - result.statistics.simulatedSeconds < 0.5 * result.stepSeconds)
+        return "all seconds simulated";
     return "ended by the simulation";
 }
 

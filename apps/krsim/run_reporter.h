@@ -31,6 +31,7 @@ struct RunResult {
     int exitValue;       ///< of KrApplication::run
     const char* signal;  ///< that asked for the end, or null
     double realSeconds;  ///< it took, from the first frame on
+    double stepSeconds;  ///< simulated time of a frame
     KrSim::FrameStatistics statistics;
 };
 

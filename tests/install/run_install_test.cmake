@@ -1,6 +1,6 @@
 # Installs the build into a fresh folder and lets a program and a plug-in that know only that folder find, build and run
 # against it, once through the CMake package and once through pkg-config. Then runs the commands of the plug-in guide.
-# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, LIBDIR, CXX, GENERATOR, VERSION, GUIDE, TEMPLATE
+# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, BINDIR, LIBDIR, CXX, GENERATOR, VERSION, GUIDE, TEMPLATE
 
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
@@ -36,6 +36,12 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consumer" ${flags}
   "-Wl,-rpath,${prefix}/${LIBDIR}")
 run("${WORK_DIR}/consumer" "${WORK_DIR}/build")
+
+# The program finds the library, and the library the plug-in beside it.
+if(NOT EXISTS "${prefix}/${BINDIR}/krsim")
+  message(FATAL_ERROR "krsim is not installed")
+endif()
+run("${prefix}/${BINDIR}/krsim" run --content Content.Scene --free --frames 2)
 
 # The shell blocks of the guide, in a folder with the files that it shows.
 file(COPY "${TEMPLATE}/" DESTINATION "${WORK_DIR}/guide")

@@ -52,6 +52,20 @@ BROKEN = {
     "unlisted folder": ("else/new.h", "", "kr/else/new.h: belongs to no layer"),
 }
 
+APPS = {
+    "apps/one/main.cpp": '#include <vector>\n#include "apps/one/part.h"\n#include "kr/mid/top/c.h"\n',
+    "apps/one/part.h": '#pragma once\n#include "kr/low/a.h"\n',
+    "apps/two/main.cpp": "",
+}
+
+BROKEN_APPS = {
+    "internal header": ("one/part.h", '#include "kr/low/internal/hidden.h"', "is no public header"),
+    "source file in brackets": ("one/part.h", "#include <kr/low/a.cpp>", "is no public header"),
+    "other program": ("two/main.cpp", '#include "apps/one/part.h"', 'apps/two/main.cpp:1: "apps/one/part.h" is no header of'),
+    "missing header": ("one/main.cpp", '#include "apps/one/gone.h"', "is no header of this program"),
+    "loop": ("one/part.h", '#include "apps/one/part.h"', "include loop: apps/one/part.h -> apps/one/part.h"),
+}
+
 BROKEN_LISTS = {
     "listed but absent": ("sources mid/gone.cpp", "kr/mid/gone.cpp: listed but not there"),
     "listed twice": ("sources low/a.cpp", "listed twice"),
@@ -62,13 +76,14 @@ BROKEN_LISTS = {
 
 def run(files, layers):
     with tempfile.TemporaryDirectory() as folder:
-        for name, text in files.items():
-            path = pathlib.Path(folder, "src", "kr", name)
+        for name, text in (APPS | files).items():
+            path = pathlib.Path(folder, name if name.startswith("apps/") else f"src/kr/{name}")
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text, encoding="utf-8")
         listing = pathlib.Path(folder, "layers.txt")
         listing.write_text(layers, encoding="utf-8")
-        done = subprocess.run([sys.executable, TOOL, "--root", pathlib.Path(folder, "src"), "--layers", listing],
+        done = subprocess.run([sys.executable, TOOL, "--root", pathlib.Path(folder, "src"), "--layers", listing,
+                               "--apps", pathlib.Path(folder, "apps")],
                               capture_output=True, text=True, check=False)
         return done.returncode, done.stdout + done.stderr
 
@@ -76,12 +91,19 @@ def run(files, layers):
 class CheckIncludes(unittest.TestCase):
     def test_good_tree_passes(self):
         code, output = run(GOOD, LAYERS)
-        self.assertEqual((code, output), (0, "7 files in 3 layers, no fault\n"))
+        self.assertEqual((code, output), (0, "7 files in 3 layers, 3 in programs, no fault\n"))
 
     def test_each_fault_is_named(self):
         for name, (file, text, message) in BROKEN.items():
             with self.subTest(name):
                 code, output = run(GOOD | {file: GOOD.get(file, "") + text + "\n"}, LAYERS)
+                self.assertEqual(code, 1, output)
+                self.assertIn(message, output)
+
+    def test_each_fault_of_programs_is_named(self):
+        for name, (file, text, message) in BROKEN_APPS.items():
+            with self.subTest(name):
+                code, output = run(GOOD | {f"apps/{file}": APPS[f"apps/{file}"] + text + "\n"}, LAYERS)
                 self.assertEqual(code, 1, output)
                 self.assertIn(message, output)
 

@@ -1,0 +1,143 @@
+"""Runs krsim as operators do: krsim_test.py KRSIM ACTORS_FOLDER ZOO_FOLDER"""
+import os
+import pathlib
+import pty
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+KRSIM, ACTORS, ZOO = sys.argv[1:4]
+CHATTER = ["run", "--plugins", ACTORS, "--content", "Stage", "--module", "Chatter"]
+
+
+def actor(name, *more):
+    return ["run", "--plugins", ACTORS, "--module", name, "--free", *more]
+
+
+# name: (arguments, exit code, what it prints, what it complains of); "{folder}" is an empty one, "{Name}" one that
+# holds this plug-in of the zoo only
+RUNS = {
+    "frames": (["run", "--content", "Scene", "--free", "--frames", "5"], 0, "krsim: all frames run: 5 frames, 0.083 s simulated", ""),
+    "seconds": (["run", "--content", "Content.Scene", "--rate", "10", "--free", "--seconds", "2.04"], 0,
+                "running at 10 Hz, free, for 2.04 s; extensions: 1, modules: 0\nkrsim: all seconds simulated: 20 frames", ""),
+    "paced": (["run", "--content", "cb0b453a-390e-4bbd-a6be-69563841e94a", "--rate", "1000", "--frames", "20"], 0, "late frames: ", ""),
+    "all modules of the plug-in": (["run", "--plugins", ACTORS, "--content", "Stage", "--free"], 0,
+                                   "extensions: 1, modules: 2\nkrsim: ended by the simulation: 3 frames", "Actors: mode 1 to 0\n.*Actors: saved"),
+    "chosen module": (actor("Chatter", "--frames", "1", "--log-level", "warn"), 0, "modules: 1\n", "^$"),
+    "ends itself": (actor("Ender"), 0, "krsim: ended by the simulation: 3 frames", ""),
+    "mode": (actor("Chatter", "--mode", "PLAYBACK", "--frames", "1"), 0, "", "Actors: mode 1 to 2"),
+    "quiet": (actor("Ender", "--quiet"), 0, "^$", ""),
+    "failing frame": (actor("Failer"), 1, "krsim: failed: 1 frames", "ERROR - .*out of order.*Actors: saved"),
+    "list": (["list", "--plugins", ZOO], 0,
+             "extension  Animal.Horse .*ThrowsEarly.*ends the process that loads it: Aborted.*object     Content.Scene ",
+             "Undefined.krp.*notThere"),
+    "version": (["--version"], 0, r"^krsim \d+\.\d+\.\d+\n$", "^$"),
+    "help": (["run", "--help"], 0, "--seconds.*Examples:", "^$"),
+    "no subcommand": ([], 2, "", "'run' and 'list' is required"),
+    "unknown type": (["run", "--content", "Sceen"], 2, "", "krsim: there is no type 'Sceen'; the nearest are 'Content.Scene', "),
+    "no directory": (["run", "--plugins", "{folder}/a", "--content", "Scene"], 2, "", "'.*/a' does not exist"),
+    "no plug-ins": (["list", "--plugins", "{folder}"], 2, "", "'.*' holds no plug-in"),
+    "module as content": (["run", "--plugins", ACTORS, "--content", "Ender"], 2, "", "Actor.Ender .* choose it with --module"),
+    "content as module": (["run", "--module", "Scene"], 2, "", "Content.Scene .* choose it with --content"),
+    "other version": (["run", "--plugins", "{OtherVersion}", "--content", "Ox"], 2, "", "OtherVersion.krp' was built for library 2019"),
+    "undefined symbol": (["run", "--plugins", "{Undefined}", "--content", "Ox", "--log-level", "off"], 1, "",
+                         "notThere.*krsim: plug-in 'Undefined' cannot be loaded"),
+    "throwing type": (["run", "--plugins", "{Animals}", "--content", "Ox"], 1, "", r"out of order.*krsim: Animal\.Ox .* cannot be made"),
+    "log file": (["run", "--content", "Scene", "--log-file", "{folder}/a/b"], 1, "", "log file '.*/a/b.*' cannot be written: No such"),
+}
+
+
+class Krsim(unittest.TestCase):
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory()
+        self.addCleanup(holder.cleanup)
+        self.folder = pathlib.Path(holder.name)
+
+    def start(self, *arguments, **streams):
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True} | streams
+        process = subprocess.Popen([KRSIM, *arguments], **streams)
+        self.addCleanup(process.__exit__, None, None, None)  # closes its streams and waits
+        self.addCleanup(process.kill)
+        return process
+
+    def resolve(self, argument):
+        if match := re.fullmatch(r"\{([A-Z]\w+)\}", argument):
+            folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
+            os.link(f"{ZOO}/{match[1]}.krp", folder / f"{match[1]}.krp")
+            return str(folder)
+        return argument.replace("{folder}", tempfile.mkdtemp(dir=self.folder))
+
+    def wait_for(self, stream, text):
+        for line in stream:
+            if text in line:
+                return
+        self.fail(f"ended without '{text}'")
+
+    def test_runs(self):
+        for name, (arguments, code, output, errors) in RUNS.items():
+            with self.subTest(name):
+                process = self.start(*map(self.resolve, arguments))
+                printed, complained = process.communicate()
+                self.assertEqual(process.returncode, code, printed + complained)
+                self.assertRegex(printed, re.compile(output, re.DOTALL))
+                self.assertRegex(complained, re.compile(errors, re.DOTALL))
+
+    def test_a_signal_ends_the_run_after_the_frame(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number.name):
+                process = self.start(*CHATTER, "--log-file", f"{self.folder}/{number.name}_")
+                self.wait_for(process.stdout, "logging into")
+                process.send_signal(number)
+                printed, complained = process.communicate()
+                self.assertEqual(process.returncode, 0, printed + complained)
+                self.assertRegex(printed, f"krsim: ended by {number.name}: [1-9]\\d* frames")
+                log, = self.folder.glob(f"{number.name}_*_{process.pid}.log")
+                self.assertTrue(log.read_text().endswith("INFO - Actors: saved\n"))
+
+    def test_a_second_signal_ends_a_frame_that_hangs(self):
+        process = self.start("run", "--plugins", ACTORS, "--module", "Hanger")
+        self.wait_for(process.stderr, "hanging")
+        process.send_signal(signal.SIGTERM)
+        caught = -1
+        while caught & (1 << (signal.SIGINT - 1)):  # until the first signal was heard
+            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+            caught = int(re.search(r"SigCgt:\s*(\w+)", status)[1], 16)
+        process.send_signal(signal.SIGINT)
+        process.communicate()
+        self.assertEqual(process.returncode, -signal.SIGINT)
+
+    def test_nohup_and_a_reader_that_leaves_do_not_end_the_run(self):
+        process = self.start("run", "--plugins", ACTORS, "--module", "Ender", "--rate", "5",
+                             preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        self.wait_for(process.stdout, "running")
+        process.stdout.close()
+        process.send_signal(signal.SIGHUP)
+        self.wait_for(process.stderr, "saved")
+        self.assertEqual(process.wait(), 0)
+
+    def test_a_terminal_has_one_status_line_below_the_log(self):
+        ours, theirs = pty.openpty()
+        process = self.start(*CHATTER, "--frames", "50", stdout=theirs, stderr=theirs)
+        os.close(theirs)
+        shown = b""
+        try:
+            while block := os.read(ours, 4096):
+                shown += block
+        except OSError:  # all that had it open have ended
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(), 0)
+        lines = shown.decode().split("\r\n")
+        self.assertRegex(shown.decode(), r"\r\x1b\[Kframe \d+ \| ")
+        for line in lines:
+            what = line.split("\r\x1b[K")
+            # Nothing but the last text of a line stays, and no status does.
+            self.assertFalse(what[-1].startswith("frame"), line)
+            self.assertTrue(all(re.fullmatch(r"frame \d+ [^-]*|", each) for each in what[:-1]), line)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

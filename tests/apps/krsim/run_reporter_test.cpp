@@ -1,0 +1,132 @@
+#include "apps/krsim/run_reporter.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+
+#include "kr/application/application.h"
+#include "tests/support/case_name.h"
+#include "tests/support/dispatcher_scope.h"
+#include "tests/support/recording_module.h"
+#include "tests/support/scripted_clock.h"
+
+namespace krsim_run_reporter_test {
+
+using KrSim::KrApplication;
+
+/// A pipe whose reader looks only when asked.
+struct Pipe {
+    Pipe() { EXPECT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0); }
+    ~Pipe() {
+        for (const int end : ends)
+            ::close(end);
+    }
+    std::string read() const {
+        std::array<char, 1 << 16> block;
+        const auto count = ::read(ends[0], block.data(), block.size());
+        return {block.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+    }
+    std::array<int, 2> ends{};
+};
+
+/// An application that runs free, one second a frame by its clock and half a second simulated.
+struct Host {
+    explicit Host(int descriptor) : output(descriptor) {
+        application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+        application->setSimulationFrameRate(2.0);
+        test_support::recording(module).onEachCall = [this](const std::string& callback) {
+            if (callback == "onUpdate") clock.work(1.0);
+        };
+        application->insertModule(module);
+        application->registerListener(&reporter);
+    }
+    ~Host() { application->unregisterListener(&reporter); }
+
+    test_support::ScriptedClock clock{1e-3};
+    test_support::DispatcherScope dispatcher;
+    Kr::KrSmartPtr<KrApplication> application = KrApplication::create(clock);
+    test_support::RecordingModule::Calls calls;
+    test_support::RecordingModule::Holder module = test_support::makeModule("M", calls);
+    krsim::StatusOutput output;
+    krsim::RunReporter reporter{output};
+};
+
+TEST(KrsimReporter, WritesALineEveryTenSecondsWhereThereIsNoTerminal) {
+    const Pipe pipe;
+    Host host(pipe.ends[1]);
+    host.application->run({.frames = 25});
+    EXPECT_EQ(pipe.read(),
+              "frame 11 | 5.50 s | real time x 0.550 | late 0\n"
+              "frame 21 | 10.50 s | real time x 0.500 | late 0\n");
+}
+
+TEST(KrsimReporter, LeavesTheStatusOutWhileNobodyReads) {
+    const Pipe pipe;
+    Host host(pipe.ends[1]);
+    while (::write(pipe.ends[1], "x", 1) == 1) {
+    }
+    host.application->run({.frames = 15});
+    EXPECT_THAT(pipe.read(), testing::Not(testing::HasSubstr("frame")));
+    host.application->run({.frames = 15});
+    EXPECT_EQ(pipe.read(), "frame 21 | 10.50 s | real time x 0.500 | late 0\n");
+}
+
+struct End {
+    const char* name;
+    krsim::RunPlan plan;
+    krsim::RunResult result;
+    const char* summary;
+};
+class KrsimSummary : public testing::TestWithParam<End> {};
+
+TEST_P(KrsimSummary, SaysHowTheRunEnded) {
+    EXPECT_EQ(krsim::formatSummary(GetParam().plan, GetParam().result), GetParam().summary);
+}
+
+KrSim::FrameStatistics makeStatistics(std::uint64_t frames, double simulatedSeconds) {
+    KrSim::FrameStatistics statistics;
+    statistics.frames = frames;
+    statistics.simulatedSeconds = simulatedSeconds;
+    statistics.meanRealTimeFactor = 0.5;
+    return statistics;
+}
+
+KrSim::FrameStatistics makeLate() {
+    auto statistics = makeStatistics(6, 3.0);
+    statistics.overworked = {.count = 2, .worstSeconds = 0.25, .totalSeconds = 0.3};
+    statistics.overslept = {.count = 1, .worstSeconds = 0.0015, .totalSeconds = 0.0015};
+    return statistics;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ends, KrsimSummary,
+    testing::Values(
+        End{"AllFrames",
+            {.limits = {.frames = 6}, .isPaced = false},
+            {0, nullptr, 6.0, 0.5, makeStatistics(6, 3.0)},
+            "krsim: all frames run: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"},
+        End{"RoundedSeconds",
+            {.limits = {.seconds = 2.9}, .isPaced = false},
+            {0, nullptr, 6.0, 0.5, makeStatistics(6, 2.8)},
+            "krsim: all seconds simulated: 6 frames, 2.800 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"},
+        End{"Late",
+            {},
+            {0, "SIGTERM", 6.0, 0.5, makeLate()},
+            "krsim: ended by SIGTERM: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"
+            "krsim: late frames: 3; 2 after too much work (worst 250.000 ms); 1 woken too late (worst 1.500 ms)\n"},
+        End{"Failed",
+            {.isPaced = false},
+            {1, "SIGINT", 0.0, 0.5, makeStatistics(0, 0.0)},
+            "krsim: failed: 0 frames, 0.000 s simulated in 0.000 s (real time x 0.500, 0 frames/s)\n"},
+        End{"OnItsOwn",
+            {.isPaced = false},
+            {0, nullptr, 6.0, 0.5, makeStatistics(6, 3.0)},
+            "krsim: ended by the simulation: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 "
+            "frames/s)\n"}),
+    test_support::caseName);
+
+}  // namespace krsim_run_reporter_test
