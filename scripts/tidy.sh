@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs clang-tidy 14 over the library sources: those that differ from the main branch, or --all.
+# Runs clang-tidy 14 over the sources of library and programs: those that differ from the main branch, or --all.
 # Usage: scripts/tidy.sh [--all | files...]
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -8,8 +8,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 cmake --preset debug >/dev/null
 
 case "${1:-}" in
-  --all) mapfile -t files < <(git ls-files 'src/*.cpp') ;;
-  "") mapfile -t files < <(git diff --name-only --diff-filter=d "$(git merge-base HEAD main)" -- 'src/*.cpp' 'src/*.h') ;;
+  --all) mapfile -t files < <(git ls-files 'src/*.cpp' 'apps/*.cpp') ;;
+  "") mapfile -t files < <(git diff --name-only --diff-filter=d "$(git merge-base HEAD main)" -- {src,apps}/'*.'{cpp,h}) ;;
   *) files=("$@") ;;
 esac
 # A header is looked at through the source beside it.

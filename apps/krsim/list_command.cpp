@@ -44,7 +44,7 @@ Kinds getKindsOfLoadedTypes() {
     if (!KrPluginSystem::KrPluginManager::instance().load(plugin)) ::_exit(1);
     std::string text;
     for (const auto& [uuid, kind] : getKindsOfLoadedTypes())
-        text += uuid + " " + kind + "\n";
+        text.append(uuid).append(" ").append(kind).append("\n");
     const bool isTold = ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     ::_exit(isTold ? 0 : 1);
 }

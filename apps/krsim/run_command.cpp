@@ -99,7 +99,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     std::optional<Listening> listening;
     if (!plan.isQuiet) listening.emplace(*application, reporter);
 
-    RunResult result{};
+    RunResult result;
     {
         const auto& clock = Kr::SteadyClock::instance();
         const StopSignals::Target target(signals, *application);

@@ -28,11 +28,11 @@ private:
 
 /// How a run has ended.
 struct RunResult {
-    int exitValue;       ///< of KrApplication::run
-    const char* signal;  ///< that asked for the end, or null
-    double realSeconds;  ///< it took, from the first frame on
-    double stepSeconds;  ///< simulated time of a frame
-    KrSim::FrameStatistics statistics;
+    int exitValue{0};             ///< of KrApplication::run
+    const char* signal{nullptr};  ///< that asked for the end, or null
+    double realSeconds{0.0};      ///< it took, from the first frame on
+    double stepSeconds{0.0};      ///< simulated time of a frame
+    KrSim::FrameStatistics statistics{};
 };
 
 /// The lines for the end of a run.

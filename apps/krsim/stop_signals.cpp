@@ -1,10 +1,9 @@
 #include "apps/krsim/stop_signals.h"
 
-#include <signal.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <thread>
 
