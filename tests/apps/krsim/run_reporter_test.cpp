@@ -47,9 +47,9 @@ struct Host {
     ~Host() { application->unregisterListener(&reporter); }
 
     test_support::ScriptedClock clock{1e-3};
+    test_support::RecordingModule::Calls calls;  // the module writes to the end
     test_support::DispatcherScope dispatcher;
     Kr::KrSmartPtr<KrApplication> application = KrApplication::create(clock);
-    test_support::RecordingModule::Calls calls;
     test_support::RecordingModule::Holder module = test_support::makeModule("M", calls);
     krsim::StatusOutput output;
     krsim::RunReporter reporter{output};
