@@ -270,6 +270,7 @@ private:
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
+    [[gnu::noinline]] void _notifyAll(const FieldBase& changed, std::uint16_t state) const;
     void _followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const;
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;

@@ -266,6 +266,11 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
     if ((state & kNoisy) == kHasOutgoing) {
         if (auto* only = _outgoing->only()) return _followChain(*only, changed);
     }
+    _notifyAll(changed, state);
+}
+
+// Apart, so that the common cases above save no registers for it.
+void FieldBase::_notifyAll(const FieldBase& changed, std::uint16_t state) const {
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
     const detail::ObserverList::Reader observers(

@@ -79,10 +79,12 @@ TEST_F(Owners, KeepAConnectionAsLongAsTheExtensionOfItsSink) {
 TEST_F(Owners, AreAskedToDisconnect) {
     auto* kept = KrConnectionFactory::connect(&_out, &_in);
     auto* unowned = KrConnectionFactory::_create(&_out, &_in);
+    auto* queued = KrConnectionFactory::connectQueued(&_out, &_in);
+    EXPECT_TRUE(dynamic_cast<Kr::KrSimQueuedConnection*>(queued));
     const KrConnection own(&_out, &_in);
     EXPECT_FALSE(KrConnectionFactory::disconnect(&_in, &_out));
     EXPECT_TRUE(KrConnectionFactory::disconnect(&_out, &_in));
-    EXPECT_FALSE(lives(kept) || lives(unowned));
+    EXPECT_FALSE(lives(kept) || lives(unowned) || lives(queued));
     EXPECT_THAT(_out._getOutgoingConnections(), ElementsAre(&own)) << "it is for its owner to end";
     EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in) || KrConnectionFactory::disconnect(nullptr, &_in));
     const LogCapture log;

@@ -7,6 +7,7 @@
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
+#include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
@@ -41,7 +42,11 @@ KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sin
     return made.release();
 }
 
-KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sink) {
+namespace {
+
+/// Leaves what `create` makes to the extension of the sink, or else of the source.
+template <class Create>
+KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* sink) {
     if (source == nullptr || sink == nullptr) {
         logMessage(eLogLevel::kWarn, "KrConnectionFactory: %s has no %s to be connected with.\n",
                    source != nullptr ? source->getPath().c_str()
@@ -60,13 +65,24 @@ KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sin
                    source->getPath().c_str(), sink->getPath().c_str());
         return nullptr;
     }
-    std::unique_ptr<KrConnectionBase> made(_create(source, sink));
+    std::unique_ptr<KrConnectionBase> made = create(*source, *sink);
     // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
     auto* keeper = made && made->isValid() ? keeperOf() : nullptr;
     if (keeper == nullptr) return nullptr;
     auto* connection = made.get();
     keeper->getFieldsContainer()._ownConnection(std::move(made));
     return connection;
+}
+
+}  // namespace
+
+KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sink) {
+    return connectBy([](FieldBase& from, FieldBase& to) { return make(from, to, true); }, source, sink);
+}
+
+KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBase* sink) {
+    return connectBy([](FieldBase& from, FieldBase& to) { return std::make_unique<KrSimQueuedConnection>(&from, &to); },
+                     source, sink);
 }
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {

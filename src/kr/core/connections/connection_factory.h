@@ -20,7 +20,9 @@ public:
     static KrConnectionBase* connect(KrData::FieldBase& source, KrData::FieldBase& sink) {
         return connect(&source, &sink);
     }
-    /// Destroys the connections between the two that `connect` made, and those that belong to nobody. Whether there
+    /// The same with a KrSimQueuedConnection: the sink follows when the event is delivered.
+    static KrConnectionBase* connectQueued(KrData::FieldBase* source, KrData::FieldBase* sink);
+    /// Destroys the connections between the two that these made, and those that belong to nobody. Whether there
     /// were any.
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
 
