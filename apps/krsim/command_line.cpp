@@ -131,6 +131,7 @@ void addReports(CLI::App& command, RunPlan& plan) {
             "--log-file", [&plan](const std::string& text) { plan.logFilePrefix = text; },
             "Log also into PREFIX<host>_<process id>.log")
         ->type_name("PREFIX");
+    command.add_flag("--outputs", plan.printsOutputs, "Print the outputs of the content at the end, also when quiet");
     command.add_flag("--quiet", plan.isQuiet, "Print neither status nor summary");
 }
 

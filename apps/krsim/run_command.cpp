@@ -12,6 +12,7 @@
 #include <string>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/outputs.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/status_output.h"
 #include "apps/krsim/stop_signals.h"
@@ -111,6 +112,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     result.stepSeconds = application->getSimulationTimeStep();
     result.statistics = application->getFrameStatistics();
     if (!plan.isQuiet) output.print(formatSummary(plan, result));
+    if (plan.printsOutputs) output.print(formatOutputs(*application));
     return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;
 }
 

@@ -24,6 +24,7 @@ struct RunPlan {
 
     Kr::eLogLevel logLevel{Kr::eLogLevel::kInfo};
     std::optional<std::string> logFilePrefix{};  ///< see KrApplication::setLogFilePrefix
+    bool printsOutputs{false};                   ///< at the end, of the content, also when quiet
     bool isQuiet{false};                         ///< neither status nor summary
 };
 

@@ -9,8 +9,9 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
-#include "kr/extension/data_extension.h"
+#include "kr/extension/i_extension.h"
 #include "kr/extension/plugin.h"
+#include "kr/extension/typed_field.h"
 #include "kr/platform/log.h"
 
 namespace {
@@ -44,6 +45,16 @@ struct ThrowingListener final : KrSim::KrSimEventListener {
     if (frame % kPeriod == kPeriod - 1) Kr::logMessage(Kr::eLogLevel::kWarn, "Actors: frame %u\n", frame);
 }
 
+class [[maybe_unused]] Stage final : public KrSim::IExtension {
+public:
+    static constexpr int kVersion = 1;
+    explicit Stage(KrSim::KrExtension* proxy) : IExtension(proxy, kVersion) {}
+
+    KrSim::Output<double> width{this, "Width", {.value = 2.5, .dimension = Kr::kLength}};
+    KrSim::Output<float> weight{this, "Weight", {.value = 3.5F, .dimension = Kr::kMass}};
+    KrSim::Output<bool> open{this, "Open", {.value = true}};
+};
+
 template <void (*Act)(KrSim::ISimulatorModule&)>
 class Actor final : public KrSim::ISimulatorModule {
 public:
@@ -66,8 +77,7 @@ KR_PLUGIN("FaultyActors", "1.0",
           KR_EXTENSION(Actor<&failFrame>, "Actor", "Failer", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f2"),
           KR_EXTENSION(Actor<&hang>, "Actor", "Hanger", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f3"))
 #else
-KR_PLUGIN("Actors", "1.0",
-          KR_EXTENSION(KrSim::KrDataExtension<class Stage>, "Actor", "Stage", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0"),
+KR_PLUGIN("Actors", "1.0", KR_EXTENSION(Stage, "Actor", "Stage", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0"),
           KR_EXTENSION(Actor<&endSimulation>, "Actor", "Ender", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f1"),
           KR_EXTENSION(Actor<&chat>, "Actor", "Chatter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f4"))
 #endif

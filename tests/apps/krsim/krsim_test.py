@@ -30,6 +30,9 @@ RUNS = {
     "ends itself": (actor("Ender"), 0, "krsim: ended by the simulation: 3 frames", ""),
     "mode": (actor("Chatter", "--mode", "PLAYBACK", "--frames", "1"), 0, "", "Actors: mode 1 to 2"),
     "quiet": (actor("Ender", "--quiet"), 0, "^$", ""),
+    "outputs": (["run", "--plugins", ACTORS, "--content", "Stage", "--content", "Actor.Stage", "--free", "--quiet", "--outputs"], 0,
+                "^Stage.Outputs.Width = 2.5 m\nStage.Outputs.Weight = 3.5 kg\nStage.Outputs.Open = true\n"
+                r"Stage.\d.Outputs.Width = 2.5 m\n.*true\n$", ""),
     "failing frame": (actor("Failer"), 1, "krsim: failed: 1 frames", "ERROR - .*out of order.*Actors: saved"),
     "list": (["list", "--plugins", ZOO], 0,
              "extension  Animal.Horse .*ThrowsEarly.*ends the process that loads it: Aborted.*object     Content.Scene ",

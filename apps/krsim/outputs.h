@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "kr/application/application.h"
+
+namespace krsim {
+
+/// The values of all outputs of the content, a line each: "Electric Car/Vehicle.Outputs.Distance = 11017.5 m".
+/// Values are in the units that the fields ask for.
+[[nodiscard]] std::string formatOutputs(const KrSim::KrApplication& application);
+
+}  // namespace krsim
