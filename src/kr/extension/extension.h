@@ -234,15 +234,16 @@ private:
     std::uint64_t _position{0};
     KrFactoryKey _creationKey;
     KrContentID _contentID;
+    // A frame reads these of every extension.
     IExtension* _implementation{nullptr};
+    int _pendingCount{0};
+    bool _suspended{false};
+    bool _hasImplementation{false};
+    bool _isUnknown{false};
     std::int32_t _implementationVersion{0};
     std::int32_t _dataVersion{-1};
     KrVersioningRegistry::Versions _versions;
     std::string _extensionData;
-    bool _hasImplementation{false};
-    bool _isUnknown{false};
-    bool _suspended{false};
-    int _pendingCount{0};
     InstanceLink _instanceLink;
     std::atomic<std::uint32_t> _sorterSlot{kNoSlot};  // written under the sorter's lock
 };
