@@ -25,7 +25,11 @@ DEFINITION = re.compile(r"\b(?:class|struct)\s+(?:KR_API\s+)?(?:\w+::)*(\w+)\s*(
 COMMENT = re.compile(r"//[^\n]*|/\*.*?\*/", re.DOTALL)
 OUR_CLASS = re.compile(r"^(?:Kr|I[A-Z])")
 EXPENSIVE = re.compile(r"^(?:iostream|regex|(?:fmt|Eigen|boost|rapidjson|benchmark|gtest)/.*)$")
-OPEN_TO_EIGEN = "kr/math/eigen.h"   # the opt-in header whose purpose is to show Eigen types
+OPEN_TO = {   # opt-in headers whose purpose is to show types of a third party
+    "kr/math/eigen.h": "Eigen/",
+    **{f"kr/persistence/archives/{name}.h": "boost/" for name in
+       ("archive_error", "binary_in_archive", "binary_out_archive", "binary_values", "export_class")},
+}
 UMBRELLA = "kr/foundation.h"
 CODE = {".h", ".hpp", ".ipp", ".inl", ".cpp", ".cc", ".cxx"}
 
@@ -101,7 +105,7 @@ def check_include(tree, path, line, bracket, target):
     if bracket == "<":
         if target.startswith("kr/"):
             tree.fault(path, line, f'write "{target}": project headers are included with quotes')
-        elif public and EXPENSIVE.match(target) and not (path == OPEN_TO_EIGEN and target.startswith("Eigen/")):
+        elif public and EXPENSIVE.match(target) and not (path in OPEN_TO and target.startswith(OPEN_TO[path])):
             tree.fault(path, line, f"<{target}> is kept out of public headers")
         return
     if ".." in pathlib.PurePosixPath(target).parts or not target.startswith("kr/"):

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "kr/core/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+/// What archives know beside their format: the name of the file, the flags, and the objects being written or read.
+///
+/// Thread: one thread at a time.
+class KR_API KrArchive {
+public:
+    // Flags of binary archives
+    static constexpr std::uint32_t kNoHeader = 1;        ///< the body alone
+    static constexpr std::uint32_t kByteVersions = 16;   ///< class versions take one byte
+    static constexpr std::size_t kDeepestNesting = 512;  ///< objects inside one another; deeper ones are refused
+
+    explicit KrArchive(std::uint32_t flags = 0);
+    KrArchive(const KrArchive&) = delete;
+    KrArchive& operator=(const KrArchive&) = delete;
+    virtual ~KrArchive();
+
+    /// The path of the file being written or read; paths inside the file are stored relative to it.
+    [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archiveName; }
+    void setArchiveName(const std::string& name) { _archiveName = name; }
+    [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archiveFlags; }
+
+    // The stack of objects; ArchiveObjectScope pushes and pops.
+
+    /// The object is borrowed and may die while it is on the stack.
+    void pushObject(Kr::KrBase* object);
+    /// Does nothing on an empty stack.
+    void popObject() noexcept;
+    /// The object pushed last; null when there is none or it has died.
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept;
+
+private:
+    std::string _archiveName;
+    std::uint32_t _archiveFlags;
+    std::vector<Kr::KrBase*> _objects;  // the first entry is null
+};
+
+}  // namespace KrPersistence

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <boost/archive/binary_oarchive_impl.hpp>
+#include <boost/archive/detail/register_archive.hpp>
+#include <boost/serialization/array_wrapper.hpp>
+#include <boost/serialization/collection_size_type.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "kr/persistence/archives/archive.h"
+#include "kr/persistence/archives/binary_values.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+namespace detail {
+class SavedObjects;
+}  // namespace detail
+
+/// Writes a binary archive; docs/binary-archives.md has its bytes.
+///
+/// Works with the serialization functions of Boost.Serialization: `archive << value`. Every failure is a
+/// boost::archive::archive_exception; what stands in the stream then is no archive.
+/// The stream is borrowed and must be a binary one. Whether its bytes arrived is known when it was closed.
+/// Thread: one thread at a time.
+class KR_API BinaryOutArchive
+    : public boost::archive::binary_oarchive_impl<BinaryOutArchive, char, std::char_traits<char>>,
+      public KrArchive {
+    using Impl = boost::archive::binary_oarchive_impl<BinaryOutArchive, char, std::char_traits<char>>;
+
+public:
+    enum class OptimizationMode : std::uint32_t {
+        kNormal = 0,
+        kCompact = 1,  ///< doubles become floats, objects lose all but their version, pointers become null
+    };
+
+    /// Writes the header unless the flags say kNoHeader.
+    BinaryOutArchive(std::ostream& stream, std::uint32_t flags);
+    BinaryOutArchive(std::ostream& stream, std::uint32_t flags, OptimizationMode mode);
+    /// \param primitiveFlags  of Boost's archive_flags; no_header is added.
+    BinaryOutArchive(std::ostream& stream, std::uint32_t flags, OptimizationMode mode, std::uint32_t primitiveFlags);
+    ~BinaryOutArchive() override;
+
+    // What follows is called by Boost.Serialization; it finds the functions by their names.
+
+    using Impl::save_override;
+    template <class T>
+    void save_override(T& value) {
+        Impl::save_override(value);
+    }
+    /// Throws where the version has more bits than its bytes.
+    void save_override(const boost::archive::version_type& version);
+
+    using Impl::save;
+    template <class T>
+    void save(const T& value) {
+        Impl::save(value);
+    }
+    void save(bool value) { Impl::save(value); }
+    void save(const std::string& text) { Impl::save(text); }
+    void save(unsigned int value);
+    /// Written as 4 bytes; throws for a value that needs more. Take `long long` for such.
+    void save(long value);
+    void save(const boost::serialization::collection_size_type& count);
+    void save(double value) {
+        if (_isCompact()) {
+            const auto narrow = static_cast<float>(value);
+            save_binary(&narrow, sizeof narrow);
+        } else {
+            save_binary(&value, sizeof value);
+        }
+    }
+    void save(const Kr::KrTransform& transform);
+
+    struct use_array_optimization {
+        template <class T>
+        struct apply : IsBlockType<T> {};
+    };
+    template <class T>
+    void save_array(const boost::serialization::array_wrapper<T>& array, unsigned int /*version*/) {
+        if constexpr (std::is_same_v<std::remove_const_t<T>, double>) {
+            if (_isCompact()) return _saveFloats(array.address(), array.count());
+        }
+        save_binary(array.address(), array.count() * sizeof(T));
+    }
+
+    void register_basic_serializer(const boost::archive::detail::basic_oserializer& serializer);
+    void save_object(const void* object, const boost::archive::detail::basic_oserializer& serializer);
+    void save_pointer(const void* object, const boost::archive::detail::basic_pointer_oserializer* serializer);
+
+private:
+    [[nodiscard]] bool _isCompact() const noexcept { return _optimizationMode != 0; }
+    void _writeHeader();
+    void _saveFloats(const double* values, std::size_t count);
+
+    std::uint32_t _optimizationMode;
+    std::unique_ptr<detail::SavedObjects> _saved;
+};
+
+}  // namespace KrPersistence
+
+BOOST_SERIALIZATION_REGISTER_ARCHIVE(KrPersistence::BinaryOutArchive)
+BOOST_SERIALIZATION_USE_ARRAY_OPTIMIZATION(KrPersistence::BinaryOutArchive)
+
+extern template class boost::archive::detail::archive_serializer_map<KrPersistence::BinaryOutArchive>;

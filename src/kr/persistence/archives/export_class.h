@@ -1,0 +1,20 @@
+#pragma once
+
+// Includes the archives: a class is exported to those that are known where it is exported.
+#include <boost/serialization/export.hpp>
+#include <boost/serialization/tracking.hpp>
+
+#include "kr/persistence/archives/binary_in_archive.h"
+#include "kr/persistence/archives/binary_out_archive.h"
+
+/// Gives a polymorphic class the name under which files keep it, so that archives find it behind pointers to its
+/// bases. At global scope in the header of the class; the name must stay the same for ever and be unlike all others.
+/// Objects are always tracked: every module then writes the same bytes, whatever else it archives. The class tells its
+/// bases by `boost::serialization::base_object`. Each exported class costs code for each archive: export few.
+#define KR_ARCHIVE_CLASS(Class, Name)    \
+    BOOST_CLASS_EXPORT_KEY2(Class, Name) \
+    BOOST_CLASS_TRACKING(Class, ::boost::serialization::track_always)
+
+/// Makes the class known when the module is loaded. At global scope in one source of the module that owns the class.
+/// Modules that archive classes link Boost.Serialization.
+#define KR_ARCHIVE_CLASS_IMPLEMENT(Class) BOOST_CLASS_EXPORT_IMPLEMENT(Class)

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <boost/serialization/access.hpp>
+#include <boost/serialization/assume_abstract.hpp>
+#include <boost/serialization/base_object.hpp>
+#include <boost/serialization/collection_size_type.hpp>
+#include <boost/serialization/split_member.hpp>
+#include <boost/serialization/string.hpp>
+#include <boost/serialization/vector.hpp>
+#include <boost/serialization/version.hpp>
+#include <cstddef>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/persistence/archives/export_class.h"
+
+// Classes as plug-ins have them: a tree of shapes, some of which refer to others.
+namespace shapes {
+
+struct Shape {
+    Shape() { ++living(); }
+    Shape(const Shape&) = delete;
+    Shape& operator=(const Shape&) = delete;
+    virtual ~Shape() { --living(); }
+    virtual double area() const = 0;
+
+    static int& living() {
+        static int count = 0;
+        return count;
+    }
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& name;
+    }
+
+    std::string name;
+};
+
+struct Circle final : Shape {
+    double area() const override { return 3 * radius * radius; }
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int version) {
+        archive& boost::serialization::base_object<Shape>(*this);
+        archive& radius;
+        readVersion = version;
+    }
+
+    double radius{1};
+    unsigned int readVersion{0};
+};
+
+/// Owns its members and knows a friend.
+struct Group final : Shape {
+    double area() const override { return 0; }
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& boost::serialization::base_object<Shape>(*this);
+        boost::serialization::collection_size_type count(members.size());
+        archive& count;
+        if constexpr (Archive::is_loading::value) {
+            const std::size_t known{std::as_const(count)};
+            for (std::size_t i = 0; i < known; ++i) {
+                Shape* member = nullptr;
+                archive >> member;
+                if (member != nullptr) archive.adopt(member);
+                members.emplace_back(member);
+            }
+        } else {
+            for (const auto& member : members) {
+                const Shape* pointer = member.get();
+                archive << pointer;
+            }
+        }
+        archive& linked;
+    }
+
+    std::vector<std::unique_ptr<Shape>> members;
+    Shape* linked{nullptr};
+};
+
+/// Of no family with shapes.
+struct Stranger {
+    virtual ~Stranger() = default;
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& number;
+    }
+    int number{5};
+};
+
+/// A value with a version.
+struct Reading {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int version) {
+        archive& count& value;
+        if (Archive::is_loading::value) readVersion = version;
+    }
+    int count{0};
+    double value{0};
+    unsigned int readVersion{0};
+};
+
+inline std::string fromHex(const std::string& hex) {
+    std::string bytes;
+    std::string digits;
+    for (const char each : hex) {
+        if (each == ' ') continue;
+        digits += each;
+        if (digits.size() < 2) continue;
+        bytes += static_cast<char>(std::stoi(digits, nullptr, 16));
+        digits.clear();
+    }
+    return bytes;
+}
+
+inline std::string toHex(const std::string& bytes) {
+    std::string hex;
+    for (const char each : bytes) {
+        hex += "0123456789abcdef"[static_cast<unsigned char>(each) >> 4U];
+        hex += "0123456789abcdef"[static_cast<unsigned char>(each) & 15U];
+    }
+    return hex;
+}
+
+}  // namespace shapes
+
+BOOST_SERIALIZATION_ASSUME_ABSTRACT(shapes::Shape)
+BOOST_CLASS_IMPLEMENTATION(shapes::Shape, boost::serialization::object_serializable)
+BOOST_CLASS_TRACKING(shapes::Shape, boost::serialization::track_never)
+KR_ARCHIVE_CLASS(shapes::Circle, "Circle")
+BOOST_CLASS_VERSION(shapes::Circle, 2)
+KR_ARCHIVE_CLASS(shapes::Group, "Group")
+KR_ARCHIVE_CLASS(shapes::Stranger, "Stranger")
+BOOST_CLASS_VERSION(shapes::Reading, 3)
+BOOST_CLASS_TRACKING(shapes::Reading, boost::serialization::track_never)
