@@ -1,12 +1,14 @@
+// list.hpp uses it without including it.
+#include <boost/serialization/library_version_type.hpp>
+
+#include <boost/serialization/list.hpp>
+#include <boost/serialization/map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <map>
 #include <sstream>
-
-#include <boost/serialization/list.hpp>
-#include <boost/serialization/map.hpp>
 
 #include "kr/platform/log.h"
 #include "tests/persistence/archives/shapes.h"

@@ -152,6 +152,14 @@ TEST(BinaryHostile, NestingIsLimitedOnBothWays) {
     EXPECT_NE(failure.find("more than 512 deep"), std::string::npos) << failure;
 }
 
+TEST(BinaryHostile, CompactPointersAreNull) {
+    std::istringstream stream(shapes::fromHex(kCircle));
+    BinaryInArchive archive(stream, KrArchive::kNoHeader, BinaryInArchive::OptimizationMode::kCompact);
+    shapes::Shape* shape = nullptr;
+    EXPECT_THROW(archive >> shape, boost::archive::archive_exception);
+    EXPECT_EQ(shape, nullptr);
+}
+
 TEST(BinaryHostile, SizesAreLimitedWithoutAnEnd) {
     struct : std::stringbuf {
         using std::stringbuf::stringbuf;

@@ -143,6 +143,7 @@ std::int16_t BinaryInArchive::_loadPointerClass(const PointerSerializer* expecte
     std::int16_t number = 0;
     load_binary(&number, sizeof number);
     if (number == -1) return number;
+    if (_isCompact()) _refuse(ba::archive_exception::input_stream_error, "a pointer with an object in compact mode");
     const auto at = static_cast<std::size_t>(number);
     if (number < 0 || at > classes.size())
         _refuse(ba::archive_exception::input_stream_error,
