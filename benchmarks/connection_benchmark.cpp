@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_chain.h"
+#include "benchmarks/counted_loop.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
@@ -41,16 +41,7 @@ T* hide(T* object) {
     return object;
 }
 
-/// Counts what the loop that follows asks of the allocator.
-class Allocations {
-public:
-    explicit Allocations(benchmark::State& state) : _state(state) {}
-    ~Allocations() { _state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - _before); }
-
-private:
-    benchmark::State& _state;
-    std::uint64_t _before{kr_benchmark::allocations()};
-};
+;
 
 /// Outputs, each connected to the next.
 struct Chain {
@@ -88,7 +79,7 @@ void BM_Chain(benchmark::State& state) {
     const double values[]{1.0, 2.0};
     unsigned at = 0;
     {
-        const Allocations allocations(state);
+        const kr_benchmark::CountedLoop counted(state);
         for (auto _ : state)
             first->setRawValue(&values[++at % 2]);
     }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_property.h"
+#include "benchmarks/counted_loop.h"
 #include "kr/data/container.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
@@ -28,16 +28,7 @@ T* hide(T* object) {
     return object;
 }
 
-/// Counts what the loop that follows asks of the allocator.
-class Allocations {
-public:
-    explicit Allocations(benchmark::State& state) : _state(state) {}
-    ~Allocations() { _state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - _before); }
-
-private:
-    benchmark::State& _state;
-    std::uint64_t _before{kr_benchmark::allocations()};
-};
+;
 
 // --- The limits -----------------------------------------------------------------------------------------------------
 
@@ -73,7 +64,7 @@ void copyFields(benchmark::State& state, const From& one, const From& another, c
     FieldBase* sink = hide<FieldBase>(&sinkField);
     unsigned at = 0;
     {
-        const Allocations counted(state);
+        const kr_benchmark::CountedLoop counted(state);
         for (auto _ : state)
             sink->copyValue(sources[++at % 2]);
     }
@@ -106,7 +97,7 @@ void BM_CopyThroughFunction(benchmark::State& state) {
     Field<double> sink("Sink");
     const std::function<double(double)> half = [](double x) { return x / 2.0; };
     double value = 0.0;
-    const Allocations counted(state);
+    const kr_benchmark::CountedLoop counted(state);
     for (auto _ : state) {
         source.setValue(value += 1.0);
         KrData::ApplyTransferFunction(source, sink, half);
@@ -121,7 +112,7 @@ void BM_CopyArrayToVector3(benchmark::State& state) {
     Field<KrMath::Vector3T<double>> sinkField("Sink");
     FieldBase* sink = hide<FieldBase>(&sinkField);
     double value = 0.0;
-    const Allocations counted(state);
+    const kr_benchmark::CountedLoop counted(state);
     for (auto _ : state) {
         array.item(0)->setValue(value += 1.0);
         sink->copyValue(array);
@@ -143,7 +134,7 @@ void BM_SetTen(benchmark::State& state) {
     const std::vector<FieldBase*> sinks = state.range(0) != 0 ? std::vector<FieldBase*>{proxy} : linked;
     double value = 0.0;
     {
-        const Allocations counted(state);
+        const kr_benchmark::CountedLoop counted(state);
         for (auto _ : state) {
             source.setValue(value += 1.0);
             for (auto* sink : sinks)

@@ -33,9 +33,9 @@ class KR_API KrConnectionBase : public KrBase {
     /// Whether the fields fit together and both live.
     [[nodiscard]] virtual bool isValid() const = 0;
     [[nodiscard]] virtual bool isEnabled() const = 0;
-    /// Transfers from now on, and once at once when `transferNow` is set.
+    /// Transfers from now on, and once at once when `transferNow` is set. Nothing happens while invalid.
     virtual void enable(bool transferNow) = 0;
-    /// Stops to transfer; with `leaveSorter` the connection does not order its extensions any more.
+    /// Stops to transfer; with `leaveSorter` it does not order its extensions any more. Nothing while invalid.
     virtual void disable(bool leaveSorter) = 0;
 
     /// Copies the value from source to sink, if the connection may. The source calls it for every outgoing
