@@ -70,6 +70,10 @@ void BinaryInArchive::_refuse(ErrorCode code, const std::string& text) const {
     throw ArchiveError(code, message + "; the file is damaged or was written by something else");
 }
 
+void BinaryInArchive::refuse(const std::string& text) const {
+    _refuse(ba::archive_exception::input_stream_error, text);
+}
+
 // Streams are asked for their position only where a size is beyond what lies in their buffer: it costs a system call.
 void BinaryInArchive::_checkSize(std::uint64_t count, std::size_t bytesEach, const char* what) const {
     if (count > _sizeLimit) {
@@ -177,6 +181,14 @@ void BinaryInArchive::load(boost::serialization::collection_size_type& count) {
     load_binary(&value, sizeof value);
     _checkSize(value, 1, "a collection");
     count = boost::serialization::collection_size_type(static_cast<std::size_t>(value));
+}
+
+std::size_t BinaryInArchive::loadBlockSize(std::size_t bytesEach) {
+    std::uint64_t count = 0;
+    load_binary(&count, sizeof count);
+    // A compact archive has floats where there are doubles.
+    _checkSize(count, _isCompact() && bytesEach == sizeof(double) ? sizeof(float) : bytesEach, "a block");
+    return static_cast<std::size_t>(count);
 }
 
 void BinaryInArchive::load(Kr::KrTransform& transform) {

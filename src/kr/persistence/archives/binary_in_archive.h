@@ -15,6 +15,7 @@
 #include <type_traits>
 
 #include "kr/persistence/archives/archive.h"
+#include "kr/persistence/archives/binary_archive_reader.h"
 #include "kr/persistence/archives/binary_values.h"
 #include "kr/platform/export.h"
 
@@ -42,6 +43,8 @@ class KR_API BinaryInArchive
 
 public:
     enum class OptimizationMode : std::uint32_t { kNormal = 0, kCompact = 1 };
+    /// What reads named values from it.
+    using Reader = BinaryArchiveReader;
 
     /// What a stream that cannot tell its end may announce, unless setSizeLimit says more.
     static constexpr std::uint64_t kUnknownEndLimit = std::uint64_t{16} << 20U;
@@ -77,6 +80,12 @@ public:
     void requireOwned() const;
     /// Destroys the objects without owner, the last one first. For a load that failed.
     void delete_created_pointers();
+
+    /// Ends the reading: throws this text with the place in the stream.
+    [[noreturn]] void refuse(const std::string& text) const;
+    /// Reads the size of an array of values of so many bytes, of doubles as compact archives have them, and holds it
+    /// against the bytes that are left.
+    [[nodiscard]] std::size_t loadBlockSize(std::size_t bytesEach);
 
     // What follows is called by Boost.Serialization; it finds the functions by their names. All that Boost reads by the
     // library version in the header is read here by one width.

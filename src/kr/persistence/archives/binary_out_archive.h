@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "kr/persistence/archives/archive.h"
+#include "kr/persistence/archives/binary_archive_writer.h"
 #include "kr/persistence/archives/binary_values.h"
 #include "kr/platform/export.h"
 
@@ -37,6 +38,9 @@ public:
         kNormal = 0,
         kCompact = 1,  ///< doubles become floats, objects lose all but their version, pointers become null
     };
+
+    /// What writes named values into it.
+    using Writer = BinaryArchiveWriter;
 
     /// Writes the header unless the flags say kNoHeader.
     BinaryOutArchive(std::ostream& stream, std::uint32_t flags);

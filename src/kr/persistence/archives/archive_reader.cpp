@@ -1,0 +1,25 @@
+#include "kr/persistence/archives/archive_reader.h"
+
+#include "kr/persistence/archives/archive_writer.h"
+
+namespace KrPersistence {
+
+ArchiveReader::ArchiveReader() = default;
+
+ArchiveReader::~ArchiveReader() = default;
+
+void ArchiveReader::_enter(std::string_view name) {
+    if (_depth >= ArchiveWriter::kDeepestNesting) {
+        fail("'" + std::string(name) + "' lies more than " + std::to_string(ArchiveWriter::kDeepestNesting) +
+             " groups deep");
+    }
+    ++_depth;
+    _beginGroup(name);
+}
+
+void ArchiveReader::_leave() {
+    _endGroup();
+    --_depth;
+}
+
+}  // namespace KrPersistence

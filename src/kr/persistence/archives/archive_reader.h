@@ -1,0 +1,118 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kr/core/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+/// Reads what ArchiveWriter wrote, in the same order.
+///
+///     std::string name;
+///     reader.read("Name", name);
+///     reader.group("Position", [&] { reader.read("X", x); });
+///     reader.sequence("Parts", [&](std::size_t) { parts.push_back(readPart(reader)); });
+///
+/// In XML and JSON archives values are found by name: those of one group may come in another order than they were
+/// written in, and names that nobody asks for are passed over. A sequence that is not there has no items.
+///
+/// Nothing that was read is believed: a text or block is held against the bytes that are left before memory is taken
+/// for it, and whoever reads a sequence lets its memory grow with the items. What does not fit throws an
+/// boost::archive::archive_exception that says where; the archive is of no use then.
+/// Thread: one thread at a time. The archive is borrowed.
+class KR_API ArchiveReader {
+public:
+    /// The number of a choice, from its text; nothing for an unknown one.
+    using ChoiceParser = std::function<std::optional<int>(std::string_view text)>;
+
+    ArchiveReader();
+    ArchiveReader(const ArchiveReader&) = delete;
+    ArchiveReader& operator=(const ArchiveReader&) = delete;
+    virtual ~ArchiveReader();
+
+    // --- Values ----------------------------------------------------------------------------------------------------
+    virtual void read(std::string_view name, bool& value) = 0;
+    virtual void read(std::string_view name, int& value) = 0;
+    virtual void read(std::string_view name, unsigned int& value) = 0;
+    virtual void read(std::string_view name, long long& value) = 0;
+    virtual void read(std::string_view name, unsigned long long& value) = 0;
+    virtual void read(std::string_view name, float& value) = 0;
+    virtual void read(std::string_view name, double& value) = 0;
+    virtual void read(std::string_view name, std::string& text) = 0;
+    /// What writeRepeated wrote. The view is good until the reader dies.
+    [[nodiscard]] virtual std::string_view readRepeated(std::string_view name) = 0;
+    /// A number in the place of the text is taken, too; whether the number has a meaning is for the caller to check.
+    [[nodiscard]] virtual int readChoice(std::string_view name, const ChoiceParser& parse) = 0;
+    virtual void readBytes(std::string_view name, std::string& bytes) = 0;
+    /// Fails unless there are exactly as many as the span takes.
+    virtual void readTuple(std::string_view name, std::span<double> components) = 0;
+    virtual void readTuple(std::string_view name, std::span<float> components) = 0;
+    virtual void readBlock(std::string_view name, std::vector<double>& numbers) = 0;
+    virtual void readBlock(std::string_view name, std::vector<float>& numbers) = 0;
+    virtual void readBlock(std::string_view name, std::vector<int>& numbers) = 0;
+
+    /// What writeIf wrote: answers whether it was there; if not, `value` stays.
+    template <class Value>
+    bool readIf(std::string_view name, Value& value) {
+        if (!_isThere(name)) return false;
+        read(name, value);
+        return true;
+    }
+
+    // --- Structure -------------------------------------------------------------------------------------------------
+    template <class Action>
+    void group(std::string_view name, Action&& readContent) {
+        _enter(name);
+        std::forward<Action>(readContent)();
+        _leave();
+    }
+    /// What groupIf wrote: answers whether it was there.
+    template <class Action>
+    bool groupIf(std::string_view name, Action&& readContent) {
+        if (!_isThere(name)) return false;
+        group(name, std::forward<Action>(readContent));
+        return true;
+    }
+    /// Calls `readItem(index)` for each item, which reads it under the name it was written with. Answers their number.
+    template <class Action>
+    std::size_t sequence(std::string_view name, Action&& readItem) {
+        const std::size_t count = _beginSequence(name);
+        for (std::size_t index = 0; index < count; ++index)
+            readItem(index);
+        _endSequence();
+        return count;
+    }
+
+    // --- The archive -----------------------------------------------------------------------------------------------
+    /// Ends the reading: throws an archive exception of this text and the place in the archive.
+    [[noreturn]] virtual void fail(const std::string& text) const = 0;
+    [[nodiscard]] virtual const std::string& getArchiveName() const = 0;
+    virtual void pushObject(Kr::KrBase* object) = 0;
+    virtual void popObject() noexcept = 0;
+    [[nodiscard]] virtual Kr::KrBase* getCurrentObject() const = 0;
+
+protected:
+    /// Whether the value or group `name` is there. Asked once, right before it is read.
+    [[nodiscard]] virtual bool _isThere(std::string_view name) = 0;
+    virtual void _beginGroup(std::string_view name) = 0;
+    virtual void _endGroup() = 0;
+    [[nodiscard]] virtual std::size_t _beginSequence(std::string_view name) = 0;
+    virtual void _endSequence() = 0;
+
+private:
+    void _enter(std::string_view name);
+    void _leave();
+
+    std::size_t _depth{0};
+};
+
+}  // namespace KrPersistence
