@@ -63,8 +63,13 @@ public:
     /// What writeIf wrote: answers whether it was there; if not, `value` stays.
     template <class Value>
     bool readIf(std::string_view name, Value& value) {
+        return optional(name, [&] { read(name, value); });
+    }
+    /// What optional wrote: answers whether it was there; if not, the action is not called.
+    template <class Action>
+    bool optional(std::string_view name, Action&& readIt) {
         if (!_isThere(name)) return false;
-        read(name, value);
+        std::forward<Action>(readIt)();
         return true;
     }
 
@@ -78,9 +83,7 @@ public:
     /// What groupIf wrote: answers whether it was there.
     template <class Action>
     bool groupIf(std::string_view name, Action&& readContent) {
-        if (!_isThere(name)) return false;
-        group(name, std::forward<Action>(readContent));
-        return true;
+        return optional(name, [&] { group(name, std::forward<Action>(readContent)); });
     }
     /// Calls `readItem(index)` for each item, which reads it under the name it was written with. Answers their number.
     template <class Action>

@@ -64,8 +64,13 @@ public:
     /// Writes the value only if it is there; ArchiveReader::readIf tells.
     template <class Value>
     void writeIf(bool isThere, std::string_view name, const Value& value) {
+        optional(isThere, name, [&] { write(name, value); });
+    }
+    /// The same for whatever the action writes: one value, group or sequence of this name.
+    template <class Action>
+    void optional(bool isThere, std::string_view name, Action&& writeIt) {
         _mark(name, isThere);
-        if (isThere) write(name, value);
+        if (isThere) std::forward<Action>(writeIt)();
     }
 
     // --- Structure -------------------------------------------------------------------------------------------------
@@ -77,8 +82,7 @@ public:
     }
     template <class Action>
     void groupIf(bool isThere, std::string_view name, Action&& writeContent) {
-        _mark(name, isThere);
-        if (isThere) group(name, std::forward<Action>(writeContent));
+        optional(isThere, name, [&] { group(name, std::forward<Action>(writeContent)); });
     }
     /// Calls `writeItem(index)` for each index below `count`; it writes one value or group.
     template <class Action>
