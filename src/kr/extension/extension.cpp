@@ -11,10 +11,13 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
+#include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+IKeptContent::~IKeptContent() = default;
 
 namespace {
 
@@ -171,6 +174,10 @@ void KrExtension::_createUnknownImplementation() {
     // The constructor hands it over to this extension.
     static_cast<void>(new UnknownImplementation(this));
     _isUnknown = true;
+}
+
+void KrExtension::_setKeptContent(std::unique_ptr<IKeptContent> content) noexcept {
+    _keptContent = std::move(content);
 }
 
 // --- Fields --------------------------------------------------------------------------------------------------------

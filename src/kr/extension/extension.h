@@ -191,6 +191,9 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     void _setExtensionData(std::string data) { _extensionData = std::move(data); }
     [[nodiscard]] const std::string& _getExtensionData() const noexcept { return _extensionData; }
     [[nodiscard]] bool _isUnknownPlaceholder() const noexcept { return _isUnknown; }
+    /// What a loader keeps with the extension; null when there is nothing.
+    [[nodiscard]] IKeptContent* _getKeptContent() const noexcept { return _keptContent.get(); }
+    void _setKeptContent(std::unique_ptr<IKeptContent> content) noexcept;
     /// Where it stands in its owner; for the owner only.
     [[nodiscard]] std::uint64_t _getPosition() const noexcept { return _position; }
     void _setPosition(std::uint64_t position) noexcept { _position = position; }
@@ -244,6 +247,7 @@ private:
     std::int32_t _dataVersion{-1};
     KrVersioningRegistry::Versions _versions;
     std::string _extensionData;
+    std::unique_ptr<IKeptContent> _keptContent;
     InstanceLink _instanceLink;
     std::atomic<std::uint32_t> _sorterSlot{kNoSlot};  // written under the sorter's lock
 };

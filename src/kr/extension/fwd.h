@@ -11,6 +11,7 @@ class ObjectMap;
 }  // namespace KrSim::detail
 
 namespace KrSim {
+class IKeptContent;
 class IObject;
 class KrCloneMap;
 class KrExtensionFactory;

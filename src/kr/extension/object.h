@@ -97,6 +97,9 @@ class KR_API KrObject : public KrExtension {
     /// The file that the definition was loaded from.
     [[nodiscard]] const Kr::KrString<512>& getDefinitionFileName() const noexcept { return _definitionFileName; }
     void _setDefinitionFileName(const Kr::KrString<512>& name) { _definitionFileName = name; }
+    /// Makes it an instance without bringing it in line, as loading does.
+    void _setDefinition(const KrContentID& id) { _definition.setTarget(id); }
+    void _setDefinition(KrObject* definition) { _definition.setTarget(definition); }
 
     // --- The extension ---------------------------------------------------------------------------------------------
     using KrExtension::clone;
@@ -125,6 +128,8 @@ class KR_API KrObject : public KrExtension {
     Kr::KrSmartPtr<KrExtension> _clone(const KrCloneRequest& request) const override;
     void _createUnknownImplementation() override;
     void _setApplicationContext(const ApplicationContext& context) override;
+    /// Where the extension with this ID will stand when it is added.
+    void _savePosition(const KrContentID& id, std::uint64_t position);
     /// Strong holders of the extensions, in order.
     [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> _getExtensions() const;
 
@@ -151,7 +156,6 @@ private:
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     void _syncWith(const KrObject& definition, KrCloneMap& pairs);
     void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
-    void _savePosition(const KrContentID& id, std::uint64_t position);
     [[nodiscard]] bool _mayChangeNow() const;
     void _regenerateIDsBelow();
 
