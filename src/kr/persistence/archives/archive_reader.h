@@ -72,16 +72,6 @@ public:
         std::forward<Action>(readIt)();
         return true;
     }
-    bool readRepeatedIf(std::string_view name, std::string& text) {
-        if (!_isThere(name)) return false;
-        text = readRepeated(name);
-        return true;
-    }
-    bool readBytesIf(std::string_view name, std::string& bytes) {
-        if (!_isThere(name)) return false;
-        readBytes(name, bytes);
-        return true;
-    }
 
     // --- Structure -------------------------------------------------------------------------------------------------
     template <class Action>
@@ -103,11 +93,6 @@ public:
             readItem(index);
         _endSequence();
         return count;
-    }
-    /// What the writer's sequenceIf wrote.
-    template <class Action>
-    std::size_t sequenceIf(std::string_view name, Action&& readItem) {
-        return _isThere(name) ? sequence(name, std::forward<Action>(readItem)) : 0;
     }
 
     // --- The archive -----------------------------------------------------------------------------------------------

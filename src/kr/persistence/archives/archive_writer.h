@@ -72,14 +72,6 @@ public:
         _mark(name, isThere);
         if (isThere) std::forward<Action>(writeIt)();
     }
-    void writeRepeatedIf(bool isThere, std::string_view name, std::string_view text) {
-        _mark(name, isThere);
-        if (isThere) writeRepeated(name, text);
-    }
-    void writeBytesIf(bool isThere, std::string_view name, std::string_view bytes) {
-        _mark(name, isThere);
-        if (isThere) writeBytes(name, bytes);
-    }
 
     // --- Structure -------------------------------------------------------------------------------------------------
     template <class Action>
@@ -99,12 +91,6 @@ public:
         for (std::size_t index = 0; index < count; ++index)
             writeItem(index);
         _endSequence();
-    }
-    /// Leaves out an empty one; ArchiveReader::sequenceIf reads it.
-    template <class Action>
-    void sequenceIf(std::string_view name, std::size_t count, Action&& writeItem) {
-        _mark(name, count > 0);
-        if (count > 0) sequence(name, count, std::forward<Action>(writeItem));
     }
 
     // --- The archive -----------------------------------------------------------------------------------------------
