@@ -6,6 +6,8 @@
 #define KR_VERSION_MAJOR 2020
 #define KR_VERSION_MINOR 3
 #define KR_VERSION_PATCH 0
+/// Under which name the release is sold, where it has one; files carry it. At most 255 bytes.
+#define KR_VERSION_MARKETING_NAME ""
 
 /// The same as a text literal, "major.minor.patch".
 #define KR_VERSION KR_VERSION_TEXT_(KR_VERSION_MAJOR, KR_VERSION_MINOR, KR_VERSION_PATCH)

@@ -1,0 +1,148 @@
+#include "kr/persistence/files/file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+
+#include "kr/persistence/files/file_object_numbers.h"
+#include "kr/persistence/files/file_section.h"
+#include "kr/persistence/files/internal/quiet_log.h"
+#include "kr/persistence/files/magic_tag.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/version.h"
+
+namespace KrPersistence {
+
+namespace {
+
+constexpr Kr::GuardTexts kProgressTexts{Kr::eLogLevel::kWarn, "KrFile: fatal error in '%s' progress handler [%s]\n",
+                                        "KrFile: unhandled exception in '%s' progress handler\n"};
+
+// Without a time, so that the same content gives the same bytes.
+std::string describeProducer() {
+    const std::string marketingName = KR_VERSION_MARKETING_NAME;
+    return "Orrery" + (marketingName.empty() ? "" : " " + marketingName) + ", version " + Kr::getLibraryVersion();
+}
+
+}  // namespace
+
+KrFile::KrFile() = default;
+
+KrFile::~KrFile() {
+    clear();
+    unsubscribeFromAll();
+}
+
+void KrFile::addSection(KrFileSection* section) {
+    if (section == nullptr || contains(section)) return;
+    if (section->getOwner() != nullptr && section->getOwner() != this) {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrFile: section '%s' belongs to another file; remove it there first.\n",
+                       section->getName().c_str());
+        return;
+    }
+    _sections.push_back(section);
+    section->setOwner(this);
+}
+
+void KrFile::removeSection(KrFileSection* section) {
+    const auto found = std::find(_sections.begin(), _sections.end(), section);
+    if (found == _sections.end()) return;
+    _sections.erase(found);
+    section->setOwner(nullptr);
+}
+
+bool KrFile::contains(const KrFileSection* section) const {
+    return std::find(_sections.begin(), _sections.end(), section) != _sections.end();
+}
+
+void KrFile::clearSections() {
+    // Taken out first: a destructor may ask the file.
+    for (const KrFileSection* section : std::exchange(_sections, {}))
+        delete section;
+    _forgetReferencableObjects();
+}
+
+void KrFile::clear() {
+    clearSections();
+    _callbacks.clear();
+    _description.clear();
+    _producerInformation.clear();
+}
+
+void KrFile::setCurrentFilename(const std::string& filename) {
+    if (_currentFilename.empty()) _currentFilename = filename;
+}
+
+KrFile::Info KrFile::GetFileInfo(const std::string& path) {
+    Info info;
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrFile::GetFileVersion() cannot open file '%s'.\n", path.c_str());
+        return info;
+    }
+    KrMagicTag tag;
+    tag.load(stream);
+    info.fileType = tag.getFileType();
+    tag.getOrreryVersion(info.majorVersion, info.minorVersion);
+    info.marketingName = tag.getMarketingName();
+    return info;
+}
+
+void KrFile::_reportProgress(std::size_t done, std::size_t total) const {
+    if (!_progressHandler) return;
+    Kr::callGuarded(
+        kProgressTexts, [&] { return _currentFilename; }, [&] { _progressHandler(done, total); });
+}
+
+void KrFile::addCallback(int order, Callback callback) {
+    _callbacks[order].push_back(std::move(callback));
+}
+
+void KrFile::processCallbacks() {
+    // By place, and copied: a callback may add others.
+    for (const auto& [order, callbacks] : _callbacks) {
+        for (std::size_t i = 0; i < callbacks.size(); ++i) {
+            const Callback callback = callbacks[i];
+            callback();
+        }
+    }
+}
+
+void KrFile::registerReferencableObject(Kr::KrBase* object) {
+    if (object == nullptr ||
+        std::find(_referencableObjects.begin(), _referencableObjects.end(), object) != _referencableObjects.end()) {
+        return;
+    }
+    _referencableObjects.push_back(object);
+    object->addSubscriber(this);
+}
+
+void KrFile::prepareBeforeSaving(int flags) {
+    FileObjectNumbers::instance()._begin();
+    _producerInformation = describeProducer();
+    _forgetReferencableObjects();
+    for (std::size_t i = 0; i < _sections.size(); ++i)
+        _sections[i]->prepareBeforeSaving(this, flags);
+}
+
+void KrFile::onEvent(Event event, Kr::KrBase* object) {
+    if (event == Event::kDestroyed) std::erase(_referencableObjects, object);
+}
+
+void KrFile::_forgetReferencableObjects() {
+    for (Kr::KrBase* object : std::exchange(_referencableObjects, {}))
+        object->removeSubscriber(this);
+}
+
+void KrFile::_finish() noexcept {
+    _callbacks.clear();
+    FileObjectNumbers::instance()._end();
+}
+
+bool KrFile::_fail(const std::string& text) {
+    _lastError = text;
+    detail::logQuietly(Kr::eLogLevel::kWarn, text);
+    return false;
+}
+
+}  // namespace KrPersistence

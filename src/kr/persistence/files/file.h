@@ -1,0 +1,175 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kr/core/base.h"
+#include "kr/persistence/files/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
+
+namespace boost::serialization {
+class access;
+}  // namespace boost::serialization
+
+namespace KrPersistence {
+
+namespace detail {
+class AtomicFile;
+}  // namespace detail
+
+/// A document on disk: sections in order, a description, and a tag in front that says what the file holds, which
+/// release wrote it and in what kind of archive. docs/files.md has its bytes.
+///
+/// Failure: no operation that loads or saves throws. They answer false and leave the reason in getLastError; a failed
+/// load leaves an empty file, a failed save the file on disk as it was.
+/// Thread: one thread at a time.
+class KR_API KrFile : public Kr::KrBase, public Kr::KrBase::Subscriber, public Kr::KrRefCount {
+    KR_BASE_CLASS(KrFile, Kr::KrBase)
+
+public:
+    /// What a file holds. 0 to 11 are kinds of content of earlier releases, which are only read.
+    enum class eFileType : std::int32_t {
+        kUnknown = 12,  ///< no type given
+        kObject = 13,
+        kSimulationState = 14,
+        kInvalid = 15,  ///< not a file of ours
+    };
+
+    /// What the tag of a file tells.
+    struct Info {
+        eFileType fileType{eFileType::kInvalid};
+        std::uint32_t majorVersion{0};
+        std::uint32_t minorVersion{0};
+        std::string marketingName;
+    };
+
+    static constexpr std::uint64_t kNoSizeLimit = std::numeric_limits<std::uint64_t>::max();
+
+    // Flags of load and save; the others go to the archive, see KrArchive.
+    static constexpr int kJson = 32;  ///< save as JSON
+    static constexpr int kXml = 64;   ///< save as XML; wins over kJson
+
+    using Callback = std::function<void()>;
+    /// Hears how many of how many steps of loading or saving are done; the unit is the section's.
+    using ProgressHandler = std::function<void(std::size_t done, std::size_t total)>;
+
+    KrFile();
+    /// Deletes the sections.
+    ~KrFile() override;
+
+    // --- Sections, in the order of the file -------------------------------------------------------------------------
+
+    /// The file owns the section from now on. One that it holds already is not added again, null is ignored, and one
+    /// of another file is refused with a warning.
+    void addSection(KrFileSection* section);
+    /// Hands the section back to the caller. Does nothing for one that the file does not hold.
+    void removeSection(KrFileSection* section);
+    [[nodiscard]] bool contains(const KrFileSection* section) const;
+    /// Good until the sections change.
+    [[nodiscard]] const std::vector<KrFileSection*>& getSections() const noexcept { return _sections; }
+    /// Whether there is a section.
+    [[nodiscard]] bool isValid() const noexcept { return !_sections.empty(); }
+    /// Deletes the sections and forgets the referencable objects.
+    void clearSections();
+    /// clearSections, and no callbacks, description and producer any more. Name, type and current filename stay.
+    void clear();
+
+    // --- What the file says of itself -------------------------------------------------------------------------------
+
+    [[nodiscard]] eFileType getFileType() const noexcept { return _fileType; }
+    void setFileType(eFileType type) noexcept { _fileType = type; }
+    [[nodiscard]] const std::string& getDescription() const noexcept { return _description; }
+    void setDescription(const std::string& text) { _description = text; }
+    /// Which program wrote the file; each save replaces it.
+    [[nodiscard]] const std::string& getProducerInformation() const noexcept { return _producerInformation; }
+    /// The path last loaded or saved.
+    [[nodiscard]] const std::string& getCurrentFilename() const noexcept { return _currentFilename; }
+    /// Only while there is none: a loaded file keeps its name.
+    void setCurrentFilename(const std::string& filename);
+    /// The first failure of the last load or save; empty when there was none.
+    [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
+
+    // --- Loading and saving -----------------------------------------------------------------------------------------
+
+    /// \param filename     empty: the current filename; otherwise it becomes that.
+    /// \param archiveName  the path that paths inside the file are relative to; empty: the current filename.
+    bool load(const std::string& filename, int flags = 0, const std::string& archiveName = {});
+    /// From the current position of a binary stream. Where the file has no name yet, the archive name becomes it.
+    bool load(std::istream& stream, const std::string& archiveName = {}, int flags = 0);
+    /// Writes beside the target, as "<target>.temp", and replaces the target in one step once all is on disk.
+    bool save(const std::string& filename, int flags = 0, const std::string& archiveName = {});
+    /// To a binary stream.
+    bool save(std::ostream& stream, const std::string& archiveName = {}, int flags = 0);
+    /// Loading refuses files of more bytes. kNoSizeLimit unless set.
+    void setSizeLimit(std::uint64_t sizeBytes) noexcept { _sizeLimit = sizeBytes; }
+
+    /// What the tag of the file says; the defaults, and a warning, when it cannot be opened.
+    [[nodiscard]] static Info GetFileInfo(const std::string& path);
+    [[nodiscard]] static eFileType GetFileType(const std::string& path) { return GetFileInfo(path).fileType; }
+
+    /// Called, on the thread that loads or saves, by sections that report. An exception from it is logged, and the work
+    /// goes on. Empty: nobody is told.
+    void setProgressHandler(ProgressHandler handler) { _progressHandler = std::move(handler); }
+    void _reportProgress(std::size_t done, std::size_t total) const;
+
+    // --- For sections, while the file is loaded or saved ------------------------------------------------------------
+
+    /// Runs the callback at the end of the load or save under way, before the sections hear of the end of the load;
+    /// lower order numbers first. An exception from it ends the load or save.
+    void addCallback(int order, Callback callback);
+    /// Runs all callbacks by order and within it by age. Throws std::bad_function_call for an empty one.
+    void processCallbacks();
+    /// Adds an object that others may refer to; once, and until it dies. Null is ignored. The object is borrowed.
+    void registerReferencableObject(Kr::KrBase* object);
+    [[nodiscard]] const std::vector<Kr::KrBase*>& getReferencableObjects() const noexcept {
+        return _referencableObjects;
+    }
+    /// First step of each save: sets the producer and has the sections register their referencable objects anew.
+    void prepareBeforeSaving(int flags);
+
+    void onEvent(Event event, Kr::KrBase* object) override;
+
+protected:
+    /// Last step of each load: takes the sections out and puts them back one by one, each with its own postLoad, so
+    /// that a section sees those before it. May throw; the load fails then.
+    virtual void _postLoad();
+
+private:
+    friend class boost::serialization::access;
+
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int version);
+    template <class Archive>
+    void _readBodyFrom(std::istream& stream, const std::string& archiveName, std::uint32_t flags);
+    template <class Archive>
+    void _writeBodyTo(std::ostream& stream, const std::string& archiveName, std::uint32_t flags) const;
+    bool _readBody(std::istream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags);
+    void _writeBody(std::ostream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) const;
+
+    bool _loadFrom(std::istream& stream, const std::string& archiveName, int flags);
+    bool _saveTo(std::ostream& stream, const std::string& archiveName, int flags, const detail::AtomicFile* target);
+    void _finish() noexcept;
+    void _forgetReferencableObjects();
+    /// Keeps the text as the last error; answers false.
+    bool _fail(const std::string& text);
+
+    std::vector<KrFileSection*> _sections;  // owned
+    std::map<int, std::vector<Callback>> _callbacks;
+    std::string _currentFilename;
+    eFileType _fileType{eFileType::kUnknown};
+    std::vector<Kr::KrBase*> _referencableObjects;
+    std::string _description;
+    std::string _producerInformation;
+    std::string _lastError;
+    ProgressHandler _progressHandler;
+    std::uint64_t _sizeLimit{kNoSizeLimit};
+};
+
+}  // namespace KrPersistence

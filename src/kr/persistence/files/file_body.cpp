@@ -1,0 +1,137 @@
+// What lies behind the tag; the only source of files that meets the archives.
+
+#include <boost/serialization/access.hpp>
+#include <boost/serialization/base_object.hpp>
+#include <boost/serialization/collection_size_type.hpp>
+#include <memory>
+#include <utility>
+
+#include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/files/magic_tag.h"
+
+BOOST_CLASS_TRACKING(KrPersistence::KrFile, boost::serialization::track_always)
+
+namespace KrPersistence {
+
+namespace {
+
+/// The sections as they stand in archives: their number, then a pointer to each.
+struct SectionList {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        namespace bs = boost::serialization;
+        bs::collection_size_type count(sections.size());
+        archive& bs::make_nvp("count", count);
+        if constexpr (Archive::is_loading::value) {
+            for (std::size_t i = 0; i < std::as_const(count); ++i)
+                _load(archive);
+        } else {
+            for (KrFileSection* section : sections)
+                archive << bs::make_nvp("Section", section);
+        }
+    }
+
+    std::vector<KrFileSection*>& sections;
+
+private:
+    template <class Archive>
+    void _load(Archive& archive) {
+        sections.push_back(nullptr);  // the place first, so that an adopted section is always in the list
+        KrFileSection* section = nullptr;
+        try {
+            archive >> boost::serialization::make_nvp("Section", section);
+            if (section == nullptr) {
+                throw ArchiveError(boost::archive::archive_exception::input_stream_error,
+                                   "section " + std::to_string(sections.size() - 1) + " is not there");
+            }
+            archive.adopt(section);
+        } catch (...) {
+            sections.pop_back();
+            throw;
+        }
+        sections.back() = section;
+    }
+};
+
+}  // namespace
+
+}  // namespace KrPersistence
+
+BOOST_CLASS_IMPLEMENTATION(KrPersistence::SectionList, boost::serialization::object_serializable)
+BOOST_CLASS_TRACKING(KrPersistence::SectionList, boost::serialization::track_never)
+
+namespace KrPersistence {
+
+template <class Archive>
+void KrFile::serialize(Archive& archive, unsigned int /*version*/) {
+    namespace bs = boost::serialization;
+    const ArchiveObjectScope scope(archive, static_cast<Kr::KrBase*>(this));
+    archive& bs::make_nvp("Description", _description);
+    archive& bs::make_nvp("OrreryInformation", _producerInformation);
+    archive& bs::make_nvp("Kr::KrBase", bs::base_object<Kr::KrBase>(*this));
+    SectionList list{_sections};
+    archive& bs::make_nvp("Sections", list);
+    if constexpr (Archive::is_loading::value) {
+        archive.requireOwned();
+        for (KrFileSection* section : _sections)
+            section->setOwner(this);
+    }
+    processCallbacks();
+    if constexpr (Archive::is_loading::value) _postLoad();
+}
+
+void KrFile::_postLoad() {
+    std::vector<std::unique_ptr<KrFileSection>> loaded;
+    loaded.reserve(_sections.size());
+    for (KrFileSection* section : _sections)
+        loaded.emplace_back(section);
+    _sections.clear();  // keeps its memory, so that adding does not throw between two owners
+    for (auto& each : loaded) {
+        KrFileSection* section = each.release();
+        _sections.push_back(section);
+        section->postLoad(this);
+        section->declareReferencableObjects(this);
+    }
+}
+
+template <class Archive>
+void KrFile::_readBodyFrom(std::istream& stream, const std::string& archiveName, std::uint32_t flags) {
+    Archive archive(stream, flags);
+    archive.setArchiveName(archiveName);
+    if (_sizeLimit != kNoSizeLimit) archive.setSizeLimit(_sizeLimit);
+    try {
+        archive >> boost::serialization::make_nvp("File", *this);
+    } catch (...) {
+        archive.delete_created_pointers();
+        throw;
+    }
+}
+
+template <class Archive>
+void KrFile::_writeBodyTo(std::ostream& stream, const std::string& archiveName, std::uint32_t flags) const {
+    Archive archive(stream, flags);
+    archive.setArchiveName(archiveName);
+    archive << boost::serialization::make_nvp("File", *this);
+}
+
+bool KrFile::_readBody(std::istream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) {
+    const auto archiveFlags = static_cast<std::uint32_t>(flags);
+    switch (tag.getFileFormat()) {
+        case KrMagicTag::eFileFormat::kBinary:
+            _readBodyFrom<BinaryInArchive>(stream, archiveName, archiveFlags);
+            return true;
+        default:
+            return false;
+    }
+}
+
+void KrFile::_writeBody(std::ostream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) const {
+    const auto archiveFlags = static_cast<std::uint32_t>(flags);
+    switch (tag.getFileFormat()) {
+        default:
+            _writeBodyTo<BinaryOutArchive>(stream, archiveName, archiveFlags);
+            return;
+    }
+}
+
+}  // namespace KrPersistence

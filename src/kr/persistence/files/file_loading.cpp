@@ -1,0 +1,87 @@
+#include <exception>
+#include <fstream>
+#include <istream>
+
+#include "kr/persistence/archives/archive.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/files/internal/quiet_log.h"
+#include "kr/persistence/files/internal/version_gate.h"
+#include "kr/persistence/files/magic_tag.h"
+
+namespace KrPersistence {
+
+namespace {
+
+/// From here to the end; 0 where the stream cannot tell.
+std::uint64_t getBytesLeft(std::istream& stream) {
+    const auto here = stream.tellg();
+    if (here < 0) {
+        stream.clear();
+        return 0;
+    }
+    stream.seekg(0, std::ios::end);
+    const auto end = stream.tellg();
+    stream.clear();
+    stream.seekg(here);
+    return end > here ? static_cast<std::uint64_t>(end - here) : 0;
+}
+
+}  // namespace
+
+bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) {
+    _lastError.clear();
+    clear();
+    if (!filename.empty()) _currentFilename = filename;
+    if (_currentFilename.empty()) return _fail("KrFile: no filename was given for loading.\n");
+
+    const std::string source = _currentFilename;
+    std::ifstream stream(source, std::ios::binary);
+    if (!stream) return _fail("KrFile: cannot open " + source + " for loading.\n");
+    detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: loading '" + source + "'.\n");
+    return load(stream, archiveName.empty() ? source : archiveName, flags);
+}
+
+bool KrFile::load(std::istream& stream, const std::string& archiveName, int flags) {
+    _lastError.clear();
+    clear();
+    bool isLoaded = false;
+    try {
+        isLoaded = _loadFrom(stream, archiveName, flags);
+    } catch (const std::exception& exception) {
+        clear();
+        _fail(std::string("KrPersistence: An error occurred while loading:\n\n") + exception.what() + "\n");
+    } catch (...) {
+        clear();
+        _fail("KrPersistence: exception when loading\".\n" + archiveName + "\"\n");
+    }
+    _finish();
+    if (isLoaded && _currentFilename.empty()) _currentFilename = archiveName;
+    return isLoaded;
+}
+
+bool KrFile::_loadFrom(std::istream& stream, const std::string& archiveName, int flags) {
+    const std::string& shownName = _currentFilename.empty() ? archiveName : _currentFilename;
+    const std::uint64_t size = getBytesLeft(stream);
+    KrMagicTag tag;
+    tag.load(stream);
+    _fileType = tag.getFileType();
+    unsigned int major = 0;
+    unsigned int minor = 0;
+    tag.getOrreryVersion(major, minor);
+    if (const std::string refusal = detail::checkFileVersion(major, minor, archiveName); !refusal.empty()) {
+        return _fail(refusal);
+    }
+    if (size > _sizeLimit) {
+        return _fail("KrPersistence: Cannot load " + shownName + ", it has " + std::to_string(size) +
+                     " bytes, and the limit is " + std::to_string(_sizeLimit) + ".\n");
+    }
+    if (_fileType == eFileType::kObject && tag.isSigned()) {
+        return _fail("KrPersistence: Cannot load " + shownName +
+                     ", its objects are signed, and this release cannot decipher them.\n");
+    }
+    if (tag.getVersionSavedAsChar()) flags |= static_cast<int>(KrArchive::kByteVersions);
+    if (_readBody(stream, tag, archiveName, flags)) return true;
+    return _fail("KrPersistence: Cannot load " + shownName + ", invalid format.\n");
+}
+
+}  // namespace KrPersistence

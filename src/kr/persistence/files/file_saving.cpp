@@ -1,0 +1,91 @@
+#include <exception>
+#include <filesystem>
+#include <ostream>
+
+#include "kr/persistence/archives/archive.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/files/internal/atomic_file.h"
+#include "kr/persistence/files/internal/quiet_log.h"
+#include "kr/persistence/files/magic_tag.h"
+
+namespace KrPersistence {
+
+namespace {
+
+KrMagicTag::eFileFormat formatOf(int flags) {
+    if ((flags & KrFile::kXml) != 0) return KrMagicTag::eFileFormat::kXml;
+    if ((flags & KrFile::kJson) != 0) return KrMagicTag::eFileFormat::kJson;
+    return KrMagicTag::eFileFormat::kBinary;
+}
+
+}  // namespace
+
+bool KrFile::save(std::ostream& stream, const std::string& archiveName, int flags) {
+    return _saveTo(stream, archiveName, flags, nullptr);
+}
+
+bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) {
+    _lastError.clear();
+    if (!filename.empty()) _currentFilename = filename;
+    if (_currentFilename.empty()) return _fail("KrFile: no filename was given for saving.\n");
+
+    const std::string target = _currentFilename;  // sections could change it
+    detail::AtomicFile file(target);
+    if (!file.open()) {
+        _fail("KrFile: cannot create a temporary file to save " + target + ".\n");
+        detail::logQuietly(Kr::eLogLevel::kWarn,
+                           "KrFile: '" + file.getTemporaryName() + "': " + file.getError().message() + ".\n");
+        return false;
+    }
+    std::ostream stream(&file);
+    if (!_saveTo(stream, archiveName.empty() ? target : archiveName, flags, &file)) return false;
+
+    const bool hadTarget = std::filesystem::exists(std::filesystem::symlink_status(target));
+    switch (file.commit()) {
+        case detail::AtomicFile::eOutcome::kNotReplaced:
+            if (hadTarget) {
+                return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getError().message());
+            }
+            [[fallthrough]];
+        case detail::AtomicFile::eOutcome::kNotWritten:
+            return _fail("KrFile: cannot save to " + target + ".\n" + file.getError().message());
+        case detail::AtomicFile::eOutcome::kFolderNotFlushed:
+            detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: saved '" + target +
+                                                         "', but not its folder: " + file.getError().message() + ".\n");
+            break;
+        case detail::AtomicFile::eOutcome::kDone:
+            break;
+    }
+    detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: saved '" + target + "'.\n");
+    return true;
+}
+
+/// \param target  behind the stream; it knows more of a failure than the stream. May be null.
+bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int flags,
+                     const detail::AtomicFile* target) {
+    _lastError.clear();
+    bool isSaved = false;
+    try {
+        prepareBeforeSaving(flags);
+        KrMagicTag tag;
+        tag.setFileType(_fileType);
+        tag.setFileFormat(formatOf(flags));
+        tag.setVersionSavedAsChar((static_cast<std::uint32_t>(flags) & KrArchive::kByteVersions) != 0);
+        tag.save(stream);
+        _writeBody(stream, tag, archiveName, flags);
+        stream.flush();
+        if (!stream) throw std::ios_base::failure("the stream takes no more bytes");
+        isSaved = true;
+    } catch (const std::exception& exception) {
+        const std::string text = target != nullptr && target->getError()
+                                     ? "'" + target->getTemporaryName() + "': " + target->getError().message()
+                                     : exception.what();
+        _fail("KrPersistence: error " + text + " when saving.\n");
+    } catch (...) {
+        _fail("KrPersistence: exception when saving.\n");
+    }
+    _finish();
+    return isSaved;
+}
+
+}  // namespace KrPersistence

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "kr/platform/export.h"
+
+namespace KrPersistence::detail {
+
+/// The calls of the operating system that write files: each as the function of its name, with errno. Tests let them
+/// fail.
+class KR_API FileCalls {
+public:
+    FileCalls();
+    FileCalls(const FileCalls&) = delete;
+    FileCalls& operator=(const FileCalls&) = delete;
+    virtual ~FileCalls();
+
+    virtual int open(const char* path, int flags, unsigned int mode);
+    virtual ssize_t write(int file, const char* bytes, std::size_t count);
+    virtual int fsync(int file);
+    virtual int close(int file);
+    virtual int rename(const char* from, const char* to);
+
+    /// What saving uses.
+    [[nodiscard]] static FileCalls& current() noexcept;
+    /// Null brings back the real ones. Borrowed. While nothing is saved.
+    static void replace(FileCalls* calls) noexcept;
+};
+
+}  // namespace KrPersistence::detail

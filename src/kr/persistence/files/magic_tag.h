@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "kr/persistence/files/file.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+/// The 27 bytes in front of every file, and the marketing name of the release behind them. docs/files.md has the
+/// bytes. Three forms of earlier releases are known: two tags without version, and XML without any tag.
+///
+/// Nothing throws; what cannot be written into the tag is logged and left out.
+class KR_API KrMagicTag {
+public:
+    enum class eFileFormat : std::int32_t { kBinary = 0, kXml = 1, kJson = 2, kUnknownFormat = 3 };
+
+    static constexpr std::size_t kSize = 27;
+    static constexpr std::size_t kLongestMarketingName = 255;
+
+    /// A negative number: the version and the marketing name of this library.
+    explicit KrMagicTag(int major = -1, int minor = -1);
+
+    /// The tag of that file; one of this library when it cannot be opened.
+    [[nodiscard]] static KrMagicTag createFromFile(const std::string& path);
+
+    /// Reads a tag. When there is none the tag is invalid, and the stream stands where it stood, ready to be read.
+    void load(std::istream& stream);
+    /// Whether it was written is in the state of the stream.
+    void save(std::ostream& stream);
+    /// The 27 bytes; what stood in front of a file that has no tag of ours, and zeros where it was too short.
+    [[nodiscard]] std::string getInternalBuffer() const { return {_buffer.data(), _buffer.size()}; }
+
+    /// Majors 6, 2016 to 2046 and 9999 (a development build), minors to 61. Others are logged as errors and left out.
+    void setOrreryVersion(unsigned int major, unsigned int minor);
+    /// 0.0 for what is no tag, 4.9 and 4.2 for the forms of earlier releases.
+    void getOrreryVersion(unsigned int& major, unsigned int& minor) const;
+
+    [[nodiscard]] const std::string& getMarketingName() const noexcept { return _marketingName; }
+    /// At most 255 bytes; a longer one is refused with a fatal message.
+    void setMarketingName(const std::string& name);
+
+    [[nodiscard]] eFileFormat getFileFormat() const;
+    void setFileFormat(eFileFormat format);
+    [[nodiscard]] KrFile::eFileType getFileType() const;
+    void setFileType(KrFile::eFileType type);
+    /// Whether binary archives behind the tag keep class versions in one byte.
+    [[nodiscard]] bool getVersionSavedAsChar() const;
+    void setVersionSavedAsChar(bool isChar) noexcept;
+    /// \param sign  0 is plain; at most 79, more becomes 79.
+    void setSigned(char sign) noexcept;
+    [[nodiscard]] char getSign() const noexcept;
+    [[nodiscard]] bool isSigned() const noexcept;
+
+private:
+    enum class eForm { kTag, kLegacyBinary, kLegacyXml, kXmlProlog, kForeign };
+
+    [[nodiscard]] eForm _getForm() const;
+    void _storeNameLength() noexcept;
+
+    std::array<char, kSize> _buffer;
+    std::string _marketingName;
+};
+
+}  // namespace KrPersistence

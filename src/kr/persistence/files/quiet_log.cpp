@@ -1,0 +1,12 @@
+#include "kr/persistence/files/internal/quiet_log.h"
+
+namespace KrPersistence::detail {
+
+void logQuietly(Kr::eLogLevel level, const std::string& text) noexcept {
+    try {
+        Kr::logMessage(level, "%s", text.c_str());
+    } catch (...) {  // nobody is left to tell
+    }
+}
+
+}  // namespace KrPersistence::detail
