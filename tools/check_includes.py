@@ -29,6 +29,7 @@ OPEN_TO = {   # opt-in headers whose purpose is to show types of a third party
     "kr/math/eigen.h": "Eigen/",
     **{f"kr/persistence/archives/{name}.h": "boost/" for name in
        ("archive_error", "binary_in_archive", "binary_out_archive", "binary_values", "export_class")},
+    **{f"kr/persistence/files/{name}.h": "boost/" for name in ("base_part", "export_file_section")},
 }
 UMBRELLA = "kr/foundation.h"
 CODE = {".h", ".hpp", ".ipp", ".inl", ".cpp", ".cc", ".cxx"}
