@@ -2,6 +2,7 @@
 
 #include "kr/core/internal/enum_names.h"
 #include "kr/platform/log.h"
+#include "kr/platform/type_name.h"
 
 namespace Kr {
 
@@ -23,7 +24,22 @@ KrEnum::KrEnum() noexcept : _text(&emptyText()), _typeName(&emptyText()) {}
 
 KrEnum::KrEnum(const std::type_info& type, int value) : _value(value), _type(getEnumeration(type)) {
     _text = _type ? &textOf(*_type, value) : &emptyText();
-    _typeName = _type ? &_type->getTypeName() : &detail::keepEnumTypeName(type);
+    _typeName = _type ? &_type->getTypeName() : &detail::keepEnumText(getTypeName(type));
+}
+
+KrEnum KrEnum::_fromStored(const std::string& typeName, int value, const std::string& text) {
+    KrEnum made;
+    made._value = value;
+    made._type = typeName.empty() ? nullptr : getEnumeration(typeName);
+    if (made._type != nullptr) {
+        if (const int* current = made._type->findValue(text)) made._value = *current;
+        made._typeName = &made._type->getTypeName();
+        made._text = &textOf(*made._type, made._value);
+    } else {
+        made._typeName = &detail::keepEnumText(typeName);
+        made._text = &detail::keepEnumText(text);
+    }
+    return made;
 }
 
 KrEnum& KrEnum::operator=(const KrEnum& other) {

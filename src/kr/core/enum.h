@@ -40,6 +40,10 @@ public:
     KrEnum(const std::type_info& type, int value);
     template <class Enumeration, class = std::enable_if_t<std::is_enum_v<Enumeration>>>
     explicit KrEnum(Enumeration value) : KrEnum(typeid(Enumeration), static_cast<int>(value)) {}
+    /// A value as content has it. Where the enumeration is registered and has the text, the text decides, so that a
+    /// value is found again after its enumeration was numbered anew; else the number does, and an unknown enumeration's
+    /// name and text are kept for ever.
+    [[nodiscard]] static KrEnum _fromStored(const std::string& typeName, int value, const std::string& text);
     KrEnum(const KrEnum& other) noexcept = default;
     ~KrEnum() = default;
 

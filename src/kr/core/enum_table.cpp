@@ -159,12 +159,11 @@ const int* KrEnumTable::EnumType::findValue(std::string_view text) const noexcep
 
 namespace Kr::detail {
 
-const std::string& keepEnumTypeName(const std::type_info& type) {
-    static auto& mutex = *new std::mutex;  // guards the names
-    static auto& names = *new std::unordered_set<std::string>;
-    std::string name = getTypeName(type);
+const std::string& keepEnumText(std::string text) {
+    static auto& mutex = *new std::mutex;  // guards the texts
+    static auto& texts = *new std::unordered_set<std::string>;
     const std::lock_guard lock(mutex);
-    return *names.insert(std::move(name)).first;
+    return *texts.insert(std::move(text)).first;
 }
 
 }  // namespace Kr::detail

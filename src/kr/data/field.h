@@ -78,6 +78,8 @@ public:
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
     [[nodiscard]] QuietCopy _getQuietCopy(const FieldBase& source) const override;
+    /// For loading, while nobody knows the field: stores the value with every bit, -0.0 in place of 0.0 as well.
+    void _initializeValue(const T& value) { _value = value; }
 
 protected:
     /// For subclasses that copy and notify just like this class.

@@ -212,6 +212,8 @@ public:
 
     /// Marks the field as produced at run time. For producers only.
     void _setDynamic(bool dynamic) noexcept;
+    /// For loading: sets the bit of this field alone, whatever its descendants have.
+    void _setForcingObservers(bool forcing) const noexcept { _setState(kForceObservers, forcing); }
     /// For loading and cloning, before the field is added to a container.
     void _setInternalIdentifier(std::uint32_t identifier) noexcept;
     [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;

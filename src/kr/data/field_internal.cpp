@@ -23,6 +23,10 @@ FieldInternal& FieldInternal::operator=(const FieldInternal& source) {
     return *this;
 }
 
+void FieldInternal::_adopt(std::unique_ptr<Container> fields) {
+    if (!_refuses) _fields = std::move(fields);
+}
+
 FieldBase* FieldInternal::addField(const Kr::KrID& id, Types::DataTypeEnum dataType) {
     if (_refuses) return nullptr;
     if (auto& present = getField(id); present.isValid()) {

@@ -30,6 +30,8 @@ public:
     ///                 lacks are added, the values of the others are copied, and further ones stay.
     static void copyFieldInternals(const FieldBase& source, FieldBase& destination, bool replace);
 
+    /// Takes the hidden fields of content, in place of those that are here. Null takes them away.
+    void _adopt(std::unique_ptr<Container> fields);
     /// Takes no field any more: the store of the invalid field.
     void _refuseFields() noexcept { _refuses = true; }
 

@@ -109,6 +109,12 @@ bool Proxy::addLink(const KrSim::KrContentReference& extension, const std::strin
     return true;
 }
 
+bool Proxy::_addStoredLink(const KrSim::KrContentReference& extension, const std::string& path) {
+    if (path.empty()) return false;
+    _append(Link(extension, path));
+    return true;
+}
+
 bool Proxy::_agree(FieldBase& field) {
     const detail::NotificationFrame frame(*this, field);
     const auto first =

@@ -84,6 +84,9 @@ public:
     void _cloneFrom(const FieldBase& source) override;
 
     // --- For the framework, not for plug-ins -----------------------------------------------------------------------
+    /// Appends a link as content has it, without looking for its field or for another link like it. False for an
+    /// empty path.
+    bool _addStoredLink(const KrSim::KrContentReference& extension, const std::string& path);
     /// The data type of the field, of a proxy its proxy data type.
     [[nodiscard]] static Types::DataTypeEnum _getValueDataType(const FieldBase& field) noexcept;
     /// Calls `write` with each linked field that is there. True when it answered so for at least one.

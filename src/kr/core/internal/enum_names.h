@@ -1,11 +1,10 @@
 #pragma once
 
 #include <string>
-#include <typeinfo>
 
 namespace Kr::detail {
 
-/// The C++ name of a type as a text that lives for ever, for values of enumerations that are not registered.
-const std::string& keepEnumTypeName(const std::type_info& type);
+/// The text, living for ever: type name or display text for values of enumerations that are not registered.
+const std::string& keepEnumText(std::string text);
 
 }  // namespace Kr::detail

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kr/data/vector.h"
+#include "kr/persistence/fields/field_archive.h"
+
+namespace KrPersistence::detail {
+
+/// Makes fields anew, and the values of single ones, from what a FieldWriter wrote.
+class FieldReader {
+public:
+    using FieldBase = KrData::FieldBase;
+    using Types = KrData::Types;
+
+    FieldReader(ArchiveReader& reader, FieldReadContext& context);
+
+    [[nodiscard]] std::unique_ptr<FieldBase> readField(std::string_view name);
+
+    // --- Parts of a field, for whoever reads values ----------------------------------------------------------------
+    void enter(const Kr::KrID& id) { _path.push_back(id); }
+    void leave() noexcept { _path.pop_back(); }
+    /// A new field of this type; reads what the type needs to be known by.
+    [[nodiscard]] std::unique_ptr<FieldBase> make(Types::DataTypeEnum type, const Kr::KrID& id,
+                                                  Types::FieldTypeEnum usualRole);
+    /// The value of a field that is no container, and that make() made.
+    void readLeaf(FieldBase& field);
+    /// Empty for a null reference.
+    [[nodiscard]] KrSim::KrContentID readReference();
+    void noteReference(const KrSim::KrContentID& id, std::size_t item);
+    [[nodiscard]] std::string getPath() const;
+    /// Throws.
+    void fail(const std::string& text) const;
+
+private:
+    [[nodiscard]] std::unique_ptr<FieldBase> _readField(std::string_view name, Types::FieldTypeEnum usualRole,
+                                                        std::uint32_t usualNumber);
+    [[nodiscard]] std::unique_ptr<FieldBase> _makeContainer(const Kr::KrID& id, Types::FieldTypeEnum usualRole);
+    [[nodiscard]] std::unique_ptr<FieldBase> _makeVector(const Kr::KrID& id);
+    void _readProperties(FieldBase& field, std::uint32_t usualNumber);
+    void _readMetadata(FieldBase& field);
+    void _readChildren(std::string_view listName, std::string_view itemName, KrData::Container& container);
+    void _readSizeRange(FieldBase& field);
+    void _readContent(FieldBase& field);
+    template <class T>
+    void _readRange(KrData::Field<T>& field);
+    void _readItems(FieldBase& field);
+    template <class T>
+    [[nodiscard]] std::vector<T> _readItemsOf();
+    void _readLinks(FieldBase& field);
+
+    ArchiveReader& _reader;
+    FieldReadContext& _context;
+    std::vector<Kr::KrID> _path;  // from the root down, the root included
+};
+
+}  // namespace KrPersistence::detail

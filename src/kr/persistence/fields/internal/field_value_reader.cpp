@@ -1,0 +1,121 @@
+#include "kr/persistence/fields/internal/field_value_reader.h"
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "kr/content/content_reference.h"
+#include "kr/data/field_array.h"
+#include "kr/data/field_reference.h"
+#include "kr/data/proxy.h"
+#include "kr/persistence/fields/internal/value_archive.h"
+
+namespace KrPersistence::detail {
+
+using KrData::Container;
+using KrData::Field;
+using KrData::FieldReference;
+
+namespace {
+
+/// Where the value of the item at `index` goes: items of arrays are counted, children have names.
+KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const Kr::KrID& id) {
+    if (parent == nullptr || parent->getDataType() != KrData::Types::kContainer) return nullptr;
+    auto& container = static_cast<Container&>(*parent);
+    if (parent->isFieldArray()) {
+        // One at a time, so that no number in a file takes memory for items that it does not have.
+        auto& array = static_cast<KrData::FieldArrayBase&>(container);
+        return index < array.size() || array.resize(index + 1) ? &container.at(index) : nullptr;
+    }
+    if (index < container.size() && container.at(index).getID() == id) return &container.at(index);
+    const auto found = container.find(id);
+    return found != container.end() ? *found : nullptr;
+}
+
+/// Gives the proxy the links that it lacks.
+bool addLinks(KrData::Proxy& proxy, const KrData::Proxy& saved) {
+    auto* home = proxy.getOwnerExtension();
+    std::set<std::pair<KrSim::KrContentID, std::string>> present;
+    for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
+        const auto link = proxy.getLink(i)._asUnresolved(home);
+        present.emplace(link.getContentReference().getContentID(), link.getFieldPath());
+    }
+    const auto type = saved.getProxyDataType();
+    proxy.setProxyDataType(type);
+    for (std::size_t i = 0; i < saved.getLinkCount(); ++i) {
+        const auto& link = saved.getLink(i);
+        const auto& reference = link.getContentReference();
+        if (present.emplace(reference.getContentID(), link.getFieldPath()).second) {
+            proxy._addStoredLink(reference, link.getFieldPath());
+        }
+    }
+    const bool isSame = type == KrData::Types::kUnknown || proxy.getProxyDataType() == type;
+    proxy.updateLinks();
+    return isSame;
+}
+
+}  // namespace
+
+FieldValueReader::FieldValueReader(ArchiveReader& reader, FieldReadContext& context)
+    : _reader(reader), _context(context), _parts(reader, context) {}
+
+bool FieldValueReader::read(std::string_view name, FieldBase& field) {
+    bool isTaken = false;
+    _reader.group(name, [&] { isTaken = _readMembers(field.getID(), &field); });
+    return isTaken;
+}
+
+bool FieldValueReader::_readMembers(const Kr::KrID& id, FieldBase* field) {
+    _parts.enter(id);
+    const auto type = readDataType(_reader, "Type");
+    const bool isTaken = type == Types::kContainer ? _readChildren(field) : _readLeaf(type, id, field);
+    _parts.leave();
+    return isTaken;
+}
+
+bool FieldValueReader::_readChildren(FieldBase* field) {
+    const FieldReference parent(field);  // whoever hears of a value may destroy it
+    bool isTaken = field != nullptr && field->getDataType() == Types::kContainer;
+    const auto count = _reader.sequence("Values", [&](std::size_t index) {
+        _reader.group("Value", [&] {
+            const Kr::KrID id(_reader.readRepeated("Identifier"));
+            isTaken = _readMembers(id, placeOf(parent.get(), index, id)) && isTaken;
+        });
+    });
+    auto* array = parent.get();
+    if (array == nullptr || !array->isFieldArray()) return isTaken;
+    return static_cast<KrData::FieldArrayBase*>(array)->resize(count) && isTaken;
+}
+
+bool FieldValueReader::_readLeaf(Types::DataTypeEnum type, const Kr::KrID& id, FieldBase* field) {
+    const auto first = _context.references.size();
+    const auto made = _parts.make(type, id, Types::kField);
+    _parts.readLeaf(*made);
+    _resolveReferences(*made, first);
+    if (field == nullptr) {
+        _context.references.resize(first);
+        return false;
+    }
+    if (field->getDataType() == Types::kProxy && type == Types::kProxy) {
+        return addLinks(static_cast<KrData::Proxy&>(*field), static_cast<KrData::Proxy&>(*made));
+    }
+    // Not set but copied: a setter would clamp the value.
+    return field->copyValue(*made);
+}
+
+void FieldValueReader::_resolveReferences(FieldBase& made, std::size_t first) {
+    auto& references = _context.references;
+    const auto isResolved = [&](const ExtensionReference& each) {
+        auto* extension = KrSim::KrContentReference(each.extension).get();
+        if (extension == nullptr) return false;
+        auto* vector = KrData::Vector<KrSim::KrExtension*>::from(made);
+        return vector != nullptr ? vector->setItem(each.item, extension) : made.set(extension);
+    };
+    references.erase(
+        std::remove_if(references.begin() + static_cast<std::ptrdiff_t>(first), references.end(), isResolved),
+        references.end());
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,162 @@
+#include "kr/persistence/fields/internal/value_archive.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <unordered_map>
+
+namespace KrPersistence::detail {
+
+namespace {
+
+using KrData::Types;
+
+/// The components of a value type that is nothing but numbers of one kind.
+template <class T>
+struct Tuple;
+template <class Number, std::size_t count>
+struct TupleOf {
+    using Component = Number;
+    static constexpr std::size_t kCount = count;
+};
+template <>
+struct Tuple<Kr::KrColor> : TupleOf<float, 4> {};
+template <>
+struct Tuple<Kr::KrTransform> : TupleOf<double, 16> {};
+template <>
+struct Tuple<KrMath::Vector2T<double>> : TupleOf<double, 2> {};
+template <>
+struct Tuple<KrMath::Vector3T<double>> : TupleOf<double, 3> {};
+template <>
+struct Tuple<KrMath::Vector4T<double>> : TupleOf<double, 4> {};
+template <>
+struct Tuple<KrMath::Vector3T<float>> : TupleOf<float, 3> {};
+template <>
+struct Tuple<KrMath::QuaternionT<double>> : TupleOf<double, 4> {};
+template <>
+struct Tuple<KrMath::QuaternionT<float>> : TupleOf<float, 4> {};
+template <>
+struct Tuple<KrMath::Matrix44T<double>> : TupleOf<double, 16> {};
+template <>
+struct Tuple<KrMath::Matrix44T<float>> : TupleOf<float, 16> {};
+
+template <class T>
+using Components = std::array<typename Tuple<T>::Component, Tuple<T>::kCount>;
+
+template <class T>
+inline constexpr bool kIsShort = std::is_same_v<T, short> || std::is_same_v<T, unsigned short>;
+template <class T>
+inline constexpr bool kIsScalar = std::is_arithmetic_v<T> && !kIsShort<T>;
+
+}  // namespace
+
+template <class T>
+void writeItem(ArchiveWriter& writer, std::string_view name, const T& value) {
+    if constexpr (kIsScalar<T>) {
+        writer.write(name, value);
+    } else if constexpr (kIsShort<T>) {
+        writer.write(name, int{value});
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        writer.write(name, std::string_view(value));
+    } else if constexpr (std::is_same_v<T, Kr::KrString<512>>) {
+        writer.write(name, value.view());
+    } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        writer.group(name, [&] {
+            writer.writeRepeated("Enumeration", value.getTypeString());
+            writer.writeRepeated("Text", value.toString());
+            writer.write("Number", static_cast<int>(value));
+        });
+    } else {
+        static_assert(sizeof(T) == sizeof(Components<T>) && std::is_trivially_copyable_v<T>);
+        Components<T> components;
+        std::memcpy(components.data(), &value, sizeof(value));
+        writer.writeTuple(name, std::span<const typename Tuple<T>::Component>(components));
+    }
+}
+
+template <class T>
+void readItem(ArchiveReader& reader, std::string_view name, T& value) {
+    if constexpr (kIsScalar<T> || std::is_same_v<T, std::string>) {
+        reader.read(name, value);
+    } else if constexpr (kIsShort<T>) {
+        int number = 0;
+        reader.read(name, number);
+        if (number < std::numeric_limits<T>::min() || number > std::numeric_limits<T>::max()) {
+            reader.fail("'" + std::string(name) + "' is " + std::to_string(number) + ", which does not fit into " +
+                        Types::nameFor(KrData::ValueTraits<T>::kDataType));
+        }
+        value = static_cast<T>(number);
+    } else if constexpr (std::is_same_v<T, Kr::KrString<512>>) {
+        std::string text;
+        reader.read(name, text);
+        value = text;
+    } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        reader.group(name, [&] {
+            const std::string typeName(reader.readRepeated("Enumeration"));
+            const std::string text(reader.readRepeated("Text"));
+            int number = 0;
+            reader.read("Number", number);
+            value = Kr::KrEnum::_fromStored(typeName, number, text);
+        });
+    } else {
+        Components<T> components{};
+        reader.readTuple(name, std::span<typename Tuple<T>::Component>(components));
+        std::memcpy(static_cast<void*>(&value), components.data(), sizeof(value));
+    }
+}
+
+#define KR_DEFINE_ITEM(T)                                                   \
+    template void writeItem<T>(ArchiveWriter&, std::string_view, const T&); \
+    template void readItem<T>(ArchiveReader&, std::string_view, T&);
+#define KR_DEFINE_ITEMS(each)                                                                                   \
+    each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
+        each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
+            each(KrMath::Vector2T<double>) each(KrMath::Vector3T<double>) each(KrMath::Vector4T<double>)        \
+                each(KrMath::QuaternionT<double>) each(KrMath::Matrix44T<double>) each(KrMath::Vector3T<float>) \
+                    each(KrMath::QuaternionT<float>) each(KrMath::Matrix44T<float>)
+KR_DEFINE_ITEMS(KR_DEFINE_ITEM)
+#undef KR_DEFINE_ITEMS
+#undef KR_DEFINE_ITEM
+
+// --- Data types ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int kDataTypeNumbers = 256;
+
+bool hasMeaning(int number) {
+    return number >= 0 && number < kDataTypeNumbers && number != Types::kInvalid &&
+           std::string_view(Types::nameFor(static_cast<Types::DataTypeEnum>(number))) !=
+               Types::nameFor(Types::kInvalid);
+}
+
+std::optional<int> numberOfDataType(std::string_view text) {
+    static const auto& numbers = *[] {
+        auto* made = new std::unordered_map<std::string_view, int>;
+        for (int number = 0; number < kDataTypeNumbers; ++number) {
+            if (hasMeaning(number)) made->emplace(Types::nameFor(static_cast<Types::DataTypeEnum>(number)), number);
+        }
+        return made;
+    }();
+    const auto found = numbers.find(text);
+    return found != numbers.end() ? std::optional(found->second) : std::nullopt;
+}
+
+}  // namespace
+
+void writeDataType(ArchiveWriter& writer, std::string_view name, Types::DataTypeEnum dataType) {
+    writer.writeChoice(name, dataType, Types::nameFor(dataType));
+}
+
+Types::DataTypeEnum readDataType(ArchiveReader& reader, std::string_view name) {
+    static const ArchiveReader::ChoiceParser parse = numberOfDataType;
+    const int number = reader.readChoice(name, parse);
+    if (!hasMeaning(number))
+        reader.fail("'" + std::string(name) + "' is the unknown data type " + std::to_string(number));
+    return static_cast<Types::DataTypeEnum>(number);
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "kr/data/value_traits.h"
+#include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/archives/archive_writer.h"
+
+namespace KrPersistence::detail {
+
+/// Pointers are written by who knows what they stand for.
+template <class T>
+inline constexpr bool kIsPlainValue = !std::is_pointer_v<T>;
+
+/// Calls `action(std::type_identity<T>)` with the value type of the data type; false when it has none.
+template <class Action>
+bool withValueType(KrData::Types::DataTypeEnum dataType, Action&& action) {
+    switch (dataType) {
+#define KR_VALUE_TYPE_CASE(T)               \
+    case KrData::ValueTraits<T>::kDataType: \
+        action(std::type_identity<T>{});    \
+        return true;
+        KR_FOR_EACH_VALUE_TYPE(KR_VALUE_TYPE_CASE)
+#undef KR_VALUE_TYPE_CASE
+        default:
+            return false;
+    }
+}
+
+// One value, or one group, of this name. Reading puts the value in the place of a default one.
+
+template <class T>
+void writeItem(ArchiveWriter& writer, std::string_view name, const T& value);
+template <class T>
+void readItem(ArchiveReader& reader, std::string_view name, T& value);
+
+/// Goes one step down, as in FieldBase::getPath: an identifier without text adds nothing.
+inline void appendStep(std::string& path, const Kr::KrID& id) {
+    if (!path.empty() && !id.str().empty()) path += '.';
+    path += id.str();
+}
+
+// A choice among data types, named as people know them.
+void writeDataType(ArchiveWriter& writer, std::string_view name, KrData::Types::DataTypeEnum dataType);
+/// Fails for numbers and texts without meaning.
+[[nodiscard]] KrData::Types::DataTypeEnum readDataType(ArchiveReader& reader, std::string_view name);
+
+}  // namespace KrPersistence::detail
