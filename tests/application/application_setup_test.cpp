@@ -19,6 +19,7 @@
 #include "kr/platform/resource_manager.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/process_settings.h"
 #include "tests/support/temporary_folder.h"
 
 namespace application_setup_test {
@@ -36,19 +37,6 @@ Setup makeSetup() {
     const auto made = KrSim::KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
     return Setup(made->getImplementationAs<ApplicationConfig>());
 }
-
-/// Puts back what setups change in the process.
-struct Process {
-    ~Process() {
-        KrPluginManager::instance().resetPluginSearchDirs();
-        KrResourceManager::instance().resetResourceSearchDirs();
-        KrSim::KrErrorHandler::setLogFile({});
-        KrSim::KrErrorHandler::enableConsoleLog(true);
-        Kr::LogSetLevel(level);
-    }
-    test_support::DispatcherScope dispatcher;
-    Kr::eLogLevel level = Kr::LogGetLevel();
-};
 
 std::vector<std::string> texts(const Kr::KrArray<std::string>& array) {
     return {array.begin(), array.end()};
@@ -106,7 +94,7 @@ public:
 const KrSim::KrFactoryKey kTuned("3b4e4f5e-52f2-4d3c-9b3d-0f4b8a1f6a11", "Test", "Tuned");
 
 TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
-    const Process process;
+    const test_support::ProcessSettings process;
     const test_support::TemporaryFolder folder;
     const std::string path = folder.path().string();
     ASSERT_TRUE(KrSim::registerExtensionType<Tuned>(kTuned));
@@ -161,7 +149,7 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
 }
 
 TEST(Setup, WithValuesThatDoNotExistLeavesTheSettingsAsTheyAre) {
-    const Process process;
+    const test_support::ProcessSettings process;
     const test_support::LogCapture log;
     const auto application = KrApplication::create();
     const auto setup = makeSetup();

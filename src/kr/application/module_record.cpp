@@ -1,0 +1,53 @@
+#include "kr/application/module_record.h"
+
+#include "kr/data/container.h"
+#include "kr/data/field.h"
+#include "kr/extension/extension.h"
+
+namespace KrSim {
+
+namespace {
+
+constexpr const char* kUuid = "Module Type";
+constexpr const char* kCategory = "Module Category";
+constexpr const char* kTypeName = "Module Type Name";
+constexpr const char* kPlugin = "Module Plug-in";
+constexpr const char* kSettings = "Module Settings";
+
+void addText(KrExtension& extension, const char* name, const std::string& text) {
+    auto* field = extension.addParameter(name, KrData::Types::kString);
+    if (field != nullptr) field->set(text);
+}
+
+std::string textOf(const KrExtension& extension, const char* name) {
+    const auto* field = extension.getParameter(name);
+    return field != nullptr ? field->get<std::string>() : std::string();
+}
+
+}  // namespace
+
+std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension) {
+    ModuleRecord record;
+    record.key = KrFactoryKey(textOf(extension, kUuid).c_str(), textOf(extension, kCategory),
+                              textOf(extension, kTypeName), textOf(extension, kPlugin));
+    if (record.key.isNull()) return std::nullopt;
+    record.name = extension.getName();
+    record.settings = dynamic_cast<const KrData::Container*>(extension.getParameter(kSettings));
+    return record;
+}
+
+Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record) {
+    auto extension = Kr::makeSmart<KrExtension>();
+    extension->setName(record.name.c_str());
+    addText(*extension, kUuid, record.key.uuid.toString());
+    addText(*extension, kCategory, record.key.category);
+    addText(*extension, kTypeName, record.key.name);
+    addText(*extension, kPlugin, record.key.plugin);
+    auto* settings = dynamic_cast<KrData::Container*>(extension->addParameter(kSettings, KrData::Types::kContainer));
+    if (record.settings == nullptr || settings == nullptr) return extension;
+    for (const auto* each : *record.settings)
+        static_cast<void>(each->clone(settings));
+    return extension;
+}
+
+}  // namespace KrSim

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kr/data/fwd.h"
+#include "kr/extension/factory_key.h"
+#include "kr/extension/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+/// What a setup keeps of one module. A module itself cannot be held by an object, so a setup holds a plain extension of
+/// the same name for each, with parameters of these meanings.
+struct ModuleRecord {
+    std::string name{};
+    KrFactoryKey key{};
+    const KrData::Container* settings{nullptr};  ///< parameters of the module; borrowed from the extension
+};
+
+/// What the extension records; nothing when it is no such record.
+[[nodiscard]] KR_API std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension);
+
+/// The extension for a setup, with copies of the settings. Null settings are none.
+[[nodiscard]] KR_API Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record);
+
+}  // namespace KrSim

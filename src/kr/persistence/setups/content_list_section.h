@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kr/persistence/files/named_file_section.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+/// The section of a setup file that lists the object files which belong to the setup, in the order in which they are to
+/// be loaded. Paths are kept relative to the file; loaded, they are absolute.
+class KR_API KrContentListSection final : public NamedFileSection {
+    KR_BASE_CLASS(KrContentListSection, NamedFileSection)
+
+public:
+    KrContentListSection();
+    ~KrContentListSection() override;
+
+    [[nodiscard]] const std::vector<std::string>& getFiles() const noexcept { return _files; }
+    void setFiles(std::vector<std::string> files) { _files = std::move(files); }
+
+    void _write(ArchiveWriter& writer) const override;
+    void _read(ArchiveReader& reader, unsigned int version) override;
+
+private:
+    std::vector<std::string> _files;
+};
+
+}  // namespace KrPersistence

@@ -1,0 +1,46 @@
+#include "kr/persistence/setups/setup_file.h"
+
+#include <memory>
+
+#include "kr/extension/object.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/setups/content_list_section.h"
+#include "kr/persistence/setups/setup_section.h"
+
+namespace KrPersistence {
+
+bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags, std::string& error) {
+    const auto saved = Kr::makeSmart<KrFile>();
+    saved->addSection(std::make_unique<KrSetupSection>(file.setup).release());
+    auto list = std::make_unique<KrContentListSection>();
+    list->setFiles(file.contentFiles);
+    saved->addSection(list.release());
+    if (saved->save(filename, flags)) return true;
+    error = saved->getLastError();
+    return false;
+}
+
+bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& error) {
+    const auto loaded = Kr::makeSmart<KrFile>();
+    if (!loaded->load(filename)) {
+        error = loaded->getLastError();
+        return false;
+    }
+    SetupFile result;
+    for (auto* each : loaded->getSections()) {
+        if (const auto* section = dynamic_cast<const KrSetupSection*>(each)) {
+            if (!result.setup) result.setup = section->getSetup();
+        } else if (const auto* list = dynamic_cast<const KrContentListSection*>(each)) {
+            const auto& files = list->getFiles();
+            result.contentFiles.insert(result.contentFiles.end(), files.begin(), files.end());
+        }
+    }
+    if (!result.setup) {
+        error = "'" + filename + "' holds no setup";
+        return false;
+    }
+    file = std::move(result);
+    return true;
+}
+
+}  // namespace KrPersistence

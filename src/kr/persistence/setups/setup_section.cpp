@@ -1,0 +1,133 @@
+#include "kr/persistence/setups/setup_section.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/application/module_record.h"
+#include "kr/data/container.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/archives/archive_writer.h"
+#include "kr/persistence/fields/content_id_archive.h"
+#include "kr/persistence/fields/field_archive.h"
+#include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/setups/internal/settings.h"
+
+namespace KrPersistence {
+
+namespace {
+
+using KrSim::ApplicationConfig;
+using Fields = std::vector<const KrData::FieldBase*>;
+
+Kr::KrSmartPtr<KrSim::KrExtension> makeSetup() {
+    return KrSim::KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
+}
+
+void writeFields(ArchiveWriter& writer, const char* name, const Fields& fields) {
+    writer.sequence(name, fields.size(), [&](std::size_t index) { writeField(writer, "Field", *fields[index]); });
+}
+
+/// Into the container, in the place of children of the same identifier.
+void readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
+    reader.sequence(name, [&](std::size_t) {
+        FieldReadContext context;  // settings refer to no content
+        auto field = readField(reader, "Field", context);
+        container.removeField(field->getID());
+        if (field->setParent(&container)) static_cast<void>(field.release());
+    });
+}
+
+// --- Modules -------------------------------------------------------------------------------------------------------
+
+void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record) {
+    writer.group("Module", [&] {
+        writer.write("Name", record.name);
+        writeUuid(writer, "UUID", record.key.uuid);
+        writer.write("Category", record.key.category);
+        writer.write("TypeName", record.key.name);
+        writer.writeIf(!record.key.plugin.empty(), "Plugin", record.key.plugin);
+        writeFields(writer, "Settings",
+                    record.settings != nullptr ? Fields(record.settings->begin(), record.settings->end()) : Fields());
+    });
+}
+
+Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader) {
+    KrSim::ModuleRecord record;
+    KrData::Container settings("Settings");
+    reader.group("Module", [&] {
+        reader.read("Name", record.name);
+        record.key.uuid = readUuid(reader, "UUID");
+        reader.read("Category", record.key.category);
+        reader.read("TypeName", record.key.name);
+        reader.readIf("Plugin", record.key.plugin);
+        if (record.key.isNull()) reader.fail("module '" + record.name + "' has no UUID");
+        readFields(reader, "Settings", settings);
+    });
+    record.settings = &settings;
+    return KrSim::makeModuleRecord(record);
+}
+
+}  // namespace
+
+KrSetupSection::KrSetupSection() = default;
+
+KrSetupSection::KrSetupSection(Setup setup) : _setup(std::move(setup)) {}
+
+KrSetupSection::~KrSetupSection() = default;
+
+void KrSetupSection::_write(ArchiveWriter& writer) const {
+    const auto standard = makeSetup();
+    writer.groupIf(static_cast<bool>(_setup) && standard, "Setup", [&] {
+        const auto& object = *_setup->_getObjectProxy();
+        writer.write("Name", object.getName());
+        writeContentID(writer, "ContentID", object.getContentID());
+
+        // In the order of the standard, so that a setup reads alike whatever was done to it. Binary archives know the
+        // settings by that order: new ones come last, and raise the version.
+        const auto& parameters = object.getParameterContainer();
+        Fields others(parameters.begin(), parameters.end());
+        writer.group("Settings", [&] {
+            for (const auto* each : standard->getParameterContainer()) {
+                const auto& own = parameters[each->getID()];
+                const bool isKnown = detail::isSetting(own, *each);
+                detail::writeSetting(writer, isKnown ? own : *each, *each);
+                if (isKnown) std::erase(others, &own);
+            }
+        });
+        writeFields(writer, "OtherSettings", others);
+
+        std::vector<KrSim::ModuleRecord> modules;
+        for (const auto& each : object._getExtensions()) {
+            if (auto record = KrSim::readModuleRecord(*each)) modules.push_back(std::move(*record));
+        }
+        writer.sequence("Modules", modules.size(), [&](std::size_t index) { writeModule(writer, modules[index]); });
+    });
+}
+
+void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
+    reader.groupIf("Setup", [&] {
+        const auto made = makeSetup();
+        auto* config = made ? made->getImplementationAs<ApplicationConfig>() : nullptr;
+        if (config == nullptr) reader.fail("a setup cannot be made");
+        auto& object = *config->_getObjectProxy();
+        std::string name;
+        reader.read("Name", name);
+        object.setName(name.c_str());
+        object._setContentID(readContentID(reader, "ContentID"));
+        reader.group("Settings", [&] {
+            for (auto* each : object.getParameterContainer())
+                detail::readSetting(reader, *each);
+        });
+        readFields(reader, "OtherSettings", object.getParameterContainer());
+        reader.sequence("Modules", [&](std::size_t) { object.add(readModule(reader).get()); });
+        _setup = Setup(config);
+    });
+}
+
+}  // namespace KrPersistence
+
+KR_FILE_SECTION(KrPersistence::KrSetupSection, "KrPersistence::KrSetupSection", 0)
+KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSetupSection)

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "kr/application/application_config.h"
+#include "kr/extension/smart_interface.h"
+#include "kr/persistence/files/named_file_section.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+/// The section of a setup file that holds the setup: the settings that differ from their defaults, and the modules.
+///
+/// Directories are kept relative to the file, so that a setup moves together with what it needs; loaded, they are
+/// absolute. docs/setups.md has the form.
+class KR_API KrSetupSection final : public NamedFileSection {
+    KR_BASE_CLASS(KrSetupSection, NamedFileSection)
+
+public:
+    using Setup = KrSim::KrSmartInterface<KrSim::ApplicationConfig>;
+
+    /// Without setup.
+    KrSetupSection();
+    /// Holds the setup.
+    explicit KrSetupSection(Setup setup);
+    ~KrSetupSection() override;
+
+    /// Empty before one was set or loaded.
+    [[nodiscard]] const Setup& getSetup() const noexcept { return _setup; }
+    void setSetup(Setup setup) { _setup = std::move(setup); }
+
+    void _write(ArchiveWriter& writer) const override;
+    void _read(ArchiveReader& reader, unsigned int version) override;
+
+private:
+    Setup _setup;
+};
+
+}  // namespace KrPersistence

@@ -1,0 +1,155 @@
+#include "kr/persistence/setups/setup_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "kr/application/application.h"
+#include "kr/application/application_config.h"
+#include "kr/application/module_record.h"
+#include "kr/data/field.h"
+#include "kr/data/vector.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/setups/setup_section.h"
+#include "tests/support/case_name.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/process_settings.h"
+#include "tests/support/temporary_folder.h"
+
+namespace setup_file_test {
+
+using KrPersistence::KrFile;
+using KrPersistence::loadSetupFile;
+using KrPersistence::saveSetupFile;
+using KrPersistence::SetupFile;
+using KrSim::ApplicationConfig;
+using Setup = KrSim::KrSmartInterface<ApplicationConfig>;
+using testing::ElementsAre;
+
+Setup makeSetup() {
+    const auto made = KrSim::KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
+    return Setup(made->getImplementationAs<ApplicationConfig>());
+}
+
+const KrSim::KrFactoryKey kModuleKey("12345678-9abc-4def-8123-456789abcdef", "Test", "Traffic", "Traffic");
+
+/// A setup in which everything differs from the defaults.
+Setup makeFullSetup(const std::filesystem::path& folder) {
+    auto setup = makeSetup();
+    auto& object = *setup->_getObjectProxy();
+    object.setName("Town & <road>");
+    setup->loggingLevel = Kr::KrEnum(Kr::eLogLevel::kDebug);
+    setup->logFile = "prefix\n_";
+    setup->logConsole = false;
+    setup->simulationFrameRate = 0.1 + 0.2;
+    setup->synchronizationMode = Kr::KrEnum(KrSim::eSynchronizationMode::kSyncOff);
+    setup->keyFrameListsPath = (folder / "keys").c_str();
+    setup->profilerEnabledCategories.set({"a", "", "a"});
+    setup->profilerPeriod = 7;
+    setup->pluginDirectories.set({(folder / "plugins").c_str(), (folder.parent_path() / "shared").c_str(), "/far"});
+    auto& remote = *setup->getRemoteAccess();
+    remote["Enable"].set(true);
+    remote["Listening Port"].set(static_cast<unsigned short>(65535));
+    object.addParameter("Own", KrData::Types::kVector3)->set(KrMath::Vector3T<double>{1.0, -0.0, 3.0});
+
+    KrData::Container settings("Settings");
+    settings.add<double>("Density", 0.1)->setRange(0.0, 1.0);
+    settings.addContainer("Group")->add<std::string>("Text", "x");
+    object.add(KrSim::makeModuleRecord({"Traffic", kModuleKey, &settings}).get());
+    return setup;
+}
+
+std::string read(const std::filesystem::path& file) {
+    std::stringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+struct Kind {
+    const char* name;
+    int flags;
+};
+class SetupFiles : public testing::TestWithParam<Kind> {
+protected:
+    test_support::LogCapture log;
+    test_support::TemporaryFolder folder;
+    std::string error;
+};
+
+TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
+    const auto setup = makeFullSetup(folder.path());
+    const auto first = folder / "first";
+    ASSERT_TRUE(saveSetupFile({setup, {folder / "car.xml", "/far/road"}}, first, GetParam().flags, error)) << error;
+    SetupFile loaded;
+    ASSERT_TRUE(loadSetupFile(loaded, first, error)) << error;
+    const auto& object = *loaded.setup->_getObjectProxy();
+    const auto& original = *setup->_getObjectProxy();
+    EXPECT_EQ(object.getName(), original.getName());
+    EXPECT_EQ(object.getContentID(), original.getContentID());
+    EXPECT_TRUE(object.getParameterContainer().isEqual(original.getParameterContainer()));
+    EXPECT_NE(loaded.setup->getRemoteAccess(), nullptr);
+    ASSERT_EQ(object.getExtensionCount(), 1U);
+    const auto record = KrSim::readModuleRecord(*object.getExtension(0));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->name, "Traffic");
+    EXPECT_EQ(record->key, kModuleKey);
+    EXPECT_EQ(record->settings->size(), 2U);
+    EXPECT_TRUE(record->settings->isEqual(*KrSim::readModuleRecord(*original.getExtension(0))->settings));
+    EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "car.xml").string(), "/far/road"));
+
+    const auto second = folder / "second";
+    ASSERT_TRUE(saveSetupFile(loaded, second, GetParam().flags, error)) << error;
+    EXPECT_EQ(read(first), read(second));
+}
+
+TEST_P(SetupFiles, MoveTogetherWithTheirDirectories) {
+    auto setup = makeSetup();
+    setup->resourcesDirectories.set({(folder / "here/resources").c_str()});
+    std::filesystem::create_directory(folder / "here");
+    ASSERT_TRUE(saveSetupFile({setup, {folder / "car"}}, folder / "here/setup", GetParam().flags, error)) << error;
+    std::filesystem::create_directories(folder / "moved/there");
+    std::filesystem::rename(folder / "here/setup", folder / "moved/there/setup");
+    SetupFile loaded;
+    ASSERT_TRUE(loadSetupFile(loaded, folder / "moved/there/setup", error)) << error;
+    EXPECT_EQ(loaded.setup->resourcesDirectories.get().at(0).str(), folder / "moved/there/resources");
+    EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "moved/car").string()));
+}
+
+TEST_P(SetupFiles, BuildAnApplicationLikeTheOneTheyWereTakenFrom) {
+    const test_support::ProcessSettings process;
+    const auto source = KrSim::KrApplication::create();
+    source->setSimulationFrameRate(123.0);
+    source->setApplicationMode(KrSim::eApplicationMode::kPlayback);
+    source->getConfiguration()->logFile = (folder / "log_").string();
+    const auto file = folder / "setup";
+    ASSERT_TRUE(
+        saveSetupFile({ApplicationConfig::createFromApplication(source.get()), {}}, file, GetParam().flags, error))
+        << error;
+    SetupFile loaded;
+    ASSERT_TRUE(loadSetupFile(loaded, file, error)) << error;
+    const auto application = KrSim::KrApplication::create();
+    ASSERT_TRUE(application->applySetup(loaded.setup));
+    EXPECT_EQ(application->getSimulationFrameRate(), 123.0);
+    EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kPlayback);
+}
+
+TEST_P(SetupFiles, WithoutASetupAreRefused) {
+    const auto file = Kr::makeSmart<KrFile>();
+    const auto name = (folder / "empty").string();
+    ASSERT_TRUE(file->save(name, GetParam().flags));
+    SetupFile loaded;
+    EXPECT_FALSE(loadSetupFile(loaded, name, error));
+    EXPECT_THAT(error, testing::HasSubstr("holds no setup"));
+    EXPECT_FALSE(loadSetupFile(loaded, folder / "none", error));
+    EXPECT_THAT(error, testing::HasSubstr("cannot open"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SetupFiles, testing::Values(Kind{"Binary", 0}), test_support::caseName);
+
+}  // namespace setup_file_test
