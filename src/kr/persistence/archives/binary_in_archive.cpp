@@ -7,7 +7,6 @@
 #include <limits>
 #include <utility>
 
-#include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/archives/internal/binary_format.h"
 #include "kr/platform/log.h"
 
@@ -62,16 +61,12 @@ void BinaryInArchive::_init() {
     if (byteOrder != detail::kByteOrderTest) Kr::logErrorNoThrow("BinaryInArchive::_init, bad endianess\n");
 }
 
-void BinaryInArchive::_refuse(ErrorCode code, const std::string& text) const {
+std::string BinaryInArchive::_describe(const std::string& text) const {
     const std::streamoff position = m_sb.pubseekoff(0, std::ios::cur, std::ios::in);
     std::string message = "BinaryInArchive: " + text;
     if (position >= 0) message += ", before byte " + std::to_string(position);
     if (!getArchiveName().empty()) message += " of '" + getArchiveName() + "'";
-    throw ArchiveError(code, message + "; the file is damaged or was written by something else");
-}
-
-void BinaryInArchive::refuse(const std::string& text) const {
-    _refuse(ba::archive_exception::input_stream_error, text);
+    return message + "; the file is damaged or was written by something else";
 }
 
 // Streams are asked for their position only where a size is beyond what lies in their buffer: it costs a system call.

@@ -5,25 +5,19 @@
 #include <boost/serialization/array_wrapper.hpp>
 #include <boost/serialization/collection_size_type.hpp>
 #include <boost/serialization/item_version_type.hpp>
-#include <boost/serialization/singleton.hpp>
-#include <boost/serialization/type_info_implementation.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
-#include <memory>
 #include <string>
 #include <type_traits>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/binary_archive_reader.h"
 #include "kr/persistence/archives/binary_values.h"
+#include "kr/persistence/archives/in_archive_objects.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
-
-namespace detail {
-class LoadedObjects;
-}  // namespace detail
 
 /// Reads a binary archive; docs/binary-archives.md has its bytes.
 ///
@@ -34,12 +28,9 @@ class LoadedObjects;
 /// Thread: one thread at a time.
 class KR_API BinaryInArchive
     : public boost::archive::binary_iarchive_impl<BinaryInArchive, char, std::char_traits<char>>,
-      public KrArchive {
+      public KrArchive,
+      public InArchiveObjects {
     using Impl = boost::archive::binary_iarchive_impl<BinaryInArchive, char, std::char_traits<char>>;
-    using Serializer = boost::archive::detail::basic_iserializer;
-    using PointerSerializer = boost::archive::detail::basic_pointer_iserializer;
-    using TypeInfo = boost::serialization::extended_type_info;
-    using PointerFinder = const PointerSerializer* (*)(const TypeInfo& type);
 
 public:
     enum class OptimizationMode : std::uint32_t { kNormal = 0, kCompact = 1 };
@@ -63,26 +54,11 @@ public:
     /// Texts of more bytes and collections of more elements are refused, whatever the stream holds.
     void setSizeLimit(std::uint64_t limit) noexcept { _sizeLimit = limit; }
 
-    // Objects that were made for pointers to tracked classes
+    // In place of Boost's own
+    using InArchiveObjects::delete_created_pointers;
+    using InArchiveObjects::register_basic_serializer;
+    using InArchiveObjects::reset_object_address;
 
-    /// An owner that was read from the archive says that it will delete the object; without owner,
-    /// delete_created_pointers destroys it. Throws when the object has an owner already or does not come from a pointer
-    /// of this archive: a file may name one object twice.
-    template <class T>
-    void adopt(const T* object) {
-        if constexpr (std::is_polymorphic_v<T>) {
-            _adopt(dynamic_cast<const void*>(object));
-        } else {
-            _adopt(object);
-        }
-    }
-    /// Throws unless each object has an owner. For the end of a load.
-    void requireOwned() const;
-    /// Destroys the objects without owner, the last one first. For a load that failed.
-    void delete_created_pointers();
-
-    /// Ends the reading: throws this text with the place in the stream.
-    [[noreturn]] void refuse(const std::string& text) const;
     /// Reads the size of an array of values of so many bytes, of doubles as compact archives have them, and holds it
     /// against the bytes that are left.
     [[nodiscard]] std::size_t loadBlockSize(std::size_t bytesEach);
@@ -98,11 +74,9 @@ public:
     /// The pointer is null until its object is whole and fits it.
     template <class T>
     void load_override(T*& pointer) {
-        namespace bs = boost::serialization;
         pointer = nullptr;
         T* loaded = nullptr;
-        _target =
-            &bs::singleton<typename bs::type_info_implementation<std::remove_const_t<T>>::type>::get_const_instance();
+        _aim<T>();
         Impl::load_override(loaded);
         pointer = loaded;
     }
@@ -150,39 +124,25 @@ public:
         load_binary(array.address(), array.count() * sizeof(T));
     }
 
-    void register_basic_serializer(const Serializer& serializer);
     void load_object(void* object, const Serializer& serializer);
     const PointerSerializer* load_pointer(void*& slot, const PointerSerializer* expected, PointerFinder finder);
-    template <class T>
-    void reset_object_address(const T* to, const T* from) {
-        _move(to, from, sizeof(T));
-    }
 
 private:
-    using ErrorCode = boost::archive::archive_exception::exception_code;
-
     [[nodiscard]] bool _isCompact() const noexcept { return _optimizationMode != 0; }
     void _init();
-    [[noreturn]] void _refuse(ErrorCode code, const std::string& text) const;
+    [[nodiscard]] std::string _describe(const std::string& text) const override;
     void _checkSize(std::uint64_t count, std::size_t bytesEach, const char* what) const;
     template <class Text>
     void _loadText(Text& text);
     void _loadFloats(double* values, std::size_t count);
-    void _checkVersion(std::uint32_t version, const Serializer& serializer) const;
     void _loadPreamble(std::int16_t number);
     std::int16_t _loadPointerClass(const PointerSerializer* expected, PointerFinder finder);
-    void _checkFamily(std::int16_t number, const TypeInfo* target, const void* object);
-    void* _make(std::int16_t number, const TypeInfo* target);
-    void _adopt(const void* object);
-    void _move(const void* to, const void* from, std::size_t size);
 
     std::uint32_t _optimizationMode;
     std::uint32_t _sizeOfLong{4};
     std::uint64_t _headerValue{0};
     std::uint64_t _sizeLimit;
-    std::int64_t _end{-1};             // of the stream; -1: the stream cannot tell
-    const TypeInfo* _target{nullptr};  // what the pointer being read points to
-    std::unique_ptr<detail::LoadedObjects> _loaded;
+    std::int64_t _end{-1};  // of the stream; -1: the stream cannot tell
 };
 
 }  // namespace KrPersistence

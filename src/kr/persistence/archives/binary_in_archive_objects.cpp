@@ -1,11 +1,6 @@
-#include <boost/archive/detail/basic_pointer_iserializer.hpp>
-#include <boost/serialization/void_cast.hpp>
 #include <istream>
 #include <limits>
-#include <new>
-#include <utility>
 
-#include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/archives/binary_in_archive.h"
 #include "kr/persistence/archives/internal/binary_format.h"
 #include "kr/persistence/archives/internal/loaded_objects.h"
@@ -31,8 +26,7 @@ BinaryInArchive::BinaryInArchive(std::istream& stream, std::uint32_t flags, Opti
     : Impl(stream, primitiveFlags | ba::no_header),
       KrArchive(flags),
       _optimizationMode(static_cast<std::uint32_t>(mode)),
-      _sizeLimit(std::numeric_limits<std::uint64_t>::max()),
-      _loaded(std::make_unique<detail::LoadedObjects>()) {
+      _sizeLimit(std::numeric_limits<std::uint64_t>::max()) {
     const std::streamoff start = m_sb.pubseekoff(0, std::ios::cur, std::ios::in);
     if (start >= 0) {
         _end = m_sb.pubseekoff(0, std::ios::end, std::ios::in);
@@ -44,38 +38,6 @@ BinaryInArchive::BinaryInArchive(std::istream& stream, std::uint32_t flags, Opti
 }
 
 BinaryInArchive::~BinaryInArchive() = default;
-
-void BinaryInArchive::requireOwned() const {
-    if (!_loaded->unowned.empty()) {
-        _refuse(ba::archive_exception::pointer_conflict,
-                std::to_string(_loaded->unowned.size()) + " objects that belong to nothing");
-    }
-}
-
-void BinaryInArchive::delete_created_pointers() {
-    _loaded->destroyUnowned();
-}
-
-void BinaryInArchive::_adopt(const void* object) {
-    if (!_loaded->adopt(object))
-        _refuse(ba::archive_exception::pointer_conflict, "an object that belongs to two owners, or to itself");
-}
-
-void BinaryInArchive::_move(const void* to, const void* from, std::size_t size) {
-    _loaded->move(to, from, size);
-}
-
-void BinaryInArchive::register_basic_serializer(const Serializer& serializer) {
-    _loaded->classOf(serializer);
-}
-
-void BinaryInArchive::_checkVersion(std::uint32_t version, const Serializer& serializer) const {
-    const std::uint32_t known = detail::toNumber(serializer.version());
-    if (version <= known) return;
-    _refuse(ba::archive_exception::unsupported_class_version,
-            std::string("version ") + std::to_string(version) + " of class " + serializer.get_eti().get_debug_info() +
-                ", which is known up to version " + std::to_string(known));
-}
 
 /// Reads the information of a class where it stands, in front of the first object.
 void BinaryInArchive::_loadPreamble(std::int16_t number) {
@@ -107,12 +69,7 @@ void BinaryInArchive::load_object(void* object, const Serializer& serializer) {
         _checkVersion(version, serializer);
         return serializer.load_object_data(*this, object, version);
     }
-    if (auto& announced = loaded.announced;
-        object == announced.address && &serializer == announced.serializer && !announced.isConstructed) {
-        announced.isConstructed = true;
-        if (serializer.tracking(0)) loaded.objects[announced.object].state = detail::LoadedObjects::eState::kFilling;
-        return serializer.load_object_data(*this, object, announced.version);
-    }
+    if (_loadAnnounced(*this, object, serializer)) return;
 
     const detail::Nesting nesting(loaded.depth, kName);
     const std::int16_t number = loaded.classOf(serializer);
@@ -155,13 +112,8 @@ std::int16_t BinaryInArchive::_loadPointerClass(const PointerSerializer* expecte
         if (expected != nullptr && !expected->get_basic_serializer().is_polymorphic())
             _refuse(ba::archive_exception::input_stream_error, "a class that does not fit its pointer");
         load_override(nameReader);
-        const TypeInfo* type = name[0] != '\0' ? TypeInfo::find(name) : nullptr;
-        const PointerSerializer* serializer = type != nullptr ? finder(*type) : nullptr;
-        if (serializer == nullptr)
-            _refuse(ba::archive_exception::unregistered_class, "class '" + std::string(name) + "', which is not known");
-        if (_loaded->classOf(serializer->get_basic_serializer()) != number)
+        if (_findClass(name, finder) != number)
             _refuse(ba::archive_exception::input_stream_error, "class '" + std::string(name) + "' for the second time");
-        classes[at].pointerSerializer = serializer;
     }
     if (classes[at].pointerSerializer == nullptr)
         _refuse(ba::archive_exception::unregistered_class, "a pointer to a class that is archived by value only");
@@ -169,63 +121,11 @@ std::int16_t BinaryInArchive::_loadPointerClass(const PointerSerializer* expecte
     return number;
 }
 
-void BinaryInArchive::_checkFamily(std::int16_t number, const TypeInfo* target, const void* object) {
-    auto& known = _loaded->classes[static_cast<std::size_t>(number)];
-    if (target == nullptr || target == known.family) return;
-    const TypeInfo& type = known.serializer->get_eti();
-    if (type != *target && boost::serialization::void_upcast(type, *target, object) == nullptr) {
-        _refuse(ba::archive_exception::unregistered_cast, std::string("an object of class ") + type.get_debug_info() +
-                                                              " behind a pointer to " + target->get_debug_info());
-    }
-    known.family = target;
-}
-
-/// Makes the object of a pointer and fills it, or leaves nothing of it.
-void* BinaryInArchive::_make(std::int16_t number, const TypeInfo* target) {
-    using eState = detail::LoadedObjects::eState;
-    detail::LoadedObjects& loaded = *_loaded;
-    const auto known = loaded.classes[static_cast<std::size_t>(number)];  // a copy: the list grows
-    const std::size_t place = loaded.objects.size();
-    void* object = known.pointerSerializer->heap_allocation();
-    const auto outer = loaded.announced;
-    bool isConstructed = false;
-    const auto restore = [&] {
-        isConstructed = loaded.announced.isConstructed;
-        loaded.announced = outer;
-        --loaded.pointerLevel;
-    };
-    loaded.announced = {object, known.serializer, known.version, place, false};
-    ++loaded.pointerLevel;
-    try {
-        if (known.isTracked) {
-            loaded.unowned.reserve(loaded.unowned.size() + 1);
-            loaded.objects.push_back({object, loaded.pointerLevel, number, eState::kRaw});
-        }
-        known.pointerSerializer->load_object_ptr(*this, object, known.version);
-        _checkFamily(number, target, object);
-    } catch (...) {
-        restore();
-        if (place < loaded.objects.size()) loaded.objects[place].state = eState::kGone;
-        if (isConstructed) {
-            known.serializer->destroy(object);
-        } else {
-            ::operator delete(object);
-        }
-        throw;
-    }
-    restore();
-    if (known.isTracked) {
-        loaded.objects[place].state = eState::kMade;
-        loaded.unowned.push_back(static_cast<std::uint32_t>(place));
-    }
-    return object;
-}
-
 const BinaryInArchive::PointerSerializer* BinaryInArchive::load_pointer(void*& slot, const PointerSerializer* expected,
                                                                         PointerFinder finder) {
     using eState = detail::LoadedObjects::eState;
     detail::LoadedObjects& loaded = *_loaded;
-    const TypeInfo* target = std::exchange(_target, nullptr);
+    const TypeInfo* target = _takeTarget();
     slot = nullptr;
     const detail::Nesting nesting(loaded.depth, kName);
     const std::int16_t number = _loadPointerClass(expected, finder);
@@ -245,7 +145,7 @@ const BinaryInArchive::PointerSerializer* BinaryInArchive::load_pointer(void*& s
             return loaded.classes[at].pointerSerializer;
         }
     }
-    slot = _make(number, target);
+    slot = _make(*this, number, loaded.classes[at].version, target);
     return loaded.classes[at].pointerSerializer;
 }
 

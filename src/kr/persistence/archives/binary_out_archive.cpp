@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <boost/archive/detail/basic_pointer_oserializer.hpp>
-#include <cstring>
 #include <limits>
 #include <ostream>
 
@@ -18,27 +17,6 @@ namespace KrPersistence {
 namespace {
 
 constexpr char kName[] = "BinaryOutArchive";
-
-/// The object behind a pointer is announced while this lives.
-class Announcement {
-public:
-    Announcement(detail::SavedObjects& saved, const void* object, const ba::detail::basic_oserializer* serializer)
-        : _saved(saved), _object(saved.announced), _serializer(saved.announcedSerializer) {
-        saved.announced = object;
-        saved.announcedSerializer = serializer;
-    }
-    Announcement(const Announcement&) = delete;
-    Announcement& operator=(const Announcement&) = delete;
-    ~Announcement() {
-        _saved.announced = _object;
-        _saved.announcedSerializer = _serializer;
-    }
-
-private:
-    detail::SavedObjects& _saved;
-    const void* _object;
-    const ba::detail::basic_oserializer* _serializer;
-};
 
 }  // namespace
 
@@ -156,12 +134,7 @@ void BinaryOutArchive::save_object(const void* object, const ba::detail::basic_o
     }
     if (isTracked) {
         const auto [entry, isNew] = saved.objects.add(object, number, saved.objects.size());
-        if (!isNew && entry->isPointer) {
-            throw ArchiveError(ba::archive_exception::pointer_conflict,
-                               std::string(kName) + ": an object of class " + serializer.get_eti().get_debug_info() +
-                                   " was archived behind a pointer and is then archived as a value: it would be two "
-                                   "objects when read; archive the value first");
-        }
+        if (!isNew && entry->isPointer) detail::refuseLateValue(serializer, kName);
         *this << ba::object_id_type(entry->number);
         if (!isNew) return;
     }
@@ -180,14 +153,7 @@ void BinaryOutArchive::save_pointer(const void* object,
     *this << ba::class_id_type(static_cast<int>(number));
     if (const auto at = static_cast<std::size_t>(number); !saved.isDescribed[at]) {
         if (isNewClass && serializer.is_polymorphic()) {
-            const char* key = serializer.get_eti().get_key();
-            if (key == nullptr || std::strlen(key) >= BOOST_SERIALIZATION_MAX_KEY_SIZE) {
-                throw ArchiveError(ba::archive_exception::unregistered_class,
-                                   std::string(kName) + ": class " + serializer.get_eti().get_debug_info() +
-                                       " is not exported; export it with KR_ARCHIVE_CLASS and a name of at most " +
-                                       std::to_string(BOOST_SERIALIZATION_MAX_KEY_SIZE - 1) + " bytes");
-            }
-            *this << ba::class_name_type(key);
+            *this << ba::class_name_type(detail::keyOf(serializer, kName));
         }
         if (serializer.class_info()) {
             *this << ba::tracking_type(isTracked);
@@ -201,7 +167,7 @@ void BinaryOutArchive::save_pointer(const void* object,
         if (!isNew) return;
         entry->isPointer = true;
     }
-    const Announcement announcement(saved, object, &serializer);
+    const detail::Announcement announcement(saved, object, &serializer);
     pointerSerializer->save_object_ptr(*this, object);
 }
 

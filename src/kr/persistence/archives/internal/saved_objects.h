@@ -45,4 +45,30 @@ private:
     AddressTable _serializers;
 };
 
+/// The object behind a pointer is announced while this lives.
+class Announcement {
+public:
+    Announcement(SavedObjects& saved, const void* object, const SavedObjects::Serializer* serializer)
+        : _saved(saved), _object(saved.announced), _serializer(saved.announcedSerializer) {
+        saved.announced = object;
+        saved.announcedSerializer = serializer;
+    }
+    Announcement(const Announcement&) = delete;
+    Announcement& operator=(const Announcement&) = delete;
+    ~Announcement() {
+        _saved.announced = _object;
+        _saved.announcedSerializer = _serializer;
+    }
+
+private:
+    SavedObjects& _saved;
+    const void* _object;
+    const SavedObjects::Serializer* _serializer;
+};
+
+/// The name under which the class is exported; throws for a class that is not.
+const char* keyOf(const SavedObjects::Serializer& serializer, const char* archive);
+/// Throws for an object that was archived behind a pointer and then comes as a value.
+[[noreturn]] void refuseLateValue(const SavedObjects::Serializer& serializer, const char* archive);
+
 }  // namespace KrPersistence::detail
