@@ -6,6 +6,7 @@
 #include <boost/archive/binary_oarchive.hpp>
 #include <boost/serialization/assume_abstract.hpp>
 #include <boost/serialization/base_object.hpp>
+#include <boost/serialization/nvp.hpp>
 #include <boost/serialization/string.hpp>
 #include <boost/serialization/vector.hpp>
 #include <cstddef>
@@ -26,7 +27,7 @@ struct Item {
     virtual ~Item() = default;
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& name;
+        archive& BOOST_SERIALIZATION_NVP(name);
     }
     std::string name;
 };
@@ -34,8 +35,10 @@ struct Item {
 struct Wheel final : Item {
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& boost::serialization::base_object<Item>(*this);
-        archive& radius& width& number;
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
+        archive& BOOST_SERIALIZATION_NVP(radius);
+        archive& BOOST_SERIALIZATION_NVP(width);
+        archive& BOOST_SERIALIZATION_NVP(number);
     }
     double radius{0.3}, width{0.2};
     int number{0};
@@ -44,8 +47,9 @@ struct Wheel final : Item {
 struct Door final : Item {
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& boost::serialization::base_object<Item>(*this);
-        archive& angle& isOpen;
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
+        archive& BOOST_SERIALIZATION_NVP(angle);
+        archive& BOOST_SERIALIZATION_NVP(isOpen);
     }
     double angle{0};
     bool isOpen{false};

@@ -3,8 +3,7 @@
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/assume_abstract.hpp>
 #include <boost/serialization/base_object.hpp>
-#include <boost/serialization/collection_size_type.hpp>
-#include <boost/serialization/split_member.hpp>
+#include <boost/serialization/nvp.hpp>
 #include <boost/serialization/string.hpp>
 #include <boost/serialization/vector.hpp>
 #include <boost/serialization/version.hpp>
@@ -15,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/persistence/archives/archive_sequence.h"
 #include "kr/persistence/archives/export_class.h"
 
 // Classes as plug-ins have them: a tree of shapes, some of which refer to others.
@@ -33,7 +33,7 @@ struct Shape {
     }
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& name;
+        archive& BOOST_SERIALIZATION_NVP(name);
     }
 
     std::string name;
@@ -43,8 +43,8 @@ struct Circle final : Shape {
     double area() const override { return 3 * radius * radius; }
     template <class Archive>
     void serialize(Archive& archive, unsigned int version) {
-        archive& boost::serialization::base_object<Shape>(*this);
-        archive& radius;
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Shape);
+        archive& BOOST_SERIALIZATION_NVP(radius);
         readVersion = version;
     }
 
@@ -57,24 +57,21 @@ struct Group final : Shape {
     double area() const override { return 0; }
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& boost::serialization::base_object<Shape>(*this);
-        boost::serialization::collection_size_type count(members.size());
-        archive& count;
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Shape);
         if constexpr (Archive::is_loading::value) {
-            const std::size_t known{std::as_const(count)};
-            for (std::size_t i = 0; i < known; ++i) {
+            KrPersistence::loadSequence(archive, "members", [&](std::size_t) {
                 Shape* member = nullptr;
-                archive >> member;
+                archive >> BOOST_SERIALIZATION_NVP(member);
                 if (member != nullptr) archive.adopt(member);
                 members.emplace_back(member);
-            }
+            });
         } else {
-            for (const auto& member : members) {
-                const Shape* pointer = member.get();
-                archive << pointer;
-            }
+            KrPersistence::saveSequence(archive, "members", members.size(), [&](std::size_t i) {
+                const Shape* member = members[i].get();
+                archive << BOOST_SERIALIZATION_NVP(member);
+            });
         }
-        archive& linked;
+        archive& BOOST_SERIALIZATION_NVP(linked);
     }
 
     std::vector<std::unique_ptr<Shape>> members;
@@ -86,7 +83,7 @@ struct Stranger {
     virtual ~Stranger() = default;
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& number;
+        archive& BOOST_SERIALIZATION_NVP(number);
     }
     int number{5};
 };
@@ -95,7 +92,8 @@ struct Stranger {
 struct Reading {
     template <class Archive>
     void serialize(Archive& archive, unsigned int version) {
-        archive& count& value;
+        archive& BOOST_SERIALIZATION_NVP(count);
+        archive& BOOST_SERIALIZATION_NVP(value);
         if (Archive::is_loading::value) readVersion = version;
     }
     int count{0};

@@ -1,16 +1,19 @@
 #pragma once
 
-// Includes the archives: a class is exported to those that are known where it is exported.
 #include <boost/serialization/export.hpp>
 #include <boost/serialization/tracking.hpp>
 
+// A class is exported to the archives that are known where it is exported: these are all of them.
 #include "kr/persistence/archives/binary_in_archive.h"
 #include "kr/persistence/archives/binary_out_archive.h"
+#include "kr/persistence/archives/json_in_archive.h"
+#include "kr/persistence/archives/json_out_archive.h"
 
 /// Gives a polymorphic class the name under which files keep it, so that archives find it behind pointers to its
 /// bases. At global scope in the header of the class; the name must stay the same for ever and be unlike all others.
 /// Objects are always tracked: every module then writes the same bytes, whatever else it archives. The class tells its
-/// bases by `boost::serialization::base_object`. Each exported class costs code for each archive: export few.
+/// bases by `boost::serialization::base_object` and gives each value a name by `boost::serialization::make_nvp`. Each
+/// exported class costs code for each archive: export few.
 #define KR_ARCHIVE_CLASS(Class, Name)    \
     BOOST_CLASS_EXPORT_KEY2(Class, Name) \
     BOOST_CLASS_TRACKING(Class, ::boost::serialization::track_always)

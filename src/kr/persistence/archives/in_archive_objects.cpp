@@ -109,7 +109,8 @@ void* InArchiveObjects::_make(BasicArchive& archive, std::int16_t number, std::u
     ++loaded.pointerLevel;
     try {
         if (isTracked) {
-            if (loaded.unowned.size() == loaded.unowned.capacity()) loaded.unowned.reserve(2 * loaded.unowned.size() + 16);
+            if (loaded.unowned.size() == loaded.unowned.capacity())
+                loaded.unowned.reserve(2 * loaded.unowned.size() + 16);
             loaded.objects.push_back({object, loaded.pointerLevel, number, eState::kRaw});
         }
         known.pointerSerializer->load_object_ptr(archive, object, version);

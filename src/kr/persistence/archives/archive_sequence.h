@@ -1,0 +1,51 @@
+#pragma once
+
+#include <boost/serialization/collection_size_type.hpp>
+#include <cstddef>
+#include <utility>
+
+namespace KrPersistence {
+
+// Lists in serialization functions of Boost, for archives of all kinds: a count and the items in binary archives, an
+// array in JSON, elements inside one in XML. Each item is one named value.
+//
+//     saveSequence(archive, "Parts", parts.size(), [&](std::size_t i) { archive << make_nvp("Part", parts[i]); });
+//     loadSequence(archive, "Parts", [&](std::size_t) { parts.push_back(loadPart(archive)); });
+
+template <class Archive, class Action>
+void saveSequence(Archive& archive, const char* name, std::size_t count, Action&& saveItem) {
+    constexpr bool isNamed = requires {
+        archive._beginSequence(name);
+    };
+    if constexpr (isNamed) {
+        archive._beginSequence(name);
+    } else {
+        archive << boost::serialization::collection_size_type(count);
+    }
+    for (std::size_t index = 0; index < count; ++index)
+        saveItem(index);
+    if constexpr (isNamed) archive._endSequence();
+}
+
+/// Calls `loadItem(index)` for each item; lists grow with their items, since the count is not believed. Answers their
+/// number.
+template <class Archive, class Action>
+std::size_t loadSequence(Archive& archive, const char* name, Action&& loadItem) {
+    constexpr bool isNamed = requires {
+        archive._beginSequence(name);
+    };
+    std::size_t count = 0;
+    if constexpr (isNamed) {
+        count = archive._beginSequence(name);
+    } else {
+        boost::serialization::collection_size_type size;
+        archive >> size;
+        count = static_cast<std::size_t>(std::as_const(size));
+    }
+    for (std::size_t index = 0; index < count; ++index)
+        loadItem(index);
+    if constexpr (isNamed) archive._endSequence();
+    return count;
+}
+
+}  // namespace KrPersistence

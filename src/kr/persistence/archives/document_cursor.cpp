@@ -1,0 +1,191 @@
+#include "kr/persistence/archives/internal/document_cursor.h"
+
+#include "kr/persistence/archives/archive_error.h"
+#include "kr/persistence/archives/internal/number_list.h"
+
+namespace KrPersistence::detail {
+namespace {
+
+using eKind = Document::eKind;
+
+constexpr std::size_t kFewMembers = 16;
+
+bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+}  // namespace
+
+DocumentCursor::DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName)
+    : _document(document), _archiveKind(archiveKind), _archiveName(archiveName) {
+    _levels.push_back(Level{.node = 0, .next = 1, .numbers = {}, .members = {}});
+}
+
+std::uint32_t DocumentCursor::_skipAttributes(std::uint32_t node, std::uint32_t end) const {
+    while (node < end && _document.kind(_document.node(node)) == eKind::kAttribute)
+        node = _document.node(node).end;
+    return node;
+}
+
+std::uint32_t DocumentCursor::_find(std::string_view name) {
+    Level& level = _levels.back();
+    const std::uint32_t end = _end(level);
+    level.next = _skipAttributes(level.next, end);
+    if (level.next < end && _document.name(_document.nameNumber(_document.node(level.next))) == name) return level.next;
+    return _search(name);
+}
+
+std::uint32_t DocumentCursor::_search(std::string_view name) {
+    Level& level = _levels.back();
+    const std::uint32_t number = _document.findName(name);
+    if (number == Document::kNoName) return kNone;
+    if (level.members) {
+        const auto found = level.members->find(number);
+        return found != level.members->end() ? found->second : kNone;
+    }
+    const std::uint32_t end = _end(level);
+    std::size_t passed = 0;
+    for (std::uint32_t node = _skipAttributes(level.node + 1, end); node < end;
+         node = _skipAttributes(_document.node(node).end, end)) {
+        if (_document.nameNumber(_document.node(node)) == number) return node;
+        if (++passed < kFewMembers) continue;
+        // Each further search among so many would cost as much: from now on a table knows.
+        level.members = std::make_unique<std::unordered_map<std::uint32_t, std::uint32_t>>();
+        for (node = _skipAttributes(level.node + 1, end); node < end;
+             node = _skipAttributes(_document.node(node).end, end))
+            level.members->try_emplace(_document.nameNumber(_document.node(node)), node);
+        return _search(name);
+    }
+    return kNone;
+}
+
+bool DocumentCursor::isThere(std::string_view name) {
+    Level& level = _levels.back();
+    if (level.isSequence) return !level.numbers.empty() || level.next < _end(level);
+    const std::uint32_t found = _find(name);
+    if (found == kNone) return false;
+    level.next = found;
+    return true;
+}
+
+bool DocumentCursor::isSequence(std::string_view name) {
+    const Level& level = _levels.back();
+    return isThere(name) && level.numbers.empty() && _document.kind(_document.node(level.next)) == eKind::kSequence;
+}
+
+DocumentCursor::Item DocumentCursor::take(std::string_view name) {
+    Level& level = _levels.back();
+    std::uint32_t found = kNone;
+    if (level.isSequence) {
+        ++level.items;
+        if (!level.numbers.empty()) {
+            NumberList rest(level.numbers);
+            std::string_view number;
+            if (rest.next(number)) {
+                level.numbers = rest.rest();
+                return {eKind::kUntyped, level.node, number};
+            }
+            level.numbers = {};
+        }
+        level.next = _skipAttributes(level.next, _end(level));
+        if (level.next < _end(level)) found = level.next;
+    } else {
+        _last = name;
+        found = _find(name);
+    }
+    if (found == kNone) refuse("is missing");
+    const Document::Node& node = _document.node(found);
+    level.next = node.end;
+    return {_document.kind(node), found, _document.text(node)};
+}
+
+void DocumentCursor::enterGroup(std::string_view name) {
+    const Item item = take(name);
+    if (item.kind != eKind::kGroup && (item.kind != eKind::kUntyped || !isBlank(item.text))) refuse("is no group");
+    _levels.push_back(Level{.node = item.node, .next = item.node + 1, .numbers = {}, .members = {}});
+}
+
+std::size_t DocumentCursor::enterSequence(std::string_view name) {
+    Level& outer = _levels.back();
+    if (!outer.isSequence && !isThere(name)) {
+        // An empty one: it ends where it begins.
+        _levels.push_back(
+            Level{.node = outer.node, .next = _end(outer), .isSequence = true, .numbers = {}, .members = {}});
+        return 0;
+    }
+    const Item item = take(name);
+    Level level{.node = item.node, .next = item.node + 1, .isSequence = true, .numbers = {}, .members = {}};
+    std::size_t count = 0;
+    if (item.kind == eKind::kNumbers) {
+        level.numbers = item.text;
+        count = NumberList::count(NumberList(item.text));
+    } else if (item.kind == eKind::kSequence || item.kind == eKind::kGroup) {
+        const std::uint32_t end = _document.node(item.node).end;
+        for (std::uint32_t node = _skipAttributes(level.next, end); node < end;
+             node = _skipAttributes(_document.node(node).end, end))
+            ++count;
+    } else if (item.kind != eKind::kUntyped || !isBlank(item.text)) {
+        refuse("is no sequence");
+    }
+    _levels.push_back(std::move(level));
+    return count;
+}
+
+void DocumentCursor::leave() {
+    _levels.pop_back();
+}
+
+bool DocumentCursor::attribute(std::string_view name, std::string_view& text) const {
+    const std::uint32_t number = _document.findName(name);
+    if (number == Document::kNoName) return false;
+    const Level& level = _levels.back();
+    for (std::uint32_t at = level.node + 1; at < _end(level); at = _document.node(at).end) {
+        const Document::Node& node = _document.node(at);
+        if (_document.kind(node) != eKind::kAttribute || _document.nameNumber(node) != number) continue;
+        text = _document.text(node);
+        return true;
+    }
+    return false;
+}
+
+std::size_t DocumentCursor::mostItems() const {
+    const Level& level = _levels.back();
+    return _end(level) - level.node - 1;
+}
+
+std::string DocumentCursor::_path() const {
+    std::string path;
+    for (std::size_t i = 1; i < _levels.size(); ++i) {
+        const Level& outer = _levels[i - 1];
+        if (outer.isSequence) {
+            path += '[' + std::to_string(outer.items - 1) + ']';
+        } else {
+            if (!path.empty()) path += '/';
+            path += _document.name(_document.nameNumber(_document.node(_levels[i].node)));
+        }
+    }
+    return path;
+}
+
+void DocumentCursor::refuse(const std::string& text) const {
+    const Level& level = _levels.back();
+    std::string path = _path();
+    if (level.isSequence) {
+        path += '[' + std::to_string(level.items > 0 ? level.items - 1 : 0) + ']';
+    } else {
+        path += (path.empty() ? "" : "/") + _last;
+    }
+    throw ArchiveError(ArchiveError::input_stream_error, _message(path + ' ' + text));
+}
+
+std::string DocumentCursor::describe(const std::string& text) const {
+    const std::string path = _path();
+    return _message(path.empty() ? text : text + ", in " + path);
+}
+
+std::string DocumentCursor::_message(const std::string& text) const {
+    const std::string message = std::string(_archiveKind) + ": " + text;
+    return _archiveName.empty() ? message : message + " of '" + _archiveName + "'";
+}
+
+}  // namespace KrPersistence::detail

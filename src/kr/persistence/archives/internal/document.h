@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace KrPersistence::detail {
+
+/// What an XML or JSON document holds, for reading: its nodes in the order of the text, each before what is inside it.
+///
+/// A node takes 16 bytes, and long lists of numbers are one node, so that a hostile document cannot ask for more memory
+/// than a few times its own size.
+class Document {
+public:
+    enum class eKind : std::uint8_t {
+        kText,       // a quoted text
+        kLiteral,    // a number, true, false or null
+        kUntyped,    // the text of an XML element, whatever it means
+        kNumbers,    // an array of nothing but numbers: its text, with commas between them
+        kGroup,      // named members
+        kSequence,   // items
+        kAttribute,  // bookkeeping of the group that it stands in, before all members
+    };
+    struct Node {
+        std::uint32_t nameAndKind{0};
+        std::uint32_t offset{0};
+        std::uint32_t length{0};  // of its text
+        std::uint32_t end{0};     // the next node that is not inside this one
+    };
+    static constexpr std::uint32_t kNoName = (1U << 29U) - 1;
+    static constexpr std::size_t kDeepestNesting = 1100;
+
+    Document();
+
+    [[nodiscard]] std::size_t size() const noexcept { return _size; }
+    [[nodiscard]] Node& node(std::uint32_t number) { return _blocks[number >> kBlockBits][number & kBlockMask]; }
+    [[nodiscard]] const Node& node(std::uint32_t number) const {
+        return _blocks[number >> kBlockBits][number & kBlockMask];
+    }
+    [[nodiscard]] eKind kind(const Node& node) const { return static_cast<eKind>(node.nameAndKind >> 29U); }
+    [[nodiscard]] std::uint32_t nameNumber(const Node& node) const { return node.nameAndKind & kNoName; }
+    /// As it stands in the document: without the escapes of XML and JSON, with those of bytes.
+    [[nodiscard]] std::string_view text(const Node& node) const {
+        return std::string_view(texts).substr(node.offset, node.length);
+    }
+    /// The bytes of the name; kNoName has none.
+    [[nodiscard]] std::string_view name(std::uint32_t nameNumber) const {
+        return nameNumber < _names.size() ? std::string_view(*_names[nameNumber]) : std::string_view();
+    }
+    /// kNoName when no node has it.
+    [[nodiscard]] std::uint32_t findName(std::string_view name) const;
+
+    // For those who fill it
+
+    /// \param name  as it stands in the document.
+    std::uint32_t intern(std::string_view name);
+    /// A node that is closed already: its `end` is the next node.
+    std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length);
+    void setKind(Node& node, eKind kind) { node.nameAndKind = _pack(kind, nameNumber(node)); }
+    void close(std::uint32_t number) { node(number).end = static_cast<std::uint32_t>(_size); }
+
+    std::string texts;
+
+private:
+    static constexpr std::uint32_t kBlockBits = 12;
+    static constexpr std::uint32_t kBlockMask = (1U << kBlockBits) - 1;
+
+    static std::uint32_t _pack(eKind kind, std::uint32_t nameNumber) {
+        return (static_cast<std::uint32_t>(kind) << 29U) | nameNumber;
+    }
+
+    std::vector<std::unique_ptr<Node[]>> _blocks;  // of one size: growing moves no node
+    std::size_t _size{0};
+    std::unordered_map<std::string, std::uint32_t> _numbers;
+    std::vector<const std::string*> _names;
+};
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "kr/persistence/archives/internal/document.h"
+
+namespace KrPersistence::detail {
+
+/// A place in a document that goes down into groups and sequences and up again.
+///
+/// A member is looked for where the last one ended, then among its siblings: a document in the order of its readers is
+/// read in one pass, any other in linear time.
+class DocumentCursor {
+public:
+    /// A value, a group or a sequence.
+    struct Item {
+        Document::eKind kind{};
+        std::uint32_t node{0};
+        std::string_view text;  ///< as it stands in the document
+    };
+
+    /// All are borrowed. The names of the kind of archive and of the file stand in errors.
+    DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName);
+
+    [[nodiscard]] bool isThere(std::string_view name);
+    /// Whether what comes next under this name is an array of JSON.
+    [[nodiscard]] bool isSequence(std::string_view name);
+    /// The member of this name, or the next item of a sequence. Refuses where there is none.
+    [[nodiscard]] Item take(std::string_view name);
+    void enterGroup(std::string_view name);
+    /// The number of items; 0 for a sequence that is not there.
+    std::size_t enterSequence(std::string_view name);
+    void leave();
+    /// False where the group has no such bookkeeping.
+    [[nodiscard]] bool attribute(std::string_view name, std::string_view& text) const;
+    /// More items than this one cannot stand in the group.
+    [[nodiscard]] std::size_t mostItems() const;
+    /// Throws: the member that was asked for last, and what is wrong with it.
+    [[noreturn]] void refuse(const std::string& text) const;
+    /// Such an error about the whole group.
+    [[nodiscard]] std::string describe(const std::string& text) const;
+
+private:
+    struct Level {
+        std::uint32_t node{0};
+        std::uint32_t next{0};   // where the next member is looked for first
+        std::uint32_t items{0};  // taken so far
+        bool isSequence{false};
+        std::string_view numbers;                                                   // what is left of a list of numbers
+        std::unique_ptr<std::unordered_map<std::uint32_t, std::uint32_t>> members;  // of a large group, by their names
+    };
+    static constexpr std::uint32_t kNone = UINT32_MAX;
+
+    [[nodiscard]] std::uint32_t _end(const Level& level) const { return _document.node(level.node).end; }
+    [[nodiscard]] std::uint32_t _skipAttributes(std::uint32_t node, std::uint32_t end) const;
+    [[nodiscard]] std::uint32_t _find(std::string_view name);
+    [[nodiscard]] std::uint32_t _search(std::string_view name);
+    [[nodiscard]] std::string _path() const;
+    [[nodiscard]] std::string _message(const std::string& text) const;
+
+    const Document& _document;
+    const char* _archiveKind;
+    const std::string& _archiveName;
+    std::vector<Level> _levels;
+    std::string _last;  // what was asked for last
+};
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kr/persistence/archives/internal/document_cursor.h"
+#include "kr/persistence/archives/internal/number_list.h"
+#include "kr/persistence/archives/internal/number_text.h"
+#include "kr/persistence/archives/internal/text_codec.h"
+
+// Values of a document. What is none of its type is refused, with its place.
+
+namespace KrPersistence::detail {
+
+/// For the text of an error: a document may have texts of any length.
+[[nodiscard]] std::string quoted(std::string_view text);
+[[nodiscard]] std::string_view trimmed(std::string_view text);
+
+[[nodiscard]] bool readBool(DocumentCursor& cursor, std::string_view name);
+/// The characters as the document has them: unescapeBytes makes the bytes.
+[[nodiscard]] std::string_view readRawText(DocumentCursor& cursor, std::string_view name);
+void readText(DocumentCursor& cursor, std::string_view name, std::string& text);
+void readBytes(DocumentCursor& cursor, std::string_view name, std::string& bytes);
+
+/// Without quotes in JSON; the texts for infinities and NaN have them.
+template <class Number>
+void parseItem(const DocumentCursor& cursor, const DocumentCursor::Item& item, Number& value) {
+    using eKind = Document::eKind;
+    const bool mayBeQuoted = std::is_floating_point_v<Number> && !item.text.empty() && item.text.back() > '9';
+    const bool isValue =
+        item.kind == eKind::kLiteral || item.kind == eKind::kUntyped || (item.kind == eKind::kText && mayBeQuoted);
+    if (!isValue || !parseNumber(trimmed(item.text), value)) {
+        cursor.refuse(std::string(std::is_floating_point_v<Number> ? "is no number" : "is no integer") +
+                      " of the type: " + quoted(item.text));
+    }
+}
+
+template <class Number>
+void readNumber(DocumentCursor& cursor, std::string_view name, Number& value) {
+    parseItem(cursor, cursor.take(name), value);
+}
+
+/// Calls take(number) for each.
+template <class Number, class Take>
+void readNumbers(DocumentCursor& cursor, std::string_view name, const Take& take) {
+    using eKind = Document::eKind;
+    const DocumentCursor::Item item = cursor.take(name);
+    if (item.kind != eKind::kNumbers && item.kind != eKind::kUntyped) cursor.refuse("is no list of numbers");
+    NumberList list(item.text);
+    for (std::string_view text; list.next(text);) {
+        Number number{};
+        if (!parseNumber(text, number)) {
+            cursor.refuse("holds what is no " + std::string(std::is_floating_point_v<Number> ? "number" : "integer") +
+                          " of the type: " + quoted(text));
+        }
+        take(number);
+    }
+}
+
+template <class Number>
+void readTuple(DocumentCursor& cursor, std::string_view name, std::span<Number> components) {
+    std::size_t count = 0;
+    readNumbers<Number>(cursor, name, [&](Number number) {
+        if (count < components.size()) components[count] = number;
+        ++count;
+    });
+    if (count != components.size()) {
+        cursor.refuse("has " + std::to_string(count) + " numbers, not the " + std::to_string(components.size()) +
+                      " that it needs");
+    }
+}
+
+template <class Number>
+void readBlock(DocumentCursor& cursor, std::string_view name, std::vector<Number>& numbers) {
+    numbers.clear();
+    readNumbers<Number>(cursor, name, [&](Number number) { numbers.push_back(number); });
+}
+
+}  // namespace KrPersistence::detail

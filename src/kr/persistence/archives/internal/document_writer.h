@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "kr/persistence/archives/internal/number_text.h"
+
+namespace KrPersistence::detail {
+
+/// Writes an XML or JSON document of exactly one top element, indented, one value a line. Names are dropped inside
+/// sequences of JSON. The document is complete, and handed to the stream, when its top element is.
+class DocumentWriter {
+public:
+    DocumentWriter(const DocumentWriter&) = delete;
+    DocumentWriter& operator=(const DocumentWriter&) = delete;
+    virtual ~DocumentWriter();
+
+    void beginGroup(std::string_view name);
+    void endGroup();
+    void beginSequence(std::string_view name);
+    void endSequence();
+    /// Bookkeeping of the group that has just begun.
+    virtual void attribute(std::string_view name, std::string_view text, bool isLiteral) = 0;
+    void text(std::string_view name, std::string_view text);
+    /// true or false
+    void literal(std::string_view name, std::string_view text);
+    void number(std::string_view name, const NumberText& number);
+    /// In one line.
+    template <class Number>
+    void tuple(std::string_view name, std::span<Number> numbers) {
+        _numbers(name, numbers, false);
+    }
+    /// One a line.
+    template <class Number>
+    void block(std::string_view name, std::span<Number> numbers) {
+        _numbers(name, numbers, true);
+    }
+    void bytes(std::string_view name, std::string_view bytes);
+
+protected:
+    static constexpr std::size_t kBase64Line = 76;
+
+    explicit DocumentWriter(std::ostream& stream, const char* archiveKind);
+
+    virtual void _beginGroup(std::string_view name) = 0;
+    virtual void _endGroup() = 0;
+    virtual void _beginSequence(std::string_view name) = 0;
+    virtual void _endSequence() = 0;
+    virtual void _text(std::string_view name, std::string_view text) = 0;
+    virtual void _literal(std::string_view name, std::string_view text) = 0;
+    virtual void _beginNumbers(std::string_view name, bool isBlock) = 0;
+    virtual void _number(const NumberText& number, bool isFirst) = 0;
+    virtual void _endNumbers(bool isEmpty) = 0;
+    virtual void _bytes(std::string_view name, std::string_view base64) = 0;
+    /// What stands behind the top element.
+    virtual void _finish() = 0;
+
+    [[nodiscard]] std::size_t _depth() const noexcept { return _nesting; }
+    void _newLine();
+    [[noreturn]] void _refuse(const std::string& text) const;
+
+    std::string _out;
+
+private:
+    void _enter();
+    void _leave();
+    void _afterValue();
+    void _flush();
+    template <class Number>
+    void _numbers(std::string_view name, std::span<Number> numbers, bool isBlock) {
+        _requireRoom();
+        _beginNumbers(name, isBlock);
+        bool isFirst = true;
+        for (const auto each : numbers) {
+            _number(NumberText(each), isFirst);
+            isFirst = false;
+            if (_out.size() >= kPiece) _flush();
+        }
+        _endNumbers(isFirst);
+        _afterValue();
+    }
+    void _requireRoom() const;
+
+    static constexpr std::size_t kPiece = 65536;
+
+    std::ostream& _stream;
+    const char* _archiveKind;
+    std::size_t _nesting{0};
+    bool _isComplete{false};
+};
+
+}  // namespace KrPersistence::detail

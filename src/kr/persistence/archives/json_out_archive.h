@@ -1,0 +1,41 @@
+#pragma once
+
+#include <boost/archive/detail/register_archive.hpp>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "kr/persistence/archives/named_out_archive.h"
+
+namespace KrPersistence {
+
+/// Writes a JSON archive; docs/xml-and-json.md has its form.
+///
+/// Works with the serialization functions of Boost.Serialization, in which every value has a name, or through its
+/// Writer. Exactly one value is written at the top; with it the document is complete. Every failure is a
+/// boost::archive::archive_exception; what stands in the stream then is no archive.
+/// The stream is borrowed and must be a binary one. Whether its bytes arrived is known when it was closed.
+/// Thread: one thread at a time.
+class KR_API JsonOutArchive : public NamedOutArchive<JsonOutArchive> {
+public:
+    /// \param flags  kept for whoever asks; none changes the form.
+    JsonOutArchive(std::ostream& stream, std::uint32_t flags);
+    ~JsonOutArchive() override;
+
+    // As KrArchive has them
+    [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
+    void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
+    [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archive.getArchiveFlags(); }
+    void pushObject(Kr::KrBase* object) { _archive.pushObject(object); }
+    void popObject() noexcept { _archive.popObject(); }
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept { return _archive.getCurrentObject(); }
+
+private:
+    KrArchive _archive;
+};
+
+}  // namespace KrPersistence
+
+BOOST_SERIALIZATION_REGISTER_ARCHIVE(KrPersistence::JsonOutArchive)
+
+extern template class boost::archive::detail::archive_serializer_map<KrPersistence::JsonOutArchive>;

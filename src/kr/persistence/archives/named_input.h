@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kr/math/transform.h"
+#include "kr/persistence/archives/archive.h"
+#include "kr/persistence/archives/in_archive_objects.h"
+
+namespace KrPersistence {
+
+namespace detail {
+class Document;
+class DocumentCursor;
+struct DocumentSource;
+}  // namespace detail
+
+/// What XML and JSON input archives have in common: the document is read whole when the first value is asked for.
+class KR_API NamedInput : public InArchiveObjects {
+public:
+    /// Larger documents are refused. Before the first value is read.
+    void setSizeLimit(std::uint64_t limitBytes) noexcept { _sizeLimit = limitBytes; }
+
+    // Items of a list that serialization functions of Boost read; archive_sequence.h
+
+    [[nodiscard]] std::size_t _beginSequence(const char* name);
+    void _endSequence();
+
+    // Called by NamedArchiveReader
+    [[nodiscard]] detail::DocumentCursor& _cursor();
+    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
+
+    // Called by Boost.Serialization
+    void load_object(void* object, const Serializer& serializer);
+    const PointerSerializer* load_pointer(void*& slot, const PointerSerializer* expected, PointerFinder finder);
+    void load_binary(void* bytes, std::size_t count);
+
+protected:
+    using DocumentReader = detail::Document (*)(const detail::DocumentSource& source);
+
+    /// \param state, archive  the archive that derives from this; the stream is borrowed.
+    NamedInput(std::istream& stream, DocumentReader reader, KrArchive& state, BasicArchive& archive,
+               const char* archiveKind);
+    ~NamedInput() override;
+
+    [[nodiscard]] std::string _describe(const std::string& text) const override;
+    void _enter(const char* name);
+    void _leave();
+    [[nodiscard]] bool _isThere();
+    void _load(bool& value);
+    void _load(long long& value);
+    void _load(unsigned long long& value);
+    void _load(float& value);
+    void _load(double& value);
+    void _load(std::string& text);
+    void _load(Kr::KrTransform& transform);
+    void _loadCount(std::size_t& count);
+    [[noreturn]] void _refuseRange(long long value) const;
+    [[noreturn]] void _refuseRange(unsigned long long value) const;
+
+    const char* _name{"Value"};  // of the value that is loaded next
+
+private:
+    static constexpr std::uint32_t kNoObject = UINT32_MAX;
+
+    [[nodiscard]] bool _number(std::string_view attribute, std::uint32_t& number);
+    /// The place of the object that stood in the archive before; kNoObject for one that comes now.
+    [[nodiscard]] std::uint32_t _findObject();
+    void _noteId(std::size_t place);
+    [[nodiscard]] std::uint32_t _version(const Serializer& serializer);
+
+    std::istream& _stream;
+    DocumentReader _reader;
+    KrArchive& _archiveState;
+    BasicArchive& _archive;
+    const char* _archiveKind;
+    std::uint64_t _sizeLimit{UINT64_MAX};
+    std::unique_ptr<detail::Document> _document;
+    std::unique_ptr<detail::DocumentCursor> _place;
+    std::vector<std::uint32_t> _places;  // of objects, by their numbers in the document
+};
+
+}  // namespace KrPersistence

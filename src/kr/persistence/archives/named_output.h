@@ -1,0 +1,73 @@
+#pragma once
+
+#include <boost/archive/detail/basic_oarchive.hpp>
+#include <boost/archive/detail/basic_oserializer.hpp>
+#include <boost/archive/detail/basic_pointer_oserializer.hpp>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "kr/math/transform.h"
+#include "kr/persistence/archives/archive.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+namespace detail {
+class DocumentWriter;
+class SavedObjects;
+}  // namespace detail
+
+/// What XML and JSON output archives have in common.
+class KR_API NamedOutput {
+public:
+    NamedOutput(const NamedOutput&) = delete;
+    NamedOutput& operator=(const NamedOutput&) = delete;
+
+    // Items of a list that serialization functions of Boost write; archive_sequence.h
+
+    void _beginSequence(const char* name);
+    void _endSequence();
+
+    // Called by NamedArchiveWriter
+    [[nodiscard]] detail::DocumentWriter& _document() noexcept { return *_writer; }
+    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
+
+    // Called by Boost.Serialization
+    void register_basic_serializer(const boost::archive::detail::basic_oserializer& serializer);
+    void save_object(const void* object, const boost::archive::detail::basic_oserializer& serializer);
+    void save_pointer(const void* object, const boost::archive::detail::basic_pointer_oserializer* serializer);
+    void save_binary(const void* bytes, std::size_t count);
+
+protected:
+    /// \param state, archive  the archive that derives from this.
+    NamedOutput(std::unique_ptr<detail::DocumentWriter> writer, KrArchive& state,
+                boost::archive::detail::basic_oarchive& archive, const char* archiveKind);
+    virtual ~NamedOutput();
+
+    void _begin(const char* name);
+    void _end();
+    void _saveNull();
+    void _save(bool value);
+    void _save(long long value);
+    void _save(unsigned long long value);
+    void _save(float value);
+    void _save(double value);
+    void _save(std::string_view text);
+    void _save(const Kr::KrTransform& transform);
+
+    const char* _name{"Value"};  // of the value that is saved next
+
+private:
+    void _saveId(const char* name, std::size_t number);
+    void _saveVersion(const boost::archive::detail::basic_oserializer& serializer);
+
+    std::unique_ptr<detail::DocumentWriter> _writer;
+    std::unique_ptr<detail::SavedObjects> _saved;
+    KrArchive& _archiveState;
+    boost::archive::detail::basic_oarchive& _archive;
+    const char* _archiveKind;
+};
+
+}  // namespace KrPersistence

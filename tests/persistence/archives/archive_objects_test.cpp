@@ -1,0 +1,172 @@
+#include <boost/serialization/map.hpp>
+#include <list>
+#include <map>
+#include <sstream>
+
+#include "kr/core/base.h"
+#include "kr/persistence/archives/archive_object_scope.h"
+#include "tests/persistence/archives/archive_kinds.h"
+#include "tests/persistence/archives/shapes.h"
+
+namespace archive_objects_test {
+
+using KrPersistence::ArchiveObjectScope;
+
+template <class Kind>
+class ArchiveObjects : public testing::Test {};
+TYPED_TEST_SUITE(ArchiveObjects, archive_kinds::All, archive_kinds::Names);
+
+std::unique_ptr<shapes::Circle> circle(const char* name, double radius) {
+    auto made = std::make_unique<shapes::Circle>();
+    made->name = name;
+    made->radius = radius;
+    return made;
+}
+
+template <class Kind>
+std::string saved(const shapes::Shape* shape) {
+    std::ostringstream stream;
+    typename Kind::Out(stream, 0) << BOOST_SERIALIZATION_NVP(shape);
+    return stream.str();
+}
+
+TYPED_TEST(ArchiveObjects, KeepTheirClassesAndSharedAndCircularPointers) {
+    shapes::Group root;
+    root.name = "root";
+    auto inner = std::make_unique<shapes::Group>();
+    inner->linked = &root;
+    root.members.push_back(circle("one", 0.1));
+    root.linked = root.members[0].get();
+    root.members.push_back(std::move(inner));
+    root.members.emplace_back();
+    const std::string bytes = saved<TypeParam>(&root);
+
+    std::istringstream stream(bytes);
+    typename TypeParam::In archive(stream, 0);
+    shapes::Shape* loaded = nullptr;
+    archive >> boost::serialization::make_nvp("shape", loaded);
+    EXPECT_THROW(archive.requireOwned(), boost::archive::archive_exception);
+    archive.adopt(loaded);
+    EXPECT_NO_THROW(archive.requireOwned());
+    EXPECT_THROW(archive.adopt(loaded), boost::archive::archive_exception) << "owned twice";
+    const std::unique_ptr<shapes::Shape> owner(loaded);
+    const auto& group = dynamic_cast<const shapes::Group&>(*loaded);
+    ASSERT_EQ(group.members.size(), 3U);
+    EXPECT_EQ(group.linked, group.members[0].get());
+    EXPECT_EQ(dynamic_cast<const shapes::Group&>(*group.members[1]).linked, loaded);
+    EXPECT_EQ(group.members[2], nullptr);
+    EXPECT_EQ(dynamic_cast<const shapes::Circle&>(*group.members[0]).radius, 0.1);
+    EXPECT_EQ(dynamic_cast<const shapes::Circle&>(*group.members[0]).readVersion, 2U);
+    EXPECT_EQ(saved<TypeParam>(loaded), bytes) << "equal bytes after save, load, save";
+}
+
+struct Strangers {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        if constexpr (Archive::is_loading::value) {
+            KrPersistence::loadSequence(archive, "values", [&](std::size_t) {
+                shapes::Stranger value;
+                archive >> BOOST_SERIALIZATION_NVP(value);
+                values.push_back(value);
+                archive.reset_object_address(&values.back(), &value);
+            });
+        } else {
+            KrPersistence::saveSequence(archive, "values", values.size(), [&](std::size_t i) {
+                archive << boost::serialization::make_nvp("value", *std::next(values.begin(), static_cast<int>(i)));
+            });
+        }
+        archive& BOOST_SERIALIZATION_NVP(second);
+    }
+    std::list<shapes::Stranger> values;
+    shapes::Stranger* second{nullptr};
+};
+
+TYPED_TEST(ArchiveObjects, ThatAContainerMovedAreFoundAtTheirPlace) {
+    // By value first, then behind a pointer.
+    Strangers strangers;
+    strangers.values.resize(2);
+    strangers.second = &strangers.values.back();
+    std::stringstream stream;
+    typename TypeParam::Out(stream, 0) << BOOST_SERIALIZATION_NVP(strangers);
+    typename TypeParam::In archive(stream, 0);
+    Strangers loaded;
+    archive >> boost::serialization::make_nvp("strangers", loaded);
+    EXPECT_EQ(loaded.values.size(), 2U);
+    EXPECT_EQ(loaded.second, &loaded.values.back());
+}
+
+TYPED_TEST(ArchiveObjects, AreNotWrittenAsValuesAfterTheirPointers) {
+    const shapes::Stranger stranger;
+    const shapes::Stranger* pointer = &stranger;
+    std::ostringstream stream;
+    typename TypeParam::Out archive(stream, 0);
+    const auto saveBoth = [&](std::size_t i) {
+        if (i == 0) {
+            archive << BOOST_SERIALIZATION_NVP(pointer);
+        } else {
+            archive << BOOST_SERIALIZATION_NVP(stranger);
+        }
+    };
+    EXPECT_THROW(KrPersistence::saveSequence(archive, "both", 2, saveBoth), boost::archive::archive_exception);
+}
+
+TYPED_TEST(ArchiveObjects, ContainersOfBoostComeBack) {
+    std::map<std::string, std::vector<shapes::Reading>> readings;
+    readings["one"] = {{1, 0.5}, {2, -0.0}};
+    readings["none"];
+    std::stringstream stream;
+    typename TypeParam::Out(stream, 0) << BOOST_SERIALIZATION_NVP(readings);
+    decltype(readings) loaded;
+    typename TypeParam::In archive(stream, 0);
+    archive >> boost::serialization::make_nvp("readings", loaded);
+    ASSERT_EQ(loaded["one"].size(), 2U);
+    EXPECT_EQ(loaded["one"][1].count, 2);
+    EXPECT_EQ(loaded["one"][1].readVersion, 3U);
+    EXPECT_EQ(loaded.size(), 2U);
+}
+
+class Vehicle : public Kr::KrBase {
+    KR_BASE_CLASS(Vehicle, Kr::KrBase)
+    Vehicle() = default;
+};
+
+TYPED_TEST(ArchiveObjects, NameAndFlagsAreKnownToWriterAndReader) {
+    Vehicle object;
+    std::stringstream stream;
+    typename TypeParam::Out out(stream, 5);
+    EXPECT_EQ(out.getArchiveFlags(), 5U);
+    out.setArchiveName("file");
+    typename TypeParam::Out::Writer writer(out);
+    EXPECT_EQ(writer.getArchiveName(), "file");
+    const KrPersistence::ArchiveObjectScope scope(out, &object);
+    EXPECT_EQ(writer.getCurrentObject(), &object);
+    writer.popObject();
+    EXPECT_EQ(out.getCurrentObject(), nullptr);
+    writer.write("Value", 1);
+    typename TypeParam::In in(stream, 5);
+    in.setArchiveName("other");
+    typename TypeParam::In::Reader reader(in);
+    reader.pushObject(&object);
+    EXPECT_EQ(in.getCurrentObject(), &object);
+    EXPECT_EQ(reader.getArchiveName(), "other");
+    EXPECT_THROW(reader.fail("no"), boost::archive::archive_exception);
+}
+
+TEST(KrArchive, KnowsTheObjectBeingArchivedWhileItLives) {
+    KrPersistence::KrArchive archive(5);
+    EXPECT_EQ(archive.getArchiveFlags(), 5U);
+    archive.popObject();
+    EXPECT_EQ(archive.getCurrentObject(), nullptr);
+    auto outer = std::make_unique<Vehicle>();
+    Vehicle inner;
+    const ArchiveObjectScope scope(archive, outer.get());
+    {
+        const ArchiveObjectScope nested(archive, &inner);
+        EXPECT_EQ(archive.getCurrentObject(), &inner);
+    }
+    EXPECT_EQ(archive.getCurrentObject(), outer.get());
+    outer.reset();
+    EXPECT_EQ(archive.getCurrentObject(), nullptr);
+}
+
+}  // namespace archive_objects_test
