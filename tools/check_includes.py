@@ -28,7 +28,9 @@ EXPENSIVE = re.compile(r"^(?:iostream|regex|(?:fmt|Eigen|boost|rapidjson|benchma
 OPEN_TO = {   # opt-in headers whose purpose is to show types of a third party
     "kr/math/eigen.h": "Eigen/",
     **{f"kr/persistence/archives/{name}.h": "boost/" for name in
-       ("archive_error", "binary_in_archive", "binary_out_archive", "binary_values", "export_class")},
+       ("archive_error", "archive_sequence", "binary_in_archive", "binary_out_archive", "binary_values", "export_class",
+        "in_archive_objects", "json_in_archive", "json_out_archive", "named_in_archive", "named_out_archive",
+        "named_output", "xml_in_archive", "xml_out_archive")},
     **{f"kr/persistence/files/{name}.h": "boost/" for name in ("base_part", "export_file_section")},
 }
 UMBRELLA = "kr/foundation.h"
