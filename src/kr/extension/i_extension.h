@@ -66,7 +66,7 @@ public:
     /// \param other      the extension at the other end, null when it is not there.
     /// \param fieldPath  of the missing field of this extension.
     /// \param isSource   whether that field was the source.
-    /// \return the source and the sink; null, null (the default) drops the connection.
+    /// \return the source and the sink; null, null (the default) keeps the connection for the next save, unmade.
     virtual std::pair<KrData::FieldBase*, KrData::FieldBase*> onRestoringConnection(KrExtension* other,
                                                                                     const std::string& fieldPath,
                                                                                     int version, bool isSource);

@@ -130,6 +130,8 @@ class KR_API KrObject : public KrExtension {
     void _setApplicationContext(const ApplicationContext& context) override;
     /// Where the extension with this ID will stand when it is added.
     void _savePosition(const KrContentID& id, std::uint64_t position);
+    /// The error of an extension that only keeps the own values of what was there.
+    [[nodiscard]] static std::string _describeLost(const std::string& name);
     /// Strong holders of the extensions, in order.
     [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> _getExtensions() const;
 

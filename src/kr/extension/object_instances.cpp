@@ -423,6 +423,10 @@ std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(s
     return others;
 }
 
+std::string KrObject::_describeLost(const std::string& name) {
+    return "Lost extension: the definition has no '" + name + "' any more. The own values that it had are kept here.";
+}
+
 void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items) {
     if (items.empty()) return;
     TreeIndex index;
@@ -435,9 +439,7 @@ void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<I
         lost->_setCreationKey(item.key);
         lost->_setContentID(item.contentID);
         putBack(*lost, *item.fields);
-        lost->addError("Lost extension: the definition has no '" + item.name +
-                           "' any more. The own values that it had are kept here.",
-                       false);
+        lost->addError(_describeLost(item.name), false);
         // Below the object that held it, if that is still there.
         auto* holder = asObject(index.find(holderOf(item.contentID)));
         auto* owner = holder != nullptr ? holder : this;

@@ -1,0 +1,116 @@
+#include "kr/persistence/content/internal/connection_list.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "kr/core/connection_base.h"
+#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/field_base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/archives/archive_writer.h"
+#include "kr/persistence/content/internal/kept_content.h"
+
+namespace KrPersistence::detail {
+
+namespace {
+
+using Identifier = KrSim::KrContentID::Identifier;
+
+/// A connection with its place among those that leave its source.
+struct Placed {
+    ConnectionRecord record;
+    std::uint32_t place;
+
+    [[nodiscard]] auto rank() const {
+        return std::tie(record.source, record.sourceField, place, record.sink, record.sinkField);
+    }
+};
+
+void collectInto(const KrData::FieldBase& field, std::vector<Placed>& found) {
+    if (field._hasIncomingConnections()) {
+        for (const auto* connection : field._getIncomingConnections()) {
+            const auto* source = connection->getSourceOwner();
+            const auto* sink = connection->getSinkOwner();
+            if (!connection->isValid() || source == nullptr || sink == nullptr) continue;
+            ConnectionRecord record;
+            record.source = source->getContentID().getRuntimeID();
+            record.sourceField = connection->getSource()->getPath();
+            record.sink = sink->getContentID().getRuntimeID();
+            record.sinkField = field.getPath();
+            record.isQueued = connection->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
+            record.isDisabled = !connection->isEnabled();
+            record.isUnordered = record.isDisabled && !connection->_isRegisteredInSorter();
+            found.push_back({std::move(record), connection->_getSlot(Kr::KrConnectionBase::End::kSource)});
+        }
+    }
+    for (const auto* child : field.getChildren())
+        collectInto(*child, found);
+}
+
+Identifier readIdentifier(ArchiveReader& reader, std::string_view name) {
+    const auto text = reader.readRepeated(name);
+    Identifier identifier;
+    if (!Identifier::parse(text, identifier)) reader.fail("'" + std::string(text) + "' is no content ID");
+    return identifier;
+}
+
+}  // namespace
+
+std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExtension*>& extensions) {
+    std::vector<Placed> found;
+    for (const auto* extension : extensions) {
+        collectInto(extension->getFieldsContainer(), found);
+        if (const auto* kept = KeptContent::find(*extension)) {
+            for (const auto& record : kept->connections)
+                found.push_back({record, std::numeric_limits<std::uint32_t>::max()});
+        }
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const Placed& left, const Placed& right) { return left.rank() < right.rank(); });
+    std::vector<ConnectionRecord> records;
+    records.reserve(found.size());
+    for (auto& each : found)
+        records.push_back(std::move(each.record));
+    return records;
+}
+
+void writeConnections(ArchiveWriter& writer, const std::vector<ConnectionRecord>& connections) {
+    const auto writeOne = [&](const ConnectionRecord& connection) {
+        writer.writeRepeated("Source", connection.source.toString());
+        writer.writeRepeated("SourceField", connection.sourceField);
+        writer.writeRepeated("Sink", connection.sink.toString());
+        writer.writeRepeated("SinkField", connection.sinkField);
+        writer.writeIf(connection.isQueued, "IsQueued", true);
+        writer.writeIf(connection.isDisabled, "IsDisabled", true);
+        writer.writeIf(connection.isUnordered, "IsUnordered", true);
+    };
+    writer.optional(!connections.empty(), "Connections", [&] {
+        writer.sequence("Connections", connections.size(),
+                        [&](std::size_t index) { writer.group("Connection", [&] { writeOne(connections[index]); }); });
+    });
+}
+
+std::vector<ConnectionRecord> readConnections(ArchiveReader& reader) {
+    std::vector<ConnectionRecord> connections;
+    const auto readOne = [&] {
+        ConnectionRecord connection;
+        connection.source = readIdentifier(reader, "Source");
+        connection.sourceField = reader.readRepeated("SourceField");
+        connection.sink = readIdentifier(reader, "Sink");
+        connection.sinkField = reader.readRepeated("SinkField");
+        reader.readIf("IsQueued", connection.isQueued);
+        reader.readIf("IsDisabled", connection.isDisabled);
+        reader.readIf("IsUnordered", connection.isUnordered);
+        connections.push_back(std::move(connection));
+    };
+    reader.optional("Connections",
+                    [&] { reader.sequence("Connections", [&](std::size_t) { reader.group("Connection", readOne); }); });
+    return connections;
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,80 @@
+#include "kr/persistence/content/internal/connection_restorer.h"
+
+#include <memory>
+
+#include "kr/core/connections/connection_factory.h"
+#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/field_base.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/persistence/content/internal/content_guards.h"
+
+namespace KrPersistence::detail {
+
+using KrSim::KrExtension;
+
+std::size_t ConnectionRestorer::Hash::operator()(const Ends& ends) const noexcept {
+    const auto mix = [](const void* field) { return std::hash<const void*>()(field) * 0x9E3779B97F4A7C15U; };
+    return mix(ends.source) ^ (mix(ends.sink) >> 7U);
+}
+
+ConnectionRestorer::ConnectionRestorer(Find find) : _find(std::move(find)) {}
+
+void ConnectionRestorer::_note(KrData::FieldBase& field) {
+    if (field._hasIncomingConnections()) {
+        for (const auto* connection : field._getIncomingConnections())
+            _connected.insert({connection->getSource(), &field});
+    }
+    for (auto* child : field.getChildren())
+        _note(*child);
+}
+
+void ConnectionRestorer::note(const std::vector<Kr::KrSmartPtr<KrExtension>>& extensions) {
+    for (const auto& extension : extensions)
+        _note(extension->getFieldsContainer());
+}
+
+bool ConnectionRestorer::restore(const ConnectionRecord& record) {
+    const auto source = _find(record.source);
+    const auto sink = _find(record.sink);
+    if (!source || !sink) return false;
+    Ends ends{source->findFieldFromPath(record.sourceField), sink->findFieldFromPath(record.sinkField)};
+    if (ends.source == nullptr) _redirect(*source, *sink, record.sourceField, true, ends);
+    if (ends.sink == nullptr) _redirect(*sink, *source, record.sinkField, false, ends);
+    if (ends.source == nullptr || ends.sink == nullptr) return false;
+    if (_connected.count(ends) != 0) return true;
+    bool isMade = false;
+    // Fields that do not fit any more may be logged as an error, which a handler may throw.
+    Kr::callGuarded(
+        kConnect, [&] { return source->getPath() + "." + record.sourceField; },
+        [&] { isMade = _connect(ends, record); });
+    return isMade;
+}
+
+bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& record) {
+    std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued
+                                                   ? new Kr::KrSimQueuedConnection(ends.source, ends.sink, false)
+                                                   : Kr::KrConnectionFactory::_create(ends.source, ends.sink, false));
+    if (!made || !made->isValid()) return false;
+    if (record.isDisabled) made->disable(record.isUnordered);
+    auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
+    if (keeper == nullptr) return false;
+    _connected.insert(ends);
+    keeper->getFieldsContainer()._ownConnection(std::move(made));
+    return true;
+}
+
+void ConnectionRestorer::_redirect(KrExtension& extension, KrExtension& other, const std::string& path, bool isSource,
+                                   Ends& ends) {
+    if (!extension.hasImplementation()) return;
+    Kr::callGuarded(
+        kOnRestoringConnection, [&] { return extension.getName(); },
+        [&] {
+            const auto [source, sink] = extension.getImplementation()->onRestoringConnection(
+                &other, path, extension.getDataVersion(), isSource);
+            if (source != nullptr && sink != nullptr) ends = {source, sink};
+        });
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,308 @@
+#include "kr/persistence/content/internal/content_builder.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "kr/content/content_directory.h"
+#include "kr/data/vector.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_factory.h"
+#include "kr/extension/i_object.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/content/internal/connection_restorer.h"
+#include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/content_guards.h"
+#include "kr/persistence/content/internal/definition_follower.h"
+#include "kr/persistence/content/internal/kept_content.h"
+
+namespace KrPersistence::detail {
+
+using Kr::KrSmartPtr;
+using KrSim::KrContentID;
+using KrSim::KrContentRegistry;
+using KrSim::KrExtension;
+using KrSim::KrObject;
+
+ContentBuilder::ContentBuilder(ContentRecords content, std::string fileName, Progress progress)
+    : _content(std::move(content)), _fileName(std::move(fileName)), _progress(std::move(progress)) {}
+
+ContentBuilder::~ContentBuilder() = default;
+
+// --- Extensions ----------------------------------------------------------------------------------------------------
+
+void ContentBuilder::build() {
+    for (auto& record : _content.roots) {
+        _roots.push_back(_build(*record));
+        record.reset();
+    }
+    _content.roots.clear();
+    for (const auto& [type, count] : _missingTypes) {
+        _problems.push_back("Unable to create " + type + ": " + std::to_string(count) +
+                            (count == 1 ? " extension keeps" : " extensions keep") + " the data");
+    }
+    if (_doubleCount > 1) {
+        _problems.push_back(std::to_string(_doubleCount - 1) + " more extensions have content IDs that are in use");
+    }
+}
+
+KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
+    auto extension = _make(record);
+    _made.push_back(extension);
+    // It is found by its ID once it has its fields.
+    KrContentRegistry::instance().unregisterExtension(extension.get());
+    _load(*extension, record);
+    _enter(*extension, record);
+    if (auto* object = asObject(extension.get())) _buildBelow(*object, record);
+    ++_extensionCount;
+    if (_progress) _progress(_extensionCount, _content.extensionCount);
+    return extension;
+}
+
+KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(const ExtensionRecord& record) {
+    if (record.isLost || record.key.completed().isNull()) return {};
+    const auto type = record.key.toString();
+    if (const auto missing = _missingTypes.find(type); missing != _missingTypes.end()) {
+        ++missing->second;
+        return {};
+    }
+    auto made = KrSim::KrExtensionFactory::create(record.key);
+    if (made && record.isObject && asObject(made.get()) == nullptr) made.reset();  // has nowhere to keep what is below
+    if (!made) _missingTypes.emplace(type, 1);
+    return made;
+}
+
+KrSmartPtr<KrExtension> ContentBuilder::_make(const ExtensionRecord& record) {
+    auto made = _makeByFactory(record);
+    if (!made) {
+        made = record.isObject ? KrSmartPtr<KrExtension>(Kr::makeSmart<KrObject>()) : Kr::makeSmart<KrExtension>();
+        if (record.isLost) made->_createUnknownImplementation();
+        made->_setCreationKey(record.key);
+    }
+    if (const auto* object = asObject(made.get())) {
+        // What the implementation puts into every new object comes with the content of this one.
+        for (const auto& below : object->_getExtensions())
+            const_cast<KrObject*>(object)->_removeExtension(below.get());
+    }
+    return made;
+}
+
+namespace {
+
+/// Fields that only wait for their implementation stay as fixed as they were.
+void keepDynamicMarks(const KrData::Container& group, const KrData::Container& saved) {
+    for (const auto* source : saved) {
+        const auto found = group.find(source->getID());
+        if (found == group.end()) continue;
+        (*found)->_setDynamic(source->isDynamic());
+        if (source->getDataType() != KrData::Types::kContainer || (*found)->getDataType() != source->getDataType()) {
+            continue;
+        }
+        keepDynamicMarks(static_cast<const KrData::Container&>(**found),
+                         static_cast<const KrData::Container&>(*source));
+    }
+}
+
+/// The saved fields as implementations know them: with a name and all three groups.
+void complete(KrData::Container& fields, const std::string& name) {
+    const Kr::KrID nameID("Name");
+    if (!fields[nameID].set<std::string>(name)) fields.add<std::string>(nameID, name);
+    for (const auto& [id, type] :
+         {std::pair(Kr::KrID("Inputs"), KrData::Types::kInput), std::pair(Kr::KrID("Outputs"), KrData::Types::kOutput),
+          std::pair(Kr::KrID("Parameters"), KrData::Types::kParameter)}) {
+        if (fields.find(id) == fields.end()) static_cast<void>(new KrData::Container(id, &fields, type));
+    }
+}
+
+/// What the groups and the name carry beside their content.
+void takeMarks(KrData::FieldBase& field, const KrData::FieldBase& saved) {
+    if (const auto* internal = saved._getInternalIfAny()) field._replaceInternal(internal);
+    if (!saved.getDescription().empty()) field.setDescription(saved.getDescription());
+}
+
+}  // namespace
+
+void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
+    if (!record.contentID.isEmpty()) extension._setContentID(record.contentID);
+    if (!record.name.empty()) extension.setName(record.name.c_str());
+    extension._setDataVersion(record.dataVersion);
+    extension._setVersions(std::move(record.versions));
+    extension._setExtensionData(std::move(record.data));
+    complete(record.fields, extension.getName());
+
+    // Not from what onLoading makes of them.
+    auto& fields = extension.getFieldsContainer();
+    takeMarks(fields.getNameField(), record.fields[fields.getNameField().getID()]);
+    for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()})
+        takeMarks(*group, record.fields[group->getID()]);
+
+    extension._loadImplementation(&record.fields);
+    if (!extension.hasImplementation()) {
+        for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
+            const auto& saved = record.fields[group->getID()];
+            if (saved.getDataType() != KrData::Types::kContainer) continue;
+            keepDynamicMarks(*group, static_cast<const KrData::Container&>(saved));
+        }
+    }
+    // A plain extension lacks nothing.
+    if (extension.getCreationKey() == KrSim::KrFactoryKey()) extension.removeError("Unable to create ", false);
+    if (record.isLost) extension.addError(KrObject::_describeLost(record.name), false);
+    record.fields.clear();
+}
+
+void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& record) {
+    const auto& id = extension.getContentID();
+    auto& registry = KrContentRegistry::instance();
+    if (const auto* other = registry.find(id); other != nullptr && _doubleCount++ == 0) {
+        _problems.push_back("'" + extension.getPath() + "' has the content ID " + id.toString() + " of '" +
+                            other->getPath() + "', which is there already; references find the first of them");
+    }
+    registry.registerExtension(&extension);
+    _byID.emplace(id.getRuntimeID(), &extension);
+    if (!record.references.empty()) KeptContent::of(extension).references = record.references;
+}
+
+void ContentBuilder::_buildBelow(KrObject& object, ExtensionRecord& record) {
+    _define(object, record);
+    std::uint64_t position = 0;
+    for (auto& child : record.children) {
+        const auto made = _build(*child);
+        position = child->position.value_or(position);
+        child.reset();
+        if (made->_isSimulatorModule()) {
+            throw std::runtime_error("'" + made->getName() + "' in '" + object.getPath() +
+                                     "' is a module; objects hold none");
+        }
+        if (made->getOwner() != nullptr) continue;  // a callback has found it another place
+        const bool isWelcome = object._isCompatible(made.get());
+        object._savePosition(made->getContentID(), position++);
+        object._addExtensionToList(made.get());
+        if (!isWelcome) made->addError("'" + object.getName() + "' does not take it any more", false);
+    }
+    record.children.clear();
+    if (auto* implementation = object.getObjectImplementation()) {
+        Kr::callGuarded(
+            kBuildHierarchy, [&] { return object.getName(); }, [&] { implementation->buildHierarchy(); });
+    }
+}
+
+void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
+    Kr::KrString<512> fileName;
+    if (!record.definition) {
+        if (fileName.assign(_fileName)) object._setDefinitionFileName(fileName);
+        return;
+    }
+    if (fileName.assign(record.definition->fileName)) object._setDefinitionFileName(fileName);
+    object._setDefinition(record.definition->contentID);
+    if (object.isInstance()) KeptContent::of(object).isAwaitingDefinition = true;
+}
+
+// --- What lies between them ------------------------------------------------------------------------------------------
+
+KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID::Identifier& id) const {
+    if (const auto found = _byID.find(id); found != _byID.end()) return KrSmartPtr<KrExtension>(found->second);
+    const auto held = KrSim::KrContentDirectory::_hold(id);
+    return KrSmartPtr<KrExtension>(held.first);
+}
+
+void ContentBuilder::followDefinitions() {
+    for (const auto& extension : _made) {
+        auto* object = asObject(extension.get());
+        if (object == nullptr || !object->isInstance()) continue;
+        // Of several with one ID the one in the same file is meant.
+        const auto found = _byID.find(object->getDefinitionReference().getContentID().getRuntimeID());
+        auto* definition = found != _byID.end() ? asObject(found->second) : nullptr;
+        if (definition != nullptr) object->_setDefinition(definition);
+    }
+    _setReferences();  // instances take over those of their definitions
+    detail::followDefinitions(_made.size(), _problems);
+}
+
+void ContentBuilder::_keep(ConnectionRecord record) {
+    auto keeper = _byID.find(record.sink);
+    if (keeper == _byID.end()) keeper = _byID.find(record.source);
+    auto* extension = keeper != _byID.end() ? keeper->second : !_roots.empty() ? _roots.front().get() : nullptr;
+    if (extension != nullptr) KeptContent::of(*extension).connections.push_back(std::move(record));
+}
+
+void ContentBuilder::connect() {
+    ConnectionRestorer restorer([this](const auto& id) { return _find(id); });
+    restorer.note(_made);
+    const auto keepers = KeptContent::getExtensions();
+    restorer.note(keepers);
+    for (const auto& extension : keepers) {
+        auto& kept = KeptContent::of(*extension);
+        // Code of implementations runs: what they do to the list must not be lost.
+        const auto waiting = std::exchange(kept.connections, {});
+        for (const auto& record : waiting) {
+            if (!restorer.restore(record)) KeptContent::of(*extension).connections.push_back(record);
+        }
+    }
+    std::size_t openCount = 0;
+    for (auto& record : std::exchange(_content.connections, {})) {
+        if (restorer.restore(record)) {
+            ++_connectionCount;
+            continue;
+        }
+        if (openCount++ == 0) {
+            _problems.push_back("Connection from " + record.source.toString() + "." + record.sourceField + " to " +
+                                record.sink.toString() + "." + record.sinkField + " is kept, but cannot be made now");
+        }
+        _keep(std::move(record));
+    }
+    if (openCount > 1) {
+        _problems.push_back(std::to_string(openCount - 1) + " more connections are kept that cannot be made now");
+    }
+}
+
+void ContentBuilder::release() {
+    _content = {};
+    _progress = {};
+    _roots.clear();
+    _made.clear();
+    _byID.clear();
+}
+
+namespace {
+
+/// Whether there is nothing left to do for the reference.
+bool setReference(const KrExtension& extension, const ExtensionReference& reference, KrExtension* target) {
+    auto* field = extension.findFieldFromPath(reference.fieldPath);
+    if (field == nullptr) return true;
+    if (reference.item == ExtensionReference::kNoItem) {
+        if (field->getDataType() != KrData::Types::kExtension || field->toExtension() != nullptr) return true;
+        return target != nullptr && field->set<KrExtension*>(target);
+    }
+    auto* items = KrData::Vector<KrExtension*>::from(*field);
+    if (items == nullptr || reference.item >= items->size() || items->getItem(reference.item) != nullptr) return true;
+    return target != nullptr && items->setItem(reference.item, target);
+}
+
+}  // namespace
+
+void ContentBuilder::_setReferences() {
+    for (const auto& extension : KeptContent::getExtensions()) {
+        const auto waiting = std::exchange(KeptContent::of(*extension).references, {});
+        for (const auto& reference : waiting) {
+            const auto target = _find(reference.extension.getRuntimeID());
+            if (setReference(*extension, reference, target.get())) continue;
+            KeptContent::of(*extension).references.push_back(reference);
+        }
+    }
+}
+
+void ContentBuilder::resolve() {
+    _setReferences();
+    for (const auto& extension : KeptContent::getExtensions()) {
+        KeptContent::dropIfEmpty(*extension);
+        const auto* kept = KeptContent::find(*extension);
+        if (kept == nullptr || _byID.count(extension->getContentID().getRuntimeID()) == 0) continue;
+        for (const auto& reference : kept->references) {
+            _problems.push_back("'" + extension->getPath() + "' refers to " + reference.extension.toString() +
+                                " in its field " + reference.fieldPath + ", which is not there");
+        }
+    }
+}
+
+}  // namespace KrPersistence::detail

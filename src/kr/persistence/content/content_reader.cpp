@@ -1,0 +1,112 @@
+#include "kr/persistence/content/internal/content_reader.h"
+
+#include <utility>
+
+#include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/content/factory_key_archive.h"
+#include "kr/persistence/content/internal/connection_list.h"
+#include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/fields/content_id_archive.h"
+#include "kr/persistence/fields/field_archive.h"
+#include "kr/persistence/files/serialize_filename.h"
+
+namespace KrPersistence::detail {
+
+namespace {
+
+class Reader {
+public:
+    explicit Reader(ArchiveReader& reader) : _reader(reader) {}
+
+    ContentRecords read() {
+        _readExtensions("Objects", _content.roots);
+        _content.connections = readConnections(_reader);
+        return std::move(_content);
+    }
+
+private:
+    using Records = std::vector<std::unique_ptr<ExtensionRecord>>;
+
+    void _readExtensions(std::string_view name, Records& records) {
+        _reader.sequence(name, [&](std::size_t) {
+            auto record = std::make_unique<ExtensionRecord>();
+            _reader.group("Extension", [&] { _readExtension(*record); });
+            records.push_back(std::move(record));
+            ++_content.extensionCount;
+        });
+    }
+
+    void _readExtension(ExtensionRecord& record) {
+        _reader.readIf("Name", record.name);
+        _reader.readIf("IsObject", record.isObject);
+        _reader.readIf("IsLost", record.isLost);
+        record.key = readFactoryKey(_reader, "Type");
+        record.contentID = readContentID(_reader, "ContentID");
+        int version = -1;
+        if (_reader.readIf("DataVersion", version)) record.dataVersion = version;
+        _readVersions(record);
+        unsigned long long position = 0;
+        if (_reader.readIf("Position", position)) record.position = position;
+        _readFields(record);
+        _reader.optional("Data", [&] { _reader.readBytes("Data", record.data); });
+        if (!record.isObject) return;
+        _readDefinition(record);
+        _reader.optional("Extensions", [&] { _readExtensions("Extensions", record.children); });
+    }
+
+    void _readVersions(ExtensionRecord& record) {
+        _reader.optional("Versions", [&] {
+            _reader.sequence("Versions", [&](std::size_t) {
+                _reader.group("Version", [&] {
+                    std::string key(_reader.readRepeated("Key"));
+                    int number = 0;
+                    _reader.read("Number", number);
+                    record.versions.insert_or_assign(std::move(key), number);
+                });
+            });
+        });
+    }
+
+    void _readFields(ExtensionRecord& record) {
+        _readField(kNameField, "Name", KrData::Types::kString, record);
+        for (const auto* group : {"Inputs", "Outputs", "Parameters"})
+            _readField(group, group, KrData::Types::kContainer, record);
+    }
+
+    void _readField(const char* name, const char* identifier, KrData::Types::DataTypeEnum type,
+                    ExtensionRecord& record) {
+        _reader.optional(name, [&] {
+            FieldReadContext context;
+            auto field = readField(_reader, name, context);
+            if (field->getDataType() != type || field->isFieldArray() || field->getID() != Kr::KrID(identifier)) {
+                _reader.fail("'" + std::string(name) + "' of '" + record.name + "' holds another field");
+            }
+            for (auto& reference : context.references) {
+                reference.fieldPath = std::string(name) + "." + reference.fieldPath;
+                record.references.push_back(std::move(reference));
+            }
+            if (record.fields._addField(field.get())) static_cast<void>(field.release());
+        });
+    }
+
+    void _readDefinition(ExtensionRecord& record) {
+        _reader.groupIf("Definition", [&] {
+            DefinitionRecord definition;
+            definition.contentID = readContentID(_reader, "ContentID");
+            _reader.optional("File", [&] { serializeFilename(_reader, definition.fileName, "File"); });
+            if (definition.fileName == kCurrentFileMarker) definition.fileName = _reader.getArchiveName();
+            record.definition = std::move(definition);
+        });
+    }
+
+    ArchiveReader& _reader;
+    ContentRecords _content;
+};
+
+}  // namespace
+
+ContentRecords readContent(ArchiveReader& reader) {
+    return Reader(reader).read();
+}
+
+}  // namespace KrPersistence::detail

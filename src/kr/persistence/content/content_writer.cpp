@@ -1,0 +1,165 @@
+#include <algorithm>
+#include <ios>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "kr/data/extension_field.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/archives/archive_object_scope.h"
+#include "kr/persistence/archives/archive_writer.h"
+#include "kr/persistence/content/factory_key_archive.h"
+#include "kr/persistence/content/internal/connection_list.h"
+#include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/content_guards.h"
+#include "kr/persistence/content/internal/content_writer.h"
+#include "kr/persistence/content/internal/kept_content.h"
+#include "kr/persistence/fields/content_id_archive.h"
+#include "kr/persistence/fields/field_archive.h"
+#include "kr/persistence/files/serialize_filename.h"
+
+namespace KrPersistence::detail {
+
+using KrSim::KrExtension;
+using KrSim::KrObject;
+
+namespace {
+
+/// What the implementation keeps beyond its fields; without one, what came with the extension.
+std::string getData(const KrExtension& extension) {
+    if (!extension.hasImplementation()) return extension._getExtensionData();
+    std::ostringstream stream(std::ios::out | std::ios::binary);
+    Kr::callGuarded(
+        kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); });
+    return std::move(stream).str();
+}
+
+/// A group is written when there is anything in it.
+bool hasContent(const KrData::Container& group) {
+    return !group.empty() || group._getInternalIfAny() != nullptr || !group.getDescription().empty();
+}
+
+/// The references kept for the fields of a group, by their paths in it.
+std::vector<ExtensionReference> getOpenReferences(const KrExtension& extension, const std::string& group) {
+    std::vector<ExtensionReference> open;
+    const auto* kept = KeptContent::find(extension);
+    if (kept == nullptr) return open;
+    for (const auto& reference : kept->references) {
+        if (reference.fieldPath.compare(0, group.size() + 1, group + ".") != 0) continue;
+        open.push_back(reference);
+        open.back().fieldPath.erase(0, group.size() + 1);
+    }
+    return open;
+}
+
+}  // namespace
+
+ContentWriter::ContentWriter(ArchiveWriter& writer, Progress progress)
+    : _writer(writer), _progress(std::move(progress)) {}
+
+void ContentWriter::_collect(const Roots& roots) {
+    _held = roots;
+    for (std::size_t i = 0; i < _held.size(); ++i) {
+        const auto* object = asObject(_held[i].get());
+        if (object == nullptr) continue;
+        auto below = object->_getExtensions();
+        std::move(below.begin(), below.end(), std::back_inserter(_held));
+    }
+    for (const auto& extension : _held)
+        _included.insert(extension.get());
+}
+
+void ContentWriter::write(const Roots& roots) {
+    _collect(roots);
+    std::uint64_t position = 0;
+    _writer.sequence("Objects", roots.size(), [&](std::size_t index) {
+        position = roots[index]->_getPosition();  // of no meaning to a root
+        _writeExtension(*roots[index], position);
+    });
+    std::vector<KrExtension*> all;
+    all.reserve(_held.size());
+    for (const auto& extension : _held)
+        all.push_back(extension.get());
+    writeConnections(_writer, collectConnections(all));
+}
+
+void ContentWriter::_writeExtension(KrExtension& extension, std::uint64_t& nextPosition) {
+    // The implementation may change its fields while it is asked.
+    const auto data = getData(extension);
+    const auto* object = asObject(&extension);
+    _writer.group("Extension", [&] {
+        const ArchiveObjectScope scope(_writer, &extension);
+        _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
+        _writer.writeIf(object != nullptr, "IsObject", true);
+        _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
+        writeFactoryKey(_writer, "Type", extension.getCreationKey());
+        writeContentID(_writer, "ContentID", extension.getContentID());
+        const auto version =
+            extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
+        _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
+        _writeVersions(extension);
+        const auto position = extension._getPosition();
+        _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
+        nextPosition = position + 1;
+        _writeFields(extension);
+        _writer.optional(!data.empty(), "Data", [&] { _writer.writeBytes("Data", data); });
+        if (object != nullptr) {
+            _writeDefinition(*object);
+            _writeExtensions(*object);
+        }
+    });
+    ++_done;
+    if (_progress) _progress(_done, std::max(_done, _held.size()));
+}
+
+void ContentWriter::_writeVersions(const KrExtension& extension) {
+    const auto& versions = extension.getVersions();
+    _writer.optional(!versions.empty(), "Versions", [&] {
+        auto each = versions.begin();
+        _writer.sequence("Versions", versions.size(), [&](std::size_t) {
+            _writer.group("Version", [&] {
+                _writer.writeRepeated("Key", each->first);
+                _writer.write("Number", static_cast<int>(each->second));
+            });
+            ++each;
+        });
+    });
+}
+
+void ContentWriter::_writeFields(const KrExtension& extension) {
+    const auto& fields = extension.getFieldsContainer();
+    const auto& name = fields.getNameField();
+    // Its value is written with the extension; here are the marks on it.
+    _writer.optional(name._getInternalIfAny() != nullptr, kNameField, [&] { writeField(_writer, kNameField, name); });
+    for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
+        const auto& text = group->getID().str();
+        const auto open = getOpenReferences(extension, text);
+        _writer.optional(hasContent(*group), text, [&] { writeField(_writer, text, *group, {.unresolved = open}); });
+    }
+}
+
+void ContentWriter::_writeDefinition(const KrObject& object) {
+    _writer.groupIf(object.isInstance(), "Definition", [&] {
+        writeContentID(_writer, "ContentID", object.getDefinitionReference().getContentID());
+        const auto* definition = object.getDefinition();
+        std::string file(object.getDefinitionFileName().view());
+        const bool isHere = (definition != nullptr && _included.count(definition) != 0) ||
+                            (!file.empty() && file == _writer.getArchiveName());
+        if (isHere) file = kCurrentFileMarker;
+        _writer.optional(!file.empty(), "File", [&] { serializeFilename(_writer, file, "File"); });
+    });
+}
+
+void ContentWriter::_writeExtensions(const KrObject& object) {
+    const auto extensions = object._getExtensions();
+    std::uint64_t position = 0;
+    _writer.optional(!extensions.empty(), "Extensions", [&] {
+        _writer.sequence("Extensions", extensions.size(),
+                         [&](std::size_t index) { _writeExtension(*extensions[index], position); });
+    });
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,106 @@
+#include "kr/persistence/content/internal/definition_follower.h"
+
+#include <unordered_map>
+#include <utility>
+
+#include "kr/extension/content_registry.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/content_guards.h"
+#include "kr/persistence/content/internal/kept_content.h"
+
+namespace KrPersistence::detail {
+
+using KrSim::KrObject;
+
+namespace {
+
+bool isAtOrBelow(const KrObject* object, const KrObject& above) {
+    while (object != nullptr && object != &above)
+        object = object->getOwner();
+    return object != nullptr;
+}
+
+std::string describeMissing(const KrObject& instance) {
+    const auto file = instance.getDefinitionFileName().str();
+    return "The definition " + instance.getDefinitionReference().getContentID().toString() +
+           (file.empty() ? "" : " of the file " + file) + " is not there; the content is as it was saved";
+}
+
+class Follower {
+public:
+    Follower(std::size_t growthLimit, std::vector<std::string>& problems)
+        : _mostContent(KrSim::KrContentRegistry::instance().getExtensionCount() + growthLimit), _problems(problems) {
+        for (auto& extension : KeptContent::getExtensions()) {
+            auto* object = asObject(extension.get());
+            if (object == nullptr || !KeptContent::of(*object).isAwaitingDefinition) continue;
+            for (const auto* above = object->getOwner(); above != nullptr; above = above->getOwner())
+                _inside[above].push_back(_waiting.size());
+            _waiting.push_back({std::move(extension), object});
+        }
+    }
+
+    void followAll() {
+        for (std::size_t i = 0; i < _waiting.size(); ++i)
+            _follow(i, 0);
+    }
+
+private:
+    // Definitions within definitions: far more than anybody builds, and few enough for the stack.
+    static constexpr int kDeepest = 256;
+
+    struct Waiting {
+        Kr::KrSmartPtr<KrSim::KrExtension> held;
+        KrObject* object;
+        bool isVisited{false};
+    };
+
+    void _follow(std::size_t index, int depth) {
+        if (std::exchange(_waiting[index].isVisited, true)) return;
+        auto& instance = *_waiting[index].object;
+        const auto* definition = instance.getDefinition();
+        if (definition != nullptr && depth < kDeepest) {
+            if (const auto inside = _inside.find(definition); inside != _inside.end()) {
+                for (const auto each : inside->second)
+                    _follow(each, depth + 1);
+            }
+        }
+        _followNow(instance);
+    }
+
+    void _followNow(KrObject& instance) {
+        const auto missing = describeMissing(instance);
+        const auto* definition = instance.getDefinition();
+        if (definition == nullptr) {
+            instance.addError(missing, false);
+            _problems.push_back("'" + instance.getPath() + "': " + missing);
+            return;
+        }
+        if (instance._isBusy()) return;  // with the next load
+        instance.removeError(missing, false);
+        auto& kept = KeptContent::of(instance);
+        kept.isAwaitingDefinition = false;
+        KeptContent::dropIfEmpty(instance);
+        if (isAtOrBelow(definition, instance) || isAtOrBelow(&instance, *definition)) {
+            _problems.push_back("'" + instance.getPath() + "' is an instance of what holds it, or of what it holds");
+        } else if (KrSim::KrContentRegistry::instance().getExtensionCount() > _mostContent) {
+            _problems.push_back("'" + instance.getPath() + "' stays as it was saved: instances of instances multiply");
+        } else {
+            Kr::callGuarded(
+                kSync, [&] { return instance.getName(); }, [&] { instance.sync(); });
+        }
+    }
+
+    std::size_t _mostContent;
+    std::vector<std::string>& _problems;
+    std::vector<Waiting> _waiting;
+    std::unordered_map<const KrObject*, std::vector<std::size_t>> _inside;
+};
+
+}  // namespace
+
+void followDefinitions(std::size_t loadedCount, std::vector<std::string>& problems) {
+    Follower(16 * loadedCount + 10'000, problems).followAll();
+}
+
+}  // namespace KrPersistence::detail

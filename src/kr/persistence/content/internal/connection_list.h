@@ -1,0 +1,22 @@
+#pragma once
+
+#include <vector>
+
+#include "kr/extension/fwd.h"
+#include "kr/persistence/content/internal/content_records.h"
+
+namespace KrPersistence {
+class ArchiveReader;
+class ArchiveWriter;
+}  // namespace KrPersistence
+
+namespace KrPersistence::detail {
+
+/// The connections that end at these extensions, and those that are kept for them because an end is missing. By their
+/// sources, so that the list is the same after each save; those of one source in the order in which they transfer.
+[[nodiscard]] std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExtension*>& extensions);
+
+void writeConnections(ArchiveWriter& writer, const std::vector<ConnectionRecord>& connections);
+[[nodiscard]] std::vector<ConnectionRecord> readConnections(ArchiveReader& reader);
+
+}  // namespace KrPersistence::detail

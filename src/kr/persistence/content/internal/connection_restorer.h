@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "kr/data/fwd.h"
+#include "kr/extension/fwd.h"
+#include "kr/persistence/content/internal/content_records.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrPersistence::detail {
+
+/// Makes connections again from what was saved of them. Nothing is transferred: the sinks have their saved values.
+class ConnectionRestorer {
+public:
+    /// Answers the extension with a runtime ID, or null.
+    using Find = std::function<Kr::KrSmartPtr<KrSim::KrExtension>(const KrSim::KrContentID::Identifier&)>;
+
+    explicit ConnectionRestorer(Find find);
+
+    /// Notes what these extensions have connected by themselves, so that it is not connected twice.
+    void note(const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& extensions);
+    /// Whether the connection is there afterwards. If not, its record is worth keeping.
+    bool restore(const ConnectionRecord& record);
+
+private:
+    struct Ends {
+        KrData::FieldBase* source;
+        KrData::FieldBase* sink;
+        [[nodiscard]] bool operator==(const Ends&) const = default;
+    };
+    struct Hash {
+        [[nodiscard]] std::size_t operator()(const Ends& ends) const noexcept;
+    };
+
+    void _note(KrData::FieldBase& field);
+    bool _connect(const Ends& ends, const ConnectionRecord& record);
+    static void _redirect(KrSim::KrExtension& extension, KrSim::KrExtension& other, const std::string& path,
+                          bool isSource, Ends& ends);
+
+    Find _find;
+    std::unordered_set<Ends, Hash> _connected;
+};
+
+}  // namespace KrPersistence::detail

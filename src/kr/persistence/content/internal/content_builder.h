@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kr/extension/fwd.h"
+#include "kr/persistence/content/internal/content_records.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrPersistence::detail {
+
+/// Makes content of what was read, in four steps. With several sections in one file each step is done for all of them
+/// before the next one, so that content may refer to content of any section.
+class ContentBuilder {
+public:
+    using Progress = std::function<void(std::size_t done, std::size_t total)>;
+    using Extensions = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
+
+    /// \param fileName  of the file that the content comes from; may be empty.
+    ContentBuilder(ContentRecords content, std::string fileName, Progress progress);
+    ~ContentBuilder();
+
+    /// Extensions and objects with their fields. Throws for what objects cannot hold.
+    void build();
+    /// Instances follow their definitions, which may have changed since.
+    void followDefinitions();
+    void connect();
+    /// References of fields, and what earlier loads could not put in place.
+    void resolve();
+    /// Lets go of all but the figures and problems: the content belongs to whoever asked for it.
+    void release();
+
+    [[nodiscard]] const Extensions& getRoots() const noexcept { return _roots; }
+    /// What is not as it was saved, for people.
+    [[nodiscard]] const std::vector<std::string>& getProblems() const noexcept { return _problems; }
+    [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _extensionCount; }
+    [[nodiscard]] std::size_t getConnectionCount() const noexcept { return _connectionCount; }
+
+private:
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _build(ExtensionRecord& record);
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _make(const ExtensionRecord& record);
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _makeByFactory(const ExtensionRecord& record);
+    void _load(KrSim::KrExtension& extension, ExtensionRecord& record);
+    void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
+    void _buildBelow(KrSim::KrObject& object, ExtensionRecord& record);
+    void _define(KrSim::KrObject& object, const ExtensionRecord& record);
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID::Identifier& id) const;
+    void _keep(ConnectionRecord record);
+    void _setReferences();
+
+    ContentRecords _content;
+    std::string _fileName;
+    Progress _progress;
+    Extensions _roots;
+    Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
+    std::unordered_map<KrSim::KrContentID::Identifier, KrSim::KrExtension*> _byID;
+    std::map<std::string, std::size_t> _missingTypes;  // asked for once, as each question may look for a plug-in
+    std::size_t _extensionCount{0};
+    std::size_t _connectionCount{0};
+    std::size_t _doubleCount{0};
+    std::vector<std::string> _problems;
+};
+
+}  // namespace KrPersistence::detail

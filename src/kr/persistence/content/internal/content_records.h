@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kr/content/content_id.h"
+#include "kr/data/container.h"
+#include "kr/extension/factory_key.h"
+#include "kr/extension/versioning_registry.h"
+#include "kr/persistence/fields/field_archive.h"
+
+// What was read of an object file, before anything is made of it: a broken file is refused with no plug-in involved.
+
+namespace KrPersistence::detail {
+
+/// A connection; its ends are named by runtime ID and field path.
+struct ConnectionRecord {
+    KrSim::KrContentID::Identifier source;
+    std::string sourceField;
+    KrSim::KrContentID::Identifier sink;
+    std::string sinkField;
+    bool isQueued{false};
+    bool isDisabled{false};
+    bool isUnordered{false};  ///< disabled, and does not order its extensions
+};
+
+struct DefinitionRecord {
+    KrSim::KrContentID contentID;
+    std::string fileName;
+};
+
+struct ExtensionRecord {
+    bool isObject{false};
+    bool isLost{false};
+    KrSim::KrFactoryKey key;
+    std::string name;
+    KrSim::KrContentID contentID;
+    std::int32_t dataVersion{-1};
+    KrSim::KrVersioningRegistry::Versions versions;
+    std::optional<std::uint64_t> position;  // where it is not right behind the one before
+    KrData::Container fields{Kr::KrID()};
+    std::vector<ExtensionReference> references;  // by their paths in the extension
+    std::string data;
+    std::optional<DefinitionRecord> definition;  // of instances
+    std::vector<std::unique_ptr<ExtensionRecord>> children;
+};
+
+struct ContentRecords {
+    std::vector<std::unique_ptr<ExtensionRecord>> roots;
+    std::vector<ConnectionRecord> connections;
+    std::size_t extensionCount{0};
+};
+
+}  // namespace KrPersistence::detail

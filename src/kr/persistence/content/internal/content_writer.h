@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <unordered_set>
+#include <vector>
+
+#include "kr/extension/fwd.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrPersistence {
+class ArchiveWriter;
+}  // namespace KrPersistence
+
+namespace KrPersistence::detail {
+
+/// Writes trees of extensions and the connections that end in them.
+class ContentWriter {
+public:
+    /// Hears how many of how many extensions are done; may be empty.
+    using Progress = std::function<void(std::size_t done, std::size_t total)>;
+    using Roots = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
+
+    ContentWriter(ArchiveWriter& writer, Progress progress);
+
+    void write(const Roots& roots);
+
+private:
+    void _collect(const Roots& roots);
+    void _writeExtension(KrSim::KrExtension& extension, std::uint64_t& nextPosition);
+    void _writeVersions(const KrSim::KrExtension& extension);
+    void _writeFields(const KrSim::KrExtension& extension);
+    void _writeDefinition(const KrSim::KrObject& object);
+    void _writeExtensions(const KrSim::KrObject& object);
+
+    ArchiveWriter& _writer;
+    Progress _progress;
+    Roots _held;  // all that is written: implementations may change the trees while they are asked for their data
+    std::unordered_set<const KrSim::KrExtension*> _included;
+    std::size_t _done{0};
+};
+
+}  // namespace KrPersistence::detail

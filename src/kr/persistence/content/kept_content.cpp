@@ -1,0 +1,74 @@
+#include "kr/persistence/content/internal/kept_content.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "kr/extension/extension.h"
+
+namespace KrPersistence::detail {
+
+namespace {
+
+struct Keepers {
+    std::mutex mutex;  // guards the others
+    std::map<std::uint64_t, const Kr::KrWeakPtr<KrSim::KrExtension>*> all;
+    std::uint64_t nextNumber{0};
+
+    static Keepers& instance() {
+        static auto& keepers = *new Keepers;
+        return keepers;
+    }
+};
+
+}  // namespace
+
+KeptContent::KeptContent(KrSim::KrExtension& extension) : _extension(&extension) {
+    auto& keepers = Keepers::instance();
+    const std::lock_guard lock(keepers.mutex);
+    _number = keepers.nextNumber++;
+    keepers.all.emplace(_number, &_extension);
+}
+
+KeptContent::~KeptContent() {
+    auto& keepers = Keepers::instance();
+    const std::lock_guard lock(keepers.mutex);
+    keepers.all.erase(_number);
+}
+
+KeptContent& KeptContent::of(KrSim::KrExtension& extension) {
+    auto* kept = static_cast<KeptContent*>(extension._getKeptContent());
+    if (kept == nullptr) {
+        auto made = std::make_unique<KeptContent>(extension);
+        kept = made.get();
+        extension._setKeptContent(std::move(made));
+    }
+    return *kept;
+}
+
+const KeptContent* KeptContent::find(const KrSim::KrExtension& extension) {
+    return static_cast<const KeptContent*>(extension._getKeptContent());
+}
+
+std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
+    auto& keepers = Keepers::instance();
+    std::vector<Kr::KrWeakPtr<KrSim::KrExtension>> copies;
+    {
+        const std::lock_guard lock(keepers.mutex);
+        for (const auto& [number, extension] : keepers.all)
+            copies.push_back(*extension);
+    }
+    std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> held;
+    for (const auto& copy : copies) {
+        if (auto extension = copy.lock()) held.push_back(std::move(extension));
+    }
+    return held;
+}
+
+void KeptContent::dropIfEmpty(KrSim::KrExtension& extension) {
+    const auto* kept = find(extension);
+    if (kept == nullptr || kept->isAwaitingDefinition) return;
+    if (kept->connections.empty() && kept->references.empty()) extension._setKeptContent(nullptr);
+}
+
+}  // namespace KrPersistence::detail

@@ -1,0 +1,58 @@
+#include "kr/persistence/content/object_file.h"
+
+#include <memory>
+#include <utility>
+
+#include "kr/persistence/content/object_section.h"
+
+namespace KrPersistence {
+
+KrSim::KrObject* LoadedObjects::getObject(std::size_t index) const {
+    return index < objects.size() ? dynamic_cast<KrSim::KrObject*>(objects[index].get()) : nullptr;
+}
+
+bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
+                 std::string& error, const KrFile::ProgressHandler& progress) {
+    auto section = std::make_unique<KrObjectSection>();
+    for (auto* object : objects)
+        section->addObject(object);
+    KrFile file;
+    file.setFileType(KrFile::eFileType::kObject);
+    file.setProgressHandler(progress);
+    file.addSection(section.release());
+    const bool isSaved = file.save(fileName, flags);
+    error = file.getLastError();
+    return isSaved;
+}
+
+bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags, std::string& error,
+                 const KrFile::ProgressHandler& progress) {
+    const std::vector<KrSim::KrExtension*> extensions(objects.begin(), objects.end());
+    return saveObjects(fileName, extensions, flags, error, progress);
+}
+
+std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
+                                         const KrFile::ProgressHandler& progress) {
+    KrFile file;
+    file.setProgressHandler(progress);
+    if (!file.load(fileName)) {
+        error = file.getLastError();
+        return std::nullopt;
+    }
+    std::optional<LoadedObjects> loaded;
+    for (auto* each : file.getSections()) {
+        const auto* section = dynamic_cast<const KrObjectSection*>(each);
+        if (section == nullptr) continue;
+        if (!loaded) loaded.emplace();
+        const auto& objects = section->getObjects();
+        loaded->objects.insert(loaded->objects.end(), objects.begin(), objects.end());
+        loaded->extensionCount += section->getLoadedExtensionCount();
+        loaded->connectionCount += section->getLoadedConnectionCount();
+        const auto problems = section->getProblems();
+        loaded->problems.insert(loaded->problems.end(), problems.begin(), problems.end());
+    }
+    error = loaded ? std::string() : "'" + fileName + "' holds no objects";
+    return loaded;
+}
+
+}  // namespace KrPersistence

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "kr/extension/extension.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/files/file.h"
+#include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrPersistence {
+
+/// Content that was loaded from a file.
+struct KR_API LoadedObjects {
+    std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> objects;  ///< without owners, in the order of the file
+    std::size_t extensionCount{0};                            ///< the objects and all below them
+    std::size_t connectionCount{0};                           ///< that were made
+    /// What is not as it was saved, for people; nothing of it is lost, see docs/object-files.md.
+    std::vector<std::string> problems;
+
+    /// The objects as what they are; null for extensions that are none.
+    [[nodiscard]] KrSim::KrObject* getObject(std::size_t index) const;
+};
+
+/// Saves objects and extensions, with all below them and the connections that end there.
+///
+///     KrSim::KrExtension* const objects[] = {car.get(), road.get()};
+///     std::string error;
+///     if (!KrPersistence::saveObjects("town.kro", objects, KrPersistence::KrFile::kXml, error)) report(error);
+///
+/// \param flags     KrFile::kXml, KrFile::kJson, or 0 for binary.
+/// \param error     why it failed; the file on disk is as it was then.
+/// \param progress  hears how many of how many extensions are written; may be empty.
+/// Thread: that of the content. Never throws.
+KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
+                        std::string& error, const KrFile::ProgressHandler& progress = {});
+KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags,
+                        std::string& error, const KrFile::ProgressHandler& progress = {});
+
+/// Loads what saveObjects wrote, of any kind of archive. Types are made by the factory, which loads their plug-ins; an
+/// extension whose type cannot be made keeps its data and has an error that says so.
+/// Nothing when the file cannot be read, or holds no objects; nothing of it is left then, and `error` says why.
+/// Thread: that of the content. Never throws.
+[[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
+                                                              const KrFile::ProgressHandler& progress = {});
+
+}  // namespace KrPersistence

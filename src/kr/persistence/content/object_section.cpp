@@ -1,0 +1,80 @@
+#include "kr/persistence/content/object_section.h"
+
+#include <algorithm>
+
+#include "kr/extension/extension.h"
+#include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/content/internal/content_builder.h"
+#include "kr/persistence/content/internal/content_reader.h"
+#include "kr/persistence/content/internal/content_writer.h"
+#include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/files/file.h"
+
+KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 1)
+KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrObjectSection)
+
+namespace KrPersistence {
+
+namespace {
+
+/// The steps of loading; each is done for all sections of a file before the next one.
+enum Step : int { kBuild = 100, kFollowDefinitions = 200, kConnect = 300, kResolve = 400 };
+
+/// Tells a file of every hundredth step, and of the last one.
+auto makeProgress(const KrFile* file) {
+    return [file](std::size_t done, std::size_t total) {
+        if (file != nullptr && (done % 100 == 0 || done == total)) file->_reportProgress(done, total);
+    };
+}
+
+}  // namespace
+
+KrObjectSection::KrObjectSection() = default;
+KrObjectSection::~KrObjectSection() = default;
+
+void KrObjectSection::addObject(KrSim::KrExtension* object) {
+    const auto isSame = [object](const auto& each) { return each.get() == object; };
+    if (object == nullptr || std::any_of(_objects.begin(), _objects.end(), isSame)) return;
+    _objects.emplace_back(object);
+}
+
+std::size_t KrObjectSection::getLoadedExtensionCount() const noexcept {
+    return _builder ? _builder->getExtensionCount() : 0;
+}
+
+std::size_t KrObjectSection::getLoadedConnectionCount() const noexcept {
+    return _builder ? _builder->getConnectionCount() : 0;
+}
+
+std::vector<std::string> KrObjectSection::getProblems() const {
+    return _builder ? _builder->getProblems() : std::vector<std::string>();
+}
+
+void KrObjectSection::declareReferencableObjects(KrFile* file) {
+    for (const auto& object : _objects)
+        file->registerReferencableObject(object.get());
+}
+
+void KrObjectSection::_write(ArchiveWriter& writer) const {
+    detail::ContentWriter(writer, makeProgress(getOwner())).write(_objects);
+}
+
+void KrObjectSection::_read(ArchiveReader& reader, unsigned int) {
+    auto* file = getOwner();
+    if (file == nullptr) reader.fail("a section of objects without a file");
+    _objects.clear();
+    _builder = std::make_unique<detail::ContentBuilder>(detail::readContent(reader), reader.getArchiveName(),
+                                                        makeProgress(file));
+    file->addCallback(kBuild, [this] {
+        _builder->build();
+        _objects = _builder->getRoots();
+    });
+    file->addCallback(kFollowDefinitions, [this] { _builder->followDefinitions(); });
+    file->addCallback(kConnect, [this] { _builder->connect(); });
+    file->addCallback(kResolve, [this] {
+        _builder->resolve();
+        _builder->release();
+    });
+}
+
+}  // namespace KrPersistence

@@ -1,0 +1,277 @@
+#include "kr/persistence/content/object_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "kr/data/proxy.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/versioning_registry.h"
+#include "tests/persistence/content/garage.h"
+#include "tests/support/temporary_folder.h"
+
+namespace object_file_test {
+
+using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
+using KrData::Types;
+using test_support::LogCapture;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// "Name=mass/revolutions" of every extension, what is below an object in parentheses.
+std::string describe(const KrExtension& extension) {
+    auto text = extension.getName();
+    if (const auto* mass = extension.getParameter("Mass")) text += "=" + mass->toString();
+    if (const auto* motor = extension.getImplementationAs<Motor>()) text += "/" + std::to_string(motor->revolutions);
+    const auto* object = dynamic_cast<const KrObject*>(&extension);
+    if (object == nullptr) return text;
+    text += "(";
+    for (const auto& below : object->_getExtensions())
+        text += describe(*below) + (below == object->_getExtensions().back() ? "" : " ");
+    return text + ")";
+}
+
+KrSmartPtr<KrExtension> makeMotor(const char* name, std::uint64_t number, double mass, int revolutions) {
+    auto motor = make(kMotorType, name, number);
+    motorOf(motor).mass = mass;
+    motorOf(motor).revolutions = revolutions;
+    return motor;
+}
+
+/// A garage with two motors, one of them in an object of its own, and a plain extension with a field of its own.
+KrSmartPtr<KrObject> makeGarage() {
+    auto top = makeObject(kGarageType, "Top", 1);
+    top->remove(top->getExtension(0));
+    auto box = makeObject({}, "Box", 2);
+    const auto inner = makeMotor("Inner", 3, 2.5, 11);
+    const auto outer = makeMotor("Outer", 4, 3.5, 12);
+    const auto plain = make({}, "Plain", 5);
+    plain->addInput("Listening Port", Types::kInteger)->set(80);
+    plain->getInputContainer().setDescription("ports");
+    plain->getFieldsContainer().getNameField().setVisible(false);
+    auto* target = plain->addParameter("Target", Kr::KrID("Motor"));
+    target->set<KrExtension*>(inner.get());
+    box->add(inner.get());
+    top->add(plain.get());
+    top->add(box.get());
+    top->_savePosition(outer->getContentID(), 40);
+    top->add(outer.get());
+    Kr::KrConnectionFactory::connect(motorOf(inner).speed.getField(), motorOf(outer).pedal.getField());
+    Kr::KrConnectionFactory::connectQueued(motorOf(outer).speed.getField(), motorOf(inner).pedal.getField());
+    return top;
+}
+const char* const kGarageText = "Top(Plain Box(Inner=2.5/11) Outer=3.5/12)";
+
+class ObjectFiles : public testing::TestWithParam<int> {
+protected:
+    std::unique_ptr<TypeScope> _types = std::make_unique<TypeScope>();
+};
+
+TEST_P(ObjectFiles, ComeBackWholeAndSaveTheSameBytesAgain) {
+    const auto before = KrSim::KrContentRegistry::instance().getExtensionCount();
+    auto top = makeGarage();
+    const auto bytes = save({top}, GetParam());
+    EXPECT_TRUE(areSame(save({top}, GetParam()), bytes));
+    const KrContentID id = top->getContentID();
+    top.reset();
+    ASSERT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before);
+
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.error, "");
+    EXPECT_THAT(loaded.problems, IsEmpty());
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    const auto& again = static_cast<const KrObject&>(*loaded.objects[0]);
+    EXPECT_EQ(describe(again), kGarageText);
+    EXPECT_EQ(again.getContentID(), id);
+    EXPECT_EQ(again.getAllErrors(), "");
+    EXPECT_EQ(again.getImplementationAs<Garage>()->builtCount, 3) << "what the constructor puts in does not come twice";
+    const auto* plain = again.findExtensionByName("Plain", false);
+    EXPECT_EQ(plain->getInput("Listening Port")->toInteger(), 80);
+    auto* inner = again.findExtensionByName("Inner", true);
+    EXPECT_EQ(plain->getParameter("Target")->toExtension(), inner);
+    inner->getImplementationAs<Motor>()->speed = 9.0;
+    EXPECT_EQ(again.findExtensionByName("Outer", true)->getInput("Pedal")->toReal(), 9.0);
+    inner->getImplementationAs<Motor>()->speed = 0.0;
+    EXPECT_TRUE(areSame(save(loaded.objects, GetParam()), bytes));
+}
+
+TEST_P(ObjectFiles, KeepEverythingWhereAPluginIsMissing) {
+    auto top = makeGarage();
+    top->findExtensionByName("Inner", true)->_setVersions({{"Tyres", 2}});
+    const auto bytes = save({top}, GetParam());
+    top.reset();
+    _types.reset();
+    ASSERT_FALSE(KrSim::KrExtensionFactory::isValid(kMotorType));
+    std::string withoutPlugin;
+    {
+        const LogCapture log;
+        const auto loaded = load(bytes);
+        EXPECT_THAT(loaded.problems, ElementsAre(HasSubstr("1 extension keeps"), HasSubstr("2 extensions keep")));
+        EXPECT_EQ(log.lines().size(), 2U) << "each type is looked for once";
+        ASSERT_EQ(loaded.objects.size(), 1U);
+        const auto* object = loaded.objects[0].get();
+        EXPECT_EQ(object->getAllErrors().find("Top: Unable to create " + kGarageType.toString()), 0U);
+        withoutPlugin = save(loaded.objects, GetParam());
+    }
+    EXPECT_TRUE(areSame(withoutPlugin, bytes));
+    _types = std::make_unique<TypeScope>();
+    const auto loaded = load(withoutPlugin);
+    EXPECT_EQ(describe(*loaded.objects[0]), kGarageText);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ObjectFiles, testing::Values(0), [](const auto& each) {
+    return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
+});
+
+class Content : public testing::Test {
+protected:
+    TypeScope _types;
+};
+
+TEST_F(Content, IsUpgradedByItsImplementation) {
+    KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
+    std::string bytes;
+    {
+        const auto motor = makeMotor("Old", 1, 4.0, 1);
+        motor->addParameter("Weight", Types::kDouble)->set(12.0);
+        motor->_setVersions({});
+        bytes = save({motor});
+    }
+    KrSim::KrVersioningRegistry::registerUpgrade(kMotorType, "Motor", 0, [](KrData::Container& saved) {
+        auto& parameters = static_cast<KrData::Container&>(saved["Parameters"]);
+        parameters["Mass"].copyValue(parameters["Weight"]);
+        parameters.removeField("Weight");
+    });
+    const auto loaded = load(bytes);
+    KrSim::KrVersioningRegistry::unregisterType(kMotorType);
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_EQ(describe(*loaded.objects[0]), "Old=12/1");
+    EXPECT_EQ(loaded.objects[0]->getParameter("Weight"), nullptr);
+    EXPECT_EQ(motorOf(loaded.objects[0]).loadedVersion, Motor::kVersion);
+}
+
+TEST_F(Content, SurvivesImplementationsThatThrow) {
+    auto top = makeGarage();
+    const auto whole = save({top});
+    {
+        const LogCapture log;
+        Motor::isFailing = true;
+        EXPECT_TRUE(areSame(save({top}), whole)) << "what was written before the exception counts";
+        EXPECT_THAT(log.lines(), testing::Contains("3 IExtension: 'Inner' fatal error onSaving() [no oil]\n"));
+    }
+    top.reset();
+    const LogCapture log;
+    const auto loaded = load(whole);
+    Motor::isFailing = false;
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_EQ(describe(*loaded.objects[0]), kGarageText);
+    EXPECT_THAT(log.lines(), testing::IsSupersetOf({"3 KrExtension: fatal error in 'Inner' onLoading() [no oil]\n",
+                                                    "3 KrExtension: fatal error in 'Inner' onLoaded() [no oil]\n",
+                                                    "3 KrObject: fatal error in 'Top' buildHierarchy() [no oil]\n"}));
+}
+
+TEST_F(Content, ThatIsThereAlreadyComesASecondTimeWithAWarning) {
+    const auto top = makeGarage();
+    const auto loaded = load(save({top}));
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_THAT(loaded.problems,
+                ElementsAre(HasSubstr("'Top' has the content ID 0000000000000007-0000000000000001 of 'Top'"),
+                            "4 more extensions have content IDs that are in use"));
+    EXPECT_EQ(describe(*loaded.objects[0]), kGarageText);
+    // Within one file references mean the content of that file.
+    const auto& again = static_cast<const KrObject&>(*loaded.objects[0]);
+    EXPECT_EQ(again.findExtensionByName("Plain", false)->getParameter("Target")->toExtension(),
+              again.findExtensionByName("Inner", true));
+    EXPECT_EQ(KrSim::KrContentRegistry::instance().find(top->getContentID()), top.get());
+}
+
+TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
+    const test_support::TemporaryFolder folder;
+    const auto path = (folder / "top.kro").string();
+    std::string error;
+    std::vector<std::string> steps;
+    const auto note = [&](std::size_t done, std::size_t total) {
+        steps.push_back(std::to_string(done) + "/" + std::to_string(total));
+    };
+    const auto top = makeGarage();
+    KrObject* const objects[] = {top.get()};
+    ASSERT_TRUE(KrPersistence::saveObjects(path, objects, 0, error, note)) << error;
+    const auto loaded = KrPersistence::loadObjects(path, error, note);
+    ASSERT_TRUE(loaded) << error;
+    EXPECT_THAT(steps, ElementsAre("5/5", "5/5"));
+    EXPECT_EQ(loaded->extensionCount, 5U);
+    EXPECT_EQ(loaded->connectionCount, 2U);
+    EXPECT_EQ(loaded->getObject(0)->getDefinitionFileName().str(), path);
+
+    KrFile empty;
+    ASSERT_TRUE(empty.save(path));
+    EXPECT_FALSE(KrPersistence::loadObjects(path, error));
+    EXPECT_EQ(error, "'" + path + "' holds no objects");
+    EXPECT_FALSE(KrPersistence::loadObjects((folder / "none.kro").string(), error));
+    EXPECT_THAT(error, HasSubstr("cannot open"));
+}
+
+// --- Instances -----------------------------------------------------------------------------------------------------
+
+class SavedInstances : public Content {
+protected:
+    SavedInstances() {
+        _definition = makeGarage();
+        _instance = _definition->instantiate(KrContentID::createFromWords(8, 8));
+        auto* mass = _instance->findExtensionByName("Inner", true)->getParameter("Mass");
+        mass->set(99.0);
+        KrObject::setInstanceData(*mass);
+    }
+
+    KrSmartPtr<KrObject> _definition;
+    KrSmartPtr<KrObject> _instance;
+};
+
+TEST_F(SavedInstances, FollowADefinitionThatHasChanged) {
+    const auto bytes = save({_instance});
+    const auto both = save({_definition, _instance});
+    _instance.reset();
+    _definition->findExtensionByName("Outer", false)->getParameter("Mass")->set(77.0);
+    _definition->add(makeMotor("New", 20, 5.0, 0).get());
+    auto loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_EQ(describe(*loaded.objects[0]), "Top(Plain Box(Inner=99/11) Outer=77/12 New=5/0)");
+    EXPECT_EQ(static_cast<KrObject&>(*loaded.objects[0]).getDefinition(), _definition.get());
+
+    _definition.reset();
+    loaded = load(both);
+    ASSERT_EQ(loaded.objects.size(), 2U);
+    EXPECT_EQ(describe(*loaded.objects[1]), "Top(Plain Box(Inner=99/11) Outer=3.5/12)");
+    EXPECT_TRUE(areSame(save(loaded.objects), both));
+}
+
+TEST_F(SavedInstances, StayWholeWithoutTheirDefinitionAndFollowItWhenItComes) {
+    const auto bytes = save({_instance});
+    const auto definition = save({_definition});
+    _instance.reset();
+    _definition.reset();
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_EQ(describe(*loaded.objects[0]), "Top(Plain Box(Inner=99/11) Outer=3.5/12)");
+    EXPECT_THAT(loaded.objects[0]->getAllErrors(), HasSubstr("is not there; the content is as it was saved"));
+    EXPECT_TRUE(areSame(save(loaded.objects), bytes));
+    const auto found = load(definition);
+    EXPECT_EQ(static_cast<KrObject&>(*loaded.objects[0]).getDefinition(), found.objects[0].get());
+    EXPECT_EQ(loaded.objects[0]->getAllErrors(), "");
+}
+
+TEST_F(SavedInstances, KeepValuesOfExtensionsThatTheDefinitionHasLost) {
+    const KrSmartPtr<KrExtension> box(_definition->findExtensionByName("Box", false));
+    _definition->remove(box.get());
+    ASSERT_TRUE(_instance->sync());
+    const auto errors = _instance->getAllErrors();
+    EXPECT_THAT(errors, HasSubstr("has no 'Inner' any more"));
+    const auto bytes = save({_instance});
+    _instance.reset();
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    EXPECT_EQ(loaded.objects[0]->getAllErrors(), errors);
+    EXPECT_TRUE(areSame(save(loaded.objects), bytes));
+}
+
+}  // namespace object_file_test
