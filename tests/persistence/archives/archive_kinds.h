@@ -20,9 +20,14 @@ struct Json {
     using In = KrPersistence::JsonInArchive;
     static constexpr char kName[] = "Json";
 };
+struct Xml {
+    using Out = KrPersistence::XmlOutArchive;
+    using In = KrPersistence::XmlInArchive;
+    static constexpr char kName[] = "Xml";
+};
 
-using All = testing::Types<Binary, Json>;
-using Named = testing::Types<Json>;
+using All = testing::Types<Binary, Json, Xml>;
+using Named = testing::Types<Json, Xml>;
 
 struct Names {
     template <class Kind>

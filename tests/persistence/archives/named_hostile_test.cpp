@@ -9,6 +9,7 @@
 namespace named_hostile_test {
 
 using archive_kinds::Json;
+using archive_kinds::Xml;
 using KrPersistence::ArchiveReader;
 
 /// The text of the exception; no object may be left.
@@ -161,6 +162,13 @@ void expectFault(const Fault& fault) {
     EXPECT_NE(failure.find(fault.text), std::string::npos) << failure;
 }
 
+std::string repeated(const char* text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
 class JsonFault : public testing::TestWithParam<Fault> {};
 
 TEST_P(JsonFault, IsNamedWithItsPlace) {
@@ -177,14 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"Zero", std::string("{\"Top\": {}}\0", 12), "something stands behind the document"},
         Fault{"Line", "{\n\"Top\":\n{,}}", "line 3"},
         Fault{"Deep", "{\"Top\":" + std::string(1'000'000, '['), "too deep"},
-        Fault{"DeepObjects",
-              [] {
-                  std::string text;
-                  for (int i = 0; i < 100'000; ++i)
-                      text += "{\"a\":";
-                  return text;
-              }(),
-              "too deep"},
+        Fault{"DeepObjects", repeated("{\"a\":", 100'000), "too deep"},
         Fault{"IntOfText", R"({"Top": {"Int": "1"}})", "Top/Int is no integer of the type: '1'"},
         Fault{"IntOfReal", R"({"Top": {"Int": 1.0}})", "Top/Int is no integer of the type: '1.0'"},
         Fault{"IntTooLarge", R"({"Top": {"Int": 2147483648}})", "Top/Int is no integer"},
@@ -208,6 +209,56 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"Choice", R"({"Top": {"Rest": {"Tuple": [1, 2], "Block": [], "Bytes": "", "Choice": "?"}}})",
               "Top/Rest/Choice is none of the known choices: '?'"}),
     test_support::caseName);
+
+class XmlFault : public testing::TestWithParam<Fault> {};
+
+TEST_P(XmlFault, IsNamedWithItsPlace) {
+    expectFault<Xml>(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, XmlFault,
+    testing::Values(
+        Fault{"Empty", "", "XmlInArchive: no element found, line 1 of 'some file'"},
+        Fault{"OtherTop", "<File/>", "Top is missing"}, Fault{"TwoTops", "<Top/><Top/>", "junk after document element"},
+        Fault{"Behind", "<Top/>\nx", "line 2"}, Fault{"Zero", std::string("<Top/>\0", 7), "line 1"},
+        Fault{"Doctype", "<!DOCTYPE a [<!ENTITY b \"c\">]><Top><Text>&b;</Text></Top>", "a document type is declared"},
+        Fault{"Entity", "<Top><Text>&b;</Text></Top>", "undefined entity"},
+        Fault{"Deep", repeated("<a>", 1'000'000), "elements lie too deep"},
+        Fault{"TextBesideElements", "<Top>x<Int>1</Int></Top>", "a text stands beside elements"},
+        Fault{"ElementInValue", "<Top><Int>1<a/></Int></Top>", "a text stands beside elements"},
+        Fault{"Character", "<Top><Text>&#1;</Text></Top>", "invalid character number"},
+        Fault{"Int", "<Top><Int>1 2</Int></Top>", "Top/Int is no integer of the type: '1 2'"},
+        Fault{"IntEmpty", "<Top><Int/></Top>", "Top/Int is no integer"},
+        Fault{"Double", "<Top><Double>1,5</Double></Top>", "Top/Double is no number of the type: '1,5'"},
+        Fault{"DoubleTooLarge", "<Top><Double>1e309</Double></Top>", "Top/Double is no number"},
+        Fault{"Bool", "<Top><Bool>True</Bool></Top>", "Top/Bool is neither true nor false: 'True'"},
+        Fault{"TextOfGroup", "<Top><Text><a/></Text></Top>", "Top/Text is no text"},
+        Fault{"GroupOfText", "<Top><Group>x</Group></Top>", "Top/Group is no group"},
+        Fault{"NamedMember", "<Top><Value name=\"Group\"><Inner><Leaf/></Inner></Value></Top>",
+              "Top/Group/Inner/Leaf is no integer"},
+        Fault{"Item", "<Top><Items><a><Leaf>1</Leaf></a><a/></Items></Top>", "Top/Items[1]/Leaf is missing"},
+        Fault{"TupleLong", "<Top><Rest><Tuple>1 2 3</Tuple></Rest></Top>", "Top/Rest/Tuple has 3 numbers, not the 2"},
+        Fault{"Block", "<Top><Rest><Tuple>1 2</Tuple><Block>1 x</Block></Rest></Top>",
+              "Top/Rest/Block holds what is no number of the type: 'x'"},
+        Fault{"Base64", "<Top><Rest><Tuple>1 2</Tuple><Block/><Bytes>QR==</Bytes></Rest></Top>",
+              "Top/Rest/Bytes is no base64: 'QR=='"}),
+    test_support::caseName);
+
+TEST(XmlDocuments, OfOtherWritersAreRead) {
+    for (const char* document :
+         {"<!--Kr-->\n<Top><Int>5</Int></Top>",
+          "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?><Top><Int>5</Int></Top>",
+          "<!--Kr--><?xml version=\"1.0\"?><!-- a --><Top extra=\"1\">\r\n <Other/>\n <Value name=\"Int\"> 5 "
+          "</Value><?pi?></Top>\n",
+          "<Top><Int><![CDATA[5]]></Int></Top>"}) {
+        archive_kinds::read<Xml>(document, [&](ArchiveReader& reader) {
+            int number = 0;
+            reader.read("Int", number);
+            EXPECT_EQ(number, 5) << document;
+        });
+    }
+}
 
 // Objects, by what stands in the top value "shape".
 class JsonObjectFault : public testing::TestWithParam<Fault> {};

@@ -8,6 +8,8 @@
 #include "kr/persistence/archives/binary_out_archive.h"
 #include "kr/persistence/archives/json_in_archive.h"
 #include "kr/persistence/archives/json_out_archive.h"
+#include "kr/persistence/archives/xml_in_archive.h"
+#include "kr/persistence/archives/xml_out_archive.h"
 
 /// Gives a polymorphic class the name under which files keep it, so that archives find it behind pointers to its
 /// bases. At global scope in the header of the class; the name must stay the same for ever and be unlike all others.
