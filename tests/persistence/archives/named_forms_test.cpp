@@ -1,0 +1,198 @@
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+
+#include "tests/persistence/archives/archive_kinds.h"
+#include "tests/persistence/archives/shapes.h"
+#include "tests/support/temporary_folder.h"
+
+namespace named_forms_test {
+
+using archive_kinds::Json;
+using archive_kinds::Xml;
+using KrPersistence::ArchiveWriter;
+
+/// One of each.
+void writeAll(ArchiveWriter& writer) {
+    writer.write("Name", "a <b> \"c\"\n\x01\xFF");
+    writer.write("Listening Port", 80);
+    writer.write("IsOpen", true);
+    writer.write("Radius", 1.0);
+    writer.write("Largest", std::numeric_limits<double>::infinity());
+    writer.writeChoice("Mode", 1, "Editing");
+    writer.writeIf(false, "LeftOut", 1);
+    writer.writeTuple("Position", std::span<const double>(std::vector<double>{1, -0.5, 1e21}));
+    writer.writeBlock("Samples", std::span<const double>(std::vector<double>{0.1, -0.0}));
+    writer.writeBytes("Short", "ab");
+    writer.writeBytes("Long", std::string(60, 'a'));
+    writer.group("Nothing", [] {});
+    writer.sequence("Parts", 2, [&](std::size_t i) { writer.group("Part", [&] { writer.write("Number", int(i)); }); });
+    writer.sequence("Sizes", 2, [&](std::size_t i) { writer.write("Size", static_cast<int>(i)); });
+}
+
+TEST(NamedForms, AreAsDocumented) {
+    EXPECT_EQ(archive_kinds::written<Json>(writeAll), R"({
+ "Top": {
+  "Name": "a <b> \"c\"\n\u0001)"
+                                                      "\xEE\xBB\xBF"
+                                                      R"(",
+  "Listening Port": 80,
+  "IsOpen": true,
+  "Radius": 1.0,
+  "Largest": "Infinity",
+  "Mode": "Editing",
+  "Position": [1.0, -0.5, 1e+21],
+  "Samples": [
+   0.1,
+   -0.0
+  ],
+  "Short": "YWI=",
+  "Long": [
+   "YWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFh",
+   "YWFh"
+  ],
+  "Nothing": {},
+  "Parts": [
+   {
+    "Number": 0
+   },
+   {
+    "Number": 1
+   }
+  ],
+  "Sizes": [
+   0,
+   1
+  ]
+ }
+}
+)");
+    EXPECT_EQ(archive_kinds::written<Xml>(writeAll), R"(<Top>
+ <Name>a &lt;b&gt; "c"
+)"
+                                                     "\xEE\xB8\x81\xEE\xBB\xBF"
+                                                     R"(</Name>
+ <Value name="Listening Port">80</Value>
+ <IsOpen>true</IsOpen>
+ <Radius>1.0</Radius>
+ <Largest>Infinity</Largest>
+ <Mode>Editing</Mode>
+ <Position>1.0 -0.5 1e+21</Position>
+ <Samples>
+  0.1
+  -0.0
+ </Samples>
+ <Short>YWI=</Short>
+ <Long>
+  YWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFhYWFh
+  YWFh
+ </Long>
+ <Nothing/>
+ <Parts>
+  <Part>
+   <Number>0</Number>
+  </Part>
+  <Part>
+   <Number>1</Number>
+  </Part>
+ </Parts>
+ <Sizes>
+  <Size>0</Size>
+  <Size>1</Size>
+ </Sizes>
+</Top>
+)");
+}
+
+template <class Kind>
+std::string savedGroup() {
+    shapes::Group group;
+    group.name = "all";
+    group.members.push_back(std::make_unique<shapes::Circle>());
+    group.members.emplace_back();
+    group.linked = group.members[0].get();
+    const shapes::Shape* shape = &group;
+    std::ostringstream stream;
+    typename Kind::Out(stream, 0) << BOOST_SERIALIZATION_NVP(shape);
+    return stream.str();
+}
+
+TEST(NamedForms, OfObjectsAreAsDocumented) {
+    EXPECT_EQ(savedGroup<Json>(), R"({
+ "shape": {
+  "_class": "Group",
+  "_id": 0,
+  "Shape": {
+   "name": "all"
+  },
+  "members": [
+   {
+    "_class": "Circle",
+    "_version": 2,
+    "_id": 1,
+    "Shape": {
+     "name": ""
+    },
+    "radius": 1.0
+   },
+   {
+    "_null": true
+   }
+  ],
+  "linked": {
+   "_ref": 1
+  }
+ }
+}
+)");
+    EXPECT_EQ(savedGroup<Xml>(), R"(<shape class="Group" id="0">
+ <Shape>
+  <name>all</name>
+ </Shape>
+ <members>
+  <member class="Circle" version="2" id="1">
+   <Shape>
+    <name/>
+   </Shape>
+   <radius>1.0</radius>
+  </member>
+  <member null="true"/>
+ </members>
+ <linked ref="1"/>
+</shape>
+)");
+}
+
+/// Names and texts of all bytes, for readers that nobody of us wrote.
+void writeBytes(ArchiveWriter& writer) {
+    std::string all;
+    for (int i = 0; i < 256; ++i)
+        all += static_cast<char>(i);
+    for (int i = 0; i < 256; ++i) {
+        const std::string name = "name" + std::string(1, static_cast<char>(i)) + "\xEF\xBF\xBE";
+        writer.group(name, [&] {
+            writer.write("Text", all.substr(static_cast<std::size_t>(i)) + all);
+            writer.writeBytes("Bytes", all);
+        });
+    }
+    writeAll(writer);
+}
+
+void expectAccepted(const std::string& document, const std::string& program) {
+    const test_support::TemporaryFolder folder;
+    const std::string file = folder / "document";
+    std::ofstream(file, std::ios::binary) << document;
+    EXPECT_EQ(std::system(("python3 -c \"" + program + "\" " + file).c_str()), 0);
+}
+
+TEST(NamedForms, AreReadByOthers) {
+    expectAccepted(archive_kinds::written<Json>(writeBytes),
+                   "import json, sys; top = json.load(open(sys.argv[1], encoding='utf-8'))['Top'];"
+                   "assert len(top) == 269 and top['Position'] == [1, -0.5, 1e21], len(top)");
+    expectAccepted(archive_kinds::written<Xml>(writeBytes),
+                   "import sys, xml.dom.minidom as d; top = d.parse(sys.argv[1]).documentElement;"
+                   "elements = [e for e in top.childNodes if e.nodeType == 1];"
+                   "assert len(elements) == 269 and elements[257].getAttribute('name') == 'Listening Port'");
+}
+
+}  // namespace named_forms_test
