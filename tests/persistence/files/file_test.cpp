@@ -1,32 +1,366 @@
+#include "kr/persistence/files/file.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <sstream>
 
+#include "kr/persistence/files/file_object_numbers.h"
+#include "kr/persistence/files/magic_tag.h"
+#include "kr/platform/smart_ptr.h"
+#include "kr/platform/version.h"
 #include "tests/persistence/files/notes.h"
+#include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temporary_folder.h"
 
 namespace file_test {
 
 using KrPersistence::KrFile;
+using KrPersistence::KrFileSection;
 using notes::Notes;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+using Type = KrFile::eFileType;
 
-TEST(File, BringsSectionsBackInTheirOrder) {
-    const test_support::TemporaryFolder folder;
-    const std::string path = folder / "a.kr";
+constexpr int kFormats[] = {0};
+
+/// Has a listener for its scope.
+struct Listening {
+    explicit Listening(Notes::Listener listener) { Notes::listener() = std::move(listener); }
+    ~Listening() { Notes::listener() = {}; }
+};
+
+std::string saved(KrFile& file, int flags = 0) {
+    std::ostringstream stream;
+    EXPECT_TRUE(file.save(stream, "", flags)) << file.getLastError();
+    return stream.str();
+}
+
+std::string saved(int flags = 0) {
     KrFile file;
-    file.setName("Document");
-    file.setDescription("what it is");
     file.addSection(new Notes("one"));
     file.addSection(new Notes("two"));
-    ASSERT_TRUE(file.save(path)) << file.getLastError();
+    return saved(file, flags);
+}
+
+bool load(KrFile& file, const std::string& bytes) {
+    std::istringstream stream(bytes);
+    return file.load(stream, "shown.kr");
+}
+
+class FileOfEachKind : public testing::TestWithParam<int> {};
+
+TEST_P(FileOfEachKind, KeepsAllAndGivesTheSameBytesAgain) {
+    KrFile file;
+    file.setName("Document");
+    file.setDescription("what <it> is");
+    file.setFileType(Type::kObject);
+    auto* named = new Notes("one");
+    named->setName("First & only");
+    file.addSection(named);
+    file.addSection(new Notes("two"));
+    const std::string bytes = saved(file, GetParam());
+    EXPECT_EQ(saved(file, GetParam()), bytes);
 
     KrFile copy;
-    ASSERT_TRUE(copy.load(path)) << copy.getLastError();
-    ASSERT_EQ(copy.getSections().size(), 2U);
-    EXPECT_EQ(dynamic_cast<Notes&>(*copy.getSections()[1]).text, "two");
+    copy.addSection(new Notes("goes away"));
+    ASSERT_TRUE(load(copy, bytes)) << copy.getLastError();
     EXPECT_EQ(copy.getName(), "Document");
+    EXPECT_EQ(copy.getDescription(), "what <it> is");
+    EXPECT_EQ(copy.getProducerInformation(), "Orrery, version " KR_VERSION);
+    EXPECT_EQ(copy.getFileType(), Type::kObject);
+    EXPECT_EQ(copy.getCurrentFilename(), "shown.kr");
+    ASSERT_EQ(copy.getSections().size(), 2U);
+    const auto& first = dynamic_cast<Notes&>(*copy.getSections()[0]);
+    EXPECT_EQ(first.getName(), "First & only");
+    EXPECT_EQ(first.text, "one");
+    EXPECT_EQ(first.readVersion, 3U);
+    EXPECT_EQ(first.getOwner(), &copy);
+    EXPECT_EQ(dynamic_cast<Notes&>(*copy.getSections()[1]).text, "two");
+    EXPECT_EQ(saved(copy, GetParam()), bytes);
+}
+
+TEST_P(FileOfEachKind, IsWholeOrEmptyAndLeavesNoSectionBehind) {
+    const test_support::LogCapture log;
+    const std::string bytes = saved(GetParam());
+    const int living = Notes::living();
+    const auto check = [&](const std::string& damaged, const std::string& what) {
+        {
+            KrFile file;
+            if (!load(file, damaged)) {
+                EXPECT_FALSE(file.isValid()) << what;
+                EXPECT_THAT(file.getLastError(), testing::Not(IsEmpty())) << what;
+                EXPECT_EQ(Notes::living(), living) << what;
+            }
+        }
+        EXPECT_EQ(Notes::living(), living) << what;
+    };
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        check(bytes.substr(0, i), "cut at " + std::to_string(i));
+        for (const int mask : {1, 0x80, 0xff}) {
+            std::string damaged = bytes;
+            damaged[i] = static_cast<char>(damaged[i] ^ mask);
+            check(damaged, "damaged at " + std::to_string(i));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(File, FileOfEachKind, testing::ValuesIn(kFormats));
+
+// What goes wrong with the code of sections
+
+struct FaultCase {
+    const char* name;
+    const char* step;
+    std::function<void()> fault;
+    std::string saving, loading;  // the start of the last error; empty: goes well
+};
+
+void refuse() {
+    throw std::runtime_error("out of order");
+}
+const std::string kSaving = "KrPersistence: error out of order when saving.\n";
+const std::string kLoading = "KrPersistence: An error occurred while loading:\n\nout of order\n";
+
+class FaultySection : public testing::TestWithParam<FaultCase> {};
+
+TEST_P(FaultySection, EndsTheLoadOrSaveWithAText) {
+    const test_support::LogCapture log;
+    const std::string bytes = saved();
+    const int living = Notes::living();
+    // The second section has the fault, so that one is in place already.
+    const Listening listening([](const std::string& step, Notes& section) {
+        if (section.text == "two" && step == GetParam().step) GetParam().fault();
+    });
+    {
+        KrFile file;
+        file.addSection(new Notes("one"));
+        file.addSection(new Notes("two"));
+        std::ostringstream stream;
+        EXPECT_EQ(file.save(stream), GetParam().saving.empty());
+        EXPECT_EQ(file.getLastError(), GetParam().saving);
+        EXPECT_EQ(file.getSections().size(), 2U);
+        EXPECT_EQ(load(file, bytes), GetParam().loading.empty());
+        EXPECT_EQ(file.getLastError(), GetParam().loading);
+        EXPECT_EQ(file.isValid(), GetParam().loading.empty());
+        EXPECT_EQ(Notes::living(), living + (file.isValid() ? 2 : 0));
+        EXPECT_FALSE(KrPersistence::FileObjectNumbers::instance().isInUse());
+    }
+    std::vector<std::string> expected;
+    if (!GetParam().saving.empty()) expected.push_back("3 " + GetParam().saving);
+    if (!GetParam().loading.empty()) expected.push_back("3 " + GetParam().loading);
+    EXPECT_EQ(log.lines(), expected);
+    EXPECT_EQ(Notes::living(), living);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    File, FaultySection,
+    testing::Values(FaultCase{"None", "", refuse, "", ""}, FaultCase{"Prepare", "prepare", refuse, kSaving, ""},
+                    FaultCase{"Write", "write", refuse, kSaving, ""},
+                    FaultCase{"WriteForeign", "write", [] { throw 5; }, "KrPersistence: exception when saving.\n", ""},
+                    FaultCase{"Read", "read", refuse, "", kLoading},
+                    FaultCase{"PostLoad", "postLoad", refuse, "", kLoading},
+                    FaultCase{"PostLoadForeign", "postLoad", [] { throw 5; }, "",
+                              "KrPersistence: exception when loading\".\nshown.kr\"\n"}),
+    test_support::caseName);
+
+// What is refused before the body is read
+
+struct RefusalCase {
+    const char* name;
+    std::string tag;
+    std::string error;  // what it holds
+};
+
+class RefusedFile : public testing::TestWithParam<RefusalCase> {};
+
+TEST_P(RefusedFile, SaysWhy) {
+    const test_support::LogCapture log;
+    KrFile file;
+    file.setDescription("goes away");
+    const std::string body = saved().substr(27);
+    EXPECT_EQ(load(file, GetParam().tag + body), GetParam().error.empty());
+    EXPECT_THAT(file.getLastError(), GetParam().error);
+    EXPECT_THAT(file.getDescription(), IsEmpty());
+    const std::vector<std::string> refusal{"3 " + GetParam().error};
+    EXPECT_EQ(log.lines(), GetParam().error.empty() ? std::vector<std::string>() : refusal);
+}
+
+std::string tagOf(const std::string& version) {
+    return "<!--Kr" + version + "UB11000000000001-->";
+}
+std::string refusalOf(const std::string& version) {
+    return "File 'shown.kr' was saved using Orrery version " + version +
+           ", it cannot be used in the current version 2020.3";
+}
+const std::string kAdvice =
+    ". Please use a previous version of the Orrery Studio Editor to load and save your file before using it in the "
+    "current version.";
+const std::string kInvalidFormat = "KrPersistence: Cannot load shown.kr, invalid format.\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    File, RefusedFile,
+    testing::Values(
+        RefusalCase{"Now", tagOf("B3"), ""}, RefusalCase{"Oldest", tagOf("80"), ""},
+        RefusalCase{"Newer", tagOf("B4"), refusalOf("2020.4")},
+        RefusalCase{"NewerMajor", tagOf("C0"), refusalOf("2021.0")},
+        RefusalCase{"Development", tagOf("@0"), refusalOf("9999.0")},
+        RefusalCase{"Older", tagOf("7z"), refusalOf("2016.61") + kAdvice},
+        RefusalCase{"Six", tagOf("60"), refusalOf("6.0") + kAdvice},
+        RefusalCase{"LegacyBinary", "<!--OrreryBinaryFile0001-->", refusalOf("4.9") + kAdvice},
+        RefusalCase{
+            "NoRelease", tagOf("03"),
+            "File 'shown.kr' was saved with an unsupported version of Orrery (Version 0.3), it cannot be used in "
+            "the current version 2020.3"},
+        RefusalCase{"NoTag", "", kInvalidFormat},
+        RefusalCase{"UnknownFormat", "<!--KrB3UQ11000000000001-->", kInvalidFormat},
+        RefusalCase{
+            "Signed", "<!--KrB3OB11001000000001-->",
+            "KrPersistence: Cannot load shown.kr, its objects are signed, and this release cannot decipher them.\n"}),
+    test_support::caseName);
+
+TEST(File, NamesWhatItCannotOpen) {
+    const test_support::TemporaryFolder folder;
+    const test_support::LogCapture log;
+    const std::string missing = folder / "missing.kr";
+    const std::string nowhere = folder / "missing/a.kr";
+    KrFile file;
+    file.addSection(new Notes);
+    EXPECT_FALSE(file.save(""));
+    EXPECT_EQ(file.getLastError(), "KrFile: no filename was given for saving.\n");
+    EXPECT_TRUE(file.isValid());
+    EXPECT_FALSE(file.load(""));
+    EXPECT_EQ(file.getLastError(), "KrFile: no filename was given for loading.\n");
+    EXPECT_FALSE(file.isValid());
+    EXPECT_FALSE(file.load(missing));
+    EXPECT_EQ(file.getLastError(), "KrFile: cannot open " + missing + " for loading.\n");
+    EXPECT_FALSE(file.save(nowhere));
+    EXPECT_EQ(file.getLastError(), "KrFile: cannot create a temporary file to save " + nowhere + ".\n");
+    EXPECT_EQ(KrFile::GetFileType(missing), Type::kInvalid);
+    EXPECT_EQ(log.lines().back(), "3 KrFile::GetFileVersion() cannot open file '" + missing + "'.\n");
+    file.setCurrentFilename(missing);
+    EXPECT_EQ(file.getCurrentFilename(), nowhere);
+}
+
+TEST(File, IsNotReadBeyondItsSizeLimit) {
+    const test_support::LogCapture log;
+    const std::string bytes = saved();
+    KrFile file;
+    file.setSizeLimit(bytes.size());
+    EXPECT_TRUE(load(file, bytes));
+    file.setSizeLimit(bytes.size() - 1);
+    EXPECT_FALSE(load(file, bytes));
+    EXPECT_THAT(file.getLastError(), HasSubstr("and the limit is"));
+}
+
+TEST(File, KeepsClassVersionsInOneByteOnRequest) {
+    KrFile file;
+    ASSERT_TRUE(load(file, saved(16)));
+    EXPECT_EQ(dynamic_cast<Notes&>(*file.getSections()[0]).readVersion, 3U);
+    EXPECT_EQ(saved(16).size() + 21, saved().size());  // three classes
+}
+
+// Sections
+
+TEST(File, OwnsItsSections) {
+    const test_support::LogCapture log;
+    const int living = Notes::living();
+    auto* first = new Notes("one");
+    auto* second = new Notes("two");
+    {
+        KrFile file;
+        KrFile other;
+        EXPECT_FALSE(file.isValid());
+        file.addSection(nullptr);
+        file.addSection(first);
+        file.addSection(second);
+        file.addSection(first);
+        EXPECT_THAT(file.getSections(), ElementsAre(first, second));
+        other.addSection(first);
+        EXPECT_FALSE(other.contains(first));
+        EXPECT_THAT(log.lines(), ElementsAre("3 KrFile: section '' belongs to another file; remove it there first.\n"));
+        file.removeSection(first);
+        EXPECT_EQ(first->getOwner(), nullptr);
+        EXPECT_THAT(file.getSections(), ElementsAre(second));
+        other.addSection(first);
+        other.clear();
+        EXPECT_EQ(Notes::living(), living + 1);
+        const Kr::KrSmartPtr<KrFile> counted(new KrFile);
+        counted->addSection(new Notes);
+    }
+    EXPECT_EQ(Notes::living(), living);
+}
+
+TEST(File, TellsSectionsOfEachStepInOrder) {
+    std::vector<std::string> steps;
+    const Listening listening([&](const std::string& step, Notes& section) {
+        const KrFile* owner = section.getOwner();
+        steps.push_back(step + " " + section.text + " " + std::to_string(owner->getSections().size()));
+        if (step == "read")
+            section.getOwner()->addCallback(section.text == "one" ? 2 : 1,
+                                            [&] { steps.push_back("callback for " + section.text); });
+    });
+    KrFile file;
+    ASSERT_TRUE(load(file, saved()));
+    EXPECT_THAT(steps,
+                ElementsAre("prepare one 2", "prepare two 2", "write one 2", "write two 2", "read one 0", "read two 1",
+                            "callback for two", "callback for one", "postLoad one 1", "postLoad two 2"));
+    file.processCallbacks();  // there are none any more
+    EXPECT_EQ(steps.size(), 10U);
+    file.addCallback(0, {});
+    EXPECT_THROW(file.processCallbacks(), std::bad_function_call);
+}
+
+TEST(File, ForgetsReferencableObjectsThatDie) {
+    KrFile file;
+    ASSERT_TRUE(load(file, saved()));
+    ASSERT_EQ(file.getReferencableObjects().size(), 2U);
+    auto stranger = std::make_unique<Notes>();
+    file.registerReferencableObject(stranger.get());
+    file.registerReferencableObject(stranger.get());
+    file.registerReferencableObject(nullptr);
+    EXPECT_EQ(file.getReferencableObjects().size(), 3U);
+    stranger.reset();
+    EXPECT_THAT(file.getReferencableObjects(), ElementsAre(file.getSections()[0], file.getSections()[1]));
+    file.clearSections();
+    EXPECT_THAT(file.getReferencableObjects(), IsEmpty());
+}
+
+TEST(File, ReportsProgressThroughAHandlerThatMayThrow) {
+    const test_support::LogCapture log;
+    std::vector<std::string> heard;
+    KrFile file;
+    file.setProgressHandler([&](std::size_t done, std::size_t total) {
+        heard.push_back(std::to_string(done) + "/" + std::to_string(total));
+        refuse();
+    });
+    const Listening listening([](const std::string& step, Notes& section) {
+        if (step == "read") section.getOwner()->_reportProgress(3, 7);
+    });
+    EXPECT_TRUE(load(file, saved()));
+    EXPECT_THAT(heard, ElementsAre("3/7", "3/7"));
+    EXPECT_THAT(log.lines(), testing::Each("3 KrFile: fatal error in '' progress handler [out of order]\n"));
+}
+
+TEST(File, NumbersObjectsWhileItIsSaved) {
+    auto& numbers = KrPersistence::FileObjectNumbers::instance();
+    std::vector<std::uint32_t> heard;
+    const Listening listening([&](const std::string& step, Notes& section) {
+        if (step != "write") return;
+        EXPECT_TRUE(numbers.isInUse());
+        heard.push_back(numbers.getNumber(&section));
+        heard.push_back(numbers.getNumber(section.getOwner()));
+    });
+    KrFile file;
+    file.addSection(new Notes);
+    file.addSection(new Notes);
+    saved(file);
+    EXPECT_THAT(heard, ElementsAre(0U, 1U, 2U, 1U));
+    EXPECT_FALSE(numbers.contains(&file));
 }
 
 }  // namespace file_test

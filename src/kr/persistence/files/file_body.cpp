@@ -36,20 +36,19 @@ struct SectionList {
 private:
     template <class Archive>
     void _load(Archive& archive) {
-        sections.push_back(nullptr);  // the place first, so that an adopted section is always in the list
         KrFileSection* section = nullptr;
+        archive >> boost::serialization::make_nvp("Section", section);
+        if (section == nullptr) {
+            throw ArchiveError(boost::archive::archive_exception::input_stream_error,
+                               "section " + std::to_string(sections.size()) + " is not there");
+        }
+        sections.push_back(section);  // before the archive lets go of it
         try {
-            archive >> boost::serialization::make_nvp("Section", section);
-            if (section == nullptr) {
-                throw ArchiveError(boost::archive::archive_exception::input_stream_error,
-                                   "section " + std::to_string(sections.size() - 1) + " is not there");
-            }
             archive.adopt(section);
         } catch (...) {
             sections.pop_back();
             throw;
         }
-        sections.back() = section;
     }
 };
 

@@ -1,0 +1,199 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/files/internal/file_calls.h"
+#include "tests/persistence/files/notes.h"
+#include "tests/support/case_name.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temporary_folder.h"
+
+namespace safe_save_test {
+
+namespace fs = std::filesystem;
+using KrPersistence::KrFile;
+using notes::Notes;
+using testing::HasSubstr;
+
+void write(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+/// Empty when there is none.
+std::string read(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+/// Lets the n-th call of a name fail, once or from then on.
+class FailingCalls final : public KrPersistence::detail::FileCalls {
+public:
+    FailingCalls(std::string name, int first, bool isForEver)
+        : _name(std::move(name)), _first(first), _isForEver(isForEver) {
+        replace(this);
+    }
+    ~FailingCalls() override { replace(nullptr); }
+
+    int open(const char* path, int flags, unsigned int mode) override {
+        return fails((flags & O_CREAT) != 0 ? "open" : "openFolder") ? -1 : FileCalls::open(path, flags, mode);
+    }
+    ssize_t write(int file, const char* bytes, std::size_t count) override {
+        // What is written before the failure is half.
+        return fails("write") ? -1 : FileCalls::write(file, bytes, count / 2 + 1);
+    }
+    int fsync(int file) override { return fails("fsync") ? -1 : FileCalls::fsync(file); }
+    int close(int file) override {
+        const int result = FileCalls::close(file);
+        return fails("close") ? -1 : result;
+    }
+    int rename(const char* from, const char* to) override { return fails("rename") ? -1 : FileCalls::rename(from, to); }
+
+private:
+    bool fails(const std::string& name) {
+        if (name != _name || ++_count < _first || (_count > _first && !_isForEver)) return false;
+        errno = ENOSPC;
+        return true;
+    }
+
+    std::string _name;
+    int _first;
+    bool _isForEver;
+    int _count{0};
+};
+
+struct CallCase {
+    const char* name;
+    std::string call;
+    int failures;  // how many of these calls the target depends on; 20: or more
+    std::string error, errorOfNew;
+};
+
+class FailingCall : public testing::TestWithParam<CallCase> {};
+
+TEST_P(FailingCall, LeavesTheTargetAsItWas) {
+    const test_support::TemporaryFolder folder;
+    const std::string path = folder / "a.kr";
+    KrFile file;
+    file.addSection(new Notes(std::string(300'000, 'x')));
+    for (const bool hadTarget : {true, false}) {
+        for (const bool isForEver : {true, false}) {
+            int failures = 0;
+            for (int n = 1;; ++n) {
+                hadTarget ? write(path, "old") : void(fs::remove(path));
+                const test_support::LogCapture log;
+                const FailingCalls calls(GetParam().call, n, isForEver);
+                if (file.save(path)) break;
+                ++failures;
+                EXPECT_THAT(file.getLastError(), HasSubstr(hadTarget ? GetParam().error : GetParam().errorOfNew));
+                EXPECT_EQ(read(path), hadTarget ? "old" : "");
+                EXPECT_EQ(log.lines()[0], "3 " + file.getLastError());
+                EXPECT_FALSE(fs::exists(path + ".temp"));
+            }
+            EXPECT_EQ(std::min(failures, 20), GetParam().failures);
+            EXPECT_TRUE(file.save(path)) << file.getLastError();
+            EXPECT_TRUE(file.load(path)) << file.getLastError();
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SafeSave, FailingCall,
+    testing::Values(CallCase{"Open", "open", 1, "KrFile: cannot create a temporary file to save ",
+                             "KrFile: cannot create a temporary file to save "},
+                    CallCase{"Write", "write", 20, "a.kr.temp': No space left on device when saving.\n",
+                             "a.kr.temp': No space left on device when saving.\n"},
+                    CallCase{"Flush", "fsync", 1, "a.kr.\nNo space left", "KrFile: cannot save to "},
+                    CallCase{"Close", "close", 1, "KrFile: cannot save to ", "a.kr.\nNo space left"},
+                    CallCase{"Rename", "rename", 1, "KrFile: cannot overwrite existing ", "KrFile: cannot save to "}),
+    test_support::caseName);
+
+TEST(SafeSave, OnlyWarnsWhenTheFolderIsNotFlushed) {
+    const test_support::TemporaryFolder folder;
+    const std::string path = folder / "a.kr";
+    KrFile file;
+    for (const char* call : {"openFolder", "fsync"}) {
+        const test_support::LogCapture log;
+        const FailingCalls calls(call, call[0] == 'o' ? 1 : 2, false);
+        EXPECT_TRUE(file.save(path));
+        EXPECT_EQ(file.getLastError(), "");
+        EXPECT_THAT(log.lines(), testing::ElementsAre(
+                                     "3 KrFile: saved '" + path + "', but not its folder: No space left on device.\n",
+                                     "4 KrFile: saved '" + path + "'.\n"));
+    }
+}
+
+struct ObstacleCase {
+    const char* name;
+    std::function<void(const fs::path& target, const fs::path& temporary, const fs::path& bystander)> prepare;
+    std::string error;  // empty: it is saved
+};
+
+class Obstacle : public testing::TestWithParam<ObstacleCase> {};
+
+TEST_P(Obstacle, IsMovedOnlyIfItIsOurs) {
+    const test_support::TemporaryFolder folder;
+    const fs::path target = folder / "a.kr";
+    const fs::path bystander = folder / "bystander";
+    const test_support::LogCapture log;
+    write(bystander, "untouched");
+    GetParam().prepare(target, target.string() + ".temp", bystander);
+    KrFile file;
+    EXPECT_EQ(file.save(target), GetParam().error.empty());
+    EXPECT_THAT(file.getLastError(), testing::StartsWith(GetParam().error));
+    EXPECT_EQ(read(bystander), "untouched");
+    if (GetParam().error.empty()) {
+        EXPECT_FALSE(fs::exists(target.string() + ".temp"));
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(target)));
+        EXPECT_TRUE(file.load(target));
+    }
+}
+
+const std::string kNoTemporary = "KrFile: cannot create a temporary file to save ";
+
+INSTANTIATE_TEST_SUITE_P(
+    SafeSave, Obstacle,
+    testing::Values(
+        ObstacleCase{"LeftOver", [](auto&, auto& temporary, auto&) { write(temporary, std::string(999, 'x')); }, ""},
+        ObstacleCase{"Link", [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander, temporary); },
+                     kNoTemporary},
+        ObstacleCase{
+            "DanglingLink",
+            [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander.string() + "2", temporary); },
+            kNoTemporary},
+        ObstacleCase{"HardLink",
+                     [](auto&, auto& temporary, auto& bystander) { fs::create_hard_link(bystander, temporary); }, ""},
+        ObstacleCase{"Folder", [](auto&, auto& temporary, auto&) { fs::create_directory(temporary); }, kNoTemporary},
+        ObstacleCase{"TargetIsFolder", [](auto& target, auto&, auto&) { fs::create_directory(target); },
+                     "KrFile: cannot overwrite existing "},
+        ObstacleCase{"TargetIsLink",
+                     [](auto& target, auto&, auto& bystander) { fs::create_symlink(bystander, target); }, ""}),
+    test_support::caseName);
+
+TEST(SafeSave, KeepsThePermissionsOfTheTarget) {
+    const test_support::TemporaryFolder folder;
+    const fs::path path = folder / "a.kr";
+    write(path, "old");
+    fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    KrFile file;
+    ASSERT_TRUE(file.save(path));
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+}
+
+TEST(SafeSave, TellsOfAStreamThatTakesNoMore) {
+    const test_support::LogCapture log;
+    std::ofstream full("/dev/full", std::ios::binary);
+    KrFile file;
+    EXPECT_FALSE(file.save(full));
+    EXPECT_THAT(file.getLastError(), testing::StartsWith("KrPersistence: error "));
+}
+
+}  // namespace safe_save_test
