@@ -109,6 +109,34 @@ TEST_P(FileOfEachKind, IsWholeOrEmptyAndLeavesNoSectionBehind) {
     }
 }
 
+TEST(File, HasItsBytes) {
+    KrFile file;
+    file.setFileType(Type::kObject);
+    file.setDescription("Hello");
+    file.setName("Trip");
+    auto* section = new Notes("hi");
+    section->setName("Note");
+    file.addSection(section);
+    const std::string bytes = saved(file, 1);  // without the header of the archive
+    EXPECT_EQ(bytes.substr(0, 27), "<!--KrB3OB11000000000001-->");
+    std::string hex;
+    for (const char byte : bytes.substr(27)) {
+        hex += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4U];
+        hex += "0123456789abcdef"[static_cast<unsigned char>(byte) & 15U];
+    }
+    EXPECT_EQ(hex,
+              "01000000000000000000000000"  // 0x1b: file: tracked, version, number
+              "050000000000000048656c6c6f"  // 0x28: description
+              "18000000000000004f72726572792c2076657273696f6e20323032302e332e30"  // 0x35: producer
+              "000000000000000000"                                                // 0x55: base part: tracked, version
+              "040000000000000054726970"                                          // 0x5e: name
+              "0100000000000000"                                                  // 0x6a: number of sections
+              "020005000000000000004e6f746573"                                    // 0x72: class
+              "01030000000000000001000000"                                        // 0x81: tracked, version, number
+              "04000000000000004e6f7465"                                          // 0x8e: name of the section
+              "02000000000000006869");                                            // 0x9a: its text
+}
+
 INSTANTIATE_TEST_SUITE_P(File, FileOfEachKind, testing::ValuesIn(kFormats));
 
 // What goes wrong with the code of sections

@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "kr/persistence/archives/binary_in_archive.h"
+#include "kr/persistence/archives/binary_out_archive.h"
+#include "kr/persistence/files/serialize_filename.h"
+#include "tests/support/case_name.h"
+
+namespace filename_test {
+
+struct FilenameCase {
+    const char* name;
+    std::string path;         // before the save
+    std::string archiveName;  // of the save
+    std::string stored;
+    std::string movedName;  // of the archive on loading
+    std::string loaded;
+};
+
+class Filename : public testing::TestWithParam<FilenameCase> {};
+
+TEST_P(Filename, FollowsTheFile) {
+    using KrPersistence::serializeFilename;
+    std::stringstream stream;
+    std::string text = GetParam().path;
+    {
+        KrPersistence::BinaryOutArchive archive(stream, 1);
+        archive.setArchiveName(GetParam().archiveName);
+        serializeFilename(archive, text, "Mesh");
+    }
+    EXPECT_EQ(text, GetParam().path);
+    std::string stored;
+    KrPersistence::BinaryInArchive(stream, 1) >> stored;
+    EXPECT_EQ(stored, GetParam().stored);
+
+    stream.clear();
+    stream.seekg(0);
+    KrPersistence::BinaryInArchive archive(stream, 1);
+    archive.setArchiveName(GetParam().movedName);
+    serializeFilename(archive, text, "Mesh");
+    EXPECT_EQ(text, GetParam().loaded);
+}
+
+const std::string kHere = std::filesystem::current_path().string();
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, Filename,
+    testing::Values(
+        FilenameCase{"Beside", "/a/b/car.obj", "/a/b/car.kr", "car.obj", "/x/car.kr", "/x/car.obj"},
+        FilenameCase{"Above", "/a/c/car.obj", "/a/b/car.kr", "../c/car.obj", "/x/y/car.kr", "/x/c/car.obj"},
+        FilenameCase{"RelativeArchive", kHere + "/car.obj", "sub/car.kr", "../car.obj", "sub/car.kr",
+                     kHere + "/car.obj"},
+        FilenameCase{"AlreadyRelative", "c/car.obj", "/a/b/car.kr", "c/car.obj", "/x/car.kr", "/x/c/car.obj"},
+        FilenameCase{"NoArchiveName", "/a/car.obj", "", "/a/car.obj", "/x/car.kr", "/a/car.obj"},
+        FilenameCase{"NeverNamed", "car.obj", "", "car.obj", "", "car.obj"},
+        FilenameCase{"Nothing", "", "/a/b/car.kr", "", "/x/car.kr", ""},
+        FilenameCase{"ForeignAbsolute", "C:\\a\\car.obj", "/a/b/car.kr", "C:\\a\\car.obj", "/x/car.kr",
+                     "C:\\a\\car.obj"},
+        FilenameCase{"Marker", "*Current File*", "/a/b/car.kr", "*Current File*", "/x/car.kr", "*Current File*"}),
+    test_support::caseName);
+
+}  // namespace filename_test
