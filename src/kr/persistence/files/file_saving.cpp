@@ -1,6 +1,7 @@
 #include <exception>
 #include <filesystem>
 #include <ostream>
+#include <system_error>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
@@ -40,7 +41,8 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
     std::ostream stream(&file);
     if (!_saveTo(stream, archiveName.empty() ? target : archiveName, flags, &file)) return false;
 
-    const bool hadTarget = std::filesystem::exists(std::filesystem::symlink_status(target));
+    std::error_code ignored;
+    const bool hadTarget = std::filesystem::exists(std::filesystem::symlink_status(target, ignored));
     switch (file.commit()) {
         case detail::AtomicFile::eOutcome::kNotReplaced:
             if (hadTarget) {
