@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <utility>
 
 #include "kr/persistence/files/file_object_numbers.h"
@@ -109,12 +110,17 @@ void KrFile::processCallbacks() {
 }
 
 void KrFile::registerReferencableObject(Kr::KrBase* object) {
-    if (object == nullptr ||
-        std::find(_referencableObjects.begin(), _referencableObjects.end(), object) != _referencableObjects.end()) {
-        return;
-    }
+    if (object == nullptr || !_referencablePlaces.try_emplace(object, _referencableObjects.size()).second) return;
     _referencableObjects.push_back(object);
-    object->addSubscriber(this);
+    object->addSubscriber(Event::kDestroyed, this);
+}
+
+std::vector<Kr::KrBase*> KrFile::getReferencableObjects() const {
+    std::vector<Kr::KrBase*> living;
+    living.reserve(_referencablePlaces.size());
+    std::copy_if(_referencableObjects.begin(), _referencableObjects.end(), std::back_inserter(living),
+                 [](const Kr::KrBase* object) { return object != nullptr; });
+    return living;
 }
 
 void KrFile::prepareBeforeSaving(int flags) {
@@ -126,12 +132,18 @@ void KrFile::prepareBeforeSaving(int flags) {
 }
 
 void KrFile::onEvent(Event event, Kr::KrBase* object) {
-    if (event == Event::kDestroyed) std::erase(_referencableObjects, object);
+    if (event != Event::kDestroyed) return;
+    const auto place = _referencablePlaces.find(object);
+    if (place == _referencablePlaces.end()) return;
+    _referencableObjects[place->second] = nullptr;
+    _referencablePlaces.erase(place);
 }
 
 void KrFile::_forgetReferencableObjects() {
-    for (Kr::KrBase* object : std::exchange(_referencableObjects, {}))
+    for (Kr::KrBase* object : getReferencableObjects())
         object->removeSubscriber(this);
+    _referencablePlaces.clear();
+    _referencableObjects.clear();
 }
 
 void KrFile::_finish() noexcept {

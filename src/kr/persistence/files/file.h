@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "kr/core/base.h"
@@ -128,9 +129,8 @@ public:
     void processCallbacks();
     /// Adds an object that others may refer to; once, and until it dies. Null is ignored. The object is borrowed.
     void registerReferencableObject(Kr::KrBase* object);
-    [[nodiscard]] const std::vector<Kr::KrBase*>& getReferencableObjects() const noexcept {
-        return _referencableObjects;
-    }
+    /// Those that live, in the order of registration.
+    [[nodiscard]] std::vector<Kr::KrBase*> getReferencableObjects() const;
     /// First step of each save: sets the producer and has the sections register their referencable objects anew.
     void prepareBeforeSaving(int flags);
 
@@ -164,7 +164,8 @@ private:
     std::map<int, std::vector<Callback>> _callbacks;
     std::string _currentFilename;
     eFileType _fileType{eFileType::kUnknown};
-    std::vector<Kr::KrBase*> _referencableObjects;
+    std::vector<Kr::KrBase*> _referencableObjects;  // null where one has died
+    std::unordered_map<const Kr::KrBase*, std::size_t> _referencablePlaces;
     std::string _description;
     std::string _producerInformation;
     std::string _lastError;
