@@ -26,7 +26,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Type = KrFile::eFileType;
 
-constexpr int kFormats[] = {0};
+constexpr int kFormats[] = {0, KrFile::kJson};
 
 /// Has a listener for its scope.
 struct Listening {

@@ -2,10 +2,10 @@
 
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/base_object.hpp>
-#include <boost/serialization/collection_size_type.hpp>
 #include <memory>
-#include <utility>
+#include <string>
 
+#include "kr/persistence/archives/archive_sequence.h"
 #include "kr/persistence/files/export_file_section.h"
 #include "kr/persistence/files/magic_tag.h"
 
@@ -15,32 +15,20 @@ namespace KrPersistence {
 
 namespace {
 
-/// The sections as they stand in archives: their number, then a pointer to each.
-struct SectionList {
-    template <class Archive>
-    void serialize(Archive& archive, unsigned int /*version*/) {
-        namespace bs = boost::serialization;
-        bs::collection_size_type count(sections.size());
-        archive& bs::make_nvp("count", count);
-        if constexpr (Archive::is_loading::value) {
-            for (std::size_t i = 0; i < std::as_const(count); ++i)
-                _load(archive);
-        } else {
-            for (KrFileSection* section : sections)
-                archive << bs::make_nvp("Section", section);
-        }
-    }
+template <class Archive>
+void saveSections(Archive& archive, const std::vector<KrFileSection*>& sections) {
+    saveSequence(archive, "Sections", sections.size(),
+                 [&](std::size_t index) { archive << boost::serialization::make_nvp("Section", sections[index]); });
+}
 
-    std::vector<KrFileSection*>& sections;
-
-private:
-    template <class Archive>
-    void _load(Archive& archive) {
+template <class Archive>
+void loadSections(Archive& archive, std::vector<KrFileSection*>& sections) {
+    loadSequence(archive, "Sections", [&](std::size_t index) {
         KrFileSection* section = nullptr;
         archive >> boost::serialization::make_nvp("Section", section);
         if (section == nullptr) {
             throw ArchiveError(boost::archive::archive_exception::input_stream_error,
-                               "section " + std::to_string(sections.size()) + " is not there");
+                               "section " + std::to_string(index) + " is not there");
         }
         sections.push_back(section);  // before the archive lets go of it
         try {
@@ -49,17 +37,11 @@ private:
             sections.pop_back();
             throw;
         }
-    }
-};
+    });
+    archive.requireOwned();
+}
 
 }  // namespace
-
-}  // namespace KrPersistence
-
-BOOST_CLASS_IMPLEMENTATION(KrPersistence::SectionList, boost::serialization::object_serializable)
-BOOST_CLASS_TRACKING(KrPersistence::SectionList, boost::serialization::track_never)
-
-namespace KrPersistence {
 
 template <class Archive>
 void KrFile::serialize(Archive& archive, unsigned int /*version*/) {
@@ -68,12 +50,12 @@ void KrFile::serialize(Archive& archive, unsigned int /*version*/) {
     archive& bs::make_nvp("Description", _description);
     archive& bs::make_nvp("OrreryInformation", _producerInformation);
     archive& bs::make_nvp("Kr::KrBase", bs::base_object<Kr::KrBase>(*this));
-    SectionList list{_sections};
-    archive& bs::make_nvp("Sections", list);
     if constexpr (Archive::is_loading::value) {
-        archive.requireOwned();
+        loadSections(archive, _sections);
         for (KrFileSection* section : _sections)
             section->setOwner(this);
+    } else {
+        saveSections(archive, _sections);
     }
     processCallbacks();
     if constexpr (Archive::is_loading::value) _postLoad();
@@ -119,6 +101,9 @@ bool KrFile::_readBody(std::istream& stream, const KrMagicTag& tag, const std::s
         case KrMagicTag::eFileFormat::kBinary:
             _readBodyFrom<BinaryInArchive>(stream, archiveName, archiveFlags);
             return true;
+        case KrMagicTag::eFileFormat::kJson:
+            _readBodyFrom<JsonInArchive>(stream, archiveName, archiveFlags);
+            return true;
         default:
             return false;
     }
@@ -127,6 +112,9 @@ bool KrFile::_readBody(std::istream& stream, const KrMagicTag& tag, const std::s
 void KrFile::_writeBody(std::ostream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) const {
     const auto archiveFlags = static_cast<std::uint32_t>(flags);
     switch (tag.getFileFormat()) {
+        case KrMagicTag::eFileFormat::kJson:
+            _writeBodyTo<JsonOutArchive>(stream, archiveName, archiveFlags);
+            return;
         default:
             _writeBodyTo<BinaryOutArchive>(stream, archiveName, archiveFlags);
             return;
