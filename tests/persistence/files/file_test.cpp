@@ -26,7 +26,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using Type = KrFile::eFileType;
 
-constexpr int kFormats[] = {0, KrFile::kJson};
+constexpr int kFormats[] = {0, KrFile::kJson, KrFile::kXml | KrFile::kJson};
 
 /// Has a listener for its scope.
 struct Listening {
@@ -283,6 +283,17 @@ TEST(File, IsNotReadBeyondItsSizeLimit) {
     file.setSizeLimit(bytes.size() - 1);
     EXPECT_FALSE(load(file, bytes));
     EXPECT_THAT(file.getLastError(), HasSubstr("and the limit is"));
+}
+
+TEST(File, IsReadFromXmlWithoutTag) {
+    const std::string bytes = saved(KrFile::kXml | KrFile::kJson);
+    KrFile file;
+    file.setFileType(Type::kObject);
+    ASSERT_TRUE(load(file, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + bytes.substr(27))) << file.getLastError();
+    EXPECT_EQ(file.getFileType(), Type::kUnknown);
+    EXPECT_EQ(file.getSections().size(), 2U);
+    EXPECT_FALSE(load(file, bytes.substr(27)));  // no declaration, either
+    EXPECT_EQ(file.getLastError(), kInvalidFormat);
 }
 
 TEST(File, KeepsClassVersionsInOneByteOnRequest) {

@@ -101,6 +101,9 @@ bool KrFile::_readBody(std::istream& stream, const KrMagicTag& tag, const std::s
         case KrMagicTag::eFileFormat::kBinary:
             _readBodyFrom<BinaryInArchive>(stream, archiveName, archiveFlags);
             return true;
+        case KrMagicTag::eFileFormat::kXml:
+            _readBodyFrom<XmlInArchive>(stream, archiveName, archiveFlags);
+            return true;
         case KrMagicTag::eFileFormat::kJson:
             _readBodyFrom<JsonInArchive>(stream, archiveName, archiveFlags);
             return true;
@@ -112,6 +115,9 @@ bool KrFile::_readBody(std::istream& stream, const KrMagicTag& tag, const std::s
 void KrFile::_writeBody(std::ostream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) const {
     const auto archiveFlags = static_cast<std::uint32_t>(flags);
     switch (tag.getFileFormat()) {
+        case KrMagicTag::eFileFormat::kXml:
+            _writeBodyTo<XmlOutArchive>(stream, archiveName, archiveFlags);
+            return;
         case KrMagicTag::eFileFormat::kJson:
             _writeBodyTo<JsonOutArchive>(stream, archiveName, archiveFlags);
             return;
