@@ -62,7 +62,7 @@ private:
     [[nodiscard]] eForm _getForm() const;
     void _storeNameLength() noexcept;
 
-    std::array<char, kSize> _buffer;
+    std::array<char, kSize> _buffer{};
     std::string _marketingName;
 };
 

@@ -34,8 +34,7 @@ std::string checkFileVersion(unsigned int major, unsigned int minor, const std::
         return "File '" + fileName + "' was saved with an unsupported version of Orrery (Version " + textOf(version) +
                "), " + ending;
     }
-    const std::string text =
-        "File '" + fileName + "' was saved using Orrery version " + textOf(version) + ", " + ending;
+    std::string text = "File '" + fileName + "' was saved using Orrery version " + textOf(version) + ", " + ending;
     if (version > kRunning) return text;
     return text +
            ". Please use a previous version of the Orrery Studio Editor to load and save your file before using it in "

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kr/application/application_config.h"
+#include "kr/extension/extension.h"  // the interface holds one
 #include "kr/extension/smart_interface.h"
 #include "kr/platform/export.h"
 

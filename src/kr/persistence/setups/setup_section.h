@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kr/application/application_config.h"
+#include "kr/extension/extension.h"  // the interface holds one
 #include "kr/extension/smart_interface.h"
 #include "kr/persistence/files/named_file_section.h"
 #include "kr/platform/export.h"
