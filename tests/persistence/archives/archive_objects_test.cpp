@@ -142,13 +142,16 @@ TYPED_TEST(ArchiveObjects, NameAndFlagsAreKnownToWriterAndReader) {
     EXPECT_EQ(writer.getCurrentObject(), &object);
     writer.popObject();
     EXPECT_EQ(out.getCurrentObject(), nullptr);
-    writer.write("Value", 1);
+    writer.write("Value", "a literal");
     typename TypeParam::In in(stream, 5);
     in.setArchiveName("other");
     typename TypeParam::In::Reader reader(in);
     reader.pushObject(&object);
     EXPECT_EQ(in.getCurrentObject(), &object);
     EXPECT_EQ(reader.getArchiveName(), "other");
+    std::string text;
+    reader.read("Value", text);
+    EXPECT_EQ(text, "a literal");
     EXPECT_THROW(reader.fail("no"), boost::archive::archive_exception);
 }
 

@@ -15,6 +15,7 @@ public:
     explicit BinaryArchiveWriter(BinaryOutArchive& archive);
     ~BinaryArchiveWriter() override;
 
+    using ArchiveWriter::write;  // else a literal text is taken for a bool
     void write(std::string_view name, bool value) override;
     void write(std::string_view name, int value) override;
     void write(std::string_view name, unsigned int value) override;

@@ -12,6 +12,7 @@ public:
     explicit NamedArchiveWriter(NamedOutput& archive);
     ~NamedArchiveWriter() override;
 
+    using ArchiveWriter::write;  // else a literal text is taken for a bool
     void write(std::string_view name, bool value) override;
     void write(std::string_view name, int value) override;
     void write(std::string_view name, unsigned int value) override;
