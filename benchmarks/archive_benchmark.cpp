@@ -4,87 +4,21 @@
 
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
-#include <boost/serialization/assume_abstract.hpp>
-#include <boost/serialization/base_object.hpp>
-#include <boost/serialization/nvp.hpp>
-#include <boost/serialization/string.hpp>
-#include <boost/serialization/vector.hpp>
 #include <cstddef>
-#include <cstdlib>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "kr/persistence/archives/export_class.h"
+#include "benchmarks/archive_items.h"
 
-namespace archive_benchmark {
-
-using KrPersistence::BinaryInArchive;
-using KrPersistence::BinaryOutArchive;
-
-struct Item {
-    virtual ~Item() = default;
-    template <class Archive>
-    void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& BOOST_SERIALIZATION_NVP(name);
-    }
-    std::string name;
-};
-
-struct Wheel final : Item {
-    template <class Archive>
-    void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
-        archive& BOOST_SERIALIZATION_NVP(radius);
-        archive& BOOST_SERIALIZATION_NVP(width);
-        archive& BOOST_SERIALIZATION_NVP(number);
-    }
-    double radius{0.3}, width{0.2};
-    int number{0};
-};
-
-struct Door final : Item {
-    template <class Archive>
-    void serialize(Archive& archive, unsigned int /*version*/) {
-        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
-        archive& BOOST_SERIALIZATION_NVP(angle);
-        archive& BOOST_SERIALIZATION_NVP(isOpen);
-    }
-    double angle{0};
-    bool isOpen{false};
-};
-
-}  // namespace archive_benchmark
-
-BOOST_CLASS_TRACKING(archive_benchmark::Item, boost::serialization::track_never)
-KR_ARCHIVE_CLASS(archive_benchmark::Wheel, "Wheel")
-KR_ARCHIVE_CLASS(archive_benchmark::Door, "Door")
 KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::Wheel)
 KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::Door)
 
 namespace archive_benchmark {
 namespace {
 
-using Items = std::vector<std::unique_ptr<Item>>;
-
-const Items& items() {
-    static const Items made = [] {
-        Items result;
-        for (int i = 0; i < 100'000; ++i) {
-            if (i % 2 == 0) {
-                auto wheel = std::make_unique<Wheel>();
-                wheel->number = i;
-                result.push_back(std::move(wheel));
-            } else {
-                result.push_back(std::make_unique<Door>());
-            }
-            result.back()->name = "item " + std::to_string(i);
-        }
-        return result;
-    }();
-    return made;
-}
+using KrPersistence::BinaryInArchive;
+using KrPersistence::BinaryOutArchive;
 
 const std::vector<double>& doubles() {
     static const std::vector<double> made(1'000'000, 0.1);
@@ -129,10 +63,6 @@ Items loadItems(const std::string& bytes) {
     }
     Kind::finish(archive);
     return result;
-}
-
-void require(bool holds) {
-    if (!holds) std::abort();
 }
 
 template <class Kind>

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <boost/serialization/assume_abstract.hpp>
+#include <boost/serialization/base_object.hpp>
+#include <boost/serialization/nvp.hpp>
+#include <boost/serialization/string.hpp>
+#include <boost/serialization/vector.hpp>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kr/persistence/archives/export_class.h"
+
+// Small objects behind pointers to their base. The program that archives them says KR_ARCHIVE_CLASS_IMPLEMENT.
+namespace archive_benchmark {
+
+struct Item {
+    virtual ~Item() = default;
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_NVP(name);
+    }
+    std::string name;
+};
+
+struct Wheel final : Item {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
+        archive& BOOST_SERIALIZATION_NVP(radius);
+        archive& BOOST_SERIALIZATION_NVP(width);
+        archive& BOOST_SERIALIZATION_NVP(number);
+    }
+    double radius{0.3}, width{0.2};
+    int number{0};
+};
+
+struct Door final : Item {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
+        archive& BOOST_SERIALIZATION_NVP(angle);
+        archive& BOOST_SERIALIZATION_NVP(isOpen);
+    }
+    double angle{0};
+    bool isOpen{false};
+};
+
+using Items = std::vector<std::unique_ptr<Item>>;
+
+inline const Items& items() {
+    static const Items made = [] {
+        Items result;
+        for (int i = 0; i < 100'000; ++i) {
+            if (i % 2 == 0) {
+                auto wheel = std::make_unique<Wheel>();
+                wheel->number = i;
+                result.push_back(std::move(wheel));
+            } else {
+                result.push_back(std::make_unique<Door>());
+            }
+            result.back()->name = "item " + std::to_string(i);
+        }
+        return result;
+    }();
+    return made;
+}
+
+inline void require(bool holds) {
+    if (!holds) std::abort();
+}
+
+}  // namespace archive_benchmark
+
+BOOST_CLASS_TRACKING(archive_benchmark::Item, boost::serialization::track_never)
+KR_ARCHIVE_CLASS(archive_benchmark::Wheel, "Wheel")
+KR_ARCHIVE_CLASS(archive_benchmark::Door, "Door")
