@@ -8,9 +8,11 @@
 
 #include <boost/archive/xml_iarchive.hpp>
 #include <boost/archive/xml_oarchive.hpp>
+#include <boost/interprocess/streams/bufferstream.hpp>
 #include <cstddef>
+#include <memory>
 #include <random>
-#include <sstream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,8 @@ const std::vector<double>& doubles() {
     }();
     return made;
 }
+
+constexpr std::size_t kRoom = std::size_t{64} << 20U;  // for a document; none grows while it is written
 
 struct Loaded {
     std::vector<double> doubles;
@@ -74,14 +78,15 @@ struct Content {
 template <class OutArchive, class InArchive>
 struct Ours {
     static std::string save() {
-        std::ostringstream stream;
+        const auto room = std::make_unique_for_overwrite<char[]>(kRoom);
+        boost::interprocess::obufferstream stream(room.get(), kRoom);
         OutArchive archive(stream, 0);
         const Content content;
         archive << BOOST_SERIALIZATION_NVP(content);
-        return std::move(stream).str();
+        return {room.get(), static_cast<std::size_t>(stream.tellp())};
     }
     static Loaded load(const std::string& bytes) {
-        std::istringstream stream(bytes);
+        boost::interprocess::ibufferstream stream(bytes.data(), bytes.size());
         InArchive archive(stream, 0);
         Loaded loaded;
         Content content{&loaded};
@@ -96,17 +101,18 @@ using OurXml = Ours<KrPersistence::XmlOutArchive, KrPersistence::XmlInArchive>;
 
 struct BoostXml {
     static std::string save() {
-        std::ostringstream stream;
+        const auto room = std::make_unique_for_overwrite<char[]>(kRoom);
+        boost::interprocess::obufferstream stream(room.get(), kRoom);
         {
             boost::archive::xml_oarchive archive(stream);
             archive << boost::serialization::make_nvp("doubles", doubles());
             for (std::size_t i = 0; i < items().size(); ++i)
                 saveItem(archive, i);
         }
-        return std::move(stream).str();
+        return {room.get(), static_cast<std::size_t>(stream.tellp())};
     }
     static Loaded load(const std::string& bytes) {
-        std::istringstream stream(bytes);
+        boost::interprocess::ibufferstream stream(bytes.data(), bytes.size());
         boost::archive::xml_iarchive archive(stream);
         Loaded loaded;
         archive >> boost::serialization::make_nvp("doubles", loaded.doubles);
@@ -119,7 +125,7 @@ struct BoostXml {
 /// Writes from events, without a document; reads through a document, numbers exactly.
 struct RapidJson {
     static std::string save() {
-        rapidjson::StringBuffer buffer;
+        rapidjson::StringBuffer buffer(nullptr, kRoom);
         rapidjson::PrettyWriter writer(buffer);
         writer.SetIndent(' ', 1);
         writer.StartObject();

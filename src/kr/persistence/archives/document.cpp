@@ -13,10 +13,19 @@ std::uint32_t Document::findName(std::string_view name) const {
 }
 
 std::uint32_t Document::intern(std::string_view name) {
+    // Objects of one class have the same names in the same order: most names stood behind the last one before.
+    if (_lastName < _followers.size() && !hasEscapedBytes(name)) {
+        const std::uint32_t guess = _followers[_lastName];
+        if (guess < _names.size() && *_names[guess] == name) return _lastName = guess;
+    }
     const auto [position, isNew] = _numbers.try_emplace(hasEscapedBytes(name) ? unescapeBytes(name) : std::string(name),
                                                         static_cast<std::uint32_t>(_names.size()));
-    if (isNew) _names.push_back(&position->first);
-    return position->second;
+    if (isNew) {
+        _names.push_back(&position->first);
+        _followers.push_back(kNoName);
+    }
+    if (_lastName < _followers.size()) _followers[_lastName] = position->second;
+    return _lastName = position->second;
 }
 
 std::uint32_t Document::add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length) {

@@ -19,6 +19,8 @@ bool isBlank(std::string_view text) {
 DocumentCursor::DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName)
     : _document(document), _archiveKind(archiveKind), _archiveName(archiveName) {
     _levels.push_back(Level{.node = 0, .next = 1, .numbers = {}, .members = {}});
+    for (std::size_t i = 0; i < _bookkeeping.size(); ++i)
+        _bookkeeping[i] = document.findName(kBookkeepingNames[i]);
 }
 
 std::uint32_t DocumentCursor::_skipAttributes(std::uint32_t node, std::uint32_t end) const {
@@ -71,6 +73,11 @@ bool DocumentCursor::isThere(std::string_view name) {
 bool DocumentCursor::isSequence(std::string_view name) {
     const Level& level = _levels.back();
     return isThere(name) && level.numbers.empty() && _document.kind(_document.node(level.next)) == eKind::kSequence;
+}
+
+std::size_t DocumentCursor::peekLength(std::string_view name) {
+    const Level& level = _levels.back();
+    return isThere(name) && level.numbers.empty() ? _document.node(level.next).length : 0;
 }
 
 DocumentCursor::Item DocumentCursor::take(std::string_view name) {
@@ -135,8 +142,8 @@ void DocumentCursor::leave() {
     _levels.pop_back();
 }
 
-bool DocumentCursor::attribute(std::string_view name, std::string_view& text) const {
-    const std::uint32_t number = _document.findName(name);
+bool DocumentCursor::attribute(eBookkeeping which, std::string_view& text) const {
+    const std::uint32_t number = _bookkeeping[static_cast<std::size_t>(which)];
     if (number == Document::kNoName) return false;
     const Level& level = _levels.back();
     for (std::uint32_t at = level.node + 1; at < _end(level); at = _document.node(at).end) {
@@ -173,7 +180,7 @@ void DocumentCursor::refuse(const std::string& text) const {
     if (level.isSequence) {
         path += '[' + std::to_string(level.items > 0 ? level.items - 1 : 0) + ']';
     } else {
-        path += (path.empty() ? "" : "/") + _last;
+        path += (path.empty() ? "" : "/") + std::string(_last);
     }
     throw ArchiveError(ArchiveError::input_stream_error, _message(path + ' ' + text));
 }

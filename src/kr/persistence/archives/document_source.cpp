@@ -7,6 +7,11 @@
 #include "kr/persistence/archives/archive_error.h"
 
 namespace KrPersistence::detail {
+namespace {
+
+constexpr std::size_t kRoomBehind = 64;  // so that a reader can add a little without moving all
+
+}  // namespace
 
 void DocumentSource::refuse(const std::string& text, std::size_t line) const {
     std::string message = std::string(archiveKind) + ": " + text + ", line " + std::to_string(line);
@@ -19,22 +24,22 @@ std::string DocumentSource::readAll() const {
     const std::uint64_t limit = std::min<std::uint64_t>(sizeLimit, std::numeric_limits<std::uint32_t>::max() - 1);
     std::streambuf& buffer = *stream.rdbuf();
     std::string text;
+    std::size_t piece = 65536;
     const std::streamoff start = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
     if (start >= 0) {
         const std::streamoff end = buffer.pubseekoff(0, std::ios::end, std::ios::in);
         buffer.pubseekpos(start, std::ios::in);
-        if (end > start)
-            text.reserve(
-                static_cast<std::size_t>(std::min<std::uint64_t>(static_cast<std::uint64_t>(end - start), limit)) + 1);
+        const auto left = static_cast<std::uint64_t>(std::max<std::streamoff>(end - start, 0));
+        piece = static_cast<std::size_t>(std::min(left, limit)) + 1;
+        text.reserve(piece + kRoomBehind);
     }
-    constexpr std::size_t kPiece = 65536;
     for (;;) {
         const std::size_t size = text.size();
-        text.resize(size + kPiece);
-        const auto count = static_cast<std::size_t>(buffer.sgetn(&text[size], kPiece));
+        text.resize(size + piece);
+        const auto count = static_cast<std::size_t>(buffer.sgetn(&text[size], static_cast<std::streamsize>(piece)));
         text.resize(size + count);
         if (text.size() > limit) refuse("the document has more than " + std::to_string(limit) + " bytes", 1);
-        if (count < kPiece) break;
+        if (count < piece) break;
     }
 
     constexpr std::string_view kMark = "\xEF\xBB\xBF", kCommentBegin = "<!--", kCommentEnd = "-->";

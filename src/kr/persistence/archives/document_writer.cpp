@@ -63,11 +63,6 @@ void DocumentWriter::bytes(std::string_view name, std::string_view bytes) {
     _afterValue();
 }
 
-void DocumentWriter::_newLine() {
-    _out += '\n';
-    _out.append(_nesting, ' ');
-}
-
 void DocumentWriter::_refuse(const std::string& text) const {
     throw ArchiveError(ArchiveError::other_exception, std::string(_archiveKind) + ": " + text);
 }

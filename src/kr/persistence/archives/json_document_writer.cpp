@@ -55,17 +55,9 @@ void JsonDocumentWriter::_beginNumbers(std::string_view name, bool isBlock) {
     _key(name);
     _out += '[';
     _isBlock = isBlock;
-}
-
-void JsonDocumentWriter::_number(const NumberText& number, bool isFirst) {
-    if (!isFirst) _out += _isBlock ? "," : ", ";
-    if (_isBlock) {
-        _newLine();
-        _out += "  ";
-    }
-    if (!number.isFinite()) _out += '"';
-    _out += number.text();
-    if (!number.isFinite()) _out += '"';
+    _beforeFirst = isBlock ? "\n" + std::string(_depth() + 2, ' ') : "";
+    _beforeNext = isBlock ? ',' + _beforeFirst : ", ";
+    _aroundOthers = "\"";
 }
 
 void JsonDocumentWriter::_endNumbers(bool isEmpty) {

@@ -107,18 +107,18 @@ void NamedInput::load_binary(void* bytes, std::size_t count) {
     std::memcpy(bytes, loaded.data(), count);
 }
 
-bool NamedInput::_number(std::string_view attribute, std::uint32_t& number) {
+bool NamedInput::_number(detail::eBookkeeping which, std::uint32_t& number) {
     std::string_view text;
-    if (!_cursor().attribute(attribute, text)) return false;
+    if (!_cursor().attribute(which, text)) return false;
     if (!detail::parseNumber(text, number))
         _refuse(ba::archive_exception::input_stream_error,
-                "a " + std::string(attribute) + " that is no number of the range: " + detail::quoted(text));
+                "a " + std::string(detail::nameOf(which)) + " that is no number of the range: " + detail::quoted(text));
     return true;
 }
 
 std::uint32_t NamedInput::_findObject() {
     std::uint32_t id = 0;
-    if (!_number(detail::kReference, id)) return kNoObject;
+    if (!_number(detail::eBookkeeping::kReference, id)) return kNoObject;
     if (id >= _places.size() || _places[id] == kNoObject)
         _refuse(ba::archive_exception::input_stream_error,
                 "a ref to object " + std::to_string(id) + ", which did not come before");
@@ -127,7 +127,7 @@ std::uint32_t NamedInput::_findObject() {
 
 void NamedInput::_noteId(std::size_t place) {
     std::uint32_t id = 0;
-    if (!_number(detail::kObjectId, id)) return;  // written by hand: nothing refers to it
+    if (!_number(detail::eBookkeeping::kId, id)) return;  // written by hand: nothing refers to it
     if (id >= _document->size())
         _refuse(ba::archive_exception::input_stream_error,
                 "object " + std::to_string(id) + " where there are not so many");
@@ -139,7 +139,7 @@ void NamedInput::_noteId(std::size_t place) {
 
 std::uint32_t NamedInput::_version(const Serializer& serializer) {
     std::uint32_t version = 0;
-    if (serializer.class_info() && _number(detail::kVersion, version)) _checkVersion(version, serializer);
+    if (serializer.class_info() && _number(detail::eBookkeeping::kVersion, version)) _checkVersion(version, serializer);
     return version;
 }
 
@@ -171,7 +171,7 @@ const NamedInput::PointerSerializer* NamedInput::load_pointer(void*& slot, const
     slot = nullptr;
     const detail::Nesting nesting(loaded.depth, _archiveKind);
     std::string_view text;
-    if (_cursor().attribute(detail::kNull, text)) return expected;
+    if (_cursor().attribute(detail::eBookkeeping::kNull, text)) return expected;
     if (const std::uint32_t known = _findObject(); known != kNoObject) {
         const auto before = loaded.objects[known];
         const auto* serializer = loaded.classes[static_cast<std::size_t>(before.number)].pointerSerializer;
@@ -183,7 +183,7 @@ const NamedInput::PointerSerializer* NamedInput::load_pointer(void*& slot, const
     }
 
     std::int16_t number = 0;
-    if (_cursor().attribute(detail::kClass, text)) {
+    if (_cursor().attribute(detail::eBookkeeping::kClass, text)) {
         if (text.size() >= BOOST_SERIALIZATION_MAX_KEY_SIZE)
             _refuse(ba::archive_exception::invalid_class_name,
                     "a class name of " + std::to_string(text.size()) + " bytes");

@@ -16,6 +16,7 @@ namespace KrPersistence {
 namespace detail {
 class Document;
 class DocumentCursor;
+enum class eBookkeeping : std::uint8_t;
 struct DocumentSource;
 }  // namespace detail
 
@@ -67,7 +68,7 @@ protected:
 private:
     static constexpr std::uint32_t kNoObject = UINT32_MAX;
 
-    [[nodiscard]] bool _number(std::string_view attribute, std::uint32_t& number);
+    [[nodiscard]] bool _number(detail::eBookkeeping which, std::uint32_t& number);
     /// The place of the object that stood in the archive before; kNoObject for one that comes now.
     [[nodiscard]] std::uint32_t _findObject();
     void _noteId(std::size_t place);

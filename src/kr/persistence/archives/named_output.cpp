@@ -46,9 +46,9 @@ void NamedOutput::save_object(const void* object, const ba::detail::basic_oseria
     if (serializer.tracking(0)) {
         const auto [entry, isNew] = saved.objects.add(object, number, saved.objects.size());
         if (!isNew && entry->isPointer) detail::refuseLateValue(serializer, _archiveKind);
-        if (!isNew) return _saveId(detail::kReference.data(), entry->number);
+        if (!isNew) return _saveNumber(detail::eBookkeeping::kReference, entry->number);
         _saveVersion(serializer);
-        _saveId(detail::kObjectId.data(), entry->number);
+        _saveNumber(detail::eBookkeeping::kId, entry->number);
     } else {
         _saveVersion(serializer);
     }
@@ -64,15 +64,16 @@ void NamedOutput::save_pointer(const void* object, const ba::detail::basic_point
     std::uint32_t id = 0;
     if (isTracked) {
         const auto [entry, isNew] = saved.objects.add(object, number, saved.objects.size());
-        if (!isNew) return _saveId(detail::kReference.data(), entry->number);
+        if (!isNew) return _saveNumber(detail::eBookkeeping::kReference, entry->number);
         entry->isPointer = true;
         id = entry->number;
     }
     // A class without a name can only be the one that the pointer tells: Boost has registered it.
     if (serializer.is_polymorphic() && (isNewClass || serializer.get_eti().get_key() != nullptr))
-        _writer->attribute(detail::kClass, detail::keyOf(serializer, _archiveKind), false);
+        _writer->attribute(detail::nameOf(detail::eBookkeeping::kClass), detail::keyOf(serializer, _archiveKind),
+                           false);
     _saveVersion(serializer);
-    if (isTracked) _saveId(detail::kObjectId.data(), id);
+    if (isTracked) _saveNumber(detail::eBookkeeping::kId, id);
     const detail::Announcement announcement(saved, object, &serializer);
     pointerSerializer->save_object_ptr(_archive, object);
 }
@@ -90,7 +91,7 @@ void NamedOutput::_end() {
 }
 
 void NamedOutput::_saveNull() {
-    _writer->attribute(detail::kNull, "true", true);
+    _writer->attribute(detail::nameOf(detail::eBookkeeping::kNull), "true", true);
 }
 
 void NamedOutput::_save(bool value) {
@@ -121,13 +122,13 @@ void NamedOutput::_save(const Kr::KrTransform& transform) {
     _writer->tuple(_name, std::span<const double>(transform.m));
 }
 
-void NamedOutput::_saveId(const char* name, std::size_t number) {
-    _writer->attribute(name, NumberText(number).text(), true);
+void NamedOutput::_saveNumber(detail::eBookkeeping which, std::size_t number) {
+    _writer->attribute(detail::nameOf(which), NumberText(number).text(), true);
 }
 
 void NamedOutput::_saveVersion(const ba::detail::basic_oserializer& serializer) {
     const std::uint32_t version = serializer.class_info() ? detail::toNumber(serializer.version()) : 0;
-    if (version != 0) _saveId(detail::kVersion.data(), version);
+    if (version != 0) _saveNumber(detail::eBookkeeping::kVersion, version);
 }
 
 }  // namespace KrPersistence

@@ -4,6 +4,7 @@
 #include <boost/archive/detail/basic_oserializer.hpp>
 #include <boost/archive/detail/basic_pointer_oserializer.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@ namespace KrPersistence {
 namespace detail {
 class DocumentWriter;
 class SavedObjects;
+enum class eBookkeeping : std::uint8_t;
 }  // namespace detail
 
 /// What XML and JSON output archives have in common.
@@ -60,7 +62,7 @@ protected:
     const char* _name{"Value"};  // of the value that is saved next
 
 private:
-    void _saveId(const char* name, std::size_t number);
+    void _saveNumber(detail::eBookkeeping which, std::size_t number);
     void _saveVersion(const boost::archive::detail::basic_oserializer& serializer);
 
     std::unique_ptr<detail::DocumentWriter> _writer;

@@ -1,7 +1,6 @@
 #include <expat.h>
 
 #include <algorithm>
-#include <array>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -102,9 +101,8 @@ void XmlHandler::_start(const XML_Char* element, const XML_Char** attributes) {
     for (const XML_Char** each = attributes; *each != nullptr; each += 2)
         if (std::string_view(each[0]) == "name") name = each[1];
     Level level{_document.add(eKind::kUntyped, _document.intern(name), 0, 0), 0, false};
-    constexpr std::array kBookkeeping = {kClass, kVersion, kObjectId, kReference, kNull};
     for (const XML_Char** each = attributes; *each != nullptr; each += 2) {
-        if (std::find(kBookkeeping.begin(), kBookkeeping.end(), each[0]) == kBookkeeping.end()) continue;
+        if (!isBookkeeping(each[0])) continue;
         const std::string_view text = each[1];
         _document.add(eKind::kAttribute, _document.intern(each[0]), _document.texts.size(), text.size());
         _document.texts += text;

@@ -68,25 +68,14 @@ void XmlDocumentWriter::_literal(std::string_view name, std::string_view text) {
 }
 
 void XmlDocumentWriter::_beginNumbers(std::string_view name, bool isBlock) {
-    _beginGroup(name);
+    _open(name);
     _isBlock = isBlock;
-}
-
-void XmlDocumentWriter::_number(const NumberText& number, bool isFirst) {
-    if (isFirst) {
-        _out += '>';
-        _isTagOpen = false;
-    }
-    if (_isBlock) {
-        _newLine();
-        _out += ' ';
-    } else if (!isFirst) {
-        _out += ' ';
-    }
-    _out += number.text();
+    _beforeNext = isBlock ? "\n" + std::string(_depth() + 1, ' ') : " ";
+    _beforeFirst = isBlock ? '>' + _beforeNext : ">";
 }
 
 void XmlDocumentWriter::_endNumbers(bool isEmpty) {
+    _isTagOpen = isEmpty;
     if (_isBlock && !isEmpty) _newLine();
     _close();
 }

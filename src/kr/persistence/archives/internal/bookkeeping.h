@@ -2,13 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace KrPersistence::detail {
 
 // What archives keep beside the members of an object: attributes in XML, names with an underscore in JSON.
-inline constexpr std::string_view kClass = "class", kVersion = "version", kObjectId = "id", kReference = "ref",
-                                  kNull = "null";
+enum class eBookkeeping : std::uint8_t { kClass, kVersion, kId, kReference, kNull };
+inline constexpr std::array<std::string_view, 5> kBookkeepingNames = {"class", "version", "id", "ref", "null"};
+
+constexpr std::string_view nameOf(eBookkeeping which) {
+    return kBookkeepingNames[static_cast<std::size_t>(which)];
+}
+
+inline bool isBookkeeping(std::string_view name) {
+    return std::find(kBookkeepingNames.begin(), kBookkeepingNames.end(), name) != kBookkeepingNames.end();
+}
 
 struct Bookkeeping {
     bool isAttribute{false};
@@ -17,10 +27,9 @@ struct Bookkeeping {
 
 /// Whether the name has underscores in front of one of the above; members of such a name get one more.
 inline bool looksLikeBookkeeping(std::string_view name) {
+    if (name.empty() || name[0] != '_') return false;
     const std::size_t begin = name.find_first_not_of('_');
-    if (begin == 0 || begin == std::string_view::npos) return false;
-    constexpr std::array kAll = {kClass, kVersion, kObjectId, kReference, kNull};
-    return std::find(kAll.begin(), kAll.end(), name.substr(begin)) != kAll.end();
+    return begin != std::string_view::npos && isBookkeeping(name.substr(begin));
 }
 
 /// What a name in a JSON document stands for.

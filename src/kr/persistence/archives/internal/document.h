@@ -77,6 +77,8 @@ private:
     std::size_t _size{0};
     std::unordered_map<std::string, std::uint32_t> _numbers;
     std::vector<const std::string*> _names;
+    std::vector<std::uint32_t> _followers;  // by name: the one that stood behind it last
+    std::uint32_t _lastName{kNoName};
 };
 
 }  // namespace KrPersistence::detail

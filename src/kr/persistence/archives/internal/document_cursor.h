@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kr/persistence/archives/internal/bookkeeping.h"
 #include "kr/persistence/archives/internal/document.h"
 
 namespace KrPersistence::detail {
@@ -31,6 +33,8 @@ public:
     [[nodiscard]] bool isThere(std::string_view name);
     /// Whether what comes next under this name is an array of JSON.
     [[nodiscard]] bool isSequence(std::string_view name);
+    /// Of the text of what comes next under this name.
+    [[nodiscard]] std::size_t peekLength(std::string_view name);
     /// The member of this name, or the next item of a sequence. Refuses where there is none.
     [[nodiscard]] Item take(std::string_view name);
     void enterGroup(std::string_view name);
@@ -38,7 +42,7 @@ public:
     std::size_t enterSequence(std::string_view name);
     void leave();
     /// False where the group has no such bookkeeping.
-    [[nodiscard]] bool attribute(std::string_view name, std::string_view& text) const;
+    [[nodiscard]] bool attribute(eBookkeeping which, std::string_view& text) const;
     /// More items than this one cannot stand in the group.
     [[nodiscard]] std::size_t mostItems() const;
     /// Throws: the member that was asked for last, and what is wrong with it.
@@ -68,7 +72,8 @@ private:
     const char* _archiveKind;
     const std::string& _archiveName;
     std::vector<Level> _levels;
-    std::string _last;  // what was asked for last
+    std::string_view _last;  // what was asked for last
+    std::array<std::uint32_t, kBookkeepingNames.size()> _bookkeeping{};
 };
 
 }  // namespace KrPersistence::detail

@@ -49,11 +49,16 @@ void readNumbers(DocumentCursor& cursor, std::string_view name, const Take& take
     const DocumentCursor::Item item = cursor.take(name);
     if (item.kind != eKind::kNumbers && item.kind != eKind::kUntyped) cursor.refuse("is no list of numbers");
     NumberList list(item.text);
-    for (std::string_view text; list.next(text);) {
+    for (;;) {
         Number number{};
-        if (!parseNumber(text, number)) {
-            cursor.refuse("holds what is no " + std::string(std::is_floating_point_v<Number> ? "number" : "integer") +
-                          " of the type: " + quoted(text));
+        std::string_view text;
+        if (!list.nextNumber(number)) {
+            if (!list.next(text)) return;
+            if (!parseNumber(text, number)) {
+                cursor.refuse("holds what is no " +
+                              std::string(std::is_floating_point_v<Number> ? "number" : "integer") +
+                              " of the type: " + quoted(text));
+            }
         }
         take(number);
     }
@@ -72,9 +77,13 @@ void readTuple(DocumentCursor& cursor, std::string_view name, std::span<Number> 
     }
 }
 
+/// Of the text of a number with what stands around it; only a guess.
+inline constexpr std::size_t kUsualLength = 20;
+
 template <class Number>
 void readBlock(DocumentCursor& cursor, std::string_view name, std::vector<Number>& numbers) {
     numbers.clear();
+    numbers.reserve(cursor.peekLength(name) / kUsualLength);
     readNumbers<Number>(cursor, name, [&](Number number) { numbers.push_back(number); });
 }
 

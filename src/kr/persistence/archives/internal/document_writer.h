@@ -51,18 +51,20 @@ protected:
     virtual void _endSequence() = 0;
     virtual void _text(std::string_view name, std::string_view text) = 0;
     virtual void _literal(std::string_view name, std::string_view text) = 0;
+    /// Sets what stands before the numbers and around those that are not finite.
     virtual void _beginNumbers(std::string_view name, bool isBlock) = 0;
-    virtual void _number(const NumberText& number, bool isFirst) = 0;
     virtual void _endNumbers(bool isEmpty) = 0;
     virtual void _bytes(std::string_view name, std::string_view base64) = 0;
     /// What stands behind the top element.
     virtual void _finish() = 0;
 
     [[nodiscard]] std::size_t _depth() const noexcept { return _nesting; }
-    void _newLine();
+    void _newLine() { _out.append(1, '\n').append(_nesting, ' '); }
     [[noreturn]] void _refuse(const std::string& text) const;
 
     std::string _out;
+    std::string _beforeFirst, _beforeNext;  // of the numbers that are being written
+    std::string_view _aroundOthers;
 
 private:
     void _enter();
@@ -73,13 +75,19 @@ private:
     void _numbers(std::string_view name, std::span<Number> numbers, bool isBlock) {
         _requireRoom();
         _beginNumbers(name, isBlock);
-        bool isFirst = true;
+        const std::string* before = &_beforeFirst;
         for (const auto each : numbers) {
-            _number(NumberText(each), isFirst);
-            isFirst = false;
+            _out += *before;
+            before = &_beforeNext;
+            const NumberText number(each);
+            if (number.isFinite()) {
+                _out += number.text();
+            } else {
+                _out.append(_aroundOthers).append(number.text()).append(_aroundOthers);
+            }
             if (_out.size() >= kPiece) _flush();
         }
-        _endNumbers(isFirst);
+        _endNumbers(numbers.empty());
         _afterValue();
     }
     void _requireRoom() const;

@@ -26,7 +26,6 @@ private:
     void _text(std::string_view name, std::string_view text) override;
     void _literal(std::string_view name, std::string_view text) override;
     void _beginNumbers(std::string_view name, bool isBlock) override;
-    void _number(const NumberText& number, bool isFirst) override;
     void _endNumbers(bool isEmpty) override;
     void _bytes(std::string_view name, std::string_view base64) override;
     void _finish() override;

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <array>
+#include <charconv>
 #include <cstddef>
 #include <string_view>
+#include <system_error>
 
 namespace KrPersistence::detail {
 
@@ -22,6 +25,20 @@ public:
         _text.remove_prefix(end);
         return !number.empty();
     }
+    /// The same for what begins with a digit or minus and is a number; else false, and nothing is taken.
+    template <class Number>
+    bool nextNumber(Number& number) {
+        const char* begin = _text.data();
+        const char* const end = begin + _text.size();
+        while (begin < end && _isBetween(*begin))
+            ++begin;
+        const char* digit = begin < end && *begin == '-' ? begin + 1 : begin;
+        if (digit >= end || *digit < '0' || *digit > '9') return false;
+        const auto [behind, error] = std::from_chars(begin, end, number);
+        if (error != std::errc{} || (behind < end && !_isBetween(*behind))) return false;
+        _text = std::string_view(behind, static_cast<std::size_t>(end - behind));
+        return true;
+    }
     [[nodiscard]] std::string_view rest() const noexcept { return _text; }
     [[nodiscard]] static std::size_t count(NumberList list) {
         std::size_t count = 0;
@@ -31,9 +48,14 @@ public:
     }
 
 private:
-    static bool _isBetween(char each) {
-        return each == ' ' || each == ',' || each == '\n' || each == '"' || each == '\t' || each == '\r';
-    }
+    static bool _isBetween(char each) { return kBetween[static_cast<unsigned char>(each)]; }
+
+    static constexpr auto kBetween = [] {
+        std::array<bool, 256> isBetween{};
+        for (const char each : {' ', ',', '\n', '"', '\t', '\r'})
+            isBetween[static_cast<unsigned char>(each)] = true;
+        return isBetween;
+    }();
 
     std::string_view _text;
 };
