@@ -240,6 +240,33 @@ void Container::_validateInternalIdentifier(FieldBase* field) noexcept {
         ++identifier;
 }
 
+void Container::_takeInternalIdentifiers(const Container& source) {
+    detail::ChildIndex index(source._children);
+    const auto likenessOf = [&](std::size_t at) -> const FieldBase* {
+        if (isFieldArray()) return at < source.size() ? source._children[at] : nullptr;
+        return index.find(_children[at]->_id);
+    };
+    std::unordered_set<std::uint32_t> taken;
+    std::vector<FieldBase*> others;
+    for (std::size_t i = 0; i < size(); ++i) {
+        const auto* likeness = likenessOf(i);
+        const auto number = likeness != nullptr ? likeness->_internalIdentifier : 0;
+        if (number != 0 && number != kLastInternalIdentifier && taken.insert(number).second) {
+            _children[i]->_internalIdentifier = number;
+            _nextInternalIdentifier = std::max(_nextInternalIdentifier, number + 1);
+        } else {
+            others.push_back(_children[i]);
+        }
+    }
+    for (auto* child : others) {
+        auto& number = child->_internalIdentifier;
+        if (number != 0 && taken.insert(number).second) continue;
+        number = 0;
+        _validateInternalIdentifier(child);
+        taken.insert(number);
+    }
+}
+
 // --- Access --------------------------------------------------------------------------------------------------------
 
 Container::iterator Container::find(const Kr::KrID& id) const noexcept {

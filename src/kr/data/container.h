@@ -120,6 +120,9 @@ public:
     void _notifyLater(const FieldBase& field) const;
     /// Gives the field a number that no other child has, keeping its own where possible.
     void _validateInternalIdentifier(FieldBase* field) noexcept;
+    /// Gives the children the numbers that their likenesses in `source` have: of the same identifier, in arrays at the
+    /// same position. Children without one keep theirs, or get a new one where it is taken.
+    void _takeInternalIdentifiers(const Container& source);
     [[nodiscard]] std::uint32_t _getNextInternalIdentifier() const noexcept { return _nextInternalIdentifier; }
     /// Whether `field` could be added: neither this container nor one above it, and of a kind that is accepted.
     [[nodiscard]] bool _mayAdd(const FieldBase& field) const;

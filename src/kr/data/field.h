@@ -78,6 +78,8 @@ public:
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
     [[nodiscard]] QuietCopy _getQuietCopy(const FieldBase& source) const override;
+    /// Takes minimum, maximum and whether they count, as they are.
+    void _copyRange(const Field& source);
     /// For loading, while nobody knows the field: stores the value with every bit, -0.0 in place of 0.0 as well.
     void _initializeValue(const T& value) { _value = value; }
 
@@ -100,7 +102,6 @@ private:
     void _clampAndWriteThrough();
     void _writeThrough();
     [[nodiscard]] detail::FieldExtras<T>& _makeExtras();
-    void _copyRange(const Field& source);
 
     mutable T _value{};
     std::unique_ptr<detail::FieldExtras<T>> _extras;  // range and value pointer, which few fields have

@@ -214,6 +214,12 @@ public:
     void _setDynamic(bool dynamic) noexcept;
     /// For loading: sets the bit of this field alone, whatever its descendants have.
     void _setForcingObservers(bool forcing) const noexcept { _setState(kForceObservers, forcing); }
+    /// For loading, before copyValue, which leaves equal values alone: makes them the same to the last bit, as -0.0 and
+    /// 0.0. Tells nobody.
+    void _takeBits(const FieldBase& source);
+    /// For loading: takes what `source` says beside its value and hidden metadata: description, physical dimension and,
+    /// where the types are the same, the range. A bit that forces observers is set, but never cleared.
+    void _takeDeclaration(const FieldBase& source);
     /// For loading and cloning, before the field is added to a container.
     void _setInternalIdentifier(std::uint32_t identifier) noexcept;
     [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;

@@ -6,6 +6,7 @@
 #include "kr/data/field.h"
 #include "kr/data/field_base.h"
 #include "kr/data/internal/number_conversion.h"
+#include "kr/data/vector_base.h"
 
 namespace KrData {
 
@@ -196,6 +197,48 @@ Kr::KrEnum FieldBase::toEnum() const {
 }
 KrSim::KrExtension* FieldBase::toExtension() const {
     return get<KrSim::KrExtension*>();
+}
+
+void FieldBase::_takeBits(const FieldBase& source) {
+    if (_dataType != source._dataType) return;
+    switch (_dataType) {
+#define KR_TAKE_BITS(T)                                                                   \
+    case ValueTraits<T>::kDataType: {                                                     \
+        auto& field = static_cast<Field<T>&>(*this);                                      \
+        const auto& value = source.as<T>()->getValue();                                   \
+        if (!field.isBound() && field.getValue() == value) field._initializeValue(value); \
+        break;                                                                            \
+    }
+        KR_FOR_EACH_VALUE_TYPE(KR_TAKE_BITS)
+#undef KR_TAKE_BITS
+        default:
+            break;
+    }
+}
+
+void FieldBase::_takeDeclaration(const FieldBase& source) {
+    setDescription(source.getDescription());
+    setPhysicalDimension(source.getPhysicalDimension());
+    if (source._isForcingObservers()) _setForcingObservers(true);
+    if (_dataType != source._dataType) return;
+    switch (_dataType) {
+#define KR_TAKE_RANGE(T)                                           \
+    case ValueTraits<T>::kDataType:                                \
+        static_cast<Field<T>&>(*this)._copyRange(*source.as<T>()); \
+        break;
+        KR_FOR_EACH_VALUE_TYPE(KR_TAKE_RANGE)
+#undef KR_TAKE_RANGE
+        case Types::kVector: {
+            auto& vector = static_cast<VectorBase&>(*this);
+            const bool isIncremental = static_cast<const VectorBase&>(source).isIncrementalDataTransferEnabled();
+            if (vector.isIncrementalDataTransferEnabled() != isIncremental) {
+                vector.enableIncrementalDataTransfer(isIncremental);
+            }
+            break;
+        }
+        default:
+            break;
+    }
 }
 
 }  // namespace KrData

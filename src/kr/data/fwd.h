@@ -17,6 +17,7 @@ class Proxy;
 class Types;
 class VectorBase;
 class VectorItemBase;
+struct FieldLoading;
 enum class eMetadata : std::int32_t;
 template <class T>
 class Field;

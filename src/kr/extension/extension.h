@@ -181,6 +181,7 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     void _loadImplementation(KrData::Container* saved);
     /// Keeps saved inputs, outputs and parameters that nothing can interpret.
     void _onNoLoadPossible(const KrData::Container* saved);
+    [[nodiscard]] KrData::FieldLoading _howToLoad() const;
     /// Names an extension that has no name: by its name field, else by its type and creation index.
     void _setDefaultName();
     /// Names an extension that has no name "default" and its creation index.

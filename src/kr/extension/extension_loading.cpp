@@ -19,7 +19,7 @@ void KrExtension::_loadImplementation(KrData::Container* saved) {
                 // Messages of the run that saved them say nothing about this one.
                 saved->removeField(_fields->getErrors().getID());
                 saved->removeField(_fields->getInfos().getID());
-                _fields->_loadFrom(*saved);
+                _fields->_loadFrom(*saved, _howToLoad());
             }
             _onPostLoadImplementation(saved);
             _updateVersionInfo();  // the data is at the versions of the implementation now
@@ -44,7 +44,13 @@ bool KrExtension::_onPreLoadImplementation(KrData::Container* saved) {
 }
 
 void KrExtension::_onNoLoadPossible(const KrData::Container* saved) {
-    if (saved != nullptr) _fields->_loadGroupsFrom(*saved);
+    if (saved != nullptr) _fields->_loadGroupsFrom(*saved, _howToLoad());
+}
+
+KrData::FieldLoading KrExtension::_howToLoad() const {
+    // What another version declared says nothing about this one.
+    return {.withDeclarations = !_hasImplementation || _dataVersion == getImplementationVersion(),
+            .keepsDynamic = !_hasImplementation};
 }
 
 void KrExtension::_onPostLoadImplementation(KrData::Container*) {

@@ -83,65 +83,28 @@ bool KrInputOutputContainer::_isActiveInApplication() const noexcept {
 
 namespace {
 
-/// Field arrays take over their items as a whole.
-bool isGroup(const KrData::FieldBase& field) {
-    return field.getDataType() == KrData::Types::kContainer && !field.isFieldArray();
-}
-
-/// A clone of the field where it was saved among its siblings.
-void addMissing(KrData::Container& group, const KrData::FieldBase& source, std::size_t index) {
-    std::unique_ptr<KrData::FieldBase> made(source.clone(nullptr));
-    const auto place = group.begin() + static_cast<std::ptrdiff_t>(std::min(index, group.size()));
-    if (made && group._addField(made.get(), place)) static_cast<void>(made.release());
-}
-
-/// Clones of the saved fields that are not here, at any depth.
-void addAllMissing(KrData::Container& group, const KrData::Container& saved) {
-    for (std::size_t i = 0; i < saved.size(); ++i) {
-        const auto found = group.find(saved[i].getID());
-        if (found == group.end()) {
-            addMissing(group, saved[i], i);
-        } else if (isGroup(**found) && isGroup(saved[i])) {
-            addAllMissing(static_cast<KrData::Container&>(**found), static_cast<const KrData::Container&>(saved[i]));
-        }
-    }
-}
-
-/// Values into the fields that are here; clones of the others.
-void loadGroup(KrData::Container& group, const KrData::Container& saved) {
-    for (std::size_t i = 0; i < saved.size(); ++i) {
-        const auto& source = saved[i];
-        const auto found = group.find(source.getID());
-        if (found == group.end()) {
-            addMissing(group, source, i);
-            continue;
-        }
-        auto& field = **found;
-        if (isGroup(field) && isGroup(source)) {
-            addAllMissing(static_cast<KrData::Container&>(field), static_cast<const KrData::Container&>(source));
-        }
-        field.initializeFrom(source);
-    }
-}
-
 void loadMessages(KrSim::KrMessageList& list, const KrData::FieldBase& saved) {
     if (saved.isValid()) list.copyValue(saved);
 }
 
 }  // namespace
 
-void KrInputOutputContainer::_loadGroupsFrom(const KrData::Container& saved) {
+void KrInputOutputContainer::_loadGroupsFrom(const KrData::Container& saved, KrData::FieldLoading how) {
     for (auto* group : {&_inputs, &_outputs, &_parameters}) {
         const auto& source = saved[group->getID()];
         if (source.getDataType() != KrData::Types::kContainer) continue;
-        loadGroup(*group, static_cast<const KrData::Container&>(source));
+        if (how.withDeclarations) {
+            group->_takeDeclaration(source);
+            group->_replaceInternal(source._getInternalIfAny());
+        }
+        KrData::_loadFields(*group, static_cast<const KrData::Container&>(source), how);
     }
 }
 
-void KrInputOutputContainer::_loadFrom(const KrData::Container& saved) {
+void KrInputOutputContainer::_loadFrom(const KrData::Container& saved, KrData::FieldLoading how) {
     const auto* name = saved[_name.getID()].as<std::string>();
     if (name != nullptr && !name->getValue().empty()) _name.setValue(name->getValue());
-    _loadGroupsFrom(saved);
+    _loadGroupsFrom(saved, how);
     loadMessages(_errors, saved[_errors.getID()]);
     loadMessages(_infos, saved[_infos.getID()]);
 }

@@ -7,6 +7,7 @@
 
 #include "kr/application/context/application_context.h"
 #include "kr/data/container.h"
+#include "kr/data/field_loading.h"
 #include "kr/data/i_field_owner.h"
 #include "kr/extension/fwd.h"
 #include "kr/extension/message_list.h"
@@ -56,9 +57,9 @@ public:
     // --- Copying and loading ---------------------------------------------------------------------------------------
     /// Takes over the fields of a container with "Inputs", "Outputs" and "Parameters" among its children: the values of
     /// fields that are here, clones of those that are not. Also the name, errors and infos that it holds.
-    void _loadFrom(const KrData::Container& saved);
+    void _loadFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
     /// The same for the three groups only.
-    void _loadGroupsFrom(const KrData::Container& saved);
+    void _loadGroupsFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
 
     // --- Connections -----------------------------------------------------------------------------------------------
     /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.

@@ -1,5 +1,8 @@
 #include "tests/persistence/fields/field_trees.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -49,6 +52,17 @@ public:
 
 }  // namespace
 
+std::string difference(const std::string& first, const std::string& second) {
+    if (first == second) return {};
+    const auto at = std::mismatch(first.begin(), first.end(), second.begin(), second.end());
+    const auto around = [](const std::string& text, std::ptrdiff_t place) {
+        const auto from = std::max<std::ptrdiff_t>(place - 200, 0);
+        return testing::PrintToString(text.substr(static_cast<std::size_t>(from), 300));
+    };
+    const auto place = at.first - first.begin();
+    return "byte " + std::to_string(place) + ":\n" + around(first, place) + "\nis not\n" + around(second, place);
+}
+
 double Random::number() {
     constexpr double kSpecial[] = {0.0,
                                    -0.0,
@@ -97,11 +111,43 @@ T Random::value() {
     }
 }
 
+KrSim::KrExtension* ContentScope::add(const KrSim::KrContentID& id) {
+    auto made = std::make_unique<test_support::FakeContent>(id);
+    auto* extension = made->asExtension();
+    _fakes.emplace(extension, std::move(made));
+    return extension;
+}
+
+KrSim::KrContentID ContentScope::_getContentID(KrSim::KrExtension* extension) const {
+    const auto fake = _fakes.find(extension);
+    return fake != _fakes.end() ? fake->second->id() : _previous->_getContentID(extension);
+}
+
+Kr::KrRefCount* ContentScope::_asRefCount(KrSim::KrExtension* extension) const noexcept {
+    const auto fake = _fakes.find(extension);
+    return fake != _fakes.end() ? fake->second.get() : _previous->_asRefCount(extension);
+}
+
 std::unique_ptr<Container> TreeMaker::make() {
     auto root = std::make_unique<Container>(_id());
     _fill(*root, 0);
     _decorate(*root, 0);
     return root;
+}
+
+void TreeMaker::change(Container& container) {
+    _hasUniqueIDs = true;
+    for (auto* field : container) {
+        const bool isDynamic = field->isDynamic();
+        _decorate(*field, 0);
+        field->_setDynamic(isDynamic);
+        withType(field->getDataType(), [&]<class T>(std::type_identity<T>) {
+            auto& typed = *field->as<T>();
+            if constexpr (KrData::ValueTraits<T>::kHasRange) typed.setRange(_random.value<T>(), _random.value<T>());
+            if constexpr (!std::is_pointer_v<T>) typed._initializeValue(_random.value<T>());
+        });
+    }
+    _fill(container, 0);
 }
 
 void TreeMaker::_fill(Container& container, int depth) {
@@ -197,7 +243,7 @@ void TreeMaker::_decorate(FieldBase& field, int depth) {
     if (_random.oneIn(4)) field.setVisible(false);
     if (_random.oneIn(4)) field.setPhysicalDimensionHint(Hint::kMetre);
     if (_random.oneIn(4)) field._setForcingObservers(true);
-    field._setDynamic(_random.oneIn(2));
+    field._setDynamic(_hasUniqueIDs || _random.oneIn(2));
     if (depth < 3 && _random.oneIn(8)) {
         if (auto* hidden = field.getInternal().addField(_id(), Types::kContainer)) {
             _fill(static_cast<Container&>(*hidden), 4);
@@ -208,6 +254,7 @@ void TreeMaker::_decorate(FieldBase& field, int depth) {
 Kr::KrID TreeMaker::_id() {
     static const std::string kNames[] = {"", "Listening Port", "a.b", "Value", std::string("x\0y", 3), "\xff\n<&\"",
                                          "é"};
+    if (_hasUniqueIDs) return Kr::KrID("Field." + std::to_string(++_references));
     if (_random.oneIn(2)) return Kr::KrID(kNames[_random.below(std::size(kNames))]);
     return Kr::KrID("Field" + std::to_string(_random.below(50)));
 }
@@ -221,7 +268,7 @@ KrSim::KrContentID TreeMaker::_contentID(int depth) {
 
 KrSim::KrExtension* TreeMaker::_extension() {
     if (_random.oneIn(3)) return nullptr;
-    return _extensions.emplace_back(new test_support::FakeContent(_contentID()))->asExtension();
+    return _content.add(_contentID());
 }
 
 }  // namespace field_trees

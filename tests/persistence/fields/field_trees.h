@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -34,12 +35,32 @@ private:
     std::mt19937 _engine;
 };
 
+/// Answers for fake content and, as before, for everything else.
+class ContentScope final : public KrSim::IContentResolver {
+public:
+    ContentScope() : _previous(IContentResolver::_get()) { _install(this); }
+    ContentScope(const ContentScope&) = delete;
+    ContentScope& operator=(const ContentScope&) = delete;
+    ~ContentScope() { _install(_previous); }
+
+    [[nodiscard]] KrSim::KrExtension* add(const KrSim::KrContentID& id);
+    [[nodiscard]] KrSim::KrContentID _getContentID(KrSim::KrExtension* extension) const override;
+    [[nodiscard]] Kr::KrRefCount* _asRefCount(KrSim::KrExtension* extension) const noexcept override;
+
+private:
+    const IContentResolver* _previous;
+    std::map<KrSim::KrExtension*, std::unique_ptr<test_support::FakeContent>> _fakes;
+};
+
 /// Makes trees; extensions that fields refer to live as long as this.
 class TreeMaker {
 public:
     explicit TreeMaker(std::uint32_t seed) : _random(seed) {}
 
     [[nodiscard]] std::unique_ptr<KrData::Container> make();
+    /// Changes every field that is there and adds dynamic ones. Identifiers are unique then, so that fields find their
+    /// likeness in another tree.
+    void change(KrData::Container& container);
 
 private:
     void _fill(KrData::Container& container, int depth);
@@ -56,8 +77,8 @@ private:
 
     Random _random;
     int _references{0};
-    test_support::FakeContentScope _scope;
-    std::vector<std::unique_ptr<test_support::FakeContent>> _extensions;
+    bool _hasUniqueIDs{false};
+    ContentScope _content;
 };
 
 /// A kind of archive: its writer is made on a stream, its reader as well.
@@ -66,6 +87,9 @@ struct Binary {
     using Out = KrPersistence::BinaryOutArchive;
     using In = KrPersistence::BinaryInArchive;
 };
+
+/// Where two archives part, for people.
+std::string difference(const std::string& first, const std::string& second);
 
 template <class Kind, class Action>
 std::string written(Action&& write) {

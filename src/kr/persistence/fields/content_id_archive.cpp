@@ -102,8 +102,12 @@ KrSim::KrUuid readUuid(ArchiveReader& reader, std::string_view name) {
     KrSim::KrUuid uuid;
     unsigned stored = 0;
     const auto* end = text.data() + text.size();
-    const bool isStoredRight = slash == text.size() || std::from_chars(text.data() + slash + 1, end, stored).ptr == end;
-    if (!KrSim::KrUuid::parse(std::string_view(text).substr(0, slash), uuid) || !isStoredRight || stored > 0xff) {
+    bool isRight = KrSim::KrUuid::parse(std::string_view(text).substr(0, slash), uuid);
+    if (slash != text.size()) {
+        const auto [last, error] = std::from_chars(text.data() + slash + 1, end, stored);
+        isRight = isRight && error == std::errc() && last == end && stored <= 0xff;
+    }
+    if (!isRight) {
         reader.fail("'" + std::string(name) + "' is no UUID, but '" + text.substr(0, 64) + "'");
     }
     auto bytes = uuid.getBytes();

@@ -159,7 +159,7 @@ void FieldReader::_readProperties(FieldBase& field, std::uint32_t usualNumber) {
     field._setForcingObservers(isForcing);
     bool isDynamic = false;
     _reader.readIf("Dynamic", isDynamic);
-    field._setDynamic(isDynamic);
+    field._setDynamic(isDynamic || _hiddenDepth != 0);
     _reader.optional("Metadata", [&] { _readMetadata(field); });
 }
 
@@ -167,7 +167,9 @@ void FieldReader::_readMetadata(FieldBase& field) {
     static const Kr::KrID id("Internal");
     auto hidden = std::make_unique<Container>(id, nullptr, Types::kUndefined);
     const auto references = _context.references.size();
+    ++_hiddenDepth;
     _readChildren("Metadata", "Field", *hidden);
+    --_hiddenDepth;
     _context.references.resize(references);  // nobody could find hidden fields by their path
     field.getInternal()._adopt(std::move(hidden));
 }
@@ -213,6 +215,10 @@ void FieldReader::_readContent(FieldBase& field) {
         _readChildren("Fields", "Field", static_cast<Container&>(field));
     } else {
         readLeaf(field);
+        bool isIncremental = false;
+        if (field.getDataType() == Types::kVector && _reader.readIf("Incremental", isIncremental)) {
+            static_cast<KrData::VectorBase&>(field).enableIncrementalDataTransfer(isIncremental);
+        }
         withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
             if constexpr (KrData::ValueTraits<T>::kHasRange) _readRange(static_cast<Field<T>&>(field));
         });
@@ -255,12 +261,9 @@ void FieldReader::readLeaf(FieldBase& field) {
 
 void FieldReader::_readItems(FieldBase& field) {
     auto& vector = static_cast<KrData::VectorBase&>(field);
-    bool isIncremental = false;
-    _reader.readIf("Incremental", isIncremental);
     withValueType(vector.getItemDataType(), [&]<class T>(std::type_identity<T>) {
         static_cast<KrData::Vector<T>&>(vector).setItems(_readItemsOf<T>());
     });
-    if (isIncremental) vector.enableIncrementalDataTransfer(true);
 }
 
 template <class T>

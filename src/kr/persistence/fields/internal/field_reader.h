@@ -56,6 +56,7 @@ private:
 
     ArchiveReader& _reader;
     FieldReadContext& _context;
+    int _hiddenDepth{0};          // levels of metadata around the field being read
     std::vector<Kr::KrID> _path;  // from the root down, the root included
 };
 

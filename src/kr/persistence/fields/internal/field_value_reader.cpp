@@ -84,9 +84,10 @@ bool FieldValueReader::_readChildren(FieldBase* field) {
             isTaken = _readMembers(id, placeOf(parent.get(), index, id)) && isTaken;
         });
     });
-    auto* array = parent.get();
-    if (array == nullptr || !array->isFieldArray()) return isTaken;
-    return static_cast<KrData::FieldArrayBase*>(array)->resize(count) && isTaken;
+    auto* parentNow = parent.get();
+    if (parentNow == nullptr || !parentNow->isFieldArray()) return isTaken;
+    auto& array = static_cast<KrData::FieldArrayBase&>(*parentNow);
+    return (array.size() == count || array.resize(count)) && isTaken;
 }
 
 bool FieldValueReader::_readLeaf(Types::DataTypeEnum type, const Kr::KrID& id, FieldBase* field) {
@@ -102,6 +103,7 @@ bool FieldValueReader::_readLeaf(Types::DataTypeEnum type, const Kr::KrID& id, F
         return addLinks(static_cast<KrData::Proxy&>(*field), static_cast<KrData::Proxy&>(*made));
     }
     // Not set but copied: a setter would clamp the value.
+    field->_takeBits(*made);
     return field->copyValue(*made);
 }
 

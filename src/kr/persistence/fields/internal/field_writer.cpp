@@ -107,8 +107,9 @@ void FieldWriter::_writeProperties(const FieldBase& field, std::uint32_t usualNu
         const Kr::KrEnum named(typeid(Kr::KrPhysicalDimension::ePhysicalDimension), dimension);
         _writer.writeChoice("PhysicalDimension", dimension, named.toString());
     });
-    _writer.writeIf(field._isForcingObservers(), "forceObservers", true);
-    _writer.writeIf(field.isDynamic(), "Dynamic", true);
+    // Copies of hidden fields are always dynamic, and nobody observes them.
+    _writer.writeIf(_hiddenDepth == 0 && field._isForcingObservers(), "forceObservers", true);
+    _writer.writeIf(_hiddenDepth == 0 && field.isDynamic(), "Dynamic", true);
     const auto* internal = field._getInternalIfAny();
     const auto* hidden = internal != nullptr ? internal->get() : nullptr;
     _writer.optional(hidden != nullptr && !hidden->empty(), "Metadata", [&] {
@@ -145,6 +146,10 @@ void FieldWriter::_writeContent(const FieldBase& field) {
         _writeChildren("Fields", "Field", field);
     } else {
         _writeLeaf(field);
+        if (field.getDataType() == Types::kVector) {
+            const bool isIncremental = static_cast<const KrData::VectorBase&>(field).isIncrementalDataTransferEnabled();
+            _writer.writeIf(_hiddenDepth == 0 && isIncremental, "Incremental", true);
+        }
         withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
             if constexpr (KrData::ValueTraits<T>::kHasRange) _writeRange(static_cast<const Field<T>&>(field));
         });
@@ -196,7 +201,6 @@ void FieldWriter::_writeLeaf(const FieldBase& field) {
 
 void FieldWriter::_writeItems(const FieldBase& field) {
     const auto& base = static_cast<const KrData::VectorBase&>(field);
-    _writer.writeIf(base.isIncrementalDataTransferEnabled(), "Incremental", true);
     withValueType(base.getItemDataType(), [&]<class T>(std::type_identity<T>) {
         using Vector = KrData::Vector<T>;
         if (typeid(field) == typeid(Vector)) return _writeItemsOf(static_cast<const Vector&>(base), field);

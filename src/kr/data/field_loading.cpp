@@ -1,0 +1,93 @@
+#include "kr/data/field_loading.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "kr/data/field_array.h"
+#include "kr/data/internal/notification_frame.h"
+
+namespace KrData {
+
+namespace {
+
+bool isGroup(const FieldBase& field) {
+    return field.getDataType() == Types::kContainer && !field.isFieldArray();
+}
+
+/// What clones do not have of their source: they are dynamic, nothing forces their observers, vectors do not track.
+void takeFlags(FieldBase& clone, const FieldBase& source) {
+    clone._takeDeclaration(source);
+    clone._setDynamic(source.isDynamic());
+    const auto& children = source.getChildren();
+    const auto count = std::min(children.size(), clone.getChildren().size());
+    for (std::size_t i = 0; i < count; ++i)
+        takeFlags(*clone.getChildren()[i], *children[i]);
+}
+
+void addMissing(Container& fields, const FieldBase& source, std::size_t index, FieldLoading how) {
+    std::unique_ptr<FieldBase> made(source.clone(nullptr));
+    if (!made) return;
+    takeFlags(*made, source);
+    if (!how.keepsDynamic) made->_setDynamic(true);
+    const auto place = fields.begin() + static_cast<std::ptrdiff_t>(std::min(index, fields.size()));
+    if (fields._addField(made.get(), place)) static_cast<void>(made.release());
+}
+
+void loadField(FieldBase& field, const FieldBase& source, FieldLoading how);
+
+/// An array that content has does not know the class of its items: they are made here, and take over one by one what
+/// was saved. False where the size range forbids their number.
+bool loadItems(FieldArrayBase& array, const FieldArrayBase& saved, FieldLoading how) {
+    if (how.withDeclarations) {
+        array.setSizeRange(saved.getMinimumSize(), saved.getMaximumSize());
+        if (!saved.hasSizeRange()) array.clearSizeRange();
+    }
+    const detail::NotificationFrame frame(array, saved);
+    if (!array.resize(saved.size())) return false;
+    for (std::size_t i = 0; !frame.fieldDied() && i < array.size() && i < saved.size(); ++i) {
+        auto& item = array.at(i);
+        const detail::NotificationFrame itemFrame(item, item);
+        item.setID(saved.at(i).getID());
+        if (!itemFrame.fieldDied()) loadField(item, saved.at(i), how);
+    }
+    if (how.withDeclarations && !frame.fieldDied()) array._takeInternalIdentifiers(saved);
+    return true;
+}
+
+void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
+    const detail::NotificationFrame frame(field, source);  // whoever hears of a value may destroy it
+    if (how.withDeclarations) field._takeDeclaration(source);
+    if (frame.fieldDied()) return;
+    bool isLoaded = false;
+    if (isGroup(field) && isGroup(source)) {
+        _loadFields(static_cast<Container&>(field), static_cast<const Container&>(source), how);
+        isLoaded = true;
+    } else if (field.isFieldArray() && source.isFieldArray() && !FieldArrayBase::_areSameKind(field, source)) {
+        isLoaded = loadItems(static_cast<FieldArrayBase&>(field), static_cast<const FieldArrayBase&>(source), how);
+    }
+    if (frame.fieldDied()) return;
+    if (isLoaded) {
+        field._replaceInternal(source._getInternalIfAny());
+    } else {
+        field._takeBits(source);
+        field.initializeFrom(source);
+    }
+}
+
+}  // namespace
+
+void _loadFields(Container& fields, const Container& saved, FieldLoading how) {
+    const detail::NotificationFrame frame(fields, saved);
+    for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < saved.size(); ++i) {
+        const auto& source = saved[i];
+        const auto found = fields.find(source.getID());
+        if (found == fields.end()) {
+            addMissing(fields, source, i, how);
+        } else {
+            loadField(**found, source, how);
+        }
+    }
+    if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied()) fields._takeInternalIdentifiers(saved);
+}
+
+}  // namespace KrData

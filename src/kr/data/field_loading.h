@@ -1,0 +1,23 @@
+#pragma once
+
+#include "kr/data/container.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+/// How fields take over what was saved.
+struct FieldLoading {
+    /// Also ranges, descriptions, physical dimensions and internal identifiers of fields that are there, which
+    /// otherwise stay as they were declared.
+    bool withDeclarations{false};
+    /// Clones of fields that are not there are as dynamic as what was saved, otherwise they are all dynamic. What lies
+    /// below them is as dynamic as it was.
+    bool keepsDynamic{false};
+};
+
+/// Takes saved fields over into a container, at any depth: values and hidden metadata into the fields of the same
+/// identifier, clones of those that are not there, where they stood among their siblings. Fields that were not saved
+/// stay. Observers hear of values. Thread: the application thread.
+KR_API void _loadFields(Container& fields, const Container& saved, FieldLoading how = {});
+
+}  // namespace KrData
