@@ -14,7 +14,7 @@ constexpr std::uint32_t kTrees = 1'000;
 
 template <class Kind>
 class FieldTrees : public testing::Test {};
-using Kinds = testing::Types<Binary>;
+using Kinds = testing::Types<Binary, Xml, Json>;
 
 struct KindNames {
     template <class Kind>

@@ -111,23 +111,6 @@ T Random::value() {
     }
 }
 
-KrSim::KrExtension* ContentScope::add(const KrSim::KrContentID& id) {
-    auto made = std::make_unique<test_support::FakeContent>(id);
-    auto* extension = made->asExtension();
-    _fakes.emplace(extension, std::move(made));
-    return extension;
-}
-
-KrSim::KrContentID ContentScope::_getContentID(KrSim::KrExtension* extension) const {
-    const auto fake = _fakes.find(extension);
-    return fake != _fakes.end() ? fake->second->id() : _previous->_getContentID(extension);
-}
-
-Kr::KrRefCount* ContentScope::_asRefCount(KrSim::KrExtension* extension) const noexcept {
-    const auto fake = _fakes.find(extension);
-    return fake != _fakes.end() ? fake->second.get() : _previous->_asRefCount(extension);
-}
-
 std::unique_ptr<Container> TreeMaker::make() {
     auto root = std::make_unique<Container>(_id());
     _fill(*root, 0);
@@ -268,7 +251,7 @@ KrSim::KrContentID TreeMaker::_contentID(int depth) {
 
 KrSim::KrExtension* TreeMaker::_extension() {
     if (_random.oneIn(3)) return nullptr;
-    return _content.add(_contentID());
+    return _extensions.add(_contentID());
 }
 
 }  // namespace field_trees

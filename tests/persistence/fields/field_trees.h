@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -9,10 +8,14 @@
 #include <vector>
 
 #include "kr/data/container.h"
+#include "kr/extension/extension.h"
 #include "kr/persistence/archives/binary_in_archive.h"
 #include "kr/persistence/archives/binary_out_archive.h"
+#include "kr/persistence/archives/json_in_archive.h"
+#include "kr/persistence/archives/json_out_archive.h"
+#include "kr/persistence/archives/xml_in_archive.h"
+#include "kr/persistence/archives/xml_out_archive.h"
 #include "kr/persistence/fields/field_archive.h"
-#include "tests/support/fake_content.h"
 
 /// Random trees of fields of all kinds, and what writes and reads them.
 namespace field_trees {
@@ -35,21 +38,17 @@ private:
     std::mt19937 _engine;
 };
 
-/// Answers for fake content and, as before, for everything else.
-class ContentScope final : public KrSim::IContentResolver {
+/// Extensions for fields to refer to, as long as it lives.
+class Extensions {
 public:
-    ContentScope() : _previous(IContentResolver::_get()) { _install(this); }
-    ContentScope(const ContentScope&) = delete;
-    ContentScope& operator=(const ContentScope&) = delete;
-    ~ContentScope() { _install(_previous); }
-
-    [[nodiscard]] KrSim::KrExtension* add(const KrSim::KrContentID& id);
-    [[nodiscard]] KrSim::KrContentID _getContentID(KrSim::KrExtension* extension) const override;
-    [[nodiscard]] Kr::KrRefCount* _asRefCount(KrSim::KrExtension* extension) const noexcept override;
+    [[nodiscard]] KrSim::KrExtension* add(const KrSim::KrContentID& id) {
+        const auto made = Kr::makeSmart<KrSim::KrExtension>();
+        made->_setContentID(id);
+        return _extensions.emplace_back(made).get();
+    }
 
 private:
-    const IContentResolver* _previous;
-    std::map<KrSim::KrExtension*, std::unique_ptr<test_support::FakeContent>> _fakes;
+    std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> _extensions;
 };
 
 /// Makes trees; extensions that fields refer to live as long as this.
@@ -78,7 +77,7 @@ private:
     Random _random;
     int _references{0};
     bool _hasUniqueIDs{false};
-    ContentScope _content;
+    Extensions _extensions;
 };
 
 /// A kind of archive: its writer is made on a stream, its reader as well.
@@ -86,6 +85,16 @@ struct Binary {
     static constexpr const char* kName = "Binary";
     using Out = KrPersistence::BinaryOutArchive;
     using In = KrPersistence::BinaryInArchive;
+};
+struct Xml {
+    static constexpr const char* kName = "Xml";
+    using Out = KrPersistence::XmlOutArchive;
+    using In = KrPersistence::XmlInArchive;
+};
+struct Json {
+    static constexpr const char* kName = "Json";
+    using Out = KrPersistence::JsonOutArchive;
+    using In = KrPersistence::JsonInArchive;
 };
 
 /// Where two archives part, for people.

@@ -105,7 +105,7 @@ TEST(FieldValues, ResizeArraysWithinTheirRange) {
 }
 
 TEST(FieldValues, ReferToExtensionsThatAreThereAndNameTheOthers) {
-    field_trees::ContentScope content;
+    field_trees::Extensions content;
     const auto id = KrSim::KrContentID::createFromWords(1, 2);
     const auto goneID = KrSim::KrContentID::createFromWords(3, 4);
     auto* extension = content.add(id);
@@ -116,7 +116,7 @@ TEST(FieldValues, ReferToExtensionsThatAreThereAndNameTheOthers) {
     KrPersistence::FieldReadContext context;
     std::string bytes;
     {
-        field_trees::ContentScope other;
+        field_trees::Extensions other;
         vector->append(other.add(goneID));
         bytes = bytesOf(tree);
     }
