@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "kr/persistence/archives/archive_writer.h"
 
@@ -39,6 +42,13 @@ public:
     [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
 
 private:
+    struct TextHash {
+        using is_transparent = void;
+        [[nodiscard]] std::size_t operator()(std::string_view text) const noexcept {
+            return std::hash<std::string_view>()(text);
+        }
+    };
+
     void _mark(std::string_view name, bool isThere) override;
     void _beginGroup(std::string_view name) override;
     void _endGroup() override;
@@ -51,7 +61,7 @@ private:
     void _writeNumbers(std::span<const Number> numbers);
 
     BinaryOutArchive& _archive;
-    std::map<std::string, int, std::less<>> _repeated;  // texts that stand in the archive, by their number
+    std::unordered_map<std::string, int, TextHash, std::equal_to<>> _repeated;  // numbers of the texts in it
 };
 
 }  // namespace KrPersistence
