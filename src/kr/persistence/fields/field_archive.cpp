@@ -25,6 +25,15 @@ std::unique_ptr<KrData::Container> readContainer(ArchiveReader& reader, std::str
     return std::unique_ptr<KrData::Container>(static_cast<KrData::Container*>(field.release()));
 }
 
+void writeFields(ArchiveWriter& writer, std::string_view name, const KrData::Container& container,
+                 const FieldWriteContext& context) {
+    detail::FieldWriter(writer, container, context).writeChildren(name);
+}
+
+void readFields(ArchiveReader& reader, std::string_view name, KrData::Container& container, FieldReadContext& context) {
+    detail::FieldReader(reader, context).readChildren(name, container);
+}
+
 void writeValue(ArchiveWriter& writer, std::string_view name, const KrData::FieldBase& field,
                 const FieldWriteContext& context) {
     detail::FieldWriter(writer, field, context).writeValue(name);

@@ -55,6 +55,14 @@ KR_API void writeField(ArchiveWriter& writer, std::string_view name, const KrDat
 [[nodiscard]] KR_API std::unique_ptr<KrData::Container> readContainer(ArchiveReader& reader, std::string_view name,
                                                                       FieldReadContext& context);
 
+/// Writes the fields in a container as a sequence of this name, without the container itself. References go by their
+/// paths in the container.
+KR_API void writeFields(ArchiveWriter& writer, std::string_view name, const KrData::Container& container,
+                        const FieldWriteContext& context = {});
+/// Adds what writeFields wrote to a container of the same role.
+KR_API void readFields(ArchiveReader& reader, std::string_view name, KrData::Container& container,
+                       FieldReadContext& context);
+
 /// Writes the value with its type, of a container the values below it with their identifiers.
 KR_API void writeValue(ArchiveWriter& writer, std::string_view name, const KrData::FieldBase& field,
                        const FieldWriteContext& context = {});

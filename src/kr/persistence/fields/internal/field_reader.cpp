@@ -72,6 +72,12 @@ std::unique_ptr<KrData::FieldBase> FieldReader::readField(std::string_view name)
     return _readField(name, Types::kField, 0);
 }
 
+void FieldReader::readChildren(std::string_view listName, Container& container) {
+    enter(container.getID());
+    _readChildren(listName, "Field", container);
+    leave();
+}
+
 void FieldReader::fail(const std::string& text) const {
     const std::string path = _path.size() == 1 ? _path.front().str() : getPath();
     _reader.fail("field '" + path + "' " + text);

@@ -21,6 +21,7 @@ public:
     FieldReader(ArchiveReader& reader, FieldReadContext& context);
 
     [[nodiscard]] std::unique_ptr<FieldBase> readField(std::string_view name);
+    void readChildren(std::string_view listName, KrData::Container& container);
 
     // --- Parts of a field, for whoever reads values ----------------------------------------------------------------
     void enter(const Kr::KrID& id) { _path.push_back(id); }

@@ -52,6 +52,10 @@ void FieldWriter::writeField(std::string_view name) {
     _writeField(name, _root, Types::kField, 0);
 }
 
+void FieldWriter::writeChildren(std::string_view listName) {
+    _writeChildren(listName, "Field", _root);
+}
+
 void FieldWriter::writeValue(std::string_view name) {
     _writer.group(name, [&] { _writeValueMembers(_root); });
 }

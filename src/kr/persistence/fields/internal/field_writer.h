@@ -18,6 +18,7 @@ public:
     FieldWriter(ArchiveWriter& writer, const KrData::FieldBase& root, const FieldWriteContext& context);
 
     void writeField(std::string_view name);
+    void writeChildren(std::string_view listName);
     void writeValue(std::string_view name);
 
 private:
