@@ -1,8 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
 #include <istream>
 #include <memory>
@@ -21,7 +18,6 @@
 #include "kr/extension/typed_field.h"
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
-#include "tests/support/log_capture.h"
 
 /// Content to save: motors and garages, whose types come and go with a scope.
 namespace garage {
@@ -142,18 +138,6 @@ inline std::string save(const Extensions& objects, int flags = 0) {
     file.addSection(section.release());
     std::ostringstream stream;
     return file.save(stream, "", flags) ? std::move(stream).str() : "failed: " + file.getLastError();
-}
-
-/// Compares files without printing them.
-inline testing::AssertionResult areSame(const std::string& file, const std::string& other) {
-    if (file == other) return testing::AssertionSuccess();
-    const auto place = std::mismatch(file.begin(), file.end(), other.begin(), other.end()).first - file.begin();
-    const auto around = [&](const std::string& text) {
-        const auto begin = static_cast<std::size_t>(std::max<std::ptrdiff_t>(0, place - 60));
-        return testing::PrintToString(text.substr(std::min(begin, text.size()), 120));
-    };
-    return testing::AssertionFailure() << "they differ at " << place << ": " << around(file) << "\nand "
-                                       << around(other);
 }
 
 struct Loaded {

@@ -7,10 +7,13 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/persistence/content/garage.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/same_bytes.h"
 
 namespace object_connections_test {
 
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
+using test_support::areSame;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;

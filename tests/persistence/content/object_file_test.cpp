@@ -7,12 +7,15 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/versioning_registry.h"
 #include "tests/persistence/content/garage.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/same_bytes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace object_file_test {
 
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrData::Types;
+using test_support::areSame;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -119,7 +122,7 @@ TEST_P(ObjectFiles, KeepEverythingWhereAPluginIsMissing) {
     EXPECT_EQ(describe(*loaded.objects[0]), kGarageText);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, ObjectFiles, testing::Values(0), [](const auto& each) {
+INSTANTIATE_TEST_SUITE_P(Kinds, ObjectFiles, testing::Values(0, KrFile::kJson, KrFile::kXml), [](const auto& each) {
     return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
 });
 

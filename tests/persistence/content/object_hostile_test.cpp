@@ -5,6 +5,7 @@
 
 #include "kr/extension/factory_keys.h"
 #include "tests/persistence/content/garage.h"
+#include "tests/support/log_capture.h"
 
 namespace object_hostile_test {
 
@@ -68,7 +69,7 @@ TEST_P(BrokenFiles, AreReadWholeOrLeaveNothing) {
     EXPECT_GT(refused, kMutations / 10U) << "most bytes matter";
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, BrokenFiles, testing::Values(0), [](const auto& each) {
+INSTANTIATE_TEST_SUITE_P(Kinds, BrokenFiles, testing::Values(0, KrFile::kJson, KrFile::kXml), [](const auto& each) {
     return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
 });
 

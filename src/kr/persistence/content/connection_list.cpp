@@ -70,12 +70,17 @@ std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExte
                 found.push_back({record, std::numeric_limits<std::uint32_t>::max()});
         }
     }
-    std::stable_sort(found.begin(), found.end(),
-                     [](const Placed& left, const Placed& right) { return left.rank() < right.rank(); });
+    std::vector<Placed*> order;  // records are large to move about
+    order.reserve(found.size());
+    for (auto& each : found)
+        order.push_back(&each);
+    std::sort(order.begin(), order.end(), [](const Placed* left, const Placed* right) {
+        return std::tuple(left->rank(), left) < std::tuple(right->rank(), right);
+    });
     std::vector<ConnectionRecord> records;
     records.reserve(found.size());
-    for (auto& each : found)
-        records.push_back(std::move(each.record));
+    for (auto* each : order)
+        records.push_back(std::move(each->record));
     return records;
 }
 

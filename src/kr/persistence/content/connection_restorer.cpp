@@ -36,14 +36,18 @@ void ConnectionRestorer::note(const std::vector<Kr::KrSmartPtr<KrExtension>>& ex
 }
 
 bool ConnectionRestorer::restore(const ConnectionRecord& record) {
-    const auto source = _find(record.source);
+    if (!_source || record.source != _sourceID) {  // connections of one source come one after the other
+        _source = _find(record.source);
+        _sourceID = record.source;
+    }
+    const auto source = _source;
     const auto sink = _find(record.sink);
     if (!source || !sink) return false;
     Ends ends{source->findFieldFromPath(record.sourceField), sink->findFieldFromPath(record.sinkField)};
     if (ends.source == nullptr) _redirect(*source, *sink, record.sourceField, true, ends);
     if (ends.sink == nullptr) _redirect(*sink, *source, record.sinkField, false, ends);
     if (ends.source == nullptr || ends.sink == nullptr) return false;
-    if (_connected.count(ends) != 0) return true;
+    if (!_connected.empty() && _connected.count(ends) != 0) return true;
     bool isMade = false;
     // Fields that do not fit any more may be logged as an error, which a handler may throw.
     Kr::callGuarded(
@@ -60,7 +64,6 @@ bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& reco
     if (record.isDisabled) made->disable(record.isUnordered);
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return false;
-    _connected.insert(ends);
     keeper->getFieldsContainer()._ownConnection(std::move(made));
     return true;
 }

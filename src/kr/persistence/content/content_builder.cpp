@@ -1,5 +1,6 @@
 #include "kr/persistence/content/internal/content_builder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -33,6 +34,8 @@ ContentBuilder::~ContentBuilder() = default;
 // --- Extensions ----------------------------------------------------------------------------------------------------
 
 void ContentBuilder::build() {
+    _made.reserve(_content.extensionCount);
+    _byID.reserve(_content.extensionCount);
     for (auto& record : _content.roots) {
         _roots.push_back(_build(*record));
         record.reset();
@@ -63,13 +66,13 @@ KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
 KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(const ExtensionRecord& record) {
     if (record.isLost || record.key.completed().isNull()) return {};
     const auto type = record.key.toString();
-    if (const auto missing = _missingTypes.find(type); missing != _missingTypes.end()) {
-        ++missing->second;
-        return {};
+    Kr::KrSmartPtr<KrExtension> made;
+    // Asked for once: the factory looks for a plug-in each time.
+    if (_missingTypes.count(type) == 0 || KrSim::KrExtensionFactory::isValid(record.key)) {
+        made = KrSim::KrExtensionFactory::create(record.key);
     }
-    auto made = KrSim::KrExtensionFactory::create(record.key);
     if (made && record.isObject && asObject(made.get()) == nullptr) made.reset();  // has nowhere to keep what is below
-    if (!made) _missingTypes.emplace(type, 1);
+    if (!made) ++_missingTypes[type];
     return made;
 }
 
@@ -104,23 +107,6 @@ void keepDynamicMarks(const KrData::Container& group, const KrData::Container& s
     }
 }
 
-/// The saved fields as implementations know them: with a name and all three groups.
-void complete(KrData::Container& fields, const std::string& name) {
-    const Kr::KrID nameID("Name");
-    if (!fields[nameID].set<std::string>(name)) fields.add<std::string>(nameID, name);
-    for (const auto& [id, type] :
-         {std::pair(Kr::KrID("Inputs"), KrData::Types::kInput), std::pair(Kr::KrID("Outputs"), KrData::Types::kOutput),
-          std::pair(Kr::KrID("Parameters"), KrData::Types::kParameter)}) {
-        if (fields.find(id) == fields.end()) static_cast<void>(new KrData::Container(id, &fields, type));
-    }
-}
-
-/// What the groups and the name carry beside their content.
-void takeMarks(KrData::FieldBase& field, const KrData::FieldBase& saved) {
-    if (const auto* internal = saved._getInternalIfAny()) field._replaceInternal(internal);
-    if (!saved.getDescription().empty()) field.setDescription(saved.getDescription());
-}
-
 }  // namespace
 
 void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
@@ -129,11 +115,11 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     extension._setDataVersion(record.dataVersion);
     extension._setVersions(std::move(record.versions));
     extension._setExtensionData(std::move(record.data));
-    complete(record.fields, extension.getName());
+    record.fields.add<std::string>("Name", extension.getName());
 
     // Not from what onLoading makes of them.
     auto& fields = extension.getFieldsContainer();
-    takeMarks(fields.getNameField(), record.fields[fields.getNameField().getID()]);
+    if (record.nameMarks) takeMarks(fields.getNameField(), *record.nameMarks);
     for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()})
         takeMarks(*group, record.fields[group->getID()]);
 
@@ -159,7 +145,7 @@ void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& recor
                             other->getPath() + "', which is there already; references find the first of them");
     }
     registry.registerExtension(&extension);
-    _byID.emplace(id.getRuntimeID(), &extension);
+    _byID.emplace(id.getRuntimeID(), _made.size() - 1);
     if (!record.references.empty()) KeptContent::of(extension).references = record.references;
 }
 
@@ -200,8 +186,13 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
 
 // --- What lies between them ------------------------------------------------------------------------------------------
 
+KrExtension* ContentBuilder::_findMade(const KrContentID::Identifier& id) const {
+    const auto found = _byID.find(id);
+    return found != _byID.end() ? _made[found->second].get() : nullptr;
+}
+
 KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID::Identifier& id) const {
-    if (const auto found = _byID.find(id); found != _byID.end()) return KrSmartPtr<KrExtension>(found->second);
+    if (auto* made = _findMade(id)) return KrSmartPtr<KrExtension>(made);
     const auto held = KrSim::KrContentDirectory::_hold(id);
     return KrSmartPtr<KrExtension>(held.first);
 }
@@ -211,19 +202,38 @@ void ContentBuilder::followDefinitions() {
         auto* object = asObject(extension.get());
         if (object == nullptr || !object->isInstance()) continue;
         // Of several with one ID the one in the same file is meant.
-        const auto found = _byID.find(object->getDefinitionReference().getContentID().getRuntimeID());
-        auto* definition = found != _byID.end() ? asObject(found->second) : nullptr;
-        if (definition != nullptr) object->_setDefinition(definition);
+        const auto id = object->getDefinitionReference().getContentID().getRuntimeID();
+        if (auto* definition = asObject(_findMade(id))) object->_setDefinition(definition);
     }
     _setReferences();  // instances take over those of their definitions
     detail::followDefinitions(_made.size(), _problems);
 }
 
 void ContentBuilder::_keep(ConnectionRecord record) {
-    auto keeper = _byID.find(record.sink);
-    if (keeper == _byID.end()) keeper = _byID.find(record.source);
-    auto* extension = keeper != _byID.end() ? keeper->second : !_roots.empty() ? _roots.front().get() : nullptr;
-    if (extension != nullptr) KeptContent::of(*extension).connections.push_back(std::move(record));
+    auto* keeper = _findMade(record.sink);
+    if (keeper == nullptr) keeper = _findMade(record.source);
+    if (keeper == nullptr && !_roots.empty()) keeper = _roots.front().get();
+    if (keeper != nullptr) KeptContent::of(*keeper).connections.push_back(std::move(record));
+}
+
+std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
+    auto records = std::exchange(_content.connections, {});
+    std::vector<std::pair<std::size_t, std::size_t>> order;  // by the place of the source, then as in the file
+    order.reserve(records.size());
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (i > 0 && records[i].source == records[i - 1].source) {
+            order.emplace_back(order.back().first, i);
+            continue;
+        }
+        const auto found = _byID.find(records[i].source);
+        order.emplace_back(found != _byID.end() ? found->second : _made.size(), i);
+    }
+    std::sort(order.begin(), order.end());
+    std::vector<ConnectionRecord> ordered;
+    ordered.reserve(records.size());
+    for (const auto& [place, index] : order)
+        ordered.push_back(std::move(records[index]));
+    return ordered;
 }
 
 void ContentBuilder::connect() {
@@ -240,7 +250,8 @@ void ContentBuilder::connect() {
         }
     }
     std::size_t openCount = 0;
-    for (auto& record : std::exchange(_content.connections, {})) {
+    // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
+    for (auto& record : _takeConnections()) {
         if (restorer.restore(record)) {
             ++_connectionCount;
             continue;

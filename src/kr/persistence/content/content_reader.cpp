@@ -68,24 +68,31 @@ private:
     }
 
     void _readFields(ExtensionRecord& record) {
-        _readField(kNameField, "Name", KrData::Types::kString, record);
-        for (const auto* group : {"Inputs", "Outputs", "Parameters"})
-            _readField(group, group, KrData::Types::kContainer, record);
+        _readMarks(kNameMarks, KrData::Types::kString, record.nameMarks);
+        _readGroup("Inputs", KrData::Types::kInput, record);
+        _readGroup("Outputs", KrData::Types::kOutput, record);
+        _readGroup("Parameters", KrData::Types::kParameter, record);
     }
 
-    void _readField(const char* name, const char* identifier, KrData::Types::DataTypeEnum type,
-                    ExtensionRecord& record) {
+    void _readGroup(const std::string& name, KrData::Types::FieldTypeEnum role, ExtensionRecord& record) {
+        auto& group = *new KrData::Container(Kr::KrID(name), &record.fields, role);  // belongs to the record
+        FieldReadContext context;
+        _reader.optional(name, [&] { readFields(_reader, name, group, context); });
+        for (auto& reference : context.references) {
+            reference.fieldPath.insert(0, name + ".");
+            record.references.push_back(std::move(reference));
+        }
+        std::unique_ptr<KrData::FieldBase> marks;
+        _readMarks(name + kMarks, KrData::Types::kContainer, marks);
+        if (marks) takeMarks(group, *marks);
+    }
+
+    void _readMarks(const std::string& name, KrData::Types::DataTypeEnum type,
+                    std::unique_ptr<KrData::FieldBase>& marks) {
         _reader.optional(name, [&] {
             FieldReadContext context;
-            auto field = readField(_reader, name, context);
-            if (field->getDataType() != type || field->isFieldArray() || field->getID() != Kr::KrID(identifier)) {
-                _reader.fail("'" + std::string(name) + "' of '" + record.name + "' holds another field");
-            }
-            for (auto& reference : context.references) {
-                reference.fieldPath = std::string(name) + "." + reference.fieldPath;
-                record.references.push_back(std::move(reference));
-            }
-            if (record.fields._addField(field.get())) static_cast<void>(field.release());
+            marks = readField(_reader, name, context);
+            if (marks->getDataType() != type) _reader.fail("'" + name + "' is another kind of field");
         });
     }
 

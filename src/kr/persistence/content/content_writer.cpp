@@ -37,9 +37,15 @@ std::string getData(const KrExtension& extension) {
     return std::move(stream).str();
 }
 
-/// A group is written when there is anything in it.
-bool hasContent(const KrData::Container& group) {
-    return !group.empty() || group._getInternalIfAny() != nullptr || !group.getDescription().empty();
+bool hasMarks(const KrData::FieldBase& field) {
+    return field._getInternalIfAny() != nullptr || !field.getDescription().empty();
+}
+
+/// A group without its fields.
+void writeMarks(ArchiveWriter& writer, const std::string& name, const KrData::Container& group) {
+    KrData::Container bare(group.getID(), nullptr, group.getFieldType());
+    takeMarks(bare, group);
+    writeField(writer, name, bare);
 }
 
 /// The references kept for the fields of a group, by their paths in it.
@@ -133,11 +139,12 @@ void ContentWriter::_writeFields(const KrExtension& extension) {
     const auto& fields = extension.getFieldsContainer();
     const auto& name = fields.getNameField();
     // Its value is written with the extension; here are the marks on it.
-    _writer.optional(name._getInternalIfAny() != nullptr, kNameField, [&] { writeField(_writer, kNameField, name); });
+    _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
     for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
         const auto& text = group->getID().str();
         const auto open = getOpenReferences(extension, text);
-        _writer.optional(hasContent(*group), text, [&] { writeField(_writer, text, *group, {.unresolved = open}); });
+        _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {.unresolved = open}); });
+        _writer.optional(hasMarks(*group), text + kMarks, [&] { writeMarks(_writer, text + kMarks, *group); });
     }
 }
 

@@ -42,6 +42,8 @@ private:
                           bool isSource, Ends& ends);
 
     Find _find;
+    KrSim::KrContentID::Identifier _sourceID;
+    Kr::KrSmartPtr<KrSim::KrExtension> _source;
     std::unordered_set<Ends, Hash> _connected;
 };
 

@@ -49,6 +49,8 @@ private:
     void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
     void _buildBelow(KrSim::KrObject& object, ExtensionRecord& record);
     void _define(KrSim::KrObject& object, const ExtensionRecord& record);
+    [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& id) const;
+    [[nodiscard]] std::vector<ConnectionRecord> _takeConnections();
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID::Identifier& id) const;
     void _keep(ConnectionRecord record);
     void _setReferences();
@@ -58,8 +60,8 @@ private:
     Progress _progress;
     Extensions _roots;
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
-    std::unordered_map<KrSim::KrContentID::Identifier, KrSim::KrExtension*> _byID;
-    std::map<std::string, std::size_t> _missingTypes;  // asked for once, as each question may look for a plug-in
+    std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID;  // places in the list
+    std::map<std::string, std::size_t> _missingTypes;                       // with the number of their extensions
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};

@@ -42,7 +42,8 @@ struct ExtensionRecord {
     std::int32_t dataVersion{-1};
     KrSim::KrVersioningRegistry::Versions versions;
     std::optional<std::uint64_t> position;  // where it is not right behind the one before
-    KrData::Container fields{Kr::KrID()};
+    KrData::Container fields{Kr::KrID()};   // the groups, all three
+    std::unique_ptr<KrData::FieldBase> nameMarks;
     std::vector<ExtensionReference> references;  // by their paths in the extension
     std::string data;
     std::optional<DefinitionRecord> definition;  // of instances
