@@ -1,0 +1,135 @@
+// Files of much content: that time grows with the content, and how much memory a load takes on its way.
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <cstdint>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "benchmarks/extension_types.h"
+#include "kr/core/connections/connection_factory.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/content/object_section.h"
+#include "kr/persistence/files/file.h"
+
+namespace {
+
+using kr_benchmark::Vehicle;
+using KrPersistence::KrFile;
+using KrPersistence::KrObjectSection;
+using KrSim::KrObject;
+
+constexpr std::int64_t kBranch = 100;
+
+const KrSim::KrFactoryKey& vehicleType() {
+    static const kr_benchmark::Types<Vehicle> types(1);
+    return types.keys.front();
+}
+
+/// Child objects of a hundred vehicles each. Every vehicle drives the three that come after it.
+Kr::KrSmartPtr<KrObject> makeConvoy(std::int64_t count) {
+    auto root = Kr::makeSmart<KrObject>();
+    std::vector<Vehicle*> vehicles;
+    for (std::int64_t made = 0; made < count; made += kBranch) {
+        const auto child = Kr::makeSmart<KrObject>();
+        for (std::int64_t i = 1; i < kBranch; ++i) {
+            const auto vehicle = KrSim::KrExtensionFactory::create(vehicleType());
+            vehicle->setName(("Vehicle " + std::to_string(i)).c_str());
+            child->add(vehicle.get());
+            vehicles.push_back(vehicle->getImplementationAs<Vehicle>());
+        }
+        root->add(child.get());
+    }
+    for (std::size_t i = 0; i + 3 < vehicles.size(); ++i) {
+        const auto& from = *vehicles[i];
+        Kr::KrConnectionFactory::connect(from.speed.getField(), vehicles[i + 1]->force.getField());
+        Kr::KrConnectionFactory::connect(from.distance.getField(), vehicles[i + 2]->brake.getField());
+        Kr::KrConnectionFactory::connect(from.heading.getField(), vehicles[i + 3]->steering.getField());
+    }
+    return root;
+}
+
+/// The content of a section that a file owns.
+std::unique_ptr<KrFile> makeFile(KrSim::KrExtension* object) {
+    auto file = std::make_unique<KrFile>();
+    auto section = std::make_unique<KrObjectSection>();
+    section->addObject(object);
+    file->addSection(section.release());
+    return file;
+}
+
+std::string saveToText(KrFile& file) {
+    std::ostringstream stream;
+    return file.save(stream) ? std::move(stream).str() : std::string();
+}
+
+/// The file of a convoy; the convoy itself is gone.
+const std::string& savedConvoy(std::int64_t count) {
+    static auto& files = *new std::map<std::int64_t, std::string>;
+    auto& text = files[count];
+    if (text.empty()) text = saveToText(*makeFile(makeConvoy(count).get()));
+    return text;
+}
+
+void BM_SaveObjectFile(benchmark::State& state) {
+    const auto convoy = makeConvoy(state.range(0));
+    const auto file = makeFile(convoy.get());
+    std::size_t bytes = 0;
+    for (auto _ : state)
+        bytes = saveToText(*file).size();
+    if (bytes == 0) state.SkipWithError("not saved");
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+void BM_LoadObjectFile(benchmark::State& state) {
+    const auto& text = savedConvoy(state.range(0));
+    for (auto _ : state) {
+        std::istringstream stream(text);
+        auto file = std::make_unique<KrFile>();
+        if (!file->load(stream)) state.SkipWithError("not loaded");
+        state.PauseTiming();
+        file.reset();
+        state.ResumeTiming();
+    }
+}
+
+/// A line of the process's status, in bytes.
+double readStatus(const std::string& name) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(name + ":", 0) == 0) return std::stod(line.substr(name.size() + 1)) * 1024.0;
+    }
+    return 0.0;
+}
+
+/// How far the memory of the process rises while a file is loaded, to what stays.
+void BM_LoadingMemory(benchmark::State& state) {
+    const auto& text = savedConvoy(state.range(0));
+    for (auto _ : state) {
+        std::istringstream stream(text);
+        auto file = std::make_unique<KrFile>();
+        malloc_trim(0);
+        const auto before = readStatus("VmRSS");
+        std::ofstream("/proc/self/clear_refs") << "5";  // the peak is counted from here
+        if (!file->load(stream)) state.SkipWithError("not loaded");
+        const auto peak = readStatus("VmHWM") - before;
+        malloc_trim(0);
+        const auto stays = readStatus("VmRSS") - before;
+        state.counters["bytes_that_stay"] = stays;
+        state.counters["peak_to_stay"] = stays > 0.0 ? peak / stays : 0.0;
+        state.PauseTiming();
+        file.reset();
+        state.ResumeTiming();
+    }
+}
+
+BENCHMARK(BM_SaveObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadingMemory)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
