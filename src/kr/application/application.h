@@ -10,6 +10,7 @@
 
 #include "kr/application/context/application_context.h"
 #include "kr/application/context/application_modes.h"
+#include "kr/application/frame_position.h"
 #include "kr/application/fwd.h"
 #include "kr/core/base.h"
 #include "kr/events/event_id.h"
@@ -91,6 +92,18 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// See FrameStatistics; any thread, also through the context.
     [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
     void resetFrameStatistics();
+
+    /// Any thread. Runs the function on the application's thread between two frames: at once when none is under way,
+    /// else when the frame has ended and its listeners have heard of it. An exception is logged as a warning.
+    /// \return  false for an empty function and when the application has ended.
+    bool executeBetweenFrames(std::function<void()> function);
+    /// Whether no frame is under way, and this is a thread that may change the content.
+    [[nodiscard]] bool _isBetweenFrames() const noexcept;
+    /// Between two frames only.
+    [[nodiscard]] FramePosition _getFramePosition() const;
+    /// The next frame goes on from there: its number, the elapsed time and the frame rate. Limits and statistics count
+    /// on. Between two frames only.
+    void _setFramePosition(const FramePosition& position);
 
     // --- Pace ------------------------------------------------------------------------------------------------------
     /// In Hz, from the next frame on. A rate outside the bounds of the configuration (0.1 to 100,000 Hz) is clamped,
@@ -216,6 +229,7 @@ private:
     bool _pacesWithVSync{true};
     bool _isConfigurationChanged{false};
     bool _isChangingMode{false};
+    bool _isInFrame{false};  // of the application's thread
 };
 
 }  // namespace KrSim

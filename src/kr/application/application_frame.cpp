@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "kr/application/application.h"
 #include "kr/application/context/application_state.h"
@@ -23,10 +24,10 @@ constexpr double kLongestPausedSeconds = 0.05;
 int KrApplication::run(const RunLimits& limits) {
     const Kr::KrSmartPtr<KrApplication> self(this);
     auto& all = *_parts;
-    const auto framesBefore = all.frames;
+    const auto framesBefore = all.framesRun;
     const double secondsBefore = all.simulatedSeconds;
     const auto isOver = [&] {
-        return all.frames - framesBefore >= limits.frames ||
+        return all.framesRun - framesBefore >= limits.frames ||
                limits.seconds - (all.simulatedSeconds - secondsBefore) < 0.5 * getSimulationTimeStep();
     };
     int exitValue = 0;
@@ -60,6 +61,7 @@ bool KrApplication::update() {
 void KrApplication::_endLoop(int exitValue) {
     _state->_setRunning(false);
     _state->_runDelayedFunctions();
+    _state->_runBetweenFrames();
     // Whoever waits for this thread to deliver an event is let go.
     KrEventDispatcher::_resetOwner();
     _parts->listeners.tell([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
@@ -69,10 +71,12 @@ bool KrApplication::_frame() {
     try {
         return _runFrame();
     } catch (const std::exception& exception) {
+        _isInFrame = false;
         _state->_setUpdatingModules(false);
         Kr::logErrorNoThrow("Stopping simulation because of exception: %s\n", exception.what());
         throw;
     } catch (...) {
+        _isInFrame = false;
         _state->_setUpdatingModules(false);
         Kr::logErrorNoThrow("Unhandled exception, stopping current simulation.\n");
         throw;
@@ -81,10 +85,12 @@ bool KrApplication::_frame() {
 
 bool KrApplication::_runFrame() {
     auto& all = *_parts;
-    const double entered = all.pacer.getClock().getSeconds();
-    if (!all.startTime) all.startTime = entered;
     _state->_setThread(Kr::getCurrentThreadId());
     _state->_setRunning(true);
+    _state->_runBetweenFrames();
+    _isInFrame = true;
+    const double entered = all.pacer.getClock().getSeconds();
+    if (!all.startTime) all.startTime = entered;
     const bool isPaused = _takePause();
     _state->_setPaused(isPaused);
     if (!isPaused) _state->_setFrame(static_cast<std::uint32_t>(all.frames), entered - *all.startTime);
@@ -104,12 +110,15 @@ bool KrApplication::_runFrame() {
 
     if (!isPaused) {
         ++all.frames;
+        ++all.framesRun;
         all.simulatedSeconds += all.stepSeconds;
         all.meter.onFrameEnded();
         _state->_setStatistics(all.meter.getStatistics());
         all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
     }
     all.listeners.tell([this](IApplicationListener& each) { each.onFrameEnded(this); });
+    _isInFrame = false;
+    _state->_runBetweenFrames();
     return !_exitRequested.load(std::memory_order_relaxed);
 }
 
@@ -140,6 +149,45 @@ void KrApplication::_runPasses() {
     modules.update(_context);
     modules.postUpdate(_context);
     _state->_setUpdatingModules(false);
+}
+
+// --- Between two frames --------------------------------------------------------------------------------------------
+
+bool KrApplication::executeBetweenFrames(std::function<void()> function) {
+    if (!_state->_executeBetweenFrames(std::move(function))) return false;
+    if (_isBetweenFrames()) _state->_runBetweenFrames();
+    return true;
+}
+
+bool KrApplication::_isBetweenFrames() const noexcept {
+    return !_context.isRunning() || (_context.isApplicationThread() && !_isInFrame);
+}
+
+FramePosition KrApplication::_getFramePosition() const {
+    const auto& all = *_parts;
+    FramePosition position;
+    position.frames = all.frames;
+    position.frame = _state->_getFrame();
+    position.elapsedSeconds = _state->_getElapsedSeconds();
+    position.frameRateHz = _state->_getFrameRate();
+    position.now = all.pacer.getClock().getSeconds();
+    position.start = all.startTime;
+    position.begin = all.frameStart;
+    return position;
+}
+
+void KrApplication::_setFramePosition(const FramePosition& position) {
+    auto& all = *_parts;
+    const double shift = all.pacer.getClock().getSeconds() - position.now;
+    const auto shifted = [shift](std::optional<double> moment) {
+        if (moment) *moment += shift;
+        return moment;
+    };
+    all.frames = position.frames;
+    all.startTime = shifted(position.start);
+    all.frameStart = shifted(position.begin);
+    _state->_setFrame(position.frame, position.elapsedSeconds);
+    if (position.frameRateHz != _state->_getFrameRate()) setSimulationFrameRate(position.frameRateHz);
 }
 
 // --- Pause ---------------------------------------------------------------------------------------------------------

@@ -177,6 +177,7 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
         field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
         if (_getFieldOwner() != nullptr) field->_countOutputsBelow(+1, connected, watched);
     }
+    _tellOwnerOfTree();
     _tellOwner(connected, watched);
     const detail::NotificationFrame frame(*this, *field);
     field->_tellConnectionsOfMove();
@@ -209,6 +210,7 @@ void Container::_takeOut(FieldBase& field, bool isDying) {
         field._inheritWatching(kAncestorObserved, false);
         field._inheritWatching(kAncestorConnected, false);
     }
+    _tellOwnerOfTree();
     _tellOwner(connected, watched);
     const detail::NotificationFrame frame(*this, *this);
     if (!isDying) field._tellConnectionsOfMove();
@@ -359,6 +361,7 @@ Container::iterator Container::moveField(iterator position, const Kr::KrID& id) 
     if (from == _children.end()) return end();
     const auto behind = _children.begin() + (position - begin());
     if (behind == from) return from;
+    _tellOwnerOfTree();
     const std::lock_guard lock(detail::treeMutex());
     if (behind == _children.end()) {
         std::rotate(from, from + 1, _children.end());

@@ -1,5 +1,6 @@
 #include "kr/data/field.h"
 
+#include <memory>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -159,6 +160,21 @@ bool Field<T>::getRawValue(void* out) const {
 template <class T>
 bool Field<T>::setRawValue(const void* in) {
     return in != nullptr && setValue(*static_cast<const T*>(in));
+}
+
+template <class T>
+bool Field<T>::_restoreValue(const T& value) {
+    if (isIdentical(getValue(), value)) [[likely]]
+        return false;
+    // Enumeration values of different types refuse assignment.
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        const T copy(value);
+        std::construct_at(std::addressof(_value), copy);
+    } else {
+        _value = value;
+    }
+    _writeThrough();
+    return _needsNotification();
 }
 
 // --- Range and value pointer ---------------------------------------------------------------------------------------

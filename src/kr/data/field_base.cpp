@@ -180,6 +180,7 @@ bool FieldBase::setID(const Kr::KrID& id) {
     if (!isDynamic()) return false;
     if (_id == id) return true;
     _id = id;
+    _tellOwnerOfTree();
     _notifyPropertyChangedBothWays();
     return true;
 }

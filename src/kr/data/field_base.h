@@ -224,6 +224,8 @@ public:
     void _setInternalIdentifier(std::uint32_t identifier) noexcept;
     [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;
     void _replaceInternal(const FieldInternal* source);
+    /// Tells observers, those of containers and of proxies too, of a value that connections are not to transfer.
+    void _notifyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedToChildren(const FieldBase& changed) const;
     void _notifyPropertyChanged() const { _notifyPropertyChangedToParents(*this); }
     [[nodiscard]] detail::FieldLiveness& _getLiveness() const;
@@ -275,6 +277,7 @@ private:
     void _passWatchingToChildren(std::uint16_t bit) const;
     void _countOutputsBelow(int sign, int& connected, int& watched) const;
     void _tellOwner(int connectedDelta, int watchedDelta) const;
+    void _tellOwnerOfTree() const noexcept;
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;

@@ -82,6 +82,10 @@ void FieldBase::_tellOwner(int connectedDelta, int watchedDelta) const {
     if (auto* owner = _getFieldOwner()) owner->_onOutputCountsChanged(connectedDelta, watchedDelta);
 }
 
+void FieldBase::_tellOwnerOfTree() const noexcept {
+    if (auto* owner = _getFieldOwner()) owner->_onFieldTreeChanged();
+}
+
 void FieldBase::_setConnected(std::uint16_t bit, bool on) {
     const bool before = _has(kIsConnected);
     _setState(bit, on);
@@ -336,6 +340,23 @@ void FieldBase::_tellProxies(const FieldBase& changed, const detail::Notificatio
         if (frame.changedDied()) break;
     }
     proxies.endWalk();
+}
+
+void FieldBase::_notifyObservers(const FieldBase& changed) const {
+    const detail::NotificationFrame frame(*this, changed);
+    const auto state = _state.load(std::memory_order_acquire);
+    const detail::ObserverList::Reader observers(
+        (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
+    for (auto* proxy : (state & kHasProxies) != 0 ? _getProxies() : std::vector<Proxy*>()) {
+        const auto now = _getProxies();  // without those that an observer has destroyed
+        if (std::find(now.begin(), now.end(), proxy) == now.end() || proxy->_findLinkedField() != this) continue;
+        proxy->_notifyObservers(*proxy);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+    const bool isLocal = _has(kLocal);
+    if (_parent != nullptr && _has(isLocal ? kAncestorObserved | kAncestorConnected : kForceObservers))
+        _parent->_notifyObservers(changed);
+    if (isLocal) observers.notify(changed, frame);
 }
 
 void FieldBase::_addProxy(Proxy* proxy) {

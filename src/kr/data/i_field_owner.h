@@ -14,6 +14,9 @@ public:
     /// an observer of its outputs.
     virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
 
+    /// A field came, went, moved or was renamed somewhere below: what was remembered of the tree is not true any more.
+    virtual void _onFieldTreeChanged() noexcept {}
+
     virtual KrSim::KrExtension* _asExtension() noexcept = 0;
 
 protected:

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "kr/core/color.h"
 #include "kr/core/enum.h"
@@ -117,6 +119,16 @@ template <>
 struct ValueTraits<KrSim::KrExtension*> : detail::PlainValueTraits<Types::kExtension> {};
 template <>
 struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMaterial> {};
+
+/// Whether two values are one and the same, bit by bit where they are plain: -0.0 is not 0.0, and NaN is NaN.
+template <class T>
+[[nodiscard]] bool isIdentical(const T& first, const T& second) {
+    if constexpr (std::is_trivially_copyable_v<T>) {
+        return std::memcmp(&first, &second, sizeof(T)) == 0;
+    } else {
+        return first == second;
+    }
+}
 
 /// Expands `each(T)` for every value type.
 #define KR_FOR_EACH_VALUE_TYPE(each)                                                                            \

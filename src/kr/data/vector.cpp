@@ -235,6 +235,30 @@ void Vector<T>::_cloneFrom(const FieldBase& source) {
     if (const auto* same = from(source)) _items = std::vector<T>(same->_items);
 }
 
+template <class T>
+bool Vector<T>::_hasIdenticalItems(const VectorBase& other) const {
+    const auto* same = dynamic_cast<const Vector*>(&other);
+    const auto isSame = [](const T& first, const T& second) { return isIdentical(first, second); };
+    return same != nullptr &&
+           std::equal(_items.begin(), _items.end(), same->_items.begin(), same->_items.end(), isSame);
+}
+
+template <class T>
+bool Vector<T>::_restoreItems(const VectorBase& source) {
+    const auto* same = dynamic_cast<const Vector*>(&source);
+    if (same == nullptr || _hasIdenticalItems(source)) return false;
+    const auto count = std::max(_items.size(), same->_items.size());
+    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        // Values of different enumerations refuse assignment.
+        std::vector<T> copy(same->_items);
+        _items.swap(copy);
+    } else {
+        _items = same->_items;
+    }
+    _addChange(0, count - 1);
+    return _needsNotification();
+}
+
 #define KR_DEFINE_VECTOR(T) template class Vector<T>;
 KR_FOR_EACH_VALUE_TYPE(KR_DEFINE_VECTOR)
 #undef KR_DEFINE_VECTOR

@@ -64,6 +64,9 @@ public:
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
     bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
+    bool _restoreItems(const VectorBase& source) override;
+    [[nodiscard]] bool _hasIdenticalItems(const VectorBase& other) const override;
+    [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(T); }
 
 protected:
     /// For subclasses that change items under a lock of their own and call _itemsChanged after it.

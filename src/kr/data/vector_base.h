@@ -49,6 +49,14 @@ public:
     /// new ones; notifies once. For vectors that were equal before the source changed there. False, and nothing
     /// changes, when the item data types differ.
     virtual bool _followItems(const VectorBase& source, const ChangeRanges& ranges) = 0;
+    /// Takes the items of `source` as they are and tells nobody, but records the change for connections to come.
+    /// Answers whether they were others, bit by bit, and somebody would hear of that. False, and nothing changes, when
+    /// the item data types differ.
+    virtual bool _restoreItems(const VectorBase& source) = 0;
+    /// Whether both have the same items, bit by bit.
+    [[nodiscard]] virtual bool _hasIdenticalItems(const VectorBase& other) const = 0;
+    /// What one item takes, without what it holds elsewhere.
+    [[nodiscard]] virtual std::size_t _getItemBytes() const noexcept = 0;
     /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
     /// are complete for whoever has seen as many as were forgotten.
     [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }

@@ -62,12 +62,7 @@ private:
     std::exception_ptr _exception;
 };
 
-struct DelayedEvent {
-    KrSimEvent event;
-    double dueSeconds;
-    bool isLocal;
-    bool isRemote;
-};
+using DelayedEvent = PendingEvent;
 
 /// A vector to fill, and one with capacity that the next batch swaps in.
 struct Queue {
@@ -422,6 +417,43 @@ std::shared_ptr<SharedEventChannel> KrEventDispatcher::getSharedEventChannel() {
 void KrEventDispatcher::_publishEventNames() {
     EventIDList::instance()._publishAllAgain();
     publishNames(state());
+}
+
+KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents() {
+    State& all = state();
+    PendingEvents pending;
+    pending.nowSeconds = nowOf(all);
+    const std::lock_guard lock(all.localMutex);
+    for (const auto& each : all.delayed) {
+        if (!each.event._isAwaited()) pending.events.push_back(each);
+    }
+    for (const auto& event : all.local.events) {
+        if (!event._isAwaited()) pending.events.push_back({event, pending.nowSeconds, true, false});
+    }
+    return pending;
+}
+
+void KrEventDispatcher::_replacePendingEvents(const PendingEvents& pending) {
+    State& all = state();
+    FirstException exception;
+    processLocalQueue(all, eCaller::kFrame, exception);
+    std::vector<DelayedEvent> dropped;  // die after the lock
+    {
+        const double shift = nowOf(all) - pending.nowSeconds;
+        const std::lock_guard lock(all.localMutex);
+        all.delayed.swap(dropped);
+        for (const auto& each : dropped) {
+            if (each.event._isAwaited()) all.delayed.push_back(each);
+        }
+        for (const auto& each : pending.events) {
+            all.delayed.push_back(each);
+            all.delayed.back().dueSeconds += shift;
+        }
+        all.earliestDueSeconds = kNever;
+        for (const auto& each : all.delayed)
+            all.earliestDueSeconds = std::min(all.earliestDueSeconds, each.dueSeconds);
+    }
+    exception.rethrow();
 }
 
 void KrEventDispatcher::_resetOwner() {

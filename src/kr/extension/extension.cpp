@@ -11,6 +11,7 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
+#include "kr/extension/internal/state_header.h"
 #include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
 #include "kr/platform/log.h"
@@ -127,11 +128,13 @@ void KrExtension::_setOwner(KrObject* owner) {
 
 void KrExtension::_setCreationKey(const KrFactoryKey& key) {
     _creationKey = key;
+    _stateHeader.reset();
     if (!hasName()) _setDefaultName();
 }
 
 void KrExtension::_setContentID(const KrContentID& id) {
     const auto before = std::exchange(_contentID, id);
+    _stateHeader.reset();
     KrContentRegistry::instance()._onContentIDChanged(this, before, _contentID);
 }
 

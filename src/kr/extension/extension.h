@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 #include "kr/application/context/application_context.h"
 #include "kr/content/content_id.h"
@@ -19,6 +20,7 @@
 #include "kr/extension/fwd.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/platform/export.h"
+#include "kr/platform/guard.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
 
@@ -150,12 +152,20 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] std::string getError() const;
 
     // --- For the framework: objects, factory, modules, loaders -----------------------------------------------------
-    /// The state of this extension, with the bytes of its implementation.
+    /// Adds the bytes of the implementation to a state that holds the values of the fields.
     virtual void _fillState(KrExtensionState& state) const;
-    /// Puts back field values and implementation bytes.
+    /// Puts back field values, as they are and without a transfer over connections, tells their observers, and hands
+    /// the bytes to the implementation.
     virtual void _restoreState(const KrExtensionState& state);
     /// Puts back outputs only; what implements positions adds them.
     virtual void _restorePositionsAndOutputs(const KrExtensionState& state);
+    /// Puts back field values and tells nobody; `changed` gets the fields whose observers would hear of it. Answers
+    /// how many values found no field here. Field arrays get as many items as they had.
+    std::size_t _restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
+    /// Tells the observers of these fields, those that are here still, but no connections.
+    void _tellRestored(const std::vector<KrData::FieldBase*>& changed);
+    /// What states of this extension share, made anew when it has changed.
+    [[nodiscard]] const std::shared_ptr<const detail::StateHeader>& _getStateHeader() const;
     /// Prepares the implementation for data that is about to be loaded. False when the data can only be kept.
     virtual bool _onPreLoadImplementation(KrData::Container* saved);
     virtual void _onPostLoadImplementation(KrData::Container* saved);
@@ -217,6 +227,10 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot.store(slot, std::memory_order_relaxed); }
 
 protected:
+    /// onStateSave and onStateRestore; what they throw is logged with these texts. One that throws leaves no bytes, and
+    /// is not called back for that state.
+    void _saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const;
+    void _restoreImplementationState(const KrExtensionState& state, const Kr::GuardTexts& texts);
     /// A new one of this type; plain where the factory makes none. Null, logged, when that does not fit.
     [[nodiscard]] virtual Kr::KrSmartPtr<KrExtension> _makeClone() const;
     void _setUnknownPlaceholder() noexcept { _isUnknown = true; }
@@ -249,6 +263,7 @@ private:
     KrVersioningRegistry::Versions _versions;
     std::string _extensionData;
     std::unique_ptr<IKeptContent> _keptContent;
+    mutable std::shared_ptr<const detail::StateHeader> _stateHeader;
     InstanceLink _instanceLink;
     std::atomic<std::uint32_t> _sorterSlot{kNoSlot};  // written under the sorter's lock
 };

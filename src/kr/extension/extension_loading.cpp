@@ -2,6 +2,9 @@
 
 #include <exception>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "kr/data/container.h"
 #include "kr/extension/extension.h"
@@ -9,6 +12,8 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
+#include "kr/extension/internal/lent_stream.h"
+#include "kr/extension/internal/state_header.h"
 
 namespace KrSim {
 
@@ -65,29 +70,66 @@ void KrExtension::_onPostLoadImplementation(KrData::Container*) {
 
 void KrExtension::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
     if (!state) return;
-    auto own = Kr::makeSmart<KrExtensionState>(*this);
+    auto own = state->_makeState(*this);
     _fillState(*own);
     state->addExtensionState(std::move(own));
 }
 
 void KrExtension::_fillState(KrExtensionState& state) const {
+    _saveImplementationState(state, detail::kOnStateSave);
+}
+
+void KrExtension::_saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const {
     if (!_hasImplementation) return;
-    std::ostringstream stream(std::ios::out | std::ios::binary);
-    Kr::callGuarded(
-        detail::kOnStateSave, [this] { return getName(); }, [&] { _implementation->onStateSave(stream); });
-    state._setImplementationData(std::move(stream).str());
+    detail::LentStream<std::ostringstream> stream;
+    const bool isWhole = Kr::callGuarded(
+        texts, [this] { return getName(); }, [&] { _implementation->onStateSave(stream.get()); });
+    if (isWhole) state._setImplementationData(std::string(stream.get().view()));
+}
+
+const std::shared_ptr<const detail::StateHeader>& KrExtension::_getStateHeader() const {
+    const auto& plan = _fields->_getValuePlan();
+    // The ID and the key say themselves when they change, for names there are several ways.
+    if (!_stateHeader || _stateHeader->plan != plan || _stateHeader->name != getName()) {
+        _stateHeader =
+            std::make_shared<const detail::StateHeader>(detail::StateHeader{_contentID, _creationKey, getName(), plan});
+    }
+    return _stateHeader;
 }
 
 void KrExtension::_restoreState(const KrExtensionState& state) {
-    _fields->_loadGroupsFrom(state.getFields());
-    if (!_hasImplementation) return;
-    std::istringstream stream(state.getImplementationData(), std::ios::in | std::ios::binary);
+    std::vector<KrData::FieldBase*> changed;
+    _restoreFieldValues(state, changed);
+    _tellRestored(changed);
+    _restoreImplementationState(state, detail::kOnStateRestore);
+}
+
+void KrExtension::_restoreImplementationState(const KrExtensionState& state, const Kr::GuardTexts& texts) {
+    if (!_hasImplementation || !state.hasImplementationData()) return;
+    detail::LentStream<std::istringstream> stream(state.getImplementationData());
     Kr::callGuarded(
-        detail::kOnStateRestore, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream); });
+        texts, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream.get()); });
+}
+
+std::size_t KrExtension::_restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed) {
+    const auto& source = state._getPlan();
+    if (_fields->_getValuePlan().get() != &source) source.resizeArrays(_fields->_getGroups());
+    return _fields->_getValuePlan()->restore(state._getValues(), source, changed);
+}
+
+void KrExtension::_tellRestored(const std::vector<KrData::FieldBase*>& changed) {
+    if (changed.empty()) return;
+    const auto plan = _fields->_getValuePlan();
+    for (auto* field : changed) {
+        // Who hears of the first ones may remove others.
+        if (_fields->_getValuePlan() == plan || _fields->_getValuePlan()->contains(field)) field->_notifyObservers(*field);
+    }
 }
 
 void KrExtension::_restorePositionsAndOutputs(const KrExtensionState& state) {
-    getOutputContainer().copyValue(state.getFields()[getOutputContainer().getID()]);
+    std::vector<KrData::FieldBase*> changed;
+    _fields->_getValuePlan()->restoreGroup(getOutputContainer().getID(), state._getValues(), state._getPlan(), changed);
+    _tellRestored(changed);
 }
 
 }  // namespace KrSim

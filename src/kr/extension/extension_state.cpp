@@ -5,42 +5,130 @@
 
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/state_header.h"
 
 namespace KrSim {
 
-KrExtensionState::KrExtensionState(const KrExtension& extension)
-    : _contentID(extension.getContentID()),
-      _creationKey(extension.getCreationKey()),
-      _name(extension.getName()),
-      _fields(Kr::KrID("Fields")) {
-    for (const auto* group :
-         {&extension.getInputContainer(), &extension.getOutputContainer(), &extension.getParameterContainer()}) {
-        static_cast<void>(group->clone(&_fields));
+// --- One extension -------------------------------------------------------------------------------------------------
+
+KrExtensionState::KrExtensionState(const KrExtension& extension) : _header(extension._getStateHeader()) {
+    _header->plan->take(_values);
+}
+
+KrExtensionState::KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
+                                   const KrData::Container& fields) {
+    std::vector<KrData::Container*> groups;
+    for (auto* child : fields.getChildren()) {
+        if (child->getDataType() == KrData::Types::kContainer) groups.push_back(static_cast<KrData::Container*>(child));
     }
+    auto plan = std::make_shared<const KrData::ValuePlan>(groups);
+    plan->take(_values);
+    _header = std::make_shared<const detail::StateHeader>(
+        detail::StateHeader{id, creationKey, name, std::move(plan)});
 }
 
 KrExtensionState::~KrExtensionState() = default;
 
+const KrContentID& KrExtensionState::getContentID() const noexcept {
+    return _header->contentID;
+}
+const KrFactoryKey& KrExtensionState::getCreationKey() const noexcept {
+    return _header->creationKey;
+}
+const std::string& KrExtensionState::getName() const noexcept {
+    return _header->name;
+}
+const KrData::ValuePlan& KrExtensionState::_getPlan() const noexcept {
+    return *_header->plan;
+}
+
+const KrData::Container& KrExtensionState::getFields() const {
+    if (!_fields) _fields = _header->plan->makeContainer("Fields", _values);
+    return *_fields;
+}
+
+void KrExtensionState::_setImplementationData(std::string data) {
+    _implementationData = std::move(data);
+    _hasImplementationData = true;
+}
+
+std::size_t KrExtensionState::getSizeBytes() const {
+    return sizeof(*this) + _values.getSizeBytes() + _implementationData.size();
+}
+
+bool KrExtensionState::_isOf(const KrExtension& extension) const {
+    return _header == extension._getStateHeader();
+}
+
+void KrExtensionState::_retake() {
+    _fields.reset();
+    _implementationData.clear();
+    _hasImplementationData = false;
+    _header->plan->take(_values);
+}
+
+// --- Many extensions -----------------------------------------------------------------------------------------------
+
 struct KrSimulationState::Index {
     std::unordered_map<KrContentID::Identifier, std::size_t> positions;
+    std::size_t indexed{0};
 };
 
-KrSimulationState::KrSimulationState() : _index(std::make_unique<Index>()) {}
+KrSimulationState::KrSimulationState() = default;
 KrSimulationState::~KrSimulationState() = default;
 
 void KrSimulationState::addExtensionState(Kr::KrSmartPtr<KrExtensionState> state) {
     if (!state) return;
-    const auto [position, isNew] = _index->positions.emplace(state->getContentID().getRuntimeID(), _states.size());
-    if (isNew) {
-        _states.push_back(std::move(state));
-    } else {
-        _states[position->second] = std::move(state);
+    state->_isAddedByModule = _isModuleAdding;
+    _states.push_back(std::move(state));
+}
+
+void KrSimulationState::_bringIndexUpToDate() const {
+    if (!_index) _index = std::make_unique<Index>();
+    auto kept = _index->indexed;
+    for (auto i = kept; i < _states.size(); ++i) {
+        auto state = std::move(_states[i]);
+        const auto [position, isNew] = _index->positions.emplace(state->getContentID().getRuntimeID(), kept);
+        _states[isNew ? kept++ : position->second] = std::move(state);
     }
+    _states.resize(kept);
+    _index->indexed = kept;
+}
+
+const std::vector<Kr::KrSmartPtr<KrExtensionState>>& KrSimulationState::getExtensionStates() const {
+    _bringIndexUpToDate();
+    return _states;
 }
 
 const KrExtensionState* KrSimulationState::findExtensionState(const KrContentID& id) const {
+    _bringIndexUpToDate();
     const auto found = _index->positions.find(id.getRuntimeID());
     return found != _index->positions.end() ? _states[found->second].get() : nullptr;
+}
+
+std::size_t KrSimulationState::getSizeBytes() const {
+    std::size_t bytes = sizeof(*this);
+    for (const auto& state : _states)
+        bytes += sizeof(state) + state->getSizeBytes();
+    return bytes;
+}
+
+void KrSimulationState::_recycle() {
+    _spare = std::exchange(_states, std::move(_spare));
+    _states.clear();
+    _index.reset();
+    _nextSpare = 0;
+}
+
+Kr::KrSmartPtr<KrExtensionState> KrSimulationState::_makeState(const KrExtension& extension) {
+    if (_nextSpare < _spare.size()) {
+        auto state = std::move(_spare[_nextSpare++]);
+        if (state->getRefCount() == 1 && state->_isOf(extension)) {
+            state->_retake();
+            return state;
+        }
+    }
+    return Kr::makeSmart<KrExtensionState>(extension);
 }
 
 }  // namespace KrSim

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "kr/content/content_id.h"
 #include "kr/data/container.h"
+#include "kr/data/value_plan.h"
 #include "kr/extension/factory_key.h"
 #include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
@@ -14,28 +16,50 @@
 
 namespace KrSim {
 
-/// What one extension was at one moment of the simulation: the values of its fields and the bytes that its
-/// implementation wrote in onStateSave.
+/// What one extension was at one moment of the simulation: the values of its inputs, outputs and parameters, and the
+/// bytes that its implementation wrote in onStateSave.
+///
+/// Thread: the application thread.
 class KR_API KrExtensionState final : public Kr::KrRefCount {
 public:
-    /// Takes the state of the extension now.
+    /// Takes the values of the fields now; fillSimulationState adds the bytes.
     explicit KrExtensionState(const KrExtension& extension);
+    /// A state that was kept elsewhere. \param fields  "Inputs", "Outputs" and "Parameters", as getFields answers them.
+    KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
+                     const KrData::Container& fields);
     ~KrExtensionState() override;
 
-    [[nodiscard]] const KrContentID& getContentID() const noexcept { return _contentID; }
-    [[nodiscard]] const KrFactoryKey& getCreationKey() const noexcept { return _creationKey; }
-    [[nodiscard]] const std::string& getName() const noexcept { return _name; }
-    /// Copies of "Inputs", "Outputs" and "Parameters".
-    [[nodiscard]] const KrData::Container& getFields() const noexcept { return _fields; }
+    [[nodiscard]] const KrContentID& getContentID() const noexcept;
+    [[nodiscard]] const KrFactoryKey& getCreationKey() const noexcept;
+    [[nodiscard]] const std::string& getName() const noexcept;
+    /// Likenesses of "Inputs", "Outputs" and "Parameters" with the values, without descriptions, ranges and metadata.
+    /// Made at the first call and kept.
+    [[nodiscard]] const KrData::Container& getFields() const;
+    /// Empty, too, when there was no implementation or onStateSave has thrown.
     [[nodiscard]] const std::string& getImplementationData() const noexcept { return _implementationData; }
-    void _setImplementationData(std::string data) { _implementationData = std::move(data); }
+    [[nodiscard]] bool hasImplementationData() const noexcept { return _hasImplementationData; }
+    void _setImplementationData(std::string data);
+    /// Whether a module has added it on its own account, of an extension that need not be content.
+    [[nodiscard]] bool isAddedByModule() const noexcept { return _isAddedByModule; }
+    /// Memory that this state takes, but for what it shares with other states of the extension.
+    [[nodiscard]] std::size_t getSizeBytes() const;
+
+    [[nodiscard]] const KrData::ValuePlan& _getPlan() const noexcept;
+    [[nodiscard]] const KrData::FieldValues& _getValues() const noexcept { return _values; }
+    /// Whether it was taken of this extension, and what it shares with new states has not changed since.
+    [[nodiscard]] bool _isOf(const KrExtension& extension) const;
+    /// Takes the values again; for _isOf() only. The bytes go.
+    void _retake();
 
 private:
-    KrContentID _contentID;
-    KrFactoryKey _creationKey;
-    std::string _name;
-    KrData::Container _fields;
+    friend class KrSimulationState;
+
+    std::shared_ptr<const detail::StateHeader> _header;
+    KrData::FieldValues _values;
     std::string _implementationData;
+    bool _hasImplementationData{false};
+    bool _isAddedByModule{false};
+    mutable std::unique_ptr<KrData::Container> _fields;
 };
 
 /// The states of many extensions at one moment.
@@ -49,15 +73,28 @@ public:
     void addExtensionState(Kr::KrSmartPtr<KrExtensionState> state);
     /// Null when there is none.
     [[nodiscard]] const KrExtensionState* findExtensionState(const KrContentID& id) const;
-    [[nodiscard]] const std::vector<Kr::KrSmartPtr<KrExtensionState>>& getExtensionStates() const noexcept {
-        return _states;
-    }
+    /// In the order in which they were added.
+    [[nodiscard]] const std::vector<Kr::KrSmartPtr<KrExtensionState>>& getExtensionStates() const;
+    /// Memory that the states take.
+    [[nodiscard]] std::size_t getSizeBytes() const;
+
+    /// What is added until the next call was added by a module, or not.
+    void _setAddedByModule(bool added) noexcept { _isModuleAdding = added; }
+    /// Forgets the states, but keeps their memory for states of the same extensions in the same order.
+    void _recycle();
+    /// A state of the extension now, without bytes: a recycled one where it fits, unless somebody else holds it.
+    [[nodiscard]] Kr::KrSmartPtr<KrExtensionState> _makeState(const KrExtension& extension);
 
 private:
     struct Index;
 
-    std::vector<Kr::KrSmartPtr<KrExtensionState>> _states;
-    std::unique_ptr<Index> _index;
+    void _bringIndexUpToDate() const;
+
+    mutable std::vector<Kr::KrSmartPtr<KrExtensionState>> _states;
+    mutable std::unique_ptr<Index> _index;  // made when somebody asks for single states
+    std::vector<Kr::KrSmartPtr<KrExtensionState>> _spare;
+    std::size_t _nextSpare{0};
+    bool _isModuleAdding{false};
 };
 
 }  // namespace KrSim

@@ -8,6 +8,7 @@ class KrInputOutputContainer;
 
 namespace KrSim::detail {
 class ObjectMap;
+struct StateHeader;
 }  // namespace KrSim::detail
 
 namespace KrSim {

@@ -109,6 +109,13 @@ void KrInputOutputContainer::_loadFrom(const KrData::Container& saved, KrData::F
     loadMessages(_infos, saved[_infos.getID()]);
 }
 
+const std::shared_ptr<const KrData::ValuePlan>& KrInputOutputContainer::_getValuePlan() const {
+    if (!_valuePlan) {
+        _valuePlan = std::make_shared<const KrData::ValuePlan>(const_cast<KrInputOutputContainer*>(this)->_getGroups());
+    }
+    return _valuePlan;
+}
+
 // --- Connections ---------------------------------------------------------------------------------------------------
 
 void KrInputOutputContainer::_ownConnection(std::unique_ptr<KrConnectionBase> connection) {

@@ -9,6 +9,7 @@
 #include "kr/data/container.h"
 #include "kr/data/field_loading.h"
 #include "kr/data/i_field_owner.h"
+#include "kr/data/value_plan.h"
 #include "kr/extension/fwd.h"
 #include "kr/extension/message_list.h"
 
@@ -61,6 +62,11 @@ public:
     /// The same for the three groups only.
     void _loadGroupsFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
 
+    // --- States of the simulation ----------------------------------------------------------------------------------
+    /// The fields of the three groups that have values; the same plan as long as their trees do not change.
+    [[nodiscard]] const std::shared_ptr<const KrData::ValuePlan>& _getValuePlan() const;
+    [[nodiscard]] std::vector<KrData::Container*> _getGroups() noexcept { return {&_inputs, &_outputs, &_parameters}; }
+
     // --- Connections -----------------------------------------------------------------------------------------------
     /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
@@ -77,6 +83,7 @@ private:
     [[nodiscard]] bool _accepts(const KrData::FieldBase& field) const override;
     [[nodiscard]] KrData::IFieldOwner* _getFieldOwner() const override;
     void _onOutputCountsChanged(int connectedDelta, int watchedDelta) override;
+    void _onFieldTreeChanged() noexcept override { _valuePlan.reset(); }
     KrSim::KrExtension* _asExtension() noexcept override { return &_owner; }
 
     void _endKept() noexcept;
@@ -99,6 +106,7 @@ private:
     int _watchedOutputs{0};
     bool _isComplete{false};
     std::vector<std::unique_ptr<KrConnectionBase>> _connections;
+    mutable std::shared_ptr<const KrData::ValuePlan> _valuePlan;  // outlives the fields, whose end resets it
     NameField _name;
     KrData::Container _inputs;
     KrData::Container _outputs;

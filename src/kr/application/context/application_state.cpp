@@ -11,7 +11,9 @@
 
 namespace KrSim {
 
-ApplicationState::ApplicationState() : _delayed(std::make_unique<detail::DelayedFunctions>()) {}
+ApplicationState::ApplicationState()
+    : _delayed(std::make_unique<detail::DelayedFunctions>()),
+      _betweenFrames(std::make_unique<detail::DelayedFunctions>()) {}
 
 ApplicationState::ApplicationState(NoApplication) noexcept
     : _alive(false), _isActivationTracked(false), _frameRateHz(0.0), _requestedRateHz(0.0) {}
@@ -75,11 +77,21 @@ void ApplicationState::_runDelayedFunctions() {
     _delayed->runBatch();
 }
 
+bool ApplicationState::_executeBetweenFrames(std::function<void()>&& function) {
+    return function && _betweenFrames->add(std::move(function));
+}
+
+void ApplicationState::_runBetweenFrames() {
+    const Kr::KrSmartPtr<ApplicationState> self(this);
+    _betweenFrames->runBatch();
+}
+
 void ApplicationState::_end() {
     _running.store(false, std::memory_order_release);
     _setManagers(nullptr, nullptr);
     _alive.store(false, std::memory_order_release);
     _delayed->close();
+    _betweenFrames->close();
 }
 
 }  // namespace KrSim

@@ -58,6 +58,8 @@ public:
 
     /// Runs what was queued before the call, in order. A call from inside a delayed function does nothing.
     void _runDelayedFunctions();
+    /// The same for the functions that wait for the time between two frames.
+    void _runBetweenFrames();
     /// The application ends: from now on its handles answer like those of none. Functions that still wait are
     /// destroyed on this thread without being run; an application runs them once more when its main loop ends, while
     /// the content is alive.
@@ -87,6 +89,7 @@ public:
     [[nodiscard]] EventManager* _getEventManager() const noexcept;
     [[nodiscard]] ErrorManager* _getErrorManager() const noexcept;
     bool _executeLater(std::function<void()>&& function);
+    bool _executeBetweenFrames(std::function<void()>&& function);
 
 private:
     static constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
@@ -116,6 +119,7 @@ private:
     std::atomic<EventManager*> _eventManager{nullptr};
     std::atomic<ErrorManager*> _errorManager{nullptr};
     std::unique_ptr<detail::DelayedFunctions> _delayed;  // null for no application
+    std::unique_ptr<detail::DelayedFunctions> _betweenFrames;
 };
 
 }  // namespace KrSim

@@ -49,7 +49,8 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     double updateSeconds{0.0};         // of the last frame, without its waiting
     double stepSeconds{0.0};           // of the frame that is under way
     double waitedSeconds{0.0};         // in the frame that is under way
-    std::uint64_t frames{0};           // that have ended
+    std::uint64_t frames{0};           // the number of the next one; a restored state sets it back
+    std::uint64_t framesRun{0};        // that have ended
     double simulatedSeconds{0.0};      // their time steps
 };
 

@@ -1,6 +1,5 @@
 #include "kr/application/modules/simulator_module.h"
 
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -197,18 +196,16 @@ void KrSimulatorModule::_sortManagedExtensions() {
 void KrSimulatorModule::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
     if (!state) return;
     KrExtension::fillSimulationState(state);
+    state->_setAddedByModule(true);
     callModule(
         *this, detail::kOnFillSimulationState, [&] { return getName(); },
         [&](const ISimulatorModule& module) { module.onFillSimulationState(state); });
+    state->_setAddedByModule(false);
 }
 
 void KrSimulatorModule::_fillState(KrExtensionState& state) const {
     if (_getModuleImplementation() == nullptr) return KrExtension::_fillState(state);
-    std::ostringstream stream(std::ios::out | std::ios::binary);
-    callModule(
-        *this, detail::kOnModuleStateSave, [&] { return getName(); },
-        [&](ISimulatorModule& module) { module.onStateSave(stream); });
-    state._setImplementationData(std::move(stream).str());
+    _saveImplementationState(state, detail::kOnModuleStateSave);
 }
 
 void KrSimulatorModule::_copyTo(KrExtension* target, bool copyFields) const {

@@ -1,0 +1,144 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kr/core/enum.h"
+#include "kr/core/fwd.h"
+#include "kr/core/id.h"
+#include "kr/data/fwd.h"
+#include "kr/data/types.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+/// The values of many fields at one moment, as a ValuePlan has taken them. Means nothing without that plan.
+class KR_API FieldValues {
+public:
+    FieldValues() noexcept;
+    FieldValues(FieldValues&& other) noexcept;
+    FieldValues& operator=(FieldValues&& other) noexcept;
+    ~FieldValues();
+
+    /// Memory that the values take, without this object.
+    [[nodiscard]] std::size_t getSizeBytes() const;
+
+    /// An extension, and by what it is known again after it may have died.
+    struct Reference {
+        KrSim::KrExtension* extension;
+        const Kr::KrBase* base;
+        std::uint32_t creationIndex;
+    };
+
+    std::vector<std::byte> _plain;  // numbers and what is made of them, one run of fields after the other
+    std::vector<std::string> _texts;
+    std::vector<Kr::KrEnum> _enumerations;
+    std::vector<Reference> _references;
+    std::vector<std::unique_ptr<FieldBase>> _others;  // copies of vectors
+};
+
+/// The fields with values below some containers, sorted so that taking and restoring all values is a few loops.
+///
+/// Proxies have no values of their own, and field arrays are their items. A plan is good as long as no field comes, goes
+/// or is renamed below its containers; make another one then. Values that an older plan took are found again by
+/// identifier, those of field arrays by position.
+/// Thread: the application thread.
+/// Ownership: fields are borrowed.
+class KR_API ValuePlan {
+public:
+    using Changed = std::vector<FieldBase*>;
+
+    explicit ValuePlan(const std::vector<Container*>& groups);
+    ValuePlan(const ValuePlan&) = delete;
+    ValuePlan& operator=(const ValuePlan&) = delete;
+    ~ValuePlan();
+
+    /// Of values.
+    [[nodiscard]] std::size_t size() const noexcept { return _fields.size(); }
+    /// Allocates nothing when `values` held values of this plan before, but for texts and vectors that grew.
+    void take(FieldValues& values) const;
+    /// Sets each field to its value as it is, without clamping, and tells nobody: `changed` gets the fields whose
+    /// observers and connections would hear of it. Answers how many values of `source` found no field here.
+    std::size_t restore(const FieldValues& values, const ValuePlan& source, Changed& changed) const;
+    /// The same for the values below one group.
+    void restoreGroup(const Kr::KrID& group, const FieldValues& values, const ValuePlan& source,
+                      Changed& changed) const;
+    /// Whether the field is one whose value is taken.
+    [[nodiscard]] bool contains(const FieldBase* field) const noexcept;
+    /// Gives the field arrays below the groups as many items as they had, as far as their size range allows. After that
+    /// the groups may need another plan.
+    void resizeArrays(const std::vector<Container*>& groups) const;
+
+    // --- One value, by index below size() -------------------------------------------------------------------------
+    /// Identifiers from the group down, "Outputs.Speed"; items of arrays by their index.
+    [[nodiscard]] std::string getPath(std::size_t index) const;
+    /// A new field of the same type, identifier and value, without parent. Null for a reference whose extension died.
+    [[nodiscard]] std::unique_ptr<FieldBase> makeField(std::size_t index, const FieldValues& values) const;
+    /// The first value that another plan, or this one, did not take or took as another one, bit by bit.
+    [[nodiscard]] std::optional<std::size_t> findDifference(const FieldValues& values, const ValuePlan& other,
+                                                            const FieldValues& otherValues) const;
+    /// Containers like the groups, with the values; field arrays become containers.
+    [[nodiscard]] std::unique_ptr<Container> makeContainer(const Kr::KrID& id, const FieldValues& values) const;
+
+private:
+    struct Operations;
+    template <class T>
+    struct PlainOperations;
+    struct TextOperations;
+    struct EnumerationOperations;
+    struct ReferenceOperations;
+    struct OtherOperations;
+
+    /// A field or container, each before what it holds.
+    struct Node {
+        Kr::KrID id;
+        std::uint32_t end;    // one past the last node below
+        std::uint32_t index;  // among the values; kNoValue for containers
+        Types::FieldTypeEnum fieldType;
+        bool isArray;
+    };
+    /// Neighbours of one type.
+    struct Run {
+        const Operations* operations;
+        std::uint32_t first;
+        std::uint32_t count;
+        std::size_t place;  // of the first value in its store
+    };
+
+    [[nodiscard]] static const Operations* _operationsFor(const FieldBase& field);
+    void _add(FieldBase& field);
+    void _sort();
+    [[nodiscard]] std::size_t _placeOf(std::size_t index, const Run*& run) const;
+    /// Nodes first to last, without last.
+    struct Nodes {
+        std::uint32_t first;
+        std::uint32_t last;
+        bool areItems;
+    };
+    [[nodiscard]] Nodes _allNodes() const noexcept { return {0, static_cast<std::uint32_t>(_nodes.size()), false}; }
+    /// Calls `match` with the values of both trees that belong together, by index, this tree in its order, and
+    /// `miss` with nodes of this tree that have none there.
+    template <class Match, class Miss>
+    void _pair(Nodes own, const ValuePlan& other, Nodes others, const Match& match, const Miss& miss) const;
+    std::size_t _restorePairs(Nodes own, const ValuePlan& source, Nodes others, const FieldValues& values,
+                              Changed& changed) const;
+    void _resizeBelow(std::uint32_t first, std::uint32_t last, Container& group) const;
+    void _fill(Container& container, std::uint32_t first, std::uint32_t last, const FieldValues& values) const;
+    [[nodiscard]] std::size_t _countValues(const Node& node) const;
+
+    std::vector<Node> _nodes;
+    std::vector<FieldBase*> _fields;     // run by run
+    std::vector<std::uint32_t> _nodeOf;  // of each field
+    std::vector<Run> _runs;
+    std::size_t _plainBytes{0};
+    std::size_t _textCount{0};
+    std::size_t _enumerationCount{0};
+    std::size_t _referenceCount{0};
+    std::size_t _otherCount{0};
+};
+
+}  // namespace KrData

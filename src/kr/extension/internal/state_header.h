@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "kr/content/content_id.h"
+#include "kr/data/value_plan.h"
+#include "kr/extension/factory_key.h"
+
+namespace KrSim::detail {
+
+/// What all states of one extension share as long as nothing of it changes.
+struct StateHeader {
+    KrContentID contentID;
+    KrFactoryKey creationKey;
+    std::string name;
+    std::shared_ptr<const KrData::ValuePlan> plan;
+};
+
+}  // namespace KrSim::detail

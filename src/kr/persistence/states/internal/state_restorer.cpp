@@ -1,0 +1,155 @@
+#include "kr/persistence/states/internal/state_restorer.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "kr/application/application.h"
+#include "kr/application/content_dispatcher.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/simulator_module.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/object.h"
+#include "kr/platform/guard.h"
+
+namespace KrPersistence::detail {
+
+using KrSim::KrExtension;
+
+namespace {
+
+constexpr Kr::GuardTexts kPriorityTexts{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' getRestoreStatePriority() [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' getRestoreStatePriority()\n"};
+
+/// How often values are put back that observers of restored values have set.
+constexpr int kMaximumRounds = 3;
+
+}  // namespace
+
+class StateRestorer::Matcher {
+public:
+    explicit Matcher(const KrSim::KrSimulationState& state) : _state(state), _states(state.getExtensionStates()) {}
+
+    void add(const Kr::KrSmartPtr<KrExtension>& extension, Entries& entries) {
+        const auto* state = _next < _states.size() ? _states[_next].get() : nullptr;
+        if (state == nullptr || !state->_isOf(*extension)) {
+            state = _state.findExtensionState(extension->getContentID());
+        }
+        if (state == nullptr) {
+            ++untouched;
+            return;
+        }
+        ++_next;
+        entries.push_back({extension, state});
+    }
+
+    /// Extensions that modules have added and that are no content.
+    void addOthers(const KrSim::KrContentDispatcher& content, Entries& entries) {
+        for (const auto& state : _states) {
+            if (!state->isAddedByModule()) continue;
+            auto extension = KrSim::KrContentRegistry::instance().lock(state->getContentID());
+            if (extension && !content.contains(extension.get()))
+                entries.push_back({std::move(extension), state.get()});
+        }
+    }
+
+    std::size_t untouched{0};
+
+private:
+    const KrSim::KrSimulationState& _state;
+    const std::vector<Kr::KrSmartPtr<KrSim::KrExtensionState>>& _states;
+    std::size_t _next{0};
+};
+
+StateRestorer::StateRestorer(KrSim::KrApplication& application, const KrSim::KrSimulationState& state)
+    : _application(application), _state(state) {}
+
+void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries& entries) const {
+    for (std::size_t i = 0; i < _application.getModuleCount(); ++i) {
+        const Kr::KrSmartPtr<KrExtension> module(_application.getModule(i));
+        auto own = Priority::kWithContent;
+        if (const auto* implementation = _application.getModule(i)->_getModuleImplementation()) {
+            Kr::callGuarded(
+                kPriorityTexts, [&] { return module->getName(); },
+                [&] { own = implementation->getRestoreStatePriority(); });
+        }
+        if (own == priority) matcher.add(module, entries);
+    }
+}
+
+namespace {
+
+template <class Visit>
+void walk(const KrSim::KrObject& object, const Visit& visit) {
+    for (const auto& each : object._getExtensions()) {
+        visit(each);
+        if (each->isOfClassType(KrSim::KrObject::getClassType()))
+            walk(static_cast<const KrSim::KrObject&>(*each), visit);
+    }
+}
+
+}  // namespace
+
+void StateRestorer::run(RestoreReport& report) {
+    Matcher matcher(_state);
+    Entries all;
+    _collectModules(matcher, Priority::kBeforeContent, all);
+    _restoreStage(all);
+
+    // Not before: those modules may have made content.
+    Entries stage;
+    walk(_application.getInternals().root, [&](const auto& extension) { matcher.add(extension, stage); });
+    _collectModules(matcher, Priority::kWithContent, stage);
+    matcher.addOthers(_application.getContentDispatcher(), stage);
+    _restoreStage(stage);
+    all.insert(all.end(), std::make_move_iterator(stage.begin()), std::make_move_iterator(stage.end()));
+
+    stage.clear();
+    _collectModules(matcher, Priority::kAfterContent, stage);
+    _restoreStage(stage);
+    all.insert(all.end(), std::make_move_iterator(stage.begin()), std::make_move_iterator(stage.end()));
+
+    for (const auto& each : all)
+        each.extension->_restorePositionsAndOutputs(*each.state);
+    for (int round = 0; round < kMaximumRounds && _restoreValues(all); ++round) {
+    }
+
+    const auto count = _state.getExtensionStates().size();
+    report.restored = all.size();
+    report.missing = count - std::min(count, all.size());
+    report.untouched = matcher.untouched;
+    report.missingFields = _missingFields;
+    report.isRestored = true;
+}
+
+void StateRestorer::_restoreStage(const Entries& stage) {
+    _restoreValues(stage);
+    for (const auto& each : stage)
+        each.extension->_restoreState(*each.state);
+}
+
+bool StateRestorer::_restoreValues(const Entries& entries) {
+    struct Range {
+        KrExtension* extension;
+        std::size_t first;
+    };
+    std::vector<Range> ranges;
+    _changed.clear();
+    _missingFields = 0;
+    for (const auto& each : entries) {
+        const auto before = _changed.size();
+        _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
+        if (_changed.size() != before) ranges.push_back({each.extension.get(), before});
+    }
+    const auto changed = std::move(_changed);
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        const auto last = i + 1 < ranges.size() ? ranges[i + 1].first : changed.size();
+        const auto at = [&](std::size_t index) { return changed.begin() + static_cast<std::ptrdiff_t>(index); };
+        ranges[i].extension->_tellRestored({at(ranges[i].first), at(last)});
+    }
+    return !ranges.empty();
+}
+
+}  // namespace KrPersistence::detail

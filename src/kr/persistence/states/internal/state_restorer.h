@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "kr/application/fwd.h"
+#include "kr/data/fwd.h"
+#include "kr/extension/extension_state.h"
+#include "kr/extension/i_extension_state.h"
+#include "kr/persistence/states/restore_report.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrPersistence::detail {
+
+/// Puts the states of extensions and modules back into an application, between two frames.
+///
+/// Modules that go before the content, then content and the other modules, then those that go after it. Of each stage
+/// all values come first, so that implementations find the fields of others as they were; values that are set
+/// meanwhile, by observers, implementations and the transfers that follow, are put back in the end.
+class StateRestorer {
+public:
+    StateRestorer(KrSim::KrApplication& application, const KrSim::KrSimulationState& state);
+
+    void run(RestoreReport& report);
+
+private:
+    using Priority = KrSim::IExtensionState::eRestoreStatePriority;
+    struct Entry {
+        Kr::KrSmartPtr<KrSim::KrExtension> extension;
+        const KrSim::KrExtensionState* state;
+    };
+    using Entries = std::vector<Entry>;
+
+    /// Pairs states with the extensions that are here, which mostly stand in the order of the states.
+    class Matcher;
+
+    void _restoreStage(const Entries& stage);
+    /// Values only. Answers whether any observer was told.
+    bool _restoreValues(const Entries& entries);
+    void _collectModules(Matcher& matcher, Priority priority, Entries& entries) const;
+
+    KrSim::KrApplication& _application;
+    const KrSim::KrSimulationState& _state;
+    std::vector<KrData::FieldBase*> _changed;
+    std::size_t _missingFields{0};
+};
+
+}  // namespace KrPersistence::detail
