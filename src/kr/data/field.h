@@ -42,8 +42,8 @@ public:
     operator const T&() const { return getValue(); }
     /// Always true, but for an Enumeration value of another type than the stored one, which is refused.
     bool setValue(const T& value) { return _value == value || _store(value); }
-    /// Takes the value as it is, without clamping, and tells nobody. Answers whether it was another one, bit by bit, and
-    /// somebody would hear of that.
+    /// Takes the value as it is, without clamping, and tells nobody. Answers whether it was another one, bit by bit,
+    /// and somebody would hear of that.
     bool _restoreValue(const T& value);
     Field& operator=(const T& value) {
         setValue(value);

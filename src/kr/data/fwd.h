@@ -15,6 +15,7 @@ class FieldVisitor;
 class IFieldOwner;
 class Proxy;
 class Types;
+class ValuePlan;
 class VectorBase;
 class VectorItemBase;
 struct FieldLoading;

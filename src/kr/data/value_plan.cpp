@@ -10,7 +10,7 @@
 #include "kr/data/field.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_reference.h"
-#include "kr/data/vector_base.h"
+#include "kr/data/vector.h"
 
 namespace KrData {
 
@@ -82,15 +82,14 @@ struct ValuePlan::PlainOperations {
         for (std::size_t i = 0; i < count; ++i)
             restoreOne<T>(fields[i], at(place + i * sizeof(T), values), changed);
     }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second,
-                       std::size_t otherPlace) {
+    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return std::memcmp(first._plain.data() + place, second._plain.data() + otherPlace, sizeof(T)) == 0;
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<T>>(id, nullptr, at(place, values));
     }
-    static constexpr Operations kAll{ValueTraits<T>::kDataType, &ValuePlan::_plainBytes, sizeof(T), take, restore,
-                                     isSame, make};
+    static constexpr Operations kAll{
+        ValueTraits<T>::kDataType, &ValuePlan::_plainBytes, sizeof(T), take, restore, isSame, make};
 };
 
 struct ValuePlan::TextOperations {
@@ -103,8 +102,7 @@ struct ValuePlan::TextOperations {
         for (std::size_t i = 0; i < count; ++i)
             restoreOne<std::string>(fields[i], values._texts[place + i], changed);
     }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second,
-                       std::size_t otherPlace) {
+    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return first._texts[place] == second._texts[otherPlace];
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
@@ -126,8 +124,7 @@ struct ValuePlan::EnumerationOperations {
         for (std::size_t i = 0; i < count; ++i)
             restoreOne<Kr::KrEnum>(fields[i], values._enumerations[place + i], changed);
     }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second,
-                       std::size_t otherPlace) {
+    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return first._enumerations[place] == second._enumerations[otherPlace];
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
@@ -143,13 +140,13 @@ struct ValuePlan::ReferenceOperations {
 
     static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
         for (std::size_t i = 0; i < count; ++i) {
-            auto* extension = static_cast<const ReferenceField*>(fields[i])->getValue();
-            auto& reference = values._references[place + i];
-            reference = {};
-            if (extension == nullptr) continue;
-            const auto* base = ExtensionFunctions::baseOf(extension);
-            if (Kr::KrBase::isKrBaseValid(base)) reference = {extension, base, base->getCreationIndex()};
+            values._references[place + i] = referenceTo(static_cast<const ReferenceField*>(fields[i])->getValue());
         }
+    }
+    static Reference referenceTo(KrSim::KrExtension* extension) {
+        if (extension == nullptr) return {};
+        const auto* base = ExtensionFunctions::baseOf(extension);
+        return Kr::KrBase::isKrBaseValid(base) ? Reference{extension, base, base->getCreationIndex()} : Reference{};
     }
     /// Null for one that has died, even where another one stands in its place.
     static KrSim::KrExtension* get(const Reference& reference) {
@@ -161,8 +158,7 @@ struct ValuePlan::ReferenceOperations {
         for (std::size_t i = 0; i < count; ++i)
             restoreOne<KrSim::KrExtension*>(fields[i], get(values._references[place + i]), changed);
     }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second,
-                       std::size_t otherPlace) {
+    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return get(first._references[place]) == get(second._references[otherPlace]);
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
@@ -171,7 +167,10 @@ struct ValuePlan::ReferenceOperations {
     static constexpr Operations kAll{Types::kExtension, &ValuePlan::_referenceCount, 1, take, restore, isSame, make};
 };
 
+/// Vectors. Items that refer to extensions are remembered like fields that do.
 struct ValuePlan::OtherOperations {
+    using Extensions = Vector<KrSim::KrExtension*>;
+
     static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
         for (std::size_t i = 0; i < count; ++i) {
             const auto& vector = static_cast<const VectorBase&>(*fields[i]);
@@ -181,29 +180,44 @@ struct ValuePlan::OtherOperations {
             } else {
                 static_cast<VectorBase&>(*copy)._restoreItems(vector);
             }
+            if (const auto* extensions = Extensions::from(vector)) takeReferences(*extensions, place + i, values);
         }
+    }
+    static void takeReferences(const Extensions& vector, std::size_t place, FieldValues& values) {
+        values._otherReferences.resize(values._others.size());
+        auto& references = values._otherReferences[place];
+        references.clear();
+        for (auto* extension : vector.getItems())
+            references.push_back(ReferenceOperations::referenceTo(extension));
+    }
+    static const VectorBase& at(std::size_t place, const FieldValues& values) {
+        auto& vector = static_cast<VectorBase&>(*values._others[place]);
+        if (auto* extensions = Extensions::from(vector)) {
+            std::vector<KrSim::KrExtension*> living;
+            for (const auto& reference : values._otherReferences[place])
+                living.push_back(ReferenceOperations::get(reference));
+            extensions->setItems(std::move(living));
+        }
+        return vector;
     }
     static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
                         Changed& changed) {
         for (std::size_t i = 0; i < count; ++i) {
-            const auto& copy = static_cast<const VectorBase&>(*values._others[place + i]);
-            if (static_cast<VectorBase*>(fields[i])->_restoreItems(copy)) changed.push_back(fields[i]);
+            if (static_cast<VectorBase*>(fields[i])->_restoreItems(at(place + i, values))) changed.push_back(fields[i]);
         }
     }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second,
-                       std::size_t otherPlace) {
-        const auto& one = static_cast<const VectorBase&>(*first._others[place]);
-        return one._hasIdenticalItems(static_cast<const VectorBase&>(*second._others[otherPlace]));
+    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
+        return at(place, first)._hasIdenticalItems(at(otherPlace, second));
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::unique_ptr<FieldBase>(values._others[place]->clone(id, nullptr));
+        return std::unique_ptr<FieldBase>(at(place, values).clone(id, nullptr));
     }
     static constexpr Operations kAll{Types::kVector, &ValuePlan::_otherCount, 1, take, restore, isSame, make};
 };
 
 const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {
     switch (field.getDataType()) {
-#define KR_PLAIN(T)                  \
+#define KR_PLAIN(T)                 \
     case ValueTraits<T>::kDataType: \
         return &PlainOperations<T>::kAll;
         KR_PLAIN(bool)
@@ -241,6 +255,8 @@ const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {
 
 // --- The plan ------------------------------------------------------------------------------------------------------
 
+ValuePlan::ValuePlan() = default;
+
 ValuePlan::ValuePlan(const std::vector<Container*>& groups) {
     for (auto* group : groups)
         _add(*group);
@@ -249,20 +265,28 @@ ValuePlan::ValuePlan(const std::vector<Container*>& groups) {
 
 ValuePlan::~ValuePlan() = default;
 
+std::uint32_t ValuePlan::_beginContainer(const Kr::KrID& id, Types::FieldTypeEnum fieldType, bool isArray) {
+    _nodes.push_back({id, 0, kNoValue, fieldType, isArray});
+    return static_cast<std::uint32_t>(_nodes.size() - 1);
+}
+
 void ValuePlan::_add(FieldBase& field) {
-    const bool isContainer = field.getDataType() == Types::kContainer;
-    if (!isContainer && _operationsFor(field) == nullptr) return;
-    const auto place = _nodes.size();
-    const auto index = isContainer ? kNoValue : static_cast<std::uint32_t>(_fields.size());
-    _nodes.push_back({field.getID(), 0, index, field.getFieldType(), field.isFieldArray()});
-    if (isContainer) {
-        for (auto* child : field.getChildren())
-            _add(*child);
-    } else {
-        _fields.push_back(&field);
-        _nodeOf.push_back(static_cast<std::uint32_t>(place));
+    if (field.getDataType() != Types::kContainer) {
+        if (_operationsFor(field) != nullptr) _addValue(field);
+        return;
     }
+    const auto place = _beginContainer(field.getID(), field.getFieldType(), field.isFieldArray());
+    for (auto* child : field.getChildren())
+        _add(*child);
     _nodes[place].end = static_cast<std::uint32_t>(_nodes.size());
+}
+
+void ValuePlan::_addValue(FieldBase& field) {
+    const auto place = static_cast<std::uint32_t>(_nodes.size());
+    const auto index = static_cast<std::uint32_t>(_fields.size());
+    _nodes.push_back({field.getID(), place + 1, index, field.getFieldType(), false});
+    _fields.push_back(&field);
+    _nodeOf.push_back(place);
 }
 
 void ValuePlan::_sort() {
@@ -301,6 +325,46 @@ std::size_t ValuePlan::_placeOf(std::size_t index, const Run*& run) const {
                                          [](std::size_t value, const Run& each) { return value < each.first; });
     run = &*std::prev(behind);
     return run->place + (index - run->first) * run->operations->size;
+}
+
+ValuePlan::Builder::Builder() : _plan(new ValuePlan) {}
+ValuePlan::Builder::~Builder() = default;
+
+void ValuePlan::Builder::begin(const Kr::KrID& id, bool isArray) {
+    _open.push_back(_plan->_beginContainer(id, Types::kField, isArray));
+}
+
+bool ValuePlan::Builder::add(FieldBase& field) {
+    if (_operationsFor(field) == nullptr) return false;
+    _plan->_addValue(field);
+    return true;
+}
+
+void ValuePlan::Builder::end() {
+    _plan->_nodes[_open.back()].end = static_cast<std::uint32_t>(_plan->_nodes.size());
+    _open.pop_back();
+}
+
+std::shared_ptr<const ValuePlan> ValuePlan::Builder::build(std::vector<std::size_t>& places) {
+    const auto nodes = _plan->_nodeOf;
+    _plan->_sort();
+    places.clear();
+    for (const auto node : nodes)
+        places.push_back(_plan->_nodes[node].index);
+    return std::move(_plan);
+}
+
+ValuePlan::Children ValuePlan::getChildren(Place place) const {
+    Children children;
+    const auto last = place == kTop ? static_cast<std::uint32_t>(_nodes.size()) : _nodes.at(place).end;
+    for (auto at = place == kTop ? 0 : place + 1; at < last; at = _nodes[at].end) {
+        if (_nodes[at].index != kNoValue) {
+            children.values.push_back(_nodes[at].index);
+        } else {
+            children.containers.push_back(at);
+        }
+    }
+    return children;
 }
 
 // --- Restoring -----------------------------------------------------------------------------------------------------
@@ -392,8 +456,8 @@ void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Mat
 }
 
 std::size_t ValuePlan::_countValues(const Node& node) const {
-    return static_cast<std::size_t>(std::count_if(&node, _nodes.data() + node.end,
-                                                  [](const Node& each) { return each.index != kNoValue; }));
+    return static_cast<std::size_t>(
+        std::count_if(&node, _nodes.data() + node.end, [](const Node& each) { return each.index != kNoValue; }));
 }
 
 bool ValuePlan::contains(const FieldBase* field) const noexcept {
@@ -455,6 +519,12 @@ std::unique_ptr<FieldBase> ValuePlan::makeField(std::size_t index, const FieldVa
     const Run* run = nullptr;
     const auto place = _placeOf(index, run);
     return run->operations->make(_nodes[_nodeOf[index]].id, place, values);
+}
+
+std::string ValuePlan::getText(std::size_t index, const FieldValues& values) const {
+    const auto field = makeField(index, values);
+    const auto* vector = dynamic_cast<const VectorBase*>(field.get());
+    return vector != nullptr ? vector->_getText() : field->toString();
 }
 
 std::unique_ptr<Container> ValuePlan::makeContainer(const Kr::KrID& id, const FieldValues& values) const {

@@ -38,13 +38,14 @@ public:
     std::vector<std::string> _texts;
     std::vector<Kr::KrEnum> _enumerations;
     std::vector<Reference> _references;
-    std::vector<std::unique_ptr<FieldBase>> _others;  // copies of vectors
+    std::vector<std::unique_ptr<FieldBase>> _others;       // copies of vectors
+    std::vector<std::vector<Reference>> _otherReferences;  // of their items; empty where there are no such vectors
 };
 
 /// The fields with values below some containers, sorted so that taking and restoring all values is a few loops.
 ///
-/// Proxies have no values of their own, and field arrays are their items. A plan is good as long as no field comes, goes
-/// or is renamed below its containers; make another one then. Values that an older plan took are found again by
+/// Proxies have no values of their own, and field arrays are their items. A plan is good as long as no field comes,
+/// goes or is renamed below its containers; make another one then. Values that an older plan took are found again by
 /// identifier, those of field arrays by position.
 /// Thread: the application thread.
 /// Ownership: fields are borrowed.
@@ -76,13 +77,29 @@ public:
     // --- One value, by index below size() -------------------------------------------------------------------------
     /// Identifiers from the group down, "Outputs.Speed"; items of arrays by their index.
     [[nodiscard]] std::string getPath(std::size_t index) const;
-    /// A new field of the same type, identifier and value, without parent. Null for a reference whose extension died.
+    /// A new field of the same type, identifier and value, without parent. References to extensions that died are null.
     [[nodiscard]] std::unique_ptr<FieldBase> makeField(std::size_t index, const FieldValues& values) const;
+    /// For people: vectors as their size and first items.
+    [[nodiscard]] std::string getText(std::size_t index, const FieldValues& values) const;
     /// The first value that another plan, or this one, did not take or took as another one, bit by bit.
     [[nodiscard]] std::optional<std::size_t> findDifference(const FieldValues& values, const ValuePlan& other,
                                                             const FieldValues& otherValues) const;
     /// Containers like the groups, with the values; field arrays become containers.
     [[nodiscard]] std::unique_ptr<Container> makeContainer(const Kr::KrID& id, const FieldValues& values) const;
+
+    // --- The tree, for writers -------------------------------------------------------------------------------------
+    /// A container by its place; kTop holds the groups.
+    using Place = std::uint32_t;
+    static constexpr Place kTop = 0xffffffff;
+    struct Children {
+        std::vector<std::size_t> values;  ///< by index
+        std::vector<Place> containers;
+    };
+    [[nodiscard]] Children getChildren(Place place) const;
+    [[nodiscard]] const Kr::KrID& getID(Place place) const { return _nodes.at(place).id; }
+    [[nodiscard]] bool isArray(Place place) const { return _nodes.at(place).isArray; }
+
+    class Builder;
 
 private:
     struct Operations;
@@ -110,7 +127,10 @@ private:
     };
 
     [[nodiscard]] static const Operations* _operationsFor(const FieldBase& field);
+    ValuePlan();
     void _add(FieldBase& field);
+    void _addValue(FieldBase& field);
+    std::uint32_t _beginContainer(const Kr::KrID& id, Types::FieldTypeEnum fieldType, bool isArray);
     void _sort();
     [[nodiscard]] std::size_t _placeOf(std::size_t index, const Run*& run) const;
     /// Nodes first to last, without last.
@@ -139,6 +159,26 @@ private:
     std::size_t _enumerationCount{0};
     std::size_t _referenceCount{0};
     std::size_t _otherCount{0};
+};
+
+/// Makes a plan of a tree that nobody has as containers, for readers.
+class KR_API ValuePlan::Builder {
+public:
+    Builder();
+    Builder(const Builder&) = delete;
+    Builder& operator=(const Builder&) = delete;
+    ~Builder();
+
+    void begin(const Kr::KrID& id, bool isArray);
+    /// Borrowed as long as values are taken. False for a field without a value.
+    bool add(FieldBase& field);
+    void end();
+    /// The finished plan; `places` gets for each added field, in order, the index of its value.
+    [[nodiscard]] std::shared_ptr<const ValuePlan> build(std::vector<std::size_t>& places);
+
+private:
+    std::shared_ptr<ValuePlan> _plan;
+    std::vector<std::uint32_t> _open;
 };
 
 }  // namespace KrData

@@ -259,6 +259,11 @@ bool Vector<T>::_restoreItems(const VectorBase& source) {
     return _needsNotification();
 }
 
+template <class T>
+std::string Vector<T>::_getItemText(std::size_t index) const {
+    return Field<T>("Item", nullptr, getItem(index)).toString();
+}
+
 #define KR_DEFINE_VECTOR(T) template class Vector<T>;
 KR_FOR_EACH_VALUE_TYPE(KR_DEFINE_VECTOR)
 #undef KR_DEFINE_VECTOR

@@ -69,6 +69,7 @@ public:
     [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(T); }
 
 protected:
+    [[nodiscard]] std::string _getItemText(std::size_t index) const override;
     /// For subclasses that change items under a lock of their own and call _itemsChanged after it.
     [[nodiscard]] std::vector<T>& _getItems() noexcept { return _items; }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -55,6 +56,8 @@ public:
     virtual bool _restoreItems(const VectorBase& source) = 0;
     /// Whether both have the same items, bit by bit.
     [[nodiscard]] virtual bool _hasIdenticalItems(const VectorBase& other) const = 0;
+    /// For people: the size and the first items.
+    [[nodiscard]] std::string _getText() const;
     /// What one item takes, without what it holds elsewhere.
     [[nodiscard]] virtual std::size_t _getItemBytes() const noexcept = 0;
     /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
@@ -69,6 +72,7 @@ protected:
     /// A copy starts without incremental transfer.
     VectorBase(const VectorBase& source);
 
+    [[nodiscard]] virtual std::string _getItemText(std::size_t index) const = 0;
     /// Records the range and tells connections and observers, once.
     void _itemsChanged(std::uint64_t first, std::uint64_t last);
 

@@ -433,26 +433,26 @@ KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents() {
     return pending;
 }
 
-void KrEventDispatcher::_replacePendingEvents(const PendingEvents& pending) {
+void KrEventDispatcher::_replaceDelayedEvents(const PendingEvents& pending) {
     State& all = state();
-    FirstException exception;
-    processLocalQueue(all, eCaller::kFrame, exception);
-    std::vector<DelayedEvent> dropped;  // die after the lock
-    {
-        const double shift = nowOf(all) - pending.nowSeconds;
-        const std::lock_guard lock(all.localMutex);
-        all.delayed.swap(dropped);
-        for (const auto& each : dropped) {
-            if (each.event._isAwaited()) all.delayed.push_back(each);
-        }
-        for (const auto& each : pending.events) {
-            all.delayed.push_back(each);
-            all.delayed.back().dueSeconds += shift;
-        }
-        all.earliestDueSeconds = kNever;
-        for (const auto& each : all.delayed)
-            all.earliestDueSeconds = std::min(all.earliestDueSeconds, each.dueSeconds);
+    const double shift = nowOf(all) - pending.nowSeconds;
+    std::vector<DelayedEvent> replaced;  // dies after the lock
+    const std::lock_guard lock(all.localMutex);
+    all.delayed.swap(replaced);
+    std::copy_if(replaced.begin(), replaced.end(), std::back_inserter(all.delayed),
+                 [](const DelayedEvent& each) { return each.event._isAwaited(); });
+    for (const auto& each : pending.events) {
+        all.delayed.push_back(each);
+        all.delayed.back().dueSeconds += shift;
     }
+    all.earliestDueSeconds = kNever;
+    for (const auto& each : all.delayed)
+        all.earliestDueSeconds = std::min(all.earliestDueSeconds, each.dueSeconds);
+}
+
+void KrEventDispatcher::_deliverQueuedEvents() {
+    FirstException exception;
+    processLocalQueue(state(), eCaller::kFrame, exception);
     exception.rethrow();
 }
 

@@ -58,16 +58,18 @@ public:
     static void setSharedEventChannel(std::shared_ptr<SharedEventChannel> channel);
     [[nodiscard]] static std::shared_ptr<SharedEventChannel> getSharedEventChannel();
 
-    /// What waits for local or later delivery, in the order of sending: delayed events, then queued ones, which are due.
-    /// Without those whose senders wait, and without the queue for other applications.
+    /// What waits for local or later delivery, in the order of sending: delayed events, then queued ones, which are
+    /// due. Without those whose senders wait, and without the queue for other applications.
     struct PendingEvents {
         std::vector<PendingEvent> events;
         double nowSeconds{0.0};  ///< by the clock of delays
     };
     [[nodiscard]] static PendingEvents _getPendingEvents();
     /// Puts these in the place of the delayed events, each due as long from now as it was then. Events whose senders
-    /// wait stay; those that are queued are delivered first: they belong to what goes on no more.
-    static void _replacePendingEvents(const PendingEvents& pending);
+    /// wait stay.
+    static void _replaceDelayedEvents(const PendingEvents& pending);
+    /// Delivers what is queued, as preUpdate does, but no delayed events.
+    static void _deliverQueuedEvents();
     /// Queues all local event names and publishes the first ones: an application has joined that knows none.
     static void _publishEventNames();
     /// For the end of an application: there is no owner until the next thread processes the queue. Senders that wait

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kr/data/container.h"
+#include "kr/data/value_plan.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/i_extension.h"
@@ -122,7 +123,8 @@ void KrExtension::_tellRestored(const std::vector<KrData::FieldBase*>& changed) 
     const auto plan = _fields->_getValuePlan();
     for (auto* field : changed) {
         // Who hears of the first ones may remove others.
-        if (_fields->_getValuePlan() == plan || _fields->_getValuePlan()->contains(field)) field->_notifyObservers(*field);
+        if (_fields->_getValuePlan() == plan || _fields->_getValuePlan()->contains(field))
+            field->_notifyObservers(*field);
     }
 }
 

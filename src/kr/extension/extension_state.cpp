@@ -16,15 +16,10 @@ KrExtensionState::KrExtensionState(const KrExtension& extension) : _header(exten
 }
 
 KrExtensionState::KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
-                                   const KrData::Container& fields) {
-    std::vector<KrData::Container*> groups;
-    for (auto* child : fields.getChildren()) {
-        if (child->getDataType() == KrData::Types::kContainer) groups.push_back(static_cast<KrData::Container*>(child));
-    }
-    auto plan = std::make_shared<const KrData::ValuePlan>(groups);
-    plan->take(_values);
-    _header = std::make_shared<const detail::StateHeader>(
-        detail::StateHeader{id, creationKey, name, std::move(plan)});
+                                   std::shared_ptr<const KrData::ValuePlan> plan)
+    : _header(
+          std::make_shared<const detail::StateHeader>(detail::StateHeader{id, creationKey, name, std::move(plan)})) {
+    _header->plan->take(_values);
 }
 
 KrExtensionState::~KrExtensionState() = default;

@@ -24,9 +24,9 @@ class KR_API KrExtensionState final : public Kr::KrRefCount {
 public:
     /// Takes the values of the fields now; fillSimulationState adds the bytes.
     explicit KrExtensionState(const KrExtension& extension);
-    /// A state that was kept elsewhere. \param fields  "Inputs", "Outputs" and "Parameters", as getFields answers them.
+    /// A state that was kept elsewhere: takes the values of the fields of the plan, which may go then.
     KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
-                     const KrData::Container& fields);
+                     std::shared_ptr<const KrData::ValuePlan> plan);
     ~KrExtensionState() override;
 
     [[nodiscard]] const KrContentID& getContentID() const noexcept;

@@ -5,6 +5,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/core/id.h"
+#include "kr/data/value_plan.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/internal/extension_guards.h"

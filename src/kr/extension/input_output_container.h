@@ -9,7 +9,6 @@
 #include "kr/data/container.h"
 #include "kr/data/field_loading.h"
 #include "kr/data/i_field_owner.h"
-#include "kr/data/value_plan.h"
 #include "kr/extension/fwd.h"
 #include "kr/extension/message_list.h"
 

@@ -11,7 +11,6 @@
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/core/connections/connection_factory.h"
 #include "kr/data/field_array.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_dispatcher.h"
@@ -19,111 +18,23 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/object.h"
-#include "kr/extension/typed_field.h"
 #include "kr/persistence/states/simulation_snapshot.h"
 #include "kr/persistence/states/snapshot_ring.h"
-#include "tests/support/dispatcher_scope.h"
+#include "tests/persistence/states/world.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/manual_clock.h"
 
 namespace snapshot_test {
 
 using KrPersistence::RestoreReport;
 using KrPersistence::SimulationSnapshot;
 using KrPersistence::SnapshotRing;
-using KrSim::KrApplication;
 using KrSim::KrExtension;
+using states_test::Holder;
+using states_test::proxyOf;
+using states_test::World;
 using testing::ElementsAre;
 
-/// Integrates with a memory that no field shows.
-class Unit final : public KrSim::IExtension {
-public:
-    explicit Unit(KrExtension* proxy) : IExtension(proxy, 1) {}
-
-    void step(double seconds) {
-        _memory += (force - drag * speed) * seconds;
-        speed = speed + _memory * seconds;
-    }
-    void onStateSave(std::ostream& state) override {
-        if (throws) throw std::runtime_error("cannot save");
-        state.write(reinterpret_cast<const char*>(&_memory), sizeof _memory);
-    }
-    void onStateRestore(std::istream& state) override {
-        if (throws) throw std::runtime_error("cannot restore");
-        state.read(reinterpret_cast<char*>(&_memory), sizeof _memory);
-        if (onRestored) onRestored();
-    }
-
-    KrSim::Input<double> force{this, "Force"};
-    KrSim::Parameter<double> drag{this, "Drag", {.value = 0.1}};
-    KrSim::Output<double> speed{this, "Speed"};
-    bool throws{false};
-    std::function<void()> onRestored;
-
-private:
-    double _memory{0.0};
-};
-
-using Holder = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
 using Priority = KrSim::IExtensionState::eRestoreStatePriority;
-
-class Stepper final : public KrSim::ISimulatorModule {
-public:
-    explicit Stepper(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-    void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
-    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
-    void onUpdate(KrSim::eApplicationMode) override {
-        _sortManagedExtensions();
-        for (const auto& each : getManagedExtensions()) {
-            if (auto* unit = each->getImplementationAs<Unit>()) unit->step(getApplication()->getSimulationTimeStep());
-        }
-        if (const auto action = std::exchange(inUpdate, {})) action();
-    }
-    std::function<void()> inUpdate;  // once
-};
-
-/// Two units with feedback, stepped by a clock that goes by the frame.
-struct World {
-    World() {
-        KrSim::KrEventDispatcher::_setClock(&clock);
-        application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
-        application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
-        const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-        stepper = new Stepper(proxy.get());
-        application->insertModule(Holder(stepper));
-        first = add("First");
-        second = add("Second");
-        Kr::KrConnectionFactory::connect(*first->speed.getField(), *second->force.getField());
-        first->force.getField()->setValue(1.0);
-    }
-    Unit* add(const char* name) {
-        const auto extension = Kr::makeSmart<KrExtension>();
-        extension->setName(name);
-        auto* unit = new Unit(extension.get());
-        application->add(extension.get());
-        return unit;
-    }
-    void run(int frames) {
-        for (int i = 0; i < frames; ++i) {
-            clock.sleep(1.0 / 60.0);
-            application->update();
-        }
-    }
-    [[nodiscard]] std::shared_ptr<const SimulationSnapshot> take() const {
-        return SimulationSnapshot::take(*application);
-    }
-
-    test_support::ManualClock clock;
-    test_support::DispatcherScope dispatcher;
-    Kr::KrSmartPtr<KrApplication> application{KrApplication::create(clock)};
-    Stepper* stepper{nullptr};
-    Unit* first{nullptr};
-    Unit* second{nullptr};
-};
-
-KrExtension& proxyOf(Unit* unit) {
-    return *unit->_getProxy();
-}
 
 TEST(Snapshot, LetsARunGoOnAsBeforeBitByBit) {
     World world;
@@ -133,9 +44,9 @@ TEST(Snapshot, LetsARunGoOnAsBeforeBitByBit) {
         for (int i = 0; i < frames; ++i) {
             world.run(1);
             const auto context = world.application->getContext();
-            for (const double value : {double(world.first->speed), double(world.second->speed),
-                                       double(world.second->force), double(context.getFrame()),
-                                       context.getElapsedSeconds(), context.getSecondsBetweenFrames()}) {
+            for (const double value :
+                 {double(world.first->speed), double(world.second->speed), double(world.second->force),
+                  double(context.getFrame()), context.getElapsedSeconds(), context.getSecondsBetweenFrames()}) {
                 trace.push_back(value);
             }
         }
@@ -176,8 +87,7 @@ TEST_P(SnapshotKinds, KeepEveryBit) {
     const auto* expected = before->getState().findExtensionState(proxyOf(world.first).getContentID());
     const auto after = world.take();
     const auto* actual = after->getState().findExtensionState(proxyOf(world.first).getContentID());
-    EXPECT_FALSE(
-        expected->_getPlan().findDifference(expected->_getValues(), actual->_getPlan(), actual->_getValues()));
+    EXPECT_FALSE(expected->_getPlan().findDifference(expected->_getValues(), actual->_getPlan(), actual->_getValues()));
 }
 
 template <class T>
@@ -289,11 +199,10 @@ TEST(Snapshot, BringsDelayedAndQueuedEventsBack) {
     using KrSim::KrEventDispatcher;
     const int number = KrSim::EventIDList::instance().add("Tests.Snapshot");
     std::vector<std::string> heard;
-    const test_support::RecordingListener listener(
-        heard, "", {number}, [&](const KrSim::KrSimEvent& event) {
-            heard.back() = std::to_string(*event.read<int>()) + "@" +
-                           std::to_string(world.application->getContext().getFrame());
-        });
+    const test_support::RecordingListener listener(heard, "", {number}, [&](const KrSim::KrSimEvent& event) {
+        heard.back() =
+            std::to_string(*event.read<int>()) + "@" + std::to_string(world.application->getContext().getFrame());
+    });
     const auto send = [&](int payload, double delay) {
         KrSim::KrSimEvent event(number, sizeof payload, &payload);
         event.setDelay(delay);
@@ -308,7 +217,7 @@ TEST(Snapshot, BringsDelayedAndQueuedEventsBack) {
     world.run(3);
     const auto first = heard;
     EXPECT_THAT(first, testing::SizeIs(2));
-    send(3, 0.0);        // waits when the run is left
+    send(3, 0.0);         // waits when the run is left
     send(4, 1.0 / 60.0);  // is of the run that is left
     heard.clear();
     snapshot->restore(*world.application);

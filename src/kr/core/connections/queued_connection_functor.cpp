@@ -20,11 +20,7 @@ using KrData::FieldBase;
 
 namespace {
 
-/// A value on its way to its sink.
-struct Snapshot {
-    std::unique_ptr<FieldBase> value;
-    KrData::FieldReference sink;
-};
+using Snapshot = QueuedConnectionFunctor::Waiting;
 
 /// The snapshots whose events are under way, so that none is lost with an event, and none is taken that this process
 /// did not send. Never destroyed: events may come until the very end.
@@ -49,6 +45,12 @@ public:
         const std::lock_guard lock(_mutex);
         auto node = _waiting.extract(key);
         return node ? std::move(node.mapped()) : nullptr;
+    }
+
+    Snapshot peek(const void* key) {
+        const std::lock_guard lock(_mutex);
+        const auto found = _waiting.find(key);
+        return found != _waiting.end() ? *found->second : Snapshot{};
     }
 
     std::size_t count() {
@@ -121,16 +123,34 @@ QueuedConnectionFunctor::~QueuedConnectionFunctor() = default;
 void QueuedConnectionFunctor::transfer(const FieldBase&) {
     auto value = snapshotOf(_getSource());
     if (!value) return;
-    const int number = eventNumber();
-    const void* key = Snapshots::instance().add(std::make_unique<Snapshot>(Snapshot{std::move(value), _sinkLife}));
+    const auto event = _carry({std::move(value), _sinkLife});
     try {
         // The functor may die in here: the dispatcher delivers at once on its owner's thread.
-        KrSim::KrEventDispatcher::sendEventLocally(KrSim::KrSimEvent(number, sizeof(key), &key));
+        KrSim::KrEventDispatcher::sendEventLocally(event);
     } catch (...) {
         // Of a listener, or for want of memory; delivered or not, the value is not left behind.
-        Snapshots::instance().take(key);
+        _drop(event);
         throw;
     }
+}
+
+bool QueuedConnectionFunctor::_isCarrier(const KrSim::KrSimEvent& event) noexcept {
+    return event.ID() == KrID::numberFor(KrSimQueuedConnection::kQueuedConnectionEvent) &&
+           event.bytes() == sizeof(const void*);
+}
+
+QueuedConnectionFunctor::Waiting QueuedConnectionFunctor::_peek(const KrSim::KrSimEvent& event) {
+    return _isCarrier(event) ? Snapshots::instance().peek(*event.read<const void*>()) : Waiting{};
+}
+
+KrSim::KrSimEvent QueuedConnectionFunctor::_carry(const Waiting& waiting) {
+    const int number = eventNumber();
+    const void* key = Snapshots::instance().add(std::make_unique<Snapshot>(waiting));
+    return KrSim::KrSimEvent(number, sizeof(key), &key);
+}
+
+void QueuedConnectionFunctor::_drop(const KrSim::KrSimEvent& event) {
+    if (_isCarrier(event)) Snapshots::instance().take(*event.read<const void*>());
 }
 
 std::size_t QueuedConnectionFunctor::_getWaitingCount() {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 #include "kr/core/connections/connection_functor.h"
 #include "kr/data/field_reference.h"
+#include "kr/events/fwd.h"
 
 namespace Kr {
 
@@ -18,6 +20,20 @@ public:
 
     /// How many copies are under way in this process. Any thread.
     [[nodiscard]] static std::size_t _getWaitingCount();
+
+    /// A copy on its way to its sink.
+    struct Waiting {
+        std::shared_ptr<const KrData::FieldBase> value;  ///< null: the event carries none
+        KrData::FieldReference sink;
+    };
+    /// Whether the event is one that carries a copy.
+    [[nodiscard]] static bool _isCarrier(const KrSim::KrSimEvent& event) noexcept;
+    /// What the event carries, which stays under way. Any thread.
+    [[nodiscard]] static Waiting _peek(const KrSim::KrSimEvent& event);
+    /// An event that carries it (again), to be sent once.
+    [[nodiscard]] static KrSim::KrSimEvent _carry(const Waiting& waiting);
+    /// For events that are never sent: what they carry goes.
+    static void _drop(const KrSim::KrSimEvent& event);
 
 private:
     KrData::FieldReference _sinkLife;

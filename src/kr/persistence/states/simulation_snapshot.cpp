@@ -4,8 +4,6 @@
 
 #include "kr/application/application.h"
 #include "kr/application/context/application_state.h"
-#include "kr/core/connections/sim_queued_connection.h"
-#include "kr/core/id.h"
 #include "kr/persistence/states/internal/state_restorer.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -14,6 +12,7 @@ namespace KrPersistence {
 
 using KrSim::KrApplication;
 using KrSim::KrEventDispatcher;
+using Functor = Kr::QueuedConnectionFunctor;
 
 namespace {
 
@@ -21,26 +20,37 @@ constexpr Kr::GuardTexts kWaitingTexts{Kr::eLogLevel::kWarn, "%s: fatal error in
                                        "%s: unhandled exception in an event before a restore\n"};
 constexpr const char* kRefusal = "a simulation state is restored between two frames only; use restoreBetweenFrames";
 
-const char* nameOfClass() {
-    return "SimulationSnapshot";
+SimulationSnapshot::Events takeEvents() {
+    SimulationSnapshot::Events events{KrEventDispatcher::_getPendingEvents(), {}};
+    const auto& pending = events.pending.events;
+    for (std::size_t i = 0; i < pending.size(); ++i) {
+        if (!Functor::_isCarrier(pending[i].event)) continue;
+        events.values.resize(pending.size());
+        events.values[i] = Functor::_peek(pending[i].event);
+    }
+    return events;
 }
 
-KrEventDispatcher::PendingEvents takeEvents() {
-    auto pending = KrEventDispatcher::_getPendingEvents();
-    // Those of queued connections carry the address of a value that is gone when they are delivered again.
-    constexpr int kQueuedValue = Kr::KrID::numberFor(Kr::KrSimQueuedConnection::kQueuedConnectionEvent);
-    std::erase_if(pending.events, [](const KrSim::PendingEvent& each) { return each.event.ID() == kQueuedValue; });
-    return pending;
-}
-
-void deliverWaiting(const KrEventDispatcher::PendingEvents& replacement) {
-    Kr::callGuarded(kWaitingTexts, nameOfClass, [&] { KrEventDispatcher::_replacePendingEvents(replacement); });
+/// Puts these events in the place of those that wait, which are delivered before or, when they are delayed, dropped.
+void replaceEvents(SimulationSnapshot::Events events) {
+    auto& pending = events.pending.events;
+    for (std::size_t i = 0; i < events.values.size(); ++i) {
+        if (events.values[i].value) pending[i].event = Functor::_carry(events.values[i]);
+    }
+    Kr::callGuarded(
+        kWaitingTexts, [] { return "SimulationSnapshot"; },
+        [&] {
+            KrEventDispatcher::_deliverQueuedEvents();
+            for (const auto& each : KrEventDispatcher::_getPendingEvents().events)
+                Functor::_drop(each.event);
+        });
+    KrEventDispatcher::_replaceDelayedEvents(events.pending);
 }
 
 }  // namespace
 
 SimulationSnapshot::SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state,
-                                       const KrSim::FramePosition& position, KrEventDispatcher::PendingEvents events)
+                                       const KrSim::FramePosition& position, Events events)
     : _state(std::move(state)), _position(position), _events(std::move(events)) {
     if (!_state) _state = Kr::makeSmart<KrSim::KrSimulationState>();
 }
@@ -68,7 +78,7 @@ std::shared_ptr<const SimulationSnapshot> SimulationSnapshot::take(const KrAppli
 
 std::size_t SimulationSnapshot::getSizeBytes() const {
     std::size_t bytes = sizeof(*this) + _state->getSizeBytes();
-    for (const auto& each : _events.events)
+    for (const auto& each : _events.pending.events)
         bytes += sizeof(each) + (each.event.bytes() > KrSim::KrSimEvent::kInlineBytes ? each.event.bytes() : 0);
     return bytes;
 }
@@ -81,10 +91,10 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
         return report;
     }
     application.getInternals().state._runDelayedFunctions();
-    deliverWaiting({});
+    replaceEvents({});
     detail::StateRestorer(application, *_state).run(report);
     // Also in the place of those that were sent meanwhile.
-    deliverWaiting(_events);
+    replaceEvents(_events);
     application._setFramePosition(_position);
     return report;
 }

@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "kr/application/frame_position.h"
 #include "kr/application/fwd.h"
+#include "kr/core/connections/queued_connection_functor.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/extension/extension_state.h"
 #include "kr/persistence/states/restore_report.h"
@@ -27,9 +29,16 @@ public:
     /// nobody else needs: its memory is used again.
     [[nodiscard]] static std::shared_ptr<const SimulationSnapshot> take(
         const KrSim::KrApplication& application, std::shared_ptr<const SimulationSnapshot> recycled = nullptr);
+    /// Events that wait. Those of queued connections carry a value each.
+    struct Events {
+        KrSim::KrEventDispatcher::PendingEvents pending;
+        /// By index; empty where no event carries one.
+        std::vector<Kr::QueuedConnectionFunctor::Waiting> values;
+    };
+
     /// A state that was kept elsewhere.
     SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state, const KrSim::FramePosition& position,
-                       KrSim::KrEventDispatcher::PendingEvents events);
+                       Events events);
     SimulationSnapshot(const SimulationSnapshot&) = delete;
     SimulationSnapshot& operator=(const SimulationSnapshot&) = delete;
     ~SimulationSnapshot();
@@ -38,7 +47,7 @@ public:
     [[nodiscard]] std::uint64_t getFrame() const noexcept { return _position.frames; }
     [[nodiscard]] const KrSim::FramePosition& getPosition() const noexcept { return _position; }
     [[nodiscard]] const KrSim::KrSimulationState& getState() const noexcept { return *_state; }
-    [[nodiscard]] const KrSim::KrEventDispatcher::PendingEvents& getPendingEvents() const noexcept { return _events; }
+    [[nodiscard]] const Events& getEvents() const noexcept { return _events; }
     /// Memory that it takes, about.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
@@ -51,7 +60,7 @@ public:
 private:
     Kr::KrSmartPtr<KrSim::KrSimulationState> _state;
     KrSim::FramePosition _position;
-    KrSim::KrEventDispatcher::PendingEvents _events;
+    Events _events;
 };
 
 /// Restores the snapshot between two frames: now, or when the frame under way has ended. Any thread. `done` hears how

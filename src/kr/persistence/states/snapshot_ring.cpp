@@ -26,10 +26,9 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
     /// Runs it between two frames, unless the ring has gone by then.
     template <class Action>
     bool later(Action action) {
-        return application.executeBetweenFrames(
-            [weak = weak_from_this(), action = std::move(action)] {
-                if (const auto self = weak.lock()) action(*self);
-            });
+        return application.executeBetweenFrames([weak = weak_from_this(), action = std::move(action)] {
+            if (const auto self = weak.lock()) action(*self);
+        });
     }
 
     void onFrameEnded(KrSim::KrApplication*) override {
@@ -66,9 +65,9 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
     }
 
     [[nodiscard]] Snapshot find(std::uint64_t frame) const {
-        const auto behind = std::upper_bound(
-            kept.begin(), kept.end(), frame,
-            [](std::uint64_t value, const Kept& each) { return value < each.snapshot->getFrame(); });
+        const auto behind =
+            std::upper_bound(kept.begin(), kept.end(), frame,
+                             [](std::uint64_t value, const Kept& each) { return value < each.snapshot->getFrame(); });
         return behind != kept.begin() ? std::prev(behind)->snapshot : nullptr;
     }
 

@@ -19,9 +19,9 @@ using KrSim::KrExtension;
 
 namespace {
 
-constexpr Kr::GuardTexts kPriorityTexts{
-    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' getRestoreStatePriority() [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' getRestoreStatePriority()\n"};
+constexpr Kr::GuardTexts kPriorityTexts{Kr::eLogLevel::kWarn,
+                                        "KrSimulatorModule: fatal error in '%s' getRestoreStatePriority() [%s]\n",
+                                        "KrSimulatorModule: unhandled exception in '%s' getRestoreStatePriority()\n"};
 
 /// How often values are put back that observers of restored values have set.
 constexpr int kMaximumRounds = 3;
@@ -50,8 +50,7 @@ public:
         for (const auto& state : _states) {
             if (!state->isAddedByModule()) continue;
             auto extension = KrSim::KrContentRegistry::instance().lock(state->getContentID());
-            if (extension && !content.contains(extension.get()))
-                entries.push_back({std::move(extension), state.get()});
+            if (extension && !content.contains(extension.get())) entries.push_back({std::move(extension), state.get()});
         }
     }
 

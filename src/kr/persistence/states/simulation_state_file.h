@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "kr/application/fwd.h"
+#include "kr/persistence/states/restore_report.h"
+#include "kr/persistence/states/simulation_state_section.h"
+#include "kr/platform/export.h"
+
+namespace KrPersistence {
+
+struct StateSaveOptions {
+    int flags{0};  ///< of KrFile::save: kXml, kJson
+    eStatePayload payload{eStatePayload::kNormal};
+};
+
+/// Saves the state of an application as a state file: type kSimulationState, one section. Between two frames
+/// (KrApplication::executeBetweenFrames). False, with a reason in `error` unless that is null, when it could not be
+/// saved; the old file is still there then.
+KR_API bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
+                                const StateSaveOptions& options = {}, std::string* error = nullptr);
+
+/// Restores a state file into an application that has the content and modules of it: those with the same content IDs
+/// get their states. Between two frames. Reports what was found; without isRestored nothing was touched, and `error`
+/// says why.
+KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName);
+
+}  // namespace KrPersistence

@@ -1,0 +1,245 @@
+#include "kr/persistence/states/simulation_state_section.h"
+
+#include <optional>
+#include <utility>
+
+#include "kr/events/event_id_list.h"
+#include "kr/events/sim_event.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension.h"
+#include "kr/persistence/fields/content_id_archive.h"
+#include "kr/persistence/fields/field_archive.h"
+#include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/states/internal/state_record.h"
+
+KR_FILE_SECTION(KrPersistence::KrSimulationStateSection, "KrSimulationStateSection", 0)
+KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSimulationStateSection)
+
+namespace KrPersistence {
+
+namespace {
+
+constexpr const char* kPayloadTexts[] = {"Normal", "Compact"};
+
+/// An event as a file holds it: numbers of events are those of one process.
+struct StoredEvent {
+    std::string name;
+    std::string sender;  // empty: whoever restores it
+    std::string data;
+    double remainingSeconds{0.0};
+    bool isLocal{true};
+    bool isRemote{false};
+};
+
+/// A value on its way through a queued connection.
+struct StoredValue {
+    KrSim::KrContentID sink;
+    std::string path;
+    std::shared_ptr<const KrData::FieldBase> value;
+    std::vector<ExtensionReference> references;
+};
+
+std::vector<StoredEvent> storedEvents(const SimulationSnapshot& snapshot) {
+    std::vector<StoredEvent> stored;
+    const auto& pending = snapshot.getEvents().pending;
+    for (const auto& each : pending.events) {
+        if (Kr::QueuedConnectionFunctor::_isCarrier(each.event)) continue;
+        auto name = each.event.nameForID();
+        if (name.empty()) continue;  // nobody could find its number again
+        const std::string data(reinterpret_cast<const char*>(each.event.constData()), each.event.bytes());
+        stored.push_back({std::move(name), each.event.isFromMe() ? std::string() : each.event.sender(), data,
+                          each.dueSeconds - pending.nowSeconds, each.isLocal, each.isRemote});
+    }
+    return stored;
+}
+
+std::vector<StoredValue> storedValues(const SimulationSnapshot& snapshot) {
+    std::vector<StoredValue> stored;
+    for (const auto& each : snapshot.getEvents().values) {
+        const auto* sink = each.sink.get();
+        const auto* extension = sink != nullptr ? sink->getOwnerExtension() : nullptr;
+        if (each.value && extension != nullptr)
+            stored.push_back({extension->getContentID(), sink->getPath(), each.value, {}});
+    }
+    return stored;
+}
+
+}  // namespace
+
+struct KrSimulationStateSection::Loaded {
+    std::vector<detail::StateRecord> extensions;
+    KrSim::FramePosition position;
+    std::vector<StoredEvent> events;
+    std::vector<StoredValue> values;
+};
+
+KrSimulationStateSection::KrSimulationStateSection() = default;
+KrSimulationStateSection::~KrSimulationStateSection() = default;
+
+void KrSimulationStateSection::setSnapshot(std::shared_ptr<const SimulationSnapshot> snapshot, eStatePayload payload) {
+    _snapshot = std::move(snapshot);
+    _payload = payload;
+    _loaded.reset();
+}
+
+std::uint64_t KrSimulationStateSection::getFrame() const noexcept {
+    if (_loaded) return _loaded->position.frames;
+    return _snapshot ? _snapshot->getFrame() : 0;
+}
+
+std::size_t KrSimulationStateSection::getExtensionCount() const noexcept {
+    if (_loaded) return _loaded->extensions.size();
+    return _snapshot ? _snapshot->getState().getExtensionStates().size() : 0;
+}
+
+std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot() const {
+    if (!_loaded) return _snapshot;
+    auto state = Kr::makeSmart<KrSim::KrSimulationState>();
+    for (const auto& each : _loaded->extensions) {
+        state->_setAddedByModule(each.isAddedByModule());
+        state->addExtensionState(each.makeState());
+    }
+    state->_setAddedByModule(false);
+
+    SimulationSnapshot::Events events;
+    auto& pending = events.pending.events;
+    for (const auto& each : _loaded->events) {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(each.data.data());
+        KrSim::KrSimEvent event(KrSim::EventIDList::instance().add(each.name), {bytes, bytes + each.data.size()});
+        if (!each.sender.empty()) event.setSender(each.sender);
+        pending.push_back({std::move(event), each.remainingSeconds, each.isLocal, each.isRemote});
+    }
+    for (const auto& each : _loaded->values) {
+        const auto extension = KrSim::KrContentRegistry::instance().lock(each.sink);
+        auto* sink = extension ? extension->findFieldFromPath(each.path) : nullptr;
+        if (sink == nullptr) continue;
+        std::shared_ptr<KrData::FieldBase> value(each.value->_duplicate());
+        detail::resolveReferences(*value, each.references);
+        events.values.resize(pending.size());
+        events.values.push_back({std::move(value), KrData::FieldReference(sink)});
+        pending.push_back({KrSim::KrSimEvent(0), 0.0, true, false});
+    }
+    if (!events.values.empty()) events.values.resize(pending.size());
+    return std::make_shared<const SimulationSnapshot>(std::move(state), _loaded->position, std::move(events));
+}
+
+// --- Writing -------------------------------------------------------------------------------------------------------
+
+void KrSimulationStateSection::_write(ArchiveWriter& writer) const {
+    const KrSim::FramePosition none;
+    const auto& position = _loaded ? _loaded->position : _snapshot ? _snapshot->getPosition() : none;
+    writer.write("Frames", static_cast<unsigned long long>(position.frames));
+    writer.write("Frame", position.frame);
+    writer.write("ElapsedSeconds", position.elapsedSeconds);
+    writer.write("FrameRate", position.frameRateHz);
+    writer.writeIf(position.start.has_value(), "SecondsSinceStart", position.now - position.start.value_or(0.0));
+    writer.writeIf(position.begin.has_value(), "SecondsSinceFrame", position.now - position.begin.value_or(0.0));
+    writer.writeChoice("Payload", static_cast<int>(_payload), kPayloadTexts[static_cast<std::size_t>(_payload)]);
+    if (_loaded) {
+        writer.sequence("Extensions", _loaded->extensions.size(),
+                        [&](std::size_t i) { _loaded->extensions[i].write(writer, "Extension", _payload); });
+    } else {
+        const std::vector<Kr::KrSmartPtr<KrSim::KrExtensionState>> nothing;
+        const auto& states = _snapshot ? _snapshot->getState().getExtensionStates() : nothing;
+        writer.sequence("Extensions", states.size(),
+                        [&](std::size_t i) { detail::StateRecord::write(writer, "Extension", _payload, *states[i]); });
+    }
+    _writeEvents(writer);
+}
+
+void KrSimulationStateSection::_writeEvents(ArchiveWriter& writer) const {
+    const auto events = _loaded ? _loaded->events : _snapshot ? storedEvents(*_snapshot) : std::vector<StoredEvent>();
+    const auto values = _loaded ? _loaded->values : _snapshot ? storedValues(*_snapshot) : std::vector<StoredValue>();
+    writer.optional(!events.empty(), "Events", [&] {
+        writer.sequence("Events", events.size(), [&](std::size_t i) {
+            const auto& each = events[i];
+            writer.group("Event", [&] {
+                writer.writeRepeated("Name", each.name);
+                writer.writeIf(!each.sender.empty(), "Sender", each.sender);
+                writer.optional(!each.data.empty(), "Data", [&] { writer.writeBytes("Data", each.data); });
+                writer.write("RemainingSeconds", each.remainingSeconds);
+                writer.writeIf(!each.isLocal, "Local", false);
+                writer.writeIf(each.isRemote, "Remote", true);
+            });
+        });
+    });
+    writer.optional(!values.empty(), "ValuesUnderWay", [&] {
+        writer.sequence("ValuesUnderWay", values.size(), [&](std::size_t i) {
+            const auto& each = values[i];
+            writer.group("Value", [&] {
+                writeContentID(writer, "Sink", each.sink);
+                writer.write("Path", each.path);
+                FieldWriteContext context;
+                context.unresolved = each.references;
+                writeField(writer, "Field", *each.value, context);
+            });
+        });
+    });
+}
+
+// --- Reading -------------------------------------------------------------------------------------------------------
+
+void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
+    _snapshot.reset();
+    _loaded = std::make_unique<Loaded>();
+    auto& position = _loaded->position;
+    unsigned long long frames = 0;
+    reader.read("Frames", frames);
+    position.frames = frames;
+    reader.read("Frame", position.frame);
+    reader.read("ElapsedSeconds", position.elapsedSeconds);
+    reader.read("FrameRate", position.frameRateHz);
+    // Moments before one that is 0.
+    const auto readMoment = [&](const char* name, std::optional<double>& moment) {
+        double seconds = 0.0;
+        if (reader.readIf(name, seconds)) moment = -seconds;
+    };
+    readMoment("SecondsSinceStart", position.start);
+    readMoment("SecondsSinceFrame", position.begin);
+    const int payload = reader.readChoice("Payload", [](std::string_view text) -> std::optional<int> {
+        for (int i = 0; i < 2; ++i) {
+            if (text == kPayloadTexts[i]) return i;
+        }
+        return std::nullopt;
+    });
+    if (payload < 0 || payload > 1) reader.fail("the payload " + std::to_string(payload) + " is unknown");
+    _payload = static_cast<eStatePayload>(payload);
+    reader.sequence("Extensions", [&](std::size_t) {
+        _loaded->extensions.push_back(detail::StateRecord::read(reader, "Extension", _payload));
+    });
+    _readEvents(reader);
+}
+
+void KrSimulationStateSection::_readEvents(ArchiveReader& reader) {
+    reader.optional("Events", [&] {
+        reader.sequence("Events", [&](std::size_t) {
+            StoredEvent event;
+            reader.group("Event", [&] {
+                event.name = std::string(reader.readRepeated("Name"));
+                if (event.name.empty()) reader.fail("an event has no name");
+                reader.readIf("Sender", event.sender);
+                reader.optional("Data", [&] { reader.readBytes("Data", event.data); });
+                reader.read("RemainingSeconds", event.remainingSeconds);
+                if (!(event.remainingSeconds == event.remainingSeconds)) event.remainingSeconds = 0.0;
+                reader.readIf("Local", event.isLocal);
+                reader.readIf("Remote", event.isRemote);
+            });
+            _loaded->events.push_back(std::move(event));
+        });
+    });
+    reader.optional("ValuesUnderWay", [&] {
+        reader.sequence("ValuesUnderWay", [&](std::size_t) {
+            StoredValue value;
+            reader.group("Value", [&] {
+                value.sink = readContentID(reader, "Sink");
+                reader.read("Path", value.path);
+                FieldReadContext context;
+                value.value = readField(reader, "Field", context);
+                value.references = std::move(context.references);
+            });
+            _loaded->values.push_back(std::move(value));
+        });
+    });
+}
+
+}  // namespace KrPersistence

@@ -1,0 +1,202 @@
+#include "kr/persistence/states/simulation_state_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kr/data/field_array.h"
+#include "kr/data/vector.h"
+#include "kr/events/event_id_list.h"
+#include "kr/persistence/files/file.h"
+#include "tests/persistence/states/world.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temporary_folder.h"
+
+namespace simulation_state_file_test {
+
+using KrPersistence::eStatePayload;
+using KrPersistence::KrFile;
+using KrPersistence::KrSimulationStateSection;
+using KrPersistence::saveSimulationState;
+using KrPersistence::SimulationSnapshot;
+using states_test::proxyOf;
+using states_test::World;
+
+/// Values of every kind, with those that texts lose easily.
+void furnish(World& world) {
+    auto& fields = proxyOf(world.first).getParameterContainer();
+    fields.add<double>("Minus Zero", -0.0);
+    fields.add<double>("Third", 1.0 / 3.0);
+    fields.add<double>("Infinity", -std::numeric_limits<double>::infinity());
+    fields.add<double>("Nothing", std::numeric_limits<double>::quiet_NaN());
+    fields.add<float>("A.float", 0.1F);
+    fields.add<std::string>("Text", std::string("a\0\xff", 3));
+    fields.add<Kr::KrEnum>("Mode", Kr::KrEnum(KrSim::eApplicationMode::kPlayback));
+    fields.add<KrMath::Vector3T<double>>("Place", {1.5, -0.0, 3.0});
+    static_cast<void>(new KrData::Vector<int>("Items", &fields, {3, 2, 1}));
+    auto* group = fields.addContainer("Group");
+    auto* array = new KrData::FieldArray<KrData::Field<int>>("Array", group);
+    for (const int item : {1, 2, 3})
+        *array->append() = item;
+    static_cast<void>(array->remove(0));
+    proxyOf(world.first)
+        .addParameter("Target", KrData::Types::kExtension)
+        ->set<KrSim::KrExtension*>(&proxyOf(world.second));
+}
+
+std::string save(const std::shared_ptr<const SimulationSnapshot>& snapshot, int flags,
+                 eStatePayload payload = eStatePayload::kNormal) {
+    KrFile file;
+    file.setFileType(KrFile::eFileType::kSimulationState);
+    auto* section = new KrSimulationStateSection;
+    section->setSnapshot(snapshot, payload);
+    file.addSection(section);
+    std::ostringstream stream(std::ios::binary);
+    EXPECT_TRUE(file.save(stream, "", flags)) << file.getLastError();
+    return stream.str();
+}
+
+const KrSimulationStateSection* load(KrFile& file, const std::string& bytes) {
+    std::istringstream stream(bytes, std::ios::binary);
+    if (!file.load(stream)) return nullptr;
+    return file.isValid() ? dynamic_cast<const KrSimulationStateSection*>(file.getSections().front()) : nullptr;
+}
+
+class StateFile : public testing::TestWithParam<int> {};
+
+TEST_P(StateFile, BringsEveryBitBackAndSavesAsItWasLoaded) {
+    World world;
+    furnish(world);
+    world.run(5);
+    const int number = KrSim::EventIDList::instance().add("Tests.StateFile");
+    KrSim::KrSimEvent event(number, {1, 2, 255});
+    event.setDelay(0.5);
+    KrSim::KrEventDispatcher::sendEventLocally(event);
+    const auto before = world.take();
+    const auto bytes = save(before, GetParam());
+
+    world.run(40);
+    auto& fields = proxyOf(world.first).getParameterContainer();
+    fields.reset();
+    static_cast<KrData::FieldArrayBase&>(fields["Group"]["Array"]).resize(5);
+    KrFile file;
+    const auto* section = load(file, bytes);
+    ASSERT_NE(section, nullptr) << file.getLastError();
+    EXPECT_EQ(section->getFrame(), 5U);
+    EXPECT_EQ(section->getExtensionCount(), 3U);
+    EXPECT_TRUE(section->getSnapshot()->restore(*world.application).isComplete());
+
+    const auto after = world.take();
+    for (const auto& state : before->getState().getExtensionStates()) {
+        const auto* other = after->getState().findExtensionState(state->getContentID());
+        ASSERT_NE(other, nullptr);
+        const auto& plan = state->_getPlan();
+        const auto index = plan.findDifference(state->_getValues(), other->_getPlan(), other->_getValues());
+        EXPECT_FALSE(index) << plan.getPath(*index) << ": " << plan.getText(*index, state->_getValues());
+        EXPECT_EQ(state->getImplementationData(), other->getImplementationData());
+    }
+    const auto& pending = after->getEvents().pending;
+    ASSERT_EQ(pending.events.size(), 1U);
+    EXPECT_EQ(pending.events[0].event.ID(), number);
+    EXPECT_EQ(pending.events[0].event.bytes(), 3U);
+    EXPECT_NEAR(pending.events[0].dueSeconds - pending.nowSeconds, 0.5, 1e-9);
+    EXPECT_EQ(after->getPosition().frames, 5U);
+    EXPECT_EQ(after->getPosition().elapsedSeconds, before->getPosition().elapsedSeconds);
+
+    std::ostringstream again(std::ios::binary);
+    EXPECT_TRUE(file.save(again, "", GetParam()));
+    EXPECT_EQ(again.str(), bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, StateFile, testing::Values(0));
+
+TEST(StateFile, KeepsDoublesAsFloatsWhenCompact) {
+    World world;
+    world.first->drag = 1.0 / 3.0;
+    const auto normal = save(world.take(), 0);
+    const auto compact = save(world.take(), 0, eStatePayload::kCompact);
+    KrFile file;
+    const auto* section = load(file, compact);
+    ASSERT_NE(section, nullptr) << file.getLastError();
+    section->getSnapshot()->restore(*world.application);
+    EXPECT_EQ(world.first->drag, static_cast<double>(static_cast<float>(1.0 / 3.0)));
+    std::ostringstream again(std::ios::binary);
+    EXPECT_TRUE(file.save(again, ""));
+    EXPECT_EQ(again.str(), compact);
+}
+
+TEST(StateFile, KeepsReferencesToContentThatIsNotHere) {
+    std::string bytes;
+    {
+        World world;
+        furnish(world);
+        bytes = save(world.take(), 0);
+    }
+    KrFile file;
+    const auto* section = load(file, bytes);
+    ASSERT_NE(section, nullptr) << file.getLastError();
+    World other;
+    const auto report = section->getSnapshot()->restore(*other.application);
+    EXPECT_EQ(std::tuple(report.restored, report.missing, report.untouched), std::tuple(0U, 3U, 3U));
+    std::ostringstream again(std::ios::binary);
+    EXPECT_TRUE(file.save(again, ""));
+    EXPECT_EQ(again.str(), bytes);
+}
+
+TEST(StateFile, GoesToDiskAndSaysWhatIsWrong) {
+    World world;
+    test_support::LogCapture log;
+    const test_support::TemporaryFolder folder;
+    const auto name = (folder.path() / "state.kr").string();
+    std::string error;
+    EXPECT_TRUE(saveSimulationState(*world.application, name, {}, &error)) << error;
+    EXPECT_EQ(KrFile::GetFileType(name), KrFile::eFileType::kSimulationState);
+    EXPECT_TRUE(KrPersistence::restoreSimulationState(*world.application, name).isComplete());
+    EXPECT_FALSE(saveSimulationState(*world.application, (folder.path() / "no" / "folder").string(), {}, &error));
+    EXPECT_NE(error, "");
+    EXPECT_NE(KrPersistence::restoreSimulationState(*world.application, name + "x").error, "");
+    KrFile empty;
+    empty.save(name);
+    EXPECT_THAT(KrPersistence::restoreSimulationState(*world.application, name).error,
+                testing::HasSubstr("holds no simulation state"));
+    world.stepper->inUpdate = [&] {
+        EXPECT_FALSE(saveSimulationState(*world.application, name, {}, &error));
+        EXPECT_EQ(error, "a simulation state is saved between two frames only");
+    };
+    world.run(1);
+}
+
+TEST(StateFile, SurvivesDamage) {
+    World world;
+    test_support::LogCapture log;
+    furnish(world);
+    for (const auto payload : {eStatePayload::kNormal, eStatePayload::kCompact}) {
+        const auto bytes = save(world.take(), 0, payload);
+        std::mt19937 random(7);
+        int loaded = 0;
+        for (int i = 0; i < 2000; ++i) {
+            auto damaged = bytes;
+            for (auto count = 1 + random() % 3; count-- > 0;)
+                damaged[random() % damaged.size()] = static_cast<char>(random());
+            if (i % 5 == 0) damaged.resize(random() % damaged.size());
+            KrFile file;
+            const auto* section = load(file, damaged);
+            if (section == nullptr) continue;
+            ++loaded;
+            section->getSnapshot()->restore(*world.application);
+            std::ostringstream again(std::ios::binary);
+            file.save(again, "");
+        }
+        EXPECT_GT(loaded, 10) << "what is not read is not tested";
+    }
+}
+
+}  // namespace simulation_state_file_test
