@@ -14,6 +14,7 @@
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/states/replay_check.h"
 #include "kr/platform/plugin_manager.h"
 #include "tests/support/log_capture.h"
 
@@ -160,6 +161,21 @@ TEST(ElectricCar, IsCopiedUnderwayWithItsStateAndConnections) {
     EXPECT_GT(DriveFigures(*car).distance, 50.0);
     EXPECT_EQ(valuesOf(DriveFigures(*clonesClone)), valuesOf(DriveFigures(*car)));
     EXPECT_EQ(valuesOf(DriveFigures(*instance)), valuesOf(DriveFigures(*car)));
+}
+
+TEST_P(WholeCycle, ReplaysExactlyFromAnyMoment) {
+    KrPersistence::ReplayCheck check;
+    auto& application = check.getApplication();
+    KrSim::KrEventDispatcher::enableExternalControl(GetParam());
+    const auto module = make("cb6ddcca-78d2-45a4-b46f-178922be4b1d", "Drive Module");
+    application.insertModule(
+        KrSim::KrSmartInterface<KrSim::ISimulatorModule>(module->getImplementationAs<KrSim::ISimulatorModule>()));
+    application.setApplicationMode(eApplicationMode::kSimulating);
+    const auto car = makeCar();
+    application.add(car.get());
+    EXPECT_EQ(check.explain(900, 600), "");
+    EXPECT_GT(speedOf(*car), 1.0);
+    KrSim::KrEventDispatcher::enableExternalControl(false);
 }
 
 TEST(ElectricCar, StandsWhileTheApplicationDoesNotSimulate) {

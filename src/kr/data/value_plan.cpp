@@ -1,23 +1,19 @@
 #include "kr/data/value_plan.h"
 
 #include <algorithm>
-#include <cstring>
 #include <type_traits>
 #include <utility>
 
-#include "kr/core/base.h"
-#include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_reference.h"
+#include "kr/data/internal/value_operations.h"
 #include "kr/data/vector.h"
 
 namespace KrData {
 
 namespace {
 constexpr std::uint32_t kNoValue = 0xffffffff;
-
-using Fields = FieldBase* const*;
 
 template <class T>
 void makeRoom(std::vector<T>& store, std::size_t count, const T& value) {
@@ -41,216 +37,6 @@ std::size_t FieldValues::getSizeBytes() const {
         bytes += sizeof(VectorBase) + (vector != nullptr ? vector->size() * vector->_getItemBytes() : 0);
     }
     return bytes;
-}
-
-// --- What is done with the fields of one type ----------------------------------------------------------------------
-
-/// `place` is that of the first field in the store of its type.
-struct ValuePlan::Operations {
-    Types::DataTypeEnum dataType;
-    std::size_t ValuePlan::*total;  // what counts the room in the store
-    std::size_t size;               // of one value there
-    void (*take)(Fields fields, std::size_t count, std::size_t place, FieldValues& values);
-    void (*restore)(Fields fields, std::size_t count, std::size_t place, const FieldValues& values, Changed& changed);
-    bool (*isSame)(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace);
-    std::unique_ptr<FieldBase> (*make)(const Kr::KrID& id, std::size_t place, const FieldValues& values);
-};
-
-namespace {
-
-template <class T, class Value>
-void restoreOne(FieldBase* field, const Value& value, ValuePlan::Changed& changed) {
-    if (static_cast<Field<T>*>(field)->_restoreValue(value)) changed.push_back(field);
-}
-
-}  // namespace
-
-template <class T>
-struct ValuePlan::PlainOperations {
-    static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        auto* out = values._plain.data() + place;
-        for (std::size_t i = 0; i < count; ++i)
-            std::memcpy(out + i * sizeof(T), &static_cast<const Field<T>*>(fields[i])->getValue(), sizeof(T));
-    }
-    static T at(std::size_t place, const FieldValues& values) {
-        T value;
-        std::memcpy(&value, values._plain.data() + place, sizeof(T));
-        return value;
-    }
-    static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
-                        Changed& changed) {
-        for (std::size_t i = 0; i < count; ++i)
-            restoreOne<T>(fields[i], at(place + i * sizeof(T), values), changed);
-    }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return std::memcmp(first._plain.data() + place, second._plain.data() + otherPlace, sizeof(T)) == 0;
-    }
-    static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::make_unique<Field<T>>(id, nullptr, at(place, values));
-    }
-    static constexpr Operations kAll{
-        ValueTraits<T>::kDataType, &ValuePlan::_plainBytes, sizeof(T), take, restore, isSame, make};
-};
-
-struct ValuePlan::TextOperations {
-    static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        for (std::size_t i = 0; i < count; ++i)
-            values._texts[place + i] = static_cast<const Field<std::string>*>(fields[i])->getValue();
-    }
-    static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
-                        Changed& changed) {
-        for (std::size_t i = 0; i < count; ++i)
-            restoreOne<std::string>(fields[i], values._texts[place + i], changed);
-    }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return first._texts[place] == second._texts[otherPlace];
-    }
-    static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::make_unique<Field<std::string>>(id, nullptr, values._texts[place]);
-    }
-    static constexpr Operations kAll{Types::kString, &ValuePlan::_textCount, 1, take, restore, isSame, make};
-};
-
-struct ValuePlan::EnumerationOperations {
-    static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        for (std::size_t i = 0; i < count; ++i) {
-            // Values of different enumerations refuse assignment.
-            const auto& value = static_cast<const Field<Kr::KrEnum>*>(fields[i])->getValue();
-            std::construct_at(&values._enumerations[place + i], value);
-        }
-    }
-    static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
-                        Changed& changed) {
-        for (std::size_t i = 0; i < count; ++i)
-            restoreOne<Kr::KrEnum>(fields[i], values._enumerations[place + i], changed);
-    }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return first._enumerations[place] == second._enumerations[otherPlace];
-    }
-    static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::make_unique<Field<Kr::KrEnum>>(id, nullptr, values._enumerations[place]);
-    }
-    static constexpr Operations kAll{
-        Types::kEnumeration, &ValuePlan::_enumerationCount, 1, take, restore, isSame, make};
-};
-
-struct ValuePlan::ReferenceOperations {
-    using Reference = FieldValues::Reference;
-    using ReferenceField = Field<KrSim::KrExtension*>;
-
-    static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        for (std::size_t i = 0; i < count; ++i) {
-            values._references[place + i] = referenceTo(static_cast<const ReferenceField*>(fields[i])->getValue());
-        }
-    }
-    static Reference referenceTo(KrSim::KrExtension* extension) {
-        if (extension == nullptr) return {};
-        const auto* base = ExtensionFunctions::baseOf(extension);
-        return Kr::KrBase::isKrBaseValid(base) ? Reference{extension, base, base->getCreationIndex()} : Reference{};
-    }
-    /// Null for one that has died, even where another one stands in its place.
-    static KrSim::KrExtension* get(const Reference& reference) {
-        if (reference.base == nullptr || !Kr::KrBase::isKrBaseValid(reference.base)) return nullptr;
-        return reference.base->getCreationIndex() == reference.creationIndex ? reference.extension : nullptr;
-    }
-    static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
-                        Changed& changed) {
-        for (std::size_t i = 0; i < count; ++i)
-            restoreOne<KrSim::KrExtension*>(fields[i], get(values._references[place + i]), changed);
-    }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return get(first._references[place]) == get(second._references[otherPlace]);
-    }
-    static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::make_unique<ReferenceField>(id, nullptr, get(values._references[place]));
-    }
-    static constexpr Operations kAll{Types::kExtension, &ValuePlan::_referenceCount, 1, take, restore, isSame, make};
-};
-
-/// Vectors. Items that refer to extensions are remembered like fields that do.
-struct ValuePlan::OtherOperations {
-    using Extensions = Vector<KrSim::KrExtension*>;
-
-    static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const auto& vector = static_cast<const VectorBase&>(*fields[i]);
-            auto& copy = values._others[place + i];
-            if (copy == nullptr) {
-                copy.reset(vector._duplicate());
-            } else {
-                static_cast<VectorBase&>(*copy)._restoreItems(vector);
-            }
-            if (const auto* extensions = Extensions::from(vector)) takeReferences(*extensions, place + i, values);
-        }
-    }
-    static void takeReferences(const Extensions& vector, std::size_t place, FieldValues& values) {
-        values._otherReferences.resize(values._others.size());
-        auto& references = values._otherReferences[place];
-        references.clear();
-        for (auto* extension : vector.getItems())
-            references.push_back(ReferenceOperations::referenceTo(extension));
-    }
-    static const VectorBase& at(std::size_t place, const FieldValues& values) {
-        auto& vector = static_cast<VectorBase&>(*values._others[place]);
-        if (auto* extensions = Extensions::from(vector)) {
-            std::vector<KrSim::KrExtension*> living;
-            for (const auto& reference : values._otherReferences[place])
-                living.push_back(ReferenceOperations::get(reference));
-            extensions->setItems(std::move(living));
-        }
-        return vector;
-    }
-    static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
-                        Changed& changed) {
-        for (std::size_t i = 0; i < count; ++i) {
-            if (static_cast<VectorBase*>(fields[i])->_restoreItems(at(place + i, values))) changed.push_back(fields[i]);
-        }
-    }
-    static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return at(place, first)._hasIdenticalItems(at(otherPlace, second));
-    }
-    static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::unique_ptr<FieldBase>(at(place, values).clone(id, nullptr));
-    }
-    static constexpr Operations kAll{Types::kVector, &ValuePlan::_otherCount, 1, take, restore, isSame, make};
-};
-
-const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {
-    switch (field.getDataType()) {
-#define KR_PLAIN(T)                 \
-    case ValueTraits<T>::kDataType: \
-        return &PlainOperations<T>::kAll;
-        KR_PLAIN(bool)
-        KR_PLAIN(int)
-        KR_PLAIN(unsigned int)
-        KR_PLAIN(short)
-        KR_PLAIN(unsigned short)
-        KR_PLAIN(double)
-        KR_PLAIN(float)
-        KR_PLAIN(Kr::KrString<512>)
-        KR_PLAIN(Kr::KrColor)
-        KR_PLAIN(Kr::KrTransform)
-        KR_PLAIN(KrMath::Vector2T<double>)
-        KR_PLAIN(KrMath::Vector3T<double>)
-        KR_PLAIN(KrMath::Vector4T<double>)
-        KR_PLAIN(KrMath::QuaternionT<double>)
-        KR_PLAIN(KrMath::Matrix44T<double>)
-        KR_PLAIN(KrMath::Vector3T<float>)
-        KR_PLAIN(KrMath::QuaternionT<float>)
-        KR_PLAIN(KrMath::Matrix44T<float>)
-        KR_PLAIN(KrGraphics::Material*)
-#undef KR_PLAIN
-        case Types::kString:
-            return &TextOperations::kAll;
-        case Types::kEnumeration:
-            return &EnumerationOperations::kAll;
-        case Types::kExtension:
-            return &ReferenceOperations::kAll;
-        case Types::kVector:
-            return dynamic_cast<const VectorBase*>(&field) != nullptr ? &OtherOperations::kAll : nullptr;
-        default:
-            return nullptr;
-    }
 }
 
 // --- The plan ------------------------------------------------------------------------------------------------------

@@ -1,6 +1,8 @@
 #include "kr/persistence/states/simulation_state_section.h"
 
+#include <cmath>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "kr/events/event_id_list.h"
@@ -187,12 +189,19 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
     reader.read("Frames", frames);
     position.frames = frames;
     reader.read("Frame", position.frame);
+    const auto check = [&](const char* name, double value) {
+        if (!std::isfinite(value)) reader.fail(std::string(name) + " is no number to go on with");
+    };
     reader.read("ElapsedSeconds", position.elapsedSeconds);
+    check("ElapsedSeconds", position.elapsedSeconds);
     reader.read("FrameRate", position.frameRateHz);
+    check("FrameRate", position.frameRateHz);
     // Moments before one that is 0.
     const auto readMoment = [&](const char* name, std::optional<double>& moment) {
         double seconds = 0.0;
-        if (reader.readIf(name, seconds)) moment = -seconds;
+        if (!reader.readIf(name, seconds)) return;
+        check(name, seconds);
+        moment = -seconds;
     };
     readMoment("SecondsSinceStart", position.start);
     readMoment("SecondsSinceFrame", position.begin);
@@ -220,7 +229,7 @@ void KrSimulationStateSection::_readEvents(ArchiveReader& reader) {
                 reader.readIf("Sender", event.sender);
                 reader.optional("Data", [&] { reader.readBytes("Data", event.data); });
                 reader.read("RemainingSeconds", event.remainingSeconds);
-                if (!(event.remainingSeconds == event.remainingSeconds)) event.remainingSeconds = 0.0;
+                if (std::isnan(event.remainingSeconds)) reader.fail("the delay of an event is no number");
                 reader.readIf("Local", event.isLocal);
                 reader.readIf("Remote", event.isRemote);
             });
