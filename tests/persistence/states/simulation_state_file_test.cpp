@@ -10,6 +10,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kr/data/field_array.h"
@@ -116,7 +117,7 @@ TEST_P(StateFile, BringsEveryBitBackAndSavesAsItWasLoaded) {
     EXPECT_EQ(again.str(), bytes);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, StateFile, testing::Values(0));
+INSTANTIATE_TEST_SUITE_P(Kinds, StateFile, testing::Values(0, KrFile::kJson, KrFile::kXml));
 
 TEST(StateFile, KeepsDoublesAsFloatsWhenCompact) {
     World world;
@@ -178,8 +179,10 @@ TEST(StateFile, SurvivesDamage) {
     World world;
     test_support::LogCapture log;
     furnish(world);
-    for (const auto payload : {eStatePayload::kNormal, eStatePayload::kCompact}) {
-        const auto bytes = save(world.take(), 0, payload);
+    for (const auto& [flags, payload] :
+         {std::pair(0, eStatePayload::kNormal), std::pair(0, eStatePayload::kCompact),
+          std::pair(KrFile::kJson, eStatePayload::kNormal), std::pair(KrFile::kXml, eStatePayload::kNormal)}) {
+        const auto bytes = save(world.take(), flags, payload);
         std::mt19937 random(7);
         int loaded = 0;
         for (int i = 0; i < 2000; ++i) {
