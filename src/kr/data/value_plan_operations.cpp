@@ -48,8 +48,7 @@ struct ValuePlan::PlainOperations {
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<T>>(id, nullptr, at(place, values));
     }
-    static constexpr Operations kAll{
-        ValueTraits<T>::kDataType, &ValuePlan::_plainBytes, sizeof(T), take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_plainBytes, sizeof(T), take, restore, isSame, make};
 };
 
 struct ValuePlan::TextOperations {

@@ -88,6 +88,7 @@ struct World {
         Kr::KrConnectionFactory::connect(*first->speed.getField(), *second->force.getField());
         first->force.getField()->setValue(1.0);
     }
+    ~World() { KrSim::KrEventDispatcher::_replaceDelayedEvents({}); }
     Unit* add(const char* name) {
         const auto extension = Kr::makeSmart<KrExtension>();
         extension->setName(name);
