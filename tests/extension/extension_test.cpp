@@ -191,7 +191,11 @@ INSTANTIATE_TEST_SUITE_P(
                       extension.fillSimulationState(Kr::makeSmart<KrSim::KrSimulationState>());
                   }),
         throwCase("onStateRestore",
-                  [](KrExtension& extension) { extension._restoreState(KrSim::KrExtensionState(extension)); }),
+                  [](KrExtension& extension) {
+                      KrSim::KrExtensionState state(extension);
+                      state._setImplementationData("");
+                      extension._restoreState(state);
+                  }),
         throwCase(
             "onSynchronized",
             [](KrExtension& extension) { extension._synchronizeImplementation(extension.getImplementation()); }, "::"),
