@@ -162,10 +162,11 @@ void FieldReader::_readProperties(FieldBase& field, std::uint32_t usualNumber) {
     });
     bool isForcing = false;
     _reader.readIf("forceObservers", isForcing);
-    field._setForcingObservers(isForcing);
+    if (isForcing) field._setForcingObservers(true);
     bool isDynamic = false;
     _reader.readIf("Dynamic", isDynamic);
-    field._setDynamic(isDynamic || _hiddenDepth != 0);
+    isDynamic = isDynamic || _hiddenDepth != 0;
+    if (field.isDynamic() != isDynamic) field._setDynamic(isDynamic);
     _reader.optional("Metadata", [&] { _readMetadata(field); });
 }
 

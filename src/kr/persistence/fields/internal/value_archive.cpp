@@ -127,10 +127,16 @@ namespace {
 
 constexpr int kDataTypeNumbers = 256;
 
+/// Asked for every field, so it compares no texts.
 bool hasMeaning(int number) {
-    return number >= 0 && number < kDataTypeNumbers && number != Types::kInvalid &&
-           std::string_view(Types::nameFor(static_cast<Types::DataTypeEnum>(number))) !=
-               Types::nameFor(Types::kInvalid);
+    static const auto known = [] {
+        std::array<bool, kDataTypeNumbers> made{};
+        const std::string_view none = Types::nameFor(Types::kInvalid);
+        for (std::size_t i = 0; i < made.size(); ++i)
+            made[i] = Types::nameFor(static_cast<Types::DataTypeEnum>(i)) != none;
+        return made;
+    }();
+    return number >= 0 && number < kDataTypeNumbers && known[static_cast<std::size_t>(number)];
 }
 
 std::optional<int> numberOfDataType(std::string_view text) {
