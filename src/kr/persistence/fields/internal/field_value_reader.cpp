@@ -15,7 +15,6 @@
 namespace KrPersistence::detail {
 
 using KrData::Container;
-using KrData::Field;
 using KrData::FieldReference;
 
 namespace {
