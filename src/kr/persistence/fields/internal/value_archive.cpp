@@ -108,9 +108,11 @@ void readItem(ArchiveReader& reader, std::string_view name, T& value) {
     }
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types stand in no parentheses
 #define KR_DEFINE_ITEM(T)                                                   \
     template void writeItem<T>(ArchiveWriter&, std::string_view, const T&); \
     template void readItem<T>(ArchiveReader&, std::string_view, T&);
+// NOLINTEND(bugprone-macro-parentheses)
 #define KR_DEFINE_ITEMS(each)                                                                                   \
     each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
         each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
