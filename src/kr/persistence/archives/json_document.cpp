@@ -162,8 +162,8 @@ Document readJson(const DocumentSource& source) {
     JsonHandler handler(document);
     rapidjson::InsituStringStream stream(texts.data());
     rapidjson::Reader reader;
-    constexpr unsigned int kFlags =
-        rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+    // It recurses; the handler ends that at its depth.
+    constexpr unsigned int kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
     const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
     if (result.Code() == rapidjson::kParseErrorTermination) source.refuse(handler.problem(), lineOf(result.Offset()));
     if (result.IsError()) source.refuse(rapidjson::GetParseError_En(result.Code()), lineOf(result.Offset()));

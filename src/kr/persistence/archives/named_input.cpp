@@ -189,7 +189,10 @@ const NamedInput::PointerSerializer* NamedInput::load_pointer(void*& slot, const
                     "a class name of " + std::to_string(text.size()) + " bytes");
         if (expected != nullptr && !expected->get_basic_serializer().is_polymorphic())
             _refuse(ba::archive_exception::input_stream_error, "a class that does not fit its pointer");
-        number = _findClass(detail::unescapeBytes(text).c_str(), finder);
+        auto known = _classes.find(text);
+        if (known == _classes.end())
+            known = _classes.emplace(text, _findClass(detail::unescapeBytes(text).c_str(), finder)).first;
+        number = known->second;
     } else if (expected != nullptr) {
         number = loaded.classOf(expected->get_basic_serializer());
     } else {

@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -82,7 +84,8 @@ private:
     std::uint64_t _sizeLimit{UINT64_MAX};
     std::unique_ptr<detail::Document> _document;
     std::unique_ptr<detail::DocumentCursor> _place;
-    std::vector<std::uint32_t> _places;  // of objects, by their numbers in the document
+    std::map<std::string, std::int16_t, std::less<>> _classes;  // by the names in the document
+    std::vector<std::uint32_t> _places;                         // of objects, by their numbers in the document
 };
 
 }  // namespace KrPersistence
