@@ -34,6 +34,8 @@ protected:
 public:
     InArchiveObjects(const InArchiveObjects&) = delete;
     InArchiveObjects& operator=(const InArchiveObjects&) = delete;
+    /// Destroys nothing that was read.
+    virtual ~InArchiveObjects();
 
     /// An owner that was read from the archive says that it will delete the object; without owner,
     /// delete_created_pointers destroys it. Throws when the object has an owner already or does not come from a pointer
@@ -63,8 +65,6 @@ public:
 
 protected:
     InArchiveObjects();
-    /// Destroys nothing that was read.
-    virtual ~InArchiveObjects();
 
     [[noreturn]] void _refuse(ErrorCode code, const std::string& text) const;
     /// The text of an error: what is wrong, and where.

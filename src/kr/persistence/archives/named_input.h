@@ -25,6 +25,8 @@ struct DocumentSource;
 /// What XML and JSON input archives have in common: the document is read whole when the first value is asked for.
 class KR_API NamedInput : public InArchiveObjects {
 public:
+    ~NamedInput() override;
+
     /// Larger documents are refused. Before the first value is read.
     void setSizeLimit(std::uint64_t limitBytes) noexcept { _sizeLimit = limitBytes; }
 
@@ -48,7 +50,6 @@ protected:
     /// \param state, archive  the archive that derives from this; the stream is borrowed.
     NamedInput(std::istream& stream, DocumentReader reader, KrArchive& state, BasicArchive& archive,
                const char* archiveKind);
-    ~NamedInput() override;
 
     [[nodiscard]] std::string _describe(const std::string& text) const override;
     void _enter(const char* name);

@@ -26,6 +26,7 @@ class KR_API NamedOutput {
 public:
     NamedOutput(const NamedOutput&) = delete;
     NamedOutput& operator=(const NamedOutput&) = delete;
+    virtual ~NamedOutput();
 
     // Items of a list that serialization functions of Boost write; archive_sequence.h
 
@@ -46,7 +47,6 @@ protected:
     /// \param state, archive  the archive that derives from this.
     NamedOutput(std::unique_ptr<detail::DocumentWriter> writer, KrArchive& state,
                 boost::archive::detail::basic_oarchive& archive, const char* archiveKind);
-    virtual ~NamedOutput();
 
     void _begin(const char* name);
     void _end();

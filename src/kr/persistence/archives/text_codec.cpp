@@ -101,11 +101,12 @@ bool isPlain(char character, eTextForm form) {
 
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
+constexpr std::uint8_t kNoDigit = 255;
 constexpr auto kBase64Values = [] {
-    std::array<std::int8_t, 256> values{};
-    values.fill(-1);
+    std::array<std::uint8_t, 256> values{};
+    values.fill(kNoDigit);
     for (int i = 0; i < 64; ++i)
-        values[static_cast<unsigned char>(kBase64[i])] = static_cast<std::int8_t>(i);
+        values[static_cast<unsigned char>(kBase64[i])] = static_cast<std::uint8_t>(i);
     return values;
 }();
 
@@ -180,9 +181,9 @@ bool appendBase64(std::string& bytes, std::string_view text) {
             if (++padding > 2 || digits < 2) return false;
             continue;
         }
-        const int value = kBase64Values[static_cast<unsigned char>(each)];
-        if (value < 0 || padding > 0) return false;
-        block = (block << 6U) | static_cast<unsigned int>(value);
+        const unsigned int value = kBase64Values[static_cast<unsigned char>(each)];
+        if (value == kNoDigit || padding > 0) return false;
+        block = (block << 6U) | value;
         if (++digits < 4) continue;
         for (const unsigned int shift : {16U, 8U, 0U})
             bytes += static_cast<char>(block >> shift);
