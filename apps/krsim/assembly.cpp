@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "apps/krsim/failure.h"
+#include "kr/application/content_dispatcher.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/simulator_module.h"
 #include "kr/extension/extension_factory.h"
@@ -46,6 +47,7 @@ void insertModule(KrSim::KrApplication& application, const KrFactoryKey& key) {
     const KrSim::KrSmartInterface<KrSim::ISimulatorModule> module(
         extension->getImplementationAs<KrSim::ISimulatorModule>());
     if (!module) throw Failure(eExitCode::kUsage, key.toString() + " is no module: choose it with --content");
+    extension->setName(key.name.c_str());  // a setup finds it by type and name
     if (!application.insertModule(module)) {
         throw Failure(eExitCode::kFailed, key.toString() + " is refused by the application");
     }
@@ -85,7 +87,7 @@ std::vector<std::string> getPluginDirectories() {
     return {directories.begin(), directories.end()};
 }
 
-void assemble(KrSim::KrApplication& application, const RunPlan& plan, const TypeCatalog& catalog) {
+void assemble(KrSim::KrApplication& application, const RunPlan& plan, const TypeCatalog& catalog, bool hasSetup) {
     // All names first: a wrong one is told before anything is loaded.
     std::vector<KrFactoryKey> content;
     std::vector<KrFactoryKey> modules;
@@ -94,20 +96,26 @@ void assemble(KrSim::KrApplication& application, const RunPlan& plan, const Type
     for (const auto& each : plan.modules)
         modules.push_back(catalog.find(each));
 
-    std::vector<std::string> plugins;
-    for (const auto& each : content) {
+    for (const auto& each : content)
         addContent(application, each);
-        if (!each.plugin.empty()) plugins.push_back(each.plugin);
+    if (modules.empty() && !hasSetup) {
+        std::vector<std::string> plugins;
+        for (const auto& each : application.getContentDispatcher().getExtensions())
+            plugins.push_back(each->getCreationKey().plugin);
+        modules = findModulesOf(plugins, catalog);
     }
-    if (modules.empty()) modules = findModulesOf(plugins, catalog);
     for (const auto& each : modules)
         insertModule(application, each);
 
     if (plan.rateHz) application.setSimulationFrameRate(*plan.rateHz);
     using eSync = KrSim::eSynchronizationMode;
-    application.setSyncMode(plan.isPaced ? eSync::kSWSync : eSync::kSyncOff);
+    if (plan.isPaced || !hasSetup) {
+        application.setSyncMode(plan.isPaced.value_or(true) ? eSync::kSWSync : eSync::kSyncOff);
+    }
     // Last, so that content and modules hear of it.
-    application.setApplicationMode(plan.mode);
+    if (plan.mode || !hasSetup) {
+        application.setApplicationMode(plan.mode.value_or(KrSim::eApplicationMode::kSimulating));
+    }
 }
 
 }  // namespace krsim

@@ -5,14 +5,10 @@
 #include <vector>
 
 #include "apps/krsim/failure.h"
+#include "apps/krsim/file_plans.h"
 #include "apps/krsim/run_plan.h"
 
 namespace krsim {
-
-/// Show the types that can be chosen.
-struct ListPlan {
-    std::vector<std::string> pluginDirectories;
-};
 
 /// Nothing to do but to print this: on standard output when all is well, else on standard error.
 struct Answer {
@@ -20,7 +16,8 @@ struct Answer {
     std::string text;
 };
 
-using Command = std::variant<Answer, RunPlan, ListPlan>;
+using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, VerifyPlan, DiffPlan,
+                             GraphPlan, CreatePlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

@@ -6,7 +6,13 @@
 namespace krsim {
 
 /// What the process answers; scripts rely on it.
-enum class eExitCode : int { kOk = 0, kFailed = 1, kUsage = 2 };
+enum class eExitCode : int {
+    kOk = 0,
+    kFailed = 1,
+    kUsage = 2,
+    kRefusedFile = 3,
+    kMissingPlugin = 4,
+};
 
 /// A reason to end, told to the operator as "krsim: <text>".
 class Failure final : public std::runtime_error {

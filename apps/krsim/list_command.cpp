@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/failure.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/platform/plugin_manager.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/krsim/command_line.h"
+#include "apps/krsim/file_plans.h"
 
 namespace krsim {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/krsim/command_line.h"
+#include "apps/krsim/file_commands.h"
 #include "apps/krsim/list_command.h"
 #include "apps/krsim/run_command.h"
 
@@ -14,16 +15,28 @@ namespace {
 
 using krsim::eExitCode;
 
-eExitCode execute(const krsim::Command& command) {
-    if (const auto* run = std::get_if<krsim::RunPlan>(&command)) return krsim::runSimulation(*run);
-    if (const auto* list = std::get_if<krsim::ListPlan>(&command)) {
-        krsim::listTypes(*list);
+/// One for each command.
+struct Execution {
+    eExitCode operator()(const krsim::Answer& answer) const {
+        std::fputs(answer.text.c_str(), answer.code == eExitCode::kOk ? stdout : stderr);
+        return answer.code;
+    }
+    eExitCode operator()(const krsim::RunPlan& plan) const { return krsim::runSimulation(plan); }
+    eExitCode operator()(const krsim::VerifyPlan& plan) const { return krsim::verifyFiles(plan); }
+    eExitCode operator()(const krsim::DiffPlan& plan) const { return krsim::compareFiles(plan); }
+    eExitCode operator()(const krsim::ListPlan& plan) const { return succeed(krsim::listTypes, plan); }
+    eExitCode operator()(const krsim::InfoPlan& plan) const { return succeed(krsim::showInfo, plan); }
+    eExitCode operator()(const krsim::DumpPlan& plan) const { return succeed(krsim::dumpFile, plan); }
+    eExitCode operator()(const krsim::ConvertPlan& plan) const { return succeed(krsim::convertFile, plan); }
+    eExitCode operator()(const krsim::GraphPlan& plan) const { return succeed(krsim::drawGraph, plan); }
+    eExitCode operator()(const krsim::CreatePlan& plan) const { return succeed(krsim::createFiles, plan); }
+
+    template <class Plan>
+    static eExitCode succeed(void (*execute)(const Plan&), const Plan& plan) {
+        execute(plan);
         return eExitCode::kOk;
     }
-    const auto& answer = std::get<krsim::Answer>(command);
-    std::fputs(answer.text.c_str(), answer.code == eExitCode::kOk ? stdout : stderr);
-    return answer.code;
-}
+};
 
 eExitCode fail(eExitCode code, const char* text) {
     std::fprintf(stderr, "krsim: %s\n", text);
@@ -35,7 +48,7 @@ eExitCode fail(eExitCode code, const char* text) {
 int main(int count, char** arguments) {
     auto code = eExitCode::kFailed;
     try {
-        code = execute(krsim::parseCommandLine({arguments + 1, arguments + count}));
+        code = std::visit(Execution(), krsim::parseCommandLine({arguments + 1, arguments + count}));
     } catch (const krsim::Failure& failure) {
         code = fail(failure.getCode(), failure.what());
     } catch (const std::exception& exception) {

@@ -13,7 +13,10 @@
 
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/outputs.h"
+#include "apps/krsim/recorder.h"
 #include "apps/krsim/run_reporter.h"
+#include "apps/krsim/simulation_files.h"
+#include "apps/krsim/state_files.h"
 #include "apps/krsim/status_output.h"
 #include "apps/krsim/stop_signals.h"
 #include "apps/krsim/type_catalog.h"
@@ -32,7 +35,7 @@ public:
     explicit Log(const RunPlan& plan) {
         KrSim::KrErrorHandler::Register();
         // Warnings say what is wrong with plug-ins, so they are heard until the run begins.
-        Kr::LogSetLevel(std::max(plan.logLevel, Kr::eLogLevel::kWarn));
+        Kr::LogSetLevel(std::max(plan.logLevel.value_or(Kr::eLogLevel::kInfo), Kr::eLogLevel::kWarn));
     }
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
@@ -52,6 +55,11 @@ void openLogFile(KrSim::KrApplication& application, const std::string& prefix) {
     throw Failure(eExitCode::kFailed, "log file '" + file + "' cannot be written: " + reason);
 }
 
+bool isPaced(const KrSim::KrApplication& application) {
+    using eSync = KrSim::eSynchronizationMode;
+    return application.getSyncMode() == eSync::kSWSync || application.getSyncMode() == eSync::kSWAndVSync;
+}
+
 std::string describe(const RunPlan& plan, const KrSim::KrApplication& application) {
     char limit[64] = "until it is ended";
     if (plan.limits.frames != KrSim::RunLimits::kEndless) {
@@ -61,7 +69,7 @@ std::string describe(const RunPlan& plan, const KrSim::KrApplication& applicatio
     }
     char text[256];
     std::snprintf(text, sizeof text, "krsim: running at %g Hz, %s, %s; extensions: %zu, modules: %zu\n",
-                  application.getSimulationFrameRate(), plan.isPaced ? "paced" : "free", limit,
+                  application.getSimulationFrameRate(), isPaced(application) ? "paced" : "free", limit,
                   application.getContentDispatcher().getExtensions().size(), application.getModuleCount());
     const auto logFile = application.getLogFilename();
     return text + (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
@@ -83,22 +91,41 @@ private:
     KrSim::IApplicationListener& _listener;
 };
 
+/// What the command line and its files say.
+void build(KrSim::KrApplication& application, SimulationFiles& files, const RunPlan& plan) {
+    files.load(plan.files);
+    const auto faults = files.findFaults();
+    if (!faults.missingPlugins.empty() && !plan.allowsMissing) {
+        throw Failure(eExitCode::kMissingPlugin,
+                      "no plug-in makes " + faults.missingPlugins.front() +
+                          (faults.missingPlugins.size() > 1
+                               ? " (and " + std::to_string(faults.missingPlugins.size() - 1) + " more)"
+                               : "") +
+                          "; --plugins DIR tells where to look, --allow-missing runs without it");
+    }
+    if (plan.logFilePrefix) openLogFile(application, *plan.logFilePrefix);
+    assemble(application, plan, TypeCatalog(getPluginDirectories()), files.hasSetup());
+    if (!plan.stateToRestore.empty()) restoreState(application, plan.stateToRestore);
+    if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(plan.logLevel.value_or(Kr::eLogLevel::kInfo));
+}
+
 }  // namespace
 
 eExitCode runSimulation(const RunPlan& plan) {
     StopSignals signals;
     const Log log(plan);
-    addPluginDirectories(plan.pluginDirectories);
     const auto application = KrSim::KrApplication::create();
-    if (plan.logFilePrefix) openLogFile(*application, *plan.logFilePrefix);
-    assemble(*application, plan, TypeCatalog(getPluginDirectories()));
-    Kr::LogSetLevel(plan.logLevel);
+    SimulationFiles files(*application, plan.pluginDirectories);
+    build(*application, files, plan);
 
     StatusOutput output(STDOUT_FILENO);
     RunReporter reporter(output);
     if (!plan.isQuiet) output.print(describe(plan, *application));
-    std::optional<Listening> listening;
-    if (!plan.isQuiet) listening.emplace(*application, reporter);
+    std::optional<Listening> reporting;
+    if (!plan.isQuiet) reporting.emplace(*application, reporter);
+    std::optional<Recorder> recorder;
+    std::optional<Listening> recording;
+    if (!plan.record.file.empty()) recording.emplace(*application, recorder.emplace(plan.record));
 
     RunResult result;
     {
@@ -109,10 +136,14 @@ eExitCode runSimulation(const RunPlan& plan) {
         result.realSeconds = clock.getSeconds() - begin;
     }
     result.signal = signals.getReceived();
+    result.isPaced = isPaced(*application);
     result.stepSeconds = application->getSimulationTimeStep();
     result.statistics = application->getFrameStatistics();
     if (!plan.isQuiet) output.print(formatSummary(plan, result));
     if (plan.printsOutputs) output.print(formatOutputs(*application));
+    recording.reset();
+    if (recorder) recorder->finish();
+    if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave);
     return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;
 }
 

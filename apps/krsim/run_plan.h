@@ -4,25 +4,32 @@
 #include <string>
 #include <vector>
 
+#include "apps/krsim/recorder.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
 
-/// What to load, how long to run it and how to pace it.
+/// What to load, how long to run it and how to pace it. What is not set is as the setup file says, or has its default.
 struct RunPlan {
+    std::vector<std::string> files{};              ///< setup file, object files
     std::vector<std::string> pluginDirectories{};  ///< searched in this order, then the one of the library
     std::vector<std::string> content{};            ///< types, as TypeCatalog::find takes them; one of each is made
     /// Likewise; empty for all modules of the plug-ins that the content comes from.
     std::vector<std::string> modules{};
+    bool allowsMissing{false};  ///< plug-ins
 
     KrSim::RunLimits limits{};
-    bool isPaced{true};  ///< by the clock, else as fast as it goes
+    std::optional<bool> isPaced{};  ///< by the clock, else as fast as it goes
     std::optional<double> rateHz{};
-    KrSim::eApplicationMode mode{KrSim::eApplicationMode::kSimulating};
+    std::optional<KrSim::eApplicationMode> mode{};
 
-    Kr::eLogLevel logLevel{Kr::eLogLevel::kInfo};
+    std::string stateToRestore{};
+    std::string stateToSave{};
+    RecordPlan record{};
+
+    std::optional<Kr::eLogLevel> logLevel{};
     std::optional<std::string> logFilePrefix{};  ///< see KrApplication::setLogFilePrefix
     bool printsOutputs{false};                   ///< at the end, of the content, also when quiet
     bool isQuiet{false};                         ///< neither status nor summary

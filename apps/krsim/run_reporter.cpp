@@ -63,7 +63,7 @@ std::string formatSummary(const RunPlan& plan, const RunResult& result) {
                        print("%llu frames, %.3f s simulated in %.3f s (real time x %.3f, %.0f frames/s)\n",
                              toCount(all.frames), all.simulatedSeconds, result.realSeconds, all.meanRealTimeFactor,
                              result.realSeconds > 0.0 ? static_cast<double>(all.frames) / result.realSeconds : 0.0);
-    if (!plan.isPaced) return text;
+    if (!result.isPaced) return text;
     text += print("krsim: late frames: %llu", toCount(all.getLateFrames()));
     if (all.overworked.count > 0) text += "; " + describeLate(all.overworked, "after too much work");
     if (all.overslept.count > 0) text += "; " + describeLate(all.overslept, "woken too late");

@@ -30,6 +30,7 @@ private:
 struct RunResult {
     int exitValue{0};             ///< of KrApplication::run
     const char* signal{nullptr};  ///< that asked for the end, or null
+    bool isPaced{false};          ///< by the clock
     double realSeconds{0.0};      ///< it took, from the first frame on
     double stepSeconds{0.0};      ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};

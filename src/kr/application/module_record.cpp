@@ -12,6 +12,7 @@ constexpr const char* kUuid = "Module Type";
 constexpr const char* kCategory = "Module Category";
 constexpr const char* kTypeName = "Module Type Name";
 constexpr const char* kPlugin = "Module Plug-in";
+constexpr const char* kContentID = "Module Content ID";
 constexpr const char* kSettings = "Module Settings";
 
 void addText(KrExtension& extension, const char* name, const std::string& text) {
@@ -32,6 +33,10 @@ std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension) {
                               textOf(extension, kTypeName), textOf(extension, kPlugin));
     if (record.key.isNull()) return std::nullopt;
     record.name = extension.getName();
+    KrContentID::Identifier own;
+    if (KrContentID::Identifier::parse(textOf(extension, kContentID), own)) {
+        record.contentID = KrContentID::createFromWords(own.first, own.second);
+    }
     record.settings = dynamic_cast<const KrData::Container*>(extension.getParameter(kSettings));
     return record;
 }
@@ -43,6 +48,8 @@ Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record) {
     addText(*extension, kCategory, record.key.category);
     addText(*extension, kTypeName, record.key.name);
     addText(*extension, kPlugin, record.key.plugin);
+    // A module stands in no other content, so its own identifier is all there is to its ID.
+    if (!record.contentID.isEmpty()) addText(*extension, kContentID, record.contentID.getOwnIdentifier().toString());
     auto* settings = dynamic_cast<KrData::Container*>(extension->addParameter(kSettings, KrData::Types::kContainer));
     if (record.settings == nullptr || settings == nullptr) return extension;
     for (const auto* each : *record.settings)

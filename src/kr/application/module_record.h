@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "kr/content/content_id.h"
 #include "kr/data/fwd.h"
 #include "kr/extension/factory_key.h"
 #include "kr/extension/fwd.h"
@@ -16,6 +17,7 @@ namespace KrSim {
 struct ModuleRecord {
     std::string name{};
     KrFactoryKey key{};
+    KrContentID contentID{};                     ///< that a module gets which is made from the record; empty: any
     const KrData::Container* settings{nullptr};  ///< parameters of the module; borrowed from the extension
 };
 

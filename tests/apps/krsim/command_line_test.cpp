@@ -26,13 +26,64 @@ TEST(KrsimCommandLine, MakesAPlanOfAllThatIsGiven) {
     EXPECT_THAT(plan.modules, ElementsAre("M"));
     EXPECT_EQ(plan.limits.frames, 10U);
     EXPECT_EQ(plan.limits.seconds, std::numeric_limits<double>::infinity());
-    EXPECT_FALSE(plan.isPaced);
+    EXPECT_EQ(plan.isPaced, false);
     EXPECT_EQ(plan.rateHz, 100.0);
     EXPECT_EQ(plan.mode, KrSim::eApplicationMode::kEditing);
     EXPECT_EQ(plan.logLevel, Kr::eLogLevel::kWarn);
     EXPECT_EQ(plan.logFilePrefix, "");
     EXPECT_TRUE(plan.isQuiet);
 }
+
+TEST(KrsimCommandLine, LeavesToTheSetupWhatIsNotGiven) {
+    const auto command =
+        krsim::parseCommandLine({"run", "setup.xml", "car.xml", "--record", "r.csv", "--record-field", "*.A",
+                                 "--record-field", "*.B", "--record-period", "0.5", "--save-state", "end"});
+    const auto& plan = std::get<krsim::RunPlan>(command);
+    EXPECT_THAT(plan.files, ElementsAre("setup.xml", "car.xml"));
+    EXPECT_FALSE(plan.isPaced || plan.mode || plan.rateHz || plan.logLevel);
+    EXPECT_THAT(plan.record.patterns, ElementsAre("*.A", "*.B"));
+    EXPECT_EQ(plan.record.periodSeconds, 0.5);
+    EXPECT_EQ(plan.stateToSave, "end");
+}
+
+TEST(KrsimCommandLine, KnowsTheCommandsForFiles) {
+    using krsim::parseCommandLine;
+    EXPECT_THAT(std::get<krsim::InfoPlan>(parseCommandLine({"info", "a", "b"})).files, ElementsAre("a", "b"));
+    const auto convert = std::get<krsim::ConvertPlan>(parseCommandLine({"convert", "a", "b", "--to", "JSON"}));
+    EXPECT_THAT((std::vector{convert.input, convert.output}), ElementsAre("a", "b"));
+    EXPECT_EQ(convert.kind, krsim::eFileKind::kJson);
+    const auto create = std::get<krsim::CreatePlan>(
+        parseCommandLine({"create", "--content", "A", "--setup", "s", "--free", "--mode", "editing"}));
+    EXPECT_THAT(create.what.content, ElementsAre("A"));
+    EXPECT_EQ(create.what.isPaced, false);
+    EXPECT_EQ(create.kind, krsim::eFileKind::kXml);
+}
+
+struct FileRefusal {
+    const char* name;
+    std::vector<std::string> arguments;
+    const char* text;
+};
+class KrsimFileRefusals : public testing::TestWithParam<FileRefusal> {};
+
+TEST_P(KrsimFileRefusals, NameWhatIsMissing) {
+    const auto command = krsim::parseCommandLine(GetParam().arguments);
+    const auto* answer = std::get_if<krsim::Answer>(&command);
+    ASSERT_NE(answer, nullptr);
+    EXPECT_EQ(answer->code, krsim::eExitCode::kUsage);
+    EXPECT_THAT(answer->text, HasSubstr(GetParam().text));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, KrsimFileRefusals,
+    testing::Values(FileRefusal{"NoFile", {"info"}, "FILE is required"},
+                    FileRefusal{"NoKind", {"convert", "a", "b"}, "--to is required"},
+                    FileRefusal{"OtherKind", {"convert", "a", "b", "--to", "yaml"}, "none of binary|xml|json"},
+                    FileRefusal{"OneFileToCompare", {"diff", "a"}, "SECOND is required"},
+                    FileRefusal{"StrayWord", {"diff", "a", "b", "c"}, "not expected: c"},
+                    FileRefusal{"NothingToCreate", {"create", "--setup", "a"}, "--content (or --module) is required"},
+                    FileRefusal{"NowhereToCreate", {"create", "--content", "a"}, "--setup or --objects is required"}),
+    test_support::caseName);
 
 struct Refusal {
     const char* name;
@@ -66,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Refusal{"Level", {"--log-level", "3"}, "'3' is none of off|fatal|error|warn|info|debug|trace"},
                     Refusal{"TwoLimits", {"--frames", "1", "--seconds", "1"}, "--frames"},
                     Refusal{"TwoPaces", {"--free", "--paced"}, "--free"},
-                    Refusal{"StrayWord", {"B"}, "not expected: B"},
+                    Refusal{"RecordFieldsOfNoRecord", {"--record-field", "B"}, "--record-field requires --record"},
                     Refusal{"UnknownOption", {"--contnt"}, "not expected: --contnt"},
                     Refusal{"MissingValue", {"--content"}, "--content"}),
     test_support::caseName);

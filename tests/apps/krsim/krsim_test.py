@@ -39,7 +39,7 @@ RUNS = {
              "Undefined.krp.*notThere"),
     "version": (["--version"], 0, r"^krsim \d+\.\d+\.\d+\n$", "^$"),
     "help": (["run", "--help"], 0, "--seconds.*Examples:", "^$"),
-    "no subcommand": ([], 2, "", "'run' and 'list' is required"),
+    "no subcommand": ([], 2, "", "'run' and 'list' or one of those that work on files, is required"),
     "unknown type": (["run", "--content", "Sceen"], 2, "", "krsim: there is no type 'Sceen'; the nearest are 'Content.Scene', "),
     "no directory": (["run", "--plugins", "{folder}/a", "--content", "Scene"], 2, "", "'.*/a' does not exist"),
     "no plug-ins": (["list", "--plugins", "{folder}"], 2, "", "'.*' holds no plug-in"),

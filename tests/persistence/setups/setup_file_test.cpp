@@ -61,7 +61,8 @@ Setup makeFullSetup(const std::filesystem::path& folder) {
     KrData::Container settings("Settings");
     settings.add<double>("Density", 0.1)->setRange(0.0, 1.0);
     settings.addContainer("Group")->add<std::string>("Text", "x");
-    object.add(KrSim::makeModuleRecord({"Traffic", kModuleKey, &settings}).get());
+    const auto id = KrSim::KrContentID::createFromWords(1, 2);
+    object.add(KrSim::makeModuleRecord({"Traffic", kModuleKey, id, &settings}).get());
     return setup;
 }
 
@@ -99,6 +100,7 @@ TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
     ASSERT_TRUE(record);
     EXPECT_EQ(record->name, "Traffic");
     EXPECT_EQ(record->key, kModuleKey);
+    EXPECT_EQ(record->contentID, KrSim::KrContentID::createFromWords(1, 2));
     EXPECT_EQ(record->settings->size(), 2U);
     EXPECT_TRUE(record->settings->isEqual(*KrSim::readModuleRecord(*original.getExtension(0))->settings));
     EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "car.xml").string(), "/far/road"));
@@ -139,7 +141,7 @@ TEST_P(SetupFiles, BuildAnApplicationLikeTheOneTheyWereTakenFrom) {
     EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kPlayback);
 }
 
-TEST_P(SetupFiles, WithoutASetupAreRefused) {
+TEST_P(SetupFiles, WithoutASetupOrWithMoreAreRefused) {
     const auto file = Kr::makeSmart<KrFile>();
     const auto name = (folder / "empty").string();
     ASSERT_TRUE(file->save(name, GetParam().flags));
@@ -148,8 +150,15 @@ TEST_P(SetupFiles, WithoutASetupAreRefused) {
     EXPECT_THAT(error, testing::HasSubstr("holds no setup"));
     EXPECT_FALSE(loadSetupFile(loaded, folder / "none", error));
     EXPECT_THAT(error, testing::HasSubstr("cannot open"));
+    const auto setup = makeSetup();
+    const auto stranger = Kr::makeSmart<KrSim::KrExtension>();
+    setup->_getObjectProxy()->add(stranger.get());
+    EXPECT_FALSE(saveSetupFile({setup, {}}, name, GetParam().flags, error));
+    EXPECT_THAT(error, testing::HasSubstr("is no record of a module"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, SetupFiles, testing::Values(Kind{"Binary", 0}), test_support::caseName);
+INSTANTIATE_TEST_SUITE_P(Kinds, SetupFiles,
+                         testing::Values(Kind{"Binary", 0}, Kind{"Xml", KrFile::kXml}, Kind{"Json", KrFile::kJson}),
+                         test_support::caseName);
 
 }  // namespace setup_file_test

@@ -42,7 +42,8 @@ void captureModules(const KrApplication& application, ApplicationConfig& setup) 
     for (std::size_t i = 0; i < application.getModuleCount(); ++i) {
         const auto* module = application.getModule(i);
         if (module->getCreationKey().isNull()) continue;  // made by hand: nobody could make it again
-        const ModuleRecord record{module->getName(), module->getCreationKey(), &module->getParameterContainer()};
+        const ModuleRecord record{module->getName(), module->getCreationKey(), module->getContentID(),
+                                  &module->getParameterContainer()};
         setup._getObjectProxy()->add(makeModuleRecord(record).get());
     }
 }
@@ -60,6 +61,7 @@ void applyModules(KrApplication& application, const ApplicationConfig& setup) {
         auto* implementation = made ? made->getImplementationAs<ISimulatorModule>() : nullptr;
         if (implementation == nullptr) continue;
         made->setName(record->name.c_str());
+        if (!record->contentID.isEmpty()) made->_setContentID(record->contentID);  // states of it are found again
         copySettings(*record, *implementation->_getModuleProxy());
         application.insertModule(KrSmartInterface<ISimulatorModule>(implementation));
     }

@@ -26,5 +26,5 @@ void KrContentListSection::_read(ArchiveReader& reader, unsigned int /*version*/
 
 }  // namespace KrPersistence
 
-KR_FILE_SECTION(KrPersistence::KrContentListSection, "KrPersistence::KrContentListSection", 0)
+KR_FILE_SECTION(KrPersistence::KrContentListSection, "KrContentListSection", 0)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrContentListSection)

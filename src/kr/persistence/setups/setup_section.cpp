@@ -1,5 +1,6 @@
 #include "kr/persistence/setups/setup_section.h"
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "kr/extension/object.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
+#include "kr/persistence/content/factory_key_archive.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
@@ -27,17 +29,20 @@ Kr::KrSmartPtr<KrSim::KrExtension> makeSetup() {
 }
 
 void writeFields(ArchiveWriter& writer, const char* name, const Fields& fields) {
-    writer.sequence(name, fields.size(), [&](std::size_t index) { writeField(writer, "Field", *fields[index]); });
+    writer.optional(!fields.empty(), name, [&] {
+        writer.sequence(name, fields.size(), [&](std::size_t index) { writeField(writer, "Field", *fields[index]); });
+    });
 }
 
 /// Into the container, in the place of children of the same identifier.
 void readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
-    reader.sequence(name, [&](std::size_t) {
+    const auto readOne = [&](std::size_t) {
         FieldReadContext context;  // settings refer to no content
         auto field = readField(reader, "Field", context);
         container.removeField(field->getID());
         if (field->setParent(&container)) static_cast<void>(field.release());
-    });
+    };
+    reader.optional(name, [&] { reader.sequence(name, readOne); });
 }
 
 // --- Modules -------------------------------------------------------------------------------------------------------
@@ -45,10 +50,9 @@ void readFields(ArchiveReader& reader, const char* name, KrData::Container& cont
 void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record) {
     writer.group("Module", [&] {
         writer.write("Name", record.name);
-        writeUuid(writer, "UUID", record.key.uuid);
-        writer.write("Category", record.key.category);
-        writer.write("TypeName", record.key.name);
-        writer.writeIf(!record.key.plugin.empty(), "Plugin", record.key.plugin);
+        writeFactoryKey(writer, "Type", record.key);
+        writer.optional(!record.contentID.isEmpty(), "ContentID",
+                        [&] { writeContentID(writer, "ContentID", record.contentID); });
         writeFields(writer, "Settings",
                     record.settings != nullptr ? Fields(record.settings->begin(), record.settings->end()) : Fields());
     });
@@ -59,11 +63,9 @@ Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader) {
     KrData::Container settings("Settings");
     reader.group("Module", [&] {
         reader.read("Name", record.name);
-        record.key.uuid = readUuid(reader, "UUID");
-        reader.read("Category", record.key.category);
-        reader.read("TypeName", record.key.name);
-        reader.readIf("Plugin", record.key.plugin);
-        if (record.key.isNull()) reader.fail("module '" + record.name + "' has no UUID");
+        record.key = readFactoryKey(reader, "Type");
+        reader.optional("ContentID", [&] { record.contentID = readContentID(reader, "ContentID"); });
+        if (record.key.isNull()) reader.fail("module '" + record.name + "' has no type");
         readFields(reader, "Settings", settings);
     });
     record.settings = &settings;
@@ -101,7 +103,12 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
 
         std::vector<KrSim::ModuleRecord> modules;
         for (const auto& each : object._getExtensions()) {
-            if (auto record = KrSim::readModuleRecord(*each)) modules.push_back(std::move(*record));
+            auto record = KrSim::readModuleRecord(*each);
+            if (!record) {
+                throw std::runtime_error("setup '" + object.getName() + "' holds '" + each->getName() +
+                                         "', which is no record of a module; keep content in object files");
+            }
+            modules.push_back(std::move(*record));
         }
         writer.sequence("Modules", modules.size(), [&](std::size_t index) { writeModule(writer, modules[index]); });
     });
@@ -129,5 +136,5 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
 
 }  // namespace KrPersistence
 
-KR_FILE_SECTION(KrPersistence::KrSetupSection, "KrPersistence::KrSetupSection", 0)
+KR_FILE_SECTION(KrPersistence::KrSetupSection, "KrSetupSection", 0)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSetupSection)

@@ -1,0 +1,146 @@
+#include "apps/krsim/file_commands.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "apps/krsim/assembly.h"
+#include "apps/krsim/loaded_file.h"
+#include "apps/krsim/simulation_files.h"
+#include "apps/krsim/tree_writer.h"
+#include "apps/krsim/type_catalog.h"
+#include "kr/application/application.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/files/magic_tag.h"
+#include "kr/platform/log.h"
+
+namespace krsim {
+namespace {
+
+using KrPersistence::KrFile;
+using KrPersistence::KrMagicTag;
+
+void print(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);  // main asks whether it was written
+}
+
+const char* nameFor(KrMagicTag::eFileFormat format) {
+    switch (format) {
+        case KrMagicTag::eFileFormat::kBinary:
+            return "binary";
+        case KrMagicTag::eFileFormat::kXml:
+            return "XML";
+        case KrMagicTag::eFileFormat::kJson:
+            return "JSON";
+        case KrMagicTag::eFileFormat::kUnknownFormat:
+            break;
+    }
+    return "unknown";
+}
+
+/// A sentence for an operator.
+std::string describe(const std::string& filename) {
+    std::ifstream stream(filename, std::ios::binary);
+    if (!stream) {
+        throw Failure(eExitCode::kUsage, "file '" + filename + "' cannot be opened: " + std::strerror(errno));
+    }
+    KrMagicTag tag(-1, -1);
+    tag.load(stream);
+    if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
+        throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is not one of the framework's");
+    }
+    unsigned major = 0;
+    unsigned minor = 0;
+    tag.getOrreryVersion(major, minor);
+    std::string text = filename + ": " + nameFor(tag.getFileFormat()) + ", " + describeType(tag.getFileType()) +
+                       ", release " + std::to_string(major) + "." + std::to_string(minor);
+    if (tag.isSigned()) text += ", signed";
+    std::error_code error;
+    const auto size = std::filesystem::file_size(filename, error);
+    if (!error) text += ", " + std::to_string(size) + " bytes";
+    return text + "\n";
+}
+
+/// Content whose plug-in is missing keeps its data, which is all that is asked here.
+void addPluginsQuietly(const std::vector<std::string>& directories) {
+    Kr::LogSetLevel(Kr::eLogLevel::kError);
+    addPluginDirectories(directories);
+}
+
+/// The file stands in memory only as long as this takes: two files may hold the same content.
+TreeNode loadTree(const std::string& filename) {
+    return makeTree(*loadFile(filename));
+}
+
+}  // namespace
+
+void showInfo(const InfoPlan& plan) {
+    for (const auto& each : plan.files)
+        print(describe(each));
+}
+
+void dumpFile(const DumpPlan& plan) {
+    addPluginsQuietly(plan.pluginDirectories);
+    print(formatTree(loadTree(plan.file)));
+}
+
+void convertFile(const ConvertPlan& plan) {
+    addPluginsQuietly(plan.pluginDirectories);
+    saveFile(*loadFile(plan.input), plan.output, plan.kind);
+}
+
+eExitCode verifyFiles(const VerifyPlan& plan) {
+    Kr::LogSetLevel(Kr::eLogLevel::kWarn);
+    const auto application = KrSim::KrApplication::create();
+    SimulationFiles files(*application, plan.pluginDirectories);
+    files.load(plan.files);
+    const auto faults = files.findFaults();
+    for (const auto& each : faults.missingPlugins)
+        print("missing: " + each + "\n");
+    for (const auto& each : faults.others)
+        print(each + "\n");
+    if (!faults.missingPlugins.empty()) return eExitCode::kMissingPlugin;
+    if (!faults.others.empty()) return eExitCode::kRefusedFile;
+    print(std::to_string(files.getExtensionCount()) + " extensions, " + std::to_string(application->getModuleCount()) +
+          " modules: no fault was found\n");
+    return eExitCode::kOk;
+}
+
+eExitCode compareFiles(const DiffPlan& plan) {
+    addPluginsQuietly(plan.pluginDirectories);
+    const auto first = loadTree(plan.first);
+    const auto differences = compareTrees(first, loadTree(plan.second), plan.ignored);
+    print(differences);
+    return differences.empty() ? eExitCode::kOk : eExitCode::kFailed;
+}
+
+void drawGraph(const GraphPlan& plan) {
+    Kr::LogSetLevel(Kr::eLogLevel::kWarn);
+    const auto application = KrSim::KrApplication::create();
+    SimulationFiles files(*application, plan.pluginDirectories);
+    files.load(plan.files);
+    std::ostringstream graph;
+    KrSim::KrExtensionSorter::instance().toDot(graph);
+    if (plan.output.empty()) return print(graph.str());
+    std::ofstream file(plan.output, std::ios::binary);
+    file << graph.str();
+    file.close();
+    if (!file) throw Failure(eExitCode::kFailed, "'" + plan.output + "' cannot be written: " + std::strerror(errno));
+}
+
+void createFiles(const CreatePlan& plan) {
+    Kr::LogSetLevel(Kr::eLogLevel::kWarn);
+    addPluginDirectories(plan.what.pluginDirectories);
+    const auto application = KrSim::KrApplication::create();
+    assemble(*application, plan.what, TypeCatalog(getPluginDirectories()), false);
+    saveSimulation(*application, plan);
+}
+
+}  // namespace krsim

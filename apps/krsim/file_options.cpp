@@ -1,0 +1,81 @@
+#include "apps/krsim/file_options.h"
+
+#include "apps/krsim/option_values.h"
+#include "apps/krsim/run_options.h"
+
+namespace krsim {
+namespace {
+
+const Choices<eFileKind> kKinds{{"binary", eFileKind::kBinary}, {"xml", eFileKind::kXml}, {"json", eFileKind::kJson}};
+
+void addFile(CLI::App& command, const char* name, std::string& file, const char* description) {
+    command.add_option(name, file, description)->required()->type_name("");
+}
+
+void addFiles(CLI::App& command, std::vector<std::string>& files, const char* description) {
+    command.add_option("FILE", files, description)->required()->type_name("");
+}
+
+constexpr const char* kSetupFirst = "A setup file, object files, or both: the setup first";
+
+}  // namespace
+
+FileCommands::FileCommands(CLI::App& app) {
+    _info.command = app.add_subcommand("info", "Show what files are, from their first bytes");
+    addFiles(*_info.command, _info.plan.files, "Any file of the framework");
+
+    _dump.command = app.add_subcommand("dump", "Print what a file holds");
+    addFile(*_dump.command, "FILE", _dump.plan.file, "Any file of the framework");
+    addPluginDirectories(*_dump.command, _dump.plan.pluginDirectories);
+
+    _convert.command = app.add_subcommand("convert", "Save a file in another kind");
+    addFile(*_convert.command, "INPUT", _convert.plan.input, "Any file of the framework; it stays as it is");
+    addFile(*_convert.command, "OUTPUT", _convert.plan.output, "The file to write");
+    addChoice(*_convert.command, "--to", _convert.plan.kind, kKinds, "The kind to write")->required();
+    addPluginDirectories(*_convert.command, _convert.plan.pluginDirectories);
+
+    _verify.command = app.add_subcommand("verify", "Load files, resolve their references and tell what is wrong");
+    addFiles(*_verify.command, _verify.plan.files, kSetupFirst);
+    addPluginDirectories(*_verify.command, _verify.plan.pluginDirectories);
+
+    _diff.command = app.add_subcommand("diff", "Tell what differs between two files, of whatever kind they are");
+    addFile(*_diff.command, "FIRST", _diff.plan.first, "Any file of the framework");
+    addFile(*_diff.command, "SECOND", _diff.plan.second, "The one to compare it with");
+    addList(
+        *_diff.command, "--ignore", _diff.plan.ignored, "PATTERN",
+        "Pass over places of this path, \"*/ElapsedSeconds\", * and ? being any text and character; may be repeated");
+    addPluginDirectories(*_diff.command, _diff.plan.pluginDirectories);
+
+    _graph.command = app.add_subcommand("graph", "Write the graph of connections in the dot language of Graphviz");
+    addFiles(*_graph.command, _graph.plan.files, kSetupFirst);
+    _graph.command->add_option("--output", _graph.plan.output, "The file to write; standard output without it")
+        ->type_name("FILE");
+    addPluginDirectories(*_graph.command, _graph.plan.pluginDirectories);
+
+    _create.command = app.add_subcommand("create", "Write a setup file and an object file from types of plug-ins");
+    auto& create = *_create.command;
+    create.add_option("--setup", _create.plan.setupFile, "The setup file to write; it lists the object file")
+        ->type_name("FILE");
+    create.add_option("--objects", _create.plan.objectFile, "The object file to write")->type_name("FILE");
+    addChoice(create, "--as", _create.plan.kind, kKinds, "The kind of both (xml)");
+    addContentOptions(create, _create.plan.what);
+    create.footer(
+        "Example:\n  krsim create --plugins build/plugins --content Car --setup setup.xml --objects car.xml --free");
+}
+
+std::optional<FilePlan> FileCommands::getParsed() const {
+    std::optional<FilePlan> parsed;
+    const auto take = [&parsed](const auto& entry) {
+        if (entry.command->parsed()) parsed = entry.plan;
+    };
+    take(_info);
+    take(_dump);
+    take(_convert);
+    take(_verify);
+    take(_diff);
+    take(_graph);
+    take(_create);
+    return parsed;
+}
+
+}  // namespace krsim

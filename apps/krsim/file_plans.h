@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "apps/krsim/run_plan.h"
+
+namespace krsim {
+
+/// Show the types that can be chosen.
+struct ListPlan {
+    std::vector<std::string> pluginDirectories{};
+};
+
+/// Show what files are, from their first bytes.
+struct InfoPlan {
+    std::vector<std::string> files{};
+};
+
+/// Print what a file holds.
+struct DumpPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::string file{};
+};
+
+enum class eFileKind { kBinary, kXml, kJson };
+
+/// Save a file in another kind.
+struct ConvertPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::string input{};
+    std::string output{};
+    eFileKind kind{eFileKind::kBinary};
+};
+
+/// Load files and tell what is wrong with them.
+struct VerifyPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::vector<std::string> files{};
+};
+
+/// Tell what differs between two files.
+struct DiffPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::string first{};
+    std::string second{};
+    std::vector<std::string> ignored{};  ///< patterns of places that may differ
+};
+
+/// Write the graph of connections in the dot language.
+struct GraphPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::vector<std::string> files{};
+    std::string output{};  ///< empty for standard output
+};
+
+/// Write a setup file and an object file from types.
+struct CreatePlan {
+    RunPlan what{};
+    std::string setupFile{};
+    std::string objectFile{};
+    eFileKind kind{eFileKind::kXml};
+};
+
+}  // namespace krsim

@@ -1,0 +1,80 @@
+#include "apps/krsim/loaded_file.h"
+
+#include <filesystem>
+
+#include "apps/krsim/failure.h"
+#include "kr/persistence/files/file_section.h"
+#include "kr/persistence/files/named_file_section.h"
+
+namespace krsim {
+namespace {
+
+using KrPersistence::KrFile;
+
+/// The texts of the library end with line feeds.
+std::string trim(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
+        text.pop_back();
+    return text;
+}
+
+}  // namespace
+
+const char* describeType(KrFile::eFileType type) noexcept {
+    switch (type) {
+        case KrFile::eFileType::kUnknown:
+            return "no type";
+        case KrFile::eFileType::kObject:
+            return "objects";
+        case KrFile::eFileType::kSimulationState:
+            return "simulation state";
+        default:
+            return "earlier content";
+    }
+}
+
+int toFlags(eFileKind kind) noexcept {
+    switch (kind) {
+        case eFileKind::kXml:
+            return KrFile::kXml;
+        case eFileKind::kJson:
+            return KrFile::kJson;
+        case eFileKind::kBinary:
+            break;
+    }
+    return 0;
+}
+
+Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename) {
+    std::error_code error;
+    if (!std::filesystem::exists(filename, error)) {
+        throw Failure(eExitCode::kUsage, "file '" + filename + "' does not exist");
+    }
+    auto file = Kr::makeSmart<KrFile>();
+    if (file->load(filename)) return file;
+    throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + trim(file->getLastError()));
+}
+
+void saveFile(KrFile& file, const std::string& filename, eFileKind kind) {
+    if (file.save(filename, toFlags(kind))) return;
+    throw Failure(eExitCode::kFailed, "file '" + filename + "' cannot be saved: " + trim(file.getLastError()));
+}
+
+TreeNode makeTree(const KrFile& file) {
+    TreeWriter writer("File", file.getCurrentFilename());
+    writer.write("Type", describeType(file.getFileType()));
+    if (!file.getDescription().empty()) writer.write("Description", file.getDescription());
+    for (const auto* section : file.getSections()) {
+        writer.group(section->getClassName(), [&] {
+            if (section->hasName()) writer.write("Name", section->getName());
+            if (const auto* named = dynamic_cast<const KrPersistence::NamedFileSection*>(section)) {
+                named->_write(writer);
+            } else {
+                writer.write("Content", "of a kind that cannot be shown");
+            }
+        });
+    }
+    return writer.getRoot();
+}
+
+}  // namespace krsim

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "apps/krsim/file_plans.h"
+#include "apps/krsim/tree_writer.h"
+#include "kr/persistence/files/file.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace krsim {
+
+/// Throws a Failure with the reason when the file is refused.
+[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename);
+
+/// Throws a Failure with the reason when it cannot be saved.
+void saveFile(KrPersistence::KrFile& file, const std::string& filename, eFileKind kind);
+
+/// All that the file holds. What each save writes anew, as the name of the program, is left out.
+[[nodiscard]] TreeNode makeTree(const KrPersistence::KrFile& file);
+
+/// What is in a file of this type, for people.
+[[nodiscard]] const char* describeType(KrPersistence::KrFile::eFileType type) noexcept;
+
+/// The flags of KrFile for a kind.
+[[nodiscard]] int toFlags(eFileKind kind) noexcept;
+
+}  // namespace krsim

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kr/application/i_application_listener.h"
+#include "kr/data/field_reference.h"
+
+namespace krsim {
+
+/// What to record, and how often.
+struct RecordPlan {
+    std::string file{};
+    /// Of field paths, "Car/Vehicle.Outputs.Speed", with * for any text and ? for any character; empty for the outputs
+    /// of all content.
+    std::vector<std::string> patterns{};
+    double periodSeconds{0.0};  ///< of simulated time between two lines; 0 for every frame
+};
+
+/// Writes values of fields into a table of comma-separated values (RFC 4180): a line with the simulated time, "Time",
+/// and the paths of the fields, then a line for each moment. Numbers read back exactly. The fields are those that are
+/// there when the first frame ends; one that is gone leaves its column empty.
+class Recorder final : public KrSim::IApplicationListener {
+public:
+    /// Throws a Failure when the file cannot be written.
+    explicit Recorder(RecordPlan plan);
+    ~Recorder() override;
+
+    void onFrameEnded(KrSim::KrApplication* application) override;
+
+    /// Ends the file; throws a Failure when lines could not be written or no field was found.
+    void finish();
+
+private:
+    struct Closer {
+        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    };
+
+    void _begin(const KrSim::KrApplication& application);
+    void _writeLine(double simulatedSeconds);
+    void _print();
+
+    RecordPlan _plan;
+    std::unique_ptr<std::FILE, Closer> _file;
+    std::vector<KrData::FieldReference> _fields;
+    std::string _line;
+    std::int64_t _lastFrame{-1};
+    double _nextSeconds{0.0};
+    int _error{0};  // errno of the first failure
+    bool _isBegun{false};
+};
+
+}  // namespace krsim

@@ -1,0 +1,131 @@
+#include "apps/krsim/run_options.h"
+
+#include <cstdint>
+#include <string>
+
+#include "apps/krsim/option_values.h"
+
+namespace krsim {
+namespace {
+
+constexpr const char* kRunExamples =
+    R"(A TYPE is a type name, "Content.Scene", its display name, "Scene", where that is enough, or its unique id.
+'krsim list' shows them. Ctrl-C or SIGTERM ends the run after the frame; a second one ends the process at once.
+
+Examples:
+  krsim run setup.xml car.xml --free --seconds 60 --record speed.csv --record-field "*.Outputs.Speed"
+  krsim run setup.xml --seconds 60 --save-state minute.krstate
+  krsim run setup.xml --restore-state minute.krstate --seconds 60
+  krsim run --plugins build/plugins --content "Simulation.Road Vehicle" --seconds 60
+  krsim run --plugins build/plugins --content Car --module Traffic --free --frames 100000 --quiet
+  krsim run --plugins build/plugins --content Car --rate 120 --log-file /var/log/krsim/car_)";
+
+const Choices<KrSim::eApplicationMode> kModes{{"simulating", KrSim::eApplicationMode::kSimulating},
+                                              {"editing", KrSim::eApplicationMode::kEditing},
+                                              {"playback", KrSim::eApplicationMode::kPlayback}};
+
+const Choices<Kr::eLogLevel> kLogLevels{{"off", Kr::eLogLevel::kOff},     {"fatal", Kr::eLogLevel::kFatal},
+                                        {"error", Kr::eLogLevel::kError}, {"warn", Kr::eLogLevel::kWarn},
+                                        {"info", Kr::eLogLevel::kInfo},   {"debug", Kr::eLogLevel::kDebug},
+                                        {"trace", Kr::eLogLevel::kTrace}};
+
+double parseRate(const std::string& option, const std::string& text) {
+    constexpr double kLowestHz = 0.1;
+    constexpr double kHighestHz = 100'000.0;
+    const auto rateHz = parsePositive<double>(option, text);
+    if (rateHz < kLowestHz || rateHz > kHighestHz) {
+        throw CLI::ValidationError(option, text + " Hz is out of bounds, it must be from 0.1 to 100000 Hz");
+    }
+    return rateHz;
+}
+
+void addPace(CLI::App& command, RunPlan& plan) {
+    auto* paced = command.add_flag_callback(
+        "--paced", [&plan] { plan.isPaced = true; }, "Keep to real time (default, unless the setup says otherwise)");
+    command
+        .add_flag_callback(
+            "--free", [&plan] { plan.isPaced = false; }, "Run as fast as possible")
+        ->excludes(paced);
+}
+
+void addLimits(CLI::App& command, RunPlan& plan) {
+    auto* frames = command.add_option_function<std::string>(
+        "--frames",
+        [&plan](const std::string& text) { plan.limits.frames = parsePositive<std::uint64_t>("--frames", text); },
+        "End after so many frames");
+    auto* seconds = command.add_option_function<std::string>(
+        "--seconds",
+        [&plan](const std::string& text) { plan.limits.seconds = parsePositive<double>("--seconds", text); },
+        "End after so many seconds of simulated time; without a limit the run ends on request");
+    frames->type_name("N");
+    seconds->type_name("T")->excludes(frames);
+}
+
+void addStates(CLI::App& command, RunPlan& plan) {
+    command.add_option("--restore-state", plan.stateToRestore, "Begin with the state in this file")->type_name("FILE");
+    command.add_option("--save-state", plan.stateToSave, "Save the state at the end into this file")->type_name("FILE");
+    auto* record = command.add_option("--record", plan.record.file, "Write values of fields into this table (CSV)")
+                       ->type_name("FILE");
+    command
+        .add_option("--record-field", plan.record.patterns,
+                    "Record fields of this path, \"Car/Vehicle.Outputs.Speed\", * and ? being any text and character; "
+                    "may be repeated. Without it, all outputs are recorded.")
+        ->type_name("PATTERN")
+        ->allow_extra_args(false)
+        ->needs(record);
+    command
+        .add_option_function<std::string>(
+            "--record-period",
+            [&plan](const std::string& text) {
+                plan.record.periodSeconds = parsePositive<double>("--record-period", text);
+            },
+            "Seconds of simulated time between two lines; every frame without it")
+        ->type_name("T")
+        ->needs(record);
+}
+
+void addReports(CLI::App& command, RunPlan& plan) {
+    addChoice(command, "--log-level", plan.logLevel, kLogLevels,
+              "Messages of this level and graver ones are logged (that of the setup, else info)");
+    command
+        .add_option_function<std::string>(
+            "--log-file", [&plan](const std::string& text) { plan.logFilePrefix = text; },
+            "Log also into PREFIX<host>_<process id>.log")
+        ->type_name("PREFIX");
+    command.add_flag("--outputs", plan.printsOutputs, "Print the outputs of the content at the end, also when quiet");
+    command.add_flag("--quiet", plan.isQuiet, "Print neither status nor summary");
+}
+
+}  // namespace
+
+void addContentOptions(CLI::App& command, RunPlan& plan) {
+    addPluginDirectories(command, plan.pluginDirectories);
+    addList(command, "--content", plan.content, "TYPE", "Simulate one extension of this type; may be repeated.");
+    addList(command, "--module", plan.modules, "TYPE",
+            "Step a module of this type; may be repeated. Without it, all modules of the plug-ins that the content "
+            "comes from are stepped, unless there is a setup file.");
+    addChoice(command, "--mode", plan.mode, kModes, "Mode of the application (that of the setup, else simulating)");
+    command
+        .add_option_function<std::string>(
+            "--rate", [&plan](const std::string& text) { plan.rateHz = parseRate("--rate", text); },
+            "Frames per second of simulated time (that of the setup, else 60)")
+        ->type_name("HZ");
+    addPace(command, plan);
+}
+
+void addRunOptions(CLI::App& command, RunPlan& plan) {
+    command
+        .add_option("FILE", plan.files,
+                    "A setup file, or an object file, or both: the setup first, then its content. Object files that "
+                    "the setup lists need not be named.")
+        ->type_name("");
+    addContentOptions(command, plan);
+    addLimits(command, plan);
+    addStates(command, plan);
+    command.add_flag("--allow-missing", plan.allowsMissing,
+                     "Run although plug-ins are missing; what they made stands still");
+    addReports(command, plan);
+    command.footer(kRunExamples);
+}
+
+}  // namespace krsim

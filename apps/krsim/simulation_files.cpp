@@ -1,0 +1,150 @@
+#include "apps/krsim/simulation_files.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "apps/krsim/assembly.h"
+#include "apps/krsim/failure.h"
+#include "apps/krsim/loaded_file.h"
+#include "kr/application/application_config.h"
+#include "kr/application/content_dispatcher.h"
+#include "kr/application/module_record.h"
+#include "kr/application/modules/simulator_module.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/content/object_section.h"
+#include "kr/persistence/content/open_ends.h"
+#include "kr/persistence/setups/content_list_section.h"
+#include "kr/persistence/setups/setup_file.h"
+#include "kr/persistence/setups/setup_section.h"
+
+namespace krsim {
+namespace {
+
+using KrPersistence::KrObjectSection;
+using KrPersistence::KrSetupSection;
+
+/// Of the first section of a class, or null.
+template <class Section>
+const Section* findSection(const KrPersistence::KrFile& file) {
+    for (const auto* each : file.getSections()) {
+        if (const auto* section = dynamic_cast<const Section*>(each)) return section;
+    }
+    return nullptr;
+}
+
+std::string makeAbsolute(const std::string& path) {
+    std::error_code error;
+    const auto absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute.lexically_normal().string();
+}
+
+}  // namespace
+
+SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories)
+    : _application(application), _pluginDirectories(std::move(pluginDirectories)) {
+    addPluginDirectories(_pluginDirectories);
+}
+
+void SimulationFiles::load(const std::vector<std::string>& files) {
+    for (const auto& each : files) {
+        const auto file = loadFile(each);
+        const auto* setup = findSection<KrSetupSection>(*file);
+        if (setup != nullptr && setup->getSetup()) {
+            if (&each != &files.front()) {
+                throw Failure(eExitCode::kUsage, "'" + each + "' is a setup file, which stands first and alone");
+            }
+            _apply(*setup);
+            if (const auto* list = findSection<KrPersistence::KrContentListSection>(*file)) {
+                for (const auto& content : list->getFiles())
+                    _add(content, loadFile(content));
+            }
+        } else {
+            _add(each, file);
+        }
+    }
+}
+
+void SimulationFiles::_apply(const KrSetupSection& section) {
+    _hasSetup = true;
+    const auto& setup = section.getSetup();
+    // The directories of the setup replace all others, and its modules are made at once.
+    if (!_pluginDirectories.empty()) {
+        auto directories = setup->pluginDirectories.get();
+        directories.insert(directories.begin(), _pluginDirectories.begin(), _pluginDirectories.end());
+        setup->pluginDirectories.set(std::move(directories));
+    }
+    _application.applySetup(setup);
+    for (const auto& extension : setup->_getObjectProxy()->_getExtensions()) {
+        const auto record = KrSim::readModuleRecord(*extension);
+        if (!record) continue;
+        bool isThere = false;
+        for (std::size_t i = 0; i < _application.getModuleCount(); ++i)
+            isThere = isThere || _application.getModule(i)->getCreationKey().uuid == record->key.uuid;
+        if (!isThere) {
+            _missingModules.push_back("module '" + record->name + "' of the type " + record->key.toString() +
+                                      (record->key.plugin.empty() ? "" : " of plug-in " + record->key.plugin));
+        }
+    }
+}
+
+void SimulationFiles::_add(const std::string& filename, const Kr::KrSmartPtr<KrPersistence::KrFile>& file) {
+    const auto* section = findSection<KrObjectSection>(*file);
+    if (section == nullptr) {
+        throw Failure(eExitCode::kUsage, "'" + filename + "' holds neither a setup nor objects");
+    }
+    for (const auto& each : section->getObjects()) {
+        if (!_application.add(each.get())) {
+            throw Failure(eExitCode::kFailed,
+                          "'" + each->getName() + "' of '" + filename + "' is refused by the application");
+        }
+    }
+    _files.push_back(file);
+}
+
+Faults SimulationFiles::findFaults() const {
+    Faults faults;
+    faults.missingPlugins = _missingModules;
+    for (const auto& extension : _application.getContentDispatcher().getExtensions()) {
+        const auto& key = extension->getCreationKey();
+        if (!key.isNull() && !extension->hasImplementation()) {
+            faults.missingPlugins.push_back("'" + extension->getPath() + "' of the type " + key.toString() +
+                                            (key.plugin.empty() ? "" : " of plug-in " + key.plugin));
+        }
+        for (const auto& each : KrPersistence::describeOpenEnds(*extension))
+            faults.others.push_back("'" + extension->getPath() + "': " + each);
+    }
+    return faults;
+}
+
+std::size_t SimulationFiles::getExtensionCount() const {
+    return _application.getContentDispatcher().getExtensions().size();
+}
+
+void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
+    if (!plan.objectFile.empty()) {
+        const auto file = Kr::makeSmart<KrPersistence::KrFile>();
+        file->setFileType(KrPersistence::KrFile::eFileType::kObject);
+        auto section = std::make_unique<KrObjectSection>();
+        for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
+            section->addObject(application.getExtension(i));
+        file->addSection(section.release());
+        saveFile(*file, plan.objectFile, plan.kind);
+    }
+    if (plan.setupFile.empty()) return;
+    const auto setup = KrSim::ApplicationConfig::createFromApplication(&application);
+    setup->logFile = std::string();
+    setup->loggingLevel = Kr::KrEnum(plan.what.logLevel.value_or(Kr::eLogLevel::kInfo));
+    KrPersistence::SetupFile content{setup, {}};
+    if (!plan.objectFile.empty()) content.contentFiles.push_back(makeAbsolute(plan.objectFile));
+    auto directories = setup->pluginDirectories.get();
+    for (auto& each : directories)
+        each.assign(makeAbsolute(each.str()));
+    setup->pluginDirectories.set(std::move(directories));
+    std::string error;
+    if (KrPersistence::saveSetupFile(content, plan.setupFile, toFlags(plan.kind), error)) return;
+    throw Failure(eExitCode::kFailed, "file '" + plan.setupFile + "' cannot be saved: " + error);
+}
+
+}  // namespace krsim

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "apps/krsim/file_plans.h"
+#include "kr/application/application.h"
+#include "kr/extension/object.h"
+#include "kr/persistence/files/file.h"
+#include "kr/persistence/setups/setup_section.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace krsim {
+
+/// What is wrong with loaded files, a sentence each.
+struct Faults {
+    std::vector<std::string> missingPlugins{};  ///< types that could not be made
+    std::vector<std::string> others{};
+};
+
+/// Brings setups and content from files into an application.
+class SimulationFiles {
+public:
+    /// \param application        borrowed.
+    /// \param pluginDirectories  to search, before those of a setup. Throws a Failure for one without plug-ins.
+    SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories);
+
+    /// Applies the setup file, which stands first if there is one, then loads the content that it lists, then the other
+    /// files. Throws a Failure that names the file which is refused.
+    void load(const std::vector<std::string>& files);
+
+    [[nodiscard]] Faults findFaults() const;
+    [[nodiscard]] std::size_t getExtensionCount() const;
+    [[nodiscard]] bool hasSetup() const noexcept { return _hasSetup; }
+
+private:
+    void _apply(const KrPersistence::KrSetupSection& section);
+    void _add(const std::string& filename, const Kr::KrSmartPtr<KrPersistence::KrFile>& file);
+
+    KrSim::KrApplication& _application;
+    std::vector<std::string> _pluginDirectories;
+    std::vector<Kr::KrSmartPtr<KrPersistence::KrFile>> _files;
+    std::vector<std::string> _missingModules;
+    bool _hasSetup{false};
+};
+
+/// Writes the files of the plan from what is in the application. Throws a Failure when one cannot be saved.
+void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan);
+
+}  // namespace krsim

@@ -1,0 +1,302 @@
+#include "apps/krsim/tree_writer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "apps/krsim/path_pattern.h"
+#include "kr/core/base.h"
+
+namespace krsim {
+namespace {
+
+template <class Number>
+std::string toText(Number value) {
+    char text[64];
+    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+    return {text, end};
+}
+
+std::string toHexadecimal(std::string_view bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(2 * bytes.size());
+    for (const char each : bytes) {
+        const auto byte = static_cast<unsigned char>(each);
+        text += kDigits[byte >> 4U];
+        text += kDigits[byte & 15U];
+    }
+    return text;
+}
+
+/// Line feeds and other control characters as escapes: a value takes one line.
+std::string toLine(std::string_view text) {
+    std::string line;
+    line.reserve(text.size());
+    for (const char each : text) {
+        const auto byte = static_cast<unsigned char>(each);
+        if (each == '\n') {
+            line += "\\n";
+        } else if (each == '\\') {
+            line += "\\\\";
+        } else if (byte < 0x20 || byte == 0x7f) {
+            line += "\\x" + toHexadecimal({&each, 1});
+        } else {
+            line += each;
+        }
+    }
+    return line;
+}
+
+std::string shorten(const std::string& value) {
+    constexpr std::size_t kMost = 160;
+    if (value.size() <= kMost) return value;
+    std::size_t end = kMost;
+    while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xC0U) == 0x80)
+        --end;  // not within a character
+    return value.substr(0, end) + "... (" + std::to_string(value.size()) + " characters)";
+}
+
+/// What an item calls itself; null when it does not.
+const std::string* findLabel(const TreeNode& item) {
+    if (item.kind == TreeNode::eKind::kValue) return nullptr;
+    for (const char* name : {"Name", "Identifier", "ContentID", "Path"}) {
+        for (const auto& each : item.children) {
+            if (each.name == name && each.kind == TreeNode::eKind::kValue && !each.value.empty()) return &each.value;
+        }
+    }
+    return nullptr;
+}
+
+void nameItems(TreeNode& sequence) {
+    std::unordered_set<std::string> labels;
+    bool tellApart = true;
+    for (const auto& each : sequence.children) {
+        const auto* label = findLabel(each);
+        tellApart = tellApart && label != nullptr && labels.insert(*label).second;
+    }
+    std::size_t index = 0;
+    for (auto& each : sequence.children) {
+        each.name = "[" + (tellApart ? *findLabel(each) : std::to_string(index)) + "]";
+        ++index;
+    }
+}
+
+void format(const TreeNode& node, std::size_t level, std::string& text) {
+    text.append(2 * level, ' ').append(node.name);
+    if (node.kind == TreeNode::eKind::kValue) {
+        text.append(": ").append(shorten(node.value)).append("\n");
+        return;
+    }
+    text += "\n";
+    for (const auto& each : node.children)
+        format(each, level + 1, text);
+}
+
+class Comparison {
+public:
+    explicit Comparison(const std::vector<std::string>& ignored) : _ignored(ignored) {}
+
+    void compare(const TreeNode& first, const TreeNode& second, const std::string& path) {
+        if (first.kind != second.kind) {
+            _tell(path, "is of another kind");
+        } else if (first.value != second.value) {
+            _tell(path, shorten(first.value) + " -> " + shorten(second.value));
+        }
+        std::unordered_map<std::string_view, std::vector<const TreeNode*>> others;
+        for (const auto& each : second.children)
+            others[each.name].push_back(&each);
+        std::unordered_map<std::string_view, std::size_t> taken;
+        for (const auto& each : first.children) {
+            const auto& candidates = others[each.name];
+            std::size_t& next = taken[each.name];
+            if (next < candidates.size()) {
+                compare(each, *candidates[next], _join(path, each.name));
+                ++next;
+            } else {
+                _tell(_join(path, each.name), "only in the first");
+            }
+        }
+        for (const auto& each : second.children) {
+            std::size_t& next = taken[each.name];
+            if (next > 0) {
+                --next;
+            } else {
+                _tell(_join(path, each.name), "only in the second");
+            }
+        }
+        if (first.kind == TreeNode::eKind::kSequence && second.kind == first.kind) _compareOrder(first, second, path);
+    }
+
+    [[nodiscard]] std::string takeText() { return std::move(_text); }
+
+private:
+    static std::string _join(const std::string& path, const std::string& name) {
+        return path.empty() || name.starts_with("[") ? path + name : path + "/" + name;
+    }
+
+    /// Items that both have, in another order, are told once.
+    void _compareOrder(const TreeNode& first, const TreeNode& second, const std::string& path) {
+        if (first.children.size() != second.children.size()) return;
+        std::unordered_set<std::string_view> names;
+        for (const auto& each : first.children)
+            names.insert(each.name);
+        bool isSame = true;
+        for (std::size_t i = 0; i < first.children.size(); ++i) {
+            if (!names.contains(second.children[i].name)) return;
+            isSame = isSame && first.children[i].name == second.children[i].name;
+        }
+        if (!isSame) _tell(path, "in another order");
+    }
+
+    void _tell(const std::string& path, const std::string& what) {
+        const auto isMeant = [&](const std::string& pattern) { return matches(pattern, path); };
+        if (std::any_of(_ignored.begin(), _ignored.end(), isMeant)) return;
+        _text.append(path).append(": ").append(what).append("\n");
+    }
+
+    const std::vector<std::string>& _ignored;
+    std::string _text;
+};
+
+}  // namespace
+
+TreeWriter::TreeWriter(std::string rootName, std::string archiveName) : _archiveName(std::move(archiveName)) {
+    _root.name = std::move(rootName);
+    _open.push_back(&_root);
+}
+
+TreeWriter::~TreeWriter() = default;
+
+void TreeWriter::write(std::string_view name, bool value) {
+    _add(name, value ? "true" : "false");
+}
+
+void TreeWriter::write(std::string_view name, int value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, unsigned int value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, long long value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, unsigned long long value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, float value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, double value) {
+    _add(name, toText(value));
+}
+
+void TreeWriter::write(std::string_view name, std::string_view text) {
+    _add(name, toLine(text));
+}
+
+void TreeWriter::writeRepeated(std::string_view name, std::string_view text) {
+    _add(name, toLine(text));
+}
+
+void TreeWriter::writeChoice(std::string_view name, int number, std::string_view text) {
+    _add(name, text.empty() ? toText(number) : toLine(text));
+}
+
+void TreeWriter::writeBytes(std::string_view name, std::string_view bytes) {
+    _add(name, toHexadecimal(bytes));
+}
+
+void TreeWriter::writeTuple(std::string_view name, std::span<const double> components) {
+    _addNumbers(name, components);
+}
+
+void TreeWriter::writeTuple(std::string_view name, std::span<const float> components) {
+    _addNumbers(name, components);
+}
+
+void TreeWriter::writeBlock(std::string_view name, std::span<const double> numbers) {
+    _addNumbers(name, numbers);
+}
+
+void TreeWriter::writeBlock(std::string_view name, std::span<const float> numbers) {
+    _addNumbers(name, numbers);
+}
+
+void TreeWriter::writeBlock(std::string_view name, std::span<const int> numbers) {
+    _addNumbers(name, numbers);
+}
+
+void TreeWriter::pushObject(Kr::KrBase* object) {
+    _objects.push_back(object);
+}
+
+void TreeWriter::popObject() noexcept {
+    if (!_objects.empty()) _objects.pop_back();
+}
+
+Kr::KrBase* TreeWriter::getCurrentObject() const {
+    return !_objects.empty() && Kr::KrBase::isKrBaseValid(_objects.back()) ? _objects.back() : nullptr;
+}
+
+void TreeWriter::_mark(std::string_view /*name*/, bool /*isThere*/) {}
+
+void TreeWriter::_beginGroup(std::string_view name) {
+    _begin(name, TreeNode::eKind::kGroup);
+}
+
+void TreeWriter::_endGroup() {
+    _open.pop_back();
+}
+
+void TreeWriter::_beginSequence(std::string_view name, std::size_t /*count*/) {
+    _begin(name, TreeNode::eKind::kSequence);
+}
+
+void TreeWriter::_endSequence() {
+    nameItems(*_open.back());
+    _open.pop_back();
+}
+
+void TreeWriter::_add(std::string_view name, std::string value) {
+    auto& node = _open.back()->children.emplace_back();
+    node.name = name;
+    node.kind = TreeNode::eKind::kValue;
+    node.value = std::move(value);
+}
+
+void TreeWriter::_begin(std::string_view name, TreeNode::eKind kind) {
+    auto& node = _open.back()->children.emplace_back();
+    node.name = name;
+    node.kind = kind;
+    _open.push_back(&node);
+}
+
+template <class Number>
+void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numbers) {
+    std::string text;
+    for (const auto each : numbers)
+        text.append(text.empty() ? "" : " ").append(toText(each));
+    _add(name, std::move(text));
+}
+
+std::string formatTree(const TreeNode& root) {
+    std::string text;
+    format(root, 0, text);
+    return text;
+}
+
+std::string compareTrees(const TreeNode& first, const TreeNode& second, const std::vector<std::string>& ignored) {
+    Comparison comparison(ignored);
+    comparison.compare(first, second, {});
+    return comparison.takeText();
+}
+
+}  // namespace krsim

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kr/persistence/archives/archive_writer.h"
+
+namespace krsim {
+
+/// Named values as a tree, to be shown and compared.
+struct TreeNode {
+    enum class eKind { kValue, kGroup, kSequence };
+
+    std::string name{};
+    eKind kind{eKind::kGroup};
+    std::string value{};  ///< of a value: readable, exact
+    std::vector<TreeNode> children{};
+};
+
+/// Keeps what is written in memory. The items of a sequence are named after what they call themselves ("Name",
+/// "Identifier" and so on) where that tells them apart, else they are numbered: so two trees are compared item by item
+/// although one has an item more.
+class TreeWriter final : public KrPersistence::ArchiveWriter {
+public:
+    /// \param archiveName  the file that paths are told relative to.
+    TreeWriter(std::string rootName, std::string archiveName);
+    ~TreeWriter() override;
+
+    [[nodiscard]] const TreeNode& getRoot() const noexcept { return _root; }
+
+    using ArchiveWriter::write;
+    void write(std::string_view name, bool value) override;
+    void write(std::string_view name, int value) override;
+    void write(std::string_view name, unsigned int value) override;
+    void write(std::string_view name, long long value) override;
+    void write(std::string_view name, unsigned long long value) override;
+    void write(std::string_view name, float value) override;
+    void write(std::string_view name, double value) override;
+    void write(std::string_view name, std::string_view text) override;
+    void writeRepeated(std::string_view name, std::string_view text) override;
+    void writeChoice(std::string_view name, int number, std::string_view text) override;
+    void writeBytes(std::string_view name, std::string_view bytes) override;
+    void writeTuple(std::string_view name, std::span<const double> components) override;
+    void writeTuple(std::string_view name, std::span<const float> components) override;
+    void writeBlock(std::string_view name, std::span<const double> numbers) override;
+    void writeBlock(std::string_view name, std::span<const float> numbers) override;
+    void writeBlock(std::string_view name, std::span<const int> numbers) override;
+
+    [[nodiscard]] const std::string& getArchiveName() const override { return _archiveName; }
+    void pushObject(Kr::KrBase* object) override;
+    void popObject() noexcept override;
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
+
+private:
+    void _mark(std::string_view name, bool isThere) override;
+    void _beginGroup(std::string_view name) override;
+    void _endGroup() override;
+    void _beginSequence(std::string_view name, std::size_t count) override;
+    void _endSequence() override;
+
+    void _add(std::string_view name, std::string value);
+    void _begin(std::string_view name, TreeNode::eKind kind);
+    template <class Number>
+    void _addNumbers(std::string_view name, std::span<const Number> numbers);
+
+    std::string _archiveName;
+    TreeNode _root;
+    std::vector<TreeNode*> _open;  // from the root down; a node gets no sibling while it is open
+    std::vector<Kr::KrBase*> _objects;
+};
+
+/// The tree as lines "name: value", indented by two blanks a level. Values of more than a line's length are cut, with
+/// their length.
+[[nodiscard]] std::string formatTree(const TreeNode& root);
+
+/// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Empty for equal
+/// trees.
+/// \param ignored  patterns of paths, "*/ElapsedSeconds", that are passed over.
+[[nodiscard]] std::string compareTrees(const TreeNode& first, const TreeNode& second,
+                                       const std::vector<std::string>& ignored = {});
+
+}  // namespace krsim

@@ -1,0 +1,115 @@
+"""Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER"""
+import csv
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+KRSIM, PLUGINS, EXAMPLE = sys.argv[1:4]
+WITH_PLUGINS = ["--plugins", PLUGINS]
+
+
+class Files(unittest.TestCase):
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory()
+        self.addCleanup(holder.cleanup)
+        self.folder = pathlib.Path(holder.name)
+        self.car = self.folder / "car.xml"
+        self.setup_file = self.folder / "setup.xml"
+        self.car.write_bytes(pathlib.Path(EXAMPLE, "car.xml").read_bytes())
+        self.setup_file.write_bytes(pathlib.Path(EXAMPLE, "setup.xml").read_bytes())
+
+    def krsim(self, *arguments, code=0):
+        result = subprocess.run([KRSIM, *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
+        return result.stdout + (result.stderr if code else "")
+
+    def run_quietly(self, *arguments, **more):
+        return self.krsim("run", "--quiet", "--free", "--log-level", "warn", "--log-file", f"{self.folder}/log_",
+                          *WITH_PLUGINS, *arguments, **more)
+
+    def test_a_run_from_files_is_the_run_from_types(self):
+        arguments = ("--seconds", 100, "--outputs")
+        from_types = self.run_quietly("--content", "Electric Car", *arguments)
+        self.assertIn("Vehicle.Outputs.Distance = ", from_types)
+        self.assertEqual(self.run_quietly(self.setup_file, *arguments), from_types)
+        # Without a setup, the modules of the plug-ins that the content comes from.
+        self.assertEqual(self.run_quietly(self.car, *arguments), from_types)
+
+    def test_a_restored_run_goes_on_exactly(self):
+        table, middle, *ends = (self.folder / name for name in ("table.csv", "middle.json", "first", "second.xml"))
+        self.run_quietly(self.setup_file, "--seconds", 40, "--save-state", ends[0])
+        self.run_quietly(self.setup_file, "--seconds", 25, "--save-state", middle)
+        self.run_quietly(self.setup_file, "--restore-state", middle, "--seconds", 15, "--save-state", ends[1], "--record",
+                         table, "--record-field", "*.Outputs.S?eed", "--record-period", 5)
+        # How long a run takes is another thing each time.
+        self.assertEqual(self.krsim("diff", *ends, "--ignore", "*/ElapsedSeconds", "--ignore", "*/SecondsSince*"), "")
+        self.assertIn("Vehicle", self.krsim("diff", middle, ends[0], code=1))
+        with table.open(newline="") as file:
+            rows = list(csv.reader(file))
+        self.assertEqual(rows[0], ["Time", "Electric Car/Vehicle.Outputs.Speed"])
+        self.assertEqual([round(float(row[0]), 2) for row in rows[1:]], [25.02, 30.0, 35.0, 40.0])
+        self.assertGreater(float(rows[1][1]), 0.0)
+        other = self.folder / "other.xml"
+        self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--objects", other)
+        self.assertIn("is one of other content", self.run_quietly(other, "--restore-state", middle, code=3))
+
+    def test_kinds_convert_without_loss(self):
+        for plugins in ([], WITH_PLUGINS):
+            step = self.car
+            for kind in ("binary", "json", "xml"):
+                before, step = step, self.folder / f"car.{kind}"
+                self.krsim("convert", before, step, "--to", kind, *plugins)
+                self.assertEqual(self.krsim("diff", self.car, step), "")
+                self.assertRegex(self.krsim("info", step), f"(?i): {kind}, objects, release \\d+.\\d+, \\d+ bytes\n$")
+            self.assertEqual(step.read_bytes(), self.car.read_bytes())
+        self.assertIn("Identifier: Mass\n", self.krsim("dump", self.folder / "car.binary"))
+
+    def test_differences_are_told_by_place(self):
+        changed = self.folder / "changed.xml"
+        text = self.car.read_text()
+        changed.write_text(re.sub("<Name>Vehicle</Name>", "<Name>Wagon</Name>", text, count=1))
+        told = self.krsim("diff", self.car, changed, code=1)
+        self.assertIn("Extensions[Vehicle]: only in the first\n", told)
+        self.assertIn("Extensions[Wagon]: only in the second\n", told)
+
+    def test_verify_and_run_tell_what_is_wrong(self):
+        self.assertIn("5 extensions, 1 modules: no fault", self.krsim("verify", self.setup_file, *WITH_PLUGINS))
+        moved = self.setup_file.read_text().replace("plugins</Item>", "none</Item>")
+        self.setup_file.write_text(moved)
+        self.assertRegex(self.krsim("verify", self.setup_file, code=4), "(?s)missing: module .*missing: 'Electric Car'")
+        self.assertIn("no plug-in makes module 'Drive Module'", self.krsim("run", self.setup_file, code=4))
+        self.krsim("run", self.car, "--allow-missing", "--free", "--frames", 3)
+        text = self.car.read_text()
+        self.car.write_text(text.replace("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Pedals<"))
+        self.assertRegex(self.krsim("verify", self.car, *WITH_PLUGINS, code=3), "Outputs.Pedals to .* cannot be made")
+
+    def test_refused_files(self):
+        newer, broken, empty = (self.folder / name for name in ("newer.xml", "broken.xml", "empty"))
+        text = self.car.read_text()
+        newer.write_text(text.replace("<!--KrB3", "<!--KrC0"))
+        broken.write_text(text[:5000])
+        empty.write_text("")
+        for file, reason in ((newer, "saved using Orrery version 2021.0"), (broken, "line "), (empty, "invalid format")):
+            with self.subTest(file.name):
+                self.assertIn(reason, self.krsim("dump", file, code=3))
+                self.assertIn(file.name, self.krsim("run", file, code=3))
+        self.assertIn("not one of the framework's", self.krsim("info", empty, code=3))
+        self.assertIn("does not exist", self.krsim("run", self.folder / "none", code=2))
+        self.assertIn("stands first", self.krsim("run", self.car, self.setup_file, *WITH_PLUGINS, code=2))
+
+    def test_create_and_graph(self):
+        setup_file, objects = self.folder / "new/setup.json", self.folder / "new/content.json"
+        setup_file.parent.mkdir()
+        self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--setup", setup_file, "--objects", objects,
+                   "--as", "json", "--free", "--rate", 30)
+        setup_file.parent.rename(self.folder / "moved")
+        self.assertIn("no fault", self.krsim("verify", self.folder / "moved/setup.json", *WITH_PLUGINS))
+        self.assertRegex(self.krsim("graph", self.folder / "moved/setup.json", *WITH_PLUGINS), "digraph(?s:.*)Outputs.Pedal")
+        self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--objects", self.folder / "none/a", code=1)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
