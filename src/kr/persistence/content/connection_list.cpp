@@ -70,16 +70,18 @@ std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExte
                 found.push_back({record, std::numeric_limits<std::uint32_t>::max()});
         }
     }
-    std::vector<Placed*> order;  // records are large to move about
+    // Records are large to move about and slow to look at: the source alone decides most.
+    std::vector<std::pair<Identifier, Placed*>> order;
     order.reserve(found.size());
     for (auto& each : found)
-        order.push_back(&each);
-    std::sort(order.begin(), order.end(), [](const Placed* left, const Placed* right) {
-        return std::tuple(left->rank(), left) < std::tuple(right->rank(), right);
+        order.emplace_back(each.record.source, &each);
+    std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) {
+        if (left.first != right.first) return left.first < right.first;
+        return std::tuple(left.second->rank(), left.second) < std::tuple(right.second->rank(), right.second);
     });
     std::vector<ConnectionRecord> records;
     records.reserve(found.size());
-    for (auto* each : order)
+    for (const auto& [source, each] : order)
         records.push_back(std::move(each->record));
     return records;
 }
