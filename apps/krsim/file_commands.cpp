@@ -99,7 +99,7 @@ void convertFile(const ConvertPlan& plan) {
 eExitCode verifyFiles(const VerifyPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories);
+    SimulationFiles files(*application, plan.pluginDirectories, Kr::eLogLevel::kWarn);
     files.load(plan.files);
     const auto faults = files.findFaults();
     for (const auto& each : faults.missingPlugins)
@@ -124,7 +124,7 @@ eExitCode compareFiles(const DiffPlan& plan) {
 void drawGraph(const GraphPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories);
+    SimulationFiles files(*application, plan.pluginDirectories, Kr::eLogLevel::kWarn);
     files.load(plan.files);
     std::ostringstream graph;
     KrSim::KrExtensionSorter::instance().toDot(graph);

@@ -115,7 +115,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     StopSignals signals;
     const Log log(plan);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories);
+    SimulationFiles files(*application, plan.pluginDirectories, plan.logLevel);
     build(*application, files, plan);
 
     StatusOutput output(STDOUT_FILENO);

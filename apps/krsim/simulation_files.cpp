@@ -42,8 +42,9 @@ std::string makeAbsolute(const std::string& path) {
 
 }  // namespace
 
-SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories)
-    : _application(application), _pluginDirectories(std::move(pluginDirectories)) {
+SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
+                                 std::optional<Kr::eLogLevel> logLevel)
+    : _application(application), _pluginDirectories(std::move(pluginDirectories)), _logLevel(logLevel) {
     addPluginDirectories(_pluginDirectories);
 }
 
@@ -75,6 +76,7 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
         directories.insert(directories.begin(), _pluginDirectories.begin(), _pluginDirectories.end());
         setup->pluginDirectories.set(std::move(directories));
     }
+    if (_logLevel) setup->loggingLevel = Kr::KrEnum(*_logLevel);
     _application.applySetup(setup);
     for (const auto& extension : setup->_getObjectProxy()->_getExtensions()) {
         const auto record = KrSim::readModuleRecord(*extension);

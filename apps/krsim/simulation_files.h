@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_section.h"
+#include "kr/platform/log.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace krsim {
@@ -24,7 +26,9 @@ class SimulationFiles {
 public:
     /// \param application        borrowed.
     /// \param pluginDirectories  to search, before those of a setup. Throws a Failure for one without plug-ins.
-    SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories);
+    /// \param logLevel           in the place of that of a setup.
+    SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
+                    std::optional<Kr::eLogLevel> logLevel);
 
     /// Applies the setup file, which stands first if there is one, then loads the content that it lists, then the other
     /// files. Throws a Failure that names the file which is refused.
@@ -40,6 +44,7 @@ private:
 
     KrSim::KrApplication& _application;
     std::vector<std::string> _pluginDirectories;
+    std::optional<Kr::eLogLevel> _logLevel;
     std::vector<Kr::KrSmartPtr<KrPersistence::KrFile>> _files;
     std::vector<std::string> _missingModules;
     bool _hasSetup{false};
