@@ -1,0 +1,180 @@
+// Loads damaged object files: damaged_files FILES MUTANTS ROUNDS
+//
+// FILES random files of each kind are saved, and MUTANTS damaged copies of each are loaded. Prints how many were
+// refused, the longest load and the peak of memory over that of the process. Then 100 damaged files of each kind are
+// loaded ROUNDS times, and the growth of memory after the first round is printed. Fails when a load takes more than
+// 2 s, takes more memory than 64 MiB and 8 times the file, leaves content behind, or when memory grows by 1 MiB.
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/persistence/content/object_section.h"
+#include "kr/persistence/files/file.h"
+#include "kr/platform/log.h"
+#include "tests/persistence/content/garage.h"
+#include "tests/persistence/fields/field_trees.h"
+
+namespace {
+
+using garage::KrFile;
+
+struct Kind {
+    const char* name;
+    int flags;
+};
+constexpr Kind kKinds[] = {{"binary", 0}, {"XML", KrFile::kXml}, {"JSON", KrFile::kJson}};
+constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+/// In bytes, of /proc/self/status.
+std::size_t readMemory(const std::string& what) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(what, 0) == 0) return std::strtoull(line.c_str() + what.size(), nullptr, 10) << 10U;
+    }
+    return 0;
+}
+
+void resetPeak() {
+    ::malloc_trim(0);
+    std::ofstream("/proc/self/clear_refs") << 5;
+}
+
+std::string makeFile(unsigned seed, int flags) {
+    auto top = garage::makeObject(garage::kGarageType, "Top", 1);
+    const auto motor = garage::make(garage::kMotorType, "Motor", 2);
+    top->add(motor.get());
+    const auto lost = garage::make({"11111111-2222-4333-8444-555555555555", "No", "Type", "none"}, "Lost", 3);
+    top->add(lost.get());
+    field_trees::TreeMaker trees(seed);
+    auto tree = trees.make();
+    tree->_setDynamic(true);
+    if (tree->setParent(&lost->getParameterContainer())) static_cast<void>(tree.release());
+    Kr::KrConnectionFactory::connect(garage::motorOf(motor).speed.getField(),
+                                     top->getExtension(0)->getImplementationAs<garage::Motor>()->pedal.getField());
+    return garage::save({top}, flags);
+}
+
+std::string damage(std::string bytes, std::mt19937& random) {
+    for (auto count = 1 + random() % 4; count > 0 && bytes.size() > 28; --count) {
+        const auto place = 27 + random() % (bytes.size() - 27);
+        switch (random() % 5) {
+            case 0:
+                bytes[place] = static_cast<char>(random());
+                break;
+            case 1:
+                bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
+                break;
+            case 2:
+                bytes.erase(place, 1 + random() % 16);
+                break;
+            case 3:
+                bytes.insert(place, bytes.substr(random() % bytes.size(), random() % 32));
+                break;
+            default:
+                bytes.resize(place);
+        }
+    }
+    return bytes;
+}
+
+bool load(const std::string& bytes) {
+    std::istringstream stream(bytes);
+    KrFile file;
+    return file.load(stream);
+}
+
+class Run {
+public:
+    bool damageFiles(const Kind& kind, unsigned files, unsigned mutants) {
+        std::size_t refused = 0;
+        double longest = 0.0;
+        std::size_t most = 0;
+        for (unsigned seed = 0; seed < files; ++seed) {
+            const auto bytes = makeFile(seed, kind.flags);
+            if (!load(bytes)) return _fail(kind, seed, "a whole file is refused");
+            const auto present = _registry.getExtensionCount();
+            std::mt19937 random(seed);
+            for (unsigned mutant = 0; mutant < mutants; ++mutant) {
+                const auto broken = damage(bytes, random);
+                if (mutant % 64 == 0) resetPeak();
+                const auto before = readMemoryNow(mutant);
+                const auto begin = std::chrono::steady_clock::now();
+                if (!load(broken)) ++refused;
+                const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+                longest = std::max(longest, took.count());
+                if (took.count() > 2.0) return _fail(kind, seed, "a load took more than 2 s");
+                if (_registry.getExtensionCount() != present) return _fail(kind, seed, "content was left behind");
+                if (mutant % 64 != 63) continue;
+                const auto peak = readMemory("VmHWM:");
+                most = std::max(most, peak - std::min(before, peak));
+                if (peak > before + 64 * kMebibyte + 8 * broken.size()) return _fail(kind, seed, "too much memory");
+            }
+        }
+        std::printf("%s: %zu of %zu refused, longest load %.1f ms, peak of memory %.1f MiB\n", kind.name, refused,
+                    std::size_t{files} * mutants, 1e3 * longest, static_cast<double>(most) / double{kMebibyte});
+        return true;
+    }
+
+    bool repeatLoads(const Kind& kind, unsigned rounds) {
+        std::vector<std::string> broken;
+        std::mt19937 random(1);
+        while (broken.size() < 100) {
+            auto mutant = damage(makeFile(static_cast<unsigned>(broken.size()), kind.flags), random);
+            if (!load(mutant)) broken.push_back(std::move(mutant));
+        }
+        std::size_t first = 0;
+        for (unsigned round = 0; round < rounds; ++round) {
+            for (const auto& each : broken)
+                load(each);
+            ::malloc_trim(0);
+            if (round == 0) first = readMemory("VmRSS:");
+        }
+        const auto last = readMemory("VmRSS:");
+        const auto growth = last - std::min(first, last);
+        std::printf("%s: 100 broken files, %u rounds, memory grew by %zu KiB\n", kind.name, rounds, growth >> 10U);
+        return growth < kMebibyte || _fail(kind, 0, "memory grows");
+    }
+
+private:
+    /// Once for 64 loads: reading it costs more than a load.
+    std::size_t readMemoryNow(unsigned mutant) {
+        if (mutant % 64 == 0) _before = readMemory("VmRSS:");
+        return _before;
+    }
+    static bool _fail(const Kind& kind, unsigned seed, const char* what) {
+        std::printf("%s, file %u: %s\n", kind.name, seed, what);
+        return false;
+    }
+
+    KrSim::KrContentRegistry& _registry = KrSim::KrContentRegistry::instance();
+    std::size_t _before{0};
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (count != 4) {
+        std::fputs("damaged_files FILES MUTANTS ROUNDS\n", stderr);
+        return 2;
+    }
+    const auto number = [&](int at) { return static_cast<unsigned>(std::strtoul(arguments[at], nullptr, 10)); };
+    Kr::LogSetLevel(Kr::eLogLevel::kOff);
+    const garage::TypeScope types;
+    Run run;
+    bool isSound = true;
+    for (const auto& kind : kKinds)
+        isSound = run.damageFiles(kind, number(1), number(2)) && run.repeatLoads(kind, number(3)) && isSound;
+    return isSound ? 0 : 1;
+}
