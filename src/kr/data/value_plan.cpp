@@ -94,6 +94,19 @@ void ValuePlan::_sort() {
         _nodeOf.push_back(nodeOf[i]);
         _nodes[nodeOf[i]].index = index;
     }
+    // The fields of a group are neighbours in each run, since runs are in the order of the tree.
+    for (std::uint32_t group = 0; group < _nodes.size(); group = _nodes[group].end) {
+        for (const auto& run : _runs) {
+            const auto begin = _nodeOf.begin() + run.first;
+            const auto first = std::lower_bound(begin, begin + run.count, group);
+            const auto count = std::lower_bound(first, begin + run.count, _nodes[group].end) - first;
+            if (count == 0) continue;
+            const auto skipped = static_cast<std::uint32_t>(first - begin);
+            _groupRuns.push_back({_nodes[group].id,
+                                  {run.operations, run.first + skipped, static_cast<std::uint32_t>(count),
+                                   run.place + skipped * run.operations->size}});
+        }
+    }
 }
 
 void ValuePlan::take(FieldValues& values) const {
@@ -104,6 +117,29 @@ void ValuePlan::take(FieldValues& values) const {
     values._others.resize(_otherCount);
     for (const auto& run : _runs)
         run.operations->take(_fields.data() + run.first, run.count, run.place, values);
+}
+
+void ValuePlan::fetchLists() const noexcept {
+    constexpr std::size_t kLine = 64;
+    const auto fetch = [](const void* first, std::size_t bytes) {
+        for (std::size_t at = 0; at < bytes; at += kLine)
+            __builtin_prefetch(static_cast<const char*>(first) + at);
+    };
+    // Of long lists the beginning: the rest follows by itself.
+    constexpr std::size_t kEnough = 8 * kLine;
+    fetch(_fields.data(), std::min(_fields.size() * sizeof(_fields[0]), kEnough));
+    fetch(_runs.data(), _runs.size() * sizeof(Run));
+    fetch(_groupRuns.data(), _groupRuns.size() * sizeof(GroupRun));
+}
+
+void ValuePlan::fetchFields() const noexcept {
+    constexpr std::size_t kEnough = 64;
+    for (std::size_t i = 0; i < std::min(_fields.size(), kEnough); ++i) {
+        // The value stands behind the base and may reach into the next line, or what is behind it does.
+        const auto* behind = reinterpret_cast<const char*>(_fields[i]) + sizeof(FieldBase);
+        __builtin_prefetch(behind - sizeof(void*));
+        __builtin_prefetch(behind + 3 * sizeof(double));
+    }
 }
 
 std::size_t ValuePlan::_placeOf(std::size_t index, const Run*& run) const {
@@ -164,13 +200,19 @@ std::size_t ValuePlan::restore(const FieldValues& values, const ValuePlan& sourc
 
 void ValuePlan::restoreGroup(const Kr::KrID& group, const FieldValues& values, const ValuePlan& source,
                              Changed& changed) const {
-    const auto below = [&](const ValuePlan& plan) -> Nodes {
+    const auto below = [&](const ValuePlan& plan) noexcept -> Nodes {
         for (std::uint32_t at = 0; at < plan._nodes.size(); at = plan._nodes[at].end) {
             if (plan._nodes[at].id == group) return {at + 1, plan._nodes[at].end, false};
         }
         return {0, 0, false};
     };
-    _restorePairs(below(*this), source, below(source), values, changed);
+    if (this != &source) {
+        _restorePairs(below(*this), source, below(source), values, changed);
+        return;
+    }
+    for (const auto& [id, run] : _groupRuns) {
+        if (id == group) run.operations->restore(_fields.data() + run.first, run.count, run.place, values, changed);
+    }
 }
 
 std::size_t ValuePlan::_restorePairs(Nodes own, const ValuePlan& source, Nodes others, const FieldValues& values,

@@ -70,6 +70,10 @@ public:
                       Changed& changed) const;
     /// Whether the field is one whose value is taken.
     [[nodiscard]] bool contains(const FieldBase* field) const noexcept;
+    /// Has the processor fetch the lists of this plan, or the values of its fields: touching many extensions one after
+    /// the other is waiting for memory otherwise. Fields that have died do no harm.
+    void fetchLists() const noexcept;
+    void fetchFields() const noexcept;
     /// Gives the field arrays below the groups as many items as they had, as far as their size range allows. After that
     /// the groups may need another plan.
     void resizeArrays(const std::vector<Container*>& groups) const;
@@ -126,6 +130,12 @@ private:
         std::size_t place;  // of the first value in its store
     };
 
+    /// The part of a run that lies in one group.
+    struct GroupRun {
+        Kr::KrID group;
+        Run run;
+    };
+
     [[nodiscard]] static const Operations* _operationsFor(const FieldBase& field);
     ValuePlan();
     void _add(FieldBase& field);
@@ -154,6 +164,7 @@ private:
     std::vector<FieldBase*> _fields;     // run by run
     std::vector<std::uint32_t> _nodeOf;  // of each field
     std::vector<Run> _runs;
+    std::vector<GroupRun> _groupRuns;
     std::size_t _plainBytes{0};
     std::size_t _textCount{0};
     std::size_t _enumerationCount{0};

@@ -92,16 +92,18 @@ const std::shared_ptr<const detail::StateHeader>& KrExtension::_getStateHeader()
     const auto& plan = _fields->_getValuePlan();
     // The ID and the key say themselves when they change, for names there are several ways.
     if (!_stateHeader || _stateHeader->plan != plan || _stateHeader->name != getName()) {
-        _stateHeader =
-            std::make_shared<const detail::StateHeader>(detail::StateHeader{_contentID, _creationKey, getName(), plan});
+        _stateHeader = std::make_shared<const detail::StateHeader>(
+            detail::StateHeader{_contentID, _creationKey, getName(), plan, this, &plan, _implementation});
     }
     return _stateHeader;
 }
 
 void KrExtension::_restoreState(const KrExtensionState& state) {
-    std::vector<KrData::FieldBase*> changed;
-    _restoreFieldValues(state, changed);
-    _tellRestored(changed);
+    if (!state._areValuesBack()) {
+        std::vector<KrData::FieldBase*> changed;
+        _restoreFieldValues(state, changed);
+        _tellRestored(changed);
+    }
     _restoreImplementationState(state, detail::kOnStateRestore);
 }
 

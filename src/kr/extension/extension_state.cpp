@@ -17,8 +17,8 @@ KrExtensionState::KrExtensionState(const KrExtension& extension) : _header(exten
 
 KrExtensionState::KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
                                    std::shared_ptr<const KrData::ValuePlan> plan)
-    : _header(
-          std::make_shared<const detail::StateHeader>(detail::StateHeader{id, creationKey, name, std::move(plan)})) {
+    : _header(std::make_shared<const detail::StateHeader>(
+          detail::StateHeader{id, creationKey, name, std::move(plan), nullptr, nullptr, nullptr})) {
     _header->plan->take(_values);
 }
 
@@ -60,6 +60,30 @@ void KrExtensionState::_retake() {
     _implementationData.clear();
     _hasImplementationData = false;
     _header->plan->take(_values);
+}
+
+void KrExtensionState::_fetch(int step) const noexcept {
+    constexpr std::size_t kLine = 64;
+    const auto fetch = [](const void* first, std::size_t bytes) {
+        for (std::size_t at = 0; first != nullptr && at < bytes; at += kLine)
+            __builtin_prefetch(static_cast<const char*>(first) + at);
+    };
+    switch (step) {
+        case 0:
+            return fetch(this, sizeof(*this));
+        case 1:
+            fetch(_header.get(), sizeof(detail::StateHeader));
+            return fetch(_values._plain.data(), _values._plain.size());
+        case 2:
+            fetch(_header->extension, sizeof(KrExtension));
+            fetch(_header->fields, 1);
+            fetch(_header->implementation, 1);
+            return fetch(_header->plan.get(), sizeof(KrData::ValuePlan));
+        case 3:
+            return _header->plan->fetchLists();
+        default:
+            return _header->plan->fetchFields();
+    }
 }
 
 // --- Many extensions -----------------------------------------------------------------------------------------------
@@ -117,6 +141,8 @@ void KrSimulationState::_recycle() {
 
 Kr::KrSmartPtr<KrExtensionState> KrSimulationState::_makeState(const KrExtension& extension) {
     if (_nextSpare < _spare.size()) {
+        KrExtensionState::_fetchAhead(_nextSpare, _spare.size(),
+                                      [&](std::size_t index) { return _spare[index].get(); });
         auto state = std::move(_spare[_nextSpare++]);
         if (state->getRefCount() == 1 && state->_isOf(extension)) {
             state->_retake();

@@ -50,6 +50,25 @@ public:
     [[nodiscard]] bool _isOf(const KrExtension& extension) const;
     /// Takes the values again; for _isOf() only. The bytes go.
     void _retake();
+    /// Whoever restores many states puts the values of all of them back before the first implementation is called.
+    void _setValuesAreBack(bool areBack) const noexcept { _valuesAreBack = areBack; }
+    [[nodiscard]] bool _areValuesBack() const noexcept { return _valuesAreBack; }
+    /// Has the processor fetch what taking or restoring this state will touch, in kFetchSteps steps, each some time
+    /// after the one before: what lies in memory behind a pointer is found when the pointer is there.
+    void _fetch(int step) const noexcept;
+    static constexpr int kFetchSteps = 5;
+    static constexpr int kStepsBeforeFields = 3;
+    /// To be called for each of many states, in order, before it is taken or restored. `at` answers a pointer to the
+    /// state at an index below `count`, or null.
+    template <class StateAt>
+    static void _fetchAhead(std::size_t index, std::size_t count, const StateAt& at, int steps = kFetchSteps) {
+        constexpr std::size_t kApart = 2;
+        for (int step = 0; step < steps; ++step) {
+            const auto ahead = index + kApart * static_cast<std::size_t>(kFetchSteps - step);
+            if (ahead >= count) continue;
+            if (const KrExtensionState* state = at(ahead)) state->_fetch(step);
+        }
+    }
 
 private:
     friend class KrSimulationState;
@@ -59,6 +78,7 @@ private:
     std::string _implementationData;
     bool _hasImplementationData{false};
     bool _isAddedByModule{false};
+    mutable bool _valuesAreBack{false};
     mutable std::unique_ptr<KrData::Container> _fields;
 };
 

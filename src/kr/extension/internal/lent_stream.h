@@ -13,39 +13,40 @@ namespace KrSim::detail {
 template <class Stream>
 class LentStream {
 public:
-    explicit LentStream(const std::string& text = {}) {
-        auto& kept = _kept();
-        if (kept.isLent) {
+    explicit LentStream(const std::string& text = {}) : _kept(_ofThread()) {
+        if (_kept.isLent) {
             _own = std::make_unique<Stream>(text, std::ios::in | std::ios::out | std::ios::binary);
             return;
         }
-        kept.isLent = true;
-        kept.stream.exceptions(std::ios::goodbit);
-        kept.stream.clear();
-        kept.stream.str(text);
-        kept.stream.flags(std::ios::dec | std::ios::skipws);
-        kept.stream.precision(6);
-        kept.stream.width(0);
-        kept.stream.fill(' ');
+        _kept.isLent = true;
+        auto& stream = _kept.stream;
+        stream.exceptions(std::ios::goodbit);
+        stream.clear();
+        stream.str(text);
+        stream.flags(std::ios::dec | std::ios::skipws);
+        stream.precision(6);
+        stream.width(0);
+        stream.fill(' ');
     }
     LentStream(const LentStream&) = delete;
     LentStream& operator=(const LentStream&) = delete;
     ~LentStream() {
-        if (!_own) _kept().isLent = false;
+        if (!_own) _kept.isLent = false;
     }
 
-    [[nodiscard]] Stream& get() noexcept { return _own ? *_own : _kept().stream; }
+    [[nodiscard]] Stream& get() noexcept { return _own ? *_own : _kept.stream; }
 
 private:
     struct Kept {
         Stream stream{std::string(), std::ios::in | std::ios::out | std::ios::binary};
         bool isLent{false};
     };
-    static Kept& _kept() {
+    static Kept& _ofThread() {
         thread_local Kept kept;
         return kept;
     }
 
+    Kept& _kept;
     std::unique_ptr<Stream> _own;
 };
 

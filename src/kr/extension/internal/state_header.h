@@ -15,6 +15,11 @@ struct StateHeader {
     KrFactoryKey creationKey;
     std::string name;
     std::shared_ptr<const KrData::ValuePlan> plan;
+
+    // Only to be fetched: the extension may be gone.
+    const void* extension{nullptr};
+    const void* fields{nullptr};
+    const void* implementation{nullptr};
 };
 
 }  // namespace KrSim::detail

@@ -26,6 +26,12 @@ constexpr Kr::GuardTexts kPriorityTexts{Kr::eLogLevel::kWarn,
 /// How often values are put back that observers of restored values have set.
 constexpr int kMaximumRounds = 3;
 
+template <class Entries>
+void fetchAhead(const Entries& entries, std::size_t index, int steps) {
+    KrSim::KrExtensionState::_fetchAhead(
+        index, entries.size(), [&](std::size_t at) { return entries[at].state; }, steps);
+}
+
 }  // namespace
 
 class StateRestorer::Matcher {
@@ -33,6 +39,9 @@ public:
     explicit Matcher(const KrSim::KrSimulationState& state) : _state(state), _states(state.getExtensionStates()) {}
 
     void add(const Kr::KrSmartPtr<KrExtension>& extension, Entries& entries) {
+        KrSim::KrExtensionState::_fetchAhead(
+            _next, _states.size(), [&](std::size_t at) { return _states[at].get(); },
+            KrSim::KrExtensionState::kStepsBeforeFields);
         const auto* state = _next < _states.size() ? _states[_next].get() : nullptr;
         if (state == nullptr || !state->_isOf(*extension)) {
             state = _state.findExtensionState(extension->getContentID());
@@ -91,6 +100,32 @@ void walk(const KrSim::KrObject& object, const Visit& visit) {
 
 }  // namespace
 
+template <class AfterEach>
+bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afterEach) {
+    struct Range {
+        KrExtension* extension;
+        std::size_t first;
+    };
+    std::vector<Range> ranges;
+    _changed.clear();
+    _missingFields = 0;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto& each = entries[i];
+        fetchAhead(entries, i, KrSim::KrExtensionState::kFetchSteps);
+        const auto before = _changed.size();
+        _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
+        if (_changed.size() != before) ranges.push_back({each.extension.get(), before});
+        afterEach(each);
+    }
+    const auto changed = std::move(_changed);
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        const auto last = i + 1 < ranges.size() ? ranges[i + 1].first : changed.size();
+        const auto at = [&](std::size_t index) { return changed.begin() + static_cast<std::ptrdiff_t>(index); };
+        ranges[i].extension->_tellRestored({at(ranges[i].first), at(last)});
+    }
+    return !ranges.empty();
+}
+
 void StateRestorer::run(RestoreReport& report) {
     Matcher matcher(_state);
     Entries all;
@@ -110,10 +145,10 @@ void StateRestorer::run(RestoreReport& report) {
     _restoreStage(stage);
     all.insert(all.end(), std::make_move_iterator(stage.begin()), std::make_move_iterator(stage.end()));
 
-    for (const auto& each : all)
-        each.extension->_restorePositionsAndOutputs(*each.state);
-    for (int round = 0; round < kMaximumRounds && _restoreValues(all); ++round) {
-    }
+    bool wasTold =
+        _restoreValues(all, [](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state); });
+    for (int round = 1; wasTold && round < kMaximumRounds; ++round)
+        wasTold = _restoreValues(all, [](const Entry&) {});
 
     const auto count = _state.getExtensionStates().size();
     report.restored = all.size();
@@ -124,31 +159,14 @@ void StateRestorer::run(RestoreReport& report) {
 }
 
 void StateRestorer::_restoreStage(const Entries& stage) {
-    _restoreValues(stage);
-    for (const auto& each : stage)
-        each.extension->_restoreState(*each.state);
-}
-
-bool StateRestorer::_restoreValues(const Entries& entries) {
-    struct Range {
-        KrExtension* extension;
-        std::size_t first;
-    };
-    std::vector<Range> ranges;
-    _changed.clear();
-    _missingFields = 0;
-    for (const auto& each : entries) {
-        const auto before = _changed.size();
-        _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
-        if (_changed.size() != before) ranges.push_back({each.extension.get(), before});
+    _restoreValues(stage, [](const Entry&) {});
+    for (std::size_t i = 0; i < stage.size(); ++i) {
+        const auto& [extension, state] = stage[i];
+        fetchAhead(stage, i, KrSim::KrExtensionState::kStepsBeforeFields);
+        state->_setValuesAreBack(true);
+        extension->_restoreState(*state);
+        state->_setValuesAreBack(false);
     }
-    const auto changed = std::move(_changed);
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-        const auto last = i + 1 < ranges.size() ? ranges[i + 1].first : changed.size();
-        const auto at = [&](std::size_t index) { return changed.begin() + static_cast<std::ptrdiff_t>(index); };
-        ranges[i].extension->_tellRestored({at(ranges[i].first), at(last)});
-    }
-    return !ranges.empty();
 }
 
 }  // namespace KrPersistence::detail

@@ -36,7 +36,8 @@ private:
 
     void _restoreStage(const Entries& stage);
     /// Values only. Answers whether any observer was told.
-    bool _restoreValues(const Entries& entries);
+    template <class AfterEach>
+    bool _restoreValues(const Entries& entries, const AfterEach& afterEach);
     void _collectModules(Matcher& matcher, Priority priority, Entries& entries) const;
 
     KrSim::KrApplication& _application;
