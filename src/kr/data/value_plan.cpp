@@ -127,7 +127,7 @@ void ValuePlan::fetchLists() const noexcept {
     };
     // Of long lists the beginning: the rest follows by itself.
     constexpr std::size_t kEnough = 8 * kLine;
-    fetch(_fields.data(), std::min(_fields.size() * sizeof(_fields[0]), kEnough));
+    fetch(_fields.data(), std::min(_fields.size() * sizeof(void*), kEnough));
     fetch(_runs.data(), _runs.size() * sizeof(Run));
     fetch(_groupRuns.data(), _groupRuns.size() * sizeof(GroupRun));
 }

@@ -117,17 +117,17 @@ private:
     /// A field or container, each before what it holds.
     struct Node {
         Kr::KrID id;
-        std::uint32_t end;    // one past the last node below
-        std::uint32_t index;  // among the values; kNoValue for containers
-        Types::FieldTypeEnum fieldType;
-        bool isArray;
+        std::uint32_t end{0};    // one past the last node below
+        std::uint32_t index{0};  // among the values; kNoValue for containers
+        Types::FieldTypeEnum fieldType{Types::kField};
+        bool isArray{false};
     };
     /// Neighbours of one type.
     struct Run {
-        const Operations* operations;
-        std::uint32_t first;
-        std::uint32_t count;
-        std::size_t place;  // of the first value in its store
+        const Operations* operations{nullptr};
+        std::uint32_t first{0};
+        std::uint32_t count{0};
+        std::size_t place{0};  // of the first value in its store
     };
 
     /// The part of a run that lies in one group.

@@ -27,28 +27,30 @@ void restoreOne(FieldBase* field, const Value& value, ValuePlan::Changed& change
 
 template <class T>
 struct ValuePlan::PlainOperations {
+    static constexpr std::size_t kBytes = sizeof(T);  // NOLINT(bugprone-sizeof-expression): one type is a pointer
+
     static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
         auto* out = values._plain.data() + place;
         for (std::size_t i = 0; i < count; ++i)
-            std::memcpy(out + i * sizeof(T), &static_cast<const Field<T>*>(fields[i])->getValue(), sizeof(T));
+            std::memcpy(out + i * kBytes, &static_cast<const Field<T>*>(fields[i])->getValue(), kBytes);
     }
     static T at(std::size_t place, const FieldValues& values) {
         T value;
-        std::memcpy(&value, values._plain.data() + place, sizeof(T));
+        std::memcpy(&value, values._plain.data() + place, kBytes);
         return value;
     }
     static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
                         Changed& changed) {
         for (std::size_t i = 0; i < count; ++i)
-            restoreOne<T>(fields[i], at(place + i * sizeof(T), values), changed);
+            restoreOne<T>(fields[i], at(place + i * kBytes, values), changed);
     }
     static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return std::memcmp(first._plain.data() + place, second._plain.data() + otherPlace, sizeof(T)) == 0;
+        return std::memcmp(first._plain.data() + place, second._plain.data() + otherPlace, kBytes) == 0;
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<T>>(id, nullptr, at(place, values));
     }
-    static constexpr Operations kAll{&ValuePlan::_plainBytes, sizeof(T), take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_plainBytes, kBytes, take, restore, isSame, make};
 };
 
 struct ValuePlan::TextOperations {
