@@ -59,10 +59,10 @@ void SimulationFiles::load(const std::vector<std::string>& files) {
             _apply(*setup);
             if (const auto* list = findSection<KrPersistence::KrContentListSection>(*file)) {
                 for (const auto& content : list->getFiles())
-                    _add(content, loadFile(content));
+                    _add(content, *loadFile(content));
             }
         } else {
-            _add(each, file);
+            _add(each, *file);
         }
     }
 }
@@ -91,8 +91,8 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
     }
 }
 
-void SimulationFiles::_add(const std::string& filename, const Kr::KrSmartPtr<KrPersistence::KrFile>& file) {
-    const auto* section = findSection<KrObjectSection>(*file);
+void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrFile& file) {
+    const auto* section = findSection<KrObjectSection>(file);
     if (section == nullptr) {
         throw Failure(eExitCode::kUsage, "'" + filename + "' holds neither a setup nor objects");
     }
@@ -102,7 +102,6 @@ void SimulationFiles::_add(const std::string& filename, const Kr::KrSmartPtr<KrP
                           "'" + each->getName() + "' of '" + filename + "' is refused by the application");
         }
     }
-    _files.push_back(file);
 }
 
 Faults SimulationFiles::findFaults() const {

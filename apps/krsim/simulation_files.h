@@ -11,7 +11,6 @@
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
-#include "kr/platform/smart_ptr.h"
 
 namespace krsim {
 
@@ -40,12 +39,11 @@ public:
 
 private:
     void _apply(const KrPersistence::KrSetupSection& section);
-    void _add(const std::string& filename, const Kr::KrSmartPtr<KrPersistence::KrFile>& file);
+    void _add(const std::string& filename, const KrPersistence::KrFile& file);
 
     KrSim::KrApplication& _application;
     std::vector<std::string> _pluginDirectories;
     std::optional<Kr::eLogLevel> _logLevel;
-    std::vector<Kr::KrSmartPtr<KrPersistence::KrFile>> _files;
     std::vector<std::string> _missingModules;
     bool _hasSetup{false};
 };
