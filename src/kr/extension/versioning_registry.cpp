@@ -20,6 +20,8 @@ struct Registry {
     struct Type {
         KrVersioningRegistry::Versions versions;
         std::map<std::string, Steps> steps;
+        std::optional<KrFactoryKey> replacing;  // the type that takes its place
+        KrVersioningRegistry::Replacement replacement;
     };
 
     std::mutex mutex;  // guards the types
@@ -29,10 +31,20 @@ struct Registry {
         static auto& registry = *new Registry;
         return registry;
     }
+
+    /// The type if it is obsolete, or null. With the registry locked.
+    [[nodiscard]] const Type* findObsolete(const KrFactoryKey& key) const {
+        const auto found = types.find(key.uuid.isNull() ? key.completed().uuid : key.uuid);
+        return found != types.end() && found->second.replacing ? &found->second : nullptr;
+    }
 };
 
 constexpr Kr::GuardTexts kUpgrade{Kr::eLogLevel::kWarn, "KrVersioningRegistry: fatal error in '%s' upgrade step [%s]\n",
                                   "KrVersioningRegistry: unhandled exception in '%s' upgrade step\n"};
+
+constexpr Kr::GuardTexts kReplaceObsoleteExtension{
+    Kr::eLogLevel::kWarn, "KrExtension: fatal error in '%s' replaceObsoleteExtension() [%s]\n",
+    "KrExtension: unhandled exception in '%s' replaceObsoleteExtension()\n"};
 
 /// The uuid under which the type's versions stand; null where nothing can be registered.
 KrUuid typeOf(const KrFactoryKey& key, const std::string& versionKey) {
@@ -60,11 +72,36 @@ bool KrVersioningRegistry::registerUpgrade(const KrFactoryKey& type, const std::
     return registry.types[uuid].steps[versionKey].try_emplace(fromVersion, std::move(step)).second;
 }
 
+bool KrVersioningRegistry::registerReplacement(const KrFactoryKey& obsolete, const KrFactoryKey& replacing,
+                                               Replacement function) {
+    const auto before = obsolete.completed();
+    const auto after = replacing.completed();
+    if (before.uuid.isNull() || after.uuid.isNull()) return false;
+    auto& registry = Registry::instance();
+    const std::lock_guard lock(registry.mutex);
+    if (registry.findObsolete(before) != nullptr || before.uuid == after.uuid) return false;
+    for (const auto* next = registry.findObsolete(after); next != nullptr;
+         next = registry.findObsolete(*next->replacing)) {
+        if (next->replacing->uuid == before.uuid) return false;
+    }
+    auto& type = registry.types[before.uuid];
+    type.replacing = after;
+    type.replacement = std::move(function);
+    return true;
+}
+
 void KrVersioningRegistry::unregisterType(const KrFactoryKey& type) {
     auto& registry = Registry::instance();
-    Registry::Type gone;  // its functions may come from a plug-in: destroyed after unlocking
+    Registry::Type gone;  // functions may come from a plug-in: destroyed after unlocking
+    std::vector<Replacement> replacements;
+    const auto uuid = type.completed().uuid;
     const std::lock_guard lock(registry.mutex);
-    const auto found = registry.types.find(type.completed().uuid);
+    for (auto& [obsolete, each] : registry.types) {
+        if (!each.replacing || each.replacing->uuid != uuid) continue;
+        each.replacing.reset();
+        replacements.push_back(std::exchange(each.replacement, nullptr));
+    }
+    const auto found = registry.types.find(uuid);
     if (found == registry.types.end()) return;
     std::swap(gone, found->second);
     registry.types.erase(found);
@@ -112,6 +149,35 @@ void KrVersioningRegistry::onLoadingExtension(const KrExtension* extension, KrDa
             });
         if (failure) std::rethrow_exception(failure);
     }
+}
+
+std::optional<KrFactoryKey> KrVersioningRegistry::findReplacement(const KrFactoryKey& type) {
+    auto& registry = Registry::instance();
+    const std::lock_guard lock(registry.mutex);
+    std::optional<KrFactoryKey> last;
+    for (const auto* next = registry.findObsolete(type); next != nullptr; next = registry.findObsolete(*last))
+        last = next->replacing;
+    return last;
+}
+
+bool KrVersioningRegistry::replaceObsoleteExtension(const std::string& name, const KrFactoryKey& obsolete,
+                                                    SavedExtension& saved) {
+    std::vector<Replacement> functions;
+    {
+        auto& registry = Registry::instance();
+        const std::lock_guard lock(registry.mutex);
+        for (const auto* next = registry.findObsolete(obsolete); next != nullptr;
+             next = registry.findObsolete(*next->replacing)) {
+            if (next->replacement) functions.push_back(next->replacement);
+        }
+    }
+    for (const auto& function : functions) {
+        if (!Kr::callGuarded(
+                kReplaceObsoleteExtension, [&] { return name; }, [&] { function(saved); })) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace KrSim

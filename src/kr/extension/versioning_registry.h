@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "kr/data/fwd.h"
@@ -17,6 +18,10 @@ namespace KrSim {
 /// Content stores the versions of each extension. When it is loaded, every key whose stored version is older than the
 /// registered one has its steps run in order of their version, on the saved fields, before onLoading.
 ///
+/// Where another type takes the place of an obsolete one, registerReplacement says so, and content of the old type is
+/// loaded as content of the new one. Plug-ins register all this when they are loaded, from a static object; the plug-in
+/// that had the obsolete type, or one of its name, is loaded on demand like any other.
+///
 /// Types are told apart by the uuid of their factory key. Thread: any; steps run without a lock held, on the thread
 /// that loads.
 class KR_API KrVersioningRegistry {
@@ -24,6 +29,16 @@ public:
     using Versions = std::map<std::string, std::int32_t>;
     /// Turns saved fields ("Inputs", "Outputs", "Parameters" and the rest) of one version into those of the next.
     using UpgradeStep = std::function<void(KrData::Container& saved)>;
+    /// What was saved of an extension.
+    struct SavedExtension {
+        KrData::Container& fields;  ///< "Inputs", "Outputs", "Parameters"
+        std::string& data;          ///< the bytes of onSaving
+        std::int32_t& version;      ///< of the implementation, for onLoading and onLoaded
+        Versions& versions;         ///< where upgrade steps go on
+    };
+    /// Turns what an extension of the obsolete type saved into what one of the replacing type could have saved, at any
+    /// version of it.
+    using Replacement = std::function<void(SavedExtension& saved)>;
 
     KrVersioningRegistry() = delete;
 
@@ -34,7 +49,12 @@ public:
     /// step, and where the version has one already.
     static bool registerUpgrade(const KrFactoryKey& type, const std::string& versionKey, std::int32_t fromVersion,
                                 UpgradeStep step);
-    /// Forgets the versions and steps of a type.
+    /// Content of the obsolete type is loaded as content of the other, which may have a replacement itself. Without a
+    /// function it is as the obsolete type saved it: the type has a new key and nothing else. False as above, where the
+    /// obsolete type has a replacement already, and where the replacement would lead back to it.
+    static bool registerReplacement(const KrFactoryKey& obsolete, const KrFactoryKey& replacing,
+                                    Replacement function = {});
+    /// Forgets the versions, steps and replacement of a type, and what it replaces.
     static void unregisterType(const KrFactoryKey& type);
 
     /// The versions of the extension's type; none for null and for plain extensions.
@@ -42,6 +62,12 @@ public:
     /// Upgrades saved fields from the versions in `saved`, where a key that is missing counts as version 0. A step that
     /// throws is logged as a warning and its exception goes on to the loader, which then keeps the data as it is.
     static void onLoadingExtension(const KrExtension* extension, KrData::Container* fields, const Versions& saved);
+
+    /// The type that content of `type` is loaded as, after all replacements; none where it has no replacement.
+    [[nodiscard]] static std::optional<KrFactoryKey> findReplacement(const KrFactoryKey& type);
+    /// Calls the functions between `obsolete` and what findReplacement answers. False, with a warning that has `name`,
+    /// when one throws: `saved` is half changed then.
+    static bool replaceObsoleteExtension(const std::string& name, const KrFactoryKey& obsolete, SavedExtension& saved);
 };
 
 }  // namespace KrSim

@@ -9,6 +9,7 @@
 #include "kr/data/container.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/object.h"
+#include "kr/extension/versioning_registry.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
@@ -50,8 +51,9 @@ void captureModules(const KrApplication& application, ApplicationConfig& setup) 
 
 void applyModules(KrApplication& application, const ApplicationConfig& setup) {
     for (const auto& extension : setup._getObjectProxy()->_getExtensions()) {
-        const auto record = readModuleRecord(*extension);
+        auto record = readModuleRecord(*extension);
         if (!record) continue;
+        if (const auto replacing = KrVersioningRegistry::findReplacement(record->key)) record->key = *replacing;
         auto* module = findModule(application, *record);
         if (module != nullptr) {
             copySettings(*record, *module);

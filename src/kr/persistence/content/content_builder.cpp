@@ -8,7 +8,6 @@
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -17,6 +16,8 @@
 #include "kr/persistence/content/internal/content_guards.h"
 #include "kr/persistence/content/internal/definition_follower.h"
 #include "kr/persistence/content/internal/kept_content.h"
+#include "kr/persistence/content/internal/obsolete_types.h"
+#include "kr/persistence/content/internal/reference_paths.h"
 
 namespace KrPersistence::detail {
 
@@ -63,20 +64,18 @@ KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
     return extension;
 }
 
-KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(const ExtensionRecord& record) {
+KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(ExtensionRecord& record) {
     if (record.isLost || record.key.completed().isNull()) return {};
     const auto type = record.key.toString();
     Kr::KrSmartPtr<KrExtension> made;
     // Asked for once: the factory looks for a plug-in each time.
-    if (_missingTypes.count(type) == 0 || KrSim::KrExtensionFactory::isValid(record.key)) {
-        made = KrSim::KrExtensionFactory::create(record.key);
-    }
+    if (_missingTypes.count(type) == 0 || isTypeThere(record.key)) made = createOrReplace(record);
     if (made && record.isObject && asObject(made.get()) == nullptr) made.reset();  // has nowhere to keep what is below
     if (!made) ++_missingTypes[type];
     return made;
 }
 
-KrSmartPtr<KrExtension> ContentBuilder::_make(const ExtensionRecord& record) {
+KrSmartPtr<KrExtension> ContentBuilder::_make(ExtensionRecord& record) {
     auto made = _makeByFactory(record);
     if (!made) {
         made = record.isObject ? KrSmartPtr<KrExtension>(Kr::makeSmart<KrObject>()) : Kr::makeSmart<KrExtension>();
@@ -123,7 +122,11 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()})
         takeMarks(*group, record.fields[group->getID()]);
 
-    extension._loadImplementation(&record.fields);
+    {
+        const ReferencePaths paths(record.fields, record.references);
+        extension._loadImplementation(&record.fields);
+        paths.update(record.references);
+    }
     if (!extension.hasImplementation()) {
         for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
             const auto& saved = record.fields[group->getID()];

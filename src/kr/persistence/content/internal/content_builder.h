@@ -43,8 +43,8 @@ public:
 
 private:
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _build(ExtensionRecord& record);
-    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _make(const ExtensionRecord& record);
-    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _makeByFactory(const ExtensionRecord& record);
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _make(ExtensionRecord& record);
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _makeByFactory(ExtensionRecord& record);
     void _load(KrSim::KrExtension& extension, ExtensionRecord& record);
     void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
     void _buildBelow(KrSim::KrObject& object, ExtensionRecord& record);
