@@ -23,7 +23,7 @@ using Extension = Kr::KrSmartPtr<KrSim::KrExtension>;
 /// Loads the plug-in first, so that its failure is told apart from that of the type.
 Extension make(const KrFactoryKey& key) {
     if (!key.plugin.empty() && !KrPluginManager::instance().load(key.plugin)) {
-        throw Failure(eExitCode::kFailed,
+        throw Failure(eExitCode::kMissingPlugin,
                       "plug-in '" + key.plugin + "' cannot be loaded, the warning before this line says why");
     }
     auto made = KrExtensionFactory::create(key);

@@ -46,7 +46,7 @@ RUNS = {
     "module as content": (["run", "--plugins", ACTORS, "--content", "Ender"], 2, "", "Actor.Ender .* choose it with --module"),
     "content as module": (["run", "--module", "Scene"], 2, "", "Content.Scene .* choose it with --content"),
     "other version": (["run", "--plugins", "{OtherVersion}", "--content", "Ox"], 2, "", "OtherVersion.krp' was built for library 2019"),
-    "undefined symbol": (["run", "--plugins", "{Undefined}", "--content", "Ox", "--log-level", "off"], 1, "",
+    "undefined symbol": (["run", "--plugins", "{Undefined}", "--content", "Ox", "--log-level", "off"], 4, "",
                          "notThere.*krsim: plug-in 'Undefined' cannot be loaded"),
     "throwing type": (["run", "--plugins", "{Animals}", "--content", "Ox"], 1, "", r"out of order.*krsim: Animal\.Ox .* cannot be made"),
     "log file": (["run", "--content", "Scene", "--log-file", "{folder}/a/b"], 1, "", "log file '.*/a/b.*' cannot be written: No such"),
