@@ -54,6 +54,8 @@ int main(int count, char** arguments) {
     } catch (const std::exception& exception) {
         code = fail(eExitCode::kFailed, exception.what());
     }
-    if (std::fflush(stdout) != 0 && code == eExitCode::kOk) code = fail(eExitCode::kFailed, "cannot write the output");
+    // A block that was not written is not tried again, so that the flush alone would tell of the last one only.
+    const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!isWritten && code == eExitCode::kOk) code = fail(eExitCode::kFailed, "cannot write the output");
     return static_cast<int>(code);
 }

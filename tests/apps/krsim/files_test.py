@@ -66,6 +66,8 @@ class Files(unittest.TestCase):
                 self.assertRegex(self.krsim("info", step), f"(?i): {kind}, objects, release \\d+.\\d+, \\d+ bytes\n$")
             self.assertEqual(step.read_bytes(), self.car.read_bytes())
         self.assertIn("Identifier: Mass\n", self.krsim("dump", self.folder / "car.binary"))
+        with open("/dev/full", "w") as full:
+            self.assertEqual(subprocess.run([KRSIM, "dump", self.car], stdout=full, stderr=subprocess.DEVNULL).returncode, 1)
 
     def test_differences_are_told_by_place(self):
         changed = self.folder / "changed.xml"
