@@ -56,6 +56,8 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
             if (!hasContent(create->what)) return answer(app, CLI::RequiredError("--content (or --module)"));
             if (create->setupFile.empty() && create->objectFile.empty())
                 return answer(app, CLI::RequiredError("--setup or --objects"));
+            if (create->setupFile == create->objectFile)
+                return answer(app, CLI::ValidationError("--objects", "the setup needs another file than its objects"));
         }
         return std::visit([](const auto& each) -> Command { return each; }, *plan);
     }
