@@ -109,7 +109,7 @@ Faults SimulationFiles::findFaults() const {
     faults.missingPlugins = _missingModules;
     for (const auto& extension : _application.getContentDispatcher().getExtensions()) {
         const auto& key = extension->getCreationKey();
-        if (!key.isNull() && !extension->hasImplementation()) {
+        if (!key.completed().isNull() && !extension->hasImplementation()) {
             faults.missingPlugins.push_back("'" + extension->getPath() + "' of the type " + key.toString() +
                                             (key.plugin.empty() ? "" : " of plug-in " + key.plugin));
         }

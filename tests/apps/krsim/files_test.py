@@ -85,6 +85,8 @@ class Files(unittest.TestCase):
         self.assertIn("no plug-in makes module 'Drive Module'", self.krsim("run", self.setup_file, code=4))
         self.krsim("run", self.car, "--allow-missing", "--free", "--frames", 3)
         text = self.car.read_text()
+        self.car.write_text(re.sub("<Uuid>.*</Uuid>", "", text))  # as people write it
+        self.assertIn("missing: 'Electric Car'", self.krsim("verify", self.car, code=4))
         self.car.write_text(text.replace("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Pedals<"))
         self.assertRegex(self.krsim("verify", self.car, *WITH_PLUGINS, code=3), "Outputs.Pedals to .* cannot be made")
 
