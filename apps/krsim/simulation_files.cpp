@@ -92,16 +92,19 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
 }
 
 void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrFile& file) {
-    const auto* section = findSection<KrObjectSection>(file);
-    if (section == nullptr) {
-        throw Failure(eExitCode::kUsage, "'" + filename + "' holds neither a setup nor objects");
-    }
-    for (const auto& each : section->getObjects()) {
-        if (!_application.add(each.get())) {
-            throw Failure(eExitCode::kFailed,
-                          "'" + each->getName() + "' of '" + filename + "' is refused by the application");
+    bool hasObjects = false;
+    for (const auto* each : file.getSections()) {
+        const auto* section = dynamic_cast<const KrObjectSection*>(each);
+        if (section == nullptr) continue;
+        hasObjects = true;
+        for (const auto& object : section->getObjects()) {
+            if (!_application.add(object.get())) {
+                throw Failure(eExitCode::kFailed,
+                              "'" + object->getName() + "' of '" + filename + "' is refused by the application");
+            }
         }
     }
+    if (!hasObjects) throw Failure(eExitCode::kUsage, "'" + filename + "' holds neither a setup nor objects");
 }
 
 Faults SimulationFiles::findFaults() const {
