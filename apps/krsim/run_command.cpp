@@ -24,6 +24,7 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/platform/clock.h"
+#include "kr/platform/log.h"
 #include "kr/platform/log_line.h"
 
 namespace krsim {
@@ -104,6 +105,8 @@ void build(KrSim::KrApplication& application, SimulationFiles& files, const RunP
                           "; --plugins DIR tells where to look, --allow-missing runs without it");
     }
     if (plan.logFilePrefix) openLogFile(application, *plan.logFilePrefix);
+    for (const auto& each : faults.others)
+        Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", each.c_str());
     assemble(application, plan, TypeCatalog(getPluginDirectories()), files.hasSetup());
     if (!plan.stateToRestore.empty()) restoreState(application, plan.stateToRestore);
     if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(plan.logLevel.value_or(Kr::eLogLevel::kInfo));

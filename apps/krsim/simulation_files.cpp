@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <unordered_map>
 #include <utility>
 
 #include "apps/krsim/assembly.h"
@@ -110,7 +111,14 @@ void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrF
 Faults SimulationFiles::findFaults() const {
     Faults faults;
     faults.missingPlugins = _missingModules;
+    std::unordered_map<KrSim::KrContentID::Identifier, const KrSim::KrExtension*> byID;
     for (const auto& extension : _application.getContentDispatcher().getExtensions()) {
+        const auto& id = extension->getContentID();
+        const auto [first, isFirst] = byID.emplace(id.getRuntimeID(), extension.get());
+        if (!isFirst) {
+            faults.others.push_back("'" + extension->getPath() + "' has the content ID " + id.toString() + " of '" +
+                                    first->second->getPath() + "': is the same content loaded twice?");
+        }
         const auto& key = extension->getCreationKey();
         if (!key.completed().isNull() && !extension->hasImplementation()) {
             faults.missingPlugins.push_back("'" + extension->getPath() + "' of the type " + key.toString() +

@@ -87,6 +87,8 @@ class Files(unittest.TestCase):
         text = self.car.read_text()
         self.car.write_text(re.sub("<Uuid>.*</Uuid>", "", text))  # as people write it
         self.assertIn("missing: 'Electric Car'", self.krsim("verify", self.car, code=4))
+        self.car.write_text(text)
+        self.assertIn("loaded twice", self.krsim("verify", self.car, self.car, *WITH_PLUGINS, code=3))
         self.car.write_text(text.replace("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Pedals<"))
         self.assertRegex(self.krsim("verify", self.car, *WITH_PLUGINS, code=3), "Outputs.Pedals to .* cannot be made")
 
