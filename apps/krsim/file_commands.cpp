@@ -51,6 +51,7 @@ std::string describe(const std::string& filename) {
     if (!stream) {
         throw Failure(eExitCode::kUsage, "file '" + filename + "' cannot be opened: " + std::strerror(errno));
     }
+    refuseFolder(filename);
     KrMagicTag tag(-1, -1);
     tag.load(stream);
     if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
@@ -81,9 +82,17 @@ TreeNode loadTree(const std::string& filename) {
 
 }  // namespace
 
-void showInfo(const InfoPlan& plan) {
-    for (const auto& each : plan.files)
-        print(describe(each));
+eExitCode showInfo(const InfoPlan& plan) {
+    auto code = eExitCode::kOk;
+    for (const auto& each : plan.files) {
+        try {
+            print(describe(each));
+        } catch (const Failure& failure) {  // the others are shown all the same
+            std::fprintf(stderr, "krsim: %s\n", failure.what());
+            code = failure.getCode();
+        }
+    }
+    return code;
 }
 
 void dumpFile(const DumpPlan& plan) {

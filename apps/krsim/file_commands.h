@@ -7,8 +7,8 @@ namespace krsim {
 
 // Each prints on standard output and throws a Failure that names the file when one is refused.
 
-/// A line for each file: type, kind, release.
-void showInfo(const InfoPlan& plan);
+/// A line for each file: type, kind, release; for one that is refused the reason, on standard error.
+[[nodiscard]] eExitCode showInfo(const InfoPlan& plan);
 /// A line for each value.
 void dumpFile(const DumpPlan& plan);
 /// The input may be the output.

@@ -7,18 +7,14 @@
 #include "kr/persistence/files/named_file_section.h"
 
 namespace krsim {
-namespace {
 
 using KrPersistence::KrFile;
 
-/// The texts of the library end with line feeds.
 std::string trim(std::string text) {
     while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
         text.pop_back();
     return text;
 }
-
-}  // namespace
 
 const char* describeType(KrFile::eFileType type) noexcept {
     switch (type) {
@@ -45,19 +41,35 @@ int toFlags(eFileKind kind) noexcept {
     return 0;
 }
 
+void refuseFolder(const std::string& filename) {
+    std::error_code error;
+    if (std::filesystem::is_directory(filename, error)) {
+        throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: it is a folder");
+    }
+}
+
 Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename) {
     std::error_code error;
     if (!std::filesystem::exists(filename, error)) {
         throw Failure(eExitCode::kUsage, "file '" + filename + "' does not exist");
     }
+    refuseFolder(filename);
     auto file = Kr::makeSmart<KrFile>();
     if (file->load(filename)) return file;
     throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + trim(file->getLastError()));
 }
 
+void failToSave(const char* what, const std::string& filename, const std::string& reason) {
+    const auto folder = std::filesystem::path(filename).parent_path();
+    std::error_code error;
+    const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
+    throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") +
+                                          (hasFolder ? trim(reason) : "there is no folder '" + folder.string() + "'"));
+}
+
 void saveFile(KrFile& file, const std::string& filename, eFileKind kind) {
     if (file.save(filename, toFlags(kind))) return;
-    throw Failure(eExitCode::kFailed, "file '" + filename + "' cannot be saved: " + trim(file.getLastError()));
+    failToSave("file", filename, file.getLastError());
 }
 
 TreeNode makeTree(const KrFile& file) {

@@ -12,6 +12,15 @@ namespace krsim {
 /// Throws a Failure with the reason when the file is refused.
 [[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename);
 
+/// A folder can be opened, too, but not read. Throws a Failure for one.
+void refuseFolder(const std::string& filename);
+
+/// Texts of the library end with line feeds.
+[[nodiscard]] std::string trim(std::string text);
+
+/// Throws the Failure of a file of this sort ("state") that cannot be saved, with the reason.
+[[noreturn]] void failToSave(const char* what, const std::string& filename, const std::string& reason);
+
 /// Throws a Failure with the reason when it cannot be saved.
 void saveFile(KrPersistence::KrFile& file, const std::string& filename, eFileKind kind);
 

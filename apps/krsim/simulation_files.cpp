@@ -156,7 +156,7 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
     setup->pluginDirectories.set(std::move(directories));
     std::string error;
     if (KrPersistence::saveSetupFile(content, plan.setupFile, toFlags(plan.kind), error)) return;
-    throw Failure(eExitCode::kFailed, "file '" + plan.setupFile + "' cannot be saved: " + error);
+    failToSave("file", plan.setupFile, error);
 }
 
 }  // namespace krsim

@@ -102,8 +102,11 @@ class Files(unittest.TestCase):
             with self.subTest(file.name):
                 self.assertIn(reason, self.krsim("dump", file, code=3))
                 self.assertIn(file.name, self.krsim("run", file, code=3))
-        self.assertIn("not one of the framework's", self.krsim("info", empty, code=3))
+        told = self.krsim("info", empty, self.folder, self.car, code=3)
+        for text in ("not one of the framework's", "is a folder", "XML, objects"):
+            self.assertIn(text, told)
         self.assertIn("does not exist", self.krsim("run", self.folder / "none", code=2))
+        self.assertIn("does not exist", self.run_quietly(self.car, "--restore-state", self.folder / "none", code=2))
         self.assertIn("stands first", self.krsim("run", self.car, self.setup_file, *WITH_PLUGINS, code=2))
 
     def test_create_and_graph(self):
@@ -114,7 +117,7 @@ class Files(unittest.TestCase):
         setup_file.parent.rename(self.folder / "moved")
         self.assertIn("no fault", self.krsim("verify", self.folder / "moved/setup.json", *WITH_PLUGINS))
         self.assertRegex(self.krsim("graph", self.folder / "moved/setup.json", *WITH_PLUGINS), "digraph(?s:.*)Outputs.Pedal")
-        self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--objects", self.folder / "none/a", code=1)
+        self.assertIn("there is no folder", self.krsim("convert", self.car, self.folder / "none/a", "--to", "xml", code=1))
 
 
 if __name__ == "__main__":
