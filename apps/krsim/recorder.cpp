@@ -42,7 +42,7 @@ void appendNumber(std::string& line, double value) {
 class Finder final : public KrData::FieldVisitor {
 public:
     Finder(const std::vector<std::string>& patterns, std::vector<KrData::FieldReference>& fields, std::string& header)
-        : _patterns(patterns), _fields(fields), _header(header) {}
+        : _patterns(patterns), _isMet(patterns.size()), _fields(fields), _header(header) {}
 
     void find(KrSim::KrExtension& extension) {
         _prefix = extension.getPath() + ".";
@@ -55,15 +55,28 @@ public:
 
     void visitField(KrData::FieldBase& field) override {
         const std::string path = _prefix + field.getPath();
-        const auto isMeant = [&](const std::string& pattern) { return matches(pattern, path); };
-        if (!_patterns.empty() && std::none_of(_patterns.begin(), _patterns.end(), isMeant)) return;
+        bool isMeant = _patterns.empty();
+        for (std::size_t i = 0; i < _patterns.size(); ++i) {
+            if (!matches(_patterns[i], path)) continue;
+            isMeant = true;
+            _isMet[i] = true;
+        }
+        if (!isMeant) return;
         _fields.emplace_back(&field);
         _header += ',';
         appendCell(_header, path);
     }
 
+    /// A pattern that no field is of, empty when there is none.
+    [[nodiscard]] std::string getUnmet() const {
+        if (_fields.empty() && _patterns.empty()) return "*.Outputs.*";
+        const auto unmet = std::find(_isMet.begin(), _isMet.end(), false);
+        return unmet != _isMet.end() ? _patterns[static_cast<std::size_t>(unmet - _isMet.begin())] : std::string();
+    }
+
 private:
     const std::vector<std::string>& _patterns;
+    std::vector<bool> _isMet;  // by place in the patterns
     std::vector<KrData::FieldReference>& _fields;
     std::string& _header;
     std::string _prefix;
@@ -79,7 +92,7 @@ Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)), _file(std::fopen(_
 Recorder::~Recorder() = default;
 
 void Recorder::onFrameEnded(KrSim::KrApplication* application) {
-    if (_error != 0) return;
+    if (_error != 0 || !_unmet.empty()) return;
     const auto& context = application->getContext();
     const std::int64_t frame = context.getFrame();
     if (std::exchange(_lastFrame, frame) == frame) return;  // a paused one
@@ -87,6 +100,8 @@ void Recorder::onFrameEnded(KrSim::KrApplication* application) {
     const double step = context.getSimulationTimeStep();
     const double seconds = static_cast<double>(frame + 1) * step;
     if (!_isBegun) _begin(*application);
+    // Now, and not when a long run has ended.
+    if (!_unmet.empty()) return application->sendExitApplicationRequest();
     // Half a step early is nearer than half a step late.
     if (seconds < _nextSeconds - 0.5 * step) return;
     _writeLine(seconds);
@@ -95,16 +110,18 @@ void Recorder::onFrameEnded(KrSim::KrApplication* application) {
     }
 }
 
+void Recorder::requireFields() const {
+    if (_unmet.empty()) return;
+    throw Failure(eExitCode::kUsage,
+                  "no field is of the pattern '" + _unmet + "'; 'krsim run --outputs' shows paths of fields");
+}
+
 void Recorder::finish() {
+    requireFields();
     const auto file = std::move(_file);
     if (_error == 0 && std::fflush(file.get()) != 0) _error = errno;
     if (_error != 0) {
         throw Failure(eExitCode::kFailed, "record '" + _plan.file + "' cannot be written: " + std::strerror(_error));
-    }
-    if (_isBegun && _fields.empty()) {
-        throw Failure(eExitCode::kUsage, "no field is of the pattern '" +
-                                             (_plan.patterns.empty() ? "*.Outputs.*" : _plan.patterns.front()) +
-                                             "'; 'krsim run --outputs' shows paths of fields");
     }
 }
 
@@ -114,6 +131,7 @@ void Recorder::_begin(const KrSim::KrApplication& application) {
     Finder finder(_plan.patterns, _fields, _line);
     for (const auto& extension : application.getContentDispatcher().getExtensions())
         finder.find(*extension);
+    _unmet = finder.getUnmet();
     _print();
 }
 

@@ -145,8 +145,10 @@ eExitCode runSimulation(const RunPlan& plan) {
     if (!plan.isQuiet) output.print(formatSummary(plan, result));
     if (plan.printsOutputs) output.print(formatOutputs(*application));
     recording.reset();
-    if (recorder) recorder->finish();
+    if (recorder) recorder->requireFields();
+    // A full disk under the table takes no state with it.
     if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave);
+    if (recorder) recorder->finish();
     return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;
 }
 

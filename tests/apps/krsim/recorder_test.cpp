@@ -82,7 +82,8 @@ TEST(KrsimRecorder, WritesALineEachPeriodWithWhatIsStillThere) {
 
 TEST(KrsimRecorder, RefusesWhatItCannotRecord) {
     Simulation simulation;
-    EXPECT_THROW(simulation.record({.patterns = {"*.Sped"}}, 1), krsim::Failure);
+    EXPECT_THROW(simulation.record({.patterns = {"*.Speed", "*.Sped"}}, 1), krsim::Failure);
+    EXPECT_FALSE(simulation.application->update());  // the run is over
     EXPECT_THROW(krsim::Recorder({.file = (simulation.folder / "none/record.csv").string()}), krsim::Failure);
     krsim::Recorder full({.file = "/dev/full"});
     simulation.application->registerListener(&full);
