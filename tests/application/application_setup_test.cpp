@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -169,6 +170,10 @@ TEST(Setup, WithValuesThatDoNotExistLeavesTheSettingsAsTheyAre) {
                     "5 KrApplication: Frame rate set to 100000 Hz",
                     "3 KrApplication: 'ApplicationMode' of the setup has the value -1, which does not exist; it "
                     "is ignored\n"));
+    setup->simulationFrameRate = std::nan("");
+    EXPECT_TRUE(application->applySetup(setup));
+    EXPECT_EQ(application->getSimulationFrameRate(), ApplicationConfig::kHighestFrameRate);
+    EXPECT_EQ(application->getConfiguration()->simulationFrameRate, ApplicationConfig::kHighestFrameRate);
 }
 
 }  // namespace application_setup_test

@@ -70,7 +70,12 @@ void KrApplication::setCommunicationModel(eCommunicationModel model) {
 void KrApplication::_applyConfiguration() {
     _isConfigurationChanged = false;
     const double rateHz = _configuration->simulationFrameRate;
-    if (rateHz != getSimulationFrameRate()) _state->_setFrameRate(rateHz, rateHz);
+    if (std::isnan(rateHz)) {
+        setSimulationFrameRate(rateHz);  // refuses it
+        _configuration->simulationFrameRate = getSimulationFrameRate();
+    } else if (rateHz != getSimulationFrameRate()) {
+        _state->_setFrameRate(rateHz, rateHz);
+    }
     if (const auto mode = valueOf<eSynchronizationMode>(_configuration->synchronizationMode)) {
         _state->_setSyncMode(*mode);
     }
@@ -94,7 +99,7 @@ bool KrApplication::applySetup(const KrSmartInterface<ApplicationConfig>& setup)
         _configuration->_applyPluginPath();
         _configuration->_applyResourcesPath();
         _applyConfiguration();
-        setSimulationFrameRate(setup->simulationFrameRate);
+        if (!std::isnan(setup->simulationFrameRate)) setSimulationFrameRate(setup->simulationFrameRate);
         if (const auto mode = valueOf<eApplicationMode>(setup->applicationMode)) setApplicationMode(*mode);
         detail::applyModules(*this, *setup);
     });
