@@ -46,6 +46,18 @@ INSTANTIATE_TEST_SUITE_P(
                     PaceCase{"SleptTooLong", 5e-3, 4e-3, kStep - 6e-3, kStep - 5e-3, 0, 3e-3, kStep + 3e-3}),
     test_support::caseName);
 
+TEST(FramePacer, WaitsForAClockThatOnlySleepingMoves) {
+    struct : Kr::IClock {
+        [[nodiscard]] double getSeconds() const override { return now; }
+        void sleep(double seconds) override { now += seconds; }
+        [[nodiscard]] double getResolution() const override { return 1e-3; }
+        double now{1000.0};
+    } clock;
+    KrSim::FramePacer pacer(clock);
+    for (int frame = 0; frame < 4; ++frame)
+        EXPECT_NEAR(pacer.beginPaced(kStep).time, 1000.0 + frame * kStep, kTick);
+}
+
 struct LearnCase {
     const char* name;
     std::vector<double> lateness;

@@ -2,6 +2,14 @@
 
 namespace KrSim {
 
+namespace {
+
+/// So often is a clock read that stands still, before it is taken for one that only sleeping moves: longer than any
+/// real clock takes to its next tick.
+constexpr int kMostReadings = 1'000'000;
+
+}  // namespace
+
 FramePacer::FramePacer(Kr::IClock& clock) : _clock(clock), _resolution(clock.getResolution()) {}
 
 FrameStart FramePacer::beginFree() {
@@ -25,8 +33,7 @@ FrameStart FramePacer::beginPaced(double stepSeconds) {
         _learn(now - wakeUp);
     }
     if (remaining > 0.0) {
-        while (now - mark < stepSeconds)
-            now = _clock.getSeconds();
+        now = _spinUntil(mark, stepSeconds, now);
         start.wait = remaining;
         start.oversleep = now - mark - stepSeconds;
     } else {
@@ -35,6 +42,18 @@ FrameStart FramePacer::beginPaced(double stepSeconds) {
     start.time = now;
     _mark = now;
     return start;
+}
+
+double FramePacer::_spinUntil(double mark, double stepSeconds, double now) {
+    for (int still = 0; now - mark < stepSeconds; ++still) {
+        const double next = _clock.getSeconds();
+        if (next != now) still = 0;
+        now = next;
+        if (still < kMostReadings) continue;
+        _clock.sleepUntil(mark + stepSeconds);
+        return _clock.getSeconds();  // may be short of it by a rounding error
+    }
+    return now;
 }
 
 void FramePacer::_learn(double lateness) {

@@ -21,7 +21,8 @@ struct FrameStart {
 ///
 /// How much before is the resolution: how late sleeps end. It begins with that of the clock and follows the sleeps of
 /// the loop itself, so that the spin is as short as the machine allows. A frame is due one time step after the
-/// beginning of the one before: time that was lost is not caught up.
+/// beginning of the one before: time that was lost is not caught up. A clock that stands still while it is read again
+/// and again is slept on, so that one which only sleeping moves ends the wait, too.
 /// Thread: one.
 class KR_API FramePacer {
 public:
@@ -37,6 +38,7 @@ public:
     [[nodiscard]] Kr::IClock& getClock() const noexcept { return _clock; }
 
 private:
+    [[nodiscard]] double _spinUntil(double mark, double stepSeconds, double now);
     void _learn(double lateness);
 
     Kr::IClock& _clock;
