@@ -1,7 +1,5 @@
 #include "kr/persistence/content/object_section.h"
 
-#include <algorithm>
-
 #include "kr/extension/extension.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/content/internal/content_builder.h"
@@ -33,9 +31,11 @@ KrObjectSection::KrObjectSection() = default;
 KrObjectSection::~KrObjectSection() = default;
 
 void KrObjectSection::addObject(KrSim::KrExtension* object) {
-    const auto isSame = [object](const auto& each) { return each.get() == object; };
-    if (object == nullptr || std::any_of(_objects.begin(), _objects.end(), isSame)) return;
-    _objects.emplace_back(object);
+    if (_known.size() != _objects.size()) {  // they were loaded
+        for (const auto& each : _objects)
+            _known.insert(each.get());
+    }
+    if (object != nullptr && _known.insert(object).second) _objects.emplace_back(object);
 }
 
 std::size_t KrObjectSection::getLoadedExtensionCount() const noexcept {
@@ -63,6 +63,7 @@ void KrObjectSection::_read(ArchiveReader& reader, unsigned int) {
     auto* file = getOwner();
     if (file == nullptr) reader.fail("a section of objects without a file");
     _objects.clear();
+    _known.clear();
     _builder = std::make_unique<detail::ContentBuilder>(detail::readContent(reader), reader.getArchiveName(),
                                                         makeProgress(file));
     file->addCallback(kBuild, [this] {

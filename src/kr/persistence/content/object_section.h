@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "kr/extension/fwd.h"
@@ -53,6 +54,7 @@ class KR_API KrObjectSection final : public NamedFileSection {
 
 private:
     Objects _objects;
+    std::unordered_set<const KrSim::KrExtension*> _known;  // the same; filled when one is added
     std::unique_ptr<detail::ContentBuilder> _builder;  // of the last load
 };
 
