@@ -155,6 +155,8 @@ TEST_P(SetupFiles, WithoutASetupOrWithMoreAreRefused) {
     setup->_getObjectProxy()->add(stranger.get());
     EXPECT_FALSE(saveSetupFile({setup, {}}, name, GetParam().flags, error));
     EXPECT_THAT(error, testing::HasSubstr("is no record of a module"));
+    EXPECT_FALSE(saveSetupFile({}, name, GetParam().flags, error));
+    EXPECT_EQ(error, "there is no setup to save");
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SetupFiles,

@@ -10,6 +10,10 @@
 namespace KrPersistence {
 
 bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags, std::string& error) {
+    if (!file.setup) {
+        error = "there is no setup to save";
+        return false;
+    }
     const auto saved = Kr::makeSmart<KrFile>();
     saved->addSection(std::make_unique<KrSetupSection>(file.setup).release());
     auto list = std::make_unique<KrContentListSection>();

@@ -82,7 +82,8 @@ KrSetupSection::~KrSetupSection() = default;
 
 void KrSetupSection::_write(ArchiveWriter& writer) const {
     const auto standard = makeSetup();
-    writer.groupIf(static_cast<bool>(_setup) && standard, "Setup", [&] {
+    if (!standard) throw std::runtime_error("a setup cannot be made");
+    writer.groupIf(static_cast<bool>(_setup), "Setup", [&] {
         const auto& object = *_setup->_getObjectProxy();
         writer.write("Name", object.getName());
         writeContentID(writer, "ContentID", object.getContentID());
