@@ -315,6 +315,9 @@ TEST(SnapshotRing, KeepsTheLastOnesAndRewinds) {
     world.run(2);
     EXPECT_EQ(world.second->speed, speeds[11]);
     EXPECT_THAT(framesOf(ring), ElementsAre(7, 9, 11));
+    ring.at(0)->restore(*world.application);  // behind its back
+    world.run(4);
+    EXPECT_THAT(framesOf(ring), ElementsAre(7, 8, 10));
 
     SnapshotRing small(*world.application, {.maximumBytes = ring.at(0)->getSizeBytes() * 5 / 2});
     for (int i = 0; i < 5; ++i) {

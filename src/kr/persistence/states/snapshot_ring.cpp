@@ -33,11 +33,16 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
 
     void onFrameEnded(KrSim::KrApplication*) override {
         const auto frames = application._getFramePosition().frames;
-        if (frames == lastFrame || frames < nextFrame) return;
+        // Fewer than before: somebody else has restored an earlier state.
+        if (frames == lastFrame || (frames > lastFrame && frames < nextFrame)) return;
         later([](Store& self) { self.record(); });
     }
 
     void record() {
+        // One of the same frame is replaced; later ones belong to a run that has ended.
+        const auto frames = application._getFramePosition().frames;
+        while (!kept.empty() && kept.back().snapshot->getFrame() >= frames)
+            dropLast();
         Snapshot recycled;
         while (!kept.empty() && (kept.size() >= options.maximumCount || bytes > options.maximumBytes)) {
             bytes -= kept.front().bytes;
@@ -48,8 +53,6 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
         if (!snapshot) return;
         lastFrame = snapshot->getFrame();
         nextFrame = lastFrame + options.framesApart;
-        // One of the same frame is replaced.
-        if (!kept.empty() && kept.back().snapshot->getFrame() == lastFrame) dropLast();
         const auto size = options.maximumBytes == SnapshotRingOptions::kUnlimited ? 0 : snapshot->getSizeBytes();
         bytes += size;
         kept.push_back({std::move(snapshot), size});
