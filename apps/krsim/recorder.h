@@ -22,8 +22,8 @@ struct RecordPlan {
 
 /// Writes values of fields into a table of comma-separated values (RFC 4180): a line with the simulated time, "Time",
 /// and the paths of the fields, then a line for each moment. Numbers read back exactly. The fields are those that are
-/// there when the first frame ends; one that is gone leaves its column empty. A pattern that no field is of ends the run
-/// there.
+/// there when the first frame ends; one that is gone leaves its column empty. A pattern that no field is of ends the
+/// run there.
 class Recorder final : public KrSim::IApplicationListener {
 public:
     /// Throws a Failure when the file cannot be written.
@@ -52,7 +52,7 @@ private:
     std::string _line;
     std::int64_t _lastFrame{-1};
     double _nextSeconds{0.0};
-    int _error{0};  // errno of the first failure
+    int _error{0};       // errno of the first failure
     std::string _unmet;  // a pattern of no field
     bool _isBegun{false};
 };

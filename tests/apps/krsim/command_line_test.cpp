@@ -82,7 +82,9 @@ INSTANTIATE_TEST_SUITE_P(
                     FileRefusal{"OneFileToCompare", {"diff", "a"}, "SECOND is required"},
                     FileRefusal{"StrayWord", {"diff", "a", "b", "c"}, "not expected: c"},
                     FileRefusal{"NothingToCreate", {"create", "--setup", "a"}, "--content (or --module) is required"},
-                    FileRefusal{"OneFileForBoth", {"create", "--content", "a", "--setup", "b", "--objects", "b"}, "needs another file"},
+                    FileRefusal{"OneFileForBoth",
+                                {"create", "--content", "a", "--setup", "b", "--objects", "b"},
+                                "needs another file"},
                     FileRefusal{"NowhereToCreate", {"create", "--content", "a"}, "--setup or --objects is required"}),
     test_support::caseName);
 

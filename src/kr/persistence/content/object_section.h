@@ -55,7 +55,7 @@ class KR_API KrObjectSection final : public NamedFileSection {
 private:
     Objects _objects;
     std::unordered_set<const KrSim::KrExtension*> _known;  // the same; filled when one is added
-    std::unique_ptr<detail::ContentBuilder> _builder;  // of the last load
+    std::unique_ptr<detail::ContentBuilder> _builder;      // of the last load
 };
 
 }  // namespace KrPersistence

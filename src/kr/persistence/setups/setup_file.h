@@ -13,7 +13,8 @@ namespace KrPersistence {
 /// What a setup file holds: from what an application is built, and the object files to load into it.
 struct SetupFile {
     KrSim::KrSmartInterface<KrSim::ApplicationConfig> setup{};
-    std::vector<std::string> contentFiles{};  ///< absolute after loading; relative ones are meant from the setup file on
+    std::vector<std::string>
+        contentFiles{};  ///< absolute after loading; relative ones are meant from the setup file on
 };
 
 /// Saves a setup file.

@@ -1,9 +1,10 @@
-// Loads damaged object files: damaged_files FILES MUTANTS ROUNDS
+// Loads damaged files of objects, setups and states: damaged_files FILES MUTANTS ROUNDS
 //
-// FILES random files of each kind are saved, and MUTANTS damaged copies of each are loaded. Prints how many were
-// refused, the longest load and the peak of memory over that of the process. Then 100 damaged files of each kind are
-// loaded ROUNDS times, and the growth of memory after the first round is printed. Fails when a load takes more than
-// 2 s, takes more memory than 64 MiB and 8 times the file, leaves content behind, or when memory grows by 1 MiB.
+// FILES random files of each sort and kind are saved, and MUTANTS damaged copies of each are loaded. Prints how many
+// were refused, the longest load and the peak of memory over that of the process. Then 100 damaged files of each kind
+// are loaded ROUNDS times, and the growth of memory after the first round is printed. Fails when a load takes more than
+// 2 s, takes more memory than 64 MiB and 8 times the file, leaves content behind, or when memory grows by 1 MiB. States
+// that can be loaded are restored, too, and all that can be loaded is saved again.
 
 #include <malloc.h>
 #include <unistd.h>
@@ -20,11 +21,10 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/persistence/content/object_section.h"
-#include "kr/persistence/files/file.h"
 #include "kr/platform/log.h"
 #include "tests/persistence/content/garage.h"
 #include "tests/persistence/fields/field_trees.h"
+#include "tests/persistence/states/saved_files.h"
 
 /// There in a program under a sanitizer, whose allocator keeps what was freed.
 extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes();  // NOLINT: the name is not ours
@@ -61,7 +61,7 @@ void resetPeak() {
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
-std::string makeFile(unsigned seed, int flags) {
+std::string makeObjects(unsigned seed, int flags) {
     auto top = garage::makeObject(garage::kGarageType, "Top", 1);
     const auto motor = garage::make(garage::kMotorType, "Motor", 2);
     top->add(motor.get());
@@ -75,6 +75,29 @@ std::string makeFile(unsigned seed, int flags) {
                                      top->getExtension(0)->getImplementationAs<garage::Motor>()->pedal.getField());
     return garage::save({top}, flags);
 }
+
+saved_files::Simulation& simulation() {
+    static auto& made = *new saved_files::Simulation;
+    return made;
+}
+
+std::string makeSetup(unsigned seed, int flags) {
+    return saved_files::makeSetup(*field_trees::TreeMaker(seed).make(), flags);
+}
+
+std::string makeState(unsigned seed, int flags) {
+    using saved_files::eStatePayload;
+    field_trees::TreeMaker trees(seed);
+    const auto payload = seed % 4 == 3 ? eStatePayload::kCompact : eStatePayload::kNormal;
+    return simulation().makeState(*trees.make(), flags, payload);
+}
+
+/// Makes a file of its sort.
+struct Sort {
+    const char* name;
+    std::string (*make)(unsigned seed, int flags);
+};
+constexpr Sort kSorts[] = {{"objects", makeObjects}, {"setups", makeSetup}, {"states", makeState}};
 
 std::string damage(std::string bytes, std::mt19937& random) {
     for (auto count = 1 + random() % 4; count > 0 && bytes.size() > 28; --count) {
@@ -99,21 +122,17 @@ std::string damage(std::string bytes, std::mt19937& random) {
     return bytes;
 }
 
-bool load(const std::string& bytes) {
-    std::istringstream stream(bytes);
-    KrFile file;
-    return file.load(stream);
-}
-
 class Run {
 public:
-    bool damageFiles(const Kind& kind, unsigned files, unsigned mutants) {
+    Run(const Sort& sort, const Kind& kind) : _sort(sort), _kind(kind) {}
+
+    bool damageFiles(unsigned files, unsigned mutants) {
         std::size_t refused = 0;
         double longest = 0.0;
         std::size_t most = 0;
         for (unsigned seed = 0; seed < files; ++seed) {
-            const auto bytes = makeFile(seed, kind.flags);
-            if (!load(bytes)) return _fail(kind, seed, "a whole file is refused");
+            const auto bytes = _sort.make(seed, _kind.flags);
+            if (!_load(bytes)) return _fail(seed, "a whole file is refused");
             const auto present = _registry.getExtensionCount();
             std::mt19937 random(seed);
             for (unsigned mutant = 0; mutant < mutants; ++mutant) {
@@ -121,39 +140,42 @@ public:
                 if (mutant % 64 == 0) resetPeak();
                 const auto before = readMemoryNow(mutant);
                 const auto begin = std::chrono::steady_clock::now();
-                if (!load(broken)) ++refused;
+                if (!_load(broken)) ++refused;
                 const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
                 longest = std::max(longest, took.count());
-                if (took.count() > 2.0) return _fail(kind, seed, "a load took more than 2 s");
-                if (_registry.getExtensionCount() != present) return _fail(kind, seed, "content was left behind");
+                if (took.count() > 2.0) return _fail(seed, "a load took more than 2 s");
+                if (!_isSound) return _fail(seed, "what was loaded cannot be restored or saved");
+                if (_registry.getExtensionCount() != present) return _fail(seed, "content was left behind");
                 if (mutant % 64 != 63) continue;
                 const auto peak = readMemory("VmHWM:");
                 most = std::max(most, peak - std::min(before, peak));
-                if (peak > before + 64 * kMebibyte + 8 * broken.size()) return _fail(kind, seed, "too much memory");
+                if (peak > before + 64 * kMebibyte + 8 * broken.size()) return _fail(seed, "too much memory");
             }
         }
-        std::printf("%s: %zu of %zu refused, longest load %.1f ms, peak of memory %.1f MiB\n", kind.name, refused,
-                    std::size_t{files} * mutants, 1e3 * longest, static_cast<double>(most) / double{kMebibyte});
+        std::printf("%s, %s: %zu of %zu refused, longest load %.1f ms, peak of memory %.1f MiB\n", _sort.name,
+                    _kind.name, refused, std::size_t{files} * mutants, 1e3 * longest,
+                    static_cast<double>(most) / double{kMebibyte});
         return true;
     }
 
-    bool repeatLoads(const Kind& kind, unsigned rounds) {
+    bool repeatLoads(unsigned rounds) {
         std::vector<std::string> broken;
         std::mt19937 random(1);
         while (broken.size() < 100) {
-            auto mutant = damage(makeFile(static_cast<unsigned>(broken.size()), kind.flags), random);
-            if (!load(mutant)) broken.push_back(std::move(mutant));
+            auto mutant = damage(_sort.make(static_cast<unsigned>(broken.size()), _kind.flags), random);
+            if (!_load(mutant)) broken.push_back(std::move(mutant));
         }
         std::size_t first = 0;
         for (unsigned round = 0; round < rounds; ++round) {
             for (const auto& each : broken)
-                load(each);
+                _load(each);
             if (round == 0) first = allocatedMemory();
         }
         const auto last = allocatedMemory();
         const auto growth = last - std::min(first, last);
-        std::printf("%s: 100 broken files, %u rounds, memory grew by %zu KiB\n", kind.name, rounds, growth >> 10U);
-        return growth < kMebibyte || _fail(kind, 0, "memory grows");
+        std::printf("%s, %s: 100 broken files, %u rounds, memory grew by %zu KiB\n", _sort.name, _kind.name, rounds,
+                    growth >> 10U);
+        return growth < kMebibyte || _fail(0, "memory grows");
     }
 
 private:
@@ -162,13 +184,17 @@ private:
         if (mutant % 64 == 0) _before = readMemory("VmRSS:");
         return _before;
     }
-    static bool _fail(const Kind& kind, unsigned seed, const char* what) {
-        std::printf("%s, file %u: %s\n", kind.name, seed, what);
+    bool _load(const std::string& bytes) { return simulation().load(bytes, _isSound); }
+    bool _fail(unsigned seed, const char* what) const {
+        std::printf("%s, %s, file %u: %s\n", _sort.name, _kind.name, seed, what);
         return false;
     }
 
     KrSim::KrContentRegistry& _registry = KrSim::KrContentRegistry::instance();
+    const Sort& _sort;
+    const Kind& _kind;
     std::size_t _before{0};
+    bool _isSound{true};
 };
 
 }  // namespace
@@ -181,9 +207,13 @@ int main(int count, char** arguments) {
     const auto number = [&](int at) { return static_cast<unsigned>(std::strtoul(arguments[at], nullptr, 10)); };
     Kr::LogSetLevel(Kr::eLogLevel::kOff);
     const garage::TypeScope types;
-    Run run;
+    simulation();
     bool isSound = true;
-    for (const auto& kind : kKinds)
-        isSound = run.damageFiles(kind, number(1), number(2)) && run.repeatLoads(kind, number(3)) && isSound;
+    for (const auto& sort : kSorts) {
+        for (const auto& kind : kKinds) {
+            Run run(sort, kind);
+            isSound = run.damageFiles(number(1), number(2)) && run.repeatLoads(number(3)) && isSound;
+        }
+    }
     return isSound ? 0 : 1;
 }
