@@ -201,7 +201,7 @@ TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
     ASSERT_TRUE(KrPersistence::saveObjects(path, objects, 0, error, note)) << error;
     const auto loaded = KrPersistence::loadObjects(path, error, note);
     ASSERT_TRUE(loaded) << error;
-    EXPECT_THAT(steps, ElementsAre("5/5", "5/5"));
+    EXPECT_THAT(steps, ElementsAre("5/5", "7/7"));
     EXPECT_EQ(loaded->extensionCount, 5U);
     EXPECT_EQ(loaded->connectionCount, 2U);
     EXPECT_EQ(loaded->getObject(0)->getDefinitionFileName().str(), path);

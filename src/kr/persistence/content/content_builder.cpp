@@ -28,7 +28,10 @@ using KrSim::KrExtension;
 using KrSim::KrObject;
 
 ContentBuilder::ContentBuilder(ContentRecords content, std::string fileName, Progress progress)
-    : _content(std::move(content)), _fileName(std::move(fileName)), _progress(std::move(progress)) {}
+    : _content(std::move(content)),
+      _fileName(std::move(fileName)),
+      _progress(std::move(progress)),
+      _stepCount(_content.extensionCount + _content.connections.size()) {}
 
 ContentBuilder::~ContentBuilder() = default;
 
@@ -60,8 +63,13 @@ KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
     _enter(*extension, record);
     if (auto* object = asObject(extension.get())) _buildBelow(*object, record);
     ++_extensionCount;
-    if (_progress) _progress(_extensionCount, _content.extensionCount);
+    _reportStep();
     return extension;
+}
+
+void ContentBuilder::_reportStep() {
+    ++_stepsDone;
+    if (_progress) _progress(_stepsDone, _stepCount);
 }
 
 KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(ExtensionRecord& record) {
@@ -255,6 +263,7 @@ void ContentBuilder::connect() {
     std::size_t openCount = 0;
     // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
     for (auto& record : _takeConnections()) {
+        _reportStep();
         if (restorer.restore(record)) {
             ++_connectionCount;
             continue;

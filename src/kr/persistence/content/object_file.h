@@ -44,6 +44,7 @@ KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* 
 /// Loads what saveObjects wrote, of any kind of archive. Types are made by the factory, which loads their plug-ins; an
 /// extension whose type cannot be made keeps its data and has an error that says so.
 /// Nothing when the file cannot be read, or holds no objects; nothing of it is left then, and `error` says why.
+/// \param progress  hears, once the file was read, how many of its extensions and connections are made; may be empty.
 /// Thread: that of the content. Never throws.
 [[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
                                                               const KrFile::ProgressHandler& progress = {});

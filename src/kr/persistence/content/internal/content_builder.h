@@ -22,6 +22,7 @@ public:
     using Extensions = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
 
     /// \param fileName  of the file that the content comes from; may be empty.
+    /// \param progress  hears how many of the extensions and connections are made; may be empty.
     ContentBuilder(ContentRecords content, std::string fileName, Progress progress);
     ~ContentBuilder();
 
@@ -43,6 +44,7 @@ public:
 
 private:
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _build(ExtensionRecord& record);
+    void _reportStep();
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _make(ExtensionRecord& record);
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _makeByFactory(ExtensionRecord& record);
     void _load(KrSim::KrExtension& extension, ExtensionRecord& record);
@@ -58,6 +60,8 @@ private:
     ContentRecords _content;
     std::string _fileName;
     Progress _progress;
+    std::size_t _stepCount;
+    std::size_t _stepsDone{0};
     Extensions _roots;
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID;  // places in the list
