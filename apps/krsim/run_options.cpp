@@ -62,7 +62,9 @@ void addLimits(CLI::App& command, RunPlan& plan) {
 }
 
 void addStates(CLI::App& command, RunPlan& plan) {
-    command.add_option("--restore-state", plan.stateToRestore, "Begin with the state in this file")->type_name("FILE");
+    command.add_option("--restore-state", plan.stateToRestore, "Begin with the state in this file, at its rate")
+        ->type_name("FILE")
+        ->excludes(command.get_option("--rate"));
     command.add_option("--save-state", plan.stateToSave, "Save the state at the end into this file")->type_name("FILE");
     auto* record = command.add_option("--record", plan.record.file, "Write values of fields into this table (CSV)")
                        ->type_name("FILE");

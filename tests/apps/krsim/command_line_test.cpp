@@ -119,6 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Refusal{"Mode", {"--mode", "fast"}, "'fast' is none of simulating|editing|playback"},
                     Refusal{"Level", {"--log-level", "3"}, "'3' is none of off|fatal|error|warn|info|debug|trace"},
                     Refusal{"TwoLimits", {"--frames", "1", "--seconds", "1"}, "--frames"},
+                    Refusal{"TwoRates", {"--rate", "1", "--restore-state", "a"}, "--rate"},
                     Refusal{"TwoPaces", {"--free", "--paced"}, "--free"},
                     Refusal{"RecordFieldsOfNoRecord", {"--record-field", "B"}, "--record-field requires --record"},
                     Refusal{"UnknownOption", {"--contnt"}, "not expected: --contnt"},
