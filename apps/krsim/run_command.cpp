@@ -122,7 +122,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     build(*application, files, plan);
 
     StatusOutput output(STDOUT_FILENO);
-    RunReporter reporter(output);
+    RunReporter reporter(output, application->getContext().getElapsedSeconds());
     if (!plan.isQuiet) output.print(describe(plan, *application));
     std::optional<Listening> reporting;
     if (!plan.isQuiet) reporting.emplace(*application, reporter);

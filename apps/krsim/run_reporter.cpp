@@ -38,10 +38,11 @@ std::string describeEnd(const RunPlan& plan, const RunResult& result) {
 
 }  // namespace
 
-RunReporter::RunReporter(StatusOutput& output)
+RunReporter::RunReporter(StatusOutput& output, double beginSeconds)
     : _output(output),
       _intervalSeconds(output.isTerminal() ? kTerminalIntervalSeconds : kLineIntervalSeconds),
-      _nextSeconds(_intervalSeconds) {}
+      _nextSeconds(beginSeconds + _intervalSeconds),
+      _lastSeconds(beginSeconds) {}
 
 void RunReporter::onFrameEnded(KrSim::KrApplication* application) {
     const auto& context = application->getContext();

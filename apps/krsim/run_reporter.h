@@ -14,7 +14,8 @@ namespace krsim {
 /// that of the frame's start, which the main loop has asked for already. The output is borrowed.
 class RunReporter final : public KrSim::IApplicationListener {
 public:
-    explicit RunReporter(StatusOutput& output);
+    /// \param beginSeconds  elapsed time of the application when the run begins: that of a restored state, or 0.
+    explicit RunReporter(StatusOutput& output, double beginSeconds = 0.0);
 
     void onFrameEnded(KrSim::KrApplication* application) override;
 
@@ -22,7 +23,7 @@ private:
     StatusOutput& _output;
     const double _intervalSeconds;
     double _nextSeconds;  // in elapsed time of the application, like the next one
-    double _lastSeconds{0.0};
+    double _lastSeconds;
     double _lastSimulatedSeconds{0.0};
 };
 
