@@ -393,6 +393,9 @@ TEST(File, NumbersObjectsWhileItIsSaved) {
         EXPECT_TRUE(numbers.isInUse());
         heard.push_back(numbers.getNumber(&section));
         heard.push_back(numbers.getNumber(section.getOwner()));
+        KrFile other;  // as a section may want it to find what it refers to
+        std::istringstream nothing;
+        EXPECT_FALSE(other.load(nothing));
     });
     KrFile file;
     file.addSection(new Notes);

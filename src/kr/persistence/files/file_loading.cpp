@@ -4,6 +4,7 @@
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/files/file_object_numbers.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/internal/version_gate.h"
 #include "kr/persistence/files/magic_tag.h"
@@ -44,6 +45,7 @@ bool KrFile::load(const std::string& filename, int flags, const std::string& arc
 bool KrFile::load(std::istream& stream, const std::string& archiveName, int flags) {
     _lastError.clear();
     clear();
+    const FileObjectNumbers::Scope numbers;
     bool isLoaded = false;
     try {
         isLoaded = _loadFrom(stream, archiveName, flags);

@@ -1,5 +1,7 @@
 #include "kr/persistence/files/file_object_numbers.h"
 
+#include <utility>
+
 namespace KrPersistence {
 
 FileObjectNumbers& FileObjectNumbers::instance() {
@@ -19,6 +21,12 @@ void FileObjectNumbers::_begin() noexcept {
 void FileObjectNumbers::_end() noexcept {
     _numbers.clear();
     _isInUse = false;
+}
+
+FileObjectNumbers::Scope::Scope() : _outer(std::exchange(instance(), {})) {}
+
+FileObjectNumbers::Scope::~Scope() {
+    instance() = std::move(_outer);
 }
 
 }  // namespace KrPersistence

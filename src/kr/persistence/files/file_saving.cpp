@@ -5,6 +5,7 @@
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/files/file_object_numbers.h"
 #include "kr/persistence/files/internal/atomic_file.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/magic_tag.h"
@@ -66,6 +67,7 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
 bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int flags,
                      const detail::AtomicFile* target) {
     _lastError.clear();
+    const FileObjectNumbers::Scope numbers;
     bool isSaved = false;
     try {
         prepareBeforeSaving(flags);
