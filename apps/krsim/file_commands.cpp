@@ -24,7 +24,6 @@
 namespace krsim {
 namespace {
 
-using KrPersistence::KrFile;
 using KrPersistence::KrMagicTag;
 
 void print(const std::string& text) {
