@@ -1,0 +1,53 @@
+#include "kr/persistence/content/definition_files.h"
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/kept_content.h"
+
+namespace KrPersistence {
+
+namespace {
+
+std::string nameOf(const std::string& file) {
+    std::error_code error;
+    auto path = std::filesystem::weakly_canonical(file, error);
+    return error ? file : path.string();
+}
+
+/// The file of a definition that somebody waits for, which is not among the known ones; it is then.
+std::optional<std::string> takeNextFile(std::set<std::string>& known) {
+    for (const auto& extension : detail::KeptContent::getExtensions()) {
+        const auto* object = detail::asObject(extension.get());
+        if (object == nullptr || !detail::KeptContent::find(*extension)->isAwaitingDefinition) continue;
+        std::string file(object->getDefinitionFileName().view());
+        if (!file.empty() && object->getDefinition() == nullptr && known.insert(nameOf(file)).second) return file;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFiles,
+                                           std::vector<std::string>& problems) {
+    std::set<std::string> known;
+    for (const auto& each : loadedFiles)
+        known.insert(nameOf(each));
+    std::vector<LoadedObjects> all;
+    while (const auto file = takeNextFile(known)) {
+        std::string error;
+        auto loaded = loadObjects(*file, error);
+        if (loaded) {
+            all.push_back(std::move(*loaded));
+        } else {
+            problems.push_back("definitions of the file '" + *file + "' are not loaded: " + error);
+        }
+    }
+    return all;
+}
+
+}  // namespace KrPersistence
