@@ -14,6 +14,8 @@
 #include "kr/application/module_record.h"
 #include "kr/application/modules/simulator_module.h"
 #include "kr/extension/object.h"
+#include "kr/extension/versioning_registry.h"
+#include "kr/persistence/content/definition_files.h"
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/content/open_ends.h"
 #include "kr/persistence/setups/content_list_section.h"
@@ -50,6 +52,7 @@ SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<
 }
 
 void SimulationFiles::load(const std::vector<std::string>& files) {
+    std::vector<std::string> all(files);
     for (const auto& each : files) {
         const auto file = loadFile(each);
         const auto* setup = findSection<KrSetupSection>(*file);
@@ -59,13 +62,16 @@ void SimulationFiles::load(const std::vector<std::string>& files) {
             }
             _apply(*setup);
             if (const auto* list = findSection<KrPersistence::KrContentListSection>(*file)) {
-                for (const auto& content : list->getFiles())
+                for (const auto& content : list->getFiles()) {
                     _add(content, *loadFile(content));
+                    all.push_back(content);
+                }
             }
         } else {
             _add(each, *file);
         }
     }
+    _definitions = KrPersistence::loadDefinitions(all, _missingDefinitions);
 }
 
 void SimulationFiles::_apply(const KrSetupSection& section) {
@@ -82,9 +88,10 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
     for (const auto& extension : setup->_getObjectProxy()->_getExtensions()) {
         const auto record = KrSim::readModuleRecord(*extension);
         if (!record) continue;
+        const auto key = KrSim::KrVersioningRegistry::findReplacement(record->key).value_or(record->key);
         bool isThere = false;
         for (std::size_t i = 0; i < _application.getModuleCount(); ++i)
-            isThere = isThere || _application.getModule(i)->getCreationKey().uuid == record->key.uuid;
+            isThere = isThere || _application.getModule(i)->getCreationKey().uuid == key.uuid;
         if (!isThere) {
             _missingModules.push_back("module '" + record->name + "' of the type " + record->key.toString() +
                                       (record->key.plugin.empty() ? "" : " of plug-in " + record->key.plugin));
@@ -111,6 +118,7 @@ void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrF
 Faults SimulationFiles::findFaults() const {
     Faults faults;
     faults.missingPlugins = _missingModules;
+    faults.others = _missingDefinitions;
     std::unordered_map<KrSim::KrContentID::Identifier, const KrSim::KrExtension*> byID;
     for (const auto& extension : _application.getContentDispatcher().getExtensions()) {
         const auto& id = extension->getContentID();

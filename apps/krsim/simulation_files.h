@@ -8,6 +8,7 @@
 #include "apps/krsim/file_plans.h"
 #include "kr/application/application.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/content/object_file.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
@@ -30,7 +31,7 @@ public:
                     std::optional<Kr::eLogLevel> logLevel);
 
     /// Applies the setup file, which stands first if there is one, then loads the content that it lists, then the other
-    /// files. Throws a Failure that names the file which is refused.
+    /// files, and the definitions that instances wait for. Throws a Failure that names the file which is refused.
     void load(const std::vector<std::string>& files);
 
     [[nodiscard]] Faults findFaults() const;
@@ -45,6 +46,8 @@ private:
     std::vector<std::string> _pluginDirectories;
     std::optional<Kr::eLogLevel> _logLevel;
     std::vector<std::string> _missingModules;
+    std::vector<std::string> _missingDefinitions;
+    std::vector<KrPersistence::LoadedObjects> _definitions;  // what instances follow; not simulated
     bool _hasSetup{false};
 };
 

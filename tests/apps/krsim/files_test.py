@@ -109,6 +109,21 @@ class Files(unittest.TestCase):
         self.assertIn("does not exist", self.run_quietly(self.car, "--restore-state", self.folder / "none", code=2))
         self.assertIn("stands first", self.krsim("run", self.car, self.setup_file, *WITH_PLUGINS, code=2))
 
+    def test_definitions_come_from_their_files(self):
+        text = self.car.read_text()
+        car_id = re.search("<ContentID>(.*)</ContentID>", text).group(1)
+        start, end = re.search("     <Extensions>.*     </Extensions>\n", text, re.S).span()
+        definition = f"     <Definition><ContentID>{car_id}</ContentID><File>{self.car.name}</File></Definition>\n"
+        instance = text[:start] + definition + text[end:]
+        instance = re.sub("   <Connections>.*   </Connections>\n", "", instance, flags=re.S)
+        taxi = self.folder / "taxi.xml"
+        taxi.write_text(instance.replace(car_id, "1C01853F07D40AE1-8463F2A909C7FF37", 1))
+        self.assertIn("5 extensions", self.krsim("verify", taxi, *WITH_PLUGINS))
+        self.assertIn("Distance = ", self.run_quietly(taxi, "--frames", 100, "--outputs"))
+        self.assertIn("10 extensions", self.krsim("verify", taxi, self.car, *WITH_PLUGINS))
+        self.car.unlink()
+        self.assertRegex(self.krsim("verify", taxi, *WITH_PLUGINS, code=3), "car.xml' are not loaded(?s:.*)is not there")
+
     def test_create_and_graph(self):
         setup_file, objects = self.folder / "new/setup.json", self.folder / "new/content.json"
         setup_file.parent.mkdir()
