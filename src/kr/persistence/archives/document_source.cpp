@@ -1,6 +1,7 @@
 #include "kr/persistence/archives/internal/document_source.h"
 
 #include <algorithm>
+#include <array>
 #include <istream>
 #include <limits>
 
@@ -24,22 +25,19 @@ std::string DocumentSource::readAll() const {
     const std::uint64_t limit = std::min<std::uint64_t>(sizeLimit, std::numeric_limits<std::uint32_t>::max() - 1);
     std::streambuf& buffer = *stream.rdbuf();
     std::string text;
-    std::size_t piece = 65536;
     const std::streamoff start = buffer.pubseekoff(0, std::ios::cur, std::ios::in);
     if (start >= 0) {
         const std::streamoff end = buffer.pubseekoff(0, std::ios::end, std::ios::in);
         buffer.pubseekpos(start, std::ios::in);
         const auto left = static_cast<std::uint64_t>(std::max<std::streamoff>(end - start, 0));
-        piece = static_cast<std::size_t>(std::min(left, limit)) + 1;
-        text.reserve(piece + kRoomBehind);
+        text.reserve(static_cast<std::size_t>(std::min(left, limit)) + kRoomBehind);
     }
-    for (;;) {
-        const std::size_t size = text.size();
-        text.resize(size + piece);
-        const auto count = static_cast<std::size_t>(buffer.sgetn(&text[size], static_cast<std::streamsize>(piece)));
-        text.resize(size + count);
+    // By pieces: a string would fill with zeros what is then written over.
+    std::array<char, 16384> piece;
+    for (std::size_t count = piece.size(); count == piece.size();) {
+        count = static_cast<std::size_t>(buffer.sgetn(piece.data(), static_cast<std::streamsize>(piece.size())));
+        text.append(piece.data(), count);
         if (text.size() > limit) refuse("the document has more than " + std::to_string(limit) + " bytes", 1);
-        if (count < piece) break;
     }
 
     constexpr std::string_view kMark = "\xEF\xBB\xBF", kCommentBegin = "<!--", kCommentEnd = "-->";

@@ -2,12 +2,15 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "kr/persistence/archives/internal/bookkeeping.h"
 #include "kr/persistence/archives/internal/document_source.h"
-#include "kr/persistence/archives/internal/number_list.h"
 
 namespace KrPersistence::detail {
 namespace {
@@ -16,10 +19,63 @@ using eKind = Document::eKind;
 
 constexpr std::string_view kWords = "true false null";
 
+const char* skipBlanks(const char* at) {
+    while (*at == ' ' || *at == '\n' || *at == '\r' || *at == '\t')
+        ++at;
+    return at;
+}
+
+/// How many digits the next eight bytes begin with.
+std::size_t countDigits(const char* at) {
+    static_assert(std::endian::native == std::endian::little, "the first byte is the lowest");
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, at, sizeof bytes);
+    bytes ^= 0x3030303030303030U;  // digits become 0 to 9; a carry changes nothing before the first other byte
+    const std::uint64_t others = (bytes | (bytes + 0x7676767676767676U)) & 0x8080808080808080U;
+    return static_cast<std::size_t>(std::countr_zero(others)) / 8;
+}
+
+/// Behind one digit or more; null where there is none.
+const char* skipDigits(const char* at) {
+    std::size_t count = countDigits(at);
+    if (count == 0) return nullptr;
+    for (at += count; count == 8; at += count)
+        count = countDigits(at);
+    return at;
+}
+
+/// Behind the number, or the text for one, that begins here; null where there is none. A zero ends the document.
+const char* skipNumber(const char* at) {
+    if (*at == '"') {
+        for (const std::string_view each : {R"("NaN")", R"("Infinity")", R"("-Infinity")"})
+            if (std::strncmp(at, each.data(), each.size()) == 0) return at + each.size();
+        return nullptr;
+    }
+    at += static_cast<int>(*at == '-');  // no branch: signs cannot be foretold
+    at = *at == '0' ? at + 1 : skipDigits(at);
+    if (at != nullptr && *at == '.') at = skipDigits(at + 1);
+    if (at == nullptr || (*at != 'e' && *at != 'E')) return at;
+    ++at;
+    return skipDigits(*at == '+' || *at == '-' ? at + 1 : at);
+}
+
+/// The bracket behind an array of nothing but numbers; null for others.
+const char* findEndOfNumbers(const char* at) {
+    at = skipBlanks(at);
+    if (*at == ']') return at;
+    for (;;) {
+        at = skipNumber(skipBlanks(at));
+        if (at == nullptr) return nullptr;
+        at = skipBlanks(at);
+        if (*at == ']') return at;
+        if (*at++ != ',') return nullptr;
+    }
+}
+
 /// Fills a document from the parser's events. Texts are parsed where they stand.
 class JsonHandler {
 public:
-    explicit JsonHandler(Document& document) : _document(document), _text(document.texts.data()) {}
+    JsonHandler(Document& document, rapidjson::InsituStringStream& stream) : _document(document), _stream(stream) {}
 
     [[nodiscard]] const std::string& problem() const { return _problem; }
 
@@ -32,17 +88,10 @@ public:
     bool Uint64(std::uint64_t) { return false; }
     bool Double(double) { return false; }
     bool RawNumber(const char* number, rapidjson::SizeType length, bool /*copy*/) {
-        const std::size_t offset = _offset(number);
-        return _isListOfNumbers() ? _lengthen(offset, offset + length) : _add(eKind::kLiteral, offset, length);
+        return _add(eKind::kLiteral, _offset(number), length);
     }
     bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-        const std::size_t offset = _offset(text);
-        const std::string_view content(text, length);
-        if (_isListOfNumbers() && (content == "NaN" || content == "Infinity" || content == "-Infinity")) {
-            _document.texts[offset + length] = '"';  // where the parser has put an end of the text
-            return _lengthen(offset - 1, offset + length + 1);
-        }
-        return _add(eKind::kText, offset, length);
+        return _add(eKind::kText, _offset(text), length);
     }
     bool Key(const char* name, rapidjson::SizeType length, bool /*copy*/) {
         const std::string_view text(name, length);
@@ -53,28 +102,12 @@ public:
     }
     bool StartObject() { return _open(eKind::kGroup); }
     bool EndObject(rapidjson::SizeType /*count*/) { return _close(); }
-    bool StartArray() { return _open(eKind::kNumbers); }
+    bool StartArray();
     bool EndArray(rapidjson::SizeType /*count*/) { return _close(); }
     // NOLINTEND
 
 private:
-    struct Level {
-        std::uint32_t node{0};
-        std::size_t numbersEnd{0};
-    };
-
-    std::size_t _offset(const char* at) const { return static_cast<std::size_t>(at - _text); }
-
-    bool _isListOfNumbers() const {
-        return !_levels.empty() && _document.kind(_document.node(_levels.back().node)) == eKind::kNumbers;
-    }
-
-    bool _lengthen(std::size_t begin, std::size_t end) {
-        Level& level = _levels.back();
-        if (level.numbersEnd == 0) _document.node(level.node).offset = static_cast<std::uint32_t>(begin);
-        level.numbersEnd = end;
-        return true;
-    }
+    std::size_t _offset(const char* at) const { return static_cast<std::size_t>(at - _document.texts.data()); }
 
     bool _fail(const char* problem) {
         _problem = problem;
@@ -88,7 +121,6 @@ private:
 
     bool _add(eKind kind, std::size_t offset, std::size_t length) {
         if (_levels.empty()) return _fail("the document is no object");
-        _spread();
         if (_isAttribute) kind = eKind::kAttribute;
         _document.add(kind, _takeName(), offset, length);
         return true;
@@ -98,17 +130,12 @@ private:
         if (_levels.size() >= Document::kDeepestNesting) return _fail("objects and arrays lie too deep");
         if (_levels.empty() && kind != eKind::kGroup) return _fail("the document is no object");
         if (_isAttribute) return _fail("a bookkeeping name stands before something that is no plain value");
-        _spread();
-        _levels.push_back({_document.add(kind, _takeName(), 0, 0), 0});
+        _levels.push_back(_document.add(kind, _takeName(), 0, 0));
         return true;
     }
 
     bool _close() {
-        const Level level = _levels.back();
-        Document::Node& node = _document.node(level.node);
-        if (_isListOfNumbers() && level.numbersEnd > 0)
-            node.length = static_cast<std::uint32_t>(level.numbersEnd - node.offset);
-        _document.close(level.node);
+        _document.close(_levels.back());
         _levels.pop_back();
         return true;
     }
@@ -118,31 +145,24 @@ private:
         return std::exchange(_name, Document::kNoName);
     }
 
-    /// What has begun as a list of numbers is none: each becomes a node.
-    void _spread();
-
     Document& _document;
-    const char* _text;
-    std::vector<Level> _levels;
+    rapidjson::InsituStringStream& _stream;
+    std::vector<std::uint32_t> _levels;  // their nodes
     std::uint32_t _name{Document::kNoName};
     bool _isAttribute{false};
     std::string _problem;
 };
 
-void JsonHandler::_spread() {
-    if (!_isListOfNumbers()) return;
-    Level& level = _levels.back();
-    Document::Node& list = _document.node(level.node);
-    _document.setKind(list, eKind::kSequence);
-    if (level.numbersEnd == 0) return;
-    NumberList numbers(std::string_view(_document.texts).substr(list.offset, level.numbersEnd - list.offset));
-    list.offset = 0;
-    std::string_view number;
-    while (numbers.next(number)) {
-        const bool isText = number[0] == 'N' || number[0] == 'I' || number[1] == 'I';
-        _document.add(isText ? eKind::kText : eKind::kLiteral, Document::kNoName, _offset(number.data()),
-                      number.size());
-    }
+bool JsonHandler::StartArray() {
+    // Long arrays of numbers are passed over at once: the parser goes on with their bracket.
+    const char* const end = findEndOfNumbers(_stream.src_);
+    if (!_open(end != nullptr ? eKind::kNumbers : eKind::kSequence)) return false;
+    if (end == nullptr) return true;
+    Document::Node& list = _document.node(_levels.back());
+    list.offset = static_cast<std::uint32_t>(_offset(_stream.src_));
+    list.length = static_cast<std::uint32_t>(end - _stream.src_);
+    _stream.src_ += list.length;
+    return true;
 }
 
 }  // namespace
@@ -159,8 +179,8 @@ Document readJson(const DocumentSource& source) {
     texts += '\0';
     texts += kWords;
 
-    JsonHandler handler(document);
     rapidjson::InsituStringStream stream(texts.data());
+    JsonHandler handler(document, stream);
     rapidjson::Reader reader;
     // It recurses; the handler ends that at its depth.
     constexpr unsigned int kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -59,7 +58,13 @@ public:
     /// \param name  as it stands in the document.
     std::uint32_t intern(std::string_view name);
     /// A node that is closed already: its `end` is the next node.
-    std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length);
+    std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length) {
+        if ((_size & kBlockMask) == 0) _blocks.emplace_back().reserve(kBlockMask + 1);
+        const auto number = static_cast<std::uint32_t>(_size++);
+        _blocks.back().push_back({_pack(kind, nameNumber), static_cast<std::uint32_t>(offset),
+                                  static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(_size)});
+        return number;
+    }
     void setKind(Node& node, eKind kind) { node.nameAndKind = _pack(kind, nameNumber(node)); }
     void close(std::uint32_t number) { node(number).end = static_cast<std::uint32_t>(_size); }
 
@@ -73,7 +78,7 @@ private:
         return (static_cast<std::uint32_t>(kind) << 29U) | nameNumber;
     }
 
-    std::vector<std::unique_ptr<Node[]>> _blocks;  // of one size: growing moves no node
+    std::vector<std::vector<Node>> _blocks;  // of one size: growing moves no node
     std::size_t _size{0};
     std::unordered_map<std::string, std::uint32_t> _numbers;
     std::vector<const std::string*> _names;
