@@ -1,6 +1,7 @@
 #include "kr/persistence/archives/binary_archive_writer.h"
 
 #include "kr/persistence/archives/binary_out_archive.h"
+#include "kr/persistence/archives/internal/repeated_texts.h"
 
 namespace KrPersistence {
 
@@ -41,13 +42,11 @@ void BinaryArchiveWriter::write(std::string_view /*name*/, std::string_view text
 }
 
 void BinaryArchiveWriter::writeRepeated(std::string_view /*name*/, std::string_view text) {
-    const auto known = _repeated.find(text);
-    if (known != _repeated.end()) return _archive.save(known->second);
+    if (!_repeated) _repeated = std::make_unique<detail::RepeatedTexts>();
     // The next number announces a text that follows.
-    const int number = static_cast<int>(_repeated.size());
-    _repeated.emplace(text, number);
+    const auto [number, isNew] = _repeated->add(text);
     _archive.save(number);
-    _writeText(text);
+    if (isNew) _writeText(text);
 }
 
 void BinaryArchiveWriter::writeChoice(std::string_view /*name*/, int number, std::string_view /*text*/) {

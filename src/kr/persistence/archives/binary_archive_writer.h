@@ -1,16 +1,18 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "kr/persistence/archives/archive_writer.h"
 
 namespace KrPersistence {
 
 class BinaryOutArchive;
+namespace detail {
+class RepeatedTexts;
+}  // namespace detail
 
 /// Writes named values into a binary archive: the values in their order, without their names.
 class KR_API BinaryArchiveWriter final : public ArchiveWriter {
@@ -42,13 +44,6 @@ public:
     [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
 
 private:
-    struct TextHash {
-        using is_transparent = void;
-        [[nodiscard]] std::size_t operator()(std::string_view text) const noexcept {
-            return std::hash<std::string_view>()(text);
-        }
-    };
-
     void _mark(std::string_view name, bool isThere) override;
     void _beginGroup(std::string_view name) override;
     void _endGroup() override;
@@ -61,7 +56,7 @@ private:
     void _writeNumbers(std::span<const Number> numbers);
 
     BinaryOutArchive& _archive;
-    std::unordered_map<std::string, int, TextHash, std::equal_to<>> _repeated;  // numbers of the texts in it
+    std::unique_ptr<detail::RepeatedTexts> _repeated;  // null until there is one
 };
 
 }  // namespace KrPersistence

@@ -1,6 +1,7 @@
 #include "kr/persistence/content/internal/connection_list.h"
 
 #include <algorithm>
+#include <deque>
 #include <limits>
 #include <string>
 #include <tuple>
@@ -31,7 +32,7 @@ struct Placed {
     }
 };
 
-void collectInto(const KrData::FieldBase& field, std::vector<Placed>& found) {
+void collectInto(const KrData::FieldBase& field, std::deque<Placed>& found) {
     if (field._hasIncomingConnections()) {
         for (const auto* connection : field._getIncomingConnections()) {
             const auto* source = connection->getSourceOwner();
@@ -59,10 +60,9 @@ Identifier readIdentifier(ArchiveReader& reader, std::string_view name) {
     return identifier;
 }
 
-}  // namespace
-
-std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExtension*>& extensions) {
-    std::vector<Placed> found;
+/// The connections that end at these extensions, and those that are kept for them because an end is missing.
+std::deque<Placed> collect(const std::vector<KrSim::KrExtension*>& extensions) {
+    std::deque<Placed> found;
     for (const auto* extension : extensions) {
         collectInto(extension->getFieldsContainer(), found);
         if (const auto* kept = KeptContent::find(*extension)) {
@@ -70,23 +70,33 @@ std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExte
                 found.push_back({record, std::numeric_limits<std::uint32_t>::max()});
         }
     }
-    // Records are large to move about and slow to look at: the source alone decides most.
-    std::vector<std::pair<Identifier, Placed*>> order;
-    order.reserve(found.size());
-    for (auto& each : found)
-        order.emplace_back(each.record.source, &each);
-    std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) {
-        if (left.first != right.first) return left.first < right.first;
-        return std::tuple(left.second->rank(), left.second) < std::tuple(right.second->rank(), right.second);
-    });
-    std::vector<ConnectionRecord> records;
-    records.reserve(found.size());
-    for (const auto& [source, each] : order)
-        records.push_back(std::move(each->record));
-    return records;
+    return found;
 }
 
-void writeConnections(ArchiveWriter& writer, const std::vector<ConnectionRecord>& connections) {
+/// By their sources, so that the list is the same after each save; those of one source in the order in which they
+/// transfer.
+std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
+    // Records are large to move about and slow to look at: the source alone decides most.
+    std::vector<std::pair<Identifier, const Placed*>> places;
+    places.reserve(found.size());
+    for (const auto& each : found)
+        places.emplace_back(each.record.source, &each);
+    std::stable_sort(places.begin(), places.end(), [](const auto& left, const auto& right) {
+        if (left.first != right.first) return left.first < right.first;
+        return left.second->rank() < right.second->rank();
+    });
+    std::vector<const ConnectionRecord*> ordered;
+    ordered.reserve(places.size());
+    for (const auto& [source, each] : places)
+        ordered.push_back(&each->record);
+    return ordered;
+}
+
+}  // namespace
+
+void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions) {
+    const auto found = collect(extensions);
+    const auto connections = order(found);
     const auto writeOne = [&](const ConnectionRecord& connection) {
         writer.writeRepeated("Source", connection.source.toString());
         writer.writeRepeated("SourceField", connection.sourceField);
@@ -98,7 +108,7 @@ void writeConnections(ArchiveWriter& writer, const std::vector<ConnectionRecord>
     };
     writer.optional(!connections.empty(), "Connections", [&] {
         writer.sequence("Connections", connections.size(),
-                        [&](std::size_t index) { writer.group("Connection", [&] { writeOne(connections[index]); }); });
+                        [&](std::size_t index) { writer.group("Connection", [&] { writeOne(*connections[index]); }); });
     });
 }
 

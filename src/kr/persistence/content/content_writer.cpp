@@ -89,7 +89,7 @@ void ContentWriter::write(const Roots& roots) {
     all.reserve(_held.size());
     for (const auto& extension : _held)
         all.push_back(extension.get());
-    writeConnections(_writer, collectConnections(all));
+    writeConnections(_writer, all);
 }
 
 void ContentWriter::_writeExtension(KrExtension& extension, std::uint64_t& nextPosition) {

@@ -12,11 +12,8 @@ class ArchiveWriter;
 
 namespace KrPersistence::detail {
 
-/// The connections that end at these extensions, and those that are kept for them because an end is missing. By their
-/// sources, so that the list is the same after each save; those of one source in the order in which they transfer.
-[[nodiscard]] std::vector<ConnectionRecord> collectConnections(const std::vector<KrSim::KrExtension*>& extensions);
-
-void writeConnections(ArchiveWriter& writer, const std::vector<ConnectionRecord>& connections);
+/// The connections that end at these extensions, and those that are kept for them because an end is missing.
+void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions);
 [[nodiscard]] std::vector<ConnectionRecord> readConnections(ArchiveReader& reader);
 
 }  // namespace KrPersistence::detail
