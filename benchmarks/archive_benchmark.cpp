@@ -5,14 +5,22 @@
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
 #include <cstddef>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "benchmarks/archive_items.h"
+#include "benchmarks/memory_peak.h"
+#include "kr/persistence/archives/binary_archive_reader.h"
+#include "kr/persistence/archives/binary_archive_writer.h"
 
 KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::Wheel)
 KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::Door)
+BOOST_CLASS_EXPORT_KEY2(archive_benchmark::LightWheel, "LightWheel")
+BOOST_CLASS_EXPORT_KEY2(archive_benchmark::LightDoor, "LightDoor")
+KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::LightWheel)
+KR_ARCHIVE_CLASS_IMPLEMENT(archive_benchmark::LightDoor)
 
 namespace archive_benchmark {
 namespace {
@@ -26,6 +34,7 @@ const std::vector<double>& doubles() {
 }
 
 struct Ours {
+    static constexpr bool kIsTracked = true;
     static auto out(std::ostream& stream) { return BinaryOutArchive(stream, 0); }
     static auto in(std::istream& stream) { return BinaryInArchive(stream, 0); }
     static void take(BinaryInArchive& archive, Item* item) { archive.adopt(item); }
@@ -33,29 +42,31 @@ struct Ours {
 };
 
 struct Stock {
+    static constexpr bool kIsTracked = true;
     static auto out(std::ostream& stream) { return boost::archive::binary_oarchive(stream); }
     static auto in(std::istream& stream) { return boost::archive::binary_iarchive(stream); }
     static void take(boost::archive::binary_iarchive&, Item*) {}
     static void finish(boost::archive::binary_iarchive&) {}
 };
 
+/// Objects that are not tracked belong to the pointer that they were read for.
+struct OursUntracked : Ours {
+    static constexpr bool kIsTracked = false;
+    static void take(BinaryInArchive&, Item*) {}
+};
+
 template <class Kind>
-std::string saveItems() {
-    std::ostringstream stream;
-    auto archive = Kind::out(stream);
-    for (const auto& each : items()) {
+void writeItems(auto& archive) {
+    for (const auto& each : items<Kind::kIsTracked>()) {
         const Item* item = each.get();
         archive << item;
     }
-    return std::move(stream).str();
 }
 
 template <class Kind>
-Items loadItems(const std::string& bytes) {
-    std::istringstream stream(bytes);
-    auto archive = Kind::in(stream);
+Items readItems(auto& archive) {
     Items result;
-    for (std::size_t i = 0; i < items().size(); ++i) {
+    for (std::size_t i = 0; i < items<Kind::kIsTracked>().size(); ++i) {
         Item* item = nullptr;
         archive >> item;
         Kind::take(archive, item);
@@ -63,6 +74,21 @@ Items loadItems(const std::string& bytes) {
     }
     Kind::finish(archive);
     return result;
+}
+
+template <class Kind>
+std::string saveItems() {
+    std::ostringstream stream;
+    auto archive = Kind::out(stream);
+    writeItems<Kind>(archive);
+    return std::move(stream).str();
+}
+
+template <class Kind>
+Items loadItems(const std::string& bytes) {
+    std::istringstream stream(bytes);
+    auto archive = Kind::in(stream);
+    return readItems<Kind>(archive);
 }
 
 template <class Kind>
@@ -109,39 +135,67 @@ void loadDoubles(benchmark::State& state) {
     require(loaded == doubles());
 }
 
-void BM_SaveObjects(benchmark::State& state) {
-    saveObjects<Ours>(state);
-}
-void BM_StockSaveObjects(benchmark::State& state) {
-    saveObjects<Stock>(state);
-}
-void BM_LoadObjects(benchmark::State& state) {
-    loadObjects<Ours>(state);
-}
-void BM_StockLoadObjects(benchmark::State& state) {
-    loadObjects<Stock>(state);
-}
-void BM_SaveDoubles(benchmark::State& state) {
-    saveDoubles<Ours>(state);
-}
-void BM_StockSaveDoubles(benchmark::State& state) {
-    saveDoubles<Stock>(state);
-}
-void BM_LoadDoubles(benchmark::State& state) {
-    loadDoubles<Ours>(state);
-}
-void BM_StockLoadDoubles(benchmark::State& state) {
-    loadDoubles<Stock>(state);
+/// The way that content of the framework takes.
+void BM_SaveBlock(benchmark::State& state) {
+    std::string bytes;
+    for (auto _ : state) {
+        std::ostringstream stream;
+        BinaryOutArchive archive(stream, 0);
+        KrPersistence::BinaryArchiveWriter(archive).writeBlock("", std::span<const double>(doubles()));
+        bytes = std::move(stream).str();
+    }
+    require(bytes.size() > 8 * doubles().size());
 }
 
-BENCHMARK(BM_SaveObjects);
-BENCHMARK(BM_StockSaveObjects);
-BENCHMARK(BM_LoadObjects);
-BENCHMARK(BM_StockLoadObjects);
-BENCHMARK(BM_SaveDoubles);
-BENCHMARK(BM_StockSaveDoubles);
-BENCHMARK(BM_LoadDoubles);
-BENCHMARK(BM_StockLoadDoubles);
+void BM_LoadBlock(benchmark::State& state) {
+    std::ostringstream saved;
+    BinaryOutArchive out(saved, 0);
+    KrPersistence::BinaryArchiveWriter(out).writeBlock("", std::span<const double>(doubles()));
+    const std::string bytes = std::move(saved).str();
+    std::vector<double> loaded;
+    for (auto _ : state) {
+        std::istringstream stream(bytes);
+        BinaryInArchive archive(stream, 0);
+        KrPersistence::BinaryArchiveReader(archive).readBlock("", loaded);
+    }
+    require(loaded == doubles());
+}
+
+/// How far the memory of the process rises while doubles and objects are loaded, to the size of their file.
+void BM_LoadingMemory(benchmark::State& state) {
+    std::ostringstream saved;
+    {
+        BinaryOutArchive archive(saved, 0);
+        archive << doubles();
+        writeItems<Ours>(archive);
+    }
+    const std::string bytes = std::move(saved).str();
+    for (auto _ : state) {
+        std::istringstream stream(bytes);
+        const kr_benchmark::MemoryPeak memory;
+        BinaryInArchive archive(stream, 0);
+        std::vector<double> loadedDoubles;
+        archive >> loadedDoubles;
+        const Items loadedItems = readItems<Ours>(archive);
+        state.counters["peak_to_file"] = memory.rise() / static_cast<double>(bytes.size());
+        require(loadedDoubles.size() == doubles().size() && loadedItems.size() == items().size());
+    }
+    state.counters["bytes"] = static_cast<double>(bytes.size());
+}
+
+BENCHMARK(saveObjects<Ours>)->Name("BM_SaveObjects");
+BENCHMARK(saveObjects<OursUntracked>)->Name("BM_SaveUntrackedObjects");
+BENCHMARK(saveObjects<Stock>)->Name("BM_StockSaveObjects");
+BENCHMARK(loadObjects<Ours>)->Name("BM_LoadObjects");
+BENCHMARK(loadObjects<OursUntracked>)->Name("BM_LoadUntrackedObjects");
+BENCHMARK(loadObjects<Stock>)->Name("BM_StockLoadObjects");
+BENCHMARK(saveDoubles<Ours>)->Name("BM_SaveDoubles");
+BENCHMARK(BM_SaveBlock);
+BENCHMARK(saveDoubles<Stock>)->Name("BM_StockSaveDoubles");
+BENCHMARK(loadDoubles<Ours>)->Name("BM_LoadDoubles");
+BENCHMARK(BM_LoadBlock);
+BENCHMARK(loadDoubles<Stock>)->Name("BM_StockLoadDoubles");
+BENCHMARK(BM_LoadingMemory)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace archive_benchmark

@@ -25,7 +25,9 @@ struct Item {
     std::string name;
 };
 
-struct Wheel final : Item {
+/// The same twice: with tracking, the default for objects behind pointers, and without.
+template <bool kIsTracked>
+struct WheelOf final : Item {
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
         archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
@@ -37,7 +39,8 @@ struct Wheel final : Item {
     int number{0};
 };
 
-struct Door final : Item {
+template <bool kIsTracked>
+struct DoorOf final : Item {
     template <class Archive>
     void serialize(Archive& archive, unsigned int /*version*/) {
         archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Item);
@@ -48,18 +51,24 @@ struct Door final : Item {
     bool isOpen{false};
 };
 
+using Wheel = WheelOf<true>;
+using Door = DoorOf<true>;
+using LightWheel = WheelOf<false>;
+using LightDoor = DoorOf<false>;
+
 using Items = std::vector<std::unique_ptr<Item>>;
 
-inline const Items& items() {
+template <bool kIsTracked = true>
+const Items& items() {
     static const Items made = [] {
         Items result;
         for (int i = 0; i < 100'000; ++i) {
             if (i % 2 == 0) {
-                auto wheel = std::make_unique<Wheel>();
+                auto wheel = std::make_unique<WheelOf<kIsTracked>>();
                 wheel->number = i;
                 result.push_back(std::move(wheel));
             } else {
-                result.push_back(std::make_unique<Door>());
+                result.push_back(std::make_unique<DoorOf<kIsTracked>>());
             }
             result.back()->name = "item " + std::to_string(i);
         }
@@ -75,5 +84,7 @@ inline void require(bool holds) {
 }  // namespace archive_benchmark
 
 BOOST_CLASS_TRACKING(archive_benchmark::Item, boost::serialization::track_never)
+BOOST_CLASS_TRACKING(archive_benchmark::LightWheel, boost::serialization::track_never)
+BOOST_CLASS_TRACKING(archive_benchmark::LightDoor, boost::serialization::track_never)
 KR_ARCHIVE_CLASS(archive_benchmark::Wheel, "Wheel")
 KR_ARCHIVE_CLASS(archive_benchmark::Door, "Door")

@@ -1,10 +1,8 @@
 // Files of much content: that time grows with the content, and how much memory a load takes on its way.
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "benchmarks/extension_types.h"
+#include "benchmarks/memory_peak.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/content/object_section.h"
@@ -98,28 +97,16 @@ void BM_LoadObjectFile(benchmark::State& state) {
     }
 }
 
-/// A line of the process's status, in bytes.
-double readStatus(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind(name + ":", 0) == 0) return std::stod(line.substr(name.size() + 1)) * 1024.0;
-    }
-    return 0.0;
-}
-
 /// How far the memory of the process rises while a file is loaded, to what stays.
 void BM_LoadingMemory(benchmark::State& state) {
     const auto& text = savedConvoy(state.range(0));
     for (auto _ : state) {
         std::istringstream stream(text);
         auto file = std::make_unique<KrFile>();
-        malloc_trim(0);
-        const auto before = readStatus("VmRSS");
-        std::ofstream("/proc/self/clear_refs") << "5";  // the peak is counted from here
+        const kr_benchmark::MemoryPeak memory;
         if (!file->load(stream)) state.SkipWithError("not loaded");
-        const auto peak = readStatus("VmHWM") - before;
-        malloc_trim(0);
-        const auto stays = readStatus("VmRSS") - before;
+        const auto peak = memory.rise();
+        const auto stays = memory.stays();
         state.counters["bytes_that_stay"] = stays;
         state.counters["peak_to_stay"] = stays > 0.0 ? peak / stays : 0.0;
         state.PauseTiming();

@@ -171,4 +171,17 @@ void BinaryOutArchive::save_pointer(const void* object,
     pointerSerializer->save_object_ptr(*this, object);
 }
 
+bool BinaryOutArchive::_saveKnown(const void* object, const std::type_info& type, const std::type_info& pointedTo) {
+    const auto* serializer = _isCompact() ? nullptr : _saved->serializerOf(type, pointedTo);
+    if (serializer == nullptr) return false;
+    save_pointer(object, serializer);
+    return true;
+}
+
+void BinaryOutArchive::_note(const std::type_info& type, const std::type_info& pointedTo,
+                             const ba::detail::basic_serializer* serializer) {
+    if (serializer == nullptr) return;
+    _saved->noteSerializer(type, pointedTo, static_cast<const ba::detail::basic_pointer_oserializer*>(serializer));
+}
+
 }  // namespace KrPersistence

@@ -4,12 +4,15 @@
 #include <boost/archive/detail/register_archive.hpp>
 #include <boost/serialization/array_wrapper.hpp>
 #include <boost/serialization/collection_size_type.hpp>
+#include <boost/serialization/singleton.hpp>
+#include <boost/serialization/type_info_implementation.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/binary_archive_writer.h"
@@ -54,6 +57,9 @@ public:
     using Impl::save_override;
     template <class T>
     void save_override(T& value) {
+        if constexpr (std::is_pointer_v<T>) {
+            if constexpr (std::is_polymorphic_v<std::remove_pointer_t<T>>) return _saveObject(value);
+        }
         Impl::save_override(value);
     }
     /// Throws where the version has more bits than its bytes.
@@ -98,6 +104,22 @@ public:
 
 private:
     [[nodiscard]] bool _isCompact() const noexcept { return _optimizationMode != 0; }
+    /// Boost looks for the class by its name at every pointer; here it does so once for each class of objects.
+    template <class T>
+    void _saveObject(T* const& pointer) {
+        namespace bs = boost::serialization;
+        using Serializers = boost::archive::detail::archive_serializer_map<BinaryOutArchive>;
+        if (pointer != nullptr && _saveKnown(dynamic_cast<const void*>(pointer), typeid(*pointer), typeid(T))) return;
+        Impl::save_override(pointer);
+        if (pointer == nullptr) return;
+        const auto* type = bs::singleton<typename bs::type_info_implementation<T>::type>::get_const_instance()
+                               .get_derived_extended_type_info(*pointer);
+        if (type != nullptr) _note(typeid(*pointer), typeid(T), Serializers::find(*type));
+    }
+    /// False unless such an object was saved behind such a pointer before.
+    bool _saveKnown(const void* object, const std::type_info& type, const std::type_info& pointedTo);
+    void _note(const std::type_info& type, const std::type_info& pointedTo,
+               const boost::archive::detail::basic_serializer* serializer);
     void _writeHeader();
     void _saveFloats(const double* values, std::size_t count);
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <boost/archive/detail/basic_oserializer.hpp>
+#include <boost/archive/detail/basic_pointer_oserializer.hpp>
 #include <boost/serialization/extended_type_info.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -21,6 +23,7 @@ struct LessTypeInfo {
 class SavedObjects {
 public:
     using Serializer = boost::archive::detail::basic_oserializer;
+    using PointerSerializer = boost::archive::detail::basic_pointer_oserializer;
 
     /// The number of the class, and whether it is new. Modules have serializers of their own for one class.
     std::pair<std::int16_t, bool> classOf(const Serializer& serializer) {
@@ -33,6 +36,19 @@ public:
         return {position->second, isNew};
     }
 
+    /// What saves objects of the type behind pointers to the other; null unless it was noted.
+    const PointerSerializer* serializerOf(const std::type_info& type, const std::type_info& pointedTo) {
+        const AddressTable::Entry* known = _pointers.find(&type, 0);
+        if (known == nullptr || _noted[known->number].pointedTo != &pointedTo) return nullptr;
+        return _noted[known->number].serializer;
+    }
+    void noteSerializer(const std::type_info& type, const std::type_info& pointedTo,
+                        const PointerSerializer* serializer) {
+        const auto [entry, isNew] = _pointers.add(&type, 0, static_cast<std::uint32_t>(_noted.size()));
+        if (isNew) _noted.emplace_back();
+        _noted[entry->number] = {&pointedTo, serializer};
+    }
+
     std::vector<bool> isDescribed;  // by class: its information stands in the archive
     AddressTable objects;
     std::size_t depth{0};
@@ -41,8 +57,15 @@ public:
     const Serializer* announcedSerializer{nullptr};
 
 private:
+    struct Noted {
+        const std::type_info* pointedTo{nullptr};
+        const PointerSerializer* serializer{nullptr};
+    };
+
     std::map<const boost::serialization::extended_type_info*, std::int16_t, LessTypeInfo> _classes;
     AddressTable _serializers;
+    AddressTable _pointers;  // by the types of the objects behind them: places in the following
+    std::vector<Noted> _noted;
 };
 
 /// The object behind a pointer is announced while this lives.
