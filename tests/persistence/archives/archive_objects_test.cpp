@@ -10,6 +10,39 @@
 
 namespace archive_objects_test {
 
+struct Left {
+    virtual ~Left() = default;
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_NVP(left);
+    }
+    int left{1};
+};
+
+struct Right {
+    virtual ~Right() = default;
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_NVP(right);
+    }
+    int right{2};
+};
+
+struct Both final : Left, Right {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Left);
+        archive& BOOST_SERIALIZATION_BASE_OBJECT_NVP(Right);
+    }
+};
+
+}  // namespace archive_objects_test
+
+KR_ARCHIVE_CLASS(archive_objects_test::Both, "Both")
+KR_ARCHIVE_CLASS_IMPLEMENT(archive_objects_test::Both)
+
+namespace archive_objects_test {
+
 using KrPersistence::ArchiveObjectScope;
 
 template <class Kind>
@@ -93,6 +126,36 @@ TYPED_TEST(ArchiveObjects, ThatAContainerMovedAreFoundAtTheirPlace) {
     archive >> boost::serialization::make_nvp("strangers", loaded);
     EXPECT_EQ(loaded.values.size(), 2U);
     EXPECT_EQ(loaded.second, &loaded.values.back());
+}
+
+struct ManySides {
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_NVP(left) & BOOST_SERIALIZATION_NVP(right);
+        archive& BOOST_SERIALIZATION_NVP(otherRight) & BOOST_SERIALIZATION_NVP(otherLeft);
+        archive& BOOST_SERIALIZATION_NVP(itself);
+    }
+    Left *left{nullptr}, *otherLeft{nullptr};
+    Right *right{nullptr}, *otherRight{nullptr};
+    Both* itself{nullptr};
+};
+
+TYPED_TEST(ArchiveObjects, AreTheSameBehindPointersToEachOfTheirBases) {
+    Both first, second;
+    second.left = 3;
+    const ManySides sides{&first, &second, &first, &second, &second};
+    std::stringstream stream;
+    typename TypeParam::Out(stream, 0) << BOOST_SERIALIZATION_NVP(sides);
+    typename TypeParam::In archive(stream, 0);
+    ManySides loaded;
+    archive >> boost::serialization::make_nvp("sides", loaded);
+    const std::unique_ptr<Left> owner(loaded.left), otherOwner(loaded.otherLeft);
+    EXPECT_EQ(dynamic_cast<Left*>(loaded.right), loaded.left);
+    EXPECT_EQ(dynamic_cast<Left*>(loaded.otherRight), loaded.otherLeft);
+    EXPECT_EQ(loaded.itself, loaded.otherLeft);
+    EXPECT_EQ(loaded.left->left, 1);
+    EXPECT_EQ(loaded.otherRight->right, 2);
+    EXPECT_EQ(loaded.itself->left, 3);
 }
 
 TYPED_TEST(ArchiveObjects, AreNotWrittenAsValuesAfterTheirPointers) {

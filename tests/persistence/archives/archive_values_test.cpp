@@ -126,6 +126,8 @@ std::vector<std::string> texts() {
     return all;
 }
 
+constexpr const char* kAlike[] = {"\xEE\xBB\xBF", "\xFF"};
+
 TYPED_TEST(ArchiveValues, TextsBytesAndNamesComeBackByteForByte) {
     const auto all = texts();
     const std::string bytes = written<TypeParam>([&](ArchiveWriter& writer) {
@@ -134,6 +136,13 @@ TYPED_TEST(ArchiveValues, TextsBytesAndNamesComeBackByteForByte) {
         writer.group("Groups", [&] {
             for (const char* name : kNames)
                 writer.group(name, [&] { writer.sequence(name, 1, [&](std::size_t) { writer.write(name, name); }); });
+        });
+        // The second of these names is written as what the first one is: neither may be taken for the other.
+        writer.sequence("Alike", 2, [&](std::size_t i) {
+            writer.group("Pair", [&] {
+                writer.write("First", 0);
+                writer.write(kAlike[i], static_cast<int>(i));
+            });
         });
         writer.sequence("Texts", all.size(), [&](std::size_t i) { writer.write("Text", all[i]); });
         writer.sequence("Repeated", all.size(), [&](std::size_t i) { writer.writeRepeated("Text", all[i % 7 * 30]); });
@@ -149,6 +158,14 @@ TYPED_TEST(ArchiveValues, TextsBytesAndNamesComeBackByteForByte) {
         reader.group("Groups", [&] {
             for (const char* name : kNames)
                 reader.group(name, [&] { reader.sequence(name, [&](std::size_t) { reader.read(name, text); }); });
+        });
+        reader.sequence("Alike", [&](std::size_t i) {
+            reader.group("Pair", [&] {
+                int number = -1;
+                reader.read("First", number);
+                reader.read(kAlike[i], number);
+                EXPECT_EQ(number, static_cast<int>(i));
+            });
         });
         const auto compare = [&](std::size_t i) {
             reader.read("Text", text);

@@ -210,6 +210,36 @@ INSTANTIATE_TEST_SUITE_P(
               "Top/Rest/Choice is none of the known choices: '?'"}),
     test_support::caseName);
 
+/// How many numbers the list holds; -1 where the document is refused.
+int countNumbers(const std::string& list) {
+    int count = -1;
+    try {
+        archive_kinds::read<Json>("{\"Top\": {\"List\": " + list + "}}", [&](ArchiveReader& reader) {
+            std::vector<double> block;
+            reader.readBlock("List", block);
+            count = static_cast<int>(block.size());
+        });
+    } catch (const boost::archive::archive_exception&) {
+        return -1;
+    }
+    return count;
+}
+
+TEST(JsonLists, HoldNumbersOfJsonOnly) {
+    for (const char* list :
+         {"[-0,1,-20]", "[ 0.5 ,\n\t1E5\r,-1.25e-3]", "[1234567,12345678.12345678,1234567890123456789e+10]",
+          "[\"NaN\", \"Infinity\" ,\"-Infinity\"]"})
+        EXPECT_EQ(countNumbers(list), 3) << list;
+    for (const char* list : {"[]", "[ \n]"})
+        EXPECT_EQ(countNumbers(list), 0) << list;
+    for (const char* list :
+         {"[1,]",      "[,1]",  "[1,,2]", "[1 2]",   "[01]",     "[-]",         "[1.]",    "[.5]",
+          "[1.e5]",    "[1e]",  "[1e+]",  "[+1]",    "[1",       "[1,",         "[\"NaN]", "[\"NaN\"\"NaN\"]",
+          "[\"nan\"]", "[NaN]", "[0x1]",  "[1,[2]]", "[1,true]", "[12345678a]", "[1/2]",   "[1:2]",
+          "[1e999]"})
+        EXPECT_EQ(countNumbers(list), -1) << list;
+}
+
 class XmlFault : public testing::TestWithParam<Fault> {};
 
 TEST_P(XmlFault, IsNamedWithItsPlace) {
