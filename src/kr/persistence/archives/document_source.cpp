@@ -33,7 +33,7 @@ std::string DocumentSource::readAll() const {
         text.reserve(static_cast<std::size_t>(std::min(left, limit)) + kRoomBehind);
     }
     // By pieces: a string would fill with zeros what is then written over.
-    std::array<char, 16384> piece;
+    std::array<char, 16384> piece{};
     for (std::size_t count = piece.size(); count == piece.size();) {
         count = static_cast<std::size_t>(buffer.sgetn(piece.data(), static_cast<std::streamsize>(piece.size())));
         text.append(piece.data(), count);
