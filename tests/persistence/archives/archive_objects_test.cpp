@@ -193,46 +193,36 @@ class Vehicle : public Kr::KrBase {
     Vehicle() = default;
 };
 
-TYPED_TEST(ArchiveObjects, NameAndFlagsAreKnownToWriterAndReader) {
-    Vehicle object;
+TYPED_TEST(ArchiveObjects, AndNamesAreKnownToWriterAndReaderWhileTheyLive) {
+    auto outer = std::make_unique<Vehicle>();
+    Vehicle inner;
     std::stringstream stream;
     typename TypeParam::Out out(stream, 5);
     EXPECT_EQ(out.getArchiveFlags(), 5U);
     out.setArchiveName("file");
+    out.popObject();
+    const ArchiveObjectScope scope(out, outer.get());
     typename TypeParam::Out::Writer writer(out);
     EXPECT_EQ(writer.getArchiveName(), "file");
-    const KrPersistence::ArchiveObjectScope scope(out, &object);
-    EXPECT_EQ(writer.getCurrentObject(), &object);
-    writer.popObject();
+    {
+        const ArchiveObjectScope nested(out, &inner);
+        EXPECT_EQ(writer.getCurrentObject(), &inner);
+    }
+    EXPECT_EQ(out.getCurrentObject(), outer.get());
+    outer.reset();
     EXPECT_EQ(out.getCurrentObject(), nullptr);
     writer.write("Value", "a literal");
+
     typename TypeParam::In in(stream, 5);
     in.setArchiveName("other");
     typename TypeParam::In::Reader reader(in);
-    reader.pushObject(&object);
-    EXPECT_EQ(in.getCurrentObject(), &object);
+    reader.pushObject(&inner);
+    EXPECT_EQ(in.getCurrentObject(), &inner);
     EXPECT_EQ(reader.getArchiveName(), "other");
     std::string text;
     reader.read("Value", text);
     EXPECT_EQ(text, "a literal");
     EXPECT_THROW(reader.fail("no"), boost::archive::archive_exception);
-}
-
-TEST(KrArchive, KnowsTheObjectBeingArchivedWhileItLives) {
-    KrPersistence::KrArchive archive(5);
-    EXPECT_EQ(archive.getArchiveFlags(), 5U);
-    archive.popObject();
-    EXPECT_EQ(archive.getCurrentObject(), nullptr);
-    auto outer = std::make_unique<Vehicle>();
-    Vehicle inner;
-    const ArchiveObjectScope scope(archive, outer.get());
-    {
-        const ArchiveObjectScope nested(archive, &inner);
-        EXPECT_EQ(archive.getCurrentObject(), &inner);
-    }
-    EXPECT_EQ(archive.getCurrentObject(), outer.get());
-    outer.reset();
-    EXPECT_EQ(archive.getCurrentObject(), nullptr);
 }
 
 }  // namespace archive_objects_test

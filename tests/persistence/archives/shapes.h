@@ -9,9 +9,7 @@
 #include <boost/serialization/version.hpp>
 #include <cstddef>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kr/persistence/archives/archive_sequence.h"
@@ -100,28 +98,6 @@ struct Reading {
     double value{0};
     unsigned int readVersion{0};
 };
-
-inline std::string fromHex(const std::string& hex) {
-    std::string bytes;
-    std::string digits;
-    for (const char each : hex) {
-        if (each == ' ') continue;
-        digits += each;
-        if (digits.size() < 2) continue;
-        bytes += static_cast<char>(std::stoi(digits, nullptr, 16));
-        digits.clear();
-    }
-    return bytes;
-}
-
-inline std::string toHex(const std::string& bytes) {
-    std::string hex;
-    for (const char each : bytes) {
-        hex += "0123456789abcdef"[static_cast<unsigned char>(each) >> 4U];
-        hex += "0123456789abcdef"[static_cast<unsigned char>(each) & 15U];
-    }
-    return hex;
-}
 
 }  // namespace shapes
 

@@ -1,57 +1,58 @@
-#pragma once
-
 // list.hpp uses it without including it.
 #include <boost/serialization/library_version_type.hpp>
 
 #include <boost/serialization/list.hpp>
 #include <boost/serialization/map.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
-#include <functional>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <type_traits>
 
 #include "kr/platform/log.h"
 #include "tests/persistence/archives/shapes.h"
 
-// Whatever the bytes are: both faces of an archive refuse them with an exception or read them, and leave nothing.
-namespace named_archive_fuzzer {
+// Compiled for each kind of archive, whose reading class is KR_IN_ARCHIVE.
+namespace {
+
+using KrPersistence::BinaryInArchive;
+using Archive = KrPersistence::KR_IN_ARCHIVE;
+constexpr bool kIsBinary = std::is_same_v<Archive, BinaryInArchive>;
 
 struct Everything {
-    template <class Archive>
-    void serialize(Archive& archive, unsigned int /*version*/) {
+    template <class In>
+    void serialize(In& archive, unsigned int /*version*/) {
         archive& BOOST_SERIALIZATION_NVP(shape);
-        if constexpr (Archive::is_loading::value) {
-            if (shape != nullptr) archive.adopt(shape);
-            owner.reset(shape);
-        }
+        if (shape != nullptr) archive.adopt(shape);
+        owner.reset(shape);
         archive& BOOST_SERIALIZATION_NVP(doubles);
         archive& BOOST_SERIALIZATION_NVP(numbers);
         archive& BOOST_SERIALIZATION_NVP(texts);
         archive& BOOST_SERIALIZATION_NVP(readings);
         archive& BOOST_SERIALIZATION_NVP(transform);
+        if constexpr (kIsBinary) archive& BOOST_SERIALIZATION_NVP(number);
         archive& BOOST_SERIALIZATION_NVP(strangers);
         archive& BOOST_SERIALIZATION_NVP(stranger);
-        if constexpr (Archive::is_loading::value) {
-            if (stranger != nullptr) {
-                archive.adopt(stranger);
-                delete stranger;
-            }
-        }
+        if (stranger == nullptr) return;
+        archive.adopt(stranger);
+        delete stranger;
     }
     shapes::Shape* shape{nullptr};
     std::unique_ptr<shapes::Shape> owner;
     std::vector<double> doubles;
     std::vector<unsigned int> numbers;
-    std::map<std::string, short> texts;
+    std::map<std::string, std::conditional_t<kIsBinary, std::wstring, short>> texts;
     std::list<shapes::Reading> readings;
     Kr::KrTransform transform;
+    long number{0};
     std::list<shapes::Stranger> strangers;  // tracked values that move
     shapes::Stranger* stranger{nullptr};
 };
 
-inline void readValues(KrPersistence::ArchiveReader& reader, int depth) {
+void readValues(KrPersistence::ArchiveReader& reader, int depth) {
     int number = 0;
     unsigned long long wide = 0;
     double real = 0;
@@ -80,29 +81,52 @@ inline void readValues(KrPersistence::ArchiveReader& reader, int depth) {
                     [&](std::size_t) { reader.sequence("Item", [&](std::size_t) { reader.read("Item", number); }); });
 }
 
-template <class Archive>
-void run(const std::string& bytes) {
-    Kr::LogSetLevel(Kr::eLogLevel::kOff);
-    {
-        Everything top;
-        std::istringstream stream(bytes);
-        Archive archive(stream, 0);
-        try {
-            archive >> boost::serialization::make_nvp("Top", top);
-            archive.requireOwned();
-        } catch (const std::exception&) {
-            archive.delete_created_pointers();
-        }
-    }
-    if (shapes::Shape::living() != 0) std::abort();
-    std::istringstream stream(bytes);
-    Archive archive(stream, 0);
-    typename Archive::Reader reader(archive);
-    try {
-        reader.group("Top", [&] { readValues(reader, 0); });
-    } catch (const std::exception&) {
-        return;
+/// Archives of binary bytes take their flags, and in its highest bit the mode, from the first byte.
+std::unique_ptr<Archive> open(std::istream& stream, std::uint8_t first) {
+    if constexpr (kIsBinary) {
+        return std::make_unique<Archive>(stream, first & 0x7fU,
+                                         static_cast<BinaryInArchive::OptimizationMode>(first >> 7U));
+    } else {
+        return std::make_unique<Archive>(stream, 0);
     }
 }
 
-}  // namespace named_archive_fuzzer
+/// What is thrown is a refusal.
+template <class Read>
+void read(const std::string& bytes, std::uint8_t first, const Read& readAll) {
+    std::istringstream stream(bytes);
+    std::unique_ptr<Archive> archive;
+    try {
+        archive = open(stream, first);
+        readAll(*archive);
+    } catch (const std::exception&) {
+        if (archive) archive->delete_created_pointers();
+    }
+}
+
+}  // namespace
+
+// Whatever the bytes are: both faces of an archive refuse them with an exception or read them, and leave nothing.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Kr::LogSetLevel(Kr::eLogLevel::kOff);
+    if (kIsBinary && size == 0) return 0;
+    const std::string bytes(data + (kIsBinary ? 1 : 0), data + size);
+    const std::uint8_t first = kIsBinary ? data[0] : std::uint8_t{0};
+    {
+        Everything top;
+        read(bytes, first, [&](Archive& archive) {
+            if constexpr (kIsBinary) {
+                top.serialize(archive, 0);
+            } else {
+                archive >> boost::serialization::make_nvp("Top", top);
+            }
+            archive.requireOwned();
+        });
+    }
+    if (shapes::Shape::living() != 0) std::abort();
+    read(bytes, first, [](Archive& archive) {
+        Archive::Reader reader(archive);
+        reader.group("Top", [&] { readValues(reader, 0); });
+    });
+    return 0;
+}
