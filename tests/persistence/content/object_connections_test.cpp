@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection.h"
@@ -17,7 +16,6 @@ using test_support::areSame;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 /// "Source.Field>Sink.Field" of each connection that ends at the extension, with what is special about it.
 std::vector<std::string> connectionsTo(const KrSmartPtr<KrExtension>& sink) {

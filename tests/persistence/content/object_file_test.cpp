@@ -1,7 +1,6 @@
 #include "kr/persistence/content/object_file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
@@ -213,8 +212,6 @@ TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
     EXPECT_FALSE(KrPersistence::loadObjects((folder / "none.kro").string(), error));
     EXPECT_THAT(error, HasSubstr("cannot open"));
 }
-
-// --- Instances -----------------------------------------------------------------------------------------------------
 
 class SavedInstances : public Content {
 protected:

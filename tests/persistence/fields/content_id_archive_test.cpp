@@ -1,4 +1,4 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/fields/content_id_archive.h"

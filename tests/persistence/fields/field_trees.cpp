@@ -1,13 +1,9 @@
 #include "tests/persistence/fields/field_trees.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <utility>
 
 #include "kr/core/physical_dimension.h"
 #include "kr/data/extension_field.h"
@@ -52,25 +48,9 @@ public:
 
 }  // namespace
 
-std::string difference(const std::string& first, const std::string& second) {
-    if (first == second) return {};
-    const auto at = std::mismatch(first.begin(), first.end(), second.begin(), second.end());
-    const auto around = [](const std::string& text, std::ptrdiff_t place) {
-        const auto from = std::max<std::ptrdiff_t>(place - 200, 0);
-        return testing::PrintToString(text.substr(static_cast<std::size_t>(from), 300));
-    };
-    const auto place = at.first - first.begin();
-    return "byte " + std::to_string(place) + ":\n" + around(first, place) + "\nis not\n" + around(second, place);
-}
-
 double Random::number() {
-    constexpr double kSpecial[] = {0.0,
-                                   -0.0,
-                                   1.0,
-                                   0.1,
-                                   std::numeric_limits<double>::infinity(),
-                                   std::numeric_limits<double>::denorm_min(),
-                                   std::numeric_limits<double>::max()};
+    using Limits = std::numeric_limits<double>;
+    constexpr double kSpecial[] = {0.0, -0.0, 1.0, 0.1, Limits::infinity(), Limits::denorm_min(), Limits::max()};
     if (oneIn(3)) return kSpecial[below(std::size(kSpecial))];
     const double plain = static_cast<double>(_engine()) - 2e9;
     return oneIn(20) ? std::numeric_limits<double>::quiet_NaN() : plain / 7;

@@ -9,16 +9,15 @@
 
 #include "kr/data/container.h"
 #include "kr/extension/extension.h"
-#include "kr/persistence/archives/binary_in_archive.h"
-#include "kr/persistence/archives/binary_out_archive.h"
-#include "kr/persistence/archives/json_in_archive.h"
-#include "kr/persistence/archives/json_out_archive.h"
-#include "kr/persistence/archives/xml_in_archive.h"
-#include "kr/persistence/archives/xml_out_archive.h"
 #include "kr/persistence/fields/field_archive.h"
+#include "tests/persistence/archives/archive_kinds.h"
 
 /// Random trees of fields of all kinds, and what writes and reads them.
 namespace field_trees {
+
+using archive_kinds::Binary;
+using archive_kinds::Json;
+using archive_kinds::Xml;
 
 /// Random choices, repeatable from the seed.
 class Random {
@@ -80,35 +79,13 @@ private:
     Extensions _extensions;
 };
 
-/// A kind of archive: its writer is made on a stream, its reader as well.
-struct Binary {
-    static constexpr const char* kName = "Binary";
-    using Out = KrPersistence::BinaryOutArchive;
-    using In = KrPersistence::BinaryInArchive;
-};
-struct Xml {
-    static constexpr const char* kName = "Xml";
-    using Out = KrPersistence::XmlOutArchive;
-    using In = KrPersistence::XmlInArchive;
-};
-struct Json {
-    static constexpr const char* kName = "Json";
-    using Out = KrPersistence::JsonOutArchive;
-    using In = KrPersistence::JsonInArchive;
-};
-
-/// Where two archives part, for people.
-std::string difference(const std::string& first, const std::string& second);
-
 template <class Kind, class Action>
-std::string written(Action&& write) {
+std::string written(Action&& write, std::uint32_t flags = 0) {
     std::ostringstream stream;
-    {
-        typename Kind::Out archive(stream, 0);
-        typename Kind::Out::Writer writer(archive);
-        write(writer);
-    }
-    return std::move(stream).str();
+    typename Kind::Out archive(stream, flags);
+    typename Kind::Out::Writer writer(archive);
+    write(writer);
+    return stream.str();
 }
 
 template <class Kind, class Action>
@@ -120,8 +97,9 @@ void readFrom(const std::string& bytes, Action&& read) {
 }
 
 template <class Kind>
-std::string saved(const KrData::FieldBase& field, const KrPersistence::FieldWriteContext& context = {}) {
-    return written<Kind>([&](auto& writer) { KrPersistence::writeField(writer, "Field", field, context); });
+std::string saved(const KrData::FieldBase& field, const KrPersistence::FieldWriteContext& context = {},
+                  std::uint32_t flags = 0) {
+    return written<Kind>([&](auto& writer) { KrPersistence::writeField(writer, "Field", field, context); }, flags);
 }
 
 template <class Kind>

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "kr/persistence/archives/binary_in_archive.h"
@@ -46,20 +45,17 @@ TEST_P(Filename, FollowsTheFile) {
 
 const std::string kHere = std::filesystem::current_path().string();
 
-INSTANTIATE_TEST_SUITE_P(
-    Files, Filename,
-    testing::Values(
-        FilenameCase{"Beside", "/a/b/car.obj", "/a/b/car.kr", "car.obj", "/x/car.kr", "/x/car.obj"},
-        FilenameCase{"Above", "/a/c/car.obj", "/a/b/car.kr", "../c/car.obj", "/x/y/car.kr", "/x/c/car.obj"},
-        FilenameCase{"RelativeArchive", kHere + "/car.obj", "sub/car.kr", "../car.obj", "sub/car.kr",
-                     kHere + "/car.obj"},
-        FilenameCase{"AlreadyRelative", "c/car.obj", "/a/b/car.kr", "c/car.obj", "/x/car.kr", "/x/c/car.obj"},
-        FilenameCase{"NoArchiveName", "/a/car.obj", "", "/a/car.obj", "/x/car.kr", "/a/car.obj"},
-        FilenameCase{"NeverNamed", "car.obj", "", "car.obj", "", "car.obj"},
-        FilenameCase{"Nothing", "", "/a/b/car.kr", "", "/x/car.kr", ""},
-        FilenameCase{"ForeignAbsolute", "C:\\a\\car.obj", "/a/b/car.kr", "C:\\a\\car.obj", "/x/car.kr",
-                     "C:\\a\\car.obj"},
-        FilenameCase{"Marker", "*Current File*", "/a/b/car.kr", "*Current File*", "/x/car.kr", "*Current File*"}),
-    test_support::caseName);
+const FilenameCase kFilenames[] = {
+    {"Beside", "/a/b/car.obj", "/a/b/car.kr", "car.obj", "/x/car.kr", "/x/car.obj"},
+    {"Above", "/a/c/car.obj", "/a/b/car.kr", "../c/car.obj", "/x/y/car.kr", "/x/c/car.obj"},
+    {"RelativeArchive", kHere + "/car.obj", "sub/car.kr", "../car.obj", "sub/car.kr", kHere + "/car.obj"},
+    {"AlreadyRelative", "c/car.obj", "/a/b/car.kr", "c/car.obj", "/x/car.kr", "/x/c/car.obj"},
+    {"NoArchiveName", "/a/car.obj", "", "/a/car.obj", "/x/car.kr", "/a/car.obj"},
+    {"NeverNamed", "car.obj", "", "car.obj", "", "car.obj"},
+    {"Nothing", "", "/a/b/car.kr", "", "/x/car.kr", ""},
+    {"ForeignAbsolute", "C:\\a\\car.obj", "/a/b/car.kr", "C:\\a\\car.obj", "/x/car.kr", "C:\\a\\car.obj"},
+    {"Marker", "*Current File*", "/a/b/car.kr", "*Current File*", "/x/car.kr", "*Current File*"},
+};
+INSTANTIATE_TEST_SUITE_P(Files, Filename, testing::ValuesIn(kFilenames), test_support::caseName);
 
 }  // namespace filename_test

@@ -3,7 +3,6 @@
 #include <functional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"

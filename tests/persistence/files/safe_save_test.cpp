@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -105,16 +104,14 @@ TEST_P(FailingCall, LeavesTheTargetAsItWas) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    SafeSave, FailingCall,
-    testing::Values(CallCase{"Open", "open", 1, "KrFile: cannot create a temporary file to save ",
-                             "KrFile: cannot create a temporary file to save "},
-                    CallCase{"Write", "write", 20, "a.kr.temp': No space left on device when saving.\n",
-                             "a.kr.temp': No space left on device when saving.\n"},
-                    CallCase{"Flush", "fsync", 1, "a.kr.\nNo space left", "KrFile: cannot save to "},
-                    CallCase{"Close", "close", 1, "KrFile: cannot save to ", "a.kr.\nNo space left"},
-                    CallCase{"Rename", "rename", 1, "KrFile: cannot overwrite existing ", "KrFile: cannot save to "}),
-    test_support::caseName);
+const CallCase kCalls[] = {
+    {"Open", "open", 1, "cannot create a temporary file to save ", "cannot create a temporary file to save "},
+    {"Write", "write", 20, "No space left on device when saving.\n", "No space left on device when saving.\n"},
+    {"Flush", "fsync", 1, "a.kr.\nNo space left", "KrFile: cannot save to "},
+    {"Close", "close", 1, "KrFile: cannot save to ", "a.kr.\nNo space left"},
+    {"Rename", "rename", 1, "KrFile: cannot overwrite existing ", "KrFile: cannot save to "},
+};
+INSTANTIATE_TEST_SUITE_P(SafeSave, FailingCall, testing::ValuesIn(kCalls), test_support::caseName);
 
 TEST(SafeSave, OnlyWarnsWhenTheFolderIsNotFlushed) {
     const test_support::TemporaryFolder folder;
@@ -159,24 +156,19 @@ TEST_P(Obstacle, IsMovedOnlyIfItIsOurs) {
 
 const std::string kNoTemporary = "KrFile: cannot create a temporary file to save ";
 
-INSTANTIATE_TEST_SUITE_P(
-    SafeSave, Obstacle,
-    testing::Values(
-        ObstacleCase{"LeftOver", [](auto&, auto& temporary, auto&) { write(temporary, std::string(999, 'x')); }, ""},
-        ObstacleCase{"Link", [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander, temporary); },
-                     kNoTemporary},
-        ObstacleCase{
-            "DanglingLink",
-            [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander.string() + "2", temporary); },
-            kNoTemporary},
-        ObstacleCase{"HardLink",
-                     [](auto&, auto& temporary, auto& bystander) { fs::create_hard_link(bystander, temporary); }, ""},
-        ObstacleCase{"Folder", [](auto&, auto& temporary, auto&) { fs::create_directory(temporary); }, kNoTemporary},
-        ObstacleCase{"TargetIsFolder", [](auto& target, auto&, auto&) { fs::create_directory(target); },
-                     "KrFile: cannot overwrite existing "},
-        ObstacleCase{"TargetIsLink",
-                     [](auto& target, auto&, auto& bystander) { fs::create_symlink(bystander, target); }, ""}),
-    test_support::caseName);
+const ObstacleCase kObstacles[] = {
+    {"LeftOver", [](auto&, auto& temporary, auto&) { write(temporary, std::string(999, 'x')); }, ""},
+    {"Link", [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander, temporary); }, kNoTemporary},
+    {"DanglingLink",
+     [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander.string() + "2", temporary); },
+     kNoTemporary},
+    {"HardLink", [](auto&, auto& temporary, auto& bystander) { fs::create_hard_link(bystander, temporary); }, ""},
+    {"Folder", [](auto&, auto& temporary, auto&) { fs::create_directory(temporary); }, kNoTemporary},
+    {"TargetIsFolder", [](auto& target, auto&, auto&) { fs::create_directory(target); },
+     "KrFile: cannot overwrite existing "},
+    {"TargetIsLink", [](auto& target, auto&, auto& bystander) { fs::create_symlink(bystander, target); }, ""},
+};
+INSTANTIATE_TEST_SUITE_P(SafeSave, Obstacle, testing::ValuesIn(kObstacles), test_support::caseName);
 
 TEST(SafeSave, KeepsThePermissionsOfTheTarget) {
     const test_support::TemporaryFolder folder;

@@ -1,7 +1,6 @@
 #include "kr/persistence/setups/setup_file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
@@ -19,7 +18,6 @@
 #include "kr/persistence/setups/setup_section.h"
 #include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/process_settings.h"
 #include "tests/support/temporary_folder.h"
 
 namespace setup_file_test {
@@ -108,37 +106,6 @@ TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
     const auto second = folder / "second";
     ASSERT_TRUE(saveSetupFile(loaded, second, GetParam().flags, error)) << error;
     EXPECT_EQ(read(first), read(second));
-}
-
-TEST_P(SetupFiles, MoveTogetherWithTheirDirectories) {
-    auto setup = makeSetup();
-    setup->resourcesDirectories.set({(folder / "here/resources").c_str()});
-    std::filesystem::create_directory(folder / "here");
-    ASSERT_TRUE(saveSetupFile({setup, {folder / "car"}}, folder / "here/setup", GetParam().flags, error)) << error;
-    std::filesystem::create_directories(folder / "moved/there");
-    std::filesystem::rename(folder / "here/setup", folder / "moved/there/setup");
-    SetupFile loaded;
-    ASSERT_TRUE(loadSetupFile(loaded, folder / "moved/there/setup", error)) << error;
-    EXPECT_EQ(loaded.setup->resourcesDirectories.get().at(0).str(), folder / "moved/there/resources");
-    EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "moved/car").string()));
-}
-
-TEST_P(SetupFiles, BuildAnApplicationLikeTheOneTheyWereTakenFrom) {
-    const test_support::ProcessSettings process;
-    const auto source = KrSim::KrApplication::create();
-    source->setSimulationFrameRate(123.0);
-    source->setApplicationMode(KrSim::eApplicationMode::kPlayback);
-    source->getConfiguration()->logFile = (folder / "log_").string();
-    const auto file = folder / "setup";
-    ASSERT_TRUE(
-        saveSetupFile({ApplicationConfig::createFromApplication(source.get()), {}}, file, GetParam().flags, error))
-        << error;
-    SetupFile loaded;
-    ASSERT_TRUE(loadSetupFile(loaded, file, error)) << error;
-    const auto application = KrSim::KrApplication::create();
-    ASSERT_TRUE(application->applySetup(loaded.setup));
-    EXPECT_EQ(application->getSimulationFrameRate(), 123.0);
-    EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kPlayback);
 }
 
 TEST_P(SetupFiles, WithoutASetupOrWithMoreAreRefused) {

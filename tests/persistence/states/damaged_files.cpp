@@ -71,9 +71,11 @@ std::string makeObjects(unsigned seed, int flags) {
     auto tree = trees.make();
     tree->_setDynamic(true);
     if (tree->setParent(&lost->getParameterContainer())) static_cast<void>(tree.release());
+    auto* own = top->getExtension(0);
+    own->addParameter("Target", Kr::KrID("Motor"))->set(motor.get());
     Kr::KrConnectionFactory::connect(garage::motorOf(motor).speed.getField(),
-                                     top->getExtension(0)->getImplementationAs<garage::Motor>()->pedal.getField());
-    return garage::save({top}, flags);
+                                     own->getImplementationAs<garage::Motor>()->pedal.getField());
+    return garage::save({top, top->instantiate(garage::KrContentID::createFromWords(8, 8))}, flags);
 }
 
 saved_files::Simulation& simulation() {
@@ -102,22 +104,12 @@ constexpr Sort kSorts[] = {{"objects", makeObjects}, {"setups", makeSetup}, {"st
 std::string damage(std::string bytes, std::mt19937& random) {
     for (auto count = 1 + random() % 4; count > 0 && bytes.size() > 28; --count) {
         const auto place = 27 + random() % (bytes.size() - 27);
-        switch (random() % 5) {
-            case 0:
-                bytes[place] = static_cast<char>(random());
-                break;
-            case 1:
-                bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
-                break;
-            case 2:
-                bytes.erase(place, 1 + random() % 16);
-                break;
-            case 3:
-                bytes.insert(place, bytes.substr(random() % bytes.size(), random() % 32));
-                break;
-            default:
-                bytes.resize(place);
-        }
+        const auto kind = random() % 5;
+        if (kind == 0) bytes[place] = static_cast<char>(random());
+        if (kind == 1) bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
+        if (kind == 2) bytes.erase(place, 1 + random() % 16);
+        if (kind == 3) bytes.insert(place, bytes.substr(random() % bytes.size(), random() % 32));
+        if (kind == 4) bytes.resize(place);
     }
     return bytes;
 }

@@ -1,10 +1,7 @@
 #include "kr/persistence/states/simulation_state_file.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
 #include <limits>
 #include <memory>
 #include <random>

@@ -1,18 +1,10 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/data/field_array.h"
-#include "kr/data/vector.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_id_list.h"
 #include "kr/extension/extension.h"
@@ -64,62 +56,6 @@ TEST(Snapshot, LetsARunGoOnAsBeforeBitByBit) {
     for (std::size_t i = 0; i < again.size(); ++i)
         EXPECT_NEAR(expected[i], again[i], i % 6 < 4 ? 0.0 : 1e-9) << "the times of a clock that went on, at " << i;
 }
-
-struct Kind {
-    const char* name;
-    std::function<void(KrData::Container&)> add;
-    std::function<void(KrData::Container&)> change;
-};
-
-class SnapshotKinds : public testing::TestWithParam<Kind> {};
-
-TEST_P(SnapshotKinds, KeepEveryBit) {
-    World world;
-    auto& fields = proxyOf(world.first).getParameterContainer();
-    GetParam().add(fields);
-    const auto before = world.take();
-    int heard = 0;
-    const auto watch = fields.addObserver([&](const KrData::FieldBase&) { ++heard; });
-    GetParam().change(fields);
-    heard = 0;
-    EXPECT_TRUE(before->restore(*world.application).isComplete());
-    EXPECT_GE(heard, 1);
-    const auto* expected = before->getState().findExtensionState(proxyOf(world.first).getContentID());
-    const auto after = world.take();
-    const auto* actual = after->getState().findExtensionState(proxyOf(world.first).getContentID());
-    EXPECT_FALSE(expected->_getPlan().findDifference(expected->_getValues(), actual->_getPlan(), actual->_getValues()));
-}
-
-template <class T>
-Kind value(const char* name, T first, T second) {
-    return {name, [first](KrData::Container& fields) { fields.add<T>("Value", first); },
-            [second](KrData::Container& fields) { fields["Value"].set<T>(second); }};
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, SnapshotKinds,
-    testing::Values(value<double>("Double", -0.0, 1.0), value<bool>("Boolean", true, false),
-                    value<std::string>("Text", std::string("a\0b", 3), "c"),
-                    value<KrMath::Vector3T<float>>("VectorOfFloats", {1, -0.0F, 3}, {4, 5, 6}),
-                    value<Kr::KrEnum>("Enumeration", Kr::KrEnum(KrSim::eApplicationMode::kPlayback),
-                                      Kr::KrEnum(KrSim::eApplicationMode::kEditing)),
-                    Kind{"Vector",
-                         [](KrData::Container& fields) {
-                             static_cast<void>(new KrData::Vector<double>("Items", &fields, {1.0, -0.0, 3.0}));
-                         },
-                         [](KrData::Container& fields) {
-                             KrData::Vector<double>::from(fields["Items"])->setItems({2.0});
-                         }},
-                    Kind{"ArrayThatShrank",
-                         [](KrData::Container& fields) {
-                             auto* array = new KrData::FieldArray<KrData::Field<int>>("Items", &fields);
-                             for (const int item : {1, 2, 3})
-                                 *array->append() = item;
-                         },
-                         [](KrData::Container& fields) {
-                             static_cast<KrData::FieldArray<KrData::Field<int>>&>(fields["Items"]).remove(0);
-                         }}),
-    [](const auto& each) { return std::string(each.param.name); });
 
 TEST(Snapshot, TransfersNothingOverConnectionsWhichThenGoOnWithTheRestoredValues) {
     World world;
