@@ -1,9 +1,6 @@
 #include "kr/extension/content_registry.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include "kr/content/content_reference.h"
 #include "kr/extension/extension.h"

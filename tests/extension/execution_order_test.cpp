@@ -1,10 +1,8 @@
 #include "kr/extension/internal/execution_order.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
 #include <vector>
 
 #include "tests/support/case_name.h"
@@ -33,24 +31,24 @@ TEST_P(ExecutionOrders, AreThose) {
     EXPECT_EQ(result.loopCount, each.loopCount);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Graphs, ExecutionOrders,
-    testing::Values(
-        Case{"Nothing", 0, {}, {}, 0, 0}, Case{"RootsInOrderThenWhatTheyFeed", 3, {{2, 0}}, {1, 2, 0}, 3, 0},
-        Case{"SuccessorsInTheOrderOfTheirFirstEdge", 4, {{0, 3}, {0, 1}, {0, 3}, {0, 2}}, {0, 3, 1, 2}, 4, 0},
-        Case{"RepeatedEdgesCountOnce", 3, {{0, 1}, {0, 1}, {1, 2}, {0, 2}, {0, 2}}, {0, 1, 2}, 3, 0},
-        Case{"FreedByTheLastPredecessor", 4, {{0, 3}, {1, 3}, {2, 1}}, {0, 2, 1, 3}, 4, 0},
-        Case{"DownstreamOfACycle", 3, {{0, 1}, {1, 0}, {1, 2}}, {0, 1, 2}, 0, 2},
-        Case{"DownstreamEachBehindItsPredecessor",
-             6,
-             {{5, 4}, {4, 5}, {4, 3}, {3, 2}, {2, 0}, {3, 0}, {1, 5}},
-             {1, 4, 5, 3, 2, 0},
-             1,
-             2},
-        Case{"BetweenTwoCycles", 5, {{0, 1}, {1, 0}, {1, 2}, {2, 3}, {3, 4}, {4, 3}}, {0, 1, 2, 3, 4}, 0, 5},
-        Case{"ItsOwnSuccessor", 2, {{0, 0}, {0, 1}}, {0, 1}, 0, 1},
-        Case{"SortedBesideACycle", 4, {{3, 2}, {2, 3}, {0, 1}}, {0, 1, 2, 3}, 2, 2}),
-    test_support::caseName);
+const Case kGraphs[] = {
+    {"Nothing", 0, {}, {}, 0, 0},
+    {"RootsInOrderThenWhatTheyFeed", 3, {{2, 0}}, {1, 2, 0}, 3, 0},
+    {"SuccessorsInTheOrderOfTheirFirstEdge", 4, {{0, 3}, {0, 1}, {0, 3}, {0, 2}}, {0, 3, 1, 2}, 4, 0},
+    {"RepeatedEdgesCountOnce", 3, {{0, 1}, {0, 1}, {1, 2}, {0, 2}, {0, 2}}, {0, 1, 2}, 3, 0},
+    {"FreedByTheLastPredecessor", 4, {{0, 3}, {1, 3}, {2, 1}}, {0, 2, 1, 3}, 4, 0},
+    {"DownstreamOfACycle", 3, {{0, 1}, {1, 0}, {1, 2}}, {0, 1, 2}, 0, 2},
+    {"DownstreamEachBehindItsPredecessor",
+     6,
+     {{5, 4}, {4, 5}, {4, 3}, {3, 2}, {2, 0}, {3, 0}, {1, 5}},
+     {1, 4, 5, 3, 2, 0},
+     1,
+     2},
+    {"BetweenTwoCycles", 5, {{0, 1}, {1, 0}, {1, 2}, {2, 3}, {3, 4}, {4, 3}}, {0, 1, 2, 3, 4}, 0, 5},
+    {"ItsOwnSuccessor", 2, {{0, 0}, {0, 1}}, {0, 1}, 0, 1},
+    {"SortedBesideACycle", 4, {{3, 2}, {2, 3}, {0, 1}}, {0, 1, 2, 3}, 2, 2},
+};
+INSTANTIATE_TEST_SUITE_P(Graphs, ExecutionOrders, testing::ValuesIn(kGraphs), test_support::caseName);
 
 TEST(ExecutionOrder, HoldsForRandomGraphs) {
     std::mt19937 random(20261121);

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
@@ -8,7 +7,6 @@
 #include "kr/content/content_reference.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_state.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -26,9 +24,7 @@ using KrSim::KrFactoryKey;
 using KrSim::KrVersioningRegistry;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 
-const KrFactoryKey kMissingType("0a1b2c3d-0000-4000-8000-000000000001", "Test", "Missing");
 const KrFactoryKey kVersionedType("0a1b2c3d-0000-4000-8000-000000000002", "Test", "Versioned");
 
 /// What a file holds of an extension with an input 3.5, a parameter "old name" and a message.
@@ -40,8 +36,6 @@ void fillSaved(Container& saved) {
     parameters->add<double>("Weight", 12.0);
     new KrData::Vector<std::string>("Errors", &saved, {"old"});
 }
-
-// --- Loading -------------------------------------------------------------------------------------------------------
 
 TEST(Loading, LetsTheImplementationChangeWhatWasSavedFirst) {
     RecordingExtension::Calls calls;
@@ -63,41 +57,6 @@ TEST(Loading, LetsTheImplementationChangeWhatWasSavedFirst) {
     EXPECT_EQ(implementation->mass, 12.0);
     EXPECT_EQ(extension->getErrorCount(), 0U) << "messages of the run that saved them are not loaded";
 }
-
-TEST(Loading, KeepsTheDataOfAMissingPluginWhole) {
-    auto extension = Kr::makeSmart<KrExtension>();
-    extension->_setCreationKey(kMissingType);
-    extension->_setDataVersion(3);
-    extension->_setVersions({{"Tyres", 2}});
-    extension->_setExtensionData("opaque");
-    Container saved("Saved");
-    fillSaved(saved);
-    extension->_loadImplementation(&saved);
-    EXPECT_EQ(extension->getInput("Force")->toReal(), 3.5);
-    EXPECT_EQ(extension->getParameter("Weight")->toReal(), 12.0);
-    EXPECT_EQ(extension->getAllErrors(), extension->getName() + ": Unable to create " + kMissingType.toString() + "\n");
-    EXPECT_EQ(extension->_getExtensionData(), "opaque");
-    EXPECT_EQ(extension->getDataVersion(), 3);
-    EXPECT_EQ(extension->getVersions().at("Tyres"), 2);
-
-    const auto copy = extension->clone();
-    EXPECT_EQ(copy->_getExtensionData(), "opaque") << "a copy of what nobody understands is whole, too";
-    EXPECT_EQ(copy->getInput("Force")->toReal(), 3.5);
-}
-
-TEST(Loading, OfAPlaceholderAddsNoError) {
-    auto extension = Kr::makeSmart<KrExtension>();
-    extension->_setCreationKey(kMissingType);
-    extension->_createUnknownImplementation();
-    extension->_setVersions({{"Tyres", 2}});
-    Container saved("Saved");
-    fillSaved(saved);
-    extension->_loadImplementation(&saved);
-    EXPECT_EQ(extension->getErrorCount(), 0U);
-    EXPECT_EQ(extension->getVersions().at("Tyres"), 2);
-}
-
-// --- Versions ------------------------------------------------------------------------------------------------------
 
 class Upgrading : public testing::Test {
 protected:
@@ -143,15 +102,6 @@ TEST_F(Upgrading, ThatFailsKeepsTheData) {
     EXPECT_EQ(_extension->getInput("Force")->toReal(), 3.5);
     EXPECT_THAT(log.lines(), ElementsAre("3 KrVersioningRegistry: fatal error in 'Wheel' upgrade step [no engine]\n"));
 }
-
-TEST_F(Upgrading, RefusesWhatItCannotUse) {
-    EXPECT_FALSE(KrVersioningRegistry::registerVersion({}, "Tyres", 1));
-    EXPECT_FALSE(KrVersioningRegistry::registerVersion(kVersionedType, "", 1));
-    EXPECT_FALSE(KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", 9, nullptr));
-    EXPECT_FALSE(KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", 1, [](Container&) {}));
-}
-
-// --- Cloning -------------------------------------------------------------------------------------------------------
 
 TEST(Cloning, CopiesFieldsMessagesAndConnectionsWithin) {
     auto source = Kr::makeSmart<KrExtension>();
@@ -221,36 +171,6 @@ TEST(Cloning, LetsACopyDropOthersBeforeTheyAreTold) {
     EXPECT_EQ(static_cast<KrSim::KrObject&>(*source->clone()).getExtensionCount(), 0U);
     source.reset();
     EXPECT_TRUE(KrSim::KrExtensionFactory::unregisterType(key));
-}
-
-// --- Simulation states -----------------------------------------------------------------------------------------------
-
-TEST(SimulationState, BringsBackFieldsAndTheImplementation) {
-    RecordingExtension::Calls calls;
-    auto extension = Kr::makeSmart<KrExtension>();
-    auto* implementation = new RecordingExtension(extension.get(), calls);
-    implementation->speed = 10.0;
-    implementation->mass = 2.0;
-    implementation->internalState = 42;
-    const auto state = Kr::makeSmart<KrSim::KrSimulationState>();
-    extension->fillSimulationState(state);
-    extension->fillSimulationState(nullptr);
-
-    implementation->speed = 0.0;
-    implementation->mass = 0.0;
-    implementation->internalState = 0;
-    const auto* own = state->findExtensionState(extension->getContentID());
-    ASSERT_NE(own, nullptr);
-    extension->_restorePositionsAndOutputs(*own);
-    EXPECT_EQ(implementation->speed, 10.0);
-    EXPECT_EQ(implementation->mass, 0.0);
-    extension->_restoreState(*own);
-    EXPECT_EQ(implementation->mass, 2.0);
-    EXPECT_EQ(implementation->internalState, 42);
-    EXPECT_EQ(state->findExtensionState(KrSim::KrContentID()), nullptr);
-
-    extension->fillSimulationState(state);
-    EXPECT_EQ(state->getExtensionStates().size(), 1U) << "the later state of one extension replaces the first";
 }
 
 TEST(ExtensionCopies, HaveProxiesThatLinkTheirOwnFields) {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
@@ -8,7 +7,6 @@
 #include "kr/extension/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
-#include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 
 namespace object_instance_test {
@@ -215,16 +213,6 @@ TEST_F(Instances, LeaveTheirOwnerDuringASyncAndComeBackInPlace) {
     car->unregisterListener(&recorder);
 }
 
-TEST_F(Instances, AreNotSyncedWhileBusy) {
-    test_support::ContextHost host;
-    const auto instance = _definition->instantiate();
-    instance->_setApplicationContext(host.context());
-    const LogCapture log;
-    host.frame([&] { EXPECT_FALSE(instance->sync()); });
-    EXPECT_THAT(log.lines(), ElementsAre("2 KrObject::sync() was called in the wrong thread or when KrApplication is "
-                                         "updating the modules.\n"));
-}
-
 TEST_F(Instances, WaitForADefinitionThatIsGone) {
     const auto instance = _definition->instantiate();
     setOwn(*instance, "Left", 0.3);
@@ -259,11 +247,6 @@ TEST_F(Instances, RegenerateTheIDsOfPlainContent) {
     EXPECT_NE(_hub->getContentID(), _definition->getContentID());
     EXPECT_EQ(placed->getContentID(), KrContentID::createFromParentInstance(instance->getContentID(), left))
         << "the chain keeps what it was made from";
-}
-
-TEST_F(Instances, CloneOnlyWhatTheFilterTakes) {
-    const auto copy = _definition->clone([](const KrExtension* each) { return each->getName() != "Left"; });
-    EXPECT_EQ(describe(static_cast<const KrObject&>(*copy)), "Hub(Bolt=0.1) Right=0.8");
 }
 
 }  // namespace object_instance_test

@@ -1,12 +1,10 @@
 #include "kr/extension/object.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/context_host.h"
@@ -82,8 +80,6 @@ std::vector<std::string> namesIn(const KrObject& object) {
     return names;
 }
 
-// --- Rules ---------------------------------------------------------------------------------------------------------
-
 TEST(ObjectRules, RefuseWithAReason) {
     struct Module final : KrExtension {
         [[nodiscard]] bool _isSimulatorModule() const noexcept override { return true; }
@@ -126,8 +122,6 @@ TEST(ObjectRules, AreThoseOfTheImplementationWhereBothHaveOne) {
                 ElementsAre("3 KrObject: fatal error in 'Car' isCompatible while adding 'Trailer'. [no]\n",
                             "3 KrObject: unhandled exception in 'Car' isCompatible while adding 'Trailer'.\n"));
 }
-
-// --- Callbacks -----------------------------------------------------------------------------------------------------
 
 TEST(ObjectCallbacks, ComeInOrder) {
     Calls calls;
@@ -200,8 +194,6 @@ TEST(ObjectListeners, RecursiveOnesFollowTheTree) {
         << "and one that an earlier listener unregistered is not called";
 }
 
-// --- Names and lookup ----------------------------------------------------------------------------------------------
-
 TEST(ObjectNames, StayUniqueThroughRenamingAndLeaving) {
     const auto car = make<KrObject>("Car");
     const auto first = make<KrExtension>("Wheel"), second = make<KrExtension>("Wheel");
@@ -258,21 +250,6 @@ TEST(ObjectLookup, FindsOwnOnesFirstThenThoseBelow) {
     EXPECT_THAT(log.lines(), ElementsAre("5 KrObject::findInterface did not find 'Brakes' in 'Car'\n"));
 }
 
-TEST(ObjectMessages, AreThoseOfTheWholeTree) {
-    const auto car = make<KrObject>("Car");
-    const auto wheel = make<KrExtension>("Wheel");
-    car->add(wheel.get());
-    EXPECT_FALSE(car->hasError(true) || car->hasInfo(true));
-    car->addError("a", false);
-    wheel->addError("b", false);
-    wheel->addInfo("c", false);
-    EXPECT_EQ(car->getAllErrors(true), "Car: a\nWheel: b\n");
-    EXPECT_EQ(car->getAllInfos(true), "c\n");
-    EXPECT_TRUE(car->hasInfo(true));
-}
-
-// --- Applications --------------------------------------------------------------------------------------------------
-
 TEST(ObjectInAnApplication, DefersWhileItIsBusyAndAsksAgain) {
     ContextHost host;
     const LogCapture log;
@@ -306,26 +283,6 @@ TEST(ObjectInAnApplication, ThatDiesWhileAnAdditionWaitsTakesNothing) {
         car.reset();
     });
     EXPECT_EQ(wheel->getOwner(), nullptr);
-}
-
-TEST(ObjectInAnApplication, TakesExtensionsFromManyThreads) {
-    ContextHost host;
-    const auto car = make<KrObject>("Car");
-    car->_setApplicationContext(host.context());
-    host.frame();
-    constexpr int kThreads = 8, kEach = 50;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&car] {
-            for (int i = 0; i < kEach; ++i)
-                EXPECT_TRUE(car->add(make<KrExtension>("Wheel").get()));
-        });
-    }
-    while (car->getExtensionCount() < kThreads * kEach)
-        host.frame([] { std::this_thread::yield(); });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_NE(car->findExtensionByName("Wheel 400", false), nullptr);
 }
 
 TEST(ObjectDeath, LeavesWhatOthersHold) {

@@ -35,14 +35,8 @@ public:
         if (whenLoading) whenLoading(fields);
         _call("onLoading");
     }
-    void onStateSave(std::ostream& state) override {
-        state << internalState;
-        _call("onStateSave");
-    }
-    void onStateRestore(std::istream& state) override {
-        state >> internalState;
-        _call("onStateRestore");
-    }
+    void onStateSave(std::ostream&) override { _call("onStateSave"); }
+    void onStateRestore(std::istream&) override { _call("onStateRestore"); }
     void onSynchronized(const IExtension&) override { _call("onSynchronized"); }
 
     KrSim::Input<double> force{this, "Force"};
@@ -53,7 +47,6 @@ public:
     std::function<void(const char*)> onEachCall;
     std::function<void(KrData::Container&)> whenLoading;
     std::string loaded;
-    int internalState{0};
 
 private:
     void _call(const char* name) {
