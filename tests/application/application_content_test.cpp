@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <map>
@@ -187,8 +186,6 @@ TEST(Content, LetsProxiesFindWhatComesAfterThem) {
     static_cast<KrData::Field<double>*>(speed)->setValue(3.0);
     EXPECT_EQ(changes, 1);
 }
-
-// --- Modules that change what they are told of ---------------------------------------------------------------------
 
 /// What each module was told of each extension: 1 while it is there.
 struct Balance final : KrSim::ISimulatorModule {

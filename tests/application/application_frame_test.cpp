@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
@@ -135,13 +134,14 @@ TEST_P(SyncModes, PaceByTheClockOrRunFree) {
     EXPECT_EQ(host.context.getFrameStatistics().realTimeFactor > 100.0, !GetParam().isPaced);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, SyncModes,
-                         testing::Values(SyncCase{"Off", eSynchronizationMode::kSyncOff, true, false},
-                                         SyncCase{"VSync", eSynchronizationMode::kVSync, true, false},
-                                         SyncCase{"SWSync", eSynchronizationMode::kSWSync, false, true},
-                                         SyncCase{"Both", eSynchronizationMode::kSWAndVSync, true, true},
-                                         SyncCase{"DisplayPaces", eSynchronizationMode::kSWAndVSync, false, false}),
-                         test_support::caseName);
+const SyncCase kSyncModes[] = {
+    {"Off", eSynchronizationMode::kSyncOff, true, false},
+    {"VSync", eSynchronizationMode::kVSync, true, false},
+    {"SWSync", eSynchronizationMode::kSWSync, false, true},
+    {"Both", eSynchronizationMode::kSWAndVSync, true, true},
+    {"DisplayPaces", eSynchronizationMode::kSWAndVSync, false, false},
+};
+INSTANTIATE_TEST_SUITE_P(All, SyncModes, testing::ValuesIn(kSyncModes), test_support::caseName);
 
 struct RateCase {
     const char* name;
@@ -164,21 +164,20 @@ TEST_P(FrameRate, IsClampedAndLoggedAsRequested) {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 const std::string kRateText = "5 KrApplication: Frame rate set to ";
 
-INSTANTIATE_TEST_SUITE_P(
-    Rates, FrameRate,
-    testing::Values(RateCase{"Same", 60, 60, 60, {kRateText + "60 Hz"}},
-                    RateCase{"Other", 50, 50, 50, {kRateText + "50 Hz"}},
-                    RateCase{"Above", 250000, 100000, 250000, {kRateText + "250000 Hz"}},
-                    RateCase{"Zero", 0, 0.1, 0, {kRateText + "0 Hz"}},
-                    RateCase{"Negative", -5, 0.1, -5, {kRateText + "-5 Hz"}},
-                    RateCase{"Infinite", kInfinity, 100000, kInfinity, {kRateText + "inf Hz"}},
-                    RateCase{"NaN",
-                             std::nan(""),
-                             60,
-                             60,
-                             {kRateText + "nan Hz",
-                              "3 KrApplication: A frame rate that is no number is ignored, it stays 60 Hz\n"}}),
-    test_support::caseName);
+const RateCase kRates[] = {
+    {"Same", 60, 60, 60, {kRateText + "60 Hz"}},
+    {"Other", 50, 50, 50, {kRateText + "50 Hz"}},
+    {"Above", 250000, 100000, 250000, {kRateText + "250000 Hz"}},
+    {"Zero", 0, 0.1, 0, {kRateText + "0 Hz"}},
+    {"Negative", -5, 0.1, -5, {kRateText + "-5 Hz"}},
+    {"Infinite", kInfinity, 100000, kInfinity, {kRateText + "inf Hz"}},
+    {"NaN",
+     std::nan(""),
+     60,
+     60,
+     {kRateText + "nan Hz", "3 KrApplication: A frame rate that is no number is ignored, it stays 60 Hz\n"}},
+};
+INSTANTIATE_TEST_SUITE_P(Rates, FrameRate, testing::ValuesIn(kRates), test_support::caseName);
 
 TEST(Configuration, TakesEffectAfterThePassesWhenItsFieldsAreChanged) {
     const LogCapture log;
@@ -200,18 +199,24 @@ TEST(Configuration, TakesEffectAfterThePassesWhenItsFieldsAreChanged) {
 }
 
 TEST(Frame, AllocatesNothingInTheSteadyState) {
-    Host host;
-    const auto busy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-    class Queueing final : public KrSim::ISimulatorModule {
+    class Busy final : public KrSim::ISimulatorModule {
     public:
-        explicit Queueing(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+        explicit Busy(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+        void onExtensionAdded(KrSim::KrExtension* extension) override { _addManagedExtension(extension); }
         void onUpdate(KrSim::eApplicationMode) override {
+            _sortManagedExtensions();
+            managed += getManagedExtensions().size();
             getApplicationContext().executeLater([this] { ++ran; });
         }
         std::uint64_t ran{0};
+        std::uint64_t managed{0};
     };
-    auto* queueing = new Queueing(busy.get());
-    host.application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(queueing));
+    Host host;
+    const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
+    auto* busy = new Busy(proxy.get());
+    host.application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(busy));
+    for (int i = 0; i < 100; ++i)
+        host.application->add(Kr::makeSmart<KrSim::KrExtension>().get());
     KrSim::IApplicationListener listener;
     host.application->registerListener(&listener);
     host.application->run({.frames = 99});
@@ -220,11 +225,10 @@ TEST(Frame, AllocatesNothingInTheSteadyState) {
     for (int i = 0; i < 1000; ++i)
         host.application->update();
     EXPECT_EQ(kr_benchmark::allocations() - before, 0U);
-    EXPECT_EQ(queueing->ran, 1100U);
+    EXPECT_EQ(busy->ran, 1100U);
+    EXPECT_EQ(busy->managed, 110'000U);
     host.application->unregisterListener(&listener);
 }
-
-// --- Pause, steps, limits ------------------------------------------------------------------------------------------
 
 TEST(Pause, LetsFramesGoByAndTimeStand) {
     Host host;
@@ -259,8 +263,6 @@ TEST(Pause, LetsFramesGoByAndTimeStand) {
     application.sendExitApplicationRequest();
     EXPECT_EQ(application.run(), 0);
 }
-
-// --- Ends ----------------------------------------------------------------------------------------------------------
 
 TEST(Exit, LetsTheFrameFinishAndOneRunWhenItCameBefore) {
     const LogCapture log;
@@ -304,60 +306,42 @@ TEST_P(ExitModes, ReachWhomTheyAreMeantFor) {
     EXPECT_FALSE(host.application->update());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ExitModes,
-                         testing::Values(ExitCase{"This", KrApplication::eExitRequestMode::kThis, true, false},
-                                         ExitCase{"All", KrApplication::eExitRequestMode::kAll, true, true},
-                                         ExitCase{"Others", KrApplication::eExitRequestMode::kOthers, false, true}),
-                         test_support::caseName);
-
-struct ThrowCase {
-    const char* name;
-    bool throwsException;
-    std::vector<std::string> stop, run;
+const ExitCase kExits[] = {
+    {"This", KrApplication::eExitRequestMode::kThis, true, false},
+    {"All", KrApplication::eExitRequestMode::kAll, true, true},
+    {"Others", KrApplication::eExitRequestMode::kOthers, false, true},
 };
-class ExceptionOutOfAFrame : public testing::TestWithParam<ThrowCase> {};
+INSTANTIATE_TEST_SUITE_P(All, ExitModes, testing::ValuesIn(kExits), test_support::caseName);
 
-TEST_P(ExceptionOutOfAFrame, StopsTheSimulation) {
-    const LogCapture log;
-    Host host;
-    host.work([] {});
-    const test_support::RecordingListener thrower(host.calls, "event", {77}, [&](const auto&) {
-        if (GetParam().throwsException) throw std::runtime_error("no");
-        throw 7;
-    });
-    KrSim::KrSimEvent event(77);
-    event.setDelay(-1.0);
-    const auto errors = [&] {
-        std::vector<std::string> found;
-        for (const auto& line : log.lines()) {
-            if (line[0] == '2') found.push_back(line);
-        }
-        return found;
-    };
-    KrSim::KrEventDispatcher::sendEventLocally(event);
-    EXPECT_FALSE(host.application->update());
-    EXPECT_EQ(errors(), GetParam().stop);
-    EXPECT_FALSE(host.context.isRunning());
-    KrSim::KrEventDispatcher::sendEventLocally(event);
-    EXPECT_EQ(host.application->run(), 1);
-    auto all = GetParam().stop;
-    all.insert(all.end(), GetParam().run.begin(), GetParam().run.end());
-    EXPECT_EQ(errors(), all);
-    EXPECT_EQ(host.application->run({.frames = 1}), 0);  // and it may go on
+TEST(Exit, FollowsAnExceptionOutOfAFrame) {
+    struct {
+        bool throwsException;
+        std::string stop, run;
+    } const cases[] = {
+        {true, "2 Stopping simulation because of exception: no\n", "2 KrApplication::run(): Exception caught: no\n"},
+        {false, "2 Unhandled exception, stopping current simulation.\n",
+         "2 KrApplication::run(): Unknown exception caught\n"}};
+    for (const auto& each : cases) {
+        const LogCapture log;
+        Host host;
+        host.work([] {});
+        const test_support::RecordingListener thrower(host.calls, "event", {77}, [&](const auto&) {
+            if (each.throwsException) throw std::runtime_error("no");
+            throw 7;
+        });
+        KrSim::KrSimEvent event(77);
+        event.setDelay(-1.0);
+        KrSim::KrEventDispatcher::sendEventLocally(event);
+        EXPECT_FALSE(host.application->update());
+        EXPECT_FALSE(host.context.isRunning());
+        KrSim::KrEventDispatcher::sendEventLocally(event);
+        EXPECT_EQ(host.application->run(), 1);
+        auto errors = log.lines();
+        std::erase_if(errors, [](const auto& line) { return line[0] != '2'; });
+        EXPECT_THAT(errors, ElementsAre(each.stop, each.stop, each.run));
+        EXPECT_EQ(host.application->run({.frames = 1}), 0);  // and it may go on
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kinds, ExceptionOutOfAFrame,
-                         testing::Values(ThrowCase{"Standard",
-                                                   true,
-                                                   {"2 Stopping simulation because of exception: no\n"},
-                                                   {"2 Stopping simulation because of exception: no\n",
-                                                    "2 KrApplication::run(): Exception caught: no\n"}},
-                                         ThrowCase{"Other",
-                                                   false,
-                                                   {"2 Unhandled exception, stopping current simulation.\n"},
-                                                   {"2 Unhandled exception, stopping current simulation.\n",
-                                                    "2 KrApplication::run(): Unknown exception caught\n"}}),
-                         test_support::caseName);
 
 TEST(Application, EndsInItsOwnFrame) {
     const LogCapture log;

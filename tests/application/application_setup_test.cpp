@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,7 +18,6 @@
 #include "kr/platform/plugin_manager.h"
 #include "kr/platform/process.h"
 #include "kr/platform/resource_manager.h"
-#include "tests/support/dispatcher_scope.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/process_settings.h"
 #include "tests/support/temporary_folder.h"
@@ -46,35 +45,33 @@ std::vector<std::string> texts(const Kr::KrArray<std::string>& array) {
 TEST(Setup, HasItsParametersInOrderWithTheirDefaults) {
     const auto setup = makeSetup();
     EXPECT_TRUE(KrData::Types::extensionIsInterfaceFieldType(setup.getExtension(), ApplicationConfig::kFieldTypeId));
-    std::vector<std::string> parameters;
-    const auto add = [&](const KrData::FieldBase& field, const std::string& indent) {
-        const auto* vector = dynamic_cast<const KrData::VectorBase*>(&field);
-        parameters.push_back(indent + field.getID().str() + "|" + KrData::Types::nameFor(field.getDataType()) + "|" +
-                             (vector != nullptr ? std::to_string(vector->size()) : field.toString()) + "|" +
-                             field.getDescription().substr(0, 20));
+    std::string parameters;
+    const std::function<void(const KrData::Container&)> add = [&](const KrData::Container& fields) {
+        for (const auto* field : fields) {
+            parameters += field->getID().str() + "|" + KrData::Types::nameFor(field->getDataType()) + "|";
+            parameters += dynamic_cast<const KrData::VectorBase*>(field) ? "\n" : field->toString() + "\n";
+            if (const auto* group = dynamic_cast<const ApplicationConfig::RemoteAccessContainer*>(field)) add(*group);
+        }
     };
-    for (const auto* each : setup.getExtension()->getParameterContainer()) {
-        add(*each, "");
-        const auto* group = dynamic_cast<const ApplicationConfig::RemoteAccessContainer*>(each);
-        for (std::size_t i = 0; group != nullptr && i < group->size(); ++i)
-            add((*group)[i], "  ");
-    }
-    EXPECT_THAT(
-        parameters,
-        ElementsAre(
-            "LoggingLevel|Enumeration|Info|Level for logging me", "LogFile|String||Full path prefixed t",
-            "LogConsole|Boolean|true|Enable logging messa", "SimulationFrameRate|Double|60|Desired frame rate o",
-            "ApplicationMode|Enumeration|Editing mode|Initial mode of the ",
-            "Global Key Frame Lists Path|Filename||Location where all t",
-            "Synchronization Mode|Enumeration|SW + V-Sync|The synchronization ",
-            "IsProfilerFilteringEnabled|Boolean|true|Enable filtering on ",
-            "ProfilerEnabledCategories|Vector|0|List of the enabled ",
-            "ProfilerDisabledCategories|Vector|0|List of the disabled",
-            "ProfilerPeriod|Unsigned Integer|1|Period of the perfor",
-            "CommunicationModel|Enumeration|Master|The communication mo",
-            "PluginDirectories|Vector|0|List of directories ", "ResourcesDirectories|Vector|0|List of directories ",
-            "Remote Access|Data Container||\"Remote Access\" feat", "  Enable|Boolean|false|Enables the remote a",
-            "  Listening Port|Unsigned Short Integer|0|Specifies on which p"));
+    add(setup.getExtension()->getParameterContainer());
+    EXPECT_EQ(parameters, R"(LoggingLevel|Enumeration|Info
+LogFile|String|
+LogConsole|Boolean|true
+SimulationFrameRate|Double|60
+ApplicationMode|Enumeration|Editing mode
+Global Key Frame Lists Path|Filename|
+Synchronization Mode|Enumeration|SW + V-Sync
+IsProfilerFilteringEnabled|Boolean|true
+ProfilerEnabledCategories|Vector|
+ProfilerDisabledCategories|Vector|
+ProfilerPeriod|Unsigned Integer|1
+CommunicationModel|Enumeration|Master
+PluginDirectories|Vector|
+ResourcesDirectories|Vector|
+Remote Access|Data Container|
+Enable|Boolean|false
+Listening Port|Unsigned Short Integer|0
+)");
 }
 
 TEST(Setup, WithoutAProxyIsRefusedAndHarmless) {
@@ -143,6 +140,9 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
         EXPECT_EQ(setup.getExtension()->getName(), "Config");
         EXPECT_TRUE(setup->getRemoteAccess()->isEnabled());
         EXPECT_THAT(setup->profilerEnabledCategories.get(), ElementsAre("Frame"));
+        application->setApplicationMode(KrSim::eApplicationMode::kPlayback);
+        EXPECT_EQ(ApplicationConfig::createFromApplication(application.get())->applicationMode.get(),
+                  Kr::KrEnum(KrSim::eApplicationMode::kPlayback));
         KrSim::KrErrorHandler::enableConsoleLog(true);
     }
     setup.reset();

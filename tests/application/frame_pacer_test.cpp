@@ -38,13 +38,13 @@ TEST_P(Pace, SleepsUntilOneResolutionBeforeTheFrameIsDueAndSpins) {
     EXPECT_NEAR(second.time - first.time, nextFrameIn, kTick);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    At60Hz, Pace,
-    testing::Values(PaceCase{"FiveMilliseconds", 5e-3, 0.5e-3, kStep - 6e-3, kStep - 5e-3, 0, 0, kStep},
-                    PaceCase{"TooLittleLeftToSleep", kStep - 0.9e-3, 0, 0, 0.9e-3, 0, 0, kStep},
-                    PaceCase{"WorkedTooLong", 0.05, 0, 0, 0, 0.05 - kStep, 0, 0.05},
-                    PaceCase{"SleptTooLong", 5e-3, 4e-3, kStep - 6e-3, kStep - 5e-3, 0, 3e-3, kStep + 3e-3}),
-    test_support::caseName);
+const PaceCase kPaces[] = {
+    {"FiveMilliseconds", 5e-3, 0.5e-3, kStep - 6e-3, kStep - 5e-3, 0, 0, kStep},
+    {"TooLittleLeftToSleep", kStep - 0.9e-3, 0, 0, 0.9e-3, 0, 0, kStep},
+    {"WorkedTooLong", 0.05, 0, 0, 0, 0.05 - kStep, 0, 0.05},
+    {"SleptTooLong", 5e-3, 4e-3, kStep - 6e-3, kStep - 5e-3, 0, 3e-3, kStep + 3e-3},
+};
+INSTANTIATE_TEST_SUITE_P(At60Hz, Pace, testing::ValuesIn(kPaces), test_support::caseName);
 
 TEST(FramePacer, WaitsForAClockThatOnlySleepingMoves) {
     struct : Kr::IClock {
@@ -74,10 +74,12 @@ TEST_P(LearnedResolution, FollowsTheSleepsOfTheLoopWithinBounds) {
     EXPECT_NEAR(pacer.getResolution(), GetParam().resolution, 2 * kTick);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sleeps, LearnedResolution,
-                         testing::Values(LearnCase{"Short", {1e-6}, 200e-6},
-                                         LearnCase{"Median", {0, 0.3e-3, 9}, 0.6e-3}, LearnCase{"Long", {5e-3}, 1e-3}),
-                         test_support::caseName);
+const LearnCase kSleeps[] = {
+    {"Short", {1e-6}, 200e-6},
+    {"Median", {0, 0.3e-3, 9}, 0.6e-3},
+    {"Long", {5e-3}, 1e-3},
+};
+INSTANTIATE_TEST_SUITE_P(Sleeps, LearnedResolution, testing::ValuesIn(kSleeps), test_support::caseName);
 
 TEST(FrameMeter, SplitsLateFramesAndLeavesPausesOut) {
     KrSim::FrameMeter meter;

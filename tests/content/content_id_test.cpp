@@ -1,18 +1,16 @@
 #include "kr/content/content_id.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <iomanip>
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <unordered_set>
-#include <vector>
 
 #include "tests/support/case_name.h"
+#include "tests/support/stress.h"
 
 namespace content_id_test {
 
@@ -68,44 +66,31 @@ TEST_P(Derivation, FollowsTheFormula) {
 const char* const kNull = "0000000000000000-0000000000000000";
 const char* const kSeat = "1FA25A0BEAF28EF3-0BB3DF94DFB665DC";
 
-INSTANTIATE_TEST_SUITE_P(
-    Content, Derivation,
-    testing::Values(
-        DerivationCase{"Empty", {}, kNull, kNull}, DerivationCase{"Words", kWheel, kWheelText, kWheelText, kWheelText},
-        DerivationCase{"Uuid", KrContentID::createFromUuid(KrUuid("2af5f045-d4e6-495a-acba-567a455b6c54")), kSeat,
-                       kSeat, kSeat},
-        DerivationCase{"NullUuid", KrContentID::createFromUuid(KrUuid()), kNull, kNull},
-        DerivationCase{"File", filed(kWheel, "car.krc"), "F87A98354A589F26-650D6FD254918125", kWheelText, kWheelText},
-        DerivationCase{"FileOfManyBytes",
-                       filed(kWheel,
-                             "C:/content/vehicles/R\xC3\xA4"
-                             "der.krc"),
-                       "BBA8FAF12485CD68-49538959808CCC93", kWheelText, kWheelText},
-        DerivationCase{"FileTakenAway", filed(filed(kWheel, "car.krc"), ""), kWheelText, kWheelText, kWheelText},
-        DerivationCase{"FileOfTheEmptyID", filed({}, "car.krc"), kNull, kNull},
-        DerivationCase{"Placed", placed(kCar, kWheel), kWheelInCar, kWheelInCar, kNull, 2},
-        DerivationCase{"PlacedTwice", placed(placed(kScene, kCar), kWheel), kWheelInCarInScene, kWheelInCarInScene,
-                       kNull, 3},
-        DerivationCase{"TheItemOfAPlacement", placed(placed(kScene, kCar), placed(kCar, kWheel)), kWheelInCarInScene,
-                       kWheelInCarInScene, kNull, 3},
-        DerivationCase{"PlacedFromFiles", placed(filed(kCar, "car.krc"), filed(kWheel, "wheel.krc")),
-                       "A8C93DF9852CA182-435BA27D8DFD7C14", kWheelInCar, kNull, 2},
-        DerivationCase{"PlacementWithAFile", filed(placed(kCar, kWheel), "car.krc"), kWheelInCar, kWheelInCar, kNull,
-                       2},
-        DerivationCase{"Moved", moved(placed(kCar, kWheel), kScene), "5605950B5B7A0CB2-84F4508A287DA9C8",
-                       "5605950B5B7A0CB2-84F4508A287DA9C8", kNull, 2},
-        DerivationCase{"MovedIntoAPlacement", moved(placed(kScene, kWheel), placed(kScene, kCar)), kWheelInCarInScene,
-                       kWheelInCarInScene, kNull, 3},
-        DerivationCase{"MovedWithoutAChain", moved(kWheel, kScene), kWheelText, kWheelText, kWheelText}),
-    test_support::caseName);
-
-TEST(ContentId, PlacementsOfOneItemFromTwoFilesDifferButAreRelated) {
-    const KrContentID first = filed(kWheel, "car.krc");
-    const KrContentID second = filed(kWheel, "other.krc");
-    EXPECT_NE(first, second);
-    EXPECT_TRUE(first.isRawIDSame(second));
-    EXPECT_FALSE(first.isRawIDSame(kCar));
-}
+const DerivationCase kDerived[] = {
+    {"Empty", {}, kNull, kNull},
+    {"Words", kWheel, kWheelText, kWheelText, kWheelText},
+    {"Uuid", KrContentID::createFromUuid(KrUuid("2af5f045-d4e6-495a-acba-567a455b6c54")), kSeat, kSeat, kSeat},
+    {"NullUuid", KrContentID::createFromUuid(KrUuid()), kNull, kNull},
+    {"File", filed(kWheel, "car.krc"), "F87A98354A589F26-650D6FD254918125", kWheelText, kWheelText},
+    {"FileOfManyBytes",
+     filed(kWheel,
+           "C:/content/vehicles/R\xC3\xA4"
+           "der.krc"),
+     "BBA8FAF12485CD68-49538959808CCC93", kWheelText, kWheelText},
+    {"FileTakenAway", filed(filed(kWheel, "car.krc"), ""), kWheelText, kWheelText, kWheelText},
+    {"Placed", placed(kCar, kWheel), kWheelInCar, kWheelInCar, kNull, 2},
+    {"PlacedTwice", placed(placed(kScene, kCar), kWheel), kWheelInCarInScene, kWheelInCarInScene, kNull, 3},
+    {"TheItemOfAPlacement", placed(placed(kScene, kCar), placed(kCar, kWheel)), kWheelInCarInScene, kWheelInCarInScene,
+     kNull, 3},
+    {"PlacedFromFiles", placed(filed(kCar, "car.krc"), filed(kWheel, "wheel.krc")), "A8C93DF9852CA182-435BA27D8DFD7C14",
+     kWheelInCar, kNull, 2},
+    {"PlacementWithAFile", filed(placed(kCar, kWheel), "car.krc"), kWheelInCar, kWheelInCar, kNull, 2},
+    {"Moved", moved(placed(kCar, kWheel), kScene), "5605950B5B7A0CB2-84F4508A287DA9C8",
+     "5605950B5B7A0CB2-84F4508A287DA9C8", kNull, 2},
+    {"MovedIntoAPlacement", moved(placed(kScene, kWheel), placed(kScene, kCar)), kWheelInCarInScene, kWheelInCarInScene,
+     kNull, 3},
+};
+INSTANTIATE_TEST_SUITE_P(Content, Derivation, testing::ValuesIn(kDerived), test_support::caseName);
 
 TEST(ContentId, AMovedFromIDIsEmptyAndACopyKeepsItsChain) {
     KrContentID source = filed(placed(kCar, kWheel), "car.krc");
@@ -116,22 +101,19 @@ TEST(ContentId, AMovedFromIDIsEmptyAndACopyKeepsItsChain) {
     EXPECT_EQ(copy.getFile(), "car.krc");
     EXPECT_THAT(copy.getParentInstances(), ElementsAre(kCar, kWheel));
     EXPECT_EQ(target, copy);
+    EXPECT_TRUE(copy.isRawIDSame(placed(kCar, kWheel)));
+    EXPECT_FALSE(copy.isRawIDSame(kCar));
 }
 
 TEST(ContentId, UniqueIDsOfManyThreadsDiffer) {
     std::mutex mutex;  // guards the set
     std::unordered_set<KrContentID> all;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&] {
-            for (int i = 0; i < 500; ++i) {
-                const KrContentID id = KrContentID::createUnique();
-                const std::lock_guard lock(mutex);
-                all.insert(id);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    const auto add = [&](int, int) {
+        const KrContentID id = KrContentID::createUnique();
+        const std::lock_guard lock(mutex);
+        all.insert(id);
+    };
+    test_support::runStress(250, add, [] {});
     EXPECT_EQ(all.size(), 2000U);
     EXPECT_EQ(all.count(KrContentID()), 0U);
 }
@@ -166,21 +148,20 @@ TEST_P(IdentifierText, IsReadOrLeavesTheValue) {
     EXPECT_EQ(rest, given.rest);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Forms, IdentifierText,
-    testing::Values(
-        TextCase{"Plain", "00000000000000AB-0123456789ABCDEF", true, true},
-        TextCase{"LowerCase", "00000000000000ab-0123456789abcdef", true, true},
-        TextCase{"AfterSpace", "\n 00000000000000AB-0123456789ABCDEF", false, true},
-        TextCase{"WithMore", "00000000000000AB-0123456789ABCDEF0 x", false, true, "0 x"},
-        TextCase{"Short", "00000000000000AB-0123456789ABCDE", false, false},
-        TextCase{"ShortWord", "0000000000000AB-0123456789ABCDEF", false, false, "-0123456789ABCDEF"},
-        TextCase{"OtherSeparator", "00000000000000AB_0123456789ABCDEF", false, false, "_0123456789ABCDEF"},
-        TextCase{"NoDigit", "00000000000000AG-0123456789ABCDEF", false, false, "G-0123456789ABCDEF"},
-        TextCase{"Prefixed", "0x000000000000AB-0123456789ABCDEF", false, false, "x000000000000AB-0123456789ABCDEF"},
-        TextCase{"Signed", "-0000000000000AB-0123456789ABCDEF", false, false, "-0000000000000AB-0123456789ABCDEF"},
-        TextCase{"Empty", "", false, false}),
-    test_support::caseName);
+const TextCase kTexts[] = {
+    {"Plain", "00000000000000AB-0123456789ABCDEF", true, true},
+    {"LowerCase", "00000000000000ab-0123456789abcdef", true, true},
+    {"AfterSpace", "\n 00000000000000AB-0123456789ABCDEF", false, true},
+    {"WithMore", "00000000000000AB-0123456789ABCDEF0 x", false, true, "0 x"},
+    {"Short", "00000000000000AB-0123456789ABCDE", false, false},
+    {"ShortWord", "0000000000000AB-0123456789ABCDEF", false, false, "-0123456789ABCDEF"},
+    {"OtherSeparator", "00000000000000AB_0123456789ABCDEF", false, false, "_0123456789ABCDEF"},
+    {"NoDigit", "00000000000000AG-0123456789ABCDEF", false, false, "G-0123456789ABCDEF"},
+    {"Prefixed", "0x000000000000AB-0123456789ABCDEF", false, false, "x000000000000AB-0123456789ABCDEF"},
+    {"Signed", "-0000000000000AB-0123456789ABCDEF", false, false, "-0000000000000AB-0123456789ABCDEF"},
+    {"Empty", "", false, false},
+};
+INSTANTIATE_TEST_SUITE_P(Forms, IdentifierText, testing::ValuesIn(kTexts), test_support::caseName);
 
 TEST(ContentId, InsertionLeavesTheStreamAsItWas) {
     std::ostringstream stream;

@@ -1,20 +1,18 @@
 #include "kr/content/content_reference.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "kr/platform/smart_ptr.h"
 #include "tests/support/fake_content.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/stress.h"
 
 namespace content_reference_test {
 
@@ -190,36 +188,14 @@ TEST_F(ContentReference, OwnersMayDieOrThrowWhenTheyAreTold) {
     EXPECT_THAT(log.lines(), testing::UnorderedElementsAre(thrown, unknown, thrown, unknown));
 }
 
-TEST_F(ContentReference, ManyWithOneIDComeAndGoInAnyOrder) {
-    constexpr std::size_t kCount = 2000;
-    std::vector<Content> contents(kCount);
-    for (Content& each : contents)
-        each = make();
-    for (std::size_t i = 0; i < kCount; i += 2)
-        contents[kCount - 1 - i].reset();
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), contents.front()->asExtension());
-    contents.front().reset();
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), contents[2]->asExtension());
-    contents.clear();
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), nullptr);
-}
-
 TEST_F(ContentReference, ContentComesAndGoesOnOtherThreads) {
-    constexpr int kRounds = 2000;
-    std::atomic<int> running{3};
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 3; ++thread) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                const Content content = make(round % 2 == 0 ? kId : kOtherId);
-                content->changeID(kOtherId);
-            }
-            --running;
-        });
-    }
+    const auto changeContent = [](int, int round) {
+        const Content content = make(round % 2 == 0 ? kId : kOtherId);
+        content->changeID(kOtherId);
+    };
     KrContentReference kept(kId);
     int dead = 0;
-    while (running > 0) {
+    test_support::runStress(500, changeContent, [&] {
         int calls = 0;  // nobody counts on when the reference is gone
         KrContentReference reference(kId);
         reference.setObserver([&calls] { ++calls; });
@@ -229,9 +205,7 @@ TEST_F(ContentReference, ContentComesAndGoesOnOtherThreads) {
         const KrContentDirectory::Held held = KrContentDirectory::_hold(kOtherId.getRuntimeID());
         if (held.first && held.second->getRefCount() < 1) ++dead;
         kept.enableStrongReference(false);
-    }
-    for (std::thread& thread : threads)
-        thread.join();
+    });
     EXPECT_EQ(dead, 0);
     EXPECT_EQ(kept.get(), nullptr);
     EXPECT_EQ(KrContentDirectory::_find(kOtherId.getRuntimeID()), nullptr);

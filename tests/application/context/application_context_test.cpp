@@ -1,7 +1,6 @@
 #include "kr/application/context/application_context.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
@@ -10,14 +9,13 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 #include "kr/core/enum.h"
-#include "tests/support/case_name.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/stress.h"
 
 namespace application_context_test {
 
@@ -26,66 +24,43 @@ using test_support::ContextHost;
 using test_support::LogCapture;
 using testing::ElementsAre;
 
-/// All answers, so that one that another was mistaken for shows.
-auto answersOf(const ApplicationContext& context, const ContextHost& host) {
-    return std::make_tuple(context.isValid(), context.isActivationTracked(), context.isRunning(),
-                           context.isUpdatingModules(), context.isApplicationThread(),
-                           context.getThread() != Kr::ThreadId::kNone, &context.getEventManager() == &host.events,
-                           &context.getErrorManager() == &host.errors, int(context.getApplicationMode()),
-                           int(context.getSyncMode()), int(context.getCommunicationModel()), context.getFrame(),
-                           context.getElapsedSeconds(), context.getSecondsBetweenFrames(), context.getUpdateSeconds(),
-                           context.getWaitSeconds(), context.getSimulationFrameRate(), context.getRequestedFrameRate(),
-                           context.getSimulationTimeStep(), context.isPaused(), context.getFrameStatistics().frames,
-                           context.getFrameStatistics().overslept.totalSeconds);
-}
-
-TEST(ApplicationContext, AnswersForTheApplicationWhileItLivesAndForNoneAfterwards) {
+TEST(ApplicationContext, AnswersForTheApplicationUntilItEndsAmidAFrame) {
     ContextHost host;
-    const ApplicationContext none;
     const auto context = host.context();
-    auto& state = *host.state;
+    const auto answers = [](const ApplicationContext& asked) {
+        return std::tuple(asked.isValid(), asked.isRunning(), asked.isUpdatingModules(), asked.isApplicationThread(),
+                          asked.getFrame(), asked.getElapsedSeconds(), asked.getSecondsBetweenFrames(),
+                          asked.getUpdateSeconds(), asked.getWaitSeconds(), asked.getSimulationFrameRate(),
+                          asked.getRequestedFrameRate(), asked.isPaused());
+    };
     host.frame([&] {
-        state._setApplicationMode(KrSim::eApplicationMode::kPlayback);
-        state._setSyncMode(KrSim::eSynchronizationMode::kSWAndVSync);
-        state._setCommunicationModel(KrSim::eCommunicationModel::kSlave);
-        state._setFrame(4'000'000'000U, 11.0);
-        state._setTimings(12.0, 13.0, 14.0);
-        state._setFrameRate(50.0, 51.0);
-        state._setPaused(true);
-        KrSim::FrameStatistics statistics;
-        statistics.frames = 7;
-        statistics.overslept.totalSeconds = 1.5;
-        state._setStatistics(statistics);
-        EXPECT_EQ(answersOf(context, host), std::tuple(true, true, true, true, true, true, true, true, 2, 3, 1, 4e9, 11,
-                                                       12, 13, 14, 50, 51, 0.02, true, 7U, 1.5));
-        EXPECT_EQ(answersOf(none, host), std::tuple(false, false, false, false, false, false, false, false, 1, 0, 0, 0U,
-                                                    0, 0, 0, 0, 0, 0, 0, false, 0U, 0.0));
-        state._end();  // amid the update
+        host.state->_setFrame(4'000'000'000U, 11.0);
+        host.state->_setTimings(12.0, 13.0, 14.0);
+        host.state->_setFrameRate(50.0, 51.0);
+        host.state->_setPaused(true);
+        EXPECT_EQ(answers(context), std::tuple(true, true, true, true, 4e9, 11, 12, 13, 14, 50, 51, true));
+        host.state->_end();
     });
-    EXPECT_EQ(answersOf(context, host), answersOf(none, host));
+    EXPECT_EQ(answers(context), answers(ApplicationContext()));
+    EXPECT_EQ(answers(context), std::tuple(false, false, false, false, 0U, 0, 0, 0, 0, 0, 0, false));
 }
 
-struct BusyCase {
-    const char* name;
-    bool running, updating, onOtherThread, busy;
-};
-class Busy : public testing::TestWithParam<BusyCase> {};
-
-TEST_P(Busy, WhileTheContentMustNotChange) {
-    const ContextHost host;
-    host.state->_setThread(GetParam().onOtherThread ? Kr::ThreadId::kNone : Kr::getCurrentThreadId());
-    host.state->_setRunning(GetParam().running);
-    host.state->_setUpdatingModules(GetParam().updating);
-    EXPECT_EQ(host.context().isBusy(), GetParam().busy);
+TEST(ApplicationContext, IsBusyWhileTheContentMustNotChange) {
+    struct {
+        bool isRunning, isUpdating, onOtherThread, isBusy;
+    } const cases[] = {{false, false, false, false},
+                       {false, true, true, false},
+                       {true, false, false, false},
+                       {true, true, false, true},
+                       {true, false, true, true}};
+    for (const auto& each : cases) {
+        const ContextHost host;
+        host.state->_setThread(each.onOtherThread ? Kr::ThreadId::kNone : Kr::getCurrentThreadId());
+        host.state->_setRunning(each.isRunning);
+        host.state->_setUpdatingModules(each.isUpdating);
+        EXPECT_EQ(host.context().isBusy(), each.isBusy) << &each - cases;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rule, Busy,
-                         testing::Values(BusyCase{"Stopped", false, false, false, false},
-                                         BusyCase{"StoppedAmidUpdate", false, true, true, false},
-                                         BusyCase{"BetweenPasses", true, false, false, false},
-                                         BusyCase{"Updating", true, true, false, true},
-                                         BusyCase{"OtherThread", true, false, true, true}),
-                         test_support::caseName);
 
 TEST(DelayedFunctions, RunInOrderABatchAtATimeAndPastExceptions) {
     const LogCapture log;
@@ -150,24 +125,21 @@ TEST(DelayedFunctions, EightThreadsQueueWhileTheApplicationRunsAndEnds) {
     const auto context = host.context();
     std::atomic<int> accepted{0};
     int ran = 0;
-    std::array<int, 8> next{};
-    std::vector<std::thread> threads;
-    for (int& mine : next) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < kFunctions; ++i) {
-                accepted += ApplicationContext(context).executeLater([&, i] {
-                    EXPECT_EQ(mine++, i);
-                    EXPECT_FALSE(context.isBusy());
-                    ++ran;
-                });
-            }
+    std::array<int, test_support::kStressThreads> next{};
+    const auto queue = [&](int thread, int round) {
+        accepted += ApplicationContext(context).executeLater([&, thread, round] {
+            EXPECT_EQ(next[static_cast<std::size_t>(thread)]++, round);
+            EXPECT_FALSE(context.isBusy());
+            ++ran;
         });
-    }
-    while (ran < 4 * kFunctions)
+    };
+    bool hasEnded = false;
+    test_support::runStress(kFunctions, queue, [&] {
+        if (hasEnded) return;
         host.frame();
-    host.state->_end();
-    for (auto& thread : threads)
-        thread.join();
+        hasEnded = ran >= 4 * kFunctions;
+        if (hasEnded) host.state->_end();
+    });
     const int dropped = accepted - ran;
     const std::string line = "3 ApplicationContext: the application has ended, delayed functions not executed: ";
     EXPECT_EQ(log.lines(), dropped == 0 ? std::vector<std::string>()

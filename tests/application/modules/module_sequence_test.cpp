@@ -2,16 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "benchmarks/allocation_counter.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/extension/extension_sorter.h"
-#include "kr/extension/extension_state.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/recording_module.h"
@@ -21,7 +17,6 @@ namespace module_sequence_test {
 using namespace test_support;
 using KrSim::ApplicationContext;
 using KrSim::eApplicationMode;
-using KrSim::KrExtension;
 using KrSim::KrSimulatorModule;
 using KrSim::KrSimulatorModuleSequence;
 using testing::ElementsAre;
@@ -60,24 +55,6 @@ TEST(ModuleSequence, CallsEachPassByItsOwnPrioritiesWithTheModeOfTheApplication)
     EXPECT_THAT(calls, ElementsAre("Early onUpdate 2", "Middle onUpdate 2", "Late onUpdate 2"));
 }
 
-TEST(ModuleSequence, HoldsAModuleOnce) {
-    Calls calls;
-    KrSimulatorModuleSequence sequence;
-    const auto module = makeModule("", calls);
-    EXPECT_FALSE(sequence.remove(module));
-    EXPECT_TRUE(sequence.insert(module));
-    EXPECT_THAT(module->getName(), testing::StartsWith("default")) << "it came without a name";
-    EXPECT_FALSE(sequence.insert(module));
-    EXPECT_FALSE(sequence.insert(nullptr));
-    EXPECT_FALSE(sequence.remove(nullptr));
-    EXPECT_EQ(sequence.getModule(0), module.getExtension());
-    EXPECT_EQ(sequence.getModule(1), nullptr);
-    EXPECT_TRUE(sequence.remove(module));
-    EXPECT_FALSE(sequence.remove(module));
-    runAll(sequence);
-    EXPECT_THAT(calls, ElementsAre());
-}
-
 TEST(ModuleSequence, GoesOnAfterAModuleThatThrowsInEveryFrame) {
     struct ThrowingProxy final : KrSimulatorModule {
         void preUpdate(eApplicationMode mode) override { update(mode); }
@@ -105,8 +82,6 @@ TEST(ModuleSequence, GoesOnAfterAModuleThatThrowsInEveryFrame) {
         EXPECT_EQ(calls.size(), 2U) << name;
     }
 }
-
-// --- Changes from inside a pass -------------------------------------------------------------------------------------
 
 using Change = void (*)(KrSimulatorModuleSequence& sequence, std::vector<Module>& modules);
 
@@ -160,56 +135,6 @@ TEST(ModuleSequence, StandsChangesFromInsideEachPass) {
             }
         }
     }
-}
-
-// --- A frame --------------------------------------------------------------------------------------------------------
-
-TEST(ModuleSequence, AllocatesNothingInASteadyFrameOfTenThousandExtensions) {
-    class Counter final : public KrSim::ISimulatorModule {
-    public:
-        explicit Counter(KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-        void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
-        void onUpdate(eApplicationMode) override {
-            _sortManagedExtensions();
-            for (const auto& each : getManagedExtensions())
-                outOfOrder += each->_getPosition() != updates++ % 10000 ? 1U : 0U;
-        }
-        std::size_t updates{0};
-        std::size_t outOfOrder{0};
-    };
-    auto& sorter = KrSim::KrExtensionSorter::instance();
-    sorter.reset();
-    const auto proxy = Kr::makeSmart<KrSimulatorModule>();
-    auto* counter = new Counter(proxy.get());
-    std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
-    for (std::uint64_t i = 0; i < 10000; ++i) {
-        extensions.push_back(Kr::makeSmart<KrExtension>());
-        extensions.back()->_setPosition(i);
-        sorter.addExtension(extensions.back().get());
-    }
-    std::for_each(extensions.rbegin(), extensions.rend(), [&](const auto& each) { proxy->addExtension(each); });
-    KrSimulatorModuleSequence sequence;
-    sequence.insert(Module(counter));
-    runAll(sequence);
-    const auto before = kr_benchmark::allocations();
-    for (int frame = 0; frame < 10; ++frame)
-        runAll(sequence);
-    EXPECT_EQ(kr_benchmark::allocations() - before, 0U);
-    EXPECT_EQ(counter->updates, 110000U);
-    EXPECT_EQ(counter->outOfOrder, 0U);
-}
-
-TEST(ModuleSequence, AddsTheStatesOfItsModulesToASnapshot) {
-    Calls calls;
-    KrSimulatorModuleSequence sequence;
-    const auto module = makeModule("A", calls);
-    sequence.insert(module);
-    const auto state = Kr::makeSmart<KrSim::KrSimulationState>();
-    sequence.fillSimulationState(state);
-    const auto* own = state->findExtensionState(module.getExtension()->getContentID());
-    ASSERT_NE(own, nullptr);
-    EXPECT_EQ(own->getImplementationData(), "saved");
-    EXPECT_THAT(calls, ElementsAre("A onStateSave", "A onFillSimulationState"));
 }
 
 }  // namespace module_sequence_test

@@ -2,14 +2,12 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <array>
 #include <string>
 
 #include "kr/application/application.h"
-#include "tests/support/case_name.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/recording_module.h"
 #include "tests/support/scripted_clock.h"
@@ -75,58 +73,16 @@ TEST(KrsimReporter, LeavesTheStatusOutWhileNobodyReads) {
     EXPECT_EQ(pipe.read(), "frame 21 | 10.50 s | real time x 0.500 | late 0\n");
 }
 
-struct End {
-    const char* name;
-    krsim::RunPlan plan;
-    krsim::RunResult result;
-    const char* summary;
-};
-class KrsimSummary : public testing::TestWithParam<End> {};
-
-TEST_P(KrsimSummary, SaysHowTheRunEnded) {
-    EXPECT_EQ(krsim::formatSummary(GetParam().plan, GetParam().result), GetParam().summary);
-}
-
-KrSim::FrameStatistics makeStatistics(std::uint64_t frames, double simulatedSeconds) {
+TEST(KrsimSummary, TellsLateFramesApart) {
     KrSim::FrameStatistics statistics;
-    statistics.frames = frames;
-    statistics.simulatedSeconds = simulatedSeconds;
+    statistics.frames = 6;
+    statistics.simulatedSeconds = 3.0;
     statistics.meanRealTimeFactor = 0.5;
-    return statistics;
-}
-
-KrSim::FrameStatistics makeLate() {
-    auto statistics = makeStatistics(6, 3.0);
     statistics.overworked = {.count = 2, .worstSeconds = 0.25, .totalSeconds = 0.3};
     statistics.overslept = {.count = 1, .worstSeconds = 0.0015, .totalSeconds = 0.0015};
-    return statistics;
+    EXPECT_EQ(krsim::formatSummary({}, {0, "SIGTERM", true, 6.0, 0.5, statistics}),
+              "krsim: ended by SIGTERM: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"
+              "krsim: late frames: 3; 2 after too much work (worst 250.000 ms); 1 woken too late (worst 1.500 ms)\n");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Ends, KrsimSummary,
-    testing::Values(
-        End{"AllFrames",
-            {.limits = {.frames = 6}},
-            {0, nullptr, false, 6.0, 0.5, makeStatistics(6, 3.0)},
-            "krsim: all frames run: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"},
-        End{"RoundedSeconds",
-            {.limits = {.seconds = 2.9}},
-            {0, nullptr, false, 6.0, 0.5, makeStatistics(6, 2.8)},
-            "krsim: all seconds simulated: 6 frames, 2.800 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"},
-        End{"Late",
-            {},
-            {0, "SIGTERM", true, 6.0, 0.5, makeLate()},
-            "krsim: ended by SIGTERM: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"
-            "krsim: late frames: 3; 2 after too much work (worst 250.000 ms); 1 woken too late (worst 1.500 ms)\n"},
-        End{"Failed",
-            {},
-            {1, "SIGINT", false, 0.0, 0.5, makeStatistics(0, 0.0)},
-            "krsim: failed: 0 frames, 0.000 s simulated in 0.000 s (real time x 0.500, 0 frames/s)\n"},
-        End{"OnItsOwn",
-            {},
-            {0, nullptr, false, 6.0, 0.5, makeStatistics(6, 3.0)},
-            "krsim: ended by the simulation: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 "
-            "frames/s)\n"}),
-    test_support::caseName);
 
 }  // namespace krsim_run_reporter_test

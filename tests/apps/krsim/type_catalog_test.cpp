@@ -1,7 +1,6 @@
 #include "apps/krsim/type_catalog.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
@@ -14,7 +13,6 @@
 
 namespace krsim_type_catalog_test {
 
-using testing::AllOf;
 using testing::HasSubstr;
 
 const std::filesystem::path kZoo(KR_PLUGIN_ZOO);
@@ -42,22 +40,19 @@ TEST_P(KrsimTypes, AreFoundByEachOfTheirNames) {
     EXPECT_THAT(answer, HasSubstr(GetParam().answer));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Catalog, KrsimTypes,
-    testing::Values(
-        Question{"DisplayName", "Stable", "Animal.Stable {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e40} Duplicate"},
-        Question{"TypeName", "Application.Object", "Application.Object {4836e8fa-6bdb-4d3f-8bfc-3846eaa48030} "},
-        Question{"NameWithSpace", "Metrics Manager", "Application.Metrics Manager {"},
-        Question{"UniqueId", "5F0C7B52-0D3E-4A57-9F0E-2B8D9C1A6E42", "Animal.Ox {5f0c7b52-"},
-        Question{"Both", "Animal.Ox {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e42}", "6e42} Animals"},
-        Question{"IdOfAHandWrittenManifest", "8208a0f6-ed79-5a0d-8a94-d1dc09e3e7ab", "Animal.Ox {8208a0f6-"},
-        Question{"NameOfTwo", "Ox", "6e42} of Animals\n  Animal.Ox {8208a0f6-ed79-5a0d-8a94-d1dc09e3e7ab} of Good"},
-        Question{"IdOfTwo", "5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e41", "6e41} of Animals\n  Animal.Mule {"},
-        Question{"OtherCase", "animal.stable", "there is no type 'animal.stable'; the nearest are 'Animal.Stable', '"},
-        Question{"NoneOfAnUnfitPlugin", "Animal.Hors", "not searched: '"},
-        Question{"Nothing", "", "there is no type ''"}, Question{"DotOnly", ".", "there is no type '.'"},
-        Question{"IdOnly", " {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e42}", "Animal.Ox"}),
-    test_support::caseName);
+const Question kQuestions[] = {
+    {"DisplayName", "Stable", "Animal.Stable {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e40} Duplicate"},
+    {"TypeName", "Application.Object", "Application.Object {4836e8fa-6bdb-4d3f-8bfc-3846eaa48030} "},
+    {"UniqueId", "5F0C7B52-0D3E-4A57-9F0E-2B8D9C1A6E42", "Animal.Ox {5f0c7b52-"},
+    {"Both", "Animal.Ox {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e42}", "6e42} Animals"},
+    {"NameOfTwo", "Ox", "6e42} of Animals\n  Animal.Ox {8208a0f6-ed79-5a0d-8a94-d1dc09e3e7ab} of Good"},
+    {"IdOfTwo", "5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e41", "6e41} of Animals\n  Animal.Mule {"},
+    {"OtherCase", "animal.stable", "there is no type 'animal.stable'; the nearest are 'Animal.Stable', '"},
+    {"NoneOfAnUnfitPlugin", "Animal.Hors", "not searched: '"},
+    {"Nothing", "", "there is no type ''"},
+    {"IdOnly", " {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e42}", "Animal.Ox"},
+};
+INSTANTIATE_TEST_SUITE_P(Catalog, KrsimTypes, testing::ValuesIn(kQuestions), test_support::caseName);
 
 TEST(KrsimCatalog, TakesTheFirstFileOfEachNameAndSaysWhatIsUnfit) {
     const test_support::TemporaryFolder first;

@@ -1,7 +1,6 @@
 #include "kr/content/events/content_event_data.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
@@ -12,6 +11,7 @@
 #include "kr/events/event_data.h"
 #include "kr/platform/smart_ptr.h"
 #include "tests/support/fake_content.h"
+#include "tests/support/hex.h"
 #include "tests/support/log_capture.h"
 
 namespace content_event_data_test {
@@ -20,7 +20,6 @@ using KrSim::EventData;
 using KrSim::KrContentID;
 using KrSim::KrContentReference;
 using testing::Each;
-using testing::ElementsAre;
 using testing::SizeIs;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -28,10 +27,8 @@ const char* const kPastEnd = "2 EventData::operator>>, reading pass end of data\
 const char* const kTooDeep = "2 EventData::operator>>, the chain of a content ID is nested too deep\n";
 
 Bytes fromHex(const std::string& hex) {
-    Bytes bytes;
-    for (std::size_t at = 0; at + 2 <= hex.size(); at += 3)
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(hex.substr(at, 2), nullptr, 16)));
-    return bytes;
+    const auto bytes = test_support::fromHex(hex);
+    return {bytes.begin(), bytes.end()};
 }
 
 /// (1, 2) placed in (3, 4), which was loaded from "car.krc".

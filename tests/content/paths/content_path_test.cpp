@@ -1,16 +1,13 @@
 #include "kr/content/paths/content_path.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "kr/content/content_reference.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
 #include "kr/platform/smart_ptr.h"
-#include "tests/support/case_name.h"
 
 namespace content_path_test {
 
