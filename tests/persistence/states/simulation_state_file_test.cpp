@@ -4,7 +4,6 @@
 
 #include <limits>
 #include <memory>
-#include <random>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -170,33 +169,6 @@ TEST(StateFile, GoesToDiskAndSaysWhatIsWrong) {
         EXPECT_EQ(error, "a simulation state is saved between two frames only");
     };
     world.run(1);
-}
-
-TEST(StateFile, SurvivesDamage) {
-    World world;
-    test_support::LogCapture log;
-    furnish(world);
-    for (const auto& [flags, payload] :
-         {std::pair(0, eStatePayload::kNormal), std::pair(0, eStatePayload::kCompact),
-          std::pair(KrFile::kJson, eStatePayload::kNormal), std::pair(KrFile::kXml, eStatePayload::kNormal)}) {
-        const auto bytes = save(world.take(), flags, payload);
-        std::mt19937 random(7);
-        int loaded = 0;
-        for (int i = 0; i < 2000; ++i) {
-            auto damaged = bytes;
-            for (auto count = 1 + random() % 3; count-- > 0;)
-                damaged[random() % damaged.size()] = static_cast<char>(random());
-            if (i % 5 == 0) damaged.resize(random() % damaged.size());
-            KrFile file;
-            const auto* section = load(file, damaged);
-            if (section == nullptr) continue;
-            ++loaded;
-            section->getSnapshot()->restore(*world.application);
-            std::ostringstream again(std::ios::binary);
-            file.save(again, "");
-        }
-        EXPECT_GT(loaded, 10) << "what is not read is not tested";
-    }
 }
 
 }  // namespace simulation_state_file_test
