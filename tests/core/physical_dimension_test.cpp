@@ -120,10 +120,4 @@ TEST(PhysicalDimension, RefusesWhatIsNoNumberOfTheDimension) {
     EXPECT_EQ(KrPhysicalDimension::parse({"5\0m", 3}, Kr::kLength), std::nullopt);
 }
 
-TEST(PhysicalDimension, NamesEndWhereTheDimensionsEnd) {
-    EXPECT_STREQ(KrPhysicalDimension::nameFor(Kr::kCharge), "Charge");
-    EXPECT_STREQ(KrPhysicalDimension::nameFor(static_cast<Dimension>(KrPhysicalDimension::kDimensionCount)),
-                 "Invalid physical dimension");
-}
-
 }  // namespace physical_dimension_test

@@ -41,19 +41,6 @@ void fill(Container& container, const std::vector<const char*>& ids) {
 
 // --- Internal identifiers ------------------------------------------------------------------------------------------
 
-TEST(InternalIdentifiers, AreKeptWhereFreeAndElseTheNextOne) {
-    Container container("Container");
-    fill(container, {"A", "B", "C"});
-    container.removeField("B");
-    container.removeField("C");
-    addNumbered(container, {0, 2, 2, 20, 0, 21});
-    EXPECT_EQ(numbersOf(container), (Numbers{1, 4, 2, 5, 20, 21, 22})) << "that of a removed child is not given again";
-    EXPECT_EQ(container._getNextInternalIdentifier(), 23U);
-    container["20"].setID("Renamed");
-    EXPECT_EQ(container.getFieldByInternalIdentifier(20), &container["Renamed"]);
-    EXPECT_EQ(container.getFieldByInternalIdentifier(3), nullptr);
-}
-
 TEST(InternalIdentifiers, StayUniqueAtTheEndOfTheirRange) {
     Container container("Container");
     addNumbered(container, {0xfffffffe, 0xffffffff, 0xffffffff, 0, 0, 1, 0xfffffffe});
@@ -192,16 +179,6 @@ TEST(ContainerPlace, ChildrenDieInOrder) {
     EXPECT_THAT(events, ElementsAre("A", "B", "C", "D"));
 }
 
-TEST(ContainerPlace, ObserversMayDestroyTheContainerAsAChildGoes) {
-    for (const bool clears : {false, true}) {
-        auto group = std::make_unique<Container>("Group");
-        fill(*group, {"A", "B"});
-        const auto killer = group->addObserver([&](const FieldBase&) { group.reset(); });
-        clears ? group->clear() : void(group->removeField("A"));
-        EXPECT_EQ(group, nullptr);
-    }
-}
-
 // --- Paths ---------------------------------------------------------------------------------------------------------
 
 TEST(FindFieldFromPath, TakesAbsolutePathsOfFieldsBelow) {
@@ -215,11 +192,6 @@ TEST(FindFieldFromPath, TakesAbsolutePathsOfFieldsBelow) {
     for (const char* nothing : {"", "Root", "Group.x", "Root.Group.x.", ".Root.Group", "Root..Group", "Root.Grou"})
         EXPECT_EQ(root.findFieldFromPath(nothing), nullptr) << nothing;
     EXPECT_EQ(group->findFieldFromPath("Root.Group"), nullptr) << "below, not itself";
-
-    FakeOwner owner;
-    FieldBase* speed = owner.addContainer("Inputs")->addField("Speed", Types::kDouble);
-    EXPECT_EQ(owner.findFieldFromPath("Inputs.Speed"), speed);
-    EXPECT_EQ(owner.findFieldFromPath("Owner.Inputs.Speed"), nullptr);
 }
 
 TEST(FindFieldFromPath, CopesWithAwkwardNames) {

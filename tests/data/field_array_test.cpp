@@ -181,16 +181,6 @@ TEST(FieldArray, SurvivesObserversThatTakeItemsOrTheArrayAway) {
     observer = array->addObserver([&](const FieldBase&) { array.reset(); });
     EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6, 7})));
     EXPECT_EQ(array, nullptr);
-
-    FieldArray<Container> groups("Groups");
-    FieldArray<Container> source("Source");
-    groups.append()->add<int>("A", 1);
-    source.append()->add<int>("A", 2);
-    groups.item(0)->add<int>("B", 1);
-    source.item(0)->add<int>("B", 2);
-    observer = groups.item(0)->at(0).addObserver([&](const FieldBase&) { groups.clear(); });
-    EXPECT_FALSE(groups.copyValue(source));
-    EXPECT_TRUE(groups.empty());
 }
 
 }  // namespace field_array_test

@@ -131,17 +131,6 @@ TEST_F(FieldNotification, AnObserverMaySetTheFieldAgain) {
     EXPECT_THAT(second, ElementsAre(3.0, 3.0, 3.0));
 }
 
-TEST_F(FieldNotification, AnObserverAddedMeanwhileWaitsForTheNextChange) {
-    const auto adder = x->addObserver([&](const FieldBase&) {
-        if (observers.size() < 2) observe(*x, "added"), x->set(100.0);
-    });
-    const auto groupAdder = group->addObserver([&](const FieldBase&) {
-        if (observers.size() < 2) observe(*group, "added to group");
-    });
-    EXPECT_THAT(change(), ElementsAre("added to group", "added")) << "of the nested change only";
-    EXPECT_THAT(change(), ElementsAre("added to group", "added"));
-}
-
 TEST_F(FieldNotification, RemovalTakesEffectAtOnce) {
     std::vector<DelegateConnection> handles;
     observe(*x, "before");
@@ -175,23 +164,6 @@ TEST_F(FieldNotification, ExceptionsAreWarningsAndOthersStillHear) {
 }
 
 // --- Fields that die while they notify -----------------------------------------------------------------------------
-
-TEST_F(FieldNotification, AFieldDestroyedByAnObserverIsDone) {
-    for (FieldBase* place : {x, static_cast<FieldBase*>(group)}) {
-        const auto killer = place->addObserver([&](const FieldBase& changed) {
-            if (&changed == x) delete std::exchange(x, nullptr);
-        });
-        std::vector<FieldBase*> heard;
-        const auto onGroup =
-            group->addObserver([&](const FieldBase& changed) { heard.push_back(&changed == group ? group : nullptr); });
-        const auto onX = x->addObserver([](const FieldBase&) { FAIL() << "not told any more"; });
-        x->set(1.0);
-        EXPECT_EQ(killer.isConnected(), place == group);
-        EXPECT_EQ(heard.size(), place == group ? 1U : 2U) << "of the child list, and before of the value";
-        EXPECT_EQ(heard.back(), group);
-        x = group->addField("X", Types::kDouble);
-    }
-}
 
 TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {
     const auto kill = [&](const FieldBase&) { top.reset(); };
@@ -228,25 +200,6 @@ TEST_F(FieldNotification, TransfersMayAddAndDestroyConnections) {
     EXPECT_EQ(x->_getOutgoingConnections().size(), sink._getIncomingConnections().size());
     connections.clear();
     EXPECT_FALSE(x->_hasOutgoingConnections() || sink._hasIncomingConnections());
-}
-
-TEST_F(FieldNotification, ConnectionsKeepTheirOrderAfterRemovals) {
-    const char* const names[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
-    for (const char* name : names)
-        connect(*x, name);
-    for (const std::size_t gone : {0U, 4U, 5U, 9U, 1U})
-        connections[gone].reset();
-    EXPECT_THAT(change(), ElementsAre("2", "3", "6", "7", "8"));
-}
-
-TEST_F(FieldNotification, AConnectionFromAFieldToItselfIsListedAtItsSource) {
-    auto loop = std::make_unique<Field<double>>("Loop");
-    const FakeConnection connection(*loop, *loop, note("loop"));
-    EXPECT_FALSE(loop->_hasIncomingConnections());
-    loop->setValue(1.0);
-    EXPECT_THAT(events, ElementsAre("loop"));
-    loop.reset();
-    EXPECT_FALSE(connection.isValid());
 }
 
 // --- Handles -------------------------------------------------------------------------------------------------------
@@ -305,13 +258,6 @@ TEST_F(FieldNotification, DescendantsForgetOnlyTheAncestorThatStopped) {
     onTop.disconnect();
     EXPECT_THAT(change(), ElementsAre("group"));
     onGroup.disconnect();
-    EXPECT_FALSE(x->hasWatchers());
-
-    connect(*group, "group>");
-    connect(*top, "top>");
-    connections.erase(connections.begin());
-    EXPECT_THAT(change(), ElementsAre("top>"));
-    connections.clear();
     EXPECT_FALSE(x->hasWatchers());
 }
 
@@ -386,30 +332,6 @@ TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
     sink.unregisterListener(&listener);
 }
 
-TEST_F(FieldNotification, ListenersMayUnregisterEachOtherAndDestroyTheField) {
-    FakeListener late([&](const char* what, auto) { events.push_back(std::string("late") + what); });
-    auto second = std::make_unique<FakeListener>([&](auto...) { events.emplace_back("second"); });
-    FakeListener first([&](auto...) {
-        events.emplace_back("first");
-        x->unregisterListener(second.get());
-        second.reset();
-        x->unregisterListener(&first);
-        x->registerListener(&late);
-    });
-    FakeListener third([&](auto...) {
-        if (std::count(events.begin(), events.end(), "third") == 1) group->removeField("X");
-        events.emplace_back("third");
-    });
-    for (FakeListener* each : {&first, second.get(), &third})
-        x->registerListener(each);
-    connect(*x, "x>");
-    EXPECT_THAT(events, ElementsAre("first", "third"));
-    const FakeConnection another(*x, sink);
-    EXPECT_FALSE(another.isValid());
-    EXPECT_EQ(std::count(events.begin(), events.end(), "late+out"), 0);
-    EXPECT_FALSE(sink._hasIncomingConnections());
-}
-
 // --- The counts of an owner ----------------------------------------------------------------------------------------
 
 using Counts = std::pair<int, int>;  // connected, watched
@@ -450,39 +372,30 @@ TEST_F(OutputCounts, CountOutputsNotObserversOrConnections) {
     EXPECT_EQ(owner.outputs(), Counts(0, 1));
     observers.clear();
     EXPECT_EQ(owner.outputs(), kNothing);
-
-    auto target = std::make_unique<Field<double>>("Target");
-    const FakeConnection toTarget(*output, *target);
-    target.reset();
-    EXPECT_EQ(owner.outputs(), kNothing);
-    EXPECT_FALSE(toTarget.isValid());
 }
 
-struct LeavingCase {
-    const char* name;
-    void (*leave)(FieldBase* output, Container* group, Container* outputs);
-};
-class LeavingOutputs : public OutputCounts, public testing::WithParamInterface<LeavingCase> {};
-
-TEST_P(LeavingOutputs, TakesBackWhatTheyCounted) {
-    watch();
-    connect();
-    ASSERT_EQ(owner.outputs(), kOne);
-    GetParam().leave(output, group, outputs);
-    EXPECT_EQ(owner.outputs(), kNothing);
-    connection.reset();
-    observers.clear();
-    EXPECT_EQ(owner.outputs(), kNothing);
+TEST_F(OutputCounts, GoWithTheOutputsHoweverTheseGo) {
+    const std::function<void()> ways[] = {
+        [&] { group->removeField("Output"); },
+        [&] { delete output; },
+        [&] { delete group; },
+        [&] { outputs->clear(); },
+        [&] { output->_clearObservers(), delete group; },
+    };
+    for (const auto& leave : ways) {
+        outputs->clear();
+        group = outputs->addContainer("Group");
+        output = group->addField("Output", Types::kDouble);
+        watch();
+        connect();
+        ASSERT_EQ(owner.outputs(), kOne);
+        leave();
+        EXPECT_EQ(owner.outputs(), kNothing);
+        connection.reset();
+        observers.clear();
+        EXPECT_EQ(owner.outputs(), kNothing);
+    }
 }
-
-const LeavingCase kWays[] = {
-    {"Removed", [](FieldBase*, Container* group, Container*) { group->removeField("Output"); }},
-    {"Deleted", [](FieldBase* output, Container*, Container*) { delete output; }},
-    {"GroupDeleted", [](FieldBase*, Container* group, Container*) { delete group; }},
-    {"Cleared", [](FieldBase*, Container*, Container* outputs) { outputs->clear(); }},
-    {"Silenced", [](FieldBase* output, Container* group, Container*) { output->_clearObservers(), delete group; }},
-};
-INSTANTIATE_TEST_SUITE_P(Ways, LeavingOutputs, testing::ValuesIn(kWays), caseName);
 
 TEST_F(OutputCounts, MoveWithAFieldOrSubtreeToAnotherRoleOrOwner) {
     auto* inputs = new Container("Inputs", &owner, Types::kInput);

@@ -13,7 +13,6 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field_internal.h"
-#include "kr/data/field_reference.h"
 #include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
@@ -112,16 +111,6 @@ TEST(FieldCopy, BetweenOtherTypesIsRefusedWithADebugLine) {
     EXPECT_EQ(speed->getValue(), 1.0);
 }
 
-TEST(FieldCopy, TheTwoKindsOfTextConvertAndCutAtAWholeCharacter) {
-    Field<std::string> text("Text", nullptr, std::string(510, 'x') + "\xC3\xA9");
-    Field<Kr::KrString<512>> file("File");
-    EXPECT_TRUE(file.canConvertTo(text));
-    EXPECT_TRUE(file.copyValue(text));
-    text.setValue("other");
-    EXPECT_TRUE(text.copyValue(file));
-    EXPECT_EQ(text.getValue(), std::string(510, 'x'));
-}
-
 TEST(FieldCopy, AnEnumerationKeepsItsType) {
     const LogCapture log;
     Field<Kr::KrEnum> dimension("Dimension", nullptr, Kr::KrEnum(Dimension::kForce));
@@ -190,19 +179,6 @@ TEST(FieldIdentity, OnlyAProducedFieldTakesANewNameOrPlace) {
     EXPECT_THAT(idsOf(second), ElementsAre("Renamed"));
 }
 
-TEST(FieldIdentity, ARefusedMoveChangesNothing) {
-    Container top("Top");
-    Container* group = top.addContainer("Group");
-    Container* inner = group->addContainer("Inner");
-    RefusingContainer refusing("Refusing");
-    const auto told = [](const FieldBase&) { FAIL(); };
-    const auto value = top.addObserver(told);
-    const auto property = top.addPropertyObserver(told);
-    EXPECT_FALSE(group->setParent(&refusing));
-    EXPECT_FALSE(group->setParent(inner));
-    EXPECT_EQ(group->getParent(), &top);
-}
-
 TEST(FieldPath, LeavesOutOwnersAndEmptyIdentifiers) {
     FakeOwner owner("Top");
     Container root("Root");
@@ -236,16 +212,6 @@ TEST(FieldProperties, LiveInHiddenFieldsMadeOnNeed) {
     EXPECT_EQ(field.getInternal().getField("PhysicalDimensionDisplayHint").toEnum(), Kr::KrEnum(Hint::kKnot));
     field.setPhysicalDimensionHint(Hint::kNone);
     EXPECT_THAT(hiddenFieldsOf(field), ElementsAre("MetaData"));
-}
-
-TEST(FieldProperties, AHiddenFieldOfAWrongTypeIsNoMetadata) {
-    Field<double> field("Field");
-    field.getInternal().addField("MetaData", Types::kString)->set<std::string>("junk");
-    field.getInternal().addField("PhysicalDimensionDisplayHint", Types::kDouble);
-    field.setVisible(false);
-    field.setPhysicalDimensionHint(Hint::kMetre);
-    EXPECT_TRUE(field.isVisible());
-    EXPECT_EQ(field.getPhysicalDimensionHint(), Hint::kNone);
 }
 
 /// A tree whose property observers write down who heard of what, once.
@@ -316,17 +282,6 @@ TEST(FieldReadOnly, FollowsRoleConnectionHintAndContainers) {
     EXPECT_FALSE(input->isReadOnlyHint());
     inputs.setReadOnlyHint(true);
     EXPECT_TRUE(input->isReadOnlyHint());
-}
-
-TEST(FieldDescription, OfEqualTextIsStoredOnce) {
-    Field<int> first("First");
-    Field<int> second("Second");
-    first.setDescription("text");
-    second.setDescription("text");
-    EXPECT_EQ(&first.getDescription(), &second.getDescription());
-    first.setDescription("");
-    EXPECT_EQ(&first.getDescription(), &Field<int>("Fresh").getDescription());
-    EXPECT_EQ(second.getDescription(), "text");
 }
 
 // --- Conversions ---------------------------------------------------------------------------------------------------
@@ -451,19 +406,6 @@ TEST(FieldCopies, AreLikenessesWithRangeAndHiddenFieldsOfTheirOwn) {
     EXPECT_EQ(source->clone(std::make_unique<RefusingContainer>("Refusing").get()), nullptr);
 }
 
-TEST(FieldCopies, InitializingTakesValueAndHiddenFieldsOrNothing) {
-    Field<double> source("Source", nullptr, 3.0);
-    source.setVisible(false);
-    Field<double> sink("Sink");
-    Field<Kr::KrColor> other("Other");
-    sink.getInternal().addField("Stale", Types::kInteger);
-    EXPECT_TRUE(sink.initializeFrom(source));
-    EXPECT_EQ(sink.getValue(), 3.0);
-    EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("MetaData"));
-    EXPECT_FALSE(other.initializeFrom(source));
-    EXPECT_TRUE(other.isVisible());
-}
-
 TEST(FieldInternal, CopiesReplaceOrMerge) {
     Field<int> source("Source");
     Field<int> sink("Sink");
@@ -478,15 +420,6 @@ TEST(FieldInternal, CopiesReplaceOrMerge) {
     FieldInternal::copyFieldInternals(sink, sink, true);
     EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("Shared", "New"));
     EXPECT_EQ(sink.getInternal().addField("Shared", Types::kString), nullptr);
-}
-
-TEST(FieldReference, TurnsNullWithTheField) {
-    auto field = std::make_unique<Field<int>>("Field");
-    const KrData::FieldReference reference(field.get());
-    const KrData::FieldReference copy = reference;
-    EXPECT_EQ(reference.get(), field.get());
-    field.reset();
-    EXPECT_EQ(copy.get(), nullptr);
 }
 
 }  // namespace field_test

@@ -101,15 +101,6 @@ TEST(Types, NameMapAndProduceEveryNumber) {
     EXPECT_STREQ(Types::nameFor(static_cast<Types::FieldTypeEnum>(-1)), "Invalid field type");
 }
 
-TEST(Types, DestroyWhatTheParentRefuses) {
-    RefusingContainer parent("Parent");
-    EXPECT_EQ(Types::produce(typeid(double), "Field", &parent), nullptr);
-    EXPECT_EQ(Types::produce(Types::kContainer, "Field", &parent), nullptr);
-    EXPECT_EQ(Types::produceExtensionField("Field", "Demo::IWheel", &parent), nullptr);
-    EXPECT_EQ(parent.add<int>("Field"), nullptr);
-    EXPECT_TRUE(parent.empty());
-}
-
 TEST(ExtensionFields, KeepTheirInterfaceInClones) {
     Container parent("Parent");
     const FieldBase* field = parent.addExtensionField("Wheel", "Demo::IWheel");

@@ -168,17 +168,6 @@ TEST(ValueConversions, AreOfferedAsFarAsTheTypesTell) {
     EXPECT_FALSE(CanConvert(items, KrData::Vector<float>("Other")));
 }
 
-TEST(ValueConversions, ClampAndNotifyOnceLikeASetter) {
-    Field<double> sink("Sink");
-    sink.setRange(0.0, 10.0);
-    int notifications = 0;
-    const auto connection = sink.addObserver([&](const FieldBase&) { ++notifications; });
-    EXPECT_TRUE(TransferValueConverter(*value(50)(), sink));
-    EXPECT_EQ(sink.getValue(), 10.0);
-    EXPECT_TRUE(TransferValueConverter(*value(10)(), sink));
-    EXPECT_EQ(notifications, 1);
-}
-
 TEST(ValueConversions, SurviveAnObserverThatDestroysTheArray) {
     auto sink = std::make_unique<FieldArray<Field<double>>>("Sink");
     sink->resize(3);

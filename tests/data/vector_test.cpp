@@ -26,14 +26,6 @@ using Ranges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
 constexpr auto kMax = std::numeric_limits<std::uint64_t>::max();
 
-TEST(VectorTracking, MergesRangesThatShareAnItem) {
-    Vector<int> vector("V");
-    vector.enableIncrementalDataTransfer(true);
-    for (const auto& [first, last] : Ranges{{5, 4}, {kMax, kMax}, {0, 3}, {kMax - 1, kMax}})
-        vector._addChange(first, last);
-    EXPECT_EQ(vector.getChanges(), (Ranges{{0, 3}, {4, 5}, {kMax - 1, kMax}})) << "neighbours stay apart";
-}
-
 TEST(VectorTracking, ManyChangesInAnyOrderGiveTheSameRangesAsOneByOne) {
     constexpr unsigned seed = 20203;
     SCOPED_TRACE(seed);
@@ -143,19 +135,6 @@ TEST(Vector, CopiesAndConvertsBetweenEqualItemTypesOnly) {
     EXPECT_TRUE(KrData::TransferValueConverter(reals, more));
     EXPECT_TRUE(more.isEqual(reals));
     EXPECT_FALSE(Ints("A").isEqual(Vector<double>("A")));
-}
-
-TEST(Vector, ClonesInItsContainerWithItemsAndProperties) {
-    KrData::Container tree("Tree");
-    auto* texts = new Vector<std::string>("Texts", &tree, {"a", "b"});
-    texts->setDescription("lines");
-    const std::unique_ptr<KrData::Container> copy(tree.clone(nullptr));
-    EXPECT_TRUE(copy->isEqual(tree));
-    EXPECT_EQ((*copy)["Texts"].getDescription(), "lines");
-    texts->setItem(0, "changed");
-    EXPECT_FALSE(copy->isEqual(tree));
-    EXPECT_TRUE(copy->copyValue(tree));
-    EXPECT_TRUE(copy->isEqual(tree));
 }
 
 TEST(Vector, ShiftsEnumerationsOfDifferentTypes) {

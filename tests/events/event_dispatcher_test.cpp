@@ -151,18 +151,6 @@ TEST_F(Dispatcher, TheFirstThreadToProcessIsTheOwnerUntilAReset) {
     EXPECT_THAT(log, ElementsAre("a1", "a2")) << "nothing was lost";
 }
 
-TEST_F(Dispatcher, NestedSendsOfTheOwnerComeBeforeTheRestOfTheBatch) {
-    const Listener listener(log, "a", {1, 2, 3}, [](const KrSimEvent& event) {
-        if (event.ID() == 1) KrEventDispatcher::sendEventLocally(KrSimEvent(3));
-    });
-    onAnotherThread([] {
-        KrEventDispatcher::sendEventLocally(KrSimEvent(1));
-        KrEventDispatcher::sendEventLocally(KrSimEvent(2));
-    });
-    KrEventDispatcher::preUpdate();
-    EXPECT_THAT(log, ElementsAre("a1", "a3", "a2"));
-}
-
 TEST_F(Dispatcher, AListenerThatSendsWhatItReceivesDoesNotExhaustTheStack) {
     const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { KrEventDispatcher::sendEventLocally(event); });
     KrEventDispatcher::sendEventLocally(KrSimEvent(1));
@@ -312,18 +300,6 @@ TEST_F(Dispatcher, EventsOfOtherApplicationsFollowTheQueue) {
     theirs->sendEvent(KrSimEvent(2));
     KrEventDispatcher::sendEventLocally(KrSimEvent(1));
     EXPECT_THAT(log, ElementsAre("a1", "a2", "a1", "a2")) << "a send of the owner receives too";
-}
-
-TEST_F(Dispatcher, WithoutAChannelTheRemoteQueueIsDropped) {
-    KrEventDispatcher::sendEventRemotely(KrSimEvent(1));
-    KrEventDispatcher::sendEventRemotelyImmediately(KrSimEvent(2));
-    KrEventDispatcher::postUpdate();
-    const auto [ours, theirs] = InProcessEventChannel::makePair();
-    KrEventDispatcher::setSharedEventChannel(ours);
-    KrEventDispatcher::sendEventRemotely(KrSimEvent(3));
-    KrEventDispatcher::sendEventRemotely(KrSimEvent(4));
-    KrEventDispatcher::postUpdate();
-    EXPECT_THAT(received(*theirs), ElementsAre(3, 4));
 }
 
 TEST_F(Dispatcher, TheChannelCountsWhileDebuggingIsOn) {

@@ -88,11 +88,4 @@ TEST(SimEvent, TakesNoBytesFromNull) {
     EXPECT_THAT(log.lines(), ElementsAre(StartsWith("3 KrSimEvent: no bytes")));
 }
 
-TEST(SimEvent, TakesADelayThatIsNoNumberForNone) {
-    KrSimEvent event(1);
-    event.setDelay(2.0);
-    event.setDelay(std::numeric_limits<double>::quiet_NaN());
-    EXPECT_EQ(event.getDelay(), 0.0);
-}
-
 }  // namespace sim_event_test

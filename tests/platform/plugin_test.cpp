@@ -223,37 +223,6 @@ TEST(PluginManifest, BrokenFilesAreFoundOutBeforeTheyAreLoaded) {
     }
 }
 
-TEST(PluginManifest, WhatIsNoRegularFileIsRefused) {
-    const test_support::TemporaryFolder folder;
-    std::filesystem::create_symlink("nowhere", folder / "link");
-    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    for (const auto& [name, reason] : {std::pair(".", "no regular file"), std::pair("pipe", "no regular file"),
-                                       std::pair("link", "cannot be opened: No such file")}) {
-        std::string failure;
-        EXPECT_FALSE(KrPluginSystem::readPluginManifest(folder / name, failure));
-        EXPECT_THAT(failure, HasSubstr(reason)) << name;
-    }
-}
-
-TEST(PluginManifest, ReaderSurvivesMutatedHeads) {
-    constexpr unsigned kSeed = 20200303;
-    std::mt19937 random(kSeed);
-    const test_support::TemporaryFolder folder;
-    const std::string file = folder / "Mutant.krp";
-    const Image good;
-    writeFile(file, good.bytes);
-    std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
-    for (int round = 0; round < 3000; ++round) {
-        std::string head = good.bytes.substr(0, 1200);
-        for (unsigned count = 1 + random() % 8; count > 0; --count)
-            head[random() % head.size()] = static_cast<char>(random() % 3 == 0 ? 0xFF : random());
-        (stream.seekp(0) << head).flush();
-        std::string failure;
-        const bool isRead = KrPluginSystem::readPluginManifest(file, failure).has_value();
-        ASSERT_EQ(isRead, failure.empty()) << "seed " << kSeed << ", round " << round;
-    }
-}
-
 TEST_F(Plugins, ManyThreadsShareOneRegistration) {
     constexpr int kThreads = 8;
     const LogCapture log;

@@ -115,37 +115,6 @@ TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     EXPECT_EQ(out->_getOutgoingConnections().size(), 10U);
 }
 
-TEST_F(Owners, MayBeAskedForAConnectionWhileAllEnd) {
-    auto* first = KrConnectionFactory::connect(_out, _in);
-    auto* second = KrConnectionFactory::connect(_out, _in);
-    auto* keeper = &_to->getFieldsContainer();
-    FakeListener listener([&](const char*, KrConnectionBase* gone) {
-        if (gone == first) static_cast<void>(keeper->_releaseConnection(*second));
-    });
-    _out.registerListener(&listener);
-    _to.reset();
-    EXPECT_FALSE(lives(first) || lives(second) || _out._hasOutgoingConnections());
-}
-
-TEST_F(Owners, OfNoConnectionLetItEndWithItsFields) {
-    auto& sorter = KrSim::KrExtensionSorter::instance();
-    auto* unowned = KrConnectionFactory::_create(&_out, &_in);
-    auto* second = KrConnectionFactory::_create(&_out, &_in);
-    const KrConnection own(&_out, &_in);
-    FakeListener listener([&](const char* what, KrConnectionBase* gone) {
-        if (what[0] == '-' && gone == unowned && lives(second)) delete second;
-    });
-    _in.registerListener(&listener);
-    sorter.destroyConnections(nullptr);
-    sorter.destroyConnections(&_from->getInputContainer());
-    EXPECT_TRUE(lives(unowned));
-    sorter.destroyConnections(&_to->getInputContainer());
-    EXPECT_FALSE(lives(unowned) || lives(second)) << "connections of fields below count";
-    EXPECT_TRUE(own.isValid());
-    EXPECT_EQ(_in._getIncomingConnections().size(), 1U);
-    _in.unregisterListener(&listener);
-}
-
 TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
     _out.set(5.0);
     for (const bool isSink : {true, false}) {
@@ -216,35 +185,6 @@ protected:
     Proxy _from{"From", Types::kUnknown, &_outputs};
     Proxy _to{"To", Types::kUnknown, &_inputs};
 };
-
-TEST_F(Proxies, HandValuesOnBothWays) {
-    _from.addLink(_linkedOut);
-    _to.addLink(_first);
-    _to.addLink(_second);
-    auto* sink = _inputs.add<double>("Sink");
-    FieldBaseToProxyConnection toProxy(_source, &_to);
-    const ProxyToFieldBaseConnection fromProxy(&_from, sink);
-    EXPECT_EQ(_first->getValue() + _second->getValue(), 2.0);
-    EXPECT_EQ(sink->getValue(), 2.0);
-    _source->setValue(3.0);
-    _linkedOut->setValue(4.0);
-    EXPECT_EQ(_first->getValue() + _second->getValue(), 6.0);
-    EXPECT_EQ(sink->getValue(), 4.0) << "what the proxy links is its value";
-    toProxy.disable(false);
-    _source->setValue(5.0);
-    EXPECT_EQ(_first->getValue(), 3.0);
-    toProxy.enable(true);
-    EXPECT_EQ(_first->getValue(), 5.0);
-
-    const ProxyToFieldBaseConnection both(&_from, &_to);
-    EXPECT_EQ(_second->getValue(), 4);
-    _inputs.removeField("First");
-    _linkedOut->setValue(6.0);
-    EXPECT_EQ(_second->getValue(), 6) << "one link is dead, the others are served";
-    _outputs.removeField("LinkedOut");
-    _source->setValue(7.0);
-    EXPECT_EQ(_second->getValue(), 7);
-}
 
 TEST_F(Proxies, AreChosenByTheFactory) {
     auto* color = _inputs.add<Kr::KrColor>("Color");

@@ -9,8 +9,10 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kr/core/connections/sim_queued_connection.h"
@@ -45,34 +47,29 @@ constexpr const char* kNoParent = "2 KrConnectionBase: can only use fields that 
 
 // --- What may be connected -----------------------------------------------------------------------------------------
 
-TEST(ConnectionRoles, LetThrough7Of25PairsAndNameTheOthers) {
-    const std::vector<std::vector<int>> allowed{{}, {1}, {1, 2, 3}, {1, 3}, {}};
+TEST(ConnectionRoles, LetThroughSixOf25PairsAndNameTheOthers) {
+    const std::set<std::pair<int, int>> allowed{{1, 1}, {2, 1}, {2, 2}, {2, 3}, {3, 1}, {3, 3}};
     const char* names[] = {"Field", "Input", "Output", "Parameter", "Undefined"};
     for (int from = 0; from < 5; ++from) {
         for (int to = 0; to < 5; ++to) {
+            SCOPED_TRACE(std::string(names[from]) + " -> " + names[to]);
             Container sources("Sources", nullptr, static_cast<Types::FieldTypeEnum>(from));
             Container sinks("Sinks", nullptr, static_cast<Types::FieldTypeEnum>(to));
             auto* source = sources.add<double>("A", 2.5);
             auto* sink = sinks.add<double>("B");
             const LogCapture log;
             const KrConnection connection(source, sink);
-            const auto& sinksOf = allowed[static_cast<std::size_t>(from)];
-            const bool isAllowed = std::find(sinksOf.begin(), sinksOf.end(), to) != sinksOf.end();
-            EXPECT_EQ(connection.isValid(), isAllowed) << names[from] << names[to];
+            const bool isAllowed = allowed.contains({from, to});
+            EXPECT_EQ(connection.isValid(), isAllowed);
+            EXPECT_EQ(connection._isRegisteredInSorter(), isAllowed);
             EXPECT_EQ(sink->getValue(), isAllowed ? 2.5 : 0.0);
             EXPECT_EQ(connection.isOutputToParameter(), from == 2 && to == 3);
             if (isAllowed) {
                 EXPECT_THAT(log.lines(), IsEmpty());
-                continue;
+            } else {
+                EXPECT_EQ(log.lines().at(0), std::string("2 KrConnection: invalid source/sink pair: A (") +
+                                                 names[from] + ") -> B (" + names[to] + ")\n");
             }
-            EXPECT_THAT(log.lines(),
-                        ElementsAre(std::string("2 KrConnection: invalid source/sink pair: A (") + names[from] +
-                                        ") -> B (" + names[to] + ")\n",
-                                    "5 KrConnection: could not create connection from .Sources.A -> Sinks.B. Check "
-                                    "that types match. \n"));
-            EXPECT_EQ(connection.getSource(), nullptr);
-            EXPECT_FALSE(connection._isRegisteredInSorter());
-            EXPECT_FALSE(sink->isReadOnlyHint() && to != 2);
         }
     }
 }

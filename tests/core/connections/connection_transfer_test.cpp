@@ -121,32 +121,6 @@ TEST_F(Transfers, GoOncePerChangeRoundALoop) {
     }
 }
 
-TEST_F(Transfers, ServeSinksInTheOrderOfConnectingWhateverHappensMeanwhile) {
-    auto& source = make("source");
-    const std::vector<Field<double>*> sinks{&make("s0"), &make("s1"), &make("s2"), &make("s3")};
-    for (auto* sink : sinks) {
-        connect(source, *sink);
-        watch(*sink);
-    }
-    source.setValue(1.0);
-    EXPECT_THAT(heard, ElementsAre("s01", "s11", "s21", "s31"));
-
-    heard.clear();
-    KrConnection late;
-    const auto once = sinks[1]->addObserver([&](const FieldBase& changed) {
-        if (changed.toReal() != 2.0) return;
-        _connections[0].reset();
-        _connections[1].reset();
-        _connections[2].reset();
-        late.init(&source, sinks[0]);
-    });
-    source.setValue(2.0);
-    EXPECT_THAT(heard, ElementsAre("s02", "s12", "s32")) << "the new one has transferred when it was made";
-    heard.clear();
-    source.setValue(3.0);
-    EXPECT_THAT(heard, ElementsAre("s33", "s03"));
-}
-
 // --- Length --------------------------------------------------------------------------------------------------------
 
 #if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

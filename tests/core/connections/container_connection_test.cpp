@@ -140,40 +140,6 @@ TEST_F(Containers, LoseNoChangeInALoop) {
     EXPECT_THAT(valuesOf(_from), ElementsAre("a5", "b7"));
 }
 
-TEST_F(Containers, MakeArraysAlikeInSize) {
-    using Array = KrData::FieldArray<Field<double>>;
-    Array from("A", &_outputs, Types::kOutput), to("A", &_inputs, Types::kInput), loop("L", &_outputs, Types::kOutput);
-    const auto reals = [](const Array& array) {
-        std::vector<double> values;
-        for (const auto* item : array)
-            values.push_back(item->toReal());
-        return values;
-    };
-    to.resize(4);
-    from.append()->setValue(1.0);
-    const KrConnection connection(&from, &to), there(&from, &loop), back(&loop, &from);
-    EXPECT_THAT(reals(to), ElementsAre(1.0)) << "not as Container::copyValue, which leaves the size";
-    auto* first = to.item(0);
-    from.append();
-    from.item(1)->setValue(2.0);
-    EXPECT_THAT(reals(to), ElementsAre(1.0, 2.0));
-    EXPECT_THAT(reals(loop), ElementsAre(1.0, 2.0));
-    EXPECT_EQ(to.item(0), first);
-    const auto gone = from.remove(0);
-    from.item(0)->setValue(3.0);
-    EXPECT_THAT(reals(from), ElementsAre(3.0));
-    EXPECT_THAT(reals(to), ElementsAre(3.0)) << "by place, not by identifier";
-    EXPECT_THAT(reals(loop), ElementsAre(3.0));
-
-    ASSERT_TRUE(to.setSizeRange(0, 2));
-    from.resize(3);
-    from.item(2)->setValue(9.0);
-    EXPECT_EQ(reals(to).size(), 1U) << "the sink keeps its bounds";
-    from.resize(2);
-    from.item(1)->setValue(8.0);
-    EXPECT_THAT(reals(to), ElementsAre(3.0, 8.0));
-}
-
 // --- Vectors --------------------------------------------------------------------------------------------------------
 
 using Items = KrData::Vector<int>;
@@ -186,77 +152,53 @@ protected:
     Items _sink{"Sink", &_inputs};
 };
 
-/// A connection whose transfers look at the changed items only does not mend what is spoilt elsewhere in the sink.
 TEST_F(Vectors, LookAtTheChangedRangesOnlyWhileTheyAreKept) {
     _source.enableIncrementalDataTransfer(true);
     KrConnection connection(&_source, &_sink);
     EXPECT_EQ(_sink.getItems(), _source.getItems());
-    struct Case {
-        const char* what;
-        std::function<void()> change;
-        bool isWhole;
+    const auto whileDisabled = [&](const std::function<void()>& change) {
+        connection.disable(false);
+        change();
+        connection.enable(true);
     };
-    const std::vector<Case> cases{
-        {"set", [&] { _source.setItem(3, 30); }, false},
-        {"insert", [&] { _source.insert(4, 40); }, false},
-        {"append", [&] { _source.append(50); }, false},
-        {"erase", [&] { _source.erase(5, 2); }, false},
-        {"shrink", [&] { _source.resize(6); }, false},
-        {"grow", [&] { _source.resize(9); }, false},
-        {"setItems",
-         [&] {
-             _source.setItems({0, 1, 2, 9, 9, 9, 9});
-         },
-         false},
-        {"several while disabled",
-         [&] {
-             connection.disable(false);
-             _source.setItem(2, 20);
-             _source.setItem(6, 60);
-             _source.append(70);
-             connection.enable(true);
-         },
-         false},
-        {"not tracked",
-         [&] {
-             _source._disableTracking();
-             _source.setItem(2, 21);
-         },
-         true},
-        {"tracked again", [&] { _source.setItem(2, 22); }, false},
-        {"switched off and on",
-         [&] {
-             _source.enableIncrementalDataTransfer(false);
-             _source.enableIncrementalDataTransfer(true);
-             _source.setItem(2, 23);
-         },
-         true},
-        {"cleared by somebody else",
-         [&] {
-             connection.disable(false);
-             _source.setItem(2, 24);
-             _source.clearChanges();
-             _source.setItem(3, 34);
-             connection.enable(true);
-         },
-         true},
-        {"asked for without a change", [&] { connection.transferValue(_source); }, true},
-        {"off",
-         [&] {
-             _source.enableIncrementalDataTransfer(false);
-             _source.setItem(4, 44);
-         },
-         true},
-    };
-    for (const auto& each : cases) {
+    /// A transfer that looks at the changed items only does not mend what is spoilt elsewhere in the sink.
+    const auto expect = [&](const char* what, bool isWhole, const std::function<void()>& change) {
         _sink.setItem(0, -1);
-        each.change();
+        change();
         auto expected = _source.getItems();
-        if (!each.isWhole) expected[0] = -1;
-        EXPECT_EQ(_sink.getItems(), expected) << each.what;
-        EXPECT_TRUE(_source.getChanges().empty()) << each.what;
+        if (!isWhole) expected[0] = -1;
+        EXPECT_EQ(_sink.getItems(), expected) << what;
+        EXPECT_TRUE(_source.getChanges().empty()) << what;
         _sink.setItem(0, 0);
-    }
+    };
+    expect("insert", false, [&] { _source.insert(4, 40); });
+    expect("erase", false, [&] { _source.erase(5, 2); });
+    expect("grow", false, [&] { _source.resize(9); });
+    expect("set all", false, [&] { _source.setItems({0, 1, 2, 9, 9, 9, 9}); });
+    expect("several while disabled", false, [&] {
+        whileDisabled([&] {
+            _source.setItem(2, 20);
+            _source.append(70);
+        });
+    });
+    expect("not tracked", true, [&] {
+        _source._disableTracking();
+        _source.setItem(2, 21);
+    });
+    expect("tracked again", false, [&] { _source.setItem(2, 22); });
+    expect("switched off and on", true, [&] {
+        _source.enableIncrementalDataTransfer(false);
+        _source.enableIncrementalDataTransfer(true);
+        _source.setItem(2, 23);
+    });
+    expect("cleared by somebody else", true, [&] {
+        whileDisabled([&] {
+            _source.setItem(2, 24);
+            _source.clearChanges();
+            _source.setItem(3, 34);
+        });
+    });
+    expect("asked for without a change", true, [&] { connection.transferValue(_source); });
 }
 
 TEST_F(Vectors, ServeManySinksEachCompletely) {
