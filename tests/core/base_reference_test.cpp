@@ -18,8 +18,6 @@ namespace base_reference_test {
 using Kr::KrBase;
 using Kr::KrBaseReference;
 using Kr::KrNamePathBaseInterfaceRegistry;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class Node : public KrBase {
     KR_BASE_CLASS(Node, Kr::KrBase)

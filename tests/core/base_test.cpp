@@ -4,11 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -43,8 +41,6 @@ public:
         if (action) action(event, object);
     }
 };
-
-// Life
 
 TEST(BaseLife, WhatIsNoObjectOrNoLongerIsNotValid) {
     int number = 0;
@@ -113,8 +109,6 @@ TEST(BaseLife, ThreadsMakeDestroyAndTestObjectsSideBySide) {
     }
 }
 
-// Class and name
-
 TEST(BaseClass, TypesFollowTheInheritance) {
     const Car car;
     EXPECT_FALSE(car.isOfExactClassType(Vehicle::getClassType()));
@@ -136,8 +130,6 @@ TEST(BaseName, CombinedNamesLeaveEmptyPartsOut) {
     car.setName(nullptr);
     EXPECT_FALSE(car.hasName());
 }
-
-// Subscribers
 
 TEST(BaseSubscriber, HearsRenamingAndDestruction) {
     Recorder recorder;

@@ -7,7 +7,6 @@
 #include <stop_token>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "kr/core/physical_dimension.h"
 #include "kr/platform/log.h"

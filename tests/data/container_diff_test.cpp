@@ -5,7 +5,6 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "kr/data/vector.h"
 #include "tests/support/field_doubles.h"
@@ -16,7 +15,6 @@ using namespace test_support;
 using KrData::ContainerDiff;
 using KrData::FieldArray;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Tree = std::unique_ptr<Container>;
 using Integers = FieldArray<Field<int>>;
 

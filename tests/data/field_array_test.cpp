@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "tests/support/field_doubles.h"
@@ -82,22 +80,6 @@ TEST(FieldArray, TakesItemsOfItsClassOnly) {
     elsewhere.copyFieldsTo(&array);
     EXPECT_THAT(idsOf(array), ElementsAre("Real"));
     EXPECT_FALSE(array.resize(std::numeric_limits<std::size_t>::max()));
-}
-
-TEST(FieldArray, CopiesByPositionAndKeepsTheItemsThatExist) {
-    auto array = doubles({0, 1});
-    array->remove(0);
-    auto* item = array->item(0);
-    for (const std::vector<double>& values : {std::vector{4.0, 5.0, 6.0}, {7.0}, {6.0, 5.0}, {std::nan("")}}) {
-        EXPECT_TRUE(array->copyValue(*doubles(values)));
-        EXPECT_EQ(array->item(0), item);
-        ASSERT_EQ(array->size(), values.size());
-        EXPECT_NE(array->isEqual(*doubles(values)), std::isnan(values[0]));
-    }
-    EXPECT_TRUE(array->copyValue(*doubles({})));
-    EXPECT_TRUE(array->copyValue(*doubles({3, 2})));
-    EXPECT_THAT(valuesOf(*array), ElementsAre(3, 2));
-    EXPECT_FALSE(array->isEqual(*doubles({2, 3})));
 }
 
 TEST(FieldArray, RefusesWhatItCannotBecome) {

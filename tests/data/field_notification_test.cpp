@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -116,8 +115,6 @@ const FlagCase kFlagCases[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Combinations, FieldNotificationFlags, testing::ValuesIn(kFlagCases), caseName);
 
-// --- Observers that change what they observe -----------------------------------------------------------------------
-
 TEST_F(FieldNotification, AnObserverMaySetTheFieldAgain) {
     std::vector<double> first;
     std::vector<double> second;
@@ -163,8 +160,6 @@ TEST_F(FieldNotification, ExceptionsAreWarningsAndOthersStillHear) {
                             AllOf(StartsWith("3 FieldBase: fatal error in 'X'"), EndsWith("[property]\n"))));
 }
 
-// --- Fields that die while they notify -----------------------------------------------------------------------------
-
 TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {
     const auto kill = [&](const FieldBase&) { top.reset(); };
     for (const bool byTransfer : {false, true}) {
@@ -201,8 +196,6 @@ TEST_F(FieldNotification, TransfersMayAddAndDestroyConnections) {
     connections.clear();
     EXPECT_FALSE(x->_hasOutgoingConnections() || sink._hasIncomingConnections());
 }
-
-// --- Handles -------------------------------------------------------------------------------------------------------
 
 TEST_F(FieldNotification, HandlesMoveAndOutliveTheirField) {
     EXPECT_FALSE(x->addObserver(nullptr).isConnected());
@@ -247,8 +240,6 @@ TEST_F(FieldNotification, ClearingEndsAllRegistrationsBelow) {
     EXPECT_THAT(change(), ElementsAre("anew"));
 }
 
-// --- What descendants know of observers and connections above --------------------------------------------------------
-
 TEST_F(FieldNotification, DescendantsForgetOnlyTheAncestorThatStopped) {
     auto onTop = top->addObserver(note("top"));
     auto onGroup = group->addObserver(note("group"));
@@ -282,16 +273,6 @@ TEST_F(FieldNotification, FollowsASubtreeToItsNewPlace) {
     EXPECT_FALSE(x->hasWatchers());
 }
 
-TEST_F(FieldNotification, AChildThatComesTellsTheObserversOfItsContainers) {
-    observe(*top, "top");
-    observe(*group, "group");
-    group->addField("New", Types::kDouble);
-    EXPECT_THAT(events, ElementsAre("top", "group"));
-    events.clear();
-    EXPECT_TRUE(x->setParent(top.get()));
-    EXPECT_EQ(std::count(events.begin(), events.end(), "top"), 2) << "of the one below, and of its own list";
-}
-
 TEST_F(FieldNotification, ObserversMayRemoveAChildAsItComes) {
     const auto killer = group->addObserver([&](const FieldBase&) { group->clear(); });
     EXPECT_EQ(group->addField("New", Types::kDouble), nullptr);
@@ -300,8 +281,6 @@ TEST_F(FieldNotification, ObserversMayRemoveAChildAsItComes) {
     EXPECT_EQ(Field<int>("Original").clone("Clone", group), nullptr);
     EXPECT_TRUE(group->empty());
 }
-
-// --- Listeners -----------------------------------------------------------------------------------------------------
 
 TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
     const LogCapture log;
@@ -331,8 +310,6 @@ TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
     EXPECT_THAT(events, ElementsAre("+in"));
     sink.unregisterListener(&listener);
 }
-
-// --- The counts of an owner ----------------------------------------------------------------------------------------
 
 using Counts = std::pair<int, int>;  // connected, watched
 constexpr Counts kNothing{0, 0};

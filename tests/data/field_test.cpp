@@ -13,7 +13,6 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field_internal.h"
-#include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 
@@ -36,8 +35,6 @@ Events hiddenFieldsOf(FieldBase& field) {
     return hidden ? idsOf(*hidden) : Events();
 }
 
-// --- Values --------------------------------------------------------------------------------------------------------
-
 TEST(FieldValue, ReadingOrWritingAnotherTypeIsADefaultAndARefusal) {
     Field<double> speed("Speed", nullptr, 3.0);
     EXPECT_FALSE(speed.set(7));
@@ -49,31 +46,24 @@ TEST(FieldValue, ReadingOrWritingAnotherTypeIsADefaultAndARefusal) {
     EXPECT_FALSE(Container("Group").setRawValue(&raw));
 }
 
-struct ClampCase {
-    const char* name;
-    double before, set, stored;
-    int notifications;
-};
-class FieldClamping : public testing::TestWithParam<ClampCase> {};
-
-TEST_P(FieldClamping, ComparesThenStoresInsideTheRange) {
-    Field<double> field("Value", nullptr, GetParam().before);
-    ASSERT_TRUE(field.setRange(-1.0, 1.0));
-    int notifications = 0;
-    const auto connection = field.addObserver([&](const FieldBase&) { ++notifications; });
-    EXPECT_TRUE(field.setValue(GetParam().set));
-    EXPECT_THAT(field.getValue(), testing::NanSensitiveDoubleEq(GetParam().stored));
-    EXPECT_EQ(notifications, GetParam().notifications);
+TEST(FieldRange, ValuesAreComparedThenStoredInsideIt) {
+    struct Case {
+        double before, set, stored;
+        int notifications;
+    };
+    for (const auto& [before, set, stored, expected] :
+         {Case{0.0, kInfinity, 1.0, 1}, Case{0.0, -9.0, -1.0, 1}, Case{1.0, 9.0, 1.0, 1}, Case{5.0, 5.0, 5.0, 0},
+          Case{kNaN, kNaN, kNaN, 1}}) {
+        SCOPED_TRACE(set);
+        Field<double> field("Value", nullptr, before);
+        ASSERT_TRUE(field.setRange(-1.0, 1.0));
+        int notifications = 0;
+        const auto connection = field.addObserver([&](const FieldBase&) { ++notifications; });
+        EXPECT_TRUE(field.setValue(set));
+        EXPECT_THAT(field.getValue(), testing::NanSensitiveDoubleEq(stored));
+        EXPECT_EQ(notifications, expected);
+    }
 }
-
-constexpr ClampCase kClamps[] = {
-    {"Above", 0.0, kInfinity, 1.0, 1},
-    {"Below", 0.0, -9.0, -1.0, 1},
-    {"ClampsBackToTheStoredOne", 1.0, 9.0, 1.0, 1},
-    {"StoredOutsideAndEqual", 5.0, 5.0, 5.0, 0},
-    {"NaNDiffersFromItself", kNaN, kNaN, kNaN, 1},
-};
-INSTANTIATE_TEST_SUITE_P(Double, FieldClamping, testing::ValuesIn(kClamps), caseName);
 
 TEST(FieldRange, RefusesBoundsInTheWrongOrderAndClampsEachComponent) {
     Field<double> field("Value", nullptr, 50.0);
@@ -162,8 +152,6 @@ TEST(FieldValuePointer, FunctionsMayThrowOrEndTheirOwnBinding) {
     EXPECT_FALSE(field.isBound());
 }
 
-// --- Identity and place --------------------------------------------------------------------------------------------
-
 TEST(FieldIdentity, OnlyAProducedFieldTakesANewNameOrPlace) {
     Container first("First");
     Container second("Second");
@@ -188,8 +176,6 @@ TEST(FieldPath, LeavesOutOwnersAndEmptyIdentifiers) {
     EXPECT_EQ(root.addContainer("")->addContainer("x")->getPath(), "Root.x");
     EXPECT_EQ(nameless.addContainer("x")->addContainer("")->getPath(), "x");
 }
-
-// --- Properties ----------------------------------------------------------------------------------------------------
 
 TEST(FieldProperties, LiveInHiddenFieldsMadeOnNeed) {
     Field<double> field("Field");
@@ -284,54 +270,45 @@ TEST(FieldReadOnly, FollowsRoleConnectionHintAndContainers) {
     EXPECT_TRUE(input->isReadOnlyHint());
 }
 
-// --- Conversions ---------------------------------------------------------------------------------------------------
-
 template <class T>
 std::shared_ptr<FieldBase> with(const T& value) {
     return std::make_shared<Field<T>>("Field", nullptr, value);
 }
 
-struct NumberCase {
-    const char* name;
-    std::shared_ptr<FieldBase> field;
-    int integer;
-    double real;
-    bool boolean;
-    const char* text;
-};
-class FieldConversion : public testing::TestWithParam<NumberCase> {};
-
-TEST_P(FieldConversion, ToNumberBooleanAndText) {
-    const FieldBase& field = *GetParam().field;
-    EXPECT_EQ(field.toInteger(), GetParam().integer);
-    EXPECT_THAT(field.toReal(), testing::NanSensitiveDoubleEq(GetParam().real));
-    EXPECT_EQ(field.toBoolean(), GetParam().boolean);
-    EXPECT_EQ(field.toString(), GetParam().text);
+TEST(FieldConversion, ToNumberBooleanAndText) {
+    struct Case {
+        std::shared_ptr<FieldBase> field;
+        int integer;
+        double real;
+        bool boolean;
+        const char* text;
+    };
+    const Case cases[] = {
+        {with(-7), -7, -7.0, true, "-7"},
+        {with(UINT_MAX), INT_MAX, 4294967295.0, true, "4294967295"},
+        {with(static_cast<unsigned short>(65535)), 65535, 65535.0, true, "65535"},
+        {with(true), 1, 1.0, true, "true"},
+        {with(2.5), 2, 2.5, true, "2.5"},
+        {with(-3.5), -4, -3.5, true, "-3.5"},
+        {with(1e20), INT_MAX, 1e20, true, "1e+20"},
+        {with(kNaN), 0, kNaN, false, "nan"},
+        {with(-1e-300), 0, -1e-300, false, "-1e-300"},
+        {with(0.1F), 0, static_cast<double>(0.1F), false, "0.1"},
+        {with(std::string("0")), 0, 0.0, true, "0"},
+        {with(std::string()), 0, 0.0, false, ""},
+        {with(Kr::KrEnum(Dimension::kMass)), 2, 2.0, false, "Mass"},
+        {with(Vector3{1, 2.5, -0.125}), 0, 0.0, false, "1 2.5 -0.125"},
+        {with<KrSim::KrExtension*>(nullptr), 0, 0.0, false, ""},
+        {std::make_shared<Container>("Field"), 0, 0.0, false, ""},
+    };
+    for (const auto& [field, integer, real, boolean, text] : cases) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(field->toInteger(), integer);
+        EXPECT_THAT(field->toReal(), testing::NanSensitiveDoubleEq(real));
+        EXPECT_EQ(field->toBoolean(), boolean);
+        EXPECT_EQ(field->toString(), text);
+    }
 }
-
-const NumberCase kNumbers[] = {
-    {"Integer", with(-7), -7, -7.0, true, "-7"},
-    {"UnsignedBeyondInteger", with(UINT_MAX), INT_MAX, 4294967295.0, true, "4294967295"},
-    {"UnsignedShort", with(static_cast<unsigned short>(65535)), 65535, 65535.0, true, "65535"},
-    {"True", with(true), 1, 1.0, true, "true"},
-    {"HalfDownToEven", with(2.5), 2, 2.5, true, "2.5"},
-    {"HalfUpToEven", with(-3.5), -4, -3.5, true, "-3.5"},
-    {"TooLarge", with(1e20), INT_MAX, 1e20, true, "1e+20"},
-    {"TooSmall", with(-kInfinity), INT_MIN, -kInfinity, true, "-inf"},
-    {"NotANumber", with(kNaN), 0, kNaN, false, "nan"},
-    {"BelowTheSmallRealEpsilon", with(-1e-300), 0, -1e-300, false, "-1e-300"},
-    {"Float", with(0.1F), 0, static_cast<double>(0.1F), false, "0.1"},
-    {"Text", with(std::string("0")), 0, 0.0, true, "0"},
-    {"EmptyText", with(std::string()), 0, 0.0, false, ""},
-    {"Filename", with(Kr::KrString<512>("a.txt")), 0, 0.0, false, "a.txt"},
-    {"Enumeration", with(Kr::KrEnum(Dimension::kMass)), 2, 2.0, false, "Mass"},
-    {"Vector", with(Vector3{1, 2.5, -0.125}), 0, 0.0, false, "1 2.5 -0.125"},
-    {"NoExtension", with<KrSim::KrExtension*>(nullptr), 0, 0.0, false, ""},
-    {"Container", std::make_shared<Container>("Field"), 0, 0.0, false, ""},
-};
-INSTANTIATE_TEST_SUITE_P(Values, FieldConversion, testing::ValuesIn(kNumbers), caseName);
-
-// --- The invalid field ---------------------------------------------------------------------------------------------
 
 TEST(InvalidField, TakesNoStateFromAnyEntry) {
     FieldBase& invalid = FieldBase::getInvalidField();
@@ -370,8 +347,6 @@ TEST(InvalidField, TakesNoStateFromAnyEntry) {
     EXPECT_TRUE(container.empty());
     EXPECT_FALSE(invalid["Child"].isValid());
 }
-
-// --- Copies --------------------------------------------------------------------------------------------------------
 
 TEST(FieldCopies, AreLikenessesWithRangeAndHiddenFieldsOfTheirOwn) {
     Container container("Container");

@@ -81,8 +81,6 @@ protected:
     Field<int>* second = other.inputs.add<int>("Second", 2);
 };
 
-// --- Linking -------------------------------------------------------------------------------------------------------
-
 TEST_F(Proxies, LinkFieldsOfTheirRoleAndTypeThatAreNotAboveThem) {
     auto* group = car.inputs.addContainer("Group");
     Proxy inGroup("Inner", Types::kUnknown, group);
@@ -118,8 +116,6 @@ TEST_F(Proxies, FormNoCycles) {
     EXPECT_FALSE(b.removeLink(&c));
     EXPECT_TRUE(c.canLink(&a));
 }
-
-// --- Values --------------------------------------------------------------------------------------------------------
 
 TEST_F(Proxies, SetEveryFieldInOrderWhileOneTakesTheValue) {
     const LogCapture log;
@@ -181,8 +177,6 @@ TEST_F(Proxies, EqualWhatWouldChangeNothing) {
     second->setValue(3);
     EXPECT_FALSE(one.isEqual(proxy) || same.isEqual(proxy));
 }
-
-// --- Changes -------------------------------------------------------------------------------------------------------
 
 TEST_F(Proxies, TellOnceOfTheirValueAfterAllFieldsHaveIt) {
     EXPECT_TRUE(proxy.addLink(first) && proxy.addLink(second));
@@ -261,8 +255,6 @@ TEST_F(Proxies, StopWhenTheyWereMovedIntoWhatTheyLink) {
     EXPECT_GT(told, 0);
     EXPECT_TRUE(otherGroup->copyValue(*group));
 }
-
-// --- Links ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Proxies, FindTheirFieldsWhenTheseCome) {
     auto late = std::make_unique<Extension>(3);

@@ -149,8 +149,6 @@ static_assert(Writable<int> && Writable<char*> && Writable<std::string>);
 static_assert(!Writable<char> && !Writable<char16_t> && !Writable<wchar_t> && !Writable<long double>);
 static_assert(!Writable<int*> && !Writable<void (*)()> && !Writable<Plain>);
 
-// --- Cursors --------------------------------------------------------------------------------------------------------
-
 /// Bytes 1 to 4, the first of them read.
 EventData partlyRead() {
     EventData data(Bytes{1, 2, 3});
@@ -215,8 +213,6 @@ TEST(EventData, ShowsAndReadsOnlyWhatWasWritten) {
     EXPECT_THAT(data.data(), SizeIs(2));
     EXPECT_THAT(log.lines(), ElementsAre(kPastEnd));
 }
-
-// --- Bad input ------------------------------------------------------------------------------------------------------
 
 TEST(EventData, ReadsATextWithoutItsBytesAsThatManyNulCharacters) {
     struct Case {

@@ -58,8 +58,6 @@ protected:
     test_support::DispatcherScope scope;
 };
 
-// --- Which operation delivers where and when -------------------------------------------------------------------------
-
 enum class eTime { kNever, kFrame, kAtOnce };
 
 struct RouteCase {
@@ -160,8 +158,6 @@ TEST_F(Dispatcher, AListenerThatSendsWhatItReceivesDoesNotExhaustTheStack) {
     EXPECT_GT(log.size(), once) << "the rest goes on with the next frame";
 }
 
-// --- Listeners -------------------------------------------------------------------------------------------------------
-
 TEST_F(Dispatcher, ListenersAreCalledOnceInTheOrderOfTheirRegistration) {
     Listener a(log, "a", {1, 2, 1});
     const Listener b(log, "b", {2, 1});
@@ -232,8 +228,6 @@ TEST_F(Dispatcher, FindsTheRightListenersAmongManyNumbers) {
     EXPECT_THAT(log, ElementsAre("l-250:-16000", "l0:0", "l499:31936"));
 }
 
-// --- Exceptions ------------------------------------------------------------------------------------------------------
-
 TEST_F(Dispatcher, TheFirstExceptionContinuesAfterAllDelayedAndQueuedEvents) {
     const Listener a(log, "a", {1, 2, 3, 4}, [](const KrSimEvent& event) { throw event.ID(); });
     const Listener b(log, "b", {1, 4}, [](const KrSimEvent&) { throw std::runtime_error("later"); });
@@ -253,8 +247,6 @@ TEST_F(Dispatcher, TheFirstExceptionContinuesAfterAllDelayedAndQueuedEvents) {
     EXPECT_THROW(KrEventDispatcher::sendEventLocally(KrSimEvent(2)), int);
     EXPECT_NO_THROW(KrEventDispatcher::preUpdate()) << "the event is gone";
 }
-
-// --- Delays ----------------------------------------------------------------------------------------------------------
 
 TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
     KrEventDispatcher::_setClock(&clock);
@@ -284,8 +276,6 @@ TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
         << "what was left of the delays survives a new clock";
     KrEventDispatcher::_setClock(nullptr);
 }
-
-// --- Other applications ----------------------------------------------------------------------------------------------
 
 TEST_F(Dispatcher, EventsOfOtherApplicationsFollowTheQueue) {
     const auto [ours, theirs] = InProcessEventChannel::makePair();

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
-#include <string>
 #include <utility>
 #include <vector>
 

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <barrier>
 #include <functional>
-#include <memory>
 #include <set>
 #include <thread>
 #include <type_traits>

@@ -1,17 +1,14 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <random>
 #include <set>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>

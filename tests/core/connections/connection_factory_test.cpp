@@ -14,7 +14,6 @@
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
-#include "kr/data/field_listener.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
@@ -172,8 +171,6 @@ TEST_F(Owners, AreCopiedTogetherWithTheirConnections) {
     EXPECT_EQ(_in.toReal(), 2.0) << "the originals have nothing to do with it";
 }
 
-// --- Proxies --------------------------------------------------------------------------------------------------------
-
 class Proxies : public testing::Test {
 protected:
     Container _outputs{"O", nullptr, Types::kOutput};
@@ -227,8 +224,6 @@ TEST_F(Proxies, AreChosenByTheFactory) {
                             "5 ProxyConnection: could not create connection from O.Source -> I.Colors. Check that "
                             "types match.\n"));
 }
-
-// --- Threads -------------------------------------------------------------------------------------------------------
 
 TEST(TransferGuards, WorkUntilTheVeryEndOfAThread) {
     struct AtEnd {

@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -44,8 +42,6 @@ KR_REGISTER_ENUM(connection_test::eGear, {connection_test::eGear::kPark, "Park"}
 KR_REGISTER_ENUM(connection_test::eLight, {connection_test::eLight::kOff, "Off"}, {connection_test::eLight::kOn, "On"});
 
 constexpr const char* kNoParent = "2 KrConnectionBase: can only use fields that are in a parent container\n";
-
-// --- What may be connected -----------------------------------------------------------------------------------------
 
 TEST(ConnectionRoles, LetThroughSixOf25PairsAndNameTheOthers) {
     const std::set<std::pair<int, int>> allowed{{1, 1}, {2, 1}, {2, 2}, {2, 3}, {3, 1}, {3, 3}};
@@ -177,8 +173,6 @@ TEST(ConnectionDimensions, AreToldButNeverRefused) {
     }
 }
 
-// --- When it transfers ---------------------------------------------------------------------------------------------
-
 class Connecting : public testing::Test {
 protected:
     Kr::KrSmartPtr<KrSim::KrExtension> _from = Kr::makeSmart<KrSim::KrExtension>();
@@ -288,8 +282,6 @@ TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
     EXPECT_EQ(_source->_getOutgoingConnections().size(), 1U);
     EXPECT_EQ(_parameter->getValue(), 0.0) << "without a first transfer";
 }
-
-// --- Transfer functions --------------------------------------------------------------------------------------------
 
 TEST_F(Connecting, AppliesAFunctionOnTheWay) {
     KrConnection connection(_source, _input);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -59,12 +58,6 @@ TEST_F(Transfers, ReachTheEndOfAChainBeforeObserversHear) {
     heard.clear();
     a.setValue(2.0);
     EXPECT_THAT(heard, ElementsAre("a2")) << "what has the value already hands nothing on";
-    _connections[0]->disable(false);
-    a.setValue(3.0);
-    _connections[1]->disable(false);
-    _connections[0]->enable(true);
-    EXPECT_THAT(heard, ElementsAre("a2", "a3", "e3", "b3"));
-    EXPECT_EQ(c.getValue(), 2.0);
 }
 
 TEST_F(Transfers, FollowAQuietChainThroughEveryKindOfLink) {
@@ -120,8 +113,6 @@ TEST_F(Transfers, GoOncePerChangeRoundALoop) {
         }
     }
 }
-
-// --- Length --------------------------------------------------------------------------------------------------------
 
 #if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr std::size_t kLongChain = 10'000;
