@@ -141,16 +141,6 @@ TEST(EnumTable, RefusesASecondNameAndASecondType) {
     EXPECT_EQ(log.lines().size(), 2U);
 }
 
-TEST(EnumTable, TheFirstOfEqualValuesAndTextsAnswers) {
-    const EnumType type(typeid(eUnknown), "Aliases", {{5, "five"}, {5, "cinq"}, {6, "five"}, {-2147483647 - 1, ""}});
-    EXPECT_EQ(*type.findText(5), "five");
-    EXPECT_EQ(*type.findValue("cinq"), 5);
-    EXPECT_EQ(*type.findValue("five"), 5);
-    EXPECT_EQ(*type.findValue(""), -2147483647 - 1);
-    EXPECT_EQ(type.findText(0), nullptr);
-    EXPECT_EQ(type.findValue("six"), nullptr);
-}
-
 TEST(EnumTable, IsReadWhileAnEnumerationComesAndGoes) {
     const KrEnum shared(eLate::kFirst);
     const auto read = [&](const std::stop_token& stop) {

@@ -34,14 +34,6 @@ TEST(Id, NumberAndTextComeFromTheBytes) {
     }
 }
 
-TEST(Id, TextsWithOneCrcShareTheFirstText) {
-    const KrID first("plumless");
-    const KrID second("buckeroo");
-    EXPECT_EQ(first, second);
-    EXPECT_EQ(second.str(), "plumless");
-    EXPECT_EQ(KrID::_get(second.getNumber()), &first.str());
-}
-
 TEST(Id, TextWithTheNumberOfTheEmptyIdentifierKeepsItsText) {
     const KrID id("\xFF\xFF\xFF\xFF");
     EXPECT_EQ(id, KrID());

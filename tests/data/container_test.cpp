@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kr/data/field_visitor.h"
@@ -168,6 +169,31 @@ TEST(ContainerPlace, ChildrenDieInOrder) {
     EXPECT_THAT(events, ElementsAre("A", "B", "C"));
 }
 
+TEST(ContainerPlace, AnObserverOfTheOldParentMayDestroyTheNewOne) {
+    Container old("Old");
+    auto next = std::make_unique<Container>("New");
+    auto* field = old.addField("Field", Types::kInteger);
+    const auto killer = old.addObserver([&](const FieldBase&) { next.reset(); });
+    EXPECT_FALSE(field->setParent(next.get()));
+    EXPECT_EQ(field->getParent(), &old) << "a refused move changes nothing";
+}
+
+TEST(ContainerPlace, ADyingChildMayTakeItsSiblingOrItsContainerAlong) {
+    for (const bool takesContainer : {false, true}) {
+        auto group = std::make_unique<Container>("Group");
+        auto* source = group->add<int>("Source");
+        FieldBase* sibling = group->add<int>("Sibling");
+        Field<int> sink("Sink");
+        const FakeConnection connection(*source, sink);
+        FakeListener listener(
+            [&](auto...) { takesContainer ? group.reset() : delete std::exchange(sibling, nullptr); });
+        sink.registerListener(&listener);
+        group->clear();
+        EXPECT_TRUE(takesContainer ? group == nullptr : group->empty());
+        EXPECT_FALSE(connection.isValid());
+    }
+}
+
 TEST(FindFieldFromPath, TakesAbsolutePathsOfFieldsBelow) {
     Container root("Root");
     Container* group = root.addContainer("Group");
@@ -226,6 +252,14 @@ TEST(ContainerCopy, ACloneIsDeepEqualDynamicAndIndependent) {
     EXPECT_TRUE(likeness.isEqual(*copy));
     EXPECT_EQ(likeness.getFieldType(), Types::kParameter);
     EXPECT_EQ(original.clone(std::make_unique<RefusingContainer>("Refusing").get()), nullptr);
+}
+
+TEST(ContainerCopy, AContainerMayBecomeTheLikenessOfADescendant) {
+    Container top("Top");
+    top.addContainer("Group")->add<int>("X", 7);
+    top._cloneFrom(top["Group"]);
+    ASSERT_EQ(top.size(), 1U);
+    EXPECT_EQ(top["X"].get<int>(), 7);
 }
 
 TEST(ContainerEquality, CountsNamesTypesAndValuesNotOrder) {
@@ -310,6 +344,16 @@ TEST(ContainerBulk, AHundredThousandChildrenAreBuiltClonedComparedAndCleared) {
     clone->copyFieldsTo(&outputs);
     EXPECT_EQ(outputs.size(), 2U * kCount);
     outputs.clear();
+}
+
+TEST(ContainerBulk, DeepTreesAreClonedAndDestroyedQuickly) {
+    constexpr int kDepth = 2000;
+    Container top("Top");
+    Container* lowest = &top;
+    for (int i = 0; i < kDepth; ++i)
+        lowest = lowest->addContainer("Group");
+    for (int i = 0; i < 20; ++i)
+        delete top.clone(nullptr);
 }
 
 TEST(ContainerVisit, GoesDepthFirstInOrder) {

@@ -194,22 +194,15 @@ TEST_F(Connecting, FromOutputToParameterWaitsForEditing) {
         const ContextHost host;
         host.state->_setApplicationMode(mode);
         _to->_setApplicationContext(host.context());
-        const double first = ++value;
-        _source->setValue(first);
-        ownParameter->setValue(first);
         const KrConnection gated(_source, _parameter), converting(_source, whole), input(_source, _input);
         const KrConnection parameters(ownParameter, other), toNobody(_source, free);
-        const bool isOpen = mode == eApplicationMode::kEditing;
-        const auto expect = [&](double now) {
-            EXPECT_EQ(_parameter->getValue(), isOpen ? now : 0.0);
-            EXPECT_EQ(whole->toReal(), isOpen ? now : 0.0);
-            EXPECT_EQ(_input->getValue() + other->toReal() + free->getValue(), 3 * now);
-        };
         EXPECT_TRUE(gated.isEnabled()) << "closed is not disabled";
-        expect(first);
         _source->setValue(++value);
         ownParameter->setValue(value);
-        expect(value);
+        const double expected = mode == eApplicationMode::kEditing ? value : 0.0;
+        EXPECT_EQ(_parameter->getValue(), expected);
+        EXPECT_EQ(whole->toReal(), expected);
+        EXPECT_EQ(_input->getValue() + other->toReal() + free->getValue(), 3 * value);
     }
 }
 

@@ -33,26 +33,6 @@ protected:
     Container& _to = *_inputs.addContainer("To");
 };
 
-TEST_F(Containers, HandOverOnlyTheChildThatChanged) {
-    auto* a = _from.add<double>("a", 1.0);
-    _from.add<int>("b", 2);
-    _from.add<double>("only here", 3.0);
-    auto* sinkB = _to.add<double>("b");
-    _to.add<double>("only there", 4.0);
-    auto* sinkA = _to.add<double>("a");
-    const KrConnection connection(&_from, &_to);
-    EXPECT_THAT(valuesOf(_to), ElementsAre("b2", "only there4", "a1"));
-    sinkB->setValue(-1.0);
-    Events heard;
-    const auto observer = _to.addObserver([&](const FieldBase& changed) { heard.push_back(changed.getID().str()); });
-    a->setValue(10.0);
-    EXPECT_THAT(valuesOf(_to), ElementsAre("b-1", "only there4", "a10")) << "nobody asked b";
-    EXPECT_THAT(heard, ElementsAre("a"));
-    _from["only here"].set(30.0);
-    EXPECT_THAT(heard, ElementsAre("a"));
-    EXPECT_EQ(sinkA->_getIncomingConnections().size(), 0U);
-}
-
 TEST_F(Containers, LetSiblingsThatChangeMeanwhileFollowOnce) {
     auto* a = _from.add<double>("a", 1.0);
     auto* b = _from.add<double>("b", 1.0);
