@@ -37,12 +37,15 @@ KrRefCount::~KrRefCount() {
 }
 
 std::int32_t KrRefCount::getRefCount() const noexcept {
-    const std::int64_t state = _state().load(std::memory_order_acquire);
+    // Loaded once: a weak reference made meanwhile would put the address of its block where the state was.
+    const std::int64_t word = _word.load(std::memory_order_acquire);
+    const std::int64_t state = hasBlock(word) ? toBlock(word)->_state.load(std::memory_order_acquire) : word;
     return state < 0 ? -1 : static_cast<std::int32_t>(state / kOneHolder);
 }
 
 bool KrRefCount::_isBeingDestroyed() const noexcept {
-    return !isPromotable(_state().load(std::memory_order_acquire));
+    const std::int64_t word = _word.load(std::memory_order_acquire);
+    return hasBlock(word) ? toBlock(word)->_isExpired() : !isPromotable(word);
 }
 
 void KrRefCount::_markBeingDestroyed() noexcept {
