@@ -232,6 +232,19 @@ TEST(EventData, ReadsATextWithoutItsBytesAsThatManyNulCharacters) {
     }
 }
 
+TEST(EventData, TakesTheNumbersOfACutMatrix) {
+    const test_support::LogCapture log;
+    EventData data;
+    data << 4.0 << 5.0 << 6;
+    Matrix matrix = Matrix::zero();
+    data >> matrix;
+    EXPECT_EQ(matrix.m[0], 4.0);
+    EXPECT_EQ(matrix.m[1], 5.0);
+    EXPECT_EQ(data._unread(), 4U);
+    EXPECT_THAT(log.lines(), SizeIs(14));
+    EXPECT_THAT(log.lines(), Each(kPastEnd));
+}
+
 TEST(EventData, ReportsATextThatItsLengthCannotHold) {
     const test_support::LogCapture log;
     EventData data;

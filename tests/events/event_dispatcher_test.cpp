@@ -217,6 +217,17 @@ TEST_F(Dispatcher, AListenerThatDiesIsPassedOver) {
     }
 }
 
+TEST_F(Dispatcher, FindsTheRightListenersAmongManyNumbers) {
+    std::vector<std::unique_ptr<Listener>> listeners;
+    for (int id = -500; id < 500; ++id) {
+        listeners.push_back(std::make_unique<Listener>(log, "l" + std::to_string(id) + ":", std::vector<int>{id * 64}));
+    }
+    listeners.erase(listeners.begin(), listeners.begin() + 250);
+    for (const int id : {-500, -251, -250, 0, 499})
+        KrEventDispatcher::sendEventLocally(KrSimEvent(id * 64));
+    EXPECT_THAT(log, ElementsAre("l-250:-16000", "l0:0", "l499:31936"));
+}
+
 TEST_F(Dispatcher, TheFirstExceptionContinuesAfterAllDelayedAndQueuedEvents) {
     const Listener a(log, "a", {1, 2, 3, 4}, [](const KrSimEvent& event) { throw event.ID(); });
     const Listener b(log, "b", {1, 4}, [](const KrSimEvent&) { throw std::runtime_error("later"); });

@@ -112,6 +112,11 @@ TEST(QuaternionSlerp, KeepsSpeedAndTakesTheShorterArc) {
     EXPECT_NEAR(start.angleTo(sameEnd), 1.2, kTolerance);
 }
 
+TEST(QuaternionNormalize, FallsBackToTheIdentity) {
+    for (const Quaternion& quaternion : {Quaternion{0, 0, 0, 0}, Quaternion{0, kNaN, 0, 1}, Quaternion{0, 0, 0, 1e300}})
+        EXPECT_EQ(quaternion.normalized(), Quaternion());
+}
+
 TEST(MatrixProduct, IsRowByColumn) {
     const Matrix left{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}};
     const Matrix right{{1, 0, 2, 0, 0, 1, 0, 0, 3, 0, 1, 0, 0, 0, 0, 1}};
