@@ -126,6 +126,7 @@ const Case kTexts[] = {
     {"TrueText", text("true"), kFalse, "true"},
     {"NumberToBoolean", text("0.0"), kTrue, "false"},
     {"FileNameToNumber", value(FileName("12")), kShort, "12"},
+    {"TextToFileName", text("other"), kFile, "other"},
     {"DisplayText", value(Kr::KrEnum(Dimension::kForce).toString()), value(Kr::KrEnum(Dimension{})),
      Kr::KrEnum(Dimension::kForce).toString()},
     {"UnknownDisplayText", text("gear"), kForce, kRefused},

@@ -292,6 +292,30 @@ TEST_F(Dispatcher, EventsOfOtherApplicationsFollowTheQueue) {
     EXPECT_THAT(log, ElementsAre("a1", "a2", "a1", "a2")) << "a send of the owner receives too";
 }
 
+TEST_F(Dispatcher, TheChannelCountsWhileDebuggingIsOn) {
+    const auto [ours, theirs] = InProcessEventChannel::makePair(clock);
+    std::vector<KrSimEvent> batch;
+    const std::vector<KrSimEvent> events{KrSimEvent(1, "ab", {1, 2, 3}), KrSimEvent(2, "", {}), KrSimEvent(1, "", {})};
+    ours->sendEvents(events);
+    theirs->receiveEvents(batch);
+    EXPECT_EQ(ours->getSentTraffic(1), EventTraffic());
+    EXPECT_LT(theirs->getLastReceiveSeconds(), 0.0);
+
+    ours->enableDebugging(true);
+    theirs->enableDebugging(true);
+    ours->sendEvents(events);
+    ours->sendEvent(events[1]);
+    const double then = clock.getSeconds();
+    theirs->receiveEvents(batch);
+    clock.sleep(2.0);
+    theirs->receiveEvents(batch);
+    EXPECT_EQ(ours->getSentTraffic(1), (EventTraffic{2, 12 + 5 + 12}));
+    EXPECT_EQ(theirs->getReceivedTraffic(1), (EventTraffic{2, 12 + 5 + 12}));
+    EXPECT_EQ(theirs->getReceivedTraffic(2), (EventTraffic{2, 24}));
+    EXPECT_EQ(ours->getReceivedTraffic(2), EventTraffic());
+    EXPECT_EQ(theirs->getLastReceiveSeconds(), then) << "a receive that brings nothing leaves no trace";
+}
+
 TEST_F(Dispatcher, AThrowingChannelLosesNoNamesAndStopsNoFrame) {
     struct BrokenChannel final : KrSim::SharedEventChannel {
         void _sendEvent(const KrSimEvent&) override {

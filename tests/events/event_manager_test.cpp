@@ -18,6 +18,7 @@
 #include "kr/events/framework_event_names.h"
 #include "kr/events/invalid_event_manager.h"
 #include "kr/events/sim_event.h"
+#include "kr/platform/assert.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
 #include "tests/support/log_capture.h"
@@ -68,6 +69,15 @@ TEST_F(EventManagerTest, GivesUserEventsAPrefixThatFrameworkEventsLack) {
         EXPECT_EQ(EventManagerInternal::createInternalEventId(std::string("User Event: ") + name), user);
     }
     EXPECT_EQ(EventIDList::instance().getName(EventManagerInternal::createInternalEventId(77)), "");
+}
+
+TEST_F(EventManagerTest, AssertsThatAFrameworkEventHasAName) {
+    static std::string message;
+    const auto previous = Kr::setAssertionHandler([](const Kr::AssertionFailure& each) { message = each.message; });
+    EXPECT_EQ(EventManagerInternal::createInternalEventId(""), EventId());
+    Kr::setAssertionHandler(previous);
+    EXPECT_EQ(message, "Trying to create an event ID with an empty name.\n");
+    EXPECT_FALSE(EventIDList::instance().existLocally(""));
 }
 
 TEST_F(EventManagerTest, SendsLikeTheDispatcherOperationOfTheSameName) {

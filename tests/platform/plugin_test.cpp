@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "kr/platform/plugin_manager.h"
@@ -211,6 +212,18 @@ TEST(PluginManifest, BrokenFilesAreFoundOutBeforeTheyAreLoaded) {
         std::string failure;
         EXPECT_FALSE(KrPluginSystem::readPluginManifest(folder / "Broken.krp", failure));
         EXPECT_THAT(failure, HasSubstr(each.reason)) << "case " << &each - kBroken;
+    }
+}
+
+TEST(PluginManifest, WhatIsNoRegularFileIsRefused) {
+    const test_support::TemporaryFolder folder;
+    std::filesystem::create_symlink("nowhere", folder / "link");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    for (const auto& [name, reason] : {std::pair(".", "no regular file"), std::pair("pipe", "no regular file"),
+                                       std::pair("link", "cannot be opened: No such file")}) {
+        std::string failure;
+        EXPECT_FALSE(KrPluginSystem::readPluginManifest(folder / name, failure));
+        EXPECT_THAT(failure, HasSubstr(reason)) << name;
     }
 }
 

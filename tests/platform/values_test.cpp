@@ -1,8 +1,10 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <set>
 #include <span>
@@ -144,6 +146,18 @@ TEST(Clock, TimerRunsOnAnyClock) {
     EXPECT_EQ(timer.getElapsedSeconds(), 1.5);
     EXPECT_EQ(timer.restart(), 1.5);
     EXPECT_EQ(timer.getElapsedSeconds(), 0.0);
+}
+
+TEST(Clock, SleepOfNoTimeReturnsAtOnceAndTheResolutionIsThatOfWakingUp) {
+    Kr::SteadyClock& clock = Kr::SteadyClock::instance();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double before = clock.getSeconds();
+    for (const double seconds : {0.0, -1.0, -kInfinity, std::numeric_limits<double>::quiet_NaN()})
+        clock.sleep(seconds);
+    EXPECT_GE(clock.getSeconds(), before);
+    const double resolution = clock.getResolution();
+    EXPECT_THAT(resolution, testing::AllOf(testing::Ge(200e-6), testing::Le(1e-3)));
+    EXPECT_EQ(clock.getResolution(), resolution);
 }
 
 }  // namespace values_test

@@ -168,4 +168,14 @@ TEST_F(Queued, RefusesNullAndWhatDoesNotFit) {
                             "types match. \n"));
 }
 
+TEST_F(Queued, FreesTheCopyWhenSomebodyThrows) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    const int number = Kr::KrID::numberFor("KrSimQueuedConnection::kQueuedConnectionEvent");
+    std::vector<std::string> calls;
+    const RecordingListener listener(calls, "l", {number}, [](const KrSimEvent&) { throw std::runtime_error("no"); });
+    EXPECT_THROW(_source->setValue(2.0), std::runtime_error);
+    EXPECT_EQ(waiting(), 0U);
+    EXPECT_EQ(_sink->getValue(), 2.0);
+}
+
 }  // namespace queued_connection_test
