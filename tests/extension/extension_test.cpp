@@ -264,6 +264,15 @@ TEST(ExtensionFields, AreAddedWhereTheyAreAskedFor) {
     EXPECT_EQ(extension->getOutput("Force"), nullptr);
 }
 
+TEST(ExtensionFields, OfTheFirstLevelCannotBeLost) {
+    auto extension = makeNamed("Wheel");
+    auto& fields = extension->getFieldsContainer();
+    fields.clear();
+    EXPECT_FALSE(fields.removeField("Inputs"));
+    EXPECT_EQ(fields.addField("More", Types::kDouble), nullptr);
+    EXPECT_EQ(fields.size(), 6U);
+}
+
 TEST(TypedFields, DescribeReadAndWriteTheirField) {
     struct Described final : IExtension {
         explicit Described(KrExtension* proxy) : IExtension(proxy, 1) {}

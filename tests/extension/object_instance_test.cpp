@@ -7,6 +7,7 @@
 #include "kr/extension/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 
 namespace object_instance_test {
@@ -211,6 +212,16 @@ TEST_F(Instances, LeaveTheirOwnerDuringASyncAndComeBackInPlace) {
     EXPECT_EQ(instance->getName(), "Axle");
     EXPECT_THAT(recorder.heard, ElementsAre("out", "back"));
     car->unregisterListener(&recorder);
+}
+
+TEST_F(Instances, AreNotSyncedWhileBusy) {
+    test_support::ContextHost host;
+    const auto instance = _definition->instantiate();
+    instance->_setApplicationContext(host.context());
+    const LogCapture log;
+    host.frame([&] { EXPECT_FALSE(instance->sync()); });
+    EXPECT_THAT(log.lines(), ElementsAre("2 KrObject::sync() was called in the wrong thread or when KrApplication is "
+                                         "updating the modules.\n"));
 }
 
 TEST_F(Instances, WaitForADefinitionThatIsGone) {

@@ -250,6 +250,19 @@ TEST(ObjectLookup, FindsOwnOnesFirstThenThoseBelow) {
     EXPECT_THAT(log.lines(), ElementsAre("5 KrObject::findInterface did not find 'Brakes' in 'Car'\n"));
 }
 
+TEST(ObjectMessages, AreThoseOfTheWholeTree) {
+    const auto car = make<KrObject>("Car");
+    const auto wheel = make<KrExtension>("Wheel");
+    car->add(wheel.get());
+    EXPECT_FALSE(car->hasError(true) || car->hasInfo(true));
+    car->addError("a", false);
+    wheel->addError("b", false);
+    wheel->addInfo("c", false);
+    EXPECT_EQ(car->getAllErrors(true), "Car: a\nWheel: b\n");
+    EXPECT_EQ(car->getAllInfos(true), "c\n");
+    EXPECT_TRUE(car->hasInfo(true));
+}
+
 TEST(ObjectInAnApplication, DefersWhileItIsBusyAndAsksAgain) {
     ContextHost host;
     const LogCapture log;
