@@ -215,6 +215,25 @@ TEST_F(Sorter, FollowsOwnersThatChange) {
     EXPECT_THAT(order(), ElementsAre("Car", "Truck", "Road")) << "those of an edge that was known, too";
 }
 
+TEST_F(Sorter, StartsAfreshAfterReset) {
+    const auto p = make("P"), q = make("Q"), r = make("R");
+    auto& there = link(p, q);
+    auto& back = link(q, r);
+    EXPECT_THAT(order(), ElementsAre("P", "Q", "R"));
+    _sorter.reset();
+    EXPECT_THAT(order(), IsEmpty());
+    _sorter.removeExtension(p.get());
+    _sorter._removeConnection(&there);
+    for (const auto& each : {r, q, p})
+        _sorter.addExtension(each.get());
+    EXPECT_THAT(order(), ElementsAre("R", "Q", "P")) << "connections are forgotten, too";
+    EXPECT_FALSE(_sorter.isFieldConnected(q->getInput("In")));
+    _sorter._addConnection(&back);
+    there._setOwners(q.get(), p.get());
+    _sorter._removeConnection(&there);
+    EXPECT_THAT(order(), ElementsAre("Q", "P", "R"));
+}
+
 TEST_F(Sorter, KeepsUpWithRandomChanges) {
     const LogCapture log;
     std::mt19937 random(20261121);

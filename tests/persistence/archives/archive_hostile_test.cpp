@@ -259,6 +259,7 @@ TEST(HostileDocument, JsonFaultsAreNamedWithTheirPlace) {
         {"IntOfText", R"({"Top": {"Int": "1"}})", "Top/Int is no integer of the type: '1'"},
         {"IntOfReal", R"({"Top": {"Int": 1.0}})", "Top/Int is no integer of the type: '1.0'"},
         {"IntTooLarge", R"({"Top": {"Int": 2147483648}})", "Top/Int is no integer"},
+        {"IntOfNull", R"({"Top": {"Int": null}})", "'null'"},
         {"DoubleTooLarge", R"({"Top": {"Double": 1e309}})", "line 1"},
         {"BoolOfNumber", R"({"Top": {"Bool": 1}})", "Top/Bool is neither true nor false: '1'"},
         {"TextOfNumber", R"({"Top": {"Text": 1}})", "Top/Text is no text"},
