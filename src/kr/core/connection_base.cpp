@@ -26,13 +26,9 @@ void KrConnectionBase::_setSorterFunctions(const SorterFunctions& functions) noe
     sorterFunctions.store(&functions, std::memory_order_release);
 }
 
-bool KrConnectionBase::_stepWhole(KrConnectionBase& connection, const KrData::FieldBase& changed) {
-    connection.transferValue(changed);
-    return false;
-}
-
-void KrConnectionBase::_setStepFunction(StepFunction step) noexcept {
-    _step = step != nullptr ? step : &_stepWhole;
+void KrConnectionBase::_setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noexcept {
+    _quietCopy = copy;
+    _isSinkDeaf = isSinkDeaf;
 }
 
 void KrConnectionBase::_onFieldMoved() {}

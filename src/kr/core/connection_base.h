@@ -4,6 +4,8 @@
 
 #include "kr/core/base.h"
 #include "kr/core/fwd.h"
+#include "kr/core/quiet_copy.h"
+#include "kr/core/transfer_guard.h"
 #include "kr/platform/export.h"
 
 namespace Kr {
@@ -43,9 +45,19 @@ class KR_API KrConnectionBase : public KrBase {
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
     /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink, and answers whether
-    /// it does. The caller holds a TransferGuard::Scope until the sink has notified. Long chains run so in a loop
+    /// it does. Who does so enters the guard before, unless nobody hears of the sink. Long chains run so in a loop
     /// instead of a recursion.
-    [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) { return _step(*this, changed); }
+    [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) {
+        if (_quietCopy != nullptr) {
+            if (_guard.isEntered() || *_isSinkDeaf) return false;
+            const auto result = _quietCopy(*_source, *_sink);
+            if (result != QuietCopyResult::kImpossible) return result == QuietCopyResult::kChanged;
+        }
+        transferValue(changed);
+        return false;
+    }
+    /// Keeps this connection from transferring until the TransferGuard::Scope of the caller ends.
+    void _enterGuard() { _guard.enter(); }
 
     /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
     /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
@@ -88,20 +100,17 @@ class KR_API KrConnectionBase : public KrBase {
     static void _setSorterFunctions(const SorterFunctions& functions) noexcept;
 
 protected:
-    /// A pointer beside the fields, since a virtual call reads two more cache lines, and long chains feel that.
-    using StepFunction = bool (*)(KrConnectionBase& connection, const KrData::FieldBase& changed);
-
     KrConnectionBase() = default;
 
-    /// What _transferStep does; null is transferValue.
-    void _setStepFunction(StepFunction step) noexcept;
+    /// For connections that only copy from field to field, as long as they do: the function, and what tells whether the
+    /// sink takes no values, which must live as long as the fields. Null where a transfer takes more than that.
+    void _setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noexcept;
+    [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }
     void _setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept;
     void _setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept;
     void _setOutputToParameter(bool isOutputToParameter) noexcept { _isOutputToParameter = isOutputToParameter; }
 
 private:
-    [[nodiscard]] static bool _stepWhole(KrConnectionBase& connection, const KrData::FieldBase& changed);
-
     KrSim::KrExtension* _sourceOwner{nullptr};
     KrSim::KrExtension* _sinkOwner{nullptr};
     bool _isInSorter{false};
@@ -110,10 +119,12 @@ private:
     std::uint32_t _sourceSlot{kNoSlot};
     std::uint32_t _sinkSlot{kNoSlot};
     std::uint32_t _sorterSlot{kNoSlot};
-    // What a step reads stands together, with what the subclass adds.
+    // What a link of a chain reads stands together: each cache line more is felt in large simulations.
     KrData::FieldBase* _source{nullptr};
     KrData::FieldBase* _sink{nullptr};
-    StepFunction _step{&_stepWhole};
+    QuietCopy _quietCopy{nullptr};
+    const bool* _isSinkDeaf{nullptr};
+    TransferGuard _guard;
 };
 
 }  // namespace Kr

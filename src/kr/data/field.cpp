@@ -112,22 +112,22 @@ bool Field<T>::copyValue(const FieldBase& source) {
 }
 
 template <class T>
-FieldBase::QuietCopy Field<T>::_getQuietCopy(const FieldBase& source) const {
+Kr::QuietCopy Field<T>::_getQuietCopy(const FieldBase& source) const {
     return typeid(*this) == typeid(Field) ? _getOwnQuietCopy(source) : nullptr;
 }
 
 template <class T>
-FieldBase::QuietCopy Field<T>::_getOwnQuietCopy(const FieldBase& source) const {
+Kr::QuietCopy Field<T>::_getOwnQuietCopy(const FieldBase& source) const {
     // An enumeration value may be refused, with a report.
     if (std::is_same_v<T, Kr::KrEnum> || source.as<T>() == nullptr) return nullptr;
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
         if (typed.isBound() || sink.isBound()) [[unlikely]]
-            return QuietCopyResult::kImpossible;
-        if (sink._value == typed._value) return QuietCopyResult::kSame;
+            return Kr::QuietCopyResult::kImpossible;
+        if (sink._value == typed._value) return Kr::QuietCopyResult::kSame;
         sink._value = typed._value;
-        return QuietCopyResult::kChanged;
+        return Kr::QuietCopyResult::kChanged;
     };
 }
 

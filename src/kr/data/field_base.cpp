@@ -50,20 +50,19 @@ public:
 }  // namespace
 
 FieldBase::FieldBase(const Kr::KrID& id, Types::DataTypeEnum dataType)
-    : _id(id), _dataType(dataType), _description(detail::emptyDescription()) {}
+    : _id(id), _description(detail::emptyDescription()), _dataType(dataType) {}
 
 FieldBase::FieldBase(const FieldBase& source)
     : _id(source._id),
+      _description(source._description),
       _internalIdentifier(source._internalIdentifier),
       _dataType(source._dataType),
-      _physicalDimension(source._physicalDimension),
-      _description(source._description) {
+      _physicalDimension(source._physicalDimension) {
     _replaceInternal(source._getInternalIfAny());
 }
 
 FieldBase::~FieldBase() {
     _detachFromEverything();
-    delete _outgoing;
     delete _rare.load(std::memory_order_relaxed);
 }
 
@@ -133,7 +132,7 @@ bool FieldBase::isEqual(const FieldBase&) const {
     return false;
 }
 void FieldBase::refreshObservers() const {}
-FieldBase::QuietCopy FieldBase::_getQuietCopy(const FieldBase&) const {
+Kr::QuietCopy FieldBase::_getQuietCopy(const FieldBase&) const {
     return nullptr;
 }
 bool FieldBase::canConvertTo(Types::DataTypeEnum dataType) const {

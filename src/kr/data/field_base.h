@@ -11,6 +11,8 @@
 #include "kr/core/enum.h"
 #include "kr/core/id.h"
 #include "kr/core/physical_dimension.h"
+#include "kr/core/quiet_copy.h"
+#include "kr/data/connection_list.h"
 #include "kr/data/delegate_connection.h"
 #include "kr/data/fwd.h"
 #include "kr/data/metadata.h"
@@ -26,7 +28,6 @@
 namespace KrData {
 
 namespace detail {
-class ConnectionList;
 class FieldLiveness;
 class NotificationFrame;
 struct FieldRareState;
@@ -96,9 +97,7 @@ public:
     /// The function that copies the value of `source` to this field as copyValue does, but notifies nobody. It does
     /// nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do anything
     /// else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their own.
-    enum class QuietCopyResult : std::uint8_t { kSame, kChanged, kImpossible };
-    using QuietCopy = QuietCopyResult (*)(const FieldBase& source, FieldBase& sink);
-    [[nodiscard]] virtual QuietCopy _getQuietCopy(const FieldBase& source) const;
+    [[nodiscard]] virtual Kr::QuietCopy _getQuietCopy(const FieldBase& source) const;
 
     // --- Identity and place ----------------------------------------------------------------------------------------
     [[nodiscard]] const Kr::KrID& getID() const noexcept { return _id; }
@@ -293,15 +292,16 @@ private:
     [[nodiscard]] detail::FieldRareState* _rareIfAny() const noexcept { return _rare.load(std::memory_order_acquire); }
 
     Kr::KrID _id;
+    const std::string* _description;  // in the shared pool, never null
+    Container* _parent{nullptr};
+    // What few fields have: hidden metadata, observers, incoming connections, listeners, liveness handle.
+    mutable std::atomic<detail::FieldRareState*> _rare{nullptr};
+    // What a transfer reads stands last, beside the value of the subclass, so that it touches few cache lines.
+    detail::ConnectionList _outgoing;
     std::uint32_t _internalIdentifier{0};
     mutable std::atomic<std::uint16_t> _state{kModeIsEditing};
     Types::DataTypeEnum _dataType;
     std::uint8_t _physicalDimension{0};
-    const std::string* _description;  // in the shared pool, never null
-    Container* _parent{nullptr};
-    detail::ConnectionList* _outgoing{nullptr};
-    // What few fields have: hidden metadata, observers, incoming connections, listeners, liveness handle.
-    mutable std::atomic<detail::FieldRareState*> _rare{nullptr};
 };
 
 }  // namespace KrData

@@ -107,7 +107,7 @@ std::vector<Kr::KrConnectionBase*> FieldBase::_getIncomingConnections() const {
 }
 
 bool FieldBase::_isLastOutgoing(const Kr::KrConnectionBase& connection) const noexcept {
-    return _outgoing != nullptr && _outgoing->last() == &connection;
+    return _outgoing.last() == &connection;
 }
 
 void FieldBase::_tellConnectionsOfMove() const {
@@ -123,7 +123,7 @@ void FieldBase::_tellConnectionsOfMove() const {
     if (const auto* rare = _rareIfAny(); rare != nullptr && rare->incoming.size() != 0 && !tellAll(rare->incoming)) {
         return;
     }
-    if (_has(kHasOutgoing) && !tellAll(*_outgoing)) return;
+    if (_has(kHasOutgoing) && !tellAll(_outgoing)) return;
     for (std::size_t i = 0; i < getChildren().size(); ++i) {
         getChildren()[i]->_tellConnectionsOfMove();
         if (frame.fieldDied()) return;
@@ -131,17 +131,17 @@ void FieldBase::_tellConnectionsOfMove() const {
 }
 
 std::vector<Kr::KrConnectionBase*> FieldBase::_getOutgoingConnections() const {
-    return _outgoing != nullptr ? _outgoing->connections() : std::vector<Kr::KrConnectionBase*>();
+    return _outgoing.connections();
 }
 
 void FieldBase::_addConnection(Kr::KrConnectionBase* connection) {
+    using End = Kr::KrConnectionBase::End;
     if (connection == nullptr || !isValid()) return;
     if (connection->getSource() == this) {
-        if (_outgoing == nullptr) _outgoing = new detail::ConnectionList(Kr::KrConnectionBase::End::kSource);
-        if (_outgoing->add(connection) && _outgoing->size() == 1) _setConnected(kHasOutgoing, true);
+        if (_outgoing.add(connection, End::kSource) && _outgoing.size() == 1) _setConnected(kHasOutgoing, true);
         _tellListeners(&FieldListener::onOutgoingConnectionAdded, connection);
     } else if (connection->getSink() == this) {
-        _rareState().incoming.add(connection);
+        _rareState().incoming.add(connection, End::kSink);
         _tellListeners(&FieldListener::onIncomingConnectionAdded, connection);
     } else {
         Kr::logMessage(Kr::eLogLevel::kDebug,
@@ -162,16 +162,15 @@ void FieldBase::_removeConnection(Kr::KrConnectionBase* connection) {
 }
 
 void FieldBase::_unlistOutgoing(Kr::KrConnectionBase* connection) {
-    if (_outgoing != nullptr && _outgoing->remove(connection) && _outgoing->size() == 0)
-        _setConnected(kHasOutgoing, false);
+    if (_outgoing.remove(connection) && _outgoing.size() == 0) _setConnected(kHasOutgoing, false);
 }
 
 void FieldBase::_dropConnections() noexcept {
     // One at a time from the live list: a listener may delete this connection and others. One that is still first
     // after the other field's listeners is alive; the listeners here are told last.
-    while (auto* connection = _outgoing != nullptr ? _outgoing->first() : nullptr) {
+    while (auto* connection = _outgoing.first()) {
         if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
-        if (_outgoing->first() != connection) continue;
+        if (_outgoing.first() != connection) continue;
         _unlistOutgoing(connection);
         connection->_onFieldDestroyed(*this);
         _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
@@ -268,7 +267,7 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
     const auto state = _state.load(std::memory_order_acquire);
     if ((state & kNoisy) == 0) return;
     if ((state & kNoisy) == kHasOutgoing) {
-        if (auto* only = _outgoing->only()) return _followChain(*only, changed);
+        if (auto* only = _outgoing.only()) return _followChain(*only, changed);
     }
     _notifyAll(changed, state);
 }
@@ -298,28 +297,32 @@ void FieldBase::_notifyAll(const FieldBase& changed, std::uint16_t state) const 
 void FieldBase::_followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const {
     // One connection after the other, as long as nobody else hears of the change, so that a long chain needs no stack.
     // No code of others runs in a step that says yes, so what was passed on the way is still there.
+    if (!first._transferStep(changed)) return;
+    const auto noiseOf = [](const FieldBase& field) { return field._state.load(std::memory_order_acquire) & kNoisy; };
+    const auto* sink = first.getSink();
+    auto noise = noiseOf(*sink);
+    if (noise == 0) return;  // most connections end here, and need no guard
     const Kr::TransferGuard::Scope scope;
-    auto* connection = &first;
-    for (const auto* field = &changed; connection->_transferStep(*field);) {
-        auto* sink = connection->getSink();
-        const auto state = sink->_state.load(std::memory_order_acquire) & kNoisy;
-        if (state == 0) return;
-        connection = state == kHasOutgoing ? sink->_outgoing->only() : nullptr;
+    for (auto* connection = &first; noise != 0; noise = noiseOf(*sink)) {
+        connection->_enterGuard();
+        connection = noise == kHasOutgoing ? sink->_outgoing.only() : nullptr;
         if (connection == nullptr) return sink->_notifyChanged(*sink);
-        field = sink;
+        if (!connection->_transferStep(*sink)) return;
+        sink = connection->getSink();
     }
 }
 
 void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const {
+    if (auto* only = _outgoing.only()) return only->transferValue(changed);
     struct Walk {
-        detail::ConnectionList& list;
+        const detail::ConnectionList& list;
         const detail::NotificationFrame& frame;
         ~Walk() {
             if (!frame.fieldDied()) list.endWalk();
         }
     };
-    _outgoing->beginWalk();
-    const Walk walk{*_outgoing, frame};
+    _outgoing.beginWalk();
+    const Walk walk{_outgoing, frame};
     // Connections made meanwhile have transferred the new value when they were made.
     const auto count = walk.list.slotCount();
     for (std::size_t i = 0; i < count; ++i) {

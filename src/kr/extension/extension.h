@@ -214,10 +214,16 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     void _onNameFieldChanged();
 
     /// A suspended extension takes no values from connections unless work is pending.
-    [[nodiscard]] bool _isSuspended() const noexcept { return _suspended; }
-    void _setSuspended(bool suspended) noexcept { _suspended = suspended; }
-    [[nodiscard]] int _getPendingCount() const noexcept { return _pendingCount; }
-    void _addPending(int count) noexcept { _pendingCount += count; }
+    void _setSuspended(bool suspended) noexcept {
+        _isSuspended = suspended;
+        _isDeaf = _isSuspended && _pendingCount <= 0;
+    }
+    void _addPending(int count) noexcept {
+        _pendingCount += count;
+        _isDeaf = _isSuspended && _pendingCount <= 0;
+    }
+    /// Whether it takes no values now; the reference is good while the extension lives.
+    [[nodiscard]] const bool& _takesNoValues() const noexcept { return _isDeaf; }
 
     /// The sorter's number for this extension while it is registered there. For the sorter only.
     static constexpr std::uint32_t kNoSlot = 0xffffffff;
@@ -255,7 +261,8 @@ private:
     // A frame reads these of every extension.
     IExtension* _implementation{nullptr};
     int _pendingCount{0};
-    bool _suspended{false};
+    bool _isSuspended{false};
+    bool _isDeaf{false};
     bool _hasImplementation{false};
     bool _isUnknown{false};
     std::int32_t _implementationVersion{0};

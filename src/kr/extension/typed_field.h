@@ -44,7 +44,7 @@ public:
         if (_handle != nullptr) _handle->_field = nullptr;
         this->_detachFromEverything();
     }
-    [[nodiscard]] KrData::FieldBase::QuietCopy _getQuietCopy(const KrData::FieldBase& source) const override {
+    [[nodiscard]] Kr::QuietCopy _getQuietCopy(const KrData::FieldBase& source) const override {
         return this->_getOwnQuietCopy(source);
     }
 

@@ -23,9 +23,9 @@ bool ConnectionFunctor::mayTransfer(const KrData::FieldBase&) const {
 }
 
 void ConnectionFunctor::run(const KrData::FieldBase& changed) {
-    if (_guard.isEntered()) return _onBlocked(changed);
+    if (_guard->isEntered()) return _onBlocked(changed);
     const TransferGuard::Scope scope;
-    _guard.enter();
+    _guard->enter();
     transfer(changed);
 }
 

@@ -26,6 +26,8 @@ public:
     virtual void transfer(const KrData::FieldBase& changed) = 0;
 
     [[nodiscard]] bool isEnabled() const noexcept { return _isEnabled; }
+    /// Shares the guard of the connection, which lives longer; before the first transfer.
+    void _useGuard(TransferGuard& guard) noexcept { _guard = &guard; }
     /// Transfers under the guard, unless this functor is at it already. The functor may be gone afterwards.
     void run(const KrData::FieldBase& changed);
     /// The extension of the sink has changed.
@@ -36,17 +38,17 @@ protected:
 
     /// Whether the sink takes no values: its extension is suspended, and no work is pending there.
     [[nodiscard]] bool _isSinkSuspended() const noexcept {
-        return _sinkOwner != nullptr && _sinkOwner->_isSuspended() && _sinkOwner->_getPendingCount() <= 0;
+        return _sinkOwner != nullptr && _sinkOwner->_takesNoValues();
     }
     /// Called instead of a transfer that the guard does not let through.
     virtual void _onBlocked(const KrData::FieldBase& changed);
     [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
     [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }
-    [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }
 
 private:
-    TransferGuard _guard;
+    TransferGuard _ownGuard;
     bool _isEnabled{true};
+    TransferGuard* _guard{&_ownGuard};
     const KrData::FieldBase* _source;
     KrData::FieldBase* _sink;
     KrSim::KrExtension* _sinkOwner;

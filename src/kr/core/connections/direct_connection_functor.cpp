@@ -9,7 +9,7 @@ namespace Kr {
 using KrData::FieldBase;
 
 DirectConnectionFunctor::DirectConnectionFunctor(const FieldBase& source, FieldBase& sink)
-    : ConnectionFunctor(source, sink), _quietCopy(sink._getQuietCopy(source)) {}
+    : ConnectionFunctor(source, sink) {}
 
 DirectConnectionFunctor::~DirectConnectionFunctor() = default;
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "kr/core/connections/connection_functor.h"
+#include "kr/core/quiet_copy.h"
 #include "kr/data/field_base.h"
 
 namespace Kr {
@@ -23,26 +24,13 @@ public:
 
     void transfer(const KrData::FieldBase& changed) override;
 
-    /// Whether _step does the work of `run`: the fields are of one type, and nothing but copying is to be done.
-    [[nodiscard]] bool _canStep() const noexcept { return _quietCopy != nullptr && _function == nullptr; }
-    /// Copies without notification. Answers whether the sink has changed; the functor stays guarded then.
-    [[nodiscard]] bool _step() {
-        if (!isEnabled() || _getGuard().isEntered() || _isSinkSuspended()) return false;
-        switch (_quietCopy(_getSource(), _getSink())) {
-            case KrData::FieldBase::QuietCopyResult::kChanged:
-                _getGuard().enter();
-                return true;
-            case KrData::FieldBase::QuietCopyResult::kSame:
-                return false;
-            case KrData::FieldBase::QuietCopyResult::kImpossible:
-                break;
-        }
-        run(_getSource());
-        return false;
+    /// What a transfer is without the notification: the fields are of one type, and nothing but copying is to be done.
+    /// Null where it is more than that.
+    [[nodiscard]] QuietCopy _getQuietCopy() const {
+        return _function == nullptr ? _getSink()._getQuietCopy(_getSource()) : nullptr;
     }
 
 private:
-    KrData::FieldBase::QuietCopy _quietCopy;
     std::shared_ptr<const TransferFunction> _function;  // shared with a call under way, which may replace it
 };
 

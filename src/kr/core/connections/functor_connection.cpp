@@ -36,7 +36,7 @@ bool KrFunctorConnection::_mayConnect(const FieldBase& source, const FieldBase& 
 void KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                                  Roles roles, bool transferNow) {
     _functor = std::move(functor);
-    _direct = dynamic_cast<DirectConnectionFunctor*>(_functor.get());
+    _functor->_useGuard(_getGuard());
     _roles = roles;
     _setFields(&source, &sink);
     _update();
@@ -53,14 +53,12 @@ void KrFunctorConnection::_end() noexcept {
     if (auto* sink = getSink()) sink->_removeConnection(this);
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
-    _direct = nullptr;
-    _setStepFunction(nullptr);
+    _setQuietCopy(nullptr, nullptr);
     _functor.reset();
 }
 
 void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
-    _direct = nullptr;
-    _setStepFunction(nullptr);
+    _setQuietCopy(nullptr, nullptr);
     _functor.reset();
     KrConnectionBase::_onFieldDestroyed(field);
 }
@@ -76,8 +74,14 @@ void KrFunctorConnection::_update() {
     _setOutputToParameter(from == Types::kOutput && to == Types::kParameter);
     _functor->setSinkOwner(getSinkOwner());
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
-    const bool canStep = _direct != nullptr && _direct->_canStep() && _doRolesFit && !isOutputToParameter();
-    _setStepFunction(canStep ? &_stepDirect : nullptr);
+    static constexpr bool kTakesAll = false;
+    const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
+    _setQuietCopy(direct != nullptr ? direct->_getQuietCopy() : nullptr,
+                  getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
+}
+
+DirectConnectionFunctor* KrFunctorConnection::_getDirectFunctor() const noexcept {
+    return dynamic_cast<DirectConnectionFunctor*>(_functor.get());
 }
 
 // --- Transfer ------------------------------------------------------------------------------------------------------
@@ -90,10 +94,6 @@ bool KrFunctorConnection::_isGateOpen() const {
 void KrFunctorConnection::transferValue(const FieldBase& changed) {
     if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed) || !_isGateOpen()) return;
     _functor->run(changed);
-}
-
-bool KrFunctorConnection::_stepDirect(KrConnectionBase& connection, const FieldBase&) {
-    return static_cast<KrFunctorConnection&>(connection)._direct->_step();
 }
 
 KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorConnection> made) const {
@@ -109,6 +109,7 @@ KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorC
 void KrFunctorConnection::enable(bool transferNow) {
     if (!isValid()) return;
     _functor->enable(false);
+    _update();
     if (!_isRegisteredInSorter()) KrExtensionSorter::instance()._addConnection(this);
     if (transferNow && isValid()) transferValue(*getSource());
 }
@@ -116,6 +117,7 @@ void KrFunctorConnection::enable(bool transferNow) {
 void KrFunctorConnection::disable(bool leaveSorter) {
     if (!isValid()) return;
     _functor->disable();
+    _update();
     if (leaveSorter && _isRegisteredInSorter()) KrExtensionSorter::instance()._removeConnection(this);
 }
 

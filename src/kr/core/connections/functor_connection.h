@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "kr/core/connection_base.h"
@@ -33,7 +34,7 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
 
 protected:
     /// Whether the roles of the fields must go together (the table of KrConnection), or none are looked at.
-    enum class Roles { kChecked, kAny };
+    enum class Roles : std::uint8_t { kChecked, kAny };
 
     KrFunctorConnection() = default;
 
@@ -46,7 +47,8 @@ protected:
     void _end() noexcept;
     /// Whether both have a parent, and roles that go together; else says why not, at error level.
     [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);
-    [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept { return _direct; }
+    /// The functor, when it is such a one.
+    [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept;
     /// Gives a new connection, made without a transfer, the state of this one. Null, and it is destroyed, when invalid.
     [[nodiscard]] KrFunctorConnection* _finishCopy(std::unique_ptr<KrFunctorConnection> made) const;
     /// After something that decides how to transfer has changed.
@@ -54,12 +56,10 @@ protected:
 
 private:
     [[nodiscard]] bool _isGateOpen() const;
-    [[nodiscard]] static bool _stepDirect(KrConnectionBase& connection, const KrData::FieldBase& changed);
 
-    DirectConnectionFunctor* _direct{nullptr};  // the functor, when it is such a one
-    std::unique_ptr<ConnectionFunctor> _functor;
     Roles _roles{Roles::kChecked};
     bool _doRolesFit{true};
+    std::unique_ptr<ConnectionFunctor> _functor;
 };
 
 }  // namespace Kr

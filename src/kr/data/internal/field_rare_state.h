@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
+#include "kr/data/connection_list.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/field_reference.h"
-#include "kr/data/internal/connection_list.h"
 #include "kr/data/internal/observer_list.h"
 #include "kr/data/internal/proxy_list.h"
 
@@ -19,7 +19,7 @@ struct FieldRareState {
     std::atomic<ObserverList*> observers{nullptr};
     std::atomic<ObserverList*> propertyObservers{nullptr};
     ProxyList proxies;
-    ConnectionList incoming{Kr::KrConnectionBase::End::kSink};
+    ConnectionList incoming;
     std::vector<FieldListener*> listeners;
 };
 

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "kr/core/connection_base.h"
+
+namespace KrData::detail {
+
+/// The connections at one end of a field, in the order of addition. One word, as most fields have one connection or
+/// none; more stand in a list behind it. For fields only.
+///
+/// There, each connection knows its slot, so membership and removal take constant time. A removed one leaves an empty
+/// slot, so that a walk by index stays in place; the slots close up when nobody walks and half of them are empty.
+class ConnectionList {
+public:
+    ConnectionList() noexcept = default;
+    ConnectionList(const ConnectionList&) = delete;
+    ConnectionList& operator=(const ConnectionList&) = delete;
+    ~ConnectionList();
+
+    /// False when it is listed already.
+    /// \param end  of the connection; the same at every call.
+    bool add(Kr::KrConnectionBase* connection, Kr::KrConnectionBase::End end);
+    bool remove(Kr::KrConnectionBase* connection) noexcept;
+    [[nodiscard]] std::size_t size() const noexcept;
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> connections() const;
+
+    /// The oldest connection, null when there is none.
+    [[nodiscard]] Kr::KrConnectionBase* first() const noexcept;
+    /// The youngest one, null when there is none.
+    [[nodiscard]] Kr::KrConnectionBase* last() const noexcept;
+    /// The connection when there is a single one; may be null also when others were removed.
+    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept {
+        return (_word & kIsMany) == 0 ? _single() : _onlyOfMany();
+    }
+
+    // A walk, while there is no only one: slots may be empty, and more may follow while it goes on.
+    [[nodiscard]] std::size_t slotCount() const noexcept;
+    [[nodiscard]] Kr::KrConnectionBase* slot(std::size_t index) const noexcept;
+    void beginWalk() const noexcept;
+    void endWalk() const noexcept;
+
+private:
+    struct Many;
+    static constexpr std::uintptr_t kIsMany = 1;
+
+    [[nodiscard]] Kr::KrConnectionBase* _single() const noexcept {
+        return reinterpret_cast<Kr::KrConnectionBase*>(_word);
+    }
+    [[nodiscard]] Many* _many() const noexcept {
+        return (_word & kIsMany) != 0 ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
+    }
+    [[nodiscard]] Kr::KrConnectionBase* _onlyOfMany() const noexcept;
+
+    std::uintptr_t _word{0};  // the address of the only connection, or of the list and this mark
+};
+
+}  // namespace KrData::detail
