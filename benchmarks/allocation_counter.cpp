@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "kr/platform/pool_usage.h"
+
 namespace {
 
 std::atomic<std::uint64_t> allocationCount{0};
@@ -55,13 +57,13 @@ void operator delete[](void* memory, std::size_t) noexcept {
 namespace kr_benchmark {
 
 std::uint64_t allocations() noexcept {
-    return allocationCount.load();
+    return allocationCount.load() + Kr::getPoolUsage().objects;
 }
 std::uint64_t bytesAsked() noexcept {
-    return askedBytes.load();
+    return askedBytes.load() + Kr::getPoolUsage().bytes;
 }
 std::uint64_t bytesUsable() noexcept {
-    return usableBytes.load();
+    return usableBytes.load() + Kr::getPoolUsage().bytes;
 }
 
 }  // namespace kr_benchmark

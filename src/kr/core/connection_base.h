@@ -7,6 +7,7 @@
 #include "kr/core/quiet_copy.h"
 #include "kr/core/transfer_guard.h"
 #include "kr/platform/export.h"
+#include "kr/platform/pooled_object.h"
 
 namespace Kr {
 
@@ -15,7 +16,7 @@ namespace Kr {
 /// Ownership: fields and owners are borrowed. Whoever made the connection owns it. A field that dies while connected
 /// makes the connection invalid; the owner of the connection deletes it later.
 /// Thread: the application thread.
-class KR_API KrConnectionBase : public KrBase {
+class KR_API KrConnectionBase : public KrBase, public PooledObject {
     KR_BASE_CLASS(KrConnectionBase, KrBase)
 
     enum class End { kSource, kSink };
@@ -50,8 +51,9 @@ class KR_API KrConnectionBase : public KrBase {
     [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) {
         if (_quietCopy != nullptr) {
             if (_guard.isEntered() || *_isSinkDeaf) return false;
-            const auto result = _quietCopy(*_source, *_sink);
-            if (result != QuietCopyResult::kImpossible) return result == QuietCopyResult::kChanged;
+            const auto result = _quietCopy(changed, *_sink);  // a field with nothing below it
+            if (result == QuietCopyResult::kChanged) return true;
+            if (result == QuietCopyResult::kSame) return false;
         }
         transferValue(changed);
         return false;
@@ -113,18 +115,18 @@ protected:
 private:
     KrSim::KrExtension* _sourceOwner{nullptr};
     KrSim::KrExtension* _sinkOwner{nullptr};
-    bool _isInSorter{false};
-    bool _isOutputToParameter{false};
-    bool _isOwnerless{false};
-    std::uint32_t _sourceSlot{kNoSlot};
-    std::uint32_t _sinkSlot{kNoSlot};
-    std::uint32_t _sorterSlot{kNoSlot};
     // What a link of a chain reads stands together: each cache line more is felt in large simulations.
-    KrData::FieldBase* _source{nullptr};
     KrData::FieldBase* _sink{nullptr};
     QuietCopy _quietCopy{nullptr};
     const bool* _isSinkDeaf{nullptr};
     TransferGuard _guard;
+    bool _isInSorter{false};
+    bool _isOutputToParameter{false};
+    bool _isOwnerless{false};
+    KrData::FieldBase* _source{nullptr};
+    std::uint32_t _sourceSlot{kNoSlot};
+    std::uint32_t _sinkSlot{kNoSlot};
+    std::uint32_t _sorterSlot{kNoSlot};
 };
 
 }  // namespace Kr

@@ -32,9 +32,9 @@ public:
     /// The youngest one, null when there is none.
     [[nodiscard]] Kr::KrConnectionBase* last() const noexcept;
     /// The connection when there is a single one; may be null also when others were removed.
-    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept {
-        return (_word & kIsMany) == 0 ? _single() : _onlyOfMany();
-    }
+    [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _hasMany() ? _onlyOfMany() : _single(); }
+    /// The same, but null also when there ever were others.
+    [[nodiscard]] Kr::KrConnectionBase* onlyEver() const noexcept { return _hasMany() ? nullptr : _single(); }
 
     // A walk, while there is no only one: slots may be empty, and more may follow while it goes on.
     [[nodiscard]] std::size_t slotCount() const noexcept;
@@ -46,11 +46,12 @@ private:
     struct Many;
     static constexpr std::uintptr_t kIsMany = 1;
 
+    [[nodiscard]] bool _hasMany() const noexcept { return (_word & kIsMany) != 0; }
     [[nodiscard]] Kr::KrConnectionBase* _single() const noexcept {
         return reinterpret_cast<Kr::KrConnectionBase*>(_word);
     }
     [[nodiscard]] Many* _many() const noexcept {
-        return (_word & kIsMany) != 0 ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
+        return _hasMany() ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
     }
     [[nodiscard]] Kr::KrConnectionBase* _onlyOfMany() const noexcept;
 

@@ -24,6 +24,7 @@
 #include "kr/math/vector3.h"
 #include "kr/math/vector4.h"
 #include "kr/platform/export.h"
+#include "kr/platform/pooled_object.h"
 
 namespace KrData {
 
@@ -43,7 +44,7 @@ struct FieldRareState;
 /// before the container; a field without one belongs to whoever made it. A dying field leaves its container, makes
 /// its connections invalid and silences its observers.
 /// Failure: nothing here throws for bad input. Lookups answer with the invalid field, setters that refuse with false.
-class KR_API FieldBase {
+class KR_API FieldBase : public Kr::PooledObject {
 public:
     using Observer = std::function<void(const FieldBase&)>;
     using Children = std::vector<FieldBase*>;
@@ -270,6 +271,8 @@ private:
     [[nodiscard]] bool _has(unsigned bits) const noexcept {
         return (_state.load(std::memory_order_relaxed) & bits) != 0;
     }
+    /// Acquired, so that the list is there when the bit of an observer from another thread is.
+    [[nodiscard]] unsigned _noise() const noexcept { return _state.load(std::memory_order_acquire) & kNoisy; }
     void _setState(std::uint16_t bits, bool on) const noexcept;
     void _setStateDownward(std::uint16_t bits, bool on);
     void _inheritWatching(std::uint16_t bit, bool ancestorHasIt);
@@ -280,8 +283,8 @@ private:
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
-    [[gnu::noinline]] void _notifyAll(const FieldBase& changed, std::uint16_t state) const;
-    void _followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const;
+    [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned noise) const;
+    static void _followChain(Kr::KrConnectionBase& first);
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
     void _tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const;

@@ -263,26 +263,28 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
 // --- Notification --------------------------------------------------------------------------------------------------
 
 void FieldBase::_notifyChanged(const FieldBase& changed) const {
-    // Acquired, so that the list is there when the bit of an observer from another thread is.
-    const auto state = _state.load(std::memory_order_acquire);
-    if ((state & kNoisy) == 0) return;
-    if ((state & kNoisy) == kHasOutgoing) {
-        if (auto* only = _outgoing.only()) return _followChain(*only, changed);
-    }
-    _notifyAll(changed, state);
+    const auto noise = _noise();
+    auto* only = noise == kHasOutgoing ? _outgoing.onlyEver() : nullptr;
+    if (only == nullptr) return noise != 0 ? _notifyAll(changed, noise) : void();
+    if (!only->_transferStep(changed)) return;
+    // Most connections end at a field that nobody hears of, and need no guard.
+    if (only->getSink()->_noise() != 0) _followChain(*only);
 }
 
 // Apart, so that the common cases above save no registers for it.
-void FieldBase::_notifyAll(const FieldBase& changed, std::uint16_t state) const {
+void FieldBase::_notifyAll(const FieldBase& changed, unsigned noise) const {
+    if (noise == kHasOutgoing) {
+        if (auto* only = _outgoing.only()) return only->_transferStep(changed) ? _followChain(*only) : void();
+    }
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
     const detail::ObserverList::Reader observers(
-        (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
-    if ((state & kHasOutgoing) != 0) {
+        (noise & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
+    if ((noise & kHasOutgoing) != 0) {
         _walkOutgoing(changed, frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
-    if ((state & kHasProxies) != 0) {
+    if ((noise & kHasProxies) != 0) {
         _tellProxies(changed, frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
@@ -294,21 +296,18 @@ void FieldBase::_notifyAll(const FieldBase& changed, std::uint16_t state) const 
     }
 }
 
-void FieldBase::_followChain(Kr::KrConnectionBase& first, const FieldBase& changed) const {
+void FieldBase::_followChain(Kr::KrConnectionBase& first) {
     // One connection after the other, as long as nobody else hears of the change, so that a long chain needs no stack.
     // No code of others runs in a step that says yes, so what was passed on the way is still there.
-    if (!first._transferStep(changed)) return;
-    const auto noiseOf = [](const FieldBase& field) { return field._state.load(std::memory_order_acquire) & kNoisy; };
-    const auto* sink = first.getSink();
-    auto noise = noiseOf(*sink);
-    if (noise == 0) return;  // most connections end here, and need no guard
     const Kr::TransferGuard::Scope scope;
-    for (auto* connection = &first; noise != 0; noise = noiseOf(*sink)) {
+    for (auto* connection = &first;;) {
+        const auto& sink = *connection->getSink();
+        const auto noise = sink._noise();
+        if (noise == 0) return;
         connection->_enterGuard();
-        connection = noise == kHasOutgoing ? sink->_outgoing.only() : nullptr;
-        if (connection == nullptr) return sink->_notifyChanged(*sink);
-        if (!connection->_transferStep(*sink)) return;
-        sink = connection->getSink();
+        connection = noise == kHasOutgoing ? sink._outgoing.only() : nullptr;
+        if (connection == nullptr) return sink._notifyChanged(sink);
+        if (!connection->_transferStep(sink)) return;
     }
 }
 

@@ -21,6 +21,7 @@
 #include "kr/extension/versioning_registry.h"
 #include "kr/platform/export.h"
 #include "kr/platform/guard.h"
+#include "kr/platform/pooled_object.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
 
@@ -34,7 +35,7 @@ namespace KrSim {
 ///
 /// Thread: the application thread; errors and infos may be added from any.
 /// Ownership: held by KrSmartPtr; an object holds its extensions, an extension owns its fields and its implementation.
-class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
+class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::PooledObject {
     KR_BASE_CLASS(KrExtension, Kr::KrBase)
 
     /// As an index argument: behind all others.
@@ -164,6 +165,8 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount {
     std::size_t _restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
     /// Tells the observers of these fields, those that are here still, but no connections.
     void _tellRestored(const std::vector<KrData::FieldBase*>& changed);
+    /// How much of an extension taking and restoring states touches, from its beginning.
+    static constexpr std::size_t kHotBytes = 128;
     /// What states of this extension share, made anew when it has changed.
     [[nodiscard]] const std::shared_ptr<const detail::StateHeader>& _getStateHeader() const;
     /// Prepares the implementation for data that is about to be loaded. False when the data can only be kept.
@@ -253,24 +256,24 @@ private:
 
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _cloneAll(const KrContentID& id, const KrCloneFilter* filter) const;
 
-    std::unique_ptr<Kr::KrInputOutputContainer> _fields;
-    std::atomic<KrObject*> _owner{nullptr};  // read by threads that add and remove
-    std::uint64_t _position{0};
-    KrFactoryKey _creationKey;
-    KrContentID _contentID;
-    // A frame reads these of every extension.
+    // What a frame reads of every extension, and what a snapshot does: the first kHotBytes of the object.
     IExtension* _implementation{nullptr};
     int _pendingCount{0};
     bool _isSuspended{false};
     bool _isDeaf{false};
     bool _hasImplementation{false};
     bool _isUnknown{false};
+    std::unique_ptr<Kr::KrInputOutputContainer> _fields;
+    mutable std::shared_ptr<const detail::StateHeader> _stateHeader;
+    std::atomic<KrObject*> _owner{nullptr};  // read by threads that add and remove
+    std::uint64_t _position{0};
+    KrFactoryKey _creationKey;
+    KrContentID _contentID;
     std::int32_t _implementationVersion{0};
     std::int32_t _dataVersion{-1};
     KrVersioningRegistry::Versions _versions;
     std::string _extensionData;
     std::unique_ptr<IKeptContent> _keptContent;
-    mutable std::shared_ptr<const detail::StateHeader> _stateHeader;
     InstanceLink _instanceLink;
     std::atomic<std::uint32_t> _sorterSlot{kNoSlot};  // written under the sorter's lock
 };

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+#include "kr/platform/export.h"
+
+namespace Kr::detail {
+
+/// Room for objects of one size. It comes from the heap in ever larger pieces, which are never given back.
+class KR_API ObjectPool {
+public:
+    /// All sizes are multiples of this, and all objects begin half of it behind a multiple: the last part of a field's
+    /// head and the start of its value lie in one cache line then.
+    static constexpr std::size_t kStep = 32;
+
+    constexpr ObjectPool() noexcept = default;
+    ObjectPool(const ObjectPool&) = delete;
+    ObjectPool& operator=(const ObjectPool&) = delete;
+
+    /// \param bytes  the same at every call, a multiple of kStep; throws std::bad_alloc.
+    [[nodiscard]] void* take(std::size_t bytes);
+    void giveBack(void* object) noexcept;
+    /// How often it has given room.
+    [[nodiscard]] std::uint64_t getTakenCount();
+
+private:
+    struct Link {
+        Link* next;
+    };
+    void _makeRoom(std::size_t bytes);
+
+    std::mutex _mutex;  // guards all
+    Link* _free{nullptr};
+    Link* _pieces{nullptr};     // so that leak checkers reach them
+    std::byte* _next{nullptr};  // of the newest piece, what was never used
+    std::byte* _end{nullptr};
+    std::size_t _pieceBytes{0};
+    std::uint64_t _takenCount{0};
+};
+
+}  // namespace Kr::detail
