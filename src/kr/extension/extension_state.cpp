@@ -75,7 +75,7 @@ void KrExtensionState::_fetch(int step) const noexcept {
             fetch(_header.get(), sizeof(detail::StateHeader));
             return fetch(_values._plain.data(), _values._plain.size());
         case 2:
-            fetch(_header->extension, sizeof(KrExtension));
+            fetch(_header->extension, KrExtension::kHotBytes);
             fetch(_header->fields, 1);
             fetch(_header->implementation, 1);
             return fetch(_header->plan.get(), sizeof(KrData::ValuePlan));

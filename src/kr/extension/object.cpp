@@ -61,6 +61,7 @@ KrObject::~KrObject() {
             if (_listeners[i]->isRecursive()) child->unregisterListener(_listeners[i]);
         }
     }
+    _held.reset();
     _extensions.reset();
 }
 
@@ -166,6 +167,7 @@ bool KrObject::_insert(KrExtension* extension) {
     // It does not belong here yet, so this is not heard as a renaming.
     extension->setName(name.c_str());
     {
+        std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
         const std::lock_guard lock(_listMutex);
         if (extension->getOwner() != nullptr) {  // an observer of the name has added it somewhere
             _names.remove(name);
@@ -180,6 +182,7 @@ bool KrObject::_insert(KrExtension* extension) {
         _nextPosition = std::max(_nextPosition, position + 1);
         extension->_setPosition(position);
         _extensions->insert({position, Kr::KrSmartPtr<KrExtension>(extension)});
+        outdated.swap(_held);
     }
     // An observer of the name has given it another one.
     if (extension->getName() != name) _onExtensionRenamed(*extension, name);
@@ -242,6 +245,7 @@ void KrObject::remove(const KrSmartInterface<IExtension>& extension) {
 }
 
 Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
+    std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
     const std::lock_guard lock(_listMutex);
     // A position may be there more than once.
     auto [place, end] = _extensions->equal_range(extension->_getPosition());
@@ -251,6 +255,7 @@ Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
     _names.remove(extension->getName());
     auto held = place->extension;
     _extensions->erase(place);
+    outdated.swap(_held);
     return held;
 }
 
@@ -324,11 +329,13 @@ void KrObject::unregisterListener(Listener* listener) {
 
 // --- Access --------------------------------------------------------------------------------------------------------
 
-std::vector<Kr::KrSmartPtr<KrExtension>> KrObject::_getExtensions() const {
+HeldExtensions KrObject::_getExtensions() const {
     constexpr std::size_t kAhead = 16;
-    std::vector<Kr::KrSmartPtr<KrExtension>> extensions;
-    std::vector<KrExtension*> found;
     const std::lock_guard lock(_listMutex);
+    if (_held) return HeldExtensions(_held);
+    auto made = std::make_shared<HeldExtensions::List>();
+    auto& extensions = *made;
+    std::vector<KrExtension*> found;
     extensions.reserve(_extensions->size());
     found.reserve(_extensions->size());
     for (const auto& entry : *_extensions)
@@ -338,7 +345,8 @@ std::vector<Kr::KrSmartPtr<KrExtension>> KrObject::_getExtensions() const {
         if (i + kAhead < found.size()) __builtin_prefetch(static_cast<const Kr::KrRefCount*>(found[i + kAhead]));
         extensions.emplace_back(found[i]);
     }
-    return extensions;
+    _held = made;
+    return HeldExtensions(std::move(made));
 }
 
 std::size_t KrObject::getExtensionCount() const {

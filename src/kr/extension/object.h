@@ -11,6 +11,7 @@
 #include "kr/content/content_id.h"
 #include "kr/content/content_reference.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/held_extensions.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/smart_interface.h"
 #include "kr/platform/array.h"
@@ -133,7 +134,7 @@ class KR_API KrObject : public KrExtension {
     /// The error of an extension that only keeps the own values of what was there.
     [[nodiscard]] static std::string _describeLost(const std::string& name);
     /// Strong holders of the extensions, in order.
-    [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> _getExtensions() const;
+    [[nodiscard]] HeldExtensions _getExtensions() const;
 
     /// The own values of this instance and of all below it.
     [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
@@ -162,10 +163,11 @@ private:
     void _regenerateIDsBelow();
 
     std::unique_ptr<detail::ExtensionList> _extensions;
+    mutable std::shared_ptr<const HeldExtensions::List> _held;  // the same, in a row; null after a change
     std::uint64_t _nextPosition{0};
     Positions _savedPositions;  // of extensions that will come back
     StringUtils::UniqueNamesCollection _names;
-    mutable std::mutex _listMutex;  // guards the four above
+    mutable std::mutex _listMutex;  // guards the five above
     std::vector<Listener*> _listeners;
     std::mutex _listenerMutex;  // guards the listeners
     Kr::KrString<512> _definitionFileName;

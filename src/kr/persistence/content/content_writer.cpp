@@ -71,8 +71,8 @@ void ContentWriter::_collect(const Roots& roots) {
     for (std::size_t i = 0; i < _held.size(); ++i) {
         const auto* object = asObject(_held[i].get());
         if (object == nullptr) continue;
-        auto below = object->_getExtensions();
-        std::move(below.begin(), below.end(), std::back_inserter(_held));
+        const auto below = object->_getExtensions();
+        _held.insert(_held.end(), below.begin(), below.end());
     }
     for (const auto& extension : _held)
         _included.insert(extension.get());

@@ -1,7 +1,6 @@
 #include "kr/persistence/states/internal/state_restorer.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "kr/application/application.h"
@@ -38,28 +37,31 @@ class StateRestorer::Matcher {
 public:
     explicit Matcher(const KrSim::KrSimulationState& state) : _state(state), _states(state.getExtensionStates()) {}
 
-    void add(const Kr::KrSmartPtr<KrExtension>& extension, Entries& entries) {
+    void add(KrExtension& extension, Entries& entries) {
         KrSim::KrExtensionState::_fetchAhead(
             _next, _states.size(), [&](std::size_t at) { return _states[at].get(); },
             KrSim::KrExtensionState::kStepsBeforeFields);
         const auto* state = _next < _states.size() ? _states[_next].get() : nullptr;
-        if (state == nullptr || !state->_isOf(*extension)) {
-            state = _state.findExtensionState(extension->getContentID());
+        if (state == nullptr || !state->_isOf(extension)) {
+            state = _state.findExtensionState(extension.getContentID());
         }
         if (state == nullptr) {
             ++untouched;
             return;
         }
         ++_next;
-        entries.push_back({extension, state});
+        entries.push_back({&extension, state});
     }
 
     /// Extensions that modules have added and that are no content.
-    void addOthers(const KrSim::KrContentDispatcher& content, Entries& entries) {
+    void addOthers(const KrSim::KrContentDispatcher& content, Entries& entries,
+                   std::vector<Kr::KrSmartPtr<KrExtension>>& held) {
         for (const auto& state : _states) {
             if (!state->isAddedByModule()) continue;
             auto extension = KrSim::KrContentRegistry::instance().lock(state->getContentID());
-            if (extension && !content.contains(extension.get())) entries.push_back({std::move(extension), state.get()});
+            if (!extension || content.contains(extension.get())) continue;
+            entries.push_back({extension.get(), state.get()});
+            held.push_back(std::move(extension));
         }
     }
 
@@ -74,7 +76,7 @@ private:
 StateRestorer::StateRestorer(KrSim::KrApplication& application, const KrSim::KrSimulationState& state)
     : _application(application), _state(state) {}
 
-void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries& entries) const {
+void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries& entries) {
     for (std::size_t i = 0; i < _application.getModuleCount(); ++i) {
         const Kr::KrSmartPtr<KrExtension> module(_application.getModule(i));
         auto own = Priority::kWithContent;
@@ -83,22 +85,21 @@ void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries
                 kPriorityTexts, [&] { return module->getName(); },
                 [&] { own = implementation->getRestoreStatePriority(); });
         }
-        if (own == priority) matcher.add(module, entries);
+        if (own != priority) continue;
+        matcher.add(*module, entries);
+        _held.push_back(module);
     }
 }
 
-namespace {
-
-template <class Visit>
-void walk(const KrSim::KrObject& object, const Visit& visit) {
-    for (const auto& each : object._getExtensions()) {
-        visit(each);
+void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matcher, Entries& entries) {
+    const auto below = object._getExtensions();
+    if (!below.empty()) _heldBelow.push_back(below);
+    for (const auto& each : below) {
+        matcher.add(*each, entries);
         if (each->isOfClassType(KrSim::KrObject::getClassType()))
-            walk(static_cast<const KrSim::KrObject&>(*each), visit);
+            _collectContent(static_cast<const KrSim::KrObject&>(*each), matcher, entries);
     }
 }
-
-}  // namespace
 
 template <class AfterEach>
 bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afterEach) {
@@ -114,7 +115,7 @@ bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afte
         fetchAhead(entries, i, KrSim::KrExtensionState::kFetchSteps);
         const auto before = _changed.size();
         _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
-        if (_changed.size() != before) ranges.push_back({each.extension.get(), before});
+        if (_changed.size() != before) ranges.push_back({each.extension, before});
         afterEach(each);
     }
     const auto changed = std::move(_changed);
@@ -134,16 +135,16 @@ void StateRestorer::run(RestoreReport& report) {
 
     // Not before: those modules may have made content.
     Entries stage;
-    walk(_application.getInternals().root, [&](const auto& extension) { matcher.add(extension, stage); });
+    _collectContent(_application.getInternals().root, matcher, stage);
     _collectModules(matcher, Priority::kWithContent, stage);
-    matcher.addOthers(_application.getContentDispatcher(), stage);
+    matcher.addOthers(_application.getContentDispatcher(), stage, _held);
     _restoreStage(stage);
-    all.insert(all.end(), std::make_move_iterator(stage.begin()), std::make_move_iterator(stage.end()));
+    all.insert(all.end(), stage.begin(), stage.end());
 
     stage.clear();
     _collectModules(matcher, Priority::kAfterContent, stage);
     _restoreStage(stage);
-    all.insert(all.end(), std::make_move_iterator(stage.begin()), std::make_move_iterator(stage.end()));
+    all.insert(all.end(), stage.begin(), stage.end());
 
     bool wasTold =
         _restoreValues(all, [](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state); });

@@ -6,6 +6,7 @@
 #include "kr/application/fwd.h"
 #include "kr/data/fwd.h"
 #include "kr/extension/extension_state.h"
+#include "kr/extension/held_extensions.h"
 #include "kr/extension/i_extension_state.h"
 #include "kr/persistence/states/restore_report.h"
 #include "kr/platform/smart_ptr.h"
@@ -26,7 +27,7 @@ public:
 private:
     using Priority = KrSim::IExtensionState::eRestoreStatePriority;
     struct Entry {
-        Kr::KrSmartPtr<KrSim::KrExtension> extension;
+        KrSim::KrExtension* extension;
         const KrSim::KrExtensionState* state;
     };
     using Entries = std::vector<Entry>;
@@ -38,12 +39,16 @@ private:
     /// Values only. Answers whether any observer was told.
     template <class AfterEach>
     bool _restoreValues(const Entries& entries, const AfterEach& afterEach);
-    void _collectModules(Matcher& matcher, Priority priority, Entries& entries) const;
+    void _collectModules(Matcher& matcher, Priority priority, Entries& entries);
+    void _collectContent(const KrSim::KrObject& object, Matcher& matcher, Entries& entries);
 
     KrSim::KrApplication& _application;
     const KrSim::KrSimulationState& _state;
     std::vector<KrData::FieldBase*> _changed;
     std::size_t _missingFields{0};
+    // Whatever goes meanwhile, the entries stay good.
+    std::vector<KrSim::HeldExtensions> _heldBelow;
+    std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> _held;
 };
 
 }  // namespace KrPersistence::detail
