@@ -167,7 +167,11 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
         _state->edges.push_back(detail::kUnknown);
         _state->isBuilt = false;
     }
-    _state->tellListeners([&](Listener& listener) { listener.onConnectionAdded(connection); });
+    const bool isTracked = Kr::KrBase::isKrBaseValid(connection);
+    _state->tellListeners([&](Listener& listener) {
+        // One that the listener before has destroyed is nobody's business.
+        if (!isTracked || Kr::KrBase::isKrBaseValid(connection)) listener.onConnectionAdded(connection);
+    });
 }
 
 void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {

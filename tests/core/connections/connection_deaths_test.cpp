@@ -13,9 +13,11 @@
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
 #include "kr/data/field_array.h"
+#include "kr/data/field_listener.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/support/dispatcher_scope.h"
 
@@ -198,6 +200,78 @@ TEST_P(Deaths, OfAFieldThatMovesWhileItIsTransferred) {
     rig.expectConsistent();
     third.reset();
     rig.expectConsistent();
+}
+
+/// Destroys a connection as soon as it hears of it.
+struct Destroyer final : KrData::FieldListener, KrSim::KrExtensionSorter::Listener {
+    void onOutgoingConnectionAdded(KrConnectionBase* connection) override { destroy(connection); }
+    void onIncomingConnectionAdded(KrConnectionBase* connection) override { destroy(connection); }
+    void onConnectionAdded(KrConnectionBase* connection) override { destroy(connection); }
+    void destroy(KrConnectionBase* connection) {
+        ++count;
+        delete connection;
+    }
+    int count{0};
+};
+
+TEST_P(Deaths, OfAConnectionInTheMaking) {
+    using Make = KrConnectionBase* (*)(Rig&);
+    const bool isQueued = GetParam() == "Queued";
+    const std::pair<const char*, Make> ways[] = {
+        {"Factory", [](Rig& rig) { return Kr::KrConnectionFactory::connect(rig.source, rig.sink); }},
+        {"Queued", [](Rig& rig) { return Kr::KrConnectionFactory::connectQueued(rig.source, rig.sink); }},
+        {"Unowned", [](Rig& rig) { return Kr::KrConnectionFactory::_create(rig.source, rig.sink); }},
+        {"Copy", [](Rig& rig) { return rig.connection->_createBetween(*rig.source, *rig.sink); }},
+        {"Enable",
+         [](Rig& rig) -> KrConnectionBase* {
+             rig.connection.release()->enable(true);
+             return nullptr;
+         }},
+        {"Init",
+         [](Rig& rig) -> KrConnectionBase* {
+             EXPECT_FALSE((new Kr::KrSimQueuedConnection)->init(rig.source, rig.sink));
+             return nullptr;
+         }},
+    };
+    for (const std::string where : {"Source", "Sink", "Sorter", "FirstTransfer"}) {
+        for (const auto& [name, make] : ways) {
+            SCOPED_TRACE(where + " " + name);
+            const bool isCopy = name == std::string("Copy"), isEnable = name == std::string("Enable");
+            const bool isHeard = !isEnable || where == "Sorter" || where == "FirstTransfer";
+            const bool isQueuedWay = name == std::string("Queued") || name == std::string("Init");
+            if (!isHeard || (!isCopy && !isEnable && isQueuedWay != isQueued)) continue;
+            Destroyer destroyer, second;
+            Rig rig(GetParam());
+            rig.next.reset();
+            if (isEnable) rig.connection->disable(true);
+            if (!isCopy && !isEnable) rig.connection.reset();
+            KrData::DelegateConnection observer;
+            auto& sorter = KrSim::KrExtensionSorter::instance();
+            if (where == "Source") rig.source->registerListener(&destroyer);
+            if (where == "Sink") rig.sink->registerListener(&destroyer);
+            if (where == "Sorter") {
+                sorter.registerListener(&destroyer);
+                sorter.registerListener(&second);
+            }
+            if (where == "FirstTransfer") {
+                if (isCopy) rig.connection->disable(false);
+                rig.set(5.0);
+                if (isCopy) rig.connection->enable(false);
+                observer = rig.watched->addObserver([&](const FieldBase&) {
+                    if (destroyer.count == 0) destroyer.destroy(rig.source->_getOutgoingConnections().back());
+                });
+            }
+            EXPECT_EQ(make(rig), nullptr);
+            EXPECT_EQ(destroyer.count, 1);
+            EXPECT_EQ(second.count, 0);
+            sorter.unregisterListener(&destroyer);
+            sorter.unregisterListener(&second);
+            EXPECT_EQ(rig.source->_getOutgoingConnections().size(), isCopy ? 1 : 0);
+            EXPECT_EQ(rig.sink->_getIncomingConnections().size(), isCopy ? 1 : 0);
+            rig.set(6.0);
+            EXPECT_EQ(rig.areEqual(), isCopy);
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, Deaths, testing::ValuesIn(Rig::kinds()), [](const auto& each) { return each.param; });

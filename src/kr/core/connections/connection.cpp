@@ -1,10 +1,10 @@
 #include "kr/core/connections/connection.h"
 
-#include <memory>
 #include <utility>
 
 #include "kr/core/connections/internal/connection_texts.h"
 #include "kr/core/connections/internal/functor_selection.h"
+#include "kr/core/connections/internal/new_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/assert.h"
@@ -25,7 +25,7 @@ KrConnection::~KrConnection() = default;
 bool KrConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
     KR_ASSERT(source != nullptr && sink != nullptr, "KrConnection: source and sink must not be null");
     if (source == nullptr || sink == nullptr) return false;
-    _end();
+    if (!_end()) return false;
     auto functor = _mayConnect(*source, *sink) ? detail::selectFunctor(*source, *sink, this) : nullptr;
     if (!functor) {
         logMessage(eLogLevel::kDebug,
@@ -35,8 +35,7 @@ bool KrConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
         return false;
     }
     detail::reportDimensions(*source, *sink);
-    _begin(*source, *sink, std::move(functor), Roles::kChecked, transferNow);
-    return isValid();
+    return _begin(*source, *sink, std::move(functor), Roles::kChecked, transferNow);
 }
 
 bool KrConnection::setTransferFunction(DirectConnectionFunctor::TransferFunction function) {
@@ -59,11 +58,12 @@ bool KrConnection::areFieldsCompatible(const FieldBase* source, const FieldBase*
 }
 
 KrConnectionBase* KrConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
-    auto made = std::make_unique<KrConnection>();
+    detail::NewConnection<KrConnection> made;
     if (!made->init(&source, &sink, false)) return nullptr;
     const auto* mine = _getDirectFunctor();
     if (mine != nullptr && mine->hasTransferFunction()) made->_setFunction(mine->getTransferFunction());
-    return _finishCopy(std::move(made));
+    _finishCopy(*made);
+    return made.take().release();
 }
 
 }  // namespace Kr

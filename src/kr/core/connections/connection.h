@@ -25,12 +25,14 @@ class KR_API KrConnection final : public KrFunctorConnection {
 
     /// Invalid until init.
     KrConnection();
-    /// Connects at once; ask isValid.
+    /// Connects at once; ask isValid. Nobody who hears of it may destroy it before the constructor has ended; with init
+    /// they may.
     KrConnection(KrData::FieldBase* source, KrData::FieldBase* sink);
     ~KrConnection() override;
 
-    /// Connects the two fields and transfers once. Answers whether they fit: where not, the log says why, and the
-    /// connection stays invalid. One that was valid ends first. Null is a fault of the caller.
+    /// Connects the two fields and transfers once. False when they do not fit: the log says why, and the connection
+    /// stays invalid; and when somebody who heard of it destroyed a field or the connection. One that was valid ends
+    /// first. Null is a fault of the caller.
     /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 

@@ -6,6 +6,7 @@
 
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
+#include "kr/core/connections/internal/new_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
@@ -20,16 +21,18 @@ using KrData::Types;
 
 namespace {
 
+template <class Connection>
+std::unique_ptr<KrConnectionBase> makeOne(FieldBase& source, FieldBase& sink, bool transferNow) {
+    detail::NewConnection<Connection> made;
+    return made->init(&source, &sink, transferNow) ? made.take() : nullptr;
+}
+
+/// Null when they do not fit, and when those who heard of the connection destroyed it.
 std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool transferNow) {
-    if (source.getDataType() == Types::kProxy && source.canConvertTo(sink)) {
-        return std::make_unique<ProxyToFieldBaseConnection>(&source, &sink, transferNow);
-    }
-    if (sink.getDataType() == Types::kProxy) {
-        return std::make_unique<FieldBaseToProxyConnection>(&source, &sink, transferNow);
-    }
-    auto direct = std::make_unique<KrConnection>();
-    direct->init(&source, &sink, transferNow);
-    return direct;
+    if (source.getDataType() == Types::kProxy && source.canConvertTo(sink))
+        return makeOne<ProxyToFieldBaseConnection>(source, sink, transferNow);
+    if (sink.getDataType() == Types::kProxy) return makeOne<FieldBaseToProxyConnection>(source, sink, transferNow);
+    return makeOne<KrConnection>(source, sink, transferNow);
 }
 
 }  // namespace
@@ -37,7 +40,7 @@ std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool 
 KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sink, bool transferNow) {
     if (source == nullptr || sink == nullptr) return nullptr;
     auto made = make(*source, *sink, transferNow);
-    if (!made->isValid()) return nullptr;
+    if (!made) return nullptr;
     made->_setUnowned(true);
     return made.release();
 }
@@ -67,7 +70,7 @@ KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* 
     }
     std::unique_ptr<KrConnectionBase> made = create(*source, *sink);
     // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
-    auto* keeper = made && made->isValid() ? keeperOf() : nullptr;
+    auto* keeper = made ? keeperOf() : nullptr;
     if (keeper == nullptr) return nullptr;
     auto* connection = made.get();
     keeper->getFieldsContainer()._ownConnection(std::move(made));
@@ -81,7 +84,7 @@ KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sin
 }
 
 KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBase* sink) {
-    return connectBy([](FieldBase& from, FieldBase& to) { return std::make_unique<KrSimQueuedConnection>(&from, &to); },
+    return connectBy([](FieldBase& from, FieldBase& to) { return makeOne<KrSimQueuedConnection>(from, to, true); },
                      source, sink);
 }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "kr/core/connections/internal/new_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/platform/log.h"
 
@@ -9,23 +10,32 @@ namespace Kr {
 
 using KrData::FieldBase;
 
+FieldBaseToProxyConnection::FieldBaseToProxyConnection() = default;
+
 FieldBaseToProxyConnection::FieldBaseToProxyConnection(FieldBase* source, FieldBase* sink, bool transferNow) {
-    if (source == nullptr || sink == nullptr) return;
-    if (source->getDataType() == KrData::Types::kProxy) {
-        logErrorNoThrow("FieldBaseToProxyConnection: the source cannot be a proxy.\n");
-        return;
-    }
-    if (sink->getDataType() != KrData::Types::kProxy) {
-        logErrorNoThrow("FieldBaseToProxyConnection: the sink must be a proxy.\n");
-        return;
-    }
-    _init(*source, *sink, transferNow);
+    init(source, sink, transferNow);
 }
 
 FieldBaseToProxyConnection::~FieldBaseToProxyConnection() = default;
 
+bool FieldBaseToProxyConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
+    if (!_end()) return false;
+    if (source == nullptr || sink == nullptr) return false;
+    if (source->getDataType() == KrData::Types::kProxy) {
+        logErrorNoThrow("FieldBaseToProxyConnection: the source cannot be a proxy.\n");
+        return false;
+    }
+    if (sink->getDataType() != KrData::Types::kProxy) {
+        logErrorNoThrow("FieldBaseToProxyConnection: the sink must be a proxy.\n");
+        return false;
+    }
+    return _init(*source, *sink, transferNow);
+}
+
 KrConnectionBase* FieldBaseToProxyConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
-    return _finishCopy(std::make_unique<FieldBaseToProxyConnection>(&source, &sink, false));
+    detail::NewConnection<FieldBaseToProxyConnection> made;
+    if (made->init(&source, &sink, false)) _finishCopy(*made);
+    return made.take().release();
 }
 
 }  // namespace Kr

@@ -8,9 +8,14 @@ namespace Kr {
 class KR_API FieldBaseToProxyConnection final : public ProxyConnection {
     KR_BASE_CLASS(FieldBaseToProxyConnection, ProxyConnection)
 
+    /// Invalid until init.
+    FieldBaseToProxyConnection();
     /// Connects at once; ask isValid. Null leaves it invalid.
     FieldBaseToProxyConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~FieldBaseToProxyConnection() override;
+
+    /// As KrConnection::init; null leaves it invalid.
+    bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
 };

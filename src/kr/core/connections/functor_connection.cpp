@@ -4,6 +4,7 @@
 
 #include "kr/application/context/application_modes.h"
 #include "kr/core/connections/direct_connection_functor.h"
+#include "kr/core/connections/internal/death_watch.h"
 #include "kr/core/connections/internal/functor_selection.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
@@ -17,6 +18,7 @@ using KrData::Types;
 using KrSim::KrExtensionSorter;
 
 KrFunctorConnection::~KrFunctorConnection() {
+    detail::DeathWatch::announce(std::exchange(_died, nullptr));
     _end();
 }
 
@@ -33,28 +35,34 @@ bool KrFunctorConnection::_mayConnect(const FieldBase& source, const FieldBase& 
     return haveParents && isAllowed;
 }
 
-void KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
+bool KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                                  Roles roles, bool transferNow) {
     _functor = std::move(functor);
     _functor->_useGuard(_getGuard());
     _roles = roles;
     _setFields(&source, &sink);
     _update();
-    // Listeners of the fields and of the sorter may destroy either field, which ends the connection.
+    // Whoever hears of it may destroy either field, which ends the connection, or the connection.
+    const detail::DeathWatch watch(_died);
+    const auto goesOn = [&] { return !watch.died() && isValid(); };
     source._addConnection(this);
-    if (isValid()) sink._addConnection(this);
-    if (isValid()) KrExtensionSorter::instance()._addConnection(this);
-    if (isValid() && transferNow) transferValue(source);
+    if (goesOn()) sink._addConnection(this);
+    if (goesOn()) KrExtensionSorter::instance()._addConnection(this);
+    if (goesOn() && transferNow) transferValue(source);
+    return goesOn();
 }
 
-void KrFunctorConnection::_end() noexcept {
+bool KrFunctorConnection::_end() noexcept {
+    const detail::DeathWatch watch(_died);
     if (_isRegisteredInSorter()) KrExtensionSorter::instance()._removeConnection(this);
-    if (auto* source = getSource()) source->_removeConnection(this);
-    if (auto* sink = getSink()) sink->_removeConnection(this);
+    if (auto* source = watch.died() ? nullptr : getSource()) source->_removeConnection(this);
+    if (auto* sink = watch.died() ? nullptr : getSink()) sink->_removeConnection(this);
+    if (watch.died()) return false;
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
     _setQuietCopy(nullptr, nullptr);
     _functor.reset();
+    return true;
 }
 
 void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
@@ -96,22 +104,21 @@ void KrFunctorConnection::transferValue(const FieldBase& changed) {
     _functor->run(changed);
 }
 
-KrFunctorConnection* KrFunctorConnection::_finishCopy(std::unique_ptr<KrFunctorConnection> made) const {
-    if (!made->isValid()) return nullptr;
+void KrFunctorConnection::_finishCopy(KrFunctorConnection& made) const {
     if (isEnabled()) {
-        made->transferValue(*made->getSource());
+        made.transferValue(*made.getSource());
     } else {
-        made->disable(!_isRegisteredInSorter());
+        made.disable(!_isRegisteredInSorter());
     }
-    return made->isValid() ? made.release() : nullptr;
 }
 
 void KrFunctorConnection::enable(bool transferNow) {
     if (!isValid()) return;
+    const detail::DeathWatch watch(_died);
     _functor->enable(false);
     _update();
     if (!_isRegisteredInSorter()) KrExtensionSorter::instance()._addConnection(this);
-    if (transferNow && isValid()) transferValue(*getSource());
+    if (transferNow && !watch.died() && isValid()) transferValue(*getSource());
 }
 
 void KrFunctorConnection::disable(bool leaveSorter) {

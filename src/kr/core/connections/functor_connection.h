@@ -31,6 +31,8 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
 
     void _onFieldDestroyed(const KrData::FieldBase& field) final;
     void _onFieldMoved() final;
+    /// For those who work on a connection while others may destroy it.
+    [[nodiscard]] bool*& _getDeathSlot() noexcept { return _died; }
 
 protected:
     /// Whether the roles of the fields must go together (the table of KrConnection), or none are looked at.
@@ -39,18 +41,18 @@ protected:
     KrFunctorConnection() = default;
 
     /// Binds the fields by the functor, registers, and transfers once when `transferNow` is set; a connection that is
-    /// not to transfer now begins all the same enabled. Only while invalid; afterwards it may be invalid again, when
-    /// somebody who was told destroyed a field.
-    void _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
+    /// not to transfer now begins all the same enabled. Only while invalid. False when somebody who was told destroyed
+    /// a field, so that it is invalid again, or the connection itself.
+    bool _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                 Roles roles, bool transferNow);
-    /// Leaves both fields and the sorter, and becomes invalid.
-    void _end() noexcept;
+    /// Leaves both fields and the sorter, and becomes invalid. False when somebody who was told destroyed it.
+    bool _end() noexcept;
     /// Whether both have a parent, and roles that go together; else says why not, at error level.
     [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);
     /// The functor, when it is such a one.
     [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept;
-    /// Gives a new connection, made without a transfer, the state of this one. Null, and it is destroyed, when invalid.
-    [[nodiscard]] KrFunctorConnection* _finishCopy(std::unique_ptr<KrFunctorConnection> made) const;
+    /// Gives a new connection, made without a transfer, the state of this one; it may be gone afterwards.
+    void _finishCopy(KrFunctorConnection& made) const;
     /// After something that decides how to transfer has changed.
     void _update();
 
@@ -60,6 +62,7 @@ private:
     Roles _roles{Roles::kChecked};
     bool _doRolesFit{true};
     std::unique_ptr<ConnectionFunctor> _functor;
+    bool* _died{nullptr};  // of the innermost call under way that others may end so
 };
 
 }  // namespace Kr

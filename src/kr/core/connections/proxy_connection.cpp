@@ -13,16 +13,16 @@ using KrData::FieldBase;
 
 ProxyConnection::~ProxyConnection() = default;
 
-void ProxyConnection::_init(FieldBase& source, FieldBase& sink, bool transferNow) {
-    if (!_mayConnect(source, sink)) return;
+bool ProxyConnection::_init(FieldBase& source, FieldBase& sink, bool transferNow) {
+    if (!_mayConnect(source, sink)) return false;
     if (!source.canConvertTo(sink)) {
         logMessage(eLogLevel::kDebug,
                    "ProxyConnection: could not create connection from %s -> %s. Check that types match.\n",
                    source.getPath().c_str(), sink.getPath().c_str());
-        return;
+        return false;
     }
     detail::reportDimensions(source, sink);
-    _begin(source, sink, std::make_unique<DirectConnectionFunctor>(source, sink), Roles::kChecked, transferNow);
+    return _begin(source, sink, std::make_unique<DirectConnectionFunctor>(source, sink), Roles::kChecked, transferNow);
 }
 
 }  // namespace Kr

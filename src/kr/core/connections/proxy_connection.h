@@ -15,8 +15,8 @@ class KR_API ProxyConnection : public KrFunctorConnection {
 protected:
     ProxyConnection() = default;
 
-    /// Connects where roles and types fit, else says why not.
-    void _init(KrData::FieldBase& source, KrData::FieldBase& sink, bool transferNow);
+    /// Connects where roles and types fit, else says why not. As KrConnection::init.
+    bool _init(KrData::FieldBase& source, KrData::FieldBase& sink, bool transferNow);
 };
 
 }  // namespace Kr

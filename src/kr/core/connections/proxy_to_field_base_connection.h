@@ -8,9 +8,14 @@ namespace Kr {
 class KR_API ProxyToFieldBaseConnection final : public ProxyConnection {
     KR_BASE_CLASS(ProxyToFieldBaseConnection, ProxyConnection)
 
+    /// Invalid until init.
+    ProxyToFieldBaseConnection();
     /// Connects at once; ask isValid. Null leaves it invalid.
     ProxyToFieldBaseConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~ProxyToFieldBaseConnection() override;
+
+    /// As KrConnection::init; null leaves it invalid.
+    bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
 };

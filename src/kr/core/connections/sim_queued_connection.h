@@ -21,9 +21,14 @@ class KR_API KrSimQueuedConnection final : public KrFunctorConnection {
     /// The event whose payload is the address of a copy. For the framework only.
     static constexpr const char* kQueuedConnectionEvent = "KrSimQueuedConnection::kQueuedConnectionEvent";
 
+    /// Invalid until init.
+    KrSimQueuedConnection();
     /// Connects at once; ask isValid.
     KrSimQueuedConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~KrSimQueuedConnection() override;
+
+    /// As KrConnection::init; null leaves it invalid.
+    bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
     [[nodiscard]] bool _isExcludedFromOrdering() const noexcept override { return true; }

@@ -2,15 +2,20 @@
 
 namespace Kr::detail {
 
-/// Tells a running member function that its object has died under it. The object keeps a `bool*` that is null but
-/// during the call, and announces its death in the destructor.
+/// Tells a running function that an object has died under it. The object keeps a `bool*` that is null but during such
+/// calls, and announces its death in the destructor. Watches of one object may lie one in the other.
 class DeathWatch {
 public:
-    explicit DeathWatch(bool*& slot) noexcept : _slot(slot) { slot = &_died; }
+    // Not inlined: the compiler would warn of an object that keeps the address, not knowing that it is dead then.
+    [[gnu::noinline]] explicit DeathWatch(bool*& slot) noexcept : _slot(slot), _outer(slot) { slot = &_died; }
     DeathWatch(const DeathWatch&) = delete;
     DeathWatch& operator=(const DeathWatch&) = delete;
     ~DeathWatch() {
-        if (!_died) _slot = nullptr;
+        if (!_died) {
+            _slot = _outer;
+        } else {
+            announce(_outer);
+        }
     }
 
     [[nodiscard]] bool died() const noexcept { return _died; }
@@ -20,6 +25,7 @@ public:
 
 private:
     bool*& _slot;
+    bool* _outer;
     bool _died{false};
 };
 

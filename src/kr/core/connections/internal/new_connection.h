@@ -1,0 +1,34 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "kr/core/connections/internal/death_watch.h"
+
+namespace Kr::detail {
+
+/// A connection in the making. Those who hear of it and of its first transfer may destroy it; it is not destroyed once
+/// more then.
+template <class Connection>
+class NewConnection {
+public:
+    NewConnection() : _made(std::make_unique<Connection>()), _watch(_made->_getDeathSlot()) {}
+    NewConnection(const NewConnection&) = delete;
+    NewConnection& operator=(const NewConnection&) = delete;
+    ~NewConnection() {
+        if (_watch.died()) static_cast<void>(_made.release());
+    }
+
+    Connection& operator*() const noexcept { return *_made; }
+    Connection* operator->() const noexcept { return _made.get(); }
+    /// The connection, or null when it is gone or invalid.
+    [[nodiscard]] std::unique_ptr<Connection> take() noexcept {
+        return !_watch.died() && _made->isValid() ? std::move(_made) : nullptr;
+    }
+
+private:
+    std::unique_ptr<Connection> _made;
+    DeathWatch _watch;
+};
+
+}  // namespace Kr::detail
