@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <type_traits>
 
 #include "kr/platform/internal/object_pool.h"
 #include "kr/platform/pool_usage.h"
@@ -75,7 +76,8 @@ using Pools = std::array<detail::ObjectPool, kLargestPooled / detail::ObjectPool
 
 /// By size. Never destroyed: objects may die until the very end.
 Pools& pools() {
-    static auto& all = *new Pools;
+    static constinit Pools all;
+    static_assert(std::is_trivially_destructible_v<Pools>);
     return all;
 }
 
