@@ -95,7 +95,7 @@ void* PooledObject::operator new(std::size_t bytes) {
 
 void PooledObject::operator delete(void* object, std::size_t bytes) noexcept {
     if (object == nullptr) return;
-    if (bytes > kLargestPooled) return ::operator delete(object, bytes);
+    if (bytes > kLargestPooled) return ::operator delete(object);
     pools()[stepsOf(bytes)].giveBack(object);
 }
 

@@ -22,8 +22,8 @@ public:
     }
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void operator delete(void* object, std::size_t bytes) noexcept;
-    static void operator delete(void* object, std::size_t bytes, std::align_val_t alignment) noexcept {
-        ::operator delete(object, bytes, alignment);
+    static void operator delete(void* object, std::size_t, std::align_val_t alignment) noexcept {
+        ::operator delete(object, alignment);
     }
     static void operator delete(void*, void*) noexcept {}
 
