@@ -147,7 +147,7 @@ void KrExtension::_setIExtension(IExtension* implementation) {
         _implementationVersion = 0;
         _versions.clear();
         _extensionData.clear();
-        _pendingCount = 0;
+        _addPending(-_pendingCount);
         _hasImplementation = false;
         _isUnknown = false;
         delete std::exchange(_implementation, nullptr);

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -221,6 +222,7 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
         {"Factory", [](Rig& rig) { return Kr::KrConnectionFactory::connect(rig.source, rig.sink); }},
         {"Queued", [](Rig& rig) { return Kr::KrConnectionFactory::connectQueued(rig.source, rig.sink); }},
         {"Unowned", [](Rig& rig) { return Kr::KrConnectionFactory::_create(rig.source, rig.sink); }},
+        {"UnownedQueued", [](Rig& rig) { return Kr::KrConnectionFactory::_createQueued(rig.source, rig.sink, true); }},
         {"Copy", [](Rig& rig) { return rig.connection->_createBetween(*rig.source, *rig.sink); }},
         {"Enable",
          [](Rig& rig) -> KrConnectionBase* {
@@ -238,7 +240,7 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
             SCOPED_TRACE(where + " " + name);
             const bool isCopy = name == std::string("Copy"), isEnable = name == std::string("Enable");
             const bool isHeard = !isEnable || where == "Sorter" || where == "FirstTransfer";
-            const bool isQueuedWay = name == std::string("Queued") || name == std::string("Init");
+            const bool isQueuedWay = std::string_view(name).ends_with("Queued") || name == std::string("Init");
             if (!isHeard || (!isCopy && !isEnable && isQueuedWay != isQueued)) continue;
             Destroyer destroyer, second;
             Rig rig(GetParam());

@@ -20,6 +20,7 @@
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
+#include "kr/extension/i_extension.h"
 #include "tests/support/context_host.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/log_capture.h"
@@ -238,9 +239,14 @@ TEST_F(Connecting, ToASuspendedExtensionWaitsForPendingWork) {
     _to->_addPending(-1);
     setAll(3.0);
     EXPECT_THAT(all(), testing::Each(2.0));
+    new KrSim::IExtension(_to.get(), 1);
+    _to->_addPending(1);
+    new KrSim::IExtension(_to.get(), 1);
+    setAll(4.0);
+    EXPECT_THAT(all(), testing::Each(2.0)) << "what the implementation before had to do is not pending any more";
     _to->_setSuspended(false);
     outItems.append(9.0);
-    EXPECT_THAT(inItems.getItems(), ElementsAre(3.0, 9.0)) << "changes from before are not forgotten";
+    EXPECT_THAT(inItems.getItems(), ElementsAre(4.0, 9.0)) << "changes from before are not forgotten";
 }
 
 TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {

@@ -35,14 +35,22 @@ std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool 
     return makeOne<KrConnection>(source, sink, transferNow);
 }
 
+/// To a caller who owns it from now on.
+KrConnectionBase* handOut(std::unique_ptr<KrConnectionBase> made) {
+    if (made) made->_setUnowned(true);
+    return made.release();
+}
+
 }  // namespace
 
 KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sink, bool transferNow) {
     if (source == nullptr || sink == nullptr) return nullptr;
-    auto made = make(*source, *sink, transferNow);
-    if (!made) return nullptr;
-    made->_setUnowned(true);
-    return made.release();
+    return handOut(make(*source, *sink, transferNow));
+}
+
+KrConnectionBase* KrConnectionFactory::_createQueued(FieldBase* source, FieldBase* sink, bool transferNow) {
+    if (source == nullptr || sink == nullptr) return nullptr;
+    return handOut(makeOne<KrSimQueuedConnection>(*source, *sink, transferNow));
 }
 
 namespace {

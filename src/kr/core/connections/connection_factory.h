@@ -33,6 +33,9 @@ public:
     /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
     [[nodiscard]] static KrConnectionBase* _create(KrData::FieldBase* source, KrData::FieldBase* sink,
                                                    bool transferNow = true);
+    /// The same for a queued connection.
+    [[nodiscard]] static KrConnectionBase* _createQueued(KrData::FieldBase* source, KrData::FieldBase* sink,
+                                                         bool transferNow);
 };
 
 }  // namespace Kr

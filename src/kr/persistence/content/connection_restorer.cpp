@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "kr/core/connections/connection_factory.h"
-#include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
@@ -57,10 +56,10 @@ bool ConnectionRestorer::restore(const ConnectionRecord& record) {
 }
 
 bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& record) {
-    std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued
-                                                   ? new Kr::KrSimQueuedConnection(ends.source, ends.sink, false)
-                                                   : Kr::KrConnectionFactory::_create(ends.source, ends.sink, false));
-    if (!made || !made->isValid()) return false;
+    using Factory = Kr::KrConnectionFactory;
+    std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued ? Factory::_createQueued(ends.source, ends.sink, false)
+                                                               : Factory::_create(ends.source, ends.sink, false));
+    if (!made) return false;
     if (record.isDisabled) made->disable(record.isUnordered);
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return false;
