@@ -51,21 +51,28 @@ void KrExtensionSorter::Listener::onConnectionRemoved(Kr::KrConnectionBase*) {}
 void KrExtensionSorter::Listener::onBuilt(std::uint32_t) {}
 
 template <class Tell>
-void KrExtensionSorter::State::tellListeners(const Tell& tell) {
-    std::vector<Listener*> told;
+void KrExtensionSorter::State::tellListeners(const Tell& tell) noexcept {
+    std::size_t count = 0;
     {
         const std::lock_guard lock(listenerMutex);
         if (listeners.empty()) return;
-        told = listeners;
+        count = listeners.size();
+        ++tellingDepth;
     }
-    for (auto* listener : told) {
+    // Extensions and connections leave in their destructors, so no copy of the list is made: the places of the
+    // listeners stay while one call is under way.
+    for (std::size_t i = 0; i < count; ++i) {
+        Listener* listener = nullptr;
         {
             const std::lock_guard lock(listenerMutex);
-            if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end()) continue;
+            listener = listeners[i];
         }
+        if (listener == nullptr) continue;
         Kr::callGuarded(
             kListener, [] { return std::string("KrExtensionSorter"); }, [&] { tell(*listener); });
     }
+    const std::lock_guard lock(listenerMutex);
+    if (--tellingDepth == 0) std::erase(listeners, nullptr);
 }
 
 void KrExtensionSorter::registerListener(Listener* listener) {
@@ -76,8 +83,11 @@ void KrExtensionSorter::registerListener(Listener* listener) {
 }
 
 void KrExtensionSorter::unregisterListener(Listener* listener) {
+    if (listener == nullptr) return;
     const std::lock_guard lock(_state->listenerMutex);
-    std::erase(_state->listeners, listener);
+    auto& listeners = _state->listeners;
+    std::replace(listeners.begin(), listeners.end(), listener, static_cast<Listener*>(nullptr));
+    if (_state->tellingDepth == 0) std::erase(listeners, nullptr);
 }
 
 // --- The graph -----------------------------------------------------------------------------------------------------
@@ -113,12 +123,13 @@ void KrExtensionSorter::State::dropLostEdges() {
 void KrExtensionSorter::State::closeExtensionGaps() {
     if (extensionGaps.size() <= std::max(kFewGaps, extensions.size() / 2)) return;
     dropLostEdges();
-    std::vector<std::uint32_t> numbers(extensions.size());
+    auto& numbers = extensionGaps;  // has room for one of each extension, and will be empty
+    numbers.resize(extensions.size());
     closeGaps(extensions, [&](std::uint32_t from, std::uint32_t to) { numbers[from] = to; });
-    extensionGaps.clear();
     for (auto& edge : edges) {
         if (detail::isKnown(edge)) edge = {numbers[edge.source], numbers[edge.target]};
     }
+    extensionGaps.clear();
 }
 
 void KrExtensionSorter::State::closeConnectionGaps() {
@@ -133,8 +144,15 @@ void KrExtensionSorter::addExtension(KrExtension* extension) {
     {
         const std::lock_guard lock(_state->mutex);
         if (extension->_getSorterSlot() != KrExtension::kNoSlot) return;
-        extension->_setSorterSlot(static_cast<std::uint32_t>(_state->extensions.size()));
+        const auto slot = static_cast<std::uint32_t>(_state->extensions.size());
         _state->extensions.push_back(extension);
+        try {
+            _state->extensionGaps.reserve(_state->extensions.capacity());  // removal allocates nothing
+        } catch (...) {
+            _state->extensions.pop_back();
+            throw;
+        }
+        extension->_setSorterSlot(slot);
         _state->isBuilt = false;
     }
     _state->tellListeners([&](Listener& listener) { listener.onExtensionAdded(extension); });
@@ -161,10 +179,16 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
     {
         const std::lock_guard lock(_state->mutex);
         if (_state->isRegistered(*connection)) return;
-        connection->_setSorterSlot(static_cast<std::uint32_t>(_state->connections.size()));
-        connection->_setRegisteredInSorter(true);
-        _state->connections.push_back(connection);
+        const auto slot = static_cast<std::uint32_t>(_state->connections.size());
         _state->edges.push_back(detail::kUnknown);
+        try {
+            _state->connections.push_back(connection);
+        } catch (...) {
+            _state->edges.pop_back();
+            throw;
+        }
+        connection->_setSorterSlot(slot);
+        connection->_setRegisteredInSorter(true);
         _state->isBuilt = false;
     }
     const bool isTracked = Kr::KrBase::isKrBaseValid(connection);

@@ -32,13 +32,14 @@ struct KrExtensionSorter::State {
     /// What each connection orders, so that a build need not touch the connections and extensions that have not
     /// changed; kUnknown where a build is to ask.
     std::vector<detail::ExecutionEdge> edges;
-    std::vector<std::uint32_t> extensionGaps;
+    std::vector<std::uint32_t> extensionGaps;  // has the capacity of the extensions
     std::size_t connectionGapCount{0};
     bool hasExtensionLeft{false};      // since the last build, so that edges may have lost their ends
     detail::ExecutionOrder order;      // numbers of extensions
     std::vector<std::uint32_t> ranks;  // of each extension in the order
-    std::mutex listenerMutex;          // guards the listeners
-    std::vector<Listener*> listeners;
+    std::mutex listenerMutex;          // guards the two below
+    std::vector<Listener*> listeners;  // null where one has left during a call
+    int tellingDepth{0};               // calls under way
 
     /// What a build found out, to be told without the lock.
     struct Report {
@@ -52,7 +53,7 @@ struct KrExtensionSorter::State {
     /// Logs and tells listeners. Without the mutex.
     void tell(const Report& report);
     template <class Tell>
-    void tellListeners(const Tell& tell);
+    void tellListeners(const Tell& tell) noexcept;
     /// What a connection orders; kUnknown when it is invalid or excluded, or has an end at no registered extension, or
     /// both within one registered object.
     [[nodiscard]] static detail::ExecutionEdge edgeOf(const Kr::KrConnectionBase& connection) noexcept;
