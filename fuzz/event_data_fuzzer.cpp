@@ -86,9 +86,11 @@ public:
         std::uint32_t length = 0;
         std::memcpy(&length, _payload.data() + _at, sizeof length);
         const bool isCut = _left() - sizeof length < length;
-        if (isCut && (_claimed += length) > _mostClaimed) return;
+        const bool isTooLong = isCut && length > KrSim::EventData::kLargestPayloadBytes;
+        if (isCut && !isTooLong && (_claimed += length) > _mostClaimed) return;
         _data >> text;
         _at += sizeof length;
+        if (isTooLong) return require(text.empty());
         require(text.size() == length);
         if (isCut) {
             const std::string start = text.substr(0, kMostLookedAt);

@@ -221,14 +221,44 @@ TEST(EventData, ReadsATextWithoutItsBytesAsThatManyNulCharacters) {
     };
     for (const auto& [hex, length, unread] :
          {Case{"", 0, 0}, Case{"05 00 00", 0, 3}, Case{"02 00 00 00", 2, 0}, Case{"0a 00 00 00 61 62 63 64", 10, 4},
-          Case{"03 00 00 00 61 62", 3, 2}}) {
+          Case{"03 00 00 00 61 62", 3, 2}, Case{"00 00 00 04 61", KrSim::EventData::kLargestPayloadBytes, 1},
+          Case{"01 00 00 04 61", 0, 1}, Case{"ff ff ff ff", 0, 0}}) {
         const test_support::LogCapture log;
         const EventData data(fromHex(hex));
         std::string text = "before";
         data >> text;
-        EXPECT_EQ(text, std::string(length, '\0')) << hex;
+        EXPECT_TRUE(text == std::string(length, '\0')) << hex << " gives " << text.size();
         EXPECT_EQ(data._unread(), unread) << hex;
         EXPECT_THAT(log.lines(), ElementsAre(kPastEnd));
+    }
+}
+
+TEST(EventData, TakesNoMemoryForALengthThatNoPayloadHas) {
+    const test_support::LogCapture log;
+    std::string text = "before";
+    const std::size_t before = text.capacity();
+    EventData(fromHex("01 00 00 04 61")) >> text;
+    EXPECT_EQ(text.capacity(), before);
+}
+
+TEST(EventData, ReadsAWholeTextOrNothing) {
+    struct Case {
+        const char* hex;
+        bool isWhole;
+        const char* text;
+        std::size_t unread;
+    };
+    for (const auto& [hex, isWhole, text, unread] :
+         {Case{"02 00 00 00 61 62 63", true, "ab", 1}, Case{"00 00 00 00", true, "", 0}, Case{"", false, "before", 0},
+          Case{"02 00 00", false, "before", 3}, Case{"02 00 00 00 61", false, "before", 5},
+          Case{"ff ff ff ff 61 62", false, "before", 6}}) {
+        const test_support::LogCapture log;
+        const EventData data(fromHex(hex));
+        std::string read = "before";
+        EXPECT_EQ(data._readWholeText(read), isWhole) << hex;
+        EXPECT_EQ(read, text) << hex;
+        EXPECT_EQ(data._unread(), unread) << hex;
+        EXPECT_THAT(log.lines(), testing::IsEmpty()) << hex;
     }
 }
 

@@ -108,6 +108,16 @@ TEST_F(EventIds, OfOtherApplicationsGiveNumbersANameAndAreNotToldOn) {
     EXPECT_THAT(published(*theirs), IsEmpty());
 }
 
+TEST_F(EventIds, OfOtherApplicationsAreKeptUpToSixteenMebibytes) {
+    const std::string tooLong((std::size_t{16} << 20U) - 1, 'x');
+    KrSim::EventData names;
+    names << 3U << "AB" << tooLong << "C";
+    list._learn(names.data().data(), names.data().size(), "other:1");
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor("AB")), "AB");
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor(tooLong)), "");
+    EXPECT_EQ(list.getName(Kr::KrID::numberFor("C")), "C");
+}
+
 TEST_F(EventIds, OfAMalformedPublicationAreThoseBeforeTheFault) {
     using Bytes = std::vector<std::uint8_t>;
     const Bytes learningNothing[] = {

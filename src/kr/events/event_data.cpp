@@ -88,6 +88,16 @@ void EventData::_refuseText(std::size_t length) {
     Kr::logErrorNoThrow("EventData::operator<<, a text of %zu bytes is too long\n", length);
 }
 
+bool EventData::_readWholeText(std::string& text) const {
+    std::uint32_t length = 0;
+    if (_unread() < sizeof length) return false;
+    std::memcpy(&length, _bytes.data() + _readPosition, sizeof length);
+    if (_unread() - sizeof length < length) return false;
+    text.assign(reinterpret_cast<const char*>(_bytes.data() + _readPosition + sizeof length), length);
+    _readPosition += sizeof length + length;
+    return true;
+}
+
 // What may fail: the text is cut, or memory is asked for.
 void EventData::_readRareText(std::string& text) const {
     text.clear();
@@ -100,8 +110,8 @@ void EventData::_readRareText(std::string& text) const {
             _readPosition += length;
             return;
         }
-        text.resize(length);
-    } catch (const std::exception&) {  // no memory: the text stays empty, and the report below stands for both cases
+        if (length <= kLargestPayloadBytes) text.resize(length);
+    } catch (const std::exception&) {  // no memory: the text stays empty, and the report below stands for all cases
     }
     _reportPastEnd();
 }

@@ -36,6 +36,9 @@ concept EventScalar =
 /// operations, which move the read position and trim the bytes, need a lock of the caller.
 class KR_API EventData {
 public:
+    /// What an event between applications may hold. No text may claim more without having the bytes.
+    static constexpr std::size_t kLargestPayloadBytes = std::size_t{64} << 20U;
+
     EventData() noexcept = default;
     /// Writes go on behind these bytes, reads begin at the first; the same holds for every copy, move and setData.
     explicit EventData(const std::vector<std::uint8_t>& data);
@@ -98,6 +101,9 @@ public:
         text.assign(reinterpret_cast<const char*>(_bytes.data() + position + sizeof length), length);
         _readPosition = position + sizeof length + length;
     }
+    /// For receivers of payloads from outside: false where the length or one of its bytes is missing; nothing is then
+    /// logged, allocated or changed.
+    [[nodiscard]] bool _readWholeText(std::string& text) const;
     void _readMatrix(KrMath::Matrix44T<double>& matrix) const;
 
     /// Number of bytes between the read position and the end.
@@ -149,7 +155,8 @@ inline EventData& operator<<(EventData& data, const char* text) {
     return data;
 }
 /// When the length cannot be read, the text is empty. When fewer bytes are left than the length says, the text becomes
-/// that many NUL characters and the read position stays behind the length; without memory for them it becomes empty.
+/// that many NUL characters and the read position stays behind the length. A length above kLargestPayloadBytes that the
+/// bytes do not bear out makes the text empty and allocates nothing, and so does a lack of memory.
 inline const EventData& operator>>(const EventData& data, std::string& text) {
     data._readText(text);
     return data;

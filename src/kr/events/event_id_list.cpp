@@ -15,11 +15,13 @@ namespace {
 
 /// A hostile application must not fill the memory with names.
 constexpr std::size_t kMostLearnedNames = 65'536;
+constexpr std::size_t kMostLearnedBytes = std::size_t{16} << 20U;
 
 struct Names {
     std::mutex mutex;  // guards all members
     std::map<std::int32_t, Kr::KrID> local;
     std::map<std::int32_t, std::string> learned;
+    std::size_t learnedBytes{0};  // of the texts in it
     std::deque<Kr::KrID> unpublished;
 };
 
@@ -33,6 +35,14 @@ void appendNumber(std::string& bytes, std::size_t number) {
     char raw[sizeof word];
     std::memcpy(raw, &word, sizeof word);
     bytes.append(raw, sizeof word);
+}
+
+void learn(std::string_view name) {
+    const std::int32_t number = Kr::KrID::numberFor(name);
+    auto& all = names();
+    const std::lock_guard lock(all.mutex);
+    if (all.learned.size() >= kMostLearnedNames || name.size() > kMostLearnedBytes - all.learnedBytes) return;
+    if (all.learned.emplace(number, name).second) all.learnedBytes += name.size();
 }
 
 /// Reads the payload of a publication from its start.
@@ -108,6 +118,7 @@ void EventIDList::cleanup() {
     const std::lock_guard lock(all.mutex);
     all.local.clear();
     all.learned.clear();
+    all.learnedBytes = 0;
     all.unpublished.clear();
 }
 
@@ -146,9 +157,7 @@ void EventIDList::_learn(const std::uint8_t* bytes, std::size_t size, const std:
         std::string_view name;
         isWhole = reader.readText(name);
         if (!isWhole || name.empty()) continue;
-        auto& all = names();
-        const std::lock_guard lock(all.mutex);
-        if (all.learned.size() < kMostLearnedNames) all.learned.emplace(Kr::KrID::numberFor(name), name);
+        learn(name);
     }
     if (!isWhole) {
         Kr::logMessage(Kr::eLogLevel::kWarn, "EventIDList: malformed list of event names from '%s'\n", sender.c_str());

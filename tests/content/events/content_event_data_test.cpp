@@ -132,6 +132,18 @@ TEST(ContentEventData, ACountWithoutEntriesEndsAtOnce) {
     EXPECT_THAT(log.lines(), SizeIs(8));
 }
 
+TEST(ContentEventData, AFileNameLongerThanAnyPayloadEndsTheID) {
+    Bytes bytes(48);
+    const Bytes rest = fromHex("ff ff ff ff 02 00 00 00 ");
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    const test_support::LogCapture log;
+    KrContentID id;
+    EventData(bytes) >> id;
+    EXPECT_EQ(id.getFile(), "");
+    EXPECT_THAT(id.getParentInstances(), SizeIs(0));
+    EXPECT_THAT(log.lines(), testing::AllOf(SizeIs(1), Each(kPastEnd)));
+}
+
 TEST(ContentEventData, AReferenceFindsItsContentWhereItIsRead) {
     const test_support::FakeContentScope scope;
     const auto content = Kr::makeSmart<test_support::FakeContent>(wheelInCar());

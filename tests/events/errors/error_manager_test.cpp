@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -245,6 +246,24 @@ TEST_F(ErrorHandling, EventsCountWhenTheyAreWholeAndMeantForThisApplication) {
     bytes.pop_back();
     events->sendEvent(KrSim::kErrorMessageEvent, KrSim::EventData(bytes));
     EXPECT_THAT(recorder.lines, ElementsAre("3 far"));
+}
+
+// What receivers say shows whether they have read: a read past the end would be an error.
+TEST_F(ErrorHandling, ReceiversReadNoTextThatTheirPayloadDoesNotHold) {
+    using Case = std::tuple<KrSim::EventId, const char*, std::vector<std::uint8_t>>;
+    for (const auto& [id, name, payload] :
+         {Case{KrSim::kErrorMessageEvent, "Error Manager: Error Message", {255, 255, 255, 127}},
+          Case{KrSim::kErrorMessageEvent, "Error Manager: Error Message", {0, 0, 0, 0, 255, 255, 255, 1, 'a'}},
+          Case{KrSim::kSetLogLevelEvent, "Error Manager: Set Log Level", {6, 0, 0, 0, 255, 255, 255, 127}},
+          Case{KrSim::kEnableNetworkDispatchEvent, "Error Manager: Enable  Network Dispatch", {0, 0, 0, 0, 1}}}) {
+        KrErrorHandler::setLogFile((folder / name).string());
+        events->sendEvent(id, KrSim::EventData(payload));
+        std::ifstream file(folder / name);
+        const std::string log{std::istreambuf_iterator<char>(file), {}};
+        EXPECT_THAT(log, testing::EndsWith(std::string("WARN - ErrorManager: the event '") + name +
+                                           "' has too short a payload and is ignored\n"));
+        EXPECT_THAT(log, testing::Not(testing::HasSubstr("ERROR - "))) << name;
+    }
 }
 
 TEST_F(ErrorHandling, ManyThreadsLogWhileManagersComeAndGo) {

@@ -46,12 +46,11 @@ private:
         _isComplete &= _data._read(identifier.second);
         return identifier;
     }
-    /// A text that is cut has the length that it claims, so it shows in the position only.
     std::string _readText() {
-        const std::size_t before = _data._unread();
         std::string text;
+        if (_data._readWholeText(text)) return text;
+        _isComplete = false;
         _data >> text;
-        _isComplete &= before - _data._unread() == sizeof(std::uint32_t) + text.size();
         return text;
     }
 

@@ -1,6 +1,5 @@
 #include "kr/events/errors/error_manager.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -36,20 +35,21 @@ Kr::eLogLevel toLevel(int number) {
     return static_cast<eLogLevel>(number < lowest ? lowest : number > highest ? highest : number);
 }
 
-std::size_t sizeOf(const std::string& text) {
-    return sizeof(std::uint32_t) + text.size();
+bool readValue(const EventData& data, std::string& text) {
+    return data._readWholeText(text);
 }
 template <EventScalar T>
-std::size_t sizeOf(T) {
-    return sizeof(T);
+bool readValue(const EventData& data, T& value) {
+    if (data._unread() < sizeof value) return false;
+    data >> value;
+    return true;
 }
 
-/// False, and a warning logged, when the payload ends before the last value.
+/// False, and a warning logged, when the payload ends before the last value. Lengths from outside are held against what
+/// is left before anything is read.
 template <class... T>
 bool readWhole(const char* name, const EventData& data, T&... values) {
-    const std::size_t before = data._unread();
-    (data >> ... >> values);
-    if (before - data._unread() == (sizeOf(values) + ...)) return true;
+    if ((readValue(data, values) && ...)) return true;
     Kr::logMessage(Kr::eLogLevel::kWarn, "ErrorManager: the event '%s' has too short a payload and is ignored\n", name);
     return false;
 }
