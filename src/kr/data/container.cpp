@@ -7,6 +7,7 @@
 
 #include "kr/data/field_visitor.h"
 #include "kr/data/internal/child_index.h"
+#include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
 #include "kr/data/value_conversion.h"
@@ -243,10 +244,14 @@ void Container::_validateInternalIdentifier(FieldBase* field) noexcept {
 }
 
 void Container::_takeInternalIdentifiers(const Container& source) {
-    detail::ChildIndex index(source._children);
+    const auto isAlike = [](const FieldBase* one, const FieldBase* other) {
+        return one->_id == other->_id && one->_internalIdentifier == other->_internalIdentifier;
+    };
+    if (std::equal(begin(), end(), source.begin(), source.end(), isAlike)) return;
+    detail::ChildPairs pairs(_children, source._children);
     const auto likenessOf = [&](std::size_t at) -> const FieldBase* {
         if (isFieldArray()) return at < source.size() ? source._children[at] : nullptr;
-        return index.find(_children[at]->_id);
+        return pairs.find(at);
     };
     std::unordered_set<std::uint32_t> taken;
     std::vector<FieldBase*> others;
@@ -465,12 +470,9 @@ template <class PairAction>
 void Container::_forEachPair(const Container& other, PairAction&& action) {
     // Observers of a copied value may change either list, and destroy either container.
     const detail::NotificationFrame frame(*this, other);
-    std::optional<detail::ChildIndex> index;
-    auto indexed = other.size();
+    detail::ChildPairs pairs(_children, other._children, detail::ChildPairs::Surplus::kSharesFirst);
     for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < size(); ++i) {
-        if (!index || indexed != other.size()) index.emplace(other._children);
-        indexed = other.size();
-        if (const auto* source = index->find(_children[i]->_id)) action(*_children[i], *source);
+        if (const auto* source = pairs.find(i)) action(*_children[i], *source);
     }
 }
 

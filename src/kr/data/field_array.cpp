@@ -4,7 +4,7 @@
 #include <limits>
 #include <string>
 
-#include "kr/data/internal/child_index.h"
+#include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
@@ -22,11 +22,11 @@ bool copyWhole(FieldBase& own, const FieldBase& source, bool withMetadata) {
     auto& container = static_cast<Container&>(own);
     if (container.size() != source.getChildren().size()) return false;
     const detail::NotificationFrame frame(own, source);
-    detail::ChildIndex index(source.getChildren());
+    detail::ChildPairs pairs(container.getChildren(), source.getChildren());
     // By index: an observer may change the list.
     for (std::size_t i = 0; i < container.size(); ++i) {  // NOLINT(modernize-loop-convert)
         auto& child = container.at(i);
-        const auto* from = index.find(child.getID());
+        const auto* from = pairs.find(i);
         if (from == nullptr || !copyWhole(child, *from, withMetadata)) return false;
         if (frame.fieldDied() || frame.changedDied()) return false;
     }

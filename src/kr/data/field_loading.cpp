@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "kr/data/field_array.h"
+#include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 
 namespace KrData {
@@ -24,13 +25,15 @@ void takeFlags(FieldBase& clone, const FieldBase& source) {
         takeFlags(*clone.getChildren()[i], *children[i]);
 }
 
-void addMissing(Container& fields, const FieldBase& source, std::size_t index, FieldLoading how) {
+bool addMissing(Container& fields, const FieldBase& source, std::size_t index, FieldLoading how) {
     std::unique_ptr<FieldBase> made(source.clone(nullptr));
-    if (!made) return;
+    if (!made) return false;
     takeFlags(*made, source);
     if (!how.keepsDynamic) made->_setDynamic(true);
     const auto place = fields.begin() + static_cast<std::ptrdiff_t>(std::min(index, fields.size()));
-    if (fields._addField(made.get(), place)) static_cast<void>(made.release());
+    if (!fields._addField(made.get(), place)) return false;
+    static_cast<void>(made.release());
+    return true;
 }
 
 void loadField(FieldBase& field, const FieldBase& source, FieldLoading how);
@@ -78,13 +81,12 @@ void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
 
 void _loadFields(Container& fields, const Container& saved, FieldLoading how) {
     const detail::NotificationFrame frame(fields, saved);
+    detail::ChildPairs pairs(saved.getChildren(), fields.getChildren());
     for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < saved.size(); ++i) {
-        const auto& source = saved[i];
-        const auto found = fields.find(source.getID());
-        if (found == fields.end()) {
-            addMissing(fields, source, i, how);
-        } else {
-            loadField(**found, source, how);
+        if (auto* field = pairs.find(i)) {
+            loadField(*field, saved[i], how);
+        } else if (addMissing(fields, saved[i], i, how)) {
+            pairs.noteInserted();
         }
     }
     if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied()) fields._takeInternalIdentifiers(saved);

@@ -16,8 +16,9 @@ struct FieldLoading {
 };
 
 /// Takes saved fields over into a container, at any depth: values and hidden metadata into the fields of the same
-/// identifier, clones of those that are not there, where they stood among their siblings. Fields that were not saved
-/// stay. Observers hear of values. Thread: the application thread.
+/// identifier, clones of those that are not there, where they stood among their siblings. Several fields with one
+/// identifier stay several, each with its own value. Fields that were not saved stay. Observers are notified of values.
+/// Thread: the application thread.
 KR_API void _loadFields(Container& fields, const Container& saved, FieldLoading how = {});
 
 }  // namespace KrData

@@ -263,8 +263,11 @@ void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Mat
     for (auto from = own.first; from < own.last; from = _nodes[from].end) {
         const auto& node = _nodes[from];
         if (!own.areItems && (at >= others.last || other._nodes[at].id != node.id)) {
-            for (at = others.first; at < others.last && other._nodes[at].id != node.id;)
-                at = other._nodes[at].end;
+            // Of several with one identifier the one of the same rank.
+            auto rank = _countBefore(own.first, from, node.id);
+            for (at = others.first; at < others.last; at = other._nodes[at].end) {
+                if (other._nodes[at].id == node.id && rank-- == 0) break;
+            }
         }
         if (at >= others.last) {
             miss(node);
@@ -281,6 +284,14 @@ void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Mat
         }
         at = found.end;
     }
+}
+
+std::size_t ValuePlan::_countBefore(std::uint32_t first, std::uint32_t last, const Kr::KrID& id) const {
+    std::size_t count = 0;
+    for (auto at = first; at < last; at = _nodes[at].end) {
+        if (_nodes[at].id == id) ++count;
+    }
+    return count;
 }
 
 std::size_t ValuePlan::_countValues(const Node& node) const {
@@ -305,7 +316,8 @@ void ValuePlan::_resizeBelow(std::uint32_t first, std::uint32_t last, Container&
     for (auto at = first; at < last; at = _nodes[at].end, ++position) {
         const auto& node = _nodes[at];
         if (node.index != kNoValue) continue;
-        auto& child = container.isFieldArray() ? container[position] : container[node.id];
+        const bool isAligned = container.isFieldArray() || container[position].getID() == node.id;
+        auto& child = isAligned ? container[position] : container[node.id];
         if (child.getDataType() != Types::kContainer || child.isFieldArray() != node.isArray) continue;
         auto& below = static_cast<Container&>(child);
         if (node.isArray) {

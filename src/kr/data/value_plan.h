@@ -158,6 +158,8 @@ private:
                               Changed& changed) const;
     void _resizeBelow(std::uint32_t first, std::uint32_t last, Container& group) const;
     void _fill(Container& container, std::uint32_t first, std::uint32_t last, const FieldValues& values) const;
+    /// The nodes with this identifier among the siblings from `first` up to `last`.
+    [[nodiscard]] std::size_t _countBefore(std::uint32_t first, std::uint32_t last, const Kr::KrID& id) const;
     [[nodiscard]] std::size_t _countValues(const Node& node) const;
 
     std::vector<Node> _nodes;

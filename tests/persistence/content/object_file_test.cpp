@@ -121,6 +121,49 @@ TEST_P(ObjectFiles, KeepEverythingWhereAPluginIsMissing) {
     EXPECT_EQ(describe(*loaded.objects[0]), kGarageText);
 }
 
+/// A motor with a second "Mass", which stands before that of the implementation, and a plain extension with two fields
+/// of one identifier.
+Extensions makeTwins() {
+    const auto motor = makeMotor("Motor", 1, 2.5, 0);
+    auto& parameters = motor->getParameterContainer();
+    (*parameters.insert(parameters.begin(), "Mass", Types::kDouble))->set(7.0);
+    const auto plain = make({}, "Plain", 2);
+    plain->getInputContainer().add<int>("Port", 80);
+    plain->getInputContainer().add<std::string>("Port", "eighty");
+    plain->getInputContainer().add<int>("Port", 81);
+    return {motor, plain};
+}
+
+/// The values of a group, in order.
+std::vector<std::string> valuesOf(const KrData::Container& group) {
+    std::vector<std::string> values;
+    for (const auto* field : group)
+        values.push_back(field->toString());
+    return values;
+}
+
+TEST_P(ObjectFiles, KeepFieldsOfOneIdentifierApart) {
+    auto twins = makeTwins();
+    const auto bytes = save(twins, GetParam());
+    twins.clear();
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.error, "");
+    ASSERT_EQ(loaded.objects.size(), 2U);
+    EXPECT_THAT(valuesOf(loaded.objects[0]->getParameterContainer()), ElementsAre("7", "2.5"));
+    EXPECT_EQ(motorOf(loaded.objects[0]).mass, 2.5);
+    EXPECT_THAT(valuesOf(loaded.objects[1]->getInputContainer()), ElementsAre("80", "eighty", "81"));
+    EXPECT_TRUE(areSame(save(loaded.objects, GetParam()), bytes));
+}
+
+TEST_P(ObjectFiles, KeepFieldsOfOneIdentifierApartWhereAPluginIsMissing) {
+    auto twins = makeTwins();
+    const auto bytes = save(twins, GetParam());
+    twins.clear();
+    _types.reset();
+    const LogCapture log;
+    EXPECT_TRUE(areSame(save(load(bytes).objects, GetParam()), bytes));
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, ObjectFiles, testing::Values(0, KrFile::kJson, KrFile::kXml), [](const auto& each) {
     return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
 });

@@ -102,8 +102,12 @@ namespace {
 
 /// Fields that only wait for their implementation stay as fixed as they were.
 void keepDynamicMarks(const KrData::Container& group, const KrData::Container& saved) {
-    for (const auto* source : saved) {
-        const auto found = group.find(source->getID());
+    for (std::size_t i = 0; i < saved.size(); ++i) {
+        const auto* source = &saved[i];
+        // Without an implementation nothing else is there, but several may have one identifier.
+        const auto found = i < group.size() && group[i].getID() == source->getID()
+                               ? group.begin() + static_cast<std::ptrdiff_t>(i)
+                               : group.find(source->getID());
         if (found == group.end()) continue;
         (*found)->_setDynamic(source->isDynamic());
         if (source->getDataType() != KrData::Types::kContainer || (*found)->getDataType() != source->getDataType()) {

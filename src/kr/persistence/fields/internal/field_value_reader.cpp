@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "kr/content/content_reference.h"
@@ -19,8 +20,17 @@ using KrData::FieldReference;
 
 namespace {
 
+/// The child of this identifier that has `rank` others of it in front, or null.
+KrData::FieldBase* findOfRank(const Container& container, const Kr::KrID& id, std::size_t rank) {
+    for (auto* child : container) {
+        if (child->getID() == id && rank-- == 0) return child;
+    }
+    return nullptr;
+}
+
 /// Where the value of the item at `index` goes: items of arrays are counted, children have names.
-KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const Kr::KrID& id) {
+/// \param rank  how many items of this name came before.
+KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const Kr::KrID& id, std::size_t rank) {
     if (parent == nullptr || parent->getDataType() != KrData::Types::kContainer) return nullptr;
     auto& container = static_cast<Container&>(*parent);
     if (parent->isFieldArray()) {
@@ -29,8 +39,7 @@ KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const K
         return index < array.size() || array.resize(index + 1) ? &container.at(index) : nullptr;
     }
     if (index < container.size() && container.at(index).getID() == id) return &container.at(index);
-    const auto found = container.find(id);
-    return found != container.end() ? *found : nullptr;
+    return findOfRank(container, id, rank);
 }
 
 /// Gives the proxy the links that it lacks.
@@ -77,10 +86,11 @@ bool FieldValueReader::_readMembers(const Kr::KrID& id, FieldBase* field) {
 bool FieldValueReader::_readChildren(FieldBase* field) {
     const FieldReference parent(field);  // whoever hears of a value may destroy it
     bool isTaken = field != nullptr && field->getDataType() == Types::kContainer;
+    std::unordered_map<std::int32_t, std::size_t> ranks;  // by the numbers of identifiers
     const auto count = _reader.sequence("Values", [&](std::size_t index) {
         _reader.group("Value", [&] {
             const Kr::KrID id(_reader.readRepeated("Identifier"));
-            isTaken = _readMembers(id, placeOf(parent.get(), index, id)) && isTaken;
+            isTaken = _readMembers(id, placeOf(parent.get(), index, id, ranks[id.getNumber()]++)) && isTaken;
         });
     });
     auto* parentNow = parent.get();
