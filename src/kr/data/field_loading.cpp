@@ -4,8 +4,10 @@
 #include <memory>
 
 #include "kr/data/field_array.h"
+#include "kr/data/field_copying.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/proxy.h"
 
 namespace KrData {
 
@@ -28,6 +30,7 @@ void takeFlags(FieldBase& clone, const FieldBase& source) {
 bool addMissing(Container& fields, const FieldBase& source, std::size_t index, FieldLoading how) {
     std::unique_ptr<FieldBase> made(source.clone(nullptr));
     if (!made) return false;
+    if (how.withoutLinks) _dropLinks(*made);
     takeFlags(*made, source);
     if (!how.keepsDynamic) made->_setDynamic(true);
     const auto place = fields.begin() + static_cast<std::ptrdiff_t>(std::min(index, fields.size()));
@@ -38,14 +41,16 @@ bool addMissing(Container& fields, const FieldBase& source, std::size_t index, F
 
 void loadField(FieldBase& field, const FieldBase& source, FieldLoading how);
 
+void takeSizeRange(FieldArrayBase& array, const FieldArrayBase& saved) {
+    array.setSizeRange(saved.getMinimumSize(), saved.getMaximumSize());
+    if (!saved.hasSizeRange()) array.clearSizeRange();
+}
+
 /// An array that content has does not know the class of its items: they are made here, and take over one by one what
 /// was saved. False where the size range forbids their number.
 bool loadItems(FieldArrayBase& array, const FieldArrayBase& saved, FieldLoading how) {
-    if (how.withDeclarations) {
-        array.setSizeRange(saved.getMinimumSize(), saved.getMaximumSize());
-        if (!saved.hasSizeRange()) array.clearSizeRange();
-    }
     const detail::NotificationFrame frame(array, saved);
+    if (how.withDeclarations) array.clearSizeRange();  // an array may have more items than its range lets it add
     if (!array.resize(saved.size())) return false;
     for (std::size_t i = 0; !frame.fieldDied() && i < array.size() && i < saved.size(); ++i) {
         auto& item = array.at(i);
@@ -53,8 +58,21 @@ bool loadItems(FieldArrayBase& array, const FieldArrayBase& saved, FieldLoading 
         item.setID(saved.at(i).getID());
         if (!itemFrame.fieldDied()) loadField(item, saved.at(i), how);
     }
-    if (how.withDeclarations && !frame.fieldDied()) array._takeInternalIdentifiers(saved);
+    if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied()) {
+        takeSizeRange(array, saved);
+        array._takeInternalIdentifiers(saved);
+    }
     return true;
+}
+
+/// Whether arrays are to be loaded item by item: a copied value says nothing about ranges and descriptions of items.
+bool areLoadedByItem(const FieldBase& field, const FieldBase& source, FieldLoading how) {
+    return field.isFieldArray() && source.isFieldArray() &&
+           (how.withDeclarations || !FieldArrayBase::_areSameKind(field, source));
+}
+
+bool areProxies(const FieldBase& field, const FieldBase& source) {
+    return field.getDataType() == Types::kProxy && source.getDataType() == Types::kProxy;
 }
 
 void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
@@ -65,12 +83,14 @@ void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
     if (isGroup(field) && isGroup(source)) {
         _loadFields(static_cast<Container&>(field), static_cast<const Container&>(source), how);
         isLoaded = true;
-    } else if (field.isFieldArray() && source.isFieldArray() && !FieldArrayBase::_areSameKind(field, source)) {
+    } else if (areLoadedByItem(field, source, how)) {
         isLoaded = loadItems(static_cast<FieldArrayBase&>(field), static_cast<const FieldArrayBase&>(source), how);
     }
     if (frame.fieldDied()) return;
     if (isLoaded) {
         field._replaceInternal(source._getInternalIfAny());
+    } else if (how.withoutLinks && areProxies(field, source)) {
+        static_cast<Proxy&>(field)._initializeWithoutLinks(static_cast<const Proxy&>(source));
     } else {
         field._takeBits(source);
         field.initializeFrom(source);

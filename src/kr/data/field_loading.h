@@ -13,6 +13,8 @@ struct FieldLoading {
     /// Clones of fields that are not there are as dynamic as what was saved, otherwise they are all dynamic. What lies
     /// below them is as dynamic as it was.
     bool keepsDynamic{false};
+    /// Proxies take no links: what they link may have copies that are not there yet.
+    bool withoutLinks{false};
 };
 
 /// Takes saved fields over into a container, at any depth: values and hidden metadata into the fields of the same

@@ -12,6 +12,7 @@ class FieldInternal;
 class FieldListener;
 class FieldReference;
 class FieldVisitor;
+class ICopyMap;
 class IFieldOwner;
 class Proxy;
 class Types;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/i_copy_map.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
@@ -346,14 +347,7 @@ bool Proxy::initializeFrom(const FieldBase& source) {
     const auto* proxy = asProxy(source);
     if (proxy == nullptr) return FieldBase::initializeFrom(source);
     if (proxy == this) return true;
-    const bool isSet = _proxyDataType != Types::kUnknown && proxy->_proxyDataType != Types::kUnknown;
-    if (isSet && _proxyDataType != proxy->_proxyDataType) {
-        Kr::logMessage(Kr::eLogLevel::kDebug, "Proxy: unable to copy value from %s to %s.\n", source.getPath().c_str(),
-                       getPath().c_str());
-        return false;
-    }
-    setProxyDataType(proxy->_proxyDataType);
-    _replaceInternal(source._getInternalIfAny());
+    if (!_takeKind(*proxy)) return false;
     for (const auto& entry : proxy->_entries) {
         auto link = entry.link._asUnresolved(source.getOwnerExtension());
         if (!_hasLinkTo(link)) _append(std::move(link));
@@ -362,6 +356,56 @@ bool Proxy::initializeFrom(const FieldBase& source) {
     _notifyPropertyChanged();
     if (!frame.fieldDied()) updateLinks();
     return true;
+}
+
+bool Proxy::_takeKind(const Proxy& source) {
+    const bool isSet = _proxyDataType != Types::kUnknown && source._proxyDataType != Types::kUnknown;
+    if (isSet && _proxyDataType != source._proxyDataType) {
+        Kr::logMessage(Kr::eLogLevel::kDebug, "Proxy: unable to copy value from %s to %s.\n", source.getPath().c_str(),
+                       getPath().c_str());
+        return false;
+    }
+    setProxyDataType(source._proxyDataType);
+    _replaceInternal(source._getInternalIfAny());
+    return true;
+}
+
+bool Proxy::_initializeWithoutLinks(const Proxy& source) {
+    if (!_takeKind(source)) return false;
+    _notifyPropertyChanged();
+    return true;
+}
+
+void Proxy::_copyLinks(const Proxy& source, const ICopyMap& map) {
+    const detail::NotificationFrame frame(*this, source);
+    for (std::size_t i = 0; i < source._entries.size(); ++i) {
+        _copyLink(source._entries[i].link, source.getOwnerExtension(), map);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+}
+
+void Proxy::_copyLink(const Link& link, KrSim::KrExtension* home, const ICopyMap& map) {
+    auto* target = link.getField();
+    const auto unresolved = link._asUnresolved(home);
+    const auto* extension = target != nullptr ? target->getOwnerExtension() : unresolved.getContentReference().get();
+    auto* copy = extension != nullptr ? map._findExtension(extension) : nullptr;
+    const auto moved = copy != nullptr && copy != getOwnerExtension()
+                           ? Link(KrSim::KrContentReference(copy), link.getFieldPath())
+                           : unresolved;
+    if (copy != nullptr && copy != getOwnerExtension()) {
+        const detail::NotificationFrame frame(*this, *this);
+        removeLink(unresolved.getContentReference(), unresolved.getFieldPath());
+        if (frame.fieldDied()) return;
+    }
+    auto* field = copy != nullptr && target != nullptr ? map._findField(*target) : copy == nullptr ? target : nullptr;
+    if (canLink(field)) {
+        const auto waiting = std::find_if(_entries.begin(), _entries.end(), [&](const Entry& entry) {
+            return !entry.link.isValid() && entry.link._asUnresolved(getOwnerExtension())._hasSameTarget(moved);
+        });
+        _bind(waiting != _entries.end() ? *waiting : _append(moved), *field);
+    } else if (!_hasLinkTo(moved)) {
+        _append(moved);
+    }
 }
 
 Proxy* Proxy::_duplicate() const {

@@ -87,6 +87,11 @@ public:
     /// Appends a link as content has it, without looking for its field or for another link like it. False for an
     /// empty path.
     bool _addStoredLink(const KrSim::KrContentReference& extension, const std::string& path);
+    /// For cloning: takes proxy data type and metadata of another proxy, as initializeFrom does, but no links.
+    bool _initializeWithoutLinks(const Proxy& source);
+    /// For cloning: links what `source` links, and the copies of what was copied in their places. No field takes a
+    /// value by that. Links to originals of what was copied are dropped.
+    void _copyLinks(const Proxy& source, const ICopyMap& map);
     /// The data type of the field, of a proxy its proxy data type.
     [[nodiscard]] static Types::DataTypeEnum _getValueDataType(const FieldBase& field) noexcept;
     /// Calls `write` with each linked field that is there. True when it answered so for at least one.
@@ -111,6 +116,8 @@ private:
     [[nodiscard]] Container* _home() const;
     Entry& _append(Link link);
     void _appendCopies(const Proxy& source);
+    void _copyLink(const Link& link, KrSim::KrExtension* home, const ICopyMap& map);
+    [[nodiscard]] bool _takeKind(const Proxy& source);
     [[nodiscard]] bool _agree(FieldBase& field);
     FieldBase* _resolve(std::uint32_t number);
     void _bind(Entry& entry, FieldBase& field);

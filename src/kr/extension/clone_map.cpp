@@ -5,22 +5,24 @@
 #include <utility>
 
 #include "kr/core/connection_base.h"
-#include "kr/data/container.h"
+#include "kr/data/field_copying.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/object_access.h"
+#include "kr/extension/internal/outside_connections.h"
 
 namespace KrSim {
 
 KrCloneMap::KrCloneMap() = default;
 KrCloneMap::~KrCloneMap() = default;
 
-void KrCloneMap::add(const KrExtension* source, KrExtension* clone) {
+void KrCloneMap::add(const KrExtension* source, KrExtension* clone, Values values) {
     if (!_clones.emplace(source, clone).second) return;
     // One that nobody holds, on the stack say, must not meet a holder.
     const auto holderOf = [](const Kr::KrRefCount& extension) {
         return Kr::KrSmartPtr<const Kr::KrRefCount>(extension.getRefCount() > 0 ? &extension : nullptr);
     };
-    _pairs.push_back({source, clone, holderOf(*source), holderOf(*clone)});
+    _pairs.push_back({source, clone, values, holderOf(*source), holderOf(*clone)});
 }
 
 KrExtension* KrCloneMap::find(const KrExtension* source) const {
@@ -28,47 +30,118 @@ KrExtension* KrCloneMap::find(const KrExtension* source) const {
     return found != _clones.end() ? found->second : nullptr;
 }
 
-namespace {
-
-/// The field of the clone that stands where `field` stands in its source, or null. Places and identifiers of fields
-/// are the same in both, but for fields that an implementation adds by its own mind.
-KrData::FieldBase* findCounterpart(const KrData::FieldBase& field, KrExtension& clone) {
-    const auto* parent = field.getParent();
-    if (parent == nullptr) return &clone.getFieldsContainer();
-    auto* above = findCounterpart(*parent, clone);
-    if (above == nullptr || above->getDataType() != KrData::Types::kContainer) return nullptr;
-    auto& group = static_cast<KrData::Container&>(*above);
-    const auto found = group.find(field.getID());
-    return found != group.end() ? *found : nullptr;
+bool KrCloneMap::hasClone(const KrExtension* extension) const {
+    return std::any_of(_pairs.begin(), _pairs.end(), [&](const Pair& pair) { return pair.clone == extension; });
 }
 
-/// Instances that are brought in line once more have most of their connections.
-bool isConnected(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
-    const auto& connections = source._getOutgoingConnections();
-    return std::any_of(connections.begin(), connections.end(),
-                       [&](const auto* connection) { return connection->getSink() == &sink; });
+KrData::FieldBase* KrCloneMap::_findField(const KrData::FieldBase& original) const {
+    auto* clone = find(original.getOwnerExtension());
+    return clone != nullptr ? KrData::_findCounterpart(original, clone->getFieldsContainer()) : nullptr;
 }
 
-void copyConnectionsOf(const KrData::FieldBase& field, KrExtension& clone, const KrCloneMap& clones) {
-    for (const auto* connection : field._getOutgoingConnections()) {
-        auto* sink = connection->getSink();
-        auto* sinkClone = sink != nullptr ? clones.find(sink->getOwnerExtension()) : nullptr;
-        if (sinkClone == nullptr) continue;
-        auto* newSource = findCounterpart(field, clone);
-        auto* newSink = findCounterpart(*sink, *sinkClone);
-        if (newSource == nullptr || newSink == nullptr || isConnected(*newSource, *newSink)) continue;
-        std::unique_ptr<Kr::KrConnectionBase> made(connection->_createBetween(*newSource, *newSink));
-        if (made) clone.getFieldsContainer()._ownConnection(std::move(made));
+// --- Links, connections, values ------------------------------------------------------------------------------------
+
+void KrCloneMap::_complete() const {
+    for (const auto& pair : _pairs) {
+        for (auto* group : pair.clone->getFieldsContainer()._getGroups()) {
+            const auto& source = pair.source->getFieldsContainer()[group->getID()];
+            KrData::_copyLinks(*group, static_cast<const KrData::Container&>(source), *this);
+        }
     }
-    for (const auto* child : field.getChildren())
-        copyConnectionsOf(*child, clone, clones);
+    for (const auto& pair : _pairs)
+        _copyConnectionsOf(pair.source->getFieldsContainer(), pair);
+    for (const auto& pair : _pairs)
+        _copyValuesOf(pair);
 }
 
-}  // namespace
+void KrCloneMap::_copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair) const {
+    if (field._hasOutgoingConnections()) _copyOutgoing(field, pair);
+    for (const auto* child : field.getChildren())
+        _copyConnectionsOf(*child, pair);
+}
 
-void KrCloneMap::_copyConnections() const {
+void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair) const {
+    auto* source = _findField(field);
+    if (source == nullptr) return;
+    std::unordered_map<const KrData::FieldBase*, std::size_t> present;  // by sink; instances have most of them
+    for (const auto* connection : source->_getOutgoingConnections())
+        ++present[connection->getSink()];
+    for (const auto* connection : field._getOutgoingConnections()) {
+        auto* sink = connection->getSink() != nullptr ? _findField(*connection->getSink()) : nullptr;
+        if (sink == nullptr) continue;
+        if (auto& count = present[sink]; count != 0) {
+            --count;
+            continue;
+        }
+        std::unique_ptr<Kr::KrConnectionBase> made(connection->_createBetween(*source, *sink));
+        if (made) pair.clone->getFieldsContainer()._ownConnection(std::move(made));
+    }
+}
+
+void KrCloneMap::_copyValuesOf(const Pair& pair) const {
+    std::vector<KrData::FieldBase*> changed;
+    for (auto* group : pair.clone->getFieldsContainer()._getGroups()) {
+        if (pair.values == Values::kOwn) {
+            KrData::_redirectReferences(*group, *this, changed);
+        } else {
+            const auto& source = pair.source->getFieldsContainer()[group->getID()];
+            KrData::_copyValues(*group, static_cast<const KrData::Container&>(source), *this, changed);
+        }
+    }
+    pair.clone->_tellRestored(changed);
+}
+
+// --- Definitions ---------------------------------------------------------------------------------------------------
+
+void KrCloneMap::_redirectDefinitions() const {
+    bool isRedirected = false;
+    for (const auto& pair : _pairs) {
+        auto* instance = detail::asObject(pair.clone);
+        auto* definition = instance != nullptr ? detail::asObject(find(instance->getDefinition())) : nullptr;
+        if (definition == nullptr) continue;
+        instance->_setDefinition(definition);
+        isRedirected = true;
+    }
+    // IDs are derived from others that are derived themselves: as often as definitions are nested.
+    constexpr int kDeepest = 64;
+    for (int i = 0; isRedirected && i < kDeepest; ++i)
+        isRedirected = _redirectIDs();
+}
+
+bool KrCloneMap::_redirectIDs() const {
+    std::unordered_map<KrContentID::Identifier, const KrExtension*> clones;  // by the IDs of their sources
     for (const auto& pair : _pairs)
-        copyConnectionsOf(pair.source->getFieldsContainer(), *pair.clone, *this);
+        clones.emplace(pair.source->getContentID().getRuntimeID(), pair.clone);
+    bool isChanged = false;
+    for (const auto& pair : _pairs) {
+        const auto* owner = pair.clone->getOwner();
+        const auto& chain = pair.source->getContentID().getParentInstances();
+        if (owner == nullptr || chain.size() < 2) continue;
+        const auto part = clones.find(chain.back().getRuntimeID());  // of the definition
+        if (part == clones.end()) continue;
+        const auto id = KrContentID::createFromParentInstance(owner->getContentID(), part->second->getContentID());
+        if (id == pair.clone->getContentID()) continue;
+        pair.clone->_setContentID(id);
+        isChanged = true;
+    }
+    return isChanged;
+}
+
+// --- Instances -----------------------------------------------------------------------------------------------------
+
+void KrCloneMap::_noteLeaving(const KrExtension& extension) const {
+    if (_instance != nullptr) _instance->_getOutsideConnections().noteLeaving(*_instance, extension);
+}
+
+void KrCloneMap::_followMessages() const {
+    for (const auto& pair : _pairs) {
+        auto& fields = pair.clone->getFieldsContainer();
+        const auto& source = pair.source->getFieldsContainer();
+        // The messages of a new part were copied with its fields; those of the instance itself never are.
+        const bool isCopy = pair.values == Values::kOfSource && pair.clone != _instance;
+        fields.getErrors()._follow(source.getErrors(), isCopy);
+        fields.getInfos()._follow(source.getInfos(), isCopy);
+    }
 }
 
 void KrCloneMap::_synchronizeImplementations() const {

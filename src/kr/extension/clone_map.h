@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kr/content/content_id.h"
+#include "kr/data/i_copy_map.h"
 #include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/ref_count.h"
@@ -15,32 +16,58 @@ namespace KrSim {
 
 /// Which extension was cloned into which, in the order of cloning. Keeps both alive where somebody holds them, so that
 /// a callback may drop what is still to be told.
-class KR_API KrCloneMap {
+class KR_API KrCloneMap final : public KrData::ICopyMap {
 public:
+    /// What becomes of the values of a clone when all clones are made.
+    enum class Values {
+        kOfSource,  ///< they are those of its source in the end
+        kOwn,       ///< it was there before and keeps its own
+    };
+
     KrCloneMap();
     ~KrCloneMap();
     KrCloneMap(const KrCloneMap&) = delete;
     KrCloneMap& operator=(const KrCloneMap&) = delete;
 
-    void add(const KrExtension* source, KrExtension* clone);
+    void add(const KrExtension* source, KrExtension* clone, Values values = Values::kOfSource);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
-
-    /// Gives each clone clones of the connections between its source and other cloned extensions.
-    void _copyConnections() const;
-    /// Tells each clone that it is in line with its source.
+    /// Whether the extension is a clone.
+    [[nodiscard]] bool hasClone(const KrExtension* extension) const;
+    /// For instances: an extension that is about to be removed has its connections with others kept there.
+    void _keepOutsideConnections(KrObject& instance) noexcept { _instance = &instance; }
+    void _noteLeaving(const KrExtension& extension) const;
+    /// For instances: messages that came from a source go when the source has them no more.
+    void _followMessages() const;
+    /// Links, connections and references of the clones, in this order: what leads to a source leads to its clone.
+    /// Connections transfer once; then the values of each clone are made those of its source, without a transfer, and
+    /// the observers are notified.
+    void _complete() const;
+    /// Instances whose definition was cloned become instances of the clone, with the content IDs that go with it.
+    void _redirectDefinitions() const;
+    /// Calls onSynchronized of each clone with the implementation of its source.
     void _synchronizeImplementations() const;
+
+    [[nodiscard]] KrExtension* _findExtension(const KrExtension* original) const override { return find(original); }
+    [[nodiscard]] KrData::FieldBase* _findField(const KrData::FieldBase& original) const override;
 
 private:
     struct Pair {
         const KrExtension* source;
         KrExtension* clone;
+        Values values;
         Kr::KrSmartPtr<const Kr::KrRefCount> sourceHolder;
         Kr::KrSmartPtr<const Kr::KrRefCount> cloneHolder;
     };
 
+    void _copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair) const;
+    void _copyOutgoing(const KrData::FieldBase& field, const Pair& pair) const;
+    void _copyValuesOf(const Pair& pair) const;
+    [[nodiscard]] bool _redirectIDs() const;
+
     std::vector<Pair> _pairs;
     std::unordered_map<const KrExtension*, KrExtension*> _clones;
+    KrObject* _instance{nullptr};
 };
 
 /// Decides which extensions are copied along.

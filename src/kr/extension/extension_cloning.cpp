@@ -1,4 +1,5 @@
-// How an extension is copied: fields first, then the connections among the copies, then onSynchronized.
+// How an extension is copied: fields first, then links and connections among the copies, then values, which transfers
+// may have changed, then onSynchronized.
 
 #include <utility>
 
@@ -31,10 +32,11 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_cloneAll(const KrContentID& id, const 
     request.contentID = id;
     request.clones = &clones;
     request.filter = filter;
-    request.synchronize = false;  // each clone hears of it once, after its connections
+    request.synchronize = false;  // once for each clone, when all are complete
     auto made = _clone(request);
     if (!made) return made;
-    clones._copyConnections();
+    clones._redirectDefinitions();
+    clones._complete();
     clones._synchronizeImplementations();
     return made;
 }
@@ -67,7 +69,12 @@ void KrExtension::_copyTo(KrExtension* target, bool copyFields) const {
     if (!hasName()) const_cast<KrExtension*>(this)->_setDefaultName();
     target->setName(getName().c_str());
     target->_setCreationKey(_creationKey);
-    if (copyFields) target->_fields->_loadFrom(*_fields);
+    if (copyFields) {
+        target->_fields->_loadFrom(*_fields, {.withDeclarations = true, .withoutLinks = true});
+        auto& name = target->_fields->getNameField();
+        name._takeDeclaration(_fields->getNameField());
+        name._replaceInternal(_fields->getNameField()._getInternalIfAny());
+    }
     target->_dataVersion = _dataVersion;
     target->_implementationVersion = _implementationVersion;
     target->_versions = _versions;

@@ -91,13 +91,52 @@ std::string KrMessageList::joinMessages(std::string_view prefix) const {
     return text;
 }
 
-bool KrMessageList::copyValue(const KrData::FieldBase& source) {
-    const auto* list = dynamic_cast<const KrMessageList*>(&source);
-    if (list == nullptr) return Vector::copyValue(source);
-    auto messages = list->getMessages();
+void KrMessageList::_follow(const KrMessageList& definition, bool isCopy) {
+    if (&definition == this) return;
+    auto wanted = definition.getMessages();
+    const auto isIn = [](const std::vector<std::string>& list, const std::string& message) {
+        return std::find(list.begin(), list.end(), message) != list.end();
+    };
     std::size_t last = 0;
     {
         const std::lock_guard lock(_mutex);
+        auto& items = _getItems();
+        if (wanted.empty() && _followed.empty()) return;
+        if (isCopy) _followed = wanted;
+        const auto before = items.size();
+        const auto isGone = [&](const std::string& each) { return isIn(_followed, each) && !isIn(wanted, each); };
+        const auto goneCount = std::erase_if(items, isGone);
+        std::vector<std::string> followed;
+        std::size_t addedCount = 0;
+        for (auto& message : wanted) {
+            const bool isKnown = isIn(_followed, message);
+            if (!isKnown && isIn(items, message)) continue;  // its own
+            followed.push_back(message);
+            if (isKnown) continue;
+            items.push_back(std::move(message));
+            ++addedCount;
+        }
+        _followed.swap(followed);
+        if (goneCount + addedCount == 0) return;
+        last = std::max(before, items.size()) - 1;
+    }
+    _itemsChanged(0, last);
+}
+
+bool KrMessageList::copyValue(const KrData::FieldBase& source) {
+    const auto* list = dynamic_cast<const KrMessageList*>(&source);
+    if (list == nullptr) return Vector::copyValue(source);
+    std::vector<std::string> messages;
+    std::vector<std::string> followed;
+    {
+        const std::lock_guard lock(list->_mutex);
+        messages = list->getItems();
+        followed = list->_followed;
+    }
+    std::size_t last = 0;
+    {
+        const std::lock_guard lock(_mutex);
+        _followed.swap(followed);
         auto& items = _getItems();
         if (items == messages) return true;
         last = std::max(items.size(), messages.size()) - 1;

@@ -37,12 +37,18 @@ public:
     /// All messages, each between `prefix` and a line feed.
     [[nodiscard]] std::string joinMessages(std::string_view prefix) const;
 
+    /// For instances: adds the messages of the definition, and removes those that came from there and are not there any
+    /// more. A message that was here by itself, or is removed here, is left alone.
+    /// \param isCopy  whether the list has just been copied from that of the definition.
+    void _follow(const KrMessageList& definition, bool isCopy);
+
     /// From another message list: as it is now.
     bool copyValue(const KrData::FieldBase& source) override;
     [[nodiscard]] KrData::Vector<std::string>* _duplicate() const override;
 
 private:
-    mutable std::mutex _mutex;  // guards the items
+    std::vector<std::string> _followed;  // messages that came from the definition of an instance
+    mutable std::mutex _mutex;           // guards the items and the one above
 };
 
 }  // namespace KrSim

@@ -8,6 +8,7 @@
 #include "kr/extension/internal/extension_list.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/object_guards.h"
+#include "kr/extension/internal/outside_connections.h"
 #include "kr/platform/log.h"
 #include "kr/platform/weak_ptr.h"
 

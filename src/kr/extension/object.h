@@ -23,7 +23,8 @@ namespace KrSim {
 
 namespace detail {
 class ExtensionList;
-}
+class OutsideConnections;
+}  // namespace detail
 
 /// An extension that holds others: its components and child objects. Objects form the tree of content.
 ///
@@ -136,6 +137,9 @@ class KR_API KrObject : public KrExtension {
     /// Strong holders of the extensions, in order.
     [[nodiscard]] HeldExtensions _getExtensions() const;
 
+    /// The connections that wait for parts that the definition has lost.
+    [[nodiscard]] detail::OutsideConnections& _getOutsideConnections();
+
     /// The own values of this instance and of all below it.
     [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
     /// Puts own values back where their extensions are, by runtime ID, else by raw ID; answers the others.
@@ -157,6 +161,7 @@ private:
     template <class Tell, class IfRecursive>
     void _tellListeners(const Tell& tell, const IfRecursive& ifRecursive);
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
+    bool _sync(KrCloneMap::Values values);
     void _syncWith(const KrObject& definition, KrCloneMap& pairs);
     void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
     [[nodiscard]] bool _mayChangeNow() const;
@@ -172,6 +177,7 @@ private:
     std::mutex _listenerMutex;  // guards the listeners
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;
+    std::unique_ptr<detail::OutsideConnections> _outsideConnections;
     std::vector<const KrExtension*> _leaving;  // whose removal is under way
     const KrExtension* _givenName{nullptr};    // whose next renaming comes from here
     bool _isDying{false};

@@ -10,6 +10,7 @@
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
+#include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/object.h"
 #include "kr/platform/log.h"
 
@@ -154,7 +155,7 @@ Kr::KrSmartPtr<KrObject> KrObject::instantiate(const KrContentID& id) {
     made->_setContentID(id);
     registry.registerExtension(made.get());
     made->_definition.setTarget(this);
-    made->sync();
+    made->_sync(KrCloneMap::Values::kOfSource);
     return made;
 }
 
@@ -202,7 +203,7 @@ void followFields(KrExtension& instance, const KrExtension& definition) {
     dropFields(fields.getInputs(), source.getInputs());
     dropFields(fields.getOutputs(), source.getOutputs());
     dropFields(fields.getParameters(), source.getParameters());
-    fields._loadGroupsFrom(source);
+    fields._loadGroupsFrom(source, {.withoutLinks = true});
 }
 
 void takeName(KrExtension& instance, const KrExtension& definition) {
@@ -220,6 +221,10 @@ bool KrObject::_mayChangeNow() const {
 }
 
 bool KrObject::sync() {
+    return _sync(KrCloneMap::Values::kOwn);
+}
+
+bool KrObject::_sync(KrCloneMap::Values values) {
     if (!_mayChangeNow()) return false;
     const auto held = _definition.lock();
     const auto* definition = asObject(held.get());
@@ -236,6 +241,8 @@ bool KrObject::sync() {
     }
     auto own = _getInternalInstanceData();
     KrCloneMap pairs;
+    pairs.add(definition, this, values);
+    pairs._keepOutsideConnections(*this);
     _definitionFileName = definition->_definitionFileName;
     std::exception_ptr failure;
     try {
@@ -243,10 +250,13 @@ bool KrObject::sync() {
     } catch (...) {
         failure = std::current_exception();  // of an error that was logged; what could not be made is missing
     }
+    pairs._complete();
     _createLostExtensionsFromInternalInstanceData(_restoreInternalInstanceData(std::move(own)));
-    pairs._copyConnections();
+    pairs._followMessages();
+    if (_outsideConnections) _outsideConnections->restore(*this, pairs);
     pairs._synchronizeImplementations();
     if (owner != nullptr && getOwner() == nullptr) owner->_setContextAndAdd(this);
+    if (_outsideConnections) _outsideConnections->report(*this);
     if (failure) std::rethrow_exception(failure);
     return true;
 }
@@ -258,7 +268,7 @@ void KrObject::_savePosition(const KrContentID& id, std::uint64_t position) {
 
 void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
     followFields(*this, definition);
-    pairs.add(&definition, this);
+    pairs.add(&definition, this, KrCloneMap::Values::kOwn);
 
     std::unordered_map<KrContentID::Identifier, Kr::KrSmartPtr<KrExtension>> placed;  // what came from a definition
     for (auto& extension : _getExtensions()) {
@@ -278,8 +288,10 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
         existing.push_back(isSame ? found->second : nullptr);
         if (isSame) placed.erase(found);
     }
-    for (const auto& [id, extension] : placed)
+    for (const auto& [id, extension] : placed) {
+        pairs._noteLeaving(*extension);
         _removeExtension(extension.get());
+    }
     for (std::size_t i = 0; i < wanted.size(); ++i)
         _syncExtension(*wanted[i], pairs, existing[i].get());
     // Once more, because names may have changed places.
@@ -306,8 +318,13 @@ void KrObject::_syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExte
         object->_syncWith(*definitionObject, pairs);
     } else {
         followFields(*existing, definition);
-        pairs.add(&definition, existing);
+        pairs.add(&definition, existing, KrCloneMap::Values::kOwn);
     }
+}
+
+detail::OutsideConnections& KrObject::_getOutsideConnections() {
+    if (!_outsideConnections) _outsideConnections = std::make_unique<detail::OutsideConnections>();
+    return *_outsideConnections;
 }
 
 // --- Own values ----------------------------------------------------------------------------------------------------
