@@ -2,6 +2,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/extension_functions.h"
+#include "kr/data/stored_path.h"
 
 namespace KrData {
 
@@ -24,7 +25,7 @@ void Link::link(const FieldBase* field) {
     auto* extension = field->getOwnerExtension();
     if (extension == nullptr || extension != _extension.get()) _extension.setTarget(extension);
     _isAtHome = extension == nullptr;
-    _path = field->getPath();
+    _path = _getStoredPath(*field);
 }
 
 void Link::link(const KrSim::KrContentReference& extension, const std::string& path) {
@@ -52,7 +53,7 @@ void Link::_updateField() {
 
 FieldBase* Link::_findField(const Container* home) const {
     const auto* fields = _isAtHome ? home : ExtensionFunctions::fieldsOf(_extension.get());
-    return fields != nullptr ? fields->findFieldFromPath(_path) : nullptr;
+    return fields != nullptr ? _findStoredPath(*fields, _path) : nullptr;
 }
 
 Link Link::_asUnresolved(KrSim::KrExtension* home) const {

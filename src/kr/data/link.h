@@ -27,7 +27,7 @@ public:
     [[nodiscard]] FieldBase* getField() const noexcept { return _field.get(); }
     [[nodiscard]] bool isValid() const noexcept { return _field.isAlive(); }
     [[nodiscard]] const KrSim::KrContentReference& getContentReference() const noexcept { return _extension; }
-    /// As FieldBase::getPath answers it: "Inputs.Force".
+    /// As FieldBase::getPath answers it: "Inputs.Force"; the second of two such fields is "Inputs.Force{2}".
     [[nodiscard]] const std::string& getFieldPath() const noexcept { return _path; }
     /// For people: extension, path and whether the field is there.
     [[nodiscard]] std::string toString() const;

@@ -155,6 +155,38 @@ TEST_P(ObjectFiles, KeepFieldsOfOneIdentifierApart) {
     EXPECT_TRUE(areSame(save(loaded.objects, GetParam()), bytes));
 }
 
+TEST_P(ObjectFiles, LeadToTheSameOfTwoFieldsOfOneIdentifier) {
+    std::string bytes;
+    {
+        const auto source = make({}, "Source", 1);
+        const auto sink = make({}, "Sink", 2);
+        auto* speed = source->addOutput("Speed", Types::kDouble);
+        auto& inputs = sink->getInputContainer();
+        for (const char* id : {"In", "In", "In{2}"})
+            inputs.add<double>(id);
+        ASSERT_NE(Kr::KrConnectionFactory::connect(speed, &inputs[1]), nullptr);
+        ASSERT_NE(Kr::KrConnectionFactory::connect(source->addOutput("Other", Types::kDouble), &inputs[2]), nullptr);
+        auto* proxy = static_cast<KrData::Proxy*>(source->addInput("Both", Types::kProxy));
+        ASSERT_TRUE(proxy->addLink(&inputs[1]));
+        auto& references = sink->getParameterContainer();
+        references.addExtensionField("Target", "Any");
+        references.addExtensionField("Target", "Any")->set<KrExtension*>(source.get());
+        bytes = save({source, sink}, GetParam());
+    }
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.error, "");
+    EXPECT_THAT(loaded.problems, IsEmpty());
+    ASSERT_EQ(loaded.objects.size(), 2U);
+    const auto &source = loaded.objects[0], &sink = loaded.objects[1];
+    source->getOutput("Speed")->set(3.0);
+    source->getOutput("Other")->set(4.0);
+    EXPECT_THAT(valuesOf(sink->getInputContainer()), ElementsAre("0", "3", "4"));
+    EXPECT_TRUE(source->getInput("Both")->copyValue(KrData::Field<double>("Value", nullptr, 5.0)));
+    EXPECT_THAT(valuesOf(sink->getInputContainer()), ElementsAre("0", "5", "4"));
+    EXPECT_EQ(sink->getParameterContainer()[0].toExtension(), nullptr);
+    EXPECT_EQ(sink->getParameterContainer()[1].toExtension(), source.get());
+}
+
 TEST_P(ObjectFiles, KeepFieldsOfOneIdentifierApartWhereAPluginIsMissing) {
     auto twins = makeTwins();
     const auto bytes = save(twins, GetParam());

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/data/field_copying.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
@@ -30,12 +31,8 @@ std::string pathBelow(const KrObject& instance, const KrExtension& part) {
     return path;
 }
 
-/// The field of this path and, where several have it, of this number.
-KrData::FieldBase* findField(const KrExtension* extension, const std::string& path, std::uint32_t number) {
-    auto* field = extension != nullptr ? extension->findFieldFromPath(path) : nullptr;
-    if (field == nullptr || field->getParent() == nullptr) return field;
-    auto* twin = field->getParent()->getFieldByInternalIdentifier(number);
-    return twin != nullptr && twin->getID() == field->getID() ? twin : field;
+KrData::FieldBase* findField(const KrExtension* extension, const std::string& path) {
+    return extension != nullptr ? KrData::_findStoredPath(extension->getFieldsContainer(), path) : nullptr;
 }
 
 /// A copy of the field in a container of its role.
@@ -126,16 +123,15 @@ void OutsideConnections::_keep(const KrObject& instance, const KrExtension& part
     const bool isPartSource = connection.getSource() == &field;
     auto* otherField = isPartSource ? connection.getSink() : connection.getSource();
     const auto* other = isPartSource ? connection.getSinkOwner() : connection.getSourceOwner();
-    Kept kept{
-        .part = {part.getContentID(), field.getPath(), field.getInternalIdentifier(), {}, pathBelow(instance, part)},
-        .other = {other->getContentID(), otherField->getPath(), otherField->getInternalIdentifier(),
-                  KrData::FieldReference(otherField), other->getPath()},
-        .isPartSource = isPartSource,
-        .isEnabled = connection.isEnabled(),
-        .isOrdering = connection._isRegisteredInSorter(),
-        .source = {},
-        .sink = {},
-        .prototype = {}};
+    Kept kept{.part = {part.getContentID(), KrData::_getStoredPath(field), {}, pathBelow(instance, part)},
+              .other = {other->getContentID(), KrData::_getStoredPath(*otherField), KrData::FieldReference(otherField),
+                        other->getPath()},
+              .isPartSource = isPartSource,
+              .isEnabled = connection.isEnabled(),
+              .isOrdering = connection._isRegisteredInSorter(),
+              .source = {},
+              .sink = {},
+              .prototype = {}};
     auto* source = copyInto(kept.source, *connection.getSource());
     auto* sink = copyInto(kept.sink, *connection.getSink());
     if (source == nullptr || sink == nullptr) return;
@@ -150,11 +146,11 @@ void OutsideConnections::_keep(const KrObject& instance, const KrExtension& part
 OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const Parts& parts, const KrCloneMap& pairs) {
     auto* other = kept.other.field.get();
     if (other == nullptr) {
-        other = findField(KrContentRegistry::instance().find(kept.other.extension), kept.other.path, kept.other.number);
+        other = findField(KrContentRegistry::instance().find(kept.other.extension), kept.other.path);
     }
     if (other == nullptr) return Outcome::kBelongsToOther;
     if (pairs.hasClone(other->getOwnerExtension())) return Outcome::kDone;
-    auto* own = findField(parts.find(kept.part.extension), kept.part.path, kept.part.number);
+    auto* own = findField(parts.find(kept.part.extension), kept.part.path);
     if (own == nullptr) return Outcome::kStays;
     auto& source = kept.isPartSource ? *own : *other;
     auto& sink = kept.isPartSource ? *other : *own;

@@ -40,8 +40,7 @@ private:
     /// A field, and by what it is found once it is gone.
     struct End {
         KrContentID extension;
-        std::string path;
-        std::uint32_t number;  // internal identifier, where several have the path
+        std::string path;  // as it is stored
         KrData::FieldReference field;
         std::string name;  // the path of the extension, that of a part below the instance
     };

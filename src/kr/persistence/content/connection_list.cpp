@@ -9,7 +9,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/sim_queued_connection.h"
-#include "kr/data/field_base.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/archives/archive_reader.h"
@@ -40,9 +40,9 @@ void collectInto(const KrData::FieldBase& field, std::deque<Placed>& found) {
             if (!connection->isValid() || source == nullptr || sink == nullptr) continue;
             ConnectionRecord record;
             record.source = source->getContentID().getRuntimeID();
-            record.sourceField = connection->getSource()->getPath();
+            record.sourceField = KrData::_getStoredPath(*connection->getSource());
             record.sink = sink->getContentID().getRuntimeID();
-            record.sinkField = field.getPath();
+            record.sinkField = KrData::_getStoredPath(field);
             record.isQueued = connection->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
             record.isDisabled = !connection->isEnabled();
             record.isUnordered = record.isDisabled && !connection->_isRegisteredInSorter();

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "kr/core/connections/connection_factory.h"
-#include "kr/data/field_base.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
@@ -42,7 +42,8 @@ bool ConnectionRestorer::restore(const ConnectionRecord& record) {
     const auto source = _source;
     const auto sink = _find(record.sink);
     if (!source || !sink) return false;
-    Ends ends{source->findFieldFromPath(record.sourceField), sink->findFieldFromPath(record.sinkField)};
+    Ends ends{KrData::_findStoredPath(source->getFieldsContainer(), record.sourceField),
+              KrData::_findStoredPath(sink->getFieldsContainer(), record.sinkField)};
     if (ends.source == nullptr) _redirect(*source, *sink, record.sourceField, true, ends);
     if (ends.sink == nullptr) _redirect(*sink, *source, record.sinkField, false, ends);
     if (ends.source == nullptr || ends.sink == nullptr) return false;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/content/content_directory.h"
+#include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
@@ -295,7 +296,7 @@ namespace {
 
 /// Whether there is nothing left to do for the reference.
 bool setReference(const KrExtension& extension, const ExtensionReference& reference, KrExtension* target) {
-    auto* field = extension.findFieldFromPath(reference.fieldPath);
+    auto* field = KrData::_findStoredPath(extension.getFieldsContainer(), reference.fieldPath);
     if (field == nullptr) return true;
     if (reference.item == ExtensionReference::kNoItem) {
         if (field->getDataType() != KrData::Types::kExtension || field->toExtension() != nullptr) return true;

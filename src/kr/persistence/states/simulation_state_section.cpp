@@ -5,10 +5,12 @@
 #include <string>
 #include <utility>
 
+#include "kr/data/stored_path.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
@@ -61,7 +63,7 @@ std::vector<StoredValue> storedValues(const SimulationSnapshot& snapshot) {
         const auto* sink = each.sink.get();
         const auto* extension = sink != nullptr ? sink->getOwnerExtension() : nullptr;
         if (each.value && extension != nullptr)
-            stored.push_back({extension->getContentID(), sink->getPath(), each.value, {}});
+            stored.push_back({extension->getContentID(), KrData::_getStoredPath(*sink), each.value, {}});
     }
     return stored;
 }
@@ -113,7 +115,7 @@ std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot(
     }
     for (const auto& each : _loaded->values) {
         const auto extension = KrSim::KrContentRegistry::instance().lock(each.sink);
-        auto* sink = extension ? extension->findFieldFromPath(each.path) : nullptr;
+        auto* sink = extension ? KrData::_findStoredPath(extension->getFieldsContainer(), each.path) : nullptr;
         if (sink == nullptr) continue;
         std::shared_ptr<KrData::FieldBase> value(each.value->_duplicate());
         detail::resolveReferences(*value, each.references);

@@ -11,6 +11,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/proxy.h"
+#include "kr/data/stored_path.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/internal/untyped_field_array.h"
 #include "kr/persistence/fields/internal/value_archive.h"
@@ -69,7 +70,7 @@ private:
 FieldReader::FieldReader(ArchiveReader& reader, FieldReadContext& context) : _reader(reader), _context(context) {}
 
 std::unique_ptr<KrData::FieldBase> FieldReader::readField(std::string_view name) {
-    return _readField(name, Types::kField, 0);
+    return _readField(name, Types::kField, 0, nullptr);
 }
 
 void FieldReader::readChildren(std::string_view listName, Container& container) {
@@ -79,25 +80,26 @@ void FieldReader::readChildren(std::string_view listName, Container& container) 
 }
 
 void FieldReader::fail(const std::string& text) const {
-    const std::string path = _path.size() == 1 ? _path.front().str() : getPath();
+    const std::string path = _path.size() == 1 ? _path.front().id.str() : getPath();
     _reader.fail("field '" + path + "' " + text);
 }
 
 std::string FieldReader::getPath() const {
     std::string path;
     for (std::size_t i = 1; i < _path.size(); ++i)
-        appendStep(path, _path[i]);
+        appendStep(path, _path[i].container != nullptr ? KrData::_getNextStoredStep(*_path[i].container, _path[i].id)
+                                                       : KrData::_getStoredStep(_path[i].id, 0));
     return path;
 }
 
 // --- Fields --------------------------------------------------------------------------------------------------------
 
 std::unique_ptr<KrData::FieldBase> FieldReader::_readField(std::string_view name, Types::FieldTypeEnum usualRole,
-                                                           std::uint32_t usualNumber) {
+                                                           std::uint32_t usualNumber, const Container* container) {
     std::unique_ptr<FieldBase> field;
     _reader.group(name, [&] {
         const Kr::KrID id(_reader.readRepeated("Identifier"));
-        enter(id);
+        enter(id, container);
         field = make(readDataType(_reader, "Type"), id, usualRole);
         _readProperties(*field, usualNumber);
         _readContent(*field);
@@ -185,7 +187,7 @@ void FieldReader::_readChildren(std::string_view listName, std::string_view item
     std::uint32_t usualNumber = 1;
     InternalIdentifiers numbers(container);
     _reader.sequence(listName, [&](std::size_t) {
-        auto child = _readField(itemName, container.getFieldType(), usualNumber);
+        auto child = _readField(itemName, container.getFieldType(), usualNumber, &container);
         const auto number = numbers.take(child->getInternalIdentifier());
         const auto next = number != 0 ? number : container._getNextInternalIdentifier();
         if (next == kLastInternalIdentifier) {

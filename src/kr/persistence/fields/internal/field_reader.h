@@ -24,7 +24,8 @@ public:
     void readChildren(std::string_view listName, KrData::Container& container);
 
     // --- Parts of a field, for whoever reads values ----------------------------------------------------------------
-    void enter(const Kr::KrID& id) { _path.push_back(id); }
+    /// \param container  what the field will be added to, where it is not there yet; may be null.
+    void enter(const Kr::KrID& id, const KrData::Container* container = nullptr) { _path.push_back({id, container}); }
     void leave() noexcept { _path.pop_back(); }
     /// A new field of this type; reads what the type needs to be known by.
     [[nodiscard]] std::unique_ptr<FieldBase> make(Types::DataTypeEnum type, const Kr::KrID& id,
@@ -39,8 +40,13 @@ public:
     void fail(const std::string& text) const;
 
 private:
+    struct Step {
+        Kr::KrID id;
+        const KrData::Container* container;
+    };
+
     [[nodiscard]] std::unique_ptr<FieldBase> _readField(std::string_view name, Types::FieldTypeEnum usualRole,
-                                                        std::uint32_t usualNumber);
+                                                        std::uint32_t usualNumber, const KrData::Container* container);
     [[nodiscard]] std::unique_ptr<FieldBase> _makeContainer(const Kr::KrID& id, Types::FieldTypeEnum usualRole);
     [[nodiscard]] std::unique_ptr<FieldBase> _makeVector(const Kr::KrID& id);
     void _readProperties(FieldBase& field, std::uint32_t usualNumber);
@@ -57,8 +63,8 @@ private:
 
     ArchiveReader& _reader;
     FieldReadContext& _context;
-    int _hiddenDepth{0};          // levels of metadata around the field being read
-    std::vector<Kr::KrID> _path;  // from the root down, the root included
+    int _hiddenDepth{0};      // levels of metadata around the field being read
+    std::vector<Step> _path;  // from the root down, the root included
 };
 
 }  // namespace KrPersistence::detail

@@ -12,6 +12,7 @@
 #include "kr/data/extension_functions.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
+#include "kr/data/stored_path.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/internal/value_archive.h"
 
@@ -36,7 +37,7 @@ std::string pathBelow(const KrData::FieldBase& root, const KrData::FieldBase& fi
     std::string path;
     if (step == nullptr) return path;
     for (auto each = steps.rbegin(); each != steps.rend(); ++each)
-        appendStep(path, (*each)->getID());
+        appendStep(path, KrData::_getStoredStep(**each));
     return path;
 }
 

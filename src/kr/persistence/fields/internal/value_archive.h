@@ -37,9 +37,9 @@ template <class T>
 void readItem(ArchiveReader& reader, std::string_view name, T& value);
 
 /// Goes one step down, as in FieldBase::getPath: an identifier without text adds nothing.
-inline void appendStep(std::string& path, const Kr::KrID& id) {
-    if (!path.empty() && !id.str().empty()) path += '.';
-    path += id.str();
+inline void appendStep(std::string& path, const std::string& step) {
+    if (!path.empty() && !step.empty()) path += '.';
+    path += step;
 }
 
 // A choice among data types, named as people know them.
