@@ -10,6 +10,7 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
+#include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
 
 namespace KrSim {
@@ -80,6 +81,7 @@ void KrExtension::_copyTo(KrExtension* target, bool copyFields) const {
     target->_versions = _versions;
     // Bytes that no implementation has read are the content of an extension whose plug-in is missing.
     if (!_hasImplementation) target->_extensionData = _extensionData;
+    if (copyFields && _keptContent) _keptContent->_copyTo(*target);
 }
 
 void KrExtension::_synchronizeImplementation(const IExtension* source) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
 
 namespace KrSim {
@@ -9,6 +10,8 @@ namespace KrSim {
 class KR_API IKeptContent {
 public:
     virtual ~IKeptContent();
+    /// Gives a copy of the extension what belongs to its fields, as a reference to content that is not there.
+    virtual void _copyTo(KrExtension& copy) const = 0;
 };
 
 }  // namespace KrSim

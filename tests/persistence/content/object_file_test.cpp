@@ -205,6 +205,23 @@ protected:
     TypeScope _types;
 };
 
+TEST_F(Content, IsCopiedWithItsReferencesToContentThatIsNotThere) {
+    std::string source, target;
+    {
+        const auto motor = makeMotor("Motor", 1, 1.0, 0);
+        const auto plain = make({}, "Plain", 2);
+        plain->addParameter("Target", Kr::KrID("Motor"))->set<KrExtension*>(motor.get());
+        source = save({plain});
+        target = save({motor});
+    }
+    const auto plain = load(source);
+    ASSERT_EQ(plain.objects.size(), 1U);
+    const auto copy = plain.objects[0]->clone();
+    const auto motor = load(target);
+    ASSERT_EQ(motor.objects.size(), 1U);
+    EXPECT_EQ(copy->getParameter("Target")->toExtension(), motor.objects[0].get());
+}
+
 TEST_F(Content, IsUpgradedByItsImplementation) {
     KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
     std::string bytes;

@@ -65,6 +65,13 @@ std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
     return held;
 }
 
+void KeptContent::_copyTo(KrSim::KrExtension& copy) const {
+    if (references.empty() && !isAwaitingDefinition) return;
+    auto& kept = of(copy);
+    kept.references = references;
+    kept.isAwaitingDefinition = isAwaitingDefinition;
+}
+
 void KeptContent::dropIfEmpty(KrSim::KrExtension& extension) {
     const auto* kept = find(extension);
     if (kept == nullptr || kept->isAwaitingDefinition) return;

@@ -28,6 +28,8 @@ public:
     [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions();
     /// Drops what an extension has, once nothing is left in it.
     static void dropIfEmpty(KrSim::KrExtension& extension);
+    /// References, and that the definition is awaited; connections are not copied to where one end is not copied.
+    void _copyTo(KrSim::KrExtension& copy) const override;
 
     std::vector<ConnectionRecord> connections;
     std::vector<ExtensionReference> references;
