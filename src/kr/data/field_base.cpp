@@ -230,6 +230,15 @@ void FieldBase::_setDynamic(bool dynamic) noexcept {
     if (isValid()) _setState(kDynamic, dynamic);
 }
 
+void FieldBase::_setTreatedAsDynamic(bool on) const noexcept {
+    for (const auto* child : getChildren()) {
+        if (on ? !child->isDynamic() : child->_has(kTreatedAsDynamic)) {
+            child->_setState(kDynamic | kTreatedAsDynamic, on);
+        }
+        child->_setTreatedAsDynamic(on);
+    }
+}
+
 void FieldBase::_setInternalIdentifier(std::uint32_t identifier) noexcept {
     if (isValid()) _internalIdentifier = identifier;
 }

@@ -212,6 +212,9 @@ public:
 
     /// Marks the field as produced at run time. For producers only.
     void _setDynamic(bool dynamic) noexcept;
+    /// For loading: while on, all fields below this one are dynamic, so that upgrades can rename and move them. Off
+    /// ends that for those that are below this field now: what was declared is declared again.
+    void _setTreatedAsDynamic(bool on) const noexcept;
     /// For loading: sets the bit of this field alone, whatever its descendants have.
     void _setForcingObservers(bool forcing) const noexcept { _setState(kForceObservers, forcing); }
     /// For loading, before copyValue, which leaves equal values alone: makes them the same to the last bit, as -0.0 and
@@ -263,6 +266,7 @@ private:
         kHasOutgoing = 0x100,
         kHasObservers = 0x200,
         kHasProxies = 0x400,
+        kTreatedAsDynamic = 0x800,  // dynamic while upgrades run, declared before and after
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
         kIsConnected = kHasOutgoing | kHasProxies,
         kNoisy = kAncestorObserved | kAncestorConnected | kForceObservers | kIsConnected | kHasObservers,

@@ -18,6 +18,23 @@
 
 namespace KrSim {
 
+namespace {
+
+/// Lets upgrades and onLoading rename and move saved fields. What was declared when it was saved counts as that again
+/// afterwards.
+class ChangeableFields {
+public:
+    explicit ChangeableFields(const KrData::Container& saved) : _saved(saved) { _saved._setTreatedAsDynamic(true); }
+    ChangeableFields(const ChangeableFields&) = delete;
+    ChangeableFields& operator=(const ChangeableFields&) = delete;
+    ~ChangeableFields() { _saved._setTreatedAsDynamic(false); }
+
+private:
+    const KrData::Container& _saved;
+};
+
+}  // namespace
+
 void KrExtension::_loadImplementation(KrData::Container* saved) {
     if (saved != nullptr) {
         try {
@@ -38,6 +55,7 @@ void KrExtension::_loadImplementation(KrData::Container* saved) {
 
 bool KrExtension::_onPreLoadImplementation(KrData::Container* saved) {
     if (_hasImplementation) {
+        const ChangeableFields changeable(*saved);
         KrVersioningRegistry::onLoadingExtension(this, saved, _versions);
         Kr::callGuarded(
             detail::kOnLoading, [this] { return getName(); },

@@ -244,6 +244,60 @@ TEST_F(Content, IsUpgradedByItsImplementation) {
     EXPECT_EQ(motorOf(loaded.objects[0]).loadedVersion, Motor::kVersion);
 }
 
+/// What a motor was before its fields got other names.
+class OldMotor final : public KrSim::IExtension {
+public:
+    explicit OldMotor(KrExtension* proxy) : IExtension(proxy, 1) {
+        auto* tuning = new KrData::Container("Tuning", &proxy->getParameterContainer());
+        new KrData::Field<double>("Boost", tuning, 1.25);
+    }
+    KrSim::Input<double> throttle{this, "Throttle", {.value = 0.5}};
+    KrSim::Output<double> rate{this, "Rate", {.value = 70.0}};
+    KrSim::Parameter<double> weight{this, "Weight", {.value = 12.0}};
+};
+
+void renameFields(KrData::Container& saved) {
+    EXPECT_TRUE(saved["Inputs"]["Throttle"].setID("Pedal"));
+    EXPECT_TRUE(saved["Outputs"]["Rate"].setID("Speed"));
+    EXPECT_TRUE(saved["Parameters"]["Weight"].setID("Mass"));
+}
+
+class Renaming : public testing::TestWithParam<bool> {};
+
+TEST_P(Renaming, KeepsTheValuesOfDeclaredFields) {
+    const auto& inUpgradeStep = GetParam();
+    std::string bytes;
+    {
+        KrSim::registerExtensionType<OldMotor>(kMotorType);
+        bytes = save({make(kMotorType, "Old", 1)});
+        KrSim::KrExtensionFactory::unregisterType(kMotorType);
+    }
+    const TypeScope types;
+    KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
+    if (inUpgradeStep) {
+        KrSim::KrVersioningRegistry::registerUpgrade(kMotorType, "Motor", 0, renameFields);
+    } else {
+        Motor::whenLoading = renameFields;
+    }
+    const auto loaded = load(bytes);
+    KrSim::KrVersioningRegistry::unregisterType(kMotorType);
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    auto& extension = *loaded.objects[0];
+    auto& motor = motorOf(loaded.objects[0]);
+    EXPECT_EQ(motor.pedal, 0.5);
+    EXPECT_EQ(motor.speed, 70.0);
+    EXPECT_EQ(motor.mass, 12.0);
+    EXPECT_EQ(extension.getInputContainer().size() + extension.getOutputContainer().size(), 2U) << "no orphans";
+    EXPECT_EQ(extension.getParameter("Weight"), nullptr);
+    EXPECT_FALSE(extension.getParameter("Mass")->setID("Weight")) << "it is declared again";
+    auto* group = extension.getParameter("Tuning");
+    ASSERT_NE(group, nullptr) << "what no implementation knows any more is kept";
+    EXPECT_FALSE((*group)["Boost"].isDynamic()) << "as it was when it was saved";
+}
+
+INSTANTIATE_TEST_SUITE_P(While, Renaming, testing::Bool(),
+                         [](const auto& each) { return each.param ? "UpgradeStepsRun" : "OnLoadingRuns"; });
+
 TEST_F(Content, SurvivesImplementationsThatThrow) {
     auto top = makeGarage();
     const auto whole = save({top});
