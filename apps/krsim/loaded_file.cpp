@@ -48,13 +48,14 @@ void refuseFolder(const std::string& filename) {
     }
 }
 
-Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename) {
+Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& referringFile) {
     std::error_code error;
     if (!std::filesystem::exists(filename, error)) {
         throw Failure(eExitCode::kUsage, "file '" + filename + "' does not exist");
     }
     refuseFolder(filename);
     auto file = Kr::makeSmart<KrFile>();
+    file->setReferringFile(referringFile);
     if (file->load(filename)) return file;
     throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + trim(file->getLastError()));
 }

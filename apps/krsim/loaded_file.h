@@ -10,7 +10,9 @@
 namespace krsim {
 
 /// Throws a Failure with the reason when the file is refused.
-[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename);
+/// \param referringFile  the setup that names the file, if any.
+[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename,
+                                                             const std::string& referringFile = {});
 
 /// A folder can be opened, too, but not read. Throws a Failure for one.
 void refuseFolder(const std::string& filename);

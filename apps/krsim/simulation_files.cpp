@@ -16,6 +16,7 @@
 #include "kr/extension/object.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/content/definition_files.h"
+#include "kr/persistence/content/object_file.h"
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/content/open_ends.h"
 #include "kr/persistence/setups/content_list_section.h"
@@ -43,6 +44,11 @@ std::string makeAbsolute(const std::string& path) {
     return error ? path : absolute.lexically_normal().string();
 }
 
+std::string describeWithFile(const KrSim::KrExtension& extension) {
+    const auto file = KrPersistence::findSourceFile(extension);
+    return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
+}
+
 }  // namespace
 
 SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
@@ -63,7 +69,7 @@ void SimulationFiles::load(const std::vector<std::string>& files) {
             _apply(*setup);
             if (const auto* list = findSection<KrPersistence::KrContentListSection>(*file)) {
                 for (const auto& content : list->getFiles()) {
-                    _add(content, *loadFile(content));
+                    _add(content, *loadFile(content, each));
                     all.push_back(content);
                 }
             }
@@ -124,8 +130,8 @@ Faults SimulationFiles::findFaults() const {
         const auto& id = extension->getContentID();
         const auto [first, isFirst] = byID.emplace(id.getRuntimeID(), extension.get());
         if (!isFirst) {
-            faults.others.push_back("'" + extension->getPath() + "' has the content ID " + id.toString() + " of '" +
-                                    first->second->getPath() + "': is the same content loaded twice?");
+            faults.others.push_back(describeWithFile(*extension) + " has the content ID " + id.toString() + " of " +
+                                    describeWithFile(*first->second) + ": is the same content loaded twice?");
         }
         const auto& key = extension->getCreationKey();
         if (!key.completed().isNull() && !extension->hasImplementation()) {

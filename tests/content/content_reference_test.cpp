@@ -90,6 +90,65 @@ TEST_F(ContentReference, FollowsItsContentToAnotherID) {
     EXPECT_EQ(waiting.get(), nullptr);
 }
 
+/// The ID as it is for content of another file.
+KrContentID fromFile(const std::string& file) {
+    auto id = kId;
+    id.setFile(file);
+    return id;
+}
+
+TEST_F(ContentReference, TakesTheOnlyContentOfItsItemUntilItsOwnComes) {
+    int calls = 0;
+    KrContentReference toMoved(fromFile("old.kro"));
+    toMoved.setObserver([&] { ++calls; });
+    const KrContentReference toUnnamed(kId);
+    const Content moved = make(fromFile("new.kro"));
+    EXPECT_EQ(toMoved.get(), moved->asExtension());
+    EXPECT_EQ(toUnnamed.get(), moved->asExtension());
+    EXPECT_EQ(KrContentReference(fromFile("old.kro")).get(), moved->asExtension()) << "also when it is there before";
+    EXPECT_EQ(toMoved.getContentID(), fromFile("old.kro"));
+    {
+        const Content own = make(fromFile("old.kro"));
+        EXPECT_EQ(toMoved.get(), own->asExtension());
+        EXPECT_EQ(toUnnamed.get(), moved->asExtension()) << "one of two is kept by those that have it";
+        EXPECT_EQ(KrContentReference(kId).get(), nullptr) << "and none is taken by others";
+    }
+    EXPECT_EQ(toMoved.get(), moved->asExtension());
+    EXPECT_EQ(calls, 3);
+    moved->leave();
+    EXPECT_EQ(toMoved.get(), nullptr);
+    EXPECT_EQ(toUnnamed.get(), nullptr);
+    moved->enter();
+    EXPECT_EQ(toMoved.get(), moved->asExtension());
+}
+
+TEST_F(ContentReference, ToOneOfSeveralOfAnItemWaitsUntilOneIsLeft) {
+    const Content first = make(fromFile("a.kro"));
+    Content second = make(fromFile("b.kro"));
+    const KrContentReference reference(fromFile("c.kro"));
+    EXPECT_EQ(reference.get(), nullptr);
+    second.reset();
+    EXPECT_EQ(reference.get(), first->asExtension());
+    first->changeID(fromFile("d.kro"));
+    EXPECT_EQ(reference.getContentID(), fromFile("d.kro")) << "its content has another ID now";
+    EXPECT_EQ(KrContentReference(fromFile("a.kro")).get(), first->asExtension()) << "and is the same item";
+    first->changeID(kOtherId);
+    EXPECT_EQ(reference.get(), first->asExtension());
+    EXPECT_EQ(KrContentReference(fromFile("a.kro")).get(), nullptr);
+}
+
+TEST_F(ContentReference, AStrongOneKeepsTheContentOfItsItem) {
+    KrContentReference reference;
+    reference.enableStrongReference(true);
+    const Content moved = make(fromFile("new.kro"));
+    reference.setTarget(fromFile("old.kro"));
+    EXPECT_EQ(moved->getRefCount(), 2);
+    const Content own = make(fromFile("old.kro"));
+    EXPECT_EQ(reference.get(), moved->asExtension());
+    reference.enableStrongReference(false);
+    EXPECT_EQ(reference.get(), own->asExtension());
+}
+
 TEST_F(ContentReference, AStrongOneHoldsAndAWeakOneDoesNot) {
     KrContentReference reference(kId);
     reference.enableStrongReference(true);

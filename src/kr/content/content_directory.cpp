@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "kr/content/i_content_resolver.h"
+#include "kr/content/internal/content_index.h"
 #include "kr/content/internal/content_link.h"
-#include "kr/content/internal/content_table.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/weak_ptr.h"
 
@@ -25,9 +25,9 @@ constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn,
                                         "KrContentReference: unhandled exception in '%s' onExtensionRegistered()\n"};
 
 struct Directory {
-    std::mutex mutex;                 // guards the table and the members of all links
+    std::mutex mutex;                 // guards the index and the members of all links
     std::condition_variable hasTold;  // an owner has been told
-    detail::ContentTable table;
+    detail::ContentIndex index;
 
     // Never destroyed: static objects are content too, to the very end.
     static Directory& instance() {
@@ -105,27 +105,23 @@ private:
     Holder _released;
 };
 
-/// Calls the function with each reference that follows the ID; the function may take that one out of the list.
-template <class Function>
-void forEachLink(const detail::ContentTable& table, const KrContentID::Identifier& id, const Function& function) {
-    for (ContentLink* link = table.linksOf(id); link;) {
-        ContentLink* const next = link->next;
-        function(*link);
-        link = next;
-    }
+/// The extension for a reference: the first with its runtime ID, else the only one with its raw ID. Those with the
+/// empty ID are told apart by their address only.
+void aim(const detail::ContentIndex& index, ContentLink& link, Aftermath& aftermath) noexcept {
+    KrExtension* target = index.findFirst(link.id.getRuntimeID());
+    const bool isExact = target != nullptr;
+    if (!isExact) target = index.findOnly(link.id.getRawID());
+    aftermath.retarget(link, target);
+    link.isTwin = target && !isExact;
 }
 
-/// The extension that answers for an ID. Those with the empty ID are told apart by their address only.
-KrExtension* findFor(const detail::ContentTable& table, const KrContentID::Identifier& id) {
-    return id.isNull() ? nullptr : table.findFirst(id);
-}
-
-/// Resolves the references that wait for the ID.
-void offerToWaiting(const detail::ContentTable& table, const KrContentID::Identifier& id, KrExtension* extension,
+/// Resolves the references that wait for an extension that has come.
+void offerToWaiting(const detail::ContentIndex& index, const KrContentID& id, KrExtension* extension,
                     Aftermath& aftermath) {
-    if (id.isNull()) return;
-    forEachLink(table, id, [&](ContentLink& link) {
-        if (!link.target.load(std::memory_order_relaxed)) aftermath.retarget(link, extension);
+    index.forEachLinkToItem(id, [&](ContentLink& link) {
+        const auto* target = link.target.load(std::memory_order_relaxed);
+        const bool isBetter = link.isTwin && !link.holder && target != extension && link.id == id;
+        if (!target || isBetter) aim(index, link, aftermath);
     });
 }
 
@@ -140,71 +136,88 @@ void waitForOthers(std::unique_lock<std::mutex>& lock, const ContentLink& link) 
 // Extensions
 
 void KrContentDirectory::_add(KrExtension* extension, const KrContentID& id) {
-    const auto& key = id.getRuntimeID();
     Aftermath aftermath;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    if (directory.table.add(key, extension)) offerToWaiting(directory.table, key, extension, aftermath);
+    if (directory.index.add(extension, id)) offerToWaiting(directory.index, id, extension, aftermath);
 }
 
 bool KrContentDirectory::_remove(KrExtension* extension, const KrContentID& id) noexcept {
-    const auto& key = id.getRuntimeID();
     Aftermath aftermath;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    if (!directory.table.remove(key, extension)) return false;
-    KrExtension* const heir = findFor(directory.table, key);
-    forEachLink(directory.table, key, [&](ContentLink& link) {
-        if (link.target.load(std::memory_order_relaxed) == extension && !link.holder) aftermath.retarget(link, heir);
+    if (!directory.index.remove(extension, id)) return false;
+    directory.index.forEachLinkToItem(id, [&](ContentLink& link) {
+        const auto* target = link.target.load(std::memory_order_relaxed);
+        // One that waits because there were two of the item may find the other one now.
+        if ((target == extension && !link.holder) || !target) aim(directory.index, link, aftermath);
     });
     return true;
 }
 
 void KrContentDirectory::_changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after) {
-    const auto& oldKey = before.getRuntimeID();
-    const auto& newKey = after.getRuntimeID();
     Aftermath aftermath;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    detail::ContentTable& table = directory.table;
-    const bool wasThere = table.contains(oldKey, extension);
-    if (wasThere && oldKey != newKey) {
-        table.add(newKey, extension);
-        table.remove(oldKey, extension);
-        offerToWaiting(table, newKey, extension, aftermath);
+    detail::ContentIndex& index = directory.index;
+    if (index.contains(extension, before.getRuntimeID())) {
+        index.changeID(extension, before, after);
+        if (before != after) offerToWaiting(index, after, extension, aftermath);
     }
-    forEachLink(table, oldKey, [&](ContentLink& link) {
+    index.forEachLinkToItem(before, [&](ContentLink& link) {
         if (link.target.load(std::memory_order_relaxed) != extension) return;
-        table.removeLink(link);
+        index.removeLink(link);
         link.id = after;
-        table.addLink(link);
+        link.isTwin = false;
+        index.addLink(link);
     });
 }
 
 bool KrContentDirectory::_contains(const KrExtension* extension, const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    return directory.table.contains(id, extension);
+    return directory.index.contains(extension, id);
 }
 
 KrExtension* KrContentDirectory::_find(const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    return findFor(directory.table, id);
+    return directory.index.findFirst(id);
 }
+
+namespace {
+
+KrContentDirectory::Held holdNow(KrExtension* extension) {
+    Holder holder = tryHold(extension);
+    return holder ? KrContentDirectory::Held(extension, std::move(holder)) : KrContentDirectory::Held();
+}
+
+}  // namespace
 
 KrContentDirectory::Held KrContentDirectory::_hold(const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    KrExtension* const extension = findFor(directory.table, id);
-    Holder holder = tryHold(extension);
-    return holder ? Held(extension, std::move(holder)) : Held();
+    return holdNow(directory.index.findFirst(id));
+}
+
+KrContentDirectory::Held KrContentDirectory::_resolve(const KrContentID::Identifier& runtimeID,
+                                                      const KrContentID::Identifier& rawID) {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    KrExtension* const exact = directory.index.findFirst(runtimeID);
+    return holdNow(exact ? exact : directory.index.findOnly(rawID));
+}
+
+std::size_t KrContentDirectory::_getCountOf(const KrContentID::Identifier& rawID) {
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    return directory.index.countOf(rawID);
 }
 
 std::size_t KrContentDirectory::_getCount() {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    return directory.table.extensionCount();
+    return directory.index.count();
 }
 
 // References
@@ -214,13 +227,17 @@ void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, cons
     Aftermath aftermath;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    detail::ContentTable& table = directory.table;
-    table.removeLink(link);
+    detail::ContentIndex& index = directory.index;
+    index.removeLink(link);
     link.id = id;
-    const bool isPreferred = table.contains(key, preferred.first) || (link.isStrong && preferred.second);
-    KrExtension* const target = isPreferred ? preferred.first : findFor(table, key);
-    if (target || !key.isNull()) table.addLink(link);
-    aftermath.retarget(link, target, isPreferred ? preferred.second : Holder());
+    const bool isPreferred = index.contains(preferred.first, key) || (link.isStrong && preferred.second);
+    if (isPreferred || !key.isNull()) index.addLink(link);
+    if (isPreferred) {
+        aftermath.retarget(link, preferred.first, preferred.second);
+        link.isTwin = false;
+    } else {
+        aim(index, link, aftermath);
+    }
     link.toldCount = link.changeCount;  // the owner caused it
 }
 
@@ -228,7 +245,7 @@ void KrContentDirectory::_disconnect(ContentLink& link) noexcept {
     Aftermath aftermath;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    directory.table.removeLink(link);
+    directory.index.removeLink(link);
     if (!link.holder) aftermath.retarget(link, nullptr);
     link.toldCount = link.changeCount;
 }
@@ -238,7 +255,7 @@ void KrContentDirectory::_close(ContentLink& link) noexcept {
     std::shared_ptr<const ContentLink::Observer> observer;
     Directory& directory = Directory::instance();
     std::unique_lock lock(directory.mutex);
-    directory.table.removeLink(link);
+    directory.index.removeLink(link);
     link.target.store(nullptr, std::memory_order_relaxed);
     holder.swap(link.holder);
     observer.swap(link.observer);
@@ -271,8 +288,11 @@ void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
     aftermath.release(link);
     // It may have left the directory while it was held.
     const auto& key = link.id.getRuntimeID();
-    if (!link.isConnected || !directory.table.contains(key, target))
-        aftermath.retarget(link, link.isConnected ? findFor(directory.table, key) : nullptr);
+    if (!link.isConnected()) {
+        aftermath.retarget(link, nullptr);
+    } else if (!directory.index.contains(target, key)) {
+        aim(directory.index, link, aftermath);
+    }
     link.toldCount = link.changeCount;
 }
 
@@ -283,7 +303,7 @@ bool KrContentDirectory::_isStrong(const ContentLink& link) {
 
 bool KrContentDirectory::_isConnected(const ContentLink& link) {
     const std::lock_guard lock(Directory::instance().mutex);
-    return link.isConnected;
+    return link.isConnected();
 }
 
 KrContentID KrContentDirectory::_idOf(const ContentLink& link) {

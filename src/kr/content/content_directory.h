@@ -21,6 +21,7 @@ struct ContentLink;
 ///
 /// Several extensions may carry one ID, as when a file is loaded twice. The first answers for it; when it goes, the
 /// next one does. The empty ID answers for nobody. A reference whose extension changes its ID follows the extension.
+/// One whose ID no extension carries takes the only extension with the same raw ID, until one with the ID comes.
 /// Thread: any. One lock covers the bookkeeping; owners of references are told without it, on the thread that makes the
 /// change, before the call returns, or by a thread that is just telling the same owner.
 class KR_API KrContentDirectory {
@@ -41,6 +42,10 @@ public:
     [[nodiscard]] static KrExtension* _find(const KrContentID::Identifier& id);
     /// Null for an extension that nobody holds yet or that is being destroyed.
     [[nodiscard]] static Held _hold(const KrContentID::Identifier& id);
+    /// The same, and where none has the runtime ID, the only one with the raw ID.
+    [[nodiscard]] static Held _resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
+    /// How many have this raw ID: the same item from several files, or several times from one.
+    [[nodiscard]] static std::size_t _getCountOf(const KrContentID::Identifier& rawID);
     /// How many extensions are there.
     [[nodiscard]] static std::size_t _getCount();
 

@@ -15,9 +15,10 @@ namespace KrSim {
 
 // Parts of an ID that most IDs do not have.
 struct KrContentID::Origin final : Kr::KrRefCount {
-    Origin(std::string fileName, Chain placements) : file(std::move(fileName)), chain(std::move(placements)) {}
+    Origin(std::string fileName, Chain placements);
 
     std::string file;
+    Identifier fileHash;  // null without a file
     Chain chain;
 };
 
@@ -118,6 +119,11 @@ struct RandomSource {
 
 }  // namespace
 
+KrContentID::Origin::Origin(std::string fileName, Chain placements)
+    : file(std::move(fileName)), chain(std::move(placements)) {
+    if (!file.empty()) fileHash = hashOf(std::as_bytes(std::span(file)));
+}
+
 // Identifier
 
 std::string KrContentID::Identifier::toString() const {
@@ -203,6 +209,14 @@ KrContentID KrContentID::createFromParentInstance(const KrContentID& parent, con
     return id;
 }
 
+KrContentID KrContentID::_fromChain(Chain chain) {
+    KrContentID id;
+    if (chain.empty()) return id;
+    id._setOrigin({}, std::move(chain));
+    id._recompute();
+    return id;
+}
+
 KrContentID KrContentID::_fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
                                     std::string file, Chain chain) {
     KrContentID id;
@@ -226,6 +240,12 @@ void KrContentID::setFile(const std::string& file) {
     _recompute();
 }
 
+void KrContentID::_setFileOf(const KrContentID& other) {
+    if (!getParentInstances().empty()) return setFile(other.getFile());
+    _origin = other._origin;
+    _recompute();
+}
+
 void KrContentID::_setOrigin(std::string file, Chain chain) {
     if (file.empty() && chain.empty()) {
         _origin.reset();
@@ -245,7 +265,7 @@ void KrContentID::_recompute() {
     if (getFile().empty() || _own.isNull()) {
         _runtime = _own;
     } else {
-        const Identifier parts[] = {hashOf(std::as_bytes(std::span(getFile()))), _own};
+        const Identifier parts[] = {_origin->fileHash, _own};
         _runtime = hashOf(parts);
     }
 }

@@ -110,6 +110,10 @@ public:
     /// For readers of stored IDs: takes all parts as they were stored and recomputes nothing.
     [[nodiscard]] static KrContentID _fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
                                                 std::string file, Chain chain);
+    /// For readers of stored IDs: the placement with this chain; the empty ID for an empty chain.
+    [[nodiscard]] static KrContentID _fromChain(Chain chain);
+    /// For readers of stored IDs: as setFile with the file of another ID, which has no chain; both share its text.
+    void _setFileOf(const KrContentID& other);
 
 private:
     struct Origin;

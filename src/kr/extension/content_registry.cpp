@@ -47,6 +47,11 @@ Kr::KrSmartPtr<KrExtension> KrContentRegistry::lock(const KrContentID& id) const
     return Kr::KrSmartPtr<KrExtension>(held.first);
 }
 
+Kr::KrSmartPtr<KrExtension> KrContentRegistry::resolve(const KrContentID& id) const {
+    const KrContentDirectory::Held held = KrContentDirectory::_resolve(id.getRuntimeID(), id.getRawID());
+    return Kr::KrSmartPtr<KrExtension>(held.first);
+}
+
 std::size_t KrContentRegistry::getExtensionCount() const {
     return KrContentDirectory::_getCount();
 }

@@ -34,6 +34,9 @@ public:
     [[nodiscard]] KrExtension* find(const KrContentID::Identifier& runtimeID) const;
     /// The same with a holder; null, too, when nobody holds the extension.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> lock(const KrContentID& id) const;
+    /// lock(), and where no extension carries the ID, the only one with the same raw ID: the same item from another
+    /// file. For IDs that were stored: files are moved and renamed.
+    [[nodiscard]] Kr::KrSmartPtr<KrExtension> resolve(const KrContentID& id) const;
     /// How many extensions are registered.
     [[nodiscard]] std::size_t getExtensionCount() const;
 

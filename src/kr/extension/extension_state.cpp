@@ -1,5 +1,6 @@
 #include "kr/extension/extension_state.h"
 
+#include <limits>
 #include <unordered_map>
 #include <utility>
 
@@ -89,8 +90,12 @@ void KrExtensionState::_fetch(int step) const noexcept {
 // --- Many extensions -----------------------------------------------------------------------------------------------
 
 struct KrSimulationState::Index {
+    static constexpr std::size_t kSeveral = std::numeric_limits<std::size_t>::max();
+
     std::unordered_map<KrContentID::Identifier, std::size_t> positions;
     std::size_t indexed{0};
+    std::unordered_map<KrContentID::Identifier, std::size_t> itemPositions;  // by raw ID
+    std::size_t indexedItems{0};
 };
 
 KrSimulationState::KrSimulationState() = default;
@@ -123,6 +128,17 @@ const KrExtensionState* KrSimulationState::findExtensionState(const KrContentID&
     _bringIndexUpToDate();
     const auto found = _index->positions.find(id.getRuntimeID());
     return found != _index->positions.end() ? _states[found->second].get() : nullptr;
+}
+
+const KrExtensionState* KrSimulationState::_findStateOfItem(const KrContentID& id) const {
+    _bringIndexUpToDate();
+    auto& items = _index->itemPositions;
+    for (auto& i = _index->indexedItems; i < _states.size(); ++i) {
+        const auto [position, isNew] = items.emplace(_states[i]->getContentID().getRawID(), i);
+        if (!isNew) position->second = Index::kSeveral;
+    }
+    const auto found = items.find(id.getRawID());
+    return found != items.end() && found->second != Index::kSeveral ? _states[found->second].get() : nullptr;
 }
 
 std::size_t KrSimulationState::getSizeBytes() const {

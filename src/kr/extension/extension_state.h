@@ -93,6 +93,8 @@ public:
     void addExtensionState(Kr::KrSmartPtr<KrExtensionState> state);
     /// Null when there is none.
     [[nodiscard]] const KrExtensionState* findExtensionState(const KrContentID& id) const;
+    /// The only one of this raw ID; null for none and for several.
+    [[nodiscard]] const KrExtensionState* _findStateOfItem(const KrContentID& id) const;
     /// In the order in which they were added.
     [[nodiscard]] const std::vector<Kr::KrSmartPtr<KrExtensionState>>& getExtensionStates() const;
     /// Memory that the states take.

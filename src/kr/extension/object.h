@@ -163,6 +163,7 @@ private:
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     bool _sync(KrCloneMap::Values values);
     void _syncWith(const KrObject& definition, KrCloneMap& pairs);
+    [[nodiscard]] KrContentID _placementOf(const KrExtension& item) const;
     void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
     [[nodiscard]] bool _mayChangeNow() const;
     void _regenerateIDsBelow();

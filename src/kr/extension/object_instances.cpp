@@ -206,12 +206,26 @@ void followFields(KrExtension& instance, const KrExtension& definition) {
     fields._loadGroupsFrom(source, {.withoutLinks = true});
 }
 
+/// What came from a definition, by runtime ID.
+using Placed = std::unordered_map<KrContentID::Identifier, Kr::KrSmartPtr<KrExtension>>;
+
+std::unordered_map<KrContentID::Identifier, KrContentID::Identifier> runtimeIDsByRawID(const Placed& placed) {
+    std::unordered_map<KrContentID::Identifier, KrContentID::Identifier> byRawID;
+    for (const auto& [id, extension] : placed)
+        byRawID.emplace(extension->getContentID().getRawID(), id);
+    return byRawID;
+}
+
 void takeName(KrExtension& instance, const KrExtension& definition) {
     const bool isOwn = KrObject::isInstanceData(instance.getFieldsContainer().getNameField());
     if (!isOwn && instance.getName() != definition.getName()) instance.setName(definition.getName().c_str());
 }
 
 }  // namespace
+
+KrContentID KrObject::_placementOf(const KrExtension& item) const {
+    return KrContentID::createFromParentInstance(getContentID(), item.getContentID());
+}
 
 bool KrObject::_mayChangeNow() const {
     if (!_isBusy()) return true;
@@ -270,7 +284,7 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
     followFields(*this, definition);
     pairs.add(&definition, this, KrCloneMap::Values::kOwn);
 
-    std::unordered_map<KrContentID::Identifier, Kr::KrSmartPtr<KrExtension>> placed;  // what came from a definition
+    Placed placed;
     for (auto& extension : _getExtensions()) {
         const auto& id = extension->getContentID();
         const auto depth = getDepthBelow(getContentID(), id);
@@ -280,13 +294,23 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
     }
     const auto wanted = definition._getExtensions();
     std::vector<Kr::KrSmartPtr<KrExtension>> existing;  // of each wanted one, or null
-    for (const auto& extension : wanted) {
-        const auto id = KrContentID::createFromParentInstance(getContentID(), extension->getContentID());
-        const auto found = placed.find(id.getRuntimeID());
+    const auto takeIfSame = [&](const Placed::iterator& found, const KrExtension& item) {
         const bool isSame = found != placed.end() && !found->second->_isUnknownPlaceholder() &&
-                            found->second->getCreationKey().uuid == extension->getCreationKey().uuid;
-        existing.push_back(isSame ? found->second : nullptr);
+                            found->second->getCreationKey().uuid == item.getCreationKey().uuid;
+        auto taken = isSame ? found->second : Kr::KrSmartPtr<KrExtension>();
         if (isSame) placed.erase(found);
+        return taken;
+    };
+    for (const auto& extension : wanted)
+        existing.push_back(takeIfSame(placed.find(_placementOf(*extension).getRuntimeID()), *extension));
+    const auto runtimeIDs = runtimeIDsByRawID(placed);
+    for (std::size_t i = 0; i < wanted.size() && !runtimeIDs.empty(); ++i) {
+        // The definition came from a file of another name before.
+        const auto id = _placementOf(*wanted[i]);
+        const auto item = existing[i] ? runtimeIDs.end() : runtimeIDs.find(id.getRawID());
+        if (item == runtimeIDs.end()) continue;
+        existing[i] = takeIfSame(placed.find(item->second), *wanted[i]);
+        if (existing[i]) existing[i]->_setContentID(id);
     }
     for (const auto& [id, extension] : placed) {
         pairs._noteLeaving(*extension);
@@ -303,7 +327,7 @@ void KrObject::_syncWith(const KrObject& definition, KrCloneMap& pairs) {
 void KrObject::_syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing) {
     if (existing == nullptr) {
         KrCloneRequest request;
-        request.contentID = KrContentID::createFromParentInstance(getContentID(), definition.getContentID());
+        request.contentID = _placementOf(definition);
         request.owner = this;
         request.clones = &pairs;
         request.synchronize = false;

@@ -58,4 +58,29 @@ const FilenameCase kFilenames[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Files, Filename, testing::ValuesIn(kFilenames), test_support::caseName);
 
+struct ContentNameCase {
+    const char* name;
+    std::string path;
+    std::string referringFile;
+    std::string file;  // the part of identity
+};
+
+class ContentFileName : public testing::TestWithParam<ContentNameCase> {};
+
+TEST_P(ContentFileName, IsNeverAbsolute) {
+    EXPECT_EQ(KrPersistence::contentFileName(GetParam().path, GetParam().referringFile), GetParam().file);
+}
+
+const ContentNameCase kContentNames[] = {
+    {"Beside", "/a/b/car.kro", "/a/b/setup.xml", "car.kro"},
+    {"Below", "/a/b/content/car.kro", "/a/b/setup.xml", "content/car.kro"},
+    {"Elsewhere", "/c/car.kro", "/a/b/setup.xml", "../../c/car.kro"},
+    {"RoundAbout", "/a/b/x/../car.kro", "/a/b/setup.xml", "car.kro"},
+    {"BothRelative", "content/car.kro", "setup.xml", "content/car.kro"},
+    {"AbsoluteAlone", "/a/b/car.kro", "", "car.kro"},
+    {"RelativeAlone", "./content//car.kro", "", "content/car.kro"},
+    {"Nothing", "", "/a/b/setup.xml", ""},
+};
+INSTANTIATE_TEST_SUITE_P(Files, ContentFileName, testing::ValuesIn(kContentNames), test_support::caseName);
+
 }  // namespace filename_test

@@ -1,5 +1,7 @@
 #include "kr/content/internal/content_table.h"
 
+#include <utility>
+
 namespace KrSim::detail {
 
 const ContentPlace* ContentTable::find(const KrContentID::Identifier& id) const {
@@ -10,6 +12,12 @@ const ContentPlace* ContentTable::find(const KrContentID::Identifier& id) const 
 KrExtension* ContentTable::findFirst(const KrContentID::Identifier& id) const {
     const ContentPlace* place = find(id);
     return place ? place->first : nullptr;
+}
+
+std::size_t ContentTable::countOf(const KrContentID::Identifier& id) const {
+    const ContentPlace* place = find(id);
+    if (!place || !place->first) return 0;
+    return 1 + (place->crowd ? place->crowd->others.size() : 0);
 }
 
 bool ContentTable::contains(const KrContentID::Identifier& id, const KrExtension* extension) const {
@@ -67,21 +75,18 @@ bool ContentTable::remove(const KrContentID::Identifier& id, const KrExtension* 
 }
 
 void ContentTable::addLink(ContentLink& link) {
-    ContentCrowd& crowd = _crowdOf(_places[link.id.getRuntimeID()]);
-    link.previous = nullptr;
-    link.next = crowd.links;
-    if (link.next) link.next->previous = &link;
+    ContentCrowd& crowd = _crowdOf(_places[keyOf(link.id, _kind)]);
+    link.hook(_kind) = {nullptr, crowd.links, true};
+    if (crowd.links) crowd.links->hook(_kind).previous = &link;
     crowd.links = &link;
-    link.isConnected = true;
 }
 
 void ContentTable::removeLink(ContentLink& link) noexcept {
-    if (!link.isConnected) return;
-    const auto place = _places.find(link.id.getRuntimeID());
-    (link.previous ? link.previous->next : place->second.crowd->links) = link.next;
-    if (link.next) link.next->previous = link.previous;
-    link.previous = link.next = nullptr;
-    link.isConnected = false;
+    const ContentHook hook = std::exchange(link.hook(_kind), {});
+    if (!hook.isLinked) return;
+    const auto place = _places.find(keyOf(link.id, _kind));
+    (hook.previous ? hook.previous->hook(_kind).next : place->second.crowd->links) = hook.next;
+    if (hook.next) hook.next->hook(_kind).previous = hook.previous;
     _eraseIfUnused(place);
 }
 

@@ -35,17 +35,21 @@ struct SeededIdentifierHash {
     }
 };
 
-/// By runtime ID, the extensions that carry it and the references that follow it. One hash probe for a look-up; every
-/// change takes the same time whatever the number of extensions and references of one ID.
+/// By ID of one kind, the extensions that carry it and the references that follow it. One hash probe for a look-up;
+/// every change takes the same time whatever the number of extensions and references of one ID.
 /// Thread: none.
 class ContentTable {
 public:
+    explicit ContentTable(eIDKind kind) : _kind(kind) {}
+
     /// Null when nothing has to do with the ID. Good until the next change.
     [[nodiscard]] const ContentPlace* find(const KrContentID::Identifier& id) const;
     [[nodiscard]] KrExtension* findFirst(const KrContentID::Identifier& id) const;
     [[nodiscard]] bool contains(const KrContentID::Identifier& id, const KrExtension* extension) const;
+    /// How many carry the ID.
+    [[nodiscard]] std::size_t countOf(const KrContentID::Identifier& id) const;
     [[nodiscard]] std::size_t extensionCount() const noexcept { return _extensionCount; }
-    /// The references that follow the ID, as a list linked by `next`.
+    /// The references that follow the ID, as a list linked by the hooks of this kind.
     [[nodiscard]] ContentLink* linksOf(const KrContentID::Identifier& id) const;
 
     /// False when it was there already. When memory runs out, nothing has changed.
@@ -60,6 +64,7 @@ private:
     ContentCrowd& _crowdOf(ContentPlace& place);
     void _eraseIfUnused(Places::iterator place) noexcept;
 
+    eIDKind _kind;
     Places _places;
     std::size_t _extensionCount{0};
 };

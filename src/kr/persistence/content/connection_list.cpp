@@ -22,6 +22,9 @@ namespace {
 
 using Identifier = KrSim::KrContentID::Identifier;
 
+/// Sections of this version and later have the raw IDs of ends.
+constexpr unsigned int kVersionWithRawIDs = 2;
+
 /// A connection with its place among those that leave its source.
 struct Placed {
     ConnectionRecord record;
@@ -32,16 +35,16 @@ struct Placed {
     }
 };
 
-void collectInto(const KrData::FieldBase& field, std::deque<Placed>& found) {
+void collectInto(const KrData::FieldBase& field, const StoredIdentity& identity, std::deque<Placed>& found) {
     if (field._hasIncomingConnections()) {
         for (const auto* connection : field._getIncomingConnections()) {
             const auto* source = connection->getSourceOwner();
             const auto* sink = connection->getSinkOwner();
             if (!connection->isValid() || source == nullptr || sink == nullptr) continue;
             ConnectionRecord record;
-            record.source = source->getContentID().getRuntimeID();
+            record.source = ConnectionEnd(identity(source->getContentID()));
             record.sourceField = KrData::_getStoredPath(*connection->getSource());
-            record.sink = sink->getContentID().getRuntimeID();
+            record.sink = ConnectionEnd(identity(sink->getContentID()));
             record.sinkField = KrData::_getStoredPath(field);
             record.isQueued = connection->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
             record.isDisabled = !connection->isEnabled();
@@ -50,7 +53,15 @@ void collectInto(const KrData::FieldBase& field, std::deque<Placed>& found) {
         }
     }
     for (const auto* child : field.getChildren())
-        collectInto(*child, found);
+        collectInto(*child, identity, found);
+}
+
+/// A kept connection as it stands in the file.
+ConnectionRecord stored(ConnectionRecord record, const StoredIdentity& identity) {
+    for (auto* end : {&record.source, &record.sink}) {
+        if (const auto* id = identity.find(end->runtimeID)) *end = ConnectionEnd(*id);
+    }
+    return record;
 }
 
 Identifier readIdentifier(ArchiveReader& reader, std::string_view name) {
@@ -60,14 +71,28 @@ Identifier readIdentifier(ArchiveReader& reader, std::string_view name) {
     return identifier;
 }
 
+void writeEnd(ArchiveWriter& writer, const std::string& name, const ConnectionEnd& end) {
+    writer.writeRepeated(name, end.runtimeID.toString());
+    const auto raw = name + "Raw";
+    writer.optional(end.rawID != end.runtimeID, raw, [&] { writer.writeRepeated(raw, end.rawID.toString()); });
+}
+
+ConnectionEnd readEnd(ArchiveReader& reader, const std::string& name, unsigned int version) {
+    ConnectionEnd end;
+    end.runtimeID = end.rawID = readIdentifier(reader, name);
+    const auto raw = name + "Raw";
+    if (version >= kVersionWithRawIDs) reader.optional(raw, [&] { end.rawID = readIdentifier(reader, raw); });
+    return end;
+}
+
 /// The connections that end at these extensions, and those that are kept for them because an end is missing.
-std::deque<Placed> collect(const std::vector<KrSim::KrExtension*>& extensions) {
+std::deque<Placed> collect(const std::vector<KrSim::KrExtension*>& extensions, const StoredIdentity& identity) {
     std::deque<Placed> found;
     for (const auto* extension : extensions) {
-        collectInto(extension->getFieldsContainer(), found);
+        collectInto(extension->getFieldsContainer(), identity, found);
         if (const auto* kept = KeptContent::find(*extension)) {
             for (const auto& record : kept->connections)
-                found.push_back({record, std::numeric_limits<std::uint32_t>::max()});
+                found.push_back({stored(record, identity), std::numeric_limits<std::uint32_t>::max()});
         }
     }
     return found;
@@ -77,7 +102,7 @@ std::deque<Placed> collect(const std::vector<KrSim::KrExtension*>& extensions) {
 /// transfer.
 std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
     // Records are large to move about and slow to look at: the source alone decides most.
-    std::vector<std::pair<Identifier, const Placed*>> places;
+    std::vector<std::pair<ConnectionEnd, const Placed*>> places;
     places.reserve(found.size());
     for (const auto& each : found)
         places.emplace_back(each.record.source, &each);
@@ -94,13 +119,14 @@ std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
 
 }  // namespace
 
-void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions) {
-    const auto found = collect(extensions);
+void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
+                      const StoredIdentity& identity) {
+    const auto found = collect(extensions, identity);
     const auto connections = order(found);
     const auto writeOne = [&](const ConnectionRecord& connection) {
-        writer.writeRepeated("Source", connection.source.toString());
+        writeEnd(writer, "Source", connection.source);
         writer.writeRepeated("SourceField", connection.sourceField);
-        writer.writeRepeated("Sink", connection.sink.toString());
+        writeEnd(writer, "Sink", connection.sink);
         writer.writeRepeated("SinkField", connection.sinkField);
         writer.writeIf(connection.isQueued, "IsQueued", true);
         writer.writeIf(connection.isDisabled, "IsDisabled", true);
@@ -112,13 +138,13 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
     });
 }
 
-std::vector<ConnectionRecord> readConnections(ArchiveReader& reader) {
+std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned int version) {
     std::vector<ConnectionRecord> connections;
     const auto readOne = [&] {
         ConnectionRecord connection;
-        connection.source = readIdentifier(reader, "Source");
+        connection.source = readEnd(reader, "Source", version);
         connection.sourceField = reader.readRepeated("SourceField");
-        connection.sink = readIdentifier(reader, "Sink");
+        connection.sink = readEnd(reader, "Sink", version);
         connection.sinkField = reader.readRepeated("SinkField");
         reader.readIf("IsQueued", connection.isQueued);
         reader.readIf("IsDisabled", connection.isDisabled);

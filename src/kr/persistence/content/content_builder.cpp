@@ -17,6 +17,7 @@
 #include "kr/persistence/content/internal/content_guards.h"
 #include "kr/persistence/content/internal/definition_follower.h"
 #include "kr/persistence/content/internal/kept_content.h"
+#include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/content/internal/obsolete_types.h"
 #include "kr/persistence/content/internal/reference_paths.h"
 
@@ -28,9 +29,9 @@ using KrSim::KrContentRegistry;
 using KrSim::KrExtension;
 using KrSim::KrObject;
 
-ContentBuilder::ContentBuilder(ContentRecords content, std::string fileName, Progress progress)
+ContentBuilder::ContentBuilder(ContentRecords content, SourceFile file, Progress progress)
     : _content(std::move(content)),
-      _fileName(std::move(fileName)),
+      _file(std::move(file)),
       _progress(std::move(progress)),
       _stepCount(_content.extensionCount + _content.connections.size()) {}
 
@@ -46,13 +47,23 @@ void ContentBuilder::build() {
         record.reset();
     }
     _content.roots.clear();
+    LoadedFiles::instance().note(_file.name, _file.path, _roots);
+    _reportDoubles();
     for (const auto& [type, count] : _missingTypes) {
         _problems.push_back("Unable to create " + type + ": " + std::to_string(count) +
                             (count == 1 ? " extension keeps" : " extensions keep") + " the data");
     }
+}
+
+void ContentBuilder::_reportDoubles() {
+    const auto& [extension, other] = _firstDouble;
+    if (!extension) return;
+    _problems.push_back(describeWithFile(*extension) + " has the content ID " + extension->getContentID().toString() +
+                        " of " + other + ", which is there already; references find the first of them");
     if (_doubleCount > 1) {
         _problems.push_back(std::to_string(_doubleCount - 1) + " more extensions have content IDs that are in use");
     }
+    _firstDouble = {};
 }
 
 KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
@@ -156,12 +167,13 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
 void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& record) {
     const auto& id = extension.getContentID();
     auto& registry = KrContentRegistry::instance();
-    if (const auto* other = registry.find(id); other != nullptr && _doubleCount++ == 0) {
-        _problems.push_back("'" + extension.getPath() + "' has the content ID " + id.toString() + " of '" +
-                            other->getPath() + "', which is there already; references find the first of them");
+    if (auto* other = registry.find(id); other != nullptr && _doubleCount++ == 0) {
+        _firstDouble = {KrSmartPtr<KrExtension>(&extension), describeWithFile(*other)};
     }
     registry.registerExtension(&extension);
-    _byID.emplace(id.getRuntimeID(), _made.size() - 1);
+    const auto place = _made.size() - 1;
+    _byID.emplace(id.getRuntimeID(), place);
+    if (record.storedID != id.getRuntimeID()) _byStoredID.emplace(record.storedID, place);
     if (!record.references.empty()) KeptContent::of(extension).references = record.references;
 }
 
@@ -192,7 +204,7 @@ void ContentBuilder::_buildBelow(KrObject& object, ExtensionRecord& record) {
 void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
     Kr::KrString<512> fileName;
     if (!record.definition) {
-        if (fileName.assign(_fileName)) object._setDefinitionFileName(fileName);
+        if (fileName.assign(_file.path)) object._setDefinitionFileName(fileName);
         return;
     }
     if (fileName.assign(record.definition->fileName)) object._setDefinitionFileName(fileName);
@@ -200,17 +212,44 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
     if (object.isInstance()) KeptContent::of(object).isAwaitingDefinition = true;
 }
 
+namespace {
+
+/// Says so where content is not found because there are several of the item.
+std::string describeChoice(const KrSmartPtr<KrExtension>& found, const KrContentID::Identifier& rawID) {
+    if (found) return {};
+    const auto count = KrSim::KrContentDirectory::_getCountOf(rawID);
+    if (count < 2) return {};
+    return "; " + std::to_string(count) + " of that item are there, loaded from other files, and none is taken for it";
+}
+
+}  // namespace
+
 // --- What lies between them ------------------------------------------------------------------------------------------
 
-KrExtension* ContentBuilder::_findMade(const KrContentID::Identifier& id) const {
-    const auto found = _byID.find(id);
+KrExtension* ContentBuilder::_findMade(const KrContentID::Identifier& liveID) const {
+    const auto found = _byID.find(liveID);
     return found != _byID.end() ? _made[found->second].get() : nullptr;
 }
 
-KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID::Identifier& id) const {
-    if (auto* made = _findMade(id)) return KrSmartPtr<KrExtension>(made);
-    const auto held = KrSim::KrContentDirectory::_hold(id);
-    return KrSmartPtr<KrExtension>(held.first);
+std::size_t ContentBuilder::_placeOf(const ConnectionEnd& end) const {
+    if (const auto found = _byStoredID.find(end.runtimeID); found != _byStoredID.end()) return found->second;
+    const auto found = _byID.find(end.runtimeID);
+    return found != _byID.end() ? found->second : _made.size();
+}
+
+KrExtension* ContentBuilder::_findMade(const ConnectionEnd& end) const {
+    const auto place = _placeOf(end);
+    return place < _made.size() ? _made[place].get() : nullptr;
+}
+
+KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID& id) const {
+    if (auto* made = _findMade(id.getRuntimeID())) return KrSmartPtr<KrExtension>(made);
+    return KrContentRegistry::instance().resolve(id);
+}
+
+KrSmartPtr<KrExtension> ContentBuilder::_find(const ConnectionEnd& end) const {
+    if (auto* made = _findMade(end)) return KrSmartPtr<KrExtension>(made);
+    return KrSmartPtr<KrExtension>(KrSim::KrContentDirectory::_resolve(end.runtimeID, end.rawID).first);
 }
 
 void ContentBuilder::followDefinitions() {
@@ -225,10 +264,19 @@ void ContentBuilder::followDefinitions() {
     detail::followDefinitions(_made.size(), _problems);
 }
 
+std::string ContentBuilder::_describeChoice(const ConnectionEnd& end) const {
+    return describeChoice(_find(end), end.rawID);
+}
+
 void ContentBuilder::_keep(ConnectionRecord record) {
-    auto* keeper = _findMade(record.sink);
-    if (keeper == nullptr) keeper = _findMade(record.source);
-    if (keeper == nullptr && !_roots.empty()) keeper = _roots.front().get();
+    auto* keeper = _roots.empty() ? nullptr : _roots.front().get();
+    // From now on by live IDs: those of the file are of no meaning to others.
+    for (auto* end : {&record.source, &record.sink}) {
+        if (auto* made = _findMade(*end)) {
+            keeper = made;
+            *end = ConnectionEnd(made->getContentID());
+        }
+    }
     if (keeper != nullptr) KeptContent::of(*keeper).connections.push_back(std::move(record));
 }
 
@@ -241,8 +289,7 @@ std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
             order.emplace_back(order.back().first, i);
             continue;
         }
-        const auto found = _byID.find(records[i].source);
-        order.emplace_back(found != _byID.end() ? found->second : _made.size(), i);
+        order.emplace_back(_placeOf(records[i].source), i);
     }
     std::sort(order.begin(), order.end());
     std::vector<ConnectionRecord> ordered;
@@ -253,7 +300,7 @@ std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
 }
 
 void ContentBuilder::connect() {
-    ConnectionRestorer restorer([this](const auto& id) { return _find(id); });
+    ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
     restorer.note(_made);
     const auto keepers = KeptContent::getExtensions();
     restorer.note(keepers);
@@ -274,8 +321,10 @@ void ContentBuilder::connect() {
             continue;
         }
         if (openCount++ == 0) {
-            _problems.push_back("Connection from " + record.source.toString() + "." + record.sourceField + " to " +
-                                record.sink.toString() + "." + record.sinkField + " is kept, but cannot be made now");
+            _problems.push_back("Connection from " + record.source.runtimeID.toString() + "." + record.sourceField +
+                                " to " + record.sink.runtimeID.toString() + "." + record.sinkField +
+                                " is kept, but cannot be made now" + _describeChoice(record.source) +
+                                _describeChoice(record.sink));
         }
         _keep(std::move(record));
     }
@@ -290,6 +339,7 @@ void ContentBuilder::release() {
     _roots.clear();
     _made.clear();
     _byID.clear();
+    _byStoredID.clear();
 }
 
 namespace {
@@ -313,7 +363,7 @@ void ContentBuilder::_setReferences() {
     for (const auto& extension : KeptContent::getExtensions()) {
         const auto waiting = std::exchange(KeptContent::of(*extension).references, {});
         for (const auto& reference : waiting) {
-            const auto target = _find(reference.extension.getRuntimeID());
+            const auto target = _find(reference.extension);
             if (setReference(*extension, reference, target.get())) continue;
             KeptContent::of(*extension).references.push_back(reference);
         }
@@ -328,7 +378,8 @@ void ContentBuilder::resolve() {
         if (kept == nullptr || _byID.count(extension->getContentID().getRuntimeID()) == 0) continue;
         for (const auto& reference : kept->references) {
             _problems.push_back("'" + extension->getPath() + "' refers to " + reference.extension.toString() +
-                                " in its field " + reference.fieldPath + ", which is not there");
+                                " in its field " + reference.fieldPath + ", which is not there" +
+                                describeChoice(_find(reference.extension), reference.extension.getRawID()));
         }
     }
 }

@@ -6,6 +6,7 @@
 #include "kr/persistence/content/factory_key_archive.h"
 #include "kr/persistence/content/internal/connection_list.h"
 #include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/file_identity.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/serialize_filename.h"
@@ -16,11 +17,11 @@ namespace {
 
 class Reader {
 public:
-    explicit Reader(ArchiveReader& reader) : _reader(reader) {}
+    Reader(ArchiveReader& reader, const std::string& file) : _reader(reader), _toLive(LoadedIdentity(file)) {}
 
-    ContentRecords read() {
+    ContentRecords read(unsigned int version) {
         _readExtensions("Objects", _content.roots);
-        _content.connections = readConnections(_reader);
+        _content.connections = readConnections(_reader, version);
         return std::move(_content);
     }
 
@@ -41,7 +42,9 @@ private:
         _reader.readIf("IsObject", record.isObject);
         _reader.readIf("IsLost", record.isLost);
         record.key = readFactoryKey(_reader, "Type");
-        record.contentID = readContentID(_reader, "ContentID");
+        const auto stored = readContentID(_reader, "ContentID");
+        record.storedID = stored.getRuntimeID();
+        record.contentID = _toLive(stored);
         int version = -1;
         if (_reader.readIf("DataVersion", version)) record.dataVersion = version;
         _readVersions(record);
@@ -76,7 +79,7 @@ private:
 
     void _readGroup(const std::string& name, KrData::Types::FieldTypeEnum role, ExtensionRecord& record) {
         auto& group = *new KrData::Container(Kr::KrID(name), &record.fields, role);  // belongs to the record
-        FieldReadContext context;
+        FieldReadContext context{.toLive = &_toLive};
         _reader.optional(name, [&] { readFields(_reader, name, group, context); });
         for (auto& reference : context.references) {
             reference.fieldPath.insert(0, name + ".");
@@ -99,21 +102,28 @@ private:
     void _readDefinition(ExtensionRecord& record) {
         _reader.groupIf("Definition", [&] {
             DefinitionRecord definition;
-            definition.contentID = readContentID(_reader, "ContentID");
+            const auto stored = readContentID(_reader, "ContentID");
             _reader.optional("File", [&] { serializeFilename(_reader, definition.fileName, "File"); });
-            if (definition.fileName == kCurrentFileMarker) definition.fileName = _reader.getArchiveName();
+            definition.contentID = _toLive(stored);
+            if (definition.fileName == kCurrentFileMarker) {
+                definition.fileName = _reader.getArchiveName();
+            } else if (stored.getFile().empty() && !definition.fileName.empty()) {
+                // Written before files had a part in identity.
+                definition.contentID.setFile(contentFileName(definition.fileName, _reader.getArchiveName()));
+            }
             record.definition = std::move(definition);
         });
     }
 
     ArchiveReader& _reader;
+    ContentIDMapping _toLive;
     ContentRecords _content;
 };
 
 }  // namespace
 
-ContentRecords readContent(ArchiveReader& reader) {
-    return Reader(reader).read();
+ContentRecords readContent(ArchiveReader& reader, unsigned int version, const std::string& file) {
+    return Reader(reader, file).read(version);
 }
 
 }  // namespace KrPersistence::detail

@@ -76,6 +76,8 @@ void ContentWriter::_collect(const Roots& roots) {
     }
     for (const auto& extension : _held)
         _included.insert(extension.get());
+    _identity.emplace(_held);
+    _toStored = [this](const KrSim::KrContentID& id) { return (*_identity)(id); };
 }
 
 void ContentWriter::write(const Roots& roots) {
@@ -89,7 +91,7 @@ void ContentWriter::write(const Roots& roots) {
     all.reserve(_held.size());
     for (const auto& extension : _held)
         all.push_back(extension.get());
-    writeConnections(_writer, all);
+    writeConnections(_writer, all, *_identity);
 }
 
 void ContentWriter::_writeExtension(KrExtension& extension, std::uint64_t& nextPosition) {
@@ -102,7 +104,7 @@ void ContentWriter::_writeExtension(KrExtension& extension, std::uint64_t& nextP
         _writer.writeIf(object != nullptr, "IsObject", true);
         _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
         writeFactoryKey(_writer, "Type", extension.getCreationKey());
-        writeContentID(_writer, "ContentID", extension.getContentID());
+        writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
         const auto version =
             extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
         _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
@@ -143,15 +145,17 @@ void ContentWriter::_writeFields(const KrExtension& extension) {
     for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
         const auto& text = group->getID().str();
         const auto open = getOpenReferences(extension, text);
-        _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {.unresolved = open}); });
+        _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {open, &_toStored}); });
         _writer.optional(hasMarks(*group), text + kMarks, [&] { writeMarks(_writer, text + kMarks, *group); });
     }
 }
 
 void ContentWriter::_writeDefinition(const KrObject& object) {
     _writer.groupIf(object.isInstance(), "Definition", [&] {
-        writeContentID(_writer, "ContentID", object.getDefinitionReference().getContentID());
         const auto* definition = object.getDefinition();
+        writeContentID(_writer, "ContentID",
+                       _toStored(definition != nullptr ? definition->getContentID()
+                                                       : object.getDefinitionReference().getContentID()));
         std::string file(object.getDefinitionFileName().view());
         const bool isHere = (definition != nullptr && _included.count(definition) != 0) ||
                             (!file.empty() && file == _writer.getArchiveName());

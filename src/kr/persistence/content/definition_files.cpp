@@ -19,13 +19,20 @@ std::string nameOf(const std::string& file) {
     return error ? file : path.string();
 }
 
+struct NextFile {
+    std::string path;
+    std::string referringFile;
+};
+
 /// The file of a definition that somebody waits for, which is not among the known ones; it is then.
-std::optional<std::string> takeNextFile(std::set<std::string>& known) {
+std::optional<NextFile> takeNextFile(std::set<std::string>& known) {
     for (const auto& extension : detail::KeptContent::getExtensions()) {
         const auto* object = detail::asObject(extension.get());
         if (object == nullptr || !detail::KeptContent::find(*extension)->isAwaitingDefinition) continue;
         std::string file(object->getDefinitionFileName().view());
-        if (!file.empty() && object->getDefinition() == nullptr && known.insert(nameOf(file)).second) return file;
+        if (!file.empty() && object->getDefinition() == nullptr && known.insert(nameOf(file)).second) {
+            return NextFile{std::move(file), findSourceFile(*object)};
+        }
     }
     return std::nullopt;
 }
@@ -40,11 +47,11 @@ std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFi
     std::vector<LoadedObjects> all;
     while (const auto file = takeNextFile(known)) {
         std::string error;
-        auto loaded = loadObjects(*file, error);
+        auto loaded = loadObjects(file->path, {.referringFile = file->referringFile, .progress = {}}, error);
         if (loaded) {
             all.push_back(std::move(*loaded));
         } else {
-            problems.push_back("definitions of the file '" + *file + "' are not loaded: " + error);
+            problems.push_back("definitions of the file '" + file->path + "' are not loaded: " + error);
         }
     }
     return all;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/content/object_section.h"
 
 namespace KrPersistence {
@@ -33,8 +34,14 @@ bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> 
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
                                          const KrFile::ProgressHandler& progress) {
+    return loadObjects(fileName, {.referringFile = {}, .progress = progress}, error);
+}
+
+std::optional<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options,
+                                         std::string& error) {
     KrFile file;
-    file.setProgressHandler(progress);
+    file.setProgressHandler(options.progress);
+    file.setReferringFile(options.referringFile);
     if (!file.load(fileName)) {
         error = file.getLastError();
         return std::nullopt;
@@ -53,6 +60,10 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::strin
     }
     error = loaded ? std::string() : "'" + fileName + "' holds no objects";
     return loaded;
+}
+
+std::string findSourceFile(const KrSim::KrExtension& extension) {
+    return detail::LoadedFiles::instance().findPath(extension);
 }
 
 }  // namespace KrPersistence

@@ -41,12 +41,25 @@ KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtensio
 KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags,
                         std::string& error, const KrFile::ProgressHandler& progress = {});
 
+struct ObjectLoadOptions {
+    /// The setup or object file that names this one: what is loaded gets the path from there as part of its identity
+    /// (docs/content-identity.md). Empty: the path that was given.
+    std::string referringFile{};
+    /// Hears, once the file was read, how many of its extensions and connections are made; may be empty.
+    KrFile::ProgressHandler progress{};
+};
+
 /// Loads what saveObjects wrote, of any kind of archive. Types are made by the factory, which loads their plug-ins; an
 /// extension whose type cannot be made keeps its data and has an error that says so.
 /// Nothing when the file cannot be read, or holds no objects; nothing of it is left then, and `error` says why.
-/// \param progress  hears, once the file was read, how many of its extensions and connections are made; may be empty.
 /// Thread: that of the content. Never throws.
+[[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName,
+                                                              const ObjectLoadOptions& options, std::string& error);
 [[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
                                                               const KrFile::ProgressHandler& progress = {});
+
+/// The path of the file that the extension, or an object above it, was loaded from; empty for other content, and for
+/// what was loaded from a stream without a name.
+[[nodiscard]] KR_API std::string findSourceFile(const KrSim::KrExtension& extension);
 
 }  // namespace KrPersistence

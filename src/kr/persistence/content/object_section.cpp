@@ -5,10 +5,11 @@
 #include "kr/persistence/content/internal/content_builder.h"
 #include "kr/persistence/content/internal/content_reader.h"
 #include "kr/persistence/content/internal/content_writer.h"
+#include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/files/export_file_section.h"
 #include "kr/persistence/files/file.h"
 
-KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 1)
+KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 2)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrObjectSection)
 
 namespace KrPersistence {
@@ -59,13 +60,15 @@ void KrObjectSection::_write(ArchiveWriter& writer) const {
     detail::ContentWriter(writer, makeProgress(getOwner())).write(_objects);
 }
 
-void KrObjectSection::_read(ArchiveReader& reader, unsigned int) {
+void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
     auto* file = getOwner();
     if (file == nullptr) reader.fail("a section of objects without a file");
     _objects.clear();
     _known.clear();
-    _builder = std::make_unique<detail::ContentBuilder>(detail::readContent(reader), reader.getArchiveName(),
-                                                        makeProgress(file));
+    const auto& path = reader.getArchiveName();
+    const auto name = detail::LoadedFiles::instance().chooseName(path, file->getReferringFile());
+    _builder = std::make_unique<detail::ContentBuilder>(detail::readContent(reader, version, name),
+                                                        detail::SourceFile{path, name}, makeProgress(file));
     file->addCallback(kBuild, [this] {
         _builder->build();
         _objects = _builder->getRoots();

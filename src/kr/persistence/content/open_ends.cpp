@@ -11,8 +11,8 @@ std::vector<std::string> describeOpenEnds(const KrSim::KrExtension& extension) {
     const auto* kept = detail::KeptContent::find(extension);
     if (kept == nullptr) return texts;
     for (const auto& each : kept->connections) {
-        texts.push_back("the connection from " + each.source.toString() + "." + each.sourceField + " to " +
-                        each.sink.toString() + "." + each.sinkField + " cannot be made");
+        texts.push_back("the connection from " + each.source.runtimeID.toString() + "." + each.sourceField + " to " +
+                        each.sink.runtimeID.toString() + "." + each.sinkField + " cannot be made");
     }
     for (const auto& each : kept->references) {
         texts.push_back("field " + each.fieldPath + " refers to " + each.extension.toString() + ", which is not there");

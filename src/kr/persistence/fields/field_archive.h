@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <span>
@@ -16,6 +17,9 @@
 
 namespace KrPersistence {
 
+/// Answers the ID to write, or to refer to, in the place of one; see FieldWriteContext and FieldReadContext.
+using ContentIDMapping = std::function<KrSim::KrContentID(const KrSim::KrContentID&)>;
+
 /// What an extension field, or an item of a vector of extensions, referred to when it was written.
 struct ExtensionReference {
     static constexpr std::size_t kNoItem = std::numeric_limits<std::size_t>::max();
@@ -27,13 +31,17 @@ struct ExtensionReference {
 
 struct FieldReadContext {
     /// References that could not be resolved, in the order of reading. The fields are null until somebody sets them.
-    std::vector<ExtensionReference> references;
+    std::vector<ExtensionReference> references{};
+    /// From IDs as they stand in the archive to those of live content; null: they are the same. Borrowed for the call.
+    const ContentIDMapping* toLive{nullptr};
 };
 
 struct FieldWriteContext {
     /// What null references were meant to refer to, as FieldReadContext had it: written in their place, so that a
     /// reference to content that is not there survives. Sorted or not; borrowed for the call.
     std::span<const ExtensionReference> unresolved{};
+    /// From IDs of live content to those that are to stand in the archive; null: they are the same. Borrowed likewise.
+    const ContentIDMapping* toStored{nullptr};
 };
 
 // docs/field-format.md has all members in their order.

@@ -94,6 +94,10 @@ public:
     [[nodiscard]] const std::string& getCurrentFilename() const noexcept { return _currentFilename; }
     /// Only while there is none: a loaded file keeps its name.
     void setCurrentFilename(const std::string& filename);
+    /// The setup or object file that names this one; set it before load. Content of this file gets the path from there
+    /// as part of its identity (docs/content-identity.md). Empty: the path that was given to load.
+    void setReferringFile(const std::string& filename) { _referringFile = filename; }
+    [[nodiscard]] const std::string& getReferringFile() const noexcept { return _referringFile; }
     /// The first failure of the last load or save; empty when there was none.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
 
@@ -163,6 +167,7 @@ private:
     std::vector<KrFileSection*> _sections;  // owned
     std::map<int, std::vector<Callback>> _callbacks;
     std::string _currentFilename;
+    std::string _referringFile;
     eFileType _fileType{eFileType::kUnknown};
     std::vector<Kr::KrBase*> _referencableObjects;  // null where one has died
     std::unordered_map<const Kr::KrBase*, std::size_t> _referencablePlaces;

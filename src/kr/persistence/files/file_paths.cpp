@@ -34,4 +34,16 @@ std::string relativePathToAbsolute(const std::string& path, const std::string& f
     return (folder / relative).lexically_normal().string();
 }
 
+std::string contentFileName(const std::string& path, const std::string& referringFile) {
+    if (path.empty()) return {};
+    const fs::path file(path);
+    if (const fs::path folder = getFolder(referringFile); !folder.empty()) {
+        std::error_code failure;
+        const fs::path absolute = fs::absolute(file, failure);
+        const fs::path relative = failure ? fs::path() : absolute.lexically_normal().lexically_relative(folder);
+        if (!relative.empty()) return relative.generic_string();
+    }
+    return (file.is_absolute() ? file.filename() : file.lexically_normal()).generic_string();
+}
+
 }  // namespace KrPersistence

@@ -14,4 +14,9 @@ namespace KrPersistence {
 /// The way back: a relative path, from the folder of the file. Absolute and empty ones stay as they are.
 [[nodiscard]] KR_API std::string relativePathToAbsolute(const std::string& path, const std::string& filename);
 
+/// The file part of the identity of content that is loaded from a file: the path as seen from the folder of the file
+/// that refers to it, with '/' between its parts. Without a referring file, a relative path as it is, in its shortest
+/// form, and the last part of an absolute one. Never absolute; empty for an empty path.
+[[nodiscard]] KR_API std::string contentFileName(const std::string& path, const std::string& referringFile = {});
+
 }  // namespace KrPersistence

@@ -114,7 +114,7 @@ std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot(
         pending.push_back({std::move(event), each.remainingSeconds, each.isLocal, each.isRemote});
     }
     for (const auto& each : _loaded->values) {
-        const auto extension = KrSim::KrContentRegistry::instance().lock(each.sink);
+        const auto extension = KrSim::KrContentRegistry::instance().resolve(each.sink);
         auto* sink = extension ? KrData::_findStoredPath(extension->getFieldsContainer(), each.path) : nullptr;
         if (sink == nullptr) continue;
         std::shared_ptr<KrData::FieldBase> value(each.value->_duplicate());

@@ -4,6 +4,7 @@
 
 #include "kr/extension/fwd.h"
 #include "kr/persistence/content/internal/content_records.h"
+#include "kr/persistence/content/internal/file_identity.h"
 
 namespace KrPersistence {
 class ArchiveReader;
@@ -13,7 +14,9 @@ class ArchiveWriter;
 namespace KrPersistence::detail {
 
 /// The connections that end at these extensions, and those that are kept for them because an end is missing.
-void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions);
-[[nodiscard]] std::vector<ConnectionRecord> readConnections(ArchiveReader& reader);
+void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
+                      const StoredIdentity& identity);
+/// \param version  of the section. The ends are as they stand in the file.
+[[nodiscard]] std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned int version);
 
 }  // namespace KrPersistence::detail

@@ -16,8 +16,8 @@ namespace KrPersistence::detail {
 /// Makes connections again from what was saved of them. Nothing is transferred: the sinks have their saved values.
 class ConnectionRestorer {
 public:
-    /// Answers the extension with a runtime ID, or null.
-    using Find = std::function<Kr::KrSmartPtr<KrSim::KrExtension>(const KrSim::KrContentID::Identifier&)>;
+    /// Answers the extension at that end, or null.
+    using Find = std::function<Kr::KrSmartPtr<KrSim::KrExtension>(const ConnectionEnd&)>;
 
     explicit ConnectionRestorer(Find find);
 
@@ -42,7 +42,7 @@ private:
                           bool isSource, Ends& ends);
 
     Find _find;
-    KrSim::KrContentID::Identifier _sourceID;
+    ConnectionEnd _sourceID;
     Kr::KrSmartPtr<KrSim::KrExtension> _source;
     std::unordered_set<Ends, Hash> _connected;
 };

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "kr/extension/fwd.h"
@@ -14,6 +15,12 @@
 
 namespace KrPersistence::detail {
 
+/// The file that content comes from; both may be empty.
+struct SourceFile {
+    std::string path;
+    std::string name;  ///< the file part of the identity of its content
+};
+
 /// Makes content of what was read, in four steps. With several sections in one file each step is done for all of them
 /// before the next one, so that content may refer to content of any section.
 class ContentBuilder {
@@ -21,9 +28,8 @@ public:
     using Progress = std::function<void(std::size_t done, std::size_t total)>;
     using Extensions = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
 
-    /// \param fileName  of the file that the content comes from; may be empty.
     /// \param progress  hears how many of the extensions and connections are made; may be empty.
-    ContentBuilder(ContentRecords content, std::string fileName, Progress progress);
+    ContentBuilder(ContentRecords content, SourceFile file, Progress progress);
     ~ContentBuilder();
 
     /// Extensions and objects with their fields. Throws for what objects cannot hold.
@@ -51,24 +57,31 @@ private:
     void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
     void _buildBelow(KrSim::KrObject& object, ExtensionRecord& record);
     void _define(KrSim::KrObject& object, const ExtensionRecord& record);
-    [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& id) const;
+    void _reportDoubles();
+    [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& liveID) const;
+    [[nodiscard]] KrSim::KrExtension* _findMade(const ConnectionEnd& end) const;
+    [[nodiscard]] std::size_t _placeOf(const ConnectionEnd& end) const;
     [[nodiscard]] std::vector<ConnectionRecord> _takeConnections();
-    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID::Identifier& id) const;
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID& id) const;
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const ConnectionEnd& end) const;
+    [[nodiscard]] std::string _describeChoice(const ConnectionEnd& end) const;
     void _keep(ConnectionRecord record);
     void _setReferences();
 
     ContentRecords _content;
-    std::string _fileName;
+    SourceFile _file;
     Progress _progress;
     std::size_t _stepCount;
     std::size_t _stepsDone{0};
     Extensions _roots;
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
-    std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID;  // places in the list
-    std::map<std::string, std::size_t> _missingTypes;                       // with the number of their extensions
+    // Places in the list, by live ID and by that of the file where it is another one.
+    std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
+    std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};
+    std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, std::string> _firstDouble;  // with the one that was there
     std::vector<std::string> _problems;
 };
 

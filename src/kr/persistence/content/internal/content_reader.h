@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "kr/persistence/content/internal/content_records.h"
 
 namespace KrPersistence {
@@ -9,6 +11,8 @@ class ArchiveReader;
 namespace KrPersistence::detail {
 
 /// Reads what ContentWriter wrote. Nothing is made of it yet.
-[[nodiscard]] ContentRecords readContent(ArchiveReader& reader);
+/// \param version  of the section.
+/// \param file     the file part of the content; empty for none.
+[[nodiscard]] ContentRecords readContent(ArchiveReader& reader, unsigned int version, const std::string& file);
 
 }  // namespace KrPersistence::detail

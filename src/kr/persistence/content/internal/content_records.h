@@ -17,11 +17,22 @@
 
 namespace KrPersistence::detail {
 
-/// A connection; its ends are named by runtime ID and field path.
+/// The extension at one end of a connection.
+struct ConnectionEnd {
+    KrSim::KrContentID::Identifier runtimeID;
+    KrSim::KrContentID::Identifier rawID;
+
+    ConnectionEnd() = default;
+    explicit ConnectionEnd(const KrSim::KrContentID& id) : runtimeID(id.getRuntimeID()), rawID(id.getRawID()) {}
+    [[nodiscard]] friend bool operator==(const ConnectionEnd&, const ConnectionEnd&) = default;
+    [[nodiscard]] friend auto operator<=>(const ConnectionEnd&, const ConnectionEnd&) = default;
+};
+
+/// A connection; its ends are named by content ID and field path.
 struct ConnectionRecord {
-    KrSim::KrContentID::Identifier source;
+    ConnectionEnd source;
     std::string sourceField;
-    KrSim::KrContentID::Identifier sink;
+    ConnectionEnd sink;
     std::string sinkField;
     bool isQueued{false};
     bool isDisabled{false};
@@ -39,6 +50,7 @@ struct ExtensionRecord {
     KrSim::KrFactoryKey key;
     std::string name;
     KrSim::KrContentID contentID;
+    KrSim::KrContentID::Identifier storedID;  // the runtime ID as it stands in the file: connections name it
     std::int32_t dataVersion{-1};
     KrSim::KrVersioningRegistry::Versions versions;
     std::optional<std::uint64_t> position;  // where it is not right behind the one before

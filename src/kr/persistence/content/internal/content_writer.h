@@ -3,10 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
 #include "kr/extension/fwd.h"
+#include "kr/persistence/content/internal/file_identity.h"
+#include "kr/persistence/fields/field_archive.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrPersistence {
@@ -38,6 +41,8 @@ private:
     Progress _progress;
     Roots _held;  // all that is written: implementations may change the trees while they are asked for their data
     std::unordered_set<const KrSim::KrExtension*> _included;
+    std::optional<StoredIdentity> _identity;
+    ContentIDMapping _toStored;  // by that
     std::size_t _done{0};
 };
 

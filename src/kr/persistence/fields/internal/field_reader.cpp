@@ -311,7 +311,7 @@ void FieldReader::_readLinks(FieldBase& field) {
 KrSim::KrContentID FieldReader::readReference() {
     KrSim::KrContentID id;
     _reader.optional("Extension", [&] { id = readContentID(_reader, "Extension"); });
-    return id;
+    return _context.toLive != nullptr && !id.isEmpty() ? (*_context.toLive)(id) : id;
 }
 
 void FieldReader::noteReference(const KrSim::KrContentID& id, std::size_t item) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "kr/content/content_reference.h"
+#include "kr/content/i_content_resolver.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_reference.h"
 #include "kr/data/proxy.h"
@@ -42,21 +43,27 @@ KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const K
     return findOfRank(container, id, rank);
 }
 
+/// The extension and field that a link names; an extension that is there by its own ID, whatever file was named.
+std::pair<KrSim::KrContentID, std::string> targetOf(const KrData::Link& link) {
+    const auto& reference = link.getContentReference();
+    auto* extension = reference.get();
+    const auto* resolver = KrSim::IContentResolver::_get();
+    const bool isThere = extension != nullptr && resolver != nullptr;
+    return {isThere ? resolver->_getContentID(extension) : reference.getContentID(), link.getFieldPath()};
+}
+
 /// Gives the proxy the links that it lacks.
 bool addLinks(KrData::Proxy& proxy, const KrData::Proxy& saved) {
     auto* home = proxy.getOwnerExtension();
     std::set<std::pair<KrSim::KrContentID, std::string>> present;
-    for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
-        const auto link = proxy.getLink(i)._asUnresolved(home);
-        present.emplace(link.getContentReference().getContentID(), link.getFieldPath());
-    }
+    for (std::size_t i = 0; i < proxy.getLinkCount(); ++i)
+        present.insert(targetOf(proxy.getLink(i)._asUnresolved(home)));
     const auto type = saved.getProxyDataType();
     proxy.setProxyDataType(type);
     for (std::size_t i = 0; i < saved.getLinkCount(); ++i) {
         const auto& link = saved.getLink(i);
-        const auto& reference = link.getContentReference();
-        if (present.emplace(reference.getContentID(), link.getFieldPath()).second) {
-            proxy._addStoredLink(reference, link.getFieldPath());
+        if (present.insert(targetOf(link)).second) {
+            proxy._addStoredLink(link.getContentReference(), link.getFieldPath());
         }
     }
     const bool isSame = type == KrData::Types::kUnknown || proxy.getProxyDataType() == type;

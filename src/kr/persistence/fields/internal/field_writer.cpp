@@ -41,10 +41,17 @@ std::string pathBelow(const KrData::FieldBase& root, const KrData::FieldBase& fi
     return path;
 }
 
+/// The ID of the extension that was found, which may come from another file than the one that was meant.
+KrSim::KrContentID idOf(const KrSim::KrContentReference& reference) {
+    auto* extension = reference.get();
+    const auto* resolver = KrSim::IContentResolver::_get();
+    return extension != nullptr && resolver != nullptr ? resolver->_getContentID(extension) : reference.getContentID();
+}
+
 }  // namespace
 
 FieldWriter::FieldWriter(ArchiveWriter& writer, const FieldBase& root, const FieldWriteContext& context)
-    : _writer(writer), _root(root) {
+    : _writer(writer), _root(root), _toStored(context.toStored) {
     for (const auto& each : context.unresolved)
         _unresolved.emplace(keyOf(each.fieldPath, each.item), &each.extension);
 }
@@ -234,17 +241,20 @@ void FieldWriter::_writeLinks(const FieldBase& field) {
     auto* home = proxy.getOwnerExtension();
     _writer.sequence("Links", proxy.getLinkCount(), [&](std::size_t index) {
         const auto link = proxy.getLink(index)._asUnresolved(home);
-        const auto id = link.getContentReference().getContentID();
         _writer.group("Link", [&] {
-            _writer.optional(!id.isEmpty(), "Extension", [&] { writeContentID(_writer, "Extension", id); });
+            _writeID(idOf(link.getContentReference()));
             _writer.writeRepeated("FieldPath", link.getFieldPath());
         });
     });
 }
 
 void FieldWriter::_writeReference(KrSim::KrExtension* extension, const FieldBase& field, std::size_t item) {
-    const auto id = _idOf(extension, field, item);
-    _writer.optional(!id.isEmpty(), "Extension", [&] { writeContentID(_writer, "Extension", id); });
+    _writeID(_idOf(extension, field, item));
+}
+
+void FieldWriter::_writeID(const KrSim::KrContentID& id) {
+    _writer.optional(!id.isEmpty(), "Extension",
+                     [&] { writeContentID(_writer, "Extension", _toStored != nullptr ? (*_toStored)(id) : id); });
 }
 
 KrSim::KrContentID FieldWriter::_idOf(KrSim::KrExtension* extension, const FieldBase& field, std::size_t item) const {

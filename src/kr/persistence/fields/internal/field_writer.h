@@ -41,12 +41,14 @@ private:
     template <class T>
     void _writeItemsOf(const KrData::Vector<T>& vector, const FieldBase& field);
     void _writeLinks(const FieldBase& field);
+    void _writeID(const KrSim::KrContentID& id);
     void _writeReference(KrSim::KrExtension* extension, const FieldBase& field, std::size_t item);
     [[nodiscard]] KrSim::KrContentID _idOf(KrSim::KrExtension* extension, const FieldBase& field,
                                            std::size_t item) const;
 
     ArchiveWriter& _writer;
     const FieldBase& _root;
+    const ContentIDMapping* _toStored;
     int _hiddenDepth{0};  // levels of metadata around the field being written
     std::unordered_map<std::string, const KrSim::KrContentID*> _unresolved;  // by path and item
 };

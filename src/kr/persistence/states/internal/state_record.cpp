@@ -21,7 +21,9 @@ using KrSim::KrExtensionState;
 
 void resolveReferences(KrData::FieldBase& field, const std::vector<ExtensionReference>& references) {
     for (const auto& each : references) {
-        auto* extension = KrSim::KrContentRegistry::instance().find(each.extension);
+        auto& registry = KrSim::KrContentRegistry::instance();
+        auto* extension = registry.find(each.extension);
+        if (extension == nullptr) extension = registry.resolve(each.extension).get();
         if (auto* vector = KrData::Vector<KrSim::KrExtension*>::from(field)) {
             if (each.item < vector->size()) vector->setItem(each.item, extension);
         } else {

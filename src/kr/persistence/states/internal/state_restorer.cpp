@@ -45,6 +45,7 @@ public:
         if (state == nullptr || !state->_isOf(extension)) {
             state = _state.findExtensionState(extension.getContentID());
         }
+        if (state == nullptr) state = _findOfItem(extension);
         if (state == nullptr) {
             ++untouched;
             return;
@@ -58,7 +59,7 @@ public:
                    std::vector<Kr::KrSmartPtr<KrExtension>>& held) {
         for (const auto& state : _states) {
             if (!state->isAddedByModule()) continue;
-            auto extension = KrSim::KrContentRegistry::instance().lock(state->getContentID());
+            auto extension = KrSim::KrContentRegistry::instance().resolve(state->getContentID());
             if (!extension || content.contains(extension.get())) continue;
             entries.push_back({extension.get(), state.get()});
             held.push_back(std::move(extension));
@@ -68,6 +69,14 @@ public:
     std::size_t untouched{0};
 
 private:
+    /// The state of the same item, which came from a file of another name, where there is no doubt.
+    [[nodiscard]] const KrSim::KrExtensionState* _findOfItem(const KrExtension& extension) const {
+        const auto* state = _state._findStateOfItem(extension.getContentID());
+        if (state == nullptr) return nullptr;
+        const auto meant = KrSim::KrContentRegistry::instance().resolve(state->getContentID());
+        return meant.get() == &extension ? state : nullptr;
+    }
+
     const KrSim::KrSimulationState& _state;
     const std::vector<Kr::KrSmartPtr<KrSim::KrExtensionState>>& _states;
     std::size_t _next{0};

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+
+#include "kr/content/internal/content_table.h"
+
+namespace KrSim::detail {
+
+/// Live content and the references to it, by runtime ID and by raw ID.
+///
+/// Only IDs whose raw ID is another than the runtime ID stand in the second table, so content that comes from no file
+/// and is placed nowhere costs one entry.
+/// Thread: none.
+class ContentIndex {
+public:
+    // --- Content ---------------------------------------------------------------------------------------------------
+    /// False when it was there already. When memory runs out, nothing has changed.
+    bool add(KrExtension* extension, const KrContentID& id);
+    bool remove(const KrExtension* extension, const KrContentID& id) noexcept;
+    /// For content that is there. When memory runs out, nothing has changed.
+    void changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after);
+    [[nodiscard]] bool contains(const KrExtension* extension, const KrContentID::Identifier& runtimeID) const {
+        return _byRuntimeID.contains(runtimeID, extension);
+    }
+    [[nodiscard]] std::size_t count() const noexcept { return _byRuntimeID.extensionCount(); }
+
+    /// The first with this runtime ID; null for none and for the empty ID.
+    [[nodiscard]] KrExtension* findFirst(const KrContentID::Identifier& runtimeID) const;
+    /// The only one with this raw ID; null for none, for several and for the empty ID.
+    [[nodiscard]] KrExtension* findOnly(const KrContentID::Identifier& rawID) const;
+    [[nodiscard]] std::size_t countOf(const KrContentID::Identifier& rawID) const;
+
+    // --- References ------------------------------------------------------------------------------------------------
+    /// When memory runs out, nothing has changed.
+    void addLink(ContentLink& link);
+    void removeLink(ContentLink& link) noexcept;
+
+    /// Calls the function with each reference to exactly this ID; the function may take that one out of the lists.
+    template <class Function>
+    void forEachLinkTo(const KrContentID& id, const Function& function) const {
+        _forEach(_byRuntimeID, id.getRuntimeID(), eIDKind::kRuntime, function);
+    }
+    /// Likewise with each reference to this raw ID, those to exactly this ID among them; with some of them twice.
+    template <class Function>
+    void forEachLinkToItem(const KrContentID& id, const Function& function) const {
+        forEachLinkTo(id, function);
+        _forEach(_byRawID, id.getRawID(), eIDKind::kRaw, function);
+        if (id.getRawID() != id.getRuntimeID()) {
+            _forEach(_byRuntimeID, id.getRawID(), eIDKind::kRuntime, function);
+        }
+    }
+
+private:
+    template <class Function>
+    static void _forEach(const ContentTable& table, const KrContentID::Identifier& key, eIDKind kind,
+                         const Function& function) {
+        for (ContentLink* link = table.linksOf(key); link;) {
+            ContentLink* const next = link->hook(kind).next;
+            function(*link);
+            link = next;
+        }
+    }
+    [[nodiscard]] static bool _hasRawID(const KrContentID& id) noexcept {
+        return !id.getRawID().isNull() && id.getRawID() != id.getRuntimeID();
+    }
+
+    ContentTable _byRuntimeID{eIDKind::kRuntime};
+    ContentTable _byRawID{eIDKind::kRaw};
+};
+
+}  // namespace KrSim::detail

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kr/extension/fwd.h"
+#include "kr/platform/smart_ptr.h"
+#include "kr/platform/weak_ptr.h"
+
+namespace KrPersistence::detail {
+
+/// The files that living content was loaded from.
+/// Thread: any.
+class LoadedFiles {
+public:
+    /// Never destroyed.
+    [[nodiscard]] static LoadedFiles& instance();
+
+    /// The file part for the content of a file; see contentFileName. Where no other file refers to it and another one
+    /// of the same name was loaded, so many folders stand before the name that it is another one.
+    [[nodiscard]] std::string chooseName(const std::string& path, const std::string& referringFile);
+    void note(const std::string& name, const std::string& path,
+              const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& roots);
+    /// Where the extension, or an object above it, was loaded from; empty for what does not come from a file.
+    [[nodiscard]] std::string findPath(const KrSim::KrExtension& extension);
+
+private:
+    struct Loaded {
+        std::string name;
+        std::string path;
+        std::vector<Kr::KrWeakPtr<KrSim::KrExtension>> roots;
+    };
+
+    void _forgetDead();
+    [[nodiscard]] bool _isTaken(const std::string& name, const std::string& path) const;
+
+    std::mutex _mutex;  // guards the list
+    std::vector<Loaded> _loaded;
+};
+
+/// The extension for people, with the file that it comes from: "'Car/Motor' of '/home/cars/car.kro'".
+[[nodiscard]] std::string describeWithFile(const KrSim::KrExtension& extension);
+
+}  // namespace KrPersistence::detail
