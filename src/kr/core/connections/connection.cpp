@@ -39,14 +39,30 @@ bool KrConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
 }
 
 bool KrConnection::setTransferFunction(DirectConnectionFunctor::TransferFunction function) {
-    if (!_setFunction(std::move(function))) return false;
+    if (!_restoreTransferFunction(std::move(function))) return false;
     transferValue(*getSource());
     return true;
 }
 
-bool KrConnection::_setFunction(DirectConnectionFunctor::TransferFunction function) {
+bool KrConnection::hasTransferFunction() const noexcept {
+    const auto* functor = _getDirectFunctor();
+    return functor != nullptr && functor->hasTransferFunction();
+}
+
+const KrData::TransferFunction* KrConnection::getTransferFunction() const noexcept {
+    const auto* functor = _getDirectFunctor();
+    return functor != nullptr ? functor->getData() : nullptr;
+}
+
+bool KrConnection::_restoreTransferFunction(DirectConnectionFunctor::TransferFunction function) {
     auto* functor = _getDirectFunctor();
     if (functor == nullptr || !KrData::CanApplyTransferFunction(*getSource(), *getSink())) return false;
+    if (const auto* data = function.target<KrData::TransferFunction>(); data != nullptr && !data->isValid()) {
+        logMessage(eLogLevel::kDebug, "KrConnection: the transfer function from %s.%s to %s.%s is refused: %s\n",
+                   detail::ownerNameOf(*getSource()).c_str(), getSource()->getPath().c_str(),
+                   detail::ownerNameOf(*getSink()).c_str(), getSink()->getPath().c_str(), data->getFault().c_str());
+        return false;
+    }
     functor->setTransferFunction(std::move(function));
     _update();
     return true;
@@ -61,7 +77,9 @@ KrConnectionBase* KrConnection::_createBetween(FieldBase& source, FieldBase& sin
     detail::NewConnection<KrConnection> made;
     if (!made->init(&source, &sink, false)) return nullptr;
     const auto* mine = _getDirectFunctor();
-    if (mine != nullptr && mine->hasTransferFunction()) made->_setFunction(mine->getTransferFunction());
+    if (mine != nullptr && mine->hasTransferFunction()) {
+        made->_restoreTransferFunction(mine->getTransferFunction());
+    }
     _finishCopy(*made);
     return made.take().release();
 }

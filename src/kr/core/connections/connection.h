@@ -2,6 +2,7 @@
 
 #include "kr/core/connections/direct_connection_functor.h"
 #include "kr/core/connections/functor_connection.h"
+#include "kr/data/transfer_function.h"
 
 namespace Kr {
 
@@ -37,17 +38,22 @@ class KR_API KrConnection final : public KrFunctorConnection {
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
     /// Applied to every component of the value, in SI units, from now on; transfers once at once. An empty function
-    /// copies again. False while invalid, and for fields that CanApplyTransferFunction does not take. What the function
-    /// throws is logged as a warning, and the sink stays as it is.
+    /// copies again. False while invalid, for fields that CanApplyTransferFunction does not take, and for an invalid
+    /// KrData::TransferFunction, with a debug line. What the function throws is logged as a warning, and the sink stays
+    /// as it is.
+    /// A KrData::TransferFunction is saved with the connection; any other function is code, which no file keeps.
     bool setTransferFunction(DirectConnectionFunctor::TransferFunction function);
+    [[nodiscard]] bool hasTransferFunction() const noexcept;
+    /// The function as data; null without one, and for one that is code. Good until the next function is set, or the
+    /// connection ends.
+    [[nodiscard]] const KrData::TransferFunction* getTransferFunction() const noexcept;
 
     /// Whether the kinds of the fields go together, whatever their roles. False for null.
     [[nodiscard]] static bool areFieldsCompatible(const KrData::FieldBase* source, const KrData::FieldBase* sink);
 
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
-
-private:
-    bool _setFunction(DirectConnectionFunctor::TransferFunction function);
+    /// For loading and cloning: setTransferFunction without a transfer.
+    bool _restoreTransferFunction(DirectConnectionFunctor::TransferFunction function);
 };
 
 }  // namespace Kr

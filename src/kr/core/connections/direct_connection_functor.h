@@ -6,6 +6,7 @@
 #include "kr/core/connections/connection_functor.h"
 #include "kr/core/quiet_copy.h"
 #include "kr/data/field_base.h"
+#include "kr/data/transfer_function.h"
 
 namespace Kr {
 
@@ -21,6 +22,10 @@ public:
     void setTransferFunction(TransferFunction function);
     [[nodiscard]] bool hasTransferFunction() const noexcept { return _function != nullptr; }
     [[nodiscard]] TransferFunction getTransferFunction() const;
+    /// The function where it is data, else null. Good until another one is set.
+    [[nodiscard]] const KrData::TransferFunction* getData() const noexcept {
+        return _function != nullptr ? _function->target<KrData::TransferFunction>() : nullptr;
+    }
 
     void transfer(const KrData::FieldBase& changed) override;
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "kr/core/connection_base.h"
+#include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
@@ -15,6 +16,8 @@
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
 #include "kr/persistence/content/internal/kept_content.h"
+#include "kr/persistence/fields/transfer_function_archive.h"
+#include "kr/platform/log.h"
 
 namespace KrPersistence::detail {
 
@@ -22,8 +25,41 @@ namespace {
 
 using Identifier = KrSim::KrContentID::Identifier;
 
-/// Sections of this version and later have the raw IDs of ends.
+/// Sections of this version and later have the raw IDs of ends, and transfer functions.
 constexpr unsigned int kVersionWithRawIDs = 2;
+/// Of connections that lose their function, these are named.
+constexpr std::size_t kMostNamed = 10;
+
+std::string describe(const KrData::FieldBase& field) {
+    return "'" + field.getOwnerExtension()->getPath() + "." + field.getPath() + "'";
+}
+
+/// Notes the transfer function of a connection; one that is code stays behind.
+class Functions {
+public:
+    void note(const Kr::KrConnectionBase& connection, ConnectionRecord& record) {
+        if (!connection.isOfClassType(Kr::KrConnection::getClassType())) return;
+        const auto& direct = static_cast<const Kr::KrConnection&>(connection);
+        if (const auto* function = direct.getTransferFunction()) {
+            record.function = *function;
+        } else if (direct.hasTransferFunction()) {
+            if (++_lostCount > kMostNamed) return;
+            _lost += "  " + describe(*connection.getSource()) + " -> " + describe(*connection.getSink()) + "\n";
+        }
+    }
+    void report() const {
+        if (_lostCount == 0) return;
+        const auto more = _lostCount > kMostNamed ? "  and " + std::to_string(_lostCount - kMostNamed) + " more\n" : "";
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrObjectSection: transfer functions that are code are not saved; their connections will copy "
+                       "after a load. Use a KrData::TransferFunction for:\n%s%s",
+                       _lost.c_str(), more.c_str());
+    }
+
+private:
+    std::string _lost;
+    std::size_t _lostCount{0};
+};
 
 /// A connection with its place among those that leave its source.
 struct Placed {
@@ -35,34 +71,60 @@ struct Placed {
     }
 };
 
-void collectInto(const KrData::FieldBase& field, const StoredIdentity& identity, std::deque<Placed>& found) {
-    if (field._hasIncomingConnections()) {
-        for (const auto* connection : field._getIncomingConnections()) {
-            const auto* source = connection->getSourceOwner();
-            const auto* sink = connection->getSinkOwner();
-            if (!connection->isValid() || source == nullptr || sink == nullptr) continue;
-            ConnectionRecord record;
-            record.source = ConnectionEnd(identity(source->getContentID()));
-            record.sourceField = KrData::_getStoredPath(*connection->getSource());
-            record.sink = ConnectionEnd(identity(sink->getContentID()));
-            record.sinkField = KrData::_getStoredPath(field);
-            record.isQueued = connection->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
-            record.isDisabled = !connection->isEnabled();
-            record.isUnordered = record.isDisabled && !connection->_isRegisteredInSorter();
-            found.push_back({std::move(record), connection->_getSlot(Kr::KrConnectionBase::End::kSource)});
-        }
-    }
-    for (const auto* child : field.getChildren())
-        collectInto(*child, identity, found);
-}
+/// The connections that end at extensions, as they stand in the file.
+class Collector {
+public:
+    explicit Collector(const StoredIdentity& identity) : _identity(identity) {}
 
-/// A kept connection as it stands in the file.
-ConnectionRecord stored(ConnectionRecord record, const StoredIdentity& identity) {
-    for (auto* end : {&record.source, &record.sink}) {
-        if (const auto* id = identity.find(end->runtimeID)) *end = ConnectionEnd(*id);
+    void add(const KrSim::KrExtension& extension) {
+        _add(extension.getFieldsContainer());
+        const auto* kept = KeptContent::find(extension);
+        if (kept == nullptr) return;
+        for (const auto& record : kept->connections)
+            _found.push_back({_stored(record), std::numeric_limits<std::uint32_t>::max()});
     }
-    return record;
-}
+    std::deque<Placed> take() {
+        _functions.report();
+        return std::move(_found);
+    }
+
+private:
+    void _add(const KrData::FieldBase& field) {
+        if (field._hasIncomingConnections()) {
+            for (const auto* connection : field._getIncomingConnections())
+                _add(*connection, field);
+        }
+        for (const auto* child : field.getChildren())
+            _add(*child);
+    }
+
+    void _add(const Kr::KrConnectionBase& connection, const KrData::FieldBase& sinkField) {
+        const auto* source = connection.getSourceOwner();
+        const auto* sink = connection.getSinkOwner();
+        if (!connection.isValid() || source == nullptr || sink == nullptr) return;
+        ConnectionRecord record;
+        record.source = ConnectionEnd(_identity(source->getContentID()));
+        record.sourceField = KrData::_getStoredPath(*connection.getSource());
+        record.sink = ConnectionEnd(_identity(sink->getContentID()));
+        record.sinkField = KrData::_getStoredPath(sinkField);
+        record.isQueued = connection.isOfClassType(Kr::KrSimQueuedConnection::getClassType());
+        record.isDisabled = !connection.isEnabled();
+        record.isUnordered = record.isDisabled && !connection._isRegisteredInSorter();
+        _functions.note(connection, record);
+        _found.push_back({std::move(record), connection._getSlot(Kr::KrConnectionBase::End::kSource)});
+    }
+
+    [[nodiscard]] ConnectionRecord _stored(ConnectionRecord record) const {
+        for (auto* end : {&record.source, &record.sink}) {
+            if (const auto* id = _identity.find(end->runtimeID)) *end = ConnectionEnd(*id);
+        }
+        return record;
+    }
+
+    const StoredIdentity& _identity;
+    std::deque<Placed> _found;
+    Functions _functions;
+};
 
 Identifier readIdentifier(ArchiveReader& reader, std::string_view name) {
     const auto text = reader.readRepeated(name);
@@ -83,19 +145,6 @@ ConnectionEnd readEnd(ArchiveReader& reader, const std::string& name, unsigned i
     const auto raw = name + "Raw";
     if (version >= kVersionWithRawIDs) reader.optional(raw, [&] { end.rawID = readIdentifier(reader, raw); });
     return end;
-}
-
-/// The connections that end at these extensions, and those that are kept for them because an end is missing.
-std::deque<Placed> collect(const std::vector<KrSim::KrExtension*>& extensions, const StoredIdentity& identity) {
-    std::deque<Placed> found;
-    for (const auto* extension : extensions) {
-        collectInto(extension->getFieldsContainer(), identity, found);
-        if (const auto* kept = KeptContent::find(*extension)) {
-            for (const auto& record : kept->connections)
-                found.push_back({stored(record, identity), std::numeric_limits<std::uint32_t>::max()});
-        }
-    }
-    return found;
 }
 
 /// By their sources, so that the list is the same after each save; those of one source in the order in which they
@@ -121,7 +170,10 @@ std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
 
 void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
                       const StoredIdentity& identity) {
-    const auto found = collect(extensions, identity);
+    Collector collector(identity);
+    for (const auto* extension : extensions)
+        collector.add(*extension);
+    const auto found = collector.take();
     const auto connections = order(found);
     const auto writeOne = [&](const ConnectionRecord& connection) {
         writeEnd(writer, "Source", connection.source);
@@ -131,6 +183,8 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
         writer.writeIf(connection.isQueued, "IsQueued", true);
         writer.writeIf(connection.isDisabled, "IsDisabled", true);
         writer.writeIf(connection.isUnordered, "IsUnordered", true);
+        writer.optional(connection.function.has_value(), "TransferFunction",
+                        [&] { writeTransferFunction(writer, "TransferFunction", *connection.function); });
     };
     writer.optional(!connections.empty(), "Connections", [&] {
         writer.sequence("Connections", connections.size(),
@@ -149,6 +203,10 @@ std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned in
         reader.readIf("IsQueued", connection.isQueued);
         reader.readIf("IsDisabled", connection.isDisabled);
         reader.readIf("IsUnordered", connection.isUnordered);
+        if (version >= kVersionWithRawIDs) {
+            reader.optional("TransferFunction",
+                            [&] { connection.function = readTransferFunction(reader, "TransferFunction"); });
+        }
         connections.push_back(std::move(connection));
     };
     reader.optional("Connections",

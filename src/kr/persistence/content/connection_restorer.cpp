@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
@@ -56,11 +57,22 @@ bool ConnectionRestorer::restore(const ConnectionRecord& record) {
     return isMade;
 }
 
+namespace {
+
+/// False where the fields are none for a function any more: other values than before would be wrong ones.
+bool takeFunction(Kr::KrConnectionBase& made, const KrData::TransferFunction& function) {
+    return made.isOfClassType(Kr::KrConnection::getClassType()) &&
+           static_cast<Kr::KrConnection&>(made)._restoreTransferFunction(function);
+}
+
+}  // namespace
+
 bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& record) {
     using Factory = Kr::KrConnectionFactory;
     std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued ? Factory::_createQueued(ends.source, ends.sink, false)
                                                                : Factory::_create(ends.source, ends.sink, false));
     if (!made) return false;
+    if (record.function && !takeFunction(*made, *record.function)) return false;
     if (record.isDisabled) made->disable(record.isUnordered);
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return false;

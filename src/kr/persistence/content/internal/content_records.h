@@ -9,6 +9,7 @@
 
 #include "kr/content/content_id.h"
 #include "kr/data/container.h"
+#include "kr/data/transfer_function.h"
 #include "kr/extension/factory_key.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/fields/field_archive.h"
@@ -37,6 +38,7 @@ struct ConnectionRecord {
     bool isQueued{false};
     bool isDisabled{false};
     bool isUnordered{false};  ///< disabled, and does not order its extensions
+    std::optional<KrData::TransferFunction> function{};
 };
 
 struct DefinitionRecord {
