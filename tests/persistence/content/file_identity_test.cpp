@@ -57,7 +57,8 @@ void save(const fs::path& file, const Extensions& objects, int flags = KrFile::k
 
 LoadedObjects load(const fs::path& file, const fs::path& referringFile = {}) {
     std::string error;
-    auto loaded = KrPersistence::loadObjects(file.string(), {.referringFile = referringFile.string(), .progress = {}}, error);
+    auto loaded =
+        KrPersistence::loadObjects(file.string(), {.referringFile = referringFile.string(), .progress = {}}, error);
     EXPECT_TRUE(loaded) << error;
     return loaded ? std::move(*loaded) : LoadedObjects();
 }
@@ -150,9 +151,10 @@ TEST(FileIdentity, OfContentInTwoFilesOfOneNameIsAConflictToldWithBoth) {
     const auto first = load(folder / "a/car.kro", folder / "a/setup.xml");
     const auto second = load(folder / "b/car.kro", folder / "b/setup.xml");
     const auto id = inFile(kMotor, "car.kro").toString();
-    EXPECT_THAT(second.problems, ElementsAre("'Motor' of '" + (folder / "b/car.kro").string() + "' has the content ID " +
-                                             id + " of 'Motor' of '" + (folder / "a/car.kro").string() +
-                                             "', which is there already; references find the first of them"));
+    EXPECT_THAT(second.problems,
+                ElementsAre("'Motor' of '" + (folder / "b/car.kro").string() + "' has the content ID " + id +
+                            " of 'Motor' of '" + (folder / "a/car.kro").string() +
+                            "', which is there already; references find the first of them"));
 }
 
 // --- References ------------------------------------------------------------------------------------------------------
@@ -191,9 +193,12 @@ TEST_P(FileReferences, FindTheFileThatTheyWereSavedWith) {
     }
     const auto panel = load(_folder / "panel.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(nullptr));
-    const auto meant = load(_folder / "b.kro");
     const auto other = load(_folder / "a.kro");
+    EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(other.objects[0].get())) << "for want of a better one";
+    const auto meant = load(_folder / "b.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(meant.objects[0].get()));
+    EXPECT_THAT(other.objects[0]->getOutput("Torque")->_getOutgoingConnections(), IsEmpty());
+    EXPECT_THAT(panel.objects[0]->getInput("Dial")->_getIncomingConnections(), testing::SizeIs(1));
 }
 
 TEST_P(FileReferences, FindTheOnlyOneOfTheItemWhereItsFileHasAnotherName) {
@@ -279,8 +284,8 @@ TEST(FileIdentity, OfInstancesFollowsTheFilesOfInstanceAndDefinition) {
         ASSERT_NE(front->getDefinition(), nullptr) << file;
         ASSERT_EQ(front->getExtensionCount(), 1U) << file;
         const auto* hub = front->getExtension(0);
-        EXPECT_EQ(hub->getContentID(), KrContentID::createFromParentInstance(
-                                           frontID, inFile(KrContentID::createFromWords(7, 4), file)));
+        EXPECT_EQ(hub->getContentID(),
+                  KrContentID::createFromParentInstance(frontID, inFile(KrContentID::createFromWords(7, 4), file)));
         EXPECT_EQ(hub->getParameter("Radius")->toReal(), 0.4) << file;
     };
     {

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "kr/content/content_directory.h"
+#include "kr/core/connection_base.h"
+#include "kr/core/connections/connection_factory.h"
 #include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
@@ -24,6 +26,7 @@
 namespace KrPersistence::detail {
 
 using Kr::KrSmartPtr;
+using KrData::FieldBase;
 using KrSim::KrContentID;
 using KrSim::KrContentRegistry;
 using KrSim::KrExtension;
@@ -268,7 +271,7 @@ std::string ContentBuilder::_describeChoice(const ConnectionEnd& end) const {
     return describeChoice(_find(end), end.rawID);
 }
 
-void ContentBuilder::_keep(ConnectionRecord record) {
+KrExtension* ContentBuilder::_chooseKeeper(ConnectionRecord& record) const {
     auto* keeper = _roots.empty() ? nullptr : _roots.front().get();
     // From now on by live IDs: those of the file are of no meaning to others.
     for (auto* end : {&record.source, &record.sink}) {
@@ -277,7 +280,64 @@ void ContentBuilder::_keep(ConnectionRecord record) {
             *end = ConnectionEnd(made->getContentID());
         }
     }
+    return keeper;
+}
+
+void ContentBuilder::_keep(ConnectionRecord record) {
+    auto* keeper = _chooseKeeper(record);
     if (keeper != nullptr) KeptContent::of(*keeper).connections.push_back(std::move(record));
+}
+
+// --- Stand-ins -------------------------------------------------------------------------------------------------------
+
+bool ContentBuilder::_isThere(const ConnectionEnd& end) const {
+    return _findMade(end) != nullptr || KrContentRegistry::instance().find(end.runtimeID) != nullptr;
+}
+
+void ContentBuilder::_noteStandIn(ConnectionRecord record) {
+    if (_isThere(record.source) && _isThere(record.sink)) return;
+    auto* keeper = _chooseKeeper(record);
+    if (keeper != nullptr) KeptContent::of(*keeper).standInConnections.push_back(std::move(record));
+}
+
+namespace {
+
+/// Whether the field belongs to other content of the same item.
+bool isOfStandIn(const FieldBase& field, const ConnectionEnd& meant, const std::string& path) {
+    const auto* owner = field.getOwnerExtension();
+    return owner != nullptr && owner->getContentID().getRawID() == meant.rawID &&
+           owner->getContentID().getRuntimeID() != meant.runtimeID && KrData::_getStoredPath(field) == path;
+}
+
+/// Ends the connection that was made with other content in the place of one end.
+void disconnectStandIn(const ConnectionRecord& record, FieldBase* source, FieldBase* sink) {
+    const auto incoming = sink != nullptr ? sink->_getIncomingConnections() : std::vector<Kr::KrConnectionBase*>();
+    for (const auto* each : incoming) {
+        if (!isOfStandIn(*each->getSource(), record.source, record.sourceField)) continue;
+        Kr::KrConnectionFactory::disconnect(each->getSource(), sink);
+        return;
+    }
+    const auto outgoing = source != nullptr ? source->_getOutgoingConnections() : std::vector<Kr::KrConnectionBase*>();
+    for (const auto* each : outgoing) {
+        if (!isOfStandIn(*each->getSink(), record.sink, record.sinkField)) continue;
+        Kr::KrConnectionFactory::disconnect(source, each->getSink());
+        return;
+    }
+}
+
+}  // namespace
+
+void ContentBuilder::_replaceStandIns(KrExtension& extension, ConnectionRestorer& restorer) {
+    for (const auto& record : std::exchange(KeptContent::of(extension).standInConnections, {})) {
+        if (!_isThere(record.source) || !_isThere(record.sink)) {
+            KeptContent::of(extension).standInConnections.push_back(record);
+            continue;
+        }
+        disconnectStandIn(record,
+                          KrData::_findStoredPath(_find(record.source)->getFieldsContainer(), record.sourceField),
+                          KrData::_findStoredPath(_find(record.sink)->getFieldsContainer(), record.sinkField));
+        if (!restorer.restore(record)) KeptContent::of(extension).connections.push_back(record);
+    }
 }
 
 std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
@@ -309,8 +369,13 @@ void ContentBuilder::connect() {
         // Code of implementations runs: what they do to the list must not be lost.
         const auto waiting = std::exchange(kept.connections, {});
         for (const auto& record : waiting) {
-            if (!restorer.restore(record)) KeptContent::of(*extension).connections.push_back(record);
+            if (restorer.restore(record)) {
+                _noteStandIn(record);
+            } else {
+                KeptContent::of(*extension).connections.push_back(record);
+            }
         }
+        _replaceStandIns(*extension, restorer);
     }
     std::size_t openCount = 0;
     // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
@@ -318,6 +383,7 @@ void ContentBuilder::connect() {
         _reportStep();
         if (restorer.restore(record)) {
             ++_connectionCount;
+            _noteStandIn(std::move(record));
             continue;
         }
         if (openCount++ == 0) {
@@ -357,15 +423,48 @@ bool setReference(const KrExtension& extension, const ExtensionReference& refere
     return target != nullptr && items->setItem(reference.item, target);
 }
 
+/// Shows other content, unless somebody has set the field meanwhile.
+void replaceReference(const KrExtension& extension, const ExtensionReference& reference,
+                      const KrContentID::Identifier& shown, KrExtension& target) {
+    const auto isShown = [&](const KrExtension* now) {
+        return now != nullptr && now->getContentID().getRuntimeID() == shown;
+    };
+    auto* field = KrData::_findStoredPath(extension.getFieldsContainer(), reference.fieldPath);
+    if (field == nullptr) return;
+    if (reference.item == ExtensionReference::kNoItem) {
+        if (isShown(field->toExtension())) field->set<KrExtension*>(&target);
+        return;
+    }
+    auto* items = KrData::Vector<KrExtension*>::from(*field);
+    if (items != nullptr && reference.item < items->size() && isShown(items->getItem(reference.item))) {
+        items->setItem(reference.item, &target);
+    }
+}
+
 }  // namespace
+
+void ContentBuilder::_replaceStandIns(KrExtension& extension) {
+    for (const auto& each : std::exchange(KeptContent::of(extension).standIns, {})) {
+        const auto meant = KrContentRegistry::instance().lock(each.reference.extension);
+        if (meant) {
+            replaceReference(extension, each.reference, each.shown, *meant);
+        } else {
+            KeptContent::of(extension).standIns.push_back(each);
+        }
+    }
+}
 
 void ContentBuilder::_setReferences() {
     for (const auto& extension : KeptContent::getExtensions()) {
+        _replaceStandIns(*extension);
         const auto waiting = std::exchange(KeptContent::of(*extension).references, {});
         for (const auto& reference : waiting) {
             const auto target = _find(reference.extension);
-            if (setReference(*extension, reference, target.get())) continue;
-            KeptContent::of(*extension).references.push_back(reference);
+            if (!setReference(*extension, reference, target.get())) {
+                KeptContent::of(*extension).references.push_back(reference);
+            } else if (target && target->getContentID() != reference.extension) {
+                KeptContent::of(*extension).standIns.push_back({reference, target->getContentID().getRuntimeID()});
+            }
         }
     }
 }

@@ -66,16 +66,19 @@ std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
 }
 
 void KeptContent::_copyTo(KrSim::KrExtension& copy) const {
-    if (references.empty() && !isAwaitingDefinition) return;
+    if (references.empty() && standIns.empty() && !isAwaitingDefinition) return;
     auto& kept = of(copy);
     kept.references = references;
+    kept.standIns = standIns;
     kept.isAwaitingDefinition = isAwaitingDefinition;
 }
 
 void KeptContent::dropIfEmpty(KrSim::KrExtension& extension) {
     const auto* kept = find(extension);
     if (kept == nullptr || kept->isAwaitingDefinition) return;
-    if (kept->connections.empty() && kept->references.empty()) extension._setKeptContent(nullptr);
+    const bool isEmpty = kept->connections.empty() && kept->references.empty() && kept->standIns.empty() &&
+                         kept->standInConnections.empty();
+    if (isEmpty) extension._setKeptContent(nullptr);
 }
 
 }  // namespace KrPersistence::detail

@@ -15,6 +15,8 @@
 
 namespace KrPersistence::detail {
 
+class ConnectionRestorer;
+
 /// The file that content comes from; both may be empty.
 struct SourceFile {
     std::string path;
@@ -65,7 +67,12 @@ private:
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID& id) const;
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const ConnectionEnd& end) const;
     [[nodiscard]] std::string _describeChoice(const ConnectionEnd& end) const;
+    [[nodiscard]] bool _isThere(const ConnectionEnd& end) const;
+    [[nodiscard]] KrSim::KrExtension* _chooseKeeper(ConnectionRecord& record) const;
     void _keep(ConnectionRecord record);
+    void _noteStandIn(ConnectionRecord record);
+    void _replaceStandIns(KrSim::KrExtension& extension, ConnectionRestorer& restorer);
+    void _replaceStandIns(KrSim::KrExtension& extension);
     void _setReferences();
 
     ContentRecords _content;

@@ -11,6 +11,12 @@
 
 namespace KrPersistence::detail {
 
+/// A reference that shows the only content of the item that was there, since its own was not.
+struct StandIn {
+    ExtensionReference reference;
+    KrSim::KrContentID::Identifier shown;
+};
+
 /// What was loaded with an extension and could not be put in place: other content is not there. It is saved with the
 /// extension again, and tried again whenever more content is loaded.
 class KeptContent final : public KrSim::IKeptContent {
@@ -34,6 +40,9 @@ public:
     std::vector<ConnectionRecord> connections;
     std::vector<ExtensionReference> references;
     bool isAwaitingDefinition{false};
+    // In place, but not with the content that was meant, which takes over when it comes.
+    std::vector<StandIn> standIns;
+    std::vector<ConnectionRecord> standInConnections;
 
 private:
     Kr::KrWeakPtr<KrSim::KrExtension> _extension;
