@@ -13,6 +13,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field_internal.h"
+#include "kr/data/value_conversion.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 
@@ -132,6 +133,51 @@ TEST(FieldValuePointer, WritesTheClampedValueBeforeObserversRun) {
     sink.copyValue(field);
     EXPECT_EQ(sink.getValue(), 7.0) << "the source is read through its getter";
 }
+
+/// A way to give a sink the value 5 of another field.
+struct BoundSinkCase {
+    const char* name;
+    void (*transfer)(Field<double>& sink);
+};
+
+class BoundSink : public testing::TestWithParam<BoundSinkCase> {};
+
+TEST_P(BoundSink, TakesTheValueThatItHadBeforeItsVariableChanged) {
+    double variable = 0.0;
+    Field<double> sink("Sink");
+    sink.bindVariable(&variable);
+    GetParam().transfer(sink);
+    ASSERT_EQ(variable, 5.0);
+    variable = 7.0;
+    int notifications = 0;
+    const auto observer = sink.addObserver([&](const FieldBase&) { ++notifications; });
+    GetParam().transfer(sink);
+    EXPECT_EQ(variable, 5.0);
+    EXPECT_EQ(notifications, 1);
+}
+
+TEST_P(BoundSink, LeavesAVariableAloneThatHasTheValueAlready) {
+    double variable = 5.0;
+    int writes = 0;
+    Field<double> sink("Sink");
+    sink.bindValue({[&] { return variable; }, [&](const double&) { ++writes; }});
+    GetParam().transfer(sink);
+    EXPECT_EQ(writes, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, BoundSink,
+    testing::Values(BoundSinkCase{"Copied", [](auto& sink) { sink.copyValue(Field<double>("Source", nullptr, 5.0)); }},
+                    BoundSinkCase{"ConvertedFromANumber",
+                                  [](auto& sink) { sink.copyValue(Field<int>("Source", nullptr, 5)); }},
+                    BoundSinkCase{"ConvertedFromText",
+                                  [](auto& sink) { sink.copyValue(Field<std::string>("Source", nullptr, "5")); }},
+                    BoundSinkCase{"ThroughATransferFunction",
+                                  [](auto& sink) {
+                                      const Field<double> source("Source", nullptr, 4.0);
+                                      KrData::ApplyTransferFunction(source, sink, [](double x) { return x + 1.0; });
+                                  }}),
+    [](const auto& each) { return std::string(each.param.name); });
 
 TEST(FieldValuePointer, FunctionsMayThrowOrEndTheirOwnBinding) {
     const LogCapture log;

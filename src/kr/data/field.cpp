@@ -100,7 +100,7 @@ bool Field<T>::copyValue(const FieldBase& source) {
         return false;
     }
     const T& value = same->getValue();
-    if (_value == value) return true;
+    if (getValue() == value) return true;
     if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         return _store(value);
     } else {

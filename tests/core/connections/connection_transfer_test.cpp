@@ -83,6 +83,18 @@ TEST_F(Transfers, FollowAQuietChainThroughEveryKindOfLink) {
     EXPECT_EQ(f.getValue(), 0.0) << "an integer has no NaN";
 }
 
+TEST_F(Transfers, MakeABoundSinkEqualWhoseVariableHasChanged) {
+    auto& source = make("source");
+    auto* bound = _outputs.add<double>("bound");
+    double variable = 0.0;
+    bound->bindVariable(&variable);
+    auto& connection = connect(source, *bound);
+    source.setValue(5.0);
+    variable = 7.0;
+    connection.enable(true);
+    EXPECT_EQ(variable, 5.0);
+}
+
 TEST_F(Transfers, GoOncePerChangeRoundALoop) {
     for (const std::size_t length : {1U, 2U, 3U}) {
         for (const bool isWatched : {false, true}) {

@@ -6,6 +6,7 @@
 #include "kr/data/field.h"
 #include "kr/data/internal/conversion_table.h"
 #include "kr/data/internal/number_conversion.h"
+#include "kr/data/internal/set_converted.h"
 
 namespace KrData::detail {
 
@@ -75,17 +76,18 @@ Components componentsOf(const FieldBase& source) {
 bool setComponents(FieldBase& sink, const Components& values) {
     switch (sink.getDataType()) {
         case Types::kVector2:
-            return sink.set(KrMath::Vector2T<double>{values[0], values[1]});
+            return setConverted(sink, KrMath::Vector2T<double>{values[0], values[1]});
         case Types::kVector3:
-            return sink.set(KrMath::Vector3T<double>{values[0], values[1], values[2]});
+            return setConverted(sink, KrMath::Vector3T<double>{values[0], values[1], values[2]});
         case Types::kVector3Float:
-            return sink.set(KrMath::Vector3T<float>{toFloat(values[0]), toFloat(values[1]), toFloat(values[2])});
+            return setConverted(sink,
+                                KrMath::Vector3T<float>{toFloat(values[0]), toFloat(values[1]), toFloat(values[2])});
         case Types::kVector4:
-            return sink.set(KrMath::Vector4T<double>{values[0], values[1], values[2], values[3]});
+            return setConverted(sink, KrMath::Vector4T<double>{values[0], values[1], values[2], values[3]});
         case Types::kTransform: {
             Kr::KrTransform transform;
             std::copy(values.begin(), values.end(), transform.m);
-            return sink.set(transform);
+            return setConverted(sink, transform);
         }
         default:
             return setNumber(sink, values[0]);

@@ -13,6 +13,7 @@
 #include "kr/data/field.h"
 #include "kr/data/internal/number_conversion.h"
 #include "kr/data/internal/number_text.h"
+#include "kr/data/internal/set_converted.h"
 
 namespace KrData::detail {
 
@@ -40,7 +41,7 @@ const T& valueOf(const FieldBase& field) {
 
 template <class T>
 bool setValue(FieldBase& field, const T& value) {
-    return static_cast<Field<T>&>(field).setValue(value);
+    return setConverted(static_cast<Field<T>&>(field), value);
 }
 
 // --- Enumerations --------------------------------------------------------------------------------------------------
