@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "kr/data/extension_functions.h"
 #include "kr/data/field_array.h"
@@ -241,20 +242,63 @@ TEST_F(Proxies, SurviveWhatObserversDoToThem) {
     EXPECT_THAT(first->_getProxies(), IsEmpty());
 }
 
-TEST_F(Proxies, StopWhenTheyWereMovedIntoWhatTheyLink) {
-    const LogCapture log;
-    auto *group = car.inputs.addContainer("Group"), *otherGroup = other.inputs.addContainer("Group");
-    Proxy &inner = *addProxy("Inner"), &outer = *addProxy("Outer");
-    EXPECT_TRUE(inner.addLink(group) && outer.addLink(otherGroup));
-    inner._setDynamic(true);
-    outer._setDynamic(true);
-    EXPECT_TRUE(outer.setParent(group) && inner.setParent(otherGroup) && outer.setID("Inner"));
-    int told = 0;
-    const auto observer = inner.addObserver([&](const FieldBase&) { ++told; });
-    group->add<int>("Leaf")->setValue(1);
-    EXPECT_GT(told, 0);
+/// Three proxies each of two containers, moved so that the containers hold proxies of themselves or of each other.
+struct MovedProxies {
+    const char* name;
+    bool isCrossed;
+};
+
+class ProxiesMovedIntoWhatTheyLink : public Proxies, public testing::WithParamInterface<MovedProxies> {
+protected:
+    ProxiesMovedIntoWhatTheyLink() {
+        for (const char* id : {"P", "Q", "R"}) {
+            proxies.push_back(linked(id, *group, GetParam().isCrossed ? *otherGroup : *group));
+            proxies.push_back(linked(id, *otherGroup, GetParam().isCrossed ? *group : *otherGroup));
+        }
+    }
+
+    Proxy* linked(const char* id, Container& container, Container& home) {
+        auto* made = addProxy(id);
+        EXPECT_TRUE(made->addLink(&container));
+        made->_setDynamic(true);
+        EXPECT_TRUE(made->setParent(&home));
+        return made;
+    }
+
+    Container *group = car.inputs.addContainer("Group"), *otherGroup = other.inputs.addContainer("Group");
+    Field<int>*leaf = group->add<int>("Leaf", 1), *otherLeaf = otherGroup->add<int>("Leaf", 1);
+    std::vector<Proxy*> proxies;
+};
+
+TEST_P(ProxiesMovedIntoWhatTheyLink, AreNotSetReadOrNotifiedThroughThem) {
+    int notified = 0;
+    std::vector<KrData::DelegateConnection> observers;
+    for (auto* each : proxies)
+        observers.push_back(each->addObserver([&](const FieldBase&) { ++notified; }));
+    leaf->setValue(2);
+    group->_notifyObservers(*leaf);
+    EXPECT_EQ(notified, 0);
     EXPECT_TRUE(otherGroup->copyValue(*group));
+    EXPECT_EQ(otherLeaf->getValue(), 2);
+    EXPECT_TRUE(group->isEqual(*otherGroup));
+    EXPECT_FALSE(proxies[0]->copyValue(*otherGroup));
+    EXPECT_THAT(proxies, testing::Each(testing::Property(&Proxy::getLinkedField, testing::IsNull())));
+    group->reset();
+    EXPECT_EQ(leaf->getValue(), 0);
+    EXPECT_EQ(otherLeaf->getValue(), 2);
 }
+
+TEST_P(ProxiesMovedIntoWhatTheyLink, LinkThemAgainWhenTheyAreMovedOut) {
+    for (auto* each : proxies)
+        EXPECT_TRUE(each->setParent(&car.inputs));
+    EXPECT_EQ(proxies[0]->getLinkedField(), group);
+    EXPECT_EQ(proxies[1]->getLinkedField(), otherGroup);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ProxiesMovedIntoWhatTheyLink,
+                         testing::Values(MovedProxies{"IntoTheirOwnContainer", false},
+                                         MovedProxies{"IntoEachOthersContainer", true}),
+                         [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(Proxies, FindTheirFieldsWhenTheseCome) {
     auto late = std::make_unique<Extension>(3);

@@ -291,7 +291,7 @@ private:
     static void _followChain(Kr::KrConnectionBase& first);
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
-    void _tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const;
+    void _tellProxies(const detail::NotificationFrame& frame) const;
     void _setConnected(std::uint16_t bit, bool on);
     [[nodiscard]] bool _tellPropertyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedBothWays() const;

@@ -285,7 +285,7 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned noise) const {
         if (frame.fieldDied() || frame.changedDied()) return;
     }
     if ((noise & kHasProxies) != 0) {
-        _tellProxies(changed, frame);
+        _tellProxies(frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
     if (_has(kLocal)) {
@@ -330,14 +330,12 @@ void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::Notificati
     }
 }
 
-void FieldBase::_tellProxies(const FieldBase& changed, const detail::NotificationFrame& frame) const {
+void FieldBase::_tellProxies(const detail::NotificationFrame& frame) const {
     auto& proxies = _rareIfAny()->proxies;
     proxies.beginWalk();
     const auto count = proxies.places().size();
     for (std::size_t i = 0; i < count; ++i) {
-        auto* proxy = proxies.places()[i];
-        // A proxy in a container that it links would hear of itself.
-        if (proxy != nullptr && proxy != &changed) proxy->_onLinkedFieldChanged(*this);
+        if (auto* proxy = proxies.places()[i]) proxy->_onLinkedFieldChanged(*this);
         if (frame.fieldDied()) return;
         if (frame.changedDied()) break;
     }

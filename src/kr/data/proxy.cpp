@@ -15,9 +15,6 @@ namespace KrData {
 
 namespace {
 
-/// Nobody nests so deep but fields that set each other, which can come about when linked containers are moved.
-constexpr int kMaximumNesting = 64;
-
 const Proxy* asProxy(const FieldBase& field) {
     return field.getDataType() == Types::kProxy ? static_cast<const Proxy*>(&field) : nullptr;
 }
@@ -40,6 +37,21 @@ Fields settersOf(const FieldBase& field) {
             visit(proxy);
     }
     return setters;
+}
+
+/// Whether a proxy links the field or a container above it.
+bool isSetByProxies(const FieldBase& field) {
+    for (const auto* each = &field; each != nullptr; each = each->getParent()) {
+        if (!each->_getProxies().empty()) return true;
+    }
+    return false;
+}
+
+bool isAbove(const FieldBase& container, const FieldBase& field) {
+    const FieldBase* each = field.getParent();
+    while (each != nullptr && each != &container)
+        each = each->getParent();
+    return each != nullptr;
 }
 
 /// Whether `field` would stay as it is if it were set to `value`.
@@ -119,7 +131,7 @@ bool Proxy::_addStoredLink(const KrSim::KrContentReference& extension, const std
 bool Proxy::_agree(FieldBase& field) {
     const detail::NotificationFrame frame(*this, field);
     const auto first =
-        std::find_if(_entries.begin(), _entries.end(), [](const Entry& each) { return each.link.isValid(); });
+        std::find_if(_entries.begin(), _entries.end(), [this](const Entry& each) { return _fieldOf(each) != nullptr; });
     if (first != _entries.end()) field.copyValue(*first->link.getField());
     return !frame.fieldDied() && !frame.changedDied();
 }
@@ -235,9 +247,20 @@ std::size_t Proxy::removeInvalidLinks() {
 
 // --- The linked fields ---------------------------------------------------------------------------------------------
 
+FieldBase* Proxy::_fieldOf(const Entry& entry) const {
+    auto* field = entry.link.getField();
+    return field != nullptr && !_leadsBack(*field) ? field : nullptr;
+}
+
+bool Proxy::_leadsBack(const FieldBase& field) const {
+    // Proxies that link each other form no cycles, so each cycle has a container that one of them links.
+    if (field.getChildren().empty()) return false;
+    return isAbove(field, *this) || (isSetByProxies(*this) && settersOf(*this).contains(&field));
+}
+
 FieldBase* Proxy::_findLinkedField() const {
     for (const auto& entry : _entries) {
-        auto* field = entry.link.getField();
+        auto* field = _fieldOf(entry);
         if (field == nullptr) continue;
         const auto* proxy = asProxy(*field);
         if (auto* found = proxy != nullptr ? proxy->_findLinkedField() : field) return found;
@@ -256,11 +279,6 @@ Types::DataTypeEnum Proxy::_getValueDataType(const FieldBase& field) noexcept {
 }
 
 bool Proxy::_writeLinked(const FieldBase& source, const std::function<bool(FieldBase&)>& write) {
-    if (_writes >= kMaximumNesting) {
-        Kr::logMessage(Kr::eLogLevel::kWarn, "Proxy: '%s' sets itself through the fields that it links.\n",
-                       getPath().c_str());
-        return false;
-    }
     const detail::NotificationFrame frame(*this, source);
     updateLinks();
     if (frame.fieldDied() || frame.changedDied()) return false;
@@ -268,7 +286,7 @@ bool Proxy::_writeLinked(const FieldBase& source, const std::function<bool(Field
     ++_writes;
     for (std::size_t i = 0; i < _entries.size(); ++i) {
         const auto number = _entries[i].number;
-        if (auto* field = _entries[i].link.getField()) accepted = write(*field) || accepted;
+        if (auto* field = _fieldOf(_entries[i])) accepted = write(*field) || accepted;
         if (frame.fieldDied()) return accepted;
         if (frame.changedDied()) break;
         if (i >= _entries.size() || _entries[i].number != number) {
@@ -304,8 +322,8 @@ void Proxy::reset() {
 }
 
 void Proxy::_onLinkedFieldChanged(const FieldBase& linked) {
-    const auto hasValue = [](const Entry& entry) {
-        const auto* field = entry.link.getField();
+    const auto hasValue = [this](const Entry& entry) {
+        const auto* field = _fieldOf(entry);
         const auto* proxy = field != nullptr ? asProxy(*field) : nullptr;
         return field != nullptr && (proxy == nullptr || proxy->_findLinkedField() != nullptr);
     };
@@ -313,11 +331,8 @@ void Proxy::_onLinkedFieldChanged(const FieldBase& linked) {
     if (first == _entries.end() || first->link.getField() != &linked) return;
     if (_writes != 0) {
         _isChangeWaiting = true;
-    } else if (_needsNotification() && _notifications < kMaximumNesting) {
-        const detail::NotificationFrame frame(*this, *this);
-        ++_notifications;
+    } else if (_needsNotification()) {
         _notifyChanged(*this);
-        if (!frame.fieldDied()) --_notifications;
     }
 }
 
@@ -337,7 +352,8 @@ bool Proxy::isEqual(const FieldBase& other) const {
     }
     const auto allStay = [](const Proxy& each, const FieldBase& value) {
         return std::all_of(each._entries.begin(), each._entries.end(), [&](const Entry& entry) {
-            return !entry.link.isValid() || wouldStay(*entry.link.getField(), value);
+            const auto* field = each._fieldOf(entry);
+            return field == nullptr || wouldStay(*field, value);
         });
     };
     return allStay(*this, *theirs) && (proxy == nullptr || allStay(*proxy, *mine));

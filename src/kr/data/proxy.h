@@ -23,7 +23,8 @@ namespace KrData {
 /// on their own are not made equal again. A linked field counts as connected, so its changes reach the proxy always.
 ///
 /// A link whose field dies, or has not been loaded yet, stays in the list and is passed over. It is found again by its
-/// content reference and path as soon as the proxy is set or read, and by updateLinks().
+/// content reference and path as soon as the proxy is set or read, and by updateLinks(). A link to a container is also
+/// passed over while the proxy was moved to where setting that container sets the proxy again.
 ///
 /// A copy of a proxy links the same fields; those in the tree of the proxy it looks for in the tree where the copy is.
 /// Thread: the application thread.
@@ -112,6 +113,9 @@ private:
     };
 
     [[nodiscard]] Entry* _entryFrom(std::uint32_t number);
+    /// The linked field; null where there is none and for one that would set this proxy again.
+    [[nodiscard]] FieldBase* _fieldOf(const Entry& entry) const;
+    [[nodiscard]] bool _leadsBack(const FieldBase& field) const;
     [[nodiscard]] bool _hasLinkTo(const Link& link) const;
     [[nodiscard]] Container* _home() const;
     Entry& _append(Link link);
@@ -130,8 +134,7 @@ private:
     Types::DataTypeEnum _proxyDataType;
     bool _isUpdating{false};
     bool _isChangeWaiting{false};
-    int _writes{0};         // under way
-    int _notifications{0};  // under way
+    int _writes{0};  // under way
 };
 
 }  // namespace KrData
