@@ -541,11 +541,15 @@ void Container::reset() {
 // --- Observing and walking -----------------------------------------------------------------------------------------
 
 void Container::refreshObservers() const {
-    for (auto* child : _children) {
-        child->_setState(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
-        child->_setState(kAncestorConnected, _has(kAncestorConnected | kHasOutgoing));
-        child->refreshObservers();
+    {
+        const std::lock_guard lock(detail::treeMutex());
+        for (auto* child : _children) {
+            child->_setState(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
+            child->_setState(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
+        }
     }
+    for (auto* child : _children)
+        child->refreshObservers();
 }
 
 void Container::_clearObservers() {

@@ -199,9 +199,7 @@ detail::ObserverList& listIn(std::atomic<detail::ObserverList*>& slot, FieldBase
     return *list;
 }
 
-IFieldOwner* ignorePresence(FieldBase&, bool) {
-    return nullptr;
-}
+void ignorePresence(FieldBase&, bool) {}
 
 }  // namespace
 
@@ -211,7 +209,7 @@ DelegateConnection FieldBase::addObserver(Observer observer) {
         const std::lock_guard lock(detail::treeMutex());
         field._setState(kHasObservers, present);
         field._passWatchingToChildren(kAncestorObserved);
-        return field.getFieldType() == Types::kOutput ? field._getFieldOwner() : nullptr;
+        if (field.getFieldType() == Types::kOutput) field._tellOwner(0, present ? +1 : -1);
     };
     return listIn(_rareState().observers, *this, changed).add(std::move(observer));
 }

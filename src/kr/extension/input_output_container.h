@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -50,9 +51,9 @@ public:
     /// Whether a module manages the extension, or the application keeps no count of that.
     [[nodiscard]] bool _isActiveInApplication() const noexcept;
 
-    // --- Outputs that somebody needs, for modules that skip idle work ------------------------------------------------
-    [[nodiscard]] int _getConnectedOutputCount() const noexcept { return _connectedOutputs; }
-    [[nodiscard]] int _getWatchedOutputCount() const noexcept { return _watchedOutputs; }
+    // --- Outputs that somebody needs, for modules that skip idle work; any thread ------------------------------------
+    [[nodiscard]] int _getConnectedOutputCount() const noexcept { return _connectedOutputs.load(); }
+    [[nodiscard]] int _getWatchedOutputCount() const noexcept { return _watchedOutputs.load(); }
 
     // --- Copying and loading ---------------------------------------------------------------------------------------
     /// Takes over the fields of a container with "Inputs", "Outputs" and "Parameters" among its children: the values of
@@ -101,8 +102,8 @@ private:
     KrSim::KrExtension& _owner;
     KrSim::ApplicationContext _context;
     std::uint32_t _activationCount{0};
-    int _connectedOutputs{0};
-    int _watchedOutputs{0};
+    std::atomic<int> _connectedOutputs{0};
+    std::atomic<int> _watchedOutputs{0};  // changed by all threads that observe
     bool _isComplete{false};
     std::vector<std::unique_ptr<KrConnectionBase>> _connections;
     mutable std::shared_ptr<const KrData::ValuePlan> _valuePlan;  // outlives the fields, whose end resets it

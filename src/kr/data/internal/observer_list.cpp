@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kr/data/field_base.h"
-#include "kr/data/i_field_owner.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/platform/guard.h"
 
@@ -29,13 +28,12 @@ void ObserverEntry::disconnect() noexcept {
     _list._remove(*this);
 }
 
-IFieldOwner* ObserverList::_presenceChanged(bool present) {
-    return _field != nullptr ? _changed(*_field, present) : nullptr;
+void ObserverList::_presenceChanged(bool present) {
+    if (_field != nullptr) _changed(*_field, present);
 }
 
 DelegateConnection ObserverList::add(ObserverFunction function) {
     Kr::KrSmartPtr<ObserverEntry> entry(new ObserverEntry(*this, std::move(function)));
-    IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
@@ -46,23 +44,21 @@ DelegateConnection ObserverList::add(ObserverFunction function) {
         const auto end = _block->size.load(std::memory_order_relaxed);
         _block->entries()[end] = entry;
         _block->size.store(end + 1, std::memory_order_release);
-        if (++_live == 1) owner = _presenceChanged(true);
+        if (++_live == 1) _presenceChanged(true);
     }
     _collect();
-    if (owner != nullptr) owner->_onOutputCountsChanged(0, +1);
     return DelegateConnection(std::move(entry));
 }
 
 void ObserverList::_remove(ObserverEntry& entry) noexcept {
     ObserverFunction dropped;
-    IFieldOwner* owner = nullptr;
     {
         const std::lock_guard lock(_mutex);
         if (!entry._live.exchange(false)) return;
         const auto size = _block->size.load(std::memory_order_relaxed);
         if (--_live == 0) {
             _replaceBlock(nullptr);
-            owner = _presenceChanged(false);
+            _presenceChanged(false);
         } else if (size <= kAlwaysRebuildBelow || _live * 2 <= size) {
             try {
                 _replaceBlock(_copyLive(*_block, _live, _live * 2));
@@ -73,7 +69,6 @@ void ObserverList::_remove(ObserverEntry& entry) noexcept {
             dropped = std::move(entry._function);
         }
     }
-    if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
     _collect();
 }
 
@@ -85,7 +80,6 @@ void ObserverList::close() noexcept {
 }
 
 void ObserverList::_end(bool forGood) noexcept {
-    IFieldOwner* owner = nullptr;
     Waiting waiting;
     {
         const std::lock_guard lock(_mutex);
@@ -95,7 +89,7 @@ void ObserverList::_end(bool forGood) noexcept {
                 _block->entries()[i]->_live.store(false);
             _replaceBlock(nullptr);
             _live = 0;
-            owner = _presenceChanged(false);
+            _presenceChanged(false);
         }
         if (forGood) {
             _field = nullptr;
@@ -105,7 +99,6 @@ void ObserverList::_end(bool forGood) noexcept {
         // In this step, or another thread could let go for the field, and the list would be gone.
         waiting = _takeWaiting();
     }
-    if (owner != nullptr) owner->_onOutputCountsChanged(0, -1);
     _free(std::move(waiting));
 }
 

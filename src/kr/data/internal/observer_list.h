@@ -47,9 +47,9 @@ private:
 /// The list lives as long as its field, a handle, or a reader under which the field died.
 class ObserverList {
 public:
-    /// Called under the mutex, which a dying field waits for, when the first observer comes and the last one goes.
-    /// Answers the owner that must count one watched output more or less, which is told after the mutex.
-    using PresenceChanged = IFieldOwner* (*)(FieldBase& field, bool present);
+    /// Called when the first observer comes and the last one goes, under the mutex: a dying field waits for it, so the
+    /// field and its owner live.
+    using PresenceChanged = void (*)(FieldBase& field, bool present);
 
     ObserverList(FieldBase& field, PresenceChanged changed) noexcept : _field(&field), _changed(changed) {}
     ObserverList(const ObserverList&) = delete;
@@ -133,7 +133,7 @@ private:
 
     ~ObserverList() = default;
     void _remove(ObserverEntry& entry) noexcept;
-    [[nodiscard]] IFieldOwner* _presenceChanged(bool present);
+    void _presenceChanged(bool present);
     void _end(bool forGood) noexcept;
     void _hold() noexcept { _holders.fetch_add(1, std::memory_order_relaxed); }
     void _letGo() noexcept;

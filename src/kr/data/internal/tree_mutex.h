@@ -6,7 +6,8 @@ namespace KrData::detail {
 
 /// Guards parents, child lists and the "observed above" flags against the threads that add the first observer of a
 /// field or remove its last one. The application thread, which alone changes parents and lists, reads without it.
-/// No callback runs under it. Order: the mutex of an observer list, then this one.
+/// Owners count their watched outputs under it; no other callback runs. Order: the mutex of an observer list, then this
+/// one.
 [[nodiscard]] inline std::mutex& treeMutex() noexcept {
     static auto& mutex = *new std::mutex;
     return mutex;
