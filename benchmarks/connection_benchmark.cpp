@@ -214,8 +214,11 @@ void BM_Queued(benchmark::State& state) {
     auto* sink = group.add<double>("Sink");
     const Kr::KrSimQueuedConnection connection(source, sink);
     double value = 0.0;
-    for (auto _ : state)
-        source->setValue(value += 1.0);
+    {
+        const kr_benchmark::CountedLoop counted(state);
+        for (auto _ : state)
+            source->setValue(value += 1.0);
+    }
     if (sink->getValue() != value) state.SkipWithError("value lost");
 }
 BENCHMARK(BM_Queued);

@@ -13,9 +13,11 @@
 #include "kr/application/application.h"
 #include "kr/application/application_config.h"
 #include "kr/application/i_application_listener.h"
+#include "kr/core/connections/sim_queued_connection.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager.h"
 #include "kr/events/sim_event.h"
+#include "kr/extension/typed_field.h"
 #include "tests/support/case_name.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
@@ -201,15 +203,19 @@ TEST(Configuration, TakesEffectAfterThePassesWhenItsFieldsAreChanged) {
 TEST(Frame, AllocatesNothingInTheSteadyState) {
     class Busy final : public KrSim::ISimulatorModule {
     public:
-        explicit Busy(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+        explicit Busy(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) { EXPECT_TRUE(queued.isValid()); }
         void onExtensionAdded(KrSim::KrExtension* extension) override { _addManagedExtension(extension); }
         void onUpdate(KrSim::eApplicationMode) override {
             _sortManagedExtensions();
             managed += getManagedExtensions().size();
             getApplicationContext().executeLater([this] { ++ran; });
+            speed = speed + 1.0;
         }
         std::uint64_t ran{0};
         std::uint64_t managed{0};
+        KrSim::Output<double> speed{this, "Speed"};
+        KrSim::Input<double> followed{this, "Followed"};
+        Kr::KrSimQueuedConnection queued{speed.getField(), followed.getField()};
     };
     Host host;
     const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
@@ -227,6 +233,7 @@ TEST(Frame, AllocatesNothingInTheSteadyState) {
     EXPECT_EQ(kr_benchmark::allocations() - before, 0U);
     EXPECT_EQ(busy->ran, 1100U);
     EXPECT_EQ(busy->managed, 110'000U);
+    EXPECT_EQ(busy->followed.get(), 1100.0);
     host.application->unregisterListener(&listener);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "benchmarks/allocation_counter.h"
 #include "kr/core/connections/queued_connection_functor.h"
 #include "kr/core/id.h"
 #include "kr/data/container.h"
@@ -133,6 +135,140 @@ TEST_F(Queued, TakesTheValueAsItWasAtTheChange) {
     });
     KrEventDispatcher::preUpdate();
     EXPECT_THAT(seen, ElementsAre(testing::Each(2.0), testing::Each(3.0)));
+}
+
+TEST_F(Queued, LeavesOutAProxyThatWasMovedIntoTheContainerItLinks) {
+    auto* group = _outputs.addContainer("G");
+    auto* leaf = group->add<double>("x", 1.0);
+    auto* sinkGroup = _inputs.addContainer("G");
+    sinkGroup->add<double>("x");
+    auto* proxy = new KrData::Proxy("P", Types::kUnknown, &_outputs);
+    proxy->_setDynamic(true);
+    ASSERT_TRUE(proxy->addLink(group) && proxy->setParent(group));
+    const KrSimQueuedConnection connection(group, sinkGroup);
+    leaf->setValue(2.0);
+    EXPECT_EQ((*sinkGroup)["x"].toReal(), 2.0);
+}
+
+/// A queued connection of a kind, and changes of its source that repeat.
+struct SteadyCase {
+    const char* name;
+    void (*fill)(Container& group);
+    void (*change)(Container& group, int round);
+};
+
+class SteadyQueue : public Queued, public testing::WithParamInterface<SteadyCase> {
+protected:
+    /// Ten changes of the source, then the delivery of what waits.
+    void frame() {
+        for (int round = 0; round < 10; ++round)
+            GetParam().change(*_group, round);
+        KrEventDispatcher::preUpdate();
+    }
+
+    Container* _group = _outputs.addContainer("G");
+    Container* _sinkGroup = _inputs.addContainer("G");
+};
+
+TEST_P(SteadyQueue, AllocatesNothing) {
+    GetParam().fill(*_group);
+    GetParam().fill(*_sinkGroup);
+    const KrSimQueuedConnection connection(_group, _sinkGroup);
+    for (const bool isExternal : {false, true}) {
+        KrEventDispatcher::enableExternalControl(isExternal);
+        frame();
+        frame();
+        const auto before = kr_benchmark::allocations();
+        for (int i = 0; i < 100; ++i)
+            frame();
+        EXPECT_EQ(kr_benchmark::allocations() - before, 0U) << (isExternal ? "waiting" : "at once");
+        EXPECT_TRUE(_sinkGroup->isEqual(*_group));
+    }
+    KrEventDispatcher::enableExternalControl(false);
+}
+
+template <class T>
+void addField(Container& group) {
+    group.add<T>("x");
+}
+template <class T>
+void setField(Container& group, int round) {
+    group["x"].set(static_cast<T>(round));
+}
+void addText(Container& group) {
+    group.add<std::string>("x");
+}
+void setText(Container& group, int round) {
+    static const std::array texts{std::string(100, 'a'), std::string(90, 'b'), std::string("short")};
+    group["x"].set(texts[static_cast<std::size_t>(round) % texts.size()]);
+}
+void addVector(Container& group) {
+    new KrData::Vector<double>("x", &group, std::vector<double>(50));
+}
+void setVector(Container& group, int round) {
+    auto& vector = static_cast<KrData::Vector<double>&>(group["x"]);
+    const auto index = static_cast<std::size_t>(round);
+    vector.setItem(index, vector.getItem(index) + 1.0);
+}
+void addNested(Container& group) {
+    group.add<bool>("Before");
+    group.addContainer("Inner")->add<double>("x");
+}
+void setNested(Container& group, int round) {
+    setField<double>(static_cast<Container&>(group["Inner"]), round);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, SteadyQueue,
+                         testing::Values(SteadyCase{"Numbers", addField<double>, setField<double>},
+                                         SteadyCase{"Integers", addField<int>, setField<int>},
+                                         SteadyCase{"Texts", addText, setText},
+                                         SteadyCase{"Vectors", addVector, setVector},
+                                         SteadyCase{"NestedGroups", addNested, setNested}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST_F(Queued, CarriesEveryBitInACopyThatItUsesAgain) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    for (const double value : {3.0, 0.0, 4.0, -0.0, 5.0, std::nan(""), 6.0}) {
+        _source->setValue(1.0);
+        _source->_initializeValue(value);
+        _source->_notifyChanged(*_source);
+        EXPECT_EQ(std::signbit(_sink->getValue()), std::signbit(value)) << value;
+        EXPECT_EQ(std::isnan(_sink->getValue()), std::isnan(value)) << value;
+    }
+}
+
+TEST_F(Queued, FollowsASourceWhoseFieldsChangeBetweenTransfers) {
+    auto* group = _outputs.addContainer("G");
+    auto* sinkGroup = _inputs.addContainer("G");
+    group->add<double>("x", 1.0);
+    for (const char* id : {"x", "y", "z"})
+        sinkGroup->add<double>(id);
+    const KrSimQueuedConnection connection(group, sinkGroup);
+    group->add<double>("y")->setValue(2.0);
+    EXPECT_EQ((*sinkGroup)["y"].toReal(), 2.0);
+    group->removeField("x");
+    (*group)["y"].setID("z");
+    (*group)["z"].set(3.0);
+    EXPECT_EQ((*sinkGroup)["z"].toReal(), 3.0);
+    EXPECT_EQ((*sinkGroup)["y"].toReal(), 2.0);
+    group->removeField("z");
+    group->add<int>("z")->setValue(4);
+    EXPECT_EQ((*sinkGroup)["z"].toReal(), 4.0);
+}
+
+TEST_F(Queued, LeavesTheValueThatASimulationStateHasAsItIs) {
+    const KrSimQueuedConnection connection(_source, _sink);
+    KrEventDispatcher::enableExternalControl(true);
+    _source->setValue(7.0);
+    const auto pending = KrEventDispatcher::_getPendingEvents();
+    ASSERT_EQ(pending.events.size(), 1U);
+    const auto peeked = Kr::QueuedConnectionFunctor::_peek(pending.events[0].event);
+    KrEventDispatcher::preUpdate();
+    _source->setValue(8.0);
+    KrEventDispatcher::preUpdate();
+    KrEventDispatcher::enableExternalControl(false);
+    EXPECT_EQ(_sink->getValue(), 8.0);
+    EXPECT_EQ(peeked.value->toReal(), 7.0);
 }
 
 TEST_F(Queued, IgnoresPayloadsThatItDidNotSend) {

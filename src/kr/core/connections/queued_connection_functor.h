@@ -9,8 +9,12 @@
 
 namespace Kr {
 
+namespace detail {
+class CopyStore;
+}  // namespace detail
+
 /// Takes a copy of the source and sends it through the event dispatcher; the sink takes it when the event is
-/// delivered, on the thread that delivers.
+/// delivered, on the thread that delivers. Delivered copies are used again, so that a steady frame allocates nothing.
 class KR_API QueuedConnectionFunctor final : public ConnectionFunctor {
 public:
     QueuedConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
@@ -37,6 +41,7 @@ public:
 
 private:
     KrData::FieldReference _sinkLife;
+    std::shared_ptr<detail::CopyStore> _copies;
 };
 
 }  // namespace Kr
