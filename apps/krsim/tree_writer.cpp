@@ -243,7 +243,7 @@ void TreeWriter::popObject() noexcept {
 }
 
 Kr::KrBase* TreeWriter::getCurrentObject() const {
-    return !_objects.empty() && Kr::KrBase::isKrBaseValid(_objects.back()) ? _objects.back() : nullptr;
+    return !_objects.empty() ? _objects.back().get() : nullptr;
 }
 
 void TreeWriter::_mark(std::string_view /*name*/, bool /*isThere*/) {}

@@ -67,7 +67,7 @@ private:
     std::string _archiveName;
     TreeNode _root;
     std::vector<TreeNode*> _open;  // from the root down; a node gets no sibling while it is open
-    std::vector<Kr::KrBase*> _objects;
+    std::vector<Kr::KrBasePointer> _objects;
 };
 
 /// The tree as lines "name: value", indented by two blanks a level. Values of more than a line's length are cut, with

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -121,6 +122,44 @@ TEST_F(BaseReference, FindsTheSuccessorOfADeadTargetButNotInADeadContext) {
     ASSERT_NE(orphan.getBase(), nullptr);
     context.reset();
     EXPECT_EQ(orphan.getBase(), nullptr);
+}
+
+/// One place for a node, so that the next one has its address; each has the creation index 0.
+class NodeInOnePlace {
+public:
+    Node& makeAnew() {
+        _node.reset();
+        KrBase::resetKrBaseCounter();
+        return _node.emplace("node");
+    }
+
+private:
+    std::optional<Node> _node;
+};
+
+TEST_F(BaseReference, DoesNotTakeAnotherObjectAtTheAddressOfItsTargetForIt) {
+    NodeInOnePlace place;
+    KrBaseReference reference(&place.makeAnew(), nullptr);
+    place.makeAnew();
+    EXPECT_EQ(reference.getBase(), nullptr);
+}
+
+TEST_F(BaseReference, DoesNotSearchBelowAnotherObjectAtTheAddressOfItsContext) {
+    NodeInOnePlace place;
+    KrBaseReference reference("base:///Node/child", &place.makeAnew());
+    place.makeAnew().add("child");
+    EXPECT_EQ(reference.getBase(), nullptr);
+    EXPECT_EQ(reference.getContext(), nullptr);
+}
+
+TEST_F(BaseReference, TheCacheKnowsObjectsAtOneAddressApart) {
+    NodeInOnePlace place;
+    KrBaseReference::enableCache(true);
+    auto& first = place.makeAnew();
+    first.add("child");
+    EXPECT_NE(KrBaseReference("base:///Node/child", &first).getBase(), nullptr);
+    auto& second = place.makeAnew();
+    EXPECT_EQ(KrBaseReference("base:///Node/child", &second).getBase(), nullptr);
 }
 
 TEST_F(BaseReference, AThrowingInterfaceCountsAsAMissingChild) {

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "kr/data/extension_field.h"
+#include "kr/data/vector.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -316,6 +319,87 @@ TEST(TypedFields, TakeTheValueOfAFieldThatIsThereAlready) {
     EXPECT_EQ(extension->getInput("Torque")->getDataType(), Types::kString) << "what was there stays";
     EXPECT_EQ(implementation->torque.getField()->getID(), Kr::KrID("Torque 2"));
     EXPECT_EQ(log.lines().size(), 1U);
+}
+
+/// A field that refers to an extension, and what it answers.
+struct ReferenceCase {
+    const char* name;
+    std::unique_ptr<FieldBase> (*refer)(KrExtension* target);
+    KrExtension* (*read)(const FieldBase& field);
+};
+
+using References = KrData::Vector<KrExtension*>;
+
+KrExtension* readField(const FieldBase& field) {
+    return field.toExtension();
+}
+KrExtension* readItems(const FieldBase& field) {
+    return References::from(field)->getItems().at(0);
+}
+KrExtension* readItem(const FieldBase& field) {
+    return References::from(field)->getItem(0);
+}
+KrExtension* readCopy(const FieldBase& field) {
+    Field<KrExtension*> copy("Copy");
+    copy.copyValue(field);
+    return copy.getValue();
+}
+std::unique_ptr<FieldBase> makeField(KrExtension* target) {
+    return std::make_unique<Field<KrExtension*>>("Field", nullptr, target);
+}
+std::unique_ptr<FieldBase> makeInterfaceField(KrExtension* target) {
+    auto field = std::make_unique<KrData::ExtensionField>("Field", "Interface");
+    field->setValue(target);
+    return field;
+}
+std::unique_ptr<FieldBase> makeVector(KrExtension* target) {
+    return std::make_unique<References>("Vector", nullptr, std::vector{target});
+}
+
+class ReferenceToAnExtension : public testing::TestWithParam<ReferenceCase> {};
+
+TEST_P(ReferenceToAnExtension, IsNullAfterItsDeathAndForAnotherInItsPlace) {
+    std::optional<KrExtension> place;
+    Kr::KrBase::resetKrBaseCounter();
+    auto* first = &place.emplace();
+    const auto field = GetParam().refer(first);
+    ASSERT_EQ(GetParam().read(*field), first);
+    place.reset();
+    EXPECT_EQ(GetParam().read(*field), nullptr);
+    EXPECT_EQ(field->toString(), "");
+    Kr::KrBase::resetKrBaseCounter();
+    ASSERT_EQ(&place.emplace(), first);
+    EXPECT_EQ(GetParam().read(*field), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ReferenceToAnExtension,
+                         testing::Values(ReferenceCase{"Field", makeField, readField},
+                                         ReferenceCase{"FieldOfAnInterface", makeInterfaceField, readField},
+                                         ReferenceCase{"CopiedFromAField", makeField, readCopy},
+                                         ReferenceCase{"ItemOfAVector", makeVector, readItem},
+                                         ReferenceCase{"AllItemsOfAVector", makeVector, readItems}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+TEST(ReferenceFields, TellNobodyThatADeadReferenceBecomesNull) {
+    auto target = makeNamed("Target");
+    Field<KrExtension*> field("Field", nullptr, target.get());
+    int notified = 0;
+    const auto observer = field.addObserver([&](const FieldBase&) { ++notified; });
+    target.reset();
+    field.setValue(nullptr);
+    EXPECT_EQ(notified, 0);
+    const auto other = makeNamed("Other");
+    field.setValue(other.get());
+    EXPECT_EQ(notified, 1);
+    EXPECT_EQ(field.toString(), "Other");
+}
+
+TEST(ReferenceFields, KeepExtensionsThatWereMadeWhileMemoryTrackingWasOff) {
+    Kr::KrBase::setEnableMemoryTracking(false);
+    const auto target = makeNamed("Target");
+    Field<KrExtension*> field("Field", nullptr, target.get());
+    Kr::KrBase::setEnableMemoryTracking(true);
+    EXPECT_EQ(field.getValue(), target.get());
 }
 
 TEST(ExtensionDeath, SilencesObserversBeforeTheImplementationGoes) {

@@ -17,10 +17,12 @@ namespace {
 
 constinit detail::LiveSet liveSet;
 constinit std::atomic<bool> isTrackingEnabled{true};
-constinit std::atomic<std::uint32_t> creationCounter{0};
+constinit std::atomic<std::uint32_t> objectCounter{0};
+constinit std::atomic<std::uint32_t> firstOfCounting{0};  // what objectCounter was at the last reset
 constinit std::atomic<KrBase::Subscriber*> constructorSubscriber{nullptr};
 
 constexpr std::uint32_t kAllEvents = ~std::uint32_t{0};
+constexpr std::uint32_t kSerialMask = 0x7fffffff;
 
 constexpr GuardTexts kOnEventTexts{eLogLevel::kWarn, "KrBase: fatal error in '%s' onEvent() [%s]\n",
                                    "KrBase: unhandled exception in '%s' onEvent()\n"};
@@ -133,8 +135,10 @@ std::vector<int> KrBase::getIDVector() {
 // Life
 
 KrBase::KrBase()
-    : _creationIndex(creationCounter.fetch_add(1, std::memory_order_relaxed)),
-      _isTracked(isTrackingEnabled.load(std::memory_order_relaxed)) {
+    : _creationIndex(objectCounter.fetch_add(1, std::memory_order_relaxed)),
+      _serial(_creationIndex & kSerialMask),
+      _isTracked(isTrackingEnabled.load(std::memory_order_relaxed) ? 1U : 0U) {
+    _creationIndex -= firstOfCounting.load(std::memory_order_relaxed);
     if (Subscriber* subscriber = getConstructorSubscriber()) addSubscriber(subscriber);
     // The last step that can fail: no destructor runs after a failed constructor.
     if (_isTracked) liveSet.insert(this);
@@ -165,12 +169,16 @@ void KrBase::setEnableMemoryTracking(bool enable) noexcept {
     isTrackingEnabled.store(enable, std::memory_order_relaxed);
 }
 
+bool KrBase::_isAlive(const KrBase* object, std::uint32_t serial) noexcept {
+    return liveSet.contains(object, serial);
+}
+
 bool KrBase::_removeKrBaseInstance(const KrBase* object) noexcept {
     return liveSet.erase(object);
 }
 
 void KrBase::resetKrBaseCounter() noexcept {
-    creationCounter.store(0, std::memory_order_relaxed);
+    firstOfCounting.store(objectCounter.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
 // Name

@@ -113,7 +113,7 @@ public:
     // Live objects
 
     /// Whether this is the address of a live object. The pointer is never dereferenced. An object made later at the
-    /// same address counts as live. Any thread.
+    /// same address counts as live; KrBasePointer tells the two apart. Any thread.
     [[nodiscard]] static bool isKrBaseValid(const KrBase* object) noexcept;
     /// All live objects, in no special order. One shared array, refilled by each call: for diagnostics, one thread
     /// at a time.
@@ -123,6 +123,10 @@ public:
     [[nodiscard]] static bool getEnableMemoryTracking() noexcept;
     static void setEnableMemoryTracking(bool enable) noexcept;
 
+    /// Whether the object at this address lives and has this serial number. Any thread.
+    [[nodiscard]] static bool _isAlive(const KrBase* object, std::uint32_t serial) noexcept;
+    /// A number that no other object has, unlike the creation index, which can be reset; begins anew after 2^31.
+    [[nodiscard]] std::uint32_t _getSerial() const noexcept { return _serial; }
     /// Takes the address out of the set of live objects. Answers whether it was there.
     static bool _removeKrBaseInstance(const KrBase* object) noexcept;
     /// The record of a class, made on first call; the same for every module that names the class. Any thread.
@@ -142,7 +146,8 @@ private:
     std::string _name;
     std::shared_ptr<Subscriptions> _subscriptions;  // made by the first subscription
     std::uint32_t _creationIndex;
-    bool _isTracked;
+    std::uint32_t _serial : 31;
+    std::uint32_t _isTracked : 1;
 };
 
 /// Is told of events of the objects to which it is subscribed.

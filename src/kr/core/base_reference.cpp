@@ -25,21 +25,10 @@ constexpr GuardTexts kFindChildTexts{eLogLevel::kWarn, "KrBaseReference: fatal e
 constexpr GuardTexts kGetChildrenTexts{eLogLevel::kWarn, "KrBaseReference: fatal error in '%s' getChildren() [%s]\n",
                                        "KrBaseReference: unhandled exception in '%s' getChildren()\n"};
 
-// Objects as the cache remembers them. An address may be used again by another object, which has another index.
-struct CachedObject {
-    KrBase* object;
-    std::uint32_t creationIndex;
-
-    explicit CachedObject(KrBase* live) : object(live), creationIndex(live->getCreationIndex()) {}
-    [[nodiscard]] bool isAlive() const {
-        return KrBase::isKrBaseValid(object) && object->getCreationIndex() == creationIndex;
-    }
-};
-
 struct Cache {
     struct Entry {
-        CachedObject context;
-        CachedObject target;
+        KrBasePointer context;
+        KrBasePointer target;
     };
 
     std::atomic<bool> isEnabled{false};
@@ -56,13 +45,13 @@ struct Cache {
         const std::lock_guard lock(mutex);
         const auto it = entries.find({context, text});
         if (it == entries.end()) return nullptr;
-        if (it->second.context.isAlive() && it->second.target.isAlive()) return it->second.target.object;
-        entries.erase(it);
-        return nullptr;
+        KrBase* const target = it->second.context.get() != nullptr ? it->second.target.get() : nullptr;
+        if (target == nullptr) entries.erase(it);
+        return target;
     }
 
     void enter(KrBase* context, std::string text, KrBase* target) {
-        const Entry entry{CachedObject(context), CachedObject(target)};
+        const Entry entry{context, target};
         const std::lock_guard lock(mutex);
         entries.insert_or_assign({context, std::move(text)}, entry);
     }
@@ -130,44 +119,51 @@ KrBaseReference::KrBaseReference(KrBase* target, KrBase* context)
 }
 
 KrBaseReference::KrBaseReference(const std::vector<KrBase*>& path) : _text(kScheme) {
+    bool isNothing = true;
     for (KrBase* object : path) {
         if (!object) continue;
         appendLevel(_text, *object);
         _target = object;
+        isNothing = false;
     }
-    if (!_target) _text = kNothing;
+    if (isNothing) _text = kNothing;
 }
 
 KrBase* KrBaseReference::getBase() {
-    if (_target && KrBase::isKrBaseValid(_target)) return _target;
-    _target = nullptr;
-    return _text.empty() ? nullptr : parse(_context);
+    if (KrBase* const target = _target.get()) return target;
+    return _text.empty() ? nullptr : parse(_context.get());
 }
 
 KrBase* KrBaseReference::parse(KrBase* context) {
-    _target = nullptr;
+    _target = {};
     _context = context;
     if (_text == kNothing || _text.size() < kScheme.size()) return nullptr;
 
     Cache& cache = Cache::instance();
     const bool isCached = isCacheEnabled();
-    if (isCached) _target = cache.find(context, _text);
-    if (_target) return _target;
+    KrBase* target = isCached ? cache.find(context, _text) : nullptr;
+    if (target != nullptr) {
+        _target = target;
+        return target;
+    }
 
     // What the scheme says is not looked at, only its length: texts with another scheme name the same path.
-    _target = walk(context, std::string_view(_text).substr(kScheme.size()));
-    if (!_target) {
+    target = walk(context, std::string_view(_text).substr(kScheme.size()));
+    _target = target;
+    if (target == nullptr) {
         logMessage(eLogLevel::kDebug, "KrBaseReference: Could not locate object with path %s.\n", _text.c_str());
     } else if (isCached) {
-        cache.enter(context, _text, _target);
+        cache.enter(context, _text, target);
     }
-    return _target;
+    return target;
 }
 
 bool operator<(const KrBaseReference& left, const KrBaseReference& right) noexcept {
     const std::less<const KrBase*> isBefore;  // of unrelated objects, unlike the operator
-    if (left._context != right._context) return isBefore(left._context, right._context);
-    if (left._target != right._target) return isBefore(left._target, right._target);
+    const auto* context = left._context.getAddress();
+    const auto* target = left._target.getAddress();
+    if (context != right._context.getAddress()) return isBefore(context, right._context.getAddress());
+    if (target != right._target.getAddress()) return isBefore(target, right._target.getAddress());
     return left._text < right._text;
 }
 

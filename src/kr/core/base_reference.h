@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/core/base_pointer.h"
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
 
@@ -30,7 +31,8 @@ public:
     explicit KrBaseReference(const std::vector<KrBase*>& path);
 
     [[nodiscard]] const std::string& getText() const noexcept { return _text; }
-    [[nodiscard]] KrBase* getContext() const noexcept { return _context; }
+    /// Null once it has died.
+    [[nodiscard]] KrBase* getContext() const noexcept { return _context.get(); }
 
     /// The target, or null. A target that was not found before, or has died, is looked for again.
     [[nodiscard]] KrBase* getBase();
@@ -54,8 +56,8 @@ public:
 
 private:
     std::string _text;
-    KrBase* _target{nullptr};
-    KrBase* _context{nullptr};
+    KrBasePointer _target;
+    KrBasePointer _context;
 };
 
 }  // namespace Kr

@@ -121,12 +121,22 @@ bool LiveSet::erase(const KrBase* object) noexcept {
     return true;
 }
 
-bool LiveSet::contains(const KrBase* object) noexcept {
+template <class Condition>
+bool LiveSet::_contains(const KrBase* object, const Condition& condition) noexcept {
     const std::uintptr_t address = addressOf(object);
     if (!isPossible(address)) return false;
     LiveSetShard& shard = _shardOf(address);
     const std::lock_guard lock(shard.mutex);
-    return shard.pages && shard.locate(pageOf(address)).contains(address);
+    return shard.pages && shard.locate(pageOf(address)).contains(address) && condition();
+}
+
+bool LiveSet::contains(const KrBase* object) noexcept {
+    return _contains(object, [] { return true; });
+}
+
+bool LiveSet::contains(const KrBase* object, std::uint32_t serial) noexcept {
+    // Under the lock, which the destructor of the object takes first of all.
+    return _contains(object, [&] { return object->_getSerial() == serial; });
 }
 
 void LiveSet::appendTo(std::vector<KrBase*>& list) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "kr/data/extension_pointer.h"
 #include "kr/data/field_base.h"
 #include "kr/data/value_pointer.h"
 #include "kr/data/value_traits.h"
@@ -106,7 +107,7 @@ private:
     void _writeThrough();
     [[nodiscard]] detail::FieldExtras<T>& _makeExtras();
 
-    mutable T _value{};
+    mutable detail::Stored<T> _value{};
     std::unique_ptr<detail::FieldExtras<T>> _extras;  // range and value pointer, which few fields have
 };
 

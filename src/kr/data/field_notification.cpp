@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "kr/core/base_pointer.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/transfer_guard.h"
 #include "kr/data/container.h"
@@ -113,9 +114,11 @@ bool FieldBase::_isLastOutgoing(const Kr::KrConnectionBase& connection) const no
 void FieldBase::_tellConnectionsOfMove() const {
     const detail::NotificationFrame frame(*this, *this);
     const auto tellAll = [&frame](const detail::ConnectionList& list) {
-        for (auto* connection : list.connections()) {
-            // Whoever hears of the change may destroy connections and fields.
-            if (Kr::KrBase::isKrBaseValid(connection)) connection->_onFieldMoved();
+        const auto connections = list.connections();
+        // Listeners may destroy connections and fields.
+        const std::vector<Kr::KrBasePointer> living(connections.begin(), connections.end());
+        for (std::size_t i = 0; i < living.size(); ++i) {
+            if (living[i].get() != nullptr) connections[i]->_onFieldMoved();
             if (frame.fieldDied()) return false;
         }
         return true;
@@ -246,10 +249,11 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
     const auto* rare = _rareIfAny();
     if (rare == nullptr || rare->listeners.empty()) return;
     const detail::NotificationFrame frame(*this, *this);
-    const bool isTracked = Kr::KrBase::isKrBaseValid(connection);
+    const Kr::KrBasePointer life(connection);
+    const bool isTracked = life.getAddress() != nullptr;
     for (auto* listener : std::vector(rare->listeners)) {
         if (frame.fieldDied()) return;
-        if (isTracked && !Kr::KrBase::isKrBaseValid(connection)) return;  // deleted by the listener before
+        if (isTracked && life.get() == nullptr) return;  // deleted by the listener before
         const auto& now = rare->listeners;
         if (std::find(now.begin(), now.end(), listener) == now.end()) continue;
         Kr::callGuarded(

@@ -28,8 +28,8 @@ FieldValues::~FieldValues() = default;
 
 std::size_t FieldValues::getSizeBytes() const {
     std::size_t bytes = _plain.capacity() + _texts.capacity() * sizeof(std::string) +
-                        _enumerations.capacity() * sizeof(Kr::KrEnum) + _references.capacity() * sizeof(Reference) +
-                        _others.capacity() * sizeof(_others[0]);
+                        _enumerations.capacity() * sizeof(Kr::KrEnum) +
+                        _references.capacity() * sizeof(ExtensionPointer) + _others.capacity() * sizeof(_others[0]);
     for (const auto& text : _texts)
         bytes += text.capacity() < sizeof(std::string) ? 0 : text.capacity();
     for (const auto& other : _others) {

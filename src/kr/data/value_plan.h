@@ -10,6 +10,7 @@
 #include "kr/core/enum.h"
 #include "kr/core/fwd.h"
 #include "kr/core/id.h"
+#include "kr/data/extension_pointer.h"
 #include "kr/data/fwd.h"
 #include "kr/data/types.h"
 #include "kr/platform/export.h"
@@ -27,19 +28,11 @@ public:
     /// Memory that the values take, without this object.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
-    /// An extension, and by what it is known again after it may have died.
-    struct Reference {
-        KrSim::KrExtension* extension;
-        const Kr::KrBase* base;
-        std::uint32_t creationIndex;
-    };
-
     std::vector<std::byte> _plain;  // numbers and what is made of them, one run of fields after the other
     std::vector<std::string> _texts;
     std::vector<Kr::KrEnum> _enumerations;
-    std::vector<Reference> _references;
-    std::vector<std::unique_ptr<FieldBase>> _others;       // copies of vectors
-    std::vector<std::vector<Reference>> _otherReferences;  // of their items; empty where there are no such vectors
+    std::vector<ExtensionPointer> _references;
+    std::vector<std::unique_ptr<FieldBase>> _others;  // copies of vectors
 };
 
 /// The fields with values below some containers, sorted so that taking and restoring all values is a few loops.
@@ -112,7 +105,7 @@ private:
     struct TextOperations;
     struct EnumerationOperations;
     struct ReferenceOperations;
-    struct OtherOperations;
+    struct VectorOperations;
 
     /// A field or container, each before what it holds.
     struct Node {

@@ -5,8 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "kr/core/base.h"
-#include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
 #include "kr/data/internal/value_operations.h"
 #include "kr/data/value_plan.h"
@@ -95,42 +93,27 @@ struct ValuePlan::EnumerationOperations {
 };
 
 struct ValuePlan::ReferenceOperations {
-    using Reference = FieldValues::Reference;
     using ReferenceField = Field<KrSim::KrExtension*>;
 
     static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
-        for (std::size_t i = 0; i < count; ++i) {
-            values._references[place + i] = referenceTo(static_cast<const ReferenceField*>(fields[i])->getValue());
-        }
-    }
-    static Reference referenceTo(KrSim::KrExtension* extension) {
-        if (extension == nullptr) return {};
-        const auto* base = ExtensionFunctions::baseOf(extension);
-        return Kr::KrBase::isKrBaseValid(base) ? Reference{extension, base, base->getCreationIndex()} : Reference{};
-    }
-    /// Null for one that has died, even where another one stands in its place.
-    static KrSim::KrExtension* get(const Reference& reference) {
-        if (reference.base == nullptr || !Kr::KrBase::isKrBaseValid(reference.base)) return nullptr;
-        return reference.base->getCreationIndex() == reference.creationIndex ? reference.extension : nullptr;
+        for (std::size_t i = 0; i < count; ++i)
+            values._references[place + i] = static_cast<const ReferenceField*>(fields[i])->getValue();
     }
     static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
                         Changed& changed) {
         for (std::size_t i = 0; i < count; ++i)
-            restoreOne<KrSim::KrExtension*>(fields[i], get(values._references[place + i]), changed);
+            restoreOne<KrSim::KrExtension*>(fields[i], values._references[place + i], changed);
     }
     static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return get(first._references[place]) == get(second._references[otherPlace]);
+        return first._references[place].get() == second._references[otherPlace].get();
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
-        return std::make_unique<ReferenceField>(id, nullptr, get(values._references[place]));
+        return std::make_unique<ReferenceField>(id, nullptr, values._references[place]);
     }
     static constexpr Operations kAll{&ValuePlan::_referenceCount, 1, take, restore, isSame, make};
 };
 
-/// Vectors. Items that refer to extensions are remembered like fields that do.
-struct ValuePlan::OtherOperations {
-    using Extensions = Vector<KrSim::KrExtension*>;
-
+struct ValuePlan::VectorOperations {
     static void take(Fields fields, std::size_t count, std::size_t place, FieldValues& values) {
         for (std::size_t i = 0; i < count; ++i) {
             const auto& vector = static_cast<const VectorBase&>(*fields[i]);
@@ -140,25 +123,10 @@ struct ValuePlan::OtherOperations {
             } else {
                 static_cast<VectorBase&>(*copy)._restoreItems(vector);
             }
-            if (const auto* extensions = Extensions::from(vector)) takeReferences(*extensions, place + i, values);
         }
-    }
-    static void takeReferences(const Extensions& vector, std::size_t place, FieldValues& values) {
-        values._otherReferences.resize(values._others.size());
-        auto& references = values._otherReferences[place];
-        references.clear();
-        for (auto* extension : vector.getItems())
-            references.push_back(ReferenceOperations::referenceTo(extension));
     }
     static const VectorBase& at(std::size_t place, const FieldValues& values) {
-        auto& vector = static_cast<VectorBase&>(*values._others[place]);
-        if (auto* extensions = Extensions::from(vector)) {
-            std::vector<KrSim::KrExtension*> living;
-            for (const auto& reference : values._otherReferences[place])
-                living.push_back(ReferenceOperations::get(reference));
-            extensions->setItems(std::move(living));
-        }
-        return vector;
+        return static_cast<const VectorBase&>(*values._others[place]);
     }
     static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
                         Changed& changed) {
@@ -207,7 +175,7 @@ const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {
         case Types::kExtension:
             return &ReferenceOperations::kAll;
         case Types::kVector:
-            return dynamic_cast<const VectorBase*>(&field) != nullptr ? &OtherOperations::kAll : nullptr;
+            return dynamic_cast<const VectorBase*>(&field) != nullptr ? &VectorOperations::kAll : nullptr;
         default:
             return nullptr;
     }

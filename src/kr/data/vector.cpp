@@ -15,7 +15,8 @@ namespace {
 
 /// Replaces the items [first, last) by `count` copies of `value`.
 template <class T>
-void splice(std::vector<T>& items, std::size_t first, std::size_t last, std::size_t count, const T& value) {
+void splice(std::vector<T>& items, std::size_t first, std::size_t last, std::size_t count,
+            const std::type_identity_t<T>& value) {
     const auto from = items.begin() + static_cast<std::ptrdiff_t>(first);
     const auto to = items.begin() + static_cast<std::ptrdiff_t>(last);
     if constexpr (std::is_same_v<T, Kr::KrEnum>) {
@@ -33,11 +34,21 @@ void splice(std::vector<T>& items, std::size_t first, std::size_t last, std::siz
     }
 }
 
+/// Items as a vector keeps them.
+template <class T>
+std::vector<detail::Stored<T>> stored(std::vector<T> items) {
+    if constexpr (std::is_same_v<detail::Stored<T>, T>) {
+        return items;
+    } else {
+        return {items.begin(), items.end()};
+    }
+}
+
 }  // namespace
 
 template <class T>
 Vector<T>::Vector(const Kr::KrID& id, Container* parent, std::vector<T> items)
-    : VectorBase(id), _items(std::move(items)) {
+    : VectorBase(id), _items(stored(std::move(items))) {
     _attachTo(parent);
 }
 
@@ -63,7 +74,7 @@ const Vector<T>* Vector<T>::from(const FieldBase& field) noexcept {
 
 template <class T>
 T Vector<T>::getItem(std::size_t index) const {
-    return index < _items.size() ? _items[index] : T{};
+    return index < _items.size() ? static_cast<T>(_items[index]) : T{};
 }
 
 // --- Changing ------------------------------------------------------------------------------------------------------
@@ -99,7 +110,7 @@ void Vector<T>::setItems(std::vector<T> items) {
         while (_items[last - 1] == items[last - 1])
             --last;
     }
-    _items = std::move(items);
+    _items = stored(std::move(items));
     _itemsChanged(first, last - 1);
 }
 
@@ -207,7 +218,7 @@ Vector<T>* Vector<T>::clone(Container* parent) const {
 template <class T>
 bool Vector<T>::copyValue(const FieldBase& source) {
     if (const auto* same = from(source)) {
-        if (same != this) setItems(same->_items);
+        if (same != this) setItems(same->getItems());
         return true;
     }
     if (source.getDataType() != Types::kVector && TransferValueConverter(source, *this)) return true;
@@ -232,7 +243,7 @@ template <class T>
 void Vector<T>::_cloneFrom(const FieldBase& source) {
     if (this == &source) return;
     FieldBase::_cloneFrom(source);
-    if (const auto* same = from(source)) _items = std::vector<T>(same->_items);
+    if (const auto* same = from(source)) _items = std::vector<Item>(same->_items);
 }
 
 template <class T>
@@ -250,7 +261,7 @@ bool Vector<T>::_restoreItems(const VectorBase& source) {
     const auto count = std::max(_items.size(), same->_items.size());
     if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         // Values of different enumerations refuse assignment.
-        std::vector<T> copy(same->_items);
+        std::vector<Item> copy(same->_items);
         _items.swap(copy);
     } else {
         _items = same->_items;

@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kr/data/extension_pointer.h"
 #include "kr/data/value_traits.h"
 #include "kr/data/vector_base.h"
 
@@ -32,11 +33,18 @@ public:
     [[nodiscard]] std::size_t size() const noexcept override { return _items.size(); }
     /// The item, or T's default past the end.
     [[nodiscard]] T getItem(std::size_t index) const;
-    /// All items; good until the vector changes.
-    [[nodiscard]] const std::vector<T>& getItems() const noexcept { return _items; }
+    /// All items; good until the vector changes. References to extensions that have died are null.
+    [[nodiscard]] const std::vector<T>& getItems() const noexcept(kIsPlain) {
+        if constexpr (kIsPlain) {
+            return _items;
+        } else {
+            _read.assign(_items.begin(), _items.end());
+            return _read;
+        }
+    }
     template <class U = T, class = std::enable_if_t<!std::is_same_v<U, bool>>>
-    [[nodiscard]] std::span<const U> span() const noexcept {
-        return _items;
+    [[nodiscard]] std::span<const U> span() const noexcept(kIsPlain) {
+        return getItems();
     }
 
     // --- Changing --------------------------------------------------------------------------------------------------
@@ -66,18 +74,25 @@ public:
     bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
     bool _restoreItems(const VectorBase& source) override;
     [[nodiscard]] bool _hasIdenticalItems(const VectorBase& other) const override;
-    [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(T); }
+    [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(Item); }
 
 protected:
+    using Item = detail::Stored<T>;
+
     [[nodiscard]] std::string _getItemText(std::size_t index) const override;
     /// For subclasses that change items under a lock of their own and call _itemsChanged after it.
-    [[nodiscard]] std::vector<T>& _getItems() noexcept { return _items; }
+    [[nodiscard]] std::vector<Item>& _getItems() noexcept { return _items; }
 
 private:
+    static constexpr bool kIsPlain = std::is_same_v<Item, T>;
+    struct Nothing {};
+
     void _put(std::size_t index, const T& value);
     bool _copyRange(const Vector& source, std::size_t first, std::size_t last);
 
-    std::vector<T> _items;
+    std::vector<Item> _items;
+    // What getItems() answers, where items are kept as something else.
+    [[no_unique_address]] mutable std::conditional_t<kIsPlain, Nothing, std::vector<T>> _read;
 };
 
 #define KR_DECLARE_VECTOR(T) extern template class Vector<T>;

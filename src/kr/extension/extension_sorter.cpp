@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "kr/core/base_pointer.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/internal/sorter_state.h"
 #include "kr/extension/object.h"
@@ -191,10 +192,11 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
         connection->_setRegisteredInSorter(true);
         _state->isBuilt = false;
     }
-    const bool isTracked = Kr::KrBase::isKrBaseValid(connection);
+    const Kr::KrBasePointer life(connection);
+    const bool isTracked = life.getAddress() != nullptr;
     _state->tellListeners([&](Listener& listener) {
-        // One that the listener before has destroyed is nobody's business.
-        if (!isTracked || Kr::KrBase::isKrBaseValid(connection)) listener.onConnectionAdded(connection);
+        // Skips a connection that an earlier listener has destroyed.
+        if (!isTracked || life.get() != nullptr) listener.onConnectionAdded(connection);
     });
 }
 

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <utility>
 
+#include "kr/core/base_pointer.h"
 #include "kr/data/container.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
@@ -109,9 +110,10 @@ void KrExtensionSorter::destroyConnections(KrData::FieldBase* field) {
     Connections found;
     collect(*field, kSources, found);
     collect(*field, kSinks, found);
-    for (auto* connection : found) {
-        // One may be listed twice, and listeners of one that goes may destroy others.
-        if (Kr::KrBase::isKrBaseValid(connection) && connection->_isUnowned()) delete connection;
+    // One may be listed twice, and listeners of one that goes may destroy others.
+    const std::vector<Kr::KrBasePointer> living(found.begin(), found.end());
+    for (std::size_t i = 0; i < living.size(); ++i) {
+        if (living[i].get() != nullptr && found[i]->_isUnowned()) delete found[i];
     }
 }
 

@@ -101,13 +101,11 @@ KrExtension* KrContentPath::parse(KrExtension* root) {
 }
 
 KrExtension* KrContentPath::getExtension() const {
-    return Kr::KrBase::isKrBaseValid(_extension) && _extension->getCreationIndex() == _creationIndex ? _extension
-                                                                                                     : nullptr;
+    return static_cast<KrExtension*>(_found.get());
 }
 
 KrExtension* KrContentPath::_remember(KrExtension* extension) noexcept {
-    _extension = extension;
-    _creationIndex = extension ? extension->getCreationIndex() : 0;
+    _found = extension;
     return extension;
 }
 

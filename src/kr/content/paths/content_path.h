@@ -1,11 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kr/content/fwd.h"
+#include "kr/core/base_pointer.h"
 #include "kr/platform/export.h"
 
 namespace KrSim {
@@ -49,9 +49,7 @@ public:
 private:
     KrExtension* _remember(KrExtension* extension) noexcept;
 
-    // What was found last. An address may be used again by another object, which has another index.
-    KrExtension* _extension{nullptr};
-    std::uint32_t _creationIndex{0};
+    Kr::KrBasePointer _found;
     std::string _text;
 };
 

@@ -48,12 +48,16 @@ public:
     /// Whether the address was there.
     bool erase(const KrBase* object) noexcept;
     [[nodiscard]] bool contains(const KrBase* object) noexcept;
+    /// The same for the object with this serial number.
+    [[nodiscard]] bool contains(const KrBase* object, std::uint32_t serial) noexcept;
     void appendTo(std::vector<KrBase*>& list);
 
 private:
     static constexpr std::size_t kShardCount = 16;
 
     [[nodiscard]] LiveSetShard& _shardOf(std::uintptr_t address) noexcept;
+    template <class Condition>
+    [[nodiscard]] bool _contains(const KrBase* object, const Condition& condition) noexcept;
 
     LiveSetShard _shards[kShardCount]{};
 };

@@ -4,7 +4,7 @@
 
 namespace KrPersistence {
 
-KrArchive::KrArchive(std::uint32_t flags) : _archiveFlags(flags), _objects(1, nullptr) {}
+KrArchive::KrArchive(std::uint32_t flags) : _archiveFlags(flags), _objects(1) {}
 
 KrArchive::~KrArchive() = default;
 
@@ -17,7 +17,7 @@ void KrArchive::popObject() noexcept {
 }
 
 Kr::KrBase* KrArchive::getCurrentObject() const noexcept {
-    return Kr::KrBase::isKrBaseValid(_objects.back()) ? _objects.back() : nullptr;
+    return _objects.back().get();
 }
 
 }  // namespace KrPersistence

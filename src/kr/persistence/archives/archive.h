@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/core/base_pointer.h"
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
 
@@ -42,7 +43,7 @@ public:
 private:
     std::string _archiveName;
     std::uint32_t _archiveFlags;
-    std::vector<Kr::KrBase*> _objects;  // the first entry is null
+    std::vector<Kr::KrBasePointer> _objects;  // the first entry is null
 };
 
 }  // namespace KrPersistence

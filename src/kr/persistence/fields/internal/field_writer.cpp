@@ -6,10 +6,8 @@
 #include <vector>
 
 #include "kr/content/i_content_resolver.h"
-#include "kr/core/base.h"
 #include "kr/core/enum.h"
 #include "kr/data/extension_field.h"
-#include "kr/data/extension_functions.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/stored_path.h"
@@ -260,9 +258,6 @@ void FieldWriter::_writeID(const KrSim::KrContentID& id) {
 KrSim::KrContentID FieldWriter::_idOf(KrSim::KrExtension* extension, const FieldBase& field, std::size_t item) const {
     if (_hiddenDepth != 0) return {};  // a reader could not name the place
     if (extension != nullptr) {
-        // The field does not hear of it when the extension dies.
-        const bool isTracked = Kr::KrBase::getEnableMemoryTracking();
-        if (isTracked && !Kr::KrBase::isKrBaseValid(KrData::ExtensionFunctions::baseOf(extension))) return {};
         const auto* resolver = KrSim::IContentResolver::_get();
         return resolver != nullptr ? resolver->_getContentID(extension) : KrSim::KrContentID();
     }
