@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <barrier>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -9,12 +10,14 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
+#include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/stress.h"
 
@@ -363,6 +366,71 @@ TEST_F(Sorter, IsAskedFromManyThreads) {
     };
     runStress(100, work, [this] { static_cast<void>(_sorter.getExtensions()); });
     EXPECT_TRUE(_sorter.getExtensions().isEmpty());
+}
+
+/// An application with two extensions that feed each other, and a frame under way on the thread that makes it.
+class LoopedApplication {
+public:
+    explicit LoopedApplication(const std::string& name) : _p(_make(name + ".P")), _q(_make(name + ".Q")) {
+        _host.frame();
+    }
+
+    void addExtension(const char* name) { _extensions.push_back(_make(name)); }
+
+private:
+    KrSmartPtr<KrExtension> _make(const std::string& name) {
+        auto extension = Kr::makeSmart<KrExtension>();
+        extension->setName(name.c_str());
+        extension->addInput("In", KrData::Types::kDouble);
+        extension->addOutput("Out", KrData::Types::kDouble);
+        extension->_setApplicationContext(_host.context());
+        KrExtensionSorter::instance().addExtension(extension.get());
+        return extension;
+    }
+
+    ContextHost _host;
+    KrSmartPtr<KrExtension> _p, _q;
+    Link _there{*_p->getOutput("Out"), *_q->getInput("In")};
+    Link _back{*_q->getOutput("Out"), *_p->getInput("In")};
+    std::vector<KrSmartPtr<KrExtension>> _extensions;
+};
+
+TEST_F(Sorter, ReportsTheCyclesOfEachApplicationOnItsThreadWhenItHasChanged) {
+    // The paths that a warning about cycles names.
+    const auto reported = [&] {
+        const LogCapture log;
+        _sorter.build();
+        auto lines = log.lines();
+        std::erase_if(lines, [](const auto& line) { return line.find('[') == std::string::npos; });
+        return lines;
+    };
+    using Lines = std::vector<std::string>;
+    LoopedApplication here("Here");
+    std::barrier turn(2);
+    Lines elsewhereFirst, elsewhereAgain;
+    std::thread thread([&] {
+        const LoopedApplication elsewhere("Elsewhere");
+        turn.arrive_and_wait();  // this thread builds
+        turn.arrive_and_wait();
+        elsewhereFirst = reported();
+        turn.arrive_and_wait();  // it changes its content and builds again
+        turn.arrive_and_wait();
+        elsewhereAgain = reported();
+        turn.arrive_and_wait();
+    });
+    const Lines mine{"3         [Here.P]\n", "3         [Here.Q]\n"};
+    turn.arrive_and_wait();
+    EXPECT_EQ(reported(), mine);
+    EXPECT_EQ(_sorter.getCycles().size(), 1U);
+    turn.arrive_and_wait();
+    turn.arrive_and_wait();
+    here.addExtension("Other");
+    EXPECT_EQ(reported(), mine);
+    turn.arrive_and_wait();
+    turn.arrive_and_wait();
+    thread.join();
+    EXPECT_THAT(elsewhereFirst, ElementsAre("3         [Elsewhere.P]\n", "3         [Elsewhere.Q]\n"));
+    EXPECT_THAT(elsewhereAgain, IsEmpty()) << "nothing of it has changed";
 }
 
 }  // namespace extension_sorter_test

@@ -119,8 +119,7 @@ void KrExtension::_setOwner(KrObject* owner) {
     if (_owner != nullptr && _hasImplementation) {
         Kr::callGuarded(detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); });
     }
-    const auto* before = _owner.exchange(owner);
-    KrExtensionSorter::_onOwnerChanged(*this, before);
+    KrExtensionSorter::_changeOwner(*this, _owner, owner);
     if (_owner != nullptr && _hasImplementation) {
         Kr::callGuarded(detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); });
     }

@@ -76,6 +76,18 @@ void KrExtensionSorter::State::tellListeners(const Tell& tell) noexcept {
     if (--tellingDepth == 0) std::erase(listeners, nullptr);
 }
 
+void KrExtensionSorter::State::tell(const Report& report) {
+    if (!report.loopPaths.empty()) {
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrExtensionSorter: Connection cycles have been detected. This will have an impact on the "
+                       "simulator performances. Here is the list of extensions having a connection loop:\n");
+        for (const auto& path : report.loopPaths)
+            Kr::logMessage(Kr::eLogLevel::kWarn, "        [%s]\n", path.c_str());
+    }
+    if (!report.wasBuilt) return;
+    tellListeners([&](Listener& listener) { listener.onBuilt(report.buildNumber); });
+}
+
 void KrExtensionSorter::registerListener(Listener* listener) {
     if (listener == nullptr) return;
     const std::lock_guard lock(_state->listenerMutex);
@@ -99,6 +111,12 @@ namespace {
 constexpr std::size_t kFewGaps = 64;
 
 /// Closes the gaps; `onMove` hears of every place that changes.
+/// Room for one more, so that adding it does not fail.
+template <class T>
+void makeRoom(std::vector<T>& list) {
+    if (list.size() == list.capacity()) list.reserve(std::max<std::size_t>(16, 2 * list.size()));
+}
+
 template <class T, class OnMove>
 void closeGaps(std::vector<T*>& list, const OnMove& onMove) {
     std::uint32_t to = 0;
@@ -126,7 +144,11 @@ void KrExtensionSorter::State::closeExtensionGaps() {
     dropLostEdges();
     auto& numbers = extensionGaps;  // has room for one of each extension, and will be empty
     numbers.resize(extensions.size());
-    closeGaps(extensions, [&](std::uint32_t from, std::uint32_t to) { numbers[from] = to; });
+    closeGaps(extensions, [&](std::uint32_t from, std::uint32_t to) {
+        numbers[from] = to;
+        applicationOf[to] = applicationOf[from];
+    });
+    applicationOf.resize(extensions.size());
     for (auto& edge : edges) {
         if (detail::isKnown(edge)) edge = {numbers[edge.source], numbers[edge.target]};
     }
@@ -135,24 +157,31 @@ void KrExtensionSorter::State::closeExtensionGaps() {
 
 void KrExtensionSorter::State::closeConnectionGaps() {
     if (connectionGapCount <= std::max(kFewGaps, connections.size() / 2)) return;
-    closeGaps(connections, [&](std::uint32_t from, std::uint32_t to) { edges[to] = edges[from]; });
+    closeGaps(connections, [&](std::uint32_t from, std::uint32_t to) {
+        edges[to] = edges[from];
+        ends[to] = ends[from];
+    });
     edges.resize(connections.size());
+    ends.resize(connections.size());
     connectionGapCount = 0;
 }
 
 void KrExtensionSorter::addExtension(KrExtension* extension) {
     if (extension == nullptr) return;
+    const auto context = extension->getApplicationContext();
     {
         const std::lock_guard lock(_state->mutex);
         if (extension->_getSorterSlot() != KrExtension::kNoSlot) return;
-        const auto slot = static_cast<std::uint32_t>(_state->extensions.size());
-        _state->extensions.push_back(extension);
-        try {
-            _state->extensionGaps.reserve(_state->extensions.capacity());  // removal allocates nothing
-        } catch (...) {
-            _state->extensions.pop_back();
-            throw;
-        }
+        auto& extensions = _state->extensions;
+        const auto slot = static_cast<std::uint32_t>(extensions.size());
+        makeRoom(extensions);
+        makeRoom(_state->applicationOf);
+        _state->extensionGaps.reserve(extensions.capacity());  // removal allocates nothing
+        const auto application = _state->findApplication(context);
+        extensions.push_back(extension);
+        _state->applicationOf.push_back(application);
+        ++_state->applications[application].extensionCount;
+        _state->applications[application].isChanged = true;
         extension->_setSorterSlot(slot);
         _state->isBuilt = false;
     }
@@ -161,10 +190,14 @@ void KrExtensionSorter::addExtension(KrExtension* extension) {
 
 void KrExtensionSorter::removeExtension(KrExtension* extension) {
     if (extension == nullptr) return;
+    ApplicationContext left;  // dies after the lock
     {
         const std::lock_guard lock(_state->mutex);
         const auto slot = extension->_getSorterSlot();
         if (slot == KrExtension::kNoSlot) return;
+        auto& application = _state->applications[_state->applicationOf[slot]];
+        application.isChanged = true;
+        if (--application.extensionCount == 0) std::swap(left, application.context);
         extension->_setSorterSlot(KrExtension::kNoSlot);
         _state->extensions[slot] = nullptr;
         _state->extensionGaps.push_back(slot);
@@ -175,19 +208,28 @@ void KrExtensionSorter::removeExtension(KrExtension* extension) {
     _state->tellListeners([&](Listener& listener) { listener.onExtensionRemoved(extension); });
 }
 
+namespace {
+
+/// Asked on the thread of the connection only.
+detail::ConnectionEnds endsOf(const Kr::KrConnectionBase& connection) {
+    if (!connection.isValid()) return {};
+    return {connection.getSourceOwner(), connection.getSinkOwner(), !connection._isExcludedFromOrdering()};
+}
+
+}  // namespace
+
 void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
     if (connection == nullptr) return;
     {
         const std::lock_guard lock(_state->mutex);
         if (_state->isRegistered(*connection)) return;
         const auto slot = static_cast<std::uint32_t>(_state->connections.size());
+        makeRoom(_state->edges);
+        makeRoom(_state->ends);
+        makeRoom(_state->connections);
         _state->edges.push_back(detail::kUnknown);
-        try {
-            _state->connections.push_back(connection);
-        } catch (...) {
-            _state->edges.pop_back();
-            throw;
-        }
+        _state->ends.push_back(endsOf(*connection));
+        _state->connections.push_back(connection);
         connection->_setSorterSlot(slot);
         connection->_setRegisteredInSorter(true);
         _state->isBuilt = false;
@@ -206,8 +248,10 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
         const std::lock_guard lock(_state->mutex);
         if (!_state->isRegistered(*connection)) return;
         const auto slot = connection->_getSorterSlot();
+        _state->markChanged(_state->edges[slot]);
         _state->connections[slot] = nullptr;
         _state->edges[slot] = detail::kUnknown;
+        _state->ends[slot] = {};
         ++_state->connectionGapCount;
         _state->closeConnectionGaps();
         connection->_setSorterSlot(Kr::KrConnectionBase::kNoSlot);
@@ -220,20 +264,26 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
 void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connection) {
     const std::lock_guard lock(_state->mutex);
     if (!_state->isRegistered(connection)) return;
-    _state->edges[connection._getSorterSlot()] = detail::kUnknown;
+    const auto slot = connection._getSorterSlot();
+    _state->markChanged(_state->edges[slot]);
+    _state->edges[slot] = detail::kUnknown;
+    _state->ends[slot] = endsOf(connection);
     _state->isBuilt = false;
 }
 
-void KrExtensionSorter::_onOwnerChanged(const KrExtension& extension, const KrExtension* before) {
-    // What is registered stands for itself, and for all below it.
-    if (!hasInstance() || extension._getSorterSlot() != KrExtension::kNoSlot) return;
-    if (detail::findSorterSlot(before) == detail::findSorterSlot(extension.getOwner())) return;
+KrObject* KrExtensionSorter::_changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place,
+                                          KrObject* owner) {
+    // A registered extension stands for itself and for all below it, so nobody asks for its owner.
+    if (!hasInstance() || extension._getSorterSlot() != KrExtension::kNoSlot) return place.exchange(owner);
     auto& state = *instance()._state;
     const std::lock_guard lock(state.mutex);
-    state.isBuilt = false;
+    auto* const before = place.exchange(owner);
+    if (detail::findSorterSlot(before) != detail::findSorterSlot(owner)) state.isBuilt = false;
+    return before;
 }
 
 void KrExtensionSorter::reset() {
+    std::vector<detail::SortedApplication> left;  // dies after the lock
     const std::lock_guard lock(_state->mutex);
     for (auto* extension : _state->extensions) {
         if (extension != nullptr) extension->_setSorterSlot(KrExtension::kNoSlot);
@@ -244,162 +294,16 @@ void KrExtensionSorter::reset() {
         connection->_setRegisteredInSorter(false);
     }
     _state->extensions.clear();
+    _state->applicationOf.clear();
+    _state->applications.swap(left);
+    _state->hasLoopsToReport = false;
     _state->connections.clear();
+    _state->ends.clear();
     _state->edges.clear();
     _state->extensionGaps.clear();
     _state->connectionGapCount = 0;
     _state->hasExtensionLeft = false;
     _state->isBuilt = false;
-}
-
-// --- Building ------------------------------------------------------------------------------------------------------
-
-detail::ExecutionEdge KrExtensionSorter::State::edgeOf(const Kr::KrConnectionBase& connection) noexcept {
-    if (!connection.isValid() || connection._isExcludedFromOrdering()) return detail::kUnknown;
-    const auto* sourceOwner = connection.getSourceOwner();
-    const auto* sinkOwner = connection.getSinkOwner();
-    const detail::ExecutionEdge edge{detail::findSorterSlot(sourceOwner), detail::findSorterSlot(sinkOwner)};
-    if (edge.source == KrExtension::kNoSlot || edge.target == KrExtension::kNoSlot) return detail::kUnknown;
-    // Two extensions inside one registered object: its own affair, no cycle.
-    if (edge.source == edge.target && sourceOwner != sinkOwner) return detail::kUnknown;
-    return edge;
-}
-
-namespace {
-
-/// The processor waits longest for the owners, which lie anywhere.
-void fetchOwners(const std::vector<Kr::KrConnectionBase*>& connections, std::size_t i) {
-    if (i >= connections.size() || connections[i] == nullptr) return;
-    if (const auto* owner = connections[i]->getSourceOwner()) owner->_fetchSorterSlot();
-    if (const auto* owner = connections[i]->getSinkOwner()) owner->_fetchSorterSlot();
-}
-
-}  // namespace
-
-std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() {
-    constexpr std::size_t kAhead = 8;
-    std::vector<detail::ExecutionEdge> collected;
-    collected.reserve(connections.size());
-    for (std::size_t i = 0; i < connections.size(); ++i) {
-        auto edge = edges[i];
-        if (!detail::isKnown(edge) && connections[i] != nullptr) {
-            fetchOwners(connections, i + kAhead);
-            edge = edgeOf(*connections[i]);
-            // Where an object stands for an end, another may do so when owners change: to be asked again.
-            const bool isSettled = detail::isKnown(edge) &&
-                                   connections[i]->getSourceOwner()->_getSorterSlot() == edge.source &&
-                                   connections[i]->getSinkOwner()->_getSorterSlot() == edge.target;
-            if (isSettled) edges[i] = edge;
-        }
-        if (detail::isKnown(edge)) collected.push_back(edge);
-    }
-    return collected;
-}
-
-KrExtensionSorter::State::Report KrExtensionSorter::State::build() {
-    Report report;
-    if (isBuilt) return report;
-    dropLostEdges();
-    order = detail::computeExecutionOrder(static_cast<std::uint32_t>(extensions.size()), collectEdges(), extensionGaps);
-    ranks.resize(extensions.size());
-    for (std::size_t i = 0; i < order.nodes.size(); ++i)
-        ranks[order.nodes[i]] = static_cast<std::uint32_t>(i);
-    for (std::size_t i = 0; i < order.loopCount; ++i)
-        report.loopPaths.push_back(extensions[order.nodes[order.sortedCount + i]]->getPath());
-    report.wasBuilt = true;
-    report.buildNumber = buildNumber.fetch_add(1, std::memory_order_release) + 1;
-    isBuilt = true;  // last: who sees it sees the number, too
-    return report;
-}
-
-void KrExtensionSorter::State::tell(const Report& report) {
-    if (!report.wasBuilt) return;
-    if (!report.loopPaths.empty()) {
-        Kr::logMessage(Kr::eLogLevel::kWarn,
-                       "KrExtensionSorter: Connection cycles have been detected. This will have an impact on the "
-                       "simulator performances. Here is the list of extensions having a connection loop:\n");
-        for (const auto& path : report.loopPaths)
-            Kr::logMessage(Kr::eLogLevel::kWarn, "        [%s]\n", path.c_str());
-    }
-    tellListeners([&](Listener& listener) { listener.onBuilt(report.buildNumber); });
-}
-
-void KrExtensionSorter::build() {
-    if (_state->isBuilt) return;  // asked in every frame
-    State::Report report;
-    {
-        const std::lock_guard lock(_state->mutex);
-        report = _state->build();
-    }
-    _state->tell(report);
-}
-
-// --- Sorting -------------------------------------------------------------------------------------------------------
-
-namespace {
-
-struct Ranked {
-    std::uint32_t rank;
-    std::uint32_t index;
-};
-
-/// Brings one entry of each rank to the front in the order of the ranks, by swapping it with the entry that stands in
-/// its place; the others end where these swaps leave them. Of repeated entries it takes the one that stands foremost
-/// by then.
-void swapToFront(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list, const std::vector<Ranked>& ranked) {
-    std::vector<std::uint32_t> placeOf(list.size());  // of each original entry, now
-    std::vector<std::uint32_t> entryAt(list.size());  // the original entry at each place
-    for (std::uint32_t i = 0; i < list.size(); ++i)
-        placeOf[i] = entryAt[i] = i;
-    std::uint32_t front = 0;
-    for (auto next = ranked.begin(); next != ranked.end(); ++front) {
-        auto wanted = next->index;
-        const auto rank = next->rank;
-        for (; next != ranked.end() && next->rank == rank; ++next) {
-            if (placeOf[next->index] < placeOf[wanted]) wanted = next->index;
-        }
-        const auto from = placeOf[wanted];
-        const auto displaced = entryAt[front];
-        list[front].swap(list[from]);
-        std::swap(entryAt[front], entryAt[from]);
-        placeOf[wanted] = front;
-        placeOf[displaced] = from;
-    }
-}
-
-}  // namespace
-
-void KrExtensionSorter::sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list) {
-    if (list.size() < 2) return;
-    std::vector<Ranked> ranked;
-    ranked.reserve(list.size());
-    int unknownCount = 0;
-    State::Report report;
-    {
-        const std::lock_guard lock(_state->mutex);
-        report = _state->build();
-        for (std::uint32_t i = 0; i < list.size(); ++i) {
-            if (!list[i]) continue;
-            const auto slot = list[i]->_getSorterSlot();
-            if (slot == KrExtension::kNoSlot) {
-                ++unknownCount;
-            } else {
-                ranked.push_back({_state->ranks[slot], i});
-            }
-        }
-    }
-    std::sort(ranked.begin(), ranked.end(), [](const Ranked& a, const Ranked& b) { return a.rank < b.rank; });
-    swapToFront(list, ranked);
-    _state->tell(report);
-    if (unknownCount != 0) {
-        Kr::logMessage(Kr::eLogLevel::kWarn,
-                       "KrExtensionSorter::sortExtensions: %d extension(s) were not added to KrExtensionSorter\n",
-                       unknownCount);
-    }
-}
-
-std::uint32_t KrExtensionSorter::getLastBuildNumber() const {
-    return _state->buildNumber.load(std::memory_order_acquire);
 }
 
 }  // namespace KrSim

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -34,9 +35,11 @@ struct KrConnectionCycle {
 /// and they run in the order of their registration, before what only follows from them.
 ///
 /// Thread: callable from any thread. The mutex covers bookkeeping only; listeners and the log are called without it.
-/// Changes of the fields, names and owners of registered extensions stay with the application thread, as do the
-/// questions that walk them: those that take an extension, an object or a field, getCycles and toDot.
-/// Ownership: extensions and connections are borrowed. Both take themselves out when they die.
+/// Changes of the fields, names and owners of registered extensions stay with the thread of their application, as do
+/// the questions that take an extension, an object or a field. Applications may run in several threads: each sorts its
+/// own content by the common order, and the cycles of each are reported on its own thread. getCycles and toDot leave
+/// out what runs on another thread. Ownership: extensions and connections are borrowed. Both take themselves out when
+/// they die.
 class KR_API KrExtensionSorter {
 public:
     class Listener;
@@ -104,8 +107,10 @@ public:
     // --- For connections and extensions ----------------------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
     void _removeConnection(Kr::KrConnectionBase* connection);
-    /// The extension has another owner now.
-    static void _onOwnerChanged(const KrExtension& extension, const KrExtension* before);
+    /// Gives the extension another owner, so that a build on another thread sees one that lives.
+    /// \param place  where the extension keeps its owner.
+    /// \return  the owner before.
+    static KrObject* _changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner);
 
 private:
     struct State;

@@ -81,16 +81,16 @@ void KrExtensionSorter::getConnections(Connections& connections) const {
 }
 
 Connections KrExtensionSorter::getConnectionsBetween(const KrObject* first, const KrObject* second) const {
-    Connections all;
-    if (first == nullptr || second == nullptr) return all;
-    getConnections(all);
-    std::erase_if(all, [&](const auto* connection) {
-        const auto* source = connection->getSourceOwner();
-        const auto* sink = connection->getSinkOwner();
-        return !(isInOrBelow(source, first) && isInOrBelow(sink, second)) &&
-               !(isInOrBelow(source, second) && isInOrBelow(sink, first));
-    });
-    return all;
+    Connections found;
+    if (first == nullptr || second == nullptr) return found;
+    const std::lock_guard lock(_state->mutex);
+    for (std::size_t i = 0; i < _state->connections.size(); ++i) {
+        const auto& [source, sink, isOrdering] = _state->ends[i];
+        const bool isBetween = (isInOrBelow(source, first) && isInOrBelow(sink, second)) ||
+                               (isInOrBelow(source, second) && isInOrBelow(sink, first));
+        if (isBetween) found.push_back(_state->connections[i]);
+    }
+    return found;
 }
 
 void KrExtensionSorter::_foreachConnection(const KrExtension* extension, const ConnectionFunction& function) const {
@@ -183,11 +183,10 @@ std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
         for (std::size_t i = 0; i < order.loopCount; ++i)
             isInLoop[order.nodes[order.sortedCount + i]] = true;
         std::map<std::uint32_t, Feed> feeds;  // the first of each extension in a loop
-        for (const auto* connection : _state->connections) {
-            if (order.loopCount == 0) break;
-            const auto edge = connection != nullptr ? State::edgeOf(*connection) : detail::kUnknown;
+        for (std::size_t i = 0; order.loopCount != 0 && i < _state->connections.size(); ++i) {
+            const auto edge = State::edgeOf(_state->ends[i]);
             if (detail::isKnown(edge) && isInLoop[edge.source] && isInLoop[edge.target])
-                feeds.try_emplace(edge.target, Feed{edge.source, connection});
+                feeds.try_emplace(edge.target, Feed{edge.source, _state->connections[i]});
         }
         // Everything in a loop is fed by something in it, so a walk backwards must meet itself.
         std::vector<std::uint32_t> walkOf(_state->extensions.size(), 0);
@@ -204,6 +203,7 @@ std::vector<KrConnectionCycle> KrExtensionSorter::getCycles() const {
             if (walkOf[node] != walk) continue;  // one that was found before
             KrConnectionCycle cycle;
             const auto start = std::find(path.begin(), path.end(), node);
+            if (std::any_of(start, path.end(), [&](auto each) { return _state->isForeign(each); })) continue;
             for (auto step = path.end(); step != start;) {
                 const auto& [source, connection] = feeds.at(*--step);
                 cycle.steps.push_back(
@@ -246,16 +246,18 @@ void KrExtensionSorter::toDot(std::ostream& stream) const {
         const auto nodeOf = [&](std::uint32_t number) { return "e" + std::to_string(_state->ranks[number] + 1); };
         for (std::size_t i = 0; i < order.nodes.size(); ++i) {
             const auto number = order.nodes[i];
+            if (_state->isForeign(number)) continue;
             const bool isInLoop = i >= order.sortedCount && i < order.sortedCount + order.loopCount;
             text += "    " + nodeOf(number) + " [label=\"" + std::to_string(i + 1) + ": " +
                     escaped(_state->extensions[number]->getPath()) + "\"" + (isInLoop ? ", color=red" : "") + "];\n";
         }
-        for (const auto* connection : _state->connections) {
-            if (connection == nullptr || !connection->isValid()) continue;
-            const auto source = detail::findSorterSlot(connection->getSourceOwner());
-            const auto target = detail::findSorterSlot(connection->getSinkOwner());
+        for (std::size_t i = 0; i < _state->connections.size(); ++i) {
+            const auto source = detail::findSorterSlot(_state->ends[i].source);
+            const auto target = detail::findSorterSlot(_state->ends[i].sink);
             if (source == KrExtension::kNoSlot || target == KrExtension::kNoSlot) continue;
-            const bool ordersNothing = !detail::isKnown(State::edgeOf(*connection));
+            if (_state->isForeign(source) || _state->isForeign(target)) continue;
+            const bool ordersNothing = !detail::isKnown(State::edgeOf(_state->ends[i]));
+            const auto* connection = _state->connections[i];
             text += "    " + nodeOf(source) + " -> " + nodeOf(target) + " [label=\"" +
                     escaped(pathOf(connection->getSource()) + " -> " + pathOf(connection->getSink())) + "\"" +
                     (ordersNothing ? ", style=dashed" : "") + "];\n";

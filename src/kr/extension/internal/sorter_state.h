@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/application/context/application_context.h"
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
@@ -19,16 +20,41 @@ constexpr ExecutionEdge kUnknown{KrExtension::kNoSlot, KrExtension::kNoSlot};
 [[nodiscard]] constexpr bool isKnown(const ExecutionEdge& edge) noexcept {
     return edge.source != KrExtension::kNoSlot;
 }
+
+/// What a connection said of itself when it was registered or changed last, on its own thread: the one that sorts may
+/// be that of another application.
+struct ConnectionEnds {
+    const KrExtension* source{nullptr};  // null while the connection is invalid
+    const KrExtension* sink{nullptr};
+    bool isOrdering{false};
+};
+
+/// An application with registered extensions; there is also one for extensions without application.
+struct SortedApplication {
+    ApplicationContext context;
+    std::size_t extensionCount{0};
+    bool isChanged{false};         // its part of the graph, since the last build
+    bool hasLoopsToReport{false};  // on its own thread
+};
 }  // namespace detail
 
 /// What the sorter's mutex guards. Extensions and connections know their place in the two lists; a place that was
 /// left holds null, and gaps are closed when they are most of a list, so the order of registration stays.
+///
+/// Applications in several threads share it. A build reads nothing of an extension but its slot and its owner, and
+/// nothing of a connection: an extension that an end refers to lives as long as the connection is registered, and an
+/// owner as long as it is one, since both are changed under the mutex. Names and fields are read only where the content
+/// belongs to this thread (isForeign).
 struct KrExtensionSorter::State {
-    mutable std::mutex mutex;         // guards everything but the listeners
-    std::atomic<bool> isBuilt{true};  // of nothing, at first; read without the mutex, too
+    mutable std::mutex mutex;                   // guards everything but the listeners
+    std::atomic<bool> isBuilt{true};            // of nothing, at first; read without the mutex, too
+    std::atomic<bool> hasLoopsToReport{false};  // of some application; read without the mutex, too
     std::atomic<std::uint32_t> buildNumber{0};
     std::vector<KrExtension*> extensions;
+    std::vector<std::uint32_t> applicationOf;  // of each extension, its place among the applications
+    std::vector<detail::SortedApplication> applications;
     std::vector<Kr::KrConnectionBase*> connections;
+    std::vector<detail::ConnectionEnds> ends;  // of each connection
     /// What each connection orders, so that a build need not touch the connections and extensions that have not
     /// changed; kUnknown where a build is to ask.
     std::vector<detail::ExecutionEdge> edges;
@@ -45,18 +71,29 @@ struct KrExtensionSorter::State {
     struct Report {
         bool wasBuilt{false};
         std::uint32_t buildNumber{0};
-        std::vector<std::string> loopPaths;  // of extensions in or between cycles
+        std::vector<std::string> loopPaths;  // of extensions in or between cycles, as far as they are to be told here
     };
 
-    /// Builds if need be. Under the mutex.
+    /// Builds if need be, and collects the loops that this thread is to report. Under the mutex.
     [[nodiscard]] Report build();
+    /// Whether the application of this extension runs on another thread, or may be in the making there.
+    [[nodiscard]] bool isForeign(std::uint32_t extension) const noexcept;
     /// Logs and tells listeners. Without the mutex.
     void tell(const Report& report);
     template <class Tell>
     void tellListeners(const Tell& tell) noexcept;
     /// What a connection orders; kUnknown when it is invalid or excluded, or has an end at no registered extension, or
     /// both within one registered object.
-    [[nodiscard]] static detail::ExecutionEdge edgeOf(const Kr::KrConnectionBase& connection) noexcept;
+    [[nodiscard]] static detail::ExecutionEdge edgeOf(const detail::ConnectionEnds& ends) noexcept;
+    /// The place of the application, which is made if need be. Throws std::bad_alloc.
+    [[nodiscard]] std::uint32_t findApplication(const ApplicationContext& context);
+    [[nodiscard]] bool isForeign(const detail::SortedApplication& application) const noexcept;
+    /// What this edge orders changes.
+    void markChanged(const detail::ExecutionEdge& edge) noexcept;
+    /// After a build: which applications have new loops.
+    void noteLoops() noexcept;
+    void makeOrder(Report& report);
+    void collectLoops(Report& report);
     [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges();
     /// Forgets edges to extensions that left.
     void dropLostEdges();
