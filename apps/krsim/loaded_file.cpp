@@ -70,7 +70,7 @@ void failToSave(const char* what, const std::string& filename, const std::string
 
 void saveFile(KrFile& file, const std::string& filename, eFileKind kind) {
     if (file.save(filename, toFlags(kind))) return;
-    failToSave("file", filename, file.getLastError());
+    failToSave("file", filename, file.explainLastError());
 }
 
 TreeNode makeTree(const KrFile& file) {

@@ -151,6 +151,17 @@ TEST_F(Log, FileAppendsAndIsOpenedAnewOnRequest) {
     EXPECT_THAT(readLines(file), ElementsAre("three"));
 }
 
+TEST_F(Log, FileFollowsNoLink) {
+    const auto bystander = folder / "bystander";
+    std::ofstream(bystander) << "untouched\n";
+    std::filesystem::create_symlink(bystander, file);
+    testing::internal::CaptureStderr();
+    Kr::setLogFile(file);
+    Kr::printToLogFile("lost\n");
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("it is a link, which is not followed"));
+    EXPECT_THAT(readLines(bystander), ElementsAre("untouched"));
+}
+
 TEST_F(Log, FailingFileIsReportedOnceAndRecovers) {
     Kr::LogSetHandler(&receive);
     testing::internal::CaptureStderr();

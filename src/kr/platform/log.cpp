@@ -63,7 +63,8 @@ public:
             if (_path.empty()) return;
             const bool wasFailing = std::exchange(_isFailing, !(_open() && _write(line)));
             if (wasFailing || !_isFailing) return;
-            failure = "cannot write the log file '" + _path + "': " + std::strerror(errno) + "\n";
+            const char* const reason = errno == ELOOP ? "it is a link, which is not followed" : std::strerror(errno);
+            failure = "cannot write the log file '" + _path + "': " + reason + "\n";
         }
         failure.insert(0, getLogLevelPrefix(eLogLevel::kWarn));
         printToStandardError(formatLogLine(std::time(nullptr), failure));
@@ -71,7 +72,9 @@ public:
 
 private:
     bool _open() {
-        if (_descriptor < 0) _descriptor = ::open(_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+        // Others can foretell the name: a link that they make there must not lead to a file of this user.
+        constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC;
+        if (_descriptor < 0) _descriptor = ::open(_path.c_str(), kFlags, 0666);
         return _descriptor >= 0;
     }
 

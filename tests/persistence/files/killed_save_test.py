@@ -13,7 +13,7 @@ import tempfile
 SAVER = sys.argv[1]
 # Leaks cannot be looked for while strace traces.
 ENVIRONMENT = {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}
-CALLS = ("openat", "write", "fsync", "close", "rename", "unlink", "newfstatat", "fchmod")
+CALLS = ("openat", "flock", "write", "fsync", "close", "rename", "unlink", "newfstatat", "fchmod")
 
 
 def save(path, text, *tracer):

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -55,6 +56,7 @@ public:
         return fails("close") ? -1 : result;
     }
     int rename(const char* from, const char* to) override { return fails("rename") ? -1 : FileCalls::rename(from, to); }
+    int lock(int file) override { return fails("lock") ? -1 : FileCalls::lock(file); }
 
 private:
     bool fails(const std::string& name) {
@@ -132,6 +134,7 @@ struct ObstacleCase {
     const char* name;
     std::function<void(const fs::path& target, const fs::path& temporary, const fs::path& bystander)> prepare;
     std::string error;  // empty: it is saved
+    std::string reason;
 };
 
 class Obstacle : public testing::TestWithParam<ObstacleCase> {};
@@ -147,28 +150,208 @@ TEST_P(Obstacle, IsMovedOnlyIfItIsOurs) {
     EXPECT_EQ(file.save(target), GetParam().error.empty());
     EXPECT_THAT(file.getLastError(), testing::StartsWith(GetParam().error));
     EXPECT_EQ(read(bystander), "untouched");
+    EXPECT_THAT(file.explainLastError(), HasSubstr(GetParam().reason));
     if (GetParam().error.empty()) {
         EXPECT_FALSE(fs::exists(target.string() + ".temp"));
-        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(target)));
         EXPECT_TRUE(file.load(target));
     }
 }
 
 const std::string kNoTemporary = "KrFile: cannot create a temporary file to save ";
 
+const std::string kNoOverwriting = "KrFile: cannot overwrite existing ";
+
 const ObstacleCase kObstacles[] = {
-    {"LeftOver", [](auto&, auto& temporary, auto&) { write(temporary, std::string(999, 'x')); }, ""},
-    {"Link", [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander, temporary); }, kNoTemporary},
+    {"LeftOver", [](auto&, auto& temporary, auto&) { write(temporary, std::string(999, 'x')); }, "", ""},
+    {"Link", [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander, temporary); }, kNoTemporary,
+     "a.kr.temp': File exists"},
     {"DanglingLink",
      [](auto&, auto& temporary, auto& bystander) { fs::create_symlink(bystander.string() + "2", temporary); },
-     kNoTemporary},
-    {"HardLink", [](auto&, auto& temporary, auto& bystander) { fs::create_hard_link(bystander, temporary); }, ""},
-    {"Folder", [](auto&, auto& temporary, auto&) { fs::create_directory(temporary); }, kNoTemporary},
-    {"TargetIsFolder", [](auto& target, auto&, auto&) { fs::create_directory(target); },
-     "KrFile: cannot overwrite existing "},
-    {"TargetIsLink", [](auto& target, auto&, auto& bystander) { fs::create_symlink(bystander, target); }, ""},
+     kNoTemporary, "a.kr.temp': File exists"},
+    {"HardLink", [](auto&, auto& temporary, auto& bystander) { fs::create_hard_link(bystander, temporary); }, "", ""},
+    {"Folder", [](auto&, auto& temporary, auto&) { fs::create_directory(temporary); }, kNoTemporary, "File exists"},
+    {"TargetIsFolder", [](auto& target, auto&, auto&) { fs::create_directory(target); }, kNoOverwriting,
+     "Is a directory"},
+    {"TargetIsPipe", [](auto& target, auto&, auto&) { ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0); }, kNoOverwriting,
+     "no regular file"},
+    {"TargetIsLinkToDevice", [](auto& target, auto&, auto&) { fs::create_symlink("/dev/null", target); },
+     kNoOverwriting, "a link to a device"},
+    {"TargetIsLinkToNothing", [](auto& target, auto&, auto&) { fs::create_symlink("nowhere", target); }, kNoOverwriting,
+     "which cannot be reached"},
+    {"TargetIsLinkToItself", [](auto& target, auto&, auto&) { fs::create_symlink(target, target); }, kNoOverwriting,
+     "symbolic links"},
 };
 INSTANTIATE_TEST_SUITE_P(SafeSave, Obstacle, testing::ValuesIn(kObstacles), test_support::caseName);
+
+TEST(SafeSave, FollowsLinksToARegularFileAndLeavesThemAsTheyAre) {
+    const test_support::TemporaryFolder folder;
+    fs::create_directory(folder / "far");
+    write(folder / "far/real.kr", "old");
+    fs::create_symlink("far/real.kr", folder / "second.kr");
+    fs::create_symlink(folder / "second.kr", folder / "first.kr");
+    KrFile file;
+    file.addSection(new Notes("new"));
+    // Beside the file, where it can be renamed, and not beside the link.
+    notes::Notes::listener() = [&](const std::string& what, Notes&) {
+        EXPECT_EQ(fs::exists(folder / "far/real.kr.temp"), what == "prepare" || what == "write");
+    };
+    EXPECT_TRUE(file.save(folder / "first.kr")) << file.explainLastError();
+    notes::Notes::listener() = nullptr;
+    EXPECT_EQ(fs::read_symlink(folder / "second.kr"), "far/real.kr");
+    EXPECT_TRUE(fs::is_symlink(folder / "first.kr"));
+    EXPECT_TRUE(KrFile().load(folder / "far/real.kr"));
+}
+
+TEST(SafeSave, FollowsNoLinkWithASimulationState) {
+    const test_support::TemporaryFolder folder;
+    write(folder / "bystander", "untouched");
+    fs::create_symlink("bystander", folder / "a.kr");
+    const test_support::LogCapture log;
+    KrFile file;
+    file.setFileType(KrFile::eFileType::kSimulationState);
+    EXPECT_FALSE(file.save(folder / "a.kr"));
+    EXPECT_THAT(file.getLastError(), HasSubstr("cannot overwrite existing " + (folder / "a.kr").string()));
+    EXPECT_EQ(read(folder / "bystander"), "untouched");
+}
+
+TEST(SafeSave, FollowsNoLinkOfAnotherUserInAFolderForAll) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can make a link of another user";
+    const test_support::TemporaryFolder folder;
+    fs::permissions(folder.path(), fs::perms::all | fs::perms::sticky_bit);
+    write(folder / "bystander", "untouched");
+    fs::create_symlink("bystander", folder / "a.kr");
+    ASSERT_EQ(::lchown((folder / "a.kr").c_str(), 65534, 65534), 0);
+    const test_support::LogCapture log;
+    KrFile file;
+    EXPECT_FALSE(file.save(folder / "a.kr"));
+    EXPECT_THAT(file.getLastError(), testing::EndsWith("another user has made"));
+    EXPECT_EQ(read(folder / "bystander"), "untouched");
+}
+
+struct LengthCase {
+    const char* name;
+    int length;
+    bool isSaved;
+};
+
+class NameLength : public testing::TestWithParam<LengthCase> {};
+
+TEST_P(NameLength, LeavesRoomForTheTemporaryFile) {
+    const test_support::TemporaryFolder folder;
+    const test_support::LogCapture log;
+    const std::string path = folder / std::string(static_cast<std::size_t>(GetParam().length), 'x');
+    KrFile file;
+    EXPECT_EQ(file.save(path), GetParam().isSaved);
+    EXPECT_EQ(file.getLastError(), GetParam().isSaved ? "" : kNoTemporary + path + ".\n");
+    EXPECT_THAT(file.explainLastError(),
+                HasSubstr(GetParam().isSaved ? "" : "more than 255 bytes; use a shorter name"));
+}
+
+const LengthCase kLengths[] = {{"250", 250, true}, {"251", 251, false}, {"255", 255, false}};
+INSTANTIATE_TEST_SUITE_P(SafeSave, NameLength, testing::ValuesIn(kLengths), test_support::caseName);
+
+/// At the n-th call that saving makes, another saver saves over the same target.
+class Interruption final : public KrPersistence::detail::FileCalls {
+public:
+    Interruption(std::string path, int at) : _path(std::move(path)), _at(at) { replace(this); }
+    ~Interruption() override { replace(nullptr); }
+
+    int open(const char* path, int flags, unsigned int mode) override {
+        interrupt();
+        const int file = FileCalls::open(path, flags, mode);
+        const int error = errno;
+        interrupt();
+        errno = error;
+        return file;
+    }
+    int lock(int file) override {
+        interrupt();
+        const int result = FileCalls::lock(file);
+        const int error = errno;
+        interrupt();
+        errno = error;
+        return result;
+    }
+    ssize_t write(int file, const char* bytes, std::size_t count) override {
+        interrupt();
+        return FileCalls::write(file, bytes, count);
+    }
+    int fsync(int file) override {
+        interrupt();
+        return FileCalls::fsync(file);
+    }
+    int close(int file) override {
+        interrupt();
+        return FileCalls::close(file);
+    }
+    int rename(const char* from, const char* to) override {
+        interrupt();
+        return FileCalls::rename(from, to);
+    }
+
+    [[nodiscard]] bool hasHappened() const { return _count > _at; }
+    std::string errorOfOther;
+    bool hasOtherSaved{false};
+
+private:
+    void interrupt() {
+        if (_isBusy || _count++ != _at) return;
+        _isBusy = true;
+        KrFile other;
+        other.addSection(new Notes("other"));
+        hasOtherSaved = other.save(_path);
+        errorOfOther = other.explainLastError();
+        _isBusy = false;
+    }
+
+    std::string _path;
+    int _at;
+    int _count{0};
+    bool _isBusy{false};
+};
+
+TEST(SafeSave, OfTwoAtOneTimeEachSavesAWholeFileOrSaysThatTheOtherIsSaving) {
+    for (const bool hasLeftOver : {false, true}) {
+        for (int at = 0;; ++at) {
+            const test_support::TemporaryFolder folder;
+            const std::string path = folder / "a.kr";
+            if (hasLeftOver) write(path + ".temp", "left over");
+            const test_support::LogCapture log;
+            KrFile file;
+            file.addSection(new Notes("one"));
+            Interruption other(path, at);
+            const bool isSaved = file.save(path);
+            if (!other.hasHappened()) {
+                EXPECT_GT(at, 8);
+                break;
+            }
+            SCOPED_TRACE("at call " + std::to_string(at) + (hasLeftOver ? " with a left-over" : ""));
+            EXPECT_TRUE(isSaved || other.hasOtherSaved);
+            if (!isSaved) {
+                EXPECT_THAT(file.explainLastError(), HasSubstr("another process is saving this file"));
+            }
+            if (!other.hasOtherSaved) {
+                EXPECT_THAT(other.errorOfOther, testing::AllOf(testing::StartsWith(kNoTemporary + path),
+                                                               HasSubstr("another process is saving this file")));
+            }
+            EXPECT_TRUE(KrFile().load(path));
+            EXPECT_FALSE(fs::exists(path + ".temp"));
+        }
+    }
+}
+
+TEST(SafeSave, TakesNoLeftOverWhereFilesCannotBeLocked) {
+    const test_support::TemporaryFolder folder;
+    const std::string path = folder / "a.kr";
+    const test_support::LogCapture log;
+    const FailingCalls calls("lock", 1, true);
+    KrFile file;
+    EXPECT_TRUE(file.save(path)) << file.explainLastError();
+    write(path + ".temp", "left over");
+    EXPECT_FALSE(file.save(path));
+    EXPECT_THAT(file.explainLastError(), HasSubstr("may have left it behind"));
+    EXPECT_EQ(read(path + ".temp"), "left over");
+}
 
 TEST(SafeSave, KeepsThePermissionsOfTheTarget) {
     const test_support::TemporaryFolder folder;

@@ -22,7 +22,7 @@ bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* cons
     file.setProgressHandler(progress);
     file.addSection(section.release());
     const bool isSaved = file.save(fileName, flags);
-    error = file.getLastError();
+    error = file.explainLastError();
     return isSaved;
 }
 

@@ -151,6 +151,11 @@ void KrFile::_finish() noexcept {
     FileObjectNumbers::instance()._end();
 }
 
+void KrFile::_forgetError() noexcept {
+    _lastError.clear();
+    _lastReason.clear();
+}
+
 bool KrFile::_fail(const std::string& text) {
     _lastError = text;
     detail::logQuietly(Kr::eLogLevel::kWarn, text);

@@ -100,6 +100,8 @@ public:
     [[nodiscard]] const std::string& getReferringFile() const noexcept { return _referringFile; }
     /// The first failure of the last load or save; empty when there was none.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
+    /// The same for people: with the reason where the text of the failure gives none.
+    [[nodiscard]] std::string explainLastError() const { return _lastError + _lastReason; }
 
     // --- Loading and saving -----------------------------------------------------------------------------------------
 
@@ -108,7 +110,8 @@ public:
     bool load(const std::string& filename, int flags = 0, const std::string& archiveName = {});
     /// From the current position of a binary stream. Where the file has no name yet, the archive name becomes it.
     bool load(std::istream& stream, const std::string& archiveName = {}, int flags = 0);
-    /// Writes beside the target, as "<target>.temp", and replaces the target in one step once all is on disk.
+    /// Writes beside the target, as "<target>.temp", and replaces the target in one step once all is on disk. A link to
+    /// a regular file is followed, but not for simulation states; what is no regular file is refused.
     bool save(const std::string& filename, int flags = 0, const std::string& archiveName = {});
     /// To a binary stream.
     bool save(std::ostream& stream, const std::string& archiveName = {}, int flags = 0);
@@ -163,6 +166,7 @@ private:
     void _forgetReferencableObjects();
     /// Keeps the text as the last error; answers false.
     bool _fail(const std::string& text);
+    void _forgetError() noexcept;
 
     std::vector<KrFileSection*> _sections;  // owned
     std::map<int, std::vector<Callback>> _callbacks;
@@ -174,6 +178,7 @@ private:
     std::string _description;
     std::string _producerInformation;
     std::string _lastError;
+    std::string _lastReason;  // where the text of the error gives none
     ProgressHandler _progressHandler;
     std::uint64_t _sizeLimit{kNoSizeLimit};
 };

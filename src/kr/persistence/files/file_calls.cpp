@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -36,6 +37,10 @@ int FileCalls::close(int file) {
 
 int FileCalls::rename(const char* from, const char* to) {
     return std::rename(from, to);
+}
+
+int FileCalls::lock(int file) {
+    return ::flock(file, LOCK_EX | LOCK_NB);
 }
 
 FileCalls& FileCalls::current() noexcept {

@@ -30,7 +30,7 @@ std::uint64_t getBytesLeft(std::istream& stream) {
 }  // namespace
 
 bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) {
-    _lastError.clear();
+    _forgetError();
     clear();
     if (!filename.empty()) _currentFilename = filename;
     if (_currentFilename.empty()) return _fail("KrFile: no filename was given for loading.\n");
@@ -43,7 +43,7 @@ bool KrFile::load(const std::string& filename, int flags, const std::string& arc
 }
 
 bool KrFile::load(std::istream& stream, const std::string& archiveName, int flags) {
-    _lastError.clear();
+    _forgetError();
     clear();
     const FileObjectNumbers::Scope numbers;
     bool isLoaded = false;

@@ -27,16 +27,20 @@ bool KrFile::save(std::ostream& stream, const std::string& archiveName, int flag
 }
 
 bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) {
-    _lastError.clear();
+    _forgetError();
     if (!filename.empty()) _currentFilename = filename;
     if (_currentFilename.empty()) return _fail("KrFile: no filename was given for saving.\n");
 
     const std::string target = _currentFilename;  // sections could change it
-    detail::AtomicFile file(target);
+    // States are saved under names that others can foretell, and by processes that run for long.
+    const bool isState = _fileType == eFileType::kSimulationState;
+    detail::AtomicFile file(target,
+                            isState ? detail::AtomicFile::eLinks::kRefuse : detail::AtomicFile::eLinks::kFollow);
+    if (!file.resolve()) return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
     if (!file.open()) {
         _fail("KrFile: cannot create a temporary file to save " + target + ".\n");
-        detail::logQuietly(Kr::eLogLevel::kWarn,
-                           "KrFile: '" + file.getTemporaryName() + "': " + file.getError().message() + ".\n");
+        _lastReason = "'" + file.getTemporaryName() + "': " + file.getReason();
+        detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: " + _lastReason + ".\n");
         return false;
     }
     std::ostream stream(&file);
@@ -47,14 +51,14 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
     switch (file.commit()) {
         case detail::AtomicFile::eOutcome::kNotReplaced:
             if (hadTarget) {
-                return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getError().message());
+                return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
             }
             [[fallthrough]];
         case detail::AtomicFile::eOutcome::kNotWritten:
-            return _fail("KrFile: cannot save to " + target + ".\n" + file.getError().message());
+            return _fail("KrFile: cannot save to " + target + ".\n" + file.getReason());
         case detail::AtomicFile::eOutcome::kFolderNotFlushed:
-            detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: saved '" + target +
-                                                         "', but not its folder: " + file.getError().message() + ".\n");
+            detail::logQuietly(Kr::eLogLevel::kWarn,
+                               "KrFile: saved '" + target + "', but not its folder: " + file.getReason() + ".\n");
             break;
         case detail::AtomicFile::eOutcome::kDone:
             break;
@@ -66,7 +70,7 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
 /// \param target  behind the stream; it knows more of a failure than the stream. May be null.
 bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int flags,
                      const detail::AtomicFile* target) {
-    _lastError.clear();
+    _forgetError();
     const FileObjectNumbers::Scope numbers;
     bool isSaved = false;
     try {
@@ -81,8 +85,8 @@ bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int f
         if (!stream) throw std::ios_base::failure("the stream takes no more bytes");
         isSaved = true;
     } catch (const std::exception& exception) {
-        const std::string text = target != nullptr && target->getError()
-                                     ? "'" + target->getTemporaryName() + "': " + target->getError().message()
+        const std::string text = target != nullptr && target->hasFailed()
+                                     ? "'" + target->getTemporaryName() + "': " + target->getReason()
                                      : exception.what();
         _fail("KrPersistence: error " + text + " when saving.\n");
     } catch (...) {

@@ -20,7 +20,7 @@ bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags
     list->setFiles(file.contentFiles);
     saved->addSection(list.release());
     if (saved->save(filename, flags)) return true;
-    error = saved->getLastError();
+    error = saved->explainLastError();
     return false;
 }
 

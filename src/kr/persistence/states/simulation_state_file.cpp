@@ -20,7 +20,7 @@ bool saveSimulationState(const KrSim::KrApplication& application, const std::str
     KrFile file;
     file.setFileType(KrFile::eFileType::kSimulationState);
     file.addSection(section.release());
-    return file.save(fileName, options.flags) || fail(file.getLastError());
+    return file.save(fileName, options.flags) || fail(file.explainLastError());
 }
 
 RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName) {

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <streambuf>
 #include <string>
 #include <system_error>
@@ -15,30 +16,42 @@ namespace KrPersistence::detail {
 /// Writes a file beside its target, as "<target>.temp", which then takes the target's place in one step. Until then the
 /// target is not touched; what did not get so far is removed by the destructor.
 ///
-/// As a stream buffer it only writes, and never throws: after the first failure it takes no more, and getError tells
+/// The temporary file is locked from its creation to the step that renames it, so that of two who save over one target
+/// the second fails, and only a file that a dead process has left behind is taken over. File systems without locks
+/// have no such take-over.
+///
+/// As a stream buffer it only writes, and never throws: after the first failure it takes no more, and getReason tells
 /// it.
 class AtomicFile final : public std::streambuf {
 public:
-    enum class eOutcome {
+    enum class eLinks : std::uint8_t {
+        kFollow,  ///< the file that a link leads to is the target; not where another user may have planted the link
+        kRefuse,
+    };
+    enum class eOutcome : std::uint8_t {
         kDone,
         kNotWritten,        ///< not all bytes are on disk
         kNotReplaced,       ///< they are, but the target could not be replaced
         kFolderNotFlushed,  ///< replaced; the replacement itself may be lost if the power fails now
     };
 
-    explicit AtomicFile(std::string target);
+    explicit AtomicFile(std::string target, eLinks links = eLinks::kFollow);
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
     ~AtomicFile() override;
 
-    /// Removes what an earlier save left behind, but no link and no file of another user: these are refused, as is
-    /// everything else that stands in the way.
+    /// Finds the file that is to be replaced, which need not exist. False for what no save may replace: folders,
+    /// devices, pipes, and links that are not followed.
+    bool resolve();
+    /// After resolve. Removes what an earlier save left behind, but no link and no file of another user: these are
+    /// refused, as is everything else that stands in the way.
     bool open();
     /// Flushes everything to disk and replaces the target, whose permissions the new file gets.
     eOutcome commit();
 
-    /// The first failure.
-    [[nodiscard]] const std::error_code& getError() const noexcept { return _error; }
+    [[nodiscard]] bool hasFailed() const noexcept { return static_cast<bool>(_error); }
+    /// Of the first failure.
+    [[nodiscard]] std::string getReason() const { return _reason.empty() ? _error.message() : _reason; }
     [[nodiscard]] const std::string& getTemporaryName() const noexcept { return _temporaryName; }
 
 protected:
@@ -47,21 +60,28 @@ protected:
     int sync() override;
 
 private:
+    enum class eAttempt : std::uint8_t { kDone, kFailed, kAgain };
+
+    bool _followLink(const struct stat& link);
+    eAttempt _create();
+    eAttempt _removeLeftOver();
     bool _write(const char* bytes, std::size_t count);
-    bool _close();
+    bool _checkClosing();
+    void _close();
     bool _isStillOurs();
     bool _mayReplaceTarget();
     bool _flushFolder();
-    bool _fail(int error);
+    bool _fail(int error, std::string reason = {});
 
     FileCalls& _calls{FileCalls::current()};
     std::string _target;
+    eLinks _links;
     std::string _temporaryName;
     std::vector<char> _buffer;
     std::error_code _error;
+    std::string _reason;  // empty: the text of the error says it
     int _file{-1};
     bool _mustRemove{false};
-    ino_t _inode{0};
 };
 
 }  // namespace KrPersistence::detail

@@ -22,6 +22,8 @@ public:
     virtual int fsync(int file);
     virtual int close(int file);
     virtual int rename(const char* from, const char* to);
+    /// flock: the only lock on the file, without waiting for it.
+    virtual int lock(int file);
 
     /// What saving uses.
     [[nodiscard]] static FileCalls& current() noexcept;
