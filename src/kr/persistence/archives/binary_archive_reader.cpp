@@ -1,6 +1,7 @@
 #include "kr/persistence/archives/binary_archive_reader.h"
 
 #include "kr/persistence/archives/binary_in_archive.h"
+#include "kr/persistence/archives/internal/repeated_texts.h"
 
 namespace KrPersistence {
 
@@ -49,6 +50,11 @@ std::string_view BinaryArchiveReader::readRepeated(std::string_view name) {
         std::string text;
         read(name, text);
         _repeated.push_back(std::move(text));
+    } else if (const std::size_t size = _repeated[at].size(); size > detail::kShortText) {
+        // Who reads a text keeps it or works on it, each time.
+        _repeatedBytes += size;
+        if (_repeatedBytes > detail::kFreeRepeatedBytes + detail::kRepeatedBytesEach * _archive.getMostBytes())
+            fail("a text of " + std::to_string(size) + " bytes that is repeated out of all proportion");
     }
     return _repeated[at];
 }

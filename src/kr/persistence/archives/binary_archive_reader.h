@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 
 #include "kr/persistence/archives/archive_reader.h"
@@ -51,6 +52,7 @@ private:
 
     BinaryInArchive& _archive;
     std::deque<std::string> _repeated;  // by number; a deque, so that views stay good
+    std::uint64_t _repeatedBytes{0};    // of long texts, handed out again
 };
 
 }  // namespace KrPersistence

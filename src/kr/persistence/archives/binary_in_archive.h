@@ -54,6 +54,11 @@ public:
     /// Texts of more bytes and collections of more elements are refused, whatever the stream holds.
     void setSizeLimit(std::uint64_t limit) noexcept { _sizeLimit = limit; }
 
+    /// No fewer than the archive has.
+    [[nodiscard]] std::uint64_t getMostBytes() const noexcept {
+        return _end < 0 ? kUnknownEndLimit : static_cast<std::uint64_t>(_end);
+    }
+
     // In place of Boost's own
     using InArchiveObjects::delete_created_pointers;
     using InArchiveObjects::register_basic_serializer;

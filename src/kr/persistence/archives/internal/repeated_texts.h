@@ -10,24 +10,33 @@
 
 namespace KrPersistence::detail {
 
+// What a file says by a number costs its reader the text each time. So that memory and time stay in proportion to the
+// file, longer texts are written anew after some uses, and readers take no more than a multiple of the file. Files of
+// earlier releases, which have each text once, stay far below that unless they were made to harm.
+inline constexpr std::size_t kShortText = 256;  // of longer ones the uses count
+inline constexpr std::uint8_t kMostUses = 16;
+inline constexpr std::uint64_t kRepeatedBytesEach = 64;  // for each byte of the file
+inline constexpr std::uint64_t kFreeRepeatedBytes = std::uint64_t{16} << 20U;
+
 /// Numbers texts in the order in which they come first: a flat open table with all texts in one piece of memory, since
 /// a file of objects finds the same few hundred thousand content IDs again and again.
 class RepeatedTexts {
 public:
-    /// The number of the text, and whether it is new.
+    /// The number of the text, and whether it has to be written.
     std::pair<int, bool> add(std::string_view text) {
-        if (2 * (_ends.size() + 1) > _slots.size()) _grow();
+        if (2 * (_texts.size() + 1) > _slots.size()) _grow();
         const auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>()(text));
         const std::size_t mask = _slots.size() - 1;
         for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
             Slot& slot = _slots[at];
-            if (slot.number == kEmpty) {
-                slot = {hash, static_cast<std::int32_t>(_ends.size())};
-                _texts += text;
-                _ends.push_back(_texts.size());
-                return {slot.number, true};
+            if (slot.place == kEmpty) {
+                slot = {hash, static_cast<std::int32_t>(_texts.size())};
+                _bytes += text;
+                _texts.push_back({_bytes.size(), _count, 1});
+                return {_count++, true};
             }
-            if (slot.hash == hash && _text(slot.number) == text) return {slot.number, false};
+            if (slot.hash == hash && _text(slot.place) == text)
+                return _use(_texts[static_cast<std::size_t>(slot.place)], text);
         }
     }
 
@@ -36,21 +45,33 @@ private:
 
     struct Slot {
         std::uint32_t hash{0};
-        std::int32_t number{kEmpty};
+        std::int32_t place{kEmpty};
+    };
+    struct Text {
+        std::size_t end{0};
+        std::int32_t number{0};
+        std::uint8_t uses{0};  // of a long one, since it was written last
     };
 
-    [[nodiscard]] std::string_view _text(std::int32_t number) const {
-        const auto place = static_cast<std::size_t>(number);
-        const std::size_t begin = place > 0 ? _ends[place - 1] : 0;
-        return std::string_view(_texts).substr(begin, _ends[place] - begin);
+    std::pair<int, bool> _use(Text& known, std::string_view text) {
+        if (text.size() <= kShortText) return {known.number, false};
+        if (known.uses++ < kMostUses) return {known.number, false};
+        known.uses = 1;
+        known.number = _count++;
+        return {known.number, true};
+    }
+    [[nodiscard]] std::string_view _text(std::int32_t at) const {
+        const auto place = static_cast<std::size_t>(at);
+        const std::size_t begin = place > 0 ? _texts[place - 1].end : 0;
+        return std::string_view(_bytes).substr(begin, _texts[place].end - begin);
     }
     void _grow() {
         std::vector<Slot> larger(_slots.empty() ? 64 : 2 * _slots.size());
         const std::size_t mask = larger.size() - 1;
         for (const Slot& slot : _slots) {
-            if (slot.number == kEmpty) continue;
+            if (slot.place == kEmpty) continue;
             std::size_t at = slot.hash & mask;
-            while (larger[at].number != kEmpty)
+            while (larger[at].place != kEmpty)
                 at = (at + 1) & mask;
             larger[at] = slot;
         }
@@ -58,8 +79,9 @@ private:
     }
 
     std::vector<Slot> _slots;  // a power of two, at most half full
-    std::string _texts;
-    std::vector<std::size_t> _ends;  // of the texts, by their numbers
+    std::string _bytes;
+    std::vector<Text> _texts;  // by their places in the bytes
+    std::int32_t _count{0};
 };
 
 }  // namespace KrPersistence::detail
