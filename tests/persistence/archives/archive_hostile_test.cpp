@@ -120,9 +120,104 @@ TYPED_TEST(HostileArchive, GroupsNestAsDeepAsItGoesAndNoDeeper) {
     EXPECT_THROW(nest(513), archive_exception);
 }
 
+TYPED_TEST(HostileArchive, LongTextsAreRepeatedInProportionToTheFile) {
+    const std::string text(100'000, 'x');
+    constexpr std::size_t kUses = 1000;
+    const std::string bytes = archive_kinds::written<TypeParam>([&](KrPersistence::ArchiveWriter& writer) {
+        writer.sequence("Texts", kUses, [&](std::size_t) { writer.writeRepeated("Text", text); });
+    });
+    std::size_t handedOut = 0;
+    archive_kinds::read<TypeParam>(bytes, [&](ArchiveReader& reader) {
+        reader.sequence("Texts", [&](std::size_t) {
+            const auto read = reader.readRepeated("Text");
+            EXPECT_EQ(read, text);
+            handedOut += read.size();
+        });
+    });
+    EXPECT_EQ(handedOut, kUses * text.size());
+    EXPECT_LT(handedOut, 17 * bytes.size());
+}
+
+TEST(HostileBinaryArchive, ATextThatIsNamedAgainAndAgainIsRefusedInProportionToTheFile) {
+    // As earlier releases wrote it: the text once, then its number.
+    constexpr std::uint64_t kLength = 1'000'000;
+    const auto put = [](std::string& bytes, std::uint64_t value, int count) {
+        for (int i = 0; i < count; ++i)
+            bytes += static_cast<char>((value >> (8 * i)) & 0xFF);
+    };
+    for (const std::uint64_t uses : {40U, 5000U}) {
+        std::string bytes;
+        put(bytes, uses, 8);
+        put(bytes, 0, 4);
+        put(bytes, kLength, 8);
+        bytes.append(kLength, 'x');
+        for (std::uint64_t i = 1; i < uses; ++i)
+            put(bytes, 0, 4);
+        std::uint64_t handedOut = 0;
+        const auto readAll = [&] {
+            std::istringstream stream(bytes);
+            KrPersistence::BinaryInArchive archive(stream, KrArchive::kNoHeader);
+            KrPersistence::BinaryInArchive::Reader reader(archive);
+            reader.sequence("Texts", [&](std::size_t) { handedOut += reader.readRepeated("Text").size(); });
+        };
+        if (uses == 40U) {
+            EXPECT_NO_THROW(readAll());
+        } else {
+            EXPECT_THROW(readAll(), archive_exception);
+        }
+        EXPECT_LE(handedOut, 65 * bytes.size() + (16U << 20U)) << uses;
+    }
+}
+
 template <class Kind>
 class HostileDocument : public testing::Test {};
 TYPED_TEST_SUITE(HostileDocument, archive_kinds::Named, archive_kinds::Names);
+
+TYPED_TEST(HostileDocument, ANameThatStandsTwiceInAGroupIsRefused) {
+    const auto rename = [](std::string bytes, const std::string& from, const std::string& to) {
+        for (auto at = bytes.find(from); at != std::string::npos; at = bytes.find(from, at + to.size()))
+            bytes.replace(at, from.size(), to);
+        return bytes;
+    };
+    const std::string bytes = archive_kinds::written<TypeParam>([](KrPersistence::ArchiveWriter& writer) {
+        writer.sequence("Empty", 0, [](std::size_t) {});
+        writer.sequence("Objects", 1, [&](std::size_t) { writer.write("Item", 1); });
+    });
+    std::size_t count = 0;
+    const auto readAll = [&](const std::string& document) {
+        archive_kinds::read<TypeParam>(document, [&](ArchiveReader& reader) {
+            count = reader.sequence("Objects", [&](std::size_t) {
+                int number = 0;
+                reader.read("Item", number);
+            });
+        });
+    };
+    EXPECT_NO_THROW(readAll(bytes));
+    EXPECT_EQ(count, 1U);
+    try {
+        readAll(rename(bytes, "Empty", "Objects"));
+        FAIL() << "read, with " << count << " items";
+    } catch (const archive_exception& exception) {
+        EXPECT_NE(std::string(exception.what()).find("Top/Objects stands there twice"), std::string::npos)
+            << exception.what();
+    }
+}
+
+TYPED_TEST(HostileDocument, ANameCannotBeWrittenTwiceIntoAGroup) {
+    const auto write = [](std::size_t count, std::size_t last) {
+        return archive_kinds::written<TypeParam>([&](KrPersistence::ArchiveWriter& writer) {
+            for (std::size_t i = 0; i < count; ++i)
+                writer.write("N" + std::to_string(i), 1);
+            writer.group("Inner", [&] { writer.write("N0", 1); });
+            writer.write("N" + std::to_string(last), 1);
+        });
+    };
+    for (const std::size_t count : {1U, 63U, 64U, 65U, 500U}) {
+        EXPECT_NO_THROW(write(count, count)) << count;
+        EXPECT_THROW(write(count, count - 1), archive_exception) << count;
+        EXPECT_THROW(write(count, 0), archive_exception) << count;
+    }
+}
 
 TYPED_TEST(HostileDocument, MembersMayComeInAnyOrderInLinearTime) {
     // Asked for backwards: each is looked for among all. A search of each among 20,000 siblings would take minutes.

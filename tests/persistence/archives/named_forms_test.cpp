@@ -1,6 +1,12 @@
+#include <boost/serialization/map.hpp>
+#include <boost/serialization/vector.hpp>
 #include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <vector>
 
 #include "tests/persistence/archives/archive_kinds.h"
 #include "tests/persistence/archives/shapes.h"
@@ -28,6 +34,39 @@ void writeAll(ArchiveWriter& writer) {
     writer.group("Nothing", [] {});
     writer.sequence("Parts", 2, [&](std::size_t i) { writer.group("Part", [&] { writer.write("Number", int(i)); }); });
     writer.sequence("Sizes", 2, [&](std::size_t i) { writer.write("Size", static_cast<int>(i)); });
+}
+
+/// Lists as serialization functions of Boost write them, without a sequence.
+struct Shelf {
+    std::vector<int> sizes;
+    std::map<std::string, double> prices;
+
+    template <class Archive>
+    void serialize(Archive& archive, unsigned int /*version*/) {
+        archive& BOOST_SERIALIZATION_NVP(sizes) & BOOST_SERIALIZATION_NVP(prices);
+    }
+};
+
+template <class Kind>
+class BoostContainers : public testing::Test {};
+TYPED_TEST_SUITE(BoostContainers, archive_kinds::Named, archive_kinds::Names);
+
+TYPED_TEST(BoostContainers, HaveEachNameOnceAndAreReadAsEarlierReleasesWroteThem) {
+    const Shelf shelf{{3, 1, 2}, {{"a", 0.5}, {"b", 2.0}}};
+    std::ostringstream stream;
+    typename TypeParam::Out out(stream, 0);
+    out << BOOST_SERIALIZATION_NVP(shelf);
+    const std::string now = stream.str();
+    const std::string earlier = std::regex_replace(now, std::regex("item[23]"), "item");
+    EXPECT_NE(now, earlier);
+    for (const auto& bytes : {now, earlier}) {
+        std::istringstream source(bytes);
+        typename TypeParam::In in(source, 0);
+        Shelf loaded;
+        in >> boost::serialization::make_nvp("shelf", loaded);
+        EXPECT_EQ(loaded.sizes, shelf.sizes) << bytes;
+        EXPECT_EQ(loaded.prices, shelf.prices) << bytes;
+    }
 }
 
 TEST(NamedForms, AreAsDocumented) {

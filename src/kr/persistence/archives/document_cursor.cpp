@@ -1,7 +1,11 @@
 #include "kr/persistence/archives/internal/document_cursor.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/archives/internal/number_list.h"
+#include "kr/persistence/archives/item_names.h"
 
 namespace KrPersistence::detail {
 namespace {
@@ -17,10 +21,36 @@ bool isBlank(std::string_view text) {
 }  // namespace
 
 DocumentCursor::DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName)
-    : _document(document), _archiveKind(archiveKind), _archiveName(archiveName) {
+    : _document(document),
+      _archiveKind(archiveKind),
+      _archiveName(archiveName),
+      _item(document.findName(ItemNames::kItem)) {
     _levels.push_back(Level{.node = 0, .next = 1, .numbers = {}, .members = {}});
     for (std::size_t i = 0; i < _bookkeeping.size(); ++i)
         _bookkeeping[i] = document.findName(kBookkeepingNames[i]);
+    _checkNames(0);
+}
+
+void DocumentCursor::_checkNames(std::uint32_t group) {
+    const std::uint32_t end = _document.node(group).end;
+    std::size_t attributes = 0;
+    for (std::uint32_t at = group + 1; at < end; at = _document.node(at).end) {
+        const Document::Node& node = _document.node(at);
+        const std::uint32_t name = _document.nameNumber(node);
+        bool isRepeated = false;
+        if (_document.kind(node) == eKind::kAttribute) {
+            const auto which = std::find(_bookkeeping.begin(), _bookkeeping.end(), name) - _bookkeeping.begin();
+            const std::size_t bit = std::size_t{1} << static_cast<std::size_t>(which);
+            isRepeated = (attributes & bit) != 0;
+            attributes |= bit;
+        } else {
+            if (name >= _lastGroups.size()) _lastGroups.resize(name + std::size_t{1}, kNone);
+            isRepeated = std::exchange(_lastGroups[name], group) == group && name != _item;
+        }
+        if (!isRepeated) continue;
+        _last = _document.name(name);
+        refuse("stands there twice");
+    }
 }
 
 std::uint32_t DocumentCursor::_skipAttributes(std::uint32_t node, std::uint32_t end) const {
@@ -110,6 +140,7 @@ void DocumentCursor::enterGroup(std::string_view name) {
     const Item item = take(name);
     if (item.kind != eKind::kGroup && (item.kind != eKind::kUntyped || !isBlank(item.text))) refuse("is no group");
     _levels.push_back(Level{.node = item.node, .next = item.node + 1, .numbers = {}, .members = {}});
+    _checkNames(item.node);
 }
 
 std::size_t DocumentCursor::enterSequence(std::string_view name) {

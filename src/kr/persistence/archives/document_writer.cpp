@@ -1,5 +1,7 @@
 #include "kr/persistence/archives/internal/document_writer.h"
 
+#include <algorithm>
+#include <functional>
 #include <ostream>
 
 #include "kr/persistence/archives/archive_error.h"
@@ -14,37 +16,37 @@ DocumentWriter::DocumentWriter(std::ostream& stream, const char* archiveKind)
 DocumentWriter::~DocumentWriter() = default;
 
 void DocumentWriter::beginGroup(std::string_view name) {
-    _enter();
+    _enter(name, false);
     _beginGroup(name);
     ++_nesting;
 }
 
 void DocumentWriter::endGroup() {
-    --_nesting;
+    _leave();
     _endGroup();
     _afterValue();
 }
 
 void DocumentWriter::beginSequence(std::string_view name) {
-    _enter();
+    _enter(name, true);
     _beginSequence(name);
     ++_nesting;
 }
 
 void DocumentWriter::endSequence() {
-    --_nesting;
+    _leave();
     _endSequence();
     _afterValue();
 }
 
 void DocumentWriter::text(std::string_view name, std::string_view text) {
-    _requireRoom();
+    _requireRoom(name);
     _text(name, text);
     _afterValue();
 }
 
 void DocumentWriter::literal(std::string_view name, std::string_view text) {
-    _requireRoom();
+    _requireRoom(name);
     _literal(name, text);
     _afterValue();
 }
@@ -58,7 +60,7 @@ void DocumentWriter::number(std::string_view name, const NumberText& number) {
 }
 
 void DocumentWriter::bytes(std::string_view name, std::string_view bytes) {
-    _requireRoom();
+    _requireRoom(name);
     _bytes(name, toBase64(bytes));
     _afterValue();
 }
@@ -67,16 +69,39 @@ void DocumentWriter::_refuse(const std::string& text) const {
     throw ArchiveError(ArchiveError::other_exception, std::string(_archiveKind) + ": " + text);
 }
 
-void DocumentWriter::_enter() {
-    _requireRoom();
+void DocumentWriter::_enter(std::string_view name, bool isSequence) {
+    _requireRoom(name);
     if (_nesting >= Document::kDeepestNesting) {
         _refuse("groups and sequences lie more than " + std::to_string(Document::kDeepestNesting) +
                 " deep inside one another; write them side by side");
     }
+    _openLevels.push_back({.isSequence = isSequence, .first = _names.size()});
 }
 
-void DocumentWriter::_requireRoom() const {
+void DocumentWriter::_leave() {
+    --_nesting;
+    _names.resize(_openLevels.back().first);
+    _openLevels.pop_back();
+}
+
+void DocumentWriter::_requireRoom(std::string_view name) {
     if (_isComplete) _refuse("the document has its top element already; write all into one group");
+    if (!_openLevels.empty() && !_openLevels.back().isSequence) _claimName(name);
+}
+
+void DocumentWriter::_claimName(std::string_view name) {
+    constexpr std::ptrdiff_t kFew = 64;
+    Level& level = _openLevels.back();
+    const std::size_t hash = std::hash<std::string_view>()(name);
+    const std::uint64_t bit = std::uint64_t{1} << (hash % 64);
+    const auto first = _names.begin() + static_cast<std::ptrdiff_t>(level.first);
+    if (!level.many && _names.end() - first >= kFew)
+        level.many = std::make_unique<std::unordered_set<std::size_t>>(first, _names.end());
+    const bool isKnown = level.many ? !level.many->insert(hash).second
+                                    : (level.seen & bit) != 0 && std::find(first, _names.end(), hash) != _names.end();
+    if (isKnown) _refuse("two values of a group have the name '" + std::string(name) + "'; give each its own");
+    level.seen |= bit;
+    if (!level.many) _names.push_back(hash);
 }
 
 void DocumentWriter::_afterValue() {

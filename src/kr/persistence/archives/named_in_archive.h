@@ -32,7 +32,7 @@ public:
 
     template <class T>
     void load_override(const boost::serialization::nvp<T>& pair) {
-        const char* name = pair.name();
+        const char* name = _uniqueName(pair.name());
         if (name != nullptr) _name = name;
         if (name == nullptr || kIsPlainValue<T>) {
             Base::load_override(pair.value());

@@ -36,19 +36,29 @@ std::string NamedInput::_describe(const std::string& text) const {
 }
 
 std::size_t NamedInput::_beginSequence(const char* name) {
-    return _cursor().enterSequence(name);
+    const std::size_t count = _cursor().enterSequence(name);
+    _itemNames.enter();
+    return count;
 }
 
 void NamedInput::_endSequence() {
     _cursor().leave();
+    _itemNames.leave();
+}
+
+const char* NamedInput::_uniqueName(const char* name) {
+    const char* const unique = _itemNames.next(name);
+    return unique == name || _cursor().isThere(unique) ? unique : name;
 }
 
 void NamedInput::_enter(const char* name) {
     _cursor().enterGroup(name);
+    _itemNames.enter();
 }
 
 void NamedInput::_leave() {
     _cursor().leave();
+    _itemNames.leave();
 }
 
 bool NamedInput::_isThere() {

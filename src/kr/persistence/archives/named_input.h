@@ -12,6 +12,7 @@
 #include "kr/math/transform.h"
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/in_archive_objects.h"
+#include "kr/persistence/archives/item_names.h"
 
 namespace KrPersistence {
 
@@ -52,6 +53,8 @@ protected:
                const char* archiveKind);
 
     [[nodiscard]] std::string _describe(const std::string& text) const override;
+    /// Undoes what writing does to the names of items; files of earlier releases have them as they were.
+    [[nodiscard]] const char* _uniqueName(const char* name);
     void _enter(const char* name);
     void _leave();
     [[nodiscard]] bool _isThere();
@@ -77,6 +80,7 @@ private:
     void _noteId(std::size_t place);
     [[nodiscard]] std::uint32_t _version(const Serializer& serializer);
 
+    detail::ItemNames _itemNames;
     std::istream& _stream;
     DocumentReader _reader;
     KrArchive& _archiveState;

@@ -42,7 +42,7 @@ public:
     template <class T>
     void save_override(const boost::serialization::nvp<T>& pair) {
         // Boost names what lies behind a pointer, and the number of an enumeration, with null.
-        const char* name = pair.name();
+        const char* name = _uniqueName(pair.name());
         if (name != nullptr) _name = name;
         if (name == nullptr || kIsPlainValue<std::remove_cv_t<T>>) {
             Base::save_override(pair.const_value());

@@ -26,10 +26,12 @@ NamedOutput::~NamedOutput() = default;
 
 void NamedOutput::_beginSequence(const char* name) {
     _writer->beginSequence(name);
+    _itemNames.enter();
 }
 
 void NamedOutput::_endSequence() {
     _writer->endSequence();
+    _itemNames.leave();
 }
 
 void NamedOutput::register_basic_serializer(const ba::detail::basic_oserializer& serializer) {
@@ -82,12 +84,18 @@ void NamedOutput::save_binary(const void* bytes, std::size_t count) {
     _writer->bytes(_name, {static_cast<const char*>(bytes), count});
 }
 
+const char* NamedOutput::_uniqueName(const char* name) {
+    return _itemNames.next(name);
+}
+
 void NamedOutput::_begin(const char* name) {
     _writer->beginGroup(name);
+    _itemNames.enter();
 }
 
 void NamedOutput::_end() {
     _writer->endGroup();
+    _itemNames.leave();
 }
 
 void NamedOutput::_saveNull() {

@@ -11,6 +11,7 @@
 
 #include "kr/math/transform.h"
 #include "kr/persistence/archives/archive.h"
+#include "kr/persistence/archives/item_names.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
@@ -48,6 +49,8 @@ protected:
     NamedOutput(std::unique_ptr<detail::DocumentWriter> writer, KrArchive& state,
                 boost::archive::detail::basic_oarchive& archive, const char* archiveKind);
 
+    /// Containers of Boost give all their items one name, "item"; each gets one of its own.
+    [[nodiscard]] const char* _uniqueName(const char* name);
     void _begin(const char* name);
     void _end();
     void _saveNull();
@@ -67,6 +70,7 @@ private:
 
     std::unique_ptr<detail::DocumentWriter> _writer;
     std::unique_ptr<detail::SavedObjects> _saved;
+    detail::ItemNames _itemNames;
     KrArchive& _archiveState;
     boost::archive::detail::basic_oarchive& _archive;
     const char* _archiveKind;

@@ -63,6 +63,8 @@ private:
 
     [[nodiscard]] std::uint32_t _end(const Level& level) const { return _document.node(level.node).end; }
     [[nodiscard]] std::uint32_t _skipAttributes(std::uint32_t node, std::uint32_t end) const;
+    /// Refuses a group in which two members have one name: the first would hide the second.
+    void _checkNames(std::uint32_t group);
     [[nodiscard]] std::uint32_t _find(std::string_view name);
     [[nodiscard]] std::uint32_t _search(std::string_view name);
     [[nodiscard]] std::string _path() const;
@@ -74,6 +76,8 @@ private:
     std::vector<Level> _levels;
     std::string_view _last;  // what was asked for last
     std::array<std::uint32_t, kBookkeepingNames.size()> _bookkeeping{};
+    std::uint32_t _item;                     // the one name that earlier releases repeated
+    std::vector<std::uint32_t> _lastGroups;  // by name: the group that was entered last with a member of it
 };
 
 }  // namespace KrPersistence::detail

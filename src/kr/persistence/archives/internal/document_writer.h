@@ -1,10 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
+#include <vector>
 
 #include "kr/persistence/archives/internal/number_text.h"
 
@@ -67,13 +71,22 @@ protected:
     std::string_view _aroundOthers;
 
 private:
-    void _enter();
+    struct Level {
+        bool isSequence{false};
+        std::size_t first{0};                                     // of its names
+        std::uint64_t seen{0};                                    // a bit for the hash of each
+        std::unique_ptr<std::unordered_set<std::size_t>> many{};  // of a large group: the hashes
+    };
+
+    void _enter(std::string_view name, bool isSequence);
     void _leave();
     void _afterValue();
+    /// Refuses a second value of one name in a group: reading would not find it.
+    void _claimName(std::string_view name);
     void _flush();
     template <class Number>
     void _numbers(std::string_view name, std::span<Number> numbers, bool isBlock) {
-        _requireRoom();
+        _requireRoom(name);
         _beginNumbers(name, isBlock);
         const std::string* before = &_beforeFirst;
         for (const auto each : numbers) {
@@ -90,13 +103,15 @@ private:
         _endNumbers(numbers.empty());
         _afterValue();
     }
-    void _requireRoom() const;
+    void _requireRoom(std::string_view name);
 
     static constexpr std::size_t kPiece = 65536;
 
     std::ostream& _stream;
     const char* _archiveKind;
     std::size_t _nesting{0};
+    std::vector<Level> _openLevels;
+    std::vector<std::size_t> _names;  // their hashes, for each group that is open
     bool _isComplete{false};
 };
 
