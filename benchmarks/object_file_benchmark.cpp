@@ -7,6 +7,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/extension_types.h"
@@ -62,31 +63,39 @@ std::unique_ptr<KrFile> makeFile(KrSim::KrExtension* object) {
     return file;
 }
 
-std::string saveToText(KrFile& file) {
+std::string saveToText(KrFile& file, int flags = 0) {
     std::ostringstream stream;
-    return file.save(stream) ? std::move(stream).str() : std::string();
+    return file.save(stream, "", flags) ? std::move(stream).str() : std::string();
 }
 
 /// The file of a convoy; the convoy itself is gone.
-const std::string& savedConvoy(std::int64_t count) {
-    static auto& files = *new std::map<std::int64_t, std::string>;
-    auto& text = files[count];
-    if (text.empty()) text = saveToText(*makeFile(makeConvoy(count).get()));
+const std::string& savedConvoy(std::int64_t count, int flags = 0) {
+    static auto& files = *new std::map<std::pair<std::int64_t, int>, std::string>;
+    auto& text = files[{count, flags}];
+    if (text.empty()) text = saveToText(*makeFile(makeConvoy(count).get()), flags);
     return text;
 }
 
-void BM_SaveObjectFile(benchmark::State& state) {
+void saveConvoy(benchmark::State& state, int flags) {
     const auto convoy = makeConvoy(state.range(0));
     const auto file = makeFile(convoy.get());
     std::size_t bytes = 0;
     for (auto _ : state)
-        bytes = saveToText(*file).size();
+        bytes = saveToText(*file, flags).size();
     if (bytes == 0) state.SkipWithError("not saved");
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-void BM_LoadObjectFile(benchmark::State& state) {
-    const auto& text = savedConvoy(state.range(0));
+void BM_SaveObjectFile(benchmark::State& state) {
+    saveConvoy(state, 0);
+}
+
+void BM_SaveObjectFileUnchecked(benchmark::State& state) {
+    saveConvoy(state, KrFile::kNoChecksum);
+}
+
+void loadConvoy(benchmark::State& state, int flags) {
+    const auto& text = savedConvoy(state.range(0), flags);
     for (auto _ : state) {
         std::istringstream stream(text);
         auto file = std::make_unique<KrFile>();
@@ -95,6 +104,14 @@ void BM_LoadObjectFile(benchmark::State& state) {
         file.reset();
         state.ResumeTiming();
     }
+}
+
+void BM_LoadObjectFile(benchmark::State& state) {
+    loadConvoy(state, 0);
+}
+
+void BM_LoadObjectFileUnchecked(benchmark::State& state) {
+    loadConvoy(state, KrFile::kNoChecksum);
 }
 
 /// How far the memory of the process rises while a file is loaded, to what stays.
@@ -116,6 +133,8 @@ void BM_LoadingMemory(benchmark::State& state) {
 }
 
 BENCHMARK(BM_SaveObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SaveObjectFileUnchecked)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LoadObjectFileUnchecked)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadingMemory)->Arg(100'000)->Unit(benchmark::kMillisecond);
 

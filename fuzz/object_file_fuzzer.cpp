@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static_cast<void>(types);
     const auto before = KrSim::KrContentRegistry::instance().getExtensionCount();
     {
-        const auto loaded = garage::load(std::string(data, data + size));
+        // Every second one as a damaged file that is recovered.
+        const auto loaded = garage::load(std::string(data, data + size), size % 2 == 0 ? 0 : garage::KrFile::kRecover);
         if (!loaded.objects.empty()) static_cast<void>(garage::save(loaded.objects));
     }
     if (KrSim::KrContentRegistry::instance().getExtensionCount() != before) std::abort();

@@ -16,8 +16,8 @@ struct Answer {
     std::string text;
 };
 
-using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, VerifyPlan, DiffPlan,
-                             GraphPlan, CreatePlan>;
+using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
+                             DiffPlan, GraphPlan, CreatePlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

@@ -17,6 +17,7 @@
 #include "kr/application/application.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
+#include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/platform/log.h"
@@ -42,6 +43,11 @@ const char* nameFor(KrMagicTag::eFileFormat format) {
             break;
     }
     return "unknown";
+}
+
+eFileKind kindOf(KrMagicTag::eFileFormat format) {
+    if (format == KrMagicTag::eFileFormat::kXml) return eFileKind::kXml;
+    return format == KrMagicTag::eFileFormat::kJson ? eFileKind::kJson : eFileKind::kBinary;
 }
 
 /// A sentence for an operator.
@@ -101,7 +107,26 @@ void dumpFile(const DumpPlan& plan) {
 
 void convertFile(const ConvertPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    saveFile(*loadFile(plan.input), plan.output, plan.kind);
+    saveFile(*loadFile(plan.input), plan.output, toFlags(plan.kind, plan.hasChecksum));
+}
+
+eExitCode recoverFile(const RecoverPlan& plan) {
+    addPluginsQuietly(plan.pluginDirectories);
+    const auto file = loadFile(plan.input, {}, KrPersistence::KrFile::kRecover);
+    auto texts = file->getDoubts();
+    const bool isWhole = texts.empty();
+    for (const auto* each : file->getSections()) {
+        const auto* objects = dynamic_cast<const KrPersistence::KrObjectSection*>(each);
+        if (objects == nullptr) continue;
+        const auto problems = objects->getProblems();
+        texts.insert(texts.end(), problems.begin(), problems.end());
+    }
+    const auto kind = plan.kind.value_or(kindOf(KrMagicTag::createFromFile(plan.input).getFileFormat()));
+    saveFile(*file, plan.output, toFlags(kind));
+    // Not between the bytes of a file that goes to standard output.
+    for (const auto& each : texts)
+        std::fprintf(stderr, "%s: %s\n", plan.input.c_str(), each.c_str());
+    return isWhole ? eExitCode::kOk : eExitCode::kFailed;
 }
 
 eExitCode verifyFiles(const VerifyPlan& plan) {
@@ -136,7 +161,7 @@ void drawGraph(const GraphPlan& plan) {
     files.load(plan.files);
     std::ostringstream graph;
     KrSim::KrExtensionSorter::instance().toDot(graph);
-    if (plan.output.empty()) return print(graph.str());
+    if (plan.output.empty() || plan.output == kStandardOutput) return print(graph.str());
     std::ofstream file(plan.output, std::ios::binary);
     file << graph.str();
     file.close();

@@ -11,6 +11,8 @@ namespace krsim {
 [[nodiscard]] eExitCode showInfo(const InfoPlan& plan);
 /// A line for each value.
 void dumpFile(const DumpPlan& plan);
+/// What is doubtful, a line each, on standard error; kFailed when there is something.
+[[nodiscard]] eExitCode recoverFile(const RecoverPlan& plan);
 /// The input may be the output.
 void convertFile(const ConvertPlan& plan);
 /// A line for each fault; kOk when there is none, else kMissingPlugin where plug-ins are missing, else kRefusedFile.

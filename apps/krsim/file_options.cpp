@@ -16,6 +16,11 @@ void addFiles(CLI::App& command, std::vector<std::string>& files, const char* de
     command.add_option("FILE", files, description)->required()->type_name("");
 }
 
+void addChecksum(CLI::App& command, bool& hasChecksum) {
+    command.add_flag("--checksum", hasChecksum,
+                     "Write a checksum into XML and JSON, too; loading warns of files that were changed since");
+}
+
 constexpr const char* kSetupFirst = "A setup file, object files, or both: the setup first";
 
 }  // namespace
@@ -30,9 +35,16 @@ FileCommands::FileCommands(CLI::App& app) {
 
     _convert.command = app.add_subcommand("convert", "Save a file in another kind");
     addFile(*_convert.command, "INPUT", _convert.plan.input, "Any file of the framework; it stays as it is");
-    addFile(*_convert.command, "OUTPUT", _convert.plan.output, "The file to write");
+    addFile(*_convert.command, "OUTPUT", _convert.plan.output, "The file to write; - for standard output");
     addChoice(*_convert.command, "--to", _convert.plan.kind, kKinds, "The kind to write")->required();
+    addChecksum(*_convert.command, _convert.plan.hasChecksum);
     addPluginDirectories(*_convert.command, _convert.plan.pluginDirectories);
+
+    _recover.command = app.add_subcommand("recover", "Save what can be read of a damaged file, and tell what is wrong");
+    addFile(*_recover.command, "INPUT", _recover.plan.input, "Any file of the framework; it stays as it is");
+    addFile(*_recover.command, "OUTPUT", _recover.plan.output, "The file to write; - for standard output");
+    addChoice(*_recover.command, "--to", _recover.plan.kind, kKinds, "The kind to write (that of the input)");
+    addPluginDirectories(*_recover.command, _recover.plan.pluginDirectories);
 
     _verify.command = app.add_subcommand("verify", "Load files, resolve their references and tell what is wrong");
     addFiles(*_verify.command, _verify.plan.files, kSetupFirst);
@@ -48,7 +60,8 @@ FileCommands::FileCommands(CLI::App& app) {
 
     _graph.command = app.add_subcommand("graph", "Write the graph of connections in the dot language of Graphviz");
     addFiles(*_graph.command, _graph.plan.files, kSetupFirst);
-    _graph.command->add_option("--output", _graph.plan.output, "The file to write; standard output without it")
+    _graph.command
+        ->add_option("--output", _graph.plan.output, "The file to write; standard output without it, or for -")
         ->type_name("FILE");
     addPluginDirectories(*_graph.command, _graph.plan.pluginDirectories);
 
@@ -58,6 +71,7 @@ FileCommands::FileCommands(CLI::App& app) {
         ->type_name("FILE");
     create.add_option("--objects", _create.plan.objectFile, "The object file to write")->type_name("FILE");
     addChoice(create, "--as", _create.plan.kind, kKinds, "The kind of both (xml)");
+    addChecksum(create, _create.plan.hasChecksum);
     addContentOptions(create, _create.plan.what);
     create.footer(
         "Example:\n  krsim create --plugins build/plugins --content Car --setup setup.xml --objects car.xml --free");
@@ -71,6 +85,7 @@ std::optional<FilePlan> FileCommands::getParsed() const {
     take(_info);
     take(_dump);
     take(_convert);
+    take(_recover);
     take(_verify);
     take(_diff);
     take(_graph);

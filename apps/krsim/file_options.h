@@ -8,7 +8,8 @@
 
 namespace krsim {
 
-using FilePlan = std::variant<InfoPlan, DumpPlan, ConvertPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan>;
+using FilePlan =
+    std::variant<InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan>;
 
 /// The subcommands that work on files.
 class FileCommands {
@@ -31,6 +32,7 @@ private:
     Entry<InfoPlan> _info;
     Entry<DumpPlan> _dump;
     Entry<ConvertPlan> _convert;
+    Entry<RecoverPlan> _recover;
     Entry<VerifyPlan> _verify;
     Entry<DiffPlan> _diff;
     Entry<GraphPlan> _graph;

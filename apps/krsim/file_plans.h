@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,15 @@ struct ConvertPlan {
     std::string input{};
     std::string output{};
     eFileKind kind{eFileKind::kBinary};
+    bool hasChecksum{false};
+};
+
+/// Save what can be read of a damaged file.
+struct RecoverPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::string input{};
+    std::string output{};
+    std::optional<eFileKind> kind{};  ///< that of the input without it
 };
 
 /// Load files and tell what is wrong with them.
@@ -61,6 +71,7 @@ struct CreatePlan {
     std::string setupFile{};
     std::string objectFile{};
     eFileKind kind{eFileKind::kXml};
+    bool hasChecksum{false};
 };
 
 }  // namespace krsim

@@ -1,6 +1,7 @@
 #include "apps/krsim/loaded_file.h"
 
 #include <filesystem>
+#include <iostream>
 
 #include "apps/krsim/failure.h"
 #include "kr/persistence/files/file_section.h"
@@ -29,16 +30,17 @@ const char* describeType(KrFile::eFileType type) noexcept {
     }
 }
 
-int toFlags(eFileKind kind) noexcept {
+int toFlags(eFileKind kind, bool hasChecksum) noexcept {
+    const int checksum = hasChecksum ? KrFile::kChecksum : 0;
     switch (kind) {
         case eFileKind::kXml:
-            return KrFile::kXml;
+            return KrFile::kXml | checksum;
         case eFileKind::kJson:
-            return KrFile::kJson;
+            return KrFile::kJson | checksum;
         case eFileKind::kBinary:
             break;
     }
-    return 0;
+    return checksum;
 }
 
 void refuseFolder(const std::string& filename) {
@@ -48,7 +50,7 @@ void refuseFolder(const std::string& filename) {
     }
 }
 
-Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& referringFile) {
+Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& referringFile, int flags) {
     std::error_code error;
     if (!std::filesystem::exists(filename, error)) {
         throw Failure(eExitCode::kUsage, "file '" + filename + "' does not exist");
@@ -56,7 +58,7 @@ Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& 
     refuseFolder(filename);
     auto file = Kr::makeSmart<KrFile>();
     file->setReferringFile(referringFile);
-    if (file->load(filename)) return file;
+    if (file->load(filename, flags)) return file;
     throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + trim(file->getLastError()));
 }
 
@@ -64,12 +66,17 @@ void failToSave(const char* what, const std::string& filename, const std::string
     const auto folder = std::filesystem::path(filename).parent_path();
     std::error_code error;
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
-    throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") +
-                                          (hasFolder ? trim(reason) : "there is no folder '" + folder.string() + "'"));
+    auto text = hasFolder ? trim(reason) : "there is no folder '" + folder.string() + "'";
+    if (std::filesystem::is_other(std::filesystem::status(filename, error)))
+        text += std::string("; '") + kStandardOutput + "' writes to standard output";
+    throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
 }
 
-void saveFile(KrFile& file, const std::string& filename, eFileKind kind) {
-    if (file.save(filename, toFlags(kind))) return;
+void saveFile(KrFile& file, const std::string& filename, int flags) {
+    // Standard output lies in no folder: paths in the file stay as they are.
+    const bool isSaved = filename == kStandardOutput ? file.save(std::cout, file.getCurrentFilename(), flags)
+                                                     : file.save(filename, flags);
+    if (isSaved) return;
     failToSave("file", filename, file.explainLastError());
 }
 

@@ -12,7 +12,7 @@ namespace krsim {
 /// Throws a Failure with the reason when the file is refused.
 /// \param referringFile  the setup that names the file, if any.
 [[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename,
-                                                             const std::string& referringFile = {});
+                                                             const std::string& referringFile = {}, int flags = 0);
 
 /// A folder can be opened, too, but not read. Throws a Failure for one.
 void refuseFolder(const std::string& filename);
@@ -23,8 +23,11 @@ void refuseFolder(const std::string& filename);
 /// Throws the Failure of a file of this sort ("state") that cannot be saved, with the reason.
 [[noreturn]] void failToSave(const char* what, const std::string& filename, const std::string& reason);
 
+/// Standard output, in the place of a file name.
+inline constexpr const char* kStandardOutput = "-";
+
 /// Throws a Failure with the reason when it cannot be saved.
-void saveFile(KrPersistence::KrFile& file, const std::string& filename, eFileKind kind);
+void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flags);
 
 /// All that the file holds. What each save writes anew, as the name of the program, is left out.
 [[nodiscard]] TreeNode makeTree(const KrPersistence::KrFile& file);
@@ -33,6 +36,6 @@ void saveFile(KrPersistence::KrFile& file, const std::string& filename, eFileKin
 [[nodiscard]] const char* describeType(KrPersistence::KrFile::eFileType type) noexcept;
 
 /// The flags of KrFile for a kind.
-[[nodiscard]] int toFlags(eFileKind kind) noexcept;
+[[nodiscard]] int toFlags(eFileKind kind, bool hasChecksum = false) noexcept;
 
 }  // namespace krsim

@@ -28,6 +28,7 @@ struct Execution {
     eExitCode operator()(const krsim::InfoPlan& plan) const { return krsim::showInfo(plan); }
     eExitCode operator()(const krsim::DumpPlan& plan) const { return succeed(krsim::dumpFile, plan); }
     eExitCode operator()(const krsim::ConvertPlan& plan) const { return succeed(krsim::convertFile, plan); }
+    eExitCode operator()(const krsim::RecoverPlan& plan) const { return krsim::recoverFile(plan); }
     eExitCode operator()(const krsim::GraphPlan& plan) const { return succeed(krsim::drawGraph, plan); }
     eExitCode operator()(const krsim::CreatePlan& plan) const { return succeed(krsim::createFiles, plan); }
 

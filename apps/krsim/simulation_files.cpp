@@ -149,6 +149,7 @@ std::size_t SimulationFiles::getExtensionCount() const {
 }
 
 void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
+    const int flags = toFlags(plan.kind, plan.hasChecksum);
     if (!plan.objectFile.empty()) {
         const auto file = Kr::makeSmart<KrPersistence::KrFile>();
         file->setFileType(KrPersistence::KrFile::eFileType::kObject);
@@ -156,7 +157,7 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
         for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
             section->addObject(application.getExtension(i));
         file->addSection(section.release());
-        saveFile(*file, plan.objectFile, plan.kind);
+        saveFile(*file, plan.objectFile, flags);
     }
     if (plan.setupFile.empty()) return;
     const auto setup = KrSim::ApplicationConfig::createFromApplication(&application);
@@ -169,7 +170,7 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
         each.assign(makeAbsolute(each.str()));
     setup->pluginDirectories.set(std::move(directories));
     std::string error;
-    if (KrPersistence::saveSetupFile(content, plan.setupFile, toFlags(plan.kind), error)) return;
+    if (KrPersistence::saveSetupFile(content, plan.setupFile, flags, error)) return;
     failToSave("file", plan.setupFile, error);
 }
 

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstring>
 
+#include "kr/platform/running_crc32.h"
+
 namespace Kr::detail {
 namespace {
 
@@ -42,10 +44,8 @@ std::uint32_t slice(std::uint32_t word) noexcept {
            kTables[Following + 1][(word >> 16U) & 0xFFU] ^ kTables[Following][word >> 24U];
 }
 
-}  // namespace
-
-std::int32_t calculateCRC32(const char* text, std::size_t length) noexcept {
-    std::uint32_t remainder = 0xFFFFFFFFU;
+/// The remainder of what came before, after these bytes.
+std::uint32_t divide(std::uint32_t remainder, const char* text, std::size_t length) noexcept {
     // Only the first word waits for the remainder of the bytes before it; the look-ups of the others run ahead.
     // Sixteen at a time need twice the tables in the cache, which only long texts pay back.
     constexpr std::size_t kLongText = 64;
@@ -61,7 +61,21 @@ std::int32_t calculateCRC32(const char* text, std::size_t length) noexcept {
     for (; length > 0; ++text, --length) {
         remainder = (remainder >> 8U) ^ kTables[0][(remainder ^ static_cast<unsigned char>(*text)) & 0xFFU];
     }
-    return std::bit_cast<std::int32_t>(~remainder);
+    return remainder;
+}
+
+}  // namespace
+
+std::int32_t calculateCRC32(const char* text, std::size_t length) noexcept {
+    return std::bit_cast<std::int32_t>(~divide(0xFFFFFFFFU, text, length));
 }
 
 }  // namespace Kr::detail
+
+namespace Kr {
+
+void RunningCrc32::add(std::string_view bytes) noexcept {
+    _remainder = detail::divide(_remainder, bytes.data(), bytes.size());
+}
+
+}  // namespace Kr

@@ -69,6 +69,51 @@ class Files(unittest.TestCase):
         with open("/dev/full", "w") as full:
             self.assertEqual(subprocess.run([KRSIM, "dump", self.car], stdout=full, stderr=subprocess.DEVNULL).returncode, 1)
 
+    def test_only_regular_files_are_replaced(self):
+        link, real = self.folder / "link.xml", self.folder / "real.xml"
+        real.write_text("old")
+        link.symlink_to(real)
+        self.krsim("convert", self.car, link, "--to", "xml")
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(real.read_bytes(), self.car.read_bytes())
+        self.assertEqual(self.krsim("convert", self.car, "-", "--to", "xml"), self.car.read_text())
+        self.assertIn("digraph", self.krsim("graph", self.car, *WITH_PLUGINS, "--output", "-"))
+        null = self.folder / "null"
+        null.symlink_to("/dev/null")
+        for target in ("/dev/null", "/dev/stdout", null):
+            self.assertRegex(self.krsim("convert", self.car, target, "--to", "xml", code=1),
+                             "cannot be saved: .*a device, pipe or socket; '-' writes to standard output")
+        self.assertTrue(null.is_symlink())
+        state = self.folder / "state"
+        state.symlink_to(real)
+        self.assertIn("states are not saved through links",
+                      self.run_quietly(self.car, "--frames", 3, "--save-state", state, code=1))
+        self.assertEqual(real.read_bytes(), self.car.read_bytes())
+        self.assertIn("more than 255 bytes; use a shorter name",
+                      self.krsim("convert", self.car, self.folder / ("x" * 255), "--to", "xml", code=1))
+
+    def test_damage_is_told_and_recovered(self):
+        binary, damaged, recovered = (self.folder / name for name in ("car.kr", "damaged.kr", "recovered.xml"))
+        self.krsim("convert", self.car, binary, "--to", "binary")
+        content = bytearray(binary.read_bytes())
+        content[len(content) // 2] ^= 4
+        damaged.write_bytes(content)
+        self.assertIn("its checksum does not fit", self.krsim("verify", damaged, *WITH_PLUGINS, code=3))
+        told = self.krsim("recover", damaged, recovered, "--to", "xml", *WITH_PLUGINS, code=1)
+        self.assertIn(f"bit 2 of byte {len(content) // 2} was flipped", told)
+        self.assertEqual(recovered.read_bytes(), self.car.read_bytes())
+        self.krsim("recover", binary, recovered, "--to", "xml", *WITH_PLUGINS)
+        self.assertEqual(recovered.read_bytes(), self.car.read_bytes())
+        damaged.write_bytes(content[:len(content) * 2 // 3])
+        self.assertRegex(self.krsim("recover", damaged, recovered, *WITH_PLUGINS, code=1), r"of the content, \d+ ext")
+        self.assertIn("binary", self.krsim("info", recovered))
+        for kind in ("xml", "json"):
+            text = self.folder / f"text.{kind}"
+            self.krsim("convert", self.car, text, "--to", kind, "--checksum")
+            self.assertEqual(self.krsim("diff", self.car, text), "")
+            text.write_text(text.read_text().replace("Vehicle", "Wagon", 1))
+            self.assertIn("it was changed after it was saved", self.krsim("recover", text, recovered, code=1))
+
     def test_differences_are_told_by_place(self):
         changed = self.folder / "changed.xml"
         text = self.car.read_text()

@@ -146,12 +146,12 @@ struct Loaded {
     std::string error;
 };
 
-inline Loaded load(const std::string& bytes) {
+inline Loaded load(const std::string& bytes, int flags = 0) {
     KrFile file;
     file.setSizeLimit(1'000'000);
     std::istringstream stream(bytes);
     Loaded loaded;
-    if (!file.load(stream)) return {{}, {}, file.getLastError()};
+    if (!file.load(stream, "", flags)) return {{}, {}, file.getLastError()};
     if (file.getSections().empty()) return loaded;
     const auto* section = dynamic_cast<const KrObjectSection*>(file.getSections().front());
     if (section != nullptr) loaded = {section->getObjects(), section->getProblems(), {}};

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <regex>
+
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/versioning_registry.h"
@@ -297,6 +299,37 @@ TEST_P(Renaming, KeepsTheValuesOfDeclaredFields) {
 
 INSTANTIATE_TEST_SUITE_P(While, Renaming, testing::Bool(),
                          [](const auto& each) { return each.param ? "UpgradeStepsRun" : "OnLoadingRuns"; });
+
+TEST_F(Content, OfANewerVersionThanItsTypeIsTold) {
+    const LogCapture log;
+    const auto bytes = save({makeMotor("New", 1, 4.0, 1), makeMotor("Newer", 2, 4.0, 1)}, KrFile::kXml);
+    const auto newer = load(std::regex_replace(bytes, std::regex("<DataVersion>3<"), "<DataVersion>4<"));
+    EXPECT_THAT(newer.problems,
+                ElementsAre(testing::AllOf(HasSubstr("was saved in version 4, and here it is of version 3"),
+                                           HasSubstr("in 2 extensions"))));
+    EXPECT_THAT(load(bytes).problems, testing::Each(HasSubstr("content ID")));
+}
+
+TEST_F(Content, CanBeRecoveredUpToTheDamage) {
+    const LogCapture log;
+    const auto bytes = save({makeGarage(), makeMotor("Alone", 9, 4.0, 1)});
+    std::string most;
+    std::size_t connections = 0;
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+        KrFile file;
+        std::istringstream stream(bytes.substr(0, size));
+        if (!file.load(stream, "", KrFile::kRecover)) continue;
+        const auto& section = dynamic_cast<const KrObjectSection&>(*file.getSections().front());
+        std::string text;
+        for (const auto& each : section.getObjects())
+            text += describe(*each);
+        EXPECT_GE(section.getLoadedConnectionCount(), connections);
+        connections = section.getLoadedConnectionCount();
+        most = text.size() > most.size() ? text : most;
+    }
+    EXPECT_EQ(most, std::string(kGarageText) + "Alone=4/1");
+    EXPECT_EQ(connections, 2U);
+}
 
 TEST_F(Content, SurvivesImplementationsThatThrow) {
     auto top = makeGarage();

@@ -127,7 +127,8 @@ TEST(File, HasItsBytes) {
               "020005000000000000004e6f746573"                                    // 0x72: class
               "01030000000000000001000000"                                        // 0x81: tracked, version, number
               "04000000000000004e6f7465"                                          // 0x8e: name of the section
-              "02000000000000006869");                                            // 0x9a: its text
+              "02000000000000006869"                                              // 0x9a: its text
+              "4b72436865636b31a400000000000000ced4bee0");                        // 0xa4: "KrCheck1", length, CRC-32
 }
 
 INSTANTIATE_TEST_SUITE_P(File, FileOfEachKind, testing::ValuesIn(kFormats));
@@ -203,7 +204,7 @@ TEST_P(RefusedFile, SaysWhy) {
     const test_support::LogCapture log;
     KrFile file;
     file.setDescription("goes away");
-    const std::string body = saved().substr(27);
+    const std::string body = saved(KrFile::kNoChecksum).substr(27);
     EXPECT_EQ(load(file, GetParam().tag + body), GetParam().error.empty());
     EXPECT_EQ(file.getLastError(), GetParam().error);
     EXPECT_THAT(file.getDescription(), IsEmpty());

@@ -17,12 +17,17 @@ namespace {
 
 class Reader {
 public:
-    Reader(ArchiveReader& reader, const std::string& file) : _reader(reader), _toLive(LoadedIdentity(file)) {}
+    Reader(ArchiveReader& reader, const std::string& file, ContentRecords& content)
+        : _reader(reader), _toLive(LoadedIdentity(file)), _content(content) {}
 
-    ContentRecords read(unsigned int version) {
-        _readExtensions("Objects", _content.roots);
-        _content.connections = readConnections(_reader, version);
-        return std::move(_content);
+    void read(unsigned int version) {
+        try {
+            _readExtensions("Objects", _content.roots);
+            _content.connections = readConnections(_reader, version);
+        } catch (...) {
+            _dropUnread(_content.roots);
+            throw;
+        }
     }
 
 private:
@@ -30,11 +35,20 @@ private:
 
     void _readExtensions(std::string_view name, Records& records) {
         _reader.sequence(name, [&](std::size_t) {
-            auto record = std::make_unique<ExtensionRecord>();
-            _reader.group("Extension", [&] { _readExtension(*record); });
-            records.push_back(std::move(record));
+            auto& record = *records.emplace_back(std::make_unique<ExtensionRecord>());
             ++_content.extensionCount;
+            _reader.group("Extension", [&] { _readExtension(record); });
         });
+    }
+
+    /// Only the last one of each level can be cut.
+    void _dropUnread(Records& records) {
+        for (auto* level = &records; !level->empty(); level = &level->back()->children) {
+            if (level->back()->isRead) continue;
+            level->pop_back();
+            --_content.extensionCount;
+            return;
+        }
     }
 
     void _readExtension(ExtensionRecord& record) {
@@ -52,8 +66,9 @@ private:
         if (_reader.readIf("Position", position)) record.position = position;
         _readFields(record);
         _reader.optional("Data", [&] { _reader.readBytes("Data", record.data); });
+        if (record.isObject) _readDefinition(record);
+        record.isRead = true;
         if (!record.isObject) return;
-        _readDefinition(record);
         _reader.optional("Extensions", [&] { _readExtensions("Extensions", record.children); });
     }
 
@@ -117,13 +132,13 @@ private:
 
     ArchiveReader& _reader;
     ContentIDMapping _toLive;
-    ContentRecords _content;
+    ContentRecords& _content;
 };
 
 }  // namespace
 
-ContentRecords readContent(ArchiveReader& reader, unsigned int version, const std::string& file) {
-    return Reader(reader, file).read(version);
+void readContent(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content) {
+    Reader(reader, file, content).read(version);
 }
 
 }  // namespace KrPersistence::detail

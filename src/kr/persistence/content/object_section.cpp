@@ -1,5 +1,9 @@
 #include "kr/persistence/content/object_section.h"
 
+#include <exception>
+#include <string>
+#include <utility>
+
 #include "kr/extension/extension.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/content/internal/content_builder.h"
@@ -67,8 +71,16 @@ void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
     _known.clear();
     const auto& path = reader.getArchiveName();
     const auto name = detail::LoadedFiles::instance().chooseName(path, file->getReferringFile());
-    _builder = std::make_unique<detail::ContentBuilder>(detail::readContent(reader, version, name),
-                                                        detail::SourceFile{path, name}, makeProgress(file));
+    detail::ContentRecords content;
+    try {
+        detail::readContent(reader, version, name, content);
+    } catch (const std::exception& exception) {
+        const auto count = std::to_string(content.extensionCount) + " extensions and " +
+                           std::to_string(content.connections.size()) + " connections";
+        if (!file->_endsHere("of the content, " + count + " could be read: " + exception.what())) throw;
+    }
+    _builder = std::make_unique<detail::ContentBuilder>(std::move(content), detail::SourceFile{path, name},
+                                                        makeProgress(file));
     file->addCallback(kBuild, [this] {
         _builder->build();
         _objects = _builder->getRoots();

@@ -151,7 +151,20 @@ void KrFile::_finish() noexcept {
     FileObjectNumbers::instance()._end();
 }
 
+void KrFile::_doubt(const std::string& text) {
+    _doubts.push_back(text);
+}
+
+bool KrFile::_endsHere(const std::string& reason) {
+    if (!_isRecovering) return false;
+    _isCut = true;
+    _doubt(reason);
+    return true;
+}
+
 void KrFile::_forgetError() noexcept {
+    _doubts.clear();
+    _isCut = false;
     _lastError.clear();
     _lastReason.clear();
 }

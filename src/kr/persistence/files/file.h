@@ -23,6 +23,7 @@ namespace KrPersistence {
 
 namespace detail {
 class AtomicFile;
+struct LoadSource;
 }  // namespace detail
 
 /// A document on disk: sections in order, a description, and a tag in front that says what the file holds, which
@@ -56,6 +57,11 @@ public:
     // Flags of load and save; the others go to the archive, see KrArchive.
     static constexpr int kJson = 32;  ///< save as JSON
     static constexpr int kXml = 64;   ///< save as XML; wins over kJson
+    /// Save XML and JSON with a checksum; binary files always have one.
+    static constexpr int kChecksum = 128;
+    static constexpr int kNoChecksum = 256;  ///< save a binary file without its checksum
+    /// Load what can be read of a damaged file; getDoubts has what may be wrong or is missing then.
+    static constexpr int kRecover = 512;
 
     using Callback = std::function<void()>;
     /// Hears how many of how many steps of loading or saving are done; the unit is the section's.
@@ -98,6 +104,8 @@ public:
     /// as part of its identity (docs/content-identity.md). Empty: the path that was given to load.
     void setReferringFile(const std::string& filename) { _referringFile = filename; }
     [[nodiscard]] const std::string& getReferringFile() const noexcept { return _referringFile; }
+    /// After a load with kRecover: what is wrong with the file, one text each, for people; none where nothing is.
+    [[nodiscard]] const std::vector<std::string>& getDoubts() const noexcept { return _doubts; }
     /// The first failure of the last load or save; empty when there was none.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
     /// The same for people: with the reason where the text of the failure gives none.
@@ -108,7 +116,8 @@ public:
     /// \param filename     empty: the current filename; otherwise it becomes that.
     /// \param archiveName  the path that paths inside the file are relative to; empty: the current filename.
     bool load(const std::string& filename, int flags = 0, const std::string& archiveName = {});
-    /// From the current position of a binary stream. Where the file has no name yet, the archive name becomes it.
+    /// From the current position of a binary stream. Where the file has no name yet, the archive name becomes it. Bytes
+    /// behind the file are left to be read.
     bool load(std::istream& stream, const std::string& archiveName = {}, int flags = 0);
     /// Writes beside the target, as "<target>.temp", and replaces the target in one step once all is on disk. A link to
     /// a regular file is followed, but not for simulation states; what is no regular file is refused.
@@ -141,6 +150,10 @@ public:
     /// First step of each save: sets the producer and has the sections register their referencable objects anew.
     void prepareBeforeSaving(int flags);
 
+    /// A section that cannot read on asks this: true while a damaged file is recovered. The section then keeps what it
+    /// has, throws nothing, and nothing more of the file is read.
+    [[nodiscard]] bool _endsHere(const std::string& reason);
+
     void onEvent(Event event, Kr::KrBase* object) override;
 
 protected:
@@ -160,7 +173,13 @@ private:
     bool _readBody(std::istream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags);
     void _writeBody(std::ostream& stream, const KrMagicTag& tag, const std::string& archiveName, int flags) const;
 
-    bool _loadFrom(std::istream& stream, const std::string& archiveName, int flags);
+    bool _load(std::istream& stream, const std::string& archiveName, int flags, bool isWholeStream);
+    bool _loadFrom(const detail::LoadSource& source, const std::string& archiveName, int flags);
+    bool _loadChecked(const detail::LoadSource& source, const KrMagicTag& tag, const std::string& archiveName,
+                      int flags);
+    /// Throws, or keeps the text as a doubt while a damaged file is recovered.
+    void _refuseChecksum(const std::string& reason);
+    void _doubt(const std::string& text);
     bool _saveTo(std::ostream& stream, const std::string& archiveName, int flags, const detail::AtomicFile* target);
     void _finish() noexcept;
     void _forgetReferencableObjects();
@@ -179,6 +198,9 @@ private:
     std::string _producerInformation;
     std::string _lastError;
     std::string _lastReason;  // where the text of the error gives none
+    std::vector<std::string> _doubts;
+    bool _isRecovering{false};
+    bool _isCut{false};  // nothing more of the archive can be read
     ProgressHandler _progressHandler;
     std::uint64_t _sizeLimit{kNoSizeLimit};
 };

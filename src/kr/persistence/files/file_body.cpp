@@ -3,6 +3,7 @@
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/base_object.hpp>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "kr/persistence/archives/archive_sequence.h"
@@ -22,7 +23,7 @@ void saveSections(Archive& archive, const std::vector<KrFileSection*>& sections)
 }
 
 template <class Archive>
-void loadSections(Archive& archive, std::vector<KrFileSection*>& sections) {
+void loadSections(Archive& archive, std::vector<KrFileSection*>& sections, const bool& isCut) {
     loadSequence(archive, "Sections", [&](std::size_t index) {
         KrFileSection* section = nullptr;
         archive >> boost::serialization::make_nvp("Section", section);
@@ -37,6 +38,7 @@ void loadSections(Archive& archive, std::vector<KrFileSection*>& sections) {
             sections.pop_back();
             throw;
         }
+        if (isCut) throw std::runtime_error("what stands behind this section cannot be read");
     });
     archive.requireOwned();
 }
@@ -51,7 +53,13 @@ void KrFile::serialize(Archive& archive, unsigned int /*version*/) {
     archive& bs::make_nvp("OrreryInformation", _producerInformation);
     archive& bs::make_nvp("Kr::KrBase", bs::base_object<Kr::KrBase>(*this));
     if constexpr (Archive::is_loading::value) {
-        loadSections(archive, _sections);
+        try {
+            loadSections(archive, _sections, _isCut);
+        } catch (const std::exception& exception) {
+            // Without any section there is nothing to recover.
+            if (_sections.empty() || (!_isCut && !_endsHere(std::string("reading ends early: ") + exception.what())))
+                throw;
+        }
         for (KrFileSection* section : _sections)
             section->setOwner(this);
     } else {
@@ -82,6 +90,7 @@ void KrFile::_readBodyFrom(std::istream& stream, const std::string& archiveName,
     if (_sizeLimit != kNoSizeLimit) archive.setSizeLimit(_sizeLimit);
     try {
         archive >> boost::serialization::make_nvp("File", *this);
+        if (_isCut) archive.delete_created_pointers();
     } catch (...) {
         archive.delete_created_pointers();
         throw;

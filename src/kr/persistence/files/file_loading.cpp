@@ -5,29 +5,12 @@
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/file_object_numbers.h"
+#include "kr/persistence/files/internal/load_source.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/internal/version_gate.h"
 #include "kr/persistence/files/magic_tag.h"
 
 namespace KrPersistence {
-
-namespace {
-
-/// From here to the end; 0 where the stream cannot tell.
-std::uint64_t getBytesLeft(std::istream& stream) {
-    const auto here = stream.tellg();
-    if (here < 0) {
-        stream.clear();
-        return 0;
-    }
-    stream.seekg(0, std::ios::end);
-    const auto end = stream.tellg();
-    stream.clear();
-    stream.seekg(here);
-    return end > here ? static_cast<std::uint64_t>(end - here) : 0;
-}
-
-}  // namespace
 
 bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) {
     _forgetError();
@@ -39,16 +22,23 @@ bool KrFile::load(const std::string& filename, int flags, const std::string& arc
     std::ifstream stream(source, std::ios::binary);
     if (!stream) return _fail("KrFile: cannot open " + source + " for loading.\n");
     detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: loading '" + source + "'.\n");
-    return load(stream, archiveName.empty() ? source : archiveName, flags);
+    return _load(stream, archiveName.empty() ? source : archiveName, flags, true);
 }
 
 bool KrFile::load(std::istream& stream, const std::string& archiveName, int flags) {
+    return _load(stream, archiveName, flags, false);
+}
+
+bool KrFile::_load(std::istream& stream, const std::string& archiveName, int flags, bool isWholeStream) {
     _forgetError();
     clear();
+    _isRecovering = (flags & kRecover) != 0;
     const FileObjectNumbers::Scope numbers;
     bool isLoaded = false;
     try {
-        isLoaded = _loadFrom(stream, archiveName, flags);
+        isLoaded =
+            detail::withSource(stream, isWholeStream, _isRecovering ? &_doubts : nullptr,
+                               [&](const detail::LoadSource& source) { return _loadFrom(source, archiveName, flags); });
     } catch (const std::exception& exception) {
         clear();
         _fail(std::string("KrPersistence: An error occurred while loading:\n\n") + exception.what() + "\n");
@@ -61,9 +51,9 @@ bool KrFile::load(std::istream& stream, const std::string& archiveName, int flag
     return isLoaded;
 }
 
-bool KrFile::_loadFrom(std::istream& stream, const std::string& archiveName, int flags) {
+bool KrFile::_loadFrom(const detail::LoadSource& source, const std::string& archiveName, int flags) {
+    std::istream& stream = source.stream;
     const std::string& shownName = _currentFilename.empty() ? archiveName : _currentFilename;
-    const std::uint64_t size = getBytesLeft(stream);
     KrMagicTag tag;
     tag.load(stream);
     _fileType = tag.getFileType();
@@ -73,8 +63,8 @@ bool KrFile::_loadFrom(std::istream& stream, const std::string& archiveName, int
     if (const std::string refusal = detail::checkFileVersion(major, minor, archiveName); !refusal.empty()) {
         return _fail(refusal);
     }
-    if (size > _sizeLimit) {
-        return _fail("KrPersistence: Cannot load " + shownName + ", it has " + std::to_string(size) +
+    if (source.size > _sizeLimit) {
+        return _fail("KrPersistence: Cannot load " + shownName + ", it has " + std::to_string(source.size) +
                      " bytes, and the limit is " + std::to_string(_sizeLimit) + ".\n");
     }
     if (_fileType == eFileType::kObject && tag.isSigned()) {
@@ -82,7 +72,7 @@ bool KrFile::_loadFrom(std::istream& stream, const std::string& archiveName, int
                      ", its objects are signed, and this release cannot decipher them.\n");
     }
     if (tag.getVersionSavedAsChar()) flags |= static_cast<int>(KrArchive::kByteVersions);
-    if (_readBody(stream, tag, archiveName, flags)) return true;
+    if (_loadChecked(source, tag, archiveName, flags)) return true;
     return _fail("KrPersistence: Cannot load " + shownName + ", invalid format.\n");
 }
 

@@ -7,6 +7,7 @@
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/file_object_numbers.h"
 #include "kr/persistence/files/internal/atomic_file.h"
+#include "kr/persistence/files/internal/checksum.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/magic_tag.h"
 
@@ -18,6 +19,21 @@ KrMagicTag::eFileFormat formatOf(int flags) {
     if ((flags & KrFile::kXml) != 0) return KrMagicTag::eFileFormat::kXml;
     if ((flags & KrFile::kJson) != 0) return KrMagicTag::eFileFormat::kJson;
     return KrMagicTag::eFileFormat::kBinary;
+}
+
+bool wantsChecksum(KrMagicTag::eFileFormat format, int flags) {
+    if (format == KrMagicTag::eFileFormat::kBinary) return (flags & KrFile::kNoChecksum) == 0;
+    return (flags & KrFile::kChecksum) != 0;
+}
+
+/// Lets the file be written to the stream, and its checksum behind it.
+template <class Action>
+void write(std::ostream& stream, KrMagicTag::eFileFormat format, int flags, const Action& writeFile) {
+    if (!wantsChecksum(format, flags)) return writeFile(stream);
+    detail::ChecksumOutput checked(*stream.rdbuf());
+    std::ostream output(&checked);
+    writeFile(output);
+    if (!output || !checked.finish(format)) throw std::ios_base::failure("the stream takes no more bytes");
 }
 
 }  // namespace
@@ -79,8 +95,10 @@ bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int f
         tag.setFileType(_fileType);
         tag.setFileFormat(formatOf(flags));
         tag.setVersionSavedAsChar((static_cast<std::uint32_t>(flags) & KrArchive::kByteVersions) != 0);
-        tag.save(stream);
-        _writeBody(stream, tag, archiveName, flags);
+        write(stream, tag.getFileFormat(), flags, [&](std::ostream& output) {
+            tag.save(output);
+            _writeBody(output, tag, archiveName, flags);
+        });
         stream.flush();
         if (!stream) throw std::ios_base::failure("the stream takes no more bytes");
         isSaved = true;

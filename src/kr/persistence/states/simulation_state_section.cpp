@@ -1,10 +1,12 @@
 #include "kr/persistence/states/simulation_state_section.h"
 
 #include <cmath>
+#include <exception>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "kr/application/application_config.h"
 #include "kr/data/stored_path.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
@@ -14,6 +16,7 @@
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/files/file.h"
 #include "kr/persistence/states/internal/state_record.h"
 
 KR_FILE_SECTION(KrPersistence::KrSimulationStateSection, "KrSimulationStateSection", 0)
@@ -23,6 +26,10 @@ namespace KrPersistence {
 
 namespace {
 
+using Config = KrSim::ApplicationConfig;
+
+/// Up to here a frame number times the time step is exact in a double.
+constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 53U;
 constexpr const char* kPayloadTexts[] = {"Normal", "Compact"};
 
 /// An event as a file holds it: numbers of events are those of one process.
@@ -189,6 +196,10 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
     auto& position = _loaded->position;
     unsigned long long frames = 0;
     reader.read("Frames", frames);
+    if (frames > kMostFrames) {
+        reader.fail("Frames is " + std::to_string(frames) + ", more than any run has; the highest is " +
+                    std::to_string(kMostFrames));
+    }
     position.frames = frames;
     reader.read("Frame", position.frame);
     const auto check = [&](const char* name, double value) {
@@ -196,8 +207,12 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
     };
     reader.read("ElapsedSeconds", position.elapsedSeconds);
     check("ElapsedSeconds", position.elapsedSeconds);
+    if (position.elapsedSeconds < 0.0) reader.fail("ElapsedSeconds is below 0");
     reader.read("FrameRate", position.frameRateHz);
-    check("FrameRate", position.frameRateHz);
+    if (!(position.frameRateHz >= Config::kLowestFrameRate && position.frameRateHz <= Config::kHighestFrameRate)) {
+        reader.fail("FrameRate is " + std::to_string(position.frameRateHz) + " Hz; it must be " +
+                    std::to_string(Config::kLowestFrameRate) + " to " + std::to_string(Config::kHighestFrameRate));
+    }
     // Moments before one that is 0.
     const auto readMoment = [&](const char* name, std::optional<double>& moment) {
         double seconds = 0.0;
@@ -215,10 +230,17 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
     });
     if (payload < 0 || payload > 1) reader.fail("the payload " + std::to_string(payload) + " is unknown");
     _payload = static_cast<eStatePayload>(payload);
-    reader.sequence("Extensions", [&](std::size_t) {
-        _loaded->extensions.push_back(detail::StateRecord::read(reader, "Extension", _payload));
-    });
-    _readEvents(reader);
+    try {
+        reader.sequence("Extensions", [&](std::size_t) {
+            _loaded->extensions.push_back(detail::StateRecord::read(reader, "Extension", _payload));
+        });
+        _readEvents(reader);
+    } catch (const std::exception& exception) {
+        auto* file = getOwner();
+        const auto text = "of the state, " + std::to_string(_loaded->extensions.size()) +
+                          " extensions could be read: " + exception.what();
+        if (file == nullptr || !file->_endsHere(text)) throw;
+    }
 }
 
 void KrSimulationStateSection::_readEvents(ArchiveReader& reader) {

@@ -10,9 +10,9 @@ class ArchiveReader;
 
 namespace KrPersistence::detail {
 
-/// Reads what ContentWriter wrote. Nothing is made of it yet.
+/// Reads what ContentWriter wrote. Nothing is made of it yet. After an exception the records are those that were whole.
 /// \param version  of the section.
 /// \param file     the file part of the content; empty for none.
-[[nodiscard]] ContentRecords readContent(ArchiveReader& reader, unsigned int version, const std::string& file);
+void readContent(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content);
 
 }  // namespace KrPersistence::detail

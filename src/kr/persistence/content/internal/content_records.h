@@ -47,6 +47,7 @@ struct DefinitionRecord {
 };
 
 struct ExtensionRecord {
+    bool isRead{false};  ///< whole, but for what is below it
     bool isObject{false};
     bool isLost{false};
     KrSim::KrFactoryKey key;
