@@ -30,6 +30,14 @@ TEST(FieldBytes, AreThoseOfTheDocumentation) {
                         std::string(reinterpret_cast<const char*>(bytes), sizeof(bytes))));
 }
 
+TEST(FieldBytes, KeepTheSignOfABoundThatIsZero) {
+    KrData::Field<double> field("Range", nullptr, 1.0);
+    field.setRange(-0.0, 2.0);
+    EXPECT_NE(saved<Json>(field, {}, kNoHeader).find("\"Minimum\": -0.0,"), std::string::npos);
+    field.setRange(0.0, 2.0);
+    EXPECT_EQ(saved<Json>(field, {}, kNoHeader).find("Minimum"), std::string::npos);
+}
+
 TEST(FieldBytes, OfNamedArchivesAreReadable) {
     EXPECT_EQ(saved<Json>(speed(), {}, kNoHeader), R"({
  "Field": {

@@ -4,8 +4,10 @@
 
 #include <limits>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -128,6 +130,33 @@ TEST(StateFile, KeepsDoublesAsFloatsWhenCompact) {
     std::ostringstream again(std::ios::binary);
     EXPECT_TRUE(file.save(again, ""));
     EXPECT_EQ(again.str(), compact);
+}
+
+TEST(StateFile, IsRefusedWithAMomentOrAPaceThatNoRunHas) {
+    World world;
+    const auto bytes = save(world.take(), KrFile::kXml);
+    const auto with = [&](const std::string& name, const std::string& value) {
+        return std::regex_replace(bytes, std::regex("<" + name + ">[^<]*<"), "<" + name + ">" + value + "<");
+    };
+    const test_support::LogCapture log;
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"FrameRate", "0.1", true},
+        {"FrameRate", "100000.0", true},
+        {"FrameRate", "0.0", false},
+        {"FrameRate", "-60.0", false},
+        {"FrameRate", "1e+09", false},
+        {"FrameRate", "NaN", false},
+        {"Frames", "9007199254740992", true},
+        {"Frames", "9007199254740993", false},
+        {"Frames", "18446744073709551615", false},
+        {"ElapsedSeconds", "-1.0", false},
+        {"ElapsedSeconds", "Infinity", false},
+    };
+    for (const auto& [name, value, isTaken] : cases) {
+        KrFile file;
+        EXPECT_EQ(load(file, with(name, value)) != nullptr, isTaken) << name << ' ' << value;
+        EXPECT_THAT(file.getLastError(), testing::HasSubstr(isTaken ? "" : name)) << value;
+    }
 }
 
 TEST(StateFile, KeepsReferencesToContentThatIsNotHere) {

@@ -56,6 +56,10 @@ void ContentBuilder::build() {
         _problems.push_back("Unable to create " + type + ": " + std::to_string(count) +
                             (count == 1 ? " extension keeps" : " extensions keep") + " the data");
     }
+    for (const auto& [version, count] : _newerTypes) {
+        _problems.push_back(version + ": what is new there is lost in " + std::to_string(count) +
+                            (count == 1 ? " extension" : " extensions") + "; load a newer plug-in");
+    }
 }
 
 void ContentBuilder::_reportDoubles() {
@@ -153,6 +157,10 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
         const ReferencePaths paths(record.fields, record.references);
         extension._loadImplementation(&record.fields);
         paths.update(record.references);
+    }
+    if (extension.hasImplementation() && record.dataVersion > extension.getImplementationVersion()) {
+        ++_newerTypes[record.key.toString() + " was saved in version " + std::to_string(record.dataVersion) +
+                      ", and here it is of version " + std::to_string(extension.getImplementationVersion())];
     }
     if (!extension.hasImplementation()) {
         for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {

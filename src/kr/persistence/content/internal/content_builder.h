@@ -84,6 +84,7 @@ private:
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
     // Places in the list, by live ID and by that of the file where it is another one.
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
+    std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
     std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};

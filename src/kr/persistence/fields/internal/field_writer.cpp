@@ -1,7 +1,9 @@
 #include "kr/persistence/fields/internal/field_writer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -20,6 +22,12 @@ using KrData::Container;
 using KrData::Field;
 
 namespace {
+
+template <class T>
+bool isDefault(const T& value) {
+    if constexpr (std::is_floating_point_v<T>) return value == T{} && !std::signbit(value);
+    return value == T{};
+}
 
 std::string keyOf(std::string path, std::size_t item) {
     // No two pairs of a path and a number come to the same text.
@@ -170,8 +178,9 @@ template <class T>
 void FieldWriter::_writeRange(const Field<T>& field) {
     const T minimum = field.getMinimum();
     const T maximum = field.getMaximum();
-    _writer.optional(!(minimum == T{}), "Minimum", [&] { writeItem(_writer, "Minimum", minimum); });
-    _writer.optional(!(maximum == T{}), "Maximum", [&] { writeItem(_writer, "Maximum", maximum); });
+    // Bit by bit: -0.0 is equal to 0.0.
+    _writer.optional(!isDefault(minimum), "Minimum", [&] { writeItem(_writer, "Minimum", minimum); });
+    _writer.optional(!isDefault(maximum), "Maximum", [&] { writeItem(_writer, "Maximum", maximum); });
     _writer.writeIf(field.hasRange(), "Has_Range", true);
 }
 
