@@ -8,11 +8,13 @@
 #include <sstream>
 #include <string>
 #include <utility>
+#include <typeinfo>
 #include <vector>
 
 #include "benchmarks/extension_types.h"
 #include "benchmarks/memory_peak.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/container.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
@@ -131,6 +133,85 @@ void BM_LoadingMemory(benchmark::State& state) {
         state.ResumeTiming();
     }
 }
+
+// --- Much content in few extensions ----------------------------------------------------------------------------------
+
+KrSim::KrExtension& addPlain(KrObject& root, const char* name) {
+    const auto extension = Kr::makeSmart<KrSim::KrExtension>();
+    extension->setName(name);
+    root.add(extension.get());
+    return *extension;
+}
+
+/// One field of a first extension drives one of a second one, so many times.
+Kr::KrSmartPtr<KrObject> makeTwoConnected(std::int64_t count) {
+    auto root = Kr::makeSmart<KrObject>();
+    auto& source = addPlain(*root, "Source");
+    auto& sink = addPlain(*root, "Sink");
+    for (std::int64_t i = 0; i < count; ++i) {
+        auto* from = source.addOutput("Output " + std::to_string(i), typeid(double));
+        auto* to = sink.addInput("Input " + std::to_string(i), typeid(double));
+        Kr::KrConnectionFactory::connect(from, to);
+    }
+    return root;
+}
+
+Kr::KrSmartPtr<KrObject> makeReferences(std::int64_t count) {
+    auto root = Kr::makeSmart<KrObject>();
+    auto& holder = addPlain(*root, "Holder");
+    auto& target = addPlain(*root, "Target");
+    for (std::int64_t i = 0; i < count; ++i)
+        holder.addParameter("Reference " + std::to_string(i), KrData::Types::kExtension)->set(&target);
+    return root;
+}
+
+Kr::KrSmartPtr<KrObject> makeFields(std::int64_t count) {
+    auto root = Kr::makeSmart<KrObject>();
+    auto& holder = addPlain(*root, "Holder");
+    for (std::int64_t i = 0; i < count; ++i)
+        holder.addParameter("Field " + std::to_string(i), typeid(double));
+    return root;
+}
+
+using Make = Kr::KrSmartPtr<KrObject> (*)(std::int64_t count);
+
+void BM_Load(benchmark::State& state, Make make) {
+    const std::string text = saveToText(*makeFile(make(state.range(0)).get()));
+    for (auto _ : state) {
+        std::istringstream stream(text);
+        auto file = std::make_unique<KrFile>();
+        if (!file->load(stream)) state.SkipWithError("not loaded");
+        state.PauseTiming();
+        file.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK_CAPTURE(BM_Load, connections, makeTwoConnected)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Load, references, makeReferences)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Load, fields, makeFields)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
+
+/// Copied and destroyed again.
+void BM_Clone(benchmark::State& state, Make make) {
+    const auto root = make(state.range(0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(root->clone());
+}
+BENCHMARK_CAPTURE(BM_Clone, connections, makeTwoConnected)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Clone, fields, makeFields)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
+
+void BM_Disconnect(benchmark::State& state) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        const auto root = makeTwoConnected(state.range(0));
+        const auto& from = root->getExtension(0)->getOutputContainer();
+        const auto& to = root->getExtension(1)->getInputContainer();
+        state.ResumeTiming();
+        for (std::size_t i = 0; i < from.size(); ++i)
+            Kr::KrConnectionFactory::disconnect(from.begin()[static_cast<std::ptrdiff_t>(i)],
+                                                to.begin()[static_cast<std::ptrdiff_t>(i)]);
+    }
+}
+BENCHMARK(BM_Disconnect)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
 
 BENCHMARK(BM_SaveObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SaveObjectFileUnchecked)->Arg(100'000)->Unit(benchmark::kMillisecond);

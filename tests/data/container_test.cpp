@@ -3,7 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <utility>
@@ -369,6 +373,83 @@ TEST(ContainerVisit, GoesDepthFirstInOrder) {
     Names names;
     top.accept(names);
     EXPECT_THAT(names.names, ElementsAre("[Top]", "[Group]", "A", "B", "[Empty]", "C"));
+}
+
+// --- Lookup among many children, against a search through all of them -----------------------------------------------
+
+const FieldBase* findByLooking(const Container& container, const std::string& path) {
+    for (const FieldBase* child : container) {
+        if (child->getPath() == path) return child;
+        if (child->getDataType() != Types::kContainer) continue;
+        if (const auto* found = findByLooking(static_cast<const Container&>(*child), path)) return found;
+    }
+    return nullptr;
+}
+
+Container::iterator findFirst(const Container& container, const Kr::KrID& id) {
+    return std::find_if(container.begin(), container.end(), [&](const FieldBase* each) { return each->getID() == id; });
+}
+
+/// Most identifiers are there once; some stand twice, are empty, or hold dots.
+Kr::KrID anyID(std::mt19937& random) {
+    switch (random() % 24) {
+        case 0:
+            return "Group";
+        case 1:
+            return "Group.Leaf";
+        case 2:
+            return random() % 8 == 0 ? "" : "Leaf";
+        default:
+            return "Child " + std::to_string(random() % 400);
+    }
+}
+
+void changeAnywhere(Container& container, std::mt19937& random) {
+    const auto place = container.begin() + static_cast<std::ptrdiff_t>(random() % (container.size() + 1));
+    const auto id = anyID(random);
+    switch (random() % 16) {
+        case 0:
+            container.insert(place, id, Types::kInteger);
+            break;
+        case 1:
+            container.erase(place);
+            break;
+        case 2:
+            container.moveField(place, id);
+            break;
+        case 3:
+            if (place != container.end()) (*place)->setID(id);
+            break;
+        case 4:
+            if (random() % 64 == 0) container.clear();
+            break;
+        case 5:
+        case 6:
+            container.removeField(container.empty() ? id : container.getChildren().back()->getID());
+            break;
+        case 7:
+            container.addContainer("Group")->addField("Leaf", Types::kInteger);
+            break;
+        default:
+            container.addField(id, Types::kInteger);
+            break;
+    }
+}
+
+TEST(Container, FindsTheFirstOfManyChildrenWhateverChanged) {
+    constexpr std::uint_fast32_t kSeed = 20260113;
+    std::mt19937 random(kSeed);
+    Container top("Top");
+    for (int i = 0; i < 100; ++i)
+        top.addField("Child " + std::to_string(i), Types::kInteger);
+    for (int step = 0; step < 5'000; ++step) {
+        if (random() % 4 == 0) changeAnywhere(top, random);
+        const auto id = anyID(random);
+        ASSERT_EQ(top.find(id), findFirst(top, id)) << "seed " << kSeed << ", step " << step << ", " << id.str();
+        const auto path = "Top." + (random() % 8 == 0 ? "Group.Leaf" : id.str());
+        ASSERT_EQ(top.findFieldFromPath(path), findByLooking(top, path))
+            << "seed " << kSeed << ", step " << step << ", " << path;
+    }
 }
 
 }  // namespace container_test

@@ -88,6 +88,10 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     [[nodiscard]] bool _isUnowned() const noexcept { return _isOwnerless; }
     void _setUnowned(bool isUnowned) noexcept { _isOwnerless = isUnowned; }
 
+    /// Where the extension that keeps this connection has it. For that extension only.
+    [[nodiscard]] std::uint32_t _getKeeperSlot() const noexcept { return _keeperSlot; }
+    void _setKeeperSlot(std::uint32_t slot) noexcept { _keeperSlot = slot; }
+
     /// The sorter's place for this connection. For the sorter only, under its lock.
     [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot; }
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
@@ -127,6 +131,7 @@ private:
     std::uint32_t _sourceSlot{kNoSlot};
     std::uint32_t _sinkSlot{kNoSlot};
     std::uint32_t _sorterSlot{kNoSlot};
+    std::uint32_t _keeperSlot{kNoSlot};
 };
 
 }  // namespace Kr

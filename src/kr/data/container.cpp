@@ -109,6 +109,7 @@ void Container::_destroyChildren() {
     const detail::NotificationFrame frame(*this, *this);
     {
         const std::lock_guard lock(detail::treeMutex());
+        _lookup.drop();
         // The first one stands last then, and each leaves from the end.
         std::reverse(_children.begin(), _children.end());
         for (auto* child : _children)
@@ -169,6 +170,11 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
         const std::lock_guard lock(detail::treeMutex());
         if (_children.capacity() == 0) _children.reserve(kUsualChildren);
         _children.insert(_children.begin() + static_cast<std::ptrdiff_t>(index), field);
+        if (index + 1 == _children.size()) {
+            _lookup.onAppended(_children);
+        } else {
+            _lookup.drop();
+        }
         field->_parent = this;
         if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
         if (field->_isApplicationModeEditing() != _isApplicationModeEditing()) {
@@ -205,6 +211,11 @@ void Container::_takeOut(FieldBase& field, bool isDying) {
     {
         const std::lock_guard lock(detail::treeMutex());
         if (_getFieldOwner() != nullptr) field._countOutputsBelow(-1, connected, watched);
+        if (found == _children.rbegin()) {
+            _lookup.onLastGoes(_children);
+        } else {
+            _lookup.drop();
+        }
         _children.erase(std::next(found).base());
         field._parent = nullptr;
         wasObserved = field._has(kAncestorObserved);
@@ -277,7 +288,7 @@ void Container::_takeInternalIdentifiers(const Container& source) {
 // --- Access --------------------------------------------------------------------------------------------------------
 
 Container::iterator Container::find(const Kr::KrID& id) const noexcept {
-    return std::find_if(begin(), end(), [&](const FieldBase* child) { return child->_id == id; });
+    return begin() + static_cast<std::ptrdiff_t>(_lookup.find(_children, id));
 }
 
 FieldBase& Container::operator[](const Kr::KrID& id) {
@@ -326,14 +337,25 @@ FieldBase* Container::findFieldFromPath(std::string_view path) const {
 }
 
 FieldBase* Container::_findBelow(std::string_view path, std::size_t matched) const {
+    detail::ChildLookup::Steps steps;
+    const auto begin = matched + static_cast<std::size_t>(matched != 0);  // behind a dot, which _findFrom checks
+    if (_lookup.findSteps(_children, path.substr(std::min(begin, path.size())), steps)) {
+        for (std::size_t i = 0; i < steps.count; ++i) {
+            if (auto* found = _findFrom(*_children[steps.positions[i]], path, matched)) return found;
+        }
+        return nullptr;
+    }
     for (auto* child : _children) {
-        const auto end = matchStep(path, matched, child->getID().str());
-        if (end == std::string_view::npos) continue;
-        if (end == path.size()) return child;
-        if (child->getDataType() != Types::kContainer) continue;
-        if (auto* found = static_cast<const Container*>(child)->_findBelow(path, end)) return found;
+        if (auto* found = _findFrom(*child, path, matched)) return found;
     }
     return nullptr;
+}
+
+FieldBase* Container::_findFrom(FieldBase& child, std::string_view path, std::size_t matched) {
+    const auto end = matchStep(path, matched, child.getID().str());
+    if (end == std::string_view::npos || end == path.size()) return end == path.size() ? &child : nullptr;
+    return child.getDataType() == Types::kContainer ? static_cast<const Container&>(child)._findBelow(path, end)
+                                                    : nullptr;
 }
 
 FieldBase* Container::getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept {
@@ -368,6 +390,7 @@ Container::iterator Container::moveField(iterator position, const Kr::KrID& id) 
     if (behind == from) return from;
     _tellOwnerOfTree();
     const std::lock_guard lock(detail::treeMutex());
+    _lookup.drop();
     if (behind == _children.end()) {
         std::rotate(from, from + 1, _children.end());
         return end() - 1;

@@ -8,6 +8,7 @@
 #include <typeinfo>
 #include <vector>
 
+#include "kr/data/child_lookup.h"
 #include "kr/data/field.h"
 #include "kr/data/field_base.h"
 
@@ -15,9 +16,10 @@ namespace KrData {
 
 /// A field whose value is an ordered list of child fields: the inputs of an extension, a group, a whole tree.
 ///
-/// Lookups by identifier are linear and answer the first match; identifiers should be unique among siblings, but
-/// nothing enforces it (getUniqueFieldId makes one). Children are found again across renames by their internal
-/// identifier, which is unique in the container. A container never becomes its own descendant.
+/// Lookups by identifier answer the first match; identifiers should be unique among siblings, but nothing enforces it
+/// (getUniqueFieldId makes one). Many children get a table of their identifiers once they have been searched a few
+/// times, so that adding and finding thousands takes linear time. Children are found again across renames by their
+/// internal identifier, which is unique in the container. A container never becomes its own descendant.
 ///
 /// Ownership: the container owns its children and destroys them in order.
 class KR_API Container : public FieldBase {
@@ -69,7 +71,7 @@ public:
     [[nodiscard]] const FieldBase& at(std::size_t index) const { return (*this)[index]; }
     [[nodiscard]] const Children& getChildren() const override { return _children; }
     /// The field below this container whose getPath() is `path`, or null. Paths are absolute, whatever container is
-    /// asked. Allocates nothing.
+    /// asked. Allocates nothing but the table that a container of many children makes once it was searched a few times.
     [[nodiscard]] FieldBase* findFieldFromPath(std::string_view path) const;
     [[nodiscard]] FieldBase* getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept;
     /// `id` itself when no child has it, else its text with a blank and the first free number from 2 up.
@@ -116,6 +118,8 @@ public:
     bool _removeField(FieldBase* field);
     /// Called by a dying child.
     void _onChildDies(FieldBase& field);
+    /// Called by a child that has another identifier.
+    void _onChildRenamed() noexcept { _lookup.drop(); }
     /// Tells whoever observes this container that its list of children changed on account of `field`.
     void _notifyLater(const FieldBase& field) const;
     /// Gives the field a number that no other child has, keeping its own where possible.
@@ -155,6 +159,7 @@ protected:
 
 private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
+    [[nodiscard]] static FieldBase* _findFrom(FieldBase& child, std::string_view path, std::size_t matched);
     void _insertChild(FieldBase* field, std::size_t index);
     void _takeOut(FieldBase& field, bool isDying);
     [[nodiscard]] Children _duplicateChildren(const Container& source) const;
@@ -164,6 +169,7 @@ private:
     void _forEachPair(const Container& other, PairAction&& action);
 
     Children _children;
+    detail::ChildLookup _lookup;
     Types::FieldTypeEnum _fieldType;
     std::uint32_t _nextInternalIdentifier{1};
 };

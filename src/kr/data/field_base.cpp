@@ -179,6 +179,7 @@ bool FieldBase::setID(const Kr::KrID& id) {
     if (!isDynamic()) return false;
     if (_id == id) return true;
     _id = id;
+    if (_parent != nullptr) _parent->_onChildRenamed();
     _tellOwnerOfTree();
     _notifyPropertyChangedBothWays();
     return true;

@@ -120,27 +120,39 @@ const std::shared_ptr<const KrData::ValuePlan>& KrInputOutputContainer::_getValu
 // --- Connections ---------------------------------------------------------------------------------------------------
 
 void KrInputOutputContainer::_ownConnection(std::unique_ptr<KrConnectionBase> connection) {
-    // Only where the list would grow, so that many connections cost no search each.
+    // Only where the list would grow, and not again for the next ones: many connections cost no search each.
     if (_connections.size() == _connections.capacity()) {
-        std::erase_if(_connections, [](const auto& each) { return !each->isValid(); });
+        std::erase_if(_connections, [](const auto& each) { return !each || !each->isValid(); });
+        _numberKept();
+        _connections.reserve(2 * _connections.size());
     }
     if (!connection) return;
     connection->_setUnowned(false);
+    connection->_setKeeperSlot(static_cast<std::uint32_t>(_connections.size()));
     _connections.push_back(std::move(connection));
 }
 
 std::unique_ptr<KrConnectionBase> KrInputOutputContainer::_releaseConnection(const KrConnectionBase& connection) {
-    const auto found = std::find_if(_connections.begin(), _connections.end(),
-                                    [&](const auto& each) { return each.get() == &connection; });
-    if (found == _connections.end()) return nullptr;
-    auto released = std::move(*found);
-    _connections.erase(found);
+    const auto slot = connection._getKeeperSlot();
+    if (slot >= _connections.size() || _connections[slot].get() != &connection) return nullptr;
+    auto released = std::move(_connections[slot]);
+    if (2 * ++_releasedCount > _connections.size()) {
+        std::erase(_connections, nullptr);
+        _numberKept();
+    }
     return released;
+}
+
+void KrInputOutputContainer::_numberKept() noexcept {
+    _releasedCount = 0;
+    for (std::size_t i = 0; i < _connections.size(); ++i)
+        _connections[i]->_setKeeperSlot(static_cast<std::uint32_t>(i));
 }
 
 void KrInputOutputContainer::_endKept() noexcept {
     // Listeners that hear of the end of one may ask for others.
     const auto ending = std::exchange(_connections, {});
+    _releasedCount = 0;
 }
 
 void KrInputOutputContainer::_release() {

@@ -87,6 +87,7 @@ private:
     KrSim::KrExtension* _asExtension() noexcept override { return &_owner; }
 
     void _endKept() noexcept;
+    void _numberKept() noexcept;
 
     /// Tells the extension of its new name before anybody else hears of it.
     class NameField final : public KrData::Field<std::string> {
@@ -105,7 +106,8 @@ private:
     std::atomic<int> _connectedOutputs{0};
     std::atomic<int> _watchedOutputs{0};  // changed by all threads that observe
     bool _isComplete{false};
-    std::vector<std::unique_ptr<KrConnectionBase>> _connections;
+    std::vector<std::unique_ptr<KrConnectionBase>> _connections;  // each knows its place; null where one was released
+    std::size_t _releasedCount{0};                                // nulls among them
     mutable std::shared_ptr<const KrData::ValuePlan> _valuePlan;  // outlives the fields, whose end resets it
     NameField _name;
     KrData::Container _inputs;

@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -112,6 +114,29 @@ TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
         KrConnectionFactory::connect(*out, _in);
     EXPECT_TRUE(life.expired()) << "many that come take the invalid ones away";
     EXPECT_EQ(out->_getOutgoingConnections().size(), 10U);
+}
+
+TEST_F(Owners, HandBackManyInAnyOrderWhileOthersComeAndEnd) {
+    auto& keeper = _to->getFieldsContainer();
+    std::mt19937 random(20260114);
+    std::vector<KrConnectionBase*> kept;
+    std::vector<KrData::FieldBase*> sources;
+    for (int step = 0; step < 2'000; ++step) {
+        const auto at = kept.empty() ? 0 : random() % kept.size();
+        if (kept.size() < 60 || random() % 2 == 0) {
+            sources.push_back(_from->addOutput("Source", Types::kDouble));
+            kept.push_back(KrConnectionFactory::connect(*sources.back(), _in));
+            continue;
+        }
+        if (random() % 4 == 0) {
+            _from->removeOutput(sources[at]->getID());  // which ends the connection
+        } else {
+            ASSERT_EQ(keeper._releaseConnection(*kept[at]).get(), kept[at]) << "step " << step;
+        }
+        kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(at));
+        sources.erase(sources.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    EXPECT_THAT(_in._getIncomingConnections(), testing::UnorderedElementsAreArray(kept));
 }
 
 TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
