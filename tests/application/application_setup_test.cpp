@@ -91,6 +91,38 @@ public:
 };
 const KrSim::KrFactoryKey kTuned("3b4e4f5e-52f2-4d3c-9b3d-0f4b8a1f6a11", "Test", "Tuned");
 
+/// Has two parameters of one identifier.
+class Doubled final : public KrSim::ISimulatorModule {
+public:
+    explicit Doubled(KrSim::KrSimulatorModule* proxy)
+        : ISimulatorModule(proxy, 1), gains(proxy->getParameterContainer()) {
+        gains.add<double>("Gain", 1.0);
+        gains.add<double>("Gain", 2.0);
+    }
+    KrData::Container& gains;
+};
+const KrSim::KrFactoryKey kDoubled("3b4e4f5e-52f2-4d3c-9b3d-0f4b8a1f6a12", "Test", "Doubled");
+
+TEST(Setup, KeepsTwoParametersOfOneIdentifierApart) {
+    const test_support::ProcessSettings process;
+    ASSERT_TRUE(KrSim::registerExtensionType<Doubled>(kDoubled));
+    {
+        const auto made = KrSim::KrExtensionFactory::create(kDoubled);
+        auto* module = made->getImplementationAs<Doubled>();
+        module->gains[0].set(5.0);
+        module->gains[1].set(6.0);
+        const auto first = KrApplication::create();
+        first->insertModule(KrSmartInterface<KrSim::ISimulatorModule>(module));
+        const auto second = KrApplication::create();
+        EXPECT_TRUE(second->applySetup(ApplicationConfig::createFromApplication(first.get())));
+        ASSERT_EQ(second->getModuleCount(), 1U);
+        const auto& gains = second->getModule(0)->getImplementationAs<Doubled>()->gains;
+        EXPECT_EQ(gains[0].toReal(), 5.0);
+        EXPECT_EQ(gains[1].toReal(), 6.0);
+    }
+    EXPECT_TRUE(KrSim::KrExtensionFactory::unregisterType(kDoubled));
+}
+
 TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
     const test_support::ProcessSettings process;
     const test_support::TemporaryFolder folder;

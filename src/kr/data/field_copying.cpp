@@ -75,17 +75,23 @@ bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
 
 }  // namespace
 
+FieldBase* _findCounterpartIn(const Container& copy, const FieldBase& field) {
+    const auto* parent = field.getParent();
+    if (parent == nullptr) return nullptr;
+    const auto& siblings = parent->getChildren();
+    const auto index = static_cast<std::size_t>(std::find(siblings.begin(), siblings.end(), &field) - siblings.begin());
+    if (parent->isFieldArray() && copy.isFieldArray()) {
+        return index < copy.size() ? copy.getChildren()[index] : nullptr;
+    }
+    return detail::ChildPairs(siblings, copy.getChildren()).find(index);
+}
+
 FieldBase* _findCounterpart(const FieldBase& field, Container& copy) {
     const auto* parent = field.getParent();
     if (parent == nullptr) return isContainer(field) ? &copy : nullptr;
     auto* above = _findCounterpart(*parent, copy);
     if (above == nullptr || !isContainer(*above)) return nullptr;
-    const auto& siblings = parent->getChildren();
-    const auto index = static_cast<std::size_t>(std::find(siblings.begin(), siblings.end(), &field) - siblings.begin());
-    if (parent->isFieldArray() && above->isFieldArray()) {
-        return index < above->getChildren().size() ? above->getChildren()[index] : nullptr;
-    }
-    return detail::ChildPairs(siblings, above->getChildren()).find(index);
+    return _findCounterpartIn(static_cast<const Container&>(*above), field);
 }
 
 void _copyValues(Container& copy, const Container& source, const ICopyMap& map, Changed& changed) {

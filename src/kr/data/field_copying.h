@@ -10,8 +10,11 @@
 
 namespace KrData {
 
+/// The child of `copy` that stands for `field` among its siblings; null when there is none. Fields are paired by
+/// identifier, several with one identifier by internal identifier, else in order.
+[[nodiscard]] KR_API FieldBase* _findCounterpartIn(const Container& copy, const FieldBase& field);
+
 /// The field below `copy` that stands where `field` stands below its outermost container; null when there is none.
-/// Fields are paired by identifier, several with one identifier by internal identifier, else in order.
 [[nodiscard]] KR_API FieldBase* _findCounterpart(const FieldBase& field, Container& copy);
 
 /// Sets the values below `copy` to those below `source` as they are, without clamping or transfer, and notifies

@@ -6,7 +6,7 @@
 #include "kr/application/application_config.h"
 #include "kr/application/module_record.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/data/container.h"
+#include "kr/data/field_copying.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/object.h"
 #include "kr/extension/versioning_registry.h"
@@ -28,8 +28,8 @@ void copySettings(const ModuleRecord& record, KrSimulatorModule& module) {
     if (record.settings == nullptr) return;
     auto& parameters = module.getParameterContainer();
     for (const auto* each : *record.settings) {
-        const auto place = parameters.find(each->getID());
-        if (place == parameters.end() || !(*place)->copyValue(*each)) {
+        auto* parameter = KrData::_findCounterpartIn(parameters, *each);
+        if (parameter == nullptr || !parameter->copyValue(*each)) {
             Kr::logMessage(Kr::eLogLevel::kWarn,
                            "KrApplication: Module '%s' has no parameter '%s' that takes the value of the setup\n",
                            module.getName().c_str(), each->getID().str().c_str());
