@@ -16,8 +16,9 @@ namespace KrSim {
 ///
 /// The reference finds the extension that carries the ID as soon as it is registered, loses it when it is destroyed or
 /// unregistered, and then waits for the ID again. It is weak at first: it keeps nothing alive. Of several extensions
-/// with one ID it takes the one it was made from, else the first. When its extension changes its ID, the reference
-/// follows it and has the new ID.
+/// with one ID it takes the one it was made from, else the first. Where no extension has the ID, it takes the only one
+/// with the same raw ID, the same item from a file of another name, until one with the ID comes. When its extension
+/// changes its ID, the reference follows it and has the new ID.
 ///
 ///     KrContentReference definition(id);
 ///     definition.setObserver([this] { _onDefinitionChanged(); });

@@ -59,8 +59,9 @@ public:
     virtual void onLoaded(std::istream& data, int version);
     /// Writes what the fields do not hold.
     virtual void onSaving(std::ostream& data);
-    /// Before the fields are loaded from `fields`, which may be changed to suit: renamed inputs, other units.
-    /// \param version  of the implementation that saved them, -1 when it is not known.
+    /// Before the fields are loaded from `fields`, which may be changed to suit: renamed inputs, other units. All of
+    /// them count as produced meanwhile, so setID and setParent work. \param version  of the implementation that saved
+    /// them, -1 when it is not known.
     virtual void onLoading(KrData::Container& fields, int version);
     /// Redirects a saved connection of a field that is there no more: answers the fields to connect instead.
     /// \param other      the extension at the other end, null when it is not there.

@@ -27,7 +27,8 @@ namespace KrSim {
 class KR_API KrVersioningRegistry {
 public:
     using Versions = std::map<std::string, std::int32_t>;
-    /// Turns saved fields ("Inputs", "Outputs", "Parameters" and the rest) of one version into those of the next.
+    /// Turns saved fields ("Inputs", "Outputs", "Parameters" and the rest) of one version into those of the next. All
+    /// of them count as produced meanwhile, so setID and setParent work.
     using UpgradeStep = std::function<void(KrData::Container& saved)>;
     /// What was saved of an extension.
     struct SavedExtension {
