@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kr/core/base_pointer.h"
 #include "kr/persistence/archives/archive_writer.h"
 
 namespace krsim {
