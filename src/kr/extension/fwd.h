@@ -22,6 +22,7 @@ class KrFactoryKey;
 class KrObject;
 class KrSimulationState;
 class KrVersioningRegistry;
+struct KrWaitingConnection;
 template <class T>
 class KrSmartInterface;
 }  // namespace KrSim

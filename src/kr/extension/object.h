@@ -102,6 +102,8 @@ class KR_API KrObject : public KrExtension {
     /// Makes it an instance without bringing it in line, as loading does.
     void _setDefinition(const KrContentID& id) { _definition.setTarget(id); }
     void _setDefinition(KrObject* definition) { _definition.setTarget(definition); }
+    /// The connections with content outside that wait for parts which the definition has lost; for writers.
+    [[nodiscard]] std::vector<KrWaitingConnection> _getWaitingConnections() const;
 
     // --- The extension ---------------------------------------------------------------------------------------------
     using KrExtension::clone;

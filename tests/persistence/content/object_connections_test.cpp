@@ -38,6 +38,34 @@ protected:
     KrSmartPtr<KrExtension> _right = make(kMotorType, "Right", 2);
 };
 
+TEST_F(SavedConnections, WithAPartThatItsDefinitionHasLostComeBackThroughAFile) {
+    std::string bytes;
+    {
+        const auto axle = makeObject({}, "Axle", 11);
+        axle->add(_right.get());
+        const auto instance = axle->instantiate(KrContentID::createFromWords(7, 12));
+        Kr::KrConnectionFactory::connect(motorOf(_left).speed.getField(), instance->getExtension(0)->getInput("Pedal"));
+        axle->remove(_right.get());
+        ASSERT_TRUE(instance->sync());
+        bytes = save({axle, instance, _left});
+    }
+    _left.reset();
+    _right.reset();
+    auto loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 3U);
+    EXPECT_THAT(loaded.problems, ElementsAre(HasSubstr("is kept, but cannot be made now")));
+    static_cast<KrObject&>(*loaded.objects[0]).add(make(kMotorType, "Right", 2).get());
+    bytes = save(loaded.objects);
+    loaded = {};
+    loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 3U);
+    EXPECT_TRUE(loaded.problems.empty());
+    const auto& instance = static_cast<const KrObject&>(*loaded.objects[1]);
+    ASSERT_EQ(instance.getExtensionCount(), 1U);
+    motorOf(loaded.objects[2]).speed = 4.0;
+    EXPECT_EQ(instance.getExtension(0)->getInput("Pedal")->toReal(), 4.0);
+}
+
 TEST_F(SavedConnections, TransferNothingOnLoadAndStayOff) {
     auto* connection = connect();
     motorOf(_left).speed = 5.0;

@@ -186,6 +186,18 @@ void OutsideConnections::restore(KrObject& instance, const KrCloneMap& pairs) {
     }
 }
 
+std::vector<KrWaitingConnection> OutsideConnections::describe() const {
+    std::vector<KrWaitingConnection> waiting;
+    for (const auto& kept : _kept) {
+        if (!kept.other.field.isAlive() && findInstance(kept.other.extension) == nullptr) continue;
+        const auto& source = kept.isPartSource ? kept.part : kept.other;
+        const auto& sink = kept.isPartSource ? kept.other : kept.part;
+        waiting.push_back({source.extension, source.path, sink.extension, sink.path, kept.prototype.get(),
+                           kept.isEnabled, kept.isOrdering});
+    }
+    return waiting;
+}
+
 void OutsideConnections::report(const KrObject& instance) {
     for (auto& kept : _kept) {
         if (std::exchange(kept.isReported, true)) continue;
@@ -200,3 +212,11 @@ void OutsideConnections::report(const KrObject& instance) {
 }
 
 }  // namespace KrSim::detail
+
+namespace KrSim {
+
+std::vector<KrWaitingConnection> KrObject::_getWaitingConnections() const {
+    return _outsideConnections ? _outsideConnections->describe() : std::vector<KrWaitingConnection>();
+}
+
+}  // namespace KrSim

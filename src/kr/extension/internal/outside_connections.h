@@ -11,6 +11,7 @@
 #include "kr/data/field_reference.h"
 #include "kr/extension/clone_map.h"
 #include "kr/extension/object.h"
+#include "kr/extension/waiting_connection.h"
 
 namespace KrSim::detail {
 
@@ -33,6 +34,8 @@ public:
     /// Makes the connections whose parts and other ends are there. One between two parts of the instance is dropped: it
     /// follows the definition.
     void restore(KrObject& instance, const KrCloneMap& pairs);
+    /// Those whose other end is there, or may come back.
+    [[nodiscard]] std::vector<KrWaitingConnection> describe() const;
     /// Logs a warning for each connection that is kept since the last call.
     void report(const KrObject& instance);
 

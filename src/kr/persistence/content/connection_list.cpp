@@ -13,6 +13,8 @@
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/extension/waiting_connection.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
 #include "kr/persistence/content/internal/kept_content.h"
@@ -37,14 +39,15 @@ std::string describe(const KrData::FieldBase& field) {
 /// Notes the transfer function of a connection; one that is code stays behind.
 class Functions {
 public:
-    void note(const Kr::KrConnectionBase& connection, ConnectionRecord& record) {
+    /// \param nameOf  answers a name of the connection for people.
+    template <class NameOf>
+    void note(const Kr::KrConnectionBase& connection, ConnectionRecord& record, const NameOf& nameOf) {
         if (!connection.isOfClassType(Kr::KrConnection::getClassType())) return;
         const auto& direct = static_cast<const Kr::KrConnection&>(connection);
         if (const auto* function = direct.getTransferFunction()) {
             record.function = *function;
-        } else if (direct.hasTransferFunction()) {
-            if (++_lostCount > kMostNamed) return;
-            _lost += "  " + describe(*connection.getSource()) + " -> " + describe(*connection.getSink()) + "\n";
+        } else if (direct.hasTransferFunction() && ++_lostCount <= kMostNamed) {
+            _lost += "  " + nameOf() + "\n";
         }
     }
     void report() const {
@@ -78,6 +81,10 @@ public:
 
     void add(const KrSim::KrExtension& extension) {
         _add(extension.getFieldsContainer());
+        if (extension.isOfClassType(KrSim::KrObject::getClassType())) {
+            for (const auto& waiting : static_cast<const KrSim::KrObject&>(extension)._getWaitingConnections())
+                _add(waiting);
+        }
         const auto* kept = KeptContent::find(extension);
         if (kept == nullptr) return;
         for (const auto& record : kept->connections)
@@ -110,8 +117,25 @@ private:
         record.isQueued = connection.isOfClassType(Kr::KrSimQueuedConnection::getClassType());
         record.isDisabled = !connection.isEnabled();
         record.isUnordered = record.isDisabled && !connection._isRegisteredInSorter();
-        _functions.note(connection, record);
+        _functions.note(connection, record,
+                        [&] { return describe(*connection.getSource()) + " -> " + describe(*connection.getSink()); });
         _found.push_back({std::move(record), connection._getSlot(Kr::KrConnectionBase::End::kSource)});
+    }
+
+    void _add(const KrSim::KrWaitingConnection& waiting) {
+        ConnectionRecord record;
+        record.source = ConnectionEnd(_identity(waiting.source));
+        record.sourceField = waiting.sourceField;
+        record.sink = ConnectionEnd(_identity(waiting.sink));
+        record.sinkField = waiting.sinkField;
+        record.isQueued = waiting.prototype->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
+        record.isDisabled = !waiting.isEnabled;
+        record.isUnordered = record.isDisabled && !waiting.isOrdering;
+        _functions.note(*waiting.prototype, record, [&] {
+            return "'" + waiting.source.toString() + "." + waiting.sourceField + "' -> '" + waiting.sink.toString() +
+                   "." + waiting.sinkField + "'";
+        });
+        _found.push_back({std::move(record), std::numeric_limits<std::uint32_t>::max()});
     }
 
     [[nodiscard]] ConnectionRecord _stored(ConnectionRecord record) const {

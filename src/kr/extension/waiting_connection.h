@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "kr/content/content_id.h"
+#include "kr/core/fwd.h"
+
+namespace KrSim {
+
+/// A connection between a part that the definition of an instance has lost, and content outside of the instance. Good
+/// until the instance is synchronised.
+struct KrWaitingConnection {
+    KrContentID source;
+    std::string sourceField;  ///< as KrData::_getStoredPath answers it
+    KrContentID sink;
+    std::string sinkField;
+    const Kr::KrConnectionBase* prototype;  ///< of the same class and settings, but disabled, and with other fields
+    bool isEnabled;
+    bool isOrdering;  ///< its extensions
+};
+
+}  // namespace KrSim
