@@ -20,6 +20,7 @@
 #include "kr/platform/fixed_string.h"
 #include "kr/platform/murmur_hash3.h"
 #include "kr/platform/process.h"
+#include "kr/platform/running_crc32.h"
 #include "kr/platform/thread_id.h"
 #include "kr/platform/timer.h"
 #include "kr/platform/unique_names.h"
@@ -40,7 +41,7 @@ static_assert(Kr::KrString<4>(static_cast<const char*>(nullptr)).isEmpty());
 TEST(Crc32, AgreesWithZlibAtEveryLengthAndAlignment) {
     constexpr unsigned kSeed = 20200301;
     std::mt19937 random(kSeed);
-    std::vector<char> bytes(400);
+    std::vector<char> bytes(700);  // beyond what is divided in blocks
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
     for (std::size_t start = 0; start < 9; ++start) {
         for (std::size_t length = 0; length + start <= bytes.size(); ++length) {
@@ -50,6 +51,19 @@ TEST(Crc32, AgreesWithZlibAtEveryLengthAndAlignment) {
                 << "seed " << kSeed << ", start " << start << ", length " << length;
         }
     }
+}
+
+TEST(Crc32, IsTheSameInWhateverPiecesBytesCome) {
+    std::string bytes;
+    for (int i = 0; i < 2000; ++i)
+        bytes += static_cast<char>(i * 7);
+    for (const std::size_t piece : {1U, 3U, 15U, 16U, 64U, 255U, 256U, 271U, 1999U, 2000U}) {
+        Kr::RunningCrc32 running;
+        for (std::size_t at = 0; at < bytes.size(); at += piece)
+            running.add(std::string_view(bytes).substr(at, piece));
+        EXPECT_EQ(static_cast<std::int32_t>(running.get()), Kr::calculateCRC32(bytes)) << piece;
+    }
+    EXPECT_EQ(Kr::RunningCrc32().get(), 0U);
 }
 
 TEST(MurmurHash3, IsTheStandardOneInOutputOrder) {
