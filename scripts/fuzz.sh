@@ -7,9 +7,9 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 name=${1:-}
-if [ ! -e "fuzz/${name}_fuzzer.cpp" ]; then
+if [ -z "$name" ] || [ ! -d "fuzz/corpus/$name" ]; then
   echo "usage: scripts/fuzz.sh <name> [seconds] [ndebug]; fuzzers:" >&2
-  for file in fuzz/*_fuzzer.cpp; do basename "$file" _fuzzer.cpp >&2; done
+  ls fuzz/corpus >&2
   exit 2
 fi
 
