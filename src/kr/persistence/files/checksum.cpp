@@ -17,6 +17,7 @@ constexpr std::size_t kPiece = std::size_t{64} << 10U;
 constexpr std::string_view kMagic = "KrCheck1";
 static_assert(kMagic.size() + sizeof(std::uint64_t) + sizeof(std::uint32_t) == kTrailerSize);
 
+constexpr std::string_view kName = "KrChecksum";
 constexpr std::string_view kXmlBegin = "<!--KrChecksum ";
 constexpr std::string_view kXmlEnd = "-->\n";
 constexpr std::string_view kJsonBegin = ",\n \"KrChecksum\": \"";
@@ -109,7 +110,7 @@ bool ChecksumOutput::finish(KrMagicTag::eFileFormat format) {
     if (isJson && !held.ends_with(kEndOfJson)) throw std::logic_error("the JSON document has no end");
     if (isJson) pbump(-static_cast<int>(kEndOfJson.size()));
     if (!_handOn(0)) return false;
-    const StoredChecksum checksum{_length, _checksum.get()};
+    const StoredChecksum checksum{.length = _length, .value = _checksum.get()};
     if (isJson) return _put(std::string(kJsonBegin) + toDigits(checksum.value) + std::string(kJsonEnd));
     if (format == KrMagicTag::eFileFormat::kXml)
         return _put(std::string(kXmlBegin) + toDigits(checksum.value) + std::string(kXmlEnd));
@@ -205,11 +206,12 @@ std::optional<StoredChecksum> findChecksum(std::istream& stream, std::uint64_t s
     const bool isXml = format == KrMagicTag::eFileFormat::kXml;
     const std::string tail = readTail(stream, start, kSearched);
     const auto found = isXml ? parseText(tail, kXmlBegin, kXmlEnd.substr(0, 3)) : parseText(tail, kJsonBegin, "\"");
-    if (!found) return std::nullopt;
+    if (!found && tail.find(kName) == std::string::npos) return std::nullopt;
+    if (!found) return StoredChecksum{.isReadable = false};
     const PositionScope scope(stream);
     stream.seekg(0, std::ios::end);
     const auto end = static_cast<std::uint64_t>(stream.tellg());
-    return StoredChecksum{end - tail.size() + found->first - start, found->second};
+    return StoredChecksum{.length = end - tail.size() + found->first - start, .value = found->second};
 }
 
 std::uint32_t calculateChecksum(std::istream& stream, std::uint64_t start, std::uint64_t length) {

@@ -53,7 +53,7 @@ bool KrFile::_loadChecked(const detail::LoadSource& source, const KrMagicTag& ta
     const auto valueOf = [&](std::uint64_t length) { return detail::calculateChecksum(stream, source.start, length); };
     if (isBinary && found && (isOurs || source.isWholeStream)) {
         compare(*found, source.size - detail::kTrailerSize, isOurs ? valueOf(found->length) : 0);
-    } else if (!isBinary && found && valueOf(found->length) != found->value) {
+    } else if (!isBinary && found && (!found->isReadable || valueOf(found->length) != found->value)) {
         const std::string text = "it was changed after it was saved: its checksum does not fit";
         if (_isRecovering) _doubt(text);
         detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: '" + archiveName + "': " + text + ".\n");

@@ -63,6 +63,7 @@ private:
 struct StoredChecksum {
     std::uint64_t length{0};  ///< of the bytes that it covers
     std::uint32_t value{0};
+    bool isReadable{true};  ///< false for the checksum of a text that was written in another way since
 };
 
 /// The trailer of a binary file.
