@@ -94,7 +94,7 @@ TreeNode makeTree(const KrFile& file) {
             }
         });
     }
-    return writer.getRoot();
+    return writer.takeRoot();
 }
 
 }  // namespace krsim

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <deque>
+#include <iterator>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -84,57 +86,91 @@ void nameItems(TreeNode& sequence) {
     }
 }
 
-void format(const TreeNode& node, std::size_t level, std::string& text) {
-    text.append(2 * level, ' ').append(node.name);
-    if (node.kind == TreeNode::eKind::kValue) {
-        text.append(": ").append(shorten(node.value)).append("\n");
-        return;
-    }
-    text += "\n";
-    for (const auto& each : node.children)
-        format(each, level + 1, text);
+void formatLine(const TreeNode& node, std::size_t level, std::string& text) {
+    constexpr std::size_t kMostIndented = 32;
+    text.append(2 * std::min(level, kMostIndented), ' ').append(node.name);
+    if (node.kind == TreeNode::eKind::kValue) text.append(": ").append(shorten(node.value));
+    text += '\n';
 }
 
 class Comparison {
 public:
     explicit Comparison(const std::vector<std::string>& ignored) : _ignored(ignored) {}
 
-    void compare(const TreeNode& first, const TreeNode& second, const std::string& path) {
-        if (first.kind != second.kind) {
-            _tell(path, "is of another kind");
-        } else if (first.value != second.value) {
-            _tell(path, shorten(first.value) + " -> " + shorten(second.value));
-        }
-        std::unordered_map<std::string_view, std::vector<const TreeNode*>> others;
-        for (const auto& each : second.children)
-            others[each.name].push_back(&each);
-        std::unordered_map<std::string_view, std::size_t> taken;
-        for (const auto& each : first.children) {
-            const auto& candidates = others[each.name];
-            std::size_t& next = taken[each.name];
-            if (next < candidates.size()) {
-                compare(each, *candidates[next], _join(path, each.name));
-                ++next;
+    /// Without recursion: files may be of any depth.
+    void compare(const TreeNode& first, const TreeNode& second) {
+        _begin(first, second, {});
+        while (!_pairs.empty()) {
+            Pair& pair = _pairs.back();
+            if (pair.index < pair.first.children.size()) {
+                _compareNext(pair);
             } else {
-                _tell(_join(path, each.name), "only in the first");
+                _end(pair);
+                _path.resize(pair.outerPath);
+                _pairs.pop_back();
             }
         }
-        for (const auto& each : second.children) {
-            std::size_t& next = taken[each.name];
-            if (next > 0) {
-                --next;
-            } else {
-                _tell(_join(path, each.name), "only in the second");
-            }
-        }
-        if (first.kind == TreeNode::eKind::kSequence && second.kind == first.kind) _compareOrder(first, second, path);
     }
 
     [[nodiscard]] std::string takeText() { return std::move(_text); }
 
 private:
-    static std::string _join(const std::string& path, const std::string& name) {
-        return path.empty() || name.starts_with("[") ? path + name : path + "/" + name;
+    /// Two nodes in the same place, and how far their children have been compared.
+    struct Pair {
+        const TreeNode& first;
+        const TreeNode& second;
+        std::size_t outerPath;  // the length of the path above them
+        std::size_t index{0};
+        std::unordered_map<std::string_view, std::vector<const TreeNode*>> others{};
+        std::unordered_map<std::string_view, std::size_t> taken{};
+    };
+
+    void _begin(const TreeNode& first, const TreeNode& second, const std::string& name) {
+        const std::size_t outerPath = _path.size();
+        _appendStep(_path, name);
+        if (first.kind != second.kind) {
+            _tell(_path, "is of another kind");
+        } else if (first.value != second.value) {
+            _tell(_path, shorten(first.value) + " -> " + shorten(second.value));
+        }
+        if (first.children.empty() && second.children.empty()) return _path.resize(outerPath);
+        Pair& pair = _pairs.emplace_back(Pair{first, second, outerPath});
+        for (const auto& each : second.children)
+            pair.others[each.name].push_back(&each);
+    }
+
+    void _compareNext(Pair& pair) {
+        const TreeNode& child = pair.first.children[pair.index++];
+        const auto& candidates = pair.others[child.name];
+        std::size_t& next = pair.taken[child.name];
+        if (next < candidates.size()) {
+            _begin(child, *candidates[next++], child.name);
+        } else {
+            _tell(_pathOf(child), "only in the first");
+        }
+    }
+
+    void _end(Pair& pair) {
+        for (const auto& each : pair.second.children) {
+            std::size_t& next = pair.taken[each.name];
+            if (next > 0) {
+                --next;
+            } else {
+                _tell(_pathOf(each), "only in the second");
+            }
+        }
+        const bool areSequences = pair.first.kind == TreeNode::eKind::kSequence && pair.second.kind == pair.first.kind;
+        if (areSequences) _compareOrder(pair.first, pair.second, _path);
+    }
+
+    static void _appendStep(std::string& path, const std::string& name) {
+        if (!path.empty() && !name.starts_with("[")) path += '/';
+        path += name;
+    }
+    [[nodiscard]] std::string _pathOf(const TreeNode& child) const {
+        std::string path = _path;
+        _appendStep(path, child.name);
+        return path;
     }
 
     /// Items that both have, in another order, are told once.
@@ -158,10 +194,21 @@ private:
     }
 
     const std::vector<std::string>& _ignored;
+    std::deque<Pair> _pairs;
+    std::string _path;  // of the last pair
     std::string _text;
 };
 
 }  // namespace
+
+TreeNode::~TreeNode() {
+    auto waiting = std::move(children);
+    while (!waiting.empty()) {
+        auto below = std::move(waiting.back().children);
+        waiting.pop_back();
+        waiting.insert(waiting.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
+    }
+}
 
 TreeWriter::TreeWriter(std::string rootName, std::string archiveName) : _archiveName(std::move(archiveName)) {
     _root.name = std::move(rootName);
@@ -288,14 +335,29 @@ void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numb
 }
 
 std::string formatTree(const TreeNode& root) {
+    struct Level {
+        const TreeNode& node;
+        std::size_t next;
+    };
     std::string text;
-    format(root, 0, text);
+    formatLine(root, 0, text);
+    std::vector<Level> levels{{root, 0}};
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next == level.node.children.size()) {
+            levels.pop_back();
+            continue;
+        }
+        const TreeNode& child = level.node.children[level.next++];
+        formatLine(child, levels.size(), text);
+        if (!child.children.empty()) levels.push_back({child, 0});
+    }
     return text;
 }
 
 std::string compareTrees(const TreeNode& first, const TreeNode& second, const std::vector<std::string>& ignored) {
     Comparison comparison(ignored);
-    comparison.compare(first, second, {});
+    comparison.compare(first, second);
     return comparison.takeText();
 }
 

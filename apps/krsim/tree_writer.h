@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "kr/core/base_pointer.h"
@@ -12,6 +13,12 @@ namespace krsim {
 /// Named values as a tree, to be shown and compared.
 struct TreeNode {
     enum class eKind { kValue, kGroup, kSequence };
+
+    TreeNode() = default;
+    TreeNode(TreeNode&&) = default;
+    TreeNode& operator=(TreeNode&&) = default;
+    /// Without recursion: files may be of any depth.
+    ~TreeNode();
 
     std::string name{};
     eKind kind{eKind::kGroup};
@@ -29,6 +36,8 @@ public:
     ~TreeWriter() override;
 
     [[nodiscard]] const TreeNode& getRoot() const noexcept { return _root; }
+    /// The same for a caller that keeps it; nothing is to be written any more.
+    [[nodiscard]] TreeNode takeRoot() noexcept { return std::move(_root); }
 
     using ArchiveWriter::write;
     void write(std::string_view name, bool value) override;
@@ -71,8 +80,8 @@ private:
     std::vector<Kr::KrBasePointer> _objects;
 };
 
-/// The tree as lines "name: value", indented by two blanks a level. Values of more than a line's length are cut, with
-/// their length.
+/// The tree as lines "name: value", indented by two blanks for each of the first 32 levels. Values of more than a
+/// line's length are cut, with their length.
 [[nodiscard]] std::string formatTree(const TreeNode& root);
 
 /// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Empty for equal

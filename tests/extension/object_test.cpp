@@ -2,11 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "kr/extension/content_registry.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/recording_extension.h"
@@ -318,6 +320,38 @@ TEST(ObjectDeath, LeavesWhatOthersHold) {
     EXPECT_EQ(wheel->getOwner(), nullptr);
     axle->add(make<KrExtension>("Hub").get());
     EXPECT_THAT(calls, ElementsAre("onRemoveFromOwner")) << "the listener is not on what outlives the tree";
+}
+
+// More levels than the stack of a thread has room for, if each took its share of it.
+TEST(DeepObjects, AreCopiedAndDestroyedWithAllBelowThem) {
+    constexpr int kDepth = 10'000;
+    const auto before = KrSim::KrContentRegistry::instance().getExtensionCount();
+    const auto top = make<KrObject>("O");
+    auto* innermost = top.get();
+    for (int level = 1; level < kDepth; ++level) {
+        const auto below = make<KrObject>("O");
+        innermost->add(below.get());
+        innermost = below.get();
+    }
+    EXPECT_EQ(innermost->getPath().size(), std::size_t{2} * kDepth - 1);
+
+    auto copy = top->clone();
+    EXPECT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before + 2 * kDepth);
+    const KrExtension* lowest = copy.get();
+    for (int level = 1; level < kDepth; ++level)
+        lowest = static_cast<const KrObject*>(lowest)->getExtension(0);
+    EXPECT_EQ(static_cast<const KrObject*>(lowest)->getExtensionCount(), 0U);
+
+    // One in the middle that others hold is left with all below it.
+    auto* middle = static_cast<KrObject*>(copy.get());
+    for (int level = 1; level <= kDepth / 2; ++level)
+        middle = static_cast<KrObject*>(middle->getExtension(0));
+    KrSmartPtr<KrObject> held(middle);
+    copy.reset();
+    EXPECT_EQ(held->getOwner(), nullptr);
+    EXPECT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before + kDepth + kDepth / 2);
+    held.reset();
+    EXPECT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before + kDepth);
 }
 
 }  // namespace object_test

@@ -1,6 +1,8 @@
 #include "kr/extension/extension.h"
 
+#include <iterator>
 #include <utility>
+#include <vector>
 
 #include "kr/data/container.h"
 #include "kr/data/extension_functions.h"
@@ -89,8 +91,13 @@ const std::string& KrExtension::getTypeName() const noexcept {
 }
 
 std::string KrExtension::getPath() const {
-    const auto* owner = getOwner();
-    return owner != nullptr && !owner->_isApplicationRoot() ? owner->getPath() + '/' + getName() : getName();
+    std::vector<const std::string*> names{&getName()};
+    for (const auto* owner = getOwner(); owner != nullptr && !owner->_isApplicationRoot(); owner = owner->getOwner())
+        names.push_back(&owner->getName());
+    std::string path = *names.back();
+    for (auto name = std::next(names.rbegin()); name != names.rend(); ++name)
+        path.append(1, '/').append(**name);
+    return path;
 }
 
 ApplicationContext KrExtension::getApplicationContext() const {

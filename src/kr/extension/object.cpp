@@ -63,7 +63,7 @@ KrObject::~KrObject() {
         }
     }
     _held.reset();
-    _extensions.reset();
+    detail::ExtensionList::release(std::move(_extensions));
 }
 
 bool KrObject::_isBusy() const {
@@ -80,7 +80,10 @@ IObject* KrObject::getObjectImplementation() const noexcept {
 }
 
 void KrObject::_setApplicationContext(const ApplicationContext& context) {
+    const ApplicationContext before = getFieldsContainer().getApplicationContext();
     KrExtension::_setApplicationContext(context);
+    // What is below has none either; to walk over it at each level of a tree would take the square of its depth.
+    if (before == ApplicationContext() && context == before) return;
     for (const auto& extension : _getExtensions())
         extension->_setApplicationContext(context);
 }

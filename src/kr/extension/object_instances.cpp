@@ -1,9 +1,11 @@
 // Copies of objects: clones, instances of definitions, and how instances follow them.
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "kr/data/container.h"
 #include "kr/extension/content_registry.h"
@@ -71,26 +73,58 @@ Kr::KrSmartPtr<KrExtension> KrObject::_makeClone() const {
     return _makeOfSameType("Trying to clone a KrObject to a KrExtension created by factory key: %s.\n");
 }
 
-Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) const {
-    auto own = request;
-    own.synchronize = false;  // not before its content is there
-    auto made = KrExtension::_clone(own);
-    auto* object = asObject(made.get());
-    if (object == nullptr) return made;
-    for (const auto& extension : _getExtensions()) {
-        auto below = request;
-        below.owner = object;
-        const auto& id = extension->getContentID();
-        if (isPlaced(request.contentID)) {
-            below.contentID = KrContentID::createFromParentInstance(request.contentID, id);
-        } else if (const auto depth = getDepthBelow(getContentID(), id)) {
-            below.contentID = moveBelow(request.contentID, id, depth);
-        } else {
-            below.contentID = KrContentID::createUnique();
-        }
-        static_cast<void>(extension->_clone(below));
+namespace {
+
+/// An object that was copied, with the next one to be copied into the copy.
+struct CloneLevel {
+    const KrObject& source;
+    Kr::KrSmartPtr<KrExtension> made;
+    KrContentID id;
+    HeldExtensions below;
+    std::size_t next{0};
+};
+
+/// Copies an object without its content, which comes as a new level.
+Kr::KrSmartPtr<KrExtension> beginClone(const KrObject& source, KrCloneRequest request,
+                                       std::vector<CloneLevel>& levels) {
+    request.synchronize = false;  // not before its content is there
+    auto made = source.KrExtension::_clone(request);
+    if (asObject(made.get()) != nullptr) {
+        levels.push_back(CloneLevel{source, made, request.contentID, source._getExtensions()});
     }
-    if (request.synchronize) made->_synchronizeImplementation(getImplementation());
+    return made;
+}
+
+/// The ID of a copy below a copy of `holder` that has the ID `id`.
+KrContentID idOfClone(const KrObject& holder, const KrContentID& id, const KrContentID& below) {
+    if (isPlaced(id)) return KrContentID::createFromParentInstance(id, below);
+    const auto depth = getDepthBelow(holder.getContentID(), below);
+    return depth > 0 ? moveBelow(id, below, depth) : KrContentID::createUnique();
+}
+
+}  // namespace
+
+/// Without recursion: objects may lie as deep inside one another as they like.
+Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) const {
+    std::vector<CloneLevel> levels;
+    auto made = beginClone(*this, request, levels);
+    while (!levels.empty()) {
+        auto& level = levels.back();
+        if (level.next == level.below.size()) {
+            if (request.synchronize) level.made->_synchronizeImplementation(level.source.getImplementation());
+            levels.pop_back();
+            continue;
+        }
+        const Kr::KrSmartPtr<KrExtension> extension = level.below[level.next++];
+        auto below = request;
+        below.owner = asObject(level.made.get());
+        below.contentID = idOfClone(level.source, level.id, extension->getContentID());
+        if (const auto* object = asObject(extension.get())) {
+            static_cast<void>(beginClone(*object, below, levels));
+        } else {
+            static_cast<void>(extension->_clone(below));
+        }
+    }
     return made;
 }
 

@@ -82,4 +82,26 @@ INSTANTIATE_TEST_SUITE_P(
         Difference{"NamelessItems", {{"", 1}, {"", 2}}, {{"", 1}}, "Parts[1]: only in the first\n"}),
     [](const auto& each) { return std::string(each.param.name); });
 
+// More levels than the stack of a thread has room for, if each took its share of it.
+TEST(KrsimTree, IsShownAndComparedAtAnyDepth) {
+    constexpr int kDepth = 50'000;
+    const auto write = [](TreeWriter& writer, double leaf) {
+        for (int i = 0; i < kDepth; ++i)
+            writer.beginGroup("G");
+        writer.write("Leaf", leaf);
+        for (int i = 0; i < kDepth; ++i)
+            writer.endGroup();
+    };
+    TreeWriter first("File", "");
+    TreeWriter second("File", "");
+    write(first, 1);
+    write(second, 2);
+    const auto text = krsim::formatTree(first.getRoot());
+    EXPECT_LT(text.size(), std::size_t{100} * kDepth);
+    EXPECT_TRUE(text.ends_with("  G\n" + std::string(64, ' ') + "Leaf: 1\n"));
+    const auto differences = krsim::compareTrees(first.getRoot(), second.getRoot());
+    EXPECT_TRUE(differences.ends_with("/G/Leaf: 1 -> 2\n"));
+    EXPECT_EQ(differences.size(), std::size_t{2} * kDepth + std::string("Leaf: 1 -> 2\n").size());
+}
+
 }  // namespace krsim_tree_writer_test

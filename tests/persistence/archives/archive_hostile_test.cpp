@@ -169,6 +169,42 @@ TEST(HostileBinaryArchive, ATextThatIsNamedAgainAndAgainIsRefusedInProportionToT
     }
 }
 
+// A stack of this thread could not hold so many levels, nor a file the square of their number.
+TYPED_TEST(HostileArchive, TreesThatAreWalkedWithoutRecursionNestAsDeepAsTheyLike) {
+    constexpr int kDepth = 100'000;
+    const std::string bytes = archive_kinds::written<TypeParam>([](KrPersistence::ArchiveWriter& writer) {
+        for (int i = 0; i < kDepth; ++i) {
+            writer.beginGroup("Level");
+            writer.write("Number", i);
+            writer.beginSequence("Below", 1);
+        }
+        writer.write("Leaf", -1);
+        for (int i = 0; i < kDepth; ++i) {
+            writer.endSequence();
+            writer.write("After", i);
+            writer.endGroup();
+        }
+    });
+    EXPECT_LT(bytes.size(), std::size_t{1'000} * kDepth);
+    archive_kinds::read<TypeParam>(bytes, [](ArchiveReader& reader) {
+        int number = 0;
+        for (int i = 0; i < kDepth; ++i) {
+            reader.beginGroup("Level");
+            reader.read("Number", number);
+            ASSERT_EQ(number, i);
+            ASSERT_EQ(reader.beginSequence("Below"), 1U);
+        }
+        reader.read("Leaf", number);
+        EXPECT_EQ(number, -1);
+        for (int i = 0; i < kDepth; ++i) {
+            reader.endSequence();
+            reader.read("After", number);
+            ASSERT_EQ(number, i);
+            reader.endGroup();
+        }
+    });
+}
+
 template <class Kind>
 class HostileDocument : public testing::Test {};
 TYPED_TEST_SUITE(HostileDocument, archive_kinds::Named, archive_kinds::Names);
@@ -349,8 +385,10 @@ TEST(HostileDocument, JsonFaultsAreNamedWithTheirPlace) {
         {"Behind", R"({"Top": {}} x)", "line 1"},
         {"Zero", std::string("{\"Top\": {}}\0", 12), "something stands behind the document"},
         {"Line", "{\n\"Top\":\n{,}}", "line 3"},
-        {"Deep", "{\"Top\":" + std::string(1'000'000, '['), "too deep"},
-        {"DeepObjects", repeated("{\"a\":", 100'000), "too deep"},
+        {"DeepAndCut", "{\"Top\":" + std::string(1'000'000, '['), "line 1"},
+        {"DeepAndClosed", "{\"Top\":" + std::string(1'000'000, '[') + std::string(1'000'000, ']') + "}",
+         "Top is no group"},
+        {"DeepObjects", repeated("{\"a\":", 100'000), "line 1"},
         {"IntOfText", R"({"Top": {"Int": "1"}})", "Top/Int is no integer of the type: '1'"},
         {"IntOfReal", R"({"Top": {"Int": 1.0}})", "Top/Int is no integer of the type: '1.0'"},
         {"IntTooLarge", R"({"Top": {"Int": 2147483648}})", "Top/Int is no integer"},
@@ -412,7 +450,8 @@ TEST(HostileDocument, XmlFaultsAreNamedWithTheirPlace) {
         {"Zero", std::string("<Top/>\0", 7), "line 1"},
         {"Doctype", "<!DOCTYPE a [<!ENTITY b \"c\">]><Top><Text>&b;</Text></Top>", "a document type is declared"},
         {"Entity", "<Top><Text>&b;</Text></Top>", "undefined entity"},
-        {"Deep", repeated("<a>", 1'000'000), "elements lie too deep"},
+        {"DeepAndCut", repeated("<a>", 200'000), "no element found, line 1"},
+        {"DeepAndClosed", repeated("<a>", 100'000) + repeated("</a>", 100'000), "Top is missing"},
         {"TextBesideElements", "<Top>x<Int>1</Int></Top>", "a text stands beside elements"},
         {"Int", "<Top><Int>1 2</Int></Top>", "Top/Int is no integer of the type: '1 2'"},
         {"Double", "<Top><Double>1,5</Double></Top>", "Top/Double is no number of the type: '1,5'"},
@@ -464,6 +503,21 @@ TEST(HostileDocument, XmlOfOtherWritersIsRead) {
             EXPECT_EQ(number, 5) << document;
         });
     }
+}
+
+TEST(HostileDocument, NamesTheEndsOfADeepPath) {
+    std::string failure;
+    try {
+        archive_kinds::read<Json>("{\"Top\":" + repeated("{\"a\":", 1'000) + "1" + std::string(1'001, '}'),
+                                  [](ArchiveReader& reader) {
+                                      for (int i = 0; i < 1'000; ++i)
+                                          reader.beginGroup("a");
+                                  });
+    } catch (const archive_exception& exception) {
+        failure = exception.what();
+    }
+    EXPECT_EQ(failure,
+              "JsonInArchive: Top" + repeated("/a", 30) + "/..." + repeated("/a", 33) + " is no group of 'some file'");
 }
 
 // What only binary archives have

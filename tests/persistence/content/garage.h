@@ -146,9 +146,9 @@ struct Loaded {
     std::string error;
 };
 
-inline Loaded load(const std::string& bytes, int flags = 0) {
+inline Loaded load(const std::string& bytes, int flags = 0, std::size_t sizeLimit = 1'000'000) {
     KrFile file;
-    file.setSizeLimit(1'000'000);
+    file.setSizeLimit(sizeLimit);
     std::istringstream stream(bytes);
     Loaded loaded;
     if (!file.load(stream, "", flags)) return {{}, {}, file.getLastError()};

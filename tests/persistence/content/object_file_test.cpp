@@ -198,6 +198,43 @@ TEST_P(ObjectFiles, KeepFieldsOfOneIdentifierApartWhereAPluginIsMissing) {
     EXPECT_TRUE(areSame(save(load(bytes).objects, GetParam()), bytes));
 }
 
+/// An object in an object and so on, with a motor in the innermost.
+KrSmartPtr<KrObject> makeNested(std::uint64_t depth) {
+    auto top = makeObject({}, "Level", 1);
+    auto* innermost = top.get();
+    for (std::uint64_t number = 2; number <= depth; ++number) {
+        const auto below = makeObject({}, "Level", number);
+        innermost->add(below.get());
+        innermost = below.get();
+    }
+    innermost->add(makeMotor("Motor", depth + 1, 2.5, 11).get());
+    return top;
+}
+
+// More levels than the stack of a thread has room for, if each took its share of it.
+TEST_P(ObjectFiles, HoldObjectsAsDeepInsideOneAnotherAsTheyLike) {
+    constexpr std::uint64_t kDepth = 10'000;
+    const auto before = KrSim::KrContentRegistry::instance().getExtensionCount();
+    auto top = makeNested(kDepth);
+    const auto bytes = save({top}, GetParam());
+    EXPECT_LT(bytes.size(), std::size_t{2'000} * kDepth);
+    top.reset();
+    ASSERT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before);
+
+    auto loaded = load(bytes, 0, bytes.size());
+    ASSERT_EQ(loaded.error, "");
+    ASSERT_EQ(loaded.objects.size(), 1U);
+    const auto* level = loaded.objects[0].get();
+    for (std::uint64_t number = 1; number <= kDepth; ++number) {
+        ASSERT_EQ(level->getContentID(), KrContentID::createFromWords(7, number));
+        level = static_cast<const KrObject&>(*level).getExtension(0);
+    }
+    EXPECT_EQ(describe(*level), "Motor=2.5/11");
+    EXPECT_TRUE(areSame(save(loaded.objects, GetParam()), bytes));
+    loaded.objects.clear();
+    EXPECT_EQ(KrSim::KrContentRegistry::instance().getExtensionCount(), before);
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, ObjectFiles, testing::Values(0, KrFile::kJson, KrFile::kXml), [](const auto& each) {
     return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
 });
@@ -222,6 +259,21 @@ TEST_F(Content, IsCopiedWithItsReferencesToContentThatIsNotThere) {
     const auto motor = load(target);
     ASSERT_EQ(motor.objects.size(), 1U);
     EXPECT_EQ(copy->getParameter("Target")->toExtension(), motor.objects[0].get());
+}
+
+TEST_F(Content, IsNamedByTheLowerPartOfALongPath) {
+    std::string bytes;
+    {
+        const auto away = makeMotor("Away", 999, 1.0, 1);
+        auto top = makeNested(100);
+        auto* motor = top->findExtensionByName("Motor", true);
+        motor->addParameter("Target", Kr::KrID("Motor"))->set<KrExtension*>(away.get());
+        bytes = save({top});
+    }
+    std::string path = "'...";
+    for (int i = 0; i < 64; ++i)
+        path += "/Level";
+    EXPECT_THAT(load(bytes).problems, ElementsAre(HasSubstr(path + "/Motor' refers to")));
 }
 
 TEST_F(Content, IsUpgradedByItsImplementation) {

@@ -5,6 +5,7 @@
 #include <boost/multi_index/ranked_index.hpp>
 #include <boost/multi_index_container.hpp>
 #include <cstdint>
+#include <memory>
 
 #include "kr/extension/extension.h"
 #include "kr/platform/smart_ptr.h"
@@ -18,10 +19,19 @@ struct ExtensionEntry {
 
 /// The extensions of an object by their positions. Adding, removing and access by index take logarithmic time, so that
 /// a large object may be emptied from its front.
+///
+/// Released in one way only, so that objects may lie as deep inside one another as they like.
 class ExtensionList
     : public boost::multi_index_container<
           ExtensionEntry, boost::multi_index::indexed_by<boost::multi_index::ranked_non_unique<
                               boost::multi_index::member<ExtensionEntry, std::uint64_t, &ExtensionEntry::position>>>> {
+public:
+    /// Lets go of the extensions, which may be the end of them and of all below them. Deep below others, the list waits
+    /// until objects above it are gone, as the stack of the thread does not last for all levels. Allocates nothing.
+    static void release(std::unique_ptr<ExtensionList> list) noexcept;
+
+private:
+    ExtensionList* _next{nullptr};  // of those that wait
 };
 
 }  // namespace KrSim::detail

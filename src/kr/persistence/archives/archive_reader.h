@@ -95,6 +95,12 @@ public:
         return count;
     }
 
+    // The same in halves, for trees of any depth that are read without recursion. Answers the number of items.
+    void beginGroup(std::string_view name) { _beginGroup(name); }
+    void endGroup() { _endGroup(); }
+    [[nodiscard]] std::size_t beginSequence(std::string_view name) { return _beginSequence(name); }
+    void endSequence() { _endSequence(); }
+
     // --- The archive -----------------------------------------------------------------------------------------------
     /// Ends the reading: throws an archive exception of this text and the place in the archive.
     [[noreturn]] virtual void fail(const std::string& text) const = 0;

@@ -28,7 +28,7 @@ namespace KrPersistence {
 /// Thread: one thread at a time. The archive is borrowed.
 class KR_API ArchiveWriter {
 public:
-    /// Groups inside one another; more are refused, on reading too.
+    /// Actions of group() inside one another, which take the stack of the thread; more are refused, on reading too.
     static constexpr std::size_t kDeepestNesting = 512;
 
     ArchiveWriter();
@@ -92,6 +92,12 @@ public:
             writeItem(index);
         _endSequence();
     }
+
+    // The same in halves, for trees that are walked without recursion: they may be as deep as they like.
+    void beginGroup(std::string_view name) { _beginGroup(name); }
+    void endGroup() { _endGroup(); }
+    void beginSequence(std::string_view name, std::size_t count) { _beginSequence(name, count); }
+    void endSequence() { _endSequence(); }
 
     // --- The archive -----------------------------------------------------------------------------------------------
     /// The path of the file being written; paths inside are stored relative to it.

@@ -13,6 +13,8 @@ namespace {
 using eKind = Document::eKind;
 
 constexpr std::size_t kFewMembers = 16;
+/// Of a long path in an error: at its beginning and at its end.
+constexpr std::size_t kShownSteps = 32;
 
 bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
@@ -194,6 +196,10 @@ std::size_t DocumentCursor::mostItems() const {
 std::string DocumentCursor::_path() const {
     std::string path;
     for (std::size_t i = 1; i < _levels.size(); ++i) {
+        if (i == kShownSteps && _levels.size() > 2 * kShownSteps) {
+            i = _levels.size() - kShownSteps;
+            path += "/...";
+        }
         const Level& outer = _levels[i - 1];
         if (outer.isSequence) {
             path += '[' + std::to_string(outer.items - 1) + ']';

@@ -5,7 +5,6 @@
 #include <ostream>
 
 #include "kr/persistence/archives/archive_error.h"
-#include "kr/persistence/archives/internal/document.h"
 #include "kr/persistence/archives/internal/text_codec.h"
 
 namespace KrPersistence::detail {
@@ -71,10 +70,6 @@ void DocumentWriter::_refuse(const std::string& text) const {
 
 void DocumentWriter::_enter(std::string_view name, bool isSequence) {
     _requireRoom(name);
-    if (_nesting >= Document::kDeepestNesting) {
-        _refuse("groups and sequences lie more than " + std::to_string(Document::kDeepestNesting) +
-                " deep inside one another; write them side by side");
-    }
     _openLevels.push_back({.isSequence = isSequence, .first = _names.size()});
 }
 

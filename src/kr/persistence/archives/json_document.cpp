@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -18,6 +19,11 @@ namespace {
 using eKind = Document::eKind;
 
 constexpr std::string_view kWords = "true false null";
+
+constexpr unsigned int kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
+/// The parser is fastest where it recurses, which takes the stack of the thread: from this level on it iterates.
+constexpr std::size_t kMostRecursion = 256;
+constexpr unsigned int kIterativeFlags = kFlags | rapidjson::kParseIterativeFlag | rapidjson::kParseStopWhenDoneFlag;
 
 const char* skipBlanks(const char* at) {
     while (*at == ' ' || *at == '\n' || *at == '\r' || *at == '\t')
@@ -78,6 +84,7 @@ public:
     JsonHandler(Document& document, rapidjson::InsituStringStream& stream) : _document(document), _stream(stream) {}
 
     [[nodiscard]] const std::string& problem() const { return _problem; }
+    std::optional<std::size_t> errorOffset;  // where the parser does not know it
 
     // NOLINTBEGIN: the names are the parser's
     bool Null() { return _literal("null"); }
@@ -100,7 +107,7 @@ public:
         _name = _document.intern(bookkeeping.name);
         return true;
     }
-    bool StartObject() { return _open(eKind::kGroup); }
+    bool StartObject() { return _isTooDeep() ? _parseIteratively() : _open(eKind::kGroup); }
     bool EndObject(rapidjson::SizeType /*count*/) { return _close(); }
     bool StartArray();
     bool EndArray(rapidjson::SizeType /*count*/) { return _close(); }
@@ -127,14 +134,34 @@ private:
     }
 
     bool _open(eKind kind) {
-        if (_levels.size() >= Document::kDeepestNesting) return _fail("objects and arrays lie too deep");
         if (_levels.empty() && kind != eKind::kGroup) return _fail("the document is no object");
         if (_isAttribute) return _fail("a bookkeeping name stands before something that is no plain value");
         _levels.push_back(_document.add(kind, _takeName(), 0, 0));
         return true;
     }
 
+    [[nodiscard]] bool _isTooDeep() const noexcept { return !_isIterating && _levels.size() >= kMostRecursion; }
+
+    /// Has all of the object or array parsed, behind whose opening bracket the parser is; it comes to the closing one
+    /// and takes it for that of an empty one.
+    bool _parseIteratively() {
+        --_stream.src_;
+        _isIterating = true;
+        rapidjson::Reader reader;
+        const rapidjson::ParseResult result = reader.Parse<kIterativeFlags>(_stream, *this);
+        _isIterating = false;
+        if (result.Code() == rapidjson::kParseErrorTermination) return false;
+        if (result.IsError()) {
+            errorOffset = result.Offset();
+            return _fail(rapidjson::GetParseError_En(result.Code()));
+        }
+        --_stream.src_;
+        _isClosed = true;
+        return true;
+    }
+
     bool _close() {
+        if (std::exchange(_isClosed, false)) return true;
         _document.close(_levels.back());
         _levels.pop_back();
         return true;
@@ -150,17 +177,22 @@ private:
     std::vector<std::uint32_t> _levels;  // their nodes
     std::uint32_t _name{Document::kNoName};
     bool _isAttribute{false};
+    bool _isIterating{false};
+    bool _isClosed{false};  // what the parser closes next
     std::string _problem;
 };
 
 bool JsonHandler::StartArray() {
-    // Long arrays of numbers are passed over at once: the parser goes on with their bracket.
-    const char* const end = findEndOfNumbers(_stream.src_);
+    if (_isTooDeep()) return _parseIteratively();
+    // Long arrays of numbers are passed over at once: the parser goes on with their bracket. Where it iterates, it has
+    // yet to take the opening one.
+    const char* const begin = _stream.src_ + static_cast<int>(_isIterating);
+    const char* const end = findEndOfNumbers(begin);
     if (!_open(end != nullptr ? eKind::kNumbers : eKind::kSequence)) return false;
     if (end == nullptr) return true;
     Document::Node& list = _document.node(_levels.back());
-    list.offset = static_cast<std::uint32_t>(_offset(_stream.src_));
-    list.length = static_cast<std::uint32_t>(end - _stream.src_);
+    list.offset = static_cast<std::uint32_t>(_offset(begin));
+    list.length = static_cast<std::uint32_t>(end - begin);
     _stream.src_ += list.length;
     return true;
 }
@@ -182,10 +214,9 @@ Document readJson(const DocumentSource& source) {
     rapidjson::InsituStringStream stream(texts.data());
     JsonHandler handler(document, stream);
     rapidjson::Reader reader;
-    // It recurses; the handler ends that at its depth.
-    constexpr unsigned int kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
     const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
-    if (result.Code() == rapidjson::kParseErrorTermination) source.refuse(handler.problem(), lineOf(result.Offset()));
+    if (result.Code() == rapidjson::kParseErrorTermination)
+        source.refuse(handler.problem(), lineOf(handler.errorOffset.value_or(result.Offset())));
     if (result.IsError()) source.refuse(rapidjson::GetParseError_En(result.Code()), lineOf(result.Offset()));
     // The parser takes a zero byte for the end.
     if (stream.Tell() != size) source.refuse("something stands behind the document", lineOf(stream.Tell()));

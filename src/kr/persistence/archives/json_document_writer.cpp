@@ -55,7 +55,7 @@ void JsonDocumentWriter::_beginNumbers(std::string_view name, bool isBlock) {
     _key(name);
     _out += '[';
     _isBlock = isBlock;
-    _beforeFirst = isBlock ? "\n" + std::string(_depth() + 2, ' ') : "";
+    _beforeFirst = isBlock ? "\n" + std::string(_indentation(2), ' ') : "";
     _beforeNext = isBlock ? ',' + _beforeFirst : ", ";
     _aroundOthers = "\"";
 }

@@ -93,7 +93,6 @@ bool XmlHandler::_dropBlanks(const Level& level) {
 }
 
 void XmlHandler::_start(const XML_Char* element, const XML_Char** attributes) {
-    if (_levels.size() > Document::kDeepestNesting) return _stop("elements lie too deep");
     if (!_dropBlanks(_levels.back())) return;
     _levels.back().isGroup = true;
 

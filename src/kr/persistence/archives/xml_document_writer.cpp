@@ -70,7 +70,7 @@ void XmlDocumentWriter::_literal(std::string_view name, std::string_view text) {
 void XmlDocumentWriter::_beginNumbers(std::string_view name, bool isBlock) {
     _open(name);
     _isBlock = isBlock;
-    _beforeNext = isBlock ? "\n" + std::string(_depth() + 1, ' ') : " ";
+    _beforeNext = isBlock ? "\n" + std::string(_indentation(1), ' ') : " ";
     _beforeFirst = isBlock ? '>' + _beforeNext : ">";
 }
 

@@ -73,17 +73,44 @@ void ContentBuilder::_reportDoubles() {
     _firstDouble = {};
 }
 
-KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& record) {
+/// An extension that is being built, with the next one to come below it.
+struct ContentBuilder::Level {
+    KrSmartPtr<KrExtension> extension;
+    KrObject* object;  // the same; null where it holds none
+    ExtensionRecord& record;
+    std::size_t next{0};
+    std::uint64_t position{0};
+};
+
+/// Without recursion: objects may lie as deep inside one another as they like.
+KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& root) {
+    std::vector<Level> levels;
+    levels.push_back(_begin(root));
+    for (;;) {
+        auto& level = levels.back();
+        if (level.object != nullptr && level.next < level.record.children.size()) {
+            auto below = _begin(*level.record.children[level.next]);
+            levels.push_back(std::move(below));
+            continue;
+        }
+        _end(level);
+        const auto made = std::move(level.extension);
+        levels.pop_back();
+        if (levels.empty()) return made;
+        _addBelow(levels.back(), made);
+    }
+}
+
+ContentBuilder::Level ContentBuilder::_begin(ExtensionRecord& record) {
     auto extension = _make(record);
     _made.push_back(extension);
     // It is found by its ID once it has its fields.
     KrContentRegistry::instance().unregisterExtension(extension.get());
     _load(*extension, record);
     _enter(*extension, record);
-    if (auto* object = asObject(extension.get())) _buildBelow(*object, record);
-    ++_extensionCount;
-    _reportStep();
-    return extension;
+    auto* object = asObject(extension.get());
+    if (object != nullptr) _define(*object, record);
+    return {std::move(extension), object, record};
 }
 
 void ContentBuilder::_reportStep() {
@@ -188,28 +215,32 @@ void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& recor
     if (!record.references.empty()) KeptContent::of(extension).references = record.references;
 }
 
-void ContentBuilder::_buildBelow(KrObject& object, ExtensionRecord& record) {
-    _define(object, record);
-    std::uint64_t position = 0;
-    for (auto& child : record.children) {
-        const auto made = _build(*child);
-        position = child->position.value_or(position);
-        child.reset();
-        if (made->_isSimulatorModule()) {
-            throw std::runtime_error("'" + made->getName() + "' in '" + object.getPath() +
-                                     "' is a module; objects hold none");
+void ContentBuilder::_addBelow(Level& level, const KrSmartPtr<KrExtension>& made) {
+    auto& object = *level.object;
+    auto& child = level.record.children[level.next++];
+    level.position = child->position.value_or(level.position);
+    child.reset();
+    if (made->_isSimulatorModule()) {
+        throw std::runtime_error("'" + made->getName() + "' in '" + object.getPath() +
+                                 "' is a module; objects hold none");
+    }
+    if (made->getOwner() != nullptr) return;  // a callback has found it another place
+    const bool isWelcome = object._isCompatible(made.get());
+    object._savePosition(made->getContentID(), level.position++);
+    object._addExtensionToList(made.get());
+    if (!isWelcome) made->addError("'" + object.getName() + "' does not take it any more", false);
+}
+
+void ContentBuilder::_end(Level& level) {
+    if (level.object != nullptr) {
+        level.record.children.clear();
+        if (auto* implementation = level.object->getObjectImplementation()) {
+            Kr::callGuarded(
+                kBuildHierarchy, [&] { return level.object->getName(); }, [&] { implementation->buildHierarchy(); });
         }
-        if (made->getOwner() != nullptr) continue;  // a callback has found it another place
-        const bool isWelcome = object._isCompatible(made.get());
-        object._savePosition(made->getContentID(), position++);
-        object._addExtensionToList(made.get());
-        if (!isWelcome) made->addError("'" + object.getName() + "' does not take it any more", false);
     }
-    record.children.clear();
-    if (auto* implementation = object.getObjectImplementation()) {
-        Kr::callGuarded(
-            kBuildHierarchy, [&] { return object.getName(); }, [&] { implementation->buildHierarchy(); });
-    }
+    ++_extensionCount;
+    _reportStep();
 }
 
 void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
@@ -484,7 +515,7 @@ void ContentBuilder::resolve() {
         const auto* kept = KeptContent::find(*extension);
         if (kept == nullptr || _byID.count(extension->getContentID().getRuntimeID()) == 0) continue;
         for (const auto& reference : kept->references) {
-            _problems.push_back("'" + extension->getPath() + "' refers to " + reference.extension.toString() +
+            _problems.push_back("'" + describePath(*extension) + "' refers to " + reference.extension.toString() +
                                 " in its field " + reference.fieldPath + ", which is not there" +
                                 describeChoice(_find(reference.extension), reference.extension.getRawID()));
         }

@@ -1,6 +1,9 @@
 #include "kr/persistence/content/internal/content_reader.h"
 
+#include <cstddef>
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/content/factory_key_archive.h"
@@ -22,7 +25,7 @@ public:
 
     void read(unsigned int version) {
         try {
-            _readExtensions("Objects", _content.roots);
+            _readTrees();
             _content.connections = readConnections(_reader, version);
         } catch (...) {
             _dropUnread(_content.roots);
@@ -32,14 +35,6 @@ public:
 
 private:
     using Records = std::vector<std::unique_ptr<ExtensionRecord>>;
-
-    void _readExtensions(std::string_view name, Records& records) {
-        _reader.sequence(name, [&](std::size_t) {
-            auto& record = *records.emplace_back(std::make_unique<ExtensionRecord>());
-            ++_content.extensionCount;
-            _reader.group("Extension", [&] { _readExtension(record); });
-        });
-    }
 
     /// Only the last one of each level can be cut.
     void _dropUnread(Records& records) {
@@ -51,6 +46,37 @@ private:
         }
     }
 
+    /// Extensions that are being read, from one object.
+    struct Level {
+        Records& records;
+        std::size_t left;
+    };
+
+    void _open(std::string_view name, Records& records) { _levels.push_back({records, _reader.beginSequence(name)}); }
+
+    /// Without recursion: objects may lie as deep inside one another as the file has bytes for them.
+    void _readTrees() {
+        _open("Objects", _content.roots);
+        while (!_levels.empty()) {
+            auto& level = _levels.back();
+            if (level.left == 0) {
+                _reader.endSequence();
+                _levels.pop_back();
+                if (!_levels.empty()) _reader.endGroup();
+                continue;
+            }
+            --level.left;
+            auto& record = *level.records.emplace_back(std::make_unique<ExtensionRecord>());
+            ++_content.extensionCount;
+            _reader.beginGroup("Extension");
+            _readExtension(record);
+            const bool hasMore =
+                record.isObject && _reader.optional("Extensions", [&] { _open("Extensions", record.children); });
+            if (!hasMore) _reader.endGroup();
+        }
+    }
+
+    /// All but what is below it.
     void _readExtension(ExtensionRecord& record) {
         _reader.readIf("Name", record.name);
         _reader.readIf("IsObject", record.isObject);
@@ -68,8 +94,6 @@ private:
         _reader.optional("Data", [&] { _reader.readBytes("Data", record.data); });
         if (record.isObject) _readDefinition(record);
         record.isRead = true;
-        if (!record.isObject) return;
-        _reader.optional("Extensions", [&] { _readExtensions("Extensions", record.children); });
     }
 
     void _readVersions(ExtensionRecord& record) {
@@ -133,6 +157,7 @@ private:
     ArchiveReader& _reader;
     ContentIDMapping _toLive;
     ContentRecords& _content;
+    std::vector<Level> _levels;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <ios>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -82,10 +83,8 @@ void ContentWriter::_collect(const Roots& roots) {
 
 void ContentWriter::write(const Roots& roots) {
     _collect(roots);
-    std::uint64_t position = 0;
     _writer.sequence("Objects", roots.size(), [&](std::size_t index) {
-        position = roots[index]->_getPosition();  // of no meaning to a root
-        _writeExtension(*roots[index], position);
+        _writeTree(*roots[index], roots[index]->_getPosition());  // the position of a root has no meaning
     });
     std::vector<KrExtension*> all;
     all.reserve(_held.size());
@@ -94,33 +93,68 @@ void ContentWriter::write(const Roots& roots) {
     writeConnections(_writer, all, *_identity);
 }
 
-void ContentWriter::_writeExtension(KrExtension& extension, std::uint64_t& nextPosition) {
+/// An extension whose group is open, with the next one of those below it.
+struct ContentWriter::Level {
+    Level(ArchiveWriter& writer, KrExtension& extension) : scope(writer, &extension) {}
+
+    ArchiveObjectScope<ArchiveWriter> scope;
+    std::optional<KrSim::HeldExtensions> below;
+    std::size_t next{0};
+    std::uint64_t position{0};
+};
+
+/// Without recursion: objects may lie as deep inside one another as they like.
+void ContentWriter::_writeTree(KrExtension& root, std::uint64_t position) {
+    Levels levels;
+    _begin(levels, root, position);
+    while (!levels.empty()) {
+        auto& level = levels.back();
+        if (level.below && level.next < level.below->size()) {
+            _begin(levels, *(*level.below)[level.next++], level.position);
+        } else {
+            _end(levels);
+        }
+    }
+}
+
+void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t& nextPosition) {
     // The implementation may change its fields while it is asked.
     const auto data = getData(extension);
+    _writer.beginGroup("Extension");
+    auto& level = levels.emplace_back(_writer, extension);
+    _writeMembers(extension, nextPosition);
+    _writer.optional(!data.empty(), "Data", [&] { _writer.writeBytes("Data", data); });
     const auto* object = asObject(&extension);
-    _writer.group("Extension", [&] {
-        const ArchiveObjectScope scope(_writer, &extension);
-        _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
-        _writer.writeIf(object != nullptr, "IsObject", true);
-        _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
-        writeFactoryKey(_writer, "Type", extension.getCreationKey());
-        writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
-        const auto version =
-            extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
-        _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
-        _writeVersions(extension);
-        const auto position = extension._getPosition();
-        _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
-        nextPosition = position + 1;
-        _writeFields(extension);
-        _writer.optional(!data.empty(), "Data", [&] { _writer.writeBytes("Data", data); });
-        if (object != nullptr) {
-            _writeDefinition(*object);
-            _writeExtensions(*object);
-        }
-    });
+    if (object == nullptr) return;
+    _writeDefinition(*object);
+    level.below = object->_getExtensions();
+    _writer.optional(!level.below->empty(), "Extensions",
+                     [&] { _writer.beginSequence("Extensions", level.below->size()); });
+}
+
+void ContentWriter::_end(Levels& levels) {
+    const auto& below = levels.back().below;
+    if (below && !below->empty()) _writer.endSequence();
+    levels.pop_back();
+    _writer.endGroup();
     ++_done;
     if (_progress) _progress(_done, std::max(_done, _held.size()));
+}
+
+void ContentWriter::_writeMembers(const KrExtension& extension, std::uint64_t& nextPosition) {
+    _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
+    _writer.writeIf(extension.isOfClassType(KrObject::getClassType()), "IsObject", true);
+    _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
+    writeFactoryKey(_writer, "Type", extension.getCreationKey());
+    writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
+    const auto version =
+        extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
+    _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
+    _writeVersions(extension);
+    const auto position = extension._getPosition();
+    _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
+    nextPosition = position + 1;
+    _writeFields(extension);
 }
 
 void ContentWriter::_writeVersions(const KrExtension& extension) {
@@ -161,15 +195,6 @@ void ContentWriter::_writeDefinition(const KrObject& object) {
                             (!file.empty() && file == _writer.getArchiveName());
         if (isHere) file = kCurrentFileMarker;
         _writer.optional(!file.empty(), "File", [&] { serializeFilename(_writer, file, "File"); });
-    });
-}
-
-void ContentWriter::_writeExtensions(const KrObject& object) {
-    const auto extensions = object._getExtensions();
-    std::uint64_t position = 0;
-    _writer.optional(!extensions.empty(), "Extensions", [&] {
-        _writer.sequence("Extensions", extensions.size(),
-                         [&](std::size_t index) { _writeExtension(*extensions[index], position); });
     });
 }
 

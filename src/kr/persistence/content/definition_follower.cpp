@@ -34,8 +34,11 @@ public:
         for (auto& extension : KeptContent::getExtensions()) {
             auto* object = asObject(extension.get());
             if (object == nullptr || !KeptContent::of(*object).isAwaitingDefinition) continue;
-            for (const auto* above = object->getOwner(); above != nullptr; above = above->getOwner())
+            int level = 0;
+            for (const auto* above = object->getOwner(); above != nullptr && level < kMostLevels; ++level) {
                 _inside[above].push_back(_waiting.size());
+                above = above->getOwner();
+            }
             _waiting.push_back({std::move(extension), object});
         }
     }
@@ -48,6 +51,9 @@ public:
 private:
     // Definitions within definitions: far more than anybody builds, and few enough for the stack.
     static constexpr int kDeepest = 256;
+    // Levels of objects from a definition down to an instance in it that is followed first. A list of all levels would
+    // grow with the square of the depth.
+    static constexpr int kMostLevels = 512;
 
     struct Waiting {
         Kr::KrSmartPtr<KrSim::KrExtension> held;
@@ -73,7 +79,7 @@ private:
         const auto* definition = instance.getDefinition();
         if (definition == nullptr) {
             instance.addError(missing, false);
-            _problems.push_back("'" + instance.getPath() + "': " + missing);
+            _problems.push_back("'" + describePath(instance) + "': " + missing);
             return;
         }
         if (instance._isBusy()) return;  // with the next load
@@ -82,9 +88,11 @@ private:
         kept.isAwaitingDefinition = false;
         KeptContent::dropIfEmpty(instance);
         if (isAtOrBelow(definition, instance) || isAtOrBelow(&instance, *definition)) {
-            _problems.push_back("'" + instance.getPath() + "' is an instance of what holds it, or of what it holds");
+            _problems.push_back("'" + describePath(instance) +
+                                "' is an instance of what holds it, or of what it holds");
         } else if (KrSim::KrContentRegistry::instance().getExtensionCount() > _mostContent) {
-            _problems.push_back("'" + instance.getPath() + "' stays as it was saved: instances of instances multiply");
+            _problems.push_back("'" + describePath(instance) +
+                                "' stays as it was saved: instances of instances multiply");
         } else {
             Kr::callGuarded(
                 kSync, [&] { return instance.getName(); }, [&] { instance.sync(); });

@@ -31,7 +31,6 @@ public:
         std::uint32_t end{0};     // the next node that is not inside this one
     };
     static constexpr std::uint32_t kNoName = (1U << 29U) - 1;
-    static constexpr std::size_t kDeepestNesting = 1100;
 
     Document();
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -14,8 +15,9 @@
 
 namespace KrPersistence::detail {
 
-/// Writes an XML or JSON document of exactly one top element, indented, one value a line. Names are dropped inside
-/// sequences of JSON. The document is complete, and handed to the stream, when its top element is.
+/// Writes an XML or JSON document of exactly one top element, one value a line, indented up to a limit, so that deep
+/// documents do not grow with the square of their depth. Names are dropped inside sequences of JSON. The document is
+/// complete, and handed to the stream, when its top element is.
 class DocumentWriter {
 public:
     DocumentWriter(const DocumentWriter&) = delete;
@@ -46,6 +48,7 @@ public:
 
 protected:
     static constexpr std::size_t kBase64Line = 76;
+    static constexpr std::size_t kDeepestIndentation = 64;
 
     explicit DocumentWriter(std::ostream& stream, const char* archiveKind);
 
@@ -63,7 +66,11 @@ protected:
     virtual void _finish() = 0;
 
     [[nodiscard]] std::size_t _depth() const noexcept { return _nesting; }
-    void _newLine() { _out.append(1, '\n').append(_nesting, ' '); }
+    /// Blanks before what lies so many levels below this one.
+    [[nodiscard]] std::size_t _indentation(std::size_t below) const noexcept {
+        return std::min(_nesting, kDeepestIndentation) + below;
+    }
+    void _newLine() { _out.append(1, '\n').append(_indentation(0), ' '); }
     [[noreturn]] void _refuse(const std::string& text) const;
 
     std::string _out;

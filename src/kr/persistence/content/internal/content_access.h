@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "kr/extension/object.h"
 
 namespace KrPersistence::detail {
@@ -13,6 +15,20 @@ inline KrSim::KrObject* asObject(KrSim::KrExtension* extension) {
     return extension != nullptr && extension->isOfClassType(KrSim::KrObject::getClassType())
                ? static_cast<KrSim::KrObject*>(extension)
                : nullptr;
+}
+
+/// The path of an extension for a message, without the upper names of one that lies very deep: many messages about a
+/// deep tree would take the square of its depth.
+inline std::string describePath(const KrSim::KrExtension& extension) {
+    constexpr int kMostNames = 64;
+    auto path = extension.getName();
+    const auto isBelow = [](const KrSim::KrObject* owner) { return owner != nullptr && !owner->_isApplicationRoot(); };
+    const auto* owner = extension.getOwner();
+    for (int i = 0; isBelow(owner) && i < kMostNames; ++i) {
+        path.insert(0, owner->getName() + '/');
+        owner = owner->getOwner();
+    }
+    return isBelow(owner) ? ".../" + path : path;
 }
 
 /// What a field carries beside its value.

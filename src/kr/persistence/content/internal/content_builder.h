@@ -51,13 +51,17 @@ public:
     [[nodiscard]] std::size_t getConnectionCount() const noexcept { return _connectionCount; }
 
 private:
-    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _build(ExtensionRecord& record);
+    struct Level;
+
+    [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _build(ExtensionRecord& root);
+    [[nodiscard]] Level _begin(ExtensionRecord& record);
+    void _addBelow(Level& level, const Kr::KrSmartPtr<KrSim::KrExtension>& made);
+    void _end(Level& level);
     void _reportStep();
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _make(ExtensionRecord& record);
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _makeByFactory(ExtensionRecord& record);
     void _load(KrSim::KrExtension& extension, ExtensionRecord& record);
     void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
-    void _buildBelow(KrSim::KrObject& object, ExtensionRecord& record);
     void _define(KrSim::KrObject& object, const ExtensionRecord& record);
     void _reportDoubles();
     [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& liveID) const;

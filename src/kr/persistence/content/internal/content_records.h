@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kr/content/content_id.h"
@@ -47,6 +48,11 @@ struct DefinitionRecord {
 };
 
 struct ExtensionRecord {
+    ExtensionRecord() = default;
+    ExtensionRecord(const ExtensionRecord&) = delete;
+    ExtensionRecord& operator=(const ExtensionRecord&) = delete;
+    ~ExtensionRecord();
+
     bool isRead{false};  ///< whole, but for what is below it
     bool isObject{false};
     bool isLost{false};
@@ -63,7 +69,31 @@ struct ExtensionRecord {
     std::string data;
     std::optional<DefinitionRecord> definition;  // of instances
     std::vector<std::unique_ptr<ExtensionRecord>> children;
+
+private:
+    using Waiting = std::unique_ptr<ExtensionRecord>;
+
+    void _moveChildrenTo(Waiting& first) noexcept {
+        for (auto& child : children) {
+            if (child == nullptr) continue;
+            child->_next = std::move(first);
+            first = std::move(child);
+        }
+        children.clear();
+    }
+
+    Waiting _next;  // while a tree is destroyed
 };
+
+/// Without recursion, as trees may be of any depth, and without memory.
+inline ExtensionRecord::~ExtensionRecord() {
+    Waiting first;
+    _moveChildrenTo(first);
+    while (first) {
+        const auto each = std::exchange(first, std::move(first->_next));
+        each->_moveChildrenTo(first);
+    }
+}
 
 struct ContentRecords {
     std::vector<std::unique_ptr<ExtensionRecord>> roots;

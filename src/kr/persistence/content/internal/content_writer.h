@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <unordered_set>
@@ -31,11 +32,16 @@ public:
 
 private:
     void _collect(const Roots& roots);
-    void _writeExtension(KrSim::KrExtension& extension, std::uint64_t& nextPosition);
+    struct Level;
+    using Levels = std::deque<Level>;
+
+    void _writeTree(KrSim::KrExtension& root, std::uint64_t position);
+    void _begin(Levels& levels, KrSim::KrExtension& extension, std::uint64_t& nextPosition);
+    void _end(Levels& levels);
+    void _writeMembers(const KrSim::KrExtension& extension, std::uint64_t& nextPosition);
     void _writeVersions(const KrSim::KrExtension& extension);
     void _writeFields(const KrSim::KrExtension& extension);
     void _writeDefinition(const KrSim::KrObject& object);
-    void _writeExtensions(const KrSim::KrObject& object);
 
     ArchiveWriter& _writer;
     Progress _progress;
