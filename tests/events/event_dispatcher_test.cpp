@@ -137,18 +137,6 @@ TEST_F(Dispatcher, EventsOfOtherThreadsWaitForTheOwnersNextProcessing) {
     EXPECT_NE(calledOn, std::this_thread::get_id());
 }
 
-TEST_F(Dispatcher, TheFirstThreadToProcessIsTheOwnerUntilAReset) {
-    const Listener listener(log, "a", {1, 2});
-    KrEventDispatcher::_resetOwner();
-    onAnotherThread([] { KrEventDispatcher::sendEventLocally(KrSimEvent(1)); });
-    EXPECT_THAT(log, ElementsAre("a1")) << "the sender became the owner";
-    KrEventDispatcher::sendEventLocally(KrSimEvent(2));
-    EXPECT_THAT(log, ElementsAre("a1")) << "the owner is gone";
-    KrEventDispatcher::_resetOwner();
-    KrEventDispatcher::preUpdate();
-    EXPECT_THAT(log, ElementsAre("a1", "a2")) << "nothing was lost";
-}
-
 TEST_F(Dispatcher, AListenerThatSendsWhatItReceivesDoesNotExhaustTheStack) {
     const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { KrEventDispatcher::sendEventLocally(event); });
     KrEventDispatcher::sendEventLocally(KrSimEvent(1));

@@ -34,9 +34,6 @@ const EventId KrApplication::kNewNetworkApplicationAddedEvent =
 
 namespace {
 
-/// The application through whose event manager log messages are published.
-constinit std::atomic<const KrApplication*> publisher{nullptr};
-
 [[maybe_unused]] const bool isContentKnownToPaths = [] {
     KrContentPath::_setApplicationContent([](KrApplication& application) {
         std::vector<KrExtension*> extensions;
@@ -58,7 +55,9 @@ Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
 KrApplication::KrApplication(Kr::IClock& clock)
     : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
     auto& all = *_parts;
+    all.events._bindToApplication();
     _state->_setManagers(&all.events, &all.errors);
+    _state->_setEventQueue(all.events._getQueue());
     all.root->setName("Application");
     all.root->_setApplicationRoot();
     all.root->_setApplicationContext(_context);
@@ -76,28 +75,25 @@ KrApplication::KrApplication(Kr::IClock& clock)
             EventManagerInternal::createInternalEventId(name),
             [this](const EventData&) { sendExitApplicationRequest(eExitRequestMode::kThis); });
     }
-    publisher.store(this);
-    KrErrorHandler::setEventManager(&all.events);
+    KrErrorHandler::_addApplication(all.events);
 }
 
 KrApplication::~KrApplication() {
-    const bool wasRunning = _context.isRunning();
-    _state->_end();
     auto& all = *_parts;
+    // From here on no other thread delivers events to what is destroyed now.
+    all.events._beginEnd();
+    _state->_end();
     all.configurationWatch.disconnect();
     all.subscriptions.unregister();
     removeAllModules();
     removeAllExtensions();
     all.root->_setApplicationContext({});
     _content.reset();
-    const KrApplication* self = this;
-    if (publisher.compare_exchange_strong(self, nullptr)) KrErrorHandler::setEventManager(nullptr);
-    if (wasRunning) KrEventDispatcher::_resetOwner();
+    KrErrorHandler::_removeApplication(all.events);
 }
 
-void KrApplication::_whenIdle(const std::function<void()>& change) {
-    if (_context.isBusy() && _context.executeLater(change)) return;
-    change();
+bool KrApplication::_whenIdle(const std::function<void()>& change) {
+    return _context._change(change, [&] { return change; });
 }
 
 // --- Content -------------------------------------------------------------------------------------------------------
@@ -111,7 +107,9 @@ bool KrApplication::add(const KrSmartInterface<IExtension>& extension) {
 }
 
 bool KrApplication::remove(KrExtension* extension) {
-    if (extension == nullptr || extension->getOwner() != _parts->root.get()) return false;
+    if (extension == nullptr) return false;
+    // Whether it is here is known when the removal is made: it may be added before that.
+    if (!_context.isBusy() && extension->getOwner() != _parts->root.get()) return false;
     _parts->root->remove(extension);
     return true;
 }
@@ -142,14 +140,17 @@ KrExtension* KrApplication::getExtension(std::size_t index) const {
 bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& module) {
     const auto* proxy = module ? module->_getModuleProxy() : nullptr;
     if (proxy == nullptr) return false;
+    bool isInserted = true;
+    const auto insert = [&] {
+        if (proxy->getApplication() != nullptr) {
+            Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Can't insert module '%s', it is in an application\n",
+                           proxy->getName().c_str());
+        }
+        isInserted = proxy->getApplication() == nullptr && _insertModule(module);
+    };
     // Where a module belongs is known on the application's thread only.
-    if (_context.isBusy() && _context.executeLater([this, module] { _insertModule(module); })) return true;
-    if (proxy->getApplication() != nullptr) {
-        Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Can't insert module '%s', it is in an application\n",
-                       proxy->getName().c_str());
-        return false;
-    }
-    return _insertModule(module);
+    _context._change(insert, [&] { return [this, module] { _insertModule(module); }; });
+    return isInserted;
 }
 
 bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& module) {
@@ -174,10 +175,13 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
 bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& module) {
     const auto* proxy = module ? module->_getModuleProxy() : nullptr;
     if (proxy == nullptr) return false;
-    if (_context.isBusy() && _context.executeLater([this, module] { _removeModule(module); })) return true;
-    if (proxy->getApplication() != this) return false;
-    _removeModule(module);
-    return true;
+    bool wasHere = true;
+    const auto remove = [&] {
+        wasHere = proxy->getApplication() == this;
+        if (wasHere) _removeModule(module);
+    };
+    _context._change(remove, [&] { return [this, module] { _removeModule(module); }; });
+    return wasHere;
 }
 
 void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& module) {

@@ -61,8 +61,8 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     static const EventId kNewNetworkApplicationAddedEvent;
 
     /// An application with default settings, without modules and content: paced by the clock at 60 Hz, in editing mode.
-    /// Log messages are published through the event manager of the application that was created last. The clock is
-    /// borrowed.
+    /// Log messages are published through the event manager of the application that was created last and lives. The
+    /// clock is borrowed. The calling thread is the one that events of the application are delivered on until it runs.
     [[nodiscard]] static Kr::KrSmartPtr<KrApplication> create(Kr::IClock& clock = Kr::SteadyClock::instance());
     ~KrApplication() override;
 
@@ -71,7 +71,8 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// \return  0, or 1 when an exception has ended it.
     /// An exit that was requested before lets one frame run. Does not end while the application is paused.
     int run(const RunLimits& limits = {});
-    /// Runs one frame, for hosts that have a loop of their own.
+    /// Runs one frame, for hosts that have a loop of their own. Called inside a frame, it leaves ending the loop to the
+    /// outer one.
     /// \return  false when an exit was requested, and when an exception has ended the frame: end the loop then. From
     ///          then on the application is not running, unless update is called again.
     bool update();
@@ -93,11 +94,13 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
     void resetFrameStatistics();
 
-    /// Any thread. Runs the function on the application's thread between two frames: at once when none is under way,
-    /// else when the frame has ended and its listeners have heard of it. An exception is logged as a warning.
-    /// \return  false for an empty function and when the application has ended.
+    /// Any thread. Runs the function between two frames. While the main loop runs that is on the application's thread:
+    /// now when it asks between two frames, else when the frame has ended and its listeners have heard of it. While it
+    /// does not run it is now, on the calling thread; when another thread is changing the application, that one runs
+    /// the function before it is done. An exception is logged as a warning. \return  false for an empty function and
+    /// when the application has ended.
     bool executeBetweenFrames(std::function<void()> function);
-    /// Whether no frame is under way, and this is a thread that may change the content.
+    /// Whether no frame is under way, and this thread may change the content now.
     [[nodiscard]] bool _isBetweenFrames() const noexcept;
     /// Between two frames only.
     [[nodiscard]] FramePosition _getFramePosition() const;
@@ -209,14 +212,16 @@ private:
     void _pace();
     void _passPausedFrame();
     void _runPasses();
+    [[nodiscard]] bool _isFrameUnderWayHere() const noexcept;
+    void _countFrame(double entered);
     void _endLoop(int exitValue);
     void _applyConfiguration();
     bool _insertModule(const KrSmartInterface<ISimulatorModule>& module);
     void _removeModule(const KrSmartInterface<ISimulatorModule>& module);
     void _changeMode(eApplicationMode mode);
     void _setEditing(bool editing);
-    /// Does it now, or later when the content must not change now.
-    void _whenIdle(const std::function<void()>& change);
+    /// Does it now, or later when the content must not change now. \return  whether it was done now.
+    bool _whenIdle(const std::function<void()>& change);
 
     std::unique_ptr<Parts> _parts;
     Kr::KrSmartPtr<ApplicationState> _state;
@@ -229,7 +234,6 @@ private:
     bool _pacesWithVSync{true};
     bool _isConfigurationChanged{false};
     bool _isChangingMode{false};
-    bool _isInFrame{false};  // of the application's thread
 };
 
 }  // namespace KrSim

@@ -19,10 +19,34 @@ namespace {
 /// A paused application stays responsive at low frame rates, too.
 constexpr double kLongestPausedSeconds = 0.05;
 
+/// A frame that is under way. One inside another leaves the flags to that one.
+class FrameScope {
+public:
+    explicit FrameScope(ApplicationState& state) noexcept
+        : _state(state), _wasInFrame(state._isInFrame()), _wasUpdating(state._isUpdatingModules()) {
+        _state._setInFrame(true);
+    }
+    FrameScope(const FrameScope&) = delete;
+    FrameScope& operator=(const FrameScope&) = delete;
+    ~FrameScope() { end(); }
+
+    void end() noexcept {
+        _state._setInFrame(_wasInFrame);
+        _state._setUpdatingModules(_wasUpdating);
+    }
+
+private:
+    ApplicationState& _state;
+    const bool _wasInFrame;
+    const bool _wasUpdating;
+};
+
 }  // namespace
 
 int KrApplication::run(const RunLimits& limits) {
     const Kr::KrSmartPtr<KrApplication> self(this);
+    const bool isInner = _isFrameUnderWayHere();
+    const EventManagerImplementation::Running running(_parts->events);
     auto& all = *_parts;
     const auto framesBefore = all.framesRun;
     const double secondsBefore = all.simulatedSeconds;
@@ -41,29 +65,33 @@ int KrApplication::run(const RunLimits& limits) {
         exitValue = 1;
         Kr::logErrorNoThrow("KrApplication::run(): Unknown exception caught\n");
     }
-    _endLoop(exitValue);
-    _exitRequested.store(false, std::memory_order_relaxed);  // served
+    if (!isInner) _endLoop(exitValue);
     Kr::logMessage(Kr::eLogLevel::kTrace, "KrApplication: Exiting run(), exit value = %d\n", exitValue);
     return exitValue;
 }
 
 bool KrApplication::update() {
     const Kr::KrSmartPtr<KrApplication> self(this);
+    const bool isInner = _isFrameUnderWayHere();
+    const EventManagerImplementation::Running running(_parts->events);
     try {
         if (_frame()) return true;
-        _endLoop(0);
+        if (!isInner) _endLoop(0);
     } catch (...) {  // was reported
-        _endLoop(1);
+        if (!isInner) _endLoop(1);
     }
     return false;
 }
 
+bool KrApplication::_isFrameUnderWayHere() const noexcept {
+    return _context.isRunning() && _context.isApplicationThread() && _state->_isInFrame();
+}
+
 void KrApplication::_endLoop(int exitValue) {
-    _state->_setRunning(false);
-    _state->_runDelayedFunctions();
-    _state->_runBetweenFrames();
-    // Whoever waits for this thread to deliver an event is let go.
-    KrEventDispatcher::_resetOwner();
+    _state->_leaveLoop();
+    _exitRequested.store(false, std::memory_order_relaxed);  // served
+    // Releases threads that wait for this one to deliver an event.
+    _parts->events._stopRunning();
     _parts->listeners.tell([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
 }
 
@@ -71,13 +99,9 @@ bool KrApplication::_frame() {
     try {
         return _runFrame();
     } catch (const std::exception& exception) {
-        _isInFrame = false;
-        _state->_setUpdatingModules(false);
         Kr::logErrorNoThrow("Stopping simulation because of exception: %s\n", exception.what());
         throw;
     } catch (...) {
-        _isInFrame = false;
-        _state->_setUpdatingModules(false);
         Kr::logErrorNoThrow("Unhandled exception, stopping current simulation.\n");
         throw;
     }
@@ -85,10 +109,10 @@ bool KrApplication::_frame() {
 
 bool KrApplication::_runFrame() {
     auto& all = *_parts;
-    _state->_setThread(Kr::getCurrentThreadId());
-    _state->_setRunning(true);
-    _state->_runBetweenFrames();
-    _isInFrame = true;
+    const bool isInner = _isFrameUnderWayHere();
+    _state->_enterLoop();
+    if (!isInner) _state->_runBetweenFrames();
+    FrameScope scope(*_state);
     const double entered = all.pacer.getClock().getSeconds();
     if (!all.startTime) all.startTime = entered;
     const bool isPaused = _takePause();
@@ -107,19 +131,21 @@ bool KrApplication::_runFrame() {
     if (_isConfigurationChanged) _applyConfiguration();
     KrEventDispatcher::postUpdate();
     _state->_runDelayedFunctions();
-
-    if (!isPaused) {
-        ++all.frames;
-        ++all.framesRun;
-        all.simulatedSeconds += all.stepSeconds;
-        all.meter.onFrameEnded();
-        _state->_setStatistics(all.meter.getStatistics());
-        all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
-    }
+    if (!isPaused) _countFrame(entered);
     all.listeners.tell([this](IApplicationListener& each) { each.onFrameEnded(this); });
-    _isInFrame = false;
-    _state->_runBetweenFrames();
+    scope.end();
+    if (!isInner) _state->_runBetweenFrames();
     return !_exitRequested.load(std::memory_order_relaxed);
+}
+
+void KrApplication::_countFrame(double entered) {
+    auto& all = *_parts;
+    ++all.frames;
+    ++all.framesRun;
+    all.simulatedSeconds += all.stepSeconds;
+    all.meter.onFrameEnded();
+    _state->_setStatistics(all.meter.getStatistics());
+    all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
 }
 
 bool KrApplication::_isPaced() const noexcept {
@@ -144,23 +170,23 @@ void KrApplication::_pace() {
 
 void KrApplication::_runPasses() {
     const auto& modules = _parts->modules;
+    const bool wasUpdating = _state->_isUpdatingModules();
     _state->_setUpdatingModules(true);
     modules.preUpdate(_context);
     modules.update(_context);
     modules.postUpdate(_context);
-    _state->_setUpdatingModules(false);
+    _state->_setUpdatingModules(wasUpdating);
 }
 
 // --- Between two frames --------------------------------------------------------------------------------------------
 
 bool KrApplication::executeBetweenFrames(std::function<void()> function) {
-    if (!_state->_executeBetweenFrames(std::move(function))) return false;
-    if (_isBetweenFrames()) _state->_runBetweenFrames();
-    return true;
+    return _state->_executeBetweenFrames(std::move(function));
 }
 
 bool KrApplication::_isBetweenFrames() const noexcept {
-    return !_context.isRunning() || (_context.isApplicationThread() && !_isInFrame);
+    if (!_context.isRunning()) return !_context.isBusy();
+    return _context.isApplicationThread() && !_state->_isInFrame();
 }
 
 FramePosition KrApplication::_getFramePosition() const {

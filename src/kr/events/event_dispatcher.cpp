@@ -1,19 +1,20 @@
 #include "kr/events/event_dispatcher.h"
 
-#include <algorithm>
 #include <atomic>
 #include <exception>
-#include <iterator>
-#include <limits>
 #include <mutex>
+#include <span>
 #include <utility>
 #include <vector>
 
 #include "kr/core/id.h"
 #include "kr/events/event_id_list.h"
+#include "kr/events/event_manager_implementation.h"
 #include "kr/events/framework_event_names.h"
 #include "kr/events/internal/done_signal.h"
+#include "kr/events/internal/event_domain.h"
 #include "kr/events/internal/listener_table.h"
+#include "kr/events/internal/local_queues.h"
 #include "kr/events/shared_event_channel.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
@@ -23,12 +24,15 @@
 namespace KrSim {
 namespace {
 
-using Batch = std::vector<KrSimEvent>;
+using detail::EventBatch;
 using detail::ListenerSnapshot;
 using detail::ListenerTable;
+using detail::LocalQueue;
+using detail::LocalQueues;
+using detail::ThreadEvents;
+using detail::threadEvents;
 
 constexpr int kPublishNumber = Kr::KrID::numberFor(kPublishLocalEventIdsName);
-constexpr double kNever = std::numeric_limits<double>::infinity();
 
 /// Sends nested deeper than this leave the queue to the next frame: a listener that sends what it receives would
 /// otherwise exhaust the stack.
@@ -62,42 +66,18 @@ private:
     std::exception_ptr _exception;
 };
 
-using DelayedEvent = PendingEvent;
-
-/// A vector to fill, and one with capacity that the next batch swaps in.
-struct Queue {
-    Batch events;
-    Batch spare;
-
-    /// Under the lock of the queue.
-    [[nodiscard]] Batch take() noexcept {
-        Batch batch = std::exchange(spare, {});
-        std::swap(batch, events);
-        return batch;
-    }
-    /// The same; the batch is empty again.
-    void giveBack(Batch& batch) noexcept {
-        if (batch.capacity() > spare.capacity()) std::swap(batch, spare);
-    }
-};
-
+/// The way to other applications, and what is the same for all queues.
 struct State {
-    std::mutex localMutex;  // guards the next members; the atomics are written under it and read without
-    Queue local;
-    std::vector<DelayedEvent> delayed;
-    double earliestDueSeconds{kNever};
-    std::atomic<const Kr::IClock*> clock{&Kr::SteadyClock::instance()};
-    std::atomic<Kr::ThreadId> owner{Kr::ThreadId::kNone};
-    std::atomic<bool> hasLocal{false};
-
     std::mutex remoteMutex;  // guards the next member
-    Queue remote;
+    detail::EventBuffer remote;
 
     std::mutex channelMutex;  // guards the next member
     std::shared_ptr<SharedEventChannel> channel;
     std::atomic<bool> hasChannel{false};
 
     std::atomic<bool> isExternalControlEnabled{false};
+
+    LocalQueues& queues{LocalQueues::instance()};
 };
 
 State& state() {
@@ -105,19 +85,31 @@ State& state() {
     return all;
 }
 
-/// How many times this thread is processing events, one inside the other.
-thread_local int processingDepth = 0;
-/// It was too deep; until the outermost one ends, sends only queue.
-thread_local bool wasTooDeep = false;
-
 class Processing {
 public:
-    Processing() noexcept { ++processingDepth; }
+    explicit Processing(ThreadEvents& self) noexcept : _self(self) { ++_self.processingDepth; }
     Processing(const Processing&) = delete;
     Processing& operator=(const Processing&) = delete;
     ~Processing() {
-        if (--processingDepth == 0) wasTooDeep = false;
+        if (--_self.processingDepth == 0) _self.wasTooDeep = false;
     }
+
+private:
+    ThreadEvents& _self;
+};
+
+/// Tells the event managers whose events this thread delivers meanwhile.
+class Delivering {
+public:
+    Delivering(ThreadEvents& self, const ThreadEvents::Delivery& delivery) noexcept
+        : _delivery(self.delivery), _outer(std::exchange(self.delivery, delivery)) {}
+    Delivering(const Delivering&) = delete;
+    Delivering& operator=(const Delivering&) = delete;
+    ~Delivering() { _delivery = _outer; }
+
+private:
+    ThreadEvents::Delivery& _delivery;
+    const ThreadEvents::Delivery _outer;
 };
 
 void deliver(const KrSimEvent& event, const ListenerSnapshot& listeners, FirstException& exception) {
@@ -127,13 +119,15 @@ void deliver(const KrSimEvent& event, const ListenerSnapshot& listeners, FirstEx
     if (event._isAwaited() && event.isDoneSignalAutomatic()) event.raiseDoneSignal();
 }
 
-void deliverNow(const KrSimEvent& event, FirstException& exception) {
+void deliverNow(ThreadEvents& self, const KrSimEvent& event, const ThreadEvents::Delivery& delivery,
+                FirstException& exception) {
+    const Delivering delivering(self, delivery);
     std::uint64_t generation = 0;
     deliver(event, ListenerTable::instance().find(event.ID(), generation), exception);
 }
 
 /// Neighbours with one number share the look into the table, unless it has changed in between.
-void deliverBatch(const Batch& batch, FirstException& exception) {
+void deliverBatch(std::span<const KrSimEvent> batch, FirstException& exception) {
     auto& table = ListenerTable::instance();
     ListenerSnapshot listeners;
     std::uint64_t generation = 0;  // of no table
@@ -159,7 +153,7 @@ void sendToChannel(State& all, const KrSimEvent& event) {
     }
 }
 
-void receiveFromChannel(State& all, Batch& batch) {
+void receiveFromChannel(State& all, EventBatch& batch) {
     const auto channel = channelOf(all);
     if (!channel) return;
     const std::size_t before = batch.size();
@@ -172,61 +166,90 @@ void receiveFromChannel(State& all, Batch& batch) {
     }
 }
 
+// --- Processing ----------------------------------------------------------------------------------------------------
+
 enum class eCaller { kSend, kFrame };
 
-void processLocalQueue(State& all, eCaller caller, FirstException& exception) {
-    const Processing processing;
-    Batch batch;
+void processQueue(State& all, ThreadEvents& self, LocalQueue& queue, eCaller caller, FirstException& exception) {
+    const Processing processing(self);
+    detail::EventBatches batches;
+    if (!all.queues.take(queue, self, caller == eCaller::kFrame, batches)) return;
+    const std::size_t own = batches.local.size();
+    if (all.queues.isReceiver(queue)) receiveFromChannel(all, batches.local);
+    const std::span<const KrSimEvent> events(batches.local);
     {
-        const auto self = Kr::getCurrentThreadId();
-        const std::lock_guard lock(all.localMutex);
-        if (all.owner.load(std::memory_order_relaxed) == Kr::ThreadId::kNone) all.owner.store(self);
-        // Two first senders at once: the second finds that it is not the owner.
-        if (caller == eCaller::kSend && all.owner.load(std::memory_order_relaxed) != self) return;
-        batch = all.local.take();
-        all.hasLocal.store(false, std::memory_order_relaxed);
+        const Delivering delivering(self, {&queue, false, false});
+        for (const auto& event : batches.forwarded)
+            queue.domain->deliver(event);
+        deliverBatch(events.first(own), exception);
     }
-    receiveFromChannel(all, batch);
-    deliverBatch(batch, exception);
-    batch.clear();
-    const std::lock_guard lock(all.localMutex);
-    all.local.giveBack(batch);
+    if (own < events.size()) {
+        const Delivering delivering(self, {&queue, true, false});
+        deliverBatch(events.subspan(own), exception);
+    }
+    all.queues.giveBack(queue, batches);
 }
 
-bool isOwner(const State& all) noexcept {
-    return all.owner.load(std::memory_order_relaxed) == Kr::getCurrentThreadId();
+bool sendsProcess(const State& all, ThreadEvents& self) noexcept {
+    if (self.processingDepth >= kDeepestProcessing) self.wasTooDeep = true;
+    return !self.wasTooDeep && !all.isExternalControlEnabled.load(std::memory_order_relaxed);
 }
 
-bool sendsProcess(const State& all) noexcept {
-    if (processingDepth >= kDeepestProcessing) wasTooDeep = true;
-    return !wasTooDeep && !all.isExternalControlEnabled.load(std::memory_order_relaxed);
+bool hasWork(const State& all, const LocalQueue& queue) noexcept {
+    return queue.hasLocal.load(std::memory_order_relaxed) ||
+           (all.hasChannel.load(std::memory_order_relaxed) && all.queues.isReceiver(queue));
 }
 
-bool hasWork(const State& all) noexcept {
-    return all.hasLocal.load(std::memory_order_relaxed) || all.hasChannel.load(std::memory_order_relaxed);
+/// Of applications that do not run and belong to this thread: they are served with the common queue.
+std::vector<LocalQueue*> idleQueues(State& all) {
+    if (!all.queues.mayHaveIdleEvents.load(std::memory_order_relaxed)) return {};
+    return all.queues.findIdleWithEvents();
 }
 
-void processAfterSend(State& all, FirstException& exception) {
-    if (!sendsProcess(all)) return;
-    const bool isFirst = all.owner.load(std::memory_order_relaxed) == Kr::ThreadId::kNone;
-    if (isFirst || (hasWork(all) && isOwner(all))) processLocalQueue(all, eCaller::kSend, exception);
+// --- Sending -------------------------------------------------------------------------------------------------------
+
+/// What a send is, beside its event.
+struct Sending {
+    eEventRoute local;
+    eEventRoute remote;
+    LocalQueue& queue;
+    bool isRouted;  ///< the queue was chosen by the sending thread, not by an application
+    bool mayOwn;    ///< of a queue without an owner
+};
+
+void processAfterSend(State& all, ThreadEvents& self, const Sending& sending, FirstException& exception) {
+    if (!sendsProcess(all, self)) return;
+    auto& queue = sending.queue;
+    const auto owner = queue.owner.load(std::memory_order_relaxed);
+    const bool mayOwn = sending.mayOwn && (!sending.isRouted || queue.domain == nullptr);
+    const bool isFirst = owner == Kr::ThreadId::kNone && mayOwn;
+    if (isFirst || (hasWork(all, queue) && owner == Kr::getCurrentThreadId()))
+        processQueue(all, self, queue, eCaller::kSend, exception);
+    if (queue.domain == nullptr) {
+        for (auto* idle : idleQueues(all))
+            processQueue(all, self, *idle, eCaller::kSend, exception);
+    }
 }
 
-/// Under the lock of the local queue.
-void pushLocal(State& all, const KrSimEvent& event) {
-    all.local.events.push_back(event);
-    all.hasLocal.store(true, std::memory_order_relaxed);
+/// Under the lock of the queues.
+LocalQueue& settledQueue(State& all, const ThreadEvents& self, const Sending& sending) {
+    auto& queue = sending.isRouted ? all.queues.rerouteLocked(sending.queue, self) : sending.queue;
+    if (!queue.isRunning.load(std::memory_order_relaxed) && queue.domain != nullptr)
+        all.queues.mayHaveIdleEvents.store(true, std::memory_order_relaxed);
+    return queue;
 }
 
-void queueLocally(State& all, const KrSimEvent& event, FirstException& exception) {
-    if (!hasWork(all) && isOwner(all) && sendsProcess(all)) {
+void queueLocally(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending& sending,
+                  FirstException& exception) {
+    auto& queue = sending.queue;
+    if (!hasWork(all, queue) && queue.isOwnedHere() && sendsProcess(all, self)) {
         // Nothing stands before it, and it would be taken out again at once.
-        const Processing processing;
-        deliverNow(event, exception);
+        const Processing processing(self);
+        deliverNow(self, event, {&queue, false, false}, exception);
         return;
     }
-    const std::lock_guard lock(all.localMutex);
-    pushLocal(all, event);
+    const std::lock_guard lock(all.queues.mutex);
+    settledQueue(all, self, sending).pushLocal(event);
 }
 
 void queueRemotely(State& all, const KrSimEvent& event) {
@@ -234,76 +257,77 @@ void queueRemotely(State& all, const KrSimEvent& event) {
     all.remote.events.push_back(event);
 }
 
-double nowOf(const State& all) {
-    return all.clock.load(std::memory_order_acquire)->getSeconds();
+void sendWithoutDelay(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending& sending,
+                      FirstException& exception) {
+    if (sending.remote == eEventRoute::kQueued) queueRemotely(all, event);
+    if (sending.local == eEventRoute::kQueued) queueLocally(all, self, event, sending, exception);
+    // An event whose delay is over is not that of its sender any more.
+    if (sending.local == eEventRoute::kAtOnce)
+        deliverNow(self, event, {&sending.queue, false, sending.isRouted}, exception);
+    if (sending.remote == eEventRoute::kAtOnce) sendToChannel(all, event);
 }
 
-/// Under the lock of the local queue.
-void pushDelayed(State& all, double now, const KrSimEvent& event, bool isLocal, bool isRemote) {
-    const double due = now + event.getDelay();
-    all.delayed.push_back({event, due, isLocal, isRemote});
-    all.delayed.back().event.setDelay(0.0);
-    all.earliestDueSeconds = std::min(all.earliestDueSeconds, due);
-}
-
-/// Takes the events out whose time has come, in the order in which they were sent.
-std::vector<DelayedEvent> takeDue(State& all) {
-    const double now = nowOf(all);
-    const auto isDue = [now](const DelayedEvent& each) { return each.dueSeconds <= now; };
-    std::vector<DelayedEvent> due;
-    const std::lock_guard lock(all.localMutex);
-    if (now < all.earliestDueSeconds) return due;
-    due.reserve(static_cast<std::size_t>(std::count_if(all.delayed.begin(), all.delayed.end(), isDue)));
-    all.earliestDueSeconds = kNever;
-    for (auto& each : all.delayed) {
-        if (isDue(each)) {
-            due.push_back(std::move(each));
-        } else {
-            all.earliestDueSeconds = std::min(all.earliestDueSeconds, each.dueSeconds);
-        }
-    }
-    // What was moved away keeps its time.
-    all.delayed.erase(std::remove_if(all.delayed.begin(), all.delayed.end(), isDue), all.delayed.end());
-    return due;
-}
-
-enum class eRoute { kNone, kQueued, kAtOnce };
-
-void sendWithoutDelay(State& all, const KrSimEvent& event, eRoute local, eRoute remote, FirstException& exception) {
-    if (remote == eRoute::kQueued) queueRemotely(all, event);
-    if (local == eRoute::kQueued) queueLocally(all, event, exception);
-    if (local == eRoute::kAtOnce) deliverNow(event, exception);
-    if (remote == eRoute::kAtOnce) sendToChannel(all, event);
-}
-
-void send(const KrSimEvent& event, eRoute local, eRoute remote) {
-    State& all = state();
+void send(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending& sending) {
     FirstException exception;
     if (event.getDelay() == 0.0) [[likely]] {
-        sendWithoutDelay(all, event, local, remote, exception);
+        sendWithoutDelay(all, self, event, sending, exception);
     } else {
-        const double now = nowOf(all);
-        const std::lock_guard lock(all.localMutex);
-        pushDelayed(all, now, event, local != eRoute::kNone, remote != eRoute::kNone);
+        const double now = all.queues.now();
+        const std::lock_guard lock(all.queues.mutex);
+        settledQueue(all, self, sending)
+            .pushDelayed(now, event, sending.local != eEventRoute::kNone, sending.remote != eEventRoute::kNone);
     }
-    processAfterSend(all, exception);
+    processAfterSend(all, self, sending, exception);
     exception.rethrow();
 }
 
-/// Puts the event where the owner will find it, unless that is this thread or nobody. In one step under the lock: a
-/// reset finds every event that a sender waits for.
-std::shared_ptr<detail::DoneSignal> queueForOwner(State& all, const KrSimEvent& event) {
+void send(const KrSimEvent& event, eEventRoute local, eEventRoute remote) {
+    State& all = state();
+    ThreadEvents& self = threadEvents;
+    send(all, self, event, {local, remote, all.queues.route(self), true, true});
+}
+
+void preUpdate(State& all, ThreadEvents& self, LocalQueue& queue, FirstException& exception) {
+    for (const auto& each : all.queues.takeDue(queue)) {
+        exception.guard([&] {
+            send(all, self, each.event,
+                 {each.isLocal ? eEventRoute::kAtOnce : eEventRoute::kNone,
+                  each.isRemote ? eEventRoute::kAtOnce : eEventRoute::kNone, queue, false, true});
+        });
+    }
+    processQueue(all, self, queue, eCaller::kFrame, exception);
+    if (queue.isRunning.load(std::memory_order_relaxed) && queue.isOwnedHere()) queue.domain->acceptStops(true);
+}
+
+/// Of the application whose frame is under way here; else the common one.
+LocalQueue& queueOfFrame(State& all, const ThreadEvents& self) {
+    return self.current != nullptr ? *self.current : all.queues.common;
+}
+
+/// Puts the event where the owner will find it, unless that is this thread or none. In one step under the lock: the
+/// end of an owner finds every event that a sender waits for.
+std::shared_ptr<detail::DoneSignal> queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
+    LocalQueue& routed = all.queues.route(self);
+    const auto mayWait = [](const LocalQueue& queue) {
+        return queue.owner.load(std::memory_order_relaxed) != Kr::ThreadId::kNone && !queue.isOwnedHere();
+    };
+    if (!mayWait(routed)) return nullptr;
     KrSimEvent awaited = event;
     auto signal = awaited._expectDone();
-    const double now = awaited.getDelay() == 0.0 ? 0.0 : nowOf(all);
-    const std::lock_guard lock(all.localMutex);
-    if (all.owner.load(std::memory_order_relaxed) == Kr::ThreadId::kNone || isOwner(all)) return nullptr;
+    const double now = awaited.getDelay() == 0.0 ? 0.0 : all.queues.now();
+    const std::lock_guard lock(all.queues.mutex);
+    LocalQueue& queue = all.queues.rerouteLocked(routed, self);
+    if (!mayWait(queue)) return nullptr;
     if (awaited.getDelay() == 0.0) {
-        pushLocal(all, awaited);
+        queue.pushLocal(awaited);
     } else {
-        pushDelayed(all, now, awaited, true, false);
+        queue.pushDelayed(now, awaited, true, false);
     }
     return signal;
+}
+
+LocalQueue* queueOf(const EventManagerImplementation* manager) {
+    return manager != nullptr ? manager->_getQueue() : threadEvents.current;
 }
 
 /// One publishing step. The names go ahead of the events that the frame has queued.
@@ -329,58 +353,99 @@ void KrEventDispatcher::unregisterListener(int id, KrSimEventListener* listener)
 }
 
 void KrEventDispatcher::sendEventLocally(const KrSimEvent& event) {
-    send(event, eRoute::kQueued, eRoute::kNone);
+    send(event, eEventRoute::kQueued, eEventRoute::kNone);
 }
 
 void KrEventDispatcher::sendEventLocallyImmediately(const KrSimEvent& event) {
-    send(event, eRoute::kAtOnce, eRoute::kNone);
+    send(event, eEventRoute::kAtOnce, eEventRoute::kNone);
 }
 
 bool KrEventDispatcher::sendEventLocallyImmediatelyBlocking(const KrSimEvent& event) {
-    State& all = state();
-    const auto owner = all.owner.load(std::memory_order_acquire);
-    if (owner != Kr::ThreadId::kNone && owner != Kr::getCurrentThreadId()) {
-        if (const auto signal = queueForOwner(all, event)) {
-            return signal->wait() == detail::DoneSignal::eState::kHandled;
-        }
+    if (const auto signal = queueForOwner(state(), threadEvents, event)) {
+        return signal->wait() == detail::DoneSignal::eState::kHandled;
     }
     sendEventLocallyImmediately(event);
     return true;
 }
 
 void KrEventDispatcher::sendEventLocallyAndRemotely(const KrSimEvent& event) {
-    send(event, eRoute::kQueued, eRoute::kQueued);
+    send(event, eEventRoute::kQueued, eEventRoute::kQueued);
 }
 
 void KrEventDispatcher::sendEventLocallyAndRemotelyImmediately(const KrSimEvent& event) {
-    send(event, eRoute::kAtOnce, eRoute::kAtOnce);
+    send(event, eEventRoute::kAtOnce, eEventRoute::kAtOnce);
 }
 
 void KrEventDispatcher::sendEventRemotely(const KrSimEvent& event) {
-    send(event, eRoute::kNone, eRoute::kQueued);
+    send(event, eEventRoute::kNone, eEventRoute::kQueued);
 }
 
 void KrEventDispatcher::sendEventRemotelyImmediately(const KrSimEvent& event) {
-    send(event, eRoute::kNone, eRoute::kAtOnce);
+    send(event, eEventRoute::kNone, eEventRoute::kAtOnce);
+}
+
+void KrEventDispatcher::_send(const KrSimEvent& event, eEventRoute local, eEventRoute remote,
+                              detail::LocalQueue* queue) {
+    if (queue == nullptr) {
+        send(event, local, remote);
+    } else {
+        send(state(), threadEvents, event, {local, remote, *queue, false, true});
+    }
+}
+
+void KrEventDispatcher::_sendMessage(const KrSimEvent& event, detail::LocalQueue* queue) {
+    State& all = state();
+    ThreadEvents& self = threadEvents;
+    LocalQueue& routed = all.queues.route(self);
+    if (queue == nullptr || self.current != nullptr || (!queue->isRunning.load() && routed.domain != nullptr)) {
+        send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, routed, true, true});
+        return;
+    }
+    const bool mayOwn = all.queues.isCreatedHere(*queue);
+    send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, *queue, false, mayOwn});
+}
+
+void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome) {
+    State& all = state();
+    ThreadEvents& self = threadEvents;
+    LocalQueue& target = queue != nullptr ? *queue : all.queues.route(self);
+    const bool isElsewhere = !target.isOwnedHere() && target.owner.load() != Kr::ThreadId::kNone;
+    // Fields that no application runs belong to the thread that connected them, whatever other threads send.
+    if (isAtHome && isElsewhere && (queue == nullptr || !target.isRunning.load()) && sendsProcess(all, self)) {
+        FirstException exception;
+        const Processing processing(self);
+        deliverNow(self, event, {&all.queues.common, false, false}, exception);
+        exception.rethrow();
+        return;
+    }
+    send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, target, queue == nullptr, true});
+}
+
+bool KrEventDispatcher::_runsElsewhere(const detail::LocalQueue* queue) noexcept {
+    return queue != nullptr && queue->isRunning.load(std::memory_order_relaxed) && !queue->isOwnedHere();
+}
+
+bool KrEventDispatcher::_isInFrame() noexcept {
+    return threadEvents.current != nullptr;
 }
 
 void KrEventDispatcher::preUpdate() {
     State& all = state();
+    ThreadEvents& self = threadEvents;
     FirstException exception;
-    for (const auto& each : takeDue(all)) {
-        exception.guard([&] {
-            send(each.event, each.isLocal ? eRoute::kAtOnce : eRoute::kNone,
-                 each.isRemote ? eRoute::kAtOnce : eRoute::kNone);
-        });
+    LocalQueue& queue = queueOfFrame(all, self);
+    ::KrSim::preUpdate(all, self, queue, exception);
+    if (queue.domain == nullptr) {
+        for (auto* idle : idleQueues(all))
+            ::KrSim::preUpdate(all, self, *idle, exception);
     }
-    processLocalQueue(all, eCaller::kFrame, exception);
     exception.rethrow();
 }
 
 void KrEventDispatcher::postUpdate() {
     State& all = state();
     publishNames(all);
-    Batch batch;
+    EventBatch batch;
     {
         const std::lock_guard lock(all.remoteMutex);
         batch = all.remote.take();
@@ -419,68 +484,31 @@ void KrEventDispatcher::_publishEventNames() {
     publishNames(state());
 }
 
-KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents() {
-    State& all = state();
-    PendingEvents pending;
-    pending.nowSeconds = nowOf(all);
-    const std::lock_guard lock(all.localMutex);
-    for (const auto& each : all.delayed) {
-        if (!each.event._isAwaited()) pending.events.push_back(each);
-    }
-    for (const auto& event : all.local.events) {
-        if (!event._isAwaited()) pending.events.push_back({event, pending.nowSeconds, true, false});
-    }
-    return pending;
+KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents(const EventManagerImplementation* manager) {
+    auto& queues = state().queues;
+    return {queues.copyPending(queueOf(manager)), queues.now()};
 }
 
-void KrEventDispatcher::_replaceDelayedEvents(const PendingEvents& pending) {
-    State& all = state();
-    const double shift = nowOf(all) - pending.nowSeconds;
-    std::vector<DelayedEvent> replaced;  // dies after the lock
-    const std::lock_guard lock(all.localMutex);
-    all.delayed.swap(replaced);
-    std::copy_if(replaced.begin(), replaced.end(), std::back_inserter(all.delayed),
-                 [](const DelayedEvent& each) { return each.event._isAwaited(); });
-    for (const auto& each : pending.events) {
-        all.delayed.push_back(each);
-        all.delayed.back().dueSeconds += shift;
-    }
-    all.earliestDueSeconds = kNever;
-    for (const auto& each : all.delayed)
-        all.earliestDueSeconds = std::min(all.earliestDueSeconds, each.dueSeconds);
+void KrEventDispatcher::_replaceDelayedEvents(const PendingEvents& pending, const EventManagerImplementation* manager) {
+    auto& queues = state().queues;
+    queues.replaceDelayed(queueOf(manager), pending.events, queues.now() - pending.nowSeconds);
 }
 
-void KrEventDispatcher::_deliverQueuedEvents() {
+void KrEventDispatcher::_deliverQueuedEvents(const EventManagerImplementation* manager) {
+    State& all = state();
+    ThreadEvents& self = threadEvents;
     FirstException exception;
-    processLocalQueue(state(), eCaller::kFrame, exception);
+    for (auto* queue : all.queues.findKnown(queueOf(manager)))
+        processQueue(all, self, *queue, eCaller::kFrame, exception);
     exception.rethrow();
 }
 
 void KrEventDispatcher::_resetOwner() {
-    State& all = state();
-    Batch dropped;
-    std::vector<DelayedEvent> droppedDelayed;
-    const auto isAwaited = [](const KrSimEvent& event) { return event._isAwaited(); };
-    const auto isDelayedAwaited = [](const DelayedEvent& each) { return each.event._isAwaited(); };
-
-    const std::lock_guard lock(all.localMutex);
-    all.owner.store(Kr::ThreadId::kNone);
-    // They die after the lock, and the senders wake.
-    std::copy_if(all.local.events.begin(), all.local.events.end(), std::back_inserter(dropped), isAwaited);
-    std::copy_if(all.delayed.begin(), all.delayed.end(), std::back_inserter(droppedDelayed), isDelayedAwaited);
-    std::erase_if(all.local.events, isAwaited);
-    std::erase_if(all.delayed, isDelayedAwaited);
+    state().queues.resetCommonOwner();
 }
 
 void KrEventDispatcher::_setClock(const Kr::IClock* clock) {
-    State& all = state();
-    const Kr::IClock* next = clock != nullptr ? clock : &Kr::SteadyClock::instance();
-    const double shift = next->getSeconds() - nowOf(all);
-    const std::lock_guard lock(all.localMutex);
-    all.clock.store(next, std::memory_order_release);
-    for (auto& each : all.delayed)
-        each.dueSeconds += shift;
-    all.earliestDueSeconds += shift;
+    state().queues.setClock(clock != nullptr ? *clock : Kr::SteadyClock::instance());
 }
 
 }  // namespace KrSim

@@ -13,9 +13,13 @@ namespace KrSim {
 /// The low-level event service of the process: brings events by their number to listeners, at once or through a queue,
 /// now or after a delay, and to other applications through the shared event channel. docs/events.md tells the order.
 ///
-/// Owner thread: the first thread that processes the local queue; every send does so while there is no owner, so it is
-/// the first sender unless a frame was earlier. A queued event that the owner sends is delivered before the send
-/// returns; those of other threads wait for the owner's next send or frame.
+/// Queues: a queued event waits in the queue of the application that the sending thread runs; on other threads, in that
+/// of the application that has been running for longest; without a running one, in the common queue. A send through the
+/// event manager of an application waits in the queue of that application.
+/// Owner thread: an application's queue belongs to the thread that runs the application, the common one to the first
+/// thread that processes it; every send does so while there is no owner. A thread that ends owns nothing. A queued
+/// event that the owner sends is delivered before the send returns; those of other threads wait for the owner's next
+/// send or frame.
 /// Thread: all operations on any thread. No listener is called under a lock, so listeners may send, register and
 /// unregister. Exceptions of listeners: every listener of every event is called, then the first exception continues out
 /// of the send or the frame.
@@ -36,15 +40,17 @@ public:
     static void sendEventLocallyImmediately(const KrSimEvent& event);
     /// Queues the event and waits until the owner thread has delivered it. At once, without waiting, on the owner
     /// thread itself and while there is none. Never call it while the owner waits for this thread: both would wait for
-    /// ever. \return  false when the owner was reset, or the last copy of the event was lost, before listeners were
-    /// called.
+    /// ever. \return  false when the owner's main loop or thread ended, or the last copy of the event was lost, before
+    /// listeners were called.
     static bool sendEventLocallyImmediatelyBlocking(const KrSimEvent& event);
     static void sendEventLocallyAndRemotely(const KrSimEvent& event);
     static void sendEventLocallyAndRemotelyImmediately(const KrSimEvent& event);
     static void sendEventRemotely(const KrSimEvent& event);
     static void sendEventRemotelyImmediately(const KrSimEvent& event);
 
-    /// Once per frame, before the update: sends the delayed events that are due, then processes the local queue.
+    /// Once per frame, before the update: sends the delayed events that are due, then processes the local queue. Inside
+    /// a frame of an application that is its queue; elsewhere the common one, and those of applications that do not run
+    /// and belong to this thread.
     static void preUpdate();
     /// Once per frame, after the update: publishes up to five event names that wait, and hands the queue for other
     /// applications to the channel. Without a channel the queue is dropped; the names go on waiting.
@@ -64,17 +70,32 @@ public:
         std::vector<PendingEvent> events;
         double nowSeconds{0.0};  ///< by the clock of delays
     };
-    [[nodiscard]] static PendingEvents _getPendingEvents();
-    /// Puts these in the place of the delayed events, each due as long from now as it was then. Events whose senders
-    /// wait stay.
-    static void _replaceDelayedEvents(const PendingEvents& pending);
-    /// Delivers what is queued, as preUpdate does, but no delayed events.
-    static void _deliverQueuedEvents();
+    /// Of the application with this manager, and of none while no other application runs. Null: of the application that
+    /// this thread runs, else of none and of all that belong to this thread.
+    [[nodiscard]] static PendingEvents _getPendingEvents(const EventManagerImplementation* manager = nullptr);
+    /// Puts these in the place of the delayed events of the same queues, each due as long from now as it was then.
+    /// Events whose senders wait stay.
+    static void _replaceDelayedEvents(const PendingEvents& pending,
+                                      const EventManagerImplementation* manager = nullptr);
+    /// Delivers what is queued there, as preUpdate does, but no delayed events.
+    static void _deliverQueuedEvents(const EventManagerImplementation* manager = nullptr);
     /// Queues all local event names and publishes the first ones: an application has joined that knows none.
     static void _publishEventNames();
-    /// For the end of an application: there is no owner until the next thread processes the queue. Senders that wait
-    /// are let go and their events dropped, since those may point into what the senders now destroy; other events stay.
+    /// The common queue has no owner until the next thread processes it. Senders that wait there are released and their
+    /// events dropped, since those may point into what the senders now destroy; other events stay.
     static void _resetOwner();
+    /// The send behind the event managers; null is the queue of an event that is sent through no application.
+    static void _send(const KrSimEvent& event, eEventRoute local, eEventRoute remote, detail::LocalQueue* queue);
+    /// A message of the log, locally. See EventManagerImplementation::_publish.
+    static void _sendMessage(const KrSimEvent& event, detail::LocalQueue* queue);
+    /// A value on its way to a field, locally: through the queue of the field's application, null for none.
+    /// \param isAtHome  the thread made the connection: while no application runs the field, the value arrives before
+    ///                  the send returns, whichever thread owns the queue.
+    static void _sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome);
+    /// Whether the queue is that of an application which another thread runs.
+    [[nodiscard]] static bool _runsElsewhere(const detail::LocalQueue* queue) noexcept;
+    /// Whether this thread is inside of run or update of an application.
+    [[nodiscard]] static bool _isInFrame() noexcept;
     /// The clock of delays; null is the steady clock. Borrowed. What is left of a running delay stays as long.
     static void _setClock(const Kr::IClock* clock);
 };

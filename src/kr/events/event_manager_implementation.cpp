@@ -6,52 +6,49 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
 #include "kr/events/framework_event_names.h"
-#include "kr/events/internal/callback_table.h"
+#include "kr/events/internal/event_domain.h"
 #include "kr/events/sim_event.h"
-#include "kr/platform/guard.h"
 
 namespace KrSim {
-namespace {
 
 using detail::CallbackRecord;
 using detail::CallbackTable;
-
-constexpr Kr::GuardTexts kCallbackTexts{Kr::eLogLevel::kWarn,
-                                        "EventManager: Exception thrown when processing event '%s': %s.\n",
-                                        "EventManager: Unhandled exception thrown when processing event '%s'.\n"};
-
-KrSimEvent makeEvent(const EventId& id, const EventData& data) {
-    return data.data().empty() ? KrSimEvent(id._getNumber()) : KrSimEvent(id._getNumber(), data.data());
-}
-
-}  // namespace
 
 /// Its death, with the last handle, is the end of the registration; the callback itself dies with the last delivery
 /// that may be inside.
 class EventManagerImplementation::EventCallback final : public Kr::KrRefCount {
 public:
-    EventCallback(Kr::KrSmartPtr<CallbackTable> table, const EventId& id,
-                  std::function<void(const EventData&)> callback)
-        : _table(std::move(table)), _record(Kr::makeSmart<CallbackRecord>(id._getNumber(), std::move(callback))) {}
+    EventCallback(CallbackTable& table, const EventId& id, std::function<void(const EventData&)> callback)
+        : _table(table), _record(Kr::makeSmart<CallbackRecord>(id._getNumber(), std::move(callback))) {}
     EventCallback(const EventCallback&) = delete;
     EventCallback& operator=(const EventCallback&) = delete;
-    ~EventCallback() override { _table->drop(std::move(_record)); }
+    ~EventCallback() override { _table.drop(std::move(_record)); }
 
-    void add() { _table->add(_record); }
+    void add() { _table.add(_record); }
 
 private:
-    Kr::KrSmartPtr<CallbackTable> _table;
+    CallbackTable& _table;
     Kr::KrSmartPtr<CallbackRecord> _record;
 };
 
-EventManagerImplementation::EventManagerImplementation() : _table(new CallbackTable(*this)) {
+namespace {
+
+KrSimEvent makeEvent(const EventId& id, const EventData& data, const detail::EventDomain& domain) {
+    auto event = data.data().empty() ? KrSimEvent(id._getNumber()) : KrSimEvent(id._getNumber(), data.data());
+    if (domain.isOfApplication()) event._setOfApplication();
+    return event;
+}
+
+}  // namespace
+
+EventManagerImplementation::EventManagerImplementation() : _domain(detail::EventDomain::acquire()) {
     const EventId added = EventManagerInternal::createInternalEventId(kNewNetworkApplicationAddedEventName);
     _applicationAdded = registerListener(added, [](const EventData&) { KrEventDispatcher::_publishEventNames(); });
 }
 
 EventManagerImplementation::~EventManagerImplementation() {
     _applicationAdded.unregister();
-    _table->close();
+    _domain.release();
 }
 
 EventListener EventManagerImplementation::createListener(const Kr::KrSmartPtr<Kr::KrRefCount>& object) {
@@ -60,45 +57,71 @@ EventListener EventManagerImplementation::createListener(const Kr::KrSmartPtr<Kr
 
 EventListener EventManagerImplementation::registerListener(const EventId& id,
                                                            std::function<void(const EventData&)> callback) {
-    const auto registration = Kr::makeSmart<EventCallback>(_table, id, std::move(callback));
+    const auto registration = Kr::makeSmart<EventCallback>(_domain.getCallbacks(), id, std::move(callback));
     registration->add();
     return createListener(registration);
 }
 
-void EventManagerImplementation::onSimEvent(const KrSimEvent& event) {
-    // A callback may destroy the manager: from here on the delivery stands for itself.
-    detail::CallbackDelivery delivery(*_table, event.ID());
-    if (delivery.isEmpty()) return;
-    delivery.setPayload(event.constData(), event.bytes());
-    const auto nameOf = [&event] { return event.nameForID(); };
-    delivery.forEach([&nameOf](const auto& callback, const EventData& data) {
-        Kr::callGuarded(kCallbackTexts, nameOf, [&] { callback(data); });
-    });
-}
+// --- Sending -------------------------------------------------------------------------------------------------------
 
 bool EventManagerImplementation::sendEvent(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventLocallyAndRemotely(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kQueued, _getQueue());
     return true;
 }
 
 void EventManagerImplementation::sendEventLocally(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventLocally(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kNone, _getQueue());
 }
 
 void EventManagerImplementation::sendEventLocallyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventLocallyImmediately(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kNone, _getQueue());
 }
 
 void EventManagerImplementation::sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventLocallyAndRemotelyImmediately(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kAtOnce, _getQueue());
 }
 
 void EventManagerImplementation::sendEventRemotely(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventRemotely(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kQueued, _getQueue());
 }
 
 void EventManagerImplementation::sendEventRemotelyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::sendEventRemotelyImmediately(makeEvent(id, data));
+    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kAtOnce, _getQueue());
+}
+
+void EventManagerImplementation::_publish(const EventId& id, const EventData& data) {
+    KrEventDispatcher::_sendMessage(makeEvent(id, data, _domain), _getQueue());
+}
+
+// --- Of an application ---------------------------------------------------------------------------------------------
+
+void EventManagerImplementation::_bindToApplication() {
+    _domain.bind();
+}
+
+void EventManagerImplementation::_stopRunning() {
+    _domain.acceptStops(false);
+    detail::LocalQueues::instance().stop(_domain.getQueue());
+}
+
+void EventManagerImplementation::_beginEnd() {
+    detail::LocalQueues::instance().end(_domain.getQueue());
+    _domain.getCallbacks().restrictToThisThread();
+}
+
+detail::LocalQueue* EventManagerImplementation::_getQueue() const noexcept {
+    return _domain.isOfApplication() ? &_domain.getQueue() : nullptr;
+}
+
+EventManagerImplementation::Running::Running(EventManagerImplementation& manager)
+    : _outer(detail::threadEvents.current) {
+    auto& queue = manager._domain.getQueue();
+    detail::LocalQueues::instance().enter(queue);
+    detail::threadEvents.current = &queue;
+}
+
+EventManagerImplementation::Running::~Running() {
+    detail::threadEvents.current = _outer;
 }
 
 }  // namespace KrSim

@@ -50,4 +50,8 @@ void EventManagerInternal::sendEventRemotelyImmediately(const EventId& id, const
     if (_manager) _manager->sendEventRemotelyImmediately(id, data);
 }
 
+void EventManagerInternal::_publish(const EventId& id, const EventData& data) {
+    if (_manager) _manager->_publish(id, data);
+}
+
 }  // namespace KrSim

@@ -29,6 +29,8 @@ public:
     void sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data);
     void sendEventRemotely(const EventId& id, const EventData& data);
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
+    /// As that of the manager.
+    void _publish(const EventId& id, const EventData& data);
 
 private:
     EventManagerImplementation* _manager;  // null when what was given is another manager

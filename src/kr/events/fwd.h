@@ -3,6 +3,12 @@
 #include "kr/core/fwd.h"
 
 namespace KrSim {
+
+namespace detail {
+class EventDomain;
+class LocalQueue;
+}  // namespace detail
+
 class EventData;
 class EventIDList;
 class EventId;
@@ -16,4 +22,8 @@ class KrEventDispatcher;
 class KrSimEvent;
 class KrSimEventListener;
 class SharedEventChannel;
+
+/// How a send reaches the listeners here, or other applications.
+enum class eEventRoute { kNone, kQueued, kAtOnce };
+
 }  // namespace KrSim

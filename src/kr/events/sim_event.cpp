@@ -30,6 +30,7 @@ KrSimEvent::KrSimEvent(int id, unsigned int size, const void* bytes) : _id(id) {
 KrSimEvent::KrSimEvent(const KrSimEvent& other)
     : _id(other._id),
       _isDoneSignalAutomatic(other._isDoneSignalAutomatic),
+      _ofApplication(other._ofApplication),
       _delaySeconds(other._delaySeconds),
       _size(other._size),
       _sender(other._sender),
@@ -44,6 +45,7 @@ KrSimEvent::KrSimEvent(const KrSimEvent& other)
 KrSimEvent::KrSimEvent(KrSimEvent&& other) noexcept
     : _id(other._id),
       _isDoneSignalAutomatic(other._isDoneSignalAutomatic),
+      _ofApplication(other._ofApplication),
       _delaySeconds(other._delaySeconds),
       _size(std::exchange(other._size, 0)),
       _heap(std::move(other._heap)),
@@ -60,6 +62,7 @@ KrSimEvent& KrSimEvent::operator=(KrSimEvent&& other) noexcept {
     if (this == &other) return *this;
     _id = other._id;
     _isDoneSignalAutomatic = other._isDoneSignalAutomatic;
+    _ofApplication = other._ofApplication;
     _delaySeconds = other._delaySeconds;
     _size = std::exchange(other._size, 0);
     _heap = std::move(other._heap);

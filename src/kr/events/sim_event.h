@@ -87,6 +87,9 @@ public:
     /// From here on copies of this event share a signal that was not raised before. For the dispatcher.
     [[nodiscard]] std::shared_ptr<detail::DoneSignal> _expectDone();
     [[nodiscard]] bool _isAwaited() const noexcept { return _ticket != nullptr; }
+    /// Whether it was sent through the event manager of an application: it ends with that.
+    [[nodiscard]] bool _isOfApplication() const noexcept { return _ofApplication; }
+    void _setOfApplication() noexcept { _ofApplication = true; }
 
 private:
     void _assign(const void* bytes, std::size_t size);
@@ -94,6 +97,7 @@ private:
 
     std::int32_t _id{0};
     bool _isDoneSignalAutomatic{true};
+    bool _ofApplication{false};
     double _delaySeconds{0.0};
     std::size_t _size{0};
     std::unique_ptr<std::uint8_t[]> _heap;        // null while the payload fits inside

@@ -125,14 +125,12 @@ bool KrObject::_mayAdd(KrExtension* extension) const {
 
 bool KrObject::add(KrExtension* extension) {
     if (!_mayAdd(extension)) return false;
-    if (_isBusy()) {
-        const bool isQueued = getFieldsContainer().getApplicationContext().executeLater(
-            [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
-                if (const auto object = weak.lock()) object->_addExtension(held.get());
-            });
-        if (isQueued) return true;  // otherwise the application has ended, and nobody is in the way any more
-    }
-    _addExtension(extension);
+    const auto addLater = [&] {
+        return [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
+            if (const auto object = weak.lock()) object->_addExtension(held.get());
+        };
+    };
+    getFieldsContainer().getApplicationContext()._change([&] { _addExtension(extension); }, addLater);
     return true;
 }
 
@@ -232,16 +230,18 @@ void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& be
 // --- Removing ------------------------------------------------------------------------------------------------------
 
 void KrObject::remove(KrExtension* extension) {
-    if (extension == nullptr || extension->getOwner() != this) return;
-    if (_isBusy()) {
-        const bool isQueued = getFieldsContainer().getApplicationContext().executeLater(
-            [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
-                const auto object = weak.lock();
-                if (object && held->getOwner() == object.get()) object->_removeExtension(held.get());
-            });
-        if (isQueued) return;
-    }
-    _removeExtension(extension);
+    if (extension == nullptr) return;
+    // Whether it is here is asked when it is removed: an addition may be queued before.
+    const auto removeLater = [&] {
+        return [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
+            const auto object = weak.lock();
+            if (object && held->getOwner() == object.get()) object->_removeExtension(held.get());
+        };
+    };
+    const auto remove = [&] {
+        if (extension->getOwner() == this) _removeExtension(extension);
+    };
+    getFieldsContainer().getApplicationContext()._change(remove, removeLater);
 }
 
 void KrObject::remove(const KrSmartInterface<IExtension>& extension) {

@@ -116,12 +116,30 @@ bool ApplicationContext::isUpdatingModules() const noexcept {
 }
 
 bool ApplicationContext::isBusy() const noexcept {
-    if (!isAlive(_state) || !_state->_isRunning()) return false;
-    return _state->_isUpdatingModules() || _state->_getThread() != Kr::getCurrentThreadId();
+    return isAlive(_state) && _state->_isBusy();
 }
 
 bool ApplicationContext::executeLater(std::function<void()> function) const {
     return isAlive(_state) && _state->_executeLater(std::move(function));
+}
+
+bool ApplicationContext::_queueChange(std::function<void()> change) const {
+    return _state && _state->_queueChange(std::move(change));
+}
+
+ApplicationContext::Change::Change(const ApplicationContext& context) {
+    if (!isAlive(context._state)) return;
+    const auto entry = context._state->_enterChange();
+    _mayRun = entry != ApplicationState::eEntry::kRefused;
+    if (entry == ApplicationState::eEntry::kHeld) _state = context._state;
+}
+
+ApplicationContext::Change::~Change() {
+    if (_state) _state->_leaveChange();
+}
+
+detail::LocalQueue* ApplicationContext::_getEventQueue() const noexcept {
+    return isAlive(_state) ? _state->_getEventQueue() : nullptr;
 }
 
 // --- Services ------------------------------------------------------------------------------------------------------

@@ -4,15 +4,28 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
+#include <thread>
 #include <utility>
+#include <vector>
 
+#include "kr/application/context/internal/change_gate.h"
 #include "kr/application/context/internal/delayed_functions.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
 
+namespace {
+
+/// Threads that ask for more changes than the one inside the gate can make are slowed down from here on.
+constexpr std::size_t kCrowded = 1000;
+constexpr int kYieldsWhenCrowded = 100;
+
+}  // namespace
+
 ApplicationState::ApplicationState()
-    : _delayed(std::make_unique<detail::DelayedFunctions>()),
+    : _gate(std::make_unique<detail::ChangeGate>()),
+      _delayed(std::make_unique<detail::DelayedFunctions>()),
       _betweenFrames(std::make_unique<detail::DelayedFunctions>()) {}
 
 ApplicationState::ApplicationState(NoApplication) noexcept
@@ -77,21 +90,129 @@ void ApplicationState::_runDelayedFunctions() {
     _delayed->runBatch();
 }
 
-bool ApplicationState::_executeBetweenFrames(std::function<void()>&& function) {
-    return function && _betweenFrames->add(std::move(function));
-}
-
 void ApplicationState::_runBetweenFrames() {
     const Kr::KrSmartPtr<ApplicationState> self(this);
     _betweenFrames->runBatch();
 }
 
 void ApplicationState::_end() {
-    _running.store(false, std::memory_order_release);
-    _setManagers(nullptr, nullptr);
-    _alive.store(false, std::memory_order_release);
-    _delayed->close();
+    std::vector<std::function<void()>> dropped;  // die after the lock
+    {
+        std::unique_lock lock(_gate->mutex);
+        _gate->left.wait(lock, [this] { return _gate->isFree(); });
+        _running.store(false, std::memory_order_release);
+        _setManagers(nullptr, nullptr);
+        _setEventQueue(nullptr);
+        _alive.store(false, std::memory_order_release);
+        dropped.swap(_gate->handedOver);
+    }
+    const std::size_t count = dropped.size();
+    dropped.clear();
+    _delayed->close(count);
     _betweenFrames->close();
+}
+
+// --- Changes -------------------------------------------------------------------------------------------------------
+
+bool ApplicationState::_isBusy() const noexcept {
+    const auto self = Kr::getCurrentThreadId();
+    if (_isRunning()) return _isUpdatingModules() || _getThread() != self;
+    const auto holder = _gate->holder.load(std::memory_order_relaxed);
+    return holder != Kr::ThreadId::kNone && holder != self;
+}
+
+void ApplicationState::_enterLoop() {
+    const auto self = Kr::getCurrentThreadId();
+    if (_isRunning() && _getThread() == self) return;
+    std::unique_lock lock(_gate->mutex);
+    _gate->left.wait(lock, [this] { return _gate->isFree(); });
+    _setThread(self);
+    _setRunning(true);
+}
+
+void ApplicationState::_leaveLoop() {
+    const Kr::KrSmartPtr<ApplicationState> self(this);
+    {
+        const std::lock_guard lock(_gate->mutex);
+        _setRunning(false);
+        _gate->hold();
+    }
+    _runDelayedFunctions();
+    _runBetweenFrames();
+    _leaveChange();
+}
+
+ApplicationState::eEntry ApplicationState::_enterChange() {
+    const auto self = Kr::getCurrentThreadId();
+    const std::lock_guard lock(_gate->mutex);
+    if (!_isAlive()) return eEntry::kFree;
+    if (_isRunning()) return _getThread() == self && !_isUpdatingModules() ? eEntry::kFree : eEntry::kRefused;
+    if (!_gate->isFree()) return eEntry::kRefused;
+    _gate->hold();
+    return eEntry::kHeld;
+}
+
+void ApplicationState::_leaveChange() {
+    for (;;) {
+        std::vector<std::function<void()>> batch;
+        {
+            const std::lock_guard lock(_gate->mutex);
+            if (_gate->depth > 1 || _gate->handedOver.empty()) {
+                if (--_gate->depth > 0) return;
+                _gate->holder.store(Kr::ThreadId::kNone, std::memory_order_relaxed);
+                _gate->left.notify_all();
+                return;
+            }
+            batch.swap(_gate->handedOver);
+        }
+        for (auto& each : batch) {
+            const auto function = std::move(each);  // what it holds is released before the next one runs
+            detail::DelayedFunctions::run(function);
+        }
+    }
+}
+
+bool ApplicationState::_queueChange(std::function<void()>&& function) {
+    std::size_t waiting = 0;
+    {
+        const std::lock_guard lock(_gate->mutex);
+        if (!_isAlive()) return false;
+        if (_isRunning()) {
+            const bool mayRunNow = _getThread() == Kr::getCurrentThreadId() && !_isUpdatingModules();
+            return !mayRunNow && _delayed->add(std::move(function));
+        }
+        if (_gate->isFree()) return false;
+        _gate->handedOver.push_back(std::move(function));
+        waiting = _gate->handedOver.size();
+    }
+    for (int i = 0; waiting > kCrowded && i < kYieldsWhenCrowded; ++i)
+        std::this_thread::yield();
+    return true;
+}
+
+bool ApplicationState::_executeBetweenFrames(std::function<void()>&& function) {
+    if (!function) return false;
+    const Kr::KrSmartPtr<ApplicationState> self(this);
+    bool isNow = false;
+    bool isHeld = false;
+    {
+        const std::lock_guard lock(_gate->mutex);
+        if (!_isAlive()) return false;
+        if (_isRunning()) {
+            isNow = _getThread() == Kr::getCurrentThreadId() && !_isInFrame();
+        } else if (_gate->isFree()) {
+            isNow = isHeld = true;
+        } else {
+            _gate->handedOver.push_back(std::move(function));
+            return true;
+        }
+        if (!_betweenFrames->add(std::move(function))) return false;
+        if (isHeld) _gate->hold();
+    }
+    // Nothing happens in a function that runs there already: what it asks for waits for the next time.
+    if (isNow) _runBetweenFrames();
+    if (isHeld) _leaveChange();
+    return true;
 }
 
 }  // namespace KrSim

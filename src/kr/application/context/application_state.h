@@ -18,13 +18,17 @@ namespace KrSim {
 
 namespace detail {
 class DelayedFunctions;
-}
+struct ChangeGate;
+}  // namespace detail
 
 /// What an application shares with the handles on it (ApplicationContext): they read, the application writes.
 ///
 /// Held by smart pointers only. The application calls _end() before it takes anything of itself down.
-/// Thread: all members are atomic. _isRunning publishes: whoever sees the main loop ended also sees all that it did.
-/// _runDelayedFunctions is for the application thread, the other setters for whoever drives the application.
+/// One gate decides, under one lock, whether a change of the content runs now or is queued: while the main loop runs,
+/// on its thread only; while it does not, on the thread that asks, one thread at a time. What other threads ask
+/// meanwhile is run by that thread, before it leaves the gate. Thread: any, but for _runDelayedFunctions and
+/// _runBetweenFrames, which are for the application thread, and the setters, which are for the thread that drives the
+/// application. _isRunning publishes: a thread that sees the main loop ended also sees all that it did.
 class KR_API ApplicationState final : public Kr::KrRefCount {
 public:
     /// A living application in editing mode, before its first frame; activation is tracked, the rate is 60 Hz.
@@ -47,12 +51,19 @@ public:
     void _setStatistics(const FrameStatistics& statistics) noexcept;
     /// \param pacedHz  what the loop keeps to, above 0; \param requestedHz  as asked for.
     void _setFrameRate(double pacedHz, double requestedHz) noexcept;
-    /// At the start of each frame.
+    /// The calling thread runs the application from now on. Waits until no other thread is inside the gate.
+    void _enterLoop();
+    /// The main loop ends: runs what waits, once, and the changes that other threads ask for meanwhile.
+    void _leaveLoop();
+    /// At the start of each frame, by hosts that have no gate to pass.
     void _setThread(Kr::ThreadId thread) noexcept { _thread.store(thread, kRelaxed); }
     /// True after _setThread at the first frame, false when the main loop ends.
     void _setRunning(bool running) noexcept { _running.store(running, std::memory_order_release); }
     void _setPaused(bool paused) noexcept { _paused.store(paused, kRelaxed); }
     void _setUpdatingModules(bool updating) noexcept { _updating.store(updating, kRelaxed); }
+    void _setInFrame(bool inFrame) noexcept { _inFrame.store(inFrame, kRelaxed); }
+    /// Null: the application has none.
+    void _setEventQueue(detail::LocalQueue* queue) noexcept { _eventQueue.store(queue, std::memory_order_release); }
     /// Borrowed until _end(); null for none.
     void _setManagers(EventManager* eventManager, ErrorManager* errorManager) noexcept;
 
@@ -86,10 +97,28 @@ public:
     [[nodiscard]] bool _isRunning() const noexcept { return _running.load(std::memory_order_acquire); }
     [[nodiscard]] bool _isPaused() const noexcept { return _paused.load(kRelaxed); }
     [[nodiscard]] bool _isUpdatingModules() const noexcept { return _updating.load(kRelaxed); }
+    [[nodiscard]] bool _isInFrame() const noexcept { return _inFrame.load(kRelaxed); }
+    [[nodiscard]] bool _isBusy() const noexcept;
+    [[nodiscard]] detail::LocalQueue* _getEventQueue() const noexcept {
+        return _eventQueue.load(std::memory_order_acquire);
+    }
     [[nodiscard]] EventManager* _getEventManager() const noexcept;
     [[nodiscard]] ErrorManager* _getErrorManager() const noexcept;
     bool _executeLater(std::function<void()>&& function);
+    /// Runs it now, or when the frame has ended.
     bool _executeBetweenFrames(std::function<void()>&& function);
+
+    // Changes of the content
+
+    enum class eEntry {
+        kRefused,  ///< not now: _queueChange
+        kFree,     ///< now
+        kHeld,     ///< now, and _leaveChange follows
+    };
+    [[nodiscard]] eEntry _enterChange();
+    void _leaveChange();
+    /// False when it may be made now; the function stays with the caller then.
+    bool _queueChange(std::function<void()>&& function);
 
 private:
     static constexpr std::memory_order kRelaxed = std::memory_order_relaxed;
@@ -101,6 +130,7 @@ private:
     std::atomic<bool> _alive{true};
     std::atomic<bool> _running{false};
     std::atomic<bool> _updating{false};
+    std::atomic<bool> _inFrame{false};
     std::atomic<bool> _paused{false};
     std::atomic<bool> _isActivationTracked{true};
     std::atomic<Kr::ThreadId> _thread{Kr::ThreadId::kNone};
@@ -118,7 +148,9 @@ private:
     std::array<std::atomic<std::uint64_t>, sizeof(FrameStatistics) / sizeof(std::uint64_t)> _statistics{};
     std::atomic<EventManager*> _eventManager{nullptr};
     std::atomic<ErrorManager*> _errorManager{nullptr};
-    std::unique_ptr<detail::DelayedFunctions> _delayed;  // null for no application
+    std::atomic<detail::LocalQueue*> _eventQueue{nullptr};
+    std::unique_ptr<detail::ChangeGate> _gate;  // null for no application, as the next two
+    std::unique_ptr<detail::DelayedFunctions> _delayed;
     std::unique_ptr<detail::DelayedFunctions> _betweenFrames;
 };
 

@@ -10,6 +10,8 @@
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
 
 namespace Kr {
 
@@ -30,18 +32,43 @@ public:
     /// Null for an unknown payload and a dead sink.
     [[nodiscard]] FieldBase* sink() const noexcept { return _node ? _node.mapped()->sink.get() : nullptr; }
     [[nodiscard]] const FieldBase& value() const noexcept { return *_node.mapped()->value; }
+    /// It is not delivered here.
+    [[nodiscard]] QueuedCopies::Node release() noexcept { return std::move(_node); }
 
 private:
     QueuedCopies::Node _node;
 };
+
+int eventNumber();
+
+KrSim::KrSimEvent carrierOf(QueuedCopies::Node copy) {
+    const int number = eventNumber();
+    const void* key = QueuedCopies::instance().add(std::move(copy));
+    return KrSim::KrSimEvent(number, sizeof(key), &key);
+}
+
+/// Of the application that runs the field; null for none.
+KrSim::detail::LocalQueue* queueOf(const FieldBase& field) {
+    const auto* extension = field.getOwnerExtension();
+    if (extension == nullptr) return nullptr;
+    return extension->getFieldsContainer().getApplicationContext()._getEventQueue();
+}
 
 class Listener final : public KrSim::KrSimEventListener {
 public:
     void onSimEvent(const KrSim::KrSimEvent& event) override {
         const auto key = event.read<const void*>();
         if (!key) return;
-        const Delivery delivery(QueuedCopies::instance().take(*key));
-        if (auto* sink = delivery.sink()) sink->copyValue(delivery.value());
+        Delivery delivery(QueuedCopies::instance().take(*key));
+        auto* sink = delivery.sink();
+        if (sink == nullptr) return;
+        // The application of the sink may run on another thread since the value was sent.
+        auto* queue = queueOf(*sink);
+        if (KrSim::KrEventDispatcher::_runsElsewhere(queue)) {
+            KrSim::KrEventDispatcher::_sendValue(carrierOf(delivery.release()), queue, false);
+        } else {
+            sink->copyValue(delivery.value());
+        }
     }
 };
 
@@ -55,16 +82,13 @@ int eventNumber() {
     return number;
 }
 
-KrSim::KrSimEvent carrierOf(QueuedCopies::Node copy) {
-    const int number = eventNumber();
-    const void* key = QueuedCopies::instance().add(std::move(copy));
-    return KrSim::KrSimEvent(number, sizeof(key), &key);
-}
-
 }  // namespace
 
 QueuedConnectionFunctor::QueuedConnectionFunctor(const FieldBase& source, FieldBase& sink)
-    : ConnectionFunctor(source, sink), _sinkLife(&sink), _copies(std::make_shared<CopyStore>()) {}
+    : ConnectionFunctor(source, sink),
+      _sinkLife(&sink),
+      _home(getCurrentThreadId()),
+      _copies(std::make_shared<CopyStore>()) {}
 
 QueuedConnectionFunctor::~QueuedConnectionFunctor() {
     _copies->close();
@@ -75,8 +99,10 @@ void QueuedConnectionFunctor::transfer(const FieldBase&) {
     if (!copy) return;
     const auto event = carrierOf(std::move(copy));
     try {
-        // The functor may die in here: the dispatcher delivers at once on its owner's thread.
-        KrSim::KrEventDispatcher::sendEventLocally(event);
+        const bool isAtHome = _home == getCurrentThreadId();
+        const auto* sink = isAtHome || KrSim::KrEventDispatcher::_isInFrame() ? _sinkLife.get() : nullptr;
+        // The functor may die in here: values of the owner's thread are delivered before the send returns.
+        KrSim::KrEventDispatcher::_sendValue(event, sink != nullptr ? queueOf(*sink) : nullptr, isAtHome);
     } catch (...) {
         // Of a listener, or for want of memory; delivered or not, the value is not left behind.
         _drop(event);

@@ -6,6 +6,7 @@
 #include "kr/core/connections/connection_functor.h"
 #include "kr/data/field_reference.h"
 #include "kr/events/fwd.h"
+#include "kr/platform/thread_id.h"
 
 namespace Kr {
 
@@ -13,8 +14,10 @@ namespace detail {
 class CopyStore;
 }  // namespace detail
 
-/// Takes a copy of the source and sends it through the event dispatcher; the sink takes it when the event is
-/// delivered, on the thread that delivers. Delivered copies are used again, so that a steady frame allocates nothing.
+/// Takes a copy of the source and sends it through the event dispatcher, in the queue of the application that the sink
+/// belongs to; the sink takes it when the event is delivered, on the thread that runs that application. While none
+/// does, values that are set by the thread that made the connection arrive before the setter returns. Delivered copies
+/// are used again, so that a steady frame allocates nothing.
 class KR_API QueuedConnectionFunctor final : public ConnectionFunctor {
 public:
     QueuedConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
@@ -41,6 +44,7 @@ public:
 
 private:
     KrData::FieldReference _sinkLife;
+    ThreadId _home;  // made the connection
     std::shared_ptr<detail::CopyStore> _copies;
 };
 

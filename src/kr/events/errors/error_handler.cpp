@@ -108,7 +108,8 @@ void LogListener::disconnect() noexcept {
 
 /// Messages that this thread is handling, and those of them that are on their way through the sink.
 thread_local int handlingDepth = 0;
-thread_local int publishingDepth = 0;
+class Publishing;
+thread_local const Publishing* innermostPublishing = nullptr;
 
 class Handling {
 public:
@@ -129,6 +130,15 @@ public:
     std::_Exit(status);
 }
 
+/// An event manager through which messages are published.
+struct Sink {
+    explicit Sink(EventManager* itsManager) : manager(itsManager), internal(itsManager) {}
+
+    EventManager* const manager;
+    EventManagerInternal internal;
+    int publishing{0};  // messages on their way through it, on all threads; under the lock of the state
+};
+
 /// Never destroyed: static objects may log while the process ends.
 struct State {
     std::atomic<bool> isConsoleEnabled{true};
@@ -141,8 +151,8 @@ struct State {
     bool isInstalled{false};
     Kr::LogHandler previousHandler{nullptr};
     std::shared_ptr<ListenerSignal> signal;
-    std::shared_ptr<EventManagerInternal> sink;
-    int publishing{0};  // messages on their way through the sink, on all threads
+    std::shared_ptr<Sink> sink;                         // null: messages are not published
+    std::vector<std::shared_ptr<Sink>> ofApplications;  // in the order of their making
     std::string lastDispatched;
 
     static State& instance() {
@@ -153,6 +163,10 @@ struct State {
     [[nodiscard]] std::shared_ptr<ListenerSignal> getSignal() {
         const std::lock_guard lock(mutex);
         return signal;
+    }
+    /// Under the lock.
+    [[nodiscard]] bool isUsable(const std::shared_ptr<Sink>& each) const {
+        return each == sink || std::find(ofApplications.begin(), ofApplications.end(), each) != ofApplications.end();
     }
 };
 
@@ -165,19 +179,18 @@ public:
         if (!state.sink || text == state.lastDispatched) return;
         state.lastDispatched = text;
         _sink = state.sink;
-        ++state.publishing;
-        ++publishingDepth;
+        ++_sink->publishing;
+        _outer = std::exchange(innermostPublishing, this);
     }
     Publishing(const Publishing&) = delete;
     Publishing& operator=(const Publishing&) = delete;
     ~Publishing() {
         if (!_sink) return;
+        innermostPublishing = _outer;
         auto& state = State::instance();
-        _sink.reset();
         {
             const std::lock_guard lock(state.mutex);
-            --state.publishing;
-            --publishingDepth;
+            --_sink->publishing;
         }
         state.publishingEnded.notify_all();
     }
@@ -186,12 +199,27 @@ public:
     [[nodiscard]] EventManagerInternal* sink() const {
         auto& state = State::instance();
         const std::lock_guard lock(state.mutex);
-        return state.sink == _sink ? _sink.get() : nullptr;
+        return _sink && state.isUsable(_sink) ? &_sink->internal : nullptr;
+    }
+    /// Messages of this thread are below the caller on the stack and cannot end before.
+    [[nodiscard]] static int countHere(const Sink& sink) noexcept {
+        int count = 0;
+        for (const auto* each = innermostPublishing; each != nullptr; each = each->_outer)
+            count += each->_sink.get() == &sink ? 1 : 0;
+        return count;
     }
 
 private:
-    std::shared_ptr<EventManagerInternal> _sink;
+    std::shared_ptr<Sink> _sink;
+    const Publishing* _outer{nullptr};
 };
+
+/// Returns when no other thread publishes through it. It has been taken out of the state.
+void waitFor(const std::shared_ptr<Sink>& sink, std::unique_lock<std::mutex>& lock) {
+    if (!sink) return;
+    const int here = Publishing::countHere(*sink);
+    State::instance().publishingEnded.wait(lock, [&] { return sink->publishing <= here; });
+}
 
 void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
     const Publishing publishing(text);
@@ -202,7 +230,7 @@ void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
     // Each send also delivers what waited, and a listener at the dispatcher may throw: the message is still to be
     // filed.
     const auto nameOf = [] { return std::string(kErrorMessageEventName); };
-    Kr::callGuarded(kSendTexts, nameOf, [&] { sink->sendEventLocally(kErrorMessageEvent, payload); });
+    Kr::callGuarded(kSendTexts, nameOf, [&] { sink->_publish(kErrorMessageEvent, payload); });
     if (!KrErrorHandler::_isNetworkDispatchEnabled() && level > Kr::eLogLevel::kError) return;
     sink = publishing.sink();
     if (sink == nullptr) return;
@@ -253,12 +281,36 @@ void KrErrorHandler::Unregister() {
 void KrErrorHandler::setEventManager(EventManager* manager) {
     // Made before the lock: it logs at error level when the manager is of another kind.
     if (manager != nullptr) _enterErrorEventNames();
-    auto sink = manager != nullptr ? std::make_shared<EventManagerInternal>(manager) : nullptr;
+    auto sink = manager != nullptr ? std::make_shared<Sink>(manager) : nullptr;
     auto& state = State::instance();
     std::unique_lock lock(state.mutex);
     std::swap(state.sink, sink);
-    // Messages of this thread are below us on the stack and cannot end before.
-    state.publishingEnded.wait(lock, [&] { return state.publishing <= publishingDepth; });
+    waitFor(sink, lock);
+}
+
+void KrErrorHandler::_addApplication(EventManager& manager) {
+    _enterErrorEventNames();
+    auto sink = std::make_shared<Sink>(&manager);
+    auto& state = State::instance();
+    const std::lock_guard lock(state.mutex);
+    state.ofApplications.push_back(sink);
+    state.sink = std::move(sink);
+}
+
+void KrErrorHandler::_removeApplication(const EventManager& manager) {
+    auto& state = State::instance();
+    std::unique_lock lock(state.mutex);
+    const auto found = std::find_if(state.ofApplications.begin(), state.ofApplications.end(),
+                                    [&](const auto& each) { return each->manager == &manager; });
+    if (found == state.ofApplications.end()) return;
+    const auto own = std::move(*found);
+    state.ofApplications.erase(found);
+    auto current = state.sink;  // another one for the same manager, when the host has set it
+    if (current && current->manager == &manager) {
+        state.sink = state.ofApplications.empty() ? nullptr : state.ofApplications.back();
+        waitFor(current, lock);
+    }
+    waitFor(own, lock);
 }
 
 KrData::DelegateConnection KrErrorHandler::registerListener(Listener listener) {

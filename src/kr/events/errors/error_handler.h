@@ -36,6 +36,10 @@ public:
     /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
     /// null: it comes back when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
+    /// The same for the manager of an application that begins. When the application that publishes ends, the one that
+    /// was made last before it does so again.
+    static void _addApplication(EventManager& manager);
+    static void _removeApplication(const EventManager& manager);
     /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
     /// thread that logs. An empty handle when the handler is not installed or the listener is empty.
     [[nodiscard]] static KrData::DelegateConnection registerListener(Listener listener);

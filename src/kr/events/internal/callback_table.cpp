@@ -8,6 +8,9 @@ namespace {
 /// Longer payloads give their memory back at once.
 constexpr std::size_t kMostKept = 64 * 1024;
 
+/// The deliveries of this thread, of all tables.
+constinit thread_local const CallbackDelivery* innermost = nullptr;
+
 /// Records on their way out. Needs no memory, and destroys them one after the other however many they are.
 class DroppedRecords {
 public:
@@ -45,9 +48,10 @@ std::unique_ptr<CallbackList> retire(std::unique_ptr<CallbackList> list) noexcep
 
 void CallbackTable::add(const Kr::KrSmartPtr<CallbackRecord>& record) {
     const std::lock_guard lock(_mutex);
+    const auto opening = _opening.load(std::memory_order_relaxed);
     Entry& entry = _entries[record->id];
     if (!entry.list) {
-        entry.list = std::make_unique<CallbackList>(Kr::KrSmartPtr<CallbackTable>(this), record->id);
+        entry.list = std::make_unique<CallbackList>(*this, opening, record->id);
     } else if (entry.list->deliveries > 0) {
         _replaceByLiving(entry);
     } else {
@@ -56,6 +60,7 @@ void CallbackTable::add(const Kr::KrSmartPtr<CallbackRecord>& record) {
     CallbackList& list = *entry.list;
     list.records.push_back(record);
     record->index = list.records.size() - 1;
+    record->opening = opening;
     ++list.living;
     if (!entry.isSubscribed) KrEventDispatcher::registerListener(record->id, &_subscriber);
     entry.isSubscribed = true;
@@ -65,6 +70,7 @@ void CallbackTable::drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept {
     Kr::KrSmartPtr<CallbackRecord> inList;  // let go after the lock, as the record itself
     const std::lock_guard lock(_mutex);
     record->isDropped.store(true, std::memory_order_relaxed);
+    if (record->opening != _opening.load(std::memory_order_relaxed)) return;
     const auto found = _entries.find(record->id);
     if (record->index == CallbackRecord::kNowhere || found == _entries.end()) return;
     CallbackList& list = *found->second.list;
@@ -78,13 +84,45 @@ void CallbackTable::drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept {
 
 void CallbackTable::close() noexcept {
     std::unordered_map<int, Entry> ended;  // dies after the lock
-    const std::lock_guard lock(_mutex);
-    _isClosed.store(true, std::memory_order_relaxed);
+    std::unique_lock lock(_mutex);
+    const auto opening = _opening.load(std::memory_order_relaxed);
     std::swap(ended, _entries);
+    _leaving = std::exchange(_inside, 0);
     for (auto& [id, entry] : ended) {
         if (entry.isSubscribed) KrEventDispatcher::unregisterListener(id, &_subscriber);
         if (entry.list) entry.list = retire(std::move(entry.list));
     }
+    const std::size_t here = _countHere();
+    _opening.store(opening + 1, std::memory_order_relaxed);
+    _isAwaited = true;
+    _left.wait(lock, [&] { return _leaving <= here; });
+    _isAwaited = false;
+    _onlyThread = Kr::ThreadId::kNone;
+}
+
+void CallbackTable::restrictToThisThread() noexcept {
+    std::unique_lock lock(_mutex);
+    _onlyThread = Kr::getCurrentThreadId();
+    _isAwaited = true;
+    _left.wait(lock, [here = _countHere(), this] { return _inside <= here; });
+    _isAwaited = false;
+}
+
+/// Deliveries of this thread, which are below the caller on the stack and cannot end before.
+std::size_t CallbackTable::_countHere() const noexcept {
+    std::size_t count = 0;
+    for (const auto* each = innermost; each != nullptr; each = each->_outer) {
+        const auto& list = *each->_list;
+        if (&list.table == this && list.opening == _opening.load(std::memory_order_relaxed)) ++count;
+    }
+    return count;
+}
+
+void CallbackTable::_leave(const CallbackList& list) noexcept {
+    const auto opening = _opening.load(std::memory_order_relaxed);
+    if (list.opening == opening) --_inside;
+    if (list.opening + 1 == opening && _leaving > 0) --_leaving;
+    if (_isAwaited) _left.notify_all();
 }
 
 CallbackList* CallbackTable::_find(int id) noexcept {
@@ -102,7 +140,7 @@ CallbackList* CallbackTable::_find(int id) noexcept {
 }
 
 void CallbackTable::_replaceByLiving(Entry& entry) {
-    auto living = std::make_unique<CallbackList>(entry.list->table, entry.list->id);
+    auto living = std::make_unique<CallbackList>(*this, entry.list->opening, entry.list->id);
     living->records.reserve(entry.list->living + 1);
     for (const auto& record : entry.list->records) {
         if (!record || record->isDropped.load(std::memory_order_relaxed)) continue;
@@ -124,19 +162,24 @@ void CallbackTable::_removeNulls(CallbackList& list) noexcept {
 
 CallbackDelivery::CallbackDelivery(CallbackTable& table, int id) noexcept {
     const std::lock_guard lock(table._mutex);
+    if (table._onlyThread != Kr::ThreadId::kNone && table._onlyThread != Kr::getCurrentThreadId()) return;
     _list = table._find(id);
     if (_list == nullptr) return;
     ++_list->deliveries;
+    ++table._inside;
+    _outer = std::exchange(innermost, this);
     if (table._spareCount > 0) _data = std::move(table._spares[--table._spareCount]);
 }
 
 CallbackDelivery::~CallbackDelivery() {
     if (_list == nullptr) return;
+    innermost = _outer;
     const bool isKept = _data && _data->data().size() <= kMostKept;
     std::unique_ptr<CallbackList> ended;
     DroppedRecords dropped;  // both die after the lock
-    CallbackTable& table = *_list->table;
+    CallbackTable& table = _list->table;
     const std::lock_guard lock(table._mutex);
+    table._leave(*_list);
     if (isKept && table._spareCount < table._spares.size()) table._spares[table._spareCount++] = std::move(_data);
     if (--_list->deliveries > 0) return;
     if (!_list->isCurrent) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -15,6 +16,7 @@
 #include "kr/events/fwd.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/platform/thread_id.h"
 
 namespace KrSim::detail {
 
@@ -29,6 +31,7 @@ struct CallbackRecord final : Kr::KrRefCount {
 
     const int id;
     const std::function<void(const EventData&)> callback;
+    std::uint64_t opening{0};                    // of the table that it was added in; under the lock
     std::atomic<bool> isDropped{false};          // the last handle is gone; written under the lock of the table
     std::size_t index{kNowhere};                 // in the current list of the number; under the lock
     Kr::KrSmartPtr<CallbackRecord> nextDropped;  // of the one chain that it ever stands in
@@ -37,9 +40,11 @@ struct CallbackRecord final : Kr::KrRefCount {
 /// The records of one number, in the order of registration. While a delivery is inside, nothing moves: a new record
 /// makes a new list, a dropped one is only marked. All but the records under the lock of the table.
 struct CallbackList {
-    CallbackList(Kr::KrSmartPtr<CallbackTable> owner, int number) : table(std::move(owner)), id(number) {}
+    CallbackList(CallbackTable& owner, std::uint64_t ofOpening, int number)
+        : table(owner), opening(ofOpening), id(number) {}
 
-    const Kr::KrSmartPtr<CallbackTable> table;  // a delivery that outlives the manager still leaves through it
+    CallbackTable& table;
+    const std::uint64_t opening;  // of the table
     const int id;
     std::vector<Kr::KrSmartPtr<CallbackRecord>> records;  // null: dropped
     std::size_t living{0};                                // records that are not dropped
@@ -52,7 +57,10 @@ struct CallbackList {
 /// of the list of their number under a short lock and walk it without. A record whose last handle is dropped is
 /// destroyed by whoever drops it, or by the last delivery that knows it. No callback is called or destroyed under the
 /// lock.
-class CallbackTable final : public Kr::KrRefCount {
+///
+/// Never destroyed: it is closed by one manager and used again by the next one. What is left of an earlier opening,
+/// handles and deliveries, does nothing any more.
+class CallbackTable final {
 public:
     explicit CallbackTable(KrSimEventListener& subscriber) noexcept : _subscriber(subscriber) {}
     CallbackTable(const CallbackTable&) = delete;
@@ -61,9 +69,11 @@ public:
     void add(const Kr::KrSmartPtr<CallbackRecord>& record);
     /// From here on it is not called. Also good for a record that was never added.
     void drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept;
-    /// The subscriber dies: nobody is called any more, also not by a delivery under way.
+    /// From here on only this thread has callbacks called. Returns when no other thread is inside one.
+    void restrictToThisThread() noexcept;
+    /// The manager dies: no callback is called any more, also not by a delivery under way. Returns when no other thread
+    /// is inside a callback.
     void close() noexcept;
-    [[nodiscard]] bool isClosed() const noexcept { return _isClosed.load(std::memory_order_relaxed); }
 
 private:
     friend class CallbackDelivery;
@@ -78,11 +88,18 @@ private:
     /// Leaves the old list to the deliveries that are inside.
     void _replaceByLiving(Entry& entry);
     static void _removeNulls(CallbackList& list) noexcept;
+    void _leave(const CallbackList& list) noexcept;
+    [[nodiscard]] std::size_t _countHere() const noexcept;
 
     KrSimEventListener& _subscriber;
-    std::atomic<bool> _isClosed{false};
+    std::atomic<std::uint64_t> _opening{1};  // written under the lock
 
     std::mutex _mutex;  // guards the members below; taken before the lock of the dispatcher
+    std::condition_variable _left;
+    std::size_t _inside{0};   // deliveries
+    std::size_t _leaving{0};  // while closing: deliveries that were inside
+    bool _isAwaited{false};   // a thread waits for deliveries to leave
+    Kr::ThreadId _onlyThread{Kr::ThreadId::kNone};
     std::unordered_map<int, Entry> _entries;
     std::array<std::unique_ptr<EventData>, 8> _spares;  // the memory of payloads, for the next deliveries, also nested
     std::size_t _spareCount{0};
@@ -104,15 +121,18 @@ public:
     void forEach(const Call& call) const {
         for (const auto& record : _list->records) {
             if (!record || record->isDropped.load(std::memory_order_relaxed)) continue;
-            if (_list->table->isClosed()) return;
+            if (_list->table._opening.load(std::memory_order_relaxed) != _list->opening) return;
             _data->_rewind();
             call(record->callback, std::as_const(*_data));
         }
     }
 
 private:
+    friend class CallbackTable;
+
     CallbackList* _list{nullptr};
     std::unique_ptr<EventData> _data;
+    const CallbackDelivery* _outer{nullptr};  // on this thread
 };
 
 }  // namespace KrSim::detail

@@ -20,8 +20,8 @@ constexpr Kr::GuardTexts kWaitingTexts{Kr::eLogLevel::kWarn, "%s: fatal error in
                                        "%s: unhandled exception in an event before a restore\n"};
 constexpr const char* kRefusal = "a simulation state is restored between two frames only; use restoreBetweenFrames";
 
-SimulationSnapshot::Events takeEvents() {
-    SimulationSnapshot::Events events{KrEventDispatcher::_getPendingEvents(), {}};
+SimulationSnapshot::Events takeEvents(const KrApplication& application) {
+    SimulationSnapshot::Events events{KrEventDispatcher::_getPendingEvents(&application.getInternals().events), {}};
     const auto& pending = events.pending.events;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         if (!Functor::_isCarrier(pending[i].event)) continue;
@@ -32,7 +32,8 @@ SimulationSnapshot::Events takeEvents() {
 }
 
 /// Puts these events in the place of those that wait, which are delivered before or, when they are delayed, dropped.
-void replaceEvents(SimulationSnapshot::Events events) {
+void replaceEvents(const KrApplication& application, SimulationSnapshot::Events events) {
+    const auto* manager = &application.getInternals().events;
     auto& pending = events.pending.events;
     for (std::size_t i = 0; i < events.values.size(); ++i) {
         if (events.values[i].value) pending[i].event = Functor::_carry(events.values[i]);
@@ -40,11 +41,11 @@ void replaceEvents(SimulationSnapshot::Events events) {
     Kr::callGuarded(
         kWaitingTexts, [] { return "SimulationSnapshot"; },
         [&] {
-            KrEventDispatcher::_deliverQueuedEvents();
-            for (const auto& each : KrEventDispatcher::_getPendingEvents().events)
+            KrEventDispatcher::_deliverQueuedEvents(manager);
+            for (const auto& each : KrEventDispatcher::_getPendingEvents(manager).events)
                 Functor::_drop(each.event);
         });
-    KrEventDispatcher::_replaceDelayedEvents(events.pending);
+    KrEventDispatcher::_replaceDelayedEvents(events.pending, manager);
 }
 
 }  // namespace
@@ -73,7 +74,8 @@ std::shared_ptr<const SimulationSnapshot> SimulationSnapshot::take(const KrAppli
         state = Kr::makeSmart<KrSim::KrSimulationState>();
     }
     application.fillSimulationState(state);
-    return std::make_shared<const SimulationSnapshot>(std::move(state), application._getFramePosition(), takeEvents());
+    return std::make_shared<const SimulationSnapshot>(std::move(state), application._getFramePosition(),
+                                                      takeEvents(application));
 }
 
 std::size_t SimulationSnapshot::getSizeBytes() const {
@@ -91,10 +93,10 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
         return report;
     }
     application.getInternals().state._runDelayedFunctions();
-    replaceEvents({});
+    replaceEvents(application, {});
     detail::StateRestorer(application, *_state).run(report);
     // Also in the place of those that were sent meanwhile.
-    replaceEvents(_events);
+    replaceEvents(application, _events);
     application._setFramePosition(_position);
     return report;
 }

@@ -31,6 +31,11 @@ bool DelayedFunctions::add(Function&& function) {
     return true;
 }
 
+void DelayedFunctions::run(const Function& function) {
+    Kr::callGuarded(
+        kFunctionTexts, [] { return ""; }, function);
+}
+
 void DelayedFunctions::runBatch() {
     if (_isRunning) return;
     {
@@ -46,8 +51,7 @@ void DelayedFunctions::runBatch() {
             ++dropped;
             continue;
         }
-        Kr::callGuarded(
-            kFunctionTexts, [] { return ""; }, function);
+        run(function);
     }
     _batch.clear();
     if (_batch.capacity() > kKeptCapacity) _batch = {};
@@ -55,14 +59,14 @@ void DelayedFunctions::runBatch() {
     reportDropped(dropped);
 }
 
-void DelayedFunctions::close() {
+void DelayedFunctions::close(std::size_t others) {
     std::vector<Function> waiting;
     {
         const std::lock_guard lock(_mutex);
         _closed.store(true, std::memory_order_relaxed);
         waiting.swap(_queued);
     }
-    const std::size_t dropped = waiting.size();
+    const std::size_t dropped = waiting.size() + others;
     waiting.clear();
     reportDropped(dropped);
 }

@@ -26,8 +26,13 @@ public:
     /// Runs the functions that were added before the call; those that they add are for the next batch, so that one that
     /// adds itself again cannot keep the caller for ever. Nothing happens when called from one of them.
     void runBatch();
+    /// An exception becomes a warning.
+    static void run(const Function& function);
+    /// Whether this thread runs a batch; for that thread only.
+    [[nodiscard]] bool isRunning() const noexcept { return _isRunning; }
     /// Destroys what waits, and all that comes; a batch under way ends with the function that is running.
-    void close();
+    /// \param others  functions that the caller has destroyed and that count as dropped here.
+    void close(std::size_t others = 0);
 
 private:
     std::mutex _mutex;  // guards _queued, and setting _closed

@@ -1,0 +1,100 @@
+#include "kr/events/internal/event_domain.h"
+
+#include <utility>
+
+#include "kr/core/id.h"
+#include "kr/events/framework_event_names.h"
+#include "kr/events/sim_event.h"
+#include "kr/platform/guard.h"
+
+namespace KrSim::detail {
+
+namespace {
+
+constexpr int kStopNumber = Kr::KrID::numberFor(kStopApplicationEventName);
+constexpr int kStopOthersNumber = Kr::KrID::numberFor(kStopOtherApplicationsEventName);
+constexpr int kMessageNumber = Kr::KrID::numberFor(kErrorMessageEventName);
+
+constexpr Kr::GuardTexts kCallbackTexts{Kr::eLogLevel::kWarn,
+                                        "EventManager: Exception thrown when processing event '%s': %s.\n",
+                                        "EventManager: Unhandled exception thrown when processing event '%s'.\n"};
+
+struct Pool {
+    std::mutex mutex;  // guards the next member
+    EventDomain* free{nullptr};
+
+    static Pool& instance() {
+        static auto& pool = *new Pool;
+        return pool;
+    }
+};
+
+}  // namespace
+
+EventDomain& EventDomain::acquire() {
+    auto& pool = Pool::instance();
+    {
+        const std::lock_guard lock(pool.mutex);
+        if (pool.free != nullptr) return *std::exchange(pool.free, std::exchange(pool.free->_nextFree, nullptr));
+    }
+    return *new EventDomain;
+}
+
+void EventDomain::release() noexcept {
+    _callbacks.close();
+    if (isOfApplication()) LocalQueues::instance().retire(_queue);
+    _isOfApplication.store(false, std::memory_order_relaxed);
+    _acceptsStops.store(false, std::memory_order_relaxed);
+    auto& pool = Pool::instance();
+    const std::lock_guard lock(pool.mutex);
+    _nextFree = std::exchange(pool.free, this);
+}
+
+void EventDomain::bind() {
+    if (isOfApplication()) return;
+    LocalQueues::instance().bind(_queue);
+    _isOfApplication.store(true, std::memory_order_relaxed);
+}
+
+void EventDomain::onSimEvent(const KrSimEvent& event) {
+    const auto& delivery = threadEvents.delivery;
+    if (!isOfApplication() || (delivery.queue == &_queue && !delivery.isForAll)) [[likely]] {
+        deliver(event);
+        return;
+    }
+    if (!_concerns(event, delivery)) return;
+    const bool isOfNone = delivery.queue->domain == nullptr;
+    if (_queue.isOwnedHere() || (isOfNone && delivery.isImmediate)) {
+        deliver(event);
+    } else if (isOfNone || _queue.isRunning.load(std::memory_order_relaxed)) {
+        _forward(event);
+    }
+}
+
+bool EventDomain::_concerns(const KrSimEvent& event, const ThreadEvents::Delivery& delivery) const noexcept {
+    if (event.ID() == kStopNumber || event.ID() == kStopOthersNumber) {
+        return _acceptsStops.load(std::memory_order_relaxed) && _queue.isRunning.load(std::memory_order_relaxed);
+    }
+    return delivery.isForAll || delivery.queue->domain == nullptr || event.ID() == kMessageNumber;
+}
+
+void EventDomain::_forward(const KrSimEvent& event) {
+    auto& all = LocalQueues::instance();
+    const std::lock_guard lock(all.mutex);
+    if (!isOfApplication()) return;
+    _queue.pushForwarded(event);
+    all.mayHaveIdleEvents.store(true, std::memory_order_relaxed);
+}
+
+void EventDomain::deliver(const KrSimEvent& event) {
+    // A callback may destroy the manager: from here on the delivery does not need it.
+    CallbackDelivery delivery(_callbacks, event.ID());
+    if (delivery.isEmpty()) return;
+    delivery.setPayload(event.constData(), event.bytes());
+    const auto nameOf = [&event] { return event.nameForID(); };
+    delivery.forEach([&nameOf](const auto& callback, const EventData& data) {
+        Kr::callGuarded(kCallbackTexts, nameOf, [&] { callback(data); });
+    });
+}
+
+}  // namespace KrSim::detail

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kr/events/internal/callback_table.h"
+#include "kr/events/internal/local_queues.h"
+#include "kr/events/sim_event_listener.h"
+
+namespace KrSim::detail {
+
+/// What an event manager has at the dispatcher: its callbacks and, when it is that of an application, its queue.
+///
+/// Never destroyed but used again by a later manager, since a delivery on another thread may hold its address at the
+/// very moment when the manager dies.
+/// Thread: any. The domain of an application has its callbacks called for events of its own queue, by the owner of that
+/// queue, and for immediate sends by their sender. An event of no application, and one that concerns all, is put into
+/// the queue when another thread delivers it.
+class EventDomain final : public KrSimEventListener {
+public:
+    /// A free one, or a new one.
+    [[nodiscard]] static EventDomain& acquire();
+    /// Ends all registrations, and waits for the deliveries of other threads that are inside.
+    void release() noexcept;
+
+    /// An application owns the manager.
+    void bind();
+    [[nodiscard]] bool isOfApplication() const noexcept { return _isOfApplication.load(std::memory_order_relaxed); }
+    [[nodiscard]] LocalQueue& getQueue() noexcept { return _queue; }
+    [[nodiscard]] CallbackTable& getCallbacks() noexcept { return _callbacks; }
+
+    void onSimEvent(const KrSimEvent& event) override;
+    void deliver(const KrSimEvent& event);
+    /// Whether the stop of an application that comes from another one is for this one, too.
+    void acceptStops(bool accept) noexcept { _acceptsStops.store(accept, std::memory_order_relaxed); }
+
+private:
+    EventDomain() : _callbacks(*this) { _queue.domain = this; }
+    [[nodiscard]] bool _concerns(const KrSimEvent& event, const ThreadEvents::Delivery& delivery) const noexcept;
+    void _forward(const KrSimEvent& event);
+
+    std::atomic<bool> _isOfApplication{false};
+    std::atomic<bool> _acceptsStops{false};
+    LocalQueue _queue;
+    CallbackTable _callbacks;
+    EventDomain* _nextFree{nullptr};  // under the lock of the pool
+};
+
+}  // namespace KrSim::detail

@@ -1,0 +1,340 @@
+#include "kr/events/internal/local_queues.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "kr/core/id.h"
+#include "kr/events/framework_event_names.h"
+
+namespace KrSim::detail {
+
+namespace {
+
+constexpr int kStopNumber = Kr::KrID::numberFor(kStopApplicationEventName);
+constexpr int kStopOthersNumber = Kr::KrID::numberFor(kStopOtherApplicationsEventName);
+
+bool isStop(const KrSimEvent& event) noexcept {
+    return event.ID() == kStopNumber || event.ID() == kStopOthersNumber;
+}
+bool isStopLater(const PendingEvent& each) noexcept {
+    return isStop(each.event);
+}
+
+struct ThreadEnd {
+    ~ThreadEnd() { LocalQueues::instance().onThreadEnds(); }
+};
+
+template <class Item>
+void moveTo(std::vector<Item>& target, std::vector<Item>& source) {
+    target.insert(target.end(), std::make_move_iterator(source.begin()), std::make_move_iterator(source.end()));
+    source.clear();
+}
+
+}  // namespace
+
+// --- A queue -------------------------------------------------------------------------------------------------------
+
+void LocalQueue::pushLocal(const KrSimEvent& event) {
+    local.events.push_back(event);
+    hasLocal.store(true, std::memory_order_relaxed);
+}
+
+void LocalQueue::pushForwarded(const KrSimEvent& event) {
+    forwarded.events.push_back(event);
+    hasLocal.store(true, std::memory_order_relaxed);
+}
+
+void LocalQueue::pushDelayed(double now, const KrSimEvent& event, bool isLocal, bool isRemote) {
+    const double due = now + event.getDelay();
+    delayed.push_back({event, due, isLocal, isRemote});
+    delayed.back().event.setDelay(0.0);
+    earliestDueSeconds = std::min(earliestDueSeconds, due);
+}
+
+void LocalQueue::updateEarliestDue() noexcept {
+    earliestDueSeconds = kNever;
+    for (const auto& each : delayed)
+        earliestDueSeconds = std::min(earliestDueSeconds, each.dueSeconds);
+}
+
+// --- Which queue ---------------------------------------------------------------------------------------------------
+
+LocalQueues& LocalQueues::instance() {
+    static auto& all = *new LocalQueues;
+    return all;
+}
+
+LocalQueue& LocalQueues::route(ThreadEvents& self) {
+    if (self.current != nullptr) return *self.current;
+    if (self.mayRunMore) {
+        const std::lock_guard lock(mutex);
+        const auto own =
+            std::find_if(_running.begin(), _running.end(), [](const auto* each) { return each->isOwnedHere(); });
+        if (own != _running.end()) return **own;
+        self.mayRunMore = false;
+    }
+    return *receiver.load(std::memory_order_acquire);
+}
+
+LocalQueue& LocalQueues::rerouteLocked(LocalQueue& queue, const ThreadEvents& self) noexcept {
+    const bool isOwn = &queue == self.current || (queue.isRunning.load() && queue.isOwnedHere());
+    return isOwn ? queue : *receiver.load();
+}
+
+std::vector<LocalQueue*> LocalQueues::_findKnownLocked(LocalQueue* queue) {
+    std::vector<LocalQueue*> known;
+    if (_running.empty() || _running == std::vector<LocalQueue*>{queue}) known.push_back(&common);
+    if (queue != nullptr) known.push_back(queue);
+    if (queue == nullptr) {
+        std::copy_if(_applications.begin(), _applications.end(), std::back_inserter(known),
+                     [](const auto* each) { return each->isOwnedHere(); });
+    }
+    return known;
+}
+
+std::vector<LocalQueue*> LocalQueues::findKnown(LocalQueue* queue) {
+    const std::lock_guard lock(mutex);
+    return _findKnownLocked(queue);
+}
+
+std::vector<LocalQueue*> LocalQueues::findIdleWithEvents() {
+    std::vector<LocalQueue*> found;
+    bool isAnyLeft = false;
+    const std::lock_guard lock(mutex);
+    for (auto* each : _applications) {
+        if (each->isRunning.load() || (!each->hasLocal.load() && each->delayed.empty())) continue;
+        isAnyLeft = true;
+        if (each->isOwnedHere()) found.push_back(each);
+    }
+    mayHaveIdleEvents.store(isAnyLeft, std::memory_order_relaxed);
+    return found;
+}
+
+bool LocalQueues::isCreatedHere(const LocalQueue& queue) {
+    const std::lock_guard lock(mutex);
+    return queue.creator == Kr::getCurrentThreadId();
+}
+
+void LocalQueues::_updateReceiver() noexcept {
+    receiver.store(_running.empty() ? &common : _running.front(), std::memory_order_release);
+}
+
+// --- Events --------------------------------------------------------------------------------------------------------
+
+bool LocalQueues::take(LocalQueue& queue, ThreadEvents& self, bool anyThread, EventBatches& batches) {
+    if (queue.owner.load(std::memory_order_relaxed) == Kr::ThreadId::kNone && !self.hasEnded) watchThread(self);
+    const std::lock_guard lock(mutex);
+    if (queue.owner.load(std::memory_order_relaxed) == Kr::ThreadId::kNone) {
+        if (!self.hasEnded) queue.owner.store(Kr::getCurrentThreadId());
+    } else if (!anyThread && !queue.isOwnedHere()) {
+        return false;
+    }
+    if (!queue.forwarded.events.empty()) batches.forwarded = queue.forwarded.take();
+    batches.local = queue.local.take();
+    queue.hasLocal.store(false, std::memory_order_relaxed);
+    return true;
+}
+
+void LocalQueues::giveBack(LocalQueue& queue, EventBatches& batches) {
+    batches.forwarded.clear();
+    batches.local.clear();
+    const std::lock_guard lock(mutex);
+    queue.forwarded.giveBack(batches.forwarded);
+    queue.local.giveBack(batches.local);
+}
+
+std::vector<PendingEvent> LocalQueues::takeDue(LocalQueue& queue) {
+    const double nowSeconds = now();
+    const auto isDue = [nowSeconds](const PendingEvent& each) { return each.dueSeconds <= nowSeconds; };
+    std::vector<PendingEvent> due;
+    const std::lock_guard lock(mutex);
+    if (nowSeconds < queue.earliestDueSeconds) return due;
+    due.reserve(static_cast<std::size_t>(std::count_if(queue.delayed.begin(), queue.delayed.end(), isDue)));
+    for (auto& each : queue.delayed) {
+        if (isDue(each)) due.push_back(std::move(each));
+    }
+    // What was moved away keeps its time.
+    std::erase_if(queue.delayed, isDue);
+    queue.updateEarliestDue();
+    return due;
+}
+
+std::vector<PendingEvent> LocalQueues::copyPending(LocalQueue* queue) {
+    std::vector<PendingEvent> pending;
+    const double nowSeconds = now();
+    const std::lock_guard lock(mutex);
+    const auto known = _findKnownLocked(queue);
+    for (const auto* each : known)
+        std::copy_if(each->delayed.begin(), each->delayed.end(), std::back_inserter(pending),
+                     [](const PendingEvent& delayed) { return !delayed.event._isAwaited(); });
+    for (const auto* each : known) {
+        for (const auto& event : each->local.events) {
+            if (!event._isAwaited()) pending.push_back({event, nowSeconds, true, false});
+        }
+    }
+    return pending;
+}
+
+void LocalQueues::replaceDelayed(LocalQueue* queue, const std::vector<PendingEvent>& events, double shiftSeconds) {
+    std::vector<PendingEvent> replaced;  // dies after the lock
+    const std::lock_guard lock(mutex);
+    for (auto* each : _findKnownLocked(queue)) {
+        auto& delayed = each->delayed;
+        const auto rest = std::stable_partition(delayed.begin(), delayed.end(),
+                                                [](const PendingEvent& one) { return one.event._isAwaited(); });
+        std::move(rest, delayed.end(), std::back_inserter(replaced));
+        delayed.erase(rest, delayed.end());
+        each->updateEarliestDue();
+    }
+    LocalQueue& target = queue != nullptr ? *queue : common;
+    for (const auto& each : events) {
+        target.delayed.push_back(each);
+        target.delayed.back().dueSeconds += shiftSeconds;
+    }
+    target.updateEarliestDue();
+}
+
+// --- Owners --------------------------------------------------------------------------------------------------------
+
+void LocalQueues::watchThread(ThreadEvents& self) {
+    if (self.isWatched) return;
+    thread_local const ThreadEnd end;
+    static_cast<void>(&end);
+    self.isWatched = true;
+}
+
+void LocalQueues::bind(LocalQueue& queue) {
+    watchThread(threadEvents);
+    const std::lock_guard lock(mutex);
+    _applications.push_back(&queue);
+    queue.creator = threadEvents.hasEnded ? Kr::ThreadId::kNone : Kr::getCurrentThreadId();
+    queue.owner.store(queue.creator);
+}
+
+void LocalQueues::enter(LocalQueue& queue) {
+    auto& self = threadEvents;
+    if (queue.isRunning.load(std::memory_order_relaxed) && queue.isOwnedHere()) return;
+    watchThread(self);
+    const std::lock_guard lock(mutex);
+    queue.owner.store(Kr::getCurrentThreadId());
+    self.mayRunMore = true;
+    if (!queue.isRunning.load()) _runLocked(queue);
+}
+
+void LocalQueues::_runLocked(LocalQueue& queue) {
+    _running.reserve(_running.size() + 1);
+    common.local.events.reserve(common.local.events.size() + queue.local.events.size());
+    common.delayed.reserve(common.delayed.size() + queue.delayed.size());
+    _running.push_back(&queue);
+    queue.isRunning.store(true);
+    _updateReceiver();
+    if (_running.size() > 1) return;
+    // A request to exit that no application was there to serve must not stop this one.
+    std::erase_if(common.local.events, isStop);
+    std::erase_if(common.delayed, isStopLater);
+    moveTo(common.local.events, queue.local.events);
+    common.local.events.swap(queue.local.events);
+    moveTo(common.delayed, queue.delayed);
+    common.delayed.swap(queue.delayed);
+    queue.updateEarliestDue();
+    common.updateEarliestDue();
+    if (common.hasLocal.exchange(false)) queue.hasLocal.store(true);
+    common.owner.store(Kr::ThreadId::kNone);
+}
+
+void LocalQueues::stop(LocalQueue& queue) noexcept {
+    const std::lock_guard lock(mutex);
+    _stopLocked(queue);
+}
+
+void LocalQueues::end(LocalQueue& queue) noexcept {
+    const std::lock_guard lock(mutex);
+    _stopLocked(queue);
+    queue.owner.store(Kr::getCurrentThreadId());
+}
+
+void LocalQueues::_stopLocked(LocalQueue& queue) noexcept {
+    std::erase(_running, &queue);
+    _updateReceiver();
+    if (!queue.isRunning.exchange(false)) return;
+    mayHaveIdleEvents.store(true, std::memory_order_relaxed);
+    _dropAwaited(queue);
+    // Requests to exit were for the loop that has ended.
+    std::erase_if(queue.local.events, isStop);
+    std::erase_if(queue.forwarded.events, isStop);
+    std::erase_if(queue.delayed, isStopLater);
+}
+
+void LocalQueues::retire(LocalQueue& queue) noexcept {
+    const std::lock_guard lock(mutex);
+    _stopLocked(queue);
+    _dropAwaited(queue);
+    std::erase(_applications, &queue);
+    queue.owner.store(Kr::ThreadId::kNone);
+    queue.creator = Kr::ThreadId::kNone;
+    try {
+        _handOverLocked(queue, *receiver.load());
+    } catch (...) {  // no memory: the rest ends with the application
+    }
+    queue.forwarded.events.clear();
+    queue.local.events.clear();
+    queue.delayed.clear();
+    queue.hasLocal.store(false);
+    queue.earliestDueSeconds = LocalQueue::kNever;
+}
+
+void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
+    const auto isOfOthers = [](const KrSimEvent& event) { return !event._isOfApplication() && !isStop(event); };
+    for (const auto& event : queue.local.events) {
+        if (isOfOthers(event)) next.pushLocal(event);
+    }
+    for (const auto& each : queue.delayed) {
+        if (!isOfOthers(each.event)) continue;
+        next.delayed.push_back(each);
+        next.earliestDueSeconds = std::min(next.earliestDueSeconds, each.dueSeconds);
+    }
+}
+
+// Events die under the lock here: that frees memory and raises signals only.
+void LocalQueues::_dropAwaited(LocalQueue& queue) noexcept {
+    std::erase_if(queue.local.events, [](const KrSimEvent& event) { return event._isAwaited(); });
+    std::erase_if(queue.delayed, [](const PendingEvent& each) { return each.event._isAwaited(); });
+}
+
+void LocalQueues::resetCommonOwner() noexcept {
+    const std::lock_guard lock(mutex);
+    common.owner.store(Kr::ThreadId::kNone);
+    _dropAwaited(common);
+}
+
+void LocalQueues::onThreadEnds() noexcept {
+    threadEvents.hasEnded = true;
+    const auto ended = Kr::getCurrentThreadId();
+    const std::lock_guard lock(mutex);
+    if (common.owner.load() == ended) {
+        common.owner.store(Kr::ThreadId::kNone);
+        _dropAwaited(common);
+    }
+    for (auto* each : _applications) {
+        if (each->creator == ended) each->creator = Kr::ThreadId::kNone;
+        if (each->owner.load() != ended) continue;
+        _stopLocked(*each);
+        each->owner.store(each->creator);
+    }
+}
+
+void LocalQueues::setClock(const Kr::IClock& next) {
+    const double shift = next.getSeconds() - now();
+    const std::lock_guard lock(mutex);
+    clock.store(&next, std::memory_order_release);
+    const auto shiftAll = [shift](LocalQueue& queue) {
+        for (auto& each : queue.delayed)
+            each.dueSeconds += shift;
+        queue.earliestDueSeconds += shift;
+    };
+    shiftAll(common);
+    for (auto* each : _applications)
+        shiftAll(*each);
+}
+
+}  // namespace KrSim::detail

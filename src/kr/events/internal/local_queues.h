@@ -1,0 +1,177 @@
+#pragma once
+
+#include <atomic>
+#include <limits>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "kr/events/fwd.h"
+#include "kr/events/pending_event.h"
+#include "kr/platform/clock.h"
+#include "kr/platform/thread_id.h"
+
+namespace KrSim::detail {
+
+class EventDomain;
+using EventBatch = std::vector<KrSimEvent>;
+
+/// A vector to fill, and one with capacity that the next batch swaps in.
+struct EventBuffer {
+    EventBatch events;
+    EventBatch spare;
+
+    /// Under the lock of the queue.
+    [[nodiscard]] EventBatch take() noexcept {
+        EventBatch batch = std::exchange(spare, {});
+        std::swap(batch, events);
+        return batch;
+    }
+    /// The same; the batch is empty again.
+    void giveBack(EventBatch& batch) noexcept {
+        if (batch.capacity() > spare.capacity()) std::swap(batch, spare);
+    }
+};
+
+/// What one processing delivers: first what the deliveries of other queues have handed over.
+struct EventBatches {
+    EventBatch forwarded;
+    EventBatch local;
+};
+
+/// Events on their way to one thread, its owner: those of one application, or of none.
+///
+/// Queues are never destroyed, so an outdated pointer to one is harmless. Atomics are written under the lock of
+/// LocalQueues and read without it, all else is for holders of that lock.
+class LocalQueue {
+public:
+    static constexpr double kNever = std::numeric_limits<double>::infinity();
+
+    LocalQueue() = default;
+    LocalQueue(const LocalQueue&) = delete;
+    LocalQueue& operator=(const LocalQueue&) = delete;
+
+    [[nodiscard]] bool isOwnedHere() const noexcept {
+        return owner.load(std::memory_order_relaxed) == Kr::getCurrentThreadId();
+    }
+    void pushLocal(const KrSimEvent& event);
+    /// For the listeners of the application only: the others have been called.
+    void pushForwarded(const KrSimEvent& event);
+    void pushDelayed(double now, const KrSimEvent& event, bool isLocal, bool isRemote);
+    void updateEarliestDue() noexcept;
+
+    std::atomic<Kr::ThreadId> owner{Kr::ThreadId::kNone};
+    std::atomic<bool> hasLocal{false};   // or forwarded ones
+    std::atomic<bool> isRunning{false};  // the main loop of the application runs
+
+    EventDomain* domain{nullptr};               // of the application; null: the common queue
+    Kr::ThreadId creator{Kr::ThreadId::kNone};  // made the application and has not ended
+    EventBuffer local;
+    EventBuffer forwarded;
+    std::vector<PendingEvent> delayed;
+    double earliestDueSeconds{kNever};
+};
+
+/// What a thread is doing with events. Needs no destruction, so that it serves while the thread ends.
+struct ThreadEvents {
+    /// Of the application whose run or update is under way here, the innermost one.
+    LocalQueue* current{nullptr};
+    /// What the innermost delivery delivers: of which queue; for all applications; by an immediate send.
+    struct Delivery {
+        const LocalQueue* queue{nullptr};
+        bool isForAll{false};
+        bool isImmediate{false};
+    } delivery;
+    int processingDepth{0};  // how many times it is processing events, one inside the other
+    bool wasTooDeep{false};  // until the outermost one ends, sends only queue
+    bool mayRunMore{false};  // applications may wait for their next update on this thread
+    bool isWatched{false};   // its end will be noticed
+    bool hasEnded{false};    // what it owned was given up; it owns nothing any more
+};
+
+inline constinit thread_local ThreadEvents threadEvents;
+
+/// Which queue an event waits in, which thread owns that queue, and when that ends.
+///
+/// Each application has a queue. Its owner is the thread that made the application, then the one that runs it. All
+/// other events wait in the common queue while no application runs, and in that of the application that has been
+/// running for longest otherwise; the common queue belongs to the first thread that processes it. A thread that ends
+/// owns nothing: an application's queue returns to the thread that made the application, if that one lives.
+/// Thread: any. One lock guards all queues; no event is delivered or destroyed under it.
+class LocalQueues {
+public:
+    /// Never destroyed.
+    static LocalQueues& instance();
+
+    // --- Which queue -----------------------------------------------------------------------------------------------
+    /// Of an event that this thread sends through no application. Costs no lock inside of frames, and on threads that
+    /// run no application.
+    [[nodiscard]] LocalQueue& route(ThreadEvents& self);
+    /// The same under the lock, for a queue that was found without it: its application may have ended meanwhile.
+    [[nodiscard]] LocalQueue& rerouteLocked(LocalQueue& queue, const ThreadEvents& self) noexcept;
+    /// Where events of other threads and other processes arrive.
+    [[nodiscard]] bool isReceiver(const LocalQueue& queue) const noexcept {
+        return receiver.load(std::memory_order_relaxed) == &queue;
+    }
+    /// The queues whose events an application knows: its own, and the common one while no application runs. Null: those
+    /// that this thread processes.
+    [[nodiscard]] std::vector<LocalQueue*> findKnown(LocalQueue* queue);
+    /// Of applications that do not run, owned by this thread, with events.
+    [[nodiscard]] std::vector<LocalQueue*> findIdleWithEvents();
+
+    /// Whether this thread made the application of the queue.
+    [[nodiscard]] bool isCreatedHere(const LocalQueue& queue);
+
+    // --- Events ----------------------------------------------------------------------------------------------------
+    /// Takes out what waits. This thread becomes the owner when there is none.
+    /// \param anyThread  else false, and nothing taken, when another thread owns the queue: two first senders at once.
+    [[nodiscard]] bool take(LocalQueue& queue, ThreadEvents& self, bool anyThread, EventBatches& batches);
+    void giveBack(LocalQueue& queue, EventBatches& batches);
+    /// Takes the events out whose time has come, in the order in which they were sent.
+    [[nodiscard]] std::vector<PendingEvent> takeDue(LocalQueue& queue);
+    /// Of the queues that findKnown finds, without those whose senders wait: delayed events, then queued ones.
+    [[nodiscard]] std::vector<PendingEvent> copyPending(LocalQueue* queue);
+    /// Puts these in the place of the delayed events of the same queues, due so many seconds later.
+    void replaceDelayed(LocalQueue* queue, const std::vector<PendingEvent>& events, double shiftSeconds);
+
+    // --- Owners ----------------------------------------------------------------------------------------------------
+    /// An application was made on this thread.
+    void bind(LocalQueue& queue);
+    /// The calling thread runs the application from now on. The first one that runs takes over what no application has.
+    void enter(LocalQueue& queue);
+    /// The main loop has ended. Senders that wait are released.
+    void stop(LocalQueue& queue) noexcept;
+    /// The application is about to die on this thread, which owns the queue from now on.
+    void end(LocalQueue& queue) noexcept;
+    /// The application dies: what was sent through it is dropped, the rest waits elsewhere.
+    void retire(LocalQueue& queue) noexcept;
+    /// The common queue has no owner until the next thread processes it. Senders that wait are released.
+    void resetCommonOwner() noexcept;
+    /// The calling thread's end will be noticed from here on.
+    void watchThread(ThreadEvents& self);
+    void onThreadEnds() noexcept;
+
+    [[nodiscard]] double now() const { return clock.load(std::memory_order_acquire)->getSeconds(); }
+    void setClock(const Kr::IClock& next);
+
+    std::mutex mutex;
+    LocalQueue common;
+    std::atomic<LocalQueue*> receiver{&common};
+    std::atomic<const Kr::IClock*> clock{&Kr::SteadyClock::instance()};
+    std::atomic<bool> mayHaveIdleEvents{false};  // set by a thread that queues, cleared by one that finds none
+
+private:
+    LocalQueues() = default;
+    ~LocalQueues() = delete;
+    [[nodiscard]] std::vector<LocalQueue*> _findKnownLocked(LocalQueue* queue);
+    void _runLocked(LocalQueue& queue);
+    void _stopLocked(LocalQueue& queue) noexcept;
+    static void _handOverLocked(const LocalQueue& queue, LocalQueue& next);
+    static void _dropAwaited(LocalQueue& queue) noexcept;
+    void _updateReceiver() noexcept;
+
+    std::vector<LocalQueue*> _applications;
+    std::vector<LocalQueue*> _running;  // the oldest first
+};
+
+}  // namespace KrSim::detail
