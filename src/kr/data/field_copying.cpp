@@ -78,6 +78,15 @@ bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
 FieldBase* _findCounterpartIn(const Container& copy, const FieldBase& field) {
     const auto* parent = field.getParent();
     if (parent == nullptr) return nullptr;
+    if (!parent->isFieldArray() && *parent->find(field.getID()) == &field) {
+        // Mostly so, and found without a look at all siblings. Two of one number belong together, whatever stands
+        // beside.
+        const auto found = copy.find(field.getID());
+        if (found == copy.end()) return nullptr;
+        const bool isSame = (*found)->getInternalIdentifier() == field.getInternalIdentifier() &&
+                            (*found)->isDynamic() == field.isDynamic();
+        if (isSame) return *found;
+    }
     const auto& siblings = parent->getChildren();
     const auto index = static_cast<std::size_t>(std::find(siblings.begin(), siblings.end(), &field) - siblings.begin());
     if (parent->isFieldArray() && copy.isFieldArray()) {
