@@ -15,12 +15,16 @@ namespace KrSim::detail {
 
 namespace {
 
-void collect(const KrExtension& extension, std::vector<const KrExtension*>& all) {
-    all.push_back(&extension);
-    const auto* object = asObject(&extension);
-    if (object == nullptr) return;
-    for (const auto& below : object->_getExtensions())
-        collect(*below, all);
+/// The extension and all below it, level by level.
+std::vector<const KrExtension*> collect(const KrExtension& extension) {
+    std::vector<const KrExtension*> all{&extension};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const auto* object = asObject(all[i]);
+        if (object == nullptr) continue;
+        for (const auto& below : object->_getExtensions())
+            all.push_back(below.get());
+    }
+    return all;
 }
 
 /// The names from below the instance down to the part.
@@ -69,9 +73,7 @@ KrObject* findInstance(const KrContentID& id) {
 class OutsideConnections::Parts {
 public:
     explicit Parts(const KrObject& instance) {
-        std::vector<const KrExtension*> all;
-        collect(instance, all);
-        for (const auto* each : all) {
+        for (const auto* each : collect(instance)) {
             if (each->_isUnknownPlaceholder()) continue;  // has no more than own values
             _byRuntimeID.emplace(each->getContentID().getRuntimeID(), each);
             _byRawID.emplace(each->getContentID().getRawID(), each);
@@ -94,19 +96,19 @@ OutsideConnections::~OutsideConnections() = default;
 // --- Keeping -------------------------------------------------------------------------------------------------------
 
 void OutsideConnections::noteLeaving(const KrObject& instance, const KrExtension& extension) {
-    std::vector<const KrExtension*> leaving;
-    collect(extension, leaving);
-    for (const auto* each : leaving) {
+    const auto all = collect(extension);
+    const Extensions leaving(all.begin(), all.end());
+    for (const auto* each : all) {
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the fields of an extension are no part of it
         _noteField(instance, *each, const_cast<KrExtension*>(each)->getFieldsContainer(), leaving);
     }
 }
 
 void OutsideConnections::_noteField(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-                                    const std::vector<const KrExtension*>& leaving) {
+                                    const Extensions& leaving) {
     const auto note = [&](const Kr::KrConnectionBase& connection, const KrExtension* other) {
         if (!connection.isValid() || other == nullptr) return;
-        if (std::find(leaving.begin(), leaving.end(), other) == leaving.end()) _keep(instance, part, field, connection);
+        if (leaving.count(other) == 0) _keep(instance, part, field, connection);
     };
     for (const auto* connection : field._getOutgoingConnections())
         note(*connection, connection->getSinkOwner());

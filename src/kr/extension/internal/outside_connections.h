@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "kr/core/connection_base.h"
@@ -59,10 +60,11 @@ private:
         std::unique_ptr<Kr::KrConnectionBase> prototype;  // between children of these two
     };
     enum class Outcome { kDone, kStays, kBelongsToOther };
+    using Extensions = std::unordered_set<const KrExtension*>;
     class Parts;
 
     void _noteField(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-                    const std::vector<const KrExtension*>& leaving);
+                    const Extensions& leaving);
     void _keep(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
                const Kr::KrConnectionBase& connection);
     [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const Parts& parts, const KrCloneMap& pairs);
