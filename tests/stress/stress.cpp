@@ -54,6 +54,10 @@ constexpr int kWorkers = 4;
 
 std::atomic<bool> isOver{false};
 std::atomic<std::uint64_t> faults{0};
+std::atomic<std::uint64_t> lives{0};   // of applications
+std::atomic<std::uint64_t> rounds{0};  // of workers
+std::atomic<std::uint64_t> events{0};  // that applications received
+std::atomic<std::uint64_t> messages{0};
 
 void expect(bool holds, const char* what) {
     if (holds) return;
@@ -127,7 +131,7 @@ Board board;
 class MessageCounter final : public KrSim::ErrorManager::Listener {
 public:
     void onMessage(int, Kr::eLogLevel, const std::string&, const std::string&, std::int64_t) override { ++count; }
-    int count{0};  // plain: of the application's thread
+    std::uint64_t count{0};  // plain: of the application's thread
 };
 
 void live(int index, int life) {
@@ -143,14 +147,14 @@ void live(int index, int life) {
     application->add(first.get());
     application->add(second.get());
     const auto self = std::this_thread::get_id();
-    int heard = 0;  // plain: of this thread
+    std::uint64_t heard = 0;  // plain: of this thread
     const auto listener = application->getContext().getEventManager().registerListener(
         EventManager::createEventId("Stress"), [&heard, self](const EventData&) {
             ++heard;
             expect(std::this_thread::get_id() == self, "an event of an application was delivered on another thread");
         });
-    MessageCounter messages;
-    application->getContext().getErrorManager().registerListener(&messages);
+    MessageCounter counter;
+    application->getContext().getErrorManager().registerListener(&counter);
     board.put(index, {application, first});
     if (life % 3 == 0) {
         for (int frame = 0; frame < 20; ++frame)
@@ -162,7 +166,10 @@ void live(int index, int life) {
         application->remove(first.get());
         application->remove(second.get());
     });
-    application->getContext().getErrorManager().unregisterListener(&messages);
+    application->getContext().getErrorManager().unregisterListener(&counter);
+    ++lives;
+    events += heard;
+    messages += counter.count;
 }
 
 void runApplications(int index) {
@@ -190,6 +197,7 @@ public:
             if (shared.application) _workWith(*shared.application, shared.watched);
         }
         KrEventDispatcher::unregisterListener(kRawNumber, &_listener);
+        rounds += static_cast<std::uint64_t>(_round);
     }
 
 private:
@@ -295,6 +303,15 @@ int main(int count, char** arguments) {
     for (auto& each : threads)
         each.join();
     KrSim::KrErrorHandler::Unregister();
-    std::printf("kr_stress: %d s, %llu faults\n", seconds, static_cast<unsigned long long>(faults.load()));
+    const auto print = [](const char* what, const std::atomic<std::uint64_t>& number) {
+        std::printf(" %llu %s", static_cast<unsigned long long>(number.load()), what);
+    };
+    expect(lives > 0 && rounds > 0 && events > 0 && messages > 0, "a part of it did not run");
+    std::printf("kr_stress: %d s,", seconds);
+    print("applications,", lives);
+    print("rounds of workers,", rounds);
+    print("events,", events);
+    print("messages,", messages);
+    print("faults\n", faults);
     return faults == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -408,17 +408,20 @@ void KrEventDispatcher::_sendMessage(const KrSimEvent& event, detail::LocalQueue
 void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome) {
     State& all = state();
     ThreadEvents& self = threadEvents;
-    LocalQueue& target = queue != nullptr ? *queue : all.queues.route(self);
-    const bool isElsewhere = !target.isOwnedHere() && target.owner.load() != Kr::ThreadId::kNone;
-    // Fields that no application runs belong to the thread that connected them, whatever other threads send.
-    if (isAtHome && isElsewhere && (queue == nullptr || !target.isRunning.load()) && sendsProcess(all, self)) {
-        FirstException exception;
-        const Processing processing(self);
-        deliverNow(self, event, {&all.queues.common, false, false}, exception);
-        exception.rethrow();
+    const bool isRun = queue != nullptr ? queue->isRunning.load() : self.current != nullptr;
+    if (!isAtHome || isRun || !sendsProcess(all, self)) {
+        LocalQueue& target = queue != nullptr ? *queue : all.queues.route(self);
+        send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, target, queue == nullptr, true});
         return;
     }
-    send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, target, queue == nullptr, true});
+    // Fields that no application runs belong to the thread that connected them. Not even for a moment may the value
+    // wait where another thread finds it.
+    LocalQueue& before = queue != nullptr ? *queue : all.queues.common;
+    FirstException exception;
+    const Processing processing(self);
+    if (before.isOwnedHere() && hasWork(all, before)) processQueue(all, self, before, eCaller::kSend, exception);
+    deliverNow(self, event, {&before, false, false}, exception);
+    exception.rethrow();
 }
 
 bool KrEventDispatcher::_runsElsewhere(const detail::LocalQueue* queue) noexcept {
