@@ -34,6 +34,19 @@ void splice(std::vector<T>& items, std::size_t first, std::size_t last, std::siz
     }
 }
 
+/// The first item that differs, and one past the last; two equal numbers when none does.
+template <class Item>
+std::pair<std::size_t, std::size_t> difference(const std::vector<Item>& left, const std::vector<Item>& right) {
+    const auto common = std::min(left.size(), right.size());
+    std::size_t first = 0;
+    while (first < common && left[first] == right[first])
+        ++first;
+    auto end = std::max(left.size(), right.size());
+    while (left.size() == right.size() && end > first && left[end - 1] == right[end - 1])
+        --end;
+    return {first, end};
+}
+
 /// Items as a vector keeps them.
 template <class T>
 std::vector<detail::Stored<T>> stored(std::vector<T> items) {
@@ -100,18 +113,11 @@ bool Vector<T>::setItem(std::size_t index, const T& value) {
 
 template <class T>
 void Vector<T>::setItems(std::vector<T> items) {
-    const auto common = std::min(items.size(), _items.size());
-    std::size_t first = 0;
-    while (first < common && _items[first] == items[first])
-        ++first;
-    auto last = std::max(items.size(), _items.size());
-    if (first == last) return;
-    if (items.size() == _items.size()) {
-        while (_items[last - 1] == items[last - 1])
-            --last;
-    }
-    _items = stored(std::move(items));
-    _itemsChanged(first, last - 1);
+    auto taken = stored(std::move(items));
+    const auto [first, end] = difference(_items, taken);
+    if (first == end) return;
+    _items.swap(taken);
+    _itemsChanged(first, end - 1);
 }
 
 template <class T>
@@ -218,7 +224,17 @@ Vector<T>* Vector<T>::clone(Container* parent) const {
 template <class T>
 bool Vector<T>::copyValue(const FieldBase& source) {
     if (const auto* same = from(source)) {
-        if (same != this) setItems(same->getItems());
+        if (same == this) return true;
+        const auto [first, end] = difference(_items, same->_items);
+        if (first == end) return true;
+        if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+            // Values of different enumerations refuse assignment.
+            std::vector<Item> copy(same->_items);
+            _items.swap(copy);
+        } else {
+            _items = same->_items;  // in the memory that it has
+        }
+        _itemsChanged(first, end - 1);
         return true;
     }
     if (source.getDataType() != Types::kVector && TransferValueConverter(source, *this)) return true;
