@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "kr/core/internal/live_set.h"
 #include "kr/core/internal/type_key.h"
@@ -55,6 +56,7 @@ struct KrBase::Subscriptions {
     std::vector<Entry> entries;
     int tellingDepth{0};      // entries keep their places while an event is told
     bool isOwnerGone{false};  // destroyed by a subscriber that was being told
+    std::string lastName;     // of the owner that is gone
 
     Entry* find(const Subscriber* subscriber) noexcept {
         const auto it = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
@@ -148,7 +150,9 @@ KrBase::KrBase()
 KrBase::~KrBase() {
     if (_isTracked) liveSet.erase(this);
     _tellSubscribers(Event::kDestroyed);
-    if (_subscriptions) _subscriptions->isOwnerGone = true;
+    if (!_subscriptions) return;
+    _subscriptions->isOwnerGone = true;
+    _subscriptions->lastName = std::move(_name);
 }
 
 bool KrBase::isKrBaseValid(const KrBase* object) noexcept {
@@ -246,15 +250,17 @@ KrBase::Subscriber* KrBase::getConstructorSubscriber() noexcept {
 void KrBase::_tellSubscribers(Event event) {
     if (!_subscriptions) return;
     const std::shared_ptr<Subscriptions> subscriptions = _subscriptions;  // outlives this object
-    const std::string name = _name;
+    // Not a copy: destructors allocate nothing.
+    const auto nameOf = [&]() -> const std::string& {
+        return subscriptions->isOwnerGone ? subscriptions->lastName : _name;
+    };
     ++subscriptions->tellingDepth;
     const std::size_t count = subscriptions->entries.size();
     for (std::size_t i = 0; i < count && !subscriptions->isOwnerGone; ++i) {
         const Subscriptions::Entry& entry = subscriptions->entries[i];
         if ((entry.events & bitOf(event)) == 0 || !*entry.isAlive) continue;
         Subscriber& subscriber = *entry.subscriber;
-        callGuarded(
-            kOnEventTexts, [&]() -> const std::string& { return name; }, [&] { subscriber.onEvent(event, this); });
+        callGuarded(kOnEventTexts, nameOf, [&] { subscriber.onEvent(event, this); });
     }
     --subscriptions->tellingDepth;
     subscriptions->purge();

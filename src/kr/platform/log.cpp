@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "kr/platform/log_line.h"
@@ -19,6 +20,11 @@ namespace {
 
 void printToStandardError(std::string_view line) noexcept {
     std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+/// For lack of memory. The work that the message is about goes on.
+void reportLostMessage() noexcept {
+    printToStandardError("WARN - out of memory: a log message is lost\n");
 }
 
 void defaultLogHandler(eLogLevel level, const char* format, std::va_list arguments) {
@@ -113,6 +119,12 @@ void logMessage(eLogLevel level, const char* format, ...) {
     va_start(arguments, format);
     try {
         logHandler.load(std::memory_order_acquire)(level, format, arguments);
+    } catch (const std::bad_alloc&) {
+        va_end(arguments);
+        // From error level on the caller is to give up, which it does.
+        if (level <= eLogLevel::kError) throw;
+        reportLostMessage();
+        return;
     } catch (...) {
         va_end(arguments);
         throw;
@@ -127,6 +139,8 @@ void logErrorNoThrow(const char* format, ...) {
     try {
         logHandler.load(std::memory_order_acquire)(eLogLevel::kError, format, arguments);
     } catch (const KrSim::KrRuntimeError&) {  // the message has been handled; its caller asked to go on
+    } catch (const std::bad_alloc&) {
+        reportLostMessage();
     } catch (...) {
         va_end(arguments);
         throw;

@@ -10,7 +10,6 @@
 #include <list>
 #include <mutex>
 #include <system_error>
-#include <utility>
 
 namespace KrPluginSystem::detail {
 namespace {
@@ -21,26 +20,41 @@ std::string takeLoaderMessage(const std::string& otherwise) {
     return message != nullptr ? message : otherwise;
 }
 
+using Libraries = std::list<boost::dll::shared_library>;
+
 /// Nothing is ever unmapped: the registries of the process may point into any file that was in memory once.
-const boost::dll::shared_library& keep(boost::dll::shared_library library) {
-    static std::mutex mutex;  // guards the list
-    static auto& kept = *new std::list<boost::dll::shared_library>;
-    const std::lock_guard lock(mutex);
-    return kept.emplace_back(std::move(library));
-}
+class KeptLibraries {
+public:
+    static KeptLibraries& instance() {
+        static auto& kept = *new KeptLibraries;
+        return kept;
+    }
+
+    /// Takes over a list of one. Allocates nothing, since a loaded library must not be lost any more.
+    const boost::dll::shared_library& keep(Libraries& one) noexcept {
+        const std::lock_guard lock(_mutex);
+        _libraries.splice(_libraries.end(), one);
+        return _libraries.back();
+    }
+
+private:
+    std::mutex _mutex;  // guards the list
+    Libraries _libraries;
+};
 
 }  // namespace
 
 std::optional<PluginEntries> mapPluginFile(const std::string& path, std::string& failure) {
     static_cast<void>(::dlerror());  // an old message
     std::error_code error;
-    boost::dll::shared_library mapped;
-    mapped.load(path, error, boost::dll::load_mode::rtld_now | boost::dll::load_mode::rtld_local);
+    auto& kept = KeptLibraries::instance();
+    Libraries mapped(1);
+    mapped.front().load(path, error, boost::dll::load_mode::rtld_now | boost::dll::load_mode::rtld_local);
     if (error) {
         failure = "cannot be loaded: " + takeLoaderMessage(error.message());
         return {};
     }
-    const boost::dll::shared_library& library = keep(std::move(mapped));
+    const boost::dll::shared_library& library = kept.keep(mapped);
     for (const char* const entry : {"kr_plugin_register_v1", "kr_plugin_unregister_v1"}) {
         if (!library.has(entry)) {
             failure = std::string("has no entry function ") + entry;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -111,17 +112,20 @@ std::optional<Plugin> mapFile(const std::string& plugin, const Directories& dire
     return Plugin{{plugin, manifest->version, *file, manifest->types}, *entries, false};
 }
 
-bool unregisterTypes(const Plugin& plugin) {
+enum class Withdrawal { kDone, kRefused, kThrown };
+
+Withdrawal unregisterTypes(const Plugin& plugin) {
     bool isWithdrawn = false;
-    Kr::callGuarded(
+    const bool hasReturned = Kr::callGuarded(
         kUnregister, [&] { return plugin.description.name; }, [&] { isWithdrawn = plugin.entries.unregisterTypes(); });
-    return isWithdrawn;
+    if (!hasReturned) return Withdrawal::kThrown;
+    return isWithdrawn ? Withdrawal::kDone : Withdrawal::kRefused;
 }
 
 bool registerTypes(const Plugin& plugin) {
     const auto nameOf = [&] { return "'" + plugin.description.name + "' ('" + plugin.description.file + "')"; };
     if (Kr::callGuarded(kRegister, nameOf, plugin.entries.registerTypes)) return true;
-    unregisterTypes(plugin);  // what it had registered before it threw
+    static_cast<void>(unregisterTypes(plugin));  // what it had registered before it threw
     return false;
 }
 
@@ -154,10 +158,15 @@ struct KrPluginManager::State {
         return position != plugins.end() ? std::optional(position->second) : std::nullopt;
     }
 
-    void store(Plugin plugin, bool isLoaded) {
-        plugin.isLoaded = isLoaded;
+    /// Of a plug-in that is in memory, whose types are not registered.
+    void store(const Plugin& plugin) {
         const std::lock_guard lock(mutex);
-        plugins.insert_or_assign(plugin.description.name, std::move(plugin));
+        plugins.insert_or_assign(plugin.description.name, plugin);
+    }
+    /// Of a stored one.
+    void setLoaded(const std::string& plugin, bool isLoaded) noexcept {
+        const std::lock_guard lock(mutex);
+        plugins.find(plugin)->second.isLoaded = isLoaded;
     }
 
     Outcome load(const std::string& name) {
@@ -177,14 +186,18 @@ struct KrPluginManager::State {
             std::string failure;
             plugin = mapFile(name, getSearchDirectories(), attempt, failure);
             if (!plugin) return {.answer = false, .text = failure};
+            store(*plugin);
         }
-        if (!registerTypes(*plugin)) return {.answer = false};  // the guard has said so
-        store(*plugin, true);
-        attempt.setSucceeded();
+        // Nothing may fail once the types are registered, or the manager would not know of them.
         const KrLoadedPlugin& loaded = plugin->description;
-        return {.answer = true,
-                .level = Kr::eLogLevel::kDebug,
-                .text = loaded.version + " from '" + loaded.file + "'" + (isNew ? "" : ", which is in memory already")};
+        Outcome success{
+            .answer = true,
+            .level = Kr::eLogLevel::kDebug,
+            .text = loaded.version + " from '" + loaded.file + "'" + (isNew ? "" : ", which is in memory already")};
+        if (!registerTypes(*plugin)) return {.answer = false};  // the guard has said so
+        setLoaded(name, true);
+        attempt.setSucceeded();
+        return success;
     }
 
     Outcome unload(const std::string& name) {
@@ -192,11 +205,16 @@ struct KrPluginManager::State {
         if (!attempt.isMine()) return {.answer = attempt.hasOtherSucceeded(), .text = attempt.getRefusal()};
 
         const std::optional<Plugin> plugin = find(name);
-        const bool wasLoaded = plugin && plugin->isLoaded;
-        if (wasLoaded && !unregisterTypes(*plugin)) {
-            return {.answer = false, .level = Kr::eLogLevel::kDebug, .text = "instances of its types live"};
+        if (plugin && plugin->isLoaded) {
+            switch (unregisterTypes(*plugin)) {
+                case Withdrawal::kThrown:
+                    return {.answer = false};  // the guard has said so
+                case Withdrawal::kRefused:
+                    return {.answer = false, .level = Kr::eLogLevel::kDebug, .text = "instances of its types live"};
+                case Withdrawal::kDone:
+                    setLoaded(name, false);
+            }
         }
-        if (wasLoaded) store(*plugin, false);
         attempt.setSucceeded();
         return {.answer = true};
     }
@@ -218,23 +236,33 @@ bool KrPluginManager::isLoaded(const std::string& plugin) const {
     return position != _state->plugins.end() && position->second.isLoaded;
 }
 
+namespace {
+
+/// What is done stays done where there is no memory for the line.
+void logOutcome(const Outcome& outcome, const char* format, const std::string& plugin) {
+    if (outcome.text.empty() || outcome.level > Kr::LogGetLevel()) return;
+    try {
+        Kr::logMessage(outcome.level, format, toShown(plugin).c_str(), outcome.text.c_str());
+    } catch (const std::bad_alloc&) {
+        Kr::logMessage(outcome.level, format, "", outcome.text.c_str());
+    }
+}
+
+}  // namespace
+
 bool KrPluginManager::load(const std::string& plugin) {
     if (isLoaded(plugin)) return true;
     const Outcome outcome = _state->load(plugin);
-    if (!outcome.text.empty()) {
-        const char* const format = outcome.answer ? "KrPluginManager: Loaded plug-in '%s' %s\n"
-                                                  : "KrPluginManager: Cannot load plug-in '%s': %s\n";
-        Kr::logMessage(outcome.level, format, toShown(plugin).c_str(), outcome.text.c_str());
-    }
+    logOutcome(outcome,
+               outcome.answer ? "KrPluginManager: Loaded plug-in '%s' %s\n"
+                              : "KrPluginManager: Cannot load plug-in '%s': %s\n",
+               plugin);
     return outcome.answer;
 }
 
 bool KrPluginManager::unload(const std::string& plugin) {
     const Outcome outcome = _state->unload(plugin);
-    if (!outcome.text.empty()) {
-        Kr::logMessage(outcome.level, "KrPluginManager: Cannot unload plug-in '%s': %s\n", toShown(plugin).c_str(),
-                       outcome.text.c_str());
-    }
+    logOutcome(outcome, "KrPluginManager: Cannot unload plug-in '%s': %s\n", plugin);
     return outcome.answer;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <type_traits>
 
@@ -18,7 +19,13 @@ namespace {
 constexpr std::size_t kFirstPiece = std::size_t{16} << 10;
 /// That of a huge page: large simulations do not wait for address translation then.
 constexpr std::size_t kLargestPiece = std::size_t{2} << 20;
+
+constinit std::atomic<void (*)()> poolWatch{nullptr};
 }  // namespace
+
+void setPoolWatch(void (*watch)()) noexcept {
+    poolWatch.store(watch);
+}
 
 void ObjectPool::_makeRoom(std::size_t bytes) {
     const auto pieceBytes = std::clamp(_pieceBytes * 2, kFirstPiece, kLargestPiece);
@@ -34,6 +41,7 @@ void ObjectPool::_makeRoom(std::size_t bytes) {
 }
 
 void* ObjectPool::take(std::size_t bytes) {
+    if (auto* watch = poolWatch.load(std::memory_order_relaxed)) watch();
     const std::lock_guard lock(_mutex);
     ++_takenCount;
     if (auto* found = _free) {

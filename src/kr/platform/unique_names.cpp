@@ -1,6 +1,7 @@
 #include "kr/platform/unique_names.h"
 
 #include <charconv>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -29,7 +30,7 @@ std::optional<NumberedName> splitNumber(std::string_view name) {
 template <class Map>
 auto* UniqueNamesCollection::_findNumbers(Map& all, const std::string& name, std::uint64_t& number) {
     const auto split = all.empty() ? std::nullopt : splitNumber(name);
-    const auto found = split ? all.find(std::string(split->base)) : all.end();
+    const auto found = split ? all.find(split->base) : all.end();
     if (found != all.end()) number = split->number;
     return found != all.end() ? &found->second : nullptr;
 }
@@ -44,21 +45,25 @@ std::string UniqueNamesCollection::add(const std::string& name) {
     std::uint64_t asked = 0;
     auto* known = _findNumbers(_numbers, name, asked);
     const bool isGivenOut = known != nullptr && known->hasGivenOut(asked);
-    if (!isGivenOut && _names.insert(name).second) {
-        // A number that came back is no longer free.
-        if (known != nullptr && known->freed.erase(asked) != 0) known->passedOver.insert(asked);
-        return name;
+    if (!isGivenOut) {
+        auto answer = name;
+        if (_names.insert(name).second) {
+            // A number that came back is no longer free.
+            if (known != nullptr) known->passedOver.insert(known->freed.extract(asked));
+            return answer;
+        }
     }
 
     Numbers& numbers = _numbers[name];
     while (true) {
         // The lowest number that came back, else a new one, which may stand in a name that was added as it is.
-        if (!numbers.freed.empty()) {
-            const auto number = numbers.freed.extract(numbers.freed.begin()).value();
+        const bool isOld = !numbers.freed.empty();
+        std::string numbered = name + ' ' + std::to_string(isOld ? *numbers.freed.begin() : numbers.next);
+        if (isOld) {
+            numbers.freed.erase(numbers.freed.begin());
             ++_numberedCount;
-            return name + ' ' + std::to_string(number);
+            return numbered;
         }
-        std::string numbered = name + ' ' + std::to_string(numbers.next);
         const bool isTaken = _names.contains(numbered);
         if (isTaken) numbers.passedOver.insert(numbers.next);
         ++numbers.next;
@@ -68,20 +73,24 @@ std::string UniqueNamesCollection::add(const std::string& name) {
     }
 }
 
-bool UniqueNamesCollection::remove(const std::string& name) {
+bool UniqueNamesCollection::remove(const std::string& name) noexcept {
     std::uint64_t number = 0;
     auto* numbers = _findNumbers(_numbers, name, number);
-    if (_names.erase(name) != 0) {
-        if (numbers != nullptr && numbers->passedOver.erase(number) != 0) numbers->freed.insert(number);
+    if (const auto found = _names.find(name); found != _names.end()) {
+        _names.erase(found);
+        if (numbers != nullptr) numbers->freed.insert(numbers->passedOver.extract(number));
     } else if (numbers != nullptr && numbers->hasGivenOut(number)) {
-        numbers->freed.insert(number);
+        try {
+            numbers->freed.insert(number);
+        } catch (const std::bad_alloc&) {  // the number is not given out again; nothing else is lost
+        }
         --_numberedCount;
     } else {
         return false;
     }
     // All numbers came back: nothing is left to remember.
     if (numbers != nullptr && numbers->freed.size() == numbers->next - 2) {
-        _numbers.erase(name.substr(0, name.rfind(' ')));
+        _numbers.erase(_numbers.find(std::string_view(name).substr(0, name.rfind(' '))));
     }
     return true;
 }

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -15,10 +17,11 @@ namespace KrSim::StringUtils {
 /// Adding takes the same time however many equal names there are. Not safe to use from two threads at once.
 class KR_API UniqueNamesCollection {
 public:
-    /// Adds the name and returns it; a name that is taken gets a blank and the lowest free number from 2 up.
+    /// Adds the name and returns it; a name that is taken gets a blank and the lowest free number from 2 up. When
+    /// memory runs out, nothing has changed.
     std::string add(const std::string& name);
     /// Frees a name; false when it was not in the collection.
-    bool remove(const std::string& name);
+    bool remove(const std::string& name) noexcept;
     [[nodiscard]] bool contains(const std::string& name) const;
     [[nodiscard]] std::size_t size() const noexcept { return _names.size() + _numberedCount; }
     void clear() noexcept;
@@ -40,8 +43,14 @@ private:
     template <class Map>
     [[nodiscard]] static auto* _findNumbers(Map& all, const std::string& name, std::uint64_t& number);
 
-    std::unordered_set<std::string> _names;  // added as they are
-    std::unordered_map<std::string, Numbers> _numbers;
+    /// Lets parts of texts be looked for without a copy.
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+    };
+
+    std::unordered_set<std::string, Hash, std::equal_to<>> _names;  // added as they are
+    std::unordered_map<std::string, Numbers, Hash, std::equal_to<>> _numbers;
     std::size_t _numberedCount{0};
 };
 

@@ -40,4 +40,9 @@ private:
     std::uint64_t _takenCount{0};
 };
 
+/// Called before each object that a pool makes room for, on the thread that asks; it may throw std::bad_alloc. Null
+/// calls nothing. For tests of what happens when memory runs out: pools take much of it at once, so that single objects
+/// could not fail otherwise.
+KR_API void setPoolWatch(void (*watch)()) noexcept;
+
 }  // namespace Kr::detail
