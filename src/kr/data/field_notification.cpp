@@ -241,25 +241,33 @@ void FieldBase::registerListener(FieldListener* listener) {
 }
 
 void FieldBase::unregisterListener(FieldListener* listener) {
-    if (auto* rare = _rareIfAny()) std::erase(rare->listeners, listener);
+    auto* rare = _rareIfAny();
+    if (rare == nullptr || listener == nullptr) return;
+    auto& listeners = rare->listeners;
+    std::replace(listeners.begin(), listeners.end(), listener, static_cast<FieldListener*>(nullptr));
+    if (rare->listenerWalks == 0) std::erase(listeners, nullptr);
 }
 
 void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*),
                                Kr::KrConnectionBase* connection) const {
-    const auto* rare = _rareIfAny();
+    auto* rare = _rareIfAny();
     if (rare == nullptr || rare->listeners.empty()) return;
     const detail::NotificationFrame frame(*this, *this);
     const Kr::KrBasePointer life(connection);
     const bool isTracked = life.getAddress() != nullptr;
-    for (auto* listener : std::vector(rare->listeners)) {
-        if (frame.fieldDied()) return;
-        if (isTracked && life.get() == nullptr) return;  // deleted by the listener before
-        const auto& now = rare->listeners;
-        if (std::find(now.begin(), now.end(), listener) == now.end()) continue;
+    // From the list as it is, since destructors end here: places stay while it is walked over.
+    ++rare->listenerWalks;
+    const auto count = rare->listeners.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        auto* listener = rare->listeners[i];
+        if (listener == nullptr) continue;
         Kr::callGuarded(
             kListenerTexts, [&] { return frame.fieldDied() ? std::string("(dead field)") : _id.str(); },
             [&] { (listener->*told)(connection); });
+        if (frame.fieldDied()) return;
+        if (isTracked && life.get() == nullptr) break;  // deleted by the listener
     }
+    if (--rare->listenerWalks == 0) std::erase(rare->listeners, nullptr);
 }
 
 // --- Notification --------------------------------------------------------------------------------------------------

@@ -191,6 +191,27 @@ ValuePlan::Children ValuePlan::getChildren(Place place) const {
 
 // --- Restoring -----------------------------------------------------------------------------------------------------
 
+void ValuePlan::prepare(const FieldValues& values, const ValuePlan& source) const {
+    if (this == &source) {
+        for (const auto& run : _runs) {
+            auto* const prepare = run.operations->prepare;
+            if (prepare != nullptr) prepare(_fields.data() + run.first, run.count, run.place, values);
+        }
+        return;
+    }
+    source._pair(
+        source._allNodes(), *this, _allNodes(),
+        [&](std::uint32_t from, std::uint32_t to) {
+            const Run* run = nullptr;
+            const auto place = source._placeOf(from, run);
+            auto* const prepare = run->operations->prepare;
+            if (prepare != nullptr && _operationsFor(*_fields[to]) == run->operations) {
+                prepare(&_fields[to], 1, place, values);
+            }
+        },
+        [](const Node&) {});
+}
+
 std::size_t ValuePlan::restore(const FieldValues& values, const ValuePlan& source, Changed& changed) const {
     if (this != &source) return _restorePairs(_allNodes(), source, source._allNodes(), values, changed);
     for (const auto& run : _runs)

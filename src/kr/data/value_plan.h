@@ -55,6 +55,8 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return _fields.size(); }
     /// Allocates nothing when `values` held values of this plan before, but for texts and vectors that grew.
     void take(FieldValues& values) const;
+    /// Lets the restore that follows do without memory for texts, so that it cannot end half way for want of it.
+    void prepare(const FieldValues& values, const ValuePlan& source) const;
     /// Sets each field to its value as it is, without clamping, and tells nobody: `changed` gets the fields whose
     /// observers and connections would hear of it. Answers how many values of `source` found no field here.
     std::size_t restore(const FieldValues& values, const ValuePlan& source, Changed& changed) const;

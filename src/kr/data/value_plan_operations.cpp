@@ -48,7 +48,7 @@ struct ValuePlan::PlainOperations {
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<T>>(id, nullptr, at(place, values));
     }
-    static constexpr Operations kAll{&ValuePlan::_plainBytes, kBytes, take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_plainBytes, kBytes, take, restore, nullptr, isSame, make};
 };
 
 struct ValuePlan::TextOperations {
@@ -61,13 +61,19 @@ struct ValuePlan::TextOperations {
         for (std::size_t i = 0; i < count; ++i)
             restoreOne<std::string>(fields[i], values._texts[place + i], changed);
     }
+    static void prepare(Fields fields, std::size_t count, std::size_t place, const FieldValues& values) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto& own = static_cast<const Field<std::string>*>(fields[i])->getValue();
+            const_cast<std::string&>(own).reserve(values._texts[place + i].size());
+        }
+    }
     static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return first._texts[place] == second._texts[otherPlace];
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<std::string>>(id, nullptr, values._texts[place]);
     }
-    static constexpr Operations kAll{&ValuePlan::_textCount, 1, take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_textCount, 1, take, restore, prepare, isSame, make};
 };
 
 struct ValuePlan::EnumerationOperations {
@@ -89,7 +95,7 @@ struct ValuePlan::EnumerationOperations {
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<Field<Kr::KrEnum>>(id, nullptr, values._enumerations[place]);
     }
-    static constexpr Operations kAll{&ValuePlan::_enumerationCount, 1, take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_enumerationCount, 1, take, restore, nullptr, isSame, make};
 };
 
 struct ValuePlan::ReferenceOperations {
@@ -110,7 +116,7 @@ struct ValuePlan::ReferenceOperations {
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::make_unique<ReferenceField>(id, nullptr, values._references[place]);
     }
-    static constexpr Operations kAll{&ValuePlan::_referenceCount, 1, take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_referenceCount, 1, take, restore, nullptr, isSame, make};
 };
 
 struct ValuePlan::VectorOperations {
@@ -140,7 +146,7 @@ struct ValuePlan::VectorOperations {
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::unique_ptr<FieldBase>(at(place, values).clone(id, nullptr));
     }
-    static constexpr Operations kAll{&ValuePlan::_otherCount, 1, take, restore, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_otherCount, 1, take, restore, nullptr, isSame, make};
 };
 
 const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {

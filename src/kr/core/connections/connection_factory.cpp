@@ -98,8 +98,10 @@ KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBas
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {
     if (source == nullptr || sink == nullptr) return false;
+    const auto outgoing = source->_getOutgoingConnections();
     std::vector<std::unique_ptr<KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
-    for (auto* connection : source->_getOutgoingConnections()) {
+    ended.reserve(outgoing.size());
+    for (auto* connection : outgoing) {
         if (connection->getSink() != sink) continue;
         if (connection->_isUnowned()) {
             ended.emplace_back(connection);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -20,7 +21,8 @@ struct FieldRareState {
     std::atomic<ObserverList*> propertyObservers{nullptr};
     ProxyList proxies;
     ConnectionList incoming;
-    std::vector<FieldListener*> listeners;
+    std::vector<FieldListener*> listeners;  // null where one has gone while they are told
+    std::uint32_t listenerWalks{0};
 };
 
 }  // namespace KrData::detail

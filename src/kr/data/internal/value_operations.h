@@ -17,6 +17,8 @@ struct ValuePlan::Operations {
     void (*take)(FieldBase* const* fields, std::size_t count, std::size_t place, FieldValues& values);
     void (*restore)(FieldBase* const* fields, std::size_t count, std::size_t place, const FieldValues& values,
                     Changed& changed);
+    /// Makes room in the fields, so that restoring allocates nothing. Null where values need none.
+    void (*prepare)(FieldBase* const* fields, std::size_t count, std::size_t place, const FieldValues& values);
     bool (*isSame)(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace);
     std::unique_ptr<FieldBase> (*make)(const Kr::KrID& id, std::size_t place, const FieldValues& values);
 };
