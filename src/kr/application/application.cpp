@@ -22,6 +22,7 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
 #include "kr/platform/process.h"
+#include "kr/platform/runtime_error.h"
 
 namespace KrSim {
 
@@ -64,7 +65,9 @@ KrApplication::KrApplication(Kr::IClock& clock)
     _content = std::make_unique<KrContentDispatcher>(*all.root, all);
 
     const auto configuration = KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
-    _configuration = KrSmartInterface<ApplicationConfig>(configuration->getImplementationAs<ApplicationConfig>());
+    auto* implementation = configuration ? configuration->getImplementationAs<ApplicationConfig>() : nullptr;
+    if (implementation == nullptr) throw KrRuntimeError("KrApplication: its configuration cannot be made");
+    _configuration = KrSmartInterface<ApplicationConfig>(implementation);
     configuration->setName("Config");
     _applyConfiguration();
     all.configurationWatch =
@@ -119,12 +122,22 @@ bool KrApplication::remove(const KrSmartInterface<IExtension>& extension) {
 }
 
 void KrApplication::removeAllExtensions() {
-    _whenIdle([this] {
-        // Those that come meanwhile stay.
-        const auto extensions = _parts->root->_getExtensions();
-        for (auto each = extensions.rbegin(); each != extensions.rend(); ++each)
-            _parts->root->remove(each->get());
-    });
+    const auto removeAll = [this] { _removeAllExtensions(); };
+    _context._change(removeAll, [&] { return removeAll; });
+}
+
+// From the list as it is: the destructor ends here, so it is not copied. Each walk removes all that its callbacks have
+// not moved out of the way.
+void KrApplication::_removeAllExtensions() {
+    auto& root = *_parts->root;
+    const auto end = root._getNextPosition();  // those that come meanwhile stay
+    for (auto changes = root._getChangeCount() + 1; changes != root._getChangeCount();) {
+        changes = root._getChangeCount();
+        for (auto i = root.getExtensionCount(); i-- > 0;) {
+            const auto each = root._hold(i);
+            if (each && each->_getPosition() < end) root.remove(each.get());
+        }
+    }
 }
 
 std::size_t KrApplication::getExtensionCount() const {
@@ -155,8 +168,7 @@ bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& modul
 
 bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
-    const auto& leaving = _parts->leavingModules;
-    if (std::find(leaving.begin(), leaving.end(), proxy.get()) != leaving.end()) {
+    if (_parts->isLeaving(*proxy)) {
         // It asks for that in a callback of its removal.
         return _context.executeLater([this, module] { _insertModule(module); });
     }
@@ -165,7 +177,12 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
     proxy->_onAddToApplication(this);
     // It may have gone again, or have gone and come back.
     if (proxy->getApplication() != this || _content->hasModule(proxy.get())) return true;
-    _content->_addModule(*proxy);
+    try {
+        _content->_addModule(*proxy);
+    } catch (...) {
+        static_cast<void>(_takeOutModule(module));
+        throw;
+    }
     _parts->listeners.tell([&](IApplicationListener& each) {
         if (_content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
     });
@@ -184,27 +201,37 @@ bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& modul
     return wasHere;
 }
 
-void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& module) {
+bool KrApplication::_takeOutModule(const KrSmartInterface<ISimulatorModule>& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
     // A module may ask for it again from the callbacks of its removal.
-    if (!_parts->modules.remove(module)) return;
-    _parts->leavingModules.push_back(proxy.get());
+    if (!_parts->modules.remove(module)) return false;
+    Parts::LeavingModule leaving{proxy.get(), _parts->leavingModules};
+    _parts->leavingModules = &leaving;
     _content->_removeModule(*proxy);
     proxy->_onRemoveFromApplication(this);
     proxy->_setApplicationContext({});
-    std::erase(_parts->leavingModules, proxy.get());
+    _parts->leavingModules = leaving.outer;
+    return true;
+}
+
+void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& module) {
+    const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
+    if (!_takeOutModule(module)) return;
     _parts->listeners.tell([&](IApplicationListener& each) { each.onModuleRemoved(this, proxy.get()); });
 }
 
 void KrApplication::removeAllModules() {
-    _whenIdle([this] {
-        for (std::size_t i = _content->getModuleCount(); i-- > 0;) {
-            // Callbacks may remove others.
-            auto* proxy = _content->getModule(i);
-            auto* module = proxy != nullptr ? proxy->_getModuleImplementation() : nullptr;
-            if (module != nullptr) _removeModule(KrSmartInterface<ISimulatorModule>(module));
-        }
-    });
+    const auto removeAll = [this] { _removeAllModules(); };
+    _context._change(removeAll, [&] { return removeAll; });
+}
+
+void KrApplication::_removeAllModules() {
+    for (std::size_t i = _content->getModuleCount(); i-- > 0;) {
+        // Callbacks may remove others.
+        auto* proxy = _content->getModule(i);
+        auto* module = proxy != nullptr ? proxy->_getModuleImplementation() : nullptr;
+        if (module != nullptr) _removeModule(KrSmartInterface<ISimulatorModule>(module));
+    }
 }
 
 std::size_t KrApplication::getModuleCount() const {

@@ -218,6 +218,10 @@ private:
     void _applyConfiguration();
     bool _insertModule(const KrSmartInterface<ISimulatorModule>& module);
     void _removeModule(const KrSmartInterface<ISimulatorModule>& module);
+    /// Without telling the listeners of the application.
+    bool _takeOutModule(const KrSmartInterface<ISimulatorModule>& module);
+    void _removeAllModules();
+    void _removeAllExtensions();
     void _changeMode(eApplicationMode mode);
     void _setEditing(bool editing);
     /// Does it now, or later when the content must not change now. \return  whether it was done now.

@@ -1,6 +1,7 @@
 #include "kr/application/content_dispatcher.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "kr/application/modules/simulator_module.h"
@@ -73,6 +74,13 @@ struct KrContentDispatcher::Telling {
         while (left > 0) {
             const auto& module = (*modules)[modules->size() - left--];
             if (!isIn(passedOver, module.get())) module->addExtension(extension);
+        }
+    }
+    /// From those that were offered it, after an offer that was not finished.
+    void takeBack() noexcept {
+        for (auto i = modules->size() - left; extension != nullptr && i-- > 0;) {
+            const auto& module = (*modules)[i];
+            if (!isIn(passedOver, module.get())) module->removeExtension(extension);
         }
     }
     void withdraw() {
@@ -162,47 +170,83 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
     }
     if (!_belongsHere(extension) || !_present.insert(&extension).second) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
-    KrExtensionSorter::instance().addExtension(&extension);
-    collectProxies(extension.getFieldsContainer(), _waitingProxies);
-    _hasNewContent = true;
-    _offer(extension);
+    try {
+        KrExtensionSorter::instance().addExtension(&extension);
+        collectProxies(extension.getFieldsContainer(), _waitingProxies);
+        _hasNewContent = true;
+        _offer(extension);
+    } catch (...) {
+        if (_present.erase(&extension) > 0) _forget(extension);
+        throw;
+    }
     if (!contains(&extension)) return;
     _observer._onExtensionEntered(extension);
+    if (contains(&extension)) _enterBelow(extension);
+}
+
+void KrContentDispatcher::_enterBelow(KrExtension& extension) {
     auto* object = asObject(extension);
-    if (object == nullptr || !contains(&extension)) return;
-    // From here on the object tells of what comes; what came with it follows it.
-    object->registerListener(this);
-    for (const auto& each : object->_getExtensions()) {
-        if (each->getOwner() == object && _belongsHere(*each)) _enter(*each);
+    if (object == nullptr) return;
+    try {
+        // From here on the object tells of what comes; what came with it follows it.
+        object->registerListener(this);
+        for (const auto& each : object->_getExtensions()) {
+            if (each->getOwner() == object && _belongsHere(*each)) _enter(*each);
+        }
+    } catch (...) {
+        _takeOut(extension);
+        throw;
     }
 }
 
 void KrContentDispatcher::_leave(KrExtension& extension) {
     if (!contains(&extension)) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
-    if (auto* object = asObject(extension)) {
-        Leaving leaving{&extension, _leaving};
-        _leaving = &leaving;
-        const auto below = object->_getExtensions();
-        for (auto each = below.rbegin(); each != below.rend(); ++each) {
-            if ((*each)->getOwner() == object) _leave(**each);
-        }
-        _leaving = leaving.outer;
-        object->unregisterListener(this);
-    }
-    if (_present.erase(&extension) > 0) {  // otherwise a module was faster
-        _withdraw(extension);
-        std::erase_if(_waitingProxies, [&](const auto& each) {
-            return !each.isAlive() || each.get()->getOwnerExtension() == &extension;
-        });
-        KrExtensionSorter::instance().removeExtension(&extension);
-        _observer._onExtensionLeft(extension);
-    }
+    _takeOut(extension);
     if (_belongsHere(extension)) _enter(extension);
 }
 
+void KrContentDispatcher::_takeOut(KrExtension& extension) {
+    if (auto* object = asObject(extension)) {
+        Leaving leaving{&extension, _leaving};
+        _leaving = &leaving;
+        _takeOutBelow(*object);
+        _leaving = leaving.outer;
+        object->unregisterListener(this);
+    }
+    if (_present.erase(&extension) == 0) return;  // a module was faster
+    _withdraw(extension);
+    _forget(extension);
+    _observer._onExtensionLeft(extension);
+}
+
+/// The last ones first, from the list as it is: destructors end here, so none is copied. Where modules change the list
+/// meanwhile, what they moved out of the way comes in the next walk.
+void KrContentDispatcher::_takeOutBelow(KrObject& object) {
+    for (auto changes = object._getChangeCount() + 1; changes != object._getChangeCount();) {
+        changes = object._getChangeCount();
+        for (auto i = object.getExtensionCount(); i-- > 0;) {
+            const auto each = object._hold(i);
+            if (each && each->getOwner() == &object && contains(each.get())) _leave(*each);
+        }
+    }
+}
+
+/// What is kept of an extension that is present.
+void KrContentDispatcher::_forget(KrExtension& extension) noexcept {
+    std::erase_if(_waitingProxies,
+                  [&](const auto& each) { return !each.isAlive() || each.get()->getOwnerExtension() == &extension; });
+    KrExtensionSorter::instance().removeExtension(&extension);
+}
+
 void KrContentDispatcher::_offer(KrExtension& extension) {
-    Telling(extension, _modules, _offers).offer();
+    Telling telling(extension, _modules, _offers);
+    try {
+        telling.offer();
+    } catch (...) {
+        telling.takeBack();
+        throw;
+    }
 }
 
 void KrContentDispatcher::_withdraw(KrExtension& extension) {
@@ -256,23 +300,46 @@ void KrContentDispatcher::_updateProxies() {
 void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
     auto changed = std::make_shared<Modules>(*_modules);
     changed->emplace_back(&module);
-    _modules = std::move(changed);
     ModuleOffer offer{&module, getExtensions(), 0, _moduleOffers};
+    _modules = std::move(changed);
     _moduleOffers = &offer;
-    while (offer.told < offer.extensions.size()) {
-        const auto extension = offer.extensions[offer.told++];
-        if (extension) module.addExtension(extension.get());
+    try {
+        while (offer.told < offer.extensions.size()) {
+            const auto extension = offer.extensions[offer.told++];
+            if (extension) module.addExtension(extension.get());
+        }
+    } catch (...) {
+        _removeModule(module);
+        _moduleOffers = offer.outer;
+        throw;
     }
     _moduleOffers = offer.outer;
 }
 
+void KrContentDispatcher::_dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module) {
+    if (_modules.use_count() == 1) {  // nobody walks over it
+        std::erase(const_cast<Modules&>(*_modules), module);
+        return;
+    }
+    auto changed = std::make_shared<Modules>(*_modules);
+    std::erase(*changed, module);
+    _modules = std::move(changed);
+}
+
 void KrContentDispatcher::_removeModule(KrSimulatorModule& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> held(&module);
-    auto changed = std::make_shared<Modules>(*_modules);
-    if (std::erase(*changed, held) == 0) return;
-    _modules = std::move(changed);
+    if (!hasModule(&module)) return;
+    _dropFromModules(held);
+    try {
+        _withdrawFrom(module, getExtensions());
+    } catch (const std::bad_alloc&) {
+        // Without a list: those that leave because others are withdrawn are not told any more.
+        _withdrawBelow(_root, module);
+    }
+}
 
-    auto extensions = getExtensions();
+void KrContentDispatcher::_withdrawFrom(KrSimulatorModule& module,
+                                        std::vector<Kr::KrSmartPtr<KrExtension>> extensions) {
     std::erase_if(extensions, [&](const auto& each) { return !_hasHeardOf(module, *each); });
     for (auto* withdrawal = _withdrawals; withdrawal != nullptr; withdrawal = withdrawal->outer) {
         if (withdrawal->find(module) < withdrawal->left) extensions.emplace_back(withdrawal->extension);
@@ -286,6 +353,15 @@ void KrContentDispatcher::_removeModule(KrSimulatorModule& module) {
     // All of them, also those that leave meanwhile: nobody else tells it.
     for (auto each = extensions.rbegin(); each != extensions.rend(); ++each)
         module.removeExtension(each->get());
+}
+
+void KrContentDispatcher::_withdrawBelow(const KrObject& object, KrSimulatorModule& module) {
+    for (auto i = object.getExtensionCount(); i-- > 0;) {
+        const auto each = object._hold(i);
+        if (!each || !contains(each.get())) continue;
+        if (const auto* below = asObject(*each)) _withdrawBelow(*below, module);
+        if (_hasHeardOf(module, *each)) module.removeExtension(each.get());
+    }
 }
 
 }  // namespace KrSim

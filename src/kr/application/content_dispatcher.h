@@ -43,7 +43,7 @@ public:
     [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
 
     // --- For the application ---------------------------------------------------------------------------------------
-    /// Offers the module all that is present.
+    /// Offers the module all that is present. When memory runs out, it throws std::bad_alloc, and the module is out.
     void _addModule(KrSimulatorModule& module);
     /// The module counts no more from now on; then all that it was offered is withdrawn from it.
     void _removeModule(KrSimulatorModule& module);
@@ -68,9 +68,16 @@ private:
     void onExtensionAdded(KrObject* object, KrExtension* extension) override;
     void onExtensionRemoved(KrObject* object, KrExtension* extension) override;
     void _enter(KrExtension& extension);
+    void _enterBelow(KrExtension& extension);
     void _leave(KrExtension& extension);
+    void _takeOut(KrExtension& extension);
+    void _takeOutBelow(KrObject& object);
+    void _forget(KrExtension& extension) noexcept;
     void _offer(KrExtension& extension);
     void _withdraw(KrExtension& extension);
+    void _dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module);
+    void _withdrawFrom(KrSimulatorModule& module, std::vector<Kr::KrSmartPtr<KrExtension>> extensions);
+    void _withdrawBelow(const KrObject& object, KrSimulatorModule& module);
     [[nodiscard]] bool _belongsHere(const KrExtension& extension) const;
     [[nodiscard]] bool _hasHeardOf(const KrSimulatorModule& module, const KrExtension& extension) const;
 

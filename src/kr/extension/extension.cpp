@@ -1,6 +1,7 @@
 #include "kr/extension/extension.h"
 
 #include <iterator>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -82,8 +83,14 @@ void KrExtension::_onNameFieldChanged() {
         return;
     }
     const auto before = getName();
-    KrBase::setName(name.c_str());
-    if (auto* owner = getOwner()) owner->_onExtensionRenamed(*this, before);
+    try {
+        KrBase::setName(name.c_str());
+        if (auto* owner = getOwner()) owner->_onExtensionRenamed(*this, before);
+    } catch (const std::bad_alloc&) {
+        // Field and name stay equal. The former text fits into the memory of the longer one.
+        if (getName() != name) _fields->getNameField()._restoreValue(getName());
+        throw;
+    }
 }
 
 const std::string& KrExtension::getTypeName() const noexcept {
@@ -139,9 +146,14 @@ void KrExtension::_setCreationKey(const KrFactoryKey& key) {
 }
 
 void KrExtension::_setContentID(const KrContentID& id) {
-    const auto before = std::exchange(_contentID, id);
+    auto before = std::exchange(_contentID, KrContentID(id));
     _stateHeader.reset();
-    KrContentRegistry::instance()._onContentIDChanged(this, before, _contentID);
+    try {
+        KrContentRegistry::instance()._onContentIDChanged(this, before, _contentID);
+    } catch (...) {
+        _contentID = std::move(before);
+        throw;
+    }
 }
 
 // --- Implementation ------------------------------------------------------------------------------------------------
@@ -161,7 +173,13 @@ void KrExtension::_setIExtension(IExtension* implementation) {
     _implementation = implementation;
     _hasImplementation =
         implementation != nullptr && implementation->_getVersion() != IExtension::kNoImplementationVersion;
-    _updateVersionInfo();
+    try {
+        _updateVersionInfo();
+    } catch (...) {
+        // The constructor of the implementation fails with this: nothing of it is left to be destroyed.
+        _forgetImplementation(implementation);
+        throw;
+    }
 }
 
 void KrExtension::_updateVersionInfo() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -160,11 +161,13 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     virtual void _restoreState(const KrExtensionState& state);
     /// Puts back outputs only; what implements positions adds them.
     virtual void _restorePositionsAndOutputs(const KrExtensionState& state);
+    /// Takes the memory that putting back the field values of this state needs; answers how many values there are.
+    std::size_t _prepareRestore(const KrExtensionState& state);
     /// Puts back field values and tells nobody; `changed` gets the fields whose observers would hear of it. Answers
     /// how many values found no field here. Field arrays get as many items as they had.
     std::size_t _restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
     /// Tells the observers of these fields, those that are here still, but no connections.
-    void _tellRestored(const std::vector<KrData::FieldBase*>& changed);
+    void _tellRestored(std::span<KrData::FieldBase* const> changed);
     /// How much of an extension taking and restoring states touches, from its beginning.
     static constexpr std::size_t kHotBytes = 128;
     /// What states of this extension share, made anew when it has changed.

@@ -52,6 +52,10 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_clone(const KrCloneRequest& request) c
     registry.unregisterExtension(made.get());
     made->_setContentID(request.contentID);
     _copyTo(made.get(), request.copyFields);
+    // As after a load: what could not be made again must not pass for a whole copy.
+    if (_hasImplementation && !made->_hasImplementation && !_creationKey.isNull()) {
+        made->addError("Unable to create " + _creationKey.toString(), false);
+    }
     if (request.registerContent) registry.registerExtension(made.get());
 
     // The owner's rules are those of every other addition.

@@ -4,14 +4,16 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "kr/extension/internal/instance_map.h"
-#include "kr/platform/guard.h"
 #include "kr/platform/log.h"
+#include "kr/platform/memory_guard.h"
 #include "kr/platform/plugin_manager.h"
 #include "kr/platform/type_name.h"
 
@@ -27,6 +29,7 @@ constexpr Kr::GuardTexts kCreate{Kr::eLogLevel::kWarn, "KrExtensionFactory: fata
 struct Record {
     KrExtensionFactory::TypeDescription description;
     mutable ObjectMap::Instances instances{};
+    mutable std::shared_ptr<const Record> nextWithdrawn{};
 
     [[nodiscard]] const KrFactoryKey& key() const noexcept { return description.key; }
 };
@@ -48,7 +51,7 @@ public:
         return position->second;
     }
 
-    void erase(const Record& record) {
+    void erase(const Record& record) noexcept {
         _isSorted = false;
         _records.erase(record.key().uuid);
     }
@@ -135,11 +138,16 @@ public:
             ObjectMap::instance().announce(_record->instances);
         }
         KrExtension* made = nullptr;
-        Kr::callGuarded(
+        const struct Announcement {
+            ~Announcement() { ObjectMap::instance().add(record.instances, made); }
+            const Record& record;
+            KrExtension*& made;
+        } announcement{*_record, made};
+        // Who takes a plain extension where a type is missing must not do so for lack of memory.
+        Kr::callGuardedButMemory(
             kCreate, [this] { return _record->key().toString(); },
             [&] { made = _record->description.create(_record->key()); });
         _extension.reset(made);
-        ObjectMap::instance().add(_record->instances, made);
         return made != nullptr;
     }
 
@@ -164,35 +172,76 @@ const ShutdownNotice kShutdownNotice;
 /// A type to withdraw.
 struct Withdrawal {
     KrUuid uuid;
-    const KrExtensionFactory::TypeDescription* description{nullptr};  // null takes whatever is registered
+    KrExtensionFactory::CreateFunction create{nullptr};  // null takes whatever is registered
+    std::string_view plugin{};
 
     [[nodiscard]] bool isMeant(const Record& record) const {
-        return description == nullptr ||
-               (record.description.create == description->create && record.key().plugin == description->key.plugin);
+        return create == nullptr || (record.description.create == create && record.key().plugin == plugin);
     }
 };
 
+/// The types that have left the registry, linked, so that leaving it allocates nothing.
+class Withdrawn {
+public:
+    Withdrawn() = default;
+    Withdrawn(const Withdrawn&) = delete;
+    Withdrawn& operator=(const Withdrawn&) = delete;
+    ~Withdrawn() {
+        while (_first)
+            _first = std::exchange(_first->nextWithdrawn, nullptr);
+    }
+
+    void add(RecordPtr record) noexcept {
+        record->nextWithdrawn = std::move(_first);
+        _first = std::move(record);
+    }
+    void log() const {
+        if (Kr::LogGetLevel() < Kr::eLogLevel::kTrace) return;
+        for (const auto* record = _first.get(); record != nullptr; record = record->nextWithdrawn.get()) {
+            Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: %s.%s is unregistered {%s}.\n",
+                           record->key().category.c_str(), record->key().name.c_str(),
+                           record->key().uuid.toString().c_str());
+        }
+    }
+
+private:
+    RecordPtr _first;
+};
+
+/// What is done stays done where there is no memory for a line about it.
+template <class Log>
+void logIfPossible(const Log& log) {
+    try {
+        log();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+/// All or none.
 bool withdraw(std::span<const Withdrawal> withdrawals) {
     if (ShutdownNotice::hasBegun) return false;
     auto& registry = Registry::instance();
-    std::vector<RecordPtr> withdrawn;
+    Withdrawn withdrawn;
     RecordPtr inUse;
     std::size_t count = 0;
+    const auto find = [&](const Withdrawal& each) {
+        RecordPtr record = registry.find(each.uuid);
+        return record && each.isMeant(*record) ? record : nullptr;
+    };
     {
         const std::lock_guard lock(registry.mutex);
         for (const Withdrawal& each : withdrawals) {
-            RecordPtr record = registry.find(each.uuid);
-            if (!record || !each.isMeant(*record)) continue;
-            count = ObjectMap::instance().getCount(record->instances);
-            if (count > 0) {
-                inUse = std::move(record);
-                break;
-            }
-            withdrawn.push_back(std::move(record));
+            RecordPtr record = find(each);
+            count = record ? ObjectMap::instance().getCount(record->instances) : 0;
+            if (count == 0) continue;
+            inUse = std::move(record);
+            break;
         }
-        if (!inUse) {
-            for (const RecordPtr& record : withdrawn)
-                registry.erase(*record);
+        for (const Withdrawal& each : inUse ? std::span<const Withdrawal>() : withdrawals) {
+            RecordPtr record = find(each);
+            if (!record) continue;
+            registry.erase(*record);
+            withdrawn.add(std::move(record));
         }
     }
     if (inUse) {
@@ -200,11 +249,7 @@ bool withdraw(std::span<const Withdrawal> withdrawals) {
                        static_cast<int>(count), inUse->key().toString().c_str());
         return false;
     }
-    for (const RecordPtr& record : withdrawn) {
-        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: %s.%s is unregistered {%s}.\n",
-                       record->key().category.c_str(), record->key().name.c_str(),
-                       record->key().uuid.toString().c_str());
-    }
+    logIfPossible([&] { withdrawn.log(); });
     return true;
 }
 
@@ -291,14 +336,21 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
     std::size_t count = 0;
     {
         const std::lock_guard lock(registry.mutex);
-        for (; count < records.size(); ++count) {
-            const RecordPtr& holder = registry.insert(records[count]);
-            if (holder == records[count]) continue;
-            existing = holder;
+        const auto takeBack = [&] {
             for (std::size_t index = 0; index < count; ++index)
                 registry.erase(*records[index]);
-            break;
+        };
+        try {
+            for (; !existing && count < records.size(); ++count) {
+                const RecordPtr& holder = registry.insert(records[count]);
+                if (holder != records[count]) existing = holder;
+                if (existing) break;
+            }
+        } catch (...) {
+            takeBack();
+            throw;
         }
+        if (existing) takeBack();
     }
     if (existing) {
         const KrFactoryKey& key = records[count]->key();
@@ -311,10 +363,12 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
         return false;
     }
     if (Kr::LogGetLevel() < Kr::eLogLevel::kTrace) return true;  // spares making the texts
-    for (const RecordPtr& record : records) {
-        Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: Registering %s.\n",
-                       record->key().toString().c_str());
-    }
+    logIfPossible([&] {
+        for (const RecordPtr& record : records) {
+            Kr::logMessage(Kr::eLogLevel::kTrace, "KrExtensionFactory: Registering %s.\n",
+                           record->key().toString().c_str());
+        }
+    });
     return true;
 }
 
@@ -322,7 +376,7 @@ bool KrExtensionFactory::_unregisterTypes(std::span<const TypeDescription> types
     std::vector<Withdrawal> withdrawals;
     withdrawals.reserve(types.size());
     for (const TypeDescription& each : types)
-        withdrawals.push_back({each.key.completed().uuid, &each});
+        withdrawals.push_back({each.key.completed().uuid, each.create, each.key.plugin});
     return withdraw(withdrawals);
 }
 

@@ -49,7 +49,7 @@ public:
     ///
     /// A type that is not registered is looked for in the plug-in that the key names, and then by category and name;
     /// the extension carries the key of the type that was found. A create function that throws counts as having made
-    /// nothing.
+    /// nothing, but for std::bad_alloc, which goes on to the caller once it is logged.
     [[nodiscard]] static Kr::KrSmartPtr<KrExtension> create(const KrFactoryKey& key);
 
     /// The living extensions that the factory made of the type, in the order of their making. Nothing keeps them alive:

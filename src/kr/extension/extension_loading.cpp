@@ -1,6 +1,6 @@
 // How an extension takes over saved fields, and keeps what nothing can interpret.
 
-#include <exception>
+#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -15,6 +15,8 @@
 #include "kr/extension/internal/extension_guards.h"
 #include "kr/extension/internal/lent_stream.h"
 #include "kr/extension/internal/state_header.h"
+#include "kr/platform/memory_guard.h"
+#include "kr/platform/text_stream.h"
 
 namespace KrSim {
 
@@ -46,6 +48,8 @@ void KrExtension::_loadImplementation(KrData::Container* saved) {
             }
             _onPostLoadImplementation(saved);
             _updateVersionInfo();  // the data is at the versions of the implementation now
+        } catch (const std::bad_alloc&) {
+            throw;  // nothing was wrong with the data
         } catch (...) {
             _onNoLoadPossible(saved);
         }
@@ -57,7 +61,7 @@ bool KrExtension::_onPreLoadImplementation(KrData::Container* saved) {
     if (_hasImplementation) {
         const ChangeableFields changeable(*saved);
         KrVersioningRegistry::onLoadingExtension(this, saved, _versions);
-        Kr::callGuarded(
+        Kr::callGuardedButMemory(
             detail::kOnLoading, [this] { return getName(); },
             [&] { _implementation->onLoading(*saved, _dataVersion); });
         return true;
@@ -80,7 +84,7 @@ KrData::FieldLoading KrExtension::_howToLoad() const {
 void KrExtension::_onPostLoadImplementation(KrData::Container*) {
     if (!_hasImplementation) return;  // the bytes stay, to be saved again
     std::istringstream stream(_extensionData, std::ios::in | std::ios::binary);
-    Kr::callGuarded(
+    Kr::callGuardedButMemory(
         detail::kOnLoaded, [this] { return getName(); }, [&] { _implementation->onLoaded(stream, _dataVersion); });
     _extensionData.clear();
 }
@@ -100,10 +104,11 @@ void KrExtension::_fillState(KrExtensionState& state) const {
 
 void KrExtension::_saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const {
     if (!_hasImplementation) return;
-    detail::LentStream<std::ostringstream> stream;
-    const bool isWhole = Kr::callGuarded(
+    detail::LentStream<Kr::TextStream> stream;
+    const bool isWhole = Kr::callGuardedButMemory(
         texts, [this] { return getName(); }, [&] { _implementation->onStateSave(stream.get()); });
-    if (isWhole) state._setImplementationData(std::string(stream.get().view()));
+    const auto text = stream.get().getWhole();
+    if (isWhole) state._setImplementationData(std::string(text));
 }
 
 const std::shared_ptr<const detail::StateHeader>& KrExtension::_getStateHeader() const {
@@ -127,7 +132,7 @@ void KrExtension::_restoreState(const KrExtensionState& state) {
 
 void KrExtension::_restoreImplementationState(const KrExtensionState& state, const Kr::GuardTexts& texts) {
     if (!_hasImplementation || !state.hasImplementationData()) return;
-    detail::LentStream<std::istringstream> stream(state.getImplementationData());
+    detail::LentStream<Kr::ViewStream> stream(state.getImplementationData());
     Kr::callGuarded(
         texts, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream.get()); });
 }
@@ -138,7 +143,13 @@ std::size_t KrExtension::_restoreFieldValues(const KrExtensionState& state, std:
     return _fields->_getValuePlan()->restore(state._getValues(), source, changed);
 }
 
-void KrExtension::_tellRestored(const std::vector<KrData::FieldBase*>& changed) {
+std::size_t KrExtension::_prepareRestore(const KrExtensionState& state) {
+    const auto& plan = *_fields->_getValuePlan();
+    plan.prepare(state._getValues(), state._getPlan());
+    return plan.size();
+}
+
+void KrExtension::_tellRestored(std::span<KrData::FieldBase* const> changed) {
     if (changed.empty()) return;
     const auto plan = _fields->_getValuePlan();
     for (auto* field : changed) {

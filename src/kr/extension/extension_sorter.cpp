@@ -53,27 +53,10 @@ void KrExtensionSorter::Listener::onBuilt(std::uint32_t) {}
 
 template <class Tell>
 void KrExtensionSorter::State::tellListeners(const Tell& tell) noexcept {
-    std::size_t count = 0;
-    {
-        const std::lock_guard lock(listenerMutex);
-        if (listeners.empty()) return;
-        count = listeners.size();
-        ++tellingDepth;
-    }
-    // Extensions and connections leave in their destructors, so no copy of the list is made: the places of the
-    // listeners stay while one call is under way.
-    for (std::size_t i = 0; i < count; ++i) {
-        Listener* listener = nullptr;
-        {
-            const std::lock_guard lock(listenerMutex);
-            listener = listeners[i];
-        }
-        if (listener == nullptr) continue;
+    listeners.forEach([&](Listener& listener) {
         Kr::callGuarded(
-            kListener, [] { return std::string("KrExtensionSorter"); }, [&] { tell(*listener); });
-    }
-    const std::lock_guard lock(listenerMutex);
-    if (--tellingDepth == 0) std::erase(listeners, nullptr);
+            kListener, [] { return std::string("KrExtensionSorter"); }, [&] { tell(listener); });
+    });
 }
 
 void KrExtensionSorter::State::tell(const Report& report) {
@@ -89,18 +72,11 @@ void KrExtensionSorter::State::tell(const Report& report) {
 }
 
 void KrExtensionSorter::registerListener(Listener* listener) {
-    if (listener == nullptr) return;
-    const std::lock_guard lock(_state->listenerMutex);
-    auto& listeners = _state->listeners;
-    if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end()) listeners.push_back(listener);
+    static_cast<void>(_state->listeners.add(listener));
 }
 
 void KrExtensionSorter::unregisterListener(Listener* listener) {
-    if (listener == nullptr) return;
-    const std::lock_guard lock(_state->listenerMutex);
-    auto& listeners = _state->listeners;
-    std::replace(listeners.begin(), listeners.end(), listener, static_cast<Listener*>(nullptr));
-    if (_state->tellingDepth == 0) std::erase(listeners, nullptr);
+    static_cast<void>(_state->listeners.remove(listener));
 }
 
 // --- The graph -----------------------------------------------------------------------------------------------------

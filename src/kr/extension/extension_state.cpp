@@ -111,12 +111,12 @@ void KrSimulationState::_bringIndexUpToDate() const {
     if (!_index) _index = std::make_unique<Index>();
     auto kept = _index->indexed;
     for (auto i = kept; i < _states.size(); ++i) {
-        auto state = std::move(_states[i]);
-        const auto [position, isNew] = _index->positions.emplace(state->getContentID().getRuntimeID(), kept);
-        _states[isNew ? kept++ : position->second] = std::move(state);
+        if (!_states[i]) continue;  // moved away before memory ran out
+        const auto [position, isNew] = _index->positions.emplace(_states[i]->getContentID().getRuntimeID(), kept);
+        if (position->second != i) _states[position->second] = std::move(_states[i]);
+        if (isNew) _index->indexed = ++kept;
     }
     _states.resize(kept);
-    _index->indexed = kept;
 }
 
 const std::vector<Kr::KrSmartPtr<KrExtensionState>>& KrSimulationState::getExtensionStates() const {
@@ -144,7 +144,7 @@ const KrExtensionState* KrSimulationState::_findStateOfItem(const KrContentID& i
 std::size_t KrSimulationState::getSizeBytes() const {
     std::size_t bytes = sizeof(*this);
     for (const auto& state : _states)
-        bytes += sizeof(state) + state->getSizeBytes();
+        bytes += sizeof(state) + (state ? state->getSizeBytes() : 0);
     return bytes;
 }
 
@@ -160,7 +160,7 @@ Kr::KrSmartPtr<KrExtensionState> KrSimulationState::_makeState(const KrExtension
         KrExtensionState::_fetchAhead(_nextSpare, _spare.size(),
                                       [&](std::size_t index) { return _spare[index].get(); });
         auto state = std::move(_spare[_nextSpare++]);
-        if (state->getRefCount() == 1 && state->_isOf(extension)) {
+        if (state && state->getRefCount() == 1 && state->_isOf(extension)) {
             state->_retake();
             return state;
         }

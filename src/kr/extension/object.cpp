@@ -1,6 +1,7 @@
 #include "kr/extension/object.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "kr/extension/extension_state.h"
@@ -10,6 +11,7 @@
 #include "kr/extension/internal/object_guards.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/platform/log.h"
+#include "kr/platform/memory_guard.h"
 #include "kr/platform/weak_ptr.h"
 
 namespace KrSim {
@@ -51,19 +53,31 @@ KrObject::KrObject() : _extensions(std::make_unique<detail::ExtensionList>()) {}
 
 KrObject::~KrObject() {
     _isDying = true;
-    // The extensions that others hold live on without an owner.
-    for (const auto& extension : _getExtensions()) {
-        if (extension->getOwner() != this) continue;  // a callback took it out
-        _leaving.assign(1, extension.get());
-        extension->_setOwner(nullptr);
-        extension->_setApplicationContext({});
-        auto* child = asObject(extension.get());
-        for (std::size_t i = 0; child != nullptr && i < _listeners.size(); ++i) {
-            if (_listeners[i]->isRecursive()) child->unregisterListener(_listeners[i]);
+    // The extensions that others hold live on without an owner. Callbacks may take out others, so what stands behind
+    // them is passed over and comes in the next walk.
+    for (bool isLast = false; !isLast;) {
+        isLast = true;
+        for (std::size_t i = 0; const auto extension = _hold(i); ++i) {
+            if (extension->getOwner() != this) continue;
+            isLast = false;
+            _dismiss(*extension);
         }
     }
     _held.reset();
     detail::ExtensionList::release(std::move(_extensions));
+}
+
+void KrObject::_dismiss(KrExtension& extension) noexcept {
+    Leaving leaving{&extension, _leaving};
+    _leaving = &leaving;
+    extension._setOwner(nullptr);
+    extension._setApplicationContext({});
+    if (auto* child = asObject(&extension)) {
+        _listeners.forEach([&](Listener& listener) {
+            if (listener.isRecursive()) child->unregisterListener(&listener);
+        });
+    }
+    _leaving = leaving.outer;
 }
 
 bool KrObject::_isBusy() const {
@@ -84,7 +98,7 @@ void KrObject::_setApplicationContext(const ApplicationContext& context) {
     KrExtension::_setApplicationContext(context);
     // What is below has none either; to walk over it at each level of a tree would take the square of its depth.
     if (before == ApplicationContext() && context == before) return;
-    for (const auto& extension : _getExtensions())
+    for (std::size_t i = 0; const auto extension = _hold(i); ++i)
         extension->_setApplicationContext(context);
 }
 
@@ -156,18 +170,33 @@ void KrObject::_logAddingFailed(KrExtension* extension) {
 void KrObject::_setContextAndAdd(KrExtension* extension) {
     const Kr::KrSmartPtr<KrExtension> held(extension);
     extension->_setApplicationContext(getFieldsContainer().getApplicationContext());
-    _addExtensionToList(extension);
+    try {
+        _addExtensionToList(extension);
+    } catch (...) {
+        extension->_setApplicationContext({});
+        throw;
+    }
 }
 
 bool KrObject::_insert(KrExtension* extension) {
     extension->_ensureName();
+    // All that needs memory comes before the first change.
+    detail::ExtensionList made;
+    made.insert({0, Kr::KrSmartPtr<KrExtension>(extension)});
+    const auto before = extension->getName();
     std::string name;
     {
         const std::lock_guard lock(_listMutex);
-        name = _names.add(extension->getName());
+        name = _names.add(before);
     }
-    // It does not belong here yet, so this is not heard as a renaming.
-    extension->setName(name.c_str());
+    try {
+        // It does not belong here yet, so this is not heard as a renaming.
+        extension->setName(name.c_str());
+    } catch (...) {
+        const std::lock_guard lock(_listMutex);
+        _names.remove(name);
+        throw;
+    }
     {
         std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
         const std::lock_guard lock(_listMutex);
@@ -175,25 +204,39 @@ bool KrObject::_insert(KrExtension* extension) {
             _names.remove(name);
             return false;
         }
-        auto position = _nextPosition;
         const auto saved = _savedPositions.find(extension->getContentID().getRuntimeID());
-        if (saved != _savedPositions.end()) {
-            position = saved->second;
-            _savedPositions.erase(saved);
-        }
+        const auto position = saved != _savedPositions.end() ? saved->second : _nextPosition;
         _nextPosition = std::max(_nextPosition, position + 1);
         extension->_setPosition(position);
-        _extensions->insert({position, Kr::KrSmartPtr<KrExtension>(extension)});
+        auto node = made.extract(made.begin());
+        node.value().position = position;
+        _extensions->insert(std::move(node));
+        ++_changeCount;
         outdated.swap(_held);
     }
-    // An observer of the name has given it another one.
-    if (extension->getName() != name) _onExtensionRenamed(*extension, name);
+    try {
+        // An observer of the name has given it another one.
+        if (extension->getName() != name) _onExtensionRenamed(*extension, name);
+    } catch (...) {
+        static_cast<void>(_takeFromList(extension));
+        throw;
+    }
     return true;
+}
+
+/// After an addition for which there was not enough memory.
+void KrObject::_takeBack(KrExtension& extension, const std::string& name) noexcept {
+    if (extension.getOwner() == this) _removeExtension(&extension);
+    try {
+        if (extension.getOwner() == nullptr) extension.setName(name.c_str());
+    } catch (const std::bad_alloc&) {  // the name that made it unique here stays
+    }
 }
 
 void KrObject::_addExtensionToList(KrExtension* extension) {
     const auto self = keepAlive(*this);
     const Kr::KrSmartPtr<KrExtension> held(extension);
+    const auto before = extension->getName();
     if (!_insert(extension)) {
         _logAddingFailed(extension);
         return;
@@ -206,10 +249,16 @@ void KrObject::_addExtensionToList(KrExtension* extension) {
             [&] { implementation->onExtensionAdded(extension); });
     }
     if (extension->getOwner() != this) return;
-    _tellListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
-                   [&](Listener& listener) {
-                       if (auto* child = asObject(extension)) child->registerListener(&listener);
-                   });
+    const bool isTold = _tellListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
+                                       [&](Listener& listener) {
+                                           if (auto* child = asObject(extension)) child->registerListener(&listener);
+                                       });
+    if (!isTold) {
+        _takeBack(*extension, before);
+        throw std::bad_alloc();
+    }
+    const std::lock_guard lock(_listMutex);
+    _savedPositions.erase(extension->getContentID().getRuntimeID());
 }
 
 void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& before) {
@@ -259,6 +308,7 @@ Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
     _names.remove(extension->getName());
     auto held = place->extension;
     _extensions->erase(place);
+    ++_changeCount;
     outdated.swap(_held);
     return held;
 }
@@ -267,8 +317,11 @@ void KrObject::_removeExtension(KrExtension* extension) {
     const auto self = keepAlive(*this);
     const Kr::KrSmartPtr<KrExtension> held(extension);  // let go last: it may die then
     // A callback of this removal may ask for it again.
-    if (std::find(_leaving.begin(), _leaving.end(), extension) != _leaving.end()) return;
-    _leaving.push_back(extension);
+    for (const auto* each = _leaving; each != nullptr; each = each->outer) {
+        if (each->extension == extension) return;
+    }
+    Leaving leaving{extension, _leaving};
+    _leaving = &leaving;
     if (auto* implementation = getObjectImplementation()) {
         Kr::callGuarded(
             detail::kOnExtensionChanged,
@@ -277,7 +330,7 @@ void KrObject::_removeExtension(KrExtension* extension) {
     }
     extension->_setOwner(nullptr);
     const auto taken = _takeFromList(extension);
-    std::erase(_leaving, extension);
+    _leaving = leaving.outer;
     extension->_setApplicationContext({});
     _tellListeners([&](Listener& listener) { listener.onExtensionRemoved(this, extension); },
                    [&](Listener& listener) {
@@ -288,45 +341,35 @@ void KrObject::_removeExtension(KrExtension* extension) {
 // --- Listeners -----------------------------------------------------------------------------------------------------
 
 template <class Tell, class IfRecursive>
-void KrObject::_tellListeners(const Tell& tell, const IfRecursive& ifRecursive) {
-    std::vector<Listener*> told;
-    {
-        const std::lock_guard lock(_listenerMutex);
-        if (_listeners.empty()) return;
-        told = _listeners;
-    }
-    const auto isStillThere = [this](const Listener* listener) {
-        const std::lock_guard lock(_listenerMutex);
-        return std::find(_listeners.begin(), _listeners.end(), listener) != _listeners.end();
-    };
-    for (auto* listener : told) {
-        if (!isStillThere(listener)) continue;
-        Kr::callGuarded(
-            detail::kObjectListener, [this] { return getName(); }, [&] { tell(*listener); });
-        if (isStillThere(listener) && listener->isRecursive()) ifRecursive(*listener);
-    }
+bool KrObject::_tellListeners(const Tell& tell, const IfRecursive& ifRecursive) noexcept {
+    bool isWhole = true;
+    _listeners.forEach([&](Listener& listener) {
+        try {
+            Kr::callGuardedButMemory(
+                detail::kObjectListener, [this] { return getName(); }, [&] { tell(listener); });
+            if (_listeners.contains(&listener) && listener.isRecursive()) ifRecursive(listener);
+        } catch (const std::bad_alloc&) {
+            isWhole = false;
+        }
+    });
+    return isWhole;
 }
 
 void KrObject::registerListener(Listener* listener) {
-    if (listener == nullptr) return;
-    {
-        const std::lock_guard lock(_listenerMutex);
-        if (std::find(_listeners.begin(), _listeners.end(), listener) != _listeners.end()) return;
-        _listeners.push_back(listener);
-    }
-    if (!listener->isRecursive()) return;
-    for (const auto& extension : _getExtensions()) {
-        if (auto* child = asObject(extension.get())) child->registerListener(listener);
+    if (!_listeners.add(listener) || !listener->isRecursive()) return;
+    try {
+        for (const auto& extension : _getExtensions()) {
+            if (auto* child = asObject(extension.get())) child->registerListener(listener);
+        }
+    } catch (...) {
+        unregisterListener(listener);
+        throw;
     }
 }
 
 void KrObject::unregisterListener(Listener* listener) {
-    {
-        const std::lock_guard lock(_listenerMutex);
-        if (std::erase(_listeners, listener) == 0) return;
-    }
-    if (!listener->isRecursive()) return;
-    for (const auto& extension : _getExtensions()) {
+    if (!_listeners.remove(listener) || !listener->isRecursive()) return;
+    for (std::size_t i = 0; const auto extension = _hold(i); ++i) {
         if (auto* child = asObject(extension.get())) child->unregisterListener(listener);
     }
 }
@@ -351,6 +394,21 @@ HeldExtensions KrObject::_getExtensions() const {
     }
     _held = made;
     return HeldExtensions(std::move(made));
+}
+
+Kr::KrSmartPtr<KrExtension> KrObject::_hold(std::size_t index) const noexcept {
+    const std::lock_guard lock(_listMutex);
+    return index < _extensions->size() ? _extensions->nth(index)->extension : nullptr;
+}
+
+std::size_t KrObject::_getChangeCount() const noexcept {
+    const std::lock_guard lock(_listMutex);
+    return _changeCount;
+}
+
+std::uint64_t KrObject::_getNextPosition() const noexcept {
+    const std::lock_guard lock(_listMutex);
+    return _nextPosition;
 }
 
 std::size_t KrObject::getExtensionCount() const {

@@ -17,6 +17,7 @@
 #include "kr/platform/array.h"
 #include "kr/platform/export.h"
 #include "kr/platform/fixed_string.h"
+#include "kr/platform/listener_slots.h"
 #include "kr/platform/unique_names.h"
 
 namespace KrSim {
@@ -48,7 +49,8 @@ class KR_API KrObject : public KrExtension {
     // --- Adding and removing ---------------------------------------------------------------------------------------
     /// Adds an extension that belongs to no object yet, and makes its name unique here. False, with a debug line, when
     /// it belongs to an object, is a module, or holds this object; false when this object is not made for it. While the
-    /// object is busy it answers true, and the rules are asked again when the addition is done.
+    /// object is busy it answers true, and the rules are asked again when the addition is done. Throws std::bad_alloc
+    /// when memory runs out, also in a listener: the extension is out again then.
     bool add(KrExtension* extension);
     bool add(const KrSmartInterface<IExtension>& extension);
     /// Nothing happens when it is not here.
@@ -138,6 +140,12 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] static std::string _describeLost(const std::string& name);
     /// Strong holders of the extensions, in order.
     [[nodiscard]] HeldExtensions _getExtensions() const;
+    /// One of them, held; null past the end. For walks that must not allocate: they go on while the list changes.
+    [[nodiscard]] Kr::KrSmartPtr<KrExtension> _hold(std::size_t index) const noexcept;
+    /// Differs from that of before when extensions have come or gone since.
+    [[nodiscard]] std::size_t _getChangeCount() const noexcept;
+    /// Extensions that come from now on stand at this position or behind it, unless their position was saved.
+    [[nodiscard]] std::uint64_t _getNextPosition() const noexcept;
 
     /// The connections that wait for parts that the definition has lost.
     [[nodiscard]] detail::OutsideConnections& _getOutsideConnections();
@@ -154,14 +162,22 @@ protected:
 
 private:
     using Positions = std::unordered_map<KrContentID::Identifier, std::uint64_t>;
+    /// An extension whose removal is under way, and the one around it.
+    struct Leaving {
+        const KrExtension* extension;
+        Leaving* outer;
+    };
 
     bool _mayAdd(KrExtension* extension) const;
     [[nodiscard]] bool _insert(KrExtension* extension);
     void _logAddingFailed(KrExtension* extension);
     void _setContextAndAdd(KrExtension* extension);
     Kr::KrSmartPtr<KrExtension> _takeFromList(KrExtension* extension);
+    void _takeBack(KrExtension& extension, const std::string& name) noexcept;
+    /// False when memory ran out in a listener.
     template <class Tell, class IfRecursive>
-    void _tellListeners(const Tell& tell, const IfRecursive& ifRecursive);
+    bool _tellListeners(const Tell& tell, const IfRecursive& ifRecursive) noexcept;
+    void _dismiss(KrExtension& extension) noexcept;
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     bool _sync(KrCloneMap::Values values);
     void _syncWith(const KrObject& definition, KrCloneMap& pairs);
@@ -175,14 +191,14 @@ private:
     std::uint64_t _nextPosition{0};
     Positions _savedPositions;  // of extensions that will come back
     StringUtils::UniqueNamesCollection _names;
-    mutable std::mutex _listMutex;  // guards the five above
-    std::vector<Listener*> _listeners;
-    std::mutex _listenerMutex;  // guards the listeners
+    std::size_t _changeCount{0};
+    mutable std::mutex _listMutex;  // guards the six above
+    Kr::ListenerSlots<Listener> _listeners;
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;
     std::unique_ptr<detail::OutsideConnections> _outsideConnections;
-    std::vector<const KrExtension*> _leaving;  // whose removal is under way
-    const KrExtension* _givenName{nullptr};    // whose next renaming comes from here
+    Leaving* _leaving{nullptr};
+    const KrExtension* _givenName{nullptr};  // whose next renaming comes from here
     bool _isDying{false};
     bool _isRoot{false};
 };

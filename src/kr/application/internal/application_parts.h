@@ -29,13 +29,25 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
         listeners.tell([&](IApplicationListener& each) { each.onExtensionRemoved(&application, &extension); });
     }
 
+    /// A module whose removal is under way, and the one around it.
+    struct LeavingModule {
+        const KrSimulatorModule* module;
+        LeavingModule* outer;
+    };
+    [[nodiscard]] bool isLeaving(const KrSimulatorModule& module) const noexcept {
+        const auto* each = leavingModules;
+        while (each != nullptr && each->module != &module)
+            each = each->outer;
+        return each != nullptr;
+    }
+
     KrApplication& application;
     EventManagerImplementation events;
     ErrorManager errors{&events};
     EventListenerList subscriptions;
     detail::ApplicationListeners listeners;
     KrSimulatorModuleSequence modules;
-    std::vector<const KrSimulatorModule*> leavingModules;
+    LeavingModule* leavingModules{nullptr};
     Kr::KrSmartPtr<KrObject> root{Kr::makeSmart<KrObject>()};
     Kr::KrSmartPtr<KrExtension> simulationFileManager;
     KrData::DelegateConnection configurationWatch;

@@ -11,6 +11,7 @@
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
+#include "kr/platform/memory_guard.h"
 
 namespace KrSim {
 
@@ -80,13 +81,15 @@ void KrSimulatorModule::postUpdate(eApplicationMode mode) {
 }
 
 void KrSimulatorModule::addExtension(KrExtension* extension) {
-    if (extension == nullptr) return;
-    callModule(
-        *this, detail::kOnExtensionAdded,
+    auto* module = _getModuleImplementation();
+    if (extension == nullptr || module == nullptr) return;
+    // One that could not take it for lack of memory must not look as if it had.
+    Kr::callGuardedButMemory(
+        detail::kOnExtensionAdded,
         [&] {
             return Kr::GuardedPair{getName(), extension->getName()};
         },
-        [&](ISimulatorModule& module) { module.onExtensionAdded(extension); });
+        [&] { module->onExtensionAdded(extension); });
 }
 
 void KrSimulatorModule::addExtension(const Kr::KrSmartPtr<KrExtension>& extension) {

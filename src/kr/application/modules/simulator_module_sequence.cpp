@@ -45,6 +45,8 @@ bool KrSimulatorModuleSequence::insert(const KrSmartInterface<ISimulatorModule>&
     if (!inserted || _contains(inserted.get())) return false;
     if (!inserted->hasName()) inserted->_setDefaultName();
     auto& lists = _edit();
+    for (auto& list : lists)
+        list.reserve(list.size() + 1);
     for (std::size_t pass = 0; pass < lists.size(); ++pass) {
         const auto priority = kPasses[pass].priority;
         lists[pass].push_back(inserted);

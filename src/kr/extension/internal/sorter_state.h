@@ -12,6 +12,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
+#include "kr/platform/listener_slots.h"
 
 namespace KrSim {
 
@@ -63,9 +64,7 @@ struct KrExtensionSorter::State {
     bool hasExtensionLeft{false};      // since the last build, so that edges may have lost their ends
     detail::ExecutionOrder order;      // numbers of extensions
     std::vector<std::uint32_t> ranks;  // of each extension in the order
-    std::mutex listenerMutex;          // guards the two below
-    std::vector<Listener*> listeners;  // null where one has left during a call
-    int tellingDepth{0};               // calls under way
+    Kr::ListenerSlots<Listener> listeners;
 
     /// What a build found out, to be told without the lock.
     struct Report {

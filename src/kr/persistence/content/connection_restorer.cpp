@@ -9,6 +9,7 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/content/internal/content_guards.h"
+#include "kr/platform/memory_guard.h"
 
 namespace KrPersistence::detail {
 
@@ -51,7 +52,7 @@ bool ConnectionRestorer::restore(const ConnectionRecord& record) {
     if (!_connected.empty() && _connected.count(ends) != 0) return true;
     bool isMade = false;
     // Fields that do not fit any more may be logged as an error, which a handler may throw.
-    Kr::callGuarded(
+    Kr::callGuardedButMemory(
         kConnect, [&] { return source->getPath() + "." + record.sourceField; },
         [&] { isMade = _connect(ends, record); });
     return isMade;

@@ -146,6 +146,20 @@ KrSmartPtr<KrExtension> ContentBuilder::_make(ExtensionRecord& record) {
 
 namespace {
 
+/// Takes out a list of what waits and works on each of it, which puts back what must go on waiting. When memory runs
+/// out, all of it waits again: what was done already is found done the next time.
+template <class GetList, class Work>
+void forEachWaiting(const GetList& getList, const Work& work) {
+    auto waiting = std::exchange(getList(), {});
+    try {
+        for (const auto& each : waiting)
+            work(each);
+    } catch (...) {
+        getList() = std::move(waiting);
+        throw;
+    }
+}
+
 /// Fields that only wait for their implementation stay as fixed as they were.
 void keepDynamicMarks(const KrData::Container& group, const KrData::Container& saved) {
     for (std::size_t i = 0; i < saved.size(); ++i) {
@@ -367,16 +381,20 @@ void disconnectStandIn(const ConnectionRecord& record, FieldBase* source, FieldB
 }  // namespace
 
 void ContentBuilder::_replaceStandIns(KrExtension& extension, ConnectionRestorer& restorer) {
-    for (const auto& record : std::exchange(KeptContent::of(extension).standInConnections, {})) {
-        if (!_isThere(record.source) || !_isThere(record.sink)) {
-            KeptContent::of(extension).standInConnections.push_back(record);
-            continue;
-        }
-        disconnectStandIn(record,
-                          KrData::_findStoredPath(_find(record.source)->getFieldsContainer(), record.sourceField),
-                          KrData::_findStoredPath(_find(record.sink)->getFieldsContainer(), record.sinkField));
-        if (!restorer.restore(record)) KeptContent::of(extension).connections.push_back(record);
-    }
+    forEachWaiting(
+        [&]() -> auto& { return KeptContent::of(extension).standInConnections; },
+        [&](const ConnectionRecord& record) {
+            if (!_isThere(record.source) || !_isThere(record.sink)) {
+                KeptContent::of(extension).standInConnections.push_back(record);
+                return;
+            }
+            const auto fieldOf = [this](const auto& id, const std::string& path) {
+                return KrData::_findStoredPath(_find(id)->getFieldsContainer(), path);
+            };
+            disconnectStandIn(record, fieldOf(record.source, record.sourceField),
+                              fieldOf(record.sink, record.sinkField));
+            if (!restorer.restore(record)) KeptContent::of(extension).connections.push_back(record);
+        });
 }
 
 std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
@@ -404,16 +422,16 @@ void ContentBuilder::connect() {
     const auto keepers = KeptContent::getExtensions();
     restorer.note(keepers);
     for (const auto& extension : keepers) {
-        auto& kept = KeptContent::of(*extension);
         // Code of implementations runs: what they do to the list must not be lost.
-        const auto waiting = std::exchange(kept.connections, {});
-        for (const auto& record : waiting) {
-            if (restorer.restore(record)) {
-                _noteStandIn(record);
-            } else {
-                KeptContent::of(*extension).connections.push_back(record);
-            }
-        }
+        forEachWaiting(
+            [&]() -> auto& { return KeptContent::of(*extension).connections; },
+            [&](const ConnectionRecord& record) {
+                if (restorer.restore(record)) {
+                    _noteStandIn(record);
+                } else {
+                    KeptContent::of(*extension).connections.push_back(record);
+                }
+            });
         _replaceStandIns(*extension, restorer);
     }
     std::size_t openCount = 0;
@@ -483,28 +501,31 @@ void replaceReference(const KrExtension& extension, const ExtensionReference& re
 }  // namespace
 
 void ContentBuilder::_replaceStandIns(KrExtension& extension) {
-    for (const auto& each : std::exchange(KeptContent::of(extension).standIns, {})) {
-        const auto meant = KrContentRegistry::instance().lock(each.reference.extension);
-        if (meant) {
-            replaceReference(extension, each.reference, each.shown, *meant);
-        } else {
-            KeptContent::of(extension).standIns.push_back(each);
-        }
-    }
+    forEachWaiting(
+        [&]() -> auto& { return KeptContent::of(extension).standIns; },
+        [&](const auto& each) {
+            const auto meant = KrContentRegistry::instance().lock(each.reference.extension);
+            if (meant) {
+                replaceReference(extension, each.reference, each.shown, *meant);
+            } else {
+                KeptContent::of(extension).standIns.push_back(each);
+            }
+        });
 }
 
 void ContentBuilder::_setReferences() {
     for (const auto& extension : KeptContent::getExtensions()) {
         _replaceStandIns(*extension);
-        const auto waiting = std::exchange(KeptContent::of(*extension).references, {});
-        for (const auto& reference : waiting) {
-            const auto target = _find(reference.extension);
-            if (!setReference(*extension, reference, target.get())) {
-                KeptContent::of(*extension).references.push_back(reference);
-            } else if (target && target->getContentID() != reference.extension) {
-                KeptContent::of(*extension).standIns.push_back({reference, target->getContentID().getRuntimeID()});
-            }
-        }
+        forEachWaiting(
+            [&]() -> auto& { return KeptContent::of(*extension).references; },
+            [&](const ExtensionReference& reference) {
+                const auto target = _find(reference.extension);
+                if (!setReference(*extension, reference, target.get())) {
+                    KeptContent::of(*extension).references.push_back(reference);
+                } else if (target && target->getContentID() != reference.extension) {
+                    KeptContent::of(*extension).standIns.push_back({reference, target->getContentID().getRuntimeID()});
+                }
+            });
     }
 }
 

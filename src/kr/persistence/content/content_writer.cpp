@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <ios>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -21,6 +19,8 @@
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/serialize_filename.h"
+#include "kr/platform/memory_guard.h"
+#include "kr/platform/text_stream.h"
 
 namespace KrPersistence::detail {
 
@@ -32,10 +32,10 @@ namespace {
 /// What the implementation keeps beyond its fields; without one, what came with the extension.
 std::string getData(const KrExtension& extension) {
     if (!extension.hasImplementation()) return extension._getExtensionData();
-    std::ostringstream stream(std::ios::out | std::ios::binary);
-    Kr::callGuarded(
+    Kr::TextStream stream;
+    Kr::callGuardedButMemory(
         kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); });
-    return std::move(stream).str();
+    return std::string(stream.getWhole());
 }
 
 bool hasMarks(const KrData::FieldBase& field) {

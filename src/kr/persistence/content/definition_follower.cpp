@@ -8,6 +8,7 @@
 #include "kr/persistence/content/internal/content_access.h"
 #include "kr/persistence/content/internal/content_guards.h"
 #include "kr/persistence/content/internal/kept_content.h"
+#include "kr/platform/memory_guard.h"
 
 namespace KrPersistence::detail {
 
@@ -94,7 +95,7 @@ private:
             _problems.push_back("'" + describePath(instance) +
                                 "' stays as it was saved: instances of instances multiply");
         } else {
-            Kr::callGuarded(
+            Kr::callGuardedButMemory(
                 kSync, [&] { return instance.getName(); }, [&] { instance.sync(); });
         }
     }

@@ -1,6 +1,7 @@
 #include "kr/persistence/content/object_file.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "kr/persistence/content/internal/loaded_files.h"
@@ -8,28 +9,39 @@
 
 namespace KrPersistence {
 
+namespace {
+constexpr const char* kOutOfMemory = "out of memory";  // short enough to need none
+}  // namespace
+
 KrSim::KrObject* LoadedObjects::getObject(std::size_t index) const {
     return index < objects.size() ? dynamic_cast<KrSim::KrObject*>(objects[index].get()) : nullptr;
 }
 
 bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
-                 std::string& error, const KrFile::ProgressHandler& progress) {
+                 std::string& error, const KrFile::ProgressHandler& progress) try {
     auto section = std::make_unique<KrObjectSection>();
     for (auto* object : objects)
         section->addObject(object);
     KrFile file;
     file.setFileType(KrFile::eFileType::kObject);
     file.setProgressHandler(progress);
-    file.addSection(section.release());
+    file.addSection(section.get());
+    static_cast<void>(section.release());
     const bool isSaved = file.save(fileName, flags);
     error = file.explainLastError();
     return isSaved;
+} catch (const std::bad_alloc&) {
+    error = kOutOfMemory;
+    return false;
 }
 
 bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags, std::string& error,
-                 const KrFile::ProgressHandler& progress) {
+                 const KrFile::ProgressHandler& progress) try {
     const std::vector<KrSim::KrExtension*> extensions(objects.begin(), objects.end());
     return saveObjects(fileName, extensions, flags, error, progress);
+} catch (const std::bad_alloc&) {
+    error = kOutOfMemory;
+    return false;
 }
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
@@ -38,7 +50,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::strin
 }
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options,
-                                         std::string& error) {
+                                         std::string& error) try {
     KrFile file;
     file.setProgressHandler(options.progress);
     file.setReferringFile(options.referringFile);
@@ -60,6 +72,9 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
     }
     error = loaded ? std::string() : "'" + fileName + "' holds no objects";
     return loaded;
+} catch (const std::bad_alloc&) {
+    error = kOutOfMemory;
+    return std::nullopt;
 }
 
 std::string findSourceFile(const KrSim::KrExtension& extension) {

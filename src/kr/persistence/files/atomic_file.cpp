@@ -145,6 +145,7 @@ AtomicFile::eAttempt AtomicFile::_removeLeftOver() {
 }
 
 AtomicFile::eOutcome AtomicFile::commit() {
+    const auto parent = fs::path(_target).parent_path();  // nothing may fail for lack of memory once it is replaced
     struct stat status {};
     if (::stat(_target.c_str(), &status) == 0) (void)::fchmod(_file, status.st_mode & 0777U);
     if (sync() != 0) return eOutcome::kNotWritten;
@@ -160,7 +161,7 @@ AtomicFile::eOutcome AtomicFile::commit() {
     }
     _mustRemove = false;
     _close();
-    return _flushFolder() ? eOutcome::kDone : eOutcome::kFolderNotFlushed;
+    return _flushFolder(parent.empty() ? "." : parent.c_str()) ? eOutcome::kDone : eOutcome::kFolderNotFlushed;
 }
 
 AtomicFile::int_type AtomicFile::overflow(int_type byte) {
@@ -223,9 +224,8 @@ bool AtomicFile::_mayReplaceTarget() {
     return S_ISREG(status.st_mode) || _fail(S_ISDIR(status.st_mode) ? EISDIR : EEXIST);
 }
 
-bool AtomicFile::_flushFolder() {
-    const auto parent = fs::path(_target).parent_path();
-    const int folder = _calls.open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+bool AtomicFile::_flushFolder(const char* path) {
+    const int folder = _calls.open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
     if (folder < 0) return _fail(errno);
     // Some file systems do not flush folders.
     const bool isFlushed = _calls.fsync(folder) == 0 || errno == EINVAL || _fail(errno);

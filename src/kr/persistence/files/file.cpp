@@ -110,9 +110,17 @@ void KrFile::processCallbacks() {
 }
 
 void KrFile::registerReferencableObject(Kr::KrBase* object) {
-    if (object == nullptr || !_referencablePlaces.try_emplace(object, _referencableObjects.size()).second) return;
+    if (object == nullptr || _referencablePlaces.contains(object)) return;
     _referencableObjects.push_back(object);
-    object->addSubscriber(Event::kDestroyed, this);
+    try {
+        _referencablePlaces.emplace(object, _referencableObjects.size() - 1);
+        object->addSubscriber(Event::kDestroyed, this);
+    } catch (...) {
+        // The file must hear of the death of all that it lists.
+        _referencablePlaces.erase(object);
+        _referencableObjects.pop_back();
+        throw;
+    }
 }
 
 std::vector<Kr::KrBase*> KrFile::getReferencableObjects() const {
@@ -140,8 +148,9 @@ void KrFile::onEvent(Event event, Kr::KrBase* object) {
 }
 
 void KrFile::_forgetReferencableObjects() {
-    for (Kr::KrBase* object : getReferencableObjects())
-        object->removeSubscriber(this);
+    for (Kr::KrBase* object : _referencableObjects) {
+        if (object != nullptr) object->removeSubscriber(this);
+    }
     _referencablePlaces.clear();
     _referencableObjects.clear();
 }
@@ -172,6 +181,15 @@ void KrFile::_forgetError() noexcept {
 bool KrFile::_fail(const std::string& text) {
     _lastError = text;
     detail::logQuietly(Kr::eLogLevel::kWarn, text);
+    return false;
+}
+
+bool KrFile::_failForMemory() noexcept {
+    _lastError = "out of memory";  // short enough to need none
+    try {
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrFile: out of memory while loading or saving\n");
+    } catch (...) {  // nobody is left to tell
+    }
     return false;
 }
 

@@ -185,6 +185,17 @@ private:
     void _forgetReferencableObjects();
     /// Keeps the text as the last error; answers false.
     bool _fail(const std::string& text);
+    /// The same where a text could not be made.
+    bool _failForMemory() noexcept;
+    /// The same for a text that is made here.
+    template <class MakeText>
+    bool _failWith(const MakeText& makeText) noexcept {
+        try {
+            return _fail(makeText());
+        } catch (...) {
+            return _failForMemory();
+        }
+    }
     void _forgetError() noexcept;
 
     std::vector<KrFileSection*> _sections;  // owned

@@ -1,6 +1,7 @@
 #include <exception>
 #include <fstream>
 #include <istream>
+#include <new>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
@@ -12,7 +13,7 @@
 
 namespace KrPersistence {
 
-bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) {
+bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) try {
     _forgetError();
     clear();
     if (!filename.empty()) _currentFilename = filename;
@@ -23,6 +24,8 @@ bool KrFile::load(const std::string& filename, int flags, const std::string& arc
     if (!stream) return _fail("KrFile: cannot open " + source + " for loading.\n");
     detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: loading '" + source + "'.\n");
     return _load(stream, archiveName.empty() ? source : archiveName, flags, true);
+} catch (const std::bad_alloc&) {
+    return _failForMemory();
 }
 
 bool KrFile::load(std::istream& stream, const std::string& archiveName, int flags) {
@@ -39,15 +42,19 @@ bool KrFile::_load(std::istream& stream, const std::string& archiveName, int fla
         isLoaded =
             detail::withSource(stream, isWholeStream, _isRecovering ? &_doubts : nullptr,
                                [&](const detail::LoadSource& source) { return _loadFrom(source, archiveName, flags); });
+        if (isLoaded && _currentFilename.empty()) _currentFilename = archiveName;
     } catch (const std::exception& exception) {
+        isLoaded = false;
         clear();
-        _fail(std::string("KrPersistence: An error occurred while loading:\n\n") + exception.what() + "\n");
+        _failWith([&] {
+            return std::string("KrPersistence: An error occurred while loading:\n\n") + exception.what() + "\n";
+        });
     } catch (...) {
+        isLoaded = false;
         clear();
-        _fail("KrPersistence: exception when loading\".\n" + archiveName + "\"\n");
+        _failWith([&] { return "KrPersistence: exception when loading\".\n" + archiveName + "\"\n"; });
     }
     _finish();
-    if (isLoaded && _currentFilename.empty()) _currentFilename = archiveName;
     return isLoaded;
 }
 

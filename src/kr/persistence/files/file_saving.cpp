@@ -1,5 +1,6 @@
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <ostream>
 #include <system_error>
 
@@ -36,13 +37,22 @@ void write(std::ostream& stream, KrMagicTag::eFileFormat format, int flags, cons
     if (!output || !checked.finish(format)) throw std::ios_base::failure("the stream takes no more bytes");
 }
 
+/// What is saved stays saved where there is no memory for a line about it.
+template <class MakeText>
+void reportSaved(Kr::eLogLevel level, const MakeText& makeText) noexcept {
+    try {
+        detail::logQuietly(level, makeText());
+    } catch (const std::bad_alloc&) {
+    }
+}
+
 }  // namespace
 
 bool KrFile::save(std::ostream& stream, const std::string& archiveName, int flags) {
     return _saveTo(stream, archiveName, flags, nullptr);
 }
 
-bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) {
+bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) try {
     _forgetError();
     if (!filename.empty()) _currentFilename = filename;
     if (_currentFilename.empty()) return _fail("KrFile: no filename was given for saving.\n");
@@ -73,14 +83,17 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
         case detail::AtomicFile::eOutcome::kNotWritten:
             return _fail("KrFile: cannot save to " + target + ".\n" + file.getReason());
         case detail::AtomicFile::eOutcome::kFolderNotFlushed:
-            detail::logQuietly(Kr::eLogLevel::kWarn,
-                               "KrFile: saved '" + target + "', but not its folder: " + file.getReason() + ".\n");
+            reportSaved(Kr::eLogLevel::kWarn, [&] {
+                return "KrFile: saved '" + target + "', but not its folder: " + file.getReason() + ".\n";
+            });
             break;
         case detail::AtomicFile::eOutcome::kDone:
             break;
     }
-    detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: saved '" + target + "'.\n");
+    reportSaved(Kr::eLogLevel::kInfo, [&] { return "KrFile: saved '" + target + "'.\n"; });
     return true;
+} catch (const std::bad_alloc&) {
+    return _failForMemory();
 }
 
 /// \param target  behind the stream; it knows more of a failure than the stream. May be null.
@@ -103,12 +116,14 @@ bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int f
         if (!stream) throw std::ios_base::failure("the stream takes no more bytes");
         isSaved = true;
     } catch (const std::exception& exception) {
-        const std::string text = target != nullptr && target->hasFailed()
-                                     ? "'" + target->getTemporaryName() + "': " + target->getReason()
-                                     : exception.what();
-        _fail("KrPersistence: error " + text + " when saving.\n");
+        _failWith([&] {
+            const std::string text = target != nullptr && target->hasFailed()
+                                         ? "'" + target->getTemporaryName() + "': " + target->getReason()
+                                         : exception.what();
+            return "KrPersistence: error " + text + " when saving.\n";
+        });
     } catch (...) {
-        _fail("KrPersistence: exception when saving.\n");
+        _failWith([] { return std::string("KrPersistence: exception when saving.\n"); });
     }
     _finish();
     return isSaved;

@@ -1,6 +1,7 @@
 #include "kr/application/modules/internal/managed_list.h"
 
 #include <algorithm>
+#include <new>
 
 namespace KrSim::detail {
 
@@ -23,8 +24,9 @@ ManagedList::Extensions& ManagedList::edit() {
 }
 
 void ManagedList::append(Holder extension) {
-    _forgetPlaces();
+    if (_gaps.capacity() <= _items.size()) _gaps.reserve(2 * _items.size() + 2);  // taking allocates nothing
     _items.append(std::move(extension));
+    _forgetPlaces();
 }
 
 ManagedList::Extensions ManagedList::takeAll() {
@@ -62,22 +64,18 @@ std::optional<std::uint32_t> ManagedList::_find(const KrExtension* extension) {
 
 void ManagedList::_closeGaps() {
     if (_gaps.empty()) return;
-    if (_gaps.size() == 1) {
-        _items.erase(_gaps.front());
-    } else {
-        std::sort(_gaps.begin(), _gaps.end());
-        Extensions kept;
-        kept.reserve(_items.size() - _gaps.size());
-        auto gap = _gaps.begin();
-        for (std::uint32_t place = 0; place < _items.size(); ++place) {
-            if (gap != _gaps.end() && *gap == place) {
-                ++gap;
-            } else {
-                kept.append(std::move(_items[place]));
-            }
+    std::sort(_gaps.begin(), _gaps.end());
+    auto gap = _gaps.begin();
+    std::uint32_t end = *gap;
+    for (auto place = end; place < _items.size(); ++place) {
+        if (gap != _gaps.end() && *gap == place) {
+            ++gap;
+        } else {
+            _items[end++] = std::move(_items[place]);
         }
-        _items = std::move(kept);
     }
+    while (_items.size() > end)
+        _items.erase(_items.size() - 1);
     _gaps.clear();
     if (!_places.empty()) _forgetPlaces();
 }
@@ -87,8 +85,12 @@ void ManagedList::_forgetPlaces() {
     _takesInARow = 0;
 }
 
-void ManagedList::_indexPlaces() {
-    _places.reserve(_items.size());
+void ManagedList::_indexPlaces() noexcept {
+    try {
+        _places.reserve(_items.size());
+    } catch (const std::bad_alloc&) {
+        return;  // each is searched for then
+    }
     for (std::uint32_t place = 0; place < _items.size(); ++place) {
         if (_items[place]) _places.emplace_back(_items[place].get(), place);
     }

@@ -34,7 +34,7 @@ private:
 
     void _closeGaps();
     void _forgetPlaces();
-    void _indexPlaces();
+    void _indexPlaces() noexcept;
     [[nodiscard]] std::optional<std::uint32_t> _find(const KrExtension* extension);
 
     Extensions _items;

@@ -70,7 +70,7 @@ private:
     void _close();
     bool _isStillOurs();
     bool _mayReplaceTarget();
-    bool _flushFolder();
+    bool _flushFolder(const char* path);
     bool _fail(int error, std::string reason = {});
 
     FileCalls& _calls{FileCalls::current()};

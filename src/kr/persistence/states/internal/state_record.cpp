@@ -13,6 +13,7 @@
 #include "kr/persistence/archives/binary_in_archive.h"
 #include "kr/persistence/archives/binary_out_archive.h"
 #include "kr/persistence/fields/content_id_archive.h"
+#include "kr/platform/text_stream.h"
 
 namespace KrPersistence::detail {
 
@@ -87,13 +88,13 @@ void StateRecord::_write(ArchiveWriter& writer, std::string_view name, eStatePay
         writer.writeIf(source.isAddedByModule, "AddedByModule", true);
         writer.optional(source.hasData, "Data", [&] { writer.writeBytes("Data", source.data); });
         if (payload == eStatePayload::kNormal) return _writeTree(writer, source, ValuePlan::kTop);
-        std::ostringstream stream(std::ios::binary);
+        Kr::TextStream stream;
         {
             BinaryOutArchive archive(stream, 0, BinaryOutArchive::OptimizationMode::kCompact);
             BinaryArchiveWriter compact(archive);
             _writeTree(compact, source, ValuePlan::kTop);
         }
-        writer.writeBytes("Values", stream.view());
+        writer.writeBytes("Values", stream.getWhole());
     });
 }
 

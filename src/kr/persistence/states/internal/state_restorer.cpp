@@ -1,6 +1,7 @@
 #include "kr/persistence/states/internal/state_restorer.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "kr/application/application.h"
@@ -112,11 +113,7 @@ void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matc
 
 template <class AfterEach>
 bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afterEach) {
-    struct Range {
-        KrExtension* extension;
-        std::size_t first;
-    };
-    std::vector<Range> ranges;
+    _ranges.clear();
     _changed.clear();
     _missingFields = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -124,22 +121,33 @@ bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afte
         fetchAhead(entries, i, KrSim::KrExtensionState::kFetchSteps);
         const auto before = _changed.size();
         _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
-        if (_changed.size() != before) ranges.push_back({each.extension, before});
+        if (_changed.size() != before) _ranges.push_back({each.extension, before});
         afterEach(each);
     }
-    const auto changed = std::move(_changed);
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-        const auto last = i + 1 < ranges.size() ? ranges[i + 1].first : changed.size();
-        const auto at = [&](std::size_t index) { return changed.begin() + static_cast<std::ptrdiff_t>(index); };
-        ranges[i].extension->_tellRestored({at(ranges[i].first), at(last)});
+    for (std::size_t i = 0; i < _ranges.size(); ++i) {
+        const auto first = _ranges[i].first;
+        const auto last = i + 1 < _ranges.size() ? _ranges[i + 1].first : _changed.size();
+        _ranges[i].extension->_tellRestored(std::span(_changed).subspan(first, last - first));
     }
-    return !ranges.empty();
+    return !_ranges.empty();
+}
+
+/// Takes the memory that restoring these needs, before any of them is touched.
+void StateRestorer::_prepare(const Entries& entries) {
+    std::size_t values = 0;
+    for (const auto& each : entries)
+        values += each.extension->_prepareRestore(*each.state);
+    _valueCount += values;
+    _changed.reserve(_valueCount);
+    _entryCount += entries.size();
+    _ranges.reserve(_entryCount);
 }
 
 void StateRestorer::run(RestoreReport& report) {
     Matcher matcher(_state);
     Entries all;
     _collectModules(matcher, Priority::kBeforeContent, all);
+    _prepare(all);
     _restoreStage(all);
 
     // Not before: those modules may have made content.
@@ -147,13 +155,15 @@ void StateRestorer::run(RestoreReport& report) {
     _collectContent(_application.getInternals().root, matcher, stage);
     _collectModules(matcher, Priority::kWithContent, stage);
     matcher.addOthers(_application.getContentDispatcher(), stage, _held);
-    _restoreStage(stage);
-    all.insert(all.end(), stage.begin(), stage.end());
-
-    stage.clear();
-    _collectModules(matcher, Priority::kAfterContent, stage);
-    _restoreStage(stage);
-    all.insert(all.end(), stage.begin(), stage.end());
+    Entries lastStage;
+    _collectModules(matcher, Priority::kAfterContent, lastStage);
+    _prepare(stage);
+    _prepare(lastStage);
+    all.reserve(all.size() + stage.size() + lastStage.size());
+    for (const auto* each : {&stage, &lastStage}) {
+        _restoreStage(*each);
+        all.insert(all.end(), each->begin(), each->end());
+    }
 
     bool wasTold =
         _restoreValues(all, [](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state); });

@@ -35,6 +35,7 @@ private:
     /// Pairs states with the extensions that are here, which mostly stand in the order of the states.
     class Matcher;
 
+    void _prepare(const Entries& entries);
     void _restoreStage(const Entries& stage);
     /// Values only. Answers whether any observer was told.
     template <class AfterEach>
@@ -44,7 +45,15 @@ private:
 
     KrSim::KrApplication& _application;
     const KrSim::KrSimulationState& _state;
+    /// An extension with changed fields, and the place of the first of them.
+    struct Range {
+        KrSim::KrExtension* extension;
+        std::size_t first;
+    };
     std::vector<KrData::FieldBase*> _changed;
+    std::vector<Range> _ranges;
+    std::size_t _valueCount{0};  // of all entries so far
+    std::size_t _entryCount{0};
     std::size_t _missingFields{0};
     // Whatever goes meanwhile, the entries stay good.
     std::vector<KrSim::HeldExtensions> _heldBelow;
