@@ -1,0 +1,439 @@
+// Every allocation of an operation fails once, alone and with all that follow: the operation succeeds, or it fails and
+// leaves everything as it was, and then succeeds.
+
+#include "tests/allocation/allocation_failure.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdarg>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <tuple>
+
+#include "kr/core/connections/connection_factory.h"
+#include "kr/persistence/content/object_file.h"
+#include "kr/persistence/content/object_section.h"
+#include "kr/persistence/files/internal/file_calls.h"
+#include "kr/persistence/states/simulation_snapshot.h"
+#include "kr/persistence/states/simulation_state_file.h"
+#include "kr/platform/log.h"
+#include "kr/platform/plugin_manager.h"
+#include "tests/allocation/world.h"
+
+namespace allocation_test {
+namespace {
+
+using KrPersistence::KrFile;
+using KrPersistence::SimulationSnapshot;
+using test_support::AllocationFailure;
+
+// --- Content -------------------------------------------------------------------------------------------------------
+
+class TownOperation : public Operation {
+public:
+    [[nodiscard]] std::string describe() const override {
+        return (town ? allocation_test::describe(*town) : "no town\n") +
+               (made ? allocation_test::describe(*made) : "nothing made\n");
+    }
+
+protected:
+    KrSmartPtr<KrObject> town = makeTown();
+    KrSmartPtr<KrExtension> made;
+};
+
+class CloneTree final : public TownOperation {
+    bool run() override {
+        made = town->clone();
+        return made != nullptr;
+    }
+};
+
+class Create final : public TownOperation {
+    bool run() override {
+        part = KrSim::KrExtensionFactory::create(kPartType);
+        return part != nullptr;
+    }
+    [[nodiscard]] std::string describe() const override {
+        return TownOperation::describe() + (part && part->hasImplementation() ? "made" : "not made");
+    }
+    KrSmartPtr<KrExtension> part;
+};
+
+class AddToObject final : public TownOperation {
+    bool run() override { return town->add(part.get()); }
+    KrSmartPtr<KrExtension> part = makePart("Mill");
+};
+
+class Connect final : public TownOperation {
+    bool run() override {
+        auto* mill = town->findExtensionByName("Mill", false);
+        auto* well = town->findExtensionByName("Well", true);
+        return Kr::KrConnectionFactory::connect(well->getOutput("Speed"), mill->getInput("Force")) != nullptr;
+    }
+};
+
+class ConnectQueued final : public TownOperation {
+    bool run() override {
+        auto* mill = town->findExtensionByName("Mill", false);
+        auto* well = town->findExtensionByName("Well", true);
+        return Kr::KrConnectionFactory::connectQueued(well->getOutput("Speed"), mill->getInput("Force")) != nullptr;
+    }
+    test_support::DispatcherScope dispatcher;
+};
+
+class ConnectContainers final : public TownOperation {
+    bool run() override {
+        auto* mill = town->findExtensionByName("Mill", false);
+        auto* well = town->findExtensionByName("Well", true);
+        return Kr::KrConnectionFactory::connect(&mill->getParameterContainer(), &well->getParameterContainer()) !=
+               nullptr;
+    }
+};
+
+class Disconnect final : public TownOperation {
+    bool run() override {
+        auto* mill = town->findExtensionByName("Mill", false);
+        auto* well = town->findExtensionByName("Well", true);
+        return Kr::KrConnectionFactory::disconnect(mill->getOutput("Speed"), well->getInput("Force"));
+    }
+};
+
+class DestroyTree final : public TownOperation {
+    bool run() override {
+        town.reset();
+        return true;
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+};
+
+// --- Application ---------------------------------------------------------------------------------------------------
+
+class SimulationOperation : public Operation {
+public:
+    [[nodiscard]] std::string describe() const override {
+        return simulation.describe() + allocation_test::describe(*town);
+    }
+
+protected:
+    Simulation simulation;
+    KrSmartPtr<KrObject> town = makeTown();
+};
+
+class AddToApplication final : public SimulationOperation {
+    bool run() override { return simulation.application->add(town.get()); }
+};
+
+class InApplication : public SimulationOperation {
+protected:
+    InApplication() { simulation.application->add(town.get()); }
+};
+
+class RemoveFromApplication final : public InApplication {
+    bool run() override { return simulation.application->remove(town.get()); }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+};
+
+class RemoveAllExtensions final : public InApplication {
+    bool run() override {
+        simulation.application->removeAllExtensions();
+        return true;
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+};
+
+class CreateApplication final : public Operation {
+    bool run() override {
+        application = KrSim::KrApplication::create(clock);
+        return application != nullptr;
+    }
+    [[nodiscard]] std::string describe() const override {
+        return application ? std::to_string(application->getExtensionCount()) : "none";
+    }
+    test_support::ManualClock clock;
+    test_support::DispatcherScope dispatcher;
+    KrSmartPtr<KrSim::KrApplication> application;
+};
+
+class InsertModule final : public SimulationOperation {
+public:
+    InsertModule() {
+        simulation.application->add(town.get());
+        proxy->setName("Another");
+        worker = new Worker(proxy.get());
+    }
+
+private:
+    bool run() override {
+        return simulation.application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(worker));
+    }
+    [[nodiscard]] std::string describe() const override {
+        return SimulationOperation::describe() + allocation_test::describe(*proxy) +
+               std::to_string(simulation.application->getModuleCount()) + " modules, managed " +
+               std::to_string(worker->managedCount());
+    }
+    KrSmartPtr<KrSim::KrSimulatorModule> proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
+    Worker* worker{nullptr};
+};
+
+class DestroyApplication final : public InApplication {
+    bool run() override {
+        simulation.application.reset();
+        return true;
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+    [[nodiscard]] std::string describe() const override {
+        return simulation.application ? InApplication::describe() : allocation_test::describe(*town);
+    }
+};
+
+// --- States --------------------------------------------------------------------------------------------------------
+
+class TakeSnapshot final : public InApplication {
+    bool run() override {
+        snapshot = SimulationSnapshot::take(*simulation.application);
+        return snapshot != nullptr;
+    }
+    [[nodiscard]] std::string describe() const override {
+        return InApplication::describe() +
+               (snapshot ? std::to_string(snapshot->getState().getExtensionStates().size()) : "none");
+    }
+    std::shared_ptr<const SimulationSnapshot> snapshot;
+};
+
+template <int kFlags>
+class SaveState final : public InApplication {
+    bool run() override { return KrPersistence::saveSimulationState(*simulation.application, path, {kFlags}); }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+    test_support::TemporaryFolder folder;
+    const std::string path = folder / "state";
+};
+
+// --- Object files --------------------------------------------------------------------------------------------------
+
+template <int kFlags>
+class SaveObjects final : public TownOperation {
+    bool run() override {
+        std::string error;
+        KrObject* const objects[] = {town.get()};
+        return KrPersistence::saveObjects(path, objects, kFlags, error);
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+    [[nodiscard]] std::string describe() const override {
+        return TownOperation::describe() + std::to_string(std::filesystem::exists(path)) +
+               std::to_string(std::filesystem::exists(path + ".temp"));
+    }
+    test_support::TemporaryFolder folder;
+    const std::string path = folder / "town";
+};
+
+template <int kFlags>
+class LoadObjects final : public TownOperation {
+public:
+    LoadObjects() {
+        std::string error;
+        KrObject* const objects[] = {town.get()};
+        KrPersistence::saveObjects(path, objects, kFlags, error);
+        town.reset();
+    }
+
+private:
+    bool run() override {
+        std::string error;
+        auto loaded = KrPersistence::loadObjects(path, error);
+        if (!loaded) return false;
+        made = loaded->objects.front();
+        return true;
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+    test_support::TemporaryFolder folder;
+    const std::string path = folder / "town";
+};
+
+class DestroyFile final : public TownOperation {
+public:
+    DestroyFile() {
+        auto* section = new KrPersistence::KrObjectSection;
+        section->addObject(town.get());
+        file->addSection(section);
+        for (auto* each : {town.get()})
+            file->registerReferencableObject(each);
+    }
+
+private:
+    bool run() override {
+        file.reset();
+        return true;
+    }
+    [[nodiscard]] bool mayThrow() const override { return false; }
+    KrSmartPtr<KrFile> file = Kr::makeSmart<KrFile>();
+};
+
+// --- Plug-ins ------------------------------------------------------------------------------------------------------
+
+class PluginOperation : public Operation {
+protected:
+    PluginOperation() {
+        manager.resetPluginSearchDirs();
+        manager.addPluginSearchDir(KR_PLUGIN_ZOO);
+    }
+    ~PluginOperation() override {
+        made.reset();
+        manager.unload("Animals");
+        manager.resetPluginSearchDirs();
+    }
+    [[nodiscard]] std::string describe() const override {
+        return made && made->hasImplementation() ? "made" : "not made";
+    }
+    KrPluginSystem::KrPluginManager& manager = KrPluginSystem::KrPluginManager::instance();
+    KrSmartPtr<KrExtension> made;
+};
+
+class LoadPlugin final : public PluginOperation {
+    bool run() override { return manager.load("Animals"); }
+};
+
+class UnloadPlugin final : public PluginOperation {
+public:
+    UnloadPlugin() { manager.load("Animals"); }
+
+private:
+    bool run() override { return manager.unload("Animals"); }
+};
+
+class CreateFromPlugin final : public PluginOperation {
+    bool run() override {
+        made =
+            KrSim::KrExtensionFactory::create({"5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e41", "Animal", "Horse", "Animals"});
+        return made != nullptr;
+    }
+    /// The plug-in may have been loaded when the extension failed.
+    void undoLasting() override { manager.unload("Animals"); }
+};
+
+// --- The table -----------------------------------------------------------------------------------------------------
+
+using MakeOperation = std::unique_ptr<Operation> (*)();
+
+template <class T>
+std::unique_ptr<Operation> make() {
+    return std::unique_ptr<Operation>(new T);
+}
+
+struct Case {
+    const char* name;
+    MakeOperation make;
+
+    friend void PrintTo(const Case& row, std::ostream* stream) { *stream << row.name; }
+};
+
+void dropLogMessages(Kr::eLogLevel, const char*, std::va_list) {}
+
+/// Waits for no disk.
+class QuickFiles final : public KrPersistence::detail::FileCalls {
+public:
+    QuickFiles() { replace(this); }
+    ~QuickFiles() override { replace(nullptr); }
+    int fsync(int) override { return 0; }
+};
+
+class FailingAllocation : public testing::TestWithParam<std::tuple<Case, AllocationFailure::Kind>> {
+protected:
+    FailingAllocation() { Kr::LogSetHandler(dropLogMessages); }
+    ~FailingAllocation() override { Kr::LogSetHandler(nullptr); }
+    Types types;
+    QuickFiles files;
+};
+
+struct Worlds {
+    std::string before;
+    std::string after;
+};
+
+std::string describeAll(const Operation& operation) {
+    return operation.describe() + describeProcess();
+}
+
+/// The second of two, because the first one makes what stays for good.
+Worlds runUndisturbed(MakeOperation make) {
+    Worlds worlds;
+    for (int i = 0; i < 2; ++i) {
+        const auto operation = make();
+        worlds.before = describeAll(*operation);
+        EXPECT_TRUE(operation->run());
+        worlds.after = describeAll(*operation);
+    }
+    return worlds;
+}
+
+TEST_P(FailingAllocation, LeavesEverythingAsItWasOrSucceeds) {
+    const auto& [row, kind] = GetParam();
+    const auto expected = runUndisturbed(row.make);
+    const auto processBefore = describeProcess();
+    bool hasStruck = true;
+    for (std::size_t number = 1; hasStruck && !HasFailure(); ++number) {
+        SCOPED_TRACE("allocation " + std::to_string(number));
+        auto operation = row.make();
+        bool hasSucceeded = false;
+        bool hasThrown = false;
+        {
+            AllocationFailure failure(number, kind);
+            try {
+                hasSucceeded = operation->run();
+            } catch (...) {
+                hasThrown = true;
+            }
+            failure.end();
+            hasStruck = failure.hasStruck();
+        }
+        EXPECT_TRUE(!hasThrown || operation->mayThrow());
+        if (!hasSucceeded) operation->undoLasting();
+        EXPECT_EQ(describeAll(*operation), hasSucceeded ? expected.after : expected.before);
+        if (!hasSucceeded) {
+            EXPECT_TRUE(operation->run());
+            EXPECT_EQ(describeAll(*operation), expected.after);
+        }
+        operation.reset();
+        EXPECT_EQ(describeProcess(), processBefore);
+    }
+}
+
+const Case kCases[] = {
+    {"CloneTree", make<CloneTree>},
+    {"TakeSnapshot", make<TakeSnapshot>},
+    {"SaveStateBinary", make<SaveState<0>>},
+    {"SaveStateXml", make<SaveState<KrFile::kXml>>},
+    {"SaveObjectsBinary", make<SaveObjects<0>>},
+    {"SaveObjectsJson", make<SaveObjects<KrFile::kJson>>},
+    {"LoadObjectsBinary", make<LoadObjects<0>>},
+    {"LoadObjectsXml", make<LoadObjects<KrFile::kXml>>},
+    {"LoadPlugin", make<LoadPlugin>},
+    {"UnloadPlugin", make<UnloadPlugin>},
+    {"Create", make<Create>},
+    {"CreateFromPlugin", make<CreateFromPlugin>},
+    {"AddToObject", make<AddToObject>},
+    {"AddToApplication", make<AddToApplication>},
+    {"RemoveFromApplication", make<RemoveFromApplication>},
+    {"RemoveAllExtensions", make<RemoveAllExtensions>},
+    {"InsertModule", make<InsertModule>},
+    {"CreateApplication", make<CreateApplication>},
+    {"DestroyTree", make<DestroyTree>},
+    {"DestroyApplication", make<DestroyApplication>},
+    {"DestroyFile", make<DestroyFile>},
+    {"Connect", make<Connect>},
+    {"ConnectQueued", make<ConnectQueued>},
+    {"ConnectContainers", make<ConnectContainers>},
+    {"Disconnect", make<Disconnect>},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, FailingAllocation,
+                         testing::Combine(testing::ValuesIn(kCases),
+                                          testing::Values(AllocationFailure::Kind::kSingle,
+                                                          AllocationFailure::Kind::kLasting)),
+                         [](const auto& each) {
+                             return std::string(std::get<0>(each.param).name) +
+                                    (std::get<1>(each.param) == AllocationFailure::Kind::kSingle ? "Once"
+                                                                                                 : "FromThenOn");
+                         });
+}  // namespace
+}  // namespace allocation_test

@@ -1,0 +1,129 @@
+#include "tests/allocation/world.h"
+
+#include "kr/application/content_dispatcher.h"
+#include "kr/core/connections/connection_factory.h"
+#include "kr/extension/content_registry.h"
+#include "kr/extension/extension_sorter.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/registration.h"
+#include "kr/platform/plugin_manager.h"
+
+namespace allocation_test {
+
+using KrSim::KrExtensionFactory;
+
+Types::Types() {
+    KrSim::registerExtensionType<Part>(kPartType);
+    KrSim::registerExtensionType<House>(kHouseType);
+}
+
+Types::~Types() {
+    KrExtensionFactory::unregisterType(kPartType);
+    KrExtensionFactory::unregisterType(kHouseType);
+}
+
+KrSmartPtr<KrExtension> makePart(const std::string& name) {
+    auto part = KrExtensionFactory::create(kPartType);
+    part->setName(name.c_str());
+    return part;
+}
+
+KrSmartPtr<KrObject> makeHouse(const std::string& name) {
+    const auto made = KrExtensionFactory::create(kHouseType);
+    made->setName(name.c_str());
+    return KrSmartPtr<KrObject>(static_cast<KrObject*>(made.get()));
+}
+
+KrSmartPtr<KrObject> makeTown() {
+    auto town = makeHouse("Town");
+    const auto mill = makePart("Mill");
+    const auto block = makeHouse("Block");
+    const auto well = makePart("Well");
+    mill->getImplementationAs<Part>()->memory = 7;
+    town->add(mill.get());
+    town->add(block.get());
+    block->add(well.get());
+    mill->addParameter("Added at run time", KrData::Types::kDouble)->set<double>(2.5);
+    Kr::KrConnectionFactory::connect(mill->getOutput("Speed"), well->getInput("Force"));
+    return town;
+}
+
+namespace {
+
+void describeField(const KrData::FieldBase& field, std::string& text) {
+    for (const auto* child : field.getChildren()) {
+        text += "    " + child->getPath() + " = ";
+        if (child->getDataType() != KrData::Types::kContainer) text += child->toString();
+        text += " in " + std::to_string(child->_getIncomingConnections().size()) + " out " +
+                std::to_string(child->_getOutgoingConnections().size()) + "\n";
+        describeField(*child, text);
+    }
+}
+
+}  // namespace
+
+std::string describe(const KrExtension& extension) {
+    const auto& fields = extension.getFieldsContainer();
+    auto& registry = KrSim::KrContentRegistry::instance();
+    const auto yesNo = [](const char* what, bool is) { return std::string(is ? " " : " not ") + what; };
+    std::string text = extension.getPath() + ": " + extension.getTypeName() +
+                       yesNo("implemented", extension.hasImplementation()) +
+                       yesNo("registered", registry.find(extension.getContentID()) == &extension) +
+                       yesNo("sorted", extension._getSorterSlot() != KrExtension::kNoSlot) +
+                       yesNo("in an application", fields.getApplicationContext().isValid()) + " activated " +
+                       std::to_string(fields.getActivationCount()) + " outputs connected " +
+                       std::to_string(fields._getConnectedOutputCount()) + "\n";
+    if (const auto* part = extension.getImplementationAs<Part>()) text += "  memory " + std::to_string(part->memory);
+    text += extension.getAllErrors(false) + extension.getAllInfos(false) + "\n";
+    describeField(fields, text);
+    if (!extension.isOfClassType(KrObject::getClassType())) return text;
+    const auto& object = static_cast<const KrObject&>(extension);
+    text +=
+        "  " + std::to_string(object.getExtensionCount()) + " below" + yesNo("an instance", object.isInstance()) + "\n";
+    for (std::size_t i = 0; i < object.getExtensionCount(); ++i)
+        text += allocation_test::describe(*object.getExtension(i));
+    return text;
+}
+
+std::string describeProcess() {
+    auto& sorter = KrSim::KrExtensionSorter::instance();
+    std::vector<Kr::KrConnectionBase*> connections;
+    sorter.getConnections(connections);
+    std::string text = "living " + std::to_string(Kr::KrBase::getKrBaseList().size()) + ", connections " +
+                       std::to_string(connections.size()) + ", sorted";
+    for (const auto* each : sorter.getExtensions())
+        text += " " + each->getName();
+    using Kind = KrExtensionFactory::eType;
+    for (const auto kind : {Kind::kExtension, Kind::kObject, Kind::kSimulatorModule}) {
+        for (const auto& key : KrExtensionFactory::getAvailableTypes(kind)) {
+            text +=
+                "\n" + key.toString() + " instances " + std::to_string(KrExtensionFactory::getInstances(key).size());
+        }
+    }
+    for (const auto& plugin : KrPluginSystem::KrPluginManager::instance().getLoadedPlugins())
+        text += "\nplug-in " + plugin.name;
+    return text + "\n";
+}
+
+Simulation::Simulation() {
+    KrSim::KrEventDispatcher::_setClock(&clock);
+    application = KrSim::KrApplication::create(clock);
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
+    proxy->setName("Worker");
+    worker = new Worker(proxy.get());
+    application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(worker));
+}
+
+Simulation::~Simulation() = default;
+
+std::string Simulation::describe() const {
+    std::string text = "application: " + std::to_string(application->getExtensionCount()) + ", offered " +
+                       std::to_string(application->getContentDispatcher().getExtensionCount()) + ", managed " +
+                       std::to_string(worker->managedCount()) + "\n";
+    for (std::size_t i = 0; i < application->getExtensionCount(); ++i)
+        text += allocation_test::describe(*application->getExtension(i));
+    return text;
+}
+
+}  // namespace allocation_test
