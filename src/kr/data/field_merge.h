@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kr/data/container.h"
+#include "kr/data/field_reference.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+/// What of a field the holder of its tree has changed; bits. The numbers are saved with content.
+enum eOwnPart : std::int32_t {
+    kOwnValue = 1,
+    kOwnRange = 2,        ///< of an array: its size range
+    kOwnDescription = 4,
+    kOwnDimension = 8,    ///< the physical dimension; the unit to show it in is hidden metadata
+    kOwnMetadata = 16,    ///< hidden fields: visibility, display unit, what tools add
+    kOwnOrder = 32,       ///< of the children
+    kOwnField = 64,       ///< the whole field: it was added, or put in the place of one of another type
+    kOwnRemoval = 128,    ///< the field was removed; stands with its path only
+    kOwnState = 256,      ///< the value comes over a connection: it is kept, but no reason to keep anything else
+};
+
+/// Marks in the metadata bits of fields.
+/// \{
+inline constexpr auto kMarkedAsOwn = static_cast<eMetadata>(256);      ///< the value is own, whatever it is
+inline constexpr auto kMarkedInSource = static_cast<eMetadata>(512);   ///< copied from a tree whose own value it is
+inline constexpr auto kMarkedAsLost = static_cast<eMetadata>(1024);    ///< own value of a field that the source lost
+/// \}
+
+/// The parts of a tree of fields that are its holder's own, by the addresses of its fields: good until one is destroyed.
+class KR_API OwnFields {
+public:
+    using Paths = std::map<std::string, std::int32_t>;
+
+    void add(const FieldBase& field, std::int32_t parts);
+    /// The field and all below it.
+    void addTree(const FieldBase& field, std::int32_t parts);
+    void addRemoval(const Container& parent, const Kr::KrID& id);
+    /// The values of fields that are marked as own or lost.
+    void addMarked(const FieldBase& field);
+    /// What toPaths() answered for a likeness of this tree. Paths without a field are passed over.
+    void addPaths(const Container& tree, const Paths& paths);
+
+    [[nodiscard]] bool empty() const noexcept { return _parts.empty() && _removals.empty(); }
+    [[nodiscard]] std::int32_t getParts(const FieldBase& field) const;
+    /// Whether the field, or one below it, has one of these parts.
+    [[nodiscard]] bool hasAny(const FieldBase& field, std::int32_t parts) const;
+    [[nodiscard]] bool isRemoved(const Container& parent, const Kr::KrID& id) const;
+    /// By FieldBase::getPath.
+    [[nodiscard]] Paths toPaths() const;
+
+private:
+    std::unordered_map<const FieldBase*, std::int32_t> _parts;
+    std::set<std::pair<const Container*, std::int32_t>> _removals;  // by the number of the identifier
+    std::vector<std::pair<const Container*, Kr::KrID>> _removed;
+};
+
+/// How two trees of fields are compared and merged.
+struct MergeRules {
+    /// False where values are state, as those of outputs: they are neither compared nor copied.
+    bool withValues{true};
+    /// Whether values that are own as state are kept although no connection drives the field now.
+    bool keepsState{false};
+    /// Whether marks in the source are those of an inner holder.
+    bool isInner{false};
+    /// Whether a field that refers to extensions refers to what corresponds to the targets of `base`. Without it
+    /// isEqual decides.
+    std::function<bool(const FieldBase& field, const FieldBase& base)> isSameReference{};
+    /// Called for each reference that is to follow its source. Without it the value is copied.
+    std::function<void(FieldBase& field, const FieldBase& source)> followReference{};
+};
+
+// The three-way merge of fields: `base` is what a tree was made from, `tree` has changed since then, and so has the
+// source of `base`. Children are paired by identifier, items of arrays, too. Thread: the application thread.
+
+/// Adds to `own` what `tree` has changed since it was like `base`.
+KR_API void findOwnFields(const Container& tree, const Container& base, const MergeRules& rules, OwnFields& own);
+
+/// Gives `tree` all that `source` has, but for what is own: values, types, ranges, descriptions, dimensions, hidden
+/// metadata, fields and their order. A field that the source has not goes, unless the holder added it. With an own
+/// value it stays and is marked as lost; so does an own value that does not convert to the new type of its field.
+/// Fields that are not dynamic are neither added to `own` nor removed. Observers hear of values.
+/// \return  the paths of all fields that are marked as lost.
+KR_API std::vector<std::string> followFields(Container& tree, const Container& source, const OwnFields& own,
+                                             const MergeRules& rules);
+
+/// Makes a tree that was copied from `source` ready to follow it: items of arrays get the identifiers of the originals,
+/// and marks are inherited.
+KR_API void settleCopy(Container& tree, const Container& source, bool isInner);
+
+/// Gives the field those of these parts that are properties: range, description, dimension, metadata.
+KR_API void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts);
+
+/// Whether both trees are the same as far as merges are concerned.
+[[nodiscard]] KR_API bool areSameFields(const Container& first, const Container& second, const MergeRules& rules);
+
+/// Whether the value is a reference to extensions: an extension, a vector of such, or the links of a proxy.
+[[nodiscard]] KR_API bool isReferenceField(const FieldBase& field);
+
+}  // namespace KrData
