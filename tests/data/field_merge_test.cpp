@@ -125,75 +125,76 @@ void nothing(Container&) {}
 
 INSTANTIATE_TEST_SUITE_P(
     Values, FieldMerges,
-    testing::Values(
-        MergeCase{"NothingChanged", nothing, nothing, kCar},
-        MergeCase{"ChangedInTheSource", [](Container& car) { car["Mass"].set(2.0); }, nothing,
-                  "(Mass=2 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"ChangedByTheHolder", nothing, [](Container& car) { group(car)["Load"].set(9.0); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9 Tyre=wet))"},
-        MergeCase{"ChangedByBoth",
-                  [](Container& car) {
-                      group(car)["Load"].set(5.0);
-                      group(car)["Tyre"].set<std::string>("dry");
-                  },
-                  [](Container& car) { group(car)["Load"].set(9.0); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9 Tyre=dry))"},
-        MergeCase{"MarkedWithTheSameValue", [](Container& car) { car["Mass"].set(2.0); },
-                  [](Container& car) { car["Mass"].setMetadata(KrData::kMarkedAsOwn, true); }, kCar},
-        MergeCase{"MarkedGroup", [](Container& car) { group(car)["Load"].set(2.0); },
-                  [](Container& car) { car["Axle"].setMetadata(KrData::kMarkedAsOwn, true); }, kCar}),
+    testing::Values(MergeCase{"NothingChanged", nothing, nothing, kCar},
+                    MergeCase{"ChangedInTheSource", [](Container& car) { car["Mass"].set(2.0); }, nothing,
+                              "(Mass=2 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"ChangedByTheHolder", nothing, [](Container& car) { group(car)["Load"].set(9.0); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9 Tyre=wet))"},
+                    MergeCase{"ChangedByBoth",
+                              [](Container& car) {
+                                  group(car)["Load"].set(5.0);
+                                  group(car)["Tyre"].set<std::string>("dry");
+                              },
+                              [](Container& car) { group(car)["Load"].set(9.0); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9 Tyre=dry))"},
+                    MergeCase{"MarkedWithTheSameValue", [](Container& car) { car["Mass"].set(2.0); },
+                              [](Container& car) { car["Mass"].setMetadata(KrData::kMarkedAsOwn, true); }, kCar},
+                    MergeCase{"MarkedGroup", [](Container& car) { group(car)["Load"].set(2.0); },
+                              [](Container& car) { car["Axle"].setMetadata(KrData::kMarkedAsOwn, true); }, kCar}),
     test_support::caseName);
 
 INSTANTIATE_TEST_SUITE_P(
     Properties, FieldMerges,
-    testing::Values(
-        MergeCase{"AllOfTheSource",
-                  [](Container& car) {
-                      car["Mass"].setDescription("kg");
-                      car["Mass"].as<double>()->setRange(0.0, 8.0);
-                      car["Extra"].setVisible(false);
-                  },
-                  nothing, "(Mass=1'kg'<8 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7~ Axle(Load=3 Tyre=wet))"},
-        MergeCase{"EachForItself",
-                  [](Container& car) {
-                      car["Mass"].setDescription("kg");
-                      car["Mass"].as<double>()->setRange(0.0, 8.0);
-                      car["Mass"].set(2.0);
-                  },
-                  [](Container& car) {
-                      car["Mass"].setDescription("pounds");
-                      car["Mass"].as<double>()->setRange(0.0, 9.0);
-                  },
-                  "(Mass=2'pounds'<9 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"HiddenByTheHolder", [](Container& car) { car["Extra"].set(8); },
-                  [](Container& car) { car["Extra"].setVisible(false); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8~ Axle(Load=3 Tyre=wet))"}),
+    testing::Values(MergeCase{"AllOfTheSource",
+                              [](Container& car) {
+                                  car["Mass"].setDescription("kg");
+                                  car["Mass"].as<double>()->setRange(0.0, 8.0);
+                                  car["Extra"].setVisible(false);
+                              },
+                              nothing,
+                              "(Mass=1'kg'<8 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7~ Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"EachForItself",
+                              [](Container& car) {
+                                  car["Mass"].setDescription("kg");
+                                  car["Mass"].as<double>()->setRange(0.0, 8.0);
+                                  car["Mass"].set(2.0);
+                              },
+                              [](Container& car) {
+                                  car["Mass"].setDescription("pounds");
+                                  car["Mass"].as<double>()->setRange(0.0, 9.0);
+                              },
+                              "(Mass=2'pounds'<9 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"HiddenByTheHolder", [](Container& car) { car["Extra"].set(8); },
+                              [](Container& car) { car["Extra"].setVisible(false); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8~ Axle(Load=3 Tyre=wet))"}),
     test_support::caseName);
 
 INSTANTIATE_TEST_SUITE_P(
     Structure, FieldMerges,
-    testing::Values(
-        MergeCase{"AddedInTheSource",
-                  [](Container& car) { group(car).insert(group(car).begin(), "Camber", Types::kInteger); }, nothing,
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Camber=0 Load=3 Tyre=wet))"},
-        MergeCase{"AddedByTheHolder", [](Container& car) { car["Extra"].set(8); },
-                  [](Container& car) { group(car).add<int>("Own", 1); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet Own=1))"},
-        MergeCase{"RemovedInTheSource", [](Container& car) { car.removeField("Axle"); }, nothing,
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7)"},
-        MergeCase{"RemovedByTheHolder", [](Container& car) { car["Extra"].set(8); },
-                  [](Container& car) { car.removeField("Extra"); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Axle(Load=3 Tyre=wet))"},
-        MergeCase{"RemovedUnderAnOwnValue", [](Container& car) { group(car).removeField("Load"); },
-                  [](Container& car) { group(car)["Load"].set(9.0); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9? Tyre=wet))", {"Axle.Load"}},
-        MergeCase{"ReorderedInTheSource",
-                  [](Container& car) { group(car).moveField(group(car).end(), "Load"); },
-                  [](Container& car) { group(car).add<int>("Own", 1); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Tyre=wet Load=3 Own=1))"},
-        MergeCase{"ReorderedByTheHolder", [](Container& car) { group(car).add<int>("New", 1); },
-                  [](Container& car) { group(car).moveField(group(car).end(), "Load"); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Tyre=wet New=1 Load=3))"}),
+    testing::Values(MergeCase{"AddedInTheSource",
+                              [](Container& car) { group(car).insert(group(car).begin(), "Camber", Types::kInteger); },
+                              nothing,
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Camber=0 Load=3 Tyre=wet))"},
+                    MergeCase{"AddedByTheHolder", [](Container& car) { car["Extra"].set(8); },
+                              [](Container& car) { group(car).add<int>("Own", 1); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet Own=1))"},
+                    MergeCase{"RemovedInTheSource", [](Container& car) { car.removeField("Axle"); }, nothing,
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7)"},
+                    MergeCase{"RemovedByTheHolder", [](Container& car) { car["Extra"].set(8); },
+                              [](Container& car) { car.removeField("Extra"); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"RemovedUnderAnOwnValue",
+                              [](Container& car) { group(car).removeField("Load"); },
+                              [](Container& car) { group(car)["Load"].set(9.0); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=9? Tyre=wet))",
+                              {"Axle.Load"}},
+                    MergeCase{"ReorderedInTheSource",
+                              [](Container& car) { group(car).moveField(group(car).end(), "Load"); },
+                              [](Container& car) { group(car).add<int>("Own", 1); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Tyre=wet Load=3 Own=1))"},
+                    MergeCase{"ReorderedByTheHolder", [](Container& car) { group(car).add<int>("New", 1); },
+                              [](Container& car) { group(car).moveField(group(car).end(), "Load"); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=7 Axle(Tyre=wet New=1 Load=3))"}),
     test_support::caseName);
 
 void makeExtra(Container& car, const char* value) {
@@ -204,52 +205,52 @@ void makeExtra(Container& car, const char* value) {
 
 INSTANTIATE_TEST_SUITE_P(
     Kinds, FieldMerges,
-    testing::Values(
-        MergeCase{"OtherTypeInTheSource", [](Container& car) { makeExtra(car, "ten"); }, nothing,
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=ten Axle(Load=3 Tyre=wet))"},
-        MergeCase{"OtherTypeForAnOwnValue", [](Container& car) { makeExtra(car, "ten"); },
-                  [](Container& car) { car["Extra"].set(8); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"OtherTypeByTheHolder", [](Container& car) { car["Extra"].set(8); },
-                  [](Container& car) { makeExtra(car, "own"); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=own Axle(Load=3 Tyre=wet))"},
-        MergeCase{"GroupInThePlaceOfAnOwnValue",
-                  [](Container& car) {
-                      car.removeField("Extra");
-                      car.addContainer("Extra");
-                  },
-                  [](Container& car) { car["Extra"].set(8); },
-                  "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Axle(Load=3 Tyre=wet) Extra=8?)", {"Extra"}}),
+    testing::Values(MergeCase{"OtherTypeInTheSource", [](Container& car) { makeExtra(car, "ten"); }, nothing,
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=ten Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"OtherTypeForAnOwnValue", [](Container& car) { makeExtra(car, "ten"); },
+                              [](Container& car) { car["Extra"].set(8); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"OtherTypeByTheHolder", [](Container& car) { car["Extra"].set(8); },
+                              [](Container& car) { makeExtra(car, "own"); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=own Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"GroupInThePlaceOfAnOwnValue",
+                              [](Container& car) {
+                                  car.removeField("Extra");
+                                  car.addContainer("Extra");
+                              },
+                              [](Container& car) { car["Extra"].set(8); },
+                              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Axle(Load=3 Tyre=wet) Extra=8?)",
+                              {"Extra"}}),
     test_support::caseName);
 
 INSTANTIATE_TEST_SUITE_P(
     Items, FieldMerges,
-    testing::Values(
-        MergeCase{"OwnAndFollowing", [](Container& car) { gears(car).item(0)->setValue(5); },
-                  [](Container& car) { gears(car).item(1)->setValue(6); },
-                  "(Mass=1 Gears[1=5 2=6 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"Marked", [](Container& car) { gears(car).item(1)->setValue(5); },
-                  [](Container& car) { gears(car).item(1)->setMetadata(KrData::kMarkedAsOwn, true); }, kCar},
-        MergeCase{"FirstRemovedBesideAnOwnOne", [](Container& car) { gears(car).remove(0); },
-                  [](Container& car) { gears(car).item(1)->setValue(6); },
-                  "(Mass=1 Gears[2=6 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"AddedByBoth", [](Container& car) { gears(car).insert(0)->setValue(9); },
-                  [](Container& car) {
-                      gears(car).append()->setValue(8);
-                      gears(car).item(3)->setID("Own");
-                  },
-                  "(Mass=1 Gears[4=9 1=1 2=2 3=3 Own=8] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"RemovedByTheHolder", [](Container& car) { gears(car).item(0)->setValue(9); },
-                  [](Container& car) { gears(car).remove(1); },
-                  "(Mass=1 Gears[1=9 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
-        MergeCase{"ExchangedInAFixedNumber",
-                  [](Container& car) {
-                      limited(car).clearSizeRange();
-                      limited(car).remove(0);
-                      limited(car).append()->setValue(4);
-                      limited(car).setSizeRange(2, 2);
-                  },
-                  nothing, "(Mass=1 Gears[1=1 2=2 3=3] Doors[2=0 3=4] Extra=7 Axle(Load=3 Tyre=wet))"}),
+    testing::Values(MergeCase{"OwnAndFollowing", [](Container& car) { gears(car).item(0)->setValue(5); },
+                              [](Container& car) { gears(car).item(1)->setValue(6); },
+                              "(Mass=1 Gears[1=5 2=6 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"Marked", [](Container& car) { gears(car).item(1)->setValue(5); },
+                              [](Container& car) { gears(car).item(1)->setMetadata(KrData::kMarkedAsOwn, true); },
+                              kCar},
+                    MergeCase{"FirstRemovedBesideAnOwnOne", [](Container& car) { gears(car).remove(0); },
+                              [](Container& car) { gears(car).item(1)->setValue(6); },
+                              "(Mass=1 Gears[2=6 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"AddedByBoth", [](Container& car) { gears(car).insert(0)->setValue(9); },
+                              [](Container& car) {
+                                  gears(car).append()->setValue(8);
+                                  gears(car).item(3)->setID("Own");
+                              },
+                              "(Mass=1 Gears[4=9 1=1 2=2 3=3 Own=8] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"RemovedByTheHolder", [](Container& car) { gears(car).item(0)->setValue(9); },
+                              [](Container& car) { gears(car).remove(1); },
+                              "(Mass=1 Gears[1=9 3=3] Doors[1=0 2=0] Extra=7 Axle(Load=3 Tyre=wet))"},
+                    MergeCase{"ExchangedInAFixedNumber",
+                              [](Container& car) {
+                                  limited(car).clearSizeRange();
+                                  limited(car).remove(0);
+                                  limited(car).append()->setValue(4);
+                                  limited(car).setSizeRange(2, 2);
+                              },
+                              nothing, "(Mass=1 Gears[1=1 2=2 3=3] Doors[2=0 3=4] Extra=7 Axle(Load=3 Tyre=wet))"}),
     test_support::caseName);
 
 // --- Stories -------------------------------------------------------------------------------------------------------
@@ -274,8 +275,7 @@ TEST(FieldMerge, LeavesValuesThatAreState) {
     instance["Extra"].set(8);
     const MergeRules rules{.withValues = false};
     EXPECT_THAT(followFields(instance, source, ownOf(instance, *base, rules), rules), IsEmpty());
-    EXPECT_EQ(describe(instance),
-              "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet) New=1)");
+    EXPECT_EQ(describe(instance), "(Mass=1 Gears[1=1 2=2 3=3] Doors[1=0 2=0] Extra=8 Axle(Load=3 Tyre=wet) New=1)");
 }
 
 TEST(FieldMerge, TakesNaNForTheSameAsNaN) {

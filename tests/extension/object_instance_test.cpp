@@ -113,7 +113,7 @@ TEST_F(Instances, FollowTheirDefinitionButForTheirOwnValues) {
     _definition->getParameter("Width")->set(1.7);
     const auto* before = instance->findExtensionByName("Right", false);
     EXPECT_TRUE(instance->sync());
-    EXPECT_EQ(describe(*instance), "Left tyre=0.7 Hub(Bolt=0.2 Nut=0.4) Right=0.3 Local=0.5 Spare=0.6");
+    EXPECT_EQ(describe(*instance), "Left tyre=99 Hub(Bolt=0.2 Nut=0.4) Right=0.3 Local=0.5 Spare=0.6");
     EXPECT_EQ(instance->getParameter("Width")->toReal(), 1.7);
     EXPECT_EQ(instance->findExtensionByName("Right", false), before) << "what is there stays the same object";
 }

@@ -185,10 +185,12 @@ private:
 
     void _followItems(FieldArrayBase& items, const FieldArrayBase& source, bool isDriven) {
         if (!_rules.withValues || isDriven) return;
-        const bool hasOwn = _own.hasAny(items, kOwnValue | kOwnField | kOwnOrder | kOwnState) || _hasRemovals(items, source);
+        const bool hasOwn =
+            _own.hasAny(items, kOwnValue | kOwnField | kOwnOrder | kOwnState) || _hasRemovals(items, source);
         const NotificationFrame frame(items, source);
         // As a whole where that goes: a fixed number of items leaves no room for an exchange one by one.
-        if (!hasOwn && (items.isEqual(source) || items.copyValue(source)) && !frame.fieldDied()) alignItems(items, source);
+        if (!hasOwn && (items.isEqual(source) || items.copyValue(source)) && !frame.fieldDied())
+            alignItems(items, source);
         if (!frame.fieldDied() && !frame.changedDied()) _followChildren(items, source, isDriven);
     }
 

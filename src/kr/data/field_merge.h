@@ -18,24 +18,25 @@ namespace KrData {
 /// What of a field the holder of its tree has changed; bits. The numbers are saved with content.
 enum eOwnPart : std::int32_t {
     kOwnValue = 1,
-    kOwnRange = 2,        ///< of an array: its size range
+    kOwnRange = 2,  ///< of an array: its size range
     kOwnDescription = 4,
-    kOwnDimension = 8,    ///< the physical dimension; the unit to show it in is hidden metadata
-    kOwnMetadata = 16,    ///< hidden fields: visibility, display unit, what tools add
-    kOwnOrder = 32,       ///< of the children
-    kOwnField = 64,       ///< the whole field: it was added, or put in the place of one of another type
-    kOwnRemoval = 128,    ///< the field was removed; stands with its path only
-    kOwnState = 256,      ///< the value comes over a connection: it is kept, but no reason to keep anything else
+    kOwnDimension = 8,  ///< the physical dimension; the unit to show it in is hidden metadata
+    kOwnMetadata = 16,  ///< hidden fields: visibility, display unit, what tools add
+    kOwnOrder = 32,     ///< of the children
+    kOwnField = 64,     ///< the whole field: it was added, or put in the place of one of another type
+    kOwnRemoval = 128,  ///< the field was removed; stands with its path only
+    kOwnState = 256,    ///< the value comes over a connection: it is kept, but no reason to keep anything else
 };
 
 /// Marks in the metadata bits of fields.
 /// \{
-inline constexpr auto kMarkedAsOwn = static_cast<eMetadata>(256);      ///< the value is own, whatever it is
-inline constexpr auto kMarkedInSource = static_cast<eMetadata>(512);   ///< copied from a tree whose own value it is
-inline constexpr auto kMarkedAsLost = static_cast<eMetadata>(1024);    ///< own value of a field that the source lost
+inline constexpr auto kMarkedAsOwn = static_cast<eMetadata>(256);     ///< the value is own, whatever it is
+inline constexpr auto kMarkedInSource = static_cast<eMetadata>(512);  ///< copied from a tree whose own value it is
+inline constexpr auto kMarkedAsLost = static_cast<eMetadata>(1024);   ///< own value of a field that the source lost
 /// \}
 
-/// The parts of a tree of fields that are its holder's own, by the addresses of its fields: good until one is destroyed.
+/// The parts of a tree of fields that are its holder's own, by the addresses of its fields: good until one is
+/// destroyed.
 class KR_API OwnFields {
 public:
     using Paths = std::map<std::string, std::int32_t>;

@@ -41,26 +41,29 @@ KrData::FieldBase* KrCloneMap::_findField(const KrData::FieldBase& original) con
 
 // --- Links, connections, values ------------------------------------------------------------------------------------
 
-void KrCloneMap::_complete() const {
+void KrCloneMap::_complete(const ConnectionFilter& mayConnect) const {
     for (const auto& pair : _pairs) {
+        if (pair.values == Values::kOwn) continue;
         for (auto* group : pair.clone->getFieldsContainer()._getGroups()) {
             const auto& source = pair.source->getFieldsContainer()[group->getID()];
             KrData::_copyLinks(*group, static_cast<const KrData::Container&>(source), *this);
         }
     }
     for (const auto& pair : _pairs)
-        _copyConnectionsOf(pair.source->getFieldsContainer(), pair);
+        _copyConnectionsOf(pair.source->getFieldsContainer(), pair, mayConnect);
     for (const auto& pair : _pairs)
         _copyValuesOf(pair);
 }
 
-void KrCloneMap::_copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair) const {
-    if (field._hasOutgoingConnections()) _copyOutgoing(field, pair);
+void KrCloneMap::_copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair,
+                                    const ConnectionFilter& mayConnect) const {
+    if (field._hasOutgoingConnections()) _copyOutgoing(field, pair, mayConnect);
     for (const auto* child : field.getChildren())
-        _copyConnectionsOf(*child, pair);
+        _copyConnectionsOf(*child, pair, mayConnect);
 }
 
-void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair) const {
+void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair,
+                               const ConnectionFilter& mayConnect) const {
     auto* source = _findField(field);
     if (source == nullptr) return;
     std::unordered_map<const KrData::FieldBase*, std::size_t> present;  // by sink; instances have most of them
@@ -68,7 +71,7 @@ void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair)
         ++present[connection->getSink()];
     for (const auto* connection : field._getOutgoingConnections()) {
         auto* sink = connection->getSink() != nullptr ? _findField(*connection->getSink()) : nullptr;
-        if (sink == nullptr) continue;
+        if (sink == nullptr || (mayConnect && !mayConnect(field, *connection->getSink()))) continue;
         if (auto& count = present[sink]; count != 0) {
             --count;
             continue;
@@ -94,18 +97,21 @@ void KrCloneMap::_copyValuesOf(const Pair& pair) const {
 // --- Definitions ---------------------------------------------------------------------------------------------------
 
 void KrCloneMap::_redirectDefinitions() const {
-    bool isRedirected = false;
+    std::vector<std::pair<const KrObject*, KrObject*>> redirected;
     for (const auto& pair : _pairs) {
         auto* instance = detail::asObject(pair.clone);
         auto* definition = instance != nullptr ? detail::asObject(find(instance->getDefinition())) : nullptr;
         if (definition == nullptr) continue;
         instance->_setDefinition(definition);
-        isRedirected = true;
+        redirected.emplace_back(static_cast<const KrObject*>(pair.source), instance);
     }
+    bool isRedirected = !redirected.empty();
     // IDs are derived from others that are derived themselves: as often as definitions are nested.
     constexpr int kDeepest = 64;
     for (int i = 0; isRedirected && i < kDeepest; ++i)
         isRedirected = _redirectIDs();
+    for (const auto& [original, instance] : redirected)
+        instance->_takeOwnRecords(*original, *this);
 }
 
 bool KrCloneMap::_redirectIDs() const {
@@ -145,8 +151,12 @@ void KrCloneMap::_followMessages() const {
 }
 
 void KrCloneMap::_synchronizeImplementations() const {
-    for (const auto& pair : _pairs)
-        pair.clone->_synchronizeImplementation(pair.source->getImplementation());
+    for (const auto& pair : _pairs) {
+        // One that was there before keeps what it has within.
+        if (pair.values == Values::kOfSource) {
+            pair.clone->_synchronizeImplementation(pair.source->getImplementation());
+        }
+    }
 }
 
 }  // namespace KrSim

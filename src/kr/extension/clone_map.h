@@ -24,6 +24,8 @@ public:
         kOwn,       ///< it was there before and keeps its own
     };
 
+    using ConnectionFilter = std::function<bool(const KrData::FieldBase& source, const KrData::FieldBase& sink)>;
+
     KrCloneMap();
     ~KrCloneMap();
     KrCloneMap(const KrCloneMap&) = delete;
@@ -41,11 +43,12 @@ public:
     void _followMessages() const;
     /// Links, connections and references of the clones, in this order: what leads to a source leads to its clone.
     /// Connections transfer once; then the values of each clone are made those of its source, without a transfer, and
-    /// the observers are notified.
-    void _complete() const;
+    /// the observers are notified. Clones that keep their own values keep their links, too.
+    /// \param mayConnect  tells for two fields of sources whether their connection is copied; empty for all.
+    void _complete(const ConnectionFilter& mayConnect = {}) const;
     /// Instances whose definition was cloned become instances of the clone, with the content IDs that go with it.
     void _redirectDefinitions() const;
-    /// Calls onSynchronized of each clone with the implementation of its source.
+    /// Calls onSynchronized of each new clone with the implementation of its source.
     void _synchronizeImplementations() const;
 
     [[nodiscard]] KrExtension* _findExtension(const KrExtension* original) const override { return find(original); }
@@ -60,8 +63,8 @@ private:
         Kr::KrSmartPtr<const Kr::KrRefCount> cloneHolder;
     };
 
-    void _copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair) const;
-    void _copyOutgoing(const KrData::FieldBase& field, const Pair& pair) const;
+    void _copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair, const ConnectionFilter& mayConnect) const;
+    void _copyOutgoing(const KrData::FieldBase& field, const Pair& pair, const ConnectionFilter& mayConnect) const;
     void _copyValuesOf(const Pair& pair) const;
     [[nodiscard]] bool _redirectIDs() const;
 
@@ -81,6 +84,7 @@ struct KrCloneRequest {
     KrCloneMap* clones = nullptr;           ///< what was cloned so far; required
     const KrCloneFilter* filter = nullptr;  ///< null takes everything
     bool copyFields = true;
+    bool isPlacing = false;   ///< whether all below gets IDs derived from contentID; else only what had such ones
     bool synchronize = true;  ///< whether to call onSynchronized at once; no, where connections are still to come
 };
 

@@ -33,6 +33,7 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_cloneAll(const KrContentID& id, const 
     request.contentID = id;
     request.clones = &clones;
     request.filter = filter;
+    request.isPlacing = !id.getParentInstances().empty();
     request.synchronize = false;  // once for each clone, when all are complete
     auto made = _clone(request);
     if (!made) return made;
@@ -66,6 +67,11 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_clone(const KrCloneRequest& request) c
 }
 
 Kr::KrSmartPtr<KrExtension> KrExtension::_makeClone() const {
+    if (_isUnknown) {  // only keeps data: nothing may come between
+        auto made = Kr::makeSmart<KrExtension>();
+        made->_createUnknownImplementation();
+        return made;
+    }
     auto made = _creationKey.isNull() ? Kr::KrSmartPtr<KrExtension>() : KrExtensionFactory::create(_creationKey);
     return made ? made : Kr::makeSmart<KrExtension>();
 }

@@ -233,6 +233,22 @@ void KrObject::_takeBack(KrExtension& extension, const std::string& name) noexce
     }
 }
 
+void KrObject::_moveExtension(KrExtension& extension, std::uint64_t position) {
+    std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
+    const std::lock_guard lock(_listMutex);
+    auto [place, end] = _extensions->equal_range(extension._getPosition());
+    while (place != end && place->extension.get() != &extension)
+        ++place;
+    if (place == end) return;
+    auto entry = *place;
+    _extensions->erase(place);
+    entry.position = position;
+    _extensions->insert(std::move(entry));
+    extension._setPosition(position);
+    _nextPosition = std::max(_nextPosition, position + 1);
+    outdated.swap(_held);
+}
+
 void KrObject::_addExtensionToList(KrExtension* extension) {
     const auto self = keepAlive(*this);
     const Kr::KrSmartPtr<KrExtension> held(extension);

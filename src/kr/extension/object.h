@@ -6,10 +6,12 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "kr/content/content_id.h"
 #include "kr/content/content_reference.h"
+#include "kr/data/field_merge.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/held_extensions.h"
 #include "kr/extension/i_object.h"
@@ -23,6 +25,7 @@
 namespace KrSim {
 
 namespace detail {
+class DefinitionSnapshot;
 class ExtensionList;
 class OutsideConnections;
 }  // namespace detail
@@ -30,8 +33,7 @@ class OutsideConnections;
 /// An extension that holds others: its components and child objects. Objects form the tree of content.
 ///
 /// An object is a definition, which is content of its own, or an instance of one: a placement that follows its
-/// definition (sync) and keeps only the values of fields that are marked as its own (setInstanceData).
-/// docs/objects.md has the whole picture.
+/// definition (sync) and keeps what its user has changed. docs/objects.md has the whole picture.
 ///
 /// Thread: the application thread. add and remove may be called from any thread while the application runs: they are
 /// done later, on its thread, and so they are while it updates its modules.
@@ -84,10 +86,12 @@ class KR_API KrObject : public KrExtension {
     /// registered content carries, and when the type makes something that is no object.
     [[nodiscard]] Kr::KrSmartPtr<KrObject> instantiate();
     [[nodiscard]] Kr::KrSmartPtr<KrObject> instantiate(const KrContentID& id);
-    /// Makes this instance like its definition, but for its own values. Extensions that the definition has no more go;
-    /// where they held own values, a lost extension stays in their place and keeps these. Extensions that were added to
-    /// the instance by hand stay. False for a definition and while the definition is not there; false, with an error,
-    /// while the object is busy.
+    /// Takes over what the definition has changed since this instance last followed it. What the user of the instance
+    /// has changed stays, and so does its state: values of outputs and the bytes of implementations. Extensions that
+    /// the definition has no more go; where they held own data, a lost extension takes their place and keeps it.
+    /// Extensions that were added to the instance by hand stay.
+    /// False for a definition, while the definition is not there, and when a sync of this instance is under way; false,
+    /// with an error, while the object is busy.
     bool sync();
     /// Makes this an instance of another definition. Errors for null, for an instance, and when this is no instance.
     void replaceDefinition(KrObject* definition);
@@ -95,8 +99,10 @@ class KR_API KrObject : public KrExtension {
     /// Null for a definition, and while the definition is not there.
     [[nodiscard]] KrObject* getDefinition() const;
     [[nodiscard]] const KrContentReference& getDefinitionReference() const noexcept { return _definition; }
-    /// Marks the value of a field as an instance's own, so that sync leaves it. The mark is saved with the field.
+    /// Marks the value of a field as an instance's own, even where it is that of the definition: sync leaves it. The
+    /// mark is saved with the field. Values that differ from those of the definition need none.
     static void setInstanceData(const KrData::FieldBase& field);
+    /// Whether the field is marked.
     [[nodiscard]] static bool isInstanceData(const KrData::FieldBase& field);
     /// The file that the definition was loaded from.
     [[nodiscard]] const Kr::KrString<512>& getDefinitionFileName() const noexcept { return _definitionFileName; }
@@ -138,6 +144,8 @@ class KR_API KrObject : public KrExtension {
     void _savePosition(const KrContentID& id, std::uint64_t position);
     /// The error of an extension that only keeps the own values of what was there.
     [[nodiscard]] static std::string _describeLost(const std::string& name);
+    /// Puts an extension of this object elsewhere among its siblings; no callback, no listener.
+    void _moveExtension(KrExtension& extension, std::uint64_t position);
     /// Strong holders of the extensions, in order.
     [[nodiscard]] HeldExtensions _getExtensions() const;
     /// One of them, held; null past the end. For walks that must not allocate: they go on while the list changes.
@@ -147,15 +155,35 @@ class KR_API KrObject : public KrExtension {
     /// Extensions that come from now on stand at this position or behind it, unless their position was saved.
     [[nodiscard]] std::uint64_t _getNextPosition() const noexcept;
 
-    /// The connections that wait for parts that the definition has lost.
+    /// The connections that wait for parts that the definition has lost; made on first call.
     [[nodiscard]] detail::OutsideConnections& _getOutsideConnections();
+    [[nodiscard]] detail::OutsideConnections* _findOutsideConnections() const noexcept {
+        return _outsideConnections.get();
+    }
 
-    /// The own values of this instance and of all below it.
+    /// The own data of this instance and of all below it.
     [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
-    /// Puts own values back where their extensions are, by runtime ID, else by raw ID; answers the others.
+    /// Puts own data back where their extensions are, by runtime ID, else by raw ID; answers the others.
     [[nodiscard]] std::vector<InstanceDataItem> _restoreInternalInstanceData(std::vector<InstanceDataItem> items);
-    /// Keeps own values of extensions that are gone in placeholders of their names and IDs.
+    /// Keeps own data of extensions that are gone in placeholders of their names and IDs.
     void _createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items);
+
+    /// The own data of this instance as content keeps it, as hidden field of the name of each extension. Has an entry,
+    /// which may be null, for each extension that follows the definition; none before the first sync after a load, when
+    /// the names carry it themselves.
+    using OwnRecords = std::unordered_map<const KrExtension*, std::unique_ptr<KrData::Container>>;
+    [[nodiscard]] OwnRecords _getOwnRecords() const;
+    /// What the instance is compared with: the definition when this instance last followed it. Null before that.
+    [[nodiscard]] const std::shared_ptr<const detail::DefinitionSnapshot>& _getBase() const noexcept { return _base; }
+    void _setBase(std::shared_ptr<const detail::DefinitionSnapshot> base) noexcept { _base = std::move(base); }
+    /// The definition as it is now; shared until it changes.
+    [[nodiscard]] std::shared_ptr<const detail::DefinitionSnapshot> _takeSnapshot() const;
+    /// For a clone that follows another definition than its original: its names carry what is own, as after a load.
+    void _takeOwnRecords(const KrObject& original, const KrCloneMap& clones);
+    /// Whether the extension is this instance, or a part of it that came from the definition.
+    [[nodiscard]] bool _holdsCopy(const KrExtension& extension) const;
+    /// For a copy of an inner instance: follows what its original follows.
+    void _followSource(const KrObject& source);
 
 protected:
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
@@ -180,9 +208,8 @@ private:
     void _dismiss(KrExtension& extension) noexcept;
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     bool _sync(KrCloneMap::Values values);
-    void _syncWith(const KrObject& definition, KrCloneMap& pairs);
-    [[nodiscard]] KrContentID _placementOf(const KrExtension& item) const;
-    void _syncExtension(KrExtension& definition, KrCloneMap& pairs, KrExtension* existing);
+    void _putBack(KrObject& owner);
+    void _takeContent(const InstanceDataItem& item);
     [[nodiscard]] bool _mayChangeNow() const;
     void _regenerateIDsBelow();
 
@@ -197,9 +224,12 @@ private:
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;
     std::unique_ptr<detail::OutsideConnections> _outsideConnections;
+    std::shared_ptr<const detail::DefinitionSnapshot> _base;
+    mutable std::weak_ptr<const detail::DefinitionSnapshot> _latestSnapshot;  // of this definition
     Leaving* _leaving{nullptr};
     const KrExtension* _givenName{nullptr};  // whose next renaming comes from here
     bool _isDying{false};
+    bool _isSyncing{false};
     bool _isRoot{false};
 };
 
@@ -218,7 +248,7 @@ private:
     bool _isRecursive;
 };
 
-/// The own values of one extension of an instance.
+/// The own data of one extension of an instance.
 struct KR_API KrObject::InstanceDataItem {
     InstanceDataItem();
     InstanceDataItem(InstanceDataItem&&) noexcept;
@@ -230,8 +260,14 @@ struct KR_API KrObject::InstanceDataItem {
     KrFactoryKey key;
     std::uint64_t position{0};
     bool isObject{false};
-    /// "Inputs", "Outputs" and "Parameters" with the marked fields only; containers above a marked field come along.
+    bool wasLost{false};                 ///< the extension was a lost one
+    Kr::KrSmartPtr<KrExtension> holder;  ///< the extension; null for one that nobody holds
+    KrData::OwnFields::Paths own;        ///< what is own, by the paths of fields; "Name" for the name
+    /// "Inputs", "Outputs" and "Parameters" with the own fields only; containers above an own field come along. Null
+    /// when there are none.
     std::unique_ptr<KrData::Container> fields;
+    /// What was added to the extension, an object below the instance, by hand.
+    std::vector<Kr::KrSmartPtr<KrExtension>> content;
 };
 
 }  // namespace KrSim

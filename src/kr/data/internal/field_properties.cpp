@@ -69,12 +69,12 @@ bool isRangeSame(const FieldBase& field, const FieldBase& other) {
                array.getMaximumSize() == otherArray.getMaximumSize();
     }
     switch (field.getDataType()) {
-#define KR_COMPARE_RANGE(T)                                                                            \
-    case ValueTraits<T>::kDataType: {                                                                  \
-        const auto& own = *field.as<T>();                                                              \
-        const auto& base = *other.as<T>();                                                             \
-        return own.hasRange() == base.hasRange() && own.getMinimum() == base.getMinimum() &&           \
-               own.getMaximum() == base.getMaximum();                                                  \
+#define KR_COMPARE_RANGE(T)                                                                  \
+    case ValueTraits<T>::kDataType: {                                                        \
+        const auto& own = *field.as<T>();                                                    \
+        const auto& base = *other.as<T>();                                                   \
+        return own.hasRange() == base.hasRange() && own.getMinimum() == base.getMinimum() && \
+               own.getMaximum() == base.getMaximum();                                        \
     }
         KR_FOR_EACH_VALUE_TYPE(KR_COMPARE_RANGE)
 #undef KR_COMPARE_RANGE
@@ -93,8 +93,8 @@ void takeRange(FieldBase& field, const FieldBase& source) {
         return;
     }
     switch (field.getDataType()) {
-#define KR_TAKE_RANGE(T)                                            \
-    case ValueTraits<T>::kDataType:                                 \
+#define KR_TAKE_RANGE(T)                                           \
+    case ValueTraits<T>::kDataType:                                \
         static_cast<Field<T>&>(field)._copyRange(*source.as<T>()); \
         break;
         KR_FOR_EACH_VALUE_TYPE(KR_TAKE_RANGE)

@@ -68,6 +68,14 @@ bool takeFunction(Kr::KrConnectionBase& made, const KrData::TransferFunction& fu
 
 }  // namespace
 
+bool ConnectionRestorer::isConnected(const ConnectionRecord& record) const {
+    const auto source = _find(record.source);
+    const auto sink = _find(record.sink);
+    if (!source || !sink) return false;
+    return _connected.count({KrData::_findStoredPath(source->getFieldsContainer(), record.sourceField),
+                             KrData::_findStoredPath(sink->getFieldsContainer(), record.sinkField)}) != 0;
+}
+
 bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& record) {
     using Factory = Kr::KrConnectionFactory;
     std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued ? Factory::_createQueued(ends.source, ends.sink, false)

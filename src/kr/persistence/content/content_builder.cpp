@@ -14,6 +14,7 @@
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/own_record.h"
 #include "kr/persistence/content/internal/connection_restorer.h"
 #include "kr/persistence/content/internal/content_access.h"
 #include "kr/persistence/content/internal/content_guards.h"
@@ -21,6 +22,7 @@
 #include "kr/persistence/content/internal/kept_content.h"
 #include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/content/internal/obsolete_types.h"
+#include "kr/persistence/content/internal/own_paths.h"
 #include "kr/persistence/content/internal/reference_paths.h"
 
 namespace KrPersistence::detail {
@@ -196,8 +198,10 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
 
     {
         const ReferencePaths paths(record.fields, record.references);
+        const OwnPaths ownPaths(record.fields, extension);
         extension._loadImplementation(&record.fields);
         paths.update(record.references);
+        ownPaths.update(extension);
     }
     if (extension.hasImplementation() && record.dataVersion > extension.getImplementationVersion()) {
         ++_newerTypes[record.key.toString() + " was saved in version " + std::to_string(record.dataVersion) +
@@ -214,6 +218,7 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     if (extension.getCreationKey() == KrSim::KrFactoryKey()) extension.removeError("Unable to create ", false);
     if (record.isLost) extension.addError(KrObject::_describeLost(record.name), false);
     record.fields.clear();
+    if (KrSim::OwnRecord::of(extension).isComplete) _recorded.insert(&extension);
 }
 
 void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& record) {
@@ -317,6 +322,7 @@ void ContentBuilder::followDefinitions() {
         if (auto* definition = asObject(_findMade(id))) object->_setDefinition(definition);
     }
     _setReferences();  // instances take over those of their definitions
+    _connectFollowed();
     detail::followDefinitions(_made.size(), _problems);
 }
 
@@ -416,6 +422,52 @@ std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
     return ordered;
 }
 
+namespace {
+
+void addTree(const KrExtension& extension, std::unordered_set<const KrExtension*>& all) {
+    all.insert(&extension);
+    const auto* object = asObject(const_cast<KrExtension*>(&extension));
+    if (object == nullptr) return;
+    for (const auto& below : object->_getExtensions())
+        addTree(*below, all);
+}
+
+}  // namespace
+
+/// Connections of instances and definitions, which those that follow are to take over or to give up.
+void ContentBuilder::_connectFollowed() {
+    std::unordered_set<const KrExtension*> sources;
+    for (const auto& extension : _made) {
+        const auto* object = asObject(extension.get());
+        if (object == nullptr || !object->isInstance() || sources.count(object) != 0) continue;
+        const auto* definition = object->getDefinition();
+        if (definition == nullptr) continue;
+        addTree(*object, sources);
+        addTree(*definition, sources);
+    }
+    if (sources.empty()) return;
+    ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
+    restorer.note(_made);
+    // All of a source: they transfer in this order.
+    for (const auto& record : _content.connections) {
+        if (sources.count(_findMade(record.source)) != 0) static_cast<void>(restorer.restore(record));
+    }
+}
+
+/// Whether the instance that both ends are in has followed its definition, which does not have the connection any more.
+bool ContentBuilder::_isOutdated(const ConnectionRecord& record) const {
+    if (_recorded.empty()) return false;
+    const auto* source = _findMade(record.source);
+    const auto* sink = _findMade(record.sink);
+    if (source == nullptr || sink == nullptr) return false;
+    for (const auto* above = source; above != nullptr; above = above->getOwner()) {
+        const bool hasFollowed = _recorded.count(above) != 0 && !KrSim::OwnRecord::of(*above).isComplete;
+        if (!hasFollowed || !static_cast<const KrObject&>(*above)._holdsCopy(*source)) continue;
+        if (static_cast<const KrObject&>(*above)._holdsCopy(*sink)) return true;
+    }
+    return false;
+}
+
 void ContentBuilder::connect() {
     ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
     restorer.note(_made);
@@ -438,6 +490,7 @@ void ContentBuilder::connect() {
     // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
     for (auto& record : _takeConnections()) {
         _reportStep();
+        if (!restorer.isConnected(record) && _isOutdated(record)) continue;
         if (restorer.restore(record)) {
             ++_connectionCount;
             _noteStandIn(std::move(record));
@@ -461,6 +514,7 @@ void ContentBuilder::release() {
     _progress = {};
     _roots.clear();
     _made.clear();
+    _recorded.clear();
     _byID.clear();
     _byStoredID.clear();
 }

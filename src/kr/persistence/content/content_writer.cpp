@@ -4,10 +4,12 @@
 #include <utility>
 
 #include "kr/data/extension_field.h"
+#include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/own_record.h"
 #include "kr/persistence/archives/archive_object_scope.h"
 #include "kr/persistence/archives/archive_writer.h"
 #include "kr/persistence/content/factory_key_archive.h"
@@ -39,7 +41,8 @@ std::string getData(const KrExtension& extension) {
 }
 
 bool hasMarks(const KrData::FieldBase& field) {
-    return field._getInternalIfAny() != nullptr || !field.getDescription().empty();
+    const auto* internal = field._getInternalIfAny();
+    return (internal != nullptr && internal->get() != nullptr) || !field.getDescription().empty();
 }
 
 /// A group without its fields.
@@ -75,8 +78,12 @@ void ContentWriter::_collect(const Roots& roots) {
         const auto below = object->_getExtensions();
         _held.insert(_held.end(), below.begin(), below.end());
     }
-    for (const auto& extension : _held)
+    for (const auto& extension : _held) {
         _included.insert(extension.get());
+        const auto* object = asObject(extension.get());
+        // Outer instances come first, and tell of inner ones, too.
+        if (object != nullptr && object->isInstance() && _own.count(object) == 0) _own.merge(object->_getOwnRecords());
+    }
     _identity.emplace(_held);
     _toStored = [this](const KrSim::KrContentID& id) { return (*_identity)(id); };
 }
@@ -173,15 +180,28 @@ void ContentWriter::_writeVersions(const KrExtension& extension) {
 
 void ContentWriter::_writeFields(const KrExtension& extension) {
     const auto& fields = extension.getFieldsContainer();
-    const auto& name = fields.getNameField();
-    // Its value is written with the extension; here are the marks on it.
-    _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
+    _writeNameMarks(extension);
     for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
         const auto& text = group->getID().str();
         const auto open = getOpenReferences(extension, text);
         _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {open, &_toStored}); });
         _writer.optional(hasMarks(*group), text + kMarks, [&] { writeMarks(_writer, text + kMarks, *group); });
     }
+}
+
+/// The value of the name is written with the extension; here are the marks on it, and what is the instance's own.
+void ContentWriter::_writeNameMarks(const KrExtension& extension) {
+    const auto& name = extension.getFieldsContainer().getNameField();
+    const auto own = _own.find(&extension);
+    if (own == _own.end() || own->second == nullptr) {
+        _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
+        return;
+    }
+    const std::unique_ptr<KrData::FieldBase> copy(name._duplicate());
+    copy->_setDynamic(name.isDynamic());
+    copy->_setForcingObservers(name._isForcingObservers());
+    KrSim::OwnRecord::addTo(*copy, *own->second);
+    _writer.optional(true, kNameMarks, [&] { writeField(_writer, kNameMarks, *copy); });
 }
 
 void ContentWriter::_writeDefinition(const KrObject& object) {

@@ -40,6 +40,7 @@ public:
                 _inside[above].push_back(_waiting.size());
                 above = above->getOwner();
             }
+            _places.emplace(object, _waiting.size());
             _waiting.push_back({std::move(extension), object});
         }
     }
@@ -65,14 +66,39 @@ private:
     void _follow(std::size_t index, int depth) {
         if (std::exchange(_waiting[index].isVisited, true)) return;
         auto& instance = *_waiting[index].object;
-        const auto* definition = instance.getDefinition();
-        if (definition != nullptr && depth < kDeepest) {
-            if (const auto inside = _inside.find(definition); inside != _inside.end()) {
-                for (const auto each : inside->second)
-                    _follow(each, depth + 1);
-            }
-        }
+        if (!_followOuter(instance, depth)) return;
+        _followInside(instance.getDefinition(), depth);
         _followNow(instance);
+    }
+
+    void _followInside(const KrObject* definition, int depth) {
+        if (definition == nullptr || depth >= kDeepest) return;
+        const auto inside = _inside.find(definition);
+        if (inside == _inside.end()) return;
+        for (const auto each : inside->second)
+            _follow(each, depth + 1);
+    }
+
+    /// An instance within another one is a copy of one in the definition of that, and follows it first. False while
+    /// that cannot be: what it has of its own is told by the outer one alone.
+    bool _followOuter(const KrObject& instance, int depth) {
+        for (auto* above = instance.getOwner(); above != nullptr && depth < kDeepest; above = above->getOwner()) {
+            if (!above->isInstance()) continue;
+            const auto place = _places.find(above);
+            if (place != _places.end()) {
+                _follow(place->second, depth + 1);
+                return KeptContent::find(*above) == nullptr || !KeptContent::find(*above)->isAwaitingDefinition;
+            }
+            const auto* definition = above->getDefinition();
+            if (definition == nullptr || _inside.count(definition) == 0) return true;
+            _followInside(definition, depth);
+            if (!above->_isBusy()) {
+                Kr::callGuarded(
+                    kSync, [&] { return above->getName(); }, [&] { above->sync(); });
+            }
+            return true;
+        }
+        return true;
     }
 
     void _followNow(KrObject& instance) {
@@ -104,6 +130,7 @@ private:
     std::vector<std::string>& _problems;
     std::vector<Waiting> _waiting;
     std::unordered_map<const KrObject*, std::vector<std::size_t>> _inside;
+    std::unordered_map<const KrObject*, std::size_t> _places;
 };
 
 }  // namespace

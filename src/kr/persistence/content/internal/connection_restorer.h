@@ -23,6 +23,8 @@ public:
 
     /// Notes what these extensions have connected by themselves, so that it is not connected twice.
     void note(const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& extensions);
+    /// Whether the connection was noted.
+    [[nodiscard]] bool isConnected(const ConnectionRecord& record) const;
     /// Whether the connection is there afterwards. If not, its record is worth keeping.
     bool restore(const ConnectionRecord& record);
 

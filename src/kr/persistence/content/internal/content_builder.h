@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -77,6 +78,8 @@ private:
     void _noteStandIn(ConnectionRecord record);
     void _replaceStandIns(KrSim::KrExtension& extension, ConnectionRestorer& restorer);
     void _replaceStandIns(KrSim::KrExtension& extension);
+    void _connectFollowed();
+    [[nodiscard]] bool _isOutdated(const ConnectionRecord& record) const;
     void _setReferences();
 
     ContentRecords _content;
@@ -88,8 +91,9 @@ private:
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
     // Places in the list, by live ID and by that of the file where it is another one.
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
-    std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
-    std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions
+    std::map<std::string, std::size_t> _newerTypes;           // of a newer version, with the number of their extensions
+    std::map<std::string, std::size_t> _missingTypes;         // with the number of their extensions
+    std::unordered_set<const KrSim::KrExtension*> _recorded;  // instances whose record of own data is complete
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};

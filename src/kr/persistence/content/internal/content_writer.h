@@ -8,7 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "kr/extension/fwd.h"
+#include "kr/extension/object.h"
 #include "kr/persistence/content/internal/file_identity.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/platform/smart_ptr.h"
@@ -41,6 +41,7 @@ private:
     void _writeMembers(const KrSim::KrExtension& extension, std::uint64_t& nextPosition);
     void _writeVersions(const KrSim::KrExtension& extension);
     void _writeFields(const KrSim::KrExtension& extension);
+    void _writeNameMarks(const KrSim::KrExtension& extension);
     void _writeDefinition(const KrSim::KrObject& object);
 
     ArchiveWriter& _writer;
@@ -48,7 +49,8 @@ private:
     Roots _held;  // all that is written: implementations may change the trees while they are asked for their data
     std::unordered_set<const KrSim::KrExtension*> _included;
     std::optional<StoredIdentity> _identity;
-    ContentIDMapping _toStored;  // by that
+    ContentIDMapping _toStored;        // by that
+    KrSim::KrObject::OwnRecords _own;  // of instances
     std::size_t _done{0};
 };
 

@@ -1,0 +1,291 @@
+#include "kr/extension/internal/instance_sync.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include "kr/core/connection_base.h"
+#include "kr/data/proxy.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/internal/object_access.h"
+#include "kr/extension/internal/outside_connections.h"
+#include "kr/extension/internal/own_data.h"
+#include "kr/extension/internal/placed_content.h"
+
+namespace KrSim::detail {
+
+namespace {
+
+void addIDs(const DefinitionSnapshot::Node& node, std::unordered_set<Identifier>& ids) {
+    ids.insert(node.id.getRuntimeID());
+    for (const auto& child : node.children)
+        addIDs(child, ids);
+}
+
+}  // namespace
+
+InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values)
+    : _instance(instance),
+      _definition(definition),
+      _values(values),
+      _comparison(instance),
+      _now(definition._takeSnapshot()),
+      _originals(_comparison.findOriginals(_now)) {
+    for (const auto& [extension, id] : _originals)
+        _originalIDs.emplace(extension->getContentID().getRuntimeID(), id);
+    addIDs(_now->getRoot(), _definitionIDs);
+    _pairs._keepOutsideConnections(instance);
+}
+
+std::exception_ptr InstanceSync::run() {
+    auto items = _comparison.getItems();
+    auto changes = _comparison.compareConnections(*_now, _originals);
+    _endConnections(changes.outdated);
+    _removedConnections = std::move(changes.removed);
+    std::exception_ptr failure;
+    try {
+        _follow(_instance, _definition, false);
+    } catch (...) {
+        failure = std::current_exception();  // of an error that was logged; what could not be made is missing
+    }
+    try {
+        _followLinks();
+        _pairs._complete([this](const auto& source, const auto& sink) { return _mayConnect(source, sink); });
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    _instance._createLostExtensionsFromInternalInstanceData(_instance._restoreInternalInstanceData(std::move(items)));
+    _dropRecords();
+    _instance._setBase(_now);
+    _pairs._followMessages();
+    if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance, _pairs);
+    _pairs._synchronizeImplementations();
+    return failure;
+}
+
+// --- The tree ------------------------------------------------------------------------------------------------------
+
+void InstanceSync::_follow(KrObject& object, const KrObject& definition, bool isInner) {
+    _followFields(object, definition, isInner);
+    if (&object != &_instance) _followDefinition(object, definition);
+    _pair(definition, object, &object == &_instance ? _values : KrCloneMap::Values::kOwn);
+
+    const auto originals = definition._getExtensions();
+    std::vector<Wanted> wanted;
+    wanted.reserve(originals.size());
+    for (const auto& each : originals)
+        wanted.push_back({each->getContentID(), each->getCreationKey().uuid});
+    std::vector<Kr::KrSmartPtr<KrExtension>> copies;
+    for (auto* copy : findCopies(object, definition.getContentID(), wanted))
+        copies.emplace_back(copy);
+    _removeOthers(object, copies);
+    for (std::size_t i = 0; i < originals.size(); ++i) {
+        const auto id = placeCopy(object.getContentID(), definition.getContentID(), wanted[i].id);
+        const auto* inner = asObject(originals[i].get());
+        const bool isBelowInner = isInner || (inner != nullptr && inner->isInstance());
+        if (!copies[i]) {
+            _add(object, *originals[i], id, isBelowInner);
+            continue;
+        }
+        if (copies[i]->getOwner() != &object) continue;  // a callback took it out
+        if (copies[i]->getContentID() != id) copies[i]->_setContentID(id);
+        _followNameAndPlace(object, *copies[i], *originals[i]);
+        auto* child = asObject(copies[i].get());
+        if (child != nullptr && inner != nullptr) {
+            _follow(*child, *inner, isBelowInner);
+        } else {
+            _followFields(*copies[i], *originals[i], isBelowInner);
+            _pair(*originals[i], *copies[i], KrCloneMap::Values::kOwn);
+        }
+    }
+    // Once more, because names may have changed places.
+    for (std::size_t i = 0; i < originals.size(); ++i) {
+        if (copies[i] && copies[i]->getOwner() == &object) _followName(*copies[i], *originals[i]);
+    }
+}
+
+void InstanceSync::_pair(const KrExtension& original, KrExtension& copy, KrCloneMap::Values values) {
+    _pairs.add(&original, &copy, values);
+    _followed.emplace_back(&original, &copy);
+}
+
+void InstanceSync::_removeOthers(KrObject& object, const std::vector<Kr::KrSmartPtr<KrExtension>>& copies) {
+    std::unordered_set<const KrExtension*> staying;
+    for (const auto& copy : copies)
+        staying.insert(copy.get());
+    for (const auto& each : object._getExtensions()) {
+        const auto depth = getDepthBelow(object.getContentID(), each->getContentID());
+        // Deeper ones are lost extensions whose holder is lost, too.
+        const bool isPlacedHere = depth == 1 || (depth > 1 && each->_isUnknownPlaceholder());
+        if (isPlacedHere && each->getOwner() == &object && staying.count(each.get()) == 0) {
+            _pairs._noteLeaving(*each);
+            object._removeExtension(each.get());
+        }
+    }
+}
+
+namespace {
+
+/// A copy is ready to follow; its marks are those of the inner instance that it was copied from.
+void settle(KrExtension& copy, const KrExtension& original, bool isInner) {
+    const auto& source = original.getFieldsContainer();
+    auto& fields = copy.getFieldsContainer();
+    settleCopy(fields.getInputs(), source.getInputs(), isInner);
+    settleCopy(fields.getOutputs(), source.getOutputs(), isInner);
+    settleCopy(fields.getParameters(), source.getParameters(), isInner);
+}
+
+void settleTree(const KrCloneMap& pairs, const KrExtension& original, bool isInner) {
+    auto* copy = pairs.find(&original);
+    if (copy == nullptr) return;
+    settle(*copy, original, isInner);
+    const auto* object = asObject(&original);
+    if (object == nullptr) return;
+    for (const auto& below : object->_getExtensions()) {
+        const auto* inner = asObject(below.get());
+        settleTree(pairs, *below, isInner || (inner != nullptr && inner->isInstance()));
+    }
+}
+
+}  // namespace
+
+void InstanceSync::_add(KrObject& owner, KrExtension& definition, const KrContentID& id, bool isInner) {
+    KrCloneRequest request;
+    request.contentID = id;
+    request.owner = &owner;
+    request.clones = &_pairs;
+    request.isPlacing = true;
+    request.synchronize = false;
+    owner._savePosition(request.contentID, definition._getPosition());
+    static_cast<void>(definition._clone(request));
+    settleTree(_pairs, definition, isInner);
+}
+
+// --- One extension -------------------------------------------------------------------------------------------------
+
+void InstanceSync::_followFields(KrExtension& extension, const KrExtension& definition, bool isInner) {
+    static const auto& nothing = *new KrData::OwnFields;
+    const auto* entry = _comparison.find(extension);
+    auto& fields = extension.getFieldsContainer();
+    const auto& source = definition.getFieldsContainer();
+    std::vector<std::string> lost;
+    for (auto* group : fields._getGroups()) {
+        auto rules = rulesFor(*group);
+        rules.isInner = isInner;
+        rules.keepsState = !_comparison.hasBase();
+        rules.followReference = [this](KrData::FieldBase& field, const KrData::FieldBase& from) {
+            _followReference(field, from);
+        };
+        const auto& from = static_cast<const KrData::Container&>(source[group->getID()]);
+        const auto gone = KrData::followFields(*group, from, entry != nullptr ? entry->own : nothing, rules);
+        lost.insert(lost.end(), gone.begin(), gone.end());
+    }
+    if (!lost.empty() || extension.getErrorCount() > 0) reportLostFields(extension, lost);
+}
+
+void InstanceSync::_followReference(KrData::FieldBase& field, const KrData::FieldBase& source) {
+    const auto mine = describeReferences(field);
+    const auto wanted = describeReferences(source);
+    const auto isSame = [&](const ReferenceTarget& own, const ReferenceTarget& original) {
+        if (own.path != original.path) return false;
+        if (_definitionIDs.count(original.extension) == 0) return own.extension == original.extension;
+        const auto found = _originalIDs.find(own.extension);
+        return found != _originalIDs.end() && found->second == original.extension;
+    };
+    if (std::equal(mine.begin(), mine.end(), wanted.begin(), wanted.end(), isSame)) return;
+    // What leads to the definition is led to the copies when all of them are there.
+    if (field.getDataType() == KrData::Types::kProxy) {
+        _proxies.emplace_back(KrData::FieldReference(&field),
+                              KrData::FieldReference(const_cast<KrData::FieldBase*>(&source)));
+    } else {
+        field.copyValue(source);
+    }
+}
+
+void InstanceSync::_followLinks() {
+    for (const auto& [field, source] : _proxies) {
+        auto* proxy = field.get();
+        const auto* original = source.get();
+        if (proxy == nullptr || original == nullptr) continue;
+        static_cast<KrData::Proxy*>(proxy)->_copyLinks(static_cast<const KrData::Proxy&>(*original), _pairs);
+    }
+}
+
+void InstanceSync::_followDefinition(KrObject& object, const KrObject& definition) {
+    const auto* entry = _comparison.find(object);
+    const bool isOwn =
+        entry != nullptr && (entry->own.getParts(object.getFieldsContainer().getNameField()) & KrData::kOwnField) != 0;
+    if (isOwn) return;
+    object._followSource(definition);
+}
+
+void InstanceSync::_followNameAndPlace(KrObject& owner, KrExtension& extension, const KrExtension& definition) {
+    _followName(extension, definition);
+    const auto* entry = _comparison.find(extension);
+    const auto& name = extension.getFieldsContainer().getNameField();
+    const bool isOwn = entry != nullptr && (entry->own.getParts(name) & KrData::kOwnOrder) != 0;
+    if (!isOwn && extension._getPosition() != definition._getPosition()) {
+        owner._moveExtension(extension, definition._getPosition());
+    }
+}
+
+void InstanceSync::_followName(KrExtension& extension, const KrExtension& definition) const {
+    const auto* entry = _comparison.find(extension);
+    const auto& name = extension.getFieldsContainer().getNameField();
+    const bool isOwn = entry != nullptr && (entry->own.getParts(name) & KrData::kOwnValue) != 0;
+    const bool isUnchanged = entry != nullptr && entry->node != nullptr && entry->node->name == definition.getName();
+    if (!isOwn && !isUnchanged && extension.getName() != definition.getName()) {
+        extension.setName(definition.getName().c_str());
+    }
+}
+
+void InstanceSync::_dropRecords() const {
+    for (const auto& [original, copy] : _followed) {
+        OwnRecord::dropFrom(*copy);
+        // An inner instance whose definition is still to come has the record of its original.
+        OwnRecord::of(*original).setOn(*copy);
+    }
+}
+
+// --- Connections ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+void endConnection(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
+    std::vector<std::unique_ptr<Kr::KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
+    for (auto* connection : source._getOutgoingConnections()) {
+        if (connection->getSink() != &sink) continue;
+        if (connection->_isUnowned()) {
+            ended.emplace_back(connection);
+            continue;
+        }
+        for (auto* keeper : {sink.getOwnerExtension(), source.getOwnerExtension()}) {
+            auto kept = keeper != nullptr ? keeper->getFieldsContainer()._releaseConnection(*connection) : nullptr;
+            if (kept) ended.push_back(std::move(kept));
+        }
+    }
+}
+
+}  // namespace
+
+void InstanceSync::_endConnections(const InnerConnections& connections) {
+    if (connections.empty()) return;
+    std::unordered_map<Identifier, const KrExtension*> copies;
+    for (const auto& [extension, id] : _originals)
+        copies.emplace(id, extension);
+    for (const auto& each : connections) {
+        const auto* source = copies.at(each.source)->findFieldFromPath(each.sourcePath);
+        const auto* sink = copies.at(each.sink)->findFieldFromPath(each.sinkPath);
+        if (source != nullptr && sink != nullptr) endConnection(*source, *sink);
+    }
+}
+
+bool InstanceSync::_mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink) const {
+    if (_removedConnections.empty()) return true;
+    const auto idOf = [](const KrData::FieldBase& field) {
+        return field.getOwnerExtension()->getContentID().getRuntimeID();
+    };
+    return _removedConnections.count({idOf(source), source.getPath(), idOf(sink), sink.getPath()}) == 0;
+}
+
+}  // namespace KrSim::detail

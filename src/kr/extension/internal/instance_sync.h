@@ -1,0 +1,59 @@
+#pragma once
+
+#include <exception>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "kr/extension/clone_map.h"
+#include "kr/extension/internal/instance_comparison.h"
+#include "kr/extension/object.h"
+
+namespace KrSim::detail {
+
+/// Brings one instance in line with its definition: the way there and all that must be known of it.
+///
+/// What is here stays the same object, and is changed only where the definition has changed and the instance has
+/// nothing of its own. Thread: the application thread.
+class InstanceSync {
+public:
+    /// \param values  of the instance itself: those of the definition for one that was just made.
+    InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values);
+
+    /// What was thrown on the way, after all was put in order; null when nothing was.
+    [[nodiscard]] std::exception_ptr run();
+
+private:
+    using Node = DefinitionSnapshot::Node;
+
+    void _follow(KrObject& object, const KrObject& definition, bool isInner);
+    void _followFields(KrExtension& extension, const KrExtension& definition, bool isInner);
+    void _followReference(KrData::FieldBase& field, const KrData::FieldBase& source);
+    void _followLinks();
+    void _followDefinition(KrObject& object, const KrObject& definition);
+    void _followNameAndPlace(KrObject& owner, KrExtension& extension, const KrExtension& definition);
+    void _followName(KrExtension& extension, const KrExtension& definition) const;
+    void _removeOthers(KrObject& object, const std::vector<Kr::KrSmartPtr<KrExtension>>& copies);
+    void _add(KrObject& owner, KrExtension& definition, const KrContentID& id, bool isInner);
+    void _endConnections(const InnerConnections& connections);
+    [[nodiscard]] bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink) const;
+    void _pair(const KrExtension& original, KrExtension& copy, KrCloneMap::Values values);
+    void _dropRecords() const;
+
+    KrObject& _instance;
+    const KrObject& _definition;
+    KrCloneMap::Values _values;
+    InstanceComparison _comparison;
+    std::shared_ptr<const DefinitionSnapshot> _now;
+    InstanceComparison::Originals _originals;  // of what was here before, by the definition as it is now
+    std::unordered_map<Identifier, Identifier> _originalIDs;
+    std::unordered_set<Identifier> _definitionIDs;
+    InnerConnections _removedConnections;
+    std::vector<std::pair<KrData::FieldReference, KrData::FieldReference>> _proxies;  // with those that they follow
+    KrCloneMap _pairs;                                                                // holds all that are followed
+    std::vector<std::pair<const KrExtension*, KrExtension*>> _followed;
+};
+
+}  // namespace KrSim::detail

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "kr/content/content_id.h"
+#include "kr/data/container.h"
+#include "kr/data/field_merge.h"
+#include "kr/extension/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrSim {
+
+/// A connection between two extensions of one tree, by their IDs and the paths of fields.
+struct InnerConnection {
+    KrContentID::Identifier source;
+    std::string sourcePath;
+    KrContentID::Identifier sink;
+    std::string sinkPath;
+
+    friend auto operator<=>(const InnerConnection&, const InnerConnection&) = default;
+};
+using InnerConnections = std::set<InnerConnection>;
+
+/// What an extension of an instance has of its own, as content keeps it: a hidden field of its name. Lost extensions
+/// carry it always, others from a load to the first sync. For the framework. Thread: the application thread.
+struct KR_API OwnRecord {
+    /// The path of the name field in a record: its value is the name, its order the position, the field itself the
+    /// definition of an inner instance.
+    static constexpr const char* kNamePath = "Name";
+
+    KrData::OwnFields::Paths fields;
+    /// Connections that end at the extension, by the raw IDs in the instance: those do not depend on files.
+    InnerConnections added;
+    InnerConnections removed;
+    /// Of the instance itself: connections that are not recorded follow the definition. Content of releases before this
+    /// record does not tell.
+    bool isComplete{false};
+
+    [[nodiscard]] bool empty() const noexcept {
+        return fields.empty() && added.empty() && removed.empty() && !isComplete;
+    }
+    /// Null for an empty record.
+    [[nodiscard]] std::unique_ptr<KrData::Container> toField() const;
+    /// Puts what toField() answered into the hidden metadata of a name field.
+    static void addTo(KrData::FieldBase& name, const KrData::Container& record);
+    /// Empty when the extension carries none.
+    [[nodiscard]] static OwnRecord of(const KrExtension& extension);
+    /// In place of the one that the extension carries.
+    void setOn(KrExtension& extension) const;
+    static void dropFrom(KrExtension& extension);
+};
+
+}  // namespace KrSim
