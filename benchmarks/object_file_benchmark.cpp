@@ -7,8 +7,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/extension_types.h"

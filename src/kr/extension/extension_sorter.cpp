@@ -86,13 +86,13 @@ namespace {
 /// Fewer are not worth the trouble.
 constexpr std::size_t kFewGaps = 64;
 
-/// Closes the gaps; `onMove` hears of every place that changes.
 /// Room for one more, so that adding it does not fail.
 template <class T>
 void makeRoom(std::vector<T>& list) {
     if (list.size() == list.capacity()) list.reserve(std::max<std::size_t>(16, 2 * list.size()));
 }
 
+/// Closes the gaps; `onMove` is called for every place that changes.
 template <class T, class OnMove>
 void closeGaps(std::vector<T*>& list, const OnMove& onMove) {
     std::uint32_t to = 0;
