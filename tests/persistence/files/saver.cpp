@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -25,27 +26,30 @@ bool isRefusal(const std::string& error) {
            error.find("another process is saving this file") != std::string::npos;
 }
 
-/// Answers how often it saved; -1 after another failure than that the other process is saving.
-int saveAgainAndAgain(KrPersistence::KrFile& file, const char* path, int times) {
+/// Saves so many times; a save that is refused while the other process is saving does not count. Answers false after
+/// any other failure.
+bool saveAgainAndAgain(KrPersistence::KrFile& file, const char* path, int times) {
     WithoutFlushing calls;
     calls.replace(&calls);
-    int saved = 0;
-    for (int i = 0; i < times && saved >= 0; ++i) {
+    bool isGood = true;
+    for (int saved = 0; isGood && saved < times;) {
         if (file.save(path)) {
             ++saved;
-        } else if (!isRefusal(file.explainLastError())) {
-            saved = -1;
+            continue;
         }
+        isGood = isRefusal(file.explainLastError());
+        if (!isGood) std::fprintf(stderr, "not saved: %s\n", file.explainLastError().c_str());
+        std::this_thread::yield();
     }
     calls.replace(nullptr);
-    return saved;
+    return isGood;
 }
 
 }  // namespace
 
 // saver PATH TEXT: saves the text a hundred thousand times, in one section. Ends with 1 if that fails.
-// saver PATH TEXT TIMES: the same so many times, beside other processes. Ends with 1 if none or another failure than
-// that of a second saver comes.
+// saver PATH TEXT TIMES: the same so many times, beside other processes. Ends with 1 after another failure than that of
+// a second saver.
 int main(int argumentCount, char** arguments) {
     if (argumentCount < 3) return 2;
     std::string text;
@@ -55,5 +59,5 @@ int main(int argumentCount, char** arguments) {
     file.addSection(new notes::Notes(text));
     if (argumentCount == 3) return file.save(arguments[1]) ? 0 : 1;
     Kr::LogSetLevel(Kr::eLogLevel::kError);
-    return saveAgainAndAgain(file, arguments[1], std::atoi(arguments[3])) > 0 ? 0 : 1;
+    return saveAgainAndAgain(file, arguments[1], std::atoi(arguments[3])) ? 0 : 1;
 }
