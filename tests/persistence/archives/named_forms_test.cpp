@@ -4,8 +4,8 @@
 #include <fstream>
 #include <limits>
 #include <map>
-#include <regex>
 #include <sstream>
+#include <string>
 #include <vector>
 
 #include "tests/persistence/archives/archive_kinds.h"
@@ -47,6 +47,15 @@ struct Shelf {
     }
 };
 
+/// The items of a container with one name for all, as earlier releases named them.
+std::string withEqualNames(std::string text) {
+    for (const std::string name : {"item2", "item3"}) {
+        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at))
+            text.replace(at, name.size(), "item");
+    }
+    return text;
+}
+
 template <class Kind>
 class BoostContainers : public testing::Test {};
 TYPED_TEST_SUITE(BoostContainers, archive_kinds::Named, archive_kinds::Names);
@@ -57,7 +66,7 @@ TYPED_TEST(BoostContainers, HaveEachNameOnceAndAreReadAsEarlierReleasesWroteThem
     typename TypeParam::Out out(stream, 0);
     out << BOOST_SERIALIZATION_NVP(shelf);
     const std::string now = stream.str();
-    const std::string earlier = std::regex_replace(now, std::regex("item[23]"), "item");
+    const std::string earlier = withEqualNames(now);
     EXPECT_NE(now, earlier);
     for (const auto& bytes : {now, earlier}) {
         std::istringstream source(bytes);
