@@ -244,7 +244,8 @@ KrData::FieldBase* findField(const KrData::Container& group, const Kr::KrID& id)
     return found != group.end() ? *found : nullptr;
 }
 
-std::size_t removeFields(KrData::Container& group, const Kr::KrID& id) {
+/// By value: the identifier may be that of the first field that goes.
+std::size_t removeFields(KrData::Container& group, Kr::KrID id) {
     std::size_t count = 0;
     while (group.removeField(id))
         ++count;

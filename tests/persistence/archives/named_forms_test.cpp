@@ -10,6 +10,7 @@
 
 #include "tests/persistence/archives/archive_kinds.h"
 #include "tests/persistence/archives/shapes.h"
+#include "tests/support/replaced.h"
 #include "tests/support/temporary_folder.h"
 
 namespace named_forms_test {
@@ -17,6 +18,7 @@ namespace named_forms_test {
 using archive_kinds::Json;
 using archive_kinds::Xml;
 using KrPersistence::ArchiveWriter;
+using test_support::replaced;
 
 /// One of each.
 void writeAll(ArchiveWriter& writer) {
@@ -47,15 +49,6 @@ struct Shelf {
     }
 };
 
-/// The items of a container with one name for all, as earlier releases named them.
-std::string withEqualNames(std::string text) {
-    for (const std::string name : {"item2", "item3"}) {
-        for (auto at = text.find(name); at != std::string::npos; at = text.find(name, at))
-            text.replace(at, name.size(), "item");
-    }
-    return text;
-}
-
 template <class Kind>
 class BoostContainers : public testing::Test {};
 TYPED_TEST_SUITE(BoostContainers, archive_kinds::Named, archive_kinds::Names);
@@ -66,7 +59,7 @@ TYPED_TEST(BoostContainers, HaveEachNameOnceAndAreReadAsEarlierReleasesWroteThem
     typename TypeParam::Out out(stream, 0);
     out << BOOST_SERIALIZATION_NVP(shelf);
     const std::string now = stream.str();
-    const std::string earlier = withEqualNames(now);
+    const std::string earlier = replaced(replaced(now, "item2", "item"), "item3", "item");
     EXPECT_NE(now, earlier);
     for (const auto& bytes : {now, earlier}) {
         std::istringstream source(bytes);

@@ -2,13 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <regex>
-
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/versioning_registry.h"
 #include "tests/persistence/content/garage.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/replaced.h"
 #include "tests/support/same_bytes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -355,7 +354,7 @@ INSTANTIATE_TEST_SUITE_P(While, Renaming, testing::Bool(),
 TEST_F(Content, OfANewerVersionThanItsTypeIsTold) {
     const LogCapture log;
     const auto bytes = save({makeMotor("New", 1, 4.0, 1), makeMotor("Newer", 2, 4.0, 1)}, KrFile::kXml);
-    const auto newer = load(std::regex_replace(bytes, std::regex("<DataVersion>3<"), "<DataVersion>4<"));
+    const auto newer = load(test_support::replaced(bytes, "<DataVersion>3<", "<DataVersion>4<"));
     EXPECT_THAT(newer.problems,
                 ElementsAre(testing::AllOf(HasSubstr("was saved in version 4, and here it is of version 3"),
                                            HasSubstr("in 2 extensions"))));
