@@ -42,8 +42,13 @@ KrSimEvent makeEvent(const EventId& id, const EventData& data, const detail::Eve
 }  // namespace
 
 EventManagerImplementation::EventManagerImplementation() : _domain(detail::EventDomain::acquire()) {
-    const EventId added = EventManagerInternal::createInternalEventId(kNewNetworkApplicationAddedEventName);
-    _applicationAdded = registerListener(added, [](const EventData&) { KrEventDispatcher::_publishEventNames(); });
+    try {
+        const EventId added = EventManagerInternal::createInternalEventId(kNewNetworkApplicationAddedEventName);
+        _applicationAdded = registerListener(added, [](const EventData&) { KrEventDispatcher::_publishEventNames(); });
+    } catch (...) {
+        _domain.release();
+        throw;
+    }
 }
 
 EventManagerImplementation::~EventManagerImplementation() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <limits>
+#include <memory>
 #include <optional>
 #include <type_traits>
 
@@ -77,15 +78,15 @@ public:
 protected:
     TypedField(IExtension* owner, KrData::Types::FieldTypeEnum role, const Kr::KrID& id,
                const FieldOptions<T>& options) {
-        auto* field = new DeclaredField<T>(id, options.value);
+        auto field = std::make_unique<DeclaredField<T>>(id, options.value);
         if constexpr (KrData::ValueTraits<T>::kHasRange) {
             _setRange(*field, options.min, options.max);
         }
         field->setPhysicalDimension(options.dimension);
         field->setDescription(options.description);
         field->_handle = this;
-        _field = field;
-        placeDeclaredField(owner, role, field);
+        _field = field.get();
+        placeDeclaredField(owner, role, field.release());
     }
     ~TypedField() {
         if (_field == nullptr) return;
