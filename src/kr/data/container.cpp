@@ -1,12 +1,10 @@
 #include "kr/data/container.h"
 
 #include <algorithm>
-#include <optional>
 #include <unordered_set>
 #include <utility>
 
 #include "kr/data/field_visitor.h"
-#include "kr/data/internal/child_index.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
@@ -536,14 +534,9 @@ bool Container::isEqual(const FieldBase& other) const {
     if (this == &other) return true;
     const auto& container = static_cast<const Container&>(other);
     if (size() != container.size()) return false;
-    std::optional<detail::ChildIndex> index;  // made where the order differs
     const auto hasEqual = [&](const FieldBase& child, const FieldBase* beside) {
-        if (!index) index.emplace(container._children);
-        const auto* first = index->find(child._id);
-        if (first == nullptr) return false;
-        if (first != beside && child.isEqual(*first)) return true;
-        return std::any_of(container.begin(), container.end(), [&](const FieldBase* twin) {
-            return twin != first && twin != beside && twin->_id == child._id && child.isEqual(*twin);
+        return std::any_of(container.find(child._id), container.end(), [&](const FieldBase* twin) {
+            return twin != beside && twin->_id == child._id && child.isEqual(*twin);
         });
     };
     for (std::size_t i = 0; i < size(); ++i) {

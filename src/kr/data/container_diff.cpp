@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "kr/data/internal/child_index.h"
 #include "kr/data/internal/diff_target.h"
 #include "kr/data/internal/notification_frame.h"
 
@@ -129,9 +128,9 @@ void ContainerDiff::_compare(const Container& first, const Container& second, co
     const auto record = [&](Items& items, const FieldBase& field) {
         if (auto* item = items.append()) item->set(field, prefixes.second);
     };
-    detail::ChildIndex inSecond(second.getChildren());
     for (const auto* mine : first) {
-        const auto* theirs = inSecond.find(mine->getID());
+        const auto found = second.find(mine->getID());
+        const auto* theirs = found != second.end() ? *found : nullptr;
         if (theirs == nullptr) {
             if (auto* path = _removed.append()) path->setValue(relativePath(*mine, prefixes.first));
         } else if (mine->getDataType() == Types::kContainer && theirs->getDataType() == Types::kContainer &&
@@ -141,9 +140,8 @@ void ContainerDiff::_compare(const Container& first, const Container& second, co
             record(_modified, *theirs);
         }
     }
-    detail::ChildIndex inFirst(first.getChildren());
     for (const auto* theirs : second) {
-        if (inFirst.find(theirs->getID()) == nullptr) record(_added, *theirs);
+        if (first.find(theirs->getID()) == first.end()) record(_added, *theirs);
     }
 }
 
