@@ -365,6 +365,7 @@ TEST(Changes, OfManyThreadsKeepOrderWhileMainLoopsBeginAndEnd) {
     const test_support::DispatcherScope scope;
     const auto application = makeApplication();
     int between = 0;
+    unsigned runs = 0;  // the first and every third have no frame
     test_support::runStress(
         kRounds,
         [&](int, int round) {
@@ -373,9 +374,26 @@ TEST(Changes, OfManyThreadsKeepOrderWhileMainLoopsBeginAndEnd) {
             application->executeBetweenFrames([&between] { ++between; });
             if (round % 2 == 0) application->remove(extension.get());
         },
-        [&] { application->run({.frames = 2}); });
+        [&] { application->run({.frames = runs++ % 3}); });
     EXPECT_EQ(between, test_support::kStressThreads * kRounds);
     EXPECT_EQ(application->getExtensionCount(), static_cast<std::size_t>(test_support::kStressThreads * kRounds / 2));
+}
+
+TEST(Changes, MayBeRequestedWhileTheObjectIsAddedAndRemoved) {
+    constexpr int kRounds = test_support::stressRounds(2'000, 300);
+    const test_support::DispatcherScope scope;
+    const auto application = makeApplication();
+    const auto object = Kr::makeSmart<KrSim::KrObject>();
+    const auto extension = Kr::makeSmart<KrExtension>();
+    test_support::runStress(
+        kRounds, [&](int, int) { object->remove(extension.get()); },
+        [&] {
+            application->add(object.get());
+            application->update();
+            application->remove(object.get());
+        });
+    EXPECT_EQ(application->getExtensionCount(), 0U);
+    EXPECT_EQ(object->getOwner(), nullptr);
 }
 
 /// Threads that only log, while applications with feedback are made, run and destroyed.

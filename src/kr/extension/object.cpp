@@ -81,7 +81,12 @@ void KrObject::_dismiss(KrExtension& extension) noexcept {
 }
 
 bool KrObject::_isBusy() const {
-    return getFieldsContainer().getApplicationContext().isBusy();
+    return _holdApplication().isBusy();
+}
+
+ApplicationContext KrObject::_holdApplication() const {
+    const std::lock_guard lock(_listMutex);
+    return _application;
 }
 
 void KrObject::_createUnknownImplementation() {
@@ -94,7 +99,11 @@ IObject* KrObject::getObjectImplementation() const noexcept {
 }
 
 void KrObject::_setApplicationContext(const ApplicationContext& context) {
-    const ApplicationContext before = getFieldsContainer().getApplicationContext();
+    ApplicationContext before = context;
+    {
+        const std::lock_guard lock(_listMutex);
+        std::swap(_application, before);
+    }
     KrExtension::_setApplicationContext(context);
     // What is below has none either; to walk over it at each level of a tree would take the square of its depth.
     if (before == ApplicationContext() && context == before) return;
@@ -144,7 +153,7 @@ bool KrObject::add(KrExtension* extension) {
             if (const auto object = weak.lock()) object->_addExtension(held.get());
         };
     };
-    getFieldsContainer().getApplicationContext()._change([&] { _addExtension(extension); }, addLater);
+    _holdApplication()._change([&] { _addExtension(extension); }, addLater);
     return true;
 }
 
@@ -306,7 +315,7 @@ void KrObject::remove(KrExtension* extension) {
     const auto remove = [&] {
         if (extension->getOwner() == this) _removeExtension(extension);
     };
-    getFieldsContainer().getApplicationContext()._change(remove, removeLater);
+    _holdApplication()._change(remove, removeLater);
 }
 
 void KrObject::remove(const KrSmartInterface<IExtension>& extension) {

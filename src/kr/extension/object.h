@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/application/context/application_context.h"
 #include "kr/content/content_id.h"
 #include "kr/content/content_reference.h"
 #include "kr/data/field_merge.h"
@@ -36,7 +37,8 @@ class OutsideConnections;
 /// definition (sync) and keeps what its user has changed. docs/objects.md has the whole picture.
 ///
 /// Thread: the application thread. add and remove may be called from any thread while the application runs: they are
-/// done later, on its thread, and so they are while it updates its modules.
+/// done later, on its thread, and so they are while it updates its modules. This holds from the moment at which the
+/// application takes the object in until it gives the object up; before and after that one thread may use it.
 /// Ownership: an object holds its extensions; only one that is itself held by a KrSmartPtr can be changed later.
 /// Copying and the end of a tree go down level by level: some ten thousand levels exhaust the stack.
 class KR_API KrObject : public KrExtension {
@@ -122,7 +124,8 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] std::string getAllInfos(bool recursive = true) const override;
 
     // --- For the framework -----------------------------------------------------------------------------------------
-    /// Whether changes must wait for the application: it runs, and updates its modules or has another thread.
+    /// Whether changes must wait for the application: it runs, and updates its modules or has another thread. Any
+    /// thread.
     [[nodiscard]] bool _isBusy() const;
     [[nodiscard]] bool _isCompatible(KrExtension* extension) const;
     /// The root of an application: it holds what was added, and belongs to no path.
@@ -199,6 +202,7 @@ private:
     bool _mayAdd(KrExtension* extension) const;
     [[nodiscard]] bool _insert(KrExtension* extension);
     void _logAddingFailed(KrExtension* extension);
+    [[nodiscard]] ApplicationContext _holdApplication() const;
     void _setContextAndAdd(KrExtension* extension);
     Kr::KrSmartPtr<KrExtension> _takeFromList(KrExtension* extension);
     void _takeBack(KrExtension& extension, const std::string& name) noexcept;
@@ -219,7 +223,8 @@ private:
     Positions _savedPositions;  // of extensions that will come back
     StringUtils::UniqueNamesCollection _names;
     std::size_t _changeCount{0};
-    mutable std::mutex _listMutex;  // guards the six above
+    ApplicationContext _application;  // that of the fields, for threads that add and remove
+    mutable std::mutex _listMutex;    // guards the seven above
     Kr::ListenerSlots<Listener> _listeners;
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;

@@ -133,7 +133,8 @@ void ApplicationState::_enterLoop() {
 void ApplicationState::_leaveLoop() {
     const Kr::KrSmartPtr<ApplicationState> self(this);
     {
-        const std::lock_guard lock(_gate->mutex);
+        std::unique_lock lock(_gate->mutex);
+        _gate->left.wait(lock, [this] { return _gate->isFree(); });  // a loop without a frame has not passed the gate
         _setRunning(false);
         _gate->hold();
     }
