@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/errors/error_events.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_listener.h"
@@ -19,6 +20,7 @@
 #include "kr/events/event_manager_internal.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/other_thread.h"
 
 namespace application_queues_test {
@@ -229,6 +231,35 @@ TEST(ApplicationQueues, AreServedWithTheCommonOneWhileTheirApplicationDoesNotRun
     stranger.does([&] { application.send(3); });
     KrEventDispatcher::sendEventLocally(KrSimEvent(1));
     EXPECT_THAT(application.heard, ElementsAre("a 1", "a 2", "a 3"));
+}
+
+// The thread of an application that does not run may never process events again, while others send and log.
+TEST(ApplicationQueues, WarnOnceOfTenThousandEventsAndDropLogMessagesWhileTheirApplicationDoesNotRun) {
+    const test_support::DispatcherScope scope;
+    const test_support::LogCapture log;
+    OtherThread stranger;
+    Application application("a");
+    int messages = 0;
+    const auto listener =
+        application.events.registerListener(KrSim::kErrorMessageEvent, [&](const EventData&) { ++messages; });
+    const auto logOnStranger = [&](int count) {
+        stranger.does([&, count] {
+            for (int i = 0; i < count; ++i)
+                application.events._publish(KrSim::kErrorMessageEvent, EventData());
+        });
+    };
+    logOnStranger(10'000);
+    EXPECT_THAT(log.lines(), IsEmpty());
+    logOnStranger(3);
+    stranger.does([&] { application.send(1); });
+    EXPECT_THAT(log.lines(), ElementsAre(testing::ContainsRegex(" 10000 events wait for application [0-9]+ of ")));
+    application.send(2);
+    EXPECT_EQ(messages, 10'000);
+    EXPECT_THAT(application.heard, ElementsAre("a 1", "a 2"));
+    logOnStranger(1);
+    application.send(3);
+    EXPECT_EQ(messages, 10'001);
+    EXPECT_EQ(log.lines().size(), 1U) << "counted from the last processing on";
 }
 
 TEST(ApplicationQueues, TakeOverWhatWaitsForNoApplication) {

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -21,6 +22,7 @@
 #include "kr/platform/log.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/stress.h"
 
 namespace event_concurrency_test {
@@ -117,6 +119,16 @@ TEST_F(BlockingEvents, MayBeDoneLaterByACopy) {
         KrEventDispatcher::preUpdate();
     kept.reset();
     EXPECT_FALSE(dropped.resultAfter([] {})) << "nobody can raise it any more";
+}
+
+TEST_F(BlockingEvents, WarnOnceOfAnOwnerThatDoesNotDeliver) {
+    const test_support::LogCapture log;
+    KrEventDispatcher::_setPatience(0.0);
+    BlockingSend send(KrSimEvent(1));
+    while (log.lines().empty())
+        std::this_thread::yield();
+    EXPECT_TRUE(send.resultAfter([] { KrEventDispatcher::preUpdate(); }));
+    EXPECT_THAT(log.lines(), testing::ElementsAre(testing::HasSubstr(" the thread of the common queue ")));
 }
 
 TEST_F(BlockingEvents, AreDroppedWhenTheOwnerIsReset) {

@@ -23,6 +23,7 @@ public:
         KrEventDispatcher::setSharedEventChannel(nullptr);
         KrEventDispatcher::enableExternalControl(false);
         KrEventDispatcher::_setClock(nullptr);
+        KrEventDispatcher::_setPatience(10.0);
         KrEventDispatcher::preUpdate();
         KrEventDispatcher::postUpdate();
         KrEventDispatcher::_resetOwner();

@@ -1,169 +1,52 @@
 #include "kr/events/event_dispatcher.h"
 
+#include <algorithm>
 #include <atomic>
-#include <exception>
+#include <memory>
 #include <mutex>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "kr/core/id.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
-#include "kr/events/framework_event_names.h"
 #include "kr/events/internal/done_signal.h"
+#include "kr/events/internal/event_delivery.h"
 #include "kr/events/internal/event_domain.h"
 #include "kr/events/internal/listener_table.h"
 #include "kr/events/internal/local_queues.h"
-#include "kr/events/shared_event_channel.h"
+#include "kr/events/internal/remote_events.h"
 #include "kr/events/sim_event.h"
-#include "kr/events/sim_event_listener.h"
-#include "kr/platform/guard.h"
+#include "kr/platform/log.h"
 #include "kr/platform/thread_id.h"
 
 namespace KrSim {
 namespace {
 
-using detail::EventBatch;
-using detail::ListenerSnapshot;
+using detail::FirstException;
 using detail::ListenerTable;
 using detail::LocalQueue;
 using detail::LocalQueues;
+using detail::Processing;
 using detail::ThreadEvents;
 using detail::threadEvents;
-
-constexpr int kPublishNumber = Kr::KrID::numberFor(kPublishLocalEventIdsName);
 
 /// Sends nested deeper than this leave the queue to the next frame: a listener that sends what it receives would
 /// otherwise exhaust the stack.
 constexpr int kDeepestProcessing = 64;
 
-constexpr Kr::GuardTexts kSendTexts{Kr::eLogLevel::kWarn, "KrEventDispatcher: fatal error in '%s' sendEvents() [%s]\n",
-                                    "KrEventDispatcher: unhandled exception in '%s' sendEvents()\n"};
-constexpr Kr::GuardTexts kReceiveTexts{Kr::eLogLevel::kWarn,
-                                       "KrEventDispatcher: fatal error in '%s' receiveEvents() [%s]\n",
-                                       "KrEventDispatcher: unhandled exception in '%s' receiveEvents()\n"};
-const char* nameOfChannel() {
-    return "SharedEventChannel";
-}
-
-/// Keeps the first of several exceptions until the work is done.
-class FirstException {
-public:
-    template <class Call>
-    void guard(Call&& call) noexcept {
-        try {
-            call();
-        } catch (...) {
-            if (!_exception) _exception = std::current_exception();
-        }
-    }
-    void rethrow() const {
-        if (_exception) std::rethrow_exception(_exception);
-    }
-
-private:
-    std::exception_ptr _exception;
-};
-
-/// The way to other applications, and what is the same for all queues.
+/// Never destroyed.
 struct State {
-    std::mutex remoteMutex;  // guards the next member
-    detail::EventBuffer remote;
-
-    std::mutex channelMutex;  // guards the next member
-    std::shared_ptr<SharedEventChannel> channel;
-    std::atomic<bool> hasChannel{false};
-
-    std::atomic<bool> isExternalControlEnabled{false};
-
+    detail::RemoteEvents remote;
     LocalQueues& queues{LocalQueues::instance()};
+    std::atomic<bool> isExternalControlEnabled{false};
+    std::atomic<double> patienceSeconds{10.0};
 };
 
 State& state() {
     static auto& all = *new State;
     return all;
-}
-
-class Processing {
-public:
-    explicit Processing(ThreadEvents& self) noexcept : _self(self) { ++_self.processingDepth; }
-    Processing(const Processing&) = delete;
-    Processing& operator=(const Processing&) = delete;
-    ~Processing() {
-        if (--_self.processingDepth == 0) _self.wasTooDeep = false;
-    }
-
-private:
-    ThreadEvents& _self;
-};
-
-/// Tells the event managers whose events this thread delivers meanwhile.
-class Delivering {
-public:
-    Delivering(ThreadEvents& self, const ThreadEvents::Delivery& delivery) noexcept
-        : _delivery(self.delivery), _outer(std::exchange(self.delivery, delivery)) {}
-    Delivering(const Delivering&) = delete;
-    Delivering& operator=(const Delivering&) = delete;
-    ~Delivering() { _delivery = _outer; }
-
-private:
-    ThreadEvents::Delivery& _delivery;
-    const ThreadEvents::Delivery _outer;
-};
-
-void deliver(const KrSimEvent& event, const ListenerSnapshot& listeners, FirstException& exception) {
-    for (std::size_t i = 0; i < listeners.size(); ++i) {
-        if (KrSimEventListener* listener = listeners[i]) exception.guard([&] { listener->onSimEvent(event); });
-    }
-    if (event._isAwaited() && event.isDoneSignalAutomatic()) event.raiseDoneSignal();
-}
-
-void deliverNow(ThreadEvents& self, const KrSimEvent& event, const ThreadEvents::Delivery& delivery,
-                FirstException& exception) {
-    const Delivering delivering(self, delivery);
-    std::uint64_t generation = 0;
-    deliver(event, ListenerTable::instance().find(event.ID(), generation), exception);
-}
-
-/// Neighbours with one number share the look into the table, unless it has changed in between.
-void deliverBatch(std::span<const KrSimEvent> batch, FirstException& exception) {
-    auto& table = ListenerTable::instance();
-    ListenerSnapshot listeners;
-    std::uint64_t generation = 0;  // of no table
-    int id = 0;
-    for (const auto& event : batch) {
-        if (event.ID() != id || table.getGeneration() != generation) {
-            id = event.ID();
-            listeners = table.find(id, generation);
-        }
-        deliver(event, listeners, exception);
-    }
-}
-
-std::shared_ptr<SharedEventChannel> channelOf(State& all) {
-    if (!all.hasChannel.load(std::memory_order_acquire)) return nullptr;
-    const std::lock_guard lock(all.channelMutex);
-    return all.channel;
-}
-
-void sendToChannel(State& all, const KrSimEvent& event) {
-    if (const auto channel = channelOf(all)) {
-        Kr::callGuarded(kSendTexts, nameOfChannel, [&] { channel->sendEvent(event); });
-    }
-}
-
-void receiveFromChannel(State& all, EventBatch& batch) {
-    const auto channel = channelOf(all);
-    if (!channel) return;
-    const std::size_t before = batch.size();
-    Kr::callGuarded(kReceiveTexts, nameOfChannel, [&] { channel->receiveEvents(batch); });
-    for (std::size_t i = before; i < batch.size(); ++i) {
-        const KrSimEvent& event = batch[i];
-        if (event.ID() == kPublishNumber) {
-            EventIDList::instance()._learn(event.constData(), event.bytes(), event.sender());
-        }
-    }
 }
 
 // --- Processing ----------------------------------------------------------------------------------------------------
@@ -175,18 +58,12 @@ void processQueue(State& all, ThreadEvents& self, LocalQueue& queue, eCaller cal
     detail::EventBatches batches;
     if (!all.queues.take(queue, self, caller == eCaller::kFrame, batches)) return;
     const std::size_t own = batches.local.size();
-    if (all.queues.isReceiver(queue)) receiveFromChannel(all, batches.local);
+    if (all.queues.isReceiver(queue)) all.remote.receive(batches.local);
+    for (const auto& event : batches.forwarded)
+        exception.guard([&] { queue.domain->deliver(event); });
     const std::span<const KrSimEvent> events(batches.local);
-    {
-        const Delivering delivering(self, {&queue, false, false});
-        for (const auto& event : batches.forwarded)
-            queue.domain->deliver(event);
-        deliverBatch(events.first(own), exception);
-    }
-    if (own < events.size()) {
-        const Delivering delivering(self, {&queue, true, false});
-        deliverBatch(events.subspan(own), exception);
-    }
+    deliverBatch(self, events.first(own), {&queue, false, false}, exception);
+    deliverBatch(self, events.subspan(own), {&queue, true, false}, exception);
     all.queues.giveBack(queue, batches);
 }
 
@@ -196,44 +73,53 @@ bool sendsProcess(const State& all, ThreadEvents& self) noexcept {
 }
 
 bool hasWork(const State& all, const LocalQueue& queue) noexcept {
-    return queue.hasLocal.load(std::memory_order_relaxed) ||
-           (all.hasChannel.load(std::memory_order_relaxed) && all.queues.isReceiver(queue));
+    return queue.hasLocal.load(std::memory_order_relaxed) || (all.remote.hasChannel() && all.queues.isReceiver(queue));
 }
 
-/// Of applications that do not run and belong to this thread: they are served with the common queue.
-std::vector<LocalQueue*> idleQueues(State& all) {
-    if (!all.queues.mayHaveIdleEvents.load(std::memory_order_relaxed)) return {};
-    return all.queues.findIdleWithEvents();
+/// Calls the function with each queue that has events, belongs to this thread and is that of an application which does
+/// not run. They are served with the common queue.
+template <class Call>
+void forEachIdle(const State& all, const LocalQueue& served, const Call& call) {
+    if (served.domain != nullptr || !all.queues.mayHaveIdleEvents.load(std::memory_order_relaxed)) return;
+    for (auto* each : all.queues.findIdleWithEvents())
+        call(*each);
 }
 
 // --- Sending -------------------------------------------------------------------------------------------------------
+
+enum class eSender {
+    kThread,   ///< sends through no application; its queue is the one of LocalQueues::route
+    kManager,  ///< the event manager of the application that has the queue
+    kMessage,  ///< the log, for the application that has the queue
+};
 
 /// What a send is, beside its event.
 struct Sending {
     eEventRoute local;
     eEventRoute remote;
     LocalQueue& queue;
-    bool isRouted;  ///< the queue was chosen by the sending thread, not by an application
-    bool mayOwn;    ///< of a queue without an owner
+    eSender sender;
+
+    /// Whether the sending thread becomes the owner of a queue without one. A thread that only logs does not; nor does
+    /// one whose queue has lost its application since it was chosen.
+    [[nodiscard]] bool mayOwn() const noexcept {
+        return sender == eSender::kManager || (sender == eSender::kThread && queue.domain == nullptr);
+    }
 };
 
 void processAfterSend(State& all, ThreadEvents& self, const Sending& sending, FirstException& exception) {
     if (!sendsProcess(all, self)) return;
     auto& queue = sending.queue;
     const auto owner = queue.owner.load(std::memory_order_relaxed);
-    const bool mayOwn = sending.mayOwn && (!sending.isRouted || queue.domain == nullptr);
-    const bool isFirst = owner == Kr::ThreadId::kNone && mayOwn;
+    const bool isFirst = owner == Kr::ThreadId::kNone && sending.mayOwn();
     if (isFirst || (hasWork(all, queue) && owner == Kr::getCurrentThreadId()))
         processQueue(all, self, queue, eCaller::kSend, exception);
-    if (queue.domain == nullptr) {
-        for (auto* idle : idleQueues(all))
-            processQueue(all, self, *idle, eCaller::kSend, exception);
-    }
+    forEachIdle(all, queue, [&](LocalQueue& idle) { processQueue(all, self, idle, eCaller::kSend, exception); });
 }
 
 /// Under the lock of the queues.
 LocalQueue& settledQueue(State& all, const ThreadEvents& self, const Sending& sending) {
-    auto& queue = sending.isRouted ? all.queues.rerouteLocked(sending.queue, self) : sending.queue;
+    auto& queue = sending.sender == eSender::kThread ? all.queues.rerouteLocked(sending.queue, self) : sending.queue;
     if (!queue.isRunning.load(std::memory_order_relaxed) && queue.domain != nullptr)
         all.queues.mayHaveIdleEvents.store(true, std::memory_order_relaxed);
     return queue;
@@ -243,28 +129,26 @@ void queueLocally(State& all, ThreadEvents& self, const KrSimEvent& event, const
                   FirstException& exception) {
     auto& queue = sending.queue;
     if (!hasWork(all, queue) && queue.isOwnedHere() && sendsProcess(all, self)) {
-        // Nothing stands before it, and it would be taken out again at once.
+        // Nothing waits before it, and the send would take it out again.
         const Processing processing(self);
         deliverNow(self, event, {&queue, false, false}, exception);
         return;
     }
-    const std::lock_guard lock(all.queues.mutex);
-    settledQueue(all, self, sending).pushLocal(event);
-}
-
-void queueRemotely(State& all, const KrSimEvent& event) {
-    const std::lock_guard lock(all.remoteMutex);
-    all.remote.events.push_back(event);
+    unsigned idle = 0;
+    {
+        const std::lock_guard lock(all.queues.mutex);
+        idle = settledQueue(all, self, sending).pushLocal(event);
+    }
+    detail::warnOfIdleEvents(idle);
 }
 
 void sendWithoutDelay(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending& sending,
                       FirstException& exception) {
-    if (sending.remote == eEventRoute::kQueued) queueRemotely(all, event);
+    if (sending.remote == eEventRoute::kQueued) all.remote.queue(event);
     if (sending.local == eEventRoute::kQueued) queueLocally(all, self, event, sending, exception);
-    // An event whose delay is over is not that of its sender any more.
     if (sending.local == eEventRoute::kAtOnce)
-        deliverNow(self, event, {&sending.queue, false, sending.isRouted}, exception);
-    if (sending.remote == eEventRoute::kAtOnce) sendToChannel(all, event);
+        deliverNow(self, event, {&sending.queue, false, sending.sender == eSender::kThread}, exception);
+    if (sending.remote == eEventRoute::kAtOnce) all.remote.sendNow(event);
 }
 
 void send(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending& sending) {
@@ -284,15 +168,15 @@ void send(State& all, ThreadEvents& self, const KrSimEvent& event, const Sending
 void send(const KrSimEvent& event, eEventRoute local, eEventRoute remote) {
     State& all = state();
     ThreadEvents& self = threadEvents;
-    send(all, self, event, {local, remote, all.queues.route(self), true, true});
+    send(all, self, event, {local, remote, all.queues.route(self), eSender::kThread});
 }
 
 void preUpdate(State& all, ThreadEvents& self, LocalQueue& queue, FirstException& exception) {
     for (const auto& each : all.queues.takeDue(queue)) {
+        const auto routeIf = [](bool isSent) { return isSent ? eEventRoute::kAtOnce : eEventRoute::kNone; };
+        // As if the application sent it: its sender is no part of it any more.
         exception.guard([&] {
-            send(all, self, each.event,
-                 {each.isLocal ? eEventRoute::kAtOnce : eEventRoute::kNone,
-                  each.isRemote ? eEventRoute::kAtOnce : eEventRoute::kNone, queue, false, true});
+            send(all, self, each.event, {routeIf(each.isLocal), routeIf(each.isRemote), queue, eSender::kManager});
         });
     }
     processQueue(all, self, queue, eCaller::kFrame, exception);
@@ -304,42 +188,56 @@ LocalQueue& queueOfFrame(State& all, const ThreadEvents& self) {
     return self.current != nullptr ? *self.current : all.queues.common;
 }
 
+/// What a blocking sender waits for.
+struct Awaited {
+    std::shared_ptr<detail::DoneSignal> signal;  // null: there is nothing to wait for
+    unsigned application{0};                     // 0: the common queue
+};
+
 /// Puts the event where the owner will find it, unless that is this thread or none. In one step under the lock: the
 /// end of an owner finds every event that a sender waits for.
-std::shared_ptr<detail::DoneSignal> queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
+Awaited queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
     LocalQueue& routed = all.queues.route(self);
     const auto mayWait = [](const LocalQueue& queue) {
         return queue.owner.load(std::memory_order_relaxed) != Kr::ThreadId::kNone && !queue.isOwnedHere();
     };
-    if (!mayWait(routed)) return nullptr;
+    if (!mayWait(routed)) return {};
     KrSimEvent awaited = event;
     auto signal = awaited._expectDone();
     const double now = awaited.getDelay() == 0.0 ? 0.0 : all.queues.now();
     const std::lock_guard lock(all.queues.mutex);
     LocalQueue& queue = all.queues.rerouteLocked(routed, self);
-    if (!mayWait(queue)) return nullptr;
+    if (!mayWait(queue)) return {};
     if (awaited.getDelay() == 0.0) {
-        queue.pushLocal(awaited);
+        static_cast<void>(queue.pushLocal(awaited));  // the warning is for applications that do not run
     } else {
         queue.pushDelayed(now, awaited, true, false);
     }
-    return signal;
+    return {std::move(signal), queue.number};
+}
+
+void warnOfWaitingSender(const KrSimEvent& event, unsigned application, double seconds) {
+    const std::string owner =
+        application != 0 ? "application " + std::to_string(application) + " of this process" : "the common queue";
+    Kr::logMessage(Kr::eLogLevel::kWarn,
+                   "KrEventDispatcher: A blocking send of event %d '%s' has waited for %g s: the thread of %s has not "
+                   "delivered it. That thread must update, send or end\n",
+                   event.ID(), event.nameForID().c_str(), seconds, owner.c_str());
+}
+
+/// Whether the event was delivered.
+bool await(const State& all, const KrSimEvent& event, const Awaited& awaited) {
+    const double seconds = all.patienceSeconds.load(std::memory_order_relaxed) + std::max(event.getDelay(), 0.0);
+    auto state = awaited.signal->waitFor(seconds);
+    if (state == detail::DoneSignal::eState::kPending) {
+        warnOfWaitingSender(event, awaited.application, seconds);
+        state = awaited.signal->wait();
+    }
+    return state == detail::DoneSignal::eState::kHandled;
 }
 
 LocalQueue* queueOf(const EventManagerImplementation* manager) {
     return manager != nullptr ? manager->_getQueue() : threadEvents.current;
-}
-
-/// One publishing step. The names go ahead of the events that the frame has queued.
-void publishNames(State& all) {
-    const auto channel = channelOf(all);
-    if (!channel) return;
-    const auto names = EventIDList::instance()._takeNamesToPublish();
-    if (names.empty()) return;
-    const KrSimEvent event(kPublishNumber, names);
-    if (!Kr::callGuarded(kSendTexts, nameOfChannel, [&] { channel->sendEvent(event); })) {
-        EventIDList::instance()._publishAllAgain();
-    }
 }
 
 }  // namespace
@@ -361,9 +259,8 @@ void KrEventDispatcher::sendEventLocallyImmediately(const KrSimEvent& event) {
 }
 
 bool KrEventDispatcher::sendEventLocallyImmediatelyBlocking(const KrSimEvent& event) {
-    if (const auto signal = queueForOwner(state(), threadEvents, event)) {
-        return signal->wait() == detail::DoneSignal::eState::kHandled;
-    }
+    State& all = state();
+    if (const auto awaited = queueForOwner(all, threadEvents, event); awaited.signal) return await(all, event, awaited);
     sendEventLocallyImmediately(event);
     return true;
 }
@@ -389,7 +286,7 @@ void KrEventDispatcher::_send(const KrSimEvent& event, eEventRoute local, eEvent
     if (queue == nullptr) {
         send(event, local, remote);
     } else {
-        send(state(), threadEvents, event, {local, remote, *queue, false, true});
+        send(state(), threadEvents, event, {local, remote, *queue, eSender::kManager});
     }
 }
 
@@ -397,12 +294,11 @@ void KrEventDispatcher::_sendMessage(const KrSimEvent& event, detail::LocalQueue
     State& all = state();
     ThreadEvents& self = threadEvents;
     LocalQueue& routed = all.queues.route(self);
-    if (queue == nullptr || self.current != nullptr || (!queue->isRunning.load() && routed.domain != nullptr)) {
-        send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, routed, true, true});
-        return;
-    }
-    const bool mayOwn = all.queues.isCreatedHere(*queue);
-    send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, *queue, false, mayOwn});
+    const bool isRouted =
+        queue == nullptr || self.current != nullptr || (!queue->isRunning.load() && routed.domain != nullptr);
+    send(all, self, event,
+         {eEventRoute::kQueued, eEventRoute::kNone, isRouted ? routed : *queue,
+          isRouted ? eSender::kThread : eSender::kMessage});
 }
 
 void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome) {
@@ -410,8 +306,7 @@ void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* 
     ThreadEvents& self = threadEvents;
     const bool isRun = queue != nullptr ? queue->isRunning.load() : self.current != nullptr;
     if (!isAtHome || isRun || !sendsProcess(all, self)) {
-        LocalQueue& target = queue != nullptr ? *queue : all.queues.route(self);
-        send(all, self, event, {eEventRoute::kQueued, eEventRoute::kNone, target, queue == nullptr, true});
+        _send(event, eEventRoute::kQueued, eEventRoute::kNone, queue);
         return;
     }
     // Fields that no application runs belong to the thread that connected them. Not even for a moment may the value
@@ -438,27 +333,14 @@ void KrEventDispatcher::preUpdate() {
     FirstException exception;
     LocalQueue& queue = queueOfFrame(all, self);
     ::KrSim::preUpdate(all, self, queue, exception);
-    if (queue.domain == nullptr) {
-        for (auto* idle : idleQueues(all))
-            ::KrSim::preUpdate(all, self, *idle, exception);
-    }
+    forEachIdle(all, queue, [&](LocalQueue& idle) { ::KrSim::preUpdate(all, self, idle, exception); });
     exception.rethrow();
 }
 
 void KrEventDispatcher::postUpdate() {
-    State& all = state();
-    publishNames(all);
-    EventBatch batch;
-    {
-        const std::lock_guard lock(all.remoteMutex);
-        batch = all.remote.take();
-    }
-    if (const auto channel = channelOf(all); channel && !batch.empty()) {
-        Kr::callGuarded(kSendTexts, nameOfChannel, [&] { channel->sendEvents(batch); });
-    }
-    batch.clear();
-    const std::lock_guard lock(all.remoteMutex);
-    all.remote.giveBack(batch);
+    auto& remote = state().remote;
+    remote.publishNames();
+    remote.sendQueued();
 }
 
 void KrEventDispatcher::enableExternalControl(bool enabled) noexcept {
@@ -470,21 +352,16 @@ bool KrEventDispatcher::isExternalControlEnabled() noexcept {
 }
 
 void KrEventDispatcher::setSharedEventChannel(std::shared_ptr<SharedEventChannel> channel) {
-    State& all = state();
-    // Whoever is behind the new channel knows no names yet.
-    if (channel) EventIDList::instance()._publishAllAgain();
-    const std::lock_guard lock(all.channelMutex);
-    all.hasChannel.store(channel != nullptr, std::memory_order_release);
-    std::swap(all.channel, channel);  // the old one dies after the lock
+    state().remote.setChannel(std::move(channel));
 }
 
 std::shared_ptr<SharedEventChannel> KrEventDispatcher::getSharedEventChannel() {
-    return channelOf(state());
+    return state().remote.getChannel();
 }
 
 void KrEventDispatcher::_publishEventNames() {
     EventIDList::instance()._publishAllAgain();
-    publishNames(state());
+    state().remote.publishNames();
 }
 
 KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents(const EventManagerImplementation* manager) {
@@ -508,6 +385,10 @@ void KrEventDispatcher::_deliverQueuedEvents(const EventManagerImplementation* m
 
 void KrEventDispatcher::_resetOwner() {
     state().queues.resetCommonOwner();
+}
+
+void KrEventDispatcher::_setPatience(double seconds) {
+    state().patienceSeconds.store(seconds, std::memory_order_relaxed);
 }
 
 void KrEventDispatcher::_setClock(const Kr::IClock* clock) {

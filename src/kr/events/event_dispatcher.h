@@ -38,10 +38,10 @@ public:
     static void sendEvent(const KrSimEvent& event) { sendEventLocallyAndRemotely(event); }
     static void sendEventLocally(const KrSimEvent& event);
     static void sendEventLocallyImmediately(const KrSimEvent& event);
-    /// Queues the event and waits until the owner thread has delivered it. At once, without waiting, on the owner
-    /// thread itself and while there is none. Never call it while the owner waits for this thread: both would wait for
-    /// ever. \return  false when the owner's main loop or thread ended, or the last copy of the event was lost, before
-    /// listeners were called.
+    /// Queues the event and waits until the owner thread has delivered it. On the owner thread itself, and while there
+    /// is none, an immediate send. Never call it while the owner waits for this thread: both would wait for ever. A
+    /// warning names the application after ten seconds. \return  false when the owner's main loop or thread ended, or
+    /// the last copy of the event was lost, before listeners were called.
     static bool sendEventLocallyImmediatelyBlocking(const KrSimEvent& event);
     static void sendEventLocallyAndRemotely(const KrSimEvent& event);
     static void sendEventLocallyAndRemotelyImmediately(const KrSimEvent& event);
@@ -96,6 +96,8 @@ public:
     [[nodiscard]] static bool _runsElsewhere(const detail::LocalQueue* queue) noexcept;
     /// Whether this thread is inside of run or update of an application.
     [[nodiscard]] static bool _isInFrame() noexcept;
+    /// Seconds that a blocking sender waits, beside the delay of its event, before it logs the warning.
+    static void _setPatience(double seconds);
     /// The clock of delays; null is the steady clock. Borrowed. What is left of a running delay stays as long.
     static void _setClock(const Kr::IClock* clock);
 };

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -26,6 +28,14 @@ public:
         _raised.wait(lock, [this] { return _state != eState::kPending; });
         return _state;
     }
+    /// Pending when the time is over; at once for 0.
+    [[nodiscard]] eState waitFor(double seconds) {
+        // Longer waits would overflow the clock.
+        const std::chrono::duration<double> longest(std::min(seconds, 1e6));
+        std::unique_lock lock(_mutex);
+        _raised.wait_for(lock, longest, [this] { return _state != eState::kPending; });
+        return _state;
+    }
 
 private:
     std::mutex _mutex;  // guards the state
@@ -33,8 +43,8 @@ private:
     eState _state{eState::kPending};
 };
 
-/// Shared by all copies of an awaited event, but not by the sender: when the last copy is gone, whoever lost it, the
-/// sender is let go.
+/// Shared by all copies of an awaited event, but not by the sender: the destruction of the last copy releases the
+/// sender.
 class DoneTicket {
 public:
     DoneTicket(std::shared_ptr<DoneSignal> signal, bool automatic) noexcept

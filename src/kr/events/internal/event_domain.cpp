@@ -2,18 +2,13 @@
 
 #include <utility>
 
-#include "kr/core/id.h"
-#include "kr/events/framework_event_names.h"
+#include "kr/events/internal/event_numbers.h"
 #include "kr/events/sim_event.h"
 #include "kr/platform/guard.h"
 
 namespace KrSim::detail {
 
 namespace {
-
-constexpr int kStopNumber = Kr::KrID::numberFor(kStopApplicationEventName);
-constexpr int kStopOthersNumber = Kr::KrID::numberFor(kStopOtherApplicationsEventName);
-constexpr int kMessageNumber = Kr::KrID::numberFor(kErrorMessageEventName);
 
 constexpr Kr::GuardTexts kCallbackTexts{Kr::eLogLevel::kWarn,
                                         "EventManager: Exception thrown when processing event '%s': %s.\n",
@@ -57,7 +52,7 @@ void EventDomain::bind() {
 }
 
 void EventDomain::onSimEvent(const KrSimEvent& event) {
-    const auto& delivery = threadEvents.delivery;
+    const Delivery& delivery = *threadEvents.delivery;
     if (!isOfApplication() || (delivery.queue == &_queue && !delivery.isForAll)) [[likely]] {
         deliver(event);
         return;
@@ -71,8 +66,8 @@ void EventDomain::onSimEvent(const KrSimEvent& event) {
     }
 }
 
-bool EventDomain::_concerns(const KrSimEvent& event, const ThreadEvents::Delivery& delivery) const noexcept {
-    if (event.ID() == kStopNumber || event.ID() == kStopOthersNumber) {
+bool EventDomain::_concerns(const KrSimEvent& event, const Delivery& delivery) const noexcept {
+    if (isStop(event)) {
         return _acceptsStops.load(std::memory_order_relaxed) && _queue.isRunning.load(std::memory_order_relaxed);
     }
     return delivery.isForAll || delivery.queue->domain == nullptr || event.ID() == kMessageNumber;
@@ -80,10 +75,14 @@ bool EventDomain::_concerns(const KrSimEvent& event, const ThreadEvents::Deliver
 
 void EventDomain::_forward(const KrSimEvent& event) {
     auto& all = LocalQueues::instance();
-    const std::lock_guard lock(all.mutex);
-    if (!isOfApplication()) return;
-    _queue.pushForwarded(event);
-    all.mayHaveIdleEvents.store(true, std::memory_order_relaxed);
+    unsigned idle = 0;
+    {
+        const std::lock_guard lock(all.mutex);
+        if (!isOfApplication()) return;
+        idle = _queue.pushForwarded(event);
+        all.mayHaveIdleEvents.store(true, std::memory_order_relaxed);
+    }
+    warnOfIdleEvents(idle);
 }
 
 void EventDomain::deliver(const KrSimEvent& event) {

@@ -35,7 +35,7 @@ public:
 
 private:
     EventDomain() : _callbacks(*this) { _queue.domain = this; }
-    [[nodiscard]] bool _concerns(const KrSimEvent& event, const ThreadEvents::Delivery& delivery) const noexcept;
+    [[nodiscard]] bool _concerns(const KrSimEvent& event, const Delivery& delivery) const noexcept;
     void _forward(const KrSimEvent& event);
 
     std::atomic<bool> _isOfApplication{false};

@@ -3,19 +3,13 @@
 #include <algorithm>
 #include <iterator>
 
-#include "kr/core/id.h"
-#include "kr/events/framework_event_names.h"
+#include "kr/events/internal/event_numbers.h"
+#include "kr/platform/log.h"
 
 namespace KrSim::detail {
 
 namespace {
 
-constexpr int kStopNumber = Kr::KrID::numberFor(kStopApplicationEventName);
-constexpr int kStopOthersNumber = Kr::KrID::numberFor(kStopOtherApplicationsEventName);
-
-bool isStop(const KrSimEvent& event) noexcept {
-    return event.ID() == kStopNumber || event.ID() == kStopOthersNumber;
-}
 bool isStopLater(const PendingEvent& each) noexcept {
     return isStop(each.event);
 }
@@ -34,14 +28,24 @@ void moveTo(std::vector<Item>& target, std::vector<Item>& source) {
 
 // --- A queue -------------------------------------------------------------------------------------------------------
 
-void LocalQueue::pushLocal(const KrSimEvent& event) {
-    local.events.push_back(event);
-    hasLocal.store(true, std::memory_order_relaxed);
+unsigned LocalQueue::_push(EventBuffer& buffer, const KrSimEvent& event) {
+    const bool isFull = domain != nullptr && !isRunning.load(std::memory_order_relaxed) &&
+                        local.events.size() + forwarded.events.size() >= kMostIdleEvents;
+    if (!isFull || event.ID() != kMessageNumber) {
+        buffer.events.push_back(event);
+        hasLocal.store(true, std::memory_order_relaxed);
+    }
+    return isFull && !std::exchange(isWarnedOf, true) ? number : 0;
 }
 
-void LocalQueue::pushForwarded(const KrSimEvent& event) {
-    forwarded.events.push_back(event);
-    hasLocal.store(true, std::memory_order_relaxed);
+void warnOfIdleEvents(unsigned application) {
+    if (application == 0) return;
+    Kr::logMessage(
+        Kr::eLogLevel::kWarn,
+        "KrEventDispatcher: %zu events wait for application %u of this process, which does not run and whose "
+        "thread processes no events. Until it does, it gets no further log messages; run, update or destroy "
+        "the application\n",
+        LocalQueue::kMostIdleEvents, application);
 }
 
 void LocalQueue::pushDelayed(double now, const KrSimEvent& event, bool isLocal, bool isRemote) {
@@ -64,16 +68,12 @@ LocalQueues& LocalQueues::instance() {
     return all;
 }
 
-LocalQueue& LocalQueues::route(ThreadEvents& self) {
-    if (self.current != nullptr) return *self.current;
-    if (self.mayRunMore) {
-        const std::lock_guard lock(mutex);
-        const auto own =
-            std::find_if(_running.begin(), _running.end(), [](const auto* each) { return each->isOwnedHere(); });
-        if (own != _running.end()) return **own;
-        self.mayRunMore = false;
-    }
-    return *receiver.load(std::memory_order_acquire);
+LocalQueue& LocalQueues::_routeBetweenFrames(ThreadEvents& self) {
+    const std::lock_guard lock(mutex);
+    const auto own =
+        std::find_if(_running.begin(), _running.end(), [](const auto* each) { return each->isOwnedHere(); });
+    self.mayRunMore = own != _running.end();
+    return self.mayRunMore ? **own : *receiver.load();
 }
 
 LocalQueue& LocalQueues::rerouteLocked(LocalQueue& queue, const ThreadEvents& self) noexcept {
@@ -110,11 +110,6 @@ std::vector<LocalQueue*> LocalQueues::findIdleWithEvents() {
     return found;
 }
 
-bool LocalQueues::isCreatedHere(const LocalQueue& queue) {
-    const std::lock_guard lock(mutex);
-    return queue.creator == Kr::getCurrentThreadId();
-}
-
 void LocalQueues::_updateReceiver() noexcept {
     receiver.store(_running.empty() ? &common : _running.front(), std::memory_order_release);
 }
@@ -131,6 +126,7 @@ bool LocalQueues::take(LocalQueue& queue, ThreadEvents& self, bool anyThread, Ev
     }
     if (!queue.forwarded.events.empty()) batches.forwarded = queue.forwarded.take();
     batches.local = queue.local.take();
+    queue.isWarnedOf = false;
     queue.hasLocal.store(false, std::memory_order_relaxed);
     return true;
 }
@@ -207,6 +203,7 @@ void LocalQueues::bind(LocalQueue& queue) {
     watchThread(threadEvents);
     const std::lock_guard lock(mutex);
     _applications.push_back(&queue);
+    queue.number = ++_lastNumber;
     queue.creator = threadEvents.hasEnded ? Kr::ThreadId::kNone : Kr::getCurrentThreadId();
     queue.owner.store(queue.creator);
 }
@@ -279,6 +276,8 @@ void LocalQueues::retire(LocalQueue& queue) noexcept {
     queue.forwarded.events.clear();
     queue.local.events.clear();
     queue.delayed.clear();
+    queue.isWarnedOf = false;
+    queue.number = 0;
     queue.hasLocal.store(false);
     queue.earliestDueSeconds = LocalQueue::kNever;
 }
@@ -286,7 +285,7 @@ void LocalQueues::retire(LocalQueue& queue) noexcept {
 void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
     const auto isOfOthers = [](const KrSimEvent& event) { return !event._isOfApplication() && !isStop(event); };
     for (const auto& event : queue.local.events) {
-        if (isOfOthers(event)) next.pushLocal(event);
+        if (isOfOthers(event)) static_cast<void>(next.pushLocal(event));  // the next one that is full has the warning
     }
     for (const auto& each : queue.delayed) {
         if (!isOfOthers(each.event)) continue;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <limits>
 #include <mutex>
 #include <utility>
@@ -46,6 +47,9 @@ struct EventBatches {
 class LocalQueue {
 public:
     static constexpr double kNever = std::numeric_limits<double>::infinity();
+    /// When so many events wait for an application that does not run, a warning is due, and log messages are dropped
+    /// from then on: the thread of such an application may never process events again.
+    static constexpr std::size_t kMostIdleEvents = 10'000;
 
     LocalQueue() = default;
     LocalQueue(const LocalQueue&) = delete;
@@ -54,9 +58,11 @@ public:
     [[nodiscard]] bool isOwnedHere() const noexcept {
         return owner.load(std::memory_order_relaxed) == Kr::getCurrentThreadId();
     }
-    void pushLocal(const KrSimEvent& event);
-    /// For the listeners of the application only: the others have been called.
-    void pushForwarded(const KrSimEvent& event);
+    /// \return  the number of the application that this warning is due for, once until the queue is processed; mostly
+    /// 0.
+    [[nodiscard]] unsigned pushLocal(const KrSimEvent& event) { return _push(local, event); }
+    /// The same, for the listeners of the application only: the others have been called.
+    [[nodiscard]] unsigned pushForwarded(const KrSimEvent& event) { return _push(forwarded, event); }
     void pushDelayed(double now, const KrSimEvent& event, bool isLocal, bool isRemote);
     void updateEarliestDue() noexcept;
 
@@ -65,28 +71,38 @@ public:
     std::atomic<bool> isRunning{false};  // the main loop of the application runs
 
     EventDomain* domain{nullptr};               // of the application; null: the common queue
+    unsigned number{0};                         // of the application, in the order of creation; 0 when it has ended
     Kr::ThreadId creator{Kr::ThreadId::kNone};  // made the application and has not ended
     EventBuffer local;
     EventBuffer forwarded;
     std::vector<PendingEvent> delayed;
     double earliestDueSeconds{kNever};
+    bool isWarnedOf{false};  // since the last processing
+
+private:
+    unsigned _push(EventBuffer& buffer, const KrSimEvent& event);
+};
+
+/// Logs the warning of LocalQueue::pushLocal, without a lock. Does nothing for 0.
+void warnOfIdleEvents(unsigned application);
+
+/// What an event manager must know of the delivery that calls it.
+struct Delivery {
+    const LocalQueue* queue;  ///< that the event was sent to
+    bool isForAll;            ///< it came from another process
+    bool isImmediate;         ///< it is an immediate send, through no application, by the delivering thread
 };
 
 /// What a thread is doing with events. Needs no destruction, so that it serves while the thread ends.
 struct ThreadEvents {
     /// Of the application whose run or update is under way here, the innermost one.
     LocalQueue* current{nullptr};
-    /// What the innermost delivery delivers: of which queue; for all applications; by an immediate send.
-    struct Delivery {
-        const LocalQueue* queue{nullptr};
-        bool isForAll{false};
-        bool isImmediate{false};
-    } delivery;
-    int processingDepth{0};  // how many times it is processing events, one inside the other
-    bool wasTooDeep{false};  // until the outermost one ends, sends only queue
-    bool mayRunMore{false};  // applications may wait for their next update on this thread
-    bool isWatched{false};   // its end will be noticed
-    bool hasEnded{false};    // what it owned was given up; it owns nothing any more
+    const Delivery* delivery{nullptr};  // the innermost one; null outside of deliveries
+    int processingDepth{0};             // how many times it is processing events, one inside the other
+    bool wasTooDeep{false};             // until the outermost one ends, sends only queue
+    bool mayRunMore{false};             // applications may wait for their next update on this thread
+    bool isWatched{false};              // its end will be noticed
+    bool hasEnded{false};               // what it owned was given up; it owns nothing any more
 };
 
 inline constinit thread_local ThreadEvents threadEvents;
@@ -106,7 +122,10 @@ public:
     // --- Which queue -----------------------------------------------------------------------------------------------
     /// Of an event that this thread sends through no application. Costs no lock inside of frames, and on threads that
     /// run no application.
-    [[nodiscard]] LocalQueue& route(ThreadEvents& self);
+    [[nodiscard]] LocalQueue& route(ThreadEvents& self) {
+        if (self.current != nullptr) return *self.current;
+        return self.mayRunMore ? _routeBetweenFrames(self) : *receiver.load(std::memory_order_acquire);
+    }
     /// The same under the lock, for a queue that was found without it: its application may have ended meanwhile.
     [[nodiscard]] LocalQueue& rerouteLocked(LocalQueue& queue, const ThreadEvents& self) noexcept;
     /// Where events of other threads and other processes arrive.
@@ -118,9 +137,6 @@ public:
     [[nodiscard]] std::vector<LocalQueue*> findKnown(LocalQueue* queue);
     /// Of applications that do not run, owned by this thread, with events.
     [[nodiscard]] std::vector<LocalQueue*> findIdleWithEvents();
-
-    /// Whether this thread made the application of the queue.
-    [[nodiscard]] bool isCreatedHere(const LocalQueue& queue);
 
     // --- Events ----------------------------------------------------------------------------------------------------
     /// Takes out what waits. This thread becomes the owner when there is none.
@@ -163,6 +179,7 @@ public:
 private:
     LocalQueues() = default;
     ~LocalQueues() = delete;
+    [[nodiscard]] LocalQueue& _routeBetweenFrames(ThreadEvents& self);
     [[nodiscard]] std::vector<LocalQueue*> _findKnownLocked(LocalQueue* queue);
     void _runLocked(LocalQueue& queue);
     void _stopLocked(LocalQueue& queue) noexcept;
@@ -172,6 +189,7 @@ private:
 
     std::vector<LocalQueue*> _applications;
     std::vector<LocalQueue*> _running;  // the oldest first
+    unsigned _lastNumber{0};            // of an application
 };
 
 }  // namespace KrSim::detail
