@@ -267,6 +267,49 @@ TEST(FieldMerge, GivesALostValueBackToItsField) {
     EXPECT_EQ(describe(instance["Extra"]), "Extra=8'again'");
 }
 
+struct TwinCase {
+    friend void PrintTo(const TwinCase& each, std::ostream* out) { *out << each.name; }
+
+    const char* name;
+    Edit inInstance;
+    const char* expected;
+};
+
+class TwinMerges : public testing::TestWithParam<TwinCase> {
+protected:
+    static void fill(Container& fields, int first, int second) {
+        fields.add<int>("Size", first);
+        fields.add<int>("Size", second);
+    }
+};
+
+TEST_P(TwinMerges, AddressEachOneByItsStoredPath) {
+    Container source(""), instance("");
+    fill(source, 1, 2);
+    fill(instance, 1, 2);
+    GetParam().inInstance(instance);
+    const auto paths = ownOf(instance, source).toPaths();
+    source[0].set(10);
+    source[1].set(20);
+    OwnFields own;
+    own.addPaths(instance, paths);
+    EXPECT_THAT(followFields(instance, source, own, {.keepsState = true}), IsEmpty());
+    EXPECT_EQ(describe(instance), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Changed, TwinMerges,
+    testing::Values(TwinCase{"First", [](Container& fields) { fields[0].set(5); }, "(Size=5 Size=20)"},
+                    TwinCase{"Second", [](Container& fields) { fields[1].set(5); }, "(Size=10 Size=5)"},
+                    TwinCase{"SecondRemoved", [](Container& fields) { fields.erase(fields.begin() + 1); }, "(Size=10)"},
+                    TwinCase{"FirstRemovedAndSecondSet",
+                             [](Container& fields) {
+                                 fields.erase(fields.begin());
+                                 fields[0].set(5);
+                             },
+                             "(Size=5)"}),
+    test_support::caseName);
+
 TEST(FieldMerge, LeavesValuesThatAreState) {
     Car source, instance;
     const std::unique_ptr<Container> base(source.clone(nullptr));

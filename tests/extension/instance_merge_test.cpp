@@ -241,6 +241,17 @@ TEST_F(InstanceConnections, AreTheUsersWhereHeMadeOrEndedThem) {
     EXPECT_TRUE(_car.isConnected("Left", "Spare"));
 }
 
+TEST_F(InstanceConnections, OfTheDefinitionAreNotKeptForTheUser) {
+    _car.definition->remove(_car.left.get());
+    const LogCapture log;
+    ASSERT_TRUE(_car.sync());
+    _car.definition->add(_car.left.get());
+    ASSERT_TRUE(_car.sync());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_TRUE(_car.isConnected("Left", "Right"));
+    EXPECT_EQ(_car.own("Right")->getInput("Torque")->_getIncomingConnections().size(), 1U);
+}
+
 // --- Stories -------------------------------------------------------------------------------------------------------
 
 class InstanceStories : public InstanceConnections {};
@@ -281,6 +292,60 @@ TEST_F(InstanceStories, GiveLostDataBackWhenTheDefinitionHasItAgain) {
     }
     EXPECT_EQ(_car.own("Mine"), mine.get()) << "content of the user is the same object";
 }
+
+/// "Name=Value" of the parameters, in order.
+std::string describeParameters(const KrExtension& extension) {
+    std::string text;
+    for (const auto* field : extension.getParameterContainer())
+        text += (text.empty() ? "" : " ") + field->getID().str() + "=" + field->toString();
+    return text;
+}
+
+using Fields = KrData::Container;
+
+struct ReturnCase {
+    friend void PrintTo(const ReturnCase& each, std::ostream* out) { *out << each.name; }
+
+    const char* name;
+    std::function<void(Fields& parameters)> edit;
+    const char* expected;
+};
+
+class ReturningParts : public InstanceConnections, public testing::WithParamInterface<ReturnCase> {};
+
+TEST_P(ReturningParts, HaveTheOwnFieldsThatTheyHad) {
+    const LogCapture log;
+    auto& parameters = _car.spare->getParameterContainer();
+    parameters.add<int>("Size", 1);
+    parameters.add<int>("Size", 2);
+    ASSERT_TRUE(_car.sync());
+    GetParam().edit(_car.own("Spare")->getParameterContainer());
+    const KrSmartPtr<KrExtension> spare = _car.spare;
+    _car.boot->remove(spare.get());
+    ASSERT_TRUE(_car.sync());
+    EXPECT_TRUE(_car.own("Spare")->_isUnknownPlaceholder());
+    _car.boot->add(spare.get());
+    ASSERT_TRUE(_car.sync());
+    EXPECT_EQ(describeParameters(*_car.own("Spare")), GetParam().expected);
+    EXPECT_EQ(_car.instance->getAllErrors(), "");
+    ASSERT_TRUE(_car.sync());
+    EXPECT_EQ(describeParameters(*_car.own("Spare")), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Own, ReturningParts,
+    testing::Values(
+        ReturnCase{"Order", [](Fields& fields) { fields.moveField(fields.end(), "Grip"); }, "Size=1 Size=2 Grip=0.8"},
+        ReturnCase{"FirstOfTwins", [](Fields& fields) { fields[1].set(5); }, "Grip=0.8 Size=5 Size=2"},
+        ReturnCase{"SecondOfTwins", [](Fields& fields) { fields[2].set(5); }, "Grip=0.8 Size=1 Size=5"},
+        ReturnCase{"SecondWithoutTheFirst",
+                   [](Fields& fields) {
+                       fields.erase(fields.begin() + 1);
+                       fields[1].set(5);
+                   },
+                   "Grip=0.8 Size=5"},
+        ReturnCase{"AddedTwin", [](Fields& fields) { fields.add<int>("Size", 3); }, "Grip=0.8 Size=1 Size=2 Size=3"}),
+    test_support::caseName);
 
 TEST_F(InstanceStories, KeepFieldsThatTheDefinitionLostUnderOwnValues) {
     const LogCapture log;

@@ -57,14 +57,14 @@ private:
                 const bool isNext = place < fields.size() && fields.getChildren()[place] == field;
                 place = isNext ? place + 1 : _placeBehind(fields, *field);
                 _followField(*field, from, isDriven);
-            } else if (!from.isDynamic() || !_own.isRemoved(fields, from.getID())) {
+            } else if (!from.isDynamic() || !_own.isRemoved(fields, from)) {
                 if (_add(fields, from, place) && !isOver()) {
                     pairs.noteInserted();
                     ++place;
                 }
             }
         }
-        if (!isOver() && (_own.getParts(fields) & kOwnOrder) == 0) _followOrder(fields, source);
+        if (!isOver() && (_own.getParts(fields) & kOwnOrder) == 0) takeOrder(fields, source);
     }
 
     [[nodiscard]] static std::size_t _placeBehind(const Container& fields, const FieldBase& field) {
@@ -88,10 +88,15 @@ private:
         }
         const NotificationFrame frame(fields, source);
         for (const auto& each : gone) {
-            const auto* field = each.get();
+            auto* field = each.get();
             if (frame.fieldDied() || field == nullptr || field->getParent() != &fields) continue;
+            _noteLeaving(*field);
             fields.erase(std::find(fields.begin(), fields.end(), field));
         }
+    }
+
+    void _noteLeaving(FieldBase& field) const {
+        if (_rules.noteLeaving) _rules.noteLeaving(field);
     }
 
     void _keepLost(FieldBase& field) {
@@ -188,6 +193,10 @@ private:
         const bool hasOwn =
             _own.hasAny(items, kOwnValue | kOwnField | kOwnOrder | kOwnState) || _hasRemovals(items, source);
         const NotificationFrame frame(items, source);
+        if (!hasOwn) {
+            for (auto i = source.size(); i < items.size(); ++i)
+                _noteLeaving(items.at(i));
+        }
         // As a whole where that goes: a fixed number of items leaves no room for an exchange one by one.
         if (!hasOwn && (items.isEqual(source) || items.copyValue(source)) && !frame.fieldDied())
             alignItems(items, source);
@@ -196,7 +205,7 @@ private:
 
     [[nodiscard]] bool _hasRemovals(const Container& items, const Container& source) const {
         return std::any_of(source.begin(), source.end(),
-                           [&](const auto* each) { return _own.isRemoved(items, each->getID()); });
+                           [&](const auto* each) { return _own.isRemoved(items, *each); });
     }
 
     /// Only fields made at run time change their type; the others keep the one that their code declares.
@@ -216,6 +225,7 @@ private:
         _settle(*made, source);
         const auto index = std::find(parent->begin(), parent->end(), &field) - parent->begin();
         const NotificationFrame frame(*parent, source);
+        _noteLeaving(field);
         parent->_removeField(&field);
         const std::unique_ptr<FieldBase> gone(&field);
         if (frame.fieldDied() || frame.changedDied()) return;
@@ -223,31 +233,6 @@ private:
         if (parent->_addField(made.get(), parent->begin() + static_cast<std::ptrdiff_t>(place))) {
             static_cast<void>(made.release());
         }
-    }
-
-    // --- Order -----------------------------------------------------------------------------------------------------
-
-    /// Those that both have take the order of the source, in the places that they have together.
-    static void _followOrder(Container& fields, const Container& source) {
-        std::unordered_map<const FieldBase*, std::size_t> places;
-        std::vector<FieldBase*> ordered;
-        ChildPairs pairs(source.getChildren(), fields.getChildren());
-        for (std::size_t i = 0; i < source.size(); ++i) {
-            if (auto* field = pairs.find(i)) ordered.push_back(field);
-        }
-        for (std::size_t i = 0; i < fields.size(); ++i)
-            places.emplace(&fields[i], i);
-        std::vector<std::size_t> taken;
-        taken.reserve(ordered.size());
-        for (const auto* field : ordered)
-            taken.push_back(places.at(field));
-        if (std::is_sorted(taken.begin(), taken.end())) return;
-        std::sort(taken.begin(), taken.end());
-        auto wanted = fields.getChildren();
-        for (std::size_t i = 0; i < taken.size(); ++i)
-            wanted[taken[i]] = ordered[i];
-        for (const auto* field : wanted)
-            fields.moveField(fields.end(), field->getID());
     }
 
     const OwnFields& _own;
@@ -260,6 +245,28 @@ private:
 std::vector<std::string> followFields(Container& tree, const Container& source, const OwnFields& own,
                                       const MergeRules& rules) {
     return Follower(own, rules).follow(tree, source);
+}
+
+void takeOrder(Container& fields, const Container& source) {
+    std::unordered_map<const FieldBase*, std::size_t> places;
+    std::vector<FieldBase*> ordered;
+    ChildPairs pairs(source.getChildren(), fields.getChildren());
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        if (auto* field = pairs.find(i)) ordered.push_back(field);
+    }
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        places.emplace(&fields[i], i);
+    std::vector<std::size_t> taken;
+    taken.reserve(ordered.size());
+    for (const auto* field : ordered)
+        taken.push_back(places.at(field));
+    if (std::is_sorted(taken.begin(), taken.end())) return;
+    std::sort(taken.begin(), taken.end());
+    auto wanted = fields.getChildren();
+    for (std::size_t i = 0; i < taken.size(); ++i)
+        wanted[taken[i]] = ordered[i];
+    for (const auto* field : wanted)
+        fields.moveField(fields.end(), field->getID());
 }
 
 void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts) {

@@ -44,7 +44,8 @@ public:
     void add(const FieldBase& field, std::int32_t parts);
     /// The field and all below it.
     void addTree(const FieldBase& field, std::int32_t parts);
-    void addRemoval(const Container& parent, const Kr::KrID& id);
+    /// \param step  the stored step of the field that is not there.
+    void addRemoval(const Container& parent, std::string step);
     /// The values of fields that are marked as own or lost.
     void addMarked(const FieldBase& field);
     /// What toPaths() answered for a likeness of this tree. Paths without a field are passed over.
@@ -54,14 +55,14 @@ public:
     [[nodiscard]] std::int32_t getParts(const FieldBase& field) const;
     /// Whether the field, or one below it, has one of these parts.
     [[nodiscard]] bool hasAny(const FieldBase& field, std::int32_t parts) const;
-    [[nodiscard]] bool isRemoved(const Container& parent, const Kr::KrID& id) const;
-    /// By FieldBase::getPath.
+    /// Whether what corresponds to this field was removed from `parent`.
+    [[nodiscard]] bool isRemoved(const Container& parent, const FieldBase& original) const;
+    /// By stored paths (kr/data/stored_path.h).
     [[nodiscard]] Paths toPaths() const;
 
 private:
     std::unordered_map<const FieldBase*, std::int32_t> _parts;
-    std::set<std::pair<const Container*, std::int32_t>> _removals;  // by the number of the identifier
-    std::vector<std::pair<const Container*, Kr::KrID>> _removed;
+    std::set<std::pair<const Container*, std::string>> _removals;  // by stored steps
 };
 
 /// How two trees of fields are compared and merged.
@@ -77,6 +78,8 @@ struct MergeRules {
     std::function<bool(const FieldBase& field, const FieldBase& base)> isSameReference{};
     /// Called for each reference that is to follow its source. Without it the value is copied.
     std::function<void(FieldBase& field, const FieldBase& source)> followReference{};
+    /// Called for each field that is about to be destroyed because the source does not have it.
+    std::function<void(FieldBase& field)> noteLeaving{};
 };
 
 // The three-way merge of fields: `base` is what a tree was made from, `tree` has changed since then, and so has the
@@ -99,6 +102,10 @@ KR_API void settleCopy(Container& tree, const Container& source, bool isInner);
 
 /// Gives the field those of these parts that are properties: range, description, dimension, metadata.
 KR_API void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts);
+
+/// Puts the children that both have in the order of `source`, in the places that they have together. Nobody is
+/// notified.
+KR_API void takeOrder(Container& fields, const Container& source);
 
 /// Whether both trees are the same as far as merges are concerned.
 [[nodiscard]] KR_API bool areSameFields(const Container& first, const Container& second, const MergeRules& rules);

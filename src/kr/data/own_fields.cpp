@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "kr/data/field_array.h"
 #include "kr/data/field_merge.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/field_properties.h"
+#include "kr/data/stored_path.h"
 #include "kr/data/vector_base.h"
 
 namespace KrData {
@@ -31,8 +33,8 @@ void OwnFields::addTree(const FieldBase& field, std::int32_t parts) {
         addTree(*child, parts);
 }
 
-void OwnFields::addRemoval(const Container& parent, const Kr::KrID& id) {
-    if (_removals.insert({&parent, id.getNumber()}).second) _removed.emplace_back(&parent, id);
+void OwnFields::addRemoval(const Container& parent, std::string step) {
+    _removals.emplace(&parent, std::move(step));
 }
 
 void OwnFields::addMarked(const FieldBase& field) {
@@ -49,13 +51,15 @@ void OwnFields::addPaths(const Container& tree, const Paths& paths) {
         if ((parts & kOwnRemoval) != 0) {
             const auto dot = path.rfind('.');
             const bool isBelow = dot != std::string::npos;
-            const FieldBase* parent = isBelow ? tree.findFieldFromPath(path.substr(0, dot)) : &tree;
+            const FieldBase* parent = isBelow ? _findStoredPath(tree, path.substr(0, dot)) : &tree;
             if (parent != nullptr && parent->getDataType() == Types::kContainer) {
-                addRemoval(static_cast<const Container&>(*parent), Kr::KrID(isBelow ? path.substr(dot + 1) : path));
+                addRemoval(static_cast<const Container&>(*parent), isBelow ? path.substr(dot + 1) : path);
             }
-        } else if (const auto* field = tree.findFieldFromPath(path)) {
-            add(*field, parts);
         }
+        // Where the first of several fields with one identifier was removed, the next one has its path.
+        const auto left = parts & ~kOwnRemoval;
+        const auto* field = left != 0 ? _findStoredPath(tree, path) : nullptr;
+        if (field != nullptr) add(*field, left);
     }
 }
 
@@ -72,17 +76,17 @@ bool OwnFields::hasAny(const FieldBase& field, std::int32_t parts) const {
     return std::any_of(children.begin(), children.end(), [&](const auto* child) { return hasAny(*child, parts); });
 }
 
-bool OwnFields::isRemoved(const Container& parent, const Kr::KrID& id) const {
-    return !_removals.empty() && _removals.count({&parent, id.getNumber()}) != 0;
+bool OwnFields::isRemoved(const Container& parent, const FieldBase& original) const {
+    return !_removals.empty() && _removals.count({&parent, _getStoredStep(original)}) != 0;
 }
 
 OwnFields::Paths OwnFields::toPaths() const {
     Paths paths;
     for (const auto& [field, parts] : _parts)
-        paths[field->getPath()] |= parts;
-    for (const auto& [parent, id] : _removed) {
-        const auto above = parent->getPath();
-        paths[above.empty() ? id.str() : above + "." + id.str()] |= kOwnRemoval;
+        paths[_getStoredPath(*field)] |= parts;
+    for (const auto& [parent, step] : _removals) {
+        const auto above = _getStoredPath(*parent);
+        paths[above.empty() ? step : above + "." + step] |= kOwnRemoval;
     }
     return paths;
 }
@@ -124,7 +128,7 @@ private:
         for (std::size_t i = 0; i < base.size(); ++i) {
             const auto* field = pairs.find(i);
             if (field == nullptr) {
-                _own.addRemoval(tree, base[i].getID());
+                _own.addRemoval(tree, _getStoredStep(base[i]));
                 continue;
             }
             _compareField(*field, base[i], isDriven);

@@ -12,7 +12,7 @@
 
 namespace KrSim {
 
-/// A connection between two extensions of one tree, by their IDs and the paths of fields.
+/// A connection between two extensions of one tree, by their IDs and the stored paths of fields.
 struct InnerConnection {
     KrContentID::Identifier source;
     std::string sourcePath;

@@ -4,6 +4,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/data/proxy.h"
+#include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
@@ -51,7 +52,7 @@ void ConnectionCollector::_collect(const KrData::FieldBase& field, const Identif
             const auto* sink = connection->getSink();
             const auto found = sink != nullptr ? _toOriginal.find(sink->getOwnerExtension()) : _toOriginal.end();
             if (found == _toOriginal.end()) continue;
-            _found.insert({source, field.getPath(), found->second, sink->getPath()});
+            _found.insert({source, KrData::_getStoredPath(field), found->second, KrData::_getStoredPath(*sink)});
         }
     }
     for (const auto* child : field.getChildren())

@@ -1,10 +1,13 @@
 #include "kr/extension/internal/own_data.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "kr/data/field_array.h"
 #include "kr/data/field_loading.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 
@@ -20,8 +23,21 @@ const KrData::Container* asContainer(const KrData::FieldBase& field) {
 
 constexpr auto kWhole = ~(KrData::kOwnState | KrData::kOwnRemoval);
 
+/// The identifiers that several fields have, of which a later one has own parts: in the copy it must not become the
+/// first.
+std::unordered_set<std::int32_t> findOwnTwins(const KrData::Container& source, const KrData::OwnFields& own) {
+    std::unordered_set<std::int32_t> twins;
+    for (const auto* field : source) {
+        const bool isFirst = *source.find(field->getID()) == field;
+        if (!isFirst && own.hasAny(*field, kWhole)) twins.insert(field->getID().getNumber());
+    }
+    return twins;
+}
+
 std::unique_ptr<KrData::Container> copyBelow(const KrData::Container& source, const KrData::OwnFields& own) {
     std::unique_ptr<KrData::Container> copies;
+    const bool isOrderOwn = (own.getParts(source) & KrData::kOwnOrder) != 0;  // which all fields make together
+    const auto twins = findOwnTwins(source, own);
     const auto take = [&](std::unique_ptr<KrData::FieldBase> copy) {
         if (!copy) return;
         if (!copies) copies = std::make_unique<KrData::Container>(source.getID(), nullptr, source.getFieldType());
@@ -30,7 +46,10 @@ std::unique_ptr<KrData::Container> copyBelow(const KrData::Container& source, co
     };
     for (const auto* field : source) {
         const auto* group = asContainer(*field);
-        if ((own.getParts(*field) & kWhole) != 0 || (field->isFieldArray() && own.hasAny(*field, kWhole))) {
+        const bool isWhole = isOrderOwn || twins.count(field->getID().getNumber()) != 0 ||
+                             (own.getParts(*field) & kWhole) != 0 ||
+                             (field->isFieldArray() && own.hasAny(*field, kWhole));
+        if (isWhole) {
             take(std::unique_ptr<KrData::FieldBase>(field->_duplicate()));
         } else if (group != nullptr && !field->isFieldArray()) {
             take(copyBelow(*group, own));
@@ -65,39 +84,52 @@ public:
     void lay(const std::string& path, std::int32_t parts) {
         if ((parts & KrData::kOwnRemoval) != 0) {
             _remove(path);
-            return;
+            parts &= ~KrData::kOwnRemoval;
+            if (parts == 0) return;  // else of the next field of this identifier, which has the path now
         }
-        const auto* from = _fields.findFieldFromPath(path);
+        const auto* from = KrData::_findStoredPath(_fields, path);
         if (from == nullptr) return;
-        auto* to = _extension.findFieldFromPath(path);
+        auto* to = _find(path);
         if (to == nullptr) {
-            _add(*from, path, parts);
+            _add(*from, from->getID(), path, parts);
         } else if ((parts & (KrData::kOwnValue | KrData::kOwnField)) != 0) {
             _layValue(*to, *from, path);
         }
-        to = _extension.findFieldFromPath(path);
+        to = _find(path);
         if (to == nullptr) return;
         takeProperties(*to, *from, parts);
         if (KrObject::isInstanceData(*from)) KrObject::setInstanceData(*to);
     }
 
+    /// When all fields are there.
+    void layOrder(const std::string& path) {
+        const auto* from = KrData::_findStoredPath(_fields, path);
+        auto* to = _find(path);
+        if (from == nullptr || to == nullptr || asContainer(*from) == nullptr || asContainer(*to) == nullptr) return;
+        KrData::takeOrder(static_cast<KrData::Container&>(*to), static_cast<const KrData::Container&>(*from));
+    }
+
     std::vector<std::string> takeLost() { return std::move(_lost); }
 
 private:
+    [[nodiscard]] KrData::FieldBase* _find(std::string_view path) const {
+        return KrData::_findStoredPath(_extension.getFieldsContainer(), path);
+    }
+
     void _remove(const std::string& path) {
-        auto* field = _extension.findFieldFromPath(path);
+        auto* field = _find(path);
         auto* parent = field != nullptr ? field->getParent() : nullptr;
         if (parent == nullptr || !field->isDynamic()) return;
         parent->erase(std::find(parent->begin(), parent->end(), field));
     }
 
-    void _add(const KrData::FieldBase& from, const std::string& path, std::int32_t parts) {
+    void _add(const KrData::FieldBase& from, const Kr::KrID& id, const std::string& path, std::int32_t parts) {
         const auto dot = path.rfind('.');
-        auto* above = dot != std::string::npos ? _extension.findFieldFromPath(path.substr(0, dot)) : nullptr;
+        auto* above = dot != std::string::npos ? _find(path.substr(0, dot)) : nullptr;
         if (above == nullptr || above->getDataType() != KrData::Types::kContainer) {
             // With the group that held it, and all that is own in there.
             if (dot != std::string::npos && from.getParent() != nullptr)
-                _add(*from.getParent(), path.substr(0, dot), 0);
+                _add(*from.getParent(), from.getParent()->getID(), path.substr(0, dot), 0);
             return;
         }
         auto& parent = static_cast<KrData::Container&>(*above);
@@ -105,8 +137,8 @@ private:
             _addItem(static_cast<KrData::FieldArrayBase&>(parent), from);
             return;
         }
-        const auto* copy = from.clone(parent.getUniqueFieldId(from.getID()), &parent);
-        if (copy != nullptr && (parts & KrData::kOwnField) == 0) _noteLost(copy->getPath());
+        auto* copy = from.clone(id, &parent);
+        if (copy != nullptr && (parts & KrData::kOwnField) == 0) _noteLost(*copy);
     }
 
     static void _addItem(KrData::FieldArrayBase& items, const KrData::FieldBase& from) {
@@ -121,13 +153,14 @@ private:
             !to.isFieldArray()) {
             KrData::_loadFields(static_cast<KrData::Container&>(to), static_cast<const KrData::Container&>(from));
         } else if (!to.copyValue(from)) {
-            _add(from, path, KrData::kOwnValue);  // beside it, under a name of its own
+            // Beside it, under a name of its own.
+            _add(from, to.getParent()->getUniqueFieldId(from.getID()), path, KrData::kOwnValue);
         }
     }
 
-    void _noteLost(const std::string& path) {
-        _lost.push_back(path);
-        if (auto* field = _extension.findFieldFromPath(path)) field->setMetadata(KrData::kMarkedAsLost, true);
+    void _noteLost(KrData::FieldBase& field) {
+        _lost.push_back(field.getPath());
+        field.setMetadata(KrData::kMarkedAsLost, true);
     }
 
     KrExtension& _extension;
@@ -142,6 +175,9 @@ std::vector<std::string> layOver(KrExtension& extension, const KrData::Container
     Layer layer(extension, fields);
     for (const auto& [path, parts] : own)  // what is above comes first
         layer.lay(path, parts);
+    for (const auto& [path, parts] : own) {
+        if ((parts & KrData::kOwnOrder) != 0) layer.layOrder(path);
+    }
     return layer.takeLost();
 }
 

@@ -12,7 +12,8 @@
 
 namespace KrSim::detail {
 
-/// Copies of the fields that have own parts, in containers like those above them. Null when there are none.
+/// Copies of the fields that have own parts, in containers like those above them, each with what its stored path needs:
+/// twins in front of it, or all fields of a group whose order is own. Null when there are none.
 [[nodiscard]] std::unique_ptr<KrData::Container> copyOwnFields(const KrExtension& extension,
                                                                const KrData::OwnFields& own);
 /// Lays own fields over those of an extension that was made anew.

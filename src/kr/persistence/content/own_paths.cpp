@@ -1,6 +1,7 @@
 #include "kr/persistence/content/internal/own_paths.h"
 
 #include "kr/data/container.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/own_record.h"
 
@@ -8,7 +9,7 @@ namespace KrPersistence::detail {
 
 OwnPaths::OwnPaths(const KrData::Container& fields, const KrSim::KrExtension& extension) {
     for (const auto& [path, parts] : KrSim::OwnRecord::of(extension).fields)
-        _fields.emplace_back(path, fields.findFieldFromPath(path));
+        _fields.emplace_back(path, KrData::_findStoredPath(fields, path));
 }
 
 void OwnPaths::update(KrSim::KrExtension& extension) const {
@@ -18,7 +19,7 @@ void OwnPaths::update(KrSim::KrExtension& extension) const {
     KrData::OwnFields::Paths paths;
     for (const auto& [path, reference] : _fields) {
         const auto* field = reference.get();
-        auto now = field != nullptr ? field->getPath() : path;
+        auto now = field != nullptr ? KrData::_getStoredPath(*field) : path;
         isRenamed = isRenamed || now != path;
         paths[std::move(now)] |= record.fields[path];
     }
