@@ -399,14 +399,63 @@ TEST_F(OutsideConnections, KeepTheirSettings) {
     EXPECT_EQ(bolt()->getInput("Torque")->toReal(), 0.0);
 }
 
-TEST_F(OutsideConnections, AreForgottenWithTheirOtherEnd) {
+TEST_F(OutsideConnections, AreDroppedWithTheirOtherEndAndReported) {
     _hub->remove(_bolt.get());
     EXPECT_TRUE(_instance->sync());
     _car->remove(_engine.get());
     _engine.reset();
     _hub->add(_bolt.get());
+    const LogCapture log;
     EXPECT_TRUE(_instance->sync());
     EXPECT_FALSE(bolt()->getInput("Torque")->_hasIncomingConnections());
+    EXPECT_THAT(log.lines(),
+                testing::UnorderedElementsAre("3 KrObject: the connection from Car/Engine.Outputs.Torque to "
+                                              "Car/Axle/Hub/Bolt.Inputs.Torque is dropped: Car/Engine has been "
+                                              "destroyed.\n",
+                                              "3 KrObject: the connection from Car/Axle/Hub/Bolt.Outputs.Speed to "
+                                              "Car/Engine.Inputs.Speed is dropped: Car/Engine has been destroyed.\n"));
 }
+
+TEST_F(OutsideConnections, OfAFieldComeBackWithTheField) {
+    const LogCapture log;
+    _bolt->removeInput("Torque");
+    EXPECT_TRUE(_instance->sync());
+    ASSERT_EQ(bolt()->getInput("Torque"), nullptr);
+    EXPECT_THAT(log.lines(), ElementsAre(testing::HasSubstr("the definition of 'Axle' does not have the field")));
+    _bolt->addInput("Torque", Types::kDouble);
+    EXPECT_TRUE(_instance->sync());
+    EXPECT_THAT(transfer(1.0, 2.0), ElementsAre(1.0, 2.0));
+}
+
+/// The parts that the definition loses, of two that the user of an instance has connected.
+struct LossCase {
+    const char* name;
+    bool isSourceLost, isSinkLost;
+};
+
+class ConnectionsOfTheUser : public OutsideConnections, public testing::WithParamInterface<LossCase> {};
+
+TEST_P(ConnectionsOfTheUser, BetweenTwoPartsComeBackWithThem) {
+    const auto sink = addBolt(*_hub);
+    sink->setName("Nut");
+    ASSERT_TRUE(_instance->sync());
+    const auto nut = [&] { return _instance->findExtensionByName("Nut", true); };
+    ASSERT_NE(KrConnectionFactory::connect(bolt()->getOutput("Speed"), nut()->getInput("Torque")), nullptr);
+    if (GetParam().isSourceLost) _hub->remove(_bolt.get());
+    if (GetParam().isSinkLost) _hub->remove(sink.get());
+    const LogCapture log;
+    EXPECT_TRUE(_instance->sync());
+    if (GetParam().isSourceLost) _hub->add(_bolt.get());
+    if (GetParam().isSinkLost) _hub->add(sink.get());
+    EXPECT_TRUE(_instance->sync());
+    bolt()->getOutput("Speed")->set(4.0);
+    EXPECT_EQ(nut()->getInput("Torque")->toReal(), 4.0);
+    EXPECT_EQ(nut()->getInput("Torque")->_getIncomingConnections().size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lost, ConnectionsOfTheUser,
+                         testing::Values(LossCase{"Source", true, false}, LossCase{"Sink", false, true},
+                                         LossCase{"Both", true, true}),
+                         test_support::caseName);
 
 }  // namespace clone_targets_test

@@ -1,6 +1,5 @@
 #include "kr/extension/clone_map.h"
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -9,7 +8,6 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
-#include "kr/extension/internal/outside_connections.h"
 
 namespace KrSim {
 
@@ -28,10 +26,6 @@ void KrCloneMap::add(const KrExtension* source, KrExtension* clone, Values value
 KrExtension* KrCloneMap::find(const KrExtension* source) const {
     const auto found = _clones.find(source);
     return found != _clones.end() ? found->second : nullptr;
-}
-
-bool KrCloneMap::hasClone(const KrExtension* extension) const {
-    return std::any_of(_pairs.begin(), _pairs.end(), [&](const Pair& pair) { return pair.clone == extension; });
 }
 
 KrData::FieldBase* KrCloneMap::_findField(const KrData::FieldBase& original) const {
@@ -135,16 +129,12 @@ bool KrCloneMap::_redirectIDs() const {
 
 // --- Instances -----------------------------------------------------------------------------------------------------
 
-void KrCloneMap::_noteLeaving(const KrExtension& extension) const {
-    if (_instance != nullptr) _instance->_getOutsideConnections().noteLeaving(*_instance, extension);
-}
-
-void KrCloneMap::_followMessages() const {
+void KrCloneMap::_followMessages(const KrObject& instance) const {
     for (const auto& pair : _pairs) {
         auto& fields = pair.clone->getFieldsContainer();
         const auto& source = pair.source->getFieldsContainer();
         // The messages of a new part were copied with its fields; those of the instance itself never are.
-        const bool isCopy = pair.values == Values::kOfSource && pair.clone != _instance;
+        const bool isCopy = pair.values == Values::kOfSource && pair.clone != &instance;
         fields.getErrors()._follow(source.getErrors(), isCopy);
         fields.getInfos()._follow(source.getInfos(), isCopy);
     }

@@ -34,13 +34,8 @@ public:
     void add(const KrExtension* source, KrExtension* clone, Values values = Values::kOfSource);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
-    /// Whether the extension is a clone.
-    [[nodiscard]] bool hasClone(const KrExtension* extension) const;
-    /// For instances: an extension that is about to be removed has its connections with others kept there.
-    void _keepOutsideConnections(KrObject& instance) noexcept { _instance = &instance; }
-    void _noteLeaving(const KrExtension& extension) const;
-    /// For instances: messages that came from a source go when the source has them no more.
-    void _followMessages() const;
+    /// For an instance: messages that came from a source go when the source has them no more.
+    void _followMessages(const KrObject& instance) const;
     /// Links, connections and references of the clones, in this order: what leads to a source leads to its clone.
     /// Connections transfer once; then the values of each clone are made those of its source, without a transfer, and
     /// the observers are notified. Clones that keep their own values keep their links, too.
@@ -70,7 +65,6 @@ private:
 
     std::vector<Pair> _pairs;
     std::unordered_map<const KrExtension*, KrExtension*> _clones;
-    KrObject* _instance{nullptr};
 };
 
 /// Decides which extensions are copied along.

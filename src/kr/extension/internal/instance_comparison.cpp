@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "kr/core/connection_base.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/own_data.h"
@@ -196,6 +198,24 @@ InnerConnections InstanceComparison::collectConnections(const Originals& origina
     for (const auto& [extension, id] : originals)
         collector.collect(*extension);
     return collector.take();
+}
+
+bool InstanceComparison::isOwn(const Kr::KrConnectionBase& connection) const {
+    const auto* source = connection.getSourceOwner();
+    const auto* sink = connection.getSinkOwner();
+    if (find(*source) == nullptr || find(*sink) == nullptr) return true;
+    const auto sourcePath = KrData::_getStoredPath(*connection.getSource());
+    const auto sinkPath = KrData::_getStoredPath(*connection.getSink());
+    if (!_base) {
+        if (!OwnRecord::of(_instance).isComplete) return true;
+        const auto& sourceID = source->getContentID().getRawID();
+        const auto& sinkID = sink->getContentID().getRawID();
+        return OwnRecord::of(*sink).added.count({sourceID, sourcePath, sinkID, sinkPath}) != 0;
+    }
+    const auto from = _originals.find(source);
+    const auto to = _originals.find(sink);
+    if (from == _originals.end() || to == _originals.end()) return true;  // a lost part
+    return _base->getConnections().count({from->second, sourcePath, to->second, sinkPath}) == 0;
 }
 
 InstanceComparison::ConnectionChanges InstanceComparison::compareConnections(const DefinitionSnapshot& now,

@@ -42,6 +42,8 @@ public:
     };
     [[nodiscard]] ConnectionChanges compareConnections(const DefinitionSnapshot& now, const Originals& originals) const;
 
+    /// Whether the connection is not one of the definition: it leads out of the instance, or its user made it.
+    [[nodiscard]] bool isOwn(const Kr::KrConnectionBase& connection) const;
     /// All connections between these.
     [[nodiscard]] static InnerConnections collectConnections(const Originals& originals);
 

@@ -6,6 +6,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/data/proxy.h"
+#include "kr/data/stored_path.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
@@ -34,7 +35,6 @@ InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrClo
     for (const auto& [extension, id] : _originals)
         _originalIDs.emplace(extension->getContentID().getRuntimeID(), id);
     addIDs(_now->getRoot(), _definitionIDs);
-    _pairs._keepOutsideConnections(instance);
 }
 
 std::exception_ptr InstanceSync::run() {
@@ -57,8 +57,8 @@ std::exception_ptr InstanceSync::run() {
     _instance._createLostExtensionsFromInternalInstanceData(_instance._restoreInternalInstanceData(std::move(items)));
     _dropRecords();
     _instance._setBase(_now);
-    _pairs._followMessages();
-    if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance, _pairs);
+    _pairs._followMessages(_instance);
+    if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance);
     _pairs._synchronizeImplementations();
     return failure;
 }
@@ -118,7 +118,7 @@ void InstanceSync::_removeOthers(KrObject& object, const std::vector<Kr::KrSmart
         // Deeper ones are lost extensions whose holder is lost, too.
         const bool isPlacedHere = depth == 1 || (depth > 1 && each->_isUnknownPlaceholder());
         if (isPlacedHere && each->getOwner() == &object && staying.count(each.get()) == 0) {
-            _pairs._noteLeaving(*each);
+            _instance._getOutsideConnections().noteLeaving(_instance, *each, _isOwnConnection);
             object._removeExtension(each.get());
         }
     }
@@ -173,6 +173,9 @@ void InstanceSync::_followFields(KrExtension& extension, const KrExtension& defi
         auto rules = rulesFor(*group);
         rules.isInner = isInner;
         rules.keepsState = !_comparison.hasBase();
+        rules.noteLeaving = [this](KrData::FieldBase& field) {
+            _instance._getOutsideConnections().noteLeaving(_instance, field, _isOwnConnection);
+        };
         rules.followReference = [this](KrData::FieldBase& field, const KrData::FieldBase& from) {
             _followReference(field, from);
         };
@@ -274,8 +277,8 @@ void InstanceSync::_endConnections(const InnerConnections& connections) {
     for (const auto& [extension, id] : _originals)
         copies.emplace(id, extension);
     for (const auto& each : connections) {
-        const auto* source = copies.at(each.source)->findFieldFromPath(each.sourcePath);
-        const auto* sink = copies.at(each.sink)->findFieldFromPath(each.sinkPath);
+        const auto* source = KrData::_findStoredPath(copies.at(each.source)->getFieldsContainer(), each.sourcePath);
+        const auto* sink = KrData::_findStoredPath(copies.at(each.sink)->getFieldsContainer(), each.sinkPath);
         if (source != nullptr && sink != nullptr) endConnection(*source, *sink);
     }
 }
@@ -285,7 +288,8 @@ bool InstanceSync::_mayConnect(const KrData::FieldBase& source, const KrData::Fi
     const auto idOf = [](const KrData::FieldBase& field) {
         return field.getOwnerExtension()->getContentID().getRuntimeID();
     };
-    return _removedConnections.count({idOf(source), source.getPath(), idOf(sink), sink.getPath()}) == 0;
+    return _removedConnections.count(
+               {idOf(source), KrData::_getStoredPath(source), idOf(sink), KrData::_getStoredPath(sink)}) == 0;
 }
 
 }  // namespace KrSim::detail

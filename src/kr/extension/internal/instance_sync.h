@@ -9,6 +9,7 @@
 
 #include "kr/extension/clone_map.h"
 #include "kr/extension/internal/instance_comparison.h"
+#include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/object.h"
 
 namespace KrSim::detail {
@@ -46,6 +47,8 @@ private:
     const KrObject& _definition;
     KrCloneMap::Values _values;
     InstanceComparison _comparison;
+    const OutsideConnections::IsOwn _isOwnConnection{
+        [this](const Kr::KrConnectionBase& connection) { return _comparison.isOwn(connection); }};
     std::shared_ptr<const DefinitionSnapshot> _now;
     InstanceComparison::Originals _originals;  // of what was here before, by the definition as it is now
     std::unordered_map<Identifier, Identifier> _originalIDs;

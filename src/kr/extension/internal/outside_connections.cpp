@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "kr/data/field_copying.h"
@@ -25,14 +26,6 @@ std::vector<const KrExtension*> collect(const KrExtension& extension) {
             all.push_back(below.get());
     }
     return all;
-}
-
-/// The names from below the instance down to the part.
-std::string pathBelow(const KrObject& instance, const KrExtension& part) {
-    auto path = part.getName();
-    for (const auto* owner = part.getOwner(); owner != nullptr && owner != &instance; owner = owner->getOwner())
-        path.insert(0, owner->getName() + "/");
-    return path;
 }
 
 KrData::FieldBase* findField(const KrExtension* extension, const std::string& path) {
@@ -79,8 +72,12 @@ public:
             _byRawID.emplace(each->getContentID().getRawID(), each);
         }
     }
+    [[nodiscard]] const KrExtension* findExactly(const KrContentID& id) const {
+        const auto found = _byRuntimeID.find(id.getRuntimeID());
+        return found != _byRuntimeID.end() ? found->second : nullptr;
+    }
     [[nodiscard]] const KrExtension* find(const KrContentID& id) const {
-        if (const auto found = _byRuntimeID.find(id.getRuntimeID()); found != _byRuntimeID.end()) return found->second;
+        if (const auto* part = findExactly(id)) return part;
         const auto found = _byRawID.find(id.getRawID());
         return found != _byRawID.end() ? found->second : nullptr;
     }
@@ -95,63 +92,102 @@ OutsideConnections::~OutsideConnections() = default;
 
 // --- Keeping -------------------------------------------------------------------------------------------------------
 
-void OutsideConnections::noteLeaving(const KrObject& instance, const KrExtension& extension) {
-    const auto all = collect(extension);
-    const Extensions leaving(all.begin(), all.end());
-    for (const auto* each : all) {
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the fields of an extension are no part of it
-        _noteField(instance, *each, const_cast<KrExtension*>(each)->getFieldsContainer(), leaving);
+/// The own connections that begin, and those that end, at leaving fields. Those between two of them are in both.
+struct OutsideConnections::Leaving {
+    const KrObject& instance;
+    const IsOwn& isOwn;
+    std::vector<const Kr::KrConnectionBase*> outgoing, incoming;
+
+    void add(const KrData::FieldBase& field) {
+        const auto mayKeep = [&](const Kr::KrConnectionBase& connection) {
+            return connection.isValid() && connection.getSourceOwner() != nullptr &&
+                   connection.getSinkOwner() != nullptr && isOwn(connection);
+        };
+        for (const auto* connection : field._getOutgoingConnections()) {
+            if (mayKeep(*connection)) outgoing.push_back(connection);
+        }
+        if (field._hasIncomingConnections()) {
+            for (const auto* connection : field._getIncomingConnections()) {
+                if (mayKeep(*connection)) incoming.push_back(connection);
+            }
+        }
+        for (const auto* child : field.getChildren())
+            add(*child);
+    }
+};
+
+OutsideConnections::End::End(const KrObject& instance, KrData::FieldBase& at, const KrExtension& owner)
+    : extension(owner.getContentID()), path(KrData::_getStoredPath(at)), field(&at) {
+    std::string below;
+    const auto* each = &owner;
+    for (; each != nullptr && each != &instance; each = each->getOwner())
+        below.insert(0, "/" + each->getName());
+    isInside = each != nullptr;
+    name = isInside ? below : owner.getPath();
+}
+
+std::string OutsideConnections::End::describe(const KrObject& instance) const {
+    return (isInside ? instance.getPath() : "") + name + "." + path;
+}
+
+void OutsideConnections::noteLeaving(const KrObject& instance, const KrExtension& extension, const IsOwn& isOwn) {
+    Leaving leaving{instance, isOwn, {}, {}};
+    for (const auto* each : collect(extension))
+        leaving.add(each->getFieldsContainer());
+    _keepAll(leaving);
+}
+
+void OutsideConnections::noteLeaving(const KrObject& instance, const KrData::FieldBase& field, const IsOwn& isOwn) {
+    Leaving leaving{instance, isOwn, {}, {}};
+    leaving.add(field);
+    _keepAll(leaving);
+}
+
+void OutsideConnections::_keepAll(Leaving& leaving) {
+    for (const auto* connection : leaving.outgoing)
+        _keep(leaving.instance, *connection, true);
+    const std::unordered_set<const Kr::KrConnectionBase*> kept(leaving.outgoing.begin(), leaving.outgoing.end());
+    for (const auto* connection : leaving.incoming) {
+        if (kept.count(connection) == 0) _keep(leaving.instance, *connection, false);
     }
 }
 
-void OutsideConnections::_noteField(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-                                    const Extensions& leaving) {
-    const auto note = [&](const Kr::KrConnectionBase& connection, const KrExtension* other) {
-        if (!connection.isValid() || other == nullptr) return;
-        if (leaving.count(other) == 0) _keep(instance, part, field, connection);
-    };
-    for (const auto* connection : field._getOutgoingConnections())
-        note(*connection, connection->getSinkOwner());
-    if (field._hasIncomingConnections()) {
-        for (const auto* connection : field._getIncomingConnections())
-            note(*connection, connection->getSourceOwner());
-    }
-    for (auto* child : field.getChildren())
-        _noteField(instance, part, *child, leaving);
-}
-
-void OutsideConnections::_keep(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-                               const Kr::KrConnectionBase& connection) {
-    const bool isPartSource = connection.getSource() == &field;
-    auto* otherField = isPartSource ? connection.getSink() : connection.getSource();
-    const auto* other = isPartSource ? connection.getSinkOwner() : connection.getSourceOwner();
-    Kept kept{.part = {part.getContentID(), KrData::_getStoredPath(field), {}, pathBelow(instance, part)},
-              .other = {other->getContentID(), KrData::_getStoredPath(*otherField), KrData::FieldReference(otherField),
-                        other->getPath()},
+void OutsideConnections::_keep(const KrObject& instance, const Kr::KrConnectionBase& connection, bool isPartSource) {
+    const End source(instance, *connection.getSource(), *connection.getSourceOwner());
+    const End sink(instance, *connection.getSink(), *connection.getSinkOwner());
+    Kept kept{.part = isPartSource ? source : sink,
+              .other = isPartSource ? sink : source,
               .isPartSource = isPartSource,
               .isEnabled = connection.isEnabled(),
               .isOrdering = connection._isRegisteredInSorter(),
               .source = {},
               .sink = {},
               .prototype = {}};
-    auto* source = copyInto(kept.source, *connection.getSource());
-    auto* sink = copyInto(kept.sink, *connection.getSink());
-    if (source == nullptr || sink == nullptr) return;
-    kept.prototype.reset(connection._createBetween(*source, *sink));
-    if (!kept.prototype) return;
+    auto* copyOfSource = copyInto(kept.source, *connection.getSource());
+    auto* copyOfSink = copyInto(kept.sink, *connection.getSink());
+    if (copyOfSource != nullptr && copyOfSink != nullptr) {
+        kept.prototype.reset(connection._createBetween(*copyOfSource, *copyOfSink));
+    }
+    if (!kept.prototype) {
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrObject: the connection from %s to %s is dropped: it cannot be copied to be kept.\n",
+                       source.describe(instance).c_str(), sink.describe(instance).c_str());
+        return;
+    }
     kept.prototype->disable(true);
     _kept.push_back(std::move(kept));
 }
 
 // --- Making them again ---------------------------------------------------------------------------------------------
 
-OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const Parts& parts, const KrCloneMap& pairs) {
-    auto* other = kept.other.field.get();
+OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const Parts& parts) {
+    auto* other = findField(parts.findExactly(kept.other.extension), kept.other.path);
+    if (other == nullptr) other = kept.other.field.get();
     if (other == nullptr) {
         other = findField(KrContentRegistry::instance().find(kept.other.extension), kept.other.path);
     }
+    if (other == nullptr) other = findField(parts.find(kept.other.extension), kept.other.path);
     if (other == nullptr) return Outcome::kBelongsToOther;
-    if (pairs.hasClone(other->getOwnerExtension())) return Outcome::kDone;
     auto* own = findField(parts.find(kept.part.extension), kept.part.path);
     if (own == nullptr) return Outcome::kStays;
     auto& source = kept.isPartSource ? *own : *other;
@@ -168,23 +204,30 @@ OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const 
     return Outcome::kDone;
 }
 
-void OutsideConnections::_handOver(Kept kept) {
+void OutsideConnections::_handOver(const KrObject& from, Kept kept) {
     auto* instance = findInstance(kept.other.extension);
-    if (instance == nullptr) return;  // the other end has been destroyed for good
+    if (instance == nullptr) {
+        _dropped.push_back(std::move(kept));
+        return;
+    }
+    if (instance != &from && kept.part.isInside) {
+        kept.part.name.insert(0, from.getPath());
+        kept.part.isInside = false;
+    }
     std::swap(kept.part, kept.other);
     kept.isPartSource = !kept.isPartSource;
     instance->_getOutsideConnections()._kept.push_back(std::move(kept));
 }
 
-void OutsideConnections::restore(KrObject& instance, const KrCloneMap& pairs) {
+void OutsideConnections::restore(const KrObject& instance) {
     if (_kept.empty()) return;
     const Parts parts(instance);
-    // Those who are notified may sync this instance: what is looked at belongs to nobody else meanwhile.
+    // Observers may sync this instance: what is under way here is in no list meanwhile.
     auto open = std::exchange(_kept, {});
     for (auto& kept : open) {
-        const auto outcome = _tryToRestore(kept, parts, pairs);
+        const auto outcome = _tryToRestore(kept, parts);
         if (outcome == Outcome::kStays) _kept.push_back(std::move(kept));
-        if (outcome == Outcome::kBelongsToOther) _handOver(std::move(kept));
+        if (outcome == Outcome::kBelongsToOther) _handOver(instance, std::move(kept));
     }
 }
 
@@ -192,8 +235,8 @@ std::vector<KrWaitingConnection> OutsideConnections::describe() const {
     std::vector<KrWaitingConnection> waiting;
     for (const auto& kept : _kept) {
         if (!kept.other.field.isAlive() && findInstance(kept.other.extension) == nullptr) continue;
-        const auto& source = kept.isPartSource ? kept.part : kept.other;
-        const auto& sink = kept.isPartSource ? kept.other : kept.part;
+        const auto& source = kept.getSource();
+        const auto& sink = kept.getSink();
         waiting.push_back({source.extension, source.path, sink.extension, sink.path, kept.prototype.get(),
                            kept.isEnabled, kept.isOrdering});
     }
@@ -201,16 +244,24 @@ std::vector<KrWaitingConnection> OutsideConnections::describe() const {
 }
 
 void OutsideConnections::report(const KrObject& instance) {
+    for (const auto& dropped : std::exchange(_dropped, {})) {
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrObject: the connection from %s to %s is dropped: %s has been destroyed.\n",
+                       dropped.getSource().describe(instance).c_str(), dropped.getSink().describe(instance).c_str(),
+                       dropped.other.name.c_str());
+    }
+    if (_kept.empty()) return;
+    const Parts parts(instance);
+    std::vector<std::string> warnings;
     for (auto& kept : _kept) {
         if (std::exchange(kept.isReported, true)) continue;
-        const auto part = instance.getPath() + "/" + kept.part.name + "." + kept.part.path;
-        const auto outside = kept.other.name + "." + kept.other.path;
-        Kr::logMessage(Kr::eLogLevel::kWarn,
-                       "KrObject: the connection from %s to %s is kept, but cannot be made now: the definition of '%s' "
-                       "does not have the part.\n",
-                       (kept.isPartSource ? part : outside).c_str(), (kept.isPartSource ? outside : part).c_str(),
-                       instance.getName().c_str());
+        warnings.push_back("KrObject: the connection from " + kept.getSource().describe(instance) + " to " +
+                           kept.getSink().describe(instance) + " is kept, but cannot be made now: the definition of '" +
+                           instance.getName() + "' does not have the " +
+                           (parts.find(kept.part.extension) != nullptr ? "field" : "part") + ".\n");
     }
+    for (const auto& warning : warnings)  // a handler of log messages may sync this instance
+        Kr::logMessage(Kr::eLogLevel::kWarn, "%s", warning.c_str());
 }
 
 }  // namespace KrSim::detail

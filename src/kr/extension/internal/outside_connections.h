@@ -1,23 +1,22 @@
 #pragma once
 
-#include <cstddef>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "kr/core/connection_base.h"
 #include "kr/data/container.h"
 #include "kr/data/field_reference.h"
-#include "kr/extension/clone_map.h"
 #include "kr/extension/object.h"
 #include "kr/extension/waiting_connection.h"
 
 namespace KrSim::detail {
 
-/// The connections between parts of an instance and content outside of it, while the definition does not have these
-/// parts: kept by the instance, and made again when the parts are there again.
+/// The connections of an instance that its definition knows nothing of, while the definition does not have their parts
+/// or fields: those with content outside, and those that the user made between two parts. Kept by the instance, and
+/// made again when both ends are there.
 ///
 /// A kept connection lives, disabled, between copies of its two fields: so connections of every class keep their
 /// settings.
@@ -29,26 +28,36 @@ public:
     OutsideConnections& operator=(const OutsideConnections&) = delete;
     ~OutsideConnections();
 
-    /// Keeps the connections that the extension, and all below it, has with others. Call it before the extension is
-    /// removed from `instance`, directly or not.
-    void noteLeaving(const KrObject& instance, const KrExtension& extension);
-    /// Makes the connections whose parts and other ends are there. One between two parts of the instance is dropped: it
-    /// follows the definition.
-    void restore(KrObject& instance, const KrCloneMap& pairs);
-    /// Those whose other end is there, or may come back.
+    /// Whether a connection is not one that the definition made.
+    using IsOwn = std::function<bool(const Kr::KrConnectionBase&)>;
+
+    /// Keeps the own connections of the extension and of all below it. Call it before the extension is removed.
+    void noteLeaving(const KrObject& instance, const KrExtension& extension, const IsOwn& isOwn);
+    /// Keeps those of the field and of all below it. Call it before the field is destroyed.
+    void noteLeaving(const KrObject& instance, const KrData::FieldBase& field, const IsOwn& isOwn);
+    /// Makes the connections whose two ends exist, and drops those whose other end has been destroyed for good.
+    void restore(const KrObject& instance);
+    /// Those whose other end exists, or belongs to an instance and may be made again.
     [[nodiscard]] std::vector<KrWaitingConnection> describe() const;
-    /// Logs a warning for each connection that is kept since the last call.
+    /// Logs a warning for each connection that has been kept or dropped since the last call.
     void report(const KrObject& instance);
 
 private:
-    /// A field, and by what it is found once it is gone.
+    /// A field, and what it is found by once it has been destroyed.
     struct End {
+        End(const KrObject& instance, KrData::FieldBase& at, const KrExtension& owner);
+        [[nodiscard]] std::string describe(const KrObject& instance) const;
+
         KrContentID extension;
         std::string path;  // as it is stored
         KrData::FieldReference field;
-        std::string name;  // the path of the extension, that of a part below the instance
+        bool isInside{false};  // the instance
+        std::string name;      // the path of the extension; inside, that from the instance on
     };
     struct Kept {
+        [[nodiscard]] const End& getSource() const noexcept { return isPartSource ? part : other; }
+        [[nodiscard]] const End& getSink() const noexcept { return isPartSource ? other : part; }
+
         End part;
         End other;
         bool isPartSource;
@@ -60,17 +69,16 @@ private:
         std::unique_ptr<Kr::KrConnectionBase> prototype;  // between children of these two
     };
     enum class Outcome { kDone, kStays, kBelongsToOther };
-    using Extensions = std::unordered_set<const KrExtension*>;
+    struct Leaving;
     class Parts;
 
-    void _noteField(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-                    const Extensions& leaving);
-    void _keep(const KrObject& instance, const KrExtension& part, KrData::FieldBase& field,
-               const Kr::KrConnectionBase& connection);
-    [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const Parts& parts, const KrCloneMap& pairs);
-    static void _handOver(Kept kept);
+    void _keepAll(Leaving& leaving);
+    void _keep(const KrObject& instance, const Kr::KrConnectionBase& connection, bool isPartSource);
+    [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const Parts& parts);
+    void _handOver(const KrObject& from, Kept kept);
 
     std::list<Kept> _kept;
+    std::list<Kept> _dropped;  // since the last report
 };
 
 }  // namespace KrSim::detail
