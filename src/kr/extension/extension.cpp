@@ -21,8 +21,6 @@
 
 namespace KrSim {
 
-IKeptContent::~IKeptContent() = default;
-
 namespace {
 
 /// Only its version matters: nothing calls it.

@@ -12,6 +12,13 @@ public:
     virtual ~IKeptContent();
     /// Gives a copy of the extension what belongs to its fields, as a reference to content that is not there.
     virtual void _copyTo(KrExtension& copy) const = 0;
+
+    using Retry = void (*)();
+    /// Installs the function that tries all kept content again; the layer that loads has one. Any thread.
+    static void _setRetry(Retry retry) noexcept;
+    /// Called when an instance has followed another version of its definition, so that missing content may exist now.
+    /// Application thread. Throws std::bad_alloc.
+    static void _retryAll();
 };
 
 }  // namespace KrSim

@@ -12,6 +12,7 @@
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/own_data.h"
 #include "kr/extension/internal/placed_content.h"
+#include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
 #include "kr/extension/own_record.h"
 #include "kr/platform/log.h"
@@ -54,6 +55,7 @@ bool KrObject::_sync(KrCloneMap::Values values) {
     auto* owner = getOwner();
     const auto ownerHeld = owner != nullptr ? keepAlive(*owner) : Kr::KrSmartPtr<KrObject>();
     _isSyncing = true;
+    const auto base = _base;
     std::exception_ptr failure;
     try {
         if (owner != nullptr) {
@@ -70,6 +72,8 @@ bool KrObject::_sync(KrCloneMap::Values values) {
     if (_outsideConnections) _outsideConnections->report(*this);
     _isSyncing = false;
     if (failure) std::rethrow_exception(failure);
+    // A new instance has IDs that nothing waits for.
+    if (_base != base && values == KrCloneMap::Values::kOwn) IKeptContent::_retryAll();
     return true;
 }
 

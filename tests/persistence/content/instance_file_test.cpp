@@ -222,6 +222,39 @@ TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMade) {
     EXPECT_TRUE(_site.isConnected());
 }
 
+TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMadeWithAPartThatIsLost) {
+    const LogCapture log;
+    Kr::KrConnectionFactory::connect(_site.own("Inner")->getOutput("Speed"), _site.own("Second")->getInput("Pedal"));
+    const KrSmartPtr<KrExtension> box(_site.part("Box"));
+    _site.definition->remove(box.get());
+    ASSERT_TRUE(_site.instance->sync());
+    _site.reload();
+    _site.definition->add(box.get());
+    ASSERT_TRUE(_site.instance->sync());
+    _site.own("Inner")->getOutput("Speed")->set(9.0);
+    EXPECT_EQ(_site.own("Second")->getInput("Pedal")->toReal(), 9.0);
+    _site.reload([&](Site& site) { site.definition->remove(box.get()); });
+    const auto loaded = _site.reload([&](Site& site) { site.definition->add(box.get()); });
+    _site.own("Inner")->getOutput("Speed")->set(8.0);
+    EXPECT_EQ(_site.own("Second")->getInput("Pedal")->toReal(), 8.0) << "the load makes it";
+}
+
+TEST_F(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
+    for (const double size : {1.0, 2.0})
+        _site.part("First")->getParameterContainer().add<double>("Size", size);
+    ASSERT_TRUE(_site.instance->sync());
+    auto& own = _site.own("First")->getParameterContainer();
+    own[2].set(5.0);
+    _site.reload([](Site& site) {
+        for (const std::size_t place : {1U, 2U})
+            site.part("First")->getParameterContainer()[place].set(7.0);
+    });
+    const auto& parameters = _site.own("First")->getParameterContainer();
+    ASSERT_EQ(parameters.size(), 3U);
+    EXPECT_EQ(parameters[1].toReal(), 7.0);
+    EXPECT_EQ(parameters[2].toReal(), 5.0);
+}
+
 TEST_F(SavedInstanceData, LeavesOtherConnectionsToTheDefinition) {
     ASSERT_TRUE(_site.isConnected());
     _site.reload([](Site& site) { site.disconnect(false); });

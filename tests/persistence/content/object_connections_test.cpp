@@ -66,6 +66,33 @@ TEST_F(SavedConnections, WithAPartThatItsDefinitionHasLostComeBackThroughAFile) 
     EXPECT_EQ(instance.getExtension(0)->getInput("Pedal")->toReal(), 4.0);
 }
 
+TEST_F(SavedConnections, AreMadeByTheSyncThatBringsTheirPart) {
+    std::string bytes;
+    {
+        const auto axle = makeObject({}, "Axle", 11);
+        axle->add(_right.get());
+        const auto instance = axle->instantiate(KrContentID::createFromWords(7, 12));
+        auto* pedal = instance->getExtension(0)->getInput("Pedal");
+        Kr::KrConnectionFactory::connect(motorOf(_left).speed.getField(), pedal);
+        axle->remove(_right.get());
+        ASSERT_TRUE(instance->sync());
+        bytes = save({axle, instance, _left});
+    }
+    _left.reset();
+    _right.reset();
+    const auto loaded = load(bytes);
+    ASSERT_EQ(loaded.objects.size(), 3U);
+    motorOf(loaded.objects[2]).speed = 4.0;
+    static_cast<KrObject&>(*loaded.objects[0]).add(make(kMotorType, "Right", 2).get());
+    auto& instance = static_cast<KrObject&>(*loaded.objects[1]);
+    ASSERT_TRUE(instance.sync());
+    ASSERT_EQ(instance.getExtensionCount(), 1U);
+    EXPECT_EQ(instance.getExtension(0)->getInput("Pedal")->toReal(), 4.0);
+    ASSERT_TRUE(instance.sync());
+    EXPECT_THAT(connectionsTo(KrSmartPtr<KrExtension>(instance.getExtension(0))),
+                ElementsAre("Left.Outputs.Speed>Inputs.Pedal"));
+}
+
 TEST_F(SavedConnections, TransferNothingOnLoadAndStayOff) {
     auto* connection = connect();
     motorOf(_left).speed = 5.0;

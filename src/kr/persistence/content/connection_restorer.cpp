@@ -1,5 +1,6 @@
 #include "kr/persistence/content/internal/connection_restorer.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "kr/core/connections/connection.h"
@@ -20,7 +21,7 @@ std::size_t ConnectionRestorer::Hash::operator()(const Ends& ends) const noexcep
     return mix(ends.source) ^ (mix(ends.sink) >> 7U);
 }
 
-ConnectionRestorer::ConnectionRestorer(Find find) : _find(std::move(find)) {}
+ConnectionRestorer::ConnectionRestorer(Find find, When when) : _find(std::move(find)), _when(when) {}
 
 void ConnectionRestorer::_note(KrData::FieldBase& field) {
     if (field._hasIncomingConnections()) {
@@ -36,6 +37,13 @@ void ConnectionRestorer::note(const std::vector<Kr::KrSmartPtr<KrExtension>>& ex
         _note(extension->getFieldsContainer());
 }
 
+bool ConnectionRestorer::_isThere(const Ends& ends) const {
+    if (_when == When::kLoading) return !_connected.empty() && _connected.count(ends) != 0;
+    const auto connections = ends.source->_getOutgoingConnections();
+    return std::any_of(connections.begin(), connections.end(),
+                       [&](const auto* each) { return each->getSink() == ends.sink; });
+}
+
 bool ConnectionRestorer::restore(const ConnectionRecord& record) {
     if (!_source || record.source != _sourceID) {  // connections of one source come one after the other
         _source = _find(record.source);
@@ -49,7 +57,7 @@ bool ConnectionRestorer::restore(const ConnectionRecord& record) {
     if (ends.source == nullptr) _redirect(*source, *sink, record.sourceField, true, ends);
     if (ends.sink == nullptr) _redirect(*sink, *source, record.sinkField, false, ends);
     if (ends.source == nullptr || ends.sink == nullptr) return false;
-    if (!_connected.empty() && _connected.count(ends) != 0) return true;
+    if (_isThere(ends)) return true;
     bool isMade = false;
     // Fields that do not fit any more may be logged as an error, which a handler may throw.
     Kr::callGuardedButMemory(
@@ -85,7 +93,9 @@ bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& reco
     if (record.isDisabled) made->disable(record.isUnordered);
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return false;
+    auto* connection = made.get();
     keeper->getFieldsContainer()._ownConnection(std::move(made));
+    if (_when == When::kLater && !record.isDisabled) connection->enable(true);
     return true;
 }
 

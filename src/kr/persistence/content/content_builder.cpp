@@ -14,7 +14,6 @@
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
-#include "kr/extension/own_record.h"
 #include "kr/persistence/content/internal/connection_restorer.h"
 #include "kr/persistence/content/internal/content_access.h"
 #include "kr/persistence/content/internal/content_guards.h"
@@ -218,7 +217,6 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     if (extension.getCreationKey() == KrSim::KrFactoryKey()) extension.removeError("Unable to create ", false);
     if (record.isLost) extension.addError(KrObject::_describeLost(record.name), false);
     record.fields.clear();
-    if (KrSim::OwnRecord::of(extension).isComplete) _recorded.insert(&extension);
 }
 
 void ContentBuilder::_enter(KrExtension& extension, const ExtensionRecord& record) {
@@ -323,7 +321,20 @@ void ContentBuilder::followDefinitions() {
     }
     _setReferences();  // instances take over those of their definitions
     _connectFollowed();
+    const RetryPause pause;
     detail::followDefinitions(_made.size(), _problems);
+}
+
+/// Parts that were made anew while instances followed are what is meant from now on.
+void ContentBuilder::_takeReplaced() {
+    std::unordered_set<const KrExtension*> roots;
+    for (const auto& root : _roots)
+        roots.insert(root.get());
+    for (auto& extension : _made) {
+        if (extension->getOwner() != nullptr || roots.count(extension.get()) != 0) continue;
+        auto now = KrContentRegistry::instance().lock(extension->getContentID());
+        if (now && now->getOwner() != nullptr) extension = std::move(now);
+    }
 }
 
 std::string ContentBuilder::_describeChoice(const ConnectionEnd& end) const {
@@ -449,31 +460,13 @@ void ContentBuilder::_connectFollowed() {
     ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
     restorer.note(_made);
     // All of a source: they transfer in this order.
-    for (const auto& record : _content.connections) {
-        if (sources.count(_findMade(record.source)) != 0) static_cast<void>(restorer.restore(record));
+    for (auto& record : _content.connections) {
+        if (sources.count(_findMade(record.source)) != 0) record.wasMade = restorer.restore(record);
     }
 }
 
-/// Whether the instance that both ends are in has followed its definition, which does not have the connection any more.
-bool ContentBuilder::_isOutdated(const ConnectionRecord& record) const {
-    if (_recorded.empty()) return false;
-    const auto* source = _findMade(record.source);
-    const auto* sink = _findMade(record.sink);
-    if (source == nullptr || sink == nullptr) return false;
-    for (const auto* above = source; above != nullptr; above = above->getOwner()) {
-        const bool hasFollowed = _recorded.count(above) != 0 && !KrSim::OwnRecord::of(*above).isComplete;
-        if (!hasFollowed || !static_cast<const KrObject&>(*above)._holdsCopy(*source)) continue;
-        if (static_cast<const KrObject&>(*above)._holdsCopy(*sink)) return true;
-    }
-    return false;
-}
-
-void ContentBuilder::connect() {
-    ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
-    restorer.note(_made);
-    const auto keepers = KeptContent::getExtensions();
-    restorer.note(keepers);
-    for (const auto& extension : keepers) {
+void ContentBuilder::_connectKept(ConnectionRestorer& restorer) {
+    for (const auto& extension : KeptContent::getExtensions()) {
         // Code of implementations runs: what they do to the list must not be lost.
         forEachWaiting(
             [&]() -> auto& { return KeptContent::of(*extension).connections; },
@@ -486,11 +479,30 @@ void ContentBuilder::connect() {
             });
         _replaceStandIns(*extension, restorer);
     }
+}
+
+void ContentBuilder::retryKept() {
+    ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); },
+                                ConnectionRestorer::When::kLater);
+    _connectKept(restorer);
+    resolve();
+}
+
+void retryKeptContent() {
+    if (!RetryPause::isOn()) ContentBuilder({}, {}, {}).retryKept();
+}
+
+void ContentBuilder::connect() {
+    _takeReplaced();
+    ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
+    restorer.note(_made);
+    restorer.note(KeptContent::getExtensions());
+    _connectKept(restorer);
     std::size_t openCount = 0;
     // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
     for (auto& record : _takeConnections()) {
         _reportStep();
-        if (!restorer.isConnected(record) && _isOutdated(record)) continue;
+        if (record.wasMade && !restorer.isConnected(record)) continue;  // a definition does not have it any more
         if (restorer.restore(record)) {
             ++_connectionCount;
             _noteStandIn(std::move(record));
@@ -514,7 +526,6 @@ void ContentBuilder::release() {
     _progress = {};
     _roots.clear();
     _made.clear();
-    _recorded.clear();
     _byID.clear();
     _byStoredID.clear();
 }

@@ -21,13 +21,33 @@ struct Keepers {
     }
 };
 
+thread_local int pauseCount{0};
+
+bool isOfAnotherThread(const KrSim::KrExtension& extension) {
+    const auto context = extension.getApplicationContext();
+    return context.isRunning() && !context.isApplicationThread();
+}
+
 }  // namespace
+
+RetryPause::RetryPause() noexcept {
+    ++pauseCount;
+}
+
+RetryPause::~RetryPause() {
+    --pauseCount;
+}
+
+bool RetryPause::isOn() noexcept {
+    return pauseCount > 0;
+}
 
 KeptContent::KeptContent(KrSim::KrExtension& extension) : _extension(&extension) {
     auto& keepers = Keepers::instance();
     const std::lock_guard lock(keepers.mutex);
     _number = keepers.nextNumber++;
     keepers.all.emplace(_number, &_extension);
+    IKeptContent::_setRetry(&retryKeptContent);
 }
 
 KeptContent::~KeptContent() {
@@ -60,7 +80,8 @@ std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
     }
     std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> held;
     for (const auto& copy : copies) {
-        if (auto extension = copy.lock()) held.push_back(std::move(extension));
+        auto extension = copy.lock();
+        if (extension && !isOfAnotherThread(*extension)) held.push_back(std::move(extension));
     }
     return held;
 }

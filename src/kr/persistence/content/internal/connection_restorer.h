@@ -13,13 +13,18 @@
 
 namespace KrPersistence::detail {
 
-/// Makes connections again from what was saved of them. Nothing is transferred: the sinks have their saved values.
+/// Makes connections again from what was saved of them.
 class ConnectionRestorer {
 public:
     /// Answers the extension at that end, or null.
     using Find = std::function<Kr::KrSmartPtr<KrSim::KrExtension>(const ConnectionEnd&)>;
 
-    explicit ConnectionRestorer(Find find);
+    enum class When {
+        kLoading,  ///< nothing is transferred: the sinks have their saved values
+        kLater,  ///< an end came later, with values of its own: each connection transfers once, and is looked for first
+    };
+
+    explicit ConnectionRestorer(Find find, When when = When::kLoading);
 
     /// Notes what these extensions have connected by themselves, so that it is not connected twice.
     void note(const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& extensions);
@@ -39,11 +44,13 @@ private:
     };
 
     void _note(KrData::FieldBase& field);
+    [[nodiscard]] bool _isThere(const Ends& ends) const;
     bool _connect(const Ends& ends, const ConnectionRecord& record);
     static void _redirect(KrSim::KrExtension& extension, KrSim::KrExtension& other, const std::string& path,
                           bool isSource, Ends& ends);
 
     Find _find;
+    When _when;
     ConnectionEnd _sourceID;
     Kr::KrSmartPtr<KrSim::KrExtension> _source;
     std::unordered_set<Ends, Hash> _connected;

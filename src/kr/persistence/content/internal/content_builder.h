@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -42,6 +41,8 @@ public:
     void connect();
     /// References of fields, and what earlier loads could not put in place.
     void resolve();
+    /// In place of all four: nothing but what earlier loads could not put in place.
+    void retryKept();
     /// Lets go of all but the figures and problems: the content belongs to whoever asked for it.
     void release();
 
@@ -79,7 +80,8 @@ private:
     void _replaceStandIns(KrSim::KrExtension& extension, ConnectionRestorer& restorer);
     void _replaceStandIns(KrSim::KrExtension& extension);
     void _connectFollowed();
-    [[nodiscard]] bool _isOutdated(const ConnectionRecord& record) const;
+    void _takeReplaced();
+    void _connectKept(ConnectionRestorer& restorer);
     void _setReferences();
 
     ContentRecords _content;
@@ -91,9 +93,8 @@ private:
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
     // Places in the list, by live ID and by that of the file where it is another one.
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
-    std::map<std::string, std::size_t> _newerTypes;           // of a newer version, with the number of their extensions
-    std::map<std::string, std::size_t> _missingTypes;         // with the number of their extensions
-    std::unordered_set<const KrSim::KrExtension*> _recorded;  // instances whose record of own data is complete
+    std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
+    std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};

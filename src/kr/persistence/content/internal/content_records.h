@@ -40,6 +40,7 @@ struct ConnectionRecord {
     bool isDisabled{false};
     bool isUnordered{false};  ///< disabled, and does not order its extensions
     std::optional<KrData::TransferFunction> function{};
+    bool wasMade{false};  ///< before the instances followed their definitions, which may have ended it
 };
 
 struct DefinitionRecord {

@@ -17,8 +17,9 @@ struct StandIn {
     KrSim::KrContentID::Identifier shown;
 };
 
-/// What was loaded with an extension and could not be put in place: other content is not there. It is saved with the
-/// extension again, and tried again whenever more content is loaded.
+/// What was loaded with an extension and could not be put in place, because other content is missing. It is saved with
+/// the extension, and tried again after each load and after each sync that follows another version of a definition.
+/// Thread: that of the extension.
 class KeptContent final : public KrSim::IKeptContent {
 public:
     explicit KeptContent(KrSim::KrExtension& extension);
@@ -30,7 +31,8 @@ public:
     [[nodiscard]] static KeptContent& of(KrSim::KrExtension& extension);
     /// Null when the extension has none.
     [[nodiscard]] static const KeptContent* find(const KrSim::KrExtension& extension);
-    /// All living extensions that have one, in the order in which they got it.
+    /// All living extensions that have one, in the order in which they got it. Without those of an application that
+    /// runs on another thread.
     [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions();
     /// Drops what an extension has, once nothing is left in it.
     static void dropIfEmpty(KrSim::KrExtension& extension);
@@ -48,5 +50,19 @@ private:
     Kr::KrWeakPtr<KrSim::KrExtension> _extension;
     std::uint64_t _number;
 };
+
+/// While one exists, a sync on this thread does not try kept content again: a load syncs many instances, and then tries
+/// once.
+class RetryPause {
+public:
+    RetryPause() noexcept;
+    RetryPause(const RetryPause&) = delete;
+    RetryPause& operator=(const RetryPause&) = delete;
+    ~RetryPause();
+    [[nodiscard]] static bool isOn() noexcept;
+};
+
+/// Makes the connections and sets the references whose missing content exists now. Nothing happens during a RetryPause.
+void retryKeptContent();
 
 }  // namespace KrPersistence::detail
