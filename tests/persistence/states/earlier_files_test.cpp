@@ -106,6 +106,29 @@ TEST_P(ContentOf2020, LoadsInstancesThatFollowTheirDefinition) {
               KrContentID::createFromParentInstance(town.front->getContentID(), town.hub->getContentID()));
 }
 
+/// That release marked what is an instance's own, and recorded nothing else.
+TEST_P(ContentOf2020, LoadsInstancesThatFollowAChangedDefinitionButForWhatIsMarked) {
+    const test_support::LogCapture log;
+    const auto parts = Town::load("content/parts.json");
+    auto* hub = parts.getObject(0)->getExtension(0);
+    hub->setName("Nave");
+    hub->getParameter("Radius")->set(0.7);
+    hub->getInput("Brake")->setDescription("bar");
+    hub->addParameter("Width", KrData::Types::kDouble)->set(0.2);
+    const auto car = Town::load(std::string("content/") + GetParam());
+    const auto& front = static_cast<const KrObject&>(*car.getObject(0)->findExtensionByName("Front", false));
+    ASSERT_EQ(front.getExtensionCount(), 1U);
+    const auto* own = front.getExtension(0);
+    EXPECT_EQ(own->getParameter("Radius")->toReal(), 0.4) << "marked";
+    EXPECT_EQ(own->getName(), "Nave");
+    EXPECT_EQ(own->getParameter("Width")->toReal(), 0.2);
+    EXPECT_EQ(own->getInput("Brake")->getDescription(), "bar");
+    EXPECT_EQ(own->getOutput("Speed")->toReal(), 1.5) << "state";
+    EXPECT_EQ(front.getAllErrors(), "");
+    car.getObject(0)->findExtensionByName("Motor", false)->getOutput("Torque")->set(90.0);
+    EXPECT_EQ(own->getInput("Brake")->toReal(), 90.0) << "connected as before";
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, ContentOf2020, testing::Values("car.xml", "car.binary"),
                          [](const auto& each) { return fs::path(each.param).extension().string().substr(1); });
 
