@@ -33,7 +33,7 @@ void collectProxies(const KrData::FieldBase& group, std::vector<KrData::FieldRef
 
 bool missesNothing(const KrData::Proxy& proxy) {
     for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
-        if (!proxy.getLink(i).isValid()) return false;
+        if (!proxy.getLink(i).isValid() || proxy.getLink(i)._isStandIn()) return false;
     }
     return true;
 }

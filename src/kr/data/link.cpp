@@ -1,10 +1,20 @@
 #include "kr/data/link.h"
 
+#include "kr/content/i_content_resolver.h"
 #include "kr/data/container.h"
 #include "kr/data/extension_functions.h"
 #include "kr/data/stored_path.h"
 
 namespace KrData {
+
+namespace {
+
+bool carries(KrSim::KrExtension* extension, const KrSim::KrContentID& id) {
+    const auto* resolver = KrSim::IContentResolver::_get();
+    return extension == nullptr || resolver == nullptr || resolver->_getContentID(extension) == id;
+}
+
+}  // namespace
 
 Link::Link(const FieldBase* field) {
     link(field);
@@ -16,6 +26,7 @@ Link::Link(const KrSim::KrContentReference& extension, const std::string& path) 
 
 void Link::link(const FieldBase* field) {
     _field = FieldReference(const_cast<FieldBase*>(field));
+    _standIn = nullptr;
     if (field == nullptr) {
         _extension.reset();
         _path.clear();
@@ -25,6 +36,7 @@ void Link::link(const FieldBase* field) {
     auto* extension = field->getOwnerExtension();
     if (extension == nullptr || extension != _extension.get()) _extension.setTarget(extension);
     _isAtHome = extension == nullptr;
+    if (!carries(extension, _extension.getContentID())) _standIn = extension;
     _path = _getStoredPath(*field);
 }
 
@@ -32,7 +44,18 @@ void Link::link(const KrSim::KrContentReference& extension, const std::string& p
     _extension = extension;
     _path = path;
     _isAtHome = extension.isEmpty();
+    _forgetField();
+}
+
+bool Link::_isOutdated() const noexcept {
+    if (_standIn == nullptr || !isValid()) return false;
+    const auto* found = _extension.get();
+    return found != nullptr && found != _standIn;
+}
+
+void Link::_forgetField() noexcept {
     _field = FieldReference();
+    _standIn = nullptr;
 }
 
 std::string Link::toString() const {
@@ -48,7 +71,9 @@ std::string Link::toString() const {
 }
 
 void Link::_updateField() {
-    if (!isValid()) _field = FieldReference(_findField(nullptr));
+    if (isValid() && !_isOutdated()) return;
+    auto* field = _findField(nullptr);
+    if (field != nullptr) link(field);
 }
 
 FieldBase* Link::_findField(const Container* home) const {

@@ -11,6 +11,8 @@ namespace KrData {
 /// path of the field within it. So it survives saving and loading, and is resolved when the field is there.
 ///
 /// An empty reference stands for the tree that the proxy itself is in.
+/// The field may have been found in a stand-in: other content of the item, from a file of another name, while the
+/// content that is meant is not there (docs/content-identity.md).
 /// Thread: the application thread.
 class KR_API Link {
 public:
@@ -39,11 +41,18 @@ public:
     /// The same target, not found yet. What is in `home` itself is then looked for wherever the copy is.
     [[nodiscard]] Link _asUnresolved(KrSim::KrExtension* home) const;
     [[nodiscard]] bool _hasSameTarget(const Link& other) const;
+    /// Whether the field was found in a stand-in.
+    [[nodiscard]] bool _isStandIn() const noexcept { return _standIn != nullptr; }
+    /// Whether the field was found in a stand-in, and the reference has found other content since.
+    [[nodiscard]] bool _isOutdated() const noexcept;
+    /// From now on the field is not found yet.
+    void _forgetField() noexcept;
 
 private:
     KrSim::KrContentReference _extension;
     std::string _path;
-    bool _isAtHome{false};  // the reference is empty
+    bool _isAtHome{false};                        // the reference is empty
+    const KrSim::KrExtension* _standIn{nullptr};  // in which the field was found; only compared
     FieldReference _field;
 };
 

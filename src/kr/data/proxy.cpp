@@ -142,8 +142,8 @@ void Proxy::_bind(Entry& entry, FieldBase& field) {
     entry.watch = field.addPropertyObserver([this, number = entry.number](const FieldBase&) {
         // It, or a container above it, may have been renamed or moved.
         auto* moved = _entryFrom(number);
-        if (moved != nullptr && moved->number == number && moved->link.isValid())
-            moved->link.link(moved->link.getField());
+        if (moved == nullptr || moved->number != number) return;
+        if (moved->link.isValid() && !moved->link._isOutdated()) moved->link.link(moved->link.getField());
     });
     field._addProxy(this);
     setProxyDataType(_getValueDataType(field));
@@ -152,13 +152,21 @@ void Proxy::_bind(Entry& entry, FieldBase& field) {
 
 void Proxy::updateLinks() {
     // Asked on every transfer, so the usual case is one look at each link.
-    const auto isDone = [](const Entry& entry) { return entry.link.isValid() && !entry.isProxy; };
+    const auto isDone = [](const Entry& entry) {
+        return entry.link.isValid() && !entry.isProxy && !entry.link._isOutdated();
+    };
     if (_isUpdating || std::all_of(_entries.begin(), _entries.end(), isDone)) return;
     const detail::NotificationFrame frame(*this, *this);
     _isUpdating = true;
     for (std::uint32_t next = 0; auto* entry = _entryFrom(next);) {
         next = entry->number + 1;
+        const bool isOutdated = entry->link._isOutdated();
+        if (isOutdated) {
+            _detach(*entry);
+            entry->link._forgetField();
+        }
         auto* field = entry->link.isValid() ? entry->link.getField() : _resolve(entry->number);
+        if (isOutdated && field == nullptr && !frame.fieldDied()) _notifyPropertyChanged();
         if (!frame.fieldDied() && field != nullptr && asProxy(*field) != nullptr) {
             static_cast<Proxy*>(field)->updateLinks();
         }

@@ -23,8 +23,9 @@ namespace KrData {
 /// on their own are not made equal again. A linked field counts as connected, so its changes reach the proxy always.
 ///
 /// A link whose field dies, or has not been loaded yet, stays in the list and is passed over. It is found again by its
-/// content reference and path as soon as the proxy is set or read, and by updateLinks(). A link to a container is also
-/// passed over while the proxy was moved to where setting that container sets the proxy again.
+/// content reference and path as soon as the proxy is set or read, and by updateLinks(). A link whose field was found
+/// in a stand-in (see Link) changes over in the same moments once the content that is meant is there. A link to a
+/// container is also passed over while the proxy was moved to where setting that container sets the proxy again.
 ///
 /// A copy of a proxy links the same fields; those in the tree of the proxy it looks for in the tree where the copy is.
 /// Thread: the application thread.
@@ -59,7 +60,7 @@ public:
     /// Drops the links whose fields are not there, and answers how many.
     std::size_t removeInvalidLinks();
     /// Finds fields that have come since; a field that cannot be linked is left alone. Call it after content was loaded
-    /// that may be linked, so that the proxy hears of its changes.
+    /// that may be linked, so that changes of its fields reach the proxy; the application does so for its content.
     void updateLinks();
     [[nodiscard]] std::size_t getLinkCount() const noexcept { return _entries.size(); }
     /// In the order of linking; `index` below the count. Good until links are added or removed.
