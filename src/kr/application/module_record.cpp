@@ -13,6 +13,7 @@ constexpr const char* kCategory = "Module Category";
 constexpr const char* kTypeName = "Module Type Name";
 constexpr const char* kPlugin = "Module Plug-in";
 constexpr const char* kContentID = "Module Content ID";
+constexpr const char* kContentFile = "Module Content File";
 constexpr const char* kSettings = "Module Settings";
 
 void addText(KrExtension& extension, const char* name, const std::string& text) {
@@ -36,6 +37,7 @@ std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension) {
     KrContentID::Identifier own;
     if (KrContentID::Identifier::parse(textOf(extension, kContentID), own)) {
         record.contentID = KrContentID::createFromWords(own.first, own.second);
+        record.contentID.setFile(textOf(extension, kContentFile));
     }
     record.settings = dynamic_cast<const KrData::Container*>(extension.getParameter(kSettings));
     return record;
@@ -48,8 +50,10 @@ Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record) {
     addText(*extension, kCategory, record.key.category);
     addText(*extension, kTypeName, record.key.name);
     addText(*extension, kPlugin, record.key.plugin);
-    // A module stands in no other content, so its own identifier is all there is to its ID.
-    if (!record.contentID.isEmpty()) addText(*extension, kContentID, record.contentID.getOwnIdentifier().toString());
+    // A module stands in no other content, so its own identifier and its file are all there is to its ID.
+    const auto& id = record.contentID;
+    if (!id.isEmpty()) addText(*extension, kContentID, id.getOwnIdentifier().toString());
+    if (!id.getFile().empty()) addText(*extension, kContentFile, id.getFile());
     auto* settings = dynamic_cast<KrData::Container*>(extension->addParameter(kSettings, KrData::Types::kContainer));
     if (record.settings == nullptr || settings == nullptr) return extension;
     for (const auto* each : *record.settings)

@@ -214,6 +214,17 @@ std::size_t KrContentDirectory::_getCountOf(const KrContentID::Identifier& rawID
     return directory.index.countOf(rawID);
 }
 
+std::vector<KrContentDirectory::Held> KrContentDirectory::_holdItems(const KrContentID::Identifier& rawID,
+                                                                     std::size_t most) {
+    std::vector<Held> items;
+    Directory& directory = Directory::instance();
+    const std::lock_guard lock(directory.mutex);
+    for (auto* extension : directory.index.findItems(rawID, most)) {
+        if (auto held = holdNow(extension); held.first) items.push_back(std::move(held));
+    }
+    return items;
+}
+
 std::size_t KrContentDirectory::_getCount() {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);

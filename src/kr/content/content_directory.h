@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <utility>
+#include <vector>
 
 #include "kr/content/content_id.h"
 #include "kr/content/fwd.h"
@@ -46,6 +47,8 @@ public:
     [[nodiscard]] static Held _resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
     /// How many have this raw ID: the same item from several files, or several times from one.
     [[nodiscard]] static std::size_t _getCountOf(const KrContentID::Identifier& rawID);
+    /// The first of these, at most so many, with holders; without those that cannot be held.
+    [[nodiscard]] static std::vector<Held> _holdItems(const KrContentID::Identifier& rawID, std::size_t most);
     /// How many extensions are there.
     [[nodiscard]] static std::size_t _getCount();
 

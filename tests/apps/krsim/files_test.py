@@ -1,4 +1,4 @@
-"""Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER"""
+"""Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER FIXTURES_FOLDER"""
 import csv
 import pathlib
 import re
@@ -8,6 +8,7 @@ import tempfile
 import unittest
 
 KRSIM, PLUGINS, EXAMPLE = sys.argv[1:4]
+FIXTURES = pathlib.Path(sys.argv[4], "2020.3")
 WITH_PLUGINS = ["--plugins", PLUGINS]
 
 
@@ -55,6 +56,9 @@ class Files(unittest.TestCase):
         other = self.folder / "other.xml"
         self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--objects", other)
         self.assertIn("is one of other content", self.run_quietly(other, "--restore-state", middle, code=3))
+
+    def test_a_state_of_an_earlier_release_finds_the_modules_of_its_setup(self):
+        self.run_quietly(FIXTURES / "traffic.json", "--restore-state", FIXTURES / "traffic_state.json", "--frames", 1)
 
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
@@ -166,7 +170,12 @@ class Files(unittest.TestCase):
         self.assertIn("5 extensions", self.krsim("verify", taxi, *WITH_PLUGINS))
         self.assertIn("Distance = ", self.run_quietly(taxi, "--frames", 100, "--outputs"))
         self.assertIn("10 extensions", self.krsim("verify", taxi, self.car, *WITH_PLUGINS))
+        copies = self.folder / "a.xml", self.folder / "b.xml"
+        for each in copies:
+            each.write_text(text)
         self.car.unlink()
+        self.assertIn(f"2 of that item are there, and none is taken for it: 'Electric Car' of '{copies[0]}', "
+                      f"'Electric Car 2' of '{copies[1]}'", self.krsim("verify", *copies, taxi, *WITH_PLUGINS, code=3))
         self.assertRegex(self.krsim("verify", taxi, *WITH_PLUGINS, code=3), "car.xml' are not loaded(?s:.*)is not there")
 
     def test_create_and_graph(self):

@@ -12,6 +12,7 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/content/definition_files.h"
 #include "kr/persistence/content/object_file.h"
+#include "kr/persistence/content/open_ends.h"
 #include "tests/persistence/content/garage.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/same_bytes.h"
@@ -196,9 +197,8 @@ TEST_P(FileReferences, FindTheFileThatTheyWereSavedWith) {
     const auto other = load(_folder / "a.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(other.objects[0].get())) << "for want of a better one";
     const auto meant = load(_folder / "b.kro");
-    const auto* own = meant.objects[0].get();
-    const auto* linked = other.objects[0].get();  // a link keeps the field that it has found
-    EXPECT_THAT(targetsOf(*panel.objects[0]), ElementsAre(own, own, linked, own));
+    EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(meant.objects[0].get()));
+    EXPECT_THAT(other.objects[0]->getInput("Throttle")->_getProxies(), IsEmpty());
     EXPECT_THAT(other.objects[0]->getOutput("Torque")->_getOutgoingConnections(), IsEmpty());
     EXPECT_THAT(panel.objects[0]->getInput("Dial")->_getIncomingConnections(), testing::SizeIs(1));
 }
@@ -233,8 +233,11 @@ TEST_P(FileReferences, TakeNoneOfSeveralAndSayWhy) {
     const auto second = load(_folder / "c.kro");
     const auto panel = load(_folder / "panel.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(nullptr));
-    const auto why = HasSubstr("; 2 of that item are there, loaded from other files, and none is taken for it");
+    const auto why = HasSubstr("; 2 of that item are there, and none is taken for it: 'Motor' of '" +
+                               (_folder / "b.kro").string() + "', 'Motor' of '" + (_folder / "c.kro").string() + "'");
     EXPECT_THAT(panel.problems, testing::AllOf(testing::SizeIs(3), testing::Each(why)));
+    const auto open = KrPersistence::describeOpenEnds(*panel.objects[0]);
+    EXPECT_THAT(open, testing::AllOf(testing::SizeIs(4), testing::Each(why))) << "with the link";
     save(_folder / "again.kro", panel.objects, GetParam());
     EXPECT_TRUE(test_support::areSame(bytesOf(_folder / "again.kro"), bytesOf(_folder / "panel.kro")));
 }
@@ -258,6 +261,54 @@ TEST_P(FileReferences, GoOnTellingTwoFilesApartThatAreSavedAsOne) {
 INSTANTIATE_TEST_SUITE_P(Kinds, FileReferences, testing::Values(0, KrFile::kJson, KrFile::kXml), [](const auto& each) {
     return each.param == KrFile::kXml ? "Xml" : each.param == KrFile::kJson ? "Json" : "Binary";
 });
+
+/// The extensions that the dial is connected with.
+std::vector<const KrExtension*> sourcesOf(const LoadedObjects& panel) {
+    std::vector<const KrExtension*> sources;
+    for (const auto* each : panel.objects[0]->getInput("Dial")->_getIncomingConnections())
+        sources.push_back(each->getSourceOwner());
+    return sources;
+}
+
+TEST(FileIdentity, OfBothEndsOfAConnectionIsFoundEndByEnd) {
+    const TemporaryFolder folder;
+    test_support::LogCapture log;
+    const auto setup = folder / "setup.xml";
+    const auto makeDial = [](const char* name, std::uint64_t number) {
+        auto made = make({}, name, number);
+        made->addInput("Dial", Types::kDouble);
+        return made;
+    };
+    save(folder / "a/motor.kro", {makeMotor()});
+    save(folder / "a/panel.kro", {makeDial("Panel", 2)});
+    fs::copy(folder / "a", folder / "b");
+    {
+        const auto motor = load(folder / "a/motor.kro", setup);
+        const auto board = makeDial("Board", 9);
+        Kr::KrConnectionFactory::connect(motor.objects[0]->getOutput("Torque"), board->getInput("Dial"));
+        save(folder / "wiring.kro", {board});
+    }
+    // As if it connected what is in the two other files.
+    auto text = bytesOf(folder / "wiring.kro");
+    const std::string board = "<Sink>" + KrContentID::createFromWords(7, 9).toString() + "</Sink>";
+    ASSERT_NE(text.find(board), std::string::npos);
+    text.replace(
+        text.find(board), board.size(),
+        "<Sink>" + inFile(kPanel, "a/panel.kro").toString() + "</Sink><SinkRaw>" + kPanel.toString() + "</SinkRaw>");
+    std::ofstream(folder / "wiring.kro", std::ios::binary) << text;
+
+    const auto otherMotor = load(folder / "b/motor.kro", setup);
+    const auto otherPanel = load(folder / "b/panel.kro", setup);
+    const auto wiring = load(folder / "wiring.kro");
+    EXPECT_THAT(wiring.problems, IsEmpty());
+    EXPECT_THAT(sourcesOf(otherPanel), ElementsAre(otherMotor.objects[0].get())) << "stand-ins at both ends";
+    const auto motor = load(folder / "a/motor.kro", setup);
+    EXPECT_THAT(sourcesOf(otherPanel), ElementsAre(motor.objects[0].get()));
+    const auto panel = load(folder / "a/panel.kro", setup);
+    EXPECT_THAT(sourcesOf(panel), ElementsAre(motor.objects[0].get()));
+    EXPECT_THAT(sourcesOf(otherPanel), IsEmpty());
+    EXPECT_THAT(otherMotor.objects[0]->getOutput("Torque")->_getOutgoingConnections(), IsEmpty());
+}
 
 // --- Instances -------------------------------------------------------------------------------------------------------
 
@@ -300,6 +351,33 @@ TEST(FileIdentity, OfInstancesFollowsTheFilesOfInstanceAndDefinition) {
     }
     const auto parts = load(folder / "parts/wheel.kro", folder / "setups/setup.xml");
     expect(load(folder / "car.kro"), "../parts/wheel.kro");
+}
+
+TEST(FileIdentity, OfADefinitionIsFollowedOnceItComes) {
+    const TemporaryFolder folder;
+    const auto saveWheel = [&](const char* file, double width) {
+        auto wheel = makeObject({}, "Wheel", 3);
+        wheel->addParameter("Width", Types::kDouble)->set(width);
+        wheel->addParameter("Radius", Types::kDouble)->set(0.3);
+        save(folder / file, {wheel});
+    };
+    saveWheel("wheel.kro", 1.0);
+    saveWheel("other.kro", 2.0);
+    {
+        const auto wheel = load(folder / "wheel.kro");
+        const auto front = wheel.getObject(0)->instantiate(KrContentID::createFromWords(7, 5));
+        front->getParameter("Radius")->set(0.4);
+        save(folder / "car.kro", {KrSmartPtr<KrExtension>(front)});
+    }
+    const auto car = load(folder / "car.kro");
+    const auto* front = car.getObject(0);
+    const auto other = load(folder / "other.kro");
+    EXPECT_EQ(front->getDefinition(), other.getObject(0)) << "for want of a better one";
+    EXPECT_EQ(front->getParameter("Width")->toReal(), 2.0);
+    const auto wheel = load(folder / "wheel.kro");
+    EXPECT_EQ(front->getDefinition(), wheel.getObject(0));
+    EXPECT_EQ(front->getParameter("Width")->toReal(), 1.0);
+    EXPECT_EQ(front->getParameter("Radius")->toReal(), 0.4);
 }
 
 }  // namespace file_identity_test

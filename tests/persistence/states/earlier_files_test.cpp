@@ -8,6 +8,8 @@
 #include <string>
 
 #include "kr/application/application.h"
+#include "kr/application/application_config.h"
+#include "kr/application/module_record.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/object.h"
@@ -73,6 +75,17 @@ TEST(FilesOf2020, OfSetupsLoad) {
     ASSERT_TRUE(KrPersistence::loadSetupFile(setup, (Town::folder() / "town.json").string(), error)) << error;
     EXPECT_THAT(setup.contentFiles, ElementsAre((Town::folder() / "content/car.xml").string(),
                                                 (Town::folder() / "content/parts.json").string()));
+    EXPECT_EQ(setup.setup->_getObjectProxy()->getContentID(), makeID(9, 1, "town.json"));
+}
+
+TEST(FilesOf2020, OfSetupsLoadWithTheirModules) {
+    KrPersistence::SetupFile setup;
+    std::string error;
+    ASSERT_TRUE(KrPersistence::loadSetupFile(setup, (Town::folder() / "traffic.json").string(), error)) << error;
+    const auto record = KrSim::readModuleRecord(*setup.setup->_getObjectProxy()->getExtension(0));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->contentID, makeID(0x966A1CF16970F0D1, 0x1037E34A082DCA68, "traffic.json"));
+    EXPECT_EQ((*record->settings)["Step"].toReal(), 0.02);
 }
 
 class ContentOf2020 : public testing::TestWithParam<const char*> {};

@@ -45,6 +45,21 @@ std::size_t ContentIndex::countOf(const KrContentID::Identifier& rawID) const {
     return rawID.isNull() ? 0 : _byRuntimeID.countOf(rawID) + _byRawID.countOf(rawID);
 }
 
+std::vector<KrExtension*> ContentIndex::findItems(const KrContentID::Identifier& rawID, std::size_t most) const {
+    std::vector<KrExtension*> items;
+    if (rawID.isNull()) return items;
+    for (const auto* table : {&_byRuntimeID, &_byRawID}) {
+        const ContentPlace* place = table->find(rawID);
+        if (!place || !place->first) continue;
+        if (items.size() < most) items.push_back(place->first);
+        if (!place->crowd) continue;
+        for (auto each = place->crowd->others.begin(); each != place->crowd->others.end() && items.size() < most;
+             ++each)
+            items.push_back(*each);
+    }
+    return items;
+}
+
 KrExtension* ContentIndex::findOnly(const KrContentID::Identifier& rawID) const {
     if (countOf(rawID) != 1) return nullptr;
     auto* plain = _byRuntimeID.findFirst(rawID);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "kr/content/internal/content_table.h"
 
@@ -29,6 +30,8 @@ public:
     /// The only one with this raw ID; null for none, for several and for the empty ID.
     [[nodiscard]] KrExtension* findOnly(const KrContentID::Identifier& rawID) const;
     [[nodiscard]] std::size_t countOf(const KrContentID::Identifier& rawID) const;
+    /// The first of those with this raw ID, at most so many; none for the empty ID.
+    [[nodiscard]] std::vector<KrExtension*> findItems(const KrContentID::Identifier& rawID, std::size_t most) const;
 
     // --- References ------------------------------------------------------------------------------------------------
     /// When memory runs out, nothing has changed.

@@ -14,6 +14,7 @@
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/content/internal/connection_restorer.h"
 #include "kr/persistence/content/internal/content_access.h"
 #include "kr/persistence/content/internal/content_guards.h"
@@ -51,7 +52,8 @@ void ContentBuilder::build() {
         record.reset();
     }
     _content.roots.clear();
-    LoadedFiles::instance().note(_file.name, _file.path, _roots);
+    _useLiveIDs();
+    noteSourceFile(_file.name, _file.path, _roots);
     _reportDoubles();
     for (const auto& [type, count] : _missingTypes) {
         _problems.push_back("Unable to create " + type + ": " + std::to_string(count) +
@@ -271,33 +273,26 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
     if (object.isInstance()) KeptContent::of(object).isAwaitingDefinition = true;
 }
 
-namespace {
-
-/// Says so where content is not found because there are several of the item.
-std::string describeChoice(const KrSmartPtr<KrExtension>& found, const KrContentID::Identifier& rawID) {
-    if (found) return {};
-    const auto count = KrSim::KrContentDirectory::_getCountOf(rawID);
-    if (count < 2) return {};
-    return "; " + std::to_string(count) + " of that item are there, loaded from other files, and none is taken for it";
-}
-
-}  // namespace
-
 // --- What lies between them ------------------------------------------------------------------------------------------
 
-KrExtension* ContentBuilder::_findMade(const KrContentID::Identifier& liveID) const {
-    const auto found = _byID.find(liveID);
-    return found != _byID.end() ? _made[found->second].get() : nullptr;
+/// In a file, the ends of connections are named by the IDs that stand there, which mean nothing to other files.
+void ContentBuilder::_useLiveIDs() {
+    for (auto& record : _content.connections) {
+        for (auto* end : {&record.source, &record.sink}) {
+            const auto found = _byStoredID.find(end->runtimeID);
+            if (found != _byStoredID.end()) *end = ConnectionEnd(_made[found->second]->getContentID());
+        }
+    }
+    _byStoredID.clear();
 }
 
-std::size_t ContentBuilder::_placeOf(const ConnectionEnd& end) const {
-    if (const auto found = _byStoredID.find(end.runtimeID); found != _byStoredID.end()) return found->second;
-    const auto found = _byID.find(end.runtimeID);
+std::size_t ContentBuilder::_placeOf(const KrContentID::Identifier& id) const {
+    const auto found = _byID.find(id);
     return found != _byID.end() ? found->second : _made.size();
 }
 
-KrExtension* ContentBuilder::_findMade(const ConnectionEnd& end) const {
-    const auto place = _placeOf(end);
+KrExtension* ContentBuilder::_findMade(const KrContentID::Identifier& id) const {
+    const auto place = _placeOf(id);
     return place < _made.size() ? _made[place].get() : nullptr;
 }
 
@@ -307,7 +302,7 @@ KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID& id) const {
 }
 
 KrSmartPtr<KrExtension> ContentBuilder::_find(const ConnectionEnd& end) const {
-    if (auto* made = _findMade(end)) return KrSmartPtr<KrExtension>(made);
+    if (auto* made = _findMade(end.runtimeID)) return KrSmartPtr<KrExtension>(made);
     return KrSmartPtr<KrExtension>(KrSim::KrContentDirectory::_resolve(end.runtimeID, end.rawID).first);
 }
 
@@ -337,80 +332,64 @@ void ContentBuilder::_takeReplaced() {
     }
 }
 
-std::string ContentBuilder::_describeChoice(const ConnectionEnd& end) const {
-    return describeChoice(_find(end), end.rawID);
-}
-
-KrExtension* ContentBuilder::_chooseKeeper(ConnectionRecord& record) const {
-    auto* keeper = _roots.empty() ? nullptr : _roots.front().get();
-    // From now on by live IDs: those of the file are of no meaning to others.
-    for (auto* end : {&record.source, &record.sink}) {
-        if (auto* made = _findMade(*end)) {
-            keeper = made;
-            *end = ConnectionEnd(made->getContentID());
-        }
+KrExtension* ContentBuilder::_chooseKeeper(const ConnectionRecord& record) const {
+    for (const auto* end : {&record.sink, &record.source}) {
+        if (auto* made = _findMade(end->runtimeID)) return made;
     }
-    return keeper;
-}
-
-void ContentBuilder::_keep(ConnectionRecord record) {
-    auto* keeper = _chooseKeeper(record);
-    if (keeper != nullptr) KeptContent::of(*keeper).connections.push_back(std::move(record));
+    return _roots.empty() ? nullptr : _roots.front().get();
 }
 
 // --- Stand-ins -------------------------------------------------------------------------------------------------------
 
-bool ContentBuilder::_isThere(const ConnectionEnd& end) const {
-    return _findMade(end) != nullptr || KrContentRegistry::instance().find(end.runtimeID) != nullptr;
-}
-
-void ContentBuilder::_noteStandIn(ConnectionRecord record) {
-    if (_isThere(record.source) && _isThere(record.sink)) return;
-    auto* keeper = _chooseKeeper(record);
-    if (keeper != nullptr) KeptContent::of(*keeper).standInConnections.push_back(std::move(record));
-}
-
 namespace {
 
-/// Whether the field belongs to other content of the same item.
-bool isOfStandIn(const FieldBase& field, const ConnectionEnd& meant, const std::string& path) {
-    const auto* owner = field.getOwnerExtension();
-    return owner != nullptr && owner->getContentID().getRawID() == meant.rawID &&
-           owner->getContentID().getRuntimeID() != meant.runtimeID && KrData::_getStoredPath(field) == path;
-}
-
-/// Ends the connection that was made with other content in the place of one end.
-void disconnectStandIn(const ConnectionRecord& record, FieldBase* source, FieldBase* sink) {
-    const auto incoming = sink != nullptr ? sink->_getIncomingConnections() : std::vector<Kr::KrConnectionBase*>();
-    for (const auto* each : incoming) {
-        if (!isOfStandIn(*each->getSource(), record.source, record.sourceField)) continue;
-        Kr::KrConnectionFactory::disconnect(each->getSource(), sink);
-        return;
-    }
-    const auto outgoing = source != nullptr ? source->_getOutgoingConnections() : std::vector<Kr::KrConnectionBase*>();
-    for (const auto* each : outgoing) {
-        if (!isOfStandIn(*each->getSink(), record.sink, record.sinkField)) continue;
-        Kr::KrConnectionFactory::disconnect(source, each->getSink());
-        return;
-    }
+KrData::FieldBase* findField(const ConnectionEnd& end, const std::string& path) {
+    auto* extension = KrContentRegistry::instance().find(end.runtimeID);
+    return extension != nullptr ? KrData::_findStoredPath(extension->getFieldsContainer(), path) : nullptr;
 }
 
 }  // namespace
 
-void ContentBuilder::_replaceStandIns(KrExtension& extension, ConnectionRestorer& restorer) {
+bool ContentBuilder::_isThere(const ConnectionEnd& end) const {
+    return _findMade(end.runtimeID) != nullptr || KrContentRegistry::instance().find(end.runtimeID) != nullptr;
+}
+
+/// Notes a connection that was made, if the content that is meant is yet to come. Without a keeper, with the content of
+/// this file.
+void ContentBuilder::_noteStandIn(KrExtension* keeper, const ConnectionRecord& record) {
+    if (_isThere(record.source) && _isThere(record.sink)) return;
+    const auto source = _find(record.source);
+    const auto sink = _find(record.sink);
+    if (!source || !sink) return;  // code of implementations has removed it
+    if (keeper == nullptr) keeper = _chooseKeeper(record);
+    if (keeper == nullptr) return;
+    KeptContent::of(*keeper).standInConnections.push_back(
+        {record, ConnectionEnd(source->getContentID()), ConnectionEnd(sink->getContentID())});
+}
+
+void ContentBuilder::_replaceStandIns(KrExtension& keeper, ConnectionRestorer& restorer) {
     forEachWaiting(
-        [&]() -> auto& { return KeptContent::of(extension).standInConnections; },
-        [&](const ConnectionRecord& record) {
-            if (!_isThere(record.source) || !_isThere(record.sink)) {
-                KeptContent::of(extension).standInConnections.push_back(record);
-                return;
+        [&]() -> auto& { return KeptContent::of(keeper).standInConnections; },
+        [&](const StandInConnection& each) {
+            const auto& meant = each.meant;
+            if (!_isThere(each.source) || !_isThere(each.sink)) {  // the connection ended with the stand-in
+                if (!restorer.restore(meant)) return KeptContent::of(keeper).connections.push_back(meant);
+                return _noteStandIn(&keeper, meant);
             }
-            const auto fieldOf = [this](const auto& id, const std::string& path) {
-                return KrData::_findStoredPath(_find(id)->getFieldsContainer(), path);
-            };
-            disconnectStandIn(record, fieldOf(record.source, record.sourceField),
-                              fieldOf(record.sink, record.sinkField));
-            if (!restorer.restore(record)) KeptContent::of(extension).connections.push_back(record);
+            auto best = meant;
+            if (!_isThere(meant.source)) best.source = each.source;
+            if (!_isThere(meant.sink)) best.sink = each.sink;
+            if (best.source == each.source && best.sink == each.sink) {
+                return KeptContent::of(keeper).standInConnections.push_back(each);
+            }
+            if (!Kr::KrConnectionFactory::disconnect(findField(each.source, meant.sourceField),
+                                                     findField(each.sink, meant.sinkField))) {
+                return;  // somebody has ended it meanwhile
+            }
+            if (!restorer.restore(best)) return KeptContent::of(keeper).connections.push_back(meant);
+            if (best.source != meant.source || best.sink != meant.sink) {
+                KeptContent::of(keeper).standInConnections.push_back({meant, best.source, best.sink});
+            }
         });
 }
 
@@ -423,7 +402,7 @@ std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
             order.emplace_back(order.back().first, i);
             continue;
         }
-        order.emplace_back(_placeOf(records[i].source), i);
+        order.emplace_back(_placeOf(records[i].source.runtimeID), i);
     }
     std::sort(order.begin(), order.end());
     std::vector<ConnectionRecord> ordered;
@@ -461,7 +440,7 @@ void ContentBuilder::_connectFollowed() {
     restorer.note(_made);
     // All of a source: they transfer in this order.
     for (auto& record : _content.connections) {
-        if (sources.count(_findMade(record.source)) != 0) record.wasMade = restorer.restore(record);
+        if (sources.count(_findMade(record.source.runtimeID)) != 0) record.wasMade = restorer.restore(record);
     }
 }
 
@@ -472,7 +451,7 @@ void ContentBuilder::_connectKept(ConnectionRestorer& restorer) {
             [&]() -> auto& { return KeptContent::of(*extension).connections; },
             [&](const ConnectionRecord& record) {
                 if (restorer.restore(record)) {
-                    _noteStandIn(record);
+                    _noteStandIn(extension.get(), record);
                 } else {
                     KeptContent::of(*extension).connections.push_back(record);
                 }
@@ -505,16 +484,17 @@ void ContentBuilder::connect() {
         if (record.wasMade && !restorer.isConnected(record)) continue;  // a definition does not have it any more
         if (restorer.restore(record)) {
             ++_connectionCount;
-            _noteStandIn(std::move(record));
+            _noteStandIn(nullptr, record);
             continue;
         }
         if (openCount++ == 0) {
             _problems.push_back("Connection from " + record.source.runtimeID.toString() + "." + record.sourceField +
                                 " to " + record.sink.runtimeID.toString() + "." + record.sinkField +
-                                " is kept, but cannot be made now" + _describeChoice(record.source) +
-                                _describeChoice(record.sink));
+                                " is kept, but cannot be made now" +
+                                describeChoice(record.source.runtimeID, record.source.rawID) +
+                                describeChoice(record.sink.runtimeID, record.sink.rawID));
         }
-        _keep(std::move(record));
+        if (auto* keeper = _chooseKeeper(record)) KeptContent::of(*keeper).connections.push_back(std::move(record));
     }
     if (openCount > 1) {
         _problems.push_back(std::to_string(openCount - 1) + " more connections are kept that cannot be made now");
@@ -527,7 +507,6 @@ void ContentBuilder::release() {
     _roots.clear();
     _made.clear();
     _byID.clear();
-    _byStoredID.clear();
 }
 
 namespace {
@@ -603,7 +582,7 @@ void ContentBuilder::resolve() {
         for (const auto& reference : kept->references) {
             _problems.push_back("'" + describePath(*extension) + "' refers to " + reference.extension.toString() +
                                 " in its field " + reference.fieldPath + ", which is not there" +
-                                describeChoice(_find(reference.extension), reference.extension.getRawID()));
+                                describeChoice(reference.extension.getRuntimeID(), reference.extension.getRawID()));
         }
     }
 }

@@ -7,9 +7,9 @@
 
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/content/factory_key_archive.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/content/internal/connection_list.h"
 #include "kr/persistence/content/internal/content_access.h"
-#include "kr/persistence/content/internal/file_identity.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/serialize_filename.h"

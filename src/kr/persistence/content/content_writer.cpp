@@ -84,7 +84,11 @@ void ContentWriter::_collect(const Roots& roots) {
         // Outer instances come first, and tell of inner ones, too.
         if (object != nullptr && object->isInstance() && _own.count(object) == 0) _own.merge(object->_getOwnRecords());
     }
-    _identity.emplace(_held);
+    std::vector<KrSim::KrContentID> included;
+    included.reserve(_held.size());
+    for (const auto& extension : _held)
+        included.push_back(extension->getContentID());
+    _identity.emplace(included);
     _toStored = [this](const KrSim::KrContentID& id) { return (*_identity)(id); };
 }
 

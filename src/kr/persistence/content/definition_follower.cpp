@@ -8,6 +8,7 @@
 #include "kr/persistence/content/internal/content_access.h"
 #include "kr/persistence/content/internal/content_guards.h"
 #include "kr/persistence/content/internal/kept_content.h"
+#include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/platform/memory_guard.h"
 
 namespace KrPersistence::detail {
@@ -22,6 +23,19 @@ bool isAtOrBelow(const KrObject* object, const KrObject& above) {
     return object != nullptr;
 }
 
+/// Whether the instance finds other content of the item than its definition.
+bool hasStandIn(const KrObject& instance) {
+    const auto* definition = instance.getDefinition();
+    return definition != nullptr && definition->getContentID() != instance.getDefinitionReference().getContentID();
+}
+
+bool isToFollow(const KrObject& instance) {
+    const auto* kept = KeptContent::find(instance);
+    if (kept == nullptr) return false;
+    const bool isReplaced = kept->isFollowingStandIn && instance.getDefinition() != nullptr && !hasStandIn(instance);
+    return kept->isAwaitingDefinition || isReplaced;
+}
+
 std::string describeMissing(const KrObject& instance) {
     const auto file = instance.getDefinitionFileName().str();
     return "The definition " + instance.getDefinitionReference().getContentID().toString() +
@@ -34,7 +48,7 @@ public:
         : _mostContent(KrSim::KrContentRegistry::instance().getExtensionCount() + growthLimit), _problems(problems) {
         for (auto& extension : KeptContent::getExtensions()) {
             auto* object = asObject(extension.get());
-            if (object == nullptr || !KeptContent::of(*object).isAwaitingDefinition) continue;
+            if (object == nullptr || !isToFollow(*object)) continue;
             int level = 0;
             for (const auto* above = object->getOwner(); above != nullptr && level < kMostLevels; ++level) {
                 _inside[above].push_back(_waiting.size());
@@ -106,13 +120,16 @@ private:
         const auto* definition = instance.getDefinition();
         if (definition == nullptr) {
             instance.addError(missing, false);
-            _problems.push_back("'" + describePath(instance) + "': " + missing);
+            const auto id = instance.getDefinitionReference().getContentID();
+            _problems.push_back("'" + describePath(instance) + "': " + missing +
+                                describeChoice(id.getRuntimeID(), id.getRawID()));
             return;
         }
         if (instance._isBusy()) return;  // with the next load
         instance.removeError(missing, false);
         auto& kept = KeptContent::of(instance);
         kept.isAwaitingDefinition = false;
+        kept.isFollowingStandIn = hasStandIn(instance);
         KeptContent::dropIfEmpty(instance);
         if (isAtOrBelow(definition, instance) || isAtOrBelow(&instance, *definition)) {
             _problems.push_back("'" + describePath(instance) +

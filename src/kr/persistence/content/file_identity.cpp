@@ -1,11 +1,10 @@
-#include "kr/persistence/content/internal/file_identity.h"
+#include "kr/persistence/content/file_identity.h"
 
 #include <utility>
 
 #include "kr/extension/content_registry.h"
-#include "kr/extension/extension.h"
 
-namespace KrPersistence::detail {
+namespace KrPersistence {
 
 using KrSim::KrContentID;
 
@@ -30,8 +29,8 @@ KrContentID withoutFile(const KrContentID& id) {
 
 // --- Loading ---------------------------------------------------------------------------------------------------------
 
-LoadedIdentity::LoadedIdentity(const std::string& file) {
-    _pattern.setFile(file);
+LoadedIdentity::LoadedIdentity(const std::string& filePart) {
+    _pattern.setFile(filePart);
 }
 
 KrContentID LoadedIdentity::operator()(const KrContentID& stored) const {
@@ -45,23 +44,20 @@ KrContentID LoadedIdentity::operator()(const KrContentID& stored) const {
 
 // --- Saving ----------------------------------------------------------------------------------------------------------
 
-StoredIdentity::StoredIdentity(const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& included) {
+StoredIdentity::StoredIdentity(const std::vector<KrContentID>& included) {
     std::unordered_set<KrContentID::Identifier> items;  // what stands in the file without a file name
     const auto isPlaced = [](const KrContentID& id) { return !id.getParentInstances().empty(); };
-    for (const auto& extension : included) {
-        const auto& id = extension->getContentID();
+    for (const auto& id : included) {
         if (!isPlaced(id) && id.getFile().empty()) items.insert(id.getRawID());
     }
-    for (const auto& extension : included) {
-        const auto& id = extension->getContentID();
+    for (const auto& id : included) {
         if (isPlaced(id) || id.getFile().empty()) continue;
         _files.insert(id.getFile());
         // The same item from two files: the names go on telling them apart.
         if (items.insert(id.getRawID()).second) _stored.emplace(id.getRuntimeID(), withoutFile(id));
     }
     if (_files.empty()) return;
-    for (const auto& extension : included) {
-        const auto& id = extension->getContentID();
+    for (const auto& id : included) {
         if (!isPlaced(id)) continue;
         auto stored = _changed(id);
         if (stored != id) _stored.emplace(id.getRuntimeID(), std::move(stored));
@@ -89,4 +85,4 @@ bool StoredIdentity::_isLeftOver(const KrContentID& live) const {
     return _files.count(live.getFile()) != 0 && KrSim::KrContentRegistry::instance().find(live) == nullptr;
 }
 
-}  // namespace KrPersistence::detail
+}  // namespace KrPersistence

@@ -87,16 +87,17 @@ std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
 }
 
 void KeptContent::_copyTo(KrSim::KrExtension& copy) const {
-    if (references.empty() && standIns.empty() && !isAwaitingDefinition) return;
+    if (references.empty() && standIns.empty() && !isAwaitingDefinition && !isFollowingStandIn) return;
     auto& kept = of(copy);
     kept.references = references;
     kept.standIns = standIns;
     kept.isAwaitingDefinition = isAwaitingDefinition;
+    kept.isFollowingStandIn = isFollowingStandIn;
 }
 
 void KeptContent::dropIfEmpty(KrSim::KrExtension& extension) {
     const auto* kept = find(extension);
-    if (kept == nullptr || kept->isAwaitingDefinition) return;
+    if (kept == nullptr || kept->isAwaitingDefinition || kept->isFollowingStandIn) return;
     const bool isEmpty = kept->connections.empty() && kept->references.empty() && kept->standIns.empty() &&
                          kept->standInConnections.empty();
     if (isEmpty) extension._setKeptContent(nullptr);

@@ -5,11 +5,15 @@
 #include <system_error>
 #include <utility>
 
+#include "kr/content/content_directory.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/files/file_paths.h"
 
 namespace KrPersistence::detail {
+
+using KrSim::KrContentID;
 
 namespace {
 
@@ -83,4 +87,30 @@ std::string describeWithFile(const KrSim::KrExtension& extension) {
     return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
 }
 
+std::string describeChoice(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID) {
+    using Directory = KrSim::KrContentDirectory;
+    constexpr std::size_t kMostNamed = 4;
+    const auto count = Directory::_getCountOf(rawID);
+    if (count < 2 || Directory::_resolve(runtimeID, rawID).first != nullptr) return {};
+    std::string text = "; " + std::to_string(count) + " of that item are there, and none is taken for it: ";
+    const auto items = Directory::_holdItems(rawID, kMostNamed);
+    for (const auto& [extension, holder] : items)
+        text += (extension != items.front().first ? ", " : "") + describeWithFile(*extension);
+    if (count > items.size()) text += ", and " + std::to_string(count - items.size()) + " more";
+    return text;
+}
+
 }  // namespace KrPersistence::detail
+
+namespace KrPersistence {
+
+std::string chooseFilePart(const std::string& path, const std::string& referringFile) {
+    return detail::LoadedFiles::instance().chooseName(path, referringFile);
+}
+
+void noteSourceFile(const std::string& filePart, const std::string& path,
+                    const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& extensions) {
+    detail::LoadedFiles::instance().note(filePart, path, extensions);
+}
+
+}  // namespace KrPersistence

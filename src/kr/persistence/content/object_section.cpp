@@ -6,10 +6,10 @@
 
 #include "kr/extension/extension.h"
 #include "kr/persistence/archives/archive_reader.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/content/internal/content_builder.h"
 #include "kr/persistence/content/internal/content_reader.h"
 #include "kr/persistence/content/internal/content_writer.h"
-#include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/files/export_file_section.h"
 #include "kr/persistence/files/file.h"
 
@@ -70,7 +70,7 @@ void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
     _objects.clear();
     _known.clear();
     const auto& path = reader.getArchiveName();
-    const auto name = detail::LoadedFiles::instance().chooseName(path, file->getReferringFile());
+    const auto name = chooseFilePart(path, file->getReferringFile());
     detail::ContentRecords content;
     try {
         detail::readContent(reader, version, name, content);

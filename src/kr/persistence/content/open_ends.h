@@ -8,8 +8,9 @@
 
 namespace KrPersistence {
 
-/// What was loaded with an extension and waits for content that is not there: connections, references and the
-/// definition of an instance, a text each, for people. Empty when all is in place.
+/// What of an extension waits for content that is not there: connections, references and the definition of an instance
+/// that were loaded with it, and links of its proxies. A text each, for people, which also says when several items
+/// match, so that none of them was taken (docs/content-identity.md). Empty when all is in place.
 /// Thread: that of the content.
 [[nodiscard]] KR_API std::vector<std::string> describeOpenEnds(const KrSim::KrExtension& extension);
 

@@ -12,9 +12,11 @@
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
 #include "kr/persistence/content/factory_key_archive.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
+#include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/internal/settings.h"
 
 namespace KrPersistence {
@@ -47,29 +49,42 @@ void readFields(ArchiveReader& reader, const char* name, KrData::Container& cont
 
 // --- Modules -------------------------------------------------------------------------------------------------------
 
-void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record) {
+void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record, const StoredIdentity& toStored) {
     writer.group("Module", [&] {
         writer.write("Name", record.name);
         writeFactoryKey(writer, "Type", record.key);
         writer.optional(!record.contentID.isEmpty(), "ContentID",
-                        [&] { writeContentID(writer, "ContentID", record.contentID); });
+                        [&] { writeContentID(writer, "ContentID", toStored(record.contentID)); });
         writeFields(writer, "Settings",
                     record.settings != nullptr ? Fields(record.settings->begin(), record.settings->end()) : Fields());
     });
 }
 
-Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader) {
+Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader, const LoadedIdentity& toLive) {
     KrSim::ModuleRecord record;
     KrData::Container settings("Settings");
     reader.group("Module", [&] {
         reader.read("Name", record.name);
         record.key = readFactoryKey(reader, "Type");
-        reader.optional("ContentID", [&] { record.contentID = readContentID(reader, "ContentID"); });
+        reader.optional("ContentID", [&] { record.contentID = toLive(readContentID(reader, "ContentID")); });
         if (record.key.isNull()) reader.fail("module '" + record.name + "' has no type");
         readFields(reader, "Settings", settings);
     });
     record.settings = &settings;
     return KrSim::makeModuleRecord(record);
+}
+
+std::vector<KrSim::ModuleRecord> collectModules(const KrSim::KrObject& setup) {
+    std::vector<KrSim::ModuleRecord> modules;
+    for (const auto& each : setup._getExtensions()) {
+        auto record = KrSim::readModuleRecord(*each);
+        if (!record) {
+            throw std::runtime_error("setup '" + setup.getName() + "' holds '" + each->getName() +
+                                     "', which is no record of a module; keep content in object files");
+        }
+        modules.push_back(std::move(*record));
+    }
+    return modules;
 }
 
 }  // namespace
@@ -85,8 +100,13 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
     if (!standard) throw std::runtime_error("a setup cannot be made");
     writer.groupIf(static_cast<bool>(_setup), "Setup", [&] {
         const auto& object = *_setup->_getObjectProxy();
+        const auto modules = collectModules(object);
+        std::vector<KrSim::KrContentID> included{object.getContentID()};
+        for (const auto& each : modules)
+            included.push_back(each.contentID);
+        const StoredIdentity toStored(included);
         writer.write("Name", object.getName());
-        writeContentID(writer, "ContentID", object.getContentID());
+        writeContentID(writer, "ContentID", toStored(object.getContentID()));
 
         // In the order of the standard, so that a setup reads alike whatever was done to it. Binary archives know the
         // settings by that order: new ones come last, and raise the version.
@@ -102,21 +122,16 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
         });
         writeFields(writer, "OtherSettings", others);
 
-        std::vector<KrSim::ModuleRecord> modules;
-        for (const auto& each : object._getExtensions()) {
-            auto record = KrSim::readModuleRecord(*each);
-            if (!record) {
-                throw std::runtime_error("setup '" + object.getName() + "' holds '" + each->getName() +
-                                         "', which is no record of a module; keep content in object files");
-            }
-            modules.push_back(std::move(*record));
-        }
-        writer.sequence("Modules", modules.size(), [&](std::size_t index) { writeModule(writer, modules[index]); });
+        writer.sequence("Modules", modules.size(),
+                        [&](std::size_t index) { writeModule(writer, modules[index], toStored); });
     });
 }
 
 void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
     reader.groupIf("Setup", [&] {
+        const auto& path = reader.getArchiveName();
+        const auto filePart = chooseFilePart(path, getOwner() != nullptr ? getOwner()->getReferringFile() : "");
+        const LoadedIdentity toLive(filePart);
         const auto made = makeSetup();
         auto* config = made ? made->getImplementationAs<ApplicationConfig>() : nullptr;
         if (config == nullptr) reader.fail("a setup cannot be made");
@@ -124,13 +139,14 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
         std::string name;
         reader.read("Name", name);
         object.setName(name.c_str());
-        object._setContentID(readContentID(reader, "ContentID"));
+        object._setContentID(toLive(readContentID(reader, "ContentID")));
         reader.group("Settings", [&] {
             for (auto* each : object.getParameterContainer())
                 detail::readSetting(reader, *each);
         });
         readFields(reader, "OtherSettings", object.getParameterContainer());
-        reader.sequence("Modules", [&](std::size_t) { object.add(readModule(reader).get()); });
+        reader.sequence("Modules", [&](std::size_t) { object.add(readModule(reader, toLive).get()); });
+        noteSourceFile(filePart, path, {made});
         _setup = Setup(config);
     });
 }

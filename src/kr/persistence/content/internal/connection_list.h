@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "kr/extension/fwd.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/content/internal/content_records.h"
-#include "kr/persistence/content/internal/file_identity.h"
 
 namespace KrPersistence {
 class ArchiveReader;

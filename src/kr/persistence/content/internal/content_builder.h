@@ -66,18 +66,16 @@ private:
     void _enter(KrSim::KrExtension& extension, const ExtensionRecord& record);
     void _define(KrSim::KrObject& object, const ExtensionRecord& record);
     void _reportDoubles();
-    [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& liveID) const;
-    [[nodiscard]] KrSim::KrExtension* _findMade(const ConnectionEnd& end) const;
-    [[nodiscard]] std::size_t _placeOf(const ConnectionEnd& end) const;
+    void _useLiveIDs();
+    [[nodiscard]] std::size_t _placeOf(const KrSim::KrContentID::Identifier& id) const;
+    [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& id) const;
     [[nodiscard]] std::vector<ConnectionRecord> _takeConnections();
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID& id) const;
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const ConnectionEnd& end) const;
-    [[nodiscard]] std::string _describeChoice(const ConnectionEnd& end) const;
+    [[nodiscard]] KrSim::KrExtension* _chooseKeeper(const ConnectionRecord& record) const;
     [[nodiscard]] bool _isThere(const ConnectionEnd& end) const;
-    [[nodiscard]] KrSim::KrExtension* _chooseKeeper(ConnectionRecord& record) const;
-    void _keep(ConnectionRecord record);
-    void _noteStandIn(ConnectionRecord record);
-    void _replaceStandIns(KrSim::KrExtension& extension, ConnectionRestorer& restorer);
+    void _noteStandIn(KrSim::KrExtension* keeper, const ConnectionRecord& record);
+    void _replaceStandIns(KrSim::KrExtension& keeper, ConnectionRestorer& restorer);
     void _replaceStandIns(KrSim::KrExtension& extension);
     void _connectFollowed();
     void _takeReplaced();
@@ -91,7 +89,7 @@ private:
     std::size_t _stepsDone{0};
     Extensions _roots;
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
-    // Places in the list, by live ID and by that of the file where it is another one.
+    // Places in the list, by live ID and, until all is built, by that of the file where it is another one.
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
     std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
     std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kr/extension/object.h"
-#include "kr/persistence/content/internal/file_identity.h"
+#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/platform/smart_ptr.h"
 

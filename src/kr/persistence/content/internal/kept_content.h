@@ -17,6 +17,12 @@ struct StandIn {
     KrSim::KrContentID::Identifier shown;
 };
 
+/// A connection that was made with other content of the item at one end or at both, since its own was not there.
+struct StandInConnection {
+    ConnectionRecord meant;
+    ConnectionEnd source, sink;  // that it was made with
+};
+
 /// What was loaded with an extension and could not be put in place, because other content is missing. It is saved with
 /// the extension, and tried again after each load and after each sync that follows another version of a definition.
 /// Thread: that of the extension.
@@ -36,15 +42,16 @@ public:
     [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions();
     /// Drops what an extension has, once nothing is left in it.
     static void dropIfEmpty(KrSim::KrExtension& extension);
-    /// References, and that the definition is awaited; connections are not copied to where one end is not copied.
+    /// Copies references and what concerns the definition, but no connections: one end may not be copied.
     void _copyTo(KrSim::KrExtension& copy) const override;
 
     std::vector<ConnectionRecord> connections;
     std::vector<ExtensionReference> references;
-    bool isAwaitingDefinition{false};
+    bool isAwaitingDefinition{false};  // has not followed any definition since it was loaded
     // In place, but not with the content that was meant, which takes over when it comes.
     std::vector<StandIn> standIns;
-    std::vector<ConnectionRecord> standInConnections;
+    std::vector<StandInConnection> standInConnections;
+    bool isFollowingStandIn{false};  // has followed other content of the item than its definition
 
 private:
     Kr::KrWeakPtr<KrSim::KrExtension> _extension;

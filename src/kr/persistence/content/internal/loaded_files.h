@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/content/content_id.h"
 #include "kr/extension/fwd.h"
 #include "kr/platform/smart_ptr.h"
 #include "kr/platform/weak_ptr.h"
@@ -17,9 +18,9 @@ public:
     /// Never destroyed.
     [[nodiscard]] static LoadedFiles& instance();
 
-    /// The file part for the content of a file; see contentFileName. Where no other file refers to it and another one
-    /// of the same name was loaded, so many folders stand before the name that it is another one.
+    /// See chooseFilePart.
     [[nodiscard]] std::string chooseName(const std::string& path, const std::string& referringFile);
+    /// See noteSourceFile.
     void note(const std::string& name, const std::string& path,
               const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& roots);
     /// Where the extension, or an object above it, was loaded from; empty for what does not come from a file.
@@ -41,5 +42,10 @@ private:
 
 /// The extension for people, with the file that it comes from: "'Car/Motor' of '/home/cars/car.kro'".
 [[nodiscard]] std::string describeWithFile(const KrSim::KrExtension& extension);
+
+/// Of an ID that finds no content because several extensions have the raw ID: that they are there, with their files.
+/// Empty where that is not the reason. To be put behind a message.
+[[nodiscard]] std::string describeChoice(const KrSim::KrContentID::Identifier& runtimeID,
+                                         const KrSim::KrContentID::Identifier& rawID);
 
 }  // namespace KrPersistence::detail
