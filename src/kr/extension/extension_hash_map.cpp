@@ -34,17 +34,17 @@ void KrExtensionHashMap::registerExtension(KrExtension* extension) {
         }
     }
     if (!holder) {
-        Kr::logMessage(Kr::eLogLevel::kError,
-                       "KrExtensionHashMap: Inconsistency detected for '%s (%s)', was it added previously under a "
-                       "different name?\n",
-                       extension->getPath().c_str(), extension->getTypeName().c_str());
+        Kr::logErrorNoThrow(
+            "KrExtensionHashMap: Inconsistency detected for '%s (%s)', was it added previously under a "
+            "different name?\n",
+            extension->getPath().c_str(), extension->getTypeName().c_str());
         return;
     }
-    Kr::logMessage(Kr::eLogLevel::kError,
-                   "KrExtensionHashMap: An extension with the same hash code already exists, added: '%s (%s)', "
-                   "conflicts with: '%s (%s)'\n",
-                   extension->getPath().c_str(), extension->getTypeName().c_str(), holder->getPath().c_str(),
-                   holder->getTypeName().c_str());
+    Kr::logErrorNoThrow(
+        "KrExtensionHashMap: An extension with the same hash code already exists, added: '%s (%s)', "
+        "conflicts with: '%s (%s)'\n",
+        extension->getPath().c_str(), extension->getTypeName().c_str(), holder->getPath().c_str(),
+        holder->getTypeName().c_str());
 }
 
 void KrExtensionHashMap::unregisterExtension(const KrExtension* extension) {

@@ -29,7 +29,7 @@ Kr::KrSmartPtr<KrObject> KrObject::_makeOfSameType(const char* errorFormat) cons
     if (!made) return Kr::makeSmart<KrObject>();
     auto* object = asObject(made.get());
     if (object == nullptr) {
-        Kr::logMessage(Kr::eLogLevel::kError, errorFormat, getCreationKey().toString().c_str());
+        Kr::logErrorNoThrow(errorFormat, getCreationKey().toString().c_str());
         return {};
     }
     // What the implementation puts into every new object comes with the copy of this one's content.
@@ -146,14 +146,12 @@ Kr::KrSmartPtr<KrObject> KrObject::instantiate() {
 
 Kr::KrSmartPtr<KrObject> KrObject::instantiate(const KrContentID& id) {
     if (isInstance()) {
-        Kr::logMessage(Kr::eLogLevel::kError, "KrObject: Trying to instantiate '%s' which is an object instance.\n",
-                       getName().c_str());
+        Kr::logErrorNoThrow("KrObject: Trying to instantiate '%s' which is an object instance.\n", getName().c_str());
         return {};
     }
     auto& registry = KrContentRegistry::instance();
     if (registry.find(id) != nullptr) {
-        Kr::logMessage(Kr::eLogLevel::kError, "KrObject: Trying to instantiate '%s' with an id already used.\n",
-                       getName().c_str());
+        Kr::logErrorNoThrow("KrObject: Trying to instantiate '%s' with an id already used.\n", getName().c_str());
         return {};
     }
     auto made = _makeOfSameType("Trying to instantiate a KrObject to a KrExtension created by factory key: %s.\n");
@@ -171,17 +169,17 @@ Kr::KrSmartPtr<KrObject> KrObject::instantiate(const KrContentID& id) {
 
 void KrObject::replaceDefinition(KrObject* definition) {
     if (definition == nullptr) {
-        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: given object pointer is nullptr.\n");
+        Kr::logErrorNoThrow("KrObject::replaceDefinition: given object pointer is nullptr.\n");
         return;
     }
     if (definition->isInstance()) {
-        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: given object is not a definition.\n");
+        Kr::logErrorNoThrow("KrObject::replaceDefinition: given object is not a definition.\n");
         return;
     }
     const auto& chain = getContentID().getParentInstances();
     const bool isPlacement = !chain.empty() && asObject(KrContentRegistry::instance().find(chain.back())) != nullptr;
     if (!isInstance() && !isPlacement) {
-        Kr::logMessage(Kr::eLogLevel::kError, "KrObject::replaceDefinition: object is not an instance.\n");
+        Kr::logErrorNoThrow("KrObject::replaceDefinition: object is not an instance.\n");
         return;
     }
     if (!_mayChangeNow()) return;

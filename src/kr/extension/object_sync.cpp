@@ -36,8 +36,8 @@ bool isAtOrBelow(const KrExtension* extension, const KrObject& above) {
 
 bool KrObject::_mayChangeNow() const {
     if (!_isBusy()) return true;
-    Kr::logMessage(Kr::eLogLevel::kError,
-                   "KrObject::sync() was called in the wrong thread or when KrApplication is updating the modules.\n");
+    Kr::logErrorNoThrow(
+        "KrObject::sync() was called in the wrong thread or when KrApplication is updating the modules.\n");
     return false;
 }
 
