@@ -49,6 +49,19 @@ std::string describeWithFile(const KrSim::KrExtension& extension) {
     return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
 }
 
+/// Throws a Failure for a path that a setup cannot hold: a part of it would be another directory.
+std::vector<KrSim::ApplicationConfig::FileName> toFileNames(const std::vector<std::string>& directories) {
+    std::vector<KrSim::ApplicationConfig::FileName> names(directories.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (names[i].assign(directories[i])) continue;
+        throw Failure(eExitCode::kUsage, "the path of the plug-in directory '" + directories[i] +
+                                             "' has more than the " +
+                                             std::to_string(KrSim::ApplicationConfig::FileName::capacity()) +
+                                             " bytes that a setup holds; use a shorter path or a link");
+    }
+    return names;
+}
+
 }  // namespace
 
 SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
@@ -85,8 +98,9 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
     const auto& setup = section.getSetup();
     // The directories of the setup replace all others, and its modules are made at once.
     if (!_pluginDirectories.empty()) {
-        auto directories = setup->pluginDirectories.get();
-        directories.insert(directories.begin(), _pluginDirectories.begin(), _pluginDirectories.end());
+        auto directories = toFileNames(_pluginDirectories);
+        const auto listed = setup->pluginDirectories.get();
+        directories.insert(directories.end(), listed.begin(), listed.end());
         setup->pluginDirectories.set(std::move(directories));
     }
     if (_logLevel) setup->loggingLevel = Kr::KrEnum(*_logLevel);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,11 @@
 #include "kr/events/errors/error_handler.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/object.h"
+#include "kr/extension/registration.h"
 #include "kr/platform/plugin_manager.h"
 #include "kr/platform/process.h"
 #include "kr/platform/resource_manager.h"
+#include "kr/platform/runtime_error.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/process_settings.h"
 #include "tests/support/temporary_folder.h"
@@ -206,6 +209,94 @@ TEST(Setup, WithValuesThatDoNotExistLeavesTheSettingsAsTheyAre) {
     EXPECT_TRUE(application->applySetup(setup));
     EXPECT_EQ(application->getSimulationFrameRate(), ApplicationConfig::kHighestFrameRate);
     EXPECT_EQ(application->getConfiguration()->simulationFrameRate, ApplicationConfig::kHighestFrameRate);
+}
+
+struct RateOfASetup {
+    const char* name;
+    double stored;  // as a file has it, unclamped
+    double paced;
+};
+
+class FrameRateOfASetup : public testing::TestWithParam<RateOfASetup> {};
+
+TEST_P(FrameRateOfASetup, IsBroughtIntoTheBounds) {
+    const test_support::ProcessSettings process;
+    const auto application = KrApplication::create();
+    const auto setup = makeSetup();
+    const KrData::Field<double> loaded("SimulationFrameRate", nullptr, GetParam().stored);
+    setup->simulationFrameRate.getField()->copyValue(loaded);
+    EXPECT_TRUE(application->applySetup(setup));
+    EXPECT_EQ(application->getSimulationFrameRate(), GetParam().paced);
+    EXPECT_EQ(application->getConfiguration()->simulationFrameRate, GetParam().paced);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, FrameRateOfASetup,
+                         testing::Values(RateOfASetup{"Zero", 0.0, ApplicationConfig::kLowestFrameRate},
+                                         RateOfASetup{"Negative", -1.0, ApplicationConfig::kLowestFrameRate},
+                                         RateOfASetup{"TooHigh", 1e300, ApplicationConfig::kHighestFrameRate},
+                                         RateOfASetup{"Infinite", std::numeric_limits<double>::infinity(),
+                                                      ApplicationConfig::kHighestFrameRate}),
+                         test_support::caseName);
+
+TEST(Setup, WithoutAFieldLeavesThatSettingAsItIs) {
+    const test_support::ProcessSettings process;
+    const auto application = KrApplication::create();
+    KrPluginManager::instance().addPluginSearchDir("kept");
+    application->setSimulationFrameRate(25.0);
+    const auto setup = makeSetup();
+    setup.getExtension()->getParameterContainer().clear();
+    EXPECT_TRUE(application->applySetup(setup));
+    EXPECT_EQ(application->getSimulationFrameRate(), 25.0);
+    EXPECT_TRUE(application->isConsoleLogEnabled());
+    EXPECT_THAT(texts(KrPluginManager::instance().getAddedPluginsSearchDirs()), ElementsAre("kept"));
+}
+
+TEST(Configuration, EditsOfItTakeEffectWithTheNextFrame) {
+    const test_support::ProcessSettings process;
+    const auto application = KrApplication::create();
+    auto* configuration = application->getConfiguration();
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    configuration->loggingLevel = Kr::KrEnum(Kr::eLogLevel::kFatal);
+    configuration->logConsole = false;
+    configuration->applicationMode = Kr::KrEnum(KrSim::eApplicationMode::kSimulating);
+    configuration->pluginDirectories.set({"first", "second"});
+    application->update();
+    EXPECT_EQ(Kr::LogGetLevel(), Kr::eLogLevel::kFatal);
+    EXPECT_FALSE(application->isConsoleLogEnabled());
+    EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kSimulating);
+    EXPECT_THAT(texts(KrPluginManager::instance().getAddedPluginsSearchDirs()), ElementsAre("first", "second"));
+}
+
+TEST(Configuration, WithoutItsFieldsTheSettingsStay) {
+    const test_support::ProcessSettings process;
+    const auto application = KrApplication::create();
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    application->setSimulationFrameRate(25.0);
+    application->getConfiguration()->logConsole = true;
+    application->getConfiguration()->_getProxy()->getParameterContainer().clear();
+    application->update();
+    EXPECT_EQ(application->getSimulationFrameRate(), 25.0);
+    application->setSimulationFrameRate(1e9);
+    EXPECT_EQ(application->getSimulationFrameRate(), ApplicationConfig::kHighestFrameRate);
+}
+
+TEST(Configuration, ThatCannotBeMadeIsAnExceptionOfCreate) {
+    ASSERT_TRUE(KrSim::KrExtensionFactory::unregisterType(ApplicationConfig::kFactoryKey));
+    EXPECT_THROW(KrApplication::create(), KrSim::KrRuntimeError);
+    EXPECT_TRUE(KrSim::registerExtensionType<KrSim::ApplicationConfigImplementation>(ApplicationConfig::kFactoryKey));
+    EXPECT_TRUE(KrApplication::create());
+}
+
+TEST(CapturedSetup, LeavesOutADirectoryThatItCannotHoldWithAWarning) {
+    const test_support::ProcessSettings process;
+    const auto application = KrApplication::create();
+    const std::string longest(ApplicationConfig::FileName::capacity(), 'a');
+    KrPluginManager::instance().addPluginSearchDir(longest);
+    KrPluginManager::instance().addPluginSearchDir(longest + "b");
+    const test_support::LogCapture log;
+    const auto setup = ApplicationConfig::createFromApplication(application.get());
+    EXPECT_THAT(setup->pluginDirectories.get(), ElementsAre(ApplicationConfig::FileName(longest)));
+    EXPECT_THAT(log.lines(), ElementsAre(testing::HasSubstr("has 512 bytes, a setup holds 511")));
 }
 
 }  // namespace application_setup_test

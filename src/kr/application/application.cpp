@@ -69,9 +69,12 @@ KrApplication::KrApplication(Kr::IClock& clock)
     if (implementation == nullptr) throw KrRuntimeError("KrApplication: its configuration cannot be made");
     _configuration = KrSmartInterface<ApplicationConfig>(implementation);
     configuration->setName("Config");
-    _applyConfiguration();
+    _noteSetting(*implementation->simulationFrameRate.getField());
+    _noteSetting(*implementation->synchronizationMode.getField());
+    _noteSetting(*implementation->communicationModel.getField());
+    _applyChangedSettings();
     all.configurationWatch =
-        configuration->addObserver([this](const KrData::FieldBase&) { _isConfigurationChanged = true; });
+        configuration->addObserver([this](const KrData::FieldBase& changed) { _noteSetting(changed); });
 
     for (const char* name : {kStopApplicationEventName, kStopOtherApplicationsEventName}) {
         all.subscriptions << all.events.registerListener(
@@ -300,6 +303,10 @@ bool KrApplication::isConsoleLogEnabled() const noexcept {
 
 void KrApplication::setLogFilePrefix(const std::string& prefix) {
     _configuration->logFile = prefix;
+    _fileLog(prefix);
+}
+
+void KrApplication::_fileLog(const std::string& prefix) {
     std::string name = prefix;
     if (name.empty()) {
         std::error_code error;

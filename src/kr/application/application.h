@@ -161,11 +161,12 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] bool isSlave() const noexcept;
 
     // --- Setup -----------------------------------------------------------------------------------------------------
-    /// The present settings. Fields that are changed here, by an editor say, take effect after the passes.
+    /// The present settings. Fields that are changed here, by an editor say, take effect after the passes of the frame
+    /// under way or of the next one.
     [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept { return _configuration.get(); }
     /// Takes over all settings of a setup: log, frame rate, modes, search directories of the process, and the settings
-    /// of modules, those that are missing included. What is no valid value leaves a setting as it is, with a warning.
-    /// False for null, and while the content must not change.
+    /// of modules, those that are missing included. What is no valid value leaves a setting as it is, with a warning,
+    /// and so does a field that the setup does not have. False for null, and while the content must not change.
     bool applySetup(const KrSmartInterface<ApplicationConfig>& setup);
 
     // --- Log -------------------------------------------------------------------------------------------------------
@@ -215,7 +216,13 @@ private:
     [[nodiscard]] bool _isFrameUnderWayHere() const noexcept;
     void _countFrame(double entered);
     void _endLoop(int exitValue);
-    void _applyConfiguration();
+    void _noteSetting(const KrData::FieldBase& changed);
+    void _applyChangedSettings();
+    /// \param which  a bit for each setting that is to take effect; its field is there.
+    void _applySettings(const ApplicationConfig& settings, std::uint32_t which);
+    /// \param isAsked  to be logged even if it is the present one.
+    void _applyFrameRate(double rateHz, bool isAsked);
+    void _fileLog(const std::string& prefix);
     bool _insertModule(const KrSmartInterface<ISimulatorModule>& module);
     void _removeModule(const KrSmartInterface<ISimulatorModule>& module);
     /// Without telling the listeners of the application.
@@ -236,7 +243,7 @@ private:
     std::atomic<bool> _pauseRequested{false};
     std::atomic<std::uint32_t> _stepsLeft{0};
     bool _pacesWithVSync{true};
-    bool _isConfigurationChanged{false};
+    std::uint32_t _changedSettings{0};  // of the configuration, a bit for each; they take effect after the passes
     bool _isChangingMode{false};
 };
 

@@ -46,6 +46,23 @@ KrData::Field<T>* addDescribed(KrData::Container& container, const char* name, c
     return field;
 }
 
+/// Without those that a field cannot hold: a part of a path would be another directory.
+std::vector<ApplicationConfig::FileName> fileNames(const Kr::KrArray<std::string>& directories) {
+    std::vector<ApplicationConfig::FileName> names;
+    for (const auto& each : directories) {
+        ApplicationConfig::FileName name;
+        if (name.assign(each)) {
+            names.push_back(name);
+        } else {
+            Kr::logMessage(Kr::eLogLevel::kWarn,
+                           "ApplicationConfig: the directory '%s' is not in the setup: its path has %zu bytes, a setup "
+                           "holds %zu; use a shorter path or a link\n",
+                           each.c_str(), each.size(), name.capacity());
+        }
+    }
+    return names;
+}
+
 }  // namespace
 
 // --- Lists ---------------------------------------------------------------------------------------------------------
@@ -171,9 +188,6 @@ KrSmartInterface<ApplicationConfig> ApplicationConfig::createFromApplication(KrA
     proxy->setName("Config");
     config->loggingLevel = Kr::KrEnum(Kr::LogGetLevel());
     config->applicationMode = Kr::KrEnum(application->getApplicationMode());
-    const auto fileNames = [](const Kr::KrArray<std::string>& directories) {
-        return std::vector<FileName>(directories.begin(), directories.end());
-    };
     config->pluginDirectories.set(fileNames(KrPluginSystem::KrPluginManager::instance().getAddedPluginsSearchDirs()));
     config->resourcesDirectories.set(fileNames(KrPluginSystem::KrResourceManager::instance().getResourceSearchDirs()));
     detail::captureModules(*application, *config);

@@ -128,7 +128,7 @@ bool KrApplication::_runFrame() {
         _pace();
         _runPasses();
     }
-    if (_isConfigurationChanged) _applyConfiguration();
+    if (_changedSettings != 0) _applyChangedSettings();
     KrEventDispatcher::postUpdate();
     _state->_runDelayedFunctions();
     if (!isPaused) _countFrame(entered);

@@ -1,7 +1,12 @@
 // Settings of the main loop, and setups.
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "kr/application/application.h"
 #include "kr/application/application_config.h"
@@ -27,13 +32,64 @@ std::optional<Enumeration> valueOf(const Parameter<Kr::KrEnum>& setting) {
     return std::nullopt;
 }
 
+// The settings that take effect in the order in which they do: the log first, so that it has what the rest tells.
+enum Setting : std::size_t {
+    kLogLevel,
+    kLogConsole,
+    kLogFile,
+    kPluginDirectories,
+    kResourcesDirectories,
+    kFrameRate,
+    kSyncMode,
+    kCommunicationModel,
+    kApplicationMode,
+    kSettingCount
+};
+using SettingFields = std::array<const KrData::FieldBase*, kSettingCount>;
+
+constexpr std::uint32_t bit(std::size_t setting) {
+    return 1U << setting;
+}
+
+/// In the order of the enumeration; null for a field that was removed.
+SettingFields fieldsOf(const ApplicationConfig& settings) {
+    return {settings.loggingLevel.getField(),
+            settings.logConsole.getField(),
+            settings.logFile.getField(),
+            settings.pluginDirectories.getField(),
+            settings.resourcesDirectories.getField(),
+            settings.simulationFrameRate.getField(),
+            settings.synchronizationMode.getField(),
+            settings.communicationModel.getField(),
+            settings.applicationMode.getField()};
+}
+
+/// Those for which there is a field.
+std::uint32_t presentSettings(const ApplicationConfig& settings) {
+    std::uint32_t present = 0;
+    const auto fields = fieldsOf(settings);
+    for (std::size_t i = 0; i < kSettingCount; ++i)
+        if (fields[i] != nullptr) present |= bit(i);
+    return present;
+}
+
+/// Within the range of the field and what the pacing of frames can do, whatever the field holds.
+double boundedRate(const Parameter<double>& setting, double rateHz) {
+    if (const auto* field = setting.getField(); field != nullptr && field->hasRange())
+        rateHz = std::clamp(rateHz, field->getMinimum(), field->getMaximum());
+    return std::clamp(rateHz, ApplicationConfig::kLowestFrameRate, ApplicationConfig::kHighestFrameRate);
+}
+
 }  // namespace
 
 void KrApplication::setSimulationFrameRate(double rateHz) {
     const bool isNumber = !std::isnan(rateHz);
     if (isNumber) {
-        _configuration->simulationFrameRate = rateHz;
-        _state->_setFrameRate(_configuration->simulationFrameRate, rateHz);
+        auto& setting = _configuration->simulationFrameRate;
+        const double pacedHz = boundedRate(setting, rateHz);
+        setting = rateHz;
+        if (setting != pacedHz) setting = pacedHz;  // it was loaded, and an equal value is not clamped
+        _state->_setFrameRate(pacedHz, rateHz);
     }
     Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Frame rate set to %g Hz", rateHz);
     if (isNumber) return;
@@ -67,20 +123,43 @@ void KrApplication::setCommunicationModel(eCommunicationModel model) {
     }
 }
 
-void KrApplication::_applyConfiguration() {
-    _isConfigurationChanged = false;
-    const double rateHz = _configuration->simulationFrameRate;
-    if (std::isnan(rateHz)) {
-        setSimulationFrameRate(rateHz);  // refuses it
-        _configuration->simulationFrameRate = getSimulationFrameRate();
-    } else if (rateHz != getSimulationFrameRate()) {
-        _state->_setFrameRate(rateHz, rateHz);
+void KrApplication::_applyFrameRate(double rateHz, bool isAsked) {
+    if (isAsked || rateHz != getSimulationFrameRate()) setSimulationFrameRate(rateHz);
+    auto& own = _configuration->simulationFrameRate;
+    if (std::isnan(own)) own = getSimulationFrameRate();
+}
+
+void KrApplication::_noteSetting(const KrData::FieldBase& changed) {
+    const auto fields = fieldsOf(*_configuration);
+    const auto place = std::find(fields.begin(), fields.end(), &changed);
+    if (place != fields.end()) _changedSettings |= bit(static_cast<std::size_t>(place - fields.begin()));
+}
+
+void KrApplication::_applyChangedSettings() {
+    const auto changed = std::exchange(_changedSettings, 0);
+    _applySettings(*_configuration, changed & presentSettings(*_configuration));
+}
+
+void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint32_t which) {
+    const bool isSetup = &settings != _configuration.get();
+    const auto isOneOf = [&](Setting setting) { return (which & bit(setting)) != 0; };
+    if (isOneOf(kLogLevel)) {
+        if (const auto level = valueOf<Kr::eLogLevel>(settings.loggingLevel)) Kr::LogSetLevel(*level);
     }
-    if (const auto mode = valueOf<eSynchronizationMode>(_configuration->synchronizationMode)) {
-        _state->_setSyncMode(*mode);
+    if (isOneOf(kLogConsole)) KrErrorHandler::enableConsoleLog(settings.logConsole);
+    if (isOneOf(kLogFile)) _fileLog(settings.logFile);
+    if (isOneOf(kPluginDirectories)) settings._applyPluginPath();
+    if (isOneOf(kResourcesDirectories)) settings._applyResourcesPath();
+    if (isOneOf(kFrameRate)) _applyFrameRate(settings.simulationFrameRate, isSetup);
+    if (isOneOf(kSyncMode)) {
+        if (const auto mode = valueOf<eSynchronizationMode>(settings.synchronizationMode)) _state->_setSyncMode(*mode);
     }
-    if (const auto model = valueOf<eCommunicationModel>(_configuration->communicationModel)) {
-        _state->_setCommunicationModel(*model);
+    if (isOneOf(kCommunicationModel)) {
+        const auto model = valueOf<eCommunicationModel>(settings.communicationModel);
+        if (model) _state->_setCommunicationModel(*model);
+    }
+    if (isOneOf(kApplicationMode)) {
+        if (const auto mode = valueOf<eApplicationMode>(settings.applicationMode)) setApplicationMode(*mode);
     }
 }
 
@@ -92,15 +171,8 @@ bool KrApplication::applySetup(const KrSmartInterface<ApplicationConfig>& setup)
             const auto place = own.find(each->getID());
             if (place != own.end()) (*place)->copyValue(*each);
         }
-        // The log first, so that it has what the rest tells.
-        if (const auto level = valueOf<Kr::eLogLevel>(setup->loggingLevel)) Kr::LogSetLevel(*level);
-        KrErrorHandler::enableConsoleLog(setup->logConsole);
-        setLogFilePrefix(setup->logFile);
-        _configuration->_applyPluginPath();
-        _configuration->_applyResourcesPath();
-        _applyConfiguration();
-        if (!std::isnan(setup->simulationFrameRate)) setSimulationFrameRate(setup->simulationFrameRate);
-        if (const auto mode = valueOf<eApplicationMode>(setup->applicationMode)) setApplicationMode(*mode);
+        _changedSettings = 0;  // the copies; they take effect here
+        _applySettings(*setup, presentSettings(*setup));
         detail::applyModules(*this, *setup);
     });
     return true;
