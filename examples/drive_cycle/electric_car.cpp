@@ -15,6 +15,11 @@ void connect(const KrSim::Output<double>& source, const KrSim::Input<double>& si
         throw std::runtime_error("cannot connect to " + sink.getField()->getPath());
 }
 
+void feedBack(const KrSim::Output<double>& source, const KrSim::Input<double>& sink) {
+    if (Kr::KrConnectionFactory::connectQueued(source.getField(), sink.getField()) == nullptr)
+        throw std::runtime_error("cannot feed back to " + sink.getField()->getPath());
+}
+
 }  // namespace
 
 ElectricCar::ElectricCar(KrSim::KrObject* proxy) : IObject(proxy, kVersion) {
@@ -28,9 +33,9 @@ ElectricCar::ElectricCar(KrSim::KrObject* proxy) : IObject(proxy, kVersion) {
     connect(driver.pedal, drive.pedal);
     connect(drive.tractionForce, vehicle.tractionForce);
     connect(drive.brakeForce, vehicle.brakeForce);
-    _feedBack(vehicle.speed, driver.speed);
-    _feedBack(vehicle.speed, drive.speed);
-    _feedBack(vehicle.tractionWork, drive.tractionWork);
+    feedBack(vehicle.speed, driver.speed);
+    feedBack(vehicle.speed, drive.speed);
+    feedBack(vehicle.tractionWork, drive.tractionWork);
 }
 
 ElectricCar::~ElectricCar() = default;
@@ -46,9 +51,4 @@ Part& ElectricCar::_add(const char* name) {
     if (!add(KrSim::KrSmartInterface<KrSim::IExtension>(part)))
         throw std::runtime_error(std::string("it does not take its ") + name);
     return *part;
-}
-
-void ElectricCar::_feedBack(const KrSim::Output<double>& source, const KrSim::Input<double>& sink) {
-    _feedback.push_back(std::make_unique<Kr::KrSimQueuedConnection>(source.getField(), sink.getField()));
-    if (!_feedback.back()->isValid()) throw std::runtime_error("cannot feed back to " + sink.getField()->getPath());
 }

@@ -2,9 +2,6 @@
 
 #include <kr/foundation.h>
 
-#include <memory>
-#include <vector>
-
 /// A car with all that drives it: cycle, driver, electric drive and vehicle, connected. The speed of the vehicle, and
 /// its work, go back to where a frame begins over queued connections, which do not order.
 ///
@@ -21,7 +18,4 @@ public:
 private:
     template <class Part>
     [[nodiscard]] Part& _add(const char* name);
-    void _feedBack(const KrSim::Output<double>& source, const KrSim::Input<double>& sink);
-
-    std::vector<std::unique_ptr<Kr::KrSimQueuedConnection>> _feedback;
 };

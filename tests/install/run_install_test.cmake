@@ -50,10 +50,12 @@ execute_process(COMMAND sed -n "/^```sh$/,/^```$/{/^```/d;p}" "${GUIDE}"
 execute_process(COMMAND sed -n "/^```text$/,/^```$/{/^```/d;p}" "${GUIDE}"
   OUTPUT_VARIABLE promised COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} -E env "CMAKE_PREFIX_PATH=${prefix}" "CXX=${CXX}" "CMAKE_GENERATOR=${GENERATOR}"
-  sh -eux "${WORK_DIR}/guide_commands.sh"
+  "PATH=${prefix}/${BINDIR}:$ENV{PATH}" sh -eux "${WORK_DIR}/guide_commands.sh"
   WORKING_DIRECTORY "${WORK_DIR}/guide" OUTPUT_VARIABLE printed ECHO_OUTPUT_VARIABLE COMMAND_ERROR_IS_FATAL ANY)
 string(FIND "${printed}" "${promised}" place)
 string(FIND "${printed}" "Simulation.Road Vehicle {" listed)
-if(promised STREQUAL "" OR place EQUAL -1 OR listed EQUAL -1)
+string(FIND "${printed}" "Road Vehicle.Outputs.Speed = " run)
+string(FIND "${printed}" "100% tests passed" tested)
+if(promised STREQUAL "" OR place EQUAL -1 OR listed EQUAL -1 OR run EQUAL -1 OR tested EQUAL -1)
   message(FATAL_ERROR "the commands of the plug-in guide do not print what it promises: ${promised}")
 endif()
