@@ -102,7 +102,7 @@ eExitCode showInfo(const InfoPlan& plan) {
 
 void dumpFile(const DumpPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    print(formatTree(loadTree(plan.file)));
+    print(formatTree(loadTree(plan.file), plan.isLong));
 }
 
 void convertFile(const ConvertPlan& plan) {

@@ -31,6 +31,7 @@ FileCommands::FileCommands(CLI::App& app) {
 
     _dump.command = app.add_subcommand("dump", "Print what a file holds");
     addFile(*_dump.command, "FILE", _dump.plan.file, "Any file of the framework");
+    _dump.command->add_flag("--long", _dump.plan.isLong, "Print values of more than 160 bytes whole");
     addPluginDirectories(*_dump.command, _dump.plan.pluginDirectories);
 
     _convert.command = app.add_subcommand("convert", "Save a file in another kind");

@@ -23,6 +23,7 @@ struct InfoPlan {
 struct DumpPlan {
     std::vector<std::string> pluginDirectories{};
     std::string file{};
+    bool isLong{false};  ///< long values whole
 };
 
 enum class eFileKind { kBinary, kXml, kJson };

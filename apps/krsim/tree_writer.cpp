@@ -86,10 +86,10 @@ void nameItems(TreeNode& sequence) {
     }
 }
 
-void formatLine(const TreeNode& node, std::size_t level, std::string& text) {
+void formatLine(const TreeNode& node, std::size_t level, bool isLong, std::string& text) {
     constexpr std::size_t kMostIndented = 32;
     text.append(2 * std::min(level, kMostIndented), ' ').append(node.name);
-    if (node.kind == TreeNode::eKind::kValue) text.append(": ").append(shorten(node.value));
+    if (node.kind == TreeNode::eKind::kValue) text.append(": ").append(isLong ? node.value : shorten(node.value));
     text += '\n';
 }
 
@@ -334,13 +334,13 @@ void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numb
     _add(name, std::move(text));
 }
 
-std::string formatTree(const TreeNode& root) {
+std::string formatTree(const TreeNode& root, bool isLong) {
     struct Level {
         const TreeNode& node;
         std::size_t next;
     };
     std::string text;
-    formatLine(root, 0, text);
+    formatLine(root, 0, isLong, text);
     std::vector<Level> levels{{root, 0}};
     while (!levels.empty()) {
         Level& level = levels.back();
@@ -349,7 +349,7 @@ std::string formatTree(const TreeNode& root) {
             continue;
         }
         const TreeNode& child = level.node.children[level.next++];
-        formatLine(child, levels.size(), text);
+        formatLine(child, levels.size(), isLong, text);
         if (!child.children.empty()) levels.push_back({child, 0});
     }
     return text;

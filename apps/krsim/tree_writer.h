@@ -80,9 +80,9 @@ private:
     std::vector<Kr::KrBasePointer> _objects;
 };
 
-/// The tree as lines "name: value", indented by two blanks for each of the first 32 levels. Values of more than a
-/// line's length are cut, with their length.
-[[nodiscard]] std::string formatTree(const TreeNode& root);
+/// The tree as lines "name: value", indented by two blanks for each of the first 32 levels.
+/// \param isLong  false: values of more than 160 bytes are cut, with their length.
+[[nodiscard]] std::string formatTree(const TreeNode& root, bool isLong = false);
 
 /// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Empty for equal
 /// trees.
