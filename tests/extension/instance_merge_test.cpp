@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <functional>
 #include <ostream>
 #include <string>
 
+#include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/input_output_container.h"
@@ -252,6 +254,54 @@ TEST_F(InstanceConnections, OfTheDefinitionAreNotKeptForTheUser) {
     EXPECT_EQ(_car.own("Right")->getInput("Torque")->_getIncomingConnections().size(), 1U);
 }
 
+using Settings = std::function<void(Kr::KrConnection&)>;
+
+struct SettingsCase {
+    friend void PrintTo(const SettingsCase& each, std::ostream* out) { *out << each.name; }
+
+    const char* name;
+    Settings inDefinition;
+    Settings inInstance;
+    double expected;  // of a speed of 1; 0 for a connection that is off
+};
+
+class SettingsOfConnections : public InstanceConnections, public testing::WithParamInterface<SettingsCase> {
+protected:
+    static Kr::KrConnection& connectionFrom(KrExtension& left) {
+        return static_cast<Kr::KrConnection&>(*left.getOutput("Speed")->_getOutgoingConnections().front());
+    }
+    [[nodiscard]] double transfer() const {
+        for (const double speed : {0.0, 1.0})
+            _car.own("Left")->getOutput("Speed")->set(speed);
+        return _car.own("Right")->getInput("Torque")->toReal();
+    }
+};
+
+TEST_P(SettingsOfConnections, FollowTheDefinitionUnlessTheUserChangedThem) {
+    GetParam().inDefinition(connectionFrom(*_car.left));
+    GetParam().inInstance(connectionFrom(*_car.own("Left")));
+    ASSERT_TRUE(_car.sync());
+    EXPECT_EQ(transfer(), GetParam().expected);
+    ASSERT_TRUE(_car.sync());
+    EXPECT_EQ(transfer(), GetParam().expected);
+}
+
+Settings gain(double factor) {
+    return [factor](auto& connection) { connection.setTransferFunction(KrData::TransferFunction::gain(factor)); };
+}
+void turnOff(Kr::KrConnection& connection) {
+    connection.disable(true);
+}
+void leave(Kr::KrConnection&) {}
+
+INSTANTIATE_TEST_SUITE_P(Changed, SettingsOfConnections,
+                         testing::Values(SettingsCase{"FunctionOfTheDefinition", gain(2.0), leave, 2.0},
+                                         SettingsCase{"FunctionOfTheUser", leave, gain(3.0), 3.0},
+                                         SettingsCase{"FunctionsOfBoth", gain(2.0), gain(3.0), 3.0},
+                                         SettingsCase{"OffInTheDefinition", turnOff, leave, 0.0},
+                                         SettingsCase{"OffByTheUser", gain(2.0), turnOff, 0.0}),
+                         test_support::caseName);
+
 // --- Stories -------------------------------------------------------------------------------------------------------
 
 class InstanceStories : public InstanceConnections {};
@@ -429,6 +479,47 @@ TEST_F(InstanceStories, DoNotSyncWithinASync) {
     setGrip(_car.left.get(), 0.7);
     EXPECT_TRUE(_car.sync());
     EXPECT_FALSE(answer);
+}
+
+/// Runs on a thread whose stack has no room for one call a level.
+void runOnSmallStack(const std::function<void()>& work) {
+    constexpr std::size_t kStackBytes = 256 * 1024;
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStackBytes), 0);
+    const auto start = [](void* argument) -> void* {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(&thread, &attributes, start, const_cast<std::function<void()>*>(&work)), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+TEST(DeepInstances, FollowTheirDefinitionWithoutRecursion) {
+    constexpr int kLevels = 1500;
+    const auto definition = Kr::makeSmart<KrObject>();
+    auto inner = definition;
+    for (int i = 0; i < kLevels; ++i)
+        inner = addObject(*inner, "Inner");
+    auto* mass = inner->addParameter("Mass", Types::kDouble);
+    inner->addParameter("Width", Types::kDouble);
+    const auto instance = definition->instantiate();
+    auto* own = static_cast<KrExtension*>(instance.get());
+    while (auto* object = dynamic_cast<KrObject*>(own)) {
+        if (object->getExtensionCount() == 0) break;
+        own = object->getExtension(0);
+    }
+    runOnSmallStack([&] {
+        own->getParameter("Width")->set(3.0);
+        mass->set(2.0);
+        EXPECT_TRUE(instance->sync());
+        EXPECT_TRUE(instance->sync());
+        EXPECT_EQ(instance->_getInternalInstanceData().size(), 1U);
+    });
+    EXPECT_EQ(own->getParameter("Mass")->toReal(), 2.0);
+    EXPECT_EQ(own->getParameter("Width")->toReal(), 3.0);
 }
 
 // --- Instances in definitions --------------------------------------------------------------------------------------

@@ -17,8 +17,8 @@ namespace KrData {
 /// The field below `copy` that stands where `field` stands below its outermost container; null when there is none.
 [[nodiscard]] KR_API FieldBase* _findCounterpart(const FieldBase& field, Container& copy);
 
-/// Sets the values below `copy` to those below `source` as they are, without clamping or transfer, and notifies
-/// nobody. References to extensions lead to their copies. `changed` gets the fields whose observers are to be notified.
+/// Sets the values below `copy` to those below `source` as they are, without clamping, transfer or notification.
+/// References to extensions lead to their copies. `changed` gets the fields whose observers are to be notified.
 KR_API void _copyValues(Container& copy, const Container& source, const ICopyMap& map,
                         std::vector<FieldBase*>& changed);
 

@@ -24,8 +24,8 @@ enum eOwnPart : std::int32_t {
     kOwnMetadata = 16,  ///< hidden fields: visibility, display unit, what tools add
     kOwnOrder = 32,     ///< of the children
     kOwnField = 64,     ///< the whole field: it was added, or put in the place of one of another type
-    kOwnRemoval = 128,  ///< the field was removed; stands with its path only
-    kOwnState = 256,    ///< the value comes over a connection: it is kept, but no reason to keep anything else
+    kOwnRemoval = 128,  ///< the field was removed: the path has no field
+    kOwnState = 256,    ///< the value comes over a connection: it is kept, but no reason to keep a lost field
 };
 
 /// Marks in the metadata bits of fields.
@@ -46,9 +46,9 @@ public:
     void addTree(const FieldBase& field, std::int32_t parts);
     /// \param step  the stored step of the field that is not there.
     void addRemoval(const Container& parent, std::string step);
-    /// The values of fields that are marked as own or lost.
+    /// The values of this field, or of those below it, where they are marked as own or lost.
     void addMarked(const FieldBase& field);
-    /// What toPaths() answered for a likeness of this tree. Paths without a field are passed over.
+    /// What toPaths() answered for another tree like this one. Skips paths that have no field.
     void addPaths(const Container& tree, const Paths& paths);
 
     [[nodiscard]] bool empty() const noexcept { return _parts.empty() && _removals.empty(); }
@@ -89,9 +89,9 @@ struct MergeRules {
 KR_API void findOwnFields(const Container& tree, const Container& base, const MergeRules& rules, OwnFields& own);
 
 /// Gives `tree` all that `source` has, but for what is own: values, types, ranges, descriptions, dimensions, hidden
-/// metadata, fields and their order. A field that the source has not goes, unless the holder added it. With an own
-/// value it stays and is marked as lost; so does an own value that does not convert to the new type of its field.
-/// Fields that are not dynamic are neither added to `own` nor removed. Observers hear of values.
+/// metadata, fields and their order. A field that the source does not have is destroyed, unless the holder added it.
+/// With an own value it is kept and marked as lost, as is one whose own value does not convert to the new type.
+/// Fields that are not dynamic are neither added to `own` nor destroyed. Notifies observers of changed values.
 /// \return  the paths of all fields that are marked as lost.
 KR_API std::vector<std::string> followFields(Container& tree, const Container& source, const OwnFields& own,
                                              const MergeRules& rules);
@@ -103,8 +103,8 @@ KR_API void settleCopy(Container& tree, const Container& source, bool isInner);
 /// Gives the field those of these parts that are properties: range, description, dimension, metadata.
 KR_API void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts);
 
-/// Puts the children that both have in the order of `source`, in the places that they have together. Nobody is
-/// notified.
+/// Puts the children that both have in the order of `source`, in the places that they have together. Notifies no
+/// observer.
 KR_API void takeOrder(Container& fields, const Container& source);
 
 /// Whether both trees are the same as far as merges are concerned.

@@ -14,8 +14,8 @@
 
 namespace KrSim {
 
-/// Which extension was cloned into which, in the order of cloning. Keeps both alive where somebody holds them, so that
-/// a callback may drop what is still to be told.
+/// Which extension was cloned into which, in the order of cloning. Holds both, unless they are not held by anything, as
+/// on the stack, so that callbacks may drop them. Thread: the application thread.
 class KR_API KrCloneMap final : public KrData::ICopyMap {
 public:
     /// What becomes of the values of a clone when all clones are made.
@@ -34,7 +34,7 @@ public:
     void add(const KrExtension* source, KrExtension* clone, Values values = Values::kOfSource);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
-    /// For an instance: messages that came from a source go when the source has them no more.
+    /// For an instance: removes messages that came from a source and that the source does not have any more.
     void _followMessages(const KrObject& instance) const;
     /// Links, connections and references of the clones, in this order: what leads to a source leads to its clone.
     /// Connections transfer once; then the values of each clone are made those of its source, without a transfer, and
@@ -79,7 +79,7 @@ struct KrCloneRequest {
     const KrCloneFilter* filter = nullptr;  ///< null takes everything
     bool copyFields = true;
     bool isPlacing = false;   ///< whether all below gets IDs derived from contentID; else only what had such ones
-    bool synchronize = true;  ///< whether to call onSynchronized at once; no, where connections are still to come
+    bool synchronize = true;  ///< whether to call onSynchronized now; false where connections are still to be made
 };
 
 }  // namespace KrSim

@@ -35,12 +35,9 @@ std::string nameWhile(const KrObject& object, const char* what, const KrExtensio
     return object.getName() + "' " + what + " '" + extension.getName();
 }
 
-bool holds(KrExtension& holder, const KrExtension& extension) {
-    if (asObject(&holder) == nullptr) return false;
-    for (const KrExtension* above = &extension; above != nullptr; above = above->getOwner()) {
-        if (above == &holder) return true;
-    }
-    return false;
+bool isHeldBy(const KrExtension& extension, KrExtension& holder) {
+    const auto* object = asObject(&holder);
+    return object != nullptr && object->_holds(extension);
 }
 
 }  // namespace
@@ -78,6 +75,13 @@ void KrObject::_dismiss(KrExtension& extension) noexcept {
         });
     }
     _leaving = leaving.outer;
+}
+
+bool KrObject::_holds(const KrExtension& extension) const noexcept {
+    const auto* each = &extension;
+    while (each != nullptr && each != this)
+        each = each->getOwner();
+    return each != nullptr;
 }
 
 bool KrObject::_isBusy() const {
@@ -139,7 +143,7 @@ bool KrObject::_mayAdd(KrExtension* extension) const {
         logDebug("KrObject: '%s' already in '%s'\n", *extension, *this);
         return false;
     }
-    if (holds(*extension, *this)) {
+    if (isHeldBy(*this, *extension)) {
         logDebug("KrObject: Can't add '%s' to '%s' because it would hold itself\n", *extension, *this);
         return false;
     }
@@ -162,7 +166,7 @@ bool KrObject::add(const KrSmartInterface<IExtension>& extension) {
 }
 
 void KrObject::_addExtension(KrExtension* extension) {
-    if (extension->getOwner() != nullptr || holds(*extension, *this) || !_isCompatible(extension)) {
+    if (extension->getOwner() != nullptr || isHeldBy(*this, *extension) || !_isCompatible(extension)) {
         _logAddingFailed(extension);
         return;
     }

@@ -40,7 +40,8 @@ class OutsideConnections;
 /// done later, on its thread, and so they are while it updates its modules. This holds from the moment at which the
 /// application takes the object in until it gives the object up; before and after that one thread may use it.
 /// Ownership: an object holds its extensions; only one that is itself held by a KrSmartPtr can be changed later.
-/// Copying and the end of a tree go down level by level: some ten thousand levels exhaust the stack.
+/// Objects may lie as deep inside one another as memory allows, but an application calls its way down a tree that is
+/// added to it: some ten thousand levels exhaust the stack.
 class KR_API KrObject : public KrExtension {
     KR_BASE_CLASS(KrObject, KrExtension)
 
@@ -112,7 +113,7 @@ class KR_API KrObject : public KrExtension {
     /// Makes it an instance without bringing it in line, as loading does.
     void _setDefinition(const KrContentID& id) { _definition.setTarget(id); }
     void _setDefinition(KrObject* definition) { _definition.setTarget(definition); }
-    /// The connections with content outside that wait for parts which the definition has lost; for writers.
+    /// The connections that are kept while the definition lacks their parts or fields; for writers.
     [[nodiscard]] std::vector<KrWaitingConnection> _getWaitingConnections() const;
 
     // --- The extension ---------------------------------------------------------------------------------------------
@@ -127,6 +128,8 @@ class KR_API KrObject : public KrExtension {
     /// Whether changes must wait for the application: it runs, and updates its modules or has another thread. Any
     /// thread.
     [[nodiscard]] bool _isBusy() const;
+    /// Whether the extension is this object, or lies below it at any depth.
+    [[nodiscard]] bool _holds(const KrExtension& extension) const noexcept;
     [[nodiscard]] bool _isCompatible(KrExtension* extension) const;
     /// The root of an application: it holds what was added, and belongs to no path.
     [[nodiscard]] bool _isApplicationRoot() const noexcept { return _isRoot; }
@@ -158,7 +161,7 @@ class KR_API KrObject : public KrExtension {
     /// Extensions that come from now on stand at this position or behind it, unless their position was saved.
     [[nodiscard]] std::uint64_t _getNextPosition() const noexcept;
 
-    /// The connections that wait for parts that the definition has lost; made on first call.
+    /// Those that are kept, as above; made on first call.
     [[nodiscard]] detail::OutsideConnections& _getOutsideConnections();
     [[nodiscard]] detail::OutsideConnections* _findOutsideConnections() const noexcept {
         return _outsideConnections.get();
@@ -215,7 +218,6 @@ private:
     void _putBack(KrObject& owner);
     void _takeContent(const InstanceDataItem& item);
     [[nodiscard]] bool _mayChangeNow() const;
-    void _regenerateIDsBelow();
 
     std::unique_ptr<detail::ExtensionList> _extensions;
     mutable std::shared_ptr<const HeldExtensions::List> _held;  // the same, in a row; null after a change

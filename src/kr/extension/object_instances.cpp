@@ -113,24 +113,30 @@ void KrObject::_copyTo(KrExtension* target, bool copyFields) const {
 }
 
 void KrObject::_setContentID(const KrContentID& id) {
-    const auto before = getContentID();
-    KrExtension::_setContentID(id);
-    for (const auto& extension : _getExtensions()) {
-        const auto depth = getDepthBelow(before, extension->getContentID());
-        if (depth > 0) extension->_setContentID(moveBelow(id, extension->getContentID(), depth));
+    std::vector<std::pair<KrObject*, KrContentID>> open{{this, id}};
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        auto& object = *open[i].first;
+        const auto now = open[i].second;
+        const auto before = object.getContentID();
+        object.KrExtension::_setContentID(now);
+        for (const auto& extension : object._getExtensions()) {
+            const auto depth = getDepthBelow(before, extension->getContentID());
+            if (depth == 0) continue;
+            const auto moved = moveBelow(now, extension->getContentID(), depth);
+            if (auto* child = asObject(extension.get())) {
+                open.emplace_back(child, moved);
+            } else {
+                extension->_setContentID(moved);
+            }
+        }
     }
 }
 
 void KrObject::_regenerateIDs() {
-    _setContentID(KrContentID::createUnique());
-    _regenerateIDsBelow();
-}
-
-void KrObject::_regenerateIDsBelow() {
-    for (const auto& extension : _getExtensions()) {
-        const bool isDerived = getDepthBelow(getContentID(), extension->getContentID()) > 0;  // has gone along
-        if (!isDerived) extension->_setContentID(KrContentID::createUnique());
-        if (auto* child = asObject(extension.get())) child->_regenerateIDsBelow();
+    for (auto* each : detail::collectTree(*this)) {
+        const auto* owner = each != this ? each->getOwner() : nullptr;
+        const bool isDerived = owner != nullptr && getDepthBelow(owner->getContentID(), each->getContentID()) > 0;
+        if (!isDerived) each->_setContentID(KrContentID::createUnique());  // what is derived from it goes along
     }
 }
 

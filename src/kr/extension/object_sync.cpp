@@ -22,16 +22,6 @@ namespace KrSim {
 using detail::asObject;
 using detail::keepAlive;
 
-namespace {
-
-bool isAtOrBelow(const KrExtension* extension, const KrObject& above) {
-    while (extension != nullptr && extension != &above)
-        extension = extension->getOwner();
-    return extension != nullptr;
-}
-
-}  // namespace
-
 // --- Following the definition --------------------------------------------------------------------------------------
 
 bool KrObject::_mayChangeNow() const {
@@ -79,7 +69,7 @@ bool KrObject::_sync(KrCloneMap::Values values) {
 
 void KrObject::_putBack(KrObject& owner) {
     if (getOwner() != nullptr) return;  // a callback has found it another place
-    if (isAtOrBelow(&owner, *this)) {
+    if (_holds(owner)) {
         owner._logAddingFailed(this);  // a callback has put the owner into the instance
     } else {
         owner._setContextAndAdd(this);
@@ -104,7 +94,7 @@ std::shared_ptr<const detail::DefinitionSnapshot> KrObject::_takeSnapshot() cons
 
 bool KrObject::_holdsCopy(const KrExtension& extension) const {
     return &extension == this ||
-           (isAtOrBelow(&extension, *this) && detail::getDepthBelow(getContentID(), extension.getContentID()) > 0);
+           (_holds(extension) && detail::getDepthBelow(getContentID(), extension.getContentID()) > 0);
 }
 
 void KrObject::_followSource(const KrObject& source) {
@@ -174,33 +164,14 @@ void KrObject::_takeOwnRecords(const KrObject& original, const KrCloneMap& clone
     for (auto& [extension, record] : records) {
         auto* clone = clones.find(extension);
         if (clone == nullptr) continue;
-        record.added = translate(record.added, rawIDs);
-        record.removed = translate(record.removed, rawIDs);
+        for (auto* connections : {&record.added, &record.removed, &record.changed})
+            *connections = translate(*connections, rawIDs);
         record.setOn(*clone);
     }
     _base.reset();
 }
 
 namespace {
-
-/// All extensions of a tree, by both IDs.
-struct TreeIndex {
-    std::unordered_map<KrContentID::Identifier, KrExtension*> byRuntimeID, byRawID;
-
-    void add(KrExtension& extension) {
-        byRuntimeID.emplace(extension.getContentID().getRuntimeID(), &extension);
-        byRawID.emplace(extension.getContentID().getRawID(), &extension);
-        if (const auto* object = asObject(&extension)) {
-            for (const auto& below : object->_getExtensions())
-                add(*below);
-        }
-    }
-    [[nodiscard]] KrExtension* find(const KrContentID& id) const {
-        if (const auto found = byRuntimeID.find(id.getRuntimeID()); found != byRuntimeID.end()) return found->second;
-        const auto found = byRawID.find(id.getRawID());
-        return found != byRawID.end() ? found->second : nullptr;
-    }
-};
 
 void restore(KrExtension& extension, const KrObject::InstanceDataItem& item) {
     const auto name = item.own.find(OwnRecord::kNamePath);
@@ -218,7 +189,7 @@ void KrObject::_takeContent(const InstanceDataItem& item) {
     for (const auto& each : item.content) {
         auto* owner = each->getOwner();
         const auto* object = asObject(each.get());
-        if (owner == this || (object != nullptr && isAtOrBelow(this, *object))) continue;
+        if (owner == this || (object != nullptr && object->_holds(*this))) continue;
         if (owner != nullptr && owner != item.holder.get()) continue;  // a callback has found it another place
         const auto position = each->_getPosition();
         if (owner != nullptr) owner->_removeExtension(each.get());
@@ -231,10 +202,9 @@ void KrObject::_takeContent(const InstanceDataItem& item) {
 std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(std::vector<InstanceDataItem> items) {
     std::vector<InstanceDataItem> others;
     if (items.empty()) return others;
-    TreeIndex index;
-    index.add(*this);
+    detail::TreeIndex index(*this);
     for (auto& item : items) {
-        if (item.holder && isAtOrBelow(item.holder.get(), *this)) continue;  // stayed, with all that is its own
+        if (item.holder && _holds(*item.holder)) continue;  // stayed, with all that is its own
         auto* extension = index.find(item.contentID);
         if (extension == this) continue;
         auto* object = asObject(extension);
@@ -255,8 +225,7 @@ std::string KrObject::_describeLost(const std::string& name) {
 
 void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items) {
     if (items.empty()) return;
-    TreeIndex index;
-    index.add(*this);
+    detail::TreeIndex index(*this);
     for (const auto& item : items) {
         const bool isObject = item.isObject || !item.content.empty();
         Kr::KrSmartPtr<KrExtension> lost =
@@ -266,7 +235,7 @@ void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<I
         lost->_setCreationKey(item.key);
         lost->_setContentID(item.contentID);
         if (item.fields) lost->getFieldsContainer()._loadFrom(*item.fields);
-        OwnRecord{.fields = item.own, .added = {}, .removed = {}}.setOn(*lost);
+        OwnRecord{.fields = item.own, .added = {}, .removed = {}, .changed = {}}.setOn(*lost);
         // Below the object that held it, if that is still there.
         auto* holder = asObject(index.find(detail::holderOf(item.contentID)));
         auto* owner = holder != nullptr ? holder : this;

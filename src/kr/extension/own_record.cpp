@@ -13,6 +13,7 @@ namespace {
 constexpr const char* kFields = "Fields";
 constexpr const char* kAdded = "AddedConnections";
 constexpr const char* kRemoved = "RemovedConnections";
+constexpr const char* kChanged = "ChangedConnections";
 constexpr const char* kComplete = "IsComplete";
 
 const Kr::KrID& recordId() {
@@ -68,6 +69,7 @@ std::unique_ptr<KrData::Container> OwnRecord::toField() const {
     }
     writeConnections(*made, kAdded, added);
     writeConnections(*made, kRemoved, removed);
+    writeConnections(*made, kChanged, changed);
     return made;
 }
 
@@ -82,6 +84,7 @@ OwnRecord OwnRecord::of(const KrExtension& extension) {
     const auto& id = extension.getContentID().getRawID();
     record.added = readConnections(*hidden, kAdded, id);
     record.removed = readConnections(*hidden, kRemoved, id);
+    record.changed = readConnections(*hidden, kChanged, id);
     record.isComplete = (*hidden)[kComplete].toBoolean();
     return record;
 }

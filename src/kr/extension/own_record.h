@@ -34,12 +34,13 @@ struct KR_API OwnRecord {
     /// Connections that end at the extension, by the raw IDs in the instance: those do not depend on files.
     InnerConnections added;
     InnerConnections removed;
+    InnerConnections changed;  ///< those of the definition that have settings of their own
     /// Of the instance itself: connections that are not recorded follow the definition. Content of releases before this
     /// record does not tell.
     bool isComplete{false};
 
     [[nodiscard]] bool empty() const noexcept {
-        return fields.empty() && added.empty() && removed.empty() && !isComplete;
+        return fields.empty() && added.empty() && removed.empty() && changed.empty() && !isComplete;
     }
     /// Null for an empty record.
     [[nodiscard]] std::unique_ptr<KrData::Container> toField() const;

@@ -7,8 +7,8 @@
 
 namespace KrSim {
 
-/// A connection between a part that the definition of an instance has lost, and content outside of the instance. Good
-/// until the instance is synchronised.
+/// A connection that an instance keeps while its definition lacks one of its ends (KrObject::_getWaitingConnections).
+/// Good until the instance is synchronised.
 struct KrWaitingConnection {
     KrContentID source;
     std::string sourceField;  ///< as KrData::_getStoredPath answers it

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "kr/core/connections/connection.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/own_record.h"
 #include "tests/persistence/content/garage.h"
@@ -253,6 +254,27 @@ TEST_F(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
     ASSERT_EQ(parameters.size(), 3U);
     EXPECT_EQ(parameters[1].toReal(), 7.0);
     EXPECT_EQ(parameters[2].toReal(), 5.0);
+}
+
+TEST_F(SavedInstanceData, HasTheFunctionsThatTheUserGaveToConnections) {
+    const auto setGain = [](const KrExtension* source, double gain) {
+        auto* connection = source->getOutput("Speed")->_getOutgoingConnections().front();
+        static_cast<Kr::KrConnection*>(connection)->setTransferFunction(KrData::TransferFunction::gain(gain));
+    };
+    const auto transfer = [&] {
+        _site.own("First")->getOutput("Speed")->set(0.0);
+        _site.own("First")->getOutput("Speed")->set(1.0);
+        return _site.own("Second")->getInput("Pedal")->toReal();
+    };
+    _site.reload([&](Site& site) { setGain(site.part("First"), 2.0); });
+    EXPECT_EQ(transfer(), 2.0) << "that of the definition";
+    setGain(_site.own("First"), 3.0);
+    _site.reload([&](Site& site) { setGain(site.part("First"), 4.0); });
+    EXPECT_EQ(transfer(), 3.0) << "that of the user";
+    ASSERT_TRUE(_site.instance->sync());
+    EXPECT_EQ(transfer(), 3.0);
+    _site.reload();
+    EXPECT_EQ(transfer(), 3.0);
 }
 
 TEST_F(SavedInstanceData, LeavesOtherConnectionsToTheDefinition) {

@@ -7,12 +7,22 @@
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/data/value_conversion.h"
+#include "kr/extension/connection_settings.h"
 #include "kr/platform/assert.h"
 #include "kr/platform/log.h"
 
 namespace Kr {
 
 using KrData::FieldBase;
+
+namespace {
+
+KrSim::ConnectionSettings::TransferFunction getFunction(const KrConnectionBase& connection) {
+    if (!connection.isOfClassType(KrConnection::getClassType())) return {};
+    return static_cast<const KrConnection&>(connection)._copyTransferFunction();
+}
+
+}  // namespace
 
 KrConnection::KrConnection() = default;
 
@@ -54,6 +64,11 @@ const KrData::TransferFunction* KrConnection::getTransferFunction() const noexce
     return functor != nullptr ? functor->getData() : nullptr;
 }
 
+DirectConnectionFunctor::TransferFunction KrConnection::_copyTransferFunction() const {
+    const auto* functor = _getDirectFunctor();
+    return functor != nullptr ? functor->getTransferFunction() : DirectConnectionFunctor::TransferFunction();
+}
+
 bool KrConnection::_restoreTransferFunction(DirectConnectionFunctor::TransferFunction function) {
     auto* functor = _getDirectFunctor();
     if (functor == nullptr || !KrData::CanApplyTransferFunction(*getSource(), *getSink())) return false;
@@ -64,6 +79,7 @@ bool KrConnection::_restoreTransferFunction(DirectConnectionFunctor::TransferFun
         return false;
     }
     functor->setTransferFunction(std::move(function));
+    KrSim::ConnectionSettings::_setGetFunction(&getFunction);
     _update();
     return true;
 }
@@ -76,10 +92,7 @@ bool KrConnection::areFieldsCompatible(const FieldBase* source, const FieldBase*
 KrConnectionBase* KrConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
     detail::NewConnection<KrConnection> made;
     if (!made->init(&source, &sink, false)) return nullptr;
-    const auto* mine = _getDirectFunctor();
-    if (mine != nullptr && mine->hasTransferFunction()) {
-        made->_restoreTransferFunction(mine->getTransferFunction());
-    }
+    if (hasTransferFunction()) made->_restoreTransferFunction(_copyTransferFunction());
     _finishCopy(*made);
     return made.take().release();
 }

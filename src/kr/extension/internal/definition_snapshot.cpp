@@ -1,5 +1,6 @@
 #include "kr/extension/internal/definition_snapshot.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kr/core/connection_base.h"
@@ -41,22 +42,31 @@ ReferenceTargets describeReferences(const KrData::FieldBase& field) {
     return targets;
 }
 
-void ConnectionCollector::collect(const KrExtension& extension) {
-    const auto source = _toOriginal.find(&extension);
-    if (source != _toOriginal.end()) _collect(extension.getFieldsContainer(), source->second);
-}
+namespace {
 
-void ConnectionCollector::_collect(const KrData::FieldBase& field, const Identifier& source) {
+void collectFrom(const KrData::FieldBase& field, const Identifier& source, const ToOriginal& toOriginal,
+                 ConnectionTable& found) {
     if (field._hasOutgoingConnections()) {
         for (const auto* connection : field._getOutgoingConnections()) {
             const auto* sink = connection->getSink();
-            const auto found = sink != nullptr ? _toOriginal.find(sink->getOwnerExtension()) : _toOriginal.end();
-            if (found == _toOriginal.end()) continue;
-            _found.insert({source, KrData::_getStoredPath(field), found->second, KrData::_getStoredPath(*sink)});
+            const auto to = sink != nullptr ? toOriginal.find(sink->getOwnerExtension()) : toOriginal.end();
+            if (to == toOriginal.end()) continue;
+            found.emplace(
+                InnerConnection{source, KrData::_getStoredPath(field), to->second, KrData::_getStoredPath(*sink)},
+                ConnectionSettings::of(*connection));
         }
     }
     for (const auto* child : field.getChildren())
-        _collect(*child, source);
+        collectFrom(*child, source, toOriginal, found);
+}
+
+}  // namespace
+
+ConnectionTable collectConnections(const ToOriginal& toOriginal) {
+    ConnectionTable found;
+    for (const auto& [extension, id] : toOriginal)
+        collectFrom(extension->getFieldsContainer(), id, toOriginal, found);
+    return found;
 }
 
 KrData::MergeRules rulesFor(const KrData::Container& group) {
@@ -70,6 +80,7 @@ KrData::MergeRules rulesFor(const KrData::Container& group) {
 namespace {
 
 using Node = DefinitionSnapshot::Node;
+using Nodes = DefinitionSnapshot::Nodes;
 
 std::vector<const KrData::Container*> groupsOf(const KrExtension& extension) {
     const auto& fields = extension.getFieldsContainer();
@@ -109,11 +120,24 @@ Node takeNode(const KrExtension& extension) {
         node.groups.emplace_back(group->clone(nullptr));
         noteReferences(node, *node.groups.back(), *group);
     }
-    if (const auto* object = asObject(&extension)) {
-        for (const auto& below : object->_getExtensions())
-            node.children.push_back(takeNode(*below));
-    }
     return node;
+}
+
+std::size_t countBelow(const KrExtension& extension) {
+    const auto* object = asObject(&extension);
+    return object != nullptr ? object->_getExtensions().size() : 0;
+}
+
+/// Gives nodes that lie level by level their children.
+/// \param countOf  tells how many the node at an index has.
+template <class CountOf>
+void linkChildren(Nodes& nodes, const CountOf& countOf) {
+    std::size_t next = 1;
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const std::size_t count = countOf(i);
+        nodes[i].children = {nodes.data() + next, count};
+        next += count;
+    }
 }
 
 bool isSame(const KrExtension& extension, const Node& node) {
@@ -131,38 +155,29 @@ bool isSame(const KrExtension& extension, const Node& node) {
         };
         if (!areSameFields(*groups[i], *node.groups[i], rules)) return false;
     }
-    const auto* object = asObject(&extension);
-    if (object == nullptr) return node.children.empty();
-    const auto extensions = object->_getExtensions();
-    if (extensions.size() != node.children.size()) return false;
-    std::size_t place = 0;
-    for (const auto& below : extensions) {
-        if (!isSame(*below, node.children[place++])) return false;
-    }
-    return true;
+    return countBelow(extension) == node.children.size();
 }
 
-void addTree(const KrExtension& extension, ConnectionCollector::ToOriginal& ids) {
-    ids.emplace(&extension, extension.getContentID().getRuntimeID());
-    const auto* object = asObject(&extension);
-    if (object == nullptr) return;
-    for (const auto& below : object->_getExtensions())
-        addTree(*below, ids);
+bool areSame(const std::vector<KrExtension*>& extensions, const Nodes& nodes) {
+    return std::equal(extensions.begin(), extensions.end(), nodes.begin(), nodes.end(),
+                      [](const auto* extension, const Node& node) { return isSame(*extension, node); });
 }
 
 }  // namespace
 
 std::shared_ptr<const DefinitionSnapshot> DefinitionSnapshot::take(const KrObject& definition,
                                                                    std::shared_ptr<const DefinitionSnapshot> latest) {
-    ConnectionCollector::ToOriginal ids;
-    addTree(definition, ids);
-    ConnectionCollector collector(ids);
-    for (const auto& [extension, id] : ids)
-        collector.collect(*extension);
-    auto connections = collector.take();
-    if (latest && connections == latest->_connections && isSame(definition, latest->_root)) return latest;
+    const auto extensions = collectTree(definition);
+    ToOriginal ids;
+    for (const auto* extension : extensions)
+        ids.emplace(extension, extension->getContentID().getRuntimeID());
+    auto connections = collectConnections(ids);
+    if (latest && connections == latest->_connections && areSame(extensions, latest->_nodes)) return latest;
     auto made = std::make_shared<DefinitionSnapshot>();
-    made->_root = takeNode(definition);
+    made->_nodes.reserve(extensions.size());
+    for (const auto* extension : extensions)
+        made->_nodes.push_back(takeNode(*extension));
+    linkChildren(made->_nodes, [&](std::size_t i) { return countBelow(*extensions[i]); });
     made->_connections = std::move(connections);
     return made;
 }
@@ -199,9 +214,8 @@ NodesByID indexPlaced(const Node& holder, const Node& placedHolder) {
     return nodes;
 }
 
-}  // namespace
-
-Node rebase(const Node& node, const Node& from, const Node& to) {
+/// All but the children.
+Node rebaseOne(const Node& node, const Node& from, const Node& to) {
     Node rebased;
     rebased.id = node.id;
     rebased.type = node.type;
@@ -214,15 +228,32 @@ Node rebase(const Node& node, const Node& from, const Node& to) {
         copyReferences(*node.groups[i], *rebased.groups[i], node, rebased);
         followGroup(*rebased.groups[i], *from.groups[i], *to.groups[i]);
     }
-    const auto before = indexPlaced(from, node);
-    const auto after = indexPlaced(to, node);
-    for (const auto& child : node.children) {
-        const auto childFrom = before.find(child.id.getRuntimeID());
-        const auto childTo = after.find(child.id.getRuntimeID());
-        const bool isInBoth = childFrom != before.end() && childTo != after.end();
-        rebased.children.push_back(
-            rebase(child, isInBoth ? *childFrom->second : child, isInBoth ? *childTo->second : child));
+    return rebased;
+}
+
+}  // namespace
+
+Nodes rebase(const Node& node, const Node& from, const Node& to) {
+    struct Step {
+        const Node* node;
+        const Node* from;
+        const Node* to;
+    };
+    std::vector<Step> steps{{&node, &from, &to}};
+    Nodes rebased;
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        const auto step = steps[i];
+        rebased.push_back(rebaseOne(*step.node, *step.from, *step.to));
+        const auto before = indexPlaced(*step.from, *step.node);
+        const auto after = indexPlaced(*step.to, *step.node);
+        for (const auto& child : step.node->children) {
+            const auto childFrom = before.find(child.id.getRuntimeID());
+            const auto childTo = after.find(child.id.getRuntimeID());
+            const bool isInBoth = childFrom != before.end() && childTo != after.end();
+            steps.push_back({&child, isInBoth ? childFrom->second : &child, isInBoth ? childTo->second : &child});
+        }
     }
+    linkChildren(rebased, [&](std::size_t i) { return steps[i].node->children.size(); });
     return rebased;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "kr/content/content_id.h"
 #include "kr/data/container.h"
 #include "kr/data/field_merge.h"
+#include "kr/extension/connection_settings.h"
 #include "kr/extension/fwd.h"
 #include "kr/extension/own_record.h"
 #include "kr/platform/uuid.h"
@@ -28,22 +30,13 @@ struct ReferenceTarget {
 using ReferenceTargets = std::vector<ReferenceTarget>;
 [[nodiscard]] ReferenceTargets describeReferences(const KrData::FieldBase& field);
 
-/// The connections between the extensions of a tree. `toOriginal` gives the ID that an extension has in the result, or
-/// null for one that does not count.
-class ConnectionCollector {
-public:
-    using ToOriginal = std::unordered_map<const KrExtension*, Identifier>;
+/// Connections with their settings.
+using ConnectionTable = std::map<InnerConnection, ConnectionSettings>;
+using ToOriginal = std::unordered_map<const KrExtension*, Identifier>;
 
-    explicit ConnectionCollector(const ToOriginal& toOriginal) : _toOriginal(toOriginal) {}
-    void collect(const KrExtension& extension);
-    [[nodiscard]] InnerConnections take() { return std::move(_found); }
-
-private:
-    void _collect(const KrData::FieldBase& field, const Identifier& source);
-
-    const ToOriginal& _toOriginal;
-    InnerConnections _found;
-};
+/// The connections between the extensions of a tree.
+/// \param toOriginal  the ID that an extension has in the result; others do not count.
+[[nodiscard]] ConnectionTable collectConnections(const ToOriginal& toOriginal);
 
 /// What a definition was at one time: the base against which its instances are compared. Never changes; one for each
 /// version of a definition, shared by the instances that follow that version.
@@ -58,25 +51,29 @@ public:
         std::shared_ptr<const DefinitionSnapshot> base;  ///< what the inner instance was compared against
         std::vector<std::unique_ptr<KrData::Container>> groups;
         std::unordered_map<const KrData::FieldBase*, ReferenceTargets> references;
-        std::vector<Node> children;
+        std::span<const Node> children;  ///< in the same list
     };
+    /// A tree, level by level; the first one is the root. May be moved, but not copied.
+    using Nodes = std::vector<Node>;
 
     /// The snapshot of the definition as it is now: `latest`, when nothing has changed since.
     [[nodiscard]] static std::shared_ptr<const DefinitionSnapshot> take(
         const KrObject& definition, std::shared_ptr<const DefinitionSnapshot> latest);
 
-    [[nodiscard]] const Node& getRoot() const noexcept { return _root; }
-    [[nodiscard]] const InnerConnections& getConnections() const noexcept { return _connections; }
+    [[nodiscard]] const Node& getRoot() const noexcept { return _nodes.front(); }
+    [[nodiscard]] const Nodes& getNodes() const noexcept { return _nodes; }
+    [[nodiscard]] const ConnectionTable& getConnections() const noexcept { return _connections; }
 
 private:
-    Node _root;
-    InnerConnections _connections;
+    Nodes _nodes;
+    ConnectionTable _connections;
 };
 
 /// What an inner instance would be at the place of `node`, had it followed `to` in place of `from` in the definition
 /// that holds it.
-[[nodiscard]] DefinitionSnapshot::Node rebase(const DefinitionSnapshot::Node& node,
-                                              const DefinitionSnapshot::Node& from, const DefinitionSnapshot::Node& to);
+[[nodiscard]] DefinitionSnapshot::Nodes rebase(const DefinitionSnapshot::Node& node,
+                                               const DefinitionSnapshot::Node& from,
+                                               const DefinitionSnapshot::Node& to);
 
 /// How the groups of an extension are merged: values of outputs are state.
 [[nodiscard]] KrData::MergeRules rulesFor(const KrData::Container& group);

@@ -46,14 +46,12 @@ bool isWorthKeeping(const KrData::OwnFields::Paths& paths) {
 
 InstanceComparison::InstanceComparison(const KrObject& instance) : _instance(instance), _base(instance._getBase()) {
     if (!_base) {
-        _readTree(instance);
+        _readTree();
         return;
     }
-    std::vector<const KrExtension*> order;
-    _pair(instance, _base->getRoot(), order);
-    for (const auto* extension : order)
+    for (const auto* extension : _pair())
         _compare(*extension, *_entries.at(extension).node);
-    _addLost(instance);
+    _addLost();
 }
 
 const InstanceComparison::Entry* InstanceComparison::find(const KrExtension& extension) const {
@@ -63,26 +61,46 @@ const InstanceComparison::Entry* InstanceComparison::find(const KrExtension& ext
 
 // --- With a base ---------------------------------------------------------------------------------------------------
 
-void InstanceComparison::_pair(const KrExtension& extension, const Node& asSaved,
-                               std::vector<const KrExtension*>& order) {
-    const auto* object = asObject(&extension);
-    const auto& node = object != nullptr ? _rebase(*object, asSaved) : asSaved;
-    _entries[&extension].node = &node;
-    order.push_back(&extension);
-    _originals.emplace(&extension, node.id.getRuntimeID());
-    _originalIDs.emplace(extension.getContentID().getRuntimeID(), node.id.getRuntimeID());
-    if (object == nullptr) return;
-    const auto copies = findCopies(*object, node);
-    for (std::size_t i = 0; i < copies.size(); ++i) {
-        if (copies[i] != nullptr) _pair(*copies[i], node.children[i], order);
+namespace {
+
+/// Calls `visit` for an instance and each extension in it that is the copy of a node, with that node. It answers the
+/// node whose children the walk goes on with.
+template <class Visit>
+void forEachCopy(const KrObject& instance, const Node& root, const Visit& visit) {
+    std::vector<std::pair<const KrExtension*, const Node*>> open{{&instance, &root}};
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        const auto* extension = open[i].first;
+        const Node& node = visit(*extension, *open[i].second);
+        const auto* object = asObject(extension);
+        if (object == nullptr) continue;
+        const auto copies = findCopies(*object, node);
+        for (std::size_t child = 0; child < copies.size(); ++child) {
+            if (copies[child] != nullptr) open.emplace_back(copies[child], &node.children[child]);
+        }
     }
+}
+
+}  // namespace
+
+std::vector<const KrExtension*> InstanceComparison::_pair() {
+    std::vector<const KrExtension*> paired;
+    forEachCopy(_instance, _base->getRoot(), [&](const KrExtension& extension, const Node& asSaved) -> const Node& {
+        const auto* object = asObject(&extension);
+        const auto& node = object != nullptr ? _rebase(*object, asSaved) : asSaved;
+        _entries[&extension].node = &node;
+        _originals.emplace(&extension, node.id.getRuntimeID());
+        _originalIDs.emplace(extension.getContentID().getRuntimeID(), node.id.getRuntimeID());
+        paired.push_back(&extension);
+        return node;
+    });
+    return paired;
 }
 
 const Node& InstanceComparison::_rebase(const KrObject& inner, const Node& node) {
     const auto& followed = inner._getBase();
     if (&inner == &_instance || !followed || !node.base || followed == node.base) return node;
     // It has followed its own definition since: what it took over there is nothing that the holder of this one chose.
-    return _rebased.emplace_back(rebase(node, node.base->getRoot(), followed->getRoot()));
+    return _rebased.emplace_back(rebase(node, node.base->getRoot(), followed->getRoot())).front();
 }
 
 void InstanceComparison::_compare(const KrExtension& extension, const Node& node) {
@@ -121,22 +139,28 @@ bool InstanceComparison::_isSameReference(const Node& node, const KrData::FieldB
                       });
 }
 
-void InstanceComparison::_addLost(const KrObject& object) {
-    for (const auto& extension : object._getExtensions()) {
-        if (extension->_isUnknownPlaceholder()) _readOwn(*extension);
-        const auto* child = asObject(extension.get());
-        if (child != nullptr && find(*child) != nullptr) _addLost(*child);
+void InstanceComparison::_addLost() {
+    std::vector<const KrObject*> open{&_instance};
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        for (const auto& extension : open[i]->_getExtensions()) {
+            if (extension->_isUnknownPlaceholder()) _readOwn(*extension);
+            const auto* child = asObject(extension.get());
+            if (child != nullptr && find(*child) != nullptr) open.push_back(child);
+        }
     }
 }
 
 // --- As a file says ------------------------------------------------------------------------------------------------
 
-void InstanceComparison::_readTree(const KrExtension& extension) {
-    _readOwn(extension);
-    const auto* object = asObject(&extension);
-    if (object == nullptr) return;
-    for (const auto& below : object->_getExtensions()) {
-        if (getDepthBelow(object->getContentID(), below->getContentID()) > 0) _readTree(*below);
+void InstanceComparison::_readTree() {
+    std::vector<const KrExtension*> open{&_instance};
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        _readOwn(*open[i]);
+        const auto* object = asObject(open[i]);
+        if (object == nullptr) continue;
+        for (const auto& below : object->_getExtensions()) {
+            if (getDepthBelow(object->getContentID(), below->getContentID()) > 0) open.push_back(below.get());
+        }
     }
 }
 
@@ -154,14 +178,22 @@ void InstanceComparison::_readOwn(const KrExtension& extension) {
 
 namespace {
 
-void addOriginals(const KrExtension& extension, const Node& node, InstanceComparison::Originals& originals) {
-    originals.emplace(&extension, node.id.getRuntimeID());
-    const auto* object = asObject(&extension);
-    if (object == nullptr) return;
-    const auto copies = findCopies(*object, node);
-    for (std::size_t i = 0; i < copies.size(); ++i) {
-        if (copies[i] != nullptr) addOriginals(*copies[i], node.children[i], originals);
+InnerConnections without(const ConnectionTable& all, const ConnectionTable& others) {
+    InnerConnections left;
+    for (const auto& [connection, settings] : all) {
+        if (others.count(connection) == 0) left.insert(connection);
     }
+    return left;
+}
+
+/// Those that both have, with other settings.
+InnerConnections findChanged(const ConnectionTable& table, const ConnectionTable& other) {
+    InnerConnections changed;
+    for (const auto& [connection, settings] : table) {
+        const auto found = other.find(connection);
+        if (found != other.end() && found->second != settings) changed.insert(connection);
+    }
+    return changed;
 }
 
 InnerConnections without(const InnerConnections& all, const InnerConnections& others) {
@@ -185,19 +217,14 @@ InnerConnections translate(const InnerConnections& connections, const ToOther& t
 
 }  // namespace
 
-InstanceComparison::Originals InstanceComparison::findOriginals(
-    const std::shared_ptr<const DefinitionSnapshot>& now) const {
+ToOriginal InstanceComparison::findOriginals(const std::shared_ptr<const DefinitionSnapshot>& now) const {
     if (now == _base) return _originals;
-    Originals originals;
-    addOriginals(_instance, now->getRoot(), originals);
+    ToOriginal originals;
+    forEachCopy(_instance, now->getRoot(), [&](const KrExtension& extension, const Node& node) -> const Node& {
+        originals.emplace(&extension, node.id.getRuntimeID());
+        return node;
+    });
     return originals;
-}
-
-InnerConnections InstanceComparison::collectConnections(const Originals& originals) {
-    ConnectionCollector collector(originals);
-    for (const auto& [extension, id] : originals)
-        collector.collect(*extension);
-    return collector.take();
 }
 
 bool InstanceComparison::isOwn(const Kr::KrConnectionBase& connection) const {
@@ -219,31 +246,52 @@ bool InstanceComparison::isOwn(const Kr::KrConnectionBase& connection) const {
 }
 
 InstanceComparison::ConnectionChanges InstanceComparison::compareConnections(const DefinitionSnapshot& now,
-                                                                             const Originals& originals) const {
+                                                                             const ToOriginal& originals) const {
     const auto present = collectConnections(originals);
-    ConnectionChanges changes;
     const auto notNow = without(present, now.getConnections());
+    const auto changed = findChanged(present, now.getConnections());
+    ConnectionChanges changes;
     if (_base) {
-        std::set_intersection(notNow.begin(), notNow.end(), _base->getConnections().begin(),
-                              _base->getConnections().end(), std::inserter(changes.outdated, changes.outdated.end()));
-        // Both ends must have been there, or it was never made.
-        std::unordered_map<Identifier, Identifier> known;
-        for (const auto& [extension, id] : _originals)
-            known.emplace(id, id);
-        changes.removed = without(translate(_base->getConnections(), known), collectConnections(_originals));
+        const auto& base = _base->getConnections();
+        std::copy_if(notNow.begin(), notNow.end(), std::inserter(changes.outdated, changes.outdated.end()),
+                     [&](const auto& each) { return base.count(each) != 0; });
+        std::copy_if(changed.begin(), changed.end(), std::inserter(changes.outdated, changes.outdated.end()),
+                     [&](const auto& each) {
+                         const auto found = base.find(each);
+                         return found != base.end() && found->second == present.at(each);
+                     });
+        changes.removed = _findRemoved(collectConnections(_originals));
         return changes;
     }
+    const auto record = _readConnections(originals);
+    changes.removed = record.removed;
+    if (!OwnRecord::of(_instance).isComplete) return changes;
+    for (const auto& outdated : {notNow, changed})
+        changes.outdated.merge(without(without(outdated, record.added), record.changed));
+    return changes;
+}
+
+/// Of the base, by the IDs there. Both ends must have been there, or it was never made.
+InnerConnections InstanceComparison::_findRemoved(const ConnectionTable& present) const {
+    std::unordered_map<Identifier, Identifier> known;
+    for (const auto& [extension, id] : _originals)
+        known.emplace(id, id);
+    return translate(without(_base->getConnections(), present), known);
+}
+
+/// Those that the file has of the whole instance, by the IDs of the definition.
+OwnRecord InstanceComparison::_readConnections(const ToOriginal& originals) {
     std::unordered_map<Identifier, Identifier> ids;
-    InnerConnections added;
     for (const auto& [extension, id] : originals)
         ids.emplace(extension->getContentID().getRawID(), id);
+    OwnRecord all;
     for (const auto& [extension, id] : originals) {
         const auto record = OwnRecord::of(*extension);
-        added.merge(translate(record.added, ids));
-        changes.removed.merge(translate(record.removed, ids));
+        all.added.merge(translate(record.added, ids));
+        all.removed.merge(translate(record.removed, ids));
+        all.changed.merge(translate(record.changed, ids));
     }
-    if (OwnRecord::of(_instance).isComplete) changes.outdated = without(notNow, added);
-    return changes;
+    return all;
 }
 
 // --- Results -------------------------------------------------------------------------------------------------------
@@ -259,53 +307,53 @@ std::unordered_map<const KrExtension*, OwnRecord> InstanceComparison::getRecords
         bySinkID.emplace(extension->getContentID().getRawID(), extension);
     }
     records[&_instance].isComplete = true;
+    const auto& base = _base->getConnections();
     const auto present = collectConnections(_originals);
-    std::unordered_map<Identifier, Identifier> known;
-    for (const auto& [extension, id] : _originals)
-        known.emplace(id, id);
-    for (const auto& each : translate(without(present, _base->getConnections()), copies))
-        records[bySinkID.at(each.sink)].added.insert(each);
-    for (const auto& each : translate(without(_base->getConnections(), present), copies))
-        records[bySinkID.at(each.sink)].removed.insert(each);
+    const auto add = [&](const InnerConnections& connections, InnerConnections OwnRecord::*list) {
+        for (const auto& each : translate(connections, copies))
+            (records[bySinkID.at(each.sink)].*list).insert(each);
+    };
+    add(without(present, base), &OwnRecord::added);
+    add(without(base, present), &OwnRecord::removed);
+    add(findChanged(present, base), &OwnRecord::changed);
     return records;
 }
 
 std::vector<KrObject::InstanceDataItem> InstanceComparison::getItems() const {
     std::vector<KrObject::InstanceDataItem> items;
-    _addItems(_instance, items);
+    std::vector<const KrExtension*> open{&_instance};
+    for (std::size_t i = 0; i < open.size(); ++i)
+        _addItem(*open[i], open, items);
     return items;
 }
 
-void InstanceComparison::_addItems(const KrExtension& extension, std::vector<KrObject::InstanceDataItem>& items) const {
-    const auto* entry = find(extension);
-    if (entry == nullptr) return;
-    const auto* object = asObject(&extension);
+/// \param open  gets the extensions below that follow the definition, or are lost.
+void InstanceComparison::_addItem(const KrExtension& extension, std::vector<const KrExtension*>& open,
+                                  std::vector<KrObject::InstanceDataItem>& items) const {
     KrObject::InstanceDataItem item;
-    std::vector<const KrExtension*> followed;
+    const auto* object = asObject(&extension);
     if (object != nullptr) {
         for (const auto& below : object->_getExtensions()) {
             if (find(*below) != nullptr) {
-                followed.push_back(below.get());
+                open.push_back(below.get());
             } else if (object != &_instance) {
                 item.content.push_back(below);
             }
         }
     }
-    item.own = entry->own.toPaths();
-    if (!item.content.empty() || isWorthKeeping(item.own)) {
-        item.contentID = extension.getContentID();
-        item.name = extension.getName();
-        item.key = extension.getCreationKey();
-        item.position = extension._getPosition();
-        item.isObject = object != nullptr;
-        item.wasLost = extension._isUnknownPlaceholder();
-        item.holder =
-            Kr::KrSmartPtr<KrExtension>(extension.getRefCount() > 0 ? const_cast<KrExtension*>(&extension) : nullptr);
-        item.fields = copyOwnFields(extension, entry->own);
-        items.push_back(std::move(item));
-    }
-    for (const auto* below : followed)
-        _addItems(*below, items);
+    const auto& own = find(extension)->own;
+    item.own = own.toPaths();
+    if (item.content.empty() && !isWorthKeeping(item.own)) return;
+    item.contentID = extension.getContentID();
+    item.name = extension.getName();
+    item.key = extension.getCreationKey();
+    item.position = extension._getPosition();
+    item.isObject = object != nullptr;
+    item.wasLost = extension._isUnknownPlaceholder();
+    item.holder =
+        Kr::KrSmartPtr<KrExtension>(extension.getRefCount() > 0 ? const_cast<KrExtension*>(&extension) : nullptr);
+    item.fields = copyOwnFields(extension, own);
+    items.push_back(std::move(item));
 }
 
 }  // namespace KrSim::detail

@@ -15,16 +15,6 @@
 
 namespace KrSim::detail {
 
-namespace {
-
-void addIDs(const DefinitionSnapshot::Node& node, std::unordered_set<Identifier>& ids) {
-    ids.insert(node.id.getRuntimeID());
-    for (const auto& child : node.children)
-        addIDs(child, ids);
-}
-
-}  // namespace
-
 InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values)
     : _instance(instance),
       _definition(definition),
@@ -34,7 +24,8 @@ InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrClo
       _originals(_comparison.findOriginals(_now)) {
     for (const auto& [extension, id] : _originals)
         _originalIDs.emplace(extension->getContentID().getRuntimeID(), id);
-    addIDs(_now->getRoot(), _definitionIDs);
+    for (const auto& node : _now->getNodes())
+        _definitionIDs.insert(node.id.getRuntimeID());
 }
 
 std::exception_ptr InstanceSync::run() {
@@ -44,7 +35,7 @@ std::exception_ptr InstanceSync::run() {
     _removedConnections = std::move(changes.removed);
     std::exception_ptr failure;
     try {
-        _follow(_instance, _definition, false);
+        _followAll();
     } catch (...) {
         failure = std::current_exception();  // of an error that was logged; what could not be made is missing
     }
@@ -65,42 +56,77 @@ std::exception_ptr InstanceSync::run() {
 
 // --- The tree ------------------------------------------------------------------------------------------------------
 
-void InstanceSync::_follow(KrObject& object, const KrObject& definition, bool isInner) {
+/// An object that follows its original, and the next one of its parts to follow.
+struct InstanceSync::Level {
+    KrObject& object;
+    const KrObject& definition;
+    bool isInner;
+    HeldExtensions originals;
+    std::vector<Kr::KrSmartPtr<KrExtension>> copies;
+    std::size_t next{0};
+};
+
+/// Without recursion: objects may lie as deep inside one another as they like.
+void InstanceSync::_followAll() {
+    std::vector<Level> levels;
+    levels.push_back(_begin(_instance, _definition, false));
+    while (!levels.empty()) {
+        auto& level = levels.back();
+        if (level.next < level.originals.size()) {
+            _followPart(level, levels);
+            continue;
+        }
+        // Once more, because names may have changed places.
+        for (std::size_t i = 0; i < level.originals.size(); ++i) {
+            const auto& copy = level.copies[i];
+            if (copy && copy->getOwner() == &level.object) _followName(*copy, *level.originals[i]);
+        }
+        levels.pop_back();
+    }
+}
+
+InstanceSync::Level InstanceSync::_begin(KrObject& object, const KrObject& definition, bool isInner) {
     _followFields(object, definition, isInner);
     if (&object != &_instance) _followDefinition(object, definition);
     _pair(definition, object, &object == &_instance ? _values : KrCloneMap::Values::kOwn);
 
-    const auto originals = definition._getExtensions();
+    Level level{.object = object,
+                .definition = definition,
+                .isInner = isInner,
+                .originals = definition._getExtensions(),
+                .copies = {}};
     std::vector<Wanted> wanted;
-    wanted.reserve(originals.size());
-    for (const auto& each : originals)
+    wanted.reserve(level.originals.size());
+    for (const auto& each : level.originals)
         wanted.push_back({each->getContentID(), each->getCreationKey().uuid});
-    std::vector<Kr::KrSmartPtr<KrExtension>> copies;
     for (auto* copy : findCopies(object, definition.getContentID(), wanted))
-        copies.emplace_back(copy);
-    _removeOthers(object, copies);
-    for (std::size_t i = 0; i < originals.size(); ++i) {
-        const auto id = placeCopy(object.getContentID(), definition.getContentID(), wanted[i].id);
-        const auto* inner = asObject(originals[i].get());
-        const bool isBelowInner = isInner || (inner != nullptr && inner->isInstance());
-        if (!copies[i]) {
-            _add(object, *originals[i], id, isBelowInner);
-            continue;
-        }
-        if (copies[i]->getOwner() != &object) continue;  // a callback took it out
-        if (copies[i]->getContentID() != id) copies[i]->_setContentID(id);
-        _followNameAndPlace(object, *copies[i], *originals[i]);
-        auto* child = asObject(copies[i].get());
-        if (child != nullptr && inner != nullptr) {
-            _follow(*child, *inner, isBelowInner);
-        } else {
-            _followFields(*copies[i], *originals[i], isBelowInner);
-            _pair(*originals[i], *copies[i], KrCloneMap::Values::kOwn);
-        }
+        level.copies.emplace_back(copy);
+    _removeOthers(object, level.copies);
+    return level;
+}
+
+/// \param levels  gets a new one, which makes `level` invalid, for a part that is an object.
+void InstanceSync::_followPart(Level& level, std::vector<Level>& levels) {
+    const auto& copy = level.copies[level.next];
+    auto& original = *level.originals[level.next++];
+    auto& object = level.object;
+    const auto id = placeCopy(object.getContentID(), level.definition.getContentID(), original.getContentID());
+    const auto* inner = asObject(&original);
+    const bool isBelowInner = level.isInner || (inner != nullptr && inner->isInstance());
+    if (!copy) {
+        _add(object, original, id, isBelowInner);
+        return;
     }
-    // Once more, because names may have changed places.
-    for (std::size_t i = 0; i < originals.size(); ++i) {
-        if (copies[i] && copies[i]->getOwner() == &object) _followName(*copies[i], *originals[i]);
+    if (copy->getOwner() != &object) return;  // a callback took it out
+    if (copy->getContentID() != id) copy->_setContentID(id);
+    _followNameAndPlace(object, *copy, original);
+    auto* child = asObject(copy.get());
+    if (child != nullptr && inner != nullptr) {
+        auto below = _begin(*child, *inner, isBelowInner);
+        levels.push_back(std::move(below));
+    } else {
+        _followFields(*copy, original, isBelowInner);
+        _pair(original, *copy, KrCloneMap::Values::kOwn);
     }
 }
 
@@ -135,15 +161,19 @@ void settle(KrExtension& copy, const KrExtension& original, bool isInner) {
     settleCopy(fields.getParameters(), source.getParameters(), isInner);
 }
 
-void settleTree(const KrCloneMap& pairs, const KrExtension& original, bool isInner) {
-    auto* copy = pairs.find(&original);
-    if (copy == nullptr) return;
-    settle(*copy, original, isInner);
-    const auto* object = asObject(&original);
-    if (object == nullptr) return;
-    for (const auto& below : object->_getExtensions()) {
-        const auto* inner = asObject(below.get());
-        settleTree(pairs, *below, isInner || (inner != nullptr && inner->isInstance()));
+void settleTree(const KrCloneMap& pairs, const KrExtension& top, bool isTopInner) {
+    std::vector<std::pair<const KrExtension*, bool>> open{{&top, isTopInner}};
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        const auto [original, isInner] = open[i];
+        auto* copy = pairs.find(original);
+        if (copy == nullptr) continue;
+        settle(*copy, *original, isInner);
+        const auto* object = asObject(original);
+        if (object == nullptr) continue;
+        for (const auto& below : object->_getExtensions()) {
+            const auto* inner = asObject(below.get());
+            open.emplace_back(below.get(), isInner || (inner != nullptr && inner->isInstance()));
+        }
     }
 }
 

@@ -14,22 +14,24 @@
 
 namespace KrSim::detail {
 
-/// Brings one instance in line with its definition: the way there and all that must be known of it.
+/// One run that brings an instance in line with its definition.
 ///
-/// What is here stays the same object, and is changed only where the definition has changed and the instance has
-/// nothing of its own. Thread: the application thread.
+/// Extensions and fields of the instance stay the same objects, and change only where the definition has changed and
+/// the instance has nothing of its own. Thread: the application thread.
 class InstanceSync {
 public:
     /// \param values  of the instance itself: those of the definition for one that was just made.
     InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values);
 
-    /// What was thrown on the way, after all was put in order; null when nothing was.
+    /// What code of others threw on the way; null when nothing was thrown. The rest has been done all the same.
     [[nodiscard]] std::exception_ptr run();
 
 private:
-    using Node = DefinitionSnapshot::Node;
+    struct Level;
 
-    void _follow(KrObject& object, const KrObject& definition, bool isInner);
+    void _followAll();
+    [[nodiscard]] Level _begin(KrObject& object, const KrObject& definition, bool isInner);
+    void _followPart(Level& level, std::vector<Level>& levels);
     void _followFields(KrExtension& extension, const KrExtension& definition, bool isInner);
     void _followReference(KrData::FieldBase& field, const KrData::FieldBase& source);
     void _followLinks();
@@ -50,7 +52,7 @@ private:
     const OutsideConnections::IsOwn _isOwnConnection{
         [this](const Kr::KrConnectionBase& connection) { return _comparison.isOwn(connection); }};
     std::shared_ptr<const DefinitionSnapshot> _now;
-    InstanceComparison::Originals _originals;  // of what was here before, by the definition as it is now
+    ToOriginal _originals;  // of what was here before, by the definition as it is now
     std::unordered_map<Identifier, Identifier> _originalIDs;
     std::unordered_set<Identifier> _definitionIDs;
     InnerConnections _removedConnections;

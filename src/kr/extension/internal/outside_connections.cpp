@@ -1,7 +1,6 @@
 #include "kr/extension/internal/outside_connections.h"
 
 #include <algorithm>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -10,23 +9,12 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
+#include "kr/extension/internal/placed_content.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
 
 namespace {
-
-/// The extension and all below it, level by level.
-std::vector<const KrExtension*> collect(const KrExtension& extension) {
-    std::vector<const KrExtension*> all{&extension};
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        const auto* object = asObject(all[i]);
-        if (object == nullptr) continue;
-        for (const auto& below : object->_getExtensions())
-            all.push_back(below.get());
-    }
-    return all;
-}
 
 KrData::FieldBase* findField(const KrExtension* extension, const std::string& path) {
     return extension != nullptr ? KrData::_findStoredPath(extension->getFieldsContainer(), path) : nullptr;
@@ -61,31 +49,6 @@ KrObject* findInstance(const KrContentID& id) {
 }
 
 }  // namespace
-
-/// The parts of an instance, by both IDs.
-class OutsideConnections::Parts {
-public:
-    explicit Parts(const KrObject& instance) {
-        for (const auto* each : collect(instance)) {
-            if (each->_isUnknownPlaceholder()) continue;  // has no more than own values
-            _byRuntimeID.emplace(each->getContentID().getRuntimeID(), each);
-            _byRawID.emplace(each->getContentID().getRawID(), each);
-        }
-    }
-    [[nodiscard]] const KrExtension* findExactly(const KrContentID& id) const {
-        const auto found = _byRuntimeID.find(id.getRuntimeID());
-        return found != _byRuntimeID.end() ? found->second : nullptr;
-    }
-    [[nodiscard]] const KrExtension* find(const KrContentID& id) const {
-        if (const auto* part = findExactly(id)) return part;
-        const auto found = _byRawID.find(id.getRawID());
-        return found != _byRawID.end() ? found->second : nullptr;
-    }
-
-private:
-    std::unordered_map<KrContentID::Identifier, const KrExtension*> _byRuntimeID;
-    std::unordered_map<KrContentID::Identifier, const KrExtension*> _byRawID;
-};
 
 OutsideConnections::OutsideConnections() = default;
 OutsideConnections::~OutsideConnections() = default;
@@ -132,7 +95,7 @@ std::string OutsideConnections::End::describe(const KrObject& instance) const {
 
 void OutsideConnections::noteLeaving(const KrObject& instance, const KrExtension& extension, const IsOwn& isOwn) {
     Leaving leaving{instance, isOwn, {}, {}};
-    for (const auto* each : collect(extension))
+    for (const auto* each : collectTree(extension))
         leaving.add(each->getFieldsContainer());
     _keepAll(leaving);
 }
@@ -180,7 +143,7 @@ void OutsideConnections::_keep(const KrObject& instance, const Kr::KrConnectionB
 
 // --- Making them again ---------------------------------------------------------------------------------------------
 
-OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const Parts& parts) {
+OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const TreeIndex& parts) {
     auto* other = findField(parts.findExactly(kept.other.extension), kept.other.path);
     if (other == nullptr) other = kept.other.field.get();
     if (other == nullptr) {
@@ -221,7 +184,7 @@ void OutsideConnections::_handOver(const KrObject& from, Kept kept) {
 
 void OutsideConnections::restore(const KrObject& instance) {
     if (_kept.empty()) return;
-    const Parts parts(instance);
+    const TreeIndex parts(instance, TreeIndex::Lost::kLeftOut);
     // Observers may sync this instance: what is under way here is in no list meanwhile.
     auto open = std::exchange(_kept, {});
     for (auto& kept : open) {
@@ -251,7 +214,7 @@ void OutsideConnections::report(const KrObject& instance) {
                        dropped.other.name.c_str());
     }
     if (_kept.empty()) return;
-    const Parts parts(instance);
+    const TreeIndex parts(instance, TreeIndex::Lost::kLeftOut);
     std::vector<std::string> warnings;
     for (auto& kept : _kept) {
         if (std::exchange(kept.isReported, true)) continue;

@@ -14,12 +14,14 @@
 
 namespace KrSim::detail {
 
-/// The connections of an instance that its definition knows nothing of, while the definition does not have their parts
-/// or fields: those with content outside, and those that the user made between two parts. Kept by the instance, and
-/// made again when both ends are there.
+class TreeIndex;
+
+/// The connections of an instance that its definition does not have, while the definition lacks their parts or fields:
+/// those with content outside, and those that the user made between two parts. The instance keeps them, and makes them
+/// again when both ends exist.
 ///
-/// A kept connection lives, disabled, between copies of its two fields: so connections of every class keep their
-/// settings.
+/// Of a kept connection there is a copy, disabled, between copies of its two fields, so that connections of every class
+/// keep their settings.
 /// Thread: the application thread.
 class OutsideConnections {
 public:
@@ -70,11 +72,10 @@ private:
     };
     enum class Outcome { kDone, kStays, kBelongsToOther };
     struct Leaving;
-    class Parts;
 
     void _keepAll(Leaving& leaving);
     void _keep(const KrObject& instance, const Kr::KrConnectionBase& connection, bool isPartSource);
-    [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const Parts& parts);
+    [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const TreeIndex& parts);
     void _handOver(const KrObject& from, Kept kept);
 
     std::list<Kept> _kept;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "kr/extension/internal/object_access.h"
 #include "kr/extension/object.h"
 
 namespace KrSim::detail {
@@ -94,6 +95,31 @@ std::vector<KrExtension*> findCopies(const KrObject& object, const KrContentID& 
         }
     }
     return found;
+}
+
+// --- Finding -------------------------------------------------------------------------------------------------------
+
+TreeIndex::TreeIndex(const KrExtension& top, Lost lost) : _lost(lost) {
+    add(top);
+}
+
+void TreeIndex::add(const KrExtension& top) {
+    for (auto* each : collectTree(top)) {
+        if (_lost == Lost::kLeftOut && each->_isUnknownPlaceholder()) continue;
+        _byRuntimeID.emplace(each->getContentID().getRuntimeID(), each);
+        _byRawID.emplace(each->getContentID().getRawID(), each);
+    }
+}
+
+KrExtension* TreeIndex::findExactly(const KrContentID& id) const {
+    const auto found = _byRuntimeID.find(id.getRuntimeID());
+    return found != _byRuntimeID.end() ? found->second : nullptr;
+}
+
+KrExtension* TreeIndex::find(const KrContentID& id) const {
+    if (auto* extension = findExactly(id)) return extension;
+    const auto found = _byRawID.find(id.getRawID());
+    return found != _byRawID.end() ? found->second : nullptr;
 }
 
 }  // namespace KrSim::detail

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <unordered_map>
 #include <vector>
 
 #include "kr/content/content_id.h"
@@ -32,5 +33,23 @@ struct Wanted {
 /// then by raw ID, as after loading the definition from another file. Lost extensions are none.
 [[nodiscard]] std::vector<KrExtension*> findCopies(const KrObject& object, const KrContentID& original,
                                                    const std::vector<Wanted>& wanted);
+
+/// An extension and all below it, by both IDs. Borrowed.
+class TreeIndex {
+public:
+    enum class Lost { kIncluded, kLeftOut };
+
+    explicit TreeIndex(const KrExtension& top, Lost lost = Lost::kIncluded);
+    /// The extension and all below it, too.
+    void add(const KrExtension& top);
+    /// By runtime ID; null when there is none.
+    [[nodiscard]] KrExtension* findExactly(const KrContentID& id) const;
+    /// By runtime ID, else by raw ID, of several the first one level by level; null when there is none.
+    [[nodiscard]] KrExtension* find(const KrContentID& id) const;
+
+private:
+    Lost _lost;
+    std::unordered_map<KrContentID::Identifier, KrExtension*> _byRuntimeID, _byRawID;
+};
 
 }  // namespace KrSim::detail

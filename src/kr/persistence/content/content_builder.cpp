@@ -414,12 +414,16 @@ std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
 
 namespace {
 
-void addTree(const KrExtension& extension, std::unordered_set<const KrExtension*>& all) {
-    all.insert(&extension);
-    const auto* object = asObject(const_cast<KrExtension*>(&extension));
-    if (object == nullptr) return;
-    for (const auto& below : object->_getExtensions())
-        addTree(*below, all);
+/// The object and all below it.
+void addTree(KrObject& top, std::unordered_set<const KrExtension*>& all) {
+    std::vector<KrObject*> open{&top};
+    all.insert(&top);
+    for (std::size_t i = 0; i < open.size(); ++i) {
+        for (const auto& below : open[i]->_getExtensions()) {
+            all.insert(below.get());
+            if (auto* object = asObject(below.get())) open.push_back(object);
+        }
+    }
 }
 
 }  // namespace
@@ -428,9 +432,9 @@ void addTree(const KrExtension& extension, std::unordered_set<const KrExtension*
 void ContentBuilder::_connectFollowed() {
     std::unordered_set<const KrExtension*> sources;
     for (const auto& extension : _made) {
-        const auto* object = asObject(extension.get());
+        auto* object = asObject(extension.get());
         if (object == nullptr || !object->isInstance() || sources.count(object) != 0) continue;
-        const auto* definition = object->getDefinition();
+        auto* definition = object->getDefinition();
         if (definition == nullptr) continue;
         addTree(*object, sources);
         addTree(*definition, sources);

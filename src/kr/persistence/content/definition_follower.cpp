@@ -17,12 +17,6 @@ using KrSim::KrObject;
 
 namespace {
 
-bool isAtOrBelow(const KrObject* object, const KrObject& above) {
-    while (object != nullptr && object != &above)
-        object = object->getOwner();
-    return object != nullptr;
-}
-
 /// Whether the instance finds other content of the item than its definition.
 bool hasStandIn(const KrObject& instance) {
     const auto* definition = instance.getDefinition();
@@ -131,7 +125,7 @@ private:
         kept.isAwaitingDefinition = false;
         kept.isFollowingStandIn = hasStandIn(instance);
         KeptContent::dropIfEmpty(instance);
-        if (isAtOrBelow(definition, instance) || isAtOrBelow(&instance, *definition)) {
+        if (instance._holds(*definition) || definition->_holds(instance)) {
             _problems.push_back("'" + describePath(instance) +
                                 "' is an instance of what holds it, or of what it holds");
         } else if (KrSim::KrContentRegistry::instance().getExtensionCount() > _mostContent) {

@@ -30,7 +30,7 @@ public:
     using Progress = std::function<void(std::size_t done, std::size_t total)>;
     using Extensions = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
 
-    /// \param progress  hears how many of the extensions and connections are made; may be empty.
+    /// \param progress  called with the number of extensions and connections made so far; may be empty.
     ContentBuilder(ContentRecords content, SourceFile file, Progress progress);
     ~ContentBuilder();
 
@@ -41,9 +41,9 @@ public:
     void connect();
     /// References of fields, and what earlier loads could not put in place.
     void resolve();
-    /// In place of all four: nothing but what earlier loads could not put in place.
+    /// In place of these four: only what earlier loads could not put in place.
     void retryKept();
-    /// Lets go of all but the figures and problems: the content belongs to whoever asked for it.
+    /// Drops all but the figures and problems: the caller owns the content now.
     void release();
 
     [[nodiscard]] const Extensions& getRoots() const noexcept { return _roots; }
