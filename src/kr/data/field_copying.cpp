@@ -47,7 +47,7 @@ T mapValue(const T& value, const ICopyMap& map) {
     }
 }
 
-/// Whether somebody is to be notified of the new items.
+/// Whether there are observers of the new items to notify.
 bool copyItems(VectorBase& copy, const VectorBase& source, const ICopyMap& map) {
     const auto* references = ExtensionVector::from(source);
     if (references == nullptr) return copy._restoreItems(source);
@@ -57,7 +57,7 @@ bool copyItems(VectorBase& copy, const VectorBase& source, const ICopyMap& map) 
     return copy._restoreItems(mapped);
 }
 
-/// Whether somebody is to be notified of the new value.
+/// Whether there are observers of the new value to notify.
 bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
     switch (copy.getDataType()) {
 #define KR_COPY_VALUE(T)                                   \
@@ -79,8 +79,8 @@ FieldBase* _findCounterpartIn(const Container& copy, const FieldBase& field) {
     const auto* parent = field.getParent();
     if (parent == nullptr) return nullptr;
     if (!parent->isFieldArray() && *parent->find(field.getID()) == &field) {
-        // Mostly so, and found without a look at all siblings. Two of one number belong together, whatever stands
-        // beside.
+        // The usual case, found without a search through all siblings. Two fields of one number belong together in any
+        // case.
         const auto found = copy.find(field.getID());
         if (found == copy.end()) return nullptr;
         const bool isSame = (*found)->getInternalIdentifier() == field.getInternalIdentifier() &&

@@ -16,7 +16,7 @@ KrCloneMap::~KrCloneMap() = default;
 
 void KrCloneMap::add(const KrExtension* source, KrExtension* clone, Values values) {
     if (!_clones.emplace(source, clone).second) return;
-    // One that nobody holds, on the stack say, must not meet a holder.
+    // An extension without holders, as on the stack, would be destroyed with the first one.
     const auto holderOf = [](const Kr::KrRefCount& extension) {
         return Kr::KrSmartPtr<const Kr::KrRefCount>(extension.getRefCount() > 0 ? &extension : nullptr);
     };

@@ -8,10 +8,10 @@
 
 namespace KrSim {
 
-/// The implementation half of an object: decides which extensions the object holds and hears of them.
+/// The implementation half of an object: decides which extensions the object accepts, and is notified of them.
 ///
-/// Everything else is as in IExtension. An extension hears onAddToOwner before the object hears onExtensionAdded; the
-/// object hears onExtensionRemoved before the extension hears onRemoveFromOwner.
+/// Everything else is as in IExtension. onAddToOwner of the extension is called before onExtensionAdded of the object,
+/// and onExtensionRemoved of the object before onRemoveFromOwner of the extension.
 class KR_API IObject : public IExtension {
 public:
     using Proxy = KrObject;

@@ -5,8 +5,8 @@
 
 namespace KrSim {
 
-/// What was loaded with an extension and has no place in it yet, as a connection to content that is not there: stays
-/// with the extension until it finds its place, and is saved with it again. Belongs to whoever loads.
+/// What was loaded with an extension and cannot be put in place yet, such as a connection to missing content. The
+/// extension owns it until it is put in place, and saves it again. The layer that loads defines it.
 class KR_API IKeptContent {
 public:
     virtual ~IKeptContent();

@@ -240,8 +240,8 @@ private:
     bool _isRoot{false};
 };
 
-/// Hears of extensions that come and go. Called on the thread that makes the change, without a lock; it may change the
-/// object and its listeners. One that throws is logged as a warning.
+/// Is notified of additions and removals. Called on the thread that makes the change, without a lock; may change the
+/// object and its listeners. An exception of a listener is logged as a warning.
 class KR_API KrObject::Listener {
 public:
     explicit Listener(bool recursive = false) noexcept : _isRecursive(recursive) {}
@@ -268,7 +268,7 @@ struct KR_API KrObject::InstanceDataItem {
     std::uint64_t position{0};
     bool isObject{false};
     bool wasLost{false};                 ///< the extension was a lost one
-    Kr::KrSmartPtr<KrExtension> holder;  ///< the extension; null for one that nobody holds
+    Kr::KrSmartPtr<KrExtension> holder;  ///< the extension; null for one without a holder
     KrData::OwnFields::Paths own;        ///< what is own, by the paths of fields; "Name" for the name
     /// "Inputs", "Outputs" and "Parameters" with the own fields only; containers above an own field come along. Null
     /// when there are none.

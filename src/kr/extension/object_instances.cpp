@@ -136,7 +136,7 @@ void KrObject::_regenerateIDs() {
     for (auto* each : detail::collectTree(*this)) {
         const auto* owner = each != this ? each->getOwner() : nullptr;
         const bool isDerived = owner != nullptr && getDepthBelow(owner->getContentID(), each->getContentID()) > 0;
-        if (!isDerived) each->_setContentID(KrContentID::createUnique());  // what is derived from it goes along
+        if (!isDerived) each->_setContentID(KrContentID::createUnique());  // also moves what is derived from it
     }
 }
 

@@ -49,7 +49,7 @@ bool KrObject::_sync(KrCloneMap::Values values) {
     std::exception_ptr failure;
     try {
         if (owner != nullptr) {
-            // Whoever watches the owner sees the instance go and come back whole, in its place.
+            // Listeners of the owner see the whole instance removed and added again, in its place.
             owner->_savePosition(getContentID(), _getPosition());
             owner->_removeExtension(this);
         }

@@ -88,7 +88,7 @@ private:
     }
 
     /// An instance within another one is a copy of one in the definition of that, and follows it first. False while
-    /// that cannot be: what it has of its own is told by the outer one alone.
+    /// that is impossible: only the outer instance knows what is own there.
     bool _followOuter(const KrObject& instance, int depth) {
         for (auto* above = instance.getOwner(); above != nullptr && depth < kDeepest; above = above->getOwner()) {
             if (!above->isInstance()) continue;
