@@ -60,7 +60,7 @@ void processQueue(State& all, ThreadEvents& self, LocalQueue& queue, eCaller cal
     const std::size_t own = batches.local.size();
     if (all.queues.isReceiver(queue)) all.remote.receive(batches.local);
     for (const auto& event : batches.forwarded)
-        exception.guard([&] { queue.domain->deliver(event); });
+        exception.guard([&] { queue.domain->deliver(event, self); });
     const std::span<const KrSimEvent> events(batches.local);
     deliverBatch(self, events.first(own), {&queue, false, false}, exception);
     deliverBatch(self, events.subspan(own), {&queue, true, false}, exception);

@@ -1,15 +1,13 @@
 #include "kr/events/internal/callback_table.h"
 
 #include "kr/events/event_dispatcher.h"
+#include "kr/events/internal/local_queues.h"
 
 namespace KrSim::detail {
 namespace {
 
 /// Longer payloads give their memory back at once.
 constexpr std::size_t kMostKept = 64 * 1024;
-
-/// The deliveries of this thread, of all tables.
-constinit thread_local const CallbackDelivery* innermost = nullptr;
 
 /// Records on their way out. Needs no memory, and destroys them one after the other however many they are.
 class DroppedRecords {
@@ -111,7 +109,7 @@ void CallbackTable::restrictToThisThread() noexcept {
 /// Deliveries of this thread, which are below the caller on the stack and cannot end before.
 std::size_t CallbackTable::_countHere() const noexcept {
     std::size_t count = 0;
-    for (const auto* each = innermost; each != nullptr; each = each->_outer) {
+    for (const auto* each = threadEvents.callbacks; each != nullptr; each = each->_outer) {
         const auto& list = *each->_list;
         if (&list.table == this && list.opening == _opening.load(std::memory_order_relaxed)) ++count;
     }
@@ -160,20 +158,20 @@ void CallbackTable::_removeNulls(CallbackList& list) noexcept {
         list.records[i]->index = i;
 }
 
-CallbackDelivery::CallbackDelivery(CallbackTable& table, int id) noexcept {
+CallbackDelivery::CallbackDelivery(CallbackTable& table, int id, ThreadEvents& self) noexcept : _self(self) {
     const std::lock_guard lock(table._mutex);
     if (table._onlyThread != Kr::ThreadId::kNone && table._onlyThread != Kr::getCurrentThreadId()) return;
     _list = table._find(id);
     if (_list == nullptr) return;
     ++_list->deliveries;
     ++table._inside;
-    _outer = std::exchange(innermost, this);
+    _outer = std::exchange(_self.callbacks, this);
     if (table._spareCount > 0) _data = std::move(table._spares[--table._spareCount]);
 }
 
 CallbackDelivery::~CallbackDelivery() {
     if (_list == nullptr) return;
-    innermost = _outer;
+    _self.callbacks = _outer;
     const bool isKept = _data && _data->data().size() <= kMostKept;
     std::unique_ptr<CallbackList> ended;
     DroppedRecords dropped;  // both die after the lock

@@ -21,6 +21,7 @@
 namespace KrSim::detail {
 
 class CallbackTable;
+struct ThreadEvents;
 
 /// A callback and its number. Held by its registration, and by the lists that name it.
 struct CallbackRecord final : Kr::KrRefCount {
@@ -34,7 +35,7 @@ struct CallbackRecord final : Kr::KrRefCount {
     std::uint64_t opening{0};                    // of the table that it was added in; under the lock
     std::atomic<bool> isDropped{false};          // the last handle is gone; written under the lock of the table
     std::size_t index{kNowhere};                 // in the current list of the number; under the lock
-    Kr::KrSmartPtr<CallbackRecord> nextDropped;  // of the one chain that it ever stands in
+    Kr::KrSmartPtr<CallbackRecord> nextDropped;  // of the one chain that it is ever in
 };
 
 /// The records of one number, in the order of registration. While a delivery is inside, nothing moves: a new record
@@ -55,8 +56,8 @@ struct CallbackList {
 
 /// Who is called for what, the one subscriber of all numbers being the manager. Deliveries count themselves in and out
 /// of the list of their number under a short lock and walk it without. A record whose last handle is dropped is
-/// destroyed by whoever drops it, or by the last delivery that knows it. No callback is called or destroyed under the
-/// lock.
+/// destroyed by the thread that drops it, or by the last delivery that knows it. No callback is called or destroyed
+/// under the lock.
 ///
 /// Never destroyed: it is closed by one manager and used again by the next one. What is left of an earlier opening,
 /// handles and deliveries, does nothing any more.
@@ -108,7 +109,8 @@ private:
 /// One delivery: inside the list of its number from beginning to end. The table is not needed in between.
 class CallbackDelivery {
 public:
-    CallbackDelivery(CallbackTable& table, int id) noexcept;
+    /// By the calling thread, whose events are given.
+    CallbackDelivery(CallbackTable& table, int id, ThreadEvents& self) noexcept;
     CallbackDelivery(const CallbackDelivery&) = delete;
     CallbackDelivery& operator=(const CallbackDelivery&) = delete;
     ~CallbackDelivery();
@@ -130,6 +132,7 @@ public:
 private:
     friend class CallbackTable;
 
+    ThreadEvents& _self;
     CallbackList* _list{nullptr};
     std::unique_ptr<EventData> _data;
     const CallbackDelivery* _outer{nullptr};  // on this thread

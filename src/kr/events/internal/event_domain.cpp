@@ -52,15 +52,16 @@ void EventDomain::bind() {
 }
 
 void EventDomain::onSimEvent(const KrSimEvent& event) {
-    const Delivery& delivery = *threadEvents.delivery;
+    ThreadEvents& self = threadEvents;
+    const Delivery& delivery = *self.delivery;
     if (!isOfApplication() || (delivery.queue == &_queue && !delivery.isForAll)) [[likely]] {
-        deliver(event);
+        deliver(event, self);
         return;
     }
     if (!_concerns(event, delivery)) return;
     const bool isOfNone = delivery.queue->domain == nullptr;
     if (_queue.isOwnedHere() || (isOfNone && delivery.isImmediate)) {
-        deliver(event);
+        deliver(event, self);
     } else if (isOfNone || _queue.isRunning.load(std::memory_order_relaxed)) {
         _forward(event);
     }
@@ -85,9 +86,9 @@ void EventDomain::_forward(const KrSimEvent& event) {
     warnOfIdleEvents(idle);
 }
 
-void EventDomain::deliver(const KrSimEvent& event) {
+void EventDomain::deliver(const KrSimEvent& event, ThreadEvents& self) {
     // A callback may destroy the manager: from here on the delivery does not need it.
-    CallbackDelivery delivery(_callbacks, event.ID());
+    CallbackDelivery delivery(_callbacks, event.ID(), self);
     if (delivery.isEmpty()) return;
     delivery.setPayload(event.constData(), event.bytes());
     const auto nameOf = [&event] { return event.nameForID(); };

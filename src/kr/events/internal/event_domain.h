@@ -29,7 +29,8 @@ public:
     [[nodiscard]] CallbackTable& getCallbacks() noexcept { return _callbacks; }
 
     void onSimEvent(const KrSimEvent& event) override;
-    void deliver(const KrSimEvent& event);
+    /// Calls the callbacks, on the calling thread.
+    void deliver(const KrSimEvent& event, ThreadEvents& self);
     /// Whether the stop of an application that comes from another one is for this one, too.
     void acceptStops(bool accept) noexcept { _acceptsStops.store(accept, std::memory_order_relaxed); }
 

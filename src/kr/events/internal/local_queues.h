@@ -14,6 +14,7 @@
 
 namespace KrSim::detail {
 
+class CallbackDelivery;
 class EventDomain;
 using EventBatch = std::vector<KrSimEvent>;
 
@@ -97,12 +98,13 @@ struct Delivery {
 struct ThreadEvents {
     /// Of the application whose run or update is under way here, the innermost one.
     LocalQueue* current{nullptr};
-    const Delivery* delivery{nullptr};  // the innermost one; null outside of deliveries
-    int processingDepth{0};             // how many times it is processing events, one inside the other
-    bool wasTooDeep{false};             // until the outermost one ends, sends only queue
-    bool mayRunMore{false};             // applications may wait for their next update on this thread
-    bool isWatched{false};              // its end will be noticed
-    bool hasEnded{false};               // what it owned was given up; it owns nothing any more
+    const Delivery* delivery{nullptr};           // the innermost one; null outside of deliveries
+    const CallbackDelivery* callbacks{nullptr};  // the innermost delivery to callbacks, of all tables
+    int processingDepth{0};                      // how many times it is processing events, one inside the other
+    bool wasTooDeep{false};                      // until the outermost one ends, sends only queue
+    bool mayRunMore{false};                      // applications may wait for their next update on this thread
+    bool isWatched{false};                       // its end will be noticed
+    bool hasEnded{false};                        // what it owned was given up; it owns nothing any more
 };
 
 inline constinit thread_local ThreadEvents threadEvents;
