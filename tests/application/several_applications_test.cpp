@@ -27,6 +27,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/other_thread.h"
 #include "tests/support/recording_module.h"
+#include "tests/support/stepping_module.h"
 #include "tests/support/stress.h"
 
 namespace several_applications_test {
@@ -63,18 +64,6 @@ private:
     double _speed{0.0};
 };
 
-class Stepper final : public KrSim::ISimulatorModule {
-public:
-    explicit Stepper(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-    void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
-    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
-    void onUpdate(KrSim::eApplicationMode) override {
-        for (const auto& each : getManagedExtensions()) {
-            if (auto* mass = each->getImplementationAs<Mass>()) mass->step(1.0 / 60.0);
-        }
-    }
-};
-
 struct World {
     ApplicationPtr application = makeApplication();
     Kr::KrSmartPtr<KrExtension> extension = Kr::makeSmart<KrExtension>();
@@ -82,8 +71,7 @@ struct World {
     Kr::KrSimQueuedConnection feedback{mass->height.getField(), mass->spring.getField()};
 
     World() {
-        const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-        application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(new Stepper(proxy.get())));
+        application->insertModule(test_support::makeSteppingModule<Mass>([](Mass& each) { each.step(1.0 / 60.0); }));
         mass->height.getField()->setValue(0.5);
         mass->height.getField()->setValue(0.25);
         application->add(extension.get());

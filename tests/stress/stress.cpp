@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "kr/application/application.h"
-#include "kr/application/modules/i_simulator_module.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
@@ -35,6 +34,7 @@
 #include "kr/extension/object.h"
 #include "kr/extension/typed_field.h"
 #include "kr/platform/log.h"
+#include "tests/support/stepping_module.h"
 
 namespace {
 
@@ -77,19 +77,6 @@ public:
     KrSim::Input<double> spring{this, "Spring"};
     KrSim::Input<double> neighbour{this, "Neighbour"};
     KrSim::Output<double> height{this, "Height"};
-};
-
-class Stepper final : public KrSim::ISimulatorModule {
-public:
-    explicit Stepper(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-    void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
-    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
-    void onUpdate(KrSim::eApplicationMode) override {
-        _sortManagedExtensions();
-        for (const auto& each : getManagedExtensions()) {
-            if (auto* mass = each->getImplementationAs<Mass>()) mass->step();
-        }
-    }
 };
 
 ExtensionPtr makeMass() {
@@ -137,8 +124,7 @@ public:
 void live(int index, int life) {
     const auto application = KrApplication::create();
     application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
-    const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-    application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(new Stepper(proxy.get())));
+    application->insertModule(test_support::makeSteppingModule<Mass>([](Mass& mass) { mass.step(); }));
     const auto first = makeMass();
     const auto second = makeMass();
     const Kr::KrSimQueuedConnection feedback(massOf(first).height.getField(), massOf(first).spring.getField());

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "kr/application/application.h"
-#include "kr/application/modules/i_simulator_module.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/extension/extension.h"
@@ -17,6 +16,7 @@
 #include "kr/persistence/states/simulation_snapshot.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/manual_clock.h"
+#include "tests/support/stepping_module.h"
 
 namespace states_test {
 
@@ -57,16 +57,12 @@ private:
 
 using Holder = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
 
-class Stepper final : public KrSim::ISimulatorModule {
+class Stepper final : public test_support::SteppingModule<Unit> {
 public:
-    explicit Stepper(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-    void onExtensionAdded(KrExtension* extension) override { _addManagedExtension(extension); }
-    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
-    void onUpdate(KrSim::eApplicationMode) override {
-        _sortManagedExtensions();
-        for (const auto& each : getManagedExtensions()) {
-            if (auto* unit = each->getImplementationAs<Unit>()) unit->step(getApplication()->getSimulationTimeStep());
-        }
+    explicit Stepper(KrSim::KrSimulatorModule* proxy)
+        : SteppingModule(proxy, [this](Unit& unit) { unit.step(getApplication()->getSimulationTimeStep()); }) {}
+    void onUpdate(KrSim::eApplicationMode mode) override {
+        SteppingModule::onUpdate(mode);
         if (const auto action = std::exchange(inUpdate, {})) action();
         if (onEachUpdate) onEachUpdate();
     }
