@@ -49,14 +49,14 @@ struct RunLimits {
 class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     KR_BASE_CLASS(KrApplication, Kr::KrBase)
 
-    /// Who is asked to exit.
+    /// Which applications are to exit.
     enum class eExitRequestMode : std::int32_t {
         kThis,    ///< this application
         kAll,     ///< all applications of the simulation
         kOthers,  ///< all but those of this process
     };
 
-    static const EventId kStopApplicationEvent;        ///< whoever receives it exits
+    static const EventId kStopApplicationEvent;        ///< an application that receives it exits
     static const EventId kStopOtherApplicationsEvent;  ///< likewise; sent to other processes only
     static const EventId kNewNetworkApplicationAddedEvent;
 
@@ -82,12 +82,12 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     void requestExitFromSignal() noexcept { _exitRequested.store(true, std::memory_order_relaxed); }
 
     /// Any thread. From the next frame on, frames go by without simulating anything: events, delayed functions and exit
-    /// requests are handled at the pace of the frame rate, the frame number and the simulated time stand, and the
-    /// elapsed time goes on where it was.
+    /// requests are handled at the pace of the frame rate, the frame number and the simulated time do not
+    /// change, and the elapsed time continues from its value before the pause.
     void pause() noexcept;
     void resume() noexcept;
     [[nodiscard]] bool isPaused() const noexcept;
-    /// Any thread. Lets so many more frames simulate; before and after that the application is paused.
+    /// Any thread. Simulates so many more frames; before and after that the application is paused.
     void step(std::uint32_t frames = 1) noexcept;
 
     /// See FrameStatistics; any thread, also through the context.
@@ -95,10 +95,10 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     void resetFrameStatistics();
 
     /// Any thread. Runs the function between two frames. While the main loop runs that is on the application's thread:
-    /// now when it asks between two frames, else when the frame has ended and its listeners have heard of it. While it
-    /// does not run it is now, on the calling thread; when another thread is changing the application, that one runs
-    /// the function before it is done. An exception is logged as a warning. \return  false for an empty function and
-    /// when the application has ended.
+    /// now when that thread calls between two frames, else when the frame has ended and onFrameEnded was called. While
+    /// it does not run it is now, on the calling thread; when another thread is changing the application, that thread
+    /// runs the function before its change ends. An exception is logged as a warning. \return  false for an empty
+    /// function and when the application has ended.
     bool executeBetweenFrames(std::function<void()> function);
     /// Whether no frame is under way, and this thread may change the content now.
     [[nodiscard]] bool _isBetweenFrames() const noexcept;
@@ -135,12 +135,12 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] std::size_t getExtensionCount() const;
     /// Null past the end. Borrowed.
     [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
-    /// All content that is present, with what objects hold, and how modules are told of it.
+    /// All content that is present, with what objects hold; it offers the content to the modules.
     [[nodiscard]] KrContentDispatcher& getContentDispatcher() const noexcept { return *_content; }
 
     // --- Modules ---------------------------------------------------------------------------------------------------
     /// Any thread while the application runs. Offers the module all content. False for null and for a module that
-    /// belongs to an application. True also when it is to be inserted later; the rules are asked then.
+    /// belongs to an application. True also when it is to be inserted later; the rules are tested then.
     bool insertModule(const KrSmartInterface<ISimulatorModule>& module);
     /// Any thread while the application runs. Withdraws all content from it. False when it is not here. True also when
     /// it is to be removed later.
@@ -152,7 +152,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
 
     // --- Modes -----------------------------------------------------------------------------------------------------
     [[nodiscard]] eApplicationMode getApplicationMode() const noexcept;
-    /// Any thread while the application runs. Tells all fields whether this is editing mode, then the modules and
+    /// Any thread while the application runs. Sets the fields to editing mode or not, then calls the modules and
     /// listeners. False for a mode that does not exist. True also when it is to be set later.
     bool setApplicationMode(eApplicationMode mode);
     void setCommunicationModel(eCommunicationModel model);

@@ -13,17 +13,17 @@
 
 namespace KrSim {
 
-/// Brings the content of an application and its modules together: offers every extension that comes to every module,
-/// withdraws those that go, offers all to a module that comes, withdraws all from one that goes. Objects are offered
-/// before what they hold, and withdrawn after it. What is present is registered with the extension sorter.
+/// Brings the content of an application and its modules together: offers every new extension to every module,
+/// withdraws those that are removed, offers all to a new module, withdraws all from one that is removed. Objects are
+/// offered before what they hold, and withdrawn after it. What is present is registered with the extension sorter.
 ///
-/// Modules may change content and modules while they are told: each module hears of an extension's coming once, and of
-/// its going once and only if it heard of its coming.
+/// Modules may change content and modules in these calls: each extension is offered to a module once, and
+/// withdrawn from it once and only if it was offered.
 /// Thread: the application thread.
 /// Ownership: modules are held; extensions are held by the objects that they are in.
 class KR_API KrContentDispatcher final : private KrObject::Listener {
 public:
-    /// Told of what has come and gone, after all modules.
+    /// Called for what was added and removed, after all modules.
     class Observer;
 
     /// Content is what is below the root, now and later. Root and observer are borrowed.
@@ -38,14 +38,14 @@ public:
     /// All that is present, each object before what it holds.
     [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> getExtensions() const;
     [[nodiscard]] std::size_t getModuleCount() const noexcept { return _modules->size(); }
-    /// In the order of their coming; null past the end. Borrowed.
+    /// In the order of insertion; null past the end. Borrowed.
     [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
     [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
 
     // --- For the application ---------------------------------------------------------------------------------------
     /// Offers the module all that is present. When memory runs out, it throws std::bad_alloc, and the module is out.
     void _addModule(KrSimulatorModule& module);
-    /// The module counts no more from now on; then all that it was offered is withdrawn from it.
+    /// Takes the module out of the list; then withdraws from it all that it was offered.
     void _removeModule(KrSimulatorModule& module);
     /// Lets proxy fields find what they link and has come meanwhile: those of content that came since the last call,
     /// and those that still miss something. Costs nothing while no content comes.

@@ -10,8 +10,8 @@
 
 namespace KrSim {
 
-/// The low-level event service of the process: brings events by their number to listeners, at once or through a queue,
-/// now or after a delay, and to other applications through the shared event channel. docs/events.md tells the order.
+/// The low-level event service of the process: brings events by their number to listeners, immediately or through a
+/// queue, now or after a delay, and to other applications through the shared event channel. Order: docs/events.md.
 ///
 /// Queues: a queued event waits in the queue of the application that the sending thread runs; on other threads, in that
 /// of the application that has been running for longest; without a running one, in the common queue. A send through the
@@ -56,7 +56,7 @@ public:
     /// applications to the channel. Without a channel the queue is dropped; the names go on waiting.
     static void postUpdate();
 
-    /// While on, sends do not process the local queue: only preUpdate does. Immediate sends still deliver at once.
+    /// While on, sends do not process the local queue: only preUpdate does. Immediate sends still deliver.
     static void enableExternalControl(bool enabled) noexcept;
     [[nodiscard]] static bool isExternalControlEnabled() noexcept;
 

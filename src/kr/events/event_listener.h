@@ -11,8 +11,8 @@ namespace KrSim {
 
 /// Handle on a registration. The callback is called as long as a handle on it lives; copies share the registration.
 ///
-/// Thread: handles of one registration may live on many threads; one handle is no safer than a plain pointer. Whoever
-/// drops the last one destroys the callback on its thread, or the delivery under way does, at its end.
+/// Thread: handles of one registration may live on many threads; one handle is no safer than a plain pointer. The
+/// thread that drops the last one destroys the callback, or the delivery under way does, at its end.
 class KR_API EventListener {
 public:
     /// Empty.

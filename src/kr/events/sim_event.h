@@ -75,13 +75,13 @@ public:
     [[nodiscard]] double getDelay() const noexcept { return _delaySeconds; }
     void setDelay(double delaySeconds) noexcept { _delaySeconds = delaySeconds == delaySeconds ? delaySeconds : 0.0; }
 
-    /// Whether a blocking sender is let go as soon as all listeners were called.
+    /// Whether a blocking sender is released as soon as all listeners were called.
     [[nodiscard]] bool isDoneSignalAutomatic() const noexcept;
-    /// The sender is let go by raiseDoneSignal() instead, or when the last copy of the event is gone.
+    /// raiseDoneSignal() releases the sender instead, or the destruction of the last copy of the event.
     void disableAutomaticDoneSignal() noexcept;
-    /// The same from a listener, which keeps a copy of the event to raise the signal later. Nothing when nobody waits.
+    /// The same from a listener, which keeps a copy of the event to raise the signal later. Nothing without a sender.
     void disableAutomaticDoneSignal() const noexcept;
-    /// Lets a blocking sender go; nothing when nobody waits. Any thread.
+    /// Releases a blocking sender; nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;
 
     /// From here on copies of this event share a signal that was not raised before. For the dispatcher.
@@ -102,7 +102,7 @@ private:
     std::size_t _size{0};
     std::unique_ptr<std::uint8_t[]> _heap;        // null while the payload fits inside
     std::shared_ptr<const std::string> _sender;   // null: this process
-    std::shared_ptr<detail::DoneTicket> _ticket;  // null: nobody waits
+    std::shared_ptr<detail::DoneTicket> _ticket;  // null: no sender waits
     std::array<std::uint8_t, kInlineBytes> _inline {};
 };
 

@@ -7,8 +7,8 @@
 
 namespace Kr {
 
-/// Borrowed listeners, told in the order of their registration. They may come and go while they are told: one that
-/// comes waits for the next time, one that goes is skipped. Telling and removing allocate nothing, so that destructors
+/// Borrowed listeners, called in the order of their registration. They may be added and removed during a call: a new
+/// one waits for the next time, a removed one is skipped. Calling and removing allocate nothing, so that destructors
 /// may do both.
 ///
 /// Thread: any. No lock is held over a call; one that is removed on another thread may still be in a call.
@@ -69,7 +69,7 @@ private:
     }
 
     mutable std::mutex _mutex;      // guards the two below
-    std::vector<Listener*> _slots;  // null where one has gone during a walk
+    std::vector<Listener*> _slots;  // null where one was removed during a walk
     int _walks{0};
 };
 

@@ -4,8 +4,8 @@
 
 namespace KrSim {
 
-/// Implementation of a module type that carries data only: whoever makes the module gives it its fields. It manages
-/// nothing and does nothing in a frame. See KrDataExtension.
+/// Implementation of a module type that carries data only: the code that makes the module gives it its fields. It
+/// manages nothing and does nothing in a frame. See KrDataExtension.
 ///
 /// \tparam Type  any class; it makes one implementation class of each type.
 template <class Type>

@@ -15,11 +15,11 @@ namespace KrSim {
 /// What happens to a log message: it is published as an event, filed, printed, and at the two gravest levels acted
 /// upon.
 ///
-/// While it is installed, an error-level message throws KrRuntimeError at whoever logged it, and a fatal one ends the
-/// process with status 1 three seconds after it was published. Every message is filed and printed before that.
-/// Consecutive repeats of one message are published once. Whoever is told may log: that is told too, up to eight deep
-/// on one thread. What they throw is logged as a warning. Thread: any; setEventManager and Register on the thread that
-/// runs the application. No lock is held over an event or a listener.
+/// While it is installed, an error-level message throws KrRuntimeError to the caller that logs, and a fatal one ends
+/// the process with status 1 three seconds after it was published. Every message is filed and printed before that.
+/// Consecutive repeats of one message are published once. Listeners may log: such messages are published too, up to
+/// eight deep on one thread. What they throw is logged as a warning. Thread: any; setEventManager and Register on the
+/// thread that runs the application. No lock is held over an event or a listener.
 class KR_API KrErrorHandler {
 public:
     using Listener = std::function<void(const std::string&)>;
@@ -34,7 +34,7 @@ public:
     static void LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments);
 
     /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
-    /// null: it comes back when no other thread is publishing through the old manager any more.
+    /// null: it returns when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
     /// The same for the manager of an application that begins. When the application that publishes ends, the one that
     /// was made last before it does so again.

@@ -16,7 +16,7 @@ namespace KrSim {
 /// A target is the sender name of an application (Kr::Process::getHostNameProcessID()); an empty one means all.
 /// Thread: any. Listeners run where the dispatcher delivers queued events: on the application's thread.
 /// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die. A
-/// listener may destroy this: the others are not told any more.
+/// listener may destroy this: the others are not called any more.
 class KR_API ErrorManager {
 public:
     class Listener;
@@ -26,11 +26,11 @@ public:
     ErrorManager& operator=(const ErrorManager&) = delete;
     virtual ~ErrorManager();
 
-    /// Null is ignored; a listener is held once. Listeners are told in the order of their addresses.
+    /// Null is ignored; a listener is held once. Listeners are called in the order of their addresses.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
 
-    /// Sets the threshold of the log: here at once, elsewhere when the event arrives.
+    /// Sets the threshold of the log: here now, elsewhere when the event arrives.
     void setLogLevel(Kr::eLogLevel level, const std::string& target);
     [[nodiscard]] Kr::eLogLevel getLogLevel() const;
     /// Whether messages below error level go to other applications; error and fatal ones always do.
@@ -44,7 +44,7 @@ private:
     EventManager* _eventManager;
 };
 
-/// Hears log messages. One registered while a message is told hears the next one; one unregistered is told no more.
+/// Receives log messages. One registered during a delivery receives the next message; one unregistered no more.
 class KR_API ErrorManager::Listener {
 public:
     static constexpr int kLogMessage = 1;
