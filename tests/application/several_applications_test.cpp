@@ -384,6 +384,35 @@ TEST(Changes, MayBeRequestedWhileTheObjectIsAddedAndRemoved) {
     EXPECT_EQ(object->getOwner(), nullptr);
 }
 
+/// Counts messages that come on another thread than the one that made it.
+class ThreadWatch final : public KrSim::ErrorManager::Listener {
+public:
+    void onMessage(int, Kr::eLogLevel, const std::string&, const std::string&, std::int64_t) override {
+        if (std::this_thread::get_id() != _home) ++onOthers;
+    }
+    std::atomic<int> onOthers{0};
+
+private:
+    const std::thread::id _home{std::this_thread::get_id()};
+};
+
+/// Another thread may be publishing a message while the application begins or ends.
+TEST(Logging, ReachesListenersOnTheThreadOfTheirApplicationOnly) {
+    constexpr int kRounds = test_support::stressRounds(3'000, 1'000);
+    const test_support::DispatcherScope scope;
+    const PublishedLog log;
+    ThreadWatch watch;
+    test_support::runStress(
+        kRounds, [](int thread, int round) { Kr::logMessage(Kr::eLogLevel::kWarn, "%d of %d\n", round, thread); },
+        [&] {
+            const auto application = makeApplication();
+            application->getContext().getErrorManager().registerListener(&watch);
+            application->update();
+            application->getContext().getErrorManager().unregisterListener(&watch);
+        });
+    EXPECT_EQ(watch.onOthers, 0);
+}
+
 /// Threads that only log, while applications with feedback are made, run and destroyed.
 TEST(Logging, FromOtherThreadsTouchesNoApplication) {
     constexpr int kRounds = test_support::stressRounds(3'000, 500);

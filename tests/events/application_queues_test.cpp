@@ -40,7 +40,6 @@ constexpr int kTick = 7;
 class Application {
 public:
     explicit Application(std::string name) : _name(std::move(name)) {
-        events._bindToApplication();
         _listener = events.registerListener(EventId::_fromNumber(kTick), [this](const EventData& data) {
             int number = -1;
             if (!data.data().empty()) data >> number;
@@ -58,7 +57,7 @@ public:
         KrEventDispatcher::preUpdate();
     }
 
-    EventManagerImplementation events;
+    EventManagerImplementation events{EventManagerImplementation::eQueue::kOwn};
     std::vector<std::string> heard;
     std::vector<std::thread::id> threads;
 
@@ -298,8 +297,7 @@ TEST(ApplicationQueues, BringEventsOfOtherProcessesToEachApplication) {
 // An immediate send may be inside a callback on another thread when the manager dies.
 TEST(ApplicationQueues, EndWhenNoOtherThreadIsInsideACallback) {
     const test_support::DispatcherScope scope;
-    auto manager = std::make_unique<EventManagerImplementation>();
-    manager->_bindToApplication();
+    auto manager = std::make_unique<EventManagerImplementation>(EventManagerImplementation::eQueue::kOwn);
     const auto id = EventId::_fromNumber(kTick);
     std::latch inside(1);
     std::atomic<bool> mayLeave{false};

@@ -56,7 +56,6 @@ Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
 KrApplication::KrApplication(Kr::IClock& clock)
     : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
     auto& all = *_parts;
-    all.events._bindToApplication();
     _state->_setManagers(&all.events, &all.errors);
     _state->_setEventQueue(all.events._getQueue());
     all.root->setName("Application");

@@ -60,11 +60,15 @@ void processQueue(State& all, ThreadEvents& self, LocalQueue& queue, eCaller cal
     const std::size_t own = batches.local.size();
     if (all.queues.isReceiver(queue)) all.remote.receive(batches.local);
     for (const auto& event : batches.forwarded)
-        exception.guard([&] { queue.domain->deliver(event, self); });
+        exception.guard([&] { queue.domain->deliverForwarded(event, batches.application, self); });
     const std::span<const KrSimEvent> events(batches.local);
-    deliverBatch(self, events.first(own), {&queue, false, false}, exception);
-    deliverBatch(self, events.subspan(own), {&queue, true, false}, exception);
+    deliverBatch(self, events.first(own), {&queue, batches.application, false, false}, exception);
+    deliverBatch(self, events.subspan(own), {&queue, batches.application, true, false}, exception);
     all.queues.giveBack(queue, batches);
+}
+
+detail::Delivery deliveryTo(const LocalQueue& queue, bool isImmediate = false) noexcept {
+    return {&queue, queue.number.load(std::memory_order_relaxed), false, isImmediate};
 }
 
 bool sendsProcess(const State& all, ThreadEvents& self) noexcept {
@@ -131,7 +135,7 @@ void queueLocally(State& all, ThreadEvents& self, const KrSimEvent& event, const
     if (!hasWork(all, queue) && queue.isOwnedHere() && sendsProcess(all, self)) {
         // Nothing waits before it, and the send would take it out again.
         const Processing processing(self);
-        deliverNow(self, event, {&queue, false, false}, exception);
+        deliverNow(self, event, deliveryTo(queue), exception);
         return;
     }
     unsigned idle = 0;
@@ -147,7 +151,7 @@ void sendWithoutDelay(State& all, ThreadEvents& self, const KrSimEvent& event, c
     if (sending.remote == eEventRoute::kQueued) all.remote.queue(event);
     if (sending.local == eEventRoute::kQueued) queueLocally(all, self, event, sending, exception);
     if (sending.local == eEventRoute::kAtOnce)
-        deliverNow(self, event, {&sending.queue, false, sending.sender == eSender::kThread}, exception);
+        deliverNow(self, event, deliveryTo(sending.queue, sending.sender == eSender::kThread), exception);
     if (sending.remote == eEventRoute::kAtOnce) all.remote.sendNow(event);
 }
 
@@ -213,7 +217,7 @@ Awaited queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
     } else {
         queue.pushDelayed(now, awaited, true, false);
     }
-    return {std::move(signal), queue.number};
+    return {std::move(signal), queue.number.load()};
 }
 
 void warnOfWaitingSender(const KrSimEvent& event, unsigned application, double seconds) {
@@ -315,7 +319,7 @@ void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* 
     FirstException exception;
     const Processing processing(self);
     if (before.isOwnedHere() && hasWork(all, before)) processQueue(all, self, before, eCaller::kSend, exception);
-    deliverNow(self, event, {&before, false, false}, exception);
+    deliverNow(self, event, deliveryTo(before), exception);
     exception.rethrow();
 }
 

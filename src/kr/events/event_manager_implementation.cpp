@@ -41,8 +41,9 @@ KrSimEvent makeEvent(const EventId& id, const EventData& data, const detail::Eve
 
 }  // namespace
 
-EventManagerImplementation::EventManagerImplementation() : _domain(detail::EventDomain::acquire()) {
+EventManagerImplementation::EventManagerImplementation(eQueue queue) : _domain(detail::EventDomain::acquire()) {
     try {
+        if (queue == eQueue::kOwn) _domain.bind();
         const EventId added = EventManagerInternal::createInternalEventId(kNewNetworkApplicationAddedEventName);
         _applicationAdded = registerListener(added, [](const EventData&) { KrEventDispatcher::_publishEventNames(); });
     } catch (...) {
@@ -99,10 +100,6 @@ void EventManagerImplementation::_publish(const EventId& id, const EventData& da
 }
 
 // --- Of an application ---------------------------------------------------------------------------------------------
-
-void EventManagerImplementation::_bindToApplication() {
-    _domain.bind();
-}
 
 void EventManagerImplementation::_stopRunning() {
     _domain.acceptStops(false);

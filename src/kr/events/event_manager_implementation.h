@@ -14,8 +14,8 @@ namespace KrSim {
 ///
 /// Subscribed at the dispatcher to the ids that have a live callback. It publishes the names of this process's events
 /// when an application joins the network.
-/// An application binds its manager: from then on events that are sent through it wait in a queue of their own, and
-/// callbacks of queued events run on the thread of the application only. Others use the common queue.
+/// Events that are sent through the manager of an application wait in a queue of their own, and callbacks of queued
+/// events run on the thread of the application only. Others use the common queue.
 /// Lifetime: handles may outlive it; their callbacks are not called any more. Its destructor waits for deliveries that
 /// are under way on other threads.
 class KR_API EventManagerImplementation final : public EventManager {
@@ -24,7 +24,12 @@ public:
     class EventCallback;
     class Running;
 
-    EventManagerImplementation();
+    enum class eQueue {
+        kCommon,
+        kOwn,  ///< of an application; the calling thread is the first owner
+    };
+
+    explicit EventManagerImplementation(eQueue queue = eQueue::kCommon);
     ~EventManagerImplementation() override;
 
     /// A handle on the object; empty for null and for an object that is being destroyed.
@@ -46,8 +51,6 @@ public:
 
     // For the application that owns the manager
 
-    /// An application owns it; the calling thread is the first owner of its queue.
-    void _bindToApplication();
     /// The main loop has ended. Blocking senders are released.
     void _stopRunning();
     /// The application is about to be destroyed on this thread: callbacks run here only from now on. Returns when no

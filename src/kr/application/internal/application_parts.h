@@ -42,7 +42,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     }
 
     KrApplication& application;
-    EventManagerImplementation events;
+    EventManagerImplementation events{EventManagerImplementation::eQueue::kOwn};
     ErrorManager errors{&events};
     EventListenerList subscriptions;
     detail::ApplicationListeners listeners;

@@ -80,6 +80,11 @@ void CallbackTable::drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept {
     }
 }
 
+void CallbackTable::open() noexcept {
+    const std::lock_guard lock(_mutex);
+    _opening.fetch_add(1, std::memory_order_release);
+}
+
 void CallbackTable::close() noexcept {
     std::unordered_map<int, Entry> ended;  // dies after the lock
     std::unique_lock lock(_mutex);
@@ -91,7 +96,7 @@ void CallbackTable::close() noexcept {
         if (entry.list) entry.list = retire(std::move(entry.list));
     }
     const std::size_t here = _countHere();
-    _opening.store(opening + 1, std::memory_order_relaxed);
+    _opening.store(opening + 1, std::memory_order_release);
     _isAwaited = true;
     _left.wait(lock, [&] { return _leaving <= here; });
     _isAwaited = false;
@@ -158,8 +163,10 @@ void CallbackTable::_removeNulls(CallbackList& list) noexcept {
         list.records[i]->index = i;
 }
 
-CallbackDelivery::CallbackDelivery(CallbackTable& table, int id, ThreadEvents& self) noexcept : _self(self) {
+CallbackDelivery::CallbackDelivery(CallbackTable& table, std::uint64_t opening, int id, ThreadEvents& self) noexcept
+    : _self(self) {
     const std::lock_guard lock(table._mutex);
+    if (table._opening.load(std::memory_order_relaxed) != opening) return;
     if (table._onlyThread != Kr::ThreadId::kNone && table._onlyThread != Kr::getCurrentThreadId()) return;
     _list = table._find(id);
     if (_list == nullptr) return;

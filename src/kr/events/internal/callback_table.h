@@ -70,6 +70,10 @@ public:
     void add(const Kr::KrSmartPtr<CallbackRecord>& record);
     /// From here on it is not called. Also good for a record that was never added.
     void drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept;
+    /// Another manager begins: deliveries that began before do not reach its callbacks.
+    void open() noexcept;
+    /// The number of openings and ends so far; later answers of the domain are of this one or of a later one.
+    [[nodiscard]] std::uint64_t getOpening() const noexcept { return _opening.load(std::memory_order_acquire); }
     /// From here on only this thread has callbacks called. Returns when no other thread is inside one.
     void restrictToThisThread() noexcept;
     /// The manager dies: no callback is called any more, also not by a delivery under way. Returns when no other thread
@@ -109,8 +113,8 @@ private:
 /// One delivery: inside the list of its number from beginning to end. The table is not needed in between.
 class CallbackDelivery {
 public:
-    /// By the calling thread, whose events are given.
-    CallbackDelivery(CallbackTable& table, int id, ThreadEvents& self) noexcept;
+    /// By the calling thread, whose events are given. Empty when the table had another opening meanwhile.
+    CallbackDelivery(CallbackTable& table, std::uint64_t opening, int id, ThreadEvents& self) noexcept;
     CallbackDelivery(const CallbackDelivery&) = delete;
     CallbackDelivery& operator=(const CallbackDelivery&) = delete;
     ~CallbackDelivery();

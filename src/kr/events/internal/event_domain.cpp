@@ -38,7 +38,6 @@ EventDomain& EventDomain::acquire() {
 void EventDomain::release() noexcept {
     _callbacks.close();
     if (isOfApplication()) LocalQueues::instance().retire(_queue);
-    _isOfApplication.store(false, std::memory_order_relaxed);
     _acceptsStops.store(false, std::memory_order_relaxed);
     auto& pool = Pool::instance();
     const std::lock_guard lock(pool.mutex);
@@ -46,22 +45,26 @@ void EventDomain::release() noexcept {
 }
 
 void EventDomain::bind() {
-    if (isOfApplication()) return;
     LocalQueues::instance().bind(_queue);
-    _isOfApplication.store(true, std::memory_order_relaxed);
+    _callbacks.open();
 }
 
 void EventDomain::onSimEvent(const KrSimEvent& event) {
     ThreadEvents& self = threadEvents;
     const Delivery& delivery = *self.delivery;
-    if (!isOfApplication() || (delivery.queue == &_queue && !delivery.isForAll)) [[likely]] {
-        deliver(event, self);
+    // First: a delivery may know this domain from an earlier manager, and another one may begin while it looks.
+    const auto opening = _callbacks.getOpening();
+    const auto application = _queue.number.load(std::memory_order_relaxed);
+    const bool isOwn = delivery.queue == &_queue;
+    if (application == 0 || (isOwn && delivery.application == application && !delivery.isForAll)) [[likely]] {
+        _deliver(event, opening, self);
         return;
     }
-    if (!_concerns(event, delivery)) return;
+    const bool isOfEarlier = isOwn && delivery.application != application;
+    if (isOfEarlier || !_concerns(event, delivery)) return;
     const bool isOfNone = delivery.queue->domain == nullptr;
     if (_queue.isOwnedHere() || (isOfNone && delivery.isImmediate)) {
-        deliver(event, self);
+        _deliver(event, opening, self);
     } else if (isOfNone || _queue.isRunning.load(std::memory_order_relaxed)) {
         _forward(event);
     }
@@ -86,9 +89,14 @@ void EventDomain::_forward(const KrSimEvent& event) {
     warnOfIdleEvents(idle);
 }
 
-void EventDomain::deliver(const KrSimEvent& event, ThreadEvents& self) {
+void EventDomain::deliverForwarded(const KrSimEvent& event, unsigned application, ThreadEvents& self) {
+    const auto opening = _callbacks.getOpening();
+    if (_queue.number.load(std::memory_order_relaxed) == application) _deliver(event, opening, self);
+}
+
+void EventDomain::_deliver(const KrSimEvent& event, std::uint64_t opening, ThreadEvents& self) {
     // A callback may destroy the manager: from here on the delivery does not need it.
-    CallbackDelivery delivery(_callbacks, event.ID(), self);
+    CallbackDelivery delivery(_callbacks, opening, event.ID(), self);
     if (delivery.isEmpty()) return;
     delivery.setPayload(event.constData(), event.bytes());
     const auto nameOf = [&event] { return event.nameForID(); };

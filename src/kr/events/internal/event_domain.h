@@ -22,24 +22,25 @@ public:
     /// Ends all registrations, and waits for the deliveries of other threads that are inside.
     void release() noexcept;
 
-    /// An application owns the manager.
+    /// An application owns the manager. Before the first registration.
     void bind();
-    [[nodiscard]] bool isOfApplication() const noexcept { return _isOfApplication.load(std::memory_order_relaxed); }
+    [[nodiscard]] bool isOfApplication() const noexcept { return _queue.number.load(std::memory_order_relaxed) != 0; }
     [[nodiscard]] LocalQueue& getQueue() noexcept { return _queue; }
     [[nodiscard]] CallbackTable& getCallbacks() noexcept { return _callbacks; }
 
     void onSimEvent(const KrSimEvent& event) override;
-    /// Calls the callbacks, on the calling thread.
-    void deliver(const KrSimEvent& event, ThreadEvents& self);
+    /// An event that was put into the queue of this application.
+    void deliverForwarded(const KrSimEvent& event, unsigned application, ThreadEvents& self);
     /// Whether the stop of an application that comes from another one is for this one, too.
     void acceptStops(bool accept) noexcept { _acceptsStops.store(accept, std::memory_order_relaxed); }
 
 private:
     EventDomain() : _callbacks(*this) { _queue.domain = this; }
+    /// Calls the callbacks, on the calling thread.
+    void _deliver(const KrSimEvent& event, std::uint64_t opening, ThreadEvents& self);
     [[nodiscard]] bool _concerns(const KrSimEvent& event, const Delivery& delivery) const noexcept;
     void _forward(const KrSimEvent& event);
 
-    std::atomic<bool> _isOfApplication{false};
     std::atomic<bool> _acceptsStops{false};
     LocalQueue _queue;
     CallbackTable _callbacks;

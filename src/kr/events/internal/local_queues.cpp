@@ -35,7 +35,7 @@ unsigned LocalQueue::_push(EventBuffer& buffer, const KrSimEvent& event) {
         buffer.events.push_back(event);
         hasLocal.store(true, std::memory_order_relaxed);
     }
-    return isFull && !std::exchange(isWarnedOf, true) ? number : 0;
+    return isFull && !std::exchange(isWarnedOf, true) ? number.load() : 0;
 }
 
 void warnOfIdleEvents(unsigned application) {
@@ -126,6 +126,7 @@ bool LocalQueues::take(LocalQueue& queue, ThreadEvents& self, bool anyThread, Ev
     }
     if (!queue.forwarded.events.empty()) batches.forwarded = queue.forwarded.take();
     batches.local = queue.local.take();
+    batches.application = queue.number.load();
     queue.isWarnedOf = false;
     queue.hasLocal.store(false, std::memory_order_relaxed);
     return true;
@@ -203,7 +204,7 @@ void LocalQueues::bind(LocalQueue& queue) {
     watchThread(threadEvents);
     const std::lock_guard lock(mutex);
     _applications.push_back(&queue);
-    queue.number = ++_lastNumber;
+    queue.number.store(++_lastNumber);
     queue.creator = threadEvents.hasEnded ? Kr::ThreadId::kNone : Kr::getCurrentThreadId();
     queue.owner.store(queue.creator);
 }
@@ -277,7 +278,7 @@ void LocalQueues::retire(LocalQueue& queue) noexcept {
     queue.local.events.clear();
     queue.delayed.clear();
     queue.isWarnedOf = false;
-    queue.number = 0;
+    queue.number.store(0);
     queue.hasLocal.store(false);
     queue.earliestDueSeconds = LocalQueue::kNever;
 }

@@ -39,6 +39,7 @@ struct EventBuffer {
 struct EventBatches {
     EventBatch forwarded;
     EventBatch local;
+    unsigned application{0};  // the queue's when they were taken out
 };
 
 /// Events on their way to one thread, its owner: those of one application, or of none.
@@ -70,9 +71,9 @@ public:
     std::atomic<Kr::ThreadId> owner{Kr::ThreadId::kNone};
     std::atomic<bool> hasLocal{false};   // or forwarded ones
     std::atomic<bool> isRunning{false};  // the main loop of the application runs
+    std::atomic<unsigned> number{0};     // of the application, in the order of creation; 0 without one
 
     EventDomain* domain{nullptr};               // of the application; null: the common queue
-    unsigned number{0};                         // of the application, in the order of creation; 0 when it has ended
     Kr::ThreadId creator{Kr::ThreadId::kNone};  // made the application and has not ended
     EventBuffer local;
     EventBuffer forwarded;
@@ -90,6 +91,7 @@ void warnOfIdleEvents(unsigned application);
 /// What an event manager must know of the delivery that calls it.
 struct Delivery {
     const LocalQueue* queue;  ///< that the event was sent to
+    unsigned application;     ///< that had the queue then; 0 for none
     bool isForAll;            ///< it came from another process
     bool isImmediate;         ///< it is an immediate send, through no application, by the delivering thread
 };
