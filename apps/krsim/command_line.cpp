@@ -12,7 +12,7 @@ namespace krsim {
 namespace {
 
 constexpr const char* kExitCodes =
-    "Exit codes: 0 all went as planned, or the run ended on request; 1 it failed, or files differ; 2 the command line "
+    "Exit codes: 0 all went as planned; 1 it failed, or files differ; 2 the command line "
     "asks for what does not exist; 3 a file is refused; 4 a plug-in could not be loaded.";
 
 Answer answer(const CLI::App& app, const CLI::Error& result) {

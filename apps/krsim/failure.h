@@ -12,6 +12,10 @@ enum class eExitCode : int {
     kUsage = 2,
     kRefusedFile = 3,
     kMissingPlugin = 4,
+    // Ended by a signal, as shells tell it: 128 and its number.
+    kHangup = 129,
+    kInterrupted = 130,
+    kTerminated = 143,
 };
 
 /// A reason to end, told to the operator as "krsim: <text>".

@@ -149,7 +149,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     // A full disk under the table takes no state with it.
     if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave);
     if (recorder) recorder->finish();
-    return result.exitValue == 0 ? eExitCode::kOk : eExitCode::kFailed;
+    return result.exitValue == 0 ? signals.getExitCode() : eExitCode::kFailed;
 }
 
 }  // namespace krsim

@@ -1,5 +1,6 @@
 #include "apps/krsim/stop_signals.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -15,8 +16,11 @@ namespace {
 struct Signal {
     int number;
     const char* name;
+    eExitCode exitCode;
 };
-constexpr std::array kStopSignals{Signal{SIGINT, "SIGINT"}, Signal{SIGTERM, "SIGTERM"}, Signal{SIGHUP, "SIGHUP"}};
+constexpr std::array kStopSignals{Signal{SIGINT, "SIGINT", eExitCode::kInterrupted},
+                                  Signal{SIGTERM, "SIGTERM", eExitCode::kTerminated},
+                                  Signal{SIGHUP, "SIGHUP", eExitCode::kHangup}};
 
 // All that the handler touches; it may run on any thread, at any moment.
 constinit std::atomic<KrSim::KrApplication*> target{nullptr};
@@ -69,12 +73,26 @@ StopSignals::~StopSignals() {
     sigaction(SIGPIPE, &previousPipe, nullptr);
 }
 
-const char* StopSignals::getReceived() const noexcept {
+namespace {
+
+/// Null while none has come.
+const Signal* findReceived() noexcept {
     const int number = received.load();
-    for (const auto& each : kStopSignals) {
-        if (each.number == number) return each.name;
-    }
-    return nullptr;
+    const auto* const place = std::find_if(kStopSignals.begin(), kStopSignals.end(),
+                                           [&](const Signal& each) { return each.number == number; });
+    return place != kStopSignals.end() ? place : nullptr;
+}
+
+}  // namespace
+
+const char* StopSignals::getReceived() const noexcept {
+    const auto* const signal = findReceived();
+    return signal != nullptr ? signal->name : nullptr;
+}
+
+eExitCode StopSignals::getExitCode() const noexcept {
+    const auto* const signal = findReceived();
+    return signal != nullptr ? signal->exitCode : eExitCode::kOk;
 }
 
 StopSignals::Target::Target(StopSignals&, KrSim::KrApplication& application) noexcept {

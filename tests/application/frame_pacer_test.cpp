@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <vector>
 
 #include "kr/application/frame_meter.h"
@@ -56,6 +57,21 @@ TEST(FramePacer, WaitsForAClockThatOnlySleepingMoves) {
     KrSim::FramePacer pacer(clock);
     for (int frame = 0; frame < 4; ++frame)
         EXPECT_NEAR(pacer.beginPaced(kStep).time, 1000.0 + frame * kStep, kTick);
+}
+
+TEST(FramePacer, EndsALongWaitWhenItIsAsked) {
+    struct EndingClock : ScriptedClock {
+        using ScriptedClock::ScriptedClock;
+        void sleepUntil(double seconds) override {
+            ScriptedClock::sleepUntil(seconds);
+            if (sleeps == 3) ends = true;
+        }
+        std::atomic<bool> ends{false};
+    } clock(1e-3);
+    KrSim::FramePacer pacer(clock, &clock.ends);
+    const auto first = pacer.beginPaced(10.0);
+    EXPECT_NEAR(pacer.beginPaced(10.0).time - first.time, 0.15, 20 * kTick);
+    EXPECT_EQ(clock.sleeps, 3U);
 }
 
 struct LearnCase {

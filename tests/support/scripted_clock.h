@@ -10,7 +10,7 @@ namespace test_support {
 
 /// Time that passes by being asked for (a microsecond each time), by sleeping, and by work. Sleeps end late as a script
 /// says, over and over; without one in time. For one thread.
-class ScriptedClock final : public Kr::IClock {
+class ScriptedClock : public Kr::IClock {
 public:
     explicit ScriptedClock(double resolution, std::vector<double> lateness = {0.0})
         : _resolution(resolution), _lateness(std::move(lateness)) {}

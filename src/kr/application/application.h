@@ -78,7 +78,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     bool update();
     /// Any thread. The frame that is under way, or the next one, is the last one.
     void sendExitApplicationRequest(eExitRequestMode mode = eExitRequestMode::kThis) const;
-    /// The same for this application, and safe in a signal handler.
+    /// The same for this application, and safe in a signal handler. A frame that waits for its time begins early.
     void requestExitFromSignal() noexcept { _exitRequested.store(true, std::memory_order_relaxed); }
 
     /// Any thread. From the next frame on, frames go by without simulating anything: events, delayed functions and exit

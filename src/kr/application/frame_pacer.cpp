@@ -1,5 +1,7 @@
 #include "kr/application/frame_pacer.h"
 
+#include <algorithm>
+
 namespace KrSim {
 
 namespace {
@@ -7,10 +9,13 @@ namespace {
 /// So often is a clock read that stands still, before it is taken for one that only sleeping moves: longer than any
 /// real clock takes to its next tick.
 constexpr int kMostReadings = 1'000'000;
+/// So often, in seconds, a long wait asks whether it is to end.
+constexpr double kLongestSleep = 0.05;
 
 }  // namespace
 
-FramePacer::FramePacer(Kr::IClock& clock) : _clock(clock), _resolution(clock.getResolution()) {}
+FramePacer::FramePacer(Kr::IClock& clock, const std::atomic<bool>* endsWaits)
+    : _clock(clock), _endsWaits(endsWaits), _resolution(clock.getResolution()) {}
 
 FrameStart FramePacer::beginFree() {
     FrameStart start;
@@ -28,8 +33,14 @@ FrameStart FramePacer::beginPaced(double stepSeconds) {
     FrameStart start;
     if (remaining > _resolution) {
         const double wakeUp = mark + stepSeconds - _resolution;
-        _clock.sleepUntil(wakeUp);
+        const bool isWhole = _sleepUntil(wakeUp);
         now = _clock.getSeconds();
+        if (!isWhole) {
+            start.time = now;
+            start.wait = remaining;
+            _mark = now;
+            return start;
+        }
         _learn(now - wakeUp);
     }
     if (remaining > 0.0) {
@@ -42,6 +53,17 @@ FrameStart FramePacer::beginPaced(double stepSeconds) {
     start.time = now;
     _mark = now;
     return start;
+}
+
+bool FramePacer::_sleepUntil(double wakeUp) {
+    while (_endsWaits != nullptr) {
+        if (_endsWaits->load(std::memory_order_relaxed)) return false;
+        const double next = _clock.getSeconds() + kLongestSleep;
+        if (next >= wakeUp) break;
+        _clock.sleepUntil(next);
+    }
+    _clock.sleepUntil(wakeUp);
+    return true;
 }
 
 double FramePacer::_spinUntil(double mark, double stepSeconds, double now) {

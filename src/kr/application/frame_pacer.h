@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <optional>
 
@@ -23,11 +24,12 @@ struct FrameStart {
 /// the loop itself, so that the spin is as short as the machine allows. A frame is due one time step after the
 /// beginning of the one before: time that was lost is not caught up. A clock that stands still while it is read again
 /// and again is slept on, so that one which only sleeping moves ends the wait, too.
-/// Thread: one.
+/// Thread: one; the flag that ends waits may be set on any thread, or by a signal handler.
 class KR_API FramePacer {
 public:
     /// The clock is borrowed. Asks for its resolution, which may take a few milliseconds the first time.
-    explicit FramePacer(Kr::IClock& clock = Kr::SteadyClock::instance());
+    /// \param endsWaits  once it is true, a wait ends within 50 ms and its frame begins early; borrowed, null for none.
+    explicit FramePacer(Kr::IClock& clock = Kr::SteadyClock::instance(), const std::atomic<bool>* endsWaits = nullptr);
 
     /// Waits until the frame is due and begins it. The first one is due at once.
     FrameStart beginPaced(double stepSeconds);
@@ -38,10 +40,13 @@ public:
     [[nodiscard]] Kr::IClock& getClock() const noexcept { return _clock; }
 
 private:
+    /// False when the flag has ended the wait.
+    [[nodiscard]] bool _sleepUntil(double wakeUp);
     [[nodiscard]] double _spinUntil(double mark, double stepSeconds, double now);
     void _learn(double lateness);
 
     Kr::IClock& _clock;
+    const std::atomic<bool>* _endsWaits;
     double _resolution;
     std::optional<double> _mark;  // when the last frame began
     std::array<double, 32> _lateness{};

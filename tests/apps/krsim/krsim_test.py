@@ -91,11 +91,12 @@ class Krsim(unittest.TestCase):
     def test_a_signal_ends_the_run_after_the_frame(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(number.name):
-                process = self.start(*CHATTER, "--log-file", f"{self.folder}/{number.name}_")
+                # At a frame each ten seconds: the wait ends, too.
+                process = self.start(*CHATTER, "--rate", "0.1", "--log-file", f"{self.folder}/{number.name}_")
                 self.wait_for(process.stdout, "logging into")
                 process.send_signal(number)
                 printed, complained = process.communicate()
-                self.assertEqual(process.returncode, 0, printed + complained)
+                self.assertEqual(process.returncode, 128 + number, printed + complained)
                 self.assertRegex(printed, f"krsim: ended by {number.name}: [1-9]\\d* frames")
                 log, = self.folder.glob(f"{number.name}_*_{process.pid}.log")
                 self.assertTrue(log.read_text().endswith("INFO - Actors: saved\n"))

@@ -20,7 +20,8 @@
 namespace KrSim {
 
 struct KrApplication::Parts final : KrContentDispatcher::Observer {
-    Parts(KrApplication& itsApplication, Kr::IClock& clock) : application(itsApplication), pacer(clock) {}
+    Parts(KrApplication& itsApplication, Kr::IClock& clock)
+        : application(itsApplication), pacer(clock, &itsApplication._exitRequested) {}
 
     void _onExtensionEntered(KrExtension& extension) override {
         listeners.tell([&](IApplicationListener& each) { each.onExtensionAdded(&application, &extension); });
