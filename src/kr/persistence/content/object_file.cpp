@@ -25,8 +25,7 @@ bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* cons
     KrFile file;
     file.setFileType(KrFile::eFileType::kObject);
     file.setProgressHandler(progress);
-    file.addSection(section.get());
-    static_cast<void>(section.release());
+    file.addSection(section.release());
     const bool isSaved = file.save(fileName, flags);
     error = file.explainLastError();
     return isSaved;

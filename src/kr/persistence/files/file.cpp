@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 #include "kr/persistence/files/file_object_numbers.h"
@@ -41,7 +42,9 @@ void KrFile::addSection(KrFileSection* section) {
                        section->getName().c_str());
         return;
     }
+    std::unique_ptr<KrFileSection> added(section);
     _sections.push_back(section);
+    static_cast<void>(added.release());
     section->setOwner(this);
 }
 

@@ -73,8 +73,8 @@ public:
 
     // --- Sections, in the order of the file -------------------------------------------------------------------------
 
-    /// The file owns the section from now on. One that it holds already is not added again, null is ignored, and one
-    /// of another file is refused with a warning.
+    /// The file owns the section from now on, and deletes it when it throws std::bad_alloc. One that it holds already
+    /// is not added again, null is ignored, and one of another file is refused with a warning.
     void addSection(KrFileSection* section);
     /// Hands the section back to the caller. Does nothing for one that the file does not hold.
     void removeSection(KrFileSection* section);

@@ -15,7 +15,7 @@ bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags
         return false;
     }
     const auto saved = Kr::makeSmart<KrFile>();
-    saved->addSection(std::make_unique<KrSetupSection>(file.setup).release());
+    saved->addSection(new KrSetupSection(file.setup));
     auto list = std::make_unique<KrContentListSection>();
     list->setFiles(file.contentFiles);
     saved->addSection(list.release());

@@ -24,8 +24,7 @@ bool saveSimulationState(const KrSim::KrApplication& application, const std::str
     section->setSnapshot(std::move(snapshot), options.payload);
     KrFile file;
     file.setFileType(KrFile::eFileType::kSimulationState);
-    file.addSection(section.get());
-    static_cast<void>(section.release());
+    file.addSection(section.release());
     return file.save(fileName, options.flags) || fail(file.explainLastError());
 } catch (const std::bad_alloc&) {
     if (error != nullptr) *error = kOutOfMemory;
