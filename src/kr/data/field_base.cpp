@@ -1,6 +1,7 @@
 #include "kr/data/field_base.h"
 
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "kr/core/base.h"
@@ -10,6 +11,7 @@
 #include "kr/data/internal/description_pool.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/internal/proxy_list.h"
 #include "kr/data/proxy.h"
 #include "kr/data/value_conversion.h"
 
@@ -72,13 +74,8 @@ void FieldBase::_attachTo(Container* parent) {
 
 void FieldBase::_detachFromEverything() noexcept {
     detail::NotificationFrame::onFieldDestroyed(*this);
-    // From here on a proxy that dies does not find this field any more, so the list would keep it.
-    std::vector<FieldReference> proxies;
-    if (_has(kHasProxies)) {
-        for (auto* proxy : _getProxies())
-            proxies.emplace_back(proxy);
-        _rareIfAny()->proxies = {};
-    }
+    std::optional<detail::OrphanedProxies> proxies;
+    if (_has(kHasProxies)) proxies.emplace(_rareIfAny()->proxies);
     // First of all, so that a handle which ends on another thread does not find half a field.
     if (auto* rare = _rareIfAny()) {
         if (rare->liveness) rare->liveness->_fieldDied();
@@ -87,8 +84,8 @@ void FieldBase::_detachFromEverything() noexcept {
     }
     if (_parent != nullptr) _parent->_onChildDies(*this);
     _dropConnections();
-    for (const auto& proxy : proxies) {
-        if (proxy.isAlive()) static_cast<Proxy*>(proxy.get())->_onLinkedFieldDied();
+    for (std::size_t i = 0; proxies && i < proxies->places().size(); ++i) {
+        if (auto* proxy = proxies->places()[i]) proxy->_onLinkedFieldDied();
     }
 }
 

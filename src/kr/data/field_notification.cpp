@@ -21,6 +21,7 @@ namespace KrData {
 
 namespace detail {
 thread_local constinit NotificationFrame* NotificationFrame::_top = nullptr;
+thread_local constinit OrphanedProxies* OrphanedProxies::_top = nullptr;
 }  // namespace detail
 
 namespace {
@@ -340,16 +341,31 @@ void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::Notificati
     }
 }
 
-void FieldBase::_tellProxies(const detail::NotificationFrame& frame) const {
-    auto& proxies = _rareIfAny()->proxies;
+namespace {
+
+/// Until the field of the frame, or the one that has changed, is gone. Proxies that come meanwhile are left out.
+template <class Tell>
+void forEachProxy(detail::ProxyList& proxies, const detail::NotificationFrame& frame, const Tell& tell) {
+    struct Walk {
+        detail::ProxyList& list;
+        const detail::NotificationFrame& frame;
+        ~Walk() {
+            if (!frame.fieldDied()) list.endWalk();
+        }
+    };
     proxies.beginWalk();
-    const auto count = proxies.places().size();
+    const Walk walk{proxies, frame};
+    const auto count = walk.list.places().size();
     for (std::size_t i = 0; i < count; ++i) {
-        if (auto* proxy = proxies.places()[i]) proxy->_onLinkedFieldChanged(*this);
-        if (frame.fieldDied()) return;
-        if (frame.changedDied()) break;
+        if (auto* proxy = walk.list.places()[i]) tell(*proxy);
+        if (frame.fieldDied() || frame.changedDied()) return;
     }
-    proxies.endWalk();
+}
+
+}  // namespace
+
+void FieldBase::_tellProxies(const detail::NotificationFrame& frame) const {
+    forEachProxy(_rareIfAny()->proxies, frame, [this](Proxy& proxy) { proxy._onLinkedFieldChanged(*this); });
 }
 
 void FieldBase::_notifyObservers(const FieldBase& changed) const {
@@ -357,10 +373,10 @@ void FieldBase::_notifyObservers(const FieldBase& changed) const {
     const auto state = _state.load(std::memory_order_acquire);
     const detail::ObserverList::Reader observers(
         (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
-    for (auto* proxy : (state & kHasProxies) != 0 ? _getProxies() : std::vector<Proxy*>()) {
-        const auto now = _getProxies();  // without those that an observer has destroyed
-        if (std::find(now.begin(), now.end(), proxy) == now.end() || proxy->_findLinkedField() != this) continue;
-        proxy->_notifyObservers(*proxy);
+    if ((state & kHasProxies) != 0) {
+        forEachProxy(_rareIfAny()->proxies, frame, [this](Proxy& proxy) {
+            if (proxy._findLinkedField() == this) proxy._notifyObservers(proxy);
+        });
         if (frame.fieldDied() || frame.changedDied()) return;
     }
     const bool isLocal = _has(kLocal);

@@ -8,6 +8,7 @@
 #include "kr/data/container.h"
 #include "kr/data/i_copy_map.h"
 #include "kr/data/internal/notification_frame.h"
+#include "kr/data/internal/proxy_list.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
 
@@ -77,6 +78,7 @@ Proxy::Proxy(const Proxy& source) : FieldBase(source), _proxyDataType(source._pr
 Proxy::~Proxy() {
     for (auto& entry : _entries)
         _detach(entry);
+    detail::OrphanedProxies::onProxyDestroyed(*this);
     _detachFromEverything();
 }
 

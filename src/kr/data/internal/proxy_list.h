@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "kr/data/fwd.h"
@@ -33,6 +34,31 @@ private:
 
     std::vector<Proxy*> _proxies;
     std::size_t _walks{0};
+};
+
+/// The proxies of a field that is being destroyed, until each has been notified. On the stack: a proxy that dies
+/// meanwhile does not find the field any more, and leaves this list instead.
+class OrphanedProxies {
+public:
+    explicit OrphanedProxies(ProxyList& proxies) noexcept
+        : _proxies(std::exchange(proxies, {})), _outer(std::exchange(_top, this)) {
+        _proxies.beginWalk();
+    }
+    OrphanedProxies(const OrphanedProxies&) = delete;
+    OrphanedProxies& operator=(const OrphanedProxies&) = delete;
+    ~OrphanedProxies() { _top = _outer; }
+
+    /// Places may be empty.
+    [[nodiscard]] const std::vector<Proxy*>& places() const noexcept { return _proxies.places(); }
+    static void onProxyDestroyed(const Proxy& proxy) noexcept {
+        for (auto* each = _top; each != nullptr; each = each->_outer)
+            each->_proxies.remove(&proxy);
+    }
+
+private:
+    ProxyList _proxies;
+    OrphanedProxies* _outer;
+    static thread_local constinit OrphanedProxies* _top;
 };
 
 }  // namespace KrData::detail
