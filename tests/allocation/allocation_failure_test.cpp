@@ -12,6 +12,8 @@
 #include <tuple>
 
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_array.h"
+#include "kr/data/vector.h"
 #include "kr/persistence/content/object_file.h"
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/internal/file_calls.h"
@@ -198,6 +200,31 @@ class TakeSnapshot final : public InApplication {
         return InApplication::describe() +
                (snapshot ? std::to_string(snapshot->getState().getExtensionStates().size()) : "none");
     }
+    std::shared_ptr<const SimulationSnapshot> snapshot;
+};
+
+class RestoreState final : public InApplication {
+public:
+    RestoreState() {
+        simulation.sendLater(kEvent, 1.0);
+        simulation.sendLater(kEvent + 1, 2.0);
+        snapshot = SimulationSnapshot::take(*simulation.application);
+        simulation.sendLater(kEvent + 2, 3.0);
+        simulation.worker->shift = 2;
+        auto* mill = town->findExtensionByName("Mill", false);
+        mill->getImplementationAs<Part>()->memory = 8;
+        auto& fields = mill->getParameterContainer();
+        fields["Text"].set<std::string>("short");
+        KrData::Vector<std::string>::from(fields["Stones"])->clear();
+        KrData::Vector<double>::from(fields["Weights"])->clear();
+        using Numbers = KrData::FieldArray<KrData::Field<double>>;
+        static_cast<Numbers&>(fields["Sails"]).resize(0);
+        static_cast<Numbers&>(fields["Gears"]).resize(5);
+    }
+
+private:
+    static constexpr int kEvent = 70'000;
+    bool run() override { return snapshot->restore(*simulation.application).isRestored; }
     std::shared_ptr<const SimulationSnapshot> snapshot;
 };
 
@@ -401,6 +428,7 @@ TEST_P(FailingAllocation, LeavesEverythingAsItWasOrSucceeds) {
 const Case kCases[] = {
     {"CloneTree", make<CloneTree>},
     {"TakeSnapshot", make<TakeSnapshot>},
+    {"RestoreState", make<RestoreState>},
     {"SaveStateBinary", make<SaveState<0>>},
     {"SaveStateXml", make<SaveState<KrFile::kXml>>},
     {"SaveObjectsBinary", make<SaveObjects<0>>},

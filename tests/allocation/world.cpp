@@ -1,7 +1,14 @@
 #include "tests/allocation/world.h"
 
+#include <array>
+
 #include "kr/application/content_dispatcher.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_array.h"
+#include "kr/data/proxy.h"
+#include "kr/data/vector.h"
+#include "kr/events/event_dispatcher.h"
+#include "kr/events/sim_event.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
@@ -44,6 +51,16 @@ KrSmartPtr<KrObject> makeTown() {
     town->add(block.get());
     block->add(well.get());
     mill->addParameter("Added at run time", KrData::Types::kDouble)->set<double>(2.5);
+    auto& parameters = mill->getParameterContainer();
+    new KrData::Vector<std::string>("Stones", &parameters, {"a stone with a long name", "another one with a name"});
+    new KrData::Vector<double>("Weights", &parameters, {1.0, 2.0});
+    for (const char* id : {"Sails", "Gears"}) {
+        auto* array = new KrData::FieldArray<KrData::Field<double>>(id, &parameters);
+        array->resize(2);
+        array->item(1)->setValue(0.5);
+    }
+    auto* link = new KrData::Proxy("Sign", KrData::Types::kUnknown, &well->getParameterContainer());
+    link->addLink(mill->getParameter("Text"));
     Kr::KrConnectionFactory::connect(mill->getOutput("Speed"), well->getInput("Force"));
     return town;
 }
@@ -54,6 +71,9 @@ void describeField(const KrData::FieldBase& field, std::string& text) {
     for (const auto* child : field.getChildren()) {
         text += "    " + child->getPath() + " = ";
         if (child->getDataType() != KrData::Types::kContainer) text += child->toString();
+        if (child->getDataType() == KrData::Types::kProxy) {
+            text += " links " + std::to_string(static_cast<const KrData::Proxy*>(child)->getLinkCount());
+        }
         text += " in " + std::to_string(child->_getIncomingConnections().size()) + " out " +
                 std::to_string(child->_getOutgoingConnections().size()) + "\n";
         describeField(*child, text);
@@ -115,12 +135,28 @@ Simulation::Simulation() {
     application->insertModule(KrSim::KrSmartInterface<KrSim::ISimulatorModule>(worker));
 }
 
-Simulation::~Simulation() = default;
+Simulation::~Simulation() {
+    KrSim::KrEventDispatcher::_replaceDelayedEvents({});
+}
+
+void Simulation::sendLater(int number, double delaySeconds) const {
+    constexpr std::array<char, KrSim::KrSimEvent::kInlineBytes + 1> kPayload{};
+    KrSim::KrSimEvent event(number, kPayload.size(), kPayload.data());
+    event.setDelay(delaySeconds);
+    KrSim::KrEventDispatcher::sendEventLocally(event);
+}
 
 std::string Simulation::describe() const {
     std::string text = "application: " + std::to_string(application->getExtensionCount()) + ", offered " +
                        std::to_string(application->getContentDispatcher().getExtensionCount()) + ", managed " +
-                       std::to_string(worker->managedCount()) + "\n";
+                       std::to_string(worker->managedCount()) + ", shift " + std::to_string(worker->shift) +
+                       ", frames " + std::to_string(application->_getFramePosition().frames);
+    const auto pending = KrSim::KrEventDispatcher::_getPendingEvents(&application->getInternals().events);
+    for (const auto& each : pending.events) {
+        text += ", event " + std::to_string(each.event.ID()) + " of " + std::to_string(each.event.bytes()) +
+                " bytes in " + std::to_string(each.dueSeconds - pending.nowSeconds);
+    }
+    text += "\n";
     for (std::size_t i = 0; i < application->getExtensionCount(); ++i)
         text += allocation_test::describe(*application->getExtension(i));
     return text;

@@ -46,15 +46,21 @@ public:
     KrSim::Parameter<int> floors{this, "Floors", {.value = 2}};
 };
 
-/// Manages every part that comes.
+/// Manages every part that comes, and is restored before the content.
 class Worker final : public KrSim::ISimulatorModule {
 public:
+    using Priority = KrSim::IExtensionState::eRestoreStatePriority;
+
     explicit Worker(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
     void onExtensionAdded(KrExtension* extension) override {
         if (extension->getImplementationAs<Part>() != nullptr) _addManagedExtension(extension);
     }
     void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
+    [[nodiscard]] Priority getRestoreStatePriority() const override { return Priority::kBeforeContent; }
+    void onStateSave(std::ostream& state) override { state << shift; }
+    void onStateRestore(std::istream& state) override { state >> shift; }
     [[nodiscard]] std::size_t managedCount() { return getManagedExtensions().size(); }
+    int shift{1};
 };
 
 /// The two types, from here to the end of the scope.
@@ -67,7 +73,8 @@ struct Types {
 
 [[nodiscard]] KrSmartPtr<KrExtension> makePart(const std::string& name);
 [[nodiscard]] KrSmartPtr<KrObject> makeHouse(const std::string& name);
-/// "Town" with "Mill" and "Block", which has "Well"; the speed of the mill drives the force of the well.
+/// "Town" with "Mill" and "Block", which has "Well". The speed of the mill drives the force of the well, and a proxy of
+/// the well links the text of the mill.
 [[nodiscard]] KrSmartPtr<KrObject> makeTown();
 /// An extension with all below it: names, owners, fields with values and connections, registrations, and messages.
 [[nodiscard]] std::string describe(const KrExtension& extension);
@@ -81,6 +88,8 @@ struct Simulation {
     Simulation& operator=(const Simulation&) = delete;
     ~Simulation();
     [[nodiscard]] std::string describe() const;
+    /// An event with a payload that needs memory of its own.
+    void sendLater(int number, double delaySeconds) const;
 
     test_support::ManualClock clock;
     test_support::DispatcherScope dispatcher;

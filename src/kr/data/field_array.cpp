@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "kr/data/internal/child_pairs.h"
@@ -98,13 +99,12 @@ bool FieldArrayBase::resize(std::size_t count) {
 FieldBase* FieldArrayBase::_insertItem(std::size_t index) {
     if (index > size() || (_hasSizeRange && size() >= _maximumSize)) return nullptr;
     _restartInternalIdentifiers();
-    auto* item = _makeItem(Kr::KrID(std::to_string(_getNextInternalIdentifier())));
+    std::unique_ptr<FieldBase> made(_makeItem(Kr::KrID(std::to_string(_getNextInternalIdentifier()))));
+    auto* item = made.get();
     item->_setDynamic(true);
     const detail::NotificationFrame frame(*item, *item);
-    if (!_addField(item, begin() + static_cast<std::ptrdiff_t>(index))) {
-        delete item;
-        return nullptr;
-    }
+    if (!_addField(item, begin() + static_cast<std::ptrdiff_t>(index))) return nullptr;
+    static_cast<void>(made.release());
     return frame.fieldDied() ? nullptr : item;
 }
 

@@ -5,6 +5,7 @@
 #include "kr/core/fwd.h"
 
 namespace KrData {
+class ArrayResizes;
 class ContainerDiff;
 class DelegateConnection;
 class FieldArrayBase;

@@ -4,9 +4,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "kr/data/array_resizes.h"
 #include "kr/data/field.h"
 #include "kr/data/field_array.h"
-#include "kr/data/field_reference.h"
 #include "kr/data/internal/value_operations.h"
 #include "kr/data/vector.h"
 
@@ -43,7 +43,7 @@ std::size_t FieldValues::getSizeBytes() const {
 
 ValuePlan::ValuePlan() = default;
 
-ValuePlan::ValuePlan(const std::vector<Container*>& groups) {
+ValuePlan::ValuePlan(std::span<Container* const> groups) {
     for (auto* group : groups)
         _add(*group);
     _sort();
@@ -324,15 +324,16 @@ bool ValuePlan::contains(const FieldBase* field) const noexcept {
     return std::find(_fields.begin(), _fields.end(), field) != _fields.end();
 }
 
-void ValuePlan::resizeArrays(const std::vector<Container*>& groups) const {
+void ValuePlan::resizeArrays(std::span<Container* const> groups, ArrayResizes& resizes) const {
     for (std::uint32_t at = 0; at < _nodes.size(); at = _nodes[at].end) {
         const auto found = std::find_if(groups.begin(), groups.end(),
                                         [&](const Container* group) { return group->getID() == _nodes[at].id; });
-        if (found != groups.end()) _resizeBelow(at + 1, _nodes[at].end, **found);
+        if (found != groups.end()) _resizeBelow(at + 1, _nodes[at].end, **found, resizes);
     }
 }
 
-void ValuePlan::_resizeBelow(std::uint32_t first, std::uint32_t last, Container& container) const {
+void ValuePlan::_resizeBelow(std::uint32_t first, std::uint32_t last, Container& container,
+                             ArrayResizes& resizes) const {
     std::size_t position = 0;
     for (auto at = first; at < last; at = _nodes[at].end, ++position) {
         const auto& node = _nodes[at];
@@ -346,11 +347,9 @@ void ValuePlan::_resizeBelow(std::uint32_t first, std::uint32_t last, Container&
             for (auto item = at + 1; item < node.end; item = _nodes[item].end)
                 ++count;
             // An observer of the array may destroy it.
-            const FieldReference alive(&below);
-            if (below.size() != count) static_cast<FieldArrayBase&>(below).resize(count);
-            if (!alive.isAlive()) return;
+            if (below.size() != count && !resizes.resize(static_cast<FieldArrayBase&>(below), count)) return;
         }
-        _resizeBelow(at + 1, node.end, below);
+        _resizeBelow(at + 1, node.end, below, resizes);
     }
 }
 

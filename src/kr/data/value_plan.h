@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,7 @@ class KR_API ValuePlan {
 public:
     using Changed = std::vector<FieldBase*>;
 
-    explicit ValuePlan(const std::vector<Container*>& groups);
+    explicit ValuePlan(std::span<Container* const> groups);
     ValuePlan(const ValuePlan&) = delete;
     ValuePlan& operator=(const ValuePlan&) = delete;
     ~ValuePlan();
@@ -55,7 +56,7 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return _fields.size(); }
     /// Allocates nothing when `values` held values of this plan before, but for texts and vectors that grew.
     void take(FieldValues& values) const;
-    /// Lets the restore that follows do without memory for texts, so that it cannot end half way for want of it.
+    /// Takes the memory that the restore which follows needs, so that it cannot run out half way.
     void prepare(const FieldValues& values, const ValuePlan& source) const;
     /// Sets each field to its value as it is, without clamping, and tells nobody: `changed` gets the fields whose
     /// observers and connections would hear of it. Answers how many values of `source` found no field here.
@@ -71,7 +72,7 @@ public:
     void fetchFields() const noexcept;
     /// Gives the field arrays below the groups as many items as they had, as far as their size range allows. After that
     /// the groups may need another plan.
-    void resizeArrays(const std::vector<Container*>& groups) const;
+    void resizeArrays(std::span<Container* const> groups, ArrayResizes& resizes) const;
 
     // --- One value, by index below size() -------------------------------------------------------------------------
     /// Identifiers from the group down, "Outputs.Speed"; items of arrays by their index.
@@ -151,7 +152,7 @@ private:
     void _pair(Nodes own, const ValuePlan& other, Nodes others, const Match& match, const Miss& miss) const;
     std::size_t _restorePairs(Nodes own, const ValuePlan& source, Nodes others, const FieldValues& values,
                               Changed& changed) const;
-    void _resizeBelow(std::uint32_t first, std::uint32_t last, Container& group) const;
+    void _resizeBelow(std::uint32_t first, std::uint32_t last, Container& group, ArrayResizes& resizes) const;
     void _fill(Container& container, std::uint32_t first, std::uint32_t last, const FieldValues& values) const;
     /// The nodes with this identifier among the siblings from `first` up to `last`.
     [[nodiscard]] std::size_t _countBefore(std::uint32_t first, std::uint32_t last, const Kr::KrID& id) const;

@@ -140,13 +140,17 @@ struct ValuePlan::VectorOperations {
             if (static_cast<VectorBase*>(fields[i])->_restoreItems(at(place + i, values))) changed.push_back(fields[i]);
         }
     }
+    static void prepare(Fields fields, std::size_t count, std::size_t place, const FieldValues& values) {
+        for (std::size_t i = 0; i < count; ++i)
+            static_cast<VectorBase*>(fields[i])->_prepareRestore(at(place + i, values));
+    }
     static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
         return at(place, first)._hasIdenticalItems(at(otherPlace, second));
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::unique_ptr<FieldBase>(at(place, values).clone(id, nullptr));
     }
-    static constexpr Operations kAll{&ValuePlan::_otherCount, 1, take, restore, nullptr, isSame, make};
+    static constexpr Operations kAll{&ValuePlan::_otherCount, 1, take, restore, prepare, isSame, make};
 };
 
 const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {

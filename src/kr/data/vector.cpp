@@ -271,14 +271,30 @@ bool Vector<T>::_hasIdenticalItems(const VectorBase& other) const {
 }
 
 template <class T>
+void Vector<T>::_prepareRestore(const VectorBase& source) {
+    const auto* same = dynamic_cast<const Vector*>(&source);
+    if (same == nullptr || _hasIdenticalItems(source)) return;
+    _prepareChange();
+    if constexpr (kHasMemory) {
+        _prepared = same->_items;
+    } else {
+        _items.reserve(same->_items.size());
+    }
+}
+
+template <class T>
 bool Vector<T>::_restoreItems(const VectorBase& source) {
     const auto* same = dynamic_cast<const Vector*>(&source);
     if (same == nullptr || _hasIdenticalItems(source)) return false;
     const auto count = std::max(_items.size(), same->_items.size());
-    if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+    if constexpr (kHasMemory) {
+        if (_prepared != same->_items) _prepared = same->_items;
+        _items.swap(_prepared);
+    } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         // Values of different enumerations refuse assignment.
-        std::vector<Item> copy(same->_items);
-        _items.swap(copy);
+        _items.reserve(same->_items.size());
+        _items.clear();
+        _items.insert(_items.end(), same->_items.begin(), same->_items.end());
     } else {
         _items = same->_items;
     }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -73,6 +74,7 @@ public:
     void _cloneFrom(const FieldBase& source) override;
     bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
     bool _restoreItems(const VectorBase& source) override;
+    void _prepareRestore(const VectorBase& source) override;
     [[nodiscard]] bool _hasIdenticalItems(const VectorBase& other) const override;
     [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(Item); }
 
@@ -85,6 +87,7 @@ protected:
 
 private:
     static constexpr bool kIsPlain = std::is_same_v<Item, T>;
+    static constexpr bool kHasMemory = std::is_same_v<Item, std::string>;  // each item
     struct Nothing {};
 
     void _put(std::size_t index, const T& value);
@@ -93,6 +96,9 @@ private:
     std::vector<Item> _items;
     // What getItems() answers, where items are kept as something else.
     [[no_unique_address]] mutable std::conditional_t<kIsPlain, Nothing, std::vector<T>> _read;
+    // What a restore swaps in, where each item needs memory; afterwards the items before.
+    struct NoItems {};
+    [[no_unique_address]] std::conditional_t<kHasMemory, std::vector<Item>, NoItems> _prepared;
 };
 
 #define KR_DECLARE_VECTOR(T) extern template class Vector<T>;

@@ -52,6 +52,10 @@ void VectorBase::_addChange(std::uint64_t first, std::uint64_t last) {
     }
 }
 
+void VectorBase::_prepareChange() {
+    if (isTracking()) _changes.reserve(_changes.size() + 1);
+}
+
 void VectorBase::_mergeChanges() const {
     if (_mergedCount == _changes.size()) return;
     const auto waiting = _changes.begin() + static_cast<std::ptrdiff_t>(_mergedCount);

@@ -54,6 +54,8 @@ public:
     /// Answers whether they were others, bit by bit, and somebody would hear of that. False, and nothing changes, when
     /// the item data types differ.
     virtual bool _restoreItems(const VectorBase& source) = 0;
+    /// Takes the memory that _restoreItems of this source needs next.
+    virtual void _prepareRestore(const VectorBase& source) = 0;
     /// Whether both have the same items, bit by bit.
     [[nodiscard]] virtual bool _hasIdenticalItems(const VectorBase& other) const = 0;
     /// For people: the size and the first items.
@@ -69,6 +71,8 @@ public:
 
 protected:
     explicit VectorBase(const Kr::KrID& id);
+    /// Makes room for one more range.
+    void _prepareChange();
     /// A copy starts without incremental transfer.
     VectorBase(const VectorBase& source);
 

@@ -373,16 +373,22 @@ KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents(const Even
     return {queues.copyPending(queueOf(manager)), queues.now()};
 }
 
-void KrEventDispatcher::_replaceDelayedEvents(const PendingEvents& pending, const EventManagerImplementation* manager) {
+std::vector<PendingEvent> KrEventDispatcher::_replaceDelayedEvents(PendingEvents&& pending,
+                                                                   const EventManagerImplementation* manager) {
     auto& queues = state().queues;
-    queues.replaceDelayed(queueOf(manager), pending.events, queues.now() - pending.nowSeconds);
+    return queues.replaceDelayed(queueOf(manager), std::move(pending.events), queues.now() - pending.nowSeconds);
+}
+
+std::optional<PendingEvent> KrEventDispatcher::_takeDelayedSince(const EventManagerImplementation* manager) noexcept {
+    return state().queues.takeDelayedSince(queueOf(manager));
 }
 
 void KrEventDispatcher::_deliverQueuedEvents(const EventManagerImplementation* manager) {
     State& all = state();
     ThreadEvents& self = threadEvents;
     FirstException exception;
-    for (auto* queue : all.queues.findKnown(queueOf(manager)))
+    auto* const own = queueOf(manager);
+    for (std::size_t i = 0; auto* queue = all.queues.findKnown(own, i); ++i)
         processQueue(all, self, *queue, eCaller::kFrame, exception);
     exception.rethrow();
 }

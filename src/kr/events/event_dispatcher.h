@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kr/events/fwd.h"
@@ -74,10 +75,14 @@ public:
     /// this thread runs, else of none and of all that belong to this thread.
     [[nodiscard]] static PendingEvents _getPendingEvents(const EventManagerImplementation* manager = nullptr);
     /// Puts these in the place of the delayed events of the same queues, each due as long from now as it was then.
-    /// Events whose senders wait stay.
-    static void _replaceDelayedEvents(const PendingEvents& pending,
-                                      const EventManagerImplementation* manager = nullptr);
-    /// Delivers what is queued there, as preUpdate does, but no delayed events.
+    /// Events whose senders wait stay. Answers those that were there before. Throws std::bad_alloc, with nothing
+    /// replaced and `pending` as it was.
+    static std::vector<PendingEvent> _replaceDelayedEvents(PendingEvents&& pending,
+                                                           const EventManagerImplementation* manager = nullptr);
+    /// Takes out one of the delayed events of these queues that were sent since the last replacement; none at the end.
+    [[nodiscard]] static std::optional<PendingEvent> _takeDelayedSince(
+        const EventManagerImplementation* manager) noexcept;
+    /// Delivers what is queued there, as preUpdate does, but no delayed events. Allocates nothing itself.
     static void _deliverQueuedEvents(const EventManagerImplementation* manager = nullptr);
     /// Queues all local event names and publishes the first ones: an application has joined that knows none.
     static void _publishEventNames();

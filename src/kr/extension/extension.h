@@ -159,10 +159,12 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     /// Puts back field values, as they are and without a transfer over connections, tells their observers, and hands
     /// the bytes to the implementation.
     virtual void _restoreState(const KrExtensionState& state);
-    /// Puts back outputs only; what implements positions adds them.
-    virtual void _restorePositionsAndOutputs(const KrExtensionState& state);
-    /// Takes the memory that putting back the field values of this state needs; answers how many values there are.
-    std::size_t _prepareRestore(const KrExtensionState& state);
+    /// Puts back outputs only; what implements positions adds them. `changed` lends its memory and is empty before and
+    /// after.
+    virtual void _restorePositionsAndOutputs(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
+    /// Gives field arrays as many items as they had, and takes the memory that putting back the field values of this
+    /// state needs, so that it cannot end half way. Answers how many values there are.
+    std::size_t _prepareRestore(const KrExtensionState& state, KrData::ArrayResizes& resizes);
     /// Puts back field values and tells nobody; `changed` gets the fields whose observers would hear of it. Answers
     /// how many values found no field here. Field arrays get as many items as they had.
     std::size_t _restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/data/array_resizes.h"
 #include "kr/data/container.h"
 #include "kr/data/value_plan.h"
 #include "kr/extension/extension.h"
@@ -139,11 +140,18 @@ void KrExtension::_restoreImplementationState(const KrExtensionState& state, con
 
 std::size_t KrExtension::_restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed) {
     const auto& source = state._getPlan();
-    if (_fields->_getValuePlan().get() != &source) source.resizeArrays(_fields->_getGroups());
+    if (_fields->_getValuePlan().get() != &source) {
+        KrData::ArrayResizes resizes;
+        source.resizeArrays(_fields->_getGroups(), resizes);
+        resizes.keep();
+    }
     return _fields->_getValuePlan()->restore(state._getValues(), source, changed);
 }
 
-std::size_t KrExtension::_prepareRestore(const KrExtensionState& state) {
+std::size_t KrExtension::_prepareRestore(const KrExtensionState& state, KrData::ArrayResizes& resizes) {
+    if (_fields->_getValuePlan().get() != &state._getPlan()) {
+        state._getPlan().resizeArrays(_fields->_getGroups(), resizes);
+    }
     const auto& plan = *_fields->_getValuePlan();
     plan.prepare(state._getValues(), state._getPlan());
     return plan.size();
@@ -159,10 +167,10 @@ void KrExtension::_tellRestored(std::span<KrData::FieldBase* const> changed) {
     }
 }
 
-void KrExtension::_restorePositionsAndOutputs(const KrExtensionState& state) {
-    std::vector<KrData::FieldBase*> changed;
+void KrExtension::_restorePositionsAndOutputs(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed) {
     _fields->_getValuePlan()->restoreGroup(getOutputContainer().getID(), state._getValues(), state._getPlan(), changed);
     _tellRestored(changed);
+    changed.clear();
 }
 
 }  // namespace KrSim

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -65,7 +66,9 @@ public:
     // --- States of the simulation ----------------------------------------------------------------------------------
     /// The fields of the three groups that have values; the same plan as long as their trees do not change.
     [[nodiscard]] const std::shared_ptr<const KrData::ValuePlan>& _getValuePlan() const;
-    [[nodiscard]] std::vector<KrData::Container*> _getGroups() { return {&_inputs, &_outputs, &_parameters}; }
+    [[nodiscard]] std::array<KrData::Container*, 3> _getGroups() noexcept {
+        return {&_inputs, &_outputs, &_parameters};
+    }
 
     // --- Connections -----------------------------------------------------------------------------------------------
     /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.

@@ -1,6 +1,7 @@
 #include "kr/events/internal/local_queues.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
 #include "kr/events/internal/event_numbers.h"
@@ -12,6 +13,11 @@ namespace {
 
 bool isStopLater(const PendingEvent& each) noexcept {
     return isStop(each.event);
+}
+
+/// Whether a restored state may replace it: nobody waits for its end.
+bool mayReplace(const PendingEvent& each) noexcept {
+    return !each.event._isAwaited();
 }
 
 struct ThreadEnd {
@@ -81,20 +87,26 @@ LocalQueue& LocalQueues::rerouteLocked(LocalQueue& queue, const ThreadEvents& se
     return isOwn ? queue : *receiver.load();
 }
 
-std::vector<LocalQueue*> LocalQueues::_findKnownLocked(LocalQueue* queue) {
-    std::vector<LocalQueue*> known;
-    if (_running.empty() || _running == std::vector<LocalQueue*>{queue}) known.push_back(&common);
-    if (queue != nullptr) known.push_back(queue);
-    if (queue == nullptr) {
-        std::copy_if(_applications.begin(), _applications.end(), std::back_inserter(known),
-                     [](const auto* each) { return each->isOwnedHere(); });
+template <class Call>
+void LocalQueues::_forEachKnownLocked(LocalQueue* queue, const Call& call) {
+    const bool isAlone = _running.size() == 1 && _running.front() == queue;
+    if (_running.empty() || isAlone) call(common);
+    if (queue != nullptr) {
+        call(*queue);
+        return;
     }
-    return known;
+    for (auto* each : _applications) {
+        if (each->isOwnedHere()) call(*each);
+    }
 }
 
-std::vector<LocalQueue*> LocalQueues::findKnown(LocalQueue* queue) {
+LocalQueue* LocalQueues::findKnown(LocalQueue* queue, std::size_t index) {
+    LocalQueue* found = nullptr;
     const std::lock_guard lock(mutex);
-    return _findKnownLocked(queue);
+    _forEachKnownLocked(queue, [&](LocalQueue& each) {
+        if (index-- == 0) found = &each;
+    });
+    return found;
 }
 
 std::vector<LocalQueue*> LocalQueues::findIdleWithEvents() {
@@ -160,35 +172,55 @@ std::vector<PendingEvent> LocalQueues::copyPending(LocalQueue* queue) {
     std::vector<PendingEvent> pending;
     const double nowSeconds = now();
     const std::lock_guard lock(mutex);
-    const auto known = _findKnownLocked(queue);
-    for (const auto* each : known)
-        std::copy_if(each->delayed.begin(), each->delayed.end(), std::back_inserter(pending),
-                     [](const PendingEvent& delayed) { return !delayed.event._isAwaited(); });
-    for (const auto* each : known) {
-        for (const auto& event : each->local.events) {
+    _forEachKnownLocked(queue, [&](const LocalQueue& each) {
+        std::copy_if(each.delayed.begin(), each.delayed.end(), std::back_inserter(pending), mayReplace);
+    });
+    _forEachKnownLocked(queue, [&](const LocalQueue& each) {
+        for (const auto& event : each.local.events) {
             if (!event._isAwaited()) pending.push_back({event, nowSeconds, true, false});
         }
-    }
+    });
     return pending;
 }
 
-void LocalQueues::replaceDelayed(LocalQueue* queue, const std::vector<PendingEvent>& events, double shiftSeconds) {
-    std::vector<PendingEvent> replaced;  // dies after the lock
-    const std::lock_guard lock(mutex);
-    for (auto* each : _findKnownLocked(queue)) {
-        auto& delayed = each->delayed;
-        const auto rest = std::stable_partition(delayed.begin(), delayed.end(),
-                                                [](const PendingEvent& one) { return one.event._isAwaited(); });
-        std::move(rest, delayed.end(), std::back_inserter(replaced));
-        delayed.erase(rest, delayed.end());
-        each->updateEarliestDue();
-    }
+std::vector<PendingEvent> LocalQueues::replaceDelayed(LocalQueue* queue, std::vector<PendingEvent>&& events,
+                                                      double shiftSeconds) {
+    std::vector<PendingEvent> replaced;
     LocalQueue& target = queue != nullptr ? *queue : common;
-    for (const auto& each : events) {
-        target.delayed.push_back(each);
-        target.delayed.back().dueSeconds += shiftSeconds;
+    const std::lock_guard lock(mutex);
+    // All the memory first.
+    std::size_t count = 0;
+    _forEachKnownLocked(queue, [&](const LocalQueue& each) { count += each.delayed.size(); });
+    replaced.reserve(count);
+    target.delayed.reserve(target.delayed.size() + events.size());
+    _forEachKnownLocked(queue, [&](LocalQueue& each) {
+        const auto rest = std::stable_partition(each.delayed.begin(), each.delayed.end(), std::not_fn(mayReplace));
+        std::move(rest, each.delayed.end(), std::back_inserter(replaced));
+        each.delayed.erase(rest, each.delayed.end());
+        each.updateEarliestDue();
+    });
+    for (auto& each : events) {
+        each.dueSeconds += shiftSeconds;
+        each.isRestored = true;
+        target.delayed.push_back(std::move(each));
     }
     target.updateEarliestDue();
+    return replaced;
+}
+
+std::optional<PendingEvent> LocalQueues::takeDelayedSince(LocalQueue* queue) noexcept {
+    std::optional<PendingEvent> taken;
+    const std::lock_guard lock(mutex);
+    _forEachKnownLocked(queue, [&](LocalQueue& each) {
+        auto& delayed = each.delayed;
+        const auto found = std::find_if(delayed.rbegin(), delayed.rend(),
+                                        [](const auto& one) { return mayReplace(one) && !one.isRestored; });
+        if (taken || found == delayed.rend()) return;
+        taken = std::move(*found);
+        delayed.erase(std::next(found).base());
+        each.updateEarliestDue();
+    });
+    return taken;
 }
 
 // --- Owners --------------------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -136,9 +137,9 @@ public:
     [[nodiscard]] bool isReceiver(const LocalQueue& queue) const noexcept {
         return receiver.load(std::memory_order_relaxed) == &queue;
     }
-    /// The queues whose events an application knows: its own, and the common one while no application runs. Null: those
-    /// that this thread processes.
-    [[nodiscard]] std::vector<LocalQueue*> findKnown(LocalQueue* queue);
+    /// One of the queues whose events an application knows: its own, and the common one while no application runs.
+    /// Null: those that this thread processes. Null past the last one.
+    [[nodiscard]] LocalQueue* findKnown(LocalQueue* queue, std::size_t index);
     /// Of applications that do not run, owned by this thread, with events.
     [[nodiscard]] std::vector<LocalQueue*> findIdleWithEvents();
 
@@ -151,8 +152,12 @@ public:
     [[nodiscard]] std::vector<PendingEvent> takeDue(LocalQueue& queue);
     /// Of the queues that findKnown finds, without those whose senders wait: delayed events, then queued ones.
     [[nodiscard]] std::vector<PendingEvent> copyPending(LocalQueue* queue);
-    /// Puts these in the place of the delayed events of the same queues, due so many seconds later.
-    void replaceDelayed(LocalQueue* queue, const std::vector<PendingEvent>& events, double shiftSeconds);
+    /// Puts these in the place of the delayed events of the same queues, due so many seconds later. Answers those that
+    /// were there before. Throws std::bad_alloc, with nothing replaced and `events` as they were.
+    [[nodiscard]] std::vector<PendingEvent> replaceDelayed(LocalQueue* queue, std::vector<PendingEvent>&& events,
+                                                           double shiftSeconds);
+    /// Takes out one of the delayed events that were sent since, the last one first.
+    [[nodiscard]] std::optional<PendingEvent> takeDelayedSince(LocalQueue* queue) noexcept;
 
     // --- Owners ----------------------------------------------------------------------------------------------------
     /// An application was made on this thread.
@@ -184,7 +189,8 @@ private:
     LocalQueues() = default;
     ~LocalQueues() = delete;
     [[nodiscard]] LocalQueue& _routeBetweenFrames(ThreadEvents& self);
-    [[nodiscard]] std::vector<LocalQueue*> _findKnownLocked(LocalQueue* queue);
+    template <class Call>
+    void _forEachKnownLocked(LocalQueue* queue, const Call& call);
     void _runLocked(LocalQueue& queue);
     void _stopLocked(LocalQueue& queue) noexcept;
     static void _handOverLocked(const LocalQueue& queue, LocalQueue& next);

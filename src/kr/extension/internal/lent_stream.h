@@ -1,7 +1,7 @@
 #pragma once
 
 #include <ios>
-#include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -15,7 +15,7 @@ class LentStream {
 public:
     explicit LentStream(const std::string& text = {}) : _kept(_ofThread()) {
         if (_kept.isLent) {
-            _own = std::make_unique<Stream>(text, std::ios::in | std::ios::out | std::ios::binary);
+            _own.emplace(text, std::ios::in | std::ios::out | std::ios::binary);
             return;
         }
         _kept.isLent = true;
@@ -47,7 +47,7 @@ private:
     }
 
     Kept& _kept;
-    std::unique_ptr<Stream> _own;
+    std::optional<Stream> _own;
 };
 
 }  // namespace KrSim::detail

@@ -7,11 +7,14 @@
 #include "kr/persistence/states/internal/state_restorer.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
+#include "kr/platform/memory_guard.h"
 
 namespace KrPersistence {
 
+using KrSim::EventManagerImplementation;
 using KrSim::KrApplication;
 using KrSim::KrEventDispatcher;
+using KrSim::PendingEvent;
 using Functor = Kr::QueuedConnectionFunctor;
 
 namespace {
@@ -31,21 +34,39 @@ SimulationSnapshot::Events takeEvents(const KrApplication& application) {
     return events;
 }
 
-/// Puts these events in the place of those that wait, which are delivered before or, when they are delayed, dropped.
-void replaceEvents(const KrApplication& application, SimulationSnapshot::Events events) {
-    const auto* manager = &application.getInternals().events;
+/// What waits for delivery belongs to the run that ends.
+void deliverWaiting(const EventManagerImplementation* manager) {
+    Kr::callGuardedButMemory(
+        kWaitingTexts, [] { return "SimulationSnapshot"; }, [&] { KrEventDispatcher::_deliverQueuedEvents(manager); });
+}
+
+/// Puts these events in the place of the delayed ones. Throws std::bad_alloc with nothing replaced.
+void replaceEvents(const EventManagerImplementation* manager, SimulationSnapshot::Events events) {
     auto& pending = events.pending.events;
-    for (std::size_t i = 0; i < events.values.size(); ++i) {
-        if (events.values[i].value) pending[i].event = Functor::_carry(events.values[i]);
+    std::vector<PendingEvent> replaced;
+    std::size_t carried = 0;
+    try {
+        for (; carried < events.values.size(); ++carried) {
+            const auto& waiting = events.values[carried];
+            if (waiting.value) pending[carried].event = Functor::_carry(waiting);
+        }
+        replaced = KrEventDispatcher::_replaceDelayedEvents(std::move(events.pending), manager);
+    } catch (...) {
+        for (std::size_t i = 0; i < carried; ++i) {
+            if (events.values[i].value) Functor::_drop(pending[i].event);
+        }
+        throw;
     }
+    for (const auto& each : replaced)
+        Functor::_drop(each.event);
+}
+
+/// Events that callbacks have sent while the state was restored are no part of it.
+void dropSentMeanwhile(const EventManagerImplementation* manager) noexcept {
     Kr::callGuarded(
-        kWaitingTexts, [] { return "SimulationSnapshot"; },
-        [&] {
-            KrEventDispatcher::_deliverQueuedEvents(manager);
-            for (const auto& each : KrEventDispatcher::_getPendingEvents(manager).events)
-                Functor::_drop(each.event);
-        });
-    KrEventDispatcher::_replaceDelayedEvents(events.pending, manager);
+        kWaitingTexts, [] { return "SimulationSnapshot"; }, [&] { KrEventDispatcher::_deliverQueuedEvents(manager); });
+    while (const auto sent = KrEventDispatcher::_takeDelayedSince(manager))
+        Functor::_drop(sent->event);
 }
 
 }  // namespace
@@ -92,11 +113,14 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
         Kr::logMessage(Kr::eLogLevel::kWarn, "SimulationSnapshot: %s\n", kRefusal);
         return report;
     }
-    application.getInternals().state._runDelayedFunctions();
-    replaceEvents(application, {});
-    detail::StateRestorer(application, *_state).run(report);
-    // Also in the place of those that were sent meanwhile.
-    replaceEvents(application, _events);
+    const auto internals = application.getInternals();
+    internals.state._runDelayedFunctions();
+    deliverWaiting(&internals.events);
+    detail::StateRestorer restorer(application, *_state);
+    restorer.prepare();
+    replaceEvents(&internals.events, _events);
+    restorer.restore(report);
+    dropSentMeanwhile(&internals.events);
     application._setFramePosition(_position);
     return report;
 }

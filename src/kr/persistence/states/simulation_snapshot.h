@@ -55,6 +55,7 @@ public:
     /// of those that differ. Content that came since stays as it is, content that went stays away: the report counts
     /// both. Refused while a frame is under way.
     /// Functions and events that wait are run before: they belong to the run that ends here.
+    /// Throws std::bad_alloc, and then the application is as it was, but for these.
     RestoreReport restore(KrSim::KrApplication& application) const;
 
 private:

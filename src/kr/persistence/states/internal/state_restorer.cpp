@@ -1,7 +1,7 @@
 #include "kr/persistence/states/internal/state_restorer.h"
 
 #include <algorithm>
-#include <span>
+#include <new>
 #include <utility>
 
 #include "kr/application/application.h"
@@ -12,6 +12,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
 #include "kr/platform/guard.h"
+#include "kr/platform/log.h"
 
 namespace KrPersistence::detail {
 
@@ -86,7 +87,13 @@ private:
 StateRestorer::StateRestorer(KrSim::KrApplication& application, const KrSim::KrSimulationState& state)
     : _application(application), _state(state) {}
 
-void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries& entries) {
+StateRestorer::~StateRestorer() {
+    _giveBack();
+}
+
+// --- Collecting ----------------------------------------------------------------------------------------------------
+
+void StateRestorer::_collectModules(Matcher& matcher, Priority priority) {
     for (std::size_t i = 0; i < _application.getModuleCount(); ++i) {
         const Kr::KrSmartPtr<KrExtension> module(_application.getModule(i));
         auto own = Priority::kWithContent;
@@ -96,23 +103,94 @@ void StateRestorer::_collectModules(Matcher& matcher, Priority priority, Entries
                 [&] { own = implementation->getRestoreStatePriority(); });
         }
         if (own != priority) continue;
-        matcher.add(*module, entries);
+        matcher.add(*module, _all);
         _held.push_back(module);
     }
 }
 
-void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matcher, Entries& entries) {
+void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matcher) {
     const auto below = object._getExtensions();
     if (!below.empty()) _heldBelow.push_back(below);
     for (const auto& each : below) {
-        matcher.add(*each, entries);
+        matcher.add(*each, _all);
         if (each->isOfClassType(KrSim::KrObject::getClassType()))
-            _collectContent(static_cast<const KrSim::KrObject&>(*each), matcher, entries);
+            _collectContent(static_cast<const KrSim::KrObject&>(*each), matcher);
     }
 }
 
+// --- Before anything is touched ------------------------------------------------------------------------------------
+
+void StateRestorer::_takeMemory(std::size_t first) {
+    for (const auto& [extension, state] : Stage(_all).subspan(first)) {
+        const auto count = extension->_prepareRestore(*state, _resizes);
+        _valueCount += count;
+        if (_changedOutputs.capacity() < count) _changedOutputs.reserve(count);
+    }
+    _changed.reserve(_valueCount);
+    _ranges.reserve(_all.size());
+}
+
+void StateRestorer::_keepStates() {
+    Entries kept;
+    kept.reserve(_all.size());
+    for (const auto& each : _all) {
+        const auto& state = _keptStates.emplace_back(Kr::makeSmart<KrSim::KrExtensionState>(*each.extension));
+        each.extension->_fillState(*state);
+        kept.push_back({each.extension, state.get()});
+    }
+    _kept = std::move(kept);
+}
+
+void StateRestorer::_giveBack() noexcept {
+    try {
+        if (!_kept.empty()) _restoreStage(_kept);
+    } catch (const std::bad_alloc&) {  // since their callbacks have changed their fields
+        Kr::logMessage(Kr::eLogLevel::kWarn, "SimulationSnapshot: no memory to take back the restored modules\n");
+    }
+}
+
+void StateRestorer::prepare() {
+    Matcher matcher(_state);
+    _collectModules(matcher, Priority::kBeforeContent);
+    _contentBegin = _all.size();
+    _takeMemory(0);
+    _keepStates();
+    _restoreStage(_all);
+
+    // Not before: those modules may have made content.
+    _collectContent(_application.getInternals().root, matcher);
+    _collectModules(matcher, Priority::kWithContent);
+    matcher.addOthers(_application.getContentDispatcher(), _all, _held);
+    _contentEnd = _all.size();
+    _collectModules(matcher, Priority::kAfterContent);
+    _takeMemory(_contentBegin);
+    _untouched = matcher.untouched;
+}
+
+// --- Restoring -----------------------------------------------------------------------------------------------------
+
+void StateRestorer::restore(RestoreReport& report) {
+    _kept.clear();
+    _resizes.keep();
+    const Stage all(_all);
+    _restoreStage(all.subspan(_contentBegin, _contentEnd - _contentBegin));
+    _restoreStage(all.subspan(_contentEnd));
+
+    bool wasTold = _restoreValues(
+        all, [this](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state, _changedOutputs); });
+    for (int round = 1; wasTold && round < kMaximumRounds; ++round)
+        wasTold = _restoreValues(all, [](const Entry&) {});
+
+    const auto count = _state.getExtensionStates().size();
+    report.restored = all.size();
+    report.missing = count - std::min(count, all.size());
+    report.untouched = _untouched;
+    report.missingFields = _missingFields;
+    report.isRestored = true;
+}
+
 template <class AfterEach>
-bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afterEach) {
+bool StateRestorer::_restoreValues(Stage entries, const AfterEach& afterEach) {
     _ranges.clear();
     _changed.clear();
     _missingFields = 0;
@@ -132,53 +210,7 @@ bool StateRestorer::_restoreValues(const Entries& entries, const AfterEach& afte
     return !_ranges.empty();
 }
 
-/// Takes the memory that restoring these needs, before any of them is touched.
-void StateRestorer::_prepare(const Entries& entries) {
-    std::size_t values = 0;
-    for (const auto& each : entries)
-        values += each.extension->_prepareRestore(*each.state);
-    _valueCount += values;
-    _changed.reserve(_valueCount);
-    _entryCount += entries.size();
-    _ranges.reserve(_entryCount);
-}
-
-void StateRestorer::run(RestoreReport& report) {
-    Matcher matcher(_state);
-    Entries all;
-    _collectModules(matcher, Priority::kBeforeContent, all);
-    _prepare(all);
-    _restoreStage(all);
-
-    // Not before: those modules may have made content.
-    Entries stage;
-    _collectContent(_application.getInternals().root, matcher, stage);
-    _collectModules(matcher, Priority::kWithContent, stage);
-    matcher.addOthers(_application.getContentDispatcher(), stage, _held);
-    Entries lastStage;
-    _collectModules(matcher, Priority::kAfterContent, lastStage);
-    _prepare(stage);
-    _prepare(lastStage);
-    all.reserve(all.size() + stage.size() + lastStage.size());
-    for (const auto* each : {&stage, &lastStage}) {
-        _restoreStage(*each);
-        all.insert(all.end(), each->begin(), each->end());
-    }
-
-    bool wasTold =
-        _restoreValues(all, [](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state); });
-    for (int round = 1; wasTold && round < kMaximumRounds; ++round)
-        wasTold = _restoreValues(all, [](const Entry&) {});
-
-    const auto count = _state.getExtensionStates().size();
-    report.restored = all.size();
-    report.missing = count - std::min(count, all.size());
-    report.untouched = matcher.untouched;
-    report.missingFields = _missingFields;
-    report.isRestored = true;
-}
-
-void StateRestorer::_restoreStage(const Entries& stage) {
+void StateRestorer::_restoreStage(Stage stage) {
     _restoreValues(stage, [](const Entry&) {});
     for (std::size_t i = 0; i < stage.size(); ++i) {
         const auto& [extension, state] = stage[i];
