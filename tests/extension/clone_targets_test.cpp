@@ -439,18 +439,23 @@ TEST_P(ConnectionsOfTheUser, BetweenTwoPartsComeBackWithThem) {
     const auto sink = addBolt(*_hub);
     sink->setName("Nut");
     ASSERT_TRUE(_instance->sync());
-    const auto nut = [&] { return _instance->findExtensionByName("Nut", true); };
-    ASSERT_NE(KrConnectionFactory::connect(bolt()->getOutput("Speed"), nut()->getInput("Torque")), nullptr);
+    auto* nut = _instance->findExtensionByName("Nut", true);
+    ASSERT_NE(KrConnectionFactory::connect(bolt()->getOutput("Speed"), nut->getInput("Torque")), nullptr);
     if (GetParam().isSourceLost) _hub->remove(_bolt.get());
     if (GetParam().isSinkLost) _hub->remove(sink.get());
     const LogCapture log;
     EXPECT_TRUE(_instance->sync());
+    const auto clone = _instance->clone();
+    _instance->_setContentID(KrSim::KrContentID::createUnique());
     if (GetParam().isSourceLost) _hub->add(_bolt.get());
     if (GetParam().isSinkLost) _hub->add(sink.get());
-    EXPECT_TRUE(_instance->sync());
-    bolt()->getOutput("Speed")->set(4.0);
-    EXPECT_EQ(nut()->getInput("Torque")->toReal(), 4.0);
-    EXPECT_EQ(nut()->getInput("Torque")->_getIncomingConnections().size(), 1U);
+    for (auto* instance : {_instance.get(), static_cast<KrObject*>(clone.get())}) {
+        EXPECT_TRUE(instance->sync());
+        auto* torque = instance->findExtensionByName("Nut", true)->getInput("Torque");
+        instance->findExtensionByName("Bolt", true)->getOutput("Speed")->set(4.0);
+        EXPECT_EQ(torque->toReal(), 4.0);
+        EXPECT_EQ(torque->_getIncomingConnections().size(), 1U);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Lost, ConnectionsOfTheUser,

@@ -110,6 +110,9 @@ void KrObject::_copyTo(KrExtension* target, bool copyFields) const {
     object->_definitionFileName = _definitionFileName;
     object->_definition = _definition;
     object->_base = _base;
+    if (_outsideConnections) {
+        object->_getOutsideConnections().copyInner(*_outsideConnections, getContentID(), object->getContentID());
+    }
 }
 
 void KrObject::_setContentID(const KrContentID& id) {
@@ -119,6 +122,7 @@ void KrObject::_setContentID(const KrContentID& id) {
         const auto now = open[i].second;
         const auto before = object.getContentID();
         object.KrExtension::_setContentID(now);
+        if (object._outsideConnections) object._outsideConnections->move(before, now);
         for (const auto& extension : object._getExtensions()) {
             const auto depth = getDepthBelow(before, extension->getContentID());
             if (depth == 0) continue;

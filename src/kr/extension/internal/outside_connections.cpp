@@ -126,19 +126,65 @@ void OutsideConnections::_keep(const KrObject& instance, const Kr::KrConnectionB
               .source = {},
               .sink = {},
               .prototype = {}};
-    auto* copyOfSource = copyInto(kept.source, *connection.getSource());
-    auto* copyOfSink = copyInto(kept.sink, *connection.getSink());
-    if (copyOfSource != nullptr && copyOfSink != nullptr) {
-        kept.prototype.reset(connection._createBetween(*copyOfSource, *copyOfSink));
-    }
-    if (!kept.prototype) {
+    if (!kept.makePrototype(connection)) {
         Kr::logMessage(Kr::eLogLevel::kWarn,
                        "KrObject: the connection from %s to %s is dropped: it cannot be copied to be kept.\n",
                        source.describe(instance).c_str(), sink.describe(instance).c_str());
         return;
     }
-    kept.prototype->disable(true);
     _kept.push_back(std::move(kept));
+}
+
+bool OutsideConnections::Kept::makePrototype(const Kr::KrConnectionBase& connection) {
+    auto* copyOfSource = copyInto(source, *connection.getSource());
+    auto* copyOfSink = copyInto(sink, *connection.getSink());
+    if (copyOfSource == nullptr || copyOfSink == nullptr) return false;
+    prototype.reset(connection._createBetween(*copyOfSource, *copyOfSink));
+    if (prototype) prototype->disable(true);
+    return prototype != nullptr;
+}
+
+// --- Copies, and other IDs -----------------------------------------------------------------------------------------
+
+namespace {
+
+/// Whether the ID is that of an instance, or derived from it.
+bool belongsTo(const KrContentID& instance, const KrContentID& id) {
+    return id == instance || getDepthBelow(instance, id) > 0;
+}
+
+KrContentID moveID(const KrContentID& id, const KrContentID& from, const KrContentID& to) {
+    if (!belongsTo(from, id)) return id;
+    return id == from ? to : moveBelow(to, id, getDepthBelow(from, id));
+}
+
+}  // namespace
+
+void OutsideConnections::copyInner(const OutsideConnections& source, const KrContentID& from, const KrContentID& to) {
+    for (const auto& kept : source._kept) {
+        if (!belongsTo(from, kept.part.extension) || !belongsTo(from, kept.other.extension)) continue;
+        Kept copy{.part = kept.part,
+                  .other = kept.other,
+                  .isPartSource = kept.isPartSource,
+                  .isEnabled = kept.isEnabled,
+                  .isOrdering = kept.isOrdering,
+                  .isReported = kept.isReported,
+                  .source = {},
+                  .sink = {},
+                  .prototype = {}};
+        for (auto* end : {&copy.part, &copy.other}) {
+            end->extension = moveID(end->extension, from, to);
+            end->field = {};
+        }
+        if (copy.makePrototype(*kept.prototype)) _kept.push_back(std::move(copy));
+    }
+}
+
+void OutsideConnections::move(const KrContentID& from, const KrContentID& to) {
+    for (auto& kept : _kept) {
+        for (auto* end : {&kept.part, &kept.other})
+            end->extension = moveID(end->extension, from, to);
+    }
 }
 
 // --- Making them again ---------------------------------------------------------------------------------------------

@@ -39,6 +39,11 @@ public:
     void noteLeaving(const KrObject& instance, const KrData::FieldBase& field, const IsOwn& isOwn);
     /// Makes the connections whose two ends exist, and drops those whose other end has been destroyed for good.
     void restore(const KrObject& instance);
+    /// Takes over those between two parts of another instance, of which this one has copies.
+    /// \param from  the content ID of the other instance; \param to  that of this one.
+    void copyInner(const OutsideConnections& source, const KrContentID& from, const KrContentID& to);
+    /// The instance gets another content ID, and so do its parts.
+    void move(const KrContentID& from, const KrContentID& to);
     /// Those whose other end exists, or belongs to an instance and may be made again.
     [[nodiscard]] std::vector<KrWaitingConnection> describe() const;
     /// Logs a warning for each connection that has been kept or dropped since the last call.
@@ -69,6 +74,9 @@ private:
         std::unique_ptr<KrData::Container> source;
         std::unique_ptr<KrData::Container> sink;
         std::unique_ptr<Kr::KrConnectionBase> prototype;  // between children of these two
+
+        /// False when a connection like the given one cannot be made.
+        [[nodiscard]] bool makePrototype(const Kr::KrConnectionBase& connection);
     };
     enum class Outcome { kDone, kStays, kBelongsToOther };
     struct Leaving;
