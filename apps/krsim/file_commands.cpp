@@ -11,6 +11,7 @@
 
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/loaded_file.h"
+#include "apps/krsim/output_file.h"
 #include "apps/krsim/simulation_files.h"
 #include "apps/krsim/tree_writer.h"
 #include "apps/krsim/type_catalog.h"
@@ -80,7 +81,7 @@ void addPluginsQuietly(const std::vector<std::string>& directories) {
     addPluginDirectories(directories);
 }
 
-/// The file stands in memory only as long as this takes: two files may hold the same content.
+/// The file is unloaded when this returns: two files may hold the same content.
 TreeNode loadTree(const std::string& filename) {
     return makeTree(*loadFile(filename));
 }
@@ -162,10 +163,10 @@ void drawGraph(const GraphPlan& plan) {
     std::ostringstream graph;
     KrSim::KrExtensionSorter::instance().toDot(graph);
     if (plan.output.empty() || plan.output == kStandardOutput) return print(graph.str());
-    std::ofstream file(plan.output, std::ios::binary);
-    file << graph.str();
-    file.close();
-    if (!file) throw Failure(eExitCode::kFailed, "'" + plan.output + "' cannot be written: " + std::strerror(errno));
+    const auto file = openOutput("graph", plan.output);
+    const auto text = graph.str();
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    if (!isWritten || std::fflush(file.get()) != 0) failToWrite("graph", plan.output, errno);
 }
 
 void createFiles(const CreatePlan& plan) {

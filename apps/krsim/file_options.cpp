@@ -68,9 +68,12 @@ FileCommands::FileCommands(CLI::App& app) {
 
     _create.command = app.add_subcommand("create", "Write a setup file and an object file from types of plug-ins");
     auto& create = *_create.command;
-    create.add_option("--setup", _create.plan.setupFile, "The setup file to write; it lists the object file")
+    create
+        .add_option("--setup", _create.plan.setupFile,
+                    "The setup file to write; it lists the object file; - for standard output")
         ->type_name("FILE");
-    create.add_option("--objects", _create.plan.objectFile, "The object file to write")->type_name("FILE");
+    create.add_option("--objects", _create.plan.objectFile, "The object file to write; - for standard output")
+        ->type_name("FILE");
     addChoice(create, "--as", _create.plan.kind, kKinds, "The kind of both (xml)");
     addChecksum(create, _create.plan.hasChecksum);
     addContentOptions(create, _create.plan.what);

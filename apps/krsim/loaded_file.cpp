@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "apps/krsim/failure.h"
+#include "apps/krsim/output_file.h"
 #include "kr/persistence/files/file_section.h"
 #include "kr/persistence/files/named_file_section.h"
 
@@ -67,8 +68,7 @@ void failToSave(const char* what, const std::string& filename, const std::string
     std::error_code error;
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
     auto text = hasFolder ? trim(reason) : "there is no folder '" + folder.string() + "'";
-    if (std::filesystem::is_other(std::filesystem::status(filename, error)))
-        text += std::string("; '") + kStandardOutput + "' writes to standard output";
+    if (std::filesystem::is_other(std::filesystem::status(filename, error))) text += kUseStandardOutput;
     throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
 }
 

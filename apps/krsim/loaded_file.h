@@ -23,9 +23,6 @@ void refuseFolder(const std::string& filename);
 /// Throws the Failure of a file of this sort ("state") that cannot be saved, with the reason.
 [[noreturn]] void failToSave(const char* what, const std::string& filename, const std::string& reason);
 
-/// Standard output, in the place of a file name.
-inline constexpr const char* kStandardOutput = "-";
-
 /// Throws a Failure with the reason when it cannot be saved.
 void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flags);
 

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <utility>
 
 #include "apps/krsim/failure.h"
@@ -19,6 +18,8 @@
 
 namespace krsim {
 namespace {
+
+constexpr const char* kWhat = "record";
 
 /// As a cell of RFC 4180.
 void appendCell(std::string& line, std::string_view text) {
@@ -84,10 +85,7 @@ private:
 
 }  // namespace
 
-Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)), _file(std::fopen(_plan.file.c_str(), "wb")) {
-    if (_file != nullptr) return;
-    throw Failure(eExitCode::kFailed, "record '" + _plan.file + "' cannot be written: " + std::strerror(errno));
-}
+Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)), _file(openOutput(kWhat, _plan.file)) {}
 
 Recorder::~Recorder() = default;
 
@@ -120,9 +118,7 @@ void Recorder::finish() {
     requireFields();
     const auto file = std::move(_file);
     if (_error == 0 && std::fflush(file.get()) != 0) _error = errno;
-    if (_error != 0) {
-        throw Failure(eExitCode::kFailed, "record '" + _plan.file + "' cannot be written: " + std::strerror(_error));
-    }
+    if (_error != 0) failToWrite(kWhat, _plan.file, _error);
 }
 
 void Recorder::_begin(const KrSim::KrApplication& application) {

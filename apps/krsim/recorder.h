@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "apps/krsim/output_file.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/data/field_reference.h"
 
@@ -13,7 +12,7 @@ namespace krsim {
 
 /// What to record, and how often.
 struct RecordPlan {
-    std::string file{};
+    std::string file{};  ///< as openOutput takes it
     /// Of field paths, "Car/Vehicle.Outputs.Speed", with * for any text and ? for any character; empty for the outputs
     /// of all content.
     std::vector<std::string> patterns{};
@@ -38,16 +37,12 @@ public:
     void finish();
 
 private:
-    struct Closer {
-        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-    };
-
     void _begin(const KrSim::KrApplication& application);
     void _writeLine(double simulatedSeconds);
     void _print();
 
     RecordPlan _plan;
-    std::unique_ptr<std::FILE, Closer> _file;
+    OutputFile _file;
     std::vector<KrData::FieldReference> _fields;
     std::string _line;
     std::int64_t _lastFrame{-1};

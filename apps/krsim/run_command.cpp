@@ -12,6 +12,7 @@
 #include <string>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
 #include "apps/krsim/recorder.h"
 #include "apps/krsim/run_reporter.h"
@@ -115,6 +116,10 @@ void build(KrSim::KrApplication& application, SimulationFiles& files, const RunP
 }  // namespace
 
 eExitCode runSimulation(const RunPlan& plan) {
+    const bool printsRecord = plan.record.file == kStandardOutput;
+    if (printsRecord && plan.printsOutputs)
+        throw Failure(eExitCode::kUsage, "--outputs and --record - cannot both be written to standard output");
+    const bool isQuiet = plan.isQuiet || printsRecord;
     StopSignals signals;
     const Log log(plan);
     const auto application = KrSim::KrApplication::create();
@@ -123,9 +128,9 @@ eExitCode runSimulation(const RunPlan& plan) {
 
     StatusOutput output(STDOUT_FILENO);
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
-    if (!plan.isQuiet) output.print(describe(plan, *application));
+    if (!isQuiet) output.print(describe(plan, *application));
     std::optional<Listening> reporting;
-    if (!plan.isQuiet) reporting.emplace(*application, reporter);
+    if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Recorder> recorder;
     std::optional<Listening> recording;
     if (!plan.record.file.empty()) recording.emplace(*application, recorder.emplace(plan.record));
@@ -142,7 +147,7 @@ eExitCode runSimulation(const RunPlan& plan) {
     result.isPaced = isPaced(*application);
     result.stepSeconds = application->getSimulationTimeStep();
     result.statistics = application->getFrameStatistics();
-    if (!plan.isQuiet) output.print(formatSummary(plan, result));
+    if (!isQuiet) output.print(formatSummary(plan, result));
     if (plan.printsOutputs) output.print(formatOutputs(*application));
     recording.reset();
     if (recorder) recorder->requireFields();

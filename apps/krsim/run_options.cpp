@@ -65,8 +65,16 @@ void addStates(CLI::App& command, RunPlan& plan) {
     command.add_option("--restore-state", plan.stateToRestore, "Begin with the state in this file, at its rate")
         ->type_name("FILE")
         ->excludes(command.get_option("--rate"));
-    command.add_option("--save-state", plan.stateToSave, "Save the state at the end into this file")->type_name("FILE");
-    auto* record = command.add_option("--record", plan.record.file, "Write values of fields into this table (CSV)")
+    const auto refuseStandardOutput = [](const std::string& text) {
+        return text == kStandardOutput ? "states are saved into files, not to standard output" : std::string();
+    };
+    command.add_option("--save-state", plan.stateToSave, "Save the state at the end into this file")
+        ->type_name("FILE")
+        ->check(refuseStandardOutput);
+    auto* record = command
+                       .add_option("--record", plan.record.file,
+                                   "Write values of fields into this table (CSV); - for standard output, on which "
+                                   "nothing else is printed then")
                        ->type_name("FILE");
     command
         .add_option("--record-field", plan.record.patterns,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/failure.h"
 #include "apps/krsim/loaded_file.h"
+#include "apps/krsim/output_file.h"
 #include "kr/application/application_config.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/module_record.h"
@@ -96,7 +98,7 @@ void SimulationFiles::load(const std::vector<std::string>& files) {
 void SimulationFiles::_apply(const KrSetupSection& section) {
     _hasSetup = true;
     const auto& setup = section.getSetup();
-    // The directories of the setup replace all others, and its modules are made at once.
+    // The directories of the setup replace all others, and its modules are made while it is applied.
     if (!_pluginDirectories.empty()) {
         auto directories = toFileNames(_pluginDirectories);
         const auto listed = setup->pluginDirectories.get();
@@ -178,14 +180,17 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
     setup->logFile = std::string();
     setup->loggingLevel = Kr::KrEnum(plan.what.logLevel.value_or(Kr::eLogLevel::kInfo));
     KrPersistence::SetupFile content{setup, {}};
-    if (!plan.objectFile.empty()) content.contentFiles.push_back(makeAbsolute(plan.objectFile));
+    const bool hasFile = !plan.objectFile.empty() && plan.objectFile != kStandardOutput;
+    if (hasFile) content.contentFiles.push_back(makeAbsolute(plan.objectFile));
     auto directories = setup->pluginDirectories.get();
     for (auto& each : directories)
         each.assign(makeAbsolute(each.str()));
     setup->pluginDirectories.set(std::move(directories));
     std::string error;
-    if (KrPersistence::saveSetupFile(content, plan.setupFile, flags, error)) return;
-    failToSave("file", plan.setupFile, error);
+    const bool isSaved = plan.setupFile == kStandardOutput
+                             ? KrPersistence::saveSetupFile(content, std::cout, flags, error)
+                             : KrPersistence::saveSetupFile(content, plan.setupFile, flags, error);
+    if (!isSaved) failToSave("file", plan.setupFile, error);
 }
 
 }  // namespace krsim

@@ -70,8 +70,11 @@ class Files(unittest.TestCase):
                 self.assertRegex(self.krsim("info", step), f"(?i): {kind}, objects, release \\d+.\\d+, \\d+ bytes\n$")
             self.assertEqual(step.read_bytes(), self.car.read_bytes())
         self.assertIn("Identifier: Mass\n", self.krsim("dump", self.folder / "car.binary"))
-        with open("/dev/full", "w") as full:
-            self.assertEqual(subprocess.run([KRSIM, "dump", self.car], stdout=full, stderr=subprocess.DEVNULL).returncode, 1)
+        record = "run", self.car, "--free", "--frames", "1000", "--record", "-", *WITH_PLUGINS
+        for command in (("dump", self.car), record):
+            with self.subTest(command[0]), open("/dev/full", "w") as full:
+                ended = subprocess.run([KRSIM, *command], stdout=full, stderr=subprocess.DEVNULL)
+                self.assertEqual(ended.returncode, 1)
 
     def test_only_regular_files_are_replaced(self):
         link, real = self.folder / "link.xml", self.folder / "real.xml"
@@ -93,6 +96,21 @@ class Files(unittest.TestCase):
         self.assertIn("states are not saved through links",
                       self.run_quietly(self.car, "--frames", 3, "--save-state", state, code=1))
         self.assertEqual(real.read_bytes(), self.car.read_bytes())
+        self.assertIn("states are saved into files", self.run_quietly(self.car, "--save-state", "-", code=2))
+        table, text = self.folder / "table.csv", self.folder / "link.csv"
+        text.symlink_to(table)
+        record = self.car, "--frames", 3, "--record"
+        self.run_quietly(*record, text)
+        self.assertTrue(text.is_symlink())
+        self.assertEqual(self.krsim("run", "--free", "--log-level", "warn", *WITH_PLUGINS, *record, "-"),
+                         table.read_text())
+        self.assertIn("cannot both", self.run_quietly(*record, "-", "--outputs", code=2))
+        for command in (("run", *record), ("graph", self.car, "--output")):
+            self.assertIn("it is a device, pipe or socket; '-' writes to", self.krsim(*command, null, *WITH_PLUGINS, code=1))
+        create = "create", *WITH_PLUGINS, "--content", "Electric Car", "--setup", "-", "--objects"
+        objects = self.folder / "objects.xml"
+        self.assertIn(f"<File>{objects}</File>", self.krsim(*create, objects))
+        self.assertIn("another file than its objects", self.krsim(*create, "-", code=2))
         self.assertIn("more than 255 bytes; use a shorter name",
                       self.krsim("convert", self.car, self.folder / ("x" * 255), "--to", "xml", code=1))
 

@@ -89,12 +89,7 @@ TEST(KrsimRecorder, RefusesWhatItCannotRecord) {
     EXPECT_THROW(simulation.record({.patterns = {"*.Speed", "*.Sped"}}, 1), krsim::Failure);
     EXPECT_FALSE(simulation.application->update());  // the run is over
     EXPECT_THROW(krsim::Recorder({.file = (simulation.folder / "none/record.csv").string()}), krsim::Failure);
-    krsim::Recorder full({.file = "/dev/full"});
-    simulation.application->registerListener(&full);
-    for (int frame = 0; frame < 1000; ++frame)
-        simulation.application->update();
-    simulation.application->unregisterListener(&full);
-    EXPECT_THROW(full.finish(), krsim::Failure);
+    EXPECT_THROW(krsim::Recorder({.file = "/dev/null"}), krsim::Failure);
 }
 
 }  // namespace krsim_recorder_test

@@ -9,7 +9,11 @@
 
 namespace KrPersistence {
 
-bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags, std::string& error) {
+namespace {
+
+/// \param save  writes the file.
+template <class Save>
+bool saveWith(const Save& save, const SetupFile& file, std::string& error) {
     if (!file.setup) {
         error = "there is no setup to save";
         return false;
@@ -19,9 +23,19 @@ bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags
     auto list = std::make_unique<KrContentListSection>();
     list->setFiles(file.contentFiles);
     saved->addSection(list.release());
-    if (saved->save(filename, flags)) return true;
+    if (save(*saved)) return true;
     error = saved->explainLastError();
     return false;
+}
+
+}  // namespace
+
+bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags, std::string& error) {
+    return saveWith([&](KrFile& saved) { return saved.save(filename, flags); }, file, error);
+}
+
+bool saveSetupFile(const SetupFile& file, std::ostream& stream, int flags, std::string& error) {
+    return saveWith([&](KrFile& saved) { return saved.save(stream, {}, flags); }, file, error);
 }
 
 bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& error) {

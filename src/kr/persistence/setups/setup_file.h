@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct SetupFile {
 /// \param error  why, when the answer is false.
 [[nodiscard]] KR_API bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags,
                                         std::string& error);
+
+/// The same to a binary stream, which lies in no folder: paths stay as they are.
+[[nodiscard]] KR_API bool saveSetupFile(const SetupFile& file, std::ostream& stream, int flags, std::string& error);
 
 /// Loads a setup file. Nothing is applied and no content is loaded.
 /// False, with the reason, when it cannot be loaded or holds no setup; `file` is as it was then.
