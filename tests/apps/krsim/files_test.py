@@ -133,7 +133,12 @@ class Files(unittest.TestCase):
             text = self.folder / f"text.{kind}"
             self.krsim("convert", self.car, text, "--to", kind, "--checksum")
             self.assertEqual(self.krsim("diff", self.car, text), "")
-            text.write_text(text.read_text().replace("Vehicle", "Wagon", 1))
+            whole = text.read_text()
+            text.write_text(whole[:len(whole) * 2 // 3])
+            self.assertRegex(self.krsim("recover", text, recovered, *WITH_PLUGINS, code=1),
+                             fr"(?s)of the content, [1-5] ext.*{kind}: .*, line \d+ of")
+            self.assertIn("extensions, 0 modules", self.krsim("verify", recovered, *WITH_PLUGINS))
+            text.write_text(whole.replace("Vehicle", "Wagon", 1))
             self.assertIn("it was changed after it was saved", self.krsim("recover", text, recovered, code=1))
 
     def test_differences_are_told_by_place(self):

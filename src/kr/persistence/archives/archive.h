@@ -17,8 +17,10 @@ namespace KrPersistence {
 class KR_API KrArchive {
 public:
     // Flags of binary archives
-    static constexpr std::uint32_t kNoHeader = 1;        ///< the body alone
-    static constexpr std::uint32_t kByteVersions = 16;   ///< class versions take one byte
+    static constexpr std::uint32_t kNoHeader = 1;       ///< the body alone
+    static constexpr std::uint32_t kByteVersions = 16;  ///< class versions take one byte
+    // Flag of XML and JSON archives
+    static constexpr std::uint32_t kRecover = 512;       ///< of a broken document, what stands before the break is read
     static constexpr std::size_t kDeepestNesting = 512;  ///< objects inside one another; deeper ones are refused
 
     explicit KrArchive(std::uint32_t flags = 0);

@@ -1,5 +1,8 @@
 #include "kr/persistence/archives/internal/document.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/archives/internal/text_codec.h"
 
@@ -28,6 +31,22 @@ std::uint32_t Document::intern(std::string_view name) {
     // Others, whose bytes are a name that stands in the document in another form, must not be taken for it.
     if (_lastName < _followers.size() && !hasEscapedBytes(position->first)) _followers[_lastName] = position->second;
     return _lastName = position->second;
+}
+
+void Document::dropLast() {
+    _blocks.back().pop_back();
+    if ((--_size & kBlockMask) == 0) _blocks.pop_back();
+}
+
+void Document::breakOff(std::vector<std::uint32_t> open, std::string reason) {
+    for (const auto each : open)
+        close(each);
+    _broken = std::move(open);
+    _breakReason = std::move(reason);
+}
+
+bool Document::isBroken(std::uint32_t number) const {
+    return std::binary_search(_broken.begin(), _broken.end(), number);
 }
 
 }  // namespace KrPersistence::detail

@@ -97,9 +97,16 @@ bool DocumentCursor::isThere(std::string_view name) {
     Level& level = _levels.back();
     if (level.isSequence) return !level.numbers.empty() || level.next < _end(level);
     const std::uint32_t found = _find(name);
-    if (found == kNone) return false;
-    level.next = found;
-    return true;
+    if (found != kNone) {
+        level.next = found;
+        return true;
+    }
+    // In the order of writers, what is behind the last member would come now.
+    if (_document.isBroken(level.node) && level.next >= _end(level)) {
+        _last = name;
+        refuse("may be missing: the document is broken off");
+    }
+    return false;
 }
 
 bool DocumentCursor::isSequence(std::string_view name) {
@@ -132,7 +139,7 @@ DocumentCursor::Item DocumentCursor::take(std::string_view name) {
         _last = name;
         found = _find(name);
     }
-    if (found == kNone) refuse("is missing");
+    if (found == kNone) refuse(_document.isBroken(level.node) ? "is cut off" : "is missing");
     const Document::Node& node = _document.node(found);
     level.next = node.end;
     return {_document.kind(node), found, _document.text(node)};
@@ -173,6 +180,14 @@ std::size_t DocumentCursor::enterSequence(std::string_view name) {
 
 void DocumentCursor::leave() {
     _levels.pop_back();
+}
+
+void DocumentCursor::leaveWhole() {
+    const Level& level = _levels.back();
+    // An empty sequence that is not there has the node of the group around it.
+    const bool isThere = !level.isSequence || level.node != _levels[_levels.size() - 2].node;
+    if (isThere && _document.isBroken(level.node)) refuse("is cut off");
+    leave();
 }
 
 bool DocumentCursor::attribute(eBookkeeping which, std::string_view& text) const {

@@ -14,10 +14,13 @@ constexpr std::size_t kRoomBehind = 64;  // so that a reader can add a little wi
 
 }  // namespace
 
+std::string DocumentSource::describe(const std::string& text, std::size_t line) const {
+    const std::string message = std::string(archiveKind) + ": " + text + ", line " + std::to_string(line);
+    return archiveName.empty() ? message : message + " of '" + archiveName + "'";
+}
+
 void DocumentSource::refuse(const std::string& text, std::size_t line) const {
-    std::string message = std::string(archiveKind) + ": " + text + ", line " + std::to_string(line);
-    if (!archiveName.empty()) message += " of '" + archiveName + "'";
-    throw ArchiveError(ArchiveError::input_stream_error, message);
+    throw ArchiveError(ArchiveError::input_stream_error, describe(text, line));
 }
 
 std::string DocumentSource::readAll() const {

@@ -55,7 +55,7 @@ void readBytes(DocumentCursor& cursor, std::string_view name, std::string& bytes
     const std::size_t count = cursor.enterSequence(name);
     for (std::size_t i = 0; i < count; ++i)
         append(readRawText(cursor, {}));
-    cursor.leave();
+    cursor.leaveWhole();
 }
 
 }  // namespace KrPersistence::detail

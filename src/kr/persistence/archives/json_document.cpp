@@ -85,6 +85,8 @@ public:
 
     [[nodiscard]] const std::string& problem() const { return _problem; }
     std::optional<std::size_t> errorOffset;  // where the parser does not know it
+    /// Ends the document at what the parser has refused. False where nothing stands before that.
+    bool breakOff(std::size_t offset, std::string reason);
 
     // NOLINTBEGIN: the names are the parser's
     bool Null() { return _literal("null"); }
@@ -182,6 +184,17 @@ private:
     std::string _problem;
 };
 
+bool JsonHandler::breakOff(std::size_t offset, std::string reason) {
+    if (_document.size() > 0) {
+        // A number right before it may have had more digits.
+        const auto& last = _document.node(static_cast<std::uint32_t>(_document.size() - 1));
+        if (last.length > 0 && std::size_t{last.offset} + last.length == offset) _document.dropLast();
+    }
+    if (_document.size() == 0) return false;
+    _document.breakOff(_levels, std::move(reason));
+    return true;
+}
+
 bool JsonHandler::StartArray() {
     if (_isTooDeep()) return _parseIteratively();
     // Long arrays of numbers are passed over at once: the parser goes on with their bracket. Where it iterates, it has
@@ -215,11 +228,18 @@ Document readJson(const DocumentSource& source) {
     JsonHandler handler(document, stream);
     rapidjson::Reader reader;
     const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
-    if (result.Code() == rapidjson::kParseErrorTermination)
-        source.refuse(handler.problem(), lineOf(handler.errorOffset.value_or(result.Offset())));
-    if (result.IsError()) source.refuse(rapidjson::GetParseError_En(result.Code()), lineOf(result.Offset()));
-    // The parser takes a zero byte for the end.
-    if (stream.Tell() != size) source.refuse("something stands behind the document", lineOf(stream.Tell()));
+    const auto refuse = [&](const std::string& problem, std::size_t offset) {
+        const auto line = lineOf(offset);
+        const bool isTaken = source.mayBreakOff && handler.breakOff(offset, source.describe(problem, line));
+        if (!isTaken) source.refuse(problem, line);
+    };
+    if (result.Code() == rapidjson::kParseErrorTermination) {
+        refuse(handler.problem(), handler.errorOffset.value_or(result.Offset()));
+    } else if (result.IsError()) {
+        refuse(rapidjson::GetParseError_En(result.Code()), result.Offset());
+    } else if (stream.Tell() != size) {
+        refuse("something stands behind the document", stream.Tell());  // the parser takes a zero byte for the end
+    }
     return document;
 }
 

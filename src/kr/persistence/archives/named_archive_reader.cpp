@@ -113,7 +113,7 @@ void NamedArchiveReader::_beginGroup(std::string_view name) {
 }
 
 void NamedArchiveReader::_endGroup() {
-    _archive._cursor().leave();
+    _archive._cursor().leaveWhole();
 }
 
 std::size_t NamedArchiveReader::_beginSequence(std::string_view name) {
@@ -121,7 +121,7 @@ std::size_t NamedArchiveReader::_beginSequence(std::string_view name) {
 }
 
 void NamedArchiveReader::_endSequence() {
-    _archive._cursor().leave();
+    _archive._cursor().leaveWhole();
 }
 
 }  // namespace KrPersistence

@@ -25,10 +25,18 @@ detail::DocumentCursor& NamedInput::_cursor() {
     if (!_place) {
         const std::string& name = _archiveState.getArchiveName();
         _document = std::make_unique<detail::Document>(
-            _reader({.stream = _stream, .sizeLimit = _sizeLimit, .archiveKind = _archiveKind, .archiveName = name}));
+            _reader({.stream = _stream,
+                     .sizeLimit = _sizeLimit,
+                     .archiveKind = _archiveKind,
+                     .archiveName = name,
+                     .mayBreakOff = (_archiveState.getArchiveFlags() & KrArchive::kRecover) != 0}));
         _place = std::make_unique<detail::DocumentCursor>(*_document, _archiveKind, name);
     }
     return *_place;
+}
+
+std::string NamedInput::getBreakReason() const {
+    return _document ? _document->breakReason() : std::string();
 }
 
 std::string NamedInput::_describe(const std::string& text) const {
@@ -42,7 +50,7 @@ std::size_t NamedInput::_beginSequence(const char* name) {
 }
 
 void NamedInput::_endSequence() {
-    _cursor().leave();
+    _cursor().leaveWhole();
     _itemNames.leave();
 }
 

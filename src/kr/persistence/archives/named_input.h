@@ -31,6 +31,10 @@ public:
     /// Larger documents are refused. Before the first value is read.
     void setSizeLimit(std::uint64_t limitBytes) noexcept { _sizeLimit = limitBytes; }
 
+    /// Why the document could be read up to a break only, for people; empty for a whole one, and before the first value
+    /// is read. Without KrArchive::kRecover a broken document is refused.
+    [[nodiscard]] std::string getBreakReason() const;
+
     // Items of a list that serialization functions of Boost read; archive_sequence.h
 
     [[nodiscard]] std::size_t _beginSequence(const char* name);

@@ -4,6 +4,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "kr/persistence/archives/internal/bookkeeping.h"
@@ -27,6 +28,8 @@ public:
     }
 
     void close() { _document.close(0); }
+    /// Ends the document at what the parser has refused. False where nothing stands before that.
+    bool breakOff(const std::string& reason);
     /// Why the parser was stopped.
     [[nodiscard]] const std::string& problem() const { return _problem; }
     [[nodiscard]] std::exception_ptr exception() const { return _exception; }
@@ -126,6 +129,23 @@ void XmlHandler::_end() {
     _levels.back().text = _document.texts.size();
 }
 
+bool XmlHandler::breakOff(const std::string& reason) {
+    // An element with nothing in it yet may have been about to get a text.
+    if (!_levels.back().isGroup) {
+        _document.dropLast();
+        _levels.pop_back();
+    }
+    if (_document.size() == 1) return false;
+    std::vector<std::uint32_t> open;
+    open.reserve(_levels.size());
+    for (const Level& level : _levels) {
+        _document.setKind(_document.node(level.node), eKind::kGroup);
+        open.push_back(level.node);
+    }
+    _document.breakOff(std::move(open), reason);
+    return true;
+}
+
 struct FreeParser {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
@@ -147,9 +167,11 @@ Document readXml(const DocumentSource& source) {
             XML_Parse(parser.get(), bytes.data() + at, static_cast<int>(size), isLast ? XML_TRUE : XML_FALSE);
         if (handler.exception()) std::rethrow_exception(handler.exception());
         if (status != XML_STATUS_OK) {
-            source.refuse(
-                !handler.problem().empty() ? handler.problem() : XML_ErrorString(XML_GetErrorCode(parser.get())),
-                XML_GetCurrentLineNumber(parser.get()));
+            const std::string problem =
+                !handler.problem().empty() ? handler.problem() : XML_ErrorString(XML_GetErrorCode(parser.get()));
+            const std::size_t line = XML_GetCurrentLineNumber(parser.get());
+            if (source.mayBreakOff && handler.breakOff(source.describe(problem, line))) return document;
+            source.refuse(problem, line);
         }
         if (isLast) break;
         at += size;

@@ -74,7 +74,7 @@ struct Placed {
     }
 };
 
-/// The connections that end at extensions, as they stand in the file.
+/// The connections that end at extensions, with the IDs of the file.
 class Collector {
 public:
     explicit Collector(const StoredIdentity& identity) : _identity(identity) {}
@@ -216,8 +216,7 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
     });
 }
 
-std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned int version) {
-    std::vector<ConnectionRecord> connections;
+void readConnections(ArchiveReader& reader, unsigned int version, std::vector<ConnectionRecord>& connections) {
     const auto readOne = [&] {
         ConnectionRecord connection;
         connection.source = readEnd(reader, "Source", version);
@@ -235,7 +234,6 @@ std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned in
     };
     reader.optional("Connections",
                     [&] { reader.sequence("Connections", [&](std::size_t) { reader.group("Connection", readOne); }); });
-    return connections;
 }
 
 }  // namespace KrPersistence::detail

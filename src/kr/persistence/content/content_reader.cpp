@@ -26,7 +26,7 @@ public:
     void read(unsigned int version) {
         try {
             _readTrees();
-            _content.connections = readConnections(_reader, version);
+            readConnections(_reader, version, _content.connections);
         } catch (...) {
             _dropUnread(_content.roots);
             throw;

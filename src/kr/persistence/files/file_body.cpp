@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "kr/persistence/archives/archive_sequence.h"
 #include "kr/persistence/files/export_file_section.h"
@@ -31,7 +32,7 @@ void loadSections(Archive& archive, std::vector<KrFileSection*>& sections, const
             throw ArchiveError(boost::archive::archive_exception::input_stream_error,
                                "section " + std::to_string(index) + " is not there");
         }
-        sections.push_back(section);  // before the archive lets go of it
+        sections.push_back(section);  // before the archive gives up its ownership
         try {
             archive.adopt(section);
         } catch (...) {
@@ -83,6 +84,8 @@ void KrFile::_postLoad() {
     }
 }
 
+static_assert(static_cast<std::uint32_t>(KrFile::kRecover) == KrArchive::kRecover, "the archive gets the flags");
+
 template <class Archive>
 void KrFile::_readBodyFrom(std::istream& stream, const std::string& archiveName, std::uint32_t flags) {
     Archive archive(stream, flags);
@@ -91,6 +94,9 @@ void KrFile::_readBodyFrom(std::istream& stream, const std::string& archiveName,
     try {
         archive >> boost::serialization::make_nvp("File", *this);
         if (_isCut) archive.delete_created_pointers();
+        if constexpr (std::is_base_of_v<NamedInput, Archive>) {
+            if (const auto reason = archive.getBreakReason(); !reason.empty()) _doubt(reason);
+        }
     } catch (...) {
         archive.delete_created_pointers();
         throw;

@@ -66,6 +66,16 @@ public:
     }
     void setKind(Node& node, eKind kind) { node.nameAndKind = _pack(kind, nameNumber(node)); }
     void close(std::uint32_t number) { node(number).end = static_cast<std::uint32_t>(_size); }
+    /// Takes back the node that was added last; it is not around another one.
+    void dropLast();
+    /// Ends the document early, inside these nodes, outermost first.
+    /// \param reason  for people
+    void breakOff(std::vector<std::uint32_t> open, std::string reason);
+
+    /// Whether the document was broken off inside this node: more may have stood in it.
+    [[nodiscard]] bool isBroken(std::uint32_t number) const;
+    /// Why the document was broken off; empty for a whole one.
+    [[nodiscard]] const std::string& breakReason() const noexcept { return _breakReason; }
 
     std::string texts;
 
@@ -83,6 +93,8 @@ private:
     std::vector<const std::string*> _names;
     std::vector<std::uint32_t> _followers;  // by name: the one that stood behind it last
     std::uint32_t _lastName{kNoName};
+    std::vector<std::uint32_t> _broken;
+    std::string _breakReason;
 };
 
 }  // namespace KrPersistence::detail

@@ -30,6 +30,7 @@ public:
     /// All are borrowed. The names of the kind of archive and of the file stand in errors.
     DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName);
 
+    /// Refuses where the document is broken off before the member.
     [[nodiscard]] bool isThere(std::string_view name);
     /// Whether what comes next under this name is an array of JSON.
     [[nodiscard]] bool isSequence(std::string_view name);
@@ -41,6 +42,8 @@ public:
     /// The number of items; 0 for a sequence that is not there.
     std::size_t enterSequence(std::string_view name);
     void leave();
+    /// The same, but refuses a group or sequence inside which the document is broken off.
+    void leaveWhole();
     /// False where the group has no such bookkeeping.
     [[nodiscard]] bool attribute(eBookkeeping which, std::string_view& text) const;
     /// More items than this one cannot stand in the group.

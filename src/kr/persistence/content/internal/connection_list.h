@@ -16,7 +16,8 @@ namespace KrPersistence::detail {
 /// The connections that end at these extensions, and those that are kept for them because an end is missing.
 void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
                       const StoredIdentity& identity);
-/// \param version  of the section. The ends are as they stand in the file.
-[[nodiscard]] std::vector<ConnectionRecord> readConnections(ArchiveReader& reader, unsigned int version);
+/// Adds the connections of the file, with the IDs of the file. Where reading fails, those that were read stay.
+/// \param version  of the section
+void readConnections(ArchiveReader& reader, unsigned int version, std::vector<ConnectionRecord>& connections);
 
 }  // namespace KrPersistence::detail
