@@ -20,7 +20,7 @@ using KrSim::KrFactoryKey;
 
 using Extension = Kr::KrSmartPtr<KrSim::KrExtension>;
 
-/// Loads the plug-in first, so that its failure is told apart from that of the type.
+/// Loads the plug-in first, so that its failure is not reported as one of the type.
 Extension make(const KrFactoryKey& key) {
     if (!key.plugin.empty() && !KrPluginManager::instance().load(key.plugin)) {
         throw Failure(eExitCode::kMissingPlugin,
@@ -112,7 +112,7 @@ void assemble(KrSim::KrApplication& application, const RunPlan& plan, const Type
     if (plan.isPaced || !hasSetup) {
         application.setSyncMode(plan.isPaced.value_or(true) ? eSync::kSWSync : eSync::kSyncOff);
     }
-    // Last, so that content and modules hear of it.
+    // Last, so that content and modules are notified of it.
     if (plan.mode || !hasSetup) {
         application.setApplicationMode(plan.mode.value_or(KrSim::eApplicationMode::kSimulating));
     }

@@ -6,7 +6,7 @@
 namespace krsim {
 
 /// Carries the plan out and tells of it on standard output; the log goes to standard error. Throws a Failure where the
-/// run does not even begin. When it comes back all is taken down, and the log file is closed.
+/// run does not even begin. When it returns, all is destroyed, and the log file is closed.
 [[nodiscard]] eExitCode runSimulation(const RunPlan& plan);
 
 }  // namespace krsim

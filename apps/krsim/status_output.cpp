@@ -27,7 +27,7 @@ void writeAll(int descriptor, std::string_view text) {
             pollfd place{.fd = descriptor, .events = POLLOUT, .revents = 0};
             ::poll(&place, 1, -1);
         } else if (errno != EINTR) {
-            return;  // nobody reads any more
+            return;  // the reader has closed the pipe
         }
     }
 }

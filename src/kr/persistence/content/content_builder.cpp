@@ -275,7 +275,8 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
 
 // --- What lies between them ------------------------------------------------------------------------------------------
 
-/// In a file, the ends of connections are named by the IDs that stand there, which mean nothing to other files.
+/// The IDs by which the file names the ends of its connections mean nothing to other files: those of live content
+/// follow.
 void ContentBuilder::_useLiveIDs() {
     for (auto& record : _content.connections) {
         for (auto* end : {&record.source, &record.sink}) {
@@ -384,7 +385,7 @@ void ContentBuilder::_replaceStandIns(KrExtension& keeper, ConnectionRestorer& r
             }
             if (!Kr::KrConnectionFactory::disconnect(findField(each.source, meant.sourceField),
                                                      findField(each.sink, meant.sinkField))) {
-                return;  // somebody has ended it meanwhile
+                return;  // other code has ended it meanwhile
             }
             if (!restorer.restore(best)) return KeptContent::of(keeper).connections.push_back(meant);
             if (best.source != meant.source || best.sink != meant.sink) {
@@ -528,7 +529,7 @@ bool setReference(const KrExtension& extension, const ExtensionReference& refere
     return target != nullptr && items->setItem(reference.item, target);
 }
 
-/// Shows other content, unless somebody has set the field meanwhile.
+/// Makes the reference show other content, unless the field was set meanwhile.
 void replaceReference(const KrExtension& extension, const ExtensionReference& reference,
                       const KrContentID::Identifier& shown, KrExtension& target) {
     const auto isShown = [&](const KrExtension* now) {

@@ -24,7 +24,7 @@ struct NextFile {
     std::string referringFile;
 };
 
-/// The file of a definition that somebody waits for, which is not among the known ones; it is then.
+/// The next file that is not known yet and has a definition that an instance waits for. It is known from then on.
 std::optional<NextFile> takeNextFile(std::set<std::string>& known) {
     for (const auto& extension : detail::KeptContent::getExtensions()) {
         const auto* object = detail::asObject(extension.get());

@@ -76,7 +76,7 @@ bool AtomicFile::resolve() {
 bool AtomicFile::_followLink(const struct stat& link) {
     if (_links == eLinks::kRefuse) return _fail(ELOOP, "it is a link; simulation states are not saved through links");
     if (mayBePlanted(_target, link)) return _fail(ELOOP, "it is a link that another user has made");
-    // What stands behind a link of /proc to a pipe is no path.
+    // A link of /proc to a pipe holds no path.
     struct stat status {};
     if (::stat(_target.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
         return _fail(EINVAL, "it is a link to a device, pipe or socket");
@@ -136,7 +136,7 @@ AtomicFile::eAttempt AtomicFile::_removeLeftOver() {
     if (_file < 0) return errno == ENOENT ? eAttempt::kAgain : fail(errno);
     const bool isLocked = _calls.lock(_file) == 0;
     const int error = errno;
-    // Under the lock: whoever renames or removes a temporary file holds it.
+    // Under the lock: each process that renames or removes a temporary file holds it.
     if (isLocked && isAt(_file, _temporaryName)) ::unlink(_temporaryName.c_str());
     _close();
     if (isLocked) return eAttempt::kAgain;

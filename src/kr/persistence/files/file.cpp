@@ -119,7 +119,7 @@ void KrFile::registerReferencableObject(Kr::KrBase* object) {
         _referencablePlaces.emplace(object, _referencableObjects.size() - 1);
         object->addSubscriber(Event::kDestroyed, this);
     } catch (...) {
-        // The file must hear of the death of all that it lists.
+        // The file must be notified when an object that it lists dies.
         _referencablePlaces.erase(object);
         _referencableObjects.pop_back();
         throw;
@@ -191,7 +191,7 @@ bool KrFile::_failForMemory() noexcept {
     _lastError = "out of memory";  // short enough to need none
     try {
         Kr::logMessage(Kr::eLogLevel::kWarn, "KrFile: out of memory while loading or saving\n");
-    } catch (...) {  // nobody is left to tell
+    } catch (...) {  // there is no other place for the message
     }
     return false;
 }

@@ -5,7 +5,7 @@ namespace KrPersistence::detail {
 void logQuietly(Kr::eLogLevel level, const std::string& text) noexcept {
     try {
         Kr::logMessage(level, "%s", text.c_str());
-    } catch (...) {  // nobody is left to tell
+    } catch (...) {  // there is no other place for the message
     }
 }
 

@@ -71,7 +71,7 @@ void read(ArchiveReader& reader, const std::string& name, Kr::KrEnum& value) {
         return number != nullptr ? std::optional(*number) : std::nullopt;
     };
     const int number = reader.readChoice(name, parse);
-    // A number that the enumeration does not have is kept: whoever applies the setup passes over it.
+    // A number that the enumeration does not have is kept; applying the setup skips it.
     if (const auto* type = value.getType()) value = Kr::KrEnum(*type, number);
 }
 

@@ -35,7 +35,7 @@ constexpr const char* kPayloadTexts[] = {"Normal", "Compact"};
 /// An event as a file holds it: numbers of events are those of one process.
 struct StoredEvent {
     std::string name;
-    std::string sender;  // empty: whoever restores it
+    std::string sender;  // empty: the process that restores it
     std::string data;
     double remainingSeconds{0.0};
     bool isLocal{true};
@@ -56,7 +56,7 @@ std::vector<StoredEvent> storedEvents(const SimulationSnapshot& snapshot) {
     for (const auto& each : pending.events) {
         if (Kr::QueuedConnectionFunctor::_isCarrier(each.event)) continue;
         auto name = each.event.nameForID();
-        if (name.empty()) continue;  // nobody could find its number again
+        if (name.empty()) continue;  // its number could not be found again
         const std::string data(reinterpret_cast<const char*>(each.event.constData()), each.event.bytes());
         stored.push_back({std::move(name), each.event.isFromMe() ? std::string() : each.event.sender(), data,
                           each.dueSeconds - pending.nowSeconds, each.isLocal, each.isRemote});

@@ -33,7 +33,7 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
 
     void onFrameEnded(KrSim::KrApplication*) override {
         const auto frames = application._getFramePosition().frames;
-        // Fewer than before: somebody else has restored an earlier state.
+        // Fewer than before: other code has restored an earlier state.
         if (frames == lastFrame || (frames > lastFrame && frames < nextFrame)) return;
         later([](Store& self) { self.record(); });
     }

@@ -60,7 +60,7 @@ struct ExtensionRecord {
     KrSim::KrFactoryKey key;
     std::string name;
     KrSim::KrContentID contentID;
-    KrSim::KrContentID::Identifier storedID;  // the runtime ID as it stands in the file: connections name it
+    KrSim::KrContentID::Identifier storedID;  // the runtime ID in the file, by which connections name it
     std::int32_t dataVersion{-1};
     KrSim::KrVersioningRegistry::Versions versions;
     std::optional<std::uint64_t> position;  // where it is not right behind the one before

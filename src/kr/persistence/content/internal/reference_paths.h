@@ -8,7 +8,7 @@
 
 namespace KrPersistence::detail {
 
-/// Follows the fields that references of saved content stand in, while code of plug-ins renames and moves them.
+/// Follows the fields that hold references of saved content, while code of plug-ins renames and moves them.
 class ReferencePaths {
 public:
     /// \param fields  the container that the paths begin below.

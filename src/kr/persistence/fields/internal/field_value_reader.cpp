@@ -91,7 +91,7 @@ bool FieldValueReader::_readMembers(const Kr::KrID& id, FieldBase* field) {
 }
 
 bool FieldValueReader::_readChildren(FieldBase* field) {
-    const FieldReference parent(field);  // whoever hears of a value may destroy it
+    const FieldReference parent(field);  // an observer of the value may destroy it
     bool isTaken = field != nullptr && field->getDataType() == Types::kContainer;
     std::unordered_map<std::int32_t, std::size_t> ranks;  // by the numbers of identifiers
     const auto count = _reader.sequence("Values", [&](std::size_t index) {
