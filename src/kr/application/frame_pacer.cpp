@@ -10,7 +10,7 @@ namespace {
 /// real clock takes to its next tick.
 constexpr int kMostReadings = 1'000'000;
 /// So often, in seconds, a long wait asks whether it is to end.
-constexpr double kLongestSleep = 0.05;
+constexpr double kLongestSleep = 0.02;
 
 }  // namespace
 

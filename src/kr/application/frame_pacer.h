@@ -28,7 +28,7 @@ struct FrameStart {
 class KR_API FramePacer {
 public:
     /// The clock is borrowed. Asks for its resolution, which may take a few milliseconds the first time.
-    /// \param endsWaits  once it is true, a wait ends within 50 ms and its frame begins early; borrowed, null for none.
+    /// \param endsWaits  once it is true, a wait ends within 20 ms and its frame begins early; borrowed, null for none.
     explicit FramePacer(Kr::IClock& clock = Kr::SteadyClock::instance(), const std::atomic<bool>* endsWaits = nullptr);
 
     /// Waits until the frame is due and begins it. The first one is due at once.
