@@ -333,7 +333,7 @@ COMPACT_VALUES = """\
 
 # By name: the letter of the kind of file, and its sections.
 FILES = {
-    **{f"objects {seed}": ("O", objects(seed)) for seed in range(4)},
+    **{f"objects {seed}": ("O", objects(seed)) for seed in range(3)},
     "deep objects": ("O", deep_objects()),
     "no objects": ("O", [("KrObjectSection", 2, {"Objects": []})]),
     **{f"setup {seed}": ("U", setup(seed)) for seed in range(3)},
