@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection.h"
 #include "kr/data/vector.h"
@@ -66,31 +68,50 @@ TEST_F(SavedConnections, WithAPartThatItsDefinitionHasLostComeBackThroughAFile) 
     EXPECT_EQ(instance.getExtension(0)->getInput("Pedal")->toReal(), 4.0);
 }
 
-TEST_F(SavedConnections, AreMadeByTheSyncThatBringsTheirPart) {
-    std::string bytes;
-    {
-        const auto axle = makeObject({}, "Axle", 11);
-        axle->add(_right.get());
-        const auto instance = axle->instantiate(KrContentID::createFromWords(7, 12));
-        auto* pedal = instance->getExtension(0)->getInput("Pedal");
-        Kr::KrConnectionFactory::connect(motorOf(_left).speed.getField(), pedal);
-        axle->remove(_right.get());
-        ASSERT_TRUE(instance->sync());
-        bytes = save({axle, instance, _left});
+/// An axle, an instance of it, and a motor that drives a part of the instance which the axle does not have yet.
+class ConnectionsToAPartToCome : public SavedConnections {
+protected:
+    ConnectionsToAPartToCome() {
+        std::string bytes;
+        {
+            const auto axle = makeObject({}, "Axle", 11);
+            axle->add(_right.get());
+            const auto instance = axle->instantiate(KrContentID::createFromWords(7, 12));
+            auto* pedal = instance->getExtension(0)->getInput("Pedal");
+            Kr::KrConnectionFactory::connect(motorOf(_left).speed.getField(), pedal);
+            axle->remove(_right.get());
+            EXPECT_TRUE(instance->sync());
+            bytes = save({axle, instance, _left});
+        }
+        _left.reset();
+        _right.reset();
+        _loaded = load(bytes);
+        motorOf(_loaded.objects[2]).speed = 4.0;
     }
-    _left.reset();
-    _right.reset();
-    const auto loaded = load(bytes);
-    ASSERT_EQ(loaded.objects.size(), 3U);
-    motorOf(loaded.objects[2]).speed = 4.0;
-    static_cast<KrObject&>(*loaded.objects[0]).add(make(kMotorType, "Right", 2).get());
-    auto& instance = static_cast<KrObject&>(*loaded.objects[1]);
-    ASSERT_TRUE(instance.sync());
-    ASSERT_EQ(instance.getExtensionCount(), 1U);
-    EXPECT_EQ(instance.getExtension(0)->getInput("Pedal")->toReal(), 4.0);
-    ASSERT_TRUE(instance.sync());
-    EXPECT_THAT(connectionsTo(KrSmartPtr<KrExtension>(instance.getExtension(0))),
-                ElementsAre("Left.Outputs.Speed>Inputs.Pedal"));
+    void addPart() { static_cast<KrObject&>(*_loaded.objects[0]).add(make(kMotorType, "Right", 2).get()); }
+    [[nodiscard]] KrObject& instance() { return static_cast<KrObject&>(*_loaded.objects[1]); }
+    [[nodiscard]] std::vector<std::string> connectionsToThePart() {
+        return connectionsTo(KrSmartPtr<KrExtension>(instance().getExtension(0)));
+    }
+
+    Loaded _loaded;
+};
+
+TEST_F(ConnectionsToAPartToCome, AreMadeByTheSyncThatBringsIt) {
+    addPart();
+    ASSERT_TRUE(instance().sync());
+    EXPECT_EQ(instance().getExtension(0)->getInput("Pedal")->toReal(), 4.0);
+    ASSERT_TRUE(instance().sync());
+    EXPECT_THAT(connectionsToThePart(), ElementsAre("Left.Outputs.Speed>Inputs.Pedal"));
+}
+
+TEST_F(ConnectionsToAPartToCome, AreLeftToTheThreadThatLoadedThem) {
+    addPart();
+    std::thread([&] { EXPECT_TRUE(instance().sync()); }).join();
+    EXPECT_THAT(connectionsToThePart(), ElementsAre());
+    static_cast<const KrObject&>(*_loaded.objects[0]).getExtension(0)->getParameter("Mass")->set(2.0);
+    ASSERT_TRUE(instance().sync());
+    EXPECT_THAT(connectionsToThePart(), ElementsAre("Left.Outputs.Speed>Inputs.Pedal"));
 }
 
 TEST_F(SavedConnections, TransferNothingOnLoadAndStayOff) {

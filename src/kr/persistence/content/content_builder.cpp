@@ -450,7 +450,7 @@ void ContentBuilder::_connectFollowed() {
 }
 
 void ContentBuilder::_connectKept(ConnectionRestorer& restorer) {
-    for (const auto& extension : KeptContent::getExtensions()) {
+    for (const auto& extension : KeptContent::getExtensions(_whose)) {
         // Code of implementations runs: what they do to the list must not be lost.
         forEachWaiting(
             [&]() -> auto& { return KeptContent::of(*extension).connections; },
@@ -466,6 +466,7 @@ void ContentBuilder::_connectKept(ConnectionRestorer& restorer) {
 }
 
 void ContentBuilder::retryKept() {
+    _whose = KeptContent::Whose::kOfThisThread;
     ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); },
                                 ConnectionRestorer::When::kLater);
     _connectKept(restorer);
@@ -563,7 +564,7 @@ void ContentBuilder::_replaceStandIns(KrExtension& extension) {
 }
 
 void ContentBuilder::_setReferences() {
-    for (const auto& extension : KeptContent::getExtensions()) {
+    for (const auto& extension : KeptContent::getExtensions(_whose)) {
         _replaceStandIns(*extension);
         forEachWaiting(
             [&]() -> auto& { return KeptContent::of(*extension).references; },
@@ -580,7 +581,7 @@ void ContentBuilder::_setReferences() {
 
 void ContentBuilder::resolve() {
     _setReferences();
-    for (const auto& extension : KeptContent::getExtensions()) {
+    for (const auto& extension : KeptContent::getExtensions(_whose)) {
         KeptContent::dropIfEmpty(*extension);
         const auto* kept = KeptContent::find(*extension);
         if (kept == nullptr || _byID.count(extension->getContentID().getRuntimeID()) == 0) continue;

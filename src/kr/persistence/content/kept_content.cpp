@@ -5,14 +5,21 @@
 #include <mutex>
 
 #include "kr/extension/extension.h"
+#include "kr/platform/thread_id.h"
+#include "kr/platform/weak_ptr.h"
 
 namespace KrPersistence::detail {
 
 namespace {
 
+struct Keeper {
+    Kr::KrWeakPtr<KrSim::KrExtension> extension;
+    Kr::ThreadId thread;  // which loaded it
+};
+
 struct Keepers {
     std::mutex mutex;  // guards the others
-    std::map<std::uint64_t, const Kr::KrWeakPtr<KrSim::KrExtension>*> all;
+    std::map<std::uint64_t, Keeper> all;
     std::uint64_t nextNumber{0};
 
     static Keepers& instance() {
@@ -23,9 +30,10 @@ struct Keepers {
 
 thread_local int pauseCount{0};
 
-bool isOfAnotherThread(const KrSim::KrExtension& extension) {
+bool mayChange(const KrSim::KrExtension& extension, Kr::ThreadId loader, KeptContent::Whose whose) {
     const auto context = extension.getApplicationContext();
-    return context.isRunning() && !context.isApplicationThread();
+    if (context.isRunning()) return context.isApplicationThread();
+    return whose == KeptContent::Whose::kAll || loader == Kr::getCurrentThreadId();
 }
 
 }  // namespace
@@ -42,11 +50,11 @@ bool RetryPause::isOn() noexcept {
     return pauseCount > 0;
 }
 
-KeptContent::KeptContent(KrSim::KrExtension& extension) : _extension(&extension) {
+KeptContent::KeptContent(KrSim::KrExtension& extension) {
     auto& keepers = Keepers::instance();
     const std::lock_guard lock(keepers.mutex);
     _number = keepers.nextNumber++;
-    keepers.all.emplace(_number, &_extension);
+    keepers.all.emplace(_number, Keeper{Kr::KrWeakPtr<KrSim::KrExtension>(&extension), Kr::getCurrentThreadId()});
     IKeptContent::_setRetry(&retryKeptContent);
 }
 
@@ -70,18 +78,18 @@ const KeptContent* KeptContent::find(const KrSim::KrExtension& extension) {
     return static_cast<const KeptContent*>(extension._getKeptContent());
 }
 
-std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions() {
+std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions(Whose whose) {
     auto& keepers = Keepers::instance();
-    std::vector<Kr::KrWeakPtr<KrSim::KrExtension>> copies;
+    std::vector<Keeper> copies;
     {
         const std::lock_guard lock(keepers.mutex);
-        for (const auto& [number, extension] : keepers.all)
-            copies.push_back(*extension);
+        for (const auto& [number, keeper] : keepers.all)
+            copies.push_back(keeper);
     }
     std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> held;
     for (const auto& copy : copies) {
-        auto extension = copy.lock();
-        if (extension && !isOfAnotherThread(*extension)) held.push_back(std::move(extension));
+        auto extension = copy.extension.lock();
+        if (extension && mayChange(*extension, copy.thread, whose)) held.push_back(std::move(extension));
     }
     return held;
 }

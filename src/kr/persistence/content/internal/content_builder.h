@@ -11,6 +11,7 @@
 
 #include "kr/extension/fwd.h"
 #include "kr/persistence/content/internal/content_records.h"
+#include "kr/persistence/content/internal/kept_content.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrPersistence::detail {
@@ -93,6 +94,7 @@ private:
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
     std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
     std::map<std::string, std::size_t> _missingTypes;  // with the number of their extensions
+    KeptContent::Whose _whose{KeptContent::Whose::kAll};
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};

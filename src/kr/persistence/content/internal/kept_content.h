@@ -7,7 +7,6 @@
 #include "kr/extension/kept_content.h"
 #include "kr/persistence/content/internal/content_records.h"
 #include "kr/platform/smart_ptr.h"
-#include "kr/platform/weak_ptr.h"
 
 namespace KrPersistence::detail {
 
@@ -37,9 +36,12 @@ public:
     [[nodiscard]] static KeptContent& of(KrSim::KrExtension& extension);
     /// Null when the extension has none.
     [[nodiscard]] static const KeptContent* find(const KrSim::KrExtension& extension);
-    /// All living extensions that have one, in the order in which they got it. Without those of an application that
-    /// runs on another thread.
-    [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions();
+    enum class Whose {
+        kAll,           ///< but for the content of an application that runs on another thread
+        kOfThisThread,  ///< also without content that no application runs and another thread loaded: it may use it
+    };
+    /// All living extensions that have one, in the order in which they got it. Any thread.
+    [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions(Whose whose = Whose::kAll);
     /// Drops what an extension has, once nothing is left in it.
     static void dropIfEmpty(KrSim::KrExtension& extension);
     /// Copies references and what concerns the definition, but no connections: one end may not be copied.
@@ -54,7 +56,6 @@ public:
     bool isFollowingStandIn{false};  // has followed other content of the item than its definition
 
 private:
-    Kr::KrWeakPtr<KrSim::KrExtension> _extension;
     std::uint64_t _number;
 };
 
@@ -69,7 +70,8 @@ public:
     [[nodiscard]] static bool isOn() noexcept;
 };
 
-/// Makes the connections and sets the references whose missing content exists now. Nothing happens during a RetryPause.
+/// Makes the connections and sets the references whose missing content exists now, for content that this thread has
+/// loaded or runs. Nothing happens during a RetryPause.
 void retryKeptContent();
 
 }  // namespace KrPersistence::detail
