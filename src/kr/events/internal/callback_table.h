@@ -72,7 +72,8 @@ public:
     void drop(Kr::KrSmartPtr<CallbackRecord> record) noexcept;
     /// Another manager begins: deliveries that began before do not reach its callbacks.
     void open() noexcept;
-    /// The number of openings and ends so far; later answers of the domain are of this one or of a later one.
+    /// Grows with every beginning and end of a manager. Read it before anything else of the manager: a delivery with an
+    /// older number is empty.
     [[nodiscard]] std::uint64_t getOpening() const noexcept { return _opening.load(std::memory_order_acquire); }
     /// From here on only this thread has callbacks called. Returns when no other thread is inside one.
     void restrictToThisThread() noexcept;
