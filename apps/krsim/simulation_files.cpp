@@ -28,6 +28,7 @@
 namespace krsim {
 namespace {
 
+using KrPersistence::describeWithFile;
 using KrPersistence::KrObjectSection;
 using KrPersistence::KrSetupSection;
 
@@ -44,11 +45,6 @@ std::string makeAbsolute(const std::string& path) {
     std::error_code error;
     const auto absolute = std::filesystem::absolute(path, error);
     return error ? path : absolute.lexically_normal().string();
-}
-
-std::string describeWithFile(const KrSim::KrExtension& extension) {
-    const auto file = KrPersistence::findSourceFile(extension);
-    return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
 }
 
 /// Throws a Failure for a path that a setup cannot hold: a part of it would be another directory.

@@ -24,6 +24,7 @@
 #include "kr/persistence/content/internal/obsolete_types.h"
 #include "kr/persistence/content/internal/own_paths.h"
 #include "kr/persistence/content/internal/reference_paths.h"
+#include "kr/persistence/content/object_file.h"
 
 namespace KrPersistence::detail {
 

@@ -9,6 +9,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/content/file_identity.h"
+#include "kr/persistence/content/object_file.h"
 #include "kr/persistence/files/file_paths.h"
 
 namespace KrPersistence::detail {
@@ -80,11 +81,6 @@ void LoadedFiles::_forgetDead() {
 bool LoadedFiles::_isTaken(const std::string& name, const std::string& path) const {
     return std::any_of(_loaded.begin(), _loaded.end(),
                        [&](const Loaded& each) { return each.name == name && each.path != path; });
-}
-
-std::string describeWithFile(const KrSim::KrExtension& extension) {
-    const auto file = LoadedFiles::instance().findPath(extension);
-    return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
 }
 
 std::string describeChoice(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID) {

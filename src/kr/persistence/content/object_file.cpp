@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "kr/extension/extension.h"
 #include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/content/object_section.h"
 
@@ -78,6 +79,11 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
 
 std::string findSourceFile(const KrSim::KrExtension& extension) {
     return detail::LoadedFiles::instance().findPath(extension);
+}
+
+std::string describeWithFile(const KrSim::KrExtension& extension) {
+    const auto file = findSourceFile(extension);
+    return "'" + extension.getPath() + "'" + (file.empty() ? std::string() : " of '" + file + "'");
 }
 
 }  // namespace KrPersistence

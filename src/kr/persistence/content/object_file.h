@@ -62,4 +62,7 @@ struct ObjectLoadOptions {
 /// what was loaded from a stream without a name.
 [[nodiscard]] KR_API std::string findSourceFile(const KrSim::KrExtension& extension);
 
+/// The extension for people, with the file that it was loaded from, if any: "'Car/Motor' of '/home/cars/car.kro'".
+[[nodiscard]] KR_API std::string describeWithFile(const KrSim::KrExtension& extension);
+
 }  // namespace KrPersistence

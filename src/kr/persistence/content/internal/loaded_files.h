@@ -40,9 +40,6 @@ private:
     std::vector<Loaded> _loaded;
 };
 
-/// The extension for people, with the file that it comes from: "'Car/Motor' of '/home/cars/car.kro'".
-[[nodiscard]] std::string describeWithFile(const KrSim::KrExtension& extension);
-
 /// Of an ID that finds no content because several extensions have the raw ID: that they are there, with their files.
 /// Empty where that is not the reason. To be put behind a message.
 [[nodiscard]] std::string describeChoice(const KrSim::KrContentID::Identifier& runtimeID,
