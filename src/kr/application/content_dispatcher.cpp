@@ -47,11 +47,12 @@ bool isIn(const std::vector<Item>& items, const Value& value) {
 
 /// An extension that all modules are being told of, one after the other.
 struct KrContentDispatcher::Telling {
-    KrExtension* extension;  // null: it has left while it was offered
+    KrExtension* extension;  // null: it has left while it was offered, and all modules know
     std::shared_ptr<const Modules> modules;
     Telling*& innermost;
     std::size_t left;
     std::vector<const KrSimulatorModule*> passedOver;
+    bool isOver{false};  // an offer: the extension is leaving; a withdrawal: no offer goes on afterwards
     Telling* outer;
 
     Telling(KrExtension& itsExtension, std::shared_ptr<const Modules> itsModules, Telling*& chain)
@@ -71,21 +72,15 @@ struct KrContentDispatcher::Telling {
         return static_cast<std::size_t>(place - modules->begin());
     }
     void offer() {
-        while (left > 0) {
+        while (left > 0 && !isOver) {
             const auto& module = (*modules)[modules->size() - left--];
             if (!isIn(passedOver, module.get())) module->addExtension(extension);
         }
     }
     /// From those that were offered it, after an offer that was not finished.
     void takeBack() noexcept {
-        for (auto i = modules->size() - left; extension != nullptr && i-- > 0;) {
+        for (auto i = modules->size() - left; !isOver && i-- > 0;) {
             const auto& module = (*modules)[i];
-            if (!isIn(passedOver, module.get())) module->removeExtension(extension);
-        }
-    }
-    void withdraw() {
-        while (left > 0) {
-            const auto& module = (*modules)[--left];
             if (!isIn(passedOver, module.get())) module->removeExtension(extension);
         }
     }
@@ -166,7 +161,7 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
     // One that comes back while it leaves enters when it has left.
     if (contains(&extension)) return;
     for (auto* each = _withdrawals; each != nullptr; each = each->outer) {
-        if (each->extension == &extension) each->withdraw();
+        if (each->extension == &extension) _finishWithdrawal(*each);
     }
     if (!_belongsHere(extension) || !_present.insert(&extension).second) return;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
@@ -251,22 +246,27 @@ void KrContentDispatcher::_offer(KrExtension& extension) {
 
 void KrContentDispatcher::_withdraw(KrExtension& extension) {
     Telling telling(extension, _modules, _withdrawals);
-    if (_offers != nullptr || _moduleOffers != nullptr) {
-        for (const auto& each : *telling.modules) {
-            if (!_hasHeardOf(*each, extension)) telling.passedOver.push_back(each.get());
-        }
+    for (auto* offer = _offers; offer != nullptr; offer = offer->outer)
+        offer->isOver = offer->isOver || offer->extension == &extension;
+    _finishWithdrawal(telling);
+}
+
+/// What offers have told is asked until all modules know, so that no list of those that do not is needed.
+void KrContentDispatcher::_finishWithdrawal(Telling& telling) {
+    while (telling.left > 0) {
+        const auto& module = (*telling.modules)[--telling.left];
+        const bool isToHear = !isIn(telling.passedOver, module.get()) && _hasHeardOf(*module, *telling.extension);
+        if (isToHear) module->removeExtension(telling.extension);
     }
+    if (std::exchange(telling.isOver, true)) return;  // it may have come back since
     for (auto* offer = _offers; offer != nullptr; offer = offer->outer) {
-        if (offer->extension != &extension) continue;
-        offer->extension = nullptr;
-        offer->left = 0;
+        if (offer->extension == telling.extension && offer->isOver) offer->extension = nullptr;
     }
     for (auto* offer = _moduleOffers; offer != nullptr; offer = offer->outer) {
         for (std::size_t i = offer->told; i < offer->extensions.size(); ++i) {
-            if (offer->extensions[i].get() == &extension) offer->extensions[i].reset();
+            if (offer->extensions[i].get() == telling.extension) offer->extensions[i].reset();
         }
     }
-    telling.withdraw();
 }
 
 /// For a module that is here and an extension that is, or was until now.
@@ -342,7 +342,9 @@ void KrContentDispatcher::_withdrawFrom(KrSimulatorModule& module,
                                         std::vector<Kr::KrSmartPtr<KrExtension>> extensions) {
     std::erase_if(extensions, [&](const auto& each) { return !_hasHeardOf(module, *each); });
     for (auto* withdrawal = _withdrawals; withdrawal != nullptr; withdrawal = withdrawal->outer) {
-        if (withdrawal->find(module) < withdrawal->left) extensions.emplace_back(withdrawal->extension);
+        if (withdrawal->find(module) < withdrawal->left && _hasHeardOf(module, *withdrawal->extension)) {
+            extensions.emplace_back(withdrawal->extension);
+        }
         withdrawal->passedOver.push_back(&module);
     }
     for (auto* offer = _offers; offer != nullptr; offer = offer->outer)

@@ -75,6 +75,7 @@ private:
     void _forget(KrExtension& extension) noexcept;
     void _offer(KrExtension& extension);
     void _withdraw(KrExtension& extension);
+    void _finishWithdrawal(Telling& telling);
     void _dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module);
     void _withdrawFrom(KrSimulatorModule& module, std::vector<Kr::KrSmartPtr<KrExtension>> extensions);
     void _withdrawBelow(const KrObject& object, KrSimulatorModule& module);
