@@ -46,6 +46,7 @@ ContentBuilder::~ContentBuilder() = default;
 // --- Extensions ----------------------------------------------------------------------------------------------------
 
 void ContentBuilder::build() {
+    _before.emplace();
     _made.reserve(_content.extensionCount);
     _byID.reserve(_content.extensionCount);
     for (auto& record : _content.roots) {
@@ -384,6 +385,7 @@ void ContentBuilder::_replaceStandIns(KrExtension& keeper, ConnectionRestorer& r
             if (best.source == each.source && best.sink == each.sink) {
                 return KeptContent::of(keeper).standInConnections.push_back(each);
             }
+            KeptBefore::onReplaced(keeper, each);
             if (!Kr::KrConnectionFactory::disconnect(findField(each.source, meant.sourceField),
                                                      findField(each.sink, meant.sinkField))) {
                 return;  // other code has ended it meanwhile
@@ -508,6 +510,10 @@ void ContentBuilder::connect() {
     }
 }
 
+void ContentBuilder::keep() noexcept {
+    if (_before) _before->keep();
+}
+
 void ContentBuilder::release() {
     _content = {};
     _progress = {};
@@ -557,6 +563,7 @@ void ContentBuilder::_replaceStandIns(KrExtension& extension) {
         [&](const auto& each) {
             const auto meant = KrContentRegistry::instance().lock(each.reference.extension);
             if (meant) {
+                KeptBefore::onReplaced(extension, each);
                 replaceReference(extension, each.reference, each.shown, *meant);
             } else {
                 KeptContent::of(extension).standIns.push_back(each);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/extension/extension.h"
+#include "kr/persistence/content/internal/kept_content.h"
 #include "kr/persistence/content/internal/loaded_files.h"
 #include "kr/persistence/content/object_section.h"
 
@@ -51,6 +52,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::strin
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options,
                                          std::string& error) try {
+    detail::KeptBefore before;
     KrFile file;
     file.setProgressHandler(options.progress);
     file.setReferringFile(options.referringFile);
@@ -71,6 +73,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
         loaded->problems.insert(loaded->problems.end(), problems.begin(), problems.end());
     }
     error = loaded ? std::string() : "'" + fileName + "' holds no objects";
+    before.keep();
     return loaded;
 } catch (const std::bad_alloc&) {
     error = kOutOfMemory;

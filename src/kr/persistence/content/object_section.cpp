@@ -60,6 +60,10 @@ void KrObjectSection::declareReferencableObjects(KrFile* file) {
         file->registerReferencableObject(object.get());
 }
 
+void KrObjectSection::_onLoaded() noexcept {
+    if (_builder) _builder->keep();
+}
+
 void KrObjectSection::_write(ArchiveWriter& writer) const {
     detail::ContentWriter(writer, makeProgress(getOwner())).write(_objects);
 }

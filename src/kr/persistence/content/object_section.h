@@ -49,6 +49,7 @@ class KR_API KrObjectSection final : public NamedFileSection {
 
     // --- The section -------------------------------------------------------------------------------------------------
     void declareReferencableObjects(KrFile* file) override;
+    void _onLoaded() noexcept override;
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
 

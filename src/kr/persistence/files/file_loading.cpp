@@ -2,10 +2,12 @@
 #include <fstream>
 #include <istream>
 #include <new>
+#include <span>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/file_object_numbers.h"
+#include "kr/persistence/files/file_section.h"
 #include "kr/persistence/files/internal/load_source.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/internal/version_gate.h"
@@ -55,6 +57,8 @@ bool KrFile::_load(std::istream& stream, const std::string& archiveName, int fla
         _failWith([&] { return "KrPersistence: exception when loading\".\n" + archiveName + "\"\n"; });
     }
     _finish();
+    for (auto* section : isLoaded ? std::span(_sections) : std::span<KrFileSection*>())
+        section->_onLoaded();
     return isLoaded;
 }
 

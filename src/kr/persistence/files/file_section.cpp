@@ -13,6 +13,7 @@ void KrFileSection::prepareBeforeSaving(KrFile* file, int /*flags*/) {
 void KrFileSection::declareReferencableObjects(KrFile* /*file*/) {}
 
 void KrFileSection::postLoad(KrFile* /*file*/) {}
+void KrFileSection::_onLoaded() noexcept {}
 
 void KrFileSection::setOwner(KrFile* file) {
     _owner = file;

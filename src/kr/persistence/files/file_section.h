@@ -23,6 +23,8 @@ public:
     virtual void declareReferencableObjects(KrFile* file);
     /// Called when the whole file was read; the sections before this one are in place. Does nothing unless overridden.
     virtual void postLoad(KrFile* file);
+    /// Called when the load has succeeded: nothing fails any more. Does nothing unless overridden.
+    virtual void _onLoaded() noexcept;
 
     /// The file that holds the section, or null; set from the start while a section is read.
     [[nodiscard]] KrFile* getOwner() const noexcept { return _owner; }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -46,6 +47,8 @@ public:
     void retryKept();
     /// Drops all but the figures and problems: the caller owns the content now.
     void release();
+    /// The load has succeeded. Without this the destructor lets other content wait again for what it has found.
+    void keep() noexcept;
 
     [[nodiscard]] const Extensions& getRoots() const noexcept { return _roots; }
     /// What is not as it was saved, for people.
@@ -88,6 +91,7 @@ private:
     Progress _progress;
     std::size_t _stepCount;
     std::size_t _stepsDone{0};
+    std::optional<KeptBefore> _before;
     Extensions _roots;
     Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
     // Places in the list, by live ID and, until all is built, by that of the file where it is another one.
