@@ -50,7 +50,7 @@ public:
     class KR_API List {
     public:
         List(IExtension* owner, const char* name, const char* description);
-        /// Null when there is none: without a proxy, or when somebody removed it.
+        /// Null when there is none: without a proxy, or when the field was removed.
         [[nodiscard]] KrData::Vector<T>* getField() const;
         [[nodiscard]] std::vector<T> get() const;
         /// False when there is no field.
@@ -76,7 +76,7 @@ public:
     Parameter<Kr::KrEnum> communicationModel;  ///< eCommunicationModel
     List<FileName> pluginDirectories;
     List<FileName> resourcesDirectories;
-    /// Null without a proxy, or when somebody removed it.
+    /// Null without a proxy, or when the field was removed.
     [[nodiscard]] RemoteAccessContainer* getRemoteAccess() const;
 
 protected:

@@ -317,7 +317,7 @@ void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
 }
 
 void KrContentDispatcher::_dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module) {
-    if (_modules.use_count() == 1) {  // nobody walks over it
+    if (_modules.use_count() == 1) {  // no walk over it is under way
         std::erase(const_cast<Modules&>(*_modules), module);
         return;
     }

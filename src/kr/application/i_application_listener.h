@@ -6,7 +6,7 @@
 
 namespace KrSim {
 
-/// Hears what happens in an application (KrApplication::registerListener). Override what is of interest.
+/// Observes an application (KrApplication::registerListener). Override what is of interest.
 ///
 /// Called on the application's thread, between two passes, without a lock: a callback may change content, modules and
 /// listeners. One that throws is logged as a warning.

@@ -21,10 +21,10 @@ struct ContentLink;
 /// registry, which is what extensions and hosts use.
 ///
 /// Several extensions may carry one ID, as when a file is loaded twice. The first answers for it; when it goes, the
-/// next one does. The empty ID answers for nobody. A reference whose extension changes its ID follows the extension.
-/// One whose ID no extension carries takes the only extension with the same raw ID, until one with the ID comes.
-/// Thread: any. One lock covers the bookkeeping; owners of references are told without it, on the thread that makes the
-/// change, before the call returns, or by a thread that is just telling the same owner.
+/// next one does. No extension is found by the empty ID. A reference whose extension changes its ID follows the
+/// extension. One whose ID no extension carries takes the only extension with the same raw ID, until one with the ID
+/// comes. Thread: any. One lock covers the bookkeeping; owners of references are told without it, on the thread that
+/// makes the change, before the call returns, or by a thread that is just telling the same owner.
 class KR_API KrContentDirectory {
 public:
     /// An extension with a holder that keeps it alive, or null with an empty holder.
@@ -41,7 +41,7 @@ public:
     [[nodiscard]] static bool _contains(const KrExtension* extension, const KrContentID::Identifier& id);
     /// The pointer is good as long as no other thread lets go of the extension.
     [[nodiscard]] static KrExtension* _find(const KrContentID::Identifier& id);
-    /// Null for an extension that nobody holds yet or that is being destroyed.
+    /// Null for an extension without a holder or one that is being destroyed.
     [[nodiscard]] static Held _hold(const KrContentID::Identifier& id);
     /// The same, and where none has the runtime ID, the only one with the raw ID.
     [[nodiscard]] static Held _resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
@@ -56,7 +56,7 @@ public:
     /// Lets a reference follow an ID. It gets the preferred extension if that is in the directory under the ID or the
     /// reference is strong and given a holder of it; else the one that answers for the ID, or none.
     static void _connect(detail::ContentLink& link, const KrContentID& id, const Held& preferred);
-    /// The reference follows nobody any more; a strong one keeps what it holds.
+    /// The reference follows no extension any more; a strong one keeps what it holds.
     static void _disconnect(detail::ContentLink& link) noexcept;
     /// The same for good. Returns when no other thread is telling the owner.
     static void _close(detail::ContentLink& link) noexcept;

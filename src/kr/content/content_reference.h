@@ -54,15 +54,15 @@ public:
     /// The extension, or null while none with the ID is registered. One atomic read. May be a dying one in its own
     /// destructor.
     [[nodiscard]] KrExtension* get() const noexcept;
-    /// The same with a holder; null, too, for an extension that nobody holds. Needs <kr/extension/extension.h>.
+    /// The same with a holder; null, too, for an extension without a holder. Needs <kr/extension/extension.h>.
     template <std::same_as<KrExtension> T = KrExtension>
     [[nodiscard]] Kr::KrSmartPtr<T> lock() const {
         const KrContentDirectory::Held held = _hold();
         return Kr::KrSmartPtr<T>(held.first);
     }
-    /// The ID that it refers to, whether anybody carries it or not; empty when it refers to nothing.
+    /// The ID that it refers to, whether or not an extension carries it; empty when it refers to nothing.
     [[nodiscard]] KrContentID getContentID() const;
-    /// Whether it refers to nothing, not even to an ID that nobody carries.
+    /// Whether it refers to nothing, not even to an ID that no extension carries.
     [[nodiscard]] bool isEmpty() const;
     /// Refers to something else from now on, connected to the registry. The observer is not called for that.
     void setTarget(const KrContentID& id);
@@ -71,7 +71,7 @@ public:
     void reset();
 
     // --- Strength --------------------------------------------------------------------------------------------------
-    /// A strong reference holds its extension as soon as it has found it, provided that somebody else holds it then, or
+    /// A strong reference holds its extension as soon as it has found it, provided that it has another holder then, or
     /// that it was given to setTarget of a strong reference. It keeps an extension that is unregistered meanwhile.
     void enableStrongReference(bool enable);
     [[nodiscard]] bool isStrongReference() const;

@@ -36,7 +36,7 @@ public:                                                                         
 namespace Kr {
 
 /// Base of long-lived objects: a name, a class type, subscribers, and an entry in the process-wide set of live
-/// objects, so that whoever holds a raw pointer can ask whether the object still exists.
+/// objects, so that the holder of a raw pointer can ask whether the object still exists.
 ///
 /// Thread: objects may be made, destroyed and tested for life on any thread. The name and the subscribers of one
 /// object belong to the thread that uses the object.

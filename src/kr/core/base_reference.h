@@ -44,7 +44,7 @@ public:
     friend KR_API bool operator<(const KrBaseReference& left, const KrBaseReference& right) noexcept;
 
     // A process-wide cache from context and text to the target, off at first, for times when many references are
-    // resolved and nothing is renamed or moved: entries of dead objects are dropped, but nobody reports renamed ones.
+    // resolved and nothing is renamed or moved: entries of dead objects are dropped, but renamed ones are not noticed.
     // Clear it after such changes.
 
     /// Switching the cache off clears it.

@@ -13,9 +13,9 @@ namespace Kr {
 
 /// A binding that makes a sink field follow a source field: what fields and clones need to know of connections.
 ///
-/// Ownership: fields and owners are borrowed. Whoever made the connection owns it. A field that dies while connected
-/// makes the connection invalid; the owner of the connection deletes it later.
-/// Thread: the application thread.
+/// Ownership: fields and owners are borrowed. The connection belongs to the code that made it. A field that dies while
+/// connected makes the connection invalid; the owner of the connection deletes it later. Thread: the application
+/// thread.
 class KR_API KrConnectionBase : public KrBase, public PooledObject {
     KR_BASE_CLASS(KrConnectionBase, KrBase)
 
@@ -46,7 +46,7 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
     /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink, and answers whether
-    /// it does. Who does so enters the guard before, unless nobody hears of the sink. Long chains run so in a loop
+    /// it does. The caller enters the guard first, unless the sink has no observers. So long chains run in a loop
     /// instead of a recursion.
     [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) {
         if (_quietCopy != nullptr) {
@@ -83,7 +83,7 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     }
     void _setSlot(End end, std::uint32_t slot) noexcept { (end == End::kSource ? _sourceSlot : _sinkSlot) = slot; }
 
-    /// Whether nobody is known to own the connection, as the factory made it: whoever ends the connections of a field
+    /// Whether the connection has no known owner, as the factory made it: the code that ends the connections of a field
     /// deletes it then.
     [[nodiscard]] bool _isUnowned() const noexcept { return _isOwnerless; }
     void _setUnowned(bool isUnowned) noexcept { _isOwnerless = isUnowned; }

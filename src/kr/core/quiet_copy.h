@@ -12,7 +12,7 @@ enum class QuietCopyResult : std::uint8_t {
     kImpossible,  ///< copying takes more than that, and nothing was done
 };
 
-/// Copies the value of a field to another one and notifies nobody.
+/// Copies the value of a field to another one without notification.
 using QuietCopy = QuietCopyResult (*)(const KrData::FieldBase& source, KrData::FieldBase& sink);
 
 }  // namespace Kr

@@ -12,7 +12,8 @@ namespace KrData::detail {
 /// none; more stand in a list behind it. For fields only.
 ///
 /// There, each connection knows its slot, so membership and removal take constant time. A removed one leaves an empty
-/// slot, so that a walk by index stays in place; the slots close up when nobody walks and half of them are empty.
+/// slot, so that a walk by index stays in place; the slots close up when no walk is under way and half of them are
+/// empty.
 class ConnectionList {
 public:
     ConnectionList() noexcept = default;

@@ -80,7 +80,7 @@ public:
 
     // --- Order -----------------------------------------------------------------------------------------------------
     /// Puts the first child with this identifier right behind the child that stands at `position`; end() appends.
-    /// Answers its new place, end() when there is no such child. Nobody is notified.
+    /// Answers its new place, end() when there is no such child. Notifies no observer.
     iterator moveField(iterator position, const Kr::KrID& id);
 
     // --- Copying and comparing -------------------------------------------------------------------------------------
@@ -120,7 +120,7 @@ public:
     void _onChildDies(FieldBase& field);
     /// Called by a child that has another identifier.
     void _onChildRenamed() noexcept { _lookup.drop(); }
-    /// Tells whoever observes this container that its list of children changed on account of `field`.
+    /// Notifies the observers of this container that its list of children changed on account of `field`.
     void _notifyLater(const FieldBase& field) const;
     /// Gives the field a number that no other child has, keeping its own where possible.
     void _validateInternalIdentifier(FieldBase* field) noexcept;
@@ -139,7 +139,7 @@ public:
     /// The same under another identifier: the copy where it lives, else null. All that is left to do for clone().
     template <class Copy>
     [[nodiscard]] static Copy* _adoptAs(const Kr::KrID& id, Copy* copy, Container* parent) {
-        static_cast<FieldBase*>(copy)->_id = id;  // nobody observes a new copy
+        static_cast<FieldBase*>(copy)->_id = id;  // a new copy has no observers
         return _adopt(copy, parent) ? copy : nullptr;
     }
 

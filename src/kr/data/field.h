@@ -22,8 +22,8 @@ struct FieldExtras {
 /// A field with a value of type T, one of the value types of Types::DataTypeEnum.
 ///
 /// Numbers and vectors may have a range, into which a set value is clamped, each component for itself. An equal
-/// value changes nothing and tells nobody; the comparison comes before the clamping, so a value that clamps back to
-/// the stored one does notify. NaN differs from itself.
+/// value changes nothing and notifies no observer; the comparison comes before the clamping, so a value that clamps
+/// back to the stored one does notify. NaN differs from itself.
 template <class T>
 class KR_API Field : public FieldBase {
 public:
@@ -43,8 +43,8 @@ public:
     operator const T&() const { return getValue(); }
     /// Always true, but for an Enumeration value of another type than the stored one, which is refused.
     bool setValue(const T& value) { return _value == value || _store(value); }
-    /// Takes the value as it is, without clamping, and tells nobody. Answers whether it was another one, bit by bit,
-    /// and somebody would hear of that.
+    /// Takes the value as it is, without clamping or notification. Answers whether it was another one, bit by bit,
+    /// and there are observers or connections to notify.
     bool _restoreValue(const T& value);
     Field& operator=(const T& value) {
         setValue(value);
@@ -84,7 +84,7 @@ public:
     [[nodiscard]] Kr::QuietCopy _getQuietCopy(const FieldBase& source) const override;
     /// Takes minimum, maximum and whether they count, as they are.
     void _copyRange(const Field& source);
-    /// For loading, while nobody knows the field: stores the value with every bit, -0.0 in place of 0.0 as well.
+    /// For loading, before anything refers to the field: stores the value with every bit, -0.0 in place of 0.0 as well.
     void _initializeValue(const T& value) { _value = value; }
 
 protected:

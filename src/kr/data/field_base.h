@@ -41,7 +41,7 @@ struct FieldRareState;
 ///
 /// Thread: the application thread. Observers may be added and removed from any thread while the field lives.
 /// Ownership: a field with a parent belongs to it and was made with `new`, or it is a member of an object that dies
-/// before the container; a field without one belongs to whoever made it. A dying field leaves its container, makes
+/// before the container; a field without one belongs to its maker. A dying field leaves its container, makes
 /// its connections invalid and silences its observers.
 /// Failure: nothing here throws for bad input. Lookups answer with the invalid field, setters that refuse with false.
 class KR_API FieldBase : public Kr::PooledObject {
@@ -88,16 +88,17 @@ public:
     [[nodiscard]] virtual FieldBase& operator[](const Kr::KrID& id);
     [[nodiscard]] virtual const FieldBase& operator[](const Kr::KrID& id) const;
     /// Tells connections, containers and observers that `changed`, this field or one below it, has a new value. Setters
-    /// call it only where somebody may hear of it.
+    /// call it only where there may be observers.
     virtual void _notifyChanged(const FieldBase& changed) const;
     virtual void _notifyPropertyChangedToParents(const FieldBase& changed) const;
     /// Makes this field a dynamic likeness of `source`: properties, internal identifier, hidden metadata, value.
     virtual void _cloneFrom(const FieldBase& source);
     /// Ends every registration of a value or property observer.
     virtual void _clearObservers();
-    /// The function that copies the value of `source` to this field as copyValue does, but notifies nobody. It does
-    /// nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do anything
-    /// else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their own.
+    /// The function that copies the value of `source` to this field as copyValue does, but without notification. It
+    /// does nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do
+    /// anything else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their
+    /// own.
     [[nodiscard]] virtual Kr::QuietCopy _getQuietCopy(const FieldBase& source) const;
 
     // --- Identity and place ----------------------------------------------------------------------------------------
@@ -182,7 +183,7 @@ public:
     [[nodiscard]] DelegateConnection addObserver(Observer observer);
     /// Likewise for identifier, parent, description, visibility, read-only hint and physical dimension.
     [[nodiscard]] DelegateConnection addPropertyObserver(Observer observer);
-    /// Whether anyone would hear of a change, proxies included; a producer of costly values may ask first.
+    /// Whether a change would notify anything, proxies included; a producer of costly values may ask first.
     [[nodiscard]] bool hasWatchers() const;
     void registerListener(FieldListener* listener);
     void unregisterListener(FieldListener* listener);
@@ -218,7 +219,7 @@ public:
     /// For loading: sets the bit of this field alone, whatever its descendants have.
     void _setForcingObservers(bool forcing) const noexcept { _setState(kForceObservers, forcing); }
     /// For loading, before copyValue, which leaves equal values alone: makes them the same to the last bit, as -0.0 and
-    /// 0.0. Tells nobody.
+    /// 0.0. Notifies no observer.
     void _takeBits(const FieldBase& source);
     /// For loading: takes what `source` says beside its value and hidden metadata: description, physical dimension and,
     /// where the types are the same, the range. A bit that forces observers is set, but never cleared.

@@ -8,8 +8,8 @@ namespace KrData {
 /// Learns of connections that a field gains and loses. Override what is of interest.
 ///
 /// Ownership: borrowed by the field; unregister it before it dies. Thread: the one that connects.
-/// A listener may register and unregister listeners; one registered during a call is told from the next call on. It may
-/// delete the connection that it is told of, and those behind it do not hear of that any more.
+/// A listener may register and unregister listeners; one registered during a call is called from the next change on.
+/// It may delete the connection in question; the listeners behind it are not called for that connection then.
 class KR_API FieldListener {
 public:
     FieldListener() = default;

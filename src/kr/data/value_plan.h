@@ -58,8 +58,8 @@ public:
     void take(FieldValues& values) const;
     /// Takes the memory that the restore which follows needs, so that it cannot run out half way.
     void prepare(const FieldValues& values, const ValuePlan& source) const;
-    /// Sets each field to its value as it is, without clamping, and tells nobody: `changed` gets the fields whose
-    /// observers and connections would hear of it. Answers how many values of `source` found no field here.
+    /// Sets each field to its value as it is, without clamping or notification: `changed` gets the fields whose
+    /// observers and connections are to be notified. Answers how many values of `source` found no field here.
     std::size_t restore(const FieldValues& values, const ValuePlan& source, Changed& changed) const;
     /// The same for the values below one group.
     void restoreGroup(const Kr::KrID& group, const FieldValues& values, const ValuePlan& source,
@@ -170,7 +170,7 @@ private:
     std::size_t _otherCount{0};
 };
 
-/// Makes a plan of a tree that nobody has as containers, for readers.
+/// Makes a plan of a tree for which there are no containers, for readers.
 class KR_API ValuePlan::Builder {
 public:
     Builder();

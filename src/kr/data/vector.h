@@ -14,8 +14,8 @@ namespace KrData {
 
 /// A vector of values of type T, one of the value types of Types::DataTypeEnum.
 ///
-/// Every operation that changes the items records the changed range and notifies once; one that changes nothing tells
-/// nobody. Enumeration items need not be of one type.
+/// Every operation that changes the items records the changed range and notifies once; one that changes nothing
+/// does not notify. Enumeration items need not be of one type.
 template <class T>
 class KR_API Vector : public VectorBase {
 public:

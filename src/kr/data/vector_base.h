@@ -12,8 +12,8 @@ namespace KrData {
 
 /// A field whose value is a resizable vector of items of one data type; Vector<T> has the items.
 ///
-/// For incremental transfer a vector can keep the ranges of indices that changed since the last transfer. Whoever
-/// transfers reads the size and the ranges, copies, and calls clearChanges().
+/// For incremental transfer a vector can keep the ranges of indices that changed since the last transfer. A
+/// transfer reads the size and the ranges, copies, and calls clearChanges().
 class KR_API VectorBase : public FieldBase {
 public:
     /// First and last changed index, both included.
@@ -50,9 +50,9 @@ public:
     /// new ones; notifies once. For vectors that were equal before the source changed there. False, and nothing
     /// changes, when the item data types differ.
     virtual bool _followItems(const VectorBase& source, const ChangeRanges& ranges) = 0;
-    /// Takes the items of `source` as they are and tells nobody, but records the change for connections to come.
-    /// Answers whether they were others, bit by bit, and somebody would hear of that. False, and nothing changes, when
-    /// the item data types differ.
+    /// Takes the items of `source` as they are, without notification, but records the change for connections to come.
+    /// Answers whether they were others, bit by bit, and there are observers or connections to notify. False, and
+    /// nothing changes, when the item data types differ.
     virtual bool _restoreItems(const VectorBase& source) = 0;
     /// Takes the memory that _restoreItems of this source needs next.
     virtual void _prepareRestore(const VectorBase& source) = 0;
@@ -63,7 +63,7 @@ public:
     /// What one item takes, without what it holds elsewhere.
     [[nodiscard]] virtual std::size_t _getItemBytes() const noexcept = 0;
     /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
-    /// are complete for whoever has seen as many as were forgotten.
+    /// are complete for a reader that has seen as many as were forgotten.
     [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }
     [[nodiscard]] std::uint64_t _getForgottenChangeCount() const noexcept { return _forgottenCount; }
     /// Records that the items `first` to `last` changed; ranges that share an index become one.

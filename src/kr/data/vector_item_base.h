@@ -11,9 +11,9 @@ namespace KrData {
 ///
 /// Its identifier is the index as text, its path that of the vector, a period and the index. Owner extension, field
 /// type and read-only hint are those of the vector.
-/// Ownership: belongs to whoever made it, never to the vector. When the vector dies or shrinks to the index or below,
+/// Ownership: belongs to its maker, never to the vector. When the vector dies or shrinks to the index or below,
 /// the view stays harmless: it reads as a default and refuses values, until the vector is long enough again.
-/// Observe the vector, not the view: a view hears of no change.
+/// Observe the vector, not the view: a view notifies of no change.
 class KR_API VectorItemBase : public FieldBase {
 public:
     ~VectorItemBase() override;

@@ -120,8 +120,8 @@ private:
     /// Makes the vector long enough for so many bytes behind the write position.
     void _grow(std::size_t count);
 
-    // The payload is what stands before the write position; the vector is kept longer, because lengthening it with
-    // every value would cost more than the copy, and is cut when somebody asks for it.
+    // The payload ends at the write position; the vector is kept longer, because lengthening it with every value
+    // would cost more than the copy, and is cut when it is asked for.
     mutable std::vector<std::uint8_t> _bytes;
     std::uint64_t _writePosition{0};
     mutable std::uint64_t _readPosition{0};

@@ -12,7 +12,7 @@ namespace KrSim {
 /// Finds live extensions by their content ID, and resolves the references (KrContentReference) that wait for one.
 ///
 /// Every extension is registered from its constructor to its destructor. Several may carry one ID, as when a file is
-/// loaded twice: the first one answers, and when it goes the next one does. The empty ID answers for nobody.
+/// loaded twice: the first one answers, and when it goes the next one does. No extension is found by the empty ID.
 /// Thread: any. Observers of references are called without a lock, on the thread that makes the change.
 /// Ownership: extensions are borrowed.
 class KR_API KrContentRegistry {
@@ -32,7 +32,7 @@ public:
     /// extension; where one may, use lock().
     [[nodiscard]] KrExtension* find(const KrContentID& id) const { return find(id.getRuntimeID()); }
     [[nodiscard]] KrExtension* find(const KrContentID::Identifier& runtimeID) const;
-    /// The same with a holder; null, too, when nobody holds the extension.
+    /// The same with a holder; null, too, when the extension has no holder.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> lock(const KrContentID& id) const;
     /// lock(), and where no extension carries the ID, the only one with the same raw ID: the same item from another
     /// file. For IDs that were stored: files are moved and renamed.

@@ -5,7 +5,7 @@
 
 namespace KrSim {
 
-/// Implementation of a type that carries data only: whoever makes the extension gives it its fields, and it copies,
+/// Implementation of a type that carries data only: the code that makes the extension adds its fields, and it copies,
 /// saves and loads them. It has no behaviour.
 ///
 /// \tparam Type  any class; it makes one implementation class of each type.

@@ -85,7 +85,7 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     /// The object that holds this extension, or null.
     [[nodiscard]] KrObject* getOwner() const noexcept { return _owner.load(std::memory_order_acquire); }
     [[nodiscard]] ApplicationContext getApplicationContext() const;
-    /// Whether it takes part in the simulation: a module manages it, or nobody keeps count of that.
+    /// Whether it takes part in the simulation: a module manages it, or it is outside an application.
     [[nodiscard]] bool isActive() const;
     /// Whether there is an implementation that is no placeholder.
     [[nodiscard]] bool hasImplementation() const noexcept { return _hasImplementation; }

@@ -27,7 +27,7 @@ public:
         kSimulatorModule,  ///< a module of an application
     };
 
-    /// Makes both halves of an extension and gives it the key. Nobody holds the result yet. Null, or an exception,
+    /// Makes both halves of an extension and gives it the key. The result has no holder yet. Null, or an exception,
     /// when it cannot be made.
     using CreateFunction = KrExtension* (*)(const KrFactoryKey& key);
     using PrepareFunction = void (*)(KrExtension* extension, const KrFactoryKey& key);
@@ -76,8 +76,8 @@ public:
                               const std::type_info& type);
     /// Registers all of the types or, with a warning about the first that is refused, none.
     static bool _registerTypes(std::span<const TypeDescription> types);
-    /// Withdraws those of the types that are registered as described here, so nobody else's under the same uuid. All of
-    /// them or, with a warning about the first that has living instances, none.
+    /// Withdraws those of the types that are registered as described here, so none that another plug-in registered
+    /// under the same uuid. All of them or, with a warning about the first that has living instances, none.
     static bool _unregisterTypes(std::span<const TypeDescription> types);
     /// The second function of a registered type; null when there is none.
     [[nodiscard]] static PrepareFunction _getPrepareFunction(const KrFactoryKey& key);

@@ -249,7 +249,7 @@ void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connect
 
 KrObject* KrExtensionSorter::_changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place,
                                           KrObject* owner) {
-    // A registered extension stands for itself and for all below it, so nobody asks for its owner.
+    // A registered extension stands for itself and for all below it, so its owner is not looked up.
     if (!hasInstance() || extension._getSorterSlot() != KrExtension::kNoSlot) return place.exchange(owner);
     auto& state = *instance()._state;
     const std::lock_guard lock(state.mutex);

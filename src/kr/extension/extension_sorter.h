@@ -46,7 +46,7 @@ public:
     using ConnectionFunction = std::function<void(const Kr::KrConnectionBase*)>;
 
     [[nodiscard]] static KrExtensionSorter& instance();
-    /// Whether anybody has asked for it yet.
+    /// Whether instance() was called yet.
     [[nodiscard]] static bool hasInstance() noexcept;
     KrExtensionSorter(const KrExtensionSorter&) = delete;
     KrExtensionSorter& operator=(const KrExtensionSorter&) = delete;
@@ -64,7 +64,7 @@ public:
     /// Puts the extensions of the list in the global order. Those that were not added stay behind the others, with a
     /// warning that counts them; null and repeated entries stay behind, too.
     void sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list);
-    /// Grows by one with every build: whoever sorted a list remembers it and sorts again when it differs.
+    /// Grows by one with every build: code that sorted a list remembers it and sorts again when it differs.
     [[nodiscard]] std::uint32_t getLastBuildNumber() const;
     /// All extensions, in the order in which they were added.
     [[nodiscard]] Kr::KrArray<KrExtension*> getExtensions() const;
@@ -91,7 +91,7 @@ public:
     [[nodiscard]] bool isFieldConnected(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSource(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;
-    /// Destroys the connections that begin or end at the field, or at one below it, and belong to nobody: those that
+    /// Destroys the connections that begin or end at the field, or at one below it, and have no owner: those that
     /// the connection factory made and no owner took. The others stay.
     void destroyConnections(KrData::FieldBase* field);
 
@@ -123,7 +123,7 @@ private:
     std::unique_ptr<State> _state;
 };
 
-/// Hears of changes of the graph. Override what is of interest. A callback may change the graph and the listeners; one
+/// Observes changes of the graph. Override what is of interest. A callback may change the graph and the listeners; one
 /// that throws is logged as a warning.
 class KR_API KrExtensionSorter::Listener {
 public:

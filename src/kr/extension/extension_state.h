@@ -50,7 +50,7 @@ public:
     [[nodiscard]] bool _isOf(const KrExtension& extension) const;
     /// Takes the values again; for _isOf() only. The bytes go.
     void _retake();
-    /// Whoever restores many states puts the values of all of them back before the first implementation is called.
+    /// A restore of many states puts the values of all of them back before the first implementation is called.
     void _setValuesAreBack(bool areBack) const noexcept { _valuesAreBack = areBack; }
     [[nodiscard]] bool _areValuesBack() const noexcept { return _valuesAreBack; }
     /// Has the processor fetch what taking or restoring this state will touch, in kFetchSteps steps, each some time
@@ -104,7 +104,7 @@ public:
     void _setAddedByModule(bool added) noexcept { _isModuleAdding = added; }
     /// Forgets the states, but keeps their memory for states of the same extensions in the same order.
     void _recycle();
-    /// A state of the extension now, without bytes: a recycled one where it fits, unless somebody else holds it.
+    /// A state of the extension now, without bytes: a recycled one where it fits, unless it has another holder.
     [[nodiscard]] Kr::KrSmartPtr<KrExtensionState> _makeState(const KrExtension& extension);
 
 private:
@@ -113,7 +113,7 @@ private:
     void _bringIndexUpToDate() const;
 
     mutable std::vector<Kr::KrSmartPtr<KrExtensionState>> _states;
-    mutable std::unique_ptr<Index> _index;  // made when somebody asks for single states
+    mutable std::unique_ptr<Index> _index;  // made with the first question for a single state
     std::vector<Kr::KrSmartPtr<KrExtensionState>> _spare;
     std::size_t _nextSpare{0};
     bool _isModuleAdding{false};

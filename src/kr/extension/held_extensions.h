@@ -11,7 +11,7 @@
 namespace KrSim {
 
 /// The extensions of an object at one moment, all of them held. The object shares one list with all who ask until it
-/// changes, so that nobody counts holders of thousands of extensions.
+/// changes, so that no reader counts holders of thousands of extensions.
 class HeldExtensions {
 public:
     using List = std::vector<Kr::KrSmartPtr<KrExtension>>;

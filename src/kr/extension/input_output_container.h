@@ -52,7 +52,7 @@ public:
     /// Whether a module manages the extension, or the application keeps no count of that.
     [[nodiscard]] bool _isActiveInApplication() const noexcept;
 
-    // --- Outputs that somebody needs, for modules that skip idle work; any thread ------------------------------------
+    // --- Outputs that are observed or connected, for modules that skip idle work; any thread -------------------------
     [[nodiscard]] int _getConnectedOutputCount() const noexcept { return _connectedOutputs.load(); }
     [[nodiscard]] int _getWatchedOutputCount() const noexcept { return _watchedOutputs.load(); }
 
@@ -92,7 +92,7 @@ private:
     void _endKept() noexcept;
     void _numberKept() noexcept;
 
-    /// Tells the extension of its new name before anybody else hears of it.
+    /// Tells the extension of its new name before all other observers.
     class NameField final : public KrData::Field<std::string> {
     public:
         NameField(KrSim::KrExtension& owner, KrData::Container* parent);

@@ -211,7 +211,7 @@ bool KrObject::_insert(KrExtension* extension) {
         throw;
     }
     {
-        std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
+        std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
         const std::lock_guard lock(_listMutex);
         if (extension->getOwner() != nullptr) {  // an observer of the name has added it somewhere
             _names.remove(name);
@@ -247,7 +247,7 @@ void KrObject::_takeBack(KrExtension& extension, const std::string& name) noexce
 }
 
 void KrObject::_moveExtension(KrExtension& extension, std::uint64_t position) {
-    std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
+    std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
     const std::lock_guard lock(_listMutex);
     auto [place, end] = _extensions->equal_range(extension._getPosition());
     while (place != end && place->extension.get() != &extension)
@@ -327,7 +327,7 @@ void KrObject::remove(const KrSmartInterface<IExtension>& extension) {
 }
 
 Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
-    std::shared_ptr<const HeldExtensions::List> outdated;  // let go of without the lock
+    std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
     const std::lock_guard lock(_listMutex);
     // A position may be there more than once.
     auto [place, end] = _extensions->equal_range(extension->_getPosition());

@@ -32,7 +32,7 @@ KrExtension* createExtension(const KrFactoryKey& key) {
     auto proxy = Kr::makeSmart<typename T::Proxy>();
     proxy->_setCreationKey(key);
     auto implementation = std::make_unique<T>(proxy.get());
-    // An implementation that gave its base no proxy, or another one, belongs to nobody here.
+    // An implementation that gave its base no proxy, or another one, is of no use here.
     if (proxy->getImplementation() != implementation.get()) return nullptr;
     static_cast<void>(implementation.release());
     KrExtension* made = proxy._detach();

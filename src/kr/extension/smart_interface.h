@@ -25,7 +25,7 @@ public:
     requires std::convertible_to<U*, T*> KrSmartInterface(const KrSmartInterface<U>& other)
     noexcept : _proxy(other.getExtension()), _implementation(other.get()) {}
 
-    /// Borrowed: good as long as somebody holds the extension.
+    /// Borrowed: good as long as the extension has a holder.
     [[nodiscard]] T* get() const noexcept { return _implementation; }
     [[nodiscard]] KrExtension* getExtension() const noexcept { return _proxy.get(); }
     T& operator*() const noexcept { return *_implementation; }

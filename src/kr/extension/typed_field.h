@@ -35,7 +35,7 @@ namespace detail {
 template <class T>
 class TypedField;
 
-/// A field that an implementation declared; it tells the handle when it dies, whoever destroys it.
+/// A field that an implementation declared; it tells the handle when it is destroyed.
 template <class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): in a template it misses that the base has a virtual one
 class DeclaredField final : public KrData::Field<T> {

@@ -21,7 +21,8 @@ public:
     virtual void sleep(double seconds) = 0;
     /// Blocks the calling thread until getSeconds() is at least this; returns at once for the past and for NaN.
     virtual void sleepUntil(double seconds) { sleep(seconds - getSeconds()); }
-    /// How late a sleep may end, in seconds. Whoever must not be late sleeps this much shorter and spins the rest.
+    /// How late a sleep may end, in seconds. A caller that must not be late sleeps this much shorter and spins the
+    /// rest.
     [[nodiscard]] virtual double getResolution() const = 0;
 };
 

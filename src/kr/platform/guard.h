@@ -44,7 +44,7 @@ bool callGuarded(const GuardTexts& texts, const NameOf& nameOf, Call&& call) {
     } catch (...) {
         try {
             _logCaughtException(texts, nameOf());
-        } catch (...) {  // a log handler that throws, too: nobody is left to tell
+        } catch (...) {  // a log handler that throws, too: no log is left to tell
         }
         return false;
     }

@@ -42,7 +42,7 @@ public:
     /// \return        whether the plug-in is loaded now. Each failure logs one warning that says which file and which
     ///                directories were meant, what is wrong and what was expected.
     /// The first file of that name in the search directories counts, even when it turns out to be unfit: a plug-in is
-    /// not silently replaced by an older copy. Links are followed: whoever may place one in a search directory may
+    /// not silently replaced by an older copy. Links are followed: a user who may place one in a search directory may
     /// place a plug-in there. False, too, where the plug-in is being loaded already and that waits for this call, as
     /// when a plug-in asks for itself while it registers its types. A static initialiser of the file that throws ends
     /// the process.

@@ -11,8 +11,8 @@ namespace Kr {
 ///
 /// The count starts at 0. An object that no KrSmartPtr ever held, on the stack say, is destroyed like any other; an
 /// object on the stack must never meet a KrSmartPtr, which would delete it.
-/// A weak reference can be promoted only while the count is above zero. So promotion of an object that nobody holds
-/// yet answers null, and succeeds later, once somebody does.
+/// A weak reference can be promoted only while the count is above zero. So promotion of an object without a holder
+/// answers null, and succeeds later, once it has one.
 /// Copying an object copies no holders: the copy starts at 0, the target of an assignment keeps its own.
 /// Thread: all operations may run on any thread. The last release runs the destructor on the thread that lets go.
 class KR_API KrRefCount {

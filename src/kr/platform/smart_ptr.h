@@ -47,7 +47,7 @@ public:
     void reset(T* object) noexcept { KrSmartPtr(object).swap(*this); }
     void swap(KrSmartPtr& other) noexcept { std::swap(_object, other._object); }
 
-    /// Borrowed: good as long as somebody holds the object.
+    /// Borrowed: good as long as the object has a holder.
     [[nodiscard]] T* get() const noexcept { return _object; }
     T& operator*() const noexcept { return *_object; }
     T* operator->() const noexcept { return _object; }

@@ -12,8 +12,8 @@
 
 namespace KrSim {
 
-/// A universally unique identifier of 128 bits. The stored form carries one byte more, which belongs to whoever stored
-/// it: it is kept and handed on, and takes no part in comparison or text.
+/// A universally unique identifier of 128 bits. The stored form carries one byte more, which belongs to the code that
+/// stored it: it is kept and handed on, and takes no part in comparison or text.
 class KR_API KrUuid {
 public:
     static constexpr std::size_t kStoredBytes = 17;

@@ -90,7 +90,7 @@ public:
     /// function queues waits for the next time. An exception is logged as a warning.
     ///
     /// \return  false when there is no application or the function is empty: nothing was queued, and nothing is run.
-    ///          Objects outside an application are never busy, so whoever asks isBusy first never meets that.
+    ///          Objects outside an application are never busy, so callers that ask isBusy first never meet that.
     /// A function waits while no frames run. Those that still wait when the application ends are destroyed unrun, with
     /// a warning: the content that they know may be gone.
     bool executeLater(std::function<void()> function) const;

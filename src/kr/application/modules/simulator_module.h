@@ -49,7 +49,7 @@ class KR_API KrSimulatorModule : public KrExtension {
     void removeExtension(const Kr::KrSmartPtr<KrExtension>& extension);
 
     /// In the order of the last sorting, later ones behind. The reference is good until the module dies; iterators
-    /// only until the list changes, so whoever changes it meanwhile walks a copy.
+    /// only until the list changes, so code that changes it meanwhile walks a copy.
     [[nodiscard]] const Extensions& getManagedExtensions() const;
     [[nodiscard]] bool hasManagedExtension(KrExtension* extension) const;
 
@@ -67,8 +67,9 @@ class KR_API KrSimulatorModule : public KrExtension {
     // --- For the framework -----------------------------------------------------------------------------------------
     /// A sequence that holds the module already goes by the new ones from its next insertion on.
     void _setPriorities(int preUpdate, int update, int postUpdate) noexcept;
-    /// The module belongs to the application from now on and is active while it does, so that its fields are heard
-    /// and its errors shown. Set its context (_setApplicationContext) before. Borrowed until _onRemoveFromApplication.
+    /// The module belongs to the application from now on and is active while it does, so that changes of its
+    /// fields are noticed and its errors shown. Set its context (_setApplicationContext) before. Borrowed until
+    /// _onRemoveFromApplication.
     virtual void _onAddToApplication(KrApplication* application);
     /// It belongs to none any more; after the callback it lets go of all that it still manages.
     virtual void _onRemoveFromApplication(KrApplication* application);

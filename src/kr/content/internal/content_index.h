@@ -9,7 +9,7 @@ namespace KrSim::detail {
 
 /// Live content and the references to it, by runtime ID and by raw ID.
 ///
-/// Only IDs whose raw ID is another than the runtime ID stand in the second table, so content that comes from no file
+/// The second table holds only IDs whose raw ID differs from the runtime ID, so content that comes from no file
 /// and is placed nowhere costs one entry.
 /// Thread: none.
 class ContentIndex {

@@ -24,7 +24,7 @@ struct ContentPlace {
     std::unique_ptr<ContentCrowd> crowd;
 };
 
-/// IDs come from files too: the seed keeps whoever writes one from choosing IDs that all share a bucket.
+/// IDs come from files too: the seed keeps their author from choosing IDs that all share a bucket.
 struct SeededIdentifierHash {
     std::uint64_t seed{std::uint64_t{std::random_device{}()} << 32U | std::random_device{}()};
 

@@ -18,21 +18,21 @@ namespace Kr {
 /// other values wherever they can be converted (CanConvert). docs/connections.md tells what happens in which order.
 ///
 /// A value of the sink's own type is not clamped into its range; one that is converted is.
-/// A change of the source by somebody who hears of this very transfer is not transferred: that is what stops a loop.
-/// Ownership: made with `new` or as a member; whoever makes it destroys it, before or after the fields.
+/// A change of the source by an observer of this very transfer is not transferred: that is what stops a loop.
+/// Ownership: made with `new` or as a member; its maker destroys it, before or after the fields.
 /// KrConnectionFactory makes the right kind for any two fields, and can leave it to the extension of the sink.
 class KR_API KrConnection final : public KrFunctorConnection {
     KR_BASE_CLASS(KrConnection, KrFunctorConnection)
 
     /// Invalid until init.
     KrConnection();
-    /// Connects at once; ask isValid. Nobody who hears of it may destroy it before the constructor has ended; with init
+    /// Connects the fields; ask isValid. Observers must not destroy it before the constructor has ended; with init
     /// they may.
     KrConnection(KrData::FieldBase* source, KrData::FieldBase* sink);
     ~KrConnection() override;
 
     /// Connects the two fields and transfers once. False when they do not fit: the log says why, and the connection
-    /// stays invalid; and when somebody who heard of it destroyed a field or the connection. One that was valid ends
+    /// stays invalid; and when an observer destroyed a field or the connection. One that was valid ends
     /// first. Null is a fault of the caller.
     /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);

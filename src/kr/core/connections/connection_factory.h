@@ -14,7 +14,7 @@ public:
     /// Connects the two fields, transfers once, and leaves the connection to the extension of the sink (of the source,
     /// where the sink has none): it lives as long as that, or until one of its fields dies, so do not keep the address
     /// for longer. Null, and the log says why, when the fields do not fit, one is missing, or neither has an extension;
-    /// null, too, when somebody who heard of the connection, or of its first transfer, destroyed it or a field.
+    /// null, too, when an observer of the connection, or of its first transfer, destroyed it or a field.
     ///
     ///     Kr::KrConnectionFactory::connect(pedal.position.getField(), motor.pedal.getField());
     static KrConnectionBase* connect(KrData::FieldBase* source, KrData::FieldBase* sink);
@@ -23,7 +23,7 @@ public:
     }
     /// The same with a KrSimQueuedConnection: the sink follows when the event is delivered.
     static KrConnectionBase* connectQueued(KrData::FieldBase* source, KrData::FieldBase* sink);
-    /// Destroys the connections between the two that these made, and those that belong to nobody. Whether there
+    /// Destroys the connections between the two that these made, and those without an owner. Whether there
     /// were any.
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
 

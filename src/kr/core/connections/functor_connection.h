@@ -41,11 +41,11 @@ protected:
     KrFunctorConnection() = default;
 
     /// Binds the fields by the functor, registers, and transfers once when `transferNow` is set; a connection that is
-    /// not to transfer now begins all the same enabled. Only while invalid. False when somebody who was told destroyed
+    /// not to transfer now begins all the same enabled. Only while invalid. False when an observer destroyed
     /// a field, so that it is invalid again, or the connection itself.
     bool _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                 Roles roles, bool transferNow);
-    /// Leaves both fields and the sorter, and becomes invalid. False when somebody who was told destroyed it.
+    /// Leaves both fields and the sorter, and becomes invalid. False when an observer destroyed it.
     bool _end() noexcept;
     /// Whether both have a parent, and roles that go together; else says why not, at error level.
     [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);

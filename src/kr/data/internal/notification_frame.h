@@ -18,7 +18,7 @@ public:
 
     /// The field that runs this notification is gone.
     [[nodiscard]] bool fieldDied() const noexcept { return _field == nullptr; }
-    /// The field that the notification is about is gone: nobody may be told of it any more.
+    /// The field that the notification is about is gone: it must not be announced any more.
     [[nodiscard]] bool changedDied() const noexcept { return _changed == nullptr; }
 
     static void onFieldDestroyed(const FieldBase& field) noexcept {

@@ -10,8 +10,8 @@
 
 namespace KrSim {
 
-/// Lets observers hear the log messages of all applications, and sets the log level and the network dispatch of one of
-/// them or of all. Messages come while KrErrorHandler publishes them (setEventManager).
+/// Notifies observers of the log messages of all applications, and sets the log level and the network dispatch of one
+/// of them or of all. Messages come while KrErrorHandler publishes them (setEventManager).
 ///
 /// A target is the sender name of an application (Kr::Process::getHostNameProcessID()); an empty one means all.
 /// Thread: any. Listeners run where the dispatcher delivers queued events: on the application's thread.

@@ -145,7 +145,7 @@ private:
 
     static constexpr std::size_t kBuckets = 1024;
 
-    /// Of the registrations whose number falls into the same bucket; 0 spares the lock for what nobody listens to.
+    /// Of the registrations whose number falls into the same bucket; 0 spares the lock for numbers without listeners.
     [[nodiscard]] std::atomic<std::uint32_t>& _countNear(int id) noexcept { return _counts[hash(id) % kBuckets]; }
     [[nodiscard]] static std::size_t hash(int id) noexcept {
         return static_cast<std::size_t>(static_cast<std::uint32_t>(id) * 0x9E3779B97F4A7C15ull >> 32);
@@ -182,7 +182,8 @@ inline ListenerSnapshot ListenerTable::find(int id, std::uint64_t& generation) {
     return block == nullptr || block->size == 0 ? ListenerSnapshot() : ListenerSnapshot(*block);
 }
 
-// Acquire: whoever frees the block looks only at the last one who left the place, and must come after all before it.
+// Acquire: the thread that frees the block looks only at the last one who left the place, and must come after all
+// before it.
 inline ListenerSnapshot::ListenerSnapshot(ListenerBlock& block) noexcept
     : _block(&block), _size(block.size), _isFirst(!block.firstIsInside.load(std::memory_order_acquire)) {
     if (_isFirst) {

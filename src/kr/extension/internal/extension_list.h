@@ -26,7 +26,7 @@ class ExtensionList
           ExtensionEntry, boost::multi_index::indexed_by<boost::multi_index::ranked_non_unique<
                               boost::multi_index::member<ExtensionEntry, std::uint64_t, &ExtensionEntry::position>>>> {
 public:
-    /// Lets go of the extensions, which may be the end of them and of all below them. Deep below others, the list waits
+    /// Releases the extensions, which may destroy them and all below them. Deep below others, the list waits
     /// until objects above it are gone, as the stack of the thread does not last for all levels. Allocates nothing.
     static void release(std::unique_ptr<ExtensionList> list) noexcept;
 

@@ -18,7 +18,7 @@ inline const KrObject* asObject(const KrExtension* extension) {
     return asObject(const_cast<KrExtension*>(extension));
 }
 
-/// Keeps an object alive during callbacks; one that nobody holds, on the stack say, stays as it is.
+/// Keeps an object alive during callbacks; one without a holder, on the stack say, stays as it is.
 inline Kr::KrSmartPtr<KrObject> keepAlive(KrObject& object) {
     return Kr::KrSmartPtr<KrObject>(object.getRefCount() > 0 ? &object : nullptr);
 }

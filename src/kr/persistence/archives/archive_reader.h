@@ -23,10 +23,10 @@ namespace KrPersistence {
 ///     reader.sequence("Parts", [&](std::size_t) { parts.push_back(readPart(reader)); });
 ///
 /// In XML and JSON archives values are found by name: those of one group may come in another order than they were
-/// written in, and names that nobody asks for are passed over. A sequence that is not there has no items.
+/// written in, and names that are never asked for are passed over. A sequence that is not there has no items.
 ///
 /// Nothing that was read is believed: a text or block is held against the bytes that are left before memory is taken
-/// for it, and whoever reads a sequence lets its memory grow with the items. What does not fit throws an
+/// for it, and readers of a sequence let its memory grow with the items. What does not fit throws an
 /// boost::archive::archive_exception that says where; the archive is of no use then.
 /// Thread: one thread at a time. The archive is borrowed.
 class KR_API ArchiveReader {

@@ -18,7 +18,7 @@ namespace KrPersistence {
 /// Thread: one thread at a time.
 class KR_API JsonOutArchive : public NamedOutArchive<JsonOutArchive> {
 public:
-    /// \param flags  kept for whoever asks; none changes the form.
+    /// \param flags  only kept; none changes the form.
     JsonOutArchive(std::ostream& stream, std::uint32_t flags);
     ~JsonOutArchive() override;
 

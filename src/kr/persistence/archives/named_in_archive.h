@@ -48,7 +48,7 @@ public:
     }
     template <class T>
     void load_override(T& value) {
-        static_assert(boost::serialization::is_wrapper<std::remove_const_t<T>>::value,
+        static_assert(boost::serialization::is_wrapper<std::remove_const_t<T>>::type::value,
                       "give the value a name: boost::serialization::make_nvp");
         Base::load_override(value);
     }

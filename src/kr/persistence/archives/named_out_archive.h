@@ -54,7 +54,7 @@ public:
     }
     template <class T>
     void save_override(T& value) {
-        static_assert(boost::serialization::is_wrapper<std::remove_const_t<T>>::value,
+        static_assert(boost::serialization::is_wrapper<std::remove_const_t<T>>::type::value,
                       "give the value a name: boost::serialization::make_nvp");
         Base::save_override(value);
     }

@@ -18,7 +18,7 @@ namespace KrPersistence {
 /// Thread: one thread at a time.
 class KR_API XmlInArchive : public KrArchive, public NamedInArchive<XmlInArchive> {
 public:
-    /// \param flags  kept for whoever asks; none changes the form.
+    /// \param flags  only kept; none changes the form.
     XmlInArchive(std::istream& stream, std::uint32_t flags);
     /// Destroys nothing that was read.
     ~XmlInArchive() override;

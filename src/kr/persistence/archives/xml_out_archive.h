@@ -18,7 +18,7 @@ namespace KrPersistence {
 /// Thread: one thread at a time.
 class KR_API XmlOutArchive : public KrArchive, public NamedOutArchive<XmlOutArchive> {
 public:
-    /// \param flags  kept for whoever asks; none changes the form.
+    /// \param flags  only kept; none changes the form.
     XmlOutArchive(std::ostream& stream, std::uint32_t flags);
     ~XmlOutArchive() override;
 };

@@ -34,7 +34,7 @@ struct KR_API LoadedObjects {
 ///
 /// \param flags     KrFile::kXml, KrFile::kJson, or 0 for binary.
 /// \param error     why it failed; the file on disk is as it was then.
-/// \param progress  hears how many of how many extensions are written; may be empty.
+/// \param progress  called with how many of how many extensions are written; may be empty.
 /// Thread: that of the content. Never throws.
 KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
                         std::string& error, const KrFile::ProgressHandler& progress = {});
@@ -45,7 +45,7 @@ struct ObjectLoadOptions {
     /// The setup or object file that names this one: what is loaded gets the path from there as part of its identity
     /// (docs/content-identity.md). Empty: the path that was given.
     std::string referringFile{};
-    /// Hears, once the file was read, how many of its extensions and connections are made; may be empty.
+    /// Is called once the file was read with how many of its extensions and connections are made; may be empty.
     KrFile::ProgressHandler progress{};
 };
 

@@ -30,7 +30,7 @@ struct ExtensionReference {
 };
 
 struct FieldReadContext {
-    /// References that could not be resolved, in the order of reading. The fields are null until somebody sets them.
+    /// References that could not be resolved, in the order of reading. The fields are null until they are set.
     std::vector<ExtensionReference> references{};
     /// From IDs as they stand in the archive to those of live content; null: they are the same. Borrowed for the call.
     const ContentIDMapping* toLive{nullptr};
@@ -75,7 +75,7 @@ KR_API void readFields(ArchiveReader& reader, std::string_view name, KrData::Con
 KR_API void writeValue(ArchiveWriter& writer, std::string_view name, const KrData::FieldBase& field,
                        const FieldWriteContext& context = {});
 
-/// Sets the field to a value that was written, without clamping it; observers and connections hear of it. A value of
+/// Sets the field to a value that was written, without clamping it; observers and connections are notified. A value of
 /// another type is converted where types allow. In containers values go to the children of the same identifier, and
 /// arrays get as many items; proxies get the links that they lack.
 /// References to extensions that are registered are resolved, the others come into the context.

@@ -210,7 +210,7 @@ void AtomicFile::_close() {
     if (_file >= 0) _calls.close(std::exchange(_file, -1));
 }
 
-// Somebody may have removed it by hand.
+// A user may have removed it by hand.
 bool AtomicFile::_isStillOurs() {
     if (isAt(_file, _temporaryName)) return true;
     _mustRemove = false;

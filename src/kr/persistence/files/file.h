@@ -64,7 +64,7 @@ public:
     static constexpr int kRecover = 512;
 
     using Callback = std::function<void()>;
-    /// Hears how many of how many steps of loading or saving are done; the unit is the section's.
+    /// Called with how many of how many steps of loading or saving are done; the unit is the section's.
     using ProgressHandler = std::function<void(std::size_t done, std::size_t total)>;
 
     KrFile();
@@ -132,14 +132,14 @@ public:
     [[nodiscard]] static eFileType GetFileType(const std::string& path) { return GetFileInfo(path).fileType; }
 
     /// Called, on the thread that loads or saves, by sections that report. An exception from it is logged, and the work
-    /// goes on. Empty: nobody is told.
+    /// goes on. Empty: progress is not reported.
     void setProgressHandler(ProgressHandler handler) { _progressHandler = std::move(handler); }
     void _reportProgress(std::size_t done, std::size_t total) const;
 
     // --- For sections, while the file is loaded or saved ------------------------------------------------------------
 
-    /// Runs the callback at the end of the load or save under way, before the sections hear of the end of the load;
-    /// lower order numbers first. An exception from it ends the load or save.
+    /// Runs the callback at the end of the load or save under way, before the sections are notified of the end of the
+    /// load; lower order numbers first. An exception from it ends the load or save.
     void addCallback(int order, Callback callback);
     /// Runs all callbacks by order and within it by age. Throws std::bad_function_call for an empty one.
     void processCallbacks();

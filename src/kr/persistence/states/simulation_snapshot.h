@@ -26,7 +26,7 @@ namespace KrPersistence {
 class KR_API SimulationSnapshot {
 public:
     /// Null, with a warning, while a frame is under way. `recycled` may be a snapshot of the same application that
-    /// nobody else needs: its memory is used again.
+    /// has no other holder: its memory is used again.
     [[nodiscard]] static std::shared_ptr<const SimulationSnapshot> take(
         const KrSim::KrApplication& application, std::shared_ptr<const SimulationSnapshot> recycled = nullptr);
     /// Events that wait. Those of queued connections carry a value each.
@@ -64,8 +64,8 @@ private:
     Events _events;
 };
 
-/// Restores the snapshot between two frames: now, or when the frame under way has ended. Any thread. `done` hears how
-/// it went. False when the application has ended. Snapshot and application live until then.
+/// Restores the snapshot between two frames: now, or when the frame under way has ended. Any thread. `done` gets the
+/// outcome. False when the application has ended. Snapshot and application live until then.
 KR_API bool restoreBetweenFrames(KrSim::KrApplication& application, std::shared_ptr<const SimulationSnapshot> snapshot,
                                  std::function<void(const RestoreReport&)> done = {});
 

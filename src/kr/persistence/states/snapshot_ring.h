@@ -57,7 +57,7 @@ public:
     void clear();
 
     /// Restores find(frame) between two frames, now or when the frame under way has ended, and drops the newer ones:
-    /// they belong to a run that ends there. `done` hears how it went; there is an error when no snapshot is as old.
+    /// they belong to a run that ends there. `done` gets the outcome: an error when no snapshot is as old.
     /// False when the application has ended.
     bool rewindTo(std::uint64_t frame, std::function<void(const RestoreReport&)> done = {});
 

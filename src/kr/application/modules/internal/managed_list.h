@@ -12,8 +12,8 @@
 
 namespace KrSim::detail {
 
-/// The extensions that a module manages: a plain list for whoever reads it. Who takes many of them out, one by one,
-/// leaves gaps that the next reader closes, and finds them by an index of their places, so that a module loses all its
+/// The extensions that a module manages: a plain list for readers. Removal of many, one by one,
+/// leaves gaps that the next reader closes, and finds each by an index of the places, so that a module loses all its
 /// extensions in little more than linear time.
 class ManagedList {
 public:
@@ -39,7 +39,7 @@ private:
 
     Extensions _items;
     std::vector<std::uint32_t> _gaps;  // places of entries that were taken; null there
-    std::vector<Place> _places;        // of all entries but null ones, sorted; empty while nobody takes many
+    std::vector<Place> _places;        // of all entries but null ones, sorted; empty while few are taken
     std::size_t _takesInARow{0};
 };
 

@@ -7,8 +7,8 @@
 
 namespace Kr::detail {
 
-/// A connection in the making. Those who hear of it and of its first transfer may destroy it; it is not destroyed once
-/// more then.
+/// A connection in the making. Observers of it and of its first transfer may destroy it; it is not destroyed twice
+/// then.
 template <class Connection>
 class NewConnection {
 public:

@@ -33,7 +33,7 @@ public:
         kRaw,      // made for a pointer, memory without an object so far
         kFilling,  // made for a pointer, constructed
         kMade,     // made for a pointer and whole
-        kGone,     // destroyed, or moved to nobody knows where
+        kGone,     // destroyed, or moved to an unknown place
     };
     struct Object {
         void* address{nullptr};
@@ -59,7 +59,7 @@ public:
 
     std::vector<Class> classes;
     std::vector<Object> objects;
-    std::vector<std::uint32_t> unowned;  // whole objects that nobody has adopted, by their place among the objects
+    std::vector<std::uint32_t> unowned;  // whole objects that were not adopted, by their place among the objects
     std::size_t recent{0};               // the first object that the last value brought
     std::size_t depth{0};
     std::uint32_t pointerLevel{0};

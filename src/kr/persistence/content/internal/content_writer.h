@@ -22,7 +22,7 @@ namespace KrPersistence::detail {
 /// Writes trees of extensions and the connections that end in them.
 class ContentWriter {
 public:
-    /// Hears how many of how many extensions are done; may be empty.
+    /// Called with how many of how many extensions are done; may be empty.
     using Progress = std::function<void(std::size_t done, std::size_t total)>;
     using Roots = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
 

@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::unique_ptr<FieldBase> readField(std::string_view name);
     void readChildren(std::string_view listName, KrData::Container& container);
 
-    // --- Parts of a field, for whoever reads values ----------------------------------------------------------------
+    // --- Parts of a field, for readers of values -------------------------------------------------------------------
     /// \param container  what the field will be added to, where it is not there yet; may be null.
     void enter(const Kr::KrID& id, const KrData::Container* container = nullptr) { _path.push_back({id, container}); }
     void leave() noexcept { _path.pop_back(); }
