@@ -65,7 +65,7 @@ function(kr_finish_components)
   list(JOIN headers "\n" includes)
   set(umbrella "${PROJECT_BINARY_DIR}/include/kr/foundation.h")
   file(CONFIGURE OUTPUT "${umbrella}" @ONLY CONTENT
-    "// Everything that a plug-in or a host needs. Written by the build from the public headers of each layer.\n#pragma once\n\n${includes}\n")
+    "// Everything that a plug-in or a host needs. Written by the build from the public headers of each layer.\n#pragma once\n\n// What callbacks take.\n#include <istream>\n#include <ostream>\n\n${includes}\n")
   target_sources(KrFoundation
     PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_BINARY_DIR}/include" FILES "${umbrella}")
 endfunction()

@@ -118,26 +118,4 @@ bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value);
 KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_FIELD)
 #undef KR_DECLARE_FIELD
 
-template <class T>
-Field<T>* FieldBase::as() noexcept {
-    return _dataType == ValueTraits<T>::kDataType ? static_cast<Field<T>*>(this) : nullptr;
-}
-
-template <class T>
-const Field<T>* FieldBase::as() const noexcept {
-    return _dataType == ValueTraits<T>::kDataType ? static_cast<const Field<T>*>(this) : nullptr;
-}
-
-template <class T>
-T FieldBase::get() const {
-    const auto* field = as<T>();
-    return field != nullptr ? field->getValue() : T{};
-}
-
-template <class T>
-bool FieldBase::set(const T& value) {
-    auto* field = as<T>();
-    return field != nullptr && field->setValue(value);
-}
-
 }  // namespace KrData

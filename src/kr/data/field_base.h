@@ -312,4 +312,28 @@ private:
     std::uint8_t _physicalDimension{0};
 };
 
+// Here, so that a call without "kr/data/field.h" is refused by the compiler and not only when the program is linked.
+
+template <class T>
+Field<T>* FieldBase::as() noexcept {
+    return _dataType == ValueTraits<T>::kDataType ? static_cast<Field<T>*>(this) : nullptr;
+}
+
+template <class T>
+const Field<T>* FieldBase::as() const noexcept {
+    return _dataType == ValueTraits<T>::kDataType ? static_cast<const Field<T>*>(this) : nullptr;
+}
+
+template <class T>
+T FieldBase::get() const {
+    const auto* field = as<T>();
+    return field != nullptr ? field->getValue() : T{};
+}
+
+template <class T>
+bool FieldBase::set(const T& value) {
+    auto* field = as<T>();
+    return field != nullptr && field->setValue(value);
+}
+
 }  // namespace KrData

@@ -25,5 +25,7 @@ enum class eMetadata : std::int32_t;
 template <class T>
 class Field;
 template <class T>
+struct ValueTraits;
+template <class T>
 struct ValuePointer;
 }  // namespace KrData
