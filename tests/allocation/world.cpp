@@ -1,5 +1,6 @@
 #include "tests/allocation/world.h"
 
+#include <algorithm>
 #include <array>
 
 #include "kr/application/content_dispatcher.h"
@@ -109,8 +110,14 @@ std::string describeProcess() {
     auto& sorter = KrSim::KrExtensionSorter::instance();
     std::vector<Kr::KrConnectionBase*> connections;
     sorter.getConnections(connections);
-    std::string text = "living " + std::to_string(Kr::KrBase::getKrBaseList().size()) + ", connections " +
-                       std::to_string(connections.size()) + ", sorted";
+    // A connection that has ended stays with its owner until the next one comes.
+    const auto living = Kr::KrBase::getKrBaseList();
+    const auto count = std::count_if(living.begin(), living.end(), [](const auto* each) {
+        const auto* connection = dynamic_cast<const Kr::KrConnectionBase*>(each);
+        return connection == nullptr || connection->isValid();
+    });
+    std::string text =
+        "living " + std::to_string(count) + ", connections " + std::to_string(connections.size()) + ", sorted";
     for (const auto* each : sorter.getExtensions())
         text += " " + each->getName();
     using Kind = KrExtensionFactory::eType;

@@ -109,6 +109,8 @@ public:
     virtual bool run() = 0;
     [[nodiscard]] virtual std::string describe() const = 0;
     [[nodiscard]] virtual bool mayThrow() const { return true; }
+    /// What a failure leaves as it was; of an operation that may end half way less than all.
+    [[nodiscard]] virtual std::string describeKept() const { return describe() + describeProcess(); }
     /// Undoes what a failure may leave and the next attempt makes use of.
     virtual void undoLasting() {}
 };

@@ -55,7 +55,7 @@ class KrComponent(unittest.TestCase):
         code, output = self.configure(GOOD)
         self.assertEqual(code, 0, output)
         umbrella = (self.folder / "build/include/kr/foundation.h").read_text(encoding="utf-8").splitlines()
-        self.assertEqual([line for line in umbrella if line.startswith("#include")],
+        self.assertEqual([line for line in umbrella if line.startswith('#include "')],
                          ['#include "kr/low/a.h"', '#include "kr/low/high/d.h"'])
         self.assertEqual((self.folder / "build/kr_layers.txt").read_text(encoding="utf-8"),
                          "layer low: \nheaders low/a.h\nopt_in low/b.h\ninternal low/internal/c.h\nsources low/a.cpp\n"

@@ -169,10 +169,13 @@ class KR_API KrObject : public KrExtension {
 
     /// The own data of this instance and of all below it.
     [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
-    /// Puts own data back where their extensions are, by runtime ID, else by raw ID; answers the others.
-    [[nodiscard]] std::vector<InstanceDataItem> _restoreInternalInstanceData(std::vector<InstanceDataItem> items);
+    /// Puts own data back where their extensions are, by runtime ID, else by raw ID; the others stay in `items`. All do
+    /// when memory runs out.
+    void _restoreInternalInstanceData(std::vector<InstanceDataItem>& items);
     /// Keeps own data of extensions that are gone in placeholders of their names and IDs.
     void _createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items);
+    /// Own data that a sync had no memory to put back; the next one does.
+    [[nodiscard]] std::vector<InstanceDataItem>& _getUnplacedData() noexcept { return _unplacedData; }
 
     /// The own data of this instance as content keeps it, as hidden field of the name of each extension. Has an entry,
     /// which may be null, for each extension that follows the definition; none before the first sync after a load, when
@@ -216,6 +219,9 @@ private:
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     bool _sync(KrCloneMap::Values values);
     void _putBack(KrObject& owner);
+    /// Puts an instance back into this object, its owner, when there was no memory to add it; without callbacks.
+    /// \param place  has an entry of the instance with its position.
+    void _reinstate(KrObject& instance, detail::ExtensionList& place) noexcept;
     void _takeContent(const InstanceDataItem& item);
     [[nodiscard]] bool _mayChangeNow() const;
 
@@ -232,6 +238,7 @@ private:
     KrContentReference _definition;
     std::unique_ptr<detail::OutsideConnections> _outsideConnections;
     std::shared_ptr<const detail::DefinitionSnapshot> _base;
+    std::vector<InstanceDataItem> _unplacedData;
     mutable std::weak_ptr<const detail::DefinitionSnapshot> _latestSnapshot;  // of this definition
     Leaving* _leaving{nullptr};
     const KrExtension* _givenName{nullptr};  // whose next renaming comes from here

@@ -1,11 +1,13 @@
 // How instances follow their definitions, and keep their own data.
 
 #include <exception>
+#include <mutex>
 #include <utility>
 
 #include "kr/data/container.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/definition_snapshot.h"
+#include "kr/extension/internal/extension_list.h"
 #include "kr/extension/internal/instance_comparison.h"
 #include "kr/extension/internal/instance_sync.h"
 #include "kr/extension/internal/object_access.h"
@@ -21,6 +23,22 @@ namespace KrSim {
 
 using detail::asObject;
 using detail::keepAlive;
+
+namespace {
+
+/// Holds a flag while it lives.
+class SyncScope {
+public:
+    explicit SyncScope(bool& flag) noexcept : _flag(flag) { _flag = true; }
+    SyncScope(const SyncScope&) = delete;
+    SyncScope& operator=(const SyncScope&) = delete;
+    ~SyncScope() { _flag = false; }
+
+private:
+    bool& _flag;
+};
+
+}  // namespace
 
 // --- Following the definition --------------------------------------------------------------------------------------
 
@@ -44,23 +62,29 @@ bool KrObject::_sync(KrCloneMap::Values values) {
     const auto self = keepAlive(*this);
     auto* owner = getOwner();
     const auto ownerHeld = owner != nullptr ? keepAlive(*owner) : Kr::KrSmartPtr<KrObject>();
-    _isSyncing = true;
+    const SyncScope scope(_isSyncing);
     const auto base = _base;
+    detail::ExtensionList place;  // for the way back, which must not need memory
+    if (owner != nullptr) {
+        // Listeners of the owner see the whole instance removed and added again, in its place.
+        place.insert({_getPosition(), Kr::KrSmartPtr<KrExtension>(this)});
+        owner->_savePosition(getContentID(), _getPosition());
+        owner->_removeExtension(this);
+    }
     std::exception_ptr failure;
     try {
-        if (owner != nullptr) {
-            // Listeners of the owner see the whole instance removed and added again, in its place.
-            owner->_savePosition(getContentID(), _getPosition());
-            owner->_removeExtension(this);
-        }
         _definitionFileName = definition->_definitionFileName;
         failure = detail::InstanceSync(*this, *definition, values).run();
     } catch (...) {
         failure = std::current_exception();
     }
-    if (owner != nullptr) _putBack(*owner);
-    if (_outsideConnections) _outsideConnections->report(*this);
-    _isSyncing = false;
+    try {
+        if (owner != nullptr) _putBack(*owner);
+        if (_outsideConnections) _outsideConnections->report(*this);
+    } catch (...) {
+        failure = std::current_exception();
+        if (owner != nullptr) owner->_reinstate(*this, place);
+    }
     if (failure) std::rethrow_exception(failure);
     // A new instance has IDs that nothing waits for.
     if (_base != base && values == KrCloneMap::Values::kOwn) IKeptContent::_retryAll();
@@ -74,6 +98,33 @@ void KrObject::_putBack(KrObject& owner) {
     } else {
         owner._setContextAndAdd(this);
     }
+}
+
+// Only the offer to modules and listeners is missing then.
+void KrObject::_reinstate(KrObject& instance, detail::ExtensionList& place) noexcept {
+    if (instance.getOwner() != nullptr || instance._holds(*this)) return;
+    try {
+        std::string name;
+        {
+            const std::lock_guard lock(_listMutex);
+            name = _names.add(instance.getName());
+        }
+        if (name != instance.getName()) instance.setName(name.c_str());
+        instance._setApplicationContext(_holdApplication());
+    } catch (...) {  // the next sync does it
+    }
+    if (instance.getOwner() != nullptr) return;  // an observer of the name has added it somewhere
+    {
+        std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
+        const std::lock_guard lock(_listMutex);
+        auto node = place.extract(place.begin());
+        instance._setPosition(node.value().position);
+        _extensions->insert(std::move(node));
+        ++_changeCount;
+        outdated.swap(_held);
+        _savedPositions.erase(instance.getContentID().getRuntimeID());
+    }
+    instance._setOwner(this);
 }
 
 void KrObject::_savePosition(const KrContentID& id, std::uint64_t position) {
@@ -199,11 +250,12 @@ void KrObject::_takeContent(const InstanceDataItem& item) {
     }
 }
 
-std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(std::vector<InstanceDataItem> items) {
-    std::vector<InstanceDataItem> others;
-    if (items.empty()) return others;
+void KrObject::_restoreInternalInstanceData(std::vector<InstanceDataItem>& items) {
+    if (items.empty()) return;
     detail::TreeIndex index(*this);
-    for (auto& item : items) {
+    std::vector<bool> isPlaced(items.size(), true);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        auto& item = items[i];
         if (item.holder && _holds(*item.holder)) continue;  // stayed, with all that is its own
         auto* extension = index.find(item.contentID);
         if (extension == this) continue;
@@ -214,9 +266,10 @@ std::vector<KrObject::InstanceDataItem> KrObject::_restoreInternalInstanceData(s
             item.fields.reset();
             item.own.clear();
         }
-        if (extension == nullptr || (object == nullptr && !item.content.empty())) others.push_back(std::move(item));
+        isPlaced[i] = extension != nullptr && (object != nullptr || item.content.empty());
     }
-    return others;
+    std::size_t i = 0;
+    std::erase_if(items, [&](const InstanceDataItem&) { return isPlaced[i++]; });
 }
 
 std::string KrObject::_describeLost(const std::string& name) {
@@ -236,13 +289,13 @@ void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<I
         lost->_setContentID(item.contentID);
         if (item.fields) lost->getFieldsContainer()._loadFrom(*item.fields);
         OwnRecord{.fields = item.own, .added = {}, .removed = {}, .changed = {}}.setOn(*lost);
-        // Below the object that held it, if that is still there.
+        if (auto* object = asObject(lost.get())) object->_takeContent(item);
+        // Below the object that held it, if that is still there. Whole: after a failure it is not made once more.
         auto* holder = asObject(index.find(detail::holderOf(item.contentID)));
         auto* owner = holder != nullptr ? holder : this;
         owner->_savePosition(item.contentID, item.position);
-        owner->_setContextAndAdd(lost.get());
         lost->addError(_describeLost(item.name), !item.wasLost);
-        if (auto* object = asObject(lost.get())) object->_takeContent(item);
+        owner->_setContextAndAdd(lost.get());
         index.add(*lost);
     }
 }

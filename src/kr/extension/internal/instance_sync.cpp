@@ -1,6 +1,7 @@
 #include "kr/extension/internal/instance_sync.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_set>
 #include <utility>
 
@@ -28,8 +29,22 @@ InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrClo
         _definitionIDs.insert(node.id.getRuntimeID());
 }
 
+namespace {
+
+/// What a failed sync has left is as it was then, but for extensions that are here again.
+void addTo(std::vector<KrObject::InstanceDataItem>& items, std::vector<KrObject::InstanceDataItem> present) {
+    std::unordered_set<Identifier> known;
+    for (const auto& each : present)
+        known.insert(each.contentID.getRuntimeID());
+    std::erase_if(items, [&](const auto& each) { return known.contains(each.contentID.getRuntimeID()); });
+    items.insert(items.end(), std::make_move_iterator(present.begin()), std::make_move_iterator(present.end()));
+}
+
+}  // namespace
+
 std::exception_ptr InstanceSync::run() {
-    auto items = _comparison.getItems();
+    auto& items = _instance._getUnplacedData();
+    addTo(items, _comparison.getItems());
     auto changes = _comparison.compareConnections(*_now, _originals);
     _endConnections(changes.outdated);
     _removedConnections = std::move(changes.removed);
@@ -45,9 +60,13 @@ std::exception_ptr InstanceSync::run() {
     } catch (...) {
         failure = std::current_exception();
     }
-    _instance._createLostExtensionsFromInternalInstanceData(_instance._restoreInternalInstanceData(std::move(items)));
-    _dropRecords();
-    _instance._setBase(_now);
+    _instance._restoreInternalInstanceData(items);
+    _instance._createLostExtensionsFromInternalInstanceData(items);
+    items.clear();
+    if (!failure) {  // else the next run has the same to follow
+        _dropRecords();
+        _instance._setBase(_now);
+    }
     _pairs._followMessages(_instance);
     if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance);
     _pairs._synchronizeImplementations();

@@ -213,30 +213,46 @@ OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const 
     return Outcome::kDone;
 }
 
-void OutsideConnections::_handOver(const KrObject& from, Kept kept) {
+void OutsideConnections::_handOver(const KrObject& from, std::list<Kept>& open) {
+    auto& kept = open.front();
     auto* instance = findInstance(kept.other.extension);
     if (instance == nullptr) {
-        _dropped.push_back(std::move(kept));
+        _dropped.splice(_dropped.end(), open, open.begin());
         return;
     }
+    auto& others = instance->_getOutsideConnections()._kept;
     if (instance != &from && kept.part.isInside) {
         kept.part.name.insert(0, from.getPath());
         kept.part.isInside = false;
     }
     std::swap(kept.part, kept.other);
     kept.isPartSource = !kept.isPartSource;
-    instance->_getOutsideConnections()._kept.push_back(std::move(kept));
+    others.splice(others.end(), open, open.begin());
 }
 
 void OutsideConnections::restore(const KrObject& instance) {
     if (_kept.empty()) return;
     const TreeIndex parts(instance, TreeIndex::Lost::kLeftOut);
     // Observers may sync this instance: what is under way here is in no list meanwhile.
-    auto open = std::exchange(_kept, {});
-    for (auto& kept : open) {
-        const auto outcome = _tryToRestore(kept, parts);
-        if (outcome == Outcome::kStays) _kept.push_back(std::move(kept));
-        if (outcome == Outcome::kBelongsToOther) _handOver(instance, std::move(kept));
+    std::list<Kept> open;
+    open.swap(_kept);
+    try {
+        while (!open.empty()) {
+            switch (_tryToRestore(open.front(), parts)) {
+                case Outcome::kStays:
+                    _kept.splice(_kept.end(), open, open.begin());
+                    break;
+                case Outcome::kBelongsToOther:
+                    _handOver(instance, open);
+                    break;
+                case Outcome::kDone:
+                    open.pop_front();
+                    break;
+            }
+        }
+    } catch (...) {
+        _kept.splice(_kept.end(), open);
+        throw;
     }
 }
 

@@ -84,7 +84,8 @@ private:
     void _keepAll(Leaving& leaving);
     void _keep(const KrObject& instance, const Kr::KrConnectionBase& connection, bool isPartSource);
     [[nodiscard]] static Outcome _tryToRestore(Kept& kept, const TreeIndex& parts);
-    void _handOver(const KrObject& from, Kept kept);
+    /// Gives the first one to the instance at its other end.
+    void _handOver(const KrObject& from, std::list<Kept>& open);
 
     std::list<Kept> _kept;
     std::list<Kept> _dropped;  // since the last report
