@@ -7,15 +7,16 @@ namespace KrSim {
 
 KrContentReference::KrContentReference() noexcept = default;
 
-KrContentReference::KrContentReference(KrExtension* extension) {
+// The ones with a target begin as empty ones, so that they are destroyed where there is no memory for the target.
+KrContentReference::KrContentReference(KrExtension* extension) : KrContentReference() {
     setTarget(extension);
 }
 
-KrContentReference::KrContentReference(const KrContentID& id) {
+KrContentReference::KrContentReference(const KrContentID& id) : KrContentReference() {
     setTarget(id);
 }
 
-KrContentReference::KrContentReference(const KrContentReference& other) {
+KrContentReference::KrContentReference(const KrContentReference& other) : KrContentReference() {
     _copyTarget(other);
 }
 

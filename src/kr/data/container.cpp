@@ -1,6 +1,7 @@
 #include "kr/data/container.h"
 
 #include <algorithm>
+#include <memory>
 #include <unordered_set>
 #include <utility>
 
@@ -30,8 +31,13 @@ Container::Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldTyp
 Container::Container(const Container& source) : FieldBase(source), _fieldType(source._fieldType) {
     // One child at a time, so that each copy is taken while it is in the cache.
     _children.reserve(source.size());
-    for (const auto* child : source._children) {
-        if (auto* copy = _duplicateChild(*child)) _takeCopy(copy);
+    try {
+        for (const auto* child : source._children) {
+            if (auto* copy = _duplicateChild(*child)) _takeCopy(copy);
+        }
+    } catch (...) {
+        _destroyChildren();
+        throw;
     }
 }
 
@@ -430,11 +436,15 @@ FieldBase* Container::_duplicateChild(const FieldBase& child) const {
 }
 
 FieldBase::Children Container::_duplicateChildren(const Container& source) const {
-    Children copies;
-    copies.reserve(source.size());
+    std::vector<std::unique_ptr<FieldBase>> made;
+    made.reserve(source.size());
     for (const auto* child : source._children) {
-        if (auto* copy = _duplicateChild(*child)) copies.push_back(copy);
+        if (std::unique_ptr<FieldBase> copy{_duplicateChild(*child)}) made.push_back(std::move(copy));
     }
+    Children copies;
+    copies.reserve(made.size());
+    for (auto& copy : made)
+        copies.push_back(copy.release());
     return copies;
 }
 
@@ -449,12 +459,12 @@ void Container::_cloneFrom(const FieldBase& source) {
     FieldBase::_cloneFrom(source);
     if (source.getDataType() != Types::kContainer) return;
     const auto& container = static_cast<const Container&>(source);
-    // Copied first: the source may be one of the fields below that go.
+    // Memory and copies first: the source may be one of the fields below that go.
+    _children.reserve(container.size());
     const auto copies = _duplicateChildren(container);
     const auto fieldType = container._fieldType;
     _destroyChildren();
     _fieldType = fieldType;
-    _children.reserve(copies.size());
     for (auto* copy : copies)
         _takeCopy(copy);
 }

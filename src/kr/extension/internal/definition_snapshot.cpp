@@ -117,7 +117,8 @@ Node takeNode(const KrExtension& extension) {
     node.definition = definitionOf(extension);
     node.base = baseOf(extension);
     for (const auto* group : groupsOf(extension)) {
-        node.groups.emplace_back(group->clone(nullptr));
+        std::unique_ptr<KrData::Container> copy(group->clone(nullptr));
+        node.groups.push_back(std::move(copy));
         noteReferences(node, *node.groups.back(), *group);
     }
     return node;
