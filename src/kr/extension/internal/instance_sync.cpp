@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <unordered_set>
 #include <utility>
 
@@ -49,21 +50,26 @@ std::exception_ptr InstanceSync::run() {
     _endConnections(changes.outdated);
     _removedConnections = std::move(changes.removed);
     std::exception_ptr failure;
-    try {
-        _followAll();
-    } catch (...) {
-        failure = std::current_exception();  // of an error that was logged; what could not be made is missing
-    }
-    try {
+    bool hadMemory = true;
+    const auto attempt = [&](const auto& step) {
+        try {
+            step();
+        } catch (const std::bad_alloc&) {
+            failure = std::current_exception();
+            hadMemory = false;
+        } catch (...) {
+            failure = std::current_exception();  // of an error that was logged; what could not be made is missing
+        }
+    };
+    attempt([this] { _followAll(); });
+    attempt([this] {
         _followLinks();
         _pairs._complete([this](const auto& source, const auto& sink) { return _mayConnect(source, sink); });
-    } catch (...) {
-        failure = std::current_exception();
-    }
+    });
     _instance._restoreInternalInstanceData(items);
     _instance._createLostExtensionsFromInternalInstanceData(items);
     items.clear();
-    if (!failure) {  // else the next run has the same to follow
+    if (hadMemory) {  // else the next run has the same to follow
         _dropRecords();
         _instance._setBase(_now);
     }

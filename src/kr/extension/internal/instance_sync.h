@@ -23,8 +23,8 @@ public:
     /// \param values  of the instance itself: those of the definition for one that was just made.
     InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values);
 
-    /// What code of others threw on the way; null when nothing was thrown. Then the next run does what is
-    /// missing.
+    /// What was thrown on the way; null when nothing was. After std::bad_alloc the next run does what is missing; after
+    /// an exception of other code the rest has been done all the same.
     [[nodiscard]] std::exception_ptr run();
 
 private:
