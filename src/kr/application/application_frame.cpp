@@ -10,6 +10,7 @@
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/platform/log.h"
+#include "kr/platform/profiling.h"
 #include "kr/platform/thread_id.h"
 
 namespace KrSim {
@@ -31,6 +32,7 @@ public:
     ~FrameScope() { end(); }
 
     void end() noexcept {
+        _section.close();
         _state._setInFrame(_wasInFrame);
         _state._setUpdatingModules(_wasUpdating);
     }
@@ -39,6 +41,7 @@ private:
     ApplicationState& _state;
     const bool _wasInFrame;
     const bool _wasUpdating;
+    Kr::ProfilingSection _section{"Application", "Frame"};
 };
 
 }  // namespace
@@ -166,6 +169,8 @@ void KrApplication::_pace() {
     if (all.masterStep && !isSlave()) all.masterStep(_context);
     // Again: the frame begins after its wait.
     _state->_setFrame(static_cast<std::uint32_t>(all.frames), start.time - *all.startTime);
+    Kr::publishMetric("FrameNumber", _state->_getFrame());
+    Kr::publishMetric("ElapsedSeconds", _state->_getElapsedSeconds());
 }
 
 void KrApplication::_runPasses() {

@@ -19,6 +19,7 @@
 #include "kr/events/internal/remote_events.h"
 #include "kr/events/sim_event.h"
 #include "kr/platform/log.h"
+#include "kr/platform/profiling.h"
 #include "kr/platform/thread_id.h"
 
 namespace KrSim {
@@ -332,6 +333,7 @@ bool KrEventDispatcher::_isInFrame() noexcept {
 }
 
 void KrEventDispatcher::preUpdate() {
+    const Kr::ProfilingSection section("Events", "PreUpdate");
     State& all = state();
     ThreadEvents& self = threadEvents;
     FirstException exception;
@@ -342,6 +344,7 @@ void KrEventDispatcher::preUpdate() {
 }
 
 void KrEventDispatcher::postUpdate() {
+    const Kr::ProfilingSection section("Events", "PostUpdate");
     auto& remote = state().remote;
     remote.publishNames();
     remote.sendQueued();

@@ -12,6 +12,7 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
+#include "kr/platform/profiling.h"
 
 namespace KrSim {
 
@@ -184,6 +185,7 @@ void KrSimulatorModule::_releaseManagedExtensions() {
 }
 
 void KrSimulatorModule::_sortManagedExtensions() {
+    const Kr::ProfilingSection section("Modules", "SortManagedExtensions");
     auto& sorter = KrExtensionSorter::instance();
     sorter.build();
     // Before the sorting: should another thread change the graph meanwhile, the list is sorted again next time.

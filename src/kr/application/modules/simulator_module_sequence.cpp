@@ -7,6 +7,7 @@
 #include "kr/application/modules/internal/module_guards.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/smart_interface.h"
+#include "kr/platform/profiling.h"
 
 namespace KrSim {
 
@@ -73,6 +74,7 @@ void KrSimulatorModuleSequence::_run(const ApplicationContext& context) const {
     const auto walked = _lists;
     for (const auto& module : (*walked)[pass]) {
         if (walked != _lists && !_contains(module.get())) continue;
+        const Kr::ProfilingSection section("Modules", [&]() -> const std::string& { return module->getName(); });
         Kr::callGuarded(
             called.texts, [&] { return module->getName(); }, [&] { (*module.*called.call)(mode); });
     }
