@@ -87,14 +87,25 @@ TEST(FieldArray, RefusesWhatItCannotBecome) {
     array->setSizeRange(1, 2);
     FieldArray<Field<Kr::KrColor>> colors("Colors");
     colors.resize(2);
-    Container container("Container");
-    container.add<double>("1", 7.0);
     EXPECT_FALSE(array->copyValue(*doubles({4, 5, 6})));
     EXPECT_FALSE(array->copyValue(*doubles({})));
     EXPECT_FALSE(array->copyValue(colors));
-    EXPECT_FALSE(array->copyValue(container));
     EXPECT_THAT(valuesOf(*array), ElementsAre(1, 2));
     EXPECT_FALSE(Doubles("Empty").isEqual(FieldArray<Field<int>>("Empty")));
+}
+
+TEST(FieldArray, TakesTheValuesOfAPlainContainerByName) {
+    auto array = doubles({1, 2, 3});
+    array->setSizeRange(3, 3);
+    Container container("Container");
+    container.add<int>("3", 7);
+    container.add<double>("Other", 8.0);
+    container.add<double>("1", 9.0)->setVisible(false);
+    EXPECT_TRUE(array->copyValue(container));
+    EXPECT_THAT(valuesOf(*array), ElementsAre(9, 2, 7));
+    EXPECT_TRUE(array->item(0)->isVisible());
+    EXPECT_TRUE(array->initializeFrom(container));
+    EXPECT_FALSE(array->item(0)->isVisible());
 }
 
 TEST(FieldArray, ClonesWithRangeNamesAndMetadata) {

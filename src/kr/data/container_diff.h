@@ -46,11 +46,11 @@ public:
     void diff(const Container& first, const Container& second);
     /// Removes, adds and copies in `target` what was recorded, in this order.
     ///
-    /// An added field goes to the end of its parent, or takes the place of the child with its identifier. A modified
-    /// field gets the recorded value; where it cannot take it (another data type, another class of array items) a
-    /// clone takes its place, without the observers and connections of the old field. Fields that are not dynamic
-    /// belong to an object: they are never removed or replaced, only given a value.
-    /// True when every entry was applied; the others are applied all the same.
+    /// A removed field is destroyed, as Container::removeField does it. An added field goes to the end of its parent,
+    /// or takes the place of the child with its identifier, which is destroyed. A modified field keeps its type and
+    /// takes the recorded value, converted where the types differ (FieldBase::copyValue). True when every entry was
+    /// applied. An entry whose path is not found, whose value the field refuses, or whose removal the parent refuses is
+    /// passed over.
     bool apply(Container& target) const;
 
     [[nodiscard]] bool hasDifferences() const noexcept {

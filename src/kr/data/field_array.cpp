@@ -148,8 +148,9 @@ bool FieldArrayBase::_assign(const FieldBase& source, bool withMetadata) {
     const auto count = source.getChildren().size();
     Converted converted;
     if (!source.isFieldArray()) {
-        const bool isPlain = source.getDataType() == Types::kContainer;
-        if (isPlain || !TransferValueConverter(source, *this)) return !frame.fieldDied() && _refuse(source);
+        if (source.getDataType() == Types::kContainer)
+            return withMetadata ? Container::initializeFrom(source) : Container::copyValue(source);
+        if (!TransferValueConverter(source, *this)) return !frame.fieldDied() && _refuse(source);
         if (withMetadata && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
         return true;
     }

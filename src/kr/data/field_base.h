@@ -194,8 +194,9 @@ public:
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getIncomingConnections() const;
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getOutgoingConnections() const;
     [[nodiscard]] bool _hasIncomingConnections() const noexcept;
-    /// Whether this connection is told of changes after all others that leave the field.
-    [[nodiscard]] bool _isLastOutgoing(const Kr::KrConnectionBase& connection) const noexcept;
+    /// Whether no connection of a vector that reads the changed ranges in its transfer comes after this one: enabled,
+    /// to a vector, and not queued.
+    [[nodiscard]] bool _isLastRangeReader(const Kr::KrConnectionBase& connection) const noexcept;
     [[nodiscard]] bool _hasOutgoingConnections() const noexcept { return _has(kHasOutgoing); }
     [[nodiscard]] bool _hasLiveObservers() const noexcept { return _has(kHasObservers); }
 

@@ -108,8 +108,19 @@ std::vector<Kr::KrConnectionBase*> FieldBase::_getIncomingConnections() const {
     return rare != nullptr ? rare->incoming.connections() : std::vector<Kr::KrConnectionBase*>();
 }
 
-bool FieldBase::_isLastOutgoing(const Kr::KrConnectionBase& connection) const noexcept {
-    return _outgoing.last() == &connection;
+bool FieldBase::_isLastRangeReader(const Kr::KrConnectionBase& connection) const noexcept {
+    if (_outgoing.last() == &connection) return true;
+    const auto reads = [](const Kr::KrConnectionBase& each) {
+        const auto* sink = each.getSink();
+        return sink != nullptr && sink->getDataType() == Types::kVector && each.isEnabled() &&
+               !each._isExcludedFromOrdering();
+    };
+    for (auto i = _outgoing.slotCount(); i > 0; --i) {
+        const auto* each = _outgoing.slot(i - 1);
+        if (each == &connection) return true;
+        if (each != nullptr && reads(*each)) return false;
+    }
+    return true;
 }
 
 void FieldBase::_tellConnectionsOfMove() const {

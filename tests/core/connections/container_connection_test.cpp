@@ -7,8 +7,12 @@
 #include <vector>
 
 #include "kr/core/connections/connection.h"
+#include "kr/core/connections/field_base_to_proxy_connection.h"
+#include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
+#include "kr/data/proxy.h"
 #include "kr/data/vector.h"
+#include "tests/support/dispatcher_scope.h"
 #include "tests/support/field_doubles.h"
 
 namespace container_connection_test {
@@ -197,6 +201,36 @@ TEST_F(Vectors, ServeManySinksEachCompletely) {
         for (const auto* connection : connections)
             ASSERT_TRUE(!connection->isEnabled() || connection->getSink()->isEqual(_source)) << round;
     }
+}
+
+TEST_F(Vectors, ForgetTheRangesAfterTheLastConnectionThatReadsThem) {
+    const DispatcherScope dispatcher;
+    _source.enableIncrementalDataTransfer(true);
+    Items second("Second", &_inputs), third("Third", &_inputs), queuedSink("Queued", &_inputs);
+    auto* proxy = new KrData::Proxy("Proxy", Types::kVector, &_inputs);
+    KrConnection toFirst(&_source, &_sink), toSecond(&_source, &second), toThird(&_source, &third);
+    const Kr::FieldBaseToProxyConnection toProxy(&_source, proxy);
+    const Kr::KrSimQueuedConnection queued(&_source, &queuedSink);
+    ASSERT_TRUE(toProxy.isValid() && queued.isValid());
+    struct Row {
+        const char* name;
+        std::function<void()> prepare;
+    };
+    const Row rows[] = {
+        {"a proxy and a queued one follow", [] {}},
+        {"the last one is disabled", [&] { toThird.disable(false); }},
+        {"all but the first are disabled", [&] { toSecond.disable(false); }},
+        {"an earlier one is enabled again", [&] { toSecond.enable(false); }},
+    };
+    for (const auto& row : rows) {
+        row.prepare();
+        _source.setItem(1, _source.getItem(1) + 1);
+        EXPECT_TRUE(_source.getChanges().empty()) << row.name;
+        EXPECT_EQ(_sink.getItems(), _source.getItems()) << row.name;
+        EXPECT_EQ(second.isEqual(_source), toSecond.isEnabled()) << row.name;
+    }
+    toThird.enable(true);
+    EXPECT_EQ(third.getItems(), _source.getItems()) << "what was forgotten meanwhile is not missing";
 }
 
 TEST_F(Vectors, AreTransferredAsAWholeAlsoRoundALoop) {

@@ -26,7 +26,7 @@ void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
     _ranges.clear();
     if (isComplete) _ranges = _vector.getChanges();
     // Before the sink takes the items: what its observers change meanwhile is a change of the next transfer.
-    const bool isLast = _connection == nullptr || _vector._isLastOutgoing(*_connection);
+    const bool isLast = _connection == nullptr || _vector._isLastRangeReader(*_connection);
     if (isLast || _ranges.size() > kManyRanges) _vector.clearChanges();
     _seenChanges = _vector._getChangeCount();
     _isInStep = false;

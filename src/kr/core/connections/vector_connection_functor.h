@@ -10,7 +10,8 @@ namespace Kr {
 /// Makes a vector like another one of the same item data type.
 ///
 /// While the source keeps its changed ranges (enableIncrementalDataTransfer), only these items are looked at, and the
-/// ranges are cleared when every connection that leaves the source has seen them. Else the vectors are compared whole.
+/// ranges are cleared by the last enabled connection that reads them (queued ones do not). Else the vectors are
+/// compared whole.
 class KR_API VectorConnectionFunctor final : public ConnectionFunctor {
 public:
     /// \param connection  whose functor this is; null below a container functor.

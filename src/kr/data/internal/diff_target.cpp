@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "kr/data/field_array.h"
 #include "kr/data/internal/notification_frame.h"
 
 namespace KrData::detail {
@@ -20,7 +19,7 @@ FieldBase* DiffTarget::_find(std::string_view path) const {
 
 bool DiffTarget::remove(std::string_view path) {
     auto* field = _find(path);
-    if (field == nullptr || !field->isDynamic()) return false;
+    if (field == nullptr) return false;
     auto* parent = field->getParent();
     if (!parent->_mayRemove(1)) return false;
     parent->_removeField(field);
@@ -32,7 +31,7 @@ bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
     auto* parent = _parentOf(path, recorded);
     if (parent == nullptr) return false;
     const auto& id = recorded.getID();
-    if (auto* present = _childOf(*parent, id)) return _overwrite(*present, recorded);
+    if (auto* present = _childOf(*parent, id)) return _replace(*present, recorded);
     std::unique_ptr<FieldBase> copy(recorded._duplicate());
     if (copy == nullptr) return false;
     // Its number stays where it is free; whether it is was noted, so that nothing searches the children.
@@ -51,13 +50,7 @@ bool DiffTarget::modify(std::string_view path, const FieldBase& recorded) {
     auto* parent = _parentOf(path, recorded);
     auto* field = parent != nullptr ? _childOf(*parent, recorded.getID()) : nullptr;
     if (field == nullptr) field = _find(path);
-    if (field == nullptr) return false;
-    const bool sameKind = FieldArrayBase::_areSameKind(*field, recorded);
-    const NotificationFrame frame(*field, *field);
-    if (sameKind && field->copyValue(recorded)) return true;
-    if (frame.fieldDied()) return false;
-    if (field->isDynamic()) return _replace(*field, recorded);
-    return !sameKind && field->getDataType() != Types::kContainer && field->copyValue(recorded);
+    return field != nullptr && field->copyValue(recorded);
 }
 
 Container* DiffTarget::_parentOf(std::string_view path, const FieldBase& recorded) {
@@ -100,11 +93,6 @@ void DiffTarget::_enter(Container& parent, std::string_view path) {
         _places.try_emplace(child.getID().getNumber(), i);
         _internalIdentifiers.insert(child.getInternalIdentifier());
     }
-}
-
-bool DiffTarget::_overwrite(FieldBase& present, const FieldBase& recorded) {
-    if (present.isDynamic()) return _replace(present, recorded);
-    return present.getDataType() == recorded.getDataType() && present.copyValue(recorded);
 }
 
 bool DiffTarget::_replace(FieldBase& old, const FieldBase& recorded) {

@@ -31,7 +31,6 @@ private:
     [[nodiscard]] Container* _parentOf(std::string_view path, const FieldBase& recorded);
     [[nodiscard]] FieldBase* _childOf(Container& parent, const Kr::KrID& id) const;
     void _enter(Container& parent, std::string_view path);
-    static bool _overwrite(FieldBase& present, const FieldBase& recorded);
     static bool _replace(FieldBase& old, const FieldBase& recorded);
 
     Container& _target;
