@@ -121,6 +121,27 @@ TEST_F(BlockingEvents, MayBeDoneLaterByACopy) {
     EXPECT_FALSE(dropped.resultAfter([] {})) << "nobody can raise it any more";
 }
 
+TEST_F(BlockingEvents, AreWaitedForLaterByASenderWithOtherWork) {
+    const FunctionListener listener(1, [](const KrSimEvent&) {});
+    KrSimEvent handled(1), dropped(1), plain(1);
+    handled.expectDoneSignal();
+    dropped.expectDoneSignal();
+    std::atomic<bool> isSent{false};
+    std::thread sender([&] {
+        KrEventDispatcher::sendEventLocally(handled);
+        isSent = true;
+    });
+    while (!isSent)
+        std::this_thread::yield();
+    EXPECT_FALSE(handled.waitForDoneSignal(0.0)) << "not delivered yet";
+    KrEventDispatcher::preUpdate();
+    EXPECT_TRUE(handled.waitForDoneSignal());
+    EXPECT_TRUE(handled.waitForDoneSignal()) << "it stays so";
+    sender.join();
+    EXPECT_FALSE(dropped.waitForDoneSignal()) << "no copy is left that could raise it";
+    EXPECT_FALSE(plain.waitForDoneSignal()) << "none is expected";
+}
+
 TEST_F(BlockingEvents, WarnOnceOfAnOwnerThatDoesNotDeliver) {
     const test_support::LogCapture log;
     KrEventDispatcher::_setPatience(0.0);

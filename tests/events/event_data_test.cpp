@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/kinematic_recorder.h"
+#include "kr/events/process_measurements.h"
 #include "kr/math/matrix44.h"
 #include "kr/platform/runtime_error.h"
 #include "kr/platform/uuid.h"
@@ -273,6 +275,37 @@ TEST(EventData, TakesTheNumbersOfACutMatrix) {
     EXPECT_EQ(data._unread(), 4U);
     EXPECT_THAT(log.lines(), SizeIs(14));
     EXPECT_THAT(log.lines(), Each(kPastEnd));
+}
+
+TEST(EventData, CarriesTheStatusOfARecorder) {
+    using Recorder = KrSim::KinematicRecorder;
+    const Recorder::Status sent{Recorder::eState::kPlaying, "run", 0.5, 2.0, 3, "x"};
+    EventData data;
+    data << sent;
+    EXPECT_EQ(data.data(), fromHex("02 00 00 00 03 00 00 00 72 75 6e 00 00 00 00 00 00 e0 3f 00 00 00 00 00 00 00 40 "
+                                   "03 00 00 00 00 00 00 00 01 00 00 00 78"));
+    Recorder::Status received;
+    data >> received;
+    EXPECT_EQ(received, sent);
+    EventData unknown;
+    unknown << 77 << "" << 0.0 << 0.0 << std::uint64_t{0} << "";
+    unknown >> received;
+    EXPECT_EQ(received.state, Recorder::eState::kFailed);
+}
+
+TEST(EventData, CarriesMeasurementsOfAProcess) {
+    const auto sent = KrSim::ProcessMeasurements::take();
+    EXPECT_GT(sent.residentBytes, 1U << 16U);
+    EXPECT_GE(sent.peakResidentBytes, sent.residentBytes / 2) << "both are in bytes";
+    EXPECT_GE(KrSim::ProcessMeasurements::take().userSeconds, sent.userSeconds);
+    const KrSim::ProcessMeasurements numbers{0.5, 2.0, 3, 4, 5, 6};
+    EventData data;
+    numbers.appendToEventData(data);
+    EXPECT_EQ(data.data(), fromHex("00 00 00 00 00 00 e0 3f 00 00 00 00 00 00 00 40 03 00 00 00 00 00 00 00 "
+                                   "04 00 00 00 00 00 00 00 05 00 00 00 00 00 00 00 06 00 00 00 00 00 00 00"));
+    KrSim::ProcessMeasurements received;
+    received.extractFromEventData(data);
+    EXPECT_EQ(received, numbers);
 }
 
 TEST(EventData, ReportsATextThatItsLengthCannotHold) {

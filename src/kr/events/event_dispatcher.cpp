@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -11,7 +12,6 @@
 
 #include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
-#include "kr/events/internal/done_signal.h"
 #include "kr/events/internal/event_delivery.h"
 #include "kr/events/internal/event_domain.h"
 #include "kr/events/internal/listener_table.h"
@@ -195,30 +195,30 @@ LocalQueue& queueOfFrame(State& all, const ThreadEvents& self) {
 
 /// What a blocking sender waits for.
 struct Awaited {
-    std::shared_ptr<detail::DoneSignal> signal;  // null: there is nothing to wait for
-    unsigned application{0};                     // 0: the common queue
+    KrSimEvent event;
+    unsigned application;  // 0: the common queue
 };
 
 /// Puts the event where the owner will find it, unless that is this thread or none. In one step under the lock: the
 /// end of an owner finds every event that a sender waits for.
-Awaited queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
+std::optional<Awaited> queueForOwner(State& all, ThreadEvents& self, const KrSimEvent& event) {
     LocalQueue& routed = all.queues.route(self);
     const auto mayWait = [](const LocalQueue& queue) {
         return queue.owner.load(std::memory_order_relaxed) != Kr::ThreadId::kNone && !queue.isOwnedHere();
     };
-    if (!mayWait(routed)) return {};
+    if (!mayWait(routed)) return std::nullopt;
     KrSimEvent awaited = event;
-    auto signal = awaited._expectDone();
+    awaited.expectDoneSignal();
     const double now = awaited.getDelay() == 0.0 ? 0.0 : all.queues.now();
     const std::lock_guard lock(all.queues.mutex);
     LocalQueue& queue = all.queues.rerouteLocked(routed, self);
-    if (!mayWait(queue)) return {};
+    if (!mayWait(queue)) return std::nullopt;
     if (awaited.getDelay() == 0.0) {
         static_cast<void>(queue.pushLocal(awaited));  // the warning is for applications that do not run
     } else {
         queue.pushDelayed(now, awaited, true, false);
     }
-    return {std::move(signal), queue.number.load()};
+    return Awaited{std::move(awaited), queue.number.load()};
 }
 
 void warnOfWaitingSender(const KrSimEvent& event, unsigned application, double seconds) {
@@ -231,14 +231,12 @@ void warnOfWaitingSender(const KrSimEvent& event, unsigned application, double s
 }
 
 /// Whether the event was delivered.
-bool await(const State& all, const KrSimEvent& event, const Awaited& awaited) {
+bool await(const State& all, Awaited& awaited) {
+    auto& event = awaited.event;
     const double seconds = all.patienceSeconds.load(std::memory_order_relaxed) + std::max(event.getDelay(), 0.0);
-    auto state = awaited.signal->waitFor(seconds);
-    if (state == detail::DoneSignal::eState::kPending) {
-        warnOfWaitingSender(event, awaited.application, seconds);
-        state = awaited.signal->wait();
-    }
-    return state == detail::DoneSignal::eState::kHandled;
+    if (event.waitForDoneSignal(seconds)) return true;
+    if (event._isDonePending()) warnOfWaitingSender(event, awaited.application, seconds);
+    return event.waitForDoneSignal();
 }
 
 LocalQueue* queueOf(const EventManagerImplementation* manager) {
@@ -265,7 +263,7 @@ void KrEventDispatcher::sendEventLocallyImmediately(const KrSimEvent& event) {
 
 bool KrEventDispatcher::sendEventLocallyImmediatelyBlocking(const KrSimEvent& event) {
     State& all = state();
-    if (const auto awaited = queueForOwner(all, threadEvents, event); awaited.signal) return await(all, event, awaited);
+    if (auto awaited = queueForOwner(all, threadEvents, event)) return await(all, *awaited);
     sendEventLocallyImmediately(event);
     return true;
 }

@@ -34,7 +34,7 @@ KrSimEvent::KrSimEvent(const KrSimEvent& other)
       _delaySeconds(other._delaySeconds),
       _size(other._size),
       _sender(other._sender),
-      _ticket(other._ticket),
+      _done(other._done),
       _inline(other._inline) {
     if (other._heap) {
         _heap.reset(new std::uint8_t[_size]);
@@ -50,7 +50,7 @@ KrSimEvent::KrSimEvent(KrSimEvent&& other) noexcept
       _size(std::exchange(other._size, 0)),
       _heap(std::move(other._heap)),
       _sender(std::move(other._sender)),
-      _ticket(std::move(other._ticket)),
+      _done(std::move(other._done)),
       _inline(other._inline) {}
 
 KrSimEvent& KrSimEvent::operator=(const KrSimEvent& other) {
@@ -67,7 +67,7 @@ KrSimEvent& KrSimEvent::operator=(KrSimEvent&& other) noexcept {
     _size = std::exchange(other._size, 0);
     _heap = std::move(other._heap);
     _sender = std::move(other._sender);
-    _ticket = std::move(other._ticket);
+    _done = std::move(other._done);
     _inline = other._inline;
     return *this;
 }
@@ -100,7 +100,7 @@ const std::string& KrSimEvent::me() {
 }
 
 bool KrSimEvent::isDoneSignalAutomatic() const noexcept {
-    return _ticket ? _ticket->isAutomatic.load() : _isDoneSignalAutomatic;
+    return _done ? _done->isAutomatic.load() : _isDoneSignalAutomatic;
 }
 
 void KrSimEvent::disableAutomaticDoneSignal() noexcept {
@@ -109,17 +109,27 @@ void KrSimEvent::disableAutomaticDoneSignal() noexcept {
 }
 
 void KrSimEvent::disableAutomaticDoneSignal() const noexcept {
-    if (_ticket) _ticket->isAutomatic.store(false);
+    if (_done) _done->isAutomatic.store(false);
 }
 
 void KrSimEvent::raiseDoneSignal() const noexcept {
-    if (_ticket) _ticket->raise();
+    if (_done) _done->raise(detail::DoneSignal::eState::kHandled);
 }
 
-std::shared_ptr<detail::DoneSignal> KrSimEvent::_expectDone() {
-    auto signal = std::make_shared<detail::DoneSignal>();
-    _ticket = std::make_shared<detail::DoneTicket>(signal, _isDoneSignalAutomatic);
-    return signal;
+void KrSimEvent::expectDoneSignal() {
+    const auto signal = std::make_shared<detail::DoneSignal>(_isDoneSignalAutomatic);
+    // Copies share the ticket, through which they reach the signal.
+    _done = std::shared_ptr<detail::DoneSignal>(std::make_shared<detail::DoneTicket>(signal), signal.get());
+}
+
+bool KrSimEvent::waitForDoneSignal(double timeoutSeconds) {
+    if (!_done) return false;
+    _done = _done->shared_from_this();  // without the ticket: this copy does not count among those that may raise it
+    return _done->waitFor(timeoutSeconds) == detail::DoneSignal::eState::kHandled;
+}
+
+bool KrSimEvent::_isDonePending() const {
+    return _done && _done->waitFor(0.0) == detail::DoneSignal::eState::kPending;
 }
 
 }  // namespace KrSim

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,7 +19,6 @@ namespace KrSim {
 
 namespace detail {
 class DoneSignal;
-class DoneTicket;
 }  // namespace detail
 
 /// One event: a number, a payload of bytes, the process that made it, and a delay.
@@ -75,18 +75,28 @@ public:
     [[nodiscard]] double getDelay() const noexcept { return _delaySeconds; }
     void setDelay(double delaySeconds) noexcept { _delaySeconds = delaySeconds == delaySeconds ? delaySeconds : 0.0; }
 
-    /// Whether a blocking sender is released as soon as all listeners were called.
+    // --- Waiting for the delivery, as KrEventDispatcher::sendEventLocallyImmediatelyBlocking does
+    // ----------------------
+    /// From here on copies of this event share a done signal, which is not raised yet: send this event, by any
+    /// operation that delivers it in this process, go on, and call waitForDoneSignal() later.
+    void expectDoneSignal();
+    /// Waits until the done signal of this event is raised, at most for a time in seconds.
+    /// \return  true when it was raised; false when the time is over, when all other copies of the event were destroyed
+    ///          without that, and when no signal is expected. May be called again.
+    /// Not on the thread that is to deliver the event, which would wait for itself.
+    bool waitForDoneSignal(double timeoutSeconds = std::numeric_limits<double>::infinity());
+    /// Whether the done signal is raised as soon as all listeners were called.
     [[nodiscard]] bool isDoneSignalAutomatic() const noexcept;
     /// raiseDoneSignal() releases the sender instead, or the destruction of the last copy of the event.
     void disableAutomaticDoneSignal() noexcept;
     /// The same from a listener, which keeps a copy of the event to raise the signal later. Nothing without a sender.
     void disableAutomaticDoneSignal() const noexcept;
-    /// Releases a blocking sender; nothing when no sender waits. Any thread.
+    /// Releases the sender that waits; nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;
 
-    /// From here on copies of this event share a signal that was not raised before. For the dispatcher.
-    [[nodiscard]] std::shared_ptr<detail::DoneSignal> _expectDone();
-    [[nodiscard]] bool _isAwaited() const noexcept { return _ticket != nullptr; }
+    [[nodiscard]] bool _isAwaited() const noexcept { return _done != nullptr; }
+    /// Whether a done signal is expected that was neither raised nor dropped.
+    [[nodiscard]] bool _isDonePending() const;
     /// Whether it was sent through the event manager of an application: it ends with that.
     [[nodiscard]] bool _isOfApplication() const noexcept { return _ofApplication; }
     void _setOfApplication() noexcept { _ofApplication = true; }
@@ -100,9 +110,9 @@ private:
     bool _ofApplication{false};
     double _delaySeconds{0.0};
     std::size_t _size{0};
-    std::unique_ptr<std::uint8_t[]> _heap;        // null while the payload fits inside
-    std::shared_ptr<const std::string> _sender;   // null: this process
-    std::shared_ptr<detail::DoneTicket> _ticket;  // null: no sender waits
+    std::unique_ptr<std::uint8_t[]> _heap;       // null while the payload fits inside
+    std::shared_ptr<const std::string> _sender;  // null: this process
+    std::shared_ptr<detail::DoneSignal> _done;   // null: no sender waits
     std::array<std::uint8_t, kInlineBytes> _inline {};
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -10,10 +9,12 @@
 
 namespace KrSim::detail {
 
-/// What a blocking sender waits on.
-class DoneSignal {
+/// What a sender waits on.
+class DoneSignal : public std::enable_shared_from_this<DoneSignal> {
 public:
     enum class eState { kPending, kHandled, kDropped };
+
+    explicit DoneSignal(bool automatic) noexcept : isAutomatic(automatic) {}
 
     /// The first state stays.
     void raise(eState state) noexcept {
@@ -23,19 +24,19 @@ public:
         _state = state;
         _raised.notify_all();
     }
-    [[nodiscard]] eState wait() {
-        std::unique_lock lock(_mutex);
-        _raised.wait(lock, [this] { return _state != eState::kPending; });
-        return _state;
-    }
-    /// Pending when the time is over; at once for 0.
+    /// Pending when the time is over; without waiting for 0. Longer than any run where the time is no number.
     [[nodiscard]] eState waitFor(double seconds) {
-        // Longer waits would overflow the clock.
-        const std::chrono::duration<double> longest(std::min(seconds, 1e6));
+        const auto isRaised = [this] { return _state != eState::kPending; };
         std::unique_lock lock(_mutex);
-        _raised.wait_for(lock, longest, [this] { return _state != eState::kPending; });
+        if (constexpr double kLongest = 1e6; seconds < kLongest) {
+            _raised.wait_for(lock, std::chrono::duration<double>(seconds), isRaised);
+        } else {  // longer waits would overflow the clock
+            _raised.wait(lock, isRaised);
+        }
         return _state;
     }
+
+    std::atomic<bool> isAutomatic;
 
 private:
     std::mutex _mutex;  // guards the state
@@ -43,19 +44,14 @@ private:
     eState _state{eState::kPending};
 };
 
-/// Shared by all copies of an awaited event, but not by the sender: the destruction of the last copy releases the
-/// sender.
+/// Shared by all copies of an awaited event, but not by the one that waits: the destruction of the last copy releases
+/// the sender.
 class DoneTicket {
 public:
-    DoneTicket(std::shared_ptr<DoneSignal> signal, bool automatic) noexcept
-        : isAutomatic(automatic), _signal(std::move(signal)) {}
+    explicit DoneTicket(std::shared_ptr<DoneSignal> signal) noexcept : _signal(std::move(signal)) {}
     DoneTicket(const DoneTicket&) = delete;
     DoneTicket& operator=(const DoneTicket&) = delete;
     ~DoneTicket() { _signal->raise(DoneSignal::eState::kDropped); }
-
-    void raise() noexcept { _signal->raise(DoneSignal::eState::kHandled); }
-
-    std::atomic<bool> isAutomatic;
 
 private:
     std::shared_ptr<DoneSignal> _signal;
