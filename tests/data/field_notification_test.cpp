@@ -142,9 +142,9 @@ TEST_F(FieldNotification, ExceptionsAreWarningsAndOthersStillHear) {
     EXPECT_NO_THROW(x->setVisible(false));
     using testing::AllOf, testing::EndsWith;
     EXPECT_THAT(log.lines(),
-                ElementsAre(StartsWith("3 FieldBase: unhandled exception in 'X'"),
-                            AllOf(StartsWith("3 FieldBase: fatal error in 'X'"), EndsWith("[bad 100%s]\n")),
-                            AllOf(StartsWith("3 FieldBase: fatal error in 'X'"), EndsWith("[property]\n"))));
+                ElementsAre(StartsWith("3 FieldBase: unhandled exception in 'Top.Group.X'"),
+                            AllOf(StartsWith("3 FieldBase: fatal error in 'Top.Group.X'"), EndsWith("[bad 100%s]\n")),
+                            AllOf(StartsWith("3 FieldBase: fatal error in 'Top.Group.X'"), EndsWith("[property]\n"))));
 }
 
 TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {

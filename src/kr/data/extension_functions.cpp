@@ -45,4 +45,8 @@ Container* ExtensionFunctions::fieldsOf(KrSim::KrExtension* extension) {
     return ask(&ExtensionFunctions::getFields, extension);
 }
 
+std::string ExtensionFunctions::pathOf(KrSim::KrExtension* extension) {
+    return ask(&ExtensionFunctions::getPath, extension);
+}
+
 }  // namespace KrData

@@ -18,6 +18,8 @@ struct KR_API ExtensionFunctions {
     std::string (*getTypeName)(KrSim::KrExtension*) = nullptr;
     /// The top container of its fields.
     Container* (*getFields)(KrSim::KrExtension*) = nullptr;
+    /// Its name behind those of the objects above it.
+    std::string (*getPath)(KrSim::KrExtension*) = nullptr;
 
     /// Replaces the table; null takes it away. Before other threads use fields.
     static void _install(const ExtensionFunctions* functions) noexcept;
@@ -29,6 +31,8 @@ struct KR_API ExtensionFunctions {
     [[nodiscard]] static std::string typeNameOf(KrSim::KrExtension* extension);
     /// Null for null and where nothing is installed.
     [[nodiscard]] static Container* fieldsOf(KrSim::KrExtension* extension);
+    /// Empty for null and where nothing is installed.
+    [[nodiscard]] static std::string pathOf(KrSim::KrExtension* extension);
 };
 
 }  // namespace KrData

@@ -408,6 +408,7 @@ namespace {
         [](KrExtension* extension) { return extension->getName(); },
         [](KrExtension* extension) { return extension->getTypeName(); },
         [](KrExtension* extension) -> KrData::Container* { return &extension->getFieldsContainer(); },
+        [](KrExtension* extension) { return extension->getPath(); },
     };
     KrData::ExtensionFunctions::_install(&functions);
     return true;

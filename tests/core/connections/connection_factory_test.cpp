@@ -10,13 +10,17 @@
 #include <thread>
 #include <vector>
 
+#include "kr/application/context/application_modes.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
+#include "kr/core/enum.h"
 #include "kr/data/container.h"
 #include "kr/data/proxy.h"
+#include "kr/data/stored_path.h"
+#include "kr/data/vector.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/i_object.h"
@@ -73,8 +77,8 @@ TEST_F(Owners, KeepAConnectionAsLongAsTheExtensionOfItsSink) {
     EXPECT_FALSE(lives(kept) || sink->_hasIncomingConnections());
     const LogCapture log;
     EXPECT_EQ(KrConnectionFactory::connect(*others.add<double>("Source"), *sink), nullptr);
-    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: neither O.Source nor I.Sink belongs to an extension "
-                                         "that could keep a connection.\n"));
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: 'O.Source' is not connected with 'I.Sink': neither of "
+                                         "them belongs to an extension, which could keep a connection.\n"));
 }
 
 TEST_F(Owners, AreAskedToDisconnect) {
@@ -90,8 +94,67 @@ TEST_F(Owners, AreAskedToDisconnect) {
     EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in) || KrConnectionFactory::disconnect(nullptr, &_in));
     const LogCapture log;
     EXPECT_EQ(KrConnectionFactory::connect(&_out, nullptr), nullptr);
-    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: Outputs.Out has no sink to be connected with.\n"));
+    EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: 'From.Outputs.Out' is not connected with no field: a "
+                                         "sink is missing.\n"));
 }
+
+/// Two fields of 'Car/Motor' and a reason not to connect them.
+struct RefusedCase {
+    const char* name;
+    const char* source;
+    const char* sink;
+    bool isQueued;
+    const char* reason;
+};
+
+class RefusedConnection : public testing::TestWithParam<RefusedCase> {};
+
+TEST_P(RefusedConnection, IsAWarningWithBothPathsAndTheReason) {
+    const auto car = Kr::makeSmart<KrSim::KrObject>();
+    const auto motor = Kr::makeSmart<KrExtension>();
+    car->setName("Car");
+    motor->setName("Motor");
+    car->add(motor.get());
+    auto& fields = motor->getFieldsContainer();
+    fields.getInputs().add<double>("Number");
+    fields.getInputs().add<Kr::KrColor>("Colour");
+    fields.getInputs().add<Kr::KrEnum>("Level", Kr::KrEnum(Kr::eLogLevel::kInfo));
+    fields.getOutputs().add<double>("Number");
+    fields.getOutputs().add<Kr::KrEnum>("Mode", Kr::KrEnum(KrSim::eApplicationMode::kEditing));
+    new KrData::Vector<double>("List", &fields.getOutputs());
+    new KrData::Vector<int>("List", &fields.getInputs());
+    Field<double> loose("Loose");
+    const auto find = [&](const std::string& path) {
+        return path == "Loose" ? static_cast<FieldBase*>(&loose) : KrData::_findStoredPath(fields, path);
+    };
+    auto* const source = find(GetParam().source);
+    auto* const sink = find(GetParam().sink);
+    const auto pathOf = [](const char* path) {
+        return path == std::string("Loose") ? path : std::string("Car/Motor.") + path;
+    };
+    const LogCapture log;
+    EXPECT_EQ(GetParam().isQueued ? KrConnectionFactory::connectQueued(source, sink)
+                                  : KrConnectionFactory::connect(source, sink),
+              nullptr);
+    EXPECT_EQ(log.lines().back(), "3 KrConnectionFactory: '" + pathOf(GetParam().source) + "' is not connected with '" +
+                                      pathOf(GetParam().sink) + "': " + GetParam().reason + ".\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RefusedConnection,
+    testing::Values(RefusedCase{"Roles", "Inputs.Number", "Outputs.Number", false,
+                                "fields of the role Input do not drive those of the role Output"},
+                    RefusedCase{"Loose", "Outputs.Number", "Loose", false, "'Loose' is in no container"},
+                    RefusedCase{"Types", "Outputs.Number", "Inputs.Colour", false,
+                                "values of the type Double do not convert to the type Color"},
+                    RefusedCase{"TypesQueued", "Outputs.Number", "Inputs.Colour", true,
+                                "values of the type Double do not convert to the type Color"},
+                    RefusedCase{"Enumerations", "Outputs.Mode", "Inputs.Level", false,
+                                "values of the type Enumeration 'KrSim::eApplicationMode' do not convert to the type "
+                                "Enumeration 'Kr::eLogLevel'"},
+                    RefusedCase{"Vectors", "Outputs.List", "Inputs.List", false,
+                                "values of the type Vector of Double do not convert to the type Vector of Integer"}),
+    [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     auto& keeper = _to->getFieldsContainer();
@@ -145,7 +208,9 @@ TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
         auto from = make("From"), to = make("To");
         from->getOutput("Out")->set(5.0);
         const auto observer = to->getInput("In")->addObserver([&](const FieldBase&) { (isSink ? to : from).reset(); });
+        const LogCapture log;
         EXPECT_EQ(KrConnectionFactory::connect(*from->getOutput("Out"), *to->getInput("In")), nullptr);
+        EXPECT_THAT(log.lines(), testing::Contains(testing::HasSubstr("while it was made, an observer destroyed it")));
         EXPECT_EQ(KrConnectionFactory::connect(_out, _in)->isValid(), true);
     }
 }

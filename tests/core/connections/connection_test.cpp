@@ -161,17 +161,37 @@ TEST(ConnectionKinds, DecideWhetherFieldsFit) {
                     "5 KrConnection: could not create connection from .O.R -> I.N. Check that types match. \n"));
 }
 
-TEST(ConnectionDimensions, AreToldButNeverRefused) {
+TEST(ConnectionDimensions, ThatDifferAreAWarningButNoRefusal) {
     using ePhysicalDimension = Kr::KrPhysicalDimension::ePhysicalDimension;
-    Container outputs("O", nullptr, Types::kOutput);
-    auto *source = outputs.add<double>("A"), *sink = outputs.add<double>("B");
-    source->setPhysicalDimension(static_cast<ePhysicalDimension>(1));
-    for (const int dimension : {0, 1, 2}) {
-        sink->setPhysicalDimension(static_cast<ePhysicalDimension>(dimension));
+    const auto car = Kr::makeSmart<KrSim::KrExtension>(), road = Kr::makeSmart<KrSim::KrExtension>();
+    car->setName("Car");
+    road->setName("Road");
+    auto *source = car->addOutput("A", Types::kDouble), *sink = road->addInput("A", Types::kDouble);
+    source->setPhysicalDimension(ePhysicalDimension::kLength);
+    const auto warningsOf = [](const auto& connect) {
         const LogCapture log;
-        EXPECT_TRUE(KrConnection(source, sink).isValid());
-        EXPECT_EQ(log.lines().size(), dimension == 2 ? 1U : 0U);
+        connect();
+        return log.lines();
+    };
+    for (const auto fitting : {ePhysicalDimension::kNone, ePhysicalDimension::kLength}) {
+        sink->setPhysicalDimension(fitting);
+        EXPECT_THAT(warningsOf([&] { EXPECT_TRUE(KrConnection(source, sink).isValid()); }), IsEmpty());
     }
+    sink->setPhysicalDimension(ePhysicalDimension::kMass);
+    const std::string warning =
+        "3 KrConnection: 'Car.Outputs.A' measures Length, 'Road.Inputs.A' measures Mass; check "
+        "that these two are to be connected.\n";
+    EXPECT_THAT(warningsOf([&] { EXPECT_TRUE(KrConnection(source, sink).isValid()); }), ElementsAre(warning));
+    EXPECT_THAT(warningsOf([&] { EXPECT_TRUE(Kr::KrSimQueuedConnection(source, sink).isValid()); }),
+                ElementsAre(warning));
+    // Fields of connected groups, which have a pair each.
+    EXPECT_THAT(warningsOf([&] {
+                    EXPECT_TRUE(KrConnection(&car->getOutputContainer(), &road->getInputContainer()).isValid());
+                }),
+                ElementsAre(warning));
+    // What was reported of an original is not reported of its copies.
+    const KrConnection original(source, sink);
+    EXPECT_THAT(warningsOf([&] { delete original._createBetween(*source, *sink); }), IsEmpty());
 }
 
 class Connecting : public testing::Test {

@@ -44,7 +44,6 @@ bool KrConnection::init(FieldBase* source, FieldBase* sink, bool transferNow) {
                    sink->getPath().c_str());
         return false;
     }
-    detail::reportDimensions(*source, *sink);
     return _begin(*source, *sink, std::move(functor), Roles::kChecked, transferNow);
 }
 
@@ -91,6 +90,7 @@ bool KrConnection::areFieldsCompatible(const FieldBase* source, const FieldBase*
 
 KrConnectionBase* KrConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
     detail::NewConnection<KrConnection> made;
+    made->_setCopy();
     if (!made->init(&source, &sink, false)) return nullptr;
     if (hasTransferFunction()) made->_restoreTransferFunction(_copyTransferFunction());
     _finishCopy(*made);

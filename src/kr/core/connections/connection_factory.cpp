@@ -1,15 +1,18 @@
 #include "kr/core/connections/connection_factory.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "kr/core/connections/connection.h"
+#include "kr/core/connections/connection_checks.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
+#include "kr/data/full_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
@@ -55,31 +58,40 @@ KrConnectionBase* KrConnectionFactory::_createQueued(FieldBase* source, FieldBas
 
 namespace {
 
+/// What there is to say of a field that may be missing.
+std::string describe(const FieldBase* field) {
+    return field != nullptr ? "'" + KrData::getFullPath(*field) + "'" : "no field";
+}
+
+KrConnectionBase* refuse(const FieldBase* source, const FieldBase* sink, const std::string& reason) {
+    logMessage(eLogLevel::kWarn, "KrConnectionFactory: %s is not connected with %s: %s.\n", describe(source).c_str(),
+               describe(sink).c_str(), reason.c_str());
+    return nullptr;
+}
+
 /// Leaves what `create` makes to the extension of the sink, or else of the source.
 template <class Create>
-KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* sink) {
-    if (source == nullptr || sink == nullptr) {
-        logMessage(eLogLevel::kWarn, "KrConnectionFactory: %s has no %s to be connected with.\n",
-                   source != nullptr ? source->getPath().c_str()
-                   : sink != nullptr ? sink->getPath().c_str()
-                                     : "a field",
-                   source != nullptr ? "sink" : "source");
-        return nullptr;
-    }
+KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* sink, bool isQueued) {
+    if (source == nullptr || sink == nullptr)
+        return refuse(source, sink, source == nullptr ? "a source is missing" : "a sink is missing");
     const auto keeperOf = [&] {
         auto* owner = sink->getOwnerExtension();
         return owner != nullptr ? owner : source->getOwnerExtension();
     };
-    if (keeperOf() == nullptr) {
-        logMessage(eLogLevel::kWarn,
-                   "KrConnectionFactory: neither %s nor %s belongs to an extension that could keep a connection.\n",
-                   source->getPath().c_str(), sink->getPath().c_str());
-        return nullptr;
-    }
+    if (keeperOf() == nullptr)
+        return refuse(source, sink, "neither of them belongs to an extension, which could keep a connection");
+    // Found before the fields may die.
+    const auto reason = explainRefusal(*source, *sink, isQueued);
     std::unique_ptr<KrConnectionBase> made = create(*source, *sink);
+    if (!made && !reason.empty()) return refuse(source, sink, reason);
     // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
     auto* keeper = made ? keeperOf() : nullptr;
-    if (keeper == nullptr) return nullptr;
+    if (keeper == nullptr) {
+        logMessage(eLogLevel::kWarn,
+                   "KrConnectionFactory: there is no connection: while it was made, an observer destroyed it or one of "
+                   "its fields.\n");
+        return nullptr;
+    }
     auto* connection = made.get();
     keeper->getFieldsContainer()._ownConnection(std::move(made));
     return connection;
@@ -88,12 +100,12 @@ KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* 
 }  // namespace
 
 KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sink) {
-    return connectBy([](FieldBase& from, FieldBase& to) { return make(from, to, true); }, source, sink);
+    return connectBy([](FieldBase& from, FieldBase& to) { return make(from, to, true); }, source, sink, false);
 }
 
 KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBase* sink) {
     return connectBy([](FieldBase& from, FieldBase& to) { return makeOne<KrSimQueuedConnection>(from, to, true); },
-                     source, sink);
+                     source, sink, true);
 }
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {

@@ -1,5 +1,6 @@
 #include "kr/core/connections/internal/connection_texts.h"
 
+#include "kr/core/connections/connection_checks.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
 #include "kr/platform/log.h"
@@ -12,13 +13,8 @@ std::string ownerNameOf(const KrData::FieldBase& field) {
 }
 
 void reportDimensions(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
-    const auto from = source.getPhysicalDimension();
-    const auto to = sink.getPhysicalDimension();
-    constexpr auto kNone = KrPhysicalDimension::ePhysicalDimension::kNone;
-    if (from == to || from == kNone || to == kNone) return;
-    logMessage(eLogLevel::kDebug, "KrConnection: %s.%s measures %s, %s.%s measures %s.\n", ownerNameOf(source).c_str(),
-               source.getPath().c_str(), KrPhysicalDimension::nameFor(from), ownerNameOf(sink).c_str(),
-               sink.getPath().c_str(), KrPhysicalDimension::nameFor(to));
+    for (const auto& each : describeDimensionConflicts(source, sink))
+        logMessage(eLogLevel::kWarn, "KrConnection: %s; check that these two are to be connected.\n", each.c_str());
 }
 
 }  // namespace Kr::detail

@@ -34,6 +34,7 @@ bool FieldBaseToProxyConnection::init(FieldBase* source, FieldBase* sink, bool t
 
 KrConnectionBase* FieldBaseToProxyConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
     detail::NewConnection<FieldBaseToProxyConnection> made;
+    made->_setCopy();
     if (made->init(&source, &sink, false)) _finishCopy(*made);
     return made.take().release();
 }

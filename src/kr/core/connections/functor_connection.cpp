@@ -4,6 +4,7 @@
 
 #include "kr/application/context/application_modes.h"
 #include "kr/core/connections/direct_connection_functor.h"
+#include "kr/core/connections/internal/connection_texts.h"
 #include "kr/core/connections/internal/death_watch.h"
 #include "kr/core/connections/internal/functor_selection.h"
 #include "kr/data/field_base.h"
@@ -37,6 +38,7 @@ bool KrFunctorConnection::_mayConnect(const FieldBase& source, const FieldBase& 
 
 bool KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                                  Roles roles, bool transferNow) {
+    if (!_isCopy) detail::reportDimensions(source, sink);
     _functor = std::move(functor);
     _functor->_useGuard(_getGuard());
     _roles = roles;

@@ -45,6 +45,8 @@ protected:
     /// a field, so that it is invalid again, or the connection itself.
     bool _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                 Roles roles, bool transferNow);
+    /// Before _begin: nothing is reported of a copy that was reported of the original.
+    void _setCopy() noexcept { _isCopy = true; }
     /// Leaves both fields and the sorter, and becomes invalid. False when an observer destroyed it.
     bool _end() noexcept;
     /// Whether both have a parent, and roles that go together; else says why not, at error level.
@@ -61,6 +63,7 @@ private:
 
     Roles _roles{Roles::kChecked};
     bool _doRolesFit{true};
+    bool _isCopy{false};
     std::unique_ptr<ConnectionFunctor> _functor;
     bool* _died{nullptr};  // of the innermost call under way that others may end so
 };

@@ -35,6 +35,17 @@ bool areOfOneEnumeration(const FieldBase& source, const FieldBase& sink) {
 
 }  // namespace
 
+bool doValuesFit(const FieldBase& source, const FieldBase& sink) {
+    const auto areBoth = [&](Types::DataTypeEnum type) {
+        return source.getDataType() == type && sink.getDataType() == type;
+    };
+    if (areBoth(Types::kVector)) {
+        return static_cast<const KrData::VectorBase&>(source).getItemDataType() ==
+               static_cast<const KrData::VectorBase&>(sink).getItemDataType();
+    }
+    return areBoth(Types::kEnumeration) ? areOfOneEnumeration(source, sink) : source.canConvertTo(sink);
+}
+
 std::unique_ptr<ConnectionFunctor> selectFunctor(const FieldBase& source, FieldBase& sink,
                                                  const KrConnectionBase* connection) {
     const auto areBoth = [&](Types::DataTypeEnum type) {
@@ -45,18 +56,16 @@ std::unique_ptr<ConnectionFunctor> selectFunctor(const FieldBase& source, FieldB
                                                             static_cast<KrData::Container&>(sink));
     }
     if (areBoth(Types::kVector)) {
-        const auto& from = static_cast<const KrData::VectorBase&>(source);
-        auto& to = static_cast<KrData::VectorBase&>(sink);
-        if (from.getItemDataType() == to.getItemDataType()) {
-            return std::make_unique<VectorConnectionFunctor>(from, to, connection);
+        if (doValuesFit(source, sink)) {
+            return std::make_unique<VectorConnectionFunctor>(static_cast<const KrData::VectorBase&>(source),
+                                                             static_cast<KrData::VectorBase&>(sink), connection);
         }
         logMessage(eLogLevel::kDebug,
                    "KrConnection: KrData::Vector source [%s] and sink [%s] must have the same data type.\n",
                    source.getPath().c_str(), sink.getPath().c_str());
         return nullptr;
     }
-    const bool fits = areBoth(Types::kEnumeration) ? areOfOneEnumeration(source, sink) : source.canConvertTo(sink);
-    return fits ? std::make_unique<DirectConnectionFunctor>(source, sink) : nullptr;
+    return doValuesFit(source, sink) ? std::make_unique<DirectConnectionFunctor>(source, sink) : nullptr;
 }
 
 }  // namespace Kr::detail

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "kr/core/connections/direct_connection_functor.h"
-#include "kr/core/connections/internal/connection_texts.h"
 #include "kr/data/field_base.h"
 #include "kr/platform/log.h"
 
@@ -21,7 +20,6 @@ bool ProxyConnection::_init(FieldBase& source, FieldBase& sink, bool transferNow
                    source.getPath().c_str(), sink.getPath().c_str());
         return false;
     }
-    detail::reportDimensions(source, sink);
     return _begin(source, sink, std::make_unique<DirectConnectionFunctor>(source, sink), Roles::kChecked, transferNow);
 }
 

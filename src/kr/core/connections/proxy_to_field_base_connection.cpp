@@ -30,6 +30,7 @@ bool ProxyToFieldBaseConnection::init(FieldBase* source, FieldBase* sink, bool t
 
 KrConnectionBase* ProxyToFieldBaseConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
     detail::NewConnection<ProxyToFieldBaseConnection> made;
+    made->_setCopy();
     if (made->init(&source, &sink, false)) _finishCopy(*made);
     return made.take().release();
 }

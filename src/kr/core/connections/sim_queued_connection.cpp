@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "kr/core/connections/internal/connection_texts.h"
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/core/connections/queued_connection_functor.h"
 #include "kr/data/field_base.h"
@@ -33,12 +32,12 @@ bool KrSimQueuedConnection::init(FieldBase* source, FieldBase* sink, bool transf
                    source->getPath().c_str(), sink->getPath().c_str());
         return false;
     }
-    detail::reportDimensions(*source, *sink);
     return _begin(*source, *sink, std::make_unique<QueuedConnectionFunctor>(*source, *sink), Roles::kAny, transferNow);
 }
 
 KrConnectionBase* KrSimQueuedConnection::_createBetween(FieldBase& source, FieldBase& sink) const {
     detail::NewConnection<KrSimQueuedConnection> made;
+    made->_setCopy();
     if (made->init(&source, &sink, false)) _finishCopy(*made);
     return made.take().release();
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/data/field_base.h"
+#include "kr/data/full_path.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/platform/guard.h"
 
@@ -168,7 +169,7 @@ void ObserverList::Reader::notify(const FieldBase& changed, const NotificationFr
         auto& entry = *_entries[i];
         if (!entry._live.load()) continue;
         Kr::callGuarded(
-            kObserverTexts, [&] { return frame.changedDied() ? std::string("(dead field)") : changed.getID().str(); },
+            kObserverTexts, [&] { return frame.changedDied() ? std::string("(dead field)") : getFullPath(changed); },
             [&] { entry._function(changed); });
     }
 }

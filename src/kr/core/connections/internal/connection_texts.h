@@ -8,7 +8,7 @@ namespace Kr::detail {
 
 /// The name of the extension that has the field; empty without one.
 [[nodiscard]] std::string ownerNameOf(const KrData::FieldBase& field);
-/// A debug line where the two fields are known to measure different things. They may be connected all the same.
+/// A warning for each pair of fields that measure different things. They may be connected all the same.
 void reportDimensions(const KrData::FieldBase& source, const KrData::FieldBase& sink);
 
 }  // namespace Kr::detail

@@ -1,0 +1,16 @@
+#include "kr/data/full_path.h"
+
+#include "kr/data/extension_functions.h"
+#include "kr/data/field_base.h"
+
+namespace KrData {
+
+std::string getFullPath(const FieldBase& field) {
+    auto path = ExtensionFunctions::pathOf(field.getOwnerExtension());
+    const auto own = field.getPath();
+    if (!path.empty() && !own.empty()) path += '.';
+    path += own;
+    return !path.empty() ? path : std::string("(a ") + Types::nameFor(field.getDataType()) + " without a name)";
+}
+
+}  // namespace KrData

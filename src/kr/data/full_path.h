@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "kr/data/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrData {
+
+/// Where the field is, for people: the path of its extension, then its own, as in "Car/Motor.Inputs.Throttle". Outside
+/// an extension the path from the outermost container; "(a Double without a name)" where there is nothing to name.
+/// Thread: that of the field.
+[[nodiscard]] KR_API std::string getFullPath(const FieldBase& field);
+
+}  // namespace KrData
