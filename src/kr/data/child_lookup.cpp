@@ -32,6 +32,11 @@ public:
     /// Whether each child has an identifier of its own.
     [[nodiscard]] bool isPlain() const noexcept { return _emptyCount == 0 && _twinCount == 0; }
 
+    /// Where the search after a found child begins: paths are often looked up in the order of the children, as when
+    /// connections and states are loaded.
+    [[nodiscard]] std::uint32_t nextPosition() const noexcept { return _next.load(std::memory_order_relaxed); }
+    void setNextPosition(std::uint32_t position) const noexcept { _next.store(position, std::memory_order_relaxed); }
+
     /// May throw; the table is of no use then.
     void add(const Kr::KrID& id) {
         if ((_count + 1) * 2 > _slots.size()) _grow();
@@ -96,6 +101,7 @@ private:
     std::uint32_t _count{0};   // children
     std::uint32_t _emptyCount{0};
     std::uint32_t _twinCount{0};
+    mutable std::atomic<std::uint32_t> _next{0};  // a guess; several may search at once
 };
 
 ChildLookup::Table* ChildLookup::_table() const noexcept {
@@ -138,6 +144,12 @@ std::size_t ChildLookup::find(const Children& children, const Kr::KrID& id) cons
 bool ChildLookup::findSteps(const Children& children, std::string_view path, Steps& steps) const noexcept {
     const auto* table = children.size() > kFewChildren ? _tableFor(children) : nullptr;
     if (table == nullptr || !table->isPlain()) return false;
+    const auto next = table->nextPosition();
+    if (next < children.size() && children[next]->getID().str() == path && path.find('.') == std::string_view::npos) {
+        steps.positions[steps.count++] = next;
+        table->setNextPosition(next + 1);
+        return true;
+    }
     for (std::size_t dot = 0, tried = 0; dot < path.size(); ++dot) {
         dot = std::min(path.find('.', dot), path.size());
         if (tried++ == Steps::kMost) return false;
@@ -147,6 +159,7 @@ bool ChildLookup::findSteps(const Children& children, std::string_view path, Ste
         if (place != 0 && children[place - 1]->getID().str() == step) steps.positions[steps.count++] = place - 1;
     }
     std::sort(steps.positions, steps.positions + steps.count);
+    if (steps.count != 0) table->setNextPosition(steps.positions[steps.count - 1] + 1);
     return true;
 }
 

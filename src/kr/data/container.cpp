@@ -76,12 +76,16 @@ Container::iterator Container::insertExtensionField(iterator position, const Kr:
 Container::iterator Container::_placed(FieldBase* field, iterator position) {
     if (field == nullptr) return end();
     const detail::NotificationFrame frame(*this, *field);
+    const auto index = static_cast<std::size_t>(position - begin());
     if (!_addField(field, position)) {
         delete field;
         return end();
     }
     if (frame.fieldDied()) return {};
-    return frame.changedDied() ? end() : std::find(begin(), end(), field);
+    if (frame.changedDied()) return end();
+    // Observers may have moved it.
+    const bool isInPlace = index < size() && _children[index] == field;
+    return isInPlace ? begin() + static_cast<std::ptrdiff_t>(index) : std::find(begin(), end(), field);
 }
 
 bool Container::removeField(const Kr::KrID& id) {

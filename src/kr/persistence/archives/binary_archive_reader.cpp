@@ -1,5 +1,7 @@
 #include "kr/persistence/archives/binary_archive_reader.h"
 
+#include <algorithm>
+
 #include "kr/persistence/archives/binary_in_archive.h"
 #include "kr/persistence/archives/internal/repeated_texts.h"
 
@@ -47,9 +49,10 @@ std::string_view BinaryArchiveReader::readRepeated(std::string_view name) {
     const auto at = static_cast<std::size_t>(number);  // a negative one is beyond all others
     if (at > _repeated.size()) fail("number " + std::to_string(number) + " of a repeated text that has not come yet");
     if (at == _repeated.size()) {
-        std::string text;
-        read(name, text);
-        _repeated.push_back(std::move(text));
+        read(name, _newText);
+        auto* const kept = static_cast<char*>(_texts.allocate(_newText.size() + 1, 1));
+        std::copy(_newText.begin(), _newText.end(), kept);
+        _repeated.emplace_back(kept, _newText.size());
     } else if (const std::size_t size = _repeated[at].size(); size > detail::kShortText) {
         // Who reads a text keeps it or works on it, each time.
         _repeatedBytes += size;

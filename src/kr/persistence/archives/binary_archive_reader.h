@@ -1,7 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <memory_resource>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "kr/persistence/archives/archive_reader.h"
 
@@ -51,8 +55,10 @@ private:
     void _readBlock(std::vector<Number>& numbers);
 
     BinaryInArchive& _archive;
-    std::deque<std::string> _repeated;  // by number; a deque, so that views stay good
-    std::uint64_t _repeatedBytes{0};    // of long texts, handed out again
+    std::pmr::monotonic_buffer_resource _texts;  // of the views
+    std::vector<std::string_view> _repeated;     // by number
+    std::string _newText;                        // to read into
+    std::uint64_t _repeatedBytes{0};             // of long texts, handed out again
 };
 
 }  // namespace KrPersistence

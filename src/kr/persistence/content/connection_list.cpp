@@ -216,13 +216,15 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
     });
 }
 
-void readConnections(ArchiveReader& reader, unsigned int version, std::vector<ConnectionRecord>& connections) {
+void readConnections(ArchiveReader& reader, unsigned int version, ConnectionRecords& connections) {
+    ConnectionRecord connection;
     const auto readOne = [&] {
-        ConnectionRecord connection;
         connection.source = readEnd(reader, "Source", version);
         connection.sourceField = reader.readRepeated("SourceField");
         connection.sink = readEnd(reader, "Sink", version);
         connection.sinkField = reader.readRepeated("SinkField");
+        connection.isQueued = connection.isDisabled = connection.isUnordered = false;
+        connection.function.reset();
         reader.readIf("IsQueued", connection.isQueued);
         reader.readIf("IsDisabled", connection.isDisabled);
         reader.readIf("IsUnordered", connection.isUnordered);
@@ -230,7 +232,7 @@ void readConnections(ArchiveReader& reader, unsigned int version, std::vector<Co
             reader.optional("TransferFunction",
                             [&] { connection.function = readTransferFunction(reader, "TransferFunction"); });
         }
-        connections.push_back(std::move(connection));
+        connections.add(connection);
     };
     reader.optional("Connections",
                     [&] { reader.sequence("Connections", [&](std::size_t) { reader.group("Connection", readOne); }); });

@@ -280,12 +280,10 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
 /// The IDs by which the file names the ends of its connections mean nothing to other files: those of live content
 /// follow.
 void ContentBuilder::_useLiveIDs() {
-    for (auto& record : _content.connections) {
-        for (auto* end : {&record.source, &record.sink}) {
-            const auto found = _byStoredID.find(end->runtimeID);
-            if (found != _byStoredID.end()) *end = ConnectionEnd(_made[found->second]->getContentID());
-        }
-    }
+    _content.connections.changeEnds([&](ConnectionEnd& end) {
+        const auto found = _byStoredID.find(end.runtimeID);
+        if (found != _byStoredID.end()) end = ConnectionEnd(_made[found->second]->getContentID());
+    });
     _byStoredID.clear();
 }
 
@@ -397,23 +395,19 @@ void ContentBuilder::_replaceStandIns(KrExtension& keeper, ConnectionRestorer& r
         });
 }
 
-std::vector<ConnectionRecord> ContentBuilder::_takeConnections() {
-    auto records = std::exchange(_content.connections, {});
-    std::vector<std::pair<std::size_t, std::size_t>> order;  // by the place of the source, then as in the file
-    order.reserve(records.size());
+std::vector<std::size_t> ContentBuilder::_orderConnections(const ConnectionRecords& records) const {
+    std::vector<std::pair<std::size_t, std::size_t>> places;  // by the place of the source, then as in the file
+    places.reserve(records.size());
     for (std::size_t i = 0; i < records.size(); ++i) {
-        if (i > 0 && records[i].source == records[i - 1].source) {
-            order.emplace_back(order.back().first, i);
-            continue;
-        }
-        order.emplace_back(_placeOf(records[i].source.runtimeID), i);
+        const bool isAsBefore = i > 0 && records.getSource(i) == records.getSource(i - 1);
+        places.emplace_back(isAsBefore ? places.back().first : _placeOf(records.getSource(i).runtimeID), i);
     }
-    std::sort(order.begin(), order.end());
-    std::vector<ConnectionRecord> ordered;
-    ordered.reserve(records.size());
-    for (const auto& [place, index] : order)
-        ordered.push_back(std::move(records[index]));
-    return ordered;
+    std::sort(places.begin(), places.end());
+    std::vector<std::size_t> order;
+    order.reserve(places.size());
+    for (const auto& [place, index] : places)
+        order.push_back(index);
+    return order;
 }
 
 namespace {
@@ -447,8 +441,12 @@ void ContentBuilder::_connectFollowed() {
     ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
     restorer.note(_made);
     // All of a source: they transfer in this order.
-    for (auto& record : _content.connections) {
-        if (sources.count(_findMade(record.source.runtimeID)) != 0) record.wasMade = restorer.restore(record);
+    auto& records = _content.connections;
+    ConnectionRecord record;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (sources.count(_findMade(records.getSource(i).runtimeID)) == 0) continue;
+        records.get(i, record);
+        records.setWasMade(i, restorer.restore(record));
     }
 }
 
@@ -488,7 +486,10 @@ void ContentBuilder::connect() {
     _connectKept(restorer);
     std::size_t openCount = 0;
     // Neighbours in the file are neighbours in memory: far fewer waits for it than in the order of IDs.
-    for (auto& record : _takeConnections()) {
+    const auto records = std::exchange(_content.connections, {});
+    ConnectionRecord record;
+    for (const auto index : _orderConnections(records)) {
+        records.get(index, record);
         _reportStep();
         if (record.wasMade && !restorer.isConnected(record)) continue;  // a definition does not have it any more
         if (restorer.restore(record)) {
@@ -503,7 +504,7 @@ void ContentBuilder::connect() {
                                 describeChoice(record.source.runtimeID, record.source.rawID) +
                                 describeChoice(record.sink.runtimeID, record.sink.rawID));
         }
-        if (auto* keeper = _chooseKeeper(record)) KeptContent::of(*keeper).connections.push_back(std::move(record));
+        if (auto* keeper = _chooseKeeper(record)) KeptContent::of(*keeper).connections.push_back(record);
     }
     if (openCount > 1) {
         _problems.push_back(std::to_string(openCount - 1) + " more connections are kept that cannot be made now");

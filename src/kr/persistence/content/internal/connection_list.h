@@ -18,6 +18,6 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
                       const StoredIdentity& identity);
 /// Adds the connections of the file, with the IDs of the file. Where reading fails, those that were read stay.
 /// \param version  of the section
-void readConnections(ArchiveReader& reader, unsigned int version, std::vector<ConnectionRecord>& connections);
+void readConnections(ArchiveReader& reader, unsigned int version, ConnectionRecords& connections);
 
 }  // namespace KrPersistence::detail

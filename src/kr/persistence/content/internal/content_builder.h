@@ -73,7 +73,7 @@ private:
     void _useLiveIDs();
     [[nodiscard]] std::size_t _placeOf(const KrSim::KrContentID::Identifier& id) const;
     [[nodiscard]] KrSim::KrExtension* _findMade(const KrSim::KrContentID::Identifier& id) const;
-    [[nodiscard]] std::vector<ConnectionRecord> _takeConnections();
+    [[nodiscard]] std::vector<std::size_t> _orderConnections(const ConnectionRecords& records) const;
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const KrSim::KrContentID& id) const;
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> _find(const ConnectionEnd& end) const;
     [[nodiscard]] KrSim::KrExtension* _chooseKeeper(const ConnectionRecord& record) const;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,61 @@ struct ConnectionRecord {
     bool isUnordered{false};  ///< disabled, and does not order its extensions
     std::optional<KrData::TransferFunction> function{};
     bool wasMade{false};  ///< before the instances followed their definitions, which may have ended it
+};
+
+/// The connections of a file, packed: there may be far more of them than of anything else.
+class ConnectionRecords {
+public:
+    void add(const ConnectionRecord& record) {
+        if (record.function) _functions.emplace(_packed.size(), *record.function);
+        _packed.push_back({record.source, record.sink, _texts.size(), record.sourceField.size(),
+                           record.sinkField.size(), record.isQueued, record.isDisabled, record.isUnordered,
+                           record.wasMade});
+        _texts.append(record.sourceField).append(record.sinkField);
+    }
+
+    [[nodiscard]] std::size_t size() const noexcept { return _packed.size(); }
+    [[nodiscard]] const ConnectionEnd& getSource(std::size_t index) const { return _packed[index].source; }
+    /// Fills in all of the record, which keeps the memory of its texts.
+    void get(std::size_t index, ConnectionRecord& record) const {
+        const auto& packed = _packed[index];
+        record.source = packed.source;
+        record.sourceField.assign(_texts, packed.text, packed.sourceSize);
+        record.sink = packed.sink;
+        record.sinkField.assign(_texts, packed.text + packed.sourceSize, packed.sinkSize);
+        record.isQueued = packed.isQueued;
+        record.isDisabled = packed.isDisabled;
+        record.isUnordered = packed.isUnordered;
+        record.wasMade = packed.wasMade;
+        record.function.reset();
+        if (const auto found = _functions.find(index); found != _functions.end()) record.function = found->second;
+    }
+    void setWasMade(std::size_t index, bool wasMade) { _packed[index].wasMade = wasMade; }
+    /// Calls `change(end)` for both ends of each.
+    template <class Change>
+    void changeEnds(const Change& change) {
+        for (auto& packed : _packed) {
+            change(packed.source);
+            change(packed.sink);
+        }
+    }
+
+private:
+    struct Packed {
+        ConnectionEnd source;
+        ConnectionEnd sink;
+        std::size_t text;  // where the text of the source's field begins, and behind it that of the sink's
+        std::size_t sourceSize;
+        std::size_t sinkSize;
+        bool isQueued;
+        bool isDisabled;
+        bool isUnordered;
+        bool wasMade;
+    };
+
+    std::vector<Packed> _packed;
+    std::string _texts;
+    std::map<std::size_t, KrData::TransferFunction> _functions;  // few have one
 };
 
 struct DefinitionRecord {
@@ -98,7 +154,7 @@ inline ExtensionRecord::~ExtensionRecord() {
 
 struct ContentRecords {
     std::vector<std::unique_ptr<ExtensionRecord>> roots;
-    std::vector<ConnectionRecord> connections;
+    ConnectionRecords connections;
     std::size_t extensionCount{0};
 };
 
