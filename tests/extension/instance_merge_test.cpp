@@ -34,13 +34,16 @@ const KrSim::KrFactoryKey kRimType{"0a5e9a10-5a5f-4c4e-8c7e-3d1b6d1b7a02", "Inst
 /// A wheel that turns: its speed and the angle within are state.
 class Wheel final : public KrSim::IExtension {
 public:
-    explicit Wheel(KrExtension* proxy) : IExtension(proxy, 1) {}
+    explicit Wheel(KrExtension* proxy) : IExtension(proxy, 1) {
+        if (cannotBeMade) throw std::runtime_error("no wheel");
+    }
     void onSynchronized(const IExtension& source) override { angle = static_cast<const Wheel&>(source).angle; }
 
     KrSim::Input<double> torque{this, "Torque"};
     KrSim::Output<double> speed{this, "Speed"};
     KrSim::Parameter<double> grip{this, "Grip", {.value = 0.8}};
     double angle{0.0};
+    static inline bool cannotBeMade{false};
 };
 
 class Rim final : public KrSim::IExtension {
@@ -423,6 +426,27 @@ TEST_F(InstanceStories, MoveOwnValuesToAPartOfAnotherType) {
     ASSERT_TRUE(_car.sync());
     EXPECT_EQ(_car.own("Left")->getParameter("Grip")->toReal(), 0.3);
     EXPECT_NE(_car.own("Left")->getImplementationAs<Rim>(), nullptr);
+}
+
+/// Log handlers may throw. The part is missing then, but what the definition changed elsewhere is no change of the
+/// user.
+TEST_F(InstanceStories, FollowAllOtherPartsWhereOneCannotBeMadeAndItsMessageThrows) {
+    _car.instance->remove(_car.own("Left"));
+    setGrip(_car.right.get(), 0.5);
+    setGrip(_car.spare.get(), 0.6);
+    const auto refuse = [](const std::string& line) {
+        if (line.find("Unable to create") != std::string::npos) throw std::runtime_error(line);
+    };
+    Wheel::cannotBeMade = true;
+    {
+        const LogCapture log(refuse);
+        EXPECT_THROW(_car.sync(), std::runtime_error);
+    }
+    Wheel::cannotBeMade = false;
+    EXPECT_EQ(describe(*_car.instance), "Right=0.5 Boot(Spare=0.6)");
+    setGrip(_car.right.get(), 0.4);
+    ASSERT_TRUE(_car.sync());
+    EXPECT_EQ(describe(*_car.instance), "Left=0.8 Right=0.4 Boot(Spare=0.6)");
 }
 
 TEST_F(InstanceStories, ShareOneSnapshotOfEachVersion) {

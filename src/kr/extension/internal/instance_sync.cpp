@@ -49,21 +49,18 @@ std::exception_ptr InstanceSync::run() {
     auto changes = _comparison.compareConnections(*_now, _originals);
     _endConnections(changes.outdated);
     _removedConnections = std::move(changes.removed);
-    std::exception_ptr failure;
     bool hadMemory = true;
-    const auto attempt = [&](const auto& step) {
+    const auto tryAll = [&](const auto& steps) {
         try {
-            step();
+            _try(steps);
         } catch (const std::bad_alloc&) {
-            failure = std::current_exception();
+            _failure = std::current_exception();
             hadMemory = false;
-        } catch (...) {
-            failure = std::current_exception();  // of an error that was logged; what could not be made is missing
         }
     };
-    attempt([this] { _followAll(); });
-    attempt([this] {
-        _followLinks();
+    tryAll([this] { _followAll(); });
+    tryAll([this] {
+        _try([this] { _followLinks(); });
         _pairs._complete([this](const auto& source, const auto& sink) { return _mayConnect(source, sink); });
     });
     _instance._restoreInternalInstanceData(items);
@@ -76,7 +73,18 @@ std::exception_ptr InstanceSync::run() {
     _pairs._followMessages(_instance);
     if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance);
     _pairs._synchronizeImplementations();
-    return failure;
+    return _failure;
+}
+
+template <class Step>
+void InstanceSync::_try(const Step& step) {
+    try {
+        step();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) {
+        _failure = std::current_exception();
+    }
 }
 
 // --- The tree ------------------------------------------------------------------------------------------------------
@@ -98,21 +106,21 @@ void InstanceSync::_followAll() {
     while (!levels.empty()) {
         auto& level = levels.back();
         if (level.next < level.originals.size()) {
-            _followPart(level, levels);
+            _try([&] { _followPart(level, levels); });
             continue;
         }
         // Once more, because names may have changed places.
         for (std::size_t i = 0; i < level.originals.size(); ++i) {
             const auto& copy = level.copies[i];
-            if (copy && copy->getOwner() == &level.object) _followName(*copy, *level.originals[i]);
+            if (copy && copy->getOwner() == &level.object) _try([&] { _followName(*copy, *level.originals[i]); });
         }
         levels.pop_back();
     }
 }
 
 InstanceSync::Level InstanceSync::_begin(KrObject& object, const KrObject& definition, bool isInner) {
-    _followFields(object, definition, isInner);
-    if (&object != &_instance) _followDefinition(object, definition);
+    _try([&] { _followFields(object, definition, isInner); });
+    if (&object != &_instance) _try([&] { _followDefinition(object, definition); });
     _pair(definition, object, &object == &_instance ? _values : KrCloneMap::Values::kOwn);
 
     Level level{.object = object,
@@ -144,13 +152,13 @@ void InstanceSync::_followPart(Level& level, std::vector<Level>& levels) {
     }
     if (copy->getOwner() != &object) return;  // a callback took it out
     if (copy->getContentID() != id) copy->_setContentID(id);
-    _followNameAndPlace(object, *copy, original);
+    _try([&] { _followNameAndPlace(object, *copy, original); });
     auto* child = asObject(copy.get());
     if (child != nullptr && inner != nullptr) {
         auto below = _begin(*child, *inner, isBelowInner);
         levels.push_back(std::move(below));
     } else {
-        _followFields(*copy, original, isBelowInner);
+        _try([&] { _followFields(*copy, original, isBelowInner); });
         _pair(original, *copy, KrCloneMap::Values::kOwn);
     }
 }

@@ -30,6 +30,9 @@ public:
 private:
     struct Level;
 
+    /// Goes on after an exception of other code, as of an error that was logged: what could not be made is missing.
+    template <class Step>
+    void _try(const Step& step);
     void _followAll();
     [[nodiscard]] Level _begin(KrObject& object, const KrObject& definition, bool isInner);
     void _followPart(Level& level, std::vector<Level>& levels);
@@ -60,6 +63,7 @@ private:
     std::vector<std::pair<KrData::FieldReference, KrData::FieldReference>> _proxies;  // with those that they follow
     KrCloneMap _pairs;                                                                // holds all that are followed
     std::vector<std::pair<const KrExtension*, KrExtension*>> _followed;
+    std::exception_ptr _failure;
 };
 
 }  // namespace KrSim::detail
