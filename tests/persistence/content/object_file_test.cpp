@@ -7,6 +7,7 @@
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/versioning_registry.h"
+#include "kr/persistence/content/open_ends.h"
 #include "tests/persistence/content/garage.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/replaced.h"
@@ -507,7 +508,13 @@ TEST_F(SavedInstances, StayWholeWithoutTheirDefinitionAndFollowItWhenItComes) {
     const auto loaded = load(bytes);
     ASSERT_EQ(loaded.objects.size(), 1U);
     EXPECT_EQ(describe(*loaded.objects[0]), "Top(Plain Box(Inner=99/11) Outer=3.5/12)");
-    EXPECT_THAT(loaded.objects[0]->getAllErrors(), HasSubstr("is not there; the content is as it was saved"));
+    const auto missing = loaded.objects[0]->getAllErrors();
+    EXPECT_THAT(missing, HasSubstr("is not there; the content is as it was saved"));
+    EXPECT_THAT(KrPersistence::describeOpenEnds(*loaded.objects[0]),
+                testing::Contains(testing::ResultOf([&](const auto& each) { return missing.find(each); },
+                                                    testing::Ne(std::string::npos))));
+    const auto& id = static_cast<KrObject&>(*loaded.objects[0]).getDefinitionReference().getContentID();
+    EXPECT_THAT(missing, HasSubstr("The definition " + id.toString()));
     EXPECT_TRUE(areSame(save(loaded.objects), bytes));
     const auto found = load(definition);
     EXPECT_EQ(static_cast<KrObject&>(*loaded.objects[0]).getDefinition(), found.objects[0].get());

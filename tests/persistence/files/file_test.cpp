@@ -45,9 +45,9 @@ std::string saved(int flags = 0) {
     return saved(file, flags);
 }
 
-bool load(KrFile& file, const std::string& bytes) {
+bool load(KrFile& file, const std::string& bytes, int flags = 0) {
     std::istringstream stream(bytes);
-    return file.load(stream, "shown.kr");
+    return file.load(stream, "shown.kr", flags);
 }
 
 class FileOfEachKind : public testing::TestWithParam<int> {};
@@ -241,6 +241,36 @@ const RefusalCase kRefusals[] = {
 };
 INSTANTIATE_TEST_SUITE_P(File, RefusedFile, testing::ValuesIn(kRefusals), test_support::caseName);
 
+class RefusedFormat : public testing::TestWithParam<RefusalCase> {};
+
+TEST_P(RefusedFormat, NamesACauseThatPeopleCanMend) {
+    const test_support::LogCapture log;
+    KrFile file;
+    EXPECT_FALSE(load(file, GetParam().tag, KrFile::kUnlogged));
+    EXPECT_EQ(file.explainLastError(), kInvalidFormat + GetParam().error);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+const RefusalCase kForeignFormats[] = {
+    {"ByteOrderMark", "\xEF\xBB\xBF" + tagOf("B3"), "it begins with a byte order mark; save it as UTF-8 without one"},
+    {"Utf16", std::string("\xFF\xFE<\0!\0-\0-\0", 10),
+     "it is a text in UTF-16; save it as UTF-8 without a byte order mark"},
+    {"Empty", "", "it is empty"},
+    {"SomethingElse", "PNG", ""},
+};
+INSTANTIATE_TEST_SUITE_P(File, RefusedFormat, testing::ValuesIn(kForeignFormats), test_support::caseName);
+
+TEST(File, TellsWhatKeepsItFromBeingRead) {
+    const test_support::TemporaryFolder folder;
+    const test_support::LogCapture log;
+    KrFile file;
+    EXPECT_FALSE(file.load(folder / std::string(300, 'x')));
+    EXPECT_THAT(file.explainLastError(), testing::EndsWith(" for loading.\nFile name too long"));
+    EXPECT_FALSE(file.load(folder / "."));
+    EXPECT_THAT(file.getLastError(), HasSubstr("An error occurred while loading:\n\n"));
+    EXPECT_THAT(file.getLastError(), HasSubstr("Is a directory"));
+}
+
 TEST(File, NamesWhatItCannotOpen) {
     const test_support::TemporaryFolder folder;
     const test_support::LogCapture log;
@@ -282,6 +312,7 @@ TEST(File, IsReadFromXmlWithoutTag) {
     ASSERT_TRUE(load(file, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + bytes.substr(27))) << file.getLastError();
     EXPECT_EQ(file.getFileType(), Type::kUnknown);
     EXPECT_EQ(file.getSections().size(), 2U);
+    EXPECT_TRUE(load(file, "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + bytes.substr(27)));
     EXPECT_FALSE(load(file, bytes.substr(27)));  // no declaration, either
     EXPECT_EQ(file.getLastError(), kInvalidFormat);
 }

@@ -30,12 +30,6 @@ bool isToFollow(const KrObject& instance) {
     return kept->isAwaitingDefinition || isReplaced;
 }
 
-std::string describeMissing(const KrObject& instance) {
-    const auto file = instance.getDefinitionFileName().str();
-    return "The definition " + instance.getDefinitionReference().getContentID().toString() +
-           (file.empty() ? "" : " of the file " + file) + " is not there; the content is as it was saved";
-}
-
 class Follower {
 public:
     Follower(std::size_t growthLimit, std::vector<std::string>& problems)
@@ -110,7 +104,7 @@ private:
     }
 
     void _followNow(KrObject& instance) {
-        const auto missing = describeMissing(instance);
+        const auto missing = describeMissingDefinition(instance);
         const auto* definition = instance.getDefinition();
         if (definition == nullptr) {
             instance.addError(missing, false);
@@ -145,6 +139,12 @@ private:
 };
 
 }  // namespace
+
+std::string describeMissingDefinition(const KrObject& instance) {
+    const auto file = instance.getDefinitionFileName().str();
+    return "The definition " + instance.getDefinitionReference().getContentID().toString() +
+           (file.empty() ? "" : " of the file " + file) + " is not there; the content is as it was saved";
+}
 
 void followDefinitions(std::size_t loadedCount, std::vector<std::string>& problems) {
     Follower(16 * loadedCount + 10'000, problems).followAll();

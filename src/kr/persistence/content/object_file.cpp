@@ -57,7 +57,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
     file.setProgressHandler(options.progress);
     file.setReferringFile(options.referringFile);
     if (!file.load(fileName)) {
-        error = file.getLastError();
+        error = file.explainLastError();
         return std::nullopt;
     }
     std::optional<LoadedObjects> loaded;

@@ -6,6 +6,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/content/internal/content_access.h"
+#include "kr/persistence/content/internal/definition_follower.h"
 #include "kr/persistence/content/internal/kept_content.h"
 #include "kr/persistence/content/internal/loaded_files.h"
 
@@ -55,8 +56,8 @@ void describeKept(const detail::KeptContent& kept, const KrSim::KrExtension& ext
     }
     const auto* object = detail::asObject(const_cast<KrSim::KrExtension*>(&extension));
     if (!kept.isAwaitingDefinition || object == nullptr) return;
-    texts.push_back("the definition that it is an instance of is not there" +
-                    describeChoice(object->getDefinitionReference().getContentID()));
+    const auto id = object->getDefinitionReference().getContentID();
+    texts.push_back(detail::describeMissingDefinition(*object) + describeChoice(id));
 }
 
 }  // namespace

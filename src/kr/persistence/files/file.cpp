@@ -174,16 +174,20 @@ bool KrFile::_endsHere(const std::string& reason) {
     return true;
 }
 
-void KrFile::_forgetError() noexcept {
+void KrFile::_forgetError(int flags) noexcept {
+    _logsFailures = (flags & kUnlogged) == 0;
     _doubts.clear();
     _isCut = false;
     _lastError.clear();
     _lastReason.clear();
 }
 
-bool KrFile::_fail(const std::string& text) {
+bool KrFile::_fail(const std::string& text, const std::string& reason) {
     _lastError = text;
+    _lastReason = reason;
+    if (!_logsFailures) return false;
     detail::logQuietly(Kr::eLogLevel::kWarn, text);
+    if (!reason.empty()) detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: " + reason + ".\n");
     return false;
 }
 

@@ -62,6 +62,8 @@ public:
     static constexpr int kNoChecksum = 256;  ///< save a binary file without its checksum
     /// Load what can be read of a damaged file; getDoubts has what may be wrong or is missing then.
     static constexpr int kRecover = 512;
+    /// Load or save without the warning in the log that tells a failure: the caller shows explainLastError.
+    static constexpr int kUnlogged = 1024;
 
     using Callback = std::function<void()>;
     /// Called with how many of how many steps of loading or saving are done; the unit is the section's.
@@ -184,7 +186,8 @@ private:
     void _finish() noexcept;
     void _forgetReferencableObjects();
     /// Keeps the text as the last error; answers false.
-    bool _fail(const std::string& text);
+    /// \param reason  where the text gives none.
+    bool _fail(const std::string& text, const std::string& reason = {});
     /// The same where a text could not be made.
     bool _failForMemory() noexcept;
     /// The same for a text that is made here.
@@ -196,7 +199,8 @@ private:
             return _failForMemory();
         }
     }
-    void _forgetError() noexcept;
+    /// \param flags  of the load or save that begins.
+    void _forgetError(int flags) noexcept;
 
     std::vector<KrFileSection*> _sections;  // owned
     std::map<int, std::vector<Callback>> _callbacks;
@@ -212,6 +216,7 @@ private:
     std::vector<std::string> _doubts;
     bool _isRecovering{false};
     bool _isCut{false};  // nothing more of the archive can be read
+    bool _logsFailures{true};
     ProgressHandler _progressHandler;
     std::uint64_t _sizeLimit{kNoSizeLimit};
 };

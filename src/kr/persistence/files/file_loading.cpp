@@ -1,8 +1,11 @@
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <fstream>
 #include <istream>
 #include <new>
 #include <span>
+#include <string_view>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
@@ -15,15 +18,44 @@
 
 namespace KrPersistence {
 
+namespace {
+
+/// Why a file has no format of ours, for causes that people can mend; else empty.
+std::string explainFormat(const detail::LoadSource& source) {
+    if (source.counted != nullptr) return {};  // it cannot be read twice
+    struct Cause {
+        std::string_view mark;
+        const char* text;
+    };
+    constexpr Cause kCauses[] = {
+        {"\xEF\xBB\xBF", "it begins with a byte order mark; save it as UTF-8 without one"},
+        {"\xFF\xFE", "it is a text in UTF-16; save it as UTF-8 without a byte order mark"},
+        {"\xFE\xFF", "it is a text in UTF-16; save it as UTF-8 without a byte order mark"},
+    };
+    std::istream& stream = source.stream;
+    stream.clear();
+    stream.seekg(static_cast<std::streamoff>(source.start));
+    char bytes[3];
+    stream.read(bytes, sizeof bytes);
+    const std::string_view begin(bytes, static_cast<std::size_t>(stream.gcount()));
+    if (begin.empty()) return "it is empty";
+    for (const auto& [mark, text] : kCauses)
+        if (begin.substr(0, mark.size()) == mark) return text;
+    return {};
+}
+
+}  // namespace
+
 bool KrFile::load(const std::string& filename, int flags, const std::string& archiveName) try {
-    _forgetError();
+    _forgetError(flags);
     clear();
     if (!filename.empty()) _currentFilename = filename;
     if (_currentFilename.empty()) return _fail("KrFile: no filename was given for loading.\n");
 
     const std::string source = _currentFilename;
     std::ifstream stream(source, std::ios::binary);
-    if (!stream) return _fail("KrFile: cannot open " + source + " for loading.\n");
+    if (!stream) return _fail("KrFile: cannot open " + source + " for loading.\n", std::strerror(errno));
+    stream.exceptions(std::ios::badbit);  // what cannot be read says why
     detail::logQuietly(Kr::eLogLevel::kInfo, "KrFile: loading '" + source + "'.\n");
     return _load(stream, archiveName.empty() ? source : archiveName, flags, true);
 } catch (const std::bad_alloc&) {
@@ -35,7 +67,7 @@ bool KrFile::load(std::istream& stream, const std::string& archiveName, int flag
 }
 
 bool KrFile::_load(std::istream& stream, const std::string& archiveName, int flags, bool isWholeStream) {
-    _forgetError();
+    _forgetError(flags);
     clear();
     _isRecovering = (flags & kRecover) != 0;
     const FileObjectNumbers::Scope numbers;
@@ -67,6 +99,7 @@ bool KrFile::_loadFrom(const detail::LoadSource& source, const std::string& arch
     const std::string& shownName = _currentFilename.empty() ? archiveName : _currentFilename;
     KrMagicTag tag;
     tag.load(stream);
+    if (stream.bad()) throw std::ios_base::failure("the stream cannot be read");
     _fileType = tag.getFileType();
     unsigned int major = 0;
     unsigned int minor = 0;
@@ -84,7 +117,7 @@ bool KrFile::_loadFrom(const detail::LoadSource& source, const std::string& arch
     }
     if (tag.getVersionSavedAsChar()) flags |= static_cast<int>(KrArchive::kByteVersions);
     if (_loadChecked(source, tag, archiveName, flags)) return true;
-    return _fail("KrPersistence: Cannot load " + shownName + ", invalid format.\n");
+    return _fail("KrPersistence: Cannot load " + shownName + ", invalid format.\n", explainFormat(source));
 }
 
 }  // namespace KrPersistence

@@ -53,7 +53,7 @@ bool KrFile::save(std::ostream& stream, const std::string& archiveName, int flag
 }
 
 bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) try {
-    _forgetError();
+    _forgetError(flags);
     if (!filename.empty()) _currentFilename = filename;
     if (_currentFilename.empty()) return _fail("KrFile: no filename was given for saving.\n");
 
@@ -64,10 +64,8 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
                             isState ? detail::AtomicFile::eLinks::kRefuse : detail::AtomicFile::eLinks::kFollow);
     if (!file.resolve()) return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
     if (!file.open()) {
-        _fail("KrFile: cannot create a temporary file to save " + target + ".\n");
-        _lastReason = "'" + file.getTemporaryName() + "': " + file.getReason();
-        detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: " + _lastReason + ".\n");
-        return false;
+        return _fail("KrFile: cannot create a temporary file to save " + target + ".\n",
+                     "'" + file.getTemporaryName() + "': " + file.getReason());
     }
     std::ostream stream(&file);
     if (!_saveTo(stream, archiveName.empty() ? target : archiveName, flags, &file)) return false;
@@ -99,7 +97,7 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
 /// \param target  behind the stream; it knows more of a failure than the stream. May be null.
 bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int flags,
                      const detail::AtomicFile* target) {
-    _forgetError();
+    _forgetError(flags);
     const FileObjectNumbers::Scope numbers;
     bool isSaved = false;
     try {

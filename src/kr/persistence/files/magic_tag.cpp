@@ -15,6 +15,7 @@ constexpr std::string_view kTemplate = "<!--Kr000000000000000001-->";
 constexpr std::string_view kLegacyBinaryTag = "<!--OrreryBinaryFile0001-->";
 constexpr std::string_view kLegacyXmlTag = "<!--OrreryXMLFile0000001-->";
 constexpr std::string_view kProlog = "<?xml version=\"1.0\" encodin";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kFamily = kTemplate.substr(0, 5);
 
 constexpr std::string_view kMajorCodes = "@789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
@@ -52,6 +53,16 @@ bool readBytes(std::istream& stream, char* bytes, std::size_t count) {
     return static_cast<bool>(stream.read(bytes, static_cast<std::streamsize>(count)));
 }
 
+/// Editors put a byte order mark in front of a prolog: it means nothing there. In front of a tag it stays.
+template <class Buffer>
+void passOverMark(std::istream& stream, Buffer& buffer) {
+    if (std::string_view(buffer.data(), buffer.size()).substr(0, kByteOrderMark.size()) != kByteOrderMark) return;
+    Buffer shifted;
+    const auto rest = std::copy(buffer.begin() + kByteOrderMark.size(), buffer.end(), shifted.begin());
+    const bool isWhole = readBytes(stream, &*rest, kByteOrderMark.size());
+    if (isWhole && std::equal(shifted.begin(), shifted.end(), kProlog.begin(), kProlog.end())) buffer = shifted;
+}
+
 }  // namespace
 
 KrMagicTag::KrMagicTag(int major, int minor) {
@@ -77,6 +88,7 @@ void KrMagicTag::load(std::istream& stream) {
     _marketingName.clear();
     bool isWhole = readBytes(stream, _buffer.data(), _buffer.size());
     if (!isWhole) _buffer.fill('\0');
+    passOverMark(stream, _buffer);
 
     const eForm form = _getForm();
     const bool isOurs = form != eForm::kForeign && form != eForm::kXmlProlog;
@@ -95,7 +107,7 @@ void KrMagicTag::load(std::istream& stream) {
         _marketingName = getReleaseLabel(major, minor);
     }
     if (isOurs && isWhole) return;
-    stream.clear();
+    stream.clear(stream.rdstate() & std::ios::badbit);  // what cannot be read stays so
     stream.seekg(start);
 }
 

@@ -41,7 +41,7 @@ bool saveSetupFile(const SetupFile& file, std::ostream& stream, int flags, std::
 bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& error) {
     const auto loaded = Kr::makeSmart<KrFile>();
     if (!loaded->load(filename)) {
-        error = loaded->getLastError();
+        error = loaded->explainLastError();
         return false;
     }
     SetupFile result;

@@ -9,11 +9,13 @@
 namespace KrPersistence {
 
 namespace {
-constexpr const char* kOutOfMemory = "out of memory";  // short enough to need none
-}  // namespace
 
-bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
-                         const StateSaveOptions& options, std::string* error) try {
+constexpr const char* kOutOfMemory = "out of memory";  // short enough to need none
+
+/// \param save  writes the file.
+template <class Save>
+bool saveWith(const Save& save, const KrSim::KrApplication& application, const StateSaveOptions& options,
+              std::string* error) try {
     const auto fail = [&](const std::string& text) {
         if (error != nullptr) *error = text;
         return false;
@@ -25,17 +27,19 @@ bool saveSimulationState(const KrSim::KrApplication& application, const std::str
     KrFile file;
     file.setFileType(KrFile::eFileType::kSimulationState);
     file.addSection(section.release());
-    return file.save(fileName, options.flags) || fail(file.explainLastError());
+    return save(file) || fail(file.explainLastError());
 } catch (const std::bad_alloc&) {
     if (error != nullptr) *error = kOutOfMemory;
     return false;
 }
 
-RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName) try {
+/// \param load  reads the file.
+template <class Load>
+RestoreReport restoreWith(const Load& load, KrSim::KrApplication& application, const std::string& shownName) try {
     RestoreReport report;
     KrFile file;
-    if (!file.load(fileName)) {
-        report.error = file.getLastError();
+    if (!load(file)) {
+        report.error = file.explainLastError();
         return report;
     }
     for (const auto* each : file.getSections()) {
@@ -43,12 +47,32 @@ RestoreReport restoreSimulationState(KrSim::KrApplication& application, const st
             return section->getSnapshot()->restore(application);
         }
     }
-    report.error = "'" + fileName + "' holds no simulation state";
+    report.error = shownName + " holds no simulation state";
     return report;
 } catch (const std::bad_alloc&) {
     RestoreReport report;
     report.error = kOutOfMemory;
     return report;
+}
+
+}  // namespace
+
+bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
+                         const StateSaveOptions& options, std::string* error) {
+    return saveWith([&](KrFile& file) { return file.save(fileName, options.flags); }, application, options, error);
+}
+
+bool saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream, const StateSaveOptions& options,
+                         std::string* error) {
+    return saveWith([&](KrFile& file) { return file.save(stream, {}, options.flags); }, application, options, error);
+}
+
+RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName, int flags) {
+    return restoreWith([&](KrFile& file) { return file.load(fileName, flags); }, application, "'" + fileName + "'");
+}
+
+RestoreReport restoreSimulationState(KrSim::KrApplication& application, std::istream& stream, int flags) {
+    return restoreWith([&](KrFile& file) { return file.load(stream, {}, flags); }, application, "the stream");
 }
 
 }  // namespace KrPersistence

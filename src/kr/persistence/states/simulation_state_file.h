@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <string>
 
 #include "kr/application/fwd.h"
@@ -10,7 +11,7 @@
 namespace KrPersistence {
 
 struct StateSaveOptions {
-    int flags{0};  ///< of KrFile::save: kXml, kJson
+    int flags{0};  ///< of KrFile::save: kXml, kJson, kUnlogged
     eStatePayload payload{eStatePayload::kNormal};
 };
 
@@ -20,9 +21,17 @@ struct StateSaveOptions {
 KR_API bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
                                 const StateSaveOptions& options = {}, std::string* error = nullptr);
 
+/// The same to a binary stream.
+KR_API bool saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream,
+                                const StateSaveOptions& options = {}, std::string* error = nullptr);
+
 /// Restores a state file into an application that has the content and modules of it: those with the same content IDs
 /// get their states. Between two frames. Reports what was found; without isRestored nothing was touched, and `error`
 /// says why.
-KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName);
+/// \param flags  of KrFile::load: kUnlogged.
+KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName,
+                                            int flags = 0);
+/// The same from a binary stream.
+KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, std::istream& stream, int flags = 0);
 
 }  // namespace KrPersistence

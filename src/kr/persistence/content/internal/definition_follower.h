@@ -4,7 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "kr/extension/fwd.h"
+
 namespace KrPersistence::detail {
+
+/// What an instance without its definition waits for, with content ID and file, for people.
+[[nodiscard]] std::string describeMissingDefinition(const KrSim::KrObject& instance);
 
 /// Brings all loaded instances in line whose definitions are there now; those inside a definition before the
 /// instances of that. The others go on waiting for theirs.
