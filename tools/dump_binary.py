@@ -146,7 +146,7 @@ def shorten(value, most=160):
     end = most
     while end > 0 and value[end] & 0xC0 == 0x80:  # not within a character
         end -= 1
-    return value[:end] + b"... (%d characters)" % len(value)
+    return value[:end] + b"... (%d characters, CRC-32 %08x)" % (len(value), zlib.crc32(value))
 
 
 # --- The tree that is shown ------------------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <deque>
 #include <iterator>
 #include <unordered_map>
@@ -10,6 +11,7 @@
 
 #include "apps/krsim/path_pattern.h"
 #include "kr/core/base.h"
+#include "kr/platform/crc32.h"
 
 namespace krsim {
 namespace {
@@ -52,13 +54,44 @@ std::string toLine(std::string_view text) {
     return line;
 }
 
+constexpr std::size_t kMostShown = 160;
+
+/// The end of the longest text of whole characters that ends there or before.
+std::size_t endOfCharacters(const std::string& text, std::size_t place) {
+    while (place > 0 && place < text.size() && (static_cast<unsigned char>(text[place]) & 0xC0U) == 0x80)
+        --place;
+    return std::min(place, text.size());
+}
+
 std::string shorten(const std::string& value) {
-    constexpr std::size_t kMost = 160;
-    if (value.size() <= kMost) return value;
-    std::size_t end = kMost;
-    while (end > 0 && (static_cast<unsigned char>(value[end]) & 0xC0U) == 0x80)
-        --end;  // not within a character
-    return value.substr(0, end) + "... (" + std::to_string(value.size()) + " characters)";
+    if (value.size() <= kMostShown) return value;
+    char mark[64];
+    std::snprintf(mark, sizeof mark, "... (%zu characters, CRC-32 %08x)", value.size(),
+                  static_cast<unsigned int>(Kr::calculateCRC32(value)));
+    return value.substr(0, endOfCharacters(value, kMostShown)) + mark;
+}
+
+/// A part of the value from there, with dots where it is cut.
+std::string showPart(const std::string& value, std::size_t begin) {
+    const std::size_t first = endOfCharacters(value, begin);
+    const std::size_t end = endOfCharacters(value, first + kMostShown);
+    return (first > 0 ? "..." : "") + value.substr(first, end - first) + (end < value.size() ? "..." : "");
+}
+
+std::string describeChange(const std::string& before, const std::string& after) {
+    if (before.size() <= kMostShown && after.size() <= kMostShown) return before + " -> " + after;
+    constexpr std::size_t kShownInFront = 40;
+    const auto differing = std::mismatch(before.begin(), before.end(), after.begin(), after.end()).first;
+    const auto place = static_cast<std::size_t>(differing - before.begin());
+    const auto begin = place > kShownInFront ? place - kShownInFront : 0;
+    return showPart(before, begin) + " -> " + showPart(after, begin) + " (from character " + std::to_string(place + 1) +
+           " on, of " + std::to_string(before.size()) + " and " + std::to_string(after.size()) + ")";
+}
+
+/// Appends the name of a child to the path of its parent.
+void appendStep(std::string& path, const std::string& name) {
+    if (!path.empty() && !name.starts_with("[")) path += '/';
+    path += name;
 }
 
 /// What an item calls itself; null when it does not.
@@ -91,6 +124,35 @@ void formatLine(const TreeNode& node, std::size_t level, bool isLong, std::strin
     text.append(2 * std::min(level, kMostIndented), ' ').append(node.name);
     if (node.kind == TreeNode::eKind::kValue) text.append(": ").append(isLong ? node.value : shorten(node.value));
     text += '\n';
+}
+
+/// Calls the action with each node, its level and its path, parents first. Without recursion: files may be of any
+/// depth.
+template <class Action>
+void walk(const TreeNode& root, const Action& action) {
+    struct Level {
+        const TreeNode& node;
+        std::size_t next;
+        std::size_t outerPath;  // the length of the path above it
+    };
+    std::string path;
+    std::vector<Level> levels;
+    const auto enter = [&](const TreeNode& node) {
+        const std::size_t outerPath = path.size();
+        if (!levels.empty()) appendStep(path, node.name);  // the root is no part of paths
+        action(node, levels.size(), path);
+        levels.push_back({node, 0, outerPath});
+    };
+    enter(root);
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next < level.node.children.size()) {
+            enter(level.node.children[level.next++]);
+        } else {
+            path.resize(level.outerPath);
+            levels.pop_back();
+        }
+    }
 }
 
 class Comparison {
@@ -127,11 +189,11 @@ private:
 
     void _begin(const TreeNode& first, const TreeNode& second, const std::string& name) {
         const std::size_t outerPath = _path.size();
-        _appendStep(_path, name);
+        appendStep(_path, name);
         if (first.kind != second.kind) {
             _tell(_path, "is of another kind");
         } else if (first.value != second.value) {
-            _tell(_path, shorten(first.value) + " -> " + shorten(second.value));
+            _tell(_path, describeChange(first.value, second.value));
         }
         if (first.children.empty() && second.children.empty()) return _path.resize(outerPath);
         Pair& pair = _pairs.emplace_back(Pair{first, second, outerPath});
@@ -163,13 +225,9 @@ private:
         if (areSequences) _compareOrder(pair.first, pair.second, _path);
     }
 
-    static void _appendStep(std::string& path, const std::string& name) {
-        if (!path.empty() && !name.starts_with("[")) path += '/';
-        path += name;
-    }
     [[nodiscard]] std::string _pathOf(const TreeNode& child) const {
         std::string path = _path;
-        _appendStep(path, child.name);
+        appendStep(path, child.name);
         return path;
     }
 
@@ -335,23 +393,20 @@ void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numb
 }
 
 std::string formatTree(const TreeNode& root, bool isLong) {
-    struct Level {
-        const TreeNode& node;
-        std::size_t next;
-    };
     std::string text;
-    formatLine(root, 0, isLong, text);
-    std::vector<Level> levels{{root, 0}};
-    while (!levels.empty()) {
-        Level& level = levels.back();
-        if (level.next == level.node.children.size()) {
-            levels.pop_back();
-            continue;
-        }
-        const TreeNode& child = level.node.children[level.next++];
-        formatLine(child, levels.size(), isLong, text);
-        if (!child.children.empty()) levels.push_back({child, 0});
-    }
+    walk(root,
+         [&](const TreeNode& node, std::size_t level, const std::string&) { formatLine(node, level, isLong, text); });
+    return text;
+}
+
+std::string formatPaths(const TreeNode& root, bool isLong) {
+    std::string text;
+    walk(root, [&](const TreeNode& node, std::size_t, const std::string& path) {
+        if (!node.children.empty()) return;
+        text.append(path);
+        if (node.kind == TreeNode::eKind::kValue) text.append(": ").append(isLong ? node.value : shorten(node.value));
+        text += '\n';
+    });
     return text;
 }
 

@@ -81,11 +81,15 @@ private:
 };
 
 /// The tree as lines "name: value", indented by two blanks for each of the first 32 levels.
-/// \param isLong  false: values of more than 160 bytes are cut, with their length.
+/// \param isLong  false: values of more than 160 bytes are cut, with their length and CRC-32, which tells values apart
+///                that begin alike.
 [[nodiscard]] std::string formatTree(const TreeNode& root, bool isLong = false);
 
-/// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Empty for equal
-/// trees.
+/// The values of the tree with their paths, a line each: "Objects[Car]/Name: Car"; groups without values as paths.
+[[nodiscard]] std::string formatPaths(const TreeNode& root, bool isLong = false);
+
+/// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Long values are
+/// shown around the first byte that differs. Empty for equal trees.
 /// \param ignored  patterns of paths, "*/ElapsedSeconds", that are passed over.
 [[nodiscard]] std::string compareTrees(const TreeNode& first, const TreeNode& second,
                                        const std::vector<std::string>& ignored = {});

@@ -45,7 +45,7 @@ TEST(KrsimTree, ShowsEachValueInALineExactly) {
               "  Position: 1 -0 nan\n"
               "  Long: " +
                   std::string(160, 'x') +
-                  "... (200 characters)\n"
+                  "... (200 characters, CRC-32 7ecb6ba6)\n"
                   "  Parts\n"
                   "    [0]\n"
                   "      Name: Wheel\n"
@@ -53,6 +53,31 @@ TEST(KrsimTree, ShowsEachValueInALineExactly) {
                   "    [1]\n"
                   "      Name: Wheel\n"
                   "      Value: 2\n");
+}
+
+TEST(KrsimTree, ShowsEachValueWithItsPath) {
+    TreeWriter writer("File", "");
+    writer.write("Type", std::string_view("objects"));
+    writeParts(writer, {{"Wheel", 1}, {"Axle", 2}});
+    writer.group("Empty", [] {});
+    EXPECT_EQ(krsim::formatPaths(writer.getRoot()),
+              "Type: objects\n"
+              "Parts[Wheel]/Name: Wheel\n"
+              "Parts[Wheel]/Value: 1\n"
+              "Parts[Axle]/Name: Axle\n"
+              "Parts[Axle]/Value: 2\n"
+              "Empty\n");
+}
+
+TEST(KrsimTree, ShowsLongValuesWhereTheyDiffer) {
+    const std::string same(1000, 'x');
+    TreeWriter first("File", "");
+    TreeWriter second("File", "");
+    first.write("Text", same + "a");
+    second.write("Text", same + "bc" + same);
+    EXPECT_EQ(krsim::compareTrees(first.getRoot(), second.getRoot()),
+              "Text: ..." + std::string(40, 'x') + "a -> ..." + std::string(40, 'x') + "bc" + std::string(118, 'x') +
+                  "... (from character 1001 on, of 1001 and 2002)\n");
 }
 
 struct Difference {
