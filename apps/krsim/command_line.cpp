@@ -4,7 +4,9 @@
 #include <sstream>
 
 #include "apps/krsim/file_options.h"
+#include "apps/krsim/nearest.h"
 #include "apps/krsim/option_values.h"
+#include "apps/krsim/output_file.h"
 #include "apps/krsim/run_options.h"
 #include "kr/platform/version.h"
 
@@ -14,6 +16,26 @@ namespace {
 constexpr const char* kExitCodes =
     "Exit codes: 0 all went as planned; 1 it failed, or files differ; 2 the command line "
     "asks for what does not exist; 3 a file is refused; 4 a plug-in could not be loaded.";
+
+/// "; did you mean '--frames'?" for words that mean nothing, else empty.
+std::string suggestFor(const CLI::App& app, const CLI::Error& error) {
+    const auto words = app.remaining(true);
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr || words.empty()) return {};
+    const auto word = words.front().substr(0, words.front().find('='));
+    const auto commands = app.get_subcommands();  // that were given
+    std::vector<std::string> choices;
+    if (word.front() == '-') {
+        const CLI::App& command = commands.empty() ? app : *commands.front();
+        for (const auto* option : command.get_options()) {
+            for (const auto& name : option->get_lnames())
+                choices.push_back("--" + name);
+        }
+    } else if (commands.empty()) {
+        for (const auto* command : app.get_subcommands(nullptr))
+            choices.push_back(command->get_name());
+    }
+    return suggest(word, choices);
+}
 
 Answer answer(const CLI::App& app, const CLI::Error& result) {
     std::ostringstream output;
@@ -26,6 +48,12 @@ bool hasContent(const RunPlan& plan) {
     return !plan.content.empty() || !plan.modules.empty();
 }
 
+/// Results that would be mixed.
+int countStandardOutputs(const RunPlan& plan) {
+    return int{plan.printsOutputs} + int{plan.record.file == kStandardStream} +
+           int{plan.stateToSave == kStandardStream};
+}
+
 }  // namespace
 
 Command parseCommandLine(const std::vector<std::string>& arguments) {
@@ -36,8 +64,9 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     app.set_help_flag("-h,--help", "Print this help");
     app.require_subcommand(0, 1);  // none is told below: CLI11 would do so before it looks at what is there
     app.footer(kExitCodes);
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return std::string("krsim: ") + error.what() + "\n'krsim --help' and 'krsim run --help' show what there is\n";
+    app.failure_message([](const CLI::App* command, const CLI::Error& error) {
+        return std::string("krsim: ") + error.what() + suggestFor(*command, error) +
+               "\n'krsim --help' and 'krsim run --help' show what there is\n";
     });
     auto* run = app.add_subcommand("run", "Build an application from files or plug-ins and run it");
     addRunOptions(*run, runPlan);
@@ -66,6 +95,12 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     }
     if (runPlan.files.empty() && !hasContent(runPlan))
         return answer(app, CLI::RequiredError("A setup file, or --content (or --module)"));
+    if (countStandardOutputs(runPlan) > 1) {
+        return answer(app,
+                      CLI::ValidationError(
+                          "only one of --outputs, --record - and --save-state - can be written to standard output"));
+    }
+    runPlan.record.isForced = runPlan.isForced;
     return runPlan;
 }
 

@@ -2,10 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
+#include <istream>
 #include <sstream>
 #include <string>
 
@@ -51,28 +48,37 @@ eFileKind kindOf(KrMagicTag::eFileFormat format) {
     return format == KrMagicTag::eFileFormat::kJson ? eFileKind::kJson : eFileKind::kBinary;
 }
 
+KrMagicTag readTag(const std::string& filename) {
+    KrMagicTag tag;
+    tag.load(*openInput(filename));
+    return tag;
+}
+
+/// What is in the file. The tag of a setup has no type of its own.
+std::string describeContent(const std::string& filename, const KrMagicTag& tag) {
+    if (tag.getFileType() != KrPersistence::KrFile::eFileType::kUnknown) return describeType(tag.getFileType());
+    try {
+        return isSetup(*loadFile(filename)) ? "setup" : "no type";
+    } catch (const Failure&) {
+        return "no type, and its content cannot be read";
+    }
+}
+
 /// A sentence for an operator.
 std::string describe(const std::string& filename) {
-    std::ifstream stream(filename, std::ios::binary);
-    if (!stream) {
-        throw Failure(eExitCode::kUsage, "file '" + filename + "' cannot be opened: " + std::strerror(errno));
-    }
-    refuseFolder(filename);
-    KrMagicTag tag(-1, -1);
-    tag.load(stream);
+    const KrMagicTag tag = readTag(filename);
     if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
         throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is not one of the framework's");
     }
     unsigned major = 0;
     unsigned minor = 0;
     tag.getOrreryVersion(major, minor);
-    std::string text = filename + ": " + nameFor(tag.getFileFormat()) + ", " + describeType(tag.getFileType()) +
+    std::string text = filename + ": " + nameFor(tag.getFileFormat()) + ", " + describeContent(filename, tag) +
                        ", release " + std::to_string(major) + "." + std::to_string(minor);
     if (tag.isSigned()) text += ", signed";
-    std::error_code error;
-    const auto size = std::filesystem::file_size(filename, error);
-    if (!error) text += ", " + std::to_string(size) + " bytes";
-    return text + "\n";
+    const auto stream = openInput(filename);
+    stream->seekg(0, std::ios::end);
+    return text + ", " + std::to_string(static_cast<std::streamoff>(stream->tellg())) + " bytes\n";
 }
 
 /// Content whose plug-in is missing keeps its data, which is all that is asked here.
@@ -89,6 +95,7 @@ TreeNode loadTree(const std::string& filename) {
 }  // namespace
 
 eExitCode showInfo(const InfoPlan& plan) {
+    Kr::LogSetLevel(Kr::eLogLevel::kError);
     auto code = eExitCode::kOk;
     for (const auto& each : plan.files) {
         try {
@@ -103,12 +110,19 @@ eExitCode showInfo(const InfoPlan& plan) {
 
 void dumpFile(const DumpPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    print(formatTree(loadTree(plan.file), plan.isLong));
+    switch (plan.form) {
+        case eDumpForm::kTree:
+            return print(formatTree(loadTree(plan.file), plan.isLong));
+        case eDumpForm::kFlat:
+            return print(formatPaths(loadTree(plan.file), plan.isLong));
+        case eDumpForm::kJson:
+            return print(makePlainJson(*loadFile(plan.file)));
+    }
 }
 
 void convertFile(const ConvertPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    saveFile(*loadFile(plan.input), plan.output, toFlags(plan.kind, plan.hasChecksum));
+    saveFile(*loadFile(plan.input), plan.output, toFlags(plan.kind, plan.hasChecksum), plan.isForced);
 }
 
 eExitCode recoverFile(const RecoverPlan& plan) {
@@ -122,8 +136,8 @@ eExitCode recoverFile(const RecoverPlan& plan) {
         const auto problems = objects->getProblems();
         texts.insert(texts.end(), problems.begin(), problems.end());
     }
-    const auto kind = plan.kind.value_or(kindOf(KrMagicTag::createFromFile(plan.input).getFileFormat()));
-    saveFile(*file, plan.output, toFlags(kind));
+    const auto kind = plan.kind.value_or(kindOf(readTag(plan.input).getFileFormat()));
+    saveFile(*file, plan.output, toFlags(kind), plan.isForced);
     // Not between the bytes of a file that goes to standard output.
     for (const auto& each : texts)
         std::fprintf(stderr, "%s: %s\n", plan.input.c_str(), each.c_str());
@@ -133,13 +147,16 @@ eExitCode recoverFile(const RecoverPlan& plan) {
 eExitCode verifyFiles(const VerifyPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories, Kr::eLogLevel::kWarn);
-    files.load(plan.files);
+    SimulationFiles files(*application, plan.pluginDirectories, {.level = Kr::eLogLevel::kWarn, .hasFile = false});
+    const auto refused = files.loadAll(plan.files);
+    for (const auto& each : refused)
+        print(each.what() + std::string("\n"));
     const auto faults = files.findFaults();
     for (const auto& each : faults.missingPlugins)
         print("missing: " + each + "\n");
     for (const auto& each : faults.others)
-        print(each + "\n");
+        print(toOneLine(each) + "\n");
+    if (!refused.empty()) return refused.front().getCode();
     if (!faults.missingPlugins.empty()) return eExitCode::kMissingPlugin;
     if (!faults.others.empty()) return eExitCode::kRefusedFile;
     print(std::to_string(files.getExtensionCount()) + " extensions, " + std::to_string(application->getModuleCount()) +
@@ -158,19 +175,20 @@ eExitCode compareFiles(const DiffPlan& plan) {
 void drawGraph(const GraphPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories, Kr::eLogLevel::kWarn);
+    SimulationFiles files(*application, plan.pluginDirectories, {.level = Kr::eLogLevel::kWarn, .hasFile = false});
     files.load(plan.files);
     std::ostringstream graph;
     KrSim::KrExtensionSorter::instance().toDot(graph);
-    if (plan.output.empty() || plan.output == kStandardOutput) return print(graph.str());
-    const auto file = openOutput("graph", plan.output);
+    const auto file = openOutput(eOutputKind::kGraph, plan.output, plan.isForced);
     const auto text = graph.str();
     const bool isWritten = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-    if (!isWritten || std::fflush(file.get()) != 0) failToWrite("graph", plan.output, errno);
+    if (!isWritten || std::fflush(file.get()) != 0) failToWrite(eOutputKind::kGraph, plan.output, errno);
 }
 
 void createFiles(const CreatePlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
+    if (!plan.objectFile.empty()) requireReplaceable(eOutputKind::kObjects, plan.objectFile, plan.isForced);
+    if (!plan.setupFile.empty()) requireReplaceable(eOutputKind::kSetup, plan.setupFile, plan.isForced);
     addPluginDirectories(plan.what.pluginDirectories);
     const auto application = KrSim::KrApplication::create();
     assemble(*application, plan.what, TypeCatalog(getPluginDirectories()), false);

@@ -7,7 +7,7 @@ namespace krsim {
 
 // Each prints on standard output and throws a Failure that names the file when one is refused.
 
-/// A line for each file: type, kind, release; for one that is refused the reason, on standard error.
+/// A line for each file: kind, content, release; for one that is refused the reason, on standard error.
 [[nodiscard]] eExitCode showInfo(const InfoPlan& plan);
 /// A line for each value.
 void dumpFile(const DumpPlan& plan);

@@ -21,30 +21,43 @@ void addChecksum(CLI::App& command, bool& hasChecksum) {
                      "Write a checksum into XML and JSON, too; loading warns of files that were changed since");
 }
 
+void addForce(CLI::App& command, bool& isForced) {
+    command.add_flag("--force", isForced, "Replace the output, whatever is in it");
+}
+
 constexpr const char* kSetupFirst = "A setup file, object files, or both: the setup first";
 
 }  // namespace
 
 FileCommands::FileCommands(CLI::App& app) {
     _info.command = app.add_subcommand("info", "Show what files are, from their first bytes");
-    addFiles(*_info.command, _info.plan.files, "Any file of the framework");
+    addFiles(*_info.command, _info.plan.files, "Any file of the framework; - for standard input");
 
     _dump.command = app.add_subcommand("dump", "Print what a file holds");
-    addFile(*_dump.command, "FILE", _dump.plan.file, "Any file of the framework");
+    addFile(*_dump.command, "FILE", _dump.plan.file, "Any file of the framework; - for standard input");
     _dump.command->add_flag("--long", _dump.plan.isLong, "Print values of more than 160 bytes whole");
+    auto* json = _dump.command->add_flag_callback(
+        "--json", [this] { _dump.plan.form = eDumpForm::kJson; },
+        "Print the whole content as plain JSON, for other tools");
+    _dump.command
+        ->add_flag_callback(
+            "--flat", [this] { _dump.plan.form = eDumpForm::kFlat; }, "Print each value in a line with its path")
+        ->excludes(json);
     addPluginDirectories(*_dump.command, _dump.plan.pluginDirectories);
 
     _convert.command = app.add_subcommand("convert", "Save a file in another kind");
-    addFile(*_convert.command, "INPUT", _convert.plan.input, "Any file of the framework; it stays as it is");
+    addFile(*_convert.command, "INPUT", _convert.plan.input, "Any file of the framework; - for standard input");
     addFile(*_convert.command, "OUTPUT", _convert.plan.output, "The file to write; - for standard output");
     addChoice(*_convert.command, "--to", _convert.plan.kind, kKinds, "The kind to write")->required();
     addChecksum(*_convert.command, _convert.plan.hasChecksum);
+    addForce(*_convert.command, _convert.plan.isForced);
     addPluginDirectories(*_convert.command, _convert.plan.pluginDirectories);
 
     _recover.command = app.add_subcommand("recover", "Save what can be read of a damaged file, and tell what is wrong");
-    addFile(*_recover.command, "INPUT", _recover.plan.input, "Any file of the framework; it stays as it is");
+    addFile(*_recover.command, "INPUT", _recover.plan.input, "Any file of the framework; - for standard input");
     addFile(*_recover.command, "OUTPUT", _recover.plan.output, "The file to write; - for standard output");
     addChoice(*_recover.command, "--to", _recover.plan.kind, kKinds, "The kind to write (that of the input)");
+    addForce(*_recover.command, _recover.plan.isForced);
     addPluginDirectories(*_recover.command, _recover.plan.pluginDirectories);
 
     _verify.command = app.add_subcommand("verify", "Load files, resolve their references and tell what is wrong");
@@ -52,7 +65,7 @@ FileCommands::FileCommands(CLI::App& app) {
     addPluginDirectories(*_verify.command, _verify.plan.pluginDirectories);
 
     _diff.command = app.add_subcommand("diff", "Tell what differs between two files, of whatever kind they are");
-    addFile(*_diff.command, "FIRST", _diff.plan.first, "Any file of the framework");
+    addFile(*_diff.command, "FIRST", _diff.plan.first, "Any file of the framework; - for standard input");
     addFile(*_diff.command, "SECOND", _diff.plan.second, "The one to compare it with");
     addList(
         *_diff.command, "--ignore", _diff.plan.ignored, "PATTERN",
@@ -64,6 +77,7 @@ FileCommands::FileCommands(CLI::App& app) {
     _graph.command
         ->add_option("--output", _graph.plan.output, "The file to write; standard output without it, or for -")
         ->type_name("FILE");
+    addForce(*_graph.command, _graph.plan.isForced);
     addPluginDirectories(*_graph.command, _graph.plan.pluginDirectories);
 
     _create.command = app.add_subcommand("create", "Write a setup file and an object file from types of plug-ins");
@@ -76,6 +90,7 @@ FileCommands::FileCommands(CLI::App& app) {
         ->type_name("FILE");
     addChoice(create, "--as", _create.plan.kind, kKinds, "The kind of both (xml)");
     addChecksum(create, _create.plan.hasChecksum);
+    addForce(create, _create.plan.isForced);
     addContentOptions(create, _create.plan.what);
     create.footer(
         "Example:\n  krsim create --plugins build/plugins --content Car --setup setup.xml --objects car.xml --free");

@@ -19,11 +19,18 @@ struct InfoPlan {
     std::vector<std::string> files{};
 };
 
+enum class eDumpForm {
+    kTree,
+    kFlat,  ///< a line for each value, with its path
+    kJson,  ///< the whole content as JSON archives have it
+};
+
 /// Print what a file holds.
 struct DumpPlan {
     std::vector<std::string> pluginDirectories{};
     std::string file{};
     bool isLong{false};  ///< long values whole
+    eDumpForm form{eDumpForm::kTree};
 };
 
 enum class eFileKind { kBinary, kXml, kJson };
@@ -35,6 +42,7 @@ struct ConvertPlan {
     std::string output{};
     eFileKind kind{eFileKind::kBinary};
     bool hasChecksum{false};
+    bool isForced{false};  ///< whatever the output holds
 };
 
 /// Save what can be read of a damaged file.
@@ -43,6 +51,7 @@ struct RecoverPlan {
     std::string input{};
     std::string output{};
     std::optional<eFileKind> kind{};  ///< that of the input without it
+    bool isForced{false};             ///< whatever the output holds
 };
 
 /// Load files and tell what is wrong with them.
@@ -63,7 +72,8 @@ struct DiffPlan {
 struct GraphPlan {
     std::vector<std::string> pluginDirectories{};
     std::vector<std::string> files{};
-    std::string output{};  ///< empty for standard output
+    std::string output{"-"};
+    bool isForced{false};  ///< whatever the output holds
 };
 
 /// Write a setup file and an object file from types.
@@ -73,6 +83,7 @@ struct CreatePlan {
     std::string objectFile{};
     eFileKind kind{eFileKind::kXml};
     bool hasChecksum{false};
+    bool isForced{false};  ///< whatever the files hold
 };
 
 }  // namespace krsim

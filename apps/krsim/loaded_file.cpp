@@ -1,21 +1,36 @@
 #include "apps/krsim/loaded_file.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
+#include <sstream>
 
 #include "apps/krsim/failure.h"
 #include "apps/krsim/output_file.h"
 #include "kr/persistence/files/file_section.h"
+#include "kr/persistence/files/magic_tag.h"
 #include "kr/persistence/files/named_file_section.h"
+#include "kr/persistence/setups/setup_section.h"
 
 namespace krsim {
 
 using KrPersistence::KrFile;
 
-std::string trim(std::string text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
-        text.pop_back();
-    return text;
+std::string toOneLine(const std::string& text) {
+    std::string line;
+    for (const char each : text) {
+        if (each != '\n' && each != ' ') {
+            line += each;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    if (line.ends_with(' ')) line.pop_back();
+    return line;
 }
 
 const char* describeType(KrFile::eFileType type) noexcept {
@@ -44,40 +59,73 @@ int toFlags(eFileKind kind, bool hasChecksum) noexcept {
     return checksum;
 }
 
-void refuseFolder(const std::string& filename) {
+const std::string& readStandardInput() {
+    static const std::string bytes{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+    return bytes;
+}
+
+std::unique_ptr<std::istream> openInput(const std::string& filename) {
+    if (filename == kStandardStream) return std::make_unique<std::istringstream>(readStandardInput());
+    auto stream = std::make_unique<std::ifstream>(filename, std::ios::binary);
+    const int reason = errno;
+    if (!*stream) {
+        throw Failure(eExitCode::kUsage,
+                      "file '" + filename + "' " +
+                          (reason == ENOENT ? std::string("does not exist")
+                                            : std::string("cannot be opened: ") + std::strerror(reason)));
+    }
     std::error_code error;
     if (std::filesystem::is_directory(filename, error)) {
         throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: it is a folder");
     }
+    return stream;
 }
 
 Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& referringFile, int flags) {
-    std::error_code error;
-    if (!std::filesystem::exists(filename, error)) {
-        throw Failure(eExitCode::kUsage, "file '" + filename + "' does not exist");
-    }
-    refuseFolder(filename);
+    const auto stream = openInput(filename);
+    flags |= KrFile::kUnlogged;
     auto file = Kr::makeSmart<KrFile>();
     file->setReferringFile(referringFile);
-    if (file->load(filename, flags)) return file;
-    throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + trim(file->getLastError()));
+    if (filename == kStandardStream ? file->load(*stream, {}, flags) : file->load(filename, flags)) return file;
+    throw Failure(eExitCode::kRefusedFile,
+                  "file '" + filename + "' is refused: " + toOneLine(file->explainLastError()));
 }
 
 void failToSave(const char* what, const std::string& filename, const std::string& reason) {
     const auto folder = std::filesystem::path(filename).parent_path();
     std::error_code error;
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
-    auto text = hasFolder ? trim(reason) : "there is no folder '" + folder.string() + "'";
+    auto text = hasFolder ? toOneLine(reason) : "there is no folder '" + folder.string() + "'";
     if (std::filesystem::is_other(std::filesystem::status(filename, error))) text += kUseStandardOutput;
     throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
 }
 
-void saveFile(KrFile& file, const std::string& filename, int flags) {
+void saveFile(KrFile& file, const std::string& filename, int flags, bool isForced) {
+    const bool isState = file.getFileType() == KrFile::eFileType::kSimulationState;
+    requireReplaceable(isState ? eOutputKind::kState : eOutputKind::kObjects, filename, isForced);
+    flags |= KrFile::kUnlogged;
     // Standard output lies in no folder: paths in the file stay as they are.
-    const bool isSaved = filename == kStandardOutput ? file.save(std::cout, file.getCurrentFilename(), flags)
+    const bool isSaved = filename == kStandardStream ? file.save(std::cout, file.getCurrentFilename(), flags)
                                                      : file.save(filename, flags);
     if (isSaved) return;
     failToSave("file", filename, file.explainLastError());
+}
+
+std::string makePlainJson(KrFile& file) {
+    std::stringstream stream;
+    if (!file.save(stream, file.getCurrentFilename(), KrFile::kJson | KrFile::kUnlogged)) {
+        throw Failure(eExitCode::kFailed, "the content cannot be written as JSON: " + toOneLine(file.getLastError()));
+    }
+    KrPersistence::KrMagicTag().load(stream);
+    return stream.str().substr(static_cast<std::size_t>(stream.tellg()));
+}
+
+bool isSetup(const KrFile& file) {
+    const auto& sections = file.getSections();
+    return std::any_of(sections.begin(), sections.end(), [](const auto* each) {
+        const auto* setup = dynamic_cast<const KrPersistence::KrSetupSection*>(each);
+        return setup != nullptr && setup->getSetup();
+    });
 }
 
 TreeNode makeTree(const KrFile& file) {

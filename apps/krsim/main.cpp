@@ -48,8 +48,10 @@ eExitCode fail(eExitCode code, const char* text) {
 
 int main(int count, char** arguments) {
     auto code = eExitCode::kFailed;
+    bool isTold = true;  // why it failed
     try {
         code = std::visit(Execution(), krsim::parseCommandLine({arguments + 1, arguments + count}));
+        isTold = false;
     } catch (const krsim::Failure& failure) {
         code = fail(failure.getCode(), failure.what());
     } catch (const std::exception& exception) {
@@ -57,6 +59,7 @@ int main(int count, char** arguments) {
     }
     // A block that was not written is not tried again, so that the flush alone would tell of the last one only.
     const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (!isWritten && code == eExitCode::kOk) code = fail(eExitCode::kFailed, "cannot write the output");
+    if (!isWritten && !isTold)
+        code = fail(code == eExitCode::kOk ? eExitCode::kFailed : code, "cannot write the output");
     return static_cast<int>(code);
 }

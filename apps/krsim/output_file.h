@@ -1,15 +1,26 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
 
 namespace krsim {
 
-/// Standard output, in the place of a file name.
-inline constexpr const char* kStandardOutput = "-";
+/// Standard output or standard input, in the place of a file name.
+inline constexpr const char* kStandardStream = "-";
 /// Behind the message that a device or pipe is no file to write.
 inline constexpr const char* kUseStandardOutput = "; '-' writes to standard output";
+
+/// What krsim writes.
+enum class eOutputKind : std::uint8_t { kTable, kGraph, kState, kObjects, kSetup };
+
+/// The rule of all writers. A table, a graph or a state replaces a file of its own kind. Content and setups replace
+/// nothing, and no output replaces a file of another kind, unless it is forced. Empty files hold nothing to lose.
+/// Throws a Failure, kUsage, that names what would be lost. Standard output and what is no regular file pass; the
+/// writers themselves refuse devices and folders.
+/// \param filename  "-" is standard output; empty is no file
+void requireReplaceable(eOutputKind kind, const std::string& filename, bool isForced);
 
 /// Closes the file, but not standard output.
 struct CloseOutput {
@@ -17,14 +28,18 @@ struct CloseOutput {
 };
 using OutputFile = std::unique_ptr<std::FILE, CloseOutput>;
 
+/// Throws the Failure that openOutput would throw, as far as that is known before: for a file that may not be
+/// replaced, is no regular file or may not be written, and for a folder that does not exist. Changes nothing.
+void requireWritable(eOutputKind kind, const std::string& filename, bool isForced);
+
 /// Opens a text to be written while its parts are made; what is there already is emptied. A link to a regular file is
-/// followed. Throws a Failure for what is no regular file, and for one that cannot be opened.
-/// \param what      the sort of the text, "record"
-/// \param filename  kStandardOutput is standard output
-[[nodiscard]] OutputFile openOutput(const char* what, const std::string& filename);
+/// followed. Throws a Failure for a file that may not be replaced, for what is no regular file, and for one that cannot
+/// be opened.
+/// \param filename  "-" is standard output
+[[nodiscard]] OutputFile openOutput(eOutputKind kind, const std::string& filename, bool isForced);
 
 /// Throws the Failure of an output that cannot be written.
 /// \param error  errno of the reason
-[[noreturn]] void failToWrite(const char* what, const std::string& filename, int error);
+[[noreturn]] void failToWrite(eOutputKind kind, const std::string& filename, int error);
 
 }  // namespace krsim

@@ -1,6 +1,6 @@
 #include "apps/krsim/outputs.h"
 
-#include "kr/application/content_dispatcher.h"
+#include "apps/krsim/simulated_extensions.h"
 #include "kr/core/physical_dimension.h"
 #include "kr/data/container.h"
 #include "kr/data/field.h"
@@ -43,7 +43,7 @@ private:
 std::string formatOutputs(const KrSim::KrApplication& application) {
     std::string text;
     Lister lister(text);
-    for (const auto& extension : application.getContentDispatcher().getExtensions())
+    for (auto* extension : getSimulatedExtensions(application))
         lister.list(*extension);
     return text;
 }

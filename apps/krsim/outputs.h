@@ -6,8 +6,8 @@
 
 namespace krsim {
 
-/// The values of all outputs of the content, a line each: "Electric Car/Vehicle.Outputs.Distance = 11017.5 m".
-/// Values are in the units that the fields ask for.
+/// The values of all outputs of the content and the modules, a line each: "Electric Car/Vehicle.Outputs.Distance =
+/// 11017.5 m". Values are in the units that the fields ask for.
 [[nodiscard]] std::string formatOutputs(const KrSim::KrApplication& application);
 
 }  // namespace krsim

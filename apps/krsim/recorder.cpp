@@ -4,14 +4,15 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <utility>
 
-#include "apps/krsim/failure.h"
 #include "apps/krsim/path_pattern.h"
+#include "apps/krsim/recorded_values.h"
+#include "apps/krsim/simulated_extensions.h"
 #include "kr/application/application.h"
-#include "kr/application/content_dispatcher.h"
 #include "kr/data/container.h"
-#include "kr/data/field.h"
+#include "kr/data/field_base.h"
 #include "kr/data/field_visitor.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
@@ -19,38 +20,22 @@
 namespace krsim {
 namespace {
 
-constexpr const char* kWhat = "record";
+constexpr auto kKind = eOutputKind::kTable;
 
-/// As a cell of RFC 4180.
-void appendCell(std::string& line, std::string_view text) {
-    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
-        line += text;
-        return;
-    }
-    line += '"';
-    for (const char each : text) {
-        if (each == '"') line += '"';
-        line += each;
-    }
-    line += '"';
-}
-
-void appendNumber(std::string& line, double value) {
-    char text[32];
-    line.append(text, std::to_chars(text, text + sizeof text, value).ptr);
-}
-
+/// Calls an action with each field that the patterns mean, and its path.
 class Finder final : public KrData::FieldVisitor {
 public:
-    Finder(const std::vector<std::string>& patterns, std::vector<KrData::FieldReference>& fields, std::string& header)
-        : _patterns(patterns), _isMet(patterns.size()), _fields(fields), _header(header) {}
+    using Action = std::function<void(KrData::FieldBase& field, const std::string& path)>;
 
-    void find(KrSim::KrExtension& extension) {
-        _prefix = extension.getPath() + ".";
-        if (_patterns.empty()) {
-            extension.getOutputContainer().accept(*this);
-        } else {
-            extension.getFieldsContainer().accept(*this);
+    Finder(const std::vector<std::string>& patterns, Action action)
+        : _patterns(patterns), _isMet(patterns.size()), _action(std::move(action)) {}
+
+    void find(const KrSim::KrApplication& application) {
+        for (auto* extension : getSimulatedExtensions(application)) {
+            _prefix = extension->getPath() + ".";
+            (_patterns.empty() ? static_cast<KrData::Container&>(extension->getOutputContainer())
+                               : extension->getFieldsContainer())
+                .accept(*this);
         }
     }
 
@@ -63,14 +48,13 @@ public:
             _isMet[i] = true;
         }
         if (!isMeant) return;
-        _fields.emplace_back(&field);
-        _header += ',';
-        appendCell(_header, path);
+        _isAnyMet = true;
+        _action(field, path);
     }
 
-    /// A pattern that no field is of, empty when there is none.
+    /// A pattern that matches no field, empty when there is none.
     [[nodiscard]] std::string getUnmet() const {
-        if (_fields.empty() && _patterns.empty()) return "*.Outputs.*";
+        if (!_isAnyMet && _patterns.empty()) return "*.Outputs.*";
         const auto unmet = std::find(_isMet.begin(), _isMet.end(), false);
         return unmet != _isMet.end() ? _patterns[static_cast<std::size_t>(unmet - _isMet.begin())] : std::string();
     }
@@ -78,37 +62,53 @@ public:
 private:
     const std::vector<std::string>& _patterns;
     std::vector<bool> _isMet;  // by place in the patterns
-    std::vector<KrData::FieldReference>& _fields;
-    std::string& _header;
+    bool _isAnyMet{false};
+    Action _action;
     std::string _prefix;
 };
 
+void appendTime(std::string& line, double seconds) {
+    char text[32];
+    line.append(text, std::to_chars(text, text + sizeof text, seconds).ptr);
+}
+
 }  // namespace
 
-Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)), _file(openOutput(kWhat, _plan.file)) {}
+Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)) {
+    requireWritable(kKind, _plan.file, _plan.isForced);
+}
 
 Recorder::~Recorder() = default;
 
+void Recorder::start(const KrSim::KrApplication& application) {
+    Finder(_plan.patterns, [this](const KrData::FieldBase& field, const std::string& path) {
+        appendValue(_startCells[path], field);
+    }).find(application);
+}
+
 void Recorder::onFrameEnded(KrSim::KrApplication* application) {
-    if (_error != 0 || !_unmet.empty()) return;
+    if (_error != 0 || !_unmet.empty() || _refusal) return;
     const auto& context = application->getContext();
     const std::int64_t frame = context.getFrame();
     if (std::exchange(_lastFrame, frame) == frame) return;  // a paused one
     // By its number, so that a run that begins with a restored state goes on in time.
     const double step = context.getSimulationTimeStep();
     const double seconds = static_cast<double>(frame + 1) * step;
-    if (!_isBegun) _begin(*application);
+    if (!_isBegun) {
+        const double startSeconds = static_cast<double>(frame) * step;
+        _begin(*application, startSeconds);
+        _nextSeconds = _findNext(startSeconds, step);
+    }
     // Now, and not when a long run has ended.
-    if (!_unmet.empty()) return application->sendExitApplicationRequest();
+    if (!_unmet.empty() || _refusal) return application->sendExitApplicationRequest();
     // Half a step early is nearer than half a step late.
     if (seconds < _nextSeconds - 0.5 * step) return;
     _writeLine(seconds);
-    if (_plan.periodSeconds > 0.0) {
-        _nextSeconds = (std::floor((seconds + 0.5 * step) / _plan.periodSeconds) + 1.0) * _plan.periodSeconds;
-    }
+    _nextSeconds = _findNext(seconds, step);
 }
 
 void Recorder::requireFields() const {
+    if (_refusal) throw *_refusal;
     if (_unmet.empty()) return;
     throw Failure(eExitCode::kUsage,
                   "no field is of the pattern '" + _unmet + "'; 'krsim run --outputs' shows paths of fields");
@@ -117,31 +117,52 @@ void Recorder::requireFields() const {
 void Recorder::finish() {
     requireFields();
     const auto file = std::move(_file);
+    if (!file) return;  // no frame has ended
     if (_error == 0 && std::fflush(file.get()) != 0) _error = errno;
-    if (_error != 0) failToWrite(kWhat, _plan.file, _error);
+    if (_error != 0) failToWrite(kKind, _plan.file, _error);
 }
 
-void Recorder::_begin(const KrSim::KrApplication& application) {
+void Recorder::_begin(const KrSim::KrApplication& application, double startSeconds) {
     _isBegun = true;
-    _line = "Time";
-    Finder finder(_plan.patterns, _fields, _line);
-    for (const auto& extension : application.getContentDispatcher().getExtensions())
-        finder.find(*extension);
+    std::string header = "Time";
+    std::string values;
+    Finder finder(_plan.patterns, [&](KrData::FieldBase& field, const std::string& path) {
+        const auto& endings = getColumnEndings(field);
+        _fields.push_back({KrData::FieldReference(&field), endings.size()});
+        for (const auto& each : endings) {
+            header += ',';
+            appendCell(header, path + each);
+        }
+        const auto found = _startCells.find(path);
+        values += found != _startCells.end() ? found->second : std::string(endings.size(), ',');
+    });
+    finder.find(application);
+    _startCells.clear();
     _unmet = finder.getUnmet();
+    if (!_unmet.empty()) return;
+    try {
+        _file = openOutput(kKind, _plan.file, _plan.isForced);
+    } catch (const Failure& failure) {
+        _refusal = failure;
+        return;
+    }
+    _line = std::move(header);
+    _print();
+    _line.clear();
+    appendTime(_line, startSeconds);
+    _line += values;
     _print();
 }
 
 void Recorder::_writeLine(double simulatedSeconds) {
     _line.clear();
-    appendNumber(_line, simulatedSeconds);
-    for (const auto& each : _fields) {
-        _line += ',';
-        const auto* field = each.get();
-        if (field == nullptr) continue;
-        if (const auto* number = field->as<double>()) {
-            appendNumber(_line, number->getValue());
+    appendTime(_line, simulatedSeconds);
+    for (const auto& [reference, count] : _fields) {
+        const auto* field = reference.get();
+        if (field != nullptr) {
+            appendValue(_line, *field);
         } else {
-            appendCell(_line, field->toString());
+            _line.append(count, ',');
         }
     }
     _print();
@@ -150,6 +171,12 @@ void Recorder::_writeLine(double simulatedSeconds) {
 void Recorder::_print() {
     _line += "\r\n";
     if (std::fwrite(_line.data(), 1, _line.size(), _file.get()) != _line.size()) _error = errno;
+}
+
+double Recorder::_findNext(double seconds, double stepSeconds) const {
+    const double period = _plan.periodSeconds;
+    if (period <= 0.0) return 0.0;
+    return (std::floor((seconds + 0.5 * stepSeconds) / period) + 1.0) * period;
 }
 
 }  // namespace krsim

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "apps/krsim/failure.h"
 #include "apps/krsim/output_file.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/data/field_reference.h"
@@ -12,43 +16,55 @@ namespace krsim {
 
 /// What to record, and how often.
 struct RecordPlan {
-    std::string file{};  ///< as openOutput takes it
+    std::string file{};    ///< as openOutput takes it
+    bool isForced{false};  ///< whatever the file holds
     /// Of field paths, "Car/Vehicle.Outputs.Speed", with * for any text and ? for any character; empty for the outputs
-    /// of all content.
+    /// of all content and modules.
     std::vector<std::string> patterns{};
     double periodSeconds{0.0};  ///< of simulated time between two lines; 0 for every frame
 };
 
 /// Writes values of fields into a table of comma-separated values (RFC 4180): a line with the simulated time, "Time",
-/// and the paths of the fields, then a line for each moment. Numbers read back exactly. The fields are those that are
-/// there when the first frame ends; one that is gone leaves its column empty. A pattern that no field is of ends the
-/// run there.
+/// and the paths of the fields, then a line for the begin of the run and one for each moment. A vector has a column for
+/// each component. Numbers read back exactly. The fields are those that exist when the first frame ends; the cells of a
+/// field are empty before it exists and after it is removed. A pattern that matches no field ends the run there.
+/// The file is opened when the first frame has ended: until then an earlier table is kept.
 class Recorder final : public KrSim::IApplicationListener {
 public:
-    /// Throws a Failure when the file cannot be written.
+    /// Throws a Failure when it is known already that the file cannot be written.
     explicit Recorder(RecordPlan plan);
     ~Recorder() override;
 
+    /// Keeps the values at the begin of the run, for the first line. Call it before the first frame.
+    void start(const KrSim::KrApplication& application);
     void onFrameEnded(KrSim::KrApplication* application) override;
 
-    /// Throws a Failure when a pattern was of no field.
+    /// Throws a Failure when a pattern matched no field, or the file could not be opened.
     void requireFields() const;
     /// Ends the file. Throws a Failure likewise, and when lines could not be written.
     void finish();
 
 private:
-    void _begin(const KrSim::KrApplication& application);
+    struct Column {
+        KrData::FieldReference field;
+        std::size_t count;  // of cells
+    };
+
+    void _begin(const KrSim::KrApplication& application, double startSeconds);
     void _writeLine(double simulatedSeconds);
     void _print();
+    [[nodiscard]] double _findNext(double seconds, double stepSeconds) const;
 
     RecordPlan _plan;
     OutputFile _file;
-    std::vector<KrData::FieldReference> _fields;
+    std::vector<Column> _fields;
+    std::map<std::string, std::string> _startCells;  // by path
     std::string _line;
     std::int64_t _lastFrame{-1};
     double _nextSeconds{0.0};
-    int _error{0};       // errno of the first failure
-    std::string _unmet;  // a pattern of no field
+    int _error{0};                    // errno of the first failure
+    std::string _unmet;               // a pattern that matches no field
+    std::optional<Failure> _refusal;  // the file could not be opened
     bool _isBegun{false};
 };
 

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
 #include "apps/krsim/recorder.h"
@@ -31,13 +32,18 @@
 namespace krsim {
 namespace {
 
+/// That of a run without a setup.
+Kr::eLogLevel chooseLevel(const RunPlan& plan) {
+    return plan.logLevel.value_or(plan.isQuiet ? Kr::eLogLevel::kWarn : Kr::eLogLevel::kInfo);
+}
+
 /// What becomes of log lines during a run.
 class Log {
 public:
     explicit Log(const RunPlan& plan) {
         KrSim::KrErrorHandler::Register();
         // Warnings say what is wrong with plug-ins, so they are heard until the run begins.
-        Kr::LogSetLevel(std::max(plan.logLevel.value_or(Kr::eLogLevel::kInfo), Kr::eLogLevel::kWarn));
+        Kr::LogSetLevel(std::max(chooseLevel(plan), Kr::eLogLevel::kWarn));
     }
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
@@ -107,23 +113,34 @@ void build(KrSim::KrApplication& application, SimulationFiles& files, const RunP
     }
     if (plan.logFilePrefix) openLogFile(application, *plan.logFilePrefix);
     for (const auto& each : faults.others)
-        Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", each.c_str());
+        Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", toOneLine(each).c_str());
     assemble(application, plan, TypeCatalog(getPluginDirectories()), files.hasSetup());
     if (!plan.stateToRestore.empty()) restoreState(application, plan.stateToRestore);
-    if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(plan.logLevel.value_or(Kr::eLogLevel::kInfo));
+    if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(chooseLevel(plan));
+}
+
+/// A reader who leaves ends nothing, unless the outputs were asked for.
+void requireWritten(const StatusOutput& output, const RunPlan& plan) {
+    const int error = output.getError();
+    if (error == 0 || (error == EPIPE && !plan.printsOutputs)) return;
+    throw Failure(eExitCode::kFailed, std::string("cannot write the output: ") + std::strerror(error));
 }
 
 }  // namespace
 
 eExitCode runSimulation(const RunPlan& plan) {
-    const bool printsRecord = plan.record.file == kStandardOutput;
-    if (printsRecord && plan.printsOutputs)
-        throw Failure(eExitCode::kUsage, "--outputs and --record - cannot both be written to standard output");
-    const bool isQuiet = plan.isQuiet || printsRecord;
+    const bool isQuiet = plan.isQuiet || plan.record.file == kStandardStream || plan.stateToSave == kStandardStream;
+    if (!plan.stateToSave.empty()) requireReplaceable(eOutputKind::kState, plan.stateToSave, plan.isForced);
+    std::optional<Recorder> recorder;
+    if (!plan.record.file.empty()) recorder.emplace(plan.record);
     StopSignals signals;
     const Log log(plan);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories, plan.logLevel);
+    SimulationFiles files(*application, plan.pluginDirectories,
+                          {.level = plan.logLevel,
+                           .isQuiet = plan.isQuiet,
+                           .filePrefix = plan.logFilePrefix,
+                           .hasFile = plan.logsToFile});
     build(*application, files, plan);
 
     StatusOutput output(STDOUT_FILENO);
@@ -131,9 +148,11 @@ eExitCode runSimulation(const RunPlan& plan) {
     if (!isQuiet) output.print(describe(plan, *application));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
-    std::optional<Recorder> recorder;
     std::optional<Listening> recording;
-    if (!plan.record.file.empty()) recording.emplace(*application, recorder.emplace(plan.record));
+    if (recorder) {
+        recorder->start(*application);
+        recording.emplace(*application, *recorder);
+    }
 
     RunResult result;
     {
@@ -152,8 +171,9 @@ eExitCode runSimulation(const RunPlan& plan) {
     recording.reset();
     if (recorder) recorder->requireFields();
     // A full disk under the table takes no state with it.
-    if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave);
+    if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave, plan.isForced);
     if (recorder) recorder->finish();
+    requireWritten(output, plan);
     return result.exitValue == 0 ? signals.getExitCode() : eExitCode::kFailed;
 }
 

@@ -62,15 +62,18 @@ void addLimits(CLI::App& command, RunPlan& plan) {
 }
 
 void addStates(CLI::App& command, RunPlan& plan) {
-    command.add_option("--restore-state", plan.stateToRestore, "Begin with the state in this file, at its rate")
+    command
+        .add_option("--restore-state", plan.stateToRestore,
+                    "Begin with the state in this file, at its rate; - for standard input")
         ->type_name("FILE")
         ->excludes(command.get_option("--rate"));
-    const auto refuseStandardOutput = [](const std::string& text) {
-        return text == kStandardOutput ? "states are saved into files, not to standard output" : std::string();
-    };
-    command.add_option("--save-state", plan.stateToSave, "Save the state at the end into this file")
-        ->type_name("FILE")
-        ->check(refuseStandardOutput);
+    command
+        .add_option("--save-state", plan.stateToSave,
+                    "Save the state at the end into this file; - for standard output, on which nothing else is printed "
+                    "then")
+        ->type_name("FILE");
+    command.add_flag("--force", plan.isForced,
+                     "Let state and record replace files that hold something else than a state and a record");
     auto* record = command
                        .add_option("--record", plan.record.file,
                                    "Write values of fields into this table (CSV); - for standard output, on which "
@@ -97,13 +100,18 @@ void addStates(CLI::App& command, RunPlan& plan) {
 void addReports(CLI::App& command, RunPlan& plan) {
     addChoice(command, "--log-level", plan.logLevel, kLogLevels,
               "Messages of this level and graver ones are logged (that of the setup, else info)");
+    auto* logFile = command.add_option_function<std::string>(
+        "--log-file", [&plan](const std::string& text) { plan.logFilePrefix = text; },
+        "Log also into PREFIX<host>_<process id>.log (that of the setup; none without a setup)");
+    logFile->type_name("PREFIX");
     command
-        .add_option_function<std::string>(
-            "--log-file", [&plan](const std::string& text) { plan.logFilePrefix = text; },
-            "Log also into PREFIX<host>_<process id>.log")
-        ->type_name("PREFIX");
+        .add_flag_callback(
+            "--no-log-file", [&plan] { plan.logsToFile = false; }, "Log into no file, whatever the setup says")
+        ->excludes(logFile);
     command.add_flag("--outputs", plan.printsOutputs, "Print the outputs of the content at the end, also when quiet");
-    command.add_flag("--quiet", plan.isQuiet, "Print neither status nor summary");
+    command.add_flag(
+        "--quiet", plan.isQuiet,
+        "Print neither status nor summary, and log warnings and graver messages only, without --log-level");
 }
 
 }  // namespace
@@ -127,7 +135,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
     command
         .add_option("FILE", plan.files,
                     "A setup file, or an object file, or both: the setup first, then its content. Object files that "
-                    "the setup lists need not be named.")
+                    "the setup lists need not be named. - for standard input.")
         ->type_name("");
     addContentOptions(command, plan);
     addLimits(command, plan);

@@ -28,11 +28,13 @@ struct RunPlan {
     std::string stateToRestore{};
     std::string stateToSave{};
     RecordPlan record{};
+    bool isForced{false};  ///< state and record replace whatever their files hold
 
     std::optional<Kr::eLogLevel> logLevel{};
     std::optional<std::string> logFilePrefix{};  ///< see KrApplication::setLogFilePrefix
+    bool logsToFile{true};                       ///< where the prefix or the setup says so
     bool printsOutputs{false};                   ///< at the end, of the content, also when quiet
-    bool isQuiet{false};                         ///< neither status nor summary
+    bool isQuiet{false};  ///< neither status nor summary, nor messages below warnings without a logLevel
 };
 
 }  // namespace krsim

@@ -62,33 +62,61 @@ std::vector<KrSim::ApplicationConfig::FileName> toFileNames(const std::vector<st
 
 }  // namespace
 
+void LogChoice::applyTo(KrSim::ApplicationConfig& setup) const {
+    if (level) {
+        setup.loggingLevel = Kr::KrEnum(*level);
+    } else if (isQuiet && static_cast<int>(setup.loggingLevel.get()) > static_cast<int>(Kr::eLogLevel::kWarn)) {
+        setup.loggingLevel = Kr::KrEnum(Kr::eLogLevel::kWarn);
+    }
+    if (filePrefix) setup.logFile = *filePrefix;
+    // A setup without the setting leaves the log as it is.
+    if (!hasFile) setup._getProxy()->removeParameter("LogFile");
+}
+
 SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
-                                 std::optional<Kr::eLogLevel> logLevel)
-    : _application(application), _pluginDirectories(std::move(pluginDirectories)), _logLevel(logLevel) {
+                                 LogChoice log)
+    : _application(application), _pluginDirectories(std::move(pluginDirectories)), _log(std::move(log)) {
     addPluginDirectories(_pluginDirectories);
 }
 
 void SimulationFiles::load(const std::vector<std::string>& files) {
+    _load(files, [](const Failure& failure) { throw Failure(failure); });
+}
+
+std::vector<Failure> SimulationFiles::loadAll(const std::vector<std::string>& files) {
+    std::vector<Failure> refused;
+    _load(files, [&](const Failure& failure) { refused.push_back(failure); });
+    return refused;
+}
+
+void SimulationFiles::_load(const std::vector<std::string>& files, const OnRefused& onRefused) {
     std::vector<std::string> all(files);
     for (const auto& each : files) {
-        const auto file = loadFile(each);
-        const auto* setup = findSection<KrSetupSection>(*file);
-        if (setup != nullptr && setup->getSetup()) {
-            if (&each != &files.front()) {
-                throw Failure(eExitCode::kUsage, "'" + each + "' is a setup file, which stands first and alone");
-            }
-            _apply(*setup);
-            if (const auto* list = findSection<KrPersistence::KrContentListSection>(*file)) {
-                for (const auto& content : list->getFiles()) {
-                    _add(content, *loadFile(content, each));
-                    all.push_back(content);
-                }
-            }
-        } else {
-            _add(each, *file);
+        try {
+            _loadOne(each, &each == &files.front(), all, onRefused);
+        } catch (const Failure& failure) {
+            onRefused(failure);
         }
     }
     _definitions = KrPersistence::loadDefinitions(all, _missingDefinitions);
+}
+
+void SimulationFiles::_loadOne(const std::string& name, bool isFirst, std::vector<std::string>& all,
+                               const OnRefused& onRefused) {
+    const auto file = loadFile(name);
+    if (!isSetup(*file)) return _add(name, *file);
+    if (!isFirst) throw Failure(eExitCode::kUsage, "'" + name + "' is a setup file, which stands first and alone");
+    _apply(*findSection<KrSetupSection>(*file));
+    const auto* list = findSection<KrPersistence::KrContentListSection>(*file);
+    if (list == nullptr) return;
+    for (const auto& content : list->getFiles()) {
+        all.push_back(content);
+        try {
+            _add(content, *loadFile(content, name));
+        } catch (const Failure& failure) {
+            onRefused(failure);
+        }
+    }
 }
 
 void SimulationFiles::_apply(const KrSetupSection& section) {
@@ -101,7 +129,7 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
         directories.insert(directories.end(), listed.begin(), listed.end());
         setup->pluginDirectories.set(std::move(directories));
     }
-    if (_logLevel) setup->loggingLevel = Kr::KrEnum(*_logLevel);
+    _log.applyTo(*setup);
     _application.applySetup(setup);
     for (const auto& extension : setup->_getObjectProxy()->_getExtensions()) {
         const auto record = KrSim::readModuleRecord(*extension);
@@ -161,7 +189,7 @@ std::size_t SimulationFiles::getExtensionCount() const {
 }
 
 void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
-    const int flags = toFlags(plan.kind, plan.hasChecksum);
+    const int flags = toFlags(plan.kind, plan.hasChecksum) | KrPersistence::KrFile::kUnlogged;
     if (!plan.objectFile.empty()) {
         const auto file = Kr::makeSmart<KrPersistence::KrFile>();
         file->setFileType(KrPersistence::KrFile::eFileType::kObject);
@@ -169,21 +197,22 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
         for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
             section->addObject(application.getExtension(i));
         file->addSection(section.release());
-        saveFile(*file, plan.objectFile, flags);
+        saveFile(*file, plan.objectFile, flags, plan.isForced);
     }
     if (plan.setupFile.empty()) return;
     const auto setup = KrSim::ApplicationConfig::createFromApplication(&application);
     setup->logFile = std::string();
     setup->loggingLevel = Kr::KrEnum(plan.what.logLevel.value_or(Kr::eLogLevel::kInfo));
     KrPersistence::SetupFile content{setup, {}};
-    const bool hasFile = !plan.objectFile.empty() && plan.objectFile != kStandardOutput;
+    const bool hasFile = !plan.objectFile.empty() && plan.objectFile != kStandardStream;
     if (hasFile) content.contentFiles.push_back(makeAbsolute(plan.objectFile));
     auto directories = setup->pluginDirectories.get();
     for (auto& each : directories)
         each.assign(makeAbsolute(each.str()));
     setup->pluginDirectories.set(std::move(directories));
     std::string error;
-    const bool isSaved = plan.setupFile == kStandardOutput
+    requireReplaceable(eOutputKind::kSetup, plan.setupFile, plan.isForced);
+    const bool isSaved = plan.setupFile == kStandardStream
                              ? KrPersistence::saveSetupFile(content, std::cout, flags, error)
                              : KrPersistence::saveSetupFile(content, plan.setupFile, flags, error);
     if (!isSaved) failToSave("file", plan.setupFile, error);

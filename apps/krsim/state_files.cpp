@@ -1,10 +1,10 @@
 #include "apps/krsim/state_files.h"
 
-#include <filesystem>
-#include <system_error>
+#include <iostream>
 
 #include "apps/krsim/failure.h"
 #include "apps/krsim/loaded_file.h"
+#include "apps/krsim/output_file.h"
 #include "kr/persistence/states/simulation_state_file.h"
 
 namespace krsim {
@@ -18,21 +18,25 @@ eFileKind kindOf(const std::string& filename) {
 
 }  // namespace
 
-void saveState(const KrSim::KrApplication& application, const std::string& filename) {
+void saveState(const KrSim::KrApplication& application, const std::string& filename, bool isForced) {
+    requireReplaceable(eOutputKind::kState, filename, isForced);
     std::string error;
-    if (KrPersistence::saveSimulationState(application, filename, {.flags = toFlags(kindOf(filename))}, &error)) return;
-    failToSave("state", filename, error);
+    const KrPersistence::StateSaveOptions options{.flags =
+                                                      toFlags(kindOf(filename)) | KrPersistence::KrFile::kUnlogged};
+    const bool isSaved = filename == kStandardStream
+                             ? KrPersistence::saveSimulationState(application, std::cout, options, &error)
+                             : KrPersistence::saveSimulationState(application, filename, options, &error);
+    if (!isSaved) failToSave("state", filename, error);
 }
 
 void restoreState(KrSim::KrApplication& application, const std::string& filename) {
-    std::error_code error;
-    if (!std::filesystem::exists(filename, error)) {
-        throw Failure(eExitCode::kUsage, "state '" + filename + "' does not exist");
-    }
-    refuseFolder(filename);
-    const auto report = KrPersistence::restoreSimulationState(application, filename);
+    constexpr int kFlags = KrPersistence::KrFile::kUnlogged;
+    const auto stream = openInput(filename);
+    const auto report = filename == kStandardStream
+                            ? KrPersistence::restoreSimulationState(application, *stream, kFlags)
+                            : KrPersistence::restoreSimulationState(application, filename, kFlags);
     if (!report.isRestored)
-        throw Failure(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + trim(report.error));
+        throw Failure(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + toOneLine(report.error));
     if (report.isComplete()) return;
     throw Failure(eExitCode::kRefusedFile,
                   "state '" + filename + "' is one of other content: " + std::to_string(report.missing) +

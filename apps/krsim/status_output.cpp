@@ -1,11 +1,13 @@
 #include "apps/krsim/status_output.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <optional>
 
 #include "kr/events/errors/error_handler.h"
 #include "kr/platform/log.h"
@@ -18,7 +20,8 @@ constexpr std::string_view kClearLine = "\r\x1b[K";
 /// The terminal whose last line shows a status, or -1. For the log handler, which may run on any thread.
 constinit std::atomic<int> terminalWithStatus{-1};
 
-void writeAll(int descriptor, std::string_view text) {
+/// errno of a failure, or 0.
+int writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
         if (written > 0) {
@@ -27,9 +30,17 @@ void writeAll(int descriptor, std::string_view text) {
             pollfd place{.fd = descriptor, .events = POLLOUT, .revents = 0};
             ::poll(&place, 1, -1);
         } else if (errno != EINTR) {
-            return;  // the reader has closed the pipe
+            return errno;
         }
     }
+    return 0;
+}
+
+/// Of a terminal; none where that is not known.
+std::optional<std::size_t> getColumns(int terminal) {
+    winsize size{};
+    if (::ioctl(terminal, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+    return size.ws_col;
 }
 
 bool isReady(int descriptor) {
@@ -61,14 +72,21 @@ StatusOutput::~StatusOutput() {
 
 void StatusOutput::showStatus(const std::string& text) {
     if (!isReady(_descriptor)) return;
-    if (!_isTerminal) return writeAll(_descriptor, text + "\n");
-    writeAll(_descriptor, std::string(kClearLine) + text);
+    if (!_isTerminal) return _write(text + "\n");
+    // The last column stays free: some terminals begin a new line with it.
+    const auto columns = getColumns(_descriptor);
+    _write(std::string(kClearLine) + text.substr(0, columns ? *columns - 1 : text.size()));
     terminalWithStatus.store(_descriptor);
 }
 
 void StatusOutput::print(std::string_view text) {
     clearStatus();
-    writeAll(_descriptor, text);
+    _write(text);
+}
+
+void StatusOutput::_write(std::string_view text) {
+    const int error = writeAll(_descriptor, text);
+    if (_error == 0) _error = error;
 }
 
 }  // namespace krsim

@@ -19,14 +19,20 @@ public:
 
     [[nodiscard]] bool isTerminal() const noexcept { return _isTerminal; }
 
-    /// Shows the state of the moment, a text without line feed. It is left out where a reader does not keep up: the
+    /// Shows the state of the moment, a text without line feed. On a terminal its end is cut where it does not fit into
+    /// one line. It is left out where a reader does not keep up: the
     /// simulation does not wait for that.
     void showStatus(const std::string& text);
     /// Prints text that is to stay, with its line feeds, and waits until it is written.
     void print(std::string_view text);
+    /// errno of the first failure to write, EPIPE where the reader has left; 0 without a failure.
+    [[nodiscard]] int getError() const noexcept { return _error; }
 
 private:
+    void _write(std::string_view text);
+
     int _descriptor;
+    int _error{0};
     bool _isTerminal;
 };
 

@@ -1,17 +1,16 @@
 #include "apps/krsim/type_catalog.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
-#include <numeric>
 #include <set>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "apps/krsim/failure.h"
+#include "apps/krsim/nearest.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/platform/plugin_manifest_reader.h"
 
@@ -50,26 +49,6 @@ PluginFile readPlugin(const std::filesystem::path& path) {
             plugin.types.push_back(parseType(line, plugin.name).completed());
     }
     return plugin;
-}
-
-std::string toLower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char each) { return static_cast<char>(std::tolower(each)); });
-    return text;
-}
-
-/// How many characters must be inserted, left out or replaced to make one text the other.
-std::size_t getDistance(const std::string& left, const std::string& right) {
-    std::vector<std::size_t> row(right.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= left.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i);
-        for (std::size_t j = 1; j <= right.size(); ++j) {
-            const auto replaced = diagonal + (left[i - 1] == right[j - 1] ? 0 : 1);
-            diagonal = std::exchange(row[j], std::min({replaced, row[j] + 1, row[j - 1] + 1}));
-        }
-    }
-    return row.back();
 }
 
 std::string toText(const KrFactoryKey& key) {
@@ -140,12 +119,10 @@ const KrFactoryKey& TypeCatalog::find(const std::string& text) const {
 
 std::string TypeCatalog::_describeNearest(const std::string& text) const {
     constexpr std::size_t kShown = 3;
-    const std::string lower = toLower(text);
     std::vector<std::pair<std::size_t, std::string>> nearest;
     for (const auto* key : _getAll()) {
         const auto typeName = typeNameOf(*key);
-        nearest.emplace_back(std::min(getDistance(lower, toLower(typeName)), getDistance(lower, toLower(key->name))),
-                             typeName);
+        nearest.emplace_back(std::min(getDistance(text, typeName), getDistance(text, key->name)), typeName);
     }
     std::stable_sort(nearest.begin(), nearest.end(),
                      [](const auto& left, const auto& right) { return left.first < right.first; });

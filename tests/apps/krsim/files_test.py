@@ -1,5 +1,6 @@
 """Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER FIXTURES_FOLDER"""
 import csv
+import json
 import pathlib
 import re
 import subprocess
@@ -22,10 +23,12 @@ class Files(unittest.TestCase):
         self.car.write_bytes(pathlib.Path(EXAMPLE, "car.xml").read_bytes())
         self.setup_file.write_bytes(pathlib.Path(EXAMPLE, "setup.xml").read_bytes())
 
-    def krsim(self, *arguments, code=0):
-        result = subprocess.run([KRSIM, *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True, text=True)
-        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
-        return result.stdout + (result.stderr if code else "")
+    def krsim(self, *arguments, code=0, stdin=None):
+        result = subprocess.run([KRSIM, *map(str, arguments)], input=stdin or b"", capture_output=True, check=False)
+        told = result.stdout.decode("utf-8", "surrogateescape")
+        complaints = result.stderr.decode()
+        self.assertEqual(result.returncode, code, told + complaints)
+        return told + (complaints if code else "")
 
     def run_quietly(self, *arguments, **more):
         return self.krsim("run", "--quiet", "--free", "--log-level", "warn", "--log-file", f"{self.folder}/log_",
@@ -51,7 +54,7 @@ class Files(unittest.TestCase):
         with table.open(newline="") as file:
             rows = list(csv.reader(file))
         self.assertEqual(rows[0], ["Time", "Electric Car/Vehicle.Outputs.Speed"])
-        self.assertEqual([round(float(row[0]), 2) for row in rows[1:]], [25.02, 30.0, 35.0, 40.0])
+        self.assertEqual([round(float(row[0]), 2) for row in rows[1:]], [25.0, 30.0, 35.0, 40.0])
         self.assertGreater(float(rows[1][1]), 0.0)
         other = self.folder / "other.xml"
         self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--objects", other)
@@ -65,20 +68,23 @@ class Files(unittest.TestCase):
             step = self.car
             for kind in ("binary", "json", "xml"):
                 before, step = step, self.folder / f"car.{kind}"
-                self.krsim("convert", before, step, "--to", kind, *plugins)
+                self.krsim("convert", before, step, "--to", kind, "--force", *plugins)
                 self.assertEqual(self.krsim("diff", self.car, step), "")
                 self.assertRegex(self.krsim("info", step), f"(?i): {kind}, objects, release \\d+.\\d+, \\d+ bytes\n$")
             self.assertEqual(step.read_bytes(), self.car.read_bytes())
         self.assertIn("Identifier: Mass\n", self.krsim("dump", self.folder / "car.binary"))
         record = "run", self.car, "--free", "--frames", "1000", "--record", "-", *WITH_PLUGINS
-        for command in (("dump", self.car), record):
+        outputs = "run", self.car, "--free", "--frames", "10", "--outputs", "--quiet", *WITH_PLUGINS
+        status = "run", self.car, "--free", "--frames", "10", *WITH_PLUGINS
+        state = "run", self.car, "--free", "--frames", "10", "--save-state", "-", *WITH_PLUGINS
+        for command in (("dump", self.car), ("diff", self.car, self.setup_file), record, outputs, status, state):
             with self.subTest(command[0]), open("/dev/full", "w") as full:
                 ended = subprocess.run([KRSIM, *command], stdout=full, stderr=subprocess.DEVNULL)
                 self.assertEqual(ended.returncode, 1)
 
     def test_only_regular_files_are_replaced(self):
         link, real = self.folder / "link.xml", self.folder / "real.xml"
-        real.write_text("old")
+        real.touch()
         link.symlink_to(real)
         self.krsim("convert", self.car, link, "--to", "xml")
         self.assertTrue(link.is_symlink())
@@ -94,17 +100,15 @@ class Files(unittest.TestCase):
         state = self.folder / "state"
         state.symlink_to(real)
         self.assertIn("states are not saved through links",
-                      self.run_quietly(self.car, "--frames", 3, "--save-state", state, code=1))
+                      self.run_quietly(self.car, "--frames", 3, "--save-state", state, "--force", code=1))
         self.assertEqual(real.read_bytes(), self.car.read_bytes())
-        self.assertIn("states are saved into files", self.run_quietly(self.car, "--save-state", "-", code=2))
         table, text = self.folder / "table.csv", self.folder / "link.csv"
         text.symlink_to(table)
         record = self.car, "--frames", 3, "--record"
         self.run_quietly(*record, text)
         self.assertTrue(text.is_symlink())
         self.assertEqual(self.krsim("run", "--free", "--log-level", "warn", *WITH_PLUGINS, *record, "-"),
-                         table.read_text())
-        self.assertIn("cannot both", self.run_quietly(*record, "-", "--outputs", code=2))
+                         table.read_bytes().decode())
         for command in (("run", *record), ("graph", self.car, "--output")):
             self.assertIn("it is a device, pipe or socket; '-' writes to", self.krsim(*command, null, *WITH_PLUGINS, code=1))
         create = "create", *WITH_PLUGINS, "--content", "Electric Car", "--setup", "-", "--objects"
@@ -124,10 +128,11 @@ class Files(unittest.TestCase):
         told = self.krsim("recover", damaged, recovered, "--to", "xml", *WITH_PLUGINS, code=1)
         self.assertIn(f"bit 2 of byte {len(content) // 2} was flipped", told)
         self.assertEqual(recovered.read_bytes(), self.car.read_bytes())
-        self.krsim("recover", binary, recovered, "--to", "xml", *WITH_PLUGINS)
+        self.assertIn("holds objects; --force replaces it", self.krsim("recover", binary, recovered, code=2))
+        self.krsim("recover", binary, recovered, "--to", "xml", "--force", *WITH_PLUGINS)
         self.assertEqual(recovered.read_bytes(), self.car.read_bytes())
         damaged.write_bytes(content[:len(content) * 2 // 3])
-        self.assertRegex(self.krsim("recover", damaged, recovered, *WITH_PLUGINS, code=1), r"of the content, \d+ ext")
+        self.assertRegex(self.krsim("recover", damaged, recovered, "--force", *WITH_PLUGINS, code=1), r"of the content, \d+ ext")
         self.assertIn("binary", self.krsim("info", recovered))
         for kind in ("xml", "json"):
             text = self.folder / f"text.{kind}"
@@ -135,11 +140,11 @@ class Files(unittest.TestCase):
             self.assertEqual(self.krsim("diff", self.car, text), "")
             whole = text.read_text()
             text.write_text(whole[:len(whole) * 2 // 3])
-            self.assertRegex(self.krsim("recover", text, recovered, *WITH_PLUGINS, code=1),
+            self.assertRegex(self.krsim("recover", text, recovered, "--force", *WITH_PLUGINS, code=1),
                              fr"(?s)of the content, [1-5] ext.*{kind}: .*, line \d+ of")
             self.assertIn("extensions, 0 modules", self.krsim("verify", recovered, *WITH_PLUGINS))
             text.write_text(whole.replace("Vehicle", "Wagon", 1))
-            self.assertIn("it was changed after it was saved", self.krsim("recover", text, recovered, code=1))
+            self.assertIn("it was changed after it was saved", self.krsim("recover", text, recovered, "--force", code=1))
 
     def test_differences_are_told_by_place(self):
         changed = self.folder / "changed.xml"
@@ -165,15 +170,25 @@ class Files(unittest.TestCase):
         self.assertRegex(self.krsim("verify", self.car, *WITH_PLUGINS, code=3), "Outputs.Pedals to .* cannot be made")
 
     def test_refused_files(self):
-        newer, broken, empty = (self.folder / name for name in ("newer.xml", "broken.xml", "empty"))
+        newer, broken, empty, marked = (self.folder / name for name in ("newer.xml", "broken.xml", "empty", "marked.xml"))
         text = self.car.read_text()
         newer.write_text(text.replace("<!--KrB3", "<!--KrC0"))
         broken.write_text(text[:5000])
         empty.write_text("")
-        for file, reason in ((newer, "saved using Orrery version 2021.0"), (broken, "line "), (empty, "invalid format")):
-            with self.subTest(file.name):
-                self.assertIn(reason, self.krsim("dump", file, code=3))
-                self.assertIn(file.name, self.krsim("run", file, code=3))
+        marked.write_bytes(b"\xef\xbb\xbf" + self.car.read_bytes())
+        reasons = {newer: "saved using Orrery version 2021.0", broken: "no element found, line ", empty: "it is empty",
+                   marked: "it begins with a byte order mark; save it as UTF-8 without one",
+                   pathlib.Path("/proc/self/mem"): "Input/output error"}
+        for file, reason in reasons.items():
+            for command in ("dump", "verify", "run"):
+                with self.subTest(file.name, command=command):
+                    told = self.krsim(command, file, code=3)
+                    self.assertEqual(told.count(reason), 1, told)
+                    self.assertIn(file.name, told)
+        told = self.krsim("verify", broken, newer, self.car, self.folder / "none", *WITH_PLUGINS, code=3)
+        for reason in ("no element found", "version 2021.0", "none' does not exist"):
+            self.assertIn(reason, told)
+        self.assertIn("cannot be opened: File name too long", self.krsim("dump", self.folder / ("x" * 300), code=2))
         told = self.krsim("info", empty, self.folder, self.car, code=3)
         for text in ("not one of the framework's", "is a folder", "XML, objects"):
             self.assertIn(text, told)
@@ -199,13 +214,56 @@ class Files(unittest.TestCase):
         self.car.unlink()
         self.assertIn(f"2 of that item are there, and none is taken for it: 'Electric Car' of '{copies[0]}', "
                       f"'Electric Car 2' of '{copies[1]}'", self.krsim("verify", *copies, taxi, *WITH_PLUGINS, code=3))
-        self.assertRegex(self.krsim("verify", taxi, *WITH_PLUGINS, code=3), "car.xml' are not loaded(?s:.*)is not there")
+        self.assertRegex(self.krsim("verify", taxi, *WITH_PLUGINS, code=3),
+                         f"car.xml' are not loaded(?s:.*)'Electric Car': The definition {car_id} of the file .*car.xml is not there")
+
+    def test_standard_input_takes_the_place_of_a_file(self):
+        car = self.car.read_bytes()
+        self.assertRegex(self.krsim("info", "-", stdin=car), f"^-: XML, objects, release .*, {len(car)} bytes\n$")
+        self.assertEqual(self.krsim("dump", "-", stdin=car), self.krsim("dump", self.car))
+        self.assertEqual(self.krsim("diff", self.car, "-", stdin=car), "")
+        self.assertEqual(self.krsim("convert", "-", "-", "--to", "xml", stdin=car), car.decode())
+        self.assertIn("no fault was found", self.krsim("verify", "-", *WITH_PLUGINS, stdin=car))
+        run = "run", "--free", "--frames", 60, *WITH_PLUGINS
+        self.assertIn("all frames run: 60", self.krsim(*run, "-", stdin=car))
+        state = self.folder / "state"
+        run = *run, "--no-log-file", self.setup_file
+        self.krsim(*run, "--save-state", state)
+        saved = subprocess.run([KRSIM, *map(str, run), "--save-state", "-"], capture_output=True, check=True).stdout
+        self.assertEqual(saved[:27], state.read_bytes()[:27])
+        self.assertIn("all frames run: 60", self.krsim(*run, "--restore-state", "-", stdin=saved))
+
+    def test_dumps_for_other_tools(self):
+        self.assertEqual(json.loads(self.krsim("dump", self.car, "--json"))["File"]["Sections"][0]["_class"], "KrObjectSection")
+        flat = self.krsim("dump", self.car, "--flat").splitlines()
+        self.assertIn("KrObjectSection/Objects[Electric Car]/Name: Electric Car", flat)
+        self.assertIn(": XML, setup, release", self.krsim("info", self.setup_file))
+
+    def test_a_log_file_is_written_where_it_is_asked_for(self):
+        logs = self.folder / "logs"
+        logs.mkdir()
+        text = self.setup_file.read_text()
+        self.setup_file.write_text(text.replace("<Settings>", f"<Settings><LogFile>{logs}/setup_</LogFile>"))
+        run = "run", "--free", "--frames", 3, "--quiet", *WITH_PLUGINS
+        for name, arguments, expected in (("none without a setup", [self.car], ""), ("asked for", [self.car, "--log-file"], "own_"),
+                                          ("setup", [self.setup_file, "--log-level", "info"], "setup_"),
+                                          ("instead of that of the setup", [self.setup_file, "--log-file"], "own_"),
+                                          ("turned off", [self.setup_file, "--no-log-file", "--log-level", "info"], "")):
+            with self.subTest(name):
+                prefix = [f"{logs}/own_"] if arguments[-1] == "--log-file" else []
+                self.krsim(*run, *arguments, *prefix)
+                written = [each.name for each in logs.iterdir()]
+                self.assertEqual([name[:len(expected)] for name in written], [expected] if expected else [])
+                for each in logs.iterdir():
+                    each.unlink()
 
     def test_create_and_graph(self):
         setup_file, objects = self.folder / "new/setup.json", self.folder / "new/content.json"
         setup_file.parent.mkdir()
         self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--setup", setup_file, "--objects", objects,
                    "--as", "json", "--free", "--rate", 30)
+        self.assertIn("holds objects; --force", self.krsim("create", *WITH_PLUGINS, "--content", "Electric Car", "--setup",
+                                                           objects, code=2))
         setup_file.parent.rename(self.folder / "moved")
         self.assertIn("no fault", self.krsim("verify", self.folder / "moved/setup.json", *WITH_PLUGINS))
         self.assertRegex(self.krsim("graph", self.folder / "moved/setup.json", *WITH_PLUGINS), "digraph(?s:.*)Outputs.Pedal")

@@ -29,7 +29,8 @@ RUNS = {
     "chosen module": (actor("Chatter", "--frames", "1", "--log-level", "warn"), 0, "modules: 1\n", "^$"),
     "ends itself": (actor("Ender"), 0, "krsim: ended by the simulation: 3 frames", ""),
     "mode": (actor("Chatter", "--mode", "PLAYBACK", "--frames", "1"), 0, "", "Actors: mode 1 to 2"),
-    "quiet": (actor("Ender", "--quiet"), 0, "^$", ""),
+    "quiet": (actor("Ender", "--quiet"), 0, "^$", "^$"),
+    "quiet with a level": (actor("Ender", "--quiet", "--log-level", "info"), 0, "^$", "Actors: saved"),
     "outputs": (["run", "--plugins", ACTORS, "--content", "Stage", "--content", "Actor.Stage", "--free", "--quiet", "--outputs"], 0,
                 "^Stage.Outputs.Width = 2.5 m\nStage.Outputs.Weight = 3.5 kg\nStage.Outputs.Open = true\n"
                 r"Stage.\d.Outputs.Width = 2.5 m\n.*true\n$", ""),

@@ -9,10 +9,13 @@
 #include "apps/krsim/failure.h"
 #include "apps/krsim/path_pattern.h"
 #include "kr/application/application.h"
+#include "kr/application/modules/simulator_module.h"
 #include "kr/data/field.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/input_output_container.h"
 #include "tests/support/case_name.h"
 #include "tests/support/dispatcher_scope.h"
+#include "tests/support/recording_module.h"
 #include "tests/support/temporary_folder.h"
 
 namespace krsim_recorder_test {
@@ -50,13 +53,18 @@ struct Simulation {
         extension->setName("A,\"B\"");
         extension->addOutput("Speed", KrData::Types::kDouble)->set(0.1);
         extension->addOutput("Text", KrData::Types::kString)->set(std::string("a\nb"));
+        extension->addOutput("Place", KrData::Types::kVector3)->set(KrMath::Vector3T<double>{1.5, -0.0, 3.0});
         extension->addParameter("Mass", KrData::Types::kDouble);
         application->add(extension.get());
+        module.getExtension()->addOutput("Load", KrData::Types::kFloat)->set(0.1F);
+        application->insertModule(module);
     }
 
     std::string record(krsim::RecordPlan plan, int frames) {
-        plan.file = (folder / "record.csv").string();
+        plan.file = file;
         krsim::Recorder recorder(plan);
+        recorder.start(*application);
+        extension->getOutputContainer()["Speed"].set(0.2);
         application->registerListener(&recorder);
         for (int frame = 0; frame < frames; ++frame) {
             application->update();
@@ -64,24 +72,50 @@ struct Simulation {
         }
         application->unregisterListener(&recorder);
         recorder.finish();
+        return read();
+    }
+
+    std::string read() const {
         std::stringstream text;
-        text << std::ifstream(plan.file, std::ios::binary).rdbuf();
+        text << std::ifstream(file, std::ios::binary).rdbuf();
         return text.str();
     }
 
     test_support::TemporaryFolder folder;
+    std::string file = (folder / "record.csv").string();
+    test_support::RecordingModule::Calls calls;  // the module writes to the end
     test_support::DispatcherScope dispatcher;
     Kr::KrSmartPtr<KrSim::KrApplication> application = KrSim::KrApplication::create();
     Kr::KrSmartPtr<KrSim::KrExtension> extension = Kr::makeSmart<KrSim::KrExtension>();
+    test_support::RecordingModule::Holder module = test_support::makeModule("M", calls);
 };
 
 TEST(KrsimRecorder, WritesALineEachPeriodWithWhatIsStillThere) {
     Simulation simulation;
-    EXPECT_EQ(simulation.record({.patterns = {"*.Outputs.*"}, .periodSeconds = 1.0}, 9),
+    EXPECT_EQ(simulation.record({.patterns = {"*.Speed", "*.Text"}, .periodSeconds = 1.0}, 9),
               "Time,\"A,\"\"B\"\".Outputs.Speed\",\"A,\"\"B\"\".Outputs.Text\"\r\n"
-              "0.25,0.1,\"a\nb\"\r\n"
-              "1,0.1,\"a\nb\"\r\n"
-              "2,0.1,\r\n");
+              "0,0.1,\"a\nb\"\r\n"
+              "1,0.2,\"a\nb\"\r\n"
+              "2,0.2,\r\n");
+}
+
+TEST(KrsimRecorder, WritesAColumnForEachComponentAndTheOutputsOfModules) {
+    Simulation simulation;
+    simulation.extension->setName("A");
+    EXPECT_EQ(
+        simulation.record({}, 1),
+        "Time,A.Outputs.Speed,A.Outputs.Text,A.Outputs.Place.X,A.Outputs.Place.Y,A.Outputs.Place.Z,M.Outputs.Load\r\n"
+        "0,0.1,\"a\nb\",1.5,-0,3,0.1\r\n"
+        "0.25,0.2,\"a\nb\",1.5,-0,3,0.1\r\n");
+}
+
+TEST(KrsimRecorder, KeepsAnEarlierTableUntilTheRunHasBegun) {
+    Simulation simulation;
+    const auto earlier = simulation.record({.patterns = {"*.Load"}}, 1);
+    simulation.record({.patterns = {"*.Speed"}}, 0);
+    EXPECT_EQ(simulation.read(), earlier);
+    EXPECT_THROW(simulation.record({.patterns = {"*.Sped"}}, 1), krsim::Failure);
+    EXPECT_EQ(simulation.read(), earlier);
 }
 
 TEST(KrsimRecorder, RefusesWhatItCannotRecord) {
@@ -90,6 +124,7 @@ TEST(KrsimRecorder, RefusesWhatItCannotRecord) {
     EXPECT_FALSE(simulation.application->update());  // the run is over
     EXPECT_THROW(krsim::Recorder({.file = (simulation.folder / "none/record.csv").string()}), krsim::Failure);
     EXPECT_THROW(krsim::Recorder({.file = "/dev/null"}), krsim::Failure);
+    EXPECT_THROW(krsim::Recorder({.file = simulation.folder.path().string()}), krsim::Failure);
 }
 
 }  // namespace krsim_recorder_test

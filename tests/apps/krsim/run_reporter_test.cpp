@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pty.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
+#include <string_view>
 
 #include "kr/application/application.h"
 #include "tests/support/dispatcher_scope.h"
@@ -71,6 +74,30 @@ TEST(KrsimReporter, LeavesTheStatusOutWhileNobodyReads) {
     EXPECT_THAT(pipe.read(), testing::Not(testing::HasSubstr("frame")));
     host.application->run({.frames = 15});
     EXPECT_EQ(pipe.read(), "frame 21 | 10.50 s | real time x 0.500 | late 0\n");
+}
+
+TEST(KrsimStatus, FitsTheTerminal) {
+    std::array<int, 2> ends{};
+    const winsize size{.ws_row = 25, .ws_col = 20, .ws_xpixel = 0, .ws_ypixel = 0};
+    ASSERT_EQ(::openpty(&ends[0], &ends[1], nullptr, nullptr, &size), 0);
+    {
+        krsim::StatusOutput output(ends[1]);
+        output.showStatus("frame 582 | 9.70 s | real time x 1.000 | late 0");
+        std::array<char, 256> shown;
+        const auto count = ::read(ends[0], shown.data(), shown.size());
+        EXPECT_EQ(std::string_view(shown.data(), static_cast<std::size_t>(count)), "\r\x1b[Kframe 582 | 9.70 s ");
+    }
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+TEST(KrsimStatus, KnowsThatItCouldNotBeWritten) {
+    const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    krsim::StatusOutput output(full);
+    EXPECT_EQ(output.getError(), 0);
+    output.print("lost\n");
+    EXPECT_EQ(output.getError(), ENOSPC);
+    ::close(full);
 }
 
 TEST(KrsimSummary, TellsLateFramesApart) {

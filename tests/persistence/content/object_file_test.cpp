@@ -514,7 +514,7 @@ TEST_F(SavedInstances, StayWholeWithoutTheirDefinitionAndFollowItWhenItComes) {
                 testing::Contains(testing::ResultOf([&](const auto& each) { return missing.find(each); },
                                                     testing::Ne(std::string::npos))));
     const auto& id = static_cast<KrObject&>(*loaded.objects[0]).getDefinitionReference().getContentID();
-    EXPECT_THAT(missing, HasSubstr("The definition " + id.toString()));
+    EXPECT_THAT(missing, HasSubstr("The definition " + id.getRawID().toString()));
     EXPECT_TRUE(areSame(save(loaded.objects), bytes));
     const auto found = load(definition);
     EXPECT_EQ(static_cast<KrObject&>(*loaded.objects[0]).getDefinition(), found.objects[0].get());

@@ -47,7 +47,9 @@ std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFi
     std::vector<LoadedObjects> all;
     while (const auto file = takeNextFile(known)) {
         std::string error;
-        auto loaded = loadObjects(file->path, {.referringFile = file->referringFile, .progress = {}}, error);
+        const ObjectLoadOptions options{
+            .referringFile = file->referringFile, .progress = {}, .flags = KrFile::kUnlogged};
+        auto loaded = loadObjects(file->path, options, error);
         if (loaded) {
             all.push_back(std::move(*loaded));
         } else {

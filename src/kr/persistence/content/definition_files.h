@@ -17,7 +17,9 @@ namespace KrPersistence {
 ///     const auto definitions = KrPersistence::loadDefinitions({{"town.kro"}}, problems);
 ///
 /// \param loadedFiles  what was loaded already, and is not loaded a second time.
-/// \param problems     gets a text for each file that is refused; what waits for it stays as it was saved.
+/// \param problems     gets a text for each file that is refused, which nothing else reports; what waits for it stays
+/// as it
+///                     was saved.
 /// \return the content of the files. Instances follow it while it lives.
 /// Thread: that of the content. Never throws.
 [[nodiscard]] KR_API std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFiles,

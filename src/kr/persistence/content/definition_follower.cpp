@@ -142,7 +142,8 @@ private:
 
 std::string describeMissingDefinition(const KrObject& instance) {
     const auto file = instance.getDefinitionFileName().str();
-    return "The definition " + instance.getDefinitionReference().getContentID().toString() +
+    // The raw ID: it is the one that people find in the file.
+    return "The definition " + instance.getDefinitionReference().getContentID().getRawID().toString() +
            (file.empty() ? "" : " of the file " + file) + " is not there; the content is as it was saved";
 }
 

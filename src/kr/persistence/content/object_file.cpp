@@ -47,7 +47,7 @@ bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> 
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
                                          const KrFile::ProgressHandler& progress) {
-    return loadObjects(fileName, {.referringFile = {}, .progress = progress}, error);
+    return loadObjects(fileName, {.referringFile = {}, .progress = progress, .flags = 0}, error);
 }
 
 std::optional<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options,
@@ -56,7 +56,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
     KrFile file;
     file.setProgressHandler(options.progress);
     file.setReferringFile(options.referringFile);
-    if (!file.load(fileName)) {
+    if (!file.load(fileName, options.flags)) {
         error = file.explainLastError();
         return std::nullopt;
     }

@@ -47,6 +47,7 @@ struct ObjectLoadOptions {
     std::string referringFile{};
     /// Is called once the file was read with how many of its extensions and connections are made; may be empty.
     KrFile::ProgressHandler progress{};
+    int flags{0};  ///< of KrFile::load: kUnlogged
 };
 
 /// Loads what saveObjects wrote, of any kind of archive. Types are made by the factory, which loads their plug-ins; an

@@ -8,7 +8,7 @@
 
 namespace KrPersistence::detail {
 
-/// What an instance without its definition waits for, with content ID and file, for people.
+/// What an instance without its definition waits for, with file and content ID in the file, for people.
 [[nodiscard]] std::string describeMissingDefinition(const KrSim::KrObject& instance);
 
 /// Brings all loaded instances in line whose definitions are there now; those inside a definition before the

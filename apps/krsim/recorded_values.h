@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kr/data/fwd.h"
+
+namespace krsim {
+
+/// Appends the text as a cell of a table of comma-separated values (RFC 4180).
+void appendCell(std::string& line, std::string_view text);
+
+/// What follows the path of a field of this data type in the names of its columns: ".X", ".Y" for a vector of two,
+/// ".R" to ".A" for a colour, ".M00" to ".M33" (row, column) for a matrix or transform. One empty text for a value
+/// that takes one column.
+[[nodiscard]] const std::vector<std::string>& getColumnEndings(const KrData::FieldBase& field);
+
+/// Appends the value in as many cells as getColumnEndings has, a comma in front of each. Numbers read back exactly.
+void appendValue(std::string& line, const KrData::FieldBase& field);
+
+}  // namespace krsim
