@@ -1,6 +1,7 @@
 #include "apps/krsim/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <sstream>
 
 #include "apps/krsim/file_options.h"
@@ -21,13 +22,16 @@ constexpr const char* kExitCodes =
 std::string suggestFor(const CLI::App& app, const CLI::Error& error) {
     const auto words = app.remaining(true);
     if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr || words.empty()) return {};
-    const auto word = words.front().substr(0, words.front().find('='));
+    const auto option =
+        std::find_if(words.begin(), words.end(), [](const std::string& each) { return each.starts_with("-"); });
+    const std::string& meant = option != words.end() ? *option : words.front();
+    const auto word = meant.substr(0, meant.find('='));
     const auto commands = app.get_subcommands();  // that were given
     std::vector<std::string> choices;
     if (word.front() == '-') {
         const CLI::App& command = commands.empty() ? app : *commands.front();
-        for (const auto* option : command.get_options()) {
-            for (const auto& name : option->get_lnames())
+        for (const auto* each : command.get_options()) {
+            for (const auto& name : each->get_lnames())
                 choices.push_back("--" + name);
         }
     } else if (commands.empty()) {

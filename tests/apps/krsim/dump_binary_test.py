@@ -85,7 +85,7 @@ class Reader(unittest.TestCase):
     def converted(self, text, *options):
         source, target = self.folder / "source.json", self.folder / "file.kr"
         source.write_text(text, encoding="utf-8")
-        run(KRSIM, "convert", source, target, *options)
+        run(KRSIM, "convert", source, target, "--force", *options)
         return target
 
     def written(self, data):
