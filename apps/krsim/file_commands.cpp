@@ -68,6 +68,7 @@ std::string describeContent(const std::string& filename, const KrMagicTag& tag) 
 std::string describe(const std::string& filename) {
     const KrMagicTag tag = readTag(filename);
     if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
+        static_cast<void>(loadFile(filename));  // says why it is none
         throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is not one of the framework's");
     }
     unsigned major = 0;

@@ -189,8 +189,8 @@ class Files(unittest.TestCase):
         for reason in ("no element found", "version 2021.0", "none' does not exist"):
             self.assertIn(reason, told)
         self.assertIn("cannot be opened: File name too long", self.krsim("dump", self.folder / ("x" * 300), code=2))
-        told = self.krsim("info", empty, self.folder, self.car, code=3)
-        for text in ("not one of the framework's", "is a folder", "XML, objects"):
+        told = self.krsim("info", empty, self.folder, marked, self.car, code=3)
+        for text in ("it is empty", "is a folder", "byte order mark", "XML, objects"):
             self.assertIn(text, told)
         self.assertIn("does not exist", self.krsim("run", self.folder / "none", code=2))
         self.assertIn("does not exist", self.run_quietly(self.car, "--restore-state", self.folder / "none", code=2))
