@@ -9,6 +9,7 @@
 #include "kr/data/container.h"
 #include "kr/data/field_base.h"
 #include "kr/data/field_listener.h"
+#include "kr/data/full_path.h"
 #include "kr/data/i_field_owner.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
@@ -16,6 +17,7 @@
 #include "kr/data/proxy.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
+#include "kr/platform/stack_room.h"
 
 namespace KrData {
 
@@ -27,6 +29,17 @@ thread_local constinit OrphanedProxies* OrphanedProxies::_top = nullptr;
 namespace {
 constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' listener() [%s]\n",
                                         "FieldBase: unhandled exception in '%s' listener()\n"};
+
+/// Connections and observers lead from one change to the next, perhaps without end.
+bool isTooDeep(const FieldBase& changed) {
+    if (!Kr::isStackNearlyUsed()) return false;
+    Kr::logErrorNoThrow(
+        "FieldBase: the change of '%s' is not passed on: too many connections and observers, each changing the field "
+        "of the next, led to it.\n",
+        getFullPath(changed).c_str());
+    return true;
+}
+
 }  // namespace
 
 // --- State flags ---------------------------------------------------------------------------------------------------
@@ -298,6 +311,7 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned noise) const {
     if (noise == kHasOutgoing) {
         if (auto* only = _outgoing.only()) return only->_transferStep(changed) ? _followChain(*only) : void();
     }
+    if (isTooDeep(changed)) return;
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
     const detail::ObserverList::Reader observers(

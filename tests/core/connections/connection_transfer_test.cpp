@@ -7,18 +7,23 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kr/core/connections/connection.h"
 #include "kr/data/container.h"
 #include "kr/data/field.h"
 #include "tests/support/field_doubles.h"
+#include "tests/support/log_capture.h"
 
 namespace connection_transfer_test {
 
 using namespace test_support;
 using Kr::KrConnection;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 /// Outputs that write down who heard of a change.
 class Transfers : public testing::Test {
@@ -132,32 +137,66 @@ constexpr std::size_t kLongChain = 10'000;
 constexpr std::size_t kLongChain = 2'000;  // unoptimised frames are larger
 #endif
 
-TEST_F(Transfers, FitTheStackAlongALongChainOfAnyKind) {
-    for (const char* kind : {"plain", "watched", "converting", "function", "container"}) {
-        const std::string what = kind;
-        _watches.clear();
-        _connections.clear();
-        _outputs.clear();
+class LongChains : public Transfers {
+protected:
+    /// Its first and last field that has a value.
+    std::pair<FieldBase*, FieldBase*> makeChain(const std::string& kind, std::size_t length) {
         std::vector<FieldBase*> chain, ends;
-        for (std::size_t i = 0; i <= kLongChain; ++i) {
-            const bool isWhole = what == "converting" && i % 2 == 1;
-            if (what == "container") {
+        for (std::size_t i = 0; i <= length; ++i) {
+            const bool isWhole = kind == "converting" && i % 2 == 1;
+            if (kind == "container") {
                 chain.push_back(_outputs.addContainer("c"));
                 ends.push_back(static_cast<Container*>(chain.back())->add<double>("x"));
             } else {
                 ends.push_back(_outputs.addField("x", isWhole ? Types::kInteger : Types::kDouble));
                 chain.push_back(ends.back());
             }
-            if (what == "watched") watch(*ends.back());
+            if (kind == "watched") watch(*ends.back());
             if (i == 0) continue;
             auto& connection = connect(*chain[i - 1], *chain[i]);
-            if (what == "function") connection.setTransferFunction([](double x) { return x; });
+            if (kind == "function") connection.setTransferFunction([](double x) { return x; });
         }
-        heard.clear();
-        ends.front()->set(7.0);
-        EXPECT_EQ(ends.back()->toReal(), 7.0) << kind;
-        EXPECT_EQ(heard.size(), what == "watched" ? kLongChain + 1 : 0U);
+        return {ends.front(), ends.back()};
     }
+    void TearDown() override {
+        _watches.clear();
+        _connections.clear();
+        _outputs.clear();
+    }
+};
+
+TEST_F(LongChains, FitTheStackWhateverTheirKind) {
+    for (const char* kind : {"plain", "watched", "converting", "function", "container"}) {
+        TearDown();
+        const auto [first, last] = makeChain(kind, kLongChain);
+        heard.clear();
+        first->set(7.0);
+        EXPECT_EQ(last->toReal(), 7.0) << kind;
+        EXPECT_EQ(heard.size(), std::string(kind) == "watched" ? kLongChain + 1 : 0U);
+    }
+}
+
+/// Only where the stack of the thread has no limit does the value arrive.
+TEST_F(LongChains, EndWithAMessageWhereTheStackEnds) {
+    for (const char* kind : {"watched", "converting", "function", "container"}) {
+        TearDown();
+        const LogCapture log;
+        const auto [first, last] = makeChain(kind, 100'000);
+        first->set(7.0);
+        const auto lines = log.lines();
+        if (last->toReal() == 7.0 && lines.empty()) continue;
+        ASSERT_EQ(lines.size(), 1U) << kind;
+        EXPECT_THAT(lines.front(), AllOf(StartsWith("2 "), HasSubstr("too many connections and observers"))) << kind;
+        EXPECT_EQ(last->toReal(), 0.0) << kind;
+    }
+}
+
+TEST_F(LongChains, OfAnObserverThatChangesItsFieldWithoutEndEndsWithAMessage) {
+    auto& counter = make("Counter");
+    const auto again = counter.addObserver([&](const FieldBase&) { counter.set(counter.toReal() + 1.0); });
+    const LogCapture log;
+    counter.set(1.0);
+    EXPECT_THAT(log.lines(), ElementsAre(AllOf(StartsWith("2 "), HasSubstr("Counter"))));
 }
 
 }  // namespace connection_transfer_test

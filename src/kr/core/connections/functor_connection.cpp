@@ -11,6 +11,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/platform/log.h"
+#include "kr/platform/stack_room.h"
 
 namespace Kr {
 
@@ -103,6 +104,7 @@ bool KrFunctorConnection::_isGateOpen() const {
 
 void KrFunctorConnection::transferValue(const FieldBase& changed) {
     if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed) || !_isGateOpen()) return;
+    if (isStackNearlyUsed()) return detail::reportTooDeep(*getSource(), *getSink());
     _functor->run(changed);
 }
 
