@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "kr/data/field_visitor.h"
+#include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 
@@ -451,5 +452,59 @@ TEST(Container, FindsTheFirstOfManyChildrenWhateverChanged) {
             << "seed " << kSeed << ", step " << step << ", " << path;
     }
 }
+
+// --- Deprecated names ----------------------------------------------------------------------------------------------
+
+TEST(DeprecatedNames, FindThePresentChildAndWarnOnce) {
+    Container top("Top");
+    auto* group = top.addContainer("Group");
+    auto* force = group->add<double>("Force", 2.0);
+    ASSERT_TRUE(group->addDeprecatedName("Push", "Force"));
+    ASSERT_TRUE(group->addDeprecatedName("Shove", "Push"));
+    ASSERT_TRUE(top.addDeprecatedName("Old group", "Group"));
+    const LogCapture log;
+    EXPECT_EQ(&(*group)["Push"], force);
+    EXPECT_EQ(*group->find("Push"), force);
+    EXPECT_EQ(&(*group)["Shove"], force);
+    EXPECT_EQ(top.findFieldFromPath("Top.Group.Push"), force);
+    EXPECT_EQ(top.findFieldFromPath("Top.Old group.Push"), force);
+    EXPECT_THAT(log.lines(), ElementsAre("3 Container: field 'Top.Group.Push' is deprecated; use 'Top.Group.Force'.\n",
+                                         "3 Container: field 'Top.Group.Shove' is deprecated; use 'Top.Group.Force'.\n",
+                                         "3 Container: field 'Top.Old group' is deprecated; use 'Top.Group'.\n"));
+}
+
+TEST(DeprecatedNames, YieldToAChildOfThatNameAndAreNoNamesToRemoveOrCopy) {
+    Container group("Group");
+    group.add<double>("Force", 2.0);
+    ASSERT_TRUE(group.addDeprecatedName("Push", "Force"));
+    EXPECT_FALSE(group.removeField("Push"));
+    EXPECT_EQ(group.getUniqueFieldId("Push"), Kr::KrID("Push"));
+    const std::unique_ptr<Container> copy(group.clone(nullptr));
+    EXPECT_FALSE((*copy)["Push"].isValid());
+    auto* own = group.add<double>("Push", 3.0);
+    EXPECT_EQ(&group["Push"], own);
+}
+
+struct RefusedName {
+    const char* name;
+    const char* former;
+    const char* present;
+};
+class RefusedDeprecatedNames : public testing::TestWithParam<RefusedName> {};
+
+TEST_P(RefusedDeprecatedNames, ChangeNothing) {
+    Container group("Group");
+    group.add<double>("C", 2.0);
+    ASSERT_TRUE(group.addDeprecatedName("B", "C"));
+    ASSERT_TRUE(group.addDeprecatedName("A", "B"));
+    EXPECT_FALSE(group.addDeprecatedName(GetParam().former, GetParam().present));
+    EXPECT_EQ(group["A"].toReal(), 2.0);
+}
+
+const RefusedName kRefusedNames[] = {
+    {"EmptyFormerName", "", "C"}, {"EmptyPresentName", "D", ""}, {"Itself", "D", "D"},
+    {"AnotherMeaning", "A", "C"}, {"ACircle", "C", "A"},
+};
+INSTANTIATE_TEST_SUITE_P(Container, RefusedDeprecatedNames, testing::ValuesIn(kRefusedNames), test_support::caseName);
 
 }  // namespace container_test

@@ -89,7 +89,7 @@ Container::iterator Container::_placed(FieldBase* field, iterator position) {
 }
 
 bool Container::removeField(const Kr::KrID& id) {
-    const auto position = find(id);
+    const auto position = _findOwn(id);
     if (position == end() || !_mayRemove(1)) return false;
     erase(position);
     return true;
@@ -295,77 +295,6 @@ void Container::_takeInternalIdentifiers(const Container& source) {
 
 // --- Access --------------------------------------------------------------------------------------------------------
 
-Container::iterator Container::find(const Kr::KrID& id) const noexcept {
-    return begin() + static_cast<std::ptrdiff_t>(_lookup.find(_children, id));
-}
-
-FieldBase& Container::operator[](const Kr::KrID& id) {
-    const auto position = find(id);
-    return position != end() ? **position : getInvalidField();
-}
-
-const FieldBase& Container::operator[](const Kr::KrID& id) const {
-    const auto position = find(id);
-    return position != end() ? **position : getInvalidField();
-}
-
-FieldBase& Container::operator[](std::size_t index) {
-    return index < size() ? *_children[index] : getInvalidField();
-}
-
-const FieldBase& Container::operator[](std::size_t index) const {
-    return index < size() ? *_children[index] : getInvalidField();
-}
-
-namespace {
-
-/// Where `path` goes on after `text` as the next step behind the first `matched` characters; npos when it does not.
-std::size_t matchStep(std::string_view path, std::size_t matched, std::string_view text) {
-    if (matched == std::string_view::npos || text.empty()) return matched;
-    auto rest = path.substr(matched);
-    if (matched != 0) {
-        if (!rest.starts_with('.')) return std::string_view::npos;
-        rest.remove_prefix(1);
-    }
-    return rest.starts_with(text) ? path.size() - rest.size() + text.size() : std::string_view::npos;
-}
-
-/// How many characters of `path` the path of the container itself covers; npos when it is no prefix.
-std::size_t matchContainer(std::string_view path, const Container& container) {
-    const auto* parent = container.getParent();
-    if (parent != nullptr) return matchStep(path, matchContainer(path, *parent), container.getID().str());
-    return container.getOwnerExtension() != nullptr ? 0 : matchStep(path, 0, container.getID().str());
-}
-
-}  // namespace
-
-FieldBase* Container::findFieldFromPath(std::string_view path) const {
-    const auto matched = path.empty() ? std::string_view::npos : matchContainer(path, *this);
-    return matched != std::string_view::npos ? _findBelow(path, matched) : nullptr;
-}
-
-FieldBase* Container::_findBelow(std::string_view path, std::size_t matched) const {
-    detail::ChildLookup::Steps steps;
-    const auto begin = matched + static_cast<std::size_t>(matched != 0);  // behind a dot, which _findFrom checks
-    if (_lookup.findSteps(_children, path.substr(std::min(begin, path.size())), steps)) {
-        for (std::size_t i = 0; i < steps.count; ++i) {
-            if (auto* found = _findFrom(*_children[steps.positions[i]], path, matched)) return found;
-        }
-        return nullptr;
-    }
-    for (auto* child : _children) {
-        if (auto* found = _findFrom(*child, path, matched)) return found;
-    }
-    return nullptr;
-}
-
-FieldBase* Container::_findFrom(FieldBase& child, std::string_view path, std::size_t matched) {
-    const auto end = matchStep(path, matched, child.getID().str());
-    if (end == std::string_view::npos || end == path.size()) return end == path.size() ? &child : nullptr;
-    return child.getDataType() == Types::kContainer ? static_cast<const Container&>(child)._findBelow(path, end)
-                                                    : nullptr;
-}
-
 FieldBase* Container::getFieldByInternalIdentifier(std::uint32_t identifier) const noexcept {
     const auto position =
         std::find_if(begin(), end(), [&](const FieldBase* child) { return child->_internalIdentifier == identifier; });
@@ -373,7 +302,7 @@ FieldBase* Container::getFieldByInternalIdentifier(std::uint32_t identifier) con
 }
 
 Kr::KrID Container::getUniqueFieldId(const Kr::KrID& id) const {
-    if (find(id) == end()) return id;
+    if (_findOwn(id) == end()) return id;
     KrSim::StringUtils::UniqueNamesCollection names;
     for (const auto* child : _children)
         names.add(child->_id.str());
@@ -392,7 +321,7 @@ void Container::_endConnections() noexcept {
 // --- Order ---------------------------------------------------------------------------------------------------------
 
 Container::iterator Container::moveField(iterator position, const Kr::KrID& id) {
-    const auto from = _children.begin() + (find(id) - begin());
+    const auto from = _children.begin() + (_findOwn(id) - begin());
     if (from == _children.end()) return end();
     const auto behind = _children.begin() + (position - begin());
     if (behind == from) return from;
@@ -549,7 +478,7 @@ bool Container::isEqual(const FieldBase& other) const {
     const auto& container = static_cast<const Container&>(other);
     if (size() != container.size()) return false;
     const auto hasEqual = [&](const FieldBase& child, const FieldBase* beside) {
-        return std::any_of(container.find(child._id), container.end(), [&](const FieldBase* twin) {
+        return std::any_of(container._findOwn(child._id), container.end(), [&](const FieldBase* twin) {
             return twin != beside && twin->_id == child._id && child.isEqual(*twin);
         });
     };

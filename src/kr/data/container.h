@@ -14,6 +14,10 @@
 
 namespace KrData {
 
+namespace detail {
+struct DeprecatedName;
+}  // namespace detail
+
 /// A field whose value is an ordered list of child fields: the inputs of an extension, a group, a whole tree.
 ///
 /// Lookups by identifier answer the first match; identifiers should be unique among siblings, but nothing enforces it
@@ -77,6 +81,11 @@ public:
     /// `id` itself when no child has it, else its text with a blank and the first free number from 2 up.
     [[nodiscard]] Kr::KrID getUniqueFieldId(const Kr::KrID& id) const;
     [[nodiscard]] Types::FieldTypeEnum getFieldType() const override { return _fieldType; }
+    /// Declares that the child `present` was called `former` in earlier releases. While no child has the former name,
+    /// lookups by it, also in paths, and loading find the present child; the first use of each deprecated name of a
+    /// type is logged as a warning. Belongs to code, not to content: it is neither copied nor saved. False for an empty
+    /// name, where the former name stands for another one already, and where names would lead in a circle.
+    bool addDeprecatedName(const Kr::KrID& former, const Kr::KrID& present);
 
     // --- Order -----------------------------------------------------------------------------------------------------
     /// Puts the first child with this identifier right behind the child that stands at `position`; end() appends.
@@ -111,6 +120,10 @@ public:
     /// this container or one above it, or is refused.
     bool _addField(FieldBase* field);
     bool _addField(FieldBase* field, iterator position);
+    /// The child that a deprecated name stands for, as addDeprecatedName says; end() when there is none.
+    [[nodiscard]] iterator _findDeprecated(const Kr::KrID& former) const noexcept;
+    /// The first child that has this identifier itself.
+    [[nodiscard]] iterator _findOwn(const Kr::KrID& id) const noexcept;
     /// Like _addField, without the search for a double of the internal identifier: the caller knows that no child has
     /// it. The number 0 asks for a new one.
     bool _addNumberedField(FieldBase* field, iterator position);
@@ -159,6 +172,10 @@ protected:
 
 private:
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
+    [[nodiscard]] FieldBase* _findOwnBelow(std::string_view path, std::size_t matched) const;
+    [[nodiscard]] FieldBase* _findDeprecatedBelow(std::string_view path, std::size_t matched) const;
+    [[nodiscard]] const detail::DeprecatedName* _findDeclaration(const Kr::KrID& former) const noexcept;
+    void _tellDeprecated(const Kr::KrID& former, const FieldBase& field) const noexcept;
     [[nodiscard]] static FieldBase* _findFrom(FieldBase& child, std::string_view path, std::size_t matched);
     void _insertChild(FieldBase* field, std::size_t index);
     void _takeOut(FieldBase& field, bool isDying);

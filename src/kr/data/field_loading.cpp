@@ -97,13 +97,21 @@ void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
     }
 }
 
+/// The field that was called like `source` when it was saved, unless it was saved under its present name, too.
+FieldBase* findFormer(const Container& fields, const Container& saved, const FieldBase& source) {
+    const auto former = fields._findDeprecated(source.getID());
+    return former != fields.end() && saved._findOwn((*former)->getID()) == saved.end() ? *former : nullptr;
+}
+
 }  // namespace
 
 void _loadFields(Container& fields, const Container& saved, FieldLoading how) {
     const detail::NotificationFrame frame(fields, saved);
     detail::ChildPairs pairs(saved.getChildren(), fields.getChildren());
     for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < saved.size(); ++i) {
-        if (auto* field = pairs.find(i)) {
+        auto* field = pairs.find(i);
+        if (field == nullptr) field = findFormer(fields, saved, saved[i]);
+        if (field != nullptr) {
             loadField(*field, saved[i], how);
         } else if (addMissing(fields, saved[i], i, how)) {
             pairs.noteInserted();

@@ -290,6 +290,7 @@ void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Mat
                 if (other._nodes[at].id == node.id && rank-- == 0) break;
             }
         }
+        if (at >= others.last) at = _placeOfFormer(own, other, others, node.id);
         if (at >= others.last) {
             miss(node);
             continue;
@@ -305,6 +306,21 @@ void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Mat
         }
         at = found.end;
     }
+}
+
+std::uint32_t ValuePlan::_placeOfFormer(Nodes own, const ValuePlan& other, Nodes others, const Kr::KrID& id) const {
+    const auto placeOf = [&](const auto& isWanted) {
+        auto place = others.first;
+        while (place < others.last && !isWanted(other._nodes[place]))
+            place = other._nodes[place].end;
+        return place;
+    };
+    const auto sibling = placeOf([](const Node& each) { return each.index != kNoValue; });
+    const auto* parent = sibling < others.last ? other._fields[other._nodes[sibling].index]->getParent() : nullptr;
+    if (parent == nullptr) return others.last;
+    const auto found = parent->_findDeprecated(id);
+    if (found == parent->end() || _countBefore(own.first, own.last, (*found)->getID()) != 0) return others.last;
+    return placeOf([&](const Node& each) { return each.id == (*found)->getID(); });
 }
 
 std::size_t ValuePlan::_countBefore(std::uint32_t first, std::uint32_t last, const Kr::KrID& id) const {

@@ -150,6 +150,9 @@ private:
     /// `miss` with nodes of this tree that have none there.
     template <class Match, class Miss>
     void _pair(Nodes own, const ValuePlan& other, Nodes others, const Match& match, const Miss& miss) const;
+    /// The node among `others` that has been called `id` before, and has no node of its present name in this tree.
+    [[nodiscard]] std::uint32_t _placeOfFormer(Nodes own, const ValuePlan& other, Nodes others,
+                                               const Kr::KrID& id) const;
     std::size_t _restorePairs(Nodes own, const ValuePlan& source, Nodes others, const FieldValues& values,
                               Changed& changed) const;
     void _resizeBelow(std::uint32_t first, std::uint32_t last, Container& group, ArrayResizes& resizes) const;

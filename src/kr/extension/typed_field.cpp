@@ -30,7 +30,7 @@ bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, Kr
     auto* proxy = owner != nullptr ? owner->_getProxy() : nullptr;
     if (proxy == nullptr) return false;
     auto& group = groupOf(proxy->getFieldsContainer(), role);
-    auto position = group.find(field->getID());
+    auto position = group._findOwn(field->getID());
     if (position != group.end() && (*position)->getDataType() == field->getDataType()) {
         // Left by the implementation before, or loaded while there was none.
         field->initializeFrom(**position);
@@ -48,6 +48,17 @@ bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, Kr
     }
     if (!group._addField(field, position)) return false;
     static_cast<void>(made.release());
+    return true;
+}
+
+bool addDeprecatedFieldName(KrData::FieldBase& field, const Kr::KrID& former) {
+    auto* group = field.getParent();
+    if (group == nullptr || !group->addDeprecatedName(former, field.getID())) return false;
+    const auto left = group->_findOwn(former);
+    if (left == group->end() || !(*left)->isDynamic()) return true;
+    // Left by an implementation of an earlier release, or loaded while there was none.
+    field.initializeFrom(**left);
+    group->erase(left);
     return true;
 }
 

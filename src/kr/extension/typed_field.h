@@ -59,6 +59,9 @@ private:
 /// \return whether the field lives.
 KR_API bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, KrData::FieldBase* field);
 
+/// Declares a former name of a declared field, which takes over the value of a field of that name, if any.
+KR_API bool addDeprecatedFieldName(KrData::FieldBase& field, const Kr::KrID& former);
+
 /// What inputs, outputs and parameters have in common.
 template <class T>
 class TypedField {
@@ -74,6 +77,11 @@ public:
     /// The field in the container, to observe, connect or describe it. Null for an implementation without a proxy and
     /// after the field was removed.
     [[nodiscard]] KrData::Field<T>* getField() const noexcept { return _field; }
+    /// In the constructor of the implementation: content of earlier releases has the field under this name. See
+    /// KrData::Container::addDeprecatedName; false also when there is no field.
+    bool addDeprecatedName(const Kr::KrID& former) {
+        return _field != nullptr && addDeprecatedFieldName(*_field, former);
+    }
 
 protected:
     TypedField(IExtension* owner, KrData::Types::FieldTypeEnum role, const Kr::KrID& id,

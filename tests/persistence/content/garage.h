@@ -36,7 +36,7 @@ inline const KrSim::KrFactoryKey kGarageType{"5b4c1b1e-6d43-4f6c-9f9c-3f2f6a1d0a
 class Motor final : public KrSim::IExtension {
 public:
     static constexpr int kVersion = 3;
-    explicit Motor(KrExtension* proxy) : IExtension(proxy, kVersion) {}
+    explicit Motor(KrExtension* proxy) : IExtension(proxy, kVersion) { pedal.addDeprecatedName("Throttle"); }
 
     void onSaving(std::ostream& data) override {
         data << revolutions;

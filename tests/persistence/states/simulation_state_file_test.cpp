@@ -16,6 +16,7 @@
 #include "kr/persistence/files/file.h"
 #include "tests/persistence/states/world.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/replaced.h"
 #include "tests/support/temporary_folder.h"
 
 namespace simulation_state_file_test {
@@ -175,6 +176,21 @@ TEST(StateFile, KeepsReferencesToContentThatIsNotHere) {
     std::ostringstream again(std::ios::binary);
     EXPECT_TRUE(file.save(again, ""));
     EXPECT_EQ(again.str(), bytes);
+}
+
+TEST(StateFile, FindsFieldsByTheirDeprecatedNames) {
+    World world;
+    world.first->drag = 0.25;
+    auto text = save(world.take(), KrFile::kXml);
+    ASSERT_THAT(text, testing::HasSubstr("Drag"));
+    KrFile file;
+    const auto* section = load(file, test_support::replaced(text, "Drag", "Friction"));
+    ASSERT_NE(section, nullptr) << file.getLastError();
+    world.first->drag = 0.5;
+    for (auto* unit : {world.first, world.second})
+        ASSERT_TRUE(unit->drag.addDeprecatedName("Friction"));
+    EXPECT_TRUE(section->getSnapshot()->restore(*world.application).isComplete());
+    EXPECT_EQ(world.first->drag, 0.25);
 }
 
 TEST(StateFile, GoesToDiskAndSaysWhatIsWrong) {

@@ -2,9 +2,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <forward_list>
 #include <memory>
 #include <vector>
 
+#include "kr/core/id.h"
 #include "kr/data/connection_list.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/field_reference.h"
@@ -12,6 +14,15 @@
 #include "kr/data/internal/proxy_list.h"
 
 namespace KrData::detail {
+
+/// A name that a child of a container had in earlier releases.
+struct DeprecatedName {
+    DeprecatedName(const Kr::KrID& itsFormer, const Kr::KrID& itsPresent) : former(itsFormer), present(itsPresent) {}
+
+    Kr::KrID former;
+    Kr::KrID present;
+    mutable std::atomic<bool> isTold{false};
+};
 
 /// What few fields have, behind one pointer. The observer lists are made on any thread, the rest on the application's.
 struct FieldRareState {
@@ -23,6 +34,7 @@ struct FieldRareState {
     ConnectionList incoming;
     std::vector<FieldListener*> listeners;  // null where one has gone while they are told
     std::uint32_t listenerWalks{0};
+    std::forward_list<DeprecatedName> deprecatedNames;  // of containers
 };
 
 }  // namespace KrData::detail
