@@ -7,6 +7,7 @@
 
 #include "kr/persistence/files/file_object_numbers.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/persistence/files/producer.h"
 #include "kr/platform/smart_ptr.h"
 #include "kr/platform/version.h"
 #include "tests/persistence/files/notes.h"
@@ -129,6 +130,19 @@ TEST(File, HasItsBytes) {
               "04000000000000004e6f7465"                                          // 0x8e: name of the section
               "02000000000000006869"                                              // 0x9a: its text
               "4b72436865636b31a400000000000000ced4bee0");                        // 0xa4: "KrCheck1", length, CRC-32
+}
+
+TEST(Producer, IsWhatTheHostSaysAndTheLibraryAgainAfterwards) {
+    KrPersistence::setProducer({"Town Studio", "Spring", "3.1 (build 7)"});
+    KrFile file;
+    saved(file);
+    KrPersistence::setProducer({"Town Studio", "", "3.2"});
+    EXPECT_EQ(file.getProducerInformation(), "Town Studio Spring, version 3.1 (build 7)");
+    saved(file);
+    KrPersistence::setProducer({});
+    EXPECT_EQ(file.getProducerInformation(), "Town Studio, version 3.2");
+    saved(file);
+    EXPECT_EQ(file.getProducerInformation(), "Orrery, version " KR_VERSION);
 }
 
 INSTANTIATE_TEST_SUITE_P(File, FileOfEachKind, testing::ValuesIn(kFormats));

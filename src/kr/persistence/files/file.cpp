@@ -10,8 +10,8 @@
 #include "kr/persistence/files/file_section.h"
 #include "kr/persistence/files/internal/quiet_log.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/persistence/files/producer.h"
 #include "kr/platform/guard.h"
-#include "kr/platform/version.h"
 
 namespace KrPersistence {
 
@@ -22,8 +22,9 @@ constexpr Kr::GuardTexts kProgressTexts{Kr::eLogLevel::kWarn, "KrFile: fatal err
 
 // Without a time, so that the same content gives the same bytes.
 std::string describeProducer() {
-    const std::string marketingName = KR_VERSION_MARKETING_NAME;
-    return "Orrery" + (marketingName.empty() ? "" : " " + marketingName) + ", version " + Kr::getLibraryVersion();
+    const auto producer = getProducer();
+    return producer.application + (producer.marketingName.empty() ? "" : " " + producer.marketingName) + ", version " +
+           producer.version;
 }
 
 }  // namespace

@@ -96,7 +96,7 @@ public:
     void setFileType(eFileType type) noexcept { _fileType = type; }
     [[nodiscard]] const std::string& getDescription() const noexcept { return _description; }
     void setDescription(const std::string& text) { _description = text; }
-    /// Which program wrote the file; each save replaces it.
+    /// Which program wrote the file; each save replaces it. See setProducer.
     [[nodiscard]] const std::string& getProducerInformation() const noexcept { return _producerInformation; }
     /// The path last loaded or saved.
     [[nodiscard]] const std::string& getCurrentFilename() const noexcept { return _currentFilename; }
