@@ -8,6 +8,7 @@
 
 #include "kr/application/application_config.h"
 #include "kr/application/context/application_state.h"
+#include "kr/application/i_simulation_file_manager.h"
 #include "kr/application/internal/application_parts.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/content/paths/content_path.h"
@@ -90,6 +91,9 @@ KrApplication::~KrApplication() {
     _state->_end();
     all.configurationWatch.disconnect();
     all.subscriptions.unregister();
+    auto* const manager = all.simulationFileManager.get();
+    if (auto* door = manager != nullptr ? manager->getImplementationAs<ISimulationFileManager>() : nullptr)
+        door->_setApplication(nullptr);  // others may hold the manager
     removeAllModules();
     removeAllExtensions();
     all.root->_setApplicationContext({});
@@ -338,7 +342,11 @@ void KrApplication::fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>&
 
 KrExtension* KrApplication::getSimulationFileManager() const {
     auto& manager = _parts->simulationFileManager;
-    if (!manager) manager = KrExtensionFactory::create(Keys::SimulationFileManager::kInternalFactoryKey);
+    if (!manager) {
+        manager = KrExtensionFactory::create(Keys::SimulationFileManager::kInternalFactoryKey);
+        if (auto* door = manager ? manager->getImplementationAs<ISimulationFileManager>() : nullptr)
+            door->_setApplication(&_parts->application);
+    }
     return manager.get();
 }
 

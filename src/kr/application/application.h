@@ -186,7 +186,8 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     void unregisterListener(IApplicationListener* listener);
     /// Adds the states of all content and all modules. Null is ignored.
     void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
-    /// The extension for settings of saved simulations. It carries data only. Null when it cannot be made.
+    /// Saves and restores states of this application: its implementation is an ISimulationFileManager, its parameters
+    /// say how. The same one each time; null when it cannot be made. Borrowed.
     [[nodiscard]] KrExtension* getSimulationFileManager() const;
 
     /// What the framework's own parts that extend an application work with; good as long as the application lives.

@@ -8,6 +8,7 @@ class ApplicationConfig;
 class FrameMeter;
 class FramePacer;
 class IApplicationListener;
+class ISimulationFileManager;
 class KrContentDispatcher;
 struct RunLimits;
 }  // namespace KrSim
