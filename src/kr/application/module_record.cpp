@@ -3,6 +3,7 @@
 #include "kr/data/container.h"
 #include "kr/data/field.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_properties.h"
 
 namespace KrSim {
 
@@ -40,6 +41,7 @@ std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension) {
         record.contentID.setFile(textOf(extension, kContentFile));
     }
     record.settings = dynamic_cast<const KrData::Container*>(extension.getParameter(kSettings));
+    record.properties = ExtensionProperties::find(extension);
     return record;
 }
 
@@ -55,6 +57,7 @@ Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record) {
     if (!id.isEmpty()) addText(*extension, kContentID, id.getOwnIdentifier().toString());
     if (!id.getFile().empty()) addText(*extension, kContentFile, id.getFile());
     auto* settings = dynamic_cast<KrData::Container*>(extension->addParameter(kSettings, KrData::Types::kContainer));
+    ExtensionProperties::_replace(*extension, record.properties);
     if (record.settings == nullptr || settings == nullptr) return extension;
     for (const auto* each : *record.settings)
         static_cast<void>(each->clone(settings));

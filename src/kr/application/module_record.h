@@ -17,14 +17,15 @@ namespace KrSim {
 struct ModuleRecord {
     std::string name{};
     KrFactoryKey key{};
-    KrContentID contentID{};                     ///< that a module gets which is made from the record; empty: any
-    const KrData::Container* settings{nullptr};  ///< parameters of the module; borrowed from the extension
+    KrContentID contentID{};                       ///< that a module gets which is made from the record; empty: any
+    const KrData::Container* settings{nullptr};    ///< parameters of the module; borrowed from the extension
+    const KrData::Container* properties{nullptr};  ///< of the module, likewise; see ExtensionProperties
 };
 
 /// What the extension records; nothing when it is no such record.
 [[nodiscard]] KR_API std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension);
 
-/// The extension for a setup, with copies of the settings. Null settings are none.
+/// The extension for a setup, with copies of the settings and properties. Null is none.
 [[nodiscard]] KR_API Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record);
 
 }  // namespace KrSim

@@ -190,6 +190,10 @@ def own_data(**fields):
                          ("SinkField", "Inputs.B"))]}]}]}
 
 
+PROPERTIES = {"Identifier": "ExtensionProperties", "Type": "Data Container", "Fields": [
+    {"Identifier": "Author", "Type": "String", "Value": "Ada"}, vector_field("Place")]}
+
+
 def objects(seed):
     fields = Fields(seed)
     gauge = extension(2, "Gauge", Inputs=[double_field("B"), vector_field("V")] + fields.one_of_each())
@@ -206,7 +210,7 @@ def objects(seed):
     place = {"Name": "Placed", **placed(3)}
     inner = extension(8, "Inner", IsObject=True, Extensions=[lost, place])
     marks = {"Identifier": "Name", "Type": "String", "Value": "Site 2", "forceObservers": True,
-             "Metadata": [{"Identifier": "MetaData", "Type": "Integer", "Value": 256}, own_data(**{"Name": 1})]}
+             "Metadata": [{"Identifier": "MetaData", "Type": "Integer", "Value": 256}, own_data(**{"Name": 1}), PROPERTIES]}
     definition = extension(20, "Site", IsObject=True, Extensions=[extension(21, "Part", Parameters=[double_field("M", 1.0)])])
     instance = extension(22, "Site 2", IsObject=True, NameMarks=marks,
                          Definition={**content_id(20), "File": "*Current File*"})
@@ -243,10 +247,10 @@ def setup(seed):
     chosen = {name: value for name, value in settings.items() if seed % 3 == 0 or name == "LoggingLevel" or
               fields.random.random() < 0.5}
     key = {"Uuid": "0c2b1c1e-6a1f-4f1c-9a55-0d9b6f0e7a11", "Category": "Modules", "Name": "Motor", "Plugin": "Missing"}
-    modules = [{"Name": "Engine", "Type": key, **content_id(9), "Settings": [double_field("Rate", 2.0)]},
+    modules = [{"Name": "Engine", "Type": key, **content_id(9), "Settings": [double_field("Rate", 2.0), PROPERTIES]},
                {"Name": "", "Type": key}]
     return [("KrSetupSection", 0, {"Setup": {"Name": "Config", **content_id(8), "Settings": chosen,
-                                             "OtherSettings": [double_field("Own", 1.5), vector_field("V")],
+                                             "OtherSettings": [double_field("Own", 1.5), vector_field("V"), PROPERTIES],
                                              "Modules": modules}}),
             ("KrContentListSection", 0, {"Files": ["content/car.kro", "car \"é\".xml"]}),
             ("KrContentListSection", 0, {"Files": []})]

@@ -8,6 +8,7 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/data/field_copying.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_properties.h"
 #include "kr/extension/object.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/platform/log.h"
@@ -25,10 +26,15 @@ KrSimulatorModule* findModule(const KrApplication& application, const ModuleReco
 }
 
 void copySettings(const ModuleRecord& record, KrSimulatorModule& module) {
+    if (record.properties != nullptr) ExtensionProperties::_replace(module, record.properties);
     if (record.settings == nullptr) return;
     auto& parameters = module.getParameterContainer();
     for (const auto* each : *record.settings) {
         auto* parameter = KrData::_findCounterpartIn(parameters, *each);
+        if (parameter == nullptr) {
+            const auto former = parameters._findDeprecated(each->getID());
+            if (former != parameters.end()) parameter = *former;
+        }
         if (parameter == nullptr || !parameter->copyValue(*each)) {
             Kr::logMessage(Kr::eLogLevel::kWarn,
                            "KrApplication: Module '%s' has no parameter '%s' that takes the value of the setup\n",
@@ -44,7 +50,7 @@ void captureModules(const KrApplication& application, ApplicationConfig& setup) 
         const auto* module = application.getModule(i);
         if (module->getCreationKey().isNull()) continue;  // made by hand: nobody could make it again
         const ModuleRecord record{module->getName(), module->getCreationKey(), module->getContentID(),
-                                  &module->getParameterContainer()};
+                                  &module->getParameterContainer(), ExtensionProperties::find(*module)};
         setup._getObjectProxy()->add(makeModuleRecord(record).get());
     }
 }

@@ -1,5 +1,6 @@
 #include "kr/persistence/setups/setup_section.h"
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "kr/application/module_record.h"
 #include "kr/data/container.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_properties.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
@@ -36,6 +38,17 @@ void writeFields(ArchiveWriter& writer, const char* name, const Fields& fields) 
     });
 }
 
+void addProperties(Fields& fields, const KrData::Container* properties) {
+    if (properties != nullptr) fields.push_back(properties);
+}
+
+/// Takes what addProperties added out of the fields that were read.
+std::unique_ptr<KrData::Container> takeProperties(KrData::Container& fields) {
+    auto* properties = dynamic_cast<KrData::Container*>(&fields[KrSim::ExtensionProperties::_getStoreID()]);
+    if (properties == nullptr || !fields._removeField(properties)) return nullptr;
+    return std::unique_ptr<KrData::Container>(properties);
+}
+
 /// Into the container, in the place of children of the same identifier.
 void readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
     const auto readOne = [&](std::size_t) {
@@ -55,8 +68,10 @@ void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record, const
         writeFactoryKey(writer, "Type", record.key);
         writer.optional(!record.contentID.isEmpty(), "ContentID",
                         [&] { writeContentID(writer, "ContentID", toStored(record.contentID)); });
-        writeFields(writer, "Settings",
-                    record.settings != nullptr ? Fields(record.settings->begin(), record.settings->end()) : Fields());
+        Fields settings;
+        if (record.settings != nullptr) settings.assign(record.settings->begin(), record.settings->end());
+        addProperties(settings, record.properties);
+        writeFields(writer, "Settings", settings);
     });
 }
 
@@ -70,7 +85,9 @@ Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader, const Loade
         if (record.key.isNull()) reader.fail("module '" + record.name + "' has no type");
         readFields(reader, "Settings", settings);
     });
+    const auto properties = takeProperties(settings);
     record.settings = &settings;
+    record.properties = properties.get();
     return KrSim::makeModuleRecord(record);
 }
 
@@ -120,6 +137,7 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
                 if (isKnown) std::erase(others, &own);
             }
         });
+        addProperties(others, KrSim::ExtensionProperties::find(object));
         writeFields(writer, "OtherSettings", others);
 
         writer.sequence("Modules", modules.size(),
@@ -145,6 +163,7 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
                 detail::readSetting(reader, *each);
         });
         readFields(reader, "OtherSettings", object.getParameterContainer());
+        KrSim::ExtensionProperties::_replace(object, takeProperties(object.getParameterContainer()).get());
         reader.sequence("Modules", [&](std::size_t) { object.add(readModule(reader, toLive).get()); });
         noteSourceFile(filePart, path, {made});
         _setup = Setup(config);
