@@ -10,9 +10,11 @@
 #include "kr/application/application.h"
 #include "kr/application/application_config.h"
 #include "kr/application/module_record.h"
+#include "kr/application/setup_presets.h"
 #include "kr/data/field.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_properties.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_section.h"
@@ -27,6 +29,8 @@ using KrPersistence::loadSetupFile;
 using KrPersistence::saveSetupFile;
 using KrPersistence::SetupFile;
 using KrSim::ApplicationConfig;
+using KrSim::ExtensionProperties;
+using KrSim::SetupPresets;
 using Setup = KrSim::KrSmartInterface<ApplicationConfig>;
 using testing::ElementsAre;
 
@@ -129,6 +133,49 @@ TEST_P(SetupFiles, WithoutASetupOrWithMoreAreRefused) {
     EXPECT_THAT(error, testing::HasSubstr("is no record of a module"));
     EXPECT_FALSE(saveSetupFile({}, name, GetParam().flags, error));
     EXPECT_EQ(error, "there is no setup to save");
+}
+
+TEST_P(SetupFiles, KeepPropertiesOfTheSetupAndOfModules) {
+    const auto setup = makeFullSetup(folder.path());
+    auto& object = *setup->_getObjectProxy();
+    ExtensionProperties::set<std::string>(object, "Author", "Ada");
+    ExtensionProperties::set<int>(*object.getExtension(0), "Colour", 7);
+    const auto name = folder / "setup";
+    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags, error)) << error;
+    SetupFile loaded;
+    ASSERT_TRUE(loadSetupFile(loaded, name, error)) << error;
+    const auto& again = *loaded.setup->_getObjectProxy();
+    EXPECT_EQ(ExtensionProperties::get<std::string>(again, "Author"), "Ada");
+    EXPECT_TRUE(again.getParameterContainer().isEqual(object.getParameterContainer()));
+    const auto record = KrSim::readModuleRecord(*again.getExtension(0));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->settings->size(), 2U);
+    EXPECT_EQ(ExtensionProperties::get<int>(*again.getExtension(0), "Colour"), 7);
+}
+
+TEST_P(SetupFiles, KeepPresetsAsTheDifferencesOfVariants) {
+    const auto setup = makeSetup();
+    setup->simulationFrameRate = 30.0;
+    const auto fast = makeFullSetup(folder.path());
+    ASSERT_TRUE(SetupPresets::store(*setup, "Fast", *fast));
+    ASSERT_TRUE(SetupPresets::store(*setup, "Same", *setup));
+    const auto name = folder / "setup";
+    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags, error)) << error;
+    SetupFile loaded;
+    ASSERT_TRUE(loadSetupFile(loaded, name, error)) << error;
+    auto& again = *loaded.setup;
+    EXPECT_THAT(SetupPresets::getNames(again), ElementsAre("Fast", "Same"));
+    EXPECT_EQ(SetupPresets::apply(again, "Same"), "");
+    EXPECT_EQ(again.simulationFrameRate, 30.0);
+    EXPECT_EQ(SetupPresets::apply(again, "Fast"), "settings of preset 'Fast' do not exist or have another type: 'Own'");
+    EXPECT_EQ(again.simulationFrameRate, 0.1 + 0.2);
+    EXPECT_EQ(again.profilerEnabledCategories.get(), fast->profilerEnabledCategories.get());
+    EXPECT_TRUE(again.getRemoteAccess()->isEqual(*fast->getRemoteAccess()));
+    EXPECT_EQ(SetupPresets::apply(again, "Slow"), "there is no preset 'Slow'; there are 'Fast', 'Same'");
+    EXPECT_TRUE(SetupPresets::remove(again, "Fast") && SetupPresets::remove(again, "Same"));
+    EXPECT_FALSE(SetupPresets::remove(again, "Same") || SetupPresets::store(again, "", *fast));
+    EXPECT_EQ(SetupPresets::apply(again, "Fast"), "there is no preset 'Fast'");
+    EXPECT_EQ(ExtensionProperties::find(*again._getObjectProxy()), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SetupFiles,
