@@ -1,5 +1,6 @@
-// The content types of the library. What they do, other plug-ins and modules do; the types themselves carry data only.
+// The content types of the library. What most of them do, other plug-ins and modules do; those carry data only.
 
+#include "kr/application/connections/connection_container.h"
 #include "kr/extension/data_extension.h"
 #include "kr/extension/factory_keys.h"
 #include "kr/extension/plugin.h"
@@ -25,7 +26,7 @@ KR_PLUGIN(
                  "35180985-96A4-421A-B5CC-73E1F40CDB24"),
     KR_EXTENSION(KrDataObject<Keys::Scene>, "Content", "Scene", "CB0B453A-390E-4BBD-A6BE-69563841E94A"),
     KR_EXTENSION(KrDataObject<Keys::Scenario>, "Content", "Scenario", "{28CDBBF7-477A-4AD9-888B-9AEC816049C9}"),
-    KR_EXTENSION(KrDataExtension<Keys::Connections>, "Content", "Connections", "9D11BBF0-6C2D-4028-B9A5-E02D28AAA907"),
+    KR_EXTENSION(KrSim::ConnectionContainer, "Content", "Connections", "9D11BBF0-6C2D-4028-B9A5-E02D28AAA907"),
     KR_EXTENSION(KrDataExtension<Keys::ControlInterface>, "Content", "ControlInterface",
                  "{0659B31B-2423-4FAD-82CC-BDB597F1706B}"),
     KR_EXTENSION(KrDataExtension<Keys::ContentLoader>, "Content", "Content Loader",

@@ -88,6 +88,11 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     [[nodiscard]] bool _isUnowned() const noexcept { return _isOwnerless; }
     void _setUnowned(bool isUnowned) noexcept { _isOwnerless = isUnowned; }
 
+    /// Whether an extension has the connection as its content and makes it anew from that: files, clones and instances
+    /// of the two ends leave it out.
+    [[nodiscard]] bool _isContentOfOther() const noexcept { return _isOthersContent; }
+    void _setContentOfOther(bool isContent) noexcept { _isOthersContent = isContent; }
+
     /// Where the extension that keeps this connection has it. For that extension only.
     [[nodiscard]] std::uint32_t _getKeeperSlot() const noexcept { return _keeperSlot; }
     void _setKeeperSlot(std::uint32_t slot) noexcept { _keeperSlot = slot; }
@@ -127,6 +132,7 @@ private:
     bool _isInSorter{false};
     bool _isOutputToParameter{false};
     bool _isOwnerless{false};
+    bool _isOthersContent{false};
     KrData::FieldBase* _source{nullptr};
     std::uint32_t _sourceSlot{kNoSlot};
     std::uint32_t _sinkSlot{kNoSlot};

@@ -62,8 +62,9 @@ void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair,
     if (source == nullptr) return;
     std::unordered_map<const KrData::FieldBase*, std::size_t> present;  // by sink; instances have most of them
     for (const auto* connection : source->_getOutgoingConnections())
-        ++present[connection->getSink()];
+        if (!connection->_isContentOfOther()) ++present[connection->getSink()];
     for (const auto* connection : field._getOutgoingConnections()) {
+        if (connection->_isContentOfOther()) continue;
         auto* sink = connection->getSink() != nullptr ? _findField(*connection->getSink()) : nullptr;
         if (sink == nullptr || (mayConnect && !mayConnect(field, *connection->getSink()))) continue;
         if (auto& count = present[sink]; count != 0) {

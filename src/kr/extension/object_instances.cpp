@@ -7,6 +7,7 @@
 #include "kr/data/container.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/extension_properties.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
@@ -169,6 +170,7 @@ Kr::KrSmartPtr<KrObject> KrObject::instantiate(const KrContentID& id) {
     if (!hasName()) _setDefaultName();
     made->setName(getName().c_str());
     made->_setCreationKey(getCreationKey());
+    ExtensionProperties::_replace(*made, ExtensionProperties::find(*this));
     registry.unregisterExtension(made.get());
     made->_setContentID(id);
     registry.registerExtension(made.get());

@@ -15,9 +15,8 @@ bool registerDataModules() {
 
 // While the library is loaded, before any program can ask for a type.
 [[maybe_unused]] const bool areRegistered =
-    registerDataModules<Keys::Module, Keys::AnimationModule, Keys::ConnectionModule, Keys::ControlPresetModule,
-                        Keys::ConfigurationModule, Keys::ProcessMonitorModule, Keys::ProfilerModule,
-                        Keys::KeyFrameModule, Keys::RoleSeatModule>();
+    registerDataModules<Keys::Module, Keys::AnimationModule, Keys::ControlPresetModule, Keys::ConfigurationModule,
+                        Keys::ProcessMonitorModule, Keys::ProfilerModule, Keys::KeyFrameModule, Keys::RoleSeatModule>();
 
 }  // namespace
 }  // namespace KrSim

@@ -50,7 +50,7 @@ void collectFrom(const KrData::FieldBase& field, const Identifier& source, const
         for (const auto* connection : field._getOutgoingConnections()) {
             const auto* sink = connection->getSink();
             const auto to = sink != nullptr ? toOriginal.find(sink->getOwnerExtension()) : toOriginal.end();
-            if (to == toOriginal.end()) continue;
+            if (to == toOriginal.end() || connection->_isContentOfOther()) continue;
             found.emplace(
                 InnerConnection{source, KrData::_getStoredPath(field), to->second, KrData::_getStoredPath(*sink)},
                 ConnectionSettings::of(*connection));

@@ -31,8 +31,9 @@ KrData::FieldBase* copyInto(std::unique_ptr<KrData::Container>& holder, const Kr
 
 bool isConnected(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
     const auto connections = source._getOutgoingConnections();
-    return std::any_of(connections.begin(), connections.end(),
-                       [&](const auto* connection) { return connection->getSink() == &sink; });
+    return std::any_of(connections.begin(), connections.end(), [&](const auto* connection) {
+        return connection->getSink() == &sink && !connection->_isContentOfOther();
+    });
 }
 
 /// The nearest instance that a content ID is derived from, or null.
@@ -63,7 +64,7 @@ struct OutsideConnections::Leaving {
 
     void add(const KrData::FieldBase& field) {
         const auto mayKeep = [&](const Kr::KrConnectionBase& connection) {
-            return connection.isValid() && connection.getSourceOwner() != nullptr &&
+            return connection.isValid() && !connection._isContentOfOther() && connection.getSourceOwner() != nullptr &&
                    connection.getSinkOwner() != nullptr && isOwn(connection);
         };
         for (const auto* connection : field._getOutgoingConnections()) {

@@ -108,7 +108,7 @@ private:
     void _add(const Kr::KrConnectionBase& connection, const KrData::FieldBase& sinkField) {
         const auto* source = connection.getSourceOwner();
         const auto* sink = connection.getSinkOwner();
-        if (!connection.isValid() || source == nullptr || sink == nullptr) return;
+        if (!connection.isValid() || connection._isContentOfOther() || source == nullptr || sink == nullptr) return;
         ConnectionRecord record;
         record.source = ConnectionEnd(_identity(source->getContentID()));
         record.sourceField = KrData::_getStoredPath(*connection.getSource());

@@ -26,7 +26,7 @@ ConnectionRestorer::ConnectionRestorer(Find find, When when) : _find(std::move(f
 void ConnectionRestorer::_note(KrData::FieldBase& field) {
     if (field._hasIncomingConnections()) {
         for (const auto* connection : field._getIncomingConnections())
-            _connected.insert({connection->getSource(), &field});
+            if (!connection->_isContentOfOther()) _connected.insert({connection->getSource(), &field});
     }
     for (auto* child : field.getChildren())
         _note(*child);
@@ -41,7 +41,7 @@ bool ConnectionRestorer::_isThere(const Ends& ends) const {
     if (_when == When::kLoading) return !_connected.empty() && _connected.count(ends) != 0;
     const auto connections = ends.source->_getOutgoingConnections();
     return std::any_of(connections.begin(), connections.end(),
-                       [&](const auto* each) { return each->getSink() == ends.sink; });
+                       [&](const auto* each) { return each->getSink() == ends.sink && !each->_isContentOfOther(); });
 }
 
 bool ConnectionRestorer::restore(const ConnectionRecord& record) {
