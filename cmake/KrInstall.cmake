@@ -18,6 +18,12 @@ install(FILES "${PROJECT_BINARY_DIR}/KrFoundationConfig.cmake" "${PROJECT_BINARY
   "${PROJECT_SOURCE_DIR}/cmake/KrAddPlugin.cmake"
   DESTINATION "${KR_CMAKE_DIR}")
 
+# Pretty printers: gdb loads the second copy by itself where it is installed under the same prefix.
+set(KR_GDB_PRINTERS "${PROJECT_SOURCE_DIR}/tools/gdb/kr_printers.py")
+install(FILES "${KR_GDB_PRINTERS}" DESTINATION "${CMAKE_INSTALL_DATADIR}/KrFoundation/gdb")
+install(FILES "${KR_GDB_PRINTERS}" DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}"
+  RENAME "libKrFoundation.so.${PROJECT_VERSION}-gdb.py")
+
 # The prefix is given relative to the file, so that an installed tree may be moved.
 file(RELATIVE_PATH KR_PREFIX_FROM_PKGCONFIG "/prefix/${KR_PKGCONFIG_DIR}" "/prefix")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/krfoundation.pc.in" "${PROJECT_BINARY_DIR}/krfoundation.pc" @ONLY)

@@ -43,6 +43,10 @@ if(NOT EXISTS "${prefix}/${BINDIR}/krsim")
 endif()
 run("${prefix}/${BINDIR}/krsim" run --content Content.Scene --free --frames 2)
 
+if(NOT EXISTS "${prefix}/share/KrFoundation/gdb/kr_printers.py")
+  message(FATAL_ERROR "the pretty printers for gdb are not installed")
+endif()
+
 # The shell blocks of the guide, in a folder with the files that it shows.
 file(COPY "${TEMPLATE}/" DESTINATION "${WORK_DIR}/guide")
 execute_process(COMMAND sed -n "/^```sh$/,/^```$/{/^```/d;p}" "${GUIDE}"
