@@ -5,10 +5,10 @@
 #include <sstream>
 
 #include "apps/krsim/file_options.h"
-#include "apps/krsim/nearest.h"
 #include "apps/krsim/option_values.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/run_options.h"
+#include "kr/platform/nearest_name.h"
 #include "kr/platform/version.h"
 
 namespace krsim {
@@ -38,7 +38,7 @@ std::string suggestFor(const CLI::App& app, const CLI::Error& error) {
         for (const auto* command : app.get_subcommands(nullptr))
             choices.push_back(command->get_name());
     }
-    return suggest(word, choices);
+    return Kr::suggestName(word, choices);
 }
 
 Answer answer(const CLI::App& app, const CLI::Error& result) {

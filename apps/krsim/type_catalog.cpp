@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "apps/krsim/failure.h"
-#include "apps/krsim/nearest.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/platform/nearest_name.h"
 #include "kr/platform/plugin_manifest_reader.h"
 
 namespace krsim {
@@ -122,7 +122,7 @@ std::string TypeCatalog::_describeNearest(const std::string& text) const {
     std::vector<std::pair<std::size_t, std::string>> nearest;
     for (const auto* key : _getAll()) {
         const auto typeName = typeNameOf(*key);
-        nearest.emplace_back(std::min(getDistance(text, typeName), getDistance(text, key->name)), typeName);
+        nearest.emplace_back(std::min(Kr::countEdits(text, typeName), Kr::countEdits(text, key->name)), typeName);
     }
     std::stable_sort(nearest.begin(), nearest.end(),
                      [](const auto& left, const auto& right) { return left.first < right.first; });

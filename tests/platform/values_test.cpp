@@ -19,6 +19,7 @@
 #include "kr/platform/crc32.h"
 #include "kr/platform/fixed_string.h"
 #include "kr/platform/murmur_hash3.h"
+#include "kr/platform/nearest_name.h"
 #include "kr/platform/process.h"
 #include "kr/platform/running_crc32.h"
 #include "kr/platform/thread_id.h"
@@ -173,5 +174,30 @@ TEST(Clock, SleepOfNoTimeReturnsAtOnceAndTheResolutionIsThatOfWakingUp) {
     EXPECT_THAT(resolution, testing::AllOf(testing::Ge(200e-6), testing::Le(1e-3)));
     EXPECT_EQ(clock.getResolution(), resolution);
 }
+
+// --- Names that are near one another
+// -----------------------------------------------------------------------------------
+
+struct NameCase {
+    const char* name;
+    const char* text;
+    const char* suggestion;
+};
+
+class NearestName : public testing::TestWithParam<NameCase> {};
+
+TEST_P(NearestName, IsSuggestedUnlessMoreThanAThirdDiffers) {
+    const std::vector<std::string> known{"Mass", "Minimum", "Maximum", "ApplicationMode"};
+    EXPECT_EQ(Kr::suggestName(GetParam().text, known), GetParam().suggestion);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, NearestName,
+                         testing::Values(NameCase{"LeftOut", "AplicationMode", "; did you mean 'ApplicationMode'?"},
+                                         NameCase{"Swapped", "Msas", ""},
+                                         NameCase{"Replaced", "Maas", "; did you mean 'Mass'?"},
+                                         NameCase{"Case", "MASS", "; did you mean 'Mass'?"},
+                                         NameCase{"Nearest", "Manimum", "; did you mean 'Minimum'?"},
+                                         NameCase{"Far", "Colour", ""}, NameCase{"Empty", "", ""}),
+                         [](const auto& each) { return std::string(each.param.name); });
 
 }  // namespace values_test
