@@ -186,14 +186,14 @@ struct NameCase {
 
 class NearestName : public testing::TestWithParam<NameCase> {};
 
-TEST_P(NearestName, IsSuggestedUnlessMoreThanAThirdDiffers) {
+TEST_P(NearestName, IsSuggestedUnlessMoreThanTwoLettersAndAThirdDiffer) {
     const std::vector<std::string> known{"Mass", "Minimum", "Maximum", "ApplicationMode"};
     EXPECT_EQ(Kr::suggestName(GetParam().text, known), GetParam().suggestion);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, NearestName,
                          testing::Values(NameCase{"LeftOut", "AplicationMode", "; did you mean 'ApplicationMode'?"},
-                                         NameCase{"Swapped", "Msas", ""},
+                                         NameCase{"Swapped", "Msas", "; did you mean 'Mass'?"},
                                          NameCase{"Replaced", "Maas", "; did you mean 'Mass'?"},
                                          NameCase{"Case", "MASS", "; did you mean 'Mass'?"},
                                          NameCase{"Nearest", "Manimum", "; did you mean 'Minimum'?"},

@@ -36,7 +36,7 @@ std::string suggestName(std::string_view name, std::span<const std::string> know
     std::size_t fewest = 0;
     for (const auto& each : known) {
         // Texts whose lengths differ by too much are not near; names from files may be of any length.
-        const auto [shorter, longer] = std::minmax(name.size(), each.size());
+        const auto [shorter, longer] = std::minmax({name.size(), each.size()});
         const auto allowed = std::max(longer / kLettersForAFault, kTwoExchanged);
         if (longer - shorter > allowed) continue;
         const auto edits = countEdits(name, each);

@@ -14,7 +14,7 @@ namespace Kr {
 [[nodiscard]] KR_API std::size_t countEdits(std::string_view left, std::string_view right);
 
 /// For the end of a message about a name that does not exist: "; did you mean 'Mass'?" with the nearest of the names,
-/// or nothing where more than a third of the characters differ from each of them.
+/// or nothing where none is near: two characters, or a third of them, may be wrong.
 [[nodiscard]] KR_API std::string suggestName(std::string_view name, std::span<const std::string> known);
 
 }  // namespace Kr

@@ -361,7 +361,7 @@ std::string readFault(const std::string& document) {
                 reader.readTuple("Tuple", tuple);
                 reader.readBlock("Block", block);
                 reader.readBytes("Bytes", text);
-                reader.readChoice("Choice", [](std::string_view) { return std::nullopt; });
+                static_cast<void>(reader.readChoice("Choice", [](std::string_view) { return std::nullopt; }));
             });
         });
     } catch (const archive_exception& exception) {
@@ -381,7 +381,7 @@ TEST(HostileDocument, JsonFaultsAreNamedWithTheirPlace) {
     const Fault faults[] = {
         {"Empty", "", "line 1 of 'some file'"},
         {"NoObject", "[1]", "the document is no object"},
-        {"OtherTop", R"({"File": {}})", "JsonInArchive: Top is missing of 'some file'"},
+        {"OtherTop", R"({"File": {}})", "JsonInArchive: Top is missing, line 1 of 'some file'"},
         {"Behind", R"({"Top": {}} x)", "line 1"},
         {"Zero", std::string("{\"Top\": {}}\0", 12), "something stands behind the document"},
         {"Line", "{\n\"Top\":\n{,}}", "line 3"},
@@ -515,8 +515,8 @@ TEST(HostileDocument, NamesTheEndsOfADeepPath) {
     } catch (const archive_exception& exception) {
         failure = exception.what();
     }
-    EXPECT_EQ(failure,
-              "JsonInArchive: Top" + repeated("/a", 30) + "/..." + repeated("/a", 33) + " is no group of 'some file'");
+    EXPECT_EQ(failure, "JsonInArchive: Top" + repeated("/a", 30) + "/..." + repeated("/a", 33) +
+                           " is no group, line 1 of 'some file'");
 }
 
 // What only binary archives have

@@ -236,4 +236,79 @@ TEST(NamedForms, AreReadByOthers) {
                    "assert len(elements) == 269 and elements[257].getAttribute('name') == 'Listening Port'");
 }
 
+/// A document in which three names are not read, and how the findings about them begin.
+struct UnreadCase {
+    const char* name;
+    std::string document;
+    std::vector<std::string> places;
+};
+
+class UnreadNames : public testing::TestWithParam<UnreadCase> {
+protected:
+    template <class Kind>
+    static std::vector<std::string> read(const std::string& document) {
+        std::istringstream stream(document);
+        typename Kind::In archive(stream, 0);
+        archive.setArchiveName("some file");
+        typename Kind::In::Reader reader(archive);
+        reader.group("Top", [&] {
+            std::string text;
+            reader.read("Text", text);
+            std::vector<double> numbers;
+            reader.readBlock("Numbers", numbers);
+            reader.group("Group", [&] {
+                static const std::vector<std::string> names{"Radius"};
+                reader.setKnownNames(names);
+                double radius = 0.0;
+                EXPECT_FALSE(reader.readIf("Radius", radius));
+            });
+        });
+        std::vector<std::string> findings;
+        for (const auto& each : archive.getFindings())
+            findings.push_back(each.toString());
+        return findings;
+    }
+};
+
+TEST_P(UnreadNames, AreFindingsWithTheirLines) {
+    const auto& document = GetParam().document;
+    EXPECT_EQ(document.front() == '{' ? read<Json>(document) : read<Xml>(document), GetParam().places);
+}
+
+const std::string kMisspelt = "'Rdaius' in Top/Group means nothing; did you mean 'Radius'?";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, UnreadNames,
+    testing::Values(UnreadCase{"Json",
+                               R"({"Top": {
+ "Text": "a\nb\n\u000a",
+ "Numbers": [1.0,
+   2.0],
+ "Flag":
+   true, "Odd\nname": 1,
+ "Group": {
+
+   "Rdaius": 2.0
+ }
+}})",
+                               {"some file, line 9: " + kMisspelt, "some file, line 6: 'Flag' in Top means nothing",
+                                "some file, line 6: 'Odd name' in Top means nothing"}},
+                    UnreadCase{"Xml",
+                               R"(<!--
+tag--><Top>
+ <Text>a
+b</Text>
+ <Numbers>1.0
+   2.0</Numbers>
+ <!-- a comment
+
+  of lines --><Flag>true</Flag> <Value name="Odd name">1</Value>
+ <Group>
+   <Rdaius>2.0</Rdaius>
+ </Group>
+</Top>)",
+                               {"some file, line 11: " + kMisspelt, "some file, line 9: 'Flag' in Top means nothing",
+                                "some file, line 9: 'Odd name' in Top means nothing"}}),
+    [](const auto& each) { return std::string(each.param.name); });
+
 }  // namespace named_forms_test

@@ -7,6 +7,7 @@
 
 #include "kr/core/base_pointer.h"
 #include "kr/core/fwd.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
@@ -42,10 +43,14 @@ public:
     /// The object pushed last; null when there is none or it has died.
     [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept;
 
+    /// What readers have found that is probably not as meant.
+    [[nodiscard]] std::vector<Finding>& getFindings() noexcept { return _findings; }
+
 private:
     std::string _archiveName;
     std::uint32_t _archiveFlags;
     std::vector<Kr::KrBasePointer> _objects;  // the first entry is null
+    std::vector<Finding> _findings;
 };
 
 }  // namespace KrPersistence

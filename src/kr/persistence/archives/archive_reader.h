@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kr/core/fwd.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
@@ -23,7 +24,8 @@ namespace KrPersistence {
 ///     reader.sequence("Parts", [&](std::size_t) { parts.push_back(readPart(reader)); });
 ///
 /// In XML and JSON archives values are found by name: those of one group may come in another order than they were
-/// written in, and names that are never asked for are passed over. A sequence that is not there has no items.
+/// written in, and names that are never asked for are passed over, with a finding for each. A sequence that is not
+/// there has no items.
 ///
 /// Nothing that was read is believed: a text or block is held against the bytes that are left before memory is taken
 /// for it, and readers of a sequence let its memory grow with the items. What does not fit throws an
@@ -33,6 +35,7 @@ class KR_API ArchiveReader {
 public:
     /// The number of a choice, from its text; nothing for an unknown one.
     using ChoiceParser = std::function<std::optional<int>(std::string_view text)>;
+    using ChoiceList = std::function<std::vector<std::string>()>;
 
     ArchiveReader();
     ArchiveReader(const ArchiveReader&) = delete;
@@ -51,7 +54,10 @@ public:
     /// What writeRepeated wrote. The view is good until the reader dies.
     [[nodiscard]] virtual std::string_view readRepeated(std::string_view name) = 0;
     /// A number in the place of the text is taken, too; whether the number has a meaning is for the caller to check.
-    [[nodiscard]] virtual int readChoice(std::string_view name, const ChoiceParser& parse) = 0;
+    /// \param choices  the texts that there are, for the error about another one; empty: it names none.
+    [[nodiscard]] int readChoice(std::string_view name, const ChoiceParser& parse, const ChoiceList& choices = {}) {
+        return _readChoice(name, parse, choices);
+    }
     virtual void readBytes(std::string_view name, std::string& bytes) = 0;
     /// Fails unless there are exactly as many as the span takes.
     virtual void readTuple(std::string_view name, std::span<double> components) = 0;
@@ -102,6 +108,13 @@ public:
     void endSequence() { _endSequence(); }
 
     // --- The archive -----------------------------------------------------------------------------------------------
+    /// Adds a finding about the value that was read last; the reading goes on.
+    void report(Finding::eKind kind, const std::string& text);
+    /// The names that may stand in the group that is being read: a finding about another one suggests the nearest of
+    /// them. Borrowed until the group ends.
+    virtual void setKnownNames(std::span<const std::string> names);
+    /// The line of the value, or of the beginning of the group, that was read last; 0 in binary archives.
+    [[nodiscard]] virtual std::size_t getLine() const;
     /// Ends the reading: throws an archive exception of this text and the place in the archive.
     [[noreturn]] virtual void fail(const std::string& text) const = 0;
     [[nodiscard]] virtual const std::string& getArchiveName() const = 0;
@@ -110,6 +123,9 @@ public:
     [[nodiscard]] virtual Kr::KrBase* getCurrentObject() const = 0;
 
 protected:
+    [[nodiscard]] virtual int _readChoice(std::string_view name, const ChoiceParser& parse,
+                                          const ChoiceList& choices) = 0;
+    [[nodiscard]] virtual std::vector<Finding>& _getFindings() = 0;
     /// Whether the value or group `name` is there. Asked once, right before it is read.
     [[nodiscard]] virtual bool _isThere(std::string_view name) = 0;
     virtual void _beginGroup(std::string_view name) = 0;

@@ -62,7 +62,8 @@ std::string_view BinaryArchiveReader::readRepeated(std::string_view name) {
     return _repeated[at];
 }
 
-int BinaryArchiveReader::readChoice(std::string_view /*name*/, const ChoiceParser& /*parse*/) {
+int BinaryArchiveReader::_readChoice(std::string_view /*name*/, const ChoiceParser& /*parse*/,
+                                     const ChoiceList& /*choices*/) {
     int number = 0;
     _archive.load(number);
     return number;
@@ -98,6 +99,10 @@ void BinaryArchiveReader::fail(const std::string& text) const {
 
 const std::string& BinaryArchiveReader::getArchiveName() const {
     return _archive.getArchiveName();
+}
+
+std::vector<Finding>& BinaryArchiveReader::_getFindings() {
+    return _archive.getFindings();
 }
 
 void BinaryArchiveReader::pushObject(Kr::KrBase* object) {

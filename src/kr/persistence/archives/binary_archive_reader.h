@@ -28,7 +28,6 @@ public:
     void read(std::string_view name, double& value) override;
     void read(std::string_view name, std::string& text) override;
     [[nodiscard]] std::string_view readRepeated(std::string_view name) override;
-    [[nodiscard]] int readChoice(std::string_view name, const ChoiceParser& parse) override;
     void readBytes(std::string_view name, std::string& bytes) override;
     void readTuple(std::string_view name, std::span<double> components) override;
     void readTuple(std::string_view name, std::span<float> components) override;
@@ -43,6 +42,8 @@ public:
     [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
 
 private:
+    [[nodiscard]] int _readChoice(std::string_view name, const ChoiceParser& parse, const ChoiceList& choices) override;
+    [[nodiscard]] std::vector<Finding>& _getFindings() override;
     [[nodiscard]] bool _isThere(std::string_view name) override;
     void _beginGroup(std::string_view name) override;
     void _endGroup() override;

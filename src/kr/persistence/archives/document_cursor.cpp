@@ -4,8 +4,10 @@
 #include <utility>
 
 #include "kr/persistence/archives/archive_error.h"
+#include "kr/persistence/archives/internal/document_values.h"
 #include "kr/persistence/archives/internal/number_list.h"
 #include "kr/persistence/archives/item_names.h"
+#include "kr/platform/nearest_name.h"
 
 namespace KrPersistence::detail {
 namespace {
@@ -22,20 +24,28 @@ bool isBlank(std::string_view text) {
 
 }  // namespace
 
-DocumentCursor::DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName)
+DocumentCursor::DocumentCursor(Document& document, const char* archiveKind, const std::string& archiveName,
+                               std::vector<Finding>& findings)
     : _document(document),
       _archiveKind(archiveKind),
       _archiveName(archiveName),
+      _findings(findings),
       _item(document.findName(ItemNames::kItem)) {
-    _levels.push_back(Level{.node = 0, .next = 1, .numbers = {}, .members = {}});
     for (std::size_t i = 0; i < _bookkeeping.size(); ++i)
         _bookkeeping[i] = document.findName(kBookkeepingNames[i]);
-    _checkNames(0);
+    _enter(0);
 }
 
-void DocumentCursor::_checkNames(std::uint32_t group) {
+void DocumentCursor::_enter(std::uint32_t group) {
+    _levels.push_back(Level{.node = group, .next = group + 1, .numbers = {}, .knownNames = {}, .members = {}});
+    _lastNode = group;
+    _levels.back().unread = _checkNames(group);
+}
+
+std::uint32_t DocumentCursor::_checkNames(std::uint32_t group) {
     const std::uint32_t end = _document.node(group).end;
     std::size_t attributes = 0;
+    std::uint32_t members = 0;
     for (std::uint32_t at = group + 1; at < end; at = _document.node(at).end) {
         const Document::Node& node = _document.node(at);
         const std::uint32_t name = _document.nameNumber(node);
@@ -48,11 +58,14 @@ void DocumentCursor::_checkNames(std::uint32_t group) {
         } else {
             if (name >= _lastGroups.size()) _lastGroups.resize(name + std::size_t{1}, kNone);
             isRepeated = std::exchange(_lastGroups[name], group) == group && name != _item;
+            ++members;
         }
         if (!isRepeated) continue;
         _last = _document.name(name);
+        _lastNode = at;
         refuse("stands there twice");
     }
+    return members;
 }
 
 std::uint32_t DocumentCursor::_skipAttributes(std::uint32_t node, std::uint32_t end) const {
@@ -104,6 +117,7 @@ bool DocumentCursor::isThere(std::string_view name) {
     // In the order of writers, what is behind the last member would come now.
     if (_document.isBroken(level.node) && level.next >= _end(level)) {
         _last = name;
+        _lastNode = level.node;
         refuse("may be missing: the document is broken off");
     }
     return false;
@@ -139,8 +153,13 @@ DocumentCursor::Item DocumentCursor::take(std::string_view name) {
         _last = name;
         found = _find(name);
     }
+    _lastNode = found == kNone ? level.node : found;
     if (found == kNone) refuse(_document.isBroken(level.node) ? "is cut off" : "is missing");
-    const Document::Node& node = _document.node(found);
+    Document::Node& node = _document.node(found);
+    if (!level.isSequence && !_document.isRead(node)) {
+        _document.markRead(node);
+        --level.unread;
+    }
     level.next = node.end;
     return {_document.kind(node), found, _document.text(node)};
 }
@@ -148,20 +167,24 @@ DocumentCursor::Item DocumentCursor::take(std::string_view name) {
 void DocumentCursor::enterGroup(std::string_view name) {
     const Item item = take(name);
     if (item.kind != eKind::kGroup && (item.kind != eKind::kUntyped || !isBlank(item.text))) refuse("is no group");
-    _levels.push_back(Level{.node = item.node, .next = item.node + 1, .numbers = {}, .members = {}});
-    _checkNames(item.node);
+    _enter(item.node);
 }
 
 std::size_t DocumentCursor::enterSequence(std::string_view name) {
     Level& outer = _levels.back();
     if (!outer.isSequence && !isThere(name)) {
         // An empty one: it ends where it begins.
-        _levels.push_back(
-            Level{.node = outer.node, .next = _end(outer), .isSequence = true, .numbers = {}, .members = {}});
+        _levels.push_back(Level{.node = outer.node,
+                                .next = _end(outer),
+                                .isSequence = true,
+                                .numbers = {},
+                                .knownNames = {},
+                                .members = {}});
         return 0;
     }
     const Item item = take(name);
-    Level level{.node = item.node, .next = item.node + 1, .isSequence = true, .numbers = {}, .members = {}};
+    Level level{
+        .node = item.node, .next = item.node + 1, .isSequence = true, .numbers = {}, .knownNames = {}, .members = {}};
     std::size_t count = 0;
     if (item.kind == eKind::kNumbers) {
         level.numbers = item.text;
@@ -179,7 +202,22 @@ std::size_t DocumentCursor::enterSequence(std::string_view name) {
 }
 
 void DocumentCursor::leave() {
+    if (!_levels.back().isSequence && _levels.back().unread > 0) _reportUnread(_levels.back());
     _levels.pop_back();
+}
+
+void DocumentCursor::_reportUnread(const Level& level) {
+    const auto path = _path();
+    const auto end = _end(level);
+    for (auto at = _skipAttributes(level.node + 1, end); at < end; at = _skipAttributes(_document.node(at).end, end)) {
+        const auto& node = _document.node(at);
+        if (_document.isRead(node)) continue;
+        const std::string name(_document.name(_document.nameNumber(node)));
+        _findings.push_back({Finding::eKind::kUnknownName,
+                             quoted(name) + " in " + (path.empty() ? "the document" : path) + " means nothing" +
+                                 Kr::suggestName(name, level.knownNames),
+                             _archiveName, node.line});
+    }
 }
 
 void DocumentCursor::leaveWhole() {
@@ -234,16 +272,17 @@ void DocumentCursor::refuse(const std::string& text) const {
     } else {
         path += (path.empty() ? "" : "/") + std::string(_last);
     }
-    throw ArchiveError(ArchiveError::input_stream_error, _message(path + ' ' + text));
+    throw ArchiveError(ArchiveError::input_stream_error, _message(path + ' ' + text, _lastNode));
 }
 
 std::string DocumentCursor::describe(const std::string& text) const {
     const std::string path = _path();
-    return _message(path.empty() ? text : text + ", in " + path);
+    return _message(path.empty() ? text : text + ", in " + path, _levels.back().node);
 }
 
-std::string DocumentCursor::_message(const std::string& text) const {
-    const std::string message = std::string(_archiveKind) + ": " + text;
+std::string DocumentCursor::_message(const std::string& text, std::uint32_t node) const {
+    const std::string message =
+        std::string(_archiveKind) + ": " + text + ", line " + std::to_string(_document.node(node).line);
     return _archiveName.empty() ? message : message + " of '" + _archiveName + "'";
 }
 

@@ -54,7 +54,9 @@ std::string DocumentSource::readAll() const {
     if (text.compare(skipped, 5, "<?xml") == 0) {
         text.erase(0, skipped);
     } else {
-        std::fill_n(text.begin(), skipped, ' ');
+        const auto end = text.begin() + static_cast<std::ptrdiff_t>(skipped);
+        std::replace_if(
+            text.begin(), end, [](char each) { return each != '\n'; }, ' ');
     }
     return text;
 }

@@ -81,7 +81,8 @@ const char* findEndOfNumbers(const char* at) {
 /// Fills a document from the parser's events. Texts are parsed where they stand.
 class JsonHandler {
 public:
-    JsonHandler(Document& document, rapidjson::InsituStringStream& stream) : _document(document), _stream(stream) {}
+    JsonHandler(Document& document, rapidjson::InsituStringStream& stream)
+        : _document(document), _stream(stream), _lines(document.texts) {}
 
     [[nodiscard]] const std::string& problem() const { return _problem; }
     std::optional<std::size_t> errorOffset;  // where the parser does not know it
@@ -97,16 +98,18 @@ public:
     bool Uint64(std::uint64_t) { return false; }
     bool Double(double) { return false; }
     bool RawNumber(const char* number, rapidjson::SizeType length, bool /*copy*/) {
-        return _add(eKind::kLiteral, _offset(number), length);
+        return _addText(eKind::kLiteral, number, length);
     }
     bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-        return _add(eKind::kText, _offset(text), length);
+        return _addText(eKind::kText, text, length);
     }
     bool Key(const char* name, rapidjson::SizeType length, bool /*copy*/) {
         const std::string_view text(name, length);
         const Bookkeeping bookkeeping = parseBookkeeping(text);
         _isAttribute = bookkeeping.isAttribute;
         _name = _document.intern(bookkeeping.name);
+        _lines.at(_offset(name));
+        _lines.pass(_offset(name) + length);
         return true;
     }
     bool StartObject() { return _isTooDeep() ? _parseIteratively() : _open(eKind::kGroup); }
@@ -125,20 +128,27 @@ private:
 
     /// The parser does not say where it is: these words stand behind the document once more.
     bool _literal(std::string_view word) {
-        return _add(eKind::kLiteral, _document.texts.size() - kWords.size() + kWords.find(word), word.size());
+        const auto line = _lines.at(_stream.Tell());
+        return _add(eKind::kLiteral, _document.texts.size() - kWords.size() + kWords.find(word), word.size(), line);
     }
 
-    bool _add(eKind kind, std::size_t offset, std::size_t length) {
+    bool _addText(eKind kind, const char* text, std::size_t length) {
+        const auto line = _lines.at(_offset(text));
+        _lines.pass(_offset(text) + length);
+        return _add(kind, _offset(text), length, line);
+    }
+
+    bool _add(eKind kind, std::size_t offset, std::size_t length, std::uint32_t line) {
         if (_levels.empty()) return _fail("the document is no object");
         if (_isAttribute) kind = eKind::kAttribute;
-        _document.add(kind, _takeName(), offset, length);
+        _document.add(kind, _takeName(), offset, length, line);
         return true;
     }
 
     bool _open(eKind kind) {
         if (_levels.empty() && kind != eKind::kGroup) return _fail("the document is no object");
         if (_isAttribute) return _fail("a bookkeeping name stands before something that is no plain value");
-        _levels.push_back(_document.add(kind, _takeName(), 0, 0));
+        _levels.push_back(_document.add(kind, _takeName(), 0, 0, _lines.at(_stream.Tell())));
         return true;
     }
 
@@ -176,6 +186,7 @@ private:
 
     Document& _document;
     rapidjson::InsituStringStream& _stream;
+    LineCounter _lines;
     std::vector<std::uint32_t> _levels;  // their nodes
     std::uint32_t _name{Document::kNoName};
     bool _isAttribute{false};

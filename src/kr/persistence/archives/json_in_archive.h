@@ -26,6 +26,7 @@ public:
     // As KrArchive has them
     [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
     void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
+    [[nodiscard]] std::vector<Finding>& getFindings() noexcept { return _archive.getFindings(); }
     [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archive.getArchiveFlags(); }
     void pushObject(Kr::KrBase* object) { _archive.pushObject(object); }
     void popObject() noexcept { _archive.popObject(); }

@@ -46,7 +46,7 @@ std::string_view NamedArchiveReader::readRepeated(std::string_view name) {
     return detail::hasEscapedBytes(text) ? _repeated.emplace_back(detail::unescapeBytes(text)) : text;
 }
 
-int NamedArchiveReader::readChoice(std::string_view name, const ChoiceParser& parse) {
+int NamedArchiveReader::_readChoice(std::string_view name, const ChoiceParser& parse, const ChoiceList& choices) {
     using eKind = detail::Document::eKind;
     detail::DocumentCursor& cursor = _archive._cursor();
     const detail::DocumentCursor::Item item = cursor.take(name);
@@ -55,8 +55,10 @@ int NamedArchiveReader::readChoice(std::string_view name, const ChoiceParser& pa
     }
     int number = 0;
     const bool mayBeNumber = item.kind == eKind::kLiteral || item.kind == eKind::kUntyped;
-    if (!mayBeNumber || !detail::parseNumber(detail::trimmed(item.text), number))
-        cursor.refuse("is none of the known choices: " + detail::quoted(item.text));
+    if (!mayBeNumber || !detail::parseNumber(detail::trimmed(item.text), number)) {
+        cursor.refuse("is none of the known choices: " + detail::quoted(item.text) +
+                      (choices ? explainChoice(item.text, choices()) : ""));
+    }
     return number;
 }
 
@@ -84,12 +86,24 @@ void NamedArchiveReader::readBlock(std::string_view name, std::vector<int>& numb
     detail::readBlock(_archive._cursor(), name, numbers);
 }
 
+void NamedArchiveReader::setKnownNames(std::span<const std::string> names) {
+    _archive._cursor().setKnownNames(names);
+}
+
+std::size_t NamedArchiveReader::getLine() const {
+    return _archive._cursor().line();
+}
+
 void NamedArchiveReader::fail(const std::string& text) const {
     _archive.refuse(text);
 }
 
 const std::string& NamedArchiveReader::getArchiveName() const {
     return _archive._state().getArchiveName();
+}
+
+std::vector<Finding>& NamedArchiveReader::_getFindings() {
+    return _archive._state().getFindings();
 }
 
 void NamedArchiveReader::pushObject(Kr::KrBase* object) {

@@ -23,7 +23,6 @@ public:
     void read(std::string_view name, double& value) override;
     void read(std::string_view name, std::string& text) override;
     [[nodiscard]] std::string_view readRepeated(std::string_view name) override;
-    [[nodiscard]] int readChoice(std::string_view name, const ChoiceParser& parse) override;
     void readBytes(std::string_view name, std::string& bytes) override;
     void readTuple(std::string_view name, std::span<double> components) override;
     void readTuple(std::string_view name, std::span<float> components) override;
@@ -31,6 +30,8 @@ public:
     void readBlock(std::string_view name, std::vector<float>& numbers) override;
     void readBlock(std::string_view name, std::vector<int>& numbers) override;
 
+    void setKnownNames(std::span<const std::string> names) override;
+    [[nodiscard]] std::size_t getLine() const override;
     [[noreturn]] void fail(const std::string& text) const override;
     [[nodiscard]] const std::string& getArchiveName() const override;
     void pushObject(Kr::KrBase* object) override;
@@ -38,6 +39,8 @@ public:
     [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
 
 private:
+    [[nodiscard]] int _readChoice(std::string_view name, const ChoiceParser& parse, const ChoiceList& choices) override;
+    [[nodiscard]] std::vector<Finding>& _getFindings() override;
     [[nodiscard]] bool _isThere(std::string_view name) override;
     void _beginGroup(std::string_view name) override;
     void _endGroup() override;

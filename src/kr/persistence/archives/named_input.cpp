@@ -30,7 +30,7 @@ detail::DocumentCursor& NamedInput::_cursor() {
                      .archiveKind = _archiveKind,
                      .archiveName = name,
                      .mayBreakOff = (_archiveState.getArchiveFlags() & KrArchive::kRecover) != 0}));
-        _place = std::make_unique<detail::DocumentCursor>(*_document, _archiveKind, name);
+        _place = std::make_unique<detail::DocumentCursor>(*_document, _archiveKind, name, _archiveState.getFindings());
     }
     return *_place;
 }

@@ -18,13 +18,14 @@ using eKind = Document::eKind;
 /// Fills a document from the parser's events.
 class XmlHandler {
 public:
-    XmlHandler(Document& document, XML_Parser parser) : _document(document), _parser(parser) {
+    XmlHandler(Document& document, XML_Parser parser, const std::string& bytes)
+        : _document(document), _parser(parser), _lines(bytes) {
         XML_SetUserData(parser, this);
         XML_SetElementHandler(parser, &_onStart, &_onEnd);
         XML_SetCharacterDataHandler(parser, &_onText);
         // Declarations could define entities, which grow and reach outside.
         XML_SetStartDoctypeDeclHandler(parser, &_onDoctype);
-        _levels.push_back({_document.add(eKind::kGroup, Document::kNoName, 0, 0), 0, true});
+        _levels.push_back({_document.add(eKind::kGroup, Document::kNoName, 0, 0, 1), 0, true});
     }
 
     void close() { _document.close(0); }
@@ -79,6 +80,7 @@ private:
 
     Document& _document;
     XML_Parser _parser;
+    LineCounter _lines;
     std::vector<Level> _levels;
     bool _isStopped{false};
     std::string _problem;
@@ -102,11 +104,12 @@ void XmlHandler::_start(const XML_Char* element, const XML_Char** attributes) {
     std::string_view name = element;
     for (const XML_Char** each = attributes; *each != nullptr; each += 2)
         if (std::string_view(each[0]) == "name") name = each[1];
-    Level level{_document.add(eKind::kUntyped, _document.intern(name), 0, 0), 0, false};
+    const auto line = _lines.at(static_cast<std::size_t>(XML_GetCurrentByteIndex(_parser)));
+    Level level{_document.add(eKind::kUntyped, _document.intern(name), 0, 0, line), 0, false};
     for (const XML_Char** each = attributes; *each != nullptr; each += 2) {
         if (!isBookkeeping(each[0])) continue;
         const std::string_view text = each[1];
-        _document.add(eKind::kAttribute, _document.intern(each[0]), _document.texts.size(), text.size());
+        _document.add(eKind::kAttribute, _document.intern(each[0]), _document.texts.size(), text.size(), line);
         _document.texts += text;
         level.isGroup = true;
     }
@@ -157,7 +160,7 @@ Document readXml(const DocumentSource& source) {
     const std::unique_ptr<XML_ParserStruct, FreeParser> parser(XML_ParserCreate(nullptr));
     if (!parser) throw std::bad_alloc();
     Document document;
-    XmlHandler handler(document, parser.get());
+    XmlHandler handler(document, parser.get(), bytes);
     // At once: the parser begins a long text anew with each part of it.
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
     for (std::size_t at = 0;;) {

@@ -178,6 +178,7 @@ bool KrFile::_endsHere(const std::string& reason) {
 void KrFile::_forgetError(int flags) noexcept {
     _logsFailures = (flags & kUnlogged) == 0;
     _doubts.clear();
+    _findings.clear();
     _isCut = false;
     _lastError.clear();
     _lastReason.clear();

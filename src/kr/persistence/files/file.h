@@ -8,9 +8,11 @@
 #include <map>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "kr/core/base.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/files/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/ref_count.h"
@@ -108,6 +110,11 @@ public:
     [[nodiscard]] const std::string& getReferringFile() const noexcept { return _referringFile; }
     /// After a load with kRecover: what is wrong with the file, one text each, for people; none where nothing is.
     [[nodiscard]] const std::vector<std::string>& getDoubts() const noexcept { return _doubts; }
+    /// After a load: what is probably not as meant, in the order of the file; not what only the whole content shows
+    /// (checkContent). Content that was loaded keeps no more of it than it did of its file.
+    [[nodiscard]] const std::vector<Finding>& getFindings() const noexcept { return _findings; }
+    /// For sections, while the file is loaded.
+    void _addFinding(Finding finding) { _findings.push_back(std::move(finding)); }
     /// The first failure of the last load or save; empty when there was none.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
     /// The same for people: with the reason where the text of the failure gives none.
@@ -214,6 +221,7 @@ private:
     std::string _lastError;
     std::string _lastReason;  // where the text of the error gives none
     std::vector<std::string> _doubts;
+    std::vector<Finding> _findings;
     bool _isRecovering{false};
     bool _isCut{false};  // nothing more of the archive can be read
     bool _logsFailures{true};

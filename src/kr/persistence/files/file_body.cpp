@@ -2,6 +2,7 @@
 
 #include <boost/serialization/access.hpp>
 #include <boost/serialization/base_object.hpp>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -94,6 +95,9 @@ void KrFile::_readBodyFrom(std::istream& stream, const std::string& archiveName,
     try {
         archive >> boost::serialization::make_nvp("File", *this);
         if (_isCut) archive.delete_created_pointers();
+        auto& found = archive.getFindings();
+        _findings.insert(_findings.begin(), std::make_move_iterator(found.begin()),
+                         std::make_move_iterator(found.end()));
         if constexpr (std::is_base_of_v<NamedInput, Archive>) {
             if (const auto reason = archive.getBreakReason(); !reason.empty()) _doubt(reason);
         }

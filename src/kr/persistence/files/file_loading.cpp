@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -89,6 +90,8 @@ bool KrFile::_load(std::istream& stream, const std::string& archiveName, int fla
         _failWith([&] { return "KrPersistence: exception when loading\".\n" + archiveName + "\"\n"; });
     }
     _finish();
+    std::stable_sort(_findings.begin(), _findings.end(),
+                     [](const Finding& left, const Finding& right) { return left.line < right.line; });
     for (auto* section : isLoaded ? std::span(_sections) : std::span<KrFileSection*>())
         section->_onLoaded();
     return isLoaded;

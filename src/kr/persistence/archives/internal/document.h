@@ -11,7 +11,7 @@ namespace KrPersistence::detail {
 
 /// What an XML or JSON document holds, for reading: its nodes in the order of the text, each before what is inside it.
 ///
-/// A node takes 16 bytes, and long lists of numbers are one node, so that a hostile document cannot ask for more memory
+/// A node takes 20 bytes, and long lists of numbers are one node, so that a hostile document cannot ask for more memory
 /// than a few times its own size.
 class Document {
 public:
@@ -25,12 +25,13 @@ public:
         kAttribute,  // bookkeeping of the group that it stands in, before all members
     };
     struct Node {
-        std::uint32_t nameAndKind{0};
+        std::uint32_t nameAndKind{0};  // and whether it was read
         std::uint32_t offset{0};
         std::uint32_t length{0};  // of its text
         std::uint32_t end{0};     // the next node that is not inside this one
+        std::uint32_t line{0};    // where its value stands, or begins
     };
-    static constexpr std::uint32_t kNoName = (1U << 29U) - 1;
+    static constexpr std::uint32_t kNoName = (1U << 28U) - 1;
 
     Document();
 
@@ -41,6 +42,8 @@ public:
     }
     [[nodiscard]] eKind kind(const Node& node) const { return static_cast<eKind>(node.nameAndKind >> 29U); }
     [[nodiscard]] std::uint32_t nameNumber(const Node& node) const { return node.nameAndKind & kNoName; }
+    [[nodiscard]] bool isRead(const Node& node) const noexcept { return (node.nameAndKind & kRead) != 0; }
+    void markRead(Node& node) noexcept { node.nameAndKind |= kRead; }
     /// As it stands in the document: without the escapes of XML and JSON, with those of bytes.
     [[nodiscard]] std::string_view text(const Node& node) const {
         return std::string_view(texts).substr(node.offset, node.length);
@@ -57,11 +60,12 @@ public:
     /// \param name  as it stands in the document.
     std::uint32_t intern(std::string_view name);
     /// A node that is closed already: its `end` is the next node.
-    std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length) {
+    std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length,
+                      std::uint32_t line) {
         if ((_size & kBlockMask) == 0) _blocks.emplace_back().reserve(kBlockMask + 1);
         const auto number = static_cast<std::uint32_t>(_size++);
         _blocks.back().push_back({_pack(kind, nameNumber), static_cast<std::uint32_t>(offset),
-                                  static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(_size)});
+                                  static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(_size), line});
         return number;
     }
     void setKind(Node& node, eKind kind) { node.nameAndKind = _pack(kind, nameNumber(node)); }
@@ -80,6 +84,7 @@ public:
     std::string texts;
 
 private:
+    static constexpr std::uint32_t kRead = 1U << 28U;
     static constexpr std::uint32_t kBlockBits = 12;
     static constexpr std::uint32_t kBlockMask = (1U << kBlockBits) - 1;
 

@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/archives/internal/bookkeeping.h"
 #include "kr/persistence/archives/internal/document.h"
 
@@ -28,7 +30,9 @@ public:
     };
 
     /// All are borrowed. The names of the kind of archive and of the file stand in errors.
-    DocumentCursor(const Document& document, const char* archiveKind, const std::string& archiveName);
+    /// \param findings  gets the members that were not read, of each group that is left.
+    DocumentCursor(Document& document, const char* archiveKind, const std::string& archiveName,
+                   std::vector<Finding>& findings);
 
     /// Refuses where the document is broken off before the member.
     [[nodiscard]] bool isThere(std::string_view name);
@@ -44,6 +48,10 @@ public:
     void leave();
     /// The same, but refuses a group or sequence inside which the document is broken off.
     void leaveWhole();
+    /// The names that may stand in the group, to suggest in findings about others; borrowed until it is left.
+    void setKnownNames(std::span<const std::string> names) { _levels.back().knownNames = names; }
+    /// Of the member or item that was taken last.
+    [[nodiscard]] std::uint32_t line() const { return _document.node(_lastNode).line; }
     /// False where the group has no such bookkeeping.
     [[nodiscard]] bool attribute(eBookkeeping which, std::string_view& text) const;
     /// More items than this one cannot stand in the group.
@@ -56,10 +64,12 @@ public:
 private:
     struct Level {
         std::uint32_t node{0};
-        std::uint32_t next{0};   // where the next member is looked for first
-        std::uint32_t items{0};  // taken so far
+        std::uint32_t next{0};    // where the next member is looked for first
+        std::uint32_t items{0};   // taken so far
+        std::uint32_t unread{0};  // members of a group that were not taken yet
         bool isSequence{false};
-        std::string_view numbers;                                                   // what is left of a list of numbers
+        std::string_view numbers;  // what is left of a list of numbers
+        std::span<const std::string> knownNames;
         std::unique_ptr<std::unordered_map<std::uint32_t, std::uint32_t>> members;  // of a large group, by their names
     };
     static constexpr std::uint32_t kNone = UINT32_MAX;
@@ -67,17 +77,22 @@ private:
     [[nodiscard]] std::uint32_t _end(const Level& level) const { return _document.node(level.node).end; }
     [[nodiscard]] std::uint32_t _skipAttributes(std::uint32_t node, std::uint32_t end) const;
     /// Refuses a group in which two members have one name: the first would hide the second.
-    void _checkNames(std::uint32_t group);
+    /// Answers how many there are.
+    std::uint32_t _checkNames(std::uint32_t group);
+    void _enter(std::uint32_t group);
+    void _reportUnread(const Level& level);
     [[nodiscard]] std::uint32_t _find(std::string_view name);
     [[nodiscard]] std::uint32_t _search(std::string_view name);
     [[nodiscard]] std::string _path() const;
-    [[nodiscard]] std::string _message(const std::string& text) const;
+    [[nodiscard]] std::string _message(const std::string& text, std::uint32_t node) const;
 
-    const Document& _document;
+    Document& _document;
     const char* _archiveKind;
     const std::string& _archiveName;
+    std::vector<Finding>& _findings;
     std::vector<Level> _levels;
-    std::string_view _last;  // what was asked for last
+    std::string_view _last;      // what was asked for last
+    std::uint32_t _lastNode{0};  // what was found then; where nothing was, the group
     std::array<std::uint32_t, kBookkeepingNames.size()> _bookkeeping{};
     std::uint32_t _item;                     // the one name that earlier releases repeated
     std::vector<std::uint32_t> _lastGroups;  // by name: the group that was entered last with a member of it

@@ -1,12 +1,41 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <string>
 
 #include "kr/persistence/archives/internal/document.h"
 
 namespace KrPersistence::detail {
+
+/// The lines of a document while it is parsed from front to back.
+class LineCounter {
+public:
+    /// \param text  borrowed; behind the place that was counted last only white space and marks must be as in the file.
+    explicit LineCounter(const std::string& text) : _text(text) {}
+
+    /// The line of the byte at the offset, which is not before the last one that was asked for or passed.
+    std::uint32_t at(std::size_t offset) noexcept {
+        while (_next < offset) {
+            const void* found = std::memchr(_text.data() + _next, '\n', offset - _next);
+            if (found == nullptr) break;
+            ++_line;
+            _next = static_cast<std::size_t>(static_cast<const char*>(found) - _text.data()) + 1;
+        }
+        pass(offset);
+        return _line;
+    }
+    /// Nothing before this offset counts: a text in whose place decoded characters stand.
+    void pass(std::size_t offset) noexcept { _next = std::max(_next, offset); }
+
+private:
+    const std::string& _text;
+    std::size_t _next{0};
+    std::uint32_t _line{1};
+};
 
 /// Where a document comes from.
 struct DocumentSource {
