@@ -144,6 +144,7 @@ struct Loaded {
     Extensions objects;
     std::vector<std::string> problems;
     std::string error;
+    std::vector<std::string> findings{};
 };
 
 inline Loaded load(const std::string& bytes, int flags = 0, std::size_t sizeLimit = 1'000'000) {
@@ -151,10 +152,12 @@ inline Loaded load(const std::string& bytes, int flags = 0, std::size_t sizeLimi
     file.setSizeLimit(sizeLimit);
     std::istringstream stream(bytes);
     Loaded loaded;
-    if (!file.load(stream, "", flags)) return {{}, {}, file.getLastError()};
+    if (!file.load(stream, "", flags)) return {{}, {}, file.getLastError(), {}};
     if (file.getSections().empty()) return loaded;
     const auto* section = dynamic_cast<const KrObjectSection*>(file.getSections().front());
-    if (section != nullptr) loaded = {section->getObjects(), section->getProblems(), {}};
+    if (section != nullptr) loaded = {section->getObjects(), section->getProblems(), {}, {}};
+    for (const auto& each : file.getFindings())
+        loaded.findings.push_back(each.toString());
     return loaded;
 }
 

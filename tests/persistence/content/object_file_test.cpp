@@ -300,6 +300,71 @@ TEST_F(Content, IsUpgradedByItsImplementation) {
     EXPECT_EQ(motorOf(loaded.objects[0]).loadedVersion, Motor::kVersion);
 }
 
+/// A type whose fields were written without care, and what it declares.
+class CarelessMotor final : public KrSim::IExtension {
+public:
+    explicit CarelessMotor(KrExtension* proxy) : IExtension(proxy, 1) { proxy->addParameter("Own", Types::kDouble); }
+    KrSim::Parameter<double> mass{this, "Mass", {.value = -300.0}};
+    KrSim::Parameter<double> maas{this, "Maas", {.value = 2.0}};
+    KrSim::Parameter<int> gears{this, "Gears", {.value = 5}};
+    KrSim::Parameter<Kr::KrEnum> level{this, "Level", {.value = Kr::KrEnum(Kr::eLogLevel::kInfo)}};
+};
+template <int version>
+class CarefulMotor final : public KrSim::IExtension {
+public:
+    explicit CarefulMotor(KrExtension* proxy) : IExtension(proxy, version) {}
+    KrSim::Parameter<double> mass{this, "Mass", {.value = 2.0, .min = 1.0, .max = 5.0}};
+    KrSim::Parameter<int> gears{this, "Gears", {.value = 5, .min = 1, .max = 5}};
+    KrSim::Parameter<Kr::KrEnum> level{this, "Level", {.value = Kr::KrEnum(KrSim::eApplicationMode::kEditing)}};
+};
+
+struct CarelessCase {
+    const char* name;
+    std::function<void()> registerLoaded;
+    std::vector<std::string> findings;
+};
+
+class CarelessFields : public testing::TestWithParam<CarelessCase> {};
+
+TEST_P(CarelessFields, AreFindingsUnlessTheirTypePutsThemRight) {
+    KrSim::registerExtensionType<CarelessMotor>(kMotorType);
+    const auto bytes = save({make(kMotorType, "Old", 1)}, KrFile::kXml);
+    KrSim::KrExtensionFactory::unregisterType(kMotorType);
+    GetParam().registerLoaded();
+    EXPECT_EQ(load(bytes).findings, GetParam().findings);
+    KrSim::KrExtensionFactory::unregisterType(kMotorType);
+    KrSim::KrVersioningRegistry::unregisterType(kMotorType);
+}
+
+const std::string kHeavy = "line 24: parameter 'Mass' of 'Old' is -300, outside its range from 1 to 5";
+const std::string kMaas = "line 29: parameter 'Maas' of 'Old' does not exist in its type; did you mean 'Mass'?";
+const std::string kLevel =
+    "line 39: parameter 'Level' of 'Old' is 'Info', which its enumeration does not have; the "
+    "choices are 'Simulating mode', 'Editing mode', 'Playback mode'";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, CarelessFields,
+    testing::Values(
+        CarelessCase{
+            "SameVersion", [] { KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType); }, {kHeavy, kMaas, kLevel}},
+        // Other versions have other fields.
+        CarelessCase{
+            "NewerVersion", [] { KrSim::registerExtensionType<CarefulMotor<2>>(kMotorType); }, {kHeavy, kLevel}},
+        CarelessCase{"PutRight",
+                     [] {
+                         KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType);
+                         KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
+                         KrSim::KrVersioningRegistry::registerUpgrade(kMotorType, "Motor", 0, [](auto& saved) {
+                             auto& parameters = static_cast<KrData::Container&>(saved["Parameters"]);
+                             for (const char* each : {"Mass", "Level"})
+                                 parameters.removeField(each);
+                             parameters["Maas"].setID("Mass");
+                         });
+                     },
+                     {kLevel}},
+        CarelessCase{"WithoutType", [] {}, {}}),
+    [](const auto& each) { return std::string(each.param.name); });
+
 /// What a motor was before its fields got other names.
 class OldMotor final : public KrSim::IExtension {
 public:

@@ -110,6 +110,7 @@ TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
     EXPECT_EQ(record->contentID, inFile(KrSim::KrContentID::createFromWords(1, 2), "first"));
     EXPECT_EQ(record->settings->size(), 2U);
     EXPECT_TRUE(record->settings->isEqual(*KrSim::readModuleRecord(*original.getExtension(0))->settings));
+    EXPECT_THAT(loaded.findings, testing::IsEmpty());
     EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "car.xml").string(), "/far/road"));
 
     const auto second = folder / "second";

@@ -24,6 +24,7 @@
 #include "kr/persistence/content/internal/obsolete_types.h"
 #include "kr/persistence/content/internal/own_paths.h"
 #include "kr/persistence/content/internal/reference_paths.h"
+#include "kr/persistence/content/internal/saved_fields_check.h"
 #include "kr/persistence/content/object_file.h"
 
 namespace KrPersistence::detail {
@@ -202,9 +203,11 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     {
         const ReferencePaths paths(record.fields, record.references);
         const OwnPaths ownPaths(record.fields, extension);
+        SavedFieldsCheck check(extension, record);
         extension._loadImplementation(&record.fields);
         paths.update(record.references);
         ownPaths.update(extension);
+        check.addFindings(_file.path, _findings);
     }
     if (extension.hasImplementation() && record.dataVersion > extension.getImplementationVersion()) {
         ++_newerTypes[record.key.toString() + " was saved in version " + std::to_string(record.dataVersion) +

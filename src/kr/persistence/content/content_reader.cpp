@@ -18,6 +18,14 @@ namespace KrPersistence::detail {
 
 namespace {
 
+/// All that may stand in an extension.
+const std::vector<std::string>& getMemberNames() {
+    static const auto& names = *new std::vector<std::string>{
+        "Name",     "IsObject", "IsLost",  "Type",       "ContentID", "DataVersion", "Versions",  "Position",
+        kNameMarks, "Inputs",   "Outputs", "Parameters", "Data",      "Definition",  "Extensions"};
+    return names;
+}
+
 class Reader {
 public:
     Reader(ArchiveReader& reader, const std::string& file, ContentRecords& content)
@@ -78,6 +86,7 @@ private:
 
     /// All but what is below it.
     void _readExtension(ExtensionRecord& record) {
+        _reader.setKnownNames(getMemberNames());
         _reader.readIf("Name", record.name);
         _reader.readIf("IsObject", record.isObject);
         _reader.readIf("IsLost", record.isLost);
@@ -118,7 +127,7 @@ private:
 
     void _readGroup(const std::string& name, KrData::Types::FieldTypeEnum role, ExtensionRecord& record) {
         auto& group = *new KrData::Container(Kr::KrID(name), &record.fields, role);  // belongs to the record
-        FieldReadContext context{.toLive = &_toLive};
+        FieldReadContext context{.toLive = &_toLive, .lines = &record.fieldLines};
         _reader.optional(name, [&] { readFields(_reader, name, group, context); });
         for (auto& reference : context.references) {
             reference.fieldPath.insert(0, name + ".");

@@ -72,6 +72,7 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
         const auto problems = section->getProblems();
         loaded->problems.insert(loaded->problems.end(), problems.begin(), problems.end());
     }
+    if (loaded) loaded->findings = file.getFindings();
     error = loaded ? std::string() : "'" + fileName + "' holds no objects";
     before.keep();
     return loaded;

@@ -8,6 +8,7 @@
 
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/files/file.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
@@ -21,6 +22,8 @@ struct KR_API LoadedObjects {
     std::size_t connectionCount{0};                           ///< that were made
     /// What is not as it was saved, for people; nothing of it is lost, see docs/object-files.md.
     std::vector<std::string> problems;
+    /// What is probably not as its author meant it: names and choices that do not exist, values out of range.
+    std::vector<Finding> findings;
 
     /// The objects as what they are; null for extensions that are none.
     [[nodiscard]] KrSim::KrObject* getObject(std::size_t index) const;

@@ -85,8 +85,10 @@ void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
     }
     _builder = std::make_unique<detail::ContentBuilder>(std::move(content), detail::SourceFile{path, name},
                                                         makeProgress(file));
-    file->addCallback(kBuild, [this] {
+    file->addCallback(kBuild, [this, file] {
         _builder->build();
+        for (const auto& each : _builder->getFindings())
+            file->_addFinding(each);
         _objects = _builder->getRoots();
     });
     file->addCallback(kFollowDefinitions, [this] { _builder->followDefinitions(); });

@@ -29,11 +29,21 @@ struct ExtensionReference {
     KrSim::KrContentID extension;
 };
 
+/// Where a field stands in an XML or JSON archive.
+struct FieldLine {
+    Kr::KrID id;
+    KrData::Types::FieldTypeEnum role;  ///< of the container that it was read into, or below which it lies
+    std::size_t line;
+};
+
 struct FieldReadContext {
     /// References that could not be resolved, in the order of reading. The fields are null until they are set.
     std::vector<ExtensionReference> references{};
     /// From IDs as they stand in the archive to those of live content; null: they are the same. Borrowed for the call.
     const ContentIDMapping* toLive{nullptr};
+    /// Gets the lines of the fields, in the order of reading, where the archive has lines; null: not noted. Borrowed
+    /// likewise.
+    std::vector<FieldLine>* lines{nullptr};
 };
 
 struct FieldWriteContext {

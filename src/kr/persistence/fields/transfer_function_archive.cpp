@@ -32,10 +32,12 @@ void writeEnum(ArchiveWriter& writer, std::string_view name, const std::array<st
 
 template <class Enum, std::size_t count>
 Enum readEnum(ArchiveReader& reader, std::string_view name, const std::array<std::string_view, count>& texts) {
-    const int number = reader.readChoice(name, [&](std::string_view text) -> std::optional<int> {
+    const auto parse = [&](std::string_view text) -> std::optional<int> {
         const auto found = std::find(texts.begin(), texts.end(), text);
         return found != texts.end() ? std::optional(static_cast<int>(found - texts.begin())) : std::nullopt;
-    });
+    };
+    const auto choices = [&] { return std::vector<std::string>(texts.begin(), texts.end()); };
+    const int number = reader.readChoice(name, parse, choices);
     if (number < 0 || number >= static_cast<int>(count)) {
         reader.fail("'" + std::string(name) + "' of a transfer function is the unknown " + std::to_string(number));
     }

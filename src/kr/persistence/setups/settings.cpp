@@ -65,14 +65,27 @@ void read(ArchiveReader& reader, const std::string& name, FileName& value) {
 }
 
 void read(ArchiveReader& reader, const std::string& name, Kr::KrEnum& value) {
-    const auto parse = [&value](std::string_view text) -> std::optional<int> {
-        const auto* type = Kr::KrEnum::getEnumeration(value.getTypeString());
+    const auto* type = Kr::KrEnum::getEnumeration(value.getTypeString());
+    const int present = static_cast<int>(value);
+    std::optional<std::string> unknown;
+    const auto parse = [&](std::string_view text) -> std::optional<int> {
         const int* number = type != nullptr ? type->findValue(text) : nullptr;
-        return number != nullptr ? std::optional(*number) : std::nullopt;
+        if (number != nullptr) return *number;
+        const bool mayBeNumber = !text.empty() && text.find_first_not_of("-0123456789") == std::string_view::npos;
+        if (mayBeNumber) return std::nullopt;  // for the archive to read
+        unknown = text;
+        return present;
     };
     const int number = reader.readChoice(name, parse);
-    // A number that the enumeration does not have is kept; applying the setup skips it.
-    if (const auto* type = value.getType()) value = Kr::KrEnum(*type, number);
+    if (type == nullptr) return;
+    if (!unknown && type->findText(number) == nullptr) unknown = std::to_string(number);
+    if (unknown) {
+        reader.report(Finding::eKind::kUnknownChoice, "setting '" + name + "' is '" + *unknown +
+                                                          "', which does not exist, and stays '" + value.toString() +
+                                                          "'" + explainChoice(*unknown, listChoices(*type)));
+        return;
+    }
+    value = Kr::KrEnum(*value.getType(), number);
 }
 
 template <class Item>
@@ -83,6 +96,19 @@ void read(ArchiveReader& reader, const std::string& name, std::vector<Item>& ite
         read(reader, "Item", item);
         items.push_back(std::move(item));
     });
+}
+
+/// A number outside the range of its setting was set to the nearest that is inside.
+template <class T>
+void reportClamped(ArchiveReader& reader, const KrData::Field<T>& field, const T& value) {
+    if constexpr (KrData::ValueTraits<T>::kHasRange && std::is_arithmetic_v<T>) {
+        if (!field.hasRange() || field.getValue() == value) return;
+        reader.report(Finding::eKind::kOutOfRange,
+                      "setting '" + field.getID().str() + "' is " +
+                          describeOutside(static_cast<double>(value), static_cast<double>(field.getMinimum()),
+                                          static_cast<double>(field.getMaximum())) +
+                          "; the nearest value in it is taken");
+    }
 }
 
 // --- Fields --------------------------------------------------------------------------------------------------------
@@ -161,6 +187,7 @@ void readSetting(ArchiveReader& reader, KrData::FieldBase& field) {
                            auto value = typed.getValue();
                            read(reader, name, value);
                            typed.setValue(value);
+                           reportClamped(reader, typed, value);
                        }) ||
             withList(field, [&](auto& list) {
                 auto items = list.getItems();

@@ -57,6 +57,7 @@ bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& er
         error = "'" + filename + "' holds no setup";
         return false;
     }
+    result.findings = loaded->getFindings();
     file = std::move(result);
     return true;
 }

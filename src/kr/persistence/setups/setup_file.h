@@ -7,6 +7,7 @@
 #include "kr/application/application_config.h"
 #include "kr/extension/extension.h"  // the interface holds one
 #include "kr/extension/smart_interface.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
@@ -16,6 +17,8 @@ struct SetupFile {
     KrSim::KrSmartInterface<KrSim::ApplicationConfig> setup{};
     std::vector<std::string>
         contentFiles{};  ///< absolute after loading; relative ones are meant from the setup file on
+    /// After loading: what is probably not as its author meant it, as settings that do not exist.
+    std::vector<Finding> findings{};
 };
 
 /// Saves a setup file.

@@ -55,9 +55,18 @@ void readFields(ArchiveReader& reader, const char* name, KrData::Container& cont
         FieldReadContext context;  // settings refer to no content
         auto field = readField(reader, "Field", context);
         container.removeField(field->getID());
-        if (field->setParent(&container)) static_cast<void>(field.release());
+        field->_setDynamic(true);  // people need not write that it is; only such fields move
+        if (!field->setParent(&container)) reader.fail("'" + field->getID().str() + "' finds no place in the setup");
+        static_cast<void>(field.release());
     };
     reader.optional(name, [&] { reader.sequence(name, readOne); });
+}
+
+std::vector<std::string> namesOf(const KrData::Container& container) {
+    std::vector<std::string> names;
+    for (const auto* each : container)
+        names.push_back(each->getID().str());
+    return names;
 }
 
 // --- Modules -------------------------------------------------------------------------------------------------------
@@ -158,7 +167,9 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
         reader.read("Name", name);
         object.setName(name.c_str());
         object._setContentID(toLive(readContentID(reader, "ContentID")));
+        const auto names = namesOf(object.getParameterContainer());
         reader.group("Settings", [&] {
+            reader.setKnownNames(names);
             for (auto* each : object.getParameterContainer())
                 detail::readSetting(reader, *each);
         });

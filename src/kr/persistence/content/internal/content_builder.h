@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kr/extension/fwd.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/content/internal/content_records.h"
 #include "kr/persistence/content/internal/kept_content.h"
 #include "kr/platform/smart_ptr.h"
@@ -53,6 +54,8 @@ public:
     [[nodiscard]] const Extensions& getRoots() const noexcept { return _roots; }
     /// What is not as it was saved, for people.
     [[nodiscard]] const std::vector<std::string>& getProblems() const noexcept { return _problems; }
+    /// In the saved fields; what the text of the file shows is found while it is read.
+    [[nodiscard]] const std::vector<Finding>& getFindings() const noexcept { return _findings; }
     [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _extensionCount; }
     [[nodiscard]] std::size_t getConnectionCount() const noexcept { return _connectionCount; }
 
@@ -104,6 +107,7 @@ private:
     std::size_t _doubleCount{0};
     std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, std::string> _firstDouble;  // with the one that was there
     std::vector<std::string> _problems;
+    std::vector<Finding> _findings;
 };
 
 }  // namespace KrPersistence::detail

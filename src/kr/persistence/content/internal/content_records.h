@@ -121,6 +121,7 @@ struct ExtensionRecord {
     KrSim::KrVersioningRegistry::Versions versions;
     std::optional<std::uint64_t> position;  // where it is not right behind the one before
     KrData::Container fields{Kr::KrID()};   // the groups, all three
+    std::vector<FieldLine> fieldLines;      // of all fields of the groups, where the archive has lines
     std::unique_ptr<KrData::FieldBase> nameMarks;
     std::vector<ExtensionReference> references;  // by their paths in the extension
     std::string data;

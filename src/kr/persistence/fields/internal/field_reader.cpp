@@ -1,5 +1,6 @@
 #include "kr/persistence/fields/internal/field_reader.h"
 
+#include <array>
 #include <limits>
 #include <optional>
 #include <unordered_set>
@@ -26,18 +27,49 @@ namespace {
 
 constexpr std::uint32_t kLastInternalIdentifier = std::numeric_limits<std::uint32_t>::max();
 
+constexpr std::array kRoles{KrData::Types::kField, KrData::Types::kInput, KrData::Types::kOutput,
+                            KrData::Types::kParameter, KrData::Types::kUndefined};
+
 std::optional<int> numberOfRole(std::string_view text) {
-    for (const auto role : {KrData::Types::kField, KrData::Types::kInput, KrData::Types::kOutput,
-                            KrData::Types::kParameter, KrData::Types::kUndefined}) {
+    for (const auto role : kRoles) {
         if (text == KrData::Types::nameFor(role)) return role;
     }
     return std::nullopt;
+}
+
+std::vector<std::string> namesOfRoles() {
+    std::vector<std::string> names;
+    for (const auto role : kRoles)
+        names.emplace_back(KrData::Types::nameFor(role));
+    return names;
 }
 
 std::optional<int> numberOfDimension(std::string_view text) {
     const auto* dimensions = Kr::KrEnum::getEnumeration(typeid(Dimension));
     const int* number = dimensions != nullptr ? dimensions->findValue(text) : nullptr;
     return number != nullptr ? std::optional(*number) : std::nullopt;
+}
+
+std::vector<std::string> namesOfDimensions() {
+    const auto* dimensions = Kr::KrEnum::getEnumeration(typeid(Dimension));
+    return dimensions != nullptr ? listChoices(*dimensions) : std::vector<std::string>();
+}
+
+/// All that may stand in a field.
+const std::vector<std::string>& getMemberNames() {
+    static const auto& names = *new std::vector<std::string>{"Identifier",     "Type",
+                                                             "ProxyType",      "InterfaceID",
+                                                             "FieldType",      "FieldArray",
+                                                             "ItemType",       "InternalIdentifier",
+                                                             "Description",    "PhysicalDimension",
+                                                             "forceObservers", "Dynamic",
+                                                             "Metadata",       "Value",
+                                                             "Minimum",        "Maximum",
+                                                             "Has_Range",      "MinimumSize",
+                                                             "MaximumSize",    "Has_SizeRange",
+                                                             "Items",          "Fields",
+                                                             "Links",          "Incremental"};
+    return names;
 }
 
 /// Gives out the internal identifiers of one container: in a damaged file two children may have the same.
@@ -98,14 +130,21 @@ std::unique_ptr<KrData::FieldBase> FieldReader::_readField(std::string_view name
                                                            std::uint32_t usualNumber, const Container* container) {
     std::unique_ptr<FieldBase> field;
     _reader.group(name, [&] {
+        _reader.setKnownNames(getMemberNames());
         const Kr::KrID id(_reader.readRepeated("Identifier"));
         enter(id, container);
+        _noteLine(id, usualRole);
         field = make(readDataType(_reader, "Type"), id, usualRole);
         _readProperties(*field, usualNumber);
         _readContent(*field);
         leave();
     });
     return field;
+}
+
+void FieldReader::_noteLine(const Kr::KrID& id, Types::FieldTypeEnum role) {
+    const auto line = _context.lines != nullptr && _hiddenDepth == 0 ? _reader.getLine() : 0;
+    if (line != 0) _context.lines->push_back({id, role, line});
 }
 
 std::unique_ptr<KrData::FieldBase> FieldReader::make(Types::DataTypeEnum type, const Kr::KrID& id,
@@ -130,7 +169,7 @@ std::unique_ptr<KrData::FieldBase> FieldReader::_makeContainer(const Kr::KrID& i
     static const ArchiveReader::ChoiceParser parse = numberOfRole;
     auto role = usualRole;
     _reader.optional("FieldType", [&] {
-        const int number = _reader.readChoice("FieldType", parse);
+        const int number = _reader.readChoice("FieldType", parse, namesOfRoles);
         if (number < Types::kField || number > Types::kUndefined) {
             fail("has the unknown field type " + std::to_string(number));
         }
@@ -152,11 +191,12 @@ std::unique_ptr<KrData::FieldBase> FieldReader::_makeVector(const Kr::KrID& id) 
 
 void FieldReader::_readProperties(FieldBase& field, std::uint32_t usualNumber) {
     static const ArchiveReader::ChoiceParser parse = numberOfDimension;
+    static const ArchiveReader::ChoiceList choices = namesOfDimensions;
     _reader.readIf("InternalIdentifier", usualNumber);
     field._setInternalIdentifier(usualNumber);
     _reader.optional("Description", [&] { field.setDescription(std::string(_reader.readRepeated("Description"))); });
     _reader.optional("PhysicalDimension", [&] {
-        const int number = _reader.readChoice("PhysicalDimension", parse);
+        const int number = _reader.readChoice("PhysicalDimension", parse, choices);
         if (number < 0 || number > std::numeric_limits<std::uint8_t>::max()) {
             fail("has the unknown physical dimension " + std::to_string(number));
         }

@@ -100,6 +100,11 @@ void readItem(ArchiveReader& reader, std::string_view name, T& value) {
             int number = 0;
             reader.read("Number", number);
             value = Kr::KrEnum::_fromStored(typeName, number, text);
+            const auto* type = Kr::KrEnum::getEnumeration(typeName);
+            if (type == nullptr || text.empty() || type->findValue(text) != nullptr) return;
+            reader.report(Finding::eKind::kUnknownChoice,
+                          "enumeration '" + typeName + "' has no '" + text + "', so that its number counts, " +
+                              std::to_string(number) + explainChoice(text, listChoices(*type)));
         });
     } else {
         Components<T> components{};
@@ -141,6 +146,13 @@ bool hasMeaning(int number) {
     return number >= 0 && number < kDataTypeNumbers && known[static_cast<std::size_t>(number)];
 }
 
+std::vector<std::string> namesOfDataTypes() {
+    std::vector<std::string> names;
+    for (int number = 0; number < kDataTypeNumbers; ++number)
+        if (hasMeaning(number)) names.emplace_back(Types::nameFor(static_cast<Types::DataTypeEnum>(number)));
+    return names;
+}
+
 std::optional<int> numberOfDataType(std::string_view text) {
     static const auto& numbers = *[] {
         auto* made = new std::unordered_map<std::string_view, int>;
@@ -161,7 +173,8 @@ void writeDataType(ArchiveWriter& writer, std::string_view name, Types::DataType
 
 Types::DataTypeEnum readDataType(ArchiveReader& reader, std::string_view name) {
     static const ArchiveReader::ChoiceParser parse = numberOfDataType;
-    const int number = reader.readChoice(name, parse);
+    static const ArchiveReader::ChoiceList choices = namesOfDataTypes;
+    const int number = reader.readChoice(name, parse, choices);
     if (!hasMeaning(number))
         reader.fail("'" + std::string(name) + "' is the unknown data type " + std::to_string(number));
     return static_cast<Types::DataTypeEnum>(number);
