@@ -7,6 +7,7 @@
 #include <string>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/findings.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/simulation_files.h"
@@ -18,6 +19,7 @@
 #include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/persistence/setups/application_check.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -152,14 +154,14 @@ eExitCode verifyFiles(const VerifyPlan& plan) {
     const auto refused = files.loadAll(plan.files);
     for (const auto& each : refused)
         print(each.what() + std::string("\n"));
-    const auto faults = files.findFaults();
-    for (const auto& each : faults.missingPlugins)
-        print("missing: " + each + "\n");
-    for (const auto& each : faults.others)
-        print(toOneLine(each) + "\n");
+    auto findings = files.getFindings();
+    if (files.hasSetup()) {
+        const auto more = KrPersistence::checkSimulation(*application);
+        findings.insert(findings.end(), more.begin(), more.end());
+    }
+    const auto code = printFindings(findings);
     if (!refused.empty()) return refused.front().getCode();
-    if (!faults.missingPlugins.empty()) return eExitCode::kMissingPlugin;
-    if (!faults.others.empty()) return eExitCode::kRefusedFile;
+    if (code != eExitCode::kOk) return code;
     print(std::to_string(files.getExtensionCount()) + " extensions, " + std::to_string(application->getModuleCount()) +
           " modules: no fault was found\n");
     return eExitCode::kOk;

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/findings.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
@@ -25,6 +26,7 @@
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/events/errors/error_handler.h"
+#include "kr/persistence/setups/application_check.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/log.h"
 #include "kr/platform/log_line.h"
@@ -102,19 +104,14 @@ private:
 /// What the command line and its files say.
 void build(KrSim::KrApplication& application, SimulationFiles& files, const RunPlan& plan) {
     files.load(plan.files);
-    const auto faults = files.findFaults();
-    if (!faults.missingPlugins.empty() && !plan.allowsMissing) {
-        throw Failure(eExitCode::kMissingPlugin,
-                      "no plug-in makes " + faults.missingPlugins.front() +
-                          (faults.missingPlugins.size() > 1
-                               ? " (and " + std::to_string(faults.missingPlugins.size() - 1) + " more)"
-                               : "") +
-                          "; --plugins DIR tells where to look, --allow-missing runs without it");
-    }
+    auto findings = files.getFindings();
+    if (!plan.allowsMissing) requireTypes(findings);
     if (plan.logFilePrefix) openLogFile(application, *plan.logFilePrefix);
-    for (const auto& each : faults.others)
-        Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", toOneLine(each).c_str());
     assemble(application, plan, TypeCatalog(getPluginDirectories()), files.hasSetup());
+    if (!plan.content.empty()) findings = files.getFindings();
+    const auto more = KrPersistence::checkSimulation(application);
+    findings.insert(findings.end(), more.begin(), more.end());
+    reportFindings(findings, plan);
     if (!plan.stateToRestore.empty()) restoreState(application, plan.stateToRestore);
     if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(chooseLevel(plan));
 }

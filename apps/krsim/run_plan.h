@@ -19,6 +19,7 @@ struct RunPlan {
     /// Likewise; empty for all modules of the plug-ins that the content comes from.
     std::vector<std::string> modules{};
     bool allowsMissing{false};  ///< plug-ins
+    bool isStrict{false};       ///< nothing is run where something is probably not as meant
 
     KrSim::RunLimits limits{};
     std::optional<bool> isPaced{};  ///< by the clock, else as fast as it goes

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <unordered_map>
 #include <utility>
 
 #include "apps/krsim/assembly.h"
@@ -13,14 +12,11 @@
 #include "apps/krsim/output_file.h"
 #include "kr/application/application_config.h"
 #include "kr/application/content_dispatcher.h"
-#include "kr/application/module_record.h"
-#include "kr/application/modules/simulator_module.h"
 #include "kr/extension/object.h"
-#include "kr/extension/versioning_registry.h"
 #include "kr/persistence/content/definition_files.h"
 #include "kr/persistence/content/object_file.h"
 #include "kr/persistence/content/object_section.h"
-#include "kr/persistence/content/open_ends.h"
+#include "kr/persistence/setups/application_check.h"
 #include "kr/persistence/setups/content_list_section.h"
 #include "kr/persistence/setups/setup_file.h"
 #include "kr/persistence/setups/setup_section.h"
@@ -28,7 +24,6 @@
 namespace krsim {
 namespace {
 
-using KrPersistence::describeWithFile;
 using KrPersistence::KrObjectSection;
 using KrPersistence::KrSetupSection;
 
@@ -98,12 +93,25 @@ void SimulationFiles::_load(const std::vector<std::string>& files, const OnRefus
             onRefused(failure);
         }
     }
-    _definitions = KrPersistence::loadDefinitions(all, _missingDefinitions);
+    std::vector<std::string> missing;
+    _definitions = KrPersistence::loadDefinitions(all, missing);
+    for (const auto& each : _definitions)
+        _findings.insert(_findings.end(), each.findings.begin(), each.findings.end());
+    for (auto& each : missing)
+        _findings.push_back({KrPersistence::Finding::eKind::kOpenEnd, std::move(each)});
+}
+
+Kr::KrSmartPtr<KrPersistence::KrFile> SimulationFiles::_loadFile(const std::string& filename,
+                                                                 const std::string& referringFile) {
+    auto file = loadFile(filename, referringFile);
+    const auto& findings = file->getFindings();
+    _findings.insert(_findings.end(), findings.begin(), findings.end());
+    return file;
 }
 
 void SimulationFiles::_loadOne(const std::string& name, bool isFirst, std::vector<std::string>& all,
                                const OnRefused& onRefused) {
-    const auto file = loadFile(name);
+    const auto file = _loadFile(name);
     if (!isSetup(*file)) return _add(name, *file);
     if (!isFirst) throw Failure(eExitCode::kUsage, "'" + name + "' is a setup file, which stands first and alone");
     _apply(*findSection<KrSetupSection>(*file));
@@ -112,7 +120,7 @@ void SimulationFiles::_loadOne(const std::string& name, bool isFirst, std::vecto
     for (const auto& content : list->getFiles()) {
         all.push_back(content);
         try {
-            _add(content, *loadFile(content, name));
+            _add(content, *_loadFile(content, name));
         } catch (const Failure& failure) {
             onRefused(failure);
         }
@@ -131,18 +139,8 @@ void SimulationFiles::_apply(const KrSetupSection& section) {
     }
     _log.applyTo(*setup);
     _application.applySetup(setup);
-    for (const auto& extension : setup->_getObjectProxy()->_getExtensions()) {
-        const auto record = KrSim::readModuleRecord(*extension);
-        if (!record) continue;
-        const auto key = KrSim::KrVersioningRegistry::findReplacement(record->key).value_or(record->key);
-        bool isThere = false;
-        for (std::size_t i = 0; i < _application.getModuleCount(); ++i)
-            isThere = isThere || _application.getModule(i)->getCreationKey().uuid == key.uuid;
-        if (!isThere) {
-            _missingModules.push_back("module '" + record->name + "' of the type " + record->key.toString() +
-                                      (record->key.plugin.empty() ? "" : " of plug-in " + record->key.plugin));
-        }
-    }
+    const auto missing = KrPersistence::checkModules(_application, *setup);
+    _findings.insert(_findings.end(), missing.begin(), missing.end());
 }
 
 void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrFile& file) {
@@ -161,27 +159,11 @@ void SimulationFiles::_add(const std::string& filename, const KrPersistence::KrF
     if (!hasObjects) throw Failure(eExitCode::kUsage, "'" + filename + "' holds neither a setup nor objects");
 }
 
-Faults SimulationFiles::findFaults() const {
-    Faults faults;
-    faults.missingPlugins = _missingModules;
-    faults.others = _missingDefinitions;
-    std::unordered_map<KrSim::KrContentID::Identifier, const KrSim::KrExtension*> byID;
-    for (const auto& extension : _application.getContentDispatcher().getExtensions()) {
-        const auto& id = extension->getContentID();
-        const auto [first, isFirst] = byID.emplace(id.getRuntimeID(), extension.get());
-        if (!isFirst) {
-            faults.others.push_back(describeWithFile(*extension) + " has the content ID " + id.toString() + " of " +
-                                    describeWithFile(*first->second) + ": is the same content loaded twice?");
-        }
-        const auto& key = extension->getCreationKey();
-        if (!key.completed().isNull() && !extension->hasImplementation()) {
-            faults.missingPlugins.push_back("'" + extension->getPath() + "' of the type " + key.toString() +
-                                            (key.plugin.empty() ? "" : " of plug-in " + key.plugin));
-        }
-        for (const auto& each : KrPersistence::describeOpenEnds(*extension))
-            faults.others.push_back("'" + extension->getPath() + "': " + each);
-    }
-    return faults;
+std::vector<KrPersistence::Finding> SimulationFiles::getFindings() const {
+    auto findings = _findings;
+    const auto content = KrPersistence::checkContent(_application);
+    findings.insert(findings.end(), content.begin(), content.end());
+    return findings;
 }
 
 std::size_t SimulationFiles::getExtensionCount() const {

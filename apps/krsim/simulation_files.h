@@ -10,18 +10,13 @@
 #include "apps/krsim/file_plans.h"
 #include "kr/application/application.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/content/object_file.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
-
-/// What is wrong with loaded files, a sentence each.
-struct Faults {
-    std::vector<std::string> missingPlugins{};  ///< types that could not be made
-    std::vector<std::string> others{};
-};
 
 /// What becomes of log messages, whatever a setup says.
 struct LogChoice {
@@ -47,7 +42,8 @@ public:
     /// The same, but goes on with the other files after one that is refused. Answers the refusals.
     [[nodiscard]] std::vector<Failure> loadAll(const std::vector<std::string>& files);
 
-    [[nodiscard]] Faults findFaults() const;
+    /// What is probably wrong with the files and the content of the application.
+    [[nodiscard]] std::vector<KrPersistence::Finding> getFindings() const;
     [[nodiscard]] std::size_t getExtensionCount() const;
     [[nodiscard]] bool hasSetup() const noexcept { return _hasSetup; }
 
@@ -57,14 +53,15 @@ private:
     void _load(const std::vector<std::string>& files, const OnRefused& onRefused);
     /// \param all  gets the content files that a setup lists.
     void _loadOne(const std::string& name, bool isFirst, std::vector<std::string>& all, const OnRefused& onRefused);
+    [[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> _loadFile(const std::string& filename,
+                                                                  const std::string& referringFile = {});
     void _apply(const KrPersistence::KrSetupSection& section);
     void _add(const std::string& filename, const KrPersistence::KrFile& file);
 
     KrSim::KrApplication& _application;
     std::vector<std::string> _pluginDirectories;
     LogChoice _log;
-    std::vector<std::string> _missingModules;
-    std::vector<std::string> _missingDefinitions;
+    std::vector<KrPersistence::Finding> _findings;           // of what was loaded so far
     std::vector<KrPersistence::LoadedObjects> _definitions;  // what instances follow; not simulated
     bool _hasSetup{false};
 };
