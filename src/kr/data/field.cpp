@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/full_path.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -68,7 +69,7 @@ void Field<T>::_readThroughPointer() const {
     const auto pointer = extras.pointer;
     if (!pointer || !pointer->getter) return;
     Kr::callGuarded(
-        kPointerTexts, [this] { return getID().str(); }, [&] { _value = pointer->getter(); });
+        kPointerTexts, [this] { return getFullPath(*this); }, [&] { _value = pointer->getter(); });
     if constexpr (ValueTraits<T>::kHasRange) {
         if (extras.hasRange) ValueTraits<T>::clamp(_value, extras.minimum, extras.maximum);
     }
@@ -87,7 +88,7 @@ void Field<T>::_writeThrough() {
     if (!_extras || !_extras->pointer || !_extras->pointer->setter) return;
     const auto pointer = _extras->pointer;
     Kr::callGuarded(
-        kPointerTexts, [this] { return getID().str(); }, [&] { pointer->setter(_value); });
+        kPointerTexts, [this] { return getFullPath(*this); }, [&] { pointer->setter(_value); });
 }
 
 template <class T>

@@ -6,6 +6,7 @@
 #include "kr/core/connections/internal/functor_selection.h"
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/data/field_base.h"
+#include "kr/data/full_path.h"
 #include "kr/data/value_conversion.h"
 #include "kr/extension/connection_settings.h"
 #include "kr/platform/assert.h"
@@ -72,9 +73,9 @@ bool KrConnection::_restoreTransferFunction(DirectConnectionFunctor::TransferFun
     auto* functor = _getDirectFunctor();
     if (functor == nullptr || !KrData::CanApplyTransferFunction(*getSource(), *getSink())) return false;
     if (const auto* data = function.target<KrData::TransferFunction>(); data != nullptr && !data->isValid()) {
-        logMessage(eLogLevel::kDebug, "KrConnection: the transfer function from %s.%s to %s.%s is refused: %s\n",
-                   detail::ownerNameOf(*getSource()).c_str(), getSource()->getPath().c_str(),
-                   detail::ownerNameOf(*getSink()).c_str(), getSink()->getPath().c_str(), data->getFault().c_str());
+        logMessage(eLogLevel::kDebug, "KrConnection: the transfer function from %s to %s is refused: %s\n",
+                   KrData::getFullPath(*getSource()).c_str(), KrData::getFullPath(*getSink()).c_str(),
+                   data->getFault().c_str());
         return false;
     }
     functor->setTransferFunction(std::move(function));
