@@ -311,4 +311,16 @@ b</Text>
                                 "some file, line 9: 'Odd name' in Top means nothing"}}),
     [](const auto& each) { return std::string(each.param.name); });
 
+TEST(UnreadNamesOfAHostileDocument, AreCountedOnlyUpToALimit) {
+    std::string document = "<Top>";
+    for (int i = 0; i < 10'000; ++i)
+        document += "<A" + std::to_string(i) + "/>";
+    std::istringstream stream(document + "</Top>");
+    KrPersistence::XmlInArchive archive(stream, 0);
+    KrPersistence::XmlInArchive::Reader reader(archive);
+    reader.group("Top", [] {});
+    ASSERT_EQ(archive.getFindings().size(), 101U);
+    EXPECT_EQ(archive.getFindings().back().text, "there are more names that mean nothing; they are not listed");
+}
+
 }  // namespace named_forms_test

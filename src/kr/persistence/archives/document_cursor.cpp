@@ -17,6 +17,9 @@ using eKind = Document::eKind;
 constexpr std::size_t kFewMembers = 16;
 /// Of a long path in an error: at its beginning and at its end.
 constexpr std::size_t kShownSteps = 32;
+/// Findings take no more memory than this many short texts, whatever a document holds.
+constexpr std::size_t kMostReported = 100;
+constexpr std::size_t kShownPath = 200;
 
 bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
@@ -207,16 +210,18 @@ void DocumentCursor::leave() {
 }
 
 void DocumentCursor::_reportUnread(const Level& level) {
-    const auto path = _path();
+    auto path = _path();
+    if (path.size() > kShownPath) path.replace(0, path.size() - kShownPath, "...");
     const auto end = _end(level);
     for (auto at = _skipAttributes(level.node + 1, end); at < end; at = _skipAttributes(_document.node(at).end, end)) {
         const auto& node = _document.node(at);
-        if (_document.isRead(node)) continue;
+        if (_document.isRead(node) || _reported > kMostReported) continue;
         const std::string name(_document.name(_document.nameNumber(node)));
-        _findings.push_back({Finding::eKind::kUnknownName,
-                             quoted(name) + " in " + (path.empty() ? "the document" : path) + " means nothing" +
-                                 Kr::suggestName(name, level.knownNames),
-                             _archiveName, node.line});
+        const auto text = ++_reported > kMostReported
+                              ? std::string("there are more names that mean nothing; they are not listed")
+                              : quoted(name) + " in " + (path.empty() ? "the document" : path) + " means nothing" +
+                                    Kr::suggestName(name, level.knownNames);
+        _findings.push_back({Finding::eKind::kUnknownName, text, _archiveName, node.line});
     }
 }
 

@@ -30,6 +30,15 @@ const FieldBase* findCounterpart(const Container& fields, std::size_t index, con
     return found != fields.end() ? *found : nullptr;
 }
 
+// A file that is nothing but faults takes no more memory for them than this.
+constexpr std::size_t kMostDoubts = 100;  // of one extension
+constexpr std::size_t kMostFindings = 1000;
+constexpr std::size_t kLongestName = 200;
+
+std::string shortened(const std::string& name) {
+    return name.size() <= kLongestName ? name : name.substr(0, kLongestName) + "...";
+}
+
 template <class T>
 bool isOutside(const T& value, const T& minimum, const T& maximum) {
     return !(value >= minimum && value <= maximum);  // NaN, too
@@ -53,13 +62,13 @@ SavedFieldsCheck::SavedFieldsCheck(KrSim::KrExtension& extension, const Extensio
 void SavedFieldsCheck::addFindings(const std::string& file, std::vector<Finding>& findings) {
     for (const auto& doubt : _doubts) {
         const auto* loaded = KrData::_findStoredPath(_extension.getFieldsContainer(), doubt.path);
-        if (loaded != nullptr && doubt.isStillTrue(*loaded))
+        if (findings.size() < kMostFindings && loaded != nullptr && doubt.isStillTrue(*loaded))
             findings.push_back({doubt.kind, doubt.text, file, doubt.line});
     }
 }
 
 void SavedFieldsCheck::_compare(const Container& saved, const Container& declared, const std::string& path) {
-    for (std::size_t i = 0; i < saved.size(); ++i) {
+    for (std::size_t i = 0; i < saved.size() && _doubts.size() < kMostDoubts; ++i) {
         const auto& each = saved.at(i);
         const auto* counterpart = findCounterpart(declared, i, each.getID());
         const auto* group = asContainer(each);
@@ -124,7 +133,7 @@ void SavedFieldsCheck::_doubtName(const FieldBase& saved, const Container& decla
 std::string SavedFieldsCheck::_describe(const FieldBase& field) const {
     std::string role = Types::nameFor(_role);
     role.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(role.front())));
-    return role + " '" + field.getID().str() + "' of '" + _record.name + "'";
+    return role + " '" + shortened(field.getID().str()) + "' of '" + shortened(_record.name) + "'";
 }
 
 std::size_t SavedFieldsCheck::_findLine(const FieldBase& field) const {

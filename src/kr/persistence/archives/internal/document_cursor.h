@@ -90,6 +90,7 @@ private:
     const char* _archiveKind;
     const std::string& _archiveName;
     std::vector<Finding>& _findings;
+    std::size_t _reported{0};  // names in groups that nothing has read
     std::vector<Level> _levels;
     std::string_view _last;      // what was asked for last
     std::uint32_t _lastNode{0};  // what was found then; where nothing was, the group

@@ -11,10 +11,11 @@
 
 namespace KrPersistence::detail {
 
-/// The lines of a document while it is parsed from front to back.
+/// Counts the lines of a document that is parsed from front to back. A text that the parser decodes in its place is
+/// passed: it may hold line feeds that were escapes, and no others.
 class LineCounter {
 public:
-    /// \param text  borrowed; behind the place that was counted last only white space and marks must be as in the file.
+    /// \param text  borrowed; what lies behind the last place is as it is in the file.
     explicit LineCounter(const std::string& text) : _text(text) {}
 
     /// The line of the byte at the offset, which is not before the last one that was asked for or passed.
@@ -28,7 +29,7 @@ public:
         pass(offset);
         return _line;
     }
-    /// Nothing before this offset counts: a text in whose place decoded characters stand.
+    /// Line feeds before this offset are not counted.
     void pass(std::size_t offset) noexcept { _next = std::max(_next, offset); }
 
 private:
