@@ -5,10 +5,12 @@
 #include <system_error>
 
 #include "apps/krsim/failure.h"
+#include "kr/application/connections/connection_container.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/simulator_module.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/extension/factory_keys.h"
 #include "kr/platform/plugin_manager.h"
 
 namespace krsim {
@@ -67,6 +69,14 @@ std::vector<KrFactoryKey> findModulesOf(const std::vector<std::string>& plugins,
     return found;
 }
 
+/// As content, which need a module of the library.
+bool hasConnections(const KrSim::KrApplication& application) {
+    const auto extensions = application.getContentDispatcher().getExtensions();
+    return std::any_of(extensions.begin(), extensions.end(), [](const auto& each) {
+        return each->template getImplementationAs<KrSim::ConnectionContainer>() != nullptr;
+    });
+}
+
 }  // namespace
 
 void addPluginDirectories(const std::vector<std::string>& directories) {
@@ -103,6 +113,7 @@ void assemble(KrSim::KrApplication& application, const RunPlan& plan, const Type
         for (const auto& each : application.getContentDispatcher().getExtensions())
             plugins.push_back(each->getCreationKey().plugin);
         modules = findModulesOf(plugins, catalog);
+        if (hasConnections(application)) modules.push_back(KrSim::Keys::ConnectionModule::kInternalFactoryKey);
     }
     for (const auto& each : modules)
         insertModule(application, each);

@@ -92,6 +92,10 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
             if (create->setupFile == create->objectFile)
                 return answer(app, CLI::ValidationError("--objects", "the setup needs another file than its objects"));
         }
+        if (const auto* preset = std::get_if<PresetPlan>(&*plan)) {
+            const bool changes = !preset->variant.empty() || preset->isRemoved;
+            if (changes == preset->name.empty()) return answer(app, CLI::RequiredError("--from or --remove"));
+        }
         return std::visit([](const auto& each) -> Command { return each; }, *plan);
     }
     if (!run->parsed()) {

@@ -17,7 +17,7 @@ struct Answer {
 };
 
 using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
-                             DiffPlan, GraphPlan, CreatePlan>;
+                             DiffPlan, GraphPlan, CreatePlan, PresetPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

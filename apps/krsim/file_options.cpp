@@ -94,6 +94,19 @@ FileCommands::FileCommands(CLI::App& app) {
     addContentOptions(create, _create.plan.what);
     create.footer(
         "Example:\n  krsim create --plugins build/plugins --content Car --setup setup.xml --objects car.xml --free");
+
+    _preset.command = app.add_subcommand("preset", "List the presets of a setup file, keep one in it or remove one");
+    auto& preset = *_preset.command;
+    addFile(preset, "FILE", _preset.plan.setupFile, "The setup file");
+    auto* name = preset.add_option("NAME", _preset.plan.name, "The preset; without it, all are listed")->type_name("");
+    auto* from = preset
+                     .add_option("--from", _preset.plan.variant,
+                                 "Keep as preset NAME what this setup file has otherwise than FILE")
+                     ->type_name("FILE")
+                     ->needs(name);
+    preset.add_flag("--remove", _preset.plan.isRemoved, "Remove preset NAME")->needs(name)->excludes(from);
+    addChecksum(preset, _preset.plan.hasChecksum);
+    preset.footer("Example:\n  krsim preset setup.xml Fast --from fast.xml\n  krsim run setup.xml --preset Fast");
 }
 
 std::optional<FilePlan> FileCommands::getParsed() const {
@@ -109,6 +122,7 @@ std::optional<FilePlan> FileCommands::getParsed() const {
     take(_diff);
     take(_graph);
     take(_create);
+    take(_preset);
     return parsed;
 }
 

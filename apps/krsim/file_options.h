@@ -9,7 +9,7 @@
 namespace krsim {
 
 using FilePlan =
-    std::variant<InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan>;
+    std::variant<InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan, PresetPlan>;
 
 /// The subcommands that work on files.
 class FileCommands {
@@ -37,6 +37,7 @@ private:
     Entry<DiffPlan> _diff;
     Entry<GraphPlan> _graph;
     Entry<CreatePlan> _create;
+    Entry<PresetPlan> _preset;
 };
 
 }  // namespace krsim

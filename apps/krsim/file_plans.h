@@ -76,6 +76,15 @@ struct GraphPlan {
     bool isForced{false};  ///< whatever the output holds
 };
 
+/// List the presets of a setup file, or change one.
+struct PresetPlan {
+    std::string setupFile{};
+    std::string name{};     ///< empty: list all
+    std::string variant{};  ///< the setup file to take the preset from
+    bool isRemoved{false};
+    bool hasChecksum{false};
+};
+
 /// Write a setup file and an object file from types.
 struct CreatePlan {
     RunPlan what{};

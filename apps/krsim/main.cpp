@@ -9,7 +9,10 @@
 #include "apps/krsim/command_line.h"
 #include "apps/krsim/file_commands.h"
 #include "apps/krsim/list_command.h"
+#include "apps/krsim/preset_command.h"
 #include "apps/krsim/run_command.h"
+#include "kr/persistence/files/producer.h"
+#include "kr/platform/version.h"
 
 namespace {
 
@@ -32,6 +35,8 @@ struct Execution {
     eExitCode operator()(const krsim::GraphPlan& plan) const { return succeed(krsim::drawGraph, plan); }
     eExitCode operator()(const krsim::CreatePlan& plan) const { return succeed(krsim::createFiles, plan); }
 
+    eExitCode operator()(const krsim::PresetPlan& plan) const { return succeed(krsim::editPresets, plan); }
+
     template <class Plan>
     static eExitCode succeed(void (*execute)(const Plan&), const Plan& plan) {
         execute(plan);
@@ -50,6 +55,7 @@ int main(int count, char** arguments) {
     auto code = eExitCode::kFailed;
     bool isTold = true;  // why it failed
     try {
+        KrPersistence::setProducer({.application = "krsim", .marketingName = {}, .version = Kr::getLibraryVersion()});
         code = std::visit(Execution(), krsim::parseCommandLine({arguments + 1, arguments + count}));
         isTold = false;
     } catch (const krsim::Failure& failure) {

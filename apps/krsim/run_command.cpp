@@ -133,11 +133,10 @@ eExitCode runSimulation(const RunPlan& plan) {
     StopSignals signals;
     const Log log(plan);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories,
-                          {.level = plan.logLevel,
-                           .isQuiet = plan.isQuiet,
-                           .filePrefix = plan.logFilePrefix,
-                           .hasFile = plan.logsToFile});
+    SimulationFiles files(
+        *application, plan.pluginDirectories,
+        {.level = plan.logLevel, .isQuiet = plan.isQuiet, .filePrefix = plan.logFilePrefix, .hasFile = plan.logsToFile},
+        plan.presets);
     build(*application, files, plan);
 
     StatusOutput output(STDOUT_FILENO);

@@ -138,6 +138,8 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
                     "the setup lists need not be named. - for standard input.")
         ->type_name("");
     addContentOptions(command, plan);
+    addList(command, "--preset", plan.presets, "NAME",
+            "Apply this preset of the setup file over its settings; may be repeated.");
     addLimits(command, plan);
     addStates(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,

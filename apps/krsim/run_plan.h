@@ -16,10 +16,11 @@ struct RunPlan {
     std::vector<std::string> files{};              ///< setup file, object files
     std::vector<std::string> pluginDirectories{};  ///< searched in this order, then the one of the library
     std::vector<std::string> content{};            ///< types, as TypeCatalog::find takes them; one of each is made
-    /// Likewise; empty for all modules of the plug-ins that the content comes from.
+    /// Likewise; empty for all modules of the plug-ins that the content comes from, and what connects its connections.
     std::vector<std::string> modules{};
-    bool allowsMissing{false};  ///< plug-ins
-    bool isStrict{false};       ///< nothing is run where something is probably not as meant
+    std::vector<std::string> presets{};  ///< of the setup file, applied in this order
+    bool allowsMissing{false};           ///< plug-ins
+    bool isStrict{false};                ///< nothing is run where something is probably not as meant
 
     KrSim::RunLimits limits{};
     std::optional<bool> isPaced{};  ///< by the clock, else as fast as it goes

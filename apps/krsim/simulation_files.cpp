@@ -12,6 +12,7 @@
 #include "apps/krsim/output_file.h"
 #include "kr/application/application_config.h"
 #include "kr/application/content_dispatcher.h"
+#include "kr/application/setup_presets.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/content/definition_files.h"
 #include "kr/persistence/content/object_file.h"
@@ -69,8 +70,11 @@ void LogChoice::applyTo(KrSim::ApplicationConfig& setup) const {
 }
 
 SimulationFiles::SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories,
-                                 LogChoice log)
-    : _application(application), _pluginDirectories(std::move(pluginDirectories)), _log(std::move(log)) {
+                                 LogChoice log, std::vector<std::string> presets)
+    : _application(application),
+      _pluginDirectories(std::move(pluginDirectories)),
+      _log(std::move(log)),
+      _presets(std::move(presets)) {
     addPluginDirectories(_pluginDirectories);
 }
 
@@ -92,6 +96,9 @@ void SimulationFiles::_load(const std::vector<std::string>& files, const OnRefus
         } catch (const Failure& failure) {
             onRefused(failure);
         }
+    }
+    if (!_presets.empty() && !_hasSetup) {
+        throw Failure(eExitCode::kUsage, "preset '" + _presets.front() + "' needs a setup file, which holds it");
     }
     std::vector<std::string> missing;
     _definitions = KrPersistence::loadDefinitions(all, missing);
@@ -130,6 +137,10 @@ void SimulationFiles::_loadOne(const std::string& name, bool isFirst, std::vecto
 void SimulationFiles::_apply(const KrSetupSection& section) {
     _hasSetup = true;
     const auto& setup = section.getSetup();
+    for (const auto& each : _presets) {
+        const auto error = KrSim::SetupPresets::apply(*setup, each);
+        if (!error.empty()) throw Failure(eExitCode::kUsage, "preset '" + each + "' cannot be applied: " + error);
+    }
     // The directories of the setup replace all others, and its modules are made while it is applied.
     if (!_pluginDirectories.empty()) {
         auto directories = toFileNames(_pluginDirectories);

@@ -34,7 +34,9 @@ public:
     /// \param application        borrowed.
     /// \param pluginDirectories  to search, before those of a setup. Throws a Failure for one without plug-ins.
     /// \param log                in the place of what a setup says.
-    SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories, LogChoice log);
+    /// \param presets            of the setup, which are applied to it in this order.
+    SimulationFiles(KrSim::KrApplication& application, std::vector<std::string> pluginDirectories, LogChoice log,
+                    std::vector<std::string> presets = {});
 
     /// Applies the setup file, which stands first if there is one, then loads the content that it lists, then the other
     /// files, and the definitions that instances wait for. Throws a Failure that names the file which is refused.
@@ -61,6 +63,7 @@ private:
     KrSim::KrApplication& _application;
     std::vector<std::string> _pluginDirectories;
     LogChoice _log;
+    std::vector<std::string> _presets;
     std::vector<KrPersistence::Finding> _findings;           // of what was loaded so far
     std::vector<KrPersistence::LoadedObjects> _definitions;  // what instances follow; not simulated
     bool _hasSetup{false};

@@ -269,6 +269,33 @@ class Files(unittest.TestCase):
         self.assertRegex(self.krsim("graph", self.folder / "moved/setup.json", *WITH_PLUGINS), "digraph(?s:.*)Outputs.Pedal")
         self.assertIn("there is no folder", self.krsim("convert", self.car, self.folder / "none/a", "--to", "xml", code=1))
 
+    def test_presets_are_kept_in_the_setup_and_applied_to_a_run(self):
+        setup_file, fast = self.folder / "plain.json", self.folder / "fast.json"
+        create = "create", *WITH_PLUGINS, "--content", "Electric Car", "--as", "json", "--setup"
+        self.krsim(*create, setup_file)
+        self.krsim(*create, fast, "--rate", 1000, "--free")
+        self.krsim("preset", setup_file, "Fast", "--from", fast)
+        self.krsim("preset", setup_file, "Same", "--from", setup_file)
+        self.assertEqual(self.krsim("preset", setup_file), "Fast\nSame\n")
+        self.assertIn("at 1000 Hz, free", self.krsim("run", setup_file, *WITH_PLUGINS, "--preset", "Same", "--preset", "Fast", "--frames", 2))
+        self.assertIn("at 60 Hz, paced", self.krsim("run", setup_file, *WITH_PLUGINS, "--frames", 2))
+        self.krsim("preset", setup_file, "Fast", "--remove")
+        self.assertEqual(self.krsim("preset", setup_file), "Same\n")
+        # name: (arguments, what it complains of); each is refused
+        refused = {
+            "unknown preset": (["run", setup_file, *WITH_PLUGINS, "--preset", "Fast"], "there is no preset 'Fast'; there are 'Same'"),
+            "no setup": (["run", *WITH_PLUGINS, "--content", "Electric Car", "--preset", "Fast"], "preset 'Fast' needs a setup file"),
+            "nothing to remove": (["preset", setup_file, "Fast", "--remove"], "has no preset 'Fast'"),
+            "neither from nor remove": (["preset", setup_file, "Fast"], "--from or --remove"),
+            "no name": (["preset", setup_file, "--from", fast], "NAME"),
+            "from no setup": (["preset", setup_file, "Fast", "--from", self.car], "car.xml' holds no setup"),
+            "no setup file": (["preset", self.car], "car.xml' holds no setup"),
+            "a stream": (["preset", "-"], "kept in a setup file"),
+        }
+        for name, (arguments, complaint) in refused.items():
+            with self.subTest(name):
+                self.assertIn(complaint, self.krsim(*arguments, code=2))
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

@@ -26,6 +26,7 @@ RUNS = {
     "paced": (["run", "--content", "cb0b453a-390e-4bbd-a6be-69563841e94a", "--rate", "1000", "--frames", "20"], 0, "late frames: ", ""),
     "all modules of the plug-in": (["run", "--plugins", ACTORS, "--content", "Stage", "--free"], 0,
                                    "extensions: 1, modules: 2\nkrsim: ended by the simulation: 3 frames", "Actors: mode 1 to 0\n.*Actors: saved"),
+    "connections": (["run", "--content", "Connections", "--free", "--frames", "1"], 0, "extensions: 1, modules: 1\n", ""),
     "chosen module": (actor("Chatter", "--frames", "1", "--log-level", "warn"), 0, "modules: 1\n", "^$"),
     "ends itself": (actor("Ender"), 0, "krsim: ended by the simulation: 3 frames", ""),
     "mode": (actor("Chatter", "--mode", "PLAYBACK", "--frames", "1"), 0, "", "Actors: mode 1 to 2"),
