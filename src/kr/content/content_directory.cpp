@@ -20,9 +20,9 @@ namespace {
 using detail::ContentLink;
 using Holder = Kr::KrSmartPtr<Kr::KrRefCount>;
 
-constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn,
-                                        "KrContentReference: fatal error in '%s' onExtensionRegistered() [%s]\n",
-                                        "KrContentReference: unhandled exception in '%s' onExtensionRegistered()\n"};
+constexpr Kr::GuardTexts kObserverTexts{
+    Kr::eLogLevel::kWarn, "KrContentReference: fatal error in '%s' onExtensionRegistered() [%s]\n",
+    "KrContentReference: unhandled exception in '%s' onExtensionRegistered()\n", "onExtensionRegistered"};
 
 struct Directory {
     std::mutex mutex;                 // guards the index and the members of all links

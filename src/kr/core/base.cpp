@@ -26,7 +26,7 @@ constexpr std::uint32_t kAllEvents = ~std::uint32_t{0};
 constexpr std::uint32_t kSerialMask = 0x7fffffff;
 
 constexpr GuardTexts kOnEventTexts{eLogLevel::kWarn, "KrBase: fatal error in '%s' onEvent() [%s]\n",
-                                   "KrBase: unhandled exception in '%s' onEvent()\n"};
+                                   "KrBase: unhandled exception in '%s' onEvent()\n", "onEvent"};
 
 constexpr std::uint32_t bitOf(KrBase::Event event) noexcept {
     return std::uint32_t{1} << static_cast<std::uint32_t>(event);

@@ -21,9 +21,9 @@ constexpr std::string_view kNothing = "null";
 constexpr std::string_view kScheme = "base://";
 
 constexpr GuardTexts kFindChildTexts{eLogLevel::kWarn, "KrBaseReference: fatal error in '%s' findChild() [%s]\n",
-                                     "KrBaseReference: unhandled exception in '%s' findChild()\n"};
+                                     "KrBaseReference: unhandled exception in '%s' findChild()\n", "findChild"};
 constexpr GuardTexts kGetChildrenTexts{eLogLevel::kWarn, "KrBaseReference: fatal error in '%s' getChildren() [%s]\n",
-                                       "KrBaseReference: unhandled exception in '%s' getChildren()\n"};
+                                       "KrBaseReference: unhandled exception in '%s' getChildren()\n", "getChildren"};
 
 struct Cache {
     struct Entry {

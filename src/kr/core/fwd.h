@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kr/platform/export.h"
+#include "kr/platform/fwd.h"
 
 // Declarations for signatures that pass these classes by pointer or reference. The classes of upper layers that a
 // lower signature must name are declared here and nowhere else.
@@ -29,7 +30,6 @@ class FieldBase;
 namespace KrSim {
 class KrApplication;
 class KrEnumTable;
-class KR_API KrExtension;
 class IExtension;
 class RandomColorGenerator;
 }  // namespace KrSim

@@ -11,9 +11,9 @@
 namespace KrData {
 
 namespace {
-constexpr Kr::GuardTexts kFunctionTexts{Kr::eLogLevel::kWarn,
-                                        "ApplyTransferFunction: fatal error in '%s' transfer function [%s]\n",
-                                        "ApplyTransferFunction: unhandled exception in '%s' transfer function\n"};
+constexpr Kr::GuardTexts kFunctionTexts{
+    Kr::eLogLevel::kWarn, "ApplyTransferFunction: fatal error in '%s' transfer function [%s]\n",
+    "ApplyTransferFunction: unhandled exception in '%s' transfer function\n", "transfer function"};
 }  // namespace
 
 bool CanApplyTransferFunction(const FieldBase& source, const FieldBase& sink) {

@@ -9,9 +9,9 @@
 namespace KrData {
 
 namespace {
-constexpr Kr::GuardTexts kTakeBackTexts{Kr::eLogLevel::kWarn,
-                                        "FieldArray: fatal error in '%s' taking back a size [%s]\n",
-                                        "FieldArray: unhandled exception in '%s' taking back a size\n"};
+constexpr Kr::GuardTexts kTakeBackTexts{
+    Kr::eLogLevel::kWarn, "FieldArray: fatal error in '%s' taking back a size [%s]\n",
+    "FieldArray: unhandled exception in '%s' taking back a size\n", "taking back a size"};
 }  // namespace
 
 ArrayResizes::ArrayResizes() = default;

@@ -28,7 +28,7 @@ thread_local constinit OrphanedProxies* OrphanedProxies::_top = nullptr;
 
 namespace {
 constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' listener() [%s]\n",
-                                        "FieldBase: unhandled exception in '%s' listener()\n"};
+                                        "FieldBase: unhandled exception in '%s' listener()\n", "field listener"};
 
 /// Connections and observers lead from one change to the next, perhaps without end.
 bool isTooDeep(const FieldBase& changed) {

@@ -139,7 +139,8 @@ InterfaceTable& interfaceTable() {
 }
 
 constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn, "Types: fatal error in '%s' acceptance predicate [%s]\n",
-                                         "Types: unhandled exception in '%s' acceptance predicate\n"};
+                                         "Types: unhandled exception in '%s' acceptance predicate\n",
+                                         "acceptance predicate"};
 
 FieldBase* giveTo(Container* parent, FieldBase* field) {
     return field != nullptr && Container::_adopt(field, parent) ? field : nullptr;

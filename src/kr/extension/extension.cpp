@@ -129,11 +129,13 @@ void KrExtension::_setOwner(KrObject* owner) {
     if (_owner == owner) return;
     const auto nameOf = [this] { return getName(); };
     if (_owner != nullptr && _hasImplementation) {
-        Kr::callGuarded(detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); });
+        Kr::callGuarded(
+            detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); }, this);
     }
     KrExtensionSorter::_changeOwner(*this, _owner, owner);
     if (_owner != nullptr && _hasImplementation) {
-        Kr::callGuarded(detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); });
+        Kr::callGuarded(
+            detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); }, this);
     }
 }
 

@@ -97,7 +97,7 @@ void KrExtension::_copyTo(KrExtension* target, bool copyFields) const {
 void KrExtension::_synchronizeImplementation(const IExtension* source) {
     if (!_hasImplementation || source == nullptr || !source->hasImplementation()) return;
     Kr::callGuarded(
-        detail::kOnSynchronized, [this] { return getName(); }, [&] { _implementation->onSynchronized(*source); });
+        detail::kOnSynchronized, [this] { return getName(); }, [&] { _implementation->onSynchronized(*source); }, this);
 }
 
 }  // namespace KrSim

@@ -23,7 +23,7 @@ namespace {
 using detail::ObjectMap;
 
 constexpr Kr::GuardTexts kCreate{Kr::eLogLevel::kWarn, "KrExtensionFactory: fatal error while creating %s [%s]\n",
-                                 "KrExtensionFactory: unhandled exception while creating %s\n"};
+                                 "KrExtensionFactory: unhandled exception while creating %s\n", "constructor"};
 
 /// A registered type.
 struct Record {
@@ -144,18 +144,22 @@ public:
             KrExtension*& made;
         } announcement{*_record, made};
         // Who takes a plain extension where a type is missing must not do so for lack of memory.
-        Kr::callGuardedButMemory(
+        const bool hasReturned = Kr::callGuardedButMemory(
             kCreate, [this] { return _record->key().toString(); },
-            [&] { made = _record->description.create(_record->key()); });
+            [&] { made = _record->description.create(_record->key()); }, _record->key().name.c_str());
+        _hasThrown = _hasThrown || !hasReturned;
         _extension.reset(made);
         return made != nullptr;
     }
 
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> take() { return std::move(_extension); }
+    /// Whether a type was found whose constructor threw, which has been logged.
+    [[nodiscard]] bool hasThrown() const noexcept { return _hasThrown; }
 
 private:
     RecordPtr _record;
     Kr::KrSmartPtr<KrExtension> _extension;
+    bool _hasThrown{false};
 };
 
 /// Knows when the static objects of the library are being destroyed.
@@ -271,6 +275,7 @@ Kr::KrSmartPtr<KrExtension> KrExtensionFactory::create(const KrFactoryKey& key) 
     const auto byName = [&](Registry& registry) { return registry.findByName(key.category, key.name); };
     if (hasNames(key) && creation.tryRecord(byName)) return creation.take();
 
+    if (creation.hasThrown()) return {};
     // Types of editors, which content may hold and a simulator need not have.
     if (key.name == "Folder" || key.name == "HierarchyView") return {};
     if (key.plugin.empty()) {

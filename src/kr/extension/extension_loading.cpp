@@ -63,8 +63,8 @@ bool KrExtension::_onPreLoadImplementation(KrData::Container* saved) {
         const ChangeableFields changeable(*saved);
         KrVersioningRegistry::onLoadingExtension(this, saved, _versions);
         Kr::callGuardedButMemory(
-            detail::kOnLoading, [this] { return getName(); },
-            [&] { _implementation->onLoading(*saved, _dataVersion); });
+            detail::kOnLoading, [this] { return getName(); }, [&] { _implementation->onLoading(*saved, _dataVersion); },
+            this);
         return true;
     }
     if (_creationKey.isNull()) return true;
@@ -86,7 +86,8 @@ void KrExtension::_onPostLoadImplementation(KrData::Container*) {
     if (!_hasImplementation) return;  // the bytes stay, to be saved again
     std::istringstream stream(_extensionData, std::ios::in | std::ios::binary);
     Kr::callGuardedButMemory(
-        detail::kOnLoaded, [this] { return getName(); }, [&] { _implementation->onLoaded(stream, _dataVersion); });
+        detail::kOnLoaded, [this] { return getName(); }, [&] { _implementation->onLoaded(stream, _dataVersion); },
+        this);
     _extensionData.clear();
 }
 
@@ -107,7 +108,7 @@ void KrExtension::_saveImplementationState(KrExtensionState& state, const Kr::Gu
     if (!_hasImplementation) return;
     detail::LentStream<Kr::TextStream> stream;
     const bool isWhole = Kr::callGuardedButMemory(
-        texts, [this] { return getName(); }, [&] { _implementation->onStateSave(stream.get()); });
+        texts, [this] { return getName(); }, [&] { _implementation->onStateSave(stream.get()); }, this);
     const auto text = stream.get().getWhole();
     if (isWhole) state._setImplementationData(std::string(text));
 }
@@ -135,7 +136,7 @@ void KrExtension::_restoreImplementationState(const KrExtensionState& state, con
     if (!_hasImplementation || !state.hasImplementationData()) return;
     detail::LentStream<Kr::ViewStream> stream(state.getImplementationData());
     Kr::callGuarded(
-        texts, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream.get()); });
+        texts, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream.get()); }, this);
 }
 
 std::size_t KrExtension::_restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed) {

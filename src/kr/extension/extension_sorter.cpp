@@ -19,7 +19,7 @@ namespace {
 constinit std::atomic<bool> isMade{false};
 
 constexpr Kr::GuardTexts kListener{Kr::eLogLevel::kWarn, "KrExtensionSorter: fatal error in '%s' listener [%s]\n",
-                                   "KrExtensionSorter: unhandled exception in '%s' listener\n"};
+                                   "KrExtensionSorter: unhandled exception in '%s' listener\n", "sorter listener"};
 
 }  // namespace
 

@@ -57,7 +57,8 @@ void KrInputOutputContainer::_activate() {
     _setOwnerIsActive(true);
     if (!_owner.hasImplementation()) return;
     callGuarded(
-        KrSim::detail::kOnActive, [&] { return _owner.getName(); }, [&] { _owner.getImplementation()->onActive(); });
+        KrSim::detail::kOnActive, [&] { return _owner.getName(); }, [&] { _owner.getImplementation()->onActive(); },
+        &_owner);
 }
 
 void KrInputOutputContainer::_deactivate() {
@@ -65,8 +66,8 @@ void KrInputOutputContainer::_deactivate() {
     _setOwnerIsActive(_isActiveInApplication());
     if (!_owner.hasImplementation()) return;
     callGuarded(
-        KrSim::detail::kOnInactive, [&] { return _owner.getName(); },
-        [&] { _owner.getImplementation()->onInactive(); });
+        KrSim::detail::kOnInactive, [&] { return _owner.getName(); }, [&] { _owner.getImplementation()->onInactive(); },
+        &_owner);
 }
 
 void KrInputOutputContainer::_setApplicationContext(const KrSim::ApplicationContext& context) {

@@ -123,7 +123,7 @@ bool KrObject::_isCompatible(KrExtension* extension) const {
     bool answer = false;
     Kr::callGuarded(
         detail::kIsCompatible, [&] { return nameWhile(*this, "isCompatible while adding", *extension); },
-        [&] { answer = implementation->isCompatible(extension); });
+        [&] { answer = implementation->isCompatible(extension); }, this);
     return answer;
 }
 
@@ -274,8 +274,8 @@ void KrObject::_addExtensionToList(KrExtension* extension) {
     // Each callback may take the extension out again; then nobody else hears of it.
     if (auto* implementation = getObjectImplementation(); implementation != nullptr && extension->getOwner() == this) {
         Kr::callGuarded(
-            detail::kOnExtensionChanged, [&] { return nameWhile(*this, "onExtensionAdded while adding", *extension); },
-            [&] { implementation->onExtensionAdded(extension); });
+            detail::kOnExtensionAdded, [&] { return nameWhile(*this, "onExtensionAdded while adding", *extension); },
+            [&] { implementation->onExtensionAdded(extension); }, this);
     }
     if (extension->getOwner() != this) return;
     const bool isTold = _tellListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
@@ -353,9 +353,9 @@ void KrObject::_removeExtension(KrExtension* extension) {
     _leaving = &leaving;
     if (auto* implementation = getObjectImplementation()) {
         Kr::callGuarded(
-            detail::kOnExtensionChanged,
+            detail::kOnExtensionRemoved,
             [&] { return nameWhile(*this, "onExtensionRemoved while removing", *extension); },
-            [&] { implementation->onExtensionRemoved(extension); });
+            [&] { implementation->onExtensionRemoved(extension); }, this);
     }
     extension->_setOwner(nullptr);
     const auto taken = _takeFromList(extension);

@@ -40,11 +40,11 @@ struct Registry {
 };
 
 constexpr Kr::GuardTexts kUpgrade{Kr::eLogLevel::kWarn, "KrVersioningRegistry: fatal error in '%s' upgrade step [%s]\n",
-                                  "KrVersioningRegistry: unhandled exception in '%s' upgrade step\n"};
+                                  "KrVersioningRegistry: unhandled exception in '%s' upgrade step\n", "upgrade step"};
 
 constexpr Kr::GuardTexts kReplaceObsoleteExtension{
     Kr::eLogLevel::kWarn, "KrExtension: fatal error in '%s' replaceObsoleteExtension() [%s]\n",
-    "KrExtension: unhandled exception in '%s' replaceObsoleteExtension()\n"};
+    "KrExtension: unhandled exception in '%s' replaceObsoleteExtension()\n", "replaceObsoleteExtension"};
 
 /// The uuid under which the type's versions stand; null where nothing can be registered.
 KrUuid typeOf(const KrFactoryKey& key, const std::string& versionKey) {
@@ -146,7 +146,8 @@ void KrVersioningRegistry::onLoadingExtension(const KrExtension* extension, KrDa
                     failure = std::current_exception();
                     throw;
                 }
-            });
+            },
+            extension);
         if (failure) std::rethrow_exception(failure);
     }
 }

@@ -9,16 +9,17 @@ namespace Kr {
 /// As callGuarded, where the caller can fail as a whole: what the callback throws is logged, and std::bad_alloc then
 /// goes on to the caller, so that an operation which has lost a part of its work never looks done.
 template <class NameOf, class Call>
-bool callGuardedButMemory(const GuardTexts& texts, const NameOf& nameOf, Call&& call) {
+bool callGuardedButMemory(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {}) {
     bool isOutOfMemory = false;
-    const bool isDone = callGuarded(texts, nameOf, [&] {
+    const auto callAndWatch = [&] {
         try {
             call();
         } catch (const std::bad_alloc&) {
             isOutOfMemory = true;
             throw;
         }
-    });
+    };
+    const bool isDone = callGuarded(texts, nameOf, callAndWatch, subject);
     if (isOutOfMemory) throw std::bad_alloc();
     return isDone;
 }

@@ -24,12 +24,16 @@ namespace {
 using detail::PluginAttempts;
 using Directories = Kr::KrArray<std::string>;
 
-constexpr Kr::GuardTexts kRegister{Kr::eLogLevel::kWarn,
-                                   "KrPluginManager: Cannot load plug-in %s: it threw while registering [%s]\n",
-                                   "KrPluginManager: Cannot load plug-in %s: it threw while registering\n"};
-constexpr Kr::GuardTexts kUnregister{Kr::eLogLevel::kWarn,
-                                     "KrPluginManager: fatal error in '%s' kr_plugin_unregister_v1() [%s]\n",
-                                     "KrPluginManager: unhandled exception in '%s' kr_plugin_unregister_v1()\n"};
+constexpr Kr::GuardTexts kRegister{
+    Kr::eLogLevel::kWarn, "KrPluginManager: Cannot load plug-in %s: it threw while registering [%s]\n",
+    "KrPluginManager: Cannot load plug-in %s: it threw while registering\n", "registration of types"};
+constexpr Kr::GuardTexts kUnregister{
+    Kr::eLogLevel::kWarn, "KrPluginManager: fatal error in '%s' kr_plugin_unregister_v1() [%s]\n",
+    "KrPluginManager: unhandled exception in '%s' kr_plugin_unregister_v1()\n", "withdrawal of types"};
+
+constexpr Kr::GuardTexts kMap{Kr::eLogLevel::kWarn, "KrPluginManager: fatal error in '%s' static initialisers [%s]\n",
+                              "KrPluginManager: unhandled exception in '%s' static initialisers\n",
+                              "static initialisers"};
 
 /// A plug-in that is in memory.
 struct Plugin {
@@ -102,6 +106,8 @@ std::optional<Plugin> mapFile(const std::string& plugin, const Directories& dire
     if (manifest) reason = whyUnfit(*manifest, plugin);
     if (reason.empty()) {
         attempt.setMapping(true);
+        // Its static initialisers end the process when they throw: a handler of crashes then names the file.
+        const Kr::GuardedCall guarded(kMap, file->c_str());
         entries = detail::mapPluginFile(*file, reason);
         attempt.setMapping(false);
     }
@@ -117,14 +123,15 @@ enum class Withdrawal { kDone, kRefused, kThrown };
 Withdrawal unregisterTypes(const Plugin& plugin) {
     bool isWithdrawn = false;
     const bool hasReturned = Kr::callGuarded(
-        kUnregister, [&] { return plugin.description.name; }, [&] { isWithdrawn = plugin.entries.unregisterTypes(); });
+        kUnregister, [&] { return plugin.description.name; }, [&] { isWithdrawn = plugin.entries.unregisterTypes(); },
+        plugin.description.file.c_str());
     if (!hasReturned) return Withdrawal::kThrown;
     return isWithdrawn ? Withdrawal::kDone : Withdrawal::kRefused;
 }
 
 bool registerTypes(const Plugin& plugin) {
     const auto nameOf = [&] { return "'" + plugin.description.name + "' ('" + plugin.description.file + "')"; };
-    if (Kr::callGuarded(kRegister, nameOf, plugin.entries.registerTypes)) return true;
+    if (Kr::callGuarded(kRegister, nameOf, plugin.entries.registerTypes, plugin.description.file.c_str())) return true;
     static_cast<void>(unregisterTypes(plugin));  // what it had registered before it threw
     return false;
 }

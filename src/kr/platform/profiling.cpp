@@ -9,11 +9,11 @@ namespace Kr {
 namespace {
 
 constexpr GuardTexts kOpening{eLogLevel::kWarn, "IProfiler: fatal error when section '%s' began [%s]\n",
-                              "IProfiler: unhandled exception when section '%s' began\n"};
+                              "IProfiler: unhandled exception when section '%s' began\n", "onSectionOpened"};
 constexpr GuardTexts kClosing{eLogLevel::kWarn, "IProfiler: fatal error at the end of %s [%s]\n",
-                              "IProfiler: unhandled exception at the end of %s\n"};
+                              "IProfiler: unhandled exception at the end of %s\n", "onSectionClosed"};
 constexpr GuardTexts kMetric{eLogLevel::kWarn, "IProfiler: fatal error in metric '%s' [%s]\n",
-                             "IProfiler: unhandled exception in metric '%s'\n"};
+                             "IProfiler: unhandled exception in metric '%s'\n", "onMetric"};
 
 }  // namespace
 

@@ -15,7 +15,8 @@ public:
     template <class Tell>
     void tell(const Tell& tell) noexcept {
         constexpr Kr::GuardTexts kListener{Kr::eLogLevel::kWarn, "%.0sKrApplication: fatal error in a listener [%s]\n",
-                                           "%.0sKrApplication: unhandled exception in a listener\n"};
+                                           "%.0sKrApplication: unhandled exception in a listener\n",
+                                           "application listener"};
         _listeners.forEach([&](IApplicationListener& listener) {
             Kr::callGuarded(
                 kListener, [] { return ""; }, [&] { tell(listener); });

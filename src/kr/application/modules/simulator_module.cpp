@@ -49,7 +49,9 @@ namespace {
 template <class NameOf, class Call>
 void callModule(const KrSimulatorModule& proxy, const Kr::GuardTexts& texts, const NameOf& nameOf, const Call& call) {
     auto* module = proxy._getModuleImplementation();
-    if (module != nullptr) Kr::callGuarded(texts, nameOf, [&] { call(*module); });
+    if (module != nullptr)
+        Kr::callGuarded(
+            texts, nameOf, [&] { call(*module); }, &proxy);
 }
 
 }  // namespace
@@ -90,7 +92,7 @@ void KrSimulatorModule::addExtension(KrExtension* extension) {
         [&] {
             return Kr::GuardedPair{getName(), extension->getName()};
         },
-        [&] { module->onExtensionAdded(extension); });
+        [&] { module->onExtensionAdded(extension); }, this);
 }
 
 void KrSimulatorModule::addExtension(const Kr::KrSmartPtr<KrExtension>& extension) {

@@ -75,8 +75,8 @@ void KrSimulatorModuleSequence::_run(const ApplicationContext& context) const {
     for (const auto& module : (*walked)[pass]) {
         if (walked != _lists && !_contains(module.get())) continue;
         const Kr::ProfilingSection section("Modules", [&]() -> const std::string& { return module->getName(); });
-        Kr::callGuarded(
-            called.texts, [&] { return module->getName(); }, [&] { (*module.*called.call)(mode); });
+        Kr::callGuardedUnrecorded(
+            called.texts, [&] { return module->getName(); }, [&] { (*module.*called.call)(mode); }, module.get());
     }
 }
 

@@ -13,7 +13,7 @@ namespace KrData::detail {
 
 namespace {
 constexpr Kr::GuardTexts kObserverTexts{Kr::eLogLevel::kWarn, "FieldBase: fatal error in '%s' observer() [%s]\n",
-                                        "FieldBase: unhandled exception in '%s' observer()\n"};
+                                        "FieldBase: unhandled exception in '%s' observer()\n", "field observer"};
 }  // namespace
 
 ObserverEntry::ObserverEntry(ObserverList& list, ObserverFunction function)

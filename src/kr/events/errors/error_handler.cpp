@@ -29,9 +29,10 @@ constexpr double kSecondsBeforeFatalEnd = 3.0;
 constexpr int kDeepestTelling = 8;
 
 constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' listener() [%s]\n",
-                                        "KrErrorHandler: unhandled exception in '%s' listener()\n"};
+                                        "KrErrorHandler: unhandled exception in '%s' listener()\n",
+                                        "listener of the log"};
 constexpr Kr::GuardTexts kSendTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' sendEvent() [%s]\n",
-                                    "KrErrorHandler: unhandled exception in '%s' sendEvent()\n"};
+                                    "KrErrorHandler: unhandled exception in '%s' sendEvent()\n", "sendEvent"};
 
 // --- Listeners -----------------------------------------------------------------------------------------------------
 

@@ -21,7 +21,7 @@ namespace KrSim {
 namespace {
 
 constexpr Kr::GuardTexts kOnMessageTexts{Kr::eLogLevel::kWarn, "ErrorManager: fatal error in '%s' onMessage() [%s]\n",
-                                         "ErrorManager: unhandled exception in '%s' onMessage()\n"};
+                                         "ErrorManager: unhandled exception in '%s' onMessage()\n", "onMessage"};
 
 bool isForThisApplication(const std::string& target) {
     return target.empty() || target == Kr::Process::getHostNameProcessID();

@@ -10,9 +10,9 @@ namespace KrSim::detail {
 
 namespace {
 
-constexpr Kr::GuardTexts kCallbackTexts{Kr::eLogLevel::kWarn,
-                                        "EventManager: Exception thrown when processing event '%s': %s.\n",
-                                        "EventManager: Unhandled exception thrown when processing event '%s'.\n"};
+constexpr Kr::GuardTexts kCallbackTexts{
+    Kr::eLogLevel::kWarn, "EventManager: Exception thrown when processing event '%s': %s.\n",
+    "EventManager: Unhandled exception thrown when processing event '%s'.\n", "event callback"};
 
 struct Pool {
     std::mutex mutex;  // guards the next member

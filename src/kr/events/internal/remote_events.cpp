@@ -13,10 +13,10 @@ namespace KrSim::detail {
 namespace {
 
 constexpr Kr::GuardTexts kSendTexts{Kr::eLogLevel::kWarn, "KrEventDispatcher: fatal error in '%s' sendEvents() [%s]\n",
-                                    "KrEventDispatcher: unhandled exception in '%s' sendEvents()\n"};
-constexpr Kr::GuardTexts kReceiveTexts{Kr::eLogLevel::kWarn,
-                                       "KrEventDispatcher: fatal error in '%s' receiveEvents() [%s]\n",
-                                       "KrEventDispatcher: unhandled exception in '%s' receiveEvents()\n"};
+                                    "KrEventDispatcher: unhandled exception in '%s' sendEvents()\n", "sendEvents"};
+constexpr Kr::GuardTexts kReceiveTexts{
+    Kr::eLogLevel::kWarn, "KrEventDispatcher: fatal error in '%s' receiveEvents() [%s]\n",
+    "KrEventDispatcher: unhandled exception in '%s' receiveEvents()\n", "receiveEvents"};
 const char* nameOfChannel() {
     return "SharedEventChannel";
 }

@@ -8,10 +8,12 @@ namespace KrSim::detail {
 // them, see nameWhile() in object.cpp.
 
 inline constexpr Kr::GuardTexts kIsCompatible{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s'. [%s]\n",
-                                              "KrObject: unhandled exception in '%s'.\n"};
-inline constexpr Kr::GuardTexts kOnExtensionChanged{Kr::eLogLevel::kDebug, "KrObject: fatal error in '%s'. [%s]\n",
-                                                    "KrObject: unhandled exception in '%s'.\n"};
+                                              "KrObject: unhandled exception in '%s'.\n", "isCompatible"};
+inline constexpr Kr::GuardTexts kOnExtensionAdded{Kr::eLogLevel::kDebug, "KrObject: fatal error in '%s'. [%s]\n",
+                                                  "KrObject: unhandled exception in '%s'.\n", "onExtensionAdded"};
+inline constexpr Kr::GuardTexts kOnExtensionRemoved{Kr::eLogLevel::kDebug, "KrObject: fatal error in '%s'. [%s]\n",
+                                                    "KrObject: unhandled exception in '%s'.\n", "onExtensionRemoved"};
 inline constexpr Kr::GuardTexts kObjectListener{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s' listener [%s]\n",
-                                                "KrObject: unhandled exception in '%s' listener\n"};
+                                                "KrObject: unhandled exception in '%s' listener\n", "object listener"};
 
 }  // namespace KrSim::detail

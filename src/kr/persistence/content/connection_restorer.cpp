@@ -108,7 +108,8 @@ void ConnectionRestorer::_redirect(KrExtension& extension, KrExtension& other, c
             const auto [source, sink] = extension.getImplementation()->onRestoringConnection(
                 &other, path, extension.getDataVersion(), isSource);
             if (source != nullptr && sink != nullptr) ends = {source, sink};
-        });
+        },
+        &extension);
 }
 
 }  // namespace KrPersistence::detail

@@ -260,7 +260,8 @@ void ContentBuilder::_end(Level& level) {
         level.record.children.clear();
         if (auto* implementation = level.object->getObjectImplementation()) {
             Kr::callGuarded(
-                kBuildHierarchy, [&] { return level.object->getName(); }, [&] { implementation->buildHierarchy(); });
+                kBuildHierarchy, [&] { return level.object->getName(); }, [&] { implementation->buildHierarchy(); },
+                level.object);
         }
     }
     ++_extensionCount;

@@ -36,7 +36,8 @@ std::string getData(const KrExtension& extension) {
     if (!extension.hasImplementation()) return extension._getExtensionData();
     Kr::TextStream stream;
     Kr::callGuardedButMemory(
-        kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); });
+        kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); },
+        &extension);
     return std::string(stream.getWhole());
 }
 

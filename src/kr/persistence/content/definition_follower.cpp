@@ -96,7 +96,7 @@ private:
             _followInside(definition, depth);
             if (!above->_isBusy()) {
                 Kr::callGuarded(
-                    kSync, [&] { return above->getName(); }, [&] { above->sync(); });
+                    kSync, [&] { return above->getName(); }, [&] { above->sync(); }, above);
             }
             return true;
         }
@@ -127,7 +127,7 @@ private:
                                 "' stays as it was saved: instances of instances multiply");
         } else {
             Kr::callGuardedButMemory(
-                kSync, [&] { return instance.getName(); }, [&] { instance.sync(); });
+                kSync, [&] { return instance.getName(); }, [&] { instance.sync(); }, &instance);
         }
     }
 

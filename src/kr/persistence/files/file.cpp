@@ -18,7 +18,7 @@ namespace KrPersistence {
 namespace {
 
 constexpr Kr::GuardTexts kProgressTexts{Kr::eLogLevel::kWarn, "KrFile: fatal error in '%s' progress handler [%s]\n",
-                                        "KrFile: unhandled exception in '%s' progress handler\n"};
+                                        "KrFile: unhandled exception in '%s' progress handler\n", "progress handler"};
 
 // Without a time, so that the same content gives the same bytes.
 std::string describeProducer() {

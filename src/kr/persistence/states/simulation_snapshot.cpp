@@ -20,7 +20,8 @@ using Functor = Kr::QueuedConnectionFunctor;
 namespace {
 
 constexpr Kr::GuardTexts kWaitingTexts{Kr::eLogLevel::kWarn, "%s: fatal error in an event before a restore [%s]\n",
-                                       "%s: unhandled exception in an event before a restore\n"};
+                                       "%s: unhandled exception in an event before a restore\n",
+                                       "event before a restore"};
 constexpr const char* kRefusal = "a simulation state is restored between two frames only; use restoreBetweenFrames";
 
 SimulationSnapshot::Events takeEvents(const KrApplication& application) {

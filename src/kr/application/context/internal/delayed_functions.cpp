@@ -11,7 +11,7 @@ namespace {
 // The texts name no object: "%.0s" takes the name of the guard and prints nothing.
 constexpr Kr::GuardTexts kFunctionTexts{
     Kr::eLogLevel::kWarn, "%.0sApplicationContext: Exception thrown when executing a delayed function: %s.\n",
-    "%.0sApplicationContext: Unhandled exception thrown when executing a delayed function.\n"};
+    "%.0sApplicationContext: Unhandled exception thrown when executing a delayed function.\n", "delayed function"};
 
 // A burst may have made a vector large; one of more functions than this is given back.
 constexpr std::size_t kKeptCapacity = 4096;

@@ -6,36 +6,36 @@ namespace KrSim::detail {
 
 // What is logged when a callback of a module throws. The texts differ in form; readers of logs know them as they are.
 
-inline constexpr Kr::GuardTexts kOnPreUpdate{Kr::eLogLevel::kWarn,
-                                             "KrSimulatorModule: fatal error in '%s' onPreUpdate mode=%d [%s]\n",
-                                             "KrSimulatorModule: unhandled exception in '%s' onPreUpdate mode=%d\n"};
-inline constexpr Kr::GuardTexts kOnUpdate{Kr::eLogLevel::kWarn,
-                                          "KrSimulatorModule: fatal error in '%s' onUpdate mode=%d [%s]\n",
-                                          "KrSimulatorModule: unhandled exception in '%s' onUpdate mode=%d\n"};
-inline constexpr Kr::GuardTexts kOnPostUpdate{Kr::eLogLevel::kWarn,
-                                              "KrSimulatorModule: fatal error in '%s' onPostUpdate mode=%d [%s]\n",
-                                              "KrSimulatorModule: unhandled exception in '%s' onPostUpdate mode=%d\n"};
+inline constexpr Kr::GuardTexts kOnPreUpdate{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onPreUpdate mode=%d [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' onPreUpdate mode=%d\n", "onPreUpdate"};
+inline constexpr Kr::GuardTexts kOnUpdate{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onUpdate mode=%d [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' onUpdate mode=%d\n", "onUpdate"};
+inline constexpr Kr::GuardTexts kOnPostUpdate{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onPostUpdate mode=%d [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' onPostUpdate mode=%d\n", "onPostUpdate"};
 inline constexpr Kr::GuardTexts kOnExtensionAdded{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onExtensionAdded() '%s' [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onExtensionAdded() '%s' \n"};
+    "KrSimulatorModule: unhandled exception in '%s' onExtensionAdded() '%s' \n", "onExtensionAdded"};
 inline constexpr Kr::GuardTexts kOnExtensionRemoved{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onExtensionRemoved() '%s' [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onExtensionRemoved '%s'\n"};
+    "KrSimulatorModule: unhandled exception in '%s' onExtensionRemoved '%s'\n", "onExtensionRemoved"};
 inline constexpr Kr::GuardTexts kOnFillSimulationState{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onFillSimulationState [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onFillSimulationState\n"};
+    "KrSimulatorModule: unhandled exception in '%s' onFillSimulationState\n", "onFillSimulationState"};
 inline constexpr Kr::GuardTexts kOnAddToApplication{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onAddToApplication [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onAddToApplication\n"};
+    "KrSimulatorModule: unhandled exception in '%s' onAddToApplication\n", "onAddToApplication"};
 inline constexpr Kr::GuardTexts kOnRemoveFromApplication{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onRemoveFromApplication [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onRemoveFromApplication\n"};
+    "KrSimulatorModule: unhandled exception in '%s' onRemoveFromApplication\n", "onRemoveFromApplication"};
 inline constexpr Kr::GuardTexts kOnApplicationModeChange{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onApplicationModeChange [%s]\n",
-    "KrSimulatorModule: unhandled exception in '%s' onApplicationModeChange\n"};
-inline constexpr Kr::GuardTexts kOnModuleStateSave{Kr::eLogLevel::kWarn,
-                                                   "KrSimulatorModule: fatal error in '%s' onStateSave() [%s]\n",
-                                                   "KrSimulatorModule: unhandled exception in '%s' onStateSave()\n"};
+    "KrSimulatorModule: unhandled exception in '%s' onApplicationModeChange\n", "onApplicationModeChange"};
+inline constexpr Kr::GuardTexts kOnModuleStateSave{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onStateSave() [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' onStateSave()\n", "onStateSave"};
 
 // When the pass of a module throws past the callback. The parentheses behind a signature are part of the text.
 
@@ -45,7 +45,8 @@ inline constexpr Kr::GuardTexts kOnModuleStateSave{Kr::eLogLevel::kWarn,
             "KrSimulatorModuleSequence::" pass " Caught exception while calling " pass         \
             "(KrSim::eApplicationMode) on %s: %s\n",                                           \
             "KrSimulatorModuleSequence::" pass " Caught unknown exception while calling " pass \
-            "(KrSim::eApplicationMode)() on %s\n"                                              \
+            "(KrSim::eApplicationMode)() on %s\n",                                             \
+            pass                                                                               \
     }
 inline constexpr Kr::GuardTexts kPreUpdatePass KR_PASS_GUARD("preUpdate");
 inline constexpr Kr::GuardTexts kUpdatePass KR_PASS_GUARD("update");

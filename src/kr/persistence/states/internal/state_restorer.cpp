@@ -20,9 +20,9 @@ using KrSim::KrExtension;
 
 namespace {
 
-constexpr Kr::GuardTexts kPriorityTexts{Kr::eLogLevel::kWarn,
-                                        "KrSimulatorModule: fatal error in '%s' getRestoreStatePriority() [%s]\n",
-                                        "KrSimulatorModule: unhandled exception in '%s' getRestoreStatePriority()\n"};
+constexpr Kr::GuardTexts kPriorityTexts{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' getRestoreStatePriority() [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' getRestoreStatePriority()\n", "getRestoreStatePriority"};
 
 /// How often values are put back that observers of restored values have set.
 constexpr int kMaximumRounds = 3;
@@ -100,7 +100,7 @@ void StateRestorer::_collectModules(Matcher& matcher, Priority priority) {
         if (const auto* implementation = _application.getModule(i)->_getModuleImplementation()) {
             Kr::callGuarded(
                 kPriorityTexts, [&] { return module->getName(); },
-                [&] { own = implementation->getRestoreStatePriority(); });
+                [&] { own = implementation->getRestoreStatePriority(); }, module.get());
         }
         if (own != priority) continue;
         matcher.add(*module, _all);
