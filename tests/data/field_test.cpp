@@ -13,6 +13,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field_internal.h"
+#include "kr/data/not_finite.h"
 #include "kr/data/value_conversion.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
@@ -441,6 +442,47 @@ TEST(FieldInternal, CopiesReplaceOrMerge) {
     FieldInternal::copyFieldInternals(sink, sink, true);
     EXPECT_THAT(hiddenFieldsOf(sink), ElementsAre("Shared", "New"));
     EXPECT_EQ(sink.getInternal().addField("Shared", Types::kString), nullptr);
+}
+
+// --- Values that are not finite ------------------------------------------------------------------------------------
+
+/// Takes what is reported while it lives.
+struct NotFiniteReports {
+    NotFiniteReports() { KrData::setNotFiniteObserver(&observe); }
+    ~NotFiniteReports() {
+        KrData::setNotFiniteObserver(nullptr);
+        all.clear();
+    }
+    static void observe(const FieldBase& field, KrData::eRealRank rank) noexcept {
+        all.push_back(field.getPath() + (rank == KrData::eRealRank::kNaN ? " NaN" : " infinite"));
+    }
+    static inline std::vector<std::string> all;
+};
+
+TEST(FieldNotFinite, ReportsAValueThatBecomesWorseThanTheStoredOne) {
+    const NotFiniteReports reports;
+    Field<double> field("F");
+    for (const double each : {1.0, kInfinity, -kInfinity, kNaN, kNaN, kInfinity, 2.0, kNaN})
+        field = each;
+    EXPECT_THAT(NotFiniteReports::all, ElementsAre("F infinite", "F NaN", "F NaN"));
+}
+
+TEST(FieldNotFinite, LooksAtEachNumberOfAValueAndAtWhatARangeLeaves) {
+    const NotFiniteReports reports;
+    Field<float>("Float") = std::numeric_limits<float>::quiet_NaN();
+    Field<Vector3>("Vector") = Vector3{1.0, 2.0, kNaN};
+    Field<KrMath::QuaternionT<double>>("Turn") = KrMath::QuaternionT<double>{kInfinity, 0.0, 0.0, 1.0};
+    Field<Kr::KrTransform> place("Place");
+    Kr::KrTransform broken;
+    broken.m[15] = kNaN;
+    place = broken;
+    Field<double> clamped("Clamped");
+    ASSERT_TRUE(clamped.setRange(-1.0, 1.0));
+    clamped = kInfinity;
+    Field<double> copy("Copy");
+    copy.copyValue(Field<double>("Source", nullptr, kNaN));
+    EXPECT_THAT(NotFiniteReports::all,
+                ElementsAre("Float NaN", "Vector NaN", "Turn infinite", "Place NaN", "Copy NaN"));
 }
 
 }  // namespace field_test

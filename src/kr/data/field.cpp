@@ -1,5 +1,6 @@
 #include "kr/data/field.h"
 
+#include <cmath>
 #include <memory>
 #include <type_traits>
 #include <typeinfo>
@@ -7,6 +8,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/full_path.h"
+#include "kr/data/not_finite.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -15,7 +17,14 @@ namespace KrData {
 
 namespace {
 constexpr Kr::GuardTexts kPointerTexts{Kr::eLogLevel::kWarn, "Field: fatal error in '%s' value pointer [%s]\n",
-                                       "Field: unhandled exception in '%s' value pointer\n"};
+                                       "Field: unhandled exception in '%s' value pointer\n", "value pointer"};
+
+template <class T>
+eRealRank rankReals(const T& value) {
+    if (isFinite(value)) return eRealRank::kFinite;
+    const bool isNumber = areAllReals(value, [](auto number) { return !std::isnan(number); });
+    return isNumber ? eRealRank::kInfinite : eRealRank::kNaN;
+}
 }  // namespace
 
 template <class T>
@@ -64,6 +73,16 @@ bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value) {
 }
 
 template <class T>
+void Field<T>::_announceNotFinite(T value) const {
+    if constexpr (ValueTraits<T>::kHasRange) {
+        if (hasRange()) ValueTraits<T>::clamp(value, _extras->minimum, _extras->maximum);
+    }
+    const auto rank = rankReals(value);
+    const T& before = _value;
+    if (rank > rankReals(before)) _observeNotFinite(*this, rank);
+}
+
+template <class T>
 void Field<T>::_readThroughPointer() const {
     const auto& extras = *_extras;
     const auto pointer = extras.pointer;
@@ -105,6 +124,7 @@ bool Field<T>::copyValue(const FieldBase& source) {
     if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         return _store(value);
     } else {
+        if (!isFinite(value)) _announceNotFinite(value);
         _value = value;
         _writeThrough();
         if (_needsNotification()) _notifyChanged(*this);

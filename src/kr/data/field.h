@@ -96,12 +96,16 @@ protected:
 
 private:
     bool _store(const T& value) {
+        if (!isFinite(value)) [[unlikely]]
+            _announceNotFinite(value);
         _value = value;
         if (_extras) [[unlikely]]
             _clampAndWriteThrough();
         if (_needsNotification()) _notifyChanged(*this);
         return true;
     }
+    /// To the observer of such values, where the new value is worse than the stored one.
+    void _announceNotFinite(T value) const;  // by value, so that the caller may keep it in registers
     void _readThroughPointer() const;
     void _clampAndWriteThrough();
     void _writeThrough();

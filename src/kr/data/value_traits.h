@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <type_traits>
 
@@ -119,6 +120,31 @@ template <>
 struct ValueTraits<KrSim::KrExtension*> : detail::PlainValueTraits<Types::kExtension> {};
 template <>
 struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMaterial> {};
+
+/// Whether `is` answers true for every real number of the value; true where it holds none.
+template <class T, class Predicate>
+[[nodiscard]] constexpr bool areAllReals(const T& value, const Predicate& is) {
+    if constexpr (std::is_floating_point_v<T>) {
+        return is(value);
+    } else if constexpr (requires { value.m; }) {
+        return std::all_of(std::begin(value.m), std::end(value.m), is);
+    } else if constexpr (requires { value.w; }) {
+        return is(value.x) && is(value.y) && is(value.z) && is(value.w);
+    } else if constexpr (requires { value.z; }) {
+        return is(value.x) && is(value.y) && is(value.z);
+    } else if constexpr (requires { value.y; }) {
+        return is(value.x) && is(value.y);
+    } else {
+        return true;
+    }
+}
+
+/// Whether no number in the value is NaN or infinite; true where it holds no real numbers.
+template <class T>
+[[nodiscard]] constexpr bool isFinite(const T& value) {
+    // The difference of a number and itself is 0, and NaN where it is not finite.
+    return areAllReals(value, [](auto number) { return number - number == 0; });
+}
 
 /// Whether two values are one and the same, bit by bit where they are plain: -0.0 is not 0.0, and NaN is NaN.
 template <class T>
