@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -17,11 +18,14 @@
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
 #include "apps/krsim/recorder.h"
+#include "apps/krsim/run_events.h"
 #include "apps/krsim/run_reporter.h"
+#include "apps/krsim/run_watch.h"
 #include "apps/krsim/simulation_files.h"
 #include "apps/krsim/state_files.h"
 #include "apps/krsim/status_output.h"
 #include "apps/krsim/stop_signals.h"
+#include "apps/krsim/summary_json.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
@@ -116,22 +120,53 @@ void build(KrSim::KrApplication& application, SimulationFiles& files, const RunP
     if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(chooseLevel(plan));
 }
 
-/// A reader who leaves ends nothing, unless the outputs were asked for.
+/// A reader who leaves ends nothing, unless outputs or the summary for programs were asked for.
 void requireWritten(const StatusOutput& output, const RunPlan& plan) {
     const int error = output.getError();
-    if (error == 0 || (error == EPIPE && !plan.printsOutputs)) return;
+    if (error == 0 || (error == EPIPE && !plan.printsOutputs && !plan.printsJson)) return;
     throw Failure(eExitCode::kFailed, std::string("cannot write the output: ") + std::strerror(error));
 }
 
-}  // namespace
+/// What a run leaves when its content and modules have been taken down.
+struct Ended {
+    RunResult result{};
+    std::string outputs{};
+    std::exception_ptr failure{};  ///< of what was to be saved
+};
 
-eExitCode runSimulation(const RunPlan& plan) {
-    const bool isQuiet = plan.isQuiet || plan.record.file == kStandardStream || plan.stateToSave == kStandardStream;
-    if (!plan.stateToSave.empty()) requireReplaceable(eOutputKind::kState, plan.stateToSave, plan.isForced);
-    std::optional<Recorder> recorder;
-    if (!plan.record.file.empty()) recorder.emplace(plan.record);
-    StopSignals signals;
-    const Log log(plan);
+RunResult runLoop(KrSim::KrApplication& application, const RunPlan& plan, StopSignals& signals, RunWatch& watch) {
+    RunResult result;
+    const auto& clock = Kr::SteadyClock::instance();
+    const StopSignals::Target target(signals, application);
+    const RunWatch::Target watched(watch, application, plan.stopsOnNaN);
+    const double begin = clock.getSeconds();
+    result.exitValue = application.run(plan.limits);
+    result.realSeconds = clock.getSeconds() - begin;
+    result.signal = signals.getReceived();
+    result.isStopped = plan.stopsOnNaN && RunWatch::hasNaN();
+    result.isPaced = isPaced(application);
+    result.stepSeconds = application.getSimulationTimeStep();
+    result.statistics = application.getFrameStatistics();
+    return result;
+}
+
+/// Saves what was asked for.
+void save(const KrSim::KrApplication& application, const RunPlan& plan, std::optional<Recorder>& recorder) {
+    if (recorder) recorder->requireFields();
+    // A full disk under the table takes no state with it.
+    if (!plan.stateToSave.empty()) saveState(application, plan.stateToSave, plan.isForced);
+    if (recorder) recorder->finish();
+}
+
+bool isTextWanted(const RunPlan& plan) {
+    return !plan.isQuiet && !plan.printsJson && plan.record.file != kStandardStream &&
+           plan.stateToSave != kStandardStream;
+}
+
+/// Builds the application, runs it and takes it down.
+Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, StatusOutput& output,
+               std::optional<Recorder>& recorder) {
+    const bool isQuiet = !isTextWanted(plan);
     const auto application = KrSim::KrApplication::create();
     SimulationFiles files(
         *application, plan.pluginDirectories,
@@ -139,7 +174,6 @@ eExitCode runSimulation(const RunPlan& plan) {
         plan.presets);
     build(*application, files, plan);
 
-    StatusOutput output(STDOUT_FILENO);
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
     if (!isQuiet) output.print(describe(plan, *application));
     std::optional<Listening> reporting;
@@ -150,27 +184,42 @@ eExitCode runSimulation(const RunPlan& plan) {
         recording.emplace(*application, *recorder);
     }
 
-    RunResult result;
-    {
-        const auto& clock = Kr::SteadyClock::instance();
-        const StopSignals::Target target(signals, *application);
-        const double begin = clock.getSeconds();
-        result.exitValue = application->run(plan.limits);
-        result.realSeconds = clock.getSeconds() - begin;
-    }
-    result.signal = signals.getReceived();
-    result.isPaced = isPaced(*application);
-    result.stepSeconds = application->getSimulationTimeStep();
-    result.statistics = application->getFrameStatistics();
-    if (!isQuiet) output.print(formatSummary(plan, result));
-    if (plan.printsOutputs) output.print(formatOutputs(*application));
+    Ended ended{.result = runLoop(*application, plan, signals, watch)};
+    RunWatch::inspect(*application);
+    if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();
-    if (recorder) recorder->requireFields();
-    // A full disk under the table takes no state with it.
-    if (!plan.stateToSave.empty()) saveState(*application, plan.stateToSave, plan.isForced);
-    if (recorder) recorder->finish();
+    try {
+        save(*application, plan, recorder);
+    } catch (...) {
+        ended.failure = std::current_exception();
+    }
+    return ended;
+}
+
+eExitCode getExitCode(const RunPlan& plan, const RunResult& result, const StopSignals& signals) {
+    if (result.exitValue != 0) return eExitCode::kFailed;
+    if (signals.getReceived() != nullptr) return signals.getExitCode();
+    return RunWatch::getFailureCount() > 0 && !plan.keepsGoing ? eExitCode::kFailed : eExitCode::kOk;
+}
+
+}  // namespace
+
+eExitCode runSimulation(const RunPlan& plan) {
+    if (!plan.stateToSave.empty()) requireReplaceable(eOutputKind::kState, plan.stateToSave, plan.isForced);
+    std::optional<Recorder> recorder;
+    if (!plan.record.file.empty()) recorder.emplace(plan.record);
+    StopSignals signals;
+    const Log log(plan);
+    RunWatch watch;
+    StatusOutput output(STDOUT_FILENO);
+    const Ended ended = simulate(plan, signals, watch, output, recorder);
+    const auto events = RunWatch::getEvents();
+    if (isTextWanted(plan)) output.print(formatSummary(plan, ended.result) + formatEvents(events));
+    if (plan.printsJson) output.print(formatJsonSummary(plan, ended.result, events));
+    if (plan.printsOutputs) output.print(ended.outputs);
+    if (ended.failure) std::rethrow_exception(ended.failure);
     requireWritten(output, plan);
-    return result.exitValue == 0 ? signals.getExitCode() : eExitCode::kFailed;
+    return getExitCode(plan, ended.result, signals);
 }
 
 }  // namespace krsim

@@ -112,6 +112,13 @@ void addReports(CLI::App& command, RunPlan& plan) {
     command.add_flag(
         "--quiet", plan.isQuiet,
         "Print neither status nor summary, and log warnings and graver messages only, without --log-level");
+    command.add_flag("--json", plan.printsJson, "Print nothing but the summary, as a JSON object, also when quiet");
+}
+
+void addFailures(CLI::App& command, RunPlan& plan) {
+    command.add_flag("--keep-going", plan.keepsGoing,
+                     "End with exit code 0 although callbacks threw, extensions have errors or outputs became NaN");
+    command.add_flag("--stop-on-nan", plan.stopsOnNaN, "End after the frame in which an output becomes NaN");
 }
 
 }  // namespace
@@ -147,6 +154,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
     command.add_flag("--strict", plan.isStrict,
                      "Run nothing when 'krsim verify' would find something wrong, or nothing would be simulated");
     addReports(command, plan);
+    addFailures(command, plan);
     command.footer(kRunExamples);
 }
 

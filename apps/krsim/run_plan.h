@@ -36,7 +36,10 @@ struct RunPlan {
     std::optional<std::string> logFilePrefix{};  ///< see KrApplication::setLogFilePrefix
     bool logsToFile{true};                       ///< where the prefix or the setup says so
     bool printsOutputs{false};                   ///< at the end, of the content, also when quiet
-    bool isQuiet{false};  ///< neither status nor summary, nor messages below warnings without a logLevel
+    bool isQuiet{false};     ///< neither status nor summary, nor messages below warnings without a logLevel
+    bool printsJson{false};  ///< the summary, in the place of status and summary as text
+    bool keepsGoing{false};  ///< failures of extensions do not make the run a failed one
+    bool stopsOnNaN{false};  ///< the frame in which an output becomes NaN is the last one
 };
 
 }  // namespace krsim

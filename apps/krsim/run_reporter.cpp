@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "apps/krsim/run_watch.h"
 #include "kr/application/application.h"
 
 namespace krsim {
@@ -26,16 +27,6 @@ std::string describeLate(const KrSim::LateFrames& late, const char* reason) {
     return print("%llu %s (worst %.3f ms)", toCount(late.count), reason, late.worstSeconds * kMillisecondsPerSecond);
 }
 
-std::string describeEnd(const RunPlan& plan, const RunResult& result) {
-    if (result.exitValue != 0) return "failed";
-    if (result.signal != nullptr) return std::string("ended by ") + result.signal;
-    if (result.statistics.frames >= plan.limits.frames) return "all frames run";
-    // The limit is rounded to whole frames.
-    if (plan.limits.seconds - result.statistics.simulatedSeconds < 0.5 * result.stepSeconds)
-        return "all seconds simulated";
-    return "ended by the simulation";
-}
-
 }  // namespace
 
 RunReporter::RunReporter(StatusOutput& output, double beginSeconds)
@@ -49,13 +40,26 @@ void RunReporter::onFrameEnded(KrSim::KrApplication* application) {
     const double now = context.getElapsedSeconds();
     if (now < _nextSeconds) return;
     const auto all = context.getFrameStatistics();
+    const auto failures = RunWatch::getFailureCount();
     _output.showStatus(
         print("frame %llu | %.2f s | real time x %.3f | late %llu", toCount(all.frames), all.simulatedSeconds,
-              (all.simulatedSeconds - _lastSimulatedSeconds) / (now - _lastSeconds), toCount(all.getLateFrames())));
+              (all.simulatedSeconds - _lastSimulatedSeconds) / (now - _lastSeconds), toCount(all.getLateFrames())) +
+        (failures > 0 ? print(" | failures %llu", toCount(failures)) : ""));
     // Not the interval added to the last moment: what was missed is not made up for.
     _nextSeconds = now + _intervalSeconds;
     _lastSeconds = now;
     _lastSimulatedSeconds = all.simulatedSeconds;
+}
+
+std::string describeEnd(const RunPlan& plan, const RunResult& result) {
+    if (result.exitValue != 0) return "failed";
+    if (result.signal != nullptr) return std::string("ended by ") + result.signal;
+    if (result.isStopped) return "stopped by an output that became NaN";
+    if (result.statistics.frames >= plan.limits.frames) return "all frames run";
+    // The limit is rounded to whole frames.
+    if (plan.limits.seconds - result.statistics.simulatedSeconds < 0.5 * result.stepSeconds)
+        return "all seconds simulated";
+    return "ended by the simulation";
 }
 
 std::string formatSummary(const RunPlan& plan, const RunResult& result) {

@@ -31,11 +31,15 @@ private:
 struct RunResult {
     int exitValue{0};             ///< of KrApplication::run
     const char* signal{nullptr};  ///< that asked for the end, or null
+    bool isStopped{false};        ///< by an output that became NaN
     bool isPaced{false};          ///< by the clock
     double realSeconds{0.0};      ///< it took, from the first frame on
     double stepSeconds{0.0};      ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};
 };
+
+/// Why the run has ended, "all frames run".
+[[nodiscard]] std::string describeEnd(const RunPlan& plan, const RunResult& result);
 
 /// The lines for the end of a run.
 [[nodiscard]] std::string formatSummary(const RunPlan& plan, const RunResult& result);

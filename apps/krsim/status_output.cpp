@@ -19,6 +19,8 @@ constexpr std::string_view kClearLine = "\r\x1b[K";
 
 /// The terminal whose last line shows a status, or -1. For the log handler, which may run on any thread.
 constinit std::atomic<int> terminalWithStatus{-1};
+/// The handler behind ours.
+constinit std::atomic<Kr::LogHandler> nextHandler{nullptr};
 
 /// errno of a failure, or 0.
 int writeAll(int descriptor, std::string_view text) {
@@ -55,19 +57,21 @@ void clearStatus() {
 
 void handleLog(Kr::eLogLevel level, const char* format, std::va_list arguments) {
     if (KrSim::KrErrorHandler::isConsoleLogEnabled()) clearStatus();
-    KrSim::KrErrorHandler::LogHandler(level, format, arguments);
+    nextHandler.load()(level, format, arguments);
 }
 
 }  // namespace
 
 StatusOutput::StatusOutput(int descriptor) : _descriptor(descriptor), _isTerminal(::isatty(descriptor) == 1) {
-    if (_isTerminal) Kr::LogSetHandler(&handleLog);
+    if (!_isTerminal) return;
+    nextHandler.store(&KrSim::KrErrorHandler::LogHandler);  // until the next line, for other threads
+    nextHandler.store(Kr::LogSetHandler(&handleLog));
 }
 
 StatusOutput::~StatusOutput() {
     if (!_isTerminal) return;
     clearStatus();
-    Kr::LogSetHandler(&KrSim::KrErrorHandler::LogHandler);
+    Kr::LogSetHandler(nextHandler.load());
 }
 
 void StatusOutput::showStatus(const std::string& text) {
@@ -77,6 +81,11 @@ void StatusOutput::showStatus(const std::string& text) {
     const auto columns = getColumns(_descriptor);
     _write(std::string(kClearLine) + text.substr(0, columns ? *columns - 1 : text.size()));
     terminalWithStatus.store(_descriptor);
+}
+
+void StatusOutput::keepStatus() noexcept {
+    const int terminal = terminalWithStatus.exchange(-1);
+    if (terminal >= 0) writeAll(terminal, "\n");
 }
 
 void StatusOutput::print(std::string_view text) {

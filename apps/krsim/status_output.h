@@ -7,7 +7,7 @@ namespace krsim {
 
 /// Where a run is told of: on a terminal, the status is one line that is written over again and again; elsewhere it is
 /// a line each time. Lines of the log, from any thread, get a line of their own meanwhile: while one of these lives on
-/// a terminal it passes the log on to KrErrorHandler, which must be installed before and stay so.
+/// a terminal it passes the log on to the handler before it, which must stay installed.
 /// Thread: one. One at a time.
 class StatusOutput {
 public:
@@ -23,6 +23,8 @@ public:
     /// one line. It is left out where a reader does not keep up: the
     /// simulation does not wait for that.
     void showStatus(const std::string& text);
+    /// Keeps the status that a terminal shows, if one does, by going on to the next line. Safe in a signal handler.
+    static void keepStatus() noexcept;
     /// Prints text that is to stay, with its line feeds, and waits until it is written.
     void print(std::string_view text);
     /// errno of the first failure to write, EPIPE where the reader has left; 0 without a failure.

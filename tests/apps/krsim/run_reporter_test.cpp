@@ -107,9 +107,12 @@ TEST(KrsimSummary, TellsLateFramesApart) {
     statistics.meanRealTimeFactor = 0.5;
     statistics.overworked = {.count = 2, .worstSeconds = 0.25, .totalSeconds = 0.3};
     statistics.overslept = {.count = 1, .worstSeconds = 0.0015, .totalSeconds = 0.0015};
-    EXPECT_EQ(krsim::formatSummary({}, {0, "SIGTERM", true, 6.0, 0.5, statistics}),
-              "krsim: ended by SIGTERM: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"
-              "krsim: late frames: 3; 2 after too much work (worst 250.000 ms); 1 woken too late (worst 1.500 ms)\n");
+    EXPECT_EQ(
+        krsim::formatSummary(
+            {},
+            {.signal = "SIGTERM", .isPaced = true, .realSeconds = 6.0, .stepSeconds = 0.5, .statistics = statistics}),
+        "krsim: ended by SIGTERM: 6 frames, 3.000 s simulated in 6.000 s (real time x 0.500, 1 frames/s)\n"
+        "krsim: late frames: 3; 2 after too much work (worst 250.000 ms); 1 woken too late (worst 1.500 ms)\n");
 }
 
 }  // namespace krsim_run_reporter_test

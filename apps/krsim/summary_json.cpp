@@ -1,0 +1,99 @@
+#include "apps/krsim/summary_json.h"
+
+#include <rapidjson/encodings.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include "kr/application/context/frame_statistics.h"
+
+namespace krsim {
+namespace {
+
+using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
+
+/// Texts of exceptions need not be UTF-8: '?' for each byte that is not.
+std::string toUtf8(const std::string& text) {
+    std::string valid;
+    rapidjson::MemoryStream stream(text.data(), text.size());
+    while (stream.Tell() < text.size()) {
+        const std::size_t begin = stream.Tell();
+        unsigned codePoint = 0;
+        if (rapidjson::UTF8<>::Decode(stream, &codePoint)) {
+            valid.append(text, begin, stream.Tell() - begin);
+        } else {
+            valid += '?';
+        }
+    }
+    return valid;
+}
+
+void writeText(Writer& writer, const char* name, const std::string& text) {
+    writer.Key(name);
+    const auto valid = toUtf8(text);
+    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
+}
+
+void writeNumber(Writer& writer, const char* name, double number) {
+    writer.Key(name);
+    writer.Double(number);
+}
+
+void writeCount(Writer& writer, const char* name, std::uint64_t count) {
+    writer.Key(name);
+    writer.Uint64(count);
+}
+
+void writeLate(Writer& writer, const char* name, const KrSim::LateFrames& late) {
+    writer.Key(name);
+    writer.StartObject();
+    writeCount(writer, "count", late.count);
+    writeNumber(writer, "worstSeconds", late.worstSeconds);
+    writer.EndObject();
+}
+
+void writeList(Writer& writer, const char* name, const RunEventList& list) {
+    writer.Key(name);
+    writer.StartObject();
+    writeCount(writer, "count", list.getCount());
+    writeCount(writer, "omitted", list.getOmittedCount());
+    writer.Key("events");
+    writer.StartArray();
+    for (const auto& each : list.get()) {
+        writer.StartObject();
+        writeText(writer, "subject", each.subject);
+        writeText(writer, "what", each.what);
+        writeText(writer, "detail", each.detail);
+        writeCount(writer, "count", each.count);
+        writeCount(writer, "firstFrame", each.first.frame);
+        writeNumber(writer, "firstSeconds", each.first.seconds);
+        writeCount(writer, "lastFrame", each.last.frame);
+        writeNumber(writer, "lastSeconds", each.last.seconds);
+        writer.EndObject();
+    }
+    writer.EndArray();
+    writer.EndObject();
+}
+
+}  // namespace
+
+std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
+    rapidjson::StringBuffer buffer;
+    Writer writer(buffer);
+    const auto& all = result.statistics;
+    writer.StartObject();
+    writeText(writer, "end", describeEnd(plan, result));
+    writeCount(writer, "frames", all.frames);
+    writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
+    writeNumber(writer, "realSeconds", result.realSeconds);
+    writeNumber(writer, "realTimeFactor", all.meanRealTimeFactor);
+    writeLate(writer, "lateAfterTooMuchWork", all.overworked);
+    writeLate(writer, "lateWokenTooLate", all.overslept);
+    writeList(writer, "failures", events.failures);
+    writeList(writer, "infiniteOutputs", events.infinities);
+    writeList(writer, "messages", events.messages);
+    writer.EndObject();
+    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
+}
+
+}  // namespace krsim
