@@ -54,7 +54,7 @@ bool hasContent(const RunPlan& plan) {
 
 /// Results that would be mixed.
 int countStandardOutputs(const RunPlan& plan) {
-    return int{plan.printsOutputs} + int{plan.record.file == kStandardStream} +
+    return int{plan.printsOutputs} + int{plan.printsJson} + int{plan.record.file == kStandardStream} +
            int{plan.stateToSave == kStandardStream};
 }
 
@@ -76,6 +76,11 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     addRunOptions(*run, runPlan);
     auto* list = app.add_subcommand("list", "Show the types that can be chosen");
     addPluginDirectories(*list, listPlan.pluginDirectories);
+    list->add_option_function<std::string>(
+            "--limit",
+            [&listPlan](const std::string& text) { listPlan.limitSeconds = parsePositive<double>("--limit", text); },
+            "Seconds that a plug-in may take to load (5); one that takes longer is skipped")
+        ->type_name("T");
     const FileCommands fileCommands(app);
 
     try {
@@ -104,9 +109,9 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     if (runPlan.files.empty() && !hasContent(runPlan))
         return answer(app, CLI::RequiredError("A setup file, or --content (or --module)"));
     if (countStandardOutputs(runPlan) > 1) {
-        return answer(app,
-                      CLI::ValidationError(
-                          "only one of --outputs, --record - and --save-state - can be written to standard output"));
+        return answer(
+            app, CLI::ValidationError(
+                     "only one of --outputs, --json, --record - and --save-state - can be written to standard output"));
     }
     runPlan.record.isForced = runPlan.isForced;
     return runPlan;

@@ -12,6 +12,7 @@ namespace krsim {
 /// Show the types that can be chosen.
 struct ListPlan {
     std::vector<std::string> pluginDirectories{};
+    double limitSeconds{5.0};  ///< for each plug-in; one that takes longer to load is skipped
 };
 
 /// Show what files are, from their first bytes.

@@ -1,11 +1,14 @@
 #include "apps/krsim/list_command.h"
 
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -16,9 +19,11 @@
 #include <vector>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/crash_report.h"
 #include "apps/krsim/failure.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/extension/extension_factory.h"
+#include "kr/platform/clock.h"
 #include "kr/platform/plugin_manager.h"
 
 namespace krsim {
@@ -29,6 +34,12 @@ using KrSim::KrFactoryKey;
 
 /// What each type makes, by its unique id.
 using Kinds = std::map<std::string, std::string>;
+
+std::string formatSeconds(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g s", seconds);
+    return text;
+}
 
 Kinds getKindsOfLoadedTypes() {
     using eType = KrExtensionFactory::eType;
@@ -41,27 +52,46 @@ Kinds getKindsOfLoadedTypes() {
     return kinds;
 }
 
+/// Ends the list of a child process that has written all of it.
+constexpr const char* kEnd = "end\n";
+
 [[noreturn]] void loadAndTell(const std::string& plugin, int descriptor) {
+    CrashReport::leaveOut();  // the parent names the plug-in
     if (!KrPluginSystem::KrPluginManager::instance().load(plugin)) ::_exit(1);
     std::string text;
     for (const auto& [uuid, kind] : getKindsOfLoadedTypes())
         text.append(uuid).append(" ").append(kind).append("\n");
+    text.append(kEnd);
     const bool isTold = ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     ::_exit(isTold ? 0 : 1);
 }
 
-std::string readAll(int descriptor) {
+/// All that is written into the pipe until it is closed, or until then; less than all, then.
+std::string readUntil(int descriptor, double endSeconds) {
+    constexpr double kMillisecondsPerSecond = 1000.0;
     std::string text;
     std::array<char, 4096> block{};
     for (;;) {
+        const double left = endSeconds - Kr::SteadyClock::instance().getSeconds();
+        pollfd place{.fd = descriptor, .events = POLLIN, .revents = 0};
+        if (left <= 0.0) return text;
+        if (::poll(&place, 1, static_cast<int>(std::ceil(left * kMillisecondsPerSecond))) <= 0) continue;
         const ssize_t count = ::read(descriptor, block.data(), block.size());
         if (count > 0) text.append(block.data(), static_cast<std::size_t>(count));
         if (count == 0 || (count < 0 && errno != EINTR)) return text;
     }
 }
 
+/// Empty for a child that has done its work.
+std::string describeEnd(int status, bool isWhole) {
+    if (WIFSIGNALED(status)) return std::string("ends the process that loads it: ") + strsignal(WTERMSIG(status));
+    if (isWhole) return {};
+    if (WEXITSTATUS(status) == 0) return "ends the process that loads it: exit(0)";
+    return "cannot be loaded, the warning says why";
+}
+
 /// \param failure  set when there are none.
-Kinds getKindsOf(const std::string& plugin, std::string& failure) {
+Kinds getKindsOf(const std::string& plugin, double limitSeconds, std::string& failure) {
     int ends[2];
     if (::pipe(ends) != 0) throw Failure(eExitCode::kFailed, std::string("no pipe: ") + std::strerror(errno));
     std::fflush(nullptr);  // else the child would have it, too
@@ -69,20 +99,26 @@ Kinds getKindsOf(const std::string& plugin, std::string& failure) {
     if (child < 0) throw Failure(eExitCode::kFailed, std::string("no child process: ") + std::strerror(errno));
     if (child == 0) loadAndTell(plugin, ends[1]);
     ::close(ends[1]);
-    std::istringstream lines(readAll(ends[0]));
+    const double endSeconds = Kr::SteadyClock::instance().getSeconds() + limitSeconds;
+    const std::string text = readUntil(ends[0], endSeconds);
     ::close(ends[0]);
+    const bool isWhole = text.ends_with(kEnd);
+    const bool isLate = !isWhole && Kr::SteadyClock::instance().getSeconds() >= endSeconds;
+    if (isLate) ::kill(child, SIGKILL);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    if (WIFSIGNALED(status)) {
-        failure = std::string("ends the process that loads it: ") + strsignal(WTERMSIG(status));
-    } else if (WEXITSTATUS(status) != 0) {
-        failure = "cannot be loaded, the warning says why";
-    }
+    failure = isLate ? "is skipped: it takes more than " + formatSeconds(limitSeconds) + " to load"
+                     : describeEnd(status, isWhole);
+    std::istringstream lines(text);
     Kinds kinds;
     for (std::string uuid, kind; lines >> uuid >> kind;)
         kinds[uuid] = kind;
     return kinds;
+}
+
+std::string describe(const KrFactoryKey& key) {
+    return key.toString() + (key.plugin.empty() ? " of the library" : " of plug-in " + key.plugin);
 }
 
 void printTypes(const std::vector<KrFactoryKey>& types, const Kinds& kinds) {
@@ -97,6 +133,25 @@ void printTypes(const std::vector<KrFactoryKey>& types, const Kinds& kinds) {
     }
 }
 
+/// On standard error: only one of them can be made.
+void warnOfSharedIds(const TypeCatalog& catalog) {
+    std::map<std::string, const KrFactoryKey*> known;
+    const auto warn = [&](const KrFactoryKey& key) {
+        const auto [other, isNew] = known.emplace(key.uuid.toString(), &key);
+        if (isNew) return;
+        std::fprintf(
+            stderr,
+            "krsim: warning: %s and %s have one unique id, so that only one of them can be loaded: give one a new id\n",
+            describe(*other->second).c_str(), describe(key).c_str());
+    };
+    for (const auto& key : catalog.getBuiltInTypes())
+        warn(key);
+    for (const auto& plugin : catalog.getPlugins()) {
+        for (const auto& key : plugin.types)
+            warn(key);
+    }
+}
+
 }  // namespace
 
 void listTypes(const ListPlan& plan) {
@@ -104,13 +159,14 @@ void listTypes(const ListPlan& plan) {
     const TypeCatalog catalog(getPluginDirectories());
     for (const auto& plugin : catalog.getPlugins()) {
         std::string failure = plugin.unfit;
-        const Kinds kinds = failure.empty() ? getKindsOf(plugin.name, failure) : Kinds();
+        const Kinds kinds = failure.empty() ? getKindsOf(plugin.name, plan.limitSeconds, failure) : Kinds();
         std::printf("%s %s (%s)%s\n", plugin.name.c_str(), plugin.version.c_str(), plugin.path.c_str(),
                     failure.empty() ? "" : (" " + failure).c_str());
         if (failure.empty()) printTypes(plugin.types, kinds);
     }
     std::printf("Built into the library\n");
     printTypes(catalog.getBuiltInTypes(), getKindsOfLoadedTypes());
+    warnOfSharedIds(catalog);
 }
 
 }  // namespace krsim

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/krsim/command_line.h"
+#include "apps/krsim/crash_report.h"
 #include "apps/krsim/file_commands.h"
 #include "apps/krsim/list_command.h"
 #include "apps/krsim/preset_command.h"
@@ -54,6 +55,7 @@ eExitCode fail(eExitCode code, const char* text) {
 int main(int count, char** arguments) {
     auto code = eExitCode::kFailed;
     bool isTold = true;  // why it failed
+    const krsim::CrashReport crashReport;
     try {
         KrPersistence::setProducer({.application = "krsim", .marketingName = {}, .version = Kr::getLibraryVersion()});
         code = std::visit(Execution(), krsim::parseCommandLine({arguments + 1, arguments + count}));

@@ -116,6 +116,8 @@ void Recorder::requireFields() const {
 
 void Recorder::finish() {
     requireFields();
+    if (_lines && _error == 0) _error = _lines->flush();
+    _lines.reset();
     const auto file = std::move(_file);
     if (!file) return;  // no frame has ended
     if (_error == 0 && std::fflush(file.get()) != 0) _error = errno;
@@ -170,7 +172,8 @@ void Recorder::_writeLine(double simulatedSeconds) {
 
 void Recorder::_print() {
     _line += "\r\n";
-    if (std::fwrite(_line.data(), 1, _line.size(), _file.get()) != _line.size()) _error = errno;
+    if (!_lines) _lines.emplace(_file.get());
+    if (const int error = _lines->append(_line); error != 0) _error = error;
 }
 
 double Recorder::_findNext(double seconds, double stepSeconds) const {

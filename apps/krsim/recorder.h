@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/krsim/failure.h"
+#include "apps/krsim/line_buffer.h"
 #include "apps/krsim/output_file.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/data/field_reference.h"
@@ -57,6 +58,7 @@ private:
 
     RecordPlan _plan;
     OutputFile _file;
+    std::optional<LineBuffer> _lines;  // into the file
     std::vector<Column> _fields;
     std::map<std::string, std::string> _startCells;  // by path
     std::string _line;

@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -32,6 +35,11 @@ bool tell(const std::string& what) {
 
 [[maybe_unused]] void load(const std::string& plugin) {
     tell((KrPluginSystem::KrPluginManager::instance().load(plugin) ? "has " : "lacks ") + plugin);
+}
+
+[[maybe_unused]] void hang() {
+    for (;;)
+        ::pause();
 }
 
 #ifdef ZOO_AT_START

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <stdexcept>
 
 #include "kr/application/application.h"
@@ -45,6 +48,14 @@ struct ThrowingListener final : KrSim::KrSimEventListener {
     if (frame % kPeriod == kPeriod - 1) Kr::logMessage(Kr::eLogLevel::kWarn, "Actors: frame %u\n", frame);
 }
 
+[[maybe_unused]] void throwHeat(KrSim::ISimulatorModule&) {
+    throw std::runtime_error("too hot");
+}
+
+[[maybe_unused]] void ail(KrSim::ISimulatorModule& module) {
+    module._getProxy()->addError("no fuel", false);
+}
+
 class [[maybe_unused]] Stage final : public KrSim::IExtension {
 public:
     static constexpr int kVersion = 1;
@@ -70,12 +81,53 @@ public:
     }
 };
 
+[[maybe_unused]] void crash(KrSim::ISimulatorModule& module) {
+    static volatile std::uintptr_t place = 64;  // no page of any process
+    if (module.getApplicationContext().getFrame() == 2) *reinterpret_cast<volatile int*>(place) = 1;
+}
+
+[[maybe_unused]] int recurse(volatile int* above) {
+    volatile int here[256]{*above + 1};
+    return *above >= 0 ? recurse(here) + here[1] : 0;
+}
+
+[[maybe_unused]] void overflow(KrSim::ISimulatorModule&) {
+    volatile int depth = 0;
+    recurse(&depth);
+}
+
+[[maybe_unused]] void quit(KrSim::ISimulatorModule& module) {
+    if (module.getApplicationContext().getFrame() == 2) std::exit(0);
+}
+
+/// Sets outputs that are no numbers any more.
+class [[maybe_unused]] Spoiler final : public KrSim::ISimulatorModule {
+public:
+    static constexpr int kVersion = 1;
+    explicit Spoiler(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, kVersion) {}
+
+    void onUpdate(KrSim::eApplicationMode) override {
+        const bool isEven = getApplicationContext().getFrame() % 2 == 0;
+        power.set(isEven ? 1.0 : std::numeric_limits<double>::infinity());
+        if (getApplicationContext().getFrame() >= 2) speed.set(std::numeric_limits<double>::quiet_NaN());
+    }
+
+    KrSim::Output<double> speed{this, "Speed", {.dimension = Kr::kSpeed}};
+    KrSim::Output<double> power{this, "Power"};
+};
+
 }  // namespace
 
 #ifdef ACTORS_WITH_FAULTS
 KR_PLUGIN("FaultyActors", "1.0",
           KR_EXTENSION(Actor<&failFrame>, "Actor", "Failer", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f2"),
-          KR_EXTENSION(Actor<&hang>, "Actor", "Hanger", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f3"))
+          KR_EXTENSION(Actor<&hang>, "Actor", "Hanger", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f3"),
+          KR_EXTENSION(Actor<&throwHeat>, "Actor", "Thrower", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f5"),
+          KR_EXTENSION(Actor<&ail>, "Actor", "Ailing", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f6"),
+          KR_EXTENSION(Actor<&crash>, "Actor", "Crasher", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f8"),
+          KR_EXTENSION(Actor<&overflow>, "Actor", "Overflower", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f9"),
+          KR_EXTENSION(Actor<&quit>, "Actor", "Quitter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fa"),
+          KR_EXTENSION(Spoiler, "Actor", "Spoiler", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f7"))
 #else
 KR_PLUGIN("Actors", "1.0", KR_EXTENSION(Stage, "Actor", "Stage", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0"),
           KR_EXTENSION(Actor<&endSimulation>, "Actor", "Ender", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f1"),
