@@ -57,7 +57,7 @@ bool readBytes(std::istream& stream, char* bytes, std::size_t count) {
 template <class Buffer>
 void passOverMark(std::istream& stream, Buffer& buffer) {
     if (std::string_view(buffer.data(), buffer.size()).substr(0, kByteOrderMark.size()) != kByteOrderMark) return;
-    Buffer shifted;
+    Buffer shifted{};
     const auto rest = std::copy(buffer.begin() + kByteOrderMark.size(), buffer.end(), shifted.begin());
     const bool isWhole = readBytes(stream, &*rest, kByteOrderMark.size());
     if (isWhole && std::equal(shifted.begin(), shifted.end(), kProlog.begin(), kProlog.end())) buffer = shifted;
