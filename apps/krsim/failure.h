@@ -30,4 +30,8 @@ private:
     eExitCode _code;
 };
 
+/// Throws a Failure, and writes its text into the log file, if there is one: a run without a console says there why it
+/// failed.
+[[noreturn]] void failInLog(eExitCode code, const std::string& text);
+
 }  // namespace krsim

@@ -87,8 +87,7 @@ Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& 
     auto file = Kr::makeSmart<KrFile>();
     file->setReferringFile(referringFile);
     if (filename == kStandardStream ? file->load(*stream, {}, flags) : file->load(filename, flags)) return file;
-    throw Failure(eExitCode::kRefusedFile,
-                  "file '" + filename + "' is refused: " + toOneLine(file->explainLastError()));
+    failInLog(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + toOneLine(file->explainLastError()));
 }
 
 void failToSave(const char* what, const std::string& filename, const std::string& reason) {
@@ -97,7 +96,7 @@ void failToSave(const char* what, const std::string& filename, const std::string
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
     auto text = hasFolder ? toOneLine(reason) : "there is no folder '" + folder.string() + "'";
     if (std::filesystem::is_other(std::filesystem::status(filename, error))) text += kUseStandardOutput;
-    throw Failure(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
+    failInLog(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
 }
 
 void saveFile(KrFile& file, const std::string& filename, int flags, bool isForced) {

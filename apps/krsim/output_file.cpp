@@ -33,7 +33,7 @@ const char* nameFor(eOutputKind kind) {
 }
 
 [[noreturn]] void fail(eOutputKind kind, const std::string& filename, const std::string& reason) {
-    throw Failure(eExitCode::kFailed, nameFor(kind) + (" '" + filename + "' cannot be written: ") + reason);
+    failInLog(eExitCode::kFailed, nameFor(kind) + (" '" + filename + "' cannot be written: ") + reason);
 }
 
 /// What a file holds, from its first bytes.

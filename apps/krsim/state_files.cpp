@@ -36,12 +36,12 @@ void restoreState(KrSim::KrApplication& application, const std::string& filename
                             ? KrPersistence::restoreSimulationState(application, *stream, kFlags)
                             : KrPersistence::restoreSimulationState(application, filename, kFlags);
     if (!report.isRestored)
-        throw Failure(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + toOneLine(report.error));
+        failInLog(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + toOneLine(report.error));
     if (report.isComplete()) return;
-    throw Failure(eExitCode::kRefusedFile,
-                  "state '" + filename + "' is one of other content: " + std::to_string(report.missing) +
-                      " of its extensions and " + std::to_string(report.missingFields) +
-                      " of its fields are not here, " + std::to_string(report.untouched) + " extensions are not in it");
+    failInLog(eExitCode::kRefusedFile,
+              "state '" + filename + "' is one of other content: " + std::to_string(report.missing) +
+                  " of its extensions and " + std::to_string(report.missingFields) + " of its fields are not here, " +
+                  std::to_string(report.untouched) + " extensions are not in it");
 }
 
 }  // namespace krsim

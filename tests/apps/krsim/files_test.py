@@ -101,6 +101,8 @@ class Files(unittest.TestCase):
         state.symlink_to(real)
         self.assertIn("states are not saved through links",
                       self.run_quietly(self.car, "--frames", 3, "--save-state", state, "--force", code=1))
+        log, = self.folder.glob("log_*")
+        self.assertIn("ERROR - krsim: state ", log.read_text())
         self.assertEqual(real.read_bytes(), self.car.read_bytes())
         table, text = self.folder / "table.csv", self.folder / "link.csv"
         text.symlink_to(table)
