@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/data/proxy.h"
 #include "kr/extension/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -139,6 +140,30 @@ TEST_F(Instances, KeepOwnValuesOfWhatTheDefinitionLost) {
     _left->getParameter("Grip")->set(0.6);
     EXPECT_TRUE(instance->sync());
     EXPECT_EQ(describe(*instance), "Hub(Bolt=0.2) Right=0.8 Left=0.3") << "and are own values as before";
+}
+
+TEST_F(Instances, ReportExtensionsThatTheirProxiesMiss) {
+    const auto control = Kr::makeSmart<KrExtension>();
+    control->setName("Control");
+    _definition->add(control.get());
+    auto* grips = static_cast<KrData::Proxy*>(control->addParameter("Grips", Types::kProxy));
+    ASSERT_TRUE(grips->addLink(_left->getParameter("Grip")));
+    ASSERT_TRUE(grips->addLink(control->addParameter("Own", Types::kDouble)));
+    const auto instance = _definition->instantiate();
+    const LogCapture log;
+    EXPECT_TRUE(instance->sync());
+    EXPECT_THAT(log.lines(), IsEmpty());
+
+    const auto id = _left->getContentID().toString();
+    _definition->remove(_left.get());
+    _left.reset();
+    EXPECT_TRUE(instance->sync());
+    const std::string missing = "3 KrObject: extension '" + id + "' not found when syncing proxy of 'Control'.\n";
+    EXPECT_THAT(log.lines(), testing::Contains(missing).Times(1));
+    EXPECT_TRUE(instance->sync());
+    EXPECT_THAT(log.lines(), testing::Contains(missing).Times(1)) << "only when it is new";
+    EXPECT_TRUE(_definition->instantiate());
+    EXPECT_THAT(log.lines(), testing::Contains(missing).Times(2)) << "also of a new instance";
 }
 
 TEST_F(Instances, KeepWhatWasTakenFromElsewhere) {

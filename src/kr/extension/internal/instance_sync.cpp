@@ -14,6 +14,7 @@
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/own_data.h"
 #include "kr/extension/internal/placed_content.h"
+#include "kr/platform/log.h"
 
 namespace KrSim::detail {
 
@@ -194,13 +195,22 @@ void settle(KrExtension& copy, const KrExtension& original, bool isInner) {
     settleCopy(fields.getParameters(), source.getParameters(), isInner);
 }
 
-void settleTree(const KrCloneMap& pairs, const KrExtension& top, bool isTopInner) {
+void collectProxies(const KrData::FieldBase& field, std::vector<KrData::FieldReference>& found) {
+    if (field.getDataType() == KrData::Types::kProxy) found.emplace_back(const_cast<KrData::FieldBase*>(&field));
+    for (const auto* child : field.getChildren())
+        collectProxies(*child, found);
+}
+
+}  // namespace
+
+void InstanceSync::_settleTree(const KrExtension& top, bool isTopInner) {
     std::vector<std::pair<const KrExtension*, bool>> open{{&top, isTopInner}};
     for (std::size_t i = 0; i < open.size(); ++i) {
         const auto [original, isInner] = open[i];
-        auto* copy = pairs.find(original);
+        auto* copy = _pairs.find(original);
         if (copy == nullptr) continue;
         settle(*copy, *original, isInner);
+        collectProxies(original->getFieldsContainer(), _originalsOfNewProxies);
         const auto* object = asObject(original);
         if (object == nullptr) continue;
         for (const auto& below : object->_getExtensions()) {
@@ -209,8 +219,6 @@ void settleTree(const KrCloneMap& pairs, const KrExtension& top, bool isTopInner
         }
     }
 }
-
-}  // namespace
 
 void InstanceSync::_add(KrObject& owner, KrExtension& definition, const KrContentID& id, bool isInner) {
     KrCloneRequest request;
@@ -221,7 +229,7 @@ void InstanceSync::_add(KrObject& owner, KrExtension& definition, const KrConten
     request.synchronize = false;
     owner._savePosition(request.contentID, definition._getPosition());
     static_cast<void>(definition._clone(request));
-    settleTree(_pairs, definition, isInner);
+    _settleTree(definition, isInner);
 }
 
 // --- One extension -------------------------------------------------------------------------------------------------
@@ -274,6 +282,28 @@ void InstanceSync::_followLinks() {
         const auto* original = source.get();
         if (proxy == nullptr || original == nullptr) continue;
         static_cast<KrData::Proxy*>(proxy)->_copyLinks(static_cast<const KrData::Proxy&>(*original), _pairs);
+        if (const auto* owner = original->getOwnerExtension())
+            _reportMissing(static_cast<const KrData::Proxy&>(*original), *owner);
+    }
+    for (const auto& each : _originalsOfNewProxies) {
+        const auto* original = each.get();
+        const auto* owner = original != nullptr ? original->getOwnerExtension() : nullptr;
+        if (owner != nullptr) _reportMissing(static_cast<const KrData::Proxy&>(*original), *owner);
+    }
+}
+
+/// What is outside of the definition is linked by its copies, too, and needs no copy.
+void InstanceSync::_reportMissing(const KrData::Proxy& proxy, const KrExtension& owner) const {
+    for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
+        const auto& link = proxy.getLink(i);
+        const auto& reference = link.getContentReference();
+        const auto* linked = link.isValid() ? link.getField()->getOwnerExtension() : reference.get();
+        const bool isAtHome = linked == nullptr && reference.isEmpty();
+        if (isAtHome || (linked != nullptr && (!_definition._holds(*linked) || _pairs.find(linked) != nullptr)))
+            continue;
+        const auto name = linked != nullptr ? linked->getName() : reference.getContentID().toString();
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrObject: extension '%s' not found when syncing proxy of '%s'.\n",
+                       name.c_str(), owner.getName().c_str());
     }
 }
 

@@ -39,11 +39,13 @@ private:
     void _followFields(KrExtension& extension, const KrExtension& definition, bool isInner);
     void _followReference(KrData::FieldBase& field, const KrData::FieldBase& source);
     void _followLinks();
+    void _reportMissing(const KrData::Proxy& proxy, const KrExtension& owner) const;
     void _followDefinition(KrObject& object, const KrObject& definition);
     void _followNameAndPlace(KrObject& owner, KrExtension& extension, const KrExtension& definition);
     void _followName(KrExtension& extension, const KrExtension& definition) const;
     void _removeOthers(KrObject& object, const std::vector<Kr::KrSmartPtr<KrExtension>>& copies);
     void _add(KrObject& owner, KrExtension& definition, const KrContentID& id, bool isInner);
+    void _settleTree(const KrExtension& top, bool isTopInner);
     void _endConnections(const InnerConnections& connections);
     [[nodiscard]] bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink) const;
     void _pair(const KrExtension& original, KrExtension& copy, KrCloneMap::Values values);
@@ -61,7 +63,8 @@ private:
     std::unordered_set<Identifier> _definitionIDs;
     InnerConnections _removedConnections;
     std::vector<std::pair<KrData::FieldReference, KrData::FieldReference>> _proxies;  // with those that they follow
-    KrCloneMap _pairs;                                                                // holds all that are followed
+    std::vector<KrData::FieldReference> _originalsOfNewProxies;
+    KrCloneMap _pairs;  // holds all that are followed
     std::vector<std::pair<const KrExtension*, KrExtension*>> _followed;
     std::exception_ptr _failure;
 };
