@@ -9,6 +9,7 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/content/paths/content_path.h"
+#include "kr/core/base_reference.h"
 #include "kr/data/field.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/content_registry.h"
@@ -368,6 +369,41 @@ TEST(Listener, HearsOfContentModulesAndModes) {
     host.application->add(make("Last").get());
     host.application->add(make("Later").get());
     EXPECT_THAT(told, ElementsAre("+Last", "+Last"));
+}
+
+TEST(Content, IsFoundByReferencesFromTheProcessDown) {
+    Host host;
+    auto& application = *host.application;
+    application.setName("Rig");
+    const auto module = makeModule("Traffic", host.calls);
+    application.insertModule(module);
+    const auto car = makeCar();
+    application.add(car.get());
+    auto* engine = static_cast<KrObject*>(car->findExtensionByName("Engine", false));
+    auto* piston = car->findExtensionByName("Piston", true);
+    const auto& root = KrApplication::getReferenceRoot();
+    const struct {
+        const char* text;
+        const Kr::KrBase* context;
+        const Kr::KrBase* expected;
+    } rows[] = {
+        {"base:///KrApplication/Rig", &root, &application},
+        {"base:///KrApplication/Other", &root, nullptr},
+        {"base:///KrApplication/Rig/KrSimulatorModule/Traffic", &root, application.getModule(0)},
+        {"base:///KrApplication/Rig/KrObject/Car", &root, car.get()},
+        {"base:///KrApplication/Rig/KrObject/Car/KrObject/Engine/KrExtension/Piston", &root, piston},
+        {"base:///KrExtension/Wheel", car.get(), car->findExtensionByName("Wheel", false)},
+        {"base:///KrObject/Wheel", car.get(), nullptr},
+        {"base:///KrExtension/Piston/KrExtension/Ring", engine, nullptr},
+    };
+    for (const auto& row : rows) {
+        auto* context = const_cast<Kr::KrBase*>(row.context);
+        EXPECT_EQ(Kr::KrBaseReference(row.text, context).getBase(), row.expected) << row.text;
+    }
+    Kr::KrBaseReference chain({&application, car.get(), engine, piston});
+    EXPECT_EQ(chain.getText(), rows[4].text);
+    host.application.reset();
+    EXPECT_EQ(Kr::KrBaseReference(rows[0].text, &KrApplication::getReferenceRoot()).getBase(), nullptr);
 }
 
 }  // namespace application_content_test

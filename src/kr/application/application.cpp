@@ -81,11 +81,13 @@ KrApplication::KrApplication(Kr::IClock& clock)
             EventManagerInternal::createInternalEventId(name),
             [this](const EventData&) { sendExitApplicationRequest(eExitRequestMode::kThis); });
     }
+    all.rootEntry.emplace(*this);
     KrErrorHandler::_addApplication(all.events);
 }
 
 KrApplication::~KrApplication() {
     auto& all = *_parts;
+    all.rootEntry.reset();
     // From here on no other thread delivers events to what is destroyed now.
     all.events._beginEnd();
     _state->_end();
@@ -99,6 +101,10 @@ KrApplication::~KrApplication() {
     all.root->_setApplicationContext({});
     _content.reset();
     KrErrorHandler::_removeApplication(all.events);
+}
+
+Kr::KrBase& KrApplication::getReferenceRoot() {
+    return detail::ProcessRoot::instance();
 }
 
 bool KrApplication::_whenIdle(const std::function<void()>& change) {

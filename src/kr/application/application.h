@@ -180,6 +180,10 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] std::string getLogFilename() const;
 
     // --- Services --------------------------------------------------------------------------------------------------
+    /// The context of references that begin with an application of this process, once it has a name:
+    /// "base:///KrApplication/Rig/KrObject/Car". Below an application come modules and content, below objects what they
+    /// hold. Never destroyed.
+    [[nodiscard]] static Kr::KrBase& getReferenceRoot();
     [[nodiscard]] const ApplicationContext& getContext() const noexcept { return _context; }
     /// Registering twice is registering once. Borrowed: unregister it before it dies. Any thread.
     void registerListener(IApplicationListener* listener);

@@ -29,6 +29,14 @@ struct Registry {
 
 KrNamePathBaseInterface::~KrNamePathBaseInterface() = default;
 
+KrBase* KrNamePathBaseInterface::findChild(KrBase& parent, const std::string& className,
+                                           const std::string& objectName) const {
+    for (KrBase* child : getChildren(parent)) {
+        if (child->getName() == objectName && child->getClassName() == className) return child;
+    }
+    return nullptr;
+}
+
 std::shared_ptr<const KrNamePathBaseInterface> KrNamePathBaseInterface::find(KrBase* object) {
     if (!object) return nullptr;
     const std::string key = detail::typeKey(typeid(*object));

@@ -21,9 +21,10 @@ public:
     /// The object must be alive. The answer stays good after the interface was unregistered.
     [[nodiscard]] static std::shared_ptr<const KrNamePathBaseInterface> find(KrBase* object);
 
-    /// The child of `parent` with this class name and object name, or null.
+    /// The child of `parent` with this class name and object name, or null. Without an override, the first one of
+    /// getChildren.
     [[nodiscard]] virtual KrBase* findChild(KrBase& parent, const std::string& className,
-                                            const std::string& objectName) const = 0;
+                                            const std::string& objectName) const;
     /// All children of `parent` that findChild can find, in no special order.
     [[nodiscard]] virtual std::vector<KrBase*> getChildren(KrBase& parent) const = 0;
 };

@@ -9,6 +9,7 @@
 #include "kr/extension/internal/extension_list.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/object_guards.h"
+#include "kr/extension/internal/object_name_path.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
@@ -20,6 +21,8 @@ using detail::asObject;
 using detail::keepAlive;
 
 namespace {
+
+[[maybe_unused]] const bool isKnownToReferences = detail::registerObjectNamePath();
 
 class UnknownObject final : public IObject {
 public:

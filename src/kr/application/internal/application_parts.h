@@ -10,6 +10,7 @@
 #include "kr/application/frame_meter.h"
 #include "kr/application/frame_pacer.h"
 #include "kr/application/internal/application_listeners.h"
+#include "kr/application/internal/application_name_path.h"
 #include "kr/application/modules/simulator_module_sequence.h"
 #include "kr/data/delegate_connection.h"
 #include "kr/events/errors/error_manager.h"
@@ -53,6 +54,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     Kr::KrSmartPtr<KrExtension> simulationFileManager;
     KrData::DelegateConnection configurationWatch;
     std::function<void(const ApplicationContext&)> masterStep;
+    std::optional<detail::ProcessRoot::Entry> rootEntry;  // while references find the application
 
     // Of the main loop, in seconds of the pacer's clock
     FramePacer pacer;
