@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -235,7 +236,7 @@ std::string refusalOf(const std::string& version) {
 const std::string kAdvice =
     ". Please use a previous version of the Orrery Studio Editor to load and save your file before using it in the "
     "current version.";
-const std::string kInvalidFormat = "KrPersistence: Cannot load shown.kr, invalid format.\n";
+const std::string kInvalidFormat = "KrPersistence: Cannot load , invalid format.\n";  // no current file name
 
 const RefusalCase kRefusals[] = {
     {"Now", tagOf("B3"), ""},
@@ -328,7 +329,19 @@ TEST(File, IsReadFromXmlWithoutTag) {
     EXPECT_EQ(file.getSections().size(), 2U);
     EXPECT_TRUE(load(file, "\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + bytes.substr(27)));
     EXPECT_FALSE(load(file, bytes.substr(27)));  // no declaration, either
-    EXPECT_EQ(file.getLastError(), kInvalidFormat);
+    EXPECT_EQ(file.getLastError(), "KrPersistence: Cannot load shown.kr, invalid format.\n") << "its name is known now";
+}
+
+TEST(File, OfAnUnknownFormatIsShownByItsCurrentName) {
+    const test_support::TemporaryFolder folder;
+    const test_support::LogCapture log;
+    const std::string foreign = folder / "foreign.kr";
+    std::ofstream(foreign) << "no tag";
+    KrFile file;
+    EXPECT_FALSE(file.load(foreign));
+    EXPECT_EQ(file.getLastError(), "KrPersistence: Cannot load " + foreign + ", invalid format.\n");
+    EXPECT_FALSE(load(file, "no tag"));
+    EXPECT_EQ(file.getLastError(), "KrPersistence: Cannot load " + foreign + ", invalid format.\n") << "it stays";
 }
 
 TEST(File, KeepsClassVersionsInOneByteOnRequest) {

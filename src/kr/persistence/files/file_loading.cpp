@@ -120,7 +120,8 @@ bool KrFile::_loadFrom(const detail::LoadSource& source, const std::string& arch
     }
     if (tag.getVersionSavedAsChar()) flags |= static_cast<int>(KrArchive::kByteVersions);
     if (_loadChecked(source, tag, archiveName, flags)) return true;
-    return _fail("KrPersistence: Cannot load " + shownName + ", invalid format.\n", explainFormat(source));
+    // The text is fixed: a stream that was given only an archive name shows none.
+    return _fail("KrPersistence: Cannot load " + _currentFilename + ", invalid format.\n", explainFormat(source));
 }
 
 }  // namespace KrPersistence
