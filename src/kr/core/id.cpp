@@ -1,7 +1,8 @@
 #include "kr/core/id.h"
 
 #include <atomic>
-#include <deque>
+#include <bit>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <type_traits>
@@ -12,12 +13,49 @@ static_assert(sizeof(KrID) == 16 && std::is_trivially_copyable_v<KrID>);
 
 namespace {
 
-// Open addressing with linear probing: a slot is written once and never cleared, so readers need no lock. A slot's
-// number is written before its text is published, and read only after the text was seen.
-struct Slot {
-    std::atomic<const std::string*> text{nullptr};
-    std::int32_t number{0};
+// --- Texts ---------------------------------------------------------------------------------------------------------
+
+// In chunks of which each is twice as long as the one before: texts do not move, and their indices need no table. What
+// a chunk has not used yet takes no memory but addresses. Never destroyed: identifiers in static objects answer their
+// text to the very end.
+constexpr std::size_t kFirstChunkBits = 10;
+constexpr std::size_t kChunkCount = 32 - kFirstChunkBits + 1;
+constinit std::atomic<std::string*> chunks[kChunkCount]{};
+
+struct Place {
+    std::size_t chunk;
+    std::size_t offset;
 };
+
+constexpr Place placeOf(std::uint32_t index) noexcept {
+    const std::uint64_t shifted = std::uint64_t{index} + (std::uint64_t{1} << kFirstChunkBits);
+    const auto bits = static_cast<std::size_t>(std::bit_width(shifted)) - 1;
+    return {bits - kFirstChunkBits, static_cast<std::size_t>(shifted - (std::uint64_t{1} << bits))};
+}
+static_assert(placeOf(0xffffffff).chunk == kChunkCount - 1);
+
+// Of an index that was read from a slot.
+const std::string& textAt(std::uint32_t index) noexcept {
+    const auto place = placeOf(index);
+    return chunks[place.chunk].load(std::memory_order_relaxed)[place.offset];
+}
+
+// Under the mutex.
+void storeText(std::uint32_t index, std::string_view text) {
+    const auto place = placeOf(index);
+    auto* chunk = chunks[place.chunk].load(std::memory_order_relaxed);
+    if (chunk == nullptr) {
+        chunk = std::allocator<std::string>().allocate(std::size_t{1} << (place.chunk + kFirstChunkBits));
+        chunks[place.chunk].store(chunk, std::memory_order_relaxed);
+    }
+    std::construct_at(chunk + place.offset, text);
+}
+
+// --- Numbers -------------------------------------------------------------------------------------------------------
+
+// Open addressing with linear probing. A slot is one word, the index of the text less one above the number, which is
+// written once and never cleared: readers need no lock.
+using Slot = std::atomic<std::uint64_t>;
 
 struct Slots {
     Slot* first;
@@ -31,18 +69,19 @@ struct Slots {
     // The text of the number, or null. Any thread.
     [[nodiscard]] const std::string* find(std::int32_t number) const noexcept {
         for (std::size_t i = home(number);; i = (i + 1) & mask) {
-            const std::string* text = first[i].text.load(std::memory_order_acquire);
-            if (!text || first[i].number == number) return text;
+            const std::uint64_t word = first[i].load(std::memory_order_acquire);
+            if (word == 0) return nullptr;
+            if (static_cast<std::int32_t>(word & 0xffffffff) == number)
+                return &textAt(static_cast<std::uint32_t>((word >> 32U) - 1));
         }
     }
 
-    // Enters a number that is not there yet. Under the mutex, or before the table is published.
-    void enter(std::int32_t number, const std::string* text) const noexcept {
-        std::size_t i = home(number);
-        while (first[i].text.load(std::memory_order_relaxed))
+    // Enters a word whose number is not there yet. Under the mutex, or before the table is published.
+    void enter(std::uint64_t word) const noexcept {
+        std::size_t i = home(static_cast<std::int32_t>(word & 0xffffffff));
+        while (first[i].load(std::memory_order_relaxed) != 0)
             i = (i + 1) & mask;
-        first[i].number = number;
-        first[i].text.store(text, std::memory_order_release);
+        first[i].store(word, std::memory_order_release);
     }
 };
 
@@ -52,23 +91,16 @@ constinit Slot firstSlots[kFirstSlotCount];
 constinit const Slots firstTable{firstSlots, kFirstSlotCount - 1, nullptr};
 constinit std::atomic<const Slots*> currentTable{&firstTable};
 
-constinit std::mutex tableMutex;  // guards textCount, the text store and every write to the tables
-constinit std::size_t textCount = 0;
+constinit std::mutex tableMutex;  // guards textCount, and every write to the chunks and the tables
+constinit std::uint32_t textCount = 0;
 
-// Never destroyed: identifiers in static objects answer their text to the very end. A deque does not move its items.
-std::deque<std::string>& textStore() {
-    static auto& store = *new std::deque<std::string>;
-    return store;
-}
-
+// All outgrown tables together take as much as the current one.
 const Slots& grow(const Slots& old) {
-    const std::size_t count = 4 * (old.mask + 1);
+    const std::size_t count = 2 * (old.mask + 1);
     auto slots = std::make_unique<Slot[]>(count);
     auto table = std::make_unique<Slots>(Slots{slots.get(), count - 1, &old});
     for (std::size_t i = 0; i <= old.mask; ++i) {
-        if (const std::string* text = old.first[i].text.load(std::memory_order_relaxed)) {
-            table->enter(old.first[i].number, text);
-        }
+        if (const std::uint64_t word = old.first[i].load(std::memory_order_relaxed)) table->enter(word);
     }
     slots.release();
     currentTable.store(table.get(), std::memory_order_release);
@@ -80,11 +112,11 @@ const Slots& grow(const Slots& old) {
     const Slots* current = currentTable.load(std::memory_order_relaxed);
     // Another thread may have entered the number meanwhile.
     if (const std::string* known = current->find(number)) return known;
-    if (2 * (textCount + 1) > current->mask + 1) current = &grow(*current);
-    const std::string* stored = &textStore().emplace_back(text);
-    current->enter(number, stored);
-    ++textCount;
-    return stored;
+    // Three quarters full at most: fuller tables make searches long.
+    if (4 * (std::uint64_t{textCount} + 1) > 3 * (current->mask + 1)) current = &grow(*current);
+    storeText(textCount, text);
+    current->enter(((std::uint64_t{textCount} + 1) << 32U) | static_cast<std::uint32_t>(number));
+    return &textAt(textCount++);
 }
 
 const std::string* intern(std::int32_t number, std::string_view text) {
