@@ -63,6 +63,11 @@ class Files(unittest.TestCase):
     def test_a_state_of_an_earlier_release_finds_the_modules_of_its_setup(self):
         self.run_quietly(FIXTURES / "traffic.json", "--restore-state", FIXTURES / "traffic_state.json", "--frames", 1)
 
+    def test_nothing_is_found_in_files_of_earlier_releases(self):
+        for name in ("traffic.json", "content/car.xml", "content/parts.json", "content/car.binary"):
+            with self.subTest(name):
+                self.assertIn("no fault was found", self.krsim("verify", FIXTURES / name, *WITH_PLUGINS))
+
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
             step = self.car
