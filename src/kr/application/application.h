@@ -61,8 +61,10 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     static const EventId kNewNetworkApplicationAddedEvent;
 
     /// An application with default settings, without modules and content: paced by the clock at 60 Hz, in editing mode.
-    /// Log messages are published through the event manager of the application that was created last and lives. The
-    /// clock is borrowed. The calling thread is the one that events of the application are delivered on until it runs.
+    /// Log messages are published through the event manager of the application that was created last and lives, and
+    /// errors that are logged throw at the code that logs: KrErrorHandler is installed, unless the host has put a
+    /// handler of its own behind the log. The clock is borrowed. The calling thread is the one that events of the
+    /// application are delivered on until it runs.
     [[nodiscard]] static Kr::KrSmartPtr<KrApplication> create(Kr::IClock& clock = Kr::SteadyClock::instance());
     ~KrApplication() override;
 
@@ -170,7 +172,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     bool applySetup(const KrSmartInterface<ApplicationConfig>& setup);
 
     // --- Log -------------------------------------------------------------------------------------------------------
-    /// Of the process; these four act while KrErrorHandler is installed, which is up to the host.
+    /// Of the process, in which KrErrorHandler is installed as long as an application lives (see create).
     void enableConsoleLog(bool enable);
     [[nodiscard]] bool isConsoleLogEnabled() const noexcept;
     /// Files log lines in "<prefix><host>_<process id>.log"; an empty prefix is a file in the system's folder for

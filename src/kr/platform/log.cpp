@@ -12,6 +12,7 @@
 #include <new>
 #include <utility>
 
+#include "kr/platform/log_handler.h"
 #include "kr/platform/log_line.h"
 #include "kr/platform/runtime_error.h"
 
@@ -103,6 +104,12 @@ private:
 
 LogHandler LogSetHandler(LogHandler handler) noexcept {
     return logHandler.exchange(handler ? handler : &defaultLogHandler, std::memory_order_acq_rel);
+}
+
+bool replaceLogHandler(LogHandler expected, LogHandler handler) noexcept {
+    if (expected == nullptr) expected = &defaultLogHandler;
+    return logHandler.compare_exchange_strong(expected, handler ? handler : &defaultLogHandler,
+                                              std::memory_order_acq_rel, std::memory_order_relaxed);
 }
 
 eLogLevel LogGetLevel() noexcept {

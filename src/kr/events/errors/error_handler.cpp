@@ -16,6 +16,7 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
 #include "kr/platform/guard.h"
+#include "kr/platform/log_handler.h"
 #include "kr/platform/log_line.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
@@ -144,12 +145,13 @@ struct Sink {
 struct State {
     std::atomic<bool> isConsoleEnabled{true};
     std::atomic<bool> isNetworkDispatchEnabled{true};
+    std::atomic<bool> isInstalled{false};  // changed under the lock
     std::atomic<Kr::IClock*> clock{nullptr};
     std::atomic<void (*)(int)> endProcess{nullptr};
 
     std::mutex mutex;  // guards the members below
     std::condition_variable publishingEnded;
-    bool isInstalled{false};
+    bool isOfApplications{false};  // installed by an application: the end of the last one removes the handler
     Kr::LogHandler previousHandler{nullptr};
     std::shared_ptr<ListenerSignal> signal;
     std::shared_ptr<Sink> sink;                         // null: messages are not published
@@ -165,7 +167,25 @@ struct State {
         const std::lock_guard lock(mutex);
         return signal;
     }
-    /// Under the lock.
+    // Under the lock:
+
+    /// \param put  puts LogHandler behind the log, unless it answers false.
+    template <class Put>
+    [[nodiscard]] bool install(const Put& put) {
+        auto made = std::make_shared<ListenerSignal>();
+        if (!put()) return false;
+        signal = std::move(made);
+        isInstalled = true;
+        return true;
+    }
+    /// The listeners are to be ended without the lock; null when the handler is not installed.
+    [[nodiscard]] std::shared_ptr<ListenerSignal> uninstall() {
+        if (!isInstalled.exchange(false)) return nullptr;
+        isOfApplications = false;
+        Kr::replaceLogHandler(&KrErrorHandler::LogHandler, std::exchange(previousHandler, nullptr));
+        lastDispatched.clear();
+        return std::move(signal);
+    }
     [[nodiscard]] bool isUsable(const std::shared_ptr<Sink>& each) const {
         return each == sink || std::find(ofApplications.begin(), ofApplications.end(), each) != ofApplications.end();
     }
@@ -256,14 +276,27 @@ void endAfterFatal() {
 
 // --- Installing ----------------------------------------------------------------------------------------------------
 
+namespace {
+
+void uninstallAtExit() {
+    static const bool isArranged = std::atexit(&KrErrorHandler::Unregister) == 0;
+    static_cast<void>(isArranged);
+}
+
+}  // namespace
+
 void KrErrorHandler::Register() {
-    static const bool endsAtExit = std::atexit(&KrErrorHandler::Unregister) == 0;
-    static_cast<void>(endsAtExit);
+    uninstallAtExit();
     auto& state = State::instance();
     const std::lock_guard lock(state.mutex);
-    if (std::exchange(state.isInstalled, true)) return;
-    state.signal = std::make_shared<ListenerSignal>();
-    state.previousHandler = Kr::LogSetHandler(&KrErrorHandler::LogHandler);
+    state.isOfApplications = false;
+    if (state.isInstalled) return;
+    static_cast<void>(state.install([&] {
+        const auto previous = Kr::LogSetHandler(&KrErrorHandler::LogHandler);
+        // One that was left behind in the place of this handler is no other.
+        state.previousHandler = previous != &KrErrorHandler::LogHandler ? previous : nullptr;
+        return true;
+    }));
 }
 
 void KrErrorHandler::Unregister() {
@@ -271,12 +304,9 @@ void KrErrorHandler::Unregister() {
     std::shared_ptr<ListenerSignal> signal;
     {
         const std::lock_guard lock(state.mutex);
-        if (!std::exchange(state.isInstalled, false)) return;
-        Kr::LogSetHandler(std::exchange(state.previousHandler, nullptr));
-        signal = std::move(state.signal);
-        state.lastDispatched.clear();
+        signal = state.uninstall();
     }
-    signal->end();
+    if (signal) signal->end();
 }
 
 void KrErrorHandler::setEventManager(EventManager* manager) {
@@ -291,27 +321,37 @@ void KrErrorHandler::setEventManager(EventManager* manager) {
 
 void KrErrorHandler::_addApplication(EventManager& manager) {
     _enterErrorEventNames();
+    uninstallAtExit();
     auto sink = std::make_shared<Sink>(&manager);
     auto& state = State::instance();
     const std::lock_guard lock(state.mutex);
+    state.ofApplications.reserve(state.ofApplications.size() + 1);  // nothing fails half-way
+    const auto replace = [](Kr::LogHandler other) { return Kr::replaceLogHandler(other, &KrErrorHandler::LogHandler); };
+    if (!state.isInstalled)
+        state.isOfApplications =
+            state.install([&] { return replace(nullptr) || replace(&KrErrorHandler::LogHandler); });
     state.ofApplications.push_back(sink);
     state.sink = std::move(sink);
 }
 
 void KrErrorHandler::_removeApplication(const EventManager& manager) {
     auto& state = State::instance();
+    std::shared_ptr<ListenerSignal> signal;  // its listeners are destroyed after the lock
     std::unique_lock lock(state.mutex);
     const auto found = std::find_if(state.ofApplications.begin(), state.ofApplications.end(),
                                     [&](const auto& each) { return each->manager == &manager; });
     if (found == state.ofApplications.end()) return;
     const auto own = std::move(*found);
     state.ofApplications.erase(found);
+    if (state.ofApplications.empty() && state.isOfApplications) signal = state.uninstall();
     auto current = state.sink;  // another one for the same manager, when the host has set it
     if (current && current->manager == &manager) {
         state.sink = state.ofApplications.empty() ? nullptr : state.ofApplications.back();
         waitFor(current, lock);
     }
     waitFor(own, lock);
+    lock.unlock();
+    if (signal) signal->end();
 }
 
 KrData::DelegateConnection KrErrorHandler::registerListener(Listener listener) {
@@ -330,9 +370,11 @@ void KrErrorHandler::LogHandler(Kr::eLogLevel level, const char* format, std::va
     const std::string text = Kr::formatLogText(level, format, arguments);
     const auto time = static_cast<std::int64_t>(std::time(nullptr));
     const std::string line = Kr::formatLogLine(time, text);
-    if (Handling::isTold()) publish(level, text, time);
+    const bool isInstalled = State::instance().isInstalled;
+    if (isInstalled && Handling::isTold()) publish(level, text, time);
     Kr::printToLogFile(line);
-    if (isConsoleLogEnabled()) std::fwrite(line.data(), 1, line.size(), stderr);
+    if (!isInstalled || isConsoleLogEnabled()) std::fwrite(line.data(), 1, line.size(), stderr);
+    if (!isInstalled) return;
     if (level == Kr::eLogLevel::kError) {
         callListeners(text);
         throw KrRuntimeError(text);

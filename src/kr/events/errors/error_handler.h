@@ -20,24 +20,30 @@ namespace KrSim {
 /// Consecutive repeats of one message are published once. Listeners may log: such messages are published too, up to
 /// eight deep on one thread. What they throw is logged as a warning. Thread: any; setEventManager and Register on the
 /// thread that runs the application. No lock is held over an event or a listener.
+///
+/// An application installs it when it is created, if the default handler of the log is in place then; it stays until
+/// the last application has ended. What a host has installed, this handler or one of its own, stays as it is.
 class KR_API KrErrorHandler {
 public:
     using Listener = std::function<void(const std::string&)>;
 
     KrErrorHandler() = delete;
 
-    /// Installs LogHandler as the handler of the log, keeping the one before. Does nothing when it is installed.
+    /// Installs LogHandler as the handler of the log, keeping the one before. When it is installed, by an application
+    /// for example, it only stays until Unregister.
     static void Register();
-    /// Ends all listeners and puts the handler before back. Runs at process exit at the latest.
+    /// Ends all listeners and puts the handler before back, unless another handler was installed since. Runs at process
+    /// exit at the latest.
     static void Unregister();
-    /// The handler itself, for another handler that passes messages on.
+    /// The handler itself, for another handler that passes messages on. While it is not installed it files and prints
+    /// them, and does nothing else.
     static void LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments);
 
     /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
     /// null: it returns when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
-    /// The same for the manager of an application that begins. When the application that publishes ends, the one that
-    /// was made last before it does so again.
+    /// The same for the manager of an application that begins, and installs the handler in place of the default one.
+    /// When the application that publishes ends, the one that was made last before it does so again.
     static void _addApplication(EventManager& manager);
     static void _removeApplication(const EventManager& manager);
     /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
