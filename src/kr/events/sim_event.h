@@ -75,8 +75,6 @@ public:
     [[nodiscard]] double getDelay() const noexcept { return _delaySeconds; }
     void setDelay(double delaySeconds) noexcept { _delaySeconds = delaySeconds == delaySeconds ? delaySeconds : 0.0; }
 
-    // --- Waiting for the delivery, as KrEventDispatcher::sendEventLocallyImmediatelyBlocking does
-    // ----------------------
     /// From here on copies of this event share a done signal, which is not raised yet: send this event, by any
     /// operation that delivers it in this process, go on, and call waitForDoneSignal() later.
     void expectDoneSignal();

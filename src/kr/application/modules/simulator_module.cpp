@@ -88,7 +88,7 @@ void KrSimulatorModule::addExtension(KrExtension* extension) {
     if (extension == nullptr || module == nullptr) return;
     // One that could not take it for lack of memory must not look as if it had.
     Kr::callGuardedButMemory(
-        detail::kOnExtensionAdded,
+        detail::kModuleExtensionAdded,
         [&] {
             return Kr::GuardedPair{getName(), extension->getName()};
         },
@@ -104,7 +104,7 @@ void KrSimulatorModule::removeExtension(KrExtension* extension) {
     // The module may be the last holder.
     const Kr::KrSmartPtr<KrExtension> keep(extension->getRefCount() > 0 ? extension : nullptr);
     callModule(
-        *this, detail::kOnExtensionRemoved,
+        *this, detail::kModuleExtensionRemoved,
         [&] {
             return Kr::GuardedPair{getName(), extension->getName()};
         },

@@ -15,10 +15,10 @@ inline constexpr Kr::GuardTexts kOnUpdate{
 inline constexpr Kr::GuardTexts kOnPostUpdate{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onPostUpdate mode=%d [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' onPostUpdate mode=%d\n", "onPostUpdate"};
-inline constexpr Kr::GuardTexts kOnExtensionAdded{
+inline constexpr Kr::GuardTexts kModuleExtensionAdded{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onExtensionAdded() '%s' [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' onExtensionAdded() '%s' \n", "onExtensionAdded"};
-inline constexpr Kr::GuardTexts kOnExtensionRemoved{
+inline constexpr Kr::GuardTexts kModuleExtensionRemoved{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onExtensionRemoved() '%s' [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' onExtensionRemoved '%s'\n", "onExtensionRemoved"};
 inline constexpr Kr::GuardTexts kOnFillSimulationState{
