@@ -455,6 +455,31 @@ TEST(Container, FindsTheFirstOfManyChildrenWhateverChanged) {
 
 // --- Deprecated names ----------------------------------------------------------------------------------------------
 
+/// Deeper fields could not be destroyed, as that takes stack for each level.
+TEST(Container, LiesAThousandLevelsDeepAndNoDeeper) {
+    const auto nest = [](Container& top, int levels) {
+        auto* lowest = &top;
+        for (int i = 1; i < levels; ++i)
+            lowest = lowest->addContainer("Level");
+        return lowest;
+    };
+    Container top("Top");
+    auto& lowest = *nest(top, 1000);
+    const test_support::LogCapture log;
+    EXPECT_EQ(lowest.add<double>("Value"), nullptr);
+    const std::vector<std::string> refused{
+        "3 Container: 'Value' is not added to 'Level': fields lie more than 1000 levels deep inside one another.\n"};
+    EXPECT_EQ(log.lines(), refused);
+
+    Container other("Other");
+    auto branch = std::make_unique<Container>("Branch");
+    nest(*branch, 1000);
+    EXPECT_FALSE(other._addField(branch.get()));
+    branch->clear();
+    nest(*branch, 999);
+    EXPECT_TRUE(other._addField(branch.release()));
+}
+
 TEST(DeprecatedNames, FindThePresentChildAndWarnOnce) {
     Container top("Top");
     auto* group = top.addContainer("Group");

@@ -153,12 +153,38 @@ bool Container::_addNumberedField(FieldBase* field, iterator position) {
     return true;
 }
 
+namespace {
+
+/// Fields are destroyed, copied and visited by recursion, which a stack of 8 MiB has to hold, also in a debug build.
+constexpr int kMostLevels = 1000;
+
+/// How many levels of fields there are, the field's own included, counted no further than to `most` + 1.
+int countLevels(const FieldBase& field, int most) {
+    int count = 1;
+    for (auto level = field.getChildren(); !level.empty() && count <= most; ++count) {
+        FieldBase::Children below;
+        for (const auto* each : level)
+            below.insert(below.end(), each->getChildren().begin(), each->getChildren().end());
+        level = std::move(below);
+    }
+    return count;
+}
+
+}  // namespace
+
 bool Container::_mayAdd(const FieldBase& field) const {
     if (!field.isValid() || !_accepts(field)) return false;
+    int depth = 0;
     for (const Container* above = this; above != nullptr; above = above->_parent) {
         if (above == &field) return false;
+        ++depth;
     }
-    return true;
+    const int room = kMostLevels - depth;
+    if (room > 0 && (field.getChildren().empty() || countLevels(field, room) <= room)) return true;
+    Kr::logMessage(Kr::eLogLevel::kWarn,
+                   "Container: '%s' is not added to '%s': fields lie more than %d levels deep inside one another.\n",
+                   field.getID().str().c_str(), getID().str().c_str(), kMostLevels);
+    return false;
 }
 
 bool Container::_accepts(const FieldBase&) const {
