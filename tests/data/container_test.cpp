@@ -352,7 +352,7 @@ TEST(ContainerBulk, AHundredThousandChildrenAreBuiltClonedComparedAndCleared) {
 }
 
 TEST(ContainerBulk, DeepTreesAreClonedAndDestroyedQuickly) {
-    constexpr int kDepth = 2000;
+    constexpr int kDepth = 999;
     Container top("Top");
     Container* lowest = &top;
     for (int i = 0; i < kDepth; ++i)
