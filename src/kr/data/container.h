@@ -39,14 +39,15 @@ public:
     ~Container() override;
 
     // --- Adding and removing ---------------------------------------------------------------------------------------
-    /// Produces a field of this type at the end. Null when the type cannot be produced or is refused here.
+    /// Produces a field of this type at the end. Null when the type cannot be produced or is refused here, as it is,
+    /// with a warning, where fields would lie more than 1,000 levels deep inside one another.
     FieldBase* addField(const Kr::KrID& id, Types::DataTypeEnum dataType);
     /// Produces a field that refers to an extension of this interface.
     FieldBase* addExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId);
     /// Produces a Field<T> with this value: `container.add<double>("Mass", 12.0)->setRange(0.0, 100.0)`.
     template <class T>
     Field<T>* add(const Kr::KrID& id, const T& value = T{});
-    /// Adds a container of the same field type.
+    /// Adds a container of the same field type. Null when it is refused, likewise.
     Container* addContainer(const Kr::KrID& id);
     /// Like addField, before `position`. Answers the place of the new field, end() when there is none.
     iterator insert(iterator position, const Kr::KrID& id, Types::DataTypeEnum dataType);
@@ -141,7 +142,8 @@ public:
     /// same position. Children without one keep theirs, or get a new one where it is taken.
     void _takeInternalIdentifiers(const Container& source);
     [[nodiscard]] std::uint32_t _getNextInternalIdentifier() const noexcept { return _nextInternalIdentifier; }
-    /// Whether `field` could be added: neither this container nor one above it, and of a kind that is accepted.
+    /// Whether `field` could be added: neither this container nor one above it, of a kind that is accepted, and not too
+    /// deep, which is a warning.
     [[nodiscard]] bool _mayAdd(const FieldBase& field) const;
     /// Whether `count` children may be taken away; field arrays with a size range say no.
     [[nodiscard]] virtual bool _mayRemove(std::size_t count) const;
