@@ -16,8 +16,8 @@
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/container.h"
 #include "kr/extension/object.h"
-#include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/objects/object_section.h"
 
 namespace {
 

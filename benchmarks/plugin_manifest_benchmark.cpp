@@ -5,7 +5,7 @@
 #include <array>
 #include <string>
 
-#include "kr/platform/plugin_manifest_reader.h"
+#include "kr/platform/plugins/plugin_manifest_reader.h"
 
 // What it costs to learn from a file what plug-in it is, against opening it and reading its first page.
 

@@ -1,4 +1,4 @@
-#include "kr/platform/plugin_manifest.h"
+#include "kr/platform/plugins/plugin_manifest.h"
 
 // The size of a usual manifest is all that matters of it.
 KR_PLUGIN_MANIFEST("WithTypes", "1.0", "5f0c1f5e-7d5a-4d3a-9d0e-000000000001 Simulation.Vehicle",

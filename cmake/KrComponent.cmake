@@ -53,6 +53,23 @@ function(kr_component layer)
   set_property(GLOBAL APPEND PROPERTY KR_LAYERS ${lines})
 endfunction()
 
+# kr_moved_headers(<new folder> FROM <old folder> <header...>)
+#
+# Keeps headers that moved includable where they were, for one release: the installed tree gets a header at the old place
+# that includes the new one and says so when it is compiled. The library itself cannot include it.
+function(kr_moved_headers folder)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FROM" "")
+  foreach(header IN LISTS arg_UNPARSED_ARGUMENTS)
+    set(moved "${PROJECT_BINARY_DIR}/moved_headers/kr/${arg_FROM}/${header}")
+    file(CONFIGURE OUTPUT "${moved}" @ONLY CONTENT "// Goes with the next release.
+#pragma once
+#pragma message(\"kr/${arg_FROM}/${header} has moved: include kr/${folder}/${header}\")
+#include \"kr/${folder}/${header}\"
+")
+    install(FILES "${moved}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kr/${arg_FROM}")
+  endforeach()
+endfunction()
+
 # Call once after the last layer: writes kr_layers.txt and the umbrella header <kr/foundation.h>.
 function(kr_finish_components)
   get_property(layers GLOBAL PROPERTY KR_LAYERS)

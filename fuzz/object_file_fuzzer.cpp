@@ -4,7 +4,7 @@
 #include <string>
 
 #include "kr/platform/log.h"
-#include "tests/persistence/content/garage.h"
+#include "tests/persistence/objects/garage.h"
 
 // A whole object file. What can be loaded must be fit to be saved, and whatever happens, nothing may stay.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "kr/platform/plugin_manifest.h"
-#include "kr/platform/plugin_manifest_reader.h"
+#include "kr/platform/plugins/plugin_manifest.h"
+#include "kr/platform/plugins/plugin_manifest_reader.h"
 
 // Any file is refused with a reason or gives a manifest whose texts are fit for a log line and a file name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

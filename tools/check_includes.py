@@ -1,23 +1,29 @@
 #!/usr/bin/env python3
 """Holds the sources of the library against its layering.
 
-check_includes.py --root src --layers build/debug/kr_layers.txt [--apps apps]     exit 1 and one line a fault
+check_includes.py --root src --layers build/debug/kr_layers.txt [--apps apps] [--picture FILE [--draw]]
+exit 1 and one line a fault
 
 kr_layers.txt is written by the build: "layer NAME: LAYERS BELOW", then "headers|opt_in|internal|sources FILE" with
 paths relative to src/kr. Checked:
-- every file is listed once, in the layer whose folder (or internal/ folder) it lies in;
+- every file is listed once, in the layer whose folder (or internal/ folder) it lies in, and a source beside its header;
+- a layer lies above the layers that it declares to use, includes something of each, and declares none that another one
+  of them brings along;
 - project includes are written "kr/..." from the root, and the file exists;
 - a file includes its own layer and public headers of layers below; internal headers only from their own layer and never
   from a public header; no source file, and not the umbrella header;
 - public headers keep expensive and third-party headers out;
 - no loop between files;
 - a class of an upper layer is declared in a fwd.h only;
-- programs, each a folder in --apps, include public headers of the library and their own, "apps/NAME/...".
+- programs, each a folder in --apps, include public headers of the library and their own, "apps/NAME/...";
+- --picture holds the picture of the layers (SVG) as it is declared; --draw writes it.
 """
 import argparse
 import pathlib
 import re
 import sys
+
+import layer_picture
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 DECLARATION = re.compile(r"^\s*(?:class|struct)\s+(?:KR_API\s+)?(\w+)\s*;", re.MULTILINE)
@@ -43,6 +49,7 @@ class Tree:
     def __init__(self, root, layers_file):
         self.root = pathlib.Path(root)
         self.faults = []
+        self.uses = {}        # layer -> the layers that it declares to use, in the order of the build's list
         self.below = {}       # layer -> it and all layers under it
         self.layer_of = {}    # "kr/data/field.h" -> layer
         self.kind_of = {}     # the same -> headers, opt_in, internal or sources
@@ -60,7 +67,11 @@ class Tree:
             word, rest = line.split(" ", 1)
             if word == "layer":
                 layer, below = rest.split(":")
-                self.below[layer] = {layer}.union(*(self.below[each] for each in below.split()))
+                self.uses[layer] = below.split()
+                for each in self.uses[layer]:
+                    if each not in self.below:
+                        sys.exit(f"{layers_file}: layer {layer} uses {each}, which stands above it")
+                self.below[layer] = {layer}.union(*(self.below[each] for each in self.uses[layer]))
                 continue
             path = f"kr/{rest}"
             if path in self.layer_of:
@@ -98,9 +109,36 @@ def check_listing(tree):
             tree.fault(path, 0, f"lies outside the folder of its layer {tree.layer_of[path]}")
         elif tree.kind_of[path] != "sources" and internal != (parent == f"{folder}/internal"):
             tree.fault(path, 0, "internal headers, and only they, lie in internal/")
+        elif tree.kind_of[path] == "sources" and parent == folder:
+            header = pathlib.PurePosixPath(path).with_suffix(".h")
+            hidden = f"{folder}/internal/{header.name}"
+            if hidden in tree.texts and header.as_posix() not in tree.texts:
+                tree.fault(path, 0, f"lies apart from its header {hidden}")
     for path in tree.layer_of:
         if path not in tree.texts:
             tree.fault(path, 0, "listed but not there")
+
+
+def check_declared_uses(tree):
+    """Each line of the picture stands for includes, and no line says what others say already."""
+    included = {layer: set() for layer in tree.uses}
+    for path, layer in tree.layer_of.items():
+        if path in tree.texts:
+            included[layer] |= {tree.layer_of.get(target) for _, _, target in tree.includes(path)}
+    for layer, uses in tree.uses.items():
+        for each in uses:
+            if each not in included[layer]:
+                tree.fault(layer, 0, f"declares to use {each} and includes nothing of it")
+            elif any(each in tree.below[other] for other in uses if other != each):
+                tree.fault(layer, 0, f"declares to use {each}, which another layer that it uses brings along")
+
+
+def check_picture(tree, picture, draw):
+    text = layer_picture.draw(tree.uses)
+    if draw:
+        picture.write_text(text, encoding="utf-8")
+    elif not picture.exists() or picture.read_text(encoding="utf-8") != text:
+        tree.fault(picture, 0, "is not the picture of the layers as declared: run check_includes.py with --draw")
 
 
 def check_include(tree, path, line, bracket, target):
@@ -186,11 +224,16 @@ def main():
     parser.add_argument("--root", required=True, help="the folder that holds kr/")
     parser.add_argument("--layers", required=True, help="kr_layers.txt of a build folder")
     parser.add_argument("--apps", type=pathlib.Path, help="the folder that holds the programs")
+    parser.add_argument("--picture", type=pathlib.Path, help="the picture of the layers")
+    parser.add_argument("--draw", action="store_true", help="write the picture")
     arguments = parser.parse_args()
 
     tree = Tree(arguments.root, arguments.layers)
     graph = {}
     check_listing(tree)
+    check_declared_uses(tree)
+    if arguments.picture:
+        check_picture(tree, arguments.picture, arguments.draw)
     for path in tree.texts:
         graph[path] = []
         for line, bracket, target in tree.includes(path):

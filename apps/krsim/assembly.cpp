@@ -11,7 +11,7 @@
 #include "kr/application/modules/simulator_module.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/factory_keys.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 
 namespace krsim {
 namespace {

@@ -16,9 +16,9 @@
 #include "kr/application/application.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
-#include "kr/persistence/content/object_section.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/persistence/objects/object_section.h"
 #include "kr/persistence/setups/application_check.h"
 #include "kr/platform/log.h"
 

@@ -24,7 +24,7 @@
 #include "apps/krsim/type_catalog.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/platform/clock.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 
 namespace krsim {
 namespace {

@@ -11,8 +11,8 @@
 #include "kr/application/application.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/archives/finding.h"
-#include "kr/persistence/content/object_file.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/objects/object_file.h"
 #include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
 

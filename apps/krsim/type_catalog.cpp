@@ -12,7 +12,7 @@
 #include "apps/krsim/failure.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/platform/nearest_name.h"
-#include "kr/platform/plugin_manifest_reader.h"
+#include "kr/platform/plugins/plugin_manifest_reader.h"
 
 namespace krsim {
 namespace {

@@ -18,14 +18,14 @@
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/persistence/content/object_file.h"
-#include "kr/persistence/content/object_section.h"
-#include "kr/persistence/content/open_ends.h"
 #include "kr/persistence/files/internal/file_calls.h"
+#include "kr/persistence/objects/object_file.h"
+#include "kr/persistence/objects/object_section.h"
+#include "kr/persistence/objects/open_ends.h"
 #include "kr/persistence/states/simulation_snapshot.h"
 #include "kr/persistence/states/simulation_state_file.h"
 #include "kr/platform/log.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 #include "tests/allocation/world.h"
 
 namespace allocation_test {

@@ -14,7 +14,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/registration.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 
 namespace allocation_test {
 

@@ -15,7 +15,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/states/replay_check.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 #include "tests/support/log_capture.h"
 
 namespace electric_car_test {

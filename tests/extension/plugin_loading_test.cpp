@@ -4,7 +4,7 @@
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/factory_keys.h"
 #include "kr/extension/object.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 #include "tests/support/log_capture.h"
 
 namespace plugin_loading_test {

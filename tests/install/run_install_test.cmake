@@ -37,6 +37,13 @@ run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consum
   "-Wl,-rpath,${prefix}/${LIBDIR}")
 run("${WORK_DIR}/consumer" "${WORK_DIR}/build")
 
+# Headers that moved still compile at their old places.
+file(GLOB_RECURSE moved RELATIVE "${BUILD_DIR}/moved_headers" "${BUILD_DIR}/moved_headers/*.h")
+list(TRANSFORM moved REPLACE "(.+)" "#include <\\1>\n")
+list(JOIN moved "" moved)
+file(WRITE "${WORK_DIR}/moved.cpp" "${moved}")
+run("${CXX}" -std=c++20 -fsyntax-only "${WORK_DIR}/moved.cpp" ${flags})
+
 # The program finds the library, and the library the plug-in beside it.
 if(NOT EXISTS "${prefix}/${BINDIR}/krsim")
   message(FATAL_ERROR "krsim is not installed")

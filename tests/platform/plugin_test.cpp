@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "kr/platform/plugin_manager.h"
-#include "kr/platform/plugin_manifest.h"
-#include "kr/platform/plugin_manifest_reader.h"
+#include "kr/platform/plugins/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manifest.h"
+#include "kr/platform/plugins/plugin_manifest_reader.h"
 #include "kr/platform/version.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temporary_folder.h"

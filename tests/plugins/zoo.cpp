@@ -5,14 +5,14 @@
 #include <string>
 
 #include "kr/platform/log.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 #include "kr/platform/version.h"
 
 #ifdef ZOO_LIBRARY_VERSION
 #undef KR_VERSION
 #define KR_VERSION ZOO_LIBRARY_VERSION
 #endif
-#include "kr/platform/plugin_manifest.h"
+#include "kr/platform/plugins/plugin_manifest.h"
 
 #ifndef ZOO_NO_MANIFEST
 KR_PLUGIN_MANIFEST(ZOO_NAME, "1.2", "Animal.Horse", "Animal.Ox");

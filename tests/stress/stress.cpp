@@ -20,7 +20,6 @@
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
-#include "kr/data/delegate_connection.h"
 #include "kr/data/field.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/events/errors/error_manager.h"
@@ -34,6 +33,7 @@
 #include "kr/extension/object.h"
 #include "kr/extension/typed_field.h"
 #include "kr/platform/log.h"
+#include "kr/signals/delegate_connection.h"
 #include "tests/support/stepping_module.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include "kr/events/errors/error_handler.h"
 #include "kr/platform/log.h"
-#include "kr/platform/plugin_manager.h"
-#include "kr/platform/resource_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
+#include "kr/platform/plugins/resource_manager.h"
 #include "tests/support/dispatcher_scope.h"
 
 namespace test_support {

@@ -67,6 +67,11 @@ BROKEN_APPS = {
 }
 
 BROKEN_LISTS = {
+    "source apart from its header": ("internal mid/top/internal/d.h\nsources mid/top/d.cpp",
+                                     "kr/mid/top/d.cpp: lies apart from its header kr/mid/top/internal/d.h"),
+    "unused layer": ("layer top: mid\nheaders top/d.h", "top: declares to use mid and includes nothing of it"),
+    "layer of a layer": ("layer top: mid low\nheaders top/e.h", "top: declares to use low, which another layer"),
+    "layer below its user": ("layer top: roof", "layer top uses roof, which stands above it"),
     "listed but absent": ("sources mid/gone.cpp", "kr/mid/gone.cpp: listed but not there"),
     "listed twice": ("sources low/a.cpp", "listed twice"),
     "foreign folder": ("headers mid/b2.h", "lies outside the folder"),
@@ -74,7 +79,7 @@ BROKEN_LISTS = {
 }
 
 
-def run(files, layers):
+def run(files, layers, *options):
     with tempfile.TemporaryDirectory() as folder:
         for name, text in (APPS | files).items():
             path = pathlib.Path(folder, name if name.startswith("apps/") else f"src/kr/{name}")
@@ -83,7 +88,7 @@ def run(files, layers):
         listing = pathlib.Path(folder, "layers.txt")
         listing.write_text(layers, encoding="utf-8")
         done = subprocess.run([sys.executable, TOOL, "--root", pathlib.Path(folder, "src"), "--layers", listing,
-                               "--apps", pathlib.Path(folder, "apps")],
+                               "--apps", pathlib.Path(folder, "apps"), *options],
                               capture_output=True, text=True, check=False)
         return done.returncode, done.stdout + done.stderr
 
@@ -108,13 +113,26 @@ class CheckIncludes(unittest.TestCase):
                 self.assertIn(message, output)
 
     def test_each_fault_of_the_lists_is_named(self):
-        extra = {"mid/b2.h": "", "mid/top/internal/d.h": ""}
+        extra = {"mid/b2.h": "", "mid/top/d.cpp": "", "mid/top/internal/d.h": "", "top/d.h": "",
+                 "top/e.h": '#include "kr/mid/b.h"\n#include "kr/low/a.h"\n'}
         for name, (line, message) in BROKEN_LISTS.items():
             with self.subTest(name):
                 code, output = run(GOOD | {file: text for file, text in extra.items() if file in line},
                                    LAYERS + line + "\n")
                 self.assertEqual(code, 1, output)
                 self.assertIn(message, output)
+
+    def test_the_picture_shows_the_declared_layers(self):
+        with tempfile.TemporaryDirectory() as folder:
+            picture = pathlib.Path(folder, "layers.svg")
+            self.assertEqual(run(GOOD, LAYERS, "--picture", picture)[0], 1, "there is no picture yet")
+            self.assertEqual(run(GOOD, LAYERS, "--picture", picture, "--draw")[0], 0)
+            self.assertEqual(run(GOOD, LAYERS, "--picture", picture)[0], 0)
+            self.assertIn(">mid/top</text>", picture.read_text(encoding="utf-8"))
+            code, output = run(GOOD | {"new/f.h": '#include "kr/mid/b.h"\n'}, LAYERS + "layer new: mid\nheaders new/f.h\n",
+                               "--picture", picture)
+            self.assertEqual(code, 1)
+            self.assertIn("is not the picture of the layers as declared", output)
 
     def test_an_empty_list_is_no_success(self):
         self.assertNotEqual(run(GOOD, "")[0], 0)

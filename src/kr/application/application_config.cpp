@@ -12,8 +12,8 @@
 #include "kr/extension/object.h"
 #include "kr/extension/registration.h"
 #include "kr/platform/log.h"
-#include "kr/platform/plugin_manager.h"
-#include "kr/platform/resource_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
+#include "kr/platform/plugins/resource_manager.h"
 
 namespace KrSim {
 

@@ -13,7 +13,6 @@
 #include "kr/core/physical_dimension.h"
 #include "kr/core/quiet_copy.h"
 #include "kr/data/connection_list.h"
-#include "kr/data/delegate_connection.h"
 #include "kr/data/fwd.h"
 #include "kr/data/metadata.h"
 #include "kr/data/types.h"
@@ -25,6 +24,7 @@
 #include "kr/math/vector4.h"
 #include "kr/platform/export.h"
 #include "kr/platform/pooled_object.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrData {
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "kr/data/delegate_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/data/link.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrData {
 

@@ -13,7 +13,6 @@
 #include "kr/application/context/application_context.h"
 #include "kr/content/content_id.h"
 #include "kr/core/base.h"
-#include "kr/data/delegate_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/data/types.h"
 #include "kr/extension/clone_map.h"
@@ -25,6 +24,7 @@
 #include "kr/platform/pooled_object.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 

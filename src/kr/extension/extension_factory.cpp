@@ -14,7 +14,7 @@
 #include "kr/extension/internal/instance_map.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
-#include "kr/platform/plugin_manager.h"
+#include "kr/platform/plugins/plugin_manager.h"
 #include "kr/platform/type_name.h"
 
 namespace KrSim {

@@ -8,7 +8,7 @@
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/registration.h"
 #include "kr/platform/export.h"
-#include "kr/platform/plugin_manifest.h"
+#include "kr/platform/plugins/plugin_manifest.h"
 #include "kr/platform/uuid.h"
 
 namespace KrSim::detail {

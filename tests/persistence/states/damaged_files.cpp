@@ -22,8 +22,8 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
-#include "tests/persistence/content/garage.h"
 #include "tests/persistence/fields/field_trees.h"
+#include "tests/persistence/objects/garage.h"
 #include "tests/persistence/states/saved_files.h"
 
 /// There in a program under a sanitizer, whose allocator keeps what was freed.

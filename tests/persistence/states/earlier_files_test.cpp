@@ -13,7 +13,7 @@
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/object.h"
-#include "kr/persistence/content/object_file.h"
+#include "kr/persistence/objects/object_file.h"
 #include "kr/persistence/setups/setup_file.h"
 #include "kr/persistence/states/simulation_state_file.h"
 #include "tests/support/log_capture.h"

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "kr/core/connection_base.h"
-#include "kr/data/delegate_connection.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/typed_field.h"
 #include "kr/platform/export.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 

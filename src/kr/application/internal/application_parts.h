@@ -12,11 +12,11 @@
 #include "kr/application/internal/application_listeners.h"
 #include "kr/application/internal/application_name_path.h"
 #include "kr/application/modules/simulator_module_sequence.h"
-#include "kr/data/delegate_connection.h"
 #include "kr/events/errors/error_manager.h"
 #include "kr/events/event_listener.h"
 #include "kr/events/event_manager_implementation.h"
 #include "kr/extension/object.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 

@@ -8,9 +8,9 @@
 #include <mutex>
 #include <new>
 
-#include "kr/data/delegate_connection.h"
 #include "kr/data/fwd.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrData::detail {
 

@@ -4,11 +4,11 @@
 #include <functional>
 #include <string>
 
-#include "kr/data/delegate_connection.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/export.h"
 #include "kr/platform/log.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 

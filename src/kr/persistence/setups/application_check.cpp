@@ -17,8 +17,8 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "kr/extension/versioning_registry.h"
-#include "kr/persistence/content/object_file.h"
-#include "kr/persistence/content/open_ends.h"
+#include "kr/persistence/objects/object_file.h"
+#include "kr/persistence/objects/open_ends.h"
 #include "kr/platform/nearest_name.h"
 
 namespace KrPersistence {

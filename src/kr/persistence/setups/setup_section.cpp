@@ -13,12 +13,12 @@
 #include "kr/extension/object.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
-#include "kr/persistence/content/factory_key_archive.h"
-#include "kr/persistence/content/file_identity.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/objects/factory_key_archive.h"
+#include "kr/persistence/objects/file_identity.h"
 #include "kr/persistence/setups/internal/settings.h"
 
 namespace KrPersistence {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <vector>
+
+#include "kr/extension/fwd.h"
+#include "kr/persistence/objects/file_identity.h"
+#include "kr/persistence/objects/internal/content_records.h"
+
+namespace KrPersistence {
+class ArchiveReader;
+class ArchiveWriter;
+}  // namespace KrPersistence
+
+namespace KrPersistence::detail {
+
+/// The connections that end at these extensions, and those that are kept for them because an end is missing.
+void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
+                      const StoredIdentity& identity);
+/// Adds the connections of the file, with the IDs of the file. Where reading fails, those that were read stay.
+/// \param version  of the section
+void readConnections(ArchiveReader& reader, unsigned int version, ConnectionRecords& connections);
+
+}  // namespace KrPersistence::detail

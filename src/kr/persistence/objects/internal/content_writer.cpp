@@ -1,0 +1,226 @@
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "kr/data/extension_field.h"
+#include "kr/data/field_internal.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/i_extension.h"
+#include "kr/extension/input_output_container.h"
+#include "kr/extension/object.h"
+#include "kr/extension/own_record.h"
+#include "kr/persistence/archives/archive_object_scope.h"
+#include "kr/persistence/archives/archive_writer.h"
+#include "kr/persistence/fields/content_id_archive.h"
+#include "kr/persistence/fields/field_archive.h"
+#include "kr/persistence/files/serialize_filename.h"
+#include "kr/persistence/objects/factory_key_archive.h"
+#include "kr/persistence/objects/internal/connection_list.h"
+#include "kr/persistence/objects/internal/content_access.h"
+#include "kr/persistence/objects/internal/content_guards.h"
+#include "kr/persistence/objects/internal/content_writer.h"
+#include "kr/persistence/objects/internal/kept_content.h"
+#include "kr/platform/memory_guard.h"
+#include "kr/platform/text_stream.h"
+
+namespace KrPersistence::detail {
+
+using KrSim::KrExtension;
+using KrSim::KrObject;
+
+namespace {
+
+/// What the implementation keeps beyond its fields; without one, what came with the extension.
+std::string getData(const KrExtension& extension) {
+    if (!extension.hasImplementation()) return extension._getExtensionData();
+    Kr::TextStream stream;
+    Kr::callGuardedButMemory(
+        kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); },
+        &extension);
+    return std::string(stream.getWhole());
+}
+
+bool hasMarks(const KrData::FieldBase& field) {
+    const auto* internal = field._getInternalIfAny();
+    return (internal != nullptr && internal->get() != nullptr) || !field.getDescription().empty();
+}
+
+/// A group without its fields.
+void writeMarks(ArchiveWriter& writer, const std::string& name, const KrData::Container& group) {
+    KrData::Container bare(group.getID(), nullptr, group.getFieldType());
+    takeMarks(bare, group);
+    writeField(writer, name, bare);
+}
+
+/// The references kept for the fields of a group, by their paths in it.
+std::vector<ExtensionReference> getOpenReferences(const KrExtension& extension, const std::string& group) {
+    std::vector<ExtensionReference> open;
+    const auto* kept = KeptContent::find(extension);
+    if (kept == nullptr) return open;
+    for (const auto& reference : kept->references) {
+        if (reference.fieldPath.compare(0, group.size() + 1, group + ".") != 0) continue;
+        open.push_back(reference);
+        open.back().fieldPath.erase(0, group.size() + 1);
+    }
+    return open;
+}
+
+}  // namespace
+
+ContentWriter::ContentWriter(ArchiveWriter& writer, Progress progress)
+    : _writer(writer), _progress(std::move(progress)) {}
+
+void ContentWriter::_collect(const Roots& roots) {
+    _held = roots;
+    for (std::size_t i = 0; i < _held.size(); ++i) {
+        const auto* object = asObject(_held[i].get());
+        if (object == nullptr) continue;
+        const auto below = object->_getExtensions();
+        _held.insert(_held.end(), below.begin(), below.end());
+    }
+    for (const auto& extension : _held) {
+        _included.insert(extension.get());
+        const auto* object = asObject(extension.get());
+        // Outer instances come first, and tell of inner ones, too.
+        if (object != nullptr && object->isInstance() && _own.count(object) == 0) _own.merge(object->_getOwnRecords());
+    }
+    std::vector<KrSim::KrContentID> included;
+    included.reserve(_held.size());
+    for (const auto& extension : _held)
+        included.push_back(extension->getContentID());
+    _identity.emplace(included);
+    _toStored = [this](const KrSim::KrContentID& id) { return (*_identity)(id); };
+}
+
+void ContentWriter::write(const Roots& roots) {
+    _collect(roots);
+    _writer.sequence("Objects", roots.size(), [&](std::size_t index) {
+        _writeTree(*roots[index], roots[index]->_getPosition());  // the position of a root has no meaning
+    });
+    std::vector<KrExtension*> all;
+    all.reserve(_held.size());
+    for (const auto& extension : _held)
+        all.push_back(extension.get());
+    writeConnections(_writer, all, *_identity);
+}
+
+/// An extension whose group is open, with the next one of those below it.
+struct ContentWriter::Level {
+    Level(ArchiveWriter& writer, KrExtension& extension) : scope(writer, &extension) {}
+
+    ArchiveObjectScope<ArchiveWriter> scope;
+    std::optional<KrSim::HeldExtensions> below;
+    std::size_t next{0};
+    std::uint64_t position{0};
+};
+
+/// Without recursion: objects may lie as deep inside one another as they like.
+void ContentWriter::_writeTree(KrExtension& root, std::uint64_t position) {
+    Levels levels;
+    _begin(levels, root, position);
+    while (!levels.empty()) {
+        auto& level = levels.back();
+        if (level.below && level.next < level.below->size()) {
+            _begin(levels, *(*level.below)[level.next++], level.position);
+        } else {
+            _end(levels);
+        }
+    }
+}
+
+void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t& nextPosition) {
+    // The implementation may change its fields while it is asked.
+    const auto data = getData(extension);
+    _writer.beginGroup("Extension");
+    auto& level = levels.emplace_back(_writer, extension);
+    _writeMembers(extension, nextPosition);
+    _writer.optional(!data.empty(), "Data", [&] { _writer.writeBytes("Data", data); });
+    const auto* object = asObject(&extension);
+    if (object == nullptr) return;
+    _writeDefinition(*object);
+    level.below = object->_getExtensions();
+    _writer.optional(!level.below->empty(), "Extensions",
+                     [&] { _writer.beginSequence("Extensions", level.below->size()); });
+}
+
+void ContentWriter::_end(Levels& levels) {
+    const auto& below = levels.back().below;
+    if (below && !below->empty()) _writer.endSequence();
+    levels.pop_back();
+    _writer.endGroup();
+    ++_done;
+    if (_progress) _progress(_done, std::max(_done, _held.size()));
+}
+
+void ContentWriter::_writeMembers(const KrExtension& extension, std::uint64_t& nextPosition) {
+    _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
+    _writer.writeIf(extension.isOfClassType(KrObject::getClassType()), "IsObject", true);
+    _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
+    writeFactoryKey(_writer, "Type", extension.getCreationKey());
+    writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
+    const auto version =
+        extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
+    _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
+    _writeVersions(extension);
+    const auto position = extension._getPosition();
+    _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
+    nextPosition = position + 1;
+    _writeFields(extension);
+}
+
+void ContentWriter::_writeVersions(const KrExtension& extension) {
+    const auto& versions = extension.getVersions();
+    _writer.optional(!versions.empty(), "Versions", [&] {
+        auto each = versions.begin();
+        _writer.sequence("Versions", versions.size(), [&](std::size_t) {
+            _writer.group("Version", [&] {
+                _writer.writeRepeated("Key", each->first);
+                _writer.write("Number", static_cast<int>(each->second));
+            });
+            ++each;
+        });
+    });
+}
+
+void ContentWriter::_writeFields(const KrExtension& extension) {
+    const auto& fields = extension.getFieldsContainer();
+    _writeNameMarks(extension);
+    for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
+        const auto& text = group->getID().str();
+        const auto open = getOpenReferences(extension, text);
+        _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {open, &_toStored}); });
+        _writer.optional(hasMarks(*group), text + kMarks, [&] { writeMarks(_writer, text + kMarks, *group); });
+    }
+}
+
+/// The value of the name is written with the extension; here are the marks on it, and what is the instance's own.
+void ContentWriter::_writeNameMarks(const KrExtension& extension) {
+    const auto& name = extension.getFieldsContainer().getNameField();
+    const auto own = _own.find(&extension);
+    if (own == _own.end() || own->second == nullptr) {
+        _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
+        return;
+    }
+    const std::unique_ptr<KrData::FieldBase> copy(name._duplicate());
+    copy->_setDynamic(name.isDynamic());
+    copy->_setForcingObservers(name._isForcingObservers());
+    KrSim::OwnRecord::addTo(*copy, *own->second);
+    _writer.optional(true, kNameMarks, [&] { writeField(_writer, kNameMarks, *copy); });
+}
+
+void ContentWriter::_writeDefinition(const KrObject& object) {
+    _writer.groupIf(object.isInstance(), "Definition", [&] {
+        const auto* definition = object.getDefinition();
+        writeContentID(_writer, "ContentID",
+                       _toStored(definition != nullptr ? definition->getContentID()
+                                                       : object.getDefinitionReference().getContentID()));
+        std::string file(object.getDefinitionFileName().view());
+        const bool isHere = (definition != nullptr && _included.count(definition) != 0) ||
+                            (!file.empty() && file == _writer.getArchiveName());
+        if (isHere) file = kCurrentFileMarker;
+        _writer.optional(!file.empty(), "File", [&] { serializeFilename(_writer, file, "File"); });
+    });
+}
+
+}  // namespace KrPersistence::detail
