@@ -1,14 +1,15 @@
 # kr_component(<layer> DEPENDS <layers below> HEADERS <public> OPT_IN <public, left out of the umbrella header>
-#              INTERNAL <not installed> SOURCES <files> LINK <third party>)
+#              FRAMEWORK <not installed, for upper layers> INTERNAL <not installed> SOURCES <files> LINK <third party>)
 #
 # One layer of the library: an OBJECT library kr_<layer> whose objects go into KrFoundation. A layer is a folder below
 # src/kr and may be nested (events/errors is the target kr_events_errors). The public headers join the installed header
-# set and, unless OPT_IN, <kr/foundation.h>; internal ones are only checked to compile alone. A layer may depend only on
+# set and, unless OPT_IN, <kr/foundation.h>. Framework headers are for the sources and the internal and framework headers
+# of this layer and of those above; they and internal ones are only checked to compile alone. A layer may depend only on
 # layers declared before it, so the order in src/kr/CMakeLists.txt is the layering. tools/check_includes.py reads the
 # same declarations (kr_layers.txt in the build folder) and holds every #include against them.
 
 function(kr_component layer)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS;HEADERS;OPT_IN;INTERNAL;SOURCES;LINK")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS;HEADERS;OPT_IN;FRAMEWORK;INTERNAL;SOURCES;LINK")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "kr_component(${layer}): unknown arguments ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -31,7 +32,8 @@ function(kr_component layer)
 
   list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE umbrellaHeaders)
   list(TRANSFORM arg_OPT_IN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE optInHeaders)
-  list(TRANSFORM arg_INTERNAL PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE internalHeaders)
+  set(internalHeaders ${arg_FRAMEWORK} ${arg_INTERNAL})
+  list(TRANSFORM internalHeaders PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
   target_sources(KrFoundation
     PUBLIC FILE_SET HEADERS BASE_DIRS "${root}" FILES ${umbrellaHeaders} ${optInHeaders})
   if(internalHeaders)
@@ -44,7 +46,7 @@ function(kr_component layer)
   endif()
   list(JOIN arg_DEPENDS " " depends)
   set(lines "layer ${layer}: ${depends}")
-  foreach(kind IN ITEMS HEADERS OPT_IN INTERNAL SOURCES)
+  foreach(kind IN ITEMS HEADERS OPT_IN FRAMEWORK INTERNAL SOURCES)
     foreach(file IN LISTS arg_${kind})
       string(TOLOWER ${kind} word)
       list(APPEND lines "${word} ${layer}/${file}")

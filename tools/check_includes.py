@@ -4,14 +4,14 @@
 check_includes.py --root src --layers build/debug/kr_layers.txt [--apps apps] [--picture FILE [--draw]]
 exit 1 and one line a fault
 
-kr_layers.txt is written by the build: "layer NAME: LAYERS BELOW", then "headers|opt_in|internal|sources FILE" with
-paths relative to src/kr. Checked:
+kr_layers.txt is written by the build: "layer NAME: LAYERS BELOW", then "headers|opt_in|framework|internal|sources
+FILE" with paths relative to src/kr. Checked:
 - every file is listed once, in the layer whose folder (or internal/ folder) it lies in, and a source beside its header;
 - a layer lies above the layers that it declares to use, includes something of each, and declares none that another one
   of them brings along;
 - project includes are written "kr/..." from the root, and the file exists;
-- a file includes its own layer and public headers of layers below; internal headers only from their own layer and never
-  from a public header; no source file, and not the umbrella header;
+- a file includes its own layer and public and framework headers of layers below; internal headers only from their own
+  layer; framework and internal headers never from a public header; no source file, and not the umbrella header;
 - public headers keep expensive and third-party headers out;
 - no loop between files;
 - a class of an upper layer is declared in a fwd.h only;
@@ -52,7 +52,7 @@ class Tree:
         self.uses = {}        # layer -> the layers that it declares to use, in the order of the build's list
         self.below = {}       # layer -> it and all layers under it
         self.layer_of = {}    # "kr/data/field.h" -> layer
-        self.kind_of = {}     # the same -> headers, opt_in, internal or sources
+        self.kind_of = {}     # the same -> headers, opt_in, framework, internal or sources
         self._read_layers(pathlib.Path(layers_file))
         self.texts = {path: (self.root / path).read_text(encoding="utf-8", errors="replace")
                       for path in sorted(self._files_on_disk())}
@@ -163,7 +163,7 @@ def check_include(tree, path, line, bracket, target):
             tree.fault(path, line, f'layer {own} may not use layer {other} ("{target}")')
         elif kind == "internal" and other != own:
             tree.fault(path, line, f'"{target}" is internal to layer {other}')
-        elif kind == "internal" and public:
+        elif kind in ("framework", "internal") and public:
             tree.fault(path, line, f'"{target}" is not installed, a public header cannot include it')
 
 

@@ -10,6 +10,7 @@ TOOL = pathlib.Path(__file__).resolve().parents[2] / "tools" / "check_includes.p
 LAYERS = """layer low:
 headers low/fwd.h
 headers low/a.h
+framework low/shared.h
 internal low/internal/hidden.h
 sources low/a.cpp
 layer mid: low
@@ -22,12 +23,13 @@ sources mid/top/c.cpp
 GOOD = {
     "low/fwd.h": "#pragma once\nnamespace Kr { class KrTop; }\nclass KrTop;\n",
     "low/a.h": '#pragma once\n#include <vector>\nclass KrLow {\n    struct Impl;\n};\n',
+    "low/shared.h": '#pragma once\n#include "kr/low/a.h"\n',
     "low/internal/hidden.h": '#pragma once\n#include "kr/low/a.h"\n',
     "low/a.cpp": '#include "kr/low/a.h"\n#include <fmt/format.h>\n#include "kr/low/internal/hidden.h"\n'
                  "struct KrLow::Impl {};\n",
     "mid/b.h": '#pragma once\n#include "kr/low/a.h"\nclass KrLow;\n/* #include "kr/mid/top/c.h" */\n',
     "mid/top/c.h": '#pragma once\n#include "kr/low/fwd.h"\n#include "kr/mid/b.h"\nclass KR_API KrTop final : public X {};\n',
-    "mid/top/c.cpp": '#include "kr/mid/top/c.h"\n',
+    "mid/top/c.cpp": '#include "kr/mid/top/c.h"\n#include "kr/low/shared.h"\n',
 }
 
 # name: (file, text added to it, what the message must hold)
@@ -36,6 +38,7 @@ BROKEN = {
     "nested layer is above its folder": ("mid/b.h", '#include "kr/mid/top/c.h"', "layer mid may not use layer mid/top"),
     "foreign internal header": ("mid/top/c.cpp", '#include "kr/low/internal/hidden.h"', "is internal to layer low"),
     "internal header in a public one": ("low/a.h", '#include "kr/low/internal/hidden.h"', "is not installed"),
+    "framework header in a public one": ("mid/b.h", '#include "kr/low/shared.h"', "is not installed"),
     "climbing path": ("mid/b.h", '#include "../low/a.h"', "is not a full path"),
     "bare path": ("low/a.cpp", '#include "a.h"', "is not a full path"),
     "angle brackets": ("mid/b.h", "#include <kr/low/a.h>", "with quotes"),
@@ -96,7 +99,7 @@ def run(files, layers, *options):
 class CheckIncludes(unittest.TestCase):
     def test_good_tree_passes(self):
         code, output = run(GOOD, LAYERS)
-        self.assertEqual((code, output), (0, "7 files in 3 layers, 3 in programs, no fault\n"))
+        self.assertEqual((code, output), (0, "8 files in 3 layers, 3 in programs, no fault\n"))
 
     def test_each_fault_is_named(self):
         for name, (file, text, message) in BROKEN.items():

@@ -24,9 +24,9 @@ kr_finish_components()
 GOOD = {
     "CMakeLists.txt": ROOT,
     "src/kr/CMakeLists.txt": LAYERS,
-    "src/kr/low/CMakeLists.txt": "kr_component(low HEADERS a.h OPT_IN b.h INTERNAL internal/c.h SOURCES a.cpp)\n",
+    "src/kr/low/CMakeLists.txt": "kr_component(low HEADERS a.h OPT_IN b.h FRAMEWORK e.h INTERNAL internal/c.h SOURCES a.cpp)\n",
     "src/kr/low/high/CMakeLists.txt": "kr_component(low/high DEPENDS low HEADERS d.h SOURCES d.cpp)\n",
-    **{f"src/kr/low/{name}": "" for name in ("a.h", "b.h", "internal/c.h", "a.cpp", "high/d.h", "high/d.cpp")},
+    **{f"src/kr/low/{name}": "" for name in ("a.h", "b.h", "e.h", "internal/c.h", "a.cpp", "high/d.h", "high/d.cpp")},
 }
 BROKEN = {
     "dependency declared later": ("src/kr/low/CMakeLists.txt", "kr_component(low DEPENDS low/high SOURCES a.cpp)",
@@ -58,7 +58,7 @@ class KrComponent(unittest.TestCase):
         self.assertEqual([line for line in umbrella if line.startswith('#include "')],
                          ['#include "kr/low/a.h"', '#include "kr/low/high/d.h"'])
         self.assertEqual((self.folder / "build/kr_layers.txt").read_text(encoding="utf-8"),
-                         "layer low: \nheaders low/a.h\nopt_in low/b.h\ninternal low/internal/c.h\nsources low/a.cpp\n"
+                         "layer low: \nheaders low/a.h\nopt_in low/b.h\nframework low/e.h\ninternal low/internal/c.h\nsources low/a.cpp\n"
                          "layer low/high: low\nheaders low/high/d.h\nsources low/high/d.cpp\n")
 
     def test_wrong_declarations_stop_the_build(self):
