@@ -21,6 +21,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/support/dispatcher_scope.h"
+#include "tests/support/growth.h"
 
 namespace connection_deaths_test {
 
@@ -278,33 +279,45 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
 
 INSTANTIATE_TEST_SUITE_P(Each, Deaths, testing::ValuesIn(Rig::kinds()), [](const auto& each) { return each.param; });
 
-TEST(ManyConnections, OfOneSourceDieQuickly) {
-#ifdef NDEBUG
-    constexpr int kCount = 1'000'000;
-#else
-    constexpr int kCount = 100'000;
-#endif
-    for (const char* who : {"connections", "backwards", "source"}) {
+using Connections = std::vector<std::unique_ptr<KrConnection>>;
+
+/// A way in which all connections of one source end.
+struct Ending {
+    const char* name;
+    void (*end)(Container& outputs, Connections& connections);
+};
+constexpr Ending kEndings[] = {
+    {"InTheirOrder",
+     [](Container&, Connections& connections) {
+         for (auto& each : connections)
+             each.reset();
+     }},
+    {"LastOneFirst",
+     [](Container&, Connections& connections) {
+         while (!connections.empty())
+             connections.pop_back();
+     }},
+    {"WithTheirSource", [](Container& outputs, Connections&) { outputs.clear(); }},
+};
+
+class ManyConnections : public testing::TestWithParam<Ending> {};
+
+TEST_P(ManyConnections, OfOneSourceEndInTimeThatGrowsWithTheirNumber) {
+    const auto endAll = [](int count) {
         Container outputs("O", nullptr, Types::kOutput), inputs("I", nullptr, Types::kInput);
         auto* source = outputs.add<double>("Source");
         auto* sink = inputs.add<double>("Sink");
-        std::vector<std::unique_ptr<KrConnection>> connections;
-        connections.reserve(kCount);
-        for (int i = 0; i < kCount; ++i)
+        Connections connections;
+        for (int i = 0; i < count; ++i)
             connections.push_back(std::make_unique<KrConnection>(source, sink));
         source->setValue(1.0);
-        if (who == std::string("connections")) {
-            for (auto& each : connections)
-                each.reset();
-        } else if (who == std::string("backwards")) {
-            while (!connections.empty())
-                connections.pop_back();
-        } else {
-            outputs.clear();
-            EXPECT_FALSE(connections[kCount / 2]->isValid());
-        }
+        GetParam().end(outputs, connections);
         EXPECT_FALSE(sink->_hasIncomingConnections());
-    }
+    };
+    EXPECT_LT(test_support::measureGrowth(3'000, endAll), 10.0);
 }
+
+INSTANTIATE_TEST_SUITE_P(End, ManyConnections, testing::ValuesIn(kEndings),
+                         [](const auto& each) { return each.param.name; });
 
 }  // namespace connection_deaths_test
