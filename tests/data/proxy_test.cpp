@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "kr/data/extension_functions.h"
 #include "kr/data/field_array.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/data/value_conversion.h"
 #include "tests/support/fake_content.h"
 #include "tests/support/field_doubles.h"
@@ -49,11 +49,15 @@ public:
     [[nodiscard]] IFieldOwner* _getFieldOwner() const override { return const_cast<Extension*>(this); }
 
     static void installFunctions() {
-        static const KrData::ExtensionFunctions kFunctions{
-            .getName = [](KrSim::KrExtension*) { return std::string("Car"); },
-            .getTypeName = [](KrSim::KrExtension*) { return std::string("Vehicle"); },
-            .getFields = [](KrSim::KrExtension* extension) { return static_cast<Container*>(_all().at(extension)); }};
-        KrData::ExtensionFunctions::_install(&kFunctions);
+        struct Facts final : KrData::IExtensionFacts {
+            [[nodiscard]] std::string getName(KrSim::KrExtension&) const override { return "Car"; }
+            [[nodiscard]] std::string getTypeName(KrSim::KrExtension&) const override { return "Vehicle"; }
+            [[nodiscard]] Container* getFields(KrSim::KrExtension& extension) const override {
+                return _all().at(&extension);
+            }
+        };
+        static const Facts facts;
+        Kr::UpperLayer<KrData::IExtensionFacts>::install(&facts);
     }
 
 private:
@@ -68,7 +72,7 @@ private:
 class Proxies : public testing::Test {
 protected:
     Proxies() { Extension::installFunctions(); }
-    ~Proxies() override { KrData::ExtensionFunctions::_install(nullptr); }
+    ~Proxies() override { Kr::UpperLayer<KrData::IExtensionFacts>::install(nullptr); }
 
     Proxy* addProxy(const char* id, Types::DataTypeEnum type = Types::kUnknown) {
         return new Proxy(id, type, &car.inputs);

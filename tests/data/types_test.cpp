@@ -10,7 +10,7 @@
 #include <typeinfo>
 
 #include "kr/data/extension_field.h"
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/log_capture.h"
 
@@ -113,14 +113,17 @@ TEST(ExtensionFields, KeepTheirInterfaceInClones) {
 class InterfaceTypes : public testing::Test {
 protected:
     InterfaceTypes() {
-        static const KrData::ExtensionFunctions kFunctions{.getImplementation = [](KrSim::KrExtension* extension) {
-            return reinterpret_cast<int*>(extension) == &_whole ? reinterpret_cast<KrSim::IExtension*>(&_half)
-                                                                : nullptr;
-        }};
-        KrData::ExtensionFunctions::_install(&kFunctions);
+        struct Facts final : KrData::IExtensionFacts {
+            [[nodiscard]] KrSim::IExtension* getImplementation(KrSim::KrExtension& extension) const override {
+                return reinterpret_cast<int*>(&extension) == &_whole ? reinterpret_cast<KrSim::IExtension*>(&_half)
+                                                                     : nullptr;
+            }
+        };
+        static const Facts facts;
+        Kr::UpperLayer<KrData::IExtensionFacts>::install(&facts);
     }
     ~InterfaceTypes() override {
-        KrData::ExtensionFunctions::_install(nullptr);
+        Kr::UpperLayer<KrData::IExtensionFacts>::install(nullptr);
         Types::_unregisterInterfaceFieldType("Demo::IWheel");
     }
 
@@ -160,7 +163,7 @@ TEST_F(InterfaceTypes, LetTheirPredicateDecideOnAnImplementation) {
     answer = false;
     EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel));
     answer = true;
-    KrData::ExtensionFunctions::_install(nullptr);
+    Kr::UpperLayer<KrData::IExtensionFacts>::install(nullptr);
     EXPECT_FALSE(Types::extensionIsInterfaceFieldType(whole, wheel)) << "no extension layer";
 }
 

@@ -33,10 +33,12 @@ private:
 /// Answers for fake content while it lives, instead of the registry.
 class FakeContentScope final : public KrSim::IContentResolver {
 public:
-    FakeContentScope() : _previous(IContentResolver::_get()) { _install(this); }
+    FakeContentScope() : _previous(Kr::UpperLayer<IContentResolver>::get()) {
+        Kr::UpperLayer<IContentResolver>::install(this);
+    }
     FakeContentScope(const FakeContentScope&) = delete;
     FakeContentScope& operator=(const FakeContentScope&) = delete;
-    ~FakeContentScope() { _install(_previous); }
+    ~FakeContentScope() { Kr::UpperLayer<IContentResolver>::install(_previous); }
 
     [[nodiscard]] KrSim::KrContentID _getContentID(KrSim::KrExtension* extension) const override {
         return reinterpret_cast<FakeContent*>(extension)->id();

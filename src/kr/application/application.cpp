@@ -11,7 +11,7 @@
 #include "kr/application/i_simulation_file_manager.h"
 #include "kr/application/internal/application_parts.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/content/paths/content_path.h"
+#include "kr/content/paths/i_application_content.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
@@ -37,12 +37,16 @@ const EventId KrApplication::kNewNetworkApplicationAddedEvent =
 namespace {
 
 [[maybe_unused]] const bool isContentKnownToPaths = [] {
-    KrContentPath::_setApplicationContent([](KrApplication& application) {
-        std::vector<KrExtension*> extensions;
-        for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
-            extensions.push_back(application.getExtension(i));
-        return extensions;
-    });
+    struct Content final : IApplicationContent {
+        [[nodiscard]] std::vector<KrExtension*> getExtensions(KrApplication& application) const override {
+            std::vector<KrExtension*> extensions;
+            for (std::size_t i = 0; i < application.getExtensionCount(); ++i)
+                extensions.push_back(application.getExtension(i));
+            return extensions;
+        }
+    };
+    static const Content content;
+    Kr::UpperLayer<IApplicationContent>::install(&content);
     return true;
 }();
 

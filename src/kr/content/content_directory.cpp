@@ -39,7 +39,7 @@ struct Directory {
 /// A holder of an extension that is in the directory; empty when nobody holds it yet or it is being destroyed.
 /// Under the lock, which keeps the extension from leaving the directory, and so from being destroyed further.
 Holder tryHold(KrExtension* extension) {
-    const IContentResolver* resolver = IContentResolver::_get();
+    const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return {};
     return Kr::KrWeakPtr<Kr::KrRefCount>(resolver->_asRefCount(extension)).lock();
 }

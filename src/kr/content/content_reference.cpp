@@ -82,7 +82,7 @@ void KrContentReference::setTarget(const KrContentID& id) {
 }
 
 void KrContentReference::setTarget(KrExtension* extension) {
-    const IContentResolver* resolver = IContentResolver::_get();
+    const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return reset();
     // A weak reference forms no holder: letting go of the first one would destroy the extension.
     Kr::KrSmartPtr<Kr::KrRefCount> holder(isStrongReference() ? resolver->_asRefCount(extension) : nullptr);
@@ -130,7 +130,7 @@ bool KrContentReference::isConnectedToRegistry() const {
 }
 
 bool KrContentReference::onExtensionRegistered(KrExtension* extension) {
-    const IContentResolver* resolver = IContentResolver::_get();
+    const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return false;
     if (!get() && resolver->_getContentID(extension) == getContentID()) setTarget(extension);
     return get() == extension;

@@ -3,6 +3,7 @@
 #include "kr/content/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/ref_count.h"
+#include "kr/platform/upper_layer.h"
 
 namespace KrSim {
 
@@ -15,13 +16,10 @@ public:
     /// The same object as counted object. Asked under a lock.
     [[nodiscard]] virtual Kr::KrRefCount* _asRefCount(KrExtension* extension) const noexcept = 0;
 
-    /// The one resolver of the process, null before it is installed.
-    [[nodiscard]] static const IContentResolver* _get() noexcept;
-    /// Before content is made; the resolver is borrowed for as long as the process lives. Null takes it away.
-    static void _install(const IContentResolver* resolver) noexcept;
-
 protected:
     ~IContentResolver() = default;
 };
 
 }  // namespace KrSim
+
+extern template class KR_API Kr::UpperLayer<KrSim::IContentResolver>;

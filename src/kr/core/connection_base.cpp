@@ -1,18 +1,15 @@
 #include "kr/core/connection_base.h"
 
-#include <atomic>
-
+#include "kr/core/i_connection_sorter.h"
 #include "kr/platform/log.h"
+
+template class Kr::UpperLayer<Kr::IConnectionSorter>;
 
 namespace Kr {
 
-namespace {
-constinit std::atomic<const KrConnectionBase::SorterFunctions*> sorterFunctions{nullptr};
-}  // namespace
-
 KrConnectionBase::~KrConnectionBase() {
     if (!_isInSorter) return;
-    sorterFunctions.load(std::memory_order_acquire)->forget(*this);
+    UpperLayer<IConnectionSorter>::get()->forget(*this);
     logMessage(eLogLevel::kWarn,
                "KrConnectionBase is being deleted without being removed from the KrExtensionSorter. Please check the "
                "derived class constructor.\n");
@@ -20,10 +17,6 @@ KrConnectionBase::~KrConnectionBase() {
 
 bool KrConnectionBase::_isExcludedFromOrdering() const noexcept {
     return false;
-}
-
-void KrConnectionBase::_setSorterFunctions(const SorterFunctions& functions) noexcept {
-    sorterFunctions.store(&functions, std::memory_order_release);
 }
 
 void KrConnectionBase::_setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noexcept {
@@ -34,7 +27,7 @@ void KrConnectionBase::_setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noe
 void KrConnectionBase::_onFieldMoved() {}
 
 void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
-    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->forget(*this);
+    if (_isInSorter) UpperLayer<IConnectionSorter>::get()->forget(*this);
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
 }
@@ -42,13 +35,13 @@ void KrConnectionBase::_onFieldDestroyed(const KrData::FieldBase&) {
 void KrConnectionBase::_setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept {
     _source = source;
     _sink = sink;
-    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->askAnew(*this);
+    if (_isInSorter) UpperLayer<IConnectionSorter>::get()->askAnew(*this);
 }
 
 void KrConnectionBase::_setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept {
     _sourceOwner = sourceOwner;
     _sinkOwner = sinkOwner;
-    if (_isInSorter) sorterFunctions.load(std::memory_order_acquire)->askAnew(*this);
+    if (_isInSorter) UpperLayer<IConnectionSorter>::get()->askAnew(*this);
 }
 
 }  // namespace Kr

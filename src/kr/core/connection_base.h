@@ -102,13 +102,6 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
     void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
-    /// What the sorter does for a connection that is registered there; the sorter installs it.
-    struct SorterFunctions {
-        void (*forget)(KrConnectionBase&) noexcept;   ///< takes out one that loses its fields, or dies
-        void (*askAnew)(KrConnectionBase&) noexcept;  ///< another field or owner may change what it orders
-    };
-    /// \param functions  borrowed for good.
-    static void _setSorterFunctions(const SorterFunctions& functions) noexcept;
 
 protected:
     KrConnectionBase() = default;

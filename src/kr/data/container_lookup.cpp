@@ -7,7 +7,7 @@
 #include <unordered_set>
 
 #include "kr/data/container.h"
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/platform/log.h"
 
@@ -147,7 +147,7 @@ void Container::_tellDeprecated(const Kr::KrID& former, const FieldBase& field) 
     const auto& declaration = *_findDeclaration(former);
     if (declaration.isTold.exchange(true, std::memory_order_relaxed)) return;
     try {
-        const auto type = ExtensionFunctions::typeNameOf(getOwnerExtension());
+        const auto type = IExtensionFacts::typeNameOf(getOwnerExtension());
         const auto path = getPath();
         const auto prefix = path.empty() ? path : path + ".";
         logOnce("Container: field '" + prefix + former.str() + "'" + (type.empty() ? "" : " of type '" + type + "'") +

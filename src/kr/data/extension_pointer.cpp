@@ -1,12 +1,12 @@
 #include "kr/data/extension_pointer.h"
 
 #include "kr/core/base.h"
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 
 namespace KrData {
 
 ExtensionPointer::ExtensionPointer(KrSim::KrExtension* extension) {
-    const auto* base = ExtensionFunctions::baseOf(extension);
+    const auto* base = IExtensionFacts::baseOf(extension);
     _life = Kr::KrBasePointer(base);
     _isTracked = base != nullptr && (_life.getAddress() != nullptr || Kr::KrBase::getEnableMemoryTracking());
     _extension = extension;

@@ -2,9 +2,9 @@
 
 #include <charconv>
 
-#include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
 #include "kr/data/field_base.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/data/internal/number_conversion.h"
 #include "kr/data/vector_base.h"
 
@@ -131,7 +131,7 @@ std::string FieldBase::toString() const {
         case Types::kEnumeration:
             return get<Kr::KrEnum>().toString();
         case Types::kExtension:
-            return ExtensionFunctions::nameOf(toExtension());
+            return IExtensionFacts::nameOf(toExtension());
         case Types::kColor: {
             const auto color = toColor();
             return toText({color.r(), color.g(), color.b(), color.a()});

@@ -1,12 +1,12 @@
 #include "kr/data/full_path.h"
 
-#include "kr/data/extension_functions.h"
 #include "kr/data/field_base.h"
+#include "kr/data/i_extension_facts.h"
 
 namespace KrData {
 
 std::string getFullPath(const FieldBase& field) {
-    auto path = ExtensionFunctions::pathOf(field.getOwnerExtension());
+    auto path = IExtensionFacts::pathOf(field.getOwnerExtension());
     const auto own = field.getPath();
     if (!path.empty() && !own.empty()) path += '.';
     path += own;

@@ -1,52 +1,66 @@
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 
-#include <atomic>
+template class Kr::UpperLayer<KrData::IExtensionFacts>;
 
 namespace KrData {
 
 namespace {
 
-std::atomic<const ExtensionFunctions*>& installed() noexcept {
-    static std::atomic<const ExtensionFunctions*> table{nullptr};
-    return table;
-}
-
-/// The answer of one function of the table, or the default of its type.
+/// The answer to one question, or the default of its type.
 template <class Answer>
-Answer ask(Answer (*ExtensionFunctions::*question)(KrSim::KrExtension*), KrSim::KrExtension* extension) {
-    const auto* table = installed().load(std::memory_order_acquire);
-    if (extension == nullptr || table == nullptr || table->*question == nullptr) return Answer{};
-    return (table->*question)(extension);
+Answer ask(Answer (IExtensionFacts::*question)(KrSim::KrExtension&) const, KrSim::KrExtension* extension) {
+    const auto* facts = Kr::UpperLayer<IExtensionFacts>::get();
+    return extension != nullptr && facts != nullptr ? (facts->*question)(*extension) : Answer{};
 }
 
 }  // namespace
 
-void ExtensionFunctions::_install(const ExtensionFunctions* functions) noexcept {
-    installed().store(functions, std::memory_order_release);
+KrSim::IExtension* IExtensionFacts::getImplementation(KrSim::KrExtension&) const {
+    return {};
 }
 
-KrSim::IExtension* ExtensionFunctions::implementationOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::getImplementation, extension);
+Kr::KrBase* IExtensionFacts::asBase(KrSim::KrExtension&) const {
+    return {};
 }
 
-Kr::KrBase* ExtensionFunctions::baseOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::asBase, extension);
+std::string IExtensionFacts::getName(KrSim::KrExtension&) const {
+    return {};
 }
 
-std::string ExtensionFunctions::nameOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::getName, extension);
+std::string IExtensionFacts::getTypeName(KrSim::KrExtension&) const {
+    return {};
 }
 
-std::string ExtensionFunctions::typeNameOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::getTypeName, extension);
+Container* IExtensionFacts::getFields(KrSim::KrExtension&) const {
+    return {};
 }
 
-Container* ExtensionFunctions::fieldsOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::getFields, extension);
+std::string IExtensionFacts::getPath(KrSim::KrExtension&) const {
+    return {};
 }
 
-std::string ExtensionFunctions::pathOf(KrSim::KrExtension* extension) {
-    return ask(&ExtensionFunctions::getPath, extension);
+KrSim::IExtension* IExtensionFacts::implementationOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::getImplementation, extension);
+}
+
+Kr::KrBase* IExtensionFacts::baseOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::asBase, extension);
+}
+
+std::string IExtensionFacts::nameOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::getName, extension);
+}
+
+std::string IExtensionFacts::typeNameOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::getTypeName, extension);
+}
+
+Container* IExtensionFacts::fieldsOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::getFields, extension);
+}
+
+std::string IExtensionFacts::pathOf(KrSim::KrExtension* extension) {
+    return ask(&IExtensionFacts::getPath, extension);
 }
 
 }  // namespace KrData

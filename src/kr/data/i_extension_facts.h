@@ -4,35 +4,37 @@
 
 #include "kr/data/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/upper_layer.h"
 
 namespace KrData {
 
-/// What fields must ask of an extension, which is only a declared class down here. The extension layer installs its
-/// answers once, when the library is loaded; before that every answer is none. Every function gets a living extension.
-struct KR_API ExtensionFunctions {
+/// What fields must ask of an extension, which is only a declared class down here. The layer of extensions implements
+/// it. Every function gets a living extension.
+class KR_API IExtensionFacts {
+public:
     /// The implementation half, null when there is none.
-    KrSim::IExtension* (*getImplementation)(KrSim::KrExtension*) = nullptr;
+    [[nodiscard]] virtual KrSim::IExtension* getImplementation(KrSim::KrExtension& extension) const;
     /// The same object as base object, whose address the liveness registry knows.
-    Kr::KrBase* (*asBase)(KrSim::KrExtension*) = nullptr;
-    std::string (*getName)(KrSim::KrExtension*) = nullptr;
-    std::string (*getTypeName)(KrSim::KrExtension*) = nullptr;
+    [[nodiscard]] virtual Kr::KrBase* asBase(KrSim::KrExtension& extension) const;
+    [[nodiscard]] virtual std::string getName(KrSim::KrExtension& extension) const;
+    [[nodiscard]] virtual std::string getTypeName(KrSim::KrExtension& extension) const;
     /// The top container of its fields.
-    Container* (*getFields)(KrSim::KrExtension*) = nullptr;
+    [[nodiscard]] virtual Container* getFields(KrSim::KrExtension& extension) const;
     /// Its name behind those of the objects above it.
-    std::string (*getPath)(KrSim::KrExtension*) = nullptr;
+    [[nodiscard]] virtual std::string getPath(KrSim::KrExtension& extension) const;
 
-    /// Replaces the table; null takes it away. Before other threads use fields.
-    static void _install(const ExtensionFunctions* functions) noexcept;
-
+    // The answers; null or empty for null and where nothing is installed:
     [[nodiscard]] static KrSim::IExtension* implementationOf(KrSim::KrExtension* extension);
     [[nodiscard]] static Kr::KrBase* baseOf(KrSim::KrExtension* extension);
-    /// Empty for null and where nothing is installed.
     [[nodiscard]] static std::string nameOf(KrSim::KrExtension* extension);
     [[nodiscard]] static std::string typeNameOf(KrSim::KrExtension* extension);
-    /// Null for null and where nothing is installed.
     [[nodiscard]] static Container* fieldsOf(KrSim::KrExtension* extension);
-    /// Empty for null and where nothing is installed.
     [[nodiscard]] static std::string pathOf(KrSim::KrExtension* extension);
+
+protected:
+    ~IExtensionFacts() = default;
 };
 
 }  // namespace KrData
+
+extern template class KR_API Kr::UpperLayer<KrData::IExtensionFacts>;

@@ -2,7 +2,7 @@
 
 #include "kr/content/i_content_resolver.h"
 #include "kr/data/container.h"
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/data/stored_path.h"
 
 namespace KrData {
@@ -10,7 +10,7 @@ namespace KrData {
 namespace {
 
 bool carries(KrSim::KrExtension* extension, const KrSim::KrContentID& id) {
-    const auto* resolver = KrSim::IContentResolver::_get();
+    const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
     return extension == nullptr || resolver == nullptr || resolver->_getContentID(extension) == id;
 }
 
@@ -63,7 +63,7 @@ std::string Link::toString() const {
     const auto id = _extension.getContentID().toString();
     std::string text = "Extension: ";
     if (extension != nullptr) {
-        text += ExtensionFunctions::nameOf(extension) + " - " + id + " - " + ExtensionFunctions::typeNameOf(extension);
+        text += IExtensionFacts::nameOf(extension) + " - " + id + " - " + IExtensionFacts::typeNameOf(extension);
     } else {
         text += "(invalid object) - " + id;
     }
@@ -77,7 +77,7 @@ void Link::_updateField() {
 }
 
 FieldBase* Link::_findField(const Container* home) const {
-    const auto* fields = _isAtHome ? home : ExtensionFunctions::fieldsOf(_extension.get());
+    const auto* fields = _isAtHome ? home : IExtensionFacts::fieldsOf(_extension.get());
     return fields != nullptr ? _findStoredPath(*fields, _path) : nullptr;
 }
 

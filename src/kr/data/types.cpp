@@ -10,8 +10,8 @@
 
 #include "kr/data/container.h"
 #include "kr/data/extension_field.h"
-#include "kr/data/extension_functions.h"
 #include "kr/data/field.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/data/proxy.h"
 #include "kr/platform/guard.h"
 
@@ -235,7 +235,7 @@ void Types::_unregisterInterfaceFieldType(const char* interfaceName) {
 }
 
 bool Types::extensionIsInterfaceFieldType(KrSim::KrExtension* extension, const Kr::KrID& interfaceId) {
-    auto* implementation = ExtensionFunctions::implementationOf(extension);
+    auto* implementation = IExtensionFacts::implementationOf(extension);
     if (implementation == nullptr) return false;
     std::shared_ptr<const AcceptancePredicate> predicate;
     {

@@ -1,26 +1,18 @@
 #include "kr/extension/connection_settings.h"
 
-#include <atomic>
-
 #include "kr/core/connection_base.h"
 #include "kr/data/transfer_function.h"
 
+template class Kr::UpperLayer<KrSim::ITransferFunctions>;
+
 namespace KrSim {
 
-namespace {
-constinit std::atomic<ConnectionSettings::GetFunction> installedGetFunction{nullptr};
-}  // namespace
-
 ConnectionSettings ConnectionSettings::of(const Kr::KrConnectionBase& connection) {
-    const auto get = installedGetFunction.load(std::memory_order_acquire);
+    const auto* functions = Kr::UpperLayer<ITransferFunctions>::get();
     return {.type = connection.getExactClassType(),
             .isEnabled = connection.isEnabled(),
             .isOrdering = connection._isRegisteredInSorter(),
-            .function = get != nullptr ? get(connection) : TransferFunction()};
-}
-
-void ConnectionSettings::_setGetFunction(GetFunction get) noexcept {
-    installedGetFunction.store(get, std::memory_order_release);
+            .function = functions != nullptr ? functions->find(connection) : TransferFunction()};
 }
 
 bool ConnectionSettings::operator==(const ConnectionSettings& other) const {

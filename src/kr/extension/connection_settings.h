@@ -4,6 +4,7 @@
 
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/upper_layer.h"
 
 namespace KrSim {
 
@@ -11,8 +12,6 @@ namespace KrSim {
 /// application thread.
 struct KR_API ConnectionSettings {
     using TransferFunction = std::function<double(double)>;
-    /// Answers the transfer function of a connection, or an empty one.
-    using GetFunction = TransferFunction (*)(const Kr::KrConnectionBase& connection);
 
     int type{0};  ///< the exact class type
     bool isEnabled{true};
@@ -20,11 +19,21 @@ struct KR_API ConnectionSettings {
     TransferFunction function;
 
     [[nodiscard]] static ConnectionSettings of(const Kr::KrConnectionBase& connection);
-    /// Installed by the layer of the connections that have such functions. Any thread.
-    static void _setGetFunction(GetFunction get) noexcept;
 
     /// Two functions that are code are equal: code cannot be compared.
     [[nodiscard]] bool operator==(const ConnectionSettings& other) const;
 };
 
+/// What the comparison must ask the layer of the connections that have transfer functions.
+class KR_API ITransferFunctions {
+public:
+    /// Empty for a connection without one.
+    [[nodiscard]] virtual ConnectionSettings::TransferFunction find(const Kr::KrConnectionBase& connection) const = 0;
+
+protected:
+    ~ITransferFunctions() = default;
+};
+
 }  // namespace KrSim
+
+extern template class KR_API Kr::UpperLayer<KrSim::ITransferFunctions>;

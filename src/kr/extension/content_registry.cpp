@@ -23,7 +23,7 @@ KrContentRegistry& KrContentRegistry::instance() {
 
 KrContentRegistry::KrContentRegistry() {
     static const auto& resolver = *new Resolver;
-    IContentResolver::_install(&resolver);
+    Kr::UpperLayer<IContentResolver>::install(&resolver);
 }
 
 void KrContentRegistry::registerExtension(KrExtension* extension) {

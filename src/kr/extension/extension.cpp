@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kr/data/container.h"
-#include "kr/data/extension_functions.h"
+#include "kr/data/i_extension_facts.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/extension_sorter.h"
@@ -400,19 +400,24 @@ bool KrExtension::hasInfo(bool) const {
 
 namespace {
 
+class ExtensionFacts final : public KrData::IExtensionFacts {
+public:
+    [[nodiscard]] IExtension* getImplementation(KrExtension& extension) const override {
+        return extension.hasImplementation() ? extension.getImplementation() : nullptr;
+    }
+    [[nodiscard]] Kr::KrBase* asBase(KrExtension& extension) const override { return &extension; }
+    [[nodiscard]] std::string getName(KrExtension& extension) const override { return extension.getName(); }
+    [[nodiscard]] std::string getTypeName(KrExtension& extension) const override { return extension.getTypeName(); }
+    [[nodiscard]] KrData::Container* getFields(KrExtension& extension) const override {
+        return &extension.getFieldsContainer();
+    }
+    [[nodiscard]] std::string getPath(KrExtension& extension) const override { return extension.getPath(); }
+};
+
 /// Installed while the library is loaded, before anything can use a field.
-[[maybe_unused]] const bool isTableInstalled = [] {
-    static const KrData::ExtensionFunctions functions{
-        [](KrExtension* extension) {
-            return extension->hasImplementation() ? extension->getImplementation() : nullptr;
-        },
-        [](KrExtension* extension) -> Kr::KrBase* { return extension; },
-        [](KrExtension* extension) { return extension->getName(); },
-        [](KrExtension* extension) { return extension->getTypeName(); },
-        [](KrExtension* extension) -> KrData::Container* { return &extension->getFieldsContainer(); },
-        [](KrExtension* extension) { return extension->getPath(); },
-    };
-    KrData::ExtensionFunctions::_install(&functions);
+[[maybe_unused]] const bool areFactsInstalled = [] {
+    static const ExtensionFacts facts;
+    Kr::UpperLayer<KrData::IExtensionFacts>::install(&facts);
     return true;
 }();
 

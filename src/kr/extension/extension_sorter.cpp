@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/core/base_pointer.h"
+#include "kr/core/i_connection_sorter.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/internal/sorter_state.h"
 #include "kr/extension/object.h"
@@ -33,10 +34,16 @@ bool KrExtensionSorter::hasInstance() noexcept {
 }
 
 KrExtensionSorter::KrExtensionSorter() : _state(std::make_unique<State>()) {
-    static constexpr Kr::KrConnectionBase::SorterFunctions kFunctions{
-        [](Kr::KrConnectionBase& connection) noexcept { instance()._removeConnection(&connection); },
-        [](Kr::KrConnectionBase& connection) noexcept { instance()._onConnectionChanged(connection); }};
-    Kr::KrConnectionBase::_setSorterFunctions(kFunctions);
+    struct ForConnections final : Kr::IConnectionSorter {
+        void forget(Kr::KrConnectionBase& connection) const noexcept override {
+            instance()._removeConnection(&connection);
+        }
+        void askAnew(Kr::KrConnectionBase& connection) const noexcept override {
+            instance()._onConnectionChanged(connection);
+        }
+    };
+    static const ForConnections forConnections;
+    Kr::UpperLayer<Kr::IConnectionSorter>::install(&forConnections);
     isMade.store(true, std::memory_order_release);
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kr/content/content_reference.h"
+#include "kr/content/paths/i_application_content.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
 #include "kr/platform/smart_ptr.h"
@@ -103,15 +104,19 @@ TEST_F(ContentPath, BelowAnApplicationStartsWithWhatWasAddedToIt) {
     alignas(8) static char application[8];
     auto* const fake = reinterpret_cast<KrSim::KrApplication*>(application);
     const auto find = [&](const char* text) { return KrContentPath(text, fake).getExtension(); };
-    KrContentPath::_setApplicationContent(nullptr);
+    Kr::UpperLayer<KrSim::IApplicationContent>::install(nullptr);
     EXPECT_EQ(find("kr://World"), nullptr) << "no application layer";
-    KrContentPath::_setApplicationContent([](KrSim::KrApplication&) { return content; });
+    struct Content final : KrSim::IApplicationContent {
+        [[nodiscard]] std::vector<KrExtension*> getExtensions(KrSim::KrApplication&) const override { return content; }
+    };
+    static const Content answer;
+    Kr::UpperLayer<KrSim::IApplicationContent>::install(&answer);
     EXPECT_EQ(find("kr://World"), world.get());
     EXPECT_EQ(find("kr://World/Scene/Car"), car.get());
     EXPECT_EQ(find("kr://Car"), nullptr);
     EXPECT_EQ(find("kr://World/"), nullptr);
     EXPECT_EQ(find("World"), nullptr);
-    KrContentPath::_setApplicationContent(nullptr);
+    Kr::UpperLayer<KrSim::IApplicationContent>::install(nullptr);
 }
 
 }  // namespace content_path_test

@@ -1,18 +1,18 @@
 #include "kr/content/paths/content_path.h"
 
-#include <atomic>
 #include <cstddef>
 #include <utility>
 
 #include "kr/content/content_reference.h"
+#include "kr/content/paths/i_application_content.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
+
+template class Kr::UpperLayer<KrSim::IApplicationContent>;
 
 namespace KrSim {
 
 namespace {
-
-constinit std::atomic<KrContentPath::ApplicationContent> applicationContent{nullptr};
 
 const std::string& nameOf(KrExtension& extension) {
     if (!extension.hasName()) extension._setDefaultName();
@@ -68,12 +68,12 @@ KrContentPath::KrContentPath(std::string text, KrExtension* root) : _text(std::m
 }
 
 KrContentPath::KrContentPath(std::string text, KrApplication* application) : _text(std::move(text)) {
-    const ApplicationContent function = applicationContent.load(std::memory_order_acquire);
+    const auto* content = Kr::UpperLayer<IApplicationContent>::get();
     std::string_view rest = _text;
-    if (!application || !function || !takePrefix(rest)) return;
+    if (!application || !content || !takePrefix(rest)) return;
     const bool isOnly = rest.find('/') == std::string_view::npos;
     const std::string_view name = takeName(rest);
-    for (KrExtension* extension : function(*application)) {
+    for (KrExtension* extension : content->getExtensions(*application)) {
         if (!extension || nameOf(*extension) != name) continue;
         _remember(isOnly ? extension : findBelow(extension, rest));
         return;
@@ -107,10 +107,6 @@ KrExtension* KrContentPath::getExtension() const {
 KrExtension* KrContentPath::_remember(KrExtension* extension) noexcept {
     _found = extension;
     return extension;
-}
-
-void KrContentPath::_setApplicationContent(ApplicationContent function) noexcept {
-    applicationContent.store(function, std::memory_order_release);
 }
 
 KrContentPath getContentPath(const KrContentReference& reference, KrExtension* root) {

@@ -41,11 +41,6 @@ public:
     /// Of the texts.
     [[nodiscard]] bool operator==(const KrContentPath& other) const noexcept { return _text == other._text; }
 
-    /// Answers the extensions that were added to an application, in order.
-    using ApplicationContent = std::vector<KrExtension*> (*)(KrApplication& application);
-    /// The application layer installs its answer when the library is loaded; before that an application has no content.
-    static void _setApplicationContent(ApplicationContent function) noexcept;
-
 private:
     KrExtension* _remember(KrExtension* extension) noexcept;
 

@@ -18,10 +18,19 @@ using KrData::FieldBase;
 
 namespace {
 
-KrSim::ConnectionSettings::TransferFunction getFunction(const KrConnectionBase& connection) {
-    if (!connection.isOfClassType(KrConnection::getClassType())) return {};
-    return static_cast<const KrConnection&>(connection)._copyTransferFunction();
-}
+class TransferFunctions final : public KrSim::ITransferFunctions {
+public:
+    [[nodiscard]] KrSim::ConnectionSettings::TransferFunction find(const KrConnectionBase& connection) const override {
+        if (!connection.isOfClassType(KrConnection::getClassType())) return {};
+        return static_cast<const KrConnection&>(connection)._copyTransferFunction();
+    }
+};
+
+[[maybe_unused]] const bool areFunctionsInstalled = [] {
+    static const TransferFunctions functions;
+    UpperLayer<KrSim::ITransferFunctions>::install(&functions);
+    return true;
+}();
 
 }  // namespace
 
@@ -79,7 +88,6 @@ bool KrConnection::_restoreTransferFunction(DirectConnectionFunctor::TransferFun
         return false;
     }
     functor->setTransferFunction(std::move(function));
-    KrSim::ConnectionSettings::_setGetFunction(&getFunction);
     _update();
     return true;
 }

@@ -47,7 +47,7 @@ KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const K
 std::pair<KrSim::KrContentID, std::string> targetOf(const KrData::Link& link) {
     const auto& reference = link.getContentReference();
     auto* extension = reference.get();
-    const auto* resolver = KrSim::IContentResolver::_get();
+    const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
     const bool isThere = extension != nullptr && resolver != nullptr;
     return {isThere ? resolver->_getContentID(extension) : reference.getContentID(), link.getFieldPath()};
 }

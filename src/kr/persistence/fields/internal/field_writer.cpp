@@ -50,7 +50,7 @@ std::string pathBelow(const KrData::FieldBase& root, const KrData::FieldBase& fi
 /// The ID of the extension that was found, which may come from another file than the one that was meant.
 KrSim::KrContentID idOf(const KrSim::KrContentReference& reference) {
     auto* extension = reference.get();
-    const auto* resolver = KrSim::IContentResolver::_get();
+    const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
     return extension != nullptr && resolver != nullptr ? resolver->_getContentID(extension) : reference.getContentID();
 }
 
@@ -267,7 +267,7 @@ void FieldWriter::_writeID(const KrSim::KrContentID& id) {
 KrSim::KrContentID FieldWriter::_idOf(KrSim::KrExtension* extension, const FieldBase& field, std::size_t item) const {
     if (_hiddenDepth != 0) return {};  // a reader could not name the place
     if (extension != nullptr) {
-        const auto* resolver = KrSim::IContentResolver::_get();
+        const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
         return resolver != nullptr ? resolver->_getContentID(extension) : KrSim::KrContentID();
     }
     if (_unresolved.empty()) return {};
