@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing needs and that are missing; does nothing when all are there.
-# Usage: scripts/setup.sh [--benchmarks] [--fuzz] [--tidy]   each flag adds the packages of that job
+# Usage: scripts/setup.sh [--benchmarks] [--fuzz] [--tidy] [--pictures]   each flag adds the packages of that job
 set -euo pipefail
 
 packages=(
@@ -13,7 +13,8 @@ for argument in "$@"; do
     --benchmarks) packages+=(libglib2.0-dev qtbase5-dev libsigc++-2.0-dev) ;;   # peers measured beside ours
     --fuzz) packages+=(clang-14 libclang-rt-14-dev) ;;
     --tidy) packages+=(clang-tidy-14) ;;
-    *) echo "setup: unknown argument '$argument' (known: --benchmarks --fuzz --tidy)" >&2; exit 2 ;;
+    --pictures) packages+=(graphviz) ;;
+    *) echo "setup: unknown argument '$argument' (known: --benchmarks --fuzz --tidy --pictures)" >&2; exit 2 ;;
   esac
 done
 

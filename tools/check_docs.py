@@ -4,9 +4,11 @@
 - a link to a file of the project leads to a file that exists, and its anchor to a heading of that file;
 - a C++ block right after the line <!-- program: PATH --> is, letter for letter, that file, which the build compiles;
 - so is a block of any language after <!-- file: PATH -->;
+- each picture docs/pictures/NAME.svg was rendered from NAME.dot as that is now;
 - README.md shows such a program once --program is given.
 """
 import argparse
+import hashlib
 import pathlib
 import re
 import sys
@@ -49,6 +51,14 @@ def faults_of(root, page):
             yield f"{name}: the block shown differs from {path}"
 
 
+def faults_of_pictures(root):
+    for source in sorted((root / "docs/pictures").glob("*.dot")):
+        picture = source.with_suffix(".svg")
+        note = f"<!-- of {hashlib.sha256(source.read_bytes()).hexdigest()} -->"
+        if not picture.exists() or note not in picture.read_text(encoding="utf-8"):
+            yield f"{picture.relative_to(root)}: is not rendered from {source.name} as it is now: run scripts/pictures.sh"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--root", required=True)
@@ -57,7 +67,7 @@ def main():
 
     root = pathlib.Path(arguments.root).resolve()
     pages = [page for page in sorted(root.rglob("*.md")) if not SKIPPED & set(page.relative_to(root).parts)]
-    faults = [fault for page in pages for fault in faults_of(root, page)]
+    faults = [fault for page in pages for fault in faults_of(root, page)] + list(faults_of_pictures(root))
     if arguments.program:
         shown = [path for path, _ in PROGRAM.findall((root / "README.md").read_text(encoding="utf-8"))]
         if arguments.program not in shown:

@@ -16,14 +16,12 @@ FILE" with paths relative to src/kr. Checked:
 - no loop between files;
 - a class of an upper layer is declared in a fwd.h only;
 - programs, each a folder in --apps, include public headers of the library and their own, "apps/NAME/...";
-- --picture holds the picture of the layers (SVG) as it is declared; --draw writes it.
+- --picture is the picture of the layers as they are declared, for Graphviz; --draw writes it.
 """
 import argparse
 import pathlib
 import re
 import sys
-
-import layer_picture
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 DECLARATION = re.compile(r"^\s*(?:class|struct)\s+(?:KR_API\s+)?(\w+)\s*;", re.MULTILINE)
@@ -134,11 +132,13 @@ def check_declared_uses(tree):
 
 
 def check_picture(tree, picture, draw):
-    text = layer_picture.draw(tree.uses)
+    lines = [f'    "{layer}" -> "{each}";' for layer, uses in tree.uses.items() for each in uses]
+    text = "\n".join(["digraph layers {", "    node [shape=box];", *lines, "}", ""])
     if draw:
         picture.write_text(text, encoding="utf-8")
     elif not picture.exists() or picture.read_text(encoding="utf-8") != text:
-        tree.fault(picture, 0, "is not the picture of the layers as declared: run check_includes.py with --draw")
+        tree.fault(picture, 0, "is not the picture of the layers as declared: run check_includes.py with --draw, then "
+                               "scripts/pictures.sh")
 
 
 def check_include(tree, path, line, bracket, target):

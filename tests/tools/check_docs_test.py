@@ -1,4 +1,5 @@
 """Pages with one fault each, which tools/check_docs.py must name."""
+import hashlib
 import pathlib
 import subprocess
 import sys
@@ -20,6 +21,8 @@ FAULTS = {
     "program without block": ("README.md", README.replace("```cpp", "```sh"), "no block follows"),
     "changed file": ("main.cpp", "\n" + PROGRAM, "docs/page.md: the block shown differs from main.cpp"),
     "program file gone": ("README.md", README.replace("program: main.cpp", "program: other.cpp"), "shows other.cpp"),
+    "picture not rendered": ("docs/pictures/new.dot", "digraph {}\n", "docs/pictures/new.svg: is not rendered"),
+    "picture of an older text": ("docs/pictures/plan.dot", "digraph { a }\n", "docs/pictures/plan.svg: is not rendered"),
     "program not shown": ("README.md", "# Name\n", "does not show main.cpp"),
 }
 
@@ -36,7 +39,8 @@ def run(files):
 
 
 class CheckDocs(unittest.TestCase):
-    files = {"README.md": README, "docs/page.md": PAGE, "main.cpp": PROGRAM}
+    files = {"README.md": README, "docs/page.md": PAGE, "main.cpp": PROGRAM, "docs/pictures/plan.dot": "digraph {}\n",
+             "docs/pictures/plan.svg": f"<svg/>\n<!-- of {hashlib.sha256(b'digraph {}' + bytes([10])).hexdigest()} -->\n"}
 
     def test_good_pages_pass(self):
         self.assertEqual(run(self.files), (0, "2 pages, no fault\n"))

@@ -127,11 +127,11 @@ class CheckIncludes(unittest.TestCase):
 
     def test_the_picture_shows_the_declared_layers(self):
         with tempfile.TemporaryDirectory() as folder:
-            picture = pathlib.Path(folder, "layers.svg")
+            picture = pathlib.Path(folder, "layers.dot")
             self.assertEqual(run(GOOD, LAYERS, "--picture", picture)[0], 1, "there is no picture yet")
             self.assertEqual(run(GOOD, LAYERS, "--picture", picture, "--draw")[0], 0)
             self.assertEqual(run(GOOD, LAYERS, "--picture", picture)[0], 0)
-            self.assertIn(">mid/top</text>", picture.read_text(encoding="utf-8"))
+            self.assertIn('"mid/top" -> "mid";', picture.read_text(encoding="utf-8"))
             code, output = run(GOOD | {"new/f.h": '#include "kr/mid/b.h"\n'}, LAYERS + "layer new: mid\nheaders new/f.h\n",
                                "--picture", picture)
             self.assertEqual(code, 1)
