@@ -193,7 +193,7 @@ void onExit() {
     appendCalls(text);
     text << ", ";
     appendMoment(text);
-    text << ", before the end of the run: neither its summary nor its state is there\n";
+    text << ", before the end of the run: it has written neither summary nor state\n";
     text.write();
     ::_exit(static_cast<int>(eExitCode::kFailed));
 }

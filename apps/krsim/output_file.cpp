@@ -84,7 +84,7 @@ void requireReplaceable(eOutputKind kind, const std::string& filename, bool isFo
     const Held held = inspect(filename);
     if (held.kind == kind && isResult(kind)) return;
     throw Failure(eExitCode::kUsage, nameFor(kind) +
-                                         (" '" + filename + "' is not written: the file is there and holds ") +
+                                         (" '" + filename + "' is not written: the file exists and holds ") +
                                          held.text + "; --force replaces it");
 }
 

@@ -150,7 +150,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
     addLimits(command, plan);
     addStates(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,
-                     "Run although plug-ins are missing; what they made stands still");
+                     "Run although plug-ins are missing; their extensions do nothing");
     command.add_flag("--strict", plan.isStrict,
                      "Run nothing when 'krsim verify' would find something wrong, or nothing would be simulated");
     addReports(command, plan);

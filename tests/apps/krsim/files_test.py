@@ -219,7 +219,7 @@ class Files(unittest.TestCase):
         for each in copies:
             each.write_text(text)
         self.car.unlink()
-        self.assertIn(f"2 of that item are there, and none is taken for it: 'Electric Car' of '{copies[0]}', "
+        self.assertIn(f"2 objects have that content ID, and none is chosen: 'Electric Car' of '{copies[0]}', "
                       f"'Electric Car 2' of '{copies[1]}'", self.krsim("verify", *copies, taxi, *WITH_PLUGINS, code=3))
         self.assertRegex(self.krsim("verify", taxi, *WITH_PLUGINS, code=3),
                          f"car.xml' are not loaded(?s:.*)'Electric Car': The definition {car_id} of the file .*car.xml is not there")

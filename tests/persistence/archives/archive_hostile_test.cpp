@@ -234,7 +234,7 @@ TYPED_TEST(HostileDocument, ANameThatStandsTwiceInAGroupIsRefused) {
         readAll(rename(bytes, "Empty", "Objects"));
         FAIL() << "read, with " << count << " items";
     } catch (const archive_exception& exception) {
-        EXPECT_NE(std::string(exception.what()).find("Top/Objects stands there twice"), std::string::npos)
+        EXPECT_NE(std::string(exception.what()).find("Top/Objects appears twice"), std::string::npos)
             << exception.what();
     }
 }
@@ -383,7 +383,7 @@ TEST(HostileDocument, JsonFaultsAreNamedWithTheirPlace) {
         {"NoObject", "[1]", "the document is no object"},
         {"OtherTop", R"({"File": {}})", "JsonInArchive: Top is missing, line 1 of 'some file'"},
         {"Behind", R"({"Top": {}} x)", "line 1"},
-        {"Zero", std::string("{\"Top\": {}}\0", 12), "something stands behind the document"},
+        {"Zero", std::string("{\"Top\": {}}\0", 12), "there is text after the document"},
         {"Line", "{\n\"Top\":\n{,}}", "line 3"},
         {"DeepAndCut", "{\"Top\":" + std::string(200'000, '['), "line 1"},
         {"DeepAndClosed", "{\"Top\":" + std::string(200'000, '[') + std::string(200'000, ']') + "}", "Top is no group"},
@@ -451,7 +451,7 @@ TEST(HostileDocument, XmlFaultsAreNamedWithTheirPlace) {
         {"Entity", "<Top><Text>&b;</Text></Top>", "undefined entity"},
         {"DeepAndCut", repeated("<a>", 200'000), "no element found, line 1"},
         {"DeepAndClosed", repeated("<a>", 100'000) + repeated("</a>", 100'000), "Top is missing"},
-        {"TextBesideElements", "<Top>x<Int>1</Int></Top>", "a text stands beside elements"},
+        {"TextBesideElements", "<Top>x<Int>1</Int></Top>", "an element has both text and elements"},
         {"Int", "<Top><Int>1 2</Int></Top>", "Top/Int is no integer of the type: '1 2'"},
         {"Double", "<Top><Double>1,5</Double></Top>", "Top/Double is no number of the type: '1,5'"},
         {"DoubleTooLarge", "<Top><Double>1e309</Double></Top>", "Top/Double is no number"},
@@ -477,7 +477,7 @@ TEST(HostileDocument, ObjectFaultsAreNamedAndLeaveNothing) {
         {"OtherFamily", R"({"_class": "Stranger", "_id": 0, "number": 5})", "behind a pointer to"},
         {"NewVersion", R"({"_class": "Circle", "_version": 3})", "known up to version 2"},
         {"NoVersion", R"({"_class": "Circle", "_version": -1})", "a version that is no number"},
-        {"GroupInPlaceOfVersion", R"({"_class": {}})", "a bookkeeping name stands before"},
+        {"GroupInPlaceOfVersion", R"({"_class": {}})", "a bookkeeping name has a value that is not plain"},
         {"ManyIds", R"({"_class": "Circle", "_id": 4000000000})", "object 4000000000 where there are not so many"},
         {"NoRef", R"({"_ref": 0})", "a ref to object 0, which did not come before"},
         {"OwnOwner", group + R"("members": [{"_ref": 0}]})", "belongs to two owners"},

@@ -155,7 +155,7 @@ TEST(FileIdentity, OfContentInTwoFilesOfOneNameIsAConflictToldWithBoth) {
     EXPECT_THAT(second.problems,
                 ElementsAre("'Motor' of '" + (folder / "b/car.kro").string() + "' has the content ID " + id +
                             " of 'Motor' of '" + (folder / "a/car.kro").string() +
-                            "', which is there already; references find the first of them"));
+                            "', which was loaded before; references find the first one"));
 }
 
 // --- References ------------------------------------------------------------------------------------------------------
@@ -233,7 +233,7 @@ TEST_P(FileReferences, TakeNoneOfSeveralAndSayWhy) {
     const auto second = load(_folder / "c.kro");
     const auto panel = load(_folder / "panel.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(nullptr));
-    const auto why = HasSubstr("; 2 of that item are there, and none is taken for it: 'Motor' of '" +
+    const auto why = HasSubstr("; 2 objects have that content ID, and none is chosen: 'Motor' of '" +
                                (_folder / "b.kro").string() + "', 'Motor' of '" + (_folder / "c.kro").string() + "'");
     EXPECT_THAT(panel.problems, testing::AllOf(testing::SizeIs(3), testing::Each(why)));
     const auto open = KrPersistence::describeOpenEnds(*panel.objects[0]);

@@ -139,7 +139,7 @@ const BinaryInArchive::PointerSerializer* BinaryInArchive::load_pointer(void*& s
         if (id < count) {
             const auto before = loaded.objects[id];
             if (before.number != number || before.state == eState::kGone || before.state == eState::kRaw)
-                _refuse(ba::archive_exception::pointer_conflict, "a pointer to an object that cannot stand there");
+                _refuse(ba::archive_exception::pointer_conflict, "a pointer to an object that is not available");
             _checkFamily(number, target, before.address);
             slot = before.address;
             return loaded.classes[at].pointerSerializer;

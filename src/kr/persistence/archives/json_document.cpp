@@ -147,7 +147,7 @@ private:
 
     bool _open(eKind kind) {
         if (_levels.empty() && kind != eKind::kGroup) return _fail("the document is no object");
-        if (_isAttribute) return _fail("a bookkeeping name stands before something that is no plain value");
+        if (_isAttribute) return _fail("a bookkeeping name has a value that is not plain");
         _levels.push_back(_document.add(kind, _takeName(), 0, 0, _lines.at(_stream.Tell())));
         return true;
     }
@@ -249,7 +249,7 @@ Document readJson(const DocumentSource& source) {
     } else if (result.IsError()) {
         refuse(rapidjson::GetParseError_En(result.Code()), result.Offset());
     } else if (stream.Tell() != size) {
-        refuse("something stands behind the document", stream.Tell());  // the parser takes a zero byte for the end
+        refuse("there is text after the document", stream.Tell());  // the parser takes a zero byte for the end
     }
     return document;
 }

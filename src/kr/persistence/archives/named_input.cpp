@@ -194,7 +194,7 @@ const NamedInput::PointerSerializer* NamedInput::load_pointer(void*& slot, const
         const auto before = loaded.objects[known];
         const auto* serializer = loaded.classes[static_cast<std::size_t>(before.number)].pointerSerializer;
         if (serializer == nullptr || before.state == eState::kGone || before.state == eState::kRaw)
-            _refuse(ba::archive_exception::pointer_conflict, "a pointer to an object that cannot stand there");
+            _refuse(ba::archive_exception::pointer_conflict, "a pointer to an object that is not available");
         _checkFamily(before.number, target, before.address);
         slot = before.address;
         return serializer;

@@ -90,7 +90,7 @@ private:
 bool XmlHandler::_dropBlanks(const Level& level) {
     std::string& texts = _document.texts;
     if (texts.find_first_not_of(" \t\r\n", level.text) != std::string::npos) {
-        _stop("a text stands beside elements");
+        _stop("an element has both text and elements");
         return false;
     }
     texts.resize(level.text);

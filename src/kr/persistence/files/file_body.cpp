@@ -40,7 +40,7 @@ void loadSections(Archive& archive, std::vector<KrFileSection*>& sections, const
             sections.pop_back();
             throw;
         }
-        if (isCut) throw std::runtime_error("what stands behind this section cannot be read");
+        if (isCut) throw std::runtime_error("the rest of the file after this section cannot be read");
     });
     archive.requireOwned();
 }

@@ -66,7 +66,7 @@ std::uint32_t DocumentCursor::_checkNames(std::uint32_t group) {
         if (!isRepeated) continue;
         _last = _document.name(name);
         _lastNode = at;
-        refuse("stands there twice");
+        refuse("appears twice");
     }
     return members;
 }

@@ -192,7 +192,7 @@ std::optional<StoredChecksum> takeTrailer(std::streambuf& stream) {
     if (stream.pubseekoff(-static_cast<std::streamoff>(count), std::ios::cur, std::ios::in) >= 0) return std::nullopt;
     while (count > 0) {
         if (Traits::eq_int_type(stream.sputbackc(trailer[--count]), Traits::eof()))
-            throw std::runtime_error("the stream does not take back what stands behind the file");
+            throw std::runtime_error("the bytes after the file cannot be put back into the stream");
     }
     return std::nullopt;
 }

@@ -63,7 +63,7 @@ void ContentBuilder::_reportDoubles() {
     const auto& [extension, other] = _firstDouble;
     if (!extension) return;
     _problems.push_back(describeWithFile(*extension) + " has the content ID " + extension->getContentID().toString() +
-                        " of " + other + ", which is there already; references find the first of them");
+                        " of " + other + ", which was loaded before; references find the first one");
     if (_doubleCount > 1) {
         _problems.push_back(std::to_string(_doubleCount - 1) + " more extensions have content IDs that are in use");
     }

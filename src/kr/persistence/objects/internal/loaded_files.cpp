@@ -88,7 +88,7 @@ std::string describeChoice(const KrContentID::Identifier& runtimeID, const KrCon
     constexpr std::size_t kMostNamed = 4;
     const auto count = Directory::_getCountOf(rawID);
     if (count < 2 || Directory::_resolve(runtimeID, rawID).first != nullptr) return {};
-    std::string text = "; " + std::to_string(count) + " of that item are there, and none is taken for it: ";
+    std::string text = "; " + std::to_string(count) + " objects have that content ID, and none is chosen: ";
     const auto items = Directory::_holdItems(rawID, kMostNamed);
     for (const auto& [extension, holder] : items)
         text += (extension != items.front().first ? ", " : "") + describeWithFile(*extension);
