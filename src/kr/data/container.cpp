@@ -198,6 +198,19 @@ bool Container::_mayRemove(std::size_t) const {
 static constexpr std::size_t kUsualChildren = 4;
 
 void Container::_insertChild(FieldBase* field, std::size_t index) {
+    const detail::NotificationFrame frame(*this, *field);
+    _place(field, index);
+    field->_tellConnectionsOfMove();
+    if (frame.fieldDied() || frame.changedDied()) return;
+    if (field->_has(kAncestorObserved)) _notifyLater(*field);
+}
+
+void Container::_insertCopy(FieldBase* copy, std::size_t index) {
+    _place(copy, index);
+    if (copy->_has(kAncestorObserved)) _notifyLater(*copy);
+}
+
+void Container::_place(FieldBase* field, std::size_t index) {
     int connected = 0;
     int watched = 0;
     {
@@ -220,10 +233,6 @@ void Container::_insertChild(FieldBase* field, std::size_t index) {
     }
     _tellOwnerOfTree();
     _tellOwner(connected, watched);
-    const detail::NotificationFrame frame(*this, *field);
-    field->_tellConnectionsOfMove();
-    if (frame.fieldDied() || frame.changedDied()) return;
-    if (field->_has(kAncestorObserved)) _notifyLater(*field);
 }
 
 bool Container::_removeField(FieldBase* field) {
@@ -410,7 +419,7 @@ FieldBase::Children Container::_duplicateChildren(const Container& source) const
 void Container::_takeCopy(FieldBase* copy) {
     // Unique in its source, so unique here: no search for a double.
     _nextInternalIdentifier = std::max(_nextInternalIdentifier, copy->_internalIdentifier + 1);
-    _insertChild(copy, size());
+    _insertCopy(copy, size());
 }
 
 void Container::_cloneFrom(const FieldBase& source) {
@@ -452,7 +461,7 @@ void Container::copyFieldsTo(Container* destination) const {
             next = std::max(next, identifier + 1);
         }
         taken.insert(identifier);
-        destination->_insertChild(copy, destination->size());
+        destination->_insertCopy(copy, destination->size());
     }
 }
 

@@ -180,6 +180,9 @@ private:
     void _tellDeprecated(const Kr::KrID& former, const FieldBase& field) const noexcept;
     [[nodiscard]] static FieldBase* _findFrom(FieldBase& child, std::string_view path, std::size_t matched);
     void _insertChild(FieldBase* field, std::size_t index);
+    /// The same for a copy that was just made: it has no connections, which are not searched for then.
+    void _insertCopy(FieldBase* copy, std::size_t index);
+    void _place(FieldBase* field, std::size_t index);
     void _takeOut(FieldBase& field, bool isDying);
     [[nodiscard]] Children _duplicateChildren(const Container& source) const;
     void _takeCopy(FieldBase* copy);
