@@ -359,7 +359,7 @@ void nest(Container& top, int depth) {
 }
 
 TEST(ContainerBulk, TimeToCloneAndDestroyATreeGrowsWithItsDepth) {
-    constexpr int kDepth = 240;
+    constexpr int kDepth = 60;
     Container low("Top"), high("Top");
     nest(low, kDepth);
     nest(high, 4 * kDepth);
