@@ -1,0 +1,41 @@
+#pragma once
+
+#include "kr/platform/export.h"
+
+namespace Kr {
+
+/// Tells a running function whether an object that it uses has been destroyed meanwhile, on the same thread. On the
+/// stack. The object keeps nothing for that: its destructor announces its address, and the watches of a thread form a
+/// chain from the innermost call outwards.
+///
+/// Watch and announce an object by a pointer to the same class. No watched object may be the first member of another.
+class KR_API DeathWatch {
+public:
+    explicit DeathWatch(const void* object, const void* other = nullptr) noexcept
+        : _object(object), _other(other), _outer(_innermost) {
+        _innermost = this;
+    }
+    DeathWatch(const DeathWatch&) = delete;
+    DeathWatch& operator=(const DeathWatch&) = delete;
+    ~DeathWatch() { _innermost = _outer; }
+
+    [[nodiscard]] bool died() const noexcept { return _object == nullptr; }
+    /// The same for the second object; true also when none was given.
+    [[nodiscard]] bool otherDied() const noexcept { return _other == nullptr; }
+
+    static void announce(const void* object) noexcept {
+        for (auto* watch = _innermost; watch != nullptr; watch = watch->_outer) {
+            if (watch->_object == object) watch->_object = nullptr;
+            if (watch->_other == object) watch->_other = nullptr;
+        }
+    }
+
+private:
+    const void* _object;
+    const void* _other;
+    DeathWatch* _outer;
+    // Reached on every notification; the default model of a shared library costs a function call each time.
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local DeathWatch* _innermost;
+};
+
+}  // namespace Kr

@@ -1,0 +1,157 @@
+#include "kr/signals/snapshot_list.h"
+
+#include <algorithm>
+
+namespace Kr {
+
+SnapshotList::Entry::Entry(SnapshotList& list) noexcept : _list(list) {
+    _list._hold();
+}
+
+SnapshotList::Entry::~Entry() {
+    _list._release();
+}
+
+void SnapshotList::Entry::disconnect() noexcept {
+    _list._remove(*this);
+}
+
+SnapshotList::~SnapshotList() = default;
+
+void SnapshotList::_presenceChanged(bool present) {
+    if (_source != nullptr && _changed != nullptr) _changed(_source, present);
+}
+
+KrData::DelegateConnection SnapshotList::_add(KrSmartPtr<Entry> entry) {
+    {
+        const std::lock_guard lock(_mutex);
+        const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
+        if (!_block || size == _block->capacity) {
+            const auto room = std::max<std::uint32_t>(2, _live * 2);
+            _replaceBlock(_block ? _copyLive(*_block, _live, room) : Block::make(room));
+        }
+        const auto end = _block->size.load(std::memory_order_relaxed);
+        _block->entries()[end] = entry;
+        _block->size.store(end + 1, std::memory_order_release);
+        if (++_live == 1) _presenceChanged(true);
+    }
+    _collect();
+    return KrData::DelegateConnection(std::move(entry));
+}
+
+void SnapshotList::_remove(Entry& entry) noexcept {
+    bool isDropped = false;
+    {
+        const std::lock_guard lock(_mutex);
+        if (!entry._live.exchange(false)) return;
+        const auto size = _block->size.load(std::memory_order_relaxed);
+        if (--_live == 0) {
+            _replaceBlock(nullptr);
+            _presenceChanged(false);
+        } else if (size <= kAlwaysRebuildBelow || _live * 2 <= size) {
+            try {
+                _replaceBlock(_copyLive(*_block, _live, _live * 2));
+            } catch (const std::bad_alloc&) {
+                // The dead entry stays in its place until there is memory; readers leave it out.
+            }
+        } else {
+            isDropped = !_isReaderInside();
+        }
+    }
+    // Without the lock: it is code of others. A reader that has come since sees that the entry is dead.
+    if (isDropped) entry._dropFunction();
+    _collect();
+}
+
+void SnapshotList::clear() noexcept {
+    _end(false);
+}
+void SnapshotList::close() noexcept {
+    _end(true);
+}
+
+void SnapshotList::_end(bool forGood) noexcept {
+    Waiting waiting;
+    {
+        const std::lock_guard lock(_mutex);
+        if (_block) {
+            const auto size = _block->size.load(std::memory_order_relaxed);
+            for (std::uint32_t i = 0; i < size; ++i)
+                _block->entries()[i]->_live.store(false);
+            _replaceBlock(nullptr);
+            _live = 0;
+            _presenceChanged(false);
+        }
+        if (forGood) {
+            _source = nullptr;
+            _waiting.sourceLeaves = true;
+            _somethingWaits.store(true);
+        }
+        // In this step, or another thread could end the part of the source, and the list would be gone.
+        waiting = _takeWaiting();
+    }
+    _free(std::move(waiting));
+}
+
+std::unique_ptr<SnapshotList::Block> SnapshotList::_copyLive(const Block& block, std::uint32_t live,
+                                                             std::uint32_t room) {
+    auto copy = Block::make(std::max(room, live));
+    const auto size = block.size.load(std::memory_order_relaxed);
+    std::uint32_t used = 0;
+    for (std::uint32_t i = 0; i < size && used < live; ++i) {
+        if (block.entries()[i]->_live.load()) copy->entries()[used++] = block.entries()[i];
+    }
+    copy->size.store(used, std::memory_order_relaxed);
+    return copy;
+}
+
+/// Publishes the next block; the old one waits for _collect.
+void SnapshotList::_replaceBlock(std::unique_ptr<Block> next) noexcept {
+    auto old = std::exchange(_block, std::move(next));
+    _published.store(_block.get());
+    if (!old) return;
+    old->nextRetired = std::move(_waiting.blocks);
+    _waiting.blocks = std::move(old);
+    _somethingWaits.store(true);
+}
+
+void SnapshotList::_release() noexcept {
+    if (_holders.fetch_sub(1) == 1) delete this;
+}
+
+/// Under the mutex. Nothing while a reader is inside, which then frees it when it leaves.
+SnapshotList::Waiting SnapshotList::_takeWaiting() noexcept {
+    if (_isReaderInside()) return {};
+    _somethingWaits.store(false);
+    return std::exchange(_waiting, {});
+}
+
+/// The last use of the list: what is freed may be the last that holds it.
+void SnapshotList::_free(Waiting waiting) noexcept {
+    while (waiting.blocks)
+        waiting.blocks = std::move(waiting.blocks->nextRetired);
+    if (waiting.sourceLeaves) _release();
+}
+
+void SnapshotList::_collect() noexcept {
+    if (!_somethingWaits.load()) return;
+    Waiting waiting;
+    {
+        const std::lock_guard lock(_mutex);
+        waiting = _takeWaiting();
+    }
+    _free(std::move(waiting));
+}
+
+void SnapshotList::_leaveAndCollect(bool isFirst) noexcept {
+    Waiting waiting;
+    {
+        // In one step, or another thread could collect in between, and the list with it.
+        const std::lock_guard lock(_mutex);
+        _leave(isFirst);
+        waiting = _takeWaiting();
+    }
+    _free(std::move(waiting));
+}
+
+}  // namespace Kr
