@@ -199,7 +199,7 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
         static_cast<void>(_takeOutModule(module));
         throw;
     }
-    _parts->listeners.tell([&](IApplicationListener& each) {
+    _parts->listeners.notify([&](IApplicationListener& each) {
         if (_content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
     });
     return true;
@@ -233,7 +233,7 @@ bool KrApplication::_takeOutModule(const KrSmartInterface<ISimulatorModule>& mod
 void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
     if (!_takeOutModule(module)) return;
-    _parts->listeners.tell([&](IApplicationListener& each) { each.onModuleRemoved(this, proxy.get()); });
+    _parts->listeners.notify([&](IApplicationListener& each) { each.onModuleRemoved(this, proxy.get()); });
 }
 
 void KrApplication::removeAllModules() {
@@ -283,7 +283,7 @@ void KrApplication::_changeMode(eApplicationMode mode) {
     _setEditing(mode == eApplicationMode::kEditing);
     _state->_setApplicationMode(mode);
     _content->_forEachModule([&](KrSimulatorModule& module) { module._onApplicationModeChange(before, mode); });
-    _parts->listeners.tell([&](IApplicationListener& each) { each.onApplicationModeChanged(this, before, mode); });
+    _parts->listeners.notify([&](IApplicationListener& each) { each.onApplicationModeChanged(this, before, mode); });
     _isChangingMode = false;
 }
 
@@ -338,6 +338,10 @@ std::string KrApplication::getLogFilename() const {
 
 void KrApplication::registerListener(IApplicationListener* listener) {
     _parts->listeners.add(listener);
+}
+
+KrData::DelegateConnection KrApplication::holdListener(std::shared_ptr<IApplicationListener> listener) {
+    return _parts->listeners.hold(std::move(listener));
 }
 
 void KrApplication::unregisterListener(IApplicationListener* listener) {

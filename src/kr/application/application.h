@@ -20,6 +20,7 @@
 #include "kr/platform/export.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 
@@ -187,9 +188,13 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// hold. Never destroyed.
     [[nodiscard]] static Kr::KrBase& getReferenceRoot();
     [[nodiscard]] const ApplicationContext& getContext() const noexcept { return _context; }
-    /// Registering twice is registering once. Borrowed: unregister it before it dies. Any thread.
+    /// Registering twice is registering once. Borrowed: unregister it before it dies, on the thread of the application.
+    /// Any thread. docs/notification.md has the rules of a delivery.
     void registerListener(IApplicationListener* listener);
     void unregisterListener(IApplicationListener* listener);
+    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
+    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<IApplicationListener> listener);
     /// Adds the states of all content and all modules. Null is ignored.
     void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
     /// Saves and restores states of this application: its implementation is an ISimulationFileManager, its parameters

@@ -95,7 +95,7 @@ void KrApplication::_endLoop(int exitValue) {
     _exitRequested.store(false, std::memory_order_relaxed);  // served
     // Releases threads that wait for this one to deliver an event.
     _parts->events._stopRunning();
-    _parts->listeners.tell([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
+    _parts->listeners.notify([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
 }
 
 bool KrApplication::_frame() {
@@ -135,7 +135,7 @@ bool KrApplication::_runFrame() {
     KrEventDispatcher::postUpdate();
     _state->_runDelayedFunctions();
     if (!isPaused) _countFrame(entered);
-    all.listeners.tell([this](IApplicationListener& each) { each.onFrameEnded(this); });
+    all.listeners.notify([this](IApplicationListener& each) { each.onFrameEnded(this); });
     scope.end();
     if (!isInner) _state->_runBetweenFrames();
     return !_exitRequested.load(std::memory_order_relaxed);

@@ -58,12 +58,10 @@ void KrExtensionSorter::Listener::onConnectionAdded(Kr::KrConnectionBase*) {}
 void KrExtensionSorter::Listener::onConnectionRemoved(Kr::KrConnectionBase*) {}
 void KrExtensionSorter::Listener::onBuilt(std::uint32_t) {}
 
-template <class Tell>
-void KrExtensionSorter::State::tellListeners(const Tell& tell) noexcept {
-    listeners.forEach([&](Listener& listener) {
-        Kr::callGuarded(
-            kListener, [] { return std::string("KrExtensionSorter"); }, [&] { tell(listener); });
-    });
+template <class Call>
+void KrExtensionSorter::State::notify(const Call& call) const noexcept {
+    listeners.notify(
+        kListener, [] { return std::string("KrExtensionSorter"); }, call);
 }
 
 void KrExtensionSorter::State::tell(const Report& report) {
@@ -75,15 +73,19 @@ void KrExtensionSorter::State::tell(const Report& report) {
             Kr::logMessage(Kr::eLogLevel::kWarn, "        [%s]\n", path.c_str());
     }
     if (!report.wasBuilt) return;
-    tellListeners([&](Listener& listener) { listener.onBuilt(report.buildNumber); });
+    notify([&](Listener& listener) { listener.onBuilt(report.buildNumber); });
 }
 
 void KrExtensionSorter::registerListener(Listener* listener) {
-    static_cast<void>(_state->listeners.add(listener));
+    _state->listeners.add(listener);
+}
+
+KrData::DelegateConnection KrExtensionSorter::holdListener(std::shared_ptr<Listener> listener) {
+    return _state->listeners.hold(std::move(listener));
 }
 
 void KrExtensionSorter::unregisterListener(Listener* listener) {
-    static_cast<void>(_state->listeners.remove(listener));
+    _state->listeners.remove(listener);
 }
 
 // --- The graph -----------------------------------------------------------------------------------------------------
@@ -168,7 +170,7 @@ void KrExtensionSorter::addExtension(KrExtension* extension) {
         extension->_setSorterSlot(slot);
         _state->isBuilt = false;
     }
-    _state->tellListeners([&](Listener& listener) { listener.onExtensionAdded(extension); });
+    _state->notify([&](Listener& listener) { listener.onExtensionAdded(extension); });
 }
 
 void KrExtensionSorter::removeExtension(KrExtension* extension) {
@@ -188,7 +190,7 @@ void KrExtensionSorter::removeExtension(KrExtension* extension) {
         _state->closeExtensionGaps();
         _state->isBuilt = false;
     }
-    _state->tellListeners([&](Listener& listener) { listener.onExtensionRemoved(extension); });
+    _state->notify([&](Listener& listener) { listener.onExtensionRemoved(extension); });
 }
 
 namespace {
@@ -219,7 +221,7 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
     }
     const Kr::KrBasePointer life(connection);
     const bool isTracked = life.getAddress() != nullptr;
-    _state->tellListeners([&](Listener& listener) {
+    _state->notify([&](Listener& listener) {
         // Skips a connection that an earlier listener has destroyed.
         if (!isTracked || life.get() != nullptr) listener.onConnectionAdded(connection);
     });
@@ -241,7 +243,7 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
         connection->_setRegisteredInSorter(false);
         _state->isBuilt = false;
     }
-    _state->tellListeners([&](Listener& listener) { listener.onConnectionRemoved(connection); });
+    _state->notify([&](Listener& listener) { listener.onConnectionRemoved(connection); });
 }
 
 void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connection) {

@@ -15,6 +15,7 @@
 #include "kr/platform/array.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 
@@ -100,9 +101,12 @@ public:
     /// their fields. Extensions of cycles are red, connections that order nothing dashed.
     void toDot(std::ostream& stream) const;
     /// Registering twice is registering once. The listener is borrowed: unregister it before it dies, and not on
-    /// another thread while it may be called.
+    /// another thread while it may be called. docs/notification.md has the rules of a delivery.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
+    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
+    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<Listener> listener);
 
     // --- For connections and extensions ----------------------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);

@@ -73,9 +73,9 @@ void KrObject::_dismiss(KrExtension& extension) noexcept {
     extension._setOwner(nullptr);
     extension._setApplicationContext({});
     if (auto* child = asObject(&extension)) {
-        _listeners.forEach([&](Listener& listener) {
-            if (listener.isRecursive()) child->unregisterListener(&listener);
-        });
+        for (Kr::ListenerList<Listener>::Delivery delivery(_listeners); auto* listener = delivery.next();) {
+            if (listener->isRecursive()) child->unregisterListener(listener);
+        }
     }
     _leaving = leaving.outer;
 }
@@ -281,11 +281,12 @@ void KrObject::_addExtensionToList(KrExtension* extension) {
             [&] { implementation->onExtensionAdded(extension); }, this);
     }
     if (extension->getOwner() != this) return;
-    const bool isTold = _tellListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
-                                       [&](Listener& listener) {
-                                           if (auto* child = asObject(extension)) child->registerListener(&listener);
-                                       });
-    if (!isTold) {
+    const bool areNotified = _notifyListeners([&](Listener& listener) { listener.onExtensionAdded(this, extension); },
+                                              [&](Listener& listener, const std::shared_ptr<Listener>& itsHolder) {
+                                                  if (auto* child = asObject(extension))
+                                                      child->_register(listener, itsHolder);
+                                              });
+    if (!areNotified) {
         _takeBack(*extension, before);
         throw std::bad_alloc();
     }
@@ -364,37 +365,79 @@ void KrObject::_removeExtension(KrExtension* extension) {
     const auto taken = _takeFromList(extension);
     _leaving = leaving.outer;
     extension->_setApplicationContext({});
-    _tellListeners([&](Listener& listener) { listener.onExtensionRemoved(this, extension); },
-                   [&](Listener& listener) {
-                       if (auto* child = asObject(extension)) child->unregisterListener(&listener);
-                   });
+    _notifyListeners([&](Listener& listener) { listener.onExtensionRemoved(this, extension); },
+                     [&](Listener& listener, const std::shared_ptr<Listener>&) {
+                         if (auto* child = asObject(extension)) child->unregisterListener(&listener);
+                     });
 }
 
 // --- Listeners -----------------------------------------------------------------------------------------------------
 
-template <class Tell, class IfRecursive>
-bool KrObject::_tellListeners(const Tell& tell, const IfRecursive& ifRecursive) noexcept {
+namespace {
+
+/// Ends the registration at the object and at all below it.
+class HeldObjectListener final : public KrData::detail::DelegateRegistration {
+public:
+    HeldObjectListener(KrObject& object, std::shared_ptr<KrObject::Listener> listener, KrData::DelegateConnection own)
+        : _object(&object), _listener(std::move(listener)), _own(std::move(own)) {}
+    void disconnect() noexcept override {
+        const auto listener = std::exchange(_listener, nullptr);
+        if (const auto object = listener ? _object.lock() : nullptr) object->unregisterListener(listener.get());
+        _own.disconnect();
+    }
+    [[nodiscard]] bool isConnected() const noexcept override { return _own.isConnected(); }
+
+private:
+    Kr::KrWeakPtr<KrObject> _object;
+    std::shared_ptr<KrObject::Listener> _listener;
+    KrData::DelegateConnection _own;  // the registration at the object itself
+};
+
+}  // namespace
+
+template <class Call, class IfRecursive>
+bool KrObject::_notifyListeners(const Call& call, const IfRecursive& ifRecursive) noexcept {
     bool isWhole = true;
-    _listeners.forEach([&](Listener& listener) {
+    for (Kr::ListenerList<Listener>::Delivery delivery(_listeners); auto* listener = delivery.next();) {
         try {
             Kr::callGuardedButMemory(
-                detail::kObjectListener, [this] { return getName(); }, [&] { tell(listener); });
-            if (_listeners.contains(&listener) && listener.isRecursive()) ifRecursive(listener);
+                detail::kObjectListener, [this] { return getName(); }, [&] { call(*listener); });
+            if (delivery.isStillListed() && listener->isRecursive()) ifRecursive(*listener, delivery.held());
         } catch (const std::bad_alloc&) {
             isWhole = false;
         }
-    });
+    }
     return isWhole;
 }
 
-void KrObject::registerListener(Listener* listener) {
-    if (!_listeners.add(listener) || !listener->isRecursive()) return;
+void KrObject::_register(Listener& listener, const std::shared_ptr<Listener>& held) {
+    if (held ? _listeners.add(held) : _listeners.add(&listener)) _registerBelow(listener, held);
+}
+
+void KrObject::_registerBelow(Listener& listener, const std::shared_ptr<Listener>& held) {
+    if (!listener.isRecursive()) return;
     try {
         for (const auto& extension : _getExtensions()) {
-            if (auto* child = asObject(extension.get())) child->registerListener(listener);
+            if (auto* child = asObject(extension.get())) child->_register(listener, held);
         }
     } catch (...) {
-        unregisterListener(listener);
+        unregisterListener(&listener);
+        throw;
+    }
+}
+
+void KrObject::registerListener(Listener* listener) {
+    if (listener != nullptr) _register(*listener, nullptr);
+}
+
+KrData::DelegateConnection KrObject::holdListener(std::shared_ptr<Listener> listener) {
+    auto own = _listeners.hold(listener);
+    if (!own.isConnected()) return {};
+    _registerBelow(*listener, listener);
+    try {
+        return KrData::DelegateConnection(Kr::makeSmart<HeldObjectListener>(*this, listener, std::move(own)));
+    } catch (...) {
+        unregisterListener(listener.get());
         throw;
     }
 }

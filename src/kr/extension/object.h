@@ -20,8 +20,9 @@
 #include "kr/platform/array.h"
 #include "kr/platform/export.h"
 #include "kr/platform/fixed_string.h"
-#include "kr/platform/listener_slots.h"
 #include "kr/platform/unique_names.h"
+#include "kr/signals/delegate_connection.h"
+#include "kr/signals/listener_list.h"
 
 namespace KrSim {
 
@@ -80,9 +81,14 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] IObject* getObjectImplementation() const noexcept;
 
     /// Registering twice is registering once. The listener is borrowed: unregister it before it dies. A recursive one
-    /// is registered on all child objects, too, those that come later included.
+    /// is registered on all child objects, too, those that come later included. docs/notification.md has the rules of a
+    /// delivery.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
+    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
+    /// registration and the calls under way have ended. An empty handle when it is registered already. Only for an
+    /// object that is held by a KrSmartPtr.
+    [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<Listener> listener);
 
     // --- Definitions and instances ---------------------------------------------------------------------------------
     /// An instance of this definition, brought in line with it. Null, with an error, for an instance, for an ID that
@@ -212,9 +218,12 @@ private:
     void _setContextAndAdd(KrExtension* extension);
     Kr::KrSmartPtr<KrExtension> _takeFromList(KrExtension* extension);
     void _takeBack(KrExtension& extension, const std::string& name) noexcept;
+    /// \param held  the listener, to be kept while it is registered; null where it is borrowed.
+    void _register(Listener& listener, const std::shared_ptr<Listener>& held);
+    void _registerBelow(Listener& listener, const std::shared_ptr<Listener>& held);
     /// False when memory ran out in a listener.
-    template <class Tell, class IfRecursive>
-    bool _tellListeners(const Tell& tell, const IfRecursive& ifRecursive) noexcept;
+    template <class Call, class IfRecursive>
+    bool _notifyListeners(const Call& call, const IfRecursive& ifRecursive) noexcept;
     void _dismiss(KrExtension& extension) noexcept;
     [[nodiscard]] Kr::KrSmartPtr<KrObject> _makeOfSameType(const char* errorFormat) const;
     bool _sync(KrCloneMap::Values values);
@@ -233,7 +242,7 @@ private:
     std::size_t _changeCount{0};
     ApplicationContext _application;  // that of the fields, for threads that add and remove
     mutable std::mutex _listMutex;    // guards the seven above
-    Kr::ListenerSlots<Listener> _listeners;
+    Kr::ListenerList<Listener> _listeners;
     Kr::KrString<512> _definitionFileName;
     KrContentReference _definition;
     std::unique_ptr<detail::OutsideConnections> _outsideConnections;

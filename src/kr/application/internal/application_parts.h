@@ -25,10 +25,10 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
         : application(itsApplication), pacer(clock, &itsApplication._exitRequested) {}
 
     void _onExtensionEntered(KrExtension& extension) override {
-        listeners.tell([&](IApplicationListener& each) { each.onExtensionAdded(&application, &extension); });
+        listeners.notify([&](IApplicationListener& each) { each.onExtensionAdded(&application, &extension); });
     }
     void _onExtensionLeft(KrExtension& extension) override {
-        listeners.tell([&](IApplicationListener& each) { each.onExtensionRemoved(&application, &extension); });
+        listeners.notify([&](IApplicationListener& each) { each.onExtensionRemoved(&application, &extension); });
     }
 
     /// A module whose removal is under way, and the one around it.

@@ -12,7 +12,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
-#include "kr/platform/listener_slots.h"
+#include "kr/signals/listener_list.h"
 
 namespace KrSim {
 
@@ -64,7 +64,7 @@ struct KrExtensionSorter::State {
     bool hasExtensionLeft{false};      // since the last build, so that edges may have lost their ends
     detail::ExecutionOrder order;      // numbers of extensions
     std::vector<std::uint32_t> ranks;  // of each extension in the order
-    Kr::ListenerSlots<Listener> listeners;
+    Kr::ListenerList<Listener> listeners;
 
     /// What a build found out, to be told without the lock.
     struct Report {
@@ -79,8 +79,8 @@ struct KrExtensionSorter::State {
     [[nodiscard]] bool isForeign(std::uint32_t extension) const noexcept;
     /// Logs and tells listeners. Without the mutex.
     void tell(const Report& report);
-    template <class Tell>
-    void tellListeners(const Tell& tell) noexcept;
+    template <class Call>
+    void notify(const Call& call) const noexcept;
     /// What a connection orders; kUnknown when it is invalid or excluded, or has an end at no registered extension, or
     /// both within one registered object.
     [[nodiscard]] static detail::ExecutionEdge edgeOf(const detail::ConnectionEnds& ends) noexcept;
