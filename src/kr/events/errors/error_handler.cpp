@@ -20,6 +20,7 @@
 #include "kr/platform/log_line.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
+#include "kr/signals/snapshot_list.h"
 
 namespace KrSim {
 
@@ -37,73 +38,21 @@ constexpr Kr::GuardTexts kSendTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal
 
 // --- Listeners -----------------------------------------------------------------------------------------------------
 
-class ListenerSignal;
+using LogListeners = Kr::CallbackList<const std::string&>;
 
-class LogListener final : public KrData::detail::DelegateRegistration {
-public:
-    LogListener(std::shared_ptr<ListenerSignal> signal, KrErrorHandler::Listener function)
-        : _signal(std::move(signal)), _function(std::move(function)) {}
-    void disconnect() noexcept override;
-    [[nodiscard]] bool isConnected() const noexcept override { return _isLive.load(); }
+/// The listeners while the handler is installed. Threads that log share them, and may still notify them after that.
+std::shared_ptr<LogListeners> makeListeners() {
+    return {new LogListeners, [](LogListeners* listeners) { listeners->close(); }};
+}
 
-    void end() noexcept { _isLive.store(false); }
-    void call(const std::string& text) const {
-        if (_isLive.load()) _function(text);
+void notify(LogListeners& listeners, const std::string& text) {
+    const LogListeners::Reader reader(&listeners);
+    for (std::uint32_t i = 0; i < reader.size(); ++i) {
+        const auto* function = reader[i];
+        if (function == nullptr) continue;
+        Kr::callGuarded(
+            kListenerTexts, [] { return std::string("log"); }, [&] { (*function)(text); });
     }
-
-private:
-    std::shared_ptr<ListenerSignal> _signal;
-    KrErrorHandler::Listener _function;
-    std::atomic<bool> _isLive{true};
-};
-
-class ListenerSignal {
-public:
-    void add(Kr::KrSmartPtr<LogListener> listener) {
-        const std::lock_guard lock(_mutex);
-        _listeners.push_back(std::move(listener));
-    }
-
-    void remove(const LogListener* listener) noexcept {
-        Kr::KrSmartPtr<LogListener> removed;  // its function is destroyed after the lock
-        const std::lock_guard lock(_mutex);
-        const auto found = std::find_if(_listeners.begin(), _listeners.end(),
-                                        [&](const auto& each) { return each.get() == listener; });
-        if (found == _listeners.end()) return;
-        removed = std::move(*found);
-        _listeners.erase(found);
-    }
-
-    void call(const std::string& text) {
-        for (const auto& listener : _snapshot()) {
-            Kr::callGuarded(
-                kListenerTexts, [] { return std::string("log"); }, [&] { listener->call(text); });
-        }
-    }
-
-    void end() noexcept {
-        std::vector<Kr::KrSmartPtr<LogListener>> ended;
-        {
-            const std::lock_guard lock(_mutex);
-            ended.swap(_listeners);
-        }
-        for (const auto& listener : ended)
-            listener->end();
-    }
-
-private:
-    [[nodiscard]] std::vector<Kr::KrSmartPtr<LogListener>> _snapshot() {
-        const std::lock_guard lock(_mutex);
-        return _listeners;
-    }
-
-    std::mutex _mutex;  // guards the list
-    std::vector<Kr::KrSmartPtr<LogListener>> _listeners;
-};
-
-void LogListener::disconnect() noexcept {
-    end();
-    _signal->remove(this);
 }
 
 // --- State ---------------------------------------------------------------------------------------------------------
@@ -153,7 +102,7 @@ struct State {
     std::condition_variable publishingEnded;
     bool isOfApplications{false};  // installed by an application: the end of the last one removes the handler
     Kr::LogHandler previousHandler{nullptr};
-    std::shared_ptr<ListenerSignal> signal;
+    std::shared_ptr<LogListeners> listeners;
     std::shared_ptr<Sink> sink;                         // null: messages are not published
     std::vector<std::shared_ptr<Sink>> ofApplications;  // in the order of their making
     std::string lastDispatched;
@@ -163,28 +112,28 @@ struct State {
         return state;
     }
 
-    [[nodiscard]] std::shared_ptr<ListenerSignal> getSignal() {
+    [[nodiscard]] std::shared_ptr<LogListeners> getListeners() {
         const std::lock_guard lock(mutex);
-        return signal;
+        return listeners;
     }
     // Under the lock:
 
     /// \param put  puts LogHandler behind the log, unless it answers false.
     template <class Put>
     [[nodiscard]] bool install(const Put& put) {
-        auto made = std::make_shared<ListenerSignal>();
+        auto made = makeListeners();
         if (!put()) return false;
-        signal = std::move(made);
+        listeners = std::move(made);
         isInstalled = true;
         return true;
     }
     /// The listeners are to be ended without the lock; null when the handler is not installed.
-    [[nodiscard]] std::shared_ptr<ListenerSignal> uninstall() {
+    [[nodiscard]] std::shared_ptr<LogListeners> uninstall() {
         if (!isInstalled.exchange(false)) return nullptr;
         isOfApplications = false;
         Kr::replaceLogHandler(&KrErrorHandler::LogHandler, std::exchange(previousHandler, nullptr));
         lastDispatched.clear();
-        return std::move(signal);
+        return std::move(listeners);
     }
     [[nodiscard]] bool isUsable(const std::shared_ptr<Sink>& each) const {
         return each == sink || std::find(ofApplications.begin(), ofApplications.end(), each) != ofApplications.end();
@@ -260,7 +209,7 @@ void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
 
 void callListeners(const std::string& text) {
     if (!Handling::isTold()) return;
-    if (const auto signal = State::instance().getSignal()) signal->call(text);
+    if (const auto listeners = State::instance().getListeners()) notify(*listeners, text);
 }
 
 void endAfterFatal() {
@@ -301,12 +250,12 @@ void KrErrorHandler::Register() {
 
 void KrErrorHandler::Unregister() {
     auto& state = State::instance();
-    std::shared_ptr<ListenerSignal> signal;
+    std::shared_ptr<LogListeners> listeners;
     {
         const std::lock_guard lock(state.mutex);
-        signal = state.uninstall();
+        listeners = state.uninstall();
     }
-    if (signal) signal->end();
+    if (listeners) listeners->clear();
 }
 
 void KrErrorHandler::setEventManager(EventManager* manager) {
@@ -336,14 +285,14 @@ void KrErrorHandler::_addApplication(EventManager& manager) {
 
 void KrErrorHandler::_removeApplication(const EventManager& manager) {
     auto& state = State::instance();
-    std::shared_ptr<ListenerSignal> signal;  // its listeners are destroyed after the lock
+    std::shared_ptr<LogListeners> listeners;  // destroyed after the lock
     std::unique_lock lock(state.mutex);
     const auto found = std::find_if(state.ofApplications.begin(), state.ofApplications.end(),
                                     [&](const auto& each) { return each->manager == &manager; });
     if (found == state.ofApplications.end()) return;
     const auto own = std::move(*found);
     state.ofApplications.erase(found);
-    if (state.ofApplications.empty() && state.isOfApplications) signal = state.uninstall();
+    if (state.ofApplications.empty() && state.isOfApplications) listeners = state.uninstall();
     auto current = state.sink;  // another one for the same manager, when the host has set it
     if (current && current->manager == &manager) {
         state.sink = state.ofApplications.empty() ? nullptr : state.ofApplications.back();
@@ -351,15 +300,12 @@ void KrErrorHandler::_removeApplication(const EventManager& manager) {
     }
     waitFor(own, lock);
     lock.unlock();
-    if (signal) signal->end();
+    if (listeners) listeners->clear();
 }
 
 KrData::DelegateConnection KrErrorHandler::registerListener(Listener listener) {
-    auto signal = State::instance().getSignal();
-    if (!signal || !listener) return {};
-    const Kr::KrSmartPtr<LogListener> entry(new LogListener(signal, std::move(listener)));
-    signal->add(entry);
-    return KrData::DelegateConnection(entry);
+    const auto listeners = State::instance().getListeners();
+    return listeners && listener ? listeners->add(std::move(listener)) : KrData::DelegateConnection();
 }
 
 // --- A message -----------------------------------------------------------------------------------------------------

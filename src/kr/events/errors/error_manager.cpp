@@ -1,12 +1,8 @@
 #include "kr/events/errors/error_manager.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <set>
 #include <utility>
-#include <vector>
 
 #include "kr/events/errors/error_events.h"
 #include "kr/events/errors/error_handler.h"
@@ -15,6 +11,7 @@
 #include "kr/events/event_manager.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/process.h"
+#include "kr/signals/listener_list.h"
 
 namespace KrSim {
 
@@ -60,6 +57,8 @@ ErrorManager::Listener::~Listener() = default;
 
 class ErrorManager::Implementation {
 public:
+    using Listeners = Kr::ListenerList<Listener>;
+
     explicit Implementation(EventManager* manager) {
         if (manager == nullptr) return;
         _enterErrorEventNames();
@@ -72,44 +71,18 @@ public:
     }
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
-    ~Implementation() {
-        const std::lock_guard lock(_listeners->mutex);
-        _listeners->all.clear();
-    }
+    ~Implementation() { _listeners->clear(); }
 
-    void add(Listener* listener) {
-        const std::lock_guard lock(_listeners->mutex);
-        _listeners->all.insert(listener);
-    }
-
-    void remove(Listener* listener) {
-        const std::lock_guard lock(_listeners->mutex);
-        _listeners->all.erase(listener);
-    }
+    [[nodiscard]] Listeners& getListeners() const noexcept { return *_listeners; }
 
 private:
-    struct Listeners {
-        std::mutex mutex;  // guards the next member
-        std::set<Listener*, std::less<>> all;
-
-        [[nodiscard]] bool contains(Listener* listener) {
-            const std::lock_guard lock(mutex);
-            return all.contains(listener);
-        }
-        [[nodiscard]] std::vector<Listener*> snapshot() {
-            const std::lock_guard lock(mutex);
-            return {all.begin(), all.end()};
-        }
-    };
-
-    static void _onMessage(Listeners& listeners, const EventData& data) {
+    static void _onMessage(const Listeners& listeners, const EventData& data) {
         std::string sender;
         std::string text;
         int level = 0;
         std::int64_t time = 0;
         if (!readWhole(kErrorMessageEventName, data, sender, text, level, time)) return;
-        for (auto* listener : listeners.snapshot()) {
-            if (!listeners.contains(listener)) continue;
+        for (Listeners::Delivery delivery(listeners); auto* listener = delivery.nextByAddress();) {
             Kr::callGuarded(
                 kOnMessageTexts, [&] { return sender; },
                 [&] { listener->onMessage(Listener::kLogMessage, toLevel(level), text, sender, time); });
@@ -141,11 +114,15 @@ ErrorManager::ErrorManager(EventManager* manager)
 ErrorManager::~ErrorManager() = default;
 
 void ErrorManager::registerListener(Listener* listener) {
-    if (listener != nullptr) _implementation->add(listener);
+    _implementation->getListeners().add(listener);
+}
+
+KrData::DelegateConnection ErrorManager::holdListener(std::shared_ptr<Listener> listener) {
+    return _implementation->getListeners().hold(std::move(listener));
 }
 
 void ErrorManager::unregisterListener(Listener* listener) {
-    _implementation->remove(listener);
+    _implementation->getListeners().remove(listener);
 }
 
 void ErrorManager::setLogLevel(Kr::eLogLevel level, const std::string& target) {

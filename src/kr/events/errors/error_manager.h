@@ -7,6 +7,7 @@
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/log.h"
+#include "kr/signals/delegate_connection.h"
 
 namespace KrSim {
 
@@ -26,9 +27,13 @@ public:
     ErrorManager& operator=(const ErrorManager&) = delete;
     virtual ~ErrorManager();
 
-    /// Null is ignored; a listener is held once. Listeners are called in the order of their addresses.
+    /// Null is ignored; registering twice is registering once. Listeners are called in the order of their addresses.
+    /// docs/notification.md has the rules of a delivery.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
+    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
+    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<Listener> listener);
 
     /// Sets the threshold of the log: here now, elsewhere when the event arrives.
     void setLogLevel(Kr::eLogLevel level, const std::string& target);
