@@ -11,9 +11,7 @@ namespace KrData::detail {
 /// The connections at one end of a field, in the order of addition. One word, as most fields have one connection or
 /// none; more stand in a list behind it. For fields only.
 ///
-/// There, each connection knows its slot, so membership and removal take constant time. A removed one leaves an empty
-/// slot, so that a walk by index stays in place; the slots close up when no walk is under way and half of them are
-/// empty.
+/// There, each connection knows its place, so membership and removal take constant time (Kr::WalkList).
 class ConnectionList {
 public:
     ConnectionList() noexcept = default;
@@ -37,22 +35,18 @@ public:
     /// The same, but null also when there ever were others.
     [[nodiscard]] Kr::KrConnectionBase* onlyEver() const noexcept { return _hasMany() ? nullptr : _single(); }
 
-    // A walk, while there is no only one: slots may be empty, and more may follow while it goes on.
-    [[nodiscard]] std::size_t slotCount() const noexcept;
-    [[nodiscard]] Kr::KrConnectionBase* slot(std::size_t index) const noexcept;
-    void beginWalk() const noexcept;
-    void endWalk() const noexcept;
+    struct Many;
+    /// The list of those that are, or were, more than one, which is walked over while others change it; null before.
+    [[nodiscard]] Many* many() const noexcept {
+        return _hasMany() ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
+    }
 
 private:
-    struct Many;
     static constexpr std::uintptr_t kIsMany = 1;
 
     [[nodiscard]] bool _hasMany() const noexcept { return (_word & kIsMany) != 0; }
     [[nodiscard]] Kr::KrConnectionBase* _single() const noexcept {
         return reinterpret_cast<Kr::KrConnectionBase*>(_word);
-    }
-    [[nodiscard]] Many* _many() const noexcept {
-        return _hasMany() ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
     }
     [[nodiscard]] Kr::KrConnectionBase* _onlyOfMany() const noexcept;
 

@@ -78,15 +78,15 @@ void FieldBase::_detachFromEverything() noexcept {
     if (_has(kHasProxies)) proxies.emplace(_rareIfAny()->proxies);
     // First of all, so that a handle which ends on another thread does not find half a field.
     if (auto* rare = _rareIfAny()) {
-        if (rare->liveness) rare->liveness->_fieldDied();
+        if (rare->liveness) rare->liveness->end();
         if (auto* observers = rare->observers.exchange(nullptr)) observers->close();
         if (auto* observers = rare->propertyObservers.exchange(nullptr)) observers->close();
     }
     if (_parent != nullptr) _parent->_onChildDies(*this);
     _dropConnections();
-    for (std::size_t i = 0; proxies && i < proxies->places().size(); ++i) {
-        if (auto* proxy = proxies->places()[i]) proxy->_onLinkedFieldDied();
-    }
+    if (!proxies) return;
+    for (detail::ProxyList::Walk walk(proxies->proxies()); auto* proxy = walk.next();)
+        proxy->_onLinkedFieldDied();
 }
 
 FieldBase& FieldBase::getInvalidField() {
@@ -326,11 +326,10 @@ void FieldBase::setMetadata(eMetadata bits, bool on) {
     }
 }
 
-detail::FieldLiveness& FieldBase::_getLiveness() const {
+const Kr::KrSmartPtr<Kr::Liveness<FieldBase>>& FieldBase::_getLiveness() const {
     auto& liveness = _rareState().liveness;
-    if (!liveness)
-        liveness = Kr::KrSmartPtr<detail::FieldLiveness>(new detail::FieldLiveness(const_cast<FieldBase*>(this)));
-    return *liveness;
+    if (!liveness) liveness = Kr::makeSmart<Kr::Liveness<FieldBase>>(const_cast<FieldBase*>(this));
+    return liveness;
 }
 
 detail::FieldRareState& FieldBase::_rareState() const {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -25,11 +26,11 @@
 #include "kr/platform/export.h"
 #include "kr/platform/pooled_object.h"
 #include "kr/signals/delegate_connection.h"
+#include "kr/signals/liveness.h"
 
 namespace KrData {
 
 namespace detail {
-class FieldLiveness;
 class NotificationFrame;
 struct FieldRareState;
 }  // namespace detail
@@ -185,8 +186,13 @@ public:
     [[nodiscard]] DelegateConnection addPropertyObserver(Observer observer);
     /// Whether a change would notify anything, proxies included; a producer of costly values may ask first.
     [[nodiscard]] bool hasWatchers() const;
+    /// Registering twice is registering once. Borrowed: unregister it before it dies. docs/notification.md has the
+    /// rules of a delivery.
     void registerListener(FieldListener* listener);
     void unregisterListener(FieldListener* listener);
+    /// The same for a listener that is shared: it lives until the handle ends the registration and the calls under way
+    /// have ended. An empty handle when it is registered already.
+    [[nodiscard]] DelegateConnection holdListener(std::shared_ptr<FieldListener> listener);
 
     // --- For connections and owners, not for plug-ins --------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
@@ -233,7 +239,7 @@ public:
     void _notifyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedToChildren(const FieldBase& changed) const;
     void _notifyPropertyChanged() const { _notifyPropertyChangedToParents(*this); }
-    [[nodiscard]] detail::FieldLiveness& _getLiveness() const;
+    [[nodiscard]] const Kr::KrSmartPtr<Kr::Liveness<FieldBase>>& _getLiveness() const;
     /// The owner behind getOwnerExtension, or null; the top container of an extension overrides it.
     [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
     /// What stands before this field in its path: the parent, or the vector of a vector item.

@@ -1,6 +1,5 @@
 // How a field tells the world: state flags, connections, observers, and the order of a notification.
 
-#include <algorithm>
 #include <utility>
 
 #include "kr/core/base_pointer.h"
@@ -11,6 +10,7 @@
 #include "kr/data/field_listener.h"
 #include "kr/data/full_path.h"
 #include "kr/data/i_field_owner.h"
+#include "kr/data/internal/connection_slots.h"
 #include "kr/data/internal/field_rare_state.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
@@ -22,7 +22,6 @@
 namespace KrData {
 
 namespace detail {
-thread_local constinit NotificationFrame* NotificationFrame::_top = nullptr;
 thread_local constinit OrphanedProxies* OrphanedProxies::_top = nullptr;
 }  // namespace detail
 
@@ -128,8 +127,10 @@ bool FieldBase::_isLastRangeReader(const Kr::KrConnectionBase& connection) const
         return sink != nullptr && sink->getDataType() == Types::kVector && each.isEnabled() &&
                !each._isExcludedFromOrdering();
     };
-    for (auto i = _outgoing.slotCount(); i > 0; --i) {
-        const auto* each = _outgoing.slot(i - 1);
+    const auto* many = _outgoing.many();
+    if (many == nullptr) return true;
+    for (auto i = many->places().size(); i > 0; --i) {
+        const auto* each = many->places()[i - 1];
         if (each == &connection) return true;
         if (each != nullptr && reads(*each)) return false;
     }
@@ -138,20 +139,11 @@ bool FieldBase::_isLastRangeReader(const Kr::KrConnectionBase& connection) const
 
 void FieldBase::_tellConnectionsOfMove() const {
     const detail::NotificationFrame frame(*this, *this);
-    const auto tellAll = [&frame](const detail::ConnectionList& list) {
-        const auto connections = list.connections();
-        // Listeners may destroy connections and fields.
-        const std::vector<Kr::KrBasePointer> living(connections.begin(), connections.end());
-        for (std::size_t i = 0; i < living.size(); ++i) {
-            if (living[i].get() != nullptr) connections[i]->_onFieldMoved();
-            if (frame.fieldDied()) return false;
-        }
-        return true;
-    };
-    if (const auto* rare = _rareIfAny(); rare != nullptr && rare->incoming.size() != 0 && !tellAll(rare->incoming)) {
-        return;
-    }
-    if (_has(kHasOutgoing) && !tellAll(_outgoing)) return;
+    const auto onMoved = [](Kr::KrConnectionBase& connection) { connection._onFieldMoved(); };
+    if (const auto* rare = _rareIfAny()) detail::forEachConnection(rare->incoming, onMoved);
+    if (frame.fieldDied()) return;
+    detail::forEachConnection(_outgoing, onMoved);
+    if (frame.fieldDied()) return;
     for (std::size_t i = 0; i < getChildren().size(); ++i) {
         getChildren()[i]->_tellConnectionsOfMove();
         if (frame.fieldDied()) return;
@@ -221,19 +213,18 @@ detail::ObserverList& listIn(std::atomic<detail::ObserverList*>& slot, FieldBase
                              detail::ObserverList::PresenceChanged changed) {
     auto* list = slot.load(std::memory_order_acquire);
     if (list != nullptr) return *list;
-    auto* made = new detail::ObserverList(field, changed);
+    auto* made = new detail::ObserverList(&field, changed);
     if (slot.compare_exchange_strong(list, made, std::memory_order_acq_rel)) return *made;
     made->close();
     return *list;
 }
 
-void ignorePresence(FieldBase&, bool) {}
-
 }  // namespace
 
 DelegateConnection FieldBase::addObserver(Observer observer) {
     if (!observer || !isValid()) return {};
-    const auto changed = [](FieldBase& field, bool present) {
+    const auto changed = [](void* source, bool present) {
+        auto& field = *static_cast<FieldBase*>(source);
         const std::lock_guard lock(detail::treeMutex());
         field._setState(kHasObservers, present);
         field._passWatchingToChildren(kAncestorObserved);
@@ -244,7 +235,7 @@ DelegateConnection FieldBase::addObserver(Observer observer) {
 
 DelegateConnection FieldBase::addPropertyObserver(Observer observer) {
     if (!observer || !isValid()) return {};
-    return listIn(_rareState().propertyObservers, *this, ignorePresence).add(std::move(observer));
+    return listIn(_rareState().propertyObservers, *this, nullptr).add(std::move(observer));
 }
 
 void FieldBase::_clearObservers() {
@@ -261,38 +252,33 @@ bool FieldBase::hasWatchers() const {
 
 void FieldBase::registerListener(FieldListener* listener) {
     if (listener == nullptr || !isValid()) return;
-    auto& listeners = _rareState().listeners;
-    if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end()) listeners.push_back(listener);
+    _rareState().listeners.add(listener);
+}
+
+DelegateConnection FieldBase::holdListener(std::shared_ptr<FieldListener> listener) {
+    return isValid() ? _rareState().listeners.hold(std::move(listener)) : DelegateConnection();
 }
 
 void FieldBase::unregisterListener(FieldListener* listener) {
-    auto* rare = _rareIfAny();
-    if (rare == nullptr || listener == nullptr) return;
-    auto& listeners = rare->listeners;
-    std::replace(listeners.begin(), listeners.end(), listener, static_cast<FieldListener*>(nullptr));
-    if (rare->listenerWalks == 0) std::erase(listeners, nullptr);
+    if (auto* rare = _rareIfAny()) rare->listeners.remove(listener);
 }
 
 void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*),
                                Kr::KrConnectionBase* connection) const {
-    auto* rare = _rareIfAny();
-    if (rare == nullptr || rare->listeners.empty()) return;
+    const auto* rare = _rareIfAny();
+    if (rare == nullptr) return;
+    Kr::ListenerList<FieldListener>::Delivery delivery(rare->listeners);
+    auto* listener = delivery.next();
+    if (listener == nullptr) return;
     const detail::NotificationFrame frame(*this, *this);
     const Kr::KrBasePointer life(connection);
     const bool isTracked = life.getAddress() != nullptr;
-    // From the list as it is, since destructors end here: places stay while it is walked over.
-    ++rare->listenerWalks;
-    const auto count = rare->listeners.size();
-    for (std::size_t i = 0; i < count; ++i) {
-        auto* listener = rare->listeners[i];
-        if (listener == nullptr) continue;
+    for (; listener != nullptr; listener = delivery.next()) {
         Kr::callGuarded(
             kListenerTexts, [&] { return frame.fieldDied() ? std::string("(dead field)") : _id.str(); },
             [&] { (listener->*told)(connection); });
-        if (frame.fieldDied()) return;
-        if (isTracked && life.get() == nullptr) break;  // deleted by the listener
+        if (isTracked && life.get() == nullptr) return;  // deleted by the listener
     }
-    if (--rare->listenerWalks == 0) std::erase(rare->listeners, nullptr);
 }
 
 // --- Notification --------------------------------------------------------------------------------------------------
@@ -326,7 +312,7 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned noise) const {
     }
     if (_has(kLocal)) {
         if (_has(kAncestorObserved | kAncestorConnected) && _parent != nullptr) _parent->_notifyChanged(changed);
-        observers.notify(changed, frame);
+        detail::notifyObservers(observers, changed, frame);
     } else if (_has(kAncestorConnected | kForceObservers) && _parent != nullptr) {
         _parent->_notifyChanged(changed);
     }
@@ -349,20 +335,10 @@ void FieldBase::_followChain(Kr::KrConnectionBase& first) {
 
 void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const {
     if (auto* only = _outgoing.only()) return only->transferValue(changed);
-    struct Walk {
-        const detail::ConnectionList& list;
-        const detail::NotificationFrame& frame;
-        ~Walk() {
-            if (!frame.fieldDied()) list.endWalk();
-        }
-    };
-    _outgoing.beginWalk();
-    const Walk walk{_outgoing, frame};
     // Connections made meanwhile have transferred the new value when they were made.
-    const auto count = walk.list.slotCount();
-    for (std::size_t i = 0; i < count; ++i) {
-        if (auto* connection = walk.list.slot(i)) connection->transferValue(changed);
-        if (frame.fieldDied() || frame.changedDied()) return;
+    for (detail::ConnectionList::Many::Walk walk(*_outgoing.many()); auto* connection = walk.next();) {
+        connection->transferValue(changed);
+        if (frame.changedDied()) return;
     }
 }
 
@@ -371,18 +347,8 @@ namespace {
 /// Until the field of the frame, or the one that has changed, is gone. Proxies that come meanwhile are left out.
 template <class Tell>
 void forEachProxy(detail::ProxyList& proxies, const detail::NotificationFrame& frame, const Tell& tell) {
-    struct Walk {
-        detail::ProxyList& list;
-        const detail::NotificationFrame& frame;
-        ~Walk() {
-            if (!frame.fieldDied()) list.endWalk();
-        }
-    };
-    proxies.beginWalk();
-    const Walk walk{proxies, frame};
-    const auto count = walk.list.places().size();
-    for (std::size_t i = 0; i < count; ++i) {
-        if (auto* proxy = walk.list.places()[i]) tell(*proxy);
+    for (detail::ProxyList::Walk walk(proxies); auto* proxy = walk.next();) {
+        tell(*proxy);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
 }
@@ -407,7 +373,7 @@ void FieldBase::_notifyObservers(const FieldBase& changed) const {
     const bool isLocal = _has(kLocal);
     if (_parent != nullptr && _has(isLocal ? kAncestorObserved | kAncestorConnected : kForceObservers))
         _parent->_notifyObservers(changed);
-    if (isLocal) observers.notify(changed, frame);
+    if (isLocal) detail::notifyObservers(observers, changed, frame);
 }
 
 void FieldBase::_addProxy(Proxy* proxy) {
@@ -425,9 +391,7 @@ void FieldBase::_removeProxy(Proxy* proxy) {
 
 std::vector<Proxy*> FieldBase::_getProxies() const {
     const auto* rare = _rareIfAny();
-    auto proxies = rare != nullptr ? rare->proxies.places() : std::vector<Proxy*>();
-    std::erase(proxies, nullptr);
-    return proxies;
+    return rare != nullptr ? rare->proxies.items() : std::vector<Proxy*>();
 }
 
 bool FieldBase::_tellPropertyObservers(const FieldBase& changed) const {
@@ -435,7 +399,7 @@ bool FieldBase::_tellPropertyObservers(const FieldBase& changed) const {
     auto* observers = rare != nullptr ? rare->propertyObservers.load(std::memory_order_acquire) : nullptr;
     if (observers == nullptr) return true;
     const detail::NotificationFrame frame(*this, changed);
-    detail::ObserverList::Reader(observers).notify(changed, frame);
+    detail::notifyObservers(detail::ObserverList::Reader(observers), changed, frame);
     return !frame.fieldDied() && !frame.changedDied();
 }
 

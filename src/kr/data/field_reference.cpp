@@ -4,12 +4,8 @@
 
 namespace KrData {
 
-namespace detail {
-FieldLiveness::~FieldLiveness() = default;
-}  // namespace detail
-
 FieldReference::FieldReference(FieldBase* field) {
-    if (field != nullptr && field->isValid()) _liveness = Kr::KrSmartPtr<detail::FieldLiveness>(&field->_getLiveness());
+    if (field != nullptr && field->isValid()) _liveness = field->_getLiveness();
 }
 
 }  // namespace KrData

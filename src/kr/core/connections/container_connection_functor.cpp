@@ -1,7 +1,7 @@
 #include "kr/core/connections/container_connection_functor.h"
 
-#include "kr/core/connections/internal/death_watch.h"
 #include "kr/core/connections/internal/functor_selection.h"
+#include "kr/signals/death_watch.h"
 
 namespace Kr {
 
@@ -31,7 +31,7 @@ ContainerConnectionFunctor::ContainerConnectionFunctor(const Container& source, 
 }
 
 ContainerConnectionFunctor::~ContainerConnectionFunctor() {
-    detail::DeathWatch::announce(_died);
+    DeathWatch::announce(this);
 }
 
 void ContainerConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
@@ -108,7 +108,7 @@ const ContainerConnectionFunctor::Pair* ContainerConnectionFunctor::_findPair(co
 
 void ContainerConnectionFunctor::transfer(const FieldBase& changed) {
     if (_isSinkSuspended()) return;
-    const detail::DeathWatch watch(_died);
+    const DeathWatch watch(this);
     _wasBlocked = false;
     _child = &changed != &_container ? childWith(_container, changed) : nullptr;
     if (_child == nullptr || (_areArrays && _container.size() != _sinkContainer.size())) {
@@ -128,10 +128,10 @@ void ContainerConnectionFunctor::_onBlocked(const FieldBase& changed) {
 }
 
 void ContainerConnectionFunctor::_transferAll() {
-    const bool* died = _died;  // of the transfer, which outlives this object
+    const DeathWatch watch(this);
     if (_areArrays && _container.size() != _sinkContainer.size()) {
         _sinkContainer.copyValue(_container);
-        if (*died || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
+        if (watch.died() || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
     }
     if (!_isPairedUp()) _pairUp();
     // By place, and looked at anew each time: observers of the sink may change both containers.
@@ -140,7 +140,7 @@ void ContainerConnectionFunctor::_transferAll() {
         if (!pair.functor || !_isCurrent(pair)) continue;
         _child = pair.source.get();
         pair.functor->run(*_child);
-        if (*died) return;
+        if (watch.died()) return;
     }
 }
 

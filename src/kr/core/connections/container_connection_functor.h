@@ -47,7 +47,6 @@ private:
     std::unordered_map<const KrData::FieldBase*, std::size_t> _places;
     const KrData::FieldBase* _child{nullptr};  // that is handed over; for comparison only
     bool _wasBlocked{false};                   // others have changed meanwhile
-    bool* _died{nullptr};                      // of the transfer under way
 };
 
 }  // namespace Kr

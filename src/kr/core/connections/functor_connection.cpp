@@ -5,13 +5,13 @@
 #include "kr/application/context/application_modes.h"
 #include "kr/core/connections/direct_connection_functor.h"
 #include "kr/core/connections/internal/connection_texts.h"
-#include "kr/core/connections/internal/death_watch.h"
 #include "kr/core/connections/internal/functor_selection.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/platform/log.h"
 #include "kr/platform/stack_room.h"
+#include "kr/signals/death_watch.h"
 
 namespace Kr {
 
@@ -20,7 +20,7 @@ using KrData::Types;
 using KrSim::KrExtensionSorter;
 
 KrFunctorConnection::~KrFunctorConnection() {
-    detail::DeathWatch::announce(std::exchange(_died, nullptr));
+    DeathWatch::announce(this);
     _end();
 }
 
@@ -46,7 +46,7 @@ bool KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique
     _setFields(&source, &sink);
     _update();
     // Whoever hears of it may destroy either field, which ends the connection, or the connection.
-    const detail::DeathWatch watch(_died);
+    const DeathWatch watch(this);
     const auto goesOn = [&] { return !watch.died() && isValid(); };
     source._addConnection(this);
     if (goesOn()) sink._addConnection(this);
@@ -56,7 +56,7 @@ bool KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique
 }
 
 bool KrFunctorConnection::_end() noexcept {
-    const detail::DeathWatch watch(_died);
+    const DeathWatch watch(this);
     if (_isRegisteredInSorter()) KrExtensionSorter::instance()._removeConnection(this);
     if (auto* source = watch.died() ? nullptr : getSource()) source->_removeConnection(this);
     if (auto* sink = watch.died() ? nullptr : getSink()) sink->_removeConnection(this);
@@ -118,7 +118,7 @@ void KrFunctorConnection::_finishCopy(KrFunctorConnection& made) const {
 
 void KrFunctorConnection::enable(bool transferNow) {
     if (!isValid()) return;
-    const detail::DeathWatch watch(_died);
+    const DeathWatch watch(this);
     _functor->enable(false);
     _update();
     if (!_isRegisteredInSorter()) KrExtensionSorter::instance()._addConnection(this);

@@ -31,8 +31,6 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
 
     void _onFieldDestroyed(const KrData::FieldBase& field) final;
     void _onFieldMoved() final;
-    /// For those who work on a connection while others may destroy it.
-    [[nodiscard]] bool*& _getDeathSlot() noexcept { return _died; }
 
 protected:
     /// Whether the roles of the fields must go together (the table of KrConnection), or none are looked at.
@@ -65,7 +63,6 @@ private:
     bool _doRolesFit{true};
     bool _isCopy{false};
     std::unique_ptr<ConnectionFunctor> _functor;
-    bool* _died{nullptr};  // of the innermost call under way that others may end so
 };
 
 }  // namespace Kr

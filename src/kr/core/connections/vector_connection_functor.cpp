@@ -1,6 +1,6 @@
 #include "kr/core/connections/vector_connection_functor.h"
 
-#include "kr/core/connections/internal/death_watch.h"
+#include "kr/signals/death_watch.h"
 
 namespace Kr {
 
@@ -17,7 +17,7 @@ VectorConnectionFunctor::VectorConnectionFunctor(const KrData::VectorBase& sourc
       _connection(connection) {}
 
 VectorConnectionFunctor::~VectorConnectionFunctor() {
-    detail::DeathWatch::announce(_died);
+    DeathWatch::announce(this);
 }
 
 void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
@@ -30,7 +30,7 @@ void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
     if (isLast || _ranges.size() > kManyRanges) _vector.clearChanges();
     _seenChanges = _vector._getChangeCount();
     _isInStep = false;
-    const detail::DeathWatch watch(_died);
+    const DeathWatch watch(this);
     if (_ranges.empty()) {
         _sinkVector.copyValue(_vector);
     } else {

@@ -28,7 +28,6 @@ private:
     KrData::VectorBase::ChangeRanges _ranges;
     std::uint64_t _seenChanges{0};
     bool _isInStep{false};  // the sink was made equal once
-    bool* _died{nullptr};   // of the transfer under way
 };
 
 }  // namespace Kr

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <forward_list>
 #include <memory>
-#include <vector>
 
 #include "kr/core/id.h"
 #include "kr/data/connection_list.h"
@@ -12,6 +10,7 @@
 #include "kr/data/field_reference.h"
 #include "kr/data/internal/observer_list.h"
 #include "kr/data/internal/proxy_list.h"
+#include "kr/signals/listener_list.h"
 
 namespace KrData::detail {
 
@@ -26,14 +25,13 @@ struct DeprecatedName {
 
 /// What few fields have, behind one pointer. The observer lists are made on any thread, the rest on the application's.
 struct FieldRareState {
-    Kr::KrSmartPtr<FieldLiveness> liveness;
+    Kr::KrSmartPtr<Kr::Liveness<FieldBase>> liveness;
     std::unique_ptr<FieldInternal> internal;
     std::atomic<ObserverList*> observers{nullptr};
     std::atomic<ObserverList*> propertyObservers{nullptr};
     ProxyList proxies;
     ConnectionList incoming;
-    std::vector<FieldListener*> listeners;  // null where one has gone while they are told
-    std::uint32_t listenerWalks{0};
+    Kr::ListenerList<FieldListener> listeners;
     std::forward_list<DeprecatedName> deprecatedNames;  // of containers
 };
 

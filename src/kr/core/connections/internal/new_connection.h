@@ -3,7 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "kr/core/connections/internal/death_watch.h"
+#include "kr/core/connections/functor_connection.h"
+#include "kr/signals/death_watch.h"
 
 namespace Kr::detail {
 
@@ -12,7 +13,8 @@ namespace Kr::detail {
 template <class Connection>
 class NewConnection {
 public:
-    NewConnection() : _made(std::make_unique<Connection>()), _watch(_made->_getDeathSlot()) {}
+    NewConnection()
+        : _made(std::make_unique<Connection>()), _watch(static_cast<const KrFunctorConnection*>(_made.get())) {}
     NewConnection(const NewConnection&) = delete;
     NewConnection& operator=(const NewConnection&) = delete;
     ~NewConnection() {
