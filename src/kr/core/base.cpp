@@ -11,6 +11,7 @@
 #include "kr/core/internal/live_set.h"
 #include "kr/core/internal/type_key.h"
 #include "kr/platform/guard.h"
+#include "kr/signals/walk_list.h"
 
 namespace Kr {
 
@@ -48,42 +49,46 @@ struct ClassRegistry {
 
 struct KrBase::Subscriptions {
     struct Entry {
-        Subscriber* subscriber;
-        std::shared_ptr<bool> isAlive;
-        std::uint32_t events;
+        KrSmartPtr<Liveness<Subscriber>> subscriber;
+        std::uint32_t events{0};
+
+        explicit operator bool() const noexcept { return subscriber != nullptr; }
     };
 
-    std::vector<Entry> entries;
-    int tellingDepth{0};      // entries keep their places while an event is told
-    bool isOwnerGone{false};  // destroyed by a subscriber that was being told
+    WalkList<Entry> entries;
+    bool isOwnerGone{false};  // destroyed by a subscriber that was being notified
     std::string lastName;     // of the owner that is gone
 
-    Entry* find(const Subscriber* subscriber) noexcept {
-        const auto it = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
-            return entry.subscriber == subscriber && entry.events != 0 && *entry.isAlive;
+    /// The place of the entry; the number of places when there is none.
+    [[nodiscard]] std::size_t find(const Subscriber* subscriber) const noexcept {
+        const auto& places = entries.places();
+        const auto found = std::find_if(places.begin(), places.end(), [&](const Entry& entry) {
+            return entry && entry.subscriber->get() == subscriber;
         });
-        return it == entries.end() ? nullptr : &*it;
+        return static_cast<std::size_t>(found - places.begin());
     }
-
-    void add(Subscriber& subscriber, const std::shared_ptr<bool>& isAlive, std::uint32_t events) {
-        if (Entry* entry = find(&subscriber)) {
-            entry->events |= events;
+    [[nodiscard]] std::uint32_t eventsOf(const Subscriber* subscriber) const noexcept {
+        const auto place = subscriber != nullptr ? find(subscriber) : entries.places().size();
+        return place < entries.places().size() ? entries.places()[place].events : 0;
+    }
+    void add(const KrSmartPtr<Liveness<Subscriber>>& subscriber, std::uint32_t events) {
+        const auto place = find(subscriber->get());
+        if (place < entries.places().size()) {
+            entries[place].events |= events;
         } else {
-            purge();
-            entries.push_back({&subscriber, isAlive, events});
+            removeDead();
+            entries.add({subscriber, events});
         }
     }
-
     void remove(const Subscriber* subscriber, std::uint32_t events) noexcept {
-        Entry* entry = find(subscriber);
-        if (!entry) return;
-        entry->events &= ~events;
-        purge();
+        const auto place = subscriber != nullptr ? find(subscriber) : entries.places().size();
+        if (place == entries.places().size()) return;
+        entries[place].events &= ~events;
+        if (entries[place].events == 0) entries.removeAt(place);
     }
-
-    void purge() noexcept {
-        if (tellingDepth > 0) return;
-        std::erase_if(entries, [](const Entry& entry) { return entry.events == 0 || !*entry.isAlive; });
+    /// Subscribers die without a word to the objects.
+    void removeDead() noexcept {
+        entries.removeIf([](const Entry& entry) { return entry.subscriber->get() == nullptr; });
     }
 };
 
@@ -211,11 +216,11 @@ KrBase::Subscriptions& KrBase::_makeSubscriptions() {
 }
 
 void KrBase::addSubscriber(Event event, Subscriber* subscriber) {
-    if (subscriber) _makeSubscriptions().add(*subscriber, subscriber->_getHandle(), bitOf(event));
+    if (subscriber) _makeSubscriptions().add(subscriber->_getLiveness(), bitOf(event));
 }
 
 void KrBase::addSubscriber(Subscriber* subscriber) {
-    if (subscriber) _makeSubscriptions().add(*subscriber, subscriber->_getHandle(), kAllEvents);
+    if (subscriber) _makeSubscriptions().add(subscriber->_getLiveness(), kAllEvents);
 }
 
 void KrBase::removeSubscriber(Event event, Subscriber* subscriber) {
@@ -227,19 +232,15 @@ void KrBase::removeSubscriber(Subscriber* subscriber) {
 }
 
 bool KrBase::isSubscribed(Event event, const Subscriber* subscriber) const {
-    if (!_subscriptions) return false;
-    const auto* entry = _subscriptions->find(subscriber);
-    return entry && (entry->events & bitOf(event)) != 0;
+    return _subscriptions && (_subscriptions->eventsOf(subscriber) & bitOf(event)) != 0;
 }
 
 bool KrBase::isSubscribed(const Subscriber* subscriber) const {
-    if (!_subscriptions) return false;
-    const auto* entry = _subscriptions->find(subscriber);
-    return entry && entry->events == kAllEvents;
+    return _subscriptions && _subscriptions->eventsOf(subscriber) == kAllEvents;
 }
 
 void KrBase::setConstructorSubscriber(Subscriber* subscriber) {
-    if (subscriber) subscriber->_getHandle();  // made here, because objects may be constructed on several threads
+    if (subscriber) subscriber->_getLiveness();  // made here, because objects may be constructed on several threads
     constructorSubscriber.store(subscriber, std::memory_order_release);
 }
 
@@ -254,16 +255,12 @@ void KrBase::_tellSubscribers(Event event) {
     const auto nameOf = [&]() -> const std::string& {
         return subscriptions->isOwnerGone ? subscriptions->lastName : _name;
     };
-    ++subscriptions->tellingDepth;
-    const std::size_t count = subscriptions->entries.size();
-    for (std::size_t i = 0; i < count && !subscriptions->isOwnerGone; ++i) {
-        const Subscriptions::Entry& entry = subscriptions->entries[i];
-        if ((entry.events & bitOf(event)) == 0 || !*entry.isAlive) continue;
-        Subscriber& subscriber = *entry.subscriber;
-        callGuarded(kOnEventTexts, nameOf, [&] { subscriber.onEvent(event, this); });
+    for (WalkList<Subscriptions::Entry>::Walk walk(subscriptions->entries); const auto entry = walk.next();) {
+        auto* subscriber = entry.subscriber->get();
+        if (subscriptions->isOwnerGone || subscriber == nullptr || (entry.events & bitOf(event)) == 0) continue;
+        callGuarded(kOnEventTexts, nameOf, [&] { subscriber->onEvent(event, this); });
     }
-    --subscriptions->tellingDepth;
-    subscriptions->purge();
+    subscriptions->removeDead();
 }
 
 KrBase::Subscriber::~Subscriber() {
@@ -275,13 +272,13 @@ KrBase::Subscriber::~Subscriber() {
 void KrBase::Subscriber::onEvent(Event, KrBase*) {}
 
 void KrBase::Subscriber::unsubscribeFromAll() noexcept {
-    if (_isAlive) *_isAlive = false;
-    _isAlive.reset();
+    if (_liveness) _liveness->end();
+    _liveness.reset();
 }
 
-const std::shared_ptr<bool>& KrBase::Subscriber::_getHandle() {
-    if (!_isAlive) _isAlive = std::make_shared<bool>(true);
-    return _isAlive;
+const KrSmartPtr<Liveness<KrBase::Subscriber>>& KrBase::Subscriber::_getLiveness() {
+    if (!_liveness) _liveness = makeSmart<Liveness<Subscriber>>(this);
+    return _liveness;
 }
 
 }  // namespace Kr

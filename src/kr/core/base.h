@@ -8,6 +8,8 @@
 
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/smart_ptr.h"
+#include "kr/signals/liveness.h"
 
 /// Declares the class type and class name of a class derived from KrBase. First line of the class body; leaves the
 /// access at `public`. `Class` is the plain name as it shall stand in references, `Base` the direct base class:
@@ -173,10 +175,9 @@ public:
 private:
     friend class KrBase;
 
-    const std::shared_ptr<bool>& _getHandle();
+    const KrSmartPtr<Liveness<Subscriber>>& _getLiveness();
 
-    // The objects share this handle; it dies, for them, with the subscriber. Made by the first subscription.
-    std::shared_ptr<bool> _isAlive;
+    KrSmartPtr<Liveness<Subscriber>> _liveness;  // made by the first subscription
 };
 
 }  // namespace Kr
