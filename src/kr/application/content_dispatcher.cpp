@@ -102,8 +102,7 @@ struct KrContentDispatcher::Leaving {
 
 KrContentDispatcher::Observer::~Observer() = default;
 
-KrContentDispatcher::KrContentDispatcher(KrObject& root, Observer& observer)
-    : _root(root), _observer(observer), _modules(std::make_shared<Modules>()) {
+KrContentDispatcher::KrContentDispatcher(KrObject& root, Observer& observer) : _root(root), _observer(observer) {
     _root.registerListener(this);
     for (const auto& each : _root._getExtensions())
         _enter(*each);
@@ -235,7 +234,7 @@ void KrContentDispatcher::_forget(KrExtension& extension) noexcept {
 }
 
 void KrContentDispatcher::_offer(KrExtension& extension) {
-    Telling telling(extension, _modules, _offers);
+    Telling telling(extension, _modules.read(), _offers);
     try {
         telling.offer();
     } catch (...) {
@@ -245,7 +244,7 @@ void KrContentDispatcher::_offer(KrExtension& extension) {
 }
 
 void KrContentDispatcher::_withdraw(KrExtension& extension) {
-    Telling telling(extension, _modules, _withdrawals);
+    Telling telling(extension, _modules.read(), _withdrawals);
     for (auto* offer = _offers; offer != nullptr; offer = offer->outer)
         offer->isOver = offer->isOver || offer->extension == &extension;
     _finishWithdrawal(telling);
@@ -298,10 +297,8 @@ void KrContentDispatcher::_updateProxies() {
 // --- Modules that come and go --------------------------------------------------------------------------------------
 
 void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
-    auto changed = std::make_shared<Modules>(*_modules);
-    changed->emplace_back(&module);
     ModuleOffer offer{&module, getExtensions(), 0, _moduleOffers};
-    _modules = std::move(changed);
+    _modules.edit().emplace_back(&module);
     _moduleOffers = &offer;
     try {
         while (offer.told < offer.extensions.size()) {
@@ -316,20 +313,10 @@ void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
     _moduleOffers = offer.outer;
 }
 
-void KrContentDispatcher::_dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module) {
-    if (_modules.use_count() == 1) {  // no walk over it is under way
-        std::erase(const_cast<Modules&>(*_modules), module);
-        return;
-    }
-    auto changed = std::make_shared<Modules>(*_modules);
-    std::erase(*changed, module);
-    _modules = std::move(changed);
-}
-
 void KrContentDispatcher::_removeModule(KrSimulatorModule& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> held(&module);
     if (!hasModule(&module)) return;
-    _dropFromModules(held);
+    std::erase(_modules.edit(), held);
     try {
         _withdrawFrom(module, getExtensions());
     } catch (const std::bad_alloc&) {

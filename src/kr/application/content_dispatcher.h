@@ -10,6 +10,7 @@
 #include "kr/extension/object.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/copy_on_write.h"
 
 namespace KrSim {
 
@@ -53,9 +54,9 @@ public:
     /// Calls the function with each module; those that go meanwhile are left out.
     template <class Call>
     void _forEachModule(const Call& call) const {
-        const auto modules = _modules;
+        const auto modules = _modules.read();
         for (const auto& each : *modules) {
-            if (modules == _modules || hasModule(each.get())) call(*each);
+            if (_modules.isCurrent(modules) || hasModule(each.get())) call(*each);
         }
     }
 
@@ -76,7 +77,6 @@ private:
     void _offer(KrExtension& extension);
     void _withdraw(KrExtension& extension);
     void _finishWithdrawal(Telling& telling);
-    void _dropFromModules(const Kr::KrSmartPtr<KrSimulatorModule>& module);
     void _withdrawFrom(KrSimulatorModule& module, std::vector<Kr::KrSmartPtr<KrExtension>> extensions);
     void _withdrawBelow(const KrObject& object, KrSimulatorModule& module);
     [[nodiscard]] bool _belongsHere(const KrExtension& extension) const;
@@ -87,7 +87,7 @@ private:
     std::unordered_set<const KrExtension*> _present;
     std::vector<KrData::FieldReference> _waitingProxies;
     bool _hasNewContent{false};
-    std::shared_ptr<const Modules> _modules;  // replaced when it changes
+    Kr::CopyOnWrite<Modules> _modules;  // a walk keeps what it walks over
 
     // Under way, the innermost first
     Telling* _offers{nullptr};

@@ -28,13 +28,8 @@ constexpr PassCall kPasses[] = {
 
 }  // namespace
 
-KrSimulatorModuleSequence::KrSimulatorModuleSequence() : _lists(std::make_shared<Lists>()) {}
+KrSimulatorModuleSequence::KrSimulatorModuleSequence() = default;
 KrSimulatorModuleSequence::~KrSimulatorModuleSequence() = default;
-
-KrSimulatorModuleSequence::Lists& KrSimulatorModuleSequence::_edit() {
-    if (_lists.use_count() > 1) _lists = std::make_shared<Lists>(*_lists);
-    return *_lists;
-}
 
 bool KrSimulatorModuleSequence::_contains(const KrSimulatorModule* module) const {
     const auto& modules = (*_lists)[kUpdate];
@@ -45,7 +40,7 @@ bool KrSimulatorModuleSequence::insert(const KrSmartInterface<ISimulatorModule>&
     const Kr::KrSmartPtr<KrSimulatorModule> inserted(module ? module->_getModuleProxy() : nullptr);
     if (!inserted || _contains(inserted.get())) return false;
     if (!inserted->hasName()) inserted->_setDefaultName();
-    auto& lists = _edit();
+    auto& lists = _lists.edit();
     for (auto& list : lists)
         list.reserve(list.size() + 1);
     for (std::size_t pass = 0; pass < lists.size(); ++pass) {
@@ -62,7 +57,7 @@ bool KrSimulatorModuleSequence::remove(const KrSmartInterface<ISimulatorModule>&
     // Held until the lists are whole again: its destructor is code of others.
     const Kr::KrSmartPtr<KrSimulatorModule> removed(module ? module->_getModuleProxy() : nullptr);
     if (!removed || !_contains(removed.get())) return false;
-    for (auto& list : _edit())
+    for (auto& list : _lists.edit())
         std::erase(list, removed);
     return true;
 }
@@ -71,9 +66,9 @@ template <KrSimulatorModuleSequence::Pass pass>
 void KrSimulatorModuleSequence::_run(const ApplicationContext& context) const {
     constexpr auto& called = kPasses[pass];
     const auto mode = context.getApplicationMode();
-    const auto walked = _lists;
+    const auto walked = _lists.read();
     for (const auto& module : (*walked)[pass]) {
-        if (walked != _lists && !_contains(module.get())) continue;
+        if (!_lists.isCurrent(walked) && !_contains(module.get())) continue;
         const Kr::ProfilingSection section("Modules", [&]() -> const std::string& { return module->getName(); });
         Kr::callGuardedUnrecorded(
             called.texts, [&] { return module->getName(); }, [&] { (*module.*called.call)(mode); }, module.get());
@@ -91,7 +86,7 @@ void KrSimulatorModuleSequence::postUpdate(const ApplicationContext& context) co
 }
 
 void KrSimulatorModuleSequence::fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const {
-    const auto walked = _lists;
+    const auto walked = _lists.read();
     for (const auto& module : (*walked)[kUpdate])
         module->fillSimulationState(state);
 }

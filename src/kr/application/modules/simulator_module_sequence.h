@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 #include "kr/application/context/fwd.h"
@@ -10,6 +9,7 @@
 #include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
+#include "kr/signals/copy_on_write.h"
 
 namespace KrSim {
 
@@ -53,9 +53,8 @@ private:
     template <Pass pass>
     void _run(const ApplicationContext& context) const;
     [[nodiscard]] bool _contains(const KrSimulatorModule* module) const;
-    [[nodiscard]] Lists& _edit();
 
-    std::shared_ptr<Lists> _lists;  // held by running passes, too; what a pass walks is never changed
+    Kr::CopyOnWrite<Lists> _lists;  // a pass keeps what it walks over
 };
 
 }  // namespace KrSim
