@@ -2,13 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
-#include <system_error>
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "kr/platform/text.h"
 
 namespace krsim {
 
@@ -19,14 +19,12 @@ using Choices = std::vector<std::pair<std::string, Value>>;
 /// The whole text as a number above zero. CLI11 itself takes "-5" for a huge count, "010" for eight and lets NaN pass.
 template <class T>
 T parsePositive(const std::string& option, const std::string& text) {
-    T value{};
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || rest != end || !(value > 0) || std::isinf(static_cast<double>(value))) {
+    const auto value = Kr::parseNumber<T>(text);
+    if (!value || !(*value > 0) || std::isinf(static_cast<double>(*value))) {
         throw CLI::ValidationError(
             option, "'" + text + "' is no " + (std::is_integral_v<T> ? "whole number above 0" : "number above 0"));
     }
-    return value;
+    return *value;
 }
 
 /// An option with one of the names as its value, any case. `Target` takes a Value: a variable, optional or not.

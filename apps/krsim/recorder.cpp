@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <functional>
 #include <utility>
@@ -16,6 +15,7 @@
 #include "kr/data/field_visitor.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/platform/text.h"
 
 namespace krsim {
 namespace {
@@ -66,11 +66,6 @@ private:
     Action _action;
     std::string _prefix;
 };
-
-void appendTime(std::string& line, double seconds) {
-    char text[32];
-    line.append(text, std::to_chars(text, text + sizeof text, seconds).ptr);
-}
 
 }  // namespace
 
@@ -151,14 +146,14 @@ void Recorder::_begin(const KrSim::KrApplication& application, double startSecon
     _line = std::move(header);
     _print();
     _line.clear();
-    appendTime(_line, startSeconds);
+    Kr::appendNumber(_line, startSeconds);
     _line += values;
     _print();
 }
 
 void Recorder::_writeLine(double simulatedSeconds) {
     _line.clear();
-    appendTime(_line, simulatedSeconds);
+    Kr::appendNumber(_line, simulatedSeconds);
     for (const auto& [reference, count] : _fields) {
         const auto* field = reference.get();
         if (field != nullptr) {

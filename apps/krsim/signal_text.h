@@ -9,6 +9,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "kr/platform/text.h"
+
 namespace krsim {
 
 /// A text for standard error that is made in a signal handler: no allocation, no lock, no formatting of the library.
@@ -46,7 +48,7 @@ private:
         std::array<char, 20> digits{};
         std::size_t begin = digits.size();
         do {
-            digits[--begin] = "0123456789abcdef"[number % base];
+            digits[--begin] = Kr::getHexDigit(static_cast<unsigned int>(number % base));
             number /= base;
         } while (number != 0 || digits.size() - begin < leastDigits);
         return *this << std::string_view(digits.data() + begin, digits.size() - begin);

@@ -1,11 +1,12 @@
 #include "apps/krsim/summary_json.h"
 
-#include <rapidjson/encodings.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
+
 #include "kr/application/context/frame_statistics.h"
+#include "kr/platform/utf8.h"
 
 namespace krsim {
 namespace {
@@ -15,15 +16,10 @@ using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 /// Texts of exceptions need not be UTF-8: '?' for each byte that is not.
 std::string toUtf8(const std::string& text) {
     std::string valid;
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    while (stream.Tell() < text.size()) {
-        const std::size_t begin = stream.Tell();
-        unsigned codePoint = 0;
-        if (rapidjson::UTF8<>::Decode(stream, &codePoint)) {
-            valid.append(text, begin, stream.Tell() - begin);
-        } else {
-            valid += '?';
-        }
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = Kr::getUtf8CharacterLength(text, at);
+        valid += length != 0 ? text.substr(at, length) : "?";
+        at += std::max<std::size_t>(length, 1);
     }
     return valid;
 }

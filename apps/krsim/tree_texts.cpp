@@ -12,6 +12,7 @@
 #include "apps/krsim/path_pattern.h"
 #include "apps/krsim/tree_writer.h"
 #include "kr/platform/crc32.h"
+#include "kr/platform/utf8.h"
 
 namespace krsim {
 namespace {
@@ -20,7 +21,7 @@ constexpr std::size_t kMostShown = 160;
 
 /// The end of the longest text of whole characters that ends there or before.
 std::size_t endOfCharacters(const std::string& text, std::size_t place) {
-    while (place > 0 && place < text.size() && (static_cast<unsigned char>(text[place]) & 0xC0U) == 0x80)
+    while (place > 0 && place < text.size() && Kr::isUtf8Continuation(text[place]))
         --place;
     return std::min(place, text.size());
 }

@@ -1,33 +1,14 @@
 #include "apps/krsim/tree_writer.h"
 
-#include <charconv>
 #include <iterator>
 #include <unordered_set>
 #include <utility>
 
 #include "kr/core/base.h"
+#include "kr/platform/text.h"
 
 namespace krsim {
 namespace {
-
-template <class Number>
-std::string toText(Number value) {
-    char text[64];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    return {text, end};
-}
-
-std::string toHexadecimal(std::string_view bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const char each : bytes) {
-        const auto byte = static_cast<unsigned char>(each);
-        text += kDigits[byte >> 4U];
-        text += kDigits[byte & 15U];
-    }
-    return text;
-}
 
 /// Line feeds and other control characters as escapes: a value takes one line.
 std::string toLine(std::string_view text) {
@@ -40,7 +21,7 @@ std::string toLine(std::string_view text) {
         } else if (each == '\\') {
             line += "\\\\";
         } else if (byte < 0x20 || byte == 0x7f) {
-            line += "\\x" + toHexadecimal({&each, 1});
+            line += "\\x" + Kr::toHex({&each, 1});
         } else {
             line += each;
         }
@@ -96,27 +77,27 @@ void TreeWriter::write(std::string_view name, bool value) {
 }
 
 void TreeWriter::write(std::string_view name, int value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, unsigned int value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, long long value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, unsigned long long value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, float value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, double value) {
-    _add(name, toText(value));
+    _add(name, Kr::toText(value));
 }
 
 void TreeWriter::write(std::string_view name, std::string_view text) {
@@ -128,11 +109,11 @@ void TreeWriter::writeRepeated(std::string_view name, std::string_view text) {
 }
 
 void TreeWriter::writeChoice(std::string_view name, int number, std::string_view text) {
-    _add(name, text.empty() ? toText(number) : toLine(text));
+    _add(name, text.empty() ? Kr::toText(number) : toLine(text));
 }
 
 void TreeWriter::writeBytes(std::string_view name, std::string_view bytes) {
-    _add(name, toHexadecimal(bytes));
+    _add(name, Kr::toHex(bytes));
 }
 
 void TreeWriter::writeTuple(std::string_view name, std::span<const double> components) {
@@ -202,10 +183,7 @@ void TreeWriter::_begin(std::string_view name, TreeNode::eKind kind) {
 
 template <class Number>
 void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numbers) {
-    std::string text;
-    for (const auto each : numbers)
-        text.append(text.empty() ? "" : " ").append(toText(each));
-    _add(name, std::move(text));
+    _add(name, Kr::toText(numbers));
 }
 
 }  // namespace krsim

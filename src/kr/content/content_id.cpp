@@ -10,6 +10,7 @@
 
 #include "kr/platform/murmur_hash3.h"
 #include "kr/platform/ref_count.h"
+#include "kr/platform/text.h"
 
 namespace KrSim {
 
@@ -68,7 +69,7 @@ KrContentID::Chain joinChain(const KrContentID& parent, const KrContentID& item)
 
 void writeWord(char* digits, std::uint64_t word) noexcept {
     for (std::size_t i = kWordDigits; i-- > 0; word >>= 4U)
-        digits[i] = "0123456789ABCDEF"[word & 0xFU];
+        digits[i] = Kr::getHexDigit(word & 0xFU, 'A');
 }
 
 std::array<char, Identifier::kTextLength> textOf(const Identifier& identifier) noexcept {

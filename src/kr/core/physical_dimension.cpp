@@ -6,6 +6,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "kr/platform/text.h"
+
 namespace Kr {
 
 namespace {
@@ -252,6 +254,11 @@ std::string_view trim(std::string_view text) noexcept {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+std::string toRoundedText(double value) {
+    char digits[kNumberTextBytes];
+    return {digits, std::to_chars(digits, std::end(digits), value, std::chars_format::general, 15).ptr};
+}
+
 }  // namespace
 
 const char* KrPhysicalDimension::nameFor(ePhysicalDimension dimension) noexcept {
@@ -290,12 +297,8 @@ double KrPhysicalDimension::fromSI(double valueSI, eDimensionHint hint) noexcept
 std::string KrPhysicalDimension::format(double valueSI, ePhysicalDimension dimension, eDimensionHint hint) {
     const Unit* unit = unitToShow(dimension, hint);
     const bool isSI = !unit || (unit->factor == 1.0 && unit->offset == 0.0);
-    char digits[32];
-    char* const end = digits + sizeof digits;
     // A converted number carries the rounding of the conversion, which 15 digits leave out.
-    const auto written = isSI ? std::to_chars(digits, end, valueSI)
-                              : std::to_chars(digits, end, fromSI(valueSI, unit->hint), std::chars_format::general, 15);
-    std::string text(digits, written.ptr);
+    std::string text = isSI ? toText(valueSI) : toRoundedText(fromSI(valueSI, unit->hint));
     if (unit && *unit->symbol != '\0') text.append(" ").append(unit->symbol);
     return text;
 }

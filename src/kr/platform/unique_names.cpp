@@ -1,9 +1,10 @@
 #include "kr/platform/unique_names.h"
 
-#include <charconv>
 #include <new>
 #include <optional>
 #include <string_view>
+
+#include "kr/platform/text.h"
 
 namespace KrSim::StringUtils {
 namespace {
@@ -18,11 +19,9 @@ std::optional<NumberedName> splitNumber(std::string_view name) {
     const std::size_t blank = name.rfind(' ');
     if (blank == std::string_view::npos) return std::nullopt;
     const std::string_view digits = name.substr(blank + 1);
-    const char* const end = digits.data() + digits.size();
-    std::uint64_t number = 0;
-    const auto [parsed, error] = std::from_chars(digits.data(), end, number);
-    if (error != std::errc() || parsed != end || digits.front() == '0' || number < 2) return std::nullopt;
-    return NumberedName{name.substr(0, blank), number};
+    const auto number = Kr::parseNumber<std::uint64_t>(digits);
+    if (!number || digits.front() == '0' || *number < 2) return std::nullopt;
+    return NumberedName{name.substr(0, blank), *number};
 }
 
 }  // namespace

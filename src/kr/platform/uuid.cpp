@@ -6,6 +6,8 @@
 #include <boost/uuid/uuid.hpp>
 #include <cstring>
 
+#include "kr/platform/text.h"
+
 namespace KrSim {
 namespace {
 
@@ -30,13 +32,11 @@ KrUuid KrUuid::createRandom() {
 }
 
 std::string KrUuid::toString() const {
-    static constexpr char kDigits[] = "0123456789abcdef";
     std::string text;
     text.reserve(kTextLength);
     for (std::size_t index = 0; index < kUuidBytes; ++index) {
         if (_isDashBefore(index)) text += '-';
-        text += kDigits[_bytes[index] >> 4U];
-        text += kDigits[_bytes[index] & 0x0FU];
+        Kr::appendHex(text, _bytes[index]);
     }
     return text;
 }

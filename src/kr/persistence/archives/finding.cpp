@@ -1,10 +1,9 @@
 #include "kr/persistence/archives/finding.h"
 
-#include <array>
-#include <charconv>
 #include <limits>
 
 #include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
 
 namespace KrPersistence {
 
@@ -14,22 +13,11 @@ std::string Finding::toString() const {
     return place.empty() ? text : place + ": " + text;
 }
 
-namespace {
-
-/// The shortest text that reads back as the same number.
-std::string toText(double value) {
-    std::array<char, 32> text{};
-    const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
-    return {text.data(), end};
-}
-
-}  // namespace
-
 std::string describeOutside(double value, double minimum, double maximum) {
     using Limits = std::numeric_limits<double>;
-    std::string text = toText(value) + ", outside its range";
-    if (minimum > Limits::lowest()) text += " from " + toText(minimum);
-    return maximum < Limits::max() ? text + " to " + toText(maximum) : text + " on";
+    std::string text = Kr::toText(value) + ", outside its range";
+    if (minimum > Limits::lowest()) text += " from " + Kr::toText(minimum);
+    return maximum < Limits::max() ? text + " to " + Kr::toText(maximum) : text + " on";
 }
 
 std::vector<std::string> listChoices(const KrSim::KrEnumTable::EnumType& enumeration) {

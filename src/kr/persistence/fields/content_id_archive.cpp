@@ -1,10 +1,12 @@
 #include "kr/persistence/fields/content_id_archive.h"
 
-#include <charconv>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "kr/persistence/archives/archive_error.h"
+#include "kr/platform/text.h"
 
 namespace KrPersistence {
 
@@ -100,18 +102,13 @@ KrSim::KrUuid readUuid(ArchiveReader& reader, std::string_view name) {
     reader.read(name, text);
     const auto slash = std::min(text.find('/'), text.size());
     KrSim::KrUuid uuid;
-    unsigned stored = 0;
-    const auto* end = text.data() + text.size();
-    bool isRight = KrSim::KrUuid::parse(std::string_view(text).substr(0, slash), uuid);
-    if (slash != text.size()) {
-        const auto [last, error] = std::from_chars(text.data() + slash + 1, end, stored);
-        isRight = isRight && error == std::errc() && last == end && stored <= 0xff;
-    }
-    if (!isRight) {
+    const auto stored = slash == text.size() ? std::optional<std::uint8_t>(0)
+                                             : Kr::parseNumber<std::uint8_t>(std::string_view(text).substr(slash + 1));
+    if (!stored || !KrSim::KrUuid::parse(std::string_view(text).substr(0, slash), uuid)) {
         reader.fail("'" + std::string(name) + "' is no UUID, but '" + text.substr(0, 64) + "'");
     }
     auto bytes = uuid.getBytes();
-    bytes.back() = static_cast<std::uint8_t>(stored);
+    bytes.back() = *stored;
     return KrSim::KrUuid(bytes);
 }
 

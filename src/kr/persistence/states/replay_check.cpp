@@ -11,6 +11,7 @@
 #include "kr/extension/extension_state.h"
 #include "kr/persistence/states/simulation_snapshot.h"
 #include "kr/platform/clock.h"
+#include "kr/platform/text.h"
 
 namespace KrPersistence {
 
@@ -42,15 +43,14 @@ std::string valueOf(const KrExtensionState& state, const std::string& path) {
 }
 
 std::string bytesOf(const KrExtensionState& state, std::size_t from) {
-    static constexpr const char* kDigits = "0123456789abcdef";
     const auto& data = state.getImplementationData();
     if (!state.hasImplementationData()) return "no bytes";
     std::string text = std::to_string(data.size()) + " bytes";
     if (from >= data.size()) return text;
     text += ", from " + std::to_string(from) + ":";
     for (const char each : data.substr(from, 8)) {
-        const auto byte = static_cast<unsigned char>(each);
-        text += {' ', kDigits[byte >> 4U], kDigits[byte & 15U]};
+        text += ' ';
+        Kr::appendHex(text, static_cast<unsigned char>(each));
     }
     return text;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <string_view>
-#include <system_error>
 #include <type_traits>
+
+#include "kr/platform/text.h"
 
 namespace KrPersistence::detail {
 
@@ -20,28 +20,28 @@ public:
                 _size = std::string_view(std::isnan(value) ? "NaN"
                                          : value > 0       ? "Infinity"
                                                            : "-Infinity")
-                            .copy(_text, sizeof _text);
+                            .copy(_digits, sizeof _digits);
                 return;
             }
         }
-        char* end = std::to_chars(_text, _text + sizeof _text, value).ptr;
+        char* end = Kr::writeNumber(_digits, value);
         if constexpr (std::is_floating_point_v<Number>) {
-            const std::string_view digits(_text, static_cast<std::size_t>(end - _text));
+            const std::string_view digits(_digits, static_cast<std::size_t>(end - _digits));
             if (digits.find_first_of(".e") == std::string_view::npos) {
                 // Else readers take it for an integer, and some lose the sign of -0.
                 *end++ = '.';
                 *end++ = '0';
             }
         }
-        _size = static_cast<std::size_t>(end - _text);
+        _size = static_cast<std::size_t>(end - _digits);
     }
 
-    [[nodiscard]] std::string_view text() const noexcept { return {_text, _size}; }
+    [[nodiscard]] std::string_view text() const noexcept { return {_digits, _size}; }
     /// JSON has no numbers for the others.
     [[nodiscard]] bool isFinite() const noexcept { return _isFinite; }
 
 private:
-    char _text[40];
+    char _digits[Kr::kNumberTextBytes];
     std::size_t _size{0};
     bool _isFinite{true};
 };
@@ -59,11 +59,9 @@ template <class Number>
         const char first = text.empty() ? 'x' : text[0] == '-' && text.size() > 1 ? text[1] : text[0];
         if ((first < '0' || first > '9') && first != '.') return false;
     }
-    Number parsed{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), parsed);
-    if (error != std::errc{} || end != text.data() + text.size()) return false;
-    value = parsed;
-    return true;
+    const auto parsed = Kr::parseNumber<Number>(text);
+    if (parsed) value = *parsed;
+    return parsed.has_value();
 }
 
 }  // namespace KrPersistence::detail

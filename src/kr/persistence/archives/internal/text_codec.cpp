@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+#include "kr/platform/text.h"
+
 namespace KrPersistence::detail {
 namespace {
 
@@ -13,18 +15,9 @@ unsigned int byteAt(std::string_view text, std::size_t at) {
 
 /// The length of the UTF-8 character; 0 where there is none, or one of those that stand for bytes.
 std::size_t characterLength(std::string_view text, std::size_t at) {
-    const unsigned int first = byteAt(text, at);
-    if (first < 0x80) return 1;
-    const std::size_t length = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
-    if (length == 0 || at + length > text.size()) return 0;
-    for (std::size_t i = 1; i < length; ++i)
-        if ((byteAt(text, at + i) & 0xC0U) != 0x80) return 0;
-    const unsigned int second = byteAt(text, at + 1);
-    const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-    const bool isSurrogate = first == 0xED && second >= 0xA0;
-    const bool isBeyond = first == 0xF4 && second >= 0x90;
-    const bool isByte = first == 0xEE && second >= 0xB8 && second < 0xBC;  // U+EE00 to U+EEFF
-    return isOverlong || isSurrogate || isBeyond || isByte ? 0 : length;
+    const std::size_t length = Kr::getUtf8CharacterLength(text, at);
+    const bool isByte = length == 3 && byteAt(text, at) == 0xEE && (byteAt(text, at + 1) & 0xFCU) == 0xB8;
+    return isByte ? 0 : length;  // U+EE00 to U+EEFF
 }
 
 /// U+FFFE and U+FFFF, which XML does not know.
@@ -58,10 +51,8 @@ void appendJsonCharacter(std::string& out, char character) {
         default:
             break;
     }
-    constexpr char kDigits[] = "0123456789abcdef";
     out += "\\u00";
-    out += kDigits[static_cast<unsigned char>(character) >> 4U];
-    out += kDigits[static_cast<unsigned char>(character) & 15U];
+    Kr::appendHex(out, static_cast<unsigned char>(character));
 }
 
 void appendXmlCharacter(std::string& out, char character, eTextForm form) {

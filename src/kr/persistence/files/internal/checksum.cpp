@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <istream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
+
+#include "kr/platform/text.h"
 
 namespace KrPersistence::detail {
 
@@ -28,9 +29,9 @@ constexpr std::size_t kDigits = 8;
 constexpr std::size_t kSearched = 256;
 
 std::string toDigits(std::uint32_t value) {
-    std::string digits(kDigits, '0');
-    for (std::size_t i = kDigits; i-- > 0; value >>= 4U)
-        digits[i] = "0123456789abcdef"[value & 0xFU];
+    std::string digits;
+    for (const unsigned int shift : {24U, 16U, 8U, 0U})
+        Kr::appendHex(digits, static_cast<unsigned char>(value >> shift));
     return digits;
 }
 
@@ -89,11 +90,9 @@ std::optional<std::pair<std::size_t, std::uint32_t>> parseText(std::string_view 
     const auto at = tail.rfind(begin);
     if (at == std::string_view::npos || tail.size() < at + begin.size() + kDigits) return std::nullopt;
     const std::string_view digits = tail.substr(at + begin.size(), kDigits);
-    std::uint32_t value = 0;
-    const auto [last, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-    if (error != std::errc() || last != digits.data() + digits.size()) return std::nullopt;
-    if (!tail.substr(at + begin.size() + kDigits).starts_with(end)) return std::nullopt;
-    return std::pair(at, value);
+    const auto value = Kr::parseNumber<std::uint32_t>(digits, 16);
+    if (!value || !tail.substr(at + begin.size() + kDigits).starts_with(end)) return std::nullopt;
+    return std::pair(at, *value);
 }
 
 }  // namespace
