@@ -1,10 +1,11 @@
 #include "apps/krsim/recorded_values.h"
 
-#include <charconv>
-#include <initializer_list>
+#include <type_traits>
 
 #include "kr/data/field.h"
+#include "kr/data/value_traits.h"
 #include "kr/data/vector_base.h"
+#include "kr/platform/text.h"
 
 namespace krsim {
 namespace {
@@ -13,33 +14,24 @@ using KrData::FieldBase;
 using KrData::Types;
 using Endings = std::vector<std::string>;
 
-template <class Number>
-void appendNumbers(std::string& line, std::initializer_list<Number> numbers) {
-    for (const Number each : numbers) {
-        char text[32];
-        line += ',';
-        line.append(text, std::to_chars(text, text + sizeof text, each).ptr);
-    }
-}
-
-template <class Number>
-void appendNumbers(std::string& line, const Number (&numbers)[16]) {
-    for (const Number each : numbers)
-        appendNumbers(line, {each});
-}
-
-template <class Vector>
-void appendXyzw(std::string& line, const Vector& vector) {
-    appendNumbers(line, {vector.x, vector.y, vector.z, vector.w});
-}
-
-Endings makeMatrixEndings() {
+template <class T>
+Endings makeEndings() {
+    if (!KrData::kHasComponents<T>) return {""};
     Endings endings;
+    for (const char each : KrData::ValueTraits<T>::kComponentNames)
+        endings.push_back(std::string(".") + each);
+    if (!endings.empty()) return endings;
     for (const char row : {'0', '1', '2', '3'}) {
         for (const char column : {'0', '1', '2', '3'})
             endings.push_back(std::string(".M") + row + column);
     }
     return endings;
+}
+
+template <class Number>
+void appendNumber(std::string& line, Number number) {
+    line += ',';
+    Kr::appendNumber(line, number);
 }
 
 }  // namespace
@@ -59,73 +51,30 @@ void appendCell(std::string& line, std::string_view text) {
 
 const std::vector<std::string>& getColumnEndings(const FieldBase& field) {
     static const Endings kOne{""};
-    static const Endings kXy{".X", ".Y"};
-    static const Endings kXyz{".X", ".Y", ".Z"};
-    static const Endings kXyzw{".X", ".Y", ".Z", ".W"};
-    static const Endings kColor{".R", ".G", ".B", ".A"};
-    static const Endings kMatrix = makeMatrixEndings();
-    switch (field.getDataType()) {
-        case Types::kVector2:
-            return kXy;
-        case Types::kVector3:
-        case Types::kVector3Float:
-            return kXyz;
-        case Types::kVector4:
-        case Types::kQuaternion:
-        case Types::kQuaternionFloat:
-            return kXyzw;
-        case Types::kColor:
-            return kColor;
-        case Types::kMatrix44:
-        case Types::kMatrix44Float:
-        case Types::kTransform:
-            return kMatrix;
-        default:
-            return kOne;
-    }
+    const auto* endings = KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
+        static const Endings kEndings = makeEndings<T>();
+        return &kEndings;
+    });
+    return endings != nullptr ? *endings : kOne;
 }
 
 void appendValue(std::string& line, const FieldBase& field) {
-    switch (field.getDataType()) {
-        case Types::kDouble:
-            return appendNumbers(line, {field.get<double>()});
-        case Types::kFloat:
-            return appendNumbers(line, {field.get<float>()});
-        case Types::kVector2: {
-            const auto vector = field.toVector2();
-            return appendNumbers(line, {vector.x, vector.y});
+    const bool isNumbers = KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        const auto& value = static_cast<const KrData::Field<T>&>(field).getValue();
+        if constexpr (std::is_floating_point_v<T>) {
+            appendNumber(line, value);
+            return true;
+        } else if constexpr (KrData::kHasComponents<T>) {
+            for (const auto each : KrData::getComponents(value))
+                appendNumber(line, each);
+            return true;
         }
-        case Types::kVector3: {
-            const auto vector = field.toVector3();
-            return appendNumbers(line, {vector.x, vector.y, vector.z});
-        }
-        case Types::kVector3Float: {
-            const auto vector = field.get<KrMath::Vector3T<float>>();
-            return appendNumbers(line, {vector.x, vector.y, vector.z});
-        }
-        case Types::kVector4:
-            return appendXyzw(line, field.toVector4());
-        case Types::kQuaternion:
-            return appendXyzw(line, field.toQuaternion());
-        case Types::kQuaternionFloat:
-            return appendXyzw(line, field.get<KrMath::QuaternionT<float>>());
-        case Types::kColor: {
-            const auto color = field.toColor();
-            return appendNumbers(line, {color.r(), color.g(), color.b(), color.a()});
-        }
-        case Types::kMatrix44:
-            return appendNumbers(line, field.toMatrix44().m);
-        case Types::kMatrix44Float:
-            return appendNumbers(line, field.get<KrMath::Matrix44T<float>>().m);
-        case Types::kTransform:
-            return appendNumbers(line, field.toTransform().m);
-        case Types::kVector:
-            line += ',';
-            return appendCell(line, static_cast<const KrData::VectorBase&>(field)._getText());
-        default:
-            line += ',';
-            appendCell(line, field.toString());
-    }
+        return false;
+    });
+    if (isNumbers) return;
+    line += ',';
+    const bool isVector = field.getDataType() == Types::kVector;
+    appendCell(line, isVector ? static_cast<const KrData::VectorBase&>(field)._getText() : field.toString());
 }
 
 }  // namespace krsim

@@ -61,7 +61,10 @@ public:
     [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
     [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
     [[nodiscard]] T getMaximum() const { return _extras ? _extras->maximum : T{}; }
-    [[nodiscard]] static constexpr int getComponentCount() noexcept { return ValueTraits<T>::kComponentCount; }
+    /// 2 to 4 for a vector, 1 for every other type.
+    [[nodiscard]] static constexpr int getComponentCount() noexcept {
+        return ValueTraits<T>::kHasRange ? ValueTraits<T>::kComponentCount : 1;
+    }
 
     // --- A variable elsewhere --------------------------------------------------------------------------------------
     void bindValue(ValuePointer<T> pointer);

@@ -59,18 +59,13 @@ bool copyItems(VectorBase& copy, const VectorBase& source, const ICopyMap& map) 
 
 /// Whether there are observers of the new value to notify.
 bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
-    switch (copy.getDataType()) {
-#define KR_COPY_VALUE(T)                                   \
-    case ValueTraits<T>::kDataType:                        \
-        return static_cast<Field<T>&>(copy)._restoreValue( \
-            mapValue(static_cast<const Field<T>&>(source).getValue(), map));
-        KR_FOR_EACH_VALUE_TYPE(KR_COPY_VALUE)
-#undef KR_COPY_VALUE
-        case Types::kVector:
-            return copyItems(static_cast<VectorBase&>(copy), static_cast<const VectorBase&>(source), map);
-        default:
-            return false;
+    if (copy.getDataType() == Types::kVector) {
+        return copyItems(static_cast<VectorBase&>(copy), static_cast<const VectorBase&>(source), map);
     }
+    return withValueType(copy.getDataType(), [&]<class T>(std::type_identity<T>) {
+        return static_cast<Field<T>&>(copy)._restoreValue(
+            mapValue(static_cast<const Field<T>&>(source).getValue(), map));
+    });
 }
 
 }  // namespace

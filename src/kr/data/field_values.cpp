@@ -1,174 +1,79 @@
 // What a field answers to those who do not know its type.
 
-#include <charconv>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
 
 #include "kr/data/field.h"
 #include "kr/data/field_base.h"
 #include "kr/data/i_extension_facts.h"
 #include "kr/data/internal/number_conversion.h"
 #include "kr/data/vector_base.h"
+#include "kr/platform/text.h"
 
 namespace KrData {
 
 namespace {
 
-template <class Number>
-std::string toText(Number value) {
-    char text[32];
-    const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-    return {text, end};
-}
+template <class T>
+constexpr bool kIsNumber = std::is_arithmetic_v<T>;
 
-template <class Number>
-std::string toText(std::initializer_list<Number> values) {
-    std::string text;
-    for (const auto value : values) {
-        if (!text.empty()) text += ' ';
-        text += toText(value);
-    }
-    return text;
-}
-
-template <class Number, std::size_t count>
-std::string toText(const Number (&values)[count]) {
-    std::string text;
-    for (const auto value : values) {
-        if (!text.empty()) text += ' ';
-        text += toText(value);
-    }
-    return text;
+/// Calls `action(value)` with the value of the field, and answers like it. The class of the field is known from its
+/// data type.
+template <class Action>
+auto withValue(const FieldBase& field, const Action& action) {
+    return withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        return action(static_cast<const Field<T>&>(field).getValue());
+    });
 }
 
 }  // namespace
 
 int FieldBase::toInteger() const {
-    switch (_dataType) {
-        case Types::kInteger:
-            return get<int>();
-        case Types::kBoolean:
-            return get<bool>() ? 1 : 0;
-        case Types::kUnsignedInteger:
-            return detail::convertNumber<int>(get<unsigned int>());
-        case Types::kShort:
-            return get<short>();
-        case Types::kUnsignedShort:
-            return get<unsigned short>();
-        case Types::kDouble:
-            return detail::roundTo<int>(get<double>());
-        case Types::kFloat:
-            return detail::roundTo<int>(static_cast<double>(get<float>()));
-        case Types::kEnumeration:
-            return get<Kr::KrEnum>();
-        default:
-            return 0;
-    }
+    return withValue(*this, []<class T>(const T& value) {
+        if constexpr (kIsNumber<T>) return detail::convertNumber<int>(value);
+        if constexpr (std::is_same_v<T, Kr::KrEnum>) return static_cast<int>(value);
+        return 0;
+    });
 }
 
 bool FieldBase::toBoolean() const {
-    switch (_dataType) {
-        case Types::kInteger:
-            return get<int>() != 0;
-        case Types::kBoolean:
-            return get<bool>();
-        case Types::kUnsignedInteger:
-            return get<unsigned int>() != 0;
-        case Types::kShort:
-            return get<short>() != 0;
-        case Types::kUnsignedShort:
-            return get<unsigned short>() != 0;
-        case Types::kDouble:
-            return detail::convertNumber<bool>(get<double>());
-        case Types::kString:
-            return !as<std::string>()->getValue().empty();
-        default:
-            return false;
-    }
+    return withValue(*this, []<class T>(const T& value) {
+        // A Float is no truth value.
+        if constexpr (kIsNumber<T> && !std::is_same_v<T, float>) return detail::convertNumber<bool>(value);
+        if constexpr (std::is_same_v<T, std::string>) return !value.empty();
+        return false;
+    });
 }
 
 double FieldBase::toReal() const {
-    switch (_dataType) {
-        case Types::kInteger:
-            return get<int>();
-        case Types::kBoolean:
-            return get<bool>() ? 1.0 : 0.0;
-        case Types::kUnsignedInteger:
-            return get<unsigned int>();
-        case Types::kShort:
-            return get<short>();
-        case Types::kUnsignedShort:
-            return get<unsigned short>();
-        case Types::kDouble:
-            return get<double>();
-        case Types::kFloat:
-            return static_cast<double>(get<float>());
-        case Types::kEnumeration:
-            return static_cast<int>(get<Kr::KrEnum>());
-        default:
-            return 0.0;
-    }
+    return withValue(*this, []<class T>(const T& value) {
+        if constexpr (kIsNumber<T>) return detail::convertNumber<double>(value);
+        if constexpr (std::is_same_v<T, Kr::KrEnum>) return static_cast<double>(static_cast<int>(value));
+        return 0.0;
+    });
 }
 
 std::string FieldBase::toString() const {
-    switch (_dataType) {
-        case Types::kInteger:
-            return toText(get<int>());
-        case Types::kBoolean:
-            return get<bool>() ? "true" : "false";
-        case Types::kUnsignedInteger:
-            return toText(get<unsigned int>());
-        case Types::kShort:
-            return toText(get<short>());
-        case Types::kUnsignedShort:
-            return toText(get<unsigned short>());
-        case Types::kDouble:
-            return toText(get<double>());
-        case Types::kFloat:
-            return toText(get<float>());
-        case Types::kString:
-            return get<std::string>();
-        case Types::kFilename:
-            return std::string(get<Kr::KrString<512>>().view());
-        case Types::kEnumeration:
-            return get<Kr::KrEnum>().toString();
-        case Types::kExtension:
-            return IExtensionFacts::nameOf(toExtension());
-        case Types::kColor: {
-            const auto color = toColor();
-            return toText({color.r(), color.g(), color.b(), color.a()});
-        }
-        case Types::kVector2: {
-            const auto vector = toVector2();
-            return toText({vector.x, vector.y});
-        }
-        case Types::kVector3: {
-            const auto vector = toVector3();
-            return toText({vector.x, vector.y, vector.z});
-        }
-        case Types::kVector4: {
-            const auto vector = toVector4();
-            return toText({vector.x, vector.y, vector.z, vector.w});
-        }
-        case Types::kVector3Float: {
-            const auto vector = get<KrMath::Vector3T<float>>();
-            return toText({vector.x, vector.y, vector.z});
-        }
-        case Types::kQuaternion: {
-            const auto quaternion = toQuaternion();
-            return toText({quaternion.x, quaternion.y, quaternion.z, quaternion.w});
-        }
-        case Types::kQuaternionFloat: {
-            const auto quaternion = get<KrMath::QuaternionT<float>>();
-            return toText({quaternion.x, quaternion.y, quaternion.z, quaternion.w});
-        }
-        case Types::kMatrix44:
-            return toText(toMatrix44().m);
-        case Types::kMatrix44Float:
-            return toText(get<KrMath::Matrix44T<float>>().m);
-        case Types::kTransform:
-            return toText(toTransform().m);
-        default:
+    return withValue(*this, []<class T>(const T& value) -> std::string {
+        if constexpr (std::is_same_v<T, bool>) {
+            return value ? "true" : "false";
+        } else if constexpr (kIsNumber<T>) {
+            return Kr::toText(value);
+        } else if constexpr (kHasComponents<T>) {
+            const auto components = getComponents(value);
+            return Kr::toText(std::span(components));
+        } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+            return value.toString();
+        } else if constexpr (std::is_same_v<T, KrSim::KrExtension*>) {
+            return IExtensionFacts::nameOf(value);
+        } else if constexpr (std::is_convertible_v<T, std::string_view>) {
+            return std::string(std::string_view(value));
+        } else {
             return {};
-    }
+        }
+    });
 }
 
 KrMath::Vector2T<double> FieldBase::toVector2() const {
@@ -201,19 +106,11 @@ KrSim::KrExtension* FieldBase::toExtension() const {
 
 void FieldBase::_takeBits(const FieldBase& source) {
     if (_dataType != source._dataType) return;
-    switch (_dataType) {
-#define KR_TAKE_BITS(T)                                                                   \
-    case ValueTraits<T>::kDataType: {                                                     \
-        auto& field = static_cast<Field<T>&>(*this);                                      \
-        const auto& value = source.as<T>()->getValue();                                   \
-        if (!field.isBound() && field.getValue() == value) field._initializeValue(value); \
-        break;                                                                            \
-    }
-        KR_FOR_EACH_VALUE_TYPE(KR_TAKE_BITS)
-#undef KR_TAKE_BITS
-        default:
-            break;
-    }
+    withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
+        auto& field = static_cast<Field<T>&>(*this);
+        const auto& value = static_cast<const Field<T>&>(source).getValue();
+        if (!field.isBound() && field.getValue() == value) field._initializeValue(value);
+    });
 }
 
 void FieldBase::_takeDeclaration(const FieldBase& source) {
@@ -221,24 +118,13 @@ void FieldBase::_takeDeclaration(const FieldBase& source) {
     setPhysicalDimension(source.getPhysicalDimension());
     if (source._isForcingObservers()) _setForcingObservers(true);
     if (_dataType != source._dataType) return;
-    switch (_dataType) {
-#define KR_TAKE_RANGE(T)                                           \
-    case ValueTraits<T>::kDataType:                                \
-        static_cast<Field<T>&>(*this)._copyRange(*source.as<T>()); \
-        break;
-        KR_FOR_EACH_VALUE_TYPE(KR_TAKE_RANGE)
-#undef KR_TAKE_RANGE
-        case Types::kVector: {
-            auto& vector = static_cast<VectorBase&>(*this);
-            const bool isIncremental = static_cast<const VectorBase&>(source).isIncrementalDataTransferEnabled();
-            if (vector.isIncrementalDataTransferEnabled() != isIncremental) {
-                vector.enableIncrementalDataTransfer(isIncremental);
-            }
-            break;
-        }
-        default:
-            break;
-    }
+    withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
+        static_cast<Field<T>&>(*this)._copyRange(static_cast<const Field<T>&>(source));
+    });
+    if (_dataType != Types::kVector) return;
+    auto& vector = static_cast<VectorBase&>(*this);
+    const bool isIncremental = static_cast<const VectorBase&>(source).isIncrementalDataTransferEnabled();
+    if (vector.isIncrementalDataTransferEnabled() != isIncremental) vector.enableIncrementalDataTransfer(isIncremental);
 }
 
 }  // namespace KrData

@@ -28,28 +28,13 @@ struct DataType {
 };
 
 constexpr DataType kDataTypes[] = {
-    {Types::kUnknown, "Unknown data type"},
-    {Types::kInteger, "Integer"},
-    {Types::kBoolean, "Boolean"},
-    {Types::kDouble, "Double"},
-    {Types::kVector3, "Vector 3"},
-    {Types::kColor, "Color"},
-    {Types::kString, "String"},
-    {Types::kTransform, "Transform"},
-    {Types::kUnsignedInteger, "Unsigned Integer"},
-    {Types::kShort, "Short Integer"},
-    {Types::kUnsignedShort, "Unsigned Short Integer"},
-    {Types::kEnumeration, "Enumeration"},
-    {Types::kFilename, "Filename"},
+#define KR_NAMED(T) {ValueTraits<T>::kDataType, ValueTraits<T>::kName},
+    KR_FOR_EACH_VALUE_TYPE(KR_NAMED)
+#undef KR_NAMED
+        {Types::kUnknown, "Unknown data type"},
     {Types::kContainer, "Data Container"},
-    {Types::kExtension, "Extension Pointer"},
-    {Types::kQuaternion, "Quaternion"},
-    {Types::kMaterial, "Material Pointer"},
     {Types::kVector, "Vector"},
     {Types::kVectorItem, "Vector Item"},
-    {Types::kVector2, "Vector 2"},
-    {Types::kMatrix44, "Matrix 4x4"},
-    {Types::kVector4, "Vector 4"},
     {Types::kPart, "Part", "KrDynamics::Part"},
     {Types::kAssembly, "Assembly", "KrDynamics::Assembly"},
     {Types::kAttachment, "Attachment", "KrDynamics::Attachment"},
@@ -64,10 +49,6 @@ constexpr DataType kDataTypes[] = {
     {Types::kProxy, "Proxy"},
     {Types::kSimulatorModule, "Simulator Module", "KrSim::ISimulatorModule"},
     {Types::kSkeleton, "Skeleton", "KrGraphics::Skeleton"},
-    {Types::kFloat, "Float"},
-    {Types::kVector3Float, "Vector 3 float"},
-    {Types::kQuaternionFloat, "Quaternion float"},
-    {Types::kMatrix44Float, "Matrix44 float"},
 };
 
 constexpr std::size_t kNumberCount = std::size_t{Types::kMatrix44Float} + 1;

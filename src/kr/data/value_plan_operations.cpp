@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <memory>
+#include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -154,41 +156,20 @@ struct ValuePlan::VectorOperations {
 };
 
 const ValuePlan::Operations* ValuePlan::_operationsFor(const FieldBase& field) {
-    switch (field.getDataType()) {
-#define KR_PLAIN(T)                 \
-    case ValueTraits<T>::kDataType: \
-        return &PlainOperations<T>::kAll;
-        KR_PLAIN(bool)
-        KR_PLAIN(int)
-        KR_PLAIN(unsigned int)
-        KR_PLAIN(short)
-        KR_PLAIN(unsigned short)
-        KR_PLAIN(double)
-        KR_PLAIN(float)
-        KR_PLAIN(Kr::KrString<512>)
-        KR_PLAIN(Kr::KrColor)
-        KR_PLAIN(Kr::KrTransform)
-        KR_PLAIN(KrMath::Vector2T<double>)
-        KR_PLAIN(KrMath::Vector3T<double>)
-        KR_PLAIN(KrMath::Vector4T<double>)
-        KR_PLAIN(KrMath::QuaternionT<double>)
-        KR_PLAIN(KrMath::Matrix44T<double>)
-        KR_PLAIN(KrMath::Vector3T<float>)
-        KR_PLAIN(KrMath::QuaternionT<float>)
-        KR_PLAIN(KrMath::Matrix44T<float>)
-        KR_PLAIN(KrGraphics::Material*)
-#undef KR_PLAIN
-        case Types::kString:
-            return &TextOperations::kAll;
-        case Types::kEnumeration:
-            return &EnumerationOperations::kAll;
-        case Types::kExtension:
-            return &ReferenceOperations::kAll;
-        case Types::kVector:
-            return dynamic_cast<const VectorBase*>(&field) != nullptr ? &VectorOperations::kAll : nullptr;
-        default:
-            return nullptr;
+    if (field.getDataType() == Types::kVector) {
+        return dynamic_cast<const VectorBase*>(&field) != nullptr ? &VectorOperations::kAll : nullptr;
     }
+    return withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
+        if constexpr (std::is_same_v<T, std::string>) {
+            return &TextOperations::kAll;
+        } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+            return &EnumerationOperations::kAll;
+        } else if constexpr (std::is_same_v<T, KrSim::KrExtension*>) {
+            return &ReferenceOperations::kAll;
+        } else {
+            return &PlainOperations<T>::kAll;
+        }
+    });
 }
 
 }  // namespace KrData

@@ -1,9 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 #include "kr/core/color.h"
@@ -19,8 +23,18 @@
 
 namespace KrData {
 
-/// What the typed fields know of a value type: its data type, its components, whether it may have a range.
-/// A class that is no specialisation is no value type.
+/// All that is known of a value type. A class that is no specialisation is no value type.
+///
+/// A new value type gets its number in Types::DataTypeEnum, a specialisation here, and its place in the list below;
+/// fields, vectors, files, states, texts and tables follow from these.
+///
+///     kDataType, kName      its number and its display name
+///     kHasRange             whether a field of it may have a range: isOrdered() and clamp() then
+///     Component             the numbers that it consists of, and nothing else; void where it is something else
+///     kComponentCount       how many; 1 where there is no Component
+///     kComponentNames       a letter for each component, empty for one number and for a matrix of rows and columns
+///     kIsConvertedByParts   whether fields of other types convert component by component: its components are reals
+///                           that mean the same each for itself, as those of a vector and not of a quaternion
 template <class T>
 struct ValueTraits;
 
@@ -29,8 +43,11 @@ namespace detail {
 template <Types::DataTypeEnum dataType>
 struct PlainValueTraits {
     static constexpr auto kDataType = dataType;
-    static constexpr int kComponentCount = 1;
     static constexpr bool kHasRange = false;
+    using Component = void;
+    static constexpr int kComponentCount = 1;
+    static constexpr std::string_view kComponentNames{};
+    static constexpr bool kIsConvertedByParts = false;
 };
 
 template <class T, Types::DataTypeEnum dataType>
@@ -43,9 +60,25 @@ struct NumberValueTraits : PlainValueTraits<dataType> {
     }
 };
 
-template <class V, class Number, Number V::*... components>
-struct VectorComponents {
-    static constexpr int kComponentCount = sizeof...(components);
+template <Types::DataTypeEnum dataType, class Number, int count>
+struct TupleValueTraits : PlainValueTraits<dataType> {
+    using Component = Number;
+    static constexpr int kComponentCount = count;
+};
+
+/// Four rows of four numbers.
+template <Types::DataTypeEnum dataType, class Number>
+using MatrixValueTraits = TupleValueTraits<dataType, Number, 16>;
+
+template <Types::DataTypeEnum dataType, class Number>
+struct QuaternionValueTraits : TupleValueTraits<dataType, Number, 4> {
+    static constexpr std::string_view kComponentNames = "XYZW";
+};
+
+template <class V, Types::DataTypeEnum dataType, class Number, Number V::*... components>
+struct VectorValueTraits : TupleValueTraits<dataType, Number, sizeof...(components)> {
+    static constexpr std::string_view kComponentNames = std::string_view("XYZW").substr(0, sizeof...(components));
+    static constexpr bool kIsConvertedByParts = true;
     static constexpr bool kHasRange = true;
     [[nodiscard]] static constexpr bool isOrdered(const V& minimum, const V& maximum) {
         return (... && (minimum.*components <= maximum.*components));
@@ -59,67 +92,148 @@ struct VectorComponents {
     }
 };
 
-template <class V, class Number>
-using Components2 = VectorComponents<V, Number, &V::x, &V::y>;
-template <class V, class Number>
-using Components3 = VectorComponents<V, Number, &V::x, &V::y, &V::z>;
-template <class V, class Number>
-using Components4 = VectorComponents<V, Number, &V::x, &V::y, &V::z, &V::w>;
+template <class V, Types::DataTypeEnum dataType, class Number>
+using Vector2Traits = VectorValueTraits<V, dataType, Number, &V::x, &V::y>;
+template <class V, Types::DataTypeEnum dataType, class Number>
+using Vector3Traits = VectorValueTraits<V, dataType, Number, &V::x, &V::y, &V::z>;
+template <class V, Types::DataTypeEnum dataType, class Number>
+using Vector4Traits = VectorValueTraits<V, dataType, Number, &V::x, &V::y, &V::z, &V::w>;
 
 }  // namespace detail
 
 template <>
-struct ValueTraits<bool> : detail::PlainValueTraits<Types::kBoolean> {};
-template <>
-struct ValueTraits<int> : detail::NumberValueTraits<int, Types::kInteger> {};
-template <>
-struct ValueTraits<unsigned int> : detail::NumberValueTraits<unsigned int, Types::kUnsignedInteger> {};
-template <>
-struct ValueTraits<short> : detail::NumberValueTraits<short, Types::kShort> {};
-template <>
-struct ValueTraits<unsigned short> : detail::NumberValueTraits<unsigned short, Types::kUnsignedShort> {};
-template <>
-struct ValueTraits<double> : detail::NumberValueTraits<double, Types::kDouble> {};
-template <>
-struct ValueTraits<float> : detail::NumberValueTraits<float, Types::kFloat> {};
-template <>
-struct ValueTraits<std::string> : detail::PlainValueTraits<Types::kString> {};
-template <>
-struct ValueTraits<Kr::KrString<512>> : detail::PlainValueTraits<Types::kFilename> {};
-template <>
-struct ValueTraits<Kr::KrEnum> : detail::PlainValueTraits<Types::kEnumeration> {};
-template <>
-struct ValueTraits<Kr::KrColor> : detail::PlainValueTraits<Types::kColor> {};
-template <>
-struct ValueTraits<Kr::KrTransform> : detail::PlainValueTraits<Types::kTransform> {};
-template <>
-struct ValueTraits<KrMath::Vector2T<double>> : detail::Components2<KrMath::Vector2T<double>, double> {
-    static constexpr auto kDataType = Types::kVector2;
+struct ValueTraits<bool> : detail::PlainValueTraits<Types::kBoolean> {
+    static constexpr const char* kName = "Boolean";
 };
 template <>
-struct ValueTraits<KrMath::Vector3T<double>> : detail::Components3<KrMath::Vector3T<double>, double> {
-    static constexpr auto kDataType = Types::kVector3;
+struct ValueTraits<int> : detail::NumberValueTraits<int, Types::kInteger> {
+    static constexpr const char* kName = "Integer";
 };
 template <>
-struct ValueTraits<KrMath::Vector4T<double>> : detail::Components4<KrMath::Vector4T<double>, double> {
-    static constexpr auto kDataType = Types::kVector4;
+struct ValueTraits<unsigned int> : detail::NumberValueTraits<unsigned int, Types::kUnsignedInteger> {
+    static constexpr const char* kName = "Unsigned Integer";
 };
 template <>
-struct ValueTraits<KrMath::Vector3T<float>> : detail::Components3<KrMath::Vector3T<float>, float> {
-    static constexpr auto kDataType = Types::kVector3Float;
+struct ValueTraits<short> : detail::NumberValueTraits<short, Types::kShort> {
+    static constexpr const char* kName = "Short Integer";
 };
 template <>
-struct ValueTraits<KrMath::QuaternionT<double>> : detail::PlainValueTraits<Types::kQuaternion> {};
+struct ValueTraits<unsigned short> : detail::NumberValueTraits<unsigned short, Types::kUnsignedShort> {
+    static constexpr const char* kName = "Unsigned Short Integer";
+};
 template <>
-struct ValueTraits<KrMath::QuaternionT<float>> : detail::PlainValueTraits<Types::kQuaternionFloat> {};
+struct ValueTraits<double> : detail::NumberValueTraits<double, Types::kDouble> {
+    static constexpr const char* kName = "Double";
+};
 template <>
-struct ValueTraits<KrMath::Matrix44T<double>> : detail::PlainValueTraits<Types::kMatrix44> {};
+struct ValueTraits<float> : detail::NumberValueTraits<float, Types::kFloat> {
+    static constexpr const char* kName = "Float";
+};
 template <>
-struct ValueTraits<KrMath::Matrix44T<float>> : detail::PlainValueTraits<Types::kMatrix44Float> {};
+struct ValueTraits<std::string> : detail::PlainValueTraits<Types::kString> {
+    static constexpr const char* kName = "String";
+};
 template <>
-struct ValueTraits<KrSim::KrExtension*> : detail::PlainValueTraits<Types::kExtension> {};
+struct ValueTraits<Kr::KrString<512>> : detail::PlainValueTraits<Types::kFilename> {
+    static constexpr const char* kName = "Filename";
+};
 template <>
-struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMaterial> {};
+struct ValueTraits<Kr::KrEnum> : detail::PlainValueTraits<Types::kEnumeration> {
+    static constexpr const char* kName = "Enumeration";
+};
+template <>
+struct ValueTraits<Kr::KrColor> : detail::TupleValueTraits<Types::kColor, float, 4> {
+    static constexpr const char* kName = "Color";
+    static constexpr std::string_view kComponentNames = "RGBA";
+};
+template <>
+struct ValueTraits<Kr::KrTransform> : detail::MatrixValueTraits<Types::kTransform, double> {
+    static constexpr const char* kName = "Transform";
+    static constexpr bool kIsConvertedByParts = true;
+};
+template <>
+struct ValueTraits<KrMath::Vector2T<double>>
+    : detail::Vector2Traits<KrMath::Vector2T<double>, Types::kVector2, double> {
+    static constexpr const char* kName = "Vector 2";
+};
+template <>
+struct ValueTraits<KrMath::Vector3T<double>>
+    : detail::Vector3Traits<KrMath::Vector3T<double>, Types::kVector3, double> {
+    static constexpr const char* kName = "Vector 3";
+};
+template <>
+struct ValueTraits<KrMath::Vector4T<double>>
+    : detail::Vector4Traits<KrMath::Vector4T<double>, Types::kVector4, double> {
+    static constexpr const char* kName = "Vector 4";
+};
+template <>
+struct ValueTraits<KrMath::Vector3T<float>>
+    : detail::Vector3Traits<KrMath::Vector3T<float>, Types::kVector3Float, float> {
+    static constexpr const char* kName = "Vector 3 float";
+};
+template <>
+struct ValueTraits<KrMath::QuaternionT<double>> : detail::QuaternionValueTraits<Types::kQuaternion, double> {
+    static constexpr const char* kName = "Quaternion";
+};
+template <>
+struct ValueTraits<KrMath::QuaternionT<float>> : detail::QuaternionValueTraits<Types::kQuaternionFloat, float> {
+    static constexpr const char* kName = "Quaternion float";
+};
+template <>
+struct ValueTraits<KrMath::Matrix44T<double>> : detail::MatrixValueTraits<Types::kMatrix44, double> {
+    static constexpr const char* kName = "Matrix 4x4";
+};
+template <>
+struct ValueTraits<KrMath::Matrix44T<float>> : detail::MatrixValueTraits<Types::kMatrix44Float, float> {
+    static constexpr const char* kName = "Matrix44 float";
+};
+template <>
+struct ValueTraits<KrSim::KrExtension*> : detail::PlainValueTraits<Types::kExtension> {
+    static constexpr const char* kName = "Extension Pointer";
+};
+template <>
+struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMaterial> {
+    static constexpr const char* kName = "Material Pointer";
+};
+
+/// Expands `each(T)` for every value type but the pointers.
+#define KR_FOR_EACH_PLAIN_VALUE_TYPE(each)                                                                      \
+    each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
+        each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
+            each(KrMath::Vector2T<double>) each(KrMath::Vector3T<double>) each(KrMath::Vector4T<double>)        \
+                each(KrMath::QuaternionT<double>) each(KrMath::Matrix44T<double>) each(KrMath::Vector3T<float>) \
+                    each(KrMath::QuaternionT<float>) each(KrMath::Matrix44T<float>)
+
+/// Expands `each(T)` for every value type.
+#define KR_FOR_EACH_VALUE_TYPE(each) \
+    KR_FOR_EACH_PLAIN_VALUE_TYPE(each) each(KrSim::KrExtension*) each(KrGraphics::Material*)
+
+/// Answers `action(std::type_identity<T>())` for the value type of the data type; a default value of what the action
+/// answers, for a data type without one.
+template <class Action>
+constexpr auto withValueType(Types::DataTypeEnum dataType, Action&& action) {
+    using Answer = decltype(action(std::type_identity<bool>()));
+    switch (dataType) {
+#define KR_VALUE_TYPE_CASE(T)       \
+    case ValueTraits<T>::kDataType: \
+        return action(std::type_identity<T>());
+        KR_FOR_EACH_VALUE_TYPE(KR_VALUE_TYPE_CASE)
+#undef KR_VALUE_TYPE_CASE
+        default:
+            return Answer();
+    }
+}
+
+/// Whether values of the type consist of numbers of one kind.
+template <class T>
+inline constexpr bool kHasComponents = !std::is_void_v<typename ValueTraits<T>::Component>;
+
+/// The numbers of such a value in the order of its members: those of a matrix row by row.
+template <class T>
+[[nodiscard]] constexpr auto getComponents(const T& value) requires kHasComponents<T> {
+    using Traits = ValueTraits<T>;
+    return std::bit_cast<std::array<typename Traits::Component, std::size_t{Traits::kComponentCount}>>(value);
+}
 
 /// Whether `is` answers true for every real number of the value; true where it holds none.
 template <class T, class Predicate>
@@ -155,14 +269,5 @@ template <class T>
         return first == second;
     }
 }
-
-/// Expands `each(T)` for every value type.
-#define KR_FOR_EACH_VALUE_TYPE(each)                                                                            \
-    each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
-        each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
-            each(KrMath::Vector2T<double>) each(KrMath::Vector3T<double>) each(KrMath::Vector4T<double>)        \
-                each(KrMath::QuaternionT<double>) each(KrMath::Matrix44T<double>) each(KrMath::Vector3T<float>) \
-                    each(KrMath::QuaternionT<float>) each(KrMath::Matrix44T<float>) each(KrSim::KrExtension*)   \
-                        each(KrGraphics::Material*)
 
 }  // namespace KrData

@@ -30,14 +30,6 @@ constexpr Types::DataTypeEnum kValueTypes[] = {
     Types::kUnsignedShort,   Types::kMaterial,     Types::kMatrix44, Types::kFloat,     Types::kVector3Float,
     Types::kQuaternionFloat, Types::kMatrix44Float};
 
-template <class Action>
-void withType(Types::DataTypeEnum type, Action&& action) {
-#define KR_TYPE(T) \
-    if (type == KrData::ValueTraits<T>::kDataType) action(std::type_identity<T>{});
-    KR_FOR_EACH_VALUE_TYPE(KR_TYPE)
-#undef KR_TYPE
-}
-
 /// An item of an array with a child that it declares.
 class Wheel final : public Container {
 public:
@@ -104,7 +96,7 @@ void TreeMaker::change(Container& container) {
         const bool isDynamic = field->isDynamic();
         _decorate(*field, 0);
         field->_setDynamic(isDynamic);
-        withType(field->getDataType(), [&]<class T>(std::type_identity<T>) {
+        KrData::withValueType(field->getDataType(), [&]<class T>(std::type_identity<T>) {
             auto& typed = *field->as<T>();
             if constexpr (KrData::ValueTraits<T>::kHasRange) typed.setRange(_random.value<T>(), _random.value<T>());
             if constexpr (!std::is_pointer_v<T>) typed._initializeValue(_random.value<T>());
@@ -135,7 +127,7 @@ FieldBase* TreeMaker::_makeField(int depth) {
         return container;
     }
     FieldBase* made = nullptr;
-    withType(kValueTypes[_random.below(std::size(kValueTypes))], [&]<class T>(std::type_identity<T>) {
+    KrData::withValueType(kValueTypes[_random.below(std::size(kValueTypes))], [&]<class T>(std::type_identity<T>) {
         auto* field = new Field<T>(id, nullptr, _random.value<T>());
         if constexpr (std::is_same_v<T, KrSim::KrExtension*>) _refer(*field);
         if constexpr (KrData::ValueTraits<T>::kHasRange) {
@@ -149,7 +141,7 @@ FieldBase* TreeMaker::_makeField(int depth) {
 
 FieldBase* TreeMaker::_makeVector(const Kr::KrID& id) {
     FieldBase* made = nullptr;
-    withType(kValueTypes[_random.below(std::size(kValueTypes))], [&]<class T>(std::type_identity<T>) {
+    KrData::withValueType(kValueTypes[_random.below(std::size(kValueTypes))], [&]<class T>(std::type_identity<T>) {
         if constexpr (std::is_same_v<T, KrGraphics::Material*>) {
             made = new KrData::Vector<T>(id);
         } else {

@@ -1,7 +1,8 @@
 #include "kr/data/internal/components.h"
 
 #include <algorithm>
-#include <iterator>
+#include <bit>
+#include <type_traits>
 
 #include "kr/data/field.h"
 #include "kr/data/internal/conversion_table.h"
@@ -10,88 +11,44 @@
 
 namespace KrData::detail {
 
+namespace {
+
+template <class T>
+constexpr bool kIsNumber = std::is_arithmetic_v<T> || std::is_same_v<T, Kr::KrEnum>;
+
+}  // namespace
+
 std::size_t componentCountOf(Types::DataTypeEnum dataType) noexcept {
-    switch (dataType) {
-        case Types::kBoolean:
-        case Types::kInteger:
-        case Types::kUnsignedInteger:
-        case Types::kShort:
-        case Types::kUnsignedShort:
-        case Types::kDouble:
-        case Types::kFloat:
-        case Types::kEnumeration:
-            return 1;
-        case Types::kVector2:
-            return 2;
-        case Types::kVector3:
-        case Types::kVector3Float:
-            return 3;
-        case Types::kVector4:
-            return 4;
-        case Types::kTransform:
-            return 16;
-        default:
-            return 0;
-    }
+    return withValueType(dataType, []<class T>(std::type_identity<T>) {
+        return kIsNumber<T> || ValueTraits<T>::kIsConvertedByParts ? std::size_t{ValueTraits<T>::kComponentCount} : 0;
+    });
 }
 
 Components componentsOf(const FieldBase& source) {
     Components values;
-    const auto take = [&](const auto&... components) {
-        std::size_t i = 0;
-        ((values[i++] = static_cast<double>(components)), ...);
-    };
-    switch (source.getDataType()) {
-        case Types::kVector2: {
-            const auto vector = source.toVector2();
-            take(vector.x, vector.y);
-            break;
+    const bool isTaken = withValueType(source.getDataType(), [&]<class T>(std::type_identity<T>) {
+        if constexpr (ValueTraits<T>::kIsConvertedByParts) {
+            const auto components = getComponents(static_cast<const Field<T>&>(source).getValue());
+            std::copy(components.begin(), components.end(), values.begin());
         }
-        case Types::kVector3: {
-            const auto vector = source.toVector3();
-            take(vector.x, vector.y, vector.z);
-            break;
-        }
-        case Types::kVector3Float: {
-            const auto vector = source.get<KrMath::Vector3T<float>>();
-            take(vector.x, vector.y, vector.z);
-            break;
-        }
-        case Types::kVector4: {
-            const auto vector = source.toVector4();
-            take(vector.x, vector.y, vector.z, vector.w);
-            break;
-        }
-        case Types::kTransform: {
-            const auto transform = source.toTransform();
-            std::copy(std::begin(transform.m), std::end(transform.m), values.begin());
-            break;
-        }
-        default:
-            take(source.toReal());
-    }
+        return ValueTraits<T>::kIsConvertedByParts;
+    });
+    if (!isTaken) values[0] = source.toReal();
     return values;
 }
 
 bool setComponents(FieldBase& sink, const Components& values) {
-    switch (sink.getDataType()) {
-        case Types::kVector2:
-            return setConverted(sink, KrMath::Vector2T<double>{values[0], values[1]});
-        case Types::kVector3:
-            return setConverted(sink, KrMath::Vector3T<double>{values[0], values[1], values[2]});
-        case Types::kVector3Float:
-            return setConverted(sink,
-                                KrMath::Vector3T<float>{toFloat(values[0]), toFloat(values[1]), toFloat(values[2])});
-        case Types::kVector4:
-            return setConverted(sink, KrMath::Vector4T<double>{values[0], values[1], values[2], values[3]});
-        case Types::kTransform: {
-            Kr::KrTransform transform;
-            std::copy(values.begin(), values.end(), transform.m);
-            return setConverted(sink, transform);
-        }
-        default:
+    return withValueType(sink.getDataType(), [&]<class T>(std::type_identity<T>) {
+        if constexpr (ValueTraits<T>::kIsConvertedByParts) {
+            using Component = typename ValueTraits<T>::Component;
+            std::array<Component, std::size_t{ValueTraits<T>::kComponentCount}> components;
+            std::transform(values.begin(), values.begin() + components.size(), components.begin(),
+                           [](double value) { return convertNumber<Component>(value); });
+            return setConverted(static_cast<Field<T>&>(sink), std::bit_cast<T>(components));
+        } else {
             return setNumber(sink, values[0]);
-    }
+        }
+    });
 }
 
 }  // namespace KrData::detail

@@ -181,26 +181,11 @@ const Conversion* findConversion(Types::DataTypeEnum source, Types::DataTypeEnum
 }
 
 bool setNumber(FieldBase& sink, double value) {
-    switch (sink.getDataType()) {
-        case Types::kBoolean:
-            return setValue(sink, convertNumber<bool>(value));
-        case Types::kInteger:
-            return setValue(sink, roundTo<int>(value));
-        case Types::kUnsignedInteger:
-            return setValue(sink, roundTo<unsigned int>(value));
-        case Types::kShort:
-            return setValue(sink, roundTo<short>(value));
-        case Types::kUnsignedShort:
-            return setValue(sink, roundTo<unsigned short>(value));
-        case Types::kDouble:
-            return setValue(sink, value);
-        case Types::kFloat:
-            return setValue(sink, toFloat(value));
-        case Types::kEnumeration:
-            return setEnumeration(sink, roundTo<int>(value));
-        default:
-            return false;
-    }
+    return withValueType(sink.getDataType(), [&]<class T>(std::type_identity<T>) {
+        if constexpr (std::is_arithmetic_v<T>) return setValue(sink, convertNumber<T>(value));
+        if constexpr (kIsEnum<T>) return setEnumeration(sink, roundTo<int>(value));
+        return false;
+    });
 }
 
 }  // namespace KrData::detail

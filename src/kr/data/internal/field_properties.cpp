@@ -68,19 +68,14 @@ bool isRangeSame(const FieldBase& field, const FieldBase& other) {
                array.getMinimumSize() == otherArray.getMinimumSize() &&
                array.getMaximumSize() == otherArray.getMaximumSize();
     }
-    switch (field.getDataType()) {
-#define KR_COMPARE_RANGE(T)                                                                  \
-    case ValueTraits<T>::kDataType: {                                                        \
-        const auto& own = *field.as<T>();                                                    \
-        const auto& base = *other.as<T>();                                                   \
-        return own.hasRange() == base.hasRange() && own.getMinimum() == base.getMinimum() && \
-               own.getMaximum() == base.getMaximum();                                        \
-    }
-        KR_FOR_EACH_VALUE_TYPE(KR_COMPARE_RANGE)
-#undef KR_COMPARE_RANGE
-        default:
-            return true;
-    }
+    bool isSame = true;
+    withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        const auto& own = static_cast<const Field<T>&>(field);
+        const auto& base = static_cast<const Field<T>&>(other);
+        isSame = own.hasRange() == base.hasRange() && own.getMinimum() == base.getMinimum() &&
+                 own.getMaximum() == base.getMaximum();
+    });
+    return isSame;
 }
 
 void takeRange(FieldBase& field, const FieldBase& source) {
@@ -92,16 +87,9 @@ void takeRange(FieldBase& field, const FieldBase& source) {
         if (!other.hasSizeRange()) array.clearSizeRange();
         return;
     }
-    switch (field.getDataType()) {
-#define KR_TAKE_RANGE(T)                                           \
-    case ValueTraits<T>::kDataType:                                \
-        static_cast<Field<T>&>(field)._copyRange(*source.as<T>()); \
-        break;
-        KR_FOR_EACH_VALUE_TYPE(KR_TAKE_RANGE)
-#undef KR_TAKE_RANGE
-        default:
-            break;
-    }
+    withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        static_cast<Field<T>&>(field)._copyRange(static_cast<const Field<T>&>(source));
+    });
 }
 
 bool isMetadataSame(const FieldBase& field, const FieldBase& other) {

@@ -184,7 +184,8 @@ std::unique_ptr<KrData::FieldBase> FieldReader::_makeContainer(const Kr::KrID& i
 std::unique_ptr<KrData::FieldBase> FieldReader::_makeVector(const Kr::KrID& id) {
     const auto itemType = readDataType(_reader, "ItemType");
     std::unique_ptr<FieldBase> field;
-    withValueType(itemType, [&]<class T>(std::type_identity<T>) { field = std::make_unique<KrData::Vector<T>>(id); });
+    KrData::withValueType(itemType,
+                          [&]<class T>(std::type_identity<T>) { field = std::make_unique<KrData::Vector<T>>(id); });
     if (!field) fail(std::string("cannot be made: there are no vectors of type ") + Types::nameFor(itemType));
     return field;
 }
@@ -268,7 +269,7 @@ void FieldReader::_readContent(FieldBase& field) {
         if (field.getDataType() == Types::kVector && _reader.readIf("Incremental", isIncremental)) {
             static_cast<KrData::VectorBase&>(field).enableIncrementalDataTransfer(isIncremental);
         }
-        withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
             if constexpr (KrData::ValueTraits<T>::kHasRange) _readRange(static_cast<Field<T>&>(field));
         });
     }
@@ -298,7 +299,7 @@ void FieldReader::readLeaf(FieldBase& field) {
         case Types::kExtension:
             return noteReference(readReference(), ExtensionReference::kNoItem);
         default:
-            withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+            KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
                 if constexpr (kIsPlainValue<T>) {
                     T value{};
                     readItem(_reader, "Value", value);
@@ -310,7 +311,7 @@ void FieldReader::readLeaf(FieldBase& field) {
 
 void FieldReader::_readItems(FieldBase& field) {
     auto& vector = static_cast<KrData::VectorBase&>(field);
-    withValueType(vector.getItemDataType(), [&]<class T>(std::type_identity<T>) {
+    KrData::withValueType(vector.getItemDataType(), [&]<class T>(std::type_identity<T>) {
         static_cast<KrData::Vector<T>&>(vector).setItems(_readItemsOf<T>());
     });
 }

@@ -168,7 +168,7 @@ void FieldWriter::_writeContent(const FieldBase& field) {
             const bool isIncremental = static_cast<const KrData::VectorBase&>(field).isIncrementalDataTransferEnabled();
             _writer.writeIf(_hiddenDepth == 0 && isIncremental, "Incremental", true);
         }
-        withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
             if constexpr (KrData::ValueTraits<T>::kHasRange) _writeRange(static_cast<const Field<T>&>(field));
         });
     }
@@ -210,7 +210,7 @@ void FieldWriter::_writeLeaf(const FieldBase& field) {
         case Types::kExtension:
             return _writeReference(field.toExtension(), field, ExtensionReference::kNoItem);
         default:
-            withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+            KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
                 if constexpr (kIsPlainValue<T>) {
                     writeItem(_writer, "Value", static_cast<const Field<T>&>(field).getValue());
                 }
@@ -220,7 +220,7 @@ void FieldWriter::_writeLeaf(const FieldBase& field) {
 
 void FieldWriter::_writeItems(const FieldBase& field) {
     const auto& base = static_cast<const KrData::VectorBase&>(field);
-    withValueType(base.getItemDataType(), [&]<class T>(std::type_identity<T>) {
+    KrData::withValueType(base.getItemDataType(), [&]<class T>(std::type_identity<T>) {
         using Vector = KrData::Vector<T>;
         if (typeid(field) == typeid(Vector)) return _writeItemsOf(static_cast<const Vector&>(base), field);
         // Subclasses may guard their items by a lock, which a copy takes.

@@ -1,50 +1,17 @@
 #include "kr/persistence/fields/internal/value_archive.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstring>
+#include <bit>
 #include <limits>
 #include <span>
 #include <unordered_map>
+#include <utility>
 
 namespace KrPersistence::detail {
 
 namespace {
 
 using KrData::Types;
-
-/// The components of a value type that is nothing but numbers of one kind.
-template <class T>
-struct Tuple;
-template <class Number, std::size_t count>
-struct TupleOf {
-    using Component = Number;
-    static constexpr std::size_t kCount = count;
-};
-template <>
-struct Tuple<Kr::KrColor> : TupleOf<float, 4> {};
-template <>
-struct Tuple<Kr::KrTransform> : TupleOf<double, 16> {};
-template <>
-struct Tuple<KrMath::Vector2T<double>> : TupleOf<double, 2> {};
-template <>
-struct Tuple<KrMath::Vector3T<double>> : TupleOf<double, 3> {};
-template <>
-struct Tuple<KrMath::Vector4T<double>> : TupleOf<double, 4> {};
-template <>
-struct Tuple<KrMath::Vector3T<float>> : TupleOf<float, 3> {};
-template <>
-struct Tuple<KrMath::QuaternionT<double>> : TupleOf<double, 4> {};
-template <>
-struct Tuple<KrMath::QuaternionT<float>> : TupleOf<float, 4> {};
-template <>
-struct Tuple<KrMath::Matrix44T<double>> : TupleOf<double, 16> {};
-template <>
-struct Tuple<KrMath::Matrix44T<float>> : TupleOf<float, 16> {};
-
-template <class T>
-using Components = std::array<typename Tuple<T>::Component, Tuple<T>::kCount>;
 
 template <class T>
 inline constexpr bool kIsShort = std::is_same_v<T, short> || std::is_same_v<T, unsigned short>;
@@ -70,10 +37,8 @@ void writeItem(ArchiveWriter& writer, std::string_view name, const T& value) {
             writer.write("Number", static_cast<int>(value));
         });
     } else {
-        static_assert(sizeof(T) == sizeof(Components<T>) && std::is_trivially_copyable_v<T>);
-        Components<T> components;
-        std::memcpy(components.data(), &value, sizeof(value));
-        writer.writeTuple(name, std::span<const typename Tuple<T>::Component>(components));
+        const auto components = KrData::getComponents(value);
+        writer.writeTuple(name, std::span(components));
     }
 }
 
@@ -107,9 +72,9 @@ void readItem(ArchiveReader& reader, std::string_view name, T& value) {
                               std::to_string(number) + explainChoice(text, listChoices(*type)));
         });
     } else {
-        Components<T> components{};
-        reader.readTuple(name, std::span<typename Tuple<T>::Component>(components));
-        std::memcpy(static_cast<void*>(&value), components.data(), sizeof(value));
+        auto components = KrData::getComponents(T{});
+        reader.readTuple(name, std::span(components));
+        value = std::bit_cast<T>(components);
     }
 }
 
@@ -118,14 +83,7 @@ void readItem(ArchiveReader& reader, std::string_view name, T& value) {
     template void writeItem<T>(ArchiveWriter&, std::string_view, const T&); \
     template void readItem<T>(ArchiveReader&, std::string_view, T&);
 // NOLINTEND(bugprone-macro-parentheses)
-#define KR_DEFINE_ITEMS(each)                                                                                   \
-    each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
-        each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
-            each(KrMath::Vector2T<double>) each(KrMath::Vector3T<double>) each(KrMath::Vector4T<double>)        \
-                each(KrMath::QuaternionT<double>) each(KrMath::Matrix44T<double>) each(KrMath::Vector3T<float>) \
-                    each(KrMath::QuaternionT<float>) each(KrMath::Matrix44T<float>)
-KR_DEFINE_ITEMS(KR_DEFINE_ITEM)
-#undef KR_DEFINE_ITEMS
+KR_FOR_EACH_PLAIN_VALUE_TYPE(KR_DEFINE_ITEM)
 #undef KR_DEFINE_ITEM
 
 // --- Data types ----------------------------------------------------------------------------------------------------

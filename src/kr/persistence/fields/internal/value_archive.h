@@ -14,21 +14,6 @@ namespace KrPersistence::detail {
 template <class T>
 inline constexpr bool kIsPlainValue = !std::is_pointer_v<T>;
 
-/// Calls `action(std::type_identity<T>)` with the value type of the data type; false when it has none.
-template <class Action>
-bool withValueType(KrData::Types::DataTypeEnum dataType, Action&& action) {
-    switch (dataType) {
-#define KR_VALUE_TYPE_CASE(T)               \
-    case KrData::ValueTraits<T>::kDataType: \
-        action(std::type_identity<T>{});    \
-        return true;
-        KR_FOR_EACH_VALUE_TYPE(KR_VALUE_TYPE_CASE)
-#undef KR_VALUE_TYPE_CASE
-        default:
-            return false;
-    }
-}
-
 // One value, or one group, of this name. Reading puts the value in the place of a default one.
 
 template <class T>
