@@ -1,10 +1,10 @@
 #include "apps/krsim/tree_writer.h"
 
 #include <iterator>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
-#include "kr/core/base.h"
 #include "kr/platform/text.h"
 
 namespace krsim {
@@ -65,105 +65,57 @@ TreeNode::~TreeNode() {
     }
 }
 
-TreeWriter::TreeWriter(std::string rootName, std::string archiveName) : _archiveName(std::move(archiveName)) {
+TreeWriter::TreeWriter(std::string rootName, const std::string& archiveName) : ArchiveWriter(_archive) {
+    _archive.setArchiveName(archiveName);
     _root.name = std::move(rootName);
     _open.push_back(&_root);
 }
 
 TreeWriter::~TreeWriter() = default;
 
-void TreeWriter::write(std::string_view name, bool value) {
-    _add(name, value ? "true" : "false");
+void TreeWriter::_writeScalar(std::string_view name, const Scalar& value) {
+    std::visit(
+        [&](auto number) {
+            if constexpr (std::is_same_v<decltype(number), bool>) {
+                _add(name, number ? "true" : "false");
+            } else {
+                _add(name, Kr::toText(number));
+            }
+        },
+        value);
 }
 
-void TreeWriter::write(std::string_view name, int value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, unsigned int value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, long long value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, unsigned long long value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, float value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, double value) {
-    _add(name, Kr::toText(value));
-}
-
-void TreeWriter::write(std::string_view name, std::string_view text) {
+void TreeWriter::_writeText(std::string_view name, std::string_view text, bool /*isRepeated*/) {
     _add(name, toLine(text));
 }
 
-void TreeWriter::writeRepeated(std::string_view name, std::string_view text) {
-    _add(name, toLine(text));
-}
-
-void TreeWriter::writeChoice(std::string_view name, int number, std::string_view text) {
+void TreeWriter::_writeChoice(std::string_view name, int number, std::string_view text) {
     _add(name, text.empty() ? Kr::toText(number) : toLine(text));
 }
 
-void TreeWriter::writeBytes(std::string_view name, std::string_view bytes) {
+void TreeWriter::_writeBytes(std::string_view name, std::string_view bytes) {
     _add(name, Kr::toHex(bytes));
 }
 
-void TreeWriter::writeTuple(std::string_view name, std::span<const double> components) {
-    _addNumbers(name, components);
+void TreeWriter::_writeTuple(std::string_view name, const Numbers& components) {
+    _writeBlock(name, components);
 }
 
-void TreeWriter::writeTuple(std::string_view name, std::span<const float> components) {
-    _addNumbers(name, components);
-}
-
-void TreeWriter::writeBlock(std::string_view name, std::span<const double> numbers) {
-    _addNumbers(name, numbers);
-}
-
-void TreeWriter::writeBlock(std::string_view name, std::span<const float> numbers) {
-    _addNumbers(name, numbers);
-}
-
-void TreeWriter::writeBlock(std::string_view name, std::span<const int> numbers) {
-    _addNumbers(name, numbers);
-}
-
-void TreeWriter::pushObject(Kr::KrBase* object) {
-    _objects.push_back(object);
-}
-
-void TreeWriter::popObject() noexcept {
-    if (!_objects.empty()) _objects.pop_back();
-}
-
-Kr::KrBase* TreeWriter::getCurrentObject() const {
-    return !_objects.empty() ? _objects.back().get() : nullptr;
+void TreeWriter::_writeBlock(std::string_view name, const Numbers& numbers) {
+    _add(name, std::visit([](auto span) { return Kr::toText(span); }, numbers));
 }
 
 void TreeWriter::_mark(std::string_view /*name*/, bool /*isThere*/) {}
 
-void TreeWriter::_beginGroup(std::string_view name) {
-    _begin(name, TreeNode::eKind::kGroup);
+void TreeWriter::_begin(std::string_view name, eNesting kind, std::size_t /*count*/) {
+    auto& node = _open.back()->children.emplace_back();
+    node.name = name;
+    node.kind = kind == eNesting::kGroup ? TreeNode::eKind::kGroup : TreeNode::eKind::kSequence;
+    _open.push_back(&node);
 }
 
-void TreeWriter::_endGroup() {
-    _open.pop_back();
-}
-
-void TreeWriter::_beginSequence(std::string_view name, std::size_t /*count*/) {
-    _begin(name, TreeNode::eKind::kSequence);
-}
-
-void TreeWriter::_endSequence() {
-    nameItems(*_open.back());
+void TreeWriter::_end(eNesting kind) {
+    if (kind == eNesting::kSequence) nameItems(*_open.back());
     _open.pop_back();
 }
 
@@ -172,18 +124,6 @@ void TreeWriter::_add(std::string_view name, std::string value) {
     node.name = name;
     node.kind = TreeNode::eKind::kValue;
     node.value = std::move(value);
-}
-
-void TreeWriter::_begin(std::string_view name, TreeNode::eKind kind) {
-    auto& node = _open.back()->children.emplace_back();
-    node.name = name;
-    node.kind = kind;
-    _open.push_back(&node);
-}
-
-template <class Number>
-void TreeWriter::_addNumbers(std::string_view name, std::span<const Number> numbers) {
-    _add(name, Kr::toText(numbers));
 }
 
 }  // namespace krsim

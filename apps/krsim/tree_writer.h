@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "kr/core/base_pointer.h"
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/archive_writer.h"
 
 namespace krsim {
@@ -32,52 +32,29 @@ struct TreeNode {
 class TreeWriter final : public KrPersistence::ArchiveWriter {
 public:
     /// \param archiveName  the file that paths are told relative to.
-    TreeWriter(std::string rootName, std::string archiveName);
+    TreeWriter(std::string rootName, const std::string& archiveName);
     ~TreeWriter() override;
 
     [[nodiscard]] const TreeNode& getRoot() const noexcept { return _root; }
     /// The same for a caller that keeps it; nothing is to be written any more.
     [[nodiscard]] TreeNode takeRoot() noexcept { return std::move(_root); }
 
-    using ArchiveWriter::write;
-    void write(std::string_view name, bool value) override;
-    void write(std::string_view name, int value) override;
-    void write(std::string_view name, unsigned int value) override;
-    void write(std::string_view name, long long value) override;
-    void write(std::string_view name, unsigned long long value) override;
-    void write(std::string_view name, float value) override;
-    void write(std::string_view name, double value) override;
-    void write(std::string_view name, std::string_view text) override;
-    void writeRepeated(std::string_view name, std::string_view text) override;
-    void writeChoice(std::string_view name, int number, std::string_view text) override;
-    void writeBytes(std::string_view name, std::string_view bytes) override;
-    void writeTuple(std::string_view name, std::span<const double> components) override;
-    void writeTuple(std::string_view name, std::span<const float> components) override;
-    void writeBlock(std::string_view name, std::span<const double> numbers) override;
-    void writeBlock(std::string_view name, std::span<const float> numbers) override;
-    void writeBlock(std::string_view name, std::span<const int> numbers) override;
-
-    [[nodiscard]] const std::string& getArchiveName() const override { return _archiveName; }
-    void pushObject(Kr::KrBase* object) override;
-    void popObject() noexcept override;
-    [[nodiscard]] Kr::KrBase* getCurrentObject() const override;
-
 private:
+    void _writeScalar(std::string_view name, const Scalar& value) override;
+    void _writeText(std::string_view name, std::string_view text, bool isRepeated) override;
+    void _writeChoice(std::string_view name, int number, std::string_view text) override;
+    void _writeBytes(std::string_view name, std::string_view bytes) override;
+    void _writeTuple(std::string_view name, const Numbers& components) override;
+    void _writeBlock(std::string_view name, const Numbers& numbers) override;
     void _mark(std::string_view name, bool isThere) override;
-    void _beginGroup(std::string_view name) override;
-    void _endGroup() override;
-    void _beginSequence(std::string_view name, std::size_t count) override;
-    void _endSequence() override;
+    void _begin(std::string_view name, eNesting kind, std::size_t count) override;
+    void _end(eNesting kind) override;
 
     void _add(std::string_view name, std::string value);
-    void _begin(std::string_view name, TreeNode::eKind kind);
-    template <class Number>
-    void _addNumbers(std::string_view name, std::span<const Number> numbers);
 
-    std::string _archiveName;
+    KrPersistence::KrArchive _archive;
     TreeNode _root;
     std::vector<TreeNode*> _open;  // from the root down; a node gets no sibling while it is open
-    std::vector<Kr::KrBasePointer> _objects;
 };
 
 /// The tree as lines "name: value", indented by two blanks for each of the first 32 levels.

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "kr/core/fwd.h"
@@ -15,6 +16,8 @@
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
+
+class KrArchive;
 
 /// Reads what ArchiveWriter wrote, in the same order.
 ///
@@ -37,34 +40,33 @@ public:
     using ChoiceParser = std::function<std::optional<int>(std::string_view text)>;
     using ChoiceList = std::function<std::vector<std::string>()>;
 
-    ArchiveReader();
     ArchiveReader(const ArchiveReader&) = delete;
     ArchiveReader& operator=(const ArchiveReader&) = delete;
     virtual ~ArchiveReader();
 
     // --- Values ----------------------------------------------------------------------------------------------------
-    virtual void read(std::string_view name, bool& value) = 0;
-    virtual void read(std::string_view name, int& value) = 0;
-    virtual void read(std::string_view name, unsigned int& value) = 0;
-    virtual void read(std::string_view name, long long& value) = 0;
-    virtual void read(std::string_view name, unsigned long long& value) = 0;
-    virtual void read(std::string_view name, float& value) = 0;
-    virtual void read(std::string_view name, double& value) = 0;
-    virtual void read(std::string_view name, std::string& text) = 0;
+    void read(std::string_view name, bool& value) { _readScalar(name, &value); }
+    void read(std::string_view name, int& value) { _readScalar(name, &value); }
+    void read(std::string_view name, unsigned int& value) { _readScalar(name, &value); }
+    void read(std::string_view name, long long& value) { _readScalar(name, &value); }
+    void read(std::string_view name, unsigned long long& value) { _readScalar(name, &value); }
+    void read(std::string_view name, float& value) { _readScalar(name, &value); }
+    void read(std::string_view name, double& value) { _readScalar(name, &value); }
+    void read(std::string_view name, std::string& text) { _readText(name, text); }
     /// What writeRepeated wrote. The view is good until the reader dies.
-    [[nodiscard]] virtual std::string_view readRepeated(std::string_view name) = 0;
+    [[nodiscard]] std::string_view readRepeated(std::string_view name) { return _readRepeated(name); }
     /// A number in the place of the text is taken, too; whether the number has a meaning is for the caller to check.
     /// \param choices  the texts that there are, for the error about another one; empty: it names none.
     [[nodiscard]] int readChoice(std::string_view name, const ChoiceParser& parse, const ChoiceList& choices = {}) {
         return _readChoice(name, parse, choices);
     }
-    virtual void readBytes(std::string_view name, std::string& bytes) = 0;
+    void readBytes(std::string_view name, std::string& bytes) { _readBytes(name, bytes); }
     /// Fails unless there are exactly as many as the span takes.
-    virtual void readTuple(std::string_view name, std::span<double> components) = 0;
-    virtual void readTuple(std::string_view name, std::span<float> components) = 0;
-    virtual void readBlock(std::string_view name, std::vector<double>& numbers) = 0;
-    virtual void readBlock(std::string_view name, std::vector<float>& numbers) = 0;
-    virtual void readBlock(std::string_view name, std::vector<int>& numbers) = 0;
+    void readTuple(std::string_view name, std::span<double> components) { _readTuple(name, components); }
+    void readTuple(std::string_view name, std::span<float> components) { _readTuple(name, components); }
+    void readBlock(std::string_view name, std::vector<double>& numbers) { _readBlock(name, &numbers); }
+    void readBlock(std::string_view name, std::vector<float>& numbers) { _readBlock(name, &numbers); }
+    void readBlock(std::string_view name, std::vector<int>& numbers) { _readBlock(name, &numbers); }
 
     /// What writeIf wrote: answers whether it was there; if not, `value` stays.
     template <class Value>
@@ -94,18 +96,18 @@ public:
     /// Calls `readItem(index)` for each item, which reads it under the name it was written with. Answers their number.
     template <class Action>
     std::size_t sequence(std::string_view name, Action&& readItem) {
-        const std::size_t count = _beginSequence(name);
+        const std::size_t count = beginSequence(name);
         for (std::size_t index = 0; index < count; ++index)
             readItem(index);
-        _endSequence();
+        endSequence();
         return count;
     }
 
     // The same in halves, for trees of any depth that are read without recursion. Answers the number of items.
-    void beginGroup(std::string_view name) { _beginGroup(name); }
-    void endGroup() { _endGroup(); }
-    [[nodiscard]] std::size_t beginSequence(std::string_view name) { return _beginSequence(name); }
-    void endSequence() { _endSequence(); }
+    void beginGroup(std::string_view name) { static_cast<void>(_begin(name, eNesting::kGroup)); }
+    void endGroup() { _end(eNesting::kGroup); }
+    [[nodiscard]] std::size_t beginSequence(std::string_view name) { return _begin(name, eNesting::kSequence); }
+    void endSequence() { _end(eNesting::kSequence); }
 
     // --- The archive -----------------------------------------------------------------------------------------------
     /// Adds a finding about the value that was read last; the reading goes on.
@@ -117,26 +119,40 @@ public:
     [[nodiscard]] virtual std::size_t getLine() const;
     /// Ends the reading: throws an archive exception of this text and the place in the archive.
     [[noreturn]] virtual void fail(const std::string& text) const = 0;
-    [[nodiscard]] virtual const std::string& getArchiveName() const = 0;
-    virtual void pushObject(Kr::KrBase* object) = 0;
-    virtual void popObject() noexcept = 0;
-    [[nodiscard]] virtual Kr::KrBase* getCurrentObject() const = 0;
+    [[nodiscard]] const std::string& getArchiveName() const;
+    void pushObject(Kr::KrBase* object);
+    void popObject() noexcept;
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const;
 
 protected:
+    using Scalar = std::variant<bool*, int*, unsigned int*, long long*, unsigned long long*, float*, double*>;
+    using Tuple = std::variant<std::span<double>, std::span<float>>;
+    using Block = std::variant<std::vector<double>*, std::vector<float>*, std::vector<int>*>;
+    enum class eNesting : std::uint8_t { kGroup, kSequence };
+
+    /// \param archive  borrowed; knows the name of the file and the objects being read, and gets the findings.
+    explicit ArchiveReader(KrArchive& archive) noexcept : _state(archive) {}
+
+    // What a kind of archive is made of
+    virtual void _readScalar(std::string_view name, const Scalar& value) = 0;
+    virtual void _readText(std::string_view name, std::string& text) = 0;
+    [[nodiscard]] virtual std::string_view _readRepeated(std::string_view name) = 0;
     [[nodiscard]] virtual int _readChoice(std::string_view name, const ChoiceParser& parse,
                                           const ChoiceList& choices) = 0;
-    [[nodiscard]] virtual std::vector<Finding>& _getFindings() = 0;
+    virtual void _readBytes(std::string_view name, std::string& bytes) = 0;
+    virtual void _readTuple(std::string_view name, const Tuple& components) = 0;
+    virtual void _readBlock(std::string_view name, const Block& numbers) = 0;
     /// Whether the value or group `name` is there. Asked once, right before it is read.
     [[nodiscard]] virtual bool _isThere(std::string_view name) = 0;
-    virtual void _beginGroup(std::string_view name) = 0;
-    virtual void _endGroup() = 0;
-    [[nodiscard]] virtual std::size_t _beginSequence(std::string_view name) = 0;
-    virtual void _endSequence() = 0;
+    /// The number of items of a sequence; 0 for a group.
+    [[nodiscard]] virtual std::size_t _begin(std::string_view name, eNesting kind) = 0;
+    virtual void _end(eNesting kind) = 0;
 
 private:
     void _enter(std::string_view name);
     void _leave();
 
+    KrArchive& _state;
     std::size_t _depth{0};
 };
 

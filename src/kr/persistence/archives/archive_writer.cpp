@@ -1,12 +1,27 @@
 #include "kr/persistence/archives/archive_writer.h"
 
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/archive_error.h"
 
 namespace KrPersistence {
 
-ArchiveWriter::ArchiveWriter() = default;
-
 ArchiveWriter::~ArchiveWriter() = default;
+
+const std::string& ArchiveWriter::getArchiveName() const {
+    return _state.getArchiveName();
+}
+
+void ArchiveWriter::pushObject(Kr::KrBase* object) {
+    _state.pushObject(object);
+}
+
+void ArchiveWriter::popObject() noexcept {
+    _state.popObject();
+}
+
+Kr::KrBase* ArchiveWriter::getCurrentObject() const {
+    return _state.getCurrentObject();
+}
 
 void ArchiveWriter::_enter(std::string_view name) {
     if (_depth >= kDeepestNesting) {
@@ -15,11 +30,11 @@ void ArchiveWriter::_enter(std::string_view name) {
                                                               " groups deep; make the tree flatter");
     }
     ++_depth;
-    _beginGroup(name);
+    beginGroup(name);
 }
 
 void ArchiveWriter::_leave() {
-    _endGroup();
+    endGroup();
     --_depth;
 }
 

@@ -6,12 +6,14 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
+#include <variant>
 
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
+
+class KrArchive;
 
 /// Writes named values, groups of them and sequences into an archive of any kind: fields, extensions and settings are
 /// written through this by one text for all kinds. What ArchiveReader reads back in the same order.
@@ -31,35 +33,34 @@ public:
     /// Actions of group() inside one another, which take the stack of the thread; more are refused, on reading too.
     static constexpr std::size_t kDeepestNesting = 512;
 
-    ArchiveWriter();
     ArchiveWriter(const ArchiveWriter&) = delete;
     ArchiveWriter& operator=(const ArchiveWriter&) = delete;
     virtual ~ArchiveWriter();
 
     // --- Values ----------------------------------------------------------------------------------------------------
-    virtual void write(std::string_view name, bool value) = 0;
-    virtual void write(std::string_view name, int value) = 0;
-    virtual void write(std::string_view name, unsigned int value) = 0;
-    virtual void write(std::string_view name, long long value) = 0;
-    virtual void write(std::string_view name, unsigned long long value) = 0;
-    virtual void write(std::string_view name, float value) = 0;
-    virtual void write(std::string_view name, double value) = 0;
+    void write(std::string_view name, bool value) { _writeScalar(name, value); }
+    void write(std::string_view name, int value) { _writeScalar(name, value); }
+    void write(std::string_view name, unsigned int value) { _writeScalar(name, value); }
+    void write(std::string_view name, long long value) { _writeScalar(name, value); }
+    void write(std::string_view name, unsigned long long value) { _writeScalar(name, value); }
+    void write(std::string_view name, float value) { _writeScalar(name, value); }
+    void write(std::string_view name, double value) { _writeScalar(name, value); }
     /// Any bytes; all come back, also those that are no UTF-8.
-    virtual void write(std::string_view name, std::string_view text) = 0;
+    void write(std::string_view name, std::string_view text) { _writeText(name, text, false); }
     void write(std::string_view name, const char* text) { write(name, std::string_view(text)); }
     /// A text that is likely to come often, such as an identifier: binary archives keep it once.
-    virtual void writeRepeated(std::string_view name, std::string_view text) = 0;
+    void writeRepeated(std::string_view name, std::string_view text) { _writeText(name, text, true); }
     /// One of a fixed set: binary archives keep the number, the others the text where there is one.
-    virtual void writeChoice(std::string_view name, int number, std::string_view text) = 0;
+    void writeChoice(std::string_view name, int number, std::string_view text) { _writeChoice(name, number, text); }
     /// Bytes that are no text: XML and JSON archives keep them in base64.
-    virtual void writeBytes(std::string_view name, std::string_view bytes) = 0;
+    void writeBytes(std::string_view name, std::string_view bytes) { _writeBytes(name, bytes); }
     /// The components of one value, such as a position; the reader knows how many.
-    virtual void writeTuple(std::string_view name, std::span<const double> components) = 0;
-    virtual void writeTuple(std::string_view name, std::span<const float> components) = 0;
+    void writeTuple(std::string_view name, std::span<const double> components) { _writeTuple(name, components); }
+    void writeTuple(std::string_view name, std::span<const float> components) { _writeTuple(name, components); }
     /// Many numbers in one block.
-    virtual void writeBlock(std::string_view name, std::span<const double> numbers) = 0;
-    virtual void writeBlock(std::string_view name, std::span<const float> numbers) = 0;
-    virtual void writeBlock(std::string_view name, std::span<const int> numbers) = 0;
+    void writeBlock(std::string_view name, std::span<const double> numbers) { _writeBlock(name, numbers); }
+    void writeBlock(std::string_view name, std::span<const float> numbers) { _writeBlock(name, numbers); }
+    void writeBlock(std::string_view name, std::span<const int> numbers) { _writeBlock(name, numbers); }
 
     /// Writes the value only if it is there; ArchiveReader::readIf tells.
     template <class Value>
@@ -87,38 +88,52 @@ public:
     /// Calls `writeItem(index)` for each index below `count`; it writes one value or group.
     template <class Action>
     void sequence(std::string_view name, std::size_t count, Action&& writeItem) {
-        _beginSequence(name, count);
+        beginSequence(name, count);
         for (std::size_t index = 0; index < count; ++index)
             writeItem(index);
-        _endSequence();
+        endSequence();
     }
 
     // The same in halves, for trees that are walked without recursion: they may be as deep as they like.
-    void beginGroup(std::string_view name) { _beginGroup(name); }
-    void endGroup() { _endGroup(); }
-    void beginSequence(std::string_view name, std::size_t count) { _beginSequence(name, count); }
-    void endSequence() { _endSequence(); }
+    void beginGroup(std::string_view name) { _begin(name, eNesting::kGroup, 0); }
+    void endGroup() { _end(eNesting::kGroup); }
+    void beginSequence(std::string_view name, std::size_t count) { _begin(name, eNesting::kSequence, count); }
+    void endSequence() { _end(eNesting::kSequence); }
 
     // --- The archive -----------------------------------------------------------------------------------------------
     /// The path of the file being written; paths inside are stored relative to it.
-    [[nodiscard]] virtual const std::string& getArchiveName() const = 0;
+    [[nodiscard]] const std::string& getArchiveName() const;
     /// The stack of objects being written; ArchiveObjectScope pushes and pops.
-    virtual void pushObject(Kr::KrBase* object) = 0;
-    virtual void popObject() noexcept = 0;
-    [[nodiscard]] virtual Kr::KrBase* getCurrentObject() const = 0;
+    void pushObject(Kr::KrBase* object);
+    void popObject() noexcept;
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const;
 
 protected:
+    using Scalar = std::variant<bool, int, unsigned int, long long, unsigned long long, float, double>;
+    using Numbers = std::variant<std::span<const double>, std::span<const float>, std::span<const int>>;
+    enum class eNesting : std::uint8_t { kGroup, kSequence };
+
+    /// \param archive  borrowed; knows the name of the file and the objects being written.
+    explicit ArchiveWriter(KrArchive& archive) noexcept : _state(archive) {}
+
+    // What a kind of archive is made of
+    virtual void _writeScalar(std::string_view name, const Scalar& value) = 0;
+    virtual void _writeText(std::string_view name, std::string_view text, bool isRepeated) = 0;
+    virtual void _writeChoice(std::string_view name, int number, std::string_view text) = 0;
+    virtual void _writeBytes(std::string_view name, std::string_view bytes) = 0;
+    virtual void _writeTuple(std::string_view name, const Numbers& components) = 0;
+    virtual void _writeBlock(std::string_view name, const Numbers& numbers) = 0;
     /// Says whether the value or group `name`, which then comes next, is there.
     virtual void _mark(std::string_view name, bool isThere) = 0;
-    virtual void _beginGroup(std::string_view name) = 0;
-    virtual void _endGroup() = 0;
-    virtual void _beginSequence(std::string_view name, std::size_t count) = 0;
-    virtual void _endSequence() = 0;
+    /// \param count  the items of a sequence; 0 for a group.
+    virtual void _begin(std::string_view name, eNesting kind, std::size_t count) = 0;
+    virtual void _end(eNesting kind) = 0;
 
 private:
     void _enter(std::string_view name);
     void _leave();
 
+    KrArchive& _state;
     std::size_t _depth{0};
 };
 

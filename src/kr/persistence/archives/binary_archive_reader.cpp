@@ -7,49 +7,29 @@
 
 namespace KrPersistence {
 
-BinaryArchiveReader::BinaryArchiveReader(BinaryInArchive& archive) : _archive(archive) {}
+BinaryArchiveReader::BinaryArchiveReader(BinaryInArchive& archive) : ArchiveReader(archive), _archive(archive) {}
 
 BinaryArchiveReader::~BinaryArchiveReader() = default;
 
-void BinaryArchiveReader::read(std::string_view /*name*/, bool& value) {
-    _archive.load(value);
+void BinaryArchiveReader::fail(const std::string& text) const {
+    _archive.refuse(text);
 }
 
-void BinaryArchiveReader::read(std::string_view /*name*/, int& value) {
-    _archive.load(value);
+void BinaryArchiveReader::_readScalar(std::string_view /*name*/, const Scalar& value) {
+    std::visit([this](auto* number) { _archive.load(*number); }, value);
 }
 
-void BinaryArchiveReader::read(std::string_view /*name*/, unsigned int& value) {
-    _archive.load(value);
-}
-
-void BinaryArchiveReader::read(std::string_view /*name*/, long long& value) {
-    _archive.load(value);
-}
-
-void BinaryArchiveReader::read(std::string_view /*name*/, unsigned long long& value) {
-    _archive.load(value);
-}
-
-void BinaryArchiveReader::read(std::string_view /*name*/, float& value) {
-    _archive.load(value);
-}
-
-void BinaryArchiveReader::read(std::string_view /*name*/, double& value) {
-    _archive.load(value);
-}
-
-void BinaryArchiveReader::read(std::string_view /*name*/, std::string& text) {
+void BinaryArchiveReader::_readText(std::string_view /*name*/, std::string& text) {
     _archive.load(text);
 }
 
-std::string_view BinaryArchiveReader::readRepeated(std::string_view name) {
+std::string_view BinaryArchiveReader::_readRepeated(std::string_view name) {
     int number = 0;
     _archive.load(number);
     const auto at = static_cast<std::size_t>(number);  // a negative one is beyond all others
     if (at > _repeated.size()) fail("number " + std::to_string(number) + " of a repeated text that has not come yet");
     if (at == _repeated.size()) {
-        read(name, _newText);
+        _readText(name, _newText);
         auto* const kept = static_cast<char*>(_texts.allocate(_newText.size() + 1, 1));
         std::copy(_newText.begin(), _newText.end(), kept);
         _repeated.emplace_back(kept, _newText.size());
@@ -69,52 +49,21 @@ int BinaryArchiveReader::_readChoice(std::string_view /*name*/, const ChoicePars
     return number;
 }
 
-void BinaryArchiveReader::readBytes(std::string_view name, std::string& bytes) {
-    read(name, bytes);
+void BinaryArchiveReader::_readBytes(std::string_view name, std::string& bytes) {
+    _readText(name, bytes);
 }
 
-void BinaryArchiveReader::readTuple(std::string_view /*name*/, std::span<double> components) {
-    _readNumbers(components);
+void BinaryArchiveReader::_readTuple(std::string_view /*name*/, const Tuple& components) {
+    std::visit([this](auto span) { _loadNumbers(span); }, components);
 }
 
-void BinaryArchiveReader::readTuple(std::string_view /*name*/, std::span<float> components) {
-    _readNumbers(components);
-}
-
-void BinaryArchiveReader::readBlock(std::string_view /*name*/, std::vector<double>& numbers) {
-    _readBlock(numbers);
-}
-
-void BinaryArchiveReader::readBlock(std::string_view /*name*/, std::vector<float>& numbers) {
-    _readBlock(numbers);
-}
-
-void BinaryArchiveReader::readBlock(std::string_view /*name*/, std::vector<int>& numbers) {
-    _readBlock(numbers);
-}
-
-void BinaryArchiveReader::fail(const std::string& text) const {
-    _archive.refuse(text);
-}
-
-const std::string& BinaryArchiveReader::getArchiveName() const {
-    return _archive.getArchiveName();
-}
-
-std::vector<Finding>& BinaryArchiveReader::_getFindings() {
-    return _archive.getFindings();
-}
-
-void BinaryArchiveReader::pushObject(Kr::KrBase* object) {
-    _archive.pushObject(object);
-}
-
-void BinaryArchiveReader::popObject() noexcept {
-    _archive.popObject();
-}
-
-Kr::KrBase* BinaryArchiveReader::getCurrentObject() const {
-    return _archive.getCurrentObject();
+void BinaryArchiveReader::_readBlock(std::string_view /*name*/, const Block& numbers) {
+    std::visit(
+        [this](auto* items) {
+            items->resize(_archive.loadBlockSize(sizeof items->front()));
+            _loadNumbers(std::span(*items));
+        },
+        numbers);
 }
 
 bool BinaryArchiveReader::_isThere(std::string_view /*name*/) {
@@ -123,26 +72,16 @@ bool BinaryArchiveReader::_isThere(std::string_view /*name*/) {
     return isThere;
 }
 
-void BinaryArchiveReader::_beginGroup(std::string_view /*name*/) {}
-
-void BinaryArchiveReader::_endGroup() {}
-
-std::size_t BinaryArchiveReader::_beginSequence(std::string_view /*name*/) {
-    return _archive.loadBlockSize(1);
+std::size_t BinaryArchiveReader::_begin(std::string_view /*name*/, eNesting kind) {
+    return kind == eNesting::kSequence ? _archive.loadBlockSize(1) : 0;
 }
 
-void BinaryArchiveReader::_endSequence() {}
+void BinaryArchiveReader::_end(eNesting /*kind*/) {}
 
 template <class Number>
-void BinaryArchiveReader::_readNumbers(std::span<Number> numbers) {
+void BinaryArchiveReader::_loadNumbers(std::span<Number> numbers) {
     auto array = boost::serialization::make_array(numbers.data(), numbers.size());
     _archive.load_array(array, 0);
-}
-
-template <class Number>
-void BinaryArchiveReader::_readBlock(std::vector<Number>& numbers) {
-    numbers.resize(_archive.loadBlockSize(sizeof(Number)));
-    _readNumbers(std::span(numbers));
 }
 
 }  // namespace KrPersistence

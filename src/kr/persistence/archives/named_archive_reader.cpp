@@ -1,47 +1,46 @@
 #include "kr/persistence/archives/named_archive_reader.h"
 
+#include <type_traits>
+
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/internal/document_values.h"
 #include "kr/persistence/archives/named_input.h"
 
 namespace KrPersistence {
 
-NamedArchiveReader::NamedArchiveReader(NamedInput& archive) : _archive(archive) {}
+NamedArchiveReader::NamedArchiveReader(NamedInput& archive) : ArchiveReader(archive._state()), _archive(archive) {}
 
 NamedArchiveReader::~NamedArchiveReader() = default;
 
-void NamedArchiveReader::read(std::string_view name, bool& value) {
-    value = detail::readBool(_archive._cursor(), name);
+void NamedArchiveReader::setKnownNames(std::span<const std::string> names) {
+    _archive._cursor().setKnownNames(names);
 }
 
-void NamedArchiveReader::read(std::string_view name, int& value) {
-    detail::readNumber(_archive._cursor(), name, value);
+std::size_t NamedArchiveReader::getLine() const {
+    return _archive._cursor().line();
 }
 
-void NamedArchiveReader::read(std::string_view name, unsigned int& value) {
-    detail::readNumber(_archive._cursor(), name, value);
+void NamedArchiveReader::fail(const std::string& text) const {
+    _archive.refuse(text);
 }
 
-void NamedArchiveReader::read(std::string_view name, long long& value) {
-    detail::readNumber(_archive._cursor(), name, value);
+void NamedArchiveReader::_readScalar(std::string_view name, const Scalar& value) {
+    std::visit(
+        [&](auto* number) {
+            if constexpr (std::is_same_v<decltype(number), bool*>) {
+                *number = detail::readBool(_archive._cursor(), name);
+            } else {
+                detail::readNumber(_archive._cursor(), name, *number);
+            }
+        },
+        value);
 }
 
-void NamedArchiveReader::read(std::string_view name, unsigned long long& value) {
-    detail::readNumber(_archive._cursor(), name, value);
-}
-
-void NamedArchiveReader::read(std::string_view name, float& value) {
-    detail::readNumber(_archive._cursor(), name, value);
-}
-
-void NamedArchiveReader::read(std::string_view name, double& value) {
-    detail::readNumber(_archive._cursor(), name, value);
-}
-
-void NamedArchiveReader::read(std::string_view name, std::string& text) {
+void NamedArchiveReader::_readText(std::string_view name, std::string& text) {
     detail::readText(_archive._cursor(), name, text);
 }
 
-std::string_view NamedArchiveReader::readRepeated(std::string_view name) {
+std::string_view NamedArchiveReader::_readRepeated(std::string_view name) {
     const std::string_view text = detail::readRawText(_archive._cursor(), name);
     return detail::hasEscapedBytes(text) ? _repeated.emplace_back(detail::unescapeBytes(text)) : text;
 }
@@ -62,79 +61,29 @@ int NamedArchiveReader::_readChoice(std::string_view name, const ChoiceParser& p
     return number;
 }
 
-void NamedArchiveReader::readBytes(std::string_view name, std::string& bytes) {
+void NamedArchiveReader::_readBytes(std::string_view name, std::string& bytes) {
     detail::readBytes(_archive._cursor(), name, bytes);
 }
 
-void NamedArchiveReader::readTuple(std::string_view name, std::span<double> components) {
-    detail::readTuple(_archive._cursor(), name, components);
+void NamedArchiveReader::_readTuple(std::string_view name, const Tuple& components) {
+    std::visit([&](auto span) { detail::readTuple(_archive._cursor(), name, span); }, components);
 }
 
-void NamedArchiveReader::readTuple(std::string_view name, std::span<float> components) {
-    detail::readTuple(_archive._cursor(), name, components);
-}
-
-void NamedArchiveReader::readBlock(std::string_view name, std::vector<double>& numbers) {
-    detail::readBlock(_archive._cursor(), name, numbers);
-}
-
-void NamedArchiveReader::readBlock(std::string_view name, std::vector<float>& numbers) {
-    detail::readBlock(_archive._cursor(), name, numbers);
-}
-
-void NamedArchiveReader::readBlock(std::string_view name, std::vector<int>& numbers) {
-    detail::readBlock(_archive._cursor(), name, numbers);
-}
-
-void NamedArchiveReader::setKnownNames(std::span<const std::string> names) {
-    _archive._cursor().setKnownNames(names);
-}
-
-std::size_t NamedArchiveReader::getLine() const {
-    return _archive._cursor().line();
-}
-
-void NamedArchiveReader::fail(const std::string& text) const {
-    _archive.refuse(text);
-}
-
-const std::string& NamedArchiveReader::getArchiveName() const {
-    return _archive._state().getArchiveName();
-}
-
-std::vector<Finding>& NamedArchiveReader::_getFindings() {
-    return _archive._state().getFindings();
-}
-
-void NamedArchiveReader::pushObject(Kr::KrBase* object) {
-    _archive._state().pushObject(object);
-}
-
-void NamedArchiveReader::popObject() noexcept {
-    _archive._state().popObject();
-}
-
-Kr::KrBase* NamedArchiveReader::getCurrentObject() const {
-    return _archive._state().getCurrentObject();
+void NamedArchiveReader::_readBlock(std::string_view name, const Block& numbers) {
+    std::visit([&](auto* items) { detail::readBlock(_archive._cursor(), name, *items); }, numbers);
 }
 
 bool NamedArchiveReader::_isThere(std::string_view name) {
     return _archive._cursor().isThere(name);
 }
 
-void NamedArchiveReader::_beginGroup(std::string_view name) {
+std::size_t NamedArchiveReader::_begin(std::string_view name, eNesting kind) {
+    if (kind == eNesting::kSequence) return _archive._cursor().enterSequence(name);
     _archive._cursor().enterGroup(name);
+    return 0;
 }
 
-void NamedArchiveReader::_endGroup() {
-    _archive._cursor().leaveWhole();
-}
-
-std::size_t NamedArchiveReader::_beginSequence(std::string_view name) {
-    return _archive._cursor().enterSequence(name);
-}
-
-void NamedArchiveReader::_endSequence() {
+void NamedArchiveReader::_end(eNesting /*kind*/) {
     _archive._cursor().leaveWhole();
 }
 

@@ -1,53 +1,34 @@
 #include "kr/persistence/archives/named_archive_writer.h"
 
+#include <type_traits>
+
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/internal/document_writer.h"
 #include "kr/persistence/archives/named_output.h"
 
 namespace KrPersistence {
 
-using detail::NumberText;
-
-NamedArchiveWriter::NamedArchiveWriter(NamedOutput& archive) : _archive(archive) {}
+NamedArchiveWriter::NamedArchiveWriter(NamedOutput& archive) : ArchiveWriter(archive._state()), _archive(archive) {}
 
 NamedArchiveWriter::~NamedArchiveWriter() = default;
 
-void NamedArchiveWriter::write(std::string_view name, bool value) {
-    _archive._document().literal(name, value ? "true" : "false");
+void NamedArchiveWriter::_writeScalar(std::string_view name, const Scalar& value) {
+    std::visit(
+        [&](auto number) {
+            if constexpr (std::is_same_v<decltype(number), bool>) {
+                _archive._document().literal(name, number ? "true" : "false");
+            } else {
+                _archive._document().number(name, detail::NumberText(number));
+            }
+        },
+        value);
 }
 
-void NamedArchiveWriter::write(std::string_view name, int value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, unsigned int value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, long long value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, unsigned long long value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, float value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, double value) {
-    _archive._document().number(name, NumberText(value));
-}
-
-void NamedArchiveWriter::write(std::string_view name, std::string_view text) {
+void NamedArchiveWriter::_writeText(std::string_view name, std::string_view text, bool /*isRepeated*/) {
     _archive._document().text(name, text);
 }
 
-void NamedArchiveWriter::writeRepeated(std::string_view name, std::string_view text) {
-    write(name, text);
-}
-
-void NamedArchiveWriter::writeChoice(std::string_view name, int number, std::string_view text) {
+void NamedArchiveWriter::_writeChoice(std::string_view name, int number, std::string_view text) {
     if (text.empty()) {
         write(name, number);
     } else {
@@ -55,62 +36,36 @@ void NamedArchiveWriter::writeChoice(std::string_view name, int number, std::str
     }
 }
 
-void NamedArchiveWriter::writeBytes(std::string_view name, std::string_view bytes) {
+void NamedArchiveWriter::_writeBytes(std::string_view name, std::string_view bytes) {
     _archive._document().bytes(name, bytes);
 }
 
-void NamedArchiveWriter::writeTuple(std::string_view name, std::span<const double> components) {
-    _archive._document().tuple(name, components);
+void NamedArchiveWriter::_writeTuple(std::string_view name, const Numbers& components) {
+    std::visit([&](auto span) { _archive._document().tuple(name, span); }, components);
 }
 
-void NamedArchiveWriter::writeTuple(std::string_view name, std::span<const float> components) {
-    _archive._document().tuple(name, components);
-}
-
-void NamedArchiveWriter::writeBlock(std::string_view name, std::span<const double> numbers) {
-    _archive._document().block(name, numbers);
-}
-
-void NamedArchiveWriter::writeBlock(std::string_view name, std::span<const float> numbers) {
-    _archive._document().block(name, numbers);
-}
-
-void NamedArchiveWriter::writeBlock(std::string_view name, std::span<const int> numbers) {
-    _archive._document().block(name, numbers);
-}
-
-const std::string& NamedArchiveWriter::getArchiveName() const {
-    return _archive._state().getArchiveName();
-}
-
-void NamedArchiveWriter::pushObject(Kr::KrBase* object) {
-    _archive._state().pushObject(object);
-}
-
-void NamedArchiveWriter::popObject() noexcept {
-    _archive._state().popObject();
-}
-
-Kr::KrBase* NamedArchiveWriter::getCurrentObject() const {
-    return _archive._state().getCurrentObject();
+void NamedArchiveWriter::_writeBlock(std::string_view name, const Numbers& numbers) {
+    std::visit([&](auto span) { _archive._document().block(name, span); }, numbers);
 }
 
 void NamedArchiveWriter::_mark(std::string_view /*name*/, bool /*isThere*/) {}
 
-void NamedArchiveWriter::_beginGroup(std::string_view name) {
-    _archive._document().beginGroup(name);
+void NamedArchiveWriter::_begin(std::string_view name, eNesting kind, std::size_t /*count*/) {
+    auto& document = _archive._document();
+    if (kind == eNesting::kGroup) {
+        document.beginGroup(name);
+    } else {
+        document.beginSequence(name);
+    }
 }
 
-void NamedArchiveWriter::_endGroup() {
-    _archive._document().endGroup();
-}
-
-void NamedArchiveWriter::_beginSequence(std::string_view name, std::size_t /*count*/) {
-    _archive._document().beginSequence(name);
-}
-
-void NamedArchiveWriter::_endSequence() {
-    _archive._document().endSequence();
+void NamedArchiveWriter::_end(eNesting kind) {
+    auto& document = _archive._document();
+    if (kind == eNesting::kGroup) {
+        document.endGroup();
+    } else {
+        document.endSequence();
+    }
 }
 
 }  // namespace KrPersistence
