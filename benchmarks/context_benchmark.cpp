@@ -74,7 +74,7 @@ void queueAndRun(benchmark::State& state, Queue& queue, const Run& run) {
 void BM_ExecuteLater(benchmark::State& state) {
     const auto application = Kr::makeSmart<ApplicationState>();
     const ApplicationContext context(application);
-    queueAndRun(state, context, [&] { application->_runDelayedFunctions(); });
+    queueAndRun(state, context, [&] { application->runDelayedFunctions(); });
 }
 BENCHMARK(BM_ExecuteLater);
 
@@ -88,8 +88,8 @@ BENCHMARK(BM_BareQueue);
 void BM_IsBusy(benchmark::State& state) {
     const auto application = Kr::makeSmart<ApplicationState>();
     const ApplicationContext context(application);
-    application->_setThread(Kr::getCurrentThreadId());
-    application->_setRunning(true);
+    application->thread = Kr::getCurrentThreadId();
+    application->isRunning = true;
     std::int64_t busy = 0;
     for (auto _ : state) {
         busy += context.isBusy() ? 1 : 0;

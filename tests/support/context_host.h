@@ -12,32 +12,36 @@ namespace test_support {
 /// An application without modules: fills what its context shares as a main loop does. It ends with its scope.
 class ContextHost {
 public:
-    ContextHost() { state->_setManagers(&events, &errors); }
+    ContextHost() {
+        state->eventManager = &events;
+        state->errorManager = &errors;
+    }
     ContextHost(const ContextHost&) = delete;
     ContextHost& operator=(const ContextHost&) = delete;
-    ~ContextHost() { state->_end(); }
+    ~ContextHost() { state->end(); }
 
     [[nodiscard]] KrSim::ApplicationContext context() const { return KrSim::ApplicationContext(state); }
 
     /// One frame on the calling thread, which is the application's from then on. The work runs as that of a module.
     template <class Work>
     void frame(Work&& work) {
-        state->_setThread(Kr::getCurrentThreadId());
-        state->_setRunning(true);
-        state->_setFrame(_frames++, 0.0);
-        state->_runDelayedFunctions();
-        state->_setUpdatingModules(true);
+        state->thread = Kr::getCurrentThreadId();
+        state->isRunning = true;
+        state->frame = _frames++;
+        state->elapsedSeconds = 0.0;
+        state->runDelayedFunctions();
+        state->isUpdatingModules = true;
         work();
-        state->_setUpdatingModules(false);
-        state->_runDelayedFunctions();
+        state->isUpdatingModules = false;
+        state->runDelayedFunctions();
     }
     void frame() {
         frame([] {});
     }
     /// The main loop is over, the application still there.
     void stop() {
-        state->_setRunning(false);
-        state->_runDelayedFunctions();
+        state->isRunning = false;
+        state->runDelayedFunctions();
     }
 
     const Kr::KrSmartPtr<KrSim::ApplicationState> state = Kr::makeSmart<KrSim::ApplicationState>();

@@ -8,6 +8,7 @@
 
 #include "kr/application/application_config.h"
 #include "kr/application/context/application_state.h"
+#include "kr/application/context/context_access.h"
 #include "kr/application/i_simulation_file_manager.h"
 #include "kr/application/internal/application_parts.h"
 #include "kr/application/modules/i_simulator_module.h"
@@ -61,8 +62,9 @@ Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
 KrApplication::KrApplication(Kr::IClock& clock)
     : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
     auto& all = *_parts;
-    _state->_setManagers(&all.events, &all.errors);
-    _state->_setEventQueue(all.events._getQueue());
+    _state->eventManager = &all.events;
+    _state->errorManager = &all.errors;
+    _state->eventQueue = all.events._getQueue();
     all.root->setName("Application");
     all.root->_setApplicationRoot();
     all.root->_setApplicationContext(_context);
@@ -94,7 +96,7 @@ KrApplication::~KrApplication() {
     all.rootEntry.reset();
     // From here on no other thread delivers events to what is destroyed now.
     all.events._beginEnd();
-    _state->_end();
+    _state->end();
     all.configurationWatch.disconnect();
     all.subscriptions.unregister();
     auto* const manager = all.simulationFileManager.get();
@@ -112,7 +114,7 @@ Kr::KrBase& KrApplication::getReferenceRoot() {
 }
 
 bool KrApplication::_whenIdle(const std::function<void()>& change) {
-    return _context._change(change, [&] { return change; });
+    return detail::changeContent(_context, change, [&] { return change; });
 }
 
 // --- Content -------------------------------------------------------------------------------------------------------
@@ -139,7 +141,7 @@ bool KrApplication::remove(const KrSmartInterface<IExtension>& extension) {
 
 void KrApplication::removeAllExtensions() {
     const auto removeAll = [this] { _removeAllExtensions(); };
-    _context._change(removeAll, [&] { return removeAll; });
+    detail::changeContent(_context, removeAll, [&] { return removeAll; });
 }
 
 // From the list as it is: the destructor ends here, so it is not copied. Each walk removes all that its callbacks have
@@ -178,7 +180,7 @@ bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& modul
         isInserted = proxy->getApplication() == nullptr && _insertModule(module);
     };
     // Where a module belongs is known on the application's thread only.
-    _context._change(insert, [&] { return [this, module] { _insertModule(module); }; });
+    detail::changeContent(_context, insert, [&] { return [this, module] { _insertModule(module); }; });
     return isInserted;
 }
 
@@ -213,7 +215,7 @@ bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& modul
         wasHere = proxy->getApplication() == this;
         if (wasHere) _removeModule(module);
     };
-    _context._change(remove, [&] { return [this, module] { _removeModule(module); }; });
+    detail::changeContent(_context, remove, [&] { return [this, module] { _removeModule(module); }; });
     return wasHere;
 }
 
@@ -238,7 +240,7 @@ void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& modu
 
 void KrApplication::removeAllModules() {
     const auto removeAll = [this] { _removeAllModules(); };
-    _context._change(removeAll, [&] { return removeAll; });
+    detail::changeContent(_context, removeAll, [&] { return removeAll; });
 }
 
 void KrApplication::_removeAllModules() {
@@ -261,7 +263,7 @@ KrSimulatorModule* KrApplication::getModule(std::size_t index) const {
 // --- Modes ---------------------------------------------------------------------------------------------------------
 
 eApplicationMode KrApplication::getApplicationMode() const noexcept {
-    return _state->_getApplicationMode();
+    return _state->mode;
 }
 
 bool KrApplication::setApplicationMode(eApplicationMode mode) {
@@ -281,7 +283,7 @@ void KrApplication::_changeMode(eApplicationMode mode) {
     if (mode == before) return;
     _isChangingMode = true;
     _setEditing(mode == eApplicationMode::kEditing);
-    _state->_setApplicationMode(mode);
+    _state->mode = mode;
     _content->_forEachModule([&](KrSimulatorModule& module) { module._onApplicationModeChange(before, mode); });
     _parts->listeners.notify([&](IApplicationListener& each) { each.onApplicationModeChanged(this, before, mode); });
     _isChangingMode = false;
@@ -300,7 +302,7 @@ bool KrApplication::isMaster() const noexcept {
 }
 
 bool KrApplication::isSlave() const noexcept {
-    return _state->_getCommunicationModel() == eCommunicationModel::kSlave;
+    return _state->communicationModel == eCommunicationModel::kSlave;
 }
 
 // --- Log -----------------------------------------------------------------------------------------------------------

@@ -24,8 +24,8 @@ constexpr double kLongestPausedSeconds = 0.05;
 class FrameScope {
 public:
     explicit FrameScope(ApplicationState& state) noexcept
-        : _state(state), _wasInFrame(state._isInFrame()), _wasUpdating(state._isUpdatingModules()) {
-        _state._setInFrame(true);
+        : _state(state), _wasInFrame(state.isInFrame), _wasUpdating(state.isUpdatingModules) {
+        _state.isInFrame = true;
     }
     FrameScope(const FrameScope&) = delete;
     FrameScope& operator=(const FrameScope&) = delete;
@@ -33,8 +33,8 @@ public:
 
     void end() noexcept {
         _section.close();
-        _state._setInFrame(_wasInFrame);
-        _state._setUpdatingModules(_wasUpdating);
+        _state.isInFrame = _wasInFrame;
+        _state.isUpdatingModules = _wasUpdating;
     }
 
 private:
@@ -87,11 +87,11 @@ bool KrApplication::update() {
 }
 
 bool KrApplication::_isFrameUnderWayHere() const noexcept {
-    return _context.isRunning() && _context.isApplicationThread() && _state->_isInFrame();
+    return _context.isRunning() && _context.isApplicationThread() && _state->isInFrame;
 }
 
 void KrApplication::_endLoop(int exitValue) {
-    _state->_leaveLoop();
+    _state->leaveLoop();
     _exitRequested.store(false, std::memory_order_relaxed);  // served
     // Releases threads that wait for this one to deliver an event.
     _parts->events._stopRunning();
@@ -113,17 +113,20 @@ bool KrApplication::_frame() {
 bool KrApplication::_runFrame() {
     auto& all = *_parts;
     const bool isInner = _isFrameUnderWayHere();
-    _state->_enterLoop();
-    if (!isInner) _state->_runBetweenFrames();
+    _state->enterLoop();
+    if (!isInner) _state->runBetweenFrames();
     FrameScope scope(*_state);
     const double entered = all.pacer.getClock().getSeconds();
     if (!all.startTime) all.startTime = entered;
     const bool isPaused = _takePause();
-    _state->_setPaused(isPaused);
-    if (!isPaused) _state->_setFrame(static_cast<std::uint32_t>(all.frames), entered - *all.startTime);
+    _state->isPaused = isPaused;
+    if (!isPaused) {
+        _state->frame = static_cast<std::uint32_t>(all.frames);
+        _state->elapsedSeconds = entered - *all.startTime;
+    }
 
     KrEventDispatcher::preUpdate();
-    _state->_runDelayedFunctions();
+    _state->runDelayedFunctions();
     if (isPaused) {
         _passPausedFrame();
     } else {
@@ -133,11 +136,11 @@ bool KrApplication::_runFrame() {
     }
     if (_changedSettings != 0) _applyChangedSettings();
     KrEventDispatcher::postUpdate();
-    _state->_runDelayedFunctions();
+    _state->runDelayedFunctions();
     if (!isPaused) _countFrame(entered);
     all.listeners.notify([this](IApplicationListener& each) { each.onFrameEnded(this); });
     scope.end();
-    if (!isInner) _state->_runBetweenFrames();
+    if (!isInner) _state->runBetweenFrames();
     return !_exitRequested.load(std::memory_order_relaxed);
 }
 
@@ -147,7 +150,7 @@ void KrApplication::_countFrame(double entered) {
     ++all.framesRun;
     all.simulatedSeconds += all.stepSeconds;
     all.meter.onFrameEnded();
-    _state->_setStatistics(all.meter.getStatistics());
+    _state->setStatistics(all.meter.getStatistics());
     all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
 }
 
@@ -163,44 +166,47 @@ void KrApplication::_pace() {
     const FrameStart start = isPaced ? all.pacer.beginPaced(all.stepSeconds) : all.pacer.beginFree();
     all.meter.onFrame(start, all.stepSeconds, isPaced);
     all.waitedSeconds = start.wait + start.oversleep;
-    _state->_setTimings(all.frameStart ? start.time - *all.frameStart : 0.0, all.updateSeconds, start.wait);
-    _state->_setStatistics(all.meter.getStatistics());
+    _state->secondsBetweenFrames = all.frameStart ? start.time - *all.frameStart : 0.0;
+    _state->updateSeconds = all.updateSeconds;
+    _state->waitSeconds = start.wait;
+    _state->setStatistics(all.meter.getStatistics());
     all.frameStart = start.time;
     if (all.masterStep && !isSlave()) all.masterStep(_context);
     // Again: the frame begins after its wait.
-    _state->_setFrame(static_cast<std::uint32_t>(all.frames), start.time - *all.startTime);
-    Kr::publishMetric("FrameNumber", _state->_getFrame());
-    Kr::publishMetric("ElapsedSeconds", _state->_getElapsedSeconds());
+    _state->frame = static_cast<std::uint32_t>(all.frames);
+    _state->elapsedSeconds = start.time - *all.startTime;
+    Kr::publishMetric("FrameNumber", _state->frame);
+    Kr::publishMetric("ElapsedSeconds", _state->elapsedSeconds);
 }
 
 void KrApplication::_runPasses() {
     const auto& modules = _parts->modules;
-    const bool wasUpdating = _state->_isUpdatingModules();
-    _state->_setUpdatingModules(true);
+    const bool wasUpdating = _state->isUpdatingModules;
+    _state->isUpdatingModules = true;
     modules.preUpdate(_context);
     modules.update(_context);
     modules.postUpdate(_context);
-    _state->_setUpdatingModules(wasUpdating);
+    _state->isUpdatingModules = wasUpdating;
 }
 
 // --- Between two frames --------------------------------------------------------------------------------------------
 
 bool KrApplication::executeBetweenFrames(std::function<void()> function) {
-    return _state->_executeBetweenFrames(std::move(function));
+    return _state->executeBetweenFrames(std::move(function));
 }
 
 bool KrApplication::_isBetweenFrames() const noexcept {
     if (!_context.isRunning()) return !_context.isBusy();
-    return _context.isApplicationThread() && !_state->_isInFrame();
+    return _context.isApplicationThread() && !_state->isInFrame;
 }
 
 FramePosition KrApplication::_getFramePosition() const {
     const auto& all = *_parts;
     FramePosition position;
     position.frames = all.frames;
-    position.frame = _state->_getFrame();
-    position.elapsedSeconds = _state->_getElapsedSeconds();
-    position.frameRateHz = _state->_getFrameRate();
+    position.frame = _state->frame;
+    position.elapsedSeconds = _state->elapsedSeconds;
+    position.frameRateHz = _state->frameRateHz;
     position.now = all.pacer.getClock().getSeconds();
     position.start = all.startTime;
     position.begin = all.frameStart;
@@ -217,8 +223,9 @@ void KrApplication::_setFramePosition(const FramePosition& position) {
     all.frames = position.frames;
     all.startTime = shifted(position.start);
     all.frameStart = shifted(position.begin);
-    _state->_setFrame(position.frame, position.elapsedSeconds);
-    if (position.frameRateHz != _state->_getFrameRate()) setSimulationFrameRate(position.frameRateHz);
+    _state->frame = position.frame;
+    _state->elapsedSeconds = position.elapsedSeconds;
+    if (position.frameRateHz != _state->frameRateHz) setSimulationFrameRate(position.frameRateHz);
 }
 
 // --- Pause ---------------------------------------------------------------------------------------------------------
@@ -259,12 +266,12 @@ void KrApplication::_passPausedFrame() {
 }
 
 FrameStatistics KrApplication::getFrameStatistics() const noexcept {
-    return _state->_getStatistics();
+    return _state->getStatistics();
 }
 
 void KrApplication::resetFrameStatistics() {
     _parts->meter.reset();
-    _state->_setStatistics({});
+    _state->setStatistics({});
 }
 
 // --- Exit ----------------------------------------------------------------------------------------------------------

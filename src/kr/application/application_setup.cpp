@@ -89,7 +89,8 @@ void KrApplication::setSimulationFrameRate(double rateHz) {
         const double pacedHz = boundedRate(setting, rateHz);
         setting = rateHz;
         if (setting != pacedHz) setting = pacedHz;  // it was loaded, and an equal value is not clamped
-        _state->_setFrameRate(pacedHz, rateHz);
+        _state->frameRateHz = pacedHz;
+        _state->requestedRateHz = rateHz;
     }
     Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Frame rate set to %g Hz", rateHz);
     if (isNumber) return;
@@ -98,28 +99,28 @@ void KrApplication::setSimulationFrameRate(double rateHz) {
 }
 
 double KrApplication::getSimulationFrameRate() const noexcept {
-    return _state->_getFrameRate();
+    return _state->frameRateHz;
 }
 
 double KrApplication::getSimulationTimeStep() const noexcept {
-    return 1.0 / _state->_getFrameRate();
+    return 1.0 / _state->frameRateHz;
 }
 
 void KrApplication::setSyncMode(eSynchronizationMode mode) {
     _configuration->synchronizationMode = Kr::KrEnum(mode);
     if (const auto value = valueOf<eSynchronizationMode>(_configuration->synchronizationMode)) {
-        _state->_setSyncMode(*value);
+        _state->syncMode = *value;
     }
 }
 
 eSynchronizationMode KrApplication::getSyncMode() const noexcept {
-    return _state->_getSyncMode();
+    return _state->syncMode;
 }
 
 void KrApplication::setCommunicationModel(eCommunicationModel model) {
     _configuration->communicationModel = Kr::KrEnum(model);
     if (const auto value = valueOf<eCommunicationModel>(_configuration->communicationModel)) {
-        _state->_setCommunicationModel(*value);
+        _state->communicationModel = *value;
     }
 }
 
@@ -152,11 +153,11 @@ void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint3
     if (isOneOf(kResourcesDirectories)) settings._applyResourcesPath();
     if (isOneOf(kFrameRate)) _applyFrameRate(settings.simulationFrameRate, isSetup);
     if (isOneOf(kSyncMode)) {
-        if (const auto mode = valueOf<eSynchronizationMode>(settings.synchronizationMode)) _state->_setSyncMode(*mode);
+        if (const auto mode = valueOf<eSynchronizationMode>(settings.synchronizationMode)) _state->syncMode = *mode;
     }
     if (isOneOf(kCommunicationModel)) {
         const auto model = valueOf<eCommunicationModel>(settings.communicationModel);
-        if (model) _state->_setCommunicationModel(*model);
+        if (model) _state->communicationModel = *model;
     }
     if (isOneOf(kApplicationMode)) {
         if (const auto mode = valueOf<eApplicationMode>(settings.applicationMode)) setApplicationMode(*mode);

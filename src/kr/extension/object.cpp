@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "kr/application/context/context_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_list.h"
@@ -160,7 +161,8 @@ bool KrObject::add(KrExtension* extension) {
             if (const auto object = weak.lock()) object->_addExtension(held.get());
         };
     };
-    _holdApplication()._change([&] { _addExtension(extension); }, addLater);
+    detail::changeContent(
+        _holdApplication(), [&] { _addExtension(extension); }, addLater);
     return true;
 }
 
@@ -323,7 +325,7 @@ void KrObject::remove(KrExtension* extension) {
     const auto remove = [&] {
         if (extension->getOwner() == this) _removeExtension(extension);
     };
-    _holdApplication()._change(remove, removeLater);
+    detail::changeContent(_holdApplication(), remove, removeLater);
 }
 
 void KrObject::remove(const KrSmartInterface<IExtension>& extension) {

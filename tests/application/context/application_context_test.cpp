@@ -35,15 +35,19 @@ TEST(ApplicationContext, AnswersForTheApplicationUntilItEndsAmidAFrame) {
                           &asked.getEventManager(), &asked.getErrorManager());
     };
     host.frame([&] {
-        host.state->_setFrame(4'000'000'000U, 11.0);
-        host.state->_setTimings(12.0, 13.0, 14.0);
-        host.state->_setFrameRate(50.0, 51.0);
-        host.state->_setPaused(true);
-        host.state->_setSyncMode(KrSim::eSynchronizationMode::kSWAndVSync);
+        host.state->frame = 4'000'000'000U;
+        host.state->elapsedSeconds = 11.0;
+        host.state->secondsBetweenFrames = 12.0;
+        host.state->updateSeconds = 13.0;
+        host.state->waitSeconds = 14.0;
+        host.state->frameRateHz = 50.0;
+        host.state->requestedRateHz = 51.0;
+        host.state->isPaused = true;
+        host.state->syncMode = KrSim::eSynchronizationMode::kSWAndVSync;
         EXPECT_EQ(answers(context), std::tuple(true, true, true, true, 4e9, 11, 12, 13, 14, 50, 51, true,
                                                KrSim::eSynchronizationMode::kSWAndVSync,
                                                static_cast<KrSim::EventManager*>(&host.events), &host.errors));
-        host.state->_end();
+        host.state->end();
     });
     EXPECT_EQ(answers(context), answers(ApplicationContext()));
     EXPECT_FALSE(context.isValid() || context.isRunning() || context.isPaused());
@@ -59,9 +63,9 @@ TEST(ApplicationContext, IsBusyWhileTheContentMustNotChange) {
                        {true, false, true, true}};
     for (const auto& each : cases) {
         const ContextHost host;
-        host.state->_setThread(each.onOtherThread ? Kr::ThreadId::kNone : Kr::getCurrentThreadId());
-        host.state->_setRunning(each.isRunning);
-        host.state->_setUpdatingModules(each.isUpdating);
+        host.state->thread = each.onOtherThread ? Kr::ThreadId::kNone : Kr::getCurrentThreadId();
+        host.state->isRunning = each.isRunning;
+        host.state->isUpdatingModules = each.isUpdating;
         EXPECT_EQ(host.context().isBusy(), each.isBusy) << &each - cases;
     }
 }
@@ -74,18 +78,18 @@ TEST(DelayedFunctions, RunInOrderABatchAtATimeAndPastExceptions) {
     const std::function<void()> again = [&] {
         ran += 'a';
         context.executeLater(again);
-        host.state->_runDelayedFunctions();  // must not overtake what is left of this batch
+        host.state->runDelayedFunctions();  // must not overtake what is left of this batch
     };
     context.executeLater(again);
     context.executeLater([] { throw std::runtime_error("too late"); });
     context.executeLater([] { throw 7; });
     context.executeLater([&] { ran += 'b'; });
-    host.state->_runDelayedFunctions();
+    host.state->runDelayedFunctions();
     EXPECT_EQ(ran, "ab");
     EXPECT_THAT(log.lines(),
                 ElementsAre("3 ApplicationContext: Exception thrown when executing a delayed function: too late.\n",
                             "3 ApplicationContext: Unhandled exception thrown when executing a delayed function.\n"));
-    host.state->_runDelayedFunctions();
+    host.state->runDelayedFunctions();
     EXPECT_EQ(ran, "aba");
 }
 
@@ -115,9 +119,9 @@ TEST(DelayedFunctions, OneMayDestroyTheApplication) {
     const LogCapture log;
     std::optional<ContextHost> host(std::in_place);
     auto& state = *host->state;
-    state._executeLater([&] { host.reset(); });
-    state._executeLater([wish = std::make_shared<LastWish>(host->context())] { FAIL(); });
-    state._runDelayedFunctions();
+    state.executeLater([&] { host.reset(); });
+    state.executeLater([wish = std::make_shared<LastWish>(host->context())] { FAIL(); });
+    state.runDelayedFunctions();
     EXPECT_EQ(log.lines().size(), 1U);
 }
 
@@ -142,7 +146,7 @@ TEST(DelayedFunctions, EightThreadsQueueWhileTheApplicationRunsAndEnds) {
         if (hasEnded) return;
         host.frame();
         hasEnded = ran >= 4 * kFunctions;
-        if (hasEnded) host.state->_end();
+        if (hasEnded) host.state->end();
     });
     const int dropped = accepted - ran;
     const std::string line = "3 ApplicationContext: the application has ended, delayed functions not executed: ";

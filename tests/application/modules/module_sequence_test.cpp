@@ -49,7 +49,7 @@ TEST(ModuleSequence, CallsEachPassByItsOwnPrioritiesWithTheModeOfTheApplication)
                                    "Early onUpdate 1", "Middle onUpdate 1", "Late onUpdate 1", "Middle onPostUpdate 1",
                                    "Late onPostUpdate 1", "Early onPostUpdate 1"));
     const ContextHost host;
-    host.state->_setApplicationMode(eApplicationMode::kPlayback);
+    host.state->mode = eApplicationMode::kPlayback;
     calls.clear();
     sequence.update(host.context());
     EXPECT_THAT(calls, ElementsAre("Early onUpdate 2", "Middle onUpdate 2", "Late onUpdate 2"));
@@ -69,7 +69,7 @@ TEST(ModuleSequence, GoesOnAfterAModuleThatThrowsInEveryFrame) {
     sequence.insert(makeModule<ThrowingProxy>("Proxy", calls));
     sequence.insert(makeModule("Next", calls, 1, 1, 1));
     const ContextHost host;
-    host.state->_setApplicationMode(eApplicationMode::kSimulating);
+    host.state->mode = eApplicationMode::kSimulating;
     for (const auto& pass : kPasses) {
         calls.clear();
         const LogCapture log;

@@ -213,7 +213,7 @@ TEST_F(Connecting, FromOutputToParameterWaitsForEditing) {
     double value = 0.0;
     for (const auto mode : {eApplicationMode::kSimulating, eApplicationMode::kPlayback, eApplicationMode::kEditing}) {
         const ContextHost host;
-        host.state->_setApplicationMode(mode);
+        host.state->mode = mode;
         _to->_setApplicationContext(host.context());
         const KrConnection gated(_source, _parameter), converting(_source, whole), input(_source, _input);
         const KrConnection parameters(ownParameter, other), toNobody(_source, free);

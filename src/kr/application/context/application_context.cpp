@@ -24,12 +24,12 @@ using State = Kr::KrSmartPtr<ApplicationState>;
 
 // Of this file, so that the compiler may put them inside the queries.
 bool isAlive(const State& state) noexcept {
-    return state && state->_isAlive();
+    return state && state->isAlive;
 }
 
 /// That of the living application, or the one that stands for none.
 const ApplicationState& current(const State& state) noexcept {
-    return isAlive(state) ? *state : ApplicationState::_none();
+    return isAlive(state) ? *state : ApplicationState::none();
 }
 
 }  // namespace
@@ -49,40 +49,40 @@ bool ApplicationContext::isValid() const noexcept {
 // --- Modes ---------------------------------------------------------------------------------------------------------
 
 eApplicationMode ApplicationContext::getApplicationMode() const noexcept {
-    return current(_state)._getApplicationMode();
+    return current(_state).mode;
 }
 eSynchronizationMode ApplicationContext::getSyncMode() const noexcept {
-    return current(_state)._getSyncMode();
+    return current(_state).syncMode;
 }
 eCommunicationModel ApplicationContext::getCommunicationModel() const noexcept {
-    return current(_state)._getCommunicationModel();
+    return current(_state).communicationModel;
 }
 bool ApplicationContext::isActivationTracked() const noexcept {
-    return isAlive(_state) && _state->_tracksActivation();
+    return isAlive(_state) && _state->isActivationTracked;
 }
 
 // --- Frame and times -----------------------------------------------------------------------------------------------
 
 std::uint32_t ApplicationContext::getFrame() const noexcept {
-    return current(_state)._getFrame();
+    return current(_state).frame;
 }
 double ApplicationContext::getElapsedSeconds() const noexcept {
-    return current(_state)._getElapsedSeconds();
+    return current(_state).elapsedSeconds;
 }
 double ApplicationContext::getSecondsBetweenFrames() const noexcept {
-    return current(_state)._getSecondsBetweenFrames();
+    return current(_state).secondsBetweenFrames;
 }
 double ApplicationContext::getUpdateSeconds() const noexcept {
-    return current(_state)._getUpdateSeconds();
+    return current(_state).updateSeconds;
 }
 double ApplicationContext::getWaitSeconds() const noexcept {
-    return current(_state)._getWaitSeconds();
+    return current(_state).waitSeconds;
 }
 double ApplicationContext::getSimulationFrameRate() const noexcept {
-    return current(_state)._getFrameRate();
+    return current(_state).frameRateHz;
 }
 double ApplicationContext::getRequestedFrameRate() const noexcept {
-    return current(_state)._getRequestedFrameRate();
+    return current(_state).requestedRateHz;
 }
 double ApplicationContext::getSimulationTimeStep() const noexcept {
     const double rateHz = getSimulationFrameRate();
@@ -90,17 +90,17 @@ double ApplicationContext::getSimulationTimeStep() const noexcept {
 }
 
 FrameStatistics ApplicationContext::getFrameStatistics() const noexcept {
-    return current(_state)._getStatistics();
+    return current(_state).getStatistics();
 }
 
 bool ApplicationContext::isPaused() const noexcept {
-    return current(_state)._isPaused();
+    return current(_state).isPaused;
 }
 
 // --- Thread and deferral -------------------------------------------------------------------------------------------
 
 Kr::ThreadId ApplicationContext::getThread() const noexcept {
-    return current(_state)._getThread();
+    return current(_state).thread;
 }
 
 bool ApplicationContext::isApplicationThread() const noexcept {
@@ -108,51 +108,32 @@ bool ApplicationContext::isApplicationThread() const noexcept {
 }
 
 bool ApplicationContext::isRunning() const noexcept {
-    return isAlive(_state) && _state->_isRunning();
+    return isAlive(_state) && _state->isRunning;
 }
 
 bool ApplicationContext::isUpdatingModules() const noexcept {
-    return current(_state)._isUpdatingModules();
+    return current(_state).isUpdatingModules;
 }
 
 bool ApplicationContext::isBusy() const noexcept {
-    return isAlive(_state) && _state->_isBusy();
+    return isAlive(_state) && _state->isBusy();
 }
 
 bool ApplicationContext::executeLater(std::function<void()> function) const {
-    return isAlive(_state) && _state->_executeLater(std::move(function));
-}
-
-bool ApplicationContext::_queueChange(std::function<void()> change) const {
-    return _state && _state->_queueChange(std::move(change));
-}
-
-ApplicationContext::Change::Change(const ApplicationContext& context) {
-    if (!isAlive(context._state)) return;
-    const auto entry = context._state->_enterChange();
-    _mayRun = entry != ApplicationState::eEntry::kRefused;
-    if (entry == ApplicationState::eEntry::kHeld) _state = context._state;
-}
-
-ApplicationContext::Change::~Change() {
-    if (_state) _state->_leaveChange();
-}
-
-detail::LocalQueue* ApplicationContext::_getEventQueue() const noexcept {
-    return isAlive(_state) ? _state->_getEventQueue() : nullptr;
+    return isAlive(_state) && _state->executeLater(std::move(function));
 }
 
 // --- Services ------------------------------------------------------------------------------------------------------
 
 EventManager& ApplicationContext::getEventManager() const noexcept {
     static auto* none = new InvalidEventManager;
-    auto* manager = current(_state)._getEventManager();
+    EventManager* const manager = current(_state).eventManager;
     return manager != nullptr ? *manager : *none;
 }
 
 ErrorManager& ApplicationContext::getErrorManager() const noexcept {
     static auto* none = new ErrorManager(nullptr);
-    auto* manager = current(_state)._getErrorManager();
+    ErrorManager* const manager = current(_state).errorManager;
     return manager != nullptr ? *manager : *none;
 }
 

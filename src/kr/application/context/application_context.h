@@ -23,7 +23,7 @@ class KR_API ApplicationContext {
 public:
     /// No application.
     ApplicationContext() noexcept;
-    /// Internal to applications; null gives no application.
+    /// For applications; null gives no application.
     explicit ApplicationContext(Kr::KrSmartPtr<ApplicationState> state) noexcept;
     ApplicationContext(const ApplicationContext& other) noexcept;
     ApplicationContext(ApplicationContext&& other) noexcept;
@@ -95,14 +95,6 @@ public:
     /// a warning: the content that they know may be gone.
     bool executeLater(std::function<void()> function) const;
 
-    class Change;
-    /// Makes a change of the content: calls `now` before it returns, or queues the function that `later` makes. One
-    /// lock decides which, so that changes of a thread keep their order. \return  whether it was made now.
-    template <class Now, class Later>
-    bool _change(const Now& now, const Later& later) const;
-    /// Null without an application.
-    [[nodiscard]] detail::LocalQueue* _getEventQueue() const noexcept;
-
     // Services: good until the application ends. Threads of your own that use them stop before that.
 
     /// An InvalidEventManager when there is none.
@@ -111,40 +103,9 @@ public:
     [[nodiscard]] ErrorManager& getErrorManager() const noexcept;
 
 private:
-    bool _queueChange(std::function<void()> change) const;
+    friend struct detail::ContextAccess;
 
     Kr::KrSmartPtr<ApplicationState> _state;
 };
-
-/// The right of the calling thread to change the content, if it gets it: while this lives, no other thread gets it.
-class KR_API ApplicationContext::Change {
-public:
-    explicit Change(const ApplicationContext& context);
-    Change(const Change&) = delete;
-    Change& operator=(const Change&) = delete;
-    /// Runs the changes that other threads have asked for meanwhile.
-    ~Change();
-
-    [[nodiscard]] bool mayRun() const noexcept { return _mayRun; }
-
-private:
-    Kr::KrSmartPtr<ApplicationState> _state;  // null: nothing to leave
-    bool _mayRun{true};
-};
-
-template <class Now, class Later>
-bool ApplicationContext::_change(const Now& now, const Later& later) const {
-    const ApplicationContext self(*this);  // the change may take it away
-    for (;;) {
-        {
-            const Change change(self);
-            if (change.mayRun()) {
-                now();
-                return true;
-            }
-        }
-        if (self._queueChange(later())) return false;
-    }
-}
 
 }  // namespace KrSim

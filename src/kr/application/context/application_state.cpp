@@ -29,81 +29,53 @@ ApplicationState::ApplicationState()
       _betweenFrames(std::make_unique<detail::DelayedFunctions>()) {}
 
 ApplicationState::ApplicationState(NoApplication) noexcept
-    : _alive(false), _isActivationTracked(false), _frameRateHz(0.0), _requestedRateHz(0.0) {}
+    : isAlive(false), isActivationTracked(false), frameRateHz(0.0), requestedRateHz(0.0) {}
 
 ApplicationState::~ApplicationState() = default;
 
-const ApplicationState& ApplicationState::_none() {
+const ApplicationState& ApplicationState::none() {
     static const auto* none = new ApplicationState(NoApplication{});
     return *none;
 }
 
-void ApplicationState::_setFrame(std::uint32_t frame, double elapsedSeconds) noexcept {
-    _frame.store(frame, kRelaxed);
-    _elapsedSeconds.store(elapsedSeconds, kRelaxed);
-}
-
-void ApplicationState::_setTimings(double secondsBetweenFrames, double updateSeconds, double waitSeconds) noexcept {
-    _secondsBetweenFrames.store(secondsBetweenFrames, kRelaxed);
-    _updateSeconds.store(updateSeconds, kRelaxed);
-    _waitSeconds.store(waitSeconds, kRelaxed);
-}
-
 // Word by word: a lock would let a reader hold up a frame.
-void ApplicationState::_setStatistics(const FrameStatistics& statistics) noexcept {
+void ApplicationState::setStatistics(const FrameStatistics& statistics) noexcept {
     const auto words = std::bit_cast<std::array<std::uint64_t, sizeof statistics / sizeof(std::uint64_t)>>(statistics);
     for (std::size_t i = 0; i < words.size(); ++i)
-        _statistics[i].store(words[i], kRelaxed);
+        _statistics[i].store(words[i], std::memory_order_relaxed);
 }
 
-FrameStatistics ApplicationState::_getStatistics() const noexcept {
+FrameStatistics ApplicationState::getStatistics() const noexcept {
     std::array<std::uint64_t, sizeof(FrameStatistics) / sizeof(std::uint64_t)> words{};
     for (std::size_t i = 0; i < words.size(); ++i)
-        words[i] = _statistics[i].load(kRelaxed);
+        words[i] = _statistics[i].load(std::memory_order_relaxed);
     return std::bit_cast<FrameStatistics>(words);
 }
 
-void ApplicationState::_setFrameRate(double pacedHz, double requestedHz) noexcept {
-    _frameRateHz.store(pacedHz, kRelaxed);
-    _requestedRateHz.store(requestedHz, kRelaxed);
-}
-
-void ApplicationState::_setManagers(EventManager* eventManager, ErrorManager* errorManager) noexcept {
-    _eventManager.store(eventManager, std::memory_order_release);
-    _errorManager.store(errorManager, std::memory_order_release);
-}
-
-EventManager* ApplicationState::_getEventManager() const noexcept {
-    return _eventManager.load(std::memory_order_acquire);
-}
-
-ErrorManager* ApplicationState::_getErrorManager() const noexcept {
-    return _errorManager.load(std::memory_order_acquire);
-}
-
-bool ApplicationState::_executeLater(std::function<void()>&& function) {
+bool ApplicationState::executeLater(std::function<void()>&& function) {
     return function && _delayed->add(std::move(function));
 }
 
-void ApplicationState::_runDelayedFunctions() {
+void ApplicationState::runDelayedFunctions() {
     const Kr::KrSmartPtr<ApplicationState> self(this);  // a function may destroy the application
     _delayed->runBatch();
 }
 
-void ApplicationState::_runBetweenFrames() {
+void ApplicationState::runBetweenFrames() {
     const Kr::KrSmartPtr<ApplicationState> self(this);
     _betweenFrames->runBatch();
 }
 
-void ApplicationState::_end() {
+void ApplicationState::end() {
     std::vector<std::function<void()>> dropped;  // die after the lock
     {
         std::unique_lock lock(_gate->mutex);
         _gate->left.wait(lock, [this] { return _gate->isFree(); });
-        _running.store(false, std::memory_order_release);
-        _setManagers(nullptr, nullptr);
-        _setEventQueue(nullptr);
-        _alive.store(false, std::memory_order_release);
+        isRunning = false;
+        eventManager = nullptr;
+        errorManager = nullptr;
+        eventQueue = nullptr;
+        isAlive = false;
         dropped.swap(_gate->handedOver);
     }
     const std::size_t count = dropped.size();
@@ -114,46 +86,46 @@ void ApplicationState::_end() {
 
 // --- Changes -------------------------------------------------------------------------------------------------------
 
-bool ApplicationState::_isBusy() const noexcept {
+bool ApplicationState::isBusy() const noexcept {
     const auto self = Kr::getCurrentThreadId();
-    if (_isRunning()) return _isUpdatingModules() || _getThread() != self;
+    if (isRunning) return isUpdatingModules || thread != self;
     const auto holder = _gate->holder.load(std::memory_order_relaxed);
     return holder != Kr::ThreadId::kNone && holder != self;
 }
 
-void ApplicationState::_enterLoop() {
+void ApplicationState::enterLoop() {
     const auto self = Kr::getCurrentThreadId();
-    if (_isRunning() && _getThread() == self) return;
+    if (isRunning && thread == self) return;
     std::unique_lock lock(_gate->mutex);
     _gate->left.wait(lock, [this] { return _gate->isFree(); });
-    _setThread(self);
-    _setRunning(true);
+    thread = self;
+    isRunning = true;
 }
 
-void ApplicationState::_leaveLoop() {
+void ApplicationState::leaveLoop() {
     const Kr::KrSmartPtr<ApplicationState> self(this);
     {
         std::unique_lock lock(_gate->mutex);
         _gate->left.wait(lock, [this] { return _gate->isFree(); });  // a loop without a frame has not passed the gate
-        _setRunning(false);
+        isRunning = false;
         _gate->hold();
     }
-    _runDelayedFunctions();
-    _runBetweenFrames();
-    _leaveChange();
+    runDelayedFunctions();
+    runBetweenFrames();
+    leaveChange();
 }
 
-ApplicationState::eEntry ApplicationState::_enterChange() {
+ApplicationState::eEntry ApplicationState::enterChange() {
     const auto self = Kr::getCurrentThreadId();
     const std::lock_guard lock(_gate->mutex);
-    if (!_isAlive()) return eEntry::kFree;
-    if (_isRunning()) return _getThread() == self && !_isUpdatingModules() ? eEntry::kFree : eEntry::kRefused;
+    if (!isAlive) return eEntry::kFree;
+    if (isRunning) return thread == self && !isUpdatingModules ? eEntry::kFree : eEntry::kRefused;
     if (!_gate->isFree()) return eEntry::kRefused;
     _gate->hold();
     return eEntry::kHeld;
 }
 
-void ApplicationState::_leaveChange() {
+void ApplicationState::leaveChange() {
     for (;;) {
         std::vector<std::function<void()>> batch;
         {
@@ -173,13 +145,13 @@ void ApplicationState::_leaveChange() {
     }
 }
 
-bool ApplicationState::_queueChange(std::function<void()>&& function) {
+bool ApplicationState::queueChange(std::function<void()>&& function) {
     std::size_t waiting = 0;
     {
         const std::lock_guard lock(_gate->mutex);
-        if (!_isAlive()) return false;
-        if (_isRunning()) {
-            const bool mayRunNow = _getThread() == Kr::getCurrentThreadId() && !_isUpdatingModules();
+        if (!isAlive) return false;
+        if (isRunning) {
+            const bool mayRunNow = thread == Kr::getCurrentThreadId() && !isUpdatingModules;
             return !mayRunNow && _delayed->add(std::move(function));
         }
         if (_gate->isFree()) return false;
@@ -191,16 +163,16 @@ bool ApplicationState::_queueChange(std::function<void()>&& function) {
     return true;
 }
 
-bool ApplicationState::_executeBetweenFrames(std::function<void()>&& function) {
+bool ApplicationState::executeBetweenFrames(std::function<void()>&& function) {
     if (!function) return false;
     const Kr::KrSmartPtr<ApplicationState> self(this);
     bool isNow = false;
     bool isHeld = false;
     {
         const std::lock_guard lock(_gate->mutex);
-        if (!_isAlive()) return false;
-        if (_isRunning()) {
-            isNow = _getThread() == Kr::getCurrentThreadId() && !_isInFrame();
+        if (!isAlive) return false;
+        if (isRunning) {
+            isNow = thread == Kr::getCurrentThreadId() && !isInFrame;
         } else if (_gate->isFree()) {
             isNow = isHeld = true;
         } else {
@@ -211,8 +183,8 @@ bool ApplicationState::_executeBetweenFrames(std::function<void()>&& function) {
         if (isHeld) _gate->hold();
     }
     // Nothing happens in a function that runs there already: what it asks for waits for the next time.
-    if (isNow) _runBetweenFrames();
-    if (isHeld) _leaveChange();
+    if (isNow) runBetweenFrames();
+    if (isHeld) leaveChange();
     return true;
 }
 

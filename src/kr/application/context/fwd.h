@@ -6,9 +6,12 @@
 
 namespace KrSim {
 class ApplicationContext;
-class ApplicationState;
 class ErrorManager;
+struct ApplicationState;
 enum class eApplicationMode : std::int32_t;
 enum class eSynchronizationMode : std::int32_t;
 enum class eCommunicationModel : std::int32_t;
+namespace detail {
+struct ContextAccess;
+}  // namespace detail
 }  // namespace KrSim

@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "kr/application/context/context_access.h"
 #include "kr/core/connections/internal/queued_copies.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
@@ -51,7 +52,7 @@ KrSim::KrSimEvent carrierOf(QueuedCopies::Node copy) {
 KrSim::detail::LocalQueue* queueOf(const FieldBase& field) {
     const auto* extension = field.getOwnerExtension();
     if (extension == nullptr) return nullptr;
-    return extension->getFieldsContainer().getApplicationContext()._getEventQueue();
+    return KrSim::detail::ContextAccess::getEventQueue(extension->getFieldsContainer().getApplicationContext());
 }
 
 class Listener final : public KrSim::KrSimEventListener {

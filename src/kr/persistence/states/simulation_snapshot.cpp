@@ -115,7 +115,7 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
         return report;
     }
     const auto internals = application.getInternals();
-    internals.state._runDelayedFunctions();
+    internals.state.runDelayedFunctions();
     deliverWaiting(&internals.events);
     detail::StateRestorer restorer(application, *_state);
     restorer.prepare();

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+
+#include "kr/application/context/application_context.h"
+#include "kr/application/context/application_state.h"
+#include "kr/events/fwd.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim::detail {
+
+/// What the framework asks of a handle on an application.
+struct ContextAccess {
+    /// Null where there never was an application.
+    [[nodiscard]] static const Kr::KrSmartPtr<ApplicationState>& getState(const ApplicationContext& context) noexcept {
+        return context._state;
+    }
+    /// Null without an application.
+    [[nodiscard]] static LocalQueue* getEventQueue(const ApplicationContext& context) noexcept {
+        const auto& state = context._state;
+        return state && state->isAlive ? static_cast<LocalQueue*>(state->eventQueue) : nullptr;
+    }
+};
+
+/// The right of the calling thread to change the content, if it gets it: while this lives, no other thread gets it.
+class ContentChange {
+public:
+    explicit ContentChange(const ApplicationContext& context) {
+        const auto& state = ContextAccess::getState(context);
+        if (!state || !state->isAlive) return;
+        const auto entry = state->enterChange();
+        _mayRun = entry != ApplicationState::eEntry::kRefused;
+        if (entry == ApplicationState::eEntry::kHeld) _state = state;
+    }
+    ContentChange(const ContentChange&) = delete;
+    ContentChange& operator=(const ContentChange&) = delete;
+    /// Runs the changes that other threads have asked for meanwhile.
+    ~ContentChange() {
+        if (_state) _state->leaveChange();
+    }
+
+    [[nodiscard]] bool mayRun() const noexcept { return _mayRun; }
+
+private:
+    Kr::KrSmartPtr<ApplicationState> _state;  // null: nothing to leave
+    bool _mayRun{true};
+};
+
+/// Makes a change of the content: calls `now` before it returns, or queues the function that `later` makes. One lock
+/// decides which, so that changes of a thread keep their order. \return  whether it was made now.
+template <class Now, class Later>
+bool changeContent(const ApplicationContext& context, const Now& now, const Later& later) {
+    const ApplicationContext self(context);  // the change may take it away
+    for (;;) {
+        {
+            const ContentChange change(self);
+            if (change.mayRun()) {
+                now();
+                return true;
+            }
+        }
+        const auto& state = ContextAccess::getState(self);
+        if (state && state->queueChange(later())) return false;
+    }
+}
+
+}  // namespace KrSim::detail
