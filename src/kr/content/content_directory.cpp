@@ -45,12 +45,12 @@ Holder tryHold(KrExtension* extension) {
 }
 
 /// What a change leaves to be done without the lock. Declare it before the lock is taken.
-class Aftermath {
+class WorkAfterUnlock {
 public:
-    Aftermath() = default;
-    Aftermath(const Aftermath&) = delete;
-    Aftermath& operator=(const Aftermath&) = delete;
-    ~Aftermath() {
+    WorkAfterUnlock() = default;
+    WorkAfterUnlock(const WorkAfterUnlock&) = delete;
+    WorkAfterUnlock& operator=(const WorkAfterUnlock&) = delete;
+    ~WorkAfterUnlock() {
         for (const auto& link : _toTell)
             _tell(*link);
     }
@@ -107,21 +107,21 @@ private:
 
 /// The extension for a reference: the first with its runtime ID, else the only one with its raw ID. Those with the
 /// empty ID are told apart by their address only.
-void aim(const detail::ContentIndex& index, ContentLink& link, Aftermath& aftermath) noexcept {
+void aim(const detail::ContentIndex& index, ContentLink& link, WorkAfterUnlock& afterUnlock) noexcept {
     KrExtension* target = index.findFirst(link.id.getRuntimeID());
     const bool isExact = target != nullptr;
     if (!isExact) target = index.findOnly(link.id.getRawID());
-    aftermath.retarget(link, target);
+    afterUnlock.retarget(link, target);
     link.isTwin = target && !isExact;
 }
 
 /// Resolves the references that wait for an extension that has come.
 void offerToWaiting(const detail::ContentIndex& index, const KrContentID& id, KrExtension* extension,
-                    Aftermath& aftermath) {
+                    WorkAfterUnlock& afterUnlock) {
     index.forEachLinkToItem(id, [&](ContentLink& link) {
         const auto* target = link.target.load(std::memory_order_relaxed);
         const bool isBetter = link.isTwin && !link.holder && target != extension && link.id == id;
-        if (!target || isBetter) aim(index, link, aftermath);
+        if (!target || isBetter) aim(index, link, afterUnlock);
     });
 }
 
@@ -136,33 +136,33 @@ void waitForOthers(std::unique_lock<std::mutex>& lock, const ContentLink& link) 
 // Extensions
 
 void KrContentDirectory::_add(KrExtension* extension, const KrContentID& id) {
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
-    if (directory.index.add(extension, id)) offerToWaiting(directory.index, id, extension, aftermath);
+    if (directory.index.add(extension, id)) offerToWaiting(directory.index, id, extension, afterUnlock);
 }
 
 bool KrContentDirectory::_remove(KrExtension* extension, const KrContentID& id) noexcept {
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     if (!directory.index.remove(extension, id)) return false;
     directory.index.forEachLinkToItem(id, [&](ContentLink& link) {
         const auto* target = link.target.load(std::memory_order_relaxed);
         // One that waits because there were two of the item may find the other one now.
-        if ((target == extension && !link.holder) || !target) aim(directory.index, link, aftermath);
+        if ((target == extension && !link.holder) || !target) aim(directory.index, link, afterUnlock);
     });
     return true;
 }
 
 void KrContentDirectory::_changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after) {
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     detail::ContentIndex& index = directory.index;
     if (index.contains(extension, before.getRuntimeID())) {
         index.changeID(extension, before, after);
-        if (before != after) offerToWaiting(index, after, extension, aftermath);
+        if (before != after) offerToWaiting(index, after, extension, afterUnlock);
     }
     index.forEachLinkToItem(before, [&](ContentLink& link) {
         if (link.target.load(std::memory_order_relaxed) != extension) return;
@@ -235,7 +235,7 @@ std::size_t KrContentDirectory::_getCount() {
 
 void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, const Held& preferred) {
     const auto& key = id.getRuntimeID();
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     detail::ContentIndex& index = directory.index;
@@ -244,20 +244,20 @@ void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, cons
     const bool isPreferred = index.contains(preferred.first, key) || (link.isStrong && preferred.second);
     if (isPreferred || !key.isNull()) index.addLink(link);
     if (isPreferred) {
-        aftermath.retarget(link, preferred.first, preferred.second);
+        afterUnlock.retarget(link, preferred.first, preferred.second);
         link.isTwin = false;
     } else {
-        aim(index, link, aftermath);
+        aim(index, link, afterUnlock);
     }
     link.toldCount = link.changeCount;  // the owner caused it
 }
 
 void KrContentDirectory::_disconnect(ContentLink& link) noexcept {
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     directory.index.removeLink(link);
-    if (!link.holder) aftermath.retarget(link, nullptr);
+    if (!link.holder) afterUnlock.retarget(link, nullptr);
     link.toldCount = link.changeCount;
 }
 
@@ -286,7 +286,7 @@ void KrContentDirectory::_setObserver(ContentLink& link, std::function<void()> f
 }
 
 void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
-    Aftermath aftermath;
+    WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     if (link.isStrong == isStrong) return;
@@ -296,13 +296,13 @@ void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
         link.holder = tryHold(target);
         return;
     }
-    aftermath.release(link);
+    afterUnlock.release(link);
     // It may have left the directory while it was held.
     const auto& key = link.id.getRuntimeID();
     if (!link.isConnected()) {
-        aftermath.retarget(link, nullptr);
+        afterUnlock.retarget(link, nullptr);
     } else if (!directory.index.contains(target, key)) {
-        aim(directory.index, link, aftermath);
+        aim(directory.index, link, afterUnlock);
     }
     link.toldCount = link.changeCount;
 }

@@ -19,9 +19,9 @@ bool KrConnectionBase::_isExcludedFromOrdering() const noexcept {
     return false;
 }
 
-void KrConnectionBase::_setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noexcept {
-    _quietCopy = copy;
-    _isSinkDeaf = isSinkDeaf;
+void KrConnectionBase::_setUnnotifiedCopy(UnnotifiedCopy copy, const bool* sinkTakesNoValues) noexcept {
+    _unnotifiedCopy = copy;
+    _sinkTakesNoValues = sinkTakesNoValues;
 }
 
 void KrConnectionBase::_onFieldMoved() {}

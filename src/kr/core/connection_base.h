@@ -4,8 +4,8 @@
 
 #include "kr/core/base.h"
 #include "kr/core/fwd.h"
-#include "kr/core/quiet_copy.h"
 #include "kr/core/transfer_guard.h"
+#include "kr/core/unnotified_copy.h"
 #include "kr/platform/export.h"
 #include "kr/platform/pooled_object.h"
 
@@ -49,11 +49,11 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     /// it does. The caller enters the guard first, unless the sink has no observers. So long chains run in a loop
     /// instead of a recursion.
     [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) {
-        if (_quietCopy != nullptr) {
-            if (_guard.isEntered() || *_isSinkDeaf) return false;
-            const auto result = _quietCopy(changed, *_sink);  // a field with nothing below it
-            if (result == QuietCopyResult::kChanged) return true;
-            if (result == QuietCopyResult::kSame) return false;
+        if (_unnotifiedCopy != nullptr) {
+            if (_guard.isEntered() || *_sinkTakesNoValues) return false;
+            const auto result = _unnotifiedCopy(changed, *_sink);  // a field with nothing below it
+            if (result == UnnotifiedCopyResult::kChanged) return true;
+            if (result == UnnotifiedCopyResult::kSame) return false;
         }
         transferValue(changed);
         return false;
@@ -108,7 +108,7 @@ protected:
 
     /// For connections that only copy from field to field, as long as they do: the function, and what tells whether the
     /// sink takes no values, which must live as long as the fields. Null where a transfer takes more than that.
-    void _setQuietCopy(QuietCopy copy, const bool* isSinkDeaf) noexcept;
+    void _setUnnotifiedCopy(UnnotifiedCopy copy, const bool* sinkTakesNoValues) noexcept;
     [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }
     void _setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept;
     void _setOwners(KrSim::KrExtension* sourceOwner, KrSim::KrExtension* sinkOwner) noexcept;
@@ -119,8 +119,8 @@ private:
     KrSim::KrExtension* _sinkOwner{nullptr};
     // What a link of a chain reads stands together: each cache line more is felt in large simulations.
     KrData::FieldBase* _sink{nullptr};
-    QuietCopy _quietCopy{nullptr};
-    const bool* _isSinkDeaf{nullptr};
+    UnnotifiedCopy _unnotifiedCopy{nullptr};
+    const bool* _sinkTakesNoValues{nullptr};
     TransferGuard _guard;
     bool _isInSorter{false};
     bool _isOutputToParameter{false};

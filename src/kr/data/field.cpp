@@ -133,22 +133,22 @@ bool Field<T>::copyValue(const FieldBase& source) {
 }
 
 template <class T>
-Kr::QuietCopy Field<T>::_getQuietCopy(const FieldBase& source) const {
-    return typeid(*this) == typeid(Field) ? _getOwnQuietCopy(source) : nullptr;
+Kr::UnnotifiedCopy Field<T>::_getUnnotifiedCopy(const FieldBase& source) const {
+    return typeid(*this) == typeid(Field) ? _getOwnUnnotifiedCopy(source) : nullptr;
 }
 
 template <class T>
-Kr::QuietCopy Field<T>::_getOwnQuietCopy(const FieldBase& source) const {
+Kr::UnnotifiedCopy Field<T>::_getOwnUnnotifiedCopy(const FieldBase& source) const {
     // An enumeration value may be refused, with a report.
     if (std::is_same_v<T, Kr::KrEnum> || source.as<T>() == nullptr) return nullptr;
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
         if (typed.isBound() || sink.isBound()) [[unlikely]]
-            return Kr::QuietCopyResult::kImpossible;
-        if (sink._value == typed._value) return Kr::QuietCopyResult::kSame;
+            return Kr::UnnotifiedCopyResult::kImpossible;
+        if (sink._value == typed._value) return Kr::UnnotifiedCopyResult::kSame;
         sink._value = typed._value;
-        return Kr::QuietCopyResult::kChanged;
+        return Kr::UnnotifiedCopyResult::kChanged;
     };
 }
 

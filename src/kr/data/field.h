@@ -84,7 +84,7 @@ public:
     bool getRawValue(void* out) const override;
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
-    [[nodiscard]] Kr::QuietCopy _getQuietCopy(const FieldBase& source) const override;
+    [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const override;
     /// Takes minimum, maximum and whether they count, as they are.
     void _copyRange(const Field& source);
     /// For loading, before anything refers to the field: stores the value with every bit, -0.0 in place of 0.0 as well.
@@ -92,7 +92,7 @@ public:
 
 protected:
     /// For subclasses that copy and notify just like this class.
-    [[nodiscard]] Kr::QuietCopy _getOwnQuietCopy(const FieldBase& source) const;
+    [[nodiscard]] Kr::UnnotifiedCopy _getOwnUnnotifiedCopy(const FieldBase& source) const;
     /// For subclasses that add themselves to their parent when they are complete.
     struct Detached {};
     Field(Detached, const Kr::KrID& id);

@@ -129,7 +129,7 @@ bool FieldBase::isEqual(const FieldBase&) const {
     return false;
 }
 void FieldBase::refreshObservers() const {}
-Kr::QuietCopy FieldBase::_getQuietCopy(const FieldBase&) const {
+Kr::UnnotifiedCopy FieldBase::_getUnnotifiedCopy(const FieldBase&) const {
     return nullptr;
 }
 bool FieldBase::canConvertTo(Types::DataTypeEnum dataType) const {

@@ -12,7 +12,7 @@
 #include "kr/core/enum.h"
 #include "kr/core/id.h"
 #include "kr/core/physical_dimension.h"
-#include "kr/core/quiet_copy.h"
+#include "kr/core/unnotified_copy.h"
 #include "kr/data/connection_list.h"
 #include "kr/data/fwd.h"
 #include "kr/data/metadata.h"
@@ -100,7 +100,7 @@ public:
     /// does nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do
     /// anything else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their
     /// own.
-    [[nodiscard]] virtual Kr::QuietCopy _getQuietCopy(const FieldBase& source) const;
+    [[nodiscard]] virtual Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const;
 
     // --- Identity and place ----------------------------------------------------------------------------------------
     [[nodiscard]] const Kr::KrID& getID() const noexcept { return _id; }

@@ -224,14 +224,14 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     /// A suspended extension takes no values from connections unless work is pending.
     void _setSuspended(bool suspended) noexcept {
         _isSuspended = suspended;
-        _isDeaf = _isSuspended && _pendingCount <= 0;
+        _isRefusingValues = _isSuspended && _pendingCount <= 0;
     }
     void _addPending(int count) noexcept {
         _pendingCount += count;
-        _isDeaf = _isSuspended && _pendingCount <= 0;
+        _isRefusingValues = _isSuspended && _pendingCount <= 0;
     }
     /// Whether it takes no values now; the reference is good while the extension lives.
-    [[nodiscard]] const bool& _takesNoValues() const noexcept { return _isDeaf; }
+    [[nodiscard]] const bool& _takesNoValues() const noexcept { return _isRefusingValues; }
 
     /// The sorter's number for this extension while it is registered there. For the sorter only.
     static constexpr std::uint32_t kNoSlot = 0xffffffff;
@@ -265,7 +265,7 @@ private:
     IExtension* _implementation{nullptr};
     int _pendingCount{0};
     bool _isSuspended{false};
-    bool _isDeaf{false};
+    bool _isRefusingValues{false};
     bool _hasImplementation{false};
     bool _isUnknown{false};
     std::unique_ptr<Kr::KrInputOutputContainer> _fields;

@@ -14,8 +14,8 @@
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
-#include "kr/extension/internal/lent_stream.h"
 #include "kr/extension/internal/state_header.h"
+#include "kr/extension/internal/thread_stream.h"
 #include "kr/platform/memory_guard.h"
 #include "kr/platform/text_stream.h"
 
@@ -106,7 +106,7 @@ void KrExtension::_fillState(KrExtensionState& state) const {
 
 void KrExtension::_saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const {
     if (!_hasImplementation) return;
-    detail::LentStream<Kr::TextStream> stream;
+    detail::ThreadStream<Kr::TextStream> stream;
     const bool isWhole = Kr::callGuardedButMemory(
         texts, [this] { return getName(); }, [&] { _implementation->onStateSave(stream.get()); }, this);
     const auto text = stream.get().getWhole();
@@ -134,7 +134,7 @@ void KrExtension::_restoreState(const KrExtensionState& state) {
 
 void KrExtension::_restoreImplementationState(const KrExtensionState& state, const Kr::GuardTexts& texts) {
     if (!_hasImplementation || !state.hasImplementationData()) return;
-    detail::LentStream<Kr::ViewStream> stream(state.getImplementationData());
+    detail::ThreadStream<Kr::ViewStream> stream(state.getImplementationData());
     Kr::callGuarded(
         texts, [this] { return getName(); }, [&] { _implementation->onStateRestore(stream.get()); }, this);
 }

@@ -45,8 +45,8 @@ public:
         if (_handle != nullptr) _handle->_field = nullptr;
         this->_detachFromEverything();
     }
-    [[nodiscard]] Kr::QuietCopy _getQuietCopy(const KrData::FieldBase& source) const override {
-        return this->_getOwnQuietCopy(source);
+    [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const KrData::FieldBase& source) const override {
+        return this->_getOwnUnnotifiedCopy(source);
     }
 
 private:

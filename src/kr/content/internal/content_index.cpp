@@ -52,8 +52,8 @@ std::vector<KrExtension*> ContentIndex::findItems(const KrContentID::Identifier&
         const ContentPlace* place = table->find(rawID);
         if (!place || !place->first) continue;
         if (items.size() < most) items.push_back(place->first);
-        if (!place->crowd) continue;
-        for (auto each = place->crowd->others.begin(); each != place->crowd->others.end() && items.size() < most;
+        if (!place->further) continue;
+        for (auto each = place->further->others.begin(); each != place->further->others.end() && items.size() < most;
              ++each)
             items.push_back(*each);
     }

@@ -12,7 +12,7 @@
 namespace KrSim::detail {
 
 /// What is not there for most IDs: further extensions that carry it, and references that follow it.
-struct ContentCrowd {
+struct FurtherContent {
     std::list<KrExtension*> others;  // in the order in which they came
     std::unordered_map<const KrExtension*, std::list<KrExtension*>::iterator> places;
     ContentLink* links{nullptr};
@@ -21,7 +21,7 @@ struct ContentCrowd {
 /// All that has to do with one ID.
 struct ContentPlace {
     KrExtension* first{nullptr};
-    std::unique_ptr<ContentCrowd> crowd;
+    std::unique_ptr<FurtherContent> further;
 };
 
 /// IDs come from files too: the seed keeps their author from choosing IDs that all share a bucket.
@@ -61,7 +61,7 @@ public:
 private:
     using Places = std::unordered_map<KrContentID::Identifier, ContentPlace, SeededIdentifierHash>;
 
-    ContentCrowd& _crowdOf(ContentPlace& place);
+    FurtherContent& _furtherOf(ContentPlace& place);
     void _eraseIfUnused(Places::iterator place) noexcept;
 
     eIDKind _kind;

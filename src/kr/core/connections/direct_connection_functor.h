@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "kr/core/connections/connection_functor.h"
-#include "kr/core/quiet_copy.h"
+#include "kr/core/unnotified_copy.h"
 #include "kr/data/field_base.h"
 #include "kr/data/transfer_function.h"
 
@@ -31,8 +31,8 @@ public:
 
     /// What a transfer is without the notification: the fields are of one type, and nothing but copying is to be done.
     /// Null where it is more than that.
-    [[nodiscard]] QuietCopy _getQuietCopy() const {
-        return _function == nullptr ? _getSink()._getQuietCopy(_getSource()) : nullptr;
+    [[nodiscard]] UnnotifiedCopy _getUnnotifiedCopy() const {
+        return _function == nullptr ? _getSink()._getUnnotifiedCopy(_getSource()) : nullptr;
     }
 
 private:

@@ -63,13 +63,13 @@ bool KrFunctorConnection::_end() noexcept {
     if (watch.died()) return false;
     _setFields(nullptr, nullptr);
     _setOwners(nullptr, nullptr);
-    _setQuietCopy(nullptr, nullptr);
+    _setUnnotifiedCopy(nullptr, nullptr);
     _functor.reset();
     return true;
 }
 
 void KrFunctorConnection::_onFieldDestroyed(const FieldBase& field) {
-    _setQuietCopy(nullptr, nullptr);
+    _setUnnotifiedCopy(nullptr, nullptr);
     _functor.reset();
     KrConnectionBase::_onFieldDestroyed(field);
 }
@@ -87,8 +87,8 @@ void KrFunctorConnection::_update() {
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
     static constexpr bool kTakesAll = false;
     const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
-    _setQuietCopy(direct != nullptr ? direct->_getQuietCopy() : nullptr,
-                  getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
+    _setUnnotifiedCopy(direct != nullptr ? direct->_getUnnotifiedCopy() : nullptr,
+                       getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
 }
 
 DirectConnectionFunctor* KrFunctorConnection::_getDirectFunctor() const noexcept {

@@ -9,16 +9,16 @@
 namespace KrSim::detail {
 
 /// A string stream in binary mode for one callback. Making one costs more than most callbacks, so a thread keeps one
-/// and lends it, with everything reset; a callback inside another one gets a stream of its own.
+/// and uses it again, with everything reset; a callback inside another one gets a stream of its own.
 template <class Stream>
-class LentStream {
+class ThreadStream {
 public:
-    explicit LentStream(const std::string& text = {}) : _kept(_ofThread()) {
-        if (_kept.isLent) {
+    explicit ThreadStream(const std::string& text = {}) : _kept(_ofThread()) {
+        if (_kept.isInUse) {
             _own.emplace(text, std::ios::in | std::ios::out | std::ios::binary);
             return;
         }
-        _kept.isLent = true;
+        _kept.isInUse = true;
         auto& stream = _kept.stream;
         stream.exceptions(std::ios::goodbit);
         stream.clear();
@@ -28,10 +28,10 @@ public:
         stream.width(0);
         stream.fill(' ');
     }
-    LentStream(const LentStream&) = delete;
-    LentStream& operator=(const LentStream&) = delete;
-    ~LentStream() {
-        if (!_own) _kept.isLent = false;
+    ThreadStream(const ThreadStream&) = delete;
+    ThreadStream& operator=(const ThreadStream&) = delete;
+    ~ThreadStream() {
+        if (!_own) _kept.isInUse = false;
     }
 
     [[nodiscard]] Stream& get() noexcept { return _own ? *_own : _kept.stream; }
@@ -39,7 +39,7 @@ public:
 private:
     struct Kept {
         Stream stream{std::string(), std::ios::in | std::ios::out | std::ios::binary};
-        bool isLent{false};
+        bool isInUse{false};
     };
     static Kept& _ofThread() {
         thread_local Kept kept;

@@ -6,13 +6,13 @@
 
 namespace Kr {
 
-enum class QuietCopyResult : std::uint8_t {
+enum class UnnotifiedCopyResult : std::uint8_t {
     kSame,        ///< the values were equal
     kChanged,     ///< the sink has another value now
     kImpossible,  ///< copying takes more than that, and nothing was done
 };
 
 /// Copies the value of a field to another one without notification.
-using QuietCopy = QuietCopyResult (*)(const KrData::FieldBase& source, KrData::FieldBase& sink);
+using UnnotifiedCopy = UnnotifiedCopyResult (*)(const KrData::FieldBase& source, KrData::FieldBase& sink);
 
 }  // namespace Kr
