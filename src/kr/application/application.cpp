@@ -61,14 +61,14 @@ Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
 
 KrApplication::KrApplication(Kr::IClock& clock)
     : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
-    auto& all = *_parts;
-    _state->eventManager = &all.events;
-    _state->errorManager = &all.errors;
-    _state->eventQueue = all.events._getQueue();
-    all.root->setName("Application");
-    all.root->_setApplicationRoot();
-    all.root->_setApplicationContext(_context);
-    _content = std::make_unique<KrContentDispatcher>(*all.root, all);
+    auto& parts = *_parts;
+    _state->eventManager = &parts.events;
+    _state->errorManager = &parts.errors;
+    _state->eventQueue = parts.events._getQueue();
+    parts.root->setName("Application");
+    parts.root->_setApplicationRoot();
+    parts.root->_setApplicationContext(_context);
+    _content = std::make_unique<KrContentDispatcher>(*parts.root, parts);
 
     const auto configuration = KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
     auto* implementation = configuration ? configuration->getImplementationAs<ApplicationConfig>() : nullptr;
@@ -79,34 +79,34 @@ KrApplication::KrApplication(Kr::IClock& clock)
     _noteSetting(*implementation->synchronizationMode.getField());
     _noteSetting(*implementation->communicationModel.getField());
     _applyChangedSettings();
-    all.configurationWatch =
+    parts.configurationWatch =
         configuration->addObserver([this](const KrData::FieldBase& changed) { _noteSetting(changed); });
 
     for (const char* name : {kStopApplicationEventName, kStopOtherApplicationsEventName}) {
-        all.subscriptions << all.events.registerListener(
+        parts.subscriptions << parts.events.registerListener(
             EventManagerInternal::createInternalEventId(name),
             [this](const EventData&) { sendExitApplicationRequest(eExitRequestMode::kThis); });
     }
-    all.rootEntry.emplace(*this);
-    KrErrorHandler::_addApplication(all.events);
+    parts.rootEntry.emplace(*this);
+    KrErrorHandler::_addApplication(parts.events);
 }
 
 KrApplication::~KrApplication() {
-    auto& all = *_parts;
-    all.rootEntry.reset();
+    auto& parts = *_parts;
+    parts.rootEntry.reset();
     // From here on no other thread delivers events to what is destroyed now.
-    all.events._beginEnd();
+    parts.events._beginEnd();
     _state->end();
-    all.configurationWatch.disconnect();
-    all.subscriptions.unregister();
-    auto* const manager = all.simulationFileManager.get();
+    parts.configurationWatch.disconnect();
+    parts.subscriptions.unregister();
+    auto* const manager = parts.simulationFileManager.get();
     if (auto* door = manager != nullptr ? manager->getImplementationAs<ISimulationFileManager>() : nullptr)
         door->_setApplication(nullptr);  // others may hold the manager
     removeAllModules();
     removeAllExtensions();
-    all.root->_setApplicationContext({});
+    parts.root->_setApplicationContext({});
     _content.reset();
-    KrErrorHandler::_removeApplication(all.events);
+    KrErrorHandler::_removeApplication(parts.events);
 }
 
 Kr::KrBase& KrApplication::getReferenceRoot() {
@@ -367,8 +367,8 @@ KrExtension* KrApplication::getSimulationFileManager() const {
 }
 
 KrApplication::Internals KrApplication::getInternals() const noexcept {
-    auto& all = *_parts;
-    return {*all.root, all.modules, *_state, all.events, all.pacer, all.masterStep};
+    auto& parts = *_parts;
+    return {*parts.root, parts.modules, *_state, parts.events, parts.pacer, parts.masterStep};
 }
 
 }  // namespace KrSim

@@ -50,12 +50,12 @@ int KrApplication::run(const RunLimits& limits) {
     const Kr::KrSmartPtr<KrApplication> self(this);
     const bool isInner = _isFrameUnderWayHere();
     const EventManagerImplementation::Running running(_parts->events);
-    auto& all = *_parts;
-    const auto framesBefore = all.framesRun;
-    const double secondsBefore = all.simulatedSeconds;
+    auto& parts = *_parts;
+    const auto framesBefore = parts.framesRun;
+    const double secondsBefore = parts.simulatedSeconds;
     const auto isOver = [&] {
-        return all.framesRun - framesBefore >= limits.frames ||
-               limits.seconds - (all.simulatedSeconds - secondsBefore) < 0.5 * getSimulationTimeStep();
+        return parts.framesRun - framesBefore >= limits.frames ||
+               limits.seconds - (parts.simulatedSeconds - secondsBefore) < 0.5 * getSimulationTimeStep();
     };
     int exitValue = 0;
     try {
@@ -111,18 +111,18 @@ bool KrApplication::_frame() {
 }
 
 bool KrApplication::_runFrame() {
-    auto& all = *_parts;
+    auto& parts = *_parts;
     const bool isInner = _isFrameUnderWayHere();
     _state->enterLoop();
     if (!isInner) _state->runBetweenFrames();
     FrameScope scope(*_state);
-    const double entered = all.pacer.getClock().getSeconds();
-    if (!all.startTime) all.startTime = entered;
+    const double entered = parts.pacer.getClock().getSeconds();
+    if (!parts.startTime) parts.startTime = entered;
     const bool isPaused = _takePause();
     _state->isPaused = isPaused;
     if (!isPaused) {
-        _state->frame = static_cast<std::uint32_t>(all.frames);
-        _state->elapsedSeconds = entered - *all.startTime;
+        _state->frame = static_cast<std::uint32_t>(parts.frames);
+        _state->elapsedSeconds = entered - *parts.startTime;
     }
 
     KrEventDispatcher::preUpdate();
@@ -138,20 +138,20 @@ bool KrApplication::_runFrame() {
     KrEventDispatcher::postUpdate();
     _state->runDelayedFunctions();
     if (!isPaused) _countFrame(entered);
-    all.listeners.notify([this](IApplicationListener& each) { each.onFrameEnded(this); });
+    parts.listeners.notify([this](IApplicationListener& each) { each.onFrameEnded(this); });
     scope.end();
     if (!isInner) _state->runBetweenFrames();
     return !_exitRequested.load(std::memory_order_relaxed);
 }
 
 void KrApplication::_countFrame(double entered) {
-    auto& all = *_parts;
-    ++all.frames;
-    ++all.framesRun;
-    all.simulatedSeconds += all.stepSeconds;
-    all.meter.onFrameEnded();
-    _state->setStatistics(all.meter.getStatistics());
-    all.updateSeconds = all.pacer.getClock().getSeconds() - entered - all.waitedSeconds;
+    auto& parts = *_parts;
+    ++parts.frames;
+    ++parts.framesRun;
+    parts.simulatedSeconds += parts.stepSeconds;
+    parts.meter.onFrameEnded();
+    _state->setStatistics(parts.meter.getStatistics());
+    parts.updateSeconds = parts.pacer.getClock().getSeconds() - entered - parts.waitedSeconds;
 }
 
 bool KrApplication::_isPaced() const noexcept {
@@ -160,21 +160,21 @@ bool KrApplication::_isPaced() const noexcept {
 }
 
 void KrApplication::_pace() {
-    auto& all = *_parts;
+    auto& parts = *_parts;
     const bool isPaced = _isPaced();
-    all.stepSeconds = getSimulationTimeStep();
-    const FrameStart start = isPaced ? all.pacer.beginPaced(all.stepSeconds) : all.pacer.beginFree();
-    all.meter.onFrame(start, all.stepSeconds, isPaced);
-    all.waitedSeconds = start.wait + start.oversleep;
-    _state->secondsBetweenFrames = all.frameStart ? start.time - *all.frameStart : 0.0;
-    _state->updateSeconds = all.updateSeconds;
+    parts.stepSeconds = getSimulationTimeStep();
+    const FrameStart start = isPaced ? parts.pacer.beginPaced(parts.stepSeconds) : parts.pacer.beginFree();
+    parts.meter.onFrame(start, parts.stepSeconds, isPaced);
+    parts.waitedSeconds = start.wait + start.oversleep;
+    _state->secondsBetweenFrames = parts.frameStart ? start.time - *parts.frameStart : 0.0;
+    _state->updateSeconds = parts.updateSeconds;
     _state->waitSeconds = start.wait;
-    _state->setStatistics(all.meter.getStatistics());
-    all.frameStart = start.time;
-    if (all.masterStep && !isSlave()) all.masterStep(_context);
+    _state->setStatistics(parts.meter.getStatistics());
+    parts.frameStart = start.time;
+    if (parts.masterStep && !isSlave()) parts.masterStep(_context);
     // Again: the frame begins after its wait.
-    _state->frame = static_cast<std::uint32_t>(all.frames);
-    _state->elapsedSeconds = start.time - *all.startTime;
+    _state->frame = static_cast<std::uint32_t>(parts.frames);
+    _state->elapsedSeconds = start.time - *parts.startTime;
     Kr::publishMetric("FrameNumber", _state->frame);
     Kr::publishMetric("ElapsedSeconds", _state->elapsedSeconds);
 }
@@ -201,28 +201,28 @@ bool KrApplication::_isBetweenFrames() const noexcept {
 }
 
 FramePosition KrApplication::_getFramePosition() const {
-    const auto& all = *_parts;
+    const auto& parts = *_parts;
     FramePosition position;
-    position.frames = all.frames;
+    position.frames = parts.frames;
     position.frame = _state->frame;
     position.elapsedSeconds = _state->elapsedSeconds;
     position.frameRateHz = _state->frameRateHz;
-    position.now = all.pacer.getClock().getSeconds();
-    position.start = all.startTime;
-    position.begin = all.frameStart;
+    position.now = parts.pacer.getClock().getSeconds();
+    position.start = parts.startTime;
+    position.begin = parts.frameStart;
     return position;
 }
 
 void KrApplication::_setFramePosition(const FramePosition& position) {
-    auto& all = *_parts;
-    const double shift = all.pacer.getClock().getSeconds() - position.now;
+    auto& parts = *_parts;
+    const double shift = parts.pacer.getClock().getSeconds() - position.now;
     const auto shifted = [shift](std::optional<double> moment) {
         if (moment) *moment += shift;
         return moment;
     };
-    all.frames = position.frames;
-    all.startTime = shifted(position.start);
-    all.frameStart = shifted(position.begin);
+    parts.frames = position.frames;
+    parts.startTime = shifted(position.start);
+    parts.frameStart = shifted(position.begin);
     _state->frame = position.frame;
     _state->elapsedSeconds = position.elapsedSeconds;
     if (position.frameRateHz != _state->frameRateHz) setSimulationFrameRate(position.frameRateHz);
@@ -257,12 +257,12 @@ bool KrApplication::_takePause() noexcept {
 }
 
 void KrApplication::_passPausedFrame() {
-    auto& all = *_parts;
-    const FrameStart start = all.pacer.beginPaced(std::min(getSimulationTimeStep(), kLongestPausedSeconds));
-    all.meter.onPausedFrame(start);
+    auto& parts = *_parts;
+    const FrameStart start = parts.pacer.beginPaced(std::min(getSimulationTimeStep(), kLongestPausedSeconds));
+    parts.meter.onPausedFrame(start);
     // The elapsed time stands where it was when the last frame began.
-    *all.startTime += start.time - all.frameStart.value_or(*all.startTime);
-    all.frameStart = start.time;
+    *parts.startTime += start.time - parts.frameStart.value_or(*parts.startTime);
+    parts.frameStart = start.time;
 }
 
 FrameStatistics KrApplication::getFrameStatistics() const noexcept {

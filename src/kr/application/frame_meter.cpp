@@ -18,16 +18,16 @@ void count(LateFrames& late, double seconds) {
 }  // namespace
 
 void FrameMeter::onFrame(const FrameStart& start, double stepSeconds, bool isPaced) {
-    auto& all = _statistics;
+    auto& statistics = _statistics;
     _measurePrevious(start.time);
-    if (isPaced && all.frames > 0) {
-        all.shortestWaitSeconds = _hasWaited ? std::min(all.shortestWaitSeconds, start.wait) : start.wait;
-        all.longestWaitSeconds = std::max(all.longestWaitSeconds, start.wait);
+    if (isPaced && statistics.frames > 0) {
+        statistics.shortestWaitSeconds = _hasWaited ? std::min(statistics.shortestWaitSeconds, start.wait) : start.wait;
+        statistics.longestWaitSeconds = std::max(statistics.longestWaitSeconds, start.wait);
         _hasWaited = true;
-        if (start.overwork > 0.0) count(all.overworked, start.overwork);
-        if (start.oversleep > kTolerance * stepSeconds) count(all.overslept, start.oversleep);
+        if (start.overwork > 0.0) count(statistics.overworked, start.overwork);
+        if (start.oversleep > kTolerance * stepSeconds) count(statistics.overslept, start.oversleep);
     }
-    ++all.frames;
+    ++statistics.frames;
     _previous = Frame{start.time, stepSeconds};
 }
 

@@ -33,7 +33,7 @@ public:
     /// The connection when there is a single one; may be null also when others were removed.
     [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _hasMany() ? _onlyOfMany() : _single(); }
     /// The same, but null also when there ever were others.
-    [[nodiscard]] Kr::KrConnectionBase* onlyEver() const noexcept { return _hasMany() ? nullptr : _single(); }
+    [[nodiscard]] Kr::KrConnectionBase* onlyIfNeverMany() const noexcept { return _hasMany() ? nullptr : _single(); }
 
     struct Many;
     /// The list of those that are, or were, more than one, which is walked over while others change it; null before.

@@ -255,7 +255,7 @@ protected:
     void _attachTo(Container* parent);
     /// Leaves container, connections and observers while the object is still whole: the first act of each destructor.
     void _detachFromEverything() noexcept;
-    [[nodiscard]] bool _needsNotification() const noexcept { return _has(kNoisy); }
+    [[nodiscard]] bool _needsNotification() const noexcept { return _has(kHasReceivers); }
     [[nodiscard]] virtual bool _isFieldArray() const noexcept;
 
 private:
@@ -277,14 +277,16 @@ private:
         kTreatedAsDynamic = 0x800,  // dynamic while upgrades run, declared before and after
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
         kIsConnected = kHasOutgoing | kHasProxies,
-        kNoisy = kAncestorObserved | kAncestorConnected | kForceObservers | kIsConnected | kHasObservers,
+        kHasReceivers = kAncestorObserved | kAncestorConnected | kForceObservers | kIsConnected | kHasObservers,
     };
 
     [[nodiscard]] bool _has(unsigned bits) const noexcept {
         return (_state.load(std::memory_order_relaxed) & bits) != 0;
     }
     /// Acquired, so that the list is there when the bit of an observer from another thread is.
-    [[nodiscard]] unsigned _noise() const noexcept { return _state.load(std::memory_order_acquire) & kNoisy; }
+    [[nodiscard]] unsigned _receivers() const noexcept {
+        return _state.load(std::memory_order_acquire) & kHasReceivers;
+    }
     void _setState(std::uint16_t bits, bool on) const noexcept;
     void _setStateDownward(std::uint16_t bits, bool on);
     void _inheritWatching(std::uint16_t bit, bool ancestorHasIt);
@@ -295,7 +297,7 @@ private:
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
-    [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned noise) const;
+    [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned receivers) const;
     static void _followChain(Kr::KrConnectionBase& first);
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;

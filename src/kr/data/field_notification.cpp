@@ -284,29 +284,29 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
 // --- Notification --------------------------------------------------------------------------------------------------
 
 void FieldBase::_notifyChanged(const FieldBase& changed) const {
-    const auto noise = _noise();
-    auto* only = noise == kHasOutgoing ? _outgoing.onlyEver() : nullptr;
-    if (only == nullptr) return noise != 0 ? _notifyAll(changed, noise) : void();
+    const auto receivers = _receivers();
+    auto* only = receivers == kHasOutgoing ? _outgoing.onlyIfNeverMany() : nullptr;
+    if (only == nullptr) return receivers != 0 ? _notifyAll(changed, receivers) : void();
     if (!only->_transferStep(changed)) return;
     // Most connections end at a field that nobody hears of, and need no guard.
-    if (only->getSink()->_noise() != 0) _followChain(*only);
+    if (only->getSink()->_receivers() != 0) _followChain(*only);
 }
 
 // Apart, so that the common cases above save no registers for it.
-void FieldBase::_notifyAll(const FieldBase& changed, unsigned noise) const {
-    if (noise == kHasOutgoing) {
+void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
+    if (receivers == kHasOutgoing) {
         if (auto* only = _outgoing.only()) return only->_transferStep(changed) ? _followChain(*only) : void();
     }
     if (isTooDeep(changed)) return;
     const detail::NotificationFrame frame(*this, changed);
     // Taken before anything is called: who registers from here on hears of the next change.
     const detail::ObserverList::Reader observers(
-        (noise & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
-    if ((noise & kHasOutgoing) != 0) {
+        (receivers & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
+    if ((receivers & kHasOutgoing) != 0) {
         _walkOutgoing(changed, frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
-    if ((noise & kHasProxies) != 0) {
+    if ((receivers & kHasProxies) != 0) {
         _tellProxies(frame);
         if (frame.fieldDied() || frame.changedDied()) return;
     }
@@ -324,10 +324,10 @@ void FieldBase::_followChain(Kr::KrConnectionBase& first) {
     const Kr::TransferGuard::Scope scope;
     for (auto* connection = &first;;) {
         const auto& sink = *connection->getSink();
-        const auto noise = sink._noise();
-        if (noise == 0) return;
+        const auto receivers = sink._receivers();
+        if (receivers == 0) return;
         connection->_enterGuard();
-        connection = noise == kHasOutgoing ? sink._outgoing.only() : nullptr;
+        connection = receivers == kHasOutgoing ? sink._outgoing.only() : nullptr;
         if (connection == nullptr) return sink._notifyChanged(sink);
         if (!connection->_transferStep(sink)) return;
     }

@@ -32,7 +32,7 @@ struct ConnectionList::Many : Kr::WalkList<Kr::KrConnectionBase*, SlotSetter> {
 /// list may die meanwhile.
 template <class Call>
 void forEachConnection(const ConnectionList& list, const Call& call) {
-    if (auto* only = list.onlyEver()) return call(*only);
+    if (auto* only = list.onlyIfNeverMany()) return call(*only);
     auto* many = list.many();
     if (many == nullptr) return;
     for (ConnectionList::Many::Walk walk(*many); auto* connection = walk.next();)
