@@ -15,9 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (::ftruncate(file, 0) != 0 || ::pwrite(file, data, size, 0) != static_cast<ssize_t>(size)) std::abort();
 
     using namespace KrPluginSystem;
-    std::string failure;
-    const auto manifest = readPluginManifest("/proc/self/fd/" + std::to_string(file), failure);
-    if (manifest.has_value() != failure.empty()) std::abort();
+    const auto manifest = readPluginManifest("/proc/self/fd/" + std::to_string(file));
+    if (static_cast<bool>(manifest) != manifest.reason.empty()) std::abort();
     if (!manifest) return 0;
     bool isSound = detail::isPluginName(manifest->name) && detail::isManifestLine(manifest->version) &&
                    detail::isManifestLine(manifest->libraryVersion) && detail::isManifestLine(manifest->build);

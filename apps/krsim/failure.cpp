@@ -7,10 +7,10 @@
 
 namespace krsim {
 
-void failInLog(eExitCode code, const std::string& text) {
+Failure logFailure(eExitCode code, const std::string& text) {
     const std::string level(Kr::getLogLevelPrefix(Kr::eLogLevel::kError));
     Kr::printToLogFile(Kr::formatLogLine(std::time(nullptr), level + "krsim: " + text + "\n"));
-    throw Failure(code, text);
+    return {code, text};
 }
 
 }  // namespace krsim

@@ -30,8 +30,12 @@ private:
     eExitCode _code;
 };
 
-/// Throws a Failure, and writes its text into the log file, if there is one: a run without a console says there why it
-/// failed.
-[[noreturn]] void failInLog(eExitCode code, const std::string& text);
+/// The Failure, whose text is also written into the log file, if there is one: a run without a console says there why
+/// it failed.
+[[nodiscard]] Failure logFailure(eExitCode code, const std::string& text);
+/// Throws it.
+[[noreturn]] inline void failInLog(eExitCode code, const std::string& text) {
+    throw logFailure(code, text);
+}
 
 }  // namespace krsim

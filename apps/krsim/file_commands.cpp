@@ -20,6 +20,7 @@
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/persistence/objects/object_section.h"
 #include "kr/persistence/setups/application_check.h"
+#include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -60,7 +61,7 @@ KrMagicTag readTag(const std::string& filename) {
 std::string describeContent(const std::string& filename, const KrMagicTag& tag) {
     if (tag.getFileType() != KrPersistence::KrFile::eFileType::kUnknown) return describeType(tag.getFileType());
     try {
-        return isSetup(*loadFile(filename)) ? "setup" : "no type";
+        return KrPersistence::KrSetupSection::find(*loadFile(filename)) ? "setup" : "no type";
     } catch (const Failure&) {
         return "no type, and its content cannot be read";
     }
@@ -130,7 +131,7 @@ void convertFile(const ConvertPlan& plan) {
 
 eExitCode recoverFile(const RecoverPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    const auto file = loadFile(plan.input, {}, KrPersistence::KrFile::kRecover);
+    const auto file = loadFile(plan.input, KrPersistence::KrFile::kRecover);
     auto texts = file->getDoubts();
     const bool isWhole = texts.empty();
     for (const auto* each : file->getSections()) {

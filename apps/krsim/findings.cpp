@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-#include "apps/krsim/loaded_file.h"
+#include "kr/platform/file_result.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -31,7 +31,7 @@ bool isAskedFor(const Finding& finding, const RunPlan& plan) {
 
 eExitCode printFindings(const Findings& findings) {
     for (const auto& each : findings)
-        std::printf("%s%s\n", isMissingType(each) ? "missing: " : "", toOneLine(each.toString()).c_str());
+        std::printf("%s%s\n", isMissingType(each) ? "missing: " : "", Kr::toOneLine(each.toString()).c_str());
     if (std::any_of(findings.begin(), findings.end(), isMissingType)) return eExitCode::kMissingPlugin;
     return findings.empty() ? eExitCode::kOk : eExitCode::kRefusedFile;
 }
@@ -51,9 +51,9 @@ void reportFindings(const Findings& findings, const RunPlan& plan) {
         if (isAskedFor(each, plan)) continue;
         ++count;
         if (plan.isStrict) {
-            std::fprintf(stderr, "krsim: %s\n", toOneLine(each.toString()).c_str());
+            std::fprintf(stderr, "krsim: %s\n", Kr::toOneLine(each.toString()).c_str());
         } else if (!isInLog(each)) {
-            Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", toOneLine(each.toString()).c_str());
+            Kr::logMessage(Kr::eLogLevel::kWarn, "krsim: %s\n", Kr::toOneLine(each.toString()).c_str());
         }
     }
     if (!plan.isStrict || count == 0) return;

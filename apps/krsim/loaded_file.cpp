@@ -1,6 +1,5 @@
 #include "apps/krsim/loaded_file.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -9,29 +8,24 @@
 #include <iterator>
 #include <sstream>
 
-#include "apps/krsim/failure.h"
 #include "apps/krsim/output_file.h"
 #include "kr/persistence/files/file_section.h"
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/persistence/files/named_file_section.h"
-#include "kr/persistence/setups/setup_section.h"
 
 namespace krsim {
 
 using KrPersistence::KrFile;
+using eFailure = Kr::FileResult::eFailure;
 
-std::string toOneLine(const std::string& text) {
-    std::string line;
-    for (const char each : text) {
-        if (each != '\n' && each != ' ') {
-            line += each;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
-        }
-    }
-    if (line.ends_with(' ')) line.pop_back();
-    return line;
+namespace {
+
+bool isFolder(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
 }
+
+}  // namespace
 
 const char* describeType(KrFile::eFileType type) noexcept {
     switch (type) {
@@ -67,34 +61,50 @@ const std::string& readStandardInput() {
 std::unique_ptr<std::istream> openInput(const std::string& filename) {
     if (filename == kStandardStream) return std::make_unique<std::istringstream>(readStandardInput());
     auto stream = std::make_unique<std::ifstream>(filename, std::ios::binary);
-    const int reason = errno;
+    const int error = errno;
     if (!*stream) {
-        throw Failure(eExitCode::kUsage,
-                      "file '" + filename + "' " +
-                          (reason == ENOENT ? std::string("does not exist")
-                                            : std::string("cannot be opened: ") + std::strerror(reason)));
+        throw toFailure({.failure = error == ENOENT ? eFailure::kMissing : eFailure::kNotOpened,
+                         .file = filename,
+                         .reason = std::strerror(error)});
     }
-    std::error_code error;
-    if (std::filesystem::is_directory(filename, error)) {
-        throw Failure(eExitCode::kRefusedFile, "file '" + filename + "' is refused: it is a folder");
-    }
+    if (isFolder(filename)) throw toFailure({.failure = eFailure::kRefused, .file = filename});
     return stream;
 }
 
-Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, const std::string& referringFile, int flags) {
-    const auto stream = openInput(filename);
+Failure toFailure(const Kr::FileResult& result) {
+    const std::string file = "file '" + result.file + "' ";
+    switch (result.failure) {
+        case eFailure::kMissing:
+            return {eExitCode::kUsage, file + "does not exist"};
+        case eFailure::kNotOpened:
+            return {eExitCode::kUsage, file + "cannot be opened: " + result.reason};
+        case eFailure::kUnsuitable:
+            return {eExitCode::kUsage, result.toString()};
+        case eFailure::kNotTaken:
+            return {eExitCode::kFailed, result.toString()};
+        default:
+            break;
+    }
+    if (isFolder(result.file)) return {eExitCode::kRefusedFile, file + "is refused: it is a folder"};
+    return logFailure(eExitCode::kRefusedFile, file + "is refused: " + Kr::toOneLine(result.toString()));
+}
+
+Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, int flags, const std::string& referringFile) {
     flags |= KrFile::kUnlogged;
     auto file = Kr::makeSmart<KrFile>();
     file->setReferringFile(referringFile);
-    if (filename == kStandardStream ? file->load(*stream, {}, flags) : file->load(filename, flags)) return file;
-    failInLog(eExitCode::kRefusedFile, "file '" + filename + "' is refused: " + toOneLine(file->explainLastError()));
+    if (filename == kStandardStream ? file->load(*openInput(filename), {}, flags) : file->load(filename, flags))
+        return file;
+    auto result = file->getLastResult();
+    result.file = filename;
+    throw toFailure(result);
 }
 
-void failToSave(const char* what, const std::string& filename, const std::string& reason) {
+void failToSave(const char* what, const std::string& filename, const Kr::FileResult& result) {
     const auto folder = std::filesystem::path(filename).parent_path();
     std::error_code error;
     const bool hasFolder = folder.empty() || std::filesystem::is_directory(folder, error);
-    auto text = hasFolder ? toOneLine(reason) : "there is no folder '" + folder.string() + "'";
+    auto text = hasFolder ? Kr::toOneLine(result.toString()) : "there is no folder '" + folder.string() + "'";
     if (std::filesystem::is_other(std::filesystem::status(filename, error))) text += kUseStandardOutput;
     failInLog(eExitCode::kFailed, what + (" '" + filename + "' cannot be saved: ") + text);
 }
@@ -107,24 +117,17 @@ void saveFile(KrFile& file, const std::string& filename, int flags, bool isForce
     const bool isSaved = filename == kStandardStream ? file.save(std::cout, file.getCurrentFilename(), flags)
                                                      : file.save(filename, flags);
     if (isSaved) return;
-    failToSave("file", filename, file.explainLastError());
+    failToSave("file", filename, file.getLastResult());
 }
 
 std::string makePlainJson(KrFile& file) {
     std::stringstream stream;
     if (!file.save(stream, file.getCurrentFilename(), KrFile::kJson | KrFile::kUnlogged)) {
-        throw Failure(eExitCode::kFailed, "the content cannot be written as JSON: " + toOneLine(file.getLastError()));
+        throw Failure(eExitCode::kFailed,
+                      "the content cannot be written as JSON: " + Kr::toOneLine(file.getLastError()));
     }
     KrPersistence::KrMagicTag().load(stream);
     return stream.str().substr(static_cast<std::size_t>(stream.tellg()));
-}
-
-bool isSetup(const KrFile& file) {
-    const auto& sections = file.getSections();
-    return std::any_of(sections.begin(), sections.end(), [](const auto* each) {
-        const auto* setup = dynamic_cast<const KrPersistence::KrSetupSection*>(each);
-        return setup != nullptr && setup->getSetup();
-    });
 }
 
 TreeNode makeTree(const KrFile& file) {

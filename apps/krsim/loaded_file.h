@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "apps/krsim/failure.h"
 #include "apps/krsim/file_plans.h"
 #include "apps/krsim/tree_writer.h"
 #include "kr/persistence/files/file.h"
@@ -21,14 +22,15 @@ namespace krsim {
 /// Throws a Failure with the reason when the file is refused; nothing else tells of it.
 /// \param filename       "-" is standard input: paths in it are relative to the working directory.
 /// \param referringFile  the setup that names the file, if any.
-[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename,
-                                                             const std::string& referringFile = {}, int flags = 0);
+[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename, int flags = 0,
+                                                             const std::string& referringFile = {});
 
-/// A text of the library in one line: its line feeds become blanks, and none are at its end.
-[[nodiscard]] std::string toOneLine(const std::string& text);
+/// Why a file was not loaded, with the exit code; a file that was read and refused is in the log file, too.
+[[nodiscard]] Failure toFailure(const Kr::FileResult& result);
 
 /// Throws the Failure of a file of this sort ("state") that cannot be saved, with the reason.
-[[noreturn]] void failToSave(const char* what, const std::string& filename, const std::string& reason);
+/// \param filename  "-" is standard output
+[[noreturn]] void failToSave(const char* what, const std::string& filename, const Kr::FileResult& result);
 
 /// Throws a Failure with the reason when it cannot be saved, and when the rule of requireReplaceable forbids it.
 void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flags, bool isForced);
@@ -38,9 +40,6 @@ void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flag
 
 /// The whole content in the JSON form of our files, without the tag in front, which JSON tools do not read.
 [[nodiscard]] std::string makePlainJson(KrPersistence::KrFile& file);
-
-/// Whether the file holds a setup.
-[[nodiscard]] bool isSetup(const KrPersistence::KrFile& file);
 
 /// What is in a file of this type, for people.
 [[nodiscard]] const char* describeType(KrPersistence::KrFile::eFileType type) noexcept;

@@ -18,10 +18,7 @@ using KrSim::SetupPresets;
 
 /// The file is held by the caller.
 KrSim::ApplicationConfig& findSetup(const KrPersistence::KrFile& file, const std::string& filename) {
-    for (const auto* each : file.getSections()) {
-        const auto* section = dynamic_cast<const KrPersistence::KrSetupSection*>(each);
-        if (section != nullptr && section->getSetup()) return *section->getSetup();
-    }
+    if (const auto setup = KrPersistence::KrSetupSection::find(file)) return *setup;
     throw Failure(eExitCode::kUsage, "'" + filename + "' holds no setup");
 }
 

@@ -100,17 +100,17 @@ void SimulationFiles::_load(const std::vector<std::string>& files, const OnRefus
     if (!_presets.empty() && !_hasSetup) {
         throw Failure(eExitCode::kUsage, "preset '" + _presets.front() + "' needs a setup file, which holds it");
     }
-    std::vector<std::string> missing;
-    _definitions = KrPersistence::loadDefinitions(all, missing);
+    std::vector<Kr::FileResult> refused;
+    _definitions = KrPersistence::loadDefinitions(all, refused);
     for (const auto& each : _definitions)
         _findings.insert(_findings.end(), each.findings.begin(), each.findings.end());
-    for (auto& each : missing)
-        _findings.push_back({KrPersistence::Finding::eKind::kOpenEnd, std::move(each)});
+    for (const auto& each : refused)
+        _findings.push_back({KrPersistence::Finding::eKind::kOpenEnd, each.toString()});
 }
 
 Kr::KrSmartPtr<KrPersistence::KrFile> SimulationFiles::_loadFile(const std::string& filename,
                                                                  const std::string& referringFile) {
-    auto file = loadFile(filename, referringFile);
+    auto file = loadFile(filename, 0, referringFile);
     const auto& findings = file->getFindings();
     _findings.insert(_findings.end(), findings.begin(), findings.end());
     return file;
@@ -119,7 +119,7 @@ Kr::KrSmartPtr<KrPersistence::KrFile> SimulationFiles::_loadFile(const std::stri
 void SimulationFiles::_loadOne(const std::string& name, bool isFirst, std::vector<std::string>& all,
                                const OnRefused& onRefused) {
     const auto file = _loadFile(name);
-    if (!isSetup(*file)) return _add(name, *file);
+    if (!KrSetupSection::find(*file)) return _add(name, *file);
     if (!isFirst) throw Failure(eExitCode::kUsage, "'" + name + "' is a setup file, which stands first and alone");
     _apply(*findSection<KrSetupSection>(*file));
     const auto* list = findSection<KrPersistence::KrContentListSection>(*file);
@@ -203,12 +203,11 @@ void saveSimulation(KrSim::KrApplication& application, const CreatePlan& plan) {
     for (auto& each : directories)
         each.assign(makeAbsolute(each.str()));
     setup->pluginDirectories.set(std::move(directories));
-    std::string error;
     requireReplaceable(eOutputKind::kSetup, plan.setupFile, plan.isForced);
-    const bool isSaved = plan.setupFile == kStandardStream
-                             ? KrPersistence::saveSetupFile(content, std::cout, flags, error)
-                             : KrPersistence::saveSetupFile(content, plan.setupFile, flags, error);
-    if (!isSaved) failToSave("file", plan.setupFile, error);
+    const auto result = plan.setupFile == kStandardStream
+                            ? KrPersistence::saveSetupFile(content, std::cout, flags)
+                            : KrPersistence::saveSetupFile(content, plan.setupFile, flags);
+    if (!result) failToSave("file", plan.setupFile, result);
 }
 
 }  // namespace krsim

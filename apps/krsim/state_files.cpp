@@ -20,13 +20,12 @@ eFileKind kindOf(const std::string& filename) {
 
 void saveState(const KrSim::KrApplication& application, const std::string& filename, bool isForced) {
     requireReplaceable(eOutputKind::kState, filename, isForced);
-    std::string error;
     const KrPersistence::StateSaveOptions options{.flags =
                                                       toFlags(kindOf(filename)) | KrPersistence::KrFile::kUnlogged};
-    const bool isSaved = filename == kStandardStream
-                             ? KrPersistence::saveSimulationState(application, std::cout, options, &error)
-                             : KrPersistence::saveSimulationState(application, filename, options, &error);
-    if (!isSaved) failToSave("state", filename, error);
+    const auto result = filename == kStandardStream
+                            ? KrPersistence::saveSimulationState(application, std::cout, options)
+                            : KrPersistence::saveSimulationState(application, filename, options);
+    if (!result) failToSave("state", filename, result);
 }
 
 void restoreState(KrSim::KrApplication& application, const std::string& filename) {
@@ -35,13 +34,13 @@ void restoreState(KrSim::KrApplication& application, const std::string& filename
     const auto report = filename == kStandardStream
                             ? KrPersistence::restoreSimulationState(application, *stream, kFlags)
                             : KrPersistence::restoreSimulationState(application, filename, kFlags);
-    if (!report.isRestored)
-        failInLog(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + toOneLine(report.error));
-    if (report.isComplete()) return;
+    if (!report)
+        failInLog(eExitCode::kRefusedFile, "state '" + filename + "' is refused: " + Kr::toOneLine(report.toString()));
+    if (report->isComplete()) return;
     failInLog(eExitCode::kRefusedFile,
-              "state '" + filename + "' is one of other content: " + std::to_string(report.missing) +
-                  " of its extensions and " + std::to_string(report.missingFields) + " of its fields are not here, " +
-                  std::to_string(report.untouched) + " extensions are not in it");
+              "state '" + filename + "' is one of other content: " + std::to_string(report->missing) +
+                  " of its extensions and " + std::to_string(report->missingFields) + " of its fields are not here, " +
+                  std::to_string(report->untouched) + " extensions are not in it");
 }
 
 }  // namespace krsim

@@ -36,8 +36,11 @@ KrFactoryKey parseType(const std::string& line, const std::string& plugin) {
 
 PluginFile readPlugin(const std::filesystem::path& path) {
     PluginFile plugin{.path = path.string(), .name = path.stem().string(), .version = {}, .unfit = {}, .types = {}};
-    const auto manifest = KrPluginSystem::readPluginManifest(plugin.path, plugin.unfit);
-    if (!manifest) return plugin;
+    const auto manifest = KrPluginSystem::readPluginManifest(plugin.path);
+    if (!manifest) {
+        plugin.unfit = manifest.reason;
+        return plugin;
+    }
     plugin.version = manifest->version;
     if (!KrPluginSystem::isPluginCompatible(*manifest)) {
         plugin.unfit = "was built for library " + manifest->libraryVersion + " (" + manifest->build +

@@ -314,7 +314,9 @@ public:
     }
 
 private:
-    bool run() override { return KrPersistence::saveSimulationState(*simulation.application, file.path, {kFlags}); }
+    bool run() override {
+        return static_cast<bool>(KrPersistence::saveSimulationState(*simulation.application, file.path, {kFlags}));
+    }
     [[nodiscard]] bool mayThrow() const override { return false; }
     [[nodiscard]] std::string describe() const override { return InApplication::describe() + file.describe(); }
     SavedFile file;
@@ -332,9 +334,8 @@ public:
 
 private:
     bool run() override {
-        std::string error;
         KrObject* const objects[] = {town.get()};
-        return KrPersistence::saveObjects(file.path, objects, kFlags, error);
+        return static_cast<bool>(KrPersistence::saveObjects(file.path, objects, kFlags));
     }
     [[nodiscard]] bool mayThrow() const override { return false; }
     [[nodiscard]] std::string describe() const override { return TownOperation::describe() + file.describe(); }
@@ -345,16 +346,14 @@ template <int kFlags>
 class LoadObjects final : public TownOperation {
 public:
     LoadObjects() {
-        std::string error;
         KrObject* const objects[] = {town.get()};
-        KrPersistence::saveObjects(path, objects, kFlags, error);
+        EXPECT_TRUE(KrPersistence::saveObjects(path, objects, kFlags));
         town.reset();
     }
 
 private:
     bool run() override {
-        std::string error;
-        auto loaded = KrPersistence::loadObjects(path, error);
+        auto loaded = KrPersistence::loadObjects(path);
         if (!loaded) return false;
         made = loaded->objects.front();
         return true;
@@ -368,7 +367,6 @@ private:
 class LoadWhatIsMissing final : public Operation {
 public:
     LoadWhatIsMissing() {
-        std::string error;
         {
             const auto town = makeTown();
             yard->add(makePart("Pump").get());
@@ -378,17 +376,16 @@ public:
             Kr::KrConnectionFactory::connect(mill->getOutput("Speed"), pump->getInput("Force"));
             KrObject* const towns[] = {town.get()};
             KrObject* const yards[] = {yard.get()};
-            KrPersistence::saveObjects(townPath, towns, 0, error);
-            KrPersistence::saveObjects(yardPath, yards, 0, error);
+            EXPECT_TRUE(KrPersistence::saveObjects(townPath, towns));
+            EXPECT_TRUE(KrPersistence::saveObjects(yardPath, yards));
             yard.reset();
         }
-        yard = KrSmartPtr<KrObject>(KrPersistence::loadObjects(yardPath, error)->getObject(0));
+        yard = KrSmartPtr<KrObject>(KrPersistence::loadObjects(yardPath)->getObject(0));
     }
 
 private:
     bool run() override {
-        std::string error;
-        auto loaded = KrPersistence::loadObjects(townPath, error);
+        auto loaded = KrPersistence::loadObjects(townPath);
         if (!loaded) return false;
         made = loaded->objects.front();
         return true;

@@ -209,9 +209,9 @@ TEST(PluginManifest, BrokenFilesAreFoundOutBeforeTheyAreLoaded) {
         Image image;
         each.breakIt(image);
         writeFile(folder / "Broken.krp", image.bytes);
-        std::string failure;
-        EXPECT_FALSE(KrPluginSystem::readPluginManifest(folder / "Broken.krp", failure));
-        EXPECT_THAT(failure, HasSubstr(each.reason)) << "case " << &each - kBroken;
+        const auto manifest = KrPluginSystem::readPluginManifest(folder / "Broken.krp");
+        EXPECT_EQ(manifest.failure, Kr::FileResult::eFailure::kRefused) << each.reason;
+        EXPECT_THAT(manifest.reason, HasSubstr(each.reason)) << "case " << &each - kBroken;
     }
 }
 
@@ -221,9 +221,10 @@ TEST(PluginManifest, WhatIsNoRegularFileIsRefused) {
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     for (const auto& [name, reason] : {std::pair(".", "no regular file"), std::pair("pipe", "no regular file"),
                                        std::pair("link", "cannot be opened: No such file")}) {
-        std::string failure;
-        EXPECT_FALSE(KrPluginSystem::readPluginManifest(folder / name, failure));
-        EXPECT_THAT(failure, HasSubstr(reason)) << name;
+        const auto manifest = KrPluginSystem::readPluginManifest(folder / name);
+        EXPECT_FALSE(manifest) << name;
+        EXPECT_THAT(manifest.toString(), HasSubstr(name + std::string("' ")));
+        EXPECT_THAT(manifest.reason, HasSubstr(reason)) << name;
     }
 }
 

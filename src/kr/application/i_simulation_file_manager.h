@@ -6,6 +6,7 @@
 #include "kr/application/fwd.h"
 #include "kr/extension/i_extension.h"
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 
 namespace KrSim {
 
@@ -18,9 +19,9 @@ namespace KrSim {
 class KR_API ISimulationFileManager : public IExtension {
 public:
     /// Called once with the outcome, between two frames: on the application's thread, or while it does not run, on the
-    /// calling one. `text` says what went wrong; after a success, what of the state found no place, else nothing. An
-    /// exception is logged as a warning.
-    using Done = std::function<void(bool isDone, const std::string& text)>;
+    /// calling one. After a success, the text says what of the state found no place. An exception is logged as a
+    /// warning.
+    using Done = std::function<void(const Kr::FileResult& result)>;
 
     using IExtension::IExtension;
     ~ISimulationFileManager() override;
@@ -29,7 +30,7 @@ public:
     /// failure the old file is still there.
     /// \param fileName  relative names begin at the parameter "Directory", which itself is relative to the working
     ///                  directory; empty: the file that was saved or restored last, which the output "LastFile" shows.
-    /// \param done      empty: what it would get is logged as a warning, unless all is well.
+    /// \param done      empty: what its result says is logged as a warning.
     /// \return  false without an application; nothing is done then.
     virtual bool save(const std::string& fileName, Done done = {}) = 0;
     /// Restores a saved state likewise. After a failure nothing has changed.

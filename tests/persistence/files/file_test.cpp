@@ -262,7 +262,7 @@ TEST_P(RefusedFormat, NamesACauseThatPeopleCanMend) {
     const test_support::LogCapture log;
     KrFile file;
     EXPECT_FALSE(load(file, GetParam().tag, KrFile::kUnlogged));
-    EXPECT_EQ(file.explainLastError(), kInvalidFormat + GetParam().error);
+    EXPECT_EQ(file.getLastResult().toString(), kInvalidFormat + GetParam().error);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -275,12 +275,53 @@ const RefusalCase kForeignFormats[] = {
 };
 INSTANTIATE_TEST_SUITE_P(File, RefusedFormat, testing::ValuesIn(kForeignFormats), test_support::caseName);
 
+// What the result of a load says beside its text
+
+using eFailure = Kr::FileResult::eFailure;
+
+struct PlaceCase {
+    const char* name;
+    int flags;
+    const char* found;     // in the bytes
+    const char* replaced;  // by this
+    std::size_t line;
+    const char* path;
+    std::string remedy;
+};
+
+class PlaceOfAFault : public testing::TestWithParam<PlaceCase> {};
+
+TEST_P(PlaceOfAFault, StandsInTheResult) {
+    const test_support::LogCapture log;
+    std::string bytes = saved(GetParam().flags);
+    const std::string found = GetParam().found;
+    bytes.replace(bytes.rfind(found), found.size(), GetParam().replaced);
+    KrFile file;
+    EXPECT_FALSE(load(file, bytes));
+    const auto& result = file.getLastResult();
+    EXPECT_EQ(result.failure, eFailure::kRefused);
+    EXPECT_EQ(result.file, "shown.kr");
+    EXPECT_EQ(result.place.line, GetParam().line);
+    EXPECT_EQ(result.place.path, GetParam().path);
+    EXPECT_EQ(result.remedy, GetParam().remedy);
+    EXPECT_THAT(result.text, HasSubstr(GetParam().remedy));
+}
+
+const PlaceCase kPlaces[] = {
+    {"OfXml", KrFile::kXml, "<Text>two</Text>", "<Txt>two</Txt>", 14, "File/Sections[1]/Text", ""},
+    {"OfASection", KrFile::kNoChecksum, "two", "", 0, "Sections[1]", ""},
+    {"OfTheChecksum", 0, "two", "owt", 0, "", "'krsim recover' saves what can be read of it"},
+    {"OfAnOldFile", 0, "<!--KrB3", "<!--Kr7z", 0, "", kAdvice.substr(2)},
+};
+INSTANTIATE_TEST_SUITE_P(File, PlaceOfAFault, testing::ValuesIn(kPlaces), test_support::caseName);
+
 TEST(File, TellsWhatKeepsItFromBeingRead) {
     const test_support::TemporaryFolder folder;
     const test_support::LogCapture log;
     KrFile file;
     EXPECT_FALSE(file.load(folder / std::string(300, 'x')));
-    EXPECT_THAT(file.explainLastError(), testing::EndsWith(" for loading.\nFile name too long"));
+    EXPECT_EQ(file.getLastResult().failure, eFailure::kNotOpened);
+    EXPECT_THAT(file.getLastResult().toString(), testing::EndsWith(" for loading.\nFile name too long"));
     EXPECT_FALSE(file.load(folder / "."));
     EXPECT_THAT(file.getLastError(), HasSubstr("An error occurred while loading:\n\n"));
     EXPECT_THAT(file.getLastError(), HasSubstr("Is a directory"));
@@ -301,8 +342,10 @@ TEST(File, NamesWhatItCannotOpen) {
     EXPECT_FALSE(file.isValid());
     EXPECT_FALSE(file.load(missing));
     EXPECT_EQ(file.getLastError(), "KrFile: cannot open " + missing + " for loading.\n");
+    EXPECT_EQ(file.getLastResult().failure, eFailure::kMissing);
     EXPECT_FALSE(file.save(nowhere));
     EXPECT_EQ(file.getLastError(), "KrFile: cannot create a temporary file to save " + nowhere + ".\n");
+    EXPECT_EQ(file.getLastResult().failure, eFailure::kNotWritten);
     EXPECT_EQ(KrFile::GetFileType(missing), Type::kInvalid);
     EXPECT_EQ(log.lines().back(), "3 KrFile::GetFileVersion() cannot open file '" + missing + "'.\n");
     file.setCurrentFilename(missing);

@@ -150,7 +150,7 @@ TEST_P(Obstacle, IsMovedOnlyIfItIsOurs) {
     EXPECT_EQ(file.save(target), GetParam().error.empty());
     EXPECT_THAT(file.getLastError(), testing::StartsWith(GetParam().error));
     EXPECT_EQ(read(bystander), "untouched");
-    EXPECT_THAT(file.explainLastError(), HasSubstr(GetParam().reason));
+    EXPECT_THAT(file.getLastResult().toString(), HasSubstr(GetParam().reason));
     if (GetParam().error.empty()) {
         EXPECT_FALSE(fs::exists(target.string() + ".temp"));
         EXPECT_TRUE(file.load(target));
@@ -195,7 +195,7 @@ TEST(SafeSave, FollowsLinksToARegularFileAndLeavesThemAsTheyAre) {
     notes::Notes::listener() = [&](const std::string& what, Notes&) {
         EXPECT_EQ(fs::exists(folder / "far/real.kr.temp"), what == "prepare" || what == "write");
     };
-    EXPECT_TRUE(file.save(folder / "first.kr")) << file.explainLastError();
+    EXPECT_TRUE(file.save(folder / "first.kr")) << file.getLastResult().toString();
     notes::Notes::listener() = nullptr;
     EXPECT_EQ(fs::read_symlink(folder / "second.kr"), "far/real.kr");
     EXPECT_TRUE(fs::is_symlink(folder / "first.kr"));
@@ -243,7 +243,7 @@ TEST_P(NameLength, LeavesRoomForTheTemporaryFile) {
     KrFile file;
     EXPECT_EQ(file.save(path), GetParam().isSaved);
     EXPECT_EQ(file.getLastError(), GetParam().isSaved ? "" : kNoTemporary + path + ".\n");
-    EXPECT_THAT(file.explainLastError(),
+    EXPECT_THAT(file.getLastResult().toString(),
                 HasSubstr(GetParam().isSaved ? "" : "more than 255 bytes; use a shorter name"));
 }
 
@@ -300,7 +300,7 @@ private:
         KrFile other;
         other.addSection(new Notes("other"));
         hasOtherSaved = other.save(_path);
-        errorOfOther = other.explainLastError();
+        errorOfOther = other.getLastResult().toString();
         _isBusy = false;
     }
 
@@ -328,7 +328,7 @@ TEST(SafeSave, OfTwoAtOneTimeEachSavesAWholeFileOrSaysThatTheOtherIsSaving) {
             SCOPED_TRACE("at call " + std::to_string(at) + (hasLeftOver ? " with a left-over" : ""));
             EXPECT_TRUE(isSaved || other.hasOtherSaved);
             if (!isSaved) {
-                EXPECT_THAT(file.explainLastError(), HasSubstr("another process is saving this file"));
+                EXPECT_THAT(file.getLastResult().toString(), HasSubstr("another process is saving this file"));
             }
             if (!other.hasOtherSaved) {
                 EXPECT_THAT(other.errorOfOther, testing::AllOf(testing::StartsWith(kNoTemporary + path),
@@ -346,10 +346,10 @@ TEST(SafeSave, TakesNoLeftOverWhereFilesCannotBeLocked) {
     const test_support::LogCapture log;
     const FailingCalls calls("lock", 1, true);
     KrFile file;
-    EXPECT_TRUE(file.save(path)) << file.explainLastError();
+    EXPECT_TRUE(file.save(path)) << file.getLastResult().toString();
     write(path + ".temp", "left over");
     EXPECT_FALSE(file.save(path));
-    EXPECT_THAT(file.explainLastError(), HasSubstr("may have left it behind"));
+    EXPECT_THAT(file.getLastResult().toString(), HasSubstr("may have left it behind"));
     EXPECT_EQ(read(path + ".temp"), "left over");
 }
 

@@ -37,8 +37,8 @@ bool saveAgainAndAgain(KrPersistence::KrFile& file, const char* path, int times)
             ++saved;
             continue;
         }
-        isGood = isRefusal(file.explainLastError());
-        if (!isGood) std::fprintf(stderr, "not saved: %s\n", file.explainLastError().c_str());
+        isGood = isRefusal(file.getLastResult().toString());
+        if (!isGood) std::fprintf(stderr, "not saved: %s\n", file.getLastResult().toString().c_str());
         std::this_thread::yield();
     }
     calls.replace(nullptr);

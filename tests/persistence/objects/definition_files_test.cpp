@@ -17,8 +17,8 @@ void saveTo(const std::string& file, const Extensions& objects) {
     std::vector<KrExtension*> all;
     for (const auto& object : objects)
         all.push_back(object.get());
-    std::string error;
-    ASSERT_TRUE(KrPersistence::saveObjects(file, all, KrFile::kXml, error)) << error;
+    const auto saved = KrPersistence::saveObjects(file, all, KrFile::kXml);
+    ASSERT_TRUE(saved) << saved.toString();
 }
 
 TEST(DefinitionFiles, AreLoadedWithThoseThatTheyNeed) {
@@ -41,23 +41,23 @@ TEST(DefinitionFiles, AreLoadedWithThoseThatTheyNeed) {
     for (const bool isThere : {true, false}) {
         SCOPED_TRACE(isThere);
         if (!isThere) std::filesystem::remove(place("wheel.kro"));
-        std::string error;
-        const auto town = KrPersistence::loadObjects(place("town.kro"), error);
-        ASSERT_TRUE(town) << error;
-        std::vector<std::string> problems;
+        const auto town = KrPersistence::loadObjects(place("town.kro"));
+        ASSERT_TRUE(town) << town.toString();
+        std::vector<Kr::FileResult> refused;
         const std::string loaded[] = {place("town.kro")};
-        const auto definitions = KrPersistence::loadDefinitions(loaded, problems);
+        const auto definitions = KrPersistence::loadDefinitions(loaded, refused);
         EXPECT_NE(town->getObject(0)->getDefinition(), nullptr);
         EXPECT_EQ(town->getObject(1)->getDefinition() != nullptr, isThere);
         ASSERT_EQ(definitions.size(), isThere ? 2U : 1U);
         const auto* front = static_cast<const KrObject*>(definitions[0].getObject(0))->getExtension(0);
         EXPECT_EQ(static_cast<const KrObject*>(front)->getDefinition() != nullptr, isThere);
         if (isThere) {
-            EXPECT_THAT(problems, testing::IsEmpty());
+            EXPECT_THAT(refused, testing::IsEmpty());
         } else {
-            EXPECT_THAT(problems, testing::ElementsAre(testing::HasSubstr("wheel.kro' are not loaded")));
+            EXPECT_THAT(refused, testing::ElementsAre(testing::Field(&Kr::FileResult::text,
+                                                                     testing::HasSubstr("wheel.kro' are not loaded"))));
         }
-        EXPECT_THAT(KrPersistence::loadDefinitions(loaded, problems), testing::SizeIs(0));
+        EXPECT_THAT(KrPersistence::loadDefinitions(loaded, refused), testing::SizeIs(0));
     }
 }
 

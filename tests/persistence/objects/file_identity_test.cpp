@@ -51,16 +51,14 @@ void save(const fs::path& file, const Extensions& objects, int flags = KrFile::k
     std::vector<KrExtension*> all;
     for (const auto& object : objects)
         all.push_back(object.get());
-    std::string error;
     fs::create_directories(file.parent_path());
-    ASSERT_TRUE(KrPersistence::saveObjects(file.string(), all, flags, error)) << error;
+    const auto saved = KrPersistence::saveObjects(file.string(), all, flags);
+    ASSERT_TRUE(saved) << saved.toString();
 }
 
 LoadedObjects load(const fs::path& file, const fs::path& referringFile = {}) {
-    std::string error;
-    auto loaded =
-        KrPersistence::loadObjects(file.string(), {.referringFile = referringFile.string(), .progress = {}}, error);
-    EXPECT_TRUE(loaded) << error;
+    auto loaded = KrPersistence::loadObjects(file.string(), {.referringFile = referringFile.string(), .progress = {}});
+    EXPECT_TRUE(loaded) << loaded.toString();
     return loaded ? std::move(*loaded) : LoadedObjects();
 }
 
@@ -343,9 +341,9 @@ TEST(FileIdentity, OfInstancesFollowsTheFilesOfInstanceAndDefinition) {
     };
     {
         const auto car = load(folder / "car.kro");
-        std::vector<std::string> problems;
-        const auto parts = KrPersistence::loadDefinitions({}, problems);
-        EXPECT_THAT(problems, IsEmpty());
+        std::vector<Kr::FileResult> refused;
+        const auto parts = KrPersistence::loadDefinitions({}, refused);
+        EXPECT_THAT(refused, IsEmpty());
         expect(car, "parts/wheel.kro");
         save(folder / "again/car.kro", car.objects);
     }

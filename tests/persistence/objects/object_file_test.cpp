@@ -510,16 +510,16 @@ TEST_F(Content, ThatIsThereAlreadyComesASecondTimeWithAWarning) {
 TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
     const test_support::TemporaryFolder folder;
     const auto path = (folder / "top.kro").string();
-    std::string error;
     std::vector<std::string> steps;
     const auto note = [&](std::size_t done, std::size_t total) {
         steps.push_back(std::to_string(done) + "/" + std::to_string(total));
     };
     const auto top = makeGarage();
     KrObject* const objects[] = {top.get()};
-    ASSERT_TRUE(KrPersistence::saveObjects(path, objects, 0, error, note)) << error;
-    const auto loaded = KrPersistence::loadObjects(path, error, note);
-    ASSERT_TRUE(loaded) << error;
+    const auto saved = KrPersistence::saveObjects(path, objects, 0, note);
+    ASSERT_TRUE(saved) << saved.toString();
+    const auto loaded = KrPersistence::loadObjects(path, {.referringFile = {}, .progress = note});
+    ASSERT_TRUE(loaded) << loaded.toString();
     EXPECT_THAT(steps, ElementsAre("5/5", "7/7"));
     EXPECT_EQ(loaded->extensionCount, 5U);
     EXPECT_EQ(loaded->connectionCount, 2U);
@@ -527,10 +527,8 @@ TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
 
     KrFile empty;
     ASSERT_TRUE(empty.save(path));
-    EXPECT_FALSE(KrPersistence::loadObjects(path, error));
-    EXPECT_EQ(error, "'" + path + "' holds no objects");
-    EXPECT_FALSE(KrPersistence::loadObjects((folder / "none.kro").string(), error));
-    EXPECT_THAT(error, HasSubstr("cannot open"));
+    EXPECT_EQ(KrPersistence::loadObjects(path).toString(), "'" + path + "' holds no objects");
+    EXPECT_THAT(KrPersistence::loadObjects((folder / "none.kro").string()).text, HasSubstr("cannot open"));
 }
 
 class SavedInstances : public Content {

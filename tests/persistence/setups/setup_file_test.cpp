@@ -87,21 +87,20 @@ class SetupFiles : public testing::TestWithParam<Kind> {
 protected:
     test_support::LogCapture log;
     test_support::TemporaryFolder folder;
-    std::string error;
 };
 
 TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
     const auto setup = makeFullSetup(folder.path());
     const auto first = folder / "first";
-    ASSERT_TRUE(saveSetupFile({setup, {folder / "car.xml", "/far/road"}}, first, GetParam().flags, error)) << error;
-    SetupFile loaded;
-    ASSERT_TRUE(loadSetupFile(loaded, first, error)) << error;
-    const auto& object = *loaded.setup->_getObjectProxy();
+    ASSERT_TRUE(saveSetupFile({setup, {folder / "car.xml", "/far/road"}}, first, GetParam().flags));
+    const auto loaded = loadSetupFile(first);
+    ASSERT_TRUE(loaded) << loaded.toString();
+    const auto& object = *loaded->setup->_getObjectProxy();
     const auto& original = *setup->_getObjectProxy();
     EXPECT_EQ(object.getName(), original.getName());
     EXPECT_EQ(object.getContentID(), inFile(original.getContentID(), "first"));
     EXPECT_TRUE(object.getParameterContainer().isEqual(original.getParameterContainer()));
-    EXPECT_NE(loaded.setup->getRemoteAccess(), nullptr);
+    EXPECT_NE(loaded->setup->getRemoteAccess(), nullptr);
     ASSERT_EQ(object.getExtensionCount(), 1U);
     const auto record = KrSim::readModuleRecord(*object.getExtension(0));
     ASSERT_TRUE(record);
@@ -110,11 +109,11 @@ TEST_P(SetupFiles, KeepEverySettingAndTheSecondSaveWritesTheSameBytes) {
     EXPECT_EQ(record->contentID, inFile(KrSim::KrContentID::createFromWords(1, 2), "first"));
     EXPECT_EQ(record->settings->size(), 2U);
     EXPECT_TRUE(record->settings->isEqual(*KrSim::readModuleRecord(*original.getExtension(0))->settings));
-    EXPECT_THAT(loaded.findings, testing::IsEmpty());
-    EXPECT_THAT(loaded.contentFiles, ElementsAre((folder / "car.xml").string(), "/far/road"));
+    EXPECT_THAT(loaded->findings, testing::IsEmpty());
+    EXPECT_THAT(loaded->contentFiles, ElementsAre((folder / "car.xml").string(), "/far/road"));
 
     const auto second = folder / "second";
-    ASSERT_TRUE(saveSetupFile(loaded, second, GetParam().flags, error)) << error;
+    ASSERT_TRUE(saveSetupFile(*loaded, second, GetParam().flags));
     EXPECT_EQ(read(first), read(second));
 }
 
@@ -122,18 +121,14 @@ TEST_P(SetupFiles, WithoutASetupOrWithMoreAreRefused) {
     const auto file = Kr::makeSmart<KrFile>();
     const auto name = (folder / "empty").string();
     ASSERT_TRUE(file->save(name, GetParam().flags));
-    SetupFile loaded;
-    EXPECT_FALSE(loadSetupFile(loaded, name, error));
-    EXPECT_THAT(error, testing::HasSubstr("holds no setup"));
-    EXPECT_FALSE(loadSetupFile(loaded, folder / "none", error));
-    EXPECT_THAT(error, testing::HasSubstr("cannot open"));
+    EXPECT_THAT(loadSetupFile(name).text, testing::HasSubstr("holds no setup"));
+    EXPECT_THAT(loadSetupFile(folder / "none").text, testing::HasSubstr("cannot open"));
     const auto setup = makeSetup();
     const auto stranger = Kr::makeSmart<KrSim::KrExtension>();
     setup->_getObjectProxy()->add(stranger.get());
-    EXPECT_FALSE(saveSetupFile({setup, {}}, name, GetParam().flags, error));
-    EXPECT_THAT(error, testing::HasSubstr("is no record of a module"));
-    EXPECT_FALSE(saveSetupFile({}, name, GetParam().flags, error));
-    EXPECT_EQ(error, "there is no setup to save");
+    EXPECT_THAT(saveSetupFile({setup, {}}, name, GetParam().flags).text,
+                testing::HasSubstr("is no record of a module"));
+    EXPECT_EQ(saveSetupFile({}, name, GetParam().flags).toString(), "there is no setup to save");
 }
 
 TEST_P(SetupFiles, KeepPropertiesOfTheSetupAndOfModules) {
@@ -142,10 +137,10 @@ TEST_P(SetupFiles, KeepPropertiesOfTheSetupAndOfModules) {
     ExtensionProperties::set<std::string>(object, "Author", "Ada");
     ExtensionProperties::set<int>(*object.getExtension(0), "Colour", 7);
     const auto name = folder / "setup";
-    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags, error)) << error;
-    SetupFile loaded;
-    ASSERT_TRUE(loadSetupFile(loaded, name, error)) << error;
-    const auto& again = *loaded.setup->_getObjectProxy();
+    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags));
+    const auto loaded = loadSetupFile(name);
+    ASSERT_TRUE(loaded) << loaded.toString();
+    const auto& again = *loaded->setup->_getObjectProxy();
     EXPECT_EQ(ExtensionProperties::get<std::string>(again, "Author"), "Ada");
     EXPECT_TRUE(again.getParameterContainer().isEqual(object.getParameterContainer()));
     const auto record = KrSim::readModuleRecord(*again.getExtension(0));
@@ -161,10 +156,10 @@ TEST_P(SetupFiles, KeepPresetsAsTheDifferencesOfVariants) {
     ASSERT_TRUE(SetupPresets::store(*setup, "Fast", *fast));
     ASSERT_TRUE(SetupPresets::store(*setup, "Same", *setup));
     const auto name = folder / "setup";
-    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags, error)) << error;
-    SetupFile loaded;
-    ASSERT_TRUE(loadSetupFile(loaded, name, error)) << error;
-    auto& again = *loaded.setup;
+    ASSERT_TRUE(saveSetupFile({setup, {}}, name, GetParam().flags));
+    const auto loaded = loadSetupFile(name);
+    ASSERT_TRUE(loaded) << loaded.toString();
+    auto& again = *loaded->setup;
     EXPECT_THAT(SetupPresets::getNames(again), ElementsAre("Fast", "Same"));
     EXPECT_EQ(SetupPresets::apply(again, "Same"), "");
     EXPECT_EQ(again.simulationFrameRate, 30.0);

@@ -50,12 +50,10 @@ public:
 
     static fs::path folder() { return fs::path(KR_FIXTURES) / "2020.3"; }
     static LoadedObjects load(const std::string& file) {
-        std::string error;
         const auto setup = (folder() / "town.json").string();
-        auto loaded =
-            KrPersistence::loadObjects((folder() / file).string(), {.referringFile = setup, .progress = {}}, error);
-        EXPECT_TRUE(loaded) << error;
-        return loaded.value_or(LoadedObjects());
+        auto loaded = KrPersistence::loadObjects((folder() / file).string(), {.referringFile = setup, .progress = {}});
+        EXPECT_TRUE(loaded) << loaded.toString();
+        return loaded ? std::move(*loaded) : LoadedObjects();
     }
 
     test_support::LogCapture log;
@@ -70,19 +68,17 @@ public:
 };
 
 TEST(FilesOf2020, OfSetupsLoad) {
-    KrPersistence::SetupFile setup;
-    std::string error;
-    ASSERT_TRUE(KrPersistence::loadSetupFile(setup, (Town::folder() / "town.json").string(), error)) << error;
-    EXPECT_THAT(setup.contentFiles, ElementsAre((Town::folder() / "content/car.xml").string(),
-                                                (Town::folder() / "content/parts.json").string()));
-    EXPECT_EQ(setup.setup->_getObjectProxy()->getContentID(), makeID(9, 1, "town.json"));
+    const auto setup = KrPersistence::loadSetupFile((Town::folder() / "town.json").string());
+    ASSERT_TRUE(setup) << setup.toString();
+    EXPECT_THAT(setup->contentFiles, ElementsAre((Town::folder() / "content/car.xml").string(),
+                                                 (Town::folder() / "content/parts.json").string()));
+    EXPECT_EQ(setup->setup->_getObjectProxy()->getContentID(), makeID(9, 1, "town.json"));
 }
 
 TEST(FilesOf2020, OfSetupsLoadWithTheirModules) {
-    KrPersistence::SetupFile setup;
-    std::string error;
-    ASSERT_TRUE(KrPersistence::loadSetupFile(setup, (Town::folder() / "traffic.json").string(), error)) << error;
-    const auto record = KrSim::readModuleRecord(*setup.setup->_getObjectProxy()->getExtension(0));
+    const auto setup = KrPersistence::loadSetupFile((Town::folder() / "traffic.json").string());
+    ASSERT_TRUE(setup) << setup.toString();
+    const auto record = KrSim::readModuleRecord(*setup->setup->_getObjectProxy()->getExtension(0));
     ASSERT_TRUE(record);
     EXPECT_EQ(record->contentID, makeID(0x966A1CF16970F0D1, 0x1037E34A082DCA68, "traffic.json"));
     EXPECT_EQ((*record->settings)["Step"].toReal(), 0.02);
@@ -152,9 +148,9 @@ TEST_P(StatesOf2020, AreRestoredIntoContentThatNamesItsFile) {
     const auto application = KrSim::KrApplication::create();
     ASSERT_TRUE(application->add(town.root) && application->add(town.wheel));
     const auto report = KrPersistence::restoreSimulationState(*application, (Town::folder() / GetParam()).string());
-    ASSERT_TRUE(report.isRestored) << report.error;
-    EXPECT_EQ(report.restored, 7U);
-    EXPECT_EQ(report.missing + report.untouched + report.missingFields, 0U);
+    ASSERT_TRUE(report) << report.toString();
+    EXPECT_EQ(report->restored, 7U);
+    EXPECT_TRUE(report->isComplete());
     EXPECT_EQ(town.motor->getOutput("Torque")->toReal(), 120.0);
     EXPECT_EQ(town.hub->getOutput("Speed")->toReal(), 2.5);
     EXPECT_EQ(town.frontHub->getParameter("Radius")->toReal(), 0.45);
@@ -173,15 +169,16 @@ TEST(States, OfOneOfTwoFilesOfAnItemGoToNeitherOfTwoOthers) {
     for (auto* each : {town.root, other.root})
         ASSERT_TRUE(application->add(each));
     const auto report = KrPersistence::restoreSimulationState(*application, (Town::folder() / "state.json").string());
-    EXPECT_EQ(report.restored, 0U) << "states that name no file";
-    std::string error;
+    ASSERT_TRUE(report) << report.toString();
+    EXPECT_EQ(report->restored, 0U) << "states that name no file";
     const auto file = fs::path(testing::TempDir()) / "kr_state_of_two.json";
     town.motor->getOutput("Torque")->set(1.0);
     other.motor->getOutput("Torque")->set(2.0);
-    ASSERT_TRUE(KrPersistence::saveSimulationState(*application, file.string(), {}, &error)) << error;
+    const auto saved = KrPersistence::saveSimulationState(*application, file.string());
+    ASSERT_TRUE(saved) << saved.toString();
     town.motor->getOutput("Torque")->set(3.0);
     other.motor->getOutput("Torque")->set(4.0);
-    EXPECT_EQ(KrPersistence::restoreSimulationState(*application, file.string()).missing, 0U);
+    EXPECT_EQ(KrPersistence::restoreSimulationState(*application, file.string())->missing, 0U);
     fs::remove(file);
     EXPECT_EQ(town.motor->getOutput("Torque")->toReal(), 1.0) << "states that do";
     EXPECT_EQ(other.motor->getOutput("Torque")->toReal(), 2.0);

@@ -24,7 +24,7 @@ using testing::IsEmpty;
 struct Studio {
     Studio() { manager->directory = Kr::KrString<512>(folder.path().string()); }
     [[nodiscard]] KrSim::ISimulationFileManager::Done note() {
-        return [this](bool isDone, const std::string& text) { outcomes.push_back((isDone ? "+" : "-") + text); };
+        return [this](const Kr::FileResult& result) { outcomes.push_back((result ? "+" : "-") + result.toString()); };
     }
 
     test_support::TemporaryFolder folder;

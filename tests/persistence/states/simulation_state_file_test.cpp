@@ -198,20 +198,22 @@ TEST(StateFile, GoesToDiskAndSaysWhatIsWrong) {
     test_support::LogCapture log;
     const test_support::TemporaryFolder folder;
     const auto name = (folder.path() / "state.kr").string();
-    std::string error;
-    EXPECT_TRUE(saveSimulationState(*world.application, name, {}, &error)) << error;
+    const auto saved = saveSimulationState(*world.application, name);
+    EXPECT_TRUE(saved) << saved.toString();
     EXPECT_EQ(KrFile::GetFileType(name), KrFile::eFileType::kSimulationState);
-    EXPECT_TRUE(KrPersistence::restoreSimulationState(*world.application, name).isComplete());
-    EXPECT_FALSE(saveSimulationState(*world.application, (folder.path() / "no" / "folder").string(), {}, &error));
-    EXPECT_NE(error, "");
-    EXPECT_NE(KrPersistence::restoreSimulationState(*world.application, name + "x").error, "");
+    EXPECT_TRUE(KrPersistence::restoreSimulationState(*world.application, name)->isComplete());
+    const auto nowhere = saveSimulationState(*world.application, (folder.path() / "no" / "folder").string());
+    EXPECT_EQ(nowhere.failure, Kr::FileResult::eFailure::kNotWritten);
+    EXPECT_NE(nowhere.toString(), "");
+    EXPECT_EQ(KrPersistence::restoreSimulationState(*world.application, name + "x").failure,
+              Kr::FileResult::eFailure::kMissing);
     KrFile empty;
     empty.save(name);
-    EXPECT_THAT(KrPersistence::restoreSimulationState(*world.application, name).error,
+    EXPECT_THAT(KrPersistence::restoreSimulationState(*world.application, name).text,
                 testing::HasSubstr("holds no simulation state"));
     world.stepper->inUpdate = [&] {
-        EXPECT_FALSE(saveSimulationState(*world.application, name, {}, &error));
-        EXPECT_EQ(error, "a simulation state is saved between two frames only");
+        EXPECT_EQ(saveSimulationState(*world.application, name).toString(),
+                  "a simulation state is saved between two frames only");
     };
     world.run(1);
 }

@@ -61,10 +61,17 @@ void BinaryInArchive::_init() {
     if (byteOrder != detail::kByteOrderTest) Kr::logErrorNoThrow("BinaryInArchive::_init, bad endianess\n");
 }
 
-std::string BinaryInArchive::_describe(const std::string& text) const {
+Kr::FilePlace BinaryInArchive::_getPlace() const {
+    Kr::FilePlace place;
     const std::streamoff position = m_sb.pubseekoff(0, std::ios::cur, std::ios::in);
+    if (position >= 0) place.byte = static_cast<std::uint64_t>(position);
+    return place;
+}
+
+std::string BinaryInArchive::_describe(const std::string& text) const {
+    const auto place = _getPlace();
     std::string message = "BinaryInArchive: " + text;
-    if (position >= 0) message += ", before byte " + std::to_string(position);
+    if (place.byte) message += ", before byte " + std::to_string(*place.byte);
     if (!getArchiveName().empty()) message += " of '" + getArchiveName() + "'";
     return message + "; the file is damaged or was written by something else";
 }

@@ -136,6 +136,7 @@ private:
     [[nodiscard]] bool _isCompact() const noexcept { return _optimizationMode != 0; }
     void _init();
     [[nodiscard]] std::string _describe(const std::string& text) const override;
+    [[nodiscard]] Kr::FilePlace _getPlace() const override;
     void _checkSize(std::uint64_t count, std::size_t bytesEach, const char* what) const;
     template <class Text>
     void _loadText(Text& text);

@@ -32,7 +32,7 @@ void InArchiveObjects::refuse(const std::string& text) const {
 }
 
 void InArchiveObjects::_refuse(ErrorCode code, const std::string& text) const {
-    throw ArchiveError(code, _describe(text));
+    throw ArchiveError(code, _describe(text), _getPlace());
 }
 
 void InArchiveObjects::register_basic_serializer(const Serializer& serializer) {

@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 
 namespace KrPersistence {
 
@@ -69,6 +70,8 @@ protected:
     [[noreturn]] void _refuse(ErrorCode code, const std::string& text) const;
     /// The text of an error: what is wrong, and where.
     [[nodiscard]] virtual std::string _describe(const std::string& text) const = 0;
+    /// The place alone.
+    [[nodiscard]] virtual Kr::FilePlace _getPlace() const = 0;
 
     /// Says what the pointer points to that is read next.
     template <class T>

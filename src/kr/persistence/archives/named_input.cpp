@@ -43,6 +43,10 @@ std::string NamedInput::_describe(const std::string& text) const {
     return _place ? _place->describe(text) : std::string(_archiveKind) + ": " + text;
 }
 
+Kr::FilePlace NamedInput::_getPlace() const {
+    return _place ? _place->place() : Kr::FilePlace();
+}
+
 std::size_t NamedInput::_beginSequence(const char* name) {
     const std::size_t count = _cursor().enterSequence(name);
     _itemNames.enter();

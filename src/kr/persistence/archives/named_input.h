@@ -57,6 +57,7 @@ protected:
                const char* archiveKind);
 
     [[nodiscard]] std::string _describe(const std::string& text) const override;
+    [[nodiscard]] Kr::FilePlace _getPlace() const override;
     /// Undoes what writing does to the names of items; files of earlier releases have them as they were.
     [[nodiscard]] const char* _uniqueName(const char* name);
     void _enter(const char* name);

@@ -180,21 +180,20 @@ void KrFile::_forgetError(int flags) noexcept {
     _doubts.clear();
     _findings.clear();
     _isCut = false;
-    _lastError.clear();
-    _lastReason.clear();
+    _result = {};
 }
 
-bool KrFile::_fail(const std::string& text, const std::string& reason) {
-    _lastError = text;
-    _lastReason = reason;
+bool KrFile::_fail(Kr::FileResult result) {
+    if (result.file.empty()) result.file = _currentFilename;
+    _result = std::move(result);
     if (!_logsFailures) return false;
-    detail::logQuietly(Kr::eLogLevel::kWarn, text);
-    if (!reason.empty()) detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: " + reason + ".\n");
+    detail::logQuietly(Kr::eLogLevel::kWarn, _result.text);
+    if (!_result.reason.empty()) detail::logQuietly(Kr::eLogLevel::kWarn, "KrFile: " + _result.reason + ".\n");
     return false;
 }
 
 bool KrFile::_failForMemory() noexcept {
-    _lastError = "out of memory";  // short enough to need none
+    _result = Kr::FileResult::noMemory();
     try {
         Kr::logMessage(Kr::eLogLevel::kWarn, "KrFile: out of memory while loading or saving\n");
     } catch (...) {  // there is no other place for the message

@@ -15,6 +15,7 @@
 #include "kr/persistence/archives/finding.h"
 #include "kr/persistence/files/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 #include "kr/platform/ref_count.h"
 
 namespace boost::serialization {
@@ -31,7 +32,7 @@ struct LoadSource;
 /// A document on disk: sections in order, a description, and a tag in front that says what the file holds, which
 /// release wrote it and in what kind of archive. docs/files.md has its bytes.
 ///
-/// Failure: no operation that loads or saves throws. They answer false and leave the reason in getLastError; a failed
+/// Failure: no operation that loads or saves throws. They answer false and leave the reason in getLastResult; a failed
 /// load leaves an empty file, a failed save the file on disk as it was.
 /// Thread: one thread at a time.
 class KR_API KrFile : public Kr::KrBase, public Kr::KrBase::Subscriber, public Kr::KrRefCount {
@@ -64,7 +65,7 @@ public:
     static constexpr int kNoChecksum = 256;  ///< save a binary file without its checksum
     /// Load what can be read of a damaged file; getDoubts has what may be wrong or is missing then.
     static constexpr int kRecover = 512;
-    /// Load or save without the warning in the log that tells a failure: the caller shows explainLastError.
+    /// Load or save without the warning in the log that tells a failure: the caller shows getLastResult.
     static constexpr int kUnlogged = 1024;
 
     using Callback = std::function<void()>;
@@ -116,9 +117,9 @@ public:
     /// For sections, while the file is loaded.
     void _addFinding(Finding finding) { _findings.push_back(std::move(finding)); }
     /// The first failure of the last load or save; empty when there was none.
-    [[nodiscard]] const std::string& getLastError() const noexcept { return _lastError; }
-    /// The same for people: with the reason where the text of the failure gives none.
-    [[nodiscard]] std::string explainLastError() const { return _lastError + _lastReason; }
+    [[nodiscard]] const std::string& getLastError() const noexcept { return _result.text; }
+    /// The last load or save: with the reason, the place and the remedy of its failure.
+    [[nodiscard]] const Kr::FileResult& getLastResult() const noexcept { return _result; }
 
     // --- Loading and saving -----------------------------------------------------------------------------------------
 
@@ -192,19 +193,22 @@ private:
     bool _saveTo(std::ostream& stream, const std::string& archiveName, int flags, const detail::AtomicFile* target);
     void _finish() noexcept;
     void _forgetReferencableObjects();
-    /// Keeps the text as the last error; answers false.
-    /// \param reason  where the text gives none.
-    bool _fail(const std::string& text, const std::string& reason = {});
+    /// Keeps the failure, of the current file unless it names one, as the last result; answers false.
+    bool _fail(Kr::FileResult result);
     /// The same where a text could not be made.
     bool _failForMemory() noexcept;
-    /// The same for a text that is made here.
-    template <class MakeText>
-    bool _failWith(const MakeText& makeText) noexcept {
+    /// The same for a failure that is made here.
+    template <class MakeResult>
+    bool _failWith(const MakeResult& makeResult) noexcept {
         try {
-            return _fail(makeText());
+            return _fail(makeResult());
         } catch (...) {
             return _failForMemory();
         }
+    }
+    /// For failures of a file that is loaded from a stream, too.
+    [[nodiscard]] const std::string& _shownName(const std::string& archiveName) const noexcept {
+        return _currentFilename.empty() ? archiveName : _currentFilename;
     }
     /// \param flags  of the load or save that begins.
     void _forgetError(int flags) noexcept;
@@ -218,8 +222,7 @@ private:
     std::unordered_map<const Kr::KrBase*, std::size_t> _referencablePlaces;
     std::string _description;
     std::string _producerInformation;
-    std::string _lastError;
-    std::string _lastReason;  // where the text of the error gives none
+    Kr::FileResult _result;  // of the last load or save
     std::vector<std::string> _doubts;
     std::vector<Finding> _findings;
     bool _isRecovering{false};

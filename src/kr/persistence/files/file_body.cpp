@@ -59,8 +59,10 @@ void KrFile::serialize(Archive& archive, unsigned int /*version*/) {
             loadSections(archive, _sections, _isCut);
         } catch (const std::exception& exception) {
             // Without any section there is nothing to recover.
-            if (_sections.empty() || (!_isCut && !_endsHere(std::string("reading ends early: ") + exception.what())))
+            if (_sections.empty() || (!_isCut && !_endsHere(std::string("reading ends early: ") + exception.what()))) {
+                _result.place.path = "Sections[" + std::to_string(_sections.size()) + "]";
                 throw;
+            }
         }
         for (KrFileSection* section : _sections)
             section->setOwner(this);

@@ -22,8 +22,8 @@ std::string countBytes(std::uint64_t count) {
 
 void KrFile::_refuseChecksum(const std::string& reason) {
     if (_isRecovering) return _doubt(reason);
-    throw ArchiveError(ArchiveError::input_stream_error,
-                       reason + ": the file is damaged; 'krsim recover' saves what can be read of it");
+    const std::string remedy = "'krsim recover' saves what can be read of it";
+    throw ArchiveError(ArchiveError::input_stream_error, reason + ": the file is damaged; " + remedy, {}, remedy);
 }
 
 bool KrFile::_loadChecked(const detail::LoadSource& source, const KrMagicTag& tag, const std::string& archiveName,

@@ -3,6 +3,7 @@
 #include <new>
 #include <ostream>
 #include <system_error>
+#include <utility>
 
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/files/file.h"
@@ -15,6 +16,8 @@
 namespace KrPersistence {
 
 namespace {
+
+using eFailure = Kr::FileResult::eFailure;
 
 KrMagicTag::eFileFormat formatOf(int flags) {
     if ((flags & KrFile::kXml) != 0) return KrMagicTag::eFileFormat::kXml;
@@ -55,17 +58,22 @@ bool KrFile::save(std::ostream& stream, const std::string& archiveName, int flag
 bool KrFile::save(const std::string& filename, int flags, const std::string& archiveName) try {
     _forgetError(flags);
     if (!filename.empty()) _currentFilename = filename;
-    if (_currentFilename.empty()) return _fail("KrFile: no filename was given for saving.\n");
+    if (_currentFilename.empty())
+        return _fail(Kr::FileResult::failed(eFailure::kNoName, {}, "KrFile: no filename was given for saving.\n"));
 
     const std::string target = _currentFilename;  // sections could change it
+    const auto fail = [&](std::string text, std::string reason = {}) {
+        return _fail(
+            {.failure = eFailure::kNotWritten, .file = target, .text = std::move(text), .reason = std::move(reason)});
+    };
     // States are saved under names that others can foretell, and by processes that run for long.
     const bool isState = _fileType == eFileType::kSimulationState;
     detail::AtomicFile file(target,
                             isState ? detail::AtomicFile::eLinks::kRefuse : detail::AtomicFile::eLinks::kFollow);
-    if (!file.resolve()) return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
+    if (!file.resolve()) return fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
     if (!file.open()) {
-        return _fail("KrFile: cannot create a temporary file to save " + target + ".\n",
-                     "'" + file.getTemporaryName() + "': " + file.getReason());
+        return fail("KrFile: cannot create a temporary file to save " + target + ".\n",
+                    "'" + file.getTemporaryName() + "': " + file.getReason());
     }
     std::ostream stream(&file);
     if (!_saveTo(stream, archiveName.empty() ? target : archiveName, flags, &file)) return false;
@@ -75,11 +83,11 @@ bool KrFile::save(const std::string& filename, int flags, const std::string& arc
     switch (file.commit()) {
         case detail::AtomicFile::eOutcome::kNotReplaced:
             if (hadTarget) {
-                return _fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
+                return fail("KrFile: cannot overwrite existing " + target + ".\n" + file.getReason());
             }
             [[fallthrough]];
         case detail::AtomicFile::eOutcome::kNotWritten:
-            return _fail("KrFile: cannot save to " + target + ".\n" + file.getReason());
+            return fail("KrFile: cannot save to " + target + ".\n" + file.getReason());
         case detail::AtomicFile::eOutcome::kFolderNotFlushed:
             reportSaved(Kr::eLogLevel::kWarn, [&] {
                 return "KrFile: saved '" + target + "', but not its folder: " + file.getReason() + ".\n";
@@ -118,10 +126,14 @@ bool KrFile::_saveTo(std::ostream& stream, const std::string& archiveName, int f
             const std::string text = target != nullptr && target->hasFailed()
                                          ? "'" + target->getTemporaryName() + "': " + target->getReason()
                                          : exception.what();
-            return "KrPersistence: error " + text + " when saving.\n";
+            return Kr::FileResult::failed(eFailure::kNotWritten, _shownName(archiveName),
+                                          "KrPersistence: error " + text + " when saving.\n");
         });
     } catch (...) {
-        _failWith([] { return std::string("KrPersistence: exception when saving.\n"); });
+        _failWith([&] {
+            return Kr::FileResult::failed(eFailure::kNotWritten, _shownName(archiveName),
+                                          "KrPersistence: exception when saving.\n");
+        });
     }
     _finish();
     return isSaved;

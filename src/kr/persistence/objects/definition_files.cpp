@@ -40,20 +40,20 @@ std::optional<NextFile> takeNextFile(std::set<std::string>& known) {
 }  // namespace
 
 std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFiles,
-                                           std::vector<std::string>& problems) {
+                                           std::vector<Kr::FileResult>& refused) {
     std::set<std::string> known;
     for (const auto& each : loadedFiles)
         known.insert(nameOf(each));
     std::vector<LoadedObjects> all;
     while (const auto file = takeNextFile(known)) {
-        std::string error;
         const ObjectLoadOptions options{
             .referringFile = file->referringFile, .progress = {}, .flags = KrFile::kUnlogged};
-        auto loaded = loadObjects(file->path, options, error);
+        auto loaded = loadObjects(file->path, options);
         if (loaded) {
             all.push_back(std::move(*loaded));
         } else {
-            problems.push_back("definitions of the file '" + file->path + "' are not loaded: " + error);
+            loaded.text.insert(0, "definitions of the file '" + file->path + "' are not loaded: ");
+            refused.push_back(std::move(loaded));
         }
     }
     return all;

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "kr/extension/extension.h"
@@ -11,16 +12,12 @@
 
 namespace KrPersistence {
 
-namespace {
-constexpr const char* kOutOfMemory = "out of memory";  // short enough to need none
-}  // namespace
-
 KrSim::KrObject* LoadedObjects::getObject(std::size_t index) const {
     return index < objects.size() ? dynamic_cast<KrSim::KrObject*>(objects[index].get()) : nullptr;
 }
 
-bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
-                 std::string& error, const KrFile::ProgressHandler& progress) try {
+Kr::FileResult saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
+                           const KrFile::ProgressHandler& progress) try {
     auto section = std::make_unique<KrObjectSection>();
     for (auto* object : objects)
         section->addObject(object);
@@ -28,38 +25,26 @@ bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* cons
     file.setFileType(KrFile::eFileType::kObject);
     file.setProgressHandler(progress);
     file.addSection(section.release());
-    const bool isSaved = file.save(fileName, flags);
-    error = file.explainLastError();
-    return isSaved;
+    file.save(fileName, flags);
+    return file.getLastResult();
 } catch (const std::bad_alloc&) {
-    error = kOutOfMemory;
-    return false;
+    return Kr::FileResult::noMemory();
 }
 
-bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags, std::string& error,
-                 const KrFile::ProgressHandler& progress) try {
+Kr::FileResult saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags,
+                           const KrFile::ProgressHandler& progress) try {
     const std::vector<KrSim::KrExtension*> extensions(objects.begin(), objects.end());
-    return saveObjects(fileName, extensions, flags, error, progress);
+    return saveObjects(fileName, extensions, flags, progress);
 } catch (const std::bad_alloc&) {
-    error = kOutOfMemory;
-    return false;
+    return Kr::FileResult::noMemory();
 }
 
-std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
-                                         const KrFile::ProgressHandler& progress) {
-    return loadObjects(fileName, {.referringFile = {}, .progress = progress, .flags = 0}, error);
-}
-
-std::optional<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options,
-                                         std::string& error) try {
+Kr::FileResultOf<LoadedObjects> loadObjects(const std::string& fileName, const ObjectLoadOptions& options) try {
     detail::KeptBefore before;
     KrFile file;
     file.setProgressHandler(options.progress);
     file.setReferringFile(options.referringFile);
-    if (!file.load(fileName, options.flags)) {
-        error = file.explainLastError();
-        return std::nullopt;
-    }
+    if (!file.load(fileName, options.flags)) return file.getLastResult();
     std::optional<LoadedObjects> loaded;
     for (auto* each : file.getSections()) {
         const auto* section = dynamic_cast<const KrObjectSection*>(each);
@@ -72,13 +57,15 @@ std::optional<LoadedObjects> loadObjects(const std::string& fileName, const Obje
         const auto problems = section->getProblems();
         loaded->problems.insert(loaded->problems.end(), problems.begin(), problems.end());
     }
-    if (loaded) loaded->findings = file.getFindings();
-    error = loaded ? std::string() : "'" + fileName + "' holds no objects";
-    before.keep();
-    return loaded;
+    if (!loaded) {
+        using eFailure = Kr::FileResult::eFailure;
+        return Kr::FileResult::failed(eFailure::kUnsuitable, fileName, "'" + fileName + "' holds no objects");
+    }
+    loaded->findings = file.getFindings();
+    before.keep();  // nothing fails any more
+    return std::move(*loaded);
 } catch (const std::bad_alloc&) {
-    error = kOutOfMemory;
-    return std::nullopt;
+    return Kr::FileResult::noMemory();
 }
 
 std::string findSourceFile(const KrSim::KrExtension& extension) {

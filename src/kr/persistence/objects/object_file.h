@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "kr/persistence/archives/finding.h"
 #include "kr/persistence/files/file.h"
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrPersistence {
@@ -32,17 +32,17 @@ struct KR_API LoadedObjects {
 /// Saves objects and extensions, with all below them and the connections that end there.
 ///
 ///     KrSim::KrExtension* const objects[] = {car.get(), road.get()};
-///     std::string error;
-///     if (!KrPersistence::saveObjects("town.kro", objects, KrPersistence::KrFile::kXml, error)) report(error);
+///     const auto result = KrPersistence::saveObjects("town.kro", objects, KrPersistence::KrFile::kXml);
+///     if (!result) report(result.toString());
 ///
+/// After a failure the file on disk is as it was.
 /// \param flags     KrFile::kXml, KrFile::kJson, or 0 for binary.
-/// \param error     why it failed; the file on disk is as it was then.
 /// \param progress  called with how many of how many extensions are written; may be empty.
 /// Thread: that of the content. Never throws.
-KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects, int flags,
-                        std::string& error, const KrFile::ProgressHandler& progress = {});
-KR_API bool saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags,
-                        std::string& error, const KrFile::ProgressHandler& progress = {});
+KR_API Kr::FileResult saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects,
+                                  int flags = 0, const KrFile::ProgressHandler& progress = {});
+KR_API Kr::FileResult saveObjects(const std::string& fileName, std::span<KrSim::KrObject* const> objects, int flags = 0,
+                                  const KrFile::ProgressHandler& progress = {});
 
 struct ObjectLoadOptions {
     /// The setup or object file that names this one: what is loaded gets the path from there as part of its identity
@@ -55,12 +55,10 @@ struct ObjectLoadOptions {
 
 /// Loads what saveObjects wrote, of any kind of archive. Types are made by the factory, which loads their plug-ins; an
 /// extension whose type cannot be made keeps its data and has an error that says so.
-/// Nothing when the file cannot be read, or holds no objects; nothing of it is left then, and `error` says why.
+/// A failure when the file cannot be read, or holds no objects (kUnsuitable); nothing of it is left then.
 /// Thread: that of the content. Never throws.
-[[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName,
-                                                              const ObjectLoadOptions& options, std::string& error);
-[[nodiscard]] KR_API std::optional<LoadedObjects> loadObjects(const std::string& fileName, std::string& error,
-                                                              const KrFile::ProgressHandler& progress = {});
+[[nodiscard]] KR_API Kr::FileResultOf<LoadedObjects> loadObjects(const std::string& fileName,
+                                                                 const ObjectLoadOptions& options = {});
 
 /// The path of the file that the extension, or an object above it, was loaded from; empty for other content, and for
 /// what was loaded from a stream without a name.

@@ -11,55 +11,45 @@ namespace KrPersistence {
 
 namespace {
 
+using eFailure = Kr::FileResult::eFailure;
+
 /// \param save  writes the file.
 template <class Save>
-bool saveWith(const Save& save, const SetupFile& file, std::string& error) {
-    if (!file.setup) {
-        error = "there is no setup to save";
-        return false;
-    }
+Kr::FileResult saveWith(const Save& save, const SetupFile& file) {
+    if (!file.setup) return Kr::FileResult::failed(eFailure::kNotWritten, {}, "there is no setup to save");
     const auto saved = Kr::makeSmart<KrFile>();
     saved->addSection(new KrSetupSection(file.setup));
     auto list = std::make_unique<KrContentListSection>();
     list->setFiles(file.contentFiles);
     saved->addSection(list.release());
-    if (save(*saved)) return true;
-    error = saved->explainLastError();
-    return false;
+    save(*saved);
+    return saved->getLastResult();
 }
 
 }  // namespace
 
-bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags, std::string& error) {
-    return saveWith([&](KrFile& saved) { return saved.save(filename, flags); }, file, error);
+Kr::FileResult saveSetupFile(const SetupFile& file, const std::string& filename, int flags) {
+    return saveWith([&](KrFile& saved) { saved.save(filename, flags); }, file);
 }
 
-bool saveSetupFile(const SetupFile& file, std::ostream& stream, int flags, std::string& error) {
-    return saveWith([&](KrFile& saved) { return saved.save(stream, {}, flags); }, file, error);
+Kr::FileResult saveSetupFile(const SetupFile& file, std::ostream& stream, int flags) {
+    return saveWith([&](KrFile& saved) { saved.save(stream, {}, flags); }, file);
 }
 
-bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& error) {
+Kr::FileResultOf<SetupFile> loadSetupFile(const std::string& filename) {
     const auto loaded = Kr::makeSmart<KrFile>();
-    if (!loaded->load(filename)) {
-        error = loaded->explainLastError();
-        return false;
+    if (!loaded->load(filename)) return loaded->getLastResult();
+    SetupFile result{.setup = KrSetupSection::find(*loaded)};
+    for (const auto* each : loaded->getSections()) {
+        const auto* list = dynamic_cast<const KrContentListSection*>(each);
+        if (list == nullptr) continue;
+        const auto& files = list->getFiles();
+        result.contentFiles.insert(result.contentFiles.end(), files.begin(), files.end());
     }
-    SetupFile result;
-    for (auto* each : loaded->getSections()) {
-        if (const auto* section = dynamic_cast<const KrSetupSection*>(each)) {
-            if (!result.setup) result.setup = section->getSetup();
-        } else if (const auto* list = dynamic_cast<const KrContentListSection*>(each)) {
-            const auto& files = list->getFiles();
-            result.contentFiles.insert(result.contentFiles.end(), files.begin(), files.end());
-        }
-    }
-    if (!result.setup) {
-        error = "'" + filename + "' holds no setup";
-        return false;
-    }
+    if (!result.setup)
+        return Kr::FileResult::failed(eFailure::kUnsuitable, filename, "'" + filename + "' holds no setup");
     result.findings = loaded->getFindings();
-    file = std::move(result);
-    return true;
+    return result;
 }
 
 }  // namespace KrPersistence

@@ -9,6 +9,7 @@
 #include "kr/extension/smart_interface.h"
 #include "kr/persistence/archives/finding.h"
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 
 namespace KrPersistence {
 
@@ -23,15 +24,13 @@ struct SetupFile {
 
 /// Saves a setup file.
 /// \param flags  of KrFile: kXml, kJson, or 0 for a binary file.
-/// \param error  why, when the answer is false.
-[[nodiscard]] KR_API bool saveSetupFile(const SetupFile& file, const std::string& filename, int flags,
-                                        std::string& error);
+KR_API Kr::FileResult saveSetupFile(const SetupFile& file, const std::string& filename, int flags = 0);
 
 /// The same to a binary stream, which lies in no folder: paths stay as they are.
-[[nodiscard]] KR_API bool saveSetupFile(const SetupFile& file, std::ostream& stream, int flags, std::string& error);
+KR_API Kr::FileResult saveSetupFile(const SetupFile& file, std::ostream& stream, int flags = 0);
 
 /// Loads a setup file. Nothing is applied and no content is loaded.
-/// False, with the reason, when it cannot be loaded or holds no setup; `file` is as it was then.
-[[nodiscard]] KR_API bool loadSetupFile(SetupFile& file, const std::string& filename, std::string& error);
+/// A failure when it cannot be loaded or holds no setup (kUnsuitable).
+[[nodiscard]] KR_API Kr::FileResultOf<SetupFile> loadSetupFile(const std::string& filename);
 
 }  // namespace KrPersistence

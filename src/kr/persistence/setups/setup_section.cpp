@@ -121,6 +121,12 @@ KrSetupSection::KrSetupSection(Setup setup) : _setup(std::move(setup)) {}
 
 KrSetupSection::~KrSetupSection() = default;
 
+KrSetupSection::Setup KrSetupSection::find(const KrFile& file) {
+    for (const auto* each : file.getSections())
+        if (const auto* section = dynamic_cast<const KrSetupSection*>(each)) return section->getSetup();
+    return {};
+}
+
 void KrSetupSection::_write(ArchiveWriter& writer) const {
     const auto standard = makeSetup();
     if (!standard) throw std::runtime_error("a setup cannot be made");

@@ -24,6 +24,9 @@ public:
     explicit KrSetupSection(Setup setup);
     ~KrSetupSection() override;
 
+    /// The setup of the first section of this class in the file; empty where there is none.
+    [[nodiscard]] static Setup find(const KrFile& file);
+
     /// Empty before one was set or loaded.
     [[nodiscard]] const Setup& getSetup() const noexcept { return _setup; }
     void setSetup(Setup setup) { _setup = std::move(setup); }

@@ -50,39 +50,39 @@ bool SimulationFileManager::_whenPossible(eTask task, const std::string& fileNam
     if (getApplication() == nullptr) return false;
     const KrSim::KrSmartInterface<SimulationFileManager> self(this);
     return getApplication()->executeBetweenFrames([self, task, fileName, done = std::move(done)] {
-        const auto outcome = self->_execute(task, fileName);
+        const auto result = self->_execute(task, fileName);
         if (done) {
             Kr::callGuarded(
-                kDone, [&] { return fileName; }, [&] { done(outcome.isDone, outcome.text); });
-        } else if (!outcome.text.empty()) {
+                kDone, [&] { return fileName; }, [&] { done(result); });
+        } else if (const auto text = result.toString(); !text.empty()) {
             Kr::logMessage(Kr::eLogLevel::kWarn, "SimulationFileManager: '%s' was %s%s: %s\n", fileName.c_str(),
-                           outcome.isDone ? "" : "not ", task == eTask::kSave ? "saved" : "restored",
-                           outcome.text.c_str());
+                           result ? "" : "not ", task == eTask::kSave ? "saved" : "restored", text.c_str());
         }
     });
 }
 
-SimulationFileManager::Outcome SimulationFileManager::_execute(eTask task, const std::string& fileName) {
-    if (getApplication() == nullptr) return {false, "the application has ended"};
-    if (fileName.empty() && lastFile.get().empty()) return {false, "no file was named"};
+Kr::FileResult SimulationFileManager::_execute(eTask task, const std::string& fileName) {
+    using eFailure = Kr::FileResult::eFailure;
+    if (getApplication() == nullptr)
+        return Kr::FileResult::failed(eFailure::kNotTaken, {}, "the application has ended");
+    if (fileName.empty() && lastFile.get().empty())
+        return Kr::FileResult::failed(eFailure::kNoName, {}, "no file was named");
     const std::string path =
         fileName.empty() ? lastFile.get() : (std::filesystem::path(directory.get().str()) / fileName).string();
-    auto outcome = task == eTask::kSave ? _save(path) : _restore(path);
-    if (outcome.isDone) lastFile = path;
-    return outcome;
+    auto result = task == eTask::kSave ? _save(path) : _restore(path);
+    if (result) lastFile = path;
+    return result;
 }
 
-SimulationFileManager::Outcome SimulationFileManager::_save(const std::string& path) const {
+Kr::FileResult SimulationFileManager::_save(const std::string& path) const {
     const auto payload = compact ? eStatePayload::kCompact : eStatePayload::kNormal;
-    std::string error;
-    const bool isSaved =
-        saveSimulationState(*getApplication(), path, {.flags = flagsFor(path), .payload = payload}, &error);
-    return {isSaved, isSaved ? std::string() : error};
+    return saveSimulationState(*getApplication(), path, {.flags = flagsFor(path), .payload = payload});
 }
 
-SimulationFileManager::Outcome SimulationFileManager::_restore(const std::string& path) const {
-    const auto report = restoreSimulationState(*getApplication(), path);
-    return {report.isRestored, report.isRestored ? describeGaps(report) : report.error};
+Kr::FileResult SimulationFileManager::_restore(const std::string& path) const {
+    auto restored = restoreSimulationState(*getApplication(), path);
+    if (restored) restored.text = describeGaps(*restored);
+    return restored;
 }
 
 }  // namespace KrPersistence

@@ -31,15 +31,10 @@ public:
 
 private:
     enum class eTask { kSave, kRestore };
-    struct Outcome {
-        bool isDone;
-        std::string text;
-    };
-
     bool _whenPossible(eTask task, const std::string& fileName, Done done);
-    [[nodiscard]] Outcome _execute(eTask task, const std::string& fileName);
-    [[nodiscard]] Outcome _save(const std::string& path) const;
-    [[nodiscard]] Outcome _restore(const std::string& path) const;
+    [[nodiscard]] Kr::FileResult _execute(eTask task, const std::string& fileName);
+    [[nodiscard]] Kr::FileResult _save(const std::string& path) const;
+    [[nodiscard]] Kr::FileResult _restore(const std::string& path) const;
 };
 
 }  // namespace KrPersistence

@@ -10,68 +10,64 @@ namespace KrPersistence {
 
 namespace {
 
-constexpr const char* kOutOfMemory = "out of memory";  // short enough to need none
+using eFailure = Kr::FileResult::eFailure;
 
 /// \param save  writes the file.
 template <class Save>
-bool saveWith(const Save& save, const KrSim::KrApplication& application, const StateSaveOptions& options,
-              std::string* error) try {
-    const auto fail = [&](const std::string& text) {
-        if (error != nullptr) *error = text;
-        return false;
-    };
+Kr::FileResult saveWith(const Save& save, const KrSim::KrApplication& application,
+                        const StateSaveOptions& options) try {
     auto snapshot = SimulationSnapshot::take(application);
-    if (!snapshot) return fail("a simulation state is saved between two frames only");
+    if (!snapshot)
+        return Kr::FileResult::failed(eFailure::kNotWritten, {}, "a simulation state is saved between two frames only");
     auto section = std::make_unique<KrSimulationStateSection>();
     section->setSnapshot(std::move(snapshot), options.payload);
     KrFile file;
     file.setFileType(KrFile::eFileType::kSimulationState);
     file.addSection(section.release());
-    return save(file) || fail(file.explainLastError());
+    save(file);
+    return file.getLastResult();
 } catch (const std::bad_alloc&) {
-    if (error != nullptr) *error = kOutOfMemory;
-    return false;
+    return Kr::FileResult::noMemory();
 }
 
 /// \param load  reads the file.
 template <class Load>
-RestoreReport restoreWith(const Load& load, KrSim::KrApplication& application, const std::string& shownName) try {
-    RestoreReport report;
+Kr::FileResultOf<RestoreReport> restoreWith(const Load& load, KrSim::KrApplication& application,
+                                            const std::string& shownName) try {
     KrFile file;
-    if (!load(file)) {
-        report.error = file.explainLastError();
-        return report;
-    }
+    if (!load(file)) return file.getLastResult();
     for (const auto* each : file.getSections()) {
         if (const auto* section = dynamic_cast<const KrSimulationStateSection*>(each)) {
-            return section->getSnapshot()->restore(application);
+            auto report = section->getSnapshot()->restore(application);
+            if (report.isRestored) return report;
+            return Kr::FileResult::failed(eFailure::kNotTaken, file.getCurrentFilename(), report.error);
         }
     }
-    report.error = shownName + " holds no simulation state";
-    return report;
+    return Kr::FileResult::failed(eFailure::kUnsuitable, file.getCurrentFilename(),
+                                  shownName + " holds no simulation state");
 } catch (const std::bad_alloc&) {
-    RestoreReport report;
-    report.error = kOutOfMemory;
-    return report;
+    return Kr::FileResult::noMemory();
 }
 
 }  // namespace
 
-bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
-                         const StateSaveOptions& options, std::string* error) {
-    return saveWith([&](KrFile& file) { return file.save(fileName, options.flags); }, application, options, error);
+Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
+                                   const StateSaveOptions& options) {
+    return saveWith([&](KrFile& file) { file.save(fileName, options.flags); }, application, options);
 }
 
-bool saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream, const StateSaveOptions& options,
-                         std::string* error) {
-    return saveWith([&](KrFile& file) { return file.save(stream, {}, options.flags); }, application, options, error);
+Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream,
+                                   const StateSaveOptions& options) {
+    return saveWith([&](KrFile& file) { file.save(stream, {}, options.flags); }, application, options);
 }
 
-RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName, int flags) {
+Kr::FileResultOf<RestoreReport> restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName,
+                                                       int flags) {
     return restoreWith([&](KrFile& file) { return file.load(fileName, flags); }, application, "'" + fileName + "'");
 }
 
-RestoreReport restoreSimulationState(KrSim::KrApplication& application, std::istream& stream, int flags) {
+Kr::FileResultOf<RestoreReport> restoreSimulationState(KrSim::KrApplication& application, std::istream& stream,
+                                                       int flags) {
     return restoreWith([&](KrFile& file) { return file.load(stream, {}, flags); }, application, "the stream");
 }
 

@@ -7,6 +7,7 @@
 #include "kr/persistence/states/restore_report.h"
 #include "kr/persistence/states/simulation_state_section.h"
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 
 namespace KrPersistence {
 
@@ -16,22 +17,21 @@ struct StateSaveOptions {
 };
 
 /// Saves the state of an application as a state file: type kSimulationState, one section. Between two frames
-/// (KrApplication::executeBetweenFrames). False, with a reason in `error` unless that is null, when it could not be
-/// saved; the old file is still there then.
-KR_API bool saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
-                                const StateSaveOptions& options = {}, std::string* error = nullptr);
+/// (KrApplication::executeBetweenFrames). After a failure the old file is still there.
+KR_API Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
+                                          const StateSaveOptions& options = {});
 
 /// The same to a binary stream.
-KR_API bool saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream,
-                                const StateSaveOptions& options = {}, std::string* error = nullptr);
+KR_API Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream,
+                                          const StateSaveOptions& options = {});
 
 /// Restores a state file into an application that has the content and modules of it: those with the same content IDs
-/// get their states. Between two frames. Reports what was found; without isRestored nothing was touched, and `error`
-/// says why.
+/// get their states. Between two frames. Reports what was found; after a failure nothing was touched.
 /// \param flags  of KrFile::load: kUnlogged.
-KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, const std::string& fileName,
-                                            int flags = 0);
+KR_API Kr::FileResultOf<RestoreReport> restoreSimulationState(KrSim::KrApplication& application,
+                                                              const std::string& fileName, int flags = 0);
 /// The same from a binary stream.
-KR_API RestoreReport restoreSimulationState(KrSim::KrApplication& application, std::istream& stream, int flags = 0);
+KR_API Kr::FileResultOf<RestoreReport> restoreSimulationState(KrSim::KrApplication& application, std::istream& stream,
+                                                              int flags = 0);
 
 }  // namespace KrPersistence

@@ -81,7 +81,7 @@ std::optional<std::string> findFile(const std::string& plugin, const Directories
     return {};
 }
 
-/// Empty when the manifest is that of the plug-in and of a build that fits.
+/// Written to follow the name of the file; empty when the manifest is that of the plug-in and of a build that fits.
 std::string whyUnfit(const KrPluginManifest& manifest, const std::string& plugin) {
     if (!isPluginCompatible(manifest)) {
         return "was built for library " + manifest.libraryVersion + " (" + manifest.build + "), and this is " +
@@ -93,28 +93,27 @@ std::string whyUnfit(const KrPluginManifest& manifest, const std::string& plugin
 }
 
 /// Reads the manifest, then loads the file.
-std::optional<Plugin> mapFile(const std::string& plugin, const Directories& directories, PluginAttempts::Scope& attempt,
-                              std::string& failure) {
+Kr::FileResultOf<Plugin> mapFile(const std::string& plugin, const Directories& directories,
+                                 PluginAttempts::Scope& attempt) {
+    using eFailure = Kr::FileResult::eFailure;
+    const std::string searched = "; searched: " + quoteAll(directories);
     const std::optional<std::string> file = findFile(plugin, directories);
-    if (!file) {
-        failure = "no directory has a file '" + plugin + ".krp'; searched: " + quoteAll(directories);
-        return {};
-    }
-    std::string reason;
-    std::optional<detail::PluginEntries> entries;
-    const std::optional<KrPluginManifest> manifest = readPluginManifest(*file, reason);
-    if (manifest) reason = whyUnfit(*manifest, plugin);
-    if (reason.empty()) {
-        attempt.setMapping(true);
-        // Its static initialisers end the process when they throw: a handler of crashes then names the file.
-        const Kr::GuardedCall guarded(kMap, file->c_str());
-        entries = detail::mapPluginFile(*file, reason);
-        attempt.setMapping(false);
-    }
-    if (!entries) {
-        failure = "'" + *file + "' " + reason + "; searched: " + quoteAll(directories);
-        return {};
-    }
+    if (!file)
+        return Kr::FileResult::failed(eFailure::kMissing, {}, "no directory has a file '" + plugin + ".krp'", searched);
+    const auto refuse = [&](Kr::FileResult result) {
+        result.reason += searched;
+        return result;
+    };
+    const auto manifest = readPluginManifest(*file);
+    if (!manifest) return refuse(manifest);
+    if (const auto unfit = whyUnfit(*manifest, plugin); !unfit.empty())
+        return refuse(Kr::FileResult::failed(eFailure::kUnsuitable, *file, "'" + *file + "' ", unfit));
+    attempt.setMapping(true);
+    // Its static initialisers end the process when they throw: a handler of crashes then names the file.
+    const Kr::GuardedCall guarded(kMap, file->c_str());
+    const auto entries = detail::mapPluginFile(*file);
+    attempt.setMapping(false);
+    if (!entries) return refuse(entries);
     return Plugin{{plugin, manifest->version, *file, manifest->types}, *entries, false};
 }
 
@@ -190,9 +189,9 @@ struct KrPluginManager::State {
         }
         const bool isNew = !plugin;
         if (isNew) {
-            std::string failure;
-            plugin = mapFile(name, getSearchDirectories(), attempt, failure);
-            if (!plugin) return {.answer = false, .text = failure};
+            auto mapped = mapFile(name, getSearchDirectories(), attempt);
+            if (!mapped) return {.answer = false, .text = mapped.toString()};
+            plugin = std::move(*mapped);
             store(*plugin);
         }
         // Nothing may fail once the types are registered, or the manager would not know of them.

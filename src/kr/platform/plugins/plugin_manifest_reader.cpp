@@ -38,6 +38,7 @@ constexpr std::string_view kCutShort = "is cut short: its head speaks of bytes b
 /// Leaves the reader with the reason, written to follow the name of the file.
 struct Unfit {
     std::string reason;
+    Kr::FileResult::eFailure failure{Kr::FileResult::eFailure::kRefused};
 };
 
 /// A file opened for reading. The first page, where linkers put the notes, too, is read at once.
@@ -47,7 +48,12 @@ public:
         if (path.find('\0') != std::string::npos) throw Unfit{"cannot be opened: its path has a zero byte in it"};
         // Non-blocking: opening a pipe would wait for somebody to write to it.
         _descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        if (_descriptor < 0) throw Unfit{std::string("cannot be opened: ") + std::strerror(errno)};
+        if (_descriptor < 0) {
+            using eFailure = Kr::FileResult::eFailure;
+            const int error = errno;
+            throw Unfit{std::string("cannot be opened: ") + std::strerror(error),
+                        error == ENOENT ? eFailure::kMissing : eFailure::kNotOpened};
+        }
         try {
             _readHead();
         } catch (...) {
@@ -219,15 +225,14 @@ std::string_view getInterfaceVersion(std::string_view version) {
 
 }  // namespace
 
-std::optional<KrPluginManifest> readPluginManifest(const std::string& path, std::string& failure) {
+Kr::FileResultOf<KrPluginManifest> readPluginManifest(const std::string& path) {
     try {
         const FileImage file(path);
         const std::vector<Elf64_Phdr> segments = readSegments(file);
         checkSegments(file, segments);
         return parseManifest(readManifestText(file, segments));
     } catch (Unfit& unfit) {
-        failure = std::move(unfit.reason);
-        return {};
+        return Kr::FileResult::failed(unfit.failure, path, "'" + path + "' ", std::move(unfit.reason));
     }
 }
 

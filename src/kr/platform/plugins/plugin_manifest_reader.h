@@ -1,10 +1,10 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "kr/platform/export.h"
+#include "kr/platform/file_result.h"
 
 namespace KrPluginSystem {
 
@@ -20,9 +20,9 @@ struct KrPluginManifest {
 /// Reads the manifest of a plug-in file without loading anything of it: nothing of the plug-in runs. The parts of the
 /// head that the system's loader relies on are checked, too, every offset against the length of the file.
 ///
-/// \param failure  set when there is no answer: what is wrong, written to follow the name of the file.
+/// The reason of a failure is written to follow the name of the file.
 /// Any thread.
-[[nodiscard]] KR_API std::optional<KrPluginManifest> readPluginManifest(const std::string& file, std::string& failure);
+[[nodiscard]] KR_API Kr::FileResultOf<KrPluginManifest> readPluginManifest(const std::string& file);
 
 /// Whether this library can load a plug-in with this manifest: built for the same machine and standard library and for
 /// the same version up to its last number: releases that differ in that number only keep the binary interface. A

@@ -277,12 +277,18 @@ void DocumentCursor::refuse(const std::string& text) const {
     } else {
         path += (path.empty() ? "" : "/") + std::string(_last);
     }
-    throw ArchiveError(ArchiveError::input_stream_error, _message(path + ' ' + text, _lastNode));
+    const std::string message = _message(path + ' ' + text, _lastNode);
+    throw ArchiveError(ArchiveError::input_stream_error, message,
+                       {.line = line(), .byte = {}, .path = std::move(path)});
 }
 
 std::string DocumentCursor::describe(const std::string& text) const {
     const std::string path = _path();
     return _message(path.empty() ? text : text + ", in " + path, _levels.back().node);
+}
+
+Kr::FilePlace DocumentCursor::place() const {
+    return {.line = _document.node(_levels.back().node).line, .byte = {}, .path = _path()};
 }
 
 std::string DocumentCursor::_message(const std::string& text, std::uint32_t node) const {

@@ -13,6 +13,7 @@
 #include "kr/persistence/archives/finding.h"
 #include "kr/persistence/archives/internal/bookkeeping.h"
 #include "kr/persistence/archives/internal/document.h"
+#include "kr/platform/file_result.h"
 
 namespace KrPersistence::detail {
 
@@ -60,6 +61,8 @@ public:
     [[noreturn]] void refuse(const std::string& text) const;
     /// Such an error about the whole group.
     [[nodiscard]] std::string describe(const std::string& text) const;
+    /// Of the group.
+    [[nodiscard]] Kr::FilePlace place() const;
 
 private:
     struct Level {

@@ -20,7 +20,7 @@ std::string DocumentSource::describe(const std::string& text, std::size_t line) 
 }
 
 void DocumentSource::refuse(const std::string& text, std::size_t line) const {
-    throw ArchiveError(ArchiveError::input_stream_error, describe(text, line));
+    throw ArchiveError(ArchiveError::input_stream_error, describe(text, line), {.line = line, .byte = {}, .path = {}});
 }
 
 std::string DocumentSource::readAll() const {

@@ -24,21 +24,25 @@ bool isRelease(unsigned int major) {
 
 }  // namespace
 
-std::string checkFileVersion(unsigned int major, unsigned int minor, const std::string& fileName) {
+Kr::FileResult checkFileVersion(unsigned int major, unsigned int minor, const std::string& fileName) {
     const Version version{major, minor};
     // No tag, and XML without tag: whether they can be read is for the archive to say.
     if (version == Version{0, 0} || version == Version{4, 2}) return {};
     if (version >= kOldest && version <= kRunning) return {};
+    Kr::FileResult result{.failure = Kr::FileResult::eFailure::kRefused};
     const std::string ending = "it cannot be used in the current version " + textOf(kRunning);
     if (!isRelease(major)) {
-        return "File '" + fileName + "' was saved with an unsupported version of Orrery (Version " + textOf(version) +
-               "), " + ending;
+        result.text = "File '" + fileName + "' was saved with an unsupported version of Orrery (Version " +
+                      textOf(version) + "), " + ending;
+        return result;
     }
-    std::string text = "File '" + fileName + "' was saved using Orrery version " + textOf(version) + ", " + ending;
-    if (version > kRunning) return text;
-    return text +
-           ". Please use a previous version of the Orrery Studio Editor to load and save your file before using it in "
-           "the current version.";
+    result.text = "File '" + fileName + "' was saved using Orrery version " + textOf(version) + ", " + ending;
+    if (version > kRunning) return result;
+    result.remedy =
+        "Please use a previous version of the Orrery Studio Editor to load and save your file before using it in "
+        "the current version.";
+    result.text += ". " + result.remedy;
+    return result;
 }
 
 }  // namespace KrPersistence::detail

@@ -2,9 +2,11 @@
 
 #include <string>
 
+#include "kr/platform/file_result.h"
+
 namespace KrPersistence::detail {
 
-/// Why this release does not read files of that version; empty when it does.
-[[nodiscard]] std::string checkFileVersion(unsigned int major, unsigned int minor, const std::string& fileName);
+/// Whether this release reads files of that version. The text of a refusal names the file.
+[[nodiscard]] Kr::FileResult checkFileVersion(unsigned int major, unsigned int minor, const std::string& fileName);
 
 }  // namespace KrPersistence::detail

@@ -44,22 +44,19 @@ private:
 
 }  // namespace
 
-std::optional<PluginEntries> mapPluginFile(const std::string& path, std::string& failure) {
+Kr::FileResultOf<PluginEntries> mapPluginFile(const std::string& path) {
+    const auto refuse = [&](const std::string& reason) {
+        return Kr::FileResult::failed(Kr::FileResult::eFailure::kRefused, path, "'" + path + "' ", reason);
+    };
     static_cast<void>(::dlerror());  // an old message
     std::error_code error;
     auto& kept = KeptLibraries::instance();
     Libraries mapped(1);
     mapped.front().load(path, error, boost::dll::load_mode::rtld_now | boost::dll::load_mode::rtld_local);
-    if (error) {
-        failure = "cannot be loaded: " + takeLoaderMessage(error.message());
-        return {};
-    }
+    if (error) return refuse("cannot be loaded: " + takeLoaderMessage(error.message()));
     const boost::dll::shared_library& library = kept.keep(mapped);
     for (const char* const entry : {"kr_plugin_register_v1", "kr_plugin_unregister_v1"}) {
-        if (!library.has(entry)) {
-            failure = std::string("has no entry function ") + entry;
-            return {};
-        }
+        if (!library.has(entry)) return refuse(std::string("has no entry function ") + entry);
     }
     return PluginEntries{&library.get<void()>("kr_plugin_register_v1"),
                          &library.get<bool()>("kr_plugin_unregister_v1")};

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <optional>
 #include <string>
+
+#include "kr/platform/file_result.h"
 
 namespace KrPluginSystem::detail {
 
@@ -14,9 +15,8 @@ struct PluginEntries {
 /// Loads the file with all its symbols bound at once and visible to no other file. It stays in memory for good.
 /// Runs the static initialisers of the plug-in.
 ///
-/// \param path     absolute.
-/// \param failure  set when there is no answer, written to follow the name of the file.
-[[nodiscard]] std::optional<PluginEntries> mapPluginFile(const std::string& path, std::string& failure);
+/// \param path  absolute.
+[[nodiscard]] Kr::FileResultOf<PluginEntries> mapPluginFile(const std::string& path);
 
 /// Absolute path of the directory in which the file with this code lies.
 [[nodiscard]] std::string getLibraryDirectory();
