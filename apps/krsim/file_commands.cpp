@@ -5,6 +5,7 @@
 #include <istream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/findings.h"
@@ -14,6 +15,7 @@
 #include "apps/krsim/tree_writer.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/application/application.h"
+#include "kr/application/content_dispatcher.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/persistence/files/file.h"
@@ -27,6 +29,12 @@ namespace krsim {
 namespace {
 
 using KrPersistence::KrMagicTag;
+
+/// The log shows warnings, whatever a setup says.
+KrPersistence::SimulationLoadOptions withWarnings(const std::vector<std::string>& pluginDirectories) {
+    return {.pluginDirectories = pluginDirectories,
+            .adjustSetup = LogChoice{.level = Kr::eLogLevel::kWarn, .hasFile = false}};
+}
 
 void print(const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stdout);  // main asks whether it was written
@@ -151,20 +159,20 @@ eExitCode recoverFile(const RecoverPlan& plan) {
 eExitCode verifyFiles(const VerifyPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories, {.level = Kr::eLogLevel::kWarn, .hasFile = false});
-    const auto refused = files.loadAll(plan.files);
-    for (const auto& each : refused)
-        print(each.what() + std::string("\n"));
-    auto findings = files.getFindings();
-    if (files.hasSetup()) {
+    const auto simulation = loadAllFiles(*application, plan.files, withWarnings(plan.pluginDirectories));
+    std::vector<Failure> refused;
+    for (const auto& each : simulation.problems)
+        print(refused.emplace_back(toFailure(each)).what() + std::string("\n"));
+    auto findings = simulation.getFindings();
+    if (!simulation.setupFile.empty()) {
         const auto more = KrPersistence::checkSimulation(*application);
         findings.insert(findings.end(), more.begin(), more.end());
     }
     const auto code = printFindings(findings);
     if (!refused.empty()) return refused.front().getCode();
     if (code != eExitCode::kOk) return code;
-    print(std::to_string(files.getExtensionCount()) + " extensions, " + std::to_string(application->getModuleCount()) +
-          " modules: no fault was found\n");
+    print(std::to_string(application->getContentDispatcher().getExtensions().size()) + " extensions, " +
+          std::to_string(application->getModuleCount()) + " modules: no fault was found\n");
     return eExitCode::kOk;
 }
 
@@ -179,8 +187,7 @@ eExitCode compareFiles(const DiffPlan& plan) {
 void drawGraph(const GraphPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kWarn);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(*application, plan.pluginDirectories, {.level = Kr::eLogLevel::kWarn, .hasFile = false});
-    files.load(plan.files);
+    const auto simulation = loadFiles(*application, plan.files, withWarnings(plan.pluginDirectories));
     std::ostringstream graph;
     KrSim::KrExtensionSorter::instance().toDot(graph);
     const auto file = openOutput(eOutputKind::kGraph, plan.output, plan.isForced);

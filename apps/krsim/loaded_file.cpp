@@ -89,10 +89,9 @@ Failure toFailure(const Kr::FileResult& result) {
     return logFailure(eExitCode::kRefusedFile, file + "is refused: " + Kr::toOneLine(result.toString()));
 }
 
-Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, int flags, const std::string& referringFile) {
+Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, int flags) {
     flags |= KrFile::kUnlogged;
     auto file = Kr::makeSmart<KrFile>();
-    file->setReferringFile(referringFile);
     if (filename == kStandardStream ? file->load(*openInput(filename), {}, flags) : file->load(filename, flags))
         return file;
     auto result = file->getLastResult();

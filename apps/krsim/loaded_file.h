@@ -20,10 +20,8 @@ namespace krsim {
 [[nodiscard]] std::unique_ptr<std::istream> openInput(const std::string& filename);
 
 /// Throws a Failure with the reason when the file is refused; nothing else tells of it.
-/// \param filename       "-" is standard input: paths in it are relative to the working directory.
-/// \param referringFile  the setup that names the file, if any.
-[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename, int flags = 0,
-                                                             const std::string& referringFile = {});
+/// \param filename  "-" is standard input: paths in it are relative to the working directory.
+[[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename, int flags = 0);
 
 /// Why a file was not loaded, with the exit code; a file that was read and refused is in the log file, too.
 [[nodiscard]] Failure toFailure(const Kr::FileResult& result);

@@ -106,18 +106,24 @@ private:
 };
 
 /// What the command line and its files say.
-void build(KrSim::KrApplication& application, SimulationFiles& files, const RunPlan& plan) {
-    files.load(plan.files);
-    auto findings = files.getFindings();
-    if (!plan.allowsMissing) requireTypes(findings);
+KrPersistence::LoadedSimulation build(KrSim::KrApplication& application, const RunPlan& plan) {
+    const LogChoice log{
+        .level = plan.logLevel, .isQuiet = plan.isQuiet, .filePrefix = plan.logFilePrefix, .hasFile = plan.logsToFile};
+    auto simulation =
+        loadFiles(application, plan.files,
+                  {.pluginDirectories = plan.pluginDirectories, .presets = plan.presets, .adjustSetup = log});
+    const bool hasSetup = !simulation.setupFile.empty();
+    if (!plan.allowsMissing) requireTypes(simulation.getFindings());
     if (plan.logFilePrefix) openLogFile(application, *plan.logFilePrefix);
-    assemble(application, plan, TypeCatalog(getPluginDirectories()), files.hasSetup());
-    if (!plan.content.empty()) findings = files.getFindings();
+    assemble(application, plan, TypeCatalog(getPluginDirectories()), hasSetup);
+    if (!plan.content.empty()) simulation.contentFindings = KrPersistence::checkContent(application);
+    auto findings = simulation.getFindings();
     const auto more = KrPersistence::checkSimulation(application);
     findings.insert(findings.end(), more.begin(), more.end());
     reportFindings(findings, plan);
     if (!plan.stateToRestore.empty()) restoreState(application, plan.stateToRestore);
-    if (plan.logLevel || !files.hasSetup()) Kr::LogSetLevel(chooseLevel(plan));
+    if (plan.logLevel || !hasSetup) Kr::LogSetLevel(chooseLevel(plan));
+    return simulation;
 }
 
 /// A reader who leaves ends nothing, unless outputs or the summary for programs were asked for.
@@ -168,11 +174,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
                std::optional<Recorder>& recorder) {
     const bool isQuiet = !isTextWanted(plan);
     const auto application = KrSim::KrApplication::create();
-    SimulationFiles files(
-        *application, plan.pluginDirectories,
-        {.level = plan.logLevel, .isQuiet = plan.isQuiet, .filePrefix = plan.logFilePrefix, .hasFile = plan.logsToFile},
-        plan.presets);
-    build(*application, files, plan);
+    const auto simulation = build(*application, plan);  // instances follow its definitions
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
     if (!isQuiet) output.print(describe(plan, *application));
