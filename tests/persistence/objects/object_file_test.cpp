@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/versioning_registry.h"
@@ -300,22 +301,59 @@ TEST_F(Content, IsUpgradedByItsImplementation) {
     EXPECT_EQ(motorOf(loaded.objects[0]).loadedVersion, Motor::kVersion);
 }
 
+/// An item of an array with a range.
+struct Load final : KrData::Field<double> {
+    explicit Load(const Kr::KrID& id) : Field(id) { setRange(0.0, 5.0); }
+};
+struct Wheel final : KrData::Container {
+    explicit Wheel(const Kr::KrID& id) : Container(id, nullptr, Types::kParameter) {
+        (new KrData::Field<float>("Radius", this, 0.5F))->setRange(0.1F, 2.0F);
+    }
+};
+struct CarelessWheel final : KrData::Container {
+    explicit CarelessWheel(const Kr::KrID& id) : Container(id, nullptr, Types::kParameter) {
+        new KrData::Field<float>("Radius", this, 3.0F);
+        new KrData::Field<float>("Radios", this, 3.0F);
+    }
+};
+
 /// A type whose fields were written without care, and what it declares.
 class CarelessMotor final : public KrSim::IExtension {
 public:
-    explicit CarelessMotor(KrExtension* proxy) : IExtension(proxy, 1) { proxy->addParameter("Own", Types::kDouble); }
+    explicit CarelessMotor(KrExtension* proxy) : IExtension(proxy, 1) {
+        auto& parameters = proxy->getParameterContainer();
+        auto* loads = new KrData::FieldArray<KrData::Field<double>>("Loads", &parameters, Types::kParameter);
+        loads->resize(2);
+        loads->item(1)->set(7.0);
+        auto* spares = new KrData::FieldArray<KrData::Field<double>>("Spares", &parameters, Types::kParameter);
+        spares->resize(3);
+        auto* wheels = new KrData::FieldArray<CarelessWheel>("Wheels", &parameters, Types::kParameter);
+        wheels->resize(1);
+        proxy->addParameter("Own", Types::kDouble);
+    }
     KrSim::Parameter<double> mass{this, "Mass", {.value = -300.0}};
     KrSim::Parameter<double> maas{this, "Maas", {.value = 2.0}};
     KrSim::Parameter<int> gears{this, "Gears", {.value = 5}};
     KrSim::Parameter<Kr::KrEnum> level{this, "Level", {.value = Kr::KrEnum(Kr::eLogLevel::kInfo)}};
+    KrSim::Parameter<KrMath::Vector3T<double>> centre{this, "Centre", {.value = {1.0, -4.0, 2.0}}};
 };
 template <int version>
 class CarefulMotor final : public KrSim::IExtension {
 public:
-    explicit CarefulMotor(KrExtension* proxy) : IExtension(proxy, version) {}
+    explicit CarefulMotor(KrExtension* proxy) : IExtension(proxy, version) {
+        auto& parameters = proxy->getParameterContainer();
+        new KrData::FieldArray<Load>("Loads", &parameters, Types::kParameter);
+        auto* spares = new KrData::FieldArray<KrData::Field<double>>("Spares", &parameters, Types::kParameter);
+        spares->setSizeRange(1, 2);
+        new KrData::FieldArray<Wheel>("Wheels", &parameters, Types::kParameter);
+    }
     KrSim::Parameter<double> mass{this, "Mass", {.value = 2.0, .min = 1.0, .max = 5.0}};
     KrSim::Parameter<int> gears{this, "Gears", {.value = 5, .min = 1, .max = 5}};
     KrSim::Parameter<Kr::KrEnum> level{this, "Level", {.value = Kr::KrEnum(KrSim::eApplicationMode::kEditing)}};
+    KrSim::Parameter<KrMath::Vector3T<double>> centre{
+        this,
+        "Centre",
+        {.value = {}, .min = KrMath::Vector3T<double>{-1, -1, -1}, .max = KrMath::Vector3T<double>{3, 3, 3}}};
 };
 
 struct CarelessCase {
@@ -341,28 +379,37 @@ const std::string kMaas = "line 29: parameter 'Maas' of 'Old' does not exist in 
 const std::string kLevel =
     "line 39: parameter 'Level' of 'Old' is 'Info', which its enumeration does not have; the "
     "choices are 'Simulating mode', 'Editing mode', 'Playback mode'";
+const std::string kCentre = "line 48: component Y of parameter 'Centre' of 'Old' is -4, outside its range from -1 to 3";
+const std::string kLoad = "line 64: parameter 'Loads.2' of 'Old' is 7, outside its range from 0 to 5";
+const std::string kSpares =
+    "line 72: number of items of parameter 'Spares' of 'Old' is 3, outside its range from 1 to 2";
+const std::string kRadius = "line 107: parameter 'Wheels.1.Radius' of 'Old' is 3, outside its range from 0.1 to 2";
+const std::string kRadios =
+    "line 112: parameter 'Wheels.1.Radios' of 'Old' does not exist in its type; did you mean 'Radius'?";
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CarelessFields,
-    testing::Values(
-        CarelessCase{
-            "SameVersion", [] { KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType); }, {kHeavy, kMaas, kLevel}},
-        // Other versions have other fields.
-        CarelessCase{
-            "NewerVersion", [] { KrSim::registerExtensionType<CarefulMotor<2>>(kMotorType); }, {kHeavy, kLevel}},
-        CarelessCase{"PutRight",
-                     [] {
-                         KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType);
-                         KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
-                         KrSim::KrVersioningRegistry::registerUpgrade(kMotorType, "Motor", 0, [](auto& saved) {
-                             auto& parameters = static_cast<KrData::Container&>(saved["Parameters"]);
-                             for (const char* each : {"Mass", "Level"})
-                                 parameters.removeField(each);
-                             parameters["Maas"].setID("Mass");
-                         });
-                     },
-                     {kLevel}},
-        CarelessCase{"WithoutType", [] {}, {}}),
+    testing::Values(CarelessCase{"SameVersion",
+                                 [] { KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType); },
+                                 {kHeavy, kMaas, kLevel, kCentre, kLoad, kSpares, kRadius, kRadios}},
+                    // Other versions have other fields.
+                    CarelessCase{"NewerVersion",
+                                 [] { KrSim::registerExtensionType<CarefulMotor<2>>(kMotorType); },
+                                 {kHeavy, kLevel, kCentre, kLoad, kSpares, kRadius}},
+                    CarelessCase{"PutRight",
+                                 [] {
+                                     KrSim::registerExtensionType<CarefulMotor<1>>(kMotorType);
+                                     KrSim::KrVersioningRegistry::registerVersion(kMotorType, "Motor", 1);
+                                     KrSim::KrVersioningRegistry::registerUpgrade(
+                                         kMotorType, "Motor", 0, [](auto& saved) {
+                                             auto& parameters = static_cast<KrData::Container&>(saved["Parameters"]);
+                                             for (const char* each : {"Mass", "Level"})
+                                                 parameters.removeField(each);
+                                             parameters["Maas"].setID("Mass");
+                                         });
+                                 },
+                                 {kLevel, kCentre, kLoad, kSpares, kRadius, kRadios}},
+                    CarelessCase{"WithoutType", [] {}, {}}),
     [](const auto& each) { return std::string(each.param.name); });
 
 /// What a motor was before its fields got other names.

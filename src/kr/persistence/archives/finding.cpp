@@ -13,12 +13,21 @@ std::string Finding::toString() const {
     return place.empty() ? text : place + ": " + text;
 }
 
-std::string describeOutside(double value, double minimum, double maximum) {
-    using Limits = std::numeric_limits<double>;
+template <class Number>
+std::string describeOutside(Number value, Number minimum, Number maximum) {
+    using Limits = std::numeric_limits<Number>;
     std::string text = Kr::toText(value) + ", outside its range";
     if (minimum > Limits::lowest()) text += " from " + Kr::toText(minimum);
     return maximum < Limits::max() ? text + " to " + Kr::toText(maximum) : text + " on";
 }
+
+template KR_API std::string describeOutside(double, double, double);
+template KR_API std::string describeOutside(float, float, float);
+template KR_API std::string describeOutside(int, int, int);
+template KR_API std::string describeOutside(unsigned int, unsigned int, unsigned int);
+template KR_API std::string describeOutside(short, short, short);
+template KR_API std::string describeOutside(unsigned short, unsigned short, unsigned short);
+template KR_API std::string describeOutside(unsigned long long, unsigned long long, unsigned long long);
 
 std::vector<std::string> listChoices(const KrSim::KrEnumTable::EnumType& enumeration) {
     std::vector<std::string> texts;

@@ -38,8 +38,9 @@ struct KR_API Finding {
 };
 
 /// For a message about a value: "-300, outside its range from 1 to 100000"; a bound that every number fits is not
-/// named.
-[[nodiscard]] KR_API std::string describeOutside(double value, double minimum, double maximum);
+/// named. `Number` is a number type of fields, or `unsigned long long`.
+template <class Number>
+[[nodiscard]] KR_API std::string describeOutside(Number value, Number minimum, Number maximum);
 
 /// The texts of an enumeration, in its order.
 [[nodiscard]] KR_API std::vector<std::string> listChoices(const KrSim::KrEnumTable::EnumType& enumeration);

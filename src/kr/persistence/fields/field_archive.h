@@ -31,8 +31,7 @@ struct ExtensionReference {
 
 /// Where a field stands in an XML or JSON archive.
 struct FieldLine {
-    Kr::KrID id;
-    KrData::Types::FieldTypeEnum role;  ///< of the container that it was read into, or below which it lies
+    const KrData::FieldBase* field;  ///< that was made; to be compared, as it may have died since
     std::size_t line;
 };
 

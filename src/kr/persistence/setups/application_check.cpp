@@ -17,9 +17,10 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "kr/extension/versioning_registry.h"
+#include "kr/persistence/fields/saved_fields_check.h"
 #include "kr/persistence/objects/object_file.h"
 #include "kr/persistence/objects/open_ends.h"
-#include "kr/platform/nearest_name.h"
+#include "kr/persistence/setups/setup_section.h"
 
 namespace KrPersistence {
 
@@ -128,17 +129,35 @@ const KrSim::KrSimulatorModule* findModule(const KrSim::KrApplication& applicati
     return found;
 }
 
-void checkSettings(const KrData::Container& settings, const KrSim::KrSimulatorModule& module, Findings& findings) {
-    const auto& parameters = module.getParameterContainer();
-    std::vector<std::string> names;
-    for (const auto* each : parameters)
-        names.push_back(each->getID().str());
+/// \param section  that the setup was loaded with; null: none.
+void checkSettings(const KrData::Container& settings, const KrSim::KrExtension& record,
+                   const KrSim::KrSimulatorModule& module, const KrSetupSection* section, Findings& findings) {
+    std::vector<FieldLine> lines;
     for (const auto* each : settings) {
-        const auto& name = each->getID().str();
-        if (parameters.find(each->getID()) != parameters.end()) continue;
-        findings.push_back({eKind::kUnknownName, "parameter '" + name + "' of module '" + module.getName() +
-                                                     "' does not exist in its type" + Kr::suggestName(name, names)});
+        const auto line = section != nullptr ? section->findLine(record, each->getID()) : 0;
+        if (line != 0) lines.push_back({each, line});
     }
+    detail::SavedFieldsCheck check("module '" + module.getName() + "'", detail::SavedFieldsCheck::eNames::kAll, lines);
+    check.compare(settings, module.getParameterContainer());
+    check.addFindings(section != nullptr ? section->getFile() : std::string(), findings);
+}
+
+Findings checkModules(const KrSim::KrApplication& application, const KrSim::ApplicationConfig& setup,
+                      const KrSetupSection* section) {
+    Findings findings;
+    for (const auto& extension : setup._getObjectProxy()->_getExtensions()) {
+        const auto record = KrSim::readModuleRecord(*extension);
+        if (!record) continue;
+        const auto key = KrSim::KrVersioningRegistry::findReplacement(record->key).value_or(record->key);
+        const auto* module = findModule(application, key, record->name);
+        if (module == nullptr) {
+            findings.push_back(
+                {eKind::kMissingType, "module '" + record->name + "' of the type " + describeType(record->key)});
+        } else if (record->settings != nullptr) {
+            checkSettings(*record->settings, *extension, *module, section, findings);
+        }
+    }
+    return findings;
 }
 
 }  // namespace
@@ -153,20 +172,12 @@ Findings checkContent(const KrSim::KrApplication& application) {
 }
 
 Findings checkModules(const KrSim::KrApplication& application, const KrSim::ApplicationConfig& setup) {
-    Findings findings;
-    for (const auto& extension : setup._getObjectProxy()->_getExtensions()) {
-        const auto record = KrSim::readModuleRecord(*extension);
-        if (!record) continue;
-        const auto key = KrSim::KrVersioningRegistry::findReplacement(record->key).value_or(record->key);
-        const auto* module = findModule(application, key, record->name);
-        if (module == nullptr) {
-            findings.push_back(
-                {eKind::kMissingType, "module '" + record->name + "' of the type " + describeType(record->key)});
-        } else if (record->settings != nullptr) {
-            checkSettings(*record->settings, *module, findings);
-        }
-    }
-    return findings;
+    return checkModules(application, setup, nullptr);
+}
+
+Findings checkModules(const KrSim::KrApplication& application, const KrSetupSection& section) {
+    const auto& setup = section.getSetup();
+    return setup ? checkModules(application, *setup, &section) : Findings();
 }
 
 Findings checkSimulation(const KrSim::KrApplication& application) {

@@ -1,5 +1,6 @@
 #include "kr/persistence/setups/setup_section.h"
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -49,17 +50,23 @@ std::unique_ptr<KrData::Container> takeProperties(KrData::Container& fields) {
     return std::unique_ptr<KrData::Container>(properties);
 }
 
-/// Into the container, in the place of children of the same identifier.
-void readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
+using Lines = std::vector<std::pair<Kr::KrID, std::size_t>>;
+
+/// Into the container, in the place of children of the same identifier. Answers their lines, where they have some.
+Lines readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
+    Lines lines;
     const auto readOne = [&](std::size_t) {
-        FieldReadContext context;  // settings refer to no content
+        std::vector<FieldLine> fieldLines;
+        FieldReadContext context{.lines = &fieldLines};  // settings refer to no content
         auto field = readField(reader, "Field", context);
+        if (!fieldLines.empty()) lines.emplace_back(field->getID(), fieldLines.front().line);
         container.removeField(field->getID());
         field->_setDynamic(true);  // people need not write that it is; only such fields move
         if (!field->setParent(&container)) reader.fail("'" + field->getID().str() + "' finds no place in the setup");
         static_cast<void>(field.release());
     };
     reader.optional(name, [&] { reader.sequence(name, readOne); });
+    return lines;
 }
 
 std::vector<std::string> namesOf(const KrData::Container& container) {
@@ -84,20 +91,22 @@ void writeModule(ArchiveWriter& writer, const KrSim::ModuleRecord& record, const
     });
 }
 
-Kr::KrSmartPtr<KrSim::KrExtension> readModule(ArchiveReader& reader, const LoadedIdentity& toLive) {
+/// With the lines of its settings.
+std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, Lines> readModule(ArchiveReader& reader, const LoadedIdentity& toLive) {
     KrSim::ModuleRecord record;
     KrData::Container settings("Settings");
+    Lines lines;
     reader.group("Module", [&] {
         reader.read("Name", record.name);
         record.key = readFactoryKey(reader, "Type");
         reader.optional("ContentID", [&] { record.contentID = toLive(readContentID(reader, "ContentID")); });
         if (record.key.isNull()) reader.fail("module '" + record.name + "' has no type");
-        readFields(reader, "Settings", settings);
+        lines = readFields(reader, "Settings", settings);
     });
     const auto properties = takeProperties(settings);
     record.settings = &settings;
     record.properties = properties.get();
-    return KrSim::makeModuleRecord(record);
+    return {KrSim::makeModuleRecord(record), std::move(lines)};
 }
 
 std::vector<KrSim::ModuleRecord> collectModules(const KrSim::KrObject& setup) {
@@ -125,6 +134,14 @@ KrSetupSection::Setup KrSetupSection::find(const KrFile& file) {
     for (const auto* each : file.getSections())
         if (const auto* section = dynamic_cast<const KrSetupSection*>(each)) return section->getSetup();
     return {};
+}
+
+std::size_t KrSetupSection::findLine(const KrSim::KrExtension& module, const Kr::KrID& setting) const {
+    const auto lines = _settingLines.find(&module);
+    if (lines == _settingLines.end()) return 0;
+    const auto found = std::find_if(lines->second.begin(), lines->second.end(),
+                                    [&](const auto& each) { return each.first == setting; });
+    return found != lines->second.end() ? found->second : 0;
 }
 
 void KrSetupSection::_write(ArchiveWriter& writer) const {
@@ -163,6 +180,7 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
 void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
     reader.groupIf("Setup", [&] {
         const auto& path = reader.getArchiveName();
+        _settingLines.clear();
         const auto filePart = chooseFilePart(path, getOwner() != nullptr ? getOwner()->getReferringFile() : "");
         const LoadedIdentity toLive(filePart);
         const auto made = makeSetup();
@@ -179,10 +197,15 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
             for (auto* each : object.getParameterContainer())
                 detail::readSetting(reader, *each);
         });
-        readFields(reader, "OtherSettings", object.getParameterContainer());
+        static_cast<void>(readFields(reader, "OtherSettings", object.getParameterContainer()));
         KrSim::ExtensionProperties::_replace(object, takeProperties(object.getParameterContainer()).get());
-        reader.sequence("Modules", [&](std::size_t) { object.add(readModule(reader, toLive).get()); });
+        reader.sequence("Modules", [&](std::size_t) {
+            auto [module, lines] = readModule(reader, toLive);
+            object.add(module.get());
+            _settingLines[module.get()] = std::move(lines);
+        });
         noteSourceFile(filePart, path, {made});
+        _file = path;
         _setup = Setup(config);
     });
 }

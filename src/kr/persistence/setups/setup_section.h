@@ -1,6 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
 #include "kr/application/application_config.h"
+#include "kr/core/id.h"
 #include "kr/extension/extension.h"  // the interface holds one
 #include "kr/extension/smart_interface.h"
 #include "kr/persistence/files/named_file_section.h"
@@ -31,11 +38,21 @@ public:
     [[nodiscard]] const Setup& getSetup() const noexcept { return _setup; }
     void setSetup(Setup setup) { _setup = std::move(setup); }
 
+    /// The file from which the setup was loaded; empty before.
+    [[nodiscard]] const std::string& getFile() const noexcept { return _file; }
+    /// The line of the file on which a setting of a module begins; 0 where it is not known, as in binary files.
+    /// \param module  of the setup: one of the extensions in its object.
+    [[nodiscard]] std::size_t findLine(const KrSim::KrExtension& module, const Kr::KrID& setting) const;
+
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
 
 private:
+    using Lines = std::vector<std::pair<Kr::KrID, std::size_t>>;
+
     Setup _setup;
+    std::string _file;
+    std::unordered_map<const KrSim::KrExtension*, Lines> _settingLines;  // by module
 };
 
 }  // namespace KrPersistence

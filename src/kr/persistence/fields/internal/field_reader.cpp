@@ -132,19 +132,15 @@ std::unique_ptr<KrData::FieldBase> FieldReader::_readField(std::string_view name
     _reader.group(name, [&] {
         _reader.setKnownNames(getMemberNames());
         const Kr::KrID id(_reader.readRepeated("Identifier"));
+        const auto line = _context.lines != nullptr && _hiddenDepth == 0 ? _reader.getLine() : 0;
         enter(id, container);
-        _noteLine(id, usualRole);
         field = make(readDataType(_reader, "Type"), id, usualRole);
+        if (line != 0) _context.lines->push_back({field.get(), line});
         _readProperties(*field, usualNumber);
         _readContent(*field);
         leave();
     });
     return field;
-}
-
-void FieldReader::_noteLine(const Kr::KrID& id, Types::FieldTypeEnum role) {
-    const auto line = _context.lines != nullptr && _hiddenDepth == 0 ? _reader.getLine() : 0;
-    if (line != 0) _context.lines->push_back({id, role, line});
 }
 
 std::unique_ptr<KrData::FieldBase> FieldReader::make(Types::DataTypeEnum type, const Kr::KrID& id,

@@ -47,7 +47,6 @@ private:
 
     [[nodiscard]] std::unique_ptr<FieldBase> _readField(std::string_view name, Types::FieldTypeEnum usualRole,
                                                         std::uint32_t usualNumber, const KrData::Container* container);
-    void _noteLine(const Kr::KrID& id, Types::FieldTypeEnum role);
     [[nodiscard]] std::unique_ptr<FieldBase> _makeContainer(const Kr::KrID& id, Types::FieldTypeEnum usualRole);
     [[nodiscard]] std::unique_ptr<FieldBase> _makeVector(const Kr::KrID& id);
     void _readProperties(FieldBase& field, std::uint32_t usualNumber);

@@ -8,6 +8,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/persistence/fields/saved_fields_check.h"
 #include "kr/persistence/objects/file_identity.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/content_guards.h"
@@ -16,7 +17,6 @@
 #include "kr/persistence/objects/internal/obsolete_types.h"
 #include "kr/persistence/objects/internal/own_paths.h"
 #include "kr/persistence/objects/internal/reference_paths.h"
-#include "kr/persistence/objects/internal/saved_fields_check.h"
 #include "kr/persistence/objects/object_file.h"
 
 namespace KrPersistence::detail {
@@ -163,6 +163,24 @@ void keepDynamicMarks(const KrData::Container& group, const KrData::Container& s
 
 }  // namespace
 
+namespace {
+
+/// Of the fields that the implementation of the extension will take from the record.
+SavedFieldsCheck checkFields(KrExtension& extension, const ExtensionRecord& record) {
+    using eNames = SavedFieldsCheck::eNames;
+    const bool isSameVersion = record.dataVersion == extension.getImplementationVersion();
+    SavedFieldsCheck check("'" + record.name + "'", isSameVersion ? eNames::kStatic : eNames::kNone, record.fieldLines);
+    if (!extension.hasImplementation()) return check;
+    for (const auto* group : extension.getFieldsContainer()._getGroups()) {
+        const auto& saved = record.fields[group->getID()];
+        const bool isGroup = saved.getDataType() == KrData::Types::kContainer && !saved.isFieldArray();
+        if (isGroup) check.compare(static_cast<const KrData::Container&>(saved), *group);
+    }
+    return check;
+}
+
+}  // namespace
+
 void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     if (!record.contentID.isEmpty()) extension._setContentID(record.contentID);
     if (!record.name.empty()) extension.setName(record.name.c_str());
@@ -180,7 +198,7 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     {
         const ReferencePaths paths(record.fields, record.references);
         const OwnPaths ownPaths(record.fields, extension);
-        SavedFieldsCheck check(extension, record);
+        const auto check = checkFields(extension, record);
         extension._loadImplementation(&record.fields);
         paths.update(record.references);
         ownPaths.update(extension);

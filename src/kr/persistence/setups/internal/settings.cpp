@@ -103,11 +103,9 @@ template <class T>
 void reportClamped(ArchiveReader& reader, const KrData::Field<T>& field, const T& value) {
     if constexpr (KrData::ValueTraits<T>::kHasRange && std::is_arithmetic_v<T>) {
         if (!field.hasRange() || field.getValue() == value) return;
-        reader.report(Finding::eKind::kOutOfRange,
-                      "setting '" + field.getID().str() + "' is " +
-                          describeOutside(static_cast<double>(value), static_cast<double>(field.getMinimum()),
-                                          static_cast<double>(field.getMaximum())) +
-                          "; the nearest value in it is taken");
+        reader.report(Finding::eKind::kOutOfRange, "setting '" + field.getID().str() + "' is " +
+                                                       describeOutside(value, field.getMinimum(), field.getMaximum()) +
+                                                       "; the nearest value in it is taken");
     }
 }
 
