@@ -1,5 +1,6 @@
 #include "apps/krsim/run_watch.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdarg>
@@ -18,6 +19,8 @@
 #include "kr/data/field.h"
 #include "kr/data/field_visitor.h"
 #include "kr/data/not_finite.h"
+#include "kr/data/value_traits.h"
+#include "kr/data/vector.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
@@ -92,31 +95,50 @@ std::string withoutLineFeed(std::string text) {
     return text;
 }
 
+bool isNumber(double number) {
+    return !std::isnan(number);
+}
+
+/// Whether the value has a NaN, also in a component or an item.
+template <class... T>
+bool hasNaN(const KrData::FieldBase& field) {
+    const auto hasOne = [](const auto* value) {
+        return value != nullptr && !KrData::areAllReals(value->getValue(), isNumber);
+    };
+    const auto isItem = [](const auto* list) {
+        if (list == nullptr) return false;
+        const auto items = list->getItems();
+        return !std::all_of(items.begin(), items.end(), isNumber);
+    };
+    return (hasOne(field.as<T>()) || ...) || isItem(KrData::Vector<double>::from(field)) ||
+           isItem(KrData::Vector<float>::from(field));
+}
+
 class NaNFinder final : public KrData::FieldVisitor {
 public:
     explicit NaNFinder(std::vector<std::string>& found) : _found(found) {}
 
     void visitField(KrData::FieldBase& field) override {
-        if (isNaN(field)) _found.push_back(getFieldPath(field));
+        using namespace KrMath;
+        if (hasNaN<double, float, Vector2T<double>, Vector3T<double>, Vector4T<double>, Vector3T<float>,
+                   QuaternionT<double>, QuaternionT<float>, Matrix44T<double>, Matrix44T<float>, Kr::KrTransform>(
+                field))
+            _found.push_back(getFieldPath(field));
     }
 
 private:
-    static bool isNaN(const KrData::FieldBase& field) {
-        if (const auto* number = field.as<double>()) return std::isnan(number->getValue());
-        if (const auto* number = field.as<float>()) return std::isnan(number->getValue());
-        return false;
-    }
-
     std::vector<std::string>& _found;
 };
 
-void inspectExtension(KrSim::KrExtension& extension, const RunEventList& known) {
+void inspectExtension(KrSim::KrExtension& extension) {
     // Without its plug-in it has no errors of its own.
     if (!extension.hasImplementation()) return;
     if (extension.hasError(false)) addFailure(extension.getPath(), "has errors", withoutLineFeed(extension.getError()));
     std::vector<std::string> found;
     NaNFinder finder(found);
     extension.getOutputContainer().accept(finder);
+    if (found.empty()) return;
+    const auto known = RunWatch::getEvents().failures;  // with those of getters that were read just now
     for (const auto& path : found) {
         if (!known.contains(path, kBecameNaN)) addFailure(path, "is NaN at the end");
     }
@@ -186,9 +208,8 @@ RunWatch::~RunWatch() {
 }
 
 void RunWatch::inspect(const KrSim::KrApplication& application) {
-    const auto known = getEvents().failures;
     for (auto* each : getSimulatedExtensions(application))
-        inspectExtension(*each, known);
+        inspectExtension(*each);
 }
 
 RunEvents RunWatch::getEvents() {

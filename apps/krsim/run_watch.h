@@ -22,8 +22,9 @@ public:
 
     class Target;
 
-    /// Adds what can be seen only at the end: errors that extensions and modules have, and outputs that are NaN and
-    /// were not reported, since a getter returns them. To be called once, with content and modules in their places.
+    /// Adds what can be seen only at the end: errors that extensions and modules have, and outputs with a NaN that was
+    /// not reported, as it was set before the first frame or is an item of a list. To be called once, with content and
+    /// modules in their places.
     static void inspect(const KrSim::KrApplication& application);
 
     /// What was found up to now.

@@ -467,6 +467,19 @@ TEST(FieldNotFinite, ReportsAValueThatBecomesWorseThanTheStoredOne) {
     EXPECT_THAT(NotFiniteReports::all, ElementsAre("F infinite", "F NaN", "F NaN"));
 }
 
+TEST(FieldNotFinite, ReportsAGetterOnceItsValueIsRead) {
+    const NotFiniteReports reports;
+    double answer = kNaN;
+    Field<double> field("F");
+    field.bindValue({.getter = [&] { return answer; }, .setter = {}});
+    EXPECT_TRUE(NotFiniteReports::all.empty());
+    for (const double each : {kNaN, kNaN, 1.0, kInfinity}) {
+        answer = each;
+        static_cast<void>(field.getValue());
+    }
+    EXPECT_THAT(NotFiniteReports::all, ElementsAre("F NaN", "F infinite"));
+}
+
 TEST(FieldNotFinite, LooksAtEachNumberOfAValueAndAtWhatARangeLeaves) {
     const NotFiniteReports reports;
     Field<float>("Float") = std::numeric_limits<float>::quiet_NaN();

@@ -88,7 +88,12 @@ void Field<T>::_readThroughPointer() const {
     const auto pointer = extras.pointer;
     if (!pointer || !pointer->getter) return;
     Kr::callGuarded(
-        kPointerTexts, [this] { return getFullPath(*this); }, [&] { _value = pointer->getter(); });
+        kPointerTexts, [this] { return getFullPath(*this); },
+        [&] {
+            T value = pointer->getter();
+            if (!isFinite(value)) _announceNotFinite(value);
+            _value = std::move(value);
+        });
     if constexpr (ValueTraits<T>::kHasRange) {
         if (extras.hasRange) ValueTraits<T>::clamp(_value, extras.minimum, extras.maximum);
     }

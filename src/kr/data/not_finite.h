@@ -10,8 +10,8 @@ enum class eRealRank { kFinite, kInfinite, kNaN };
 
 /// Receives each field whose value becomes infinite or NaN, before that value is stored, on the thread that sets it:
 /// when a value with a NaN is set where there was none, or one with an infinite number where all were finite. Setting
-/// it again reports nothing. Values that a getter returns, that a transfer writes into its sink, and those restored or
-/// loaded are not reported.
+/// it again reports nothing. The value of a getter counts as set when it is read, as a record or a connection does.
+/// Values that a transfer writes into its sink, those restored or loaded, and items of a Vector are not reported.
 /// \param rank  of the new value
 using NotFiniteObserver = void (*)(const FieldBase& field, eRealRank rank) noexcept;
 
