@@ -181,15 +181,15 @@ void onCrash(int signal, siginfo_t* info, void* context) {
     endProcess(signal);
 }
 
-// --- exit() --------------------------------------------------------------------------------------------------------
+// --- exit() and quick_exit() ----------------------------------------------------------------------------------------
 
-void onExit() {
+void reportExit(const char* function) {
     if (!isReporting.load()) return;
     StatusOutput::keepStatus();
     LineBuffer::writeWaiting();
     std::fflush(nullptr);
     SignalText text;
-    text << "krsim: exit() was called ";
+    text << "krsim: " << function << " was called ";
     appendCalls(text);
     text << ", ";
     appendMoment(text);
@@ -201,8 +201,9 @@ void onExit() {
 }  // namespace
 
 CrashReport::CrashReport() {
-    static const bool isRegistered = std::atexit(&onExit) == 0;
-    static_cast<void>(isRegistered);
+    static const bool areRegistered =
+        std::atexit([] { reportExit("exit()"); }) == 0 && std::at_quick_exit([] { reportExit("quick_exit()"); }) == 0;
+    if (!areRegistered) std::fputs("krsim: calls of exit() in plug-ins cannot be reported\n", stderr);
     isReporting.store(true);
     // Loads what the function needs, which the handler must not do.
     std::array<void*, 1> frame{};

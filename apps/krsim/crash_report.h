@@ -4,12 +4,11 @@ namespace krsim {
 
 /// While it lives, an end that is none of krsim's is reported on standard error:
 ///
-/// - A signal of a crash (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGSYS, SIGABRT): its name, the callback and extension or
-/// the
-///   plug-in under way, the frame, the file whose code it was in, and a stack. Lines of a record that wait are written.
-///   The process then ends with exit code 128 + signal; where core dumps are on (ulimit -c), by the signal itself, so
-///   that there is one.
-/// - A call of exit() by other code: what was under way, then exit code 1.
+/// - A signal of a crash (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGSYS, SIGABRT): its name, the callback and extension, or
+///   the plug-in, that was under way, the frame, the file whose code it was in, and a stack. Lines of a record that
+///   wait are written. The process then ends with exit code 128 + signal; where core dumps are on (ulimit -c), by the
+///   signal itself, so that there is one.
+/// - A call of exit() or quick_exit() by other code: what was under way, then exit code 1. _exit() cannot be noticed.
 ///
 /// The report of a crash allocates nothing and takes no lock of ours. It is whole on the thread that makes this object
 /// also when the stack has overflown. One at a time.

@@ -52,16 +52,20 @@ Kinds getKindsOfLoadedTypes() {
     return kinds;
 }
 
-/// Ends the list of a child process that has written all of it.
-constexpr const char* kEnd = "end\n";
+// What a child process writes last.
+constexpr const char* kEnd = "end\n";            // of a list that is whole
+constexpr const char* kNotLoaded = "refused\n";  // the log says why
 
 [[noreturn]] void loadAndTell(const std::string& plugin, int descriptor) {
     CrashReport::leaveOut();  // the parent names the plug-in
-    if (!KrPluginSystem::KrPluginManager::instance().load(plugin)) ::_exit(1);
     std::string text;
-    for (const auto& [uuid, kind] : getKindsOfLoadedTypes())
-        text.append(uuid).append(" ").append(kind).append("\n");
-    text.append(kEnd);
+    if (KrPluginSystem::KrPluginManager::instance().load(plugin)) {
+        for (const auto& [uuid, kind] : getKindsOfLoadedTypes())
+            text.append(uuid).append(" ").append(kind).append("\n");
+        text.append(kEnd);
+    } else {
+        text = kNotLoaded;
+    }
     const bool isTold = ::write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     ::_exit(isTold ? 0 : 1);
 }
@@ -83,11 +87,11 @@ std::string readUntil(int descriptor, double endSeconds) {
 }
 
 /// Empty for a child that has done its work.
-std::string describeEnd(int status, bool isWhole) {
+std::string describeEnd(int status, const std::string& text) {
     if (WIFSIGNALED(status)) return std::string("ends the process that loads it: ") + strsignal(WTERMSIG(status));
-    if (isWhole) return {};
-    if (WEXITSTATUS(status) == 0) return "ends the process that loads it: exit(0)";
-    return "cannot be loaded, the warning says why";
+    if (text.ends_with(kEnd)) return {};
+    if (text == kNotLoaded) return "cannot be loaded, the warning says why";
+    return "ends the process that loads it: exit(" + std::to_string(WEXITSTATUS(status)) + ")";
 }
 
 /// \param failure  set when there are none.
@@ -102,16 +106,17 @@ Kinds getKindsOf(const std::string& plugin, double limitSeconds, std::string& fa
     const double endSeconds = Kr::SteadyClock::instance().getSeconds() + limitSeconds;
     const std::string text = readUntil(ends[0], endSeconds);
     ::close(ends[0]);
-    const bool isWhole = text.ends_with(kEnd);
-    const bool isLate = !isWhole && Kr::SteadyClock::instance().getSeconds() >= endSeconds;
+    const bool isTold = text.ends_with(kEnd) || text == kNotLoaded;
+    const bool isLate = !isTold && Kr::SteadyClock::instance().getSeconds() >= endSeconds;
     if (isLate) ::kill(child, SIGKILL);
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     failure = isLate ? "is skipped: it takes more than " + formatSeconds(limitSeconds) + " to load"
-                     : describeEnd(status, isWhole);
-    std::istringstream lines(text);
+                     : describeEnd(status, text);
     Kinds kinds;
+    if (!failure.empty()) return kinds;
+    std::istringstream lines(text);
     for (std::string uuid, kind; lines >> uuid >> kind;)
         kinds[uuid] = kind;
     return kinds;

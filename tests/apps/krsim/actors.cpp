@@ -96,6 +96,10 @@ public:
     recurse(&depth);
 }
 
+[[maybe_unused]] void quitQuickly(KrSim::ISimulatorModule& module) {
+    if (module.getApplicationContext().getFrame() == 2) std::quick_exit(0);
+}
+
 [[maybe_unused]] void quit(KrSim::ISimulatorModule& module) {
     if (module.getApplicationContext().getFrame() == 2) std::exit(0);
 }
@@ -116,6 +120,22 @@ public:
     KrSim::Output<double> power{this, "Power"};
 };
 
+/// Has an output whose getter answers no number in frames 3 to 5.
+class [[maybe_unused]] Dipper final : public KrSim::ISimulatorModule {
+public:
+    static constexpr int kVersion = 1;
+    explicit Dipper(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, kVersion) {
+        const auto getter = [this] {
+            const auto frame = getApplicationContext().getFrame();
+            return frame >= 2 && frame < 5 ? std::numeric_limits<double>::quiet_NaN() : depth.get();
+        };
+        level.getField()->bindValue({getter, {}});
+    }
+
+    KrSim::Parameter<double> depth{this, "Depth", {.value = 1.0, .min = 0.0, .max = 10.0}};
+    KrSim::Output<double> level{this, "Level"};
+};
+
 }  // namespace
 
 #ifdef ACTORS_WITH_FAULTS
@@ -127,6 +147,8 @@ KR_PLUGIN("FaultyActors", "1.0",
           KR_EXTENSION(Actor<&crash>, "Actor", "Crasher", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f8"),
           KR_EXTENSION(Actor<&overflow>, "Actor", "Overflower", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f9"),
           KR_EXTENSION(Actor<&quit>, "Actor", "Quitter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fa"),
+          KR_EXTENSION(Actor<&quitQuickly>, "Actor", "QuickQuitter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fc"),
+          KR_EXTENSION(Dipper, "Actor", "Dipper", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fb"),
           KR_EXTENSION(Spoiler, "Actor", "Spoiler", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f7"))
 #else
 KR_PLUGIN("Actors", "1.0", KR_EXTENSION(Stage, "Actor", "Stage", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0"),
