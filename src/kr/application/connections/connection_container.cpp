@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kr/core/connections/connection.h"
+#include "kr/core/connections/connection_checks.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/container.h"
 #include "kr/data/stored_path.h"
@@ -63,6 +64,7 @@ public:
 
     [[nodiscard]] KrData::FieldBase* findSource() const { return _find(kSource, kSourceField); }
     [[nodiscard]] KrData::FieldBase* findSink() const { return _find(kSink, kSinkField); }
+    [[nodiscard]] bool isQueued() const { return _group[kQueued].toBoolean(); }
     [[nodiscard]] bool isEnabled() const { return !_group[kEnabled].isValid() || _group[kEnabled].toBoolean(); }
     /// Null where the fields do not fit.
     [[nodiscard]] std::unique_ptr<Kr::KrConnectionBase> create(KrData::FieldBase& source, KrData::FieldBase& sink,
@@ -94,8 +96,8 @@ std::unique_ptr<Kr::KrConnectionBase> ConnectionContainer::Entry::create(KrData:
     const bool hasFunction = function != KrData::TransferFunction::gain(1.0, 0.0);
     const bool transfers = mayTransfer && isEnabled();
     std::unique_ptr<Kr::KrConnectionBase> made(
-        _group[kQueued].toBoolean() ? KrConnectionFactory::_createQueued(&source, &sink, transfers)
-                                    : KrConnectionFactory::_create(&source, &sink, transfers && !hasFunction));
+        isQueued() ? KrConnectionFactory::_createQueued(&source, &sink, transfers)
+                   : KrConnectionFactory::_create(&source, &sink, transfers && !hasFunction));
     if (!made) return nullptr;
     made->_setUnowned(false);
     made->_setContentOfOther(true);
@@ -234,8 +236,11 @@ void ConnectionContainer::_make(std::size_t index) {
                                   (source == nullptr ? "the source" : "the sink") + " does not exist");
     }
     auto made = entry.create(*source, *sink, enabled);
-    if (!made)
-        return _report(index, entry.describe() + " is not connected: the fields do not fit together, or take no gain");
+    if (!made) {
+        const auto reason = Kr::explainRefusal(*source, *sink, entry.isQueued());
+        return _report(index, entry.describe() + " is not connected: " +
+                                  (reason.empty() ? "these fields take no gain and offset" : reason));
+    }
     _report(index, {});
     if (index < _made.size()) _made[index].connection = std::move(made);
 }
