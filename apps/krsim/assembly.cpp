@@ -98,7 +98,7 @@ std::vector<std::string> getPluginDirectories() {
 }
 
 void assemble(KrSim::KrApplication& application, const RunPlan& plan, const TypeCatalog& catalog, bool hasSetup) {
-    // All names first: a wrong one is told before anything is loaded.
+    // All names first: a wrong one is reported before anything is loaded.
     std::vector<KrFactoryKey> content;
     std::vector<KrFactoryKey> modules;
     for (const auto& each : plan.content)

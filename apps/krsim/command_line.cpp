@@ -66,7 +66,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     CLI::App app("Runs simulations made of plug-ins and files, without a display.", "krsim");
     app.set_version_flag("--version", std::string("krsim ") + KR_VERSION, "Print the version");
     app.set_help_flag("-h,--help", "Print this help");
-    app.require_subcommand(0, 1);  // none is told below: CLI11 would do so before it looks at what is there
+    app.require_subcommand(0, 1);  // that there is none is said below: CLI11 would say so before it looks at options
     app.footer(kExitCodes);
     app.failure_message([](const CLI::App* command, const CLI::Error& error) {
         return std::string("krsim: ") + error.what() + suggestFor(*command, error) +

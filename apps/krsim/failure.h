@@ -12,13 +12,13 @@ enum class eExitCode : int {
     kUsage = 2,
     kRefusedFile = 3,
     kMissingPlugin = 4,
-    // Ended by a signal, as shells tell it: 128 and its number.
+    // Ended by a signal, as shells report it: 128 + its number.
     kHangup = 129,
     kInterrupted = 130,
     kTerminated = 143,
 };
 
-/// A reason to end, told to the operator as "krsim: <text>".
+/// A reason to end, printed as "krsim: <text>".
 class Failure final : public std::runtime_error {
 public:
     /// \param code  kUsage when another command line would do, kFailed when the world is at fault.

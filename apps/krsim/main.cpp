@@ -54,20 +54,21 @@ eExitCode fail(eExitCode code, const char* text) {
 
 int main(int count, char** arguments) {
     auto code = eExitCode::kFailed;
-    bool isTold = true;  // why it failed
+    bool isReported = true;  // why it failed
     const krsim::CrashReport crashReport;
     try {
         KrPersistence::setProducer({.application = "krsim", .marketingName = {}, .version = Kr::getLibraryVersion()});
         code = std::visit(Execution(), krsim::parseCommandLine({arguments + 1, arguments + count}));
-        isTold = false;
+        isReported = false;
     } catch (const krsim::Failure& failure) {
         code = fail(failure.getCode(), failure.what());
     } catch (const std::exception& exception) {
         code = fail(eExitCode::kFailed, exception.what());
     }
-    // A block that was not written is not tried again, so that the flush alone would tell of the last one only.
+    // A block that was not written is not tried again, so that the flush alone would show an error of the last one
+    // only.
     const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    if (!isWritten && !isTold)
+    if (!isWritten && !isReported)
         code = fail(code == eExitCode::kOk ? eExitCode::kFailed : code, "cannot write the output");
     return static_cast<int>(code);
 }

@@ -5,10 +5,10 @@
 
 namespace krsim {
 
-/// Where a run is told of: on a terminal, the status is one line that is written over again and again; elsewhere it is
-/// a line each time. Lines of the log, from any thread, get a line of their own meanwhile: while one of these lives on
-/// a terminal it passes the log on to the handler before it, which must stay installed.
-/// Thread: one. One at a time.
+/// Prints status and texts of a run. On a terminal, the status is one line that is written over again and again;
+/// elsewhere it is a line each time. Lines of the log, from any thread, get a line of their own meanwhile: while one of
+/// these lives on a terminal it passes the log on to the handler before it, which must stay installed. Thread: one. One
+/// at a time.
 class StatusOutput {
 public:
     /// \param descriptor  of an open file, borrowed.
@@ -20,8 +20,7 @@ public:
     [[nodiscard]] bool isTerminal() const noexcept { return _isTerminal; }
 
     /// Shows the state of the moment, a text without line feed. On a terminal its end is cut where it does not fit into
-    /// one line. It is left out where a reader does not keep up: the
-    /// simulation does not wait for that.
+    /// one line. It is left out where a reader does not keep up: the simulation does not wait for that.
     void showStatus(const std::string& text);
     /// Keeps the status that a terminal shows, if one does, by going on to the next line. Safe in a signal handler.
     static void keepStatus() noexcept;

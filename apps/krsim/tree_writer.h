@@ -31,7 +31,7 @@ struct TreeNode {
 /// although one has an item more.
 class TreeWriter final : public KrPersistence::ArchiveWriter {
 public:
-    /// \param archiveName  the file that paths are told relative to.
+    /// \param archiveName  the file to which paths are relative.
     TreeWriter(std::string rootName, const std::string& archiveName);
     ~TreeWriter() override;
 
