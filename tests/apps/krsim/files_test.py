@@ -176,33 +176,6 @@ class Files(unittest.TestCase):
         self.car.write_text(text.replace("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Pedals<"))
         self.assertRegex(self.krsim("verify", self.car, *WITH_PLUGINS, code=3), "Outputs.Pedals to .* cannot be made")
 
-    def test_refused_files(self):
-        newer, broken, empty, marked = (self.folder / name for name in ("newer.xml", "broken.xml", "empty", "marked.xml"))
-        text = self.car.read_text()
-        newer.write_text(text.replace("<!--KrB3", "<!--KrC0"))
-        broken.write_text(text[:5000])
-        empty.write_text("")
-        marked.write_bytes(b"\xef\xbb\xbf" + self.car.read_bytes())
-        reasons = {newer: "saved using Orrery version 2021.0", broken: "no element found, line ", empty: "it is empty",
-                   marked: "it begins with a byte order mark; save it as UTF-8 without one",
-                   pathlib.Path("/proc/self/mem"): "Input/output error"}
-        for file, reason in reasons.items():
-            for command in ("dump", "verify", "run"):
-                with self.subTest(file.name, command=command):
-                    told = self.krsim(command, file, code=3)
-                    self.assertEqual(told.count(reason), 1, told)
-                    self.assertIn(file.name, told)
-        told = self.krsim("verify", broken, newer, self.car, self.folder / "none", *WITH_PLUGINS, code=3)
-        for reason in ("no element found", "version 2021.0", "none' does not exist"):
-            self.assertIn(reason, told)
-        self.assertIn("cannot be opened: File name too long", self.krsim("dump", self.folder / ("x" * 300), code=2))
-        told = self.krsim("info", empty, self.folder, marked, self.car, code=3)
-        for text in ("it is empty", "is a folder", "byte order mark", "XML, objects"):
-            self.assertIn(text, told)
-        self.assertIn("does not exist", self.krsim("run", self.folder / "none", code=2))
-        self.assertIn("does not exist", self.run_quietly(self.car, "--restore-state", self.folder / "none", code=2))
-        self.assertIn("stands first", self.krsim("run", self.car, self.setup_file, *WITH_PLUGINS, code=2))
-
     def test_definitions_come_from_their_files(self):
         text = self.car.read_text()
         car_id = re.search("<ContentID>(.*)</ContentID>", text).group(1)

@@ -1,4 +1,12 @@
-"""Files that krsim refuses or warns of: inputs_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER ACTORS_FOLDER"""
+"""All that krsim refuses or warns of: inputs_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER ACTORS_FOLDER ZOO_FOLDER
+
+CHANGES has a row for each fault in a setup or in content, REFUSALS one for each command that is refused. Their details have
+tables of their own: values of options in command_line_test.cpp, outputs that would replace a file in output_file_test.cpp,
+connections in core/connections/connection_factory_test.cpp (RefusedConnection), sections and formats of files in
+persistence/files/file_test.cpp, documents and fields in persistence/archives/archive_hostile_test.cpp and
+persistence/fields/field_hostile_test.cpp, plug-ins in platform/plugin_test.cpp and krsim_test.py.
+"""
+import os
 import pathlib
 import re
 import subprocess
@@ -7,7 +15,7 @@ import tempfile
 import unittest
 from dataclasses import dataclass, field
 
-KRSIM, PLUGINS, EXAMPLE, ACTORS = sys.argv[1:5]
+KRSIM, PLUGINS, EXAMPLE, ACTORS, ZOO = sys.argv[1:6]
 
 NOTHING = 0, 0, 0        # exit codes of verify, run and run --strict
 WARNED = 3, 0, 3         # a finding
@@ -16,7 +24,7 @@ MISSING_TYPE = 4, 4, 4   # no plug-in makes it
 
 
 @dataclass
-class Row:
+class Change:
     """The setup of the drive cycle and its car, with a change. All three commands name what is wrong with it."""
     codes: tuple
     message: str                                # a regular expression, in what each command prints
@@ -27,93 +35,224 @@ class Row:
 STAGE = """<Objects><Extension><Name>Platform</Name><Type><Uuid>87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0</Uuid>
 <Category>Actor</Category><Name>Stage</Name><Plugin>Actors</Plugin></Type>
 <ContentID>1C01853F07D40AE1-8463F2A909C7FF38</ContentID></Extension>"""
+DIPPER = """<Module><Name>Dipper</Name><Type><Uuid>87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fb</Uuid><Category>Actor</Category>
+<Name>Dipper</Name><Plugin>FaultyActors</Plugin></Type><Settings><Field>{}</Field></Settings></Module>"""
 QUEUED_SPEED = """<SinkField>Inputs.Speed</SinkField>
      <IsQueued>true</IsQueued>"""
 MASS = "<Identifier>Mass</Identifier>"
 SETTINGS = "<Settings>"
 
-ROWS = {
-    "as it is": Row(NOTHING, "no fault|all frames run"),
+CHANGES = {
+    "as it is": Change(NOTHING, "no fault|all frames run"),
     # --- setups
-    "unknown setting": Row(
+    "unknown setting": Change(
         WARNED, r"setup.xml, line 16: 'AplicationMode' in \S*Settings means nothing; did you mean 'ApplicationMode'\?",
         setup=[("ApplicationMode>", "AplicationMode>")]),
-    "setting of another program": Row(WARNED, "'Colour' in .*Settings means nothing\n",
+    "setting of another program": Change(WARNED, "'Colour' in .*Settings means nothing\n",
                                       setup=[(SETTINGS, SETTINGS + "<Colour>red</Colour>")]),
-    "unknown text of a setting": Row(
+    "unknown text of a setting": Change(
         WARNED, "setup.xml, line 16: setting 'ApplicationMode' is 'Simulatingmode', which does not exist, and stays 'Editing "
         "mode'; did you mean 'Simulating mode'[?] the choices are .*'Playback",
         setup=[("Simulating mode", "Simulatingmode")]),
-    "rate out of range": Row(
+    "rate out of range": Change(
         WARNED, "line 15: setting 'SimulationFrameRate' is 1e[+]300, outside its range from 0.1 to 1",
         setup=[(SETTINGS, SETTINGS + "<SimulationFrameRate>1e300</SimulationFrameRate>")]),
-    "editing mode": Row(WARNED, "the application is in editing mode",
+    "editing mode": Change(WARNED, "the application is in editing mode",
                         setup=[("<ApplicationMode>Simulating mode</ApplicationMode>", "")]),
-    "no module": Row(WARNED, "there is no module", setup=[("(?s)<Module>.*</Module>", "")]),
-    "unknown module": Row(MISSING_TYPE, "module 'Drive Module' of the type",
+    "no module": Change(WARNED, "there is no module", setup=[("(?s)<Module>.*</Module>", "")]),
+    "unknown module": Change(MISSING_TYPE, "module 'Drive Module' of the type",
                           setup=[("<Uuid>cb6ddcca-", "<Uuid>db6ddcca-")]),
-    "parameter of a module": Row(
-        WARNED, "parameter 'Gravity' of module 'Drive Module' does not exist in its type",
+    "parameter of a module": Change(
+        WARNED, r"setup.xml, line \d+: parameter 'Gravity' of module 'Drive Module' does not exist in its type",
         setup=[("</Module>", "<Settings><Field><Identifier>Gravity</Identifier><Type>Double</Type><Value>1</Value></Field>"
                 "</Settings></Module>")]),
+    "value of a parameter of a module": Change(
+        WARNED, r"setup.xml, line \d+: parameter 'Depth' of module 'Dipper' is 30, outside its range from 0 to 10",
+        setup=[("</Modules>", DIPPER.format("<Identifier>Depth</Identifier><Type>Double</Type><Value>30</Value>") + "</Modules>")]),
     # --- fields
-    "misspelt field": Row(WARNED, "car.xml, line 486: parameter 'Maas' of 'Vehicle' does not exist in its type; did you mean "
+    "misspelt field": Change(WARNED, "car.xml, line 486: parameter 'Maas' of 'Vehicle' does not exist in its type; did you mean "
                           r"'Mass'\?", car=[(MASS, "<Identifier>Maas</Identifier>")]),
-    "value out of range": Row(WARNED, "car.xml, line 486: parameter 'Mass' of 'Vehicle' is -300, outside its range from 1 to",
+    "value out of range": Change(WARNED, "car.xml, line 486: parameter 'Mass' of 'Vehicle' is -300, outside its range from 1 to",
                               car=[("<Value>1500.0</Value>", "<Value>-300</Value>")]),
-    "value out of the range of its type alone": Row(
+    "value out of the range of its type alone": Change(
         WARNED, "parameter 'Mass' of 'Vehicle' is 0, outside its range from 1 to",
         car=[(r"(?s)<Value>1500.0</Value>.*?<Has_Range>true</Has_Range>", "<Value>0</Value>")]),
-    "misspelt part of a field": Row(WARNED, "car.xml, line 488: 'Descripton' in .*Parameters.0. means nothing; did you mean 'Description'",
+    "misspelt part of a field": Change(WARNED, "car.xml, line 488: 'Descripton' in .*Parameters.0. means nothing; did you mean 'Description'",
                                     car=[(f"(?s){MASS}\n(.*?)<Description>(.*?)</Description>",
                                           f"{MASS}\n\\1<Descripton>\\2</Descripton>")]),
-    "unknown type of a field": Row(REFUSED, "Type is none of the known choices: 'Duoble'; did you mean 'Double'[?] the choices "
+    "unknown type of a field": Change(REFUSED, "Type is none of the known choices: 'Duoble'; did you mean 'Double'[?] the choices "
                                    "are .*, line 487 of",
                                    car=[(f"{MASS}\n( *)<Type>Double", f"{MASS}\n\\1<Type>Duoble")]),
-    "unknown dimension": Row(REFUSED, "PhysicalDimension is none of the known choices: 'Mas'; did you mean 'Mass'[?] .*, line 489 of",
+    "unknown dimension": Change(REFUSED, "PhysicalDimension is none of the known choices: 'Mas'; did you mean 'Mass'[?] .*, line 489 of",
                              car=[("<PhysicalDimension>Mass<", "<PhysicalDimension>Mas<")]),
     # --- connections
-    "cycle": Row(WARNED, "(?s)cycle.*Driver", car=[(QUEUED_SPEED, "<SinkField>Inputs.Speed</SinkField>")]),
-    "different dimensions": Row(
+    "cycle": Change(WARNED, "(?s)cycle.*Driver", car=[(QUEUED_SPEED, "<SinkField>Inputs.Speed</SinkField>")]),
+    "different dimensions": Change(
         WARNED, "'Electric Car/Driver.Outputs.Deviation' measures Length, 'Electric Car/[^']*.Inputs.Pedal' measures Ratio",
         car=[("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Deviation<")]),
-    "missing end": Row(WARNED, "Outputs.Pedals to .* cannot be made",
+    "missing end": Change(WARNED, "Outputs.Pedals to .* cannot be made",
                        car=[("<SourceField>Outputs.Pedal<", "<SourceField>Outputs.Pedals<")]),
     # --- content
-    "unmanaged content": Row(WARNED, "'Platform' of '.*car.xml' of the type Actor.Stage.* is managed by no module",
+    "unmanaged content": Change(WARNED, "'Platform' of '.*car.xml' of the type Actor.Stage.* is managed by no module",
                              car=[("<Objects>", STAGE)]),
-    "unknown type": Row(MISSING_TYPE, "'Electric Car/Driver' of the type",
+    "unknown type": Change(MISSING_TYPE, "'Electric Car/Driver' of the type",
                         car=[("<Uuid>64e6bd19-", "<Uuid>74e6bd19-"), ("<Name>Driver</Name>\n *<Plugin>", "<Name>Drover</Name><Plugin>")]),
 }
 
 
+
+@dataclass
+class Refusal:
+    """A command that ends with this code and changes no file."""
+    arguments: list         # {name} is a file of the folder that make_files fills, {Name} a folder with this plug-in of the zoo
+    code: int
+    message: str            # a regular expression, found once in what it prints
+    asNobody: bool = False  # run by a user without privileges
+
+
+def make_files(folder):
+    car = pathlib.Path(EXAMPLE, "car.xml").read_bytes()
+    files = {
+        "car": car, "setup": pathlib.Path(EXAMPLE, "setup.xml").read_bytes(),
+        "newer": car.replace(b"<!--KrB3", b"<!--KrC0"), "broken": car[:5000], "empty": b"", "marked": b"\xef\xbb\xbf" + car,
+        "text": b"Dear reader", "table": b"Time,Speed\r\n0,1\r\n", "secret": car,
+    }
+    for name, content in files.items():
+        (folder / name).write_bytes(content)
+    (folder / "secret").chmod(0)
+    (folder / "directory").mkdir()
+    folder.chmod(0o755)  # to be looked at by others, not written
+
+
+REFUSED_FILES = {  # by all commands that read content, with code 3
+    "{newer}": "newer' is refused: .*saved using Orrery version 2021.0",
+    "{broken}": "broken' is refused: .*no element found, line ",
+    "{empty}": "empty' is refused: .*it is empty",
+    "{marked}": "marked' is refused: .*it begins with a byte order mark; save it as UTF-8 without one",
+    "{text}": "text' is refused: .*, invalid format",
+    "{directory}": "directory' is refused: it is a folder",
+    "/proc/self/mem": "/proc/self/mem' is refused: .*Input/output error",
+}
+FREE = "run", "--free", "--frames", "2", "--log-level", "error", "--no-log-file", "--plugins", PLUGINS
+STATE, RECORD = (*FREE, "{car}", "--save-state"), (*FREE, "{car}", "--record")
+CREATE = "create", "--plugins", PLUGINS, "--content", "Electric Car"
+REFUSALS = {
+    **{f"{command} {file}": Refusal([command, file], 3, message)
+       for file, message in REFUSED_FILES.items() for command in ("dump", "verify", "run")},
+    # --- commands and options
+    "no command": Refusal([], 2, "'run' and 'list' or one of those that work on files, is required"),
+    "unknown command": Refusal(["rnu"], 2, "not expected: rnu; did you mean 'run'"),
+    "unknown option": Refusal(["run", "{car}", "--secnds", "5"], 2, "not expected: --secnds; did you mean '--seconds'"),
+    "option with a wrong value": Refusal(["run", "{car}", "--frames", "0"], 2, "'0' is no whole number above 0"),
+    # --- types and plug-ins
+    "unknown type": Refusal(["run", "--content", "Sceen"], 2, "there is no type 'Sceen'; the nearest are 'Content.Scene', "),
+    "module as content": Refusal(["run", "--plugins", ACTORS, "--content", "Ender"], 2, "Actor.Ender .* choose it with --module"),
+    "content as module": Refusal(["run", "--module", "Scene"], 2, "Content.Scene .* choose it with --content"),
+    "no directory of plug-ins": Refusal(["run", "--plugins", "{directory}/a", "--content", "Scene"], 2, "directory/a' does not exist"),
+    "directory without plug-ins": Refusal(["list", "--plugins", "{directory}"], 2, "directory' holds no plug-in"),
+    "plug-in for another library": Refusal(["run", "--plugins", "{OtherVersion}", "--content", "Ox"], 2,
+                                           "OtherVersion.krp' was built for library 2019"),
+    "plug-in with an undefined symbol": Refusal(["run", "--plugins", "{Undefined}", "--content", "Ox", "--log-level", "off"], 4,
+                                                "(?s)notThere.*krsim: plug-in 'Undefined' cannot be loaded"),
+    "type whose constructor throws": Refusal(["run", "--plugins", "{Animals}", "--content", "Ox"], 1,
+                                             r"(?s)^(?!.*does not contain).*out of order.*krsim: Animal\.Ox .* cannot be made"),
+    # --- files to read
+    "no file": Refusal(["run", "{none}"], 2, "file '.*none' does not exist"),
+    "no state": Refusal([*FREE, "{car}", "--restore-state", "{none}"], 2, "file '.*none' does not exist"),
+    "content as a state": Refusal([*FREE, "{car}", "--restore-state", "{car}"], 3, "state '.*car' is refused: "),
+    "name that is too long": Refusal(["dump", "x" * 300], 2, "cannot be opened: File name too long"),
+    "file of another user": Refusal(["dump", "{secret}"], 2, "secret' cannot be opened: Permission denied", asNobody=True),
+    "setup behind content": Refusal([*FREE, "{car}", "{setup}"], 2, "setup' is a setup file, which stands first and alone"),
+    "all faults of several files": Refusal(["verify", "{broken}", "{newer}", "{car}", "{none}", "--plugins", PLUGINS], 3,
+                                           "(?s)no element found.*version 2021.0.*none' does not exist"),
+    "info of several files": Refusal(["info", "{empty}", "{directory}", "{marked}", "{car}"], 3,
+                                     "(?s)it is empty.*is a folder.*byte order mark.*car: XML, objects, "),
+    "preset without a setup": Refusal([*FREE, "{car}", "--preset", "Fast"], 2, "preset 'Fast' needs a setup file"),
+    "unknown preset": Refusal([*FREE, "{setup}", "--preset", "Fast"], 2, "there is no preset 'Fast'"),
+    "presets of content": Refusal(["preset", "{car}"], 2, "car' holds no setup"),
+    # --- files to write
+    "record over content": Refusal([*RECORD, "{car}"], 2, "car' is not written: .* holds objects; --force replaces it"),
+    "state over a table": Refusal([*STATE, "{table}"], 2, "table' is not written: .* holds a recorded table; --force"),
+    "graph over a text": Refusal(["graph", "{car}", "--plugins", PLUGINS, "--output", "{text}"], 2, "what krsim has not written; --force"),
+    "convert over content": Refusal(["convert", "{car}", "{car}", "--to", "json"], 2, "holds objects; --force replaces it"),
+    "recover over content": Refusal(["recover", "{broken}", "{car}"], 2, "holds objects; --force replaces it"),
+    "create over content": Refusal([*CREATE, "--setup", "{car}"], 2, "holds objects; --force replaces it"),
+    "create over a setup": Refusal([*CREATE, "--objects", "{setup}"], 2, "holds a setup or content; --force replaces it"),
+    "record of no field": Refusal([*RECORD, "{new}", "--record-field", "*.Sped"], 2, r"no field is of the pattern '\*.Sped'"),
+    "record into a device": Refusal([*RECORD, "/dev/null"], 1, "it is a device, pipe or socket; '-' writes to standard output"),
+    "record into a directory": Refusal([*RECORD, "{directory}"], 1, "record '.*directory' cannot be written: Is a directory"),
+    "record into no directory": Refusal([*RECORD, "{none}/a"], 1, "record '.*none/a' cannot be written: No such file"),
+    "record where it is not allowed": Refusal([*RECORD, "{new}"], 1, "record '.*new' cannot be written: Permission denied", asNobody=True),
+    "state into no directory": Refusal([*STATE, "{none}/a"], 1, "there is no folder '.*none'"),
+    "log into no directory": Refusal(["run", "{car}", "--plugins", PLUGINS, "--log-file", "{none}/a"], 1,
+                                     "log file '.*none/a.*' cannot be written: No such"),
+}
+NOBODY = 65534
+
+
 class Inputs(unittest.TestCase):
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory()
+        self.addCleanup(holder.cleanup)
+        self.folder = pathlib.Path(holder.name)
+
     def change(self, name, changes):
         text = pathlib.Path(EXAMPLE, name).read_text()
         for old, new in changes:
             text, count = re.subn(old, new, text)
             self.assertGreater(count, 0, f"'{old}' does not stand in {name}")
-        pathlib.Path(self.folder, name).write_text(text)
+        (self.folder / name).write_text(text)
 
-    def krsim(self, *arguments):
-        folders = "--plugins", PLUGINS, "--plugins", ACTORS
-        result = subprocess.run([KRSIM, *arguments, self.folder + "/setup.xml", *folders], stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    def krsim(self, *arguments, **more):
+        result = subprocess.run([KRSIM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                text=True, errors="replace", **more)
         return result.returncode, result.stdout
 
-    def test_rows(self):
-        run = "run", "--frames", "2", "--free", "--log-level", "warn"
-        for name, row in ROWS.items():
-            with tempfile.TemporaryDirectory() as self.folder:
-                self.change("setup.xml", row.setup)
-                self.change("car.xml", row.car)
-                for command, code in zip((("verify",), run, (*run, "--strict")), row.codes):
-                    with self.subTest(name, command=" ".join(command)):
-                        ended, printed = self.krsim(*command)
-                        self.assertEqual(ended, code, printed)
-                        self.assertRegex(printed, row.message)
-                        if row.codes == NOTHING:
-                            self.assertNotIn("WARN", printed)
+    def test_changes(self):
+        run = "run", "--frames", "2", "--free", "--log-level", "warn", "--no-log-file"
+        folders = "--plugins", PLUGINS, "--plugins", ACTORS
+        for name, row in CHANGES.items():
+            self.change("setup.xml", row.setup)
+            self.change("car.xml", row.car)
+            for command, code in zip((("verify",), run, (*run, "--strict")), row.codes):
+                with self.subTest(name, command=" ".join(command)):
+                    ended, printed = self.krsim(*command, str(self.folder / "setup.xml"), *folders)
+                    self.assertEqual(ended, code, printed)
+                    self.assertRegex(printed, row.message)
+                    if row.codes == NOTHING:
+                        self.assertNotIn("WARN", printed)
+
+    def resolve(self, argument):
+        if match := re.fullmatch(r"\{([A-Z]\w+)\}", argument):
+            folder = tempfile.TemporaryDirectory()
+            self.addCleanup(folder.cleanup)
+            os.link(f"{ZOO}/{match[1]}.krp", f"{folder.name}/{match[1]}.krp")
+            return folder.name
+        return re.sub(r"\{(\w+)\}", rf"{self.folder}/\1", argument)
+
+    def as_nobody(self):
+        """For subprocess: a user whom permissions keep out. Skips the test where there is none."""
+        if os.geteuid() != 0:
+            return {}
+        user = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+        try:
+            if self.krsim("--version", **user)[0] == 0:
+                return user
+        except OSError:
+            pass
+        self.skipTest("this is root, and another user may not run krsim here")
+
+    def test_refusals(self):
+        make_files(self.folder)
+        before = {each.name: each.read_bytes() for each in self.folder.iterdir() if each.is_file()}
+        for name, row in REFUSALS.items():
+            with self.subTest(name):
+                user = self.as_nobody() if row.asNobody else {}
+                ended, printed = self.krsim(*map(self.resolve, row.arguments), **user)
+                self.assertEqual(ended, row.code, printed)
+                self.assertEqual(len(re.findall(row.message, printed)), 1, printed)
+                after = {each.name: each.read_bytes() for each in self.folder.iterdir() if each.is_file()}
+                self.assertEqual(after, before)
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@ import pty
 import re
 import resource
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -19,8 +20,24 @@ def actor(name, *more):
     return ["run", "--plugins", ACTORS, "--module", name, "--free", *more]
 
 
-# name: (arguments, exit code, what it prints, what it complains of); "{folder}" is an empty one, "{Name}" one that
-# holds this plug-in of the zoo only
+def damage_relocations(plugin):
+    """Lets each relocation of this ELF file of 64 bits write to a place outside of it."""
+    damaged = bytearray(plugin)
+    table, = struct.unpack_from("<Q", plugin, 0x28)             # e_shoff
+    size, count = struct.unpack_from("<HH", plugin, 0x3A)       # e_shentsize, e_shnum
+    for section in range(table, table + size * count, size):
+        kind, = struct.unpack_from("<I", plugin, section + 4)   # sh_type
+        if kind != 4:                                           # SHT_RELA
+            continue
+        offset, length = struct.unpack_from("<QQ", plugin, section + 0x18)
+        for entry in range(offset, offset + length, 24):
+            struct.pack_into("<Q", damaged, entry, 0x10000000000)  # r_offset
+    return bytes(damaged)
+
+
+# name: (arguments, exit code, what it prints, what it complains of); "{folder}" is an empty one, "{hostile/Name}" one that
+# holds this plug-in of the zoo only, "{damaged/Name}" one with a copy whose relocations are damaged.
+# What krsim refuses is in inputs_test.py.
 RUNS = {
     "frames": (["run", "--content", "Scene", "--free", "--frames", "5"], 0, "krsim: all frames run: 5 frames, 0.083 s simulated", ""),
     "seconds": (["run", "--content", "Content.Scene", "--rate", "10", "--free", "--seconds", "2.04"], 0,
@@ -57,6 +74,12 @@ RUNS = {
     "list a plug-in that hangs": (["list", "--plugins", "{hostile/Hangs}", "--limit", "0.1"], 0,
                                   "Hangs.krp\\) is skipped: it takes more than 0.1 s to load\nKrFoundationPlugin", "registers"),
     "list a plug-in that exits": (["list", "--plugins", "{hostile/Exits}"], 0, "Exits.krp\\) ends the process that loads it: exit\\(0\\)", ""),
+    "list a plug-in that exits quickly": (["list", "--plugins", "{hostile/QuickExits}"], 0,
+                                          "QuickExits.krp\\) ends the process that loads it: exit\\(3\\)", ""),
+    "list a plug-in with damaged relocations": (["list", "--plugins", "{damaged/Animals}"], 0,
+                                                "Animals.krp\\) ends the process that loads it: Segmentation fault", ""),
+    "recorded getter that answered NaN": (actor("Dipper", "--frames", "7", "--record", "{folder}/table"), 1,
+                                          r"failures: 1\n  Dipper.Outputs.Level: became NaN in frame 3 \(0.050 s\)\n$", ""),
     "crash": (actor("Crasher"), 139, "",
               r"krsim: crash: SIGSEGV \(Segmentation fault\) at address 0x40, frame 3 \(0\.050 s\)\n"
               r"krsim: in onUpdate of 'Crasher' \(Actor\.Crasher of plug-in 'FaultyActors'\)\n"
@@ -67,19 +90,13 @@ RUNS = {
     "exit in a callback": (actor("Quitter"), 1, "", r"exit\(\) was called in onUpdate of 'Quitter' \(.*, frame 3 \(0\.050 s\), before the end"),
     "exit while registering": (["run", "--plugins", "{hostile/Exits}", "--content", "Ox"], 1, "",
                                r"exit\(\) was called in registration of types of '\S*/Exits\.krp', before the first frame"),
+    "quick_exit in a callback": (actor("QuickQuitter"), 1, "", r"quick_exit\(\) was called in onUpdate of 'QuickQuitter' \(.*, frame 3 "),
+    "quick_exit while registering": (["run", "--plugins", "{hostile/QuickExits}", "--content", "Ox"], 1, "",
+                                     r"quick_exit\(\) was called in registration of types of '\S*/QuickExits\.krp', before the first"),
+    "damaged relocations": (["run", "--plugins", "{damaged/Animals}", "--content", "Ox"], 139, "",
+                            r"crash: SIGSEGV .*, before the first frame\nkrsim: in static initialisers of '\S*/Animals\.krp'"),
     "version": (["--version"], 0, r"^krsim \d+\.\d+\.\d+\n$", "^$"),
     "help": (["run", "--help"], 0, "--seconds.*Examples:", "^$"),
-    "no subcommand": ([], 2, "", "'run' and 'list' or one of those that work on files, is required"),
-    "unknown type": (["run", "--content", "Sceen"], 2, "", "krsim: there is no type 'Sceen'; the nearest are 'Content.Scene', "),
-    "no directory": (["run", "--plugins", "{folder}/a", "--content", "Scene"], 2, "", "'.*/a' does not exist"),
-    "no plug-ins": (["list", "--plugins", "{folder}"], 2, "", "'.*' holds no plug-in"),
-    "module as content": (["run", "--plugins", ACTORS, "--content", "Ender"], 2, "", "Actor.Ender .* choose it with --module"),
-    "content as module": (["run", "--module", "Scene"], 2, "", "Content.Scene .* choose it with --content"),
-    "other version": (["run", "--plugins", "{OtherVersion}", "--content", "Ox"], 2, "", "OtherVersion.krp' was built for library 2019"),
-    "undefined symbol": (["run", "--plugins", "{Undefined}", "--content", "Ox", "--log-level", "off"], 4, "",
-                         "notThere.*krsim: plug-in 'Undefined' cannot be loaded"),
-    "throwing type": (["run", "--plugins", "{Animals}", "--content", "Ox"], 1, "", r"^(?!.*does not contain).*out of order.*krsim: Animal\.Ox .* cannot be made"),
-    "log file": (["run", "--content", "Scene", "--log-file", "{folder}/a/b"], 1, "", "log file '.*/a/b.*' cannot be written: No such"),
 }
 
 
@@ -97,9 +114,11 @@ class Krsim(unittest.TestCase):
         return process
 
     def resolve(self, argument):
-        if match := re.fullmatch(r"\{((?:hostile/)?[A-Z]\w+)\}", argument):
+        if match := re.fullmatch(r"\{(?:(damaged|hostile)/)?([A-Z]\w+)\}", argument):
             folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
-            os.link(f"{ZOO}/{match[1]}.krp", folder / pathlib.Path(f"{match[1]}.krp").name)
+            source = pathlib.Path(ZOO, "hostile" if match[1] == "hostile" else "", f"{match[2]}.krp")
+            content = source.read_bytes()
+            (folder / source.name).write_bytes(damage_relocations(content) if match[1] == "damaged" else content)
             return str(folder)
         return argument.replace("{folder}", tempfile.mkdtemp(dir=self.folder))
 
