@@ -95,6 +95,18 @@ TEST(ConnectionsAsContent, AreEnabledAndDisabledTogetherAndOneByOne) {
     EXPECT_THAT(set(5.0), ElementsAre(5.0, 5.0));
 }
 
+TEST(ConnectionsAsContent, ThatCannotBeMadeAreErrorsWithTheReason) {
+    const Wired wired;
+    auto* colour = wired.other->addInput("Colour", Types::kColor);
+    wired.container().add(*motorOf(wired.one).speed.getField(), *colour);
+    const LogCapture log;
+    wired.application->add(wired.wiring.get());
+    EXPECT_THAT(log.lines(),
+                ElementsAre(testing::AllOf(
+                    testing::StartsWith("3 Wiring: 'One.Outputs.Speed' -> 'Other.Inputs.Colour' is not connected: "),
+                    testing::HasSubstr("Color"))));
+}
+
 TEST(ConnectionsAsContent, WhoseEndsAreMissingAreErrorsUntilContentComes) {
     const Wired wired;
     auto& container = wired.container();
