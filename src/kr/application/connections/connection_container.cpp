@@ -235,9 +235,10 @@ void ConnectionContainer::_make(std::size_t index) {
         return _report(index, entry.describe() + " is not connected: " +
                                   (source == nullptr ? "the source" : "the sink") + " does not exist");
     }
+    // Found before observers of the first transfer may destroy the fields.
+    const auto reason = Kr::explainRefusal(*source, *sink, entry.isQueued());
     auto made = entry.create(*source, *sink, enabled);
     if (!made) {
-        const auto reason = Kr::explainRefusal(*source, *sink, entry.isQueued());
         return _report(index, entry.describe() + " is not connected: " +
                                   (reason.empty() ? "these fields take no gain and offset" : reason));
     }
