@@ -141,10 +141,11 @@ void Loader::_apply(const std::string& name, const KrFile& file) {
     const auto setup = KrSetupSection::find(file);
     if (!_prepare(name, *setup)) return;
     _application.applySetup(setup);
-    append(_loaded.fileFindings, checkModules(_application, *setup));
     for (const auto& each : setup->_getObjectProxy()->_getExtensions())
         if (const auto record = KrSim::readModuleRecord(*each)) _noteMissing(record->key);
     for (const auto* section : file.getSections()) {
+        if (const auto* setupSection = dynamic_cast<const KrSetupSection*>(section))
+            append(_loaded.fileFindings, checkModules(_application, *setupSection));
         const auto* list = dynamic_cast<const KrContentListSection*>(section);
         if (list == nullptr) continue;
         append(_names, list->getFiles());
