@@ -14,6 +14,7 @@
 #include "benchmarks/bare_units.h"
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/module_of.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/typed_field.h"
@@ -66,12 +67,20 @@ public:
     }
 };
 
+/// The same with the module that authors write.
+class TypedStepper final : public KrSim::ModuleOf<Unit> {
+public:
+    explicit TypedStepper(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, 1) {}
+    void onStep(Unit& unit, double) override { unit.update(); }
+};
+
+template <class StepperModule>
 struct World {
     explicit World(std::int64_t count) {
         application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
         application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
         const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-        application->insertModule(Module(new Stepper(proxy.get())));
+        application->insertModule(Module(new StepperModule(proxy.get())));
         for (std::int64_t i = 0; i < count; ++i) {
             const auto extension = Kr::makeSmart<KrExtension>();
             units.push_back(new Unit(extension.get()));
@@ -88,13 +97,15 @@ struct World {
 };
 
 /// Made once for all runs; never destroyed.
-const World& sharedWorld(std::int64_t count) {
-    static auto& worlds = *new std::map<std::int64_t, World>;
+template <class StepperModule>
+const World<StepperModule>& sharedWorld(std::int64_t count) {
+    static auto& worlds = *new std::map<std::int64_t, World<StepperModule>>;
     return worlds.try_emplace(count, count).first->second;
 }
 
-void BM_Frame(benchmark::State& state) {
-    const World& world = sharedWorld(state.range(0));
+template <class StepperModule>
+void runFrames(benchmark::State& state) {
+    const auto& world = sharedWorld<StepperModule>(state.range(0));
     world.application->update();
     const auto before = kr_benchmark::allocations();
     for (auto _ : state) {
@@ -106,9 +117,16 @@ void BM_Frame(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+void BM_Frame(benchmark::State& state) {
+    runFrames<Stepper>(state);
+}
+void BM_TypedFrame(benchmark::State& state) {
+    runFrames<TypedStepper>(state);
+}
+
 /// The application itself: a frame without content.
 void BM_EmptyFrame(benchmark::State& state) {
-    const World world(0);
+    const World<Stepper> world(0);
     for (auto _ : state) {
         world.application->update();
     }
@@ -118,7 +136,7 @@ void BM_EmptyFrame(benchmark::State& state) {
 /// From nothing to the end of the first frame, and down again.
 void BM_Start(benchmark::State& state) {
     for (auto _ : state) {
-        const World world(state.range(0));
+        const World<Stepper> world(state.range(0));
         world.application->update();
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -194,6 +212,7 @@ void BM_QtFrame(benchmark::State& state) {
 #endif
 
 BENCHMARK(BM_Frame)->Arg(10'000)->Arg(100'000);
+BENCHMARK(BM_TypedFrame)->Arg(10'000);
 BENCHMARK(BM_BareFrame)->Arg(10'000)->Arg(100'000);
 #ifdef KR_HAVE_SIGC
 BENCHMARK(BM_SigcFrame)->Arg(10'000);

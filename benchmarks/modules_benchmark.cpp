@@ -11,8 +11,10 @@
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_modules.h"
+#include "kr/application/application.h"
 #include "kr/application/context/application_context.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/module_of.h"
 #include "kr/application/modules/simulator_module_sequence.h"
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/smart_interface.h"
@@ -142,6 +144,79 @@ void BM_SteadyFrame(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(BM_SteadyFrame)->Arg(10000);
+
+/// A step of a few instructions, so that the walk over the units is most of the time.
+class Rotor final : public KrSim::IExtension {
+public:
+    explicit Rotor(KrExtension* proxy) : IExtension(proxy, 1) {}
+    void step(double seconds) {
+        _angle += _speed * seconds;
+        _speed -= 0.1 * _speed * seconds;
+        ++steps;
+    }
+    std::int64_t steps{0};
+
+private:
+    double _angle{0.0};
+    double _speed{100.0};
+};
+
+/// The loop that authors wrote by hand.
+class HandWritten final : public KrSim::ISimulatorModule {
+public:
+    explicit HandWritten(KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
+    void onExtensionAdded(KrExtension* extension) override {
+        if (extension->getImplementationAs<Rotor>() != nullptr) _addManagedExtension(extension);
+    }
+    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
+    void onUpdate(eApplicationMode mode) override {
+        if (mode != eApplicationMode::kSimulating) return;
+        const double seconds = getApplicationContext().getSimulationTimeStep();
+        _sortManagedExtensions();
+        for (const auto& each : getManagedExtensions())
+            static_cast<Rotor*>(each->getImplementation())->step(seconds);
+    }
+};
+
+class Typed final : public KrSim::ModuleOf<Rotor> {
+public:
+    explicit Typed(KrSimulatorModule* proxy) : ModuleOf(proxy, 1) {}
+    void onStep(Rotor& rotor, double seconds) override { rotor.step(seconds); }
+};
+
+/// Updates of one module with so many units; nothing changes.
+template <class StepperModule>
+void runSteps(benchmark::State& state) {
+    const auto application = KrSim::KrApplication::create();
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    application->setApplicationMode(eApplicationMode::kSimulating);
+    const auto proxy = Kr::makeSmart<KrSimulatorModule>();
+    application->insertModule(Module(new StepperModule(proxy.get())));
+    std::vector<Rotor*> rotors;
+    for (std::int64_t i = 0; i < state.range(0); ++i) {
+        const auto extension = Kr::makeSmart<KrExtension>();
+        rotors.push_back(new Rotor(extension.get()));
+        application->add(extension.get());
+    }
+    application->update();
+    const auto before = kr_benchmark::allocations();
+    for (auto _ : state) {
+        proxy->update(eApplicationMode::kSimulating);
+    }
+    state.counters["allocations"] = static_cast<double>(kr_benchmark::allocations() - before);
+    if (rotors.back()->steps != state.iterations() + 1) state.SkipWithError("steps were lost");
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void BM_HandWrittenSteps(benchmark::State& state) {
+    runSteps<HandWritten>(state);
+}
+BENCHMARK(BM_HandWrittenSteps)->Arg(10000);
+
+void BM_TypedSteps(benchmark::State& state) {
+    runSteps<Typed>(state);
+}
+BENCHMARK(BM_TypedSteps)->Arg(10000);
 
 /// Content comes, is simulated for a frame and goes again, in the order in which it came.
 void BM_OfferAndWithdraw(benchmark::State& state) {

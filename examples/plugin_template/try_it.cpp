@@ -15,14 +15,17 @@ int main(int count, char** arguments) {
     std::printf("%s accelerates with %s m/s2\n", vehicle->getName().c_str(),
                 vehicle->getOutput("Acceleration")->toString().c_str());
 
-    // An application does this with its modules, frame by frame.
+    // The module steps the vehicle, frame by frame, in an application that simulates.
     const KrSim::KrFactoryKey trafficKey("b53058a4-f899-4c88-9733-147b6482f00e", "Simulation", "Road Traffic",
                                          "RoadVehicle");
-    const auto traffic =
-        Kr::dynamicPointerCast<KrSim::KrSimulatorModule>(KrSim::KrExtensionFactory::create(trafficKey));
+    const auto traffic = KrSim::KrExtensionFactory::create(trafficKey);
     if (!traffic) return 1;
-    traffic->addExtension(vehicle);
-    for (int frame = 0; frame < 100; ++frame)
-        traffic->update(KrSim::eApplicationMode::kSimulating);
+    const auto application = KrSim::KrApplication::create();
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);  // as fast as it goes
+    application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
+    application->insertModule(
+        KrSim::KrSmartInterface<KrSim::ISimulatorModule>(traffic->getImplementationAs<KrSim::ISimulatorModule>()));
+    application->add(vehicle.get());
+    application->run({.seconds = 2.0});
     std::printf("after 2 s it does %.2f m/s\n", vehicle->getOutput("Speed")->as<double>()->getValue());
 }

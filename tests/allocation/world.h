@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "kr/application/application.h"
-#include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/module_of.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_factory.h"
 #include "kr/extension/i_object.h"
@@ -47,15 +47,12 @@ public:
 };
 
 /// Manages every part that comes, and is restored before the content.
-class Worker final : public KrSim::ISimulatorModule {
+class Worker final : public KrSim::ModuleOf<Part> {
 public:
     using Priority = KrSim::IExtensionState::eRestoreStatePriority;
 
-    explicit Worker(KrSim::KrSimulatorModule* proxy) : ISimulatorModule(proxy, 1) {}
-    void onExtensionAdded(KrExtension* extension) override {
-        if (extension->getImplementationAs<Part>() != nullptr) _addManagedExtension(extension);
-    }
-    void onExtensionRemoved(KrExtension* extension) override { _removeManagedExtension(extension); }
+    explicit Worker(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, 1) {}
+    void onStep(Part&, double) override {}
     [[nodiscard]] Priority getRestoreStatePriority() const override { return Priority::kBeforeContent; }
     void onStateSave(std::ostream& state) override { state << shift; }
     void onStateRestore(std::istream& state) override { state >> shift; }

@@ -43,6 +43,7 @@ using ApplicationPtr = Kr::KrSmartPtr<KrApplication>;
 ApplicationPtr makeApplication() {
     auto application = KrApplication::create();
     application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
     return application;
 }
 
@@ -71,7 +72,7 @@ struct World {
     Kr::KrSimQueuedConnection feedback{mass->height.getField(), mass->spring.getField()};
 
     World() {
-        application->insertModule(test_support::makeSteppingModule<Mass>([](Mass& each) { each.step(1.0 / 60.0); }));
+        application->insertModule(test_support::makeSteppingModule<Mass>(&Mass::step));
         mass->height.getField()->setValue(0.5);
         mass->height.getField()->setValue(0.25);
         application->add(extension.get());

@@ -124,7 +124,8 @@ public:
 void live(int index, int life) {
     const auto application = KrApplication::create();
     application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
-    application->insertModule(test_support::makeSteppingModule<Mass>([](Mass& mass) { mass.step(); }));
+    application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
+    application->insertModule(test_support::makeSteppingModule<Mass>([](Mass& mass, double) { mass.step(); }));
     const auto first = makeMass();
     const auto second = makeMass();
     const Kr::KrSimQueuedConnection feedback(massOf(first).height.getField(), massOf(first).spring.getField());

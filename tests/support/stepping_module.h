@@ -3,28 +3,21 @@
 #include <functional>
 #include <utility>
 
-#include "kr/application/modules/i_simulator_module.h"
-#include "kr/extension/extension.h"
+#include "kr/application/modules/module_of.h"
 #include "kr/extension/smart_interface.h"
 
 namespace test_support {
 
-/// Manages every extension of the content, and in each update calls `step` with each that is a Unit, in their order.
+/// Calls `step` with each Unit of the content, in their order, while the application simulates.
 template <class Unit>
-class SteppingModule : public KrSim::ISimulatorModule {
+class SteppingModule : public KrSim::ModuleOf<Unit> {
 public:
-    using Step = std::function<void(Unit&)>;
+    using Step = std::function<void(Unit&, double seconds)>;
 
-    SteppingModule(KrSim::KrSimulatorModule* proxy, Step step) : ISimulatorModule(proxy, 1), _step(std::move(step)) {}
+    SteppingModule(KrSim::KrSimulatorModule* proxy, Step step)
+        : KrSim::ModuleOf<Unit>(proxy, 1), _step(std::move(step)) {}
 
-    void onExtensionAdded(KrSim::KrExtension* extension) override { _addManagedExtension(extension); }
-    void onExtensionRemoved(KrSim::KrExtension* extension) override { _removeManagedExtension(extension); }
-    void onUpdate(KrSim::eApplicationMode) override {
-        _sortManagedExtensions();
-        for (const auto& each : getManagedExtensions()) {
-            if (auto* unit = each->template getImplementationAs<Unit>()) _step(*unit);
-        }
-    }
+    void onStep(Unit& unit, double seconds) override { _step(unit, seconds); }
 
 private:
     Step _step;

@@ -60,9 +60,8 @@ using Holder = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
 class Stepper final : public test_support::SteppingModule<Unit> {
 public:
     explicit Stepper(KrSim::KrSimulatorModule* proxy)
-        : SteppingModule(proxy, [this](Unit& unit) { unit.step(getApplication()->getSimulationTimeStep()); }) {}
-    void onUpdate(KrSim::eApplicationMode mode) override {
-        SteppingModule::onUpdate(mode);
+        : SteppingModule(proxy, [](Unit& unit, double seconds) { unit.step(seconds); }) {}
+    void onAfterSteps(double) override {
         if (const auto action = std::exchange(inUpdate, {})) action();
         if (onEachUpdate) onEachUpdate();
     }

@@ -54,8 +54,8 @@ bool ISimulatorModule::_removeManagedExtension(KrExtension* extension) {
     return _moduleProxy != nullptr && _moduleProxy->_removeManagedExtension(extension);
 }
 
-void ISimulatorModule::_sortManagedExtensions() {
-    if (_moduleProxy != nullptr) _moduleProxy->_sortManagedExtensions();
+bool ISimulatorModule::_sortManagedExtensions() {
+    return _moduleProxy != nullptr && _moduleProxy->_sortManagedExtensions();
 }
 
 }  // namespace KrSim

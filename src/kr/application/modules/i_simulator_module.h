@@ -70,7 +70,7 @@ protected:
     [[nodiscard]] const KrSimulatorModule::Extensions& getManagedExtensions() const;
     bool _addManagedExtension(KrExtension* extension);
     bool _removeManagedExtension(KrExtension* extension);
-    void _sortManagedExtensions();
+    bool _sortManagedExtensions();
 
 private:
     KrSimulatorModule* _moduleProxy;

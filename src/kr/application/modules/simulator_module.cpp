@@ -180,22 +180,24 @@ void KrSimulatorModule::_releaseManagedExtensions() {
     // A callback may manage others meanwhile.
     while (!_managed->items().isEmpty()) {
         const auto released = _managed->takeAll();
+        _needsSorting = true;
         for (const auto& each : released)
             _countDown(each.get());
     }
-    _needsSorting = false;
 }
 
-void KrSimulatorModule::_sortManagedExtensions() {
+bool KrSimulatorModule::_sortManagedExtensions() {
     const Kr::ProfilingSection section("Modules", "SortManagedExtensions");
     auto& sorter = KrExtensionSorter::instance();
     sorter.build();
     // Before the sorting: should another thread change the graph meanwhile, the list is sorted again next time.
     const auto version = sorter.getLastBuildNumber();
-    if (!_needsSorting && version == _sorterVersion) return;
-    _needsSorting = false;
+    if (!_needsSorting && version == _sorterVersion) return false;
+    _needsSorting = true;  // as long as it is not done, should memory run out
     _sorterVersion = version;
     sorter.sortExtensions(_managed->edit());
+    _needsSorting = false;
+    return true;
 }
 
 // --- State and copies ----------------------------------------------------------------------------------------------

@@ -90,8 +90,9 @@ protected:
     /// Takes the extension out, once; the last one to do so makes it inactive. False when it is not managed here.
     bool _removeManagedExtension(KrExtension* extension);
     /// Puts the managed extensions in the order in which they must run. One comparison while neither they nor the
-    /// graph of connections changed, so call it in every frame.
-    void _sortManagedExtensions();
+    /// graph of connections changed, so call it in every frame. \return  whether they or their order may be others than
+    /// after the call before.
+    bool _sortManagedExtensions();
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
 
 private:

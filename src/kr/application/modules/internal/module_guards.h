@@ -37,6 +37,14 @@ inline constexpr Kr::GuardTexts kOnModuleStateSave{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onStateSave() [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' onStateSave()\n", "onStateSave"};
 
+// The work of ModuleOf on one extension; the second name is that of the module.
+inline constexpr Kr::GuardTexts kOnStep{Kr::eLogLevel::kWarn,
+                                        "KrSimulatorModule: fatal error in '%s' onStep of '%s' [%s]\n",
+                                        "KrSimulatorModule: unhandled exception in '%s' onStep of '%s'\n", "onStep"};
+inline constexpr Kr::GuardTexts kOnUnitWork{
+    Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' forEach of '%s' [%s]\n",
+    "KrSimulatorModule: unhandled exception in '%s' forEach of '%s'\n", "forEach"};
+
 // When the pass of a module throws past the callback. The parentheses behind a signature are part of the text.
 
 #define KR_PASS_GUARD(pass)                                                                    \

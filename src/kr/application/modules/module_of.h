@@ -1,0 +1,162 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "kr/application/context/application_modes.h"
+#include "kr/application/modules/i_simulator_module.h"
+#include "kr/extension/extension.h"
+#include "kr/platform/export.h"
+#include "kr/platform/guard.h"
+#include "kr/platform/smart_ptr.h"
+
+namespace KrSim {
+
+namespace detail {
+
+/// A managed extension as the type of a module has it.
+struct ManagedUnit {
+    KrExtension* extension{nullptr};
+    IExtension* implementation{nullptr};
+    void* unit{nullptr};  // null when the implementation is of another type
+};
+
+/// What is logged when a step, or other work on a unit, throws.
+KR_API extern const Kr::GuardTexts kUnitStepTexts;
+KR_API extern const Kr::GuardTexts kUnitWorkTexts;
+
+/// What ModuleOf does for every type: the list of units in execution order, and walks over it during which units come
+/// and go. Its names begin with an underscore, so that they hide none of an author's.
+class KR_API UnitModule : public ISimulatorModule {
+public:
+    void onExtensionAdded(KrExtension* extension) override;
+    void onExtensionRemoved(KrExtension* extension) override;
+    void onUpdate(eApplicationMode mode) final;
+
+protected:
+    using ISimulatorModule::ISimulatorModule;
+    ~UnitModule() override;
+
+    [[nodiscard]] std::size_t _unitCount() const noexcept { return _units.size(); }
+    /// Null for an extension that was removed during the walk and for one whose implementation is of another type now.
+    [[nodiscard]] void* _unitAt(std::size_t index) {
+        ManagedUnit& unit = _units[index];
+        if (unit.extension != nullptr && unit.extension->getImplementation() != unit.implementation) _findAgain(unit);
+        return unit.unit;
+    }
+    [[nodiscard]] KrExtension* _extensionAt(std::size_t index) const noexcept { return _units[index].extension; }
+    [[nodiscard]] Kr::GuardedPair _namesOf(const KrExtension& extension) const;
+    /// Seconds that the frame simulates; 0 where nothing is to be stepped.
+    [[nodiscard]] double _getStepSeconds(eApplicationMode mode) const;
+
+private:
+    friend class UnitWalk;
+
+    /// The implementation of the extension as a unit; null when it is none.
+    [[nodiscard]] virtual void* _findUnit(const KrExtension& extension) const = 0;
+    virtual void _stepAll(double seconds) = 0;
+
+    // What is managed is decided here alone, and always in order.
+    using ISimulatorModule::_addManagedExtension;
+    using ISimulatorModule::_removeManagedExtension;
+    using ISimulatorModule::_sortManagedExtensions;
+
+    void _findAgain(ManagedUnit& unit) const;
+    void _bringUpToDate();
+    void _listUnits();
+
+    std::vector<ManagedUnit> _units;
+    bool _isUpToDate{false};
+    std::vector<Kr::KrSmartPtr<KrExtension>> _removed;  // during walks; alive until the last one ends
+    int _walks{0};
+};
+
+/// Keeps the list of units as it is while it lives, but for those that are removed: they become null. The outermost
+/// walk brings the list up to date first, in execution order.
+class KR_API UnitWalk {
+public:
+    explicit UnitWalk(UnitModule& module);
+    UnitWalk(const UnitWalk&) = delete;
+    UnitWalk& operator=(const UnitWalk&) = delete;
+    ~UnitWalk();
+
+private:
+    UnitModule& _module;
+};
+
+}  // namespace detail
+
+/// Base of a module that simulates all extensions whose implementation is a T: it manages them, keeps them in execution
+/// order and steps each once in a frame.
+///
+///     class RoadTraffic final : public KrSim::ModuleOf<RoadVehicle> {
+///     public:
+///         static constexpr int kVersion = 1;
+///         explicit RoadTraffic(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, kVersion) {}
+///
+///         void onStep(RoadVehicle& vehicle, double seconds) override { vehicle.step(seconds); }
+///     };
+///
+/// Other work of a frame goes into onPreUpdate and onPostUpdate, with stepEach or forEach. An override of
+/// onExtensionAdded or onExtensionRemoved calls the one of ModuleOf.
+/// An exception that leaves the work on one unit is logged as a warning that names its extension and the module; the
+/// work on the other units is done all the same.
+///
+/// Units may be added and removed during a walk over them: an added one is part of the next walk, a removed one is
+/// skipped and lives until the walk ends.
+/// Thread: the application thread. A frame without changes of units and connections allocates nothing.
+///
+/// \tparam T  class of the implementations, or a base of them that need not derive from IExtension. Complete here.
+template <class T>
+class ModuleOf : public detail::UnitModule {
+protected:
+    /// See ISimulatorModule: the version of the saved data, and priorities in the three passes.
+    ModuleOf(KrSimulatorModule* proxy, int version) : UnitModule(proxy, version) {}
+    ModuleOf(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate)
+        : UnitModule(proxy, version, preUpdate, update, postUpdate) {}
+
+    /// Simulates one unit: in the update pass of each frame in simulating mode, sources of connections before their
+    /// sinks. Not called in other modes, while the application is paused, and outside of an application.
+    /// \param seconds  simulated time of the step, above 0: the time step of the application.
+    virtual void onStep(T& unit, double seconds) = 0;
+    /// Before the first and after the last onStep of a frame, also when the module has no units: for work on all of
+    /// them together. An exception of onBeforeSteps drops the steps of the frame.
+    virtual void onBeforeSteps([[maybe_unused]] double seconds) {}
+    virtual void onAfterSteps([[maybe_unused]] double seconds) {}
+
+    /// Calls work(T& unit) for each unit in execution order, in any mode. Walks may be nested.
+    template <class Work>
+    void forEach(const Work& work) {
+        _walk(detail::kUnitWorkTexts, work);
+    }
+    /// Calls work(T& unit, double seconds) likewise, in those frames only in which onStep is called. For onPreUpdate
+    /// and onPostUpdate, with their mode.
+    template <class Work>
+    void stepEach(eApplicationMode mode, const Work& work) {
+        const double seconds = _getStepSeconds(mode);
+        if (seconds > 0.0) _walk(detail::kUnitWorkTexts, [&](T& unit) { work(unit, seconds); });
+    }
+
+private:
+    [[nodiscard]] void* _findUnit(const KrExtension& extension) const final {
+        return extension.template getImplementationAs<T>();
+    }
+    void _stepAll(double seconds) final {
+        onBeforeSteps(seconds);
+        _walk(detail::kUnitStepTexts, [&](T& unit) { onStep(unit, seconds); });
+        onAfterSteps(seconds);
+    }
+    template <class Work>
+    void _walk(const Kr::GuardTexts& texts, const Work& work) {
+        const detail::UnitWalk walk(*this);
+        for (std::size_t i = 0; i < _unitCount(); ++i) {
+            auto* unit = static_cast<T*>(_unitAt(i));
+            if (unit == nullptr) continue;
+            const auto& extension = *_extensionAt(i);
+            Kr::callGuarded(
+                texts, [&] { return _namesOf(extension); }, [&] { work(*unit); }, &extension);
+        }
+    }
+};
+
+}  // namespace KrSim
