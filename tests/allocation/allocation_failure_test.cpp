@@ -202,7 +202,7 @@ class CreateApplication final : public Operation {
     [[nodiscard]] std::string describe() const override {
         return application ? std::to_string(application->getExtensionCount()) : "none";
     }
-    test_support::ManualClock clock;
+    Kr::ManualClock clock;
     test_support::DispatcherScope dispatcher;
     KrSmartPtr<KrSim::KrApplication> application;
 };

@@ -10,8 +10,8 @@
 #include "kr/extension/i_object.h"
 #include "kr/extension/object.h"
 #include "kr/extension/typed_field.h"
+#include "kr/platform/manual_clock.h"
 #include "tests/support/dispatcher_scope.h"
-#include "tests/support/manual_clock.h"
 #include "tests/support/temporary_folder.h"
 
 /// A small world of every kind of thing that an operation could leave half done, and its description as a text.
@@ -88,7 +88,7 @@ struct Simulation {
     /// An event with a payload that needs memory of its own.
     void sendLater(int number, double delaySeconds) const;
 
-    test_support::ManualClock clock;
+    Kr::ManualClock clock;
     test_support::DispatcherScope dispatcher;
     KrSmartPtr<KrSim::KrApplication> application;
     Worker* worker{nullptr};

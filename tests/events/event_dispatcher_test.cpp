@@ -1,4 +1,5 @@
 #include "kr/events/event_dispatcher.h"
+#include "kr/platform/manual_clock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/manual_clock.h"
 
 namespace event_dispatcher_test {
 
@@ -53,7 +53,7 @@ protected:
         return ids;
     }
 
-    test_support::ManualClock clock;
+    Kr::ManualClock clock;
     std::vector<std::string> log;
     test_support::DispatcherScope scope;
 };
@@ -251,7 +251,7 @@ TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
     KrEventDispatcher::preUpdate();
     EXPECT_THAT(log, ElementsAre("a1", "a2", "a4"));
 
-    test_support::ManualClock other;
+    Kr::ManualClock other;
     other.sleep(5000.0);
     KrEventDispatcher::_setClock(&other);
     log.clear();

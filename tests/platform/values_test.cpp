@@ -18,6 +18,7 @@
 #include "kr/platform/clock.h"
 #include "kr/platform/crc32.h"
 #include "kr/platform/fixed_string.h"
+#include "kr/platform/manual_clock.h"
 #include "kr/platform/murmur_hash3.h"
 #include "kr/platform/nearest_name.h"
 #include "kr/platform/process.h"
@@ -26,7 +27,6 @@
 #include "kr/platform/timer.h"
 #include "kr/platform/unique_names.h"
 #include "kr/platform/uuid.h"
-#include "tests/support/manual_clock.h"
 
 namespace values_test {
 
@@ -155,7 +155,7 @@ TEST(UniqueNames, NumbersFromTwoAndReusesTheLowestFreeOneLikeAPlainSearch) {
 }
 
 TEST(Clock, TimerRunsOnAnyClock) {
-    test_support::ManualClock clock;
+    Kr::ManualClock clock;
     Kr::Timer timer(clock);
     clock.sleep(1.5);
     EXPECT_EQ(timer.getElapsedSeconds(), 1.5);

@@ -23,11 +23,11 @@
 #include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
 #include "kr/events/sim_event.h"
+#include "kr/platform/manual_clock.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/in_process_event_channel.h"
-#include "tests/support/manual_clock.h"
 #include "tests/support/temporary_folder.h"
 
 namespace error_manager_test {
@@ -192,7 +192,7 @@ TEST_F(ErrorHandling, OthersHearErrorsAlwaysAndTheRestWhileDispatchIsOn) {
 TEST_F(ErrorHandling, AFatalMessageLeavesTheProcessBeforeItsEnd) {
     static std::string told;
     told.clear();
-    test_support::ManualClock clock;
+    Kr::ManualClock clock;
     const double start = clock.getSeconds();
     const auto listener = KrErrorHandler::registerListener([](const std::string& text) { told = text; });
     KrErrorHandler::_setFatalEnd(&clock, [](int status) { told += "status " + std::to_string(status); });

@@ -14,8 +14,8 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/typed_field.h"
 #include "kr/persistence/states/simulation_snapshot.h"
+#include "kr/testing/test_application.h"
 #include "tests/support/dispatcher_scope.h"
-#include "tests/support/manual_clock.h"
 #include "tests/support/stepping_module.h"
 
 namespace states_test {
@@ -72,41 +72,22 @@ public:
 /// Two units with feedback, stepped by a clock that goes by the frame.
 struct World {
     World() {
-        KrSim::KrEventDispatcher::_setClock(&clock);
-        application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
-        application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
-        const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
-        stepper = new Stepper(proxy.get());
-        application->insertModule(Holder(stepper));
-        first = add("First");
-        second = add("Second");
         Kr::KrConnectionFactory::connect(*first->speed.getField(), *second->force.getField());
         first->force.getField()->setValue(1.0);
     }
     ~World() { KrSim::KrEventDispatcher::_replaceDelayedEvents({}); }
-    Unit* add(const char* name) {
-        const auto extension = Kr::makeSmart<KrExtension>();
-        extension->setName(name);
-        auto* unit = new Unit(extension.get());
-        application->add(extension.get());
-        return unit;
-    }
-    void run(int frames) {
-        for (int i = 0; i < frames; ++i) {
-            clock.sleep(1.0 / 60.0);
-            application->update();
-        }
-    }
+    Unit* add(const char* name) { return &test.make<Unit>(name); }
+    void run(int frames) { test.step(static_cast<std::uint32_t>(frames)); }
     [[nodiscard]] std::shared_ptr<const SimulationSnapshot> take() const {
         return SimulationSnapshot::take(*application);
     }
 
-    test_support::ManualClock clock;
     test_support::DispatcherScope dispatcher;
-    Kr::KrSmartPtr<KrApplication> application{KrApplication::create(clock)};
-    Stepper* stepper{nullptr};
-    Unit* first{nullptr};
-    Unit* second{nullptr};
+    KrTesting::TestApplication test;
+    KrApplication* const application{&test.getApplication()};
+    Stepper* const stepper{&test.make<Stepper>("Stepper")};
+    Unit* const first{add("First")};
+    Unit* const second{add("Second")};
 };
 
 inline KrExtension& proxyOf(Unit* unit) {

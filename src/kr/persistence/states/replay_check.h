@@ -7,6 +7,7 @@
 
 #include "kr/application/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/manual_clock.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrPersistence {
@@ -19,8 +20,8 @@ struct ReplayDifference {
     std::string expected;       ///< what the first run had, as text
     std::string actual;
 
-    /// All of it in one line.
-    [[nodiscard]] std::string toString() const;
+    /// All of it in one line, with the name of the run that was compared with the first one.
+    [[nodiscard]] std::string toString(const char* secondRun = "the replay") const;
 };
 
 /// Shows plug-in authors whether content replays exactly: runs frames, takes a snapshot, runs on, restores it, runs the
@@ -46,17 +47,20 @@ public:
     /// In editing mode, at 60 Hz, without modules and content.
     [[nodiscard]] KrSim::KrApplication& getApplication() const noexcept { return *_application; }
 
+    /// The clock of application and events.
+    [[nodiscard]] Kr::ManualClock& getClock() const noexcept { return *_clock; }
+
+    /// Runs so many frames, as fast as they go; the clock advances by one time step before each. False when a frame was
+    /// the last one, because an exit was requested or an exception has ended it; the frames after it are not run.
+    bool step(std::uint32_t frames = 1);
+
     /// The first difference, or nothing. Memory: one snapshot for each replayed frame.
     [[nodiscard]] std::optional<ReplayDifference> run(std::uint32_t framesBefore, std::uint32_t framesReplayed);
     /// The same as text: empty when there is none.
     [[nodiscard]] std::string explain(std::uint32_t framesBefore, std::uint32_t framesReplayed);
 
 private:
-    class FrameClock;
-
-    void _step();
-
-    std::unique_ptr<FrameClock> _clock;
+    std::unique_ptr<Kr::ManualClock> _clock;
     Kr::KrSmartPtr<KrSim::KrApplication> _application;
 };
 
