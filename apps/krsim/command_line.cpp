@@ -48,6 +48,17 @@ Answer answer(const CLI::App& app, const CLI::Error& result) {
     return {eExitCode::kUsage, errors.str()};
 }
 
+CLI::App* addNewPlugin(CLI::App& app, NewPluginPlan& plan) {
+    auto* command = app.add_subcommand(
+        "new-plugin", "Write the project of a new plug-in: an extension, a module, a test, a setup and a build");
+    command->add_option("NAME", plan.name, "Its name, in letters and digits: RoadVehicle")->required()->type_name("");
+    command->add_option("--directory", plan.directory, "The folder to write into (NAME)")->type_name("DIR");
+    command->add_flag("--force", plan.isForced,
+                      "Write into a folder with files, too, and replace those of the same names");
+    command->footer("Example:\n  krsim new-plugin RoadVehicle");
+    return command;
+}
+
 bool hasContent(const RunPlan& plan) {
     return !plan.content.empty() || !plan.modules.empty();
 }
@@ -81,6 +92,8 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
             [&listPlan](const std::string& text) { listPlan.limitSeconds = parsePositive<double>("--limit", text); },
             "Seconds that a plug-in may take to load (5); one that takes longer is skipped")
         ->type_name("T");
+    NewPluginPlan newPluginPlan;
+    const auto* newPlugin = addNewPlugin(app, newPluginPlan);
     const FileCommands fileCommands(app);
 
     try {
@@ -89,6 +102,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
         return answer(app, result);
     }
     if (list->parsed()) return listPlan;
+    if (newPlugin->parsed()) return newPluginPlan;
     if (const auto plan = fileCommands.getParsed()) {
         if (const auto* create = std::get_if<CreatePlan>(&*plan)) {
             if (!hasContent(create->what)) return answer(app, CLI::RequiredError("--content (or --module)"));

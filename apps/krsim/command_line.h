@@ -6,6 +6,7 @@
 
 #include "apps/krsim/failure.h"
 #include "apps/krsim/file_plans.h"
+#include "apps/krsim/new_plugin_command.h"
 #include "apps/krsim/run_plan.h"
 
 namespace krsim {
@@ -17,7 +18,7 @@ struct Answer {
 };
 
 using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
-                             DiffPlan, GraphPlan, CreatePlan, PresetPlan>;
+                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

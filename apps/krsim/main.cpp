@@ -10,6 +10,7 @@
 #include "apps/krsim/crash_report.h"
 #include "apps/krsim/file_commands.h"
 #include "apps/krsim/list_command.h"
+#include "apps/krsim/new_plugin_command.h"
 #include "apps/krsim/preset_command.h"
 #include "apps/krsim/run_command.h"
 #include "kr/persistence/files/producer.h"
@@ -36,6 +37,7 @@ struct Execution {
     eExitCode operator()(const krsim::GraphPlan& plan) const { return succeed(krsim::drawGraph, plan); }
     eExitCode operator()(const krsim::CreatePlan& plan) const { return succeed(krsim::createFiles, plan); }
 
+    eExitCode operator()(const krsim::NewPluginPlan& plan) const { return succeed(krsim::createPlugin, plan); }
     eExitCode operator()(const krsim::PresetPlan& plan) const { return succeed(krsim::editPresets, plan); }
 
     template <class Plan>

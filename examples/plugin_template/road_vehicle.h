@@ -2,7 +2,7 @@
 
 #include <kr/foundation.h>
 
-/// Answers every change of its force with an acceleration, and gathers speed while it is stepped.
+/// A mass that a force accelerates.
 class RoadVehicle final : public KrSim::IExtension {
 public:
     static constexpr int kVersion = 1;  // of the data that is saved; count it up when its meaning changes
@@ -11,9 +11,12 @@ public:
         _watching = force.getField()->addObserver([this](const KrData::FieldBase&) { acceleration = force / mass; });
     }
 
-    void step(double seconds) { speed = speed + acceleration * seconds; }
+    void step(double seconds) {
+        acceleration = force / mass;
+        speed = speed + acceleration * seconds;
+    }
 
-    KrSim::Input<double> force{this, "Force", {.dimension = Kr::kForce, .description = "Traction at the wheels."}};
+    KrSim::Input<double> force{this, "Force", {.dimension = Kr::kForce, .description = "Accelerates the mass."}};
     KrSim::Parameter<double> mass{this, "Mass", {.value = 1500.0, .min = 1.0, .max = 1e5, .dimension = Kr::kMass}};
     KrSim::Output<double> acceleration{this, "Acceleration", {.dimension = Kr::kAcceleration}};
     KrSim::Output<double> speed{this, "Speed", {.dimension = Kr::kSpeed}};

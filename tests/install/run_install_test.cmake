@@ -1,6 +1,7 @@
 # Installs the build into a fresh folder and lets a program and a plug-in that know only that folder find, build and run
-# against it, once through the CMake package and once through pkg-config. Then runs the commands of the plug-in guide.
-# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, BINDIR, LIBDIR, CXX, GENERATOR, VERSION, GUIDE, TEMPLATE
+# against it, once through the CMake package and once through pkg-config. Then runs the commands of the plug-in guide,
+# which write a new plug-in, build, test and run it.
+# Needs: BUILD_DIR, SOURCE_DIR, WORK_DIR, BINDIR, LIBDIR, CXX, GENERATOR, VERSION, GUIDE
 
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
@@ -54,8 +55,8 @@ if(NOT EXISTS "${prefix}/share/KrFoundation/gdb/kr_printers.py")
   message(FATAL_ERROR "the pretty printers for gdb are not installed")
 endif()
 
-# The shell blocks of the guide, in a folder with the files that it shows.
-file(COPY "${TEMPLATE}/" DESTINATION "${WORK_DIR}/guide")
+# The shell blocks of the guide, in an empty folder.
+file(MAKE_DIRECTORY "${WORK_DIR}/guide")
 execute_process(COMMAND sed -n "/^```sh$/,/^```$/{/^```/d;p}" "${GUIDE}"
   OUTPUT_FILE "${WORK_DIR}/guide_commands.sh" COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND sed -n "/^```text$/,/^```$/{/^```/d;p}" "${GUIDE}"
@@ -65,8 +66,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} -E env "CMAKE_PREFIX_PATH=${prefix}" "C
   WORKING_DIRECTORY "${WORK_DIR}/guide" OUTPUT_VARIABLE printed ECHO_OUTPUT_VARIABLE COMMAND_ERROR_IS_FATAL ANY)
 string(FIND "${printed}" "${promised}" place)
 string(FIND "${printed}" "Simulation.Road Vehicle {" listed)
-string(FIND "${printed}" "Road Vehicle.Outputs.Speed = " run)
 string(FIND "${printed}" "100% tests passed" tested)
-if(promised STREQUAL "" OR place EQUAL -1 OR listed EQUAL -1 OR run EQUAL -1 OR tested EQUAL -1)
+if(promised STREQUAL "" OR place EQUAL -1 OR listed EQUAL -1 OR tested EQUAL -1)
   message(FATAL_ERROR "the commands of the plug-in guide do not print what it promises: ${promised}")
 endif()
