@@ -12,6 +12,7 @@
 #include "kr/extension/extension_sorter.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/i_extension.h"
+#include "kr/extension/implementation_changes.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
 #include "kr/extension/internal/state_header.h"
@@ -159,6 +160,8 @@ void KrExtension::_setContentID(const KrContentID& id) {
 // --- Implementation ------------------------------------------------------------------------------------------------
 
 // Runs in the constructor of IExtension: nothing virtual of the implementation may be called here.
+constinit std::atomic<std::uint32_t> detail::replacedImplementations{0};
+
 void KrExtension::_setIExtension(IExtension* implementation) {
     if (_implementation == implementation) return;
     if (_implementation != nullptr) {
@@ -169,6 +172,7 @@ void KrExtension::_setIExtension(IExtension* implementation) {
         _hasImplementation = false;
         _isUnknown = false;
         delete std::exchange(_implementation, nullptr);
+        if (implementation != nullptr) detail::replacedImplementations.fetch_add(1, std::memory_order_relaxed);
     }
     _implementation = implementation;
     _hasImplementation =

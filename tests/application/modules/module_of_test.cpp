@@ -200,6 +200,22 @@ TEST(ModuleOf, NamesTheUnitThatThrowsAndStepsTheOthers) {
                                        "3 KrSimulatorModule: unhandled exception in 'Second' onStep of 'Traffic'\n"}));
 }
 
+TEST(ModuleOf, NamesAUnitThatRemovesItselfBeforeItThrows) {
+    const Road road;
+    const test_support::LogCapture log;
+    road.proxy->setName("Traffic");
+    const auto first = road.add<Car>("First");
+    const auto second = road.add<Car>("Second");
+    road.traffic->inStep = [&](KrExtension& car) {
+        if (&car != first.get()) return;
+        road.proxy->removeExtension(first);
+        throw std::runtime_error("gone");
+    };
+    EXPECT_THAT(road.frame(), ElementsAre("before", "First", "Second", "after"));
+    EXPECT_THAT(log.lines(),
+                testing::Contains("3 KrSimulatorModule: fatal error in 'First' onStep of 'Traffic' [gone]\n"));
+}
+
 TEST(ModuleOf, SkipsUnitsThatAreRemovedDuringTheWalkAndTakesAddedOnesInTheNextOne) {
     const Road road;
     const auto first = road.add<Car>("First");

@@ -39,9 +39,11 @@ Kr::GuardedPair UnitModule::_namesOf(const KrExtension& extension) const {
     return {extension.getName(), getName()};
 }
 
-void UnitModule::_findAgain(ManagedUnit& unit) const {
-    unit.implementation = unit.extension->getImplementation();
-    unit.unit = _findUnit(*unit.extension);
+void UnitModule::_findAgain() {
+    _replaced = replacedImplementations.load(std::memory_order_relaxed);
+    for (auto& each : _units) {
+        if (each.extension != nullptr) each.unit = _findUnit(*each.extension);
+    }
 }
 
 void UnitModule::_bringUpToDate() {
@@ -57,8 +59,9 @@ void UnitModule::_listUnits() {
     _units.clear();
     _units.reserve(managed.size());
     for (const auto& each : managed) {
-        if (each) _units.push_back({each.get(), each->getImplementation(), _findUnit(*each)});
+        if (each) _units.push_back({each.get(), nullptr});
     }
+    _findAgain();
 }
 
 UnitWalk::UnitWalk(UnitModule& module) : _module(module) {

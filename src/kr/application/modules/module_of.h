@@ -1,11 +1,14 @@
 #pragma once
 
-#include <cstddef>
+#include <atomic>
+#include <cstdint>
+#include <span>
 #include <vector>
 
 #include "kr/application/context/application_modes.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/implementation_changes.h"
 #include "kr/platform/export.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/smart_ptr.h"
@@ -17,7 +20,6 @@ namespace detail {
 /// A managed extension as the type of a module has it.
 struct ManagedUnit {
     KrExtension* extension{nullptr};
-    IExtension* implementation{nullptr};
     void* unit{nullptr};  // null when the implementation is of another type
 };
 
@@ -25,8 +27,8 @@ struct ManagedUnit {
 KR_API extern const Kr::GuardTexts kUnitStepTexts;
 KR_API extern const Kr::GuardTexts kUnitWorkTexts;
 
-/// What ModuleOf does for every type: the list of units in execution order, and walks over it during which units come
-/// and go. Its names begin with an underscore, so that they hide none of an author's.
+/// What ModuleOf does for every type: keeps the list of units in execution order, and lets units be added and removed
+/// during a walk over it. Its names begin with an underscore, so that they hide none of an author's.
 class KR_API UnitModule : public ISimulatorModule {
 public:
     void onExtensionAdded(KrExtension* extension) override;
@@ -37,14 +39,14 @@ protected:
     using ISimulatorModule::ISimulatorModule;
     ~UnitModule() override;
 
-    [[nodiscard]] std::size_t _unitCount() const noexcept { return _units.size(); }
-    /// Null for an extension that was removed during the walk and for one whose implementation is of another type now.
-    [[nodiscard]] void* _unitAt(std::size_t index) {
-        ManagedUnit& unit = _units[index];
-        if (unit.extension != nullptr && unit.extension->getImplementation() != unit.implementation) _findAgain(unit);
-        return unit.unit;
+    /// In execution order. The unit is null for an extension that was removed during the walk, and for one whose
+    /// implementation is of another type.
+    [[nodiscard]] std::span<ManagedUnit> _currentUnits() noexcept { return _units; }
+    /// Whether an implementation was replaced. Not a look at each extension: half of the memory that a walk touches.
+    [[nodiscard]] bool _isOutdated() const noexcept {
+        return replacedImplementations.load(std::memory_order_relaxed) != _replaced;
     }
-    [[nodiscard]] KrExtension* _extensionAt(std::size_t index) const noexcept { return _units[index].extension; }
+    void _findAgain();
     [[nodiscard]] Kr::GuardedPair _namesOf(const KrExtension& extension) const;
     /// Seconds that the frame simulates; 0 where nothing is to be stepped.
     [[nodiscard]] double _getStepSeconds(eApplicationMode mode) const;
@@ -61,12 +63,12 @@ private:
     using ISimulatorModule::_removeManagedExtension;
     using ISimulatorModule::_sortManagedExtensions;
 
-    void _findAgain(ManagedUnit& unit) const;
     void _bringUpToDate();
     void _listUnits();
 
     std::vector<ManagedUnit> _units;
     bool _isUpToDate{false};
+    std::uint32_t _replaced{0};                         // replacedImplementations when the units were found
     std::vector<Kr::KrSmartPtr<KrExtension>> _removed;  // during walks; alive until the last one ends
     int _walks{0};
 };
@@ -149,12 +151,14 @@ private:
     template <class Work>
     void _walk(const Kr::GuardTexts& texts, const Work& work) {
         const detail::UnitWalk walk(*this);
-        for (std::size_t i = 0; i < _unitCount(); ++i) {
-            auto* unit = static_cast<T*>(_unitAt(i));
-            if (unit == nullptr) continue;
-            const auto& extension = *_extensionAt(i);
-            Kr::callGuarded(
-                texts, [&] { return _namesOf(extension); }, [&] { work(*unit); }, &extension);
+        for (auto& each : _currentUnits()) {  // stays in its place during a walk
+            if (_isOutdated()) _findAgain();
+            if (each.unit == nullptr) continue;
+            // Held by the module; each.extension becomes null when the work removes it.
+            const KrExtension* extension = each.extension;
+            // Reports of crashes name the module: a record of each call would take half as long as the walk.
+            Kr::callGuardedUnrecorded(
+                texts, [&] { return _namesOf(*extension); }, [&] { work(*static_cast<T*>(each.unit)); }, extension);
         }
     }
 };
