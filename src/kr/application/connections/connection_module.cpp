@@ -34,8 +34,8 @@ void ConnectionModule::onPreUpdate(eApplicationMode) {
     const bool isRetried = std::exchange(_hasContentCome, false);
     const auto& managed = getManagedExtensions();
     for (std::size_t i = 0; i < managed.size(); ++i) {
-        auto* container = static_cast<ConnectionContainer*>(managed[i]->getImplementation());
-        if (!container->isConnected()) continue;  // a host has disconnected it
+        auto* container = managed[i]->getImplementationAs<ConnectionContainer>();  // null once it was replaced
+        if (container == nullptr || !container->isConnected()) continue;           // a host has disconnected it
         if (container->hasChangedList() || (isRetried && container->isIncomplete())) container->connect();
     }
 }

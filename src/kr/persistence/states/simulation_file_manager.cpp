@@ -19,7 +19,8 @@ namespace {
     KrSim::registerExtensionType<SimulationFileManager>(KrSim::Keys::SimulationFileManager::kInternalFactoryKey);
 
 constexpr Kr::GuardTexts kDone{Kr::eLogLevel::kWarn, "SimulationFileManager: fatal error when '%s' was done [%s]\n",
-                               "SimulationFileManager: unhandled exception when '%s' was done\n"};
+                               "SimulationFileManager: unhandled exception when '%s' was done\n",
+                               "end of a save or restore"};
 
 int flagsFor(const std::string& path) {
     const auto ending = std::filesystem::path(path).extension();
