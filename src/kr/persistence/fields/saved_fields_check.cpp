@@ -109,7 +109,7 @@ void SavedFieldsCheck::_compareChildren(const Container& saved, const Container&
 
 void SavedFieldsCheck::_compareItems(const FieldArrayBase& saved, const FieldArrayBase& declared) {
     const bool isLonger = saved.size() > declared.size();
-    const auto sample = isLonger ? declared._makeSample() : nullptr;
+    const auto sample = isLonger ? declared.makeSampleItem() : nullptr;
     for (std::size_t i = 0; i < saved.size() && _doubts.size() <= kMostDoubts; ++i) {
         _way.push_back({saved.at(i).getID(), i});
         _compareFields(saved.at(i), i < declared.size() ? declared.at(i) : *sample);
