@@ -44,14 +44,8 @@ KrPersistence::LoadedSimulation loadAllFiles(KrSim::KrApplication& application, 
     std::istringstream input;
     if (std::find(files.begin(), files.end(), kStandardStream) != files.end()) input.str(readStandardInput());
     options.stream = &input;
-    auto simulation = KrPersistence::loadSimulation(application, files, options);
-    const auto& setup = simulation.setupFile;
-    if (!setup.empty() && setup != files.front()) {
-        simulation.problems.push_back(
-            Kr::FileResult::failed(Kr::FileResult::eFailure::kUnsuitable, setup,
-                                   "'" + setup + "' is a setup file, which stands first and alone"));
-    }
-    return simulation;
+    options.isSetupFirst = true;
+    return KrPersistence::loadSimulation(application, files, options);
 }
 
 KrPersistence::LoadedSimulation loadFiles(KrSim::KrApplication& application, const std::vector<std::string>& files,

@@ -49,7 +49,9 @@ public:
     void _cloneFrom(const FieldBase& source) override;
     /// An item as the array makes them, which belongs to the caller: it has the ranges that the class of the items
     /// gives.
-    [[nodiscard]] std::unique_ptr<FieldBase> makeSampleItem() const { return std::unique_ptr<FieldBase>(_makeItem({})); }
+    [[nodiscard]] std::unique_ptr<FieldBase> makeSampleItem() const {
+        return std::unique_ptr<FieldBase>(_makeItem({}));
+    }
 
 protected:
     FieldArrayBase(const Kr::KrID& id, Types::FieldTypeEnum fieldType);

@@ -1,4 +1,4 @@
-"""Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER FIXTURES_FOLDER"""
+"""Works on files with krsim: files_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER FIXTURES_FOLDER EARLIER_PLUGINS_FOLDER"""
 import csv
 import json
 import pathlib
@@ -11,6 +11,7 @@ import unittest
 KRSIM, PLUGINS, EXAMPLE = sys.argv[1:4]
 FIXTURES = pathlib.Path(sys.argv[4], "2020.3")
 WITH_PLUGINS = ["--plugins", PLUGINS]
+WITH_EARLIER_PLUGINS = ["--plugins", sys.argv[5]]
 
 
 class Files(unittest.TestCase):
@@ -61,12 +62,14 @@ class Files(unittest.TestCase):
         self.assertIn("is one of other content", self.run_quietly(other, "--restore-state", middle, code=3))
 
     def test_a_state_of_an_earlier_release_finds_the_modules_of_its_setup(self):
-        self.run_quietly(FIXTURES / "traffic.json", "--restore-state", FIXTURES / "traffic_state.json", "--frames", 1)
+        self.krsim("run", "--quiet", "--free", "--no-log-file", *WITH_EARLIER_PLUGINS, FIXTURES / "traffic.json",
+                   "--restore-state", FIXTURES / "traffic_state.json", "--frames", 1)
 
     def test_nothing_is_found_in_files_of_earlier_releases(self):
-        for name in ("traffic.json", "content/car.xml", "content/parts.json", "content/car.binary"):
+        for name, plugins in (("traffic.json", WITH_EARLIER_PLUGINS), ("content/car.xml", WITH_PLUGINS),
+                              ("content/parts.json", WITH_PLUGINS), ("content/car.binary", WITH_PLUGINS)):
             with self.subTest(name):
-                self.assertIn("no fault was found", self.krsim("verify", FIXTURES / name, *WITH_PLUGINS))
+                self.assertIn("no fault was found", self.krsim("verify", FIXTURES / name, *plugins))
 
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):

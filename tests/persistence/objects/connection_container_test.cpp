@@ -101,7 +101,7 @@ TEST(ConnectionsAsContent, ThatCannotBeMadeAreErrorsWithTheReason) {
     wired.container().add(*motorOf(wired.one).speed.getField(), *colour);
     const LogCapture log;
     wired.application->add(wired.wiring.get());
-    EXPECT_THAT(log.lines(),
+    EXPECT_THAT(log.lines(Kr::eLogLevel::kWarn),
                 ElementsAre(testing::AllOf(
                     testing::StartsWith("3 Wiring: 'One.Outputs.Speed' -> 'Other.Inputs.Colour' is not connected: "),
                     testing::HasSubstr("Color"))));

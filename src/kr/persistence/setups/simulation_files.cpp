@@ -93,7 +93,8 @@ void Loader::_addFiles(std::span<const std::string> files) {
     // The setup first, wherever it is: content needs its plug-ins. Object files say in their tags that they are none.
     std::vector<Opened> opened(files.size());
     std::size_t setup = files.size();
-    for (std::size_t i = 0; i < files.size() && setup == files.size(); ++i) {
+    const auto searched = _options.isSetupFirst ? files.first(std::min<std::size_t>(1, files.size())) : files;
+    for (std::size_t i = 0; i < searched.size() && setup == files.size(); ++i) {
         if (KrMagicTag::createFromFile(files[i]).getFileType() == KrFile::eFileType::kObject) continue;
         opened[i] = _open(files[i]);
         if (!opened[i].isLoaded && _options.stopsAtFirstProblem) break;

@@ -25,6 +25,7 @@ struct SimulationLoadOptions {
     /// A binary stream, read from its begin in the place of a file named "-"; borrowed. Null: "-" is a file.
     std::istream* stream{nullptr};
     bool stopsAtFirstProblem{false};  ///< files behind it are not loaded then
+    bool isSetupFirst{false};         ///< a setup at another place is a problem, and not applied
 };
 
 /// What loadSimulation has brought into an application, and what is wrong with it.
