@@ -162,7 +162,7 @@ REFUSALS = {
     "content as a state": Refusal([*FREE, "{car}", "--restore-state", "{car}"], 3, "state '.*car' is refused: "),
     "name that is too long": Refusal(["dump", "x" * 300], 2, "cannot be opened: File name too long"),
     "file of another user": Refusal(["dump", "{secret}"], 2, "secret' cannot be opened: Permission denied", asNobody=True),
-    "setup behind content": Refusal([*FREE, "{car}", "{setup}"], 2, "setup' is a setup file, which stands first and alone"),
+    "setup behind content": Refusal([*FREE, "{car}", "{setup}"], 2, "setup' is a setup file; give one setup file, before all others"),
     "all faults of several files": Refusal(["verify", "{broken}", "{newer}", "{car}", "{none}", "--plugins", PLUGINS], 3,
                                            "(?s)no element found.*version 2021.0.*none' does not exist"),
     "info of several files": Refusal(["info", "{empty}", "{directory}", "{marked}", "{car}"], 3,

@@ -135,7 +135,7 @@ const ProblemCase kProblems[] = {
      {"setup.xml", "second.xml", "road.kro"},
      {},
      eFailure::kUnsuitable,
-     "second.xml' is a setup file, which stands first and alone",
+     "second.xml' is a setup file; give one setup file, before all others",
      {"Car", "Road"}},
     {"UnknownPreset",
      {"setup.xml", "road.kro"},

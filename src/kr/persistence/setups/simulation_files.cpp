@@ -107,7 +107,7 @@ void Loader::_addFiles(std::span<const std::string> files) {
         if (i == setup || !_takeOver(files[i], given)) continue;
         if (KrSetupSection::find(*given.file)) {
             _refuse(eFailure::kUnsuitable, files[i],
-                    "'" + files[i] + "' is a setup file, which stands first and alone");
+                    "'" + files[i] + "' is a setup file; give one setup file, before all others");
         } else {
             _add(files[i], *given.file);
         }
