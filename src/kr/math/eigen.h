@@ -10,8 +10,8 @@
 #include "kr/math/vector3.h"
 #include "kr/math/vector4.h"
 
-// Views of the value types for Eigen; nothing is copied, and a view is good as long as the value lives. This header
-// is not part of <kr/foundation.h>: code that includes it needs Eigen and pays for its compile time.
+// Views of the value types for Eigen; nothing is copied. A view is valid as long as its value. This header is not
+// part of <kr/foundation.h>: code that includes it needs Eigen and pays for its compile time.
 
 namespace KrMath {
 

@@ -8,8 +8,9 @@
 
 namespace KrMath {
 
-/// Matrix of four rows and columns, the identity by default. m holds the rows one after the other; vectors are columns
-/// and stand on the right of a product.
+/// Matrix of four rows and columns, the identity by default. m holds the rows one after the other. Vectors are columns,
+/// multiplied from the right.
+/// Thread: value. Ownership: value.
 template <class T>
 struct KR_API Matrix44T {
     T m[16]{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
@@ -18,7 +19,7 @@ struct KR_API Matrix44T {
         return {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
     }
 
-    /// Row and column count from 0 and must be below 4.
+    /// Row and column count from 0 and must be below 4; not checked.
     constexpr T& operator()(std::size_t row, std::size_t column) noexcept { return m[4 * row + column]; }
     constexpr const T& operator()(std::size_t row, std::size_t column) const noexcept { return m[4 * row + column]; }
 
@@ -36,6 +37,7 @@ struct KR_API Matrix44T {
         }
         return result;
     }
+    /// Applied to a vector: other first, then the matrix before this call.
     constexpr Matrix44T& operator*=(const Matrix44T& other) noexcept { return *this = *this * other; }
 
     friend constexpr Vector4T<T> operator*(const Matrix44T& matrix, const Vector4T<T>& vector) noexcept {
@@ -59,6 +61,7 @@ struct KR_API Matrix44T {
     }
     friend constexpr Matrix44T operator*(T factor, const Matrix44T& matrix) noexcept { return matrix * factor; }
 
+    /// index must be below 4; not checked.
     [[nodiscard]] constexpr Vector4T<T> row(std::size_t index) const noexcept {
         return {m[4 * index], m[4 * index + 1], m[4 * index + 2], m[4 * index + 3]};
     }
@@ -71,10 +74,11 @@ struct KR_API Matrix44T {
         return result;
     }
 
+    /// By cofactors. A value near zero says little about how well the matrix can be inverted.
     [[nodiscard]] T determinant() const noexcept;
-    [[nodiscard]] bool isFinite() const noexcept;
-    /// Stores the inverse in result, which may be this matrix; false, with result as it was, when there is none: the
-    /// determinant is zero or the inverse is not finite.
+    [[nodiscard]] bool isFinite() const noexcept;  ///< False when an element is NaN or infinite.
+    /// Stores the inverse in result, which may be this matrix. False, and result unchanged, when the determinant is
+    /// zero or the inverse is not finite.
     [[nodiscard]] bool invert(Matrix44T& result) const noexcept;
 };
 

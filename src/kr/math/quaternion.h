@@ -9,14 +9,15 @@
 
 namespace KrMath {
 
-/// Quaternion, the identity by default. The components stand in the order x, y, z, w with the scalar part last, in
-/// memory and in braces. Unit quaternions are rotations; q and -q are the same rotation but do not compare equal.
+/// Quaternion, the identity by default. The components are in the order x, y, z, w, the scalar part last, in memory and
+/// in braces. Unit quaternions are rotations; q and -q are the same rotation but do not compare equal.
+/// Thread: value. Ownership: value.
 template <class T>
 struct KR_API QuaternionT {
     T x{0}, y{0}, z{0}, w{1};
 
-    /// Counter-clockwise about the axis, seen against it. The axis need not have length 1; one without a direction
-    /// gives the identity.
+    /// Rotation about the axis, counter-clockwise when seen against its direction. The axis is normalized first; an
+    /// axis of length zero, and an axis or angle that is not finite, give the identity.
     [[nodiscard]] static QuaternionT fromAxisAngle(const Vector3T<T>& axis, T angleRadians) noexcept;
 
     constexpr bool operator==(const QuaternionT&) const = default;
@@ -28,17 +29,20 @@ struct KR_API QuaternionT {
                 left.w * right.z + left.x * right.y - left.y * right.x + left.z * right.w,
                 left.w * right.w - left.x * right.x - left.y * right.y - left.z * right.z};
     }
+    /// As a rotation: other first, then the quaternion before this call.
     constexpr QuaternionT& operator*=(const QuaternionT& other) noexcept { return *this = *this * other; }
 
     [[nodiscard]] constexpr T dot(const QuaternionT& other) const noexcept {
         return x * other.x + y * other.y + z * other.z + w * other.w;
     }
+    /// Infinite when a component exceeds the square root of the largest T.
     [[nodiscard]] T length() const noexcept { return std::sqrt(dot(*this)); }
+    /// False when a component is NaN or infinite.
     [[nodiscard]] bool isFinite() const noexcept {
         return std::isfinite(x) && std::isfinite(y) && std::isfinite(z) && std::isfinite(w);
     }
 
-    /// Scales to length 1; a quaternion without direction (zero, not finite) is left as it is, false.
+    /// Scales to length 1. False, and unchanged, when all components are zero or one is not finite.
     bool normalize() noexcept {
         const T largest = std::max({std::abs(x), std::abs(y), std::abs(z), std::abs(w)});
         if (!(largest > T{0}) || !isFinite()) return false;
@@ -47,7 +51,7 @@ struct KR_API QuaternionT {
         *this = {scaled.x / scaledLength, scaled.y / scaledLength, scaled.z / scaledLength, scaled.w / scaledLength};
         return true;
     }
-    /// The unit quaternion in this direction, or the identity where there is none.
+    /// The unit quaternion in this direction; the identity when normalize() would fail.
     [[nodiscard]] QuaternionT normalized() const noexcept {
         QuaternionT result = *this;
         return result.normalize() ? result : QuaternionT();
@@ -61,7 +65,7 @@ struct KR_API QuaternionT {
         return {-x / squared, -y / squared, -z / squared, w / squared};
     }
 
-    /// Turns a vector. Only for unit quaternions.
+    /// Rotates a vector. Only for unit quaternions.
     [[nodiscard]] constexpr Vector3T<T> rotate(const Vector3T<T>& vector) const noexcept {
         const Vector3T<T> axis{x, y, z};
         const Vector3T<T> turn = axis.cross(vector) * T{2};

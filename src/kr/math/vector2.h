@@ -8,8 +8,9 @@
 
 namespace KrMath {
 
-/// Vector in the plane, zero by default. A plain block of 2 numbers: may be copied byte by byte.
-/// Comparison is exact: NaN differs from itself, -0 equals 0.
+/// Vector in the plane, zero by default. A plain block of 2 numbers: may be copied byte by byte. Comparison is exact:
+/// NaN differs from itself, -0 equals 0.
+/// Thread: value. Ownership: value.
 template <class T>
 struct KR_API Vector2T {
     T x{}, y{};
@@ -41,11 +42,14 @@ struct KR_API Vector2T {
     [[nodiscard]] constexpr T cross(const Vector2T& other) const noexcept { return x * other.y - y * other.x; }
 
     [[nodiscard]] constexpr T squaredLength() const noexcept { return dot(*this); }
+    /// Infinite when squaredLength() overflows.
     [[nodiscard]] T length() const noexcept { return std::sqrt(squaredLength()); }
     [[nodiscard]] T distanceTo(const Vector2T& other) const noexcept { return (other - *this).length(); }
+    /// False when a component is NaN or infinite.
     [[nodiscard]] bool isFinite() const noexcept { return std::isfinite(x) && std::isfinite(y); }
 
-    /// Scales to length 1, whatever the magnitude; a vector without direction (zero, not finite) is left, false.
+    /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
+    /// not finite.
     bool normalize() noexcept {
         const T largest = std::max(std::abs(x), std::abs(y));
         if (!(largest > T{0}) || !isFinite()) return false;
@@ -53,7 +57,7 @@ struct KR_API Vector2T {
         *this = scaled / scaled.length();
         return true;
     }
-    /// The vector of length 1 in this direction, or zero where there is none.
+    /// The vector of length 1 in this direction; zero when normalize() would fail.
     [[nodiscard]] Vector2T normalized() const noexcept {
         Vector2T result = *this;
         return result.normalize() ? result : Vector2T();

@@ -8,8 +8,9 @@
 
 namespace KrMath {
 
-/// Vector in space, zero by default. A plain block of 3 numbers: may be copied byte by byte.
-/// Comparison is exact: NaN differs from itself, -0 equals 0.
+/// Vector in space, zero by default. A plain block of 3 numbers: may be copied byte by byte. Comparison is exact: NaN
+/// differs from itself, -0 equals 0.
+/// Thread: value. Ownership: value.
 template <class T>
 struct KR_API Vector3T {
     T x{}, y{}, z{};
@@ -39,16 +40,20 @@ struct KR_API Vector3T {
     [[nodiscard]] constexpr T dot(const Vector3T& other) const noexcept {
         return x * other.x + y * other.y + z * other.z;
     }
+    /// Right-handed: the cross product of the x and y axis is the z axis.
     [[nodiscard]] constexpr Vector3T cross(const Vector3T& other) const noexcept {
         return {y * other.z - z * other.y, z * other.x - x * other.z, x * other.y - y * other.x};
     }
 
     [[nodiscard]] constexpr T squaredLength() const noexcept { return dot(*this); }
+    /// Infinite when squaredLength() overflows.
     [[nodiscard]] T length() const noexcept { return std::sqrt(squaredLength()); }
     [[nodiscard]] T distanceTo(const Vector3T& other) const noexcept { return (other - *this).length(); }
+    /// False when a component is NaN or infinite.
     [[nodiscard]] bool isFinite() const noexcept { return std::isfinite(x) && std::isfinite(y) && std::isfinite(z); }
 
-    /// Scales to length 1, whatever the magnitude; a vector without direction (zero, not finite) is left, false.
+    /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
+    /// not finite.
     bool normalize() noexcept {
         const T largest = std::max({std::abs(x), std::abs(y), std::abs(z)});
         if (!(largest > T{0}) || !isFinite()) return false;
@@ -56,7 +61,7 @@ struct KR_API Vector3T {
         *this = scaled / scaled.length();
         return true;
     }
-    /// The vector of length 1 in this direction, or zero where there is none.
+    /// The vector of length 1 in this direction; zero when normalize() would fail.
     [[nodiscard]] Vector3T normalized() const noexcept {
         Vector3T result = *this;
         return result.normalize() ? result : Vector3T();

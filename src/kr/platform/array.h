@@ -8,8 +8,9 @@
 
 namespace Kr {
 
-/// Ordered list of values, as many functions of the framework return it. Growth, iteration and the life of references
-/// are those of std::vector; an index outside the array is the caller's fault.
+/// Ordered list of values, returned by many functions of the framework. Growth, iteration and lifetime of references
+/// are those of std::vector.
+/// Thread: value. Ownership: value.
 template <class T>
 class KrArray {
 public:
@@ -25,11 +26,13 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return _items.size(); }
     [[nodiscard]] bool isEmpty() const noexcept { return _items.empty(); }
     decltype(auto) operator[](std::size_t index) { return _items[index]; }
+    /// index must be below size(); not checked.
     decltype(auto) operator[](std::size_t index) const { return _items[index]; }
     [[nodiscard]] bool contains(const T& item) const { return std::find(begin(), end(), item) != end(); }
 
     void reserve(std::size_t count) { _items.reserve(count); }
     void append(T item) { _items.push_back(std::move(item)); }
+    /// other may be this array.
     void append(const KrArray& other) {
         reserve(size() + other.size());
         for (std::size_t index = 0, count = other.size(); index < count; ++index)

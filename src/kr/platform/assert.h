@@ -6,7 +6,7 @@
 
 namespace Kr {
 
-/// A condition of our own that did not hold. The texts are string literals and live as long as the library they are in.
+/// A broken condition of the program. The texts are string literals and live as long as the library that contains them.
 struct AssertionFailure {
     const char* condition;
     const char* message;
@@ -16,18 +16,18 @@ struct AssertionFailure {
 
 using AssertionHandler = void (*)(const AssertionFailure& failure);
 
-/// Replaces what a failed assertion does and returns the previous handler, which is never null. Null restores the
-/// default: a library built for debugging logs at fatal level and aborts, any other logs a warning and goes on.
-/// A handler that returns lets the program go on. Any thread.
+/// Replaces the action of a failed assertion and returns the previous handler, which is never null. Null restores the
+/// default: a library built for debugging logs at fatal level and aborts, any other logs a warning and continues. The
+/// program continues when a handler returns. Any thread.
 KR_API AssertionHandler setAssertionHandler(AssertionHandler handler) noexcept;
 
-/// Hands the failure to the handler, on this thread. For KR_ASSERT.
+/// Calls the handler with the failure, on this thread. For KR_ASSERT.
 KR_API void _reportAssertionFailure(const AssertionFailure& failure);
 
 }  // namespace Kr
 
 /// Reports a condition that only a fault of this program can break; checked in every build. The message is a literal.
-/// Bad input is no such fault: it gets a documented answer.
+/// Not for bad input, which gets a documented result.
 #define KR_ASSERT(condition, message)                                                 \
     do {                                                                              \
         if (!(condition)) [[unlikely]] {                                              \

@@ -15,6 +15,7 @@ namespace Kr {
 ///
 /// Longer text is cut at a whole UTF-8 character; text with a zero byte ends there. The bytes behind the text are
 /// zero, so equal texts are equal byte blocks.
+/// Thread: value. Ownership: value.
 template <std::size_t N>
 class KR_API KrString {
     static_assert(N > 0, "room for the terminator");
@@ -22,6 +23,7 @@ class KR_API KrString {
 public:
     constexpr KrString() noexcept = default;
     constexpr KrString(std::string_view text) noexcept { assign(text); }
+    /// Null gives an empty text.
     constexpr KrString(const char* text) noexcept { assign(text ? std::string_view(text) : std::string_view()); }
     KrString(const std::string& text) noexcept { assign(text); }
 
@@ -33,11 +35,13 @@ public:
         return kept.size() == text.size();
     }
 
+    /// The longest text in bytes, without the terminator.
     [[nodiscard]] static constexpr std::size_t capacity() noexcept { return N - 1; }
     [[nodiscard]] constexpr std::size_t size() const noexcept { return view().size(); }
     [[nodiscard]] constexpr bool isEmpty() const noexcept { return _text[0] == '\0'; }
-    /// Terminated; good as long as this object stands and keeps its text.
+    /// Terminated; valid until this object dies or changes.
     [[nodiscard]] constexpr const char* c_str() const noexcept { return _text; }
+    /// Valid until this object dies or changes.
     [[nodiscard]] constexpr std::string_view view() const noexcept { return std::string_view(_text); }
     [[nodiscard]] std::string str() const { return std::string(view()); }
     constexpr operator std::string_view() const noexcept { return view(); }

@@ -8,7 +8,7 @@
 
 namespace Kr {
 
-/// What is logged when a call into code of others throws; a row of a class's table, so that the texts stay as they are.
+/// The log lines for a throwing callback; a row of a class's table, so that each text is written once.
 struct GuardTexts {
     eLogLevel level;
     const char* onException;           ///< two %s: the name of the object and the text of the exception
@@ -16,8 +16,7 @@ struct GuardTexts {
     const char* callback{"callback"};  ///< what is called, for reports of failures and crashes: "onUpdate"
 };
 
-/// What a row names beside the object, for texts with a place for it after the name: a number (%d) or another name
-/// (%s).
+/// The second argument of a row's texts, after the name of the object: a number (%d) or another name (%s).
 struct GuardedNumber {
     std::string name;
     int number;
@@ -27,30 +26,31 @@ struct GuardedPair {
     std::string other;
 };
 
-/// Whose code a guard calls. Both are borrowed for the call.
+/// The object whose code a guard calls. Both members are borrowed for the call.
 struct GuardedSubject {
     GuardedSubject() = default;
     GuardedSubject(const KrSim::KrExtension* itsExtension) noexcept : extension(itsExtension) {}
     GuardedSubject(const char* itsName) noexcept : name(itsName) {}
 
     const KrSim::KrExtension* extension{nullptr};  ///< null for code that belongs to no extension
-    const char* name{nullptr};                     ///< of what is called for, where there is no extension; may be null
+    const char* name{nullptr};                     ///< what is called, when it belongs to no extension; may be null
 };
 
 class GuardedCall;
 
-/// Receives each exception that a guard catches, on the thread of the call and before the exception is logged, also
-/// where the log leaves its level out.
+/// Receives each exception that a guard catches, on the thread of the call and before the exception is logged, even
+/// when its log level is switched off.
 /// \param name  of the object, as the log line names it
 /// \param what  text of a standard exception, or null
 using FailureObserver = void (*)(const GuardedCall& call, const std::string& name, const char* what) noexcept;
 
-/// Installs the one observer of the process and returns the previous one; null, as at first, is none. Any thread; an
-/// exception that is being handled still reaches the old observer.
+/// Installs the one observer of the process and returns the previous one; null, as initially, is none. Any thread; an
+/// exception that is being handled may still reach the old observer.
 KR_API FailureObserver setFailureObserver(FailureObserver observer) noexcept;
 
-/// A call into code of others that is under way on this thread; calls inside it form a list. Handlers of crashes may
-/// read the list in a signal handler: nothing is allocated or locked for it.
+/// A call into foreign code that is in progress on this thread; nested calls form a list. A handler of crashes may read
+/// the list in a signal handler: nothing is allocated or locked.
+/// Thread: the constructing one. Ownership: texts and subject are borrowed.
 class KR_API GuardedCall {
 public:
     explicit GuardedCall(const GuardTexts& texts, GuardedSubject subject = {}) noexcept
@@ -61,9 +61,9 @@ public:
     GuardedCall& operator=(const GuardedCall&) = delete;
     ~GuardedCall() { _innermost = _outer; }
 
-    /// Of the calling thread; null when none is under way.
+    /// The innermost call of the calling thread; null when none is in progress.
     [[nodiscard]] static const GuardedCall* getInnermost() noexcept { return _innermost; }
-    /// The call from which this one was made, or null.
+    /// The call that encloses this one, or null.
     [[nodiscard]] const GuardedCall* getOuter() const noexcept { return _outer; }
     [[nodiscard]] const GuardTexts& getTexts() const noexcept { return _texts; }
     [[nodiscard]] const GuardedSubject& getSubject() const noexcept { return _subject; }
@@ -82,8 +82,8 @@ private:
     const GuardedCall* const _outer;
 };
 
-/// As callGuarded, but reports of crashes do not know of the call: for one that goes through another guard before it
-/// reaches code of others, as a rule. Costs nothing while nothing is thrown.
+/// As callGuarded, but not visible to reports of crashes: for calls that mostly reach another guard before foreign
+/// code. Costs nothing unless something is thrown.
 template <class NameOf, class Call>
 bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {}) {
     try {
@@ -92,18 +92,18 @@ bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&&
     } catch (...) {
         try {
             GuardedCall(texts, subject)._logCaughtException(nameOf());
-        } catch (...) {  // a log handler that throws, too: no log is left to tell
+        } catch (...) {  // a log handler that throws, too: nothing is left to log with
         }
         return false;
     }
 }
 
-/// The one way to run code of others: no exception leaves it.
+/// The one way to run foreign code: no exception leaves it.
 ///
-/// \param nameOf   answers the name of the object for the log line, or a GuardedNumber or GuardedPair; called only
+/// \param nameOf   returns the name of the object for the log line, or a GuardedNumber or GuardedPair; called only
 ///                 after an exception.
 /// \param subject  the extension whose code is called, or a name, for reports of failures and crashes
-/// \return         whether the call came back normally.
+/// \return         whether the call returned normally.
 /// Costs a few stores while nothing is thrown.
 template <class NameOf, class Call>
 bool callGuarded(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {}) {

@@ -6,8 +6,8 @@
 
 namespace Kr {
 
-/// As callGuarded, where the caller can fail as a whole: what the callback throws is logged, and std::bad_alloc then
-/// goes on to the caller, so that an operation which has lost a part of its work never looks done.
+/// As callGuarded, for callers that can fail as a whole: what the callback throws is logged, and std::bad_alloc is then
+/// thrown on to the caller, so that an operation that lost a part of its work never looks complete.
 template <class NameOf, class Call>
 bool callGuardedButMemory(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {}) {
     bool isOutOfMemory = false;

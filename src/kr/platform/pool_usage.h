@@ -6,10 +6,10 @@
 
 namespace Kr {
 
-/// What pools have handed out, for those who count allocations.
+/// Allocations from the object pools, for tests and tools that count them.
 struct PoolUsage {
-    std::uint64_t objects{0};  ///< since the start of the process, those that died included
-    std::uint64_t bytes{0};    ///< of these, as rounded up
+    std::uint64_t objects{0};  ///< since the start of the process, including deleted ones
+    std::uint64_t bytes{0};    ///< of these objects, rounded up
 };
 
 /// Any thread.

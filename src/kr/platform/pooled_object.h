@@ -7,16 +7,16 @@
 
 namespace Kr {
 
-/// Base of classes whose objects a simulation touches by the thousand in every frame. `new` puts objects of about one
-/// size side by side, in the order of their making, whatever else is allocated between, so that a walk over them reads
-/// little memory. What they leave is kept for others like them.
+/// Base of classes whose objects a simulation uses by the thousand in every frame. `new` puts objects of about one size
+/// side by side, in the order of their creation, so that a loop over them reads little memory. Memory of deleted
+/// objects is kept for objects of about the same size.
 ///
-/// Objects above 512 bytes and those with an alignment of their own come from the heap as usual. So do all where a
-/// sanitizer watches, which could not tell a dead object otherwise.
-/// Thread: any.
+/// Objects above 512 bytes and those with an alignment of their own come from the heap, and all objects when a
+/// sanitizer is used, which could not detect the use of a deleted object otherwise.
+/// Thread: any. Ownership: none.
 class KR_API PooledObject {
 public:
-    static void* operator new(std::size_t bytes);
+    static void* operator new(std::size_t bytes);  ///< Throws std::bad_alloc.
     static void* operator new(std::size_t bytes, std::align_val_t alignment) {
         return ::operator new(bytes, alignment);
     }

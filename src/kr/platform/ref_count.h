@@ -7,14 +7,14 @@
 
 namespace Kr {
 
-/// Base of objects that count their strong holders (KrSmartPtr) and delete themselves when the last one lets go.
+/// Base of objects that count their strong holders (KrSmartPtr) and delete themselves with the last release.
 ///
-/// The count starts at 0. An object that no KrSmartPtr ever held, on the stack say, is destroyed like any other; an
-/// object on the stack must never meet a KrSmartPtr, which would delete it.
-/// A weak reference can be promoted only while the count is above zero. So promotion of an object without a holder
-/// answers null, and succeeds later, once it has one.
-/// Copying an object copies no holders: the copy starts at 0, the target of an assignment keeps its own.
-/// Thread: all operations may run on any thread. The last release runs the destructor on the thread that lets go.
+/// The count starts at 0. An object that no KrSmartPtr ever held, for example on the stack, is destroyed like any
+/// other. Never form a KrSmartPtr to an object on the stack: it would delete the object.
+/// A weak reference can be promoted only while the count is above zero: promotion of an object without a holder gives
+/// null, and succeeds once the object has a holder.
+/// A copy of an object starts at 0; the target of an assignment keeps its own count.
+/// Thread: any. The last release runs the destructor on its thread. Ownership: shared by the holders.
 class KR_API KrRefCount {
 public:
     class WeakBlock;
@@ -24,21 +24,22 @@ public:
     KrRefCount& operator=(const KrRefCount&) noexcept { return *this; }
     virtual ~KrRefCount();
 
-    /// Number of strong holders; at or below zero before the first and from the release of the last. A snapshot.
+    /// Number of strong holders; zero or below before the first holder and from the last release on. A snapshot.
     [[nodiscard]] std::int32_t getRefCount() const noexcept;
 
-    /// True when the count is at or below zero or the object was marked: no new holder may be formed from outside.
+    /// True when the count is zero or below or the object was marked: no new holder may be formed from outside.
     [[nodiscard]] bool _isBeingDestroyed() const noexcept;
-    /// From now on promotion fails although holders remain; they keep the object until they let go. Final.
+    /// Promotion fails from now on although holders remain; they keep the object until their release. Cannot be undone.
     void _markBeingDestroyed() noexcept;
 
+    /// Adds a strong holder. Each call needs one _release().
     void _addRef() const noexcept;
     /// Deletes the object with the last holder.
     void _release() const noexcept;
-    /// Lets go of one hold and leaves the object alive even when it was the last: for functions that hold what they
-    /// make while they make it, and hand it out unheld.
+    /// Releases one hold without deleting the object, even when it was the last: for functions that hold an object
+    /// while they make it and return it unheld.
     void _releaseAlive() const noexcept;
-    /// The control block of weak references, made on first use; the caller owns one reference on it.
+    /// The control block of weak references, made with the first call; the caller owns one reference to it.
     [[nodiscard]] WeakBlock* _acquireWeakBlock() const;
 
 private:
@@ -49,7 +50,8 @@ private:
     mutable std::atomic<std::int64_t> _word{0};
 };
 
-/// What weak references share of an object: its count, good to look at after the object died.
+/// What weak references share of an object: its count, readable after the object died.
+/// Thread: any. Ownership: shared by the object and its weak references; deletes itself with the last release.
 class KR_API KrRefCount::WeakBlock {
 public:
     explicit WeakBlock(std::int64_t state) noexcept : _state(state) {}
@@ -60,7 +62,7 @@ public:
     void _releaseWeak() noexcept;
     /// Adds a strong holder unless the count is at or below zero or the object is marked as being destroyed.
     [[nodiscard]] bool _tryAddRef() noexcept;
-    [[nodiscard]] bool _isExpired() const noexcept;
+    [[nodiscard]] bool _isExpired() const noexcept;  ///< Whether _tryAddRef() would fail now; a snapshot.
 
 private:
     friend class KrRefCount;

@@ -7,7 +7,8 @@
 
 namespace KrSim {
 
-/// What an error-level log message raises at its caller while the error handler is installed; what() is the message.
+/// Thrown by an error-level log call while the error handler is installed; what() is the message.
+/// Thread: value. Ownership: value.
 class KR_API KrRuntimeError : public std::runtime_error {
 public:
     explicit KrRuntimeError(const std::string& message);

@@ -11,12 +11,12 @@ namespace Kr {
 template <class T>
 class KrWeakPtr;
 
-/// Strong holder of an object that derives from KrRefCount, or of nothing. The last holder deletes the object.
+/// Strong holder of an object that derives from KrRefCount, or null. The last holder deletes the object.
 ///
 /// T may be incomplete where a holder is only declared; making, copying and destroying one needs the class.
-/// The count sits in the object, so a holder may be formed from a plain pointer at any time, but not from one to an
-/// object on the stack or in a container: it would be deleted.
-/// Thread: holders of one object may live on many threads; one holder is no safer than a plain pointer.
+/// The object contains the count, so a holder may be formed from a plain pointer at any time, but not from a pointer to
+/// an object on the stack or in a container: it would be deleted.
+/// Thread: holders of one object may be used on several threads, one holder as a plain pointer. Ownership: shared.
 template <class T>
 class KrSmartPtr {
 public:
@@ -37,25 +37,27 @@ public:
         if (_object) _object->_release();
     }
 
-    /// The new object is held before the old one is let go, so its destructor already sees the new value.
+    /// The new object is held before the old one is released, so its destructor already sees the new value.
     KrSmartPtr& operator=(KrSmartPtr other) noexcept {
         swap(other);
         return *this;
     }
 
+    /// Releases the object; null afterwards.
     void reset() noexcept { KrSmartPtr().swap(*this); }
+    /// Holds the object before it releases the old one.
     void reset(T* object) noexcept { KrSmartPtr(object).swap(*this); }
     void swap(KrSmartPtr& other) noexcept { std::swap(_object, other._object); }
 
-    /// Borrowed: good as long as the object has a holder.
+    /// Borrowed: valid as long as the object has a holder.
     [[nodiscard]] T* get() const noexcept { return _object; }
-    T& operator*() const noexcept { return *_object; }
-    T* operator->() const noexcept { return _object; }
+    T& operator*() const noexcept { return *_object; }  ///< Must not be null.
+    T* operator->() const noexcept { return _object; }  ///< Must not be null.
     explicit operator bool() const noexcept { return _object != nullptr; }
 
-    /// Gives up the object without letting go of it: the caller now owes one _release().
+    /// Gives up the object without a release: the caller must call _release() once.
     [[nodiscard]] T* _detach() noexcept { return std::exchange(_object, nullptr); }
-    /// Takes over one hold that the caller already has.
+    /// Takes over one hold of the caller.
     [[nodiscard]] static KrSmartPtr _adopt(T* object) noexcept {
         KrSmartPtr holder;
         holder._object = object;
@@ -82,7 +84,7 @@ template <class T>
 [[nodiscard]] bool operator==(const KrSmartPtr<T>& left, std::nullptr_t) noexcept {
     return left.get() == nullptr;
 }
-/// By address: an order for ordered containers, with no meaning of its own.
+/// By address: an order for ordered containers, without further meaning.
 template <class T, class U>
 [[nodiscard]] std::strong_ordering operator<=>(const KrSmartPtr<T>& left, const KrSmartPtr<U>& right) noexcept {
     return std::compare_three_way()(left.get(), right.get());
@@ -94,7 +96,7 @@ template <class T, class... Arguments>
     return KrSmartPtr<T>(new T(std::forward<Arguments>(arguments)...));
 }
 
-/// The same object as a T, or null when it is none. T must be a class that the library it lives in exports.
+/// The same object as a T, or null when it is not a T. The library that defines T must export it.
 template <class T, class U>
 [[nodiscard]] KrSmartPtr<T> dynamicPointerCast(const KrSmartPtr<U>& pointer) noexcept {
     return KrSmartPtr<T>(dynamic_cast<T*>(pointer.get()));

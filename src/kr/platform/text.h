@@ -11,15 +11,15 @@
 
 #include "kr/platform/utf8.h"
 
-// Numbers as text and back, always with a decimal point, whatever the locale; digits of base 16.
+// Numbers as text and back, always with a decimal point, independent of the locale; digits of base 16.
 
 namespace Kr {
 
 /// Bytes that hold the text of any number of an arithmetic type.
 inline constexpr std::size_t kNumberTextBytes = 32;
 
-/// Writes the shortest text that reads back as the same number: "-12", "0.1", "1e+30", "inf", "nan".
-/// Answers the end of the text, which has no zero byte behind it.
+/// Writes the shortest text that reads back as the same number: "-12", "0.1", "1e+30", "inf", "nan". Returns the end of
+/// the text, which is not terminated.
 template <class Number>
 [[nodiscard]] char* writeNumber(char (&text)[kNumberTextBytes], Number number) noexcept {
     return std::to_chars(text, text + kNumberTextBytes, number).ptr;
@@ -51,9 +51,9 @@ template <class Number, std::size_t extent>
     return text;
 }
 
-/// The number that the whole text is: a minus and digits, for reals also a point, an exponent, "inf" and "nan". Nothing
-/// for any other text, and for a number outside the range of the type.
-/// \param base  of a whole number: 10 or 16, without a prefix.
+/// The number that the whole text represents: a minus and digits, for reals also a point, an exponent, "inf" and "nan".
+/// Empty for any other text, and for a number outside the range of the type.
+/// \param base  for integers: 10 or 16, without a prefix.
 template <class Number>
 [[nodiscard]] std::optional<Number> parseNumber(std::string_view text, [[maybe_unused]] int base = 10) noexcept {
     Number number{};

@@ -11,8 +11,8 @@
 
 namespace Kr {
 
-/// An output stream into a text, in binary mode, that remembers when it found no memory: a stream keeps that to itself
-/// and goes on with a part of the text.
+/// An output stream into a text, in binary mode, that records when memory ran out: a std::ostringstream would continue
+/// silently with a part of the text.
 class TextStream final : public std::ostream {
 public:
     explicit TextStream(const std::string& text = {}, std::ios::openmode mode = std::ios::out | std::ios::binary)
@@ -20,13 +20,13 @@ public:
         rdbuf(&_buffer);
     }
 
-    /// What was written; good until more is.
+    /// The text so far; valid until the next write.
     [[nodiscard]] std::string_view view() const noexcept { return _buffer.view(); }
     void str(const std::string& text) {
         _buffer.hasRunOut = false;
         _buffer.str(text);
     }
-    /// The whole text. Throws std::bad_alloc where there was no memory for a part of it.
+    /// The whole text. Throws std::bad_alloc when memory ran out for a part of it.
     [[nodiscard]] std::string_view getWhole() const {
         if (_buffer.hasRunOut) throw std::bad_alloc();
         return view();
@@ -57,7 +57,7 @@ public:
         str(text);
     }
 
-    /// From the beginning of this text now.
+    /// Reads this text from its beginning. The text is borrowed.
     void str(std::string_view text) noexcept { _buffer.view(text); }
 
 private:

@@ -6,11 +6,11 @@
 
 namespace Kr {
 
-/// Names a thread of this process for as long as the process lives: unlike the numbers of the system it is never given
-/// to a second thread. kNone is no thread.
+/// Identifies a thread of this process, for the lifetime of the process: unlike the numbers of the system it is never
+/// reused. kNone is no thread.
 enum class ThreadId : std::uint64_t { kNone = 0 };
 
-/// The calling thread's own. Costs a thread-local read after the first call.
+/// The identifier of the calling thread. Costs a thread-local read after the first call.
 [[nodiscard]] KR_API ThreadId getCurrentThreadId() noexcept;
 
 }  // namespace Kr

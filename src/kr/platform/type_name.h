@@ -7,7 +7,7 @@
 
 namespace Kr {
 
-/// The C++ name of a type, "Demo::Vehicle", for messages; the mangled one where the compiler's runtime cannot say.
+/// The C++ name of a type, "Demo::Vehicle", for messages; the mangled name when it cannot be demangled.
 [[nodiscard]] KR_API std::string getTypeName(const std::type_info& type);
 
 }  // namespace Kr

@@ -13,14 +13,15 @@
 
 namespace KrSim::StringUtils {
 
-/// Set of names that makes every name added to it unique: "Wheel", "Wheel 2", "Wheel 3".
-/// Adding takes the same time however many equal names there are. Not safe to use from two threads at once.
+/// Set of names that makes every added name unique: "Wheel", "Wheel 2", "Wheel 3".
+/// Adding takes the same time for any number of equal names.
+/// Thread: one at a time. Ownership: copies the names.
 class KR_API UniqueNamesCollection {
 public:
-    /// Adds the name and returns it; a name that is taken gets a blank and the lowest free number from 2 up. When
-    /// memory runs out, nothing has changed.
+    /// Adds the name and returns it; a name that is taken gets a blank and the lowest free number from 2 up. Throws
+    /// std::bad_alloc, and the collection is unchanged then.
     std::string add(const std::string& name);
-    /// Frees a name; false when it was not in the collection.
+    /// Frees a name; false when the collection does not contain it.
     bool remove(const std::string& name) noexcept;
     [[nodiscard]] bool contains(const std::string& name) const;
     [[nodiscard]] std::size_t size() const noexcept { return _names.size() + _numberedCount; }

@@ -5,13 +5,13 @@
 
 namespace Kr {
 
-/// Whether the byte continues a UTF-8 character, so that no character begins there.
+/// Whether the byte continues a UTF-8 character: no character begins with it.
 [[nodiscard]] constexpr bool isUtf8Continuation(char byte) noexcept {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// Bytes of the UTF-8 character that begins at `at`, which lies inside the text: 1 to 4. 0 where none begins, for an
-/// overlong form, for a surrogate, for what lies beyond U+10FFFF, and where the text ends inside the character.
+/// Bytes of the UTF-8 character that begins at `at`, an index inside the text: 1 to 4. 0 when no character begins
+/// there, for an overlong form, a surrogate or a value above U+10FFFF, and when the text ends inside the character.
 [[nodiscard]] constexpr std::size_t getUtf8CharacterLength(std::string_view text, std::size_t at) noexcept {
     const auto byteAt = [&](std::size_t index) {
         return static_cast<unsigned int>(static_cast<unsigned char>(text[index]));

@@ -12,8 +12,9 @@
 
 namespace KrSim {
 
-/// A universally unique identifier of 128 bits. The stored form carries one byte more, which belongs to the code that
-/// stored it: it is kept and handed on, and takes no part in comparison or text.
+/// A universally unique identifier of 128 bits. The stored form has one more byte, which belongs to the code that
+/// stored it: the byte is preserved, and takes no part in comparison or text.
+/// Thread: value. Ownership: value.
 class KR_API KrUuid {
 public:
     static constexpr std::size_t kStoredBytes = 17;
@@ -21,7 +22,7 @@ public:
 
     /// The null identifier.
     constexpr KrUuid() noexcept = default;
-    /// Text as parse() takes it; bad text gives the null identifier.
+    /// Text as for parse(); text that cannot be parsed gives the null identifier.
     explicit constexpr KrUuid(std::string_view text) noexcept;
     explicit constexpr KrUuid(const Bytes& bytes) noexcept : _bytes(bytes) {}
 
@@ -30,7 +31,7 @@ public:
     /// A random version 4 identifier. Any thread.
     [[nodiscard]] static KrUuid createRandom();
     /// Reads "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", upper or lower case, with or without a pair of braces.
-    /// Anything else answers false and leaves the result as it was.
+    /// Returns false for any other text and leaves the result unchanged.
     [[nodiscard]] static constexpr bool parse(std::string_view text, KrUuid& result) noexcept;
 
     [[nodiscard]] bool isNull() const noexcept { return *this == KrUuid(); }
@@ -40,7 +41,7 @@ public:
     [[nodiscard]] std::string toString() const;
 
     friend bool operator==(const KrUuid& left, const KrUuid& right) noexcept { return (left <=> right) == 0; }
-    /// The order of the texts.
+    /// The order of the identifiers' texts.
     friend KR_API std::strong_ordering operator<=>(const KrUuid& left, const KrUuid& right) noexcept;
 
 private:

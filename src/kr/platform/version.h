@@ -6,7 +6,7 @@
 #define KR_VERSION_MAJOR 2020
 #define KR_VERSION_MINOR 3
 #define KR_VERSION_PATCH 0
-/// Under which name the release is sold, where it has one; files carry it. At most 255 bytes.
+/// The marketing name of the release, empty when it has none; written to files. At most 255 bytes.
 #define KR_VERSION_MARKETING_NAME ""
 
 /// The same as a text literal, "major.minor.patch".
@@ -17,8 +17,8 @@
 
 namespace Kr {
 
-/// Version of the loaded library as "major.minor.patch"; a static text. It differs from the macros above when a caller
-/// was compiled with other headers than the library.
+/// Version of the loaded library as "major.minor.patch"; a static text. It differs from the macros above when the
+/// caller was compiled with the headers of another version.
 [[nodiscard]] KR_API const char* getLibraryVersion() noexcept;
 
 }  // namespace Kr

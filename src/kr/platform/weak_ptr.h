@@ -9,12 +9,13 @@
 
 namespace Kr {
 
-/// Weak holder: remembers an object that derives from KrRefCount without keeping it alive.
+/// Weak holder: refers to an object that derives from KrRefCount without keeping it alive.
 ///
-/// lock() promotes it to a strong holder, or to null once the last strong holder let go, once the object was marked as
-/// being destroyed, and as long as no strong holder was ever formed (see KrRefCount).
-/// Thread: lock() is safe against the last release on another thread. One weak holder is no safer than a plain pointer.
-/// The plain pointer given to the constructor must be good during the call.
+/// lock() gives a strong holder, or null after the last release, after the object was marked as being destroyed, and as
+/// long as no strong holder was ever formed (see KrRefCount).
+/// Thread: lock() may run at the same time as the last release on another thread; one weak holder as a plain pointer.
+/// Ownership: none.
+/// A plain pointer given to the constructor must be valid during the call.
 template <class T>
 class KrWeakPtr {
 public:
@@ -27,7 +28,7 @@ public:
     KrWeakPtr(const KrWeakPtr& other) noexcept : _object(other._object), _block(other._block) { _hold(); }
     KrWeakPtr(KrWeakPtr&& other) noexcept
         : _object(std::exchange(other._object, nullptr)), _block(std::exchange(other._block, nullptr)) {}
-    /// Not through a virtual base: that conversion would read an object that may be gone.
+    /// Not through a virtual base: that conversion would read an object that may have been deleted.
     template <class U>
     requires std::convertible_to<U*, T*> && requires(T* base) { static_cast<U*>(base); }
     KrWeakPtr(const KrWeakPtr<U>& other) noexcept : _object(other._object), _block(other._block) { _hold(); }
@@ -40,21 +41,22 @@ public:
         return *this;
     }
 
+    /// Refers to no object afterwards.
     void reset() noexcept { KrWeakPtr().swap(*this); }
     void swap(KrWeakPtr& other) noexcept {
         std::swap(_object, other._object);
         std::swap(_block, other._block);
     }
 
-    /// Never throws.
+    /// A strong holder, or null when the object is dead or has none. Never throws.
     [[nodiscard]] KrSmartPtr<T> lock() const noexcept {
         return _block && _block->_tryAddRef() ? KrSmartPtr<T>::_adopt(_object) : KrSmartPtr<T>();
     }
 
-    /// True when lock() would answer null now. Another thread may change that at any time, lock() decides.
+    /// True when lock() would return null now. Another thread may change that at any time; lock() decides.
     [[nodiscard]] bool isExpired() const noexcept { return !_block || _block->_isExpired(); }
 
-    /// Two weak holders are equal when they remember the same object, dead or alive.
+    /// Two weak holders are equal when they refer to the same object, dead or alive.
     [[nodiscard]] bool operator==(const KrWeakPtr& other) const noexcept { return _block == other._block; }
 
 private:

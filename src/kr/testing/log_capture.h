@@ -9,28 +9,29 @@
 
 namespace KrTesting {
 
-/// Takes over the log while it lives: messages of all levels are kept instead of printed. An error that is logged does
-/// not throw meanwhile.
+/// Replaces the log handler during its lifetime: messages of all levels are kept instead of printed. An error that is
+/// logged does not throw meanwhile.
 ///
 ///     const KrTesting::LogCapture log;
 ///     simulate();
 ///     EXPECT_THAT(log.lines(Kr::eLogLevel::kWarn), IsEmpty());
 ///
-/// Thread: one capture at a time in a process; messages may come from any thread.
+/// Thread: one capture at a time in a process; messages may come from any thread. Ownership: keeps the messages.
 class KR_API LogCapture {
 public:
     using Hook = std::function<void(const std::string& line)>;
 
-    /// \param hook  called with each line once it is kept, on the thread that logs; it may throw to the caller.
+    /// \param hook  called with each line after it is kept, on the thread that logs; what it throws reaches the code
+    /// that logs.
     explicit LogCapture(Hook hook = {});
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
-    /// The handler and the threshold of before are installed again.
+    /// Installs the previous handler and the previous threshold again.
     ~LogCapture();
 
     /// The messages so far, each as "<level number> <text>"; 2 is an error, 3 a warning, 4 an info.
     [[nodiscard]] std::vector<std::string> lines() const;
-    /// Those of this level and of graver ones.
+    /// The messages of this level and of more severe ones.
     [[nodiscard]] std::vector<std::string> lines(Kr::eLogLevel level) const;
 
 private:

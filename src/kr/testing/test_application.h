@@ -16,8 +16,8 @@
 
 namespace KrTesting {
 
-/// An application for tests of plug-ins, with any test framework or none: it simulates, by a clock that goes by the
-/// frame, and runs the frames that it is told to, as fast as they go.
+/// An application for tests of plug-ins, with any test framework or none. It simulates with a clock that advances by
+/// one frame period in each frame, and runs the requested frames without waiting.
 ///
 ///     const KrTesting::LogCapture log;
 ///     KrTesting::TestApplication application;
@@ -29,31 +29,32 @@ namespace KrTesting {
 ///     EXPECT_EQ(application.explainReplay(60, 60), "");
 ///     EXPECT_THAT(log.lines(Kr::eLogLevel::kWarn), IsEmpty());
 ///
-/// What a test asks for and cannot get is thrown as std::runtime_error, with what there is instead.
-/// Thread: one, the application's. One at a time in a process.
+/// A request that cannot be met throws std::runtime_error, whose text names what exists instead.
+/// Thread: the application thread. One at a time in a process. Ownership: owns the application and the clock.
 class KR_API TestApplication {
 public:
-    /// In simulating mode, without modules and content.
+    /// Simulates, without modules and content.
     /// \param frameRateHz  frames for each second of simulated time, 0.1 to 100,000.
     explicit TestApplication(double frameRateHz = 60.0);
     TestApplication(const TestApplication&) = delete;
     TestApplication& operator=(const TestApplication&) = delete;
     ~TestApplication();
 
+    /// Borrowed: valid as long as this object.
     [[nodiscard]] KrSim::KrApplication& getApplication() const noexcept { return _check.getApplication(); }
     /// The clock of application and events; step advances it.
     [[nodiscard]] Kr::ManualClock& getClock() const noexcept { return _check.getClock(); }
 
-    // --- What is simulated -----------------------------------------------------------------------------------------
+    // --- Setup -----------------------------------------------------------------------------------------------------
     /// Loads the plug-in from the directory and inserts one module of each of its module types.
     /// \param plugin  base name of the file, without ".krp".
     void usePlugin(const std::string& directory, const std::string& plugin);
     /// Makes an extension of a registered type and adds it to the content, or inserts it as a module.
     /// \param type  "Simulation.Road Vehicle" or "Road Vehicle", where only one type has this name.
-    /// \param name  of the extension; that of the type where it is empty. A name that is taken gets a number.
-    /// Borrowed: the application holds it.
+    /// \param name  of the extension; the name of the type when empty. A name that is already used gets a number.
+    /// Borrowed: the application holds the extension.
     KrSim::KrExtension& add(const std::string& type, const std::string& name = {});
-    /// The same with a class that the test itself is compiled with.
+    /// The same with a class that is compiled into the test.
     template <KrSim::KrImplementation T>
     T& make(const std::string& name) {
         const auto proxy = Kr::makeSmart<typename T::Proxy>();
@@ -69,12 +70,12 @@ public:
     // --- Results ---------------------------------------------------------------------------------------------------
     /// A field of content or of a module, by the path that krsim prints and records: "Car/Vehicle.Outputs.Speed".
     [[nodiscard]] KrData::FieldBase& getField(const std::string& path) const;
-    /// See ReplayCheck: empty when a run that goes on from a snapshot is equal to the first one.
+    /// See ReplayCheck: empty when a run that continues from a snapshot equals the first run.
     [[nodiscard]] std::string explainReplay(std::uint32_t framesBefore, std::uint32_t framesReplayed) {
         return _check.explain(framesBefore, framesReplayed);
     }
-    /// Runs so many frames and keeps all values after each, for comparison with the record of another application. A
-    /// frame that is the last one ends the record.
+    /// Runs so many frames and keeps all values after each frame, for comparison with the record of another
+    /// application. The record ends with the frame in which the application stops.
     [[nodiscard]] KrPersistence::RunRecord record(std::uint32_t frames);
 
 private:

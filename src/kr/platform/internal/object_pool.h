@@ -8,11 +8,12 @@
 
 namespace Kr::detail {
 
-/// Room for objects of one size. It comes from the heap in ever larger pieces, which are never given back.
+/// Memory for objects of one size. It comes from the heap in ever larger pieces, which are never freed.
+/// Thread: any. Ownership: never frees a piece.
 class KR_API ObjectPool {
 public:
-    /// All sizes are multiples of this, and all objects begin half of it behind a multiple: the last part of a field's
-    /// head and the start of its value lie in one cache line then.
+    /// All sizes are multiples of this, and all objects begin half of it after a multiple: then the last part of a
+    /// field's head and the start of its value share a cache line.
     static constexpr std::size_t kStep = 32;
 
     constexpr ObjectPool() noexcept = default;
@@ -22,7 +23,7 @@ public:
     /// \param bytes  the same at every call, a multiple of kStep; throws std::bad_alloc.
     [[nodiscard]] void* take(std::size_t bytes);
     void giveBack(void* object) noexcept;
-    /// How often it has given room.
+    /// Number of allocations so far.
     [[nodiscard]] std::uint64_t getTakenCount();
 
 private:
@@ -34,13 +35,13 @@ private:
     std::mutex _mutex;  // guards all
     Link* _free{nullptr};
     Link* _pieces{nullptr};     // so that leak checkers reach them
-    std::byte* _next{nullptr};  // of the newest piece, what was never used
+    std::byte* _next{nullptr};  // the unused rest of the newest piece
     std::byte* _end{nullptr};
     std::size_t _pieceBytes{0};
     std::uint64_t _takenCount{0};
 };
 
-/// Called before each object that a pool makes room for, on the thread that asks; it may throw std::bad_alloc. Null
+/// Called before each allocation from a pool, on the thread that allocates; it may throw std::bad_alloc. Null
 /// calls nothing. For tests of what happens when memory runs out: pools take much of it at once, so that single objects
 /// could not fail otherwise.
 KR_API void setPoolWatch(void (*watch)()) noexcept;

@@ -9,7 +9,7 @@
 
 /// What a plug-in and the library must have in common beside the version, as a text literal: the processor with the
 /// width of its pointers, and the standard library with the switches that change the layout of its classes. Compilers
-/// are not part of it: g++ and clang++ keep to one binary interface. A sanitizer is, because its run-time part ends a
+/// are not part of it: g++ and clang++ share one binary interface. A sanitizer is, because its run-time part ends a
 /// process that was started without it.
 #define KR_PLUGIN_BUILD KR_PLUGIN_PLAIN_BUILD_ KR_PLUGIN_SANITIZER_
 #define KR_PLUGIN_PLAIN_BUILD_ KR_PLUGIN_MACHINE_ ";" KR_PLUGIN_STANDARD_LIBRARY_
@@ -71,7 +71,7 @@ constexpr bool isManifestLine(std::string_view line) noexcept {
 /// Longest name of a plug-in: with ".krp" it is the longest name that a file may have.
 inline constexpr std::size_t kMaxPluginNameBytes = 251;
 
-/// Whether this is the base name of a file and nothing else: no folder, no "..", no hidden file, no control character.
+/// Whether this is the base name of a file: no folder, no "..", no hidden file, no control character.
 constexpr bool isPluginName(std::string_view name) noexcept {
     return isManifestLine(name) && name.size() <= kMaxPluginNameBytes && name.front() != '.' &&
            name.find_first_of("/\\") == std::string_view::npos;
@@ -100,22 +100,22 @@ consteval auto makeManifestNote(const char (&name)[NameSize], const char (&... l
 }  // namespace KrPluginSystem::detail
 
 /// Makes the library that it is compiled into a plug-in: puts the manifest into the file, where the plug-in manager and
-/// tools read it without loading anything, and declares the two entry functions, which the plug-in then defines.
+/// tools read it without loading the file, and declares the two entry functions, which the plug-in then defines.
 /// Once in a plug-in, in the global namespace, followed by a semicolon. All arguments are text literals.
 ///
 /// \param name     the base name of the file, without ".krp".
 /// \param version  the plug-in's own version, for people.
 /// The other arguments are the types that the plug-in registers, one text each, for people.
 ///
-/// void kr_plugin_register_v1() registers the types. It runs when the plug-in is loaded and again when it is loaded
-/// after having been unloaded, on the thread that asked. It may load other plug-ins and may throw: the plug-in then
-/// counts as not loaded, and kr_plugin_unregister_v1 is called to withdraw what was registered.
+/// void kr_plugin_register_v1() registers the types. It runs when the plug-in is loaded, and again when it is loaded
+/// after having been unloaded, on the thread that called load. It may load other plug-ins and may throw: the plug-in
+/// then counts as not loaded, and kr_plugin_unregister_v1 is called to withdraw the registered types.
 ///
-/// bool kr_plugin_unregister_v1() withdraws the types that are registered, or answers false and leaves all as they are,
-/// because instances of them live.
+/// bool kr_plugin_unregister_v1() withdraws the registered types, or returns false and withdraws none because instances
+/// of them exist.
 ///
-/// Registration belongs there and not into static initialisers: an exception that leaves one ends the process, since
-/// the system's loader cannot pass it on.
+/// Registration belongs into these functions and not into static initialisers: an exception that leaves a static
+/// initialiser ends the process, since the system's loader cannot pass it on.
 #define KR_PLUGIN_MANIFEST(name, version, ...)                                                                  \
     [[gnu::used, gnu::section(".note.kr"), gnu::aligned(4)]] static constinit const auto krPluginManifestNote = \
         KrPluginSystem::detail::makeManifestNote(name, version __VA_OPT__(, ) __VA_ARGS__);                     \

@@ -9,23 +9,24 @@
 namespace KrPluginSystem {
 
 /// Finds resource files, "<name>.krr".
-/// Thread: all operations on any thread.
+/// Thread: any. Ownership: one instance, never destroyed.
 class KR_API KrResourceManager {
 public:
     static KrResourceManager& instance();
     KrResourceManager(const KrResourceManager&) = delete;
     KrResourceManager& operator=(const KrResourceManager&) = delete;
 
-    /// The path of the file in the first search directory that has it; empty when none has, and for a name with a
-    /// folder in it.
+    /// The path of the file in the first search directory that contains it; empty when none does, and for a name with a
+    /// folder.
     [[nodiscard]] std::string findResource(const std::string& resource) const;
 
-    /// Adds a directory, to be searched after those added before. It need not exist yet. A relative one counts from the
-    /// current directory at the time of the search. One that is there keeps its place; an empty text, or one with a
-    /// zero byte in it, is refused with a warning.
+    /// Adds a directory, searched after those added before. It need not exist yet. A relative directory counts from the
+    /// current directory at the time of the search. A directory that was added already keeps its place. An empty text,
+    /// or one with a zero byte, is refused with a warning.
     void addResourceSearchDir(const std::string& directory);
+    /// Removes all added directories.
     void resetResourceSearchDirs();
-    /// As they were given, in order.
+    /// The added directories as they were given, in order.
     [[nodiscard]] Kr::KrArray<std::string> getResourceSearchDirs() const;
 
 private:
