@@ -17,14 +17,15 @@ namespace detail {
 struct ContentLink;
 }  // namespace detail
 
-/// Which live extension carries which runtime ID, and the references that follow it: the working half of the content
-/// registry, which is what extensions and hosts use.
+/// The registry of live extensions by runtime ID, and of the references that follow an ID.
 ///
-/// Several extensions may carry one ID, as when a file is loaded twice. The first answers for it; when it goes, the
-/// next one does. No extension is found by the empty ID. A reference whose extension changes its ID follows the
-/// extension. One whose ID no extension carries takes the only extension with the same raw ID, until one with the ID
-/// comes. Thread: any. One lock covers the bookkeeping; owners of references are told without it, on the thread that
-/// makes the change, before the call returns, or by a thread that is just telling the same owner.
+/// Several extensions may have one ID, as when a file is loaded twice. The first one registered is found; after its
+/// removal the next one is. The empty ID finds no extension. A reference whose extension changes its ID follows the
+/// extension. A reference whose ID no extension has takes the only extension with the same raw ID, until an extension
+/// with the ID is registered.
+/// Thread: any. One lock guards the tables. Observers of references are called without it, on the thread that makes the
+/// change before the call returns, or on a thread that is already calling the same observer.
+/// Ownership: extensions and references are borrowed; each is removed before it dies.
 class KR_API KrContentDirectory {
 public:
     /// An extension with a holder that keeps it alive, or null with an empty holder.
@@ -33,35 +34,36 @@ public:
     KrContentDirectory() = delete;
 
     // --- Extensions ------------------------------------------------------------------------------------------------
-    /// Nothing happens when it is there already.
+    /// Does nothing when the extension is registered already.
     static void _add(KrExtension* extension, const KrContentID& id);
-    /// Answers whether it was there. What it is, or was, is not looked at: it may be half destroyed.
+    /// Returns whether it was registered. The extension is not accessed: it may be half destroyed.
     static bool _remove(KrExtension* extension, const KrContentID& id) noexcept;
+    /// Moves a registered extension to another ID; its references follow it.
     static void _changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after);
     [[nodiscard]] static bool _contains(const KrExtension* extension, const KrContentID::Identifier& id);
-    /// The pointer is good as long as no other thread lets go of the extension.
+    /// The pointer is valid as long as no other thread releases the extension.
     [[nodiscard]] static KrExtension* _find(const KrContentID::Identifier& id);
     /// Null for an extension without a holder or one that is being destroyed.
     [[nodiscard]] static Held _hold(const KrContentID::Identifier& id);
     /// The same, and where none has the runtime ID, the only one with the raw ID.
     [[nodiscard]] static Held _resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
-    /// How many have this raw ID: the same item from several files, or several times from one.
+    /// Number of extensions with this raw ID: the same item from several files, or several times from one.
     [[nodiscard]] static std::size_t _getCountOf(const KrContentID::Identifier& rawID);
-    /// The first of these, at most so many, with holders; without those that cannot be held.
+    /// The first extensions with this raw ID, at most so many, with holders; without those that cannot be held.
     [[nodiscard]] static std::vector<Held> _holdItems(const KrContentID::Identifier& rawID, std::size_t most);
-    /// How many extensions are there.
+    /// Number of registered extensions.
     [[nodiscard]] static std::size_t _getCount();
 
     // --- References ------------------------------------------------------------------------------------------------
-    /// Lets a reference follow an ID. It gets the preferred extension if that is in the directory under the ID or the
-    /// reference is strong and given a holder of it; else the one that answers for the ID, or none.
+    /// Makes a reference follow an ID. It takes the preferred extension if that is registered under the ID, or if the
+    /// reference is strong and gets a holder of it; else the first extension with the ID, or none.
     static void _connect(detail::ContentLink& link, const KrContentID& id, const Held& preferred);
-    /// The reference follows no extension any more; a strong one keeps what it holds.
+    /// Ends following; a strong reference keeps the extension that it holds.
     static void _disconnect(detail::ContentLink& link) noexcept;
-    /// The same for good. Returns when no other thread is telling the owner.
+    /// As _disconnect, for a reference that dies. Returns when no other thread is calling the observer.
     static void _close(detail::ContentLink& link) noexcept;
 
-    /// Returns when no other thread is in a call of the observer before.
+    /// Returns when no other thread is calling the previous observer.
     static void _setObserver(detail::ContentLink& link, std::function<void()> observer);
     static void _setStrong(detail::ContentLink& link, bool isStrong);
     [[nodiscard]] static bool _isStrong(const detail::ContentLink& link);

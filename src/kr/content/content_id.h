@@ -16,18 +16,19 @@
 
 namespace KrSim {
 
-/// Identifies a piece of content: the same after every save, another one for each placement of the same item.
+/// Identifies a piece of content: equal after every save, different for each placement of the same item.
 ///
-/// The runtime ID stands for this placement, the raw ID for the content wherever it was loaded from and, in a row of
-/// placements, for the same row of items. Both are made from the own identifier, the file and the chain of placements
-/// by the formulas of docs/content-identity.md.
+/// The runtime ID identifies this placement. The raw ID identifies the content independent of the file it was loaded
+/// from and, in a chain of placements, the same chain of items. Both are computed from the own identifier, the file and
+/// the chain of placements by the formulas of docs/content-identity.md.
 ///
-/// Two IDs are equal, ordered and hashed by their runtime ID, which is what tells live content apart. For "the same
-/// item, from whatever file" ask isRawIDSame.
-/// Copies share file and chain, so they are cheap. Thread: as an int.
+/// Two IDs are equal, ordered and hashed by their runtime ID, which distinguishes live content. Use isRawIDSame to
+/// compare items from different files.
+/// Copies share file and chain, so they are cheap. Thread: value. Ownership: value.
 class KR_API KrContentID {
 public:
     /// A number of 128 bits with a text form, such as 00000000000000AB-0123456789ABCDEF.
+    /// Thread: value. Ownership: value.
     struct KR_API Identifier {
         static constexpr std::size_t kTextLength = 33;
 
@@ -36,25 +37,25 @@ public:
 
         [[nodiscard]] constexpr bool isNull() const noexcept { return (first | second) == 0; }
         [[nodiscard]] std::string toString() const;
-        /// Reads two words of 16 hexadecimal digits, upper or lower case, with a "-" between them. Anything else
-        /// answers false and leaves the result as it was.
+        /// Reads two words of 16 hexadecimal digits, upper or lower case, with a "-" between them. Returns false for
+        /// any other text and leaves the result unchanged.
         [[nodiscard]] static bool parse(std::string_view text, Identifier& result) noexcept;
 
         [[nodiscard]] friend constexpr bool operator==(const Identifier&, const Identifier&) noexcept = default;
         [[nodiscard]] friend constexpr std::strong_ordering operator<=>(const Identifier&,
                                                                         const Identifier&) noexcept = default;
-        /// The state of the stream is as it was, but for the width, which it uses up.
+        /// Leaves the state of the stream unchanged, except that it resets the width.
         friend KR_API std::ostream& operator<<(std::ostream& stream, const Identifier& identifier);
-        /// Skips white space and takes 33 characters. A text that does not parse sets failbit, leaves the identifier
-        /// as it was and the first wrong character in the stream.
+        /// Skips white space and reads 33 characters. A text that does not parse sets failbit, leaves the identifier
+        /// unchanged and the first wrong character in the stream.
         friend KR_API std::istream& operator>>(std::istream& stream, Identifier& identifier);
     };
 
     using Words = std::pair<std::uint64_t, std::uint64_t>;
     using Chain = std::vector<KrContentID>;
 
-    /// How deep chains may lie within the entries of chains. What the operations here make from flat chains is flat;
-    /// readers of stored IDs refuse more.
+    /// Largest depth of chains within the entries of chains. Operations of this class make flat chains from flat
+    /// chains; readers of stored IDs refuse deeper ones.
     static constexpr int kMaxNesting = 64;
 
     /// The empty ID, which identifies nothing.
@@ -66,36 +67,38 @@ public:
     ~KrContentID();
 
     // --- Making one ------------------------------------------------------------------------------------------------
-    /// A random one. Any thread.
+    /// A random ID. Any thread.
     [[nodiscard]] static KrContentID createUnique();
     /// The same uuid always gives the same ID; the null uuid gives the empty one.
     [[nodiscard]] static KrContentID createFromUuid(const KrUuid& uuid);
+    /// Both words zero give the empty ID.
     [[nodiscard]] static KrContentID createFromWords(std::uint64_t first, std::uint64_t second) noexcept;
-    /// The ID of `instance` where it is placed inside `parent`. A placement of a placement: pass the ID of the inner
-    /// one as parent.
+    /// The ID of `instance` when it is placed inside `parent`. For a placement inside a placement pass the ID of the
+    /// inner placement as parent.
     [[nodiscard]] static KrContentID createFromParentInstance(const KrContentID& parent, const KrContentID& instance);
 
     // --- Changing it -----------------------------------------------------------------------------------------------
-    /// Moves a placed item into another parent. Nothing happens to an ID without a chain.
+    /// Moves a placed item into another parent. Does nothing for an ID without a chain.
     void setParentID(const KrContentID& parent);
     /// The name of the file that the content is loaded from, empty for none. Gives content without a chain another
     /// runtime ID.
     void setFile(const std::string& file);
 
-    // --- Asking it -------------------------------------------------------------------------------------------------
+    // --- Reading it ------------------------------------------------------------------------------------------------
     [[nodiscard]] const Identifier& getRuntimeID() const noexcept { return _runtime; }
     [[nodiscard]] const Identifier& getRawID() const noexcept { return _raw; }
-    /// What the ID was made from; null for placements.
+    /// The identifier from which the ID was made; null for placements.
     [[nodiscard]] const Identifier& getOwnIdentifier() const noexcept { return _own; }
     [[nodiscard]] Words getRuntimeIDAsWords() const noexcept { return {_runtime.first, _runtime.second}; }
     [[nodiscard]] Words getRawIDAsWords() const noexcept { return {_raw.first, _raw.second}; }
-    /// The references to file and chain are good until this ID changes.
+    /// The references to file and chain are valid until this ID changes.
     [[nodiscard]] const std::string& getFile() const noexcept;
-    /// The placements from the outermost container to this item, which is the last; empty for content that is not
+    /// The placements from the outermost container to this item, which is the last entry; empty for content that is not
     /// placed inside other content.
     [[nodiscard]] const Chain& getParentInstances() const noexcept;
-    /// Whether it is the ID that identifies nothing: all words are zero.
+    /// Whether the ID identifies nothing: all words are zero.
     [[nodiscard]] bool isEmpty() const noexcept;
+    /// Whether both IDs identify the same item, possibly from different files.
     [[nodiscard]] bool isRawIDSame(const KrContentID& other) const noexcept { return _raw == other._raw; }
     /// The runtime ID as text.
     [[nodiscard]] std::string toString() const;
@@ -107,12 +110,12 @@ public:
         return left._runtime <=> right._runtime;
     }
 
-    /// For readers of stored IDs: takes all parts as they were stored and recomputes nothing.
+    /// For readers of stored IDs: takes all parts as stored and recomputes nothing.
     [[nodiscard]] static KrContentID _fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
                                                 std::string file, Chain chain);
     /// For readers of stored IDs: the placement with this chain; the empty ID for an empty chain.
     [[nodiscard]] static KrContentID _fromChain(Chain chain);
-    /// For readers of stored IDs: as setFile with the file of another ID, which has no chain; both share its text.
+    /// For readers of stored IDs: as setFile with the file of another ID without a chain; both share its text.
     void _setFileOf(const KrContentID& other);
 
 private:

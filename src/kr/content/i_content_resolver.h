@@ -7,13 +7,14 @@
 
 namespace KrSim {
 
-/// What content identity must ask of an extension, which is only a declared class down here. The registry of content
-/// implements it. Every question is about a living extension; those marked so are asked under a lock and must take
-/// none.
+/// What the registry of content must know about an extension, which is only a declared class in this layer. The upper
+/// layer implements it. Each function takes a living extension; functions marked so are called under a lock and must
+/// take none.
+/// Thread: any. Ownership: none.
 class KR_API IContentResolver {
 public:
     [[nodiscard]] virtual KrContentID _getContentID(KrExtension* extension) const = 0;
-    /// The same object as counted object. Asked under a lock.
+    /// The same object as counted object. Called under a lock.
     [[nodiscard]] virtual Kr::KrRefCount* _asRefCount(KrExtension* extension) const noexcept = 0;
 
 protected:

@@ -19,7 +19,7 @@ namespace KrSim {
 static_assert(std::endian::native == std::endian::little, "payloads travel between machines without conversion");
 
 /// The plain values of a payload, each copied with its own width: 1 byte for bool, 8 for long and long long alike.
-/// Not char: say signed char or unsigned char. Enumerations are written as a number of known width.
+/// Not char: use signed char or unsigned char. Write enumerations as a number of known width.
 template <class T>
 concept EventScalar =
     std::same_as<T, bool> || std::same_as<T, signed char> || std::same_as<T, unsigned char> || std::same_as<T, short> ||
@@ -31,33 +31,34 @@ concept EventScalar =
 /// must agree on the sequence of types; docs/events.md has the width of each.
 ///
 /// A read past the end is logged at error level as "EventData::operator>>, reading pass end of data\n" and never
-/// throws; the target is then as it was, and so is the position. The exceptions, strings and matrices, stand at their
-/// operators. Writing throws std::bad_alloc and changes nothing when memory runs out. Thread: none. Also the const
-/// operations, which move the read position and trim the bytes, need a lock of the caller.
+/// throws; target and position are unchanged then, except where an operator says otherwise (strings, matrices). Writing
+/// throws std::bad_alloc and changes nothing when memory runs out.
+/// Thread: one at a time, const operations included: they move the read position and trim the bytes. Ownership: value.
 class KR_API EventData {
 public:
-    /// What an event between applications may hold. No text may claim more without having the bytes.
+    /// Largest payload between applications. A text that claims more bytes than the payload has is refused.
     static constexpr std::size_t kLargestPayloadBytes = std::size_t{64} << 20U;
 
     EventData() noexcept = default;
-    /// Writes go on behind these bytes, reads begin at the first; the same holds for every copy, move and setData.
+    /// Writes append to these bytes, reads begin at the first; the same holds for every copy, move and setData.
     explicit EventData(const std::vector<std::uint8_t>& data);
     explicit EventData(std::vector<std::uint8_t>&& data) noexcept;
     EventData(const EventData& other);
-    /// Leaves the other one empty.
+    /// The other one is empty afterwards.
     EventData(EventData&& other) noexcept;
     EventData& operator=(const EventData& other);
     EventData& operator=(EventData&& other) noexcept;
     virtual ~EventData();
 
-    /// The bytes written so far. The reference is good, and its content right, until the next write or change.
+    /// The bytes written so far. The reference and its contents are valid until the next write or change.
     [[nodiscard]] const std::vector<std::uint8_t>& data() const;
+    /// Replaces the payload; reads begin at the first byte, writes append.
     void setData(const std::vector<std::uint8_t>& data);
     void setData(std::vector<std::uint8_t>&& data) noexcept;
-    /// Empties it and keeps the memory.
+    /// Removes the payload and keeps the memory.
     void clear() noexcept;
 
-    /// As setData, from any memory.
+    /// As setData, from a block of memory.
     void _setBytes(const std::uint8_t* bytes, std::size_t count);
     /// For operators of further types: appends the bytes of a value.
     template <class T>
@@ -68,7 +69,7 @@ public:
         std::memcpy(_bytes.data() + position, &value, sizeof(T));
         _writePosition = position + sizeof(T);
     }
-    /// For operators of further types: false, and an error logged, when the bytes that are left do not make a value.
+    /// For operators of further types: false, and an error logged, when the remaining bytes do not make a value.
     template <class T>
     bool _read(T& value) const {
         static_assert(std::is_trivially_copyable_v<T>);
@@ -81,7 +82,7 @@ public:
         _readPosition = position + sizeof(T);
         return true;
     }
-    /// A text too long for its 4-byte length is written as an empty one, so that what follows stays readable, and
+    /// A text too long for its 4-byte length is written as an empty one, so that later values stay readable, and
     /// reported at error level.
     void _writeText(const char* text, std::size_t length) {
         if (length > std::numeric_limits<std::uint32_t>::max()) return _refuseText(length);
@@ -101,14 +102,14 @@ public:
         text.assign(reinterpret_cast<const char*>(_bytes.data() + position + sizeof length), length);
         _readPosition = position + sizeof length + length;
     }
-    /// For receivers of payloads from outside: false where the length or one of its bytes is missing; nothing is then
-    /// logged, allocated or changed.
+    /// For receivers of payloads from outside: false when the length or one of its bytes is missing; nothing is logged,
+    /// allocated or changed then.
     [[nodiscard]] bool _readWholeText(std::string& text) const;
     void _readMatrix(KrMath::Matrix44T<double>& matrix) const;
 
     /// Number of bytes between the read position and the end.
     [[nodiscard]] std::size_t _unread() const noexcept { return _writePosition - _readPosition; }
-    /// The next read begins at the first byte again.
+    /// Moves the read position to the first byte.
     void _rewind() const noexcept { _readPosition = 0; }
 
 private:
@@ -121,7 +122,7 @@ private:
     void _grow(std::size_t count);
 
     // The payload ends at the write position; the vector is kept longer, because lengthening it with every value
-    // would cost more than the copy, and is cut when it is asked for.
+    // would cost more than the copy, and data() trims it.
     mutable std::vector<std::uint8_t> _bytes;
     std::uint64_t _writePosition{0};
     mutable std::uint64_t _readPosition{0};

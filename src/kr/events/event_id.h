@@ -7,8 +7,9 @@
 
 namespace KrSim {
 
-/// The number of an event as the event-id list assigned it; 0, which no name has, until one is assigned.
-/// Numbers are made by the event manager from names; compare ids, and ask the event-id list for the name.
+/// The number of an event, assigned by the event-id list; 0, which no name has, before that. The event manager makes
+/// numbers from names: compare ids, and use the event-id list to get the name.
+/// Thread: value. Ownership: value.
 class KR_API EventId {
 public:
     constexpr EventId() noexcept = default;

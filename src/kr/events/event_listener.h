@@ -9,10 +9,12 @@
 
 namespace KrSim {
 
-/// Handle on a registration. The callback is called as long as a handle on it lives; copies share the registration.
+/// Handle of a registration. The callback is called as long as a handle of the registration lives; copies share the
+/// registration.
 ///
-/// Thread: handles of one registration may live on many threads; one handle is no safer than a plain pointer. The
-/// thread that drops the last one destroys the callback, or the delivery under way does, at its end.
+/// Thread: handles of one registration may be used on several threads, one handle as a plain pointer. The callback is
+/// destroyed by the thread that drops the last handle, or by the delivery in progress at its end.
+/// Ownership: shared by the copies.
 class KR_API EventListener {
 public:
     /// Empty.
@@ -25,7 +27,7 @@ public:
     EventListener& operator=(EventListener&&) noexcept = default;
     ~EventListener();
 
-    /// Drops this handle's part in the registration; it is empty afterwards. Destruction does the same.
+    /// Drops this handle's share of the registration; the handle is empty afterwards. Destruction does the same.
     void unregister() noexcept;
     [[nodiscard]] bool isEmpty() const noexcept { return _registration == nullptr; }
 
@@ -33,7 +35,8 @@ private:
     Kr::KrSmartPtr<Kr::KrRefCount> _registration;
 };
 
-/// The subscriptions of an owner in one member: they end with it.
+/// The subscriptions of an owner in one member: they end with the owner.
+/// Thread: one at a time. Ownership: owns the handles.
 class KR_API EventListenerList {
 public:
     EventListenerList() noexcept = default;
@@ -43,8 +46,9 @@ public:
     EventListenerList& operator=(EventListenerList&&) noexcept = default;
     ~EventListenerList();
 
+    /// Appends a copy of the handle.
     EventListenerList& operator<<(const EventListener& listener);
-    /// Drops all handles. Callbacks destroyed with them may append new ones, which stay.
+    /// Drops all handles. Callbacks that are destroyed with them may append new handles, which stay.
     void unregister() noexcept;
     [[nodiscard]] std::size_t size() const noexcept { return _listeners.size(); }
 

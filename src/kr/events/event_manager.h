@@ -12,7 +12,7 @@ namespace KrSim {
 
 /// Publish and subscribe inside an application: callbacks by event id, payloads as EventData.
 ///
-/// Ask the application context for it; an application without one answers with an InvalidEventManager.
+/// The application context returns it; for an application without one it is an InvalidEventManager.
 ///
 ///     const EventId id = EventManager::createEventId("Gear changed");
 ///     _listener = events.registerListener(id, [this](const EventData& data) { data >> _gear; });
@@ -20,8 +20,9 @@ namespace KrSim {
 ///     data << 3;
 ///     events.sendEvent(id, data);
 ///
-/// Thread: all operations on any thread. Callbacks run on the application's thread: within sendEvent when that thread
-/// sends, with its next frame for events of other threads and applications. docs/events.md has the rest.
+/// Thread: any. Callbacks run on the application's thread: within sendEvent when that thread sends, in its next frame
+/// for events of other threads and applications. Details: docs/events.md.
+/// Ownership: the application owns it; handles own callbacks.
 class KR_API EventManager {
 public:
     EventManager() = default;
@@ -29,16 +30,16 @@ public:
     EventManager& operator=(const EventManager&) = delete;
     virtual ~EventManager();
 
-    /// The id of the event "User Event: " followed by the name, the same for every call with this name.
+    /// The id of the event "User Event: " followed by the name; each call with the same name gives the same id.
     [[nodiscard]] static EventId createEventId(const std::string& name);
 
     /// The callback runs for every event of this id, in the order of registration, as long as the handle or a copy of
-    /// it lives. The payload is good during the call and read from its start by each callback. A callback that drops
-    /// the last handle of a later one keeps it from being called; one registered during a delivery waits for the next.
-    /// An exception is logged as a warning, and the delivery goes on.
+    /// it lives. The payload is valid during the call; each callback reads it from its start. A callback that drops the
+    /// last handle of a later one prevents its call; one registered during a delivery waits for the next event. An
+    /// exception is logged as a warning, and the delivery continues.
     [[nodiscard]] virtual EventListener registerListener(const EventId& id,
                                                          std::function<void(const EventData&)> callback) = 0;
-    /// Sends to this application and to those it is networked with. The payload is copied. False without a manager.
+    /// Sends to this application and to those networked with it. The payload is copied. False without a manager.
     virtual bool sendEvent(const EventId& id, const EventData& data) = 0;
 };
 

@@ -10,14 +10,14 @@
 
 namespace KrSim {
 
-/// The event manager of an application, above the dispatcher.
+/// The event manager of an application, on top of the dispatcher.
 ///
-/// Subscribed at the dispatcher to the ids that have a live callback. It publishes the names of this process's events
-/// when an application joins the network.
-/// Events that are sent through the manager of an application wait in a queue of their own, and callbacks of queued
-/// events run on the thread of the application only. Others use the common queue.
-/// Lifetime: handles may outlive it; their callbacks are not called any more. Its destructor waits for deliveries that
-/// are under way on other threads.
+/// It subscribes at the dispatcher to the ids that have a live callback, and publishes the names of this process's
+/// events when an application joins the network.
+/// Events that are sent through the manager of an application wait in the queue of that application, and callbacks of
+/// queued events run on the thread of the application only. Other managers use the common queue.
+/// Thread: any. The destructor waits for deliveries in progress on other threads.
+/// Ownership: handles own callbacks and may outlive the manager; their callbacks are not called any more then.
 class KR_API EventManagerImplementation final : public EventManager {
 public:
     /// What a handle holds: the id and the callback, which may be empty.
@@ -32,31 +32,31 @@ public:
     explicit EventManagerImplementation(eQueue queue = eQueue::kCommon);
     ~EventManagerImplementation() override;
 
-    /// A handle on the object; empty for null and for an object that is being destroyed.
+    /// A handle of the object; empty for null and for an object that is being destroyed.
     [[nodiscard]] static EventListener createListener(const Kr::KrSmartPtr<Kr::KrRefCount>& object);
 
     [[nodiscard]] EventListener registerListener(const EventId& id,
                                                  std::function<void(const EventData&)> callback) override;
     bool sendEvent(const EventId& id, const EventData& data) override;
 
-    // The other ways of the dispatcher, under its names.
+    // The other sends of the dispatcher, under its names.
     void sendEventLocally(const EventId& id, const EventData& data);
     void sendEventLocallyImmediately(const EventId& id, const EventData& data);
     void sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data);
     void sendEventRemotely(const EventId& id, const EventData& data);
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
-    /// For messages of the log: as sendEventLocally, but a running application delivers it if there is one, first that
-    /// of this thread; and a thread that only logs does not become the owner of a queue of an application.
+    /// For messages of the log: as sendEventLocally, but delivered by a running application if there is one, preferably
+    /// that of this thread. A thread that only logs does not become the owner of a queue of an application.
     void _publish(const EventId& id, const EventData& data);
 
     // For the application that owns the manager
 
-    /// The main loop has ended. Blocking senders are released.
+    /// The main loop has ended: blocking senders are released.
     void _stopRunning();
-    /// The application is about to be destroyed on this thread: callbacks run here only from now on. Returns when no
+    /// The application is about to be destroyed on this thread: callbacks run only here from now on. Returns when no
     /// other thread is inside a callback.
     void _beginEnd();
-    /// Null without an application. Good for ever, but it may become that of another application.
+    /// Null without an application. Never destroyed, but it may become that of another application.
     [[nodiscard]] detail::LocalQueue* _getQueue() const noexcept;
 
 private:
@@ -64,8 +64,9 @@ private:
     EventListener _applicationAdded;
 };
 
-/// The calling thread runs the application and owns its queue. While this lives, what the thread sends through no
-/// application belongs to this one; then to the one around it again.
+/// States that the calling thread runs the application and owns its queue. During its lifetime, events that the thread
+/// sends through no application belong to this one; afterwards to the enclosing one again.
+/// Thread: the constructing one. Ownership: the manager is borrowed.
 class KR_API EventManagerImplementation::Running {
 public:
     explicit Running(EventManagerImplementation& manager);

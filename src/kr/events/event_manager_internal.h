@@ -9,11 +9,12 @@
 
 namespace KrSim {
 
-/// The event manager as the framework's own code uses it: ids without the prefix of user events, and all ways of
-/// sending. The manager is borrowed and must outlive it.
+/// The event manager for the framework's own code: ids without the prefix of user events, and all kinds of sends.
+/// Thread: any. Ownership: the manager is borrowed and must outlive it.
 class KR_API EventManagerInternal final : public EventManager {
 public:
-    /// A manager that is no EventManagerImplementation is reported at error level; nothing is sent or registered then.
+    /// A manager that is no EventManagerImplementation is reported at error level; sends and registrations do nothing
+    /// then.
     explicit EventManagerInternal(EventManager* manager);
     ~EventManagerInternal() override;
 
@@ -24,16 +25,17 @@ public:
     [[nodiscard]] EventListener registerListener(const EventId& id,
                                                  std::function<void(const EventData&)> callback) override;
     bool sendEvent(const EventId& id, const EventData& data) override;
+    /// The sends of KrEventDispatcher under the same names, through the queue of the manager's application.
     void sendEventLocally(const EventId& id, const EventData& data);
     void sendEventLocallyImmediately(const EventId& id, const EventData& data);
     void sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data);
     void sendEventRemotely(const EventId& id, const EventData& data);
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
-    /// As that of the manager.
+    /// See EventManagerImplementation::_publish.
     void _publish(const EventId& id, const EventData& data);
 
 private:
-    EventManagerImplementation* _manager;  // null when what was given is another manager
+    EventManagerImplementation* _manager;  // null when the given manager is of another class
 };
 
 }  // namespace KrSim

@@ -4,7 +4,7 @@ namespace KrSim {
 
 /// The names of the framework's own events. Applications that share events agree on these texts.
 
-/// A list of event names that another application made; see EventIDList.
+/// A list of event names of another application; see EventIDList.
 inline constexpr const char* kPublishLocalEventIdsName = "EventID::InternalData::PublishLocalEventIds";
 
 inline constexpr const char* kStopApplicationEventName = "KrApplication::kStopApplicationEvent";
@@ -13,7 +13,7 @@ inline constexpr const char* kNewNetworkApplicationAddedEventName = "KrApplicati
 
 inline constexpr const char* kErrorMessageEventName = "Error Manager: Error Message";
 inline constexpr const char* kSetLogLevelEventName = "Error Manager: Set Log Level";
-/// The two blanks belong to the name.
+/// The two blanks are part of the name.
 inline constexpr const char* kEnableNetworkDispatchEventName = "Error Manager: Enable  Network Dispatch";
 
 }  // namespace KrSim

@@ -7,15 +7,16 @@
 
 namespace KrSim {
 
-/// Stands for the event manager of an application that has none: reports, and does nothing.
+/// The event manager of an application that has none: reports each call and does nothing.
+/// Thread: any. Ownership: none.
 class KR_API InvalidEventManager final : public EventManager {
 public:
     ~InvalidEventManager() override;
 
-    /// An empty handle; reported at error level, never thrown.
+    /// Returns an empty handle; reported at error level, never thrown.
     [[nodiscard]] EventListener registerListener(const EventId& id,
                                                  std::function<void(const EventData&)> callback) override;
-    /// False; reported at trace level.
+    /// Returns false; reported at trace level.
     bool sendEvent(const EventId& id, const EventData& data) override;
 };
 

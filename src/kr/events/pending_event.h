@@ -10,7 +10,7 @@ struct PendingEvent {
     double dueSeconds{0.0};  ///< by the clock of delays
     bool isLocal{true};
     bool isRemote{false};
-    bool isRestored{false};  ///< came with a restored state, and was not sent since
+    bool isRestored{false};  ///< part of a restored state, and not sent since
 };
 
 }  // namespace KrSim

@@ -14,20 +14,22 @@
 
 namespace KrSim {
 
-/// Events of one number that went one way. Bytes are payload, sender name and 12 more for each event.
+/// Number and bytes of the events of one number in one direction. Bytes are payload, sender name and 12 more for each
+/// event.
 struct EventTraffic {
     std::uint64_t events{0};
     std::uint64_t bytes{0};
     friend bool operator==(const EventTraffic&, const EventTraffic&) noexcept = default;
 };
 
-/// The way of events to and from the other applications of a distributed simulation. A transport derives from it.
+/// Sends events to the other applications of a distributed simulation and receives theirs. A transport derives from it.
 ///
-/// Thread: the dispatcher sends from any thread, several at once, and receives on the thread that processes the local
-/// queue; a transport locks what needs it. What a transport throws is logged as a warning by the dispatcher.
+/// Thread: the dispatcher sends on any thread, on several at the same time, and receives on the thread that processes
+/// the local queue; a transport locks its own data. Exceptions of a transport are logged as warnings by the dispatcher.
+/// Ownership: shared by the dispatcher and its user; the clock is borrowed.
 class KR_API SharedEventChannel {
 public:
-    /// The clock is borrowed, for the time of the last receive.
+    /// \param clock  for the time of the last receive.
     explicit SharedEventChannel(const Kr::IClock& clock = Kr::SteadyClock::instance());
     SharedEventChannel(const SharedEventChannel&) = delete;
     SharedEventChannel& operator=(const SharedEventChannel&) = delete;
@@ -36,15 +38,17 @@ public:
     void sendEvent(const KrSimEvent& event);
     /// Sends the events in their order.
     void sendEvents(std::span<const KrSimEvent> events);
-    /// Appends every event that has arrived from other applications since the last call.
+    /// Appends the events that have arrived from other applications since the last call.
     void receiveEvents(std::vector<KrSimEvent>& batch);
 
-    /// Counts traffic from now on, or no longer; what was counted stays. Off at first. Any thread.
+    /// Counts traffic from now on, or no longer; counts so far are kept. Initially off. Any thread.
     void enableDebugging(bool enabled) noexcept { _isDebugging.store(enabled, std::memory_order_relaxed); }
     [[nodiscard]] bool isDebuggingEnabled() const noexcept { return _isDebugging.load(std::memory_order_relaxed); }
+    /// Zero for a number without traffic. Any thread.
     [[nodiscard]] EventTraffic getSentTraffic(int id) const;
+    /// Zero for a number without traffic. Any thread.
     [[nodiscard]] EventTraffic getReceivedTraffic(int id) const;
-    /// When the last receive brought events, in seconds of the channel's clock; negative before the first.
+    /// Time of the last receive that brought events, in seconds of the channel's clock; negative before the first.
     [[nodiscard]] double getLastReceiveSeconds() const;
 
 private:

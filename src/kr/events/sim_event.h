@@ -23,9 +23,9 @@ class DoneSignal;
 
 /// One event: a number, a payload of bytes, the process that made it, and a delay.
 ///
-/// Payloads of up to kInlineBytes lie inside the event, longer ones on the heap. Copies are whole copies, except that
-/// those of an event whose sender waits share its done signal.
-/// Thread: no safer than a vector; const operations may run on several threads.
+/// Payloads of up to kInlineBytes are stored inside the event, longer ones on the heap. Copies are deep, except that
+/// copies of an event with a waiting sender share its done signal.
+/// Thread: value. Ownership: value.
 class KR_API KrSimEvent {
 public:
     static constexpr std::size_t kInlineBytes = 64;
@@ -47,14 +47,13 @@ public:
     /// From the event-id list; empty for a number without a name.
     [[nodiscard]] std::string nameForID() const;
 
-    /// The payload: bytes() bytes, good until the event is changed.
+    /// The payload: bytes() bytes, valid until the event changes.
     [[nodiscard]] std::uint8_t* data() noexcept { return _heap ? _heap.get() : _inline.data(); }
     [[nodiscard]] const std::uint8_t* data() const noexcept { return constData(); }
     [[nodiscard]] const std::uint8_t* constData() const noexcept { return _heap ? _heap.get() : _inline.data(); }
     [[nodiscard]] std::size_t bytes() const noexcept { return _size; }
 
-    /// The payload as one value, or nothing when it is not exactly as long: that is logged at error level, never
-    /// thrown.
+    /// The payload as one value; empty when its size differs, which is logged at error level and never thrown.
     template <class T>
     [[nodiscard]] std::optional<T> read() const {
         static_assert(std::is_trivially_copyable_v<T> && std::is_default_constructible_v<T>);
@@ -66,36 +65,40 @@ public:
 
     /// "host:4711", the host name and process id of the process that made the event.
     [[nodiscard]] const std::string& sender() const noexcept { return _sender ? *_sender : me(); }
+    /// The name of this process makes isFromMe() true.
     void setSender(const std::string& sender);
     /// The sender name of this process.
     [[nodiscard]] static const std::string& me();
+    /// Whether this process made the event.
     [[nodiscard]] bool isFromMe() const noexcept { return !_sender; }
 
-    /// Seconds from sending to delivery; 0 is none. Negative ones end with the next frame, NaN is taken for 0.
+    /// Seconds from sending to delivery; 0 is none. Negative delays end with the next frame, NaN becomes 0.
     [[nodiscard]] double getDelay() const noexcept { return _delaySeconds; }
+    /// NaN becomes 0.
     void setDelay(double delaySeconds) noexcept { _delaySeconds = delaySeconds == delaySeconds ? delaySeconds : 0.0; }
 
-    /// From here on copies of this event share a done signal, which is not raised yet: send this event, by any
-    /// operation that delivers it in this process, go on, and call waitForDoneSignal() later.
+    /// Copies of this event share a done signal from now on, which is not raised yet: send this event with any
+    /// operation that delivers it in this process, continue, and call waitForDoneSignal() later.
     void expectDoneSignal();
     /// Waits until the done signal of this event is raised, at most for a time in seconds.
     /// \return  true when it was raised; false when the time is over, when all other copies of the event were destroyed
-    ///          without that, and when no signal is expected. May be called again.
-    /// Not on the thread that is to deliver the event, which would wait for itself.
+    ///          before, and when no signal is expected. May be called again.
+    /// Never call it on the thread that delivers the event: that is a deadlock.
     bool waitForDoneSignal(double timeoutSeconds = std::numeric_limits<double>::infinity());
     /// Whether the done signal is raised as soon as all listeners were called.
     [[nodiscard]] bool isDoneSignalAutomatic() const noexcept;
-    /// raiseDoneSignal() releases the sender instead, or the destruction of the last copy of the event.
+    /// From now on raiseDoneSignal() releases the sender, or the destruction of the last copy of the event.
     void disableAutomaticDoneSignal() noexcept;
-    /// The same from a listener, which keeps a copy of the event to raise the signal later. Nothing without a sender.
+    /// The same from a listener, which keeps a copy of the event to raise the signal later. Does nothing without a
+    /// sender.
     void disableAutomaticDoneSignal() const noexcept;
-    /// Releases the sender that waits; nothing when no sender waits. Any thread.
+    /// Releases the waiting sender; does nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;
 
     [[nodiscard]] bool _isAwaited() const noexcept { return _done != nullptr; }
     /// Whether a done signal is expected that was neither raised nor dropped.
     [[nodiscard]] bool _isDonePending() const;
-    /// Whether it was sent through the event manager of an application: it ends with that.
+    /// Whether it was sent through the event manager of an application: it is dropped when that application ends.
     [[nodiscard]] bool _isOfApplication() const noexcept { return _ofApplication; }
     void _setOfApplication() noexcept { _ofApplication = true; }
 

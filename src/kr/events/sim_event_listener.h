@@ -13,8 +13,10 @@ class ListenerTable;
 
 /// Receives the events for whose numbers it is registered at the dispatcher.
 ///
-/// A listener that dies is unregistered everywhere, and a delivery under way on the same thread passes over it. Nothing
-/// stops a delivery on another thread: end that first, or let the owner thread destroy listeners of queued events.
+/// A listener that dies is unregistered for all numbers, and a delivery in progress on the same thread skips it. A
+/// delivery on another thread may still call it: end that delivery first, or let the owner thread destroy listeners of
+/// queued events.
+/// Thread: see onSimEvent. Ownership: borrowed by the dispatcher.
 class KR_API KrSimEventListener {
 public:
     KrSimEventListener() = default;
@@ -22,14 +24,14 @@ public:
     KrSimEventListener& operator=(const KrSimEventListener&) = delete;
     virtual ~KrSimEventListener();
 
-    /// Called on the owner thread for queued events, on the sending thread for immediate ones. The event is good during
-    /// the call; copy it to keep it. An exception reaches the sender, after every other listener was called.
+    /// Called on the owner thread for queued events, on the sending thread for immediate ones. The event is valid
+    /// during the call; copy it to keep it. An exception reaches the sender, after all other listeners were called.
     virtual void onSimEvent(const KrSimEvent& event) = 0;
 
 private:
     friend class detail::ListenerTable;
     std::vector<int> _ids;       // for which it is registered; under the lock of the table
-    bool _wasRegistered{false};  // the same, but for its own destructor
+    bool _wasRegistered{false};  // the same, readable without the lock in its own destructor
 };
 
 }  // namespace KrSim

@@ -5,8 +5,9 @@
 
 namespace Kr {
 
-/// A value whose readers keep what they saw: a change copies it while a reader has it. For lists that are put into
-/// another order, or into which items are inserted, while they are walked over. By one thread.
+/// A value whose readers keep the version that they read: a change copies it while a reader has it. For lists that are
+/// reordered, or into which items are inserted, while they are walked over.
+/// Thread: one at a time. Ownership: readers share the version that they read.
 template <class T>
 class CopyOnWrite {
 public:
@@ -15,12 +16,11 @@ public:
     CopyOnWrite() : _value(std::make_shared<T>()) {}
 
     [[nodiscard]] Snapshot read() const noexcept { return _value; }
-    /// Whether there was no change since this was read.
+    /// Whether the value is unchanged since this was read.
     [[nodiscard]] bool isCurrent(const Snapshot& snapshot) const noexcept { return snapshot == _value; }
     const T& operator*() const noexcept { return *_value; }
     const T* operator->() const noexcept { return _value.get(); }
-    /// To be changed before the next read(). Allocates, and may throw std::bad_alloc, only while a reader has the
-    /// value.
+    /// For a change before the next read(). Allocates, and may throw std::bad_alloc, only while a reader has the value.
     [[nodiscard]] T& edit() {
         if (_value.use_count() > 1) _value = std::make_shared<T>(std::as_const(*_value));
         return *_value;

@@ -4,11 +4,12 @@
 
 namespace Kr {
 
-/// Tells a running function whether an object that it uses has been destroyed meanwhile, on the same thread. On the
-/// stack. The object keeps nothing for that: its destructor announces its address, and the watches of a thread form a
-/// chain from the innermost call outwards.
+/// Lets a running function find out whether an object that it uses has been destroyed meanwhile, on the same thread.
+/// Put it on the stack. The object stores nothing: its destructor announces its address, and the watches of a thread
+/// form a chain from the innermost call outwards.
 ///
 /// Watch and announce an object by a pointer to the same class. No watched object may be the first member of another.
+/// Thread: the constructing one. Ownership: none.
 class KR_API DeathWatch {
 public:
     explicit DeathWatch(const void* object, const void* other = nullptr) noexcept
@@ -23,6 +24,7 @@ public:
     /// The same for the second object; true also when none was given.
     [[nodiscard]] bool otherDied() const noexcept { return _other == nullptr; }
 
+    /// Call it in the destructor of a watched class.
     static void announce(const void* object) noexcept {
         for (auto* watch = _innermost; watch != nullptr; watch = watch->_outer) {
             if (watch->_object == object) watch->_object = nullptr;

@@ -17,7 +17,8 @@ namespace detail {
 
 class ListenerRegistry;
 
-/// What lists of all kinds of listeners share.
+/// The common part of lists of all kinds of listeners.
+/// Thread: see ListenerList. Ownership: see ListenerList.
 class KR_API ListenerListBase {
 public:
     ListenerListBase() noexcept = default;
@@ -44,7 +45,7 @@ protected:
     private:
         KrSmartPtr<ListenerRegistry> _registry;
         void* _current{nullptr};
-        std::shared_ptr<void> _held;  // keeps the current listener, when a handle has registered it
+        std::shared_ptr<void> _held;  // keeps the current listener, when it was registered by a handle
         std::uint64_t _number{0};     // of the registration of the current one
         std::uint64_t _end{0};
     };
@@ -62,27 +63,28 @@ private:
 }  // namespace detail
 
 /// The listeners of an object, called in the order of their registration. Listeners may be registered and unregistered,
-/// and the list may be destroyed, during a delivery; docs/notification.md has the rules.
+/// and the list may be destroyed, during a delivery; rules: docs/notification.md.
 ///
-/// Thread: any. No lock is held over a call. Calling and removing allocate nothing, so that destructors may do both. A
-/// plain pointer is borrowed: remove it before it dies, on the thread that notifies. A listener that dies on another
+/// Thread: any. No lock is held over a call. Calling and removing allocate nothing, so that destructors may do both.
+/// Ownership: a plain pointer is borrowed: remove it before it dies, on the thread that notifies. Register a listener
+/// that dies on another thread by hold().
 /// thread is registered by hold().
 template <class Listener>
 class ListenerList : public detail::ListenerListBase {
 public:
-    /// One delivery, where a plain notify() is not enough. On the stack.
+    /// One delivery, for callers to which notify() does not suffice. On the stack.
     class Delivery : private detail::ListenerListBase::Cursor {
     public:
         explicit Delivery(const ListenerList& list) noexcept : Cursor(list) {}
 
-        /// The next listener that was registered when the delivery began and still is; null at the end, and once the
+        /// The next listener that was registered when the delivery began and still is; null at the end, and after the
         /// list has died.
         [[nodiscard]] Listener* next() noexcept { return static_cast<Listener*>(Cursor::next()); }
-        /// The same in the order of addresses. One delivery uses one of the two orders.
+        /// The same in the order of addresses. Use only one of the two orders in a delivery.
         [[nodiscard]] Listener* nextByAddress() noexcept { return static_cast<Listener*>(Cursor::nextByAddress()); }
-        /// Whether the listener that next() answered last is still registered.
+        /// Whether the listener that next() returned last is still registered.
         using Cursor::isStillListed;
-        /// The same listener, kept; null where it is borrowed.
+        /// A holder of the same listener; null when it is borrowed.
         [[nodiscard]] std::shared_ptr<Listener> held() const noexcept {
             return std::static_pointer_cast<Listener>(Cursor::held());
         }
@@ -90,14 +92,14 @@ public:
 
     /// False for null, and when it is listed already.
     bool add(Listener* listener) { return _add(listener, nullptr); }
-    /// The same for a listener that is kept until its registration and the calls under way have ended.
+    /// The same for a listener that is held until its registration and all calls in progress have ended.
     bool add(std::shared_ptr<Listener> listener) {
         auto* const address = listener.get();
         return _add(address, std::move(listener));
     }
     /// Whether it was listed.
     bool remove(Listener* listener) noexcept { return _remove(listener); }
-    /// The same, with a handle that ends the registration. An empty handle for null, and when it is listed already.
+    /// As add, with a handle that ends the registration. An empty handle for null, and when it is listed already.
     [[nodiscard]] KrData::DelegateConnection hold(std::shared_ptr<Listener> listener) {
         return _hold(std::move(listener));
     }

@@ -6,18 +6,19 @@
 
 namespace Kr {
 
-/// The address of an object, shared with everything that must learn later whether the object still lives. The object
-/// owns one holder, made on first need, and ends it in its destructor. Inside one call on one thread a DeathWatch needs
-/// no memory.
+/// The address of an object, shared with code that must find out later whether the object is alive. The object owns one
+/// holder, made when first needed, and ends it in its destructor. Inside one call on one thread a DeathWatch does the
+/// same without memory.
 ///
-/// Thread: any; what get() answers may be used on the thread that destroys the object only.
+/// Thread: any; the object that get() returns may be used only on the thread that destroys it. Ownership: shared.
 template <class T>
 class Liveness final : public KrRefCount {
 public:
     explicit Liveness(T* object) noexcept : _object(object) {}
 
-    /// Null once the object has died.
+    /// Null after the object died.
     [[nodiscard]] T* get() const noexcept { return _object.load(std::memory_order_acquire); }
+    /// For the destructor of the object.
     void end() noexcept { _object.store(nullptr, std::memory_order_release); }
 
 private:

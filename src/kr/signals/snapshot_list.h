@@ -16,24 +16,24 @@
 namespace Kr {
 
 /// The registrations of one source: read without a lock and without an allocation on every notification, changed under
-/// a mutex. CallbackList below is the face for functions.
+/// a mutex. CallbackList below is the version for functions.
 ///
-/// Entries lie in a block that only grows at its end; a reader takes the block and its size of that moment. A block
-/// that is replaced, and a function that is dropped, waits until no reader is inside. The order of the sequentially
-/// consistent operations makes that safe: a reader says that it is inside before it loads the block, a writer stores
-/// the block (or the entry's death) before it asks who is inside.
+/// Entries are in a block that only grows at its end; a reader takes the block and its current size. A replaced block,
+/// and a dropped function, is freed when no reader is inside. The order of the sequentially consistent operations makes
+/// that safe: a reader registers before it loads the block, a writer stores the block (or the entry's death) before it
+/// counts the readers.
 ///
 /// The first reader takes a place of its own, which it leaves with a plain store; nested readers and those of further
-/// threads are counted. A reader that leaves at the very moment when another thread replaces the block may miss that
-/// a block waits; the next change of the list, or the death of the source, frees it.
+/// threads are counted. A reader that leaves at the very moment when another thread replaces the block may not notice
+/// the waiting block; the next change of the list, or the death of the source, frees it.
 ///
-/// On the heap: the list lives as long as its source, a handle, or a reader under which the source died.
+/// Thread: any. Ownership: on the heap, shared by its source, the handles, and a reader during which the source died.
 class KR_API SnapshotList {
 public:
     class Entry;
     class Reader;
 
-    /// Called when the first registration comes and the last one goes, under the mutex: a dying source waits for it.
+    /// Called under the mutex when the first registration begins and the last one ends; a dying source waits for it.
     using PresenceChanged = void (*)(void* source, bool present);
 
     SnapshotList(const SnapshotList&) = delete;
@@ -41,7 +41,7 @@ public:
 
     /// Ends every registration.
     void clear() noexcept;
-    /// The same for a dying source, whose part in the list ends.
+    /// The same for a source that dies.
     void close() noexcept;
 
 protected:
@@ -51,7 +51,7 @@ protected:
     [[nodiscard]] KrData::DelegateConnection _add(KrSmartPtr<Entry> entry);
 
 private:
-    /// A count and, behind it in the same memory, the entries: a reader follows one pointer to reach them.
+    /// A count and, behind it in the same memory, the entries: a reader follows one pointer to them.
     struct Block {
         static std::unique_ptr<Block> make(std::uint32_t room) {
             return std::unique_ptr<Block>(new (room) Block(room));
@@ -77,7 +77,7 @@ private:
         explicit Block(std::uint32_t room) : capacity(room) { std::uninitialized_default_construct_n(entries(), room); }
     };
 
-    /// What waits until no reader is inside.
+    /// Memory that is freed when no reader is inside.
     struct Waiting {
         std::unique_ptr<Block> blocks;
         bool sourceLeaves{false};
@@ -112,14 +112,15 @@ private:
     std::atomic<const Block*> _published{nullptr};
 
     std::mutex _mutex;  // guards the members below
-    void* _source;      // null once it is dying
+    void* _source;      // null when it has begun to die
     PresenceChanged _changed;
     std::unique_ptr<Block> _block;
     Waiting _waiting;
     std::uint32_t _live{0};
 };
 
-/// One registration. Keeps its list.
+/// One registration. Keeps its list alive.
+/// Thread: any. Ownership: shared by the list and its handle.
 class KR_API SnapshotList::Entry : public KrData::detail::DelegateRegistration {
 public:
     explicit Entry(SnapshotList& list) noexcept;
@@ -129,17 +130,17 @@ public:
 
 private:
     friend class SnapshotList;
-    /// The registration has ended and no reader is inside; the entry may live on in its handle.
+    /// Called when the registration has ended and no reader is inside; the entry may live on in its handle.
     virtual void _dropFunction() noexcept = 0;
 
     SnapshotList& _list;
     std::atomic<bool> _live{true};
 };
 
-/// The registrations of one moment; those that end before their turn are left out. On the stack.
+/// The registrations of one moment, without those that end before their turn. On the stack.
 class SnapshotList::Reader {
 public:
-    /// Of no list: there is nothing to read.
+    /// Null is an empty list.
     explicit Reader(SnapshotList* list) noexcept : _list(list) {
         if (_list == nullptr) return;
         _isFirst = !_list->_firstIsInside.exchange(true);
@@ -156,7 +157,7 @@ public:
         if (_list->_somethingWaits.load(std::memory_order_relaxed)) [[unlikely]] {
             _list->_leaveAndCollect(_isFirst);
         } else {
-            _list->_leave(_isFirst);  // from here on the list may be gone
+            _list->_leave(_isFirst);  // the list may be dead from here on
         }
     }
 

@@ -8,15 +8,16 @@
 
 namespace Kr {
 
-/// For items that do not know their place in a list.
+/// For items that do not store their place in a list.
 struct IgnoreMove {
     template <class Item>
     void operator()(const Item&, std::size_t) const noexcept {}
 };
 
-/// Items in the order of their addition, which may be added and removed during walks, by one thread. A removed item
-/// leaves an empty place, so that walks stay where they are; places close up when no walk is under way and at least
-/// half of them are empty. Removal allocates nothing. The list may be destroyed during walks, which end then.
+/// Items in the order of their addition, which may be added and removed during walks. A removed item leaves an empty
+/// place, so that walks keep their position; places close up when no walk is in progress and at least half of them are
+/// empty. Removal allocates nothing. The list may be destroyed during walks, which end then.
+/// Thread: one at a time. Ownership: as the items: a plain pointer is borrowed, a counted one shared.
 ///
 /// \tparam Item    a pointer, plain or counted, or a class like one: a default one is empty and tests as false.
 /// \tparam OnMove  called with an item and its new place when places close up.
@@ -27,7 +28,7 @@ public:
 
     WalkList() = default;
     explicit WalkList(OnMove onMove) noexcept : _onMove(onMove) {}
-    /// Takes the items over; walks of the other list end.
+    /// Takes over the items; walks of the other list end.
     WalkList(WalkList&& other) noexcept
         : _items(std::exchange(other._items, {})),
           _size(std::exchange(other._size, 0)),
@@ -38,7 +39,7 @@ public:
     WalkList& operator=(WalkList&&) = delete;
     ~WalkList() { _endWalks(); }
 
-    /// The place of the new item.
+    /// Returns the place of the new item.
     std::size_t add(Item item) {
         _items.push_back(std::move(item));
         ++_size;
@@ -60,12 +61,12 @@ public:
     }
     template <class Condition>
     void removeIf(const Condition& condition) noexcept {
-        const Walk walk(*this);  // places stay
+        const Walk walk(*this);  // places do not change
         for (std::size_t place = 0; place < _items.size(); ++place) {
             if (_items[place] && condition(std::as_const(_items[place]))) removeAt(place);
         }
     }
-    /// Only for the place of an item.
+    /// The place must contain an item.
     [[nodiscard]] Item& operator[](std::size_t place) noexcept { return _items[place]; }
     [[nodiscard]] std::size_t size() const noexcept { return _size; }
     [[nodiscard]] bool empty() const noexcept { return _size == 0; }
@@ -124,7 +125,7 @@ public:
         _list->_closeUp();
     }
 
-    /// Empty at the end, and once the list has died.
+    /// Empty at the end, and after the list has died.
     [[nodiscard]] Item next() noexcept {
         while (_list != nullptr && _place < _end) {
             if (const Item& item = _list->_items[_place++]) return item;
@@ -135,7 +136,7 @@ public:
 private:
     friend class WalkList;
 
-    WalkList* _list;  // null once it has died
+    WalkList* _list;  // null after it has died
     Walk* _outer;
     std::size_t _place{0};
     std::size_t _end;

@@ -9,9 +9,9 @@ namespace KrSim {
 /// Own identifier, runtime ID, raw ID (two 8-byte words each), file, a 4-byte count of the chain, then its entries in
 /// the same form.
 KR_API EventData& operator<<(EventData& data, const KrContentID& id);
-/// The ID takes what can be read; words that cannot are zero, and each missing part is reported as EventData reports
-/// it. A chain ends with the first entry that cannot be read whole, and entries nest at most KrContentID::kMaxNesting
-/// deep: a deeper one is reported as an error and reads as empty.
+/// The ID takes the parts that can be read; words that cannot are zero, and each missing part is reported as EventData
+/// reports it. A chain ends with the first incomplete entry. Entries nest at most KrContentID::kMaxNesting deep: a
+/// deeper one is reported as an error and reads as empty.
 KR_API const EventData& operator>>(const EventData& data, KrContentID& id);
 
 /// A byte, 1 for strong and 0 for weak, then the ID.

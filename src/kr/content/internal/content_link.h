@@ -25,14 +25,15 @@ inline constexpr std::size_t kIDKindCount = 2;
     return kind == eIDKind::kRuntime ? id.getRuntimeID() : id.getRawID();
 }
 
-/// The place of a reference in the list of those with the same ID.
+/// The position of a reference in the list of references with the same ID.
 struct ContentHook {
     ContentLink* previous{nullptr};
     ContentLink* next{nullptr};
     bool isLinked{false};
 };
 
-/// What a reference shares with the directory, whose lock guards all members. The target may be read without it.
+/// The data that a reference shares with the directory, whose lock guards all members. The target may be read without
+/// it.
 struct ContentLink final : Kr::KrRefCount {
     using Observer = std::function<void()>;
 
@@ -41,12 +42,12 @@ struct ContentLink final : Kr::KrRefCount {
     Kr::KrSmartPtr<Kr::KrRefCount> holder;  // of the target, when strong
     bool isStrong{false};
 
-    std::array<ContentHook, kIDKindCount> hooks;  // in the lists of those that follow the same ID
+    std::array<ContentHook, kIDKindCount> hooks;  // in the lists of references to the same ID
     bool isTwin{false};  // the target is the only content with the raw ID, while none has the runtime ID
 
     std::shared_ptr<const Observer> observer;
     std::uint64_t changeCount{0};  // changes of the target so far
-    std::uint64_t toldCount{0};    // of these, known to the owner
+    std::uint64_t toldCount{0};    // of these, reported to the owner
     Kr::ThreadId teller{Kr::ThreadId::kNone};
 
     [[nodiscard]] ContentHook& hook(eIDKind kind) noexcept { return hooks[static_cast<std::size_t>(kind)]; }

@@ -11,20 +11,20 @@
 
 namespace KrSim::detail {
 
-/// What is not there for most IDs: further extensions that carry it, and references that follow it.
+/// Data that most IDs do not need: further extensions with the ID, and references that follow it.
 struct FurtherContent {
-    std::list<KrExtension*> others;  // in the order in which they came
+    std::list<KrExtension*> others;  // in the order of registration
     std::unordered_map<const KrExtension*, std::list<KrExtension*>::iterator> places;
     ContentLink* links{nullptr};
 };
 
-/// All that has to do with one ID.
+/// The extensions and references of one ID.
 struct ContentPlace {
     KrExtension* first{nullptr};
     std::unique_ptr<FurtherContent> further;
 };
 
-/// IDs come from files too: the seed keeps their author from choosing IDs that all share a bucket.
+/// IDs come from files, too: the seed prevents an author from choosing IDs that all share a bucket.
 struct SeededIdentifierHash {
     std::uint64_t seed{std::uint64_t{std::random_device{}()} << 32U | std::random_device{}()};
 
@@ -35,24 +35,24 @@ struct SeededIdentifierHash {
     }
 };
 
-/// By ID of one kind, the extensions that carry it and the references that follow it. One hash probe for a look-up;
-/// every change takes the same time whatever the number of extensions and references of one ID.
-/// Thread: none.
+/// By ID of one kind, the extensions that have it and the references that follow it. One hash probe for a look-up;
+/// every change takes the same time for any number of extensions and references of one ID.
+/// Thread: one at a time (the directory's lock).
 class ContentTable {
 public:
     explicit ContentTable(eIDKind kind) : _kind(kind) {}
 
-    /// Null when nothing has to do with the ID. Good until the next change.
+    /// Null when the ID has neither extensions nor references. Valid until the next change.
     [[nodiscard]] const ContentPlace* find(const KrContentID::Identifier& id) const;
     [[nodiscard]] KrExtension* findFirst(const KrContentID::Identifier& id) const;
     [[nodiscard]] bool contains(const KrContentID::Identifier& id, const KrExtension* extension) const;
-    /// How many carry the ID.
+    /// Number of extensions with the ID.
     [[nodiscard]] std::size_t countOf(const KrContentID::Identifier& id) const;
     [[nodiscard]] std::size_t extensionCount() const noexcept { return _extensionCount; }
     /// The references that follow the ID, as a list linked by the hooks of this kind.
     [[nodiscard]] ContentLink* linksOf(const KrContentID::Identifier& id) const;
 
-    /// False when it was there already. When memory runs out, nothing has changed.
+    /// False when it was registered already. Throws std::bad_alloc, and nothing has changed then.
     bool add(const KrContentID::Identifier& id, KrExtension* extension);
     bool remove(const KrContentID::Identifier& id, const KrExtension* extension) noexcept;
     void addLink(ContentLink& link);

@@ -8,8 +8,9 @@
 
 namespace KrSim {
 
-/// What paths must ask of an application, which is only a declared class down here. Before the layer of applications
-/// has installed its answer, an application has no content.
+/// What paths must know about an application, which is only a declared class in this layer. Before the layer of
+/// applications has installed its implementation, an application has no content.
+/// Thread: application. Ownership: none.
 class KR_API IApplicationContent {
 public:
     /// The extensions that were added to the application, in order.

@@ -12,55 +12,59 @@
 
 namespace KrSim {
 
-/// What happens to a log message: it is published as an event, filed, printed, and at the two gravest levels acted
-/// upon.
+/// The log handler of applications: it publishes each log message as an event, writes it to the log file and the
+/// console, and throws or ends the process at the two most severe levels.
 ///
 /// While it is installed, an error-level message throws KrRuntimeError to the caller that logs, and a fatal one ends
-/// the process with status 1 three seconds after it was published. Every message is filed and printed before that.
+/// the process with status 1 three seconds after it was published. Every message is written and printed before that.
 /// Consecutive repeats of one message are published once. Listeners may log: such messages are published too, up to
-/// eight deep on one thread. What they throw is logged as a warning. Thread: any; setEventManager and Register on the
-/// thread that runs the application. No lock is held over an event or a listener.
+/// eight deep on one thread. An exception of a listener is logged as a warning.
+/// Thread: any; setEventManager and Register on the thread that runs the application. No lock is held over an event or
+/// a listener.
+/// Ownership: the event manager is borrowed, handles own their listeners.
 ///
-/// An application installs it when it is created, if the default handler of the log is in place then; it stays until
-/// the last application has ended. What a host has installed, this handler or one of its own, stays as it is.
+/// An application installs it when it is created, if the default handler of the log is installed then; it stays until
+/// the last application has ended. A handler that a host has installed, this one or its own, is not replaced.
 class KR_API KrErrorHandler {
 public:
     using Listener = std::function<void(const std::string&)>;
 
     KrErrorHandler() = delete;
 
-    /// Installs LogHandler as the handler of the log, keeping the one before. When it is installed, by an application
-    /// for example, it only stays until Unregister.
+    /// Installs LogHandler as the handler of the log and keeps the previous one. When it is installed already, for
+    /// example by an application, it stays until Unregister.
     static void Register();
-    /// Ends all listeners and puts the handler before back, unless another handler was installed since. Runs at process
-    /// exit at the latest.
+    /// Ends all listeners and installs the previous handler again, unless another handler was installed since. Runs at
+    /// process exit at the latest.
     static void Unregister();
-    /// The handler itself, for another handler that passes messages on. While it is not installed it files and prints
-    /// them, and does nothing else.
+    /// The handler itself, for another handler that forwards messages. While it is not installed it only writes them to
+    /// the log file and the console.
     static void LogHandler(Kr::eLogLevel level, const char* format, std::va_list arguments);
 
-    /// Publishes messages through this manager from now on; null stops that. Before the manager dies, call it with
-    /// null: it returns when no other thread is publishing through the old manager any more.
+    /// Publishes messages through this manager from now on; null stops that. Call it with null before the manager dies:
+    /// it returns when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
     /// The same for the manager of an application that begins, and installs the handler in place of the default one.
-    /// When the application that publishes ends, the one that was made last before it does so again.
+    /// When the publishing application ends, the one that was created last before it publishes again.
     static void _addApplication(EventManager& manager);
+    /// Undoes _addApplication.
     static void _removeApplication(const EventManager& manager);
     /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
     /// thread that logs. An empty handle when the handler is not installed or the listener is empty.
     [[nodiscard]] static KrData::DelegateConnection registerListener(Listener listener);
 
-    /// Whether lines also go to the standard error stream; they do at first.
+    /// Whether lines also go to the standard error stream; initially they do.
     static void enableConsoleLog(bool enable) noexcept;
     [[nodiscard]] static bool isConsoleLogEnabled() noexcept;
-    /// Kr::setLogFile: appended to from the next line on; empty closes it.
+    /// Calls Kr::setLogFile: lines are appended from the next one on; empty closes the file.
     static void setLogFile(const std::string& path);
     [[nodiscard]] static std::string getLogFile();
 
-    /// Whether messages below error level go to other applications; error and fatal ones always do.
+    /// Whether messages below error level are sent to other applications; error and fatal ones always are.
     static void _enableNetworkDispatch(bool enable) noexcept;
     [[nodiscard]] static bool _isNetworkDispatchEnabled() noexcept;
-    /// Replaces the clock of the three seconds and the end of the process after a fatal message; null restores.
+    /// Replaces the clock of the three seconds and the function that ends the process after a fatal message; null
+    /// restores.
     static void _setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept;
 };
 

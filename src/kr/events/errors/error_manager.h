@@ -11,13 +11,13 @@
 
 namespace KrSim {
 
-/// Notifies observers of the log messages of all applications, and sets the log level and the network dispatch of one
-/// of them or of all. Messages come while KrErrorHandler publishes them (setEventManager).
+/// Notifies listeners of the log messages of all applications, and sets the log level and the network dispatch of one
+/// of them or of all. Messages arrive while KrErrorHandler publishes them (setEventManager).
 ///
 /// A target is the sender name of an application (Kr::Process::getHostNameProcessID()); an empty one means all.
 /// Thread: any. Listeners run where the dispatcher delivers queued events: on the application's thread.
-/// Ownership: the manager is borrowed and must outlive this; listeners are borrowed and unregister before they die. A
-/// listener may destroy this: the others are not called any more.
+/// Ownership: the manager is borrowed and must outlive this; listeners are borrowed, so unregister each before it dies.
+/// A listener may destroy this: the remaining listeners are not called then.
 class KR_API ErrorManager {
 public:
     class Listener;
@@ -27,18 +27,19 @@ public:
     ErrorManager& operator=(const ErrorManager&) = delete;
     virtual ~ErrorManager();
 
-    /// Null is ignored; registering twice is registering once. Listeners are called in the order of their addresses.
-    /// docs/notification.md has the rules of a delivery.
+    /// Ignores null and a listener that is registered already. Listeners are called in the order of their addresses.
+    /// Rules of a delivery: docs/notification.md.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
-    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
-    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    /// The same for a shared listener, which may be released on any thread: it lives until the handle ends the
+    /// registration and the calls in progress have ended. An empty handle when it is registered already.
     [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<Listener> listener);
 
-    /// Sets the threshold of the log: here now, elsewhere when the event arrives.
+    /// Sets the threshold of the log: in this process immediately, elsewhere when the event arrives.
     void setLogLevel(Kr::eLogLevel level, const std::string& target);
+    /// The threshold of this process.
     [[nodiscard]] Kr::eLogLevel getLogLevel() const;
-    /// Whether messages below error level go to other applications; error and fatal ones always do.
+    /// Whether messages below error level are sent to other applications; error and fatal ones always are.
     void enableNetworkDispatch(bool enable, const std::string& target);
     [[nodiscard]] bool isNetworkDispatchEnabled() const;
 
@@ -49,7 +50,9 @@ private:
     EventManager* _eventManager;
 };
 
-/// Receives log messages. One registered during a delivery receives the next message; one unregistered no more.
+/// Receives log messages. A listener registered during a delivery receives the next message; one unregistered during it
+/// receives no more.
+/// Thread: application. Ownership: borrowed by the manager.
 class KR_API ErrorManager::Listener {
 public:
     static constexpr int kLogMessage = 1;
@@ -60,7 +63,7 @@ public:
     virtual ~Listener();
 
     /// \param kind    kLogMessage.
-    /// \param sender  the application that logged; compare with one's own name.
+    /// \param sender  the sender name of the application that logged.
     /// \param time    seconds since 1970-01-01 UTC.
     virtual void onMessage(int kind, Kr::eLogLevel level, const std::string& message, const std::string& sender,
                            std::int64_t time) = 0;
