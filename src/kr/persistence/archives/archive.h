@@ -12,16 +12,16 @@
 
 namespace KrPersistence {
 
-/// What archives know beside their format: the name of the file, the flags, and the objects being written or read.
-///
-/// Thread: one thread at a time.
+/// The part of an archive that is independent of its format: the name of the file, the flags, and the objects being
+/// written or read.
+/// Thread: one at a time. Ownership: objects are borrowed.
 class KR_API KrArchive {
 public:
     // Flags of binary archives
     static constexpr std::uint32_t kNoHeader = 1;       ///< the body alone
     static constexpr std::uint32_t kByteVersions = 16;  ///< class versions take one byte
     // Flag of XML and JSON archives
-    static constexpr std::uint32_t kRecover = 512;       ///< of a broken document, what stands before the break is read
+    static constexpr std::uint32_t kRecover = 512;       ///< of a broken document, the part before the break is read
     static constexpr std::size_t kDeepestNesting = 512;  ///< objects inside one another; deeper ones are refused
 
     explicit KrArchive(std::uint32_t flags = 0);
@@ -29,21 +29,21 @@ public:
     KrArchive& operator=(const KrArchive&) = delete;
     virtual ~KrArchive();
 
-    /// The path of the file being written or read; paths inside the file are stored relative to it.
+    /// The path of the file being written or read; paths stored in the file are relative to it.
     [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archiveName; }
     void setArchiveName(const std::string& name) { _archiveName = name; }
     [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archiveFlags; }
 
-    // The stack of objects; ArchiveObjectScope pushes and pops.
+    // The stack of objects: ArchiveObjectScope pushes and pops.
 
     /// The object is borrowed and may die while it is on the stack.
     void pushObject(Kr::KrBase* object);
     /// Does nothing on an empty stack.
     void popObject() noexcept;
-    /// The object pushed last; null when there is none or it has died.
+    /// The object pushed last; null without one and after its death.
     [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept;
 
-    /// What readers have found that is probably not as meant.
+    /// Doubts of the readers about the values read so far.
     [[nodiscard]] std::vector<Finding>& getFindings() noexcept { return _findings; }
 
 private:

@@ -9,19 +9,22 @@
 
 namespace KrPersistence {
 
-/// An archive exception whose text says what was found and where. `code` is the nearest of Boost's.
+/// An archive exception whose text says what was found and where. Its code is the nearest one of Boost.
+/// Thread: value. Ownership: value.
 class KR_API ArchiveError : public boost::archive::archive_exception {
 public:
-    /// \param text    complete: it names the place and the remedy, too.
-    /// \param remedy  what to do; empty where nothing is known to help.
+    /// \param text    complete: includes the place and the remedy.
+    /// \param remedy  what to do; empty when nothing is known to help.
     ArchiveError(exception_code nearestCode, const std::string& text, Kr::FilePlace place = {},
                  std::string remedy = {});
     ArchiveError(const ArchiveError&) noexcept = default;
     ArchiveError& operator=(const ArchiveError&) = delete;
     ~ArchiveError() noexcept override;
 
+    /// The complete text.
     [[nodiscard]] const char* what() const noexcept override;
     [[nodiscard]] const Kr::FilePlace& getPlace() const noexcept { return _details->place; }
+    /// Empty when nothing is known to help.
     [[nodiscard]] const std::string& getRemedy() const noexcept { return _details->remedy; }
 
 private:

@@ -4,8 +4,7 @@
 
 namespace KrPersistence {
 
-/// Makes an object the current one of an archive while the scope lives. Of any archive that has pushObject and
-/// popObject.
+/// Makes an object the current one of an archive during its lifetime. For any archive with pushObject and popObject.
 template <class Archive>
 class ArchiveObjectScope {
 public:

@@ -12,6 +12,7 @@ namespace KrPersistence {
 //     saveSequence(archive, "Parts", parts.size(), [&](std::size_t i) { archive << make_nvp("Part", parts[i]); });
 //     loadSequence(archive, "Parts", [&](std::size_t) { parts.push_back(loadPart(archive)); });
 
+/// Calls `saveItem(index)` for each index below count; it saves one named value.
 template <class Archive, class Action>
 void saveSequence(Archive& archive, const char* name, std::size_t count, Action&& saveItem) {
     constexpr bool isNamed = requires {
@@ -27,8 +28,8 @@ void saveSequence(Archive& archive, const char* name, std::size_t count, Action&
     if constexpr (isNamed) archive._endSequence();
 }
 
-/// Calls `loadItem(index)` for each item; lists grow with their items, since the count is not believed. Answers their
-/// number.
+/// Calls `loadItem(index)` for each item. Lists must grow with their items, since the count in a file is not trusted.
+/// Returns the number of items.
 template <class Archive, class Action>
 std::size_t loadSequence(Archive& archive, const char* name, Action&& loadItem) {
     constexpr bool isNamed = requires {

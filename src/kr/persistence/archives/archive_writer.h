@@ -15,22 +15,23 @@ namespace KrPersistence {
 
 class KrArchive;
 
-/// Writes named values, groups of them and sequences into an archive of any kind: fields, extensions and settings are
-/// written through this by one text for all kinds. What ArchiveReader reads back in the same order.
+/// Writes named values, groups of them and sequences into an archive of any kind, so that fields, extensions and
+/// settings need one function for all kinds. An ArchiveReader reads them in the same order.
 ///
 ///     writer.write("Name", name);
 ///     writer.group("Position", [&] { writer.write("X", x); });
 ///     writer.sequence("Parts", parts.size(), [&](std::size_t index) { writePart(writer, parts[index]); });
 ///
-/// Names are for people and other programs: XML and JSON archives have them, binary archives have not. Within one group
-/// a name stands once; blanks and dots are allowed. Each item of a sequence is exactly one value or group; all items of
-/// one sequence have one name, which XML archives use.
+/// Names are for people and other programs: XML and JSON archives contain them, binary archives do not. Within one
+/// group each name is used once; blanks and dots are allowed. Each item of a sequence is exactly one value or group;
+/// all items of one sequence have one name, which XML archives use.
 ///
-/// Failure: boost::archive::archive_exception, and what an action throws; the archive is of no use then.
-/// Thread: one thread at a time. The archive is borrowed.
+/// Throws boost::archive::archive_exception, and the exceptions of actions; the archive cannot be used any more then.
+/// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API ArchiveWriter {
 public:
-    /// Actions of group() inside one another, which take the stack of the thread; more are refused, on reading too.
+    /// Most actions of group() inside one another, since they use the stack of the thread; more are refused, on reading
+    /// too.
     static constexpr std::size_t kDeepestNesting = 512;
 
     ArchiveWriter(const ArchiveWriter&) = delete;
@@ -38,6 +39,7 @@ public:
     virtual ~ArchiveWriter();
 
     // --- Values ----------------------------------------------------------------------------------------------------
+    /// A value under its name, which is unique in its group.
     void write(std::string_view name, bool value) { _writeScalar(name, value); }
     void write(std::string_view name, int value) { _writeScalar(name, value); }
     void write(std::string_view name, unsigned int value) { _writeScalar(name, value); }
@@ -45,16 +47,16 @@ public:
     void write(std::string_view name, unsigned long long value) { _writeScalar(name, value); }
     void write(std::string_view name, float value) { _writeScalar(name, value); }
     void write(std::string_view name, double value) { _writeScalar(name, value); }
-    /// Any bytes; all come back, also those that are no UTF-8.
+    /// Any bytes; a reader gets the same bytes, also those that are no UTF-8.
     void write(std::string_view name, std::string_view text) { _writeText(name, text, false); }
     void write(std::string_view name, const char* text) { write(name, std::string_view(text)); }
-    /// A text that is likely to come often, such as an identifier: binary archives keep it once.
+    /// A text that is likely to be written often, such as an identifier: binary archives store it once.
     void writeRepeated(std::string_view name, std::string_view text) { _writeText(name, text, true); }
-    /// One of a fixed set: binary archives keep the number, the others the text where there is one.
+    /// One of a fixed set: binary archives store the number, the others the text when it is not empty.
     void writeChoice(std::string_view name, int number, std::string_view text) { _writeChoice(name, number, text); }
-    /// Bytes that are no text: XML and JSON archives keep them in base64.
+    /// Bytes that are no text: XML and JSON archives store them in base64.
     void writeBytes(std::string_view name, std::string_view bytes) { _writeBytes(name, bytes); }
-    /// The components of one value, such as a position; the reader knows how many.
+    /// The components of one value, such as a position; the reader must know their number.
     void writeTuple(std::string_view name, std::span<const double> components) { _writeTuple(name, components); }
     void writeTuple(std::string_view name, std::span<const float> components) { _writeTuple(name, components); }
     /// Many numbers in one block.
@@ -62,12 +64,12 @@ public:
     void writeBlock(std::string_view name, std::span<const float> numbers) { _writeBlock(name, numbers); }
     void writeBlock(std::string_view name, std::span<const int> numbers) { _writeBlock(name, numbers); }
 
-    /// Writes the value only if it is there; ArchiveReader::readIf tells.
+    /// Writes the value only if it exists; ArchiveReader::readIf returns whether it was written.
     template <class Value>
     void writeIf(bool isThere, std::string_view name, const Value& value) {
         optional(isThere, name, [&] { write(name, value); });
     }
-    /// The same for whatever the action writes: one value, group or sequence of this name.
+    /// The same for the output of an action: one value, group or sequence of this name.
     template <class Action>
     void optional(bool isThere, std::string_view name, Action&& writeIt) {
         _mark(name, isThere);
@@ -75,12 +77,14 @@ public:
     }
 
     // --- Structure -------------------------------------------------------------------------------------------------
+    /// Calls the action, whose values form the group `name`.
     template <class Action>
     void group(std::string_view name, Action&& writeContent) {
         _enter(name);
         std::forward<Action>(writeContent)();
         _leave();
     }
+    /// As group, but only if `isThere`; ArchiveReader::groupIf returns whether it was written.
     template <class Action>
     void groupIf(bool isThere, std::string_view name, Action&& writeContent) {
         optional(isThere, name, [&] { group(name, std::forward<Action>(writeContent)); });
@@ -94,18 +98,19 @@ public:
         endSequence();
     }
 
-    // The same in halves, for trees that are walked without recursion: they may be as deep as they like.
+    // The same in halves, for trees of any depth that are written without recursion.
     void beginGroup(std::string_view name) { _begin(name, eNesting::kGroup, 0); }
     void endGroup() { _end(eNesting::kGroup); }
     void beginSequence(std::string_view name, std::size_t count) { _begin(name, eNesting::kSequence, count); }
     void endSequence() { _end(eNesting::kSequence); }
 
     // --- The archive -----------------------------------------------------------------------------------------------
-    /// The path of the file being written; paths inside are stored relative to it.
+    /// The path of the file being written; paths stored in the file are relative to it.
     [[nodiscard]] const std::string& getArchiveName() const;
-    /// The stack of objects being written; ArchiveObjectScope pushes and pops.
+    /// The stack of objects being written; ArchiveObjectScope pushes and pops. Objects are borrowed.
     void pushObject(Kr::KrBase* object);
     void popObject() noexcept;
+    /// The object pushed last; null without one and after its death.
     [[nodiscard]] Kr::KrBase* getCurrentObject() const;
 
 protected:
@@ -113,17 +118,17 @@ protected:
     using Numbers = std::variant<std::span<const double>, std::span<const float>, std::span<const int>>;
     enum class eNesting : std::uint8_t { kGroup, kSequence };
 
-    /// \param archive  borrowed; knows the name of the file and the objects being written.
+    /// \param archive  borrowed; contains the name of the file and the objects being written.
     explicit ArchiveWriter(KrArchive& archive) noexcept : _state(archive) {}
 
-    // What a kind of archive is made of
+    // Implemented for each kind of archive
     virtual void _writeScalar(std::string_view name, const Scalar& value) = 0;
     virtual void _writeText(std::string_view name, std::string_view text, bool isRepeated) = 0;
     virtual void _writeChoice(std::string_view name, int number, std::string_view text) = 0;
     virtual void _writeBytes(std::string_view name, std::string_view bytes) = 0;
     virtual void _writeTuple(std::string_view name, const Numbers& components) = 0;
     virtual void _writeBlock(std::string_view name, const Numbers& numbers) = 0;
-    /// Says whether the value or group `name`, which then comes next, is there.
+    /// Writes whether the value or group `name`, which is written next, exists.
     virtual void _mark(std::string_view name, bool isThere) = 0;
     /// \param count  the items of a sequence; 0 for a group.
     virtual void _begin(std::string_view name, eNesting kind, std::size_t count) = 0;

@@ -13,7 +13,8 @@ namespace KrPersistence {
 
 class BinaryInArchive;
 
-/// Reads what a BinaryArchiveWriter wrote.
+/// Reads the values of a BinaryArchiveWriter.
+/// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API BinaryArchiveReader final : public ArchiveReader {
 public:
     explicit BinaryArchiveReader(BinaryInArchive& archive);
@@ -39,8 +40,8 @@ private:
     BinaryInArchive& _archive;
     std::pmr::monotonic_buffer_resource _texts;  // of the views
     std::vector<std::string_view> _repeated;     // by number
-    std::string _newText;                        // to read into
-    std::uint64_t _repeatedBytes{0};             // of long texts, handed out again
+    std::string _newText;                        // buffer for reading
+    std::uint64_t _repeatedBytes{0};             // of long texts, returned again
 };
 
 }  // namespace KrPersistence

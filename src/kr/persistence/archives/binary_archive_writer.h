@@ -15,6 +15,7 @@ class RepeatedTexts;
 }  // namespace detail
 
 /// Writes named values into a binary archive: the values in their order, without their names.
+/// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API BinaryArchiveWriter final : public ArchiveWriter {
 public:
     explicit BinaryArchiveWriter(BinaryOutArchive& archive);
@@ -35,7 +36,7 @@ private:
     void _saveText(std::string_view text);
 
     BinaryOutArchive& _archive;
-    std::unique_ptr<detail::RepeatedTexts> _repeated;  // null until there is one
+    std::unique_ptr<detail::RepeatedTexts> _repeated;  // null until the first repeated text
 };
 
 }  // namespace KrPersistence

@@ -19,13 +19,13 @@
 
 namespace KrPersistence {
 
-/// Reads a binary archive; docs/binary-archives.md has its bytes.
+/// Reads a binary archive; its bytes: docs/binary-archives.md.
 ///
-/// Bytes are not believed: sizes are held against the bytes that are left, numbers of classes and objects against what
-/// was read before, and every failure is a boost::archive::archive_exception. After one the archive can do nothing but
-/// delete_created_pointers. Memory stays in proportion to the file as long as elements of collections take a byte each.
-/// The stream is borrowed, must be a binary one and end where the archive's file ends.
-/// Thread: one thread at a time.
+/// No value in the file is trusted: sizes are compared with the remaining bytes, numbers of classes and objects with
+/// those read before, and every failure is a boost::archive::archive_exception. After a failure only
+/// delete_created_pointers may be called. Memory is proportional to the file as long as elements of collections take a
+/// byte each.
+/// Thread: one at a time. Ownership: the stream is borrowed; it must be binary and end where the archive's file ends.
 class KR_API BinaryInArchive
     : public boost::archive::binary_iarchive_impl<BinaryInArchive, char, std::char_traits<char>>,
       public KrArchive,
@@ -34,49 +34,49 @@ class KR_API BinaryInArchive
 
 public:
     enum class OptimizationMode : std::uint32_t { kNormal = 0, kCompact = 1 };
-    /// What reads named values from it.
+    /// The class that reads named values from it.
     using Reader = BinaryArchiveReader;
 
-    /// What a stream that cannot tell its end may announce, unless setSizeLimit says more.
+    /// Largest size accepted from a stream whose end is unknown, unless setSizeLimit allows more.
     static constexpr std::uint64_t kUnknownEndLimit = std::uint64_t{16} << 20U;
 
-    /// Reads the header unless the flags say kNoHeader. Flags and mode must be those of the writer. Type sizes and a
-    /// byte order that differ are logged as errors, and reading goes on.
+    /// Reads the header unless the flags contain kNoHeader. Flags and mode must be those of the writer. Different type
+    /// sizes and byte orders are logged as errors, and reading continues.
     BinaryInArchive(std::istream& stream, std::uint32_t flags);
     BinaryInArchive(std::istream& stream, std::uint32_t flags, OptimizationMode mode);
-    /// \param primitiveFlags  of Boost's archive_flags; no_header is added.
+    /// \param primitiveFlags  archive_flags of Boost; no_header is added.
     BinaryInArchive(std::istream& stream, std::uint32_t flags, OptimizationMode mode, std::uint32_t primitiveFlags);
-    /// Destroys nothing that was read.
+    /// Destroys no object that was read.
     ~BinaryInArchive() override;
 
-    /// The value in the header; 0 without one.
+    /// The version in the header; 0 without a header.
     [[nodiscard]] unsigned int getVersion() const noexcept { return static_cast<unsigned int>(_headerValue); }
-    /// Texts of more bytes and collections of more elements are refused, whatever the stream holds.
+    /// Texts of more bytes and collections of more elements are refused, whatever the size of the stream.
     void setSizeLimit(std::uint64_t limit) noexcept { _sizeLimit = limit; }
 
-    /// No fewer than the archive has.
+    /// An upper limit of the archive's size in bytes.
     [[nodiscard]] std::uint64_t getMostBytes() const noexcept {
         return _end < 0 ? kUnknownEndLimit : static_cast<std::uint64_t>(_end);
     }
 
-    // In place of Boost's own
+    // Instead of Boost's own
     using InArchiveObjects::delete_created_pointers;
     using InArchiveObjects::register_basic_serializer;
     using InArchiveObjects::reset_object_address;
 
-    /// Reads the size of an array of values of so many bytes, of doubles as compact archives have them, and holds it
-    /// against the bytes that are left.
+    /// Reads the size of an array of values of so many bytes, for doubles in the form of compact archives, and compares
+    /// it with the remaining bytes.
     [[nodiscard]] std::size_t loadBlockSize(std::size_t bytesEach);
 
-    // What follows is called by Boost.Serialization; it finds the functions by their names. All that Boost reads by the
-    // library version in the header is read here by one width.
+    // The following functions are called by Boost.Serialization, which finds them by name. Values that Boost reads
+    // depending on the library version in the header are read here with one width.
 
     using Impl::load_override;
     template <class T>
     void load_override(T& value) {
         Impl::load_override(value);
     }
-    /// The pointer is null until its object is whole and fits it.
+    /// The pointer is null until its object is complete and of a fitting class.
     template <class T>
     void load_override(T*& pointer) {
         pointer = nullptr;
@@ -148,7 +148,7 @@ private:
     std::uint32_t _sizeOfLong{4};
     std::uint64_t _headerValue{0};
     std::uint64_t _sizeLimit;
-    std::int64_t _end{-1};  // of the stream; -1: the stream cannot tell
+    std::int64_t _end{-1};  // of the stream; -1: unknown
 };
 
 }  // namespace KrPersistence

@@ -25,12 +25,12 @@ namespace detail {
 class SavedObjects;
 }  // namespace detail
 
-/// Writes a binary archive; docs/binary-archives.md has its bytes.
+/// Writes a binary archive; its bytes: docs/binary-archives.md.
 ///
-/// Works with the serialization functions of Boost.Serialization: `archive << value`. Every failure is a
-/// boost::archive::archive_exception; what stands in the stream then is no archive.
-/// The stream is borrowed and must be a binary one. Whether its bytes arrived is known when it was closed.
-/// Thread: one thread at a time.
+/// Use it with the serialization functions of Boost.Serialization: `archive << value`. Every failure is a
+/// boost::archive::archive_exception; the bytes in the stream are no archive then.
+/// Thread: one at a time. Ownership: the stream is borrowed; it must be binary. Close it to find out whether all bytes
+/// were written.
 class KR_API BinaryOutArchive
     : public boost::archive::binary_oarchive_impl<BinaryOutArchive, char, std::char_traits<char>>,
       public KrArchive {
@@ -42,17 +42,17 @@ public:
         kCompact = 1,  ///< doubles become floats, objects lose all but their version, pointers become null
     };
 
-    /// What writes named values into it.
+    /// The class that writes named values into it.
     using Writer = BinaryArchiveWriter;
 
-    /// Writes the header unless the flags say kNoHeader.
+    /// Writes the header unless the flags contain kNoHeader.
     BinaryOutArchive(std::ostream& stream, std::uint32_t flags);
     BinaryOutArchive(std::ostream& stream, std::uint32_t flags, OptimizationMode mode);
-    /// \param primitiveFlags  of Boost's archive_flags; no_header is added.
+    /// \param primitiveFlags  archive_flags of Boost; no_header is added.
     BinaryOutArchive(std::ostream& stream, std::uint32_t flags, OptimizationMode mode, std::uint32_t primitiveFlags);
     ~BinaryOutArchive() override;
 
-    // What follows is called by Boost.Serialization; it finds the functions by their names.
+    // The following functions are called by Boost.Serialization, which finds them by name.
 
     using Impl::save_override;
     template <class T>
@@ -62,7 +62,7 @@ public:
         }
         Impl::save_override(value);
     }
-    /// Throws where the version has more bits than its bytes.
+    /// Throws when the version does not fit into its bytes.
     void save_override(const boost::archive::version_type& version);
 
     using Impl::save;
@@ -73,7 +73,7 @@ public:
     void save(bool value) { Impl::save(value); }
     void save(const std::string& text) { Impl::save(text); }
     void save(unsigned int value);
-    /// Written as 4 bytes; throws for a value that needs more. Take `long long` for such.
+    /// Written as 4 bytes; throws for a value that needs more. Use `long long` for such values.
     void save(long value);
     void save(const boost::serialization::collection_size_type& count);
     void save(double value) {

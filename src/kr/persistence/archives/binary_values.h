@@ -9,8 +9,8 @@
 
 namespace KrPersistence {
 
-/// Whether binary archives store arrays of the type as one block. Types whose single values have other bytes than
-/// memory has, and bool, whose bytes are checked, go one by one.
+/// Whether binary archives store arrays of the type as one block. Types whose stored bytes differ from those in memory,
+/// and bool, whose bytes are checked, are stored one by one.
 template <class T>
 struct IsBlockType
     : boost::mpl::bool_<boost::serialization::is_bitwise_serializable<T>::value && !std::is_same_v<T, long> &&
@@ -18,5 +18,5 @@ struct IsBlockType
 
 }  // namespace KrPersistence
 
-// A plain value to archives: no class information stands before it.
+// A plain value to archives: no class information precedes it.
 BOOST_CLASS_IMPLEMENTATION(Kr::KrTransform, boost::serialization::primitive_type)

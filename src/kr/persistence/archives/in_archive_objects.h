@@ -22,7 +22,8 @@ namespace detail {
 class LoadedObjects;
 }  // namespace detail
 
-/// The part of input archives that knows which objects were made for pointers to tracked classes, and who owns them.
+/// The part of input archives that records the objects made for pointers to tracked classes, and their owners.
+/// Thread: one at a time. Ownership: objects without an owner, see adopt.
 class KR_API InArchiveObjects {
 protected:
     using Serializer = boost::archive::detail::basic_iserializer;
@@ -35,12 +36,12 @@ protected:
 public:
     InArchiveObjects(const InArchiveObjects&) = delete;
     InArchiveObjects& operator=(const InArchiveObjects&) = delete;
-    /// Destroys nothing that was read.
+    /// Destroys no object that was read.
     virtual ~InArchiveObjects();
 
-    /// An owner that was read from the archive says that it will delete the object; without owner,
-    /// delete_created_pointers destroys it. Throws when the object has an owner already or does not come from a pointer
-    /// of this archive: a file may name one object twice.
+    /// States that an owner, which was read from the archive, will delete the object; objects without an owner are
+    /// destroyed by delete_created_pointers. Throws when the object has an owner already or does not come from a
+    /// pointer of this archive: a file may name one object twice.
     template <class T>
     void adopt(const T* object) {
         if constexpr (std::is_polymorphic_v<T>) {
@@ -51,10 +52,10 @@ public:
     }
     /// Throws unless each object has an owner. For the end of a load.
     void requireOwned() const;
-    /// Destroys the objects without owner, the last one first. For a load that failed.
+    /// Destroys the objects without an owner, the last one first. For a load that failed.
     void delete_created_pointers();
 
-    /// Ends the reading: throws this text with the place in the archive.
+    /// Ends the reading: throws an exception with this text and the place in the archive.
     [[noreturn]] void refuse(const std::string& text) const;
 
     // Called by Boost.Serialization
@@ -70,10 +71,10 @@ protected:
     [[noreturn]] void _refuse(ErrorCode code, const std::string& text) const;
     /// The text of an error: what is wrong, and where.
     [[nodiscard]] virtual std::string _describe(const std::string& text) const = 0;
-    /// The place alone.
+    /// The current place.
     [[nodiscard]] virtual Kr::FilePlace _getPlace() const = 0;
 
-    /// Says what the pointer points to that is read next.
+    /// Announces the type behind the pointer that is read next.
     template <class T>
     void _aim() {
         namespace bs = boost::serialization;
@@ -83,11 +84,11 @@ protected:
     [[nodiscard]] const TypeInfo* _takeTarget() noexcept;
     /// Reads the data of an object that its pointer has announced; false for others.
     bool _loadAnnounced(BasicArchive& archive, void* object, const Serializer& serializer);
-    /// The number of the class of this name, which stands before an object behind a pointer.
+    /// The number of the class of this name, which precedes an object behind a pointer.
     std::int16_t _findClass(const char* name, PointerFinder finder);
     void _checkVersion(std::uint32_t version, const Serializer& serializer) const;
     void _checkFamily(std::int16_t number, const TypeInfo* target, const void* object);
-    /// Makes the object of a pointer and fills it, or leaves nothing of it.
+    /// Makes the object of a pointer and reads it; after a failure nothing of it remains.
     void* _make(BasicArchive& archive, std::int16_t number, std::uint32_t version, const TypeInfo* target);
 
     std::unique_ptr<detail::LoadedObjects> _loaded;

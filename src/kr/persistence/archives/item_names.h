@@ -7,15 +7,15 @@
 
 namespace KrPersistence::detail {
 
-/// Containers of Boost give all their items one name, "item". In a group, which has each name once, they become "item",
-/// "item2", "item3", ...; earlier releases wrote "item" for all of them.
+/// Containers of Boost give all their items one name, "item". In a group, where each name is unique, they become
+/// "item", "item2", "item3", ...; earlier releases wrote "item" for all of them.
 class ItemNames {
 public:
     static constexpr const char* kItem = "item";
 
     void enter() { _counts.push_back(0); }
     void leave() noexcept { _counts.pop_back(); }
-    /// Of the next value of this name, null included; good until the next call.
+    /// Returns the unique name of the next value of this name, which may be null; valid until the next call.
     [[nodiscard]] const char* next(const char* name) {
         if (name == nullptr || std::strcmp(name, kItem) != 0 || ++_counts.back() == 1) return name;
         _name = kItem + std::to_string(_counts.back());

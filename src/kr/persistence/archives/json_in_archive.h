@@ -9,21 +9,20 @@
 
 namespace KrPersistence {
 
-/// Reads a JSON archive; docs/xml-and-json.md has its form.
+/// Reads a JSON archive; its form: docs/xml-and-json.md.
 ///
-/// The document is read whole when the first value is asked for. It is not believed: sizes, nesting, numbers of objects
-/// and types of values are checked, and every failure is a boost::archive::archive_exception that says where. After one
-/// the archive can do nothing but delete_created_pointers.
-/// The stream is borrowed, must be a binary one and end where the document ends.
-/// Thread: one thread at a time.
+/// The whole document is read with the first value. No value in it is trusted: sizes, nesting, numbers of objects and
+/// types of values are checked, and every failure is a boost::archive::archive_exception that says where. After a
+/// failure only delete_created_pointers may be called.
+/// Thread: one at a time. Ownership: the stream is borrowed; it must be binary and end where the document ends.
 class KR_API JsonInArchive : public NamedInArchive<JsonInArchive> {
 public:
-    /// \param flags  only kept; none changes the form.
+    /// \param flags  returned by getArchiveFlags; only kRecover has an effect.
     JsonInArchive(std::istream& stream, std::uint32_t flags);
-    /// Destroys nothing that was read.
+    /// Destroys no object that was read.
     ~JsonInArchive() override;
 
-    // As KrArchive has them
+    // See KrArchive
     [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
     void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
     [[nodiscard]] std::vector<Finding>& getFindings() noexcept { return _archive.getFindings(); }

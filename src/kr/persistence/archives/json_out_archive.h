@@ -9,20 +9,20 @@
 
 namespace KrPersistence {
 
-/// Writes a JSON archive; docs/xml-and-json.md has its form.
+/// Writes a JSON archive; its form: docs/xml-and-json.md.
 ///
-/// Works with the serialization functions of Boost.Serialization, in which every value has a name, or through its
-/// Writer. Exactly one value is written at the top; with it the document is complete. Every failure is a
-/// boost::archive::archive_exception; what stands in the stream then is no archive.
-/// The stream is borrowed and must be a binary one. Whether its bytes arrived is known when it was closed.
-/// Thread: one thread at a time.
+/// Use it with the serialization functions of Boost.Serialization, in which every value has a name, or through its
+/// Writer. Exactly one value is written at the top level; it completes the document. Every failure is a
+/// boost::archive::archive_exception; the bytes in the stream are no archive then.
+/// Thread: one at a time. Ownership: the stream is borrowed; it must be binary. Close it to find out whether all bytes
+/// were written.
 class KR_API JsonOutArchive : public NamedOutArchive<JsonOutArchive> {
 public:
     /// \param flags  only kept; none changes the form.
     JsonOutArchive(std::ostream& stream, std::uint32_t flags);
     ~JsonOutArchive() override;
 
-    // As KrArchive has them
+    // See KrArchive
     [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
     void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
     [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archive.getArchiveFlags(); }

@@ -8,7 +8,8 @@ namespace KrPersistence {
 
 class NamedInput;
 
-/// Reads what a NamedArchiveWriter wrote.
+/// Reads the values of a NamedArchiveWriter.
+/// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API NamedArchiveReader final : public ArchiveReader {
 public:
     explicit NamedArchiveReader(NamedInput& archive);
@@ -31,7 +32,7 @@ private:
     void _end(eNesting kind) override;
 
     NamedInput& _archive;
-    std::deque<std::string> _repeated;  // texts that do not stand in the document as they are; views stay good
+    std::deque<std::string> _repeated;  // texts that differ from their form in the document; views stay valid
 };
 
 }  // namespace KrPersistence

@@ -6,7 +6,8 @@ namespace KrPersistence {
 
 class NamedOutput;
 
-/// Writes named values into an XML or JSON archive; docs/xml-and-json.md has its forms.
+/// Writes named values into an XML or JSON archive; forms: docs/xml-and-json.md.
+/// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API NamedArchiveWriter final : public ArchiveWriter {
 public:
     explicit NamedArchiveWriter(NamedOutput& archive);

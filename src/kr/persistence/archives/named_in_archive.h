@@ -12,23 +12,23 @@
 
 namespace KrPersistence {
 
-/// The face to Boost.Serialization of XML and JSON input archives.
+/// The functions of XML and JSON input archives that Boost.Serialization calls.
 template <class Archive>
 class NamedInArchive : public boost::archive::detail::common_iarchive<Archive>, public NamedInput {
     using Base = boost::archive::detail::common_iarchive<Archive>;
 
 public:
-    /// What reads named values from it.
+    /// The class that reads named values from it.
     using Reader = NamedArchiveReader;
 
-    // In place of Boost's own
+    // Instead of Boost's own
     using NamedInput::delete_created_pointers;
     using NamedInput::load_object;
     using NamedInput::load_pointer;
     using NamedInput::register_basic_serializer;
     using NamedInput::reset_object_address;
 
-    // What follows is called by Boost.Serialization; it finds the functions by their names.
+    // The following functions are called by Boost.Serialization, which finds them by name.
 
     template <class T>
     void load_override(const boost::serialization::nvp<T>& pair) {

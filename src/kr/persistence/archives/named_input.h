@@ -23,16 +23,17 @@ enum class eBookkeeping : std::uint8_t;
 struct DocumentSource;
 }  // namespace detail
 
-/// What XML and JSON input archives have in common: the document is read whole when the first value is asked for.
+/// The common part of XML and JSON input archives: the whole document is read with the first value.
+/// Thread: one at a time. Ownership: the stream is borrowed; objects as in InArchiveObjects.
 class KR_API NamedInput : public InArchiveObjects {
 public:
     ~NamedInput() override;
 
-    /// Larger documents are refused. Before the first value is read.
+    /// Larger documents are refused. Call it before the first value is read.
     void setSizeLimit(std::uint64_t limitBytes) noexcept { _sizeLimit = limitBytes; }
 
-    /// Why the document could be read up to a break only, for people; empty for a whole one, and before the first value
-    /// is read. Without KrArchive::kRecover a broken document is refused.
+    /// Why the document could be read only up to a break, for people; empty for a complete document, and before the
+    /// first value is read. Without KrArchive::kRecover a broken document is refused.
     [[nodiscard]] std::string getBreakReason() const;
 
     // Items of a list that serialization functions of Boost read; archive_sequence.h
@@ -58,7 +59,7 @@ protected:
 
     [[nodiscard]] std::string _describe(const std::string& text) const override;
     [[nodiscard]] Kr::FilePlace _getPlace() const override;
-    /// Undoes what writing does to the names of items; files of earlier releases have them as they were.
+    /// Reverses the renaming of items at writing; files of earlier releases have the original names.
     [[nodiscard]] const char* _uniqueName(const char* name);
     void _enter(const char* name);
     void _leave();
@@ -80,7 +81,7 @@ private:
     static constexpr std::uint32_t kNoObject = UINT32_MAX;
 
     [[nodiscard]] bool _number(detail::eBookkeeping which, std::uint32_t& number);
-    /// The place of the object that stood in the archive before; kNoObject for one that comes now.
+    /// The place of an object that was in the archive before; kNoObject for a new one.
     [[nodiscard]] std::uint32_t _findObject();
     void _noteId(std::size_t place);
     [[nodiscard]] std::uint32_t _version(const Serializer& serializer);

@@ -17,31 +17,31 @@
 
 namespace KrPersistence {
 
-/// Whether a value stands in an XML or JSON archive as a text; others are groups.
+/// Whether a value is a text in an XML or JSON archive; other values are groups.
 template <class T>
 inline constexpr bool kIsPlainValue = std::is_enum_v<T> ||
                                       (!std::is_pointer_v<T> && boost::serialization::implementation_level<T>::value ==
                                                                     boost::serialization::primitive_type);
 
-/// The face to Boost.Serialization of XML and JSON output archives.
+/// The functions of XML and JSON output archives that Boost.Serialization calls.
 template <class Archive>
 class NamedOutArchive : public boost::archive::detail::common_oarchive<Archive>, public NamedOutput {
     using Base = boost::archive::detail::common_oarchive<Archive>;
 
 public:
-    /// What writes named values into it.
+    /// The class that writes named values into it.
     using Writer = NamedArchiveWriter;
 
-    // In place of Boost's own
+    // Instead of Boost's own
     using NamedOutput::register_basic_serializer;
     using NamedOutput::save_object;
     using NamedOutput::save_pointer;
 
-    // What follows is called by Boost.Serialization; it finds the functions by their names.
+    // The following functions are called by Boost.Serialization, which finds them by name.
 
     template <class T>
     void save_override(const boost::serialization::nvp<T>& pair) {
-        // Boost names what lies behind a pointer, and the number of an enumeration, with null.
+        // Boost passes null as the name of an object behind a pointer, and of the number of an enumeration.
         const char* name = _uniqueName(pair.name());
         if (name != nullptr) _name = name;
         if (name == nullptr || kIsPlainValue<std::remove_cv_t<T>>) {
@@ -58,7 +58,7 @@ public:
                       "give the value a name: boost::serialization::make_nvp");
         Base::save_override(value);
     }
-    /// Only null pointers come here; all other bookkeeping is done where objects are saved.
+    /// Only called for null pointers; all other bookkeeping is written where objects are saved.
     void save_override(const boost::archive::class_id_type& /*number*/) { _saveNull(); }
     void save_override(const boost::archive::class_id_optional_type& /*number*/) {}
     void save_override(const boost::archive::class_id_reference_type& /*number*/) {}

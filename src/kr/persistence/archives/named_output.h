@@ -22,7 +22,8 @@ class SavedObjects;
 enum class eBookkeeping : std::uint8_t;
 }  // namespace detail
 
-/// What XML and JSON output archives have in common.
+/// The common part of XML and JSON output archives.
+/// Thread: one at a time. Ownership: the stream is borrowed.
 class KR_API NamedOutput {
 public:
     NamedOutput(const NamedOutput&) = delete;
@@ -49,7 +50,7 @@ protected:
     NamedOutput(std::unique_ptr<detail::DocumentWriter> writer, KrArchive& state,
                 boost::archive::detail::basic_oarchive& archive, const char* archiveKind);
 
-    /// Containers of Boost give all their items one name, "item"; each gets one of its own.
+    /// Containers of Boost give all their items one name, "item"; this makes it unique in its group.
     [[nodiscard]] const char* _uniqueName(const char* name);
     void _begin(const char* name);
     void _end();

@@ -9,13 +9,13 @@
 
 namespace KrPersistence {
 
-/// Writes a XML archive; docs/xml-and-json.md has its form.
+/// Writes an XML archive; its form: docs/xml-and-json.md.
 ///
-/// Works with the serialization functions of Boost.Serialization, in which every value has a name, or through its
-/// Writer. Exactly one value is written at the top; with it the document is complete. Every failure is a
-/// boost::archive::archive_exception; what stands in the stream then is no archive.
-/// The stream is borrowed and must be a binary one. Whether its bytes arrived is known when it was closed.
-/// Thread: one thread at a time.
+/// Use it with the serialization functions of Boost.Serialization, in which every value has a name, or through its
+/// Writer. Exactly one value is written at the top level; it completes the document. Every failure is a
+/// boost::archive::archive_exception; the bytes in the stream are no archive then.
+/// Thread: one at a time. Ownership: the stream is borrowed; it must be binary. Close it to find out whether all bytes
+/// were written.
 class KR_API XmlOutArchive : public KrArchive, public NamedOutArchive<XmlOutArchive> {
 public:
     /// \param flags  only kept; none changes the form.

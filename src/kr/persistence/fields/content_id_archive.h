@@ -10,15 +10,16 @@
 
 namespace KrPersistence {
 
-/// Writes the ID as the text of its runtime ID. What else belongs to it (own identifier, raw ID, file, chain) follows
-/// as the group `name` and "Origin" where it does not follow from that text. Throws for chains that nest deeper than
+/// Writes the ID as the text of its runtime ID. Its other parts (own identifier, raw ID, file, chain), unless they
+/// follow from that text, are written as the group `name` and "Origin". Throws for chains that nest deeper than
 /// KrContentID::kMaxNesting.
 KR_API void writeContentID(ArchiveWriter& writer, std::string_view name, const KrSim::KrContentID& id);
-/// All parts as they were written; nothing is recomputed.
+/// Reads all parts as written; nothing is recomputed.
 [[nodiscard]] KR_API KrSim::KrContentID readContentID(ArchiveReader& reader, std::string_view name);
 
-/// Writes the text of the UUID, with a "/" and the stored byte behind it where that is not 0.
+/// Writes the text of the UUID, followed by "/" and the stored byte when that is not 0.
 KR_API void writeUuid(ArchiveWriter& writer, std::string_view name, const KrSim::KrUuid& uuid);
+/// Throws an archive exception for a text that is no UUID.
 [[nodiscard]] KR_API KrSim::KrUuid readUuid(ArchiveReader& reader, std::string_view name);
 
 }  // namespace KrPersistence

@@ -17,10 +17,10 @@
 
 namespace KrPersistence {
 
-/// Answers the ID to write, or to refer to, in the place of one; see FieldWriteContext and FieldReadContext.
+/// Returns the ID to write, or to refer to, instead of another one; see FieldWriteContext and FieldReadContext.
 using ContentIDMapping = std::function<KrSim::KrContentID(const KrSim::KrContentID&)>;
 
-/// What an extension field, or an item of a vector of extensions, referred to when it was written.
+/// The target of an extension field, or of an item of a vector of extensions, as it was written.
 struct ExtensionReference {
     static constexpr std::size_t kNoItem = std::numeric_limits<std::size_t>::max();
 
@@ -29,66 +29,66 @@ struct ExtensionReference {
     KrSim::KrContentID extension;
 };
 
-/// Where a field stands in an XML or JSON archive.
+/// The line of a field in an XML or JSON archive.
 struct FieldLine {
-    const KrData::FieldBase* field;  ///< that was made; to be compared, as it may have died since
+    const KrData::FieldBase* field;  ///< for comparison only: it may have died since
     std::size_t line;
 };
 
 struct FieldReadContext {
     /// References that could not be resolved, in the order of reading. The fields are null until they are set.
     std::vector<ExtensionReference> references{};
-    /// From IDs as they stand in the archive to those of live content; null: they are the same. Borrowed for the call.
+    /// Maps IDs in the archive to those of live content; null: they are equal. Borrowed for the call.
     const ContentIDMapping* toLive{nullptr};
-    /// Gets the lines of the fields, in the order of reading, where the archive has lines; null: not noted. Borrowed
-    /// likewise.
+    /// Receives the lines of the fields, in the order of reading, when the archive has lines; null: not recorded.
+    /// Borrowed for the call.
     std::vector<FieldLine>* lines{nullptr};
 };
 
 struct FieldWriteContext {
-    /// What null references were meant to refer to, as FieldReadContext had it: written in their place, so that a
-    /// reference to content that is not there survives. Sorted or not; borrowed for the call.
+    /// The targets of null references, as recorded in FieldReadContext: written for these references, so that a
+    /// reference to missing content survives. In any order; borrowed for the call.
     std::span<const ExtensionReference> unresolved{};
-    /// From IDs of live content to those that are to stand in the archive; null: they are the same. Borrowed likewise.
+    /// Maps IDs of live content to those in the archive; null: they are equal. Borrowed for the call.
     const ContentIDMapping* toStored{nullptr};
 };
 
-// docs/field-format.md has all members in their order.
+// All members in their order: docs/field-format.md.
 //
 // Pointers to materials, extensions in hidden metadata and value pointers are not written: pointers read as null, a
-// bound field as its value. Failure: archive exceptions that name the field. Thread: the application thread.
+// bound field as its value. All functions throw archive exceptions that name the field. Thread: application.
 
-/// Writes the field with all that belongs to it: identifier, type, properties, hidden metadata, value, range, and what
-/// lies below it. Not its observers and connections.
+/// Writes the field completely: identifier, type, properties, hidden metadata, value, range, and the fields below it.
+/// Not its observers and connections.
 KR_API void writeField(ArchiveWriter& writer, std::string_view name, const KrData::FieldBase& field,
                        const FieldWriteContext& context = {});
 
-/// Makes the field anew, without parent. A container gets plain children, whatever class wrote it, and an array one
-/// whose items may be of any class; KrExtension::_loadImplementation hands it all to the fields that an implementation
-/// declares. References to extensions stay null and come into the context.
+/// Makes a new field without parent. A container gets plain children, whatever class wrote it, and an array one whose
+/// items may be of any class; KrExtension::_loadImplementation passes them to the fields that an implementation
+/// declares. References to extensions are null and recorded in the context.
 [[nodiscard]] KR_API std::unique_ptr<KrData::FieldBase> readField(ArchiveReader& reader, std::string_view name,
                                                                   FieldReadContext& context);
 /// The same for a field that must be a container and no array.
 [[nodiscard]] KR_API std::unique_ptr<KrData::Container> readContainer(ArchiveReader& reader, std::string_view name,
                                                                       FieldReadContext& context);
 
-/// Writes the fields in a container as a sequence of this name, without the container itself. References go by their
-/// paths in the container.
+/// Writes the fields in a container as a sequence of this name, without the container itself. References use the paths
+/// in the container.
 KR_API void writeFields(ArchiveWriter& writer, std::string_view name, const KrData::Container& container,
                         const FieldWriteContext& context = {});
-/// Adds what writeFields wrote to a container of the same role.
+/// Adds the fields of writeFields to a container of the same role.
 KR_API void readFields(ArchiveReader& reader, std::string_view name, KrData::Container& container,
                        FieldReadContext& context);
 
-/// Writes the value with its type, of a container the values below it with their identifiers.
+/// Writes the value with its type; for a container the values below it with their identifiers.
 KR_API void writeValue(ArchiveWriter& writer, std::string_view name, const KrData::FieldBase& field,
                        const FieldWriteContext& context = {});
 
-/// Sets the field to a value that was written, without clamping it; observers and connections are notified. A value of
-/// another type is converted where types allow. In containers values go to the children of the same identifier, and
-/// arrays get as many items; proxies get the links that they lack.
-/// References to extensions that are registered are resolved, the others come into the context.
-/// False when a value found no field that takes it; the other values are set all the same.
+/// Sets the field to a written value without clamping it; observers and connections are notified. A value of another
+/// type is converted when the types allow it. In containers values are assigned to the children of the same identifier,
+/// arrays get as many items, and proxies get missing links.
+/// References to registered extensions are resolved, the others are recorded in the context.
+/// False when a value found no field that accepts it; the other values are set nevertheless.
 KR_API bool readValue(ArchiveReader& reader, std::string_view name, KrData::FieldBase& field,
                       FieldReadContext& context);
 KR_API bool readValue(ArchiveReader& reader, std::string_view name, KrData::FieldBase& field);

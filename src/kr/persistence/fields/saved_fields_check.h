@@ -14,33 +14,33 @@
 
 namespace KrPersistence::detail {
 
-/// Finds what a type will not understand of fields that were saved: names that it does not declare, values outside the
-/// ranges that it declares, also in the items of field arrays, and texts that its enumerations do not have.
+/// Finds the parts of saved fields that a type will not understand: names that it does not declare, values outside the
+/// ranges that it declares, also in the items of field arrays, and texts that its enumerations do not contain.
 ///
-/// What loads the fields may put them right, so a doubt becomes a finding only when it is still true after that. Where
-/// nothing is doubtful, memory is taken only for arrays with more items than the type declares.
+/// Loading code may correct them, so a doubt becomes a finding only when it is still true afterwards. Without doubts,
+/// memory is allocated only for arrays with more items than the type declares.
 class SavedFieldsCheck {
 public:
-    /// Which names are doubtful.
+    /// The names to check.
     enum class eNames {
         kNone,    ///< the fields are those of another version
         kStatic,  ///< those of static fields: users add dynamic ones
         kAll,
     };
 
-    /// \param owner  the extension, as findings are to name it: "'Vehicle'".
+    /// \param owner  the extension, as findings name it: "'Vehicle'".
     /// \param lines  of saved fields. Borrowed.
     SavedFieldsCheck(std::string owner, eNames names, std::span<const FieldLine> lines);
 
-    /// Compares a group of saved fields with the group of the type into which they will be loaded, which is borrowed.
+    /// Compares a group of saved fields with the group of the type into which they will be loaded; both are borrowed.
     void compare(const KrData::Container& saved, const KrData::Container& declared);
 
-    /// After the fields were loaded.
-    /// \param file  from which they are.
+    /// Call it after the fields were loaded.
+    /// \param file  the file of the fields.
     void addFindings(const std::string& file, std::vector<Finding>& findings) const;
 
 private:
-    /// \param loaded  null where nothing was loaded in the place of the field.
+    /// \param loaded  null when no field was loaded for it.
     using Condition = std::function<bool(const KrData::FieldBase* loaded)>;
     /// A field below a container.
     struct Step {

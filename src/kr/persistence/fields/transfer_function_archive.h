@@ -12,7 +12,7 @@ namespace KrPersistence {
 /// Writes a transfer function as a sequence of its steps; all numbers keep every bit.
 KR_API void writeTransferFunction(ArchiveWriter& writer, std::string_view name,
                                   const KrData::TransferFunction& function);
-/// Failure: an archive exception for steps that make no valid function; it says what is wrong with which step.
+/// Throws an archive exception for steps that make no valid function; it says what is wrong with which step.
 [[nodiscard]] KR_API KrData::TransferFunction readTransferFunction(ArchiveReader& reader, std::string_view name);
 
 }  // namespace KrPersistence

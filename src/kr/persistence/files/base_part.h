@@ -8,7 +8,7 @@
 #include "kr/core/base.h"
 #include "kr/persistence/archives/archive_error.h"
 
-// The part of a file that keeps what every base object has: its name.
+// The part of a file that stores the state of every base object: its name.
 //
 //     archive & boost::serialization::make_nvp("Kr::KrBase", boost::serialization::base_object<Kr::KrBase>(*this));
 

@@ -12,14 +12,14 @@
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/named_file_section.h"
 
-/// Gives a class derived from NamedFileSection the name and version under which files keep it. At global scope, in the
-/// source of the class (or in its header, if plug-ins derive from it). The name must stay the same for ever and be
-/// unlike all others; raise the version when _write changes.
+/// Gives a class derived from NamedFileSection the name and version under which files store it. At global scope, in the
+/// source of the class (or in its header, if plug-ins derive from it). The name must be unique and never change; raise
+/// the version when _write changes.
 #define KR_FILE_SECTION(Class, Name, Version) \
     KR_ARCHIVE_CLASS(Class, Name)             \
     BOOST_CLASS_VERSION(Class, Version)
 
-/// Makes the section known to archives of every kind when its module is loaded; behind KR_FILE_SECTION, in one source.
+/// Registers the section for archives of every kind when its module is loaded; after KR_FILE_SECTION, in one source.
 /// The module links Boost.Serialization.
 #define KR_FILE_SECTION_IMPLEMENT(Class) KR_ARCHIVE_CLASS_IMPLEMENT(Class)
 
@@ -28,7 +28,7 @@ BOOST_CLASS_TRACKING(KrPersistence::KrFileSection, boost::serialization::track_n
 
 namespace boost::serialization {
 
-/// Sections that meet Boost themselves, through base_object<KrFileSection>, begin with this.
+/// For sections that use Boost directly: they begin with base_object<KrFileSection>, which calls this.
 template <class Archive>
 void serialize(Archive& archive, KrPersistence::KrFileSection& section, const unsigned int /*version*/) {
     Kr::KrBase& base = section;

@@ -29,25 +29,25 @@ class AtomicFile;
 struct LoadSource;
 }  // namespace detail
 
-/// A document on disk: sections in order, a description, and a tag in front that says what the file holds, which
-/// release wrote it and in what kind of archive. docs/files.md has its bytes.
+/// A document on disk: sections in order, a description, and a leading tag with the kind of contents, the release that
+/// wrote it and the kind of archive. Its bytes: docs/files.md.
 ///
-/// Failure: no operation that loads or saves throws. They answer false and leave the reason in getLastResult; a failed
-/// load leaves an empty file, a failed save the file on disk as it was.
-/// Thread: one thread at a time.
+/// No operation that loads or saves throws. They return false and keep the reason in getLastResult; a failed load
+/// leaves an empty file, a failed save leaves the file on disk unchanged.
+/// Thread: one at a time. Ownership: owns its sections; referencable objects are borrowed.
 class KR_API KrFile : public Kr::KrBase, public Kr::KrBase::Subscriber, public Kr::KrRefCount {
     KR_BASE_CLASS(KrFile, Kr::KrBase)
 
 public:
-    /// What a file holds. 0 to 11 are kinds of content of earlier releases, which are only read.
+    /// The kind of contents. 0 to 11 are kinds of earlier releases, which are only read.
     enum class eFileType : std::int32_t {
         kUnknown = 12,  ///< no type given
         kObject = 13,
         kSimulationState = 14,
-        kInvalid = 15,  ///< not a file of ours
+        kInvalid = 15,  ///< not a file of this library
     };
 
-    /// What the tag of a file tells.
+    /// The contents of a file's tag.
     struct Info {
         eFileType fileType{eFileType::kInvalid};
         std::uint32_t majorVersion{0};
@@ -59,17 +59,17 @@ public:
 
     // Flags of load and save; the others go to the archive, see KrArchive.
     static constexpr int kJson = 32;  ///< save as JSON
-    static constexpr int kXml = 64;   ///< save as XML; wins over kJson
+    static constexpr int kXml = 64;   ///< save as XML; takes precedence over kJson
     /// Save XML and JSON with a checksum; binary files always have one.
     static constexpr int kChecksum = 128;
     static constexpr int kNoChecksum = 256;  ///< save a binary file without its checksum
-    /// Load what can be read of a damaged file; getDoubts has what may be wrong or is missing then.
+    /// Load the readable part of a damaged file; getDoubts returns what may be wrong or missing.
     static constexpr int kRecover = 512;
-    /// Load or save without the warning in the log that tells a failure: the caller shows getLastResult.
+    /// Load or save without the warning in the log about a failure: the caller shows getLastResult.
     static constexpr int kUnlogged = 1024;
 
     using Callback = std::function<void()>;
-    /// Called with how many of how many steps of loading or saving are done; the unit is the section's.
+    /// Called with the number of finished steps of loading or saving and their total; the section defines the step.
     using ProgressHandler = std::function<void(std::size_t done, std::size_t total)>;
 
     KrFile();
@@ -78,97 +78,99 @@ public:
 
     // --- Sections, in the order of the file -------------------------------------------------------------------------
 
-    /// The file owns the section from now on, and deletes it when it throws std::bad_alloc. One that it holds already
-    /// is not added again, null is ignored, and one of another file is refused with a warning.
+    /// The file owns the section from now on, and deletes it when it throws std::bad_alloc. Ignores null and a section
+    /// that it has already; refuses one of another file with a warning.
     void addSection(KrFileSection* section);
-    /// Hands the section back to the caller. Does nothing for one that the file does not hold.
+    /// Removes the section, which the caller owns from now on. Does nothing for a section of another file.
     void removeSection(KrFileSection* section);
     [[nodiscard]] bool contains(const KrFileSection* section) const;
-    /// Good until the sections change.
+    /// Valid until the sections change.
     [[nodiscard]] const std::vector<KrFileSection*>& getSections() const noexcept { return _sections; }
-    /// Whether there is a section.
+    /// Whether the file has a section.
     [[nodiscard]] bool isValid() const noexcept { return !_sections.empty(); }
-    /// Deletes the sections and forgets the referencable objects.
+    /// Deletes the sections and removes all referencable objects.
     void clearSections();
-    /// clearSections, and no callbacks, description and producer any more. Name, type and current filename stay.
+    /// As clearSections, and removes callbacks, description and producer. Name, type and current filename are kept.
     void clear();
 
-    // --- What the file says of itself -------------------------------------------------------------------------------
+    // --- Properties of the file -------------------------------------------------------------------------------------
 
     [[nodiscard]] eFileType getFileType() const noexcept { return _fileType; }
     void setFileType(eFileType type) noexcept { _fileType = type; }
     [[nodiscard]] const std::string& getDescription() const noexcept { return _description; }
     void setDescription(const std::string& text) { _description = text; }
-    /// Which program wrote the file; each save replaces it. See setProducer.
+    /// The program that wrote the file; each save replaces it. See setProducer.
     [[nodiscard]] const std::string& getProducerInformation() const noexcept { return _producerInformation; }
     /// The path last loaded or saved.
     [[nodiscard]] const std::string& getCurrentFilename() const noexcept { return _currentFilename; }
-    /// Only while there is none: a loaded file keeps its name.
+    /// Only without a current filename: a loaded file keeps its name.
     void setCurrentFilename(const std::string& filename);
-    /// The setup or object file that names this one; set it before load. Content of this file gets the path from there
-    /// as part of its identity (docs/content-identity.md). Empty: the path that was given to load.
+    /// The setup or object file that refers to this one; set it before load. The path seen from there becomes part of
+    /// the identity of this file's content (docs/content-identity.md). Empty: the path that was given to load.
     void setReferringFile(const std::string& filename) { _referringFile = filename; }
     [[nodiscard]] const std::string& getReferringFile() const noexcept { return _referringFile; }
-    /// After a load with kRecover: what is wrong with the file, one text each, for people; none where nothing is.
+    /// After a load with kRecover: faults of the file, one text each, for people.
     [[nodiscard]] const std::vector<std::string>& getDoubts() const noexcept { return _doubts; }
-    /// After a load: what is probably not as meant, in the order of the file; not what only the whole content shows
-    /// (checkContent). Content that was loaded keeps no more of it than it did of its file.
+    /// After a load: probable mistakes, in the order of the file; without those that only the complete content shows
+    /// (checkContent). Valid until the next load.
     [[nodiscard]] const std::vector<Finding>& getFindings() const noexcept { return _findings; }
-    /// For sections, while the file is loaded.
+    /// Called by sections while the file is loaded.
     void _addFinding(Finding finding) { _findings.push_back(std::move(finding)); }
-    /// The first failure of the last load or save; empty when there was none.
+    /// The first failure of the last load or save; empty after a success.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _result.text; }
-    /// The last load or save: with the reason, the place and the remedy of its failure.
+    /// The last load or save, with the reason, the place and the remedy of its failure.
     [[nodiscard]] const Kr::FileResult& getLastResult() const noexcept { return _result; }
 
     // --- Loading and saving -----------------------------------------------------------------------------------------
 
-    /// \param filename     empty: the current filename; otherwise it becomes that.
-    /// \param archiveName  the path that paths inside the file are relative to; empty: the current filename.
+    /// \param filename     becomes the current filename; empty: the current filename.
+    /// \param archiveName  the path to which paths inside the file are relative; empty: the current filename.
     bool load(const std::string& filename, int flags = 0, const std::string& archiveName = {});
-    /// From the current position of a binary stream. Where the file has no name yet, the archive name becomes it. Bytes
-    /// behind the file are left to be read.
+    /// From the current position of a binary stream. A file without a name takes the archive name. Bytes after the file
+    /// are not read.
     bool load(std::istream& stream, const std::string& archiveName = {}, int flags = 0);
-    /// Writes beside the target, as "<target>.temp", and replaces the target in one step once all is on disk. A link to
-    /// a regular file is followed, but not for simulation states; what is no regular file is refused.
+    /// Writes "<target>.temp" beside the target, and replaces the target in one step when all bytes are on disk. A link
+    /// to a regular file is followed, but not for simulation states; a target that is no regular file is refused.
     bool save(const std::string& filename, int flags = 0, const std::string& archiveName = {});
     /// To a binary stream.
     bool save(std::ostream& stream, const std::string& archiveName = {}, int flags = 0);
-    /// Loading refuses files of more bytes. kNoSizeLimit unless set.
+    /// Loading refuses larger files. Initially kNoSizeLimit.
     void setSizeLimit(std::uint64_t sizeBytes) noexcept { _sizeLimit = sizeBytes; }
 
-    /// What the tag of the file says; the defaults, and a warning, when it cannot be opened.
+    /// The contents of the file's tag; the defaults, and a warning, when it cannot be opened.
     [[nodiscard]] static Info GetFileInfo(const std::string& path);
     [[nodiscard]] static eFileType GetFileType(const std::string& path) { return GetFileInfo(path).fileType; }
 
-    /// Called, on the thread that loads or saves, by sections that report. An exception from it is logged, and the work
-    /// goes on. Empty: progress is not reported.
+    /// Called by sections that report, on the thread that loads or saves. An exception is logged, and the work
+    /// continues. Empty: no reports.
     void setProgressHandler(ProgressHandler handler) { _progressHandler = std::move(handler); }
+    /// Called by sections.
     void _reportProgress(std::size_t done, std::size_t total) const;
 
     // --- For sections, while the file is loaded or saved ------------------------------------------------------------
 
-    /// Runs the callback at the end of the load or save under way, before the sections are notified of the end of the
-    /// load; lower order numbers first. An exception from it ends the load or save.
+    /// Runs the callback at the end of the load or save in progress, before the sections are notified of the end of the
+    /// load; lower order numbers first. An exception of it fails the load or save.
     void addCallback(int order, Callback callback);
-    /// Runs all callbacks by order and within it by age. Throws std::bad_function_call for an empty one.
+    /// Runs all callbacks by order, those of equal order by age. Throws std::bad_function_call for an empty one.
     void processCallbacks();
-    /// Adds an object that others may refer to; once, and until it dies. Null is ignored. The object is borrowed.
+    /// Adds an object that other sections may refer to; it is listed once, until it dies. Ignores null. The object is
+    /// borrowed.
     void registerReferencableObject(Kr::KrBase* object);
-    /// Those that live, in the order of registration.
+    /// The living ones, in the order of registration.
     [[nodiscard]] std::vector<Kr::KrBase*> getReferencableObjects() const;
-    /// First step of each save: sets the producer and has the sections register their referencable objects anew.
+    /// First step of each save: sets the producer, and all sections register their referencable objects again.
     void prepareBeforeSaving(int flags);
 
-    /// A section that cannot read on asks this: true while a damaged file is recovered. The section then keeps what it
-    /// has, throws nothing, and nothing more of the file is read.
+    /// Called by a section that cannot continue to read: true while a damaged file is recovered. The section then keeps
+    /// what it has read and throws nothing, and the rest of the file is not read.
     [[nodiscard]] bool _endsHere(const std::string& reason);
 
     void onEvent(Event event, Kr::KrBase* object) override;
 
 protected:
-    /// Last step of each load: takes the sections out and puts them back one by one, each with its own postLoad, so
-    /// that a section sees those before it. May throw; the load fails then.
+    /// Last step of each load: removes the sections and adds them again one by one, each with its own postLoad, so that
+    /// a section sees those before it. May throw; the load fails then.
     virtual void _postLoad();
 
 private:
@@ -187,15 +189,15 @@ private:
     bool _loadFrom(const detail::LoadSource& source, const std::string& archiveName, int flags);
     bool _loadChecked(const detail::LoadSource& source, const KrMagicTag& tag, const std::string& archiveName,
                       int flags);
-    /// Throws, or keeps the text as a doubt while a damaged file is recovered.
+    /// Throws, or adds the text to the doubts while a damaged file is recovered.
     void _refuseChecksum(const std::string& reason);
     void _doubt(const std::string& text);
     bool _saveTo(std::ostream& stream, const std::string& archiveName, int flags, const detail::AtomicFile* target);
     void _finish() noexcept;
     void _forgetReferencableObjects();
-    /// Keeps the failure, of the current file unless it names one, as the last result; answers false.
+    /// Keeps the failure, of the current file unless it names one, as the last result; returns false.
     bool _fail(Kr::FileResult result);
-    /// The same where a text could not be made.
+    /// The same when memory for a text was missing.
     bool _failForMemory() noexcept;
     /// The same for a failure that is made here.
     template <class MakeResult>

@@ -8,21 +8,22 @@
 
 namespace KrPersistence {
 
-/// Numbers of the objects that several sections of one file name: the section that writes an object numbers it here,
-/// later sections write the number alone. Empty at the start of each save, and again at the end of a save or load. A
-/// section may load and save other files meanwhile: its own numbers wait for their end.
+/// Numbers of the objects that several sections of one file refer to: the section that writes an object numbers it
+/// here, later sections write only the number. Empty at the start of each save, and at the end of a save or load. A
+/// section may load and save other files meanwhile: its own numbers are kept.
+/// Thread: one table for each thread. Ownership: objects are borrowed.
 class KR_API FileObjectNumbers {
 public:
     /// The table of the calling thread, on which one file is loaded or saved at a time.
     [[nodiscard]] static FileObjectNumbers& instance();
 
-    /// Whether a save is under way.
+    /// Whether a save is in progress.
     [[nodiscard]] bool isInUse() const noexcept { return _isInUse; }
-    /// The number of the object; a new one gets the next, from 0 up. The object is borrowed.
+    /// The number of the object; a new object gets the next number, from 0 up. The object is borrowed.
     std::uint32_t getNumber(const Kr::KrBase* object);
     [[nodiscard]] bool contains(const Kr::KrBase* object) const { return _numbers.contains(object); }
 
-    /// An empty table for a file, while it lives; then the one before again.
+    /// An empty table for a file, during its lifetime; afterwards the previous one again.
     class Scope;
 
     void _begin() noexcept;
@@ -33,6 +34,7 @@ private:
     bool _isInUse{false};
 };
 
+/// Thread: the constructing one. Ownership: keeps the previous numbers.
 class KR_API FileObjectNumbers::Scope {
 public:
     Scope();

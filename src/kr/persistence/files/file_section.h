@@ -6,27 +6,28 @@
 
 namespace KrPersistence {
 
-/// A part of a KrFile, which owns it. Derive from NamedFileSection: this class knows nothing of how content is written.
+/// A part of a KrFile. Derive from NamedFileSection: this class does not write content.
 ///
-/// An exception from any of the virtual functions ends the load or save, which then answers false with its text.
+/// An exception of any virtual function fails the load or save, which then returns false with its text.
+/// Thread: that of the file. Ownership: owned by the file.
 class KR_API KrFileSection : public Kr::KrBase {
     KR_BASE_CLASS(KrFileSection, Kr::KrBase)
 
 public:
     ~KrFileSection() override = 0;
 
-    /// Called for each section before the first one is written. Without override: declareReferencableObjects.
-    /// \param flags  of the save.
+    /// Called for each section before the first one is written. The default calls declareReferencableObjects.
+    /// \param flags  those of the save.
     virtual void prepareBeforeSaving(KrFile* file, int flags);
-    /// Registers, with KrFile::registerReferencableObject, the objects that others may refer to. Called before a save
-    /// and after a load. Does nothing unless overridden.
+    /// Registers, with KrFile::registerReferencableObject, the objects that other sections may refer to. Called before
+    /// a save and after a load. The default does nothing.
     virtual void declareReferencableObjects(KrFile* file);
-    /// Called when the whole file was read; the sections before this one are in place. Does nothing unless overridden.
+    /// Called when the whole file was read; the sections before this one are in the file. The default does nothing.
     virtual void postLoad(KrFile* file);
-    /// Called when the load has succeeded: nothing fails any more. Does nothing unless overridden.
+    /// Called after the load has succeeded: nothing can fail any more. The default does nothing.
     virtual void _onLoaded() noexcept;
 
-    /// The file that holds the section, or null; set from the start while a section is read.
+    /// The file of the section, or null; already set while a section is read.
     [[nodiscard]] KrFile* getOwner() const noexcept { return _owner; }
     /// Called by files.
     virtual void setOwner(KrFile* file);

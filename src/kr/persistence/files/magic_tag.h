@@ -11,10 +11,11 @@
 
 namespace KrPersistence {
 
-/// The 27 bytes in front of every file, and the marketing name of the release behind them. docs/files.md has the
-/// bytes. Three forms of earlier releases are known: two tags without version, and XML without any tag.
+/// The 27 bytes at the beginning of every file, and the marketing name of the release after them. The bytes:
+/// docs/files.md. Three forms of earlier releases are known: two tags without version, and XML without any tag.
 ///
-/// Nothing throws; what cannot be written into the tag is logged and left out.
+/// Nothing throws; a property that the tag cannot represent is logged and ignored.
+/// Thread: value. Ownership: value.
 class KR_API KrMagicTag {
 public:
     enum class eFileFormat : std::int32_t { kBinary = 0, kXml = 1, kJson = 2, kUnknownFormat = 3 };
@@ -22,22 +23,22 @@ public:
     static constexpr std::size_t kSize = 27;
     static constexpr std::size_t kLongestMarketingName = 255;
 
-    /// A negative number: the version and the marketing name of this library.
+    /// Negative numbers: the version and the marketing name of this library.
     explicit KrMagicTag(int major = -1, int minor = -1);
 
     /// The tag of that file; one of this library when it cannot be opened.
     [[nodiscard]] static KrMagicTag createFromFile(const std::string& path);
 
-    /// Reads a tag. When there is none the tag is invalid, and the stream stands where it stood, ready to be read.
+    /// Reads a tag. Without one the tag is invalid, and the stream is at its previous position.
     void load(std::istream& stream);
-    /// Whether it was written is in the state of the stream.
+    /// The state of the stream says whether it was written.
     void save(std::ostream& stream);
-    /// The 27 bytes; what stood in front of a file that has no tag of ours, and zeros where it was too short.
+    /// The 27 bytes; for a file without a valid tag its first bytes, filled up with zeros when it is too short.
     [[nodiscard]] std::string getInternalBuffer() const { return {_buffer.data(), _buffer.size()}; }
 
-    /// Majors 6, 2016 to 2046 and 9999 (a development build), minors to 61. Others are logged as errors and left out.
+    /// Majors 6, 2016 to 2046 and 9999 (a development build), minors to 61. Others are logged as errors and ignored.
     void setOrreryVersion(unsigned int major, unsigned int minor);
-    /// 0.0 for what is no tag, 4.9 and 4.2 for the forms of earlier releases.
+    /// 0.0 without a tag, 4.9 and 4.2 for the forms of earlier releases.
     void getOrreryVersion(unsigned int& major, unsigned int& minor) const;
 
     [[nodiscard]] const std::string& getMarketingName() const noexcept { return _marketingName; }
@@ -48,10 +49,10 @@ public:
     void setFileFormat(eFileFormat format);
     [[nodiscard]] KrFile::eFileType getFileType() const;
     void setFileType(KrFile::eFileType type);
-    /// Whether binary archives behind the tag keep class versions in one byte.
+    /// Whether binary archives after the tag store class versions in one byte.
     [[nodiscard]] bool getVersionSavedAsChar() const;
     void setVersionSavedAsChar(bool isChar) noexcept;
-    /// \param sign  0 is plain; at most 79, more becomes 79.
+    /// \param sign  0 is plain; at most 79, larger values become 79.
     void setSigned(char sign) noexcept;
     [[nodiscard]] char getSign() const noexcept;
     [[nodiscard]] bool isSigned() const noexcept;

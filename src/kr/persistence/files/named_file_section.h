@@ -4,7 +4,7 @@
 
 namespace KrPersistence {
 
-/// A section that writes its content as named values, by one text for archives of every kind.
+/// A section that writes its content as named values, with one function for archives of every kind.
 ///
 ///     class Notes final : public KrPersistence::NamedFileSection {
 ///     public:
@@ -13,22 +13,24 @@ namespace KrPersistence {
 ///         std::string text;
 ///     };
 ///
-/// The source of the class then includes "kr/persistence/files/export_file_section.h" and says, at global scope,
+/// The source of the class then includes "kr/persistence/files/export_file_section.h" and contains, at global scope,
 ///
 ///     KR_FILE_SECTION(Notes, "Notes", 0)
 ///     KR_FILE_SECTION_IMPLEMENT(Notes)
 ///
 /// The class needs a default constructor. The name of the section is written by the file.
+/// Thread: that of the file. Ownership: owned by the file.
 class KR_API NamedFileSection : public KrFileSection {
     KR_BASE_CLASS(NamedFileSection, KrFileSection)
 
 public:
     ~NamedFileSection() override;
 
+    /// Writes the content; what it throws fails the save.
     virtual void _write(ArchiveWriter& writer) const = 0;
-    /// Into a new section, whose owner is set.
-    /// \param version  what KR_FILE_SECTION said when the section was written. Newer ones than the class has do not
-    /// come.
+    /// Reads into a new section, whose owner is set.
+    /// \param version  the version in KR_FILE_SECTION when the section was written; newer ones than that of the class
+    ///                 are refused before.
     virtual void _read(ArchiveReader& reader, unsigned int version) = 0;
 
 protected:

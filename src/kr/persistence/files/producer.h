@@ -13,10 +13,10 @@ struct Producer {
     std::string version;        ///< the full text
 };
 
-/// Files saved from now on name this application: "<application> <marketing name>, version <version>". Of the process;
-/// a host sets it once at its start. An empty application restores the producer that is set initially, this library.
-/// Files never depend on it: loading does not interpret the line. Any thread.
+/// Sets the application that files name as their producer from now on: "<application> <marketing name>, version
+/// <version>". One for the process; a host sets it once at its start. An empty application restores the initial one,
+/// this library. Loading does not interpret the line. Any thread.
 KR_API void setProducer(const Producer& producer);
-[[nodiscard]] KR_API Producer getProducer();
+[[nodiscard]] KR_API Producer getProducer();  ///< Any thread.
 
 }  // namespace KrPersistence

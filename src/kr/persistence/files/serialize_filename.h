@@ -9,13 +9,13 @@
 
 namespace KrPersistence {
 
-/// Stands for the file itself where a path is expected; kept as it is.
+/// Means the file itself where a path is expected; written unchanged.
 inline constexpr std::string_view kCurrentFileMarker = "*Current File*";
 
-/// Writes a path relative to the file that is being written, so that both can move together.
+/// Writes a path relative to the file that is being written, so that both can be moved together.
 KR_API void serializeFilename(ArchiveWriter& writer, const std::string& filename, const char* name);
 
-/// Reads what was written by it: an absolute path, from where the file lies now. Absolute paths in the file stay.
+/// Reads a path as absolute, from the current folder of the file. Absolute paths in the file are unchanged.
 KR_API void serializeFilename(ArchiveReader& reader, std::string& filename, const char* name);
 
 /// The same for archives.

@@ -11,17 +11,17 @@
 namespace KrPersistence {
 
 /// Loads the files of definitions that loaded instances wait for, and those that these wait for in turn. The instances
-/// follow their definitions at once.
+/// follow their definitions immediately.
 ///
 ///     const auto town = KrPersistence::loadObjects("town.kro");
 ///     std::vector<Kr::FileResult> refused;
 ///     const auto definitions = KrPersistence::loadDefinitions({{"town.kro"}}, refused);
 ///
-/// \param loadedFiles  what was loaded already, and is not loaded a second time.
-/// \param refused      gets the failure of each file that is refused, which nothing else reports; what waits for it
-///                     stays as it was saved.
-/// \return the content of the files. Instances follow it while it lives.
-/// Thread: that of the content. Never throws.
+/// \param loadedFiles  files loaded already, which are not loaded a second time.
+/// \param refused      receives the failure of each refused file, which is not reported elsewhere; instances that wait
+///                     for it keep their saved state.
+/// \return the content of the files. Instances follow it while it is alive.
+/// Thread: application. Never throws.
 [[nodiscard]] KR_API std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFiles,
                                                                 std::vector<Kr::FileResult>& refused);
 

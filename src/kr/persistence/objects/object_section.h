@@ -17,15 +17,14 @@ namespace detail {
 class ContentBuilder;
 }  // namespace detail
 
-/// The section of a file that holds content: objects and extensions with all that is below them, and the connections
-/// that end there. docs/object-files.md tells what is stored and in which order. saveObjects and loadObjects are the
-/// short way.
+/// The section of a file with content: objects and extensions with all extensions below them, and the connections that
+/// end there. Members and order: docs/object-files.md. saveObjects and loadObjects are simpler to use.
 ///
-/// A connection belongs to the content that its sink is in. What refers to content that is not there is kept with the
-/// extensions, saved again, and put in place when the other content is loaded.
+/// A connection belongs to the content that contains its sink. References to missing content are kept with the
+/// extensions, saved again, and resolved when that content is loaded.
 ///
-/// Thread: that of the content. Saving calls onSaving of all implementations; loading makes extensions, and loads the
-/// plug-ins that they need, once the whole file was read.
+/// Thread: application. Saving calls onSaving of all implementations; loading creates extensions, and loads the
+/// plug-ins that they need, after the whole file was read.
 /// Ownership: holds the objects.
 class KR_API KrObjectSection final : public NamedFileSection {
     KR_BASE_CLASS(KrObjectSection, NamedFileSection)
@@ -35,7 +34,8 @@ class KR_API KrObjectSection final : public NamedFileSection {
     KrObjectSection();
     ~KrObjectSection() override;
 
-    /// Adds an object or extension to be saved with all below it. Null, and one that is here already, are ignored.
+    /// Adds an object or extension, which is saved with all extensions below it. Ignores null and one that was added
+    /// already.
     void addObject(KrSim::KrExtension* object);
     /// In the order of the file. After a load they have no owner.
     [[nodiscard]] const Objects& getObjects() const noexcept { return _objects; }
@@ -43,8 +43,8 @@ class KR_API KrObjectSection final : public NamedFileSection {
     // --- After a load ------------------------------------------------------------------------------------------------
     [[nodiscard]] std::size_t getLoadedExtensionCount() const noexcept;
     [[nodiscard]] std::size_t getLoadedConnectionCount() const noexcept;
-    /// What is not as it was saved, one text each, for people: types that are missing, connections and references
-    /// whose other end is not there.
+    /// Parts that differ from the saved state, one text each, for people: missing types, connections and references
+    /// whose other end does not exist.
     [[nodiscard]] std::vector<std::string> getProblems() const;
 
     // --- The section -------------------------------------------------------------------------------------------------

@@ -8,10 +8,10 @@
 
 namespace KrPersistence {
 
-/// What of an extension waits for content that is not there: connections, references and the definition of an instance
-/// that were loaded with it, and links of its proxies. A text each, for people, which also says when several items
-/// match, so that none of them was taken (docs/content-identity.md). Empty when all is in place.
-/// Thread: that of the content.
+/// The connections, references and definition of an extension that were loaded with it and wait for missing content,
+/// and waiting links of its proxies. One text each, for people, which also says when several items match, so that none
+/// of them was taken (docs/content-identity.md). Empty when nothing waits.
+/// Thread: application.
 [[nodiscard]] KR_API std::vector<std::string> describeOpenEnds(const KrSim::KrExtension& extension);
 
 }  // namespace KrPersistence

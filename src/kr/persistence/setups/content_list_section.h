@@ -8,8 +8,9 @@
 
 namespace KrPersistence {
 
-/// The section of a setup file that lists the object files which belong to the setup, in the order in which they are to
-/// be loaded. Paths are kept relative to the file; loaded, they are absolute.
+/// The section of a setup file that lists the object files of the setup, in the order of loading. Paths are stored
+/// relative to the file and absolute after loading.
+/// Thread: that of the file. Ownership: value.
 class KR_API KrContentListSection final : public NamedFileSection {
     KR_BASE_CLASS(KrContentListSection, NamedFileSection)
 

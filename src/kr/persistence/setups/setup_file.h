@@ -13,12 +13,11 @@
 
 namespace KrPersistence {
 
-/// What a setup file holds: from what an application is built, and the object files to load into it.
+/// The contents of a setup file: the setup of an application, and the object files to load into it.
 struct SetupFile {
     KrSim::KrSmartInterface<KrSim::ApplicationConfig> setup{};
-    std::vector<std::string>
-        contentFiles{};  ///< absolute after loading; relative ones are meant from the setup file on
-    /// After loading: what is probably not as its author meant it, as settings that do not exist.
+    std::vector<std::string> contentFiles{};  ///< absolute after loading; relative ones are relative to the setup file
+    /// After loading: probable mistakes, such as settings that do not exist.
     std::vector<Finding> findings{};
 };
 
@@ -26,7 +25,7 @@ struct SetupFile {
 /// \param flags  of KrFile: kXml, kJson, or 0 for a binary file.
 KR_API Kr::FileResult saveSetupFile(const SetupFile& file, const std::string& filename, int flags = 0);
 
-/// The same to a binary stream, which lies in no folder: paths stay as they are.
+/// The same to a binary stream, which is in no folder: paths are unchanged.
 KR_API Kr::FileResult saveSetupFile(const SetupFile& file, std::ostream& stream, int flags = 0);
 
 /// Loads a setup file. Nothing is applied and no content is loaded.

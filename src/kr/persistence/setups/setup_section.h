@@ -15,10 +15,11 @@
 
 namespace KrPersistence {
 
-/// The section of a setup file that holds the setup: the settings that differ from their defaults, and the modules.
+/// The section of a setup file with the setup: the settings that differ from their defaults, and the modules.
 ///
-/// Directories are kept relative to the file, so that a setup moves together with what it needs; loaded, they are
-/// absolute. docs/setups.md has the form.
+/// Directories are stored relative to the file, so that a setup can be moved together with them, and absolute after
+/// loading. The form: docs/setups.md.
+/// Thread: application. Ownership: shares the setup.
 class KR_API KrSetupSection final : public NamedFileSection {
     KR_BASE_CLASS(KrSetupSection, NamedFileSection)
 
@@ -27,21 +28,21 @@ public:
 
     /// Without setup.
     KrSetupSection();
-    /// Holds the setup.
+    /// With this setup.
     explicit KrSetupSection(Setup setup);
     ~KrSetupSection() override;
 
-    /// The setup of the first section of this class in the file; empty where there is none.
+    /// The setup of the first section of this class in the file; empty without one.
     [[nodiscard]] static Setup find(const KrFile& file);
 
-    /// Empty before one was set or loaded.
+    /// Empty before one is set or loaded.
     [[nodiscard]] const Setup& getSetup() const noexcept { return _setup; }
     void setSetup(Setup setup) { _setup = std::move(setup); }
 
     /// The file from which the setup was loaded; empty before.
     [[nodiscard]] const std::string& getFile() const noexcept { return _file; }
-    /// The line of the file on which a setting of a module begins; 0 where it is not known, as in binary files.
-    /// \param module  of the setup: one of the extensions in its object.
+    /// The line of the file on which a setting of a module begins; 0 when unknown, as in binary files.
+    /// \param module  an extension in the object of the setup.
     [[nodiscard]] std::size_t findLine(const KrSim::KrExtension& module, const Kr::KrID& setting) const;
 
     void _write(ArchiveWriter& writer) const override;

@@ -12,21 +12,21 @@
 
 namespace KrPersistence {
 
-/// Where a replayed run differs from the first one.
+/// The first difference between a replayed run and the first run.
 struct ReplayDifference {
-    std::uint64_t frame{0};     ///< after which it shows; the frame of the snapshot itself: restoring lost it
+    std::uint64_t frame{0};     ///< after which it appears; the frame of the snapshot itself: restoring lost it
     std::string extensionPath;  ///< names from the outermost object down
     std::string fieldPath;      ///< "Outputs.Speed"; empty for the bytes of onStateSave and for a missing extension
-    std::string expected;       ///< what the first run had, as text
+    std::string expected;       ///< the value of the first run, as text
     std::string actual;
 
-    /// All of it in one line, with the name of the run that was compared with the first one.
+    /// All members in one line, with the name of the run that was compared with the first one.
     [[nodiscard]] std::string toString(const char* secondRun = "the replay") const;
 };
 
-/// Shows plug-in authors whether content replays exactly: runs frames, takes a snapshot, runs on, restores it, runs the
-/// same frames again and compares every value and every byte of onStateSave after each. What differs is state that
-/// neither a field holds nor onStateSave writes.
+/// Checks whether content of a plug-in replays exactly: runs frames, takes a snapshot, continues, restores it, runs the
+/// same frames again and compares every value and every byte of onStateSave after each frame. Differing values depend
+/// on state that is neither in a field nor written by onStateSave.
 ///
 ///     KrPersistence::ReplayCheck check;
 ///     auto& application = check.getApplication();
@@ -35,8 +35,8 @@ struct ReplayDifference {
 ///     application.setApplicationMode(KrSim::eApplicationMode::kSimulating);
 ///     EXPECT_EQ(check.explain(60, 600), "");
 ///
-/// The clock of application and events is one that goes by the frame, so that times are the same in both runs.
-/// Thread: one, the application's. One check at a time in a process.
+/// The clock of application and events advances with the frames, so that times are equal in both runs.
+/// Thread: application. One check at a time in a process. Ownership: owns the application and the clock.
 class KR_API ReplayCheck {
 public:
     ReplayCheck();
@@ -44,19 +44,19 @@ public:
     ReplayCheck& operator=(const ReplayCheck&) = delete;
     ~ReplayCheck();
 
-    /// In editing mode, at 60 Hz, without modules and content.
+    /// In editing mode, at 60 Hz, without modules and content. Borrowed: valid as long as this object.
     [[nodiscard]] KrSim::KrApplication& getApplication() const noexcept { return *_application; }
 
     /// The clock of application and events.
     [[nodiscard]] Kr::ManualClock& getClock() const noexcept { return *_clock; }
 
-    /// Runs so many frames, as fast as they go; the clock advances by one time step before each. False when a frame was
-    /// the last one, because an exit was requested or an exception has ended it; the frames after it are not run.
+    /// Runs so many frames without waiting; the clock advances by one time step before each. False when the application
+    /// stopped, because an exit was requested or an exception ended a frame; the remaining frames are not run.
     bool step(std::uint32_t frames = 1);
 
-    /// The first difference, or nothing. Memory: one snapshot for each replayed frame.
+    /// The first difference; empty without one. Memory: one snapshot for each replayed frame.
     [[nodiscard]] std::optional<ReplayDifference> run(std::uint32_t framesBefore, std::uint32_t framesReplayed);
-    /// The same as text: empty when there is none.
+    /// The same as text: empty without a difference.
     [[nodiscard]] std::string explain(std::uint32_t framesBefore, std::uint32_t framesReplayed);
 
 private:

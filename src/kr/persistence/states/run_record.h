@@ -14,12 +14,11 @@ namespace KrPersistence {
 
 class SimulationSnapshot;
 
-/// All values of a run, moment by moment, for comparison with another run of the same content: every field of content
-/// and modules, and the bytes of onStateSave. Two runs that begin alike must be equal, bit by bit; where they are not,
-/// something depends on the clock, on addresses, on random numbers or on what the first run has left in the process.
+/// All values of a run at several moments, for comparison with another run of the same content: every field of content
+/// and modules, and the bytes of onStateSave. Two runs that begin equal must stay equal, bit by bit; otherwise some
+/// code depends on the clock, on addresses, on random numbers or on data that the first run left in the process.
 ///
-/// Thread: the application's.
-/// Memory: one snapshot for each moment.
+/// Thread: application. Ownership: value. Memory: one snapshot for each moment.
 class KR_API RunRecord {
 public:
     RunRecord();
@@ -29,15 +28,15 @@ public:
     RunRecord& operator=(const RunRecord&) = delete;
     ~RunRecord();
 
-    /// Adds the values of this moment. False, with a warning, while a frame is under way.
+    /// Adds the current values. False, with a warning, while a frame is in progress.
     bool take(const KrSim::KrApplication& application);
-    /// How many moments there are.
+    /// Number of moments.
     [[nodiscard]] std::size_t size() const noexcept { return _moments.size(); }
 
-    /// The first difference, or nothing. Extensions are compared with those of the same path, fields with those of the
-    /// same path in them. `expected` is the value of this run, `actual` that of the other one.
+    /// The first difference; empty without one. Extensions are compared with those of the same path, fields with those
+    /// of the same path in them. `expected` is the value of this run, `actual` that of the other run.
     [[nodiscard]] std::optional<ReplayDifference> findDifference(const RunRecord& other) const;
-    /// The same as text: empty when there is none.
+    /// The same as text: empty without a difference.
     [[nodiscard]] std::string explainDifference(const RunRecord& other) const;
 
 private:

@@ -9,9 +9,10 @@
 
 namespace KrPersistence {
 
-/// What KrApplication::getSimulationFileManager answers: saves and restores state files with the settings in its
-/// parameters. Names that end in ".xml" and ".json" give files of that kind, others binary ones. Rewinding in memory:
-/// SnapshotRing.
+/// The result of KrApplication::getSimulationFileManager: saves and restores state files with the settings in its
+/// parameters. Names that end in ".xml" and ".json" give files of that kind, others binary files. For rewinding in
+/// memory use SnapshotRing.
+/// Thread: application. Ownership: owned by its extension.
 class KR_API SimulationFileManager final : public KrSim::ISimulationFileManager {
 public:
     static constexpr int kVersion = 1;

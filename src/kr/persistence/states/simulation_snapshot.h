@@ -18,44 +18,44 @@
 namespace KrPersistence {
 
 /// Everything that the next frame of an application depends on, in memory: the states of content and modules, the frame
-/// number, the elapsed time, the frame rate and the events that wait. A run that goes on from a restored snapshot is
-/// equal to the first one, bit by bit, as far as content depends on nothing else; docs/simulation-states.md tells what
-/// is not captured.
+/// number, the elapsed time, the frame rate and the waiting events. A run that continues from a restored snapshot is
+/// equal to the first one, bit by bit, if content depends on nothing else; docs/simulation-states.md lists what is not
+/// captured.
 ///
-/// Thread: the application thread, between two frames (KrApplication::executeBetweenFrames).
+/// Thread: application, between two frames (KrApplication::executeBetweenFrames). Ownership: value; never changed.
 class KR_API SimulationSnapshot {
 public:
-    /// Null, with a warning, while a frame is under way. `recycled` may be a snapshot of the same application that
-    /// has no other holder: its memory is used again.
+    /// Null, with a warning, while a frame is in progress. `recycled` may be a snapshot of the same application without
+    /// another holder: its memory is reused.
     [[nodiscard]] static std::shared_ptr<const SimulationSnapshot> take(
         const KrSim::KrApplication& application, std::shared_ptr<const SimulationSnapshot> recycled = nullptr);
-    /// Events that wait. Those of queued connections carry a value each.
+    /// Waiting events. Those of queued connections carry a value each.
     struct Events {
         KrSim::KrEventDispatcher::PendingEvents pending;
-        /// By index; empty where no event carries one.
+        /// By index; empty when no event carries one.
         std::vector<Kr::QueuedConnectionFunctor::Waiting> values;
     };
 
-    /// A state that was kept elsewhere.
+    /// For a state from elsewhere, such as a file.
     SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state, const KrSim::FramePosition& position,
                        Events events);
     SimulationSnapshot(const SimulationSnapshot&) = delete;
     SimulationSnapshot& operator=(const SimulationSnapshot&) = delete;
     ~SimulationSnapshot();
 
-    /// How many frames had ended; the number of the frame that follows.
+    /// Number of completed frames; also the number of the next frame.
     [[nodiscard]] std::uint64_t getFrame() const noexcept { return _position.frames; }
     [[nodiscard]] const KrSim::FramePosition& getPosition() const noexcept { return _position; }
     [[nodiscard]] const KrSim::KrSimulationState& getState() const noexcept { return *_state; }
     [[nodiscard]] const Events& getEvents() const noexcept { return _events; }
-    /// Memory that it takes, about.
+    /// Memory in bytes, approximately.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
-    /// Puts everything back. Values go to their fields as they were, without transfers over connections; observers hear
-    /// of those that differ. Content that came since stays as it is, content that went stays away: the report counts
-    /// both. Refused while a frame is under way.
-    /// Functions and events that wait are run before: they belong to the run that ends here.
-    /// Throws std::bad_alloc, and then the application is as it was, but for these.
+    /// Restores the state. Values are set without transfers over connections; observers of changed fields are notified.
+    /// Content that was added since is unchanged, removed content stays removed: the report counts both. Refused while
+    /// a frame is in progress.
+    /// Waiting functions and events are run before: they belong to the run that ends.
+    /// Throws std::bad_alloc; the application is unchanged then, except for these.
     RestoreReport restore(KrSim::KrApplication& application) const;
 
 private:
@@ -64,8 +64,8 @@ private:
     Events _events;
 };
 
-/// Restores the snapshot between two frames: now, or when the frame under way has ended. Any thread. `done` gets the
-/// outcome. False when the application has ended. Snapshot and application live until then.
+/// Restores the snapshot between two frames: immediately, or at the end of the frame in progress. Any thread. `done`
+/// receives the result. False when the application has ended. Snapshot and application are kept alive until then.
 KR_API bool restoreBetweenFrames(KrSim::KrApplication& application, std::shared_ptr<const SimulationSnapshot> snapshot,
                                  std::function<void(const RestoreReport&)> done = {});
 

@@ -17,7 +17,7 @@ struct StateSaveOptions {
 };
 
 /// Saves the state of an application as a state file: type kSimulationState, one section. Between two frames
-/// (KrApplication::executeBetweenFrames). After a failure the old file is still there.
+/// (KrApplication::executeBetweenFrames). After a failure the old file is unchanged.
 KR_API Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, const std::string& fileName,
                                           const StateSaveOptions& options = {});
 
@@ -25,8 +25,8 @@ KR_API Kr::FileResult saveSimulationState(const KrSim::KrApplication& applicatio
 KR_API Kr::FileResult saveSimulationState(const KrSim::KrApplication& application, std::ostream& stream,
                                           const StateSaveOptions& options = {});
 
-/// Restores a state file into an application that has the content and modules of it: those with the same content IDs
-/// get their states. Between two frames. Reports what was found; after a failure nothing was touched.
+/// Restores a state file into an application with the same content and modules: those with the same content IDs get
+/// their states. Between two frames. After a failure nothing was changed.
 /// \param flags  of KrFile::load: kUnlogged.
 KR_API Kr::FileResultOf<RestoreReport> restoreSimulationState(KrSim::KrApplication& application,
                                                               const std::string& fileName, int flags = 0);

@@ -11,17 +11,18 @@
 
 namespace KrPersistence {
 
-/// How a state file keeps the values of fields.
+/// The form of field values in a state file.
 enum class eStatePayload : std::int32_t {
-    kNormal = 0,  ///< as they are: a restored run is exact
+    kNormal = 0,  ///< exact: a restored run is equal to the first one
     kCompact =
         1,  ///< in one block for each extension, doubles with the precision of floats: for display, not for replay
 };
 
-/// The section of a state file: one SimulationSnapshot. docs/simulation-states.md has its members.
+/// The section of a state file: one SimulationSnapshot. Members: docs/simulation-states.md.
 ///
-/// A section that was read keeps what it holds apart from the content of this process, so that it can be looked at and
-/// written again without loss where no such content is.
+/// A section that was read keeps its data independent of the content of this process, so that it can be examined and
+/// written again without loss in a process without this content.
+/// Thread: application. Ownership: shares the snapshot.
 class KR_API KrSimulationStateSection final : public NamedFileSection {
     KR_BASE_CLASS(KrSimulationStateSection, NamedFileSection)
 
@@ -29,14 +30,15 @@ public:
     KrSimulationStateSection();
     ~KrSimulationStateSection() override;
 
-    /// What is to be written; held until then. Null for nothing.
+    /// The snapshot to write, shared until then. Null for none.
     void setSnapshot(std::shared_ptr<const SimulationSnapshot> snapshot,
                      eStatePayload payload = eStatePayload::kNormal);
-    /// What was set or read. References to extensions are resolved now: those that are not there become null.
+    /// The snapshot that was set or read. Resolves references to extensions in each call: those to missing ones become
+    /// null.
     [[nodiscard]] std::shared_ptr<const SimulationSnapshot> getSnapshot() const;
 
     [[nodiscard]] eStatePayload getPayload() const noexcept { return _payload; }
-    /// The number of the frame that follows.
+    /// The number of the next frame.
     [[nodiscard]] std::uint64_t getFrame() const noexcept;
     [[nodiscard]] std::size_t getExtensionCount() const noexcept;
 

@@ -18,19 +18,20 @@ struct SnapshotRingOptions {
     static constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max();
 
     std::size_t maximumCount{600};
-    /// Of all snapshots together, about; the newest one is kept in any case.
+    /// Of all snapshots together, approximately; the newest one is always kept.
     std::size_t maximumBytes{kUnlimited};
-    /// While recording: after how many frames the next snapshot is taken.
+    /// While recording: number of frames between two snapshots.
     std::uint32_t framesApart{1};
 };
 
-/// The last snapshots of a running application, for rewinding: the oldest one goes when a new one finds no room.
+/// The last snapshots of a running application, for rewinding: a new snapshot replaces the oldest ones when the limits
+/// are reached.
 ///
 ///     KrPersistence::SnapshotRing ring(*application, {.maximumCount = 100, .framesApart = 10});
 ///     ring.startRecording();
 ///     application->run();          // elsewhere, meanwhile: ring.rewindTo(frame)
 ///
-/// Thread: the application thread; rewindTo on any.
+/// Thread: application; rewindTo on any.
 /// Ownership: the application is borrowed and outlives the ring.
 class KR_API SnapshotRing {
 public:
@@ -41,23 +42,24 @@ public:
     SnapshotRing& operator=(const SnapshotRing&) = delete;
     ~SnapshotRing();
 
-    /// Takes snapshots at the ends of frames, beginning with the one under way or the next one. Paused frames count for
-    /// nothing.
+    /// Takes snapshots at the ends of frames, beginning with the frame in progress or the next one. Paused frames do
+    /// not count.
     void startRecording();
-    void stopRecording();
-    /// Takes one now, or when the frame under way has ended.
+    void stopRecording();  ///< Taken snapshots are kept.
+    /// Takes one immediately, or at the end of the frame in progress.
     void record();
 
     [[nodiscard]] std::size_t size() const;
-    [[nodiscard]] std::size_t getSizeBytes() const;
-    /// The newest one that was taken before this frame began, or null.
+    [[nodiscard]] std::size_t getSizeBytes() const;  ///< Memory of all snapshots, approximately.
+    /// The newest snapshot from before this frame, or null.
     [[nodiscard]] Snapshot find(std::uint64_t frame) const;
-    /// From the oldest on; null past the end.
+    /// By age, the oldest first; null past the end.
     [[nodiscard]] Snapshot at(std::size_t index) const;
     void clear();
 
-    /// Restores find(frame) between two frames, now or when the frame under way has ended, and drops the newer ones:
-    /// they belong to a run that ends there. `done` gets the outcome: an error when no snapshot is as old.
+    /// Restores find(frame) between two frames, immediately or at the end of the frame in progress, and drops newer
+    /// snapshots: they belong to a run that ends there. `done` receives the result: an error when no snapshot is old
+    /// enough.
     /// False when the application has ended.
     bool rewindTo(std::uint64_t frame, std::function<void(const RestoreReport&)> done = {});
 
