@@ -7,7 +7,7 @@
 
 namespace KrPersistence::detail {
 
-/// Numbers by address and kind: a flat open table, since saving spends most of its time on finding objects again.
+/// Numbers by address and kind: a flat open table, since saving spends most of its time on looking up objects.
 class AddressTable {
 public:
     struct Entry {
@@ -21,7 +21,7 @@ public:
 
     [[nodiscard]] std::uint32_t size() const noexcept { return _size; }
 
-    /// The entry of the address and kind, and whether it is new and got the number. Good until the next call.
+    /// The entry of the address and kind, and whether it is new and got the number. Valid until the next call.
     std::pair<Entry*, bool> add(const void* address, std::int16_t kind, std::uint32_t number) {
         if (2 * (std::size_t{_size} + 1) > _entries.size()) _grow();
         Entry& entry = *_find(_entries, address, kind);
@@ -32,7 +32,7 @@ public:
         ++_size;
         return {&entry, true};
     }
-    /// Null when there is none.
+    /// Null without an entry.
     [[nodiscard]] const Entry* find(const void* address, std::int16_t kind) {
         const Entry* entry = _find(_entries, address, kind);
         return entry->address != nullptr ? entry : nullptr;

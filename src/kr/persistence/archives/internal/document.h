@@ -9,27 +9,29 @@
 
 namespace KrPersistence::detail {
 
-/// What an XML or JSON document holds, for reading: its nodes in the order of the text, each before what is inside it.
+/// The contents of an XML or JSON document, for reading: its nodes in the order of the text, each before the nodes
+/// inside it.
 ///
-/// A node takes 20 bytes, and long lists of numbers are one node, so that a hostile document cannot ask for more memory
+/// A node takes 20 bytes, and a long list of numbers is one node, so that a hostile document cannot allocate more
+/// memory
 /// than a few times its own size.
 class Document {
 public:
     enum class eKind : std::uint8_t {
         kText,       // a quoted text
         kLiteral,    // a number, true, false or null
-        kUntyped,    // the text of an XML element, whatever it means
-        kNumbers,    // an array of nothing but numbers: its text, with commas between them
+        kUntyped,    // the text of an XML element, whose type is unknown
+        kNumbers,    // an array of numbers only: its text, with commas between them
         kGroup,      // named members
         kSequence,   // items
-        kAttribute,  // bookkeeping of the group that it stands in, before all members
+        kAttribute,  // bookkeeping of its group, before all members
     };
     struct Node {
         std::uint32_t nameAndKind{0};  // and whether it was read
         std::uint32_t offset{0};
         std::uint32_t length{0};  // of its text
         std::uint32_t end{0};     // the next node that is not inside this one
-        std::uint32_t line{0};    // where its value stands, or begins
+        std::uint32_t line{0};    // in which its value begins
     };
     static constexpr std::uint32_t kNoName = (1U << 28U) - 1;
 
@@ -44,22 +46,22 @@ public:
     [[nodiscard]] std::uint32_t nameNumber(const Node& node) const { return node.nameAndKind & kNoName; }
     [[nodiscard]] bool isRead(const Node& node) const noexcept { return (node.nameAndKind & kRead) != 0; }
     void markRead(Node& node) noexcept { node.nameAndKind |= kRead; }
-    /// As it stands in the document: without the escapes of XML and JSON, with those of bytes.
+    /// The text in the document: with the escapes of XML and JSON resolved, but not those of bytes.
     [[nodiscard]] std::string_view text(const Node& node) const {
         return std::string_view(texts).substr(node.offset, node.length);
     }
-    /// The bytes of the name; kNoName has none.
+    /// The bytes of the name; empty for kNoName.
     [[nodiscard]] std::string_view name(std::uint32_t nameNumber) const {
         return nameNumber < _names.size() ? std::string_view(*_names[nameNumber]) : std::string_view();
     }
-    /// kNoName when no node has it.
+    /// kNoName when no node has this name.
     [[nodiscard]] std::uint32_t findName(std::string_view name) const;
 
-    // For those who fill it
+    // For code that fills the document
 
-    /// \param name  as it stands in the document.
+    /// \param name  as in the document.
     std::uint32_t intern(std::string_view name);
-    /// A node that is closed already: its `end` is the next node.
+    /// Adds a node without nodes inside: its `end` is the next node.
     std::uint32_t add(eKind kind, std::uint32_t nameNumber, std::size_t offset, std::size_t length,
                       std::uint32_t line) {
         if ((_size & kBlockMask) == 0) _blocks.emplace_back().reserve(kBlockMask + 1);
@@ -70,15 +72,15 @@ public:
     }
     void setKind(Node& node, eKind kind) { node.nameAndKind = _pack(kind, nameNumber(node)); }
     void close(std::uint32_t number) { node(number).end = static_cast<std::uint32_t>(_size); }
-    /// Takes back the node that was added last; it is not around another one.
+    /// Removes the last node, which must have no nodes inside.
     void dropLast();
     /// Ends the document early, inside these nodes, outermost first.
     /// \param reason  for people
     void breakOff(std::vector<std::uint32_t> open, std::string reason);
 
-    /// Whether the document was broken off inside this node: more may have stood in it.
+    /// Whether the document was broken off inside this node, so that nodes may be missing in it.
     [[nodiscard]] bool isBroken(std::uint32_t number) const;
-    /// Why the document was broken off; empty for a whole one.
+    /// Why the document was broken off; empty for a complete one.
     [[nodiscard]] const std::string& breakReason() const noexcept { return _breakReason; }
 
     std::string texts;
@@ -96,7 +98,7 @@ private:
     std::size_t _size{0};
     std::unordered_map<std::string, std::uint32_t> _numbers;
     std::vector<const std::string*> _names;
-    std::vector<std::uint32_t> _followers;  // by name: the one that stood behind it last
+    std::vector<std::uint32_t> _followers;  // by name: the name that followed it last
     std::uint32_t _lastName{kNoName};
     std::vector<std::uint32_t> _broken;
     std::string _breakReason;

@@ -11,14 +11,14 @@
 
 namespace KrPersistence::detail {
 
-/// Counts the lines of a document that is parsed from front to back. A text that the parser decodes in its place is
-/// passed: it may hold line feeds that were escapes, and no others.
+/// Counts the lines of a document that is parsed from front to back. The parser passes texts that it decodes in place:
+/// they may contain line feeds that were escapes, and no others.
 class LineCounter {
 public:
-    /// \param text  borrowed; what lies behind the last place is as it is in the file.
+    /// \param text  borrowed; unchanged from the file after the last position.
     explicit LineCounter(const std::string& text) : _text(text) {}
 
-    /// The line of the byte at the offset, which is not before the last one that was asked for or passed.
+    /// The line of the byte at the offset, which is not before the last offset of at() and pass().
     std::uint32_t at(std::size_t offset) noexcept {
         while (_next < offset) {
             const void* found = std::memchr(_text.data() + _next, '\n', offset - _next);
@@ -38,15 +38,15 @@ private:
     std::uint32_t _line{1};
 };
 
-/// Where a document comes from.
+/// The origin of a document.
 struct DocumentSource {
-    std::istream& stream;            ///< read from its place to its end
+    std::istream& stream;            ///< read from its position to its end
     std::uint64_t sizeLimit{0};      ///< larger documents are refused
     const char* archiveKind{""};     ///< for the texts of errors, like
     const std::string& archiveName;  ///< the file
-    bool mayBreakOff{false};         ///< of a broken document, what stands before the break is taken
+    bool mayBreakOff{false};         ///< of a broken document, the part before the break is read
 
-    /// Throws: what is wrong in the document, and where.
+    /// Throws an error about the document, with the place.
     [[noreturn]] void refuse(const std::string& text, std::size_t line) const;
     /// The text of that refusal.
     [[nodiscard]] std::string describe(const std::string& text, std::size_t line) const;
@@ -54,8 +54,8 @@ struct DocumentSource {
     [[nodiscard]] std::string readAll() const;
 };
 
-/// Both throw an ArchiveError for what is no document of the kind; for one that is broken only where `mayBreakOff` is
-/// not set, or nothing stands before the break.
+/// Both throw an ArchiveError for a document of another kind; for a broken document only when `mayBreakOff` is not set,
+/// or nothing precedes the break.
 [[nodiscard]] Document readJson(const DocumentSource& source);
 [[nodiscard]] Document readXml(const DocumentSource& source);
 

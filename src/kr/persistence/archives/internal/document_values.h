@@ -10,21 +10,21 @@
 #include "kr/persistence/archives/internal/number_text.h"
 #include "kr/persistence/archives/internal/text_codec.h"
 
-// Values of a document. What is none of its type is refused, with its place.
+// Values of a document. A value of another type is refused, with its place.
 
 namespace KrPersistence::detail {
 
-/// For the text of an error: a document may have texts of any length.
+/// For the text of an error, shortened: a document may have texts of any length.
 [[nodiscard]] std::string quoted(std::string_view text);
 [[nodiscard]] std::string_view trimmed(std::string_view text);
 
 [[nodiscard]] bool readBool(DocumentCursor& cursor, std::string_view name);
-/// The characters as the document has them: unescapeBytes makes the bytes.
+/// The characters in the document: unescapeBytes makes the bytes.
 [[nodiscard]] std::string_view readRawText(DocumentCursor& cursor, std::string_view name);
 void readText(DocumentCursor& cursor, std::string_view name, std::string& text);
 void readBytes(DocumentCursor& cursor, std::string_view name, std::string& bytes);
 
-/// Without quotes in JSON; the texts for infinities and NaN have them.
+/// Numbers have no quotes in JSON, except the texts for infinities and NaN.
 template <class Number>
 void parseItem(const DocumentCursor& cursor, const DocumentCursor::Item& item, Number& value) {
     using eKind = Document::eKind;
@@ -77,7 +77,7 @@ void readTuple(DocumentCursor& cursor, std::string_view name, std::span<Number> 
     }
 }
 
-/// Of the text of a number with what stands around it; only a guess.
+/// Length of the text of a number with its separators; an estimate.
 inline constexpr std::size_t kUsualLength = 20;
 
 template <class Number>

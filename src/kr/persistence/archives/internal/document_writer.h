@@ -16,8 +16,8 @@
 namespace KrPersistence::detail {
 
 /// Writes an XML or JSON document of exactly one top element, one value a line, indented up to a limit, so that deep
-/// documents do not grow with the square of their depth. Names are dropped inside sequences of JSON. The document is
-/// complete, and handed to the stream, when its top element is.
+/// documents do not grow with the square of their depth. Names are not written inside sequences of JSON. When the top
+/// element ends, the document is complete and written to the stream.
 class DocumentWriter {
 public:
     DocumentWriter(const DocumentWriter&) = delete;
@@ -58,15 +58,15 @@ protected:
     virtual void _endSequence() = 0;
     virtual void _text(std::string_view name, std::string_view text) = 0;
     virtual void _literal(std::string_view name, std::string_view text) = 0;
-    /// Sets what stands before the numbers and around those that are not finite.
+    /// Sets the texts before the numbers and around those that are not finite.
     virtual void _beginNumbers(std::string_view name, bool isBlock) = 0;
     virtual void _endNumbers(bool isEmpty) = 0;
     virtual void _bytes(std::string_view name, std::string_view base64) = 0;
-    /// What stands behind the top element.
+    /// Writes the text after the top element.
     virtual void _finish() = 0;
 
     [[nodiscard]] std::size_t _depth() const noexcept { return _nesting; }
-    /// Blanks before what lies so many levels below this one.
+    /// Blanks before values that are so many levels below this one.
     [[nodiscard]] std::size_t _indentation(std::size_t below) const noexcept {
         return std::min(_nesting, kDeepestIndentation) + below;
     }

@@ -23,17 +23,17 @@ public:
     struct Class {
         const Serializer* serializer{nullptr};
         const PointerSerializer* pointerSerializer{nullptr};
-        const TypeInfo* family{nullptr};  // the last base that pointers to the class were seen to fit
+        const TypeInfo* family{nullptr};  // the last base class to whose pointers the class was found to fit
         std::uint32_t version{0};
         bool isDescribed{false};
         bool isTracked{false};
     };
     enum class eState : std::uint8_t {
-        kValue,    // lies in something that the reader of the archive made
+        kValue,    // part of an object that the reader of the archive made
         kRaw,      // made for a pointer, memory without an object so far
         kFilling,  // made for a pointer, constructed
         kMade,     // made for a pointer and whole
-        kGone,     // destroyed, or moved to an unknown place
+        kGone,     // destroyed, or moved to an unknown address
     };
     struct Object {
         void* address{nullptr};
@@ -41,7 +41,7 @@ public:
         std::int16_t number{0};  // of its class
         eState state{eState::kValue};
     };
-    /// The object that a pointer has announced: its own load reads the data only.
+    /// The object of a pointer that is being read: its own load reads only the data.
     struct Announced {
         void* address{nullptr};
         const Serializer* serializer{nullptr};
@@ -51,16 +51,16 @@ public:
     };
 
     std::int16_t classOf(const Serializer& serializer);
-    /// An object that was read at `from` and filled `size` bytes lies at `to` now.
+    /// An object that was read at `from` and filled `size` bytes is at `to` now.
     void move(const void* to, const void* from, std::size_t size);
-    /// False when the object is not one that was made for a pointer and has no owner yet.
+    /// False for an object that was not made for a pointer, or has an owner.
     bool adopt(const void* object);
     void destroyUnowned();
 
     std::vector<Class> classes;
     std::vector<Object> objects;
     std::vector<std::uint32_t> unowned;  // whole objects that were not adopted, by their place among the objects
-    std::size_t recent{0};               // the first object that the last value brought
+    std::size_t recent{0};               // the first object of the last value
     std::size_t depth{0};
     std::uint32_t pointerLevel{0};
     Announced announced;

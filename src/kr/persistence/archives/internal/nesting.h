@@ -8,7 +8,7 @@
 
 namespace KrPersistence::detail {
 
-/// One more level of objects inside one another while it lives; the stack of the thread must last for all of them.
+/// One more level of nested objects during its lifetime; the stack of the thread must suffice for all levels.
 class Nesting {
 public:
     Nesting(std::size_t& depth, const char* archive) : _depth(depth) {

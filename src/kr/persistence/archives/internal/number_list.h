@@ -8,12 +8,12 @@
 
 namespace KrPersistence::detail {
 
-/// The numbers of a text in which blanks, line breaks, commas and quotes stand between them.
+/// The numbers of a text in which they are separated by blanks, line breaks, commas and quotes.
 class NumberList {
 public:
     explicit NumberList(std::string_view text) : _text(text) {}
 
-    /// False behind the last one.
+    /// False after the last one.
     bool next(std::string_view& number) {
         std::size_t begin = 0;
         while (begin < _text.size() && _isBetween(_text[begin]))
@@ -25,7 +25,8 @@ public:
         _text.remove_prefix(end);
         return !number.empty();
     }
-    /// The same for what begins with a digit or minus and is a number; else false, and nothing is taken.
+    /// The same for a text that begins with a digit or minus and is a number; else false, and the position is
+    /// unchanged.
     template <class Number>
     bool nextNumber(Number& number) {
         const char* begin = _text.data();

@@ -28,7 +28,7 @@ public:
         if constexpr (std::is_floating_point_v<Number>) {
             const std::string_view digits(_digits, static_cast<std::size_t>(end - _digits));
             if (digits.find_first_of(".e") == std::string_view::npos) {
-                // Else readers take it for an integer, and some lose the sign of -0.
+                // Otherwise readers take it for an integer, and some lose the sign of -0.
                 *end++ = '.';
                 *end++ = '0';
             }
@@ -37,7 +37,7 @@ public:
     }
 
     [[nodiscard]] std::string_view text() const noexcept { return {_digits, _size}; }
-    /// JSON has no numbers for the others.
+    /// JSON cannot represent numbers that are not finite.
     [[nodiscard]] bool isFinite() const noexcept { return _isFinite; }
 
 private:
@@ -55,7 +55,7 @@ template <class Number>
                 text == "NaN" ? static_cast<Number>(NAN) : static_cast<Number>(text[0] == '-' ? -HUGE_VAL : HUGE_VAL);
             return true;
         }
-        // from_chars knows more spellings of these.
+        // from_chars accepts more spellings of these.
         const char first = text.empty() ? 'x' : text[0] == '-' && text.size() > 1 ? text[1] : text[0];
         if ((first < '0' || first > '9') && first != '.') return false;
     }

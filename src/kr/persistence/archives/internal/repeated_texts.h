@@ -10,16 +10,16 @@
 
 namespace KrPersistence::detail {
 
-// What a file says by a number costs its reader the text each time. So that memory and time stay in proportion to the
-// file, longer texts are written anew after some uses, and readers take no more than a multiple of the file. Files of
-// earlier releases, which have each text once, stay far below that unless they were made to harm.
-inline constexpr std::size_t kShortText = 256;  // of longer ones the uses count
+// A number in a file that refers to a text costs its reader the text each time. To keep memory and time in proportion
+// to the file, longer texts are written again after some uses, and readers accept no more than a multiple of the file.
+// Files of earlier releases, which contain each text once, stay far below that limit unless they were made to harm.
+inline constexpr std::size_t kShortText = 256;  // uses of longer ones are counted
 inline constexpr std::uint8_t kMostUses = 16;
 inline constexpr std::uint64_t kRepeatedBytesEach = 64;  // for each byte of the file
 inline constexpr std::uint64_t kFreeRepeatedBytes = std::uint64_t{16} << 20U;
 
-/// Numbers texts in the order in which they come first: a flat open table with all texts in one piece of memory, since
-/// a file of objects finds the same few hundred thousand content IDs again and again.
+/// Numbers texts in the order of their first use: a flat open table with all texts in one piece of memory, since a file
+/// of objects looks up the same few hundred thousand content IDs again and again.
 class RepeatedTexts {
 public:
     /// The number of the text, and whether it has to be written.
@@ -50,7 +50,7 @@ private:
     struct Text {
         std::size_t end{0};
         std::int32_t number{0};
-        std::uint8_t uses{0};  // of a long one, since it was written last
+        std::uint8_t uses{0};  // of a long text, since it was last written
     };
 
     std::pair<int, bool> _use(Text& known, std::string_view text) {

@@ -25,7 +25,7 @@ public:
     using Serializer = boost::archive::detail::basic_oserializer;
     using PointerSerializer = boost::archive::detail::basic_pointer_oserializer;
 
-    /// The number of the class, and whether it is new. Modules have serializers of their own for one class.
+    /// The number of the class, and whether it is new. Modules have their own serializers for one class.
     std::pair<std::int16_t, bool> classOf(const Serializer& serializer) {
         if (const AddressTable::Entry* known = _serializers.find(&serializer, 0))
             return {static_cast<std::int16_t>(known->number), false};
@@ -36,7 +36,7 @@ public:
         return {position->second, isNew};
     }
 
-    /// What saves objects of the type behind pointers to the other; null unless it was noted.
+    /// The serializer for objects of the type behind pointers to the other; null unless it was recorded.
     const PointerSerializer* serializerOf(const std::type_info& type, const std::type_info& pointedTo) {
         const AddressTable::Entry* known = _pointers.find(&type, 0);
         if (known == nullptr || _noted[known->number].pointedTo != &pointedTo) return nullptr;
@@ -49,10 +49,10 @@ public:
         _noted[entry->number] = {&pointedTo, serializer};
     }
 
-    std::vector<bool> isDescribed;  // by class: its information stands in the archive
+    std::vector<bool> isDescribed;  // by class: the archive contains its information
     AddressTable objects;
     std::size_t depth{0};
-    // The object that a pointer has announced: its own save writes the data only.
+    // The object of a pointer that is being written: its own save writes only the data.
     const void* announced{nullptr};
     const Serializer* announcedSerializer{nullptr};
 
@@ -68,7 +68,7 @@ private:
     std::vector<Noted> _noted;
 };
 
-/// The object behind a pointer is announced while this lives.
+/// Announces the object behind a pointer during its lifetime.
 class Announcement {
 public:
     Announcement(SavedObjects& saved, const void* object, const SavedObjects::Serializer* serializer)
@@ -91,7 +91,7 @@ private:
 
 /// The name under which the class is exported; throws for a class that is not.
 const char* keyOf(const SavedObjects::Serializer& serializer, const char* archive);
-/// Throws for an object that was archived behind a pointer and then comes as a value.
+/// Throws for an object that was archived behind a pointer and later as a value.
 [[noreturn]] void refuseLateValue(const SavedObjects::Serializer& serializer, const char* archive);
 
 }  // namespace KrPersistence::detail

@@ -28,9 +28,9 @@ private:
     void _open(std::string_view name);
     void _close();
 
-    std::string _elements;             // those that are open, one behind the other
+    std::string _elements;             // the open ones, one after the other
     std::vector<std::size_t> _begins;  // where each begins
-    bool _isTagOpen{false};            // the last tag lacks its end
+    bool _isTagOpen{false};            // the last tag is not closed by '>'
     bool _isBlock{false};
 };
 

@@ -12,7 +12,7 @@
 
 namespace KrPersistence::detail {
 
-/// Makes fields anew, and the values of single ones, from what a FieldWriter wrote.
+/// Makes new fields, and reads values of single fields, from the output of a FieldWriter.
 class FieldReader {
 public:
     using FieldBase = KrData::FieldBase;
@@ -24,13 +24,13 @@ public:
     void readChildren(std::string_view listName, KrData::Container& container);
 
     // --- Parts of a field, for readers of values -------------------------------------------------------------------
-    /// \param container  what the field will be added to, where it is not there yet; may be null.
+    /// \param container  to which the field will be added, when it does not contain it yet; may be null.
     void enter(const Kr::KrID& id, const KrData::Container* container = nullptr) { _path.push_back({id, container}); }
     void leave() noexcept { _path.pop_back(); }
-    /// A new field of this type; reads what the type needs to be known by.
+    /// A new field of this type; reads the data that identify the type.
     [[nodiscard]] std::unique_ptr<FieldBase> make(Types::DataTypeEnum type, const Kr::KrID& id,
                                                   Types::FieldTypeEnum usualRole);
-    /// The value of a field that is no container, and that make() made.
+    /// Reads the value of a field of make() that is no container.
     void readLeaf(FieldBase& field);
     /// Empty for a null reference.
     [[nodiscard]] KrSim::KrContentID readReference();

@@ -6,12 +6,12 @@
 
 namespace KrPersistence::detail {
 
-/// Reads values into fields that are there.
+/// Reads values into existing fields.
 class FieldValueReader {
 public:
     FieldValueReader(ArchiveReader& reader, FieldReadContext& context);
 
-    /// False when a value found no field that takes it.
+    /// False when a value found no field that accepts it.
     [[nodiscard]] bool read(std::string_view name, KrData::FieldBase& field);
 
 private:

@@ -12,7 +12,7 @@
 
 namespace KrPersistence::detail {
 
-/// Writes one field and everything below it.
+/// Writes a field and all fields below it.
 class FieldWriter {
 public:
     FieldWriter(ArchiveWriter& writer, const KrData::FieldBase& root, const FieldWriteContext& context);
@@ -33,7 +33,7 @@ private:
     void _writeSizeRange(const FieldBase& field);
     void _writeContent(const FieldBase& field);
     void _writeValueMembers(const FieldBase& field);
-    /// What is neither a container nor of a value type has no value.
+    /// A field that is neither a container nor of a value type has no value.
     void _writeLeaf(const FieldBase& field);
     template <class T>
     void _writeRange(const KrData::Field<T>& field);

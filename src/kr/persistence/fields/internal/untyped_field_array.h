@@ -5,8 +5,9 @@
 
 namespace KrPersistence::detail {
 
-/// A field array as content has it: the class of its items is known to an implementation only, which is not asked.
-/// It takes items of any class; those that it makes itself are of the data type of its first.
+/// A field array in content: only an implementation, which is not involved here, knows the class of its items. It
+/// accepts items of any class; items that it makes itself have the data type of its first item.
+/// Thread: that of its owner. Ownership: owns its items.
 class KR_API UntypedFieldArray final : public KrData::FieldArrayBase {
 public:
     UntypedFieldArray(const Kr::KrID& id, KrData::Types::FieldTypeEnum fieldType);

@@ -13,26 +13,25 @@
 
 namespace KrPersistence::detail {
 
-/// Writes a file beside its target, as "<target>.temp", which then takes the target's place in one step. Until then the
-/// target is not touched; what did not get so far is removed by the destructor.
+/// Writes a file beside its target, as "<target>.temp", which then replaces the target in one step. Until then the
+/// target is not changed; the destructor removes an uncommitted file.
 ///
-/// The temporary file is locked from its creation to the step that renames it, so that of two who save over one target
-/// the second fails, and only a file that a dead process has left behind is taken over. File systems without locks
-/// have no such take-over.
+/// The temporary file is locked from its creation to its renaming, so that of two saves over one target the second
+/// fails, and only a file of a dead process is taken over. File systems without locks have no such take-over.
 ///
-/// As a stream buffer it only writes, and never throws: after the first failure it takes no more, and getReason tells
-/// it.
+/// As a stream buffer it only writes, and never throws: after the first failure it accepts no more bytes, and getReason
+/// returns the reason.
 class AtomicFile final : public std::streambuf {
 public:
     enum class eLinks : std::uint8_t {
-        kFollow,  ///< the file that a link leads to is the target; not where another user may have planted the link
+        kFollow,  ///< the target of a link is replaced; not where another user may have placed the link
         kRefuse,
     };
     enum class eOutcome : std::uint8_t {
         kDone,
         kNotWritten,        ///< not all bytes are on disk
-        kNotReplaced,       ///< they are, but the target could not be replaced
-        kFolderNotFlushed,  ///< replaced; the replacement itself may be lost if the power fails now
+        kNotReplaced,       ///< all bytes are on disk, but the target could not be replaced
+        kFolderNotFlushed,  ///< replaced; the replacement may be lost if the power fails now
     };
 
     explicit AtomicFile(std::string target, eLinks links = eLinks::kFollow);
@@ -40,17 +39,17 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
     ~AtomicFile() override;
 
-    /// Finds the file that is to be replaced, which need not exist. False for what no save may replace: folders,
-    /// devices, pipes, and links that are not followed.
+    /// Finds the file to replace, which need not exist. False for files that no save may replace: folders, devices,
+    /// pipes, and links that are not followed.
     bool resolve();
-    /// After resolve. Removes what an earlier save left behind, but no link and no file of another user: these are
-    /// refused, as is everything else that stands in the way.
+    /// After resolve. Removes the remains of an earlier save, but no link and no file of another user: these are
+    /// refused, as is everything else of that name.
     bool open();
-    /// Flushes everything to disk and replaces the target, whose permissions the new file gets.
+    /// Flushes all bytes to disk and replaces the target, whose permissions the new file gets.
     eOutcome commit();
 
     [[nodiscard]] bool hasFailed() const noexcept { return static_cast<bool>(_error); }
-    /// Of the first failure.
+    /// The reason of the first failure.
     [[nodiscard]] std::string getReason() const { return _reason.empty() ? _error.message() : _reason; }
     [[nodiscard]] const std::string& getTemporaryName() const noexcept { return _temporaryName; }
 
@@ -79,7 +78,7 @@ private:
     std::string _temporaryName;
     std::vector<char> _buffer;
     std::error_code _error;
-    std::string _reason;  // empty: the text of the error says it
+    std::string _reason;  // empty: the text of the error suffices
     int _file{-1};
     bool _mustRemove{false};
 };

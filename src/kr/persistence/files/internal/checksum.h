@@ -11,18 +11,18 @@
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/platform/running_crc32.h"
 
-// The CRC-32 of a file, which stands behind its archive; docs/files.md has the bytes. It covers all bytes in front of
-// it, the tag included.
+// The CRC-32 of a file, which follows its archive; the bytes: docs/files.md. It covers all bytes before it, the tag
+// included.
 
 namespace KrPersistence::detail {
 
-/// Hands bytes on to another buffer and keeps their checksum.
+/// Passes bytes on to another buffer and keeps their checksum.
 class ChecksumOutput final : public std::streambuf {
 public:
     explicit ChecksumOutput(std::streambuf& target);
 
-    /// Behind the last byte of the archive: writes the checksum in the manner of the format. False when the target
-    /// takes no more.
+    /// Call it after the last byte of the archive: writes the checksum in the form of the format. False when the target
+    /// accepts no more bytes.
     bool finish(KrMagicTag::eFileFormat format);
 
 protected:
@@ -40,7 +40,7 @@ private:
     std::uint64_t _length{0};
 };
 
-/// Reads through another buffer that cannot be read twice, and keeps the checksum of what was read.
+/// Reads through another buffer that cannot be read twice, and keeps the checksum of the bytes read.
 class ChecksumInput final : public std::streambuf {
 public:
     explicit ChecksumInput(std::streambuf& source) : _source(source) {}
@@ -59,29 +59,29 @@ private:
     std::uint64_t _length{0};
 };
 
-/// What stands in a file about itself.
+/// The checksum in a file.
 struct StoredChecksum {
-    std::uint64_t length{0};  ///< of the bytes that it covers
+    std::uint64_t length{0};  ///< of the bytes covered
     std::uint32_t value{0};
-    bool isReadable{true};  ///< false for the checksum of a text that was written in another way since
+    bool isReadable{true};  ///< false for the checksum of a text that was rewritten in another form since
 };
 
 /// The trailer of a binary file.
 inline constexpr std::size_t kTrailerSize = 20;
 
-/// From the current position: the trailer, if there is one, which is then passed; else the position stays. Throws where
-/// a stream does not take back what was read of it.
+/// From the current position: the trailer, if there is one, which is skipped then; else the position is unchanged.
+/// Throws when a stream cannot restore its position.
 [[nodiscard]] std::optional<StoredChecksum> takeTrailer(std::streambuf& stream);
 
-/// What stands at the end of a stream, whose file begins at `start`, about the file; the stream is where it was then.
+/// The checksum at the end of a stream, whose file begins at `start`; the position is unchanged.
 [[nodiscard]] std::optional<StoredChecksum> findChecksum(std::istream& stream, std::uint64_t start,
                                                          KrMagicTag::eFileFormat format);
 
-/// Of so many bytes from `start` on; the stream is where it was then.
+/// Of so many bytes from `start` on; the position is unchanged.
 [[nodiscard]] std::uint32_t calculateChecksum(std::istream& stream, std::uint64_t start, std::uint64_t length);
 
-/// The one bit that turns a checksum into the other one when it is flipped, as its place in `length` bytes; nothing
-/// when more than one bit differs.
+/// The only bit whose flip turns a checksum into the other one, as its place in `length` bytes; empty when more than
+/// one bit differs.
 struct FlippedBit {
     std::uint64_t byte{0};
     unsigned int bit{0};  ///< 0 is the lowest

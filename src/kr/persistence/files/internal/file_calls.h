@@ -10,6 +10,7 @@ namespace KrPersistence::detail {
 
 /// The calls of the operating system that write files: each as the function of its name, with errno. Tests let them
 /// fail.
+/// Thread: any; replace while no file is saved. Ownership: borrowed by replace.
 class KR_API FileCalls {
 public:
     FileCalls();
@@ -25,9 +26,9 @@ public:
     /// flock: the only lock on the file, without waiting for it.
     virtual int lock(int file);
 
-    /// What saving uses.
+    /// The calls used by saving.
     [[nodiscard]] static FileCalls& current() noexcept;
-    /// Null brings back the real ones. Borrowed. While nothing is saved.
+    /// Null restores the real ones. Borrowed. Only while no file is saved.
     static void replace(FileCalls* calls) noexcept;
 };
 

@@ -6,7 +6,7 @@
 
 namespace KrPersistence::detail {
 
-/// Logs, and returns whatever a log handler throws: loading and saving let no exception out.
+/// Logs and ignores exceptions of the log handler: loading and saving must not throw.
 void logQuietly(Kr::eLogLevel level, const std::string& text) noexcept;
 
 }  // namespace KrPersistence::detail

@@ -13,10 +13,10 @@ class ArchiveWriter;
 
 namespace KrPersistence::detail {
 
-/// The connections that end at these extensions, and those that are kept for them because an end is missing.
+/// Writes the connections that end at these extensions, and those kept for them because an end is missing.
 void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
                       const StoredIdentity& identity);
-/// Adds the connections of the file, with the IDs of the file. Where reading fails, those that were read stay.
+/// Adds the connections of the file, with the IDs of the file. When reading fails, those already read are kept.
 /// \param version  of the section
 void readConnections(ArchiveReader& reader, unsigned int version, ConnectionRecords& connections);
 

@@ -13,24 +13,25 @@
 
 namespace KrPersistence::detail {
 
-/// Makes connections again from what was saved of them.
+/// Makes connections from their saved records.
 class ConnectionRestorer {
 public:
-    /// Answers the extension at that end, or null.
+    /// Returns the extension at that end, or null.
     using Find = std::function<Kr::KrSmartPtr<KrSim::KrExtension>(const ConnectionEnd&)>;
 
     enum class When {
         kLoading,  ///< nothing is transferred: the sinks have their saved values
-        kLater,  ///< an end came later, with values of its own: each connection transfers once, and is looked for first
+        /// an end was loaded later, with its own values: each connection transfers once, and is searched first
+        kLater,
     };
 
     explicit ConnectionRestorer(Find find, When when = When::kLoading);
 
-    /// Notes what these extensions have connected by themselves, so that it is not connected twice.
+    /// Records the connections that these extensions made themselves, so that they are not made twice.
     void note(const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& extensions);
-    /// Whether the connection was noted.
+    /// Whether the connection was recorded.
     [[nodiscard]] bool isConnected(const ConnectionRecord& record) const;
-    /// Whether the connection is there afterwards. If not, its record is worth keeping.
+    /// Whether the connection exists afterwards. If not, keep its record.
     bool restore(const ConnectionRecord& record);
 
 private:

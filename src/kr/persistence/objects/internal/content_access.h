@@ -6,7 +6,7 @@
 
 namespace KrPersistence::detail {
 
-/// Stands behind the name of a field whose value is written elsewhere.
+/// Follows the name of a field whose value is written elsewhere.
 inline constexpr const char* kMarks = "Marks";
 inline constexpr const char* kNameMarks = "NameMarks";
 
@@ -17,8 +17,8 @@ inline KrSim::KrObject* asObject(KrSim::KrExtension* extension) {
                : nullptr;
 }
 
-/// The path of an extension for a message, without the upper names of one that lies very deep: many messages about a
-/// deep tree would take the square of its depth.
+/// The path of an extension for a message, without the upper names of a very deep one: many messages about a deep tree
+/// would take the square of its depth.
 inline std::string describePath(const KrSim::KrExtension& extension) {
     constexpr int kMostNames = 64;
     auto path = extension.getName();
@@ -31,7 +31,7 @@ inline std::string describePath(const KrSim::KrExtension& extension) {
     return isBelow(owner) ? ".../" + path : path;
 }
 
-/// What a field carries beside its value.
+/// Copies the properties of a field other than its value.
 inline void takeMarks(KrData::FieldBase& field, const KrData::FieldBase& source) {
     if (const auto* internal = source._getInternalIfAny()) field._replaceInternal(internal);
     if (!source.getDescription().empty()) field.setDescription(source.getDescription());

@@ -20,14 +20,14 @@ namespace KrPersistence::detail {
 
 class ConnectionRestorer;
 
-/// The file that content comes from; both may be empty.
+/// The file of the content; both members may be empty.
 struct SourceFile {
     std::string path;
     std::string name;  ///< the file part of the identity of its content
 };
 
-/// Makes content of what was read, in four steps. With several sections in one file each step is done for all of them
-/// before the next one, so that content may refer to content of any section.
+/// Makes content from the records of a file, in four steps. With several sections in one file each step is done for all
+/// of them before the next step, so that content may refer to content of any section.
 class ContentBuilder {
 public:
     using Progress = std::function<void(std::size_t done, std::size_t total)>;
@@ -37,24 +37,25 @@ public:
     ContentBuilder(ContentRecords content, SourceFile file, Progress progress);
     ~ContentBuilder();
 
-    /// Extensions and objects with their fields. Throws for what objects cannot hold.
+    /// Makes extensions and objects with their fields. Throws for records that objects cannot represent.
     void build();
-    /// Instances follow their definitions, which may have changed since.
+    /// Instances follow their definitions, which may have changed since the save.
     void followDefinitions();
     void connect();
-    /// References of fields, and what earlier loads could not put in place.
+    /// Resolves references of fields, and references that earlier loads could not resolve.
     void resolve();
-    /// In place of these four: only what earlier loads could not put in place.
+    /// Instead of these four steps: only references that earlier loads could not resolve.
     void retryKept();
-    /// Drops all but the figures and problems: the caller owns the content now.
+    /// Drops everything except the figures and problems: the caller owns the content now.
     void release();
-    /// The load has succeeded. Without this the destructor lets other content wait again for what it has found.
+    /// The load has succeeded. Without this call the destructor lets other content wait again for the content that it
+    /// has found.
     void keep() noexcept;
 
     [[nodiscard]] const Extensions& getRoots() const noexcept { return _roots; }
-    /// What is not as it was saved, for people.
+    /// Differences from the saved state, for people.
     [[nodiscard]] const std::vector<std::string>& getProblems() const noexcept { return _problems; }
-    /// In the saved fields; what the text of the file shows is found while it is read.
+    /// Of the saved fields; mistakes in the text of the file are found while it is read.
     [[nodiscard]] const std::vector<Finding>& getFindings() const noexcept { return _findings; }
     [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _extensionCount; }
     [[nodiscard]] std::size_t getConnectionCount() const noexcept { return _connectionCount; }
@@ -96,7 +97,7 @@ private:
     std::size_t _stepsDone{0};
     std::optional<KeptBefore> _before;
     Extensions _roots;
-    Extensions _made;  // in the order of the file; held, since callbacks may take them out of their objects
+    Extensions _made;  // in the order of the file; held, since callbacks may remove them from their objects
     // Places in the list, by live ID and, until all is built, by that of the file where it is another one.
     std::unordered_map<KrSim::KrContentID::Identifier, std::size_t> _byID, _byStoredID;
     std::map<std::string, std::size_t> _newerTypes;    // of a newer version, with the number of their extensions
@@ -105,7 +106,7 @@ private:
     std::size_t _extensionCount{0};
     std::size_t _connectionCount{0};
     std::size_t _doubleCount{0};
-    std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, std::string> _firstDouble;  // with the one that was there
+    std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, std::string> _firstDouble;  // with the earlier extension
     std::vector<std::string> _problems;
     std::vector<Finding> _findings;
 };

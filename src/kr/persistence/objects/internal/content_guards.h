@@ -4,7 +4,7 @@
 
 namespace KrPersistence::detail {
 
-// What is logged when code of an implementation throws while content is saved or loaded.
+// Log lines for implementations that throw while content is saved or loaded.
 
 inline constexpr Kr::GuardTexts kOnSaving{Kr::eLogLevel::kWarn, "IExtension: '%s' fatal error onSaving() [%s]\n",
                                           "IExtension: '%s' unhandled exception onSaving()\n", "onSaving"};

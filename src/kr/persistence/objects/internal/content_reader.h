@@ -10,9 +10,10 @@ class ArchiveReader;
 
 namespace KrPersistence::detail {
 
-/// Reads what ContentWriter wrote. Nothing is made of it yet. After an exception the records are those that were whole.
+/// Reads the output of ContentWriter as records, without making content. After an exception the records are the
+/// complete ones.
 /// \param version  of the section.
-/// \param file     the file part of the content; empty for none.
+/// \param file     the file part of the content; empty without one.
 void readContent(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content);
 
 }  // namespace KrPersistence::detail

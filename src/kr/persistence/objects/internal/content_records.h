@@ -16,7 +16,7 @@
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/fields/field_archive.h"
 
-// What was read of an object file, before anything is made of it: a broken file is refused with no plug-in involved.
+// The data of an object file before content is made from it: a broken file is refused without loading plug-ins.
 
 namespace KrPersistence::detail {
 
@@ -41,10 +41,10 @@ struct ConnectionRecord {
     bool isDisabled{false};
     bool isUnordered{false};  ///< disabled, and does not order its extensions
     std::optional<KrData::TransferFunction> function{};
-    bool wasMade{false};  ///< before the instances followed their definitions, which may have ended it
+    bool wasMade{false};  ///< before the instances followed their definitions, which may have disconnected it
 };
 
-/// The connections of a file, packed: there may be far more of them than of anything else.
+/// The connections of a file, packed: there may be far more connections than anything else.
 class ConnectionRecords {
 public:
     void add(const ConnectionRecord& record) {
@@ -57,7 +57,7 @@ public:
 
     [[nodiscard]] std::size_t size() const noexcept { return _packed.size(); }
     [[nodiscard]] const ConnectionEnd& getSource(std::size_t index) const { return _packed[index].source; }
-    /// Fills in all of the record, which keeps the memory of its texts.
+    /// Fills the whole record, which keeps the memory of its texts.
     void get(std::size_t index, ConnectionRecord& record) const {
         const auto& packed = _packed[index];
         record.source = packed.source;
@@ -72,7 +72,7 @@ public:
         if (const auto found = _functions.find(index); found != _functions.end()) record.function = found->second;
     }
     void setWasMade(std::size_t index, bool wasMade) { _packed[index].wasMade = wasMade; }
-    /// Calls `change(end)` for both ends of each.
+    /// Calls `change(end)` for both ends of each connection.
     template <class Change>
     void changeEnds(const Change& change) {
         for (auto& packed : _packed) {
@@ -85,7 +85,7 @@ private:
     struct Packed {
         ConnectionEnd source;
         ConnectionEnd sink;
-        std::size_t text;  // where the text of the source's field begins, and behind it that of the sink's
+        std::size_t text;  // where the text of the source's field begins, followed by that of the sink's
         std::size_t sourceSize;
         std::size_t sinkSize;
         bool isQueued;
@@ -110,7 +110,7 @@ struct ExtensionRecord {
     ExtensionRecord& operator=(const ExtensionRecord&) = delete;
     ~ExtensionRecord();
 
-    bool isRead{false};  ///< whole, but for what is below it
+    bool isRead{false};  ///< complete, except for the extensions below it
     bool isObject{false};
     bool isLost{false};
     KrSim::KrFactoryKey key;
@@ -119,9 +119,9 @@ struct ExtensionRecord {
     KrSim::KrContentID::Identifier storedID;  // the runtime ID in the file, by which connections name it
     std::int32_t dataVersion{-1};
     KrSim::KrVersioningRegistry::Versions versions;
-    std::optional<std::uint64_t> position;  // where it is not right behind the one before
+    std::optional<std::uint64_t> position;  // when it does not follow the previous one
     KrData::Container fields{Kr::KrID()};   // the groups, all three
-    std::vector<FieldLine> fieldLines;      // of all fields of the groups, where the archive has lines
+    std::vector<FieldLine> fieldLines;      // of all fields of the groups, when the archive has lines
     std::unique_ptr<KrData::FieldBase> nameMarks;
     std::vector<ExtensionReference> references;  // by their paths in the extension
     std::string data;

@@ -22,7 +22,7 @@ namespace KrPersistence::detail {
 /// Writes trees of extensions and the connections that end in them.
 class ContentWriter {
 public:
-    /// Called with how many of how many extensions are done; may be empty.
+    /// Called with the number of written extensions and their total; may be empty.
     using Progress = std::function<void(std::size_t done, std::size_t total)>;
     using Roots = std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>;
 
@@ -46,7 +46,7 @@ private:
 
     ArchiveWriter& _writer;
     Progress _progress;
-    Roots _held;  // all that is written: implementations may change the trees while they are asked for their data
+    Roots _held;  // all written extensions: implementations may change the trees while they are saved
     std::unordered_set<const KrSim::KrExtension*> _included;
     std::optional<StoredIdentity> _identity;
     ContentIDMapping _toStored;        // by that

@@ -8,11 +8,11 @@
 
 namespace KrPersistence::detail {
 
-/// What an instance without its definition waits for, with file and content ID in the file, for people.
+/// The missing definition of an instance, with file and content ID in the file, for people.
 [[nodiscard]] std::string describeMissingDefinition(const KrSim::KrObject& instance);
 
-/// Brings all loaded instances in line whose definitions are there now; those inside a definition before the
-/// instances of that. The others go on waiting for theirs.
+/// Updates all loaded instances whose definitions exist now; those inside a definition before the instances of that
+/// definition. The others keep waiting.
 /// \param loadedCount  extensions that were just loaded: instances that multiply one another make at most a multiple.
 void followDefinitions(std::size_t loadedCount, std::vector<std::string>& problems);
 

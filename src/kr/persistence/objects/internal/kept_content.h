@@ -10,32 +10,32 @@
 
 namespace KrPersistence::detail {
 
-/// A reference that shows the only content of the item that was there, since its own was not.
+/// A reference to the only existing content of an item, used because the saved content does not exist.
 struct StandIn {
     ExtensionReference reference;
     KrSim::KrContentID::Identifier shown;
 };
 
-/// A connection that was made with other content of the item at one end or at both, since its own was not there.
+/// A connection to other content of an item at one end or both, because the saved content does not exist.
 struct StandInConnection {
     ConnectionRecord meant;
-    ConnectionEnd source, sink;  // that it was made with
+    ConnectionEnd source, sink;  // that were connected
 };
 
-/// What waits with one extension for content that is missing.
+/// Data of an extension that wait for missing content.
 struct KeptItems {
     std::vector<ConnectionRecord> connections;
     std::vector<ExtensionReference> references;
     bool isAwaitingDefinition{false};  // has not followed any definition since it was loaded
-    // In place, but not with the content that was meant, which takes over when it comes.
+    // Resolved, but with other content than saved; replaced when the saved content is loaded.
     std::vector<StandIn> standIns;
     std::vector<StandInConnection> standInConnections;
     bool isFollowingStandIn{false};  // has followed other content of the item than its definition
 };
 
-/// What was loaded with an extension and could not be put in place, because other content is missing. It is saved with
-/// the extension, and tried again after each load and after each sync that follows another version of a definition.
-/// Thread: that of the extension.
+/// The parts that were loaded with an extension and could not be resolved, because other content is missing. They are
+/// saved with the extension, and resolved after each load and each sync with another version of a definition.
+/// Thread: that of the extension. Ownership: owned by the extension.
 class KeptContent final : public KrSim::IKeptContent, public KeptItems {
 public:
     explicit KeptContent(KrSim::KrExtension& extension);
@@ -43,27 +43,28 @@ public:
     KeptContent& operator=(const KeptContent&) = delete;
     ~KeptContent() override;
 
-    /// That of the extension, which gets one if need be.
+    /// The kept content of the extension, which is created if needed.
     [[nodiscard]] static KeptContent& of(KrSim::KrExtension& extension);
     /// Null when the extension has none.
     [[nodiscard]] static const KeptContent* find(const KrSim::KrExtension& extension);
     enum class Whose {
-        kAll,           ///< but for the content of an application that runs on another thread
-        kOfThisThread,  ///< also without content that no application runs and another thread loaded: it may use it
+        kAll,  ///< except the content of an application that runs on another thread
+        /// also without content of no running application that another thread loaded: that thread may be using it
+        kOfThisThread,
     };
-    /// All living extensions that have one, in the order in which they got it. Any thread.
+    /// All living extensions that have kept content, in the order of its creation. Any thread.
     [[nodiscard]] static std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> getExtensions(Whose whose = Whose::kAll);
-    /// Drops what an extension has, once nothing is left in it and no load that may fail has found it there.
+    /// Drops the kept content of an extension when it is empty and no load that may still fail has found it.
     static void dropIfEmpty(KrSim::KrExtension& extension);
-    /// Copies references and what concerns the definition, but no connections: one end may not be copied.
+    /// Copies references and the state of the definition, but no connections: one end may not be copied.
     void _copyTo(KrSim::KrExtension& copy) const override;
 
 private:
     std::uint64_t _number;
 };
 
-/// What waits with all content when a load begins. Unless keep() is called, it waits again when this object dies: the
-/// load has failed, and the content that was put in place goes. Allocates nothing then.
+/// The kept content of all extensions at the beginning of a load. Unless keep() is called, the destructor restores it:
+/// the load has failed, and the content that was resolved is removed. The destructor allocates nothing.
 /// Thread: that of the content.
 class KeptBefore {
 public:
@@ -74,9 +75,10 @@ public:
 
     /// The load has succeeded.
     void keep() noexcept;
-    /// Whether one that exists on this thread has found kept content with the extension.
+    /// Whether an object of this class on this thread has found kept content with the extension.
     [[nodiscard]] static bool holds(const KrSim::KrExtension& keeper) noexcept;
-    /// Call it before what was meant takes the place of a stand-in, which would not return: it waits like new then.
+    /// Call it before the saved content replaces a stand-in, which would not be restored: it waits again after a
+    /// failure.
     static void onReplaced(const KrSim::KrExtension& keeper, const StandIn& standIn) noexcept;
     static void onReplaced(const KrSim::KrExtension& keeper, const StandInConnection& standIn) noexcept;
 
@@ -104,7 +106,7 @@ public:
 };
 
 /// Makes the connections and sets the references whose missing content exists now, for content that this thread has
-/// loaded or runs. Nothing happens during a RetryPause.
+/// loaded or runs. Does nothing during a RetryPause.
 void retryKeptContent();
 
 }  // namespace KrPersistence::detail

@@ -11,11 +11,11 @@
 
 namespace KrPersistence::detail {
 
-/// The files that living content was loaded from.
+/// The files from which living content was loaded.
 /// Thread: any.
 class LoadedFiles {
 public:
-    /// Never destroyed.
+    /// The one instance, never destroyed.
     [[nodiscard]] static LoadedFiles& instance();
 
     /// See chooseFilePart.
@@ -23,7 +23,7 @@ public:
     /// See noteSourceFile.
     void note(const std::string& name, const std::string& path,
               const std::vector<Kr::KrSmartPtr<KrSim::KrExtension>>& roots);
-    /// Where the extension, or an object above it, was loaded from; empty for what does not come from a file.
+    /// The file of the extension, or of an object above it; empty for content that does not come from a file.
     [[nodiscard]] std::string findPath(const KrSim::KrExtension& extension);
 
 private:
@@ -40,8 +40,8 @@ private:
     std::vector<Loaded> _loaded;
 };
 
-/// Of an ID that finds no content because several extensions have the raw ID: that they are there, with their files.
-/// Empty where that is not the reason. To be put behind a message.
+/// Explains, after a message, that an ID finds no content because several extensions have its raw ID, and names their
+/// files. Empty for another reason.
 [[nodiscard]] std::string describeChoice(const KrSim::KrContentID::Identifier& runtimeID,
                                          const KrSim::KrContentID::Identifier& rawID);
 

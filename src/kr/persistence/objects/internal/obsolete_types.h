@@ -7,11 +7,11 @@
 
 namespace KrPersistence::detail {
 
-/// Whether the type, or the one that has taken its place, is registered. Loads nothing.
+/// Whether the type, or its replacement, is registered. Loads no plug-in.
 [[nodiscard]] bool isTypeThere(const KrSim::KrFactoryKey& key);
 
-/// Makes an extension of the saved type or, with the record changed to suit, of the type that has taken its place.
-/// Loads the plug-in of the saved type where that is missing. Null where the record has to wait for its type.
+/// Makes an extension of the saved type or, with the record changed to fit, of the type that replaces it. Loads the
+/// plug-in of the saved type when it is missing. Null when the record must wait for its type.
 [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtension> createOrReplace(ExtensionRecord& record);
 
 }  // namespace KrPersistence::detail

@@ -10,13 +10,13 @@
 
 namespace KrPersistence::detail {
 
-/// Follows the fields that saved content records as its own, while code of plug-ins renames and moves them.
+/// Tracks the fields that saved content records as its own, while code of plug-ins renames and moves them.
 class OwnPaths {
 public:
-    /// \param fields  the container that the paths begin below.
+    /// \param fields  the container in which the paths begin.
     OwnPaths(const KrData::Container& fields, const KrSim::KrExtension& extension);
 
-    /// Brings the record of the extension up to date. Fields that are gone keep their paths.
+    /// Updates the record of the extension. Deleted fields keep their paths.
     void update(KrSim::KrExtension& extension) const;
 
 private:

@@ -8,17 +8,17 @@
 
 namespace KrPersistence::detail {
 
-/// Follows the fields that hold references of saved content, while code of plug-ins renames and moves them.
+/// Tracks the fields with references of saved content, while code of plug-ins renames and moves them.
 class ReferencePaths {
 public:
-    /// \param fields  the container that the paths begin below.
+    /// \param fields  the container in which the paths begin.
     ReferencePaths(const KrData::Container& fields, const std::vector<ExtensionReference>& references);
 
-    /// Brings the paths of the same references up to date. Those whose field is gone stay as they are.
+    /// Updates the paths of the same references. Those of deleted fields are unchanged.
     void update(std::vector<ExtensionReference>& references) const;
 
 private:
-    std::vector<KrData::FieldReference> _fields;  // as the references are ordered
+    std::vector<KrData::FieldReference> _fields;  // in the order of the references
 };
 
 }  // namespace KrPersistence::detail

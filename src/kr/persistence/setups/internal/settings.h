@@ -6,14 +6,14 @@
 
 namespace KrPersistence::detail {
 
-// The parameters that every setup has, by their identifiers and without their types: as people write them.
+// The parameters of every setup, by their identifiers and without their types, in a form for people.
 
-/// Whether the field is what the standard has, with other values: number, text, file name, enumeration, list of texts,
-/// or a container of such.
+/// Whether the field has the form of the standard one, with any value: number, text, file name, enumeration, list of
+/// texts, or a container of such.
 [[nodiscard]] bool isSetting(const KrData::FieldBase& field, const KrData::FieldBase& standard);
 
-/// Writes the value, unless it is that of the standard; what is below a container likewise. File names are kept
-/// relative to the file.
+/// Writes the value, unless it equals that of the standard field; the same for fields below a container. File names are
+/// written relative to the file.
 void writeSetting(ArchiveWriter& writer, const KrData::FieldBase& field, const KrData::FieldBase& standard);
 
 /// Sets the field, if a value was written.

@@ -8,10 +8,10 @@
 
 namespace KrPersistence::detail {
 
-/// The path of the extension; its name when it does not live any more.
+/// The path of the extension; its name after its death.
 [[nodiscard]] std::string pathOf(const KrSim::KrExtensionState& state);
 
-/// The first value, or byte of onStateSave, that differs. The caller gives the answer its frame.
+/// The first value, or byte of onStateSave, that differs. The caller adds the frame.
 [[nodiscard]] std::optional<ReplayDifference> findDifference(const KrSim::KrExtensionState& first,
                                                              const KrSim::KrExtensionState& second);
 

@@ -16,7 +16,7 @@
 
 namespace KrPersistence::detail {
 
-/// The state of one extension as a file holds it: fields of its own, and what references are meant to refer to.
+/// The state of one extension in a file: its own copies of fields, and the saved targets of references.
 class StateRecord {
 public:
     StateRecord();
@@ -29,7 +29,7 @@ public:
     static void write(ArchiveWriter& writer, std::string_view name, eStatePayload payload,
                       const KrSim::KrExtensionState& state);
 
-    /// With references to the extensions that are here now.
+    /// With references to existing extensions.
     [[nodiscard]] Kr::KrSmartPtr<KrSim::KrExtensionState> makeState() const;
     [[nodiscard]] bool isAddedByModule() const noexcept { return _isAddedByModule; }
 

@@ -15,17 +15,17 @@
 
 namespace KrPersistence::detail {
 
-/// Puts the states of extensions and modules back into an application, between two frames.
+/// Restores the states of extensions and modules in an application, between two frames.
 ///
-/// Modules that go before the content, then content and the other modules, then those that go after it. Of each stage
-/// all values come first, so that implementations find the fields of others as they were; values that are set
-/// meanwhile, by observers, implementations and the transfers that follow, are put back in the end.
+/// Order: modules before the content, then content and the other modules, then modules after the content. In each stage
+/// all values are set first, so that implementations find the fields of others restored; values that are set meanwhile
+/// by observers, implementations and transfers are restored at the end.
 ///
-/// prepare() takes all the memory. Only modules that go before the content get their states there, since they may make
-/// content; unless restore() follows, they get back what they had.
+/// prepare() allocates all memory. Only modules before the content get their states there, since they may create
+/// content; unless restore() follows, they get their previous values again.
 class StateRestorer {
 public:
-    /// Both live as long as this.
+    /// Both are borrowed.
     StateRestorer(KrSim::KrApplication& application, const KrSim::KrSimulationState& state);
     StateRestorer(const StateRestorer&) = delete;
     StateRestorer& operator=(const StateRestorer&) = delete;
@@ -33,7 +33,7 @@ public:
 
     /// Throws std::bad_alloc. Callable once.
     void prepare();
-    /// After prepare() only. Takes memory only where callbacks of content change its fields meanwhile.
+    /// After prepare() only. Allocates only when callbacks of content change its fields meanwhile.
     void restore(RestoreReport& report);
 
 private:
@@ -45,15 +45,15 @@ private:
     using Entries = std::vector<Entry>;
     using Stage = std::span<const Entry>;
 
-    /// Pairs states with the extensions that are here, which mostly stand in the order of the states.
+    /// Pairs states with existing extensions, which are mostly in the order of the states.
     class Matcher;
 
-    /// For the entries from here to the last one.
+    /// For the entries from `first` on.
     void _takeMemory(std::size_t first);
     void _keepStates();
     void _giveBack() noexcept;
     void _restoreStage(Stage stage);
-    /// Values only. Answers whether any observer was told.
+    /// Values only. Returns whether an observer was notified.
     template <class AfterEach>
     bool _restoreValues(Stage entries, const AfterEach& afterEach);
     void _collectModules(Matcher& matcher, Priority priority);
@@ -66,7 +66,7 @@ private:
     std::size_t _contentBegin{0};
     std::size_t _contentEnd{0};
     std::size_t _untouched{0};
-    // What the modules of the first stage had.
+    // The previous state of the modules of the first stage.
     std::vector<Kr::KrSmartPtr<KrSim::KrExtensionState>> _keptStates;
     Entries _kept;
 
@@ -80,7 +80,7 @@ private:
     std::vector<Range> _ranges;
     std::size_t _valueCount{0};  // of all entries so far
     std::size_t _missingFields{0};
-    // Whatever goes meanwhile, the entries stay good.
+    // Keeps the entries valid when content is removed meanwhile.
     std::vector<KrSim::HeldExtensions> _heldBelow;
     std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> _held;
 };
