@@ -1,6 +1,7 @@
 // How the execution order is made: against a bare compressed-row sort on numbers, and Boost.Graph's adjacency list.
 
 #include <benchmark/benchmark.h>
+#include <algorithm>
 
 #include <boost/graph/adjacency_list.hpp>
 #include <boost/graph/topological_sort.hpp>

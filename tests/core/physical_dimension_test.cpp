@@ -1,6 +1,7 @@
 #include "kr/core/physical_dimension.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include <cmath>
 #include <limits>

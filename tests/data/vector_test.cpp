@@ -1,6 +1,7 @@
 #include "kr/data/vector.h"
 
 #include <gmock/gmock.h>
+#include <algorithm>
 
 #include <cstdint>
 #include <limits>

@@ -121,8 +121,4 @@ private:
 template <>
 bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value);
 
-#define KR_DECLARE_FIELD(T) extern template class Field<T>;
-KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_FIELD)
-#undef KR_DECLARE_FIELD
-
 }  // namespace KrData

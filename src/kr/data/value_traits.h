@@ -1,11 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -241,7 +239,9 @@ template <class T, class Predicate>
     if constexpr (std::is_floating_point_v<T>) {
         return is(value);
     } else if constexpr (requires { value.m; }) {
-        return std::all_of(std::begin(value.m), std::end(value.m), is);
+        for (const auto& number : value.m)
+            if (!is(number)) return false;
+        return true;
     } else if constexpr (requires { value.w; }) {
         return is(value.x) && is(value.y) && is(value.z) && is(value.w);
     } else if constexpr (requires { value.z; }) {

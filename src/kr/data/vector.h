@@ -101,8 +101,4 @@ private:
     [[no_unique_address]] std::conditional_t<kHasMemory, std::vector<Item>, NoItems> _prepared;
 };
 
-#define KR_DECLARE_VECTOR(T) extern template class Vector<T>;
-KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_VECTOR)
-#undef KR_DECLARE_VECTOR
-
 }  // namespace KrData

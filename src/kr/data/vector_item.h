@@ -34,8 +34,4 @@ private:
     [[nodiscard]] Vector<T>* _typedVector() const noexcept { return static_cast<Vector<T>*>(getVector()); }
 };
 
-#define KR_DECLARE_VECTOR_ITEM(T) extern template class VectorItem<T>;
-KR_FOR_EACH_VALUE_TYPE(KR_DECLARE_VECTOR_ITEM)
-#undef KR_DECLARE_VECTOR_ITEM
-
 }  // namespace KrData

@@ -1,6 +1,7 @@
 #include "kr/math/matrix44.h"
 
 #include <Eigen/LU>
+#include <algorithm>
 
 #include "kr/math/eigen.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
+#include "kr/math/largest.h"
 #include "kr/math/vector3.h"
 #include "kr/platform/export.h"
 
@@ -44,7 +44,8 @@ struct KR_API QuaternionT {
 
     /// Scales to length 1. False, and unchanged, when all components are zero or one is not finite.
     bool normalize() noexcept {
-        const T largest = std::max({std::abs(x), std::abs(y), std::abs(z), std::abs(w)});
+        const T largest =
+            detail::getLarger(detail::getLarger(std::abs(x), std::abs(y)), detail::getLarger(std::abs(z), std::abs(w)));
         if (!(largest > T{0}) || !isFinite()) return false;
         const QuaternionT scaled{x / largest, y / largest, z / largest, w / largest};
         const T scaledLength = scaled.length();

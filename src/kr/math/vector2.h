@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
+#include "kr/math/largest.h"
 #include "kr/platform/export.h"
 
 namespace KrMath {
@@ -51,7 +51,7 @@ struct KR_API Vector2T {
     /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
     /// not finite.
     bool normalize() noexcept {
-        const T largest = std::max(std::abs(x), std::abs(y));
+        const T largest = detail::getLarger(std::abs(x), std::abs(y));
         if (!(largest > T{0}) || !isFinite()) return false;
         const Vector2T scaled = *this / largest;
         *this = scaled / scaled.length();

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
+#include "kr/math/largest.h"
 #include "kr/platform/export.h"
 
 namespace KrMath {
@@ -55,7 +55,7 @@ struct KR_API Vector3T {
     /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
     /// not finite.
     bool normalize() noexcept {
-        const T largest = std::max({std::abs(x), std::abs(y), std::abs(z)});
+        const T largest = detail::getLarger(std::abs(x), detail::getLarger(std::abs(y), std::abs(z)));
         if (!(largest > T{0}) || !isFinite()) return false;
         const Vector3T scaled = *this / largest;
         *this = scaled / scaled.length();

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <cmath>
 #include <type_traits>
 
+#include "kr/math/largest.h"
 #include "kr/platform/export.h"
 
 namespace KrMath {
@@ -53,7 +53,8 @@ struct KR_API Vector4T {
     /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
     /// not finite.
     bool normalize() noexcept {
-        const T largest = std::max({std::abs(x), std::abs(y), std::abs(z), std::abs(w)});
+        const T largest =
+            detail::getLarger(detail::getLarger(std::abs(x), std::abs(y)), detail::getLarger(std::abs(z), std::abs(w)));
         if (!(largest > T{0}) || !isFinite()) return false;
         const Vector4T scaled = *this / largest;
         *this = scaled / scaled.length();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <initializer_list>
 #include <utility>
@@ -28,7 +27,7 @@ public:
     decltype(auto) operator[](std::size_t index) { return _items[index]; }
     /// index must be below size(); not checked.
     decltype(auto) operator[](std::size_t index) const { return _items[index]; }
-    [[nodiscard]] bool contains(const T& item) const { return std::find(begin(), end(), item) != end(); }
+    [[nodiscard]] bool contains(const T& item) const { return _find(item) < size(); }
 
     void reserve(std::size_t count) { _items.reserve(count); }
     void append(T item) { _items.push_back(std::move(item)); }
@@ -47,10 +46,7 @@ public:
         return true;
     }
     /// Removes the first item that equals this one; false when there is none.
-    bool remove(const T& item) {
-        const auto position = std::find(begin(), end(), item);
-        return erase(static_cast<std::size_t>(position - begin()));
-    }
+    bool remove(const T& item) { return erase(_find(item)); }
     void clear() noexcept { _items.clear(); }
 
     iterator begin() noexcept { return _items.begin(); }
@@ -61,6 +57,14 @@ public:
     bool operator==(const KrArray&) const = default;
 
 private:
+    /// The index of the first item that equals this one; size() when there is none.
+    [[nodiscard]] std::size_t _find(const T& item) const {
+        std::size_t index = 0;
+        while (index < size() && !(_items[index] == item))
+            ++index;
+        return index;
+    }
+
     std::vector<T> _items;
 };
 

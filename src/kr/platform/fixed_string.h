@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <compare>
 #include <cstddef>
 #include <string>
@@ -29,9 +28,9 @@ public:
 
     /// False when the text was cut.
     constexpr bool assign(std::string_view text) noexcept {
-        const std::string_view kept = text.substr(0, std::min(text.find('\0'), getUtf8PrefixLength(text, N - 1)));
-        char* const end = std::copy(kept.begin(), kept.end(), _text);
-        std::fill(end, _text + N, '\0');
+        const std::string_view kept = text.substr(0, text.find('\0')).substr(0, getUtf8PrefixLength(text, N - 1));
+        kept.copy(_text, kept.size());
+        std::char_traits<char>::assign(_text + kept.size(), N - kept.size(), '\0');
         return kept.size() == text.size();
     }
 

@@ -1,5 +1,6 @@
 #include "kr/persistence/fields/content_id_archive.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
