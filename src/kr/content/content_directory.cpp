@@ -36,7 +36,7 @@ struct Directory {
     }
 };
 
-/// A holder of an extension that is in the directory; empty when nobody holds it yet or it is being destroyed.
+/// A holder of a registered extension; empty when it has no other holder yet or is being destroyed.
 /// Under the lock, which keeps the extension from leaving the directory, and so from being destroyed further.
 Holder tryHold(KrExtension* extension) {
     const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
@@ -72,7 +72,7 @@ public:
         link.target.store(target, std::memory_order_release);
         ++link.changeCount;
     }
-    /// Under the lock. Lets go of the target afterwards, since that may destroy it. For one link only: no other change
+    /// Under the lock. Releases the target afterwards, since that may destroy it. For one link only: no other change
     /// takes the target from a link that holds it.
     void release(ContentLink& link) noexcept {
         if (link.holder) _released.swap(link.holder);
@@ -106,7 +106,7 @@ private:
 };
 
 /// The extension for a reference: the first with its runtime ID, else the only one with its raw ID. Those with the
-/// empty ID are told apart by their address only.
+/// empty ID differ by their address only.
 void aim(const detail::ContentIndex& index, ContentLink& link, WorkAfterUnlock& afterUnlock) noexcept {
     KrExtension* target = index.findFirst(link.id.getRuntimeID());
     const bool isExact = target != nullptr;

@@ -49,7 +49,7 @@ Identifier hashOf(const KrContentID::Chain& chain, const Identifier& (KrContentI
     return hashOf(parts);
 }
 
-/// The item that an ID stands for, without the containers around it.
+/// The item of an ID, without the containers around it.
 const KrContentID& innermost(const KrContentID& id) noexcept {
     return id.getParentInstances().empty() ? id : id.getParentInstances().back();
 }
@@ -91,7 +91,7 @@ int hexDigitValue(char digit) noexcept {
 /// Reads the text form one character at a time.
 class IdentifierReader {
 public:
-    /// False when the character cannot stand here.
+    /// False when the character is not allowed here.
     bool take(char next) noexcept {
         const std::size_t at = _count++;
         if (at == kWordDigits) return next == '-';
@@ -170,7 +170,7 @@ KrContentID::KrContentID(const KrContentID& other) noexcept = default;
 KrContentID& KrContentID::operator=(const KrContentID& other) noexcept = default;
 KrContentID::~KrContentID() = default;
 
-// What was moved from is the empty ID: words that stand without their file and chain would not add up.
+// The source becomes the empty ID: words without their file and chain would be inconsistent.
 KrContentID::KrContentID(KrContentID&& other) noexcept {
     *this = std::move(other);
 }

@@ -98,7 +98,7 @@ bool EventData::_readWholeText(std::string& text) const {
     return true;
 }
 
-// What may fail: the text is cut, or memory is asked for.
+// Steps that may fail: the text is cut, or memory is allocated.
 void EventData::_readRareText(std::string& text) const {
     text.clear();
     std::uint32_t length = 0;
@@ -111,7 +111,7 @@ void EventData::_readRareText(std::string& text) const {
             return;
         }
         if (length <= kLargestPayloadBytes) text.resize(length);
-    } catch (const std::exception&) {  // no memory: the text stays empty, and the report below stands for all cases
+    } catch (const std::exception&) {  // no memory: the text stays empty, and the report below covers all cases
     }
     _reportPastEnd();
 }

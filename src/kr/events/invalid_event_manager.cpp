@@ -8,7 +8,7 @@ namespace KrSim {
 InvalidEventManager::~InvalidEventManager() = default;
 
 EventListener InvalidEventManager::registerListener(const EventId& id, std::function<void(const EventData&)> callback) {
-    callback = nullptr;  // what it owns is gone before the report
+    callback = nullptr;  // its data is destroyed before the report
     Kr::logErrorNoThrow(
         "EventManager: the event manager is not in the application, a listener for '%s' cannot be registered.\n",
         EventIDList::instance().getName(id).c_str());

@@ -23,7 +23,7 @@ void printToStandardError(std::string_view line) noexcept {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-/// For lack of memory. The work that the message is about goes on.
+/// When memory is missing. The operation that logs continues.
 void reportLostMessage() noexcept {
     printToStandardError("WARN - out of memory: a log message is lost\n");
 }
@@ -145,7 +145,7 @@ void logErrorNoThrow(const char* format, ...) {
     va_start(arguments, format);
     try {
         logHandler.load(std::memory_order_acquire)(eLogLevel::kError, format, arguments);
-    } catch (const KrSim::KrRuntimeError&) {  // the message has been handled; its caller asked to go on
+    } catch (const KrSim::KrRuntimeError&) {  // the handler has processed the message; the caller wants to continue
     } catch (const std::bad_alloc&) {
         reportLostMessage();
     } catch (...) {

@@ -47,7 +47,7 @@ std::string UniqueNamesCollection::add(const std::string& name) {
     if (!isGivenOut) {
         auto answer = name;
         if (_names.insert(name).second) {
-            // A number that came back is no longer free.
+            // A freed number that is used again is no longer free.
             if (known != nullptr) known->passedOver.insert(known->freed.extract(asked));
             return answer;
         }
@@ -55,7 +55,7 @@ std::string UniqueNamesCollection::add(const std::string& name) {
 
     Numbers& numbers = _numbers[name];
     while (true) {
-        // The lowest number that came back, else a new one, which may stand in a name that was added as it is.
+        // The lowest freed number, else a new one, which may be part of a name that was added unchanged.
         const bool isOld = !numbers.freed.empty();
         std::string numbered = name + ' ' + std::to_string(isOld ? *numbers.freed.begin() : numbers.next);
         if (isOld) {
@@ -87,7 +87,7 @@ bool UniqueNamesCollection::remove(const std::string& name) noexcept {
     } else {
         return false;
     }
-    // All numbers came back: nothing is left to remember.
+    // All numbers were freed: the entry is not needed any more.
     if (numbers != nullptr && numbers->freed.size() == numbers->next - 2) {
         _numbers.erase(_numbers.find(std::string_view(name).substr(0, name.rfind(' '))));
     }

@@ -87,7 +87,7 @@ void SnapshotList::_end(bool forGood) noexcept {
             _waiting.sourceLeaves = true;
             _somethingWaits.store(true);
         }
-        // In this step, or another thread could end the part of the source, and the list would be gone.
+        // In this step; otherwise another thread could release the source's hold, and the list would be destroyed.
         waiting = _takeWaiting();
     }
     _free(std::move(waiting));

@@ -16,7 +16,7 @@ namespace {
 
 using Identifier = KrContentID::Identifier;
 
-/// Reads one ID and the chain within it, and remembers whether everything was there.
+/// Reads one ID and its chain, and records whether all parts exist.
 class IdReader {
 public:
     explicit IdReader(const EventData& data) : _data(data) {}

@@ -27,7 +27,7 @@ namespace KrSim {
 namespace {
 
 constexpr double kSecondsBeforeFatalEnd = 3.0;
-/// Who hears of a message may log: that is told too, up to this depth on one thread.
+/// Listeners of a message may log: such messages are published too, up to this depth on one thread.
 constexpr int kDeepestTelling = 8;
 
 constexpr Kr::GuardTexts kListenerTexts{Kr::eLogLevel::kWarn, "KrErrorHandler: fatal error in '%s' listener() [%s]\n",
@@ -72,8 +72,8 @@ public:
     [[nodiscard]] static bool isTold() noexcept { return handlingDepth <= kDeepestTelling; }
 };
 
-/// exit() must run once: a second fatal message, of another thread or of what exit() destroys, leaves the first one as
-/// much time again and then ends the process at once.
+/// exit() must run once: a second fatal message, of another thread or of code that exit() runs, gives the first one the
+/// same time again and then ends the process without further work.
 [[noreturn]] void exitProcess(int status) {
     static std::atomic<bool> isExiting{false};
     if (!isExiting.exchange(true)) std::exit(status);
@@ -118,7 +118,7 @@ struct State {
     }
     // Under the lock:
 
-    /// \param put  puts LogHandler behind the log, unless it answers false.
+    /// \param put  installs LogHandler as the handler of the log; false: not installed.
     template <class Put>
     [[nodiscard]] bool install(const Put& put) {
         auto made = makeListeners();

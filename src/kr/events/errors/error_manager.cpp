@@ -62,7 +62,7 @@ public:
     explicit Implementation(EventManager* manager) {
         if (manager == nullptr) return;
         _enterErrorEventNames();
-        // The callback shares the listeners: one of them may destroy the error manager, and whoever owns it.
+        // The callback shares the listeners: one of them may destroy the error manager and its owner.
         _subscriptions << manager->registerListener(
                               kErrorMessageEvent,
                               [listeners = _listeners](const EventData& data) { _onMessage(*listeners, data); })
@@ -92,7 +92,7 @@ private:
     static void _onSetLogLevel(const EventData& data) {
         int level = 0;
         std::string target;
-        // What is cut before its target must not count as meant for all.
+        // An event that is cut before its target must not count as sent to all.
         if (!readWhole(kSetLogLevelEventName, data, level, target)) return;
         if (isForThisApplication(target)) Kr::LogSetLevel(toLevel(level));
     }

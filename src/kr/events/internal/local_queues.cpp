@@ -15,7 +15,7 @@ bool isStopLater(const PendingEvent& each) noexcept {
     return isStop(each.event);
 }
 
-/// Whether a restored state may replace it: nobody waits for its end.
+/// Whether a restored state may replace it: no sender waits for its end.
 bool mayReplace(const PendingEvent& each) noexcept {
     return !each.event._isAwaited();
 }
@@ -259,7 +259,7 @@ void LocalQueues::_runLocked(LocalQueue& queue) {
     queue.isRunning.store(true);
     _updateReceiver();
     if (_running.size() > 1) return;
-    // A request to exit that no application was there to serve must not stop this one.
+    // A request to exit that was sent before this application existed must not stop it.
     std::erase_if(common.local.events, isStop);
     std::erase_if(common.delayed, isStopLater);
     moveTo(common.local.events, queue.local.events);

@@ -76,7 +76,7 @@ std::string BinaryInArchive::_describe(const std::string& text) const {
     return message + "; the file is damaged or was written by something else";
 }
 
-// Streams are asked for their position only where a size is beyond what lies in their buffer: it costs a system call.
+// The position of a stream is read only when a size exceeds the bytes in its buffer: it costs a system call.
 void BinaryInArchive::_checkSize(std::uint64_t count, std::size_t bytesEach, const char* what) const {
     if (count > _sizeLimit) {
         _refuse(ba::archive_exception::input_stream_error, std::string(what) + " of " + std::to_string(count) +

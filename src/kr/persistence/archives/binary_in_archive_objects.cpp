@@ -39,7 +39,7 @@ BinaryInArchive::BinaryInArchive(std::istream& stream, std::uint32_t flags, Opti
 
 BinaryInArchive::~BinaryInArchive() = default;
 
-/// Reads the information of a class where it stands, in front of the first object.
+/// Reads the information of a class, which precedes its first object.
 void BinaryInArchive::_loadPreamble(std::int16_t number) {
     auto& loaded = _loaded->classes[static_cast<std::size_t>(number)];
     if (loaded.isDescribed) return;
@@ -94,7 +94,7 @@ void BinaryInArchive::load_object(void* object, const Serializer& serializer) {
     loaded.recent = first;
 }
 
-/// The number of the class behind a pointer, with all that stands before an object of it; -1 for a null pointer.
+/// Reads the number of the class behind a pointer, and all data before an object of it; -1 for a null pointer.
 std::int16_t BinaryInArchive::_loadPointerClass(const PointerSerializer* expected, PointerFinder finder) {
     auto& classes = _loaded->classes;
     std::int16_t number = 0;

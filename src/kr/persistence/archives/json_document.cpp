@@ -78,7 +78,7 @@ const char* findEndOfNumbers(const char* at) {
     }
 }
 
-/// Fills a document from the parser's events. Texts are parsed where they stand.
+/// Fills a document from the parser's events. Texts are parsed in place.
 class JsonHandler {
 public:
     JsonHandler(Document& document, rapidjson::InsituStringStream& stream)
@@ -86,7 +86,7 @@ public:
 
     [[nodiscard]] const std::string& problem() const { return _problem; }
     std::optional<std::size_t> errorOffset;  // where the parser does not know it
-    /// Ends the document at what the parser has refused. False where nothing stands before that.
+    /// Ends the document where the parser has refused it. False when nothing precedes that place.
     bool breakOff(std::size_t offset, std::string reason);
 
     // NOLINTBEGIN: the names are the parser's
@@ -126,7 +126,7 @@ private:
         return false;
     }
 
-    /// The parser does not say where it is: these words stand behind the document once more.
+    /// The parser does not report its position: these words follow the document once more.
     bool _literal(std::string_view word) {
         const auto line = _lines.at(_stream.Tell());
         return _add(eKind::kLiteral, _document.texts.size() - kWords.size() + kWords.find(word), word.size(), line);
@@ -208,8 +208,8 @@ bool JsonHandler::breakOff(std::size_t offset, std::string reason) {
 
 bool JsonHandler::StartArray() {
     if (_isTooDeep()) return _parseIteratively();
-    // Long arrays of numbers are passed over at once: the parser goes on with their bracket. Where it iterates, it has
-    // yet to take the opening one.
+    // Long arrays of numbers are skipped in one step: the parser continues with their bracket. When it iterates, it has
+    // not taken the opening bracket yet.
     const char* const begin = _stream.src_ + static_cast<int>(_isIterating);
     const char* const end = findEndOfNumbers(begin);
     if (!_open(end != nullptr ? eKind::kNumbers : eKind::kSequence)) return false;

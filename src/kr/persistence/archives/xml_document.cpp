@@ -29,7 +29,7 @@ public:
     }
 
     void close() { _document.close(0); }
-    /// Ends the document at what the parser has refused. False where nothing stands before that.
+    /// Ends the document where the parser has refused it. False when nothing precedes that place.
     bool breakOff(const std::string& reason);
     /// Why the parser was stopped.
     [[nodiscard]] const std::string& problem() const { return _problem; }
@@ -38,7 +38,7 @@ public:
 private:
     struct Level {
         std::uint32_t node{0};
-        std::size_t text{0};  // where the text begins that stands in the element itself
+        std::size_t text{0};  // where the text of the element itself begins
         bool isGroup{false};
     };
 
@@ -75,7 +75,7 @@ private:
 
     void _start(const XML_Char* element, const XML_Char** attributes);
     void _end();
-    /// What stands between the elements of a group means nothing, but must not be lost either.
+    /// Text between the elements of a group has no meaning, but must not be lost either.
     bool _dropBlanks(const Level& level);
 
     Document& _document;
@@ -161,7 +161,7 @@ Document readXml(const DocumentSource& source) {
     if (!parser) throw std::bad_alloc();
     Document document;
     XmlHandler handler(document, parser.get(), bytes);
-    // At once: the parser begins a long text anew with each part of it.
+    // In one call: the parser starts a long text again with each part of it.
     constexpr std::size_t kPiece = std::size_t{1} << 30U;
     for (std::size_t at = 0;;) {
         const std::size_t size = std::min(kPiece, bytes.size() - at);

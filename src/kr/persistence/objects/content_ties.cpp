@@ -1,5 +1,5 @@
-// What lies between the extensions that a builder has made: definitions, connections, references, and stand-ins where
-// what is meant is missing.
+// Relations between the extensions that a builder has made: definitions, connections, references, and stand-ins for
+// missing content.
 
 #include "kr/persistence/objects/internal/content_builder.h"
 
@@ -49,7 +49,7 @@ void ContentBuilder::followDefinitions() {
     for (const auto& extension : _made) {
         auto* object = asObject(extension.get());
         if (object == nullptr || !object->isInstance()) continue;
-        // Of several with one ID the one in the same file is meant.
+        // Of several with one ID take the one in the same file.
         const auto id = object->getDefinitionReference().getContentID().getRuntimeID();
         if (auto* definition = asObject(_findMade(id))) object->_setDefinition(definition);
     }
@@ -59,7 +59,7 @@ void ContentBuilder::followDefinitions() {
     detail::followDefinitions(_made.size(), _problems);
 }
 
-/// Parts that were made anew while instances followed are what is meant from now on.
+/// Parts that were created again while instances followed replace the earlier ones.
 void ContentBuilder::_takeReplaced() {
     std::unordered_set<const KrExtension*> roots;
     for (const auto& root : _roots)
@@ -93,7 +93,7 @@ bool ContentBuilder::_isThere(const ConnectionEnd& end) const {
     return _findMade(end.runtimeID) != nullptr || KrContentRegistry::instance().find(end.runtimeID) != nullptr;
 }
 
-/// Notes a connection that was made, if the content that is meant is yet to come. Without a keeper, with the content of
+/// Records a connection that was made, if its saved content does not exist yet. Without a keeper, with the content of
 /// this file.
 void ContentBuilder::_noteStandIn(KrExtension* keeper, const ConnectionRecord& record) {
     if (_isThere(record.source) && _isThere(record.sink)) return;

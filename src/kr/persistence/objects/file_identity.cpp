@@ -45,7 +45,7 @@ KrContentID LoadedIdentity::operator()(const KrContentID& stored) const {
 // --- Saving ----------------------------------------------------------------------------------------------------------
 
 StoredIdentity::StoredIdentity(const std::vector<KrContentID>& included) {
-    std::unordered_set<KrContentID::Identifier> items;  // what stands in the file without a file name
+    std::unordered_set<KrContentID::Identifier> items;  // IDs in the file without a file name
     const auto isPlaced = [](const KrContentID& id) { return !id.getParentInstances().empty(); };
     for (const auto& id : included) {
         if (!isPlaced(id) && id.getFile().empty()) items.insert(id.getRawID());
@@ -81,7 +81,7 @@ KrContentID StoredIdentity::_changed(const KrContentID& live) const {
 }
 
 bool StoredIdentity::_isLeftOver(const KrContentID& live) const {
-    // What the file referred to, and what was not there when it was loaded, is taken to be of that file.
+    // References of the file to content that was missing when it was loaded are taken to belong to that file.
     return _files.count(live.getFile()) != 0 && KrSim::KrContentRegistry::instance().find(live) == nullptr;
 }
 

@@ -20,7 +20,7 @@ std::string describeChoice(const KrSim::KrContentID& id) {
     return detail::describeChoice(id.getRuntimeID(), id.getRawID());
 }
 
-/// Links of proxies whose fields are not there.
+/// Links of proxies whose fields do not exist.
 class OpenLinks final : public KrData::FieldVisitor {
 public:
     OpenLinks(const KrData::Container& home, Texts& texts) : _home(home), _texts(texts) {}

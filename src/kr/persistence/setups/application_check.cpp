@@ -85,7 +85,7 @@ void checkCycles(const KrSim::KrContentDispatcher& content, Findings& findings) 
 /// Extensions that are managed, and the objects that hold them.
 std::unordered_set<const KrSim::KrExtension*> findManaged(const Extensions& extensions) {
     std::unordered_set<const KrSim::KrExtension*> managed;
-    // What an object holds stands behind it.
+    // The content of an object follows it.
     for (auto each = extensions.rbegin(); each != extensions.rend(); ++each) {
         const auto& extension = **each;
         if (!extension.isActive() && managed.count(&extension) == 0) continue;

@@ -52,7 +52,8 @@ std::unique_ptr<KrData::Container> takeProperties(KrData::Container& fields) {
 
 using Lines = std::vector<std::pair<Kr::KrID, std::size_t>>;
 
-/// Into the container, in the place of children of the same identifier. Answers their lines, where they have some.
+/// Reads into the container and replaces children of the same identifier. Returns their lines, if the archive has
+/// lines.
 Lines readFields(ArchiveReader& reader, const char* name, KrData::Container& container) {
     Lines lines;
     const auto readOne = [&](std::size_t) {
@@ -157,8 +158,8 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
         writer.write("Name", object.getName());
         writeContentID(writer, "ContentID", toStored(object.getContentID()));
 
-        // In the order of the standard, so that a setup reads alike whatever was done to it. Binary archives know the
-        // settings by that order: new ones come last, and raise the version.
+        // In the order of the standard setup, so that equal setups give equal files. Binary archives identify the
+        // settings by that order: new ones are last, and raise the version.
         const auto& parameters = object.getParameterContainer();
         Fields others(parameters.begin(), parameters.end());
         writer.group("Settings", [&] {

@@ -23,7 +23,7 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
         options.framesApart = std::max<std::uint32_t>(options.framesApart, 1);
     }
 
-    /// Runs it between two frames, unless the ring has gone by then.
+    /// Runs it between two frames, unless the ring has been destroyed before.
     template <class Action>
     bool later(Action action) {
         return application.executeBetweenFrames([weak = weak_from_this(), action = std::move(action)] {

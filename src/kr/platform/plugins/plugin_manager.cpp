@@ -42,7 +42,7 @@ struct Plugin {
     bool isLoaded;
 };
 
-/// What a call answers and what it logs once the books are closed; no text logs nothing.
+/// The result of a call and the line that it logs after the lock was released; an empty text logs nothing.
 struct Outcome {
     bool answer;
     Kr::eLogLevel level{Kr::eLogLevel::kWarn};
@@ -69,7 +69,8 @@ std::string quoteAll(const Directories& directories) {
     return text;
 }
 
-/// The first file of this name, be it unreadable or a link into nowhere: a later one would not be what was meant.
+/// The first file of this name, even when it is unreadable or a broken link: a later file would not be the intended
+/// one.
 std::optional<std::string> findFile(const std::string& plugin, const Directories& directories) {
     for (const std::string& directory : directories) {
         const std::filesystem::path path = std::filesystem::path(directory) / (plugin + ".krp");
@@ -87,7 +88,7 @@ std::string whyUnfit(const KrPluginManifest& manifest, const std::string& plugin
         return "was built for library " + manifest.libraryVersion + " (" + manifest.build + "), and this is " +
                getExpectedPluginBuild() + "; build it again with this library";
     }
-    // Content that it makes would name a file that is not there.
+    // Content that it creates would name a missing file.
     if (manifest.name != plugin) return "holds plug-in '" + manifest.name + "': rename it to " + manifest.name + ".krp";
     return {};
 }

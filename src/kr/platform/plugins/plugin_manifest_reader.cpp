@@ -41,7 +41,7 @@ struct Unfit {
     Kr::FileResult::eFailure failure{Kr::FileResult::eFailure::kRefused};
 };
 
-/// A file opened for reading. The first page, where linkers put the notes, too, is read at once.
+/// A file opened for reading. The first page, where linkers also put the notes, is read with one call.
 class FileImage {
 public:
     explicit FileImage(const std::string& path) {
@@ -167,7 +167,7 @@ void checkSegments(const FileImage& file, const std::vector<Elf64_Phdr>& segment
     if (dynamicTables == 0) throw Unfit{"has a corrupt head: it has no table of dynamic links"};
 }
 
-/// The text of our note among the notes of one segment; empty when it is not there.
+/// The text of our note among the notes of one segment; empty without one.
 std::string findManifestText(std::string_view notes, std::uint64_t alignment) {
     const auto align = [&](std::uint64_t offset) { return (offset + alignment - 1) / alignment * alignment; };
     std::uint64_t position = 0;

@@ -28,7 +28,7 @@ std::uint32_t Document::intern(std::string_view name) {
         _names.push_back(&position->first);
         _followers.push_back(kNoName);
     }
-    // Others, whose bytes are a name that stands in the document in another form, must not be taken for it.
+    // Others, whose bytes are a name with another form in the document, must not be taken for it.
     if (_lastName < _followers.size() && !hasEscapedBytes(position->first)) _followers[_lastName] = position->second;
     return _lastName = position->second;
 }

@@ -13,8 +13,7 @@ namespace KrPersistence::detail {
 /// inside it.
 ///
 /// A node takes 20 bytes, and a long list of numbers is one node, so that a hostile document cannot allocate more
-/// memory
-/// than a few times its own size.
+/// memory than a few times its own size.
 class Document {
 public:
     enum class eKind : std::uint8_t {

@@ -227,7 +227,7 @@ void DocumentCursor::_reportUnread(const Level& level) {
 
 void DocumentCursor::leaveWhole() {
     const Level& level = _levels.back();
-    // An empty sequence that is not there has the node of the group around it.
+    // A missing sequence has the node of the group around it.
     const bool isThere = !level.isSequence || level.node != _levels[_levels.size() - 2].node;
     if (isThere && _document.isBroken(level.node)) refuse("is cut off");
     leave();

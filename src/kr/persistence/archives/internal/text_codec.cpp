@@ -13,7 +13,7 @@ unsigned int byteAt(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
 }
 
-/// The length of the UTF-8 character; 0 where there is none, or one of those that stand for bytes.
+/// The length of the UTF-8 character; 0 for other bytes, and for a character that represents a byte.
 std::size_t characterLength(std::string_view text, std::size_t at) {
     const std::size_t length = Kr::getUtf8CharacterLength(text, at);
     const bool isByte = length == 3 && byteAt(text, at) == 0xEE && (byteAt(text, at + 1) & 0xFCU) == 0xB8;

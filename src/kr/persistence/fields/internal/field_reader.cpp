@@ -55,7 +55,7 @@ std::vector<std::string> namesOfDimensions() {
     return dimensions != nullptr ? listChoices(*dimensions) : std::vector<std::string>();
 }
 
-/// All that may stand in a field.
+/// All names allowed in a field.
 const std::vector<std::string>& getMemberNames() {
     static const auto& names = *new std::vector<std::string>{"Identifier",     "Type",
                                                              "ProxyType",      "InterfaceID",
@@ -216,7 +216,7 @@ void FieldReader::_readMetadata(FieldBase& field) {
     ++_hiddenDepth;
     _readChildren("Metadata", "Field", *hidden);
     --_hiddenDepth;
-    _context.references.resize(references);  // nobody could find hidden fields by their path
+    _context.references.resize(references);  // hidden fields cannot be found by their path
     field.getInternal()._adopt(std::move(hidden));
 }
 

@@ -29,7 +29,7 @@ KrData::FieldBase* findOfRank(const Container& container, const Kr::KrID& id, st
     return nullptr;
 }
 
-/// Where the value of the item at `index` goes: items of arrays are counted, children have names.
+/// The field for the value of the item at `index`: items of arrays are counted, children have names.
 /// \param rank  how many items of this name came before.
 KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const Kr::KrID& id, std::size_t rank) {
     if (parent == nullptr || parent->getDataType() != KrData::Types::kContainer) return nullptr;
@@ -43,7 +43,7 @@ KrData::FieldBase* placeOf(KrData::FieldBase* parent, std::size_t index, const K
     return findOfRank(container, id, rank);
 }
 
-/// The extension and field that a link names; an extension that is there by its own ID, whatever file was named.
+/// The extension and field of a link; an extension with the very ID is found whatever file the link names.
 std::pair<KrSim::KrContentID, std::string> targetOf(const KrData::Link& link) {
     const auto& reference = link.getContentReference();
     auto* extension = reference.get();

@@ -47,7 +47,7 @@ std::string pathBelow(const KrData::FieldBase& root, const KrData::FieldBase& fi
     return path;
 }
 
-/// The ID of the extension that was found, which may come from another file than the one that was meant.
+/// The ID of the extension that was found, which may come from another file than the saved one.
 KrSim::KrContentID idOf(const KrSim::KrContentReference& reference) {
     auto* extension = reference.get();
     const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
@@ -125,7 +125,7 @@ void FieldWriter::_writeProperties(const FieldBase& field, std::uint32_t usualNu
         const Kr::KrEnum named(typeid(Kr::KrPhysicalDimension::ePhysicalDimension), dimension);
         _writer.writeChoice("PhysicalDimension", dimension, named.toString());
     });
-    // Copies of hidden fields are always dynamic, and nobody observes them.
+    // Copies of hidden fields are always dynamic and not observed.
     _writer.writeIf(_hiddenDepth == 0 && field._isForcingObservers(), "forceObservers", true);
     _writer.writeIf(_hiddenDepth == 0 && field.isDynamic(), "Dynamic", true);
     const auto* internal = field._getInternalIfAny();

@@ -92,7 +92,7 @@ namespace {
 
 constexpr int kDataTypeNumbers = 256;
 
-/// Asked for every field, so it compares no texts.
+/// Called for every field, so it compares no texts.
 bool hasMeaning(int number) {
     static const auto known = [] {
         std::array<bool, kDataTypeNumbers> made{};

@@ -50,7 +50,7 @@ AtomicFile::AtomicFile(std::string target, eLinks links)
 }
 
 AtomicFile::~AtomicFile() {
-    // Before the lock goes: from then on the name may belong to another process.
+    // Before the lock is released: afterwards the name may belong to another process.
     if (_mustRemove && isAt(_file, _temporaryName)) ::unlink(_temporaryName.c_str());
     _close();
 }
@@ -198,7 +198,7 @@ bool AtomicFile::_write(const char* bytes, std::size_t count) {
     return true;
 }
 
-// The lock ends with the last number of the file: what closing has to tell is asked of a second one.
+// The lock ends when the last descriptor of the file is closed: errors of closing are read from a second descriptor.
 bool AtomicFile::_checkClosing() {
     const int copy = ::fcntl(_file, F_DUPFD_CLOEXEC, 0);
     if (copy < 0) return _fail(errno);

@@ -54,7 +54,7 @@ StoredChecksum parseTrailer(std::string_view trailer) {
     return checksum;
 }
 
-/// Goes back to where the stream was, at the end of the scope.
+/// Restores the position of the stream at the end of the scope.
 class PositionScope {
 public:
     explicit PositionScope(std::istream& stream) : _stream(stream), _position(stream.tellg()) {}
@@ -83,8 +83,8 @@ std::string readTail(std::istream& stream, std::uint64_t start, std::size_t most
     return tail;
 }
 
-/// What stands between `begin` and `end` behind the last `begin`, if these are the digits of a checksum and only blanks
-/// follow; its place in the tail, too.
+/// The checksum between the last `begin` and `end`, if these are its digits and only blanks follow; with its place in
+/// the tail.
 std::optional<std::pair<std::size_t, std::uint32_t>> parseText(std::string_view tail, std::string_view begin,
                                                                std::string_view end) {
     const auto at = tail.rfind(begin);
@@ -117,7 +117,7 @@ bool ChecksumOutput::finish(KrMagicTag::eFileFormat format) {
 }
 
 ChecksumOutput::int_type ChecksumOutput::overflow(int_type byte) {
-    // What may be the end of a JSON document stays, since the checksum comes in front of it.
+    // A possible end of a JSON document is kept, since the checksum precedes it.
     if (!_handOn(kEndOfJson.size())) return traits_type::eof();
     if (!traits_type::eq_int_type(byte, traits_type::eof())) sputc(traits_type::to_char_type(byte));
     return traits_type::not_eof(byte);

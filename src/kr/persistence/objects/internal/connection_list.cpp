@@ -39,7 +39,7 @@ std::string describe(const KrData::FieldBase& field) {
 /// Notes the transfer function of a connection; one that is code stays behind.
 class Functions {
 public:
-    /// \param nameOf  answers a name of the connection for people.
+    /// \param nameOf  returns a name of the connection for people.
     template <class NameOf>
     void note(const Kr::KrConnectionBase& connection, ConnectionRecord& record, const NameOf& nameOf) {
         if (!connection.isOfClassType(Kr::KrConnection::getClassType())) return;

@@ -119,7 +119,7 @@ KrSmartPtr<KrExtension> ContentBuilder::_makeByFactory(ExtensionRecord& record) 
     if (record.isLost || record.key.completed().isNull()) return {};
     const auto type = record.key.toString();
     Kr::KrSmartPtr<KrExtension> made;
-    // Asked for once: the factory looks for a plug-in each time.
+    // Called once: the factory searches a plug-in each time.
     if (_missingTypes.count(type) == 0 || isTypeThere(record.key)) made = createOrReplace(record);
     if (made && record.isObject && asObject(made.get()) == nullptr) made.reset();  // has nowhere to keep what is below
     if (!made) ++_missingTypes[type];
@@ -147,7 +147,7 @@ namespace {
 void keepDynamicMarks(const KrData::Container& group, const KrData::Container& saved) {
     for (std::size_t i = 0; i < saved.size(); ++i) {
         const auto* source = &saved[i];
-        // Without an implementation nothing else is there, but several may have one identifier.
+        // Without an implementation there are no other fields, but several may have one identifier.
         const auto found = i < group.size() && group[i].getID() == source->getID()
                                ? group.begin() + static_cast<std::ptrdiff_t>(i)
                                : group.find(source->getID());

@@ -18,7 +18,7 @@ namespace KrPersistence::detail {
 
 namespace {
 
-/// All that may stand in an extension.
+/// All names allowed in an extension.
 const std::vector<std::string>& getMemberNames() {
     static const auto& names = *new std::vector<std::string>{
         "Name",     "IsObject", "IsLost",  "Type",       "ContentID", "DataVersion", "Versions",  "Position",

@@ -82,7 +82,7 @@ void ContentWriter::_collect(const Roots& roots) {
     for (const auto& extension : _held) {
         _included.insert(extension.get());
         const auto* object = asObject(extension.get());
-        // Outer instances come first, and tell of inner ones, too.
+        // Outer instances are written first, and record inner ones, too.
         if (object != nullptr && object->isInstance() && _own.count(object) == 0) _own.merge(object->_getOwnRecords());
     }
     std::vector<KrSim::KrContentID> included;
@@ -130,7 +130,7 @@ void ContentWriter::_writeTree(KrExtension& root, std::uint64_t position) {
 }
 
 void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t& nextPosition) {
-    // The implementation may change its fields while it is asked.
+    // The implementation may change its fields meanwhile.
     const auto data = getData(extension);
     _writer.beginGroup("Extension");
     auto& level = levels.emplace_back(_writer, extension);

@@ -177,7 +177,7 @@ Kr::KrSmartPtr<KrExtensionState> StateRecord::makeState() const {
         resolveReferences(*_fields[place], references);
     auto state = Kr::makeSmart<KrExtensionState>(_contentID, _creationKey, _name, _plan);
     if (_hasData) state->_setImplementationData(_data);
-    // Extensions may die before the fields are asked again.
+    // Extensions may die before the fields are read again.
     for (const auto& [place, references] : _references) {
         auto& field = *_fields[place];
         if (auto* vector = KrData::Vector<KrSim::KrExtension*>::from(field)) {
