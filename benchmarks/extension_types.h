@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/i_extension.h"
-#include "kr/extension/registration.h"
 #include "kr/extension/typed_field.h"
 
 /// Extension types to measure.

@@ -16,7 +16,7 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/module_of.h"
 #include "kr/application/modules/simulator_module_sequence.h"
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "kr/extension/smart_interface.h"
 
 namespace {

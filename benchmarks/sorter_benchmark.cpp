@@ -12,7 +12,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/simulator_module.h"
-#include "kr/extension/extension_factory.h"
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/factory_keys.h"
 #include "kr/platform/plugins/plugin_manager.h"
 
 namespace krsim {

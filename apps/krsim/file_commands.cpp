@@ -17,7 +17,7 @@
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/persistence/objects/object_section.h"

@@ -22,7 +22,7 @@
 #include "apps/krsim/crash_report.h"
 #include "apps/krsim/failure.h"
 #include "apps/krsim/type_catalog.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/plugins/plugin_manager.h"
 

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "apps/krsim/failure.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/platform/nearest_name.h"
 #include "kr/platform/plugins/plugin_manifest_reader.h"
 

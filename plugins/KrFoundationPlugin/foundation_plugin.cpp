@@ -2,8 +2,8 @@
 
 #include "kr/application/connections/connection_container.h"
 #include "kr/extension/data_extension.h"
-#include "kr/extension/factory_keys.h"
-#include "kr/extension/plugin.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/plugin.h"
 
 using KrSim::KrDataExtension;
 using KrSim::KrDataObject;

@@ -11,9 +11,9 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/extension/content_registry.h"
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "kr/platform/plugins/plugin_manager.h"
 
 namespace allocation_test {

@@ -6,7 +6,7 @@
 #include "kr/application/application.h"
 #include "kr/application/modules/module_of.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/object.h"
 #include "kr/extension/typed_field.h"

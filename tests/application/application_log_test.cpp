@@ -9,7 +9,7 @@
 #include "kr/application/application_config.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/events/errors/error_manager.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/platform/log.h"
 #include "kr/platform/runtime_error.h"
 #include "tests/support/log_capture.h"

@@ -7,10 +7,10 @@
 
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
-#include "kr/extension/registration.h"
 #include "kr/extension/typed_field.h"
 #include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "kr/data/proxy.h"
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "tests/support/context_host.h"

@@ -9,9 +9,9 @@
 #include "kr/data/field_array.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
-#include "kr/extension/registration.h"
 #include "kr/extension/typed_field.h"
 #include "tests/support/case_name.h"
 

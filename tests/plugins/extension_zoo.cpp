@@ -1,7 +1,7 @@
 #include <stdexcept>
 
 #include "kr/extension/data_extension.h"
-#include "kr/extension/plugin.h"
+#include "kr/extension/factory/plugin.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/proxy.h"
-#include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/order/extension_sorter.h"
 
 namespace KrSim {
 

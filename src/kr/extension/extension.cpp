@@ -8,17 +8,20 @@
 #include "kr/data/container.h"
 #include "kr/data/i_extension_facts.h"
 #include "kr/extension/content_registry.h"
-#include "kr/extension/extension_factory.h"
-#include "kr/extension/extension_sorter.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/implementation_changes.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/instance_map.h"
 #include "kr/extension/internal/extension_guards.h"
 #include "kr/extension/internal/state_header.h"
 #include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/upper_layers.h"
 #include "kr/platform/log.h"
+
+template class Kr::UpperLayer<KrSim::IExtensionMaker>;
+template class Kr::UpperLayer<KrSim::IExtensionOrder>;
 
 namespace KrSim {
 
@@ -41,12 +44,12 @@ KrExtension::KrExtension()
 
 KrExtension::~KrExtension() {
     KrContentRegistry::instance().unregisterExtension(this);
-    if (_getSorterSlot() != kNoSlot) KrExtensionSorter::instance().removeExtension(this);
+    if (_getSorterSlot() != kNoSlot) Kr::UpperLayer<IExtensionOrder>::get()->forget(*this);
     // Nobody may hear of what the implementation does in its destructor.
     _fields->_release();
     _setIExtension(nullptr);
     // Not before: the type must not be withdrawn while code of its implementation runs.
-    if (_instanceLink.list != nullptr) KrExtensionFactory::_onInstanceDestroyed(*this);
+    if (_instanceLink.list != nullptr) detail::ObjectMap::instance().remove(*this);
 }
 
 // --- Name and place ------------------------------------------------------------------------------------------------
@@ -133,7 +136,11 @@ void KrExtension::_setOwner(KrObject* owner) {
         Kr::callGuarded(
             detail::kOnRemoveFromOwner, nameOf, [this] { _implementation->onRemoveFromOwner(_owner); }, this);
     }
-    KrExtensionSorter::_changeOwner(*this, _owner, owner);
+    if (const auto* order = Kr::UpperLayer<IExtensionOrder>::get()) {
+        order->changeOwner(*this, _owner, owner);
+    } else {
+        _owner = owner;
+    }
     if (_owner != nullptr && _hasImplementation) {
         Kr::callGuarded(
             detail::kOnAddToOwner, nameOf, [this] { _implementation->onAddToOwner(_owner); }, this);

@@ -6,12 +6,12 @@
 #include "kr/data/container.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_guards.h"
 #include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/upper_layers.h"
 
 namespace KrSim {
 
@@ -72,7 +72,8 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_makeClone() const {
         made->_createUnknownImplementation();
         return made;
     }
-    auto made = _creationKey.isNull() ? Kr::KrSmartPtr<KrExtension>() : KrExtensionFactory::create(_creationKey);
+    auto made = _creationKey.isNull() ? Kr::KrSmartPtr<KrExtension>()
+                                      : Kr::UpperLayer<IExtensionMaker>::get()->create(_creationKey);
     return made ? made : Kr::makeSmart<KrExtension>();
 }
 

@@ -6,13 +6,13 @@
 
 #include "kr/data/container.h"
 #include "kr/extension/content_registry.h"
-#include "kr/extension/extension_factory.h"
 #include "kr/extension/extension_properties.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/placed_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/upper_layers.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
@@ -26,7 +26,7 @@ using detail::placeCopy;
 
 Kr::KrSmartPtr<KrObject> KrObject::_makeOfSameType(const char* errorFormat) const {
     if (getCreationKey().isNull()) return Kr::makeSmart<KrObject>();
-    const auto made = KrExtensionFactory::create(getCreationKey());
+    const auto made = Kr::UpperLayer<IExtensionMaker>::get()->create(getCreationKey());
     if (!made) return Kr::makeSmart<KrObject>();
     auto* object = asObject(made.get());
     if (object == nullptr) {

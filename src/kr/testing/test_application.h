@@ -7,7 +7,7 @@
 #include "kr/application/application.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/persistence/states/replay_check.h"
 #include "kr/persistence/states/run_record.h"
 #include "kr/platform/export.h"

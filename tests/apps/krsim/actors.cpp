@@ -12,8 +12,8 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
+#include "kr/extension/factory/plugin.h"
 #include "kr/extension/i_extension.h"
-#include "kr/extension/plugin.h"
 #include "kr/extension/typed_field.h"
 #include "kr/platform/log.h"
 

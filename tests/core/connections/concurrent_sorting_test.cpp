@@ -7,8 +7,8 @@
 #include <string>
 
 #include "kr/core/connections/connection.h"
-#include "kr/extension/extension_sorter.h"
 #include "kr/extension/object.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "tests/support/stress.h"
 
 namespace concurrent_sorting_test {

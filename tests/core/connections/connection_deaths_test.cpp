@@ -18,8 +18,8 @@
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/growth.h"
 

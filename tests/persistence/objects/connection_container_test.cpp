@@ -6,7 +6,7 @@
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/factory_keys.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/same_bytes.h"

@@ -12,9 +12,9 @@
 
 #include "kr/core/connections/connection_factory.h"
 #include "kr/extension/content_registry.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/object.h"
-#include "kr/extension/registration.h"
 #include "kr/extension/typed_field.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/objects/object_section.h"

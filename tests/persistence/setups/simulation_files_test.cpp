@@ -14,7 +14,7 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/module_record.h"
 #include "kr/application/setup_presets.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/setup_file.h"

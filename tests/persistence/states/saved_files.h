@@ -10,7 +10,7 @@
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_id_list.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/setups/content_list_section.h"

@@ -4,8 +4,8 @@
 
 #include "kr/application/connections/connection_container.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/factory_keys.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/registration.h"
 
 namespace KrSim {
 

@@ -2,8 +2,8 @@
 // setups which name them are shown, copied and saved whole.
 
 #include "kr/application/modules/data_module.h"
-#include "kr/extension/factory_keys.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/registration.h"
 
 namespace KrSim {
 namespace {

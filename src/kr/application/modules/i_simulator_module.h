@@ -2,9 +2,9 @@
 
 #include "kr/application/modules/simulator_module.h"
 #include "kr/core/id.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/i_extension_state.h"
-#include "kr/extension/registration.h"
 #include "kr/platform/export.h"
 
 namespace KrSim {

@@ -8,7 +8,7 @@
 #include "kr/core/connections/internal/functor_selection.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 #include "kr/platform/log.h"
 #include "kr/platform/stack_room.h"
 #include "kr/signals/death_watch.h"

@@ -9,8 +9,8 @@
 
 #include "kr/application/module_record.h"
 #include "kr/data/container.h"
-#include "kr/extension/extension_factory.h"
 #include "kr/extension/extension_properties.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"

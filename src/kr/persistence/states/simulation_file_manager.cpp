@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "kr/application/application.h"
-#include "kr/extension/factory_keys.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/states/simulation_state_file.h"
 #include "kr/platform/guard.h"

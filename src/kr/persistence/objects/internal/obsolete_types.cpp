@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/reference_paths.h"

@@ -1,4 +1,4 @@
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/factory_keys.h"
 
 namespace KrSim::Keys {
 namespace {

@@ -9,10 +9,10 @@
 
 #include "kr/core/base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/i_extension.h"
-#include "kr/extension/registration.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/stress.h"
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -111,13 +110,10 @@ public:
     // --- For connections and extensions ----------------------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
     void _removeConnection(Kr::KrConnectionBase* connection);
-    /// Gives the extension another owner, so that a build on another thread sees one that lives.
-    /// \param place  where the extension keeps its owner.
-    /// \return  the owner before.
-    static KrObject* _changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner);
 
 private:
     struct State;
+    struct ForExtensions;
 
     KrExtensionSorter();
     ~KrExtensionSorter();

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <typeinfo>
 
-#include "kr/extension/extension_factory.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/platform/export.h"
 #include "kr/platform/plugins/plugin_manifest.h"
 #include "kr/platform/uuid.h"

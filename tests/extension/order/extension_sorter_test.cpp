@@ -1,4 +1,4 @@
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 
 #include <gmock/gmock.h>
 
@@ -15,8 +15,8 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
+#include "kr/extension/order/internal/execution_order.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/stress.h"

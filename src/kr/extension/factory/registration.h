@@ -6,7 +6,7 @@
 #include <typeinfo>
 
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory_key.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/object.h"

@@ -1,4 +1,4 @@
-#include "kr/extension/plugin.h"
+#include "kr/extension/factory/plugin.h"
 
 #include <stdexcept>
 #include <string>

@@ -8,10 +8,10 @@
 #include "kr/core/base_pointer.h"
 #include "kr/data/container.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/sorter_state.h"
 #include "kr/extension/object.h"
+#include "kr/extension/order/extension_sorter.h"
+#include "kr/extension/order/internal/sorter_state.h"
 
 namespace KrSim {
 

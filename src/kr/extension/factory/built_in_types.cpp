@@ -2,8 +2,8 @@
 // which holds them is shown, copied and saved whole. Modules have a file of their own, built_in_modules.cpp.
 
 #include "kr/extension/data_extension.h"
-#include "kr/extension/factory_keys.h"
-#include "kr/extension/registration.h"
+#include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/registration.h"
 
 namespace KrSim {
 namespace {

@@ -1,4 +1,4 @@
-#include "kr/extension/extension_sorter.h"
+#include "kr/extension/order/extension_sorter.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,16 +8,14 @@
 #include "kr/core/base_pointer.h"
 #include "kr/core/i_connection_sorter.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/internal/sorter_state.h"
-#include "kr/extension/object.h"
+#include "kr/extension/order/internal/sorter_state.h"
+#include "kr/extension/upper_layers.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
 
 namespace {
-
-constinit std::atomic<bool> isMade{false};
 
 constexpr Kr::GuardTexts kListener{Kr::eLogLevel::kWarn, "KrExtensionSorter: fatal error in '%s' listener [%s]\n",
                                    "KrExtensionSorter: unhandled exception in '%s' listener\n", "sorter listener"};
@@ -30,8 +28,23 @@ KrExtensionSorter& KrExtensionSorter::instance() {
 }
 
 bool KrExtensionSorter::hasInstance() noexcept {
-    return isMade.load(std::memory_order_acquire);
+    return Kr::UpperLayer<IExtensionOrder>::get() != nullptr;
 }
+
+struct KrExtensionSorter::ForExtensions final : IExtensionOrder {
+    void forget(KrExtension& extension) const override { instance().removeExtension(&extension); }
+    void changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner) const override {
+        // A registered extension stands for itself and for all below it, so its owner is not looked up.
+        if (extension._getSorterSlot() != KrExtension::kNoSlot) {
+            place = owner;
+            return;
+        }
+        auto& state = *instance()._state;
+        const std::lock_guard lock(state.mutex);
+        const auto* const before = place.exchange(owner);
+        if (detail::findSorterSlot(before) != detail::findSorterSlot(owner)) state.isBuilt = false;
+    }
+};
 
 KrExtensionSorter::KrExtensionSorter() : _state(std::make_unique<State>()) {
     struct ForConnections final : Kr::IConnectionSorter {
@@ -44,7 +57,8 @@ KrExtensionSorter::KrExtensionSorter() : _state(std::make_unique<State>()) {
     };
     static const ForConnections forConnections;
     Kr::UpperLayer<Kr::IConnectionSorter>::install(&forConnections);
-    isMade.store(true, std::memory_order_release);
+    static const ForExtensions forExtensions;
+    Kr::UpperLayer<IExtensionOrder>::install(&forExtensions);
 }
 
 KrExtensionSorter::~KrExtensionSorter() = default;
@@ -254,17 +268,6 @@ void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connect
     _state->edges[slot] = detail::kUnknown;
     _state->ends[slot] = endsOf(connection);
     _state->isBuilt = false;
-}
-
-KrObject* KrExtensionSorter::_changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place,
-                                          KrObject* owner) {
-    // A registered extension stands for itself and for all below it, so its owner is not looked up.
-    if (!hasInstance() || extension._getSorterSlot() != KrExtension::kNoSlot) return place.exchange(owner);
-    auto& state = *instance()._state;
-    const std::lock_guard lock(state.mutex);
-    auto* const before = place.exchange(owner);
-    if (detail::findSorterSlot(before) != detail::findSorterSlot(owner)) state.isBuilt = false;
-    return before;
 }
 
 void KrExtensionSorter::reset() {

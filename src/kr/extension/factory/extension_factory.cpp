@@ -1,4 +1,4 @@
-#include "kr/extension/extension_factory.h"
+#include "kr/extension/factory/extension_factory.h"
 
 #include <algorithm>
 #include <atomic>
@@ -11,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "kr/extension/internal/instance_map.h"
+#include "kr/extension/instance_map.h"
+#include "kr/extension/upper_layers.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
 #include "kr/platform/plugins/plugin_manager.h"
@@ -390,8 +391,20 @@ KrExtensionFactory::PrepareFunction KrExtensionFactory::_getPrepareFunction(cons
     return record ? record->description.prepare : nullptr;
 }
 
-void KrExtensionFactory::_onInstanceDestroyed(KrExtension& extension) noexcept {
-    ObjectMap::instance().remove(extension);
-}
+namespace {
+
+struct ForClones final : IExtensionMaker {
+    [[nodiscard]] Kr::KrSmartPtr<KrExtension> create(const KrFactoryKey& key) const override {
+        return KrExtensionFactory::create(key);
+    }
+};
+
+[[maybe_unused]] const bool isInstalled = [] {
+    static const ForClones forClones;
+    Kr::UpperLayer<IExtensionMaker>::install(&forClones);
+    return true;
+}();
+
+}  // namespace
 
 }  // namespace KrSim

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_factory.h"
-#include "kr/extension/factory_keys.h"
+#include "kr/extension/factory/extension_factory.h"
+#include "kr/extension/factory/factory_keys.h"
 #include "kr/extension/object.h"
 #include "kr/platform/plugins/plugin_manager.h"
 #include "tests/support/log_capture.h"

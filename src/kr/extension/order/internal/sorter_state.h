@@ -9,9 +9,9 @@
 #include "kr/application/context/application_context.h"
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
-#include "kr/extension/internal/execution_order.h"
 #include "kr/extension/object.h"
+#include "kr/extension/order/extension_sorter.h"
+#include "kr/extension/order/internal/execution_order.h"
 #include "kr/signals/listener_list.h"
 
 namespace KrSim {

@@ -1,4 +1,4 @@
-#include "kr/extension/internal/instance_map.h"
+#include "kr/extension/instance_map.h"
 
 namespace KrSim::detail {
 

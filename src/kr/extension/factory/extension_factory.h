@@ -81,8 +81,6 @@ public:
     static bool _unregisterTypes(std::span<const TypeDescription> types);
     /// The second function of a registered type; null when there is none.
     [[nodiscard]] static PrepareFunction _getPrepareFunction(const KrFactoryKey& key);
-    /// Called by a dying extension that the factory made.
-    static void _onInstanceDestroyed(KrExtension& extension) noexcept;
 };
 
 }  // namespace KrSim

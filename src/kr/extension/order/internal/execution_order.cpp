@@ -1,4 +1,4 @@
-#include "kr/extension/internal/execution_order.h"
+#include "kr/extension/order/internal/execution_order.h"
 
 namespace KrSim::detail {
 

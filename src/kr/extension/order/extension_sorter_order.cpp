@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "kr/extension/extension.h"
-#include "kr/extension/extension_sorter.h"
-#include "kr/extension/internal/sorter_state.h"
+#include "kr/extension/order/extension_sorter.h"
+#include "kr/extension/order/internal/sorter_state.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
