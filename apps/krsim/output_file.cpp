@@ -39,7 +39,7 @@ const char* nameFor(eOutputKind kind) {
 /// What a file holds, from its first bytes.
 struct Held {
     std::optional<eOutputKind> kind;  // nothing for what krsim does not write
-    const char* text;
+    const char* text{nullptr};
 };
 
 Held inspect(const std::string& filename) {

@@ -48,7 +48,7 @@ public:
 private:
     struct Column {
         KrData::FieldReference field;
-        std::size_t count;  // of cells
+        std::size_t count{0};  // of cells
     };
 
     void _begin(const KrSim::KrApplication& application, double startSeconds);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -28,7 +29,7 @@ public:
     /// With milliseconds.
     SignalText& appendSeconds(double seconds) noexcept {
         constexpr std::uint64_t kPerSecond = 1000;
-        const auto milliseconds = static_cast<std::uint64_t>(seconds * static_cast<double>(kPerSecond) + 0.5);
+        const auto milliseconds = static_cast<std::uint64_t>(std::llround(seconds * static_cast<double>(kPerSecond)));
         return (*this << milliseconds / kPerSecond << ".")._appendDigits(milliseconds % kPerSecond, 10, 3) << " s";
     }
 
@@ -54,7 +55,7 @@ private:
         return *this << std::string_view(digits.data() + begin, digits.size() - begin);
     }
 
-    std::array<char, 2048> _text;
+    std::array<char, 2048> _text{};
     std::size_t _size{0};
 };
 

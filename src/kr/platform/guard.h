@@ -10,9 +10,9 @@ namespace Kr {
 
 /// The log lines for a throwing callback; a row of a class's table, so that each text is written once.
 struct GuardTexts {
-    eLogLevel level;
-    const char* onException;           ///< two %s: the name of the object and the text of the exception
-    const char* onUnknown;             ///< one %s: the name of the object
+    eLogLevel level{};
+    const char* onException{nullptr};  ///< two %s: the name of the object and the text of the exception
+    const char* onUnknown{nullptr};    ///< one %s: the name of the object
     const char* callback{"callback"};  ///< what is called, for reports of failures and crashes: "onUpdate"
 };
 

@@ -50,7 +50,8 @@ private:
 /// decides which, so that changes of a thread keep their order. \return  whether it was made now.
 template <class Now, class Later>
 bool changeContent(const ApplicationContext& context, const Now& now, const Later& later) {
-    const ApplicationContext self(context);  // the change may take it away
+    // The change may take the other one away. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const ApplicationContext self(context);
     for (;;) {
         {
             const ContentChange change(self);
