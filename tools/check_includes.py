@@ -37,7 +37,7 @@ OPEN_TO = {   # opt-in headers whose purpose is to show types of a third party
         "named_output", "xml_in_archive", "xml_out_archive")},
     **{f"kr/persistence/files/{name}.h": "boost/" for name in ("base_part", "export_file_section")},
 }
-UMBRELLA = "kr/foundation.h"
+UMBRELLAS = {"kr/foundation.h", "kr/plugin.h"}
 CODE = {".h", ".hpp", ".ipp", ".inl", ".cpp", ".cc", ".cxx"}
 
 
@@ -151,7 +151,7 @@ def check_include(tree, path, line, bracket, target):
         return
     if ".." in pathlib.PurePosixPath(target).parts or not target.startswith("kr/"):
         tree.fault(path, line, f'"{target}" is not a full path from the root of the sources')
-    elif target == UMBRELLA:
+    elif target in UMBRELLAS:
         tree.fault(path, line, "the umbrella header is for users of the library")
     elif target not in tree.texts:
         tree.fault(path, line, f'"{target}" does not exist')

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <kr/foundation.h>
+#include <kr/plugin.h>
 
 /// A mass that a force accelerates.
 class RoadVehicle final : public KrSim::IExtension {

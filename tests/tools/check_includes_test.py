@@ -45,6 +45,7 @@ BROKEN = {
     "missing file": ("mid/b.h", '#include "kr/low/gone.h"', "does not exist"),
     "source file": ("mid/top/c.h", '#include "kr/low/a.cpp"', "is a source file"),
     "umbrella": ("mid/b.h", '#include "kr/foundation.h"', "umbrella"),
+    "umbrella for plug-ins": ("mid/b.h", '#include "kr/plugin.h"', "umbrella"),
     "expensive header": ("mid/b.h", "  #  include <iostream>", "<iostream> is kept out"),
     "third-party header": ("low/a.h", "#include <boost/any.hpp>", "<boost/any.hpp> is kept out"),
     "loop of two": ("low/a.h", '#include "kr/low/internal/hidden.h"', "include loop: kr/low/a.h -> kr/low/internal/hidden.h -> kr/low/a.h"),

@@ -19,7 +19,7 @@ set_target_properties(KrFoundation PROPERTIES LINKER_LANGUAGE CXX)
 add_library(kr_internal_headers INTERFACE)
 add_subdirectory(low)
 add_subdirectory(low/high)
-kr_finish_components()
+kr_finish_components(PLUGIN kr/low/high/d.h)
 """
 GOOD = {
     "CMakeLists.txt": ROOT,
@@ -34,6 +34,7 @@ BROKEN = {
     "name of another folder": ("src/kr/low/high/CMakeLists.txt", "kr_component(high SOURCES d.cpp)",
                                "a layer is named after its folder"),
     "misspelt argument": ("src/kr/low/CMakeLists.txt", "kr_component(low FILES a.cpp)", "unknown arguments"),
+    "unknown header for plug-ins": ("src/kr/CMakeLists.txt", LAYERS.replace("high/d.h", "b.h"), "kr/low/b.h are no public"),
     "missing source": ("src/kr/low/CMakeLists.txt", "kr_component(low SOURCES gone.cpp)", "gone.cpp"),
 }
 
@@ -57,6 +58,8 @@ class KrComponent(unittest.TestCase):
         umbrella = (self.folder / "build/include/kr/foundation.h").read_text(encoding="utf-8").splitlines()
         self.assertEqual([line for line in umbrella if line.startswith('#include "')],
                          ['#include "kr/low/a.h"', '#include "kr/low/high/d.h"'])
+        plugin = (self.folder / "build/include/kr/plugin.h").read_text(encoding="utf-8").splitlines()
+        self.assertEqual([line for line in plugin if line.startswith("#include")], ['#include "kr/low/high/d.h"'])
         self.assertEqual((self.folder / "build/kr_layers.txt").read_text(encoding="utf-8"),
                          "layer low: \nheaders low/a.h\nopt_in low/b.h\nframework low/e.h\ninternal low/internal/c.h\nsources low/a.cpp\n"
                          "layer low/high: low\nheaders low/high/d.h\nsources low/high/d.cpp\n")
