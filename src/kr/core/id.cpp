@@ -30,7 +30,7 @@ struct Place {
 constexpr Place placeOf(std::uint32_t index) noexcept {
     const std::uint64_t shifted = std::uint64_t{index} + (std::uint64_t{1} << kFirstChunkBits);
     const auto bits = static_cast<std::size_t>(std::bit_width(shifted)) - 1;
-    return {bits - kFirstChunkBits, static_cast<std::size_t>(shifted - (std::uint64_t{1} << bits))};
+    return {bits - kFirstChunkBits, static_cast<std::size_t>(shifted - std::bit_floor(shifted))};
 }
 static_assert(placeOf(0xffffffff).chunk == kChunkCount - 1);
 

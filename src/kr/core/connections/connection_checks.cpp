@@ -22,7 +22,7 @@ const Container* asContainer(const FieldBase& field) {
 }
 
 std::string nameOf(const FieldBase& field) {
-    const std::string type = Types::nameFor(field.getDataType());
+    std::string type = Types::nameFor(field.getDataType());
     if (field.getDataType() == Types::kEnumeration) return type + " '" + field.get<KrEnum>().getTypeString() + "'";
     if (field.getDataType() != Types::kVector) return type;
     return type + " of " + Types::nameFor(static_cast<const KrData::VectorBase&>(field).getItemDataType());
