@@ -41,11 +41,11 @@ struct Content {
     }
     void enter() const {
         for (std::size_t i = 0; i < ids.size(); ++i)
-            KrContentDirectory::_add(extensions[i], ids[i]);
+            KrContentDirectory::add(extensions[i], ids[i]);
     }
     void leave() const {
         for (std::size_t i = 0; i < ids.size(); ++i)
-            KrContentDirectory::_remove(extensions[i], ids[i]);
+            KrContentDirectory::remove(extensions[i], ids[i]);
     }
     [[nodiscard]] std::vector<KrContentID::Identifier> shuffledIDs() const {
         std::vector<KrContentID::Identifier> shuffled;
@@ -74,7 +74,7 @@ void findAll(benchmark::State& state, const std::vector<KrContentID::Identifier>
 void BM_Find(benchmark::State& state) {
     const Content content(static_cast<std::size_t>(state.range(0)));
     content.enter();
-    findAll(state, content.shuffledIDs(), [](const auto& id) { return KrContentDirectory::_find(id); });
+    findAll(state, content.shuffledIDs(), [](const auto& id) { return KrContentDirectory::find(id); });
     content.leave();
 }
 BENCHMARK(BM_Find)->Arg(1000)->Arg(1000000);

@@ -64,7 +64,7 @@ TEST_F(ContentReference, OfTwoWithOneIDKeepsTheOneItWasMadeFrom) {
     const KrContentReference found(kId);
     EXPECT_EQ(copy.get(), second->asExtension());
     EXPECT_EQ(found.get(), first->asExtension());
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), first->asExtension());
+    EXPECT_EQ(KrContentDirectory::find(kId.getRuntimeID()), first->asExtension());
     second.reset();
     EXPECT_EQ(named.get(), first->asExtension());
 }
@@ -80,10 +80,10 @@ TEST_F(ContentReference, FollowsItsContentToAnotherID) {
     EXPECT_EQ(reference.getContentID(), kOtherId);
     EXPECT_EQ(waiting.get(), content->asExtension());
     EXPECT_EQ(atTwin.getContentID(), kId);
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), twin->asExtension());
+    EXPECT_EQ(KrContentDirectory::find(kId.getRuntimeID()), twin->asExtension());
 
     content->changeID({});
-    EXPECT_EQ(KrContentDirectory::_find({}), nullptr) << "the empty ID answers for nobody";
+    EXPECT_EQ(KrContentDirectory::find({}), nullptr) << "the empty ID answers for nobody";
     const Content nameless = make({});
     content->leave();
     EXPECT_EQ(reference.get(), nullptr);
@@ -185,7 +185,7 @@ TEST_F(ContentReference, AStrongOneIsTheFirstHolderOfWhatItIsGiven) {
     reference.setTarget(content->asExtension());
     EXPECT_EQ(content->getRefCount(), 1);
     reference.reset();
-    EXPECT_EQ(KrContentDirectory::_find(kId.getRuntimeID()), nullptr);
+    EXPECT_EQ(KrContentDirectory::find(kId.getRuntimeID()), nullptr);
     EXPECT_TRUE(reference.isEmpty());
     EXPECT_TRUE(reference.isStrongReference());
 }
@@ -261,13 +261,13 @@ TEST_F(ContentReference, ContentComesAndGoesOnOtherThreads) {
         reference.setTarget(kOtherId);
         reference.enableStrongReference(true);
         kept = reference;
-        const KrContentDirectory::Held held = KrContentDirectory::_hold(kOtherId.getRuntimeID());
+        const KrContentDirectory::Held held = KrContentDirectory::hold(kOtherId.getRuntimeID());
         if (held.first && held.second->getRefCount() < 1) ++dead;
         kept.enableStrongReference(false);
     });
     EXPECT_EQ(dead, 0);
     EXPECT_EQ(kept.get(), nullptr);
-    EXPECT_EQ(KrContentDirectory::_find(kOtherId.getRuntimeID()), nullptr);
+    EXPECT_EQ(KrContentDirectory::find(kOtherId.getRuntimeID()), nullptr);
 }
 
 }  // namespace content_reference_test

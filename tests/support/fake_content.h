@@ -19,11 +19,11 @@ public:
     [[nodiscard]] KrSim::KrExtension* asExtension() { return reinterpret_cast<KrSim::KrExtension*>(this); }
     [[nodiscard]] const KrSim::KrContentID& id() const { return _id; }
 
-    void enter() { KrSim::KrContentDirectory::_add(asExtension(), _id); }
-    void leave() { KrSim::KrContentDirectory::_remove(asExtension(), _id); }
+    void enter() { KrSim::KrContentDirectory::add(asExtension(), _id); }
+    void leave() { KrSim::KrContentDirectory::remove(asExtension(), _id); }
     void changeID(const KrSim::KrContentID& id) {
         const auto before = std::exchange(_id, id);
-        KrSim::KrContentDirectory::_changeID(asExtension(), before, _id);
+        KrSim::KrContentDirectory::changeID(asExtension(), before, _id);
     }
 
 private:
@@ -40,10 +40,10 @@ public:
     FakeContentScope& operator=(const FakeContentScope&) = delete;
     ~FakeContentScope() { Kr::UpperLayer<IContentResolver>::install(_previous); }
 
-    [[nodiscard]] KrSim::KrContentID _getContentID(KrSim::KrExtension* extension) const override {
+    [[nodiscard]] KrSim::KrContentID getContentID(KrSim::KrExtension* extension) const override {
         return reinterpret_cast<FakeContent*>(extension)->id();
     }
-    [[nodiscard]] Kr::KrRefCount* _asRefCount(KrSim::KrExtension* extension) const noexcept override {
+    [[nodiscard]] Kr::KrRefCount* asRefCount(KrSim::KrExtension* extension) const noexcept override {
         return reinterpret_cast<FakeContent*>(extension);
     }
 

@@ -41,7 +41,7 @@ struct Directory {
 Holder tryHold(KrExtension* extension) {
     const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return {};
-    return Kr::KrWeakPtr<Kr::KrRefCount>(resolver->_asRefCount(extension)).lock();
+    return Kr::KrWeakPtr<Kr::KrRefCount>(resolver->asRefCount(extension)).lock();
 }
 
 /// What a change leaves to be done without the lock. Declare it before the lock is taken.
@@ -135,14 +135,14 @@ void waitForOthers(std::unique_lock<std::mutex>& lock, const ContentLink& link) 
 
 // Extensions
 
-void KrContentDirectory::_add(KrExtension* extension, const KrContentID& id) {
+void KrContentDirectory::add(KrExtension* extension, const KrContentID& id) {
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     if (directory.index.add(extension, id)) offerToWaiting(directory.index, id, extension, afterUnlock);
 }
 
-bool KrContentDirectory::_remove(KrExtension* extension, const KrContentID& id) noexcept {
+bool KrContentDirectory::remove(KrExtension* extension, const KrContentID& id) noexcept {
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
@@ -155,7 +155,7 @@ bool KrContentDirectory::_remove(KrExtension* extension, const KrContentID& id) 
     return true;
 }
 
-void KrContentDirectory::_changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after) {
+void KrContentDirectory::changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after) {
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
@@ -173,13 +173,13 @@ void KrContentDirectory::_changeID(KrExtension* extension, const KrContentID& be
     });
 }
 
-bool KrContentDirectory::_contains(const KrExtension* extension, const KrContentID::Identifier& id) {
+bool KrContentDirectory::contains(const KrExtension* extension, const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     return directory.index.contains(extension, id);
 }
 
-KrExtension* KrContentDirectory::_find(const KrContentID::Identifier& id) {
+KrExtension* KrContentDirectory::find(const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     return directory.index.findFirst(id);
@@ -194,28 +194,28 @@ KrContentDirectory::Held holdNow(KrExtension* extension) {
 
 }  // namespace
 
-KrContentDirectory::Held KrContentDirectory::_hold(const KrContentID::Identifier& id) {
+KrContentDirectory::Held KrContentDirectory::hold(const KrContentID::Identifier& id) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     return holdNow(directory.index.findFirst(id));
 }
 
-KrContentDirectory::Held KrContentDirectory::_resolve(const KrContentID::Identifier& runtimeID,
-                                                      const KrContentID::Identifier& rawID) {
+KrContentDirectory::Held KrContentDirectory::resolve(const KrContentID::Identifier& runtimeID,
+                                                     const KrContentID::Identifier& rawID) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     KrExtension* const exact = directory.index.findFirst(runtimeID);
     return holdNow(exact ? exact : directory.index.findOnly(rawID));
 }
 
-std::size_t KrContentDirectory::_getCountOf(const KrContentID::Identifier& rawID) {
+std::size_t KrContentDirectory::getCountOf(const KrContentID::Identifier& rawID) {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     return directory.index.countOf(rawID);
 }
 
-std::vector<KrContentDirectory::Held> KrContentDirectory::_holdItems(const KrContentID::Identifier& rawID,
-                                                                     std::size_t most) {
+std::vector<KrContentDirectory::Held> KrContentDirectory::holdItems(const KrContentID::Identifier& rawID,
+                                                                    std::size_t most) {
     std::vector<Held> items;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
@@ -225,7 +225,7 @@ std::vector<KrContentDirectory::Held> KrContentDirectory::_holdItems(const KrCon
     return items;
 }
 
-std::size_t KrContentDirectory::_getCount() {
+std::size_t KrContentDirectory::getCount() {
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
     return directory.index.count();
@@ -233,7 +233,7 @@ std::size_t KrContentDirectory::_getCount() {
 
 // References
 
-void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, const Held& preferred) {
+void KrContentDirectory::connect(ContentLink& link, const KrContentID& id, const Held& preferred) {
     const auto& key = id.getRuntimeID();
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
@@ -252,7 +252,7 @@ void KrContentDirectory::_connect(ContentLink& link, const KrContentID& id, cons
     link.toldCount = link.changeCount;  // the owner caused it
 }
 
-void KrContentDirectory::_disconnect(ContentLink& link) noexcept {
+void KrContentDirectory::disconnect(ContentLink& link) noexcept {
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
@@ -261,7 +261,7 @@ void KrContentDirectory::_disconnect(ContentLink& link) noexcept {
     link.toldCount = link.changeCount;
 }
 
-void KrContentDirectory::_close(ContentLink& link) noexcept {
+void KrContentDirectory::close(ContentLink& link) noexcept {
     Holder holder;
     std::shared_ptr<const ContentLink::Observer> observer;
     Directory& directory = Directory::instance();
@@ -274,7 +274,7 @@ void KrContentDirectory::_close(ContentLink& link) noexcept {
     lock.unlock();
 }
 
-void KrContentDirectory::_setObserver(ContentLink& link, std::function<void()> function) {
+void KrContentDirectory::setObserver(ContentLink& link, std::function<void()> function) {
     std::shared_ptr<const ContentLink::Observer> observer;
     if (function) observer = std::make_shared<const ContentLink::Observer>(std::move(function));
     Directory& directory = Directory::instance();
@@ -285,7 +285,7 @@ void KrContentDirectory::_setObserver(ContentLink& link, std::function<void()> f
     lock.unlock();
 }
 
-void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
+void KrContentDirectory::setStrong(ContentLink& link, bool isStrong) {
     WorkAfterUnlock afterUnlock;
     Directory& directory = Directory::instance();
     const std::lock_guard lock(directory.mutex);
@@ -307,22 +307,22 @@ void KrContentDirectory::_setStrong(ContentLink& link, bool isStrong) {
     link.toldCount = link.changeCount;
 }
 
-bool KrContentDirectory::_isStrong(const ContentLink& link) {
+bool KrContentDirectory::isStrong(const ContentLink& link) {
     const std::lock_guard lock(Directory::instance().mutex);
     return link.isStrong;
 }
 
-bool KrContentDirectory::_isConnected(const ContentLink& link) {
+bool KrContentDirectory::isConnected(const ContentLink& link) {
     const std::lock_guard lock(Directory::instance().mutex);
     return link.isConnected();
 }
 
-KrContentID KrContentDirectory::_idOf(const ContentLink& link) {
+KrContentID KrContentDirectory::idOf(const ContentLink& link) {
     const std::lock_guard lock(Directory::instance().mutex);
     return link.id;
 }
 
-KrContentDirectory::Held KrContentDirectory::_hold(const ContentLink& link) {
+KrContentDirectory::Held KrContentDirectory::hold(const ContentLink& link) {
     const std::lock_guard lock(Directory::instance().mutex);
     KrExtension* const target = link.target.load(std::memory_order_relaxed);
     Holder holder = link.holder ? link.holder : tryHold(target);

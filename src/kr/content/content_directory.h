@@ -13,10 +13,6 @@
 
 namespace KrSim {
 
-namespace detail {
-struct ContentLink;
-}  // namespace detail
-
 /// The registry of live extensions by runtime ID, and of the references that follow an ID.
 ///
 /// Several extensions may have one ID, as when a file is loaded twice. The first one registered is found; after its
@@ -35,41 +31,41 @@ public:
 
     // --- Extensions ------------------------------------------------------------------------------------------------
     /// Does nothing when the extension is registered already.
-    static void _add(KrExtension* extension, const KrContentID& id);
+    static void add(KrExtension* extension, const KrContentID& id);
     /// Returns whether it was registered. The extension is not accessed: it may be half destroyed.
-    static bool _remove(KrExtension* extension, const KrContentID& id) noexcept;
+    static bool remove(KrExtension* extension, const KrContentID& id) noexcept;
     /// Moves a registered extension to another ID; its references follow it.
-    static void _changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after);
-    [[nodiscard]] static bool _contains(const KrExtension* extension, const KrContentID::Identifier& id);
+    static void changeID(KrExtension* extension, const KrContentID& before, const KrContentID& after);
+    [[nodiscard]] static bool contains(const KrExtension* extension, const KrContentID::Identifier& id);
     /// The pointer is valid as long as no other thread releases the extension.
-    [[nodiscard]] static KrExtension* _find(const KrContentID::Identifier& id);
+    [[nodiscard]] static KrExtension* find(const KrContentID::Identifier& id);
     /// Null for an extension without a holder or one that is being destroyed.
-    [[nodiscard]] static Held _hold(const KrContentID::Identifier& id);
+    [[nodiscard]] static Held hold(const KrContentID::Identifier& id);
     /// The same, and where none has the runtime ID, the only one with the raw ID.
-    [[nodiscard]] static Held _resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
+    [[nodiscard]] static Held resolve(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID);
     /// Number of extensions with this raw ID: the same item from several files, or several times from one.
-    [[nodiscard]] static std::size_t _getCountOf(const KrContentID::Identifier& rawID);
+    [[nodiscard]] static std::size_t getCountOf(const KrContentID::Identifier& rawID);
     /// The first extensions with this raw ID, at most so many, with holders; without those that cannot be held.
-    [[nodiscard]] static std::vector<Held> _holdItems(const KrContentID::Identifier& rawID, std::size_t most);
+    [[nodiscard]] static std::vector<Held> holdItems(const KrContentID::Identifier& rawID, std::size_t most);
     /// Number of registered extensions.
-    [[nodiscard]] static std::size_t _getCount();
+    [[nodiscard]] static std::size_t getCount();
 
     // --- References ------------------------------------------------------------------------------------------------
     /// Makes a reference follow an ID. It takes the preferred extension if that is registered under the ID, or if the
     /// reference is strong and gets a holder of it; else the first extension with the ID, or none.
-    static void _connect(detail::ContentLink& link, const KrContentID& id, const Held& preferred);
+    static void connect(detail::ContentLink& link, const KrContentID& id, const Held& preferred);
     /// Ends following; a strong reference keeps the extension that it holds.
-    static void _disconnect(detail::ContentLink& link) noexcept;
+    static void disconnect(detail::ContentLink& link) noexcept;
     /// As _disconnect, for a reference that dies. Returns when no other thread is calling the observer.
-    static void _close(detail::ContentLink& link) noexcept;
+    static void close(detail::ContentLink& link) noexcept;
 
     /// Returns when no other thread is calling the previous observer.
-    static void _setObserver(detail::ContentLink& link, std::function<void()> observer);
-    static void _setStrong(detail::ContentLink& link, bool isStrong);
-    [[nodiscard]] static bool _isStrong(const detail::ContentLink& link);
-    [[nodiscard]] static bool _isConnected(const detail::ContentLink& link);
-    [[nodiscard]] static KrContentID _idOf(const detail::ContentLink& link);
-    [[nodiscard]] static Held _hold(const detail::ContentLink& link);
+    static void setObserver(detail::ContentLink& link, std::function<void()> observer);
+    static void setStrong(detail::ContentLink& link, bool isStrong);
+    [[nodiscard]] static bool isStrong(const detail::ContentLink& link);
+    [[nodiscard]] static bool isConnected(const detail::ContentLink& link);
+    [[nodiscard]] static KrContentID idOf(const detail::ContentLink& link);
+    [[nodiscard]] static Held hold(const detail::ContentLink& link);
 };
 
 }  // namespace KrSim

@@ -8,6 +8,7 @@
 #include <random>
 #include <span>
 
+#include "kr/content/content_id_access.h"
 #include "kr/platform/murmur_hash3.h"
 #include "kr/platform/ref_count.h"
 #include "kr/platform/text.h"
@@ -210,24 +211,6 @@ KrContentID KrContentID::createFromParentInstance(const KrContentID& parent, con
     return id;
 }
 
-KrContentID KrContentID::_fromChain(Chain chain) {
-    KrContentID id;
-    if (chain.empty()) return id;
-    id._setOrigin({}, std::move(chain));
-    id._recompute();
-    return id;
-}
-
-KrContentID KrContentID::_fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
-                                    std::string file, Chain chain) {
-    KrContentID id;
-    id._own = own;
-    id._runtime = runtime;
-    id._raw = raw;
-    id._setOrigin(std::move(file), std::move(chain));
-    return id;
-}
-
 // Change
 
 void KrContentID::setParentID(const KrContentID& parent) {
@@ -238,12 +221,6 @@ void KrContentID::setParentID(const KrContentID& parent) {
 
 void KrContentID::setFile(const std::string& file) {
     _setOrigin(file, getParentInstances());
-    _recompute();
-}
-
-void KrContentID::_setFileOf(const KrContentID& other) {
-    if (!getParentInstances().empty()) return setFile(other.getFile());
-    _origin = other._origin;
     _recompute();
 }
 
@@ -290,5 +267,35 @@ bool KrContentID::isEmpty() const noexcept {
 std::string KrContentID::toString() const {
     return _runtime.toString();
 }
+
+// Readers of stored IDs
+
+namespace detail {
+
+KrContentID ContentIDAccess::fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
+                                       std::string file, Chain chain) {
+    KrContentID id;
+    id._own = own;
+    id._runtime = runtime;
+    id._raw = raw;
+    id._setOrigin(std::move(file), std::move(chain));
+    return id;
+}
+
+KrContentID ContentIDAccess::fromChain(Chain chain) {
+    KrContentID id;
+    if (chain.empty()) return id;
+    id._setOrigin({}, std::move(chain));
+    id._recompute();
+    return id;
+}
+
+void ContentIDAccess::setFileOf(KrContentID& id, const KrContentID& other) {
+    if (!id.getParentInstances().empty()) return id.setFile(other.getFile());
+    id._origin = other._origin;
+    id._recompute();
+}
+
+}  // namespace detail
 
 }  // namespace KrSim

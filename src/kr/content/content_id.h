@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/content/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
 #include "kr/platform/uuid.h"
@@ -110,15 +111,8 @@ public:
         return left._runtime <=> right._runtime;
     }
 
-    /// For readers of stored IDs: takes all parts as stored and recomputes nothing.
-    [[nodiscard]] static KrContentID _fromParts(const Identifier& own, const Identifier& runtime, const Identifier& raw,
-                                                std::string file, Chain chain);
-    /// For readers of stored IDs: the placement with this chain; the empty ID for an empty chain.
-    [[nodiscard]] static KrContentID _fromChain(Chain chain);
-    /// For readers of stored IDs: as setFile with the file of another ID without a chain; both share its text.
-    void _setFileOf(const KrContentID& other);
-
 private:
+    friend struct detail::ContentIDAccess;
     struct Origin;
 
     void _setOrigin(std::string file, Chain chain);

@@ -1,5 +1,6 @@
 #include "kr/content/content_reference.h"
 
+#include "kr/content/content_directory.h"
 #include "kr/content/i_content_resolver.h"
 #include "kr/content/internal/content_link.h"
 
@@ -42,7 +43,7 @@ KrContentReference::~KrContentReference() {
 void KrContentReference::_close() noexcept {
     if (!_link) return;
     detail::ContentLink* const link = std::exchange(_link, nullptr);
-    KrContentDirectory::_close(*link);
+    KrContentDirectory::close(*link);
     link->_release();
 }
 
@@ -60,20 +61,20 @@ KrExtension* KrContentReference::get() const noexcept {
     return _link ? _link->target.load(std::memory_order_acquire) : nullptr;
 }
 
-KrContentDirectory::Held KrContentReference::_hold() const {
-    return _link ? KrContentDirectory::_hold(*_link) : KrContentDirectory::Held();
+KrContentReference::Held KrContentReference::_hold() const {
+    return _link ? KrContentDirectory::hold(*_link) : Held();
 }
 
 KrContentID KrContentReference::getContentID() const {
-    return _link ? KrContentDirectory::_idOf(*_link) : KrContentID();
+    return _link ? KrContentDirectory::idOf(*_link) : KrContentID();
 }
 
 bool KrContentReference::isEmpty() const {
     return !get() && getContentID().isEmpty();
 }
 
-void KrContentReference::_connect(const KrContentID& id, const KrContentDirectory::Held& preferred) {
-    KrContentDirectory::_connect(_makeLink(), id, preferred);
+void KrContentReference::_connect(const KrContentID& id, const Held& preferred) {
+    KrContentDirectory::connect(_makeLink(), id, preferred);
 }
 
 void KrContentReference::setTarget(const KrContentID& id) {
@@ -85,8 +86,8 @@ void KrContentReference::setTarget(KrExtension* extension) {
     const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return reset();
     // A weak reference forms no holder: letting go of the first one would destroy the extension.
-    Kr::KrSmartPtr<Kr::KrRefCount> holder(isStrongReference() ? resolver->_asRefCount(extension) : nullptr);
-    _connect(resolver->_getContentID(extension), {extension, std::move(holder)});
+    Kr::KrSmartPtr<Kr::KrRefCount> holder(isStrongReference() ? resolver->asRefCount(extension) : nullptr);
+    _connect(resolver->getContentID(extension), {extension, std::move(holder)});
 }
 
 void KrContentReference::reset() {
@@ -97,7 +98,7 @@ void KrContentReference::_copyTarget(const KrContentReference& other) {
     const bool isStrong = other.isStrongReference();
     if (!_link && !other._link) return;
     enableStrongReference(isStrong);
-    KrContentDirectory::Held target = isStrong ? other._hold() : KrContentDirectory::Held();
+    Held target = isStrong ? other._hold() : Held();
     if (!target.first) target.first = other.get();  // only compared with those in the directory
     _connect(other.getContentID(), target);
     if (!other.isConnectedToRegistry()) disconnectFromRegistry();
@@ -106,38 +107,38 @@ void KrContentReference::_copyTarget(const KrContentReference& other) {
 // Strength
 
 void KrContentReference::enableStrongReference(bool enable) {
-    if (enable || _link) KrContentDirectory::_setStrong(_makeLink(), enable);
+    if (enable || _link) KrContentDirectory::setStrong(_makeLink(), enable);
 }
 
 bool KrContentReference::isStrongReference() const {
-    return _link && KrContentDirectory::_isStrong(*_link);
+    return _link && KrContentDirectory::isStrong(*_link);
 }
 
 // Registry
 
 void KrContentReference::connectToRegistry() {
     if (!_link || isConnectedToRegistry()) return;
-    KrContentDirectory::Held target = isStrongReference() ? _hold() : KrContentDirectory::Held();
+    Held target = isStrongReference() ? _hold() : Held();
     _connect(getContentID(), target);
 }
 
 void KrContentReference::disconnectFromRegistry() {
-    if (_link) KrContentDirectory::_disconnect(*_link);
+    if (_link) KrContentDirectory::disconnect(*_link);
 }
 
 bool KrContentReference::isConnectedToRegistry() const {
-    return _link && KrContentDirectory::_isConnected(*_link);
+    return _link && KrContentDirectory::isConnected(*_link);
 }
 
 bool KrContentReference::onExtensionRegistered(KrExtension* extension) {
     const IContentResolver* resolver = Kr::UpperLayer<IContentResolver>::get();
     if (!extension || !resolver) return false;
-    if (!get() && resolver->_getContentID(extension) == getContentID()) setTarget(extension);
+    if (!get() && resolver->getContentID(extension) == getContentID()) setTarget(extension);
     return get() == extension;
 }
 
 void KrContentReference::setObserver(Observer observer) {
-    if (observer || _link) KrContentDirectory::_setObserver(_makeLink(), std::move(observer));
+    if (observer || _link) KrContentDirectory::setObserver(_makeLink(), std::move(observer));
 }
 
 }  // namespace KrSim

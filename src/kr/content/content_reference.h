@@ -4,10 +4,10 @@
 #include <functional>
 #include <utility>
 
-#include "kr/content/content_directory.h"
 #include "kr/content/content_id.h"
 #include "kr/content/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
@@ -58,7 +58,7 @@ public:
     /// The extension with a holder; null, too, for an extension without a holder. Needs <kr/extension/extension.h>.
     template <std::same_as<KrExtension> T = KrExtension>
     [[nodiscard]] Kr::KrSmartPtr<T> lock() const {
-        const KrContentDirectory::Held held = _hold();
+        const Held held = _hold();
         return Kr::KrSmartPtr<T>(held.first);
     }
     /// The ID that it refers to, whether or not an extension has it; empty when it refers to nothing.
@@ -94,9 +94,11 @@ public:
     void setObserver(Observer observer);
 
 private:
+    using Held = std::pair<KrExtension*, Kr::KrSmartPtr<Kr::KrRefCount>>;  // with a holder of it, or both null
+
     [[nodiscard]] detail::ContentLink& _makeLink();
-    [[nodiscard]] KrContentDirectory::Held _hold() const;
-    void _connect(const KrContentID& id, const KrContentDirectory::Held& preferred);
+    [[nodiscard]] Held _hold() const;
+    void _connect(const KrContentID& id, const Held& preferred);
     void _copyTarget(const KrContentReference& other);
     void _close() noexcept;
 

@@ -7,4 +7,9 @@ class IContentResolver;
 class KrContentDirectory;
 class KrContentID;
 class KrContentReference;
+
+namespace detail {
+struct ContentIDAccess;
+struct ContentLink;
+}  // namespace detail
 }  // namespace KrSim

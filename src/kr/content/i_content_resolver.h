@@ -13,9 +13,9 @@ namespace KrSim {
 /// Thread: any. Ownership: none.
 class KR_API IContentResolver {
 public:
-    [[nodiscard]] virtual KrContentID _getContentID(KrExtension* extension) const = 0;
+    [[nodiscard]] virtual KrContentID getContentID(KrExtension* extension) const = 0;
     /// The same object as counted object. Called under a lock.
-    [[nodiscard]] virtual Kr::KrRefCount* _asRefCount(KrExtension* extension) const noexcept = 0;
+    [[nodiscard]] virtual Kr::KrRefCount* asRefCount(KrExtension* extension) const noexcept = 0;
 
 protected:
     ~IContentResolver() = default;

@@ -11,7 +11,7 @@ namespace {
 
 bool carries(KrSim::KrExtension* extension, const KrSim::KrContentID& id) {
     const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
-    return extension == nullptr || resolver == nullptr || resolver->_getContentID(extension) == id;
+    return extension == nullptr || resolver == nullptr || resolver->getContentID(extension) == id;
 }
 
 }  // namespace

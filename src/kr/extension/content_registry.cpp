@@ -10,8 +10,8 @@ namespace {
 
 class Resolver final : public IContentResolver {
 public:
-    [[nodiscard]] KrContentID _getContentID(KrExtension* extension) const override { return extension->getContentID(); }
-    [[nodiscard]] Kr::KrRefCount* _asRefCount(KrExtension* extension) const noexcept override { return extension; }
+    [[nodiscard]] KrContentID getContentID(KrExtension* extension) const override { return extension->getContentID(); }
+    [[nodiscard]] Kr::KrRefCount* asRefCount(KrExtension* extension) const noexcept override { return extension; }
 };
 
 }  // namespace
@@ -27,38 +27,38 @@ KrContentRegistry::KrContentRegistry() {
 }
 
 void KrContentRegistry::registerExtension(KrExtension* extension) {
-    if (extension) KrContentDirectory::_add(extension, extension->getContentID());
+    if (extension) KrContentDirectory::add(extension, extension->getContentID());
 }
 
 void KrContentRegistry::unregisterExtension(KrExtension* extension) noexcept {
-    if (extension) KrContentDirectory::_remove(extension, extension->getContentID());
+    if (extension) KrContentDirectory::remove(extension, extension->getContentID());
 }
 
 bool KrContentRegistry::isRegistered(const KrExtension* extension) const {
-    return extension && KrContentDirectory::_contains(extension, extension->getContentID().getRuntimeID());
+    return extension && KrContentDirectory::contains(extension, extension->getContentID().getRuntimeID());
 }
 
 KrExtension* KrContentRegistry::find(const KrContentID::Identifier& runtimeID) const {
-    return KrContentDirectory::_find(runtimeID);
+    return KrContentDirectory::find(runtimeID);
 }
 
 Kr::KrSmartPtr<KrExtension> KrContentRegistry::lock(const KrContentID& id) const {
-    const KrContentDirectory::Held held = KrContentDirectory::_hold(id.getRuntimeID());
+    const KrContentDirectory::Held held = KrContentDirectory::hold(id.getRuntimeID());
     return Kr::KrSmartPtr<KrExtension>(held.first);
 }
 
 Kr::KrSmartPtr<KrExtension> KrContentRegistry::resolve(const KrContentID& id) const {
-    const KrContentDirectory::Held held = KrContentDirectory::_resolve(id.getRuntimeID(), id.getRawID());
+    const KrContentDirectory::Held held = KrContentDirectory::resolve(id.getRuntimeID(), id.getRawID());
     return Kr::KrSmartPtr<KrExtension>(held.first);
 }
 
 std::size_t KrContentRegistry::getExtensionCount() const {
-    return KrContentDirectory::_getCount();
+    return KrContentDirectory::getCount();
 }
 
 void KrContentRegistry::_onContentIDChanged(KrExtension* extension, const KrContentID& oldID,
                                             const KrContentID& newID) {
-    if (extension) KrContentDirectory::_changeID(extension, oldID, newID);
+    if (extension) KrContentDirectory::changeID(extension, oldID, newID);
 }
 
 }  // namespace KrSim

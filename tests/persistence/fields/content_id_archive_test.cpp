@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "kr/content/content_id_access.h"
 #include "kr/persistence/archives/archive_error.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "tests/persistence/fields/field_trees.h"
@@ -9,6 +10,7 @@ namespace content_id_archive_test {
 using field_trees::Binary;
 using KrSim::KrContentID;
 using KrSim::KrUuid;
+using KrSim::detail::ContentIDAccess;
 
 std::string textOf(const KrContentID& id) {
     std::string text =
@@ -21,7 +23,7 @@ std::string textOf(const KrContentID& id) {
 KrContentID nested(int depth) {
     auto id = KrContentID::createFromWords(1, 2);
     for (int i = 0; i < depth; ++i)
-        id = KrContentID::_fromParts({}, {3, 4}, {5, 6}, {}, {id});
+        id = ContentIDAccess::fromParts({}, {3, 4}, {5, 6}, {}, {id});
     return id;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "kr/content/content_id.h"
+#include "kr/content/content_id_access.h"
 #include "kr/content/content_reference.h"
 #include "kr/events/event_data.h"
 #include "kr/platform/log.h"
@@ -36,7 +36,7 @@ public:
         }
         for (; _isComplete && count != 0; --count)
             chain.push_back(read(nesting + 1));
-        return KrContentID::_fromParts(own, runtime, raw, std::move(file), std::move(chain));
+        return detail::ContentIDAccess::fromParts(own, runtime, raw, std::move(file), std::move(chain));
     }
 
 private:

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "kr/content/content_id_access.h"
 #include "kr/persistence/archives/archive_error.h"
 #include "kr/platform/text.h"
 
@@ -14,6 +15,7 @@ namespace KrPersistence {
 namespace {
 
 using KrSim::KrContentID;
+using KrSim::detail::ContentIDAccess;
 using Identifier = KrContentID::Identifier;
 
 constexpr std::string_view kOwn = "Own";
@@ -79,7 +81,7 @@ KrContentID readNested(ArchiveReader& reader, std::string_view name, int depth) 
         });
     });
     if (!hasOrigin) return KrContentID::createFromWords(runtime.first, runtime.second);
-    return KrContentID::_fromParts(own, runtime, raw, std::move(file), std::move(chain));
+    return ContentIDAccess::fromParts(own, runtime, raw, std::move(file), std::move(chain));
 }
 
 }  // namespace

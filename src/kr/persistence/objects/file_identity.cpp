@@ -2,11 +2,13 @@
 
 #include <utility>
 
+#include "kr/content/content_id_access.h"
 #include "kr/extension/content_registry.h"
 
 namespace KrPersistence {
 
 using KrSim::KrContentID;
+using KrSim::detail::ContentIDAccess;
 
 namespace {
 
@@ -17,7 +19,7 @@ KrContentID changeEntries(const KrContentID& id, const Change& change) {
     chain.reserve(id.getParentInstances().size());
     for (const auto& entry : id.getParentInstances())
         chain.push_back(change(entry));
-    return KrContentID::_fromChain(std::move(chain));
+    return ContentIDAccess::fromChain(std::move(chain));
 }
 
 KrContentID withoutFile(const KrContentID& id) {
@@ -38,7 +40,7 @@ KrContentID LoadedIdentity::operator()(const KrContentID& stored) const {
     if (!stored.getParentInstances().empty()) return changeEntries(stored, *this);
     if (!stored.getFile().empty()) return stored;
     auto live = stored;
-    live._setFileOf(_pattern);
+    ContentIDAccess::setFileOf(live, _pattern);
     return live;
 }
 

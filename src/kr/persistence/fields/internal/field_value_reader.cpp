@@ -49,7 +49,7 @@ std::pair<KrSim::KrContentID, std::string> targetOf(const KrData::Link& link) {
     auto* extension = reference.get();
     const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
     const bool isThere = extension != nullptr && resolver != nullptr;
-    return {isThere ? resolver->_getContentID(extension) : reference.getContentID(), link.getFieldPath()};
+    return {isThere ? resolver->getContentID(extension) : reference.getContentID(), link.getFieldPath()};
 }
 
 /// Gives the proxy the links that it lacks.

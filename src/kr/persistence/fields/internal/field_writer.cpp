@@ -51,7 +51,7 @@ std::string pathBelow(const KrData::FieldBase& root, const KrData::FieldBase& fi
 KrSim::KrContentID idOf(const KrSim::KrContentReference& reference) {
     auto* extension = reference.get();
     const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
-    return extension != nullptr && resolver != nullptr ? resolver->_getContentID(extension) : reference.getContentID();
+    return extension != nullptr && resolver != nullptr ? resolver->getContentID(extension) : reference.getContentID();
 }
 
 }  // namespace
@@ -268,7 +268,7 @@ KrSim::KrContentID FieldWriter::_idOf(KrSim::KrExtension* extension, const Field
     if (_hiddenDepth != 0) return {};  // a reader could not name the place
     if (extension != nullptr) {
         const auto* resolver = Kr::UpperLayer<KrSim::IContentResolver>::get();
-        return resolver != nullptr ? resolver->_getContentID(extension) : KrSim::KrContentID();
+        return resolver != nullptr ? resolver->getContentID(extension) : KrSim::KrContentID();
     }
     if (_unresolved.empty()) return {};
     const auto found = _unresolved.find(keyOf(pathBelow(_root, field), item));

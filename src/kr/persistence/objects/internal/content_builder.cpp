@@ -303,7 +303,7 @@ KrSmartPtr<KrExtension> ContentBuilder::_find(const KrContentID& id) const {
 
 KrSmartPtr<KrExtension> ContentBuilder::_find(const ConnectionEnd& end) const {
     if (auto* made = _findMade(end.runtimeID)) return KrSmartPtr<KrExtension>(made);
-    return KrSmartPtr<KrExtension>(KrSim::KrContentDirectory::_resolve(end.runtimeID, end.rawID).first);
+    return KrSmartPtr<KrExtension>(KrSim::KrContentDirectory::resolve(end.runtimeID, end.rawID).first);
 }
 
 void ContentBuilder::keep() noexcept {

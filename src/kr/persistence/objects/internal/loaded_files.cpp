@@ -86,10 +86,10 @@ bool LoadedFiles::_isTaken(const std::string& name, const std::string& path) con
 std::string describeChoice(const KrContentID::Identifier& runtimeID, const KrContentID::Identifier& rawID) {
     using Directory = KrSim::KrContentDirectory;
     constexpr std::size_t kMostNamed = 4;
-    const auto count = Directory::_getCountOf(rawID);
-    if (count < 2 || Directory::_resolve(runtimeID, rawID).first != nullptr) return {};
+    const auto count = Directory::getCountOf(rawID);
+    if (count < 2 || Directory::resolve(runtimeID, rawID).first != nullptr) return {};
     std::string text = "; " + std::to_string(count) + " objects have that content ID, and none is chosen: ";
-    const auto items = Directory::_holdItems(rawID, kMostNamed);
+    const auto items = Directory::holdItems(rawID, kMostNamed);
     for (const auto& [extension, holder] : items)
         text += (extension != items.front().first ? ", " : "") + describeWithFile(*extension);
     if (count > items.size()) text += ", and " + std::to_string(count - items.size()) + " more";
