@@ -19,11 +19,12 @@
 
 namespace KrSim {
 
-/// A setup: what an application is built from, as content that is edited, saved and loaded like any other.
+/// A setup: the settings and modules of an application, as content that is edited, saved and loaded like any other.
 ///
-/// Every application has one of its own, which holds its present settings (KrApplication::getConfiguration). One that
-/// was made by hand, loaded or captured is applied to an application as a whole (KrApplication::applySetup).
-/// docs/setups.md has the rest. The factory makes setups (kFactoryKey).
+/// Every application has its own setup with its current settings (KrApplication::getConfiguration). A setup that was
+/// created, loaded or captured is applied to an application as a whole (KrApplication::applySetup). Details:
+/// docs/setups.md. The factory creates setups (kFactoryKey).
+/// Thread: application. Ownership: owned by its proxy.
 class KR_API ApplicationConfig : public IObject {
 public:
     class RemoteAccessContainer;
@@ -37,12 +38,12 @@ public:
     static constexpr double kLowestFrameRate = 0.1;
     static constexpr double kHighestFrameRate = 100'000.0;
 
-    /// A null proxy is an error; the parameters are not there then and read as their defaults.
+    /// A null proxy is an error; without a proxy all parameters read as their defaults.
     ApplicationConfig(KrObject* proxy, int version);
     ~ApplicationConfig() override;
 
-    /// A new setup, "Config", with the settings of the application as they are now and those of its modules. Empty for
-    /// null. Application thread.
+    /// A new setup, "Config", with the current settings of the application and those of its modules. Empty for null.
+    /// Application thread.
     [[nodiscard]] static KrSmartInterface<ApplicationConfig> createFromApplication(KrApplication* application);
 
     /// A parameter that is a list.
@@ -50,10 +51,11 @@ public:
     class KR_API List {
     public:
         List(IExtension* owner, const char* name, const char* description);
-        /// Null when there is none: without a proxy, or when the field was removed.
+        /// Null without a proxy, and after the field was removed.
         [[nodiscard]] KrData::Vector<T>* getField() const;
+        /// Empty without a field.
         [[nodiscard]] std::vector<T> get() const;
-        /// False when there is no field.
+        /// False without a field.
         bool set(std::vector<T> items);
 
     private:
@@ -82,20 +84,21 @@ public:
 protected:
     friend class KrApplication;
 
-    /// Makes the plug-in manager search exactly "PluginDirectories", in this order.
+    /// Sets the search directories of the plug-in manager to "PluginDirectories", in this order.
     void _applyPluginPath() const;
     /// The same with "ResourcesDirectories" and the resource manager.
     void _applyResourcesPath() const;
 };
 
-/// Whether and where the application listens for a remote debugger.
+/// Settings of the connection of a remote debugger.
+/// Thread: application. Ownership: owned by the setup.
 class KR_API ApplicationConfig::RemoteAccessContainer final : public KrData::Container {
 public:
     explicit RemoteAccessContainer(const Kr::KrID& id);
     ~RemoteAccessContainer() override;
 
     [[nodiscard]] bool isEnabled() const;
-    /// 0: the system chooses a free one.
+    /// 0: the system chooses a free port.
     [[nodiscard]] unsigned short getListeningPort() const;
 };
 

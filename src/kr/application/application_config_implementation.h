@@ -5,7 +5,8 @@
 
 namespace KrSim {
 
-/// The setup that the factory makes. Plug-ins that bring a kind of setup of their own derive from ApplicationConfig.
+/// The setup that the factory creates. Plug-ins with their own kind of setup derive from ApplicationConfig.
+/// Thread: application. Ownership: owned by its proxy.
 class KR_API ApplicationConfigImplementation final : public ApplicationConfig {
 public:
     explicit ApplicationConfigImplementation(KrObject* proxy, int version = kVersion);

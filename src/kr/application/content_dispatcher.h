@@ -14,20 +14,20 @@
 
 namespace KrSim {
 
-/// Brings the content of an application and its modules together: offers every new extension to every module,
-/// withdraws those that are removed, offers all to a new module, withdraws all from one that is removed. Objects are
-/// offered before what they hold, and withdrawn after it. What is present is registered with the extension sorter.
+/// Connects the content of an application with its modules: offers every new extension to every module, withdraws
+/// removed extensions, offers all content to a new module, and withdraws all from a removed one. Objects are offered
+/// before the extensions below them, and withdrawn after them. Present content is registered with the extension sorter.
 ///
 /// Modules may change content and modules in these calls: each extension is offered to a module once, and
 /// withdrawn from it once and only if it was offered.
-/// Thread: the application thread.
-/// Ownership: modules are held; extensions are held by the objects that they are in.
+/// Thread: application.
+/// Ownership: holds modules; extensions are held by their objects. Root and observer are borrowed.
 class KR_API KrContentDispatcher final : private KrObject::Listener {
 public:
-    /// Called for what was added and removed, after all modules.
+    /// Called for added and removed extensions, after all modules.
     class Observer;
 
-    /// Content is what is below the root, now and later. Root and observer are borrowed.
+    /// The content is everything below the root, now and later. Root and observer are borrowed.
     KrContentDispatcher(KrObject& root, Observer& observer);
     KrContentDispatcher(const KrContentDispatcher&) = delete;
     KrContentDispatcher& operator=(const KrContentDispatcher&) = delete;
@@ -36,7 +36,7 @@ public:
 
     [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _present.size(); }
     [[nodiscard]] bool contains(const KrExtension* extension) const { return _present.count(extension) > 0; }
-    /// All that is present, each object before what it holds.
+    /// All present content, each object before the extensions below it.
     [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> getExtensions() const;
     [[nodiscard]] std::size_t getModuleCount() const noexcept { return _modules->size(); }
     /// In the order of insertion; null past the end. Borrowed.
@@ -44,14 +44,14 @@ public:
     [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
 
     // --- For the application ---------------------------------------------------------------------------------------
-    /// Offers the module all that is present. When memory runs out, it throws std::bad_alloc, and the module is out.
+    /// Offers all present content to the module. Throws std::bad_alloc; the module is not inserted then.
     void _addModule(KrSimulatorModule& module);
-    /// Takes the module out of the list; then withdraws from it all that it was offered.
+    /// Removes the module from the list; then withdraws from it all content that was offered to it.
     void _removeModule(KrSimulatorModule& module);
     /// Lets proxy fields find what they link and has come meanwhile: those of content that came since the last call,
     /// and those that still miss something. Costs nothing while no content comes.
     void _updateProxies();
-    /// Calls the function with each module; those that go meanwhile are left out.
+    /// Calls the function with each module, without those that are removed meanwhile.
     template <class Call>
     void _forEachModule(const Call& call) const {
         const auto modules = _modules.read();

@@ -8,8 +8,8 @@
 
 namespace KrSim {
 
-/// Makes statistics of the frames of a loop. A few additions a frame, nothing is allocated.
-/// Thread: one.
+/// Computes statistics of the frames of a loop: a few additions a frame, without allocation.
+/// Thread: one at a time. Ownership: value.
 class KR_API FrameMeter {
 public:
     /// A frame has begun.
@@ -17,11 +17,11 @@ public:
     void onFrame(const FrameStart& start, double stepSeconds, bool isPaced);
     /// A paused frame has begun: the time up to here does not count.
     void onPausedFrame(const FrameStart& start);
-    /// The frame that was begun last has ended. Its time step counts as simulated.
+    /// The frame that began last has ended. Its time step counts as simulated.
     void onFrameEnded();
 
     [[nodiscard]] const FrameStatistics& getStatistics() const noexcept { return _statistics; }
-    /// Begins anew with the frame after this one.
+    /// Starts again with the next frame.
     void reset() { *this = FrameMeter(); }
 
 private:
@@ -33,8 +33,8 @@ private:
     void _measurePrevious(double end);
 
     FrameStatistics _statistics;
-    std::optional<Frame> _previous;  // whose end the next frame tells
-    double _measuredSteps{0.0};      // of whole frames
+    std::optional<Frame> _previous;  // its end is known with the next frame
+    double _measuredSteps{0.0};      // of complete frames
     double _measuredSeconds{0.0};
     bool _hasWaited{false};
 };

@@ -10,32 +10,34 @@
 
 namespace KrSim {
 
-/// How a frame began. All in seconds.
+/// The start of a frame. All in seconds.
 struct FrameStart {
     double time{0.0};       ///< on the clock of the pacer
-    double wait{0.0};       ///< what was left of the time step when the wait began; 0 when nothing was
-    double overwork{0.0};   ///< how long the work before went on after this frame was due
-    double oversleep{0.0};  ///< how long the wait went on after this frame was due
+    double wait{0.0};       ///< the rest of the time step when the wait began; 0 without a rest
+    double overwork{0.0};   ///< duration of the previous work after this frame was due
+    double oversleep{0.0};  ///< duration of the wait after this frame was due
 };
 
-/// Holds a loop to a frame rate: sleeps until shortly before a frame is due, and spins from there to the moment.
+/// Keeps a loop at a frame rate: sleeps until shortly before a frame is due, and spins for the rest.
 ///
-/// How much before is the resolution: how late sleeps end. It begins with that of the clock and follows the sleeps of
-/// the loop itself, so that the spin is as short as the machine allows. A frame is due one time step after the
-/// beginning of the one before: time that was lost is not caught up. A clock that stands still while it is read again
-/// and again is slept on, so that one which only sleeping moves ends the wait, too.
-/// Thread: one; the flag that ends waits may be set on any thread, or by a signal handler.
+/// The rest is the resolution: the lateness of sleeps. It starts with that of the clock and follows the sleeps of the
+/// loop itself, so that the spin is as short as the machine allows. A frame is due one time step after the beginning of
+/// the previous one: lost time is not caught up. When a clock does not advance while it is read repeatedly, the pacer
+/// sleeps, so that a clock that only advances by sleeping ends the wait, too.
+/// Thread: one at a time; the flag that ends waits may be set on any thread, or by a signal handler. Ownership: clock
+/// and flag are borrowed.
 class KR_API FramePacer {
 public:
-    /// The clock is borrowed. Asks for its resolution, which may take a few milliseconds the first time.
-    /// \param endsWaits  once it is true, a wait ends within 20 ms and its frame begins early; borrowed, null for none.
+    /// Reads the resolution of the clock, which may take a few milliseconds the first time.
+    /// \param endsWaits  when it is true, a wait ends within 20 ms and its frame begins early; null: none.
     explicit FramePacer(Kr::IClock& clock = Kr::SteadyClock::instance(), const std::atomic<bool>* endsWaits = nullptr);
 
-    /// Waits until the frame is due and begins it. The first one is due at once.
+    /// Waits until the frame is due and begins it. The first one is due immediately.
     FrameStart beginPaced(double stepSeconds);
-    /// Begins it at once; nothing is late.
+    /// Begins a frame immediately; it is never late.
     FrameStart beginFree();
 
+    /// Seconds that the pacer spins before a frame is due.
     [[nodiscard]] double getResolution() const noexcept { return _resolution; }
     [[nodiscard]] Kr::IClock& getClock() const noexcept { return _clock; }
 

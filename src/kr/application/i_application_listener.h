@@ -6,10 +6,12 @@
 
 namespace KrSim {
 
-/// Observes an application (KrApplication::registerListener). Override what is of interest.
+/// Observes an application (KrApplication::registerListener). Override the functions that you need; they do nothing by
+/// default.
 ///
-/// Called on the application's thread, between two passes, without a lock: a callback may change content, modules and
-/// listeners. One that throws is logged as a warning.
+/// Thread: application, between two passes, without a lock: a callback may change content, modules and listeners. An
+/// exception is logged as a warning.
+/// Ownership: borrowed, or shared by holdListener.
 class KR_API IApplicationListener {
 public:
     IApplicationListener() = default;
@@ -17,15 +19,16 @@ public:
     IApplicationListener& operator=(const IApplicationListener&) = delete;
     virtual ~IApplicationListener();
 
-    /// The extension has come into the application, and all modules were told. Objects come before what they hold.
+    /// The extension was added to the application and offered to all modules. Objects are reported before the
+    /// extensions below them.
     virtual void onExtensionAdded(KrApplication* application, KrExtension* extension);
-    /// It has left; what an object holds leaves before the object.
+    /// It was removed; extensions below an object are reported before the object.
     virtual void onExtensionRemoved(KrApplication* application, KrExtension* extension);
     virtual void onModuleInserted(KrApplication* application, KrSimulatorModule* module);
     virtual void onModuleRemoved(KrApplication* application, KrSimulatorModule* module);
-    /// All modules were told of it.
+    /// All modules have been called before.
     virtual void onApplicationModeChanged(KrApplication* application, eApplicationMode from, eApplicationMode to);
-    /// A frame has ended, a paused one too.
+    /// A frame has ended, also a paused one.
     virtual void onFrameEnded(KrApplication* application);
     /// The main loop has ended; the application is not running any more.
     virtual void onRunEnded(KrApplication* application, int exitValue);

@@ -12,20 +12,20 @@
 
 namespace KrSim {
 
-/// What a setup keeps of one module. A module itself cannot be held by an object, so a setup holds a plain extension of
-/// the same name for each, with parameters of these meanings.
+/// The record of one module in a setup. A module itself cannot be part of an object, so a setup has a plain extension
+/// of the same name for each, with parameters of these meanings.
 struct ModuleRecord {
     std::string name{};
     KrFactoryKey key{};
-    KrContentID contentID{};                       ///< that a module gets which is made from the record; empty: any
+    KrContentID contentID{};                       ///< for a module that is created from the record; empty: any
     const KrData::Container* settings{nullptr};    ///< parameters of the module; borrowed from the extension
-    const KrData::Container* properties{nullptr};  ///< of the module, likewise; see ExtensionProperties
+    const KrData::Container* properties{nullptr};  ///< of the module, borrowed likewise; see ExtensionProperties
 };
 
-/// What the extension records; nothing when it is no such record.
+/// The record in an extension; empty for an extension that is no record.
 [[nodiscard]] KR_API std::optional<ModuleRecord> readModuleRecord(const KrExtension& extension);
 
-/// The extension for a setup, with copies of the settings and properties. Null is none.
+/// The extension for a setup, with copies of the settings and properties. Null when it cannot be created.
 [[nodiscard]] KR_API Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record);
 
 }  // namespace KrSim

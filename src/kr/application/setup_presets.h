@@ -8,28 +8,29 @@
 
 namespace KrSim {
 
-/// Named variants of a setup: sets of settings that are applied over it, such as "Fast" with another frame rate. They
-/// are part of the setup, as properties (ExtensionProperties), so they are saved, loaded and copied with it.
+/// Named variants of a setup: sets of settings that are applied to it, such as "Fast" with another frame rate. They are
+/// part of the setup, as properties (ExtensionProperties), so they are saved, loaded and copied with it.
 ///
 ///     KrSim::SetupPresets::store(*setup, "Fast", *fastSetup);   // what fastSetup has otherwise
 ///     KrSim::SetupPresets::apply(*setup, "Fast");
 ///     application->applySetup(setup);
 ///
-/// A preset holds parameters of the setup; modules and their settings are not in it. docs/setups.md.
-/// Thread: the application thread.
+/// A preset contains parameters of the setup, but no modules and their settings. docs/setups.md.
+/// Thread: application. Ownership: stored in the setup.
 class KR_API SetupPresets {
 public:
     SetupPresets() = delete;
 
     /// In the order in which they were stored.
     [[nodiscard]] static std::vector<std::string> getNames(const ApplicationConfig& setup);
-    /// Keeps the settings in which `variant` differs from the setup, in place of a preset of this name. False for an
+    /// Stores the settings in which `variant` differs from the setup, replacing a preset of this name. False for an
     /// empty name.
     static bool store(ApplicationConfig& setup, const std::string& name, const ApplicationConfig& variant);
-    /// Gives the setup the settings of the preset. \return  empty, or what went wrong: there is no preset of this name,
-    /// and nothing has changed; or a setting of it does not exist here or has another type, and the others are set.
+    /// Sets the setup's settings to those of the preset. \return  empty, or the problem: the preset does not exist, and
+    /// nothing has changed; or one of its settings does not exist in the setup or has another type, and the others are
+    /// set.
     [[nodiscard]] static std::string apply(ApplicationConfig& setup, const std::string& name);
-    /// False when there is none.
+    /// False without such a preset.
     static bool remove(ApplicationConfig& setup, const std::string& name);
 };
 

@@ -11,8 +11,8 @@
 #include "kr/platform/smart_ptr.h"
 #include "kr/signals/liveness.h"
 
-/// Declares the class type and class name of a class derived from KrBase. First line of the class body; leaves the
-/// access at `public`. `Class` is the plain name as it shall stand in references, `Base` the direct base class:
+/// Declares the class type and class name of a class derived from KrBase. First line of the class body; the access is
+/// `public` afterwards. `Class` is the plain name used in references, `Base` the direct base class:
 ///
 ///     class Vehicle : public Kr::KrBase {
 ///         KR_BASE_CLASS(Vehicle, Kr::KrBase)
@@ -37,23 +37,23 @@ public:                                                                         
 
 namespace Kr {
 
-/// Base of long-lived objects: a name, a class type, subscribers, and an entry in the process-wide set of live
-/// objects, so that the holder of a raw pointer can ask whether the object still exists.
+/// Base of long-lived objects: a name, a class type, subscribers, and an entry in the process-wide set of live objects,
+/// with which the holder of a raw pointer can test whether the object still exists.
 ///
-/// Thread: objects may be made, destroyed and tested for life on any thread. The name and the subscribers of one
-/// object belong to the thread that uses the object.
+/// Thread: objects may be created, destroyed and tested for life on any thread; name and subscribers of one object on
+/// the thread that uses the object. Ownership: subscribers are borrowed.
 class KR_API KrBase {
 public:
-    /// What subscribers are told. Values are not stored anywhere and may grow.
+    /// The events that subscribers are notified of. The values are not stored anywhere and may grow.
     enum class Event : std::uint8_t {
-        kConstructed,  ///< the base part stands; only the constructor subscriber can be there to hear it
-        kDestroyed,    ///< only the base part is left; the object is not in the live set any more
+        kConstructed,  ///< the base part is constructed; only the constructor subscriber can be notified
+        kDestroyed,    ///< only the base part remains; the object is not in the live set any more
         kRenamed,      ///< the name has changed
     };
 
     class Subscriber;
 
-    /// A class derived from KrBase; lives for ever.
+    /// A class derived from KrBase; never destroyed.
     struct ClassType {
         int number;
         std::string name;
@@ -64,16 +64,15 @@ public:
 
     // Class
 
-    /// The number of the object's class, from 1 up in the order of first use. It differs from run to run: never
-    /// store it.
+    /// The number of the object's class, from 1 up in the order of first use. It differs between runs: never store it.
     [[nodiscard]] virtual int getExactClassType() const;
     [[nodiscard]] virtual bool isOfExactClassType(int type) const;
-    /// Whether the object is of that class or of one derived from it.
+    /// Whether the object is of that class or of a derived class.
     [[nodiscard]] virtual bool isOfClassType(int type) const;
 
     virtual ~KrBase();
 
-    /// The plain class name, as it stands in references; never empty.
+    /// The plain class name, as used in references; never empty.
     [[nodiscard]] virtual const std::string& getClassName() const;
 
     [[nodiscard]] static int getClassType();
@@ -82,22 +81,22 @@ public:
 
     // Name
 
-    /// Null is the empty name. A change tells Event::kRenamed; the object may be gone when the call returns, if a
+    /// Null is the empty name. A change notifies Event::kRenamed; the object may have died when the call returns, if a
     /// subscriber destroyed it.
     virtual void setName(const char* name);
     [[nodiscard]] const std::string& getName() const noexcept { return _name; }
     [[nodiscard]] bool hasName() const noexcept { return !_name.empty(); }
-    /// Sets the name to "prefix_name_count"; a null or empty part is left out together with its underscore.
+    /// Sets the name to "prefix_name_count"; a null or empty part is omitted together with its underscore.
     void setCombinedName(const char* prefix, const char* name, std::uint32_t count);
 
-    /// How many objects were made before this one since the start or the last reset of the counter.
+    /// Number of objects created before this one since the start or the last reset of the counter.
     [[nodiscard]] std::uint32_t getCreationIndex() const noexcept { return _creationIndex; }
     static void resetKrBaseCounter() noexcept;
 
     // Subscribers
 
-    /// Subscribing twice is subscribing once; null is ignored. Subscribers are told in the order in which they came;
-    /// one that comes while an event is told is not told of that event.
+    /// Ignores null and a subscriber that is subscribed already. Subscribers are notified in the order of their
+    /// subscription; one that subscribes during a notification is not notified of that event.
     void addSubscriber(Event event, Subscriber* subscriber);
     void addSubscriber(Subscriber* subscriber);  ///< to all events
     void removeSubscriber(Event event, Subscriber* subscriber);
@@ -106,38 +105,39 @@ public:
     /// Whether it is subscribed to all events.
     [[nodiscard]] bool isSubscribed(const Subscriber* subscriber) const;
 
-    /// The one subscriber that each new object gets for all its events, or null. Objects made earlier keep theirs.
-    /// It is told on whatever thread makes, renames or destroys an object. Set it, and destroy it, while no other
-    /// thread makes objects.
+    /// The one subscriber that each new object gets for all its events, or null. Objects created earlier keep theirs.
+    /// It is notified on the thread that creates, renames or destroys an object. Set it, and destroy it, while no other
+    /// thread creates objects.
     static void setConstructorSubscriber(Subscriber* subscriber);
     [[nodiscard]] static Subscriber* getConstructorSubscriber() noexcept;
 
     // Live objects
 
-    /// Whether this is the address of a live object. The pointer is never dereferenced. An object made later at the
-    /// same address counts as live; KrBasePointer tells the two apart. Any thread.
+    /// Whether this is the address of a live object. The pointer is never dereferenced. A new object at the same
+    /// address counts as live; KrBasePointer distinguishes the two. Any thread.
     [[nodiscard]] static bool isKrBaseValid(const KrBase* object) noexcept;
-    /// All live objects, in no special order. One shared array, refilled by each call: for diagnostics, one thread
-    /// at a time.
+    /// All live objects, in any order. One shared array, filled again by each call: for diagnostics, one thread at a
+    /// time.
     [[nodiscard]] static const std::vector<KrBase*>& getKrBaseList();
-    /// Whether new objects enter the set of live objects; on by default. An object made while it is off never counts
-    /// as live. An object that is in the set leaves it on destruction in any case, so no dead address stays.
+    /// Whether new objects enter the set of live objects; initially they do. An object created while it is disabled
+    /// never counts as live. An object in the set leaves it on destruction in any case, so the set contains no dead
+    /// address.
     [[nodiscard]] static bool getEnableMemoryTracking() noexcept;
     static void setEnableMemoryTracking(bool enable) noexcept;
 
-    /// Whether the object at this address lives and has this serial number. Any thread.
+    /// Whether the object at this address is alive and has this serial number. Any thread.
     [[nodiscard]] static bool _isAlive(const KrBase* object, std::uint32_t serial) noexcept;
-    /// A number that no other object has, unlike the creation index, which can be reset; begins anew after 2^31.
+    /// A number unique to this object, unlike the creation index, which can be reset; starts again after 2^31.
     [[nodiscard]] std::uint32_t _getSerial() const noexcept { return _serial; }
-    /// Takes the address out of the set of live objects. Answers whether it was there.
+    /// Removes the address from the set of live objects. Returns whether the set contained it.
     static bool _removeKrBaseInstance(const KrBase* object) noexcept;
-    /// The record of a class, made on first call; the same for every module that names the class. Any thread.
+    /// The record of a class, created with the first call; the same for every module that names the class. Any thread.
     [[nodiscard]] static const ClassType& _registerClass(const std::type_info& type, const char* name);
 
 protected:
     KrBase();
 
-    /// Tells the subscribers of an event. The object may be gone when the call returns.
+    /// Notifies the subscribers of an event. The object may have died when the call returns.
     void _tellSubscribers(Event event);
 
 private:
@@ -152,7 +152,7 @@ private:
     std::uint32_t _isTracked : 1;
 };
 
-/// Is told of events of the objects to which it is subscribed.
+/// Notified of events of the objects to which it is subscribed.
 ///
 /// A subscriber may be destroyed while subscribed, also while it is being told: objects forget dead subscribers. That
 /// must happen on the thread of these objects. A copy starts without subscriptions, and assignment changes none.
@@ -164,12 +164,12 @@ public:
     Subscriber& operator=(const Subscriber&) noexcept { return *this; }
     virtual ~Subscriber();
 
-    /// Called on the thread that causes the event. On Event::kConstructed and Event::kDestroyed only the address may
-    /// be used: the rest of the object is not there. The subscriber may subscribe, unsubscribe and destroy itself.
+    /// Called on the thread that causes the event. On Event::kConstructed and Event::kDestroyed only the address may be
+    /// used: the rest of the object does not exist. The subscriber may subscribe, unsubscribe and destroy itself.
     virtual void onEvent(Event event, KrBase* object);
 
-    /// Ends all subscriptions at once. A derived class whose members may outlive its wish to be told calls it in its
-    /// destructor.
+    /// Ends all subscriptions. A derived class calls it in its destructor when its members must not be notified any
+    /// more.
     void unsubscribeFromAll() noexcept;
 
 private:

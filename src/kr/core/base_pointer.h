@@ -7,19 +7,20 @@
 
 namespace Kr {
 
-/// A borrowed pointer to an object that turns null when the object dies, also where another object is made at the same
-/// address afterwards: the two have different serial numbers.
+/// A borrowed pointer to an object that becomes null when the object dies, also when another object is created at the
+/// same address afterwards: the two have different serial numbers.
 ///
-/// Null from the start for an object that was made while memory tracking was off (KrBase::setEnableMemoryTracking).
-/// Thread: any, for one thread at a time. What get() answers is good as long as no other thread destroys the object.
+/// Always null for an object created while memory tracking was disabled (KrBase::setEnableMemoryTracking).
+/// Thread: one at a time. Ownership: borrows the object.
 class KR_API KrBasePointer {
 public:
     KrBasePointer() noexcept = default;
-    /// Of a live object; null for any other address, which is not read.
+    /// Null for any address that is not that of a live object; the address is not read.
     KrBasePointer(const KrBase* object) noexcept;  // NOLINT(google-explicit-constructor): as a plain pointer
 
+    /// Null after the object died. Valid as long as no other thread destroys the object.
     [[nodiscard]] KrBase* get() const noexcept;
-    /// Where the object is or was; for comparing only.
+    /// The address of the object, also after its death; for comparison only.
     [[nodiscard]] const KrBase* getAddress() const noexcept { return _object; }
 
 private:

@@ -4,8 +4,9 @@
 
 namespace Kr {
 
-/// A colour: red, green, blue and alpha, usually in 0..1. Nothing is clamped. White by default.
-/// Colours compare component by component; NaN differs from itself.
+/// A colour: red, green, blue and alpha, usually in 0..1. Nothing is clamped. White by default. Colours compare
+/// component by component; NaN differs from itself.
+/// Thread: value. Ownership: value.
 class KR_API KrColor {
 public:
     constexpr KrColor() noexcept = default;
@@ -32,7 +33,7 @@ public:
         _a = a;
     }
 
-    // All four components take part, alpha included.
+    // All four components are used, alpha included.
     friend constexpr KrColor operator+(const KrColor& left, const KrColor& right) noexcept {
         return _fromFloats(left._r + right._r, left._g + right._g, left._b + right._b, left._a + right._a);
     }

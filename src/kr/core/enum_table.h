@@ -16,8 +16,8 @@ namespace KrSim {
 
 /// The process-wide table of registered enumerations, by run-time type and by type name.
 ///
-/// Reached through Kr::KrEnum; authors register with KR_REGISTER_ENUM (kr/core/enum.h).
-/// Thread: callable from any thread. Safe in static objects; the table is never destroyed.
+/// Used through Kr::KrEnum; authors register with KR_REGISTER_ENUM (kr/core/enum.h).
+/// Thread: any, also in static objects. Ownership: one instance, never destroyed.
 class KR_API KrEnumTable {
 public:
     class EnumType;
@@ -26,12 +26,12 @@ public:
     KrEnumTable(const KrEnumTable&) = delete;
     KrEnumTable& operator=(const KrEnumTable&) = delete;
 
-    /// Enters an enumeration and answers the table's copy of it, which is good for ever. An enumeration that is
-    /// registered already under the same name is counted once more and its first texts stay, so that several modules
-    /// may register one enumeration. Answers null, with a warning, when the type is registered under another name or
+    /// Enters an enumeration and returns the table's copy of it, which is never destroyed. An enumeration that is
+    /// registered already under the same name is counted once more and keeps its first texts, so that several modules
+    /// may register one enumeration. Returns null, with a warning, when the type is registered under another name or
     /// the name for another type.
     const EnumType* registerEnumeration(const EnumType& description);
-    /// Takes back one registration; with the last one the enumeration is unknown again. False when it is unknown.
+    /// Ends one registration; with the last one the enumeration is unknown again. False when it is unknown.
     bool unregisterEnumeration(const std::type_info& type);
 
     /// The registered enumeration, or null.
@@ -56,7 +56,7 @@ class KR_API KrEnumTable::EnumType {
 public:
     using Values = std::vector<std::pair<int, std::string>>;
 
-    /// Where a value or a text comes twice, the first pair answers.
+    /// When a value or a text is listed twice, the first pair is used.
     EnumType(const std::type_info& type, std::string typeName, Values values);
     /// From the enumerators of a C++ enumeration and their texts.
     template <class Enumeration>
@@ -66,7 +66,7 @@ public:
     EnumType& operator=(const EnumType&) = delete;
     ~EnumType();
 
-    /// The run-time type; null after the enumeration was unregistered, as its module may be gone.
+    /// The run-time type; null after the enumeration was unregistered, as its module may be unloaded.
     [[nodiscard]] const std::type_info* getType() const noexcept { return _type.load(std::memory_order_acquire); }
     /// For the table's copies: whether the enumeration is registered.
     [[nodiscard]] bool isRegistered() const noexcept { return getType() != nullptr; }

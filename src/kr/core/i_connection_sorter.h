@@ -6,12 +6,13 @@
 
 namespace Kr {
 
-/// What a connection that is registered for ordering asks of the sorter, far above.
+/// The functions of the sorter, in a higher layer, that a registered connection calls.
+/// Thread: any. Ownership: connections are borrowed.
 class KR_API IConnectionSorter {
 public:
-    /// Takes out a connection that loses its fields, or dies.
+    /// Removes a connection that loses its fields, or dies.
     virtual void forget(KrConnectionBase& connection) const noexcept = 0;
-    /// Another field or owner may change what the connection orders.
+    /// Another field or owner may change the order of the extensions.
     virtual void askAnew(KrConnectionBase& connection) const noexcept = 0;
 
 protected:

@@ -12,16 +12,16 @@
 
 namespace Kr {
 
-/// An interned name: a number to compare by, and the text that everybody with this number shares.
+/// An interned name: a number for comparison, and the text shared by all identifiers with this number.
 ///
 /// The number is the CRC-32 of the text. Identifiers are compared, ordered and hashed by number alone, so two texts
-/// with one CRC are one identifier, and it answers the text that was interned first. Texts are never freed or moved.
-/// A text may hold any bytes, zero bytes included when it comes with its length.
+/// with one CRC are one identifier, whose text is the one interned first. Texts are never freed or moved. A text may
+/// have any bytes, zero bytes included when its length is given.
 ///
-/// Making an identifier from text looks the text up: about 30 ns for a known one. Name constants once, as
+/// Making an identifier from text looks the text up: about 30 ns for a known one. Define constants once, as
 /// `"Speed"_id` (see Kr::literals) or as a static object.
 ///
-/// Thread: identifiers may be made and read anywhere; known texts are found without a lock. Safe in static objects.
+/// Thread: any, also in static objects; known texts are found without a lock. Ownership: texts are never destroyed.
 class KR_API KrID {
 public:
     /// The number of the empty identifier; a rule, not a CRC.
@@ -37,17 +37,17 @@ public:
     void reset(std::string_view text) { _init(text); }
     void reset(const char* text = nullptr) { *this = KrID(text); }
 
-    /// The shared text, good for ever; an empty one for the empty identifier.
+    /// The shared text, never destroyed; an empty one for the empty identifier.
     [[nodiscard]] const std::string& str() const noexcept { return _text ? *_text : _getEmptyText(); }
     [[nodiscard]] std::int32_t getNumber() const noexcept { return _number; }
     [[nodiscard]] bool isEmpty() const noexcept { return !_text; }
 
-    /// The number that an identifier of `text` has, without interning the text; usable as a case label.
+    /// The number of an identifier of `text`, without interning the text; usable as a case label.
     [[nodiscard]] static constexpr std::int32_t numberFor(std::string_view text) noexcept {
         return text.empty() ? kEmptyNumber : calculateCRC32(text);
     }
 
-    /// The text interned under this number, good for ever, or null.
+    /// The text interned under this number, never destroyed, or null.
     [[nodiscard]] static const std::string* _get(std::int32_t number) noexcept;
     /// The identifier of a text whose number is known already. `number` must be `numberFor(text)`.
     [[nodiscard]] static KrID _fromConstant(std::int32_t number, std::string_view text);

@@ -10,11 +10,11 @@
 
 namespace Kr {
 
-/// What a number measures, and the units in which people like to see it.
+/// The dimension of a number, and the units in which it is shown.
 ///
-/// Values are stored and copied in SI units, always; display units are for showing and for reading what people typed.
-/// Both enumerations are registered (Kr::KrEnum), and their numbers are stored in content.
-/// Thread: callable from any thread.
+/// Values are always stored and copied in SI units; display units are for showing values and for reading input of
+/// people. Both enumerations are registered (Kr::KrEnum), and their numbers are stored in content.
+/// Thread: any. Ownership: none.
 class KR_API KrPhysicalDimension {
 public:
     enum class ePhysicalDimension : std::uint8_t {
@@ -180,7 +180,7 @@ public:
         double offset;
     };
 
-    /// "Length", "Angular speed", ...; "Invalid physical dimension" for a number that is none.
+    /// "Length", "Angular speed", ...; "Invalid physical dimension" for a number that is no dimension.
     [[nodiscard]] static const char* nameFor(ePhysicalDimension dimension) noexcept;
 
     /// The display units of a dimension, the SI unit first; none for kNone and for a number that is no dimension.
@@ -190,19 +190,18 @@ public:
     /// The dimension that a display unit measures; kNone when there is no such unit.
     [[nodiscard]] static ePhysicalDimension dimensionOf(eDimensionHint hint) noexcept;
 
-    /// From and to a display unit. A hint without a unit leaves the value as it is.
+    /// From and to a display unit. A hint without a unit leaves the value unchanged.
     [[nodiscard]] static double toSI(double value, eDimensionHint hint) noexcept;
     [[nodiscard]] static double fromSI(double valueSI, eDimensionHint hint) noexcept;
 
-    /// The value with its unit, as in "12.5 km/h": in the unit of the hint if that measures the dimension, else in
-    /// the SI unit. Numbers in SI units read back as the very same number, others keep 15 digits. Does not depend on
-    /// the locale.
+    /// The value with its unit, as in "12.5 km/h": in the unit of the hint if that is one of the dimension, else in the
+    /// SI unit. Numbers in SI units read back exactly, others keep 15 digits. Does not depend on the locale.
     [[nodiscard]] static std::string format(double valueSI, ePhysicalDimension dimension,
                                             eDimensionHint hint = eDimensionHint::kNone);
-    /// Reads a finite number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), blanks around them
-    /// allowed, and answers the value in SI units. A bare number is in the unit that `format` would use. Nothing for
-    /// any other text: no number, one too large, "inf" or "nan", a unit unknown or of another dimension. Does not
-    /// depend on the locale.
+    /// Reads a finite number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), with blanks around them,
+    /// and returns the value in SI units. A number without a unit is in the unit that `format` would use. Empty for any
+    /// other text: no number, one too large, "inf" or "nan", a unit unknown or of another dimension. Does not depend on
+    /// the locale.
     [[nodiscard]] static std::optional<double> parse(std::string_view text, ePhysicalDimension dimension,
                                                      eDimensionHint hint = eDimensionHint::kNone) noexcept;
 };

@@ -9,8 +9,9 @@
 
 namespace KrSim {
 
-/// Draws opaque colours, each channel evenly from its own range of bytes. The same seed gives the same colours in
-/// every run: the generator is the standard MT19937.
+/// Draws opaque colours, each channel evenly from its own range of bytes. The same seed gives the same colours in every
+/// run: the generator is the standard MT19937.
+/// Thread: one at a time. Ownership: owns its generator.
 class KR_API RandomColorGenerator {
 public:
     static constexpr std::uint32_t kDefaultSeed = 5489;
@@ -20,9 +21,9 @@ public:
     RandomColorGenerator& operator=(const RandomColorGenerator&) = delete;
     ~RandomColorGenerator();
 
-    /// Sets the inclusive range of each channel, 0 to 255 at first. A minimum below 0 becomes 0, a maximum above 255
-    /// becomes 255, and a maximum below its minimum becomes that minimum. A minimum above 255 stays, so that channels
-    /// above 1 come out.
+    /// Sets the inclusive range of each channel, initially 0 to 255. A minimum below 0 becomes 0, a maximum above 255
+    /// becomes 255, and a maximum below its minimum becomes that minimum. A minimum above 255 is kept, so that channels
+    /// above 1 are drawn.
     void setRandomColorBoundaries(int redMinimum, int redMaximum, int greenMinimum, int greenMaximum, int blueMinimum,
                                   int blueMaximum);
 

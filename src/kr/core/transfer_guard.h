@@ -4,10 +4,10 @@
 
 namespace Kr {
 
-/// Marks that a connection hands a value over, so that one that feeds back into its own source stops.
+/// Marks that a connection is transferring, so that a connection that feeds back into its own source stops.
 ///
-/// Guards are entered inside a Scope, which leaves all that were entered since it began, also when one of them has died
-/// meanwhile, and without looking at what they belong to: a transfer may end with its connection gone.
+/// Guards are entered inside a Scope, which leaves all guards entered since it began, also when one of them has died
+/// meanwhile, without access to their connections: a transfer may destroy its connection.
 /// Thread: a guard is entered and left, and dies while entered, on one thread. Inside the library only.
 class TransferGuard {
 public:
@@ -21,7 +21,7 @@ public:
     }
 
     [[nodiscard]] bool isEntered() const noexcept { return _place != kNowhere; }
-    /// Only while it is not entered, and under a Scope of this thread. Throws when memory does not suffice.
+    /// Only while it is not entered, and inside a Scope of this thread. Throws when memory does not suffice.
     void enter() {
         if (_entered.count == _entered.capacity) [[unlikely]]
             _grow();
@@ -32,7 +32,8 @@ public:
 private:
     static constexpr std::uint32_t kNowhere = 0xffffffff;
 
-    /// The guards that this thread has entered; null where one has died. A plain structure, since a thread pays for a
+    /// The guards that this thread has entered; null for one that has died. A plain structure, since a thread pays for
+    /// a
     /// destructor at every access.
     struct Entered {
         TransferGuard** guards;

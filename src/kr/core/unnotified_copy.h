@@ -8,8 +8,8 @@ namespace Kr {
 
 enum class UnnotifiedCopyResult : std::uint8_t {
     kSame,        ///< the values were equal
-    kChanged,     ///< the sink has another value now
-    kImpossible,  ///< copying takes more than that, and nothing was done
+    kChanged,     ///< the sink has a new value
+    kImpossible,  ///< copying takes more than that, and nothing was copied
 };
 
 /// Copies the value of a field to another one without notification.

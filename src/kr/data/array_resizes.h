@@ -10,9 +10,9 @@
 
 namespace KrData {
 
-/// Field arrays that were given another size, with the items that they lost. When this object dies, each array gets
-/// its size and items back, unless keep() was called before. An array that was destroyed meanwhile is left out.
-/// Thread: that of the fields.
+/// Field arrays that were resized, with the items that they lost. The destructor restores size and items of each array,
+/// unless keep() was called before. Arrays that were destroyed meanwhile are skipped.
+/// Thread: that of the fields. Ownership: owns the removed items; the arrays are borrowed.
 class KR_API ArrayResizes {
 public:
     ArrayResizes();
@@ -20,9 +20,9 @@ public:
     ArrayResizes& operator=(const ArrayResizes&) = delete;
     ~ArrayResizes();
 
-    /// As FieldArrayBase::resize, but what is dropped lives on. False when an observer has destroyed the array.
+    /// As FieldArrayBase::resize, but removed items are kept. False when an observer has destroyed the array.
     bool resize(FieldArrayBase& array, std::size_t count);
-    /// The new sizes stay. Destroys the items that were dropped.
+    /// Keeps the new sizes and destroys the removed items.
     void keep() noexcept;
 
 private:

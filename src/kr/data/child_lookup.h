@@ -11,12 +11,12 @@
 
 namespace KrData::detail {
 
-/// Where the children of one container stand, by their identifiers. Few children are searched through; for many, a
-/// table is made once searches have cost more than making it. Appending a child and taking the last one out keep the
-/// table up to date; every other change of the list drops it.
+/// Finds the children of one container by their identifiers. Few children are searched one by one; for many, a table is
+/// made when searches have cost more than making it. Appending a child and removing the last one update the table;
+/// every other change of the list drops it.
 ///
-/// Never throws: without memory for the table children are searched through. Thread: several may search at once, none
-/// beside a change of the list.
+/// Never throws: without memory for the table children are searched one by one. Thread: several may search at the same
+/// time, but not during a change of the list.
 class ChildLookup {
 public:
     using Children = std::vector<FieldBase*>;
@@ -26,11 +26,11 @@ public:
     ChildLookup& operator=(const ChildLookup&) = delete;
     ~ChildLookup() { drop(); }
 
-    /// The position of the first child with this identifier, the number of children when there is none.
+    /// The position of the first child with this identifier, or the number of children.
     [[nodiscard]] std::size_t find(const Children& children, const Kr::KrID& id) const noexcept;
-    /// Fills in the positions, in rising order, of the children whose identifiers `path` begins with, up to a dot or
-    /// its end. False where only a search through all children tells: without a table, and where identifiers are empty
-    /// or stand twice.
+    /// Fills in the positions, in rising order, of the children with whose identifiers `path` begins, up to a dot or
+    /// its end. False when only a search through all children can tell: without a table, and when identifiers are empty
+    /// or used twice.
     struct Steps {
         static constexpr std::size_t kMost = 8;
         std::uint32_t positions[kMost];
@@ -49,7 +49,7 @@ private:
     class Table;
     static constexpr std::uintptr_t kIsEffort = 1;
 
-    /// The table, which is made when it is time. Null without one; the search that follows is counted.
+    /// The table, made when it pays. Null without one; the search that follows is counted.
     [[nodiscard]] const Table* _tableFor(const Children& children) const noexcept;
     [[nodiscard]] Table* _table() const noexcept;
 

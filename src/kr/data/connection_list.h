@@ -9,9 +9,9 @@
 namespace KrData::detail {
 
 /// The connections at one end of a field, in the order of addition. One word, as most fields have one connection or
-/// none; more stand in a list behind it. For fields only.
+/// none; several are kept in a list on the heap. For fields only.
 ///
-/// There, each connection knows its place, so membership and removal take constant time (Kr::WalkList).
+/// In that list each connection knows its place, so membership and removal take constant time (Kr::WalkList).
 class ConnectionList {
 public:
     ConnectionList() noexcept = default;
@@ -20,7 +20,7 @@ public:
     ~ConnectionList();
 
     /// False when it is listed already.
-    /// \param end  of the connection; the same at every call.
+    /// \param end  of the connection; the same in every call.
     bool add(Kr::KrConnectionBase* connection, Kr::KrConnectionBase::End end);
     bool remove(Kr::KrConnectionBase* connection) noexcept;
     [[nodiscard]] std::size_t size() const noexcept;
@@ -30,13 +30,13 @@ public:
     [[nodiscard]] Kr::KrConnectionBase* first() const noexcept;
     /// The youngest one, null when there is none.
     [[nodiscard]] Kr::KrConnectionBase* last() const noexcept;
-    /// The connection when there is a single one; may be null also when others were removed.
+    /// The connection if there is only one; may be null also when others were removed.
     [[nodiscard]] Kr::KrConnectionBase* only() const noexcept { return _hasMany() ? _onlyOfMany() : _single(); }
     /// The same, but null also when there ever were others.
     [[nodiscard]] Kr::KrConnectionBase* onlyIfNeverMany() const noexcept { return _hasMany() ? nullptr : _single(); }
 
     struct Many;
-    /// The list of those that are, or were, more than one, which is walked over while others change it; null before.
+    /// The list of several connections, now or earlier, which is walked over while others change it; null before.
     [[nodiscard]] Many* many() const noexcept {
         return _hasMany() ? reinterpret_cast<Many*>(_word & ~kIsMany) : nullptr;
     }

@@ -7,22 +7,24 @@
 
 namespace KrData {
 
-/// The difference of two containers, as a container: it can be looked at, cloned and saved, and turns another likeness
-/// of the first container into one of the second.
+/// The difference of two containers, as a container: it can be examined, cloned and saved, and changes a copy of the
+/// first container into a copy of the second.
 ///
-/// It always has its three arrays as first children: "AddedFields", "RemovedFields", "ModifiedFields". Fields are
-/// named by their path relative to the container that was compared.
+/// Its first children are always its three arrays: "AddedFields", "RemovedFields", "ModifiedFields". Fields are named
+/// by their path relative to the compared container.
+/// Thread: application. Ownership: owns its records.
 class KR_API ContainerDiff : public Container {
 public:
     /// A recorded field: its path, and a clone of it, the second child.
+    /// Thread: application. Ownership: owns the clone.
     class KR_API Item : public Container {
     public:
         explicit Item(const Kr::KrID& id, Container* parent = nullptr);
         Item(const Item& source);
         ~Item() override;
 
-        /// Records a clone of `field` in place of the one held so far, and its path without as many characters as
-        /// `prefix` has. False when the field has no clone.
+        /// Records a clone of `field`, replacing the previous one, and its path without the first characters, as many
+        /// as `prefix` has. False when the field cannot be cloned.
         bool set(const FieldBase& field, std::string_view prefix);
         /// The clone, or null.
         [[nodiscard]] FieldBase* getField() const noexcept { return size() > 1 ? getChildren()[1] : nullptr; }
@@ -40,17 +42,16 @@ public:
     ContainerDiff(const ContainerDiff& source);
     ~ContainerDiff() override;
 
-    /// Records what turns `first` into `second`, in place of what was recorded so far. Children are matched by
-    /// identifier, containers compared child by child, everything else by isEqual. Neither container may change
-    /// meanwhile, under an observer of this difference for example.
+    /// Records the changes from `first` to `second`, replacing earlier records. Children are matched by identifier,
+    /// containers compared child by child, other fields by isEqual. Neither container may change meanwhile, for example
+    /// by an observer of this difference.
     void diff(const Container& first, const Container& second);
-    /// Removes, adds and copies in `target` what was recorded, in this order.
+    /// Applies the recorded removals, additions and modifications to `target`, in this order.
     ///
-    /// A removed field is destroyed, as Container::removeField does it. An added field goes to the end of its parent,
-    /// or takes the place of the child with its identifier, which is destroyed. A modified field keeps its type and
-    /// takes the recorded value, converted where the types differ (FieldBase::copyValue). True when every entry was
-    /// applied. An entry whose path is not found, whose value the field refuses, or whose removal the parent refuses is
-    /// passed over.
+    /// A removed field is destroyed, as by Container::removeField. An added field is appended to its parent, or
+    /// replaces the child with its identifier, which is destroyed. A modified field keeps its type and gets the
+    /// recorded value, converted when the types differ (FieldBase::copyValue). True when every entry was applied. An
+    /// entry is skipped when its path is not found, the field refuses its value, or the parent refuses the removal.
     bool apply(Container& target) const;
 
     [[nodiscard]] bool hasDifferences() const noexcept {
@@ -64,7 +65,7 @@ public:
     [[nodiscard]] ContainerDiff* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] ContainerDiff* clone(Container* parent) const override;
     void _cloneFrom(const FieldBase& source) override;
-    /// Never: the arrays are part of the difference.
+    /// Always false: the arrays are part of the difference.
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
 
 private:

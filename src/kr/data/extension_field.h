@@ -4,7 +4,8 @@
 
 namespace KrData {
 
-/// A field that refers to an extension of one interface. The extension is borrowed.
+/// A field that refers to an extension of one interface.
+/// Thread: application. Ownership: the extension is borrowed.
 class KR_API ExtensionField final : public Field<KrSim::KrExtension*> {
 public:
     ExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, Container* parent = nullptr);
@@ -12,7 +13,7 @@ public:
     ~ExtensionField() override;
 
     [[nodiscard]] const Kr::KrID& getInterfaceId() const noexcept { return _interfaceId; }
-    /// Whether an editor should offer this extension: Types::extensionIsInterfaceFieldType. Setting does not ask.
+    /// Whether an editor should offer this extension: Types::extensionIsInterfaceFieldType. Setters do not check it.
     [[nodiscard]] bool accepts(KrSim::KrExtension* extension) const;
 
     [[nodiscard]] ExtensionField* _duplicate() const override;

@@ -8,15 +8,15 @@
 
 namespace KrData {
 
-/// A borrowed pointer to an extension that turns null when the extension dies, also where another object is made at the
-/// same address afterwards. Fields of data type kExtension and vectors of such items keep their values in it.
+/// A borrowed pointer to an extension that becomes null when the extension dies, also when another object is created at
+/// the same address afterwards. Fields of data type kExtension and vectors of such items keep their values in it.
 ///
-/// While memory tracking is off, deaths go unnoticed: it keeps the address of an extension that is set then.
-/// Thread: as Kr::KrBasePointer.
+/// While memory tracking is disabled it keeps the address of a dead extension.
+/// Thread: one at a time. Ownership: borrows the extension.
 class KR_API ExtensionPointer {
 public:
     ExtensionPointer() noexcept = default;
-    /// A dead extension is null.
+    /// A dead extension becomes null.
     ExtensionPointer(KrSim::KrExtension* extension);  // NOLINT(google-explicit-constructor): as a plain pointer
 
     [[nodiscard]] KrSim::KrExtension* const& get() const noexcept;
@@ -25,11 +25,11 @@ public:
 private:
     KrSim::KrExtension* _extension{nullptr};
     Kr::KrBasePointer _life;
-    bool _isTracked{false};  // whether it has a life to ask
+    bool _isTracked{false};  // whether its death is detected
 };
 
 namespace detail {
-/// How fields keep a value of type T.
+/// The stored form of a value of type T in fields.
 template <class T>
 using Stored = std::conditional_t<std::is_same_v<T, KrSim::KrExtension*>, ExtensionPointer, T>;
 }  // namespace detail

@@ -15,35 +15,36 @@ struct FieldExtras {
     T minimum{};
     T maximum{};
     bool hasRange{false};
-    std::shared_ptr<const ValuePointer<T>> pointer;  // shared with the call under way: a function may end its binding
+    std::shared_ptr<const ValuePointer<T>> pointer;  // shared with the call in progress: a function may end its binding
 };
 }  // namespace detail
 
 /// A field with a value of type T, one of the value types of Types::DataTypeEnum.
 ///
-/// Numbers and vectors may have a range, into which a set value is clamped, each component for itself. An equal
-/// value changes nothing and notifies no observer; the comparison comes before the clamping, so a value that clamps
-/// back to the stored one does notify. NaN differs from itself.
+/// Numbers and vectors may have a range, to which a set value is clamped, each component separately. Setting an equal
+/// value changes nothing and notifies no observer; values are compared before clamping, so a value that is clamped to
+/// the stored one does notify. NaN differs from itself.
+/// Thread: application. Ownership: see FieldBase.
 template <class T>
 class KR_API Field : public FieldBase {
 public:
-    /// With a parent the field adds itself to it, and then belongs to it.
+    /// With a parent the field adds itself to it, and is owned by it from then on.
     explicit Field(const Kr::KrID& id, Container* parent = nullptr, const T& value = T{});
     /// A detached copy of identifier, properties, value and range; not of value pointer, observers, connections.
     Field(const Field& source);
     ~Field() override;
 
     // --- The value -------------------------------------------------------------------------------------------------
-    /// The value, from the bound getter where there is one. The reference is good until the value changes.
+    /// The value, from the bound getter if there is one. The reference is valid until the value changes.
     [[nodiscard]] const T& getValue() const {
         if (_extras) [[unlikely]]
             _readThroughPointer();
         return _value;
     }
     operator const T&() const { return getValue(); }
-    /// Always true, but for an Enumeration value of another type than the stored one, which is refused.
+    /// Always true, except for an Enumeration value of another type than the stored one, which is refused.
     bool setValue(const T& value) { return _value == value || _store(value); }
-    /// Takes the value as it is, without clamping or notification. Answers whether it was another one, bit by bit,
+    /// Stores the value without clamping or notification. Returns whether it differs from the previous one, bit by bit,
     /// and there are observers or connections to notify.
     bool _restoreValue(const T& value);
     Field& operator=(const T& value) {
@@ -53,27 +54,31 @@ public:
     Field& operator=(const Field&) = delete;
 
     // --- Range -----------------------------------------------------------------------------------------------------
-    /// Values set from now on are clamped into [minimum, maximum]; the stored one stays. False, and nothing changes,
-    /// when a minimum is not below or at its maximum.
+    /// Values set from now on are clamped to [minimum, maximum]; the stored value is unchanged. False, and nothing
+    /// changes, unless every minimum is below its maximum.
     bool setRange(const T& minimum, const T& maximum) requires ValueTraits<T>::kHasRange;
     /// Stops clamping; minimum and maximum are kept.
     void clearRange() noexcept;
     [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
+    /// The default value without a range.
     [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
+    /// The default value without a range.
     [[nodiscard]] T getMaximum() const { return _extras ? _extras->maximum : T{}; }
     /// 2 to 4 for a vector, 1 for every other type.
     [[nodiscard]] static constexpr int getComponentCount() noexcept {
         return ValueTraits<T>::kHasRange ? ValueTraits<T>::kComponentCount : 1;
     }
 
-    // --- A variable elsewhere --------------------------------------------------------------------------------------
+    // --- Binding to a variable -------------------------------------------------------------------------------------
+    /// Reads and writes the value through these functions from now on; replaces an earlier binding.
     void bindValue(ValuePointer<T> pointer);
-    /// Reads and writes `variable`, which must outlive the binding.
+    /// Binds the field to `variable`, which must outlive the binding.
     void bindVariable(T* variable);
+    /// The field keeps its last stored value.
     void unbindValue();
     [[nodiscard]] bool isBound() const noexcept { return _extras && _extras->pointer; }
 
-    // --- The field whatever its type -------------------------------------------------------------------------------
+    // --- The field independent of its type -------------------------------------------------------------------------
     [[nodiscard]] Field* _duplicate() const override;
     [[nodiscard]] Field* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] Field* clone(Container* parent) const override;
@@ -87,13 +92,13 @@ public:
     [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const override;
     /// Takes minimum, maximum and whether they count, as they are.
     void _copyRange(const Field& source);
-    /// For loading, before anything refers to the field: stores the value with every bit, -0.0 in place of 0.0 as well.
+    /// For loading, before anything refers to the field: stores the value exactly, also -0.0 instead of 0.0.
     void _initializeValue(const T& value) { _value = value; }
 
 protected:
-    /// For subclasses that copy and notify just like this class.
+    /// For derived classes that copy and notify in the same way as this class.
     [[nodiscard]] Kr::UnnotifiedCopy _getOwnUnnotifiedCopy(const FieldBase& source) const;
-    /// For subclasses that add themselves to their parent when they are complete.
+    /// For derived classes that add themselves to their parent when they are complete.
     struct Detached {};
     Field(Detached, const Kr::KrID& id);
 
@@ -107,7 +112,7 @@ private:
         if (_needsNotification()) _notifyChanged(*this);
         return true;
     }
-    /// To the observer of such values, where the new value is worse than the stored one.
+    /// Notifies the observer of such values when the new value is worse than the stored one.
     void _announceNotFinite(T value) const;  // by value, so that the caller may keep it in registers
     void _readThroughPointer() const;
     void _clampAndWriteThrough();

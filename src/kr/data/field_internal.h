@@ -6,9 +6,10 @@
 
 namespace KrData {
 
-/// The hidden fields attached to one field: metadata bits, the unit to show it in, what tools add.
+/// The hidden fields of one field: metadata bits, its display unit, fields that tools add.
 ///
-/// Ownership: belongs to its field (FieldBase::getInternal makes it). The container is made on first need.
+/// Thread: application. Ownership: owned by its field (FieldBase::getInternal creates it). The container is created
+/// when needed.
 class KR_API FieldInternal {
 public:
     FieldInternal() noexcept;
@@ -16,21 +17,21 @@ public:
     FieldInternal& operator=(const FieldInternal& source);
     ~FieldInternal();
 
-    /// The new hidden field, or the one that has this identifier and type already. Null when the identifier stands
-    /// for a field of another type, or the type cannot be produced.
+    /// The new hidden field, or the existing one with this identifier and type. Null when the identifier belongs to a
+    /// field of another type, or the type cannot be produced.
     FieldBase* addField(const Kr::KrID& id, Types::DataTypeEnum dataType);
     bool removeField(const Kr::KrID& id);
-    /// The invalid field when absent.
+    /// The invalid field without such a field.
     [[nodiscard]] FieldBase& getField(const Kr::KrID& id) const;
-    /// The container of the hidden fields, null while there are none.
+    /// The container of the hidden fields, null without hidden fields.
     [[nodiscard]] Container* get() const noexcept { return _fields.get(); }
 
     /// Copies hidden fields from one field to another.
-    /// \param replace  true: the destination then has exactly those of the source; false: those that the destination
-    ///                 lacks are added, the values of the others are copied, and further ones stay.
+    /// \param replace  true: the destination has exactly those of the source afterwards; false: missing ones are added,
+    ///                 values of the others are copied, and further ones are kept.
     static void copyFieldInternals(const FieldBase& source, FieldBase& destination, bool replace);
 
-    /// Takes the hidden fields of content, in place of those that are here. Null takes them away.
+    /// Replaces the hidden fields by those of content. Null removes them.
     void _adopt(std::unique_ptr<Container> fields);
     /// Takes no field any more: the store of the invalid field.
     void _refuseFields() noexcept { _refuses = true; }

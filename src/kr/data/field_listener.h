@@ -5,11 +5,12 @@
 
 namespace KrData {
 
-/// Learns of connections that a field gains and loses. Override what is of interest.
+/// Notified of connections that a field gains and loses. Override the functions that you need; they do nothing by
+/// default.
 ///
-/// Ownership: borrowed by the field; unregister it before it dies. Thread: the one that connects.
-/// A listener may register and unregister listeners; one registered during a call is called from the next change on.
-/// It may delete the connection in question; the listeners behind it are not called for that connection then.
+/// Thread: the one that connects. Ownership: borrowed by the field; unregister it before it dies.
+/// A listener may register and unregister listeners; one registered during a call is called from the next change on. It
+/// may delete the connection in question; later listeners are not called for that connection then.
 class KR_API FieldListener {
 public:
     FieldListener() = default;
@@ -17,9 +18,9 @@ public:
     FieldListener& operator=(const FieldListener&) = delete;
     virtual ~FieldListener();
 
-    /// Told again when a connection that is already listed is added once more.
+    /// Called again when a listed connection is added once more.
     virtual void onIncomingConnectionAdded(Kr::KrConnectionBase* connection);
-    /// When the field dies, the connection has lost both its ends before the field's own listeners are told.
+    /// When the field dies, the connection has lost both ends before the field's own listeners are called.
     virtual void onIncomingConnectionRemoved(Kr::KrConnectionBase* connection);
     virtual void onOutgoingConnectionAdded(Kr::KrConnectionBase* connection);
     virtual void onOutgoingConnectionRemoved(Kr::KrConnectionBase* connection);

@@ -5,22 +5,22 @@
 
 namespace KrData {
 
-/// How fields take over what was saved.
+/// Options for loading saved fields.
 struct FieldLoading {
-    /// Also ranges, descriptions, physical dimensions and internal identifiers of fields that are there, which
-    /// otherwise stay as they were declared.
+    /// Also applies ranges, descriptions, physical dimensions and internal identifiers to existing fields, which
+    /// otherwise keep those declared.
     bool withDeclarations{false};
-    /// Clones of fields that are not there are as dynamic as what was saved, otherwise they are all dynamic. What lies
-    /// below them is as dynamic as it was.
+    /// Clones of missing fields are dynamic only if the saved field was; otherwise they are all dynamic. Fields below
+    /// them are always as dynamic as saved.
     bool keepsDynamic{false};
-    /// Proxies take no links: what they link may have copies that are not there yet.
+    /// Proxies get no links: the copies of linked fields may not exist yet.
     bool withoutLinks{false};
 };
 
-/// Takes saved fields over into a container, at any depth: values and hidden metadata into the fields of the same
-/// identifier, clones of those that are not there, where they stood among their siblings. Several fields with one
-/// identifier stay several, each with its own value. Fields that were not saved stay. Observers are notified of values.
-/// Thread: the application thread.
+/// Loads saved fields into a container, at any depth: values and hidden metadata into the fields of the same
+/// identifier, clones of missing fields at their position among their siblings. Several fields with one identifier
+/// remain several, each with its own value. Fields that were not saved are unchanged. Observers are notified of values.
+/// Thread: application.
 KR_API void _loadFields(Container& fields, const Container& saved, FieldLoading how = {});
 
 }  // namespace KrData

@@ -15,47 +15,48 @@
 
 namespace KrData {
 
-/// What of a field the holder of its tree has changed; bits. The numbers are saved with content.
+/// The parts of a field that the holder of its tree has changed; bits. The numbers are saved with content.
 enum eOwnPart : std::int32_t {
     kOwnValue = 1,
     kOwnRange = 2,  ///< of an array: its size range
     kOwnDescription = 4,
-    kOwnDimension = 8,  ///< the physical dimension; the unit to show it in is hidden metadata
-    kOwnMetadata = 16,  ///< hidden fields: visibility, display unit, what tools add
+    kOwnDimension = 8,  ///< the physical dimension; its display unit is hidden metadata
+    kOwnMetadata = 16,  ///< hidden fields: visibility, display unit, fields of tools
     kOwnOrder = 32,     ///< of the children
-    kOwnField = 64,     ///< the whole field: it was added, or put in the place of one of another type
+    kOwnField = 64,     ///< the whole field: it was added, or replaces one of another type
     kOwnRemoval = 128,  ///< the field was removed: the path has no field
-    kOwnState = 256,    ///< the value comes over a connection: it is kept, but no reason to keep a lost field
+    kOwnState = 256,    ///< the value comes over a connection: it is kept, but does not keep a lost field
 };
 
 /// Marks in the metadata bits of fields.
 /// \{
-inline constexpr auto kMarkedAsOwn = static_cast<eMetadata>(256);     ///< the value is own, whatever it is
-inline constexpr auto kMarkedInSource = static_cast<eMetadata>(512);  ///< copied from a tree whose own value it is
+/// the value is own, also when it equals that of the source
+inline constexpr auto kMarkedAsOwn = static_cast<eMetadata>(256);
+inline constexpr auto kMarkedInSource = static_cast<eMetadata>(512);  ///< copied from a tree in which the value is own
 inline constexpr auto kMarkedAsLost = static_cast<eMetadata>(1024);   ///< own value of a field that the source lost
 /// \}
 
-/// The parts of a tree of fields that are its holder's own, by the addresses of its fields: good until one is
-/// destroyed.
+/// The own parts of a tree of fields, by the addresses of its fields: valid until one of them is destroyed.
+/// Thread: application. Ownership: the fields are borrowed.
 class KR_API OwnFields {
 public:
     using Paths = std::map<std::string, std::int32_t>;
 
     void add(const FieldBase& field, std::int32_t parts);
-    /// The field and all below it.
+    /// The field and all fields below it.
     void addTree(const FieldBase& field, std::int32_t parts);
-    /// \param step  the stored step of the field that is not there.
+    /// \param step  the stored step of the removed field.
     void addRemoval(const Container& parent, std::string step);
-    /// The values of this field, or of those below it, where they are marked as own or lost.
+    /// The values of this field, or of those below it, that are marked as own or lost.
     void addMarked(const FieldBase& field);
-    /// What toPaths() answered for another tree like this one. Skips paths that have no field.
+    /// The result of toPaths() of another tree like this one. Skips paths without a field.
     void addPaths(const Container& tree, const Paths& paths);
 
     [[nodiscard]] bool empty() const noexcept { return _parts.empty() && _removals.empty(); }
     [[nodiscard]] std::int32_t getParts(const FieldBase& field) const;
     /// Whether the field, or one below it, has one of these parts.
     [[nodiscard]] bool hasAny(const FieldBase& field, std::int32_t parts) const;
-    /// Whether what corresponds to this field was removed from `parent`.
+    /// Whether the counterpart of this field was removed from `parent`.
     [[nodiscard]] bool isRemoved(const Container& parent, const FieldBase& original) const;
     /// By stored paths (kr/data/stored_path.h).
     [[nodiscard]] Paths toPaths() const;
@@ -67,13 +68,13 @@ private:
 
 /// How two trees of fields are compared and merged.
 struct MergeRules {
-    /// False where values are state, as those of outputs: they are neither compared nor copied.
+    /// False when values are state, as those of outputs: they are neither compared nor copied.
     bool withValues{true};
     /// Whether values that are own as state are kept although no connection drives the field now.
     bool keepsState{false};
     /// Whether marks in the source are those of an inner holder.
     bool isInner{false};
-    /// Whether a field that refers to extensions refers to what corresponds to the targets of `base`. Without it
+    /// Whether a field that refers to extensions refers to the counterparts of the targets of `base`. Without it
     /// isEqual decides.
     std::function<bool(const FieldBase& field, const FieldBase& base)> isSameReference{};
     /// Called for each reference that is to follow its source. Without it the value is copied.
@@ -85,7 +86,7 @@ struct MergeRules {
 // The three-way merge of fields: `base` is what a tree was made from, `tree` has changed since then, and so has the
 // source of `base`. Children are paired by identifier, items of arrays, too. Thread: the application thread.
 
-/// Adds to `own` what `tree` has changed since it was like `base`.
+/// Adds to `own` the changes of `tree` since it equalled `base`.
 KR_API void findOwnFields(const Container& tree, const Container& base, const MergeRules& rules, OwnFields& own);
 
 /// Gives `tree` all that `source` has, but for what is own: values, types, ranges, descriptions, dimensions, hidden
@@ -100,7 +101,7 @@ KR_API std::vector<std::string> followFields(Container& tree, const Container& s
 /// and marks are inherited.
 KR_API void settleCopy(Container& tree, const Container& source, bool isInner);
 
-/// Gives the field those of these parts that are properties: range, description, dimension, metadata.
+/// Copies those of these parts to the field that are properties: range, description, dimension, metadata.
 KR_API void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts);
 
 /// Puts the children that both have in the order of `source`, in the places that they have together. Notifies no

@@ -4,10 +4,12 @@
 
 namespace KrData {
 
-/// Makes observers from outside a class: the same as field.addObserver(function).
+/// Creates observers outside a class: the same as field.addObserver(function).
+/// Thread: that of addObserver. Ownership: the handle owns the function.
 class KR_API FieldObserverFactory {
 public:
     FieldObserverFactory() = delete;
+    /// See FieldBase::addObserver.
     [[nodiscard]] static DelegateConnection create(FieldBase& field, FieldBase::Observer function);
 };
 

@@ -7,13 +7,15 @@
 
 namespace KrData {
 
-/// A pointer to a field that turns null when the field dies. Copyable.
-/// Thread: copies may be handed between threads; what get() answers may be used on the application thread only.
+/// A pointer to a field that becomes null when the field dies. Copyable.
+/// Thread: copies may be passed between threads; use the result of get() on the application thread only. Ownership:
+/// borrows the field.
 class KR_API FieldReference {
 public:
     FieldReference() noexcept = default;
     explicit FieldReference(FieldBase* field);
 
+    /// Null after the field died.
     [[nodiscard]] FieldBase* get() const noexcept { return _liveness ? _liveness->get() : nullptr; }
     [[nodiscard]] bool isAlive() const noexcept { return get() != nullptr; }
 

@@ -5,8 +5,9 @@
 
 namespace KrData {
 
-/// Walks a tree of fields through Container::accept: each container before its children, children in order.
-/// A visitor may change values; it must not add, remove or move fields of a container that is being walked.
+/// Visits a tree of fields through Container::accept: each container before its children, children in order. A visitor
+/// may change values; it must not add, remove or move fields of a container that is being visited.
+/// Thread: that of the fields. Ownership: borrowed for the call.
 class KR_API FieldVisitor {
 public:
     FieldVisitor() = default;

@@ -5,12 +5,12 @@
 
 namespace KrData {
 
-/// Tells which extensions and fields of a copied tree stand for those of the original.
+/// Maps extensions and fields of an original tree to their copies.
 class ICopyMap {
 public:
-    /// Null where the extension was not copied.
+    /// Null when the extension was not copied.
     [[nodiscard]] virtual KrSim::KrExtension* _findExtension(const KrSim::KrExtension* original) const = 0;
-    /// Null where its extension was not copied, or where the copy has no such field.
+    /// Null when its extension was not copied, or when the copy has no such field.
     [[nodiscard]] virtual FieldBase* _findField(const FieldBase& original) const = 0;
 
 protected:

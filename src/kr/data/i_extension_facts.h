@@ -8,22 +8,23 @@
 
 namespace KrData {
 
-/// What fields must ask of an extension, which is only a declared class down here. The layer of extensions implements
-/// it. Every function gets a living extension.
+/// What fields must know about an extension, which is only a declared class in this layer. The layer of extensions
+/// implements it. Every function takes a living extension.
+/// Thread: that of the extension. Ownership: none.
 class KR_API IExtensionFacts {
 public:
-    /// The implementation half, null when there is none.
+    /// The implementation half, null without one.
     [[nodiscard]] virtual KrSim::IExtension* getImplementation(KrSim::KrExtension& extension) const;
-    /// The same object as base object, whose address the liveness registry knows.
+    /// The extension as base object, whose address the liveness registry has.
     [[nodiscard]] virtual Kr::KrBase* asBase(KrSim::KrExtension& extension) const;
     [[nodiscard]] virtual std::string getName(KrSim::KrExtension& extension) const;
     [[nodiscard]] virtual std::string getTypeName(KrSim::KrExtension& extension) const;
     /// The top container of its fields.
     [[nodiscard]] virtual Container* getFields(KrSim::KrExtension& extension) const;
-    /// Its name behind those of the objects above it.
+    /// The names of the objects above it and its own.
     [[nodiscard]] virtual std::string getPath(KrSim::KrExtension& extension) const;
 
-    // The answers; null or empty for null and where nothing is installed:
+    // The same for any pointer; null or empty for null, and before an implementation is installed:
     [[nodiscard]] static KrSim::IExtension* implementationOf(KrSim::KrExtension* extension);
     [[nodiscard]] static Kr::KrBase* baseOf(KrSim::KrExtension* extension);
     [[nodiscard]] static std::string nameOf(KrSim::KrExtension* extension);

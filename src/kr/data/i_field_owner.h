@@ -5,18 +5,19 @@
 
 namespace KrData {
 
-/// All that a field may ask of, or tell to, the extension at the top of its containers.
+/// The functions of the extension at the top of its containers that a field calls.
 class KR_API IFieldOwner {
 public:
-    /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers),
-    /// told when an output gets its first or loses its last, and when an output joins or leaves the owner.
-    /// Runs on the thread that made the change, several at once, for observers under locks of the fields: it counts
-    /// and calls nothing.
+    /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers).
+    /// Called when an output gets its first or loses its last, and when an output joins or leaves the owner.
+    /// Runs on the thread of the change, for observers on several threads under locks of the fields: an implementation
+    /// may only count.
     virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
 
-    /// A field came, went, moved or was renamed somewhere below: what was remembered of the tree is not true any more.
+    /// A field was added, removed, moved or renamed somewhere below: cached knowledge of the tree is outdated.
     virtual void _onFieldTreeChanged() noexcept {}
 
+    /// The owner as an extension; null when it is none.
     virtual KrSim::KrExtension* _asExtension() noexcept = 0;
 
 protected:

@@ -8,7 +8,7 @@ namespace KrData {
 enum class eMetadata : std::int32_t {
     kNone = 0,
     kHidden = 64,         ///< not shown; setVisible(false)
-    kReadOnlyHint = 128,  ///< editors should not offer to change it; setReadOnlyHint(true)
+    kReadOnlyHint = 128,  ///< editors should not allow changes; setReadOnlyHint(true)
 };
 
 [[nodiscard]] constexpr eMetadata operator|(eMetadata a, eMetadata b) noexcept {

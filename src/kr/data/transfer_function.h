@@ -10,17 +10,17 @@
 
 namespace KrData {
 
-/// What a table answers between two points.
+/// The value of a table between two points.
 enum class eTransferInterpolation : std::uint8_t {
     kStep,    ///< the value of the point to the left
     kLinear,  ///< the straight line between both
 };
 
-/// What a table or curve answers beyond its first or last point.
+/// The value of a table or curve beyond its first or last point.
 enum class eTransferExtrapolation : std::uint8_t {
     kClamp,   ///< the value of that point
     kLinear,  ///< a straight line: of a table through its last two points, of a curve with the slope of the point
-    kRepeat,  ///< the same again, with the distance between first and last point as period; only for both ends
+    kRepeat,  ///< periodic, with the distance between first and last point as period; only for both ends
 };
 
 struct TransferEnds {
@@ -43,11 +43,12 @@ struct TransferPoint {
 ///     connection->setTransferFunction(
 ///         TransferFunction::table({{0.0, 0.0}, {0.5, 0.8}, {1.0, 1.0}}).then(TransferFunction::gain(400.0)));
 ///
-/// A function is a chain of steps; each works on the result of the step before it. Without a step it answers its
+/// A function is a chain of steps; each works on the result of the previous step. Without a step it returns its
 /// argument. NaN gives NaN.
 ///
-/// Wrong data makes an invalid function: getFault() says what is wrong, every call answers NaN, and connections refuse
-/// it. Copies share their data, which never changes. Thread: any.
+/// Invalid data makes an invalid function: getFault() describes the fault, every call returns NaN, and connections
+/// refuse it.
+/// Thread: any. Ownership: copies share their data, which never change.
 class KR_API TransferFunction {
 public:
     using eInterpolation = eTransferInterpolation;
@@ -59,7 +60,7 @@ public:
     enum class eKind : std::uint8_t { kGain, kTable, kCurve };
     struct Step {
         eKind kind{eKind::kGain};
-        double gain{1.0};  ///< of eKind::kGain, as is the offset; the rest belongs to the others
+        double gain{1.0};  ///< of eKind::kGain, as is the offset; other members belong to other kinds
         double offset{0.0};
         Points points{};
         eInterpolation interpolation{eInterpolation::kLinear};  ///< of tables
@@ -68,11 +69,12 @@ public:
     };
     using Steps = std::vector<Step>;
 
-    /// Most steps of one function.
+    /// Largest number of steps of a function.
     static constexpr std::size_t kMaxSteps = 256;
 
-    /// Answers its argument.
+    /// Returns its argument.
     TransferFunction() noexcept;
+    /// Any steps; see getFault.
     explicit TransferFunction(Steps steps);
     TransferFunction(const TransferFunction& other) noexcept;
     TransferFunction& operator=(const TransferFunction& other) noexcept;
@@ -80,24 +82,24 @@ public:
 
     /// gain * x + offset; both must be finite.
     [[nodiscard]] static TransferFunction gain(double gain, double offset = 0.0);
-    /// A lookup table: at least one point, or two where an end is not clamped; finite, with rising x.
+    /// A lookup table: at least one point, or two unless both ends are clamped; finite, with rising x.
     [[nodiscard]] static TransferFunction table(Points points, eInterpolation interpolation = eInterpolation::kLinear,
                                                 Ends ends = {});
     /// A smooth curve through points with these slopes: cubic Hermite pieces. The points are as those of a table.
     [[nodiscard]] static TransferFunction curve(Points points, Ends ends = {});
-    /// The same, with slopes found so that the curve rises and falls only where the points do (Fritsch and Butland,
-    /// "A method for constructing local monotone piecewise cubic interpolants", 1984).
+    /// The same, with slopes calculated so that the curve rises and falls only where the points do (Fritsch and
+    /// Butland, "A method for constructing local monotone piecewise cubic interpolants", 1984).
     [[nodiscard]] static TransferFunction curveThrough(Points points, Ends ends = {});
     /// First this function, then `next` on its result.
     [[nodiscard]] TransferFunction then(const TransferFunction& next) const;
 
-    /// Allocates nothing. A search in each table or curve takes time with the logarithm of its size.
+    /// Allocates nothing. A search in a table or curve takes logarithmic time.
     [[nodiscard]] double operator()(double x) const noexcept;
 
-    /// Good as long as a copy of this function lives; empty while invalid.
+    /// Valid as long as a copy of this function lives; empty while invalid.
     [[nodiscard]] const Steps& getSteps() const;
     [[nodiscard]] bool isValid() const { return getFault().empty(); }
-    /// What is wrong with the data, and with which step; empty when nothing is.
+    /// The fault of the data, and its step; empty for a valid function.
     [[nodiscard]] const std::string& getFault() const;
 
     /// Whether both have the same steps, or the same fault.

@@ -6,7 +6,7 @@
 
 namespace KrData {
 
-// How the value of one field becomes that of another of a different data type. The rules:
+// Conversion of the value of one field to another data type. The rules:
 //
 // - Integer, Unsigned, Short, Unsigned Short, Double, Float, Boolean and Enumeration: each into each. A real becomes
 // the
@@ -22,26 +22,27 @@ namespace KrData {
 //   Vector 3, Vector 4, and Transform (16 items, row by row). Two arrays of different items: item by item.
 // - Vectors: of the same item data type only.
 //
-// Everything else only from its own type. Values are stored in SI units, so physical dimensions do not matter here. A
-// converted value is set like any other, so it is clamped into the range of the sink.
+// All other types only from themselves. Values are stored in SI units, so physical dimensions do not matter here. A
+// converted value is set like any other, so it is clamped to the range of the sink.
 //
 // Thread: like the fields; the tables are constant.
 
-/// Whether the value of `source` can become the value of `sink`. False for the invalid field and for vector items. A
-/// transfer may still be refused for its value: a text that is no number, an array of another size.
+/// Whether the value of `source` can be converted to that of `sink`. False for the invalid field and for vector items.
+/// A transfer may still refuse a value: a text that is no number, an array of another size.
 [[nodiscard]] KR_API bool CanConvert(const FieldBase& source, const FieldBase& sink);
-/// Whether it can become a value of this data type, as far as the type alone tells.
+/// Whether it can be converted to this data type, as far as the type alone decides.
 [[nodiscard]] KR_API bool CanConvert(const FieldBase& source, Types::DataTypeEnum sinkType);
 
-/// Sets the value of `sink` from that of `source`, converting it. False, and nothing changes, when no conversion
-/// applies, or the sink has no such value.
+/// Sets the value of `sink` to the converted value of `source`. False, and nothing changes, when no conversion exists,
+/// or the sink has no such value.
 KR_API bool TransferValueConverter(const FieldBase& source, FieldBase& sink);
 
-/// Whether ApplyTransferFunction knows these two data types: any two numbers, and two vectors with as many components.
+/// Whether ApplyTransferFunction accepts these two data types: any two numbers, and two vectors with the same number of
+/// components.
 [[nodiscard]] KR_API bool CanApplyTransferFunction(const FieldBase& source, const FieldBase& sink);
-/// Sets each component of `sink` to the function of that of `source`, converted as above.
-/// False, and nothing changes, for other data types, for an empty function, and when the function throws, which is
-/// logged as a warning. The function may destroy both fields; the answer is false then, too.
+/// Sets each component of `sink` to the function of that of `source`, converted as above. False, and nothing changes,
+/// for other data types, for an empty function, and when the function throws, which is logged as a warning. The
+/// function may destroy both fields; the result is false then, too.
 KR_API bool ApplyTransferFunction(const FieldBase& source, FieldBase& sink,
                                   const std::function<double(double)>& function);
 

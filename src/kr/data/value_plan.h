@@ -18,7 +18,8 @@
 
 namespace KrData {
 
-/// The values of many fields at one moment, as a ValuePlan has taken them. Means nothing without that plan.
+/// The values of many fields at one moment, taken by a ValuePlan; only usable with that plan.
+/// Thread: one at a time. Ownership: owns the values.
 class KR_API FieldValues {
 public:
     FieldValues() noexcept;
@@ -26,10 +27,10 @@ public:
     FieldValues& operator=(FieldValues&& other) noexcept;
     ~FieldValues();
 
-    /// Memory that the values take, without this object.
+    /// Memory of the values in bytes, without this object.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
-    std::vector<std::byte> _plain;  // numbers and what is made of them, one run of fields after the other
+    std::vector<std::byte> _plain;  // numbers and types made of numbers, one run of fields after the other
     std::vector<std::string> _texts;
     std::vector<Kr::KrEnum> _enumerations;
     std::vector<ExtensionPointer> _references;
@@ -38,10 +39,10 @@ public:
 
 /// The fields with values below some containers, sorted so that taking and restoring all values is a few loops.
 ///
-/// Proxies have no values of their own, and field arrays are their items. A plan is good as long as no field comes,
-/// goes or is renamed below its containers; make another one then. Values that an older plan took are found again by
+/// Proxies have no values of their own, and field arrays are represented by their items. A plan is valid as long as no
+/// field below its containers is added, removed or renamed; make another one then. Values of an older plan are found by
 /// identifier, those of field arrays by position.
-/// Thread: the application thread.
+/// Thread: application.
 /// Ownership: fields are borrowed.
 class KR_API ValuePlan {
 public:
@@ -52,26 +53,26 @@ public:
     ValuePlan& operator=(const ValuePlan&) = delete;
     ~ValuePlan();
 
-    /// Of values.
+    /// Number of values.
     [[nodiscard]] std::size_t size() const noexcept { return _fields.size(); }
-    /// Allocates nothing when `values` held values of this plan before, but for texts and vectors that grew.
+    /// Allocates nothing when `values` held values of this plan before, except for texts and vectors that grew.
     void take(FieldValues& values) const;
-    /// Takes the memory that the restore which follows needs, so that it cannot run out half way.
+    /// Allocates the memory of the following restore, so that it cannot fail half way.
     void prepare(const FieldValues& values, const ValuePlan& source) const;
-    /// Sets each field to its value as it is, without clamping or notification: `changed` gets the fields whose
-    /// observers and connections are to be notified. Answers how many values of `source` found no field here.
+    /// Sets each field to its value, without clamping or notification: `changed` receives the fields whose observers
+    /// and connections must be notified. Returns the number of values of `source` without a field here.
     std::size_t restore(const FieldValues& values, const ValuePlan& source, Changed& changed) const;
     /// The same for the values below one group.
     void restoreGroup(const Kr::KrID& group, const FieldValues& values, const ValuePlan& source,
                       Changed& changed) const;
-    /// Whether the field is one whose value is taken.
+    /// Whether the value of the field is taken.
     [[nodiscard]] bool contains(const FieldBase* field) const noexcept;
-    /// Has the processor fetch the lists of this plan, or the values of its fields: touching many extensions one after
-    /// the other is waiting for memory otherwise. Fields that have died do no harm.
+    /// Prefetches the lists of this plan, or the values of its fields: otherwise a loop over many extensions mostly
+    /// waits for memory. Fields that have died do no harm.
     void fetchLists() const noexcept;
     void fetchFields() const noexcept;
-    /// Gives the field arrays below the groups as many items as they had, as far as their size range allows. After that
-    /// the groups may need another plan.
+    /// Resizes the field arrays below the groups to their former sizes, if their size range allows it. After that the
+    /// groups may need another plan.
     void resizeArrays(std::span<Container* const> groups, ArrayResizes& resizes) const;
 
     // --- One value, by index below size() -------------------------------------------------------------------------
@@ -81,7 +82,7 @@ public:
     [[nodiscard]] std::unique_ptr<FieldBase> makeField(std::size_t index, const FieldValues& values) const;
     /// For people: vectors as their size and first items.
     [[nodiscard]] std::string getText(std::size_t index, const FieldValues& values) const;
-    /// The first value that another plan, or this one, did not take or took as another one, bit by bit.
+    /// The first value that differs from that of another plan, or exists in one plan only, compared bit by bit.
     [[nodiscard]] std::optional<std::size_t> findDifference(const FieldValues& values, const ValuePlan& other,
                                                             const FieldValues& otherValues) const;
     /// Containers like the groups, with the values; field arrays become containers.
@@ -110,7 +111,7 @@ private:
     struct ReferenceOperations;
     struct VectorOperations;
 
-    /// A field or container, each before what it holds.
+    /// A field or container, each before the fields below it.
     struct Node {
         Kr::KrID id;
         std::uint32_t end{0};    // one past the last node below
@@ -150,7 +151,7 @@ private:
     /// `miss` with nodes of this tree that have none there.
     template <class Match, class Miss>
     void _pair(Nodes own, const ValuePlan& other, Nodes others, const Match& match, const Miss& miss) const;
-    /// The node among `others` that has been called `id` before, and has no node of its present name in this tree.
+    /// The node among `others` that had the identifier `id` before, and has no node of its present name in this tree.
     [[nodiscard]] std::uint32_t _placeOfFormer(Nodes own, const ValuePlan& other, Nodes others,
                                                const Kr::KrID& id) const;
     std::size_t _restorePairs(Nodes own, const ValuePlan& source, Nodes others, const FieldValues& values,
@@ -185,7 +186,7 @@ public:
     /// Borrowed as long as values are taken. False for a field without a value.
     bool add(FieldBase& field);
     void end();
-    /// The finished plan; `places` gets for each added field, in order, the index of its value.
+    /// The finished plan; `places` receives the index of the value of each added field, in order.
     [[nodiscard]] std::shared_ptr<const ValuePlan> build(std::vector<std::size_t>& places);
 
 private:

@@ -4,13 +4,13 @@
 
 namespace KrData {
 
-/// Binds a field to a variable that is owned elsewhere. Either function may be missing.
-/// They run on the thread that reads or sets the field, and may bind it anew, but not destroy it. A getter that throws
-/// leaves the stored value, a setter that throws does not take it back; both are reported as a warning.
+/// Binds a field to a variable that is owned elsewhere. Either function may be missing. They run on the thread that
+/// reads or sets the field, and may replace the binding, but not destroy the field. When a getter throws, the stored
+/// value is used; when a setter throws, the value is set nevertheless; both are reported as a warning.
 template <class T>
 struct ValuePointer {
-    std::function<T()> getter;             ///< its answer replaces the stored value at each reading
-    std::function<void(const T&)> setter;  ///< gets each new value as it is stored
+    std::function<T()> getter;             ///< its result replaces the stored value at each reading
+    std::function<void(const T&)> setter;  ///< called with each new value after it is stored
 };
 
 }  // namespace KrData

@@ -21,15 +21,15 @@
 
 namespace KrData {
 
-/// All that is known of a value type. A class that is no specialisation is no value type.
+/// The properties of a value type. A class without a specialisation is no value type.
 ///
 /// A new value type gets its number in Types::DataTypeEnum, a specialisation here, and its place in the list below;
 /// fields, vectors, files, states, texts and tables follow from these.
 ///
 ///     kDataType, kName      its number and its display name
 ///     kHasRange             whether a field of it may have a range: isOrdered() and clamp() then
-///     Component             the numbers that it consists of, and nothing else; void where it is something else
-///     kComponentCount       how many; 1 where there is no Component
+/// Component             the type of the numbers of which it consists; void when it consists of anything else
+/// kComponentCount       their number; 1 without a Component
 ///     kComponentNames       a letter for each component, empty for one number and for a matrix of rows and columns
 ///     kIsConvertedByParts   whether fields of other types convert component by component: its components are reals
 ///                           that mean the same each for itself, as those of a vector and not of a quaternion
@@ -194,7 +194,7 @@ struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMat
     static constexpr const char* kName = "Material Pointer";
 };
 
-/// Expands `each(T)` for every value type but the pointers.
+/// Expands `each(T)` for every value type except the pointers.
 #define KR_FOR_EACH_PLAIN_VALUE_TYPE(each)                                                                      \
     each(bool) each(int) each(unsigned int) each(short) each(unsigned short) each(double) each(float)           \
         each(std::string) each(Kr::KrString<512>) each(Kr::KrEnum) each(Kr::KrColor) each(Kr::KrTransform)      \
@@ -206,8 +206,8 @@ struct ValueTraits<KrGraphics::Material*> : detail::PlainValueTraits<Types::kMat
 #define KR_FOR_EACH_VALUE_TYPE(each) \
     KR_FOR_EACH_PLAIN_VALUE_TYPE(each) each(KrSim::KrExtension*) each(KrGraphics::Material*)
 
-/// Answers `action(std::type_identity<T>())` for the value type of the data type; a default value of what the action
-/// answers, for a data type without one.
+/// Returns `action(std::type_identity<T>())` for the value type of the data type; for a data type without one, a
+/// default value of the result type.
 template <class Action>
 constexpr auto withValueType(Types::DataTypeEnum dataType, Action&& action) {
     using Answer = decltype(action(std::type_identity<bool>()));
@@ -233,7 +233,7 @@ template <class T>
     return std::bit_cast<std::array<typename Traits::Component, std::size_t{Traits::kComponentCount}>>(value);
 }
 
-/// Whether `is` answers true for every real number of the value; true where it holds none.
+/// Whether `is` returns true for every real number of the value; true without real numbers.
 template <class T, class Predicate>
 [[nodiscard]] constexpr bool areAllReals(const T& value, const Predicate& is) {
     if constexpr (std::is_floating_point_v<T>) {
@@ -253,14 +253,14 @@ template <class T, class Predicate>
     }
 }
 
-/// Whether no number in the value is NaN or infinite; true where it holds no real numbers.
+/// Whether no number in the value is NaN or infinite; true without real numbers.
 template <class T>
 [[nodiscard]] constexpr bool isFinite(const T& value) {
-    // The difference of a number and itself is 0, and NaN where it is not finite.
+    // The difference of a number and itself is 0, and NaN when it is not finite.
     return areAllReals(value, [](auto number) { return number - number == 0; });
 }
 
-/// Whether two values are one and the same, bit by bit where they are plain: -0.0 is not 0.0, and NaN is NaN.
+/// Whether two values are identical, bit by bit for plain types: -0.0 is not 0.0, and NaN equals NaN.
 template <class T>
 [[nodiscard]] bool isIdentical(const T& first, const T& second) {
     if constexpr (std::is_trivially_copyable_v<T>) {

@@ -5,17 +5,19 @@
 
 namespace KrData {
 
-/// A view on one item of a Vector<T>; VectorItemBase says how long it is good for.
+/// A view of one item of a Vector<T>; lifetime: see VectorItemBase.
+/// Thread: application. Ownership: see VectorItemBase.
 template <class T>
 class KR_API VectorItem final : public VectorItemBase {
 public:
     VectorItem(Vector<T>& vector, std::size_t index);
     ~VectorItem() override;
 
-    /// T's default where the vector has no such item.
+    /// The default of T when the vector has no such item.
     [[nodiscard]] T getValue() const;
+    /// See getValue.
     operator T() const { return getValue(); }
-    /// Sets the item, as Vector<T>::setItem does. False where the vector has no such item.
+    /// Sets the item, as Vector<T>::setItem does. False when the vector has no such item.
     bool setValue(const T& value);
     VectorItem& operator=(const T& value) {
         setValue(value);

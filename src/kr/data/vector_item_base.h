@@ -7,18 +7,18 @@
 
 namespace KrData {
 
-/// A view on one item of a vector as if it were a field: for code that knows fields only.
+/// A view of one item of a vector as a field: for code that only knows fields.
 ///
 /// Its identifier is the index as text, its path that of the vector, a period and the index. Owner extension, field
 /// type and read-only hint are those of the vector.
-/// Ownership: belongs to its maker, never to the vector. When the vector dies or shrinks to the index or below,
-/// the view stays harmless: it reads as a default and refuses values, until the vector is long enough again.
+/// Thread: application. Ownership: owned by its creator, never by the vector. When the vector dies or becomes too
+/// short, the view reads as a default and refuses values, until the vector is long enough again.
 /// Observe the vector, not the view: a view notifies of no change.
 class KR_API VectorItemBase : public FieldBase {
 public:
     ~VectorItemBase() override;
 
-    /// Null once the vector is gone.
+    /// Null after the vector died.
     [[nodiscard]] VectorBase* getVector() const noexcept;
     [[nodiscard]] std::size_t getIndex() const noexcept { return _index; }
     /// Whether the vector has such an item now.

@@ -8,8 +8,8 @@
 
 namespace KrSim {
 
-/// What a copy of a connection has of its original beside the fields, to be compared. For the framework. Thread: the
-/// application thread.
+/// The settings of a connection that a copy takes over, besides its fields, for comparison. For the framework.
+/// Thread: application. Ownership: value.
 struct KR_API ConnectionSettings {
     using TransferFunction = std::function<double(double)>;
 
@@ -20,14 +20,15 @@ struct KR_API ConnectionSettings {
 
     [[nodiscard]] static ConnectionSettings of(const Kr::KrConnectionBase& connection);
 
-    /// Two functions that are code are equal: code cannot be compared.
+    /// Two functions that are code count as equal: code cannot be compared.
     [[nodiscard]] bool operator==(const ConnectionSettings& other) const;
 };
 
-/// What the comparison must ask the layer of the connections that have transfer functions.
+/// The access to transfer functions, which an upper layer implements.
+/// Thread: application. Ownership: none.
 class KR_API ITransferFunctions {
 public:
-    /// Empty for a connection without one.
+    /// Empty for a connection without a function.
     [[nodiscard]] virtual ConnectionSettings::TransferFunction find(const Kr::KrConnectionBase& connection) const = 0;
 
 protected:

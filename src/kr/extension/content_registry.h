@@ -9,38 +9,38 @@
 
 namespace KrSim {
 
-/// Finds live extensions by their content ID, and resolves the references (KrContentReference) that wait for one.
+/// Finds live extensions by their content ID, and resolves the references (KrContentReference) that wait for them.
 ///
-/// Every extension is registered from its constructor to its destructor. Several may carry one ID, as when a file is
-/// loaded twice: the first one answers, and when it goes the next one does. No extension is found by the empty ID.
+/// Every extension is registered from its constructor to its destructor. Several may have one ID, as when a file is
+/// loaded twice: the first one is found, after its removal the next one. The empty ID finds no extension.
 /// Thread: any. Observers of references are called without a lock, on the thread that makes the change.
 /// Ownership: extensions are borrowed.
 class KR_API KrContentRegistry {
 public:
-    /// Never destroyed.
+    /// The one instance, never destroyed.
     [[nodiscard]] static KrContentRegistry& instance();
     KrContentRegistry(const KrContentRegistry&) = delete;
     KrContentRegistry& operator=(const KrContentRegistry&) = delete;
 
-    /// Null, and an extension that is there already, are ignored.
+    /// Ignores null and a registered extension.
     void registerExtension(KrExtension* extension);
-    /// Null, and an extension that is not there, are ignored. Weak references to it lose it.
+    /// Ignores null and an extension that is not registered. Weak references to it become null.
     void unregisterExtension(KrExtension* extension) noexcept;
     [[nodiscard]] bool isRegistered(const KrExtension* extension) const;
 
-    /// Null when no registered extension carries the ID. The pointer is good as long as no other thread lets go of the
-    /// extension; where one may, use lock().
+    /// Null when no registered extension has the ID. The pointer is valid as long as no other thread releases the
+    /// extension; use lock() when one may.
     [[nodiscard]] KrExtension* find(const KrContentID& id) const { return find(id.getRuntimeID()); }
     [[nodiscard]] KrExtension* find(const KrContentID::Identifier& runtimeID) const;
     /// The same with a holder; null, too, when the extension has no holder.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> lock(const KrContentID& id) const;
-    /// lock(), and where no extension carries the ID, the only one with the same raw ID: the same item from another
-    /// file. For IDs that were stored: files are moved and renamed.
+    /// As lock(); when no extension has the ID, the only one with the same raw ID: the same item from another file. For
+    /// stored IDs, since files are moved and renamed.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> resolve(const KrContentID& id) const;
-    /// How many extensions are registered.
+    /// Number of registered extensions.
     [[nodiscard]] std::size_t getExtensionCount() const;
 
-    /// Tells that a registered extension, or one that a strong reference holds, has another ID than before.
+    /// Call it after the ID of a registered extension, or of one held by a strong reference, has changed.
     void _onContentIDChanged(KrExtension* extension, const KrContentID& oldID, const KrContentID& newID);
 
 private:

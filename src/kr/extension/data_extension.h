@@ -5,10 +5,10 @@
 
 namespace KrSim {
 
-/// Implementation of a type that carries data only: the code that makes the extension adds its fields, and it copies,
-/// saves and loads them. It has no behaviour.
+/// Implementation of a type that only has data: the code that creates the extension adds its fields, which are copied,
+/// saved and loaded. It has no behaviour.
 ///
-/// \tparam Type  any class; it makes one implementation class of each type.
+/// \tparam Type  any class, to distinguish the implementation classes of several types.
 template <class Type>
 class KrDataExtension : public IExtension {
 public:
@@ -16,7 +16,7 @@ public:
     explicit KrDataExtension(KrExtension* proxy) : IExtension(proxy, kVersion) {}
 };
 
-/// The same as an object: it holds extensions and child objects of every kind.
+/// The same as an object: it accepts extensions and child objects of every kind.
 template <class Type>
 class KrDataObject : public IObject {
 public:

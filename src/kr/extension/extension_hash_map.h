@@ -13,9 +13,9 @@
 
 namespace KrSim {
 
-/// A set of extensions in which each is found by its hash, the two words of its runtime ID, and no two have the same.
+/// A set of extensions, each found by its hash, the two words of its runtime ID, which is unique in the set.
 ///
-/// Thread: any. Ownership: extensions are borrowed; take each one out before it dies.
+/// Thread: any. Ownership: extensions are borrowed; remove each one before it dies.
 class KR_API KrExtensionHashMap : public Kr::KrRefCount {
 public:
     using Hash = std::pair<std::uint64_t, std::uint64_t>;
@@ -25,16 +25,16 @@ public:
     KrExtensionHashMap& operator=(const KrExtensionHashMap&) = delete;
     ~KrExtensionHashMap() override;
 
-    /// Null, and an extension that is there already, are ignored. An error, which changes nothing: the extension is
-    /// there with another hash, because its ID changed meanwhile, or another one has its hash.
+    /// Ignores null and an extension of the set. Logs an error and changes nothing when the extension is in the set
+    /// with another hash, because its ID changed meanwhile, or another one has its hash.
     void registerExtension(KrExtension* extension);
-    /// With the hash that it had when it was registered.
+    /// Finds it by the hash that it had when it was registered.
     void unregisterExtension(const KrExtension* extension);
     [[nodiscard]] bool isRegistered(const KrExtension* extension) const;
 
-    /// Null when there is none.
+    /// Null without such an extension.
     [[nodiscard]] KrExtension* operator[](const Hash& hash) const;
-    /// The hash with which it was registered; zeros when it is not there.
+    /// The hash with which it was registered; zeros when it is not in the set.
     [[nodiscard]] Hash operator[](const KrExtension* extension) const;
     [[nodiscard]] std::size_t getExtensionsCount() const;
     /// Whether each extension is found by its hash, and still has it.

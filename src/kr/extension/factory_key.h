@@ -7,11 +7,12 @@
 
 namespace KrSim {
 
-/// Names an extension type for good: content files store the key of every extension, so a key that was published must
-/// never change. A null uuid stands for no type, unless category and name are both given (see completed()).
+/// Identifies an extension type permanently: content files contain the key of every extension, so a published key must
+/// never change. A null uuid is no type, unless category and name are both given (see completed()).
+/// Thread: value. Ownership: value.
 class KR_API KrFactoryKey {
 public:
-    KrUuid uuid;           ///< the identity of the type; everything else is for people and for finding the plug-in
+    KrUuid uuid;           ///< the identity of the type; the other members are for people and for finding the plug-in
     std::string category;  ///< a grouping word such as "Simulation", "Content", "Application"
     std::string name;      ///< the display name of the type, such as "Simulator"
     std::string plugin;    ///< base name of the plug-in file, without ".krp"; empty for types built into the library
@@ -21,11 +22,11 @@ public:
     /// The uuid as text, with or without braces; text that is no uuid gives the null one.
     KrFactoryKey(const char* uuidText, std::string typeCategory, std::string typeName, std::string pluginName = {});
 
-    /// Whether no type stands behind the key: the uuid is null.
+    /// Whether the key identifies no type: the uuid is null.
     [[nodiscard]] bool isNull() const noexcept { return uuid.isNull(); }
-    /// The key with its uuid made from category and name where it is null and both are given.
+    /// The key, with its uuid made from category and name if it is null and both are given.
     [[nodiscard]] KrFactoryKey completed() const;
-    /// "Category.Name {uuid}"; what is missing is left out, so the null key gives an empty text.
+    /// "Category.Name {uuid}"; missing parts are omitted, so the null key gives an empty text.
     [[nodiscard]] std::string toString() const;
 
     [[nodiscard]] bool operator==(const KrFactoryKey&) const = default;

@@ -10,8 +10,8 @@
 
 namespace KrSim {
 
-/// The extensions of an object at one moment, all of them held. The object shares one list with all who ask until it
-/// changes, so that no reader counts holders of thousands of extensions.
+/// The extensions of an object at one moment, all of them held. All readers share one list until the object changes, so
+/// that a reader does not count holders of thousands of extensions. Thread: value.
 class HeldExtensions {
 public:
     using List = std::vector<Kr::KrSmartPtr<KrExtension>>;

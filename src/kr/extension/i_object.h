@@ -12,6 +12,7 @@ namespace KrSim {
 ///
 /// Everything else is as in IExtension. onAddToOwner of the extension is called before onExtensionAdded of the object,
 /// and onExtensionRemoved of the object before onRemoveFromOwner of the extension.
+/// Thread: application. Ownership: owned by its proxy.
 class KR_API IObject : public IExtension {
 public:
     using Proxy = KrObject;
@@ -20,13 +21,13 @@ public:
     IObject(KrObject* proxy, int version);
     ~IObject() override;
 
-    // --- Callbacks, in slot order after those of IExtension --------------------------------------------------------
-    /// Whether the object takes this extension. Unless it is overridden it takes every one that is no object itself.
+    // --- Callbacks ---------------------------------------------------------------------------------------------------
+    /// Whether the object accepts this extension. The default accepts every extension that is no object.
     [[nodiscard]] virtual bool isCompatible(KrExtension* extension) const;
-    /// The answer is kept for later versions; true.
+    /// The result is reserved; return true.
     virtual bool onExtensionAdded(KrExtension* extension);
     virtual void onExtensionRemoved(KrExtension* extension);
-    /// All that belongs below the object has been loaded.
+    /// Called after everything below the object was loaded.
     virtual void buildHierarchy();
 
     // --- The proxy; without one they do nothing and find nothing ---------------------------------------------------

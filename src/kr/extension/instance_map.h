@@ -8,29 +8,29 @@
 
 namespace KrSim::detail {
 
-/// The living extensions of each type that the factory made. They are linked through the extensions themselves, so that
-/// nothing is allocated when one comes and nothing is searched when one goes.
+/// The living extensions of each type that the factory created. They are linked through the extensions themselves, so
+/// that creation allocates nothing and destruction searches nothing.
 ///
-/// Its mutex is taken inside that of the factory's registry, never the other way round.
+/// Its mutex is locked inside that of the factory's registry, never the other way round.
 class ObjectMap {
 public:
-    /// The instances of one type, kept with the type, which stays as long as there are any.
+    /// The instances of one type, stored with the type, which remains registered as long as there are any.
     struct Instances {
         KrExtension* first{nullptr};
         KrExtension* last{nullptr};
-        std::size_t count{0};  ///< with those that are being made, of which there is nothing to link yet
+        std::size_t count{0};  ///< including those that are being created and cannot be linked yet
     };
 
     static ObjectMap& instance();
 
-    /// Counts an extension that is about to be made.
+    /// Counts an extension that will be created.
     void announce(Instances& instances);
-    /// Ends the announcement and links the extension; null when none was made, unchanged when it was linked before.
+    /// Ends the announcement and links the extension; null when none was created. A linked extension is unchanged.
     void add(Instances& instances, KrExtension* extension);
     void remove(KrExtension& extension) noexcept;
 
     [[nodiscard]] std::size_t getCount(const Instances& instances) const;
-    /// In the order of their making, without those whose destruction has begun.
+    /// In the order of creation, without those whose destruction has begun.
     [[nodiscard]] Kr::KrArray<KrExtension*> getAll(const Instances& instances) const;
 
 private:

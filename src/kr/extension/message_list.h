@@ -11,38 +11,38 @@
 
 namespace KrSim {
 
-/// The errors or the infos of an extension: a vector field of messages, no two of them equal, that any thread may add
-/// to and take from.
+/// The errors or the infos of an extension: a vector field of distinct messages, which any thread may add and remove.
 ///
-/// Thread: the operations of this class, from any thread; observers of the vector run on the thread that changes it,
-/// without a lock. The other operations of the vector, the application thread, while no other thread uses the list.
+/// Thread: any for the operations of this class; observers of the vector run on the thread that changes it, without a
+/// lock. The other operations of the vector on the application thread, while no other thread uses the list.
+/// Ownership: owned by the fields of its extension.
 class KR_API KrMessageList final : public KrData::Vector<std::string> {
 public:
     KrMessageList(const Kr::KrID& id, KrData::Container* parent);
     ~KrMessageList() override;
 
-    /// False, and nothing changes, for an empty message and for one that is there already.
+    /// False, and nothing changes, for an empty message and for an existing one.
     bool addMessage(const std::string& message);
-    /// False when there is none.
+    /// False past the end.
     bool removeMessage(std::size_t index);
     bool removeMessage(const std::string& message);
     void clearMessages();
 
-    [[nodiscard]] std::size_t getMessageCount() const;
-    /// As they are now.
+    [[nodiscard]] std::size_t getMessageCount() const;  ///< A snapshot: other threads may add and remove.
+    /// A copy of the current messages.
     [[nodiscard]] std::vector<std::string> getMessages() const;
-    /// A shared empty text past the end. The reference is good until the list changes: where other threads add
+    /// A shared empty text past the end. The reference is valid until the list changes: when other threads add
     /// messages, use joinMessages.
     [[nodiscard]] const std::string& getMessage(std::size_t index) const;
     /// All messages, each between `prefix` and a line feed.
     [[nodiscard]] std::string joinMessages(std::string_view prefix) const;
 
-    /// For instances: adds the messages of the definition, and removes those that came from there and are not there any
-    /// more. A message that was here by itself, or is removed here, is left alone.
+    /// For instances: adds the messages of the definition, and removes those that came from there and no longer exist
+    /// there. Messages that were added or removed here are left unchanged.
     /// \param isCopy  whether the list has just been copied from that of the definition.
     void _follow(const KrMessageList& definition, bool isCopy);
 
-    /// From another message list: as it is now.
+    /// From another message list, in its current state.
     bool copyValue(const KrData::FieldBase& source) override;
     [[nodiscard]] KrData::Vector<std::string>* _duplicate() const override;
 

@@ -23,20 +23,21 @@ struct InnerConnection {
 };
 using InnerConnections = std::set<InnerConnection>;
 
-/// What an extension of an instance has of its own, as content keeps it: a hidden field of its name. Lost extensions
-/// carry it always, others from a load to the first sync. For the framework. Thread: the application thread.
+/// The own data of an extension of an instance in the form of content: a hidden field of its name. Lost extensions
+/// always have it, others from a load to the first sync. For the framework.
+/// Thread: application. Ownership: value.
 struct KR_API OwnRecord {
     /// The path of the name field in a record: its value is the name, its order the position, the field itself the
     /// definition of an inner instance.
     static constexpr const char* kNamePath = "Name";
 
     KrData::OwnFields::Paths fields;
-    /// Connections that end at the extension, by the raw IDs in the instance: those do not depend on files.
+    /// Connections that end at the extension, by the raw IDs in the instance, which do not depend on files.
     InnerConnections added;
     InnerConnections removed;
-    InnerConnections changed;  ///< those of the definition that have settings of their own
+    InnerConnections changed;  ///< those of the definition that have their own settings
     /// Of the instance itself: connections that are not recorded follow the definition. Content of releases before this
-    /// record does not tell.
+    /// record does not say so.
     bool isComplete{false};
 
     [[nodiscard]] bool empty() const noexcept {
@@ -44,11 +45,11 @@ struct KR_API OwnRecord {
     }
     /// Null for an empty record.
     [[nodiscard]] std::unique_ptr<KrData::Container> toField() const;
-    /// Puts what toField() answered into the hidden metadata of a name field.
+    /// Adds the result of toField() to the hidden metadata of a name field.
     static void addTo(KrData::FieldBase& name, const KrData::Container& record);
-    /// Empty when the extension carries none.
+    /// Empty when the extension has none.
     [[nodiscard]] static OwnRecord of(const KrExtension& extension);
-    /// In place of the one that the extension carries.
+    /// Replaces the record of the extension.
     void setOn(KrExtension& extension) const;
     static void dropFrom(KrExtension& extension);
 };

@@ -10,8 +10,9 @@ namespace KrSim {
 
 /// Strong holder of an implementation half: it holds the framework half, which owns the implementation.
 ///
-/// T is IExtension or a class derived from it. The implementation lives as long as its KrExtension keeps it: a
-/// KrExtension that gets another implementation destroys this one although it is held here.
+/// T is IExtension or a class derived from it. The implementation lives as long as its KrExtension keeps it: when the
+/// KrExtension gets another implementation, this one is destroyed in spite of the holder.
+/// Thread: one holder as a plain pointer. Ownership: shared.
 template <class T>
 class KrSmartInterface {
 public:
@@ -25,11 +26,11 @@ public:
     requires std::convertible_to<U*, T*> KrSmartInterface(const KrSmartInterface<U>& other)
     noexcept : _proxy(other.getExtension()), _implementation(other.get()) {}
 
-    /// Borrowed: good as long as the extension has a holder.
+    /// Borrowed: valid as long as the extension has a holder.
     [[nodiscard]] T* get() const noexcept { return _implementation; }
     [[nodiscard]] KrExtension* getExtension() const noexcept { return _proxy.get(); }
-    T& operator*() const noexcept { return *_implementation; }
-    T* operator->() const noexcept { return _implementation; }
+    T& operator*() const noexcept { return *_implementation; }  ///< Must not be null.
+    T* operator->() const noexcept { return _implementation; }  ///< Must not be null.
     explicit operator bool() const noexcept { return _implementation != nullptr; }
     [[nodiscard]] bool operator==(const KrSmartInterface&) const noexcept = default;
 

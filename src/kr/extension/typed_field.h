@@ -12,11 +12,11 @@
 
 namespace KrSim {
 
-/// How an implementation describes one of its fields; every member may be left out.
+/// The description of a field by its implementation; every member is optional.
 template <class T, bool hasRange = KrData::ValueTraits<T>::kHasRange>
 struct FieldOptions {
     T value{};                  ///< the default value
-    std::optional<T> min = {};  ///< what is set is clamped into [min, max]; a number may have one of the two,
+    std::optional<T> min = {};  ///< set values are clamped to [min, max]; a number may have one of the two,
     std::optional<T> max = {};  ///< other types need both
     Kr::KrPhysicalDimension::ePhysicalDimension dimension = Kr::KrPhysicalDimension::ePhysicalDimension::kNone;
     const char* description = "";
@@ -35,7 +35,7 @@ namespace detail {
 template <class T>
 class TypedField;
 
-/// A field that an implementation declared; it tells the handle when it is destroyed.
+/// A field that an implementation declared; it notifies its handle when it is destroyed.
 template <class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): in a template it misses that the base has a virtual one
 class DeclaredField final : public KrData::Field<T> {
@@ -59,26 +59,27 @@ private:
 /// \return whether the field lives.
 KR_API bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, KrData::FieldBase* field);
 
-/// Declares a former name of a declared field, which takes over the value of a field of that name, if any.
+/// Declares a former name of a declared field, which takes the value of a field of that name, if any.
 KR_API bool addDeprecatedFieldName(KrData::FieldBase& field, const Kr::KrID& former);
 
-/// What inputs, outputs and parameters have in common.
+/// The common part of inputs, outputs and parameters.
 template <class T>
 class TypedField {
 public:
     TypedField(const TypedField&) = delete;
     TypedField& operator=(const TypedField&) = delete;
 
-    /// The value, or T's default when there is no field.
+    /// The value, or the default of T without a field.
     [[nodiscard]] const T& get() const { return _field != nullptr ? _field->getValue() : _none(); }
     operator const T&() const { return get(); }
-    /// Sets the value as the field itself does: clamped, observers and connections told. False when there is no field.
+    /// Sets the value as the field itself does: clamped, with notification of observers and connections. False without
+    /// a field.
     bool set(const T& value) { return _field != nullptr && _field->setValue(value); }
     /// The field in the container, to observe, connect or describe it. Null for an implementation without a proxy and
     /// after the field was removed.
     [[nodiscard]] KrData::Field<T>* getField() const noexcept { return _field; }
     /// In the constructor of the implementation: content of earlier releases has the field under this name. See
-    /// KrData::Container::addDeprecatedName; false also when there is no field.
+    /// KrData::Container::addDeprecatedName; also false without a field.
     bool addDeprecatedName(const Kr::KrID& former) {
         return _field != nullptr && addDeprecatedFieldName(*_field, former);
     }
@@ -129,7 +130,7 @@ private:
 ///     KrSim::Input<double> force{this, "Force", {.dimension = Kr::kForce, .description = "At the wheels."}};
 ///
 /// Reads as its value. Connections set it; the implementation may set a start value with set().
-/// Thread: the application thread. The handle is a member of the implementation and dies with it; the field stays.
+/// Thread: application. Ownership: the handle is a member of the implementation; the field belongs to the extension.
 template <class T>
 class Input final : public detail::TypedField<T> {
 public:
@@ -137,7 +138,7 @@ public:
         : detail::TypedField<T>(owner, KrData::Types::kInput, id, options) {}
 };
 
-/// An output: `speed = 12.0;` sets it and tells connections and observers. See Input.
+/// An output: `speed = 12.0;` sets it and notifies connections and observers. See Input.
 template <class T>
 class Output final : public detail::TypedField<T> {
 public:
@@ -149,7 +150,7 @@ public:
     }
 };
 
-/// A parameter: what users set in an editor. See Input.
+/// A parameter, which users set in an editor. See Input.
 template <class T>
 class Parameter final : public detail::TypedField<T> {
 public:

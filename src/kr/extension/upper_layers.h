@@ -9,23 +9,25 @@
 
 namespace KrSim {
 
-/// What clones and instances ask of the factory, above.
+/// The access of clones and instances to the factory, in an upper layer.
+/// Thread: any. Ownership: none.
 class KR_API IExtensionMaker {
 public:
-    /// As KrExtensionFactory::create.
+    /// See KrExtensionFactory::create.
     [[nodiscard]] virtual Kr::KrSmartPtr<KrExtension> create(const KrFactoryKey& key) const = 0;
 
 protected:
     ~IExtensionMaker() = default;
 };
 
-/// What extensions ask of the sorter, above; there is none before the first use of it.
+/// The access of extensions to the sorter, in an upper layer; null before its first use.
+/// Thread: any. Ownership: none.
 class KR_API IExtensionOrder {
 public:
-    /// Takes out a registered extension that dies.
+    /// Removes a registered extension that dies.
     virtual void forget(KrExtension& extension) const = 0;
-    /// Gives an extension another owner, so that a build on another thread sees one that lives.
-    /// \param place  where the extension keeps its owner.
+    /// Sets another owner of an extension, so that a build on another thread sees a living one.
+    /// \param place  the member of the extension for its owner.
     virtual void changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner) const = 0;
 
 protected:

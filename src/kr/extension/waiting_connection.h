@@ -8,10 +8,10 @@
 namespace KrSim {
 
 /// A connection that an instance keeps while its definition lacks one of its ends (KrObject::_getWaitingConnections).
-/// Good until the instance is synchronised.
+/// Valid until the instance is synchronised.
 struct KrWaitingConnection {
     KrContentID source;
-    std::string sourceField;  ///< as KrData::_getStoredPath answers it
+    std::string sourceField;  ///< see KrData::_getStoredPath
     KrContentID sink;
     std::string sinkField;
     const Kr::KrConnectionBase* prototype;  ///< of the same class and settings, but disabled, and with other fields

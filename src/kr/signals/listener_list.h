@@ -68,7 +68,6 @@ private:
 /// Thread: any. No lock is held over a call. Calling and removing allocate nothing, so that destructors may do both.
 /// Ownership: a plain pointer is borrowed: remove it before it dies, on the thread that notifies. Register a listener
 /// that dies on another thread by hold().
-/// thread is registered by hold().
 template <class Listener>
 class ListenerList : public detail::ListenerListBase {
 public:

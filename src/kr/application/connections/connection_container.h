@@ -17,12 +17,12 @@ namespace KrSim {
 /// How a connection of a ConnectionContainer transfers.
 struct ContainedConnectionOptions {
     bool isQueued{false};  ///< a KrSimQueuedConnection
-    bool isEnabled{true};  ///< beside the switch of the container
+    bool isEnabled{true};  ///< besides the switch of the container
     double gain{1.0};      ///< the sink gets gain * source + offset, for numbers and vectors
     double offset{0.0};
 };
 
-/// Connections as content: an extension that holds a list of connections, which are enabled, disabled, saved and cloned
+/// Connections as content: an extension with a list of connections, which are enabled, disabled, saved and cloned
 /// together. The type "Content.Connections".
 ///
 ///     auto* wiring = extension->getImplementationAs<KrSim::ConnectionContainer>();
@@ -32,10 +32,11 @@ struct ContainedConnectionOptions {
 ///
 /// The list is the parameter "Connections", a group for each, which editors show and change: Source and Sink refer to
 /// extensions, SourceField and SinkField are paths below them ("Outputs.Position"), Queued, Enabled, Gain and Offset as
-/// in ContainedConnectionOptions. What is changed there takes effect with the next frame. docs/connections.md.
+/// in ContainedConnectionOptions. Changes of the list take effect with the next frame. docs/connections.md.
 ///
-/// A connection whose ends are not there is not made, which is an error of the extension; it is made when they come.
-/// Object files save the list, and not what is made from it. Thread: the application thread.
+/// A connection whose ends do not exist is not made, which is an error of the extension; it is made when both exist.
+/// Object files contain the list, but not the connections made from it.
+/// Thread: application. Ownership: owns its connections; owned by its proxy.
 class KR_API ConnectionContainer final : public IExtension {
 public:
     static constexpr int kVersion = 1;
@@ -43,20 +44,21 @@ public:
     explicit ConnectionContainer(KrExtension* proxy);
     ~ConnectionContainer() override;
 
-    /// Adds a connection; while the container is connected, it is made now. False, with a warning, for a field that
-    /// belongs to no extension.
+    /// Adds a connection; while the container is connected, it is made immediately. False, with a warning, for a field
+    /// that belongs to no extension.
     bool add(const KrData::FieldBase& source, const KrData::FieldBase& sink,
              const ContainedConnectionOptions& options = {});
     /// Ends the connection and takes it out. False past the end.
     bool remove(std::size_t index);
-    [[nodiscard]] std::size_t size() const;
-    /// Null past the end, and for a connection that is not made. Borrowed, until the next change here.
+    [[nodiscard]] std::size_t size() const;  ///< Entries of the list, made or not.
+    /// Null past the end, and for a connection that is not made. Borrowed until the next change of this container.
     [[nodiscard]] Kr::KrConnectionBase* getConnection(std::size_t index) const;
 
-    /// Makes all connections whose ends are there, and takes over changes of the list. Modules call it; so may hosts
-    /// without a module. \return  how many are not made.
+    /// Makes all connections whose ends exist, and applies changes of the list. Called by modules, and by hosts without
+    /// a module.
+    /// \return  number of connections that are not made.
     std::size_t connect();
-    /// Ends all connections; the list stays.
+    /// Disconnects all connections; the list is kept.
     void disconnect();
     [[nodiscard]] bool isConnected() const noexcept { return _isConnected; }
     /// Whether the list was changed since connect.

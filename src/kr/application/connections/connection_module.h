@@ -5,9 +5,10 @@
 
 namespace KrSim {
 
-/// Connects what the ConnectionContainers of an application hold, as long as they are in it. Connections whose ends are
-/// missing are tried again after content has come, edited lists in the next frame, before the other passes. The type
+/// Connects the ConnectionContainers of an application as long as they are part of it. Connections with missing ends
+/// are tried again after content was added, changed lists in the next frame, before the other passes. The type
 /// "Application.ConnectionModule".
+/// Thread: application. Ownership: owned by its proxy.
 class KR_API ConnectionModule final : public ISimulatorModule {
 public:
     static constexpr int kVersion = 1;

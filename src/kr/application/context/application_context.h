@@ -13,17 +13,18 @@
 
 namespace KrSim {
 
-/// The handle of extensions on their application: where the frame is, in which mode, and the way to its thread.
+/// The handle through which extensions use their application: frame, mode, and access to its thread.
 ///
-/// A default-made handle stands for no application. One that outlives its application answers like that from then on,
-/// so it may be kept for any time.
-/// Thread: every operation on any thread; one handle is no safer than a plain pointer. A query is a plain load. On the
-/// application's thread the answers hold still during a pass; another thread may get those of two frames.
+/// A default-constructed handle refers to no application. A handle that outlives its application behaves like one of no
+/// application, so it may be kept for any time.
+/// Thread: any for every operation; one handle as a plain pointer. A query is a plain load. On the application's thread
+/// values do not change during a pass; another thread may get values of two frames.
+/// Ownership: shares the state of the application, but does not keep the application alive.
 class KR_API ApplicationContext {
 public:
     /// No application.
     ApplicationContext() noexcept;
-    /// For applications; null gives no application.
+    /// For applications; null is no application.
     explicit ApplicationContext(Kr::KrSmartPtr<ApplicationState> state) noexcept;
     ApplicationContext(const ApplicationContext& other) noexcept;
     ApplicationContext(ApplicationContext&& other) noexcept;
@@ -31,9 +32,9 @@ public:
     ApplicationContext& operator=(ApplicationContext&& other) noexcept;
     ~ApplicationContext();
 
-    /// Whether there is an application and it has not ended.
+    /// Whether it refers to an application that has not ended.
     [[nodiscard]] bool isValid() const noexcept;
-    /// Whether both were made for the same application, or for none.
+    /// Whether both refer to the same application, or to none.
     friend bool operator==(const ApplicationContext& left, const ApplicationContext& right) noexcept {
         return left._state == right._state;
     }
@@ -61,16 +62,16 @@ public:
     [[nodiscard]] double getUpdateSeconds() const noexcept;
     /// Seconds that this frame waited for its start.
     [[nodiscard]] double getWaitSeconds() const noexcept;
-    /// Frames per second that the main loop keeps to in the paced modes.
+    /// Frames per second of the main loop in the paced modes.
     [[nodiscard]] double getSimulationFrameRate() const noexcept;
-    /// The frame rate as it was asked for, outside the bounds perhaps.
+    /// The frame rate before clamping.
     [[nodiscard]] double getRequestedFrameRate() const noexcept;
     /// Seconds: 1 / frame rate.
     [[nodiscard]] double getSimulationTimeStep() const noexcept;
 
-    /// How the pace was kept, up to the beginning of this frame. All 0 without an application.
+    /// How the frame rate was kept, up to the beginning of this frame. All 0 without an application.
     [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
-    /// Whether frames go by without simulating anything. False without an application.
+    /// Whether frames run without simulating. False without an application.
     [[nodiscard]] bool isPaused() const noexcept;
 
     // Thread and deferral
@@ -82,24 +83,24 @@ public:
     [[nodiscard]] bool isRunning() const noexcept;
     /// During the three passes over the modules.
     [[nodiscard]] bool isUpdatingModules() const noexcept;
-    /// Whether the content must not change now, but later: the application is running, and either it is updating its
+    /// Whether changes of the content are deferred now: the application is running, and either it is updating its
     /// modules or the caller is on another thread; or it is not running, and another thread is changing the content.
-    /// Never without an application.
+    /// False without an application.
     [[nodiscard]] bool isBusy() const noexcept;
-    /// Queues a function for the application thread, which runs it between two passes, first in, first out. What a
-    /// function queues waits for the next time. An exception is logged as a warning.
+    /// Queues a function for the application thread, which runs it between two passes, in the order of the calls.
+    /// Functions queued by such a function wait for the next time. An exception is logged as a warning.
     ///
-    /// \return  false when there is no application or the function is empty: nothing was queued, and nothing is run.
-    ///          Objects outside an application are never busy, so callers that ask isBusy first never meet that.
-    /// A function waits while no frames run. Those that still wait when the application ends are destroyed unrun, with
-    /// a warning: the content that they know may be gone.
+    /// \return  false without an application and for an empty function: nothing was queued. Objects outside an
+    ///          application are never busy, so callers that test isBusy first need not check it.
+    /// A function waits while no frames run. Functions that still wait when the application ends are destroyed without
+    /// a call, with a warning: their content may not exist any more.
     bool executeLater(std::function<void()> function) const;
 
-    // Services: good until the application ends. Threads of your own that use them stop before that.
+    // Services: valid until the application ends. Stop your own threads that use them before that.
 
-    /// An InvalidEventManager when there is none.
+    /// An InvalidEventManager without an application.
     [[nodiscard]] EventManager& getEventManager() const noexcept;
-    /// One without an event manager, whose listeners hear nothing, when there is none.
+    /// Without an application one without an event manager, whose listeners are never called.
     [[nodiscard]] ErrorManager& getErrorManager() const noexcept;
 
 private:

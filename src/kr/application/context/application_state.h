@@ -21,7 +21,7 @@ class DelayedFunctions;
 struct ChangeGate;
 }  // namespace detail
 
-/// A value that the application writes while any thread reads it. Several values are not read at one moment.
+/// A value that the application writes and any thread reads. Several values are not read at one moment.
 template <class T, std::memory_order reading = std::memory_order_relaxed,
           std::memory_order writing = std::memory_order_relaxed>
 class SharedValue {
@@ -41,18 +41,19 @@ private:
     std::atomic<T> _value;
 };
 
-/// The same; a thread that reads it also sees what the writer did before.
+/// The same; a thread that reads it also sees all earlier writes of the writer.
 template <class T>
 using PublishedValue = SharedValue<T, std::memory_order_acquire, std::memory_order_release>;
 
-/// What an application shares with the handles on it (ApplicationContext): it writes, they read.
+/// The state that an application shares with its handles (ApplicationContext): it writes, they read.
 ///
-/// Held by smart pointers only. The application calls end() before it takes anything of itself down.
+/// Held by smart pointers only. The application calls end() before it destroys its parts.
 /// One gate decides, under one lock, whether a change of the content runs now or is queued: while the main loop runs,
-/// on its thread only; while it does not, on the thread that asks, one thread at a time. What other threads ask
-/// meanwhile is run by that thread, before it leaves the gate.
-/// Thread: any, but for runDelayedFunctions and runBetweenFrames, which are for the application thread. The values are
+/// on its thread only; otherwise on the calling thread, one thread at a time. That thread runs the changes that other
+/// threads request meanwhile before it leaves the gate.
+/// Thread: any, except runDelayedFunctions and runBetweenFrames, which are for the application thread. The values are
 /// written by the thread that drives the application.
+/// Ownership: shared.
 struct KR_API ApplicationState final : Kr::KrRefCount {
     /// A living application in editing mode, before its first frame; activation is tracked, the rate is 60 Hz.
     ApplicationState();
@@ -71,17 +72,17 @@ struct KR_API ApplicationState final : Kr::KrRefCount {
 
     /// The calling thread runs the application from now on. Waits until no other thread is inside the gate.
     void enterLoop();
-    /// The main loop ends: runs what waits, once, and the changes that other threads ask for meanwhile.
+    /// The main loop ends: runs the waiting functions once, and the changes that other threads request meanwhile.
     void leaveLoop();
-    /// The application ends: from now on its handles answer like those of none. Functions that still wait are
-    /// destroyed on this thread without being run; an application runs them once more when its main loop ends, while
-    /// the content is alive.
+    /// The application ends: its handles behave like those of no application from now on. Waiting functions are
+    /// destroyed on this thread without a call; an application runs them once more when its main loop ends, while the
+    /// content is alive.
     void end();
 
     // Functions that wait
 
     bool executeLater(std::function<void()>&& function);
-    /// Runs it now, or when the frame has ended.
+    /// Runs it immediately, or at the end of the frame.
     bool executeBetweenFrames(std::function<void()>&& function);
     /// Runs what was queued before the call, in order. A call from inside a delayed function does nothing.
     void runDelayedFunctions();
@@ -92,15 +93,15 @@ struct KR_API ApplicationState final : Kr::KrRefCount {
 
     enum class eEntry {
         kRefused,  ///< not now: queueChange
-        kFree,     ///< now
-        kHeld,     ///< now, and leaveChange follows
+        kFree,     ///< not now: call queueChange
+        kHeld,     ///< immediately
     };
     [[nodiscard]] eEntry enterChange();
     void leaveChange();
-    /// False when it may be made now; the function stays with the caller then.
+    /// False when the change may be made immediately; the caller keeps the function then.
     bool queueChange(std::function<void()>&& function);
 
-    // Behind every answer about activation and deferral
+    // Used by all queries about activation and deferral
     PublishedValue<bool> isAlive{true};
     /// True after `thread` at the first frame, false when the main loop ends. A thread that sees the main loop ended
     /// also sees all that it did.
@@ -119,8 +120,8 @@ struct KR_API ApplicationState final : Kr::KrRefCount {
     SharedValue<double> secondsBetweenFrames{0.0};
     SharedValue<double> updateSeconds{0.0};
     SharedValue<double> waitSeconds{0.0};
-    SharedValue<double> frameRateHz{60.0};      ///< what the loop keeps to, above 0
-    SharedValue<double> requestedRateHz{60.0};  ///< as asked for
+    SharedValue<double> frameRateHz{60.0};      ///< of the main loop, above 0
+    SharedValue<double> requestedRateHz{60.0};  ///< before clamping
     // Borrowed until end(); null for none
     PublishedValue<EventManager*> eventManager{nullptr};
     PublishedValue<ErrorManager*> errorManager{nullptr};

@@ -9,9 +9,9 @@
 
 namespace KrSim::detail {
 
-/// What the framework asks of a handle on an application.
+/// Framework-only access to a handle of an application.
 struct ContextAccess {
-    /// Null where there never was an application.
+    /// Null for a handle that never had an application.
     [[nodiscard]] static const Kr::KrSmartPtr<ApplicationState>& getState(const ApplicationContext& context) noexcept {
         return context._state;
     }
@@ -22,7 +22,7 @@ struct ContextAccess {
     }
 };
 
-/// The right of the calling thread to change the content, if it gets it: while this lives, no other thread gets it.
+/// The right of the calling thread to change the content, if granted: during its lifetime no other thread gets it.
 class ContentChange {
 public:
     explicit ContentChange(const ApplicationContext& context) {
@@ -34,7 +34,7 @@ public:
     }
     ContentChange(const ContentChange&) = delete;
     ContentChange& operator=(const ContentChange&) = delete;
-    /// Runs the changes that other threads have asked for meanwhile.
+    /// Runs the changes that other threads have requested meanwhile.
     ~ContentChange() {
         if (_state) _state->leaveChange();
     }

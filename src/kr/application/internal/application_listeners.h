@@ -6,7 +6,7 @@
 
 namespace KrSim::detail {
 
-/// The listeners of an application, and what is logged when one of them throws. Thread: any.
+/// The listeners of an application, and the log line for an exception of one of them. Thread: any.
 class ApplicationListeners : public Kr::ListenerList<IApplicationListener> {
 public:
     template <class Call>

@@ -8,14 +8,14 @@
 
 namespace KrSim::detail {
 
-/// The applications of the process, for references that begin with one. Any thread.
+/// The applications of the process, for references that begin with an application. Any thread.
 class ProcessRoot final : public Kr::KrBase {
     KR_BASE_CLASS(ProcessRoot, Kr::KrBase)
 
-    /// Never destroyed.
+    /// The one instance, never destroyed.
     [[nodiscard]] static ProcessRoot& instance();
 
-    /// An application that can be found from here while this lives.
+    /// Makes an application available to references during its lifetime.
     class Entry {
     public:
         explicit Entry(KrApplication& application) : _application(application) { instance()._enter(application); }

@@ -31,7 +31,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
         listeners.notify([&](IApplicationListener& each) { each.onExtensionRemoved(&application, &extension); });
     }
 
-    /// A module whose removal is under way, and the one around it.
+    /// A module that is being removed, and the enclosing removal.
     struct LeavingModule {
         const KrSimulatorModule* module;
         LeavingModule* outer;
@@ -64,8 +64,8 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     double updateSeconds{0.0};         // of the last frame, without its waiting
     double stepSeconds{0.0};           // of the frame that is under way
     double waitedSeconds{0.0};         // in the frame that is under way
-    std::uint64_t frames{0};           // the number of the next one; a restored state sets it back
-    std::uint64_t framesRun{0};        // that have ended
+    std::uint64_t frames{0};           // the number of the next frame; a restored state may decrease it
+    std::uint64_t framesRun{0};        // finished
     double simulatedSeconds{0.0};      // their time steps
 };
 

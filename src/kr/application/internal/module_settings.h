@@ -7,11 +7,11 @@ class KrApplication;
 
 namespace KrSim::detail {
 
-// A setup holds one plain extension for each module, under its name: the key of its type and copies of its parameters.
-// A module itself cannot be held by an object.
+// A setup contains one plain extension for each module, with its name: the key of its type and copies of its
+// parameters. A module itself cannot be part of an object.
 
 void captureModules(const KrApplication& application, ApplicationConfig& setup);
-/// Gives the modules of the same type and name their parameters; makes and inserts those that are not there.
+/// Sets the parameters of the modules of the same type and name; creates and inserts missing modules.
 void applyModules(KrApplication& application, const ApplicationConfig& setup);
 
 }  // namespace KrSim::detail

@@ -4,10 +4,10 @@
 
 namespace KrSim {
 
-/// Implementation of a module type that carries data only: the code that makes the module gives it its fields. It
-/// manages nothing and does nothing in a frame. See KrDataExtension.
+/// Implementation of a module type that only has data: the code that creates the module adds its fields. It manages
+/// nothing and does nothing in a frame. See KrDataExtension.
 ///
-/// \tparam Type  any class; it makes one implementation class of each type.
+/// \tparam Type  any class, to distinguish the implementation classes of several types.
 template <class Type>
 class KrDataModule : public ISimulatorModule {
 public:

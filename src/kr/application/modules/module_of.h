@@ -17,18 +17,20 @@ namespace KrSim {
 
 namespace detail {
 
-/// A managed extension as the type of a module has it.
+/// A managed extension with its implementation as the type of the module.
 struct ManagedUnit {
     KrExtension* extension{nullptr};
     void* unit{nullptr};  // null when the implementation is of another type
 };
 
-/// What is logged when a step, or other work on a unit, throws.
+/// The log lines when a step, or other work on a unit, throws.
 KR_API extern const Kr::GuardTexts kUnitStepTexts;
 KR_API extern const Kr::GuardTexts kUnitWorkTexts;
 
-/// What ModuleOf does for every type: keeps the list of units in execution order, and lets units be added and removed
-/// during a walk over it. Its names begin with an underscore, so that they hide none of an author's.
+/// The part of ModuleOf that is independent of the type: keeps the list of units in execution order, and allows adding
+/// and removing units during a walk over it. Its names begin with an underscore, so that they hide no names of derived
+/// classes.
+/// Thread: application. Ownership: holds the managed extensions.
 class KR_API UnitModule : public ISimulatorModule {
 public:
     void onExtensionAdded(KrExtension* extension) override;
@@ -42,13 +44,14 @@ protected:
     /// In execution order. The unit is null for an extension that was removed during the walk, and for one whose
     /// implementation is of another type.
     [[nodiscard]] std::span<ManagedUnit> _currentUnits() noexcept { return _units; }
-    /// Whether an implementation was replaced. Not a look at each extension: half of the memory that a walk touches.
+    /// Whether an implementation was replaced. Does not look at each extension, which is half of the memory that a walk
+    /// reads.
     [[nodiscard]] bool _isOutdated() const noexcept {
         return replacedImplementations.load(std::memory_order_relaxed) != _replaced;
     }
     void _findAgain();
     [[nodiscard]] Kr::GuardedPair _namesOf(const KrExtension& extension) const;
-    /// Seconds that the frame simulates; 0 where nothing is to be stepped.
+    /// Seconds that the frame simulates; 0 when no unit is to be stepped.
     [[nodiscard]] double _getStepSeconds(eApplicationMode mode) const;
 
 private:
@@ -58,7 +61,7 @@ private:
     [[nodiscard]] virtual void* _findUnit(const KrExtension& extension) const = 0;
     virtual void _stepAll(double seconds) = 0;
 
-    // What is managed is decided here alone, and always in order.
+    // Only this class manages extensions, always in order.
     using ISimulatorModule::_addManagedExtension;
     using ISimulatorModule::_removeManagedExtension;
     using ISimulatorModule::_sortManagedExtensions;
@@ -68,12 +71,12 @@ private:
 
     std::vector<ManagedUnit> _units;
     bool _isUpToDate{false};
-    std::uint32_t _replaced{0};                         // replacedImplementations when the units were found
+    std::uint32_t _replaced{0};                         // value of replacedImplementations when the units were found
     std::vector<Kr::KrSmartPtr<KrExtension>> _removed;  // during walks; alive until the last one ends
     int _walks{0};
 };
 
-/// Keeps the list of units as it is while it lives, but for those that are removed: they become null. The outermost
+/// Keeps the list of units unchanged during its lifetime, except that removed units become null. The outermost
 /// walk brings the list up to date first, in execution order.
 class KR_API UnitWalk {
 public:
@@ -99,16 +102,17 @@ private:
 ///         void onStep(RoadVehicle& vehicle, double seconds) override { vehicle.step(seconds); }
 ///     };
 ///
-/// Other work of a frame goes into onPreUpdate and onPostUpdate, with stepEach or forEach. An override of
-/// onExtensionAdded or onExtensionRemoved calls the one of ModuleOf.
-/// An exception that leaves the work on one unit is logged as a warning that names its extension and the module; the
-/// work on the other units is done all the same.
+/// Put other work of a frame into onPreUpdate and onPostUpdate, with stepEach or forEach. An override of
+/// onExtensionAdded or onExtensionRemoved must call the function of ModuleOf.
+/// An exception during the work on one unit is logged as a warning that names its extension and the module; the other
+/// units are still processed.
 ///
-/// Units may be added and removed during a walk over them: an added one is part of the next walk, a removed one is
+/// Units may be added and removed during a walk over them: an added unit is part of the next walk, a removed unit is
 /// skipped and lives until the walk ends.
-/// Thread: the application thread. A frame without changes of units and connections allocates nothing.
+/// Thread: application. A frame without changes of units and connections allocates nothing. Ownership: holds the
+/// managed extensions.
 ///
-/// \tparam T  class of the implementations, or a base of them that need not derive from IExtension. Complete here.
+/// \tparam T  class of the implementations, or a base of them that need not derive from IExtension. Must be complete.
 template <class T>
 class ModuleOf : public detail::UnitModule {
 protected:
@@ -118,11 +122,11 @@ protected:
         : UnitModule(proxy, version, preUpdate, update, postUpdate) {}
 
     /// Simulates one unit: in the update pass of each frame in simulating mode, sources of connections before their
-    /// sinks. Not called in other modes, while the application is paused, and outside of an application.
+    /// sinks. Not called in other modes, while the application is paused, and without an application.
     /// \param seconds  simulated time of the step, above 0: the time step of the application.
     virtual void onStep(T& unit, double seconds) = 0;
-    /// Before the first and after the last onStep of a frame, also when the module has no units: for work on all of
-    /// them together. An exception of onBeforeSteps drops the steps of the frame.
+    /// Before the first and after the last onStep of a frame, also without units: for work on all units together. An
+    /// exception of onBeforeSteps skips the steps of the frame.
     virtual void onBeforeSteps([[maybe_unused]] double seconds) {}
     virtual void onAfterSteps([[maybe_unused]] double seconds) {}
 
@@ -131,8 +135,8 @@ protected:
     void forEach(const Work& work) {
         _walk(detail::kUnitWorkTexts, work);
     }
-    /// Calls work(T& unit, double seconds) likewise, in those frames only in which onStep is called. For onPreUpdate
-    /// and onPostUpdate, with their mode.
+    /// Calls work(T& unit, double seconds) in the same way, but only in frames in which onStep is called. For
+    /// onPreUpdate and onPostUpdate, with their mode.
     template <class Work>
     void stepEach(eApplicationMode mode, const Work& work) {
         const double seconds = _getStepSeconds(mode);
@@ -151,12 +155,12 @@ private:
     template <class Work>
     void _walk(const Kr::GuardTexts& texts, const Work& work) {
         const detail::UnitWalk walk(*this);
-        for (auto& each : _currentUnits()) {  // stays in its place during a walk
+        for (auto& each : _currentUnits()) {  // keeps its place during a walk
             if (_isOutdated()) _findAgain();
             if (each.unit == nullptr) continue;
             // Held by the module; each.extension becomes null when the work removes it.
             const KrExtension* extension = each.extension;
-            // Reports of crashes name the module: a record of each call would take half as long as the walk.
+            // Reports of crashes name the module only: recording each call would take half as long as the walk.
             Kr::callGuardedUnrecorded(
                 texts, [&] { return _namesOf(*extension); }, [&] { work(*static_cast<T*>(each.unit)); }, extension);
         }

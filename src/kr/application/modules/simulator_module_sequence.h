@@ -13,12 +13,12 @@
 
 namespace KrSim {
 
-/// The modules of an application in the order in which each pass calls them: by the priority for that pass, lower ones
+/// The modules of an application in the calling order of each pass: by their priority in that pass, lower ones
 /// first, equal ones in the order of their insertion.
 ///
-/// A pass may insert and remove modules, itself included: one that is removed is not called any more, one that is
-/// inserted takes part in the next pass.
-/// Thread: the application thread.
+/// A pass may insert and remove modules, also the running one: a removed module is not called any more, an inserted one
+/// takes part in the next pass.
+/// Thread: application.
 /// Ownership: holds its modules; one that is removed during a pass lives until the pass ends.
 class KR_API KrSimulatorModuleSequence {
 public:
@@ -27,18 +27,18 @@ public:
     KrSimulatorModuleSequence& operator=(const KrSimulatorModuleSequence&) = delete;
     ~KrSimulatorModuleSequence();
 
-    /// Gives a module without a name its default name. False for null and for a module that is here already.
+    /// Gives an unnamed module its default name. False for null and for a module of this sequence.
     bool insert(const KrSmartInterface<ISimulatorModule>& module);
-    /// False when it is not here.
+    /// False for a module that is not in the sequence.
     bool remove(const KrSmartInterface<ISimulatorModule>& module);
 
-    // --- The passes: call each module with the mode of the application, Editing without one. One that throws is logged
-    // as a warning, and the others are called all the same. No allocation.
+    // --- The passes: call each module with the mode of the application, Editing without one. An exception is logged as
+    // a warning, and the other modules are still called. No allocation.
     void preUpdate(const ApplicationContext& context) const;
     void update(const ApplicationContext& context) const;
     void postUpdate(const ApplicationContext& context) const;
 
-    /// Adds the states of all modules. Null is ignored.
+    /// Adds the states of all modules. Ignores null.
     void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
 
     [[nodiscard]] std::size_t getModuleCount() const noexcept;
@@ -54,7 +54,7 @@ private:
     void _run(const ApplicationContext& context) const;
     [[nodiscard]] bool _contains(const KrSimulatorModule* module) const;
 
-    Kr::CopyOnWrite<Lists> _lists;  // a pass keeps what it walks over
+    Kr::CopyOnWrite<Lists> _lists;  // keeps the list of a pass unchanged
 };
 
 }  // namespace KrSim

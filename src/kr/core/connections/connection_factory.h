@@ -5,32 +5,32 @@
 
 namespace Kr {
 
-/// Makes the connection that fits two fields.
-/// Thread: the application thread.
+/// Creates the connection that fits two fields.
+/// Thread: application. Ownership: see the functions.
 class KR_API KrConnectionFactory {
 public:
     KrConnectionFactory() = delete;
 
-    /// Connects the two fields, transfers once, and leaves the connection to the extension of the sink (of the source,
-    /// where the sink has none): it lives as long as that, or until one of its fields dies, so do not keep the address
-    /// for longer. Null, and the log says why, when the fields do not fit, one is missing, or neither has an extension;
-    /// null, too, when an observer of the connection, or of its first transfer, destroyed it or a field.
+    /// Connects the two fields, transfers once, and gives the connection to the extension of the sink (of the source,
+    /// when the sink has none): it lives as long as the extension, or until one of its fields dies, so do not keep the
+    /// address longer. Null, and the log says why, when the fields do not fit, one is missing, or neither has an
+    /// extension; null, too, when an observer of the connection, or of its first transfer, destroyed it or a field.
     ///
     ///     Kr::KrConnectionFactory::connect(pedal.position.getField(), motor.pedal.getField());
     static KrConnectionBase* connect(KrData::FieldBase* source, KrData::FieldBase* sink);
     static KrConnectionBase* connect(KrData::FieldBase& source, KrData::FieldBase& sink) {
         return connect(&source, &sink);
     }
-    /// The same with a KrSimQueuedConnection: the sink follows when the event is delivered.
+    /// The same with a KrSimQueuedConnection: the sink is set when the event is delivered.
     static KrConnectionBase* connectQueued(KrData::FieldBase* source, KrData::FieldBase* sink);
-    /// Destroys the connections between the two that these made, and those without an owner. Whether there
-    /// were any.
+    /// Destroys the connections between the two fields that were created by these functions, and those without an
+    /// owner. Returns whether there were any.
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
 
-    /// A ProxyToFieldBaseConnection, a FieldBaseToProxyConnection or a KrConnection, whichever the fields ask for; null
-    /// when they do not fit, and for null. The caller owns it. Unless the caller says otherwise (_setUnowned),
+    /// A ProxyToFieldBaseConnection, a FieldBaseToProxyConnection or a KrConnection, depending on the fields; null when
+    /// they do not fit, and for null. The caller owns it. Unless the caller sets it as owned (_setUnowned),
     /// KrExtensionSorter::destroyConnections may destroy it.
-    /// \param transferNow  false leaves the sink as it is until the next change, as loading wants it.
+    /// \param transferNow  false leaves the sink unchanged until the next change, for loading.
     [[nodiscard]] static KrConnectionBase* _create(KrData::FieldBase* source, KrData::FieldBase* sink,
                                                    bool transferNow = true);
     /// The same for a queued connection.

@@ -11,11 +11,12 @@
 
 namespace Kr {
 
-/// Makes the children of a container follow those of another one with the same identifiers, each pair by a functor of
-/// its own. A change of one child hands over that child alone. Children without a fitting partner are passed over;
-/// fields that come later find theirs when they change. Nothing is added to the sink or removed from it, but for two
-/// field arrays, which are paired by position: the sink gets as many items. Siblings that change in the course of a
-/// transfer follow once at its end.
+/// Makes the children of a container follow those of another container with the same identifiers, each pair with its
+/// own functor. A change of one child transfers that child alone. Children without a fitting partner are skipped;
+/// fields that are added later find theirs when they change. Nothing is added to the sink or removed from it, except
+/// for two field arrays, which are paired by position: the sink gets as many items. Siblings that change during a
+/// transfer are transferred once at its end.
+/// Thread: that of the connection. Ownership: owned by its connection; the containers are borrowed.
 class KR_API ContainerConnectionFunctor final : public ConnectionFunctor {
 public:
     ContainerConnectionFunctor(const KrData::Container& source, KrData::Container& sink);
@@ -28,7 +29,7 @@ private:
     struct Pair {
         KrData::FieldReference source;
         KrData::FieldReference sink;
-        std::unique_ptr<ConnectionFunctor> functor;  // null where the two do not fit
+        std::unique_ptr<ConnectionFunctor> functor;  // null when the two do not fit
     };
 
     void _pairUp();
@@ -45,7 +46,7 @@ private:
     bool _areArrays;
     std::vector<Pair> _pairs;  // in the order of the children of the source
     std::unordered_map<const KrData::FieldBase*, std::size_t> _places;
-    const KrData::FieldBase* _child{nullptr};  // that is handed over; for comparison only
+    const KrData::FieldBase* _child{nullptr};  // that is being transferred; for comparison only
     bool _wasBlocked{false};                   // others have changed meanwhile
 };
 

@@ -5,12 +5,13 @@
 namespace Kr {
 
 /// A connection from a field that is no proxy to a proxy.
+/// Thread: application. Ownership: see KrConnection.
 class KR_API FieldBaseToProxyConnection final : public ProxyConnection {
     KR_BASE_CLASS(FieldBaseToProxyConnection, ProxyConnection)
 
     /// Invalid until init.
     FieldBaseToProxyConnection();
-    /// Connects at once; ask isValid. Null leaves it invalid.
+    /// Connects immediately; see isValid for the result. Null leaves it invalid.
     FieldBaseToProxyConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~FieldBaseToProxyConnection() override;
 

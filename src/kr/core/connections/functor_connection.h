@@ -11,12 +11,13 @@ namespace Kr {
 
 class DirectConnectionFunctor;
 
-/// What all connections of this library share: a functor that hands values over, a place in both fields and in the
-/// extension sorter, and the gate of parameters.
+/// The common part of all connections of this library: a functor that transfers values, a place in both fields and in
+/// the extension sorter, and the gate of parameters.
 ///
 /// Gate: an Output drives a Parameter only while the extension of the parameter is in editing mode, which is also the
 /// mode of an extension outside any application. A sink without an extension always takes values.
-/// A dynamic field may move: owners and roles are looked at anew. While the roles do not fit, nothing is transferred.
+/// A dynamic field may move: owners and roles are updated then. While the roles do not fit, nothing is transferred.
+/// Thread: application. Ownership: see KrConnectionBase; owns its functor.
 class KR_API KrFunctorConnection : public KrConnectionBase {
     KR_BASE_CLASS(KrFunctorConnection, KrConnectionBase)
 
@@ -33,27 +34,27 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
     void _onFieldMoved() final;
 
 protected:
-    /// Whether the roles of the fields must go together (the table of KrConnection), or none are looked at.
+    /// Whether the roles of the fields must fit (the table of KrConnection), or are not checked.
     enum class Roles : std::uint8_t { kChecked, kAny };
 
     KrFunctorConnection() = default;
 
-    /// Binds the fields by the functor, registers, and transfers once when `transferNow` is set; a connection that is
-    /// not to transfer now begins all the same enabled. Only while invalid. False when an observer destroyed
-    /// a field, so that it is invalid again, or the connection itself.
+    /// Binds the fields to the functor, registers, and transfers once when `transferNow` is set; a connection that does
+    /// not transfer now is enabled, too. Only while invalid. False when an observer destroyed a field, so that it is
+    /// invalid again, or the connection itself.
     bool _begin(KrData::FieldBase& source, KrData::FieldBase& sink, std::unique_ptr<ConnectionFunctor> functor,
                 Roles roles, bool transferNow);
-    /// Before _begin: nothing is reported of a copy that was reported of the original.
+    /// Before _begin: problems that were reported for the original are not reported for the copy.
     void _setCopy() noexcept { _isCopy = true; }
     /// Leaves both fields and the sorter, and becomes invalid. False when an observer destroyed it.
     bool _end() noexcept;
-    /// Whether both have a parent, and roles that go together; else says why not, at error level.
+    /// Whether both have a parent, and roles that fit; else logs the reason at error level.
     [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);
-    /// The functor, when it is such a one.
+    /// The functor, if it is direct; else null.
     [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept;
-    /// Gives a new connection, made without a transfer, the state of this one; it may be gone afterwards.
+    /// Gives a new connection, created without a transfer, the state of this one; it may have died afterwards.
     void _finishCopy(KrFunctorConnection& made) const;
-    /// After something that decides how to transfer has changed.
+    /// Call it after a change of anything that decides how to transfer.
     void _update();
 
 private:

@@ -5,12 +5,13 @@
 namespace Kr {
 
 /// A connection from a proxy to a field, which may be a proxy, too.
+/// Thread: application. Ownership: see KrConnection.
 class KR_API ProxyToFieldBaseConnection final : public ProxyConnection {
     KR_BASE_CLASS(ProxyToFieldBaseConnection, ProxyConnection)
 
     /// Invalid until init.
     ProxyToFieldBaseConnection();
-    /// Connects at once; ask isValid. Null leaves it invalid.
+    /// Connects immediately; see isValid for the result. Null leaves it invalid.
     ProxyToFieldBaseConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~ProxyToFieldBaseConnection() override;
 

@@ -14,10 +14,11 @@ namespace detail {
 class CopyStore;
 }  // namespace detail
 
-/// Takes a copy of the source and sends it through the event dispatcher, in the queue of the application that the sink
-/// belongs to; the sink takes it when the event is delivered, on the thread that runs that application. While none
-/// does, values that are set by the thread that made the connection arrive before the setter returns. Delivered copies
-/// are used again, so that a steady frame allocates nothing.
+/// Takes a copy of the source and sends it through the event dispatcher, in the queue of the sink's application; the
+/// sink takes it when the event is delivered, on the thread that runs that application. While no thread runs it, values
+/// set by the thread that created the connection arrive before the setter returns. Delivered copies are used again, so
+/// that a steady frame allocates nothing.
+/// Thread: that of the source. Ownership: owned by its connection; the fields are borrowed.
 class KR_API QueuedConnectionFunctor final : public ConnectionFunctor {
 public:
     QueuedConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
@@ -25,26 +26,26 @@ public:
 
     void transfer(const KrData::FieldBase& changed) override;
 
-    /// How many copies are under way in this process. Any thread.
+    /// Number of copies in progress in this process. Any thread.
     [[nodiscard]] static std::size_t _getWaitingCount();
 
-    /// A copy on its way to its sink.
+    /// A copy that is being sent to its sink.
     struct Waiting {
-        std::shared_ptr<const KrData::FieldBase> value;  ///< null: the event carries none
+        std::shared_ptr<const KrData::FieldBase> value;  ///< null: the event has no copy
         KrData::FieldReference sink;
     };
-    /// Whether the event is one that carries a copy.
+    /// Whether the event carries a copy.
     [[nodiscard]] static bool _isCarrier(const KrSim::KrSimEvent& event) noexcept;
-    /// What the event carries, which stays under way. Any thread.
+    /// The copy of the event, which stays in progress. Any thread.
     [[nodiscard]] static Waiting _peek(const KrSim::KrSimEvent& event);
-    /// An event that carries it (again), to be sent once.
+    /// An event that carries the copy (again), to be sent once.
     [[nodiscard]] static KrSim::KrSimEvent _carry(const Waiting& waiting);
-    /// For events that are never sent: what they carry goes.
+    /// For events that are never sent: destroys their copy.
     static void _drop(const KrSim::KrSimEvent& event);
 
 private:
     KrData::FieldReference _sinkLife;
-    ThreadId _home;  // made the connection
+    ThreadId _home;  // created the connection
     std::shared_ptr<detail::CopyStore> _copies;
 };
 

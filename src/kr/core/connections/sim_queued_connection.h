@@ -4,17 +4,17 @@
 
 namespace Kr {
 
-/// A connection that hands its values over as events: a change of the source takes a copy of its value, and the sink
-/// gets it when the event dispatcher delivers, on the thread that delivers.
+/// A connection that sends its values as events: a change of the source takes a copy of its value, and the sink gets it
+/// when the event dispatcher delivers, on the delivering thread.
 ///
-/// So it may cross threads: the source may change on any one thread, while the sink changes on the dispatcher's owner
-/// thread, in the order of the changes. On that thread itself the sink may have the value before the setter returns.
-/// It does not order its extensions (KrExtensionSorter), so it breaks a feedback loop on purpose: an extension that
-/// runs earlier in the frame sees the value in its next update.
+/// It may cross threads: the source may change on any one thread, while the sink changes on the dispatcher's owner
+/// thread, in the order of the changes. On that thread itself the sink may have the value before the setter returns. It
+/// does not order its extensions (KrExtensionSorter), so it can break a feedback loop: an extension that runs earlier
+/// in the frame sees the value in its next update.
 ///
-/// Values under way reach the sink, if it lives then, also when the connection is disabled or destroyed meanwhile.
-/// The fields may have any roles; the gate of an Output and a Parameter is asked when the copy is taken.
-/// Ownership: as of KrConnection; fields and the connection itself live and die on one thread.
+/// Values in progress reach the sink, if it is alive then, also when the connection is disabled or destroyed meanwhile.
+/// The fields may have any roles; the gate of an Output and a Parameter is checked when the copy is taken.
+/// Thread: fields and the connection itself are created and destroyed on one thread. Ownership: see KrConnection.
 class KR_API KrSimQueuedConnection final : public KrFunctorConnection {
     KR_BASE_CLASS(KrSimQueuedConnection, KrFunctorConnection)
 
@@ -23,7 +23,7 @@ class KR_API KrSimQueuedConnection final : public KrFunctorConnection {
 
     /// Invalid until init.
     KrSimQueuedConnection();
-    /// Connects at once; ask isValid.
+    /// Connects immediately; see isValid for the result.
     KrSimQueuedConnection(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
     ~KrSimQueuedConnection() override;
 

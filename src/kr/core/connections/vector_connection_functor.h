@@ -7,14 +7,15 @@
 
 namespace Kr {
 
-/// Makes a vector like another one of the same item data type.
+/// Makes a vector equal to another one of the same item data type.
 ///
-/// While the source keeps its changed ranges (enableIncrementalDataTransfer), only these items are looked at, and the
-/// ranges are cleared by the last enabled connection that reads them (queued ones do not). Else the vectors are
-/// compared whole.
+/// While the source keeps its changed ranges (enableIncrementalDataTransfer), only these items are read, and the ranges
+/// are cleared by the last enabled connection that reads them (queued ones do not). Otherwise the whole vectors are
+/// compared.
+/// Thread: that of the connection. Ownership: owned by its connection; the vectors are borrowed.
 class KR_API VectorConnectionFunctor final : public ConnectionFunctor {
 public:
-    /// \param connection  whose functor this is; null below a container functor.
+    /// \param connection  the owner of this functor; null below a container functor.
     VectorConnectionFunctor(const KrData::VectorBase& source, KrData::VectorBase& sink,
                             const KrConnectionBase* connection);
     ~VectorConnectionFunctor() override;

@@ -4,7 +4,7 @@
 
 namespace Kr::detail {
 
-/// The text, living for ever: type name or display text for values of enumerations that are not registered.
+/// The text, never destroyed: type name or display text for values of enumerations that are not registered.
 const std::string& keepEnumText(std::string text);
 
 }  // namespace Kr::detail

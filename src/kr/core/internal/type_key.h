@@ -6,10 +6,10 @@
 
 namespace Kr::detail {
 
-/// A text that stands for a type in every module of the process and outlives the module that gave the type.
+/// A text that identifies a type in every module of the process and outlives the module that defines the type.
 ///
 /// It is the mangled name. Types of unnamed namespaces share names between files, so the address of the type
-/// information tells these apart.
+/// information is added for these.
 inline std::string typeKey(const std::type_info& type) {
     std::string key = type.name();
     if (key.find("_GLOBAL__N_") != std::string::npos) {

@@ -12,31 +12,32 @@
 
 namespace KrSim {
 
-/// Makes extensions by the key of their type, and loads the plug-in that a key names where the type is not there yet.
+/// Creates extensions by the key of their type, and loads the plug-in that a key names when the type is not registered.
 ///
-/// The library registers its own types when it starts, a plug-in its types when it is loaded (KR_PLUGIN), a program
-/// its own with registerExtensionType. A type stays as long as instances of it live.
+/// The library registers its own types when it starts, a plug-in its types when it is loaded (KR_PLUGIN), a program its
+/// own with registerExtensionType. A type remains registered as long as it has instances.
 ///
-/// Thread: any. Nothing is locked while a plug-in is loaded, an extension is made or a line is logged.
+/// Thread: any. No lock is held while a plug-in is loaded, an extension is created or a line is logged. Ownership: the
+/// caller holds created extensions.
 class KR_API KrExtensionFactory {
 public:
-    /// What a type makes. The values are stored nowhere.
+    /// The product of a type. The values are not stored.
     enum class eType : std::uint8_t {
         kExtension,        ///< a KrExtension
-        kObject,           ///< a KrObject, which holds other extensions
+        kObject,           ///< a KrObject, which contains other extensions
         kSimulatorModule,  ///< a module of an application
     };
 
-    /// Makes both halves of an extension and gives it the key. The result has no holder yet. Null, or an exception,
-    /// when it cannot be made.
+    /// Creates both halves of an extension and sets the key. The result has no holder yet. Null, or an exception, after
+    /// a failure.
     using CreateFunction = KrExtension* (*)(const KrFactoryKey& key);
     using PrepareFunction = void (*)(KrExtension* extension, const KrFactoryKey& key);
 
-    /// All that is registered of a type.
+    /// The registered data of a type.
     struct TypeDescription {
         KrFactoryKey key;
         CreateFunction create{nullptr};
-        PrepareFunction prepare{nullptr};  ///< kept with the type; may be null
+        PrepareFunction prepare{nullptr};  ///< stored with the type; may be null
         eType kind{eType::kExtension};
         const std::type_info* type{nullptr};  ///< of the implementation
     };
@@ -45,41 +46,42 @@ public:
 
     // Extensions
 
-    /// A new extension of the type, made on this thread. Null, with a warning, when it cannot be made.
+    /// A new extension of the type, created on this thread. Null, with a warning, after a failure.
     ///
-    /// A type that is not registered is looked for in the plug-in that the key names, and then by category and name;
-    /// the extension carries the key of the type that was found. A create function that throws counts as having made
-    /// nothing, but for std::bad_alloc, which goes on to the caller once it is logged.
+    /// A type that is not registered is searched in the plug-in that the key names, and then by category and name; the
+    /// extension has the key of the type that was found. An exception of a create function counts as a failure, except
+    /// std::bad_alloc, which is logged and thrown on to the caller.
     [[nodiscard]] static Kr::KrSmartPtr<KrExtension> create(const KrFactoryKey& key);
 
-    /// The living extensions that the factory made of the type, in the order of their making. Nothing keeps them alive:
+    /// The living extensions of the type that the factory created, in the order of creation. Nothing keeps them alive:
     /// use them on the thread that owns them.
     [[nodiscard]] static Kr::KrArray<KrExtension*> getInstances(const KrFactoryKey& key);
 
     // Types
 
-    /// Whether a type is registered under the uuid of the key, or where that is null, of its category and name. Loads
-    /// nothing.
+    /// Whether a type is registered under the uuid of the key, or for a null uuid, under its category and name. Loads
+    /// no plug-in.
     [[nodiscard]] static bool isValid(const KrFactoryKey& key);
 
     /// The keys of all types of that kind, in the order of their uuids.
     [[nodiscard]] static Kr::KrArray<KrFactoryKey> getAvailableTypes(eType kind);
 
-    /// Withdraws a type. True when it is not registered any more; false, with a warning, while instances of it live,
-    /// and once the library is shutting down.
+    /// Withdraws a type. True when it is not registered any more; false, with a warning, while it has instances, and
+    /// while the library is shutting down.
     static bool unregisterType(const KrFactoryKey& key);
 
-    // For registration.h and plugin.h, which supply the functions
+    // For registration.h and plugin.h, which pass the functions
 
-    /// Registers a type. False, with a warning, when the key is not complete or its uuid is taken: the first one stays.
+    /// Registers a type. False, with a warning, when the key is incomplete or its uuid is taken: the first type
+    /// remains.
     static bool _registerType(const KrFactoryKey& key, CreateFunction create, PrepareFunction prepare, eType kind,
                               const std::type_info& type);
-    /// Registers all of the types or, with a warning about the first that is refused, none.
+    /// Registers all types or, with a warning about the first refused one, none.
     static bool _registerTypes(std::span<const TypeDescription> types);
-    /// Withdraws those of the types that are registered as described here, so none that another plug-in registered
-    /// under the same uuid. All of them or, with a warning about the first that has living instances, none.
+    /// Withdraws those types that are registered as described here, so none that another plug-in registered under the
+    /// same uuid. All of them or, with a warning about the first one with instances, none.
     static bool _unregisterTypes(std::span<const TypeDescription> types);
-    /// The second function of a registered type; null when there is none.
+    /// The second function of a registered type; null without one.
     [[nodiscard]] static PrepareFunction _getPrepareFunction(const KrFactoryKey& key);
 };
 

@@ -3,8 +3,8 @@
 #include "kr/extension/factory_key.h"
 #include "kr/platform/export.h"
 
-/// The keys of the library's own types. They are there before any other static object of the library or of a plug-in.
-/// Which types hold children, and which are still to come, is in docs/factory.md.
+/// The keys of the library's own types. They are initialised before all other static objects of the library and of
+/// plug-ins. Types with children, and types without an implementation yet: docs/factory.md.
 namespace KrSim::Keys {
 
 // Content types, in the plug-in KrFoundationPlugin

@@ -62,9 +62,9 @@ consteval auto listPluginType(const char (&category)[CategorySize], const char (
     return listed;
 }
 
-/// All or, with an exception that says so, none of the types.
+/// Registers all types or, with an exception, none.
 KR_API void registerPluginTypes(const char* plugin, std::initializer_list<PluginType> types);
-/// All or, because instances of them live, none of the types.
+/// Withdraws all types or, because instances of them exist, none.
 KR_API bool unregisterPluginTypes(const char* plugin, std::initializer_list<PluginType> types);
 
 }  // namespace KrSim::detail
@@ -93,7 +93,7 @@ requires(sizeof...(LineSizes) >
 /// \param category  a grouping word, text literal, such as "Simulation".
 /// \param name      the display name, text literal; new extensions are named after it.
 /// \param uuid      text literal of a new random uuid (uuidgen), checked by the compiler. Content refers to the type by
-///                  it: it must never change once content was saved, and no other type may have it.
+///                  it: it must never change once content was saved, and be unique.
 #define KR_EXTENSION(Class, category, name, uuid) KrSim::detail::listPluginType<Class>(category, name, uuid)
 
 /// Makes a library a plug-in: its manifest, and the entry functions that register and withdraw its types. Once in a
@@ -105,8 +105,8 @@ requires(sizeof...(LineSizes) >
 /// \param name     base name of the plug-in file, without ".krp", text literal; it becomes part of the keys.
 /// \param version  the plug-in's own version, for people.
 ///
-/// A plug-in is loaded whole or not at all: when one of its types is refused, because its uuid is taken, the others are
-/// withdrawn and loading fails.
+/// A plug-in is loaded completely or not at all: when one of its types is refused, because its uuid is taken, the
+/// others are withdrawn and loading fails.
 #define KR_PLUGIN(name, version, ...)                                     \
     KR_PLUGIN_MANIFEST(name, version __VA_OPT__(, ) __VA_ARGS__);         \
     void kr_plugin_register_v1() {                                        \

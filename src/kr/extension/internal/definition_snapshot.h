@@ -20,7 +20,7 @@ namespace KrSim::detail {
 
 using Identifier = KrContentID::Identifier;
 
-/// What a reference field refers to: extensions, and for the links of a proxy the paths of fields.
+/// The target of a reference field: extensions, and for the links of a proxy the paths of fields.
 struct ReferenceTarget {
     Identifier extension;
     std::string path;
@@ -35,11 +35,11 @@ using ConnectionTable = std::map<InnerConnection, ConnectionSettings>;
 using ToOriginal = std::unordered_map<const KrExtension*, Identifier>;
 
 /// The connections between the extensions of a tree.
-/// \param toOriginal  the ID that an extension has in the result; others do not count.
+/// \param toOriginal  maps extensions to their IDs in the result; others are ignored.
 [[nodiscard]] ConnectionTable collectConnections(const ToOriginal& toOriginal);
 
-/// What a definition was at one time: the base against which its instances are compared. Never changes; one for each
-/// version of a definition, shared by the instances that follow that version.
+/// A definition at one time: the base with which its instances are compared. Constant; one for each version of a
+/// definition, shared by the instances that follow that version.
 class DefinitionSnapshot {
 public:
     struct Node {
@@ -48,7 +48,7 @@ public:
         std::string name;
         std::uint64_t position{0};
         Identifier definition;                           ///< of an inner instance
-        std::shared_ptr<const DefinitionSnapshot> base;  ///< what the inner instance was compared against
+        std::shared_ptr<const DefinitionSnapshot> base;  ///< the base of the inner instance
         std::vector<std::unique_ptr<KrData::Container>> groups;
         std::unordered_map<const KrData::FieldBase*, ReferenceTargets> references;
         std::span<const Node> children;  ///< in the same list
@@ -56,7 +56,7 @@ public:
     /// A tree, level by level; the first one is the root. May be moved, but not copied.
     using Nodes = std::vector<Node>;
 
-    /// The snapshot of the definition as it is now: `latest`, when nothing has changed since.
+    /// The snapshot of the current definition: `latest`, when nothing has changed since.
     [[nodiscard]] static std::shared_ptr<const DefinitionSnapshot> take(
         const KrObject& definition, std::shared_ptr<const DefinitionSnapshot> latest);
 
@@ -69,7 +69,7 @@ private:
     ConnectionTable _connections;
 };
 
-/// What an inner instance would be at the place of `node`, had it followed `to` in place of `from` in the definition
+/// An inner instance at the place of `node`, had it followed `to` instead of `from` in the definition
 /// that holds it.
 [[nodiscard]] DefinitionSnapshot::Nodes rebase(const DefinitionSnapshot::Node& node,
                                                const DefinitionSnapshot::Node& from,

@@ -4,8 +4,7 @@
 
 namespace KrSim::detail {
 
-// What is logged when a callback of an implementation throws. The texts differ in form; readers of logs know them as
-// they are.
+// Log lines for throwing callbacks of an implementation. The texts differ in form; readers of logs depend on them.
 
 inline constexpr Kr::GuardTexts kOnAddToOwner{
     Kr::eLogLevel::kWarn, "KrExtension: fatal error in '%s' onAddToOwner [%s]\n",

@@ -20,7 +20,7 @@ struct ExtensionEntry {
 /// The extensions of an object by their positions. Adding, removing and access by index take logarithmic time, so that
 /// a large object may be emptied from its front.
 ///
-/// Released in one way only, so that objects may lie as deep inside one another as they like.
+/// Always released by release(), so that objects may be nested at any depth.
 class ExtensionList
     : public boost::multi_index_container<
           ExtensionEntry, boost::multi_index::indexed_by<boost::multi_index::ranked_non_unique<
@@ -31,7 +31,7 @@ public:
     static void release(std::unique_ptr<ExtensionList> list) noexcept;
 
 private:
-    ExtensionList* _next{nullptr};  // of those that wait
+    ExtensionList* _next{nullptr};  // of the waiting lists
 };
 
 }  // namespace KrSim::detail

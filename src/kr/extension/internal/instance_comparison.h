@@ -13,35 +13,35 @@
 
 namespace KrSim::detail {
 
-/// What an instance has of its own: compared with the snapshot that it follows, or, where it was loaded and has
-/// followed none yet, as the file says.
+/// The own data of an instance: found by comparison with the snapshot that it follows, or, if it was loaded and has
+/// followed none yet, read from the file.
 class InstanceComparison {
 public:
     struct Entry {
-        const DefinitionSnapshot::Node* node{nullptr};  // null where there is no base
+        const DefinitionSnapshot::Node* node{nullptr};  // null without a base
         KrData::OwnFields own;
     };
 
     explicit InstanceComparison(const KrObject& instance);
 
     [[nodiscard]] bool hasBase() const noexcept { return _base != nullptr; }
-    /// Which extensions of the instance are copies of which ones of the definition as it is now.
+    /// The extensions of the instance that are copies of extensions of the current definition.
     [[nodiscard]] ToOriginal findOriginals(const std::shared_ptr<const DefinitionSnapshot>& now) const;
-    /// Of an extension that follows one of the definition, or is lost; null for others.
+    /// For an extension that follows one of the definition, or is lost; null for others.
     [[nodiscard]] const Entry* find(const KrExtension& extension) const;
     [[nodiscard]] std::vector<KrObject::InstanceDataItem> getItems() const;
-    /// As files keep it, for every extension that follows one of the definition; empty ones included.
+    /// In the form of files, for every extension that follows one of the definition; including empty ones.
     [[nodiscard]] std::unordered_map<const KrExtension*, OwnRecord> getRecords() const;
 
     /// By the IDs of the definition.
     struct ConnectionChanges {
-        InnerConnections outdated;  ///< to be ended: the definition has them no more, or has other settings for them
-        InnerConnections removed;   ///< those of the definition that the holder has ended
+        InnerConnections outdated;  ///< to be ended: the definition has them no more, or with other settings
+        InnerConnections removed;   ///< connections of the definition that the holder has ended
     };
     [[nodiscard]] ConnectionChanges compareConnections(const DefinitionSnapshot& now,
                                                        const ToOriginal& originals) const;
 
-    /// Whether the connection is not one of the definition: it leads out of the instance, or its user made it.
+    /// Whether the connection does not belong to the definition: it leads out of the instance, or its user made it.
     [[nodiscard]] bool isOwn(const Kr::KrConnectionBase& connection) const;
 
 private:

@@ -14,23 +14,23 @@
 
 namespace KrSim::detail {
 
-/// One run that brings an instance in line with its definition.
+/// One synchronisation of an instance with its definition.
 ///
-/// Extensions and fields of the instance stay the same objects, and change only where the definition has changed and
-/// the instance has nothing of its own. Thread: the application thread.
+/// Extensions and fields of the instance remain the same objects, and change only where the definition has changed and
+/// the instance has no own data. Thread: application.
 class InstanceSync {
 public:
-    /// \param values  of the instance itself: those of the definition for one that was just made.
+    /// \param values  of the instance itself: those of the definition for a new instance.
     InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values);
 
-    /// What was thrown on the way; null when nothing was. After std::bad_alloc the next run does what is missing; after
-    /// an exception of other code the rest has been done all the same.
+    /// The exception that was thrown; null without one. After std::bad_alloc the next run completes the work; after an
+    /// exception of other code the rest has been done nevertheless.
     [[nodiscard]] std::exception_ptr run();
 
 private:
     struct Level;
 
-    /// Goes on after an exception of other code, as of an error that was logged: what could not be made is missing.
+    /// Continues after an exception of other code, as of an error that was logged: the failed part is missing.
     template <class Step>
     void _try(const Step& step);
     void _followAll();
@@ -58,13 +58,13 @@ private:
     const OutsideConnections::IsOwn _isOwnConnection{
         [this](const Kr::KrConnectionBase& connection) { return _comparison.isOwn(connection); }};
     std::shared_ptr<const DefinitionSnapshot> _now;
-    ToOriginal _originals;  // of what was here before, by the definition as it is now
+    ToOriginal _originals;  // of the extensions that existed before, by the current definition
     std::unordered_map<Identifier, Identifier> _originalIDs;
     std::unordered_set<Identifier> _definitionIDs;
     InnerConnections _removedConnections;
     std::vector<std::pair<KrData::FieldReference, KrData::FieldReference>> _proxies;  // with those that they follow
     std::vector<KrData::FieldReference> _originalsOfNewProxies;
-    KrCloneMap _pairs;  // holds all that are followed
+    KrCloneMap _pairs;  // holds all extensions that are followed
     std::vector<std::pair<const KrExtension*, KrExtension*>> _followed;
     std::exception_ptr _failure;
 };

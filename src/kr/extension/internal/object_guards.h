@@ -4,8 +4,8 @@
 
 namespace KrSim::detail {
 
-// What is logged when a callback of an object throws. The first %s of each stands for both names and what is between
-// them, see nameWhile() in object.cpp.
+// Log lines for throwing callbacks of an object. The first %s of each is both names and the text between them, see
+// nameWhile() in object.cpp.
 
 inline constexpr Kr::GuardTexts kIsCompatible{Kr::eLogLevel::kWarn, "KrObject: fatal error in '%s'. [%s]\n",
                                               "KrObject: unhandled exception in '%s'.\n", "isCompatible"};

@@ -2,7 +2,7 @@
 
 namespace KrSim::detail {
 
-/// Lets references ("base://") find the extensions that an object holds. Answers whether it was done here.
+/// Lets references ("base://") find the extensions of an object. Returns whether this call registered it.
 bool registerObjectNamePath();
 
 }  // namespace KrSim::detail

@@ -16,13 +16,13 @@ namespace KrSim::detail {
 
 class TreeIndex;
 
-/// The connections of an instance that its definition does not have, while the definition lacks their parts or fields:
-/// those with content outside, and those that the user made between two parts. The instance keeps them, and makes them
-/// again when both ends exist.
+/// The connections of an instance that do not come from its definition, while the definition lacks their parts or
+/// fields: those with content outside, and those that the user made between two parts. The instance keeps them, and
+/// makes them again when both ends exist.
 ///
-/// Of a kept connection there is a copy, disabled, between copies of its two fields, so that connections of every class
+/// A kept connection is stored as a disabled copy between copies of its two fields, so that connections of every class
 /// keep their settings.
-/// Thread: the application thread.
+/// Thread: application.
 class OutsideConnections {
 public:
     OutsideConnections();
@@ -30,27 +30,27 @@ public:
     OutsideConnections& operator=(const OutsideConnections&) = delete;
     ~OutsideConnections();
 
-    /// Whether a connection is not one that the definition made.
+    /// Whether a connection was not made by the definition.
     using IsOwn = std::function<bool(const Kr::KrConnectionBase&)>;
 
     /// Keeps the own connections of the extension and of all below it. Call it before the extension is removed.
     void noteLeaving(const KrObject& instance, const KrExtension& extension, const IsOwn& isOwn);
     /// Keeps those of the field and of all below it. Call it before the field is destroyed.
     void noteLeaving(const KrObject& instance, const KrData::FieldBase& field, const IsOwn& isOwn);
-    /// Makes the connections whose two ends exist, and drops those whose other end has been destroyed for good.
+    /// Makes the connections whose two ends exist, and drops those whose other end has been destroyed permanently.
     void restore(const KrObject& instance);
-    /// Takes over those between two parts of another instance, of which this one has copies.
+    /// Copies those between two parts of another instance, of which this one has copies.
     /// \param from  the content ID of the other instance; \param to  that of this one.
     void copyInner(const OutsideConnections& source, const KrContentID& from, const KrContentID& to);
-    /// The instance gets another content ID, and so do its parts.
+    /// The content IDs of the instance and of its parts have changed.
     void move(const KrContentID& from, const KrContentID& to);
-    /// Those whose other end exists, or belongs to an instance and may be made again.
+    /// Those whose other end exists, or belongs to an instance and may be created again.
     [[nodiscard]] std::vector<KrWaitingConnection> describe() const;
     /// Logs a warning for each connection that has been kept or dropped since the last call.
     void report(const KrObject& instance);
 
 private:
-    /// A field, and what it is found by once it has been destroyed.
+    /// A field, and the data for finding it after its destruction.
     struct End {
         End(const KrObject& instance, KrData::FieldBase& at, const KrExtension& owner);
         [[nodiscard]] std::string describe(const KrObject& instance) const;
@@ -69,7 +69,7 @@ private:
         End other;
         bool isPartSource;
         bool isEnabled;
-        bool isOrdering;  // its extensions; of one that is disabled
+        bool isOrdering;  // its extensions; for a disabled one
         bool isReported{false};
         std::unique_ptr<KrData::Container> source;
         std::unique_ptr<KrData::Container> sink;

@@ -9,14 +9,14 @@
 
 namespace KrSim::detail {
 
-/// What all states of one extension share as long as nothing of it changes.
+/// The data that all states of one extension share until it changes.
 struct StateHeader {
     KrContentID contentID;
     KrFactoryKey creationKey;
     std::string name;
     std::shared_ptr<const KrData::ValuePlan> plan;
 
-    // Only to be fetched: the extension may be gone.
+    // For prefetching only: the extension may have died.
     const void* extension{nullptr};
     const void* fields{nullptr};
     const void* implementation{nullptr};

@@ -8,8 +8,8 @@
 
 namespace KrSim::detail {
 
-/// A string stream in binary mode for one callback. Making one costs more than most callbacks, so a thread keeps one
-/// and uses it again, with everything reset; a callback inside another one gets a stream of its own.
+/// A string stream in binary mode for one callback. Creating one costs more than most callbacks, so a thread keeps one
+/// and resets it for each use; a nested callback gets its own stream.
 template <class Stream>
 class ThreadStream {
 public:

@@ -18,71 +18,71 @@
 
 namespace KrSim {
 
-/// A way along connections that comes back to where it began.
+/// A closed path along connections.
 struct KrConnectionCycle {
     struct Step {
         KrExtension* extension;   ///< borrowed
-        std::string sourceField;  ///< path of its output, from which the connection to the next step leaves
-        std::string sinkField;    ///< path of the field of the next step, where it arrives
+        std::string sourceField;  ///< path of its output, where the connection to the next step begins
+        std::string sinkField;    ///< path of the field of the next step, where it ends
     };
     std::vector<Step> steps;  ///< the last one leads to the first
 };
 
 /// Orders extensions so that the source of every connection runs before its sink.
 ///
-/// The order is made anew at the first question after a change, and shared by all that sort by it. Connections that say
-/// so (queued ones) order nothing. Where connections form a cycle no order is right: a warning names the extensions,
-/// and they run in the order of their registration, before what only follows from them.
+/// The order is computed by the first query after a change, and shared by all lists. Queued connections are excluded
+/// from ordering. When connections form a cycle no order is right: a warning names the extensions, and they run in the
+/// order of their registration, before extensions that only follow from them.
 ///
-/// Thread: callable from any thread. The mutex covers bookkeeping only; listeners and the log are called without it.
-/// Changes of the fields, names and owners of registered extensions stay with the thread of their application, as do
-/// the questions that take an extension, an object or a field. Applications may run in several threads: each sorts its
-/// own content by the common order, and the cycles of each are reported on its own thread. getCycles and toDot leave
-/// out what runs on another thread. Ownership: extensions and connections are borrowed. Both take themselves out when
-/// they die.
+/// Thread: any. The mutex guards the tables only; listeners and the log are called without it. Changes of the fields,
+/// names and owners of registered extensions belong to the thread of their application, as do the queries with an
+/// extension, an object or a field. Applications may run in several threads: each sorts its own content by the common
+/// order, and the cycles of each are reported on its own thread. getCycles and toDot omit content that runs on another
+/// thread.
+/// Ownership: extensions and connections are borrowed; both remove themselves when they die.
 class KR_API KrExtensionSorter {
 public:
     class Listener;
     using ConnectionFunction = std::function<void(const Kr::KrConnectionBase*)>;
 
     [[nodiscard]] static KrExtensionSorter& instance();
-    /// Whether instance() was called yet.
+    /// Whether instance() was called already.
     [[nodiscard]] static bool hasInstance() noexcept;
     KrExtensionSorter(const KrExtensionSorter&) = delete;
     KrExtensionSorter& operator=(const KrExtensionSorter&) = delete;
 
     // --- The graph -------------------------------------------------------------------------------------------------
-    /// Null, and an extension that is here already, change nothing.
+    /// Ignores null and a registered extension.
     void addExtension(KrExtension* extension);
     void removeExtension(KrExtension* extension);
-    /// Forgets all extensions and connections.
+    /// Removes all extensions and connections.
     void reset();
 
     // --- The order -------------------------------------------------------------------------------------------------
-    /// Makes the order if something changed since the last time; costs nothing if not.
+    /// Computes the order if something changed since the last time; costs nothing otherwise.
     void build();
-    /// Puts the extensions of the list in the global order. Those that were not added stay behind the others, with a
-    /// warning that counts them; null and repeated entries stay behind, too.
+    /// Puts the extensions of the list in the global order. Extensions that were not added are placed after the others,
+    /// with a warning that counts them; null and repeated entries, too.
     void sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list);
-    /// Grows by one with every build: code that sorted a list remembers it and sorts again when it differs.
+    /// Incremented by every build: code that sorted a list stores it and sorts again when it differs.
     [[nodiscard]] std::uint32_t getLastBuildNumber() const;
     /// All extensions, in the order in which they were added.
     [[nodiscard]] Kr::KrArray<KrExtension*> getExtensions() const;
     /// All extensions in the order in which they run; builds if need be.
     [[nodiscard]] Kr::KrArray<KrExtension*> getGlobalOrder();
-    /// Whether connections form a cycle; builds if need be.
+    /// Whether connections form a cycle; builds if necessary.
     [[nodiscard]] bool hasGraphCycle() const;
-    /// Cycles among the connections, at least one through each knot of them; builds if need be.
+    /// Cycles among the connections, at least one for each strongly connected part; builds if necessary.
     [[nodiscard]] std::vector<KrConnectionCycle> getCycles() const;
 
     // --- Connections -----------------------------------------------------------------------------------------------
     /// From and to the fields of an extension.
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnections(const KrExtension* extension) const;
-    /// Appends all that are registered, in the order of registration.
+    /// Appends all registered connections, in the order of registration.
     void getConnections(std::vector<Kr::KrConnectionBase*>& connections) const;
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsFrom(const KrExtension* extension) const;
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsTo(const KrExtension* extension) const;
-    /// Those with one end in or below the one object and the other in or below the other, either way round.
+    /// Those with one end in or below one object and the other in or below the other, in either direction.
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsBetween(const KrObject* first,
                                                                            const KrObject* second) const;
     /// Calls the function with each connection of an extension.
@@ -91,20 +91,20 @@ public:
     [[nodiscard]] bool isFieldConnected(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSource(const KrData::FieldBase* field) const;
     [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;
-    /// Destroys the connections that begin or end at the field, or at one below it, and have no owner: those that
-    /// the connection factory made and no owner took. The others stay.
+    /// Destroys the connections that begin or end at the field, or at one below it, and have no owner: those created by
+    /// the connection factory that no owner took. The others are kept.
     void destroyConnections(KrData::FieldBase* field);
 
-    // --- Looking at it ---------------------------------------------------------------------------------------------
+    // --- Examining it ------------------------------------------------------------------------------------------------
     /// Writes the graph in the Graphviz dot language: extensions in the global order, connections with the paths of
     /// their fields. Extensions of cycles are red, connections that order nothing dashed.
     void toDot(std::ostream& stream) const;
-    /// Registering twice is registering once. The listener is borrowed: unregister it before it dies, and not on
-    /// another thread while it may be called. docs/notification.md has the rules of a delivery.
+    /// Ignores a listener that is registered already. The listener is borrowed: unregister it before it dies, and not
+    /// on another thread while it may be called. Rules of a delivery: docs/notification.md.
     void registerListener(Listener* listener);
     void unregisterListener(Listener* listener);
-    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
-    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    /// The same for a shared listener, which may be released on any thread: it lives until the handle ends the
+    /// registration and the calls in progress have ended. An empty handle when it is registered already.
     [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<Listener> listener);
 
     // --- For connections and extensions ----------------------------------------------------------------------------
@@ -129,12 +129,12 @@ class KR_API KrExtensionSorter::Listener {
 public:
     virtual ~Listener();
     virtual void onExtensionAdded(KrExtension* extension);
-    /// The extension may be dying: only its address is good.
+    /// The extension may be dying: use its address only.
     virtual void onExtensionRemoved(KrExtension* extension);
     virtual void onConnectionAdded(Kr::KrConnectionBase* connection);
-    /// The connection may be dying: only its address is good.
+    /// The connection may be dying: use its address only.
     virtual void onConnectionRemoved(Kr::KrConnectionBase* connection);
-    /// The order was made anew.
+    /// A new order was computed.
     virtual void onBuilt(std::uint32_t buildNumber);
 };
 

@@ -10,14 +10,14 @@
 
 namespace KrSim::detail {
 
-/// What decides, beside the flags of ApplicationState, whether a change runs now.
+/// The data that decide, besides the flags of ApplicationState, whether a change runs now.
 struct ChangeGate {
     std::mutex mutex;  // guards all members; the flags "alive" and "running" are written under it
     std::condition_variable left;
     /// The thread that makes a change while no main loop runs; also read without the lock.
     std::atomic<Kr::ThreadId> holder{Kr::ThreadId::kNone};
-    int depth{0};  // of changes, one inside the other
-    /// Asked by other threads meanwhile; the holder runs them.
+    int depth{0};  // of nested changes
+    /// Requested by other threads meanwhile; the holder runs them.
     std::vector<std::function<void()>> handedOver;
 
     /// Under the lock.

@@ -8,11 +8,11 @@
 
 namespace KrSim::detail {
 
-/// Functions on their way to one thread, first in, first out, a batch at a time.
+/// Functions queued for one thread, first in, first out, a batch at a time.
 ///
-/// Functions run, and are destroyed, outside the lock. Two vectors change places, so that a steady number of functions
+/// Functions run, and are destroyed, outside the lock. Two vectors are swapped, so that a steady number of functions
 /// allocates nothing.
-/// Thread: add and close on any thread; runBatch on the one that the functions are for.
+/// Thread: add and close on any thread; runBatch on the thread of the functions.
 class DelayedFunctions {
 public:
     using Function = std::function<void()>;
@@ -21,17 +21,17 @@ public:
     DelayedFunctions(const DelayedFunctions&) = delete;
     DelayedFunctions& operator=(const DelayedFunctions&) = delete;
 
-    /// False after close(), and the function stays with the caller.
+    /// False after close(); the caller keeps the function then.
     bool add(Function&& function);
     /// Runs the functions that were added before the call; those that they add are for the next batch, so that one that
     /// adds itself again cannot keep the caller for ever. Nothing happens when called from one of them.
     void runBatch();
-    /// An exception becomes a warning.
+    /// Runs a function; an exception becomes a warning.
     static void run(const Function& function);
     /// Whether this thread runs a batch; for that thread only.
     [[nodiscard]] bool isRunning() const noexcept { return _isRunning; }
-    /// Destroys what waits, and all that comes; a batch under way ends with the function that is running.
-    /// \param others  functions that the caller has destroyed and that count as dropped here.
+    /// Destroys the waiting functions, and all added later; a batch in progress ends with the function that is running.
+    /// \param others  number of functions that the caller has destroyed, counted as dropped here.
     void close(std::size_t others = 0);
 
 private:

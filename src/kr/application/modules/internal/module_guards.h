@@ -4,7 +4,7 @@
 
 namespace KrSim::detail {
 
-// What is logged when a callback of a module throws. The texts differ in form; readers of logs know them as they are.
+// Log lines for throwing callbacks of a module. The texts differ in form; readers of logs depend on them.
 
 inline constexpr Kr::GuardTexts kOnPreUpdate{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onPreUpdate mode=%d [%s]\n",
@@ -37,7 +37,7 @@ inline constexpr Kr::GuardTexts kOnModuleStateSave{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' onStateSave() [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' onStateSave()\n", "onStateSave"};
 
-// The work of ModuleOf on one extension; the second name is that of the module.
+// For ModuleOf's work on one extension; the second name is that of the module.
 inline constexpr Kr::GuardTexts kOnStep{Kr::eLogLevel::kWarn,
                                         "KrSimulatorModule: fatal error in '%s' onStep of '%s' [%s]\n",
                                         "KrSimulatorModule: unhandled exception in '%s' onStep of '%s'\n", "onStep"};
@@ -45,7 +45,7 @@ inline constexpr Kr::GuardTexts kOnUnitWork{
     Kr::eLogLevel::kWarn, "KrSimulatorModule: fatal error in '%s' forEach of '%s' [%s]\n",
     "KrSimulatorModule: unhandled exception in '%s' forEach of '%s'\n", "forEach"};
 
-// When the pass of a module throws past the callback. The parentheses behind a signature are part of the text.
+// When the pass of a module throws outside its callback. The parentheses after a signature are part of the text.
 
 #define KR_PASS_GUARD(pass)                                                                    \
     {                                                                                          \

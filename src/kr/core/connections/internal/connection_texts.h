@@ -6,12 +6,12 @@
 
 namespace Kr::detail {
 
-/// The name of the extension that has the field; empty without one.
+/// The name of the extension of the field; empty without one.
 [[nodiscard]] std::string ownerNameOf(const KrData::FieldBase& field);
-/// A warning for each pair of fields that measure different things. They may be connected all the same.
+/// Logs a warning for each pair of fields of different dimensions. They are connected nevertheless.
 void reportDimensions(const KrData::FieldBase& source, const KrData::FieldBase& sink);
 
-/// An error: the stack has no room for one more transfer. Never throws what the log does.
+/// Logs an error: the stack has no room for one more transfer. Ignores exceptions of the log.
 void reportTooDeep(const KrData::FieldBase& source, const KrData::FieldBase& sink);
 
 }  // namespace Kr::detail

@@ -8,8 +8,8 @@
 
 namespace Kr::detail {
 
-/// A connection in the making. Observers of it and of its first transfer may destroy it; it is not destroyed twice
-/// then.
+/// A connection that is being created. Observers of it and of its first transfer may destroy it; it is not destroyed
+/// twice then.
 template <class Connection>
 class NewConnection {
 public:
@@ -23,7 +23,7 @@ public:
 
     Connection& operator*() const noexcept { return *_made; }
     Connection* operator->() const noexcept { return _made.get(); }
-    /// The connection, or null when it is gone or invalid.
+    /// The connection, or null when it has died or is invalid.
     [[nodiscard]] std::unique_ptr<Connection> take() noexcept {
         return !_watch.died() && _made->isValid() ? std::move(_made) : nullptr;
     }

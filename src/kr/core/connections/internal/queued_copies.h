@@ -18,13 +18,13 @@ struct QueuedCopy {
     std::shared_ptr<KrData::FieldBase> value;
     KrData::FieldReference sink;
     std::shared_ptr<CopyStore> store{};  // takes the copy back; null: it is destroyed after delivery
-    bool isShared{false};                // a simulation state has the value, too, which stays as it is then
+    bool isShared{false};                // a simulation state has the value, too, so it must not change
 };
 
-/// The copies under way in this process, so that none is lost with its event, and no address is used that this process
-/// did not send.
+/// The copies in progress in this process, so that none is lost with its event, and no address is used that this
+/// process did not send.
 ///
-/// Thread: any. Never destroyed: events may be delivered until the very end of the process.
+/// Thread: any. Ownership: owns the copies. Never destroyed: events may be delivered until the very end of the process.
 class QueuedCopies {
 public:
     using Map = std::unordered_map<const void*, std::unique_ptr<QueuedCopy>>;
@@ -32,13 +32,13 @@ public:
 
     static QueuedCopies& instance();
 
-    /// A node for a copy that is not under way yet. Throws std::bad_alloc.
+    /// A node for a copy that is not sent yet. Throws std::bad_alloc.
     [[nodiscard]] static Node makeNode(QueuedCopy copy);
-    /// Answers the payload. The node is lost when memory does not suffice.
+    /// Returns the payload. The node is lost when memory does not suffice.
     const void* add(Node node);
-    /// An empty node when the payload is that of no copy under way.
+    /// An empty node when the payload belongs to no copy in progress.
     [[nodiscard]] Node take(const void* payload);
-    /// What stays under way; empty for an unknown payload. The value does not change any more.
+    /// The copy, which stays in progress; empty for an unknown payload. The value does not change any more.
     [[nodiscard]] QueuedCopy peek(const void* payload);
     [[nodiscard]] std::size_t count();
 
@@ -50,14 +50,14 @@ private:
 };
 
 /// The delivered copies of one connection, which its next transfers use again, so that a steady frame allocates
-/// nothing. It keeps as many as were under way at the same time.
+/// nothing. It keeps as many as were in progress at the same time.
 ///
 /// Thread: any. Shared by the connection and its copies under way.
 class CopyStore : public std::enable_shared_from_this<CopyStore> {
 public:
     /// A copy of the value for the sink; an empty node for a proxy without a value.
     [[nodiscard]] QueuedCopies::Node makeCopy(const KrData::FieldBase& source, const KrData::FieldReference& sink);
-    /// For a copy that is delivered or never will be: its store takes it back, or it is destroyed.
+    /// For a copy that was delivered or never will be: its store takes it back, or it is destroyed.
     static void finish(QueuedCopies::Node node) noexcept;
     /// The connection ends: copies are destroyed from now on.
     void close() noexcept;
