@@ -34,6 +34,7 @@ public:
     /// Withdraws nothing: remove modules and content before.
     ~KrContentDispatcher() override;
 
+    /// Number of present extensions, including those below objects.
     [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _present.size(); }
     [[nodiscard]] bool contains(const KrExtension* extension) const { return _present.count(extension) > 0; }
     /// All present content, each object before the extensions below it.
@@ -99,7 +100,9 @@ private:
 class KR_API KrContentDispatcher::Observer {
 public:
     virtual ~Observer();
+    /// After the extension was offered to all modules.
     virtual void _onExtensionEntered(KrExtension& extension) = 0;
+    /// After the extension was withdrawn from all modules.
     virtual void _onExtensionLeft(KrExtension& extension) = 0;
 };
 

@@ -66,6 +66,7 @@ public:
 
     /// The number of the object's class, from 1 up in the order of first use. It differs between runs: never store it.
     [[nodiscard]] virtual int getExactClassType() const;
+    /// Whether the object is of that class and no derived one.
     [[nodiscard]] virtual bool isOfExactClassType(int type) const;
     /// Whether the object is of that class or of a derived class.
     [[nodiscard]] virtual bool isOfClassType(int type) const;
@@ -75,7 +76,7 @@ public:
     /// The plain class name, as used in references; never empty.
     [[nodiscard]] virtual const std::string& getClassName() const;
 
-    [[nodiscard]] static int getClassType();
+    [[nodiscard]] static int getClassType();  ///< The number of the class KrBase itself.
     /// The numbers of all classes registered so far. Any thread.
     [[nodiscard]] static std::vector<int> getIDVector();
 
@@ -91,6 +92,7 @@ public:
 
     /// Number of objects created before this one since the start or the last reset of the counter.
     [[nodiscard]] std::uint32_t getCreationIndex() const noexcept { return _creationIndex; }
+    /// Sets the counter of getCreationIndex to 0; existing objects keep their index.
     static void resetKrBaseCounter() noexcept;
 
     // Subscribers
@@ -98,9 +100,9 @@ public:
     /// Ignores null and a subscriber that is subscribed already. Subscribers are notified in the order of their
     /// subscription; one that subscribes during a notification is not notified of that event.
     void addSubscriber(Event event, Subscriber* subscriber);
-    void addSubscriber(Subscriber* subscriber);  ///< to all events
-    void removeSubscriber(Event event, Subscriber* subscriber);
-    void removeSubscriber(Subscriber* subscriber);  ///< from all events
+    void addSubscriber(Subscriber* subscriber);                  ///< to all events
+    void removeSubscriber(Event event, Subscriber* subscriber);  ///< Does nothing without a subscription.
+    void removeSubscriber(Subscriber* subscriber);               ///< from all events
     [[nodiscard]] bool isSubscribed(Event event, const Subscriber* subscriber) const;
     /// Whether it is subscribed to all events.
     [[nodiscard]] bool isSubscribed(const Subscriber* subscriber) const;
@@ -109,7 +111,7 @@ public:
     /// It is notified on the thread that creates, renames or destroys an object. Set it, and destroy it, while no other
     /// thread creates objects.
     static void setConstructorSubscriber(Subscriber* subscriber);
-    [[nodiscard]] static Subscriber* getConstructorSubscriber() noexcept;
+    [[nodiscard]] static Subscriber* getConstructorSubscriber() noexcept;  ///< Borrowed; null without one.
 
     // Live objects
 
@@ -123,6 +125,7 @@ public:
     /// never counts as live. An object in the set leaves it on destruction in any case, so the set contains no dead
     /// address.
     [[nodiscard]] static bool getEnableMemoryTracking() noexcept;
+    /// Switch it only while no other thread creates objects. Existing objects are not affected.
     static void setEnableMemoryTracking(bool enable) noexcept;
 
     /// Whether the object at this address is alive and has this serial number. Any thread.

@@ -26,6 +26,7 @@ public:
     [[nodiscard]] constexpr float& b() noexcept { return _b; }
     [[nodiscard]] constexpr float& a() noexcept { return _a; }
 
+    /// Nothing is clamped.
     constexpr void setRGBA(float r, float g, float b, float a) noexcept {
         _r = r;
         _g = g;

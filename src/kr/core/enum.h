@@ -35,7 +35,7 @@ public:
 
     class Register;
 
-    KrEnum() noexcept;
+    KrEnum() noexcept;  ///< Untyped, 0.
     /// Accepts any number; the text is empty when the enumeration has none for it.
     KrEnum(const std::type_info& type, int value);
     template <class Enumeration, class = std::enable_if_t<std::is_enum_v<Enumeration>>>
@@ -59,6 +59,7 @@ public:
     [[nodiscard]] operator int() const noexcept { return _value; }  ///< The number of the value.
     /// The display text of the value, never destroyed; empty when there is none.
     [[nodiscard]] const std::string& toString() const;
+    /// Number and display text.
     [[nodiscard]] std::pair<int, std::string> getRawValues() const { return {_value, toString()}; }
     /// The value as a C++ enumeration; empty for another type.
     template <class Enumeration>

@@ -39,6 +39,7 @@ public:
 
     /// The shared text, never destroyed; an empty one for the empty identifier.
     [[nodiscard]] const std::string& str() const noexcept { return _text ? *_text : _getEmptyText(); }
+    /// kEmptyNumber for the empty identifier.
     [[nodiscard]] std::int32_t getNumber() const noexcept { return _number; }
     [[nodiscard]] bool isEmpty() const noexcept { return !_text; }
 

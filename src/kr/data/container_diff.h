@@ -28,6 +28,7 @@ public:
         bool set(const FieldBase& field, std::string_view prefix);
         /// The clone, or null.
         [[nodiscard]] FieldBase* getField() const noexcept { return size() > 1 ? getChildren()[1] : nullptr; }
+        /// The path relative to the compared container.
         [[nodiscard]] std::string getFieldPath() const;
 
         [[nodiscard]] Item* _duplicate() const override;
@@ -38,6 +39,7 @@ public:
     using Items = FieldArray<Item>;
     using Paths = FieldArray<Field<std::string>>;
 
+    /// Without differences.
     explicit ContainerDiff(const Kr::KrID& id, Container* parent = nullptr);
     ContainerDiff(const ContainerDiff& source);
     ~ContainerDiff() override;
@@ -54,11 +56,15 @@ public:
     /// entry is skipped when its path is not found, the field refuses its value, or the parent refuses the removal.
     bool apply(Container& target) const;
 
+    /// Whether anything was recorded.
     [[nodiscard]] bool hasDifferences() const noexcept {
         return !_added.empty() || !_removed.empty() || !_modified.empty();
     }
+    /// Fields of the second container only.
     [[nodiscard]] const Items& getAddedFields() const noexcept { return _added; }
+    /// Paths of fields of the first container only.
     [[nodiscard]] const Paths& getRemovedFields() const noexcept { return _removed; }
+    /// With the values of the second container.
     [[nodiscard]] const Items& getModifiedFields() const noexcept { return _modified; }
 
     [[nodiscard]] ContainerDiff* _duplicate() const override;

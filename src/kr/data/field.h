@@ -59,6 +59,7 @@ public:
     bool setRange(const T& minimum, const T& maximum) requires ValueTraits<T>::kHasRange;
     /// Stops clamping; minimum and maximum are kept.
     void clearRange() noexcept;
+    /// Whether set values are clamped.
     [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
     /// The default value without a range.
     [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
@@ -76,6 +77,7 @@ public:
     void bindVariable(T* variable);
     /// The field keeps its last stored value.
     void unbindValue();
+    /// Whether bindValue or bindVariable is in effect.
     [[nodiscard]] bool isBound() const noexcept { return _extras && _extras->pointer; }
 
     // --- The field independent of its type -------------------------------------------------------------------------

@@ -26,7 +26,9 @@ public:
     /// Allows any size; minimum and maximum are kept.
     void clearSizeRange() noexcept { _hasSizeRange = false; }
     [[nodiscard]] bool hasSizeRange() const noexcept { return _hasSizeRange; }
+    /// Used only while hasSizeRange().
     [[nodiscard]] std::size_t getMinimumSize() const noexcept { return _minimumSize; }
+    /// Used only while hasSizeRange().
     [[nodiscard]] std::size_t getMaximumSize() const noexcept { return _maximumSize; }
     [[nodiscard]] bool isSizeAllowed(std::size_t count) const noexcept;  ///< Always true without a size range.
     /// Appends new items, or destroys the last ones. False, and nothing changes, outside the size range.

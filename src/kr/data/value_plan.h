@@ -48,6 +48,7 @@ class KR_API ValuePlan {
 public:
     using Changed = std::vector<FieldBase*>;
 
+    /// The groups are borrowed while the plan is made; their fields as long as it is used.
     explicit ValuePlan(std::span<Container* const> groups);
     ValuePlan(const ValuePlan&) = delete;
     ValuePlan& operator=(const ValuePlan&) = delete;
@@ -96,6 +97,7 @@ public:
         std::vector<std::size_t> values;  ///< by index
         std::vector<Place> containers;
     };
+    /// Throws std::out_of_range for an invalid place.
     [[nodiscard]] Children getChildren(Place place) const;
     [[nodiscard]] const Kr::KrID& getID(Place place) const { return _nodes.at(place).id; }
     [[nodiscard]] bool isArray(Place place) const { return _nodes.at(place).isArray; }
@@ -182,10 +184,10 @@ public:
     Builder& operator=(const Builder&) = delete;
     ~Builder();
 
-    void begin(const Kr::KrID& id, bool isArray);
+    void begin(const Kr::KrID& id, bool isArray);  ///< Begins a container, to which the next fields belong.
     /// Borrowed as long as values are taken. False for a field without a value.
     bool add(FieldBase& field);
-    void end();
+    void end();  ///< Ends the container begun last.
     /// The finished plan; `places` receives the index of the value of each added field, in order.
     [[nodiscard]] std::shared_ptr<const ValuePlan> build(std::vector<std::size_t>& places);
 

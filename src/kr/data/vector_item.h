@@ -10,6 +10,7 @@ namespace KrData {
 template <class T>
 class KR_API VectorItem final : public VectorItemBase {
 public:
+    /// The vector is borrowed; the index may be past its end.
     VectorItem(Vector<T>& vector, std::size_t index);
     ~VectorItem() override;
 

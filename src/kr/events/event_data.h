@@ -151,6 +151,7 @@ inline EventData& operator<<(EventData& data, const std::string& text) {
     data._writeText(text.data(), text.size());
     return data;
 }
+/// As a std::string; null is an empty text.
 inline EventData& operator<<(EventData& data, const char* text) {
     data._writeText(text ? text : "", text ? std::strlen(text) : 0);
     return data;

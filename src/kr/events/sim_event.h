@@ -33,6 +33,7 @@ public:
     /// The payload is copied. Without a sender the event is from this process.
     explicit KrSimEvent(int id) noexcept : _id(id) {}
     KrSimEvent(int id, const std::vector<std::uint8_t>& data);
+    /// \param sender  "host:4711", see sender().
     KrSimEvent(int id, const std::string& sender, const std::vector<std::uint8_t>& data);
     /// Null with a size above zero gives no payload and a warning.
     KrSimEvent(int id, unsigned int size, const void* bytes);
@@ -42,7 +43,7 @@ public:
     KrSimEvent& operator=(KrSimEvent&& other) noexcept;
     ~KrSimEvent();
 
-    [[nodiscard]] int ID() const noexcept { return _id; }
+    [[nodiscard]] int ID() const noexcept { return _id; }  ///< The number that listeners are registered for.
     void setID(int id) noexcept { _id = id; }
     /// From the event-id list; empty for a number without a name.
     [[nodiscard]] std::string nameForID() const;
@@ -51,7 +52,7 @@ public:
     [[nodiscard]] std::uint8_t* data() noexcept { return _heap ? _heap.get() : _inline.data(); }
     [[nodiscard]] const std::uint8_t* data() const noexcept { return constData(); }
     [[nodiscard]] const std::uint8_t* constData() const noexcept { return _heap ? _heap.get() : _inline.data(); }
-    [[nodiscard]] std::size_t bytes() const noexcept { return _size; }
+    [[nodiscard]] std::size_t bytes() const noexcept { return _size; }  ///< Size of the payload.
 
     /// The payload as one value; empty when its size differs, which is logged at error level and never thrown.
     template <class T>
@@ -95,7 +96,7 @@ public:
     /// Releases the waiting sender; does nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;
 
-    [[nodiscard]] bool _isAwaited() const noexcept { return _done != nullptr; }
+    [[nodiscard]] bool _isAwaited() const noexcept { return _done != nullptr; }  ///< Whether a done signal is expected.
     /// Whether a done signal is expected that was neither raised nor dropped.
     [[nodiscard]] bool _isDonePending() const;
     /// Whether it was sent through the event manager of an application: it is dropped when that application ends.

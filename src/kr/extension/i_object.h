@@ -26,6 +26,7 @@ public:
     [[nodiscard]] virtual bool isCompatible(KrExtension* extension) const;
     /// The result is reserved; return true.
     virtual bool onExtensionAdded(KrExtension* extension);
+    /// The extension is being removed; during the call it still belongs to the object.
     virtual void onExtensionRemoved(KrExtension* extension);
     /// Called after everything below the object was loaded.
     virtual void buildHierarchy();

@@ -25,7 +25,7 @@ public:
     bool addMessage(const std::string& message);
     /// False past the end.
     bool removeMessage(std::size_t index);
-    bool removeMessage(const std::string& message);
+    bool removeMessage(const std::string& message);  ///< False without such a message.
     void clearMessages();
 
     [[nodiscard]] std::size_t getMessageCount() const;  ///< A snapshot: other threads may add and remove.

@@ -28,6 +28,7 @@ public:
 
     /// Borrowed: valid as long as the extension has a holder.
     [[nodiscard]] T* get() const noexcept { return _implementation; }
+    /// The framework half, borrowed; null for an empty holder.
     [[nodiscard]] KrExtension* getExtension() const noexcept { return _proxy.get(); }
     T& operator*() const noexcept { return *_implementation; }  ///< Must not be null.
     T* operator->() const noexcept { return _implementation; }  ///< Must not be null.

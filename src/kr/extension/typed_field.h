@@ -134,6 +134,7 @@ private:
 template <class T>
 class Input final : public detail::TypedField<T> {
 public:
+    /// \param id  the name of the field; content stores it, so it must not change (see addDeprecatedName).
     Input(IExtension* owner, const Kr::KrID& id, const FieldOptions<T>& options = {})
         : detail::TypedField<T>(owner, KrData::Types::kInput, id, options) {}
 };

@@ -65,7 +65,7 @@ public:
     [[nodiscard]] static const GuardedCall* getInnermost() noexcept { return _innermost; }
     /// The call that encloses this one, or null.
     [[nodiscard]] const GuardedCall* getOuter() const noexcept { return _outer; }
-    [[nodiscard]] const GuardTexts& getTexts() const noexcept { return _texts; }
+    [[nodiscard]] const GuardTexts& getTexts() const noexcept { return _texts; }  ///< Borrowed: valid during the call.
     [[nodiscard]] const GuardedSubject& getSubject() const noexcept { return _subject; }
 
     /// Reports and logs the exception that is being handled. Only inside a catch block.

@@ -20,7 +20,7 @@ public:
     class WeakBlock;
 
     KrRefCount() noexcept = default;
-    KrRefCount(const KrRefCount&) noexcept {}
+    KrRefCount(const KrRefCount&) noexcept {}  ///< The copy has no holders.
     KrRefCount& operator=(const KrRefCount&) noexcept { return *this; }
     virtual ~KrRefCount();
 

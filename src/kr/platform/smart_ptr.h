@@ -24,6 +24,7 @@ public:
 
     constexpr KrSmartPtr() noexcept = default;
     constexpr KrSmartPtr(std::nullptr_t) noexcept {}
+    /// Holds the object, which may be null. Never pass an object on the stack.
     explicit KrSmartPtr(T* object) noexcept : _object(object) { _hold(); }
     KrSmartPtr(const KrSmartPtr& other) noexcept : _object(other._object) { _hold(); }
     KrSmartPtr(KrSmartPtr&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}

@@ -60,7 +60,7 @@ public:
     std::size_t connect();
     /// Disconnects all connections; the list is kept.
     void disconnect();
-    [[nodiscard]] bool isConnected() const noexcept { return _isConnected; }
+    [[nodiscard]] bool isConnected() const noexcept { return _isConnected; }  ///< Since connect, until disconnect.
     /// Whether the list was changed since connect.
     [[nodiscard]] bool hasChangedList() const noexcept { return _isStale; }
     /// Whether a connection is not made: the list was changed, or an end is missing or has died.

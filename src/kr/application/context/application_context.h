@@ -78,7 +78,7 @@ public:
 
     /// The thread of the main loop; kNone before the first frame and without an application.
     [[nodiscard]] Kr::ThreadId getThread() const noexcept;
-    [[nodiscard]] bool isApplicationThread() const noexcept;
+    [[nodiscard]] bool isApplicationThread() const noexcept;  ///< Whether the calling thread is getThread().
     /// From the first frame until the main loop ends.
     [[nodiscard]] bool isRunning() const noexcept;
     /// During the three passes over the modules.

@@ -35,7 +35,9 @@ public:
     // --- The passes: call each module with the mode of the application, Editing without one. An exception is logged as
     // a warning, and the other modules are still called. No allocation.
     void preUpdate(const ApplicationContext& context) const;
+    /// After preUpdate of all modules.
     void update(const ApplicationContext& context) const;
+    /// After update of all modules.
     void postUpdate(const ApplicationContext& context) const;
 
     /// Adds the states of all modules. Ignores null.

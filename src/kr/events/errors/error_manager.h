@@ -22,7 +22,7 @@ class KR_API ErrorManager {
 public:
     class Listener;
 
-    explicit ErrorManager(EventManager* manager);
+    explicit ErrorManager(EventManager* manager);  ///< Null gives a manager whose listeners are never called.
     ErrorManager(const ErrorManager&) = delete;
     ErrorManager& operator=(const ErrorManager&) = delete;
     virtual ~ErrorManager();
@@ -30,6 +30,7 @@ public:
     /// Ignores null and a listener that is registered already. Listeners are called in the order of their addresses.
     /// Rules of a delivery: docs/notification.md.
     void registerListener(Listener* listener);
+    /// Ignores null and a listener that is not registered. A call in progress on another thread may still finish.
     void unregisterListener(Listener* listener);
     /// The same for a shared listener, which may be released on any thread: it lives until the handle ends the
     /// registration and the calls in progress have ended. An empty handle when it is registered already.
@@ -41,7 +42,7 @@ public:
     [[nodiscard]] Kr::eLogLevel getLogLevel() const;
     /// Whether messages below error level are sent to other applications; error and fatal ones always are.
     void enableNetworkDispatch(bool enable, const std::string& target);
-    [[nodiscard]] bool isNetworkDispatchEnabled() const;
+    [[nodiscard]] bool isNetworkDispatchEnabled() const;  ///< Of this process.
 
 private:
     class Implementation;

@@ -45,7 +45,7 @@ public:
     class Listener;
     using ConnectionFunction = std::function<void(const Kr::KrConnectionBase*)>;
 
-    [[nodiscard]] static KrExtensionSorter& instance();
+    [[nodiscard]] static KrExtensionSorter& instance();  ///< Created with the first call, never destroyed.
     /// Whether instance() was called already.
     [[nodiscard]] static bool hasInstance() noexcept;
     KrExtensionSorter(const KrExtensionSorter&) = delete;
@@ -54,6 +54,7 @@ public:
     // --- The graph -------------------------------------------------------------------------------------------------
     /// Ignores null and a registered extension.
     void addExtension(KrExtension* extension);
+    /// Ignores null and an extension that is not registered; its connections are kept.
     void removeExtension(KrExtension* extension);
     /// Removes all extensions and connections.
     void reset();
@@ -80,7 +81,9 @@ public:
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnections(const KrExtension* extension) const;
     /// Appends all registered connections, in the order of registration.
     void getConnections(std::vector<Kr::KrConnectionBase*>& connections) const;
+    /// Whose source the extension owns.
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsFrom(const KrExtension* extension) const;
+    /// Whose sink the extension owns.
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsTo(const KrExtension* extension) const;
     /// Those with one end in or below one object and the other in or below the other, in either direction.
     [[nodiscard]] std::vector<Kr::KrConnectionBase*> getConnectionsBetween(const KrObject* first,
@@ -89,8 +92,9 @@ public:
     void _foreachConnection(const KrExtension* extension, const ConnectionFunction& function) const;
     /// Whether a registered connection ends or begins at the field.
     [[nodiscard]] bool isFieldConnected(const KrData::FieldBase* field) const;
+    /// As the beginning of a connection.
     [[nodiscard]] bool isFieldConnectedAsSource(const KrData::FieldBase* field) const;
-    [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;
+    [[nodiscard]] bool isFieldConnectedAsSink(const KrData::FieldBase* field) const;  ///< As the end of a connection.
     /// Destroys the connections that begin or end at the field, or at one below it, and have no owner: those created by
     /// the connection factory that no owner took. The others are kept.
     void destroyConnections(KrData::FieldBase* field);

@@ -83,6 +83,7 @@ public:
     void addSection(KrFileSection* section);
     /// Removes the section, which the caller owns from now on. Does nothing for a section of another file.
     void removeSection(KrFileSection* section);
+    /// Whether the file owns the section, which is only compared.
     [[nodiscard]] bool contains(const KrFileSection* section) const;
     /// Valid until the sections change.
     [[nodiscard]] const std::vector<KrFileSection*>& getSections() const noexcept { return _sections; }
@@ -96,8 +97,9 @@ public:
     // --- Properties of the file -------------------------------------------------------------------------------------
 
     [[nodiscard]] eFileType getFileType() const noexcept { return _fileType; }
-    void setFileType(eFileType type) noexcept { _fileType = type; }
+    void setFileType(eFileType type) noexcept { _fileType = type; }  ///< Written into the tag by the next save.
     [[nodiscard]] const std::string& getDescription() const noexcept { return _description; }
+    /// For people; written by the next save.
     void setDescription(const std::string& text) { _description = text; }
     /// The program that wrote the file; each save replaces it. See setProducer.
     [[nodiscard]] const std::string& getProducerInformation() const noexcept { return _producerInformation; }

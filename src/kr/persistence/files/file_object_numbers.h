@@ -21,6 +21,7 @@ public:
     [[nodiscard]] bool isInUse() const noexcept { return _isInUse; }
     /// The number of the object; a new object gets the next number, from 0 up. The object is borrowed.
     std::uint32_t getNumber(const Kr::KrBase* object);
+    /// Whether the object has a number.
     [[nodiscard]] bool contains(const Kr::KrBase* object) const { return _numbers.contains(object); }
 
     /// An empty table for a file, during its lifetime; afterwards the previous one again.

@@ -46,7 +46,7 @@ public:
     void setMarketingName(const std::string& name);
 
     [[nodiscard]] eFileFormat getFileFormat() const;
-    void setFileFormat(eFileFormat format);
+    void setFileFormat(eFileFormat format);  ///< The kind of archive after the tag.
     [[nodiscard]] KrFile::eFileType getFileType() const;
     void setFileType(KrFile::eFileType type);
     /// Whether binary archives after the tag store class versions in one byte.
@@ -54,8 +54,8 @@ public:
     void setVersionSavedAsChar(bool isChar) noexcept;
     /// \param sign  0 is plain; at most 79, larger values become 79.
     void setSigned(char sign) noexcept;
-    [[nodiscard]] char getSign() const noexcept;
-    [[nodiscard]] bool isSigned() const noexcept;
+    [[nodiscard]] char getSign() const noexcept;   ///< 0 to 79; 0 is plain.
+    [[nodiscard]] bool isSigned() const noexcept;  ///< Whether the sign is not 0.
 
 private:
     enum class eForm { kTag, kLegacyBinary, kLegacyXml, kXmlProlog, kForeign };
