@@ -46,7 +46,7 @@ public:
     /// Application thread.
     [[nodiscard]] static KrSmartInterface<ApplicationConfig> createFromApplication(KrApplication* application);
 
-    /// A parameter that is a list.
+    /// A parameter that is a list. Thread: application. Ownership: the field belongs to the setup.
     template <class T>
     class KR_API List {
     public:

@@ -97,6 +97,7 @@ private:
     Leaving* _leaving{nullptr};
 };
 
+/// Thread: application. Ownership: borrowed by the dispatcher.
 class KR_API KrContentDispatcher::Observer {
 public:
     virtual ~Observer();

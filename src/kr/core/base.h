@@ -157,8 +157,9 @@ private:
 
 /// Notified of events of the objects to which it is subscribed.
 ///
-/// A subscriber may be destroyed while subscribed, also while it is being told: objects forget dead subscribers. That
-/// must happen on the thread of these objects. A copy starts without subscriptions, and assignment changes none.
+/// A subscriber may be destroyed while subscribed, also during a notification: objects drop dead subscribers. A copy
+/// has no subscriptions, and assignment changes none.
+/// Thread: that of the objects, also for its destruction. Ownership: borrowed by the objects.
 class KR_API KrBase::Subscriber {
 public:
     Subscriber() = default;

@@ -50,8 +50,9 @@ private:
 
 /// One enumeration: its run-time type, its name, and its values with their texts.
 ///
-/// The table's copies are never freed, so that values may point to them; `isRegistered` says whether the enumeration
-/// is still there.
+/// The table's copies are never freed, so that values may point to them; `isRegistered` returns whether the enumeration
+/// is registered now.
+/// Thread: any for const functions. Ownership: value.
 class KR_API KrEnumTable::EnumType {
 public:
     using Values = std::vector<std::pair<int, std::string>>;

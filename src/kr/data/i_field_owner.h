@@ -6,6 +6,7 @@
 namespace KrData {
 
 /// The functions of the extension at the top of its containers that a field calls.
+/// Thread: see the functions. Ownership: borrowed by its fields.
 class KR_API IFieldOwner {
 public:
     /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers).

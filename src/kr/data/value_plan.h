@@ -176,7 +176,7 @@ private:
     std::size_t _otherCount{0};
 };
 
-/// Makes a plan of a tree for which there are no containers, for readers.
+/// Makes a plan of a tree without containers, for readers. Thread: one at a time. Ownership: borrows the fields.
 class KR_API ValuePlan::Builder {
 public:
     Builder();

@@ -6,14 +6,15 @@
 
 namespace KrSim {
 
-/// What stores of simulation states know of those who restore themselves.
+/// The order of restoring simulation states.
+/// Thread: value. Ownership: none.
 class KR_API IExtensionState {
 public:
-    /// When a module restores its state; lower ones come first. The values are stored nowhere.
+    /// When a module restores its state; lower values first. The values are not stored.
     enum class eRestoreStatePriority : std::int32_t {
-        kBeforeContent,  ///< prepares what the content needs
+        kBeforeContent,  ///< prepares data that the content needs
         kWithContent,    ///< in no particular order
-        kAfterContent,   ///< looks at restored content
+        kAfterContent,   ///< uses restored content
     };
 
     IExtensionState() = delete;

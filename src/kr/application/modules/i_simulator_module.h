@@ -9,8 +9,8 @@
 
 namespace KrSim {
 
-/// The implementation half of a simulator module, written by plug-in authors: it picks the extensions that it simulates
-/// and steps them in every frame.
+/// The implementation half of a simulator module, written by plug-in authors: it chooses the extensions that it
+/// simulates and steps them in every frame. To simulate all extensions of one class derive from ModuleOf instead.
 ///
 ///     class Traffic final : public KrSim::ISimulatorModule {
 ///     public:
@@ -25,8 +25,9 @@ namespace KrSim {
 ///     };
 ///
 /// Everything else is as in IExtension. The application calls the passes of all modules one after the other:
-/// onPreUpdate of each, then onUpdate of each, then onPostUpdate of each. What changes the content or the modules from
-/// inside a pass is done after it.
+/// onPreUpdate of each, then onUpdate of each, then onPostUpdate of each. Changes of the content or the modules during
+/// a pass are made after it.
+/// Thread: application. Ownership: owned by its proxy.
 class KR_API ISimulatorModule : public IExtension {
 public:
     using Proxy = KrSimulatorModule;
@@ -34,25 +35,30 @@ public:
     /// The interface in the type registry, for fields that refer to modules: "KrSim::ISimulatorModule".
     static const Kr::KrID kFieldTypeId;
 
-    /// See IExtension. The priorities of the proxy stay.
+    /// See IExtension. The priorities of the proxy are kept.
     ISimulatorModule(KrSimulatorModule* proxy, int version);
     /// \param preUpdate, update, postUpdate  priorities in these passes; modules of lower ones run first.
     ISimulatorModule(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate);
     ~ISimulatorModule() override;
 
-    // --- Callbacks, in slot order after those of IExtension; do nothing by default -----------------------------------
+    // --- Callbacks; do nothing by default ----------------------------------------------------------------------------
     virtual void onPreUpdate(eApplicationMode mode);
+    /// Once a frame, the main step of the simulation; not while the application is paused.
     virtual void onUpdate(eApplicationMode mode);
+    /// After onUpdate of all modules.
     virtual void onPostUpdate(eApplicationMode mode);
-    /// The extension came into the application, or was there when the module came; objects come before what they hold.
+    /// The extension was added to the application, or was present when the module was inserted; objects are passed
+    /// before the extensions below them.
     virtual void onExtensionAdded(KrExtension* extension);
-    /// It leaves the application. A module that manages it must let go of it here.
+    /// The extension is being removed from the application. A module that manages it must stop managing it here.
     virtual void onExtensionRemoved(KrExtension* extension);
+    /// Before the content of the application is offered. Borrowed: see getApplication.
     virtual void onAddToApplication(KrApplication* application);
-    /// What the module still manages after this is let go of.
+    /// Extensions that are still managed after this call are released.
     virtual void onRemoveFromApplication(KrApplication* application);
+    /// After the fields have been set to editing mode or not.
     virtual void onApplicationModeChange(eApplicationMode from, eApplicationMode to);
-    /// Adds the states of extensions that belong to the module alone. Its own state is there already (onStateSave).
+    /// Adds the states of extensions that belong to the module alone. Its own state was added before (onStateSave).
     virtual void onFillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const;
     /// kWithContent by default.
     [[nodiscard]] virtual IExtensionState::eRestoreStatePriority getRestoreStatePriority() const;
@@ -61,11 +67,11 @@ public:
     /// The application that the module belongs to, or null.
     [[nodiscard]] KrApplication* getApplication() const noexcept;
 
-    /// Null for an implementation made without a proxy.
+    /// Null for an implementation created without a proxy.
     [[nodiscard]] KrSimulatorModule* _getModuleProxy() const noexcept { return _moduleProxy; }
 
 protected:
-    // See KrSimulatorModule; without a proxy there is nothing to manage.
+    // See KrSimulatorModule; without a proxy these do nothing.
 
     [[nodiscard]] const KrSimulatorModule::Extensions& getManagedExtensions() const;
     bool _addManagedExtension(KrExtension* extension);

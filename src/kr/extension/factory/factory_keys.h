@@ -4,7 +4,8 @@
 #include "kr/platform/export.h"
 
 /// The keys of the library's own types. They are initialised before all other static objects of the library and of
-/// plug-ins. Types with children, and types without an implementation yet: docs/factory.md.
+/// plug-ins. Types with children, and types without an implementation yet: docs/factory.md. Thread: any. Ownership:
+/// constants.
 namespace KrSim::Keys {
 
 // Content types, in the plug-in KrFoundationPlugin

@@ -127,8 +127,9 @@ private:
     std::unique_ptr<State> _state;
 };
 
-/// Observes changes of the graph. Override what is of interest. A callback may change the graph and the listeners; one
-/// that throws is logged as a warning.
+/// Observes changes of the graph. Override the functions that you need; they do nothing by default. A callback may
+/// change the graph and the listeners; an exception is logged as a warning.
+/// Thread: the one that makes the change or builds. Ownership: borrowed, or shared by holdListener.
 class KR_API KrExtensionSorter::Listener {
 public:
     virtual ~Listener();
