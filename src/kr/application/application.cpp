@@ -193,7 +193,7 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
     if (proxy->getApplication() != nullptr || !_parts->modules.insert(module)) return false;
     proxy->_setApplicationContext(_context);
     proxy->_onAddToApplication(this);
-    // It may have gone again, or have gone and come back.
+    // It may have been removed again, or removed and added again.
     if (proxy->getApplication() != this || _content->hasModule(proxy.get())) return true;
     try {
         _content->_addModule(*proxy);
@@ -277,7 +277,7 @@ bool KrApplication::setApplicationMode(eApplicationMode mode) {
 }
 
 void KrApplication::_changeMode(eApplicationMode mode) {
-    // One that is set while another one is announced waits, so that all hear of both in the same order.
+    // A mode that is set while another one is announced waits, so that all listeners get both in the same order.
     if (_isChangingMode && _context.executeLater([this, mode] { _changeMode(mode); })) return;
     const auto before = getApplicationMode();
     if (mode == before) return;

@@ -24,7 +24,7 @@ const Kr::KrID ApplicationConfig::kFieldTypeId = KrData::Types::_registerInterfa
 
 namespace {
 
-// Here and not in a file of its own, which a static library would leave out.
+// Here and not in a separate file, which a static library would omit.
 [[maybe_unused]] const bool isRegistered =
     registerExtensionType<ApplicationConfigImplementation>(Keys::Setup::kFactoryKey);
 

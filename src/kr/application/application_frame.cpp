@@ -260,7 +260,7 @@ void KrApplication::_passPausedFrame() {
     auto& parts = *_parts;
     const FrameStart start = parts.pacer.beginPaced(std::min(getSimulationTimeStep(), kLongestPausedSeconds));
     parts.meter.onPausedFrame(start);
-    // The elapsed time stands where it was when the last frame began.
+    // The elapsed time is that of the beginning of the last frame.
     *parts.startTime += start.time - parts.frameStart.value_or(*parts.startTime);
     parts.frameStart = start.time;
 }

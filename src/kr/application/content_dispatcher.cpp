@@ -157,7 +157,7 @@ void KrContentDispatcher::onExtensionRemoved(KrObject*, KrExtension* extension) 
 }
 
 void KrContentDispatcher::_enter(KrExtension& extension) {
-    // One that comes back while it leaves enters when it has left.
+    // An extension that is added again during its removal enters after it.
     if (contains(&extension)) return;
     for (auto* each = _withdrawals; each != nullptr; each = each->outer) {
         if (each->extension == &extension) _finishWithdrawal(*each);
@@ -339,7 +339,7 @@ void KrContentDispatcher::_withdrawFrom(KrSimulatorModule& module,
     for (auto* offer = _moduleOffers; offer != nullptr; offer = offer->outer) {
         if (offer->module == &module) offer->extensions.resize(offer->told);
     }
-    // All of them, also those that leave meanwhile: nobody else tells it.
+    // All of them, also those being removed: there is no other call for them.
     for (auto each = extensions.rbegin(); each != extensions.rend(); ++each)
         module.removeExtension(each->get());
 }

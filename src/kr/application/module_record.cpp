@@ -52,7 +52,7 @@ Kr::KrSmartPtr<KrExtension> makeModuleRecord(const ModuleRecord& record) {
     addText(*extension, kCategory, record.key.category);
     addText(*extension, kTypeName, record.key.name);
     addText(*extension, kPlugin, record.key.plugin);
-    // A module stands in no other content, so its own identifier and its file are all there is to its ID.
+    // A module is part of no other content, so its own identifier and its file are all there is to its ID.
     const auto& id = record.contentID;
     if (!id.isEmpty()) addText(*extension, kContentID, id.getOwnIdentifier().toString());
     if (!id.getFile().empty()) addText(*extension, kContentFile, id.getFile());

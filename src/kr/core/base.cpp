@@ -38,7 +38,7 @@ struct ClassRegistry {
     std::deque<KrBase::ClassType> types;
     std::unordered_map<std::string, const KrBase::ClassType*> typesByKey;
 
-    // Never destroyed: classes of static objects are asked for their type to the very end.
+    // Never destroyed: static objects use their class types until the process ends.
     static ClassRegistry& instance() {
         static auto& registry = *new ClassRegistry;
         return registry;

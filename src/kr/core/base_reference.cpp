@@ -40,7 +40,7 @@ struct Cache {
         return cache;
     }
 
-    // Null when there is no entry or its objects are gone.
+    // Null without an entry, or when its objects have died.
     KrBase* find(KrBase* context, const std::string& text) {
         const std::lock_guard lock(mutex);
         const auto it = entries.find({context, text});

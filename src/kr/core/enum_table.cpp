@@ -35,7 +35,7 @@ struct KrEnumTable::State {
         return it == map.end() ? nullptr : it->second;
     }
 
-    // An entry that was unregistered comes back when the same module is loaded again.
+    // An unregistered entry is used again when the same module is loaded again.
     Entry& makeEntry(const std::string& key, const EnumType& description) {
         const auto same = std::find_if(entries.begin(), entries.end(), [&](const auto& entry) {
             return entry->key == key && entry->type->getTypeName() == description.getTypeName() &&
@@ -89,7 +89,7 @@ bool KrEnumTable::unregisterEnumeration(const std::type_info& type) {
     const std::lock_guard lock(_state.mutex);
     State::Entry* entry = State::lookUp(_state.byKey, key);
     if (!entry) return false;
-    // The type information of the module that goes away is the one to give up.
+    // Remove the type information of the module that is unloaded.
     auto& registrations = entry->registrations;
     const auto own = std::find(registrations.begin(), registrations.end(), &type);
     registrations.erase(own != registrations.end() ? own : registrations.end() - 1);

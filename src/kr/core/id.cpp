@@ -76,7 +76,7 @@ struct Slots {
         }
     }
 
-    // Enters a word whose number is not there yet. Under the mutex, or before the table is published.
+    // Enters a word with a new number. Under the mutex, or before the table is published.
     void enter(std::uint64_t word) const noexcept {
         std::size_t i = home(static_cast<std::int32_t>(word & 0xffffffff));
         while (first[i].load(std::memory_order_relaxed) != 0)

@@ -13,7 +13,7 @@ namespace {
 
 /// Fewer children are found as fast by looking at each.
 constexpr std::size_t kFewChildren = 32;
-/// What the table costs, in children looked at, for each child.
+/// The cost of the table for each child, in comparisons.
 constexpr std::size_t kTableCost = 4;
 
 }  // namespace
@@ -29,7 +29,7 @@ public:
 
     /// 0 when there is none, else 1 + the position.
     [[nodiscard]] std::uint32_t find(std::int32_t number) const noexcept { return _slots[_slotOf(number)].place; }
-    /// Whether each child has an identifier of its own.
+    /// Whether all identifiers are different.
     [[nodiscard]] bool isPlain() const noexcept { return _emptyCount == 0 && _twinCount == 0; }
 
     /// Where the search after a found child begins: paths are often looked up in the order of the children, as when
@@ -62,7 +62,7 @@ private:
         // The number is a CRC, so its low bits are as good as a hash.
         return static_cast<std::uint32_t>(number) & (_slots.size() - 1);
     }
-    /// The slot of the number, or the empty one where it would stand.
+    /// The slot of the number, or the empty slot for it.
     [[nodiscard]] std::size_t _slotOf(std::int32_t number) const noexcept {
         auto at = _homeOf(number);
         while (_slots[at].place != 0 && _slots[at].number != number)
@@ -85,7 +85,7 @@ private:
         for (const auto& slot : old)
             if (slot.place != 0) _slots[_slotOf(slot.number)] = slot;
     }
-    /// Empties a slot and moves those behind it that stand there only because it was taken.
+    /// Empties a slot and moves later entries that were displaced by it.
     void _close(std::size_t gap) noexcept {
         const auto mask = _slots.size() - 1;
         for (auto at = (gap + 1) & mask; _slots[at].place != 0; at = (at + 1) & mask) {
@@ -114,7 +114,7 @@ const ChildLookup::Table* ChildLookup::_tableFor(const Children& children) const
     if (word != 0 && (word & kIsEffort) == 0) return reinterpret_cast<const Table*>(word);
     const auto effort = (word >> 1U) + children.size();
     if (effort <= kTableCost * children.size()) {
-        // Of two that count at once one may be forgotten.
+        // Of two simultaneous counts one may be lost.
         _word.compare_exchange_strong(word, (effort << 1U) | kIsEffort, std::memory_order_relaxed);
         return nullptr;
     }

@@ -118,12 +118,12 @@ void Container::_destroyChildren() {
     {
         const std::lock_guard lock(detail::treeMutex());
         _lookup.drop();
-        // The first one stands last then, and each leaves from the end.
+        // The first one is last then, and each is removed from the end.
         std::reverse(_children.begin(), _children.end());
         for (auto* child : _children)
             child->_inheritWatching(kAncestorObserved, false);  // who observes hears once, of all
     }
-    // Whoever hears of a child's death may destroy its siblings, and this container.
+    // Listeners of a child's death may destroy its siblings, and this container.
     while (!frame.fieldDied() && !_children.empty())
         delete _children.back();
 }

@@ -42,7 +42,8 @@ const FieldBase& Container::operator[](std::size_t index) const {
 
 namespace {
 
-/// Where `path` goes on after `text` as the next step behind the first `matched` characters; npos when it does not.
+/// The position in `path` after `text` as the next step after the first `matched` characters; npos when it does not
+/// match.
 std::size_t matchStep(std::string_view path, std::size_t matched, std::string_view text) {
     if (matched == std::string_view::npos || text.empty()) return matched;
     auto rest = path.substr(matched);

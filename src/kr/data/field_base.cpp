@@ -29,7 +29,7 @@ const Kr::KrID& dimensionHintId() {
     return id;
 }
 
-/// Answers every failed lookup; shared by all threads, so it takes no state at all.
+/// The result of every failed lookup; shared by all threads, so it has no variable state.
 class InvalidField final : public FieldBase {
 public:
     InvalidField() : FieldBase(Kr::KrID("__Invalid__"), Types::kInvalid) { getInternal()._refuseFields(); }
@@ -336,7 +336,7 @@ detail::FieldRareState& FieldBase::_rareState() const {
     auto* rare = _rareIfAny();
     if (rare != nullptr) return *rare;
     auto made = std::make_unique<detail::FieldRareState>();
-    // Two threads may add the first observers at once; one of the states wins.
+    // Two threads may add the first observers at the same time; one of the states is kept.
     if (_rare.compare_exchange_strong(rare, made.get(), std::memory_order_acq_rel)) return *made.release();
     return *rare;
 }

@@ -288,7 +288,7 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
     auto* only = receivers == kHasOutgoing ? _outgoing.onlyIfNeverMany() : nullptr;
     if (only == nullptr) return receivers != 0 ? _notifyAll(changed, receivers) : void();
     if (!only->_transferStep(changed)) return;
-    // Most connections end at a field that nobody hears of, and need no guard.
+    // Most connections end at an unobserved field, and need no guard.
     if (only->getSink()->_receivers() != 0) _followChain(*only);
 }
 
@@ -299,7 +299,7 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
     }
     if (isTooDeep(changed)) return;
     const detail::NotificationFrame frame(*this, changed);
-    // Taken before anything is called: who registers from here on hears of the next change.
+    // Taken before any call: a listener registered from here on receives the next change.
     const detail::ObserverList::Reader observers(
         (receivers & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
     if ((receivers & kHasOutgoing) != 0) {
@@ -319,7 +319,7 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
 }
 
 void FieldBase::_followChain(Kr::KrConnectionBase& first) {
-    // One connection after the other, as long as nobody else hears of the change, so that a long chain needs no stack.
+    // One connection after the other, as long as there are no other receivers, so that a long chain needs no stack.
     // No code of others runs in a step that says yes, so what was passed on the way is still there.
     const Kr::TransferGuard::Scope scope;
     for (auto* connection = &first;;) {
@@ -344,7 +344,7 @@ void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::Notificati
 
 namespace {
 
-/// Until the field of the frame, or the one that has changed, is gone. Proxies that come meanwhile are left out.
+/// Until the field of the frame, or the changed one, dies. Proxies added meanwhile are skipped.
 template <class Tell>
 void forEachProxy(detail::ProxyList& proxies, const detail::NotificationFrame& frame, const Tell& tell) {
     for (detail::ProxyList::Walk walk(proxies); auto* proxy = walk.next();) {

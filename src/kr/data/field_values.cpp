@@ -1,4 +1,4 @@
-// What a field answers to those who do not know its type.
+// Access to a field without knowledge of its type.
 
 #include <span>
 #include <string>
@@ -19,7 +19,7 @@ namespace {
 template <class T>
 constexpr bool kIsNumber = std::is_arithmetic_v<T>;
 
-/// Calls `action(value)` with the value of the field, and answers like it. The class of the field is known from its
+/// Calls `action(value)` with the value of the field, and returns its result. The class of the field is known from its
 /// data type.
 template <class Action>
 auto withValue(const FieldBase& field, const Action& action) {

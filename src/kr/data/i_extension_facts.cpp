@@ -6,7 +6,7 @@ namespace KrData {
 
 namespace {
 
-/// The answer to one question, or the default of its type.
+/// The result of one function, or the default of its type.
 template <class Answer>
 Answer ask(Answer (IExtensionFacts::*question)(KrSim::KrExtension&) const, KrSim::KrExtension* extension) {
     const auto* facts = Kr::UpperLayer<IExtensionFacts>::get();

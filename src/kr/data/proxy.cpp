@@ -153,7 +153,7 @@ void Proxy::_bind(Entry& entry, FieldBase& field) {
 }
 
 void Proxy::updateLinks() {
-    // Asked on every transfer, so the usual case is one look at each link.
+    // Called in every transfer, so the usual case reads each link once.
     const auto isDone = [](const Entry& entry) {
         return entry.link.isValid() && !entry.isProxy && !entry.link._isOutdated();
     };

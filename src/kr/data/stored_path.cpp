@@ -13,7 +13,7 @@ bool looksNumbered(std::string_view text) {
     return text.ends_with('}');
 }
 
-/// How many siblings of this identifier stand in front.
+/// Number of earlier siblings with this identifier.
 std::size_t countUpTo(const Container& container, const Kr::KrID& id, Container::iterator end) {
     return static_cast<std::size_t>(
         std::count_if(container.begin(), end, [&](const FieldBase* each) { return each->getID() == id; }));

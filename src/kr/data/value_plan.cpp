@@ -135,7 +135,7 @@ void ValuePlan::fetchLists() const noexcept {
 void ValuePlan::fetchFields() const noexcept {
     constexpr std::size_t kEnough = 64;
     for (std::size_t i = 0; i < std::min(_fields.size(), kEnough); ++i) {
-        // The value stands behind the base and may reach into the next line, or what is behind it does.
+        // The value follows the base class and may extend into the next cache line, or the data after it does.
         const auto* behind = reinterpret_cast<const char*>(_fields[i]) + sizeof(FieldBase);
         __builtin_prefetch(behind - sizeof(void*));
         __builtin_prefetch(behind + 3 * sizeof(double));

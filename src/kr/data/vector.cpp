@@ -159,7 +159,7 @@ bool Vector<T>::resize(std::size_t count) {
 
 // --- The field whatever its type -----------------------------------------------------------------------------------
 
-/// Copies, and records what changed; notifies nobody. Whether anything did.
+/// Copies, and records the changes without notification. Returns whether anything changed.
 template <class T>
 bool Vector<T>::_copyRange(const Vector& source, std::size_t first, std::size_t last) {
     const auto common = std::min(_items.size(), source._items.size());

@@ -143,7 +143,7 @@ void KrCloneMap::_followMessages(const KrObject& instance) const {
 
 void KrCloneMap::_synchronizeImplementations() const {
     for (const auto& pair : _pairs) {
-        // One that was there before keeps what it has within.
+        // A clone that existed before keeps its contents.
         if (pair.values == Values::kOfSource) {
             pair.clone->_synchronizeImplementation(pair.source->getImplementation());
         }

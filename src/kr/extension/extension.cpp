@@ -45,7 +45,7 @@ KrExtension::KrExtension()
 KrExtension::~KrExtension() {
     KrContentRegistry::instance().unregisterExtension(this);
     if (_getSorterSlot() != kNoSlot) Kr::UpperLayer<IExtensionOrder>::get()->forget(*this);
-    // Nobody may hear of what the implementation does in its destructor.
+    // No listener may be notified of actions of the implementation's destructor.
     _fields->_release();
     _setIExtension(nullptr);
     // Not before: the type must not be withdrawn while code of its implementation runs.

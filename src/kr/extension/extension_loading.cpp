@@ -162,7 +162,7 @@ void KrExtension::_tellRestored(std::span<KrData::FieldBase* const> changed) {
     if (changed.empty()) return;
     const auto plan = _fields->_getValuePlan();
     for (auto* field : changed) {
-        // Who hears of the first ones may remove others.
+        // Listeners of the first ones may remove others.
         if (_fields->_getValuePlan() == plan || _fields->_getValuePlan()->contains(field))
             field->_notifyObservers(*field);
     }

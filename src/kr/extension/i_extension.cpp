@@ -20,7 +20,7 @@ IExtension::IExtension(KrExtension* proxy, int version) : _proxy(proxy), _versio
 }
 
 IExtension::~IExtension() {
-    // Of use when a derived constructor throws: the proxy must not keep, or destroy, what is gone.
+    // For a derived constructor that throws: the proxy must not keep, or destroy, the dead implementation.
     if (_proxy != nullptr) _proxy->_forgetImplementation(this);
 }
 

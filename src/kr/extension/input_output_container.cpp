@@ -17,7 +17,7 @@ using namespace Kr::literals;
 KrInputOutputContainer::NameField::NameField(KrSim::KrExtension& owner, KrData::Container* parent)
     : Field("Name"_id), _owner(owner) {
     _attachTo(parent);
-    // Without this a name that nobody observes would not be heard of.
+    // Without this a change of an unobserved name would not be noticed.
     _setAlwaysCallObservers(*this, true);
 }
 
@@ -26,7 +26,7 @@ KrInputOutputContainer::NameField::~NameField() {
 }
 
 void KrInputOutputContainer::NameField::_notifyChanged(const KrData::FieldBase& changed) const {
-    // A subscriber that hears of the new name may drop the last holder of the extension.
+    // A subscriber notified of the new name may drop the last holder of the extension.
     const KrSmartPtr<KrSim::KrExtension> keep(_owner.getRefCount() > 0 ? &_owner : nullptr);
     _owner._onNameFieldChanged();
     Field::_notifyChanged(changed);
@@ -53,7 +53,7 @@ KrInputOutputContainer::~KrInputOutputContainer() {
 
 void KrInputOutputContainer::_activate() {
     if (_activationCount++ != 0) return;
-    // The fields first: without the mark no observer would hear of what onActive sets.
+    // The fields first: without the mark no observer would be notified of values that onActive sets.
     _setOwnerIsActive(true);
     if (!_owner.hasImplementation()) return;
     callGuarded(
@@ -151,7 +151,7 @@ void KrInputOutputContainer::_numberKept() noexcept {
 }
 
 void KrInputOutputContainer::_endKept() noexcept {
-    // Listeners that hear of the end of one may ask for others.
+    // Listeners of one end may request others.
     const auto ending = std::exchange(_connections, {});
     _releasedCount = 0;
 }

@@ -13,7 +13,7 @@ KrMessageList::~KrMessageList() {
     _detachFromEverything();
 }
 
-// Observers hear of every change after the lock is released.
+// Observers are notified of every change after the lock is released.
 
 bool KrMessageList::addMessage(const std::string& message) {
     if (message.empty()) return false;

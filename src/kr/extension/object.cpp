@@ -54,8 +54,8 @@ KrObject::KrObject() : _extensions(std::make_unique<detail::ExtensionList>()) {}
 
 KrObject::~KrObject() {
     _isDying = true;
-    // The extensions that others hold live on without an owner. Callbacks may take out others, so what stands behind
-    // them is passed over and comes in the next walk.
+    // Extensions with other holders live on without an owner. Callbacks may remove others, so the following ones are
+    // skipped and removed in the next walk.
     for (bool isLast = false; !isLast;) {
         isLast = true;
         for (std::size_t i = 0; const auto extension = _hold(i); ++i) {
@@ -276,7 +276,7 @@ void KrObject::_addExtensionToList(KrExtension* extension) {
         return;
     }
     extension->_setOwner(this);
-    // Each callback may take the extension out again; then nobody else hears of it.
+    // Each callback may remove the extension; the remaining ones are not called then.
     if (auto* implementation = getObjectImplementation(); implementation != nullptr && extension->getOwner() == this) {
         Kr::callGuarded(
             detail::kOnExtensionAdded, [&] { return nameWhile(*this, "onExtensionAdded while adding", *extension); },
@@ -315,7 +315,7 @@ void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& be
 
 void KrObject::remove(KrExtension* extension) {
     if (extension == nullptr) return;
-    // Whether it is here is asked when it is removed: an addition may be queued before.
+    // Membership is checked at the removal: an addition may be queued before.
     const auto removeLater = [&] {
         return [weak = Kr::KrWeakPtr<KrObject>(this), held = Kr::KrSmartPtr<KrExtension>(extension)] {
             const auto object = weak.lock();

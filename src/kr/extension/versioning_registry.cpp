@@ -46,7 +46,7 @@ constexpr Kr::GuardTexts kReplaceObsoleteExtension{
     Kr::eLogLevel::kWarn, "KrExtension: fatal error in '%s' replaceObsoleteExtension() [%s]\n",
     "KrExtension: unhandled exception in '%s' replaceObsoleteExtension()\n", "replaceObsoleteExtension"};
 
-/// The uuid under which the type's versions stand; null where nothing can be registered.
+/// The uuid of the type's versions; null when nothing can be registered.
 KrUuid typeOf(const KrFactoryKey& key, const std::string& versionKey) {
     return versionKey.empty() ? KrUuid() : key.completed().uuid;
 }

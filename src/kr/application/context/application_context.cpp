@@ -27,7 +27,7 @@ bool isAlive(const State& state) noexcept {
     return state && state->isAlive;
 }
 
-/// That of the living application, or the one that stands for none.
+/// The state of the living application, or that of no application.
 const ApplicationState& current(const State& state) noexcept {
     return isAlive(state) ? *state : ApplicationState::none();
 }

@@ -25,7 +25,7 @@ KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
 
 KrSimulatorModule::~KrSimulatorModule() {
     _releaseManagedExtensions();
-    // Here and not in the base: the destructor of the implementation may still ask this half to let go of an extension.
+    // Here and not in the base: the destructor of the implementation may still call this half to release an extension.
     getFieldsContainer()._release();
     _setIExtension(nullptr);
     _releaseManagedExtensions();
@@ -118,7 +118,7 @@ void KrSimulatorModule::removeExtension(const Kr::KrSmartPtr<KrExtension>& exten
 void KrSimulatorModule::_onAddToApplication(KrApplication* application) {
     const bool isNew = _application == nullptr && application != nullptr;
     _application = application;
-    // The fields first, so that observers hear of what the callback sets.
+    // The fields first, so that observers are notified of values that the callback sets.
     if (isNew) getFieldsContainer()._activate();
     callModule(
         *this, detail::kOnAddToApplication, [&] { return getName(); },

@@ -122,7 +122,7 @@ void ContainerConnectionFunctor::transfer(const FieldBase& changed) {
 }
 
 void ContainerConnectionFunctor::_onBlocked(const FieldBase& changed) {
-    // A child that changes in answer to its own transfer is what the guard is there to stop.
+    // A change of a child because of its own transfer must be stopped by the guard.
     const auto* child = childWith(_container, changed);
     if (child == nullptr || child != _child) _wasBlocked = true;
 }
@@ -134,7 +134,7 @@ void ContainerConnectionFunctor::_transferAll() {
         if (watch.died() || !_containerLife.isAlive() || !_sinkLife.isAlive()) return;
     }
     if (!_isPairedUp()) _pairUp();
-    // By place, and looked at anew each time: observers of the sink may change both containers.
+    // By place, and read again each time: observers of the sink may change both containers.
     for (std::size_t i = 0; i < _pairs.size(); ++i) {
         const auto& pair = _pairs[i];
         if (!pair.functor || !_isCurrent(pair)) continue;

@@ -45,7 +45,7 @@ bool KrFunctorConnection::_begin(FieldBase& source, FieldBase& sink, std::unique
     _roles = roles;
     _setFields(&source, &sink);
     _update();
-    // Whoever hears of it may destroy either field, which ends the connection, or the connection.
+    // A listener may destroy either field, which ends the connection, or the connection.
     const DeathWatch watch(this);
     const auto goesOn = [&] { return !watch.died() && isValid(); };
     source._addConnection(this);

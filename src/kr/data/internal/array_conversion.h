@@ -10,7 +10,7 @@ namespace KrData::detail {
 /// Fills a vector from as many items, a transform from 16, row by row. False, and nothing changes, for another number
 /// of items, and for items that are no Double, Integer or Unsigned Integer fields.
 bool setFromArray(FieldBase& sink, const FieldBase& array);
-/// The other way: sets as many items, rounded where they are integers, under the same conditions.
+/// The inverse: sets as many items, rounded if they are integers, under the same conditions.
 bool setArrayFrom(FieldBase& array, const FieldBase& source);
 
 }  // namespace KrData::detail

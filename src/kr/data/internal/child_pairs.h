@@ -10,15 +10,15 @@
 
 namespace KrData::detail {
 
-/// Pairs the children of one container with those of another: by identifier. Where several children have one
-/// identifier, those of the same internal identifier belong together, then those that are both declared or both
-/// dynamic, then the others in order. Each child is in one pair at most.
+/// Pairs the children of two containers by identifier. Several children with one identifier are paired by internal
+/// identifier, then declared with declared and dynamic with dynamic ones, then in order. Each child is in at most one
+/// pair.
 ///
 /// Lists in the same order cost one comparison a child; few children cost no memory.
 class ChildPairs {
 public:
     using Children = FieldBase::Children;
-    /// What becomes of a source when all targets of its identifier have another source.
+    /// The target of a source when all targets of its identifier have another source.
     enum class Surplus { kAlone, kSharesFirst };
 
     /// Both lists are borrowed, and may change meanwhile.
@@ -26,7 +26,7 @@ public:
 
     /// The target of the source at `index`, or null.
     [[nodiscard]] FieldBase* find(std::size_t index);
-    /// The caller has inserted a target, in front of those that belong to later sources.
+    /// The caller has inserted a target, before those of later sources.
     void noteInserted() noexcept { ++_inserted; }
 
 private:

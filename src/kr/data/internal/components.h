@@ -12,7 +12,7 @@ using Components = std::array<double, 16>;
 
 /// 0 for types that do not consist of reals.
 [[nodiscard]] std::size_t componentCountOf(Types::DataTypeEnum dataType) noexcept;
-/// Those that the type does not have are undefined.
+/// Components that the type does not have are undefined.
 [[nodiscard]] Components componentsOf(const FieldBase& source);
 /// Rounded and limited to the type of the sink. False when it does not consist of reals, or is an enumeration that does
 /// not have the number.

@@ -33,7 +33,7 @@ constexpr bool kIsText = std::is_same_v<T, std::string> || std::is_same_v<T, Fil
 template <class T>
 constexpr bool kIsEnum = std::is_same_v<T, Kr::KrEnum>;
 
-// The table is asked by data type, so the class of the field is known.
+// The table is indexed by data type, so the class of the field is known.
 template <class T>
 const T& valueOf(const FieldBase& field) {
     return static_cast<const Field<T>&>(field).getValue();

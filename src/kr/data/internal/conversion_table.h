@@ -4,9 +4,9 @@
 
 namespace KrData::detail {
 
-/// How a value of one data type becomes one of another.
+/// The conversion of a value of one data type to another.
 struct Conversion {
-    /// Whether these two fields may be converted; null for a pair of types that may not.
+    /// Whether these two fields may be converted; null for a pair of types without conversion.
     bool (*test)(const FieldBase& source, const FieldBase& sink);
     /// False, and nothing changes, when the sink has no such value: a text that is no number, an enumeration that does
     /// not have the number.

@@ -4,7 +4,7 @@
 
 namespace KrData::detail {
 
-/// The one copy of a description that all fields share; it stays for the life of the process. Any thread.
+/// The one copy of a description that all fields share; never destroyed. Any thread.
 [[nodiscard]] const std::string* internDescription(const std::string& description);
 [[nodiscard]] const std::string* emptyDescription() noexcept;
 

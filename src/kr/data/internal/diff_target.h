@@ -13,11 +13,11 @@
 
 namespace KrData::detail {
 
-/// What stands before the relative paths of the fields below a container: its path and a period, or nothing.
+/// The prefix of the relative paths of the fields below a container: its path and a period, or nothing.
 [[nodiscard]] std::string pathPrefix(const Container& container);
 
-/// The container that a difference is applied to. Each operation answers whether the entry was applied; the container
-/// must live when it is called, and may be gone afterwards.
+/// The container to which a difference is applied. Each operation returns whether the entry was applied; the container
+/// must be alive when it is called, and may have died afterwards.
 class DiffTarget {
 public:
     explicit DiffTarget(Container& target) : _target(target), _prefix(pathPrefix(target)) {}

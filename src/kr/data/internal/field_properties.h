@@ -7,16 +7,16 @@
 
 namespace KrData::detail {
 
-/// The child of hidden metadata that merges leave alone: what is own, as content keeps it.
+/// The child of hidden metadata that merges ignore: the own data in the form of content.
 [[nodiscard]] const Kr::KrID& ownDataId();
 
 [[nodiscard]] bool hasMark(const FieldBase& field, eMetadata mark);
-/// NaN is the same as NaN.
+/// NaN equals NaN.
 [[nodiscard]] bool isValueSame(const FieldBase& field, const FieldBase& other);
 /// Of one data type. For arrays the size range.
 [[nodiscard]] bool isRangeSame(const FieldBase& field, const FieldBase& other);
 void takeRange(FieldBase& field, const FieldBase& source);
-/// But for the marks of merges.
+/// Ignores the marks of merges.
 [[nodiscard]] bool isMetadataSame(const FieldBase& field, const FieldBase& other);
 void takeMetadata(FieldBase& field, const FieldBase& source);
 /// Takes over the marks of a source. \param isInner  whether they are those of an inner holder.

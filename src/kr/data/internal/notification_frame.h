@@ -5,15 +5,15 @@
 
 namespace KrData::detail {
 
-/// One running notification on this thread, kept on its stack, so that a field which dies under its own observers is
-/// not touched afterwards.
+/// One running notification on this thread, on its stack, so that a field that dies under its own observers is not
+/// accessed afterwards.
 class NotificationFrame : private Kr::DeathWatch {
 public:
     NotificationFrame(const FieldBase& field, const FieldBase& changed) noexcept : DeathWatch(&field, &changed) {}
 
-    /// The field that runs this notification is gone.
+    /// The field that runs this notification has died.
     [[nodiscard]] bool fieldDied() const noexcept { return died(); }
-    /// The field that the notification is about is gone: it must not be announced any more.
+    /// The field of the notification has died: it must not be passed any more.
     [[nodiscard]] bool changedDied() const noexcept { return otherDied(); }
 
     static void onFieldDestroyed(const FieldBase& field) noexcept { announce(&field); }

@@ -5,9 +5,9 @@
 
 namespace KrData::detail {
 
-/// The number that a text is, from its first character to its last: a sign, digits with or without a decimal point and
-/// an exponent, or what toString writes for infinities and NaN. Always with a point, whatever the locale. A number
-/// too large for the type becomes its limit, one too small becomes zero. Nothing for any other text.
+/// The number of a whole text: a sign, digits with or without a decimal point and an exponent, or the output of
+/// toString for infinities and NaN. Always with a point, independent of the locale. A number too large for the type
+/// becomes its limit, one too small becomes zero. Empty for any other text.
 template <class Real>
 [[nodiscard]] std::optional<Real> numberFromText(std::string_view text);
 

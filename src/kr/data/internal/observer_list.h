@@ -6,10 +6,10 @@
 
 namespace KrData::detail {
 
-/// The observers of one field. Its source is the field; a dying field waits for a change of the list under way.
+/// The observers of one field. Its source is the field; a dying field waits for a change of the list in progress.
 using ObserverList = Kr::CallbackList<const FieldBase&>;
 
-/// Calls the observers, until the changed field dies. What they throw is logged.
+/// Calls the observers, until the changed field dies. Exceptions are logged.
 void notifyObservers(const ObserverList::Reader& observers, const FieldBase& changed, const NotificationFrame& frame);
 
 }  // namespace KrData::detail

@@ -11,7 +11,7 @@ namespace KrData::detail {
 using ProxyList = Kr::WalkList<Proxy*>;
 
 /// The proxies of a field that is being destroyed, until each has been notified. On the stack: a proxy that dies
-/// meanwhile does not find the field any more, and leaves this list instead.
+/// meanwhile does not find the field any more, and removes itself from this list.
 class OrphanedProxies {
 public:
     explicit OrphanedProxies(ProxyList& proxies) noexcept

@@ -4,8 +4,8 @@
 
 namespace KrData::detail {
 
-/// Sets a value that was made from another field, so that the two agree afterwards: a field that is bound to a variable
-/// is compared with what the variable holds now, and not, as a setter does, with the value that the field had last.
+/// Sets a value that was converted from another field, so that the two agree afterwards: a field bound to a variable is
+/// compared with the current value of the variable, and not, as by a setter, with the last value of the field.
 template <class T>
 bool setConverted(Field<T>& sink, const T& value) {
     return sink.getValue() == value || sink.setValue(value);

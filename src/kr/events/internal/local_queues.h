@@ -145,7 +145,8 @@ public:
 
     // --- Events ----------------------------------------------------------------------------------------------------
     /// Takes out what waits. This thread becomes the owner when there is none.
-    /// \param anyThread  else false, and nothing taken, when another thread owns the queue: two first senders at once.
+    /// \param anyThread  otherwise false, and nothing taken, when another thread owns the queue: two simultaneous first
+    ///                   senders.
     [[nodiscard]] bool take(LocalQueue& queue, ThreadEvents& self, bool anyThread, EventBatches& batches);
     void giveBack(LocalQueue& queue, EventBatches& batches);
     /// Takes the events out whose time has come, in the order in which they were sent.

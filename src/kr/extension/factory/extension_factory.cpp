@@ -45,7 +45,7 @@ public:
         return registry;
     }
 
-    /// Answers the record that has the uuid: this one, or the one that came before.
+    /// Returns the record with the uuid: this one, or an earlier one.
     const RecordPtr& insert(const RecordPtr& record) {
         const auto [position, isNew] = _records.try_emplace(record->key().uuid, record);
         if (isNew) _isSorted = false;
@@ -87,7 +87,7 @@ private:
     // Buckets with one type at most spare looking at other types, which are not in the cache.
     Registry() { _records.max_load_factor(0.25F); }
 
-    // Types come in hundreds at a time and are listed seldom: put in order when somebody asks for it.
+    // Types are registered in hundreds and rarely listed: they are sorted when listed.
     std::unordered_map<KrUuid, RecordPtr> _records;
     std::vector<const RecordPtr*> _sorted;
     bool _isSorted{true};
@@ -125,7 +125,7 @@ RecordPtr findRecord(const KrFactoryKey& key) {
 /// Tries one record after the other.
 class Creation {
 public:
-    /// \param find  answers the record to try, or null; called with the registry locked.
+    /// \param find  returns the record to try, or null; called with the registry locked.
     template <class Find>
     bool tryRecord(const Find& find) {
         auto& registry = Registry::instance();

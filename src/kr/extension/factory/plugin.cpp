@@ -20,7 +20,7 @@ std::vector<KrExtensionFactory::TypeDescription> describe(const char* plugin, st
 }  // namespace
 
 void registerPluginTypes(const char* plugin, std::initializer_list<PluginType> types) {
-    // The factory has said which one and why; this goes into the warning that names the file.
+    // The factory has logged the type and the reason; this text is part of the warning that names the file.
     if (!KrExtensionFactory::_registerTypes(describe(plugin, types))) {
         throw std::runtime_error("a type was refused, so that none of its types is registered");
     }

@@ -267,7 +267,7 @@ void InstanceSync::_followReference(KrData::FieldBase& field, const KrData::Fiel
         return found != _originalIDs.end() && found->second == original.extension;
     };
     if (std::equal(mine.begin(), mine.end(), wanted.begin(), wanted.end(), isSame)) return;
-    // What leads to the definition is led to the copies when all of them are there.
+    // References to the definition are redirected to the copies when all of them exist.
     if (field.getDataType() == KrData::Types::kProxy) {
         _proxies.emplace_back(KrData::FieldReference(&field),
                               KrData::FieldReference(const_cast<KrData::FieldBase*>(&source)));

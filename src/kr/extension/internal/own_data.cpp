@@ -101,7 +101,7 @@ public:
         if (KrObject::isInstanceData(*from)) KrObject::setInstanceData(*to);
     }
 
-    /// When all fields are there.
+    /// When all fields exist.
     void layOrder(const std::string& path) {
         const auto* from = KrData::_findStoredPath(_fields, path);
         auto* to = _find(path);
@@ -153,7 +153,7 @@ private:
             !to.isFieldArray()) {
             KrData::_loadFields(static_cast<KrData::Container&>(to), static_cast<const KrData::Container&>(from));
         } else if (!to.copyValue(from)) {
-            // Beside it, under a name of its own.
+            // Beside it, under another name.
             _add(from, to.getParent()->getUniqueFieldId(from.getID()), path, KrData::kOwnValue);
         }
     }

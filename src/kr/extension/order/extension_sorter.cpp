@@ -34,7 +34,7 @@ bool KrExtensionSorter::hasInstance() noexcept {
 struct KrExtensionSorter::ForExtensions final : IExtensionOrder {
     void forget(KrExtension& extension) const override { instance().removeExtension(&extension); }
     void changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner) const override {
-        // A registered extension stands for itself and for all below it, so its owner is not looked up.
+        // A registered extension represents itself and all extensions below it, so its owner is not looked up.
         if (extension._getSorterSlot() != KrExtension::kNoSlot) {
             place = owner;
             return;
@@ -209,7 +209,7 @@ void KrExtensionSorter::removeExtension(KrExtension* extension) {
 
 namespace {
 
-/// Asked on the thread of the connection only.
+/// Called on the thread of the connection only.
 detail::ConnectionEnds endsOf(const Kr::KrConnectionBase& connection) {
     if (!connection.isValid()) return {};
     return {connection.getSourceOwner(), connection.getSinkOwner(), !connection._isExcludedFromOrdering()};

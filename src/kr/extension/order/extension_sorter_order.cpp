@@ -78,7 +78,7 @@ bool KrExtensionSorter::State::isForeign(const detail::SortedApplication& applic
     const auto& context = application.context;
     if (!context.isValid()) return false;
     if (context.isRunning()) return !context.isApplicationThread();
-    // It may be in the making on a thread of its own; this one is busy with another application.
+    // It may be being created on another thread; this one is busy with another application.
     return std::any_of(applications.begin(), applications.end(),
                        [](const auto& each) { return each.context.isRunning() && each.context.isApplicationThread(); });
 }

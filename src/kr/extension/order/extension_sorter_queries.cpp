@@ -1,4 +1,4 @@
-// What the sorter answers about connections and cycles, and the picture that it draws.
+// Queries of the sorter about connections and cycles, and its picture.
 
 #include <algorithm>
 #include <map>
@@ -110,7 +110,7 @@ void KrExtensionSorter::destroyConnections(KrData::FieldBase* field) {
     Connections found;
     collect(*field, kSources, found);
     collect(*field, kSinks, found);
-    // One may be listed twice, and listeners of one that goes may destroy others.
+    // A connection may be listed twice, and listeners of its end may destroy others.
     const std::vector<Kr::KrBasePointer> living(found.begin(), found.end());
     for (std::size_t i = 0; i < living.size(); ++i) {
         if (living[i].get() != nullptr && found[i]->_isUnowned()) delete found[i];

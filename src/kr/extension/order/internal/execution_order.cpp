@@ -27,7 +27,7 @@ Rows makeRows(std::uint32_t nodeCount, const std::vector<ExecutionEdge>& edges, 
     std::uint32_t end = 0;
     for (auto& start : rows.starts)
         start = end += start;
-    // Each run fills from its end, so the last edge goes first.
+    // Each run is filled from its end, so the last edge is first.
     for (auto edge = edges.rbegin(); edge != edges.rend(); ++edge)
         rows.neighbours[--rows.starts[(*edge).*kFrom]] = (*edge).*kTo;
     return rows;
