@@ -24,12 +24,12 @@
 
 namespace KrSim {
 
-/// When KrApplication::run ends by itself: with the first limit that is reached.
+/// The limits of KrApplication::run: it ends with the first limit that is reached.
 struct RunLimits {
     static constexpr std::uint64_t kEndless = std::numeric_limits<std::uint64_t>::max();
 
     std::uint64_t frames{kEndless};
-    /// Simulated time, that is time steps added up, rounded to whole frames.
+    /// Simulated time, the sum of the time steps, rounded to whole frames.
     double seconds{std::numeric_limits<double>::infinity()};
 };
 
@@ -40,17 +40,17 @@ struct RunLimits {
 ///     application->add(car);
 ///     application->run({.seconds = 10.0});
 ///
-/// docs/frame.md walks through a frame.
+/// A frame step by step: docs/frame.md.
 ///
-/// Thread: whichever calls run or update is the application's thread while it does; all operations are for it, or for
-/// any one thread while the application is not running. What is marked "any thread" may be called from others too.
-/// During the passes, and from other threads, changes of content and modules are done later (docs/frame.md).
-/// Ownership: holds modules and content until they are removed. Destroying it removes both; its context answers like
-/// that of no application from then on.
+/// Thread: the thread that calls run or update is the application's thread during the call. All operations are for that
+/// thread, or for any one thread while the application is not running; those marked "any thread" may be called from
+/// others too. During the passes, and from other threads, changes of content and modules are deferred (docs/frame.md).
+/// Ownership: holds modules and content until they are removed, and removes both when it is destroyed; its context then
+/// behaves like that of no application.
 class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     KR_BASE_CLASS(KrApplication, Kr::KrBase)
 
-    /// Which applications are to exit.
+    /// The applications that exit.
     enum class eExitRequestMode : std::int32_t {
         kThis,    ///< this application
         kAll,     ///< all applications of the simulation
@@ -62,91 +62,92 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     static const EventId kNewNetworkApplicationAddedEvent;
 
     /// An application with default settings, without modules and content: paced by the clock at 60 Hz, in editing mode.
-    /// Log messages are published through the event manager of the application that was created last and lives, and
-    /// errors that are logged throw at the code that logs: KrErrorHandler is installed, unless the host has put a
-    /// handler of its own behind the log. The clock is borrowed. The calling thread is the one that events of the
-    /// application are delivered on until it runs.
+    /// Log messages are published through the event manager of the newest living application, and errors that are
+    /// logged throw at the code that logs: KrErrorHandler is installed, unless the host has installed its own log
+    /// handler. The clock is borrowed. Events of the application are delivered on the calling thread until the
+    /// application runs.
     [[nodiscard]] static Kr::KrSmartPtr<KrApplication> create(Kr::IClock& clock = Kr::SteadyClock::instance());
     ~KrApplication() override;
 
     // --- Main loop -------------------------------------------------------------------------------------------------
-    /// Runs frames until an exit is requested, or a limit is reached; then the functions that still wait are run.
-    /// \return  0, or 1 when an exception has ended it.
-    /// An exit that was requested before lets one frame run. Does not end while the application is paused.
+    /// Runs frames until an exit is requested, or a limit is reached; then runs the functions that still wait.
+    /// \return  0, or 1 when an exception has ended a frame.
+    /// After an earlier exit request it runs one frame. Does not end while the application is paused.
     int run(const RunLimits& limits = {});
-    /// Runs one frame, for hosts that have a loop of their own. Called inside a frame, it leaves ending the loop to the
-    /// outer one.
-    /// \return  false when an exit was requested, and when an exception has ended the frame: end the loop then. From
-    ///          then on the application is not running, unless update is called again.
+    /// Runs one frame, for hosts that have their own loop. A call inside a frame leaves ending the loop to the outer
+    /// call.
+    /// \return  false when an exit was requested, and when an exception has ended the frame: end the loop then. The
+    ///          application is not running from then on, unless update is called again.
     bool update();
-    /// Any thread. The frame that is under way, or the next one, is the last one.
+    /// Any thread. The frame in progress, or the next one, is the last one.
     void sendExitApplicationRequest(eExitRequestMode mode = eExitRequestMode::kThis) const;
-    /// The same for this application, and safe in a signal handler. A frame that waits for its time begins early.
+    /// The same for this application, and safe in a signal handler. A frame that waits for its start begins early.
     void requestExitFromSignal() noexcept { _exitRequested.store(true, std::memory_order_relaxed); }
 
-    /// Any thread. From the next frame on, frames go by without simulating anything: events, delayed functions and exit
-    /// requests are handled at the pace of the frame rate, the frame number and the simulated time do not
-    /// change, and the elapsed time continues from its value before the pause.
+    /// Any thread. From the next frame on, frames run without simulating: events, delayed functions and exit requests
+    /// are processed at the frame rate, the frame number and the simulated time do not change, and the elapsed time
+    /// continues from its value before the pause.
     void pause() noexcept;
     void resume() noexcept;
     [[nodiscard]] bool isPaused() const noexcept;
-    /// Any thread. Simulates so many more frames; before and after that the application is paused.
+    /// Any thread. Simulates so many frames; the application is paused before and afterwards.
     void step(std::uint32_t frames = 1) noexcept;
 
     /// See FrameStatistics; any thread, also through the context.
     [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;
     void resetFrameStatistics();
 
-    /// Any thread. Runs the function between two frames. While the main loop runs that is on the application's thread:
-    /// now when that thread calls between two frames, else when the frame has ended and onFrameEnded was called. While
-    /// it does not run it is now, on the calling thread; when another thread is changing the application, that thread
-    /// runs the function before its change ends. An exception is logged as a warning. \return  false for an empty
-    /// function and when the application has ended.
+    /// Any thread. Runs the function between two frames. While the main loop runs, on the application's thread:
+    /// immediately when that thread calls between two frames, else after the frame and onFrameEnded. Otherwise
+    /// immediately on the calling thread; when another thread is changing the application, that thread runs the
+    /// function before its change ends. An exception is logged as a warning.
+    /// \return  false for an empty function and after the application has ended.
     bool executeBetweenFrames(std::function<void()> function);
-    /// Whether no frame is under way, and this thread may change the content now.
+    /// Whether no frame is in progress, and this thread may change the content now.
     [[nodiscard]] bool _isBetweenFrames() const noexcept;
     /// Between two frames only.
     [[nodiscard]] FramePosition _getFramePosition() const;
-    /// The next frame goes on from there: its number, the elapsed time and the frame rate. Limits and statistics count
-    /// on. Between two frames only.
+    /// The next frame continues from there: its number, the elapsed time and the frame rate. Limits and statistics
+    /// continue to count. Between two frames only.
     void _setFramePosition(const FramePosition& position);
 
     // --- Pace ------------------------------------------------------------------------------------------------------
     /// In Hz, from the next frame on. A rate outside the bounds of the configuration (0.1 to 100,000 Hz) is clamped,
     /// NaN changes nothing, with a warning.
     void setSimulationFrameRate(double rateHz);
-    /// In Hz, as clamped.
+    /// In Hz, after clamping.
     [[nodiscard]] double getSimulationFrameRate() const noexcept;
     /// Seconds: 1 / frame rate.
     [[nodiscard]] double getSimulationTimeStep() const noexcept;
-    /// kSWSync and kSWAndVSync pace by the clock, the others run free.
+    /// kSWSync and kSWAndVSync are paced by the clock, the others run free.
     void setSyncMode(eSynchronizationMode mode);
     [[nodiscard]] eSynchronizationMode getSyncMode() const noexcept;
-    /// Whether kSWAndVSync paces by the clock; it does at first. A display that waits for its own refresh turns it off.
+    /// Whether kSWAndVSync is paced by the clock; initially it is. A display that waits for its own refresh disables
+    /// it.
     void setClockPacingWithVSync(bool enabled) noexcept { _pacesWithVSync = enabled; }
 
     // --- Content ---------------------------------------------------------------------------------------------------
-    /// Any thread while the application runs. See KrObject::add; objects and other extensions are taken, modules are
-    /// not. True also when it is to be added later.
+    /// Any thread while the application runs. See KrObject::add; accepts objects and other extensions, but no modules.
+    /// Also true when it will be added later.
     bool add(KrExtension* extension);
     bool add(const KrSmartInterface<IExtension>& extension);
-    /// Any thread while the application runs. False when it was not added here.
+    /// Any thread while the application runs. False for an extension that was not added here.
     bool remove(KrExtension* extension);
     bool remove(const KrSmartInterface<IExtension>& extension);
     void removeAllExtensions();
-    /// Of those that were added; what these hold is not counted.
+    /// Of added extensions, without those below them.
     [[nodiscard]] std::size_t getExtensionCount() const;
     /// Null past the end. Borrowed.
     [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
-    /// All content that is present, with what objects hold; it offers the content to the modules.
+    /// All present content, including extensions below objects; it offers the content to the modules.
     [[nodiscard]] KrContentDispatcher& getContentDispatcher() const noexcept { return *_content; }
 
     // --- Modules ---------------------------------------------------------------------------------------------------
-    /// Any thread while the application runs. Offers the module all content. False for null and for a module that
-    /// belongs to an application. True also when it is to be inserted later; the rules are tested then.
+    /// Any thread while the application runs. Offers all content to the module. False for null and for a module of any
+    /// application. Also true when it will be inserted later; the rules are tested then.
     bool insertModule(const KrSmartInterface<ISimulatorModule>& module);
-    /// Any thread while the application runs. Withdraws all content from it. False when it is not here. True also when
-    /// it is to be removed later.
+    /// Any thread while the application runs. Withdraws all content from the module. False for another module. Also
+    /// true when it will be removed later.
     bool removeModule(const KrSmartInterface<ISimulatorModule>& module);
     void removeAllModules();
     [[nodiscard]] std::size_t getModuleCount() const;
@@ -156,59 +157,60 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     // --- Modes -----------------------------------------------------------------------------------------------------
     [[nodiscard]] eApplicationMode getApplicationMode() const noexcept;
     /// Any thread while the application runs. Sets the fields to editing mode or not, then calls the modules and
-    /// listeners. False for a mode that does not exist. True also when it is to be set later.
+    /// listeners. False for an invalid mode. Also true when it will be set later.
     bool setApplicationMode(eApplicationMode mode);
     void setCommunicationModel(eCommunicationModel model);
-    /// Without other applications kAutomatic makes a master.
+    /// With kAutomatic it is the master unless there are other applications.
     [[nodiscard]] bool isMaster() const noexcept;
     [[nodiscard]] bool isSlave() const noexcept;
 
     // --- Setup -----------------------------------------------------------------------------------------------------
-    /// The present settings. Fields that are changed here, by an editor say, take effect after the passes of the frame
-    /// under way or of the next one.
+    /// The current settings. Fields that are changed here, for example by an editor, take effect after the passes of
+    /// the frame in progress or of the next one.
     [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept { return _configuration.get(); }
-    /// Takes over all settings of a setup: log, frame rate, modes, search directories of the process, and the settings
-    /// of modules, those that are missing included. What is no valid value leaves a setting as it is, with a warning,
-    /// and so does a field that the setup does not have. False for null, and while the content must not change.
+    /// Applies all settings of a setup: log, frame rate, modes, search directories of the process, and the settings of
+    /// modules; missing modules are created. An invalid value leaves its setting unchanged, with a warning, and so does
+    /// a field that the setup does not have. False for null, and while the content must not change.
     bool applySetup(const KrSmartInterface<ApplicationConfig>& setup);
 
     // --- Log -------------------------------------------------------------------------------------------------------
-    /// Of the process, in which KrErrorHandler is installed as long as an application lives (see create).
+    /// For the process, in which KrErrorHandler is installed as long as an application lives (see create).
     void enableConsoleLog(bool enable);
     [[nodiscard]] bool isConsoleLogEnabled() const noexcept;
-    /// Files log lines in "<prefix><host>_<process id>.log"; an empty prefix is a file in the system's folder for
-    /// temporary ones.
+    /// Writes log lines to "<prefix><host>_<process id>.log"; an empty prefix is a file in the system's folder for
+    /// temporary files.
     void setLogFilePrefix(const std::string& prefix);
-    /// Empty while lines are not filed.
+    /// Empty without a log file.
     [[nodiscard]] std::string getLogFilename() const;
 
     // --- Services --------------------------------------------------------------------------------------------------
     /// The context of references that begin with an application of this process, once it has a name:
-    /// "base:///KrApplication/Rig/KrObject/Car". Below an application come modules and content, below objects what they
-    /// hold. Never destroyed.
+    /// "base:///KrApplication/Rig/KrObject/Car". Modules and content are below an application, extensions below
+    /// objects. Never destroyed.
     [[nodiscard]] static Kr::KrBase& getReferenceRoot();
     [[nodiscard]] const ApplicationContext& getContext() const noexcept { return _context; }
-    /// Registering twice is registering once. Borrowed: unregister it before it dies, on the thread of the application.
-    /// Any thread. docs/notification.md has the rules of a delivery.
+    /// Ignores a listener that is registered already. Borrowed: unregister it before it dies, on the thread of the
+    /// application. Any thread. Rules of a delivery: docs/notification.md.
     void registerListener(IApplicationListener* listener);
     void unregisterListener(IApplicationListener* listener);
-    /// The same for a listener that is shared, and may be given up on any thread: it lives until the handle ends the
-    /// registration and the calls under way have ended. An empty handle when it is registered already.
+    /// The same for a shared listener, which may be released on any thread: it lives until the handle ends the
+    /// registration and the calls in progress have ended. An empty handle when it is registered already.
     [[nodiscard]] KrData::DelegateConnection holdListener(std::shared_ptr<IApplicationListener> listener);
-    /// Adds the states of all content and all modules. Null is ignored.
+    /// Adds the states of all content and all modules. Ignores null.
     void fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const;
     /// Saves and restores states of this application: its implementation is an ISimulationFileManager, its parameters
-    /// say how. The same one each time; null when it cannot be made. Borrowed.
+    /// are the settings. Each call returns the same one; null when it cannot be created. Borrowed.
     [[nodiscard]] KrExtension* getSimulationFileManager() const;
 
-    /// What the framework's own parts that extend an application work with; good as long as the application lives.
+    /// References to the parts of an application, for framework code that extends it; valid as long as the application
+    /// lives.
     struct Internals {
         KrObject& root;  ///< holds what was added
         KrSimulatorModuleSequence& modules;
         ApplicationState& state;
         EventManagerImplementation& events;
         FramePacer& pacer;
-        /// Called in each frame before the passes, unless this is a slave: what distributes the simulation sets it.
+        /// Called in each frame before the passes, unless this is a slave; set by code that distributes the simulation.
         std::function<void(const ApplicationContext&)>& masterStep;
     };
     [[nodiscard]] Internals getInternals() const noexcept;
@@ -232,7 +234,7 @@ private:
     void _applyChangedSettings();
     /// \param which  a bit for each setting that is to take effect; its field is there.
     void _applySettings(const ApplicationConfig& settings, std::uint32_t which);
-    /// \param isAsked  to be logged even if it is the present one.
+    /// \param isAsked  log it even if it is the current one.
     void _applyFrameRate(double rateHz, bool isAsked);
     void _fileLog(const std::string& prefix);
     bool _insertModule(const KrSmartInterface<ISimulatorModule>& module);

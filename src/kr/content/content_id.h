@@ -36,6 +36,7 @@ public:
         std::uint64_t first{0};
         std::uint64_t second{0};
 
+        /// Whether both words are zero.
         [[nodiscard]] constexpr bool isNull() const noexcept { return (first | second) == 0; }
         [[nodiscard]] std::string toString() const;
         /// Reads two words of 16 hexadecimal digits, upper or lower case, with a "-" between them. Returns false for
@@ -87,6 +88,7 @@ public:
 
     // --- Reading it ------------------------------------------------------------------------------------------------
     [[nodiscard]] const Identifier& getRuntimeID() const noexcept { return _runtime; }
+    /// Equal for one item in all files, see isRawIDSame.
     [[nodiscard]] const Identifier& getRawID() const noexcept { return _raw; }
     /// The identifier from which the ID was made; null for placements.
     [[nodiscard]] const Identifier& getOwnIdentifier() const noexcept { return _own; }

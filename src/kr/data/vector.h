@@ -14,27 +14,28 @@ namespace KrData {
 
 /// A vector of values of type T, one of the value types of Types::DataTypeEnum.
 ///
-/// Every operation that changes the items records the changed range and notifies once; one that changes nothing
-/// does not notify. Enumeration items need not be of one type.
+/// Every operation that changes the items records the changed range and notifies once; one that changes nothing does
+/// not notify. Enumeration items may be of several types.
+/// Thread: application. Ownership: see FieldBase.
 template <class T>
 class KR_API Vector : public VectorBase {
 public:
-    /// With a parent the vector adds itself to it, and then belongs to it.
+    /// With a parent the vector adds itself to it, and is owned by it from then on.
     explicit Vector(const Kr::KrID& id, Container* parent = nullptr, std::vector<T> items = {});
     /// A detached copy of identifier, properties and items; not of observers, connections and tracked changes.
     Vector(const Vector& source);
     ~Vector() override;
     Vector& operator=(const Vector&) = delete;
 
-    /// The field as Vector<T>, or null when it is something else.
+    /// The field as Vector<T>, or null for another class.
     [[nodiscard]] static Vector* from(FieldBase& field) noexcept;
-    [[nodiscard]] static const Vector* from(const FieldBase& field) noexcept;
+    [[nodiscard]] static const Vector* from(const FieldBase& field) noexcept;  ///< The same for constant fields.
 
     // --- Reading ---------------------------------------------------------------------------------------------------
     [[nodiscard]] std::size_t size() const noexcept override { return _items.size(); }
-    /// The item, or T's default past the end.
+    /// The item, or the default of T past the end.
     [[nodiscard]] T getItem(std::size_t index) const;
-    /// All items; good until the vector changes. References to extensions that have died are null.
+    /// All items; valid until the vector changes. References to extensions that have died are null.
     [[nodiscard]] const std::vector<T>& getItems() const noexcept(kIsPlain) {
         if constexpr (kIsPlain) {
             return _items;
@@ -51,16 +52,17 @@ public:
     // --- Changing --------------------------------------------------------------------------------------------------
     /// False past the end.
     bool setItem(std::size_t index, const T& value);
+    /// Replaces all items.
     void setItems(std::vector<T> items);
-    void append(const T& value);
+    void append(const T& value);  ///< At the end; throws std::bad_alloc.
     /// Before the item at `index`, at the end with size(). False past that.
     bool insert(std::size_t index, const T& value);
-    /// Drops `count` items from `index` on. False, and nothing changes, when the vector does not have them all.
+    /// Removes `count` items from `index` on. False, and nothing changes, when the vector has fewer.
     bool erase(std::size_t index, std::size_t count = 1);
     bool resize(std::size_t count) override;
-    void reserve(std::size_t count) { _items.reserve(count); }
+    void reserve(std::size_t count) { _items.reserve(count); }  ///< Throws std::bad_alloc; changes no items.
 
-    // --- The field whatever its type -------------------------------------------------------------------------------
+    // --- The field independent of its type -------------------------------------------------------------------------
     [[nodiscard]] Types::DataTypeEnum getItemDataType() const noexcept override { return ValueTraits<T>::kDataType; }
     bool copyItems(const VectorBase& source, std::size_t first, std::size_t last) override;
     [[nodiscard]] Vector* _duplicate() const override;
@@ -69,7 +71,7 @@ public:
     /// From a vector of the same item type.
     bool copyValue(const FieldBase& source) override;
     [[nodiscard]] bool isEqual(const FieldBase& other) const override;
-    /// Drops all items.
+    /// Removes all items.
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
     bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
@@ -82,7 +84,7 @@ protected:
     using Item = detail::Stored<T>;
 
     [[nodiscard]] std::string _getItemText(std::size_t index) const override;
-    /// For subclasses that change items under a lock of their own and call _itemsChanged after it.
+    /// For derived classes that change items under their own lock and call _itemsChanged after it.
     [[nodiscard]] std::vector<Item>& _getItems() noexcept { return _items; }
 
 private:
@@ -94,9 +96,9 @@ private:
     bool _copyRange(const Vector& source, std::size_t first, std::size_t last);
 
     std::vector<Item> _items;
-    // What getItems() answers, where items are kept as something else.
+    // The result of getItems() for items that are stored in another form.
     [[no_unique_address]] mutable std::conditional_t<kIsPlain, Nothing, std::vector<T>> _read;
-    // What a restore swaps in, where each item needs memory; afterwards the items before.
+    // The new items of a restore, for items that need memory each; afterwards the previous items.
     struct NoItems {};
     [[no_unique_address]] std::conditional_t<kHasMemory, std::vector<Item>, NoItems> _prepared;
 };

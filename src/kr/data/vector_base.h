@@ -12,8 +12,9 @@ namespace KrData {
 
 /// A field whose value is a resizable vector of items of one data type; Vector<T> has the items.
 ///
-/// For incremental transfer a vector can keep the ranges of indices that changed since the last transfer. A
-/// transfer reads the size and the ranges, copies, and calls clearChanges().
+/// For incremental transfer a vector can keep the ranges of indices that changed since the last transfer. A transfer
+/// reads the size and the ranges, copies, and calls clearChanges().
+/// Thread: application. Ownership: see FieldBase.
 class KR_API VectorBase : public FieldBase {
 public:
     /// First and last changed index, both included.
@@ -25,59 +26,59 @@ public:
     // --- Items -----------------------------------------------------------------------------------------------------
     [[nodiscard]] virtual std::size_t size() const noexcept = 0;
     [[nodiscard]] bool empty() const noexcept { return size() == 0; }
-    /// Adds default items at the end, or drops the last ones. False, and nothing changes, when memory does not suffice.
+    /// Appends default items, or removes the last ones. False, and nothing changes, when memory does not suffice.
     virtual bool resize(std::size_t count) = 0;
     void clear() { resize(0); }
-    [[nodiscard]] virtual Types::DataTypeEnum getItemDataType() const noexcept = 0;
-    /// Copies the items `first` to `last`, as far as both vectors have them, and notifies once. False, and nothing
-    /// changes, when the item data types differ.
+    [[nodiscard]] virtual Types::DataTypeEnum getItemDataType() const noexcept = 0;  ///< A value type.
+    /// Copies the items `first` to `last` that both vectors have, and notifies once. False, and nothing changes, when
+    /// the item data types differ.
     virtual bool copyItems(const VectorBase& source, std::size_t first, std::size_t last) = 0;
 
     // --- Change tracking -------------------------------------------------------------------------------------------
-    /// Off at first. Forgets the changes so far; tracking is active from then on exactly when enabled.
+    /// Initially disabled. Drops the changes recorded so far; changes are recorded from then on only when enabled.
     void enableIncrementalDataTransfer(bool enable);
     [[nodiscard]] bool isIncrementalDataTransferEnabled() const noexcept { return _incrementalTransfer; }
-    /// Forgets the changes so far and, when incremental transfer is enabled, tracks again.
+    /// Drops the recorded changes and, when incremental transfer is enabled, records again.
     void clearChanges();
-    /// Whether the changed ranges are complete; if not, the whole vector is to be transferred.
+    /// Whether the changed ranges are complete; if not, transfer the whole vector.
     [[nodiscard]] bool isTracking() const noexcept { return _incrementalTransfer && _tracking; }
-    /// The changed ranges, sorted, no index in two of them. After items were dropped they reach past the end.
-    /// Good until the next change.
+    /// The changed ranges, sorted and disjoint. After a removal of items they extend past the end. Valid until the next
+    /// change.
     [[nodiscard]] const ChangeRanges& getChanges() const;
-    /// Forgets the changes and tracks none until the next clearChanges().
+    /// Drops the recorded changes and records none until the next clearChanges().
     void _disableTracking();
-    /// Makes the vector as long as `source` and copies the items in `ranges`, of which there is at least one, and all
-    /// new ones; notifies once. For vectors that were equal before the source changed there. False, and nothing
+    /// Makes the vector as long as `source` and copies the items in `ranges`, which is not empty, and all new ones;
+    /// notifies once. For vectors that were equal before the source changed in these ranges. False, and nothing
     /// changes, when the item data types differ.
     virtual bool _followItems(const VectorBase& source, const ChangeRanges& ranges) = 0;
-    /// Takes the items of `source` as they are, without notification, but records the change for connections to come.
-    /// Answers whether they were others, bit by bit, and there are observers or connections to notify. False, and
+    /// Copies the items of `source` without notification, but records the change for later connections. Returns whether
+    /// they differed from the previous ones, bit by bit, and there are observers or connections to notify. False, and
     /// nothing changes, when the item data types differ.
     virtual bool _restoreItems(const VectorBase& source) = 0;
-    /// Takes the memory that _restoreItems of this source needs next.
+    /// Allocates the memory for the next _restoreItems of this source.
     virtual void _prepareRestore(const VectorBase& source) = 0;
     /// Whether both have the same items, bit by bit.
     [[nodiscard]] virtual bool _hasIdenticalItems(const VectorBase& other) const = 0;
     /// For people: the size and the first items.
     [[nodiscard]] std::string _getText() const;
-    /// What one item takes, without what it holds elsewhere.
+    /// Bytes of one item, without memory that it owns elsewhere.
     [[nodiscard]] virtual std::size_t _getItemBytes() const noexcept = 0;
-    /// How many changes were recorded, and how many of them clearChanges() has forgotten; both only grow. The ranges
-    /// are complete for a reader that has seen as many as were forgotten.
+    /// Number of recorded changes, and of those dropped by clearChanges(); both only grow. The ranges are complete for
+    /// a reader that has seen as many changes as were dropped.
     [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }
     [[nodiscard]] std::uint64_t _getForgottenChangeCount() const noexcept { return _forgottenCount; }
-    /// Records that the items `first` to `last` changed; ranges that share an index become one.
+    /// Records that the items `first` to `last` changed; overlapping ranges are merged.
     void _addChange(std::uint64_t first, std::uint64_t last);
 
 protected:
     explicit VectorBase(const Kr::KrID& id);
-    /// Makes room for one more range.
+    /// Allocates memory for one more range.
     void _prepareChange();
     /// A copy starts without incremental transfer.
     VectorBase(const VectorBase& source);
 
     [[nodiscard]] virtual std::string _getItemText(std::size_t index) const = 0;
-    /// Records the range and tells connections and observers, once.
+    /// Records the range and notifies connections and observers, once.
     void _itemsChanged(std::uint64_t first, std::uint64_t last);
 
 private:

@@ -14,14 +14,15 @@
 
 namespace KrSim {
 
-/// Which extension was cloned into which, in the order of cloning. Holds both, unless they are not held by anything, as
-/// on the stack, so that callbacks may drop them. Thread: the application thread.
+/// Maps cloned extensions to their clones, in the order of cloning. Holds both, except extensions without a holder, for
+/// example on the stack, so that callbacks may drop them.
+/// Thread: application. Ownership: holds the extensions.
 class KR_API KrCloneMap final : public KrData::ICopyMap {
 public:
-    /// What becomes of the values of a clone when all clones are made.
+    /// The values of a clone after all clones were made.
     enum class Values {
-        kOfSource,  ///< they are those of its source in the end
-        kOwn,       ///< it was there before and keeps its own
+        kOfSource,  ///< those of its source
+        kOwn,       ///< the clone existed before and keeps its own
     };
 
     using ConnectionFilter = std::function<bool(const KrData::FieldBase& source, const KrData::FieldBase& sink)>;
@@ -34,14 +35,14 @@ public:
     void add(const KrExtension* source, KrExtension* clone, Values values = Values::kOfSource);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
-    /// For an instance: removes messages that came from a source and that the source does not have any more.
+    /// For an instance: removes messages that came from a source and that the source has no more.
     void _followMessages(const KrObject& instance) const;
-    /// Links, connections and references of the clones, in this order: what leads to a source leads to its clone.
-    /// Connections transfer once; then the values of each clone are made those of its source, without a transfer, and
-    /// the observers are notified. Clones that keep their own values keep their links, too.
-    /// \param mayConnect  tells for two fields of sources whether their connection is copied; empty for all.
+    /// Copies links, connections and references to the clones, in this order; a reference to a source becomes one to
+    /// its clone. Connections transfer once; then the values of each clone are set to those of its source, without a
+    /// transfer, and the observers are notified. Clones that keep their own values keep their links, too.
+    /// \param mayConnect  returns for two fields of sources whether their connection is copied; empty for all.
     void _complete(const ConnectionFilter& mayConnect = {}) const;
-    /// Instances whose definition was cloned become instances of the clone, with the content IDs that go with it.
+    /// Instances whose definition was cloned become instances of the clone, with matching content IDs.
     void _redirectDefinitions() const;
     /// Calls onSynchronized of each new clone with the implementation of its source.
     void _synchronizeImplementations() const;
@@ -70,16 +71,17 @@ private:
 /// Decides which extensions are copied along.
 using KrCloneFilter = std::function<bool(const KrExtension*)>;
 
-/// What _clone is to make.
+/// Parameters of KrExtension::_clone.
 struct KrCloneRequest {
     KrContentID contentID;                  ///< of the clone
-    KrObject* owner = nullptr;              ///< where to add it, or null
-    bool registerContent = true;            ///< whether the content registry shall know it
-    KrCloneMap* clones = nullptr;           ///< what was cloned so far; required
-    const KrCloneFilter* filter = nullptr;  ///< null takes everything
+    KrObject* owner = nullptr;              ///< to which the clone is added, or null
+    bool registerContent = true;            ///< whether to register the clone in the content registry
+    KrCloneMap* clones = nullptr;           ///< the clones so far; required
+    const KrCloneFilter* filter = nullptr;  ///< null accepts everything
     bool copyFields = true;
-    bool isPlacing = false;   ///< whether all below gets IDs derived from contentID; else only what had such ones
-    bool synchronize = true;  ///< whether to call onSynchronized now; false where connections are still to be made
+    /// whether all extensions below get IDs derived from contentID; else only those that had derived IDs
+    bool isPlacing = false;
+    bool synchronize = true;  ///< whether to call onSynchronized now; false when connections will still be made
 };
 
 }  // namespace KrSim

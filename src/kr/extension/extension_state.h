@@ -16,50 +16,50 @@
 
 namespace KrSim {
 
-/// What one extension was at one moment of the simulation: the values of its inputs, outputs and parameters, and the
-/// bytes that its implementation wrote in onStateSave.
+/// The state of one extension at one moment of the simulation: the values of its inputs, outputs and parameters, and
+/// the bytes that its implementation wrote in onStateSave.
 ///
-/// Thread: the application thread.
+/// Thread: application. Ownership: shared; owns its values.
 class KR_API KrExtensionState final : public Kr::KrRefCount {
 public:
-    /// Takes the values of the fields now; fillSimulationState adds the bytes.
+    /// Takes the values of the fields; fillSimulationState adds the bytes.
     explicit KrExtensionState(const KrExtension& extension);
-    /// A state that was kept elsewhere: takes the values of the fields of the plan, which may go then.
+    /// A state from elsewhere: takes the values of the fields of the plan, which are not needed afterwards.
     KrExtensionState(const KrContentID& id, const KrFactoryKey& creationKey, const std::string& name,
                      std::shared_ptr<const KrData::ValuePlan> plan);
     ~KrExtensionState() override;
 
     [[nodiscard]] const KrContentID& getContentID() const noexcept;
     [[nodiscard]] const KrFactoryKey& getCreationKey() const noexcept;
-    [[nodiscard]] const std::string& getName() const noexcept;
-    /// Likenesses of "Inputs", "Outputs" and "Parameters" with the values, without descriptions, ranges and metadata.
-    /// Made at the first call and kept.
+    [[nodiscard]] const std::string& getName() const noexcept;  ///< The name of the extension when the state was taken.
+    /// Copies of "Inputs", "Outputs" and "Parameters" with the values, without descriptions, ranges and metadata.
+    /// Created by the first call and kept.
     [[nodiscard]] const KrData::Container& getFields() const;
-    /// Empty, too, when there was no implementation or onStateSave has thrown.
+    /// Empty also when there was no implementation or onStateSave has thrown.
     [[nodiscard]] const std::string& getImplementationData() const noexcept { return _implementationData; }
     [[nodiscard]] bool hasImplementationData() const noexcept { return _hasImplementationData; }
     void _setImplementationData(std::string data);
-    /// Whether a module has added it on its own account, of an extension that need not be content.
+    /// Whether a module has added it itself, for an extension that need not be content.
     [[nodiscard]] bool isAddedByModule() const noexcept { return _isAddedByModule; }
-    /// Memory that this state takes, but for what it shares with other states of the extension.
+    /// Memory of this state in bytes, without data shared with other states of the extension.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
     [[nodiscard]] const KrData::ValuePlan& _getPlan() const noexcept;
     [[nodiscard]] const KrData::FieldValues& _getValues() const noexcept { return _values; }
-    /// Whether it was taken of this extension, and what it shares with new states has not changed since.
+    /// Whether it was taken of this extension, and the data shared with new states has not changed since.
     [[nodiscard]] bool _isOf(const KrExtension& extension) const;
-    /// Takes the values again; for _isOf() only. The bytes go.
+    /// Takes the values again; only when _isOf() is true. Drops the bytes.
     void _retake();
-    /// A restore of many states puts the values of all of them back before the first implementation is called.
+    /// For a restore of many states, which restores all values before it calls the first implementation.
     void _setValuesAreBack(bool areBack) const noexcept { _valuesAreBack = areBack; }
     [[nodiscard]] bool _areValuesBack() const noexcept { return _valuesAreBack; }
-    /// Has the processor fetch what taking or restoring this state will touch, in kFetchSteps steps, each some time
-    /// after the one before: what lies in memory behind a pointer is found when the pointer is there.
+    /// Prefetches the memory for taking or restoring this state, in kFetchSteps steps, with some time between two
+    /// steps: memory behind a pointer can be fetched only when the pointer is there.
     void _fetch(int step) const noexcept;
     static constexpr int kFetchSteps = 5;
     static constexpr int kStepsBeforeFields = 3;
-    /// To be called for each of many states, in order, before it is taken or restored. `at` answers a pointer to the
-    /// state at an index below `count`, or null.
+    /// Call it for each of many states, in order, before it is taken or restored. `at` returns a pointer to the state
+    /// at an index below `count`, or null.
     template <class StateAt>
     static void _fetchAhead(std::size_t index, std::size_t count, const StateAt& at, int steps = kFetchSteps) {
         constexpr std::size_t kApart = 2;
@@ -89,22 +89,22 @@ public:
     KrSimulationState();
     ~KrSimulationState() override;
 
-    /// Null is ignored. A second state of one content ID replaces the first.
+    /// Ignores null. A second state of one content ID replaces the first.
     void addExtensionState(Kr::KrSmartPtr<KrExtensionState> state);
-    /// Null when there is none.
+    /// Null without such a state.
     [[nodiscard]] const KrExtensionState* findExtensionState(const KrContentID& id) const;
-    /// The only one of this raw ID; null for none and for several.
+    /// The only one with this raw ID; null for none and for several.
     [[nodiscard]] const KrExtensionState* _findStateOfItem(const KrContentID& id) const;
     /// In the order in which they were added.
     [[nodiscard]] const std::vector<Kr::KrSmartPtr<KrExtensionState>>& getExtensionStates() const;
-    /// Memory that the states take.
+    /// Memory of the states in bytes.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
-    /// What is added until the next call was added by a module, or not.
+    /// Whether states are added by a module from now on.
     void _setAddedByModule(bool added) noexcept { _isModuleAdding = added; }
-    /// Forgets the states, but keeps their memory for states of the same extensions in the same order.
+    /// Drops the states, but keeps their memory for states of the same extensions in the same order.
     void _recycle();
-    /// A state of the extension now, without bytes: a recycled one where it fits, unless it has another holder.
+    /// A new state of the extension, without bytes: a recycled one that fits, unless it has another holder.
     [[nodiscard]] Kr::KrSmartPtr<KrExtensionState> _makeState(const KrExtension& extension);
 
 private:
@@ -113,7 +113,7 @@ private:
     void _bringIndexUpToDate() const;
 
     mutable std::vector<Kr::KrSmartPtr<KrExtensionState>> _states;
-    mutable std::unique_ptr<Index> _index;  // made with the first question for a single state
+    mutable std::unique_ptr<Index> _index;  // created by the first search for a single state
     std::vector<Kr::KrSmartPtr<KrExtensionState>> _spare;
     std::size_t _nextSpare{0};
     bool _isModuleAdding{false};

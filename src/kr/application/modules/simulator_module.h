@@ -16,16 +16,16 @@ namespace detail {
 class ManagedList;
 }
 
-/// The framework half of a simulator module, what an application steps in every frame: priorities, the application,
-/// and the extensions that the module manages. The behaviour is in the implementation half, ISimulatorModule; without
-/// one nothing is called.
+/// The framework half of a simulator module, which an application steps in every frame: priorities, the application,
+/// and the managed extensions. The implementation half, ISimulatorModule, has the behaviour; without one no callback is
+/// called.
 ///
-/// To manage an extension is to take it into the simulation: it is active while at least one module manages it.
-/// Modules are no content, objects refuse them. docs/modules.md has the whole picture.
+/// Managing an extension makes it part of the simulation: it is active while at least one module manages it. Modules
+/// are no content: objects refuse them. Overview: docs/modules.md.
 ///
-/// Thread: the application thread.
-/// Ownership: the application holds its modules, a module the extensions that it manages. A module that leaves its
-/// application, or dies, lets go of them; each becomes inactive unless another module manages it.
+/// Thread: application.
+/// Ownership: the application holds its modules, a module holds its managed extensions. A module that leaves its
+/// application, or dies, releases them; each becomes inactive unless another module manages it.
 class KR_API KrSimulatorModule : public KrExtension {
     KR_BASE_CLASS(KrSimulatorModule, KrExtension)
 
@@ -35,21 +35,22 @@ class KR_API KrSimulatorModule : public KrExtension {
     explicit KrSimulatorModule(int preUpdate = 0, int update = 0, int postUpdate = 0);
     ~KrSimulatorModule() override;
 
-    // --- The passes of a frame; what the implementation throws is logged as a warning ------------------------------
+    // --- The passes of a frame; exceptions of the implementation are logged as warnings -----------------------------
     virtual void preUpdate(eApplicationMode mode);
     virtual void update(eApplicationMode mode);
     virtual void postUpdate(eApplicationMode mode);
 
-    // --- Extensions that come and go -------------------------------------------------------------------------------
-    /// Offers an extension to the implementation, which decides whether to manage it. Null is ignored.
+    // --- Added and removed extensions
+    // ---------------------------------------------------------------------------------
+    /// Offers an extension to the implementation, which decides whether to manage it. Ignores null.
     virtual void addExtension(KrExtension* extension);
     void addExtension(const Kr::KrSmartPtr<KrExtension>& extension);
-    /// Withdraws it. Null is ignored.
+    /// Withdraws an extension. Ignores null.
     virtual void removeExtension(KrExtension* extension);
     void removeExtension(const Kr::KrSmartPtr<KrExtension>& extension);
 
-    /// In the order of the last sorting, later ones behind. The reference is good until the module dies; iterators
-    /// only until the list changes, so code that changes it meanwhile walks a copy.
+    /// In the order of the last sorting, later ones at the end. The reference is valid until the module dies; iterators
+    /// only until the list changes, so copy the list before changing it in a loop.
     [[nodiscard]] const Extensions& getManagedExtensions() const;
     [[nodiscard]] bool hasManagedExtension(KrExtension* extension) const;
 
@@ -61,21 +62,21 @@ class KR_API KrSimulatorModule : public KrExtension {
     [[nodiscard]] KrApplication* getApplication() const noexcept { return _application; }
 
     // --- State -----------------------------------------------------------------------------------------------------
-    /// Adds the module's own state, then what the implementation adds in onFillSimulationState. Null is ignored.
+    /// Adds the module's own state, then the states of onFillSimulationState. Ignores null.
     void fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const override;
 
     // --- For the framework -----------------------------------------------------------------------------------------
-    /// A sequence that holds the module already goes by the new ones from its next insertion on.
+    /// A sequence that contains the module already uses them from its next insertion on.
     void _setPriorities(int preUpdate, int update, int postUpdate) noexcept;
-    /// The module belongs to the application from now on and is active while it does, so that changes of its
-    /// fields are noticed and its errors shown. Set its context (_setApplicationContext) before. Borrowed until
+    /// The module belongs to the application from now on and is active during that time, so that changes of its fields
+    /// are noticed and its errors shown. Set its context (_setApplicationContext) before. Borrowed until
     /// _onRemoveFromApplication.
     virtual void _onAddToApplication(KrApplication* application);
-    /// It belongs to none any more; after the callback it lets go of all that it still manages.
+    /// It belongs to no application any more; after the callback it releases all extensions that it still manages.
     virtual void _onRemoveFromApplication(KrApplication* application);
-    /// The application has gone from one mode to another.
+    /// The mode of the application has changed.
     void _onApplicationModeChange(eApplicationMode from, eApplicationMode to);
-    /// Null for a placeholder, too.
+    /// Null also for a placeholder.
     [[nodiscard]] ISimulatorModule* _getModuleImplementation() const noexcept {
         return hasImplementation() ? _module : nullptr;
     }
@@ -84,14 +85,14 @@ class KR_API KrSimulatorModule : public KrExtension {
     [[nodiscard]] bool _isSimulatorModule() const noexcept override;
 
 protected:
-    /// Appends the extension and counts it as managed once more; the first one to do so makes it active. Managing it
-    /// twice counts twice. Always true; null takes a place and does nothing there.
+    /// Appends the extension and increments its count of managing modules; the first one makes it active. Managing it
+    /// twice counts twice. Always true; null gets a place and is ignored there.
     bool _addManagedExtension(KrExtension* extension);
-    /// Takes the extension out, once; the last one to do so makes it inactive. False when it is not managed here.
+    /// Removes the extension once; the last removal makes it inactive. False when it is not managed here.
     bool _removeManagedExtension(KrExtension* extension);
-    /// Puts the managed extensions in the order in which they must run. One comparison while neither they nor the
-    /// graph of connections changed, so call it in every frame. \return  whether they or their order may be others than
-    /// after the call before.
+    /// Puts the managed extensions in their execution order. One comparison while neither they nor the graph of
+    /// connections changed, so call it in every frame.
+    /// \return  whether they or their order may differ from those after the previous call.
     bool _sortManagedExtensions();
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
 
