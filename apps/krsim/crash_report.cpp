@@ -102,7 +102,7 @@ void reportSignal(const Crash& crash) noexcept {
     SignalText text;
     text << "krsim: crash: SIG" << (name != nullptr ? name : "?") << " ("
          << (description != nullptr ? description : "unknown") << ")";
-    // Only for a fault of memory is it an address; a negative code stands for a signal that was sent.
+    // Only a memory fault has an address; a negative code marks a signal that was sent.
     if (crash.signal != SIGABRT && crash.info->si_code > 0) {
         text << " at address ";
         text.appendHex(reinterpret_cast<std::uintptr_t>(crash.info->si_addr));
@@ -164,7 +164,7 @@ void writeRecord(const Crash&) noexcept {
     ::_exit(kSignalBase + signal);
 }
 
-// What is least likely to crash again, on damaged memory, comes first.
+// The parts least likely to crash again, on damaged memory, are written first.
 constexpr std::array kSteps{&endStatus, &writeRecord, &reportSignal, &reportCalls, &reportFile, &reportStack};
 
 void onCrash(int signal, siginfo_t* info, void* context) {

@@ -2,7 +2,7 @@
 
 namespace krsim {
 
-/// While it lives, an end that is none of krsim's is reported on standard error:
+/// During its lifetime, an end of the process that is not caused by krsim is reported on standard error:
 ///
 /// - A signal of a crash (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGSYS, SIGABRT): its name, the callback and extension, or
 ///   the plug-in, that was under way, the frame, the file whose code it was in, and a stack. Lines of a record that
@@ -10,8 +10,8 @@ namespace krsim {
 ///   signal itself, so that there is one.
 /// - A call of exit() or quick_exit() by other code: what was under way, then exit code 1. _exit() cannot be noticed.
 ///
-/// The report of a crash allocates nothing and takes no lock of ours. It is whole on the thread that makes this object
-/// also when the stack has overflown. One at a time.
+/// The report of a crash allocates nothing and takes no lock of ours. On the thread that creates this object it is
+/// complete also after a stack overflow. One at a time.
 class CrashReport {
 public:
     CrashReport();

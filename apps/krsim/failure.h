@@ -5,7 +5,7 @@
 
 namespace krsim {
 
-/// What the process answers; scripts rely on it.
+/// Exit codes of the process; scripts rely on them.
 enum class eExitCode : int {
     kOk = 0,
     kFailed = 1,
@@ -21,7 +21,7 @@ enum class eExitCode : int {
 /// A reason to end, printed as "krsim: <text>".
 class Failure final : public std::runtime_error {
 public:
-    /// \param code  kUsage when another command line would do, kFailed when the world is at fault.
+    /// \param code  kUsage when another command line would help, kFailed for a failure of the environment.
     Failure(eExitCode code, const std::string& text) : std::runtime_error(text), _code(code) {}
 
     [[nodiscard]] eExitCode getCode() const noexcept { return _code; }
@@ -30,8 +30,8 @@ private:
     eExitCode _code;
 };
 
-/// The Failure, whose text is also written into the log file, if there is one: a run without a console says there why
-/// it failed.
+/// The Failure, whose text is also written to the log file, if there is one: a run without a console has the reason
+/// there.
 [[nodiscard]] Failure logFailure(eExitCode code, const std::string& text);
 /// Throws it.
 [[noreturn]] inline void failInLog(eExitCode code, const std::string& text) {

@@ -65,7 +65,7 @@ KrMagicTag readTag(const std::string& filename) {
     return tag;
 }
 
-/// What is in the file. The tag of a setup has no type of its own.
+/// The contents of the file. The tag of a setup has no separate type.
 std::string describeContent(const std::string& filename, const KrMagicTag& tag) {
     if (tag.getFileType() != KrPersistence::KrFile::eFileType::kUnknown) return describeType(tag.getFileType());
     try {
@@ -93,7 +93,7 @@ std::string describe(const std::string& filename) {
     return text + ", " + std::to_string(static_cast<std::streamoff>(stream->tellg())) + " bytes\n";
 }
 
-/// Content whose plug-in is missing keeps its data, which is all that is asked here.
+/// Content whose plug-in is missing keeps its data, which suffices here.
 void addPluginsQuietly(const std::vector<std::string>& directories) {
     Kr::LogSetLevel(Kr::eLogLevel::kError);
     addPluginDirectories(directories);
@@ -150,7 +150,7 @@ eExitCode recoverFile(const RecoverPlan& plan) {
     }
     const auto kind = plan.kind.value_or(kindOf(readTag(plan.input).getFileFormat()));
     saveFile(*file, plan.output, toFlags(kind), plan.isForced);
-    // Not between the bytes of a file that goes to standard output.
+    // Not between the bytes of a file on standard output.
     for (const auto& each : texts)
         std::fprintf(stderr, "%s: %s\n", plan.input.c_str(), each.c_str());
     return isWhole ? eExitCode::kOk : eExitCode::kFailed;

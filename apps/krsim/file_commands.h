@@ -11,7 +11,7 @@ namespace krsim {
 [[nodiscard]] eExitCode showInfo(const InfoPlan& plan);
 /// A line for each value.
 void dumpFile(const DumpPlan& plan);
-/// What is doubtful, a line each, on standard error; kFailed when there is something.
+/// Doubts, a line each, on standard error; kFailed when there are any.
 [[nodiscard]] eExitCode recoverFile(const RecoverPlan& plan);
 /// The input may be the output.
 void convertFile(const ConvertPlan& plan);

@@ -19,7 +19,7 @@ namespace krsim {
 /// \param filename  "-" is standard input
 [[nodiscard]] std::unique_ptr<std::istream> openInput(const std::string& filename);
 
-/// Throws a Failure with the reason when the file is refused; nothing else tells of it.
+/// Throws a Failure with the reason when the file is refused, which is not reported elsewhere.
 /// \param filename  "-" is standard input: paths in it are relative to the working directory.
 [[nodiscard]] Kr::KrSmartPtr<KrPersistence::KrFile> loadFile(const std::string& filename, int flags = 0);
 
@@ -33,13 +33,13 @@ namespace krsim {
 /// Throws a Failure with the reason when it cannot be saved, and when the rule of requireReplaceable forbids it.
 void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flags, bool isForced);
 
-/// All that the file holds. What each save writes anew, as the name of the program, is left out.
+/// The contents of the file, without data that each save replaces, such as the name of the program.
 [[nodiscard]] TreeNode makeTree(const KrPersistence::KrFile& file);
 
 /// The whole content in the JSON form of our files, without the tag in front, which JSON tools do not read.
 [[nodiscard]] std::string makePlainJson(KrPersistence::KrFile& file);
 
-/// What is in a file of this type, for people.
+/// The contents of a file of this type, for people.
 [[nodiscard]] const char* describeType(KrPersistence::KrFile::eFileType type) noexcept;
 
 /// The flags of KrFile for a kind.

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Text of the template, and what stands in its place in the new plug-in.
+/// Text of the template, and its replacement in the new plug-in.
 using Replacements = std::vector<std::pair<std::string, std::string>>;
 
 constexpr std::size_t kLongestName = 64;

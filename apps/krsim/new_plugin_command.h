@@ -12,14 +12,14 @@ struct NewPluginPlan {
     bool isForced{false};     ///< also into a folder with files
 };
 
-/// The names that a plug-in gives to its parts.
+/// The names of the parts of a plug-in.
 struct PluginNames {
     std::string className;    ///< "RoadVehicle"
     std::string displayName;  ///< "Road Vehicle"
     std::string fileName;     ///< "road_vehicle"
 };
 
-/// Throws a Failure that says why the name does for no C++ class and no plug-in file.
+/// Throws a Failure with the reason when the name suits no C++ class or no plug-in file.
 [[nodiscard]] PluginNames makePluginNames(const std::string& name);
 
 /// A file of the template, a plug-in named RoadVehicle. CMake writes the list from examples/plugin_template.

@@ -12,12 +12,12 @@ inline constexpr const char* kStandardStream = "-";
 /// Behind the message that a device or pipe is no file to write.
 inline constexpr const char* kUseStandardOutput = "; '-' writes to standard output";
 
-/// What krsim writes.
+/// The kinds of output.
 enum class eOutputKind : std::uint8_t { kTable, kGraph, kState, kObjects, kSetup };
 
-/// The rule of all writers. A table, a graph or a state replaces a file of its own kind. Content and setups replace
-/// nothing, and no output replaces a file of another kind, unless it is forced. Empty files hold nothing to lose.
-/// Throws a Failure, kUsage, that names what would be lost. Standard output and what is no regular file pass; the
+/// The rule of all writers. A table, a graph or a state replaces a file of the same kind. Content and setups replace no
+/// file, and no output replaces a file of another kind, unless it is forced. Empty files may always be replaced. Throws
+/// a Failure, kUsage, that names the file. Standard output and files that are not regular are accepted here; the
 /// writers themselves refuse devices and folders.
 /// \param filename  "-" is standard output; empty is no file
 void requireReplaceable(eOutputKind kind, const std::string& filename, bool isForced);
@@ -28,13 +28,12 @@ struct CloseOutput {
 };
 using OutputFile = std::unique_ptr<std::FILE, CloseOutput>;
 
-/// Throws the Failure that openOutput would throw, as far as that is known before: for a file that may not be
-/// replaced, is no regular file or may not be written, and for a folder that does not exist. Changes nothing.
+/// Throws the Failure of openOutput as far as it is known before: for a file that may not be replaced, is no regular
+/// file or may not be written, and for a folder that does not exist. Changes nothing.
 void requireWritable(eOutputKind kind, const std::string& filename, bool isForced);
 
-/// Opens a text to be written while its parts are made; what is there already is emptied. A link to a regular file is
-/// followed. Throws a Failure for a file that may not be replaced, for what is no regular file, and for one that cannot
-/// be opened.
+/// Opens a text file to be written in parts; an existing file is emptied. A link to a regular file is followed. Throws
+/// a Failure for a file that may not be replaced, is no regular file, or cannot be opened.
 /// \param filename  "-" is standard output
 [[nodiscard]] OutputFile openOutput(eOutputKind kind, const std::string& filename, bool isForced);
 

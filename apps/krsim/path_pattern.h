@@ -4,7 +4,7 @@
 
 namespace krsim {
 
-/// Whether the whole text is of the pattern: * stands for any characters, ? for one.
+/// Whether the whole text matches the pattern: * matches any characters, ? one.
 [[nodiscard]] bool matches(std::string_view pattern, std::string_view text) noexcept;
 
 }  // namespace krsim

@@ -86,7 +86,7 @@ void Recorder::onFrameEnded(KrSim::KrApplication* application) {
     const auto& context = application->getContext();
     const std::int64_t frame = context.getFrame();
     if (std::exchange(_lastFrame, frame) == frame) return;  // a paused one
-    // By its number, so that a run that begins with a restored state goes on in time.
+    // By its number, so that a run that begins with a restored state continues in time.
     const double step = context.getSimulationTimeStep();
     const double seconds = static_cast<double>(frame + 1) * step;
     if (!_isBegun) {

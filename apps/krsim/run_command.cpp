@@ -126,7 +126,7 @@ KrPersistence::LoadedSimulation build(KrSim::KrApplication& application, const R
     return simulation;
 }
 
-/// A reader who leaves ends nothing, unless outputs or the summary for programs were asked for.
+/// A closed reader of the status is no failure, unless outputs or the summary for programs were requested.
 void requireWritten(const StatusOutput& output, const RunPlan& plan) {
     const int error = output.getError();
     if (error == 0 || (error == EPIPE && !plan.printsOutputs && !plan.printsJson)) return;
@@ -156,7 +156,7 @@ RunResult runLoop(KrSim::KrApplication& application, const RunPlan& plan, StopSi
     return result;
 }
 
-/// Saves what was asked for.
+/// Saves the requested files.
 void save(const KrSim::KrApplication& application, const RunPlan& plan, std::optional<Recorder>& recorder) {
     if (recorder) recorder->requireFields();
     // A full disk under the table takes no state with it.

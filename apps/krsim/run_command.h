@@ -5,8 +5,8 @@
 
 namespace krsim {
 
-/// Carries the plan out and tells of it on standard output; the log goes to standard error. Throws a Failure where the
-/// run does not even begin. When it returns, all is destroyed, and the log file is closed.
+/// Executes the plan and reports on standard output; the log is written to standard error. Throws a Failure when the
+/// run cannot begin. When it returns, everything is destroyed, and the log file is closed.
 [[nodiscard]] eExitCode runSimulation(const RunPlan& plan);
 
 }  // namespace krsim

@@ -11,7 +11,7 @@
 
 namespace krsim {
 
-/// What to load, how long to run it and how to pace it. What is not set is as the setup file says, or has its default.
+/// What to load, how long to run it and how to pace it. Unset members use the setup file, or their defaults.
 struct RunPlan {
     std::vector<std::string> files{};              ///< setup file, object files
     std::vector<std::string> pluginDirectories{};  ///< searched in this order, then the one of the library

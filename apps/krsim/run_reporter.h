@@ -9,9 +9,9 @@
 
 namespace krsim {
 
-/// Shows how a run goes, "frame 600 | 10.00 s | real time x 1.000 | late 0", four times a second on a terminal, else
-/// every ten seconds of real time. The factor is that since the status before. A frame costs it two loads: the time is
-/// that of the frame's start, which the main loop has asked for already. The output is borrowed.
+/// Shows the progress of a run, "frame 600 | 10.00 s | real time x 1.000 | late 0", four times a second on a terminal,
+/// else every ten seconds of real time. The factor is that since the previous status. A frame costs two loads: the time
+/// is that of the frame's start, which the main loop has read already. The output is borrowed.
 class RunReporter final : public KrSim::IApplicationListener {
 public:
     /// \param beginSeconds  elapsed time of the application when the run begins: that of a restored state, or 0.

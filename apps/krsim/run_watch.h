@@ -8,11 +8,11 @@
 
 namespace krsim {
 
-/// Watches a run: while it lives it collects the exceptions of callbacks, the warnings and errors of the log, and,
+/// Watches a run: during its lifetime it collects the exceptions of callbacks, the warnings and errors of the log, and,
 /// while an application runs, outputs that become NaN or infinite. Each is kept with its frame and simulated time.
 ///
-/// KrErrorHandler must be installed before and stay so: messages are passed on to it unchanged.
-/// Thread: one, but what it collects may come from any, also from threads that outlive it. One at a time.
+/// KrErrorHandler must be installed before and remain so: messages are forwarded to it unchanged.
+/// Thread: one at a time; events may come from any, also from threads that outlive it. One object at a time.
 class RunWatch {
 public:
     RunWatch();
@@ -22,22 +22,22 @@ public:
 
     class Target;
 
-    /// Adds what can be seen only at the end: errors that extensions and modules have, and outputs with a NaN that was
-    /// not reported, as it was set before the first frame or is an item of a list. To be called once, with content and
-    /// modules in their places.
+    /// Adds the findings of the end: errors of extensions and modules, and outputs with a NaN that was not reported,
+    /// because it was set before the first frame or is an item of a list. Call it once, while content and modules
+    /// exist.
     static void inspect(const KrSim::KrApplication& application);
 
-    /// What was found up to now.
+    /// The findings so far.
     [[nodiscard]] static RunEvents getEvents();
     /// How often a callback threw, an extension had errors or an output became NaN.
     [[nodiscard]] static std::uint64_t getFailureCount() noexcept;
     /// Whether an output has become NaN while the application ran.
     [[nodiscard]] static bool hasNaN() noexcept;
-    /// Where the run is. Safe in a signal handler.
+    /// The position of the run. Safe in a signal handler.
     [[nodiscard]] static Moment getMoment() noexcept;
 };
 
-/// The application that is watched while this lives, borrowed. Must begin before its first frame.
+/// Sets the watched application, borrowed, for its lifetime. Must begin before its first frame.
 class RunWatch::Target final : public KrSim::IApplicationListener {
 public:
     /// \param stopsOnNaN  whether the frame in which an output becomes NaN is the last one.

@@ -12,14 +12,14 @@
 
 namespace krsim {
 
-/// What becomes of log messages, whatever a setup says.
+/// The settings of the log, which override those of a setup.
 struct LogChoice {
     std::optional<Kr::eLogLevel> level{};
     bool isQuiet{false};                      ///< without a level: that of a setup, but warnings at most
     std::optional<std::string> filePrefix{};  ///< see KrApplication::setLogFilePrefix
     bool hasFile{true};                       ///< if the prefix or a setup says so
 
-    /// Puts it into a setup.
+    /// Writes them to a setup.
     void operator()(KrSim::ApplicationConfig& setup) const;
 };
 
@@ -28,7 +28,7 @@ struct LogChoice {
 [[nodiscard]] KrPersistence::LoadedSimulation loadFiles(KrSim::KrApplication& application,
                                                         const std::vector<std::string>& files,
                                                         KrPersistence::SimulationLoadOptions options);
-/// The same, but goes on after a file that is refused, and leaves it to the report.
+/// The same, but continues after a refused file, which is part of the report.
 [[nodiscard]] KrPersistence::LoadedSimulation loadAllFiles(KrSim::KrApplication& application,
                                                            const std::vector<std::string>& files,
                                                            KrPersistence::SimulationLoadOptions options);

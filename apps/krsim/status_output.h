@@ -5,10 +5,10 @@
 
 namespace krsim {
 
-/// Prints status and texts of a run. On a terminal, the status is one line that is written over again and again;
-/// elsewhere it is a line each time. Lines of the log, from any thread, get a line of their own meanwhile: while one of
-/// these lives on a terminal it passes the log on to the handler before it, which must stay installed. Thread: one. One
-/// at a time.
+/// Prints status and texts of a run. On a terminal, the status is one line that is overwritten; elsewhere each status
+/// is a new line. Lines of the log, from any thread, get separate lines meanwhile: on a terminal an object of this
+/// class forwards the log to the previous handler, which must remain installed. Thread: one at a time. One object at a
+/// time.
 class StatusOutput {
 public:
     /// \param descriptor  of an open file, borrowed.
@@ -19,14 +19,14 @@ public:
 
     [[nodiscard]] bool isTerminal() const noexcept { return _isTerminal; }
 
-    /// Shows the state of the moment, a text without line feed. On a terminal its end is cut where it does not fit into
-    /// one line. It is left out where a reader does not keep up: the simulation does not wait for that.
+    /// Shows the current status, a text without line feed. On a terminal it is cut to one line. It is omitted when a
+    /// reader does not keep up: the simulation does not wait for it.
     void showStatus(const std::string& text);
     /// Keeps the status that a terminal shows, if one does, by going on to the next line. Safe in a signal handler.
     static void keepStatus() noexcept;
-    /// Prints text that is to stay, with its line feeds, and waits until it is written.
+    /// Prints permanent text, with its line feeds, and waits until it is written.
     void print(std::string_view text);
-    /// errno of the first failure to write, EPIPE where the reader has left; 0 without a failure.
+    /// errno of the first failure to write, EPIPE for a closed reader; 0 without a failure.
     [[nodiscard]] int getError() const noexcept { return _error; }
 
 private:

@@ -5,9 +5,9 @@
 
 namespace krsim {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP ask the application to end after its frame, whose wait they end; SIGHUP
-/// only where it was not ignored (nohup). The first one gives all three their default effect back, so that a second one
-/// ends the process at once. A reader of our output who goes away ends nothing (SIGPIPE). One at a time.
+/// During its lifetime, SIGINT, SIGTERM and SIGHUP request the application to end after its frame, whose wait they end;
+/// SIGHUP only when it was not ignored (nohup). The first one restores the default effect of all three, so that a
+/// second one ends the process immediately. A closed reader of our output ends nothing (SIGPIPE). One at a time.
 class StopSignals {
 public:
     StopSignals();
@@ -17,13 +17,13 @@ public:
 
     class Target;
 
-    /// "SIGINT" and its like, of the first one; null while none has come.
+    /// Name of the first signal, "SIGINT"; null before the first.
     [[nodiscard]] const char* getReceived() const noexcept;
-    /// That of the first one; kOk while none has come.
+    /// Exit code for the first signal; kOk before the first.
     [[nodiscard]] eExitCode getExitCode() const noexcept;
 };
 
-/// The application that is asked while this lives, borrowed. A signal that has come before is passed on.
+/// Sets the application, borrowed, for its lifetime. An earlier signal is forwarded to it.
 class StopSignals::Target {
 public:
     Target(StopSignals& signals, KrSim::KrApplication& application) noexcept;

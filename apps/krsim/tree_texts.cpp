@@ -169,7 +169,7 @@ private:
         return path;
     }
 
-    /// Items that both have, in another order, are told once.
+    /// Items of both in a different order are reported once.
     void _compareOrder(const TreeNode& first, const TreeNode& second, const std::string& path) {
         if (first.children.size() != second.children.size()) return;
         std::unordered_set<std::string_view> names;

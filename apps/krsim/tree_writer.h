@@ -10,7 +10,7 @@
 
 namespace krsim {
 
-/// Named values as a tree, to be shown and compared.
+/// Named values as a tree, for output and comparison.
 struct TreeNode {
     enum class eKind { kValue, kGroup, kSequence };
 
@@ -26,9 +26,9 @@ struct TreeNode {
     std::vector<TreeNode> children{};
 };
 
-/// Keeps what is written in memory. The items of a sequence are named after what they call themselves ("Name",
-/// "Identifier" and so on) where that tells them apart, else they are numbered: so two trees are compared item by item
-/// although one has an item more.
+/// Keeps the written values in memory. The items of a sequence are identified by their own names ("Name", "Identifier"
+/// and so on) when these are unique, else numbered: so two trees are compared item by item although one has an item
+/// more.
 class TreeWriter final : public KrPersistence::ArchiveWriter {
 public:
     /// \param archiveName  the file to which paths are relative.
@@ -36,7 +36,7 @@ public:
     ~TreeWriter() override;
 
     [[nodiscard]] const TreeNode& getRoot() const noexcept { return _root; }
-    /// The same for a caller that keeps it; nothing is to be written any more.
+    /// The same for a caller that keeps it; ends the writing.
     [[nodiscard]] TreeNode takeRoot() noexcept { return std::move(_root); }
 
 private:
@@ -58,16 +58,16 @@ private:
 };
 
 /// The tree as lines "name: value", indented by two blanks for each of the first 32 levels.
-/// \param isLong  false: values of more than 160 bytes are cut, with their length and CRC-32, which tells values apart
-///                that begin alike.
+/// \param isLong  false: values of more than 160 bytes are cut, with their length and CRC-32, which distinguishes
+///                values with the same beginning.
 [[nodiscard]] std::string formatTree(const TreeNode& root, bool isLong = false);
 
 /// The values of the tree with their paths, a line each: "Objects[Car]/Name: Car"; groups without values as paths.
 [[nodiscard]] std::string formatPaths(const TreeNode& root, bool isLong = false);
 
-/// What differs, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Long values are
-/// shown around the first byte that differs. Empty for equal trees.
-/// \param ignored  patterns of paths, "*/ElapsedSeconds", that are passed over.
+/// The differences, a line each: "Objects[Car]/Name: before -> after", "Objects[Van]: only in the first". Long values
+/// are shown around the first byte that differs. Empty for equal trees.
+/// \param ignored  patterns of paths to ignore, "*/ElapsedSeconds".
 [[nodiscard]] std::string compareTrees(const TreeNode& first, const TreeNode& second,
                                        const std::vector<std::string>& ignored = {});
 

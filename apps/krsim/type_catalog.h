@@ -16,16 +16,15 @@ struct PluginFile {
     std::vector<KrSim::KrFactoryKey> types;
 };
 
-/// The types that can be chosen: those built into the library, and those that the manifests of plug-ins list. Nothing
-/// of a plug-in is loaded.
+/// The available types: those built into the library, and those listed by the manifests of plug-ins. No plug-in is
+/// loaded.
 class TypeCatalog {
 public:
     /// \param directories  in the order of the search: of several files with one name the first counts.
     explicit TypeCatalog(const std::vector<std::string>& directories);
 
-    /// The one type with this type name ("Content.Scene"), display name ("Scene") or unique id; a name as
-    /// KrFactoryKey::toString writes it, with both, will do, too. Throws a Failure that names the nearest types, or all
-    /// that are meant.
+    /// The one type with this type name ("Content.Scene"), display name ("Scene"), unique id, or name in the form of
+    /// KrFactoryKey::toString. Throws a Failure that lists the nearest types, or all matching ones.
     [[nodiscard]] const KrSim::KrFactoryKey& find(const std::string& text) const;
 
     [[nodiscard]] const std::vector<PluginFile>& getPlugins() const noexcept { return _plugins; }

@@ -41,7 +41,7 @@ KrSmartPtr<KrObject> makeObject(const char* name) {
     return object;
 }
 
-/// Null, with a warning in the log, when the plug-in is not there.
+/// Null, with a warning in the log, without the plug-in.
 KrSmartPtr<KrExtension> makeVehicle(const char* name, double mass) {
     auto vehicle = KrExtensionFactory::create(roadVehicleKey());
     if (!vehicle) return vehicle;

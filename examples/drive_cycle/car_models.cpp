@@ -73,7 +73,7 @@ VehicleStep moveVehicle(const VehicleSettings& settings, double speed, const Whe
     double friction = rolling + forces.brake;
     double next = speed + (traction - air - friction) / inertia * seconds;
     if (next <= 0.0) {
-        // It stands before the step is over. Friction is as large as it takes, and never drives.
+        // It stops before the end of the step. Friction is as large as necessary, and never drives.
         next = 0.0;
         friction = traction - air + inertia * speed / seconds;
         if (friction < 0.0) {

@@ -4,7 +4,7 @@
 
 /// What a car has done, read from the outputs of its parts. SI units.
 struct DriveFigures {
-    /// Throws std::runtime_error when a part or an output is not there.
+    /// Throws std::runtime_error when a part or an output is missing.
     explicit DriveFigures(const KrSim::KrObject& car);
 
     double seconds;  ///< time in the cycle

@@ -19,8 +19,8 @@ public:
         brakeForce = forces.brake;
     }
 
-    /// How far the car went is known once it has moved, and so is the work. Where the connection that tells of it
-    /// delivers later than that, the battery is one frame behind, and nothing is lost.
+    /// The distance is known after the car has moved, and so is the work. When the connection that transfers it
+    /// delivers later, the battery is one frame behind, and nothing is lost.
     void settle(double seconds) override {
         const double power = (tractionWork - workDone) / seconds;
         const auto balance = balancePower(_getSettings(), power);

@@ -1,6 +1,6 @@
-// Publishes and receives an event, logs at every level, and shows what became of the messages: who heard of them, which
-// one threw, which one ended its process, and what stands in the log file. Ends with status 1 if anything shown is not
-// true.
+// Publishes and receives an event, logs at every level, and shows the effect of the messages: which listeners received
+// them, which one threw, which one ended its process, and the contents of the log file. Ends with status 1 if anything
+// shown is not true.
 
 #include <kr/foundation.h>
 #include <spawn.h>

@@ -66,7 +66,7 @@ struct Made {
     T& implementation;  // belongs to the proxy
 };
 
-/// A chain of its own, at rest. Its extensions are registered with the sorter in the wrong order.
+/// A separate chain, at rest. Its extensions are registered with the sorter in the wrong order.
 struct Chain {
     Chain() {
         for (const auto& part : parts)
