@@ -44,7 +44,8 @@ TEST(FieldValue, ReadingOrWritingAnotherTypeIsADefaultAndARefusal) {
     double raw = 0.0;
     EXPECT_TRUE(speed.getRawValue(&raw));
     EXPECT_EQ(raw, 3.0);
-    EXPECT_FALSE(speed.getRawValue(nullptr) || speed.setRawValue(nullptr));
+    EXPECT_FALSE(speed.getRawValue(nullptr));
+    EXPECT_FALSE(speed.setRawValue(nullptr));
     EXPECT_FALSE(Container("Group").setRawValue(&raw));
 }
 
@@ -203,7 +204,8 @@ TEST(FieldIdentity, OnlyAProducedFieldTakesANewNameOrPlace) {
     Container first("First");
     Container second("Second");
     Field<double> declared("Declared");
-    EXPECT_FALSE(declared.setID("Other") || declared.setParent(&first));
+    EXPECT_FALSE(declared.setID("Other"));
+    EXPECT_FALSE(declared.setParent(&first));
     FieldBase* produced = first.addField("Produced", Types::kDouble);
     first.addField("Later", Types::kDouble);
     EXPECT_TRUE(produced->setID("Renamed"));

@@ -91,24 +91,32 @@ TEST_F(Proxies, LinkFieldsOfTheirRoleAndTypeThatAreNotAboveThem) {
     Proxy inGroup("Inner", Types::kUnknown, group);
     Proxy& containers = *addProxy("Containers", Types::kContainer);
     KrData::FieldArray<Field<double>> array("Array", &other.inputs, Types::kInput);
-    EXPECT_FALSE(proxy.canLink(nullptr) || proxy.canLink(&proxy) || proxy.canLink(&FieldBase::getInvalidField()));
+    EXPECT_FALSE(proxy.canLink(nullptr));
+    EXPECT_FALSE(proxy.canLink(&proxy));
+    EXPECT_FALSE(proxy.canLink(&FieldBase::getInvalidField()));
     EXPECT_FALSE(proxy.canLink(car.parameters.add<double>("Mass"))) << "another role";
     EXPECT_FALSE(Proxy("Detached").canLink(std::make_unique<Field<double>>("Mass").get())) << "no role";
-    EXPECT_FALSE(proxy.setProxyDataType(Types::kProxy) || proxy.setProxyDataType(Types::kInvalid));
+    EXPECT_FALSE(proxy.setProxyDataType(Types::kProxy));
+    EXPECT_FALSE(proxy.setProxyDataType(Types::kInvalid));
     EXPECT_TRUE(proxy.addLink(first));
     EXPECT_EQ(proxy.getProxyDataType(), Types::kDouble);
     EXPECT_FALSE(proxy.setProxyDataType(Types::kInteger));
     EXPECT_FALSE(proxy.addLink(first)) << "twice";
     EXPECT_TRUE(proxy.canLink(second)) << "an integer for a double";
     EXPECT_FALSE(proxy.canLink(car.inputs.add<Kr::KrColor>("Paint")));
-    EXPECT_FALSE(inGroup.canLink(group) || inGroup.canLink(&car.inputs));
-    EXPECT_TRUE(containers.canLink(group) && containers.canLink(&array));
-    EXPECT_FALSE(containers.canLink(&proxy) || containers.canLink(first));
+    EXPECT_FALSE(inGroup.canLink(group));
+    EXPECT_FALSE(inGroup.canLink(&car.inputs));
+    EXPECT_TRUE(containers.canLink(group));
+    EXPECT_TRUE(containers.canLink(&array));
+    EXPECT_FALSE(containers.canLink(&proxy));
+    EXPECT_FALSE(containers.canLink(first));
 }
 
 TEST_F(Proxies, FormNoCycles) {
     Proxy &a = *addProxy("A"), &b = *addProxy("B"), &c = *addProxy("C"), &sibling = *addProxy("Sibling");
-    EXPECT_TRUE(a.addLink(&b) && b.addLink(&c) && b.addLink(&sibling));
+    EXPECT_TRUE(a.addLink(&b));
+    EXPECT_TRUE(b.addLink(&c));
+    EXPECT_TRUE(b.addLink(&sibling));
     EXPECT_FALSE(b.canLink(&a)) << "directly";
     EXPECT_FALSE(c.canLink(&a)) << "through another";
     EXPECT_FALSE(c.canLink(&sibling)) << "linked by the same proxy";
@@ -129,7 +137,9 @@ TEST_F(Proxies, SetEveryFieldInOrderWhileOneTakesTheValue) {
     const auto onFirst = first->addObserver([&](const FieldBase&) { order.emplace_back("First"); });
     const auto onSecond = second->addObserver([&](const FieldBase&) { order.emplace_back("Second"); });
     auto* note = other.inputs.add<std::string>("Note");
-    EXPECT_TRUE(text.addLink(second) && text.addLink(first) && text.addLink(note));
+    EXPECT_TRUE(text.addLink(second));
+    EXPECT_TRUE(text.addLink(first));
+    EXPECT_TRUE(text.addLink(note));
     EXPECT_THAT(order, ElementsAre("First")) << "takes the value of the field linked before";
     EXPECT_TRUE(text.copyValue(Field<float>("Source", nullptr, 3.5F)));
     EXPECT_THAT(order, ElementsAre("First", "Second", "First"));
@@ -148,12 +158,16 @@ TEST_F(Proxies, SetEveryFieldInOrderWhileOneTakesTheValue) {
 TEST_F(Proxies, HandOverTheValueOfTheirFirstField) {
     Proxy &outer = *addProxy("Outer"), &empty = *addProxy("Empty"), &groups = *addProxy("Groups");
     Field<double> sink("Sink");
-    EXPECT_TRUE(outer.addLink(&empty) && outer.addLink(&proxy));
+    EXPECT_TRUE(outer.addLink(&empty));
+    EXPECT_TRUE(outer.addLink(&proxy));
     EXPECT_FALSE(sink.copyValue(outer));
-    EXPECT_TRUE(proxy.addLink(second) && outer.setProxyDataType(Types::kInteger));
+    EXPECT_TRUE(proxy.addLink(second));
+    EXPECT_TRUE(outer.setProxyDataType(Types::kInteger));
     EXPECT_TRUE(sink.copyValue(outer));
     EXPECT_EQ(sink.getValue(), 2.0);
-    EXPECT_TRUE(outer.canConvertTo(sink) && sink.canConvertTo(outer) && outer.canConvertTo(Types::kString));
+    EXPECT_TRUE(outer.canConvertTo(sink));
+    EXPECT_TRUE(sink.canConvertTo(outer));
+    EXPECT_TRUE(outer.canConvertTo(Types::kString));
     EXPECT_FALSE(outer.canConvertTo(Types::kColor));
     const auto twice = [](double x) { return 2.0 * x; };
     EXPECT_TRUE(KrData::CanApplyTransferFunction(outer, sink));
@@ -164,7 +178,9 @@ TEST_F(Proxies, HandOverTheValueOfTheirFirstField) {
     KrData::FieldArray<Field<double>> array("Array", &car.inputs, Types::kInput);
     array.resize(3);
     Field<KrMath::Vector3T<double>> vector("Vector", nullptr, {1, 2, 3});
-    EXPECT_TRUE(groups.addLink(&array) && groups.canConvertTo(vector) && groups.copyValue(vector));
+    EXPECT_TRUE(groups.addLink(&array));
+    EXPECT_TRUE(groups.canConvertTo(vector));
+    EXPECT_TRUE(groups.copyValue(vector));
     Container copy("Copy");
     copy.add<double>("3", 0.0);
     EXPECT_TRUE(copy.copyValue(groups));
@@ -175,16 +191,21 @@ TEST_F(Proxies, EqualWhatWouldChangeNothing) {
     Proxy& same = *addProxy("Same");
     const Field<std::string> one("One", nullptr, "1");
     EXPECT_TRUE(same.isEqual(proxy));
-    EXPECT_TRUE(proxy.addLink(first) && proxy.addLink(second));
-    EXPECT_FALSE(same.isEqual(proxy) || proxy.isEqual(same));
+    EXPECT_TRUE(proxy.addLink(first));
+    EXPECT_TRUE(proxy.addLink(second));
+    EXPECT_FALSE(same.isEqual(proxy));
+    EXPECT_FALSE(proxy.isEqual(same));
     EXPECT_TRUE(one.isEqual(proxy));
-    EXPECT_TRUE(same.addLink(first) && same.isEqual(proxy));
+    EXPECT_TRUE(same.addLink(first));
+    EXPECT_TRUE(same.isEqual(proxy));
     second->setValue(3);
-    EXPECT_FALSE(one.isEqual(proxy) || same.isEqual(proxy));
+    EXPECT_FALSE(one.isEqual(proxy));
+    EXPECT_FALSE(same.isEqual(proxy));
 }
 
 TEST_F(Proxies, TellOnceOfTheirValueAfterAllFieldsHaveIt) {
-    EXPECT_TRUE(proxy.addLink(first) && proxy.addLink(second));
+    EXPECT_TRUE(proxy.addLink(first));
+    EXPECT_TRUE(proxy.addLink(second));
     Events told;
     const auto observer = proxy.addObserver(
         [&](const FieldBase& changed) { told.push_back(changed.getID().str() + " " + second->toString()); });
@@ -211,7 +232,8 @@ TEST_F(Proxies, HearEvenWhereObserversAreSilent) {
     auto* leaf = group->add<double>("Leaf");
     leaf->_setApplicationModeIsEditing(false);
     leaf->setValue(1.0);
-    EXPECT_TRUE(group->hasWatchers() && leaf->hasWatchers());
+    EXPECT_TRUE(group->hasWatchers());
+    EXPECT_TRUE(leaf->hasWatchers());
     EXPECT_EQ(connection.transfers(), 1);
     EXPECT_TRUE(result.removeLink(group));
     EXPECT_EQ(car.connected, before);
@@ -225,7 +247,10 @@ TEST_F(Proxies, SurviveWhatObserversDoToThem) {
     Field<double> source("Source", nullptr, 5.0);
     auto *dying = addProxy("Dying"), *outer = addProxy("Outer");
     auto* third = car.inputs.add<double>("Third");
-    EXPECT_TRUE(dying->addLink(first) && dying->addLink(second) && dying->addLink(third) && outer->addLink(first));
+    EXPECT_TRUE(dying->addLink(first));
+    EXPECT_TRUE(dying->addLink(second));
+    EXPECT_TRUE(dying->addLink(third));
+    EXPECT_TRUE(outer->addLink(first));
     {
         const auto observer = first->addObserver([&](const FieldBase&) {
             dying->removeLink(first);
@@ -239,7 +264,8 @@ TEST_F(Proxies, SurviveWhatObserversDoToThem) {
     EXPECT_TRUE(dying->copyValue(source));
     const auto heir = proxy.addPropertyObserver([&](const FieldBase&) { car.inputs.removeField("Heir"); });
     auto* last = other.inputs.add<double>("Last");
-    EXPECT_TRUE(proxy.addLink(last) && addProxy("Heir")->addLink(last));
+    EXPECT_TRUE(proxy.addLink(last));
+    EXPECT_TRUE(addProxy("Heir")->addLink(last));
     other.inputs.removeField("Last");
     const auto killer = outer->addObserver([&](const FieldBase&) { car.inputs.removeField("Outer"); });
     first->setValue(9.0);
@@ -308,8 +334,10 @@ TEST_F(Proxies, FindTheirFieldsWhenTheseCome) {
     auto late = std::make_unique<Extension>(3);
     const auto id = late->reference();
     const std::string name = "0000000000000000-0000000000000003";
-    EXPECT_TRUE(proxy.addLink(id, "Inputs.Late") && proxy.addLink(first));
-    EXPECT_FALSE(proxy.addLink(id, "Inputs.Late") || proxy.addLink(id, ""));
+    EXPECT_TRUE(proxy.addLink(id, "Inputs.Late"));
+    EXPECT_TRUE(proxy.addLink(first));
+    EXPECT_FALSE(proxy.addLink(id, "Inputs.Late"));
+    EXPECT_FALSE(proxy.addLink(id, ""));
     EXPECT_EQ(proxy.getLink(0).toString(), "Extension: Car - " + name + " - Vehicle Field: Inputs.Late (invalid)");
     late->inputs.add<int>("Late", 9);
     EXPECT_TRUE(proxy.copyValue(Field<double>("Source", nullptr, 4.0)));
@@ -342,7 +370,8 @@ TEST_F(Proxies, FindTheirFieldsWhenTheseCome) {
 
 TEST_F(Proxies, CopiesLinkWhatIsInTheirOwnTree) {
     proxy.setVisible(false);
-    EXPECT_TRUE(proxy.addLink(first) && proxy.addLink(second));
+    EXPECT_TRUE(proxy.addLink(first));
+    EXPECT_TRUE(proxy.addLink(second));
     Extension twin(3);
     first->clone(&twin.inputs);
     auto* copy = proxy.clone(&twin.inputs);
@@ -351,7 +380,8 @@ TEST_F(Proxies, CopiesLinkWhatIsInTheirOwnTree) {
     EXPECT_EQ(twin.inputs["First"].get<double>(), 8.0);
     EXPECT_EQ(second->getValue(), 8) << "in another extension";
     Proxy loaded("Loaded", Types::kUnknown, &twin.inputs);
-    EXPECT_TRUE(loaded.initializeFrom(proxy) && loaded.initializeFrom(proxy));
+    EXPECT_TRUE(loaded.initializeFrom(proxy));
+    EXPECT_TRUE(loaded.initializeFrom(proxy));
     EXPECT_FALSE(loaded.isVisible());
     EXPECT_EQ(loaded.getLinkCount(), 2U);
     EXPECT_EQ(loaded.getLinkedField(), &twin.inputs["First"]);

@@ -72,7 +72,8 @@ TEST_P(WholeCycle, IsDrivenWithinTheLimits) {
     Road road;
     KrSim::KrEventDispatcher::enableExternalControl(GetParam());
     const auto car = makeCar();
-    ASSERT_TRUE(car && road.application->add(car.get()));
+    ASSERT_TRUE(car);
+    ASSERT_TRUE(road.application->add(car.get()));
     ASSERT_EQ(road.application->run({.seconds = getEuropeanCycle().back().seconds}), 0);
 
     const DriveFigures figures(*car);

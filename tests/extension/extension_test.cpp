@@ -216,7 +216,8 @@ TEST(Errors, AreKeptOnceAndLoggedOnce) {
     EXPECT_EQ(wheel->getInfo(0), "b");
     wheel->clearErrors();
     wheel->clearInfos();
-    EXPECT_FALSE(wheel->hasError(true) || wheel->hasInfo(true));
+    EXPECT_FALSE(wheel->hasError(true));
+    EXPECT_FALSE(wheel->hasInfo(true));
 }
 
 TEST(Errors, MayEndTheExtensionThatTheyAreAddedTo) {

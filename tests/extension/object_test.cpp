@@ -256,7 +256,8 @@ TEST(ObjectMessages, AreThoseOfTheWholeTree) {
     const auto car = make<KrObject>("Car");
     const auto wheel = make<KrExtension>("Wheel");
     car->add(wheel.get());
-    EXPECT_FALSE(car->hasError(true) || car->hasInfo(true));
+    EXPECT_FALSE(car->hasError(true));
+    EXPECT_FALSE(car->hasInfo(true));
     car->addError("a", false);
     wheel->addError("b", false);
     wheel->addInfo("c", false);

@@ -65,7 +65,9 @@ TEST_F(Plugins, StayInMemoryAndRegisterAgainAfterBeingUnloaded) {
     LogCapture log([&](const std::string& message) {
         if (areInstancesAlive && message == "4 Good unregisters\n") throw 1;
     });
-    EXPECT_TRUE(manager.load("Good") && manager.load("Good") && manager.isLoaded("Good"));
+    EXPECT_TRUE(manager.load("Good"));
+    EXPECT_TRUE(manager.load("Good"));
+    EXPECT_TRUE(manager.isLoaded("Good"));
     const auto loaded = manager.getLoadedPlugins();
     ASSERT_EQ(loaded.size(), 1U);
     EXPECT_EQ(loaded[0].name + " " + loaded[0].version + " " + loaded[0].file,
@@ -75,7 +77,9 @@ TEST_F(Plugins, StayInMemoryAndRegisterAgainAfterBeingUnloaded) {
     EXPECT_FALSE(manager.unload("Good"));
     EXPECT_TRUE(manager.isLoaded("Good"));
     areInstancesAlive = false;
-    EXPECT_TRUE(manager.unload("Good") && manager.unload("Good") && !manager.isLoaded("Good"));
+    EXPECT_TRUE(manager.unload("Good"));
+    EXPECT_TRUE(manager.unload("Good"));
+    EXPECT_TRUE(!manager.isLoaded("Good"));
 
     manager.resetPluginSearchDirs();
     EXPECT_TRUE(manager.load("Good"));
@@ -110,7 +114,8 @@ TEST_F(Plugins, UnfitOnesAreRefusedWithOneWarningThatNamesFileAndReason) {
         {"ThrowsNumber", "registering\n", true}};
     for (const auto& [name, reason, isRegistered] : cases) {
         const LogCapture log;
-        EXPECT_FALSE(manager.load(name) || manager.isLoaded(name));
+        EXPECT_FALSE(manager.load(name));
+        EXPECT_FALSE(manager.isLoaded(name));
         EXPECT_THAT(linesOf(log, '3'),
                     ElementsAre(AllOf(StartsWith("3 KrPluginManager: Cannot load plug-in '" + name),
                                       HasSubstr("'" + (kZoo / (name + ".krp")).string() + "'"), HasSubstr(reason))));
@@ -250,9 +255,11 @@ TEST_F(Plugins, ManyThreadsShareOneRegistration) {
 
 TEST_F(Plugins, MayLoadEachOtherOnOneThread) {
     const LogCapture log;
-    EXPECT_TRUE(manager.load("NeedsGood") && manager.isLoaded("Good"));
+    EXPECT_TRUE(manager.load("NeedsGood"));
+    EXPECT_TRUE(manager.isLoaded("Good"));
     EXPECT_TRUE(manager.load("NeedsItself"));
-    EXPECT_TRUE(manager.load("CircleA") && manager.isLoaded("CircleB"));
+    EXPECT_TRUE(manager.load("CircleA"));
+    EXPECT_TRUE(manager.isLoaded("CircleB"));
     std::string told;
     for (const std::string& line : linesOf(log, '4'))
         told += line.substr(2, line.size() - 3) + ", ";

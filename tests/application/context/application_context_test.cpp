@@ -50,7 +50,9 @@ TEST(ApplicationContext, AnswersForTheApplicationUntilItEndsAmidAFrame) {
         host.state->end();
     });
     EXPECT_EQ(answers(context), answers(ApplicationContext()));
-    EXPECT_FALSE(context.isValid() || context.isRunning() || context.isPaused());
+    EXPECT_FALSE(context.isValid());
+    EXPECT_FALSE(context.isRunning());
+    EXPECT_FALSE(context.isPaused());
 }
 
 TEST(ApplicationContext, IsBusyWhileTheContentMustNotChange) {

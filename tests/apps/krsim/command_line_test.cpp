@@ -39,7 +39,10 @@ TEST(KrsimCommandLine, LeavesToTheSetupWhatIsNotGiven) {
                                  "--record-field", "*.B", "--record-period", "0.5", "--save-state", "end"});
     const auto& plan = std::get<krsim::RunPlan>(command);
     EXPECT_THAT(plan.files, ElementsAre("setup.xml", "car.xml"));
-    EXPECT_FALSE(plan.isPaced || plan.mode || plan.rateHz || plan.logLevel);
+    EXPECT_FALSE(plan.isPaced);
+    EXPECT_FALSE(plan.mode);
+    EXPECT_FALSE(plan.rateHz);
+    EXPECT_FALSE(plan.logLevel);
     EXPECT_THAT(plan.record.patterns, ElementsAre("*.A", "*.B"));
     EXPECT_EQ(plan.record.periodSeconds, 0.5);
     EXPECT_EQ(plan.stateToSave, "end");

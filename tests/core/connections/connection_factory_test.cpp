@@ -89,9 +89,12 @@ TEST_F(Owners, AreAskedToDisconnect) {
     const KrConnection own(&_out, &_in);
     EXPECT_FALSE(KrConnectionFactory::disconnect(&_in, &_out));
     EXPECT_TRUE(KrConnectionFactory::disconnect(&_out, &_in));
-    EXPECT_FALSE(lives(kept) || lives(unowned) || lives(queued));
+    EXPECT_FALSE(lives(kept));
+    EXPECT_FALSE(lives(unowned));
+    EXPECT_FALSE(lives(queued));
     EXPECT_THAT(_out._getOutgoingConnections(), ElementsAre(&own)) << "it is for its owner to end";
-    EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in) || KrConnectionFactory::disconnect(nullptr, &_in));
+    EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in));
+    EXPECT_FALSE(KrConnectionFactory::disconnect(nullptr, &_in));
     const LogCapture log;
     EXPECT_EQ(KrConnectionFactory::connect(&_out, nullptr), nullptr);
     EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: 'From.Outputs.Out' is not connected with no field: a "
@@ -171,7 +174,8 @@ TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     keeper._ownConnection(std::make_unique<FakeConnection>(_out, _in, [token](const FieldBase&) {}));
     token.reset();
     _from->removeOutput("Out");
-    EXPECT_FALSE(kept->isValid() || life.expired());
+    EXPECT_FALSE(kept->isValid());
+    EXPECT_FALSE(life.expired());
     auto* out = _from->addOutput("Out", Types::kDouble);
     for (int i = 0; i < 10; ++i)
         KrConnectionFactory::connect(*out, _in);
@@ -240,7 +244,8 @@ TEST_F(Owners, AreCopiedTogetherWithTheirConnections) {
 
     const auto copy = object->clone();
     auto* copied = dynamic_cast<KrSim::KrObject*>(copy.get());
-    ASSERT_TRUE(copied && copied->getExtensionCount() == 2);
+    ASSERT_TRUE(copied);
+    ASSERT_TRUE(copied->getExtensionCount() == 2);
     auto* out = copied->getExtension(0)->getOutput("Out");
     auto* to = copied->getExtension(1);
     const auto made = out->_getOutgoingConnections();

@@ -149,7 +149,8 @@ TEST(ConnectionKinds, DecideWhetherFieldsFit) {
         EXPECT_EQ(KrConnection(each.source, each.sink).isValid(), each.fits) << what;
     }
     EXPECT_TRUE(KrConnection::areFieldsCompatible(whole, real)) << "whatever the roles";
-    EXPECT_FALSE(KrConnection::areFieldsCompatible(nullptr, real) || KrConnection::areFieldsCompatible(real, nullptr));
+    EXPECT_FALSE(KrConnection::areFieldsCompatible(nullptr, real));
+    EXPECT_FALSE(KrConnection::areFieldsCompatible(real, nullptr));
     EXPECT_EQ(sinkGear->getValue().toString() + " " + std::to_string(whole->getValue()), "Drive 2");
     EXPECT_EQ(position->getValue(), KrMath::Vector3T<double>(1.0, 2.0, 3.0));
 
@@ -295,9 +296,11 @@ TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
         EXPECT_TRUE(connection.isValid());
     }
     auto& sorter = KrSim::KrExtensionSorter::instance();
-    EXPECT_TRUE(sorter.isFieldConnectedAsSink(_input) && _input->isReadOnlyHint());
+    EXPECT_TRUE(sorter.isFieldConnectedAsSink(_input));
+    EXPECT_TRUE(_input->isReadOnlyHint());
     EXPECT_TRUE(connection.init(_source, _parameter, false)) << "a second beginning ends the first";
-    EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input) || _input->isReadOnlyHint());
+    EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input));
+    EXPECT_FALSE(_input->isReadOnlyHint());
     EXPECT_EQ(_source->_getOutgoingConnections().size(), 1U);
     EXPECT_EQ(_parameter->getValue(), 0.0) << "without a first transfer";
 }
@@ -332,8 +335,9 @@ TEST_F(Connecting, AppliesAFunctionOnTheWay) {
     const auto same = [](double x) { return x; };
     auto* text = _to->addInput("Text", Types::kString);
     KrConnection toText(_source, text), groups(&_from->getOutputContainer(), &_to->getInputContainer()), none;
-    EXPECT_FALSE(toText.setTransferFunction(same) || groups.setTransferFunction(same) ||
-                 none.setTransferFunction(same));
+    EXPECT_FALSE(toText.setTransferFunction(same));
+    EXPECT_FALSE(groups.setTransferFunction(same));
+    EXPECT_FALSE(none.setTransferFunction(same));
 }
 
 TEST_F(Connecting, ReplacesAFunctionWhileItRuns) {

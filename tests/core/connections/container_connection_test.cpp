@@ -211,7 +211,8 @@ TEST_F(Vectors, ForgetTheRangesAfterTheLastConnectionThatReadsThem) {
     KrConnection toFirst(&_source, &_sink), toSecond(&_source, &second), toThird(&_source, &third);
     const Kr::FieldBaseToProxyConnection toProxy(&_source, proxy);
     const Kr::KrSimQueuedConnection queued(&_source, &queuedSink);
-    ASSERT_TRUE(toProxy.isValid() && queued.isValid());
+    ASSERT_TRUE(toProxy.isValid());
+    ASSERT_TRUE(queued.isValid());
     struct Row {
         const char* name;
         std::function<void()> prepare;

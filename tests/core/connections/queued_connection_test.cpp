@@ -144,7 +144,8 @@ TEST_F(Queued, LeavesOutAProxyThatWasMovedIntoTheContainerItLinks) {
     sinkGroup->add<double>("x");
     auto* proxy = new KrData::Proxy("P", Types::kUnknown, &_outputs);
     proxy->_setDynamic(true);
-    ASSERT_TRUE(proxy->addLink(group) && proxy->setParent(group));
+    ASSERT_TRUE(proxy->addLink(group));
+    ASSERT_TRUE(proxy->setParent(group));
     const KrSimQueuedConnection connection(group, sinkGroup);
     leaf->setValue(2.0);
     EXPECT_EQ((*sinkGroup)["x"].toReal(), 2.0);

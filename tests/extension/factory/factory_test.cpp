@@ -84,7 +84,8 @@ TEST(Factory, RegistersSeveralTypesWholeOrNotAtAllAndWithdrawsOnlyItsOwn) {
     auto instance = KrExtensionFactory::create(ours[0].key);
     EXPECT_FALSE(KrExtensionFactory::_unregisterTypes(ours));
     instance.reset();
-    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours) && !KrExtensionFactory::isValid(ours[0].key));
+    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours));
+    EXPECT_TRUE(!KrExtensionFactory::isValid(ours[0].key));
 }
 
 TEST(Factory, MakesTheUuidOfAKeyFromItsNames) {
@@ -136,7 +137,8 @@ TEST(Factory, KeepsATypeWhileInstancesOfItLive) {
     }
     wheels.clear();
     EXPECT_THAT(KrExtensionFactory::getInstances(type.key), ElementsAre());
-    EXPECT_TRUE(KrExtensionFactory::unregisterType(type.key) && KrExtensionFactory::unregisterType(type.key));
+    EXPECT_TRUE(KrExtensionFactory::unregisterType(type.key));
+    EXPECT_TRUE(KrExtensionFactory::unregisterType(type.key));
 }
 
 enum class eFailure { kException, kNumber, kNoProxy };

@@ -38,24 +38,28 @@ protected:
 
 TEST_F(PluginLoading, StartsWithTheFirstExtensionAndEndsAfterTheLast) {
     auto horse = KrExtensionFactory::create(kHorse);
-    ASSERT_TRUE(horse && horse->hasImplementation());
+    ASSERT_TRUE(horse);
+    ASSERT_TRUE(horse->hasImplementation());
     EXPECT_EQ(horse->getCreationKey(), kHorse);
     ASSERT_EQ(manager.getLoadedPlugins().size(), 1U);
     EXPECT_THAT(manager.getLoadedPlugins()[0].types, ElementsAre("Animal.Horse {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e41}",
                                                                  "Animal.Ox {5f0c7b52-0d3e-4a57-9f0e-2b8d9c1a6e42}"));
 
     EXPECT_FALSE(manager.unload("Animals"));
-    EXPECT_TRUE(KrExtensionFactory::isValid(kHorse) && KrExtensionFactory::isValid(kOx));
+    EXPECT_TRUE(KrExtensionFactory::isValid(kHorse));
+    EXPECT_TRUE(KrExtensionFactory::isValid(kOx));
     horse.reset();
     EXPECT_TRUE(manager.unload("Animals"));
-    EXPECT_FALSE(KrExtensionFactory::isValid(kHorse) || KrExtensionFactory::isValid(kOx));
+    EXPECT_FALSE(KrExtensionFactory::isValid(kHorse));
+    EXPECT_FALSE(KrExtensionFactory::isValid(kOx));
     EXPECT_TRUE(KrExtensionFactory::create({"", "Animal", "Horse", "Animals"}));
 }
 
 TEST_F(PluginLoading, OfAPluginWithATakenUuidFailsWholeAndLeavesTheOwnerAlone) {
     ASSERT_TRUE(manager.load("Animals"));
     const LogCapture log;
-    EXPECT_FALSE(manager.load("Duplicate") || manager.isLoaded("Duplicate"));
+    EXPECT_FALSE(manager.load("Duplicate"));
+    EXPECT_FALSE(manager.isLoaded("Duplicate"));
     EXPECT_THAT(log.lines(),
                 ElementsAre(HasSubstr("already registered for Animal.Horse. Cannot register again with the same uuid "
                                       "(Animal.Mule)"),

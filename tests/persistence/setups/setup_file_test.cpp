@@ -168,8 +168,10 @@ TEST_P(SetupFiles, KeepPresetsAsTheDifferencesOfVariants) {
     EXPECT_EQ(again.profilerEnabledCategories.get(), fast->profilerEnabledCategories.get());
     EXPECT_TRUE(again.getRemoteAccess()->isEqual(*fast->getRemoteAccess()));
     EXPECT_EQ(SetupPresets::apply(again, "Slow"), "there is no preset 'Slow'; there are 'Fast', 'Same'");
-    EXPECT_TRUE(SetupPresets::remove(again, "Fast") && SetupPresets::remove(again, "Same"));
-    EXPECT_FALSE(SetupPresets::remove(again, "Same") || SetupPresets::store(again, "", *fast));
+    EXPECT_TRUE(SetupPresets::remove(again, "Fast"));
+    EXPECT_TRUE(SetupPresets::remove(again, "Same"));
+    EXPECT_FALSE(SetupPresets::remove(again, "Same"));
+    EXPECT_FALSE(SetupPresets::store(again, "", *fast));
     EXPECT_EQ(SetupPresets::apply(again, "Fast"), "there is no preset 'Fast'");
     EXPECT_EQ(ExtensionProperties::find(*again._getObjectProxy()), nullptr);
 }

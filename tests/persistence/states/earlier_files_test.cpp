@@ -146,7 +146,8 @@ class StatesOf2020 : public testing::TestWithParam<const char*> {};
 TEST_P(StatesOf2020, AreRestoredIntoContentThatNamesItsFile) {
     const Town town("car.xml");
     const auto application = KrSim::KrApplication::create();
-    ASSERT_TRUE(application->add(town.root) && application->add(town.wheel));
+    ASSERT_TRUE(application->add(town.root));
+    ASSERT_TRUE(application->add(town.wheel));
     const auto report = KrPersistence::restoreSimulationState(*application, (Town::folder() / GetParam()).string());
     ASSERT_TRUE(report) << report.toString();
     EXPECT_EQ(report->restored, 7U);
