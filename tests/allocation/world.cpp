@@ -5,6 +5,7 @@
 
 #include "kr/application/content_dispatcher.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
@@ -18,6 +19,7 @@
 
 namespace allocation_test {
 
+using KrData::detail::FieldAccess;
 using KrSim::KrExtensionFactory;
 
 Types::Types() {
@@ -75,8 +77,8 @@ void describeField(const KrData::FieldBase& field, std::string& text) {
         if (child->getDataType() == KrData::Types::kProxy) {
             text += " links " + std::to_string(static_cast<const KrData::Proxy*>(child)->getLinkCount());
         }
-        text += " in " + std::to_string(child->_getIncomingConnections().size()) + " out " +
-                std::to_string(child->_getOutgoingConnections().size()) + "\n";
+        text += " in " + std::to_string(FieldAccess::getIncomingConnections(*child).size()) + " out " +
+                std::to_string(FieldAccess::getOutgoingConnections(*child).size()) + "\n";
         describeField(*child, text);
     }
 }

@@ -11,6 +11,7 @@
 #include "kr/content/paths/content_path.h"
 #include "kr/core/base_reference.h"
 #include "kr/data/field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_state.h"
@@ -24,6 +25,7 @@
 
 namespace application_content_test {
 
+using KrData::detail::FieldAccess;
 using KrSim::eApplicationMode;
 using KrSim::KrApplication;
 using KrSim::KrExtension;
@@ -112,7 +114,7 @@ TEST(Content, CarriesTheEditingFlagOfTheApplication) {
     auto& fields = car->findExtensionByName("Piston", true)->getFieldsContainer();
     std::string seen;
     const auto note = [&](const std::string&) {
-        seen += std::to_string(fields._isApplicationModeEditing()) +
+        seen += std::to_string(FieldAccess::isApplicationModeEditing(fields)) +
                 std::to_string(static_cast<int>(application.getApplicationMode())) + ' ';
     };
     application.add(car.get());
@@ -131,12 +133,12 @@ TEST(Content, CarriesTheEditingFlagOfTheApplication) {
     EXPECT_THAT(log.lines(), ElementsAre("3 KrApplication: There is no application mode 7\n"));
     application.setApplicationMode(eApplicationMode::kSimulating);
     application.remove(car.get());
-    EXPECT_TRUE(fields._isApplicationModeEditing());
+    EXPECT_TRUE(FieldAccess::isApplicationModeEditing(fields));
     application.add(car.get());
-    EXPECT_FALSE(fields._isApplicationModeEditing());
+    EXPECT_FALSE(FieldAccess::isApplicationModeEditing(fields));
     recording(module).onEachCall = {};  // also called by its destructor
     host.application.reset();
-    EXPECT_TRUE(fields._isApplicationModeEditing());
+    EXPECT_TRUE(FieldAccess::isApplicationModeEditing(fields));
 }
 
 TEST(Content, ThatIsChangedDuringThePassesWaitsForTheirEnd) {

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_visitor.h"
 #include "tests/support/case_name.h"
 #include "tests/support/field_doubles.h"
@@ -21,6 +23,8 @@
 
 namespace container_test {
 
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using testing::ElementsAre;
 using Numbers = std::vector<std::uint32_t>;
@@ -35,7 +39,7 @@ Numbers numbersOf(const Container& container) {
 void addNumbered(Container& container, const Numbers& numbers) {
     for (const auto number : numbers) {
         FieldBase* field = Types::produce(Types::kInteger, std::to_string(number), nullptr);
-        field->_setInternalIdentifier(number);
+        FieldAccess::setInternalIdentifier(*field, number);
         container._addField(field);
     }
 }
@@ -60,9 +64,9 @@ TEST(InternalIdentifiers, AreKeptInCopiesAsFarAsTheyAreFree) {
     source.removeField("A");
     const std::unique_ptr<Container> clone(source.clone(nullptr));
     EXPECT_EQ(numbersOf(*clone), (Numbers{2, 3}));
-    EXPECT_EQ(clone->_getNextInternalIdentifier(), 4U);
+    EXPECT_EQ(ContainerAccess::getNextInternalIdentifier(*clone), 4U);
     EXPECT_EQ(source["B"].clone("B2", &source)->getInternalIdentifier(), 4U);
-    EXPECT_EQ(source._getNextInternalIdentifier(), 5U) << "no number is wasted";
+    EXPECT_EQ(ContainerAccess::getNextInternalIdentifier(source), 5U) << "no number is wasted";
 
     Container destination("Destination");
     fill(destination, {"X", "Y", "Z"});

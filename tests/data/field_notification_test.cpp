@@ -12,6 +12,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_listener.h"
 #include "kr/data/field_observer_factory.h"
 #include "tests/support/case_name.h"
@@ -20,6 +21,7 @@
 
 namespace field_notification_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using KrData::DelegateConnection;
 using testing::ElementsAre;
@@ -84,7 +86,7 @@ protected:
     static void setFlags(FieldBase& field, unsigned flags) {
         field._setOwnerIsActive(flags & kActive);
         field._setApplicationModeIsEditing(flags & kEditing);
-        field._setAlwaysNotifyLocally(flags & kLocal);
+        FieldAccess::setAlwaysNotifyLocally(field, flags & kLocal);
         Container::_setAlwaysCallObservers(field, flags & kForce);
     }
 };
@@ -160,7 +162,7 @@ TEST_F(FieldNotification, TheTopObserverOrATransferMayDestroyTheWholeTree) {
         x->set(1.0);
         EXPECT_EQ(top, nullptr);
         EXPECT_THAT(events, IsEmpty());
-        EXPECT_FALSE(sink._hasIncomingConnections());
+        EXPECT_FALSE(FieldAccess::hasIncomingConnections(sink));
     }
 }
 
@@ -179,9 +181,9 @@ TEST_F(FieldNotification, TransfersMayAddAndDestroyConnections) {
     EXPECT_EQ(change().size(), 102U);
     std::shuffle(connections.begin(), connections.end(), std::mt19937(20));
     connections.resize(50);
-    EXPECT_EQ(x->_getOutgoingConnections().size(), sink._getIncomingConnections().size());
+    EXPECT_EQ(FieldAccess::getOutgoingConnections(*x).size(), FieldAccess::getIncomingConnections(sink).size());
     connections.clear();
-    EXPECT_FALSE(x->_hasOutgoingConnections() || sink._hasIncomingConnections());
+    EXPECT_FALSE(FieldAccess::hasOutgoingConnections(*x) || FieldAccess::hasIncomingConnections(sink));
 }
 
 TEST_F(FieldNotification, HandlesMoveAndOutliveTheirField) {
@@ -248,11 +250,11 @@ TEST_F(FieldNotification, FollowsASubtreeToItsNewPlace) {
     other._setOwnerIsActive(true);
     other._setApplicationModeIsEditing(false);
     FieldBase* late = group->addField("Late", Types::kInteger);
-    EXPECT_TRUE(x->_isOwnerActive());
-    EXPECT_FALSE(late->_isApplicationModeEditing());
+    EXPECT_TRUE(FieldAccess::isOwnerActive(*x));
+    EXPECT_FALSE(FieldAccess::isApplicationModeEditing(*late));
     EXPECT_TRUE(group->setParent(top.get()));
-    EXPECT_FALSE(x->_isOwnerActive());
-    EXPECT_TRUE(late->_isApplicationModeEditing());
+    EXPECT_FALSE(FieldAccess::isOwnerActive(*x));
+    EXPECT_TRUE(FieldAccess::isApplicationModeEditing(*late));
     EXPECT_THAT(change(), ElementsAre("top>"));
     observe(*top, "top");
     const std::unique_ptr<Container> detached(group);
@@ -286,12 +288,12 @@ TEST_F(FieldNotification, ListenersHearOfEveryAdditionOfAConnectionListedOnce) {
         stranger._removeConnection(nullptr);
         EXPECT_THAT(log.lines(), ElementsAre("5 FieldBase::_addConnection: Field 'Stranger' received a connection "
                                              "that is irrevelant!\n"));
-        EXPECT_THAT(x->_getOutgoingConnections(), ElementsAre(&connection));
-        EXPECT_THAT(sink._getIncomingConnections(), ElementsAre(&connection));
-        EXPECT_THAT(stranger._getOutgoingConnections(), IsEmpty());
+        EXPECT_THAT(FieldAccess::getOutgoingConnections(*x), ElementsAre(&connection));
+        EXPECT_THAT(FieldAccess::getIncomingConnections(sink), ElementsAre(&connection));
+        EXPECT_THAT(FieldAccess::getOutgoingConnections(stranger), IsEmpty());
     }
     EXPECT_THAT(std::exchange(events, {}), ElementsAre("-out", "-in"));
-    EXPECT_FALSE(x->_hasOutgoingConnections());
+    EXPECT_FALSE(FieldAccess::hasOutgoingConnections(*x));
     x->unregisterListener(&listener);
     const FakeConnection half(*x, sink);
     EXPECT_THAT(events, ElementsAre("+in"));
@@ -331,7 +333,7 @@ TEST(FieldListeners, AListenerMayDeleteTheConnectionsOfADyingField) {
         dying.reset();
         for (const auto& each : connections)
             EXPECT_EQ(each, nullptr);
-        EXPECT_FALSE(other._hasOutgoingConnections() || other._hasIncomingConnections());
+        EXPECT_FALSE(FieldAccess::hasOutgoingConnections(other) || FieldAccess::hasIncomingConnections(other));
         other.unregisterListener(&deleting);
         other.unregisterListener(&second);
     }

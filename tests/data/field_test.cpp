@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/not_finite.h"
 #include "kr/data/value_conversion.h"
@@ -20,6 +21,7 @@
 
 namespace field_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using KrData::eMetadata;
 using KrData::FieldInternal;
@@ -232,7 +234,7 @@ TEST(FieldProperties, LiveInHiddenFieldsMadeOnNeed) {
     field.setMetadata(eMetadata::kHidden | eMetadata::kReadOnlyHint, false);
     field.setPhysicalDimensionHint(Hint::kNone);
     EXPECT_FALSE(field.getMetadataAsBool(eMetadata::kNone));
-    EXPECT_EQ(field._getInternalIfAny(), nullptr);
+    EXPECT_EQ(FieldAccess::getInternalIfAny(field), nullptr);
 
     field.setVisible(false);
     EXPECT_FALSE(field.getMetadataAsBool(eMetadata::kHidden | eMetadata::kReadOnlyHint));
@@ -378,18 +380,18 @@ TEST(InvalidField, TakesNoStateFromAnyEntry) {
     EXPECT_EQ(invalid.getInternal().addField("Tool", Types::kInteger), nullptr);
     source.setVisible(false);
     FieldInternal::copyFieldInternals(source, invalid, false);
-    invalid._replaceInternal(&source.getInternal());
-    invalid._setInternalIdentifier(5);
+    FieldAccess::replaceInternal(invalid, &source.getInternal());
+    FieldAccess::setInternalIdentifier(invalid, 5);
     invalid._setOwnerIsActive(true);
     EXPECT_FALSE(invalid.addObserver(fail).isConnected());
     EXPECT_FALSE(invalid.addPropertyObserver(fail).isConnected());
     const FakeConnection out(invalid, source);
     const FakeConnection in(source, invalid);
 
-    EXPECT_FALSE(invalid._hasOutgoingConnections() || invalid._hasIncomingConnections());
+    EXPECT_FALSE(FieldAccess::hasOutgoingConnections(invalid) || FieldAccess::hasIncomingConnections(invalid));
     EXPECT_EQ(invalid.getID().str(), "__Invalid__");
     EXPECT_EQ(invalid.getInternalIdentifier(), 0U);
-    EXPECT_FALSE(invalid.isDynamic() || invalid.isReadOnlyHint() || invalid._isOwnerActive());
+    EXPECT_FALSE(invalid.isDynamic() || invalid.isReadOnlyHint() || FieldAccess::isOwnerActive(invalid));
     EXPECT_EQ(invalid.getDescription(), "");
     EXPECT_EQ(invalid.getPhysicalDimension(), Dimension::kNone);
     EXPECT_EQ(hiddenFieldsOf(invalid), Events());
@@ -404,7 +406,7 @@ TEST(FieldCopies, AreLikenessesWithRangeAndHiddenFieldsOfTheirOwn) {
     source->setDescription("text");
     source->setPhysicalDimension(Dimension::kForce);
     source->setVisible(false);
-    source->_setInternalIdentifier(17);
+    FieldAccess::setInternalIdentifier(*source, 17);
     const auto connection = source->addObserver([](const FieldBase&) { FAIL() << "observers are not copied"; });
 
     Field<double> copy(*source);

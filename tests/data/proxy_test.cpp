@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/i_extension_facts.h"
 #include "kr/data/value_conversion.h"
@@ -17,6 +18,7 @@
 
 namespace proxy_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using KrData::Link;
 using KrData::Proxy;
@@ -269,7 +271,7 @@ TEST_F(Proxies, SurviveWhatObserversDoToThem) {
     other.inputs.removeField("Last");
     const auto killer = outer->addObserver([&](const FieldBase&) { car.inputs.removeField("Outer"); });
     first->setValue(9.0);
-    EXPECT_THAT(first->_getProxies(), IsEmpty());
+    EXPECT_THAT(FieldAccess::getProxies(*first), IsEmpty());
 }
 
 /// Three proxies each of two containers, moved so that the containers hold proxies of themselves or of each other.
@@ -306,7 +308,7 @@ TEST_P(ProxiesMovedIntoWhatTheyLink, AreNotSetReadOrNotifiedThroughThem) {
     for (auto* each : proxies)
         observers.push_back(each->addObserver([&](const FieldBase&) { ++notified; }));
     leaf->setValue(2);
-    group->_notifyObservers(*leaf);
+    FieldAccess::notifyObservers(*group, *leaf);
     EXPECT_EQ(notified, 0);
     EXPECT_TRUE(otherGroup->copyValue(*group));
     EXPECT_EQ(otherLeaf->getValue(), 2);
@@ -363,7 +365,7 @@ TEST_F(Proxies, FindTheirFieldsWhenTheseCome) {
     EXPECT_TRUE(proxy.addLink(id, "Inputs.Later"));
     late->inputs.add<Kr::KrColor>("Later");
     proxy.updateLinks();
-    EXPECT_THAT(late->inputs["Later"]._getProxies(), IsEmpty()) << "no number";
+    EXPECT_THAT(FieldAccess::getProxies(late->inputs["Later"]), IsEmpty()) << "no number";
     EXPECT_EQ(proxy.removeInvalidLinks(), 1U);
     EXPECT_FALSE(proxy.addLink(id, "Inputs.Later"));
 }
@@ -387,7 +389,7 @@ TEST_F(Proxies, CopiesLinkWhatIsInTheirOwnTree) {
     EXPECT_EQ(loaded.getLinkedField(), &twin.inputs["First"]);
     EXPECT_FALSE(Proxy("Color", Types::kColor).initializeFrom(proxy));
     copy->_cloneFrom(Proxy("Empty"));
-    EXPECT_THAT(twin.inputs["First"]._getProxies(), ElementsAre(&loaded));
+    EXPECT_THAT(FieldAccess::getProxies(twin.inputs["First"]), ElementsAre(&loaded));
 }
 
 }  // namespace proxy_test

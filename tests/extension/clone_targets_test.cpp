@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
@@ -21,6 +23,8 @@
 
 namespace clone_targets_test {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using Kr::KrConnectionFactory;
 using Kr::KrSmartPtr;
 using KrData::Types;
@@ -335,7 +339,7 @@ TEST_F(OutsideConnections, ComeBackWithThePartAndAreReportedMeanwhile) {
     EXPECT_TRUE(_instance->sync());
     EXPECT_THAT(transfer(1.0, 2.0), ElementsAre(1.0, 2.0));
     EXPECT_TRUE(_instance->sync());
-    EXPECT_EQ(_engine->getOutput("Torque")->_getOutgoingConnections().size(), 1U);
+    EXPECT_EQ(FieldAccess::getOutgoingConnections(*_engine->getOutput("Torque")).size(), 1U);
 }
 
 TEST_F(OutsideConnections, ComeBackWithAWholeBranch) {
@@ -387,15 +391,15 @@ TEST_F(OutsideConnections, MoveToTheSameItemsOfAnotherDefinition) {
 
 TEST_F(OutsideConnections, KeepTheirSettings) {
     auto* out = _engine->getOutput("Torque");
-    out->_getOutgoingConnections().front()->disable(false);
+    FieldAccess::getOutgoingConnections(*out).front()->disable(false);
     _hub->remove(_bolt.get());
     EXPECT_TRUE(_instance->sync());
     out->set(8.0);
     _hub->add(_bolt.get());
     EXPECT_TRUE(_instance->sync());
-    ASSERT_EQ(out->_getOutgoingConnections().size(), 1U);
-    EXPECT_FALSE(out->_getOutgoingConnections().front()->isEnabled());
-    EXPECT_TRUE(out->_getOutgoingConnections().front()->_isRegisteredInSorter());
+    ASSERT_EQ(FieldAccess::getOutgoingConnections(*out).size(), 1U);
+    EXPECT_FALSE(FieldAccess::getOutgoingConnections(*out).front()->isEnabled());
+    EXPECT_TRUE(ConnectionAccess::isRegisteredInSorter(*FieldAccess::getOutgoingConnections(*out).front()));
     EXPECT_EQ(bolt()->getInput("Torque")->toReal(), 0.0);
 }
 
@@ -407,7 +411,7 @@ TEST_F(OutsideConnections, AreDroppedWithTheirOtherEndAndReported) {
     _hub->add(_bolt.get());
     const LogCapture log;
     EXPECT_TRUE(_instance->sync());
-    EXPECT_FALSE(bolt()->getInput("Torque")->_hasIncomingConnections());
+    EXPECT_FALSE(FieldAccess::hasIncomingConnections(*bolt()->getInput("Torque")));
     EXPECT_THAT(log.lines(),
                 testing::UnorderedElementsAre("3 KrObject: the connection from Car/Engine.Outputs.Torque to "
                                               "Car/Axle/Hub/Bolt.Inputs.Torque is dropped: Car/Engine has been "
@@ -454,7 +458,7 @@ TEST_P(ConnectionsOfTheUser, BetweenTwoPartsComeBackWithThem) {
         auto* torque = instance->findExtensionByName("Nut", true)->getInput("Torque");
         instance->findExtensionByName("Bolt", true)->getOutput("Speed")->set(4.0);
         EXPECT_EQ(torque->toReal(), 4.0);
-        EXPECT_EQ(torque->_getIncomingConnections().size(), 1U);
+        EXPECT_EQ(FieldAccess::getIncomingConnections(*torque).size(), 1U);
     }
 }
 

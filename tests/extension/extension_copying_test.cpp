@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kr/content/content_reference.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/factory/registration.h"
@@ -18,6 +19,7 @@
 
 namespace extension_copying_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using KrSim::KrExtension;
 using KrSim::KrFactoryKey;
@@ -125,7 +127,7 @@ TEST(Cloning, CopiesFieldsMessagesAndConnectionsWithin) {
     EXPECT_EQ(copy->getInfo(0), "note");
     EXPECT_EQ(copy->getOwner(), nullptr);
     EXPECT_EQ(copy->getFieldsContainer()._getConnectedOutputCount(), 1) << "only the one within";
-    EXPECT_TRUE(copy->getInput("Force")->_hasIncomingConnections());
+    EXPECT_TRUE(FieldAccess::hasIncomingConnections(*copy->getInput("Force")));
 
     const auto id = KrSim::KrContentID::createFromWords(1, 2);
     EXPECT_EQ(source->clone(id)->getContentID(), id);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
@@ -21,6 +22,7 @@
 
 namespace extension_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using KrSim::IExtension;
 using KrSim::KrExtension;
@@ -180,7 +182,7 @@ TEST(Activation, ReachesFieldsBeforeTheCallbackAndCountsModules) {
     EXPECT_FALSE(extension->hasError(false)) << "what is not active has nothing to report";
 
     implementation->onEachCall = [&](const char* call) {
-        EXPECT_EQ(extension->getOutput("Speed")->_isOwnerActive(), std::string(call) == "onActive") << call;
+        EXPECT_EQ(FieldAccess::isOwnerActive(*extension->getOutput("Speed")), std::string(call) == "onActive") << call;
     };
     fields._deactivate();
     fields._activate();

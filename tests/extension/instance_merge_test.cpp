@@ -7,6 +7,7 @@
 
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
@@ -17,6 +18,7 @@
 
 namespace instance_merge_test {
 
+using KrData::detail::FieldAccess;
 using Kr::KrConnectionFactory;
 using Kr::KrSmartPtr;
 using KrData::Types;
@@ -115,7 +117,7 @@ public:
     [[nodiscard]] KrExtension* own(const char* name) const { return instance->findExtensionByName(name, true); }
     [[nodiscard]] bool isConnected(const char* source, const char* sink) const {
         const auto* from = own(source)->getOutput("Speed");
-        for (const auto* connection : from->_getOutgoingConnections()) {
+        for (const auto* connection : FieldAccess::getOutgoingConnections(*from)) {
             if (connection->getSink() == own(sink)->getInput("Torque")) return true;
         }
         return false;
@@ -251,7 +253,7 @@ TEST_F(InstanceConnections, OfTheDefinitionAreNotKeptForTheUser) {
     ASSERT_TRUE(_car.sync());
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_TRUE(_car.isConnected("Left", "Right"));
-    EXPECT_EQ(_car.own("Right")->getInput("Torque")->_getIncomingConnections().size(), 1U);
+    EXPECT_EQ(FieldAccess::getIncomingConnections(*_car.own("Right")->getInput("Torque")).size(), 1U);
 }
 
 using Settings = std::function<void(Kr::KrConnection&)>;
@@ -268,7 +270,7 @@ struct SettingsCase {
 class SettingsOfConnections : public InstanceConnections, public testing::WithParamInterface<SettingsCase> {
 protected:
     static Kr::KrConnection& connectionFrom(KrExtension& left) {
-        return static_cast<Kr::KrConnection&>(*left.getOutput("Speed")->_getOutgoingConnections().front());
+        return static_cast<Kr::KrConnection&>(*FieldAccess::getOutgoingConnections(*left.getOutput("Speed")).front());
     }
     [[nodiscard]] double transfer() const {
         for (const double speed : {0.0, 1.0})

@@ -11,6 +11,10 @@
 
 namespace Kr {
 
+namespace detail {
+struct ConnectionAccess;
+}  // namespace detail
+
 /// A binding that makes a sink field follow a source field: what fields and clones need to know of connections.
 ///
 /// Ownership: fields and owners are borrowed. The connection belongs to the code that made it. A field that dies while
@@ -45,21 +49,9 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     /// connection when its value, or that of a field below it, has changed.
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
-    /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink, and answers whether
-    /// it does. The caller enters the guard first, unless the sink has no observers. So long chains run in a loop
-    /// instead of a recursion.
-    [[nodiscard]] bool _transferStep(const KrData::FieldBase& changed) {
-        if (_unnotifiedCopy != nullptr) {
-            if (_guard.isEntered() || *_sinkTakesNoValues) return false;
-            const auto result = _unnotifiedCopy(changed, *_sink);  // a field with nothing below it
-            if (result == UnnotifiedCopyResult::kChanged) return true;
-            if (result == UnnotifiedCopyResult::kSame) return false;
-        }
-        transferValue(changed);
-        return false;
-    }
-    /// Keeps this connection from transferring until the TransferGuard::Scope of the caller ends.
-    void _enterGuard() { _guard.enter(); }
+
+protected:
+    KrConnectionBase() = default;
 
     /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
     /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
@@ -67,44 +59,13 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     /// Called for the connections of a field that has got another parent, or whose container has: looks anew at owners
     /// and roles.
     virtual void _onFieldMoved();
-
     /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
     /// these do not fit together. The caller owns the new object.
     [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
                                                            KrData::FieldBase& sink) const = 0;
-
     /// Whether the connection does not order its extensions, as one that delivers later. Does not change.
     [[nodiscard]] virtual bool _isExcludedFromOrdering() const noexcept;
-
-    /// Where the list of the field at that end keeps this connection, so that it is found without a search. For
-    /// fields only.
-    [[nodiscard]] std::uint32_t _getSlot(End end) const noexcept {
-        return end == End::kSource ? _sourceSlot : _sinkSlot;
-    }
-    void _setSlot(End end, std::uint32_t slot) noexcept { (end == End::kSource ? _sourceSlot : _sinkSlot) = slot; }
-
-    /// Whether the connection has no known owner, as the factory made it: the code that ends the connections of a field
-    /// deletes it then.
-    [[nodiscard]] bool _isUnowned() const noexcept { return _isOwnerless; }
-    void _setUnowned(bool isUnowned) noexcept { _isOwnerless = isUnowned; }
-
-    /// Whether an extension has the connection as its content and makes it anew from that: files, clones and instances
-    /// of the two ends leave it out.
-    [[nodiscard]] bool _isContentOfOther() const noexcept { return _isOthersContent; }
-    void _setContentOfOther(bool isContent) noexcept { _isOthersContent = isContent; }
-
-    /// Where the extension that keeps this connection has it. For that extension only.
-    [[nodiscard]] std::uint32_t _getKeeperSlot() const noexcept { return _keeperSlot; }
-    void _setKeeperSlot(std::uint32_t slot) noexcept { _keeperSlot = slot; }
-
-    /// The sorter's place for this connection. For the sorter only, under its lock.
-    [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot; }
-    void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot = slot; }
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
-    void _setRegisteredInSorter(bool isRegistered) noexcept { _isInSorter = isRegistered; }
-
-protected:
-    KrConnectionBase() = default;
 
     /// For connections that only copy from field to field, as long as they do: the function, and what tells whether the
     /// sink takes no values, which must live as long as the fields. Null where a transfer takes more than that.
@@ -115,6 +76,8 @@ protected:
     void _setOutputToParameter(bool isOutputToParameter) noexcept { _isOutputToParameter = isOutputToParameter; }
 
 private:
+    friend struct detail::ConnectionAccess;
+
     KrSim::KrExtension* _sourceOwner{nullptr};
     KrSim::KrExtension* _sinkOwner{nullptr};
     // What a link of a chain reads stands together: each cache line more is felt in large simulations.

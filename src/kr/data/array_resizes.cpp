@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "kr/data/container_access.h"
 #include "kr/data/field_array.h"
 #include "kr/platform/guard.h"
 
@@ -50,7 +51,8 @@ void ArrayResizes::_takeBack(Resized& resized) {
     while (!resized.dropped.empty() && resized.array.isAlive()) {
         auto item = std::move(resized.dropped.back());
         resized.dropped.pop_back();
-        if (array._addNumberedField(item.get(), array.end())) static_cast<void>(item.release());
+        if (detail::ContainerAccess::addNumberedField(array, item.get(), array.end()))
+            static_cast<void>(item.release());
     }
 }
 

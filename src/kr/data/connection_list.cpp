@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <memory>
 
+#include "kr/core/connection_access.h"
 #include "kr/data/internal/connection_slots.h"
 
 namespace KrData::detail {
 
+using Kr::detail::ConnectionAccess;
 using Kr::KrConnectionBase;
 
 ConnectionList::~ConnectionList() {
@@ -24,12 +26,12 @@ bool ConnectionList::add(KrConnectionBase* connection, KrConnectionBase::End end
         }
         auto made = std::make_unique<Many>(end);
         for (auto* each : {single, connection})
-            each->_setSlot(end, static_cast<std::uint32_t>(made->add(each)));
+            ConnectionAccess::setSlot(*each, end, static_cast<std::uint32_t>(made->add(each)));
         _word = reinterpret_cast<std::uintptr_t>(made.release()) | kIsMany;
         return true;
     }
     if (list->contains(*connection)) return false;
-    connection->_setSlot(end, static_cast<std::uint32_t>(list->add(connection)));
+    ConnectionAccess::setSlot(*connection, end, static_cast<std::uint32_t>(list->add(connection)));
     return true;
 }
 
@@ -41,8 +43,8 @@ bool ConnectionList::remove(KrConnectionBase* connection) noexcept {
         return true;
     }
     if (!list->contains(*connection)) return false;
-    const auto slot = connection->_getSlot(list->end);
-    connection->_setSlot(list->end, KrConnectionBase::kNoSlot);
+    const auto slot = ConnectionAccess::getSlot(*connection, list->end);
+    ConnectionAccess::setSlot(*connection, list->end, KrConnectionBase::kNoSlot);
     list->removeAt(slot);
     return true;
 }

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_visitor.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
@@ -223,9 +224,9 @@ void Container::_place(FieldBase* field, std::size_t index) {
             _lookup.drop();
         }
         field->_parent = this;
-        if (field->_isOwnerActive() != _isOwnerActive()) field->_setOwnerIsActive(_isOwnerActive());
-        if (field->_isApplicationModeEditing() != _isApplicationModeEditing()) {
-            field->_setApplicationModeIsEditing(_isApplicationModeEditing());
+        if (field->_has(kOwnerIsActive) != _has(kOwnerIsActive)) field->_setOwnerIsActive(_has(kOwnerIsActive));
+        if (field->_has(kModeIsEditing) != _has(kModeIsEditing)) {
+            field->_setApplicationModeIsEditing(_has(kModeIsEditing));
         }
         field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
         field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
@@ -501,7 +502,7 @@ bool Container::initializeFrom(const FieldBase& source) {
     const detail::NotificationFrame frame(*this, source);
     _forEachPair(static_cast<const Container&>(source),
                  [](FieldBase& child, const FieldBase& from) { child.initializeFrom(from); });
-    if (!frame.fieldDied() && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
+    if (!frame.fieldDied() && !frame.changedDied()) _replaceInternal(detail::FieldAccess::getInternalIfAny(source));
     return true;
 }
 

@@ -15,6 +15,7 @@
 namespace KrData {
 
 namespace detail {
+struct ContainerAccess;
 struct DeprecatedName;
 }  // namespace detail
 
@@ -109,8 +110,6 @@ public:
     // --- Observing and walking -------------------------------------------------------------------------------------
     void refreshObservers() const override;
     void _clearObservers() override;
-    /// Makes the connections of all fields below this one invalid, as their death would. Before an owner dies.
-    void _endConnections() noexcept;
     /// Visits this container, then each child, depth first.
     void accept(FieldVisitor& visitor);
     /// Sets or clears "notify even when nothing else asks for it" on a field and its descendants.
@@ -121,33 +120,21 @@ public:
     /// this container or one above it, or is refused.
     bool _addField(FieldBase* field);
     bool _addField(FieldBase* field, iterator position);
-    /// The child that a deprecated name stands for, as addDeprecatedName says; end() when there is none.
-    [[nodiscard]] iterator _findDeprecated(const Kr::KrID& former) const noexcept;
-    /// The first child that has this identifier itself.
-    [[nodiscard]] iterator _findOwn(const Kr::KrID& id) const noexcept;
-    /// Like _addField, without the search for a double of the internal identifier: the caller knows that no child has
-    /// it. The number 0 asks for a new one.
-    bool _addNumberedField(FieldBase* field, iterator position);
     /// Detaches a field without destroying it; the caller owns it then.
     bool _removeField(FieldBase* field);
-    /// Called by a dying child.
-    void _onChildDies(FieldBase& field);
-    /// Called by a child that has another identifier.
-    void _onChildRenamed() noexcept { _lookup.drop(); }
     /// Notifies the observers of this container that its list of children changed on account of `field`.
     void _notifyLater(const FieldBase& field) const;
     /// Gives the field a number that no other child has, keeping its own where possible.
     void _validateInternalIdentifier(FieldBase* field) noexcept;
-    /// Gives the children the numbers that their likenesses in `source` have: of the same identifier, in arrays at the
-    /// same position. Children without one keep theirs, or get a new one where it is taken.
-    void _takeInternalIdentifiers(const Container& source);
-    [[nodiscard]] std::uint32_t _getNextInternalIdentifier() const noexcept { return _nextInternalIdentifier; }
-    /// Whether `field` could be added: neither this container nor one above it, of a kind that is accepted, and not too
-    /// deep, which is a warning.
-    [[nodiscard]] bool _mayAdd(const FieldBase& field) const;
+    void _cloneFrom(const FieldBase& source) override;
+
+protected:
+    /// For subclasses that add themselves to their parent when they are complete.
+    struct Detached {};
+    Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldType);
+
     /// Whether `count` children may be taken away; field arrays with a size range say no.
     [[nodiscard]] virtual bool _mayRemove(std::size_t count) const;
-    void _cloneFrom(const FieldBase& source) override;
     /// Finishes a clone: gives it to `parent`, if any; where that refuses, destroys it. Answers whether it lives: an
     /// observer may remove a child as soon as it comes.
     [[nodiscard]] static bool _adopt(FieldBase* made, Container* parent);
@@ -157,12 +144,6 @@ public:
         static_cast<FieldBase*>(copy)->_id = id;  // a new copy has no observers
         return _adopt(copy, parent) ? copy : nullptr;
     }
-
-protected:
-    /// For subclasses that add themselves to their parent when they are complete.
-    struct Detached {};
-    Container(Detached, const Kr::KrID& id, Types::FieldTypeEnum fieldType);
-
     /// Whether a field of this kind may be a child; field arrays take items only.
     [[nodiscard]] virtual bool _accepts(const FieldBase& field) const;
     /// A detached copy of a child of another container of this class; null where the child has none.
@@ -173,6 +154,30 @@ protected:
     void _restartInternalIdentifiers() noexcept;
 
 private:
+    friend class FieldBase;
+    friend struct detail::ContainerAccess;
+
+    // --- For the framework, through detail::ContainerAccess --------------------------------------------------------
+    /// Makes the connections of all fields below this one invalid, as their death would. Before an owner dies.
+    void _endConnections() noexcept;
+    /// The child that a deprecated name stands for, as addDeprecatedName says; end() when there is none.
+    [[nodiscard]] iterator _findDeprecated(const Kr::KrID& former) const noexcept;
+    /// The first child that has this identifier itself.
+    [[nodiscard]] iterator _findOwn(const Kr::KrID& id) const noexcept;
+    /// Like _addField, without the search for a double of the internal identifier: the caller knows that no child has
+    /// it. The number 0 asks for a new one.
+    bool _addNumberedField(FieldBase* field, iterator position);
+    /// Called by a dying child.
+    void _onChildDies(FieldBase& field);
+    /// Called by a child that has another identifier.
+    void _onChildRenamed() noexcept { _lookup.drop(); }
+    /// Gives the children the numbers that their likenesses in `source` have: of the same identifier, in arrays at the
+    /// same position. Children without one keep theirs, or get a new one where it is taken.
+    void _takeInternalIdentifiers(const Container& source);
+    /// Whether `field` could be added: neither this container nor one above it, of a kind that is accepted, and not too
+    /// deep, which is a warning.
+    [[nodiscard]] bool _mayAdd(const FieldBase& field) const;
+
     [[nodiscard]] FieldBase* _findBelow(std::string_view path, std::size_t matched) const;
     [[nodiscard]] FieldBase* _findOwnBelow(std::string_view path, std::size_t matched) const;
     [[nodiscard]] FieldBase* _findDeprecatedBelow(std::string_view path, std::size_t matched) const;

@@ -1,6 +1,7 @@
 #include "kr/data/extension_field.h"
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
 
 namespace KrData {
 
@@ -25,7 +26,7 @@ ExtensionField* ExtensionField::_duplicate() const {
 }
 
 ExtensionField* ExtensionField::clone(const Kr::KrID& id, Container* parent) const {
-    return Container::_adoptAs(id, _duplicate(), parent);
+    return detail::ContainerAccess::adoptAs(id, _duplicate(), parent);
 }
 
 ExtensionField* ExtensionField::clone(Container* parent) const {

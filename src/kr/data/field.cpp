@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
 #include "kr/data/full_path.h"
 #include "kr/data/not_finite.h"
 #include "kr/data/value_conversion.h"
@@ -255,7 +256,7 @@ Field<T>* Field<T>::_duplicate() const {
 
 template <class T>
 Field<T>* Field<T>::clone(const Kr::KrID& id, Container* parent) const {
-    return Container::_adoptAs(id, _duplicate(), parent);
+    return detail::ContainerAccess::adoptAs(id, _duplicate(), parent);
 }
 
 template <class T>

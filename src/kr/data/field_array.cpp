@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/value_conversion.h"
@@ -31,7 +33,7 @@ bool copyWhole(FieldBase& own, const FieldBase& source, bool withMetadata) {
         if (from == nullptr || !copyWhole(child, *from, withMetadata)) return false;
         if (frame.fieldDied() || frame.changedDied()) return false;
     }
-    if (withMetadata) own._replaceInternal(source._getInternalIfAny());
+    if (withMetadata) detail::FieldAccess::replaceInternal(own, detail::FieldAccess::getInternalIfAny(source));
     return true;
 }
 
@@ -99,7 +101,8 @@ bool FieldArrayBase::resize(std::size_t count) {
 FieldBase* FieldArrayBase::_insertItem(std::size_t index) {
     if (index > size() || (_hasSizeRange && size() >= _maximumSize)) return nullptr;
     _restartInternalIdentifiers();
-    std::unique_ptr<FieldBase> made(_makeItem(Kr::KrID(std::to_string(_getNextInternalIdentifier()))));
+    std::unique_ptr<FieldBase> made(
+        _makeItem(Kr::KrID(std::to_string(detail::ContainerAccess::getNextInternalIdentifier(*this)))));
     auto* item = made.get();
     item->_setDynamic(true);
     const detail::NotificationFrame frame(*item, *item);
@@ -151,7 +154,8 @@ bool FieldArrayBase::_assign(const FieldBase& source, bool withMetadata) {
         if (source.getDataType() == Types::kContainer)
             return withMetadata ? Container::initializeFrom(source) : Container::copyValue(source);
         if (!TransferValueConverter(source, *this)) return !frame.fieldDied() && _refuse(source);
-        if (withMetadata && !frame.changedDied()) _replaceInternal(source._getInternalIfAny());
+        if (withMetadata && !frame.changedDied())
+            detail::FieldAccess::replaceInternal(*this, detail::FieldAccess::getInternalIfAny(source));
         return true;
     }
     if (!isSizeAllowed(count)) return _refuse(source);
@@ -162,7 +166,7 @@ bool FieldArrayBase::_assign(const FieldBase& source, bool withMetadata) {
         _assignItem(i, isOther ? *converted[i] : *source.getChildren()[i], withMetadata);
         if (frame.fieldDied() || frame.changedDied()) return false;
     }
-    if (withMetadata) _replaceInternal(source._getInternalIfAny());
+    if (withMetadata) detail::FieldAccess::replaceInternal(*this, detail::FieldAccess::getInternalIfAny(source));
     return size() == count;
 }
 
@@ -175,11 +179,11 @@ void FieldArrayBase::_assignItem(std::size_t index, const FieldBase& source, boo
     auto* copy = _duplicateChild(source);
     if (copy == nullptr) return;
     copy->setID(own->getID());
-    copy->_setInternalIdentifier(own->getInternalIdentifier());
+    detail::FieldAccess::setInternalIdentifier(*copy, own->getInternalIdentifier());
     _removeField(own);
     delete own;
-    if (arrayFrame.fieldDied() ||
-        !_addNumberedField(copy, begin() + static_cast<std::ptrdiff_t>(std::min(index, size())))) {
+    if (arrayFrame.fieldDied() || !detail::ContainerAccess::addNumberedField(
+                                      *this, copy, begin() + static_cast<std::ptrdiff_t>(std::min(index, size())))) {
         delete copy;
     }
 }

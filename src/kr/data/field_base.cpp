@@ -6,6 +6,7 @@
 
 #include "kr/core/base.h"
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
 #include "kr/data/field.h"
 #include "kr/data/i_field_owner.h"
 #include "kr/data/internal/description_pool.h"
@@ -185,8 +186,8 @@ bool FieldBase::setID(const Kr::KrID& id) {
 bool FieldBase::setParent(Container* parent) {
     if (!isDynamic()) return false;
     if (_parent == parent) return true;
-    if (parent != nullptr && !parent->_mayAdd(*this)) return false;
-    if (_parent != nullptr && !_parent->_mayRemove(1)) return false;
+    if (parent != nullptr && !detail::ContainerAccess::mayAdd(*parent, *this)) return false;
+    if (_parent != nullptr && !detail::ContainerAccess::mayRemove(*_parent, 1)) return false;
     auto* const old = _parent;
     const detail::NotificationFrame frame(*this, *this);
     const detail::NotificationFrame places(old != nullptr ? *old : *this, parent != nullptr ? *parent : *this);
@@ -277,14 +278,14 @@ bool FieldBase::isReadOnlyHint() const {
 void FieldBase::setDescription(const std::string& description) {
     if (*_description == description) return;
     _description = detail::internDescription(description);
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
 }
 
 void FieldBase::setPhysicalDimension(Kr::KrPhysicalDimension::ePhysicalDimension dimension) {
     const auto number = static_cast<std::uint8_t>(dimension);
     if (!isValid() || _physicalDimension == number) return;
     _physicalDimension = number;
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
 }
 
 Kr::KrPhysicalDimension::eDimensionHint FieldBase::getPhysicalDimensionHint() const {
@@ -303,7 +304,7 @@ void FieldBase::setPhysicalDimensionHint(Kr::KrPhysicalDimension::eDimensionHint
         if (field == nullptr) return;  // a tool's field of another type has this name
         field->set(Kr::KrEnum(typeid(Hint), static_cast<int>(hint)));
     }
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
 }
 
 bool FieldBase::getMetadataAsBool(eMetadata bits) const {
@@ -322,7 +323,7 @@ void FieldBase::setMetadata(eMetadata bits, bool on) {
     if (before == after) return;
     if (auto* field = getInternal().addField(metaDataId(), Types::kInteger)) {
         field->set(after);
-        _notifyPropertyChanged();
+        _notifyPropertyChangedToParents(*this);
     }
 }
 

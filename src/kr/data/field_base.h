@@ -32,6 +32,7 @@ namespace KrData {
 
 namespace detail {
 class NotificationFrame;
+struct FieldAccess;
 struct FieldRareState;
 }  // namespace detail
 
@@ -96,11 +97,6 @@ public:
     virtual void _cloneFrom(const FieldBase& source);
     /// Ends every registration of a value or property observer.
     virtual void _clearObservers();
-    /// The function that copies the value of `source` to this field as copyValue does, but without notification. It
-    /// does nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do
-    /// anything else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their
-    /// own.
-    [[nodiscard]] virtual Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const;
 
     // --- Identity and place ----------------------------------------------------------------------------------------
     [[nodiscard]] const Kr::KrID& getID() const noexcept { return _id; }
@@ -197,53 +193,13 @@ public:
     // --- For connections and owners, not for plug-ins --------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
     void _removeConnection(Kr::KrConnectionBase* connection);
-    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getIncomingConnections() const;
-    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getOutgoingConnections() const;
-    [[nodiscard]] bool _hasIncomingConnections() const noexcept;
-    /// Whether no connection of a vector that reads the changed ranges in its transfer comes after this one: enabled,
-    /// to a vector, and not queued.
-    [[nodiscard]] bool _isLastRangeReader(const Kr::KrConnectionBase& connection) const noexcept;
-    [[nodiscard]] bool _hasOutgoingConnections() const noexcept { return _has(kHasOutgoing); }
-    [[nodiscard]] bool _hasLiveObservers() const noexcept { return _has(kHasObservers); }
-
-    /// The proxies that link this field, in the order of linking.
-    void _addProxy(Proxy* proxy);
-    void _removeProxy(Proxy* proxy);
-    [[nodiscard]] std::vector<Proxy*> _getProxies() const;
 
     void _setOwnerIsActive(bool active);
     void _setApplicationModeIsEditing(bool editing);
-    void _setAlwaysNotifyLocally(bool always);
-    [[nodiscard]] bool _isOwnerActive() const noexcept { return _has(kOwnerIsActive); }
-    [[nodiscard]] bool _isApplicationModeEditing() const noexcept { return _has(kModeIsEditing); }
-    [[nodiscard]] bool _isForcingObservers() const noexcept { return _has(kForceObservers); }
 
     /// Marks the field as produced at run time. For producers only.
     void _setDynamic(bool dynamic) noexcept;
-    /// For loading: while on, all fields below this one are dynamic, so that upgrades can rename and move them. Off
-    /// ends that for those that are below this field now: what was declared is declared again.
-    void _setTreatedAsDynamic(bool on) const noexcept;
-    /// For loading: sets the bit of this field alone, whatever its descendants have.
-    void _setForcingObservers(bool forcing) const noexcept { _setState(kForceObservers, forcing); }
-    /// For loading, before copyValue, which leaves equal values alone: makes them the same to the last bit, as -0.0 and
-    /// 0.0. Notifies no observer.
-    void _takeBits(const FieldBase& source);
-    /// For loading: takes what `source` says beside its value and hidden metadata: description, physical dimension and,
-    /// where the types are the same, the range. A bit that forces observers is set, but never cleared.
-    void _takeDeclaration(const FieldBase& source);
-    /// For loading and cloning, before the field is added to a container.
-    void _setInternalIdentifier(std::uint32_t identifier) noexcept;
-    [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;
-    void _replaceInternal(const FieldInternal* source);
-    /// Tells observers, those of containers and of proxies too, of a value that connections are not to transfer.
-    void _notifyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedToChildren(const FieldBase& changed) const;
-    void _notifyPropertyChanged() const { _notifyPropertyChangedToParents(*this); }
-    [[nodiscard]] const Kr::KrSmartPtr<Kr::Liveness<FieldBase>>& _getLiveness() const;
-    /// The owner behind getOwnerExtension, or null; the top container of an extension overrides it.
-    [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
-    /// What stands before this field in its path: the parent, or the vector of a vector item.
-    [[nodiscard]] virtual const FieldBase* _getHolder() const noexcept;
 
 protected:
     /// The data types that have a value type belong to Field<T>; other classes take one of the rest.
@@ -256,10 +212,49 @@ protected:
     /// Leaves container, connections and observers while the object is still whole: the first act of each destructor.
     void _detachFromEverything() noexcept;
     [[nodiscard]] bool _needsNotification() const noexcept { return _has(kHasReceivers); }
+    /// The function that copies the value of `source` to this field as copyValue does, but without notification. It
+    /// does nothing and answers kImpossible while a value pointer is bound to either. Null where copying may do
+    /// anything else: for different types, and in subclasses, which may have a copyValue or _notifyChanged of their
+    /// own.
+    [[nodiscard]] virtual Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const;
+    /// The owner behind getOwnerExtension, or null; the top container of an extension overrides it.
+    [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
+    /// What stands before this field in its path: the parent, or the vector of a vector item.
+    [[nodiscard]] virtual const FieldBase* _getHolder() const noexcept;
     [[nodiscard]] virtual bool _isFieldArray() const noexcept;
 
 private:
     friend class Container;
+    friend struct detail::FieldAccess;
+
+    // --- For the framework, through detail::FieldAccess ------------------------------------------------------------
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getIncomingConnections() const;
+    [[nodiscard]] std::vector<Kr::KrConnectionBase*> _getOutgoingConnections() const;
+    [[nodiscard]] bool _hasIncomingConnections() const noexcept;
+    /// Whether no connection of a vector that reads the changed ranges in its transfer comes after this one: enabled,
+    /// to a vector, and not queued.
+    [[nodiscard]] bool _isLastRangeReader(const Kr::KrConnectionBase& connection) const noexcept;
+    /// The proxies that link this field, in the order of linking.
+    void _addProxy(Proxy* proxy);
+    void _removeProxy(Proxy* proxy);
+    [[nodiscard]] std::vector<Proxy*> _getProxies() const;
+    void _setAlwaysNotifyLocally(bool always);
+    /// For loading: while on, all fields below this one are dynamic, so that upgrades can rename and move them. Off
+    /// ends that for those that are below this field now: what was declared is declared again.
+    void _setTreatedAsDynamic(bool on) const noexcept;
+    /// For loading, before copyValue, which leaves equal values alone: makes them the same to the last bit, as -0.0 and
+    /// 0.0. Notifies no observer.
+    void _takeBits(const FieldBase& source);
+    /// For loading: takes what `source` says beside its value and hidden metadata: description, physical dimension and,
+    /// where the types are the same, the range. A bit that forces observers is set, but never cleared.
+    void _takeDeclaration(const FieldBase& source);
+    /// For loading and cloning, before the field is added to a container.
+    void _setInternalIdentifier(std::uint32_t identifier) noexcept;
+    [[nodiscard]] FieldInternal* _getInternalIfAny() const noexcept;
+    void _replaceInternal(const FieldInternal* source);
+    /// Tells observers, those of containers and of proxies too, of a value that connections are not to transfer.
+    void _notifyObservers(const FieldBase& changed) const;
+    [[nodiscard]] const Kr::KrSmartPtr<Kr::Liveness<FieldBase>>& _getLiveness() const;
 
     // The low byte is saved with the field. The rest sums up what notification must know, so that a quiet field
     // costs one load and one test.

@@ -1,6 +1,7 @@
 #include "kr/data/field_internal.h"
 
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 
 namespace KrData {
 
@@ -45,10 +46,10 @@ FieldBase& FieldInternal::getField(const Kr::KrID& id) const {
 }
 
 void FieldInternal::copyFieldInternals(const FieldBase& source, FieldBase& destination, bool replace) {
-    const auto* from = source._getInternalIfAny();
+    const auto* from = detail::FieldAccess::getInternalIfAny(source);
     if (&source == &destination || !destination.isValid()) return;
     if (replace) {
-        destination._replaceInternal(from);
+        detail::FieldAccess::replaceInternal(destination, from);
         return;
     }
     if (from == nullptr || from->get() == nullptr) return;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_copying.h"
 #include "kr/data/internal/child_pairs.h"
@@ -19,7 +21,7 @@ bool isGroup(const FieldBase& field) {
 
 /// What clones do not have of their source: they are dynamic, nothing forces their observers, vectors do not track.
 void takeFlags(FieldBase& clone, const FieldBase& source) {
-    clone._takeDeclaration(source);
+    detail::FieldAccess::takeDeclaration(clone, source);
     clone._setDynamic(source.isDynamic());
     const auto& children = source.getChildren();
     const auto count = std::min(children.size(), clone.getChildren().size());
@@ -60,7 +62,7 @@ bool loadItems(FieldArrayBase& array, const FieldArrayBase& saved, FieldLoading 
     }
     if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied()) {
         takeSizeRange(array, saved);
-        array._takeInternalIdentifiers(saved);
+        detail::ContainerAccess::takeInternalIdentifiers(array, saved);
     }
     return true;
 }
@@ -77,7 +79,7 @@ bool areProxies(const FieldBase& field, const FieldBase& source) {
 
 void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
     const detail::NotificationFrame frame(field, source);  // whoever hears of a value may destroy it
-    if (how.withDeclarations) field._takeDeclaration(source);
+    if (how.withDeclarations) detail::FieldAccess::takeDeclaration(field, source);
     if (frame.fieldDied()) return;
     bool isLoaded = false;
     if (isGroup(field) && isGroup(source)) {
@@ -88,19 +90,21 @@ void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
     }
     if (frame.fieldDied()) return;
     if (isLoaded) {
-        field._replaceInternal(source._getInternalIfAny());
+        detail::FieldAccess::replaceInternal(field, detail::FieldAccess::getInternalIfAny(source));
     } else if (how.withoutLinks && areProxies(field, source)) {
         static_cast<Proxy&>(field)._initializeWithoutLinks(static_cast<const Proxy&>(source));
     } else {
-        field._takeBits(source);
+        detail::FieldAccess::takeBits(field, source);
         field.initializeFrom(source);
     }
 }
 
 /// The field that was called like `source` when it was saved, unless it was saved under its present name, too.
 FieldBase* findFormer(const Container& fields, const Container& saved, const FieldBase& source) {
-    const auto former = fields._findDeprecated(source.getID());
-    return former != fields.end() && saved._findOwn((*former)->getID()) == saved.end() ? *former : nullptr;
+    const auto former = detail::ContainerAccess::findDeprecated(fields, source.getID());
+    return former != fields.end() && detail::ContainerAccess::findOwn(saved, (*former)->getID()) == saved.end()
+               ? *former
+               : nullptr;
 }
 
 }  // namespace
@@ -117,7 +121,8 @@ void _loadFields(Container& fields, const Container& saved, FieldLoading how) {
             pairs.noteInserted();
         }
     }
-    if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied()) fields._takeInternalIdentifiers(saved);
+    if (how.withDeclarations && !frame.fieldDied() && !frame.changedDied())
+        detail::ContainerAccess::takeInternalIdentifiers(fields, saved);
 }
 
 }  // namespace KrData

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/field_properties.h"
@@ -27,7 +29,7 @@ void alignItems(Container& items, const Container& source) {
     const NotificationFrame frame(items, source);
     for (std::size_t i = 0; !frame.fieldDied() && !frame.changedDied() && i < items.size() && i < source.size(); ++i)
         items.at(i).setID(source.at(i).getID());
-    if (!frame.fieldDied() && !frame.changedDied()) items._takeInternalIdentifiers(source);
+    if (!frame.fieldDied() && !frame.changedDied()) detail::ContainerAccess::takeInternalIdentifiers(items, source);
 }
 
 class Follower {
@@ -38,7 +40,7 @@ public:
         const NotificationFrame frame(tree, source);
         _followProperties(tree, source);
         if (!frame.fieldDied() && !frame.changedDied()) {
-            _followChildren(tree, source, tree._hasIncomingConnections());
+            _followChildren(tree, source, detail::FieldAccess::hasIncomingConnections(tree));
         }
         return std::move(_lost);
     }
@@ -163,7 +165,7 @@ private:
         if (detail::hasMark(field, kMarkedAsLost)) field.setMetadata(kMarkedAsLost, false);
         _followProperties(field, source);
         if (frame.fieldDied() || frame.changedDied()) return;
-        const bool isDriven = isAboveDriven || field._hasIncomingConnections();
+        const bool isDriven = isAboveDriven || detail::FieldAccess::hasIncomingConnections(field);
         if (field.isFieldArray()) {
             _followItems(static_cast<FieldArrayBase&>(field), static_cast<const FieldArrayBase&>(source), isDriven);
         } else if (isContainer(field)) {
@@ -184,7 +186,7 @@ private:
             _rules.followReference(field, source);
             return;
         }
-        field._takeBits(source);
+        detail::FieldAccess::takeBits(field, source);
         if (!detail::isValueSame(field, source)) field.copyValue(source);
     }
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kr/core/base_pointer.h"
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/transfer_guard.h"
 #include "kr/data/container.h"
@@ -20,6 +21,8 @@
 #include "kr/platform/stack_room.h"
 
 namespace KrData {
+
+using Kr::detail::ConnectionAccess;
 
 namespace detail {
 thread_local constinit OrphanedProxies* OrphanedProxies::_top = nullptr;
@@ -125,7 +128,7 @@ bool FieldBase::_isLastRangeReader(const Kr::KrConnectionBase& connection) const
     const auto reads = [](const Kr::KrConnectionBase& each) {
         const auto* sink = each.getSink();
         return sink != nullptr && sink->getDataType() == Types::kVector && each.isEnabled() &&
-               !each._isExcludedFromOrdering();
+               !ConnectionAccess::isExcludedFromOrdering(each);
     };
     const auto* many = _outgoing.many();
     if (many == nullptr) return true;
@@ -139,7 +142,7 @@ bool FieldBase::_isLastRangeReader(const Kr::KrConnectionBase& connection) const
 
 void FieldBase::_tellConnectionsOfMove() const {
     const detail::NotificationFrame frame(*this, *this);
-    const auto onMoved = [](Kr::KrConnectionBase& connection) { connection._onFieldMoved(); };
+    const auto onMoved = [](Kr::KrConnectionBase& connection) { ConnectionAccess::onFieldMoved(connection); };
     if (const auto* rare = _rareIfAny()) detail::forEachConnection(rare->incoming, onMoved);
     if (frame.fieldDied()) return;
     detail::forEachConnection(_outgoing, onMoved);
@@ -192,7 +195,7 @@ void FieldBase::_dropConnections() noexcept {
         if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
         if (_outgoing.first() != connection) continue;
         _unlistOutgoing(connection);
-        connection->_onFieldDestroyed(*this);
+        ConnectionAccess::onFieldDestroyed(*connection, *this);
         _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);
     }
     auto* rare = _rareIfAny();
@@ -200,7 +203,7 @@ void FieldBase::_dropConnections() noexcept {
         if (auto* source = connection->getSource(); source != nullptr) source->_removeConnection(connection);
         if (rare->incoming.first() != connection) continue;
         rare->incoming.remove(connection);
-        connection->_onFieldDestroyed(*this);
+        ConnectionAccess::onFieldDestroyed(*connection, *this);
         _tellListeners(&FieldListener::onIncomingConnectionRemoved, connection);
     }
 }
@@ -287,7 +290,7 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
     const auto receivers = _receivers();
     auto* only = receivers == kHasOutgoing ? _outgoing.onlyIfNeverMany() : nullptr;
     if (only == nullptr) return receivers != 0 ? _notifyAll(changed, receivers) : void();
-    if (!only->_transferStep(changed)) return;
+    if (!ConnectionAccess::transferStep(*only, changed)) return;
     // Most connections end at an unobserved field, and need no guard.
     if (only->getSink()->_receivers() != 0) _followChain(*only);
 }
@@ -295,7 +298,8 @@ void FieldBase::_notifyChanged(const FieldBase& changed) const {
 // Apart, so that the common cases above save no registers for it.
 void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
     if (receivers == kHasOutgoing) {
-        if (auto* only = _outgoing.only()) return only->_transferStep(changed) ? _followChain(*only) : void();
+        if (auto* only = _outgoing.only())
+            return ConnectionAccess::transferStep(*only, changed) ? _followChain(*only) : void();
     }
     if (isTooDeep(changed)) return;
     const detail::NotificationFrame frame(*this, changed);
@@ -326,10 +330,10 @@ void FieldBase::_followChain(Kr::KrConnectionBase& first) {
         const auto& sink = *connection->getSink();
         const auto receivers = sink._receivers();
         if (receivers == 0) return;
-        connection->_enterGuard();
+        ConnectionAccess::enterGuard(*connection);
         connection = receivers == kHasOutgoing ? sink._outgoing.only() : nullptr;
         if (connection == nullptr) return sink._notifyChanged(sink);
-        if (!connection->_transferStep(sink)) return;
+        if (!ConnectionAccess::transferStep(*connection, sink)) return;
     }
 }
 

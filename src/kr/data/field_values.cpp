@@ -116,7 +116,7 @@ void FieldBase::_takeBits(const FieldBase& source) {
 void FieldBase::_takeDeclaration(const FieldBase& source) {
     setDescription(source.getDescription());
     setPhysicalDimension(source.getPhysicalDimension());
-    if (source._isForcingObservers()) _setForcingObservers(true);
+    if (source._has(kForceObservers)) _setState(kForceObservers, true);
     if (_dataType != source._dataType) return;
     withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
         static_cast<Field<T>&>(*this)._copyRange(static_cast<const Field<T>&>(source));

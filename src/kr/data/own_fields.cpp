@@ -4,6 +4,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_merge.h"
 #include "kr/data/internal/child_pairs.h"
@@ -111,7 +112,7 @@ public:
 
     void compareTrees(const Container& tree, const Container& base) {
         _own.add(tree, _compareProperties(tree, base));
-        _compareChildren(tree, base, tree._hasIncomingConnections());
+        _compareChildren(tree, base, detail::FieldAccess::hasIncomingConnections(tree));
     }
 
 private:
@@ -157,7 +158,7 @@ private:
             return;
         }
         _own.add(field, _compareProperties(field, base));
-        const bool isDriven = isAboveDriven || field._hasIncomingConnections();
+        const bool isDriven = isAboveDriven || detail::FieldAccess::hasIncomingConnections(field);
         if (field.getDataType() == Types::kContainer) {
             if (_rules.withValues || !field.isFieldArray()) {
                 _compareChildren(static_cast<const Container&>(field), static_cast<const Container&>(base), isDriven);

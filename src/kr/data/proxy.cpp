@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/i_copy_map.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/proxy_list.h"
@@ -34,7 +36,7 @@ Fields settersOf(const FieldBase& field) {
             if (setter != nullptr && setters.insert(setter).second) open.push_back(setter);
         };
         visit(each->getParent());
-        for (const auto* proxy : each->_getProxies())
+        for (const auto* proxy : detail::FieldAccess::getProxies(*each))
             visit(proxy);
     }
     return setters;
@@ -43,7 +45,7 @@ Fields settersOf(const FieldBase& field) {
 /// Whether a proxy links the field or a container above it.
 bool isSetByProxies(const FieldBase& field) {
     for (const auto* each = &field; each != nullptr; each = each->getParent()) {
-        if (!each->_getProxies().empty()) return true;
+        if (!detail::FieldAccess::getProxies(*each).empty()) return true;
     }
     return false;
 }
@@ -103,7 +105,7 @@ bool Proxy::canLink(const FieldBase* field) const {
     if (settersOf(*this).contains(field)) return false;
     if (asProxy(*field) == nullptr) return true;
     const auto itsSetters = settersOf(*field);
-    const auto linking = _getProxies();
+    const auto linking = detail::FieldAccess::getProxies(*this);
     return std::none_of(linking.begin(), linking.end(), [&](Proxy* proxy) { return itsSetters.contains(proxy); });
 }
 
@@ -120,7 +122,7 @@ bool Proxy::addLink(const KrSim::KrContentReference& extension, const std::strin
     if (path.empty() || _hasLinkTo(link)) return false;
     if (auto* field = link._findField(_home())) return addLink(field);
     _append(link);
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
     return true;
 }
 
@@ -147,9 +149,9 @@ void Proxy::_bind(Entry& entry, FieldBase& field) {
         if (moved == nullptr || moved->number != number) return;
         if (moved->link.isValid() && !moved->link._isOutdated()) moved->link.link(moved->link.getField());
     });
-    field._addProxy(this);
+    detail::FieldAccess::addProxy(field, this);
     setProxyDataType(_getValueDataType(field));
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
 }
 
 void Proxy::updateLinks() {
@@ -168,7 +170,7 @@ void Proxy::updateLinks() {
             entry->link._forgetField();
         }
         auto* field = entry->link.isValid() ? entry->link.getField() : _resolve(entry->number);
-        if (isOutdated && field == nullptr && !frame.fieldDied()) _notifyPropertyChanged();
+        if (isOutdated && field == nullptr && !frame.fieldDied()) _notifyPropertyChangedToParents(*this);
         if (!frame.fieldDied() && field != nullptr && asProxy(*field) != nullptr) {
             static_cast<Proxy*>(field)->updateLinks();
         }
@@ -219,7 +221,7 @@ void Proxy::_appendCopies(const Proxy& source) {
 // --- Removing ------------------------------------------------------------------------------------------------------
 
 void Proxy::_detach(Entry& entry) {
-    if (auto* field = entry.link.getField()) field->_removeProxy(this);
+    if (auto* field = entry.link.getField()) detail::FieldAccess::removeProxy(*field, this);
     entry.watch.disconnect();
 }
 
@@ -230,7 +232,7 @@ std::size_t Proxy::_removeLinks(Condition&& condition) {
         _detach(entry);
         return true;
     });
-    if (count != 0) _notifyPropertyChanged();
+    if (count != 0) _notifyPropertyChangedToParents(*this);
     return count;
 }
 
@@ -347,7 +349,7 @@ void Proxy::_onLinkedFieldChanged(const FieldBase& linked) {
 }
 
 void Proxy::_onLinkedFieldDied() {
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
 }
 
 // --- The field whatever its type -----------------------------------------------------------------------------------
@@ -379,7 +381,7 @@ bool Proxy::initializeFrom(const FieldBase& source) {
         if (!_hasLinkTo(link)) _append(std::move(link));
     }
     const detail::NotificationFrame frame(*this, *this);
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
     if (!frame.fieldDied()) updateLinks();
     return true;
 }
@@ -392,13 +394,13 @@ bool Proxy::_takeKind(const Proxy& source) {
         return false;
     }
     setProxyDataType(source._proxyDataType);
-    _replaceInternal(source._getInternalIfAny());
+    detail::FieldAccess::replaceInternal(*this, detail::FieldAccess::getInternalIfAny(source));
     return true;
 }
 
 bool Proxy::_initializeWithoutLinks(const Proxy& source) {
     if (!_takeKind(source)) return false;
-    _notifyPropertyChanged();
+    _notifyPropertyChangedToParents(*this);
     return true;
 }
 
@@ -441,7 +443,7 @@ Proxy* Proxy::_duplicate() const {
 }
 
 Proxy* Proxy::clone(const Kr::KrID& id, Container* parent) const {
-    return Container::_adoptAs(id, _duplicate(), parent);
+    return detail::ContainerAccess::adoptAs(id, _duplicate(), parent);
 }
 
 Proxy* Proxy::clone(Container* parent) const {

@@ -4,6 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "kr/data/field_access.h"
+
 namespace KrData {
 
 namespace {
@@ -74,15 +76,16 @@ std::string _getNextStoredStep(const Container& container, const Kr::KrID& id) {
 std::string _getStoredPath(const FieldBase& field) {
     std::vector<std::size_t> ranks;
     bool isPlain = true;
-    for (const auto* each = &field; each != nullptr; each = each->_getHolder()) {
+    for (const auto* each = &field; each != nullptr; each = detail::FieldAccess::getHolder(*each)) {
         ranks.push_back(rankOf(*each));
         isPlain = isPlain && ranks.back() == 0 && !looksNumbered(each->getID().str());
     }
     if (isPlain) return field.getPath();
     std::string path;
     std::size_t depth = 0;
-    for (const auto* each = &field; each != nullptr; each = each->_getHolder()) {
-        const bool isTopOfOwner = each->_getHolder() == nullptr && each->getOwnerExtension() != nullptr;
+    for (const auto* each = &field; each != nullptr; each = detail::FieldAccess::getHolder(*each)) {
+        const bool isTopOfOwner =
+            detail::FieldAccess::getHolder(*each) == nullptr && each->getOwnerExtension() != nullptr;
         const auto step = isTopOfOwner ? std::string() : _getStoredStep(each->getID(), ranks[depth]);
         ++depth;
         if (!step.empty()) path = path.empty() ? step : step + "." + path;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
 #include "kr/data/extension_field.h"
 #include "kr/data/field.h"
 #include "kr/data/i_extension_facts.h"
@@ -124,7 +125,7 @@ constexpr Kr::GuardTexts kPredicateTexts{Kr::eLogLevel::kWarn, "Types: fatal err
                                          "acceptance predicate"};
 
 FieldBase* giveTo(Container* parent, FieldBase* field) {
-    return field != nullptr && Container::_adopt(field, parent) ? field : nullptr;
+    return field != nullptr && detail::ContainerAccess::adopt(field, parent) ? field : nullptr;
 }
 
 }  // namespace

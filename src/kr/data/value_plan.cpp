@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/data/array_resizes.h"
+#include "kr/data/container_access.h"
 #include "kr/data/field.h"
 #include "kr/data/field_array.h"
 #include "kr/data/internal/value_operations.h"
@@ -318,7 +319,7 @@ std::uint32_t ValuePlan::_placeOfFormer(Nodes own, const ValuePlan& other, Nodes
     const auto sibling = placeOf([](const Node& each) { return each.index != kNoValue; });
     const auto* parent = sibling < others.last ? other._fields[other._nodes[sibling].index]->getParent() : nullptr;
     if (parent == nullptr) return others.last;
-    const auto found = parent->_findDeprecated(id);
+    const auto found = detail::ContainerAccess::findDeprecated(*parent, id);
     if (found == parent->end() || _countBefore(own.first, own.last, (*found)->getID()) != 0) return others.last;
     return placeOf([&](const Node& each) { return each.id == (*found)->getID(); });
 }
@@ -421,7 +422,8 @@ void ValuePlan::_fill(Container& container, std::uint32_t first, std::uint32_t l
             child = makeField(node.index, values);
         }
         child->_setDynamic(true);
-        if (container._addNumberedField(child.get(), container.end())) static_cast<void>(child.release());
+        if (detail::ContainerAccess::addNumberedField(container, child.get(), container.end()))
+            static_cast<void>(child.release());
     }
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/log.h"
 
@@ -213,7 +214,7 @@ Vector<T>* Vector<T>::_duplicate() const {
 
 template <class T>
 Vector<T>* Vector<T>::clone(const Kr::KrID& id, Container* parent) const {
-    return Container::_adoptAs(id, _duplicate(), parent);
+    return detail::ContainerAccess::adoptAs(id, _duplicate(), parent);
 }
 
 template <class T>

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "kr/data/field_access.h"
 #include "kr/data/vector_base.h"
 
 namespace KrData {
@@ -47,7 +48,7 @@ Types::FieldTypeEnum VectorItemBase::getFieldType() const {
 
 IFieldOwner* VectorItemBase::_getFieldOwner() const {
     const auto* vector = getVector();
-    return vector != nullptr ? vector->_getFieldOwner() : nullptr;
+    return vector != nullptr ? detail::FieldAccess::getFieldOwner(*vector) : nullptr;
 }
 
 const FieldBase* VectorItemBase::_getHolder() const noexcept {

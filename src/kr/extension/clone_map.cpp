@@ -3,13 +3,18 @@
 #include <memory>
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_copying.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/object_access.h"
 
 namespace KrSim {
+
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 
 KrCloneMap::KrCloneMap() = default;
 KrCloneMap::~KrCloneMap() = default;
@@ -51,7 +56,7 @@ void KrCloneMap::_complete(const ConnectionFilter& mayConnect) const {
 
 void KrCloneMap::_copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair,
                                     const ConnectionFilter& mayConnect) const {
-    if (field._hasOutgoingConnections()) _copyOutgoing(field, pair, mayConnect);
+    if (FieldAccess::hasOutgoingConnections(field)) _copyOutgoing(field, pair, mayConnect);
     for (const auto* child : field.getChildren())
         _copyConnectionsOf(*child, pair, mayConnect);
 }
@@ -61,17 +66,17 @@ void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair,
     auto* source = _findField(field);
     if (source == nullptr) return;
     std::unordered_map<const KrData::FieldBase*, std::size_t> present;  // by sink; instances have most of them
-    for (const auto* connection : source->_getOutgoingConnections())
-        if (!connection->_isContentOfOther()) ++present[connection->getSink()];
-    for (const auto* connection : field._getOutgoingConnections()) {
-        if (connection->_isContentOfOther()) continue;
+    for (const auto* connection : FieldAccess::getOutgoingConnections(*source))
+        if (!ConnectionAccess::isContentOfOther(*connection)) ++present[connection->getSink()];
+    for (const auto* connection : FieldAccess::getOutgoingConnections(field)) {
+        if (ConnectionAccess::isContentOfOther(*connection)) continue;
         auto* sink = connection->getSink() != nullptr ? _findField(*connection->getSink()) : nullptr;
         if (sink == nullptr || (mayConnect && !mayConnect(field, *connection->getSink()))) continue;
         if (auto& count = present[sink]; count != 0) {
             --count;
             continue;
         }
-        std::unique_ptr<Kr::KrConnectionBase> made(connection->_createBetween(*source, *sink));
+        std::unique_ptr<Kr::KrConnectionBase> made(ConnectionAccess::createBetween(*connection, *source, *sink));
         if (made) pair.clone->getFieldsContainer()._ownConnection(std::move(made));
     }
 }

@@ -1,5 +1,6 @@
 #include "kr/extension/connection_settings.h"
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/data/transfer_function.h"
 
@@ -7,11 +8,13 @@ template class Kr::UpperLayer<KrSim::ITransferFunctions>;
 
 namespace KrSim {
 
+using Kr::detail::ConnectionAccess;
+
 ConnectionSettings ConnectionSettings::of(const Kr::KrConnectionBase& connection) {
     const auto* functions = Kr::UpperLayer<ITransferFunctions>::get();
     return {.type = connection.getExactClassType(),
             .isEnabled = connection.isEnabled(),
-            .isOrdering = connection._isRegisteredInSorter(),
+            .isOrdering = ConnectionAccess::isRegisteredInSorter(connection),
             .function = functions != nullptr ? functions->find(connection) : TransferFunction()};
 }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
@@ -14,6 +15,8 @@
 #include "kr/extension/upper_layers.h"
 
 namespace KrSim {
+
+using KrData::detail::FieldAccess;
 
 Kr::KrSmartPtr<KrExtension> KrExtension::clone() const {
     return _cloneAll(KrContentID::createUnique(), nullptr);
@@ -84,8 +87,8 @@ void KrExtension::_copyTo(KrExtension* target, bool copyFields) const {
     if (copyFields) {
         target->_fields->_loadFrom(*_fields, {.withDeclarations = true, .withoutLinks = true});
         auto& name = target->_fields->getNameField();
-        name._takeDeclaration(_fields->getNameField());
-        name._replaceInternal(_fields->getNameField()._getInternalIfAny());
+        FieldAccess::takeDeclaration(name, _fields->getNameField());
+        FieldAccess::replaceInternal(name, FieldAccess::getInternalIfAny(_fields->getNameField()));
     }
     target->_dataVersion = _dataVersion;
     target->_implementationVersion = _implementationVersion;

@@ -8,6 +8,7 @@
 
 #include "kr/data/array_resizes.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/value_plan.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_state.h"
@@ -21,16 +22,20 @@
 
 namespace KrSim {
 
+using KrData::detail::FieldAccess;
+
 namespace {
 
 /// Lets upgrades and onLoading rename and move saved fields. What was declared when it was saved counts as that again
 /// afterwards.
 class ChangeableFields {
 public:
-    explicit ChangeableFields(const KrData::Container& saved) : _saved(saved) { _saved._setTreatedAsDynamic(true); }
+    explicit ChangeableFields(const KrData::Container& saved) : _saved(saved) {
+        FieldAccess::setTreatedAsDynamic(_saved, true);
+    }
     ChangeableFields(const ChangeableFields&) = delete;
     ChangeableFields& operator=(const ChangeableFields&) = delete;
-    ~ChangeableFields() { _saved._setTreatedAsDynamic(false); }
+    ~ChangeableFields() { FieldAccess::setTreatedAsDynamic(_saved, false); }
 
 private:
     const KrData::Container& _saved;
@@ -164,7 +169,7 @@ void KrExtension::_tellRestored(std::span<KrData::FieldBase* const> changed) {
     for (auto* field : changed) {
         // Listeners of the first ones may remove others.
         if (_fields->_getValuePlan() == plan || _fields->_getValuePlan()->contains(field))
-            field->_notifyObservers(*field);
+            FieldAccess::notifyObservers(*field, *field);
     }
 }
 

@@ -1,15 +1,18 @@
 #include "kr/extension/extension_properties.h"
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 
 namespace KrSim {
 
+using KrData::detail::FieldAccess;
+
 namespace {
 
 KrData::FieldInternal* hiddenFieldsOf(const KrExtension& extension) noexcept {
-    return extension.getFieldsContainer().getNameField()._getInternalIfAny();
+    return FieldAccess::getInternalIfAny(extension.getFieldsContainer().getNameField());
 }
 
 void drop(KrData::FieldInternal& hidden) {

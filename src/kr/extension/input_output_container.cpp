@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/id.h"
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/value_plan.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
@@ -12,6 +15,7 @@
 
 namespace Kr {
 
+using KrData::detail::FieldAccess;
 using namespace Kr::literals;
 
 KrInputOutputContainer::NameField::NameField(KrSim::KrExtension& owner, KrData::Container* parent)
@@ -73,8 +77,8 @@ void KrInputOutputContainer::_deactivate() {
 void KrInputOutputContainer::_setApplicationContext(const KrSim::ApplicationContext& context) {
     _context = context;
     const bool isEditing = context.getApplicationMode() == KrSim::eApplicationMode::kEditing;
-    if (_isApplicationModeEditing() != isEditing) _setApplicationModeIsEditing(isEditing);
-    if (_isOwnerActive() != _isActiveInApplication()) _setOwnerIsActive(_isActiveInApplication());
+    if (FieldAccess::isApplicationModeEditing(*this) != isEditing) _setApplicationModeIsEditing(isEditing);
+    if (FieldAccess::isOwnerActive(*this) != _isActiveInApplication()) _setOwnerIsActive(_isActiveInApplication());
 }
 
 bool KrInputOutputContainer::_isActiveInApplication() const noexcept {
@@ -96,8 +100,8 @@ void KrInputOutputContainer::_loadGroupsFrom(const KrData::Container& saved, KrD
         const auto& source = saved[group->getID()];
         if (source.getDataType() != KrData::Types::kContainer) continue;
         if (how.withDeclarations) {
-            group->_takeDeclaration(source);
-            group->_replaceInternal(source._getInternalIfAny());
+            FieldAccess::takeDeclaration(*group, source);
+            FieldAccess::replaceInternal(*group, FieldAccess::getInternalIfAny(source));
         }
         KrData::_loadFields(*group, static_cast<const KrData::Container&>(source), how);
     }
@@ -128,13 +132,13 @@ void KrInputOutputContainer::_ownConnection(std::unique_ptr<KrConnectionBase> co
         _connections.reserve(2 * _connections.size());
     }
     if (!connection) return;
-    connection->_setUnowned(false);
-    connection->_setKeeperSlot(static_cast<std::uint32_t>(_connections.size()));
+    detail::ConnectionAccess::setUnowned(*connection, false);
+    detail::ConnectionAccess::setKeeperSlot(*connection, static_cast<std::uint32_t>(_connections.size()));
     _connections.push_back(std::move(connection));
 }
 
 std::unique_ptr<KrConnectionBase> KrInputOutputContainer::_releaseConnection(const KrConnectionBase& connection) {
-    const auto slot = connection._getKeeperSlot();
+    const auto slot = detail::ConnectionAccess::getKeeperSlot(connection);
     if (slot >= _connections.size() || _connections[slot].get() != &connection) return nullptr;
     auto released = std::move(_connections[slot]);
     if (2 * ++_releasedCount > _connections.size()) {
@@ -147,7 +151,7 @@ std::unique_ptr<KrConnectionBase> KrInputOutputContainer::_releaseConnection(con
 void KrInputOutputContainer::_numberKept() noexcept {
     _releasedCount = 0;
     for (std::size_t i = 0; i < _connections.size(); ++i)
-        _connections[i]->_setKeeperSlot(static_cast<std::uint32_t>(i));
+        detail::ConnectionAccess::setKeeperSlot(*_connections[i], static_cast<std::uint32_t>(i));
 }
 
 void KrInputOutputContainer::_endKept() noexcept {
@@ -159,7 +163,7 @@ void KrInputOutputContainer::_endKept() noexcept {
 void KrInputOutputContainer::_release() {
     _endKept();
     _clearObservers();
-    _endConnections();
+    KrData::detail::ContainerAccess::endConnections(*this);
 }
 
 // --- The field -----------------------------------------------------------------------------------------------------

@@ -2,11 +2,14 @@
 
 #include <utility>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 
 namespace KrSim {
+
+using KrData::detail::FieldAccess;
 
 namespace {
 
@@ -52,7 +55,7 @@ InnerConnections readConnections(const KrData::Container& record, const char* id
 }
 
 const KrData::Container* hiddenRecordOf(const KrExtension& extension) {
-    const auto* internal = extension.getFieldsContainer().getNameField()._getInternalIfAny();
+    const auto* internal = FieldAccess::getInternalIfAny(extension.getFieldsContainer().getNameField());
     return internal != nullptr ? asContainer(internal->getField(recordId())) : nullptr;
 }
 
@@ -100,7 +103,7 @@ void OwnRecord::setOn(KrExtension& extension) const {
 }
 
 void OwnRecord::dropFrom(KrExtension& extension) {
-    if (auto* internal = extension.getFieldsContainer().getNameField()._getInternalIfAny()) {
+    if (auto* internal = FieldAccess::getInternalIfAny(extension.getFieldsContainer().getNameField())) {
         internal->removeField(recordId());
         if (internal->get() != nullptr && internal->get()->empty()) internal->_adopt(nullptr);
     }

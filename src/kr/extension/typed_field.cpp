@@ -3,12 +3,17 @@
 #include <memory>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
+
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 
 namespace {
 
@@ -30,11 +35,11 @@ bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, Kr
     auto* proxy = owner != nullptr ? owner->_getProxy() : nullptr;
     if (proxy == nullptr) return false;
     auto& group = groupOf(proxy->getFieldsContainer(), role);
-    auto position = group._findOwn(field->getID());
+    auto position = ContainerAccess::findOwn(group, field->getID());
     if (position != group.end() && (*position)->getDataType() == field->getDataType()) {
         // Left by the implementation before, or loaded while there was none.
         field->initializeFrom(**position);
-        field->_setInternalIdentifier((*position)->getInternalIdentifier());
+        FieldAccess::setInternalIdentifier(*field, (*position)->getInternalIdentifier());
         position = group.erase(position);
     } else if (position != group.end()) {
         const auto id = group.getUniqueFieldId(field->getID());
@@ -54,7 +59,7 @@ bool placeDeclaredField(IExtension* owner, KrData::Types::FieldTypeEnum role, Kr
 bool addDeprecatedFieldName(KrData::FieldBase& field, const Kr::KrID& former) {
     auto* group = field.getParent();
     if (group == nullptr || !group->addDeprecatedName(former, field.getID())) return false;
-    const auto left = group->_findOwn(former);
+    const auto left = ContainerAccess::findOwn(*group, former);
     if (left == group->end() || !(*left)->isDynamic()) return true;
     // Left by an implementation of an earlier release, or loaded while there was none.
     field.initializeFrom(**left);

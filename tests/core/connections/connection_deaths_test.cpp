@@ -9,10 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_listener.h"
 #include "kr/data/proxy.h"
@@ -25,6 +27,8 @@
 
 namespace connection_deaths_test {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using Kr::KrConnection;
 using Kr::KrConnectionBase;
@@ -118,16 +122,16 @@ public:
             if (each == nullptr) continue;
             const bool areAlive = sourceLife.isAlive() && sinkLife.isAlive();
             EXPECT_EQ(each->isValid(), areAlive);
-            EXPECT_EQ(each->_isRegisteredInSorter(), areAlive);
+            EXPECT_EQ(ConnectionAccess::isRegisteredInSorter(*each), areAlive);
             EXPECT_EQ(each->getSource() != nullptr && each->getSink() != nullptr, areAlive);
             EXPECT_EQ(each->getSourceOwner() != nullptr, areAlive);
         }
         const int left = connection && next ? 2 : 1;
         if (sourceLife.isAlive()) {
-            EXPECT_EQ(sourceLife.get()->_getOutgoingConnections().size(), sinkLife.isAlive() ? left : 0);
+            EXPECT_EQ(FieldAccess::getOutgoingConnections(*sourceLife.get()).size(), sinkLife.isAlive() ? left : 0);
         }
         if (sinkLife.isAlive()) {
-            EXPECT_EQ(sinkLife.get()->_getIncomingConnections().size(), sourceLife.isAlive() ? left : 0);
+            EXPECT_EQ(FieldAccess::getIncomingConnections(*sinkLife.get()).size(), sourceLife.isAlive() ? left : 0);
         }
     }
 
@@ -224,7 +228,7 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
         {"Queued", [](Rig& rig) { return Kr::KrConnectionFactory::connectQueued(rig.source, rig.sink); }},
         {"Unowned", [](Rig& rig) { return Kr::KrConnectionFactory::_create(rig.source, rig.sink); }},
         {"UnownedQueued", [](Rig& rig) { return Kr::KrConnectionFactory::_createQueued(rig.source, rig.sink, true); }},
-        {"Copy", [](Rig& rig) { return rig.connection->_createBetween(*rig.source, *rig.sink); }},
+        {"Copy", [](Rig& rig) { return ConnectionAccess::createBetween(*rig.connection, *rig.source, *rig.sink); }},
         {"Enable",
          [](Rig& rig) -> KrConnectionBase* {
              rig.connection.release()->enable(true);
@@ -261,7 +265,8 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
                 rig.set(5.0);
                 if (isCopy) rig.connection->enable(false);
                 observer = rig.watched->addObserver([&](const FieldBase&) {
-                    if (destroyer.count == 0) destroyer.destroy(rig.source->_getOutgoingConnections().back());
+                    if (destroyer.count == 0)
+                        destroyer.destroy(FieldAccess::getOutgoingConnections(*rig.source).back());
                 });
             }
             EXPECT_EQ(make(rig), nullptr);
@@ -269,8 +274,8 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
             EXPECT_EQ(second.count, 0);
             sorter.unregisterListener(&destroyer);
             sorter.unregisterListener(&second);
-            EXPECT_EQ(rig.source->_getOutgoingConnections().size(), isCopy ? 1 : 0);
-            EXPECT_EQ(rig.sink->_getIncomingConnections().size(), isCopy ? 1 : 0);
+            EXPECT_EQ(FieldAccess::getOutgoingConnections(*rig.source).size(), isCopy ? 1 : 0);
+            EXPECT_EQ(FieldAccess::getIncomingConnections(*rig.sink).size(), isCopy ? 1 : 0);
             rig.set(6.0);
             EXPECT_EQ(rig.areEqual(), isCopy);
         }
@@ -312,7 +317,7 @@ TEST_P(ManyConnections, OfOneSourceEndInTimeThatGrowsWithTheirNumber) {
             connections.push_back(std::make_unique<KrConnection>(source, sink));
         source->setValue(1.0);
         GetParam().end(outputs, connections);
-        EXPECT_FALSE(sink->_hasIncomingConnections());
+        EXPECT_FALSE(FieldAccess::hasIncomingConnections(*sink));
     };
     EXPECT_LT(test_support::measureGrowth(3'000, endAll), 10.0);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "kr/application/context/application_modes.h"
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
@@ -18,6 +19,7 @@
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/core/enum.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
@@ -32,6 +34,8 @@
 
 namespace connection_factory_test {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using Kr::FieldBaseToProxyConnection;
 using Kr::KrConnection;
@@ -67,14 +71,14 @@ TEST_F(Owners, KeepAConnectionAsLongAsTheExtensionOfItsSink) {
     _out.set(4.0);
     EXPECT_EQ(_in.toReal(), 4.0);
     _to.reset();
-    EXPECT_FALSE(lives(kept) || _out._hasOutgoingConnections());
+    EXPECT_FALSE(lives(kept) || FieldAccess::hasOutgoingConnections(_out));
 
     Container ownerless("I", nullptr, Types::kInput), others("O", nullptr, Types::kOutput);
     auto* sink = ownerless.add<double>("Sink");
     kept = KrConnectionFactory::connect(_out, *sink);
     ASSERT_NE(kept, nullptr);
     _from.reset();
-    EXPECT_FALSE(lives(kept) || sink->_hasIncomingConnections());
+    EXPECT_FALSE(lives(kept) || FieldAccess::hasIncomingConnections(*sink));
     const LogCapture log;
     EXPECT_EQ(KrConnectionFactory::connect(*others.add<double>("Source"), *sink), nullptr);
     EXPECT_THAT(log.lines(), ElementsAre("3 KrConnectionFactory: 'O.Source' is not connected with 'I.Sink': neither of "
@@ -92,7 +96,7 @@ TEST_F(Owners, AreAskedToDisconnect) {
     EXPECT_FALSE(lives(kept));
     EXPECT_FALSE(lives(unowned));
     EXPECT_FALSE(lives(queued));
-    EXPECT_THAT(_out._getOutgoingConnections(), ElementsAre(&own)) << "it is for its owner to end";
+    EXPECT_THAT(FieldAccess::getOutgoingConnections(_out), ElementsAre(&own)) << "it is for its owner to end";
     EXPECT_FALSE(KrConnectionFactory::disconnect(&_out, &_in));
     EXPECT_FALSE(KrConnectionFactory::disconnect(nullptr, &_in));
     const LogCapture log;
@@ -180,7 +184,7 @@ TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     for (int i = 0; i < 10; ++i)
         KrConnectionFactory::connect(*out, _in);
     EXPECT_TRUE(life.expired()) << "many that come take the invalid ones away";
-    EXPECT_EQ(out->_getOutgoingConnections().size(), 10U);
+    EXPECT_EQ(FieldAccess::getOutgoingConnections(*out).size(), 10U);
 }
 
 TEST_F(Owners, HandBackManyInAnyOrderWhileOthersComeAndEnd) {
@@ -203,7 +207,7 @@ TEST_F(Owners, HandBackManyInAnyOrderWhileOthersComeAndEnd) {
         kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(at));
         sources.erase(sources.begin() + static_cast<std::ptrdiff_t>(at));
     }
-    EXPECT_THAT(_in._getIncomingConnections(), testing::UnorderedElementsAreArray(kept));
+    EXPECT_THAT(FieldAccess::getIncomingConnections(_in), testing::UnorderedElementsAreArray(kept));
 }
 
 TEST_F(Owners, MayBeEndedByTheTransferThatTheirFirstConnectionMakes) {
@@ -248,14 +252,15 @@ TEST_F(Owners, AreCopiedTogetherWithTheirConnections) {
     ASSERT_TRUE(copied->getExtensionCount() == 2);
     auto* out = copied->getExtension(0)->getOutput("Out");
     auto* to = copied->getExtension(1);
-    const auto made = out->_getOutgoingConnections();
+    const auto made = FieldAccess::getOutgoingConnections(*out);
     ASSERT_EQ(made.size(), 5U);
     const std::vector<const KrConnectionBase*> originals{&withFunction, &disabled, &outOfSorter, &queued,
                                                          toProxy.get()};
     for (std::size_t i = 0; i < made.size(); ++i) {
         EXPECT_EQ(made[i]->getClassName(), originals[i]->getClassName());
         EXPECT_EQ(made[i]->isEnabled(), originals[i]->isEnabled());
-        EXPECT_EQ(made[i]->_isRegisteredInSorter(), originals[i]->_isRegisteredInSorter());
+        EXPECT_EQ(ConnectionAccess::isRegisteredInSorter(*made[i]),
+                  ConnectionAccess::isRegisteredInSorter(*originals[i]));
     }
     EXPECT_EQ(to->getInput("Disabled")->toReal(), 1.0) << "copied as it is";
     out->set(3.0);

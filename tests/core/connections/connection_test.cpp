@@ -13,9 +13,11 @@
 #include <utility>
 #include <vector>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/core/enum.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
@@ -27,6 +29,8 @@
 
 namespace connection_test {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using Kr::KrConnection;
 using KrData::Container;
@@ -58,7 +62,7 @@ TEST(ConnectionRoles, LetThroughSixOf25PairsAndNameTheOthers) {
             const KrConnection connection(source, sink);
             const bool isAllowed = allowed.contains({from, to});
             EXPECT_EQ(connection.isValid(), isAllowed);
-            EXPECT_EQ(connection._isRegisteredInSorter(), isAllowed);
+            EXPECT_EQ(ConnectionAccess::isRegisteredInSorter(connection), isAllowed);
             EXPECT_EQ(sink->getValue(), isAllowed ? 2.5 : 0.0);
             EXPECT_EQ(connection.isOutputToParameter(), from == 2 && to == 3);
             if (isAllowed) {
@@ -104,9 +108,9 @@ TEST(ConnectionRefusal, TellsAllReasonsInOrder) {
         connection.disable(true);
         connection.transferValue(*each.source);
         EXPECT_FALSE(connection.isEnabled());
-        EXPECT_FALSE(connection._isRegisteredInSorter());
+        EXPECT_FALSE(ConnectionAccess::isRegisteredInSorter(connection));
     }
-    EXPECT_FALSE(out->_hasOutgoingConnections());
+    EXPECT_FALSE(FieldAccess::hasOutgoingConnections(*out));
 #ifdef NDEBUG
     EXPECT_FALSE(KrConnection().init(nullptr, in));
 #else
@@ -192,7 +196,7 @@ TEST(ConnectionDimensions, ThatDifferAreAWarningButNoRefusal) {
                 ElementsAre(warning));
     // What was reported of an original is not reported of its copies.
     const KrConnection original(source, sink);
-    EXPECT_THAT(warningsOf([&] { delete original._createBetween(*source, *sink); }), IsEmpty());
+    EXPECT_THAT(warningsOf([&] { delete ConnectionAccess::createBetween(original, *source, *sink); }), IsEmpty());
 }
 
 class Connecting : public testing::Test {
@@ -291,7 +295,7 @@ TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
         EXPECT_NE(_input->getValue(), value);
         step.act(connection);
         EXPECT_EQ(connection.isEnabled(), step.isEnabled);
-        EXPECT_EQ(connection._isRegisteredInSorter(), step.isInSorter);
+        EXPECT_EQ(ConnectionAccess::isRegisteredInSorter(connection), step.isInSorter);
         EXPECT_EQ(_input->getValue() == value, step.hasTransferred);
         EXPECT_TRUE(connection.isValid());
     }
@@ -301,7 +305,7 @@ TEST_F(Connecting, EnablesAndDisablesWithAndWithoutSorterAndTransfer) {
     EXPECT_TRUE(connection.init(_source, _parameter, false)) << "a second beginning ends the first";
     EXPECT_FALSE(sorter.isFieldConnectedAsSink(_input));
     EXPECT_FALSE(_input->isReadOnlyHint());
-    EXPECT_EQ(_source->_getOutgoingConnections().size(), 1U);
+    EXPECT_EQ(FieldAccess::getOutgoingConnections(*_source).size(), 1U);
     EXPECT_EQ(_parameter->getValue(), 0.0) << "without a first transfer";
 }
 

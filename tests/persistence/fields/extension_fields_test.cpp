@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
@@ -12,6 +13,7 @@
 
 namespace extension_fields_test {
 
+using KrData::detail::FieldAccess;
 using namespace field_trees;  // NOLINT(google-build-using-namespace): what this file is about
 using KrData::Container;
 using KrData::Field;
@@ -84,8 +86,8 @@ void change(KrExtension& extension, TreeMaker& maker) {
     // Another order than that of the declarations.
     auto& first = fields.getInputs().at(0);
     auto& second = fields.getInputs().at(1);
-    first._setInternalIdentifier(2);
-    second._setInternalIdentifier(1);
+    FieldAccess::setInternalIdentifier(first, 2);
+    FieldAccess::setInternalIdentifier(second, 1);
 }
 
 // Finds what gets lost between a file and the fields that an implementation declares.

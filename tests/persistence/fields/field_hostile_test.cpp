@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 
 #include "kr/core/id.h"
+#include "kr/data/field_access.h"
 #include "kr/persistence/archives/archive_error.h"
 #include "tests/persistence/fields/field_trees.h"
 #include "tests/support/case_name.h"
 
 namespace field_hostile_test {
 
+using KrData::detail::FieldAccess;
 using field_trees::Binary;
 using KrData::Container;
 using KrData::Types;
@@ -58,7 +60,7 @@ void writeArray(KrPersistence::ArchiveWriter& writer) {
 std::vector<Case> hostileCases() {
     const auto ofType = [](int type) { return fieldBytes(type, kNothing, kNothing); };
     Container last("Last");
-    last.add<int>("Child")->_setInternalIdentifier(0xffffffff);
+    FieldAccess::setInternalIdentifier(*last.add<int>("Child"), 0xffffffff);
     return {
         {"NegativeType", ofType(-1), "unknown data type"},
         {"GapType", ofType(9), "unknown data type"},
@@ -119,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(, HostileField, testing::ValuesIn(hostileCases()), test
 TEST(HostileFields, WithOneInternalIdentifierGetDifferentOnes) {
     Container twins("Twins");
     for (const unsigned number : {5U, 5U, 6U, 3U, 5U})
-        twins.add<int>("Child")->_setInternalIdentifier(number);
+        FieldAccess::setInternalIdentifier(*twins.add<int>("Child"), number);
     const auto again = field_trees::loaded<Binary>(field_trees::saved<Binary>(twins));
     std::vector<std::uint32_t> numbers;
     for (const auto* child : again->getChildren())

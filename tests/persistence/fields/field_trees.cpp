@@ -7,6 +7,7 @@
 
 #include "kr/core/physical_dimension.h"
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/proxy.h"
@@ -14,6 +15,7 @@
 
 namespace field_trees {
 
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
 using KrData::FieldBase;
@@ -109,7 +111,7 @@ void TreeMaker::_fill(Container& container, int depth) {
     for (auto count = _random.below(7); count > 0; --count) {
         auto* field = _makeField(depth);
         _decorate(*field, depth);
-        if (_random.oneIn(4)) field->_setInternalIdentifier(_random.below(40));
+        if (_random.oneIn(4)) FieldAccess::setInternalIdentifier(*field, _random.below(40));
         container._addField(field);
     }
 }
@@ -197,7 +199,7 @@ void TreeMaker::_decorate(FieldBase& field, int depth) {
     if (_random.oneIn(3)) field.setPhysicalDimension(Kr::KrPhysicalDimension::ePhysicalDimension::kForce);
     if (_random.oneIn(4)) field.setVisible(false);
     if (_random.oneIn(4)) field.setPhysicalDimensionHint(Hint::kMetre);
-    if (_random.oneIn(4)) field._setForcingObservers(true);
+    if (_random.oneIn(4)) FieldAccess::setForcingObservers(field, true);
     field._setDynamic(_hasUniqueIDs || _random.oneIn(2));
     if (depth < 3 && _random.oneIn(8)) {
         if (auto* hidden = field.getInternal().addField(_id(), Types::kContainer)) {

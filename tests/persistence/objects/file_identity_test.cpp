@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/input_output_container.h"
@@ -19,6 +20,8 @@
 #include "tests/support/temporary_folder.h"
 
 namespace file_identity_test {
+
+using KrData::detail::FieldAccess;
 
 namespace fs = std::filesystem;
 
@@ -91,7 +94,7 @@ KrSmartPtr<KrExtension> makePanel(KrExtension& motor) {
 std::vector<const KrExtension*> targetsOf(KrExtension& panel) {
     const auto& pedal = static_cast<const KrData::Proxy&>(*panel.getInput("Pedal"));
     const auto* linked = pedal.getLinkedField();
-    const auto incoming = panel.getInput("Dial")->_getIncomingConnections();
+    const auto incoming = FieldAccess::getIncomingConnections(*panel.getInput("Dial"));
     return {panel.getParameter("Target")->toExtension(),
             KrData::Vector<KrExtension*>::from(*panel.getParameter("All"))->getItem(0),
             linked != nullptr ? linked->getOwnerExtension() : nullptr,
@@ -196,9 +199,9 @@ TEST_P(FileReferences, FindTheFileThatTheyWereSavedWith) {
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(other.objects[0].get())) << "for want of a better one";
     const auto meant = load(_folder / "b.kro");
     EXPECT_THAT(targetsOf(*panel.objects[0]), testing::Each(meant.objects[0].get()));
-    EXPECT_THAT(other.objects[0]->getInput("Throttle")->_getProxies(), IsEmpty());
-    EXPECT_THAT(other.objects[0]->getOutput("Torque")->_getOutgoingConnections(), IsEmpty());
-    EXPECT_THAT(panel.objects[0]->getInput("Dial")->_getIncomingConnections(), testing::SizeIs(1));
+    EXPECT_THAT(FieldAccess::getProxies(*other.objects[0]->getInput("Throttle")), IsEmpty());
+    EXPECT_THAT(FieldAccess::getOutgoingConnections(*other.objects[0]->getOutput("Torque")), IsEmpty());
+    EXPECT_THAT(FieldAccess::getIncomingConnections(*panel.objects[0]->getInput("Dial")), testing::SizeIs(1));
 }
 
 TEST_P(FileReferences, FindTheOnlyOneOfTheItemWhereItsFileHasAnotherName) {
@@ -263,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FileReferences, testing::Values(0, KrFile::kJson
 /// The extensions that the dial is connected with.
 std::vector<const KrExtension*> sourcesOf(const LoadedObjects& panel) {
     std::vector<const KrExtension*> sources;
-    for (const auto* each : panel.objects[0]->getInput("Dial")->_getIncomingConnections())
+    for (const auto* each : FieldAccess::getIncomingConnections(*panel.objects[0]->getInput("Dial")))
         sources.push_back(each->getSourceOwner());
     return sources;
 }
@@ -305,7 +308,7 @@ TEST(FileIdentity, OfBothEndsOfAConnectionIsFoundEndByEnd) {
     const auto panel = load(folder / "a/panel.kro", setup);
     EXPECT_THAT(sourcesOf(panel), ElementsAre(motor.objects[0].get()));
     EXPECT_THAT(sourcesOf(otherPanel), IsEmpty());
-    EXPECT_THAT(otherMotor.objects[0]->getOutput("Torque")->_getOutgoingConnections(), IsEmpty());
+    EXPECT_THAT(FieldAccess::getOutgoingConnections(*otherMotor.objects[0]->getOutput("Torque")), IsEmpty());
 }
 
 // --- Instances -------------------------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "kr/core/connections/connection.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/own_record.h"
 #include "tests/persistence/objects/garage.h"
@@ -14,6 +15,7 @@
 
 namespace instance_file_test {
 
+using KrData::detail::FieldAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrData::Types;
 using test_support::areSame;
@@ -63,7 +65,7 @@ public:
     [[nodiscard]] KrExtension* part(const char* name) const { return definition->findExtensionByName(name, true); }
     [[nodiscard]] KrExtension* own(const char* name) const { return instance->findExtensionByName(name, true); }
     [[nodiscard]] bool isConnected() const {
-        return !own("First")->getOutput("Speed")->_getOutgoingConnections().empty();
+        return !FieldAccess::getOutgoingConnections(*own("First")->getOutput("Speed")).empty();
     }
     void disconnect(bool inInstance) const {
         auto* first = inInstance ? own("First") : part("First");
@@ -258,7 +260,7 @@ TEST_F(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
 
 TEST_F(SavedInstanceData, HasTheFunctionsThatTheUserGaveToConnections) {
     const auto setGain = [](const KrExtension* source, double gain) {
-        auto* connection = source->getOutput("Speed")->_getOutgoingConnections().front();
+        auto* connection = FieldAccess::getOutgoingConnections(*source->getOutput("Speed")).front();
         static_cast<Kr::KrConnection*>(connection)->setTransferFunction(KrData::TransferFunction::gain(gain));
     };
     const auto transfer = [&] {

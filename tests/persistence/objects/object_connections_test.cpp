@@ -2,8 +2,10 @@
 
 #include <thread>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection.h"
+#include "kr/data/field_access.h"
 #include "kr/data/vector.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/order/extension_sorter.h"
@@ -13,6 +15,8 @@
 
 namespace object_connections_test {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using test_support::areSame;
 using test_support::LogCapture;
@@ -125,10 +129,10 @@ TEST_F(SavedConnections, TransferNothingOnLoadAndStayOff) {
     const auto loaded = load(bytes);
     ASSERT_EQ(loaded.objects.size(), 2U);
     EXPECT_EQ(motorOf(loaded.objects[1]).pedal, 3.0);
-    const auto incoming = motorOf(loaded.objects[1]).pedal.getField()->_getIncomingConnections();
+    const auto incoming = FieldAccess::getIncomingConnections(*motorOf(loaded.objects[1]).pedal.getField());
     ASSERT_EQ(incoming.size(), 1U);
     EXPECT_FALSE(incoming[0]->isEnabled());
-    EXPECT_FALSE(incoming[0]->_isRegisteredInSorter());
+    EXPECT_FALSE(ConnectionAccess::isRegisteredInSorter(*incoming[0]));
     incoming[0]->enable(true);
     EXPECT_EQ(motorOf(loaded.objects[1]).pedal, 5.0);
     EXPECT_EQ(save({loaded.objects[0]}).find("Outputs.Speed"), std::string::npos) << "they belong to the sink";
@@ -147,7 +151,7 @@ TEST_F(SavedConnections, OfOneSourceKeepTheirOrder) {
     _left.reset();
     const auto loaded = load(bytes);
     std::vector<std::string> again;
-    for (const auto* connection : motorOf(loaded.objects[0]).speed.getField()->_getOutgoingConnections())
+    for (const auto* connection : FieldAccess::getOutgoingConnections(*motorOf(loaded.objects[0]).speed.getField()))
         again.push_back(connection->getSinkOwner()->getName());
     EXPECT_EQ(again, sinks);
 }

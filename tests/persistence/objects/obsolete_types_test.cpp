@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "kr/data/field_access.h"
 #include "kr/extension/versioning_registry.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
 
 namespace obsolete_types_test {
 
+using KrData::detail::FieldAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrSim::KrFactoryKey;
 using Registry = KrSim::KrVersioningRegistry;
@@ -123,7 +125,7 @@ TEST_F(ObsoleteTypes, AreLoadedAsWhatReplacesThem) {
         }
         // Its place in the content is the same.
         EXPECT_EQ(loaded.objects[0]->getContentID(), KrContentID::createFromWords(7, 1));
-        EXPECT_EQ(motorOf(loaded.objects[1]).pedal.getField()->_getIncomingConnections().size(), 1U);
+        EXPECT_EQ(FieldAccess::getIncomingConnections(*motorOf(loaded.objects[1]).pedal.getField()).size(), 1U);
         for (const auto& type : {kSteamType, kDieselType, kMotorType})
             Registry::unregisterType(type);
         // What still waits has lost nothing.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "kr/core/connections/connection.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
@@ -14,6 +15,7 @@
 
 namespace saved_functions_test {
 
+using KrData::detail::FieldAccess;
 using garage::Extensions;
 using garage::KrFile;
 using garage::KrObject;
@@ -38,7 +40,7 @@ KrConnection& connect(KrSim::KrExtension& source, KrSim::KrExtension& sink) {
 }
 
 KrConnection& connectionTo(const KrSim::KrExtension& sink) {
-    return static_cast<KrConnection&>(*sink.getInput("Push")->_getIncomingConnections().front());
+    return static_cast<KrConnection&>(*FieldAccess::getIncomingConnections(*sink.getInput("Push")).front());
 }
 
 /// Numbers that no text of few digits holds, and all kinds of steps.

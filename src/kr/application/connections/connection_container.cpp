@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_checks.h"
 #include "kr/core/connections/connection_factory.h"
@@ -14,6 +15,8 @@
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+using Kr::detail::ConnectionAccess;
 
 namespace {
 
@@ -99,8 +102,8 @@ std::unique_ptr<Kr::KrConnectionBase> ConnectionContainer::Entry::create(KrData:
         isQueued() ? KrConnectionFactory::_createQueued(&source, &sink, transfers)
                    : KrConnectionFactory::_create(&source, &sink, transfers && !hasFunction));
     if (!made) return nullptr;
-    made->_setUnowned(false);
-    made->_setContentOfOther(true);
+    ConnectionAccess::setUnowned(*made, false);
+    ConnectionAccess::setContentOfOther(*made, true);
     if (!transfers) made->disable(true);
     if (!hasFunction) return made;
     auto* direct =

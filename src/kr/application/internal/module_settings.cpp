@@ -6,6 +6,7 @@
 #include "kr/application/application_config.h"
 #include "kr/application/module_record.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/data/container_access.h"
 #include "kr/data/field_copying.h"
 #include "kr/extension/extension_properties.h"
 #include "kr/extension/factory/extension_factory.h"
@@ -14,6 +15,8 @@
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
+
+using KrData::detail::ContainerAccess;
 
 namespace {
 
@@ -32,7 +35,7 @@ void copySettings(const ModuleRecord& record, KrSimulatorModule& module) {
     for (const auto* each : *record.settings) {
         auto* parameter = KrData::_findCounterpartIn(parameters, *each);
         if (parameter == nullptr) {
-            const auto former = parameters._findDeprecated(each->getID());
+            const auto former = ContainerAccess::findDeprecated(parameters, each->getID());
             if (former != parameters.end()) parameter = *former;
         }
         if (parameter == nullptr || !parameter->copyValue(*each)) {

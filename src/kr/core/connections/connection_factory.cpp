@@ -5,12 +5,14 @@
 #include <utility>
 #include <vector>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_checks.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/data/full_path.h"
 #include "kr/extension/extension.h"
@@ -19,6 +21,7 @@
 
 namespace Kr {
 
+using KrData::detail::FieldAccess;
 using KrData::FieldBase;
 using KrData::Types;
 
@@ -40,7 +43,7 @@ std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool 
 
 /// To a caller who owns it from now on.
 KrConnectionBase* handOut(std::unique_ptr<KrConnectionBase> made) {
-    if (made) made->_setUnowned(true);
+    if (made) detail::ConnectionAccess::setUnowned(*made, true);
     return made.release();
 }
 
@@ -110,12 +113,12 @@ KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBas
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {
     if (source == nullptr || sink == nullptr) return false;
-    const auto outgoing = source->_getOutgoingConnections();
+    const auto outgoing = FieldAccess::getOutgoingConnections(*source);
     std::vector<std::unique_ptr<KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
     ended.reserve(outgoing.size());
     for (auto* connection : outgoing) {
         if (connection->getSink() != sink) continue;
-        if (connection->_isUnowned()) {
+        if (detail::ConnectionAccess::isUnowned(*connection)) {
             ended.emplace_back(connection);
             continue;
         }

@@ -1,10 +1,12 @@
 #include "kr/core/connections/container_connection_functor.h"
 
 #include "kr/core/connections/internal/functor_selection.h"
+#include "kr/data/field_access.h"
 #include "kr/signals/death_watch.h"
 
 namespace Kr {
 
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldBase;
 
@@ -12,7 +14,7 @@ namespace {
 
 /// The child of `container` that is `field` or has it below, or null.
 const FieldBase* childWith(const Container& container, const FieldBase& field) {
-    for (const auto* each = &field; each != nullptr; each = each->_getHolder()) {
+    for (const auto* each = &field; each != nullptr; each = FieldAccess::getHolder(*each)) {
         if (each->getParent() == &container) return each;
     }
     return nullptr;

@@ -5,6 +5,7 @@
 
 #include "kr/core/connections/connection_functor.h"
 #include "kr/core/unnotified_copy.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/data/transfer_function.h"
 
@@ -32,7 +33,8 @@ public:
     /// What a transfer is without the notification: the fields are of one type, and nothing but copying is to be done.
     /// Null where it is more than that.
     [[nodiscard]] UnnotifiedCopy _getUnnotifiedCopy() const {
-        return _function == nullptr ? _getSink()._getUnnotifiedCopy(_getSource()) : nullptr;
+        return _function == nullptr ? KrData::detail::FieldAccess::getUnnotifiedCopy(_getSink(), _getSource())
+                                    : nullptr;
     }
 
 private:

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/data/field_access.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/core/connections/direct_connection_functor.h"
 #include "kr/core/connections/internal/connection_texts.h"
@@ -14,6 +15,8 @@
 #include "kr/signals/death_watch.h"
 
 namespace Kr {
+
+using KrData::detail::FieldAccess;
 
 using KrData::FieldBase;
 using KrData::Types;
@@ -87,7 +90,7 @@ void KrFunctorConnection::_update() {
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
     static constexpr bool kTakesAll = false;
     const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
-    _setUnnotifiedCopy(direct != nullptr ? direct->_getUnnotifiedCopy() : nullptr,
+    _setUnnotifiedCopy(direct != nullptr ? FieldAccess::getUnnotifiedCopy(*direct) : nullptr,
                        getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
 }
 

@@ -1,8 +1,11 @@
 #include "kr/core/connections/vector_connection_functor.h"
 
+#include "kr/data/field_access.h"
 #include "kr/signals/death_watch.h"
 
 namespace Kr {
+
+using KrData::detail::FieldAccess;
 
 namespace {
 /// So many waiting ranges are forgotten even when another connection has not seen them; it compares everything then.
@@ -26,7 +29,7 @@ void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
     _ranges.clear();
     if (isComplete) _ranges = _vector.getChanges();
     // Before the sink takes the items: what its observers change meanwhile is a change of the next transfer.
-    const bool isLast = _connection == nullptr || _vector._isLastRangeReader(*_connection);
+    const bool isLast = _connection == nullptr || FieldAccess::isLastRangeReader(_vector, *_connection);
     if (isLast || _ranges.size() > kManyRanges) _vector.clearChanges();
     _seenChanges = _vector._getChangeCount();
     _isInStep = false;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "kr/core/connection_access.h"
 #include "kr/data/connection_list.h"
 #include "kr/signals/walk_list.h"
 
@@ -11,7 +12,7 @@ namespace KrData::detail {
 /// Tells a connection its place in the list at one of its ends.
 struct SlotSetter {
     void operator()(Kr::KrConnectionBase* connection, std::size_t place) const noexcept {
-        connection->_setSlot(end, static_cast<std::uint32_t>(place));
+        Kr::detail::ConnectionAccess::setSlot(*connection, end, static_cast<std::uint32_t>(place));
     }
     Kr::KrConnectionBase::End end;
 };
@@ -21,7 +22,7 @@ struct ConnectionList::Many : Kr::WalkList<Kr::KrConnectionBase*, SlotSetter> {
     explicit Many(Kr::KrConnectionBase::End itsEnd) noexcept : WalkList(SlotSetter{itsEnd}), end(itsEnd) {}
 
     [[nodiscard]] bool contains(const Kr::KrConnectionBase& connection) const noexcept {
-        const auto slot = connection._getSlot(end);
+        const auto slot = Kr::detail::ConnectionAccess::getSlot(connection, end);
         return slot < places().size() && places()[slot] == &connection;
     }
 

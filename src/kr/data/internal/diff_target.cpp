@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/internal/notification_frame.h"
 
 namespace KrData::detail {
@@ -21,7 +23,7 @@ bool DiffTarget::remove(std::string_view path) {
     auto* field = _find(path);
     if (field == nullptr) return false;
     auto* parent = field->getParent();
-    if (!parent->_mayRemove(1)) return false;
+    if (!ContainerAccess::mayRemove(*parent, 1)) return false;
     parent->_removeField(field);
     delete field;
     return true;
@@ -35,9 +37,9 @@ bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
     std::unique_ptr<FieldBase> copy(recorded._duplicate());
     if (copy == nullptr) return false;
     // Its number stays where it is free; whether it is was noted, so that nothing searches the children.
-    if (_internalIdentifiers.contains(copy->getInternalIdentifier())) copy->_setInternalIdentifier(0);
+    if (_internalIdentifiers.contains(copy->getInternalIdentifier())) FieldAccess::setInternalIdentifier(*copy, 0);
     const NotificationFrame frame(*copy, *copy);
-    if (!parent->_addNumberedField(copy.get(), parent->end())) return false;
+    if (!ContainerAccess::addNumberedField(*parent, copy.get(), parent->end())) return false;
     auto* added = copy.release();
     if (frame.fieldDied() || !_parent.isAlive()) return true;
     _places.try_emplace(id.getNumber(), _parentSize++);
@@ -98,15 +100,15 @@ void DiffTarget::_enter(Container& parent, std::string_view path) {
 bool DiffTarget::_replace(FieldBase& old, const FieldBase& recorded) {
     auto* parent = old.getParent();
     // As many children as before, so that a size range does not matter.
-    if (!parent->_mayRemove(0)) return false;
+    if (!ContainerAccess::mayRemove(*parent, 0)) return false;
     std::unique_ptr<FieldBase> copy(recorded._duplicate());
     if (copy == nullptr) return false;
     copy->setID(old.getID());
-    copy->_setInternalIdentifier(old.getInternalIdentifier());
+    FieldAccess::setInternalIdentifier(*copy, old.getInternalIdentifier());
     const auto place = std::find(parent->begin(), parent->end(), &old) - parent->begin();
     const auto putBack = [&](FieldBase* field) {
         const auto index = std::min<std::ptrdiff_t>(place, parent->end() - parent->begin());
-        return parent->_addNumberedField(field, parent->begin() + index);
+        return ContainerAccess::addNumberedField(*parent, field, parent->begin() + index);
     };
     const NotificationFrame frame(*parent, *parent);
     std::unique_ptr<FieldBase> taken(&old);

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/field_merge.h"
@@ -21,7 +22,7 @@ const Kr::KrID& metaDataId() {
 }
 
 const Container* hiddenOf(const FieldBase& field) {
-    const auto* internal = field._getInternalIfAny();
+    const auto* internal = FieldAccess::getInternalIfAny(field);
     return internal != nullptr ? internal->get() : nullptr;
 }
 
@@ -109,7 +110,7 @@ void takeMetadata(FieldBase& field, const FieldBase& source) {
     const auto* kept = hiddenOf(field);
     const std::unique_ptr<FieldBase> ownData(
         kept != nullptr && (*kept)[ownDataId()].isValid() ? (*kept)[ownDataId()]._duplicate() : nullptr);
-    field._replaceInternal(source._getInternalIfAny());
+    FieldAccess::replaceInternal(field, FieldAccess::getInternalIfAny(source));
     if (hiddenOf(field) != nullptr) field.getInternal().removeField(ownDataId());
     if (ownData) {
         auto* made = field.getInternal().addField(ownDataId(), ownData->getDataType());
@@ -117,7 +118,7 @@ void takeMetadata(FieldBase& field, const FieldBase& source) {
     }
     field.setMetadata(static_cast<eMetadata>(kMarks & ~marks), false);
     field.setMetadata(static_cast<eMetadata>(marks), true);
-    field._notifyPropertyChanged();
+    field._notifyPropertyChangedToParents(field);
 }
 
 void inheritMarks(FieldBase& field, const FieldBase& source, bool isInner) {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
@@ -14,6 +16,9 @@
 #include "kr/extension/object.h"
 
 namespace KrSim::detail {
+
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 
 // --- References and connections ------------------------------------------------------------------------------------
 
@@ -46,11 +51,11 @@ namespace {
 
 void collectFrom(const KrData::FieldBase& field, const Identifier& source, const ToOriginal& toOriginal,
                  ConnectionTable& found) {
-    if (field._hasOutgoingConnections()) {
-        for (const auto* connection : field._getOutgoingConnections()) {
+    if (FieldAccess::hasOutgoingConnections(field)) {
+        for (const auto* connection : FieldAccess::getOutgoingConnections(field)) {
             const auto* sink = connection->getSink();
             const auto to = sink != nullptr ? toOriginal.find(sink->getOwnerExtension()) : toOriginal.end();
-            if (to == toOriginal.end() || connection->_isContentOfOther()) continue;
+            if (to == toOriginal.end() || ConnectionAccess::isContentOfOther(*connection)) continue;
             found.emplace(
                 InnerConnection{source, KrData::_getStoredPath(field), to->second, KrData::_getStoredPath(*sink)},
                 ConnectionSettings::of(*connection));

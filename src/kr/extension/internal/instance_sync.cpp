@@ -6,7 +6,9 @@
 #include <unordered_set>
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/input_output_container.h"
@@ -17,6 +19,9 @@
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
+
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 
 InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values)
     : _instance(instance),
@@ -349,9 +354,9 @@ namespace {
 
 void endConnection(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
     std::vector<std::unique_ptr<Kr::KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
-    for (auto* connection : source._getOutgoingConnections()) {
+    for (auto* connection : FieldAccess::getOutgoingConnections(source)) {
         if (connection->getSink() != &sink) continue;
-        if (connection->_isUnowned()) {
+        if (ConnectionAccess::isUnowned(*connection)) {
             ended.emplace_back(connection);
             continue;
         }

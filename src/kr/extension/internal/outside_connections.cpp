@@ -4,6 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "kr/core/connection_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_copying.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/content_registry.h"
@@ -13,6 +15,9 @@
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
+
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 
 namespace {
 
@@ -30,9 +35,9 @@ KrData::FieldBase* copyInto(std::unique_ptr<KrData::Container>& holder, const Kr
 }
 
 bool isConnected(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
-    const auto connections = source._getOutgoingConnections();
+    const auto connections = FieldAccess::getOutgoingConnections(source);
     return std::any_of(connections.begin(), connections.end(), [&](const auto* connection) {
-        return connection->getSink() == &sink && !connection->_isContentOfOther();
+        return connection->getSink() == &sink && !ConnectionAccess::isContentOfOther(*connection);
     });
 }
 
@@ -64,14 +69,14 @@ struct OutsideConnections::Leaving {
 
     void add(const KrData::FieldBase& field) {
         const auto mayKeep = [&](const Kr::KrConnectionBase& connection) {
-            return connection.isValid() && !connection._isContentOfOther() && connection.getSourceOwner() != nullptr &&
-                   connection.getSinkOwner() != nullptr && isOwn(connection);
+            return connection.isValid() && !ConnectionAccess::isContentOfOther(connection) &&
+                   connection.getSourceOwner() != nullptr && connection.getSinkOwner() != nullptr && isOwn(connection);
         };
-        for (const auto* connection : field._getOutgoingConnections()) {
+        for (const auto* connection : FieldAccess::getOutgoingConnections(field)) {
             if (mayKeep(*connection)) outgoing.push_back(connection);
         }
-        if (field._hasIncomingConnections()) {
-            for (const auto* connection : field._getIncomingConnections()) {
+        if (FieldAccess::hasIncomingConnections(field)) {
+            for (const auto* connection : FieldAccess::getIncomingConnections(field)) {
                 if (mayKeep(*connection)) incoming.push_back(connection);
             }
         }
@@ -123,7 +128,7 @@ void OutsideConnections::_keep(const KrObject& instance, const Kr::KrConnectionB
               .other = isPartSource ? sink : source,
               .isPartSource = isPartSource,
               .isEnabled = connection.isEnabled(),
-              .isOrdering = connection._isRegisteredInSorter(),
+              .isOrdering = ConnectionAccess::isRegisteredInSorter(connection),
               .source = {},
               .sink = {},
               .prototype = {}};
@@ -140,7 +145,7 @@ bool OutsideConnections::Kept::makePrototype(const Kr::KrConnectionBase& connect
     auto* copyOfSource = copyInto(source, *connection.getSource());
     auto* copyOfSink = copyInto(sink, *connection.getSink());
     if (copyOfSource == nullptr || copyOfSink == nullptr) return false;
-    prototype.reset(connection._createBetween(*copyOfSource, *copyOfSink));
+    prototype.reset(ConnectionAccess::createBetween(connection, *copyOfSource, *copyOfSink));
     if (prototype) prototype->disable(true);
     return prototype != nullptr;
 }
@@ -203,7 +208,7 @@ OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const 
     auto& source = kept.isPartSource ? *own : *other;
     auto& sink = kept.isPartSource ? *other : *own;
     if (isConnected(source, sink)) return Outcome::kDone;
-    std::unique_ptr<Kr::KrConnectionBase> made(kept.prototype->_createBetween(source, sink));
+    std::unique_ptr<Kr::KrConnectionBase> made(ConnectionAccess::createBetween(*kept.prototype, source, sink));
     if (!made) return Outcome::kStays;
     auto* connection = made.get();
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();

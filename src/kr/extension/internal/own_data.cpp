@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_loading.h"
 #include "kr/data/stored_path.h"
@@ -12,6 +13,8 @@
 #include "kr/extension/object.h"
 
 namespace KrSim::detail {
+
+using KrData::detail::FieldAccess;
 
 // --- Copies of own fields ------------------------------------------------------------------------------------------
 
@@ -148,7 +151,7 @@ private:
     }
 
     void _layValue(KrData::FieldBase& to, const KrData::FieldBase& from, const std::string& path) {
-        to._takeBits(from);
+        FieldAccess::takeBits(to, from);
         if (to.getDataType() == KrData::Types::kContainer && from.getDataType() == KrData::Types::kContainer &&
             !to.isFieldArray()) {
             KrData::_loadFields(static_cast<KrData::Container&>(to), static_cast<const KrData::Container&>(from));

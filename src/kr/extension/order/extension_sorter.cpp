@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kr/core/base_pointer.h"
+#include "kr/core/connection_access.h"
 #include "kr/core/i_connection_sorter.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/order/internal/sorter_state.h"
@@ -14,6 +15,8 @@
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+using Kr::detail::ConnectionAccess;
 
 namespace {
 
@@ -115,13 +118,21 @@ void makeRoom(std::vector<T>& list) {
     if (list.size() == list.capacity()) list.reserve(std::max<std::size_t>(16, 2 * list.size()));
 }
 
+void setSlot(KrExtension& extension, std::uint32_t slot) noexcept {
+    extension._setSorterSlot(slot);
+}
+
+void setSlot(Kr::KrConnectionBase& connection, std::uint32_t slot) noexcept {
+    ConnectionAccess::setSorterSlot(connection, slot);
+}
+
 /// Closes the gaps; `onMove` is called for every place that changes.
 template <class T, class OnMove>
 void closeGaps(std::vector<T*>& list, const OnMove& onMove) {
     std::uint32_t to = 0;
     for (std::uint32_t from = 0; from < list.size(); ++from) {
         if (list[from] == nullptr) continue;
-        list[from]->_setSorterSlot(to);
+        setSlot(*list[from], to);
         list[to] = list[from];
         onMove(from, to++);
     }
@@ -212,7 +223,8 @@ namespace {
 /// Called on the thread of the connection only.
 detail::ConnectionEnds endsOf(const Kr::KrConnectionBase& connection) {
     if (!connection.isValid()) return {};
-    return {connection.getSourceOwner(), connection.getSinkOwner(), !connection._isExcludedFromOrdering()};
+    return {connection.getSourceOwner(), connection.getSinkOwner(),
+            !ConnectionAccess::isExcludedFromOrdering(connection)};
 }
 
 }  // namespace
@@ -229,8 +241,8 @@ void KrExtensionSorter::_addConnection(Kr::KrConnectionBase* connection) {
         _state->edges.push_back(detail::kUnknown);
         _state->ends.push_back(endsOf(*connection));
         _state->connections.push_back(connection);
-        connection->_setSorterSlot(slot);
-        connection->_setRegisteredInSorter(true);
+        ConnectionAccess::setSorterSlot(*connection, slot);
+        ConnectionAccess::setRegisteredInSorter(*connection, true);
         _state->isBuilt = false;
     }
     const Kr::KrBasePointer life(connection);
@@ -246,15 +258,15 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
     {
         const std::lock_guard lock(_state->mutex);
         if (!_state->isRegistered(*connection)) return;
-        const auto slot = connection->_getSorterSlot();
+        const auto slot = ConnectionAccess::getSorterSlot(*connection);
         _state->markChanged(_state->edges[slot]);
         _state->connections[slot] = nullptr;
         _state->edges[slot] = detail::kUnknown;
         _state->ends[slot] = {};
         ++_state->connectionGapCount;
         _state->closeConnectionGaps();
-        connection->_setSorterSlot(Kr::KrConnectionBase::kNoSlot);
-        connection->_setRegisteredInSorter(false);
+        ConnectionAccess::setSorterSlot(*connection, Kr::KrConnectionBase::kNoSlot);
+        ConnectionAccess::setRegisteredInSorter(*connection, false);
         _state->isBuilt = false;
     }
     _state->notify([&](Listener& listener) { listener.onConnectionRemoved(connection); });
@@ -263,7 +275,7 @@ void KrExtensionSorter::_removeConnection(Kr::KrConnectionBase* connection) {
 void KrExtensionSorter::_onConnectionChanged(const Kr::KrConnectionBase& connection) {
     const std::lock_guard lock(_state->mutex);
     if (!_state->isRegistered(connection)) return;
-    const auto slot = connection._getSorterSlot();
+    const auto slot = ConnectionAccess::getSorterSlot(connection);
     _state->markChanged(_state->edges[slot]);
     _state->edges[slot] = detail::kUnknown;
     _state->ends[slot] = endsOf(connection);
@@ -278,8 +290,8 @@ void KrExtensionSorter::reset() {
     }
     for (auto* connection : _state->connections) {
         if (connection == nullptr) continue;
-        connection->_setSorterSlot(Kr::KrConnectionBase::kNoSlot);
-        connection->_setRegisteredInSorter(false);
+        ConnectionAccess::setSorterSlot(*connection, Kr::KrConnectionBase::kNoSlot);
+        ConnectionAccess::setRegisteredInSorter(*connection, false);
     }
     _state->extensions.clear();
     _state->applicationOf.clear();

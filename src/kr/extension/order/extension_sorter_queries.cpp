@@ -6,7 +6,9 @@
 #include <utility>
 
 #include "kr/core/base_pointer.h"
+#include "kr/core/connection_access.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -15,6 +17,8 @@
 
 namespace KrSim {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using Connections = std::vector<Kr::KrConnectionBase*>;
 
 // --- Connections ---------------------------------------------------------------------------------------------------
@@ -25,12 +29,12 @@ enum Ends : unsigned { kSources = 1, kSinks = 2 };
 
 /// The connections of a field and of all below it; one within them comes once, as a source.
 void collect(const KrData::FieldBase& field, unsigned ends, Connections& found) {
-    if ((ends & kSources) != 0 && field._hasOutgoingConnections()) {
-        const auto outgoing = field._getOutgoingConnections();
+    if ((ends & kSources) != 0 && FieldAccess::hasOutgoingConnections(field)) {
+        const auto outgoing = FieldAccess::getOutgoingConnections(field);
         found.insert(found.end(), outgoing.begin(), outgoing.end());
     }
-    if ((ends & kSinks) != 0 && field._hasIncomingConnections()) {
-        for (auto* connection : field._getIncomingConnections()) {
+    if ((ends & kSinks) != 0 && FieldAccess::hasIncomingConnections(field)) {
+        for (auto* connection : FieldAccess::getIncomingConnections(field)) {
             const bool isWithin =
                 connection->getSource() != nullptr && connection->getSink() != nullptr &&
                 connection->getSource()->getOwnerExtension() == connection->getSink()->getOwnerExtension();
@@ -45,13 +49,13 @@ Connections connectionsOf(const KrExtension* extension, unsigned ends) {
     Connections found;
     if (extension == nullptr) return found;
     collect(extension->getFieldsContainer(), ends, found);
-    std::erase_if(found, [](const auto* connection) { return !connection->_isRegisteredInSorter(); });
+    std::erase_if(found, [](const auto* connection) { return !ConnectionAccess::isRegisteredInSorter(*connection); });
     return found;
 }
 
 bool isAnyRegistered(const Connections& connections) {
     return std::any_of(connections.begin(), connections.end(),
-                       [](const auto* connection) { return connection->_isRegisteredInSorter(); });
+                       [](const auto* connection) { return ConnectionAccess::isRegisteredInSorter(*connection); });
 }
 
 bool isInOrBelow(const KrExtension* extension, const KrObject* object) {
@@ -100,10 +104,12 @@ void KrExtensionSorter::_foreachConnection(const KrExtension* extension, const C
 }
 
 bool KrExtensionSorter::isFieldConnectedAsSource(const KrData::FieldBase* field) const {
-    return field != nullptr && field->_hasOutgoingConnections() && isAnyRegistered(field->_getOutgoingConnections());
+    return field != nullptr && FieldAccess::hasOutgoingConnections(*field) &&
+           isAnyRegistered(FieldAccess::getOutgoingConnections(*field));
 }
 bool KrExtensionSorter::isFieldConnectedAsSink(const KrData::FieldBase* field) const {
-    return field != nullptr && field->_hasIncomingConnections() && isAnyRegistered(field->_getIncomingConnections());
+    return field != nullptr && FieldAccess::hasIncomingConnections(*field) &&
+           isAnyRegistered(FieldAccess::getIncomingConnections(*field));
 }
 void KrExtensionSorter::destroyConnections(KrData::FieldBase* field) {
     if (field == nullptr) return;
@@ -113,7 +119,7 @@ void KrExtensionSorter::destroyConnections(KrData::FieldBase* field) {
     // A connection may be listed twice, and listeners of its end may destroy others.
     const std::vector<Kr::KrBasePointer> living(found.begin(), found.end());
     for (std::size_t i = 0; i < living.size(); ++i) {
-        if (living[i].get() != nullptr && found[i]->_isUnowned()) delete found[i];
+        if (living[i].get() != nullptr && ConnectionAccess::isUnowned(*found[i])) delete found[i];
     }
 }
 

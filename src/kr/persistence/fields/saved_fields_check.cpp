@@ -8,11 +8,13 @@
 #include <utility>
 
 #include "kr/core/enum.h"
+#include "kr/data/container_access.h"
 #include "kr/data/value_traits.h"
 #include "kr/platform/nearest_name.h"
 
 namespace KrPersistence::detail {
 
+using KrData::detail::ContainerAccess;
 using KrData::Container;
 using KrData::FieldArrayBase;
 using KrData::FieldBase;
@@ -188,7 +190,7 @@ void SavedFieldsCheck::_compareRange(const KrData::Field<T>& saved, const KrData
 
 void SavedFieldsCheck::_checkName(const FieldBase& saved, const Container& declared) {
     const bool isDoubtful = _names == eNames::kAll || (_names == eNames::kStatic && !saved.isDynamic());
-    if (!isDoubtful || declared._findDeprecated(saved.getID()) != declared.end()) return;
+    if (!isDoubtful || ContainerAccess::findDeprecated(declared, saved.getID()) != declared.end()) return;
     std::vector<std::string> names;
     for (const auto* each : declared)
         names.push_back(each->getID().str());

@@ -4,11 +4,15 @@
 #include <utility>
 
 #include "kr/data/container.h"
+#include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector_base.h"
 
 namespace Kr::detail {
 
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldBase;
 using KrData::Types;
@@ -37,8 +41,8 @@ std::unique_ptr<FieldBase> makeCopyOf(const FieldBase& value) {
         if (!made) continue;
         made->_setDynamic(true);
         made->setID(child->getID());
-        made->_setInternalIdentifier(0);
-        if (copy->_addNumberedField(made.get(), copy->end())) static_cast<void>(made.release());
+        FieldAccess::setInternalIdentifier(*made, 0);
+        if (ContainerAccess::addNumberedField(*copy, made.get(), copy->end())) static_cast<void>(made.release());
     }
     return copy;
 }
@@ -79,7 +83,7 @@ bool updateCopy(FieldBase& copy, const FieldBase& value) {
             return copy.copyValue(value);
         default:
             if (!copy.copyValue(value)) return false;
-            copy._takeBits(value);
+            FieldAccess::takeBits(copy, value);
             return true;
     }
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kr/application/context/application_context.h"
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/object.h"
@@ -100,7 +101,7 @@ struct KrExtensionSorter::State {
     void closeExtensionGaps();
     void closeConnectionGaps();
     [[nodiscard]] bool isRegistered(const Kr::KrConnectionBase& connection) const noexcept {
-        const auto slot = connection._getSorterSlot();
+        const auto slot = Kr::detail::ConnectionAccess::getSorterSlot(connection);
         return slot < connections.size() && connections[slot] == &connection;
     }
 };

@@ -8,7 +8,9 @@
 
 #include "kr/content/content_reference.h"
 #include "kr/core/enum.h"
+#include "kr/data/container_access.h"
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/proxy.h"
@@ -19,6 +21,8 @@
 
 namespace KrPersistence::detail {
 
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
 using Dimension = Kr::KrPhysicalDimension::ePhysicalDimension;
@@ -79,7 +83,8 @@ public:
 
     /// The number itself, or 0 when a child has it already.
     [[nodiscard]] std::uint32_t take(std::uint32_t number) {
-        if (number >= _container._getNextInternalIdentifier()) return number;  // the usual case: they rise
+        if (number >= ContainerAccess::getNextInternalIdentifier(_container))
+            return number;  // the usual case: they rise
         if (!_isCollected) {
             for (const auto* child : _container)
                 _taken.insert(child->getInternalIdentifier());
@@ -190,7 +195,7 @@ void FieldReader::_readProperties(FieldBase& field, std::uint32_t usualNumber) {
     static const ArchiveReader::ChoiceParser parse = numberOfDimension;
     static const ArchiveReader::ChoiceList choices = namesOfDimensions;
     _reader.readIf("InternalIdentifier", usualNumber);
-    field._setInternalIdentifier(usualNumber);
+    FieldAccess::setInternalIdentifier(field, usualNumber);
     _reader.optional("Description", [&] { field.setDescription(std::string(_reader.readRepeated("Description"))); });
     _reader.optional("PhysicalDimension", [&] {
         const int number = _reader.readChoice("PhysicalDimension", parse, choices);
@@ -201,7 +206,7 @@ void FieldReader::_readProperties(FieldBase& field, std::uint32_t usualNumber) {
     });
     bool isForcing = false;
     _reader.readIf("forceObservers", isForcing);
-    if (isForcing) field._setForcingObservers(true);
+    if (isForcing) FieldAccess::setForcingObservers(field, true);
     bool isDynamic = false;
     _reader.readIf("Dynamic", isDynamic);
     isDynamic = isDynamic || _hiddenDepth != 0;
@@ -226,12 +231,12 @@ void FieldReader::_readChildren(std::string_view listName, std::string_view item
     _reader.sequence(listName, [&](std::size_t) {
         auto child = _readField(itemName, container.getFieldType(), usualNumber, &container);
         const auto number = numbers.take(child->getInternalIdentifier());
-        const auto next = number != 0 ? number : container._getNextInternalIdentifier();
+        const auto next = number != 0 ? number : ContainerAccess::getNextInternalIdentifier(container);
         if (next == kLastInternalIdentifier) {
             fail("has a child '" + child->getID().str() + "' whose internal identifier is out of range");
         }
-        child->_setInternalIdentifier(next);
-        if (!container._addNumberedField(child.get(), container.end())) {
+        FieldAccess::setInternalIdentifier(*child, next);
+        if (!ContainerAccess::addNumberedField(container, child.get(), container.end())) {
             fail("takes no child '" + child->getID().str() + "'");
         }
         static_cast<void>(child.release());

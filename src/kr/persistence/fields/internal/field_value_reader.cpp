@@ -9,6 +9,7 @@
 
 #include "kr/content/content_reference.h"
 #include "kr/content/i_content_resolver.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_reference.h"
 #include "kr/data/proxy.h"
@@ -16,6 +17,7 @@
 
 namespace KrPersistence::detail {
 
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldReference;
 
@@ -119,7 +121,7 @@ bool FieldValueReader::_readLeaf(Types::DataTypeEnum type, const Kr::KrID& id, F
         return addLinks(static_cast<KrData::Proxy&>(*field), static_cast<KrData::Proxy&>(*made));
     }
     // Not set but copied: a setter would clamp the value.
-    field->_takeBits(*made);
+    FieldAccess::takeBits(*field, *made);
     return field->copyValue(*made);
 }
 

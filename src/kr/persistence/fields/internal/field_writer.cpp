@@ -10,6 +10,7 @@
 #include "kr/content/i_content_resolver.h"
 #include "kr/core/enum.h"
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/stored_path.h"
@@ -18,6 +19,7 @@
 
 namespace KrPersistence::detail {
 
+using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
 
@@ -126,9 +128,9 @@ void FieldWriter::_writeProperties(const FieldBase& field, std::uint32_t usualNu
         _writer.writeChoice("PhysicalDimension", dimension, named.toString());
     });
     // Copies of hidden fields are always dynamic and not observed.
-    _writer.writeIf(_hiddenDepth == 0 && field._isForcingObservers(), "forceObservers", true);
+    _writer.writeIf(_hiddenDepth == 0 && FieldAccess::isForcingObservers(field), "forceObservers", true);
     _writer.writeIf(_hiddenDepth == 0 && field.isDynamic(), "Dynamic", true);
-    const auto* internal = field._getInternalIfAny();
+    const auto* internal = FieldAccess::getInternalIfAny(field);
     const auto* hidden = internal != nullptr ? internal->get() : nullptr;
     _writer.optional(hidden != nullptr && !hidden->empty(), "Metadata", [&] {
         ++_hiddenDepth;

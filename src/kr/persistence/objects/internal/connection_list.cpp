@@ -7,9 +7,11 @@
 #include <tuple>
 #include <utility>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
+#include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
@@ -22,6 +24,9 @@
 #include "kr/platform/log.h"
 
 namespace KrPersistence::detail {
+
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 
 namespace {
 
@@ -97,8 +102,8 @@ public:
 
 private:
     void _add(const KrData::FieldBase& field) {
-        if (field._hasIncomingConnections()) {
-            for (const auto* connection : field._getIncomingConnections())
+        if (FieldAccess::hasIncomingConnections(field)) {
+            for (const auto* connection : FieldAccess::getIncomingConnections(field))
                 _add(*connection, field);
         }
         for (const auto* child : field.getChildren())
@@ -108,7 +113,9 @@ private:
     void _add(const Kr::KrConnectionBase& connection, const KrData::FieldBase& sinkField) {
         const auto* source = connection.getSourceOwner();
         const auto* sink = connection.getSinkOwner();
-        if (!connection.isValid() || connection._isContentOfOther() || source == nullptr || sink == nullptr) return;
+        if (!connection.isValid() || ConnectionAccess::isContentOfOther(connection) || source == nullptr ||
+            sink == nullptr)
+            return;
         ConnectionRecord record;
         record.source = ConnectionEnd(_identity(source->getContentID()));
         record.sourceField = KrData::_getStoredPath(*connection.getSource());
@@ -116,10 +123,11 @@ private:
         record.sinkField = KrData::_getStoredPath(sinkField);
         record.isQueued = connection.isOfClassType(Kr::KrSimQueuedConnection::getClassType());
         record.isDisabled = !connection.isEnabled();
-        record.isUnordered = record.isDisabled && !connection._isRegisteredInSorter();
+        record.isUnordered = record.isDisabled && !ConnectionAccess::isRegisteredInSorter(connection);
         _functions.note(connection, record,
                         [&] { return describe(*connection.getSource()) + " -> " + describe(*connection.getSink()); });
-        _found.push_back({std::move(record), connection._getSlot(Kr::KrConnectionBase::End::kSource)});
+        _found.push_back(
+            {std::move(record), ConnectionAccess::getSlot(connection, Kr::KrConnectionBase::End::kSource)});
     }
 
     void _add(const KrSim::KrWaitingConnection& waiting) {

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <memory>
 
+#include "kr/core/connection_access.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
@@ -14,6 +16,8 @@
 
 namespace KrPersistence::detail {
 
+using Kr::detail::ConnectionAccess;
+using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 
 std::size_t ConnectionRestorer::Hash::operator()(const Ends& ends) const noexcept {
@@ -24,9 +28,9 @@ std::size_t ConnectionRestorer::Hash::operator()(const Ends& ends) const noexcep
 ConnectionRestorer::ConnectionRestorer(Find find, When when) : _find(std::move(find)), _when(when) {}
 
 void ConnectionRestorer::_note(KrData::FieldBase& field) {
-    if (field._hasIncomingConnections()) {
-        for (const auto* connection : field._getIncomingConnections())
-            if (!connection->_isContentOfOther()) _connected.insert({connection->getSource(), &field});
+    if (FieldAccess::hasIncomingConnections(field)) {
+        for (const auto* connection : FieldAccess::getIncomingConnections(field))
+            if (!ConnectionAccess::isContentOfOther(*connection)) _connected.insert({connection->getSource(), &field});
     }
     for (auto* child : field.getChildren())
         _note(*child);
@@ -39,9 +43,10 @@ void ConnectionRestorer::note(const std::vector<Kr::KrSmartPtr<KrExtension>>& ex
 
 bool ConnectionRestorer::_isThere(const Ends& ends) const {
     if (_when == When::kLoading) return !_connected.empty() && _connected.count(ends) != 0;
-    const auto connections = ends.source->_getOutgoingConnections();
-    return std::any_of(connections.begin(), connections.end(),
-                       [&](const auto* each) { return each->getSink() == ends.sink && !each->_isContentOfOther(); });
+    const auto connections = FieldAccess::getOutgoingConnections(*ends.source);
+    return std::any_of(connections.begin(), connections.end(), [&](const auto* each) {
+        return each->getSink() == ends.sink && !ConnectionAccess::isContentOfOther(*each);
+    });
 }
 
 bool ConnectionRestorer::restore(const ConnectionRecord& record) {

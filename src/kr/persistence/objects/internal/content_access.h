@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "kr/data/field_access.h"
+
 #include "kr/extension/object.h"
 
 namespace KrPersistence::detail {
@@ -33,7 +35,8 @@ inline std::string describePath(const KrSim::KrExtension& extension) {
 
 /// Copies the properties of a field other than its value.
 inline void takeMarks(KrData::FieldBase& field, const KrData::FieldBase& source) {
-    if (const auto* internal = source._getInternalIfAny()) field._replaceInternal(internal);
+    if (const auto* internal = KrData::detail::FieldAccess::getInternalIfAny(source))
+        KrData::detail::FieldAccess::replaceInternal(field, internal);
     if (!source.getDescription().empty()) field.setDescription(source.getDescription());
 }
 

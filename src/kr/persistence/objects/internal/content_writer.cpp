@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kr/data/extension_field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/i_extension.h"
@@ -26,6 +27,7 @@
 
 namespace KrPersistence::detail {
 
+using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 using KrSim::KrObject;
 
@@ -42,7 +44,7 @@ std::string getData(const KrExtension& extension) {
 }
 
 bool hasMarks(const KrData::FieldBase& field) {
-    const auto* internal = field._getInternalIfAny();
+    const auto* internal = FieldAccess::getInternalIfAny(field);
     return (internal != nullptr && internal->get() != nullptr) || !field.getDescription().empty();
 }
 
@@ -204,7 +206,7 @@ void ContentWriter::_writeNameMarks(const KrExtension& extension) {
     }
     const std::unique_ptr<KrData::FieldBase> copy(name._duplicate());
     copy->_setDynamic(name.isDynamic());
-    copy->_setForcingObservers(name._isForcingObservers());
+    FieldAccess::setForcingObservers(*copy, FieldAccess::isForcingObservers(name));
     KrSim::OwnRecord::addTo(*copy, *own->second);
     _writer.optional(true, kNameMarks, [&] { writeField(_writer, kNameMarks, *copy); });
 }

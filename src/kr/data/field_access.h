@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "kr/data/field_base.h"
+
+namespace KrData::detail {
+
+/// What the framework asks of a field beside its public face; field_base.h says what each function does.
+struct FieldAccess {
+    // Connections and proxies
+    static auto getIncomingConnections(const FieldBase& field) { return field._getIncomingConnections(); }
+    static auto getOutgoingConnections(const FieldBase& field) { return field._getOutgoingConnections(); }
+    static bool hasIncomingConnections(const FieldBase& field) noexcept { return field._hasIncomingConnections(); }
+    static bool hasOutgoingConnections(const FieldBase& field) noexcept { return field._has(FieldBase::kHasOutgoing); }
+    static bool isLastRangeReader(const FieldBase& field, const Kr::KrConnectionBase& connection) noexcept {
+        return field._isLastRangeReader(connection);
+    }
+    static auto getUnnotifiedCopy(const FieldBase& field, const FieldBase& source) {
+        return field._getUnnotifiedCopy(source);
+    }
+    static void addProxy(FieldBase& field, Proxy* proxy) { field._addProxy(proxy); }
+    static void removeProxy(FieldBase& field, Proxy* proxy) { field._removeProxy(proxy); }
+    static auto getProxies(const FieldBase& field) { return field._getProxies(); }
+
+    // State and place
+    static bool isOwnerActive(const FieldBase& field) noexcept { return field._has(FieldBase::kOwnerIsActive); }
+    static bool isApplicationModeEditing(const FieldBase& field) noexcept {
+        return field._has(FieldBase::kModeIsEditing);
+    }
+    static bool isForcingObservers(const FieldBase& field) noexcept { return field._has(FieldBase::kForceObservers); }
+    static void setAlwaysNotifyLocally(FieldBase& field, bool always) { field._setAlwaysNotifyLocally(always); }
+    static IFieldOwner* getFieldOwner(const FieldBase& field) { return field._getFieldOwner(); }
+    static const FieldBase* getHolder(const FieldBase& field) noexcept { return field._getHolder(); }
+    static const auto& getLiveness(const FieldBase& field) { return field._getLiveness(); }
+
+    // Loading and cloning
+    static void setTreatedAsDynamic(const FieldBase& field, bool on) noexcept { field._setTreatedAsDynamic(on); }
+    /// Sets the bit of this field alone, whatever its descendants have.
+    static void setForcingObservers(const FieldBase& field, bool forcing) noexcept {
+        field._setState(FieldBase::kForceObservers, forcing);
+    }
+    static void takeBits(FieldBase& field, const FieldBase& source) { field._takeBits(source); }
+    static void takeDeclaration(FieldBase& field, const FieldBase& source) { field._takeDeclaration(source); }
+    static void setInternalIdentifier(FieldBase& field, std::uint32_t identifier) noexcept {
+        field._setInternalIdentifier(identifier);
+    }
+    static FieldInternal* getInternalIfAny(const FieldBase& field) noexcept { return field._getInternalIfAny(); }
+    static void replaceInternal(FieldBase& field, const FieldInternal* source) { field._replaceInternal(source); }
+    static void notifyObservers(const FieldBase& field, const FieldBase& changed) { field._notifyObservers(changed); }
+};
+
+}  // namespace KrData::detail
