@@ -71,6 +71,8 @@ public:
     [[nodiscard]] ContainerDiff* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] ContainerDiff* clone(Container* parent) const override;
     void _cloneFrom(const FieldBase& source) override;
+
+protected:
     /// Always false: the arrays are part of the difference.
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
 

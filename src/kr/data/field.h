@@ -91,13 +91,13 @@ public:
     bool getRawValue(void* out) const override;
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
-    [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const override;
     /// Takes minimum, maximum and whether they count, as they are.
     void _copyRange(const Field& source);
     /// For loading, before anything refers to the field: stores the value exactly, also -0.0 instead of 0.0.
     void _initializeValue(const T& value) { _value = value; }
 
 protected:
+    [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const override;
     /// For derived classes that copy and notify in the same way as this class.
     [[nodiscard]] Kr::UnnotifiedCopy _getOwnUnnotifiedCopy(const FieldBase& source) const;
     /// For derived classes that add themselves to their parent when they are complete.

@@ -47,7 +47,6 @@ public:
 
     /// Whether both are of the same kind: equal data types and, for arrays, equal item classes.
     [[nodiscard]] static bool _areSameKind(const FieldBase& first, const FieldBase& second);
-    [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     void _cloneFrom(const FieldBase& source) override;
     /// A new item as the array makes them, owned by the caller: it has the ranges that the class of the items sets.
     [[nodiscard]] std::unique_ptr<FieldBase> makeSampleItem() const {
@@ -57,6 +56,7 @@ public:
 protected:
     FieldArrayBase(const Kr::KrID& id, Types::FieldTypeEnum fieldType);
 
+    [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     /// A new item, without parent.
     [[nodiscard]] virtual FieldBase* _makeItem(const Kr::KrID& id) const = 0;
     [[nodiscard]] virtual bool _isItem(const FieldBase& field) const = 0;

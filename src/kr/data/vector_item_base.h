@@ -32,11 +32,12 @@ public:
     bool copyValue(const FieldBase& source) override;
     [[nodiscard]] KrSim::KrExtension* getOwnerExtension() const override;
     [[nodiscard]] Types::FieldTypeEnum getFieldType() const override;
-    [[nodiscard]] IFieldOwner* _getFieldOwner() const override;
-    [[nodiscard]] const FieldBase* _getHolder() const noexcept override;
 
 protected:
     VectorItemBase(VectorBase& vector, std::size_t index);
+
+    [[nodiscard]] IFieldOwner* _getFieldOwner() const override;
+    [[nodiscard]] const FieldBase* _getHolder() const noexcept override;
 
 private:
     FieldReference _vector;

@@ -80,9 +80,9 @@ public:
 
     // --- The field -------------------------------------------------------------------------------------------------
     [[nodiscard]] KrSim::KrExtension* getOwnerExtension() const override { return &_owner; }
-    [[nodiscard]] bool _mayRemove(std::size_t count) const override;
 
 private:
+    [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     [[nodiscard]] bool _accepts(const KrData::FieldBase& field) const override;
     [[nodiscard]] KrData::IFieldOwner* _getFieldOwner() const override;
     void _onOutputCountsChanged(int connectedDelta, int watchedDelta) override;

@@ -45,12 +45,14 @@ public:
         if (_handle != nullptr) _handle->_field = nullptr;
         this->_detachFromEverything();
     }
+
+private:
+    friend class TypedField<T>;
+
     [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const KrData::FieldBase& source) const override {
         return this->_getOwnUnnotifiedCopy(source);
     }
 
-private:
-    friend class TypedField<T>;
     TypedField<T>* _handle{nullptr};
 };
 

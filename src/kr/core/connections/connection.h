@@ -53,11 +53,13 @@ class KR_API KrConnection final : public KrFunctorConnection {
     /// Whether the kinds of the fields fit, independent of their roles. False for null.
     [[nodiscard]] static bool areFieldsCompatible(const KrData::FieldBase* source, const KrData::FieldBase* sink);
 
-    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
     /// The function, data or code; empty without one.
     [[nodiscard]] DirectConnectionFunctor::TransferFunction _copyTransferFunction() const;
     /// For loading and cloning: setTransferFunction without a transfer.
     bool _restoreTransferFunction(DirectConnectionFunctor::TransferFunction function);
+
+private:
+    [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
 };
 
 }  // namespace Kr

@@ -18,6 +18,7 @@ class KR_API FieldBaseToProxyConnection final : public ProxyConnection {
     /// As KrConnection::init; null leaves it invalid.
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
+private:
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
 };
 

@@ -30,9 +30,6 @@ class KR_API KrFunctorConnection : public KrConnectionBase {
     void disable(bool leaveSorter) final;
     void transferValue(const KrData::FieldBase& changed) final;
 
-    void _onFieldDestroyed(const KrData::FieldBase& field) final;
-    void _onFieldMoved() final;
-
 protected:
     /// Whether the roles of the fields must fit (the table of KrConnection), or are not checked.
     enum class Roles : std::uint8_t { kChecked, kAny };
@@ -58,6 +55,8 @@ protected:
     void _update();
 
 private:
+    void _onFieldDestroyed(const KrData::FieldBase& field) final;
+    void _onFieldMoved() final;
     [[nodiscard]] bool _isGateOpen() const;
 
     Roles _roles{Roles::kChecked};

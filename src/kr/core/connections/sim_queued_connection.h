@@ -30,6 +30,7 @@ class KR_API KrSimQueuedConnection final : public KrFunctorConnection {
     /// As KrConnection::init; null leaves it invalid.
     bool init(KrData::FieldBase* source, KrData::FieldBase* sink, bool transferNow = true);
 
+private:
     [[nodiscard]] KrConnectionBase* _createBetween(KrData::FieldBase& source, KrData::FieldBase& sink) const override;
     [[nodiscard]] bool _isExcludedFromOrdering() const noexcept override { return true; }
 };
