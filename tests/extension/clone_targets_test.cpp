@@ -23,11 +23,11 @@
 
 namespace clone_targets_test {
 
-using Kr::detail::ConnectionAccess;
-using KrData::detail::FieldAccess;
 using Kr::KrConnectionFactory;
 using Kr::KrSmartPtr;
+using Kr::detail::ConnectionAccess;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 using KrSim::KrObject;
 using test_support::LogCapture;

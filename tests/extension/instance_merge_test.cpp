@@ -18,10 +18,10 @@
 
 namespace instance_merge_test {
 
-using KrData::detail::FieldAccess;
 using Kr::KrConnectionFactory;
 using Kr::KrSmartPtr;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 using KrSim::KrContentID;
 using KrSim::KrExtension;
 using KrSim::KrObject;

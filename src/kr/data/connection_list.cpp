@@ -8,8 +8,8 @@
 
 namespace KrData::detail {
 
-using Kr::detail::ConnectionAccess;
 using Kr::KrConnectionBase;
+using Kr::detail::ConnectionAccess;
 
 ConnectionList::~ConnectionList() {
     delete many();

@@ -8,10 +8,10 @@
 
 namespace field_hostile_test {
 
-using KrData::detail::FieldAccess;
 using field_trees::Binary;
 using KrData::Container;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 using testing::HasSubstr;
 
 /// The text of what reading throws, empty when it throws nothing.

@@ -15,11 +15,11 @@
 
 namespace field_trees {
 
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
 using KrData::FieldBase;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 
 namespace {
 

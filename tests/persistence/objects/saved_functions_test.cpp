@@ -15,7 +15,6 @@
 
 namespace saved_functions_test {
 
-using KrData::detail::FieldAccess;
 using garage::Extensions;
 using garage::KrFile;
 using garage::KrObject;
@@ -27,6 +26,7 @@ using garage::save;
 using Kr::KrConnection;
 using KrData::TransferFunction;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 using test_support::areSame;
 using test_support::LogCapture;
 using testing::ElementsAre;

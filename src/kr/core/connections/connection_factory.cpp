@@ -21,9 +21,9 @@
 
 namespace Kr {
 
-using KrData::detail::FieldAccess;
 using KrData::FieldBase;
 using KrData::Types;
+using KrData::detail::FieldAccess;
 
 namespace {
 

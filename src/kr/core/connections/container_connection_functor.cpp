@@ -6,9 +6,9 @@
 
 namespace Kr {
 
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldBase;
+using KrData::detail::FieldAccess;
 
 namespace {
 

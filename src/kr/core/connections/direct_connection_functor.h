@@ -4,8 +4,6 @@
 #include <memory>
 
 #include "kr/core/connections/connection_functor.h"
-#include "kr/core/unnotified_copy.h"
-#include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/data/transfer_function.h"
 
@@ -29,13 +27,6 @@ public:
     }
 
     void transfer(const KrData::FieldBase& changed) override;
-
-    /// What a transfer is without the notification: the fields are of one type, and nothing but copying is to be done.
-    /// Null where it is more than that.
-    [[nodiscard]] UnnotifiedCopy _getUnnotifiedCopy() const {
-        return _function == nullptr ? KrData::detail::FieldAccess::getUnnotifiedCopy(_getSink(), _getSource())
-                                    : nullptr;
-    }
 
 private:
     std::shared_ptr<const TransferFunction> _function;  // shared with a call under way, which may replace it

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "kr/data/field_access.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/core/connections/direct_connection_functor.h"
 #include "kr/core/connections/internal/connection_texts.h"
 #include "kr/core/connections/internal/functor_selection.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/order/extension_sorter.h"
@@ -15,8 +15,6 @@
 #include "kr/signals/death_watch.h"
 
 namespace Kr {
-
-using KrData::detail::FieldAccess;
 
 using KrData::FieldBase;
 using KrData::Types;
@@ -90,7 +88,8 @@ void KrFunctorConnection::_update() {
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
     static constexpr bool kTakesAll = false;
     const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
-    _setUnnotifiedCopy(direct != nullptr ? FieldAccess::getUnnotifiedCopy(*direct) : nullptr,
+    const bool isCopy = direct != nullptr && !direct->hasTransferFunction();
+    _setUnnotifiedCopy(isCopy ? KrData::detail::FieldAccess::getUnnotifiedCopy(*getSink(), *getSource()) : nullptr,
                        getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
 }
 

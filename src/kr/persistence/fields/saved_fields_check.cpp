@@ -14,12 +14,12 @@
 
 namespace KrPersistence::detail {
 
-using KrData::detail::ContainerAccess;
 using KrData::Container;
 using KrData::FieldArrayBase;
 using KrData::FieldBase;
 using KrData::Types;
 using KrData::ValueTraits;
+using KrData::detail::ContainerAccess;
 
 namespace {
 

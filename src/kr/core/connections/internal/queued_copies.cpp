@@ -11,11 +11,11 @@
 
 namespace Kr::detail {
 
-using KrData::detail::ContainerAccess;
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldBase;
 using KrData::Types;
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 
 // --- Copies of values ----------------------------------------------------------------------------------------------
 

@@ -21,10 +21,10 @@
 
 namespace KrPersistence::detail {
 
-using KrData::detail::ContainerAccess;
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
+using KrData::detail::ContainerAccess;
+using KrData::detail::FieldAccess;
 using Dimension = Kr::KrPhysicalDimension::ePhysicalDimension;
 
 namespace {

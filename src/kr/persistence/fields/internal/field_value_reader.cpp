@@ -17,9 +17,9 @@
 
 namespace KrPersistence::detail {
 
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::FieldReference;
+using KrData::detail::FieldAccess;
 
 namespace {
 

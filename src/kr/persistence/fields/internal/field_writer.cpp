@@ -19,9 +19,9 @@
 
 namespace KrPersistence::detail {
 
-using KrData::detail::FieldAccess;
 using KrData::Container;
 using KrData::Field;
+using KrData::detail::FieldAccess;
 
 namespace {
 
