@@ -83,8 +83,8 @@ private:
 
 /// An array of items of one class: `FieldArray<Field<double>>`, or of a subclass of Container.
 ///
-/// A class of items can be made from an identifier alone and answers its own class to `_duplicate()`; where it does
-/// not, copies are made anew and get the values of the children that both have.
+/// A class of items has a constructor with an identifier only and returns its own class from `_duplicate()`; otherwise
+/// copies are created and get the values of the children that both have.
 /// Thread: application. Ownership: the array owns its items; remove() gives one to the caller.
 template <class Item>
 class FieldArray : public FieldArrayBase {

@@ -49,7 +49,7 @@ private:
     Buffer _buffer;
 };
 
-/// An input stream over a text that it does not copy: the text must stay as it is while it is read.
+/// An input stream over a text that it does not copy: the text must not change while it is read.
 class ViewStream final : public std::istream {
 public:
     explicit ViewStream(std::string_view text, std::ios::openmode = std::ios::in) : std::istream(nullptr) {

@@ -28,8 +28,8 @@ public:
     void clear() noexcept;
 
 private:
-    /// The numbers of one base name. All below next are given out, but for those that came back and those that stand in
-    /// a name that was added as it is. So a thousand wheels cost no thousand texts.
+    /// The numbers of one base name. All below `next` are used, except freed ones and those that are part of a name
+    /// that was added unchanged. So a thousand wheels cost no thousand texts.
     struct Numbers {
         std::uint64_t next{2};
         std::set<std::uint64_t> freed;
@@ -44,7 +44,7 @@ private:
     template <class Map>
     [[nodiscard]] static auto* _findNumbers(Map& all, const std::string& name, std::uint64_t& number);
 
-    /// Lets parts of texts be looked for without a copy.
+    /// Allows searching parts of texts without a copy.
     struct Hash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }

@@ -9,14 +9,14 @@
 
 namespace KrSim::detail {
 
-/// What a sender waits on.
+/// The signal that a blocking sender waits for.
 class DoneSignal : public std::enable_shared_from_this<DoneSignal> {
 public:
     enum class eState { kPending, kHandled, kDropped };
 
     explicit DoneSignal(bool automatic) noexcept : isAutomatic(automatic) {}
 
-    /// The first state stays.
+    /// The first state is kept.
     void raise(eState state) noexcept {
         // Notified under the lock: the waiting thread may free the signal as soon as it sees the state.
         const std::lock_guard lock(_mutex);
@@ -24,7 +24,7 @@ public:
         _state = state;
         _raised.notify_all();
     }
-    /// Pending when the time is over; without waiting for 0. Longer than any run where the time is no number.
+    /// Returns pending when the time is over; does not wait for 0. NaN waits longer than any run.
     [[nodiscard]] eState waitFor(double seconds) {
         const auto isRaised = [this] { return _state != eState::kPending; };
         std::unique_lock lock(_mutex);

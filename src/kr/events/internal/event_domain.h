@@ -8,30 +8,30 @@
 
 namespace KrSim::detail {
 
-/// What an event manager has at the dispatcher: its callbacks and, when it is that of an application, its queue.
+/// The part of an event manager in the dispatcher: its callbacks and, for the manager of an application, its queue.
 ///
-/// Never destroyed but used again by a later manager, since a delivery on another thread may hold its address at the
+/// Never destroyed but reused by a later manager, since a delivery on another thread may have its address at the
 /// very moment when the manager dies.
 /// Thread: any. The domain of an application has its callbacks called for events of its own queue, by the owner of that
 /// queue, and for immediate sends by their sender. An event of no application, and one that concerns all, is put into
 /// the queue when another thread delivers it.
 class EventDomain final : public KrSimEventListener {
 public:
-    /// A free one, or a new one.
+    /// A free domain, or a new one.
     [[nodiscard]] static EventDomain& acquire();
-    /// Ends all registrations, and waits for the deliveries of other threads that are inside.
+    /// Ends all registrations, and waits for deliveries in progress on other threads.
     void release() noexcept;
 
-    /// An application owns the manager. Before the first registration.
+    /// Sets that an application owns the manager. Before the first registration.
     void bind();
     [[nodiscard]] bool isOfApplication() const noexcept { return _queue.number.load(std::memory_order_relaxed) != 0; }
     [[nodiscard]] LocalQueue& getQueue() noexcept { return _queue; }
     [[nodiscard]] CallbackTable& getCallbacks() noexcept { return _callbacks; }
 
     void onSimEvent(const KrSimEvent& event) override;
-    /// An event that was put into the queue of this application.
+    /// Delivers an event that was put into the queue of this application.
     void deliverForwarded(const KrSimEvent& event, unsigned application, ThreadEvents& self);
-    /// Whether the stop of an application that comes from another one is for this one, too.
+    /// Whether a stop event of another application stops this one, too.
     void acceptStops(bool accept) noexcept { _acceptsStops.store(accept, std::memory_order_relaxed); }
 
 private:

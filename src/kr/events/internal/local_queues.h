@@ -24,7 +24,7 @@ struct EventBuffer {
     EventBatch events;
     EventBatch spare;
 
-    /// Under the lock of the queue.
+    /// Call it under the lock of the queue.
     [[nodiscard]] EventBatch take() noexcept {
         EventBatch batch = std::exchange(spare, {});
         std::swap(batch, events);
@@ -36,17 +36,17 @@ struct EventBuffer {
     }
 };
 
-/// What one processing delivers: first what the deliveries of other queues have handed over.
+/// The events of one processing: first those forwarded by the deliveries of other queues.
 struct EventBatches {
     EventBatch forwarded;
     EventBatch local;
     unsigned application{0};  // the queue's when they were taken out
 };
 
-/// Events on their way to one thread, its owner: those of one application, or of none.
+/// Events queued for one thread, its owner: those of one application, or of none.
 ///
 /// Queues are never destroyed, so an outdated pointer to one is harmless. Atomics are written under the lock of
-/// LocalQueues and read without it, all else is for holders of that lock.
+/// LocalQueues and read without it, other members are for holders of that lock.
 class LocalQueue {
 public:
     static constexpr double kNever = std::numeric_limits<double>::infinity();
@@ -61,10 +61,10 @@ public:
     [[nodiscard]] bool isOwnedHere() const noexcept {
         return owner.load(std::memory_order_relaxed) == Kr::getCurrentThreadId();
     }
-    /// \return  the number of the application that this warning is due for, once until the queue is processed; mostly
-    /// 0.
+    /// \return  the number of the application for which this warning is due, once until the queue is processed; mostly
+    ///          0.
     [[nodiscard]] unsigned pushLocal(const KrSimEvent& event) { return _push(local, event); }
-    /// The same, for the listeners of the application only: the others have been called.
+    /// The same, for the listeners of the application only: other listeners have been called.
     [[nodiscard]] unsigned pushForwarded(const KrSimEvent& event) { return _push(forwarded, event); }
     void pushDelayed(double now, const KrSimEvent& event, bool isLocal, bool isRemote);
     void updateEarliestDue() noexcept;
@@ -89,7 +89,7 @@ private:
 /// Logs the warning of LocalQueue::pushLocal, without a lock. Does nothing for 0.
 void warnOfIdleEvents(unsigned application);
 
-/// What an event manager must know of the delivery that calls it.
+/// The delivery that calls an event manager.
 struct Delivery {
     const LocalQueue* queue;  ///< that the event was sent to
     unsigned application;     ///< that had the queue then; 0 for none
@@ -97,9 +97,9 @@ struct Delivery {
     bool isImmediate;         ///< it is an immediate send, through no application, by the delivering thread
 };
 
-/// What a thread is doing with events. Needs no destruction, so that it serves while the thread ends.
+/// The state of a thread that delivers events. Needs no destruction, so that it is usable while the thread ends.
 struct ThreadEvents {
-    /// Of the application whose run or update is under way here, the innermost one.
+    /// The queue of the application whose run or update is in progress on this thread, the innermost one.
     LocalQueue* current{nullptr};
     const Delivery* delivery{nullptr};           // the innermost one; null outside of deliveries
     const CallbackDelivery* callbacks{nullptr};  // the innermost delivery to callbacks, of all tables
@@ -121,19 +121,19 @@ inline constinit thread_local ThreadEvents threadEvents;
 /// Thread: any. One lock guards all queues; no event is delivered or destroyed under it.
 class LocalQueues {
 public:
-    /// Never destroyed.
+    /// The one instance, never destroyed.
     static LocalQueues& instance();
 
     // --- Which queue -----------------------------------------------------------------------------------------------
-    /// Of an event that this thread sends through no application. Costs no lock inside of frames, and on threads that
-    /// run no application.
+    /// The queue of an event that this thread sends through no application. Takes no lock inside frames, and on threads
+    /// that run no application.
     [[nodiscard]] LocalQueue& route(ThreadEvents& self) {
         if (self.current != nullptr) return *self.current;
         return self.mayRunMore ? _routeBetweenFrames(self) : *receiver.load(std::memory_order_acquire);
     }
-    /// The same under the lock, for a queue that was found without it: its application may have ended meanwhile.
+    /// The same under the lock, for a queue found without it: its application may have ended meanwhile.
     [[nodiscard]] LocalQueue& rerouteLocked(LocalQueue& queue, const ThreadEvents& self) noexcept;
-    /// Where events of other threads and other processes arrive.
+    /// Whether events of other threads and other processes arrive in this queue.
     [[nodiscard]] bool isReceiver(const LocalQueue& queue) const noexcept {
         return receiver.load(std::memory_order_relaxed) == &queue;
     }
@@ -144,36 +144,37 @@ public:
     [[nodiscard]] std::vector<LocalQueue*> findIdleWithEvents();
 
     // --- Events ----------------------------------------------------------------------------------------------------
-    /// Takes out what waits. This thread becomes the owner when there is none.
+    /// Removes the waiting events. This thread becomes the owner of a queue without one.
     /// \param anyThread  otherwise false, and nothing taken, when another thread owns the queue: two simultaneous first
     ///                   senders.
     [[nodiscard]] bool take(LocalQueue& queue, ThreadEvents& self, bool anyThread, EventBatches& batches);
     void giveBack(LocalQueue& queue, EventBatches& batches);
-    /// Takes the events out whose time has come, in the order in which they were sent.
+    /// Removes the events that are due, in the order in which they were sent.
     [[nodiscard]] std::vector<PendingEvent> takeDue(LocalQueue& queue);
-    /// Of the queues that findKnown finds, without those whose senders wait: delayed events, then queued ones.
+    /// The events of the queues of findKnown, without those of blocking senders: delayed events, then queued ones.
     [[nodiscard]] std::vector<PendingEvent> copyPending(LocalQueue* queue);
-    /// Puts these in the place of the delayed events of the same queues, due so many seconds later. Answers those that
-    /// were there before. Throws std::bad_alloc, with nothing replaced and `events` as they were.
+    /// Replaces the delayed events of the same queues by these, due so many seconds later. Returns the previous ones.
+    /// Throws std::bad_alloc, with nothing replaced and `events` unchanged.
     [[nodiscard]] std::vector<PendingEvent> replaceDelayed(LocalQueue* queue, std::vector<PendingEvent>&& events,
                                                            double shiftSeconds);
-    /// Takes out one of the delayed events that were sent since, the last one first.
+    /// Removes one of the delayed events that were sent since, the last one first.
     [[nodiscard]] std::optional<PendingEvent> takeDelayedSince(LocalQueue* queue) noexcept;
 
     // --- Owners ----------------------------------------------------------------------------------------------------
-    /// An application was made on this thread.
+    /// An application was created on this thread.
     void bind(LocalQueue& queue);
-    /// The calling thread runs the application from now on. The first one that runs takes over what no application has.
+    /// The calling thread runs the application from now on. The first running application takes over the events of the
+    /// common queue.
     void enter(LocalQueue& queue);
-    /// The main loop has ended. Senders that wait are released.
+    /// The main loop has ended: blocking senders are released.
     void stop(LocalQueue& queue) noexcept;
-    /// The application is about to die on this thread, which owns the queue from now on.
+    /// The application will die on this thread, which owns the queue from now on.
     void end(LocalQueue& queue) noexcept;
-    /// The application dies: what was sent through it is dropped, the rest waits elsewhere.
+    /// The application dies: events sent through it are dropped, the others are moved to other queues.
     void retire(LocalQueue& queue) noexcept;
-    /// The common queue has no owner until the next thread processes it. Senders that wait are released.
+    /// The common queue has no owner until the next thread processes it. Blocking senders are released.
     void resetCommonOwner() noexcept;
-    /// The calling thread's end will be noticed from here on.
+    /// The end of the calling thread is noticed from here on.
     void watchThread(ThreadEvents& self);
     void onThreadEnds() noexcept;
 

@@ -91,7 +91,7 @@ protected:
         : NamedInput(stream, reader, state, *this, archiveKind) {}
 
 private:
-    /// The pointer is null until its object is whole and fits it.
+    /// The pointer is null until its object is complete and of a fitting class.
     template <class T>
     void _loadPointer(T*& pointer) {
         pointer = nullptr;

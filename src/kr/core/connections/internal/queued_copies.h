@@ -52,7 +52,7 @@ private:
 /// The delivered copies of one connection, which its next transfers use again, so that a steady frame allocates
 /// nothing. It keeps as many as were in progress at the same time.
 ///
-/// Thread: any. Shared by the connection and its copies under way.
+/// Thread: any. Shared by the connection and its copies in progress.
 class CopyStore : public std::enable_shared_from_this<CopyStore> {
 public:
     /// A copy of the value for the sink; an empty node for a proxy without a value.

@@ -12,7 +12,7 @@ struct PluginEntries {
     bool (*unregisterTypes)();
 };
 
-/// Loads the file with all its symbols bound at once and visible to no other file. It stays in memory for good.
+/// Loads the file, binds all its symbols immediately, and hides them from other files. It is never unloaded.
 /// Runs the static initialisers of the plug-in.
 ///
 /// \param path  absolute.
