@@ -6,14 +6,14 @@
 
 namespace Kr::detail {
 
-/// What fields, the sorter and the owners of a connection ask of it beside its public face.
+/// The functions of a connection for fields, the sorter and owners.
 struct ConnectionAccess {
     using End = KrConnectionBase::End;
 
     // Fields
-    /// One link of a chain: like transferValue, but may leave it to the caller to notify the sink, and answers whether
-    /// it does. The caller enters the guard first, unless the sink has no observers. So long chains run in a loop
-    /// instead of a recursion.
+    /// One link of a chain: like transferValue, but may leave the notification of the sink to the caller, and returns
+    /// whether it does. The caller enters the guard first, unless the sink has no observers. Long chains run in a loop
+    /// instead of a recursion this way.
     [[nodiscard]] static bool transferStep(KrConnectionBase& connection, const KrData::FieldBase& changed) {
         if (connection._unnotifiedCopy != nullptr) {
             if (connection._guard.isEntered() || *connection._sinkTakesNoValues) return false;
@@ -24,13 +24,13 @@ struct ConnectionAccess {
         connection.transferValue(changed);
         return false;
     }
-    /// Keeps the connection from transferring until the TransferGuard::Scope of the caller ends.
+    /// Prevents transfers of the connection until the TransferGuard::Scope of the caller ends.
     static void enterGuard(KrConnectionBase& connection) { connection._guard.enter(); }
     static void onFieldDestroyed(KrConnectionBase& connection, const KrData::FieldBase& field) {
         connection._onFieldDestroyed(field);
     }
     static void onFieldMoved(KrConnectionBase& connection) { connection._onFieldMoved(); }
-    /// Where the list of the field at that end keeps the connection, so that it is found without a search.
+    /// The place of the connection in the list of the field at that end, which saves a search.
     static std::uint32_t getSlot(const KrConnectionBase& connection, End end) noexcept {
         return end == End::kSource ? connection._sourceSlot : connection._sinkSlot;
     }
@@ -43,19 +43,19 @@ struct ConnectionAccess {
                                            KrData::FieldBase& sink) {
         return connection._createBetween(source, sink);
     }
-    /// Whether the connection has no known owner, as the factory made it: the code that ends the connections of a field
+    /// Whether the connection has no known owner, as created by the factory: code that ends the connections of a field
     /// deletes it then.
     static bool isUnowned(const KrConnectionBase& connection) noexcept { return connection._isOwnerless; }
     static void setUnowned(KrConnectionBase& connection, bool isUnowned) noexcept {
         connection._isOwnerless = isUnowned;
     }
-    /// Whether an extension has the connection as its content and makes it anew from that: files, clones and instances
-    /// of the two ends leave it out.
+    /// Whether an extension has the connection as its content and creates it from that: files, clones and instances of
+    /// the two ends omit it.
     static bool isContentOfOther(const KrConnectionBase& connection) noexcept { return connection._isOthersContent; }
     static void setContentOfOther(KrConnectionBase& connection, bool isContent) noexcept {
         connection._isOthersContent = isContent;
     }
-    /// Where the extension that keeps the connection has it. For that extension only.
+    /// The place in the list of the extension that keeps the connection. For that extension only.
     static std::uint32_t getKeeperSlot(const KrConnectionBase& connection) noexcept { return connection._keeperSlot; }
     static void setKeeperSlot(KrConnectionBase& connection, std::uint32_t slot) noexcept {
         connection._keeperSlot = slot;
@@ -65,7 +65,7 @@ struct ConnectionAccess {
     static bool isExcludedFromOrdering(const KrConnectionBase& connection) noexcept {
         return connection._isExcludedFromOrdering();
     }
-    /// The sorter's place for the connection. For the sorter only, under its lock.
+    /// The place in the lists of the sorter. For the sorter only, under its lock.
     static std::uint32_t getSorterSlot(const KrConnectionBase& connection) noexcept { return connection._sorterSlot; }
     static void setSorterSlot(KrConnectionBase& connection, std::uint32_t slot) noexcept {
         connection._sorterSlot = slot;

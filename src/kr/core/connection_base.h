@@ -15,11 +15,10 @@ namespace detail {
 struct ConnectionAccess;
 }  // namespace detail
 
-/// A binding that makes a sink field follow a source field: what fields and clones need to know of connections.
+/// A binding that makes a sink field follow a source field: the part of it that fields and clones use.
 ///
-/// Ownership: fields and owners are borrowed. The connection belongs to the code that made it. A field that dies while
-/// connected makes the connection invalid; the owner of the connection deletes it later. Thread: the application
-/// thread.
+/// A field that dies while connected makes the connection invalid; the owner of the connection deletes it later.
+/// Thread: application. Ownership: fields and extensions are borrowed; the code that created the connection owns it.
 class KR_API KrConnectionBase : public KrBase, public PooledObject {
     KR_BASE_CLASS(KrConnectionBase, KrBase)
 
@@ -37,38 +36,37 @@ class KR_API KrConnectionBase : public KrBase, public PooledObject {
     /// Whether the source is an Output and the sink a Parameter.
     [[nodiscard]] bool isOutputToParameter() const noexcept { return _isOutputToParameter; }
 
-    /// Whether the fields fit together and both live.
+    /// Whether the fields fit together and both are alive.
     [[nodiscard]] virtual bool isValid() const = 0;
     [[nodiscard]] virtual bool isEnabled() const = 0;
-    /// Transfers from now on, and once at once when `transferNow` is set. Nothing happens while invalid.
+    /// Transfers from now on, and once immediately when `transferNow` is set. Does nothing while invalid.
     virtual void enable(bool transferNow) = 0;
-    /// Stops to transfer; with `leaveSorter` it does not order its extensions any more. Nothing while invalid.
+    /// Stops transferring; with `leaveSorter` it does not order its extensions any more. Does nothing while invalid.
     virtual void disable(bool leaveSorter) = 0;
 
-    /// Copies the value from source to sink, if the connection may. The source calls it for every outgoing
-    /// connection when its value, or that of a field below it, has changed.
+    /// Copies the value from source to sink, if the connection may. Called by the source for every outgoing connection
+    /// when its value, or that of a field below it, has changed.
     /// \param changed  the field that changed: the source itself or one below it.
     virtual void transferValue(const KrData::FieldBase& changed) = 0;
 
 protected:
     KrConnectionBase() = default;
 
-    /// Called by a dying source or sink, once, after it took the connection off both fields: forgets both ends and
-    /// becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
+    /// Called by a dying source or sink, once, after it removed the connection from both fields: the connection drops
+    /// both ends, becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
     virtual void _onFieldDestroyed(const KrData::FieldBase& field);
-    /// Called for the connections of a field that has got another parent, or whose container has: looks anew at owners
-    /// and roles.
+    /// Called for the connections of a field that has a new parent, or whose container has: updates owners and roles.
     virtual void _onFieldMoved();
-    /// Makes a connection of the same class and settings between two other fields, as cloning needs it; null when
-    /// these do not fit together. The caller owns the new object.
+    /// Creates a connection of the same class and settings between two other fields, for cloning; null when these do
+    /// not fit together. The caller owns the new object.
     [[nodiscard]] virtual KrConnectionBase* _createBetween(KrData::FieldBase& source,
                                                            KrData::FieldBase& sink) const = 0;
-    /// Whether the connection does not order its extensions, as one that delivers later. Does not change.
+    /// Whether the connection does not order its extensions, as one that delivers later. Constant.
     [[nodiscard]] virtual bool _isExcludedFromOrdering() const noexcept;
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
 
-    /// For connections that only copy from field to field, as long as they do: the function, and what tells whether the
-    /// sink takes no values, which must live as long as the fields. Null where a transfer takes more than that.
+    /// For connections that only copy from field to field, as long as they do: the function, and a flag that the sink
+    /// takes no values, which must live as long as the fields. Null when a transfer does more than that.
     void _setUnnotifiedCopy(UnnotifiedCopy copy, const bool* sinkTakesNoValues) noexcept;
     [[nodiscard]] TransferGuard& _getGuard() noexcept { return _guard; }
     void _setFields(KrData::FieldBase* source, KrData::FieldBase* sink) noexcept;
@@ -80,7 +78,7 @@ private:
 
     KrSim::KrExtension* _sourceOwner{nullptr};
     KrSim::KrExtension* _sinkOwner{nullptr};
-    // What a link of a chain reads stands together: each cache line more is felt in large simulations.
+    // The data that a link of a chain reads are adjacent: each further cache line is measurable in large simulations.
     KrData::FieldBase* _sink{nullptr};
     UnnotifiedCopy _unnotifiedCopy{nullptr};
     const bool* _sinkTakesNoValues{nullptr};

@@ -7,7 +7,7 @@
 
 namespace KrData::detail {
 
-/// What the framework asks of a container beside its public face; container.h says what each function does.
+/// The functions of a container for the framework; container.h says what each does.
 struct ContainerAccess {
     static void endConnections(Container& container) noexcept { container._endConnections(); }
     static auto findDeprecated(const Container& container, const Kr::KrID& former) noexcept {
@@ -20,7 +20,7 @@ struct ContainerAccess {
     static void takeInternalIdentifiers(Container& container, const Container& source) {
         container._takeInternalIdentifiers(source);
     }
-    /// The number that the next child without one gets.
+    /// The internal identifier of the next child without one.
     static std::uint32_t getNextInternalIdentifier(const Container& container) noexcept {
         return container._nextInternalIdentifier;
     }

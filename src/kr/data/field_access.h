@@ -7,7 +7,7 @@
 
 namespace KrData::detail {
 
-/// What the framework asks of a field beside its public face; field_base.h says what each function does.
+/// The functions of a field for the framework; field_base.h says what each does.
 struct FieldAccess {
     // Connections and proxies
     static auto getIncomingConnections(const FieldBase& field) { return field._getIncomingConnections(); }
@@ -37,7 +37,7 @@ struct FieldAccess {
 
     // Loading and cloning
     static void setTreatedAsDynamic(const FieldBase& field, bool on) noexcept { field._setTreatedAsDynamic(on); }
-    /// Sets the bit of this field alone, whatever its descendants have.
+    /// Sets the bit of this field only, not of its descendants.
     static void setForcingObservers(const FieldBase& field, bool forcing) noexcept {
         field._setState(FieldBase::kForceObservers, forcing);
     }

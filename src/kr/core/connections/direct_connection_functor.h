@@ -9,19 +9,21 @@
 
 namespace Kr {
 
-/// Copies the value of one field to another, converting it where the types ask for it; the sink notifies.
+/// Copies the value of one field to another, with conversion if necessary; the sink notifies.
+/// Thread: that of the connection. Ownership: owned by its connection; the fields are borrowed.
 class KR_API DirectConnectionFunctor final : public ConnectionFunctor {
 public:
     using TransferFunction = std::function<double(double)>;
 
+    /// Both fields are borrowed; their types must be convertible.
     DirectConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
     ~DirectConnectionFunctor() override;
 
-    /// Applied to every component on the way from now on; an empty one copies.
+    /// Applied to every component from now on; an empty one copies.
     void setTransferFunction(TransferFunction function);
     [[nodiscard]] bool hasTransferFunction() const noexcept { return _function != nullptr; }
-    [[nodiscard]] TransferFunction getTransferFunction() const;
-    /// The function where it is data, else null. Good until another one is set.
+    [[nodiscard]] TransferFunction getTransferFunction() const;  ///< Empty without one.
+    /// The function if it is data, else null. Valid until another one is set.
     [[nodiscard]] const KrData::TransferFunction* getData() const noexcept {
         return _function != nullptr ? _function->target<KrData::TransferFunction>() : nullptr;
     }
@@ -29,7 +31,7 @@ public:
     void transfer(const KrData::FieldBase& changed) override;
 
 private:
-    std::shared_ptr<const TransferFunction> _function;  // shared with a call under way, which may replace it
+    std::shared_ptr<const TransferFunction> _function;  // shared with a call in progress, which may replace it
 };
 
 }  // namespace Kr
