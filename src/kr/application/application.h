@@ -74,8 +74,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// \return  0, or 1 when an exception has ended a frame.
     /// After an earlier exit request it runs one frame. Does not end while the application is paused.
     int run(const RunLimits& limits = {});
-    /// Runs one frame, for hosts that have their own loop. A call inside a frame leaves ending the loop to the outer
-    /// call.
+    /// Runs one frame, for hosts that have their own loop. Inside a frame it leaves ending the loop to the outer call.
     /// \return  false when an exit was requested, and when an exception has ended the frame: end the loop then. The
     ///          application is not running from then on, unless update is called again.
     bool update();
@@ -122,8 +121,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// kSWSync and kSWAndVSync are paced by the clock, the others run free.
     void setSyncMode(eSynchronizationMode mode);
     [[nodiscard]] eSynchronizationMode getSyncMode() const noexcept;
-    /// Whether kSWAndVSync is paced by the clock; initially it is. A display that waits for its own refresh disables
-    /// it.
+    /// Whether kSWAndVSync is paced by the clock; initially it is. A display with its own refresh disables it.
     void setClockPacingWithVSync(bool enabled) noexcept { _pacesWithVSync = enabled; }
 
     // --- Content ---------------------------------------------------------------------------------------------------
@@ -177,8 +175,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// For the process, in which KrErrorHandler is installed as long as an application lives (see create).
     void enableConsoleLog(bool enable);
     [[nodiscard]] bool isConsoleLogEnabled() const noexcept;
-    /// Writes log lines to "<prefix><host>_<process id>.log"; an empty prefix is a file in the system's folder for
-    /// temporary files.
+    /// Writes log lines to "<prefix><host>_<process id>.log"; an empty prefix means the system's temporary folder.
     void setLogFilePrefix(const std::string& prefix);
     /// Empty without a log file.
     [[nodiscard]] std::string getLogFilename() const;
@@ -202,8 +199,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// are the settings. Each call returns the same one; null when it cannot be created. Borrowed.
     [[nodiscard]] KrExtension* getSimulationFileManager() const;
 
-    /// References to the parts of an application, for framework code that extends it; valid as long as the application
-    /// lives.
+    /// References to the parts of an application, for framework code that extends it; valid during its lifetime.
     struct Internals {
         KrObject& root;  ///< holds what was added
         KrSimulatorModuleSequence& modules;

@@ -6,8 +6,7 @@
 
 namespace KrSim {
 
-/// Observes an application (KrApplication::registerListener). Override the functions that you need; they do nothing by
-/// default.
+/// Observes an application (KrApplication::registerListener). Override what you need; the defaults do nothing.
 ///
 /// Thread: application, between two passes, without a lock: a callback may change content, modules and listeners. An
 /// exception is logged as a warning.

@@ -27,8 +27,7 @@ public:
     /// empty name.
     static bool store(ApplicationConfig& setup, const std::string& name, const ApplicationConfig& variant);
     /// Sets the setup's settings to those of the preset. \return  empty, or the problem: the preset does not exist, and
-    /// nothing has changed; or one of its settings does not exist in the setup or has another type, and the others are
-    /// set.
+    /// nothing has changed; or one of its settings is missing or of another type in the setup, and the others are set.
     [[nodiscard]] static std::string apply(ApplicationConfig& setup, const std::string& name);
     /// False without such a preset.
     static bool remove(ApplicationConfig& setup, const std::string& name);

@@ -8,8 +8,7 @@
 namespace KrSim {
 
 /// What the registry of content must know about an extension, which is only a declared class in this layer. The upper
-/// layer implements it. Each function takes a living extension; functions marked so are called under a lock and must
-/// take none.
+/// layer implements it. Each function takes a living extension; those marked so run under a lock and must take none.
 /// Thread: any. Ownership: none.
 class KR_API IContentResolver {
 public:

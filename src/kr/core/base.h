@@ -118,12 +118,10 @@ public:
     /// Whether this is the address of a live object. The pointer is never dereferenced. A new object at the same
     /// address counts as live; KrBasePointer distinguishes the two. Any thread.
     [[nodiscard]] static bool isKrBaseValid(const KrBase* object) noexcept;
-    /// All live objects, in any order. One shared array, filled again by each call: for diagnostics, one thread at a
-    /// time.
+    /// All live objects, in any order. One shared array, filled by each call: for diagnostics, on one thread.
     [[nodiscard]] static const std::vector<KrBase*>& getKrBaseList();
     /// Whether new objects enter the set of live objects; initially they do. An object created while it is disabled
-    /// never counts as live. An object in the set leaves it on destruction in any case, so the set contains no dead
-    /// address.
+    /// never counts as live. An object in the set leaves it on destruction in any case, so no dead address remains.
     [[nodiscard]] static bool getEnableMemoryTracking() noexcept;
     /// Switch it only while no other thread creates objects. Existing objects are not affected.
     static void setEnableMemoryTracking(bool enable) noexcept;
@@ -172,8 +170,7 @@ public:
     /// used: the rest of the object does not exist. The subscriber may subscribe, unsubscribe and destroy itself.
     virtual void onEvent(Event event, KrBase* object);
 
-    /// Ends all subscriptions. A derived class calls it in its destructor when its members must not be notified any
-    /// more.
+    /// Ends all subscriptions. A derived class whose onEvent uses members calls it in its destructor.
     void unsubscribeFromAll() noexcept;
 
 private:

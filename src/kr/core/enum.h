@@ -48,8 +48,7 @@ public:
     ~KrEnum() = default;
 
     /// Between values of one type, and to or from an untyped value: takes the other's value; the result is typed when
-    /// both are, or when this one was untyped and the other was not. Between different types: a warning, and nothing
-    /// changes.
+    /// both are, or when this one was untyped and the other was not. Between different types: a warning, no change.
     KrEnum& operator=(const KrEnum& other);
 
     /// Null for an untyped value.

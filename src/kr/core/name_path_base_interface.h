@@ -21,8 +21,7 @@ public:
     /// object must be alive. The result is valid after the interface was unregistered, too.
     [[nodiscard]] static std::shared_ptr<const KrNamePathBaseInterface> find(KrBase* object);
 
-    /// The child of `parent` with this class name and object name, or null. The default returns the first one of
-    /// getChildren.
+    /// The child of `parent` with this class name and object name, or null. The default searches getChildren.
     [[nodiscard]] virtual KrBase* findChild(KrBase& parent, const std::string& className,
                                             const std::string& objectName) const;
     /// All children of `parent` that findChild can find, in no special order.

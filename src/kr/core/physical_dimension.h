@@ -200,8 +200,7 @@ public:
                                             eDimensionHint hint = eDimensionHint::kNone);
     /// Reads a finite number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), with blanks around them,
     /// and returns the value in SI units. A number without a unit is in the unit that `format` would use. Empty for any
-    /// other text: no number, one too large, "inf" or "nan", a unit unknown or of another dimension. Does not depend on
-    /// the locale.
+    /// other text: no number, one too large, "inf" or "nan", an unknown or wrong unit. Does not depend on the locale.
     [[nodiscard]] static std::optional<double> parse(std::string_view text, ePhysicalDimension dimension,
                                                      eDimensionHint hint = eDimensionHint::kNone) noexcept;
 };

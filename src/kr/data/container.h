@@ -56,11 +56,9 @@ public:
     iterator insert(iterator position, const Kr::KrID& id, const std::type_info& valueType);
     /// As addExtensionField, before `position`.
     iterator insertExtensionField(iterator position, const Kr::KrID& id, const Kr::KrID& interfaceId);
-    /// Removes and destroys the first child with this identifier. False without such a child, and when it must not be
-    /// removed.
+    /// Removes and destroys the first child with this identifier. False without such a child, and when that is refused.
     bool removeField(const Kr::KrID& id);
-    /// Removes and destroys the child at `position`. Returns the place after it; `position` itself when it must not be
-    /// removed.
+    /// Removes and destroys the child at `position`. Returns the place after it; `position` when that is refused.
     iterator erase(iterator position);
     /// Removes and destroys all children; does nothing when a size range forbids that.
     void clear();
@@ -110,8 +108,7 @@ public:
     Container& operator=(const Container& other);
     bool copyValue(const FieldBase& source) override;
     bool initializeFrom(const FieldBase& source) override;
-    /// Whether both have the same number of children, and each child has an equal one of its identifier in `other`, in
-    /// any order.
+    /// Whether both have the same number of children, and equal children by identifier, in any order.
     [[nodiscard]] bool isEqual(const FieldBase& other) const override;
 
     // --- Observing and walking -------------------------------------------------------------------------------------

@@ -149,8 +149,7 @@ public:
     // --- Values, independent of the type ---------------------------------------------------------------------------
     /// Number of a numeric, Boolean or Enumeration field, 0 for others. Reals round half to even and saturate.
     [[nodiscard]] int toInteger() const;
-    /// True for non-zero integers, reals whose absolute value exceeds KrMath::kSmallReal, true Booleans and non-empty
-    /// Strings.
+    /// True for non-zero integers, reals whose absolute value exceeds KrMath::kSmallReal, true, non-empty texts.
     [[nodiscard]] bool toBoolean() const;
     /// Number of a numeric, Boolean or Enumeration field, 0 for others.
     [[nodiscard]] double toReal() const;
@@ -216,8 +215,7 @@ protected:
 
     /// Adds the complete object to its parent, if any; the last step of a constructor.
     void _attachTo(Container* parent);
-    /// Leaves container, connections and observers while the object is still complete: the first step of each
-    /// destructor.
+    /// Leaves container, connections and observers first in each destructor, while the object is complete.
     void _detachFromEverything() noexcept;
     [[nodiscard]] bool _needsNotification() const noexcept { return _has(kHasReceivers); }
     /// The function that copies the value of `source` to this field as copyValue does, but without notification. It
@@ -264,8 +262,7 @@ private:
     [[nodiscard]] const Kr::KrSmartPtr<Kr::Liveness<FieldBase>>& _getLiveness() const;
 
     // The low byte is saved with the field. The other bits contain all that notification must know, so that a change of
-    // an unobserved
-    // field costs one load and one test.
+    // an unobserved field costs one load and one test.
     enum StateBit : std::uint16_t {
         kDynamic = 0x01,
         kOwnerIsActive = 0x02,

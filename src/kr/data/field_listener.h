@@ -5,8 +5,7 @@
 
 namespace KrData {
 
-/// Notified of connections that a field gains and loses. Override the functions that you need; they do nothing by
-/// default.
+/// Notified of connections that a field gains and loses. Override what you need; the defaults do nothing.
 ///
 /// Thread: the one that connects. Ownership: borrowed by the field; unregister it before it dies.
 /// A listener may register and unregister listeners; one registered during a call is called from the next change on. It

@@ -104,8 +104,7 @@ KR_API void settleCopy(Container& tree, const Container& source, bool isInner);
 /// Copies those of these parts to the field that are properties: range, description, dimension, metadata.
 KR_API void takeProperties(FieldBase& field, const FieldBase& source, std::int32_t parts);
 
-/// Puts the children that both have in the order of `source`, in the places that they have together. Notifies no
-/// observer.
+/// Puts the children that both have in the order of `source`, in their common places. Notifies no observer.
 KR_API void takeOrder(Container& fields, const Container& source);
 
 /// Whether both trees are the same as far as merges are concerned.

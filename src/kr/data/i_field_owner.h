@@ -11,8 +11,7 @@ class KR_API IFieldOwner {
 public:
     /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers).
     /// Called when an output gets its first or loses its last, and when an output joins or leaves the owner.
-    /// Runs on the thread of the change, for observers on several threads under locks of the fields: an implementation
-    /// may only count.
+    /// Runs on the thread of the change, for observers on several threads under locks of the fields: only count there.
     virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
 
     /// A field was added, removed, moved or renamed somewhere below: cached knowledge of the tree is outdated.

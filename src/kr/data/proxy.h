@@ -61,8 +61,7 @@ public:
     /// Removes the links without a field, and returns their number.
     std::size_t removeInvalidLinks();
     /// Finds fields that were added since the last search; skips fields that cannot be linked. Call it after content
-    /// was loaded that may be linked, so that changes of its fields reach the proxy; the application does so for its
-    /// content.
+    /// was loaded that may be linked, so that changes of its fields reach the proxy; applications do so.
     void updateLinks();
     [[nodiscard]] std::size_t getLinkCount() const noexcept { return _entries.size(); }
     /// In the order of linking; `index` below the count. Valid until links are added or removed.

@@ -46,8 +46,7 @@ struct TransferPoint {
 /// A function is a chain of steps; each works on the result of the previous step. Without a step it returns its
 /// argument. NaN gives NaN.
 ///
-/// Invalid data makes an invalid function: getFault() describes the fault, every call returns NaN, and connections
-/// refuse it.
+/// Invalid data makes an invalid function: getFault() describes the fault, calls return NaN, and connections refuse it.
 /// Thread: any. Ownership: copies share their data, which never change.
 class KR_API TransferFunction {
 public:

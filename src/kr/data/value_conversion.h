@@ -37,8 +37,7 @@ namespace KrData {
 /// or the sink has no such value.
 KR_API bool TransferValueConverter(const FieldBase& source, FieldBase& sink);
 
-/// Whether ApplyTransferFunction accepts these two data types: any two numbers, and two vectors with the same number of
-/// components.
+/// Whether ApplyTransferFunction accepts these two data types: any two numbers, and two vectors of equal size.
 [[nodiscard]] KR_API bool CanApplyTransferFunction(const FieldBase& source, const FieldBase& sink);
 /// Sets each component of `sink` to the function of that of `source`, converted as above. False, and nothing changes,
 /// for other data types, for an empty function, and when the function throws, which is logged as a warning. The

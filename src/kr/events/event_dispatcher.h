@@ -80,16 +80,13 @@ public:
         double nowSeconds{0.0};  ///< by the clock of delays
     };
     /// Those of the application with this manager, and those of no application while no other application runs. Null:
-    /// those of the application that this thread runs, else those of no application and of all that belong to this
-    /// thread.
+    /// those of the application that this thread runs, else those of no application and of all on this thread.
     [[nodiscard]] static PendingEvents _getPendingEvents(const EventManagerImplementation* manager = nullptr);
     /// Replaces the delayed events of the same queues by these, each due after the same remaining time. Events with
-    /// blocking senders stay. Returns the previous ones. Throws std::bad_alloc, with nothing replaced and `pending`
-    /// unchanged.
+    /// blocking senders stay. Returns the previous ones. Throws std::bad_alloc, and changes nothing then.
     static std::vector<PendingEvent> _replaceDelayedEvents(PendingEvents&& pending,
                                                            const EventManagerImplementation* manager = nullptr);
-    /// Removes and returns one of the delayed events of these queues that were sent since the last replacement; empty
-    /// at the end.
+    /// Removes and returns one of the delayed events of these queues sent since the last replacement, or nothing.
     [[nodiscard]] static std::optional<PendingEvent> _takeDelayedSince(
         const EventManagerImplementation* manager) noexcept;
     /// Delivers the queued events of these queues, as preUpdate does, but no delayed events. Allocates nothing itself.

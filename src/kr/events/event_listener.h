@@ -9,8 +9,7 @@
 
 namespace KrSim {
 
-/// Handle of a registration. The callback is called as long as a handle of the registration lives; copies share the
-/// registration.
+/// Handle of a registration. The callback is called as long as one of its handles lives; copies share the registration.
 ///
 /// Thread: handles of one registration may be used on several threads, one handle as a plain pointer. The callback is
 /// destroyed by the thread that drops the last handle, or by the delivery in progress at its end.

@@ -13,8 +13,7 @@ namespace KrSim {
 /// Thread: any. Ownership: the manager is borrowed and must outlive it.
 class KR_API EventManagerInternal final : public EventManager {
 public:
-    /// A manager that is no EventManagerImplementation is reported at error level; sends and registrations do nothing
-    /// then.
+    /// A manager that is no EventManagerImplementation is reported at error level; all calls do nothing then.
     explicit EventManagerInternal(EventManager* manager);
     ~EventManagerInternal() override;
 

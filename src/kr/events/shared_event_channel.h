@@ -14,8 +14,7 @@
 
 namespace KrSim {
 
-/// Number and bytes of the events of one number in one direction. Bytes are payload, sender name and 12 more for each
-/// event.
+/// Number and bytes of the events of one number in one direction. Bytes of an event: payload, sender name and 12 more.
 struct EventTraffic {
     std::uint64_t events{0};
     std::uint64_t bytes{0};

@@ -90,8 +90,7 @@ public:
     [[nodiscard]] bool isDoneSignalAutomatic() const noexcept;
     /// From now on raiseDoneSignal() releases the sender, or the destruction of the last copy of the event.
     void disableAutomaticDoneSignal() noexcept;
-    /// The same from a listener, which keeps a copy of the event to raise the signal later. Does nothing without a
-    /// sender.
+    /// The same from a listener, which keeps a copy of the event to raise the signal later. No effect without a sender.
     void disableAutomaticDoneSignal() const noexcept;
     /// Releases the waiting sender; does nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;

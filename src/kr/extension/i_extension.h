@@ -36,14 +36,12 @@ public:
     /// The framework half that the factory creates for implementations of this kind.
     using Proxy = KrExtension;
 
-    /// A version that marks a placeholder: the proxy keeps it, but calls no callback and reports that it has no
-    /// implementation.
+    /// A version that marks a placeholder: the proxy keeps it, but reports no implementation and calls nothing.
     static constexpr std::int32_t kNoImplementationVersion = std::numeric_limits<std::int32_t>::min();
 
     /// Attaches itself to the proxy, and replaces its previous implementation. A null proxy is an error; without a
     /// proxy the fields read as their defaults.
-    /// \param version  of the data that this implementation saves; onLoading and onLoaded get it when the data is
-    ///                 loaded.
+    /// \param version  of the data that this implementation saves; onLoading and onLoaded get it back.
     IExtension(KrExtension* proxy, int version);
     IExtension(const IExtension&) = delete;
     IExtension& operator=(const IExtension&) = delete;
@@ -69,8 +67,7 @@ public:
     /// \param other      the extension at the other end, null when it does not exist.
     /// \param fieldPath  of the missing field of this extension.
     /// \param isSource   whether that field was the source.
-    /// \return the source and the sink; null, null (the default) keeps the connection for the next save, without making
-    ///         it.
+    /// \return the source and the sink; null, null (the default) only keeps the connection for the next save.
     virtual std::pair<KrData::FieldBase*, KrData::FieldBase*> onRestoringConnection(KrExtension* other,
                                                                                     const std::string& fieldPath,
                                                                                     int version, bool isSource);

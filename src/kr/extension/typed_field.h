@@ -74,8 +74,7 @@ public:
     /// The value, or the default of T without a field.
     [[nodiscard]] const T& get() const { return _field != nullptr ? _field->getValue() : _none(); }
     operator const T&() const { return get(); }
-    /// Sets the value as the field itself does: clamped, with notification of observers and connections. False without
-    /// a field.
+    /// Sets the value as the field itself does: clamped, notifying observers and connections. False without a field.
     bool set(const T& value) { return _field != nullptr && _field->setValue(value); }
     /// The field in the container, to observe, connect or describe it. Null for an implementation without a proxy and
     /// after the field was removed.

@@ -37,8 +37,7 @@ public:
         std::int32_t& version;      ///< of the implementation, for onLoading and onLoaded
         Versions& versions;         ///< the versions from which upgrade steps continue
     };
-    /// Changes the saved data of an extension of the obsolete type into data of the replacing type, of any of its
-    /// versions.
+    /// Changes the saved data of an extension of the obsolete type into data of any version of the replacing type.
     using Replacement = std::function<void(SavedExtension& saved)>;
 
     KrVersioningRegistry() = delete;

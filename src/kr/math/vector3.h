@@ -52,8 +52,7 @@ struct KR_API Vector3T {
     /// False when a component is NaN or infinite.
     [[nodiscard]] bool isFinite() const noexcept { return std::isfinite(x) && std::isfinite(y) && std::isfinite(z); }
 
-    /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
-    /// not finite.
+    /// Scales to length 1, also when length() overflows. False, and unchanged, when it is zero or not finite.
     bool normalize() noexcept {
         const T largest = detail::getLarger(std::abs(x), detail::getLarger(std::abs(y), std::abs(z)));
         if (!(largest > T{0}) || !isFinite()) return false;

@@ -50,8 +50,7 @@ struct KR_API Vector4T {
         return std::isfinite(x) && std::isfinite(y) && std::isfinite(z) && std::isfinite(w);
     }
 
-    /// Scales to length 1, also when length() overflows. False, and unchanged, when all components are zero or one is
-    /// not finite.
+    /// Scales to length 1, also when length() overflows. False, and unchanged, when it is zero or not finite.
     bool normalize() noexcept {
         const T largest =
             detail::getLarger(detail::getLarger(std::abs(x), std::abs(y)), detail::getLarger(std::abs(z), std::abs(w)));

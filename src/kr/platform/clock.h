@@ -41,8 +41,7 @@ public:
     void sleep(double seconds) override;
     void sleepUntil(double seconds) override;
     [[nodiscard]] double getResolution() const override;
-    /// The resolution calculated from the lateness of some sleeps, in seconds; 200 us without any. Reorders the
-    /// numbers.
+    /// The resolution calculated from the lateness of some sleeps, in seconds; 200 us without any. Reorders them.
     [[nodiscard]] static double resolutionFrom(std::span<double> lateness);
 
 private:

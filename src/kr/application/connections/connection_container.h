@@ -54,8 +54,7 @@ public:
     /// Null past the end, and for a connection that is not made. Borrowed until the next change of this container.
     [[nodiscard]] Kr::KrConnectionBase* getConnection(std::size_t index) const;
 
-    /// Makes all connections whose ends exist, and applies changes of the list. Called by modules, and by hosts without
-    /// a module.
+    /// Makes all connections whose ends exist, and applies changes of the list. For modules, and hosts without one.
     /// \return  number of connections that are not made.
     std::size_t connect();
     /// Disconnects all connections; the list is kept.

@@ -28,8 +28,7 @@ KR_API extern const Kr::GuardTexts kUnitStepTexts;
 KR_API extern const Kr::GuardTexts kUnitWorkTexts;
 
 /// The part of ModuleOf that is independent of the type: keeps the list of units in execution order, and allows adding
-/// and removing units during a walk over it. Its names begin with an underscore, so that they hide no names of derived
-/// classes.
+/// and removing units during a walk over it. Its names begin with an underscore, to hide no names of derived classes.
 /// Thread: application. Ownership: holds the managed extensions.
 class KR_API UnitModule : public ISimulatorModule {
 public:
@@ -44,8 +43,7 @@ protected:
     /// In execution order. The unit is null for an extension that was removed during the walk, and for one whose
     /// implementation is of another type.
     [[nodiscard]] std::span<ManagedUnit> _currentUnits() noexcept { return _units; }
-    /// Whether an implementation was replaced. Does not look at each extension, which is half of the memory that a walk
-    /// reads.
+    /// Whether an implementation was replaced. Does not read each extension: half of the memory of a walk.
     [[nodiscard]] bool _isOutdated() const noexcept {
         return replacedImplementations.load(std::memory_order_relaxed) != _replaced;
     }

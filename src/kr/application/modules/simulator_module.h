@@ -17,8 +17,7 @@ class ManagedList;
 }
 
 /// The framework half of a simulator module, which an application steps in every frame: priorities, the application,
-/// and the managed extensions. The implementation half, ISimulatorModule, has the behaviour; without one no callback is
-/// called.
+/// and the managed extensions. The implementation half, ISimulatorModule, has the behaviour, if there is one.
 ///
 /// Managing an extension makes it part of the simulation: it is active while at least one module manages it. Modules
 /// are no content: objects refuse them. Overview: docs/modules.md.

@@ -38,8 +38,7 @@ public:
     void addLink(ContentLink& link);
     void removeLink(ContentLink& link) noexcept;
 
-    /// Calls the function with each reference to exactly this ID; the function may remove that reference from the
-    /// lists.
+    /// Calls the function with each reference to exactly this ID; the function may remove that reference.
     template <class Function>
     void forEachLinkTo(const KrContentID& id, const Function& function) const {
         _forEach(_byRuntimeID, id.getRuntimeID(), eIDKind::kRuntime, function);

@@ -41,13 +41,11 @@ class KR_API KrConnection final : public KrFunctorConnection {
 
     /// Applied to every component of the value, in SI units, from now on; transfers once immediately. An empty function
     /// copies again. False while invalid, for fields that CanApplyTransferFunction refuses, and for an invalid
-    /// KrData::TransferFunction, with a debug line. An exception of the function is logged as a warning, and the sink
-    /// is unchanged.
+    /// KrData::TransferFunction, with a debug line. An exception of the function is logged; the sink is unchanged then.
     /// A KrData::TransferFunction is saved with the connection; any other function is code, which no file contains.
     bool setTransferFunction(DirectConnectionFunctor::TransferFunction function);
     [[nodiscard]] bool hasTransferFunction() const noexcept;
-    /// The function as data; null without one, and for one that is code. Valid until the next function is set, or the
-    /// connection ends.
+    /// The function as data; null without one, and for one that is code. Valid until the next one is set, or the end.
     [[nodiscard]] const KrData::TransferFunction* getTransferFunction() const noexcept;
 
     /// Whether the kinds of the fields fit, independent of their roles. False for null.

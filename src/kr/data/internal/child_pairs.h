@@ -11,8 +11,7 @@
 namespace KrData::detail {
 
 /// Pairs the children of two containers by identifier. Several children with one identifier are paired by internal
-/// identifier, then declared with declared and dynamic with dynamic ones, then in order. Each child is in at most one
-/// pair.
+/// identifier, then declared with declared and dynamic with dynamic ones, then in order. No child is in two pairs.
 ///
 /// Lists in the same order cost one comparison a child; few children cost no memory.
 class ChildPairs {

@@ -23,8 +23,7 @@ struct DeprecatedName {
     mutable std::atomic<bool> isTold{false};
 };
 
-/// The state that few fields have, behind one pointer. The observer lists are created on any thread, the rest on the
-/// application's.
+/// The state that few fields have, behind one pointer. The observer lists are created on any thread.
 struct FieldRareState {
     Kr::KrSmartPtr<Kr::Liveness<FieldBase>> liveness;
     std::unique_ptr<FieldInternal> internal;

@@ -19,8 +19,7 @@ namespace KrSim {
 /// the process with status 1 three seconds after it was published. Every message is written and printed before that.
 /// Consecutive repeats of one message are published once. Listeners may log: such messages are published too, up to
 /// eight deep on one thread. An exception of a listener is logged as a warning.
-/// Thread: any; setEventManager and Register on the thread that runs the application. No lock is held over an event or
-/// a listener.
+/// Thread: any; setEventManager and Register on the application's thread. No lock is held over an event or a listener.
 /// Ownership: the event manager is borrowed, handles own their listeners.
 ///
 /// An application installs it when it is created, if the default handler of the log is installed then; it stays until
@@ -63,8 +62,7 @@ public:
     /// Whether messages below error level are sent to other applications; error and fatal ones always are.
     static void _enableNetworkDispatch(bool enable) noexcept;
     [[nodiscard]] static bool _isNetworkDispatchEnabled() noexcept;
-    /// Replaces the clock of the three seconds and the function that ends the process after a fatal message; null
-    /// restores.
+    /// Replaces the clock of the three seconds and the end of the process after a fatal message; null restores.
     static void _setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept;
 };
 

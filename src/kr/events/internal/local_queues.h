@@ -145,8 +145,7 @@ public:
 
     // --- Events ----------------------------------------------------------------------------------------------------
     /// Removes the waiting events. This thread becomes the owner of a queue without one.
-    /// \param anyThread  otherwise false, and nothing taken, when another thread owns the queue: two simultaneous first
-    ///                   senders.
+    /// \param anyThread  otherwise false, and nothing taken, when another thread owns the queue: two first senders.
     [[nodiscard]] bool take(LocalQueue& queue, ThreadEvents& self, bool anyThread, EventBatches& batches);
     void giveBack(LocalQueue& queue, EventBatches& batches);
     /// Removes the events that are due, in the order in which they were sent.
@@ -163,8 +162,7 @@ public:
     // --- Owners ----------------------------------------------------------------------------------------------------
     /// An application was created on this thread.
     void bind(LocalQueue& queue);
-    /// The calling thread runs the application from now on. The first running application takes over the events of the
-    /// common queue.
+    /// The calling thread runs the application from now on. The first one takes over the common queue.
     void enter(LocalQueue& queue);
     /// The main loop has ended: blocking senders are released.
     void stop(LocalQueue& queue) noexcept;

@@ -59,8 +59,7 @@ public:
 
     // Types
 
-    /// Whether a type is registered under the uuid of the key, or for a null uuid, under its category and name. Loads
-    /// no plug-in.
+    /// Whether a type is registered under the uuid of the key, or if that is null, category and name. Loads no plug-in.
     [[nodiscard]] static bool isValid(const KrFactoryKey& key);
 
     /// The keys of all types of that kind, in the order of their uuids.
@@ -72,8 +71,7 @@ public:
 
     // For registration.h and plugin.h, which pass the functions
 
-    /// Registers a type. False, with a warning, when the key is incomplete or its uuid is taken: the first type
-    /// remains.
+    /// Registers a type. False, with a warning, when the key is incomplete or its uuid is taken by an earlier type.
     static bool _registerType(const KrFactoryKey& key, CreateFunction create, PrepareFunction prepare, eType kind,
                               const std::type_info& type);
     /// Registers all types or, with a warning about the first refused one, none.

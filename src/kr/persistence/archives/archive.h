@@ -12,8 +12,7 @@
 
 namespace KrPersistence {
 
-/// The part of an archive that is independent of its format: the name of the file, the flags, and the objects being
-/// written or read.
+/// The part of an archive that is independent of its format: the name of the file, the flags, and the current objects.
 /// Thread: one at a time. Ownership: objects are borrowed.
 class KR_API KrArchive {
 public:

@@ -96,8 +96,7 @@ public:
     bool groupIf(std::string_view name, Action&& readContent) {
         return optional(name, [&] { group(name, std::forward<Action>(readContent)); });
     }
-    /// Calls `readItem(index)` for each item, which reads it under the name it was written with. Returns the number of
-    /// items.
+    /// Calls `readItem(index)` for each item, which reads it under its written name. Returns the number of items.
     template <class Action>
     std::size_t sequence(std::string_view name, Action&& readItem) {
         const std::size_t count = beginSequence(name);
@@ -107,8 +106,7 @@ public:
         return count;
     }
 
-    // The same in halves, for trees of any depth that are read without recursion. beginSequence returns the number of
-    // items.
+    // The same in halves, for trees of any depth read without recursion. beginSequence returns the number of items.
     void beginGroup(std::string_view name) { static_cast<void>(_begin(name, eNesting::kGroup)); }
     void endGroup() { _end(eNesting::kGroup); }
     [[nodiscard]] std::size_t beginSequence(std::string_view name) { return _begin(name, eNesting::kSequence); }

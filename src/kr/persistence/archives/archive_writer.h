@@ -30,8 +30,7 @@ class KrArchive;
 /// Thread: one at a time. Ownership: the archive is borrowed.
 class KR_API ArchiveWriter {
 public:
-    /// Most actions of group() inside one another, since they use the stack of the thread; more are refused, on reading
-    /// too.
+    /// Most actions of group() inside one another, since they use the stack; more are refused, on reading too.
     static constexpr std::size_t kDeepestNesting = 512;
 
     ArchiveWriter(const ArchiveWriter&) = delete;

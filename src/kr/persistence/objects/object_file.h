@@ -49,8 +49,7 @@ struct ObjectLoadOptions {
     /// The setup or object file that refers to this one: the path seen from there becomes part of the identity of the
     /// content (docs/content-identity.md). Empty: the path that was given.
     std::string referringFile{};
-    /// Called after the file was read, with the number of created extensions and connections and their total; may be
-    /// empty.
+    /// Called after the file was read, with the number of created extensions and connections and their total.
     KrFile::ProgressHandler progress{};
     int flags{0};  ///< of KrFile::load: kUnlogged
 };

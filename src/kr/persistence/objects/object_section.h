@@ -34,8 +34,7 @@ class KR_API KrObjectSection final : public NamedFileSection {
     KrObjectSection();
     ~KrObjectSection() override;
 
-    /// Adds an object or extension, which is saved with all extensions below it. Ignores null and one that was added
-    /// already.
+    /// Adds an object or extension, which is saved with all extensions below it. Ignores null and duplicates.
     void addObject(KrSim::KrExtension* object);
     /// In the order of the file. After a load they have no owner.
     [[nodiscard]] const Objects& getObjects() const noexcept { return _objects; }

@@ -19,8 +19,7 @@ class KrSetupSection;
 [[nodiscard]] KR_API std::vector<Finding> checkContent(const KrSim::KrApplication& application);
 
 /// The modules of a setup, in the application to which it was applied: modules that no plug-in provides, and settings
-/// that are no parameters of their module, have values outside their range, or texts that their enumerations do not
-/// contain.
+/// that are no parameters of their module, have values outside their range, or unknown texts of enumerations.
 [[nodiscard]] KR_API std::vector<Finding> checkModules(const KrSim::KrApplication& application,
                                                        const KrSim::ApplicationConfig& setup);
 /// The same for the setup of a section, if it has one; findings about settings have file and line.

@@ -19,8 +19,7 @@ namespace KrPersistence {
 
 /// Everything that the next frame of an application depends on, in memory: the states of content and modules, the frame
 /// number, the elapsed time, the frame rate and the waiting events. A run that continues from a restored snapshot is
-/// equal to the first one, bit by bit, if content depends on nothing else; docs/simulation-states.md lists what is not
-/// captured.
+/// equal to the first one, bit by bit, if content depends on nothing else. Not captured: see docs/simulation-states.md.
 ///
 /// Thread: application, between two frames (KrApplication::executeBetweenFrames). Ownership: value; never changed.
 class KR_API SimulationSnapshot {

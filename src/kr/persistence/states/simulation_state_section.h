@@ -33,8 +33,7 @@ public:
     /// The snapshot to write, shared until then. Null for none.
     void setSnapshot(std::shared_ptr<const SimulationSnapshot> snapshot,
                      eStatePayload payload = eStatePayload::kNormal);
-    /// The snapshot that was set or read. Resolves references to extensions in each call: those to missing ones become
-    /// null.
+    /// The snapshot that was set or read. Resolves references to extensions in each call, missing ones to null.
     [[nodiscard]] std::shared_ptr<const SimulationSnapshot> getSnapshot() const;
 
     [[nodiscard]] eStatePayload getPayload() const noexcept { return _payload; }

@@ -24,8 +24,7 @@ struct SnapshotRingOptions {
     std::uint32_t framesApart{1};
 };
 
-/// The last snapshots of a running application, for rewinding: a new snapshot replaces the oldest ones when the limits
-/// are reached.
+/// The last snapshots of a running application, for rewinding: at the limits a new snapshot replaces the oldest ones.
 ///
 ///     KrPersistence::SnapshotRing ring(*application, {.maximumCount = 100, .framesApart = 10});
 ///     ring.startRecording();
@@ -58,8 +57,7 @@ public:
     void clear();
 
     /// Restores find(frame) between two frames, immediately or at the end of the frame in progress, and drops newer
-    /// snapshots: they belong to a run that ends there. `done` receives the result: an error when no snapshot is old
-    /// enough.
+    /// snapshots: they belong to a run that ends there. `done` receives the result: an error without an older snapshot.
     /// False when the application has ended.
     bool rewindTo(std::uint64_t frame, std::function<void(const RestoreReport&)> done = {});
 

@@ -20,8 +20,7 @@ struct KrLoadedPlugin {
 /// Finds and loads plug-in files, "<name>.krp". The manifest of a file is read before any part of the file is loaded;
 /// then the file is loaded whole, and its entry function registers its types.
 ///
-/// A file stays in memory until the process ends: unloading withdraws the types only, so that no pointer into the file
-/// can dangle.
+/// A file stays in memory until the process ends: unloading withdraws the types only, so no pointer dangles.
 ///
 /// Thread: any. A thread that requests a plug-in that another thread is loading waits for the result. No lock is held
 /// while a file is loaded or code of a plug-in runs; that code may load other plug-ins.
@@ -45,8 +44,7 @@ public:
     /// The first file of that name in the search directories counts, even when it is unfit: a plug-in is not silently
     /// replaced by an older copy. Links are followed: a user who may place a link in a search directory may place a
     /// plug-in there. Also false when the plug-in is being loaded already and that load waits for this call, as when a
-    /// plug-in requests itself while it registers its types. A static initialiser of the file that throws ends the
-    /// process.
+    /// plug-in requests itself while it registers its types. A static initialiser that throws ends the process.
     bool load(const std::string& plugin);
 
     /// Withdraws the types of the plug-in. Loading it again registers them again, from the copy in memory.

@@ -111,8 +111,7 @@ consteval auto makeManifestNote(const char (&name)[NameSize], const char (&... l
 /// after having been unloaded, on the thread that called load. It may load other plug-ins and may throw: the plug-in
 /// then counts as not loaded, and kr_plugin_unregister_v1 is called to withdraw the registered types.
 ///
-/// bool kr_plugin_unregister_v1() withdraws the registered types, or returns false and withdraws none because instances
-/// of them exist.
+/// bool kr_plugin_unregister_v1() withdraws the types; while instances exist it withdraws none and returns false.
 ///
 /// Registration belongs into these functions and not into static initialisers: an exception that leaves a static
 /// initialiser ends the process, since the system's loader cannot pass it on.

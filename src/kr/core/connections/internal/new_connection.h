@@ -8,8 +8,7 @@
 
 namespace Kr::detail {
 
-/// A connection that is being created. Observers of it and of its first transfer may destroy it; it is not destroyed
-/// twice then.
+/// A connection that is being created. Observers of it and of its first transfer may destroy it, which is safe.
 template <class Connection>
 class NewConnection {
 public:

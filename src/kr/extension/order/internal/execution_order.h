@@ -14,8 +14,7 @@ struct ExecutionEdge {
     std::uint32_t target;
 };
 
-/// All nodes in their execution order: those that can be sorted, those in or between cycles, and those downstream of
-/// cycles.
+/// All nodes in their execution order: those that can be sorted, those in or between cycles, and those downstream.
 struct ExecutionOrder {
     std::vector<std::uint32_t> nodes;
     std::size_t sortedCount{0};  ///< how many of the first are sorted

@@ -9,8 +9,7 @@
 
 namespace KrPersistence::detail {
 
-/// The contents of an XML or JSON document, for reading: its nodes in the order of the text, each before the nodes
-/// inside it.
+/// The contents of an XML or JSON document, for reading: its nodes in the order of the text, outer ones first.
 ///
 /// A node takes 20 bytes, and a long list of numbers is one node, so that a hostile document cannot allocate more
 /// memory than a few times its own size.

@@ -25,8 +25,7 @@ public:
         _text.remove_prefix(end);
         return !number.empty();
     }
-    /// The same for a text that begins with a digit or minus and is a number; else false, and the position is
-    /// unchanged.
+    /// The same for a text that begins with a digit or minus and is a number; else false, unmoved.
     template <class Number>
     bool nextNumber(Number& number) {
         const char* begin = _text.data();

@@ -11,8 +11,7 @@
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/platform/running_crc32.h"
 
-// The CRC-32 of a file, which follows its archive; the bytes: docs/files.md. It covers all bytes before it, the tag
-// included.
+// The CRC-32 of a file, which follows its archive; the bytes: docs/files.md. It covers all bytes before it.
 
 namespace KrPersistence::detail {
 

@@ -8,8 +8,7 @@
 
 namespace KrPersistence::detail {
 
-/// The calls of the operating system that write files: each as the function of its name, with errno. Tests let them
-/// fail.
+/// The calls of the operating system that write files: each as the function of its name, with errno. For tests.
 /// Thread: any; replace while no file is saved. Ownership: borrowed by replace.
 class KR_API FileCalls {
 public:

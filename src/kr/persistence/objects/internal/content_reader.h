@@ -10,8 +10,7 @@ class ArchiveReader;
 
 namespace KrPersistence::detail {
 
-/// Reads the output of ContentWriter as records, without making content. After an exception the records are the
-/// complete ones.
+/// Reads the output of ContentWriter as records, without making content. An exception leaves complete records.
 /// \param version  of the section.
 /// \param file     the file part of the content; empty without one.
 void readContent(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content);

@@ -77,8 +77,7 @@ public:
     void keep() noexcept;
     /// Whether an object of this class on this thread has found kept content with the extension.
     [[nodiscard]] static bool holds(const KrSim::KrExtension& keeper) noexcept;
-    /// Call it before the saved content replaces a stand-in, which would not be restored: it waits again after a
-    /// failure.
+    /// Call it before the saved content replaces a stand-in, which would not be restored after a failure.
     static void onReplaced(const KrSim::KrExtension& keeper, const StandIn& standIn) noexcept;
     static void onReplaced(const KrSim::KrExtension& keeper, const StandInConnection& standIn) noexcept;
 
