@@ -46,7 +46,7 @@ public:
     IExtension(const IExtension&) = delete;
     IExtension& operator=(const IExtension&) = delete;
 
-    // --- Callbacks; do nothing by default --------------------------------------------------------------------------
+    // --- Callbacks, in slot order; do nothing by default ------------------------------------------------------------
     virtual ~IExtension();
     /// The first module manages the extension: it takes part in the simulation from now on.
     virtual void onActive();

@@ -21,7 +21,7 @@ public:
     IObject(KrObject* proxy, int version);
     ~IObject() override;
 
-    // --- Callbacks ---------------------------------------------------------------------------------------------------
+    // --- Callbacks, in slot order after those of IExtension ---------------------------------------------------------
     /// Whether the object accepts this extension. The default accepts every extension that is no object.
     [[nodiscard]] virtual bool isCompatible(KrExtension* extension) const;
     /// The result is reserved; return true.

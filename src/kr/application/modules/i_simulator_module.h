@@ -41,7 +41,7 @@ public:
     ISimulatorModule(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate);
     ~ISimulatorModule() override;
 
-    // --- Callbacks; do nothing by default ----------------------------------------------------------------------------
+    // --- Callbacks, in slot order after those of IExtension; do nothing by default ----------------------------------
     virtual void onPreUpdate(eApplicationMode mode);
     /// Once a frame, the main step of the simulation; not while the application is paused.
     virtual void onUpdate(eApplicationMode mode);
