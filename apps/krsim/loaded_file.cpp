@@ -137,7 +137,7 @@ TreeNode makeTree(const KrFile& file) {
         writer.group(section->getClassName(), [&] {
             if (section->hasName()) writer.write("Name", section->getName());
             if (const auto* named = dynamic_cast<const KrPersistence::NamedFileSection*>(section)) {
-                named->_write(writer);
+                named->write(writer);
             } else {
                 writer.write("Content", "of a kind that cannot be shown");
             }

@@ -469,7 +469,7 @@ TEST(File, ReportsProgressThroughAHandlerThatMayThrow) {
         refuse();
     });
     const Listening listening([](const std::string& step, Notes& section) {
-        if (step == "read") section.getOwner()->_reportProgress(3, 7);
+        if (step == "read") section._reportProgress(3, 7);
     });
     EXPECT_TRUE(load(file, saved()));
     EXPECT_THAT(heard, ElementsAre("3/7", "3/7"));

@@ -19,6 +19,8 @@ public:
     /// Hears "<what> <text>" of all sections; may throw.
     using Listener = std::function<void(const std::string& what, Notes& section)>;
 
+    using KrFileSection::_reportProgress;
+
     explicit Notes(std::string newText = {}) : text(std::move(newText)) { ++living(); }
     ~Notes() override { --living(); }
 

@@ -2,9 +2,13 @@
 
 #include <boost/serialization/collection_size_type.hpp>
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 namespace KrPersistence {
+
+class NamedInput;
+class NamedOutput;
 
 // Lists in serialization functions of Boost, for archives of all kinds: a count and the items in binary archives, an
 // array in JSON, elements inside one in XML. Each item is one named value.
@@ -15,9 +19,7 @@ namespace KrPersistence {
 /// Calls `saveItem(index)` for each index below count; it saves one named value.
 template <class Archive, class Action>
 void saveSequence(Archive& archive, const char* name, std::size_t count, Action&& saveItem) {
-    constexpr bool isNamed = requires {
-        archive._beginSequence(name);
-    };
+    constexpr bool isNamed = std::is_base_of_v<NamedOutput, Archive>;
     if constexpr (isNamed) {
         archive._beginSequence(name);
     } else {
@@ -32,9 +34,7 @@ void saveSequence(Archive& archive, const char* name, std::size_t count, Action&
 /// Returns the number of items.
 template <class Archive, class Action>
 std::size_t loadSequence(Archive& archive, const char* name, Action&& loadItem) {
-    constexpr bool isNamed = requires {
-        archive._beginSequence(name);
-    };
+    constexpr bool isNamed = std::is_base_of_v<NamedInput, Archive>;
     std::size_t count = 0;
     if constexpr (isNamed) {
         count = archive._beginSequence(name);

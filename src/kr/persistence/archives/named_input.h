@@ -36,15 +36,6 @@ public:
     /// first value is read. Without KrArchive::kRecover a broken document is refused.
     [[nodiscard]] std::string getBreakReason() const;
 
-    // Items of a list that serialization functions of Boost read; archive_sequence.h
-
-    [[nodiscard]] std::size_t _beginSequence(const char* name);
-    void _endSequence();
-
-    // Called by NamedArchiveReader
-    [[nodiscard]] detail::DocumentCursor& _cursor();
-    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
-
     // Called by Boost.Serialization
     void load_object(void* object, const Serializer& serializer);
     const PointerSerializer* load_pointer(void*& slot, const PointerSerializer* expected, PointerFinder finder);
@@ -78,8 +69,16 @@ protected:
     const char* _name{"Value"};  // of the value that is loaded next
 
 private:
+    friend class NamedArchiveReader;
+    template <class Archive, class Action>
+    friend std::size_t loadSequence(Archive& archive, const char* name, Action&& action);
+
     static constexpr std::uint32_t kNoObject = UINT32_MAX;
 
+    [[nodiscard]] std::size_t _beginSequence(const char* name);
+    void _endSequence();
+    [[nodiscard]] detail::DocumentCursor& _cursor();
+    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
     [[nodiscard]] bool _number(detail::eBookkeeping which, std::uint32_t& number);
     /// The place of an object that was in the archive before; kNoObject for a new one.
     [[nodiscard]] std::uint32_t _findObject();

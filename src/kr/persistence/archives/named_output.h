@@ -30,15 +30,6 @@ public:
     NamedOutput& operator=(const NamedOutput&) = delete;
     virtual ~NamedOutput();
 
-    // Items of a list that serialization functions of Boost write; archive_sequence.h
-
-    void _beginSequence(const char* name);
-    void _endSequence();
-
-    // Called by NamedArchiveWriter
-    [[nodiscard]] detail::DocumentWriter& _document() noexcept { return *_writer; }
-    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
-
     // Called by Boost.Serialization
     void register_basic_serializer(const boost::archive::detail::basic_oserializer& serializer);
     void save_object(const void* object, const boost::archive::detail::basic_oserializer& serializer);
@@ -66,6 +57,14 @@ protected:
     const char* _name{"Value"};  // of the value that is saved next
 
 private:
+    friend class NamedArchiveWriter;
+    template <class Archive, class Action>
+    friend void saveSequence(Archive& archive, const char* name, std::size_t count, Action&& action);
+
+    void _beginSequence(const char* name);
+    void _endSequence();
+    [[nodiscard]] detail::DocumentWriter& _document() noexcept { return *_writer; }
+    [[nodiscard]] KrArchive& _state() noexcept { return _archiveState; }
     void _saveNumber(detail::eBookkeeping which, std::size_t number);
     void _saveVersion(const boost::archive::detail::basic_oserializer& serializer);
 

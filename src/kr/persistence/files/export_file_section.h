@@ -49,10 +49,10 @@ void serialize(Archive& archive, Section& section, const unsigned int version) {
     archive& boost::serialization::make_nvp("Kr::KrBase", base);
     if constexpr (Archive::is_loading::value) {
         typename Archive::Reader reader(archive);
-        section._read(reader, version);
+        static_cast<NamedFileSection&>(section).read(reader, version);
     } else {
         typename Archive::Writer writer(archive);
-        section._write(writer);
+        static_cast<const NamedFileSection&>(section).write(writer);
     }
 }
 

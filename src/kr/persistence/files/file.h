@@ -116,8 +116,6 @@ public:
     /// After a load: probable mistakes, in the order of the file; without those that only the complete content shows
     /// (checkContent). Valid until the next load.
     [[nodiscard]] const std::vector<Finding>& getFindings() const noexcept { return _findings; }
-    /// Called by sections while the file is loaded.
-    void _addFinding(Finding finding) { _findings.push_back(std::move(finding)); }
     /// The first failure of the last load or save; empty after a success.
     [[nodiscard]] const std::string& getLastError() const noexcept { return _result.text; }
     /// The last load or save, with the reason, the place and the remedy of its failure.
@@ -146,8 +144,6 @@ public:
     /// Called by sections that report, on the thread that loads or saves. An exception is logged, and the work
     /// continues. Empty: no reports.
     void setProgressHandler(ProgressHandler handler) { _progressHandler = std::move(handler); }
-    /// Called by sections.
-    void _reportProgress(std::size_t done, std::size_t total) const;
 
     // --- For sections, while the file is loaded or saved ------------------------------------------------------------
 
@@ -164,10 +160,6 @@ public:
     /// First step of each save: sets the producer, and all sections register their referencable objects again.
     void prepareBeforeSaving(int flags);
 
-    /// Called by a section that cannot continue to read: true while a damaged file is recovered. The section then keeps
-    /// what it has read and throws nothing, and the rest of the file is not read.
-    [[nodiscard]] bool _endsHere(const std::string& reason);
-
     void onEvent(Event event, Kr::KrBase* object) override;
 
 protected:
@@ -177,6 +169,7 @@ protected:
 
 private:
     friend class boost::serialization::access;
+    friend class KrFileSection;
 
     template <class Archive>
     void serialize(Archive& archive, unsigned int version);
@@ -194,6 +187,8 @@ private:
     /// Throws, or adds the text to the doubts while a damaged file is recovered.
     void _refuseChecksum(const std::string& reason);
     void _doubt(const std::string& text);
+    void _reportProgress(std::size_t done, std::size_t total) const;
+    [[nodiscard]] bool _endsHere(const std::string& reason);
     bool _saveTo(std::ostream& stream, const std::string& archiveName, int flags, const detail::AtomicFile* target);
     void _finish() noexcept;
     void _forgetReferencableObjects();

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "kr/core/fwd.h"
+#include "kr/persistence/files/fwd.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
@@ -27,10 +28,11 @@ public:
     /// An empty table for a file, during its lifetime; afterwards the previous one again.
     class Scope;
 
+private:
+    friend class KrFile;
     void _begin() noexcept;
     void _end() noexcept;
 
-private:
     std::unordered_map<const Kr::KrBase*, std::uint32_t> _numbers;
     bool _isInUse{false};
 };

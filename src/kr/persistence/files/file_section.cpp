@@ -1,5 +1,9 @@
 #include "kr/persistence/files/file_section.h"
 
+#include <utility>
+
+#include "kr/persistence/files/file.h"
+
 namespace KrPersistence {
 
 KrFileSection::KrFileSection() = default;
@@ -14,6 +18,18 @@ void KrFileSection::declareReferencableObjects(KrFile* /*file*/) {}
 
 void KrFileSection::postLoad(KrFile* /*file*/) {}
 void KrFileSection::_onLoaded() noexcept {}
+
+void KrFileSection::_reportProgress(std::size_t done, std::size_t total) const {
+    if (_owner != nullptr) _owner->_reportProgress(done, total);
+}
+
+void KrFileSection::_addFinding(Finding finding) {
+    if (_owner != nullptr) _owner->_findings.push_back(std::move(finding));
+}
+
+bool KrFileSection::_endsHere(const std::string& reason) {
+    return _owner != nullptr && _owner->_endsHere(reason);
+}
 
 void KrFileSection::setOwner(KrFile* file) {
     _owner = file;

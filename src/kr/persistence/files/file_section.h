@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <string>
+
 #include "kr/core/base.h"
+#include "kr/persistence/archives/finding.h"
 #include "kr/persistence/files/fwd.h"
 #include "kr/platform/export.h"
 
@@ -24,8 +28,6 @@ public:
     virtual void declareReferencableObjects(KrFile* file);
     /// Called when the whole file was read; the sections before this one are in the file. The default does nothing.
     virtual void postLoad(KrFile* file);
-    /// Called after the load has succeeded: nothing can fail any more. The default does nothing.
-    virtual void _onLoaded() noexcept;
 
     /// The file of the section, or null; already set while a section is read.
     [[nodiscard]] KrFile* getOwner() const noexcept { return _owner; }
@@ -35,7 +37,19 @@ public:
 protected:
     KrFileSection();
 
+    /// Called after the load has succeeded: nothing can fail any more. The default does nothing.
+    virtual void _onLoaded() noexcept;
+    /// Tells the file, for its progress handler, how many of how many steps of loading or saving are done.
+    void _reportProgress(std::size_t done, std::size_t total) const;
+    /// Adds to the findings of the file that is loaded.
+    void _addFinding(Finding finding);
+    /// For a section that cannot be read on: true while a damaged file is recovered. The section then keeps what it
+    /// has, throws nothing, and nothing more of the file is read.
+    [[nodiscard]] bool _endsHere(const std::string& reason);
+
 private:
+    friend class KrFile;
+
     KrFile* _owner{nullptr};
 };
 

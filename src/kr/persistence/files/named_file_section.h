@@ -8,9 +8,11 @@ namespace KrPersistence {
 ///
 ///     class Notes final : public KrPersistence::NamedFileSection {
 ///     public:
+///         std::string text;
+///
+///     private:
 ///         void _write(KrPersistence::ArchiveWriter& writer) const override { writer.write("Text", text); }
 ///         void _read(KrPersistence::ArchiveReader& reader, unsigned int) override { reader.read("Text", text); }
-///         std::string text;
 ///     };
 ///
 /// The source of the class then includes "kr/persistence/files/export_file_section.h" and contains, at global scope,
@@ -26,15 +28,18 @@ class KR_API NamedFileSection : public KrFileSection {
 public:
     ~NamedFileSection() override;
 
+    void write(ArchiveWriter& writer) const { _write(writer); }
+    void read(ArchiveReader& reader, unsigned int version) { _read(reader, version); }
+
+protected:
+    NamedFileSection();
+
     /// Writes the content; what it throws fails the save.
     virtual void _write(ArchiveWriter& writer) const = 0;
     /// Reads into a new section, whose owner is set.
     /// \param version  the version in KR_FILE_SECTION when the section was written; newer ones than that of the class
     ///                 are refused before.
     virtual void _read(ArchiveReader& reader, unsigned int version) = 0;
-
-protected:
-    NamedFileSection();
 };
 
 }  // namespace KrPersistence

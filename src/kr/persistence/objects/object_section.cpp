@@ -23,13 +23,6 @@ namespace {
 /// The steps of loading; each is done for all sections of a file before the next one.
 enum Step : int { kBuild = 100, kFollowDefinitions = 200, kConnect = 300, kResolve = 400 };
 
-/// Tells a file of every hundredth step, and of the last one.
-auto makeProgress(const KrFile* file) {
-    return [file](std::size_t done, std::size_t total) {
-        if (file != nullptr && (done % 100 == 0 || done == total)) file->_reportProgress(done, total);
-    };
-}
-
 }  // namespace
 
 KrObjectSection::KrObjectSection() = default;
@@ -64,8 +57,14 @@ void KrObjectSection::_onLoaded() noexcept {
     if (_builder) _builder->keep();
 }
 
+std::function<void(std::size_t, std::size_t)> KrObjectSection::_makeProgress() const {
+    return [this](std::size_t done, std::size_t total) {
+        if (done % 100 == 0 || done == total) _reportProgress(done, total);
+    };
+}
+
 void KrObjectSection::_write(ArchiveWriter& writer) const {
-    detail::ContentWriter(writer, makeProgress(getOwner())).write(_objects);
+    detail::ContentWriter(writer, _makeProgress()).write(_objects);
 }
 
 void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
@@ -81,14 +80,14 @@ void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {
     } catch (const std::exception& exception) {
         const auto count = std::to_string(content.extensionCount) + " extensions and " +
                            std::to_string(content.connections.size()) + " connections";
-        if (!file->_endsHere("of the content, " + count + " could be read: " + exception.what())) throw;
+        if (!_endsHere("of the content, " + count + " could be read: " + exception.what())) throw;
     }
-    _builder = std::make_unique<detail::ContentBuilder>(std::move(content), detail::SourceFile{path, name},
-                                                        makeProgress(file));
-    file->addCallback(kBuild, [this, file] {
+    _builder =
+        std::make_unique<detail::ContentBuilder>(std::move(content), detail::SourceFile{path, name}, _makeProgress());
+    file->addCallback(kBuild, [this] {
         _builder->build();
         for (const auto& each : _builder->getFindings())
-            file->_addFinding(each);
+            _addFinding(each);
         _objects = _builder->getRoots();
     });
     file->addCallback(kFollowDefinitions, [this] { _builder->followDefinitions(); });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_set>
@@ -48,11 +49,14 @@ class KR_API KrObjectSection final : public NamedFileSection {
 
     // --- The section -------------------------------------------------------------------------------------------------
     void declareReferencableObjects(KrFile* file) override;
+
+private:
     void _onLoaded() noexcept override;
+    /// Reports every hundredth step, and the last one.
+    [[nodiscard]] std::function<void(std::size_t done, std::size_t total)> _makeProgress() const;
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
 
-private:
     Objects _objects;
     std::unordered_set<const KrSim::KrExtension*> _known;  // the same; filled when one is added
     std::unique_ptr<detail::ContentBuilder> _builder;      // of the last load

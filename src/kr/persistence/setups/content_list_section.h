@@ -21,10 +21,10 @@ public:
     [[nodiscard]] const std::vector<std::string>& getFiles() const noexcept { return _files; }
     void setFiles(std::vector<std::string> files) { _files = std::move(files); }
 
+private:
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
 
-private:
     std::vector<std::string> _files;
 };
 

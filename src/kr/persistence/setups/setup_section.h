@@ -45,11 +45,11 @@ public:
     /// \param module  an extension in the object of the setup.
     [[nodiscard]] std::size_t findLine(const KrSim::KrExtension& module, const Kr::KrID& setting) const;
 
-    void _write(ArchiveWriter& writer) const override;
-    void _read(ArchiveReader& reader, unsigned int version) override;
-
 private:
     using Lines = std::vector<std::pair<Kr::KrID, std::size_t>>;
+
+    void _write(ArchiveWriter& writer) const override;
+    void _read(ArchiveReader& reader, unsigned int version) override;
 
     Setup _setup;
     std::string _file;

@@ -236,10 +236,9 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
         });
         _readEvents(reader);
     } catch (const std::exception& exception) {
-        auto* file = getOwner();
         const auto text = "of the state, " + std::to_string(_loaded->extensions.size()) +
                           " extensions could be read: " + exception.what();
-        if (file == nullptr || !file->_endsHere(text)) throw;
+        if (!_endsHere(text)) throw;
     }
 }
 

@@ -41,12 +41,11 @@ public:
     [[nodiscard]] std::uint64_t getFrame() const noexcept;
     [[nodiscard]] std::size_t getExtensionCount() const noexcept;
 
-    void _write(ArchiveWriter& writer) const override;
-    void _read(ArchiveReader& reader, unsigned int version) override;
-
 private:
     struct Loaded;
 
+    void _write(ArchiveWriter& writer) const override;
+    void _read(ArchiveReader& reader, unsigned int version) override;
     void _writeEvents(ArchiveWriter& writer) const;
     void _readEvents(ArchiveReader& reader);
 
