@@ -8,13 +8,13 @@
 namespace KrPersistence {
 
 JsonOutArchive::JsonOutArchive(std::ostream& stream, std::uint32_t flags)
-    : NamedOutArchive(std::make_unique<detail::JsonDocumentWriter>(stream), _archive, "JsonOutArchive"),
-      _archive(flags) {}
+    : KrArchive(flags),
+      NamedOutArchive(std::make_unique<detail::JsonDocumentWriter>(stream), *this, "JsonOutArchive") {}
 
 JsonOutArchive::~JsonOutArchive() = default;
 
 JsonInArchive::JsonInArchive(std::istream& stream, std::uint32_t flags)
-    : NamedInArchive(stream, detail::readJson, _archive, "JsonInArchive"), _archive(flags) {}
+    : KrArchive(flags), NamedInArchive(stream, detail::readJson, *this, "JsonInArchive") {}
 
 JsonInArchive::~JsonInArchive() = default;
 

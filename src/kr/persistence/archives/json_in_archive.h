@@ -3,8 +3,8 @@
 #include <boost/archive/detail/register_archive.hpp>
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/named_in_archive.h"
 
 namespace KrPersistence {
@@ -15,24 +15,12 @@ namespace KrPersistence {
 /// types of values are checked, and every failure is a boost::archive::archive_exception that says where. After a
 /// failure only delete_created_pointers may be called.
 /// Thread: one at a time. Ownership: the stream is borrowed; it must be binary and end where the document ends.
-class KR_API JsonInArchive : public NamedInArchive<JsonInArchive> {
+class KR_API JsonInArchive : public KrArchive, public NamedInArchive<JsonInArchive> {
 public:
     /// \param flags  returned by getArchiveFlags; only kRecover has an effect.
     JsonInArchive(std::istream& stream, std::uint32_t flags);
     /// Destroys no object that was read.
     ~JsonInArchive() override;
-
-    // See KrArchive
-    [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
-    void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
-    [[nodiscard]] std::vector<Finding>& getFindings() noexcept { return _archive.getFindings(); }
-    [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archive.getArchiveFlags(); }
-    void pushObject(Kr::KrBase* object) { _archive.pushObject(object); }
-    void popObject() noexcept { _archive.popObject(); }
-    [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept { return _archive.getCurrentObject(); }
-
-private:
-    KrArchive _archive;
 };
 
 }  // namespace KrPersistence

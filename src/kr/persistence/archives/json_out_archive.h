@@ -3,8 +3,8 @@
 #include <boost/archive/detail/register_archive.hpp>
 #include <cstdint>
 #include <iosfwd>
-#include <string>
 
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/named_out_archive.h"
 
 namespace KrPersistence {
@@ -16,22 +16,11 @@ namespace KrPersistence {
 /// boost::archive::archive_exception; the bytes in the stream are no archive then.
 /// Thread: one at a time. Ownership: the stream is borrowed; it must be binary. Close it to find out whether all bytes
 /// were written.
-class KR_API JsonOutArchive : public NamedOutArchive<JsonOutArchive> {
+class KR_API JsonOutArchive : public KrArchive, public NamedOutArchive<JsonOutArchive> {
 public:
     /// \param flags  only kept; none changes the form.
     JsonOutArchive(std::ostream& stream, std::uint32_t flags);
     ~JsonOutArchive() override;
-
-    // See KrArchive
-    [[nodiscard]] const std::string& getArchiveName() const noexcept { return _archive.getArchiveName(); }
-    void setArchiveName(const std::string& name) { _archive.setArchiveName(name); }
-    [[nodiscard]] std::uint32_t getArchiveFlags() const noexcept { return _archive.getArchiveFlags(); }
-    void pushObject(Kr::KrBase* object) { _archive.pushObject(object); }
-    void popObject() noexcept { _archive.popObject(); }
-    [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept { return _archive.getCurrentObject(); }
-
-private:
-    KrArchive _archive;
 };
 
 }  // namespace KrPersistence
