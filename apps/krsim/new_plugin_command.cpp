@@ -43,6 +43,7 @@ std::string findFault(const std::string& name) {
     if (std::none_of(name.begin(), name.end(), isLower)) return "has no small letter, as macros have none";
     if (name.size() > kLongestName) return "has more than " + std::to_string(kLongestName) + " characters";
     if (name.starts_with("Kr") && (name.size() == 2 || !isLower(name[2]))) return "begins like those of the library";
+    if (name == "IExtension") return "is that of the class that it is derived from";
     return {};
 }
 

@@ -20,6 +20,7 @@ BAD_NAMES = {
     "NULL": "has no small letter",
     "P" + "u" * 64: "has more than 64 characters",
     "KrSim": "begins like those of the library",
+    "IExtension": "is that of the class that it is derived from",
 }
 
 
