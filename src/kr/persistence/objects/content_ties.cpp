@@ -235,13 +235,8 @@ void ContentBuilder::connect() {
             _noteStandIn(nullptr, record);
             continue;
         }
-        if (openCount++ == 0) {
-            _problems.push_back("Connection from " + record.source.runtimeID.toString() + "." + record.sourceField +
-                                " to " + record.sink.runtimeID.toString() + "." + record.sinkField +
-                                " is kept, but cannot be made now" +
-                                describeChoice(record.source.runtimeID, record.source.rawID) +
-                                describeChoice(record.sink.runtimeID, record.sink.rawID));
-        }
+        if (openCount++ == 0)
+            _problems.push_back("Connection " + describeEnds(record, " is kept, but cannot be made now"));
         if (auto* keeper = _chooseKeeper(record)) KeptContent::of(*keeper).connections.push_back(record);
     }
     if (openCount > 1) {

@@ -44,12 +44,8 @@ private:
 };
 
 void describeKept(const detail::KeptContent& kept, const KrSim::KrExtension& extension, Texts& texts) {
-    for (const auto& each : kept.connections) {
-        texts.push_back("the connection from " + each.source.runtimeID.toString() + "." + each.sourceField + " to " +
-                        each.sink.runtimeID.toString() + "." + each.sinkField + " cannot be made" +
-                        detail::describeChoice(each.source.runtimeID, each.source.rawID) +
-                        detail::describeChoice(each.sink.runtimeID, each.sink.rawID));
-    }
+    for (const auto& each : kept.connections)
+        texts.push_back("the connection " + detail::describeEnds(each, " cannot be made"));
     for (const auto& each : kept.references) {
         texts.push_back("field " + each.fieldPath + " refers to " + each.extension.toString() + ", which is not there" +
                         describeChoice(each.extension));

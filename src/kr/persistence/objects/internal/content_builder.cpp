@@ -15,8 +15,7 @@
 #include "kr/persistence/objects/internal/kept_content.h"
 #include "kr/persistence/objects/internal/loaded_files.h"
 #include "kr/persistence/objects/internal/obsolete_types.h"
-#include "kr/persistence/objects/internal/own_paths.h"
-#include "kr/persistence/objects/internal/reference_paths.h"
+#include "kr/persistence/objects/internal/tracked_paths.h"
 #include "kr/persistence/objects/object_file.h"
 
 namespace KrPersistence::detail {
@@ -196,8 +195,8 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
         takeMarks(*group, record.fields[group->getID()]);
 
     {
-        const ReferencePaths paths(record.fields, record.references);
-        const OwnPaths ownPaths(record.fields, extension);
+        const TrackedPaths paths(record.fields, record.references);
+        const TrackedPaths ownPaths(record.fields, extension);
         const auto check = checkFields(extension, record);
         extension._loadImplementation(&record.fields);
         paths.update(record.references);

@@ -96,6 +96,14 @@ std::string describeChoice(const KrContentID::Identifier& runtimeID, const KrCon
     return text;
 }
 
+std::string describeEnds(const ConnectionRecord& connection, const char* state) {
+    const auto& [sourceRuntime, sourceRaw] = connection.source;
+    const auto& [sinkRuntime, sinkRaw] = connection.sink;
+    return "from " + sourceRuntime.toString() + "." + connection.sourceField + " to " + sinkRuntime.toString() + "." +
+           connection.sinkField + state + describeChoice(sourceRuntime, sourceRaw) +
+           describeChoice(sinkRuntime, sinkRaw);
+}
+
 }  // namespace KrPersistence::detail
 
 namespace KrPersistence {

@@ -6,6 +6,7 @@
 
 #include "kr/content/content_id.h"
 #include "kr/extension/fwd.h"
+#include "kr/persistence/objects/internal/content_records.h"
 #include "kr/platform/smart_ptr.h"
 #include "kr/platform/weak_ptr.h"
 
@@ -44,5 +45,8 @@ private:
 /// files. Empty for another reason.
 [[nodiscard]] std::string describeChoice(const KrSim::KrContentID::Identifier& runtimeID,
                                          const KrSim::KrContentID::Identifier& rawID);
+
+/// "from <ID>.<field> to <ID>.<field><state>", then the reasons of describeChoice.
+[[nodiscard]] std::string describeEnds(const ConnectionRecord& connection, const char* state);
 
 }  // namespace KrPersistence::detail

@@ -6,7 +6,7 @@
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/objects/internal/content_access.h"
-#include "kr/persistence/objects/internal/reference_paths.h"
+#include "kr/persistence/objects/internal/tracked_paths.h"
 #include "kr/platform/plugins/plugin_manager.h"
 
 namespace KrPersistence::detail {
@@ -31,7 +31,7 @@ bool replaceObsolete(ExtensionRecord& record) {
     auto data = record.data;
     auto version = record.dataVersion;
     auto versions = record.versions;
-    const ReferencePaths paths(fields, record.references);
+    const TrackedPaths paths(fields, record.references);
     KrVersioningRegistry::SavedExtension saved{fields, data, version, versions};
     if (!KrVersioningRegistry::replaceObsoleteExtension(record.name, record.key, saved)) return false;
     paths.update(record.references);
