@@ -16,7 +16,7 @@ public:
     AllocationFailure& operator=(const AllocationFailure&) = delete;
     ~AllocationFailure();
 
-    /// Memory is there again from now on.
+    /// Memory is available again from now on.
     void end() noexcept;
     /// Whether an allocation has failed.
     [[nodiscard]] bool hasStruck() const noexcept;

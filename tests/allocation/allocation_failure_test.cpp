@@ -94,7 +94,7 @@ protected:
     [[nodiscard]] std::string describe() const override {
         return TownOperation::describe() + allocation_test::describe(*country) + allocation_test::describe(*neighbour);
     }
-    /// The instance is where it was, and what its user has set is there.
+    /// The instance is at its place, and has the changes of its user.
     [[nodiscard]] std::string describeKept() const override {
         const auto* mill = instance->findExtensionByName("Mill", false);
         return country->getName() + std::to_string(country->getExtensionCount()) + instance->getPath() +
@@ -363,7 +363,7 @@ private:
     const std::string path = folder / "town";
 };
 
-/// Content that is there waits for what the file holds: a connection and a reference.
+/// Existing content waits for content of the file: a connection and a reference.
 class LoadWhatIsMissing final : public Operation {
 public:
     LoadWhatIsMissing() {

@@ -85,7 +85,7 @@ struct Simulation {
     Simulation& operator=(const Simulation&) = delete;
     ~Simulation();
     [[nodiscard]] std::string describe() const;
-    /// An event with a payload that needs memory of its own.
+    /// An event with a payload on the heap.
     void sendLater(int number, double delaySeconds) const;
 
     Kr::ManualClock clock;

@@ -190,7 +190,7 @@ TEST(Content, LetsProxiesFindWhatComesAfterThem) {
     EXPECT_EQ(changes, 1);
 }
 
-/// What each module was told of each extension: 1 while it is there.
+/// The calls of each module for each extension: 1 while it is present.
 struct Balance final : KrSim::ISimulatorModule {
     Balance(KrSim::KrSimulatorModule* proxy, std::function<void(const std::string&, Balance&)> then)
         : ISimulatorModule(proxy, 1), _then(std::move(then)) {}

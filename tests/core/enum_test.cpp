@@ -29,7 +29,7 @@ using Kr::KrEnum;
 using EnumType = KrSim::KrEnumTable::EnumType;
 using testing::ElementsAre;
 
-// Made before main: the enumeration is there whatever the order of initialisation.
+// Made before main: the enumeration exists in any order of initialisation.
 const KrEnum earlyLevel(Kr::eLogLevel::kWarn);
 
 std::string describe(const KrEnum& value) {
@@ -104,7 +104,7 @@ TEST(Enum, SetsByTextAndNumberWhatTheEnumerationKnows) {
                             "reflection.\n"));
 }
 
-// As when a plug-in comes after the content that uses its enumeration, goes, and comes back.
+// As when a plug-in is loaded after the content that uses its enumeration, unloaded, and loaded again.
 TEST(Enum, FollowsTheRegistrationOfItsType) {
     KrEnum value(eLate::kFirst);
     EXPECT_EQ(describe(value), "0 '' untyped enum_test::eLate");

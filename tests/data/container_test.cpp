@@ -403,7 +403,7 @@ Container::iterator findFirst(const Container& container, const Kr::KrID& id) {
     return std::find_if(container.begin(), container.end(), [&](const FieldBase* each) { return each->getID() == id; });
 }
 
-/// Most identifiers are there once; some stand twice, are empty, or hold dots.
+/// Most identifiers are unique; some are used twice, are empty, or contain dots.
 Kr::KrID anyID(std::mt19937& random) {
     switch (random() % 24) {
         case 0:

@@ -123,7 +123,7 @@ TEST(ElectricCar, ExplainsAllItsFields) {
 TEST(ElectricCar, IsSteppedFromTheCycleToTheVehicle) {
     Road road;
     const auto car = makeCar();
-    // The module hears of the parts in the reverse order.
+    // The module gets the parts in the reverse order.
     std::vector<KrSmartPtr<KrExtension>> parts;
     while (car->getExtensionCount() > 0) {
         parts.emplace_back(car->getExtension(car->getExtensionCount() - 1));

@@ -44,7 +44,7 @@ private:
     std::function<void(const KrSimEvent&)> _function;
 };
 
-/// Runs a blocking send on another thread, while this one, the owner, runs frames until it has come back.
+/// Runs a blocking send on another thread, while this one, the owner, runs frames until it has returned.
 class BlockingSend {
 public:
     explicit BlockingSend(const KrSimEvent& event)
@@ -168,7 +168,7 @@ TEST_F(BlockingEvents, AreDroppedWhenTheOwnerIsReset) {
     EXPECT_LE(calls, 1);
 }
 
-/// Everything at once, for the thread sanitizer; what must hold at the end is that nothing was lost.
+/// Everything at the same time, for the thread sanitizer; at the end nothing may be lost.
 TEST(EventStress, ThreadsRegisterSendAndUnregister) {
     constexpr int kRounds = test_support::stressRounds(60'000, 4'000);
     constexpr int kIds = 5;

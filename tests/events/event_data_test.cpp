@@ -42,7 +42,7 @@ std::string zeros(std::size_t count) {
     return count == 0 ? "" : "00 " + zeros(count - 1);
 }
 
-/// One value with the bytes that stand for it.
+/// One value with its bytes.
 struct EncodingCase {
     std::string name;
     std::string hex;
@@ -141,7 +141,7 @@ TEST(EventData, WritesANullTextAsAnEmptyOne) {
     EXPECT_EQ(data.data(), fromHex("00 00 00 00 02 00 00 00 61 62"));
 }
 
-// What would be written with a width nobody named: 4 bytes for a character, 1 for a pointer taken as bool.
+// Types whose width would be a surprise: 4 bytes for a character, 1 for a pointer taken as bool.
 template <class T>
 concept Writable = requires(EventData& data, T value) {
     data << value;

@@ -324,7 +324,7 @@ TEST(TypedFields, TakeTheValueOfAFieldThatIsThereAlready) {
     EXPECT_EQ(log.lines().size(), 1U);
 }
 
-/// A field that refers to an extension, and what it answers.
+/// A field that refers to an extension, and the expected result.
 struct ReferenceCase {
     const char* name;
     std::unique_ptr<FieldBase> (*refer)(KrExtension* target);

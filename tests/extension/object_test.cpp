@@ -31,7 +31,7 @@ KrSmartPtr<T> make(const char* name) {
     return made;
 }
 
-/// Writes down what it hears, answers what it is told to, and throws where it is told to.
+/// Records its callbacks, and returns or throws as it was configured.
 class RecordingObject final : public IObject {
 public:
     RecordingObject(KrObject* proxy, Calls& recorded) : IObject(proxy, 1), calls(recorded) {}

@@ -89,7 +89,7 @@ Mass& massOf(const ExtensionPtr& extension) {
     return *extension->getImplementationAs<Mass>();
 }
 
-/// An application as the workers see it. They may hold it when its thread has gone on to the next one.
+/// An application for the workers. They may hold it after its thread has begun the next one.
 struct Shared {
     ApplicationPtr application;
     ExtensionPtr watched;  // its fields are observed by all

@@ -30,7 +30,7 @@ private:
     KrSim::KrContentID _id;
 };
 
-/// Answers for fake content while it lives, instead of the registry.
+/// Resolves fake content during its lifetime, instead of the registry.
 class FakeContentScope final : public KrSim::IContentResolver {
 public:
     FakeContentScope() : _previous(Kr::UpperLayer<IContentResolver>::get()) {

@@ -13,7 +13,7 @@
 
 namespace test_support {
 
-/// Writes down which callbacks come, and throws out of each where it is told to.
+/// Records its callbacks, and throws out of the configured ones.
 class RecordingExtension : public KrSim::IExtension {
 public:
     enum class Throws { kNothing, kException, kNumber };

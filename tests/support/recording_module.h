@@ -13,7 +13,7 @@
 
 namespace test_support {
 
-/// Writes down which callbacks come, "Name onUpdate 0", and throws out of the one that it is told.
+/// Records its callbacks, "Name onUpdate 0", and throws out of the configured one.
 class RecordingModule : public KrSim::ISimulatorModule {
 public:
     using Calls = std::vector<std::string>;

@@ -9,7 +9,7 @@
 
 namespace test_support {
 
-/// A fresh folder that goes away, with all in it, at the end of the scope.
+/// A new folder that is removed, with its contents, at the end of the scope.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

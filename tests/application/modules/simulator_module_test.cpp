@@ -200,7 +200,7 @@ TEST(ManagedExtensions, AreSortedAgainWhenTheyOrTheGraphChanged) {
     }
     EXPECT_THAT(recorder.getManagedExtensions(), ElementsAre(car, bus, van));
     EXPECT_EQ(sorter.getLastBuildNumber(), builds + 1);
-    // Nobody else asks the sorter, so nothing but this call makes the new order.
+    // No other code uses the sorter, so only this call makes the new order.
     sorter.removeExtension(car.get());
     sorter.addExtension(car.get());
     recorder._sortManagedExtensions();

@@ -120,7 +120,7 @@ public:
     KrSim::Output<double> power{this, "Power"};
 };
 
-/// Has an output whose getter answers no number in frames 3 to 5.
+/// Has an output whose getter returns NaN in frames 3 to 5.
 class [[maybe_unused]] Dipper final : public KrSim::ISimulatorModule {
 public:
     static constexpr int kVersion = 1;

@@ -19,7 +19,7 @@ namespace krsim_run_reporter_test {
 
 using KrSim::KrApplication;
 
-/// A pipe whose reader looks only when asked.
+/// A pipe whose reader reads only on request.
 struct Pipe {
     Pipe() { EXPECT_EQ(::pipe2(ends.data(), O_NONBLOCK), 0); }
     ~Pipe() {

@@ -21,7 +21,7 @@ using KrSim::KrExtension;
 using KrSim::KrExtensionSorter;
 using KrSim::KrObject;
 
-/// An object that is registered, with a part that is not: the object stands for the part in the order.
+/// A registered object with a part that is not: the object represents the part in the order.
 struct Unit {
     explicit Unit(const std::string& name) {
         object->setName(name.c_str());

@@ -1,4 +1,4 @@
-// Whatever dies, and whenever: nothing that is gone is touched, and what is left works on.
+// For each death at each moment: no dead object is accessed, and the others work on.
 
 #include <gtest/gtest.h>
 
@@ -116,7 +116,7 @@ public:
         if (from && to) act(*this);
     }
 
-    /// Invalid as soon as a field is gone, and unknown to the other field and to the sorter.
+    /// Invalid as soon as a field has died, and unknown to the other field and to the sorter.
     void expectConsistent() {
         for (auto* each : {connection.get(), next.get()}) {
             if (each == nullptr) continue;
@@ -208,7 +208,7 @@ TEST_P(Deaths, OfAFieldThatMovesWhileItIsTransferred) {
     rig.expectConsistent();
 }
 
-/// Destroys a connection as soon as it hears of it.
+/// Destroys a connection in its first callback about it.
 struct Destroyer final : KrData::FieldListener, KrSim::KrExtensionSorter::Listener {
     void onOutgoingConnectionAdded(KrConnectionBase* connection) override { destroy(connection); }
     void onIncomingConnectionAdded(KrConnectionBase* connection) override { destroy(connection); }

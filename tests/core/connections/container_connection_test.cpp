@@ -46,7 +46,7 @@ TEST_F(Containers, LetSiblingsThatChangeMeanwhileFollowOnce) {
     const auto answerA = sinkA->addObserver([&](const FieldBase&) { b->setValue(a->getValue() * 10.0); });
     a->setValue(2.0);
     EXPECT_THAT(valuesOf(_to), ElementsAre("a2", "b20"));
-    // Each answers the other one: that must end.
+    // Each follows the other one: that must end.
     const auto answerB = sinkB->addObserver([&](const FieldBase&) { a->setValue(a->getValue() + 1.0); });
     a->setValue(3.0);
     EXPECT_THAT(valuesOf(_to), ElementsAre("a3", "b30"));

@@ -220,7 +220,7 @@ TEST_F(ErrorHandling, TargetsDecideWhoChanges) {
     }
 }
 
-// Of other applications: what is cut off is asked of nobody, and nobody's message.
+// Of other applications: events that are cut off have no target and no message.
 TEST_F(ErrorHandling, EventsCountWhenTheyAreWholeAndMeantForThisApplication) {
     const std::string me = Kr::Process::getHostNameProcessID();
     using Case = std::tuple<int, std::string, std::size_t, int>;  // level, target, bytes cut off, level afterwards

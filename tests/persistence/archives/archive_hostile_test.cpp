@@ -256,7 +256,7 @@ TYPED_TEST(HostileDocument, ANameCannotBeWrittenTwiceIntoAGroup) {
 }
 
 TYPED_TEST(HostileDocument, MembersMayComeInAnyOrderInLinearTime) {
-    // Asked for backwards: each is looked for among all. A search of each among 20,000 siblings would take minutes.
+    // Read backwards: each is searched among all. A search of each among 20,000 siblings would take minutes.
     constexpr std::size_t kMembers = 20'000;
     const std::string bytes = archive_kinds::written<TypeParam>([](KrPersistence::ArchiveWriter& writer) {
         for (std::size_t i = 0; i < kMembers; ++i)
@@ -537,7 +537,7 @@ TEST(BinaryHostile, NestingIsLimitedOnBothWays) {
     } catch (const std::exception& exception) {
         EXPECT_NE(std::string(exception.what()).find("more than 512 deep"), std::string::npos) << exception.what();
     }
-    // What stands in the stream is a group in a group in a group; a last one follows that is too deep.
+    // The stream contains a group in a group in a group; a last one follows that is too deep.
     root.reset();
     const std::string failure = loadShape<Binary>(stream.str() + std::string(100, '\0'), KrArchive::kNoHeader);
     EXPECT_NE(failure.find("more than 512 deep"), std::string::npos) << failure;

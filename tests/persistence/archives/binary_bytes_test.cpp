@@ -131,7 +131,7 @@ const Encoding kEncodings[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Values, BinaryEncoding, testing::ValuesIn(kEncodings), test_support::caseName);
 
-// Tracking, version, count, value; in compact mode the version alone stands before the members.
+// Tracking, version, count, value; in compact mode only the version precedes the members.
 TEST(BinaryObjectBytes, FollowTheFlags) {
     const shapes::Reading reading{7, 0.5};
     const auto noHeader = KrArchive::kNoHeader;

@@ -204,7 +204,7 @@ TEST(NamedForms, OfObjectsAreAsDocumented) {
 )");
 }
 
-/// Names and texts of all bytes, for readers that nobody of us wrote.
+/// Names and texts of all bytes, for readers of other programs.
 void writeBytes(ArchiveWriter& writer) {
     std::string all;
     for (int i = 0; i < 256; ++i)

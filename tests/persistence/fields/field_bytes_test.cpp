@@ -78,7 +78,7 @@ TYPED_TEST(FieldTrees, AreByteEqualAfterSaveLoadSave) {
         const auto first = saved<TypeParam>(*maker.make());
         KrPersistence::FieldReadContext context;
         const auto again = loaded<TypeParam>(first, context);
-        // References stay null; what they stand for is written in their place.
+        // References stay null; their targets are written in their place.
         ASSERT_TRUE(areSame(saved<TypeParam>(*again, {context.references}), first)) << "seed " << seed;
     }
 }

@@ -214,7 +214,7 @@ TEST_P(ChecksumOfText, IsWrittenOnRequestOnlyAndWarnsOfChanges) {
     const std::string plain = save({std::string(70'000, 'x'), "one"}, GetParam());
     const std::string bytes = save({std::string(70'000, 'x'), "one"}, GetParam() | KrFile::kChecksum);
     EXPECT_THAT(plain, testing::Not(HasSubstr("KrChecksum")));
-    // What is covered stands as it stands without a checksum.
+    // The covered bytes are the same without a checksum.
     const auto covered = plain.size() - (isXml ? 0 : 3);
     char digits[9];
     std::snprintf(digits, sizeof digits, "%08x",

@@ -148,7 +148,7 @@ TEST(Producer, IsWhatTheHostSaysAndTheLibraryAgainAfterwards) {
 
 INSTANTIATE_TEST_SUITE_P(File, FileOfEachKind, testing::ValuesIn(kFormats));
 
-// What goes wrong with the code of sections
+// Failures of the code of sections
 
 struct FaultCase {
     const char* name;

@@ -45,7 +45,7 @@ KrSmartPtr<KrExtension> makeMotor(const char* name, std::uint64_t number, double
     return motor;
 }
 
-/// A garage with two motors, one of them in an object of its own, and a plain extension with a field of its own.
+/// A garage with two motors, one of them in a separate object, and a plain extension with its own field.
 KrSmartPtr<KrObject> makeGarage() {
     auto top = makeObject(kGarageType, "Top", 1);
     top->remove(top->getExtension(0));
@@ -476,7 +476,7 @@ TEST_F(Content, OfANewerVersionThanItsTypeIsTold) {
     EXPECT_THAT(load(bytes).problems, testing::Each(HasSubstr("content ID")));
 }
 
-/// Without the ends of objects, so that what stands before a break begins a text as the whole does.
+/// Without the ends of objects, so that the text before a break begins like the complete text.
 std::string withoutEnds(std::string text) {
     std::erase(text, ')');
     return text;

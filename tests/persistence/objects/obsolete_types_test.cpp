@@ -26,7 +26,7 @@ protected:
     TypeScope _types;
 };
 
-/// A steam engine with 7 bytes of its own, and a motor that it drives.
+/// A steam engine with 7 bytes of data, and a motor that it drives.
 std::string saveSteamEngine(bool isObject) {
     auto steam = isObject ? KrSmartPtr<KrExtension>(makeObject({}, "Old", 1)) : make({}, "Old", 1);
     steam->_setCreationKey(kSteamType);

@@ -69,7 +69,7 @@ public:
     std::function<void()> onEachUpdate;
 };
 
-/// Two units with feedback, stepped by a clock that goes by the frame.
+/// Two units with feedback, stepped by a clock that advances with the frames.
 struct World {
     World() {
         Kr::KrConnectionFactory::connect(*first->speed.getField(), *second->force.getField());
