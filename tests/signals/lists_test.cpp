@@ -235,9 +235,34 @@ void callAll(Callbacks* callbacks, int& sum) {
     }
 }
 
+struct Close {
+    void operator()(Callbacks* callbacks) const { callbacks->close(); }
+};
+
+TEST(SnapshotList, DestroysAFunctionThatEndsInItsCallWhenTheDeliveryEnds) {
+    for (const std::size_t others : {0U, 100U}) {
+        SCOPED_TRACE(others);
+        const std::unique_ptr<Callbacks, Close> callbacks(new Callbacks);
+        std::vector<KrData::DelegateConnection> handles(others);
+        for (auto& each : handles)
+            each = callbacks->add([](int&) {});
+        auto token = std::make_shared<int>();
+        const std::weak_ptr<int> life = token;
+        bool livesInItsCall = false;
+        KrData::DelegateConnection ending;
+        ending = callbacks->add([&, token = std::move(token)](int&) {
+            ending.disconnect();
+            livesInItsCall = !life.expired();
+        });
+        int calls = 0;
+        callAll(callbacks.get(), calls);
+        EXPECT_TRUE(livesInItsCall);
+        EXPECT_TRUE(life.expired());
+    }
+}
+
 TEST(SnapshotListStress, FunctionsComeAndGoOnAllThreadsWhileAllNotify) {
-    const std::unique_ptr<Callbacks, void (*)(Callbacks*)> callbacks(new Callbacks,
-                                                                     [](Callbacks* each) { each->close(); });
+    const std::unique_ptr<Callbacks, Close> callbacks(new Callbacks);
     const auto token = std::make_shared<int>();
     std::atomic<int> missed{0};
     test_support::runStress(

@@ -11,24 +11,13 @@
 
 namespace KrSim {
 
-using detail::CallbackRecord;
-using detail::CallbackTable;
-
-/// Its death, with the last handle, is the end of the registration; the callback itself dies with the last delivery
-/// that may be inside.
+/// Its death, with the last handle, ends the registration.
 class EventManagerImplementation::EventCallback final : public Kr::KrRefCount {
 public:
-    EventCallback(CallbackTable& table, const EventId& id, std::function<void(const EventData&)> callback)
-        : _table(table), _record(Kr::makeSmart<CallbackRecord>(id._getNumber(), std::move(callback))) {}
-    EventCallback(const EventCallback&) = delete;
-    EventCallback& operator=(const EventCallback&) = delete;
-    ~EventCallback() override { _table.drop(std::move(_record)); }
-
-    void add() { _table.add(_record); }
+    explicit EventCallback(KrData::DelegateConnection connection) noexcept : _connection(std::move(connection)) {}
 
 private:
-    CallbackTable& _table;
-    Kr::KrSmartPtr<CallbackRecord> _record;
+    KrData::DelegateConnection _connection;
 };
 
 namespace {
@@ -63,9 +52,8 @@ EventListener EventManagerImplementation::createListener(const Kr::KrSmartPtr<Kr
 
 EventListener EventManagerImplementation::registerListener(const EventId& id,
                                                            std::function<void(const EventData&)> callback) {
-    const auto registration = Kr::makeSmart<EventCallback>(_domain.getCallbacks(), id, std::move(callback));
-    registration->add();
-    return createListener(registration);
+    return createListener(
+        Kr::makeSmart<EventCallback>(_domain.getCallbacks().add(id._getNumber(), std::move(callback))));
 }
 
 // --- Sending -------------------------------------------------------------------------------------------------------

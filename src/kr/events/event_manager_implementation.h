@@ -20,7 +20,7 @@ namespace KrSim {
 /// Ownership: handles own callbacks and may outlive the manager; their callbacks are not called any more then.
 class KR_API EventManagerImplementation final : public EventManager {
 public:
-    /// What a handle holds: the id and the callback, which may be empty.
+    /// What a handle holds. The callback may be empty.
     class EventCallback;
     class Running;
 

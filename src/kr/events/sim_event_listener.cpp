@@ -5,7 +5,7 @@
 namespace KrSim {
 
 KrSimEventListener::~KrSimEventListener() {
-    if (_wasRegistered) detail::ListenerTable::instance().forget(*this);
+    if (!_registrations.empty()) detail::ListenerTable::instance().forget(*this);
 }
 
 }  // namespace KrSim

@@ -1,9 +1,11 @@
 #pragma once
 
-#include <vector>
+#include <map>
 
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
+#include "kr/platform/ref_count.h"
+#include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
 
@@ -30,8 +32,8 @@ public:
 
 private:
     friend class detail::ListenerTable;
-    std::vector<int> _ids;       // for which it is registered; under the lock of the table
-    bool _wasRegistered{false};  // the same, readable without the lock in its own destructor
+    // By number; under the lock of the table. Some may have ended.
+    std::multimap<int, Kr::KrSmartPtr<Kr::KrRefCount>> _registrations;
 };
 
 }  // namespace KrSim

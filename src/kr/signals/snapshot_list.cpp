@@ -22,21 +22,16 @@ void SnapshotList::_presenceChanged(bool present) {
     if (_source != nullptr && _changed != nullptr) _changed(_source, present);
 }
 
-KrData::DelegateConnection SnapshotList::_add(KrSmartPtr<Entry> entry) {
+void SnapshotList::_add(KrSmartPtr<Entry> entry) {
     {
         const std::lock_guard lock(_mutex);
-        const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
-        if (!_block || size == _block->capacity) {
-            const auto room = std::max<std::uint32_t>(2, _live * 2);
-            _replaceBlock(_block ? _copyLive(*_block, _live, room) : Block::make(room));
-        }
+        if (!_block || _block->size.load(std::memory_order_relaxed) == _block->capacity) _rebuild(_live * 2);
         const auto end = _block->size.load(std::memory_order_relaxed);
-        _block->entries()[end] = entry;
+        _block->entries()[end] = entry._detach();
         _block->size.store(end + 1, std::memory_order_release);
         if (++_live == 1) _presenceChanged(true);
     }
     _collect();
-    return KrData::DelegateConnection(std::move(entry));
 }
 
 void SnapshotList::_remove(Entry& entry) noexcept {
@@ -49,13 +44,12 @@ void SnapshotList::_remove(Entry& entry) noexcept {
             _replaceBlock(nullptr);
             _presenceChanged(false);
         } else if (size <= kAlwaysRebuildBelow || _live * 2 <= size) {
-            try {
-                _replaceBlock(_copyLive(*_block, _live, _live * 2));
-            } catch (const std::bad_alloc&) {
-                // The dead entry stays in its place until there is memory; readers leave it out.
-            }
+            _tryRebuild();
+        } else if (_isReaderInside()) {
+            _hasEnded = true;
+            _somethingWaits.store(true);
         } else {
-            isDropped = !_isReaderInside();
+            isDropped = true;
         }
     }
     // Without the lock: it is code of others. A reader that has come since sees that the entry is dead.
@@ -78,8 +72,8 @@ void SnapshotList::_end(bool forGood) noexcept {
             const auto size = _block->size.load(std::memory_order_relaxed);
             for (std::uint32_t i = 0; i < size; ++i)
                 _block->entries()[i]->_live.store(false);
-            _replaceBlock(nullptr);
             _live = 0;
+            _replaceBlock(nullptr);
             _presenceChanged(false);
         }
         if (forGood) {
@@ -93,23 +87,35 @@ void SnapshotList::_end(bool forGood) noexcept {
     _free(std::move(waiting));
 }
 
-std::unique_ptr<SnapshotList::Block> SnapshotList::_copyLive(const Block& block, std::uint32_t live,
-                                                             std::uint32_t room) {
-    auto copy = Block::make(std::max(room, live));
-    const auto size = block.size.load(std::memory_order_relaxed);
-    std::uint32_t used = 0;
-    for (std::uint32_t i = 0; i < size && used < live; ++i) {
-        if (block.entries()[i]->_live.load()) copy->entries()[used++] = block.entries()[i];
-    }
-    copy->size.store(used, std::memory_order_relaxed);
-    return copy;
+/// Goes on with a block of the living entries.
+void SnapshotList::_rebuild(std::uint32_t room) {
+    auto next = Block::make(std::max<std::uint32_t>({2, room, _live}));
+    const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;
+    const auto isLive = [all = size == _live](const Entry* each) { return all || each->_live.load(); };
+    if (size > 0) std::copy_if(_block->entries(), _block->entries() + size, next->entries(), isLive);
+    next->size.store(_live, std::memory_order_relaxed);
+    _replaceBlock(std::move(next));
 }
 
-/// Publishes the next block; the old one waits for _collect.
+void SnapshotList::_tryRebuild() noexcept {
+    try {
+        _rebuild(_live * 2);
+    } catch (const std::bad_alloc&) {
+        // The dead entries stay in their places until there is memory; readers skip them.
+    }
+}
+
+/// Publishes the next block; the old one, and the entries that are not in the next one, wait for _collect.
 void SnapshotList::_replaceBlock(std::unique_ptr<Block> next) noexcept {
     auto old = std::exchange(_block, std::move(next));
     _published.store(_block.get());
+    _hasEnded = false;
     if (!old) return;
+    const auto size = old->size.load(std::memory_order_relaxed);
+    for (std::uint32_t i = 0; i < size && size != _live; ++i) {
+        auto* entry = old->entries()[i];
+        if (!entry->_live.load()) entry->_nextEnded = std::exchange(_waiting.ended, entry);
+    }
     old->nextRetired = std::move(_waiting.blocks);
     _waiting.blocks = std::move(old);
     _somethingWaits.store(true);
@@ -122,6 +128,7 @@ void SnapshotList::_release() noexcept {
 /// Under the mutex. Nothing while a reader is inside, which then frees it when it leaves.
 SnapshotList::Waiting SnapshotList::_takeWaiting() noexcept {
     if (_isReaderInside()) return {};
+    if (_hasEnded) _tryRebuild();
     _somethingWaits.store(false);
     return std::exchange(_waiting, {});
 }
@@ -130,6 +137,11 @@ SnapshotList::Waiting SnapshotList::_takeWaiting() noexcept {
 void SnapshotList::_free(Waiting waiting) noexcept {
     while (waiting.blocks)
         waiting.blocks = std::move(waiting.blocks->nextRetired);
+    while (auto* entry = waiting.ended) {
+        waiting.ended = entry->_nextEnded;
+        entry->_dropFunction();
+        entry->KrRefCount::_release();
+    }
     if (waiting.sourceLeaves) _release();
 }
 

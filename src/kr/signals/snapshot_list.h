@@ -39,6 +39,7 @@ public:
     SnapshotList(const SnapshotList&) = delete;
     SnapshotList& operator=(const SnapshotList&) = delete;
 
+    [[nodiscard]] bool isEmpty() const noexcept { return _published.load() == nullptr; }
     /// Ends every registration.
     void clear() noexcept;
     /// The same for a source that dies.
@@ -48,38 +49,37 @@ protected:
     SnapshotList(void* source, PresenceChanged changed) noexcept : _source(source), _changed(changed) {}
     virtual ~SnapshotList();
 
-    [[nodiscard]] KrData::DelegateConnection _add(KrSmartPtr<Entry> entry);
+    void _add(KrSmartPtr<Entry> entry);
 
 private:
-    /// A count and, behind it in the same memory, the entries: a reader follows one pointer to them.
+    /// A count and, behind it in the same memory, the entries: a reader follows one pointer to them. The list holds
+    /// each entry of the current block once; what leaves that block waits.
     struct Block {
         static std::unique_ptr<Block> make(std::uint32_t room) {
             return std::unique_ptr<Block>(new (room) Block(room));
         }
-        ~Block() { std::destroy_n(entries(), capacity); }
 
         static void* operator new(std::size_t size, std::uint32_t room) {
-            return ::operator new(size + room * sizeof(KrSmartPtr<Entry>));
+            return ::operator new(size + room * sizeof(Entry*));
         }
         static void operator delete(void* memory) noexcept { ::operator delete(memory); }
         static void operator delete(void* memory, std::uint32_t) noexcept { ::operator delete(memory); }
 
-        [[nodiscard]] KrSmartPtr<Entry>* entries() noexcept { return reinterpret_cast<KrSmartPtr<Entry>*>(this + 1); }
-        [[nodiscard]] const KrSmartPtr<Entry>* entries() const noexcept {
-            return reinterpret_cast<const KrSmartPtr<Entry>*>(this + 1);
-        }
+        [[nodiscard]] Entry** entries() noexcept { return reinterpret_cast<Entry**>(this + 1); }
+        [[nodiscard]] Entry* const* entries() const noexcept { return reinterpret_cast<Entry* const*>(this + 1); }
 
         std::uint32_t capacity;
         std::atomic<std::uint32_t> size{0};
         std::unique_ptr<Block> nextRetired;
 
     private:
-        explicit Block(std::uint32_t room) : capacity(room) { std::uninitialized_default_construct_n(entries(), room); }
+        explicit Block(std::uint32_t room) : capacity(room) {}
     };
 
     /// Memory that is freed when no reader is inside.
     struct Waiting {
         std::unique_ptr<Block> blocks;
+        Entry* ended{nullptr};  // the first of a chain
         bool sourceLeaves{false};
     };
 
@@ -102,7 +102,8 @@ private:
     [[nodiscard]] Waiting _takeWaiting() noexcept;
     void _free(Waiting waiting) noexcept;
     [[nodiscard]] bool _isReaderInside() const noexcept { return _firstIsInside.load() || _furtherInside.load() != 0; }
-    [[nodiscard]] static std::unique_ptr<Block> _copyLive(const Block& block, std::uint32_t live, std::uint32_t room);
+    void _rebuild(std::uint32_t room);
+    void _tryRebuild() noexcept;
     void _replaceBlock(std::unique_ptr<Block> next) noexcept;
 
     std::atomic<bool> _firstIsInside{false};
@@ -117,6 +118,7 @@ private:
     std::unique_ptr<Block> _block;
     Waiting _waiting;
     std::uint32_t _live{0};
+    bool _hasEnded{false};  // an entry ended during a delivery and is still in the block
 };
 
 /// One registration. Keeps its list alive.
@@ -131,9 +133,10 @@ public:
 private:
     friend class SnapshotList;
     /// Called when the registration has ended and no reader is inside; the entry may live on in its handle.
-    virtual void _dropFunction() noexcept = 0;
+    virtual void _dropFunction() noexcept {}
 
     SnapshotList& _list;
+    Entry* _nextEnded{nullptr};  // in the one chain that it is ever in
     std::atomic<bool> _live{true};
 };
 
@@ -164,13 +167,15 @@ public:
     [[nodiscard]] std::uint32_t size() const noexcept { return _size; }
     /// Null when the registration has ended.
     [[nodiscard]] Entry* operator[](std::uint32_t index) const noexcept {
-        auto* entry = _entries[index].get();
+        auto* entry = _entries[index];
         return entry->_live.load() ? entry : nullptr;
     }
+    /// Also one that has ended; not all that ended before are here.
+    [[nodiscard]] const Entry& at(std::uint32_t index) const noexcept { return *_entries[index]; }
 
 private:
     SnapshotList* _list;
-    const KrSmartPtr<Entry>* _entries{nullptr};
+    Entry* const* _entries{nullptr};
     std::uint32_t _size{0};
     bool _isFirst{false};
 };
@@ -185,7 +190,9 @@ public:
         : SnapshotList(source, changed) {}
 
     [[nodiscard]] KrData::DelegateConnection add(Function function) {
-        return _add(KrSmartPtr<Entry>(new Callback(*this, std::move(function))));
+        KrSmartPtr<Entry> entry(new Callback(*this, std::move(function)));
+        _add(entry);
+        return KrData::DelegateConnection(std::move(entry));
     }
 
     /// The functions of one moment. They are called through the guard of the caller.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -61,8 +62,8 @@ private:
 };
 
 /// Calls all listeners, then releases the sender that waits for this event, if there is one.
-inline void deliver(const KrSimEvent& event, const ListenerSnapshot& listeners, FirstException& exception) {
-    for (std::size_t i = 0; i < listeners.size(); ++i) {
+inline void deliver(const KrSimEvent& event, const ListenerTable::Delivery& listeners, FirstException& exception) {
+    for (std::uint32_t i = 0; i < listeners.size(); ++i) {
         if (KrSimEventListener* listener = listeners[i]) exception.guard([&] { listener->onSimEvent(event); });
     }
     if (event._isAwaited() && event.isDoneSignalAutomatic()) event.raiseDoneSignal();
@@ -71,24 +72,22 @@ inline void deliver(const KrSimEvent& event, const ListenerSnapshot& listeners, 
 inline void deliverNow(ThreadEvents& self, const KrSimEvent& event, const Delivery& delivery,
                        FirstException& exception) {
     const Delivering delivering(self, delivery);
-    std::uint64_t generation = 0;
-    deliver(event, ListenerTable::instance().find(event.ID(), generation), exception);
+    deliver(event, {ListenerTable::instance(), event.ID()}, exception);
 }
 
 /// Neighbours with one number share the look into the table, unless it has changed in between.
 inline void deliverBatch(ThreadEvents& self, std::span<const KrSimEvent> batch, const Delivery& delivery,
                          FirstException& exception) {
     const Delivering delivering(self, delivery);
-    auto& table = ListenerTable::instance();
-    ListenerSnapshot listeners;
-    std::uint64_t generation = 0;  // of no table
+    const auto& table = ListenerTable::instance();
+    std::optional<ListenerTable::Delivery> listeners;
     int id = 0;
     for (const auto& event : batch) {
-        if (event.ID() != id || table.getGeneration() != generation) {
+        if (!listeners || event.ID() != id || table.getGeneration() != listeners->getGeneration()) {
             id = event.ID();
-            listeners = table.find(id, generation);
+            listeners.emplace(table, id);
         }
-        deliver(event, listeners, exception);
+        deliver(event, *listeners, exception);
     }
 }
 
