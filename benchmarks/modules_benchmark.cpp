@@ -16,6 +16,7 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/module_of.h"
 #include "kr/application/modules/simulator_module_sequence.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "kr/extension/smart_interface.h"
 
@@ -103,7 +104,7 @@ public:
     void onUpdate(eApplicationMode) override {
         _sortManagedExtensions();
         for (const auto& each : getManagedExtensions())
-            updated += each->_getPosition();
+            updated += static_cast<std::uint64_t>(each->getDataVersion());
     }
     std::uint64_t updated{0};
 };
@@ -112,7 +113,7 @@ struct Managed {
     explicit Managed(std::int64_t count) : extensions(static_cast<std::size_t>(count)) {
         for (auto& each : extensions) {
             each = Kr::makeSmart<KrExtension>();
-            each->_setPosition(1);
+            KrSim::detail::ExtensionAccess::setDataVersion(*each, 1);
             KrSim::KrExtensionSorter::instance().addExtension(each.get());
         }
     }

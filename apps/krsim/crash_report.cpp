@@ -42,7 +42,7 @@ constinit std::atomic<int> nextStep{0};
 
 void appendPath(SignalText& text, const KrSim::KrExtension& extension, int level = 0) noexcept {
     const auto* const owner = extension.getOwner();
-    if (owner != nullptr && !owner->_isApplicationRoot() && level < kMostLevels) {
+    if (owner != nullptr && !owner->isApplicationRoot() && level < kMostLevels) {
         appendPath(text, *owner, level + 1);
         text << "/";
     }

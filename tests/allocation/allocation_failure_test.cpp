@@ -17,6 +17,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/files/internal/file_calls.h"
 #include "kr/persistence/objects/object_file.h"
@@ -29,6 +30,8 @@
 #include "tests/allocation/world.h"
 
 namespace allocation_test {
+using KrSim::detail::FieldsAccess;
+
 namespace {
 
 using KrPersistence::KrFile;
@@ -397,7 +400,7 @@ private:
         return text + std::to_string(KrPersistence::describeOpenEnds(*yard->getExtension(0)).size()) + " wait\n";
     }
     /// A connection that ended with its source lives on in the list of its sink until the next one comes.
-    void undoLasting() override { yard->getExtension(0)->getFieldsContainer()._ownConnection(nullptr); }
+    void undoLasting() override { FieldsAccess::ownConnection(yard->getExtension(0)->getFieldsContainer(), nullptr); }
     test_support::TemporaryFolder folder;
     const std::string townPath = folder / "town";
     const std::string yardPath = folder / "yard";

@@ -12,6 +12,7 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/extension/content_registry.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/order/extension_sorter.h"
@@ -21,6 +22,8 @@ namespace allocation_test {
 
 using KrData::detail::FieldAccess;
 using KrSim::KrExtensionFactory;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
 
 Types::Types() {
     KrSim::registerExtensionType<Part>(kPartType);
@@ -92,10 +95,10 @@ std::string describe(const KrExtension& extension) {
     std::string text = extension.getPath() + ": " + extension.getTypeName() +
                        yesNo("implemented", extension.hasImplementation()) +
                        yesNo("registered", registry.find(extension.getContentID()) == &extension) +
-                       yesNo("sorted", extension._getSorterSlot() != KrExtension::kNoSlot) +
+                       yesNo("sorted", ExtensionAccess::getSorterSlot(extension) != KrExtension::kNoSlot) +
                        yesNo("in an application", fields.getApplicationContext().isValid()) + " activated " +
                        std::to_string(fields.getActivationCount()) + " outputs connected " +
-                       std::to_string(fields._getConnectedOutputCount()) + "\n";
+                       std::to_string(FieldsAccess::getConnectedOutputCount(fields)) + "\n";
     if (const auto* part = extension.getImplementationAs<Part>()) text += "  memory " + std::to_string(part->memory);
     text += extension.getAllErrors(false) + extension.getAllInfos(false) + "\n";
     describeField(fields, text);

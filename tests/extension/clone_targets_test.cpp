@@ -14,6 +14,7 @@
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -30,6 +31,7 @@ using KrData::Types;
 using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ExtensionAccess;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -381,7 +383,7 @@ TEST_F(OutsideConnections, MoveToTheSameItemsOfAnotherDefinition) {
                                          std::pair<KrExtension*, KrExtension*>{copyOf.get(), _bolt.get()}}) {
         auto id = original->getContentID();
         id.setFile("other.file");
-        item->_setContentID(id);
+        ExtensionAccess::setContentID(*item, id);
     }
     const LogCapture log;
     _instance->replaceDefinition(again.get());
@@ -450,7 +452,7 @@ TEST_P(ConnectionsOfTheUser, BetweenTwoPartsComeBackWithThem) {
     const LogCapture log;
     EXPECT_TRUE(_instance->sync());
     const auto clone = _instance->clone();
-    _instance->_setContentID(KrSim::KrContentID::createUnique());
+    ExtensionAccess::setContentID(*_instance, KrSim::KrContentID::createUnique());
     if (GetParam().isSourceLost) _hub->add(_bolt.get());
     if (GetParam().isSinkLost) _hub->add(sink.get());
     for (auto* instance : {_instance.get(), static_cast<KrObject*>(clone.get())}) {

@@ -4,6 +4,7 @@
 
 #include "kr/content/content_reference.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_hash_map.h"
 #include "kr/platform/smart_ptr.h"
 #include "tests/support/log_capture.h"
@@ -16,6 +17,7 @@ using KrSim::KrContentReference;
 using KrSim::KrContentRegistry;
 using KrSim::KrExtension;
 using KrSim::KrExtensionHashMap;
+using KrSim::detail::ExtensionAccess;
 using testing::ElementsAre;
 
 const KrContentID kId = KrContentID::createFromWords(0xABBA, 1);
@@ -28,14 +30,14 @@ TEST(ContentRegistry, KnowsExtensionsFromBirthToDeathAndByTheirPresentID) {
     auto extension = makeSmart<KrExtension>();
     const KrContentID born = extension->getContentID();
     EXPECT_EQ(registry.lock(born), extension);
-    extension->_setContentID(kId);
+    ExtensionAccess::setContentID(*extension, kId);
     EXPECT_EQ(registry.find(born), nullptr);
     EXPECT_EQ(reference.lock(), extension);
 
     registry.unregisterExtension(extension.get());
     EXPECT_FALSE(registry.isRegistered(extension.get()));
     EXPECT_EQ(reference.get(), nullptr);
-    extension->_setContentID(kOtherId);
+    ExtensionAccess::setContentID(*extension, kOtherId);
     EXPECT_EQ(registry.find(kOtherId), nullptr) << "a new ID registers nobody";
     registry.registerExtension(extension.get());
     registry.registerExtension(extension.get());
@@ -64,9 +66,9 @@ TEST(ContentRegistry, AReferenceInADestructorSeesNoHolderOfTheDying) {
 TEST(ExtensionHashMap, KeepsOneExtensionForEachHash) {
     const auto first = makeSmart<KrExtension>();
     const auto second = makeSmart<KrExtension>();
-    first->_setContentID(kId);
+    ExtensionAccess::setContentID(*first, kId);
     first->setName("First");
-    second->_setContentID(kOtherId);
+    ExtensionAccess::setContentID(*second, kOtherId);
     second->setName("Second");
     KrExtensionHashMap map;
     for (KrExtension* each : {first.get(), first.get(), second.get(), static_cast<KrExtension*>(nullptr)})
@@ -76,7 +78,7 @@ TEST(ExtensionHashMap, KeepsOneExtensionForEachHash) {
     EXPECT_EQ(map[second.get()], kOtherId.getRuntimeIDAsWords());
 
     const test_support::LogCapture log;
-    first->_setContentID(kOtherId);
+    ExtensionAccess::setContentID(*first, kOtherId);
     EXPECT_FALSE(map.isValid());
     map.registerExtension(first.get());
     EXPECT_EQ(map[first.get()], kId.getRuntimeIDAsWords());

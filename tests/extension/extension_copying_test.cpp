@@ -8,6 +8,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
@@ -20,6 +21,8 @@
 namespace extension_copying_test {
 
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using KrSim::KrExtension;
 using KrSim::KrFactoryKey;
@@ -48,12 +51,12 @@ TEST(Loading, LetsTheImplementationChangeWhatWasSavedFirst) {
     };
     Container saved("Saved");
     fillSaved(saved);
-    extension->_setDataVersion(3);
-    extension->_setExtensionData(std::string("by\0tes", 6));
-    extension->_loadImplementation(&saved);
+    ExtensionAccess::setDataVersion(*extension, 3);
+    ExtensionAccess::setExtensionData(*extension, std::string("by\0tes", 6));
+    ExtensionAccess::loadImplementation(*extension, &saved);
     EXPECT_THAT(calls, ElementsAre("onLoading", "onLoaded"));
     EXPECT_EQ(implementation->loaded, std::string("by\0tes/3", 8));
-    EXPECT_EQ(extension->_getExtensionData(), "");
+    EXPECT_EQ(ExtensionAccess::getExtensionData(*extension), "");
     EXPECT_EQ(extension->getName(), "Saved wheel");
     EXPECT_EQ(implementation->force, 3.5);
     EXPECT_EQ(implementation->mass, 12.0);
@@ -68,7 +71,7 @@ protected:
             KrVersioningRegistry::registerUpgrade(kVersionedType, "Tyres", from,
                                                   [this, from](Container&) { _steps.push_back(from); });
         }
-        _extension->_setCreationKey(kVersionedType);
+        ExtensionAccess::setCreationKey(*_extension, kVersionedType);
         new RecordingExtension(_extension.get(), _calls);
         fillSaved(_saved);
     }
@@ -85,8 +88,8 @@ TEST_F(Upgrading, RunsTheStepsFromTheSavedVersionToTheRegisteredOne) {
         {{{"Tyres", 1}}, {1, 2}}, {{{"Tyres", 3}}, {}}, {{{"Tyres", 9}}, {}}, {{{"Other", 1}}, {0, 1, 2}}};
     for (const auto& [saved, steps] : cases) {
         _steps.clear();
-        _extension->_setVersions(saved);
-        _extension->_loadImplementation(&_saved);
+        ExtensionAccess::setVersions(*_extension, saved);
+        ExtensionAccess::loadImplementation(*_extension, &_saved);
         EXPECT_EQ(_steps, steps);
         EXPECT_EQ(_extension->getVersions(), (KrVersioningRegistry::Versions{{"Tyres", 3}}));
     }
@@ -98,8 +101,8 @@ TEST_F(Upgrading, ThatFailsKeepsTheData) {
     KrVersioningRegistry::registerUpgrade(kVersionedType, "Engine", 0,
                                           [](Container&) { throw std::runtime_error("no engine"); });
     _extension->setName("Wheel");
-    _extension->_setVersions({{"Tyres", 3}});
-    _extension->_loadImplementation(&_saved);
+    ExtensionAccess::setVersions(*_extension, {{"Tyres", 3}});
+    ExtensionAccess::loadImplementation(*_extension, &_saved);
     EXPECT_THAT(_calls, IsEmpty());
     EXPECT_EQ(_extension->getInput("Force")->toReal(), 3.5);
     EXPECT_THAT(log.lines(), ElementsAre("3 KrVersioningRegistry: fatal error in 'Wheel' upgrade step [no engine]\n"));
@@ -126,7 +129,7 @@ TEST(Cloning, CopiesFieldsMessagesAndConnectionsWithin) {
     EXPECT_EQ(copy->getInput("Force")->getDescription(), "At the hub.");
     EXPECT_EQ(copy->getInfo(0), "note");
     EXPECT_EQ(copy->getOwner(), nullptr);
-    EXPECT_EQ(copy->getFieldsContainer()._getConnectedOutputCount(), 1) << "only the one within";
+    EXPECT_EQ(FieldsAccess::getConnectedOutputCount(copy->getFieldsContainer()), 1) << "only the one within";
     EXPECT_TRUE(FieldAccess::hasIncomingConnections(*copy->getInput("Force")));
 
     const auto id = KrSim::KrContentID::createFromWords(1, 2);

@@ -10,6 +10,7 @@
 #include "kr/data/extension_field.h"
 #include "kr/data/field_access.h"
 #include "kr/data/vector.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -23,6 +24,8 @@
 namespace extension_test {
 
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using KrSim::IExtension;
 using KrSim::KrExtension;
@@ -40,7 +43,7 @@ ExtensionPtr makeNamed(const char* name) {
 
 TEST(ExtensionName, IsOneWithItsFieldAndNeverTakenAway) {
     auto extension = Kr::makeSmart<KrExtension>();
-    extension->_setCreationKey({"5ed65d41-c168-483f-8c4b-9c57598e9262", "Test", "Wheel"});
+    ExtensionAccess::setCreationKey(*extension, {"5ed65d41-c168-483f-8c4b-9c57598e9262", "Test", "Wheel"});
     EXPECT_THAT(extension->getName(), StartsWith("Wheel_default_"));
     auto& field = extension->getFieldsContainer().getNameField();
     EXPECT_EQ(field.getValue(), extension->getName());
@@ -63,11 +66,11 @@ TEST(Implementation, ReplacedByAnotherDiesAndLeavesItsFields) {
     Events events;
     auto extension = makeNamed("Wheel");
     new RecordingExtension(extension.get(), events);
-    extension->_setExtensionData("bytes");
+    ExtensionAccess::setExtensionData(*extension, "bytes");
     new RecordingExtension(extension.get(), events, 7);
     EXPECT_THAT(events, ElementsAre("destroyed"));
     EXPECT_EQ(extension->getImplementationVersion(), 7);
-    EXPECT_EQ(extension->_getExtensionData(), "");
+    EXPECT_EQ(ExtensionAccess::getExtensionData(*extension), "");
 }
 
 TEST(Implementation, OfTheReservedVersionIsReachedByNothing) {
@@ -77,10 +80,10 @@ TEST(Implementation, OfTheReservedVersionIsReachedByNothing) {
     auto* implementation = new RecordingExtension(extension.get(), events, IExtension::kNoImplementationVersion);
     auto object = Kr::makeSmart<KrSim::KrObject>();
     object->add(extension.get());
-    extension->getFieldsContainer()._activate();
+    FieldsAccess::activate(extension->getFieldsContainer());
     object->remove(extension.get());
     KrData::Container saved("Saved");
-    extension->_loadImplementation(&saved);
+    ExtensionAccess::loadImplementation(*extension, &saved);
     EXPECT_FALSE(extension->hasImplementation());
     EXPECT_FALSE(implementation->hasImplementation());
     EXPECT_EQ(extension->getImplementation(), implementation);
@@ -105,6 +108,14 @@ KrSim::KrObject& someObject() {
     return object;
 }
 
+/// Operations whose pointers are taken here.
+struct Protected : KrExtension {
+    using KrExtension::_onPostLoadImplementation;
+    using KrExtension::_onPreLoadImplementation;
+    using KrExtension::_setOwner;
+    using KrExtension::_synchronizeImplementation;
+};
+
 struct ThrowCase {
     const char* callback;
     std::function<void(KrExtension&)> provoke;
@@ -113,34 +124,35 @@ struct ThrowCase {
 };
 
 const ThrowCase kThrows[] = {
-    {"onAddToOwner", [](auto& extension) { extension._setOwner(&someObject()); }, " onAddToOwner"},
+    {"onAddToOwner", [](auto& extension) { (extension.*&Protected::_setOwner)(&someObject()); }, " onAddToOwner"},
     {"onRemoveFromOwner",
      [](auto& extension) {
-         extension._setOwner(nullptr);
+         (extension.*&Protected::_setOwner)(nullptr);
          EXPECT_EQ(extension.getOwner(), nullptr);
      },
      " onRemoveFromOwner"},
     {"onLoading",
      [](auto& extension) {
          KrData::Container saved("Saved");
-         EXPECT_TRUE(extension._onPreLoadImplementation(&saved));
+         EXPECT_TRUE((extension.*&Protected::_onPreLoadImplementation)(&saved));
      },
      " onLoading()"},
-    {"onLoaded", [](auto& extension) { extension._onPostLoadImplementation(nullptr); }, " onLoaded()"},
+    {"onLoaded", [](auto& extension) { (extension.*&Protected::_onPostLoadImplementation)(nullptr); }, " onLoaded()"},
     {"onStateSave", [](auto& extension) { extension.fillSimulationState(Kr::makeSmart<KrSim::KrSimulationState>()); },
      " onStateSave()"},
     {"onStateRestore",
      [](auto& extension) {
          KrSim::KrExtensionState state(extension);
          state._setImplementationData("");
-         extension._restoreState(state);
+         ExtensionAccess::restoreState(extension, state);
      },
      " onStateRestore()"},
-    {"onSynchronized", [](auto& extension) { extension._synchronizeImplementation(extension.getImplementation()); },
+    {"onSynchronized",
+     [](auto& extension) { (extension.*&Protected::_synchronizeImplementation)(extension.getImplementation()); },
      " ::onSynchronized()"},
-    {"onActive", [](auto& extension) { extension.getFieldsContainer()._activate(); }, " onActive.",
+    {"onActive", [](auto& extension) { FieldsAccess::activate(extension.getFieldsContainer()); }, " onActive.",
      "5 KrInputOutputContainer"},
-    {"onInactive", [](auto& extension) { extension.getFieldsContainer()._deactivate(); }, " onInactive.",
+    {"onInactive", [](auto& extension) { FieldsAccess::deactivate(extension.getFieldsContainer()); }, " onInactive.",
      "5 KrInputOutputContainer"},
 };
 
@@ -152,10 +164,10 @@ TEST(ThrowingCallbacks, AreLoggedAndTheFrameworkGoesOn) {
             auto extension = makeNamed("Wheel");
             auto* implementation = new RecordingExtension(extension.get(), events);
             const std::string callback(each.callback);
-            if (callback == "onInactive") extension->getFieldsContainer()._activate();
-            if (callback == "onRemoveFromOwner") extension->_setOwner(&someObject());
+            if (callback == "onInactive") FieldsAccess::activate(extension->getFieldsContainer());
+            if (callback == "onRemoveFromOwner") ((*extension).*&Protected::_setOwner)(&someObject());
             events.clear();
-            extension->_setOwner(extension->getOwner());  // tells nobody
+            ((*extension).*&Protected::_setOwner)(extension->getOwner());  // tells nobody
             implementation->throws = thrown;
             const LogCapture log;
             each.provoke(*extension);
@@ -177,21 +189,21 @@ TEST(Activation, ReachesFieldsBeforeTheCallbackAndCountsModules) {
     auto& fields = extension->getFieldsContainer();
     extension->addError("worn", false);
     EXPECT_TRUE(extension->isActive()) << "outside an application";
-    extension->_setApplicationContext(host.context());
+    ExtensionAccess::setApplicationContext(*extension, host.context());
     EXPECT_FALSE(extension->isActive());
     EXPECT_FALSE(extension->hasError(false)) << "what is not active has nothing to report";
 
     implementation->onEachCall = [&](const char* call) {
         EXPECT_EQ(FieldAccess::isOwnerActive(*extension->getOutput("Speed")), std::string(call) == "onActive") << call;
     };
-    fields._deactivate();
-    fields._activate();
-    fields._activate();
+    FieldsAccess::deactivate(fields);
+    FieldsAccess::activate(fields);
+    FieldsAccess::activate(fields);
     EXPECT_TRUE(extension->isActive());
     EXPECT_TRUE(extension->hasError(false));
-    fields._deactivate();
+    FieldsAccess::deactivate(fields);
     EXPECT_THAT(events, ElementsAre("onActive"));
-    fields._deactivate();
+    FieldsAccess::deactivate(fields);
     EXPECT_THAT(events, ElementsAre("onActive", "onInactive"));
 }
 

@@ -8,10 +8,12 @@
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/field_access.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/typed_field.h"
 #include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"
@@ -25,6 +27,8 @@ using KrData::detail::FieldAccess;
 using KrSim::KrContentID;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::ObjectAccess;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -72,12 +76,12 @@ KrSmartPtr<KrObject> addObject(KrObject& object, const char* name) {
 /// "Name=Grip" of every extension, what is below an object in parentheses; "?" behind a lost one.
 std::string describe(const KrObject& object) {
     std::string text;
-    for (const auto& extension : object._getExtensions()) {
+    for (const auto& extension : object.getExtensions()) {
         text += text.empty() ? "" : " ";
         text += extension->getName();
         if (const auto* grip = extension->getParameter("Grip")) text += "=" + grip->toString();
         if (const auto* added = extension->getParameter("Note")) text += "+" + added->toString();
-        if (extension->_isUnknownPlaceholder()) text += "?";
+        if (ExtensionAccess::isUnknownPlaceholder(*extension)) text += "?";
         if (const auto* child = dynamic_cast<const KrObject*>(extension.get())) text += "(" + describe(*child) + ")";
     }
     return text;
@@ -375,7 +379,7 @@ TEST_P(ReturningParts, HaveTheOwnFieldsThatTheyHad) {
     const KrSmartPtr<KrExtension> spare = _car.spare;
     _car.boot->remove(spare.get());
     ASSERT_TRUE(_car.sync());
-    EXPECT_TRUE(_car.own("Spare")->_isUnknownPlaceholder());
+    EXPECT_TRUE(ExtensionAccess::isUnknownPlaceholder(*_car.own("Spare")));
     _car.boot->add(spare.get());
     ASSERT_TRUE(_car.sync());
     EXPECT_EQ(describeParameters(*_car.own("Spare")), GetParam().expected);
@@ -419,7 +423,7 @@ TEST_F(InstanceStories, MoveOwnValuesToAPartOfAnotherType) {
     setGrip(_car.own("Left"), 0.3);
     const auto rim = KrSim::KrExtensionFactory::create(kRimType);
     rim->setName("Left");
-    rim->_setContentID(_car.left->getContentID());
+    ExtensionAccess::setContentID(*rim, _car.left->getContentID());
     _car.definition->remove(_car.left.get());
     _car.definition->add(rim.get());
     ASSERT_TRUE(_car.sync());
@@ -448,12 +452,12 @@ TEST_F(InstanceStories, FollowAllOtherPartsWhereTheMessageAboutOneThrows) {
 
 TEST_F(InstanceStories, ShareOneSnapshotOfEachVersion) {
     const auto second = _car.definition->instantiate();
-    EXPECT_EQ(second->_getBase(), _car.instance->_getBase());
+    EXPECT_EQ(ObjectAccess::base(*second), ObjectAccess::base(*_car.instance));
     setGrip(_car.left.get(), 0.7);
     ASSERT_TRUE(second->sync());
-    EXPECT_NE(second->_getBase(), _car.instance->_getBase());
+    EXPECT_NE(ObjectAccess::base(*second), ObjectAccess::base(*_car.instance));
     ASSERT_TRUE(_car.sync());
-    EXPECT_EQ(second->_getBase(), _car.instance->_getBase());
+    EXPECT_EQ(ObjectAccess::base(*second), ObjectAccess::base(*_car.instance));
 }
 
 TEST_F(InstanceStories, KeepPartsApartThatWereTakenFromTwoInstances) {
@@ -537,7 +541,7 @@ TEST(DeepInstances, FollowTheirDefinitionWithoutRecursion) {
         mass->set(2.0);
         EXPECT_TRUE(instance->sync());
         EXPECT_TRUE(instance->sync());
-        EXPECT_EQ(instance->_getInternalInstanceData().size(), 1U);
+        EXPECT_EQ(ObjectAccess::getInternalInstanceData(*instance).size(), 1U);
     });
     EXPECT_EQ(own->getParameter("Mass")->toReal(), 2.0);
     EXPECT_EQ(own->getParameter("Width")->toReal(), 3.0);
@@ -569,7 +573,7 @@ TEST_F(InnerInstances, AreCopiedWithTheirOwnValuesAndFollowThem) {
     setGrip(_car.own("Right"), 0.9);
     ASSERT_TRUE(_company->sync());
     EXPECT_EQ(describe(*_company), "Car(Left=0.4 Right=0.9 Boot(Spare=0.8))");
-    EXPECT_THAT(_company->_getInternalInstanceData(), IsEmpty()) << "none of it is the company's own";
+    EXPECT_THAT(ObjectAccess::getInternalInstanceData(*_company), IsEmpty()) << "none of it is the company's own";
     EXPECT_FALSE(KrObject::isInstanceData(*innerWheel("Right")->getParameter("Grip")));
 }
 
@@ -593,7 +597,8 @@ TEST_F(InnerInstances, KeepWhatTheOuterUserChanged) {
 TEST_F(InnerInstances, FollowTheOuterOneAfterTheyFollowedTheirDefinitionThemselves) {
     setGrip(_car.spare.get(), 0.5);
     ASSERT_TRUE(inner().sync());
-    EXPECT_THAT(_company->_getInternalInstanceData(), IsEmpty()) << "what the car changed is no choice of the company";
+    EXPECT_THAT(ObjectAccess::getInternalInstanceData(*_company), IsEmpty())
+        << "what the car changed is no choice of the company";
     setGrip(_car.own("Spare"), 0.6);
     ASSERT_TRUE(_company->sync());
     EXPECT_EQ(describe(*_company), "Car(Left=0.3 Right=0.8 Boot(Spare=0.6))");

@@ -5,9 +5,11 @@
 #include <vector>
 
 #include "kr/data/proxy.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/factory_keys.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 
@@ -18,6 +20,8 @@ using KrData::Types;
 using KrSim::KrContentID;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::ObjectAccess;
 using test_support::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -33,7 +37,7 @@ KrSmartPtr<KrExtension> addTo(const KrSmartPtr<KrObject>& object, const char* na
 /// "Name=Grip" of every extension, those of child objects in parentheses.
 std::string describe(const KrObject& object) {
     std::string text;
-    for (const auto& extension : object._getExtensions()) {
+    for (const auto& extension : object.getExtensions()) {
         text += text.empty() ? "" : " ";
         text += extension->getName();
         if (const auto* grip = extension->getParameter("Grip")) text += "=" + grip->toString();
@@ -78,7 +82,7 @@ TEST_F(Instances, AreCopiesWithDerivedIDs) {
     const auto second = _definition->instantiate();
     EXPECT_NE(second->getExtension(0)->getContentID(), derived);
 
-    instance->_setContentID(KrContentID::createFromWords(8, 8));
+    ExtensionAccess::setContentID(*instance, KrContentID::createFromWords(8, 8));
     EXPECT_EQ(instance->getExtension(0)->getContentID(),
               KrContentID::createFromParentInstance(KrContentID::createFromWords(8, 8), _left->getContentID()));
 }
@@ -172,7 +176,7 @@ TEST_F(Instances, KeepWhatWasTakenFromElsewhere) {
     other->remove(taken.get());
     taken->setName("Taken");
     instance->add(taken.get());
-    instance->_setContentID(KrContentID::createUnique());
+    ExtensionAccess::setContentID(*instance, KrContentID::createUnique());
     EXPECT_TRUE(instance->sync());
     EXPECT_EQ(describe(*instance), "Left=0.8 Hub(Bolt=0.1) Right=0.8 Taken=0.8");
 }
@@ -196,7 +200,7 @@ TEST_F(Instances, ComeBackWholeWhenAnErrorEndsTheSync) {
     setOwn(*instance, "Left", 0.3);
     const auto wrong = Kr::makeSmart<KrObject>();
     wrong->setName("Wrong");
-    wrong->_setCreationKey(KrSim::Keys::UnitSystem::kInternalFactoryKey);
+    ExtensionAccess::setCreationKey(*wrong, KrSim::Keys::UnitSystem::kInternalFactoryKey);
     _definition->add(wrong.get());
     const LogCapture log([](const std::string& message) {
         if (message.front() == '2') throw std::runtime_error("no");
@@ -215,7 +219,7 @@ TEST_F(Instances, MoveToADefinitionOfTheSameItems) {
     const auto tyre = addTo(other, "Left", 0.9);
     auto id = _left->getContentID();
     id.setFile("other.file");
-    tyre->_setContentID(id);
+    ExtensionAccess::setContentID(*tyre, id);
     instance->replaceDefinition(other.get());
     EXPECT_EQ(instance->getDefinition(), other.get());
     EXPECT_EQ(describe(*instance), "Left=0.3");
@@ -242,7 +246,7 @@ TEST_F(Instances, LeaveTheirOwnerDuringASyncAndComeBackInPlace) {
 TEST_F(Instances, AreNotSyncedWhileBusy) {
     test_support::ContextHost host;
     const auto instance = _definition->instantiate();
-    instance->_setApplicationContext(host.context());
+    ExtensionAccess::setApplicationContext(*instance, host.context());
     const LogCapture log;
     host.frame([&] { EXPECT_FALSE(instance->sync()); });
     EXPECT_THAT(log.lines(), ElementsAre("2 KrObject::sync() was called in the wrong thread or when KrApplication is "
@@ -278,7 +282,7 @@ TEST_F(Instances, RegenerateTheIDsOfPlainContent) {
     const auto instance = _definition->instantiate();
     _hub->add(instance.get());
     const auto* placed = instance->getExtension(0);
-    _definition->_regenerateIDs();
+    ObjectAccess::regenerateIDs(*_definition);
     EXPECT_NE(_left->getContentID(), left);
     EXPECT_NE(_hub->getContentID(), _definition->getContentID());
     EXPECT_EQ(placed->getContentID(), KrContentID::createFromParentInstance(instance->getContentID(), left))

@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "kr/extension/content_registry.h"
+#include "kr/extension/extension_access.h"
 #include "tests/support/context_host.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/recording_extension.h"
 
 namespace object_test {
 
+using KrSim::detail::ExtensionAccess;
 using namespace test_support;
 using Kr::KrSmartPtr;
 using KrSim::IObject;
@@ -236,7 +238,7 @@ TEST(ObjectLookup, FindsOwnOnesFirstThenThoseBelow) {
     const auto car = make<KrObject>("Car"), axle = make<KrObject>("Axle");
     const auto below = make<KrExtension>("Steering"), own = make<KrExtension>("Steering");
     for (const auto& each : {below, own})
-        each->_setCreationKey(vhl);
+        ExtensionAccess::setCreationKey(*each, vhl);
     axle->add(below.get());
     car->add(axle.get());
     EXPECT_EQ(car->findExtensionByName("Steering", true), below.get());
@@ -270,7 +272,7 @@ TEST(ObjectInAnApplication, DefersWhileItIsBusyAndAsksAgain) {
     ContextHost host;
     const LogCapture log;
     const auto car = make<KrObject>("Car"), other = make<KrObject>("Other");
-    car->_setApplicationContext(host.context());
+    ExtensionAccess::setApplicationContext(*car, host.context());
     const auto wheel = make<KrExtension>("Wheel"), stolen = make<KrExtension>("Stolen");
     host.frame([&] {
         EXPECT_TRUE(car->add(wheel.get()));
@@ -292,7 +294,7 @@ TEST(ObjectInAnApplication, DefersWhileItIsBusyAndAsksAgain) {
 TEST(ObjectInAnApplication, ThatDiesWhileAnAdditionWaitsTakesNothing) {
     ContextHost host;
     auto car = make<KrObject>("Car");
-    car->_setApplicationContext(host.context());
+    ExtensionAccess::setApplicationContext(*car, host.context());
     const auto wheel = make<KrExtension>("Wheel");
     host.frame([&] {
         car->add(wheel.get());

@@ -7,12 +7,14 @@
 #include <utility>
 
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/support/field_doubles.h"
 #include "tests/support/stress.h"
 
 namespace output_counts_test {
 
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using KrData::DelegateConnection;
 using KrSim::KrExtension;
@@ -31,7 +33,7 @@ protected:
 
     [[nodiscard]] std::pair<int, int> counts() const {
         const auto& fields = extension->getFieldsContainer();
-        return {fields._getConnectedOutputCount(), fields._getWatchedOutputCount()};
+        return {FieldsAccess::getConnectedOutputCount(fields), FieldsAccess::getWatchedOutputCount(fields)};
     }
     /// An observer of the output that this thread shares with others.
     [[nodiscard]] DelegateConnection observe(int thread) {

@@ -8,6 +8,7 @@
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/field_array.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/input_output_container.h"
@@ -21,6 +22,7 @@ using Kr::KrSmartPtr;
 using KrData::Container;
 using KrData::Types;
 using KrSim::KrExtension;
+using KrSim::detail::ExtensionAccess;
 
 /// "identifier#number=value" of each field, those below a container in parentheses.
 std::string describe(const Container& container) {
@@ -120,7 +122,7 @@ TEST_F(TwinsOfDeclaredFields, GetTheirOwnValuesFromAState) {
     parameters.insert(parameters.begin() + 1, "Between", Types::kDouble);
     parameters[0].set(0.0);
     other->getImplementationAs<Weighing>()->mass = 0.0;
-    other->_restoreState(state);
+    ExtensionAccess::restoreState(*other, state);
     EXPECT_EQ(describe(parameters), "Mass#3=5 Between#4=0 Mass#1=3 Width#2=0");
 }
 

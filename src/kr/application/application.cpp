@@ -18,15 +18,20 @@
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
 #include "kr/events/framework_event_names.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/factory_keys.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object_access.h"
 #include "kr/platform/log.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
 
 namespace KrSim {
+
+using detail::ExtensionAccess;
+using detail::ObjectAccess;
 
 const EventId KrApplication::kStopApplicationEvent =
     EventId::_fromNumber(Kr::KrID::numberFor(kStopApplicationEventName));
@@ -66,8 +71,8 @@ KrApplication::KrApplication(Kr::IClock& clock)
     _state->errorManager = &parts.errors;
     _state->eventQueue = parts.events._getQueue();
     parts.root->setName("Application");
-    parts.root->_setApplicationRoot();
-    parts.root->_setApplicationContext(_context);
+    ObjectAccess::setApplicationRoot(*parts.root);
+    ExtensionAccess::setApplicationContext(*parts.root, _context);
     _content = std::make_unique<KrContentDispatcher>(*parts.root, parts);
 
     const auto configuration = KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
@@ -104,7 +109,7 @@ KrApplication::~KrApplication() {
         door->_setApplication(nullptr);  // others may hold the manager
     removeAllModules();
     removeAllExtensions();
-    parts.root->_setApplicationContext({});
+    ExtensionAccess::setApplicationContext(*parts.root, {});
     _content.reset();
     KrErrorHandler::_removeApplication(parts.events);
 }
@@ -148,12 +153,12 @@ void KrApplication::removeAllExtensions() {
 // not moved out of the way.
 void KrApplication::_removeAllExtensions() {
     auto& root = *_parts->root;
-    const auto end = root._getNextPosition();  // those that come meanwhile stay
-    for (auto changes = root._getChangeCount() + 1; changes != root._getChangeCount();) {
-        changes = root._getChangeCount();
+    const auto end = ObjectAccess::getNextPosition(root);  // those that come meanwhile stay
+    for (auto changes = ObjectAccess::getChangeCount(root) + 1; changes != ObjectAccess::getChangeCount(root);) {
+        changes = ObjectAccess::getChangeCount(root);
         for (auto i = root.getExtensionCount(); i-- > 0;) {
-            const auto each = root._hold(i);
-            if (each && each->_getPosition() < end) root.remove(each.get());
+            const auto each = ObjectAccess::hold(root, i);
+            if (each && ExtensionAccess::getPosition(*each) < end) root.remove(each.get());
         }
     }
 }
@@ -191,7 +196,7 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
         return _context.executeLater([this, module] { _insertModule(module); });
     }
     if (proxy->getApplication() != nullptr || !_parts->modules.insert(module)) return false;
-    proxy->_setApplicationContext(_context);
+    ExtensionAccess::setApplicationContext(*proxy, _context);
     proxy->_onAddToApplication(this);
     // It may have been removed again, or removed and added again.
     if (proxy->getApplication() != this || _content->hasModule(proxy.get())) return true;
@@ -227,7 +232,7 @@ bool KrApplication::_takeOutModule(const KrSmartInterface<ISimulatorModule>& mod
     _parts->leavingModules = &leaving;
     _content->_removeModule(*proxy);
     proxy->_onRemoveFromApplication(this);
-    proxy->_setApplicationContext({});
+    ExtensionAccess::setApplicationContext(*proxy, {});
     _parts->leavingModules = leaving.outer;
     return true;
 }
@@ -351,7 +356,7 @@ void KrApplication::unregisterListener(IApplicationListener* listener) {
 }
 
 void KrApplication::fillSimulationState(const Kr::KrSmartPtr<KrSimulationState>& state) const {
-    for (const auto& each : _parts->root->_getExtensions())
+    for (const auto& each : _parts->root->getExtensions())
         each->fillSimulationState(state);
     _parts->modules.fillSimulationState(state);
 }

@@ -7,9 +7,12 @@
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/order/extension_sorter.h"
 
 namespace KrSim {
+
+using detail::ObjectAccess;
 
 namespace {
 
@@ -18,7 +21,7 @@ KrObject* asObject(KrExtension& extension) {
 }
 
 void collect(const KrObject& object, std::vector<Kr::KrSmartPtr<KrExtension>>& extensions) {
-    for (auto& each : object._getExtensions()) {
+    for (auto& each : object.getExtensions()) {
         extensions.push_back(each);
         if (const auto* child = asObject(*each)) collect(*child, extensions);
     }
@@ -104,7 +107,7 @@ KrContentDispatcher::Observer::~Observer() = default;
 
 KrContentDispatcher::KrContentDispatcher(KrObject& root, Observer& observer) : _root(root), _observer(observer) {
     _root.registerListener(this);
-    for (const auto& each : _root._getExtensions())
+    for (const auto& each : _root.getExtensions())
         _enter(*each);
 }
 
@@ -184,7 +187,7 @@ void KrContentDispatcher::_enterBelow(KrExtension& extension) {
     try {
         // From here on the object tells of what comes; what came with it follows it.
         object->registerListener(this);
-        for (const auto& each : object->_getExtensions()) {
+        for (const auto& each : object->getExtensions()) {
             if (each->getOwner() == object && _belongsHere(*each)) _enter(*each);
         }
     } catch (...) {
@@ -217,10 +220,10 @@ void KrContentDispatcher::_takeOut(KrExtension& extension) {
 /// The last ones first, from the list as it is: destructors end here, so none is copied. Where modules change the list
 /// meanwhile, what they moved out of the way comes in the next walk.
 void KrContentDispatcher::_takeOutBelow(KrObject& object) {
-    for (auto changes = object._getChangeCount() + 1; changes != object._getChangeCount();) {
-        changes = object._getChangeCount();
+    for (auto changes = ObjectAccess::getChangeCount(object) + 1; changes != ObjectAccess::getChangeCount(object);) {
+        changes = ObjectAccess::getChangeCount(object);
         for (auto i = object.getExtensionCount(); i-- > 0;) {
-            const auto each = object._hold(i);
+            const auto each = ObjectAccess::hold(object, i);
             if (each && each->getOwner() == &object && contains(each.get())) _leave(*each);
         }
     }
@@ -346,7 +349,7 @@ void KrContentDispatcher::_withdrawFrom(KrSimulatorModule& module,
 
 void KrContentDispatcher::_withdrawBelow(const KrObject& object, KrSimulatorModule& module) {
     for (auto i = object.getExtensionCount(); i-- > 0;) {
-        const auto each = object._hold(i);
+        const auto each = ObjectAccess::hold(object, i);
         if (!each || !contains(each.get())) continue;
         if (const auto* below = asObject(*each)) _withdrawBelow(*below, module);
         if (_hasHeardOf(module, *each)) module.removeExtension(each.get());

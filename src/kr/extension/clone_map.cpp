@@ -9,7 +9,7 @@
 #include "kr/data/field_copying.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
+#include "kr/extension/object_access.h"
 
 namespace KrSim {
 
@@ -102,7 +102,7 @@ void KrCloneMap::_redirectDefinitions() const {
         auto* instance = detail::asObject(pair.clone);
         auto* definition = instance != nullptr ? detail::asObject(find(instance->getDefinition())) : nullptr;
         if (definition == nullptr) continue;
-        instance->_setDefinition(definition);
+        instance->_definition.setTarget(definition);
         redirected.emplace_back(static_cast<const KrObject*>(pair.source), instance);
     }
     bool isRedirected = !redirected.empty();

@@ -44,7 +44,7 @@ KrExtension::KrExtension()
 
 KrExtension::~KrExtension() {
     KrContentRegistry::instance().unregisterExtension(this);
-    if (_getSorterSlot() != kNoSlot) Kr::UpperLayer<IExtensionOrder>::get()->forget(*this);
+    if (_sorterSlot != kNoSlot) Kr::UpperLayer<IExtensionOrder>::get()->forget(*this);
     // No listener may be notified of actions of the implementation's destructor.
     _fields->_release();
     _setIExtension(nullptr);
@@ -101,7 +101,7 @@ const std::string& KrExtension::getTypeName() const noexcept {
 
 std::string KrExtension::getPath() const {
     std::vector<const std::string*> names{&getName()};
-    for (const auto* owner = getOwner(); owner != nullptr && !owner->_isApplicationRoot(); owner = owner->getOwner())
+    for (const auto* owner = getOwner(); owner != nullptr && !owner->isApplicationRoot(); owner = owner->getOwner())
         names.push_back(&owner->getName());
     std::string path = *names.back();
     for (auto name = std::next(names.rbegin()); name != names.rend(); ++name)
@@ -212,10 +212,6 @@ void KrExtension::_createUnknownImplementation() {
     // The constructor hands it over to this extension.
     static_cast<void>(new UnknownImplementation(this));
     _isUnknown = true;
-}
-
-void KrExtension::_setKeptContent(std::unique_ptr<IKeptContent> content) noexcept {
-    _keptContent = std::move(content);
 }
 
 // --- Fields --------------------------------------------------------------------------------------------------------
@@ -343,23 +339,19 @@ KrData::DelegateConnection KrExtension::addPropertyObserver(Observer observer) {
 
 // --- Errors and infos ----------------------------------------------------------------------------------------------
 
-namespace {
-
-void addMessage(KrExtension& extension, KrMessageList& list, const std::string& message, bool log) {
+void KrExtension::_addMessage(KrMessageList& list, const std::string& message, bool log) {
     // Observers of the messages and of the name may drop the last holder.
-    const Kr::KrSmartPtr<KrExtension> keep(extension.getRefCount() > 0 ? &extension : nullptr);
+    const Kr::KrSmartPtr<KrExtension> keep(getRefCount() > 0 ? this : nullptr);
     if (!list.addMessage(message) || !log) return;
-    extension._ensureName();
-    Kr::logMessage(Kr::eLogLevel::kWarn, "%s: %s\n", extension.getName().c_str(), message.c_str());
+    _ensureName();
+    Kr::logMessage(Kr::eLogLevel::kWarn, "%s: %s\n", getName().c_str(), message.c_str());
 }
-
-}  // namespace
 
 void KrExtension::addError(const std::string& message, bool log) {
-    addMessage(*this, _fields->getErrors(), message, log);
+    _addMessage(_fields->getErrors(), message, log);
 }
 void KrExtension::addInfo(const std::string& message, bool log) {
-    addMessage(*this, _fields->getInfos(), message, log);
+    _addMessage(_fields->getInfos(), message, log);
 }
 void KrExtension::removeError(std::size_t index) {
     _fields->getErrors().removeMessage(index);

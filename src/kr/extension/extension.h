@@ -153,6 +153,12 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     /// The errors of this extension alone, as getAllErrors has them.
     [[nodiscard]] std::string getError() const;
 
+    /// How much of an extension taking and restoring states touches, from its beginning.
+    static constexpr std::size_t kHotBytes = 128;
+    /// The sorter's number of an extension that is not registered there.
+    static constexpr std::uint32_t kNoSlot = 0xffffffff;
+
+protected:
     // --- For the framework: objects, factory, modules, loaders -----------------------------------------------------
     /// Adds the bytes of the implementation to a state that holds the values of the fields.
     virtual void _fillState(KrExtensionState& state) const;
@@ -170,8 +176,6 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     std::size_t _restoreFieldValues(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
     /// Tells the observers of these fields, those that are here still, but no connections.
     void _tellRestored(std::span<KrData::FieldBase* const> changed);
-    /// How much of an extension taking and restoring states touches, from its beginning.
-    static constexpr std::size_t kHotBytes = 128;
     /// What states of this extension share, made anew when it has changed.
     [[nodiscard]] const std::shared_ptr<const detail::StateHeader>& _getStateHeader() const;
     /// Prepares the implementation for data that is about to be loaded. False when the data can only be kept.
@@ -204,43 +208,11 @@ class KR_API KrExtension : public Kr::KrBase, public Kr::KrRefCount, public Kr::
     void _setDefaultName();
     /// Names an extension that has no name "default" and its creation index.
     void _ensureName();
-    void _setDataVersion(std::int32_t version) noexcept { _dataVersion = version; }
-    void _setVersions(KrVersioningRegistry::Versions versions) { _versions = std::move(versions); }
-    /// The bytes that the implementation wrote when it was saved; emptied once it has read them.
-    void _setExtensionData(std::string data) { _extensionData = std::move(data); }
-    [[nodiscard]] const std::string& _getExtensionData() const noexcept { return _extensionData; }
-    [[nodiscard]] bool _isUnknownPlaceholder() const noexcept { return _isUnknown; }
-    /// What a loader keeps with the extension; null when there is nothing.
-    [[nodiscard]] IKeptContent* _getKeptContent() const noexcept { return _keptContent.get(); }
-    void _setKeptContent(std::unique_ptr<IKeptContent> content) noexcept;
-    /// Where it stands in its owner; for the owner only.
-    [[nodiscard]] std::uint64_t _getPosition() const noexcept { return _position; }
-    void _setPosition(std::uint64_t position) noexcept { _position = position; }
     /// Called by a dying implementation; forgets it if it is the current one.
     void _forgetImplementation(const IExtension* implementation) noexcept;
     /// Called by the name field when it has a new value.
     void _onNameFieldChanged();
 
-    /// A suspended extension takes no values from connections unless work is pending.
-    void _setSuspended(bool suspended) noexcept {
-        _isSuspended = suspended;
-        _isRefusingValues = _isSuspended && _pendingCount <= 0;
-    }
-    void _addPending(int count) noexcept {
-        _pendingCount += count;
-        _isRefusingValues = _isSuspended && _pendingCount <= 0;
-    }
-    /// Whether it takes no values now; the reference is good while the extension lives.
-    [[nodiscard]] const bool& _takesNoValues() const noexcept { return _isRefusingValues; }
-
-    /// The sorter's number for this extension while it is registered there. For the sorter only.
-    static constexpr std::uint32_t kNoSlot = 0xffffffff;
-    [[nodiscard]] std::uint32_t _getSorterSlot() const noexcept { return _sorterSlot.load(std::memory_order_relaxed); }
-    /// Has the processor fetch it for a question to come.
-    void _fetchSorterSlot() const noexcept { __builtin_prefetch(&_sorterSlot); }
-    void _setSorterSlot(std::uint32_t slot) noexcept { _sorterSlot.store(slot, std::memory_order_relaxed); }
-
-protected:
     /// onStateSave and onStateRestore; what they throw is logged with these texts. One that throws leaves no bytes, and
     /// is not called back for that state.
     void _saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const;
@@ -251,6 +223,12 @@ protected:
 
 private:
     friend class detail::ObjectMap;
+    friend class IExtension;
+    friend class KrCloneMap;
+    friend class KrExtensionState;
+    friend class Kr::KrInputOutputContainer;
+    friend class KrObject;
+    friend struct detail::ExtensionAccess;
 
     /// The place among the living extensions that the factory made of one type; the factory sets and guards it.
     struct InstanceLink {
@@ -259,6 +237,11 @@ private:
         KrExtension* next{nullptr};
     };
 
+    void _addPending(int count) noexcept {
+        _pendingCount += count;
+        _isRefusingValues = _isSuspended && _pendingCount <= 0;
+    }
+    void _addMessage(KrMessageList& list, const std::string& message, bool log);
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _cloneAll(const KrContentID& id, const KrCloneFilter* filter) const;
 
     // What a frame reads of every extension, and what a snapshot does: the first kHotBytes of the object.

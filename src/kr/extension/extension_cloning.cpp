@@ -81,7 +81,7 @@ Kr::KrSmartPtr<KrExtension> KrExtension::_makeClone() const {
 }
 
 void KrExtension::_copyTo(KrExtension* target, bool copyFields) const {
-    if (!hasName()) const_cast<KrExtension*>(this)->_setDefaultName();
+    if (!hasName()) const_cast<KrExtension*>(this)->setName(nullptr);
     target->setName(getName().c_str());
     target->_setCreationKey(_creationKey);
     if (copyFields) {

@@ -8,6 +8,10 @@ class KrInputOutputContainer;
 
 namespace KrSim::detail {
 class ObjectMap;
+struct ExtensionAccess;
+struct FieldsAccess;
+struct ObjectAccess;
+struct StateAccess;
 struct StateHeader;
 }  // namespace KrSim::detail
 
@@ -19,6 +23,7 @@ class KrExtensionFactory;
 class KrExtensionHashMap;
 class KrExtensionState;
 class KrFactoryKey;
+class KrMessageList;
 class KrObject;
 class KrSimulationState;
 class KrVersioningRegistry;

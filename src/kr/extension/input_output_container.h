@@ -44,6 +44,16 @@ public:
     [[nodiscard]] const KrSim::ApplicationContext& getApplicationContext() const noexcept { return _context; }
     /// Above zero while modules manage the extension.
     [[nodiscard]] std::uint32_t getActivationCount() const noexcept { return _activationCount; }
+
+    // --- The field -------------------------------------------------------------------------------------------------
+    [[nodiscard]] KrSim::KrExtension* getOwnerExtension() const override { return &_owner; }
+
+private:
+    friend class KrSim::KrCloneMap;
+    friend class KrSim::KrExtension;
+    friend class KrSim::KrObject;
+    friend struct KrSim::detail::FieldsAccess;
+
     /// One more module manages the extension. The first one marks all fields as active, then calls onActive.
     void _activate();
     /// The last one clears that mark, then calls onInactive. Nothing happens at zero.
@@ -52,25 +62,18 @@ public:
     /// Whether a module manages the extension, or the application keeps no count of that.
     [[nodiscard]] bool _isActiveInApplication() const noexcept;
 
-    // --- Outputs that are observed or connected, for modules that skip idle work; any thread -------------------------
-    [[nodiscard]] int _getConnectedOutputCount() const noexcept { return _connectedOutputs.load(); }
-    [[nodiscard]] int _getWatchedOutputCount() const noexcept { return _watchedOutputs.load(); }
-
-    // --- Copying and loading ---------------------------------------------------------------------------------------
     /// Takes over the fields of a container with "Inputs", "Outputs" and "Parameters" among its children: the values of
     /// fields that are here, clones of those that are not. Also the name, errors and infos that it holds.
     void _loadFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
     /// The same for the three groups only.
     void _loadGroupsFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
 
-    // --- States of the simulation ----------------------------------------------------------------------------------
     /// The fields of the three groups that have values; the same plan as long as their trees do not change.
     [[nodiscard]] const std::shared_ptr<const KrData::ValuePlan>& _getValuePlan() const;
     [[nodiscard]] std::array<KrData::Container*, 3> _getGroups() noexcept {
         return {&_inputs, &_outputs, &_parameters};
     }
 
-    // --- Connections -----------------------------------------------------------------------------------------------
     /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
     /// Hands back a connection that is kept here; null for any other. Destroying it disconnects.
@@ -78,10 +81,6 @@ public:
     /// Ends connections and observers of all fields, before the implementation goes.
     void _release();
 
-    // --- The field -------------------------------------------------------------------------------------------------
-    [[nodiscard]] KrSim::KrExtension* getOwnerExtension() const override { return &_owner; }
-
-private:
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     [[nodiscard]] bool _accepts(const KrData::FieldBase& field) const override;
     [[nodiscard]] KrData::IFieldOwner* _getFieldOwner() const override;

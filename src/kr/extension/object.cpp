@@ -8,10 +8,10 @@
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/extension_list.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/object_guards.h"
 #include "kr/extension/internal/object_name_path.h"
 #include "kr/extension/internal/outside_connections.h"
+#include "kr/extension/object_access.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
 #include "kr/platform/weak_ptr.h"
@@ -41,7 +41,7 @@ std::string nameWhile(const KrObject& object, const char* what, const KrExtensio
 
 bool isHeldBy(const KrExtension& extension, KrExtension& holder) {
     const auto* object = asObject(&holder);
-    return object != nullptr && object->_holds(extension);
+    return object != nullptr && detail::ObjectAccess::holds(*object, extension);
 }
 
 }  // namespace
@@ -180,7 +180,7 @@ void KrObject::_addExtension(KrExtension* extension) {
 
 void KrObject::_logAddingFailed(KrExtension* extension) {
     if (!hasName()) _setDefaultName();
-    if (!extension->hasName()) extension->_setDefaultName();
+    if (!extension->hasName()) extension->setName(nullptr);
     Kr::logMessage(Kr::eLogLevel::kWarn, "KrObject: Adding '%s' to '%s' has failed.\n", extension->getName().c_str(),
                    getName().c_str());
 }
@@ -225,7 +225,7 @@ bool KrObject::_insert(KrExtension* extension) {
         const auto saved = _savedPositions.find(extension->getContentID().getRuntimeID());
         const auto position = saved != _savedPositions.end() ? saved->second : _nextPosition;
         _nextPosition = std::max(_nextPosition, position + 1);
-        extension->_setPosition(position);
+        extension->_position = position;
         auto node = made.extract(made.begin());
         node.value().position = position;
         _extensions->insert(std::move(node));
@@ -254,7 +254,7 @@ void KrObject::_takeBack(KrExtension& extension, const std::string& name) noexce
 void KrObject::_moveExtension(KrExtension& extension, std::uint64_t position) {
     std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
     const std::lock_guard lock(_listMutex);
-    auto [place, end] = _extensions->equal_range(extension._getPosition());
+    auto [place, end] = _extensions->equal_range(extension._position);
     while (place != end && place->extension.get() != &extension)
         ++place;
     if (place == end) return;
@@ -262,7 +262,7 @@ void KrObject::_moveExtension(KrExtension& extension, std::uint64_t position) {
     _extensions->erase(place);
     entry.position = position;
     _extensions->insert(std::move(entry));
-    extension._setPosition(position);
+    extension._position = position;
     _nextPosition = std::max(_nextPosition, position + 1);
     outdated.swap(_held);
 }
@@ -336,7 +336,7 @@ Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
     std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
     const std::lock_guard lock(_listMutex);
     // A position may be there more than once.
-    auto [place, end] = _extensions->equal_range(extension->_getPosition());
+    auto [place, end] = _extensions->equal_range(extension->_position);
     while (place != end && place->extension.get() != extension)
         ++place;
     if (place == end) return {};
@@ -419,7 +419,7 @@ void KrObject::_register(Listener& listener, const std::shared_ptr<Listener>& he
 void KrObject::_registerBelow(Listener& listener, const std::shared_ptr<Listener>& held) {
     if (!listener.isRecursive()) return;
     try {
-        for (const auto& extension : _getExtensions()) {
+        for (const auto& extension : getExtensions()) {
             if (auto* child = asObject(extension.get())) child->_register(listener, held);
         }
     } catch (...) {
@@ -453,7 +453,7 @@ void KrObject::unregisterListener(Listener* listener) {
 
 // --- Access --------------------------------------------------------------------------------------------------------
 
-HeldExtensions KrObject::_getExtensions() const {
+HeldExtensions KrObject::getExtensions() const {
     constexpr std::size_t kAhead = 16;
     const std::lock_guard lock(_listMutex);
     if (_held) return HeldExtensions(_held);
@@ -499,7 +499,7 @@ KrExtension* KrObject::getExtension(std::size_t index) const {
 }
 
 KrExtension* KrObject::findExtensionByName(const std::string& name, bool recursive) const {
-    const auto extensions = _getExtensions();
+    const auto extensions = getExtensions();
     for (const auto& extension : extensions) {
         if (extension->getName() == name) return extension.get();
     }
@@ -514,7 +514,7 @@ KrExtension* KrObject::findExtensionByName(const std::string& name, bool recursi
 namespace {
 
 void collectByUuid(const KrObject& object, const KrUuid& uuid, bool recursive, Kr::KrArray<KrExtension*>& found) {
-    for (const auto& extension : object._getExtensions()) {
+    for (const auto& extension : object.getExtensions()) {
         if (extension->getCreationKey().uuid == uuid) found.append(extension.get());
         const auto* child = recursive ? asObject(extension.get()) : nullptr;
         if (child != nullptr) collectByUuid(*child, uuid, true, found);
@@ -564,35 +564,35 @@ KrExtension* KrObject::findInterface(const std::string& name) const {
 
 std::string KrObject::getAllErrors(bool recursive) const {
     auto text = KrExtension::getAllErrors(recursive);
-    for (const auto& extension : _getExtensions())
+    for (const auto& extension : getExtensions())
         text += extension->getAllErrors(recursive);
     return text;
 }
 
 std::string KrObject::getAllInfos(bool recursive) const {
     auto text = KrExtension::getAllInfos(recursive);
-    for (const auto& extension : _getExtensions())
+    for (const auto& extension : getExtensions())
         text += extension->getAllInfos(recursive);
     return text;
 }
 
 bool KrObject::hasError(bool recursive) const {
     if (KrExtension::hasError(recursive)) return true;
-    const auto extensions = _getExtensions();
+    const auto extensions = getExtensions();
     return std::any_of(extensions.begin(), extensions.end(),
                        [&](const auto& extension) { return extension->hasError(recursive); });
 }
 
 bool KrObject::hasInfo(bool recursive) const {
     if (KrExtension::hasInfo(recursive)) return true;
-    const auto extensions = _getExtensions();
+    const auto extensions = getExtensions();
     return std::any_of(extensions.begin(), extensions.end(),
                        [&](const auto& extension) { return extension->hasInfo(recursive); });
 }
 
 void KrObject::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
     KrExtension::fillSimulationState(state);
-    for (const auto& extension : _getExtensions())
+    for (const auto& extension : getExtensions())
         extension->fillSimulationState(state);
 }
 

@@ -29,6 +29,7 @@ namespace KrSim {
 namespace detail {
 class DefinitionSnapshot;
 class ExtensionList;
+class InstanceSync;
 class OutsideConnections;
 }  // namespace detail
 
@@ -67,6 +68,8 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] std::size_t getExtensionCount() const;
     /// In the order of positions; null past the end. Borrowed.
     [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
+    /// All of them, held, in the order of positions.
+    [[nodiscard]] HeldExtensions getExtensions() const;
     /// The first with this name, or null. The own ones come before those of child objects.
     [[nodiscard]] KrExtension* findExtensionByName(const std::string& name, bool recursive) const;
     /// All whose type has the uuid of this key.
@@ -77,6 +80,8 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] Kr::KrArray<KrExtension*> getAllVHLInterfaces() const;
     /// One of them by name; null, with a debug line, when there is none.
     [[nodiscard]] KrExtension* findInterface(const std::string& name) const;
+    /// Whether it is the root of an application, which holds what was added and belongs to no path.
+    [[nodiscard]] bool isApplicationRoot() const noexcept { return _isRoot; }
     /// The implementation as IObject; null when there is none.
     [[nodiscard]] IObject* getObjectImplementation() const noexcept;
 
@@ -116,11 +121,6 @@ class KR_API KrObject : public KrExtension {
     /// The file that the definition was loaded from.
     [[nodiscard]] const Kr::KrString<512>& getDefinitionFileName() const noexcept { return _definitionFileName; }
     void _setDefinitionFileName(const Kr::KrString<512>& name) { _definitionFileName = name; }
-    /// Makes it an instance without bringing it in line, as loading does.
-    void _setDefinition(const KrContentID& id) { _definition.setTarget(id); }
-    void _setDefinition(KrObject* definition) { _definition.setTarget(definition); }
-    /// The connections that are kept while the definition lacks their parts or fields; for writers.
-    [[nodiscard]] std::vector<KrWaitingConnection> _getWaitingConnections() const;
 
     // --- The extension ---------------------------------------------------------------------------------------------
     using KrExtension::clone;
@@ -130,6 +130,7 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] bool hasInfo(bool recursive = true) const override;
     [[nodiscard]] std::string getAllInfos(bool recursive = true) const override;
 
+protected:
     // --- For the framework -----------------------------------------------------------------------------------------
     /// Whether changes must wait for the application: it runs, and updates its modules or has another thread. Any
     /// thread.
@@ -137,9 +138,6 @@ class KR_API KrObject : public KrExtension {
     /// Whether the extension is this object, or lies below it at any depth.
     [[nodiscard]] bool _holds(const KrExtension& extension) const noexcept;
     [[nodiscard]] bool _isCompatible(KrExtension* extension) const;
-    /// The root of an application: it holds what was added, and belongs to no path.
-    [[nodiscard]] bool _isApplicationRoot() const noexcept { return _isRoot; }
-    void _setApplicationRoot() noexcept { _isRoot = true; }
     void _addExtension(KrExtension* extension);
     void _addExtensionToList(KrExtension* extension);
     void _removeExtension(KrExtension* extension);
@@ -154,25 +152,17 @@ class KR_API KrObject : public KrExtension {
     void _setApplicationContext(const ApplicationContext& context) override;
     /// Where the extension with this ID will stand when it is added.
     void _savePosition(const KrContentID& id, std::uint64_t position);
-    /// The error of an extension that only keeps the own values of what was there.
-    [[nodiscard]] static std::string _describeLost(const std::string& name);
     /// Puts an extension of this object elsewhere among its siblings; no callback, no listener.
     void _moveExtension(KrExtension& extension, std::uint64_t position);
-    /// Strong holders of the extensions, in order.
-    [[nodiscard]] HeldExtensions _getExtensions() const;
-    /// One of them, held; null past the end. For walks that must not allocate: they go on while the list changes.
+    /// One of the extensions, held; null past the end. For walks that must not allocate: they go on while the list
+    /// changes.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _hold(std::size_t index) const noexcept;
     /// Differs from that of before when extensions have come or gone since.
     [[nodiscard]] std::size_t _getChangeCount() const noexcept;
     /// Extensions that come from now on stand at this position or behind it, unless their position was saved.
     [[nodiscard]] std::uint64_t _getNextPosition() const noexcept;
-
-    /// Those that are kept, as above; made on first call.
+    /// The connections that are kept while the definition lacks their parts or fields; made on first call.
     [[nodiscard]] detail::OutsideConnections& _getOutsideConnections();
-    [[nodiscard]] detail::OutsideConnections* _findOutsideConnections() const noexcept {
-        return _outsideConnections.get();
-    }
-
     /// The own data of this instance and of all below it.
     [[nodiscard]] std::vector<InstanceDataItem> _getInternalInstanceData() const;
     /// Puts own data back where their extensions are, by runtime ID, else by raw ID; the others stay in `items`. All do
@@ -180,17 +170,6 @@ class KR_API KrObject : public KrExtension {
     void _restoreInternalInstanceData(std::vector<InstanceDataItem>& items);
     /// Keeps own data of extensions that are gone in placeholders of their names and IDs.
     void _createLostExtensionsFromInternalInstanceData(const std::vector<InstanceDataItem>& items);
-    /// Own data that a sync had no memory to put back; the next one does.
-    [[nodiscard]] std::vector<InstanceDataItem>& _getUnplacedData() noexcept { return _unplacedData; }
-
-    /// The own data of this instance as content keeps it, as hidden field of the name of each extension. Has an entry,
-    /// which may be null, for each extension that follows the definition; none before the first sync after a load, when
-    /// the names carry it themselves.
-    using OwnRecords = std::unordered_map<const KrExtension*, std::unique_ptr<KrData::Container>>;
-    [[nodiscard]] OwnRecords _getOwnRecords() const;
-    /// What the instance is compared with: the definition when this instance last followed it. Null before that.
-    [[nodiscard]] const std::shared_ptr<const detail::DefinitionSnapshot>& _getBase() const noexcept { return _base; }
-    void _setBase(std::shared_ptr<const detail::DefinitionSnapshot> base) noexcept { _base = std::move(base); }
     /// The definition as it is now; shared until it changes.
     [[nodiscard]] std::shared_ptr<const detail::DefinitionSnapshot> _takeSnapshot() const;
     /// For a clone that follows another definition than its original: its names carry what is own, as after a load.
@@ -199,11 +178,21 @@ class KR_API KrObject : public KrExtension {
     [[nodiscard]] bool _holdsCopy(const KrExtension& extension) const;
     /// For a copy of an inner instance: follows what its original follows.
     void _followSource(const KrObject& source);
-
-protected:
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _makeClone() const override;
 
 private:
+    friend class KrCloneMap;
+    friend class KrExtension;
+    friend class detail::InstanceSync;
+    friend class detail::OutsideConnections;
+    friend struct detail::ObjectAccess;
+
+    /// The own data of this instance as content keeps it, as hidden field of the name of each extension. Has an entry,
+    /// which may be null, for each extension that follows the definition; none before the first sync after a load, when
+    /// the names carry it themselves.
+    using OwnRecords = std::unordered_map<const KrExtension*, std::unique_ptr<KrData::Container>>;
+    [[nodiscard]] OwnRecords _getOwnRecords() const;
+
     using Positions = std::unordered_map<KrContentID::Identifier, std::uint64_t>;
     /// An extension whose removal is under way, and the one around it.
     struct Leaving {

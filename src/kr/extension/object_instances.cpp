@@ -8,10 +8,10 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_properties.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/placed_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/upper_layers.h"
 #include "kr/platform/log.h"
 
@@ -34,13 +34,13 @@ Kr::KrSmartPtr<KrObject> KrObject::_makeOfSameType(const char* errorFormat) cons
         return {};
     }
     // What the implementation puts into every new object comes with the copy of this one's content.
-    for (const auto& extension : object->_getExtensions())
+    for (const auto& extension : object->getExtensions())
         object->_removeExtension(extension.get());
     return Kr::KrSmartPtr<KrObject>(object);
 }
 
 Kr::KrSmartPtr<KrExtension> KrObject::_makeClone() const {
-    if (_isUnknownPlaceholder()) {  // only keeps own data: nothing may come between
+    if (_isUnknown) {  // only keeps own data: nothing may come between
         auto made = Kr::makeSmart<KrObject>();
         made->_createUnknownImplementation();
         return made;
@@ -59,17 +59,6 @@ struct CloneLevel {
     std::size_t next{0};
 };
 
-/// Copies an object without its content, which comes as a new level.
-Kr::KrSmartPtr<KrExtension> beginClone(const KrObject& source, KrCloneRequest request,
-                                       std::vector<CloneLevel>& levels) {
-    request.synchronize = false;  // not before its content is there
-    auto made = source.KrExtension::_clone(request);
-    if (asObject(made.get()) != nullptr) {
-        levels.push_back(CloneLevel{source, made, request.contentID, source._getExtensions()});
-    }
-    return made;
-}
-
 /// The ID of a copy below a copy of `holder` that has the ID `id`.
 KrContentID idOfClone(const KrObject& holder, const KrContentID& id, const KrContentID& below, bool isPlacing) {
     if (isPlacing) return placeCopy(id, holder.getContentID(), below);
@@ -82,7 +71,16 @@ KrContentID idOfClone(const KrObject& holder, const KrContentID& id, const KrCon
 /// Without recursion: objects may lie as deep inside one another as they like.
 Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) const {
     std::vector<CloneLevel> levels;
-    auto made = beginClone(*this, request, levels);
+    // Copies an object without its content, which comes as a new level.
+    const auto begin = [&levels](const KrObject& source, KrCloneRequest alone) {
+        alone.synchronize = false;  // not before its content is there
+        auto made = source.KrExtension::_clone(alone);
+        if (asObject(made.get()) != nullptr) {
+            levels.push_back(CloneLevel{source, made, alone.contentID, source.getExtensions()});
+        }
+        return made;
+    };
+    auto made = begin(*this, request);
     while (!levels.empty()) {
         auto& level = levels.back();
         if (level.next == level.below.size()) {
@@ -94,9 +92,9 @@ Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) cons
         auto below = request;
         below.owner = asObject(level.made.get());
         below.contentID = idOfClone(level.source, level.id, extension->getContentID(), request.isPlacing);
-        below.owner->_savePosition(below.contentID, extension->_getPosition());
+        below.owner->_savePosition(below.contentID, extension->_position);
         if (const auto* object = asObject(extension.get())) {
-            static_cast<void>(beginClone(*object, below, levels));
+            static_cast<void>(begin(*object, below));
         } else {
             static_cast<void>(extension->_clone(below));
         }
@@ -124,7 +122,7 @@ void KrObject::_setContentID(const KrContentID& id) {
         const auto before = object.getContentID();
         object.KrExtension::_setContentID(now);
         if (object._outsideConnections) object._outsideConnections->move(before, now);
-        for (const auto& extension : object._getExtensions()) {
+        for (const auto& extension : object.getExtensions()) {
             const auto depth = getDepthBelow(before, extension->getContentID());
             if (depth == 0) continue;
             const auto moved = moveBelow(now, extension->getContentID(), depth);

@@ -10,12 +10,12 @@
 #include "kr/extension/internal/extension_list.h"
 #include "kr/extension/internal/instance_comparison.h"
 #include "kr/extension/internal/instance_sync.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/own_data.h"
 #include "kr/extension/internal/placed_content.h"
 #include "kr/extension/kept_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/own_record.h"
 #include "kr/platform/log.h"
 
@@ -67,8 +67,8 @@ bool KrObject::_sync(KrCloneMap::Values values) {
     detail::ExtensionList place;  // for the way back, which must not need memory
     if (owner != nullptr) {
         // Listeners of the owner see the whole instance removed and added again, in its place.
-        place.insert({_getPosition(), Kr::KrSmartPtr<KrExtension>(this)});
-        owner->_savePosition(getContentID(), _getPosition());
+        place.insert({_position, Kr::KrSmartPtr<KrExtension>(this)});
+        owner->_savePosition(getContentID(), _position);
         owner->_removeExtension(this);
     }
     std::exception_ptr failure;
@@ -118,7 +118,7 @@ void KrObject::_reinstate(KrObject& instance, detail::ExtensionList& place) noex
         std::shared_ptr<const HeldExtensions::List> outdated;  // released without the lock
         const std::lock_guard lock(_listMutex);
         auto node = place.extract(place.begin());
-        instance._setPosition(node.value().position);
+        instance._position = node.value().position;
         _extensions->insert(std::move(node));
         ++_changeCount;
         outdated.swap(_held);
@@ -229,7 +229,7 @@ void restore(KrExtension& extension, const KrObject::InstanceDataItem& item) {
     const auto parts = name != item.own.end() ? name->second : 0;
     if ((parts & KrData::kOwnValue) != 0) extension.setName(item.name.c_str());
     if ((parts & KrData::kOwnOrder) != 0 && extension.getOwner() != nullptr) {
-        extension.getOwner()->_moveExtension(extension, item.position);
+        detail::ObjectAccess::moveExtension(*extension.getOwner(), extension, item.position);
     }
     if (item.fields) detail::reportLostFields(extension, detail::layOver(extension, *item.fields, item.own));
 }
@@ -242,7 +242,7 @@ void KrObject::_takeContent(const InstanceDataItem& item) {
         const auto* object = asObject(each.get());
         if (owner == this || (object != nullptr && object->_holds(*this))) continue;
         if (owner != nullptr && owner != item.holder.get()) continue;  // a callback has found it another place
-        const auto position = each->_getPosition();
+        const auto position = each->_position;
         if (owner != nullptr) owner->_removeExtension(each.get());
         if (each->getOwner() != nullptr) continue;
         _savePosition(each->getContentID(), position);
@@ -272,7 +272,7 @@ void KrObject::_restoreInternalInstanceData(std::vector<InstanceDataItem>& items
     std::erase_if(items, [&](const InstanceDataItem&) { return isPlaced[i++]; });
 }
 
-std::string KrObject::_describeLost(const std::string& name) {
+std::string detail::describeLost(const std::string& name) {
     return "Lost extension: the definition has no '" + name + "' any more. The own values that it had are kept here.";
 }
 
@@ -294,7 +294,7 @@ void KrObject::_createLostExtensionsFromInternalInstanceData(const std::vector<I
         auto* holder = asObject(index.find(detail::holderOf(item.contentID)));
         auto* owner = holder != nullptr ? holder : this;
         owner->_savePosition(item.contentID, item.position);
-        lost->addError(_describeLost(item.name), !item.wasLost);
+        lost->addError(detail::describeLost(item.name), !item.wasLost);
         owner->_setContextAndAdd(lost.get());
         index.add(*lost);
     }

@@ -9,6 +9,7 @@
 
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/data/types.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/factory_keys.h"
@@ -22,6 +23,8 @@
 
 namespace simulator_module_test {
 
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using KrSim::eApplicationMode;
 using KrSim::KrExtension;
@@ -85,7 +88,7 @@ TEST(SimulatorModule, LogsWhatItsCallbacksThrow) {
         each.call(proxy, car.get());
         recording(module).throwsExceptions = false;
         each.call(proxy, car.get());
-        proxy._createUnknownImplementation();
+        ExtensionAccess::createUnknownImplementation(proxy);
         each.call(proxy, car.get());
         EXPECT_THAT(log.lines(),
                     ElementsAre("3 KrSimulatorModule: fatal error in 'Traffic' " + each.callback + each.end + " [no]\n",
@@ -122,7 +125,7 @@ TEST(ManagedExtensions, MayLoseTheirLastHolderOrTheirCount) {
     car.reset();
     EXPECT_TRUE(recording(module)._removeManagedExtension(borrowed));
     EXPECT_THAT(calls, ElementsAre("onActive", "onInactive", "destroyed"));
-    bus->getFieldsContainer()._deactivate();
+    FieldsAccess::deactivate(bus->getFieldsContainer());
     const LogCapture log;
     EXPECT_TRUE(recording(module)._removeManagedExtension(bus.get()));
     EXPECT_THAT(log.lines(), ElementsAre("5 KrSimulatorModule: [Bus] managed count is less than 0\n"));
@@ -214,7 +217,7 @@ TEST(SimulatorModule, IsActiveInItsApplicationAndShowsItsErrors) {
     const auto module = makeModule("Traffic", calls);
     auto* proxy = module->_getModuleProxy();
     proxy->addError("jam", false);
-    proxy->_setApplicationContext(host.context());
+    ExtensionAccess::setApplicationContext(*proxy, host.context());
     EXPECT_FALSE(proxy->hasError());
     std::vector<KrSim::KrApplication*> seen;
     recording(module).onEachCall = [&](const std::string&) { seen.push_back(module->getApplication()); };

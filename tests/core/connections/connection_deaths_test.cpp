@@ -20,6 +20,7 @@
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "tests/support/dispatcher_scope.h"
@@ -29,6 +30,8 @@ namespace connection_deaths_test {
 
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using Kr::KrConnection;
 using Kr::KrConnectionBase;
@@ -179,7 +182,7 @@ TEST_P(Deaths, AtRestOrOutOfAnObserverDuringTheTransfer) {
 TEST_P(Deaths, OfAFieldThatMovesWhileItIsTransferred) {
     Rig rig(GetParam());
     auto third = Kr::makeSmart<KrSim::KrExtension>();
-    rig.to->getFieldsContainer()._ownConnection(std::move(rig.next));
+    FieldsAccess::ownConnection(rig.to->getFieldsContainer(), std::move(rig.next));
     int calls = 0;
     const auto observer = rig.watched->addObserver([&](const FieldBase&) {
         if (++calls > 1) return;
@@ -191,10 +194,10 @@ TEST_P(Deaths, OfAFieldThatMovesWhileItIsTransferred) {
     EXPECT_EQ(rig.connection->getSinkOwner(), third.get());
     rig.expectConsistent();
     if (GetParam() == "ToProxy") return;  // what it links was left behind
-    third->_setSuspended(true);
+    ExtensionAccess::setSuspended(*third, true);
     rig.set(6.0);
     EXPECT_EQ(rig.areEqual(), GetParam() == "Queued") << "its new owner takes nothing";
-    third->_setSuspended(false);
+    ExtensionAccess::setSuspended(*third, false);
     rig.set(7.0);
     EXPECT_TRUE(rig.areEqual());
     if (rig.sink->getDataType() == Types::kContainer) return;  // which keeps its role

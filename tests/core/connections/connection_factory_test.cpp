@@ -24,6 +24,7 @@
 #include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/i_object.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
@@ -36,6 +37,7 @@ namespace connection_factory_test {
 
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
+using KrSim::detail::FieldsAccess;
 using namespace test_support;
 using Kr::FieldBaseToProxyConnection;
 using Kr::KrConnection;
@@ -166,16 +168,16 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Owners, HandBackWhatTheyKeepAndDropWhatIsInvalid) {
     auto& keeper = _to->getFieldsContainer();
     auto* kept = KrConnectionFactory::connect(_out, _in);
-    EXPECT_EQ(_from->getFieldsContainer()._releaseConnection(*kept), nullptr) << "another one keeps it";
-    auto released = keeper._releaseConnection(*kept);
+    EXPECT_EQ(FieldsAccess::releaseConnection(_from->getFieldsContainer(), *kept), nullptr) << "another one keeps it";
+    auto released = FieldsAccess::releaseConnection(keeper, *kept);
     EXPECT_EQ(released.get(), kept);
-    EXPECT_EQ(keeper._releaseConnection(*kept), nullptr);
+    EXPECT_EQ(FieldsAccess::releaseConnection(keeper, *kept), nullptr);
     EXPECT_TRUE(kept->isValid());
-    keeper._ownConnection(std::move(released));
-    keeper._ownConnection(nullptr);
+    FieldsAccess::ownConnection(keeper, std::move(released));
+    FieldsAccess::ownConnection(keeper, nullptr);
     auto token = std::make_shared<int>();
     const std::weak_ptr<int> life = token;
-    keeper._ownConnection(std::make_unique<FakeConnection>(_out, _in, [token](const FieldBase&) {}));
+    FieldsAccess::ownConnection(keeper, std::make_unique<FakeConnection>(_out, _in, [token](const FieldBase&) {}));
     token.reset();
     _from->removeOutput("Out");
     EXPECT_FALSE(kept->isValid());
@@ -202,7 +204,7 @@ TEST_F(Owners, HandBackManyInAnyOrderWhileOthersComeAndEnd) {
         if (random() % 4 == 0) {
             _from->removeOutput(sources[at]->getID());  // which ends the connection
         } else {
-            ASSERT_EQ(keeper._releaseConnection(*kept[at]).get(), kept[at]) << "step " << step;
+            ASSERT_EQ(FieldsAccess::releaseConnection(keeper, *kept[at]).get(), kept[at]) << "step " << step;
         }
         kept.erase(kept.begin() + static_cast<std::ptrdiff_t>(at));
         sources.erase(sources.begin() + static_cast<std::ptrdiff_t>(at));

@@ -21,6 +21,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "tests/support/context_host.h"
@@ -31,6 +32,7 @@ namespace connection_test {
 
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
 using namespace test_support;
 using Kr::KrConnection;
 using KrData::Container;
@@ -219,7 +221,7 @@ TEST_F(Connecting, FromOutputToParameterWaitsForEditing) {
     for (const auto mode : {eApplicationMode::kSimulating, eApplicationMode::kPlayback, eApplicationMode::kEditing}) {
         const ContextHost host;
         host.state->mode = mode;
-        _to->_setApplicationContext(host.context());
+        ExtensionAccess::setApplicationContext(*_to, host.context());
         const KrConnection gated(_source, _parameter), converting(_source, whole), input(_source, _input);
         const KrConnection parameters(ownParameter, other), toNobody(_source, free);
         EXPECT_TRUE(gated.isEnabled()) << "closed is not disabled";
@@ -254,22 +256,22 @@ TEST_F(Connecting, ToASuspendedExtensionWaitsForPendingWork) {
     const auto all = [&] {
         return std::vector<double>{_input->getValue(), whole->toReal(), inChild->getValue(), inItems.getItem(0)};
     };
-    _to->_setSuspended(true);
+    ExtensionAccess::setSuspended(*_to, true);
     setAll(1.0);
     EXPECT_THAT(all(), testing::Each(0.0));
     EXPECT_EQ(queuedSink->toReal(), 1.0) << "a delivered event is not held back";
-    _to->_addPending(1);
+    ExtensionAccess::addPending(*_to, 1);
     setAll(2.0);
     EXPECT_THAT(all(), testing::Each(2.0));
-    _to->_addPending(-1);
+    ExtensionAccess::addPending(*_to, -1);
     setAll(3.0);
     EXPECT_THAT(all(), testing::Each(2.0));
     new KrSim::IExtension(_to.get(), 1);
-    _to->_addPending(1);
+    ExtensionAccess::addPending(*_to, 1);
     new KrSim::IExtension(_to.get(), 1);
     setAll(4.0);
     EXPECT_THAT(all(), testing::Each(2.0)) << "what the implementation before had to do is not pending any more";
-    _to->_setSuspended(false);
+    ExtensionAccess::setSuspended(*_to, false);
     outItems.append(9.0);
     EXPECT_THAT(inItems.getItems(), ElementsAre(4.0, 9.0)) << "changes from before are not forgotten";
 }

@@ -15,6 +15,7 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
 #include "kr/extension/order/internal/execution_order.h"
 #include "tests/support/context_host.h"
@@ -23,6 +24,7 @@
 
 namespace extension_sorter_test {
 
+using KrSim::detail::ExtensionAccess;
 using namespace test_support;
 using Kr::KrArray;
 using Kr::KrSmartPtr;
@@ -383,7 +385,7 @@ private:
         extension->setName(name.c_str());
         extension->addInput("In", KrData::Types::kDouble);
         extension->addOutput("Out", KrData::Types::kDouble);
-        extension->_setApplicationContext(_host.context());
+        ExtensionAccess::setApplicationContext(*extension, _host.context());
         KrExtensionSorter::instance().addExtension(extension.get());
         return extension;
     }

@@ -5,6 +5,7 @@
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/typed_field.h"
@@ -14,6 +15,7 @@
 namespace extension_fields_test {
 
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
 using namespace field_trees;  // NOLINT(google-build-using-namespace): what this file is about
 using KrData::Container;
 using KrData::Field;
@@ -62,8 +64,8 @@ struct Loaded {
     void load(const std::string& bytes, int version) {
         std::unique_ptr<Container> fields;
         readFrom<Binary>(bytes, [&](auto& reader) { fields = KrPersistence::readContainer(reader, "Field", context); });
-        extension->_setDataVersion(version);
-        extension->_loadImplementation(fields.get());
+        ExtensionAccess::setDataVersion(*extension, version);
+        ExtensionAccess::loadImplementation(*extension, fields.get());
     }
     [[nodiscard]] std::string savedAgain() const {
         return saved<Binary>(extension->getFieldsContainer(), {context.references});
@@ -107,7 +109,7 @@ TEST(ExtensionFields, ComeBackIntoTheSameVersionWhole) {
 
         const auto& group = original->getParameterContainer();
         Loaded without;
-        without.extension->_createUnknownImplementation();
+        ExtensionAccess::createUnknownImplementation(*without.extension);
         without.load(bytes, 1);
         // One level up the path of references has a step less.
         for (auto& each : without.context.references)

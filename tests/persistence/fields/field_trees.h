@@ -9,6 +9,7 @@
 
 #include "kr/data/container.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "tests/persistence/archives/archive_kinds.h"
 
@@ -42,7 +43,7 @@ class Extensions {
 public:
     [[nodiscard]] KrSim::KrExtension* add(const KrSim::KrContentID& id) {
         const auto made = Kr::makeSmart<KrSim::KrExtension>();
-        made->_setContentID(id);
+        KrSim::detail::ExtensionAccess::setContentID(*made, id);
         return _extensions.emplace_back(made).get();
     }
 

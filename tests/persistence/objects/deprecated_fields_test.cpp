@@ -1,11 +1,13 @@
 #include <gmock/gmock.h>
 
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
 
 namespace deprecated_fields_test {
 
+using KrSim::detail::ExtensionAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrData::Types;
 using test_support::LogCapture;
@@ -22,7 +24,7 @@ std::string saveOldMotors(int flags) {
     const auto lever = make({}, "Lever", 2);
     auto* angle = lever->addOutput("Angle", Types::kDouble);
     const auto motor = make({}, "Motor", 1);
-    motor->_setCreationKey(kMotorType);
+    ExtensionAccess::setCreationKey(*motor, kMotorType);
     auto* throttle = motor->addInput("Throttle", Types::kDouble);
     Kr::KrConnectionFactory::connect(angle, throttle);
     angle->set(0.5);

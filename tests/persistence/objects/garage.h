@@ -12,6 +12,7 @@
 
 #include "kr/core/connections/connection_factory.h"
 #include "kr/extension/content_registry.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/object.h"
@@ -111,9 +112,9 @@ using Extensions = std::vector<KrSmartPtr<KrExtension>>;
 inline KrSmartPtr<KrExtension> make(const KrSim::KrFactoryKey& type, const char* name, std::uint64_t number) {
     auto made = KrSim::KrExtensionFactory::isValid(type) ? KrSim::KrExtensionFactory::create(type)
                                                          : Kr::makeSmart<KrExtension>();
-    made->_setCreationKey(type);
+    KrSim::detail::ExtensionAccess::setCreationKey(*made, type);
     made->setName(name);
-    made->_setContentID(KrContentID::createFromWords(7, number));
+    KrSim::detail::ExtensionAccess::setContentID(*made, KrContentID::createFromWords(7, number));
     return made;
 }
 
@@ -121,7 +122,7 @@ inline KrSmartPtr<KrObject> makeObject(const KrSim::KrFactoryKey& type, const ch
     auto made =
         type.isNull() ? KrSmartPtr<KrExtension>(Kr::makeSmart<KrObject>()) : KrSim::KrExtensionFactory::create(type);
     made->setName(name);
-    made->_setContentID(KrContentID::createFromWords(7, number));
+    KrSim::detail::ExtensionAccess::setContentID(*made, KrContentID::createFromWords(7, number));
     return KrSmartPtr<KrObject>(static_cast<KrObject*>(made.get()));
 }
 

@@ -6,7 +6,9 @@
 
 #include "kr/core/connections/connection.h"
 #include "kr/data/field_access.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/own_record.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/case_name.h"
@@ -16,6 +18,8 @@
 namespace instance_file_test {
 
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::ObjectAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrData::Types;
 using test_support::areSame;
@@ -28,12 +32,12 @@ std::string describe(const KrExtension& extension) {
     auto text = extension.getName();
     if (const auto* mass = extension.getParameter("Mass")) text += "=" + mass->toString();
     if (const auto* note = extension.getParameter("Note")) text += "+" + note->toString();
-    if (extension._isUnknownPlaceholder()) text += "?";
+    if (ExtensionAccess::isUnknownPlaceholder(extension)) text += "?";
     const auto* object = dynamic_cast<const KrObject*>(&extension);
     if (object == nullptr) return text;
     text += "(";
-    for (const auto& below : object->_getExtensions())
-        text += describe(*below) + (below == object->_getExtensions().back() ? "" : " ");
+    for (const auto& below : object->getExtensions())
+        text += describe(*below) + (below == object->getExtensions().back() ? "" : " ");
     return text + ")";
 }
 
@@ -308,7 +312,7 @@ TEST_F(SavedInstanceData, OfReleasesBeforeIsWhatIsMarked) {
     setMass(_site.own("First"), 5.0);
     setMass(_site.own("Second"), 5.0);
     KrObject::setInstanceData(*_site.own("First")->getParameter("Mass"));
-    _site.instance->_setBase({});  // then nothing but marks is written, as by those releases
+    ObjectAccess::base(*_site.instance).reset();  // then nothing but marks is written, as by those releases
     const auto loaded = _site.reload();
     EXPECT_EQ(describe(*_site.instance), "Site(First=5 Second=1 Box(Inner=1))");
     EXPECT_TRUE(_site.isConnected());

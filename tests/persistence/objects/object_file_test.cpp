@@ -6,7 +6,9 @@
 
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/versioning_registry.h"
 #include "kr/persistence/objects/open_ends.h"
 #include "tests/persistence/objects/garage.h"
@@ -17,6 +19,8 @@
 
 namespace object_file_test {
 
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::ObjectAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrData::Types;
 using test_support::areSame;
@@ -33,8 +37,8 @@ std::string describe(const KrExtension& extension) {
     const auto* object = dynamic_cast<const KrObject*>(&extension);
     if (object == nullptr) return text;
     text += "(";
-    for (const auto& below : object->_getExtensions())
-        text += describe(*below) + (below == object->_getExtensions().back() ? "" : " ");
+    for (const auto& below : object->getExtensions())
+        text += describe(*below) + (below == object->getExtensions().back() ? "" : " ");
     return text + ")";
 }
 
@@ -61,7 +65,7 @@ KrSmartPtr<KrObject> makeGarage() {
     box->add(inner.get());
     top->add(plain.get());
     top->add(box.get());
-    top->_savePosition(outer->getContentID(), 40);
+    ObjectAccess::savePosition(*top, outer->getContentID(), 40);
     top->add(outer.get());
     Kr::KrConnectionFactory::connect(motorOf(inner).speed.getField(), motorOf(outer).pedal.getField());
     Kr::KrConnectionFactory::connectQueued(motorOf(outer).speed.getField(), motorOf(inner).pedal.getField());
@@ -104,7 +108,7 @@ TEST_P(ObjectFiles, ComeBackWholeAndSaveTheSameBytesAgain) {
 
 TEST_P(ObjectFiles, KeepEverythingWhereAPluginIsMissing) {
     auto top = makeGarage();
-    top->findExtensionByName("Inner", true)->_setVersions({{"Tyres", 2}});
+    ExtensionAccess::setVersions(*top->findExtensionByName("Inner", true), {{"Tyres", 2}});
     const auto bytes = save({top}, GetParam());
     top.reset();
     _types.reset();
@@ -285,7 +289,7 @@ TEST_F(Content, IsUpgradedByItsImplementation) {
     {
         const auto motor = makeMotor("Old", 1, 4.0, 1);
         motor->addParameter("Weight", Types::kDouble)->set(12.0);
-        motor->_setVersions({});
+        ExtensionAccess::setVersions(*motor, {});
         bytes = save({motor});
     }
     KrSim::KrVersioningRegistry::registerUpgrade(kMotorType, "Motor", 0, [](KrData::Container& saved) {

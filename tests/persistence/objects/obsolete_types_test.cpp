@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "kr/data/field_access.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/versioning_registry.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
@@ -8,6 +9,7 @@
 namespace obsolete_types_test {
 
 using KrData::detail::FieldAccess;
+using KrSim::detail::ExtensionAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
 using KrSim::KrFactoryKey;
 using Registry = KrSim::KrVersioningRegistry;
@@ -29,11 +31,11 @@ protected:
 /// A steam engine with 7 bytes of data, and a motor that it drives.
 std::string saveSteamEngine(bool isObject) {
     auto steam = isObject ? KrSmartPtr<KrExtension>(makeObject({}, "Old", 1)) : make({}, "Old", 1);
-    steam->_setCreationKey(kSteamType);
+    ExtensionAccess::setCreationKey(*steam, kSteamType);
     steam->addParameter("Weight", KrData::Types::kDouble)->set(12.0);
     auto* speed = steam->addOutput("Speed", KrData::Types::kDouble);
-    steam->_setDataVersion(9);
-    steam->_setExtensionData("5 cogs.");
+    ExtensionAccess::setDataVersion(*steam, 9);
+    ExtensionAccess::setExtensionData(*steam, "5 cogs.");
     const auto motor = make(kMotorType, "Wheel", 2);
     Kr::KrConnectionFactory::connect(speed, motorOf(motor).pedal.getField());
     steam->addInput("Follower", Kr::KrID("Motor"))->set<KrExtension*>(motor.get());

@@ -10,6 +10,7 @@
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_id_list.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
@@ -61,7 +62,7 @@ public:
         KrSim::KrEventDispatcher::enableExternalControl(true);  // so that values wait
         std::uint64_t number = 0;
         for (auto* extension : {&states_test::proxyOf(_world.first), &states_test::proxyOf(_world.second)})
-            extension->_setContentID(KrSim::KrContentID::createFromWords(7, ++number));
+            KrSim::detail::ExtensionAccess::setContentID(*extension, KrSim::KrContentID::createFromWords(7, ++number));
     }
 
     /// With this field among its own, a delayed event and a value under way.

@@ -5,6 +5,7 @@
 #include "kr/content/content_id.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
 #include "kr/extension/smart_interface.h"
 #include "kr/extension/typed_field.h"
@@ -32,7 +33,7 @@ int main() {
     const Kr::KrString<32> path("cars/a");
     const Kr::KrSmartPtr<KrSim::KrExtension> held(new KrSim::KrExtension);
     held->setName("Engine");
-    held->_setContentID(KrSim::KrContentID::createFromWords(1, 0xabc));
+    KrSim::detail::ExtensionAccess::setContentID(*held, KrSim::KrContentID::createFromWords(1, 0xabc));
     const auto id = held->getContentID().getRuntimeID();
     auto* const motor = new Motor(held.get());
     const Kr::KrSmartPtr<KrSim::KrExtension> again(held);

@@ -8,6 +8,7 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/data/container_access.h"
 #include "kr/data/field_copying.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_properties.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
@@ -59,7 +60,7 @@ void captureModules(const KrApplication& application, ApplicationConfig& setup) 
 }
 
 void applyModules(KrApplication& application, const ApplicationConfig& setup) {
-    for (const auto& extension : setup._getObjectProxy()->_getExtensions()) {
+    for (const auto& extension : setup._getObjectProxy()->getExtensions()) {
         auto record = readModuleRecord(*extension);
         if (!record) continue;
         if (const auto replacing = KrVersioningRegistry::findReplacement(record->key)) record->key = *replacing;
@@ -72,7 +73,8 @@ void applyModules(KrApplication& application, const ApplicationConfig& setup) {
         auto* implementation = made ? made->getImplementationAs<ISimulatorModule>() : nullptr;
         if (implementation == nullptr) continue;
         made->setName(record->name.c_str());
-        if (!record->contentID.isEmpty()) made->_setContentID(record->contentID);  // states of it are found again
+        if (!record->contentID.isEmpty())
+            ExtensionAccess::setContentID(*made, record->contentID);  // states of it are found again
         copySettings(*record, *implementation->_getModuleProxy());
         application.insertModule(KrSmartInterface<ISimulatorModule>(implementation));
     }

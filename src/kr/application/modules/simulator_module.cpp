@@ -6,6 +6,7 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/internal/managed_list.h"
 #include "kr/application/modules/internal/module_guards.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/input_output_container.h"
@@ -15,6 +16,8 @@
 #include "kr/platform/profiling.h"
 
 namespace KrSim {
+
+using detail::FieldsAccess;
 
 KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
     : _preUpdatePriority(preUpdate),
@@ -26,7 +29,7 @@ KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
 KrSimulatorModule::~KrSimulatorModule() {
     _releaseManagedExtensions();
     // Here and not in the base: the destructor of the implementation may still call this half to release an extension.
-    getFieldsContainer()._release();
+    FieldsAccess::release(getFieldsContainer());
     _setIExtension(nullptr);
     _releaseManagedExtensions();
 }
@@ -119,7 +122,7 @@ void KrSimulatorModule::_onAddToApplication(KrApplication* application) {
     const bool isNew = _application == nullptr && application != nullptr;
     _application = application;
     // The fields first, so that observers are notified of values that the callback sets.
-    if (isNew) getFieldsContainer()._activate();
+    if (isNew) FieldsAccess::activate(getFieldsContainer());
     callModule(
         *this, detail::kOnAddToApplication, [&] { return getName(); },
         [&](ISimulatorModule& module) { module.onAddToApplication(application); });
@@ -131,7 +134,7 @@ void KrSimulatorModule::_onRemoveFromApplication(KrApplication* application) {
         *this, detail::kOnRemoveFromApplication, [&] { return getName(); },
         [&](ISimulatorModule& module) { module.onRemoveFromApplication(application); });
     _releaseManagedExtensions();
-    if (wasIn) getFieldsContainer()._deactivate();
+    if (wasIn) FieldsAccess::deactivate(getFieldsContainer());
 }
 
 void KrSimulatorModule::_onApplicationModeChange(eApplicationMode from, eApplicationMode to) {
@@ -153,7 +156,7 @@ bool KrSimulatorModule::hasManagedExtension(KrExtension* extension) const {
 bool KrSimulatorModule::_addManagedExtension(KrExtension* extension) {
     _managed->append(Kr::KrSmartPtr<KrExtension>(extension));
     _needsSorting = true;
-    if (extension != nullptr) extension->getFieldsContainer()._activate();
+    if (extension != nullptr) FieldsAccess::activate(extension->getFieldsContainer());
     return true;
 }
 
@@ -173,7 +176,7 @@ void KrSimulatorModule::_countDown(KrExtension* extension) {
                        extension->getName().c_str());
         return;
     }
-    fields._deactivate();
+    FieldsAccess::deactivate(fields);
 }
 
 void KrSimulatorModule::_releaseManagedExtensions() {

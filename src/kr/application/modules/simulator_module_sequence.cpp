@@ -39,7 +39,7 @@ bool KrSimulatorModuleSequence::_contains(const KrSimulatorModule* module) const
 bool KrSimulatorModuleSequence::insert(const KrSmartInterface<ISimulatorModule>& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> inserted(module ? module->_getModuleProxy() : nullptr);
     if (!inserted || _contains(inserted.get())) return false;
-    if (!inserted->hasName()) inserted->_setDefaultName();
+    if (!inserted->hasName()) inserted->setName(nullptr);
     auto& lists = _lists.edit();
     for (auto& list : lists)
         list.reserve(list.size() + 1);

@@ -15,13 +15,13 @@ namespace KrSim {
 namespace {
 
 const std::string& nameOf(KrExtension& extension) {
-    if (!extension.hasName()) extension._setDefaultName();
+    if (!extension.hasName()) extension.setName(nullptr);
     return extension.getName();
 }
 
 bool isApplicationRoot(KrExtension& extension) {
     const auto* object = dynamic_cast<KrObject*>(&extension);
-    return object && object->_isApplicationRoot();
+    return object && object->isApplicationRoot();
 }
 
 /// Takes the first name off a path.

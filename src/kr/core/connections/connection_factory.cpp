@@ -16,6 +16,7 @@
 #include "kr/data/field_base.h"
 #include "kr/data/full_path.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
 
@@ -24,6 +25,7 @@ namespace Kr {
 using KrData::FieldBase;
 using KrData::Types;
 using KrData::detail::FieldAccess;
+using KrSim::detail::FieldsAccess;
 
 namespace {
 
@@ -96,7 +98,7 @@ KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* 
         return nullptr;
     }
     auto* connection = made.get();
-    keeper->getFieldsContainer()._ownConnection(std::move(made));
+    FieldsAccess::ownConnection(keeper->getFieldsContainer(), std::move(made));
     return connection;
 }
 
@@ -123,7 +125,8 @@ bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {
             continue;
         }
         for (auto* keeper : {sink->getOwnerExtension(), source->getOwnerExtension()}) {
-            auto kept = keeper != nullptr ? keeper->getFieldsContainer()._releaseConnection(*connection) : nullptr;
+            auto kept = keeper != nullptr ? FieldsAccess::releaseConnection(keeper->getFieldsContainer(), *connection)
+                                          : nullptr;
             if (!kept) continue;
             ended.push_back(std::move(kept));
             break;

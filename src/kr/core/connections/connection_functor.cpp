@@ -1,11 +1,14 @@
 #include "kr/core/connections/connection_functor.h"
 
 #include "kr/data/field_base.h"
+#include "kr/extension/extension_access.h"
 
 namespace Kr {
 
+using KrSim::detail::ExtensionAccess;
+
 ConnectionFunctor::ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink)
-    : _source(&source), _sink(&sink), _sinkOwner(sink.getOwnerExtension()) {}
+    : _source(&source), _sink(&sink), _takesNoValues(&ExtensionAccess::takesNoValues(sink.getOwnerExtension())) {}
 
 ConnectionFunctor::~ConnectionFunctor() = default;
 
@@ -32,7 +35,7 @@ void ConnectionFunctor::run(const KrData::FieldBase& changed) {
 void ConnectionFunctor::_onBlocked(const KrData::FieldBase&) {}
 
 void ConnectionFunctor::setSinkOwner(KrSim::KrExtension* owner) {
-    _sinkOwner = owner;
+    _takesNoValues = &ExtensionAccess::takesNoValues(owner);
 }
 
 }  // namespace Kr

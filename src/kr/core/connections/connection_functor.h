@@ -37,9 +37,7 @@ protected:
     ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
 
     /// Whether the sink takes no values: its extension is suspended, and no work is pending there.
-    [[nodiscard]] bool _isSinkSuspended() const noexcept {
-        return _sinkOwner != nullptr && _sinkOwner->_takesNoValues();
-    }
+    [[nodiscard]] bool _isSinkSuspended() const noexcept { return *_takesNoValues; }
     /// Called instead of a transfer that the guard does not let through.
     virtual void _onBlocked(const KrData::FieldBase& changed);
     [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
@@ -51,7 +49,7 @@ private:
     TransferGuard* _guard{&_ownGuard};
     const KrData::FieldBase* _source;
     KrData::FieldBase* _sink;
-    KrSim::KrExtension* _sinkOwner;
+    const bool* _takesNoValues;  // of the extension of the sink
 };
 
 }  // namespace Kr

@@ -9,6 +9,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "kr/platform/log.h"
 #include "kr/platform/stack_room.h"
@@ -86,11 +87,10 @@ void KrFunctorConnection::_update() {
     _setOutputToParameter(from == Types::kOutput && to == Types::kParameter);
     _functor->setSinkOwner(getSinkOwner());
     _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
-    static constexpr bool kTakesAll = false;
     const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
     const bool isCopy = direct != nullptr && !direct->hasTransferFunction();
     _setUnnotifiedCopy(isCopy ? KrData::detail::FieldAccess::getUnnotifiedCopy(*getSink(), *getSource()) : nullptr,
-                       getSinkOwner() != nullptr ? &getSinkOwner()->_takesNoValues() : &kTakesAll);
+                       &KrSim::detail::ExtensionAccess::takesNoValues(getSinkOwner()));
 }
 
 DirectConnectionFunctor* KrFunctorConnection::_getDirectFunctor() const noexcept {

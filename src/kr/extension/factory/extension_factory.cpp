@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "kr/extension/extension_access.h"
+#include "kr/extension/factory/registration.h"
 #include "kr/extension/instance_map.h"
 #include "kr/extension/upper_layers.h"
 #include "kr/platform/log.h"
@@ -389,6 +391,10 @@ bool KrExtensionFactory::_unregisterTypes(std::span<const TypeDescription> types
 KrExtensionFactory::PrepareFunction KrExtensionFactory::_getPrepareFunction(const KrFactoryKey& key) {
     const RecordPtr record = findRecord(key);
     return record ? record->description.prepare : nullptr;
+}
+
+void detail::setCreationKey(KrExtension& proxy, const KrFactoryKey& key) {
+    ExtensionAccess::setCreationKey(proxy, key);
 }
 
 namespace {

@@ -10,6 +10,7 @@
 #include "kr/extension/factory_key.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/object.h"
+#include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace KrSim {
@@ -26,11 +27,14 @@ inline constexpr KrExtensionFactory::eType kKindOf =
     std::derived_from<typename T::Proxy, KrObject> ? KrExtensionFactory::eType::kObject
                                                    : KrExtensionFactory::eType::kExtension;
 
+/// Gives a new framework half its type and its default name.
+KR_API void setCreationKey(KrExtension& proxy, const KrFactoryKey& key);
+
 template <KrImplementation T>
 KrExtension* createExtension(const KrFactoryKey& key) {
     // Held meanwhile: a constructor may form and drop a holder of its proxy.
     auto proxy = Kr::makeSmart<typename T::Proxy>();
-    proxy->_setCreationKey(key);
+    setCreationKey(*proxy, key);
     auto implementation = std::make_unique<T>(proxy.get());
     // An implementation that gave its base no proxy, or another one, is of no use here.
     if (proxy->getImplementation() != implementation.get()) return nullptr;

@@ -10,10 +10,11 @@
 #include "kr/data/stored_path.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/placed_content.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 
 namespace KrSim::detail {
 
@@ -110,7 +111,7 @@ Identifier definitionOf(const KrExtension& extension) {
 
 std::shared_ptr<const DefinitionSnapshot> baseOf(const KrExtension& extension) {
     const auto* object = asObject(&extension);
-    return object != nullptr ? object->_getBase() : nullptr;
+    return object != nullptr ? ObjectAccess::base(*object) : nullptr;
 }
 
 Node takeNode(const KrExtension& extension) {
@@ -118,7 +119,7 @@ Node takeNode(const KrExtension& extension) {
     node.id = extension.getContentID();
     node.type = extension.getCreationKey().uuid;
     node.name = extension.getName();
-    node.position = extension._getPosition();
+    node.position = ExtensionAccess::getPosition(extension);
     node.definition = definitionOf(extension);
     node.base = baseOf(extension);
     for (const auto* group : groupsOf(extension)) {
@@ -131,7 +132,7 @@ Node takeNode(const KrExtension& extension) {
 
 std::size_t countBelow(const KrExtension& extension) {
     const auto* object = asObject(&extension);
-    return object != nullptr ? object->_getExtensions().size() : 0;
+    return object != nullptr ? object->getExtensions().size() : 0;
 }
 
 /// Gives nodes that lie level by level their children.
@@ -148,7 +149,7 @@ void linkChildren(Nodes& nodes, const CountOf& countOf) {
 
 bool isSame(const KrExtension& extension, const Node& node) {
     if (extension.getContentID() != node.id || extension.getCreationKey().uuid != node.type ||
-        extension.getName() != node.name || extension._getPosition() != node.position ||
+        extension.getName() != node.name || ExtensionAccess::getPosition(extension) != node.position ||
         definitionOf(extension) != node.definition || baseOf(extension) != node.base) {
         return false;
     }

@@ -6,10 +6,11 @@
 
 #include "kr/core/connection_base.h"
 #include "kr/data/stored_path.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/own_data.h"
 #include "kr/extension/internal/placed_content.h"
+#include "kr/extension/object_access.h"
 
 namespace KrSim::detail {
 
@@ -44,7 +45,8 @@ bool isWorthKeeping(const KrData::OwnFields::Paths& paths) {
 
 }  // namespace
 
-InstanceComparison::InstanceComparison(const KrObject& instance) : _instance(instance), _base(instance._getBase()) {
+InstanceComparison::InstanceComparison(const KrObject& instance)
+    : _instance(instance), _base(ObjectAccess::base(instance)) {
     if (!_base) {
         _readTree();
         return;
@@ -97,7 +99,7 @@ std::vector<const KrExtension*> InstanceComparison::_pair() {
 }
 
 const Node& InstanceComparison::_rebase(const KrObject& inner, const Node& node) {
-    const auto& followed = inner._getBase();
+    const auto& followed = ObjectAccess::base(inner);
     if (&inner == &_instance || !followed || !node.base || followed == node.base) return node;
     // It has followed its own definition since: what it took over there is nothing that the holder of this one chose.
     return _rebased.emplace_back(rebase(node, node.base->getRoot(), followed->getRoot())).front();
@@ -118,7 +120,7 @@ void InstanceComparison::_compare(const KrExtension& extension, const Node& node
     const auto& name = fields.getNameField();
     entry.own.addMarked(name);
     if (extension.getName() != node.name && !isMadeUnique(extension, node.name)) entry.own.add(name, KrData::kOwnValue);
-    if (extension._getPosition() != node.position) entry.own.add(name, KrData::kOwnOrder);
+    if (ExtensionAccess::getPosition(extension) != node.position) entry.own.add(name, KrData::kOwnOrder);
     const auto* object = asObject(&extension);
     if (object != nullptr && object->getDefinitionReference().getContentID().getRuntimeID() != node.definition) {
         entry.own.add(name, KrData::kOwnField);
@@ -142,8 +144,8 @@ bool InstanceComparison::_isSameReference(const Node& node, const KrData::FieldB
 void InstanceComparison::_addLost() {
     std::vector<const KrObject*> open{&_instance};
     for (std::size_t i = 0; i < open.size(); ++i) {
-        for (const auto& extension : open[i]->_getExtensions()) {
-            if (extension->_isUnknownPlaceholder()) _readOwn(*extension);
+        for (const auto& extension : open[i]->getExtensions()) {
+            if (ExtensionAccess::isUnknownPlaceholder(*extension)) _readOwn(*extension);
             const auto* child = asObject(extension.get());
             if (child != nullptr && find(*child) != nullptr) open.push_back(child);
         }
@@ -158,7 +160,7 @@ void InstanceComparison::_readTree() {
         _readOwn(*open[i]);
         const auto* object = asObject(open[i]);
         if (object == nullptr) continue;
-        for (const auto& below : object->_getExtensions()) {
+        for (const auto& below : object->getExtensions()) {
             if (getDepthBelow(object->getContentID(), below->getContentID()) > 0) open.push_back(below.get());
         }
     }
@@ -333,7 +335,7 @@ void InstanceComparison::_addItem(const KrExtension& extension, std::vector<cons
     KrObject::InstanceDataItem item;
     const auto* object = asObject(&extension);
     if (object != nullptr) {
-        for (const auto& below : object->_getExtensions()) {
+        for (const auto& below : object->getExtensions()) {
             if (find(*below) != nullptr) {
                 open.push_back(below.get());
             } else if (object != &_instance) {
@@ -347,9 +349,9 @@ void InstanceComparison::_addItem(const KrExtension& extension, std::vector<cons
     item.contentID = extension.getContentID();
     item.name = extension.getName();
     item.key = extension.getCreationKey();
-    item.position = extension._getPosition();
+    item.position = ExtensionAccess::getPosition(extension);
     item.isObject = object != nullptr;
-    item.wasLost = extension._isUnknownPlaceholder();
+    item.wasLost = ExtensionAccess::isUnknownPlaceholder(extension);
     item.holder =
         Kr::KrSmartPtr<KrExtension>(extension.getRefCount() > 0 ? const_cast<KrExtension*>(&extension) : nullptr);
     item.fields = copyOwnFields(extension, own);

@@ -11,11 +11,12 @@
 #include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/stored_path.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/outside_connections.h"
 #include "kr/extension/internal/own_data.h"
 #include "kr/extension/internal/placed_content.h"
+#include "kr/extension/object_access.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
@@ -50,7 +51,7 @@ void addTo(std::vector<KrObject::InstanceDataItem>& items, std::vector<KrObject:
 }  // namespace
 
 std::exception_ptr InstanceSync::run() {
-    auto& items = _instance._getUnplacedData();
+    auto& items = _instance._unplacedData;
     addTo(items, _comparison.getItems());
     auto changes = _comparison.compareConnections(*_now, _originals);
     _endConnections(changes.outdated);
@@ -74,10 +75,10 @@ std::exception_ptr InstanceSync::run() {
     items.clear();
     if (hadMemory) {  // else the next run has the same to follow
         _dropRecords();
-        _instance._setBase(_now);
+        _instance._base = _now;
     }
     _pairs._followMessages(_instance);
-    if (auto* outside = _instance._findOutsideConnections()) outside->restore(_instance);
+    if (auto* outside = _instance._outsideConnections.get()) outside->restore(_instance);
     _pairs._synchronizeImplementations();
     return _failure;
 }
@@ -132,7 +133,7 @@ InstanceSync::Level InstanceSync::_begin(KrObject& object, const KrObject& defin
     Level level{.object = object,
                 .definition = definition,
                 .isInner = isInner,
-                .originals = definition._getExtensions(),
+                .originals = definition.getExtensions(),
                 .copies = {}};
     std::vector<Wanted> wanted;
     wanted.reserve(level.originals.size());
@@ -157,7 +158,7 @@ void InstanceSync::_followPart(Level& level, std::vector<Level>& levels) {
         return;
     }
     if (copy->getOwner() != &object) return;  // a callback took it out
-    if (copy->getContentID() != id) copy->_setContentID(id);
+    if (copy->getContentID() != id) ExtensionAccess::setContentID(*copy, id);
     _try([&] { _followNameAndPlace(object, *copy, original); });
     auto* child = asObject(copy.get());
     if (child != nullptr && inner != nullptr) {
@@ -178,10 +179,10 @@ void InstanceSync::_removeOthers(KrObject& object, const std::vector<Kr::KrSmart
     std::unordered_set<const KrExtension*> staying;
     for (const auto& copy : copies)
         staying.insert(copy.get());
-    for (const auto& each : object._getExtensions()) {
+    for (const auto& each : object.getExtensions()) {
         const auto depth = getDepthBelow(object.getContentID(), each->getContentID());
         // Deeper ones are lost extensions whose holder is lost, too.
-        const bool isPlacedHere = depth == 1 || (depth > 1 && each->_isUnknownPlaceholder());
+        const bool isPlacedHere = depth == 1 || (depth > 1 && ExtensionAccess::isUnknownPlaceholder(*each));
         if (isPlacedHere && each->getOwner() == &object && staying.count(each.get()) == 0) {
             _instance._getOutsideConnections().noteLeaving(_instance, *each, _isOwnConnection);
             object._removeExtension(each.get());
@@ -218,7 +219,7 @@ void InstanceSync::_settleTree(const KrExtension& top, bool isTopInner) {
         collectProxies(original->getFieldsContainer(), _originalsOfNewProxies);
         const auto* object = asObject(original);
         if (object == nullptr) continue;
-        for (const auto& below : object->_getExtensions()) {
+        for (const auto& below : object->getExtensions()) {
             const auto* inner = asObject(below.get());
             open.emplace_back(below.get(), isInner || (inner != nullptr && inner->isInstance()));
         }
@@ -232,8 +233,8 @@ void InstanceSync::_add(KrObject& owner, KrExtension& definition, const KrConten
     request.clones = &_pairs;
     request.isPlacing = true;
     request.synchronize = false;
-    owner._savePosition(request.contentID, definition._getPosition());
-    static_cast<void>(definition._clone(request));
+    owner._savePosition(request.contentID, ExtensionAccess::getPosition(definition));
+    static_cast<void>(ExtensionAccess::clone(definition, request));
     _settleTree(definition, isInner);
 }
 
@@ -245,7 +246,7 @@ void InstanceSync::_followFields(KrExtension& extension, const KrExtension& defi
     auto& fields = extension.getFieldsContainer();
     const auto& source = definition.getFieldsContainer();
     std::vector<std::string> lost;
-    for (auto* group : fields._getGroups()) {
+    for (auto* group : FieldsAccess::getGroups(fields)) {
         auto rules = rulesFor(*group);
         rules.isInner = isInner;
         rules.keepsState = !_comparison.hasBase();
@@ -325,8 +326,8 @@ void InstanceSync::_followNameAndPlace(KrObject& owner, KrExtension& extension, 
     const auto* entry = _comparison.find(extension);
     const auto& name = extension.getFieldsContainer().getNameField();
     const bool isOwn = entry != nullptr && (entry->own.getParts(name) & KrData::kOwnOrder) != 0;
-    if (!isOwn && extension._getPosition() != definition._getPosition()) {
-        owner._moveExtension(extension, definition._getPosition());
+    if (!isOwn && ExtensionAccess::getPosition(extension) != ExtensionAccess::getPosition(definition)) {
+        owner._moveExtension(extension, ExtensionAccess::getPosition(definition));
     }
 }
 
@@ -361,7 +362,8 @@ void endConnection(const KrData::FieldBase& source, const KrData::FieldBase& sin
             continue;
         }
         for (auto* keeper : {sink.getOwnerExtension(), source.getOwnerExtension()}) {
-            auto kept = keeper != nullptr ? keeper->getFieldsContainer()._releaseConnection(*connection) : nullptr;
+            auto kept = keeper != nullptr ? FieldsAccess::releaseConnection(keeper->getFieldsContainer(), *connection)
+                                          : nullptr;
             if (kept) ended.push_back(std::move(kept));
         }
     }

@@ -16,7 +16,7 @@ public:
 
     [[nodiscard]] std::vector<Kr::KrBase*> getChildren(Kr::KrBase& parent) const override {
         std::vector<Kr::KrBase*> children;
-        for (const auto& each : static_cast<KrObject&>(parent)._getExtensions())
+        for (const auto& each : static_cast<KrObject&>(parent).getExtensions())
             children.push_back(each.get());
         return children;
     }

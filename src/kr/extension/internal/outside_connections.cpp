@@ -9,9 +9,10 @@
 #include "kr/data/field_copying.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/content_registry.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
-#include "kr/extension/internal/object_access.h"
 #include "kr/extension/internal/placed_content.h"
+#include "kr/extension/object_access.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
@@ -213,7 +214,7 @@ OutsideConnections::Outcome OutsideConnections::_tryToRestore(Kept& kept, const 
     auto* connection = made.get();
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return Outcome::kStays;
-    keeper->getFieldsContainer()._ownConnection(std::move(made));
+    FieldsAccess::ownConnection(keeper->getFieldsContainer(), std::move(made));
     if (kept.isEnabled || kept.isOrdering) connection->enable(kept.isEnabled);
     if (!kept.isEnabled && kept.isOrdering) connection->disable(false);
     return Outcome::kDone;
@@ -297,10 +298,10 @@ void OutsideConnections::report(const KrObject& instance) {
 
 }  // namespace KrSim::detail
 
-namespace KrSim {
+namespace KrSim::detail {
 
-std::vector<KrWaitingConnection> KrObject::_getWaitingConnections() const {
-    return _outsideConnections ? _outsideConnections->describe() : std::vector<KrWaitingConnection>();
+std::vector<KrWaitingConnection> ObjectAccess::getWaitingConnections(const KrObject& object) {
+    return object._outsideConnections ? object._outsideConnections->describe() : std::vector<KrWaitingConnection>();
 }
 
-}  // namespace KrSim
+}  // namespace KrSim::detail

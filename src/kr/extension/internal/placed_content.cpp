@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <map>
 
-#include "kr/extension/internal/object_access.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 
 namespace KrSim::detail {
 
@@ -67,10 +68,10 @@ std::vector<KrExtension*> findCopies(const KrObject& object, const KrContentID& 
                                      const std::vector<Wanted>& wanted) {
     std::vector<KrExtension*> found(wanted.size(), nullptr);
     Candidates byRuntimeID;
-    const auto extensions = object._getExtensions();
+    const auto extensions = object.getExtensions();
     for (const auto& each : extensions) {
         const bool isCopy = getDepthBelow(object.getContentID(), each->getContentID()) == 1;
-        if (isCopy && !each->_isUnknownPlaceholder()) {
+        if (isCopy && !ExtensionAccess::isUnknownPlaceholder(*each)) {
             byRuntimeID.emplace(each->getContentID().getRuntimeID(), each.get());
         }
     }
@@ -105,7 +106,7 @@ TreeIndex::TreeIndex(const KrExtension& top, Lost lost) : _lost(lost) {
 
 void TreeIndex::add(const KrExtension& top) {
     for (auto* each : collectTree(top)) {
-        if (_lost == Lost::kLeftOut && each->_isUnknownPlaceholder()) continue;
+        if (_lost == Lost::kLeftOut && ExtensionAccess::isUnknownPlaceholder(*each)) continue;
         _byRuntimeID.emplace(each->getContentID().getRuntimeID(), each);
         _byRawID.emplace(each->getContentID().getRawID(), each);
     }

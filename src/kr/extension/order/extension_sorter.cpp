@@ -9,6 +9,7 @@
 #include "kr/core/connection_access.h"
 #include "kr/core/i_connection_sorter.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/order/internal/sorter_state.h"
 #include "kr/extension/upper_layers.h"
 #include "kr/platform/guard.h"
@@ -16,6 +17,7 @@
 
 namespace KrSim {
 
+using detail::ExtensionAccess;
 using Kr::detail::ConnectionAccess;
 
 namespace {
@@ -38,7 +40,7 @@ struct KrExtensionSorter::ForExtensions final : IExtensionOrder {
     void forget(KrExtension& extension) const override { instance().removeExtension(&extension); }
     void changeOwner(const KrExtension& extension, std::atomic<KrObject*>& place, KrObject* owner) const override {
         // A registered extension represents itself and all extensions below it, so its owner is not looked up.
-        if (extension._getSorterSlot() != KrExtension::kNoSlot) {
+        if (ExtensionAccess::getSorterSlot(extension) != KrExtension::kNoSlot) {
             place = owner;
             return;
         }
@@ -118,23 +120,14 @@ void makeRoom(std::vector<T>& list) {
     if (list.size() == list.capacity()) list.reserve(std::max<std::size_t>(16, 2 * list.size()));
 }
 
-void setSlot(KrExtension& extension, std::uint32_t slot) noexcept {
-    extension._setSorterSlot(slot);
-}
-
-void setSlot(Kr::KrConnectionBase& connection, std::uint32_t slot) noexcept {
-    ConnectionAccess::setSorterSlot(connection, slot);
-}
-
 /// Closes the gaps; `onMove` is called for every place that changes.
 template <class T, class OnMove>
 void closeGaps(std::vector<T*>& list, const OnMove& onMove) {
     std::uint32_t to = 0;
     for (std::uint32_t from = 0; from < list.size(); ++from) {
         if (list[from] == nullptr) continue;
-        setSlot(*list[from], to);
-        list[to] = list[from];
-        onMove(from, to++);
+        onMove(from, to);
+        list[to++] = list[from];
     }
     list.resize(to);
 }
@@ -155,6 +148,7 @@ void KrExtensionSorter::State::closeExtensionGaps() {
     auto& numbers = extensionGaps;  // has room for one of each extension, and will be empty
     numbers.resize(extensions.size());
     closeGaps(extensions, [&](std::uint32_t from, std::uint32_t to) {
+        ExtensionAccess::setSorterSlot(*extensions[from], to);
         numbers[from] = to;
         applicationOf[to] = applicationOf[from];
     });
@@ -168,6 +162,7 @@ void KrExtensionSorter::State::closeExtensionGaps() {
 void KrExtensionSorter::State::closeConnectionGaps() {
     if (connectionGapCount <= std::max(kFewGaps, connections.size() / 2)) return;
     closeGaps(connections, [&](std::uint32_t from, std::uint32_t to) {
+        ConnectionAccess::setSorterSlot(*connections[from], to);
         edges[to] = edges[from];
         ends[to] = ends[from];
     });
@@ -181,7 +176,7 @@ void KrExtensionSorter::addExtension(KrExtension* extension) {
     const auto context = extension->getApplicationContext();
     {
         const std::lock_guard lock(_state->mutex);
-        if (extension->_getSorterSlot() != KrExtension::kNoSlot) return;
+        if (ExtensionAccess::getSorterSlot(*extension) != KrExtension::kNoSlot) return;
         auto& extensions = _state->extensions;
         const auto slot = static_cast<std::uint32_t>(extensions.size());
         makeRoom(extensions);
@@ -192,7 +187,7 @@ void KrExtensionSorter::addExtension(KrExtension* extension) {
         _state->applicationOf.push_back(application);
         ++_state->applications[application].extensionCount;
         _state->applications[application].isChanged = true;
-        extension->_setSorterSlot(slot);
+        ExtensionAccess::setSorterSlot(*extension, slot);
         _state->isBuilt = false;
     }
     _state->notify([&](Listener& listener) { listener.onExtensionAdded(extension); });
@@ -203,12 +198,12 @@ void KrExtensionSorter::removeExtension(KrExtension* extension) {
     ApplicationContext left;  // dies after the lock
     {
         const std::lock_guard lock(_state->mutex);
-        const auto slot = extension->_getSorterSlot();
+        const auto slot = ExtensionAccess::getSorterSlot(*extension);
         if (slot == KrExtension::kNoSlot) return;
         auto& application = _state->applications[_state->applicationOf[slot]];
         application.isChanged = true;
         if (--application.extensionCount == 0) std::swap(left, application.context);
-        extension->_setSorterSlot(KrExtension::kNoSlot);
+        ExtensionAccess::setSorterSlot(*extension, KrExtension::kNoSlot);
         _state->extensions[slot] = nullptr;
         _state->extensionGaps.push_back(slot);
         _state->hasExtensionLeft = true;
@@ -286,7 +281,7 @@ void KrExtensionSorter::reset() {
     std::vector<detail::SortedApplication> left;  // dies after the lock
     const std::lock_guard lock(_state->mutex);
     for (auto* extension : _state->extensions) {
-        if (extension != nullptr) extension->_setSorterSlot(KrExtension::kNoSlot);
+        if (extension != nullptr) ExtensionAccess::setSorterSlot(*extension, KrExtension::kNoSlot);
     }
     for (auto* connection : _state->connections) {
         if (connection == nullptr) continue;

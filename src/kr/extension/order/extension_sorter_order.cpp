@@ -4,11 +4,14 @@
 #include <utility>
 
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "kr/extension/order/internal/sorter_state.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+using detail::ExtensionAccess;
 
 // --- Edges ---------------------------------------------------------------------------------------------------------
 
@@ -26,8 +29,8 @@ namespace {
 /// The processor waits longest for the extensions, which lie anywhere.
 void fetchExtensions(const std::vector<detail::ConnectionEnds>& ends, std::size_t i) {
     if (i >= ends.size()) return;
-    if (ends[i].source != nullptr) ends[i].source->_fetchSorterSlot();
-    if (ends[i].sink != nullptr) ends[i].sink->_fetchSorterSlot();
+    if (ends[i].source != nullptr) ExtensionAccess::fetchSorterSlot(*ends[i].source);
+    if (ends[i].sink != nullptr) ExtensionAccess::fetchSorterSlot(*ends[i].sink);
 }
 
 }  // namespace
@@ -43,8 +46,9 @@ std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() {
             edge = edgeOf(ends[i]);
             markChanged(edge);
             // Where an object stands for an end, another may do so when owners change: to be asked again.
-            const bool isSettled = detail::isKnown(edge) && ends[i].source->_getSorterSlot() == edge.source &&
-                                   ends[i].sink->_getSorterSlot() == edge.target;
+            const bool isSettled = detail::isKnown(edge) &&
+                                   ExtensionAccess::getSorterSlot(*ends[i].source) == edge.source &&
+                                   ExtensionAccess::getSorterSlot(*ends[i].sink) == edge.target;
             if (isSettled) edges[i] = edge;
         }
         if (detail::isKnown(edge)) collected.push_back(edge);
@@ -194,7 +198,7 @@ void KrExtensionSorter::sortExtensions(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>&
         report = _state->build();
         for (std::uint32_t i = 0; i < list.size(); ++i) {
             if (!list[i]) continue;
-            const auto slot = list[i]->_getSorterSlot();
+            const auto slot = ExtensionAccess::getSorterSlot(*list[i]);
             if (slot == KrExtension::kNoSlot) {
                 ++unknownCount;
             } else {

@@ -13,6 +13,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/persistence/objects/internal/connection_restorer.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/definition_follower.h"
@@ -26,6 +27,7 @@ using KrSim::KrContentID;
 using KrSim::KrContentRegistry;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ObjectAccess;
 
 namespace {
 
@@ -51,7 +53,7 @@ void ContentBuilder::followDefinitions() {
         if (object == nullptr || !object->isInstance()) continue;
         // Of several with one ID take the one in the same file.
         const auto id = object->getDefinitionReference().getContentID().getRuntimeID();
-        if (auto* definition = asObject(_findMade(id))) object->_setDefinition(definition);
+        if (auto* definition = asObject(_findMade(id))) ObjectAccess::setDefinition(*object, definition);
     }
     _setReferences();  // instances take over those of their definitions
     _connectFollowed();
@@ -155,7 +157,7 @@ void addTree(KrObject& top, std::unordered_set<const KrExtension*>& all) {
     std::vector<KrObject*> open{&top};
     all.insert(&top);
     for (std::size_t i = 0; i < open.size(); ++i) {
-        for (const auto& below : open[i]->_getExtensions()) {
+        for (const auto& below : open[i]->getExtensions()) {
             all.insert(below.get());
             if (auto* object = asObject(below.get())) open.push_back(object);
         }

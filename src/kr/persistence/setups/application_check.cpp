@@ -145,7 +145,7 @@ void checkSettings(const KrData::Container& settings, const KrSim::KrExtension& 
 Findings checkModules(const KrSim::KrApplication& application, const KrSim::ApplicationConfig& setup,
                       const KrSetupSection* section) {
     Findings findings;
-    for (const auto& extension : setup._getObjectProxy()->_getExtensions()) {
+    for (const auto& extension : setup._getObjectProxy()->getExtensions()) {
         const auto record = KrSim::readModuleRecord(*extension);
         if (!record) continue;
         const auto key = KrSim::KrVersioningRegistry::findReplacement(record->key).value_or(record->key);

@@ -9,6 +9,7 @@
 
 #include "kr/application/module_record.h"
 #include "kr/data/container.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/extension_properties.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/object.h"
@@ -23,6 +24,8 @@
 #include "kr/persistence/setups/internal/settings.h"
 
 namespace KrPersistence {
+
+using KrSim::detail::ExtensionAccess;
 
 namespace {
 
@@ -112,7 +115,7 @@ std::pair<Kr::KrSmartPtr<KrSim::KrExtension>, Lines> readModule(ArchiveReader& r
 
 std::vector<KrSim::ModuleRecord> collectModules(const KrSim::KrObject& setup) {
     std::vector<KrSim::ModuleRecord> modules;
-    for (const auto& each : setup._getExtensions()) {
+    for (const auto& each : setup.getExtensions()) {
         auto record = KrSim::readModuleRecord(*each);
         if (!record) {
             throw std::runtime_error("setup '" + setup.getName() + "' holds '" + each->getName() +
@@ -191,7 +194,7 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
         std::string name;
         reader.read("Name", name);
         object.setName(name.c_str());
-        object._setContentID(toLive(readContentID(reader, "ContentID")));
+        ExtensionAccess::setContentID(object, toLive(readContentID(reader, "ContentID")));
         const auto names = namesOf(object.getParameterContainer());
         reader.group("Settings", [&] {
             reader.setKnownNames(names);

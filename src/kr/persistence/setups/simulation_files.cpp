@@ -142,7 +142,7 @@ void Loader::_apply(const std::string& name, const KrFile& file) {
     const auto setup = KrSetupSection::find(file);
     if (!_prepare(name, *setup)) return;
     _application.applySetup(setup);
-    for (const auto& each : setup->_getObjectProxy()->_getExtensions())
+    for (const auto& each : setup->_getObjectProxy()->getExtensions())
         if (const auto record = KrSim::readModuleRecord(*each)) _noteMissing(record->key);
     for (const auto* section : file.getSections()) {
         if (const auto* setupSection = dynamic_cast<const KrSetupSection*>(section))

@@ -10,6 +10,7 @@
 #include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
 #include "kr/extension/order/extension_sorter.h"
 #include "kr/extension/order/internal/execution_order.h"
@@ -111,7 +112,7 @@ namespace detail {
 /// above it that is registered; KrExtension::kNoSlot when there is none.
 [[nodiscard]] inline std::uint32_t findSorterSlot(const KrExtension* extension) noexcept {
     for (; extension != nullptr; extension = extension->getOwner()) {
-        const auto slot = extension->_getSorterSlot();
+        const auto slot = detail::ExtensionAccess::getSorterSlot(*extension);
         if (slot != KrExtension::kNoSlot) return slot;
     }
     return KrExtension::kNoSlot;

@@ -16,6 +16,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/waiting_connection.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/archives/archive_writer.h"
@@ -27,6 +28,7 @@ namespace KrPersistence::detail {
 
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
+using KrSim::detail::ObjectAccess;
 
 namespace {
 
@@ -87,7 +89,8 @@ public:
     void add(const KrSim::KrExtension& extension) {
         _add(extension.getFieldsContainer());
         if (extension.isOfClassType(KrSim::KrObject::getClassType())) {
-            for (const auto& waiting : static_cast<const KrSim::KrObject&>(extension)._getWaitingConnections())
+            for (const auto& waiting :
+                 ObjectAccess::getWaitingConnections(static_cast<const KrSim::KrObject&>(extension)))
                 _add(waiting);
         }
         const auto* kept = KeptContent::find(extension);

@@ -9,6 +9,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/objects/internal/content_guards.h"
@@ -19,6 +20,7 @@ namespace KrPersistence::detail {
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
+using KrSim::detail::FieldsAccess;
 
 std::size_t ConnectionRestorer::Hash::operator()(const Ends& ends) const noexcept {
     const auto mix = [](const void* field) { return std::hash<const void*>()(field) * 0x9E3779B97F4A7C15U; };
@@ -99,7 +101,7 @@ bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& reco
     auto* keeper = made->getSinkOwner() != nullptr ? made->getSinkOwner() : made->getSourceOwner();
     if (keeper == nullptr) return false;
     auto* connection = made.get();
-    keeper->getFieldsContainer()._ownConnection(std::move(made));
+    FieldsAccess::ownConnection(keeper->getFieldsContainer(), std::move(made));
     if (_when == When::kLater && !record.isDisabled) connection->enable(true);
     return true;
 }

@@ -24,7 +24,7 @@ inline KrSim::KrObject* asObject(KrSim::KrExtension* extension) {
 inline std::string describePath(const KrSim::KrExtension& extension) {
     constexpr int kMostNames = 64;
     auto path = extension.getName();
-    const auto isBelow = [](const KrSim::KrObject* owner) { return owner != nullptr && !owner->_isApplicationRoot(); };
+    const auto isBelow = [](const KrSim::KrObject* owner) { return owner != nullptr && !owner->isApplicationRoot(); };
     const auto* owner = extension.getOwner();
     for (int i = 0; isBelow(owner) && i < kMostNames; ++i) {
         path.insert(0, owner->getName() + '/');

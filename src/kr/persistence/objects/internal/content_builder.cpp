@@ -6,8 +6,10 @@
 #include "kr/content/content_directory.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/persistence/fields/saved_fields_check.h"
 #include "kr/persistence/objects/file_identity.h"
 #include "kr/persistence/objects/internal/content_access.h"
@@ -25,6 +27,9 @@ using KrSim::KrContentID;
 using KrSim::KrContentRegistry;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::FieldsAccess;
+using KrSim::detail::ObjectAccess;
 
 ContentBuilder::ContentBuilder(ContentRecords content, SourceFile file, Progress progress)
     : _content(std::move(content)),
@@ -129,13 +134,13 @@ KrSmartPtr<KrExtension> ContentBuilder::_make(ExtensionRecord& record) {
     auto made = _makeByFactory(record);
     if (!made) {
         made = record.isObject ? KrSmartPtr<KrExtension>(Kr::makeSmart<KrObject>()) : Kr::makeSmart<KrExtension>();
-        if (record.isLost) made->_createUnknownImplementation();
-        made->_setCreationKey(record.key);
+        if (record.isLost) ExtensionAccess::createUnknownImplementation(*made);
+        ExtensionAccess::setCreationKey(*made, record.key);
     }
     if (const auto* object = asObject(made.get())) {
         // What the implementation puts into every new object comes with the content of this one.
-        for (const auto& below : object->_getExtensions())
-            const_cast<KrObject*>(object)->_removeExtension(below.get());
+        for (const auto& below : object->getExtensions())
+            ObjectAccess::removeExtension(*const_cast<KrObject*>(object), below.get());
     }
     return made;
 }
@@ -170,7 +175,7 @@ SavedFieldsCheck checkFields(KrExtension& extension, const ExtensionRecord& reco
     const bool isSameVersion = record.dataVersion == extension.getImplementationVersion();
     SavedFieldsCheck check("'" + record.name + "'", isSameVersion ? eNames::kStatic : eNames::kNone, record.fieldLines);
     if (!extension.hasImplementation()) return check;
-    for (const auto* group : extension.getFieldsContainer()._getGroups()) {
+    for (const auto* group : FieldsAccess::getGroups(extension.getFieldsContainer())) {
         const auto& saved = record.fields[group->getID()];
         const bool isGroup = saved.getDataType() == KrData::Types::kContainer && !saved.isFieldArray();
         if (isGroup) check.compare(static_cast<const KrData::Container&>(saved), *group);
@@ -181,11 +186,11 @@ SavedFieldsCheck checkFields(KrExtension& extension, const ExtensionRecord& reco
 }  // namespace
 
 void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
-    if (!record.contentID.isEmpty()) extension._setContentID(record.contentID);
+    if (!record.contentID.isEmpty()) ExtensionAccess::setContentID(extension, record.contentID);
     if (!record.name.empty()) extension.setName(record.name.c_str());
-    extension._setDataVersion(record.dataVersion);
-    extension._setVersions(std::move(record.versions));
-    extension._setExtensionData(std::move(record.data));
+    ExtensionAccess::setDataVersion(extension, record.dataVersion);
+    ExtensionAccess::setVersions(extension, std::move(record.versions));
+    ExtensionAccess::setExtensionData(extension, std::move(record.data));
     record.fields.add<std::string>("Name", extension.getName());
 
     // Not from what onLoading makes of them.
@@ -198,7 +203,7 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
         const TrackedPaths paths(record.fields, record.references);
         const TrackedPaths ownPaths(record.fields, extension);
         const auto check = checkFields(extension, record);
-        extension._loadImplementation(&record.fields);
+        ExtensionAccess::loadImplementation(extension, &record.fields);
         paths.update(record.references);
         ownPaths.update(extension);
         check.addFindings(_file.path, _findings);
@@ -216,7 +221,7 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     }
     // A plain extension lacks nothing.
     if (extension.getCreationKey() == KrSim::KrFactoryKey()) extension.removeError("Unable to create ", false);
-    if (record.isLost) extension.addError(KrObject::_describeLost(record.name), false);
+    if (record.isLost) extension.addError(KrSim::detail::describeLost(record.name), false);
     record.fields.clear();
 }
 
@@ -238,14 +243,14 @@ void ContentBuilder::_addBelow(Level& level, const KrSmartPtr<KrExtension>& made
     auto& child = level.record.children[level.next++];
     level.position = child->position.value_or(level.position);
     child.reset();
-    if (made->_isSimulatorModule()) {
+    if (ExtensionAccess::isSimulatorModule(*made)) {
         throw std::runtime_error("'" + made->getName() + "' in '" + object.getPath() +
                                  "' is a module; objects hold none");
     }
     if (made->getOwner() != nullptr) return;  // a callback has found it another place
-    const bool isWelcome = object._isCompatible(made.get());
-    object._savePosition(made->getContentID(), level.position++);
-    object._addExtensionToList(made.get());
+    const bool isWelcome = ObjectAccess::isCompatible(object, made.get());
+    ObjectAccess::savePosition(object, made->getContentID(), level.position++);
+    ObjectAccess::addExtensionToList(object, made.get());
     if (!isWelcome) made->addError("'" + object.getName() + "' does not take it any more", false);
 }
 
@@ -269,7 +274,7 @@ void ContentBuilder::_define(KrObject& object, const ExtensionRecord& record) {
         return;
     }
     if (fileName.assign(record.definition->fileName)) object._setDefinitionFileName(fileName);
-    object._setDefinition(record.definition->contentID);
+    ObjectAccess::setDefinition(object, record.definition->contentID);
     if (object.isInstance()) KeptContent::of(object).isAwaitingDefinition = true;
 }
 

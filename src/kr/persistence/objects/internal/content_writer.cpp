@@ -7,9 +7,11 @@
 #include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/extension/own_record.h"
 #include "kr/persistence/archives/archive_object_scope.h"
 #include "kr/persistence/archives/archive_writer.h"
@@ -30,12 +32,14 @@ namespace KrPersistence::detail {
 using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 using KrSim::KrObject;
+using KrSim::detail::ExtensionAccess;
+using KrSim::detail::ObjectAccess;
 
 namespace {
 
 /// What the implementation keeps beyond its fields; without one, what came with the extension.
 std::string getData(const KrExtension& extension) {
-    if (!extension.hasImplementation()) return extension._getExtensionData();
+    if (!extension.hasImplementation()) return ExtensionAccess::getExtensionData(extension);
     Kr::TextStream stream;
     Kr::callGuardedButMemory(
         kOnSaving, [&] { return extension.getName(); }, [&] { extension.getImplementation()->onSaving(stream); },
@@ -78,14 +82,15 @@ void ContentWriter::_collect(const Roots& roots) {
     for (std::size_t i = 0; i < _held.size(); ++i) {
         const auto* object = asObject(_held[i].get());
         if (object == nullptr) continue;
-        const auto below = object->_getExtensions();
+        const auto below = object->getExtensions();
         _held.insert(_held.end(), below.begin(), below.end());
     }
     for (const auto& extension : _held) {
         _included.insert(extension.get());
         const auto* object = asObject(extension.get());
         // Outer instances are written first, and record inner ones, too.
-        if (object != nullptr && object->isInstance() && _own.count(object) == 0) _own.merge(object->_getOwnRecords());
+        if (object != nullptr && object->isInstance() && _own.count(object) == 0)
+            _own.merge(ObjectAccess::getOwnRecords(*object));
     }
     std::vector<KrSim::KrContentID> included;
     included.reserve(_held.size());
@@ -98,7 +103,8 @@ void ContentWriter::_collect(const Roots& roots) {
 void ContentWriter::write(const Roots& roots) {
     _collect(roots);
     _writer.sequence("Objects", roots.size(), [&](std::size_t index) {
-        _writeTree(*roots[index], roots[index]->_getPosition());  // the position of a root has no meaning
+        _writeTree(*roots[index],
+                   ExtensionAccess::getPosition(*roots[index]));  // the position of a root has no meaning
     });
     std::vector<KrExtension*> all;
     all.reserve(_held.size());
@@ -141,7 +147,7 @@ void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t
     const auto* object = asObject(&extension);
     if (object == nullptr) return;
     _writeDefinition(*object);
-    level.below = object->_getExtensions();
+    level.below = object->getExtensions();
     _writer.optional(!level.below->empty(), "Extensions",
                      [&] { _writer.beginSequence("Extensions", level.below->size()); });
 }
@@ -158,14 +164,14 @@ void ContentWriter::_end(Levels& levels) {
 void ContentWriter::_writeMembers(const KrExtension& extension, std::uint64_t& nextPosition) {
     _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
     _writer.writeIf(extension.isOfClassType(KrObject::getClassType()), "IsObject", true);
-    _writer.writeIf(extension._isUnknownPlaceholder(), "IsLost", true);
+    _writer.writeIf(ExtensionAccess::isUnknownPlaceholder(extension), "IsLost", true);
     writeFactoryKey(_writer, "Type", extension.getCreationKey());
     writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
     const auto version =
         extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
     _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
     _writeVersions(extension);
-    const auto position = extension._getPosition();
+    const auto position = ExtensionAccess::getPosition(extension);
     _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
     nextPosition = position + 1;
     _writeFields(extension);

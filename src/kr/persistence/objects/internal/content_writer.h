@@ -49,8 +49,8 @@ private:
     Roots _held;  // all written extensions: implementations may change the trees while they are saved
     std::unordered_set<const KrSim::KrExtension*> _included;
     std::optional<StoredIdentity> _identity;
-    ContentIDMapping _toStored;        // by that
-    KrSim::KrObject::OwnRecords _own;  // of instances
+    ContentIDMapping _toStored;                    // by that
+    KrSim::detail::ObjectAccess::OwnRecords _own;  // of instances
     std::size_t _done{0};
 };
 

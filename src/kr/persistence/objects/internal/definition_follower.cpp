@@ -5,6 +5,7 @@
 
 #include "kr/extension/content_registry.h"
 #include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/content_guards.h"
 #include "kr/persistence/objects/internal/kept_content.h"
@@ -14,6 +15,7 @@
 namespace KrPersistence::detail {
 
 using KrSim::KrObject;
+using KrSim::detail::ObjectAccess;
 
 namespace {
 
@@ -94,7 +96,7 @@ private:
             const auto* definition = above->getDefinition();
             if (definition == nullptr || _inside.count(definition) == 0) return true;
             _followInside(definition, depth);
-            if (!above->_isBusy()) {
+            if (!ObjectAccess::isBusy(*above)) {
                 Kr::callGuarded(
                     kSync, [&] { return above->getName(); }, [&] { above->sync(); }, above);
             }
@@ -113,13 +115,13 @@ private:
                                 describeChoice(id.getRuntimeID(), id.getRawID()));
             return;
         }
-        if (instance._isBusy()) return;  // with the next load
+        if (ObjectAccess::isBusy(instance)) return;  // with the next load
         instance.removeError(missing, false);
         auto& kept = KeptContent::of(instance);
         kept.isAwaitingDefinition = false;
         kept.isFollowingStandIn = hasStandIn(instance);
         KeptContent::dropIfEmpty(instance);
-        if (instance._holds(*definition) || definition->_holds(instance)) {
+        if (ObjectAccess::holds(instance, *definition) || ObjectAccess::holds(*definition, instance)) {
             _problems.push_back("'" + describePath(instance) +
                                 "' is an instance of what holds it, or of what it holds");
         } else if (KrSim::KrContentRegistry::instance().getExtensionCount() > _mostContent) {

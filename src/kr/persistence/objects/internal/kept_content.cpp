@@ -8,10 +8,13 @@
 #include <utility>
 
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/platform/thread_id.h"
 #include "kr/platform/weak_ptr.h"
 
 namespace KrPersistence::detail {
+
+using KrSim::detail::ExtensionAccess;
 
 namespace {
 
@@ -68,17 +71,17 @@ KeptContent::~KeptContent() {
 }
 
 KeptContent& KeptContent::of(KrSim::KrExtension& extension) {
-    auto* kept = static_cast<KeptContent*>(extension._getKeptContent());
+    auto* kept = static_cast<KeptContent*>(ExtensionAccess::getKeptContent(extension));
     if (kept == nullptr) {
         auto made = std::make_unique<KeptContent>(extension);
         kept = made.get();
-        extension._setKeptContent(std::move(made));
+        ExtensionAccess::setKeptContent(extension, std::move(made));
     }
     return *kept;
 }
 
 const KeptContent* KeptContent::find(const KrSim::KrExtension& extension) {
-    return static_cast<const KeptContent*>(extension._getKeptContent());
+    return static_cast<const KeptContent*>(ExtensionAccess::getKeptContent(extension));
 }
 
 std::vector<Kr::KrSmartPtr<KrSim::KrExtension>> KeptContent::getExtensions(Whose whose) {
@@ -112,7 +115,7 @@ void KeptContent::dropIfEmpty(KrSim::KrExtension& extension) {
     if (KeptBefore::holds(extension)) return;
     const bool isEmpty = kept->connections.empty() && kept->references.empty() && kept->standIns.empty() &&
                          kept->standInConnections.empty();
-    if (isEmpty) extension._setKeptContent(nullptr);
+    if (isEmpty) ExtensionAccess::setKeptContent(extension, nullptr);
 }
 
 // --- A load that may fail ------------------------------------------------------------------------------------------

@@ -10,6 +10,7 @@
 #include "kr/application/modules/simulator_module.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -17,6 +18,7 @@
 namespace KrPersistence::detail {
 
 using KrSim::KrExtension;
+using KrSim::detail::ExtensionAccess;
 
 namespace {
 
@@ -109,7 +111,7 @@ void StateRestorer::_collectModules(Matcher& matcher, Priority priority) {
 }
 
 void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matcher) {
-    const auto below = object._getExtensions();
+    const auto below = object.getExtensions();
     if (!below.empty()) _heldBelow.push_back(below);
     for (const auto& each : below) {
         matcher.add(*each, _all);
@@ -122,7 +124,7 @@ void StateRestorer::_collectContent(const KrSim::KrObject& object, Matcher& matc
 
 void StateRestorer::_takeMemory(std::size_t first) {
     for (const auto& [extension, state] : Stage(_all).subspan(first)) {
-        const auto count = extension->_prepareRestore(*state, _resizes);
+        const auto count = ExtensionAccess::prepareRestore(*extension, *state, _resizes);
         _valueCount += count;
         if (_changedOutputs.capacity() < count) _changedOutputs.reserve(count);
     }
@@ -135,7 +137,7 @@ void StateRestorer::_keepStates() {
     kept.reserve(_all.size());
     for (const auto& each : _all) {
         const auto& state = _keptStates.emplace_back(Kr::makeSmart<KrSim::KrExtensionState>(*each.extension));
-        each.extension->_fillState(*state);
+        ExtensionAccess::fillState(*each.extension, *state);
         kept.push_back({each.extension, state.get()});
     }
     _kept = std::move(kept);
@@ -176,8 +178,9 @@ void StateRestorer::restore(RestoreReport& report) {
     _restoreStage(all.subspan(_contentBegin, _contentEnd - _contentBegin));
     _restoreStage(all.subspan(_contentEnd));
 
-    bool wasTold = _restoreValues(
-        all, [this](const Entry& each) { each.extension->_restorePositionsAndOutputs(*each.state, _changedOutputs); });
+    bool wasTold = _restoreValues(all, [this](const Entry& each) {
+        ExtensionAccess::restorePositionsAndOutputs(*each.extension, *each.state, _changedOutputs);
+    });
     for (int round = 1; wasTold && round < kMaximumRounds; ++round)
         wasTold = _restoreValues(all, [](const Entry&) {});
 
@@ -198,14 +201,14 @@ bool StateRestorer::_restoreValues(Stage entries, const AfterEach& afterEach) {
         const auto& each = entries[i];
         fetchAhead(entries, i, KrSim::KrExtensionState::kFetchSteps);
         const auto before = _changed.size();
-        _missingFields += each.extension->_restoreFieldValues(*each.state, _changed);
+        _missingFields += ExtensionAccess::restoreFieldValues(*each.extension, *each.state, _changed);
         if (_changed.size() != before) _ranges.push_back({each.extension, before});
         afterEach(each);
     }
     for (std::size_t i = 0; i < _ranges.size(); ++i) {
         const auto first = _ranges[i].first;
         const auto last = i + 1 < _ranges.size() ? _ranges[i + 1].first : _changed.size();
-        _ranges[i].extension->_tellRestored(std::span(_changed).subspan(first, last - first));
+        ExtensionAccess::tellRestored(*_ranges[i].extension, std::span(_changed).subspan(first, last - first));
     }
     return !_ranges.empty();
 }
@@ -216,7 +219,7 @@ void StateRestorer::_restoreStage(Stage stage) {
         const auto& [extension, state] = stage[i];
         fetchAhead(stage, i, KrSim::KrExtensionState::kStepsBeforeFields);
         state->_setValuesAreBack(true);
-        extension->_restoreState(*state);
+        ExtensionAccess::restoreState(*extension, *state);
         state->_setValuesAreBack(false);
     }
 }
