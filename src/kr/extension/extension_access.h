@@ -15,8 +15,8 @@
 
 namespace KrSim::detail {
 
-/// What the framework does with extensions: objects, the sorter, loaders and the restore of states. Where nothing is
-/// said, the function of the same name of KrExtension says it.
+/// The functions of extensions for the framework: objects, the sorter, loaders and the restore of states. Without a
+/// comment: see the function of the same name of KrExtension.
 struct ExtensionAccess {
     using Fields = std::vector<KrData::FieldBase*>;
 
@@ -47,7 +47,7 @@ struct ExtensionAccess {
     static void setVersions(KrExtension& extension, KrVersioningRegistry::Versions versions) {
         extension._versions = std::move(versions);
     }
-    /// The bytes that the implementation wrote when it was saved; emptied once it has read them.
+    /// The bytes that the implementation wrote when it was saved; empty after it has read them.
     static void setExtensionData(KrExtension& extension, std::string data) {
         extension._extensionData = std::move(data);
     }
@@ -57,7 +57,7 @@ struct ExtensionAccess {
     static void loadImplementation(KrExtension& extension, KrData::Container* saved) {
         extension._loadImplementation(saved);
     }
-    /// What a loader keeps with the extension; null when there is nothing.
+    /// Data that a loader keeps with the extension; null without any.
     [[nodiscard]] static IKeptContent* getKeptContent(const KrExtension& extension) {
         return extension._keptContent.get();
     }
@@ -72,17 +72,17 @@ struct ExtensionAccess {
     static void setApplicationContext(KrExtension& extension, const ApplicationContext& context) {
         extension._setApplicationContext(context);
     }
-    /// Where it lies in its owner.
+    /// Its position in its owner.
     [[nodiscard]] static std::uint64_t getPosition(const KrExtension& extension) { return extension._position; }
 
     // --- Values from connections
-    /// A suspended extension takes no values from connections unless work is pending.
+    /// A suspended extension takes no values from connections unless it has pending work.
     static void setSuspended(KrExtension& extension, bool suspended) {
         extension._isSuspended = suspended;
         extension._addPending(0);
     }
     static void addPending(KrExtension& extension, int count) { extension._addPending(count); }
-    /// Whether it takes no values now; the reference is good while the extension lives. For null, one that says no.
+    /// Whether it takes no values now; the reference is valid while the extension lives. For null one that is false.
     [[nodiscard]] static const bool& takesNoValues(const KrExtension* extension) {
         static constexpr bool kTakesAll = false;
         return extension != nullptr ? extension->_isRefusingValues : kTakesAll;
@@ -92,14 +92,14 @@ struct ExtensionAccess {
     [[nodiscard]] static std::uint32_t getSorterSlot(const KrExtension& extension) {
         return extension._sorterSlot.load(std::memory_order_relaxed);
     }
-    /// Has the processor fetch it for a question to come.
+    /// Prefetches the slot for a later query.
     static void fetchSorterSlot(const KrExtension& extension) { __builtin_prefetch(&extension._sorterSlot); }
     static void setSorterSlot(KrExtension& extension, std::uint32_t slot) {
         extension._sorterSlot.store(slot, std::memory_order_relaxed);
     }
 };
 
-/// What the framework does with the fields of extensions; as above.
+/// The functions of the fields of extensions for the framework; as above.
 struct FieldsAccess {
     using Fields = Kr::KrInputOutputContainer;
 

@@ -16,11 +16,11 @@
 
 namespace Kr {
 
-/// The fields of one extension: its name, inputs, outputs, parameters, errors and infos, in this order. Also the place
-/// where the extension's link to its application and its activation are kept.
+/// The fields of one extension: its name, inputs, outputs, parameters, errors and infos, in this order. Also contains
+/// the extension's link to its application and its activation.
 ///
-/// The six children are fixed: they cannot be removed, and none can be added beside them.
-/// Thread: the application thread, but for adding errors and infos.
+/// The six children are fixed: they cannot be removed, and no others can be added.
+/// Thread: application, except adding errors and infos. Ownership: owned by its extension; owns its fields.
 class KR_API KrInputOutputContainer final : public KrData::Container, public KrData::IFieldOwner {
 public:
     explicit KrInputOutputContainer(KrSim::KrExtension& owner);
@@ -29,20 +29,21 @@ public:
     // --- The fixed children ----------------------------------------------------------------------------------------
     [[nodiscard]] KrData::Field<std::string>& getNameField() noexcept { return _name; }
     [[nodiscard]] const KrData::Field<std::string>& getNameField() const noexcept { return _name; }
-    [[nodiscard]] KrData::Container& getInputs() noexcept { return _inputs; }
+    [[nodiscard]] KrData::Container& getInputs() noexcept { return _inputs; }  ///< Fields may be added and removed.
     [[nodiscard]] const KrData::Container& getInputs() const noexcept { return _inputs; }
-    [[nodiscard]] KrData::Container& getOutputs() noexcept { return _outputs; }
+    [[nodiscard]] KrData::Container& getOutputs() noexcept { return _outputs; }  ///< Fields may be added and removed.
     [[nodiscard]] const KrData::Container& getOutputs() const noexcept { return _outputs; }
+    /// Fields may be added and removed.
     [[nodiscard]] KrData::Container& getParameters() noexcept { return _parameters; }
     [[nodiscard]] const KrData::Container& getParameters() const noexcept { return _parameters; }
-    [[nodiscard]] KrSim::KrMessageList& getErrors() noexcept { return _errors; }
+    [[nodiscard]] KrSim::KrMessageList& getErrors() noexcept { return _errors; }  ///< Any thread may add messages.
     [[nodiscard]] const KrSim::KrMessageList& getErrors() const noexcept { return _errors; }
-    [[nodiscard]] KrSim::KrMessageList& getInfos() noexcept { return _infos; }
+    [[nodiscard]] KrSim::KrMessageList& getInfos() noexcept { return _infos; }  ///< Any thread may add messages.
     [[nodiscard]] const KrSim::KrMessageList& getInfos() const noexcept { return _infos; }
 
     // --- Application and activation --------------------------------------------------------------------------------
     [[nodiscard]] const KrSim::ApplicationContext& getApplicationContext() const noexcept { return _context; }
-    /// Above zero while modules manage the extension.
+    /// Number of modules that manage the extension.
     [[nodiscard]] std::uint32_t getActivationCount() const noexcept { return _activationCount; }
 
     // --- The field -------------------------------------------------------------------------------------------------
@@ -56,29 +57,30 @@ private:
 
     /// One more module manages the extension. The first one marks all fields as active, then calls onActive.
     void _activate();
-    /// The last one clears that mark, then calls onInactive. Nothing happens at zero.
+    /// One module less. The last one clears that mark, then calls onInactive. Does nothing at zero.
     void _deactivate();
     void _setApplicationContext(const KrSim::ApplicationContext& context);
-    /// Whether a module manages the extension, or the application keeps no count of that.
+    /// Whether a module manages the extension, or the application does not track that.
     [[nodiscard]] bool _isActiveInApplication() const noexcept;
 
-    /// Takes over the fields of a container with "Inputs", "Outputs" and "Parameters" among its children: the values of
-    /// fields that are here, clones of those that are not. Also the name, errors and infos that it holds.
+    /// Loads the fields of a container with the children "Inputs", "Outputs" and "Parameters": values into existing
+    /// fields, clones of missing ones. Also its name, errors and infos.
     void _loadFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
     /// The same for the three groups only.
     void _loadGroupsFrom(const KrData::Container& saved, KrData::FieldLoading how = {});
 
-    /// The fields of the three groups that have values; the same plan as long as their trees do not change.
+    /// The fields of the three groups that have values; the same plan until their trees change.
     [[nodiscard]] const std::shared_ptr<const KrData::ValuePlan>& _getValuePlan() const;
     [[nodiscard]] std::array<KrData::Container*, 3> _getGroups() noexcept {
         return {&_inputs, &_outputs, &_parameters};
     }
 
-    /// Keeps a connection of these fields until the extension dies; one that became invalid goes at the next call.
+    /// Owns a connection of these fields until the extension dies; one that became invalid is destroyed in the next
+    /// call.
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
-    /// Hands back a connection that is kept here; null for any other. Destroying it disconnects.
+    /// Returns a connection that is owned here; null for any other. Destroying it disconnects.
     [[nodiscard]] std::unique_ptr<KrConnectionBase> _releaseConnection(const KrConnectionBase& connection);
-    /// Ends connections and observers of all fields, before the implementation goes.
+    /// Ends connections and observers of all fields, before the implementation is destroyed.
     void _release();
 
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
@@ -91,7 +93,7 @@ private:
     void _endKept() noexcept;
     void _numberKept() noexcept;
 
-    /// Tells the extension of its new name before all other observers.
+    /// Notifies the extension of its new name before all other observers.
     class NameField final : public KrData::Field<std::string> {
     public:
         NameField(KrSim::KrExtension& owner, KrData::Container* parent);
@@ -108,7 +110,7 @@ private:
     std::atomic<int> _connectedOutputs{0};
     std::atomic<int> _watchedOutputs{0};  // changed by all threads that observe
     bool _isComplete{false};
-    std::vector<std::unique_ptr<KrConnectionBase>> _connections;  // each knows its place; null where one was released
+    std::vector<std::unique_ptr<KrConnectionBase>> _connections;  // each knows its place; null for released ones
     std::size_t _releasedCount{0};                                // nulls among them
     mutable std::shared_ptr<const KrData::ValuePlan> _valuePlan;  // outlives the fields, whose end resets it
     NameField _name;

@@ -12,8 +12,8 @@
 
 namespace KrSim::detail {
 
-/// What the framework does with objects: applications, loaders and writers. Where nothing is said, the function of the
-/// same name of KrObject says it.
+/// The functions of objects for the framework: applications, loaders and writers. Without a comment: see the function
+/// of the same name of KrObject.
 struct ObjectAccess {
     // --- Content
     [[nodiscard]] static bool isBusy(const KrObject& object) { return object._isBusy(); }
@@ -46,12 +46,12 @@ struct ObjectAccess {
     }
 
     // --- Instances
-    /// Makes it an instance without bringing it in line, as loading does. \param definition  its ID, or the object.
+    /// Makes it an instance without synchronising it, for loading. \param definition  its ID, or the object.
     template <class Definition>
     static void setDefinition(KrObject& object, const Definition& definition) {
         object._definition.setTarget(definition);
     }
-    /// What the instance is compared with: the definition when this instance last followed it. Null before that.
+    /// The base of comparison: the definition when this instance last followed it. Null before that.
     [[nodiscard]] static std::shared_ptr<const DefinitionSnapshot>& base(KrObject& object) { return object._base; }
     [[nodiscard]] static const std::shared_ptr<const DefinitionSnapshot>& base(const KrObject& object) {
         return object._base;
@@ -61,11 +61,11 @@ struct ObjectAccess {
     [[nodiscard]] static auto getInternalInstanceData(const KrObject& object) {
         return object._getInternalInstanceData();
     }
-    /// The connections that are kept while the definition lacks their parts or fields.
+    /// The connections kept while the definition lacks their parts or fields.
     [[nodiscard]] static std::vector<KrWaitingConnection> getWaitingConnections(const KrObject& object);
 };
 
-/// The error of an extension that only keeps the own values of what was there.
+/// The error of an extension that only keeps the own values of a removed one.
 [[nodiscard]] std::string describeLost(const std::string& name);
 
 /// The extension as an object; null for null and for other extensions.
@@ -78,13 +78,13 @@ inline const KrObject* asObject(const KrExtension* extension) {
     return asObject(const_cast<KrExtension*>(extension));
 }
 
-/// Keeps an object alive during callbacks; one without a holder, on the stack say, stays as it is.
+/// Keeps an object alive during callbacks; does nothing for one without a holder, for example on the stack.
 inline Kr::KrSmartPtr<KrObject> keepAlive(KrObject& object) {
     return Kr::KrSmartPtr<KrObject>(object.getRefCount() > 0 ? &object : nullptr);
 }
 
-/// The extension and all below it, level by level: the extensions of one object lie side by side. Borrowed. Without
-/// recursion, as all walks over content: objects may lie as deep inside one another as they like.
+/// The extension and all extensions below it, level by level: the extensions of one object are adjacent. Borrowed.
+/// Without recursion, as all walks over content: objects may be nested at any depth.
 [[nodiscard]] inline std::vector<KrExtension*> collectTree(const KrExtension& top) {
     std::vector<KrExtension*> all{const_cast<KrExtension*>(&top)};
     for (std::size_t i = 0; i < all.size(); ++i) {

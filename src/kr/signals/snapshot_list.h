@@ -170,7 +170,7 @@ public:
         auto* entry = _entries[index];
         return entry->_live.load() ? entry : nullptr;
     }
-    /// Also one that has ended; not all that ended before are here.
+    /// Also an ended one; may omit earlier ended ones.
     [[nodiscard]] const Entry& at(std::uint32_t index) const noexcept { return *_entries[index]; }
 
 private:

@@ -7,10 +7,10 @@
 
 namespace Kr {
 
-/// What a connection does with a value: the part of it that depends on the kinds of the two fields.
+/// The transfer of a connection: the part that depends on the kinds of the two fields.
 ///
-/// Ownership: belongs to one connection, which destroys it as soon as one of the fields dies; a transfer may end so.
-/// Thread: that of the connection.
+/// Thread: that of the connection. Ownership: owned by one connection, which destroys it as soon as one of the fields
+/// dies, also during a transfer.
 class KR_API ConnectionFunctor {
 public:
     ConnectionFunctor(const ConnectionFunctor&) = delete;
@@ -18,17 +18,17 @@ public:
     virtual ~ConnectionFunctor();
 
     virtual void disable();
-    /// Transfers from now on, and once at once when `transferNow` is set.
+    /// Transfers from now on, and once immediately when `transferNow` is set.
     virtual void enable(bool transferNow);
     /// Whether it may transfer now, after a change of `changed`: the source, or a field below it.
     [[nodiscard]] virtual bool mayTransfer(const KrData::FieldBase& changed) const;
-    /// Hands the value over, without looking at the guard.
+    /// Transfers the value without checking the guard.
     virtual void transfer(const KrData::FieldBase& changed) = 0;
 
     [[nodiscard]] bool isEnabled() const noexcept { return _isEnabled; }
-    /// Shares the guard of the connection, which lives longer; before the first transfer.
+    /// Shares the guard of the connection, which lives longer; call it before the first transfer.
     void _useGuard(TransferGuard& guard) noexcept { _guard = &guard; }
-    /// Transfers under the guard, unless this functor is at it already. The functor may be gone afterwards.
+    /// Transfers under the guard, unless this functor is transferring already. The functor may have died afterwards.
     void run(const KrData::FieldBase& changed);
     /// The extension of the sink has changed.
     virtual void setSinkOwner(KrSim::KrExtension* owner);
@@ -36,9 +36,9 @@ public:
 protected:
     ConnectionFunctor(const KrData::FieldBase& source, KrData::FieldBase& sink);
 
-    /// Whether the sink takes no values: its extension is suspended, and no work is pending there.
+    /// Whether the sink takes no values: its extension is suspended and has no pending work.
     [[nodiscard]] bool _isSinkSuspended() const noexcept { return *_takesNoValues; }
-    /// Called instead of a transfer that the guard does not let through.
+    /// Called instead of a transfer that the guard prevents.
     virtual void _onBlocked(const KrData::FieldBase& changed);
     [[nodiscard]] const KrData::FieldBase& _getSource() const noexcept { return *_source; }
     [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }

@@ -32,7 +32,7 @@ private:
     std::exception_ptr _exception;
 };
 
-/// While one lives, the calling thread processes events.
+/// During its lifetime, the calling thread processes events.
 class Processing {
 public:
     explicit Processing(ThreadEvents& self) noexcept : _self(self) { ++_self.processingDepth; }
@@ -46,7 +46,7 @@ private:
     ThreadEvents& _self;
 };
 
-/// While one lives, the event managers see what the calling thread delivers.
+/// During its lifetime, the event managers have access to the delivery of the calling thread.
 class Delivering {
 public:
     Delivering(ThreadEvents& self, const Delivery& delivery) noexcept
@@ -75,7 +75,7 @@ inline void deliverNow(ThreadEvents& self, const KrSimEvent& event, const Delive
     deliver(event, {ListenerTable::instance(), event.ID()}, exception);
 }
 
-/// Neighbours with one number share the look into the table, unless it has changed in between.
+/// Adjacent events of one number share one look-up in the table, unless the table has changed in between.
 inline void deliverBatch(ThreadEvents& self, std::span<const KrSimEvent> batch, const Delivery& delivery,
                          FirstException& exception) {
     const Delivering delivering(self, delivery);

@@ -23,7 +23,7 @@ struct EventRegistration final : Kr::SnapshotList::Entry {
     std::atomic<std::uint64_t> ended{kNever};   // the generation of the table that does not have it any more
 };
 
-/// Who listens to what: one list for each number, which deliveries find and read without a lock.
+/// The listeners of all numbers: one list for each number, which deliveries find and read without a lock.
 ///
 /// A delivery also calls a listener that was unregistered after its beginning. Thus a listener keeps the registrations
 /// that a delivery may still see, and takes its address out of them when it dies. Lists are never destroyed.
@@ -31,7 +31,7 @@ class ListenerTable {
 public:
     class Delivery;
 
-    /// Never destroyed.
+    /// The one instance, never destroyed.
     static ListenerTable& instance();
     ListenerTable(const ListenerTable&) = delete;
     ListenerTable& operator=(const ListenerTable&) = delete;

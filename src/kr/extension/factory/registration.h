@@ -15,8 +15,8 @@
 
 namespace KrSim {
 
-/// What the factory can make: an implementation with a constructor that takes its proxy, a KrExtension* or, for what
-/// derives from IObject, a KrObject*, and for modules a KrSimulatorModule*.
+/// A class that the factory can create: an implementation with a constructor that takes its proxy, a KrExtension*, for
+/// classes derived from IObject a KrObject*, and for modules a KrSimulatorModule*.
 template <class T>
 concept KrImplementation = std::derived_from<T, IExtension> && std::constructible_from<T, typename T::Proxy*>;
 
@@ -36,7 +36,7 @@ KrExtension* createExtension(const KrFactoryKey& key) {
     auto proxy = Kr::makeSmart<typename T::Proxy>();
     setCreationKey(*proxy, key);
     auto implementation = std::make_unique<T>(proxy.get());
-    // An implementation that gave its base no proxy, or another one, is of no use here.
+    // An implementation that gave its base no proxy, or another one, cannot be used here.
     if (proxy->getImplementation() != implementation.get()) return nullptr;
     static_cast<void>(implementation.release());
     KrExtension* made = proxy._detach();
@@ -46,8 +46,8 @@ KrExtension* createExtension(const KrFactoryKey& key) {
 
 }  // namespace detail
 
-/// Registers an implementation class under a key, for programs that bring types of their own; plug-ins use KR_PLUGIN.
-/// False, with a warning, when the key is not complete or its uuid is taken. Any thread.
+/// Registers an implementation class under a key, for programs with their own types; plug-ins use KR_PLUGIN. False,
+/// with a warning, when the key is incomplete or its uuid is taken. Any thread.
 template <KrImplementation T>
 bool registerExtensionType(const KrFactoryKey& key) {
     return KrExtensionFactory::_registerType(key, &detail::createExtension<T>, nullptr, detail::kKindOf<T>, typeid(T));

@@ -39,12 +39,12 @@ protected:
 
     /// Called after the load has succeeded: nothing can fail any more. The default does nothing.
     virtual void _onLoaded() noexcept;
-    /// Tells the file, for its progress handler, how many of how many steps of loading or saving are done.
+    /// Reports to the file's progress handler how many of how many steps of loading or saving are done.
     void _reportProgress(std::size_t done, std::size_t total) const;
     /// Adds to the findings of the file that is loaded.
     void _addFinding(Finding finding);
-    /// For a section that cannot be read on: true while a damaged file is recovered. The section then keeps what it
-    /// has, throws nothing, and nothing more of the file is read.
+    /// For a section that cannot be read further: true while a damaged file is recovered. The section then keeps the
+    /// data read so far and throws nothing; the rest of the file is not read.
     [[nodiscard]] bool _endsHere(const std::string& reason);
 
 private:

@@ -24,15 +24,15 @@ constexpr ExecutionEdge kUnknown{KrExtension::kNoSlot, KrExtension::kNoSlot};
     return edge.source != KrExtension::kNoSlot;
 }
 
-/// What a connection said of itself when it was registered or changed last, on its own thread: the one that sorts may
-/// be that of another application.
+/// The properties of a connection when it was registered or changed last, read on its own thread: the sorting thread
+/// may be that of another application.
 struct ConnectionEnds {
     const KrExtension* source{nullptr};  // null while the connection is invalid
     const KrExtension* sink{nullptr};
     bool isOrdering{false};
 };
 
-/// An application with registered extensions; there is also one for extensions without application.
+/// An application with registered extensions; there is also an entry for extensions without application.
 struct SortedApplication {
     ApplicationContext context;
     std::size_t extensionCount{0};
@@ -41,16 +41,16 @@ struct SortedApplication {
 };
 }  // namespace detail
 
-/// What the sorter's mutex guards. Extensions and connections know their place in the two lists; a place that was
-/// left holds null, and gaps are closed when they are most of a list, so the order of registration stays.
+/// The data that the sorter's mutex guards. Extensions and connections store their place in the two lists; a place that
+/// was left is null, and gaps are closed when they are most of a list, so the order of registration is kept.
 ///
-/// Applications in several threads share it. A build reads nothing of an extension but its slot and its owner, and
-/// nothing of a connection: an extension that an end refers to lives as long as the connection is registered, and an
-/// owner as long as it is one, since both are changed under the mutex. Names and fields are read only where the content
-/// belongs to this thread (isForeign).
+/// Applications in several threads share it. A build reads only slot and owner of an extension, and nothing of a
+/// connection: an extension at an end lives as long as the connection is registered, and an owner as long as it is one,
+/// since both are changed under the mutex. Names and fields are read only if the content belongs to this thread
+/// (isForeign).
 struct KrExtensionSorter::State {
     mutable std::mutex mutex;                   // guards everything but the listeners
-    std::atomic<bool> isBuilt{true};            // of nothing, at first; read without the mutex, too
+    std::atomic<bool> isBuilt{true};            // of nothing, initially; read without the mutex, too
     std::atomic<bool> hasLoopsToReport{false};  // of some application; read without the mutex, too
     std::atomic<std::uint32_t> buildNumber{0};
     std::vector<KrExtension*> extensions;
@@ -58,8 +58,8 @@ struct KrExtensionSorter::State {
     std::vector<detail::SortedApplication> applications;
     std::vector<Kr::KrConnectionBase*> connections;
     std::vector<detail::ConnectionEnds> ends;  // of each connection
-    /// What each connection orders, so that a build need not touch the connections and extensions that have not
-    /// changed; kUnknown where a build is to ask.
+    /// The order required by each connection, so that a build need not read connections and extensions that have not
+    /// changed; kUnknown when a build must read them.
     std::vector<detail::ExecutionEdge> edges;
     std::vector<std::uint32_t> extensionGaps;  // has the capacity of the extensions
     std::size_t connectionGapCount{0};
@@ -68,37 +68,37 @@ struct KrExtensionSorter::State {
     std::vector<std::uint32_t> ranks;  // of each extension in the order
     Kr::ListenerList<Listener> listeners;
 
-    /// What a build found out, to be told without the lock.
+    /// The results of a build, reported without the lock.
     struct Report {
         bool wasBuilt{false};
         std::uint32_t buildNumber{0};
-        std::vector<std::string> loopPaths;  // of extensions in or between cycles, as far as they are to be told here
+        std::vector<std::string> loopPaths;  // of extensions in or between cycles, as far as they are reported here
     };
 
-    /// Builds if need be, and collects the loops that this thread is to report. Under the mutex.
+    /// Builds if necessary, and collects the loops that this thread must report. Under the mutex.
     [[nodiscard]] Report build();
-    /// Whether the application of this extension runs on another thread, or may be in the making there.
+    /// Whether the application of this extension runs on another thread, or may be being created there.
     [[nodiscard]] bool isForeign(std::uint32_t extension) const noexcept;
-    /// Logs and tells listeners. Without the mutex.
+    /// Logs and notifies listeners. Without the mutex.
     void tell(const Report& report);
     template <class Call>
     void notify(const Call& call) const noexcept;
-    /// What a connection orders; kUnknown when it is invalid or excluded, or has an end at no registered extension, or
-    /// both within one registered object.
+    /// The order required by a connection; kUnknown when it is invalid or excluded, or has an end at no registered
+    /// extension, or both within one registered object.
     [[nodiscard]] static detail::ExecutionEdge edgeOf(const detail::ConnectionEnds& ends) noexcept;
-    /// The place of the application, which is made if need be. Throws std::bad_alloc.
+    /// The place of the application, which is created if necessary. Throws std::bad_alloc.
     [[nodiscard]] std::uint32_t findApplication(const ApplicationContext& context);
     [[nodiscard]] bool isForeign(const detail::SortedApplication& application) const noexcept;
-    /// What this edge orders changes.
+    /// The order required by this edge changes.
     void markChanged(const detail::ExecutionEdge& edge) noexcept;
-    /// After a build: which applications have new loops.
+    /// After a build: records the applications with new loops.
     void noteLoops() noexcept;
     void makeOrder(Report& report);
     void collectLoops(Report& report);
     [[nodiscard]] std::vector<detail::ExecutionEdge> collectEdges();
-    /// Forgets edges to extensions that left.
+    /// Removes edges to extensions that were removed.
     void dropLostEdges();
-    /// Close the gaps when they are most of the list.
+    /// Closes the gaps when they are most of the list.
     void closeExtensionGaps();
     void closeConnectionGaps();
     [[nodiscard]] bool isRegistered(const Kr::KrConnectionBase& connection) const noexcept {
@@ -108,8 +108,8 @@ struct KrExtensionSorter::State {
 };
 
 namespace detail {
-/// The number of the registered extension that an end of a connection belongs to: its own, or that of the first object
-/// above it that is registered; KrExtension::kNoSlot when there is none.
+/// The number of the registered extension at an end of a connection: its own, or that of the first registered object
+/// above it; KrExtension::kNoSlot without one.
 [[nodiscard]] inline std::uint32_t findSorterSlot(const KrExtension* extension) noexcept {
     for (; extension != nullptr; extension = extension->getOwner()) {
         const auto slot = detail::ExtensionAccess::getSorterSlot(*extension);
