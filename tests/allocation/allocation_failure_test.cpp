@@ -25,6 +25,7 @@
 #include "kr/persistence/objects/open_ends.h"
 #include "kr/persistence/states/simulation_snapshot.h"
 #include "kr/persistence/states/simulation_state_file.h"
+#include "kr/persistence/states/snapshot_ring.h"
 #include "kr/platform/log.h"
 #include "kr/platform/plugins/plugin_manager.h"
 #include "tests/allocation/world.h"
@@ -279,6 +280,28 @@ private:
     static constexpr int kEvent = 70'000;
     bool run() override { return snapshot->restore(*simulation.application).isRestored; }
     std::shared_ptr<const SimulationSnapshot> snapshot;
+};
+
+/// Drops the later snapshots of the ring only when the earlier one was restored.
+class Rewind final : public InApplication {
+public:
+    Rewind() {
+        simulation.application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+        ring.record();
+        simulation.application->update();
+        ring.record();
+    }
+
+private:
+    bool run() override {
+        bool isRestored = false;
+        ring.rewindTo(0, [&](const KrPersistence::RestoreReport& report) { isRestored = report.isRestored; });
+        return isRestored;
+    }
+    [[nodiscard]] std::string describe() const override {
+        return InApplication::describe() + std::to_string(ring.size()) + " snapshots";
+    }
+    KrPersistence::SnapshotRing ring{*simulation.application};
 };
 
 /// A file that a save replaces.
@@ -562,6 +585,7 @@ const Case kCases[] = {
     {"CloneTree", make<CloneTree>},
     {"TakeSnapshot", make<TakeSnapshot>},
     {"RestoreState", make<RestoreState>},
+    {"Rewind", make<Rewind>},
     {"SaveStateBinary", make<SaveState<0>>},
     {"SaveStateXml", make<SaveState<KrFile::kXml>>},
     {"SaveObjectsBinary", make<SaveObjects<0>>},

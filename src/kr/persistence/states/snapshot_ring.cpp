@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -81,11 +82,17 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
             report.error = "no snapshot is as old as frame " + std::to_string(frame);
             return report;
         }
-        while (kept.back().snapshot != snapshot)
+        try {
+            report = snapshot->restore(application);
+        } catch (const std::bad_alloc&) {
+            report.error = "out of memory";
+        }
+        if (!report.isRestored) return report;
+        while (!kept.empty() && kept.back().snapshot->getFrame() > snapshot->getFrame())
             dropLast();
         lastFrame = snapshot->getFrame();
         nextFrame = lastFrame + options.framesApart;
-        return snapshot->restore(application);
+        return report;
     }
 
     KrSim::KrApplication& application;

@@ -57,8 +57,8 @@ public:
     void clear();
 
     /// Restores find(frame) between two frames, immediately or at the end of the frame in progress, and drops newer
-    /// snapshots: they belong to a run that ends there. `done` receives the result: an error without an older snapshot.
-    /// False when the application has ended.
+    /// snapshots: they belong to a run that ends there. `done` receives the result: an error, with nothing dropped,
+    /// when no snapshot is old enough or memory runs out. False when the application has ended.
     bool rewindTo(std::uint64_t frame, std::function<void(const RestoreReport&)> done = {});
 
 private:
