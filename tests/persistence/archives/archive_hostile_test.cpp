@@ -454,6 +454,8 @@ TEST(HostileDocument, XmlFaultsAreNamedWithTheirPlace) {
         {"TextBesideElements", "<Top>x<Int>1</Int></Top>", "an element has both text and elements"},
         {"Int", "<Top><Int>1 2</Int></Top>", "Top/Int is no integer of the type: '1 2'"},
         {"Double", "<Top><Double>1,5</Double></Top>", "Top/Double is no number of the type: '1,5'"},
+        {"LongTextIsCutBetweenCharacters", "<Top><Double>aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\u00e4b</Double></Top>",
+         "Top/Double is no number of the type: 'aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa...'"},
         {"DoubleTooLarge", "<Top><Double>1e309</Double></Top>", "Top/Double is no number"},
         {"Bool", "<Top><Bool>True</Bool></Top>", "Top/Bool is neither true nor false: 'True'"},
         {"GroupOfText", "<Top><Group>x</Group></Top>", "Top/Group is no group"},

@@ -1,5 +1,7 @@
 #include "kr/persistence/archives/internal/document_values.h"
 
+#include "kr/platform/utf8.h"
+
 namespace KrPersistence::detail {
 namespace {
 
@@ -10,7 +12,7 @@ using eKind = Document::eKind;
 std::string quoted(std::string_view text) {
     constexpr std::size_t kLongest = 40;
     std::string result = "'";
-    for (const char each : text.substr(0, kLongest))
+    for (const char each : text.substr(0, Kr::getUtf8PrefixLength(text, kLongest)))
         result += each < ' ' && each >= 0 ? ' ' : each;
     return result + (text.size() > kLongest ? "...'" : "'");
 }
