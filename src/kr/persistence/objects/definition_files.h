@@ -21,7 +21,7 @@ namespace KrPersistence {
 /// \param refused      receives the failure of each refused file, which is not reported elsewhere; instances that wait
 ///                     for it keep their saved state.
 /// \return the content of the files. Instances follow it while it is alive.
-/// Thread: application. Never throws.
+/// Thread: application. Throws nothing but std::bad_alloc; content that was loaded until then is destroyed.
 [[nodiscard]] KR_API std::vector<LoadedObjects> loadDefinitions(std::span<const std::string> loadedFiles,
                                                                 std::vector<Kr::FileResult>& refused);
 

@@ -97,7 +97,7 @@ private:
             if (definition == nullptr || _inside.count(definition) == 0) return true;
             _followInside(definition, depth);
             if (!ObjectAccess::isBusy(*above)) {
-                Kr::callGuarded(
+                Kr::callGuardedButMemory(
                     kSync, [&] { return above->getName(); }, [&] { above->sync(); }, above);
             }
             return true;
