@@ -82,8 +82,7 @@ public:
     // --- Changing it -----------------------------------------------------------------------------------------------
     /// Moves a placed item into another parent. Does nothing for an ID without a chain.
     void setParentID(const KrContentID& parent);
-    /// The name of the file that the content is loaded from, empty for none. Gives content without a chain another
-    /// runtime ID.
+    /// The name of the file that the content is loaded from, empty for none. Unplaced content gets another runtime ID.
     void setFile(const std::string& file);
 
     // --- Reading it ------------------------------------------------------------------------------------------------

@@ -41,8 +41,7 @@ public:
     explicit KrContentReference(const Kr::KrSmartPtr<T>& extension)
         : KrContentReference(static_cast<KrExtension*>(extension.get())) {}
     explicit KrContentReference(const KrContentID& id);
-    /// Copies target, strength and connection, but not the observer: the copy has none, and the target of an assignment
-    /// keeps its own.
+    /// Copies target, strength and connection. A copy has no observer, the target of an assignment keeps its own.
     KrContentReference(const KrContentReference& other);
     KrContentReference& operator=(const KrContentReference& other);
     /// Moves the observer, too; the other reference refers to nothing afterwards.

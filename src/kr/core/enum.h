@@ -64,8 +64,7 @@ public:
     template <class Enumeration>
     [[nodiscard]] std::optional<Enumeration> get() const;
 
-    /// Sets the value from its display text. False, and unchanged, for an untyped value, and with a warning for an
-    /// unknown text.
+    /// Sets the value from its display text. False, unchanged, if untyped, and with a warning for an unknown text.
     bool fromString(const std::string& text);
     /// Sets the number; a number that the enumeration does not have is refused with a warning. An untyped value takes
     /// any number, with a warning. Always true.

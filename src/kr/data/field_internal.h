@@ -8,8 +8,7 @@ namespace KrData {
 
 /// The hidden fields of one field: metadata bits, its display unit, fields that tools add.
 ///
-/// Thread: application. Ownership: owned by its field (FieldBase::getInternal creates it). The container is created
-/// when needed.
+/// Thread: application. Ownership: owned by its field (FieldBase::getInternal creates it). Makes its container late.
 class KR_API FieldInternal {
 public:
     FieldInternal() noexcept;

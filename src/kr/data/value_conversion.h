@@ -9,17 +9,15 @@ namespace KrData {
 // Conversion of the value of one field to another data type. The rules:
 //
 // - Integer, Unsigned, Short, Unsigned Short, Double, Float, Boolean and Enumeration: each into each. A real becomes
-// the
-//   nearest integer, half to even, limited to the integer type; NaN becomes 0. A finite number stays finite as a Float.
-//   A number is true when it is further from 0 than KrMath::kSmallReal. An enumeration that is unknown takes no number,
-//   a known one only its own.
+//   the nearest integer, half to even, limited to the integer type; NaN becomes 0. A finite number stays finite as a
+//   Float. A number is true when it is further from 0 than KrMath::kSmallReal. An unknown enumeration accepts no
+//   number, a known one only its own.
 // - String and Filename: into each other, cut where a Filename is full; from every number; and into a number where the
 //   whole text is one, in the form 12, -0.5 or 1e-3, whatever the locale. Booleans are "true" and "false", enumerations
 //   their display text, or else a number.
 // - Vector 3 and its float form.
-// - Field arrays of as many Double, Integer or Unsigned Integer items as the value has components: to and from Vector
-// 2,
-//   Vector 3, Vector 4, and Transform (16 items, row by row). Two arrays of different items: item by item.
+// - Field arrays of as many Double, Integer or Unsigned Integer items as the value has components: to and from
+//   Vector 2, 3 and 4, and Transform (16 items, row by row). Two arrays of different items: item by item.
 // - Vectors: of the same item data type only.
 //
 // All other types only from themselves. Values are stored in SI units, so physical dimensions do not matter here. A

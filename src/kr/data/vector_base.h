@@ -42,8 +42,7 @@ public:
     void clearChanges();
     /// Whether the changed ranges are complete; if not, transfer the whole vector.
     [[nodiscard]] bool isTracking() const noexcept { return _incrementalTransfer && _tracking; }
-    /// The changed ranges, sorted and disjoint. After a removal of items they extend past the end. Valid until the next
-    /// change.
+    /// The changed ranges, sorted and disjoint. May extend past the end after removals. Valid until the next change.
     [[nodiscard]] const ChangeRanges& getChanges() const;
     /// Drops the recorded changes and records none until the next clearChanges().
     void _disableTracking();

@@ -165,8 +165,7 @@ protected:
     /// Restores field values without a transfer over connections, notifies their observers, and passes the bytes to the
     /// implementation.
     virtual void _restoreState(const KrExtensionState& state);
-    /// Restores outputs only; implementations of positions add them. `changed` is reused memory, empty before and
-    /// afterwards.
+    /// Restores outputs only; implementations of positions add them. `changed` is memory for reuse, empty outside.
     virtual void _restorePositionsAndOutputs(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed);
     /// Restores the sizes of field arrays, and allocates the memory for restoring the field values of this state, so
     /// that it cannot fail half way. Returns the number of values.
@@ -217,8 +216,7 @@ protected:
     /// leaves no bytes, and is not called to restore that state.
     void _saveImplementationState(KrExtensionState& state, const Kr::GuardTexts& texts) const;
     void _restoreImplementationState(const KrExtensionState& state, const Kr::GuardTexts& texts);
-    /// A new extension of this type; plain when the factory creates none. Null, with a log line, when that does not
-    /// fit.
+    /// A new extension of this type; plain when the factory creates none. Null, logged, when that does not fit.
     [[nodiscard]] virtual Kr::KrSmartPtr<KrExtension> _makeClone() const;
     void _setUnknownPlaceholder() noexcept { _isUnknown = true; }
 

@@ -83,7 +83,7 @@ private:
 };
 
 /// The states of many extensions at one moment.
-/// Thread: the application thread, between frames.
+/// Thread: application, between frames. Ownership: shared; shares the states.
 class KR_API KrSimulationState final : public Kr::KrRefCount {
 public:
     KrSimulationState();

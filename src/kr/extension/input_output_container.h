@@ -75,8 +75,7 @@ private:
         return {&_inputs, &_outputs, &_parameters};
     }
 
-    /// Owns a connection of these fields until the extension dies; one that became invalid is destroyed in the next
-    /// call.
+    /// Owns a connection of these fields until the extension dies; an invalid one is destroyed in the next call.
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
     /// Returns a connection that is owned here; null for any other. Destroying it disconnects.
     [[nodiscard]] std::unique_ptr<KrConnectionBase> _releaseConnection(const KrConnectionBase& connection);

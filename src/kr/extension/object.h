@@ -107,8 +107,7 @@ class KR_API KrObject : public KrExtension {
     /// False for a definition, while the definition does not exist, and while a sync of this instance is in progress;
     /// false, with an error, while the object is busy.
     bool sync();
-    /// Makes this an instance of another definition. Logs errors for null, for an instance, and when this is no
-    /// instance.
+    /// Makes this an instance of another definition. Errors: null, an instance, or this is no instance.
     void replaceDefinition(KrObject* definition);
     [[nodiscard]] bool isInstance() const { return !_definition.isEmpty(); }
     /// Null for a definition, and while the definition does not exist.
@@ -133,8 +132,7 @@ class KR_API KrObject : public KrExtension {
 
 protected:
     // --- For the framework -----------------------------------------------------------------------------------------
-    /// Whether changes are deferred: the application is running, and updates its modules or has another thread. Any
-    /// thread.
+    /// Whether changes are deferred: the application is running, updating modules or on another thread. Any thread.
     [[nodiscard]] bool _isBusy() const;
     /// Whether the extension is this object, or below it at any depth.
     [[nodiscard]] bool _holds(const KrExtension& extension) const noexcept;
@@ -155,8 +153,7 @@ protected:
     void _savePosition(const KrContentID& id, std::uint64_t position);
     /// Moves an extension of this object among its siblings, without callbacks and listeners.
     void _moveExtension(KrExtension& extension, std::uint64_t position);
-    /// One of the extensions, held; null past the end. For walks that must not allocate: they continue while the list
-    /// changes.
+    /// One of the extensions, held; null past the end. For walks that must not allocate, also while the list changes.
     [[nodiscard]] Kr::KrSmartPtr<KrExtension> _hold(std::size_t index) const noexcept;
     /// Changes when extensions are added or removed.
     [[nodiscard]] std::size_t _getChangeCount() const noexcept;

@@ -42,8 +42,7 @@ public:
 
     KrVersioningRegistry() = delete;
 
-    /// Sets the current version for a key of a type. False for a key without uuid, category and name, and for an empty
-    /// version key.
+    /// Sets the current version for a key of a type. False for an incomplete type or an empty version key.
     static bool registerVersion(const KrFactoryKey& type, const std::string& versionKey, std::int32_t version);
     /// The step from `fromVersion` to the next one; versions without a step need none. False as above, for an empty
     /// step, and when the version has one already.

@@ -64,8 +64,7 @@ struct KR_API KrTransform {
 
     /// The inverse of a rigid transform, without a division. The result is wrong for any other transform.
     [[nodiscard]] KrTransform inverseRigid() const noexcept;
-    /// Stores the general inverse in result, which may be this transform. False, and result unchanged, when there is no
-    /// inverse.
+    /// Stores the general inverse in result, which may be this transform. False, and result unchanged, without one.
     [[nodiscard]] bool invert(KrTransform& result) const noexcept;
 
     /// Applies rotation, scale and translation. The last row is taken as 0, 0, 0, 1.

@@ -110,8 +110,7 @@ private:
     [[no_unique_address]] OnMove _onMove;
 };
 
-/// A walk over the items that are listed when it begins; an item that was removed before its turn is left out. On the
-/// stack.
+/// A walk over the items that are listed when it begins; items removed before their turn are skipped. On the stack.
 template <class Item, class OnMove>
 class WalkList<Item, OnMove>::Walk {
 public:

@@ -21,8 +21,7 @@ class KR_API LogCapture {
 public:
     using Hook = std::function<void(const std::string& line)>;
 
-    /// \param hook  called with each line after it is kept, on the thread that logs; what it throws reaches the code
-    /// that logs.
+    /// \param hook  called with each line after it is kept, on the logging thread; may throw to the logging code.
     explicit LogCapture(Hook hook = {});
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;

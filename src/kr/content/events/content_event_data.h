@@ -6,8 +6,7 @@
 
 namespace KrSim {
 
-/// Own identifier, runtime ID, raw ID (two 8-byte words each), file, a 4-byte count of the chain, then its entries in
-/// the same form.
+/// Own identifier, runtime ID, raw ID (two 8-byte words each), file, 4-byte count of the chain, its entries likewise.
 KR_API EventData& operator<<(EventData& data, const KrContentID& id);
 /// The ID takes the parts that can be read; words that cannot are zero, and each missing part is reported as EventData
 /// reports it. A chain ends with the first incomplete entry. Entries nest at most KrContentID::kMaxNesting deep: a

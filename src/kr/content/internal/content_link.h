@@ -32,8 +32,7 @@ struct ContentHook {
     bool isLinked{false};
 };
 
-/// The data that a reference shares with the directory, whose lock guards all members. The target may be read without
-/// it.
+/// The data that a reference shares with the directory, whose lock guards all members. Reads of the target need none.
 struct ContentLink final : Kr::KrRefCount {
     using Observer = std::function<void()>;
 

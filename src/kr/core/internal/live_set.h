@@ -38,8 +38,7 @@ struct alignas(64) LiveSetShard {
 ///
 /// Works page by page, because objects created one after the other share pages: a test for life reads one cache line
 /// that many neighbours share.
-/// Has no constructor to run and nothing to destroy, so objects may be created and destroyed before and after `main`.
-/// Thread: any.
+/// Has no constructor to run and nothing to destroy, so it works before and after `main`. Thread: any.
 class LiveSet {
 public:
     constexpr LiveSet() noexcept = default;

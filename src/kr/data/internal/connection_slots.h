@@ -29,8 +29,7 @@ struct ConnectionList::Many : Kr::WalkList<Kr::KrConnectionBase*, SlotSetter> {
     const Kr::KrConnectionBase::End end;
 };
 
-/// Calls the function with each connection that is listed now, except those removed before their turn. The list may die
-/// meanwhile.
+/// Calls the function with each connection that is listed now, except those removed before. The list may die meanwhile.
 template <class Call>
 void forEachConnection(const ConnectionList& list, const Call& call) {
     if (auto* only = list.onlyIfNeverMany()) return call(*only);

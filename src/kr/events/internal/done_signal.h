@@ -44,8 +44,7 @@ private:
     eState _state{eState::kPending};
 };
 
-/// Shared by all copies of an awaited event, but not by the one that waits: the destruction of the last copy releases
-/// the sender.
+/// Shared by all copies of an awaited event, but not by the waiting one: destroying the last copy releases the sender.
 class DoneTicket {
 public:
     explicit DoneTicket(std::shared_ptr<DoneSignal> signal) noexcept : _signal(std::move(signal)) {}

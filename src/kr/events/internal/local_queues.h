@@ -61,8 +61,7 @@ public:
     [[nodiscard]] bool isOwnedHere() const noexcept {
         return owner.load(std::memory_order_relaxed) == Kr::getCurrentThreadId();
     }
-    /// \return  the number of the application for which this warning is due, once until the queue is processed; mostly
-    ///          0.
+    /// \return  the number of the application for which this warning is due, once until processing; mostly 0.
     [[nodiscard]] unsigned pushLocal(const KrSimEvent& event) { return _push(local, event); }
     /// The same, for the listeners of the application only: other listeners have been called.
     [[nodiscard]] unsigned pushForwarded(const KrSimEvent& event) { return _push(forwarded, event); }

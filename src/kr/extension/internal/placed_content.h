@@ -17,8 +17,7 @@ namespace KrSim::detail {
 [[nodiscard]] std::size_t getDepthBelow(const KrContentID& holder, const KrContentID& id);
 /// The ID with its last `depth` placements below another holder.
 [[nodiscard]] KrContentID moveBelow(const KrContentID& holder, const KrContentID& id, std::size_t depth);
-/// The ID of the object that contains the content with this ID: the chain without its last entry. Empty for a short
-/// chain.
+/// The ID of the object that contains the content with this ID: the chain without its last entry; empty if short.
 [[nodiscard]] KrContentID holderOf(const KrContentID& id);
 /// The ID of a copy in `holder` of an extension in `original`. Parts that were taken from instances, and so are placed
 /// elsewhere, are distinguished by their whole chain.

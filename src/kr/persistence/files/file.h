@@ -126,8 +126,7 @@ public:
     /// \param filename     becomes the current filename; empty: the current filename.
     /// \param archiveName  the path to which paths inside the file are relative; empty: the current filename.
     bool load(const std::string& filename, int flags = 0, const std::string& archiveName = {});
-    /// From the current position of a binary stream. A file without a name takes the archive name. Bytes after the file
-    /// are not read.
+    /// From the current position of a binary stream. A file without a name takes the archive name. Reads no further.
     bool load(std::istream& stream, const std::string& archiveName = {}, int flags = 0);
     /// Writes "<target>.temp" beside the target, and replaces the target in one step when all bytes are on disk. A link
     /// to a regular file is followed, but not for simulation states; a target that is no regular file is refused.
@@ -152,8 +151,7 @@ public:
     void addCallback(int order, Callback callback);
     /// Runs all callbacks by order, those of equal order by age. Throws std::bad_function_call for an empty one.
     void processCallbacks();
-    /// Adds an object that other sections may refer to; it is listed once, until it dies. Ignores null. The object is
-    /// borrowed.
+    /// Adds an object that other sections may refer to; it is listed once, until it dies. Ignores null. Borrowed.
     void registerReferencableObject(Kr::KrBase* object);
     /// The living ones, in the order of registration.
     [[nodiscard]] std::vector<Kr::KrBase*> getReferencableObjects() const;

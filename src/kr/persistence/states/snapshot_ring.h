@@ -41,8 +41,7 @@ public:
     SnapshotRing& operator=(const SnapshotRing&) = delete;
     ~SnapshotRing();
 
-    /// Takes snapshots at the ends of frames, beginning with the frame in progress or the next one. Paused frames do
-    /// not count.
+    /// Takes snapshots at the ends of frames, from the frame in progress or the next one on, without paused frames.
     void startRecording();
     void stopRecording();  ///< Taken snapshots are kept.
     /// Takes one immediately, or at the end of the frame in progress.

@@ -16,8 +16,7 @@ public:
     KrResourceManager(const KrResourceManager&) = delete;
     KrResourceManager& operator=(const KrResourceManager&) = delete;
 
-    /// The path of the file in the first search directory that contains it; empty when none does, and for a name with a
-    /// folder.
+    /// The path of the file in the first search directory that contains it; else, and for a name with a folder, empty.
     [[nodiscard]] std::string findResource(const std::string& resource) const;
 
     /// Adds a directory, searched after those added before. It need not exist yet. A relative directory counts from the

@@ -79,8 +79,7 @@ private:
 
     [[nodiscard]] std::uint32_t _end(const Level& level) const { return _document.node(level.node).end; }
     [[nodiscard]] std::uint32_t _skipAttributes(std::uint32_t node, std::uint32_t end) const;
-    /// Throws for a group in which two members have one name: the first would hide the second. Returns the number of
-    /// members.
+    /// Throws for a group in which two members have one name: the first would hide the second. Returns their number.
     std::uint32_t _checkNames(std::uint32_t group);
     void _enter(std::uint32_t group);
     void _reportUnread(const Level& level);
