@@ -38,7 +38,7 @@ void addContent(KrSim::KrApplication& application, const KrFactoryKey& key) {
     if (extension->getImplementationAs<KrSim::ISimulatorModule>() != nullptr) {
         throw Failure(eExitCode::kUsage, key.toString() + " is a module: choose it with --module");
     }
-    extension->setName(key.name.c_str());  // several of one type are told apart when they are added
+    extension->setName(key.name.c_str());  // adding several of one type makes their names unique
     if (!application.add(extension.get())) {
         throw Failure(eExitCode::kFailed, key.toString() + " is refused by the application");
     }

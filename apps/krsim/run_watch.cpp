@@ -131,7 +131,7 @@ private:
 };
 
 void inspectExtension(KrSim::KrExtension& extension) {
-    // Without its plug-in it has no errors of its own.
+    // Without its plug-in it has no own errors.
     if (!extension.hasImplementation()) return;
     if (extension.hasError(false)) addFailure(extension.getPath(), "has errors", withoutLineFeed(extension.getError()));
     std::vector<std::string> found;
@@ -178,7 +178,7 @@ void onLog(Kr::eLogLevel level, const char* format, std::va_list arguments) {
             const auto prefix = Kr::getLogLevelPrefix(level);
             const auto text = withoutLineFeed(Kr::formatLogText(level, format, again));
             add(&RunEvents::messages, text.substr(prefix.size()), std::string(prefix.substr(0, prefix.find(' '))));
-        } catch (const std::exception&) {  // out of memory; the log itself goes on
+        } catch (const std::exception&) {  // out of memory; the log itself continues
         }
         va_end(again);
     }

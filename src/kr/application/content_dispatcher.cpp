@@ -55,7 +55,7 @@ struct KrContentDispatcher::Telling {
     Telling*& innermost;
     std::size_t left;
     std::vector<const KrSimulatorModule*> passedOver;
-    bool isOver{false};  // an offer: the extension is leaving; a withdrawal: no offer goes on afterwards
+    bool isOver{false};  // an offer: the extension is leaving; a withdrawal: no offer continues afterwards
     Telling* outer;
 
     Telling(KrExtension& itsExtension, std::shared_ptr<const Modules> itsModules, Telling*& chain)
@@ -185,7 +185,7 @@ void KrContentDispatcher::_enterBelow(KrExtension& extension) {
     auto* object = asObject(extension);
     if (object == nullptr) return;
     try {
-        // From here on the object tells of what comes; what came with it follows it.
+        // From here on the object reports additions; extensions added with it follow.
         object->registerListener(this);
         for (const auto& each : object->getExtensions()) {
             if (each->getOwner() == object && _belongsHere(*each)) _enter(*each);
@@ -218,7 +218,7 @@ void KrContentDispatcher::_takeOut(KrExtension& extension) {
 }
 
 /// The last ones first, from the list as it is: destructors end here, so none is copied. Where modules change the list
-/// meanwhile, what they moved out of the way comes in the next walk.
+/// meanwhile, extensions that they moved are removed in the next walk.
 void KrContentDispatcher::_takeOutBelow(KrObject& object) {
     for (auto changes = ObjectAccess::getChangeCount(object) + 1; changes != ObjectAccess::getChangeCount(object);) {
         changes = ObjectAccess::getChangeCount(object);
@@ -253,14 +253,14 @@ void KrContentDispatcher::_withdraw(KrExtension& extension) {
     _finishWithdrawal(telling);
 }
 
-/// What offers have told is asked until all modules know, so that no list of those that do not is needed.
+/// Reads the offers in progress for each module, so that no list of the modules without the extension is needed.
 void KrContentDispatcher::_finishWithdrawal(Telling& telling) {
     while (telling.left > 0) {
         const auto& module = (*telling.modules)[--telling.left];
         const bool isToHear = !isIn(telling.passedOver, module.get()) && _hasHeardOf(*module, *telling.extension);
         if (isToHear) module->removeExtension(telling.extension);
     }
-    if (std::exchange(telling.isOver, true)) return;  // it may have come back since
+    if (std::exchange(telling.isOver, true)) return;  // it may have been added again since
     for (auto* offer = _offers; offer != nullptr; offer = offer->outer) {
         if (offer->extension == telling.extension && offer->isOver) offer->extension = nullptr;
     }

@@ -6,7 +6,7 @@ namespace KrSim {
 
 namespace {
 
-/// So often is a clock read that stands still, before it is taken for one that only sleeping moves: longer than any
+/// Readings without progress, after which a clock is taken for one that advances only by sleeping: longer than any
 /// real clock takes to its next tick.
 constexpr int kMostReadings = 1'000'000;
 /// So often, in seconds, a long wait asks whether it is to end.

@@ -57,7 +57,7 @@ struct KrBase::Subscriptions {
 
     WalkList<Entry> entries;
     bool isOwnerGone{false};  // destroyed by a subscriber that was being notified
-    std::string lastName;     // of the owner that is gone
+    std::string lastName;     // of the former owner
 
     /// The place of the entry; the number of places when there is none.
     [[nodiscard]] std::size_t find(const Subscriber* subscriber) const noexcept {

@@ -147,7 +147,7 @@ KrBase* KrBaseReference::parse(KrBase* context) {
         return target;
     }
 
-    // What the scheme says is not looked at, only its length: texts with another scheme name the same path.
+    // The scheme is not read, only its length: texts with another scheme name the same path.
     target = walk(context, std::string_view(_text).substr(kScheme.size()));
     _target = target;
     if (target == nullptr) {

@@ -16,8 +16,8 @@ namespace {
 // --- Texts ---------------------------------------------------------------------------------------------------------
 
 // In chunks of which each is twice as long as the one before: texts do not move, and their indices need no table. What
-// a chunk has not used yet takes no memory but addresses. Never destroyed: identifiers in static objects answer their
-// text to the very end.
+// a chunk has not used yet takes no memory but addresses. Never destroyed: identifiers in static objects return their
+// text until the process ends.
 constexpr std::size_t kFirstChunkBits = 10;
 constexpr std::size_t kChunkCount = 32 - kFirstChunkBits + 1;
 constinit std::atomic<std::string*> chunks[kChunkCount]{};

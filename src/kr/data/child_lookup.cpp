@@ -101,7 +101,7 @@ private:
     std::uint32_t _count{0};   // children
     std::uint32_t _emptyCount{0};
     std::uint32_t _twinCount{0};
-    mutable std::atomic<std::uint32_t> _next{0};  // a guess; several may search at once
+    mutable std::atomic<std::uint32_t> _next{0};  // a guess; several may search at the same time
 };
 
 ChildLookup::Table* ChildLookup::_table() const noexcept {

@@ -78,7 +78,7 @@ bool areProxies(const FieldBase& field, const FieldBase& source) {
 }
 
 void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
-    const detail::NotificationFrame frame(field, source);  // whoever hears of a value may destroy it
+    const detail::NotificationFrame frame(field, source);  // observers may destroy it
     if (how.withDeclarations) detail::FieldAccess::takeDeclaration(field, source);
     if (frame.fieldDied()) return;
     bool isLoaded = false;

@@ -199,7 +199,7 @@ private:
             for (auto i = source.size(); i < items.size(); ++i)
                 _noteLeaving(items.at(i));
         }
-        // As a whole where that goes: a fixed number of items leaves no room for an exchange one by one.
+        // As a whole if possible: a fixed number of items prevents an exchange one by one.
         if (!hasOwn && (items.isEqual(source) || items.copyValue(source)) && !frame.fieldDied())
             alignItems(items, source);
         if (!frame.fieldDied() && !frame.changedDied()) _followChildren(items, source, isDriven);

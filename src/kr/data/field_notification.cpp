@@ -190,7 +190,7 @@ void FieldBase::_unlistOutgoing(Kr::KrConnectionBase* connection) {
 
 void FieldBase::_dropConnections() noexcept {
     // One at a time from the live list: a listener may delete this connection and others. One that is still first
-    // after the other field's listeners is alive; the listeners here are told last.
+    // after the other field's listeners is alive; the listeners here are called last.
     while (auto* connection = _outgoing.first()) {
         if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
         if (_outgoing.first() != connection) continue;

@@ -281,7 +281,7 @@ std::optional<std::size_t> ValuePlan::findDifference(const FieldValues& values, 
 
 template <class Match, class Miss>
 void ValuePlan::_pair(Nodes own, const ValuePlan& other, Nodes others, const Match& match, const Miss& miss) const {
-    auto at = others.first;  // the same fields mostly stand in the same order
+    auto at = others.first;  // the same fields are mostly in the same order
     for (auto from = own.first; from < own.last; from = _nodes[from].end) {
         const auto& node = _nodes[from];
         if (!own.areItems && (at >= others.last || other._nodes[at].id != node.id)) {

@@ -18,7 +18,7 @@ void VectorBase::enableIncrementalDataTransfer(bool enable) {
 void VectorBase::clearChanges() {
     _changes.clear();
     _mergedCount = 0;
-    if (!_tracking) ++_changeCount;  // there may have been some that nobody recorded
+    if (!_tracking) ++_changeCount;  // there may have been unrecorded changes
     _forgottenCount = _changeCount;
     _tracking = _incrementalTransfer;
 }

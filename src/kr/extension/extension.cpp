@@ -251,7 +251,7 @@ KrData::FieldBase* findField(const KrData::Container& group, const Kr::KrID& id)
     return found != group.end() ? *found : nullptr;
 }
 
-/// By value: the identifier may be that of the first field that goes.
+/// By value: the identifier may be that of the first removed field.
 std::size_t removeFields(KrData::Container& group, Kr::KrID id) {
     std::size_t count = 0;
     while (group.removeField(id))

@@ -305,7 +305,7 @@ void KrObject::_onExtensionRenamed(KrExtension& extension, const std::string& be
         name = _names.add(extension.getName());
     }
     if (name == extension.getName()) return;
-    // Heard here once more before any observer hears of it.
+    // This object is notified once more before all observers.
     _givenName = &extension;
     extension.setName(name.c_str());
     _givenName = nullptr;
@@ -350,7 +350,7 @@ Kr::KrSmartPtr<KrExtension> KrObject::_takeFromList(KrExtension* extension) {
 
 void KrObject::_removeExtension(KrExtension* extension) {
     const auto self = keepAlive(*this);
-    const Kr::KrSmartPtr<KrExtension> held(extension);  // let go last: it may die then
+    const Kr::KrSmartPtr<KrExtension> held(extension);  // released last: it may die then
     // A callback of this removal may ask for it again.
     for (const auto* each = _leaving; each != nullptr; each = each->outer) {
         if (each->extension == extension) return;

@@ -73,7 +73,7 @@ Kr::KrSmartPtr<KrExtension> KrObject::_clone(const KrCloneRequest& request) cons
     std::vector<CloneLevel> levels;
     // Copies an object without its content, which comes as a new level.
     const auto begin = [&levels](const KrObject& source, KrCloneRequest alone) {
-        alone.synchronize = false;  // not before its content is there
+        alone.synchronize = false;  // not before its content exists
         auto made = source.KrExtension::_clone(alone);
         if (asObject(made.get()) != nullptr) {
             levels.push_back(CloneLevel{source, made, alone.contentID, source.getExtensions()});

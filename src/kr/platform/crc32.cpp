@@ -13,8 +13,8 @@ namespace Kr::detail {
 namespace {
 
 // Slicing (Kounavis and Berry, A Systematic Approach to Building High Performance Software-based CRC Generators,
-// 2005): table k holds the remainder of a byte followed by k zero bytes, so that several bytes are looked up at once
-// and combined. The tables are constants: static initialisers of any translation unit may compute checksums.
+// 2005): table k holds the remainder of a byte followed by k zero bytes, so that several bytes are looked up in one
+// step and combined. The tables are constants: static initialisers of any translation unit may compute checksums.
 constexpr std::size_t kSlices = 16;
 using Tables = std::array<std::array<std::uint32_t, 256>, kSlices>;
 
@@ -63,7 +63,7 @@ KR_CARRYLESS __m128i loadBlock(const char* bytes) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
 }
 
-/// The block as far on as the factors say, added to the one that stands there.
+/// The block advanced by the factors, added to the block there.
 KR_CARRYLESS __m128i fold(__m128i block, __m128i factors, __m128i next) noexcept {
     const __m128i low = _mm_clmulepi64_si128(block, factors, 0x00);
     const __m128i high = _mm_clmulepi64_si128(block, factors, 0x11);

@@ -87,7 +87,7 @@ void SnapshotList::_end(bool forGood) noexcept {
     _free(std::move(waiting));
 }
 
-/// Goes on with a block of the living entries.
+/// Continues with a block of the living entries.
 void SnapshotList::_rebuild(std::uint32_t room) {
     auto next = Block::make(std::max<std::uint32_t>({2, room, _live}));
     const auto size = _block ? _block->size.load(std::memory_order_relaxed) : 0;

@@ -52,7 +52,7 @@ void copySettings(const ModuleRecord& record, KrSimulatorModule& module) {
 void captureModules(const KrApplication& application, ApplicationConfig& setup) {
     for (std::size_t i = 0; i < application.getModuleCount(); ++i) {
         const auto* module = application.getModule(i);
-        if (module->getCreationKey().isNull()) continue;  // made by hand: nobody could make it again
+        if (module->getCreationKey().isNull()) continue;  // made by hand: cannot be created again
         const ModuleRecord record{module->getName(), module->getCreationKey(), module->getContentID(),
                                   &module->getParameterContainer(), ExtensionProperties::find(*module)};
         setup._getObjectProxy()->add(makeModuleRecord(record).get());

@@ -116,7 +116,7 @@ KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBas
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {
     if (source == nullptr || sink == nullptr) return false;
     const auto outgoing = FieldAccess::getOutgoingConnections(*source);
-    std::vector<std::unique_ptr<KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
+    std::vector<std::unique_ptr<KrConnectionBase>> ended;  // destroyed after the last use of the fields
     ended.reserve(outgoing.size());
     for (auto* connection : outgoing) {
         if (connection->getSink() != sink) continue;

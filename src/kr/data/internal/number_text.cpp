@@ -10,8 +10,7 @@ namespace KrData::detail {
 
 namespace {
 
-/// Whether a number that is out of range is too large, not too small: its first digit that is not zero stands before
-/// the point.
+/// Whether a number out of range is too large, not too small: its first digit other than zero precedes the point.
 bool isTooLarge(std::string_view digits) {
     const auto exponentAt = digits.find_first_of("eE");
     const auto mantissa = digits.substr(0, exponentAt);

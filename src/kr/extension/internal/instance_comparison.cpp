@@ -65,8 +65,8 @@ const InstanceComparison::Entry* InstanceComparison::find(const KrExtension& ext
 
 namespace {
 
-/// Calls `visit` for an instance and each extension in it that is the copy of a node, with that node. It answers the
-/// node whose children the walk goes on with.
+/// Calls `visit` for an instance and each extension in it that is the copy of a node, with that node. It returns the
+/// node with whose children the walk continues.
 template <class Visit>
 void forEachCopy(const KrObject& instance, const Node& root, const Visit& visit) {
     std::vector<std::pair<const KrExtension*, const Node*>> open{{&instance, &root}};

@@ -354,7 +354,7 @@ void InstanceSync::_dropRecords() const {
 namespace {
 
 void endConnection(const KrData::FieldBase& source, const KrData::FieldBase& sink) {
-    std::vector<std::unique_ptr<Kr::KrConnectionBase>> ended;  // destroyed when the fields are not looked at any more
+    std::vector<std::unique_ptr<Kr::KrConnectionBase>> ended;  // destroyed after the last use of the fields
     for (auto* connection : FieldAccess::getOutgoingConnections(source)) {
         if (connection->getSink() != &sink) continue;
         if (ConnectionAccess::isUnowned(*connection)) {

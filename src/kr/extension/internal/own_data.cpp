@@ -176,7 +176,7 @@ private:
 std::vector<std::string> layOver(KrExtension& extension, const KrData::Container& fields,
                                  const KrData::OwnFields::Paths& own) {
     Layer layer(extension, fields);
-    for (const auto& [path, parts] : own)  // what is above comes first
+    for (const auto& [path, parts] : own)  // upper fields are first
         layer.lay(path, parts);
     for (const auto& [path, parts] : own) {
         if ((parts & KrData::kOwnOrder) != 0) layer.layOrder(path);

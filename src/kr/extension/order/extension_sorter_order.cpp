@@ -45,7 +45,7 @@ std::vector<detail::ExecutionEdge> KrExtensionSorter::State::collectEdges() {
             fetchExtensions(ends, i + kAhead);
             edge = edgeOf(ends[i]);
             markChanged(edge);
-            // Where an object stands for an end, another may do so when owners change: to be asked again.
+            // An object that represents an end may be another one when owners change: read again then.
             const bool isSettled = detail::isKnown(edge) &&
                                    ExtensionAccess::getSorterSlot(*ends[i].source) == edge.source &&
                                    ExtensionAccess::getSorterSlot(*ends[i].sink) == edge.target;
@@ -143,7 +143,7 @@ KrExtensionSorter::State::Report KrExtensionSorter::State::build() {
 }
 
 void KrExtensionSorter::build() {
-    if (_state->isBuilt && !_state->hasLoopsToReport) return;  // asked in every frame
+    if (_state->isBuilt && !_state->hasLoopsToReport) return;  // called in every frame
     State::Report report;
     {
         const std::lock_guard lock(_state->mutex);
@@ -161,9 +161,8 @@ struct Ranked {
     std::uint32_t index;
 };
 
-/// Brings one entry of each rank to the front in the order of the ranks, by swapping it with the entry that stands in
-/// its place; the others end where these swaps leave them. Of repeated entries it takes the one that stands foremost
-/// by then.
+/// Brings one entry of each rank to the front in the order of the ranks, by swapping it with the entry in its
+/// place; the others end where these swaps leave them. Of repeated entries it takes the first one at that time.
 void swapToFront(Kr::KrArray<Kr::KrSmartPtr<KrExtension>>& list, const std::vector<Ranked>& ranked) {
     std::vector<std::uint32_t> placeOf(list.size());  // of each original entry, now
     std::vector<std::uint32_t> entryAt(list.size());  // the original entry at each place

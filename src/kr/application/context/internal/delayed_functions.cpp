@@ -46,7 +46,7 @@ void DelayedFunctions::runBatch() {
     _isRunning = true;
     std::size_t dropped = 0;
     for (Function& each : _batch) {
-        const Function function = std::move(each);  // what it holds is let go before the next one runs
+        const Function function = std::move(each);  // its data is released before the next one runs
         if (_closed.load(std::memory_order_relaxed)) {
             ++dropped;
             continue;
