@@ -74,7 +74,7 @@ void appendValue(std::string& line, const FieldBase& field) {
     if (isNumbers) return;
     line += ',';
     const bool isVector = field.getDataType() == Types::kVector;
-    appendCell(line, isVector ? static_cast<const KrData::VectorBase&>(field)._getText() : field.toString());
+    appendCell(line, isVector ? static_cast<const KrData::VectorBase&>(field).getText() : field.toString());
 }
 
 }  // namespace krsim

@@ -31,12 +31,12 @@ using testing::IsEmpty;
 class Extension final : public Container, public KrData::IFieldOwner {
 public:
     explicit Extension(std::uint64_t id) : Container("Fields"), _content(KrContentID::createFromWords(0, id)) {
-        _all()[_asExtension()] = this;
+        _all()[asExtension()] = this;
     }
     ~Extension() override {
         _content.leave();
         clear();
-        _all().erase(_asExtension());
+        _all().erase(asExtension());
         _content.enter();
     }
 
@@ -46,8 +46,8 @@ public:
     int connected{0};
 
     [[nodiscard]] KrContentReference reference() { return KrContentReference(_content.id()); }
-    void _onOutputCountsChanged(int connectedDelta, int) override { connected += connectedDelta; }
-    KrSim::KrExtension* _asExtension() noexcept override { return _content.asExtension(); }
+    void onOutputCountsChanged(int connectedDelta, int) override { connected += connectedDelta; }
+    KrSim::KrExtension* asExtension() noexcept override { return _content.asExtension(); }
     [[nodiscard]] IFieldOwner* _getFieldOwner() const override { return const_cast<Extension*>(this); }
 
     static void installFunctions() {

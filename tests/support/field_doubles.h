@@ -31,11 +31,11 @@ public:
     /// Outputs that are connected and outputs that are watched.
     [[nodiscard]] std::pair<int, int> outputs() const { return {_connected, _watched}; }
 
-    void _onOutputCountsChanged(int connectedDelta, int watchedDelta) override {
+    void onOutputCountsChanged(int connectedDelta, int watchedDelta) override {
         _connected += connectedDelta;
         _watched += watchedDelta;
     }
-    KrSim::KrExtension* _asExtension() noexcept override { return reinterpret_cast<KrSim::KrExtension*>(this); }
+    KrSim::KrExtension* asExtension() noexcept override { return reinterpret_cast<KrSim::KrExtension*>(this); }
     [[nodiscard]] KrData::IFieldOwner* _getFieldOwner() const override { return const_cast<FakeOwner*>(this); }
 
 private:

@@ -6,12 +6,14 @@
 
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object_access.h"
 #include "kr/extension/order/extension_sorter.h"
 
 namespace KrSim {
 
+using KrData::detail::LinkAccess;
 using detail::ObjectAccess;
 
 namespace {
@@ -36,7 +38,7 @@ void collectProxies(const KrData::FieldBase& group, std::vector<KrData::FieldRef
 
 bool missesNothing(const KrData::Proxy& proxy) {
     for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
-        if (!proxy.getLink(i).isValid() || proxy.getLink(i)._isStandIn()) return false;
+        if (!proxy.getLink(i).isValid() || LinkAccess::isStandIn(proxy.getLink(i))) return false;
     }
     return true;
 }

@@ -104,17 +104,13 @@ const KrBase::ClassType& KrBase::_registerClass(const std::type_info& type, cons
     return *record;
 }
 
-namespace {
-
-const KrBase::ClassType& baseClass() {
-    static const auto& type = KrBase::_registerClass(typeid(KrBase), "KrBase");
+const KrBase::ClassType& KrBase::_baseClass() {
+    static const auto& type = _registerClass(typeid(KrBase), "KrBase");
     return type;
 }
 
-}  // namespace
-
 int KrBase::getClassType() {
-    return baseClass().number;
+    return _baseClass().number;
 }
 int KrBase::getExactClassType() const {
     return getClassType();
@@ -126,7 +122,7 @@ bool KrBase::isOfClassType(int type) const {
     return type == getClassType();
 }
 const std::string& KrBase::getClassName() const {
-    return baseClass().name;
+    return _baseClass().name;
 }
 
 std::vector<int> KrBase::getIDVector() {

@@ -37,6 +37,10 @@ public:                                                                         
 
 namespace Kr {
 
+namespace detail {
+class LiveSet;
+}  // namespace detail
+
 /// Base of long-lived objects: a name, a class type, subscribers, and an entry in the process-wide set of live objects,
 /// with which the holder of a raw pointer can test whether the object still exists.
 ///
@@ -126,23 +130,29 @@ public:
     /// Switch it only while no other thread creates objects. Existing objects are not affected.
     static void setEnableMemoryTracking(bool enable) noexcept;
 
-    /// Whether the object at this address is alive and has this serial number. Any thread.
-    [[nodiscard]] static bool _isAlive(const KrBase* object, std::uint32_t serial) noexcept;
-    /// A number unique to this object, unlike the creation index, which can be reset; starts again after 2^31.
-    [[nodiscard]] std::uint32_t _getSerial() const noexcept { return _serial; }
     /// Removes the address from the set of live objects. Returns whether the set contained it.
     static bool _removeKrBaseInstance(const KrBase* object) noexcept;
-    /// The record of a class, created with the first call; the same for every module that names the class. Any thread.
-    [[nodiscard]] static const ClassType& _registerClass(const std::type_info& type, const char* name);
 
 protected:
     KrBase();
+
+    /// The record of a class, created with the first call; the same for every module that names the class. Any thread.
+    [[nodiscard]] static const ClassType& _registerClass(const std::type_info& type, const char* name);
 
     /// Notifies the subscribers of an event. The object may have died when the call returns.
     void _tellSubscribers(Event event);
 
 private:
+    friend class KrBasePointer;
+    friend class detail::LiveSet;
+
+    [[nodiscard]] static const ClassType& _baseClass();
     struct Subscriptions;
+
+    /// Whether the object at this address is alive and has this serial number. Any thread.
+    [[nodiscard]] static bool _isAlive(const KrBase* object, std::uint32_t serial) noexcept;
+    /// A number unique to this object, unlike the creation index, which can be reset; starts again after 2^31.
+    [[nodiscard]] std::uint32_t _getSerial() const noexcept { return _serial; }
 
     Subscriptions& _makeSubscriptions();
 

@@ -5,6 +5,7 @@
 #include "kr/data/internal/components.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/value_conversion.h"
 #include "kr/platform/guard.h"
 
@@ -17,9 +18,10 @@ constexpr Kr::GuardTexts kFunctionTexts{
 }  // namespace
 
 bool CanApplyTransferFunction(const FieldBase& source, const FieldBase& sink) {
-    const auto from = Proxy::_getValueDataType(source);
+    const auto from = detail::ProxyAccess::getValueDataType(source);
     const auto count = detail::componentCountOf(from);
-    return count != 0 && count == detail::componentCountOf(Proxy::_getValueDataType(sink)) && from != Types::kTransform;
+    return count != 0 && count == detail::componentCountOf(detail::ProxyAccess::getValueDataType(sink)) &&
+           from != Types::kTransform;
 }
 
 bool ApplyTransferFunction(const FieldBase& source, FieldBase& sink, const std::function<double(double)>& function) {
@@ -30,8 +32,9 @@ bool ApplyTransferFunction(const FieldBase& source, FieldBase& sink, const std::
         return linked != nullptr && !frame.fieldDied() && ApplyTransferFunction(*linked, sink, function);
     }
     if (sink.getDataType() == Types::kProxy) {
-        return static_cast<Proxy&>(sink)._writeLinked(
-            source, [&](FieldBase& linked) { return ApplyTransferFunction(source, linked, function); });
+        return detail::ProxyAccess::writeLinked(static_cast<Proxy&>(sink), source, [&](FieldBase& linked) {
+            return ApplyTransferFunction(source, linked, function);
+        });
     }
     if (!CanApplyTransferFunction(source, sink)) return false;
     auto values = detail::componentsOf(source);

@@ -44,9 +44,6 @@ public:
     operator const T&() const { return getValue(); }
     /// Always true, except for an Enumeration value of another type than the stored one, which is refused.
     bool setValue(const T& value) { return _value == value || _store(value); }
-    /// Stores the value without clamping or notification. Returns whether it differs from the previous one, bit by bit,
-    /// and there are observers or connections to notify.
-    bool _restoreValue(const T& value);
     Field& operator=(const T& value) {
         setValue(value);
         return *this;
@@ -91,10 +88,6 @@ public:
     bool getRawValue(void* out) const override;
     bool setRawValue(const void* in) override;
     void _cloneFrom(const FieldBase& source) override;
-    /// Takes minimum, maximum and whether they count, as they are.
-    void _copyRange(const Field& source);
-    /// For loading, before anything refers to the field: stores the value exactly, also -0.0 instead of 0.0.
-    void _initializeValue(const T& value) { _value = value; }
 
 protected:
     [[nodiscard]] Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const override;
@@ -105,6 +98,16 @@ protected:
     Field(Detached, const Kr::KrID& id);
 
 private:
+    friend struct detail::FieldAccess;
+
+    /// Takes minimum, maximum and whether they count, as they are.
+    void _copyRange(const Field& source);
+    /// For loading, before anything refers to the field: stores the value exactly, also -0.0 instead of 0.0.
+    void _initializeValue(const T& value) { _value = value; }
+    /// Stores the value without clamping or notification. Returns whether it differs from the previous one, bit by bit,
+    /// and there are observers or connections to notify.
+    bool _restoreValue(const T& value);
+
     bool _store(const T& value) {
         if (!isFinite(value)) [[unlikely]]
             _announceNotFinite(value);

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
-#include "kr/data/field_base.h"
+#include "kr/data/field.h"
 
 namespace KrData::detail {
 
@@ -40,6 +41,18 @@ struct FieldAccess {
     /// Sets the bit of this field only, not of its descendants.
     static void setForcingObservers(const FieldBase& field, bool forcing) noexcept {
         field._setState(FieldBase::kForceObservers, forcing);
+    }
+    template <class T>
+    static void copyRange(Field<T>& field, const Field<T>& source) {
+        field._copyRange(source);
+    }
+    template <class T>
+    static void initializeValue(Field<T>& field, const std::type_identity_t<T>& value) {
+        field._initializeValue(value);
+    }
+    template <class T>
+    static bool restoreValue(Field<T>& field, const std::type_identity_t<T>& value) {
+        return field._restoreValue(value);
     }
     static void takeBits(FieldBase& field, const FieldBase& source) { field._takeBits(source); }
     static void takeDeclaration(FieldBase& field, const FieldBase& source) { field._takeDeclaration(source); }

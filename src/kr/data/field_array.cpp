@@ -7,6 +7,7 @@
 
 #include "kr/data/container_access.h"
 #include "kr/data/field_access.h"
+#include "kr/data/internal/array_conversion.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/value_conversion.h"
@@ -18,7 +19,7 @@ namespace {
 
 /// Copies the value of `source` into `own`, down to the last child; false where that leaves a difference.
 bool copyWhole(FieldBase& own, const FieldBase& source, bool withMetadata) {
-    if (!FieldArrayBase::_areSameKind(own, source)) return false;
+    if (!detail::areSameKind(own, source)) return false;
     if (own.getDataType() != Types::kContainer || own.isFieldArray()) {
         return withMetadata ? own.initializeFrom(source) : own.copyValue(source);
     }
@@ -48,12 +49,6 @@ FieldArrayBase::~FieldArrayBase() {
 
 bool FieldArrayBase::_isFieldArray() const noexcept {
     return true;
-}
-
-bool FieldArrayBase::_areSameKind(const FieldBase& first, const FieldBase& second) {
-    if (first.getDataType() != second.getDataType() || first.isFieldArray() != second.isFieldArray()) return false;
-    return !first.isFieldArray() || static_cast<const FieldArrayBase&>(first).getItemType() ==
-                                        static_cast<const FieldArrayBase&>(second).getItemType();
 }
 
 // --- Size ----------------------------------------------------------------------------------------------------------
@@ -159,7 +154,7 @@ bool FieldArrayBase::_assign(const FieldBase& source, bool withMetadata) {
         return true;
     }
     if (!isSizeAllowed(count)) return _refuse(source);
-    const bool isOther = !_areSameKind(*this, source);
+    const bool isOther = !detail::areSameKind(*this, source);
     if (isOther && !_convertItems(source, withMetadata, converted)) return _refuse(source);
     if (!resize(count) || frame.changedDied()) return false;
     for (std::size_t i = 0; i < size() && i < source.getChildren().size() && i < count; ++i) {

@@ -45,8 +45,6 @@ public:
     /// Compares with another array position by position, ignoring identifiers; with a container as containers do.
     [[nodiscard]] bool isEqual(const FieldBase& other) const override;
 
-    /// Whether both are of the same kind: equal data types and, for arrays, equal item classes.
-    [[nodiscard]] static bool _areSameKind(const FieldBase& first, const FieldBase& second);
     void _cloneFrom(const FieldBase& source) override;
     /// A new item as the array makes them, owned by the caller: it has the ranges that the class of the items sets.
     [[nodiscard]] std::unique_ptr<FieldBase> makeSampleItem() const {

@@ -33,7 +33,9 @@ const Kr::KrID& dimensionHintId() {
 /// The result of every failed lookup; shared by all threads, so it has no variable state.
 class InvalidField final : public FieldBase {
 public:
-    InvalidField() : FieldBase(Kr::KrID("__Invalid__"), Types::kInvalid) { getInternal()._refuseFields(); }
+    InvalidField() : FieldBase(Kr::KrID("__Invalid__"), Types::kInvalid) {
+        detail::ContainerAccess::refuseHiddenFields(getInternal());
+    }
 
     FieldBase* _duplicate() const override { return nullptr; }
     bool copyValue(const FieldBase&) override { return false; }
@@ -106,7 +108,7 @@ bool FieldBase::initializeFrom(const FieldBase& source) {
 
 KrSim::KrExtension* FieldBase::getOwnerExtension() const {
     IFieldOwner* owner = _getFieldOwner();
-    return owner != nullptr ? owner->_asExtension() : nullptr;
+    return owner != nullptr ? owner->asExtension() : nullptr;
 }
 
 IFieldOwner* FieldBase::_getFieldOwner() const {

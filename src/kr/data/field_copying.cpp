@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <type_traits>
 
+#include "kr/data/field_access.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/vector.h"
+#include "kr/data/vector_access.h"
 
 namespace KrData {
 
@@ -40,7 +43,7 @@ void forEachPair(Container& copy, const Container& source, const Action& action)
 template <class T>
 T mapValue(const T& value, const ICopyMap& map) {
     if constexpr (std::is_same_v<T, KrSim::KrExtension*>) {
-        auto* copy = value != nullptr ? map._findExtension(value) : nullptr;
+        auto* copy = value != nullptr ? map.findExtension(value) : nullptr;
         return copy != nullptr ? copy : value;
     } else {
         return value;
@@ -50,11 +53,11 @@ T mapValue(const T& value, const ICopyMap& map) {
 /// Whether there are observers of the new items to notify.
 bool copyItems(VectorBase& copy, const VectorBase& source, const ICopyMap& map) {
     const auto* references = ExtensionVector::from(source);
-    if (references == nullptr) return copy._restoreItems(source);
+    if (references == nullptr) return detail::VectorAccess::restoreItems(copy, source);
     ExtensionVector mapped(source.getID());
     for (auto* item : references->getItems())
         mapped.append(mapValue(item, map));
-    return copy._restoreItems(mapped);
+    return detail::VectorAccess::restoreItems(copy, mapped);
 }
 
 /// Whether there are observers of the new value to notify.
@@ -63,8 +66,8 @@ bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
         return copyItems(static_cast<VectorBase&>(copy), static_cast<const VectorBase&>(source), map);
     }
     return withValueType(copy.getDataType(), [&]<class T>(std::type_identity<T>) {
-        return static_cast<Field<T>&>(copy)._restoreValue(
-            mapValue(static_cast<const Field<T>&>(source).getValue(), map));
+        return detail::FieldAccess::restoreValue(static_cast<Field<T>&>(copy),
+                                                 mapValue(static_cast<const Field<T>&>(source).getValue(), map));
     });
 }
 
@@ -117,7 +120,7 @@ void _redirectReferences(Container& copy, const ICopyMap& map, Changed& changed)
 void _copyLinks(Container& copy, const Container& source, const ICopyMap& map) {
     forEachPair(copy, source, [&](FieldBase& child, const FieldBase& from) {
         if (child.getDataType() != Types::kProxy) return;
-        static_cast<Proxy&>(child)._copyLinks(static_cast<const Proxy&>(from), map);
+        detail::ProxyAccess::copyLinks(static_cast<Proxy&>(child), static_cast<const Proxy&>(from), map);
     });
 }
 

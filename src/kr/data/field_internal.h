@@ -6,6 +6,10 @@
 
 namespace KrData {
 
+namespace detail {
+struct ContainerAccess;
+}  // namespace detail
+
 /// The hidden fields of one field: metadata bits, its display unit, fields that tools add.
 ///
 /// Thread: application. Ownership: owned by its field (FieldBase::getInternal creates it). Makes its container late.
@@ -30,12 +34,14 @@ public:
     ///                 values of the others are copied, and further ones are kept.
     static void copyFieldInternals(const FieldBase& source, FieldBase& destination, bool replace);
 
+private:
+    friend struct detail::ContainerAccess;
+
     /// Replaces the hidden fields by those of content. Null removes them.
     void _adopt(std::unique_ptr<Container> fields);
     /// Takes no field any more: the store of the invalid field.
     void _refuseFields() noexcept { _refuses = true; }
 
-private:
     std::unique_ptr<Container> _fields;
     bool _refuses{false};
 };

@@ -7,9 +7,11 @@
 #include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_copying.h"
+#include "kr/data/internal/array_conversion.h"
 #include "kr/data/internal/child_pairs.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 
 namespace KrData {
 
@@ -70,7 +72,7 @@ bool loadItems(FieldArrayBase& array, const FieldArrayBase& saved, FieldLoading 
 /// Whether arrays are to be loaded item by item: a copied value says nothing about ranges and descriptions of items.
 bool areLoadedByItem(const FieldBase& field, const FieldBase& source, FieldLoading how) {
     return field.isFieldArray() && source.isFieldArray() &&
-           (how.withDeclarations || !FieldArrayBase::_areSameKind(field, source));
+           (how.withDeclarations || !detail::areSameKind(field, source));
 }
 
 bool areProxies(const FieldBase& field, const FieldBase& source) {
@@ -92,7 +94,7 @@ void loadField(FieldBase& field, const FieldBase& source, FieldLoading how) {
     if (isLoaded) {
         detail::FieldAccess::replaceInternal(field, detail::FieldAccess::getInternalIfAny(source));
     } else if (how.withoutLinks && areProxies(field, source)) {
-        static_cast<Proxy&>(field)._initializeWithoutLinks(static_cast<const Proxy&>(source));
+        detail::ProxyAccess::initializeWithoutLinks(static_cast<Proxy&>(field), static_cast<const Proxy&>(source));
     } else {
         detail::FieldAccess::takeBits(field, source);
         field.initializeFrom(source);

@@ -16,6 +16,7 @@
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 #include "kr/platform/stack_room.h"
@@ -96,11 +97,11 @@ void FieldBase::_countOutputsBelow(int sign, int& connected, int& watched) const
 
 void FieldBase::_tellOwner(int connectedDelta, int watchedDelta) const {
     if (connectedDelta == 0 && watchedDelta == 0) return;
-    if (auto* owner = _getFieldOwner()) owner->_onOutputCountsChanged(connectedDelta, watchedDelta);
+    if (auto* owner = _getFieldOwner()) owner->onOutputCountsChanged(connectedDelta, watchedDelta);
 }
 
 void FieldBase::_tellOwnerOfTree() const noexcept {
-    if (auto* owner = _getFieldOwner()) owner->_onFieldTreeChanged();
+    if (auto* owner = _getFieldOwner()) owner->onFieldTreeChanged();
 }
 
 void FieldBase::_setConnected(std::uint16_t bit, bool on) {
@@ -370,7 +371,7 @@ void FieldBase::_notifyObservers(const FieldBase& changed) const {
         (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
     if ((state & kHasProxies) != 0) {
         forEachProxy(_rareIfAny()->proxies, frame, [this](Proxy& proxy) {
-            if (proxy._findLinkedField() == this) proxy._notifyObservers(proxy);
+            if (detail::ProxyAccess::findLinkedField(proxy) == this) proxy._notifyObservers(proxy);
         });
         if (frame.fieldDied() || frame.changedDied()) return;
     }

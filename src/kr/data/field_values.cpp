@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "kr/data/field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/data/i_extension_facts.h"
 #include "kr/data/internal/number_conversion.h"
@@ -109,7 +110,7 @@ void FieldBase::_takeBits(const FieldBase& source) {
     withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
         auto& field = static_cast<Field<T>&>(*this);
         const auto& value = static_cast<const Field<T>&>(source).getValue();
-        if (!field.isBound() && field.getValue() == value) field._initializeValue(value);
+        if (!field.isBound() && field.getValue() == value) detail::FieldAccess::initializeValue(field, value);
     });
 }
 
@@ -119,7 +120,7 @@ void FieldBase::_takeDeclaration(const FieldBase& source) {
     if (source._has(kForceObservers)) _setState(kForceObservers, true);
     if (_dataType != source._dataType) return;
     withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
-        static_cast<Field<T>&>(*this)._copyRange(static_cast<const Field<T>&>(source));
+        detail::FieldAccess::copyRange(static_cast<Field<T>&>(*this), static_cast<const Field<T>&>(source));
     });
     if (_dataType != Types::kVector) return;
     auto& vector = static_cast<VectorBase&>(*this);

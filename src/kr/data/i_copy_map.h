@@ -9,9 +9,9 @@ namespace KrData {
 class ICopyMap {
 public:
     /// Null when the extension was not copied.
-    [[nodiscard]] virtual KrSim::KrExtension* _findExtension(const KrSim::KrExtension* original) const = 0;
+    [[nodiscard]] virtual KrSim::KrExtension* findExtension(const KrSim::KrExtension* original) const = 0;
     /// Null when its extension was not copied, or when the copy has no such field.
-    [[nodiscard]] virtual FieldBase* _findField(const FieldBase& original) const = 0;
+    [[nodiscard]] virtual FieldBase* findField(const FieldBase& original) const = 0;
 
 protected:
     ~ICopyMap() = default;

@@ -12,13 +12,13 @@ public:
     /// Outputs gained or lost connections or observers: each delta counts outputs (not connections or observers).
     /// Called when an output gets its first or loses its last, and when an output joins or leaves the owner.
     /// Runs on the thread of the change, for observers on several threads under locks of the fields: only count there.
-    virtual void _onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
+    virtual void onOutputCountsChanged(int connectedDelta, int watchedDelta) = 0;
 
     /// A field was added, removed, moved or renamed somewhere below: cached knowledge of the tree is outdated.
-    virtual void _onFieldTreeChanged() noexcept {}
+    virtual void onFieldTreeChanged() noexcept {}
 
     /// The owner as an extension; null when it is none.
-    virtual KrSim::KrExtension* _asExtension() noexcept = 0;
+    virtual KrSim::KrExtension* asExtension() noexcept = 0;
 
 protected:
     ~IFieldOwner() = default;

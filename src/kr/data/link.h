@@ -7,6 +7,10 @@
 
 namespace KrData {
 
+namespace detail {
+struct LinkAccess;
+}  // namespace detail
+
 /// A storable binding to a field: the extension that owns the field, by its content ID, and the path of the field
 /// within it. It survives saving and loading, and is resolved when the field exists.
 ///
@@ -36,6 +40,11 @@ public:
 
     /// Searches the field if it was not found or has died. Links of a proxy are resolved by Proxy::updateLinks.
     void _updateField();
+
+private:
+    friend class Proxy;
+    friend struct detail::LinkAccess;
+
     /// Searches the field, ignoring earlier results. `home` is searched for an empty reference; may be null.
     [[nodiscard]] FieldBase* _findField(const Container* home) const;
     /// The same target, not found yet. A target in `home` itself is then searched in the tree of the copy.
@@ -48,7 +57,6 @@ public:
     /// Drops the found field.
     void _forgetField() noexcept;
 
-private:
     KrSim::KrContentReference _extension;
     std::string _path;
     bool _isAtHome{false};                        // the reference is empty

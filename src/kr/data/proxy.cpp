@@ -416,7 +416,7 @@ void Proxy::_copyLink(const Link& link, KrSim::KrExtension* home, const ICopyMap
     auto* target = link.getField();
     const auto unresolved = link._asUnresolved(home);
     const auto* extension = target != nullptr ? target->getOwnerExtension() : unresolved.getContentReference().get();
-    auto* copy = extension != nullptr ? map._findExtension(extension) : nullptr;
+    auto* copy = extension != nullptr ? map.findExtension(extension) : nullptr;
     const auto moved = copy != nullptr && copy != getOwnerExtension()
                            ? Link(KrSim::KrContentReference(copy), link.getFieldPath())
                            : unresolved;
@@ -425,7 +425,7 @@ void Proxy::_copyLink(const Link& link, KrSim::KrExtension* home, const ICopyMap
         removeLink(unresolved.getContentReference(), unresolved.getFieldPath());
         if (frame.fieldDied()) return;
     }
-    auto* field = copy != nullptr && target != nullptr ? map._findField(*target) : copy == nullptr ? target : nullptr;
+    auto* field = copy != nullptr && target != nullptr ? map.findField(*target) : copy == nullptr ? target : nullptr;
     if (canLink(field)) {
         const auto waiting = std::find_if(_entries.begin(), _entries.end(), [&](const Entry& entry) {
             return !entry.link.isValid() && entry.link._asUnresolved(getOwnerExtension())._hasSameTarget(moved);

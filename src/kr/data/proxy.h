@@ -12,6 +12,10 @@
 
 namespace KrData {
 
+namespace detail {
+struct ProxyAccess;
+}  // namespace detail
+
 /// A field that represents several others: one control for many fields of different extensions.
 ///
 /// Setting a proxy (copyValue) sets every field that it links, and its value is that of the first of them. A proxy may
@@ -86,7 +90,11 @@ public:
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
 
-    // --- For the framework, not for plug-ins -----------------------------------------------------------------------
+private:
+    friend class FieldBase;
+    friend struct detail::ProxyAccess;
+
+    // --- For fields, and for the framework through detail::ProxyAccess ---------------------------------------------
     /// Appends a link of stored content, without searching its field or an equal link. False for an empty path.
     bool _addStoredLink(const KrSim::KrContentReference& extension, const std::string& path);
     /// For cloning: takes proxy data type and metadata of another proxy, as initializeFrom does, but no links.
@@ -105,7 +113,6 @@ public:
     /// Called by a dying linked field.
     void _onLinkedFieldDied();
 
-private:
     struct Entry {
         std::uint32_t number;  // rising along the list, so that a walk keeps its place when the list changes
         Link link;

@@ -5,6 +5,7 @@
 #include "kr/data/internal/conversion_table.h"
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/vector_base.h"
 
 namespace KrData {
@@ -23,7 +24,7 @@ bool isProxy(const FieldBase& field) {
 const FieldBase& representedBy(const FieldBase& field) {
     if (!isProxy(field)) return field;
     const auto& proxy = static_cast<const Proxy&>(field);
-    const auto* linked = proxy._findLinkedField();
+    const auto* linked = detail::ProxyAccess::findLinkedField(proxy);
     return linked != nullptr && linked->getDataType() == proxy.getProxyDataType() ? *linked : field;
 }
 
@@ -35,8 +36,8 @@ bool haveEqualItems(const FieldBase& source, const FieldBase& sink) {
 }  // namespace
 
 bool CanConvert(const FieldBase& source, const FieldBase& sink) {
-    const auto from = Proxy::_getValueDataType(source);
-    const auto to = Proxy::_getValueDataType(sink);
+    const auto from = detail::ProxyAccess::getValueDataType(source);
+    const auto to = detail::ProxyAccess::getValueDataType(sink);
     if (!isConvertible(from) || !isConvertible(to)) return false;
     const auto& given = representedBy(source);
     const auto& taking = representedBy(sink);
@@ -49,7 +50,7 @@ bool CanConvert(const FieldBase& source, const FieldBase& sink) {
 }
 
 bool CanConvert(const FieldBase& source, Types::DataTypeEnum sinkType) {
-    const auto from = Proxy::_getValueDataType(source);
+    const auto from = detail::ProxyAccess::getValueDataType(source);
     if (!isConvertible(from) || !isConvertible(sinkType)) return false;
     return from == sinkType || (representedBy(source).isFieldArray() && detail::isArrayPartner(sinkType)) ||
            detail::findConversion(from, sinkType) != nullptr;

@@ -10,6 +10,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/internal/value_operations.h"
 #include "kr/data/vector.h"
+#include "kr/data/vector_access.h"
 
 namespace KrData {
 
@@ -35,7 +36,8 @@ std::size_t FieldValues::getSizeBytes() const {
         bytes += text.capacity() < sizeof(std::string) ? 0 : text.capacity();
     for (const auto& other : _others) {
         const auto* vector = dynamic_cast<const VectorBase*>(other.get());
-        bytes += sizeof(VectorBase) + (vector != nullptr ? vector->size() * vector->_getItemBytes() : 0);
+        bytes +=
+            sizeof(VectorBase) + (vector != nullptr ? vector->size() * detail::VectorAccess::getItemBytes(*vector) : 0);
     }
     return bytes;
 }
@@ -401,7 +403,7 @@ std::unique_ptr<FieldBase> ValuePlan::makeField(std::size_t index, const FieldVa
 std::string ValuePlan::getText(std::size_t index, const FieldValues& values) const {
     const auto field = makeField(index, values);
     const auto* vector = dynamic_cast<const VectorBase*>(field.get());
-    return vector != nullptr ? vector->_getText() : field->toString();
+    return vector != nullptr ? vector->getText() : field->toString();
 }
 
 std::unique_ptr<Container> ValuePlan::makeContainer(const Kr::KrID& id, const FieldValues& values) const {

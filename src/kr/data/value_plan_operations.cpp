@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "kr/data/field.h"
+#include "kr/data/field_access.h"
 #include "kr/data/internal/value_operations.h"
 #include "kr/data/value_plan.h"
 #include "kr/data/vector.h"
+#include "kr/data/vector_access.h"
 
 namespace KrData {
 
@@ -20,7 +22,7 @@ namespace {
 
 template <class T, class Value>
 void restoreOne(FieldBase* field, const Value& value, ValuePlan::Changed& changed) {
-    if (static_cast<Field<T>*>(field)->_restoreValue(value)) changed.push_back(field);
+    if (detail::FieldAccess::restoreValue(*static_cast<Field<T>*>(field), value)) changed.push_back(field);
 }
 
 }  // namespace
@@ -129,7 +131,7 @@ struct ValuePlan::VectorOperations {
             if (copy == nullptr) {
                 copy.reset(vector._duplicate());
             } else {
-                static_cast<VectorBase&>(*copy)._restoreItems(vector);
+                detail::VectorAccess::restoreItems(static_cast<VectorBase&>(*copy), vector);
             }
         }
     }
@@ -139,15 +141,16 @@ struct ValuePlan::VectorOperations {
     static void restore(Fields fields, std::size_t count, std::size_t place, const FieldValues& values,
                         Changed& changed) {
         for (std::size_t i = 0; i < count; ++i) {
-            if (static_cast<VectorBase*>(fields[i])->_restoreItems(at(place + i, values))) changed.push_back(fields[i]);
+            if (detail::VectorAccess::restoreItems(*static_cast<VectorBase*>(fields[i]), at(place + i, values)))
+                changed.push_back(fields[i]);
         }
     }
     static void prepare(Fields fields, std::size_t count, std::size_t place, const FieldValues& values) {
         for (std::size_t i = 0; i < count; ++i)
-            static_cast<VectorBase*>(fields[i])->_prepareRestore(at(place + i, values));
+            detail::VectorAccess::prepareRestore(*static_cast<VectorBase*>(fields[i]), at(place + i, values));
     }
     static bool isSame(const FieldValues& first, std::size_t place, const FieldValues& second, std::size_t otherPlace) {
-        return at(place, first)._hasIdenticalItems(at(otherPlace, second));
+        return detail::VectorAccess::hasIdenticalItems(at(place, first), at(otherPlace, second));
     }
     static std::unique_ptr<FieldBase> make(const Kr::KrID& id, std::size_t place, const FieldValues& values) {
         return std::unique_ptr<FieldBase>(at(place, values).clone(id, nullptr));

@@ -74,15 +74,15 @@ public:
     /// Removes all items.
     void reset() override;
     void _cloneFrom(const FieldBase& source) override;
+
+protected:
+    using Item = detail::Stored<T>;
+
     bool _followItems(const VectorBase& source, const ChangeRanges& ranges) override;
     bool _restoreItems(const VectorBase& source) override;
     void _prepareRestore(const VectorBase& source) override;
     [[nodiscard]] bool _hasIdenticalItems(const VectorBase& other) const override;
     [[nodiscard]] std::size_t _getItemBytes() const noexcept override { return sizeof(Item); }
-
-protected:
-    using Item = detail::Stored<T>;
-
     [[nodiscard]] std::string _getItemText(std::size_t index) const override;
     /// For derived classes that change items under their own lock and call _itemsChanged after it.
     [[nodiscard]] std::vector<Item>& _getItems() noexcept { return _items; }

@@ -78,7 +78,7 @@ void VectorBase::_itemsChanged(std::uint64_t first, std::uint64_t last) {
     if (_needsNotification()) _notifyChanged(*this);
 }
 
-std::string VectorBase::_getText() const {
+std::string VectorBase::getText() const {
     constexpr std::size_t kShown = 8;
     std::string text = std::to_string(size()) + (size() == 1 ? " item" : " items");
     for (std::size_t i = 0; i < std::min(size(), kShown); ++i)

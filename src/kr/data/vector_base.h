@@ -10,6 +10,10 @@
 
 namespace KrData {
 
+namespace detail {
+struct VectorAccess;
+}  // namespace detail
+
 /// A field whose value is a resizable vector of items of one data type; Vector<T> has the items.
 ///
 /// For incremental transfer a vector can keep the ranges of indices that changed since the last transfer. A transfer
@@ -46,6 +50,18 @@ public:
     [[nodiscard]] const ChangeRanges& getChanges() const;
     /// Drops the recorded changes and records none until the next clearChanges().
     void _disableTracking();
+    /// For people: the size and the first items.
+    [[nodiscard]] std::string getText() const;
+    /// Records that the items `first` to `last` changed; overlapping ranges are merged.
+    void _addChange(std::uint64_t first, std::uint64_t last);
+
+protected:
+    explicit VectorBase(const Kr::KrID& id);
+    /// Allocates memory for one more range.
+    void _prepareChange();
+    /// A copy starts without incremental transfer.
+    VectorBase(const VectorBase& source);
+
     /// Makes the vector as long as `source` and copies the items in `ranges`, which is not empty, and all new ones;
     /// notifies once. For vectors that were equal before the source changed in these ranges. False, and nothing
     /// changes, when the item data types differ.
@@ -58,35 +74,23 @@ public:
     virtual void _prepareRestore(const VectorBase& source) = 0;
     /// Whether both have the same items, bit by bit.
     [[nodiscard]] virtual bool _hasIdenticalItems(const VectorBase& other) const = 0;
-    /// For people: the size and the first items.
-    [[nodiscard]] std::string _getText() const;
     /// Bytes of one item, without memory that it owns elsewhere.
     [[nodiscard]] virtual std::size_t _getItemBytes() const noexcept = 0;
-    /// Number of recorded changes, and of those dropped by clearChanges(); both only grow. The ranges are complete for
-    /// a reader that has seen as many changes as were dropped.
-    [[nodiscard]] std::uint64_t _getChangeCount() const noexcept { return _changeCount; }
-    [[nodiscard]] std::uint64_t _getForgottenChangeCount() const noexcept { return _forgottenCount; }
-    /// Records that the items `first` to `last` changed; overlapping ranges are merged.
-    void _addChange(std::uint64_t first, std::uint64_t last);
-
-protected:
-    explicit VectorBase(const Kr::KrID& id);
-    /// Allocates memory for one more range.
-    void _prepareChange();
-    /// A copy starts without incremental transfer.
-    VectorBase(const VectorBase& source);
-
     [[nodiscard]] virtual std::string _getItemText(std::size_t index) const = 0;
     /// Records the range and notifies connections and observers, once.
     void _itemsChanged(std::uint64_t first, std::uint64_t last);
 
 private:
+    friend struct detail::VectorAccess;
+
     void _mergeChanges() const;
 
     // The first _mergedCount ranges are sorted and disjoint; those behind wait to be merged, so that many changes in
     // any order cost no search and no shifting each.
     mutable ChangeRanges _changes;
     mutable std::size_t _mergedCount{0};
+    // Recorded changes, and those dropped by clearChanges(); both only grow. The ranges are complete for a reader that
+    // has seen as many changes as were dropped.
     std::uint64_t _changeCount{0};
     std::uint64_t _forgottenCount{0};
     bool _incrementalTransfer{false};

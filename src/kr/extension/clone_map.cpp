@@ -33,7 +33,7 @@ KrExtension* KrCloneMap::find(const KrExtension* source) const {
     return found != _clones.end() ? found->second : nullptr;
 }
 
-KrData::FieldBase* KrCloneMap::_findField(const KrData::FieldBase& original) const {
+KrData::FieldBase* KrCloneMap::findField(const KrData::FieldBase& original) const {
     auto* clone = find(original.getOwnerExtension());
     return clone != nullptr ? KrData::_findCounterpart(original, clone->getFieldsContainer()) : nullptr;
 }
@@ -63,14 +63,14 @@ void KrCloneMap::_copyConnectionsOf(const KrData::FieldBase& field, const Pair& 
 
 void KrCloneMap::_copyOutgoing(const KrData::FieldBase& field, const Pair& pair,
                                const ConnectionFilter& mayConnect) const {
-    auto* source = _findField(field);
+    auto* source = findField(field);
     if (source == nullptr) return;
     std::unordered_map<const KrData::FieldBase*, std::size_t> present;  // by sink; instances have most of them
     for (const auto* connection : FieldAccess::getOutgoingConnections(*source))
         if (!ConnectionAccess::isContentOfOther(*connection)) ++present[connection->getSink()];
     for (const auto* connection : FieldAccess::getOutgoingConnections(field)) {
         if (ConnectionAccess::isContentOfOther(*connection)) continue;
-        auto* sink = connection->getSink() != nullptr ? _findField(*connection->getSink()) : nullptr;
+        auto* sink = connection->getSink() != nullptr ? findField(*connection->getSink()) : nullptr;
         if (sink == nullptr || (mayConnect && !mayConnect(field, *connection->getSink()))) continue;
         if (auto& count = present[sink]; count != 0) {
             --count;

@@ -47,8 +47,8 @@ public:
     /// Calls onSynchronized of each new clone with the implementation of its source.
     void _synchronizeImplementations() const;
 
-    [[nodiscard]] KrExtension* _findExtension(const KrExtension* original) const override { return find(original); }
-    [[nodiscard]] KrData::FieldBase* _findField(const KrData::FieldBase& original) const override;
+    [[nodiscard]] KrExtension* findExtension(const KrExtension* original) const override { return find(original); }
+    [[nodiscard]] KrData::FieldBase* findField(const KrData::FieldBase& original) const override;
 
 private:
     struct Pair {

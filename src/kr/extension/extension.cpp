@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/i_extension_facts.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension_state.h"
@@ -24,6 +25,8 @@ template class Kr::UpperLayer<KrSim::IExtensionMaker>;
 template class Kr::UpperLayer<KrSim::IExtensionOrder>;
 
 namespace KrSim {
+
+using KrData::detail::FieldAccess;
 
 namespace {
 
@@ -90,7 +93,7 @@ void KrExtension::_onNameFieldChanged() {
         if (auto* owner = getOwner()) owner->_onExtensionRenamed(*this, before);
     } catch (const std::bad_alloc&) {
         // Field and name stay equal. The former text fits into the memory of the longer one.
-        if (getName() != name) _fields->getNameField()._restoreValue(getName());
+        if (getName() != name) FieldAccess::restoreValue(_fields->getNameField(), getName());
         throw;
     }
 }

@@ -1,5 +1,6 @@
 #include "kr/extension/extension_properties.h"
 
+#include "kr/data/container_access.h"
 #include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
@@ -7,6 +8,7 @@
 
 namespace KrSim {
 
+using KrData::detail::ContainerAccess;
 using KrData::detail::FieldAccess;
 
 namespace {
@@ -17,7 +19,7 @@ KrData::FieldInternal* hiddenFieldsOf(const KrExtension& extension) noexcept {
 
 void drop(KrData::FieldInternal& hidden) {
     hidden.removeField(ExtensionProperties::_getStoreID());
-    if (hidden.get() != nullptr && hidden.get()->empty()) hidden._adopt(nullptr);
+    if (hidden.get() != nullptr && hidden.get()->empty()) ContainerAccess::setHiddenFields(hidden, nullptr);
 }
 
 }  // namespace

@@ -180,7 +180,7 @@ KrData::IFieldOwner* KrInputOutputContainer::_getFieldOwner() const {
     return const_cast<KrInputOutputContainer*>(this);
 }
 
-void KrInputOutputContainer::_onOutputCountsChanged(int connectedDelta, int watchedDelta) {
+void KrInputOutputContainer::onOutputCountsChanged(int connectedDelta, int watchedDelta) {
     _connectedOutputs += connectedDelta;
     _watchedOutputs += watchedDelta;
 }

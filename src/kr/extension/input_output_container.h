@@ -85,9 +85,9 @@ private:
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
     [[nodiscard]] bool _accepts(const KrData::FieldBase& field) const override;
     [[nodiscard]] KrData::IFieldOwner* _getFieldOwner() const override;
-    void _onOutputCountsChanged(int connectedDelta, int watchedDelta) override;
-    void _onFieldTreeChanged() noexcept override { _valuePlan.reset(); }
-    KrSim::KrExtension* _asExtension() noexcept override { return &_owner; }
+    void onOutputCountsChanged(int connectedDelta, int watchedDelta) override;
+    void onFieldTreeChanged() noexcept override { _valuePlan.reset(); }
+    KrSim::KrExtension* asExtension() noexcept override { return &_owner; }
 
     void _endKept() noexcept;
     void _numberKept() noexcept;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/data/container_access.h"
 #include "kr/data/field_access.h"
 #include "kr/data/field_internal.h"
 #include "kr/extension/extension.h"
@@ -9,6 +10,7 @@
 
 namespace KrSim {
 
+using KrData::detail::ContainerAccess;
 using KrData::detail::FieldAccess;
 
 namespace {
@@ -105,7 +107,8 @@ void OwnRecord::setOn(KrExtension& extension) const {
 void OwnRecord::dropFrom(KrExtension& extension) {
     if (auto* internal = FieldAccess::getInternalIfAny(extension.getFieldsContainer().getNameField())) {
         internal->removeField(recordId());
-        if (internal->get() != nullptr && internal->get()->empty()) internal->_adopt(nullptr);
+        if (internal->get() != nullptr && internal->get()->empty())
+            ContainerAccess::setHiddenFields(*internal, nullptr);
     }
 }
 

@@ -17,6 +17,7 @@
 #include "kr/core/connections/queued_connection_functor.h"
 #include "kr/core/id.h"
 #include "kr/data/container.h"
+#include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_dispatcher.h"
@@ -27,6 +28,7 @@
 
 namespace queued_connection_test {
 
+using KrData::detail::FieldAccess;
 using namespace test_support;
 using Kr::KrSimQueuedConnection;
 using KrSim::KrEventDispatcher;
@@ -231,7 +233,7 @@ TEST_F(Queued, CarriesEveryBitInACopyThatItUsesAgain) {
     const KrSimQueuedConnection connection(_source, _sink);
     for (const double value : {3.0, 0.0, 4.0, -0.0, 5.0, std::nan(""), 6.0}) {
         _source->setValue(1.0);
-        _source->_initializeValue(value);
+        FieldAccess::initializeValue(*_source, value);
         _source->_notifyChanged(*_source);
         EXPECT_EQ(std::signbit(_sink->getValue()), std::signbit(value)) << value;
         EXPECT_EQ(std::isnan(_sink->getValue()), std::isnan(value)) << value;

@@ -3,6 +3,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/vector.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_access.h"
@@ -15,6 +16,7 @@
 namespace extension_fields_test {
 
 using KrData::detail::FieldAccess;
+using KrData::detail::ProxyAccess;
 using KrSim::detail::ExtensionAccess;
 using namespace field_trees;  // NOLINT(google-build-using-namespace): what this file is about
 using KrData::Container;
@@ -81,7 +83,7 @@ void change(KrExtension& extension, TreeMaker& maker) {
     vehicle.teeth.append()->setValue(7);
     vehicle.curve.setItems({1, 2, -0.0});
     vehicle.gears.append(Kr::KrEnum::_fromStored("Gone::eGear", 1, "One"));
-    vehicle.control._addStoredLink(KrSim::KrContentReference(), "Parameters.Not there");
+    ProxyAccess::addStoredLink(vehicle.control, KrSim::KrContentReference(), "Parameters.Not there");
     auto& fields = extension.getFieldsContainer();
     for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters(), &vehicle.details})
         maker.change(*group);

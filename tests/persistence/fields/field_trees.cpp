@@ -11,6 +11,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/vector.h"
 
 namespace field_trees {
@@ -20,6 +21,7 @@ using KrData::Field;
 using KrData::FieldBase;
 using KrData::Types;
 using KrData::detail::FieldAccess;
+using KrData::detail::ProxyAccess;
 
 namespace {
 
@@ -101,7 +103,7 @@ void TreeMaker::change(Container& container) {
         KrData::withValueType(field->getDataType(), [&]<class T>(std::type_identity<T>) {
             auto& typed = *field->as<T>();
             if constexpr (KrData::ValueTraits<T>::kHasRange) typed.setRange(_random.value<T>(), _random.value<T>());
-            if constexpr (!std::is_pointer_v<T>) typed._initializeValue(_random.value<T>());
+            if constexpr (!std::is_pointer_v<T>) FieldAccess::initializeValue(typed, _random.value<T>());
         });
     }
     _fill(container, 0);
@@ -176,8 +178,9 @@ FieldBase* TreeMaker::_makeArray(const Kr::KrID& id, int depth) {
 FieldBase* TreeMaker::_makeProxy(const Kr::KrID& id) {
     auto* proxy = new KrData::Proxy(id, _random.oneIn(2) ? Types::kDouble : Types::kUnknown);
     for (auto count = _random.below(3); count > 0; --count) {
-        proxy->_addStoredLink(_random.oneIn(2) ? KrSim::KrContentReference() : KrSim::KrContentReference(_contentID()),
-                              "Inputs." + _random.text());
+        ProxyAccess::addStoredLink(
+            *proxy, _random.oneIn(2) ? KrSim::KrContentReference() : KrSim::KrContentReference(_contentID()),
+            "Inputs." + _random.text());
     }
     return proxy;
 }

@@ -3,6 +3,7 @@
 #include "kr/content/content_reference.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/vector.h"
 #include "tests/persistence/fields/field_trees.h"
 #include "tests/support/log_capture.h"
@@ -14,6 +15,7 @@ using field_trees::Binary;
 using KrData::Container;
 using KrData::Field;
 using KrData::FieldBase;
+using KrData::detail::ProxyAccess;
 
 std::string bytesOf(const FieldBase& field) {
     return field_trees::written<Binary>([&](auto& writer) { KrPersistence::writeValue(writer, "Value", field); });
@@ -136,8 +138,8 @@ TEST(FieldValues, OfProxiesAreTheLinksTheyLack) {
     KrData::Proxy saved("Saved", KrData::Types::kDouble);
     KrData::Proxy now("Now");
     for (const auto* path : {"Inputs.A", "Inputs.B"})
-        saved._addStoredLink(KrSim::KrContentReference(), path);
-    now._addStoredLink(KrSim::KrContentReference(), "Inputs.B");
+        ProxyAccess::addStoredLink(saved, KrSim::KrContentReference(), path);
+    ProxyAccess::addStoredLink(now, KrSim::KrContentReference(), "Inputs.B");
     EXPECT_TRUE(readInto(now, bytesOf(saved)));
     EXPECT_EQ(now.getLinkCount(), 2U);
     EXPECT_EQ(now.getProxyDataType(), KrData::Types::kDouble);

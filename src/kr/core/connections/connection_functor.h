@@ -26,8 +26,6 @@ public:
     virtual void transfer(const KrData::FieldBase& changed) = 0;
 
     [[nodiscard]] bool isEnabled() const noexcept { return _isEnabled; }
-    /// Shares the guard of the connection, which lives longer; call it before the first transfer.
-    void _useGuard(TransferGuard& guard) noexcept { _guard = &guard; }
     /// Transfers under the guard, unless this functor is transferring already. The functor may have died afterwards.
     void run(const KrData::FieldBase& changed);
     /// The extension of the sink has changed.
@@ -44,6 +42,11 @@ protected:
     [[nodiscard]] KrData::FieldBase& _getSink() const noexcept { return *_sink; }
 
 private:
+    friend class KrFunctorConnection;
+
+    /// Shares the guard of the connection, which lives longer; before the first transfer.
+    void _useGuard(TransferGuard& guard) noexcept { _guard = &guard; }
+
     TransferGuard _ownGuard;
     bool _isEnabled{true};
     TransferGuard* _guard{&_ownGuard};

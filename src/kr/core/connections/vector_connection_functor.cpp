@@ -1,11 +1,13 @@
 #include "kr/core/connections/vector_connection_functor.h"
 
 #include "kr/data/field_access.h"
+#include "kr/data/vector_access.h"
 #include "kr/signals/death_watch.h"
 
 namespace Kr {
 
 using KrData::detail::FieldAccess;
+using KrData::detail::VectorAccess;
 
 namespace {
 /// So many waiting ranges are forgotten even when another connection has not seen them; it compares everything then.
@@ -25,19 +27,20 @@ VectorConnectionFunctor::~VectorConnectionFunctor() {
 
 void VectorConnectionFunctor::transfer(const KrData::FieldBase&) {
     if (_isSinkSuspended()) return;
-    const bool isComplete = _isInStep && _vector.isTracking() && _vector._getForgottenChangeCount() <= _seenChanges;
+    const bool isComplete =
+        _isInStep && _vector.isTracking() && VectorAccess::getForgottenChangeCount(_vector) <= _seenChanges;
     _ranges.clear();
     if (isComplete) _ranges = _vector.getChanges();
     // Before the sink takes the items: what its observers change meanwhile is a change of the next transfer.
     const bool isLast = _connection == nullptr || FieldAccess::isLastRangeReader(_vector, *_connection);
     if (isLast || _ranges.size() > kManyRanges) _vector.clearChanges();
-    _seenChanges = _vector._getChangeCount();
+    _seenChanges = VectorAccess::getChangeCount(_vector);
     _isInStep = false;
     const DeathWatch watch(this);
     if (_ranges.empty()) {
         _sinkVector.copyValue(_vector);
     } else {
-        _sinkVector._followItems(_vector, _ranges);
+        VectorAccess::followItems(_sinkVector, _vector, _ranges);
     }
     if (!watch.died()) _isInStep = true;
 }

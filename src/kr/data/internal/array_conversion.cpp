@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "kr/data/field_base.h"
+#include "kr/data/field_array.h"
 #include "kr/data/internal/components.h"
 #include "kr/data/internal/conversion_table.h"
 #include "kr/data/internal/notification_frame.h"
@@ -47,6 +47,12 @@ bool setArrayFrom(FieldBase& array, const FieldBase& source) {
     for (std::size_t i = 0; !frame.fieldDied() && i < std::min(count, array.getChildren().size()); ++i)
         setNumber(*array.getChildren()[i], values[i]);
     return !frame.fieldDied();
+}
+
+bool areSameKind(const FieldBase& first, const FieldBase& second) {
+    if (first.getDataType() != second.getDataType() || first.isFieldArray() != second.isFieldArray()) return false;
+    return !first.isFieldArray() || static_cast<const FieldArrayBase&>(first).getItemType() ==
+                                        static_cast<const FieldArrayBase&>(second).getItemType();
 }
 
 }  // namespace KrData::detail

@@ -89,7 +89,7 @@ void takeRange(FieldBase& field, const FieldBase& source) {
         return;
     }
     withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
-        static_cast<Field<T>&>(field)._copyRange(static_cast<const Field<T>&>(source));
+        FieldAccess::copyRange(static_cast<Field<T>&>(field), static_cast<const Field<T>&>(source));
     });
 }
 

@@ -10,6 +10,7 @@
 #include "kr/core/connection_base.h"
 #include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension_access.h"
 #include "kr/extension/input_output_container.h"
@@ -23,6 +24,7 @@ namespace KrSim::detail {
 
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
+using KrData::detail::ProxyAccess;
 
 InstanceSync::InstanceSync(KrObject& instance, const KrObject& definition, KrCloneMap::Values values)
     : _instance(instance),
@@ -287,7 +289,8 @@ void InstanceSync::_followLinks() {
         auto* proxy = field.get();
         const auto* original = source.get();
         if (proxy == nullptr || original == nullptr) continue;
-        static_cast<KrData::Proxy*>(proxy)->_copyLinks(static_cast<const KrData::Proxy&>(*original), _pairs);
+        ProxyAccess::copyLinks(*static_cast<KrData::Proxy*>(proxy), static_cast<const KrData::Proxy&>(*original),
+                               _pairs);
         if (const auto* owner = original->getOwnerExtension())
             _reportMissing(static_cast<const KrData::Proxy&>(*original), *owner);
     }

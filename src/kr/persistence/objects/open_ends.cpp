@@ -3,6 +3,7 @@
 #include "kr/content/content_id.h"
 #include "kr/data/field_visitor.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/persistence/objects/internal/content_access.h"
@@ -11,6 +12,8 @@
 #include "kr/persistence/objects/internal/loaded_files.h"
 
 namespace KrPersistence {
+
+using KrData::detail::LinkAccess;
 
 namespace {
 
@@ -30,7 +33,7 @@ public:
         const auto& proxy = static_cast<const KrData::Proxy&>(field);
         for (std::size_t i = 0; i < proxy.getLinkCount(); ++i) {
             const auto& link = proxy.getLink(i);
-            if (link.isValid() || link._findField(&_home) != nullptr) continue;
+            if (link.isValid() || LinkAccess::findField(link, &_home) != nullptr) continue;
             const auto id = link.getContentReference().getContentID();
             _texts.push_back("field " + proxy.getPath() + " links " + link.getFieldPath() +
                              (id.isEmpty() ? "" : " of " + id.toString()) + ", which is not there" +

@@ -7,6 +7,7 @@
 #include "kr/data/container_access.h"
 #include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
+#include "kr/data/vector_access.h"
 #include "kr/data/vector_base.h"
 
 namespace Kr::detail {
@@ -16,6 +17,7 @@ using KrData::FieldBase;
 using KrData::Types;
 using KrData::detail::ContainerAccess;
 using KrData::detail::FieldAccess;
+using KrData::detail::VectorAccess;
 
 // --- Copies of values ----------------------------------------------------------------------------------------------
 
@@ -74,8 +76,8 @@ bool updateCopy(FieldBase& copy, const FieldBase& value) {
             // A subclass may have more to copy, and a lock.
             if (typeid(copy) != typeid(value)) return false;
             auto& vector = static_cast<KrData::VectorBase&>(copy);
-            vector._restoreItems(static_cast<const KrData::VectorBase&>(value));
-            return vector._hasIdenticalItems(static_cast<const KrData::VectorBase&>(value));
+            VectorAccess::restoreItems(vector, static_cast<const KrData::VectorBase&>(value));
+            return VectorAccess::hasIdenticalItems(vector, static_cast<const KrData::VectorBase&>(value));
         }
         case Types::kEnumeration:
             // One of another type would be refused, with a report.

@@ -14,6 +14,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/internal/untyped_field_array.h"
@@ -25,6 +26,7 @@ using KrData::Container;
 using KrData::Field;
 using KrData::detail::ContainerAccess;
 using KrData::detail::FieldAccess;
+using KrData::detail::ProxyAccess;
 using Dimension = Kr::KrPhysicalDimension::ePhysicalDimension;
 
 namespace {
@@ -222,7 +224,7 @@ void FieldReader::_readMetadata(FieldBase& field) {
     _readChildren("Metadata", "Field", *hidden);
     --_hiddenDepth;
     _context.references.resize(references);  // hidden fields cannot be found by their path
-    field.getInternal()._adopt(std::move(hidden));
+    ContainerAccess::setHiddenFields(field.getInternal(), std::move(hidden));
 }
 
 void FieldReader::_readChildren(std::string_view listName, std::string_view itemName, Container& container) {
@@ -304,7 +306,7 @@ void FieldReader::readLeaf(FieldBase& field) {
                 if constexpr (kIsPlainValue<T>) {
                     T value{};
                     readItem(_reader, "Value", value);
-                    static_cast<Field<T>&>(field)._initializeValue(value);
+                    FieldAccess::initializeValue(static_cast<Field<T>&>(field), value);
                 }
             });
     }
@@ -345,7 +347,7 @@ void FieldReader::_readLinks(FieldBase& field) {
             const auto id = readReference();
             const std::string path(_reader.readRepeated("FieldPath"));
             const auto extension = id.isEmpty() ? KrSim::KrContentReference() : KrSim::KrContentReference(id);
-            if (!proxy._addStoredLink(extension, path)) fail("links a field without a path");
+            if (!ProxyAccess::addStoredLink(proxy, extension, path)) fail("links a field without a path");
         });
     });
 }

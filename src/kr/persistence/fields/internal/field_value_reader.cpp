@@ -13,6 +13,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/field_reference.h"
 #include "kr/data/proxy.h"
+#include "kr/data/proxy_access.h"
 #include "kr/persistence/fields/internal/value_archive.h"
 
 namespace KrPersistence::detail {
@@ -20,6 +21,8 @@ namespace KrPersistence::detail {
 using KrData::Container;
 using KrData::FieldReference;
 using KrData::detail::FieldAccess;
+using KrData::detail::LinkAccess;
+using KrData::detail::ProxyAccess;
 
 namespace {
 
@@ -59,13 +62,13 @@ bool addLinks(KrData::Proxy& proxy, const KrData::Proxy& saved) {
     auto* home = proxy.getOwnerExtension();
     std::set<std::pair<KrSim::KrContentID, std::string>> present;
     for (std::size_t i = 0; i < proxy.getLinkCount(); ++i)
-        present.insert(targetOf(proxy.getLink(i)._asUnresolved(home)));
+        present.insert(targetOf(LinkAccess::asUnresolved(proxy.getLink(i), home)));
     const auto type = saved.getProxyDataType();
     proxy.setProxyDataType(type);
     for (std::size_t i = 0; i < saved.getLinkCount(); ++i) {
         const auto& link = saved.getLink(i);
         if (present.insert(targetOf(link)).second) {
-            proxy._addStoredLink(link.getContentReference(), link.getFieldPath());
+            ProxyAccess::addStoredLink(proxy, link.getContentReference(), link.getFieldPath());
         }
     }
     const bool isSame = type == KrData::Types::kUnknown || proxy.getProxyDataType() == type;

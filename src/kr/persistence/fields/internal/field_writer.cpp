@@ -13,6 +13,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/field_internal.h"
+#include "kr/data/proxy_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/internal/value_archive.h"
@@ -22,6 +23,7 @@ namespace KrPersistence::detail {
 using KrData::Container;
 using KrData::Field;
 using KrData::detail::FieldAccess;
+using KrData::detail::LinkAccess;
 
 namespace {
 
@@ -249,7 +251,7 @@ void FieldWriter::_writeLinks(const FieldBase& field) {
     const auto& proxy = static_cast<const KrData::Proxy&>(field);
     auto* home = proxy.getOwnerExtension();
     _writer.sequence("Links", proxy.getLinkCount(), [&](std::size_t index) {
-        const auto link = proxy.getLink(index)._asUnresolved(home);
+        const auto link = LinkAccess::asUnresolved(proxy.getLink(index), home);
         _writer.group("Link", [&] {
             _writeID(idOf(link.getContentReference()));
             _writer.writeRepeated("FieldPath", link.getFieldPath());
