@@ -13,8 +13,8 @@
 
 namespace KrSim {
 
-using KrData::detail::LinkAccess;
 using detail::ObjectAccess;
+using KrData::detail::LinkAccess;
 
 namespace {
 
