@@ -58,9 +58,9 @@ public:
     void clearRange() noexcept;
     /// Whether set values are clamped.
     [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
-    /// The default value without a range.
+    /// The default value before the first setRange.
     [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
-    /// The default value without a range.
+    /// The default value before the first setRange.
     [[nodiscard]] T getMaximum() const { return _extras ? _extras->maximum : T{}; }
     /// 2 to 4 for a vector, 1 for every other type.
     [[nodiscard]] static constexpr int getComponentCount() noexcept {
@@ -68,9 +68,10 @@ public:
     }
 
     // --- Binding to a variable -------------------------------------------------------------------------------------
-    /// Reads and writes the value through these functions from now on; replaces an earlier binding.
+    /// Reads and writes the value through these functions from now on; replaces an earlier binding, which empty
+    /// functions only end.
     void bindValue(ValuePointer<T> pointer);
-    /// Binds the field to `variable`, which must outlive the binding.
+    /// Binds the field to `variable`, which must outlive the binding; null ends a binding.
     void bindVariable(T* variable);
     /// The field keeps its last stored value.
     void unbindValue();

@@ -198,7 +198,7 @@ public:
 
     // --- For connections and owners, not for plug-ins --------------------------------------------------------------
     void _addConnection(Kr::KrConnectionBase* connection);
-    void _removeConnection(Kr::KrConnectionBase* connection);  ///< Does nothing for one that is not listed.
+    void _removeConnection(Kr::KrConnectionBase* connection);  ///< Ignores null and connections of other fields.
 
     void _setOwnerIsActive(bool active);
     void _setApplicationModeIsEditing(bool editing);
