@@ -1,7 +1,5 @@
 #include "kr/persistence/archives/named_archive_reader.h"
 
-#include <type_traits>
-
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/internal/document_values.h"
 #include "kr/persistence/archives/named_input.h"
@@ -25,15 +23,7 @@ void NamedArchiveReader::fail(const std::string& text) const {
 }
 
 void NamedArchiveReader::_readScalar(std::string_view name, const Scalar& value) {
-    std::visit(
-        [&](auto* number) {
-            if constexpr (std::is_same_v<decltype(number), bool*>) {
-                *number = detail::readBool(_archive._cursor(), name);
-            } else {
-                detail::readNumber(_archive._cursor(), name, *number);
-            }
-        },
-        value);
+    std::visit([&](auto* scalar) { detail::readScalar(_archive._cursor(), name, *scalar); }, value);
 }
 
 void NamedArchiveReader::_readText(std::string_view name, std::string& text) {

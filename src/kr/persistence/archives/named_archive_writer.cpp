@@ -1,7 +1,5 @@
 #include "kr/persistence/archives/named_archive_writer.h"
 
-#include <type_traits>
-
 #include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/internal/document_writer.h"
 #include "kr/persistence/archives/named_output.h"
@@ -13,15 +11,7 @@ NamedArchiveWriter::NamedArchiveWriter(NamedOutput& archive) : ArchiveWriter(arc
 NamedArchiveWriter::~NamedArchiveWriter() = default;
 
 void NamedArchiveWriter::_writeScalar(std::string_view name, const Scalar& value) {
-    std::visit(
-        [&](auto number) {
-            if constexpr (std::is_same_v<decltype(number), bool>) {
-                _archive._document().literal(name, number ? "true" : "false");
-            } else {
-                _archive._document().number(name, detail::NumberText(number));
-            }
-        },
-        value);
+    std::visit([&](auto scalar) { _archive._document().scalar(name, scalar); }, value);
 }
 
 void NamedArchiveWriter::_writeText(std::string_view name, std::string_view text, bool /*isRepeated*/) {

@@ -65,12 +65,12 @@ public:
     template <class T>
     void load(T& value) {
         if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
-            _load(value);
+            _load(&value);
         } else if constexpr (std::is_integral_v<T>) {
             std::conditional_t<std::is_signed_v<T>, long long, unsigned long long> wide = 0;
-            _load(wide);
+            _load(&wide);
             value = static_cast<T>(wide);
-            if (static_cast<decltype(wide)>(value) != wide) _refuseRange(wide);
+            if (static_cast<decltype(wide)>(value) != wide) _refuseRange(std::to_string(wide));
         } else if constexpr (std::is_same_v<T, boost::serialization::collection_size_type>) {
             std::size_t count = 0;
             _loadCount(count);
@@ -82,7 +82,7 @@ public:
         } else {
             static_assert(std::is_same_v<T, std::string> || std::is_same_v<T, Kr::KrTransform>,
                           "XML and JSON archives do not know this plain type");
-            _load(value);
+            _load(&value);
         }
     }
 

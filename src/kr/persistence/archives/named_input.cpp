@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 #include "kr/persistence/archives/internal/bookkeeping.h"
 #include "kr/persistence/archives/internal/document_source.h"
@@ -77,32 +78,16 @@ bool NamedInput::_isThere() {
     return _cursor().isThere(_name);
 }
 
-void NamedInput::_load(bool& value) {
-    value = detail::readBool(_cursor(), _name);
-}
-
-void NamedInput::_load(long long& value) {
-    detail::readNumber(_cursor(), _name, value);
-}
-
-void NamedInput::_load(unsigned long long& value) {
-    detail::readNumber(_cursor(), _name, value);
-}
-
-void NamedInput::_load(float& value) {
-    detail::readNumber(_cursor(), _name, value);
-}
-
-void NamedInput::_load(double& value) {
-    detail::readNumber(_cursor(), _name, value);
-}
-
-void NamedInput::_load(std::string& text) {
-    detail::readText(_cursor(), _name, text);
-}
-
-void NamedInput::_load(Kr::KrTransform& transform) {
-    detail::readTuple(_cursor(), _name, std::span<double>(transform.m));
+void NamedInput::_load(const Value& value) {
+    std::visit(
+        [this](auto* target) {
+            if constexpr (std::is_same_v<decltype(target), Kr::KrTransform*>) {
+                detail::readTuple(_cursor(), _name, std::span<double>(target->m));
+            } else {
+                detail::readScalar(_cursor(), _name, *target);
+            }
+        },
+        value);
 }
 
 void NamedInput::_loadCount(std::size_t& count) {
@@ -111,12 +96,8 @@ void NamedInput::_loadCount(std::size_t& count) {
         _cursor().refuse("counts " + std::to_string(count) + " where at most " + std::to_string(most) + " follow");
 }
 
-void NamedInput::_refuseRange(long long value) const {
-    _place->refuse("is out of the range of its type: " + std::to_string(value));
-}
-
-void NamedInput::_refuseRange(unsigned long long value) const {
-    _place->refuse("is out of the range of its type: " + std::to_string(value));
+void NamedInput::_refuseRange(const std::string& number) const {
+    _place->refuse("is out of the range of its type: " + number);
 }
 
 void NamedInput::load_binary(void* bytes, std::size_t count) {

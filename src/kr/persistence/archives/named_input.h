@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "kr/math/transform.h"
@@ -43,6 +44,7 @@ public:
 
 protected:
     using DocumentReader = detail::Document (*)(const detail::DocumentSource& source);
+    using Value = std::variant<bool*, long long*, unsigned long long*, float*, double*, std::string*, Kr::KrTransform*>;
 
     /// \param state, archive  the archive that derives from this; the stream is borrowed.
     NamedInput(std::istream& stream, DocumentReader reader, KrArchive& state, BasicArchive& archive,
@@ -55,16 +57,9 @@ protected:
     void _enter(const char* name);
     void _leave();
     [[nodiscard]] bool _isThere();
-    void _load(bool& value);
-    void _load(long long& value);
-    void _load(unsigned long long& value);
-    void _load(float& value);
-    void _load(double& value);
-    void _load(std::string& text);
-    void _load(Kr::KrTransform& transform);
+    void _load(const Value& value);
     void _loadCount(std::size_t& count);
-    [[noreturn]] void _refuseRange(long long value) const;
-    [[noreturn]] void _refuseRange(unsigned long long value) const;
+    [[noreturn]] void _refuseRange(const std::string& number) const;
 
     const char* _name{"Value"};  // of the value that is loaded next
 

@@ -70,7 +70,7 @@ public:
 
     template <class T>
     void save(const T& value) {
-        if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T>) {
+        if constexpr (std::is_same_v<T, bool> || std::is_floating_point_v<T> || std::is_same_v<T, std::string>) {
             _save(value);
         } else if constexpr (std::is_integral_v<T> && std::is_signed_v<T>) {
             _save(static_cast<long long>(value));
@@ -82,9 +82,8 @@ public:
             const unsigned int version = value;
             if (version != 0) _save(static_cast<unsigned long long>(version));
         } else {
-            static_assert(std::is_same_v<T, std::string> || std::is_same_v<T, Kr::KrTransform>,
-                          "XML and JSON archives do not know this plain type");
-            _save(value);
+            static_assert(std::is_same_v<T, Kr::KrTransform>, "XML and JSON archives do not know this plain type");
+            _save(&value);
         }
     }
 

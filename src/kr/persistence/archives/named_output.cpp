@@ -1,6 +1,7 @@
 #include "kr/persistence/archives/named_output.h"
 
 #include <span>
+#include <type_traits>
 
 #include "kr/persistence/archives/internal/binary_format.h"
 #include "kr/persistence/archives/internal/bookkeeping.h"
@@ -102,32 +103,16 @@ void NamedOutput::_saveNull() {
     _writer->attribute(detail::nameOf(detail::eBookkeeping::kNull), "true", true);
 }
 
-void NamedOutput::_save(bool value) {
-    _writer->literal(_name, value ? "true" : "false");
-}
-
-void NamedOutput::_save(long long value) {
-    _writer->number(_name, NumberText(value));
-}
-
-void NamedOutput::_save(unsigned long long value) {
-    _writer->number(_name, NumberText(value));
-}
-
-void NamedOutput::_save(float value) {
-    _writer->number(_name, NumberText(value));
-}
-
-void NamedOutput::_save(double value) {
-    _writer->number(_name, NumberText(value));
-}
-
-void NamedOutput::_save(std::string_view text) {
-    _writer->text(_name, text);
-}
-
-void NamedOutput::_save(const Kr::KrTransform& transform) {
-    _writer->tuple(_name, std::span<const double>(transform.m));
+void NamedOutput::_save(const Value& value) {
+    std::visit(
+        [this](auto saved) {
+            if constexpr (std::is_pointer_v<decltype(saved)>) {
+                _writer->tuple(_name, std::span<const double>(saved->m));
+            } else {
+                _writer->scalar(_name, saved);
+            }
+        },
+        value);
 }
 
 void NamedOutput::_saveNumber(detail::eBookkeeping which, std::size_t number) {

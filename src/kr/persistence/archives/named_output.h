@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "kr/math/transform.h"
 #include "kr/persistence/archives/archive.h"
@@ -37,6 +38,9 @@ public:
     void save_binary(const void* bytes, std::size_t count);
 
 protected:
+    using Value =
+        std::variant<bool, long long, unsigned long long, float, double, std::string_view, const Kr::KrTransform*>;
+
     /// \param state, archive  the archive that derives from this.
     NamedOutput(std::unique_ptr<detail::DocumentWriter> writer, KrArchive& state,
                 boost::archive::detail::basic_oarchive& archive, const char* archiveKind);
@@ -46,13 +50,7 @@ protected:
     void _begin(const char* name);
     void _end();
     void _saveNull();
-    void _save(bool value);
-    void _save(long long value);
-    void _save(unsigned long long value);
-    void _save(float value);
-    void _save(double value);
-    void _save(std::string_view text);
-    void _save(const Kr::KrTransform& transform);
+    void _save(const Value& value);
 
     const char* _name{"Value"};  // of the value that is saved next
 

@@ -3,12 +3,15 @@
 #include <utility>
 
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/files/named_file_section.h"
 
 namespace KrPersistence {
 
 KrFileSection::KrFileSection() = default;
 
 KrFileSection::~KrFileSection() = default;
+
+NamedFileSection::~NamedFileSection() = default;
 
 void KrFileSection::prepareBeforeSaving(KrFile* file, int /*flags*/) {
     declareReferencableObjects(file);

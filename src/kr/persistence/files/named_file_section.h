@@ -32,7 +32,7 @@ public:
     void read(ArchiveReader& reader, unsigned int version) { _read(reader, version); }
 
 protected:
-    NamedFileSection();
+    NamedFileSection() = default;
 
     /// Writes the content; what it throws fails the save.
     virtual void _write(ArchiveWriter& writer) const = 0;

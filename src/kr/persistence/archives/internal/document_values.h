@@ -42,6 +42,18 @@ void readNumber(DocumentCursor& cursor, std::string_view name, Number& value) {
     parseItem(cursor, cursor.take(name), value);
 }
 
+/// A bool, text or number.
+template <class Value>
+void readScalar(DocumentCursor& cursor, std::string_view name, Value& value) {
+    if constexpr (std::is_same_v<Value, bool>) {
+        value = readBool(cursor, name);
+    } else if constexpr (std::is_same_v<Value, std::string>) {
+        readText(cursor, name, value);
+    } else {
+        readNumber(cursor, name, value);
+    }
+}
+
 /// Calls take(number) for each.
 template <class Number, class Take>
 void readNumbers(DocumentCursor& cursor, std::string_view name, const Take& take) {

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
@@ -34,6 +35,17 @@ public:
     /// true or false
     void literal(std::string_view name, std::string_view text);
     void number(std::string_view name, const NumberText& number);
+    /// A bool, text or number.
+    template <class Value>
+    void scalar(std::string_view name, Value value) {
+        if constexpr (std::is_same_v<Value, bool>) {
+            literal(name, value ? "true" : "false");
+        } else if constexpr (std::is_same_v<Value, std::string_view>) {
+            text(name, value);
+        } else {
+            number(name, NumberText(value));
+        }
+    }
     /// In one line.
     template <class Number>
     void tuple(std::string_view name, std::span<Number> numbers) {
