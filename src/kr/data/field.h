@@ -68,8 +68,8 @@ public:
     }
 
     // --- Binding to a variable -------------------------------------------------------------------------------------
-    /// Reads and writes the value through these functions from now on; replaces an earlier binding, which empty
-    /// functions only end.
+    /// Reads and writes the value through these functions from now on, instead of an earlier binding. Two empty
+    /// functions end a binding.
     void bindValue(ValuePointer<T> pointer);
     /// Binds the field to `variable`, which must outlive the binding; null ends a binding.
     void bindVariable(T* variable);
