@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 
 #ifdef KR_HAVE_GLIB
@@ -178,7 +179,7 @@ void BM_Read(benchmark::State& state) {
     const EventData data(encoded());
     std::vector<Record> read(kRecords);
     for (auto _ : state) {
-        data._rewind();
+        KrSim::detail::EventDataAccess::rewind(data);
         for (Record& record : read)
             data >> record.number >> record.value >> record.name >> record.unit >> record.stamp >> record.isValid >>
                 record.weight;

@@ -10,6 +10,7 @@
 
 #include "kr/content/content_id.h"
 #include "kr/content/events/content_event_data.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/platform/log.h"
 
@@ -89,7 +90,7 @@ void readPayload(const Bytes& payload) {
     written << id;
     KrContentID again;
     written >> again;
-    require(written._unread() == 0);
+    require(KrSim::detail::EventDataAccess::unread(written) == 0);
     EventData twice;
     twice << again;
     require(twice.data() == written.data());

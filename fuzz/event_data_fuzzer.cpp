@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/math/matrix44.h"
 #include "kr/platform/log.h"
@@ -115,7 +116,9 @@ public:
         _written.clear();
         _size = 0;
     }
-    void check() const { require(_data._unread() == _left() && _data.data() == _payload); }
+    void check() const {
+        require(KrSim::detail::EventDataAccess::unread(_data) == _left() && _data.data() == _payload);
+    }
 
 private:
     [[nodiscard]] std::size_t _left() const { return _payload.size() - _at; }

@@ -1,4 +1,5 @@
 #include "tests/allocation/world.h"
+#include "kr/events/event_access.h"
 
 #include <algorithm>
 #include <array>
@@ -138,7 +139,7 @@ std::string describeProcess() {
 }
 
 Simulation::Simulation() {
-    KrSim::KrEventDispatcher::_setClock(&clock);
+    KrSim::detail::DispatcherAccess::setClock(&clock);
     application = KrSim::KrApplication::create(clock);
     application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
     const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
@@ -148,7 +149,7 @@ Simulation::Simulation() {
 }
 
 Simulation::~Simulation() {
-    KrSim::KrEventDispatcher::_replaceDelayedEvents({});
+    KrSim::detail::DispatcherAccess::replaceDelayedEvents({});
 }
 
 void Simulation::sendLater(int number, double delaySeconds) const {
@@ -163,7 +164,7 @@ std::string Simulation::describe() const {
                        std::to_string(application->getContentDispatcher().getExtensionCount()) + ", managed " +
                        std::to_string(worker->managedCount()) + ", shift " + std::to_string(worker->shift) +
                        ", frames " + std::to_string(application->_getFramePosition().frames);
-    const auto pending = KrSim::KrEventDispatcher::_getPendingEvents(&application->getInternals().events);
+    const auto pending = KrSim::detail::DispatcherAccess::getPendingEvents(&application->getInternals().events);
     for (const auto& each : pending.events) {
         text += ", event " + std::to_string(each.event.ID()) + " of " + std::to_string(each.event.bytes()) +
                 " bytes in " + std::to_string(each.dueSeconds - pending.nowSeconds);

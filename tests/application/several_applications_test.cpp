@@ -14,6 +14,7 @@
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/events/errors/error_handler.h"
 #include "kr/events/errors/error_manager.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_implementation.h"
@@ -116,7 +117,7 @@ TEST_P(Feedback, IsTheSameWhateverThreadWasFirst) {
     const test_support::DispatcherScope scope;
     const PublishedLog log;
     const double expected = World().heightAfterRun();
-    KrEventDispatcher::_resetOwner();
+    KrSim::detail::DispatcherAccess::resetOwner();
     OtherThread other;
     EXPECT_EQ(GetParam().heightAfterRun(other), expected);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kr/events/errors/error_events.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_listener.h"
@@ -172,7 +173,7 @@ TEST(ApplicationQueues, ReleaseBlockingSendersWithTheMainLoop) {
     std::optional<bool> result;
     // The send may come before or after the end; after it, the sender delivers for itself.
     stranger.begin([&] { result = KrEventDispatcher::sendEventLocallyImmediatelyBlocking(tick(1)); });
-    application.events._stopRunning();
+    KrSim::detail::EventManagerAccess::stopRunning(application.events);
     stranger.awaitEnd();
     EXPECT_TRUE(result.has_value());
 }
@@ -200,7 +201,9 @@ const FirstSender kFirstSenders[] = {
     {"ThroughTheApplication", [](Application& application) { application.send(1); }},
     {"ThroughNone", [](Application&) { KrEventDispatcher::sendEventLocally(tick(1)); }},
     {"AMessageOfTheLog",
-     [](Application& application) { application.events._publish(EventId::_fromNumber(kTick), EventData()); }},
+     [](Application& application) {
+         KrSim::detail::EventManagerAccess::publish(application.events, EventId::_fromNumber(kTick), EventData());
+     }},
 };
 INSTANTIATE_TEST_SUITE_P(Sent, ApplicationThread, testing::ValuesIn(kFirstSenders),
                          [](const auto& each) { return std::string(each.param.name); });
@@ -223,7 +226,7 @@ TEST(ApplicationQueues, AreServedWithTheCommonOneWhileTheirApplicationDoesNotRun
         delayed.setDelay(-1.0);
         KrEventDispatcher::sendEventLocally(delayed);
     }
-    application.events._stopRunning();
+    KrSim::detail::EventManagerAccess::stopRunning(application.events);
     stranger.does([&] { application.send(2); });
     KrEventDispatcher::preUpdate();
     EXPECT_THAT(application.heard, ElementsAre("a 1", "a 2"));
@@ -244,7 +247,7 @@ TEST(ApplicationQueues, WarnOnceOfTenThousandEventsAndDropLogMessagesWhileTheirA
     const auto logOnStranger = [&](int count) {
         stranger.does([&, count] {
             for (int i = 0; i < count; ++i)
-                application.events._publish(KrSim::kErrorMessageEvent, EventData());
+                KrSim::detail::EventManagerAccess::publish(application.events, KrSim::kErrorMessageEvent, EventData());
         });
     };
     logOnStranger(10'000);
@@ -313,7 +316,7 @@ TEST(ApplicationQueues, EndWhenNoOtherThreadIsInsideACallback) {
     sender.begin([&] { manager->sendEventLocallyImmediately(id, EventData()); });
     inside.wait();
     releaser.begin([&] { mayLeave = true; });
-    manager->_beginEnd();
+    KrSim::detail::EventManagerAccess::beginEnd(*manager);
     EXPECT_TRUE(hasLeft);
     sender.awaitEnd();
     sender.does([] { KrEventDispatcher::sendEventLocallyImmediately(tick(1)); });

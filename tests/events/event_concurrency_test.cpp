@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_implementation.h"
@@ -144,7 +145,7 @@ TEST_F(BlockingEvents, AreWaitedForLaterByASenderWithOtherWork) {
 
 TEST_F(BlockingEvents, WarnOnceOfAnOwnerThatDoesNotDeliver) {
     const test_support::LogCapture log;
-    KrEventDispatcher::_setPatience(0.0);
+    KrSim::detail::DispatcherAccess::setPatience(0.0);
     BlockingSend send(KrSimEvent(1));
     while (log.lines().empty())
         std::this_thread::yield();
@@ -161,7 +162,7 @@ TEST_F(BlockingEvents, AreDroppedWhenTheOwnerIsReset) {
         // The send may come before or after a reset; after it, the sender delivers for itself and is the owner.
         BlockingSend send(event);
         send.resultAfter([] {
-            KrEventDispatcher::_resetOwner();
+            KrSim::detail::DispatcherAccess::resetOwner();
             KrEventDispatcher::preUpdate();
         });
     }

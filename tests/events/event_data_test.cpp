@@ -1,4 +1,5 @@
 #include "kr/events/event_data.h"
+#include "kr/events/event_access.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -108,7 +109,7 @@ TEST_P(EventDataEncoding, HasTheseBytesAtAnyOffset) {
     unsigned char first = 0;
     data >> first;
     EXPECT_EQ(GetParam().read(data), fromHex(GetParam().hex));
-    EXPECT_EQ(data._unread(), 0U);
+    EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), 0U);
 }
 
 TEST_P(EventDataEncoding, LeavesTargetAndPositionWhenAScalarIsCutAnywhere) {
@@ -118,7 +119,7 @@ TEST_P(EventDataEncoding, LeavesTargetAndPositionWhenAScalarIsCutAnywhere) {
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const EventData data(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
         EXPECT_EQ(GetParam().read(data), Bytes(whole.size(), 1)) << length;
-        EXPECT_EQ(data._unread(), length);
+        EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), length);
     }
     EXPECT_THAT(log.lines(), SizeIs(whole.size()));
     EXPECT_THAT(log.lines(), Each(kPastEnd));
@@ -182,7 +183,7 @@ TEST(EventData, WritesAtTheEndAndReadsFromTheStartAfterEveryChange) {
         for (EventData* each : {&data, &copy, &moved, &fromBytes}) {
             *each << short{9};
             EXPECT_EQ(each->data(), fromHex(std::string(hex) + "09 00"));
-            EXPECT_EQ(each->_unread(), each->data().size());
+            EXPECT_EQ(KrSim::detail::EventDataAccess::unread(*each), each->data().size());
         }
     }
 }
@@ -192,7 +193,7 @@ TEST(EventData, StaysAsItIsWhenAssignedToItself) {
     EventData& same = data;
     data = same;
     data = std::move(same);
-    EXPECT_EQ(data._unread(), 3U);
+    EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), 3U);
     EXPECT_EQ(data.data(), (Bytes{1, 2, 3, 4}));
 }
 
@@ -230,7 +231,7 @@ TEST(EventData, ReadsATextWithoutItsBytesAsThatManyNulCharacters) {
         std::string text = "before";
         data >> text;
         EXPECT_TRUE(text == std::string(length, '\0')) << hex << " gives " << text.size();
-        EXPECT_EQ(data._unread(), unread) << hex;
+        EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), unread) << hex;
         EXPECT_THAT(log.lines(), ElementsAre(kPastEnd));
     }
 }
@@ -257,9 +258,9 @@ TEST(EventData, ReadsAWholeTextOrNothing) {
         const test_support::LogCapture log;
         const EventData data(fromHex(hex));
         std::string read = "before";
-        EXPECT_EQ(data._readWholeText(read), isWhole) << hex;
+        EXPECT_EQ(KrSim::detail::EventDataAccess::readWholeText(data, read), isWhole) << hex;
         EXPECT_EQ(read, text) << hex;
-        EXPECT_EQ(data._unread(), unread) << hex;
+        EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), unread) << hex;
         EXPECT_THAT(log.lines(), testing::IsEmpty()) << hex;
     }
 }
@@ -272,7 +273,7 @@ TEST(EventData, TakesTheNumbersOfACutMatrix) {
     data >> matrix;
     EXPECT_EQ(matrix.m[0], 4.0);
     EXPECT_EQ(matrix.m[1], 5.0);
-    EXPECT_EQ(data._unread(), 4U);
+    EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), 4U);
     EXPECT_THAT(log.lines(), SizeIs(14));
     EXPECT_THAT(log.lines(), Each(kPastEnd));
 }
@@ -311,7 +312,7 @@ TEST(EventData, CarriesMeasurementsOfAProcess) {
 TEST(EventData, ReportsATextThatItsLengthCannotHold) {
     const test_support::LogCapture log;
     EventData data;
-    data._writeText("", std::size_t{1} << 32U);
+    KrSim::detail::EventDataAccess::writeText(data, "", std::size_t{1} << 32U);
     data << true;
     EXPECT_EQ(data.data(), fromHex("00 00 00 00 01"));
     EXPECT_THAT(log.lines(), ElementsAre("2 EventData::operator<<, a text of 4294967296 bytes is too long\n"));
@@ -323,7 +324,7 @@ TEST(EventData, ReadsTheSameWhenErrorsThrow) {
     std::string text = "before";
     EXPECT_NO_THROW(data >> text);
     EXPECT_EQ(text, std::string(2, '\0'));
-    EXPECT_EQ(data._unread(), 1U);
+    EXPECT_EQ(KrSim::detail::EventDataAccess::unread(data), 1U);
 }
 
 }  // namespace event_data_test

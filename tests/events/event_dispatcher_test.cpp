@@ -1,4 +1,5 @@
 #include "kr/events/event_dispatcher.h"
+#include "kr/events/event_access.h"
 #include "kr/platform/manual_clock.h"
 
 #include <gmock/gmock.h>
@@ -95,7 +96,7 @@ TEST_P(Route, DeliversHereAndThereAtItsTime) {
 
 TEST_P(Route, WithADelayIsHeldBackOnEveryWay) {
     const auto& [name, send, here, there] = GetParam();
-    KrEventDispatcher::_setClock(&clock);
+    KrSim::detail::DispatcherAccess::setClock(&clock);
     KrEventDispatcher::setSharedEventChannel(channels.first);
     const Listener listener(log, "a", {1}, [](const KrSimEvent& event) { EXPECT_EQ(event.getDelay(), 0.0); });
     send(delayed(1, 0.5));
@@ -237,7 +238,7 @@ TEST_F(Dispatcher, TheFirstExceptionContinuesAfterAllDelayedAndQueuedEvents) {
 }
 
 TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
-    KrEventDispatcher::_setClock(&clock);
+    KrSim::detail::DispatcherAccess::setClock(&clock);
     const Listener a(log, "a", {1, 2, 3, 4, 5}, [](const KrSimEvent& event) {
         if (event.ID() == 1) KrEventDispatcher::sendEventLocally(delayed(4, -1.0));
     });
@@ -253,7 +254,7 @@ TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
 
     Kr::ManualClock other;
     other.sleep(5000.0);
-    KrEventDispatcher::_setClock(&other);
+    KrSim::detail::DispatcherAccess::setClock(&other);
     log.clear();
     for (const double seconds : {1.75, 0.5, 1.5, 0.5}) {
         other.sleep(seconds);
@@ -262,7 +263,7 @@ TEST_F(Dispatcher, DueEventsComeInTheOrderOfTheirSendingAndMaySendNewOnes) {
     }
     EXPECT_THAT(log, ElementsAre("frame", "a5", "frame", "frame", "a3", "frame"))
         << "what was left of the delays survives a new clock";
-    KrEventDispatcher::_setClock(nullptr);
+    KrSim::detail::DispatcherAccess::setClock(nullptr);
 }
 
 TEST_F(Dispatcher, EventsOfOtherApplicationsFollowTheQueue) {

@@ -1,4 +1,5 @@
 #include "kr/events/event_id_list.h"
+#include "kr/events/event_access.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -76,7 +77,7 @@ TEST_F(EventIds, ArePublishedFiveAStepInTheOrderOfTheirMaking) {
     EXPECT_THAT(published(*theirs), IsEmpty());
 
     list.add("H");
-    KrEventDispatcher::_publishEventNames();  // an application joined; those that wait stay in front
+    KrSim::detail::DispatcherAccess::publishEventNames();  // an application joined; those that wait stay in front
     KrEventDispatcher::postUpdate();
     KrEventDispatcher::postUpdate();
     const auto all = published(*theirs);
@@ -90,10 +91,11 @@ TEST_F(EventIds, PublicationsHaveTheseBytes) {
     list.add("Ab");
     list.add("");
     list.add("C");
-    EXPECT_EQ(list._takeNamesToPublish(), (std::vector<std::uint8_t>{3, 0, 0, 0,              // 0: count
-                                                                     2, 0, 0, 0, 0x41, 0x62,  // 4: "Ab"
-                                                                     0, 0, 0, 0,              // 10: ""
-                                                                     1, 0, 0, 0, 0x43}));     // 14: "C"
+    EXPECT_EQ(KrSim::detail::EventNamesAccess::takeNamesToPublish(),
+              (std::vector<std::uint8_t>{3, 0, 0, 0,              // 0: count
+                                         2, 0, 0, 0, 0x41, 0x62,  // 4: "Ab"
+                                         0, 0, 0, 0,              // 10: ""
+                                         1, 0, 0, 0, 0x43}));     // 14: "C"
 }
 
 TEST_F(EventIds, OfOtherApplicationsGiveNumbersANameAndAreNotToldOn) {
@@ -112,7 +114,7 @@ TEST_F(EventIds, OfOtherApplicationsAreKeptUpToSixteenMebibytes) {
     const std::string tooLong((std::size_t{16} << 20U) - 1, 'x');
     KrSim::EventData names;
     names << 3U << "AB" << tooLong << "C";
-    list._learn(names.data().data(), names.data().size(), "other:1");
+    KrSim::detail::EventNamesAccess::learnNames(names.data().data(), names.data().size(), "other:1");
     EXPECT_EQ(list.getName(Kr::KrID::numberFor("AB")), "AB");
     EXPECT_EQ(list.getName(Kr::KrID::numberFor(tooLong)), "");
     EXPECT_EQ(list.getName(Kr::KrID::numberFor("C")), "C");
@@ -126,7 +128,7 @@ TEST_F(EventIds, OfAMalformedPublicationAreThoseBeforeTheFault) {
     const auto learn = [&](const Bytes& payload) {
         list.cleanup();
         const LogCapture log;
-        list._learn(payload.data(), payload.size(), "other:1");
+        KrSim::detail::EventNamesAccess::learnNames(payload.data(), payload.size(), "other:1");
         EXPECT_THAT(log.lines(), ElementsAre("3 EventIDList: malformed list of event names from 'other:1'\n"));
         return list.getName(Kr::KrID::numberFor("A"));
     };

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
@@ -22,11 +23,11 @@ public:
         using KrSim::KrEventDispatcher;
         KrEventDispatcher::setSharedEventChannel(nullptr);
         KrEventDispatcher::enableExternalControl(false);
-        KrEventDispatcher::_setClock(nullptr);
-        KrEventDispatcher::_setPatience(10.0);
+        KrSim::detail::DispatcherAccess::setClock(nullptr);
+        KrSim::detail::DispatcherAccess::setPatience(10.0);
         KrEventDispatcher::preUpdate();
         KrEventDispatcher::postUpdate();
-        KrEventDispatcher::_resetOwner();
+        KrSim::detail::DispatcherAccess::resetOwner();
         KrSim::EventIDList::instance().cleanup();
     }
 };

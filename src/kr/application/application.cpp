@@ -14,6 +14,8 @@
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/content/paths/i_application_content.h"
 #include "kr/events/errors/error_handler.h"
+#include "kr/events/errors/error_handler_access.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
@@ -69,7 +71,7 @@ KrApplication::KrApplication(Kr::IClock& clock)
     auto& parts = *_parts;
     _state->eventManager = &parts.events;
     _state->errorManager = &parts.errors;
-    _state->eventQueue = parts.events._getQueue();
+    _state->eventQueue = detail::EventManagerAccess::getQueue(parts.events);
     parts.root->setName("Application");
     ObjectAccess::setApplicationRoot(*parts.root);
     ExtensionAccess::setApplicationContext(*parts.root, _context);
@@ -93,14 +95,14 @@ KrApplication::KrApplication(Kr::IClock& clock)
             [this](const EventData&) { sendExitApplicationRequest(eExitRequestMode::kThis); });
     }
     parts.rootEntry.emplace(*this);
-    KrErrorHandler::_addApplication(parts.events);
+    detail::ErrorHandlerAccess::addApplication(parts.events);
 }
 
 KrApplication::~KrApplication() {
     auto& parts = *_parts;
     parts.rootEntry.reset();
     // From here on no other thread delivers events to what is destroyed now.
-    parts.events._beginEnd();
+    detail::EventManagerAccess::beginEnd(parts.events);
     _state->end();
     parts.configurationWatch.disconnect();
     parts.subscriptions.unregister();
@@ -111,7 +113,7 @@ KrApplication::~KrApplication() {
     removeAllExtensions();
     ExtensionAccess::setApplicationContext(*parts.root, {});
     _content.reset();
-    KrErrorHandler::_removeApplication(parts.events);
+    detail::ErrorHandlerAccess::removeApplication(parts.events);
 }
 
 Kr::KrBase& KrApplication::getReferenceRoot() {

@@ -7,6 +7,7 @@
 #include "kr/application/application.h"
 #include "kr/application/context/application_state.h"
 #include "kr/application/internal/application_parts.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/platform/log.h"
@@ -94,7 +95,7 @@ void KrApplication::_endLoop(int exitValue) {
     _state->leaveLoop();
     _exitRequested.store(false, std::memory_order_relaxed);  // served
     // Releases threads that wait for this one to deliver an event.
-    _parts->events._stopRunning();
+    detail::EventManagerAccess::stopRunning(_parts->events);
     _parts->listeners.notify([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
 }
 

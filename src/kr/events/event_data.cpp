@@ -4,10 +4,13 @@
 #include <exception>
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/math/matrix44.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
+
+using detail::EventDataAccess;
 namespace {
 
 // Bytes kept beyond the payload. The upper bound is what one write may have to clear after the vector was cut.
@@ -135,23 +138,23 @@ void EventData::_grow(std::size_t count) {
 }
 
 EventData& operator<<(EventData& data, const KrMath::Matrix44T<double>& matrix) {
-    data._write(matrix);
+    EventDataAccess::write(data, matrix);
     return data;
 }
 
 const EventData& operator>>(const EventData& data, KrMath::Matrix44T<double>& matrix) {
-    data._readMatrix(matrix);
+    EventDataAccess::readMatrix(data, matrix);
     return data;
 }
 
 EventData& operator<<(EventData& data, const KrUuid& uuid) {
-    data._write(uuid.getBytes());
+    EventDataAccess::write(data, uuid.getBytes());
     return data;
 }
 
 const EventData& operator>>(const EventData& data, KrUuid& uuid) {
     KrUuid::Bytes bytes;
-    if (data._read(bytes)) uuid = KrUuid(bytes);
+    if (EventDataAccess::read(data, bytes)) uuid = KrUuid(bytes);
     return data;
 }
 

@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "kr/events/fwd.h"
 #include "kr/math/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/uuid.h"
@@ -59,6 +60,16 @@ public:
     void clear() noexcept;
 
     /// As setData, from a block of memory.
+private:
+    friend struct detail::EventDataAccess;
+    template <EventScalar T>
+    friend EventData& operator<<(EventData& data, T value);
+    template <EventScalar T>
+    friend const EventData& operator>>(const EventData& data, T& value);
+    friend EventData& operator<<(EventData& data, const std::string& text);
+    friend EventData& operator<<(EventData& data, const char* text);
+    friend const EventData& operator>>(const EventData& data, std::string& text);
+
     void _setBytes(const std::uint8_t* bytes, std::size_t count);
     /// For operators of further types: appends the bytes of a value.
     template <class T>
@@ -112,7 +123,6 @@ public:
     /// Moves the read position to the first byte.
     void _rewind() const noexcept { _readPosition = 0; }
 
-private:
     // The templates above store the position after the bytes: bytes may alias anything, and a position stored before
     // them would have to be loaded again for the next value.
     static void _reportPastEnd();

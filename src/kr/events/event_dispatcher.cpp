@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
 #include "kr/events/internal/event_delivery.h"
@@ -235,12 +236,12 @@ bool await(const State& all, Awaited& awaited) {
     auto& event = awaited.event;
     const double seconds = all.patienceSeconds.load(std::memory_order_relaxed) + std::max(event.getDelay(), 0.0);
     if (event.waitForDoneSignal(seconds)) return true;
-    if (event._isDonePending()) warnOfWaitingSender(event, awaited.application, seconds);
+    if (detail::SimEventAccess::isDonePending(event)) warnOfWaitingSender(event, awaited.application, seconds);
     return event.waitForDoneSignal();
 }
 
 LocalQueue* queueOf(const EventManagerImplementation* manager) {
-    return manager != nullptr ? manager->_getQueue() : threadEvents.current;
+    return manager != nullptr ? detail::EventManagerAccess::getQueue(*manager) : threadEvents.current;
 }
 
 }  // namespace
@@ -284,8 +285,8 @@ void KrEventDispatcher::sendEventRemotelyImmediately(const KrSimEvent& event) {
     send(event, eEventRoute::kNone, eEventRoute::kAtOnce);
 }
 
-void KrEventDispatcher::_send(const KrSimEvent& event, eEventRoute local, eEventRoute remote,
-                              detail::LocalQueue* queue) {
+void detail::DispatcherAccess::sendEvent(const KrSimEvent& event, eEventRoute local, eEventRoute remote,
+                                         detail::LocalQueue* queue) {
     if (queue == nullptr) {
         send(event, local, remote);
     } else {
@@ -293,7 +294,7 @@ void KrEventDispatcher::_send(const KrSimEvent& event, eEventRoute local, eEvent
     }
 }
 
-void KrEventDispatcher::_sendMessage(const KrSimEvent& event, detail::LocalQueue* queue) {
+void detail::DispatcherAccess::sendMessage(const KrSimEvent& event, detail::LocalQueue* queue) {
     State& all = state();
     ThreadEvents& self = threadEvents;
     LocalQueue& routed = all.queues.route(self);
@@ -304,12 +305,12 @@ void KrEventDispatcher::_sendMessage(const KrSimEvent& event, detail::LocalQueue
           isRouted ? eSender::kThread : eSender::kMessage});
 }
 
-void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome) {
+void detail::DispatcherAccess::sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome) {
     State& all = state();
     ThreadEvents& self = threadEvents;
     const bool isRun = queue != nullptr ? queue->isRunning.load() : self.current != nullptr;
     if (!isAtHome || isRun || !sendsProcess(all, self)) {
-        _send(event, eEventRoute::kQueued, eEventRoute::kNone, queue);
+        sendEvent(event, eEventRoute::kQueued, eEventRoute::kNone, queue);
         return;
     }
     // Fields that no application runs belong to the thread that connected them. Not even for a moment may the value
@@ -322,11 +323,11 @@ void KrEventDispatcher::_sendValue(const KrSimEvent& event, detail::LocalQueue* 
     exception.rethrow();
 }
 
-bool KrEventDispatcher::_runsElsewhere(const detail::LocalQueue* queue) noexcept {
+bool detail::DispatcherAccess::runsElsewhere(const detail::LocalQueue* queue) noexcept {
     return queue != nullptr && queue->isRunning.load(std::memory_order_relaxed) && !queue->isOwnedHere();
 }
 
-bool KrEventDispatcher::_isInFrame() noexcept {
+bool detail::DispatcherAccess::isInFrame() noexcept {
     return threadEvents.current != nullptr;
 }
 
@@ -364,27 +365,28 @@ std::shared_ptr<SharedEventChannel> KrEventDispatcher::getSharedEventChannel() {
     return state().remote.getChannel();
 }
 
-void KrEventDispatcher::_publishEventNames() {
-    EventIDList::instance()._publishAllAgain();
+void detail::DispatcherAccess::publishEventNames() {
+    detail::EventNamesAccess::publishAllAgain();
     state().remote.publishNames();
 }
 
-KrEventDispatcher::PendingEvents KrEventDispatcher::_getPendingEvents(const EventManagerImplementation* manager) {
+KrEventDispatcher::PendingEvents detail::DispatcherAccess::getPendingEvents(const EventManagerImplementation* manager) {
     auto& queues = state().queues;
     return {queues.copyPending(queueOf(manager)), queues.now()};
 }
 
-std::vector<PendingEvent> KrEventDispatcher::_replaceDelayedEvents(PendingEvents&& pending,
-                                                                   const EventManagerImplementation* manager) {
+std::vector<PendingEvent> detail::DispatcherAccess::replaceDelayedEvents(KrEventDispatcher::PendingEvents&& pending,
+                                                                         const EventManagerImplementation* manager) {
     auto& queues = state().queues;
     return queues.replaceDelayed(queueOf(manager), std::move(pending.events), queues.now() - pending.nowSeconds);
 }
 
-std::optional<PendingEvent> KrEventDispatcher::_takeDelayedSince(const EventManagerImplementation* manager) noexcept {
+std::optional<PendingEvent> detail::DispatcherAccess::takeDelayedSince(
+    const EventManagerImplementation* manager) noexcept {
     return state().queues.takeDelayedSince(queueOf(manager));
 }
 
-void KrEventDispatcher::_deliverQueuedEvents(const EventManagerImplementation* manager) {
+void detail::DispatcherAccess::deliverQueuedEvents(const EventManagerImplementation* manager) {
     State& all = state();
     ThreadEvents& self = threadEvents;
     FirstException exception;
@@ -394,15 +396,15 @@ void KrEventDispatcher::_deliverQueuedEvents(const EventManagerImplementation* m
     exception.rethrow();
 }
 
-void KrEventDispatcher::_resetOwner() {
+void detail::DispatcherAccess::resetOwner() {
     state().queues.resetCommonOwner();
 }
 
-void KrEventDispatcher::_setPatience(double seconds) {
+void detail::DispatcherAccess::setPatience(double seconds) {
     state().patienceSeconds.store(seconds, std::memory_order_relaxed);
 }
 
-void KrEventDispatcher::_setClock(const Kr::IClock* clock) {
+void detail::DispatcherAccess::setClock(const Kr::IClock* clock) {
     state().queues.setClock(clock != nullptr ? *clock : Kr::SteadyClock::instance());
 }
 

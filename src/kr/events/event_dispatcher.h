@@ -1,12 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "kr/events/fwd.h"
 #include "kr/events/pending_event.h"
-#include "kr/platform/clock.h"
 #include "kr/platform/export.h"
 
 namespace KrSim {
@@ -79,39 +77,6 @@ public:
         std::vector<PendingEvent> events;
         double nowSeconds{0.0};  ///< by the clock of delays
     };
-    /// Those of the application with this manager, and those of no application while no other application runs. Null:
-    /// those of the application that this thread runs, else those of no application and of all on this thread.
-    [[nodiscard]] static PendingEvents _getPendingEvents(const EventManagerImplementation* manager = nullptr);
-    /// Replaces the delayed events of the same queues by these, each due after the same remaining time. Events with
-    /// blocking senders stay. Returns the previous ones. Throws std::bad_alloc, and changes nothing then.
-    static std::vector<PendingEvent> _replaceDelayedEvents(PendingEvents&& pending,
-                                                           const EventManagerImplementation* manager = nullptr);
-    /// Removes and returns one of the delayed events of these queues sent since the last replacement, or nothing.
-    [[nodiscard]] static std::optional<PendingEvent> _takeDelayedSince(
-        const EventManagerImplementation* manager) noexcept;
-    /// Delivers the queued events of these queues, as preUpdate does, but no delayed events. Allocates nothing itself.
-    static void _deliverQueuedEvents(const EventManagerImplementation* manager = nullptr);
-    /// Queues all local event names and publishes the first ones: a new application knows none.
-    static void _publishEventNames();
-    /// The common queue has no owner until the next thread processes it. Its blocking senders are released and their
-    /// events dropped, since these may point to data that the senders now destroy; other events stay.
-    static void _resetOwner();
-    /// The send used by the event managers; null is the queue of an event that is sent through no application.
-    static void _send(const KrSimEvent& event, eEventRoute local, eEventRoute remote, detail::LocalQueue* queue);
-    /// A message of the log, locally. See EventManagerImplementation::_publish.
-    static void _sendMessage(const KrSimEvent& event, detail::LocalQueue* queue);
-    /// Sends a value for a field, locally: through the queue of the field's application, null for none.
-    /// \param isAtHome  the thread made the connection: while no application runs the field, the value arrives before
-    ///                  the send returns, whichever thread owns the queue.
-    static void _sendValue(const KrSimEvent& event, detail::LocalQueue* queue, bool isAtHome);
-    /// Whether the queue belongs to an application that another thread runs.
-    [[nodiscard]] static bool _runsElsewhere(const detail::LocalQueue* queue) noexcept;
-    /// Whether this thread is inside run or update of an application.
-    [[nodiscard]] static bool _isInFrame() noexcept;
-    /// Seconds that a blocking sender waits, besides the delay of its event, before it logs the warning.
-    static void _setPatience(double seconds);
-    /// The clock of delays; null is the steady clock. Borrowed. The remaining time of a running delay does not change.
-    static void _setClock(const Kr::IClock* clock);
 };
 
 }  // namespace KrSim

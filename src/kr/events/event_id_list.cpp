@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "kr/core/id.h"
+#include "kr/events/event_access.h"
 #include "kr/platform/log.h"
 
 namespace KrSim {
@@ -122,7 +123,7 @@ void EventIDList::cleanup() {
     all.unpublished.clear();
 }
 
-void EventIDList::_publishAllAgain() {
+void detail::EventNamesAccess::publishAllAgain() {
     auto& all = names();
     const std::lock_guard lock(all.mutex);
     // Those that wait keep their place in front.
@@ -133,10 +134,10 @@ void EventIDList::_publishAllAgain() {
         all.unpublished.push_back(id);
 }
 
-std::vector<std::uint8_t> EventIDList::_takeNamesToPublish() {
+std::vector<std::uint8_t> detail::EventNamesAccess::takeNamesToPublish() {
     auto& all = names();
     const std::lock_guard lock(all.mutex);
-    const std::size_t count = std::min(all.unpublished.size(), kNamesPerStep);
+    const std::size_t count = std::min(all.unpublished.size(), EventIDList::kNamesPerStep);
     if (count == 0) return {};
     std::string bytes;
     appendNumber(bytes, count);
@@ -149,7 +150,7 @@ std::vector<std::uint8_t> EventIDList::_takeNamesToPublish() {
     return {bytes.begin(), bytes.end()};
 }
 
-void EventIDList::_learn(const std::uint8_t* bytes, std::size_t size, const std::string& sender) {
+void detail::EventNamesAccess::learnNames(const std::uint8_t* bytes, std::size_t size, const std::string& sender) {
     NameReader reader(bytes, size);
     std::uint32_t count = 0;
     bool isWhole = reader.readNumber(count);

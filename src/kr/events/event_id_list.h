@@ -1,9 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include "kr/events/event_id.h"
 #include "kr/platform/export.h"
@@ -38,14 +36,6 @@ public:
 
     /// Removes all names, also those that wait to be published.
     void cleanup();
-
-    /// Queues every local name that does not wait already: a new application knows none of them.
-    void _publishAllAgain();
-    /// Removes at most kNamesPerStep names from the front of the queue and returns them as the payload that other
-    /// applications read: a 4-byte count, then each name as a 4-byte length and its bytes. Empty when no name waits.
-    [[nodiscard]] std::vector<std::uint8_t> _takeNamesToPublish();
-    /// Keeps the names of such a payload. A malformed payload logs a warning; names before the fault are kept.
-    void _learn(const std::uint8_t* bytes, std::size_t size, const std::string& sender);
 
 private:
     EventIDList() = default;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
@@ -24,7 +25,7 @@ namespace {
 
 KrSimEvent makeEvent(const EventId& id, const EventData& data, const detail::EventDomain& domain) {
     auto event = data.data().empty() ? KrSimEvent(id._getNumber()) : KrSimEvent(id._getNumber(), data.data());
-    if (domain.isOfApplication()) event._setOfApplication();
+    if (domain.isOfApplication()) detail::SimEventAccess::setOfApplication(event);
     return event;
 }
 
@@ -34,7 +35,8 @@ EventManagerImplementation::EventManagerImplementation(eQueue queue) : _domain(d
     try {
         if (queue == eQueue::kOwn) _domain.bind();
         const EventId added = EventManagerInternal::createInternalEventId(kNewNetworkApplicationAddedEventName);
-        _applicationAdded = registerListener(added, [](const EventData&) { KrEventDispatcher::_publishEventNames(); });
+        _applicationAdded =
+            registerListener(added, [](const EventData&) { detail::DispatcherAccess::publishEventNames(); });
     } catch (...) {
         _domain.release();
         throw;
@@ -59,44 +61,51 @@ EventListener EventManagerImplementation::registerListener(const EventId& id,
 // --- Sending -------------------------------------------------------------------------------------------------------
 
 bool EventManagerImplementation::sendEvent(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kQueued, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kQueued,
+                                        _getQueue());
     return true;
 }
 
 void EventManagerImplementation::sendEventLocally(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kNone, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kQueued, eEventRoute::kNone,
+                                        _getQueue());
 }
 
 void EventManagerImplementation::sendEventLocallyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kNone, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kNone,
+                                        _getQueue());
 }
 
 void EventManagerImplementation::sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kAtOnce, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kAtOnce, eEventRoute::kAtOnce,
+                                        _getQueue());
 }
 
 void EventManagerImplementation::sendEventRemotely(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kQueued, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kQueued,
+                                        _getQueue());
 }
 
 void EventManagerImplementation::sendEventRemotelyImmediately(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_send(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kAtOnce, _getQueue());
+    detail::DispatcherAccess::sendEvent(makeEvent(id, data, _domain), eEventRoute::kNone, eEventRoute::kAtOnce,
+                                        _getQueue());
 }
 
-void EventManagerImplementation::_publish(const EventId& id, const EventData& data) {
-    KrEventDispatcher::_sendMessage(makeEvent(id, data, _domain), _getQueue());
+void detail::EventManagerAccess::publish(EventManagerImplementation& manager, const EventId& id,
+                                         const EventData& data) {
+    DispatcherAccess::sendMessage(makeEvent(id, data, manager._domain), manager._getQueue());
 }
 
 // --- Of an application ---------------------------------------------------------------------------------------------
 
-void EventManagerImplementation::_stopRunning() {
-    _domain.acceptStops(false);
-    detail::LocalQueues::instance().stop(_domain.getQueue());
+void detail::EventManagerAccess::stopRunning(EventManagerImplementation& manager) {
+    manager._domain.acceptStops(false);
+    LocalQueues::instance().stop(manager._domain.getQueue());
 }
 
-void EventManagerImplementation::_beginEnd() {
-    detail::LocalQueues::instance().end(_domain.getQueue());
-    _domain.getCallbacks().restrictToThisThread();
+void detail::EventManagerAccess::beginEnd(EventManagerImplementation& manager) {
+    LocalQueues::instance().end(manager._domain.getQueue());
+    manager._domain.getCallbacks().restrictToThisThread();
 }
 
 detail::LocalQueue* EventManagerImplementation::_getQueue() const noexcept {

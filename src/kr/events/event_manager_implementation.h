@@ -45,21 +45,13 @@ public:
     void sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data);
     void sendEventRemotely(const EventId& id, const EventData& data);
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
-    /// For messages of the log: as sendEventLocally, but delivered by a running application if there is one, preferably
-    /// that of this thread. A thread that only logs does not become the owner of a queue of an application.
-    void _publish(const EventId& id, const EventData& data);
 
-    // For the application that owns the manager
+private:
+    friend struct detail::EventManagerAccess;
 
-    /// The main loop has ended: blocking senders are released.
-    void _stopRunning();
-    /// The application is about to be destroyed on this thread: callbacks run only here from now on. Returns when no
-    /// other thread is inside a callback.
-    void _beginEnd();
     /// Null without an application. Never destroyed, but it may become that of another application.
     [[nodiscard]] detail::LocalQueue* _getQueue() const noexcept;
 
-private:
     detail::EventDomain& _domain;
     EventListener _applicationAdded;
 };

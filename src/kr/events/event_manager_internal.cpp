@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/event_manager_implementation.h"
 #include "kr/platform/assert.h"
@@ -50,8 +51,8 @@ void EventManagerInternal::sendEventRemotelyImmediately(const EventId& id, const
     if (_manager) _manager->sendEventRemotelyImmediately(id, data);
 }
 
-void EventManagerInternal::_publish(const EventId& id, const EventData& data) {
-    if (_manager) _manager->_publish(id, data);
+void detail::EventManagerAccess::publish(EventManagerInternal& manager, const EventId& id, const EventData& data) {
+    if (manager._manager) publish(*manager._manager, id, data);
 }
 
 }  // namespace KrSim

@@ -30,10 +30,10 @@ public:
     void sendEventLocallyAndRemotelyImmediately(const EventId& id, const EventData& data);
     void sendEventRemotely(const EventId& id, const EventData& data);
     void sendEventRemotelyImmediately(const EventId& id, const EventData& data);
-    /// See EventManagerImplementation::_publish.
-    void _publish(const EventId& id, const EventData& data);
 
 private:
+    friend struct detail::EventManagerAccess;
+
     EventManagerImplementation* _manager;  // null when the given manager is of another class
 };
 

@@ -7,6 +7,9 @@ namespace KrSim {
 namespace detail {
 class EventDomain;
 class LocalQueue;
+struct EventDataAccess;
+struct EventManagerAccess;
+struct SimEventAccess;
 }  // namespace detail
 
 class EventData;

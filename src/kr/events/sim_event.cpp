@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/internal/done_signal.h"
 #include "kr/platform/log.h"
@@ -128,8 +129,8 @@ bool KrSimEvent::waitForDoneSignal(double timeoutSeconds) {
     return _done->waitFor(timeoutSeconds) == detail::DoneSignal::eState::kHandled;
 }
 
-bool KrSimEvent::_isDonePending() const {
-    return _done && _done->waitFor(0.0) == detail::DoneSignal::eState::kPending;
+bool detail::SimEventAccess::isDonePending(const KrSimEvent& event) {
+    return event._done && event._done->waitFor(0.0) == DoneSignal::eState::kPending;
 }
 
 }  // namespace KrSim

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kr/events/event_id.h"
+#include "kr/events/fwd.h"
 #include "kr/platform/export.h"
 
 namespace KrSim {
@@ -95,14 +96,9 @@ public:
     /// Releases the waiting sender; does nothing when no sender waits. Any thread.
     void raiseDoneSignal() const noexcept;
 
-    [[nodiscard]] bool _isAwaited() const noexcept { return _done != nullptr; }  ///< Whether a done signal is expected.
-    /// Whether a done signal is expected that was neither raised nor dropped.
-    [[nodiscard]] bool _isDonePending() const;
-    /// Whether it was sent through the event manager of an application: it is dropped when that application ends.
-    [[nodiscard]] bool _isOfApplication() const noexcept { return _ofApplication; }
-    void _setOfApplication() noexcept { _ofApplication = true; }
-
 private:
+    friend struct detail::SimEventAccess;
+
     void _assign(const void* bytes, std::size_t size);
     [[nodiscard]] bool _hasSizeOf(const std::type_info& type, std::size_t size) const;
 

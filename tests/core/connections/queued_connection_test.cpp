@@ -20,6 +20,7 @@
 #include "kr/data/field_access.h"
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "tests/support/dispatcher_scope.h"
@@ -263,7 +264,7 @@ TEST_F(Queued, LeavesTheValueThatASimulationStateHasAsItIs) {
     const KrSimQueuedConnection connection(_source, _sink);
     KrEventDispatcher::enableExternalControl(true);
     _source->setValue(7.0);
-    const auto pending = KrEventDispatcher::_getPendingEvents();
+    const auto pending = KrSim::detail::DispatcherAccess::getPendingEvents();
     ASSERT_EQ(pending.events.size(), 1U);
     const auto peeked = Kr::QueuedConnectionFunctor::_peek(pending.events[0].event);
     KrEventDispatcher::preUpdate();

@@ -1,4 +1,5 @@
 #include "kr/events/errors/error_manager.h"
+#include "kr/events/errors/error_handler_access.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -70,7 +71,7 @@ protected:
     ~ErrorHandling() override {
         KrErrorHandler::setEventManager(nullptr);
         KrErrorHandler::Unregister();
-        KrErrorHandler::_enableNetworkDispatch(true);
+        KrSim::detail::ErrorHandlerAccess::enableNetworkDispatch(true);
         KrErrorHandler::setLogFile("");
         KrErrorHandler::enableConsoleLog(true);
         Kr::LogSetLevel(eLogLevel::kInfo);
@@ -195,10 +196,11 @@ TEST_F(ErrorHandling, AFatalMessageLeavesTheProcessBeforeItsEnd) {
     Kr::ManualClock clock;
     const double start = clock.getSeconds();
     const auto listener = KrErrorHandler::registerListener([](const std::string& text) { told = text; });
-    KrErrorHandler::_setFatalEnd(&clock, [](int status) { told += "status " + std::to_string(status); });
+    KrSim::detail::ErrorHandlerAccess::setFatalEnd(&clock,
+                                                   [](int status) { told += "status " + std::to_string(status); });
     KrSim::KrEventDispatcher::sendEventRemotely(KrSim::KrSimEvent(kSetLevel));
     Kr::logMessage(eLogLevel::kFatal, "the end\n");
-    KrErrorHandler::_setFatalEnd(nullptr, nullptr);
+    KrSim::detail::ErrorHandlerAccess::setFatalEnd(nullptr, nullptr);
     EXPECT_EQ(told, "FATAL - the end\nstatus 1");
     EXPECT_EQ(clock.getSeconds() - start, 3.0);
     EXPECT_THAT(recorder.lines, ElementsAre("1 FATAL - the end\n"));
@@ -209,7 +211,7 @@ TEST_F(ErrorHandling, TargetsDecideWhoChanges) {
     const std::string me = Kr::Process::getHostNameProcessID();
     for (const std::string& target : {std::string(), me, std::string("other:1")}) {
         Kr::LogSetLevel(eLogLevel::kWarn);
-        KrErrorHandler::_enableNetworkDispatch(true);
+        KrSim::detail::ErrorHandlerAccess::enableNetworkDispatch(true);
         errors.setLogLevel(eLogLevel::kDebug, target);
         errors.enableNetworkDispatch(false, target);
         const bool isForOther = target == "other:1";

@@ -9,6 +9,7 @@
 #include "kr/application/module_record.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/vector.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_id_list.h"
 #include "kr/extension/extension_access.h"
 #include "kr/extension/factory/extension_factory.h"
@@ -70,7 +71,7 @@ public:
         auto& parameters = states_test::proxyOf(_world.first).getParameterContainer();
         const auto* own = field.clone(&parameters);
         _world.run(1);
-        KrSim::KrEventDispatcher::_replaceDelayedEvents({});
+        KrSim::detail::DispatcherAccess::replaceDelayedEvents({});
         KrSim::KrSimEvent event(KrSim::EventIDList::instance().add("SavedFiles.Event"), {1, 2, 255});
         event.setDelay(0.5);
         KrSim::KrEventDispatcher::sendEventLocally(event);

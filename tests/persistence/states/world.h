@@ -10,6 +10,7 @@
 
 #include "kr/application/application.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/typed_field.h"
@@ -75,7 +76,7 @@ struct World {
         Kr::KrConnectionFactory::connect(*first->speed.getField(), *second->force.getField());
         first->force.getField()->setValue(1.0);
     }
-    ~World() { KrSim::KrEventDispatcher::_replaceDelayedEvents({}); }
+    ~World() { KrSim::detail::DispatcherAccess::replaceDelayedEvents({}); }
     Unit* add(const char* name) { return &test.make<Unit>(name); }
     void run(int frames) { test.step(static_cast<std::uint32_t>(frames)); }
     [[nodiscard]] std::shared_ptr<const SimulationSnapshot> take() const {

@@ -7,6 +7,7 @@
 
 #include "kr/content/content_id_access.h"
 #include "kr/content/content_reference.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/platform/log.h"
 
@@ -27,7 +28,7 @@ public:
         const Identifier raw = _readIdentifier();
         std::string file = _readText();
         std::uint32_t count = 0;
-        _isComplete &= _data._read(count);
+        _isComplete &= detail::EventDataAccess::read(_data, count);
         // Bytes that were read at the wrong place say nothing of entries.
         KrContentID::Chain chain;
         if (_isComplete && count != 0 && nesting == KrContentID::kMaxNesting) {
@@ -42,13 +43,13 @@ public:
 private:
     Identifier _readIdentifier() {
         Identifier identifier;
-        _isComplete &= _data._read(identifier.first);
-        _isComplete &= _data._read(identifier.second);
+        _isComplete &= detail::EventDataAccess::read(_data, identifier.first);
+        _isComplete &= detail::EventDataAccess::read(_data, identifier.second);
         return identifier;
     }
     std::string _readText() {
         std::string text;
-        if (_data._readWholeText(text)) return text;
+        if (detail::EventDataAccess::readWholeText(_data, text)) return text;
         _isComplete = false;
         _data >> text;
         return text;

@@ -7,6 +7,7 @@
 #include "kr/core/connections/internal/queued_copies.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
@@ -65,8 +66,8 @@ public:
         if (sink == nullptr) return;
         // The application of the sink may run on another thread since the value was sent.
         auto* queue = queueOf(*sink);
-        if (KrSim::KrEventDispatcher::_runsElsewhere(queue)) {
-            KrSim::KrEventDispatcher::_sendValue(carrierOf(delivery.release()), queue, false);
+        if (KrSim::detail::DispatcherAccess::runsElsewhere(queue)) {
+            KrSim::detail::DispatcherAccess::sendValue(carrierOf(delivery.release()), queue, false);
         } else {
             sink->copyValue(delivery.value());
         }
@@ -101,9 +102,9 @@ void QueuedConnectionFunctor::transfer(const FieldBase&) {
     const auto event = carrierOf(std::move(copy));
     try {
         const bool isAtHome = _home == getCurrentThreadId();
-        const auto* sink = isAtHome || KrSim::KrEventDispatcher::_isInFrame() ? _sinkLife.get() : nullptr;
+        const auto* sink = isAtHome || KrSim::detail::DispatcherAccess::isInFrame() ? _sinkLife.get() : nullptr;
         // The functor may die in here: values of the owner's thread are delivered before the send returns.
-        KrSim::KrEventDispatcher::_sendValue(event, sink != nullptr ? queueOf(*sink) : nullptr, isAtHome);
+        KrSim::detail::DispatcherAccess::sendValue(event, sink != nullptr ? queueOf(*sink) : nullptr, isAtHome);
     } catch (...) {
         // Of a listener, or for want of memory; delivered or not, the value is not left behind.
         _drop(event);

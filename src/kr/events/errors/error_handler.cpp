@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "kr/events/errors/error_events.h"
+#include "kr/events/errors/error_handler_access.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_manager_internal.h"
@@ -200,8 +202,9 @@ void publish(Kr::eLogLevel level, const std::string& text, std::int64_t time) {
     // Each send also delivers what waited, and a listener at the dispatcher may throw: the message is still to be
     // filed.
     const auto nameOf = [] { return std::string(kErrorMessageEventName); };
-    Kr::callGuarded(kSendTexts, nameOf, [&] { sink->_publish(kErrorMessageEvent, payload); });
-    if (!KrErrorHandler::_isNetworkDispatchEnabled() && level > Kr::eLogLevel::kError) return;
+    Kr::callGuarded(kSendTexts, nameOf,
+                    [&] { detail::EventManagerAccess::publish(*sink, kErrorMessageEvent, payload); });
+    if (!detail::ErrorHandlerAccess::isNetworkDispatchEnabled() && level > Kr::eLogLevel::kError) return;
     sink = publishing.sink();
     if (sink == nullptr) return;
     Kr::callGuarded(kSendTexts, nameOf, [&] { sink->sendEventRemotelyImmediately(kErrorMessageEvent, payload); });
@@ -268,7 +271,7 @@ void KrErrorHandler::setEventManager(EventManager* manager) {
     waitFor(sink, lock);
 }
 
-void KrErrorHandler::_addApplication(EventManager& manager) {
+void detail::ErrorHandlerAccess::addApplication(EventManager& manager) {
     _enterErrorEventNames();
     uninstallAtExit();
     auto sink = std::make_shared<Sink>(&manager);
@@ -283,7 +286,7 @@ void KrErrorHandler::_addApplication(EventManager& manager) {
     state.sink = std::move(sink);
 }
 
-void KrErrorHandler::_removeApplication(const EventManager& manager) {
+void detail::ErrorHandlerAccess::removeApplication(const EventManager& manager) {
     auto& state = State::instance();
     std::shared_ptr<LogListeners> listeners;  // destroyed after the lock
     std::unique_lock lock(state.mutex);
@@ -349,15 +352,15 @@ std::string KrErrorHandler::getLogFile() {
     return Kr::getLogFile();
 }
 
-void KrErrorHandler::_enableNetworkDispatch(bool enable) noexcept {
+void detail::ErrorHandlerAccess::enableNetworkDispatch(bool enable) noexcept {
     State::instance().isNetworkDispatchEnabled.store(enable);
 }
 
-bool KrErrorHandler::_isNetworkDispatchEnabled() noexcept {
+bool detail::ErrorHandlerAccess::isNetworkDispatchEnabled() noexcept {
     return State::instance().isNetworkDispatchEnabled.load();
 }
 
-void KrErrorHandler::_setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept {
+void detail::ErrorHandlerAccess::setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept {
     State::instance().clock.store(clock);
     State::instance().endProcess.store(endProcess);
 }

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "kr/events/fwd.h"
-#include "kr/platform/clock.h"
 #include "kr/platform/export.h"
 #include "kr/platform/log.h"
 #include "kr/signals/delegate_connection.h"
@@ -43,11 +42,6 @@ public:
     /// Publishes messages through this manager from now on; null stops that. Call it with null before the manager dies:
     /// it returns when no other thread is publishing through the old manager any more.
     static void setEventManager(EventManager* manager);
-    /// The same for the manager of an application that begins, and installs the handler in place of the default one.
-    /// When the publishing application ends, the one that was created last before it publishes again.
-    static void _addApplication(EventManager& manager);
-    /// Undoes _addApplication.
-    static void _removeApplication(const EventManager& manager);
     /// Calls `listener` with the text (level prefix and line feed included) of each error and fatal message, on the
     /// thread that logs. An empty handle when the handler is not installed or the listener is empty.
     [[nodiscard]] static KrData::DelegateConnection registerListener(Listener listener);
@@ -58,12 +52,6 @@ public:
     /// Calls Kr::setLogFile: lines are appended from the next one on; empty closes the file.
     static void setLogFile(const std::string& path);
     [[nodiscard]] static std::string getLogFile();
-
-    /// Whether messages below error level are sent to other applications; error and fatal ones always are.
-    static void _enableNetworkDispatch(bool enable) noexcept;
-    [[nodiscard]] static bool _isNetworkDispatchEnabled() noexcept;
-    /// Replaces the clock of the three seconds and the end of the process after a fatal message; null restores.
-    static void _setFatalEnd(Kr::IClock* clock, void (*endProcess)(int status)) noexcept;
 };
 
 }  // namespace KrSim

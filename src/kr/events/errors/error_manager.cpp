@@ -6,6 +6,8 @@
 
 #include "kr/events/errors/error_events.h"
 #include "kr/events/errors/error_handler.h"
+#include "kr/events/errors/error_handler_access.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_listener.h"
 #include "kr/events/event_manager.h"
@@ -33,11 +35,11 @@ Kr::eLogLevel toLevel(int number) {
 }
 
 bool readValue(const EventData& data, std::string& text) {
-    return data._readWholeText(text);
+    return detail::EventDataAccess::readWholeText(data, text);
 }
 template <EventScalar T>
 bool readValue(const EventData& data, T& value) {
-    if (data._unread() < sizeof value) return false;
+    if (detail::EventDataAccess::unread(data) < sizeof value) return false;
     data >> value;
     return true;
 }
@@ -101,7 +103,7 @@ private:
         bool enable = false;
         std::string target;
         if (!readWhole(kEnableNetworkDispatchEventName, data, enable, target)) return;
-        if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
+        if (isForThisApplication(target)) detail::ErrorHandlerAccess::enableNetworkDispatch(enable);
     }
 
     const std::shared_ptr<Listeners> _listeners = std::make_shared<Listeners>();
@@ -144,11 +146,11 @@ void ErrorManager::enableNetworkDispatch(bool enable, const std::string& target)
         payload << enable << target;
         _eventManager->sendEvent(kEnableNetworkDispatchEvent, payload);
     }
-    if (isForThisApplication(target)) KrErrorHandler::_enableNetworkDispatch(enable);
+    if (isForThisApplication(target)) detail::ErrorHandlerAccess::enableNetworkDispatch(enable);
 }
 
 bool ErrorManager::isNetworkDispatchEnabled() const {
-    return KrErrorHandler::_isNetworkDispatchEnabled();
+    return detail::ErrorHandlerAccess::isNetworkDispatchEnabled();
 }
 
 }  // namespace KrSim

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/internal/local_queues.h"
 
@@ -101,7 +102,7 @@ CallbackDelivery::~CallbackDelivery() {
 
 void CallbackDelivery::setPayload(const std::uint8_t* bytes, std::size_t count) {
     if (!_data) _data = std::make_unique<EventData>();
-    _data->_setBytes(bytes, count);
+    EventDataAccess::setBytes(*_data, bytes, count);
 }
 
 }  // namespace KrSim::detail

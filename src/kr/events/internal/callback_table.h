@@ -11,6 +11,7 @@
 #include <optional>
 #include <unordered_map>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/thread_id.h"
@@ -88,7 +89,7 @@ public:
         for (std::uint32_t i = 0; i < _callbacks->size(); ++i) {
             const auto* callback = (*_callbacks)[i];
             if (callback == nullptr) continue;
-            _data->_rewind();
+            EventDataAccess::rewind(*_data);
             call(*callback, std::as_const(*_data));
         }
     }

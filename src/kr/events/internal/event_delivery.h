@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/internal/listener_table.h"
 #include "kr/events/internal/local_queues.h"
 #include "kr/events/sim_event.h"
@@ -66,7 +67,7 @@ inline void deliver(const KrSimEvent& event, const ListenerTable::Delivery& list
     for (std::uint32_t i = 0; i < listeners.size(); ++i) {
         if (KrSimEventListener* listener = listeners[i]) exception.guard([&] { listener->onSimEvent(event); });
     }
-    if (event._isAwaited() && event.isDoneSignalAutomatic()) event.raiseDoneSignal();
+    if (SimEventAccess::isAwaited(event) && event.isDoneSignalAutomatic()) event.raiseDoneSignal();
 }
 
 inline void deliverNow(ThreadEvents& self, const KrSimEvent& event, const Delivery& delivery,

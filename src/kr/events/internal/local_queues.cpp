@@ -4,6 +4,7 @@
 #include <functional>
 #include <iterator>
 
+#include "kr/events/event_access.h"
 #include "kr/events/internal/event_numbers.h"
 #include "kr/platform/log.h"
 
@@ -17,7 +18,7 @@ bool isStopLater(const PendingEvent& each) noexcept {
 
 /// Whether a restored state may replace it: no sender waits for its end.
 bool mayReplace(const PendingEvent& each) noexcept {
-    return !each.event._isAwaited();
+    return !SimEventAccess::isAwaited(each.event);
 }
 
 struct ThreadEnd {
@@ -177,7 +178,7 @@ std::vector<PendingEvent> LocalQueues::copyPending(LocalQueue* queue) {
     });
     _forEachKnownLocked(queue, [&](const LocalQueue& each) {
         for (const auto& event : each.local.events) {
-            if (!event._isAwaited()) pending.push_back({event, nowSeconds, true, false});
+            if (!SimEventAccess::isAwaited(event)) pending.push_back({event, nowSeconds, true, false});
         }
     });
     return pending;
@@ -316,7 +317,9 @@ void LocalQueues::retire(LocalQueue& queue) noexcept {
 }
 
 void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
-    const auto isOfOthers = [](const KrSimEvent& event) { return !event._isOfApplication() && !isStop(event); };
+    const auto isOfOthers = [](const KrSimEvent& event) {
+        return !SimEventAccess::isOfApplication(event) && !isStop(event);
+    };
     for (const auto& event : queue.local.events) {
         if (isOfOthers(event)) static_cast<void>(next.pushLocal(event));  // the next one that is full has the warning
     }
@@ -329,8 +332,8 @@ void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
 
 // Events die under the lock here: that frees memory and raises signals only.
 void LocalQueues::_dropAwaited(LocalQueue& queue) noexcept {
-    std::erase_if(queue.local.events, [](const KrSimEvent& event) { return event._isAwaited(); });
-    std::erase_if(queue.delayed, [](const PendingEvent& each) { return each.event._isAwaited(); });
+    std::erase_if(queue.local.events, [](const KrSimEvent& event) { return SimEventAccess::isAwaited(event); });
+    std::erase_if(queue.delayed, [](const PendingEvent& each) { return SimEventAccess::isAwaited(each.event); });
 }
 
 void LocalQueues::resetCommonOwner() noexcept {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "kr/events/event_access.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/internal/event_numbers.h"
 #include "kr/events/shared_event_channel.h"
@@ -30,7 +31,7 @@ void RemoteEvents::setChannel(std::shared_ptr<SharedEventChannel> channel) {
         _hasChannel.store(isNew, std::memory_order_release);
         std::swap(_channel, channel);  // the old one dies after the lock
     }
-    if (isNew) EventIDList::instance()._publishAllAgain();
+    if (isNew) EventNamesAccess::publishAllAgain();
 }
 
 std::shared_ptr<SharedEventChannel> RemoteEvents::getChannel() {
@@ -72,7 +73,7 @@ void RemoteEvents::receive(EventBatch& batch) {
     for (std::size_t i = before; i < batch.size(); ++i) {
         const KrSimEvent& event = batch[i];
         if (event.ID() == kPublishNumber) {
-            EventIDList::instance()._learn(event.constData(), event.bytes(), event.sender());
+            EventNamesAccess::learnNames(event.constData(), event.bytes(), event.sender());
         }
     }
 }
@@ -80,11 +81,11 @@ void RemoteEvents::receive(EventBatch& batch) {
 void RemoteEvents::publishNames() {
     const auto channel = getChannel();
     if (!channel) return;
-    const auto names = EventIDList::instance()._takeNamesToPublish();
+    const auto names = EventNamesAccess::takeNamesToPublish();
     if (names.empty()) return;
     const KrSimEvent event(kPublishNumber, names);
     if (!Kr::callGuarded(kSendTexts, nameOfChannel, [&] { channel->sendEvent(event); })) {
-        EventIDList::instance()._publishAllAgain();
+        EventNamesAccess::publishAllAgain();
     }
 }
 

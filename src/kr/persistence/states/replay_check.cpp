@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "kr/application/application.h"
+#include "kr/events/event_access.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/extension/extension_state.h"
 #include "kr/persistence/states/internal/state_difference.h"
@@ -39,11 +40,11 @@ std::string ReplayDifference::toString(const char* secondRun) const {
 
 ReplayCheck::ReplayCheck()
     : _clock(std::make_unique<Kr::ManualClock>(0.0)), _application(KrSim::KrApplication::create(*_clock)) {
-    KrSim::KrEventDispatcher::_setClock(_clock.get());
+    KrSim::detail::DispatcherAccess::setClock(_clock.get());
 }
 
 ReplayCheck::~ReplayCheck() {
-    KrSim::KrEventDispatcher::_setClock(nullptr);
+    KrSim::detail::DispatcherAccess::setClock(nullptr);
     _application.reset();
 }
 

@@ -4,6 +4,7 @@
 
 #include "kr/application/application.h"
 #include "kr/application/context/application_state.h"
+#include "kr/events/event_access.h"
 #include "kr/persistence/states/internal/state_restorer.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -25,7 +26,8 @@ constexpr Kr::GuardTexts kWaitingTexts{Kr::eLogLevel::kWarn, "%s: fatal error in
 constexpr const char* kRefusal = "a simulation state is restored between two frames only; use restoreBetweenFrames";
 
 SimulationSnapshot::Events takeEvents(const KrApplication& application) {
-    SimulationSnapshot::Events events{KrEventDispatcher::_getPendingEvents(&application.getInternals().events), {}};
+    SimulationSnapshot::Events events{
+        KrSim::detail::DispatcherAccess::getPendingEvents(&application.getInternals().events), {}};
     const auto& pending = events.pending.events;
     for (std::size_t i = 0; i < pending.size(); ++i) {
         if (!Functor::_isCarrier(pending[i].event)) continue;
@@ -38,7 +40,8 @@ SimulationSnapshot::Events takeEvents(const KrApplication& application) {
 /// What waits for delivery belongs to the run that ends.
 void deliverWaiting(const EventManagerImplementation* manager) {
     Kr::callGuardedButMemory(
-        kWaitingTexts, [] { return "SimulationSnapshot"; }, [&] { KrEventDispatcher::_deliverQueuedEvents(manager); });
+        kWaitingTexts, [] { return "SimulationSnapshot"; },
+        [&] { KrSim::detail::DispatcherAccess::deliverQueuedEvents(manager); });
 }
 
 /// Puts these events in the place of the delayed ones. Throws std::bad_alloc with nothing replaced.
@@ -51,7 +54,7 @@ void replaceEvents(const EventManagerImplementation* manager, SimulationSnapshot
             const auto& waiting = events.values[carried];
             if (waiting.value) pending[carried].event = Functor::_carry(waiting);
         }
-        replaced = KrEventDispatcher::_replaceDelayedEvents(std::move(events.pending), manager);
+        replaced = KrSim::detail::DispatcherAccess::replaceDelayedEvents(std::move(events.pending), manager);
     } catch (...) {
         for (std::size_t i = 0; i < carried; ++i) {
             if (events.values[i].value) Functor::_drop(pending[i].event);
@@ -65,8 +68,9 @@ void replaceEvents(const EventManagerImplementation* manager, SimulationSnapshot
 /// Events that callbacks have sent while the state was restored are no part of it.
 void dropSentMeanwhile(const EventManagerImplementation* manager) noexcept {
     Kr::callGuarded(
-        kWaitingTexts, [] { return "SimulationSnapshot"; }, [&] { KrEventDispatcher::_deliverQueuedEvents(manager); });
-    while (const auto sent = KrEventDispatcher::_takeDelayedSince(manager))
+        kWaitingTexts, [] { return "SimulationSnapshot"; },
+        [&] { KrSim::detail::DispatcherAccess::deliverQueuedEvents(manager); });
+    while (const auto sent = KrSim::detail::DispatcherAccess::takeDelayedSince(manager))
         Functor::_drop(sent->event);
 }
 
