@@ -17,6 +17,6 @@ function(kr_add_plugin name)
   set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".krp"
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE KrFoundation::KrFoundation)
-  # A missing symbol is better found here than by whoever loads the file. clang leaves those of sanitizers to the program.
+  # A missing symbol is better found here than when the file is loaded. clang leaves those of sanitizers to the program.
   target_link_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wl,--no-undefined>)
 endfunction()

@@ -43,7 +43,7 @@ function(kr_benchmark name)
     add_test(NAME benchmark.${name} COMMAND ${program} --benchmark_min_time=0.001)
     set_tests_properties(benchmark.${name} PROPERTIES LABELS benchmark TIMEOUT 300)
     if(Python3_FOUND)
-      # A goal that names a benchmark which is gone would silently stop being measured.
+      # A goal that names a removed benchmark would silently stop being measured.
       add_test(NAME benchmark.${name}.goals
         COMMAND Python3::Interpreter "${PROJECT_SOURCE_DIR}/tools/bench_table.py"
                 --goals "${PROJECT_SOURCE_DIR}/benchmarks/goals.json" --file ${name} --check $<TARGET_FILE:${program}>)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the demonstration programs, optimised, and runs them: a tree of fields, events and the log,
 # content from a plug-in, connected extensions with a picture of their graph, then an electric car that
-# drives the European cycle: as fast as it goes, or with --paced in real time. Options are those of that
+# drives the European cycle: as fast as possible, or with --paced in real time. Options are those of that
 # program. At the end the car drives once more, from files: the run is recorded, and its second half
 # repeated exactly from a state that was saved in the middle.
 set -euo pipefail

@@ -42,7 +42,7 @@ if [ "$(id -u)" -ne 0 ]; then
     exit 1
   fi
   as_root=(sudo)
-  [ -t 0 ] || as_root=(sudo -n)   # nobody is there to type a password: fail at once
+  [ -t 0 ] || as_root=(sudo -n)   # no terminal for a password: fail immediately
 fi
 
 echo "setup: installing ${missing[*]}"

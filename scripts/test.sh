@@ -25,7 +25,7 @@ if [ $# -gt 0 ]; then
 else
   targets=(all)
   case "$preset" in
-    debug|release) targets+=(all_verify_interface_header_sets) ;;   # a test asks for it; building it here uses all cores
+    debug|release) targets+=(all_verify_interface_header_sets) ;;   # a test needs it; building it here uses all cores
   esac
 fi
 cmake --build --preset "$preset" --target "${targets[@]}"

@@ -21,7 +21,7 @@ double limitForce(double force, double power, double speed) {
 double pressPedal(const DriverSettings& settings, double targetSpeed, double targetAcceleration, double speed,
                   double seconds, double& deviation) {
     if (targetSpeed <= 0.0 && speed < kStandingSpeed) {
-        deviation = 0.0;  // nobody makes up for lost metres at a red light
+        deviation = 0.0;  // lost metres are not made up for at a red light
         return kStandingPedal;
     }
     const double error = targetSpeed - speed;
