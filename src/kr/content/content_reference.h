@@ -26,8 +26,7 @@ namespace KrSim {
 ///
 /// Thread: one at a time for each reference, while extensions are registered and destroyed on any. Use get() only while
 /// no other thread can destroy the extension; lock() is safe everywhere.
-/// Ownership: borrows the extension; a strong reference shares it.
-/// Costs 8 bytes until it refers to something.
+/// Ownership: borrows the extension; a strong reference shares it. Costs 8 bytes until it refers to something.
 class KR_API KrContentReference {
 public:
     using Observer = std::function<void()>;

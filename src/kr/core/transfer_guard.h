@@ -33,8 +33,7 @@ private:
     static constexpr std::uint32_t kNowhere = 0xffffffff;
 
     /// The guards that this thread has entered; null for one that has died. A plain structure, since a thread pays for
-    /// a
-    /// destructor at every access.
+    /// a destructor at every access.
     struct Entered {
         TransferGuard** guards;
         std::uint32_t count;

@@ -14,9 +14,8 @@ struct LinkAccess;
 /// A storable binding to a field: the extension that owns the field, by its content ID, and the path of the field
 /// within it. It survives saving and loading, and is resolved when the field exists.
 ///
-/// An empty reference means the tree of the proxy itself.
-/// The field may have been found in a stand-in: other content of the item, from a file of another name, while the saved
-/// content does not exist (docs/content-identity.md).
+/// An empty reference means the tree of the proxy itself. The field may have been found in a stand-in: other content of
+/// the item, from a file of another name, while the saved content does not exist (docs/content-identity.md).
 /// Thread: application. Ownership: borrows extension and field.
 class KR_API Link {
 public:

@@ -50,8 +50,7 @@ struct KR_API KrTransform {
 
     /// All four rows are finite.
     [[nodiscard]] bool isFinite() const noexcept;
-    /// Whether the placement can be inverted: finite, last row 0, 0, 0, 1, determinant of the 3x3 part not
-    /// zero.
+    /// Whether the placement can be inverted: finite, last row 0, 0, 0, 1, determinant of the 3x3 part not zero.
     [[nodiscard]] bool isValid() const noexcept;
     /// Valid, and the 3x3 part R is a rotation: no element of R R^T differs from the identity by more than the
     /// tolerance, and R is not a mirror.

@@ -31,8 +31,7 @@ public:
 
 /// The one profiler of the process. Initially, and with null, nothing is measured.
 /// \return  the previous profiler, or null. Borrowed: open sections are still closed with the profiler that they were
-/// opened with, so destroy it only when no application runs and no section is open.
-/// Any thread.
+/// opened with, so destroy it only when no application runs and no section is open. Any thread.
 KR_API IProfiler* setProfiler(IProfiler* profiler) noexcept;
 
 namespace detail {

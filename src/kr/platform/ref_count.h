@@ -10,10 +10,9 @@ namespace Kr {
 /// Base of objects that count their strong holders (KrSmartPtr) and delete themselves with the last release.
 ///
 /// The count starts at 0. An object that no KrSmartPtr ever held, for example on the stack, is destroyed like any
-/// other. Never form a KrSmartPtr to an object on the stack: it would delete the object.
-/// A weak reference can be promoted only while the count is above zero: promotion of an object without a holder gives
-/// null, and succeeds once the object has a holder.
-/// A copy of an object starts at 0; the target of an assignment keeps its own count.
+/// other. Never form a KrSmartPtr to an object on the stack: it would delete the object. A weak reference can be
+/// promoted only while the count is above zero: promotion of an object without a holder gives null, and succeeds once
+/// the object has a holder. A copy of an object starts at 0; the target of an assignment keeps its own count.
 /// Thread: any. The last release runs the destructor on its thread. Ownership: shared by the holders.
 class KR_API KrRefCount {
 public:

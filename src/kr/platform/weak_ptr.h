@@ -14,8 +14,7 @@ namespace Kr {
 /// lock() gives a strong holder, or null after the last release, after the object was marked as being destroyed, and as
 /// long as no strong holder was ever formed (see KrRefCount).
 /// Thread: lock() may run at the same time as the last release on another thread; one weak holder as a plain pointer.
-/// Ownership: none.
-/// A plain pointer given to the constructor must be valid during the call.
+/// Ownership: none. A plain pointer given to the constructor must be valid during the call.
 template <class T>
 class KrWeakPtr {
 public:

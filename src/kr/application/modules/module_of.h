@@ -101,9 +101,8 @@ private:
 ///     };
 ///
 /// Put other work of a frame into onPreUpdate and onPostUpdate, with stepEach or forEach. An override of
-/// onExtensionAdded or onExtensionRemoved must call the function of ModuleOf.
-/// An exception during the work on one unit is logged as a warning that names its extension and the module; the other
-/// units are still processed.
+/// onExtensionAdded or onExtensionRemoved must call the function of ModuleOf. An exception during the work on one unit
+/// is logged as a warning that names its extension and the module; the other units are still processed.
 ///
 /// Units may be added and removed during a walk over them: an added unit is part of the next walk, a removed unit is
 /// skipped and lives until the walk ends.

@@ -69,8 +69,7 @@ private:
     ConnectionTable _connections;
 };
 
-/// An inner instance at the place of `node`, had it followed `to` instead of `from` in the definition
-/// that holds it.
+/// An inner instance at the place of `node`, had it followed `to` instead of `from` in the definition that holds it.
 [[nodiscard]] DefinitionSnapshot::Nodes rebase(const DefinitionSnapshot::Node& node,
                                                const DefinitionSnapshot::Node& from,
                                                const DefinitionSnapshot::Node& to);

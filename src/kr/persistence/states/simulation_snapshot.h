@@ -52,9 +52,8 @@ public:
 
     /// Restores the state. Values are set without transfers over connections; observers of changed fields are notified.
     /// Content that was added since is unchanged, removed content stays removed: the report counts both. Refused while
-    /// a frame is in progress.
-    /// Waiting functions and events are run before: they belong to the run that ends.
-    /// Throws std::bad_alloc; the application is unchanged then, except for these.
+    /// a frame is in progress. Waiting functions and events are run before: they belong to the run that ends. Throws
+    /// std::bad_alloc; the application is unchanged then, except for these.
     RestoreReport restore(KrSim::KrApplication& application) const;
 
 private:

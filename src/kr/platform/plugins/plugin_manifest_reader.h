@@ -28,8 +28,7 @@ struct KrPluginManifest {
 /// a sanitizer fits a library with one, but not the other way round.
 [[nodiscard]] KR_API bool isPluginCompatible(const KrPluginManifest& manifest);
 
-/// The version and build that an incompatible plug-in would need to fit this library, "2020.3.0
-/// (x86_64;libstdc++)".
+/// The version and build that an incompatible plug-in would need to fit this library, "2020.3.0 (x86_64;libstdc++)".
 [[nodiscard]] KR_API std::string getExpectedPluginBuild();
 
 }  // namespace KrPluginSystem

@@ -24,8 +24,7 @@ struct ExecutionOrder {
 /// Sorts topologically after Kahn (1962), with a first-in first-out queue that starts with the nodes without
 /// predecessors by their number; successors are freed in the order of their first edge. Repeated edges count once. When
 /// cycles stop it, nodes that only follow from cycles are removed backwards from the ends; the rest is ordered by
-/// number, then the removed ones, each after its predecessors.
-/// O(nodes + edges), without a map or a set.
+/// number, then the removed ones, each after its predecessors. O(nodes + edges), without a map or a set.
 /// \param absent  numbers that are no nodes, each once: they have no edges, and no place in the order.
 [[nodiscard]] KR_API ExecutionOrder computeExecutionOrder(std::uint32_t nodeCount,
                                                           const std::vector<ExecutionEdge>& edges,
