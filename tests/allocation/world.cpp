@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "kr/application/application_access.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/core/connections/connection_factory.h"
 #include "kr/data/field_access.h"
@@ -23,6 +24,7 @@ namespace allocation_test {
 
 using KrData::detail::FieldAccess;
 using KrSim::KrExtensionFactory;
+using KrSim::detail::ApplicationAccess;
 using KrSim::detail::ExtensionAccess;
 using KrSim::detail::FieldsAccess;
 
@@ -163,7 +165,7 @@ std::string Simulation::describe() const {
     std::string text = "application: " + std::to_string(application->getExtensionCount()) + ", offered " +
                        std::to_string(application->getContentDispatcher().getExtensionCount()) + ", managed " +
                        std::to_string(worker->managedCount()) + ", shift " + std::to_string(worker->shift) +
-                       ", frames " + std::to_string(application->_getFramePosition().frames);
+                       ", frames " + std::to_string(ApplicationAccess::getFramePosition(*application).frames);
     const auto pending = KrSim::detail::DispatcherAccess::getPendingEvents(&application->getInternals().events);
     for (const auto& each : pending.events) {
         text += ", event " + std::to_string(each.event.ID()) + " of " + std::to_string(each.event.bytes()) +

@@ -14,6 +14,7 @@
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
+#include "kr/extension/state_access.h"
 #include "kr/extension/typed_field.h"
 #include "tests/support/context_host.h"
 #include "tests/support/field_doubles.h"
@@ -26,6 +27,7 @@ namespace extension_test {
 using KrData::detail::FieldAccess;
 using KrSim::detail::ExtensionAccess;
 using KrSim::detail::FieldsAccess;
+using KrSim::detail::StateAccess;
 using namespace test_support;
 using KrSim::IExtension;
 using KrSim::KrExtension;
@@ -143,7 +145,7 @@ const ThrowCase kThrows[] = {
     {"onStateRestore",
      [](auto& extension) {
          KrSim::KrExtensionState state(extension);
-         state._setImplementationData("");
+         StateAccess::setImplementationData(state, "");
          ExtensionAccess::restoreState(extension, state);
      },
      " onStateRestore()"},

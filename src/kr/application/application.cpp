@@ -108,7 +108,7 @@ KrApplication::~KrApplication() {
     parts.subscriptions.unregister();
     auto* const manager = parts.simulationFileManager.get();
     if (auto* door = manager != nullptr ? manager->getImplementationAs<ISimulationFileManager>() : nullptr)
-        door->_setApplication(nullptr);  // others may hold the manager
+        door->_application = nullptr;  // others may hold the manager
     removeAllModules();
     removeAllExtensions();
     ExtensionAccess::setApplicationContext(*parts.root, {});
@@ -254,7 +254,7 @@ void KrApplication::_removeAllModules() {
     for (std::size_t i = _content->getModuleCount(); i-- > 0;) {
         // Callbacks may remove others.
         auto* proxy = _content->getModule(i);
-        auto* module = proxy != nullptr ? proxy->_getModuleImplementation() : nullptr;
+        auto* module = proxy != nullptr ? proxy->getModuleImplementation() : nullptr;
         if (module != nullptr) _removeModule(KrSmartInterface<ISimulatorModule>(module));
     }
 }
@@ -368,7 +368,7 @@ KrExtension* KrApplication::getSimulationFileManager() const {
     if (!manager) {
         manager = KrExtensionFactory::create(Keys::SimulationFileManager::kInternalFactoryKey);
         if (auto* door = manager ? manager->getImplementationAs<ISimulationFileManager>() : nullptr)
-            door->_setApplication(&_parts->application);
+            door->_application = &_parts->application;
     }
     return manager.get();
 }

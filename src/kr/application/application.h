@@ -102,13 +102,6 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// function before its change ends. An exception is logged as a warning.
     /// \return  false for an empty function and after the application has ended.
     bool executeBetweenFrames(std::function<void()> function);
-    /// Whether no frame is in progress, and this thread may change the content now.
-    [[nodiscard]] bool _isBetweenFrames() const noexcept;
-    /// Between two frames only.
-    [[nodiscard]] FramePosition _getFramePosition() const;
-    /// The next frame continues from there: its number, the elapsed time and the frame rate. Limits and statistics
-    /// continue to count. Between two frames only.
-    void _setFramePosition(const FramePosition& position);
 
     // --- Pace ------------------------------------------------------------------------------------------------------
     /// In Hz, from the next frame on. A rate outside the bounds of the configuration (0.1 to 100,000 Hz) is clamped,
@@ -212,6 +205,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     [[nodiscard]] Internals getInternals() const noexcept;
 
 private:
+    friend struct detail::ApplicationAccess;
     struct Parts;
 
     explicit KrApplication(Kr::IClock& clock);

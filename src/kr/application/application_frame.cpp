@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kr/application/application.h"
+#include "kr/application/application_access.h"
 #include "kr/application/context/application_state.h"
 #include "kr/application/internal/application_parts.h"
 #include "kr/events/event_access.h"
@@ -196,26 +197,26 @@ bool KrApplication::executeBetweenFrames(std::function<void()> function) {
     return _state->executeBetweenFrames(std::move(function));
 }
 
-bool KrApplication::_isBetweenFrames() const noexcept {
-    if (!_context.isRunning()) return !_context.isBusy();
-    return _context.isApplicationThread() && !_state->isInFrame;
+bool detail::ApplicationAccess::isBetweenFrames(const KrApplication& application) noexcept {
+    if (!application._context.isRunning()) return !application._context.isBusy();
+    return application._context.isApplicationThread() && !application._state->isInFrame;
 }
 
-FramePosition KrApplication::_getFramePosition() const {
-    const auto& parts = *_parts;
+FramePosition detail::ApplicationAccess::getFramePosition(const KrApplication& application) {
+    const auto& parts = *application._parts;
     FramePosition position;
     position.frames = parts.frames;
-    position.frame = _state->frame;
-    position.elapsedSeconds = _state->elapsedSeconds;
-    position.frameRateHz = _state->frameRateHz;
+    position.frame = application._state->frame;
+    position.elapsedSeconds = application._state->elapsedSeconds;
+    position.frameRateHz = application._state->frameRateHz;
     position.now = parts.pacer.getClock().getSeconds();
     position.start = parts.startTime;
     position.begin = parts.frameStart;
     return position;
 }
 
-void KrApplication::_setFramePosition(const FramePosition& position) {
-    auto& parts = *_parts;
+void detail::ApplicationAccess::setFramePosition(KrApplication& application, const FramePosition& position) {
+    auto& parts = *application._parts;
     const double shift = parts.pacer.getClock().getSeconds() - position.now;
     const auto shifted = [shift](std::optional<double> moment) {
         if (moment) *moment += shift;
@@ -224,9 +225,10 @@ void KrApplication::_setFramePosition(const FramePosition& position) {
     parts.frames = position.frames;
     parts.startTime = shifted(position.start);
     parts.frameStart = shifted(position.begin);
-    _state->frame = position.frame;
-    _state->elapsedSeconds = position.elapsedSeconds;
-    if (position.frameRateHz != _state->frameRateHz) setSimulationFrameRate(position.frameRateHz);
+    application._state->frame = position.frame;
+    application._state->elapsedSeconds = position.elapsedSeconds;
+    if (position.frameRateHz != application._state->frameRateHz)
+        application.setSimulationFrameRate(position.frameRateHz);
 }
 
 // --- Pause ---------------------------------------------------------------------------------------------------------

@@ -44,7 +44,14 @@ public:
     [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
     [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
 
-    // --- For the application ---------------------------------------------------------------------------------------
+private:
+    friend class KrApplication;
+
+    using Modules = std::vector<Kr::KrSmartPtr<KrSimulatorModule>>;
+    struct Telling;
+    struct ModuleOffer;
+    struct Leaving;
+
     /// Offers all present content to the module. Throws std::bad_alloc; the module is not inserted then.
     void _addModule(KrSimulatorModule& module);
     /// Removes the module from the list; then withdraws from it all content that was offered to it.
@@ -60,12 +67,6 @@ public:
             if (_modules.isCurrent(modules) || hasModule(each.get())) call(*each);
         }
     }
-
-private:
-    using Modules = std::vector<Kr::KrSmartPtr<KrSimulatorModule>>;
-    struct Telling;
-    struct ModuleOffer;
-    struct Leaving;
 
     void onExtensionAdded(KrObject* object, KrExtension* extension) override;
     void onExtensionRemoved(KrObject* object, KrExtension* extension) override;

@@ -3,6 +3,10 @@
 #include "kr/application/modules/fwd.h"
 #include "kr/core/fwd.h"
 
+namespace KrSim::detail {
+struct ApplicationAccess;
+}  // namespace KrSim::detail
+
 namespace KrSim {
 class ApplicationConfig;
 class FrameMeter;

@@ -38,10 +38,10 @@ public:
 
     /// Null for a manager without an application, and after its application has ended.
     [[nodiscard]] KrApplication* getApplication() const noexcept { return _application; }
-    /// For the application.
-    void _setApplication(KrApplication* application) noexcept { _application = application; }
 
 private:
+    friend class KrApplication;
+
     KrApplication* _application{nullptr};
 };
 

@@ -35,6 +35,19 @@ public:
     void add(const KrExtension* source, KrExtension* clone, Values values = Values::kOfSource);
     /// The clone of an extension, or null.
     [[nodiscard]] KrExtension* find(const KrExtension* source) const;
+
+private:
+    friend class KrExtension;
+    friend class detail::InstanceSync;
+
+    struct Pair {
+        const KrExtension* source;
+        KrExtension* clone;
+        Values values;
+        Kr::KrSmartPtr<const Kr::KrRefCount> sourceHolder;
+        Kr::KrSmartPtr<const Kr::KrRefCount> cloneHolder;
+    };
+
     /// For an instance: removes messages that came from a source and that the source has no more.
     void _followMessages(const KrObject& instance) const;
     /// Copies links, connections and references to the clones, in this order; a reference to a source becomes one to
@@ -46,19 +59,8 @@ public:
     void _redirectDefinitions() const;
     /// Calls onSynchronized of each new clone with the implementation of its source.
     void _synchronizeImplementations() const;
-
     [[nodiscard]] KrExtension* findExtension(const KrExtension* original) const override { return find(original); }
     [[nodiscard]] KrData::FieldBase* findField(const KrData::FieldBase& original) const override;
-
-private:
-    struct Pair {
-        const KrExtension* source;
-        KrExtension* clone;
-        Values values;
-        Kr::KrSmartPtr<const Kr::KrRefCount> sourceHolder;
-        Kr::KrSmartPtr<const Kr::KrRefCount> cloneHolder;
-    };
-
     void _copyConnectionsOf(const KrData::FieldBase& field, const Pair& pair, const ConnectionFilter& mayConnect) const;
     void _copyOutgoing(const KrData::FieldBase& field, const Pair& pair, const ConnectionFilter& mayConnect) const;
     void _copyValuesOf(const Pair& pair) const;

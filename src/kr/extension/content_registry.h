@@ -40,11 +40,12 @@ public:
     /// Number of registered extensions.
     [[nodiscard]] std::size_t getExtensionCount() const;
 
+private:
+    friend class KrExtension;
+
+    KrContentRegistry();
     /// Call it after the ID of a registered extension, or of one held by a strong reference, has changed.
     void _onContentIDChanged(KrExtension* extension, const KrContentID& oldID, const KrContentID& newID);
-
-private:
-    KrContentRegistry();
 };
 
 }  // namespace KrSim

@@ -185,8 +185,7 @@ void KrExtension::_setIExtension(IExtension* implementation) {
         if (implementation != nullptr) detail::replacedImplementations.fetch_add(1, std::memory_order_relaxed);
     }
     _implementation = implementation;
-    _hasImplementation =
-        implementation != nullptr && implementation->_getVersion() != IExtension::kNoImplementationVersion;
+    _hasImplementation = implementation != nullptr && implementation->_version != IExtension::kNoImplementationVersion;
     try {
         _updateVersionInfo();
     } catch (...) {
@@ -198,7 +197,7 @@ void KrExtension::_setIExtension(IExtension* implementation) {
 
 void KrExtension::_updateVersionInfo() {
     if (!_hasImplementation) return;  // a placeholder knows no versions, those that were saved stay
-    _implementationVersion = _implementation->_getVersion();
+    _implementationVersion = _implementation->_version;
     _versions = KrVersioningRegistry::getVersions(this);
 }
 

@@ -129,7 +129,7 @@ const std::shared_ptr<const detail::StateHeader>& KrExtension::_getStateHeader()
 }
 
 void KrExtension::_restoreState(const KrExtensionState& state) {
-    if (!state._areValuesBack()) {
+    if (!state._valuesAreBack) {
         std::vector<KrData::FieldBase*> changed;
         _restoreFieldValues(state, changed);
         _tellRestored(changed);
@@ -151,7 +151,7 @@ std::size_t KrExtension::_restoreFieldValues(const KrExtensionState& state, std:
         source.resizeArrays(_fields->_getGroups(), resizes);
         resizes.keep();
     }
-    return _fields->_getValuePlan()->restore(state._getValues(), source, changed);
+    return _fields->_getValuePlan()->restore(state._values, source, changed);
 }
 
 std::size_t KrExtension::_prepareRestore(const KrExtensionState& state, KrData::ArrayResizes& resizes) {
@@ -159,7 +159,7 @@ std::size_t KrExtension::_prepareRestore(const KrExtensionState& state, KrData::
         state._getPlan().resizeArrays(_fields->_getGroups(), resizes);
     }
     const auto& plan = *_fields->_getValuePlan();
-    plan.prepare(state._getValues(), state._getPlan());
+    plan.prepare(state._values, state._getPlan());
     return plan.size();
 }
 
@@ -174,7 +174,7 @@ void KrExtension::_tellRestored(std::span<KrData::FieldBase* const> changed) {
 }
 
 void KrExtension::_restorePositionsAndOutputs(const KrExtensionState& state, std::vector<KrData::FieldBase*>& changed) {
-    _fields->_getValuePlan()->restoreGroup(getOutputContainer().getID(), state._getValues(), state._getPlan(), changed);
+    _fields->_getValuePlan()->restoreGroup(getOutputContainer().getID(), state._values, state._getPlan(), changed);
     _tellRestored(changed);
     changed.clear();
 }

@@ -7,6 +7,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/internal/state_header.h"
+#include "kr/extension/state_access.h"
 
 namespace KrSim {
 
@@ -157,8 +158,8 @@ void KrSimulationState::_recycle() {
 
 Kr::KrSmartPtr<KrExtensionState> KrSimulationState::_makeState(const KrExtension& extension) {
     if (_nextSpare < _spare.size()) {
-        KrExtensionState::_fetchAhead(_nextSpare, _spare.size(),
-                                      [&](std::size_t index) { return _spare[index].get(); });
+        detail::StateAccess::fetchAhead(_nextSpare, _spare.size(),
+                                        [&](std::size_t index) { return _spare[index].get(); });
         auto state = std::move(_spare[_nextSpare++]);
         if (state && state->getRefCount() == 1 && state->_isOf(extension)) {
             state->_retake();

@@ -38,40 +38,29 @@ public:
     /// Empty also when there was no implementation or onStateSave has thrown.
     [[nodiscard]] const std::string& getImplementationData() const noexcept { return _implementationData; }
     [[nodiscard]] bool hasImplementationData() const noexcept { return _hasImplementationData; }
-    void _setImplementationData(std::string data);
     /// Whether a module has added it itself, for an extension that need not be content.
     [[nodiscard]] bool isAddedByModule() const noexcept { return _isAddedByModule; }
     /// Memory of this state in bytes, without data shared with other states of the extension.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
+    /// Steps of prefetching a state, and those before its fields.
+    static constexpr int kFetchSteps = 5;
+    static constexpr int kStepsBeforeFields = 3;
+
+private:
+    friend class KrExtension;
+    friend class KrSimulationState;
+    friend struct detail::StateAccess;
+
     [[nodiscard]] const KrData::ValuePlan& _getPlan() const noexcept;
-    [[nodiscard]] const KrData::FieldValues& _getValues() const noexcept { return _values; }
+    void _setImplementationData(std::string data);
     /// Whether it was taken of this extension, and the data shared with new states has not changed since.
     [[nodiscard]] bool _isOf(const KrExtension& extension) const;
     /// Takes the values again; only when _isOf() is true. Drops the bytes.
     void _retake();
-    /// For a restore of many states, which restores all values before it calls the first implementation.
-    void _setValuesAreBack(bool areBack) const noexcept { _valuesAreBack = areBack; }
-    [[nodiscard]] bool _areValuesBack() const noexcept { return _valuesAreBack; }
     /// Prefetches the memory for taking or restoring this state, in kFetchSteps steps, with some time between two
     /// steps: memory behind a pointer can be fetched only when the pointer is there.
     void _fetch(int step) const noexcept;
-    static constexpr int kFetchSteps = 5;
-    static constexpr int kStepsBeforeFields = 3;
-    /// Call it for each of many states, in order, before it is taken or restored. `at` returns a pointer to the state
-    /// at an index below `count`, or null.
-    template <class StateAt>
-    static void _fetchAhead(std::size_t index, std::size_t count, const StateAt& at, int steps = kFetchSteps) {
-        constexpr std::size_t kApart = 2;
-        for (int step = 0; step < steps; ++step) {
-            const auto ahead = index + kApart * static_cast<std::size_t>(kFetchSteps - step);
-            if (ahead >= count) continue;
-            if (const KrExtensionState* state = at(ahead)) state->_fetch(step);
-        }
-    }
-
-private:
-    friend class KrSimulationState;
 
     std::shared_ptr<const detail::StateHeader> _header;
     KrData::FieldValues _values;
@@ -93,23 +82,22 @@ public:
     void addExtensionState(Kr::KrSmartPtr<KrExtensionState> state);
     /// Null without such a state.
     [[nodiscard]] const KrExtensionState* findExtensionState(const KrContentID& id) const;
-    /// The only one with this raw ID; null for none and for several.
-    [[nodiscard]] const KrExtensionState* _findStateOfItem(const KrContentID& id) const;
     /// In the order in which they were added.
     [[nodiscard]] const std::vector<Kr::KrSmartPtr<KrExtensionState>>& getExtensionStates() const;
     /// Memory of the states in bytes.
     [[nodiscard]] std::size_t getSizeBytes() const;
 
-    /// Whether states are added by a module from now on.
-    void _setAddedByModule(bool added) noexcept { _isModuleAdding = added; }
+private:
+    friend class KrExtension;
+    friend struct detail::StateAccess;
+    struct Index;
+
+    /// The only one with this raw ID; null for none and for several.
+    [[nodiscard]] const KrExtensionState* _findStateOfItem(const KrContentID& id) const;
     /// Drops the states, but keeps their memory for states of the same extensions in the same order.
     void _recycle();
     /// A new state of the extension, without bytes: a recycled one that fits, unless it has another holder.
     [[nodiscard]] Kr::KrSmartPtr<KrExtensionState> _makeState(const KrExtension& extension);
-
-private:
-    struct Index;
-
     void _bringIndexUpToDate() const;
 
     mutable std::vector<Kr::KrSmartPtr<KrExtensionState>> _states;

@@ -7,6 +7,7 @@ class KrInputOutputContainer;
 }  // namespace Kr
 
 namespace KrSim::detail {
+class InstanceSync;
 class ObjectMap;
 struct ExtensionAccess;
 struct FieldsAccess;

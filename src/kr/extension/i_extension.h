@@ -91,7 +91,6 @@ public:
 
     /// Null for an implementation created without a proxy.
     [[nodiscard]] KrExtension* _getProxy() const noexcept { return _proxy; }
-    [[nodiscard]] std::int32_t _getVersion() const noexcept { return _version; }
 
 private:
     friend class KrExtension;

@@ -37,16 +37,18 @@ public:
     /// All messages, each between `prefix` and a line feed.
     [[nodiscard]] std::string joinMessages(std::string_view prefix) const;
 
+    /// From another message list, in its current state.
+    bool copyValue(const KrData::FieldBase& source) override;
+
+private:
+    friend class KrCloneMap;
+
     /// For instances: adds the messages of the definition, and removes those that came from there and no longer exist
     /// there. Messages that were added or removed here are left unchanged.
     /// \param isCopy  whether the list has just been copied from that of the definition.
     void _follow(const KrMessageList& definition, bool isCopy);
-
-    /// From another message list, in its current state.
-    bool copyValue(const KrData::FieldBase& source) override;
     [[nodiscard]] KrData::Vector<std::string>* _duplicate() const override;
 
-private:
     std::vector<std::string> _followed;  // messages that came from the definition of an instance
     mutable std::mutex _mutex;           // guards the items and the one above
 };

@@ -29,7 +29,6 @@ namespace KrSim {
 namespace detail {
 class DefinitionSnapshot;
 class ExtensionList;
-class InstanceSync;
 class OutsideConnections;
 }  // namespace detail
 

@@ -60,6 +60,11 @@ struct ThrowCase {
     std::string endForNumber{end};  // if no standard exception is thrown
 };
 
+/// Operations whose pointers are taken here.
+struct Protected : KrSimulatorModule {
+    using KrSimulatorModule::_onApplicationModeChange;
+};
+
 const ThrowCase kThrows[] = {
     {"onPreUpdate", [](auto& module, auto*) { module.preUpdate(eApplicationMode::kPlayback); }, " mode=2"},
     {"onUpdate", [](auto& module, auto*) { module.update(eApplicationMode::kSimulating); }, " mode=0"},
@@ -74,7 +79,8 @@ const ThrowCase kThrows[] = {
      "()"},
     {"onAddToApplication", [](auto& module, auto*) { module._onAddToApplication(someApplication()); }, ""},
     {"onRemoveFromApplication", [](auto& module, auto*) { module._onRemoveFromApplication(someApplication()); }, ""},
-    {"onApplicationModeChange", [](auto& module, auto*) { module._onApplicationModeChange({}, {}); }, ""},
+    {"onApplicationModeChange", [](auto& module, auto*) { (module.*&Protected::_onApplicationModeChange)({}, {}); },
+     ""},
 };
 
 TEST(SimulatorModule, LogsWhatItsCallbacksThrow) {
@@ -258,7 +264,7 @@ TEST(SimulatorModule, IsMadeByTheFactoryForEachBuiltInKey) {
         const auto made = KrExtensionFactory::create(*key);
         const auto module = Kr::dynamicPointerCast<KrSimulatorModule>(made);
         ASSERT_TRUE(module) << key->toString();
-        EXPECT_NE(module->_getModuleImplementation(), nullptr);
+        EXPECT_NE(module->getModuleImplementation(), nullptr);
         EXPECT_TRUE(KrData::Types::extensionIsInterfaceFieldType(made.get(), KrSim::ISimulatorModule::kFieldTypeId));
         EXPECT_FALSE(object->add(made.get())) << "modules are no content";
     }

@@ -11,6 +11,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/factory/factory_keys.h"
+#include "kr/extension/factory/internal/type_registration.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/i_extension.h"
 #include "tests/support/log_capture.h"
@@ -75,16 +76,16 @@ TEST(Factory, RegistersSeveralTypesWholeOrNotAtAllAndWithdrawsOnlyItsOwn) {
     };
     const KrExtensionFactory::TypeDescription ours[] = {describe(kHighUuid), describe(kLowUuid)};
     const LogCapture log;
-    EXPECT_FALSE(KrExtensionFactory::_registerTypes(ours));
+    EXPECT_FALSE(KrSim::detail::registerTypes(ours));
     EXPECT_FALSE(KrExtensionFactory::isValid(ours[0].key));
-    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours));
+    EXPECT_TRUE(KrSim::detail::unregisterTypes(ours));
     EXPECT_TRUE(KrExtensionFactory::isValid(other.key));
 
-    EXPECT_TRUE(KrExtensionFactory::_registerTypes({ours, 1}));
+    EXPECT_TRUE(KrSim::detail::registerTypes({ours, 1}));
     auto instance = KrExtensionFactory::create(ours[0].key);
-    EXPECT_FALSE(KrExtensionFactory::_unregisterTypes(ours));
+    EXPECT_FALSE(KrSim::detail::unregisterTypes(ours));
     instance.reset();
-    EXPECT_TRUE(KrExtensionFactory::_unregisterTypes(ours));
+    EXPECT_TRUE(KrSim::detail::unregisterTypes(ours));
     EXPECT_TRUE(!KrExtensionFactory::isValid(ours[0].key));
 }
 

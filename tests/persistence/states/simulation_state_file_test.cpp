@@ -13,6 +13,7 @@
 #include "kr/data/field_array.h"
 #include "kr/data/vector.h"
 #include "kr/events/event_id_list.h"
+#include "kr/extension/state_access.h"
 #include "kr/persistence/files/file.h"
 #include "tests/persistence/states/world.h"
 #include "tests/support/log_capture.h"
@@ -26,6 +27,7 @@ using KrPersistence::KrFile;
 using KrPersistence::KrSimulationStateSection;
 using KrPersistence::saveSimulationState;
 using KrPersistence::SimulationSnapshot;
+using KrSim::detail::StateAccess;
 using states_test::proxyOf;
 using states_test::World;
 
@@ -97,9 +99,10 @@ TEST_P(StateFile, BringsEveryBitBackAndSavesAsItWasLoaded) {
     for (const auto& state : before->getState().getExtensionStates()) {
         const auto* other = after->getState().findExtensionState(state->getContentID());
         ASSERT_NE(other, nullptr);
-        const auto& plan = state->_getPlan();
-        const auto index = plan.findDifference(state->_getValues(), other->_getPlan(), other->_getValues());
-        EXPECT_FALSE(index) << plan.getPath(*index) << ": " << plan.getText(*index, state->_getValues());
+        const auto& plan = StateAccess::getPlan(*state);
+        const auto index = plan.findDifference(StateAccess::getValues(*state), StateAccess::getPlan(*other),
+                                               StateAccess::getValues(*other));
+        EXPECT_FALSE(index) << plan.getPath(*index) << ": " << plan.getText(*index, StateAccess::getValues(*state));
         EXPECT_EQ(state->getImplementationData(), other->getImplementationData());
     }
     const auto& pending = after->getEvents().pending;

@@ -11,6 +11,7 @@
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/order/extension_sorter.h"
+#include "kr/extension/state_access.h"
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
 #include "kr/platform/profiling.h"
@@ -18,6 +19,7 @@
 namespace KrSim {
 
 using detail::FieldsAccess;
+using detail::StateAccess;
 
 KrSimulatorModule::KrSimulatorModule(int preUpdate, int update, int postUpdate)
     : _preUpdatePriority(preUpdate),
@@ -51,7 +53,7 @@ namespace {
 /// Calls the implementation, if there is one.
 template <class NameOf, class Call>
 void callModule(const KrSimulatorModule& proxy, const Kr::GuardTexts& texts, const NameOf& nameOf, const Call& call) {
-    auto* module = proxy._getModuleImplementation();
+    auto* module = proxy.getModuleImplementation();
     if (module != nullptr)
         Kr::callGuarded(
             texts, nameOf, [&] { call(*module); }, &proxy);
@@ -87,7 +89,7 @@ void KrSimulatorModule::postUpdate(eApplicationMode mode) {
 }
 
 void KrSimulatorModule::addExtension(KrExtension* extension) {
-    auto* module = _getModuleImplementation();
+    auto* module = getModuleImplementation();
     if (extension == nullptr || module == nullptr) return;
     // One that could not take it for lack of memory must not look as if it had.
     Kr::callGuardedButMemory(
@@ -208,15 +210,15 @@ bool KrSimulatorModule::_sortManagedExtensions() {
 void KrSimulatorModule::fillSimulationState(Kr::KrSmartPtr<KrSimulationState> state) const {
     if (!state) return;
     KrExtension::fillSimulationState(state);
-    state->_setAddedByModule(true);
+    StateAccess::setAddedByModule(*state, true);
     callModule(
         *this, detail::kOnFillSimulationState, [&] { return getName(); },
         [&](const ISimulatorModule& module) { module.onFillSimulationState(state); });
-    state->_setAddedByModule(false);
+    StateAccess::setAddedByModule(*state, false);
 }
 
 void KrSimulatorModule::_fillState(KrExtensionState& state) const {
-    if (_getModuleImplementation() == nullptr) return KrExtension::_fillState(state);
+    if (getModuleImplementation() == nullptr) return KrExtension::_fillState(state);
     _saveImplementationState(state, detail::kOnModuleStateSave);
 }
 

@@ -59,6 +59,10 @@ class KR_API KrSimulatorModule : public KrExtension {
     [[nodiscard]] int getPostUpdatePriority() const noexcept { return _postUpdatePriority; }
     /// The application that the module belongs to, or null.
     [[nodiscard]] KrApplication* getApplication() const noexcept { return _application; }
+    /// The implementation; null without one and for a placeholder.
+    [[nodiscard]] ISimulatorModule* getModuleImplementation() const noexcept {
+        return hasImplementation() ? _module : nullptr;
+    }
 
     // --- State -----------------------------------------------------------------------------------------------------
     /// Adds the module's own state, then the states of onFillSimulationState. Ignores null.
@@ -73,17 +77,13 @@ class KR_API KrSimulatorModule : public KrExtension {
     virtual void _onAddToApplication(KrApplication* application);
     /// It belongs to no application any more; after the callback it releases all extensions that it still manages.
     virtual void _onRemoveFromApplication(KrApplication* application);
-    /// The mode of the application has changed.
-    void _onApplicationModeChange(eApplicationMode from, eApplicationMode to);
-    /// Null also for a placeholder.
-    [[nodiscard]] ISimulatorModule* _getModuleImplementation() const noexcept {
-        return hasImplementation() ? _module : nullptr;
-    }
+
+protected:
     void _fillState(KrExtensionState& state) const override;
     void _copyTo(KrExtension* target, bool copyFields) const override;
     [[nodiscard]] bool _isSimulatorModule() const noexcept override;
-
-protected:
+    /// The mode of the application has changed.
+    void _onApplicationModeChange(eApplicationMode from, eApplicationMode to);
     /// Appends the extension and increments its count of managing modules; the first one makes it active. Managing it
     /// twice counts twice. Always true; null gets a place and is ignored there.
     bool _addManagedExtension(KrExtension* extension);
@@ -97,6 +97,7 @@ protected:
 
 private:
     friend class ISimulatorModule;
+    friend class KrApplication;
 
     void _releaseManagedExtensions();
     static void _countDown(KrExtension* extension);

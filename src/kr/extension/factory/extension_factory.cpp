@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "kr/extension/extension_access.h"
+#include "kr/extension/factory/internal/type_registration.h"
 #include "kr/extension/factory/registration.h"
 #include "kr/extension/instance_map.h"
 #include "kr/extension/upper_layers.h"
@@ -319,13 +321,13 @@ bool KrExtensionFactory::unregisterType(const KrFactoryKey& key) {
 bool KrExtensionFactory::_registerType(const KrFactoryKey& key, CreateFunction create, PrepareFunction prepare,
                                        eType kind, const std::type_info& type) {
     const TypeDescription description{key, create, prepare, kind, &type};
-    return _registerTypes({&description, 1});
+    return detail::registerTypes({&description, 1});
 }
 
-bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) {
+bool detail::registerTypes(std::span<const KrExtensionFactory::TypeDescription> types) {
     std::vector<RecordPtr> records;
     records.reserve(types.size());
-    for (const TypeDescription& each : types) {
+    for (const KrExtensionFactory::TypeDescription& each : types) {
         auto record = std::make_shared<Record>(Record{each});
         record->description.key = each.key.completed();
         if (record->key().isNull() || !hasNames(record->key())) {
@@ -380,17 +382,12 @@ bool KrExtensionFactory::_registerTypes(std::span<const TypeDescription> types) 
     return true;
 }
 
-bool KrExtensionFactory::_unregisterTypes(std::span<const TypeDescription> types) {
+bool detail::unregisterTypes(std::span<const KrExtensionFactory::TypeDescription> types) {
     std::vector<Withdrawal> withdrawals;
     withdrawals.reserve(types.size());
-    for (const TypeDescription& each : types)
+    for (const KrExtensionFactory::TypeDescription& each : types)
         withdrawals.push_back({each.key.completed().uuid, each.create, each.key.plugin});
     return withdraw(withdrawals);
-}
-
-KrExtensionFactory::PrepareFunction KrExtensionFactory::_getPrepareFunction(const KrFactoryKey& key) {
-    const RecordPtr record = findRecord(key);
-    return record ? record->description.prepare : nullptr;
 }
 
 void detail::setCreationKey(KrExtension& proxy, const KrFactoryKey& key) {

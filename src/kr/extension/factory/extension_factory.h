@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <typeinfo>
 
 #include "kr/extension/extension.h"
@@ -69,18 +68,11 @@ public:
     /// while the library is shutting down.
     static bool unregisterType(const KrFactoryKey& key);
 
-    // For registration.h and plugin.h, which pass the functions
+    // For registration.h, which passes the functions
 
     /// Registers a type. False, with a warning, when the key is incomplete or its uuid is taken by an earlier type.
     static bool _registerType(const KrFactoryKey& key, CreateFunction create, PrepareFunction prepare, eType kind,
                               const std::type_info& type);
-    /// Registers all types or, with a warning about the first refused one, none.
-    static bool _registerTypes(std::span<const TypeDescription> types);
-    /// Withdraws those types that are registered as described here, so none that another plug-in registered under the
-    /// same uuid. All of them or, with a warning about the first one with instances, none.
-    static bool _unregisterTypes(std::span<const TypeDescription> types);
-    /// The second function of a registered type; null without one.
-    [[nodiscard]] static PrepareFunction _getPrepareFunction(const KrFactoryKey& key);
 };
 
 }  // namespace KrSim

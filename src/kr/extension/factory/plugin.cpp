@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "kr/extension/factory/internal/type_registration.h"
+
 namespace KrSim::detail {
 namespace {
 
@@ -21,13 +23,13 @@ std::vector<KrExtensionFactory::TypeDescription> describe(const char* plugin, st
 
 void registerPluginTypes(const char* plugin, std::initializer_list<PluginType> types) {
     // The factory has logged the type and the reason; this text is part of the warning that names the file.
-    if (!KrExtensionFactory::_registerTypes(describe(plugin, types))) {
+    if (!registerTypes(describe(plugin, types))) {
         throw std::runtime_error("a type was refused, so that none of its types is registered");
     }
 }
 
 bool unregisterPluginTypes(const char* plugin, std::initializer_list<PluginType> types) {
-    return KrExtensionFactory::_unregisterTypes(describe(plugin, types));
+    return unregisterTypes(describe(plugin, types));
 }
 
 }  // namespace KrSim::detail

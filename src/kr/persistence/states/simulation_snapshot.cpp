@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "kr/application/application.h"
+#include "kr/application/application_access.h"
 #include "kr/application/context/application_state.h"
 #include "kr/events/event_access.h"
+#include "kr/extension/state_access.h"
 #include "kr/persistence/states/internal/state_restorer.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
@@ -16,6 +18,8 @@ using KrSim::EventManagerImplementation;
 using KrSim::KrApplication;
 using KrSim::KrEventDispatcher;
 using KrSim::PendingEvent;
+using KrSim::detail::ApplicationAccess;
+using KrSim::detail::StateAccess;
 using Functor = Kr::QueuedConnectionFunctor;
 
 namespace {
@@ -86,7 +90,7 @@ SimulationSnapshot::~SimulationSnapshot() = default;
 
 std::shared_ptr<const SimulationSnapshot> SimulationSnapshot::take(const KrApplication& application,
                                                                    std::shared_ptr<const SimulationSnapshot> recycled) {
-    if (!application._isBetweenFrames()) {
+    if (!ApplicationAccess::isBetweenFrames(application)) {
         Kr::logMessage(Kr::eLogLevel::kWarn,
                        "SimulationSnapshot: no snapshot while a frame is under way; use executeBetweenFrames\n");
         return nullptr;
@@ -95,13 +99,13 @@ std::shared_ptr<const SimulationSnapshot> SimulationSnapshot::take(const KrAppli
     if (recycled && recycled.use_count() == 1 && recycled->_state->getRefCount() == 1) {
         state = recycled->_state;
         recycled.reset();
-        state->_recycle();
+        StateAccess::recycle(*state);
     } else {
         state = Kr::makeSmart<KrSim::KrSimulationState>();
     }
     application.fillSimulationState(state);
-    return std::make_shared<const SimulationSnapshot>(std::move(state), application._getFramePosition(),
-                                                      takeEvents(application));
+    return std::make_shared<const SimulationSnapshot>(
+        std::move(state), ApplicationAccess::getFramePosition(application), takeEvents(application));
 }
 
 std::size_t SimulationSnapshot::getSizeBytes() const {
@@ -113,7 +117,7 @@ std::size_t SimulationSnapshot::getSizeBytes() const {
 
 RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
     RestoreReport report;
-    if (!application._isBetweenFrames()) {
+    if (!ApplicationAccess::isBetweenFrames(application)) {
         report.error = kRefusal;
         Kr::logMessage(Kr::eLogLevel::kWarn, "SimulationSnapshot: %s\n", kRefusal);
         return report;
@@ -126,7 +130,7 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
     replaceEvents(&internals.events, _events);
     restorer.restore(report);
     dropSentMeanwhile(&internals.events);
-    application._setFramePosition(_position);
+    ApplicationAccess::setFramePosition(application, _position);
     return report;
 }
 

@@ -13,6 +13,7 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/state_access.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/files/export_file_section.h"
@@ -23,6 +24,8 @@ KR_FILE_SECTION(KrPersistence::KrSimulationStateSection, "KrSimulationStateSecti
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSimulationStateSection)
 
 namespace KrPersistence {
+
+using KrSim::detail::StateAccess;
 
 namespace {
 
@@ -107,10 +110,10 @@ std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot(
     if (!_loaded) return _snapshot;
     auto state = Kr::makeSmart<KrSim::KrSimulationState>();
     for (const auto& each : _loaded->extensions) {
-        state->_setAddedByModule(each.isAddedByModule());
+        StateAccess::setAddedByModule(*state, each.isAddedByModule());
         state->addExtensionState(each.makeState());
     }
-    state->_setAddedByModule(false);
+    StateAccess::setAddedByModule(*state, false);
 
     SimulationSnapshot::Events events;
     auto& pending = events.pending.events;

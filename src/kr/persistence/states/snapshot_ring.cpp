@@ -7,10 +7,13 @@
 #include <utility>
 
 #include "kr/application/application.h"
+#include "kr/application/application_access.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/persistence/states/simulation_snapshot.h"
 
 namespace KrPersistence {
+
+using KrSim::detail::ApplicationAccess;
 
 struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shared_from_this<Store> {
     struct Kept {
@@ -33,7 +36,7 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
     }
 
     void onFrameEnded(KrSim::KrApplication*) override {
-        const auto frames = application._getFramePosition().frames;
+        const auto frames = ApplicationAccess::getFramePosition(application).frames;
         // Fewer than before: other code has restored an earlier state.
         if (frames == lastFrame || (frames > lastFrame && frames < nextFrame)) return;
         later([](Store& self) { self.record(); });
@@ -41,7 +44,7 @@ struct SnapshotRing::Store final : KrSim::IApplicationListener, std::enable_shar
 
     void record() {
         // One of the same frame is replaced; later ones belong to a run that has ended.
-        const auto frames = application._getFramePosition().frames;
+        const auto frames = ApplicationAccess::getFramePosition(application).frames;
         while (!kept.empty() && kept.back().snapshot->getFrame() >= frames)
             dropLast();
         Snapshot recycled;

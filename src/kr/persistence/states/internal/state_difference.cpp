@@ -5,18 +5,20 @@
 
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/state_access.h"
 #include "kr/platform/text.h"
 
 namespace KrPersistence::detail {
 
 using KrSim::KrExtensionState;
+using KrSim::detail::StateAccess;
 
 namespace {
 
 std::string valueOf(const KrExtensionState& state, const std::string& path) {
-    const auto& plan = state._getPlan();
+    const auto& plan = StateAccess::getPlan(state);
     for (std::size_t i = 0; i < plan.size(); ++i) {
-        if (plan.getPath(i) == path) return plan.getText(i, state._getValues());
+        if (plan.getPath(i) == path) return plan.getText(i, StateAccess::getValues(state));
     }
     return "no such field";
 }
@@ -43,14 +45,16 @@ std::string pathOf(const KrExtensionState& state) {
 
 std::optional<ReplayDifference> findDifference(const KrExtensionState& first, const KrExtensionState& second) {
     const auto differ = [&](const KrExtensionState& of, std::size_t index) {
-        const auto path = of._getPlan().getPath(index);
+        const auto path = StateAccess::getPlan(of).getPath(index);
         return ReplayDifference{0, pathOf(first), path, valueOf(first, path), valueOf(second, path)};
     };
-    const auto& plan = first._getPlan();
-    if (const auto index = plan.findDifference(first._getValues(), second._getPlan(), second._getValues()))
+    const auto& plan = StateAccess::getPlan(first);
+    if (const auto index = plan.findDifference(StateAccess::getValues(first), StateAccess::getPlan(second),
+                                               StateAccess::getValues(second)))
         return differ(first, *index);
-    if (plan.size() != second._getPlan().size()) {
-        const auto index = second._getPlan().findDifference(second._getValues(), plan, first._getValues());
+    if (plan.size() != StateAccess::getPlan(second).size()) {
+        const auto index = StateAccess::getPlan(second).findDifference(StateAccess::getValues(second), plan,
+                                                                       StateAccess::getValues(first));
         if (index) return differ(second, *index);
     }
     const auto& data = first.getImplementationData();

@@ -8,6 +8,7 @@
 #include "kr/data/vector.h"
 #include "kr/extension/content_registry.h"
 #include "kr/extension/extension.h"
+#include "kr/extension/state_access.h"
 #include "kr/persistence/archives/binary_archive_reader.h"
 #include "kr/persistence/archives/binary_archive_writer.h"
 #include "kr/persistence/archives/binary_in_archive.h"
@@ -19,6 +20,7 @@ namespace KrPersistence::detail {
 
 using KrData::ValuePlan;
 using KrSim::KrExtensionState;
+using KrSim::detail::StateAccess;
 
 void resolveReferences(KrData::FieldBase& field, const std::vector<ExtensionReference>& references) {
     for (const auto& each : references) {
@@ -55,9 +57,9 @@ void StateRecord::write(ArchiveWriter& writer, std::string_view name, eStatePayl
                         const KrExtensionState& state) {
     _write(writer, name, payload,
            {state.getContentID(), state.getCreationKey(), state.getName(), state.getImplementationData(),
-            state.hasImplementationData(), state.isAddedByModule(), state._getPlan(),
+            state.hasImplementationData(), state.isAddedByModule(), StateAccess::getPlan(state),
             [&](ArchiveWriter& to, std::size_t index) {
-                writeField(to, "Field", *state._getPlan().makeField(index, state._getValues()));
+                writeField(to, "Field", *StateAccess::getPlan(state).makeField(index, StateAccess::getValues(state)));
             }});
 }
 
@@ -176,7 +178,7 @@ Kr::KrSmartPtr<KrExtensionState> StateRecord::makeState() const {
     for (const auto& [place, references] : _references)
         resolveReferences(*_fields[place], references);
     auto state = Kr::makeSmart<KrExtensionState>(_contentID, _creationKey, _name, _plan);
-    if (_hasData) state->_setImplementationData(_data);
+    if (_hasData) StateAccess::setImplementationData(*state, _data);
     // Extensions may die before the fields are read again.
     for (const auto& [place, references] : _references) {
         auto& field = *_fields[place];

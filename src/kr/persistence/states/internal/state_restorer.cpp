@@ -12,6 +12,7 @@
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_access.h"
 #include "kr/extension/object.h"
+#include "kr/extension/state_access.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 
@@ -19,6 +20,7 @@ namespace KrPersistence::detail {
 
 using KrSim::KrExtension;
 using KrSim::detail::ExtensionAccess;
+using KrSim::detail::StateAccess;
 
 namespace {
 
@@ -31,7 +33,7 @@ constexpr int kMaximumRounds = 3;
 
 template <class Entries>
 void fetchAhead(const Entries& entries, std::size_t index, int steps) {
-    KrSim::KrExtensionState::_fetchAhead(
+    StateAccess::fetchAhead(
         index, entries.size(), [&](std::size_t at) { return entries[at].state; }, steps);
 }
 
@@ -42,11 +44,11 @@ public:
     explicit Matcher(const KrSim::KrSimulationState& state) : _state(state), _states(state.getExtensionStates()) {}
 
     void add(KrExtension& extension, Entries& entries) {
-        KrSim::KrExtensionState::_fetchAhead(
+        StateAccess::fetchAhead(
             _next, _states.size(), [&](std::size_t at) { return _states[at].get(); },
             KrSim::KrExtensionState::kStepsBeforeFields);
         const auto* state = _next < _states.size() ? _states[_next].get() : nullptr;
-        if (state == nullptr || !state->_isOf(extension)) {
+        if (state == nullptr || !StateAccess::isOf(*state, extension)) {
             state = _state.findExtensionState(extension.getContentID());
         }
         if (state == nullptr) state = _findOfItem(extension);
@@ -75,7 +77,7 @@ public:
 private:
     /// The state of the same item, which came from a file of another name, where there is no doubt.
     [[nodiscard]] const KrSim::KrExtensionState* _findOfItem(const KrExtension& extension) const {
-        const auto* state = _state._findStateOfItem(extension.getContentID());
+        const auto* state = StateAccess::findStateOfItem(_state, extension.getContentID());
         if (state == nullptr) return nullptr;
         const auto meant = KrSim::KrContentRegistry::instance().resolve(state->getContentID());
         return meant.get() == &extension ? state : nullptr;
@@ -99,7 +101,7 @@ void StateRestorer::_collectModules(Matcher& matcher, Priority priority) {
     for (std::size_t i = 0; i < _application.getModuleCount(); ++i) {
         const Kr::KrSmartPtr<KrExtension> module(_application.getModule(i));
         auto own = Priority::kWithContent;
-        if (const auto* implementation = _application.getModule(i)->_getModuleImplementation()) {
+        if (const auto* implementation = _application.getModule(i)->getModuleImplementation()) {
             Kr::callGuarded(
                 kPriorityTexts, [&] { return module->getName(); },
                 [&] { own = implementation->getRestoreStatePriority(); }, module.get());
@@ -218,9 +220,9 @@ void StateRestorer::_restoreStage(Stage stage) {
     for (std::size_t i = 0; i < stage.size(); ++i) {
         const auto& [extension, state] = stage[i];
         fetchAhead(stage, i, KrSim::KrExtensionState::kStepsBeforeFields);
-        state->_setValuesAreBack(true);
+        StateAccess::setValuesAreBack(*state, true);
         ExtensionAccess::restoreState(*extension, *state);
-        state->_setValuesAreBack(false);
+        StateAccess::setValuesAreBack(*state, false);
     }
 }
 
