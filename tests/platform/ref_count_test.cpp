@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "kr/platform/array.h"
+#include "kr/platform/ref_count_access.h"
 #include "kr/platform/smart_ptr.h"
 #include "kr/platform/weak_ptr.h"
 
@@ -85,7 +86,7 @@ TEST_F(SmartPointers, WeakOnesOfAnObjectThatNobodyHoldsWorkLater) {
     {
         Node onStack;
         weak = KrWeakPtr<Node>(&onStack);
-        EXPECT_TRUE(onStack._isBeingDestroyed());
+        EXPECT_TRUE(Kr::detail::RefCountAccess::isBeingDestroyed(onStack));
         EXPECT_FALSE(weak.lock());
     }
     EXPECT_TRUE(weak.isExpired());
@@ -103,14 +104,14 @@ TEST_F(SmartPointers, MarkedAndDyingObjectsAreHeldButNotPromoted) {
     const auto expectNoPromotion = [](Node& node) {
         const KrSmartPtr<Node> again(&node);
         EXPECT_FALSE(KrWeakPtr<Node>(&node).lock());
-        EXPECT_TRUE(node._isBeingDestroyed());
+        EXPECT_TRUE(Kr::detail::RefCountAccess::isBeingDestroyed(node));
     };
     for (const bool isWatchedBefore : {true, false}) {
         auto dying = Kr::makeSmart<Node>(expectNoPromotion);
         const auto marked = Kr::makeSmart<Node>();
         std::vector<KrWeakPtr<Node>> weak;
         if (isWatchedBefore) weak = {dying, marked};
-        marked->_markBeingDestroyed();
+        Kr::detail::RefCountAccess::markBeingDestroyed(*marked);
         expectNoPromotion(*marked);
         EXPECT_EQ(marked->getRefCount(), 1);
         dying.reset();

@@ -3,6 +3,7 @@
 #include "kr/content/content_directory.h"
 #include "kr/content/i_content_resolver.h"
 #include "kr/content/internal/content_link.h"
+#include "kr/platform/ref_count_access.h"
 
 namespace KrSim {
 
@@ -44,13 +45,13 @@ void KrContentReference::_close() noexcept {
     if (!_link) return;
     detail::ContentLink* const link = std::exchange(_link, nullptr);
     KrContentDirectory::close(*link);
-    link->_release();
+    Kr::detail::RefCountAccess::release(*link);
 }
 
 detail::ContentLink& KrContentReference::_makeLink() {
     if (!_link) {
         _link = new detail::ContentLink;
-        _link->_addRef();
+        Kr::detail::RefCountAccess::addRef(*_link);
     }
     return *_link;
 }

@@ -1,5 +1,7 @@
 #include "kr/extension/instance_map.h"
 
+#include "kr/platform/ref_count_access.h"
+
 namespace KrSim::detail {
 
 ObjectMap& ObjectMap::instance() {
@@ -43,7 +45,7 @@ Kr::KrArray<KrExtension*> ObjectMap::getAll(const Instances& instances) const {
     Kr::KrArray<KrExtension*> all;
     all.reserve(instances.count);
     for (auto* each = instances.first; each != nullptr; each = each->_instanceLink.next) {
-        if (!each->_isBeingDestroyed()) all.append(each);
+        if (!Kr::detail::RefCountAccess::isBeingDestroyed(*each)) all.append(each);
     }
     return all;
 }

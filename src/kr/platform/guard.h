@@ -48,6 +48,11 @@ using FailureObserver = void (*)(const GuardedCall& call, const std::string& nam
 /// exception that is being handled may still reach the old observer.
 KR_API FailureObserver setFailureObserver(FailureObserver observer) noexcept;
 
+/// As callGuarded, but not visible to reports of crashes: for calls that mostly reach another guard before foreign
+/// code. Costs nothing unless something is thrown.
+template <class NameOf, class Call>
+bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {});
+
 /// A call into foreign code that is in progress on this thread; nested calls form a list. A handler of crashes may read
 /// the list in a signal handler: nothing is allocated or locked.
 /// Thread: the constructing one. Ownership: texts and subject are borrowed.
@@ -68,12 +73,16 @@ public:
     [[nodiscard]] const GuardTexts& getTexts() const noexcept { return _texts; }  ///< Borrowed: valid during the call.
     [[nodiscard]] const GuardedSubject& getSubject() const noexcept { return _subject; }
 
+private:
+    template <class NameOf, class Call>
+    friend bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&& call,
+                                      GuardedSubject subject);
+
     /// Reports and logs the exception that is being handled. Only inside a catch block.
     void _logCaughtException(const std::string& name) const;
     void _logCaughtException(const GuardedNumber& named) const;
     void _logCaughtException(const GuardedPair& named) const;
 
-private:
     // The model spares each guarded call the look-up of the variable by a function.
     __attribute__((tls_model("initial-exec"))) static constinit thread_local const GuardedCall* _innermost;
 
@@ -82,10 +91,8 @@ private:
     const GuardedCall* const _outer;
 };
 
-/// As callGuarded, but not visible to reports of crashes: for calls that mostly reach another guard before foreign
-/// code. Costs nothing unless something is thrown.
 template <class NameOf, class Call>
-bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject = {}) {
+bool callGuardedUnrecorded(const GuardTexts& texts, const NameOf& nameOf, Call&& call, GuardedSubject subject) {
     try {
         call();
         return true;

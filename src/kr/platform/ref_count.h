@@ -7,6 +7,14 @@
 
 namespace Kr {
 
+template <class T>
+class KrSmartPtr;
+template <class T>
+class KrWeakPtr;
+namespace detail {
+struct RefCountAccess;
+}  // namespace detail
+
 /// Base of objects that count their strong holders (KrSmartPtr) and delete themselves with the last release.
 ///
 /// The count starts at 0. An object that no KrSmartPtr ever held, for example on the stack, is destroyed like any
@@ -26,6 +34,13 @@ public:
     /// Number of strong holders; zero or below before the first holder and from the last release on. A snapshot.
     [[nodiscard]] std::int32_t getRefCount() const noexcept;
 
+private:
+    template <class T>
+    friend class KrSmartPtr;
+    template <class T>
+    friend class KrWeakPtr;
+    friend struct detail::RefCountAccess;
+
     /// True when the count is zero or below or the object was marked: no new holder may be formed from outside.
     [[nodiscard]] bool _isBeingDestroyed() const noexcept;
     /// Promotion fails from now on although holders remain; they keep the object until their release. Cannot be undone.
@@ -40,8 +55,6 @@ public:
     void _releaseAlive() const noexcept;
     /// The control block of weak references, made with the first call; the caller owns one reference to it.
     [[nodiscard]] WeakBlock* _acquireWeakBlock() const;
-
-private:
     [[nodiscard]] std::atomic<std::int64_t>& _state() const noexcept;
 
     // Either the state itself (an even number) or, once a weak reference was made, the address of the control block
@@ -57,15 +70,17 @@ public:
     WeakBlock(const WeakBlock&) = delete;
     WeakBlock& operator=(const WeakBlock&) = delete;
 
+private:
+    friend class KrRefCount;
+    template <class T>
+    friend class KrWeakPtr;
+    ~WeakBlock() = default;
+
     void _addWeak() noexcept;
     void _releaseWeak() noexcept;
     /// Adds a strong holder unless the count is at or below zero or the object is marked as being destroyed.
     [[nodiscard]] bool _tryAddRef() noexcept;
     [[nodiscard]] bool _isExpired() const noexcept;  ///< Whether _tryAddRef() would fail now; a snapshot.
-
-private:
-    friend class KrRefCount;
-    ~WeakBlock() = default;
 
     std::atomic<std::int64_t> _state;
     std::atomic<std::int32_t> _weakCount{1};  // the object itself counts as one

@@ -10,6 +10,9 @@ namespace Kr {
 
 template <class T>
 class KrWeakPtr;
+namespace detail {
+struct RefCountAccess;
+}  // namespace detail
 
 /// Strong holder of an object that derives from KrRefCount, or null. The last holder deletes the object.
 ///
@@ -56,7 +59,14 @@ public:
     T* operator->() const noexcept { return _object; }  ///< Must not be null.
     explicit operator bool() const noexcept { return _object != nullptr; }
 
-    /// Gives up the object without a release: the caller must call _release() once.
+private:
+    template <class U>
+    friend class KrSmartPtr;
+    template <class U>
+    friend class KrWeakPtr;
+    friend struct detail::RefCountAccess;
+
+    /// Gives up the object without a release: the caller releases it once.
     [[nodiscard]] T* _detach() noexcept { return std::exchange(_object, nullptr); }
     /// Takes over one hold of the caller.
     [[nodiscard]] static KrSmartPtr _adopt(T* object) noexcept {
@@ -64,8 +74,6 @@ public:
         holder._object = object;
         return holder;
     }
-
-private:
     void _hold() const noexcept {
         if (_object) _object->_addRef();
     }

@@ -1,5 +1,7 @@
 #include "kr/signals/listener_list.h"
 
+#include "kr/platform/ref_count_access.h"
+
 #include <algorithm>
 #include <functional>
 #include <mutex>
@@ -113,7 +115,7 @@ ListenerListBase::~ListenerListBase() {
     auto* registry = _registry.load(std::memory_order_acquire);
     if (registry == nullptr) return;
     registry->clear();
-    registry->_release();
+    RefCountAccess::release(*registry);
 }
 
 ListenerRegistry& ListenerListBase::_makeRegistry() {
@@ -121,7 +123,7 @@ ListenerRegistry& ListenerListBase::_makeRegistry() {
     if (registry != nullptr) return *registry;
     auto made = makeSmart<ListenerRegistry>();
     if (!_registry.compare_exchange_strong(registry, made.get(), std::memory_order_acq_rel)) return *registry;
-    return *made._detach();
+    return *RefCountAccess::detach(made);
 }
 
 bool ListenerListBase::_add(void* listener, std::shared_ptr<void> held) {

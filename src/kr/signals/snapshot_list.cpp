@@ -1,5 +1,7 @@
 #include "kr/signals/snapshot_list.h"
 
+#include "kr/platform/ref_count_access.h"
+
 #include <algorithm>
 
 namespace Kr {
@@ -27,7 +29,7 @@ void SnapshotList::_add(KrSmartPtr<Entry> entry) {
         const std::lock_guard lock(_mutex);
         if (!_block || _block->size.load(std::memory_order_relaxed) == _block->capacity) _rebuild(_live * 2);
         const auto end = _block->size.load(std::memory_order_relaxed);
-        _block->entries()[end] = entry._detach();
+        _block->entries()[end] = detail::RefCountAccess::detach(entry);
         _block->size.store(end + 1, std::memory_order_release);
         if (++_live == 1) _presenceChanged(true);
     }
@@ -140,7 +142,7 @@ void SnapshotList::_free(Waiting waiting) noexcept {
     while (auto* entry = waiting.ended) {
         waiting.ended = entry->_nextEnded;
         entry->_dropFunction();
-        entry->KrRefCount::_release();
+        detail::RefCountAccess::release(*entry);
     }
     if (waiting.sourceLeaves) _release();
 }

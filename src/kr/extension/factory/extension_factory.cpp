@@ -20,6 +20,7 @@
 #include "kr/platform/log.h"
 #include "kr/platform/memory_guard.h"
 #include "kr/platform/plugins/plugin_manager.h"
+#include "kr/platform/ref_count_access.h"
 #include "kr/platform/type_name.h"
 
 namespace KrSim {
@@ -392,6 +393,12 @@ bool detail::unregisterTypes(std::span<const KrExtensionFactory::TypeDescription
 
 void detail::setCreationKey(KrExtension& proxy, const KrFactoryKey& key) {
     ExtensionAccess::setCreationKey(proxy, key);
+}
+
+KrExtension* detail::releaseAlive(Kr::KrSmartPtr<KrExtension> held) noexcept {
+    auto* const alive = Kr::detail::RefCountAccess::detach(held);
+    Kr::detail::RefCountAccess::releaseAlive(*alive);
+    return alive;
 }
 
 namespace {

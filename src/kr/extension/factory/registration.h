@@ -4,6 +4,7 @@
 #include <memory>
 #include <type_traits>
 #include <typeinfo>
+#include <utility>
 
 #include "kr/extension/extension.h"
 #include "kr/extension/factory/extension_factory.h"
@@ -29,6 +30,8 @@ inline constexpr KrExtensionFactory::eType kKindOf =
 
 /// Gives a new framework half its type and its default name.
 KR_API void setCreationKey(KrExtension& proxy, const KrFactoryKey& key);
+/// The same object without its holder.
+KR_API KrExtension* releaseAlive(Kr::KrSmartPtr<KrExtension> held) noexcept;
 
 template <KrImplementation T>
 KrExtension* createExtension(const KrFactoryKey& key) {
@@ -39,9 +42,7 @@ KrExtension* createExtension(const KrFactoryKey& key) {
     // An implementation that gave its base no proxy, or another one, cannot be used here.
     if (proxy->getImplementation() != implementation.get()) return nullptr;
     static_cast<void>(implementation.release());
-    KrExtension* made = proxy._detach();
-    made->_releaseAlive();
-    return made;
+    return releaseAlive(std::move(proxy));
 }
 
 }  // namespace detail
