@@ -297,11 +297,15 @@ private:
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
     void _dropConnections() noexcept;
+    /// The one walk over connections, proxies, containers and observers; without connections when nothing is to be
+    /// transferred.
+    template <bool transfers>
+    [[gnu::always_inline]] inline void _tellReceivers(const FieldBase& changed, unsigned receivers) const;
     [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned receivers) const;
+    void _tellProxies(const detail::NotificationFrame& frame, bool transfers) const;
     static void _followChain(Kr::KrConnectionBase& first);
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
-    void _tellProxies(const detail::NotificationFrame& frame) const;
     void _setConnected(std::uint16_t bit, bool on);
     [[nodiscard]] bool _tellPropertyObservers(const FieldBase& changed) const;
     void _notifyPropertyChangedBothWays() const;

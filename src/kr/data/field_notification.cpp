@@ -16,7 +16,6 @@
 #include "kr/data/internal/notification_frame.h"
 #include "kr/data/internal/tree_mutex.h"
 #include "kr/data/proxy.h"
-#include "kr/data/proxy_access.h"
 #include "kr/platform/guard.h"
 #include "kr/platform/log.h"
 #include "kr/platform/stack_room.h"
@@ -287,6 +286,60 @@ void FieldBase::_tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*
 
 // --- Notification --------------------------------------------------------------------------------------------------
 
+namespace {
+
+/// Until the field of the frame, or the changed one, dies. Proxies added meanwhile are skipped.
+template <class Tell>
+void forEachProxy(detail::ProxyList& proxies, const detail::NotificationFrame& frame, const Tell& tell) {
+    for (detail::ProxyList::Walk walk(proxies); auto* proxy = walk.next();) {
+        tell(*proxy);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+}
+
+}  // namespace
+
+void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const {
+    if (auto* only = _outgoing.only()) return only->transferValue(changed);
+    // Connections made meanwhile have transferred the new value when they were made.
+    for (detail::ConnectionList::Many::Walk walk(*_outgoing.many()); auto* connection = walk.next();) {
+        connection->transferValue(changed);
+        if (frame.changedDied()) return;
+    }
+}
+
+void FieldBase::_tellProxies(const detail::NotificationFrame& frame, bool transfers) const {
+    forEachProxy(_rareIfAny()->proxies, frame, [&](Proxy& proxy) {
+        if (transfers) {
+            proxy._onLinkedFieldChanged(*this);
+        } else if (proxy._findLinkedField() == this) {
+            proxy._notifyObservers(proxy);
+        }
+    });
+}
+
+template <bool transfers>
+void FieldBase::_tellReceivers(const FieldBase& changed, unsigned receivers) const {
+    if (isTooDeep(changed)) return;
+    const detail::NotificationFrame frame(*this, changed);
+    // Taken before any call: a listener registered from here on receives the next change.
+    const detail::ObserverList::Reader observers(
+        (receivers & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
+    if (transfers && (receivers & kHasOutgoing) != 0) {
+        _walkOutgoing(changed, frame);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+    if ((receivers & kHasProxies) != 0) {
+        _tellProxies(frame, transfers);
+        if (frame.fieldDied() || frame.changedDied()) return;
+    }
+    const bool isLocal = _has(kLocal);
+    constexpr unsigned kElsewhere = transfers ? kAncestorConnected | kForceObservers : kForceObservers;
+    if (_has(isLocal ? kAncestorObserved | kAncestorConnected : kElsewhere) && _parent != nullptr)
+        transfers ? _parent->_notifyChanged(changed) : _parent->_notifyObservers(changed);
+    if (isLocal) detail::notifyObservers(observers, changed, frame);
+}
+
 void FieldBase::_notifyChanged(const FieldBase& changed) const {
     const auto receivers = _receivers();
     auto* only = receivers == kHasOutgoing ? _outgoing.onlyIfNeverMany() : nullptr;
@@ -302,25 +355,11 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
         if (auto* only = _outgoing.only())
             return ConnectionAccess::transferStep(*only, changed) ? _followChain(*only) : void();
     }
-    if (isTooDeep(changed)) return;
-    const detail::NotificationFrame frame(*this, changed);
-    // Taken before any call: a listener registered from here on receives the next change.
-    const detail::ObserverList::Reader observers(
-        (receivers & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
-    if ((receivers & kHasOutgoing) != 0) {
-        _walkOutgoing(changed, frame);
-        if (frame.fieldDied() || frame.changedDied()) return;
-    }
-    if ((receivers & kHasProxies) != 0) {
-        _tellProxies(frame);
-        if (frame.fieldDied() || frame.changedDied()) return;
-    }
-    if (_has(kLocal)) {
-        if (_has(kAncestorObserved | kAncestorConnected) && _parent != nullptr) _parent->_notifyChanged(changed);
-        detail::notifyObservers(observers, changed, frame);
-    } else if (_has(kAncestorConnected | kForceObservers) && _parent != nullptr) {
-        _parent->_notifyChanged(changed);
-    }
+    _tellReceivers<true>(changed, receivers);
+}
+
+void FieldBase::_notifyObservers(const FieldBase& changed) const {
+    if (const auto receivers = _receivers()) _tellReceivers<false>(changed, receivers);
 }
 
 void FieldBase::_followChain(Kr::KrConnectionBase& first) {
@@ -336,49 +375,6 @@ void FieldBase::_followChain(Kr::KrConnectionBase& first) {
         if (connection == nullptr) return sink._notifyChanged(sink);
         if (!ConnectionAccess::transferStep(*connection, sink)) return;
     }
-}
-
-void FieldBase::_walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const {
-    if (auto* only = _outgoing.only()) return only->transferValue(changed);
-    // Connections made meanwhile have transferred the new value when they were made.
-    for (detail::ConnectionList::Many::Walk walk(*_outgoing.many()); auto* connection = walk.next();) {
-        connection->transferValue(changed);
-        if (frame.changedDied()) return;
-    }
-}
-
-namespace {
-
-/// Until the field of the frame, or the changed one, dies. Proxies added meanwhile are skipped.
-template <class Tell>
-void forEachProxy(detail::ProxyList& proxies, const detail::NotificationFrame& frame, const Tell& tell) {
-    for (detail::ProxyList::Walk walk(proxies); auto* proxy = walk.next();) {
-        tell(*proxy);
-        if (frame.fieldDied() || frame.changedDied()) return;
-    }
-}
-
-}  // namespace
-
-void FieldBase::_tellProxies(const detail::NotificationFrame& frame) const {
-    forEachProxy(_rareIfAny()->proxies, frame, [this](Proxy& proxy) { proxy._onLinkedFieldChanged(*this); });
-}
-
-void FieldBase::_notifyObservers(const FieldBase& changed) const {
-    const detail::NotificationFrame frame(*this, changed);
-    const auto state = _state.load(std::memory_order_acquire);
-    const detail::ObserverList::Reader observers(
-        (state & kHasObservers) != 0 ? _rareIfAny()->observers.load(std::memory_order_acquire) : nullptr);
-    if ((state & kHasProxies) != 0) {
-        forEachProxy(_rareIfAny()->proxies, frame, [this](Proxy& proxy) {
-            if (detail::ProxyAccess::findLinkedField(proxy) == this) proxy._notifyObservers(proxy);
-        });
-        if (frame.fieldDied() || frame.changedDied()) return;
-    }
-    const bool isLocal = _has(kLocal);
-    if (_parent != nullptr && _has(isLocal ? kAncestorObserved | kAncestorConnected : kForceObservers))
-        _parent->_notifyObservers(changed);
-    if (isLocal) detail::notifyObservers(observers, changed, frame);
 }
 
 void FieldBase::_addProxy(Proxy* proxy) {

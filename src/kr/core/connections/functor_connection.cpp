@@ -99,13 +99,14 @@ DirectConnectionFunctor* KrFunctorConnection::_getDirectFunctor() const noexcept
 
 // --- Transfer ------------------------------------------------------------------------------------------------------
 
-bool KrFunctorConnection::_isGateOpen() const {
+bool KrFunctorConnection::_mayTransfer(const FieldBase& changed) const {
+    if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed)) return false;
     return !isOutputToParameter() || getSinkOwner() == nullptr ||
            getSinkOwner()->getApplicationMode() == KrSim::eApplicationMode::kEditing;
 }
 
 void KrFunctorConnection::transferValue(const FieldBase& changed) {
-    if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed) || !_isGateOpen()) return;
+    if (!_mayTransfer(changed)) return;
     if (isStackNearlyUsed()) return detail::reportTooDeep(*getSource(), *getSink());
     _functor->run(changed);
 }

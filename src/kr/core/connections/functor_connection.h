@@ -57,7 +57,9 @@ protected:
 private:
     void _onFieldDestroyed(const KrData::FieldBase& field) final;
     void _onFieldMoved() final;
-    [[nodiscard]] bool _isGateOpen() const;
+    /// Whether a change of `changed` is transferred now: enabled, between roles that go together, to a parameter of an
+    /// output only while editing. The functor decides about the guard and about a suspended sink.
+    [[nodiscard]] bool _mayTransfer(const KrData::FieldBase& changed) const;
 
     Roles _roles{Roles::kChecked};
     bool _doRolesFit{true};
