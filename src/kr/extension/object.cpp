@@ -7,6 +7,7 @@
 #include "kr/application/context/context_access.h"
 #include "kr/extension/extension_state.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/extension/instance_data.h"
 #include "kr/extension/internal/extension_list.h"
 #include "kr/extension/internal/object_guards.h"
 #include "kr/extension/internal/object_name_path.h"

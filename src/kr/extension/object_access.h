@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "kr/extension/object.h"
+#include "kr/extension/instance_data.h"
 #include "kr/extension/waiting_connection.h"
 #include "kr/platform/smart_ptr.h"
 
