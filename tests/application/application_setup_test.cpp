@@ -21,6 +21,7 @@
 #include "kr/platform/plugins/resource_manager.h"
 #include "kr/platform/process.h"
 #include "kr/platform/runtime_error.h"
+#include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/process_settings.h"
 #include "tests/support/temporary_folder.h"
