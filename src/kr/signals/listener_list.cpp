@@ -1,11 +1,11 @@
 #include "kr/signals/listener_list.h"
 
-#include "kr/platform/ref_count_access.h"
-
 #include <algorithm>
 #include <functional>
 #include <mutex>
 #include <vector>
+
+#include "kr/platform/ref_count_access.h"
 
 namespace Kr::detail {
 

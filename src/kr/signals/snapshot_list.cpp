@@ -1,8 +1,8 @@
 #include "kr/signals/snapshot_list.h"
 
-#include "kr/platform/ref_count_access.h"
-
 #include <algorithm>
+
+#include "kr/platform/ref_count_access.h"
 
 namespace Kr {
 
@@ -51,7 +51,7 @@ void SnapshotList::_remove(Entry& entry) noexcept {
             _hasEnded = true;
             _somethingWaits.store(true);
         } else {
-            isDropped = true;
+            isDropped = entry._isDropped = true;
         }
     }
     // Without the lock: it is code of others. A reader that has come since sees that the entry is dead.
@@ -129,8 +129,8 @@ void SnapshotList::_release() noexcept {
 
 /// Under the mutex. Nothing while a reader is inside, which then frees it when it leaves.
 SnapshotList::Waiting SnapshotList::_takeWaiting() noexcept {
-    if (_isReaderInside()) return {};
-    if (_hasEnded) _tryRebuild();
+    if (_hasEnded && !_isReaderInside()) _tryRebuild();
+    if (_isReaderInside()) return {};  // asked after the block was replaced: a reader may have come meanwhile
     _somethingWaits.store(false);
     return std::exchange(_waiting, {});
 }
@@ -141,7 +141,7 @@ void SnapshotList::_free(Waiting waiting) noexcept {
         waiting.blocks = std::move(waiting.blocks->nextRetired);
     while (auto* entry = waiting.ended) {
         waiting.ended = entry->_nextEnded;
-        entry->_dropFunction();
+        if (!entry->_isDropped) entry->_dropFunction();
         detail::RefCountAccess::release(*entry);
     }
     if (waiting.sourceLeaves) _release();

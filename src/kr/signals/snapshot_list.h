@@ -138,6 +138,7 @@ private:
     SnapshotList& _list;
     Entry* _nextEnded{nullptr};  // in the one chain that it is ever in
     std::atomic<bool> _live{true};
+    bool _isDropped{false};  // its function, by the thread that ended it; written under the mutex
 };
 
 /// The registrations of one moment, without those that end before their turn. On the stack.
