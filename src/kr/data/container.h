@@ -99,7 +99,6 @@ public:
     iterator moveField(iterator position, const Kr::KrID& id);
 
     // --- Copying and comparing -------------------------------------------------------------------------------------
-    [[nodiscard]] Container* _duplicate() const override;
     [[nodiscard]] Container* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] Container* clone(Container* parent) const override;
     /// Appends clones of all children.
@@ -156,6 +155,7 @@ protected:
     void _destroyChildren();
     /// Counts internal identifiers from 1 again; does nothing while it has children.
     void _restartInternalIdentifiers() noexcept;
+    [[nodiscard]] Container* _duplicate() const override;
 
 private:
     friend class FieldBase;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "kr/data/field_access.h"
 #include "kr/data/internal/diff_target.h"
 #include "kr/data/internal/notification_frame.h"
 
@@ -38,7 +39,7 @@ ContainerDiff::Item::~Item() {
 bool ContainerDiff::Item::set(const FieldBase& field, std::string_view prefix) {
     // Both first: the field may be the clone held so far.
     auto path = relativePath(field, prefix);
-    auto* copy = field._duplicate();
+    auto* copy = detail::FieldAccess::duplicate(field);
     while (getField() != nullptr)
         erase(end() - 1);
     if (empty()) add<std::string>(fieldPathId());

@@ -31,9 +31,11 @@ public:
         /// The path relative to the compared container.
         [[nodiscard]] std::string getFieldPath() const;
 
-        [[nodiscard]] Item* _duplicate() const override;
         [[nodiscard]] Item* clone(const Kr::KrID& id, Container* parent) const override;
         [[nodiscard]] Item* clone(Container* parent) const override;
+
+    protected:
+        [[nodiscard]] Item* _duplicate() const override;
     };
 
     using Items = FieldArray<Item>;
@@ -67,12 +69,12 @@ public:
     /// With the values of the second container.
     [[nodiscard]] const Items& getModifiedFields() const noexcept { return _modified; }
 
-    [[nodiscard]] ContainerDiff* _duplicate() const override;
     [[nodiscard]] ContainerDiff* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] ContainerDiff* clone(Container* parent) const override;
     void _cloneFrom(const FieldBase& source) override;
 
 protected:
+    [[nodiscard]] ContainerDiff* _duplicate() const override;
     /// Always false: the arrays are part of the difference.
     [[nodiscard]] bool _mayRemove(std::size_t count) const override;
 

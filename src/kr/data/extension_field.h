@@ -16,12 +16,13 @@ public:
     /// Whether an editor should offer this extension: Types::extensionIsInterfaceFieldType. Setters do not check it.
     [[nodiscard]] bool accepts(KrSim::KrExtension* extension) const;
 
-    [[nodiscard]] ExtensionField* _duplicate() const override;
     [[nodiscard]] ExtensionField* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] ExtensionField* clone(Container* parent) const override;
     void _cloneFrom(const FieldBase& source) override;
 
 private:
+    [[nodiscard]] ExtensionField* _duplicate() const override;
+
     Kr::KrID _interfaceId;
 };
 

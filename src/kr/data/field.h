@@ -79,7 +79,6 @@ public:
     [[nodiscard]] bool isBound() const noexcept { return _extras && _extras->pointer; }
 
     // --- The field independent of its type -------------------------------------------------------------------------
-    [[nodiscard]] Field* _duplicate() const override;
     [[nodiscard]] Field* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] Field* clone(Container* parent) const override;
     /// Stores the value of `source` without clamping it.
@@ -97,6 +96,7 @@ protected:
     /// For derived classes that add themselves to their parent when they are complete.
     struct Detached {};
     Field(Detached, const Kr::KrID& id);
+    [[nodiscard]] Field* _duplicate() const override;
 
 private:
     friend struct detail::FieldAccess;

@@ -37,6 +37,7 @@ struct FieldAccess {
     static const auto& getLiveness(const FieldBase& field) { return field._getLiveness(); }
 
     // Loading and cloning
+    [[nodiscard]] static FieldBase* duplicate(const FieldBase& field) { return field._duplicate(); }
     static void setTreatedAsDynamic(const FieldBase& field, bool on) noexcept { field._setTreatedAsDynamic(on); }
     /// Sets the bit of this field only, not of its descendants.
     static void setForcingObservers(const FieldBase& field, bool forcing) noexcept {

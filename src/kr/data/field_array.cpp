@@ -193,7 +193,7 @@ bool FieldArrayBase::isEqual(const FieldBase& other) const {
 }
 
 FieldBase* FieldArrayBase::_duplicateChild(const FieldBase& child) const {
-    auto* copy = child._duplicate();
+    auto* copy = detail::FieldAccess::duplicate(child);
     if (copy != nullptr && _isItem(*copy)) return copy;
     delete copy;
     auto* made = _makeItem(child.getID());

@@ -122,17 +122,17 @@ public:
     }
 
     [[nodiscard]] const std::type_info& getItemType() const noexcept override { return typeid(Item); }
-    [[nodiscard]] FieldArray* _duplicate() const override {
-        auto* copy = new FieldArray(*this);
-        copy->_setDynamic(true);
-        return copy;
-    }
     [[nodiscard]] FieldArray* clone(const Kr::KrID& id, Container* parent) const override {
         return _adoptAs(id, _duplicate(), parent);
     }
     [[nodiscard]] FieldArray* clone(Container* parent) const override { return clone(getID(), parent); }
 
 protected:
+    [[nodiscard]] FieldArray* _duplicate() const override {
+        auto* copy = new FieldArray(*this);
+        copy->_setDynamic(true);
+        return copy;
+    }
     [[nodiscard]] FieldBase* _makeItem(const Kr::KrID& id) const override {
         constexpr bool takesFieldType =
             std::is_base_of_v<Container, Item> &&

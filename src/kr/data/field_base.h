@@ -54,9 +54,12 @@ public:
     FieldBase& operator=(const FieldBase&) = delete;
     virtual ~FieldBase();
 
-    // --- Virtual operations, in slot order -------------------------------------------------------------------------
+protected:
     /// A detached copy: same identifier, value, range and metadata, dynamic, without parent. The caller owns it.
     [[nodiscard]] virtual FieldBase* _duplicate() const = 0;
+
+public:
+    // --- Virtual operations, in slot order -------------------------------------------------------------------------
     /// Copies the value of `source`, converted if types allow. False, with a debug line, if they do not.
     virtual bool copyValue(const FieldBase& source) = 0;
     /// copyValue, then replaces this field's hidden metadata by those of `source`. False when copyValue fails.

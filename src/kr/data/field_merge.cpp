@@ -110,7 +110,7 @@ private:
 
     bool _add(Container& fields, const FieldBase& source, std::size_t place) {
         if (fields.isFieldArray()) return _addItem(static_cast<FieldArrayBase&>(fields), source, place);
-        std::unique_ptr<FieldBase> made(source._duplicate());
+        std::unique_ptr<FieldBase> made(detail::FieldAccess::duplicate(source));
         if (!made) return false;
         _settle(*made, source);
         auto* field = made.get();
@@ -217,7 +217,7 @@ private:
             if (!isOwn && _rules.withValues) field.copyValue(source);
             return;
         }
-        std::unique_ptr<FieldBase> made(source._duplicate());
+        std::unique_ptr<FieldBase> made(detail::FieldAccess::duplicate(source));
         auto* parent = field.getParent();
         if (!made || parent == nullptr) return;
         if (isOwn && (isContainer(field) || isContainer(source) || !made->copyValue(field))) {

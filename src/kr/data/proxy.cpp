@@ -61,7 +61,7 @@ bool isAbove(const FieldBase& container, const FieldBase& field) {
 bool wouldStay(const FieldBase& field, const FieldBase& value) {
     if (field.isEqual(value)) return true;
     if (field.getDataType() == value.getDataType() || !CanConvert(value, field)) return false;
-    const std::unique_ptr<FieldBase> copy(field._duplicate());
+    const std::unique_ptr<FieldBase> copy(detail::FieldAccess::duplicate(field));
     return copy != nullptr && copy->copyValue(value) && copy->isEqual(field);
 }
 

@@ -75,7 +75,6 @@ public:
     [[nodiscard]] FieldBase* getLinkedField() const;
 
     // --- The field independent of its type -------------------------------------------------------------------------
-    [[nodiscard]] Proxy* _duplicate() const override;
     [[nodiscard]] Proxy* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] Proxy* clone(Container* parent) const override;
     /// Sets every linked field that exists, in the order of linking. True when at least one took the value.
@@ -91,6 +90,8 @@ public:
     void _cloneFrom(const FieldBase& source) override;
 
 private:
+    [[nodiscard]] Proxy* _duplicate() const override;
+
     friend class FieldBase;
     friend struct detail::ProxyAccess;
 

@@ -129,7 +129,7 @@ struct ValuePlan::VectorOperations {
             const auto& vector = static_cast<const VectorBase&>(*fields[i]);
             auto& copy = values._others[place + i];
             if (copy == nullptr) {
-                copy.reset(vector._duplicate());
+                copy.reset(detail::FieldAccess::duplicate(vector));
             } else {
                 detail::VectorAccess::restoreItems(static_cast<VectorBase&>(*copy), vector);
             }

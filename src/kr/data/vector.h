@@ -65,7 +65,6 @@ public:
     // --- The field independent of its type -------------------------------------------------------------------------
     [[nodiscard]] Types::DataTypeEnum getItemDataType() const noexcept override { return ValueTraits<T>::kDataType; }
     bool copyItems(const VectorBase& source, std::size_t first, std::size_t last) override;
-    [[nodiscard]] Vector* _duplicate() const override;
     [[nodiscard]] Vector* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] Vector* clone(Container* parent) const override;
     /// From a vector of the same item type.
@@ -86,6 +85,7 @@ protected:
     [[nodiscard]] std::string _getItemText(std::size_t index) const override;
     /// For derived classes that change items under their own lock and call _itemsChanged after it.
     [[nodiscard]] std::vector<Item>& _getItems() noexcept { return _items; }
+    [[nodiscard]] Vector* _duplicate() const override;
 
 private:
     static constexpr bool kIsPlain = std::is_same_v<Item, T>;

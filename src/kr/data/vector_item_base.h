@@ -24,8 +24,6 @@ public:
     /// Whether the vector has such an item now.
     [[nodiscard]] bool hasItem() const noexcept;
 
-    /// Null: an item is copied with its vector.
-    [[nodiscard]] FieldBase* _duplicate() const override;
     [[nodiscard]] FieldBase* clone(const Kr::KrID& id, Container* parent) const override;
     [[nodiscard]] FieldBase* clone(Container* parent) const override;
     /// False, and nothing changes; typed items take values of their type.
@@ -38,6 +36,8 @@ protected:
 
     [[nodiscard]] IFieldOwner* _getFieldOwner() const override;
     [[nodiscard]] const FieldBase* _getHolder() const noexcept override;
+    /// Null: an item is copied with its vector.
+    [[nodiscard]] FieldBase* _duplicate() const override;
 
 private:
     FieldReference _vector;

@@ -34,7 +34,7 @@ bool DiffTarget::add(std::string_view path, const FieldBase& recorded) {
     if (parent == nullptr) return false;
     const auto& id = recorded.getID();
     if (auto* present = _childOf(*parent, id)) return _replace(*present, recorded);
-    std::unique_ptr<FieldBase> copy(recorded._duplicate());
+    std::unique_ptr<FieldBase> copy(FieldAccess::duplicate(recorded));
     if (copy == nullptr) return false;
     // Its number stays where it is free; whether it is was noted, so that nothing searches the children.
     if (_internalIdentifiers.contains(copy->getInternalIdentifier())) FieldAccess::setInternalIdentifier(*copy, 0);
@@ -101,7 +101,7 @@ bool DiffTarget::_replace(FieldBase& old, const FieldBase& recorded) {
     auto* parent = old.getParent();
     // As many children as before, so that a size range does not matter.
     if (!ContainerAccess::mayRemove(*parent, 0)) return false;
-    std::unique_ptr<FieldBase> copy(recorded._duplicate());
+    std::unique_ptr<FieldBase> copy(FieldAccess::duplicate(recorded));
     if (copy == nullptr) return false;
     copy->setID(old.getID());
     FieldAccess::setInternalIdentifier(*copy, old.getInternalIdentifier());

@@ -109,7 +109,7 @@ void takeMetadata(FieldBase& field, const FieldBase& source) {
     const auto marks = bitsOf(field) & kMarks;
     const auto* kept = hiddenOf(field);
     const std::unique_ptr<FieldBase> ownData(
-        kept != nullptr && (*kept)[ownDataId()].isValid() ? (*kept)[ownDataId()]._duplicate() : nullptr);
+        kept != nullptr && (*kept)[ownDataId()].isValid() ? FieldAccess::duplicate((*kept)[ownDataId()]) : nullptr);
     FieldAccess::replaceInternal(field, FieldAccess::getInternalIfAny(source));
     if (hiddenOf(field) != nullptr) field.getInternal().removeField(ownDataId());
     if (ownData) {

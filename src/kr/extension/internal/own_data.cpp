@@ -53,7 +53,7 @@ std::unique_ptr<KrData::Container> copyBelow(const KrData::Container& source, co
                              (own.getParts(*field) & kWhole) != 0 ||
                              (field->isFieldArray() && own.hasAny(*field, kWhole));
         if (isWhole) {
-            take(std::unique_ptr<KrData::FieldBase>(field->_duplicate()));
+            take(std::unique_ptr<KrData::FieldBase>(FieldAccess::duplicate(*field)));
         } else if (group != nullptr && !field->isFieldArray()) {
             take(copyBelow(*group, own));
         }

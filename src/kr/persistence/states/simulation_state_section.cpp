@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kr/application/application_config.h"
+#include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/events/event_id_list.h"
 #include "kr/events/sim_event.h"
@@ -25,6 +26,7 @@ KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSimulationStateSection)
 
 namespace KrPersistence {
 
+using KrData::detail::FieldAccess;
 using KrSim::detail::StateAccess;
 
 namespace {
@@ -127,7 +129,7 @@ std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot(
         const auto extension = KrSim::KrContentRegistry::instance().resolve(each.sink);
         auto* sink = extension ? KrData::_findStoredPath(extension->getFieldsContainer(), each.path) : nullptr;
         if (sink == nullptr) continue;
-        std::shared_ptr<KrData::FieldBase> value(each.value->_duplicate());
+        std::shared_ptr<KrData::FieldBase> value(FieldAccess::duplicate(*each.value));
         detail::resolveReferences(*value, each.references);
         events.values.resize(pending.size());
         events.values.push_back({std::move(value), KrData::FieldReference(sink)});

@@ -34,7 +34,7 @@ bool isGroup(const FieldBase& field) {
 }
 
 std::unique_ptr<FieldBase> makeCopyOf(const FieldBase& value) {
-    if (!isGroup(value)) return std::unique_ptr<FieldBase>(value._duplicate());
+    if (!isGroup(value)) return std::unique_ptr<FieldBase>(FieldAccess::duplicate(value));
     auto copy = std::make_unique<Container>(value.getID());
     for (const auto* child : value.getChildren()) {
         const auto* childValue = valueOf(*child);

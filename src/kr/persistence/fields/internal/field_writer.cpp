@@ -228,7 +228,7 @@ void FieldWriter::_writeItems(const FieldBase& field) {
         using Vector = KrData::Vector<T>;
         if (typeid(field) == typeid(Vector)) return _writeItemsOf(static_cast<const Vector&>(base), field);
         // Subclasses may guard their items by a lock, which a copy takes.
-        const std::unique_ptr<const FieldBase> copy(base._duplicate());
+        const std::unique_ptr<const FieldBase> copy(FieldAccess::duplicate(base));
         if (const auto* items = dynamic_cast<const Vector*>(copy.get())) _writeItemsOf(*items, field);
     });
 }

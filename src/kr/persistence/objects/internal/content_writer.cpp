@@ -210,7 +210,7 @@ void ContentWriter::_writeNameMarks(const KrExtension& extension) {
         _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
         return;
     }
-    const std::unique_ptr<KrData::FieldBase> copy(name._duplicate());
+    const std::unique_ptr<KrData::FieldBase> copy(FieldAccess::duplicate(name));
     copy->_setDynamic(name.isDynamic());
     FieldAccess::setForcingObservers(*copy, FieldAccess::isForcingObservers(name));
     KrSim::OwnRecord::addTo(*copy, *own->second);
