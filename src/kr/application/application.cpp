@@ -66,21 +66,20 @@ Kr::KrSmartPtr<KrApplication> KrApplication::create(Kr::IClock& clock) {
     return Kr::KrSmartPtr<KrApplication>(new KrApplication(clock));
 }
 
-KrApplication::KrApplication(Kr::IClock& clock)
-    : _parts(std::make_unique<Parts>(*this, clock)), _state(Kr::makeSmart<ApplicationState>()), _context(_state) {
+KrApplication::KrApplication(Kr::IClock& clock) : _parts(std::make_unique<Parts>(*this, clock)) {
     auto& parts = *_parts;
-    _state->eventManager = &parts.events;
-    _state->errorManager = &parts.errors;
-    _state->eventQueue = detail::EventManagerAccess::getQueue(parts.events);
+    _parts->state->eventManager = &parts.events;
+    _parts->state->errorManager = &parts.errors;
+    _parts->state->eventQueue = detail::EventManagerAccess::getQueue(parts.events);
     parts.root->setName("Application");
     ObjectAccess::setApplicationRoot(*parts.root);
-    ExtensionAccess::setApplicationContext(*parts.root, _context);
-    _content = std::make_unique<KrContentDispatcher>(*parts.root, parts);
+    ExtensionAccess::setApplicationContext(*parts.root, _parts->context);
+    _parts->content = std::make_unique<KrContentDispatcher>(*parts.root, parts);
 
     const auto configuration = KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
     auto* implementation = configuration ? configuration->getImplementationAs<ApplicationConfig>() : nullptr;
     if (implementation == nullptr) throw KrRuntimeError("KrApplication: its configuration cannot be made");
-    _configuration = KrSmartInterface<ApplicationConfig>(implementation);
+    _parts->configuration = KrSmartInterface<ApplicationConfig>(implementation);
     configuration->setName("Config");
     _noteSetting(*implementation->simulationFrameRate.getField());
     _noteSetting(*implementation->synchronizationMode.getField());
@@ -103,7 +102,7 @@ KrApplication::~KrApplication() {
     parts.rootEntry.reset();
     // From here on no other thread delivers events to what is destroyed now.
     detail::EventManagerAccess::beginEnd(parts.events);
-    _state->end();
+    _parts->state->end();
     parts.configurationWatch.disconnect();
     parts.subscriptions.unregister();
     auto* const manager = parts.simulationFileManager.get();
@@ -112,8 +111,12 @@ KrApplication::~KrApplication() {
     removeAllModules();
     removeAllExtensions();
     ExtensionAccess::setApplicationContext(*parts.root, {});
-    _content.reset();
+    _parts->content.reset();
     detail::ErrorHandlerAccess::removeApplication(parts.events);
+}
+
+const ApplicationContext& KrApplication::getContext() const noexcept {
+    return _parts->context;
 }
 
 Kr::KrBase& KrApplication::getReferenceRoot() {
@@ -121,7 +124,7 @@ Kr::KrBase& KrApplication::getReferenceRoot() {
 }
 
 bool KrApplication::_whenIdle(const std::function<void()>& change) {
-    return detail::changeContent(_context, change, [&] { return change; });
+    return detail::changeContent(_parts->context, change, [&] { return change; });
 }
 
 // --- Content -------------------------------------------------------------------------------------------------------
@@ -137,7 +140,7 @@ bool KrApplication::add(const KrSmartInterface<IExtension>& extension) {
 bool KrApplication::remove(KrExtension* extension) {
     if (extension == nullptr) return false;
     // Whether it is here is known when the removal is made: it may be added before that.
-    if (!_context.isBusy() && extension->getOwner() != _parts->root.get()) return false;
+    if (!_parts->context.isBusy() && extension->getOwner() != _parts->root.get()) return false;
     _parts->root->remove(extension);
     return true;
 }
@@ -146,9 +149,13 @@ bool KrApplication::remove(const KrSmartInterface<IExtension>& extension) {
     return remove(extension.getExtension());
 }
 
+KrContentDispatcher& KrApplication::getContentDispatcher() const noexcept {
+    return *_parts->content;
+}
+
 void KrApplication::removeAllExtensions() {
     const auto removeAll = [this] { _removeAllExtensions(); };
-    detail::changeContent(_context, removeAll, [&] { return removeAll; });
+    detail::changeContent(_parts->context, removeAll, [&] { return removeAll; });
 }
 
 // From the list as it is: the destructor ends here, so it is not copied. Each walk removes all that its callbacks have
@@ -187,7 +194,7 @@ bool KrApplication::insertModule(const KrSmartInterface<ISimulatorModule>& modul
         isInserted = proxy->getApplication() == nullptr && _insertModule(module);
     };
     // Where a module belongs is known on the application's thread only.
-    detail::changeContent(_context, insert, [&] { return [this, module] { _insertModule(module); }; });
+    detail::changeContent(_parts->context, insert, [&] { return [this, module] { _insertModule(module); }; });
     return isInserted;
 }
 
@@ -195,21 +202,21 @@ bool KrApplication::_insertModule(const KrSmartInterface<ISimulatorModule>& modu
     const Kr::KrSmartPtr<KrSimulatorModule> proxy(module->_getModuleProxy());
     if (_parts->isLeaving(*proxy)) {
         // It asks for that in a callback of its removal.
-        return _context.executeLater([this, module] { _insertModule(module); });
+        return _parts->context.executeLater([this, module] { _insertModule(module); });
     }
     if (proxy->getApplication() != nullptr || !_parts->modules.insert(module)) return false;
-    ExtensionAccess::setApplicationContext(*proxy, _context);
+    ExtensionAccess::setApplicationContext(*proxy, _parts->context);
     proxy->_onAddToApplication(this);
     // It may have been removed again, or removed and added again.
-    if (proxy->getApplication() != this || _content->hasModule(proxy.get())) return true;
+    if (proxy->getApplication() != this || _parts->content->hasModule(proxy.get())) return true;
     try {
-        _content->_addModule(*proxy);
+        _parts->content->_addModule(*proxy);
     } catch (...) {
         static_cast<void>(_takeOutModule(module));
         throw;
     }
     _parts->listeners.notify([&](IApplicationListener& each) {
-        if (_content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
+        if (_parts->content->hasModule(proxy.get())) each.onModuleInserted(this, proxy.get());
     });
     return true;
 }
@@ -222,7 +229,7 @@ bool KrApplication::removeModule(const KrSmartInterface<ISimulatorModule>& modul
         wasHere = proxy->getApplication() == this;
         if (wasHere) _removeModule(module);
     };
-    detail::changeContent(_context, remove, [&] { return [this, module] { _removeModule(module); }; });
+    detail::changeContent(_parts->context, remove, [&] { return [this, module] { _removeModule(module); }; });
     return wasHere;
 }
 
@@ -232,7 +239,7 @@ bool KrApplication::_takeOutModule(const KrSmartInterface<ISimulatorModule>& mod
     if (!_parts->modules.remove(module)) return false;
     Parts::LeavingModule leaving{proxy.get(), _parts->leavingModules};
     _parts->leavingModules = &leaving;
-    _content->_removeModule(*proxy);
+    _parts->content->_removeModule(*proxy);
     proxy->_onRemoveFromApplication(this);
     ExtensionAccess::setApplicationContext(*proxy, {});
     _parts->leavingModules = leaving.outer;
@@ -247,30 +254,30 @@ void KrApplication::_removeModule(const KrSmartInterface<ISimulatorModule>& modu
 
 void KrApplication::removeAllModules() {
     const auto removeAll = [this] { _removeAllModules(); };
-    detail::changeContent(_context, removeAll, [&] { return removeAll; });
+    detail::changeContent(_parts->context, removeAll, [&] { return removeAll; });
 }
 
 void KrApplication::_removeAllModules() {
-    for (std::size_t i = _content->getModuleCount(); i-- > 0;) {
+    for (std::size_t i = _parts->content->getModuleCount(); i-- > 0;) {
         // Callbacks may remove others.
-        auto* proxy = _content->getModule(i);
+        auto* proxy = _parts->content->getModule(i);
         auto* module = proxy != nullptr ? proxy->getModuleImplementation() : nullptr;
         if (module != nullptr) _removeModule(KrSmartInterface<ISimulatorModule>(module));
     }
 }
 
 std::size_t KrApplication::getModuleCount() const {
-    return _content->getModuleCount();
+    return _parts->content->getModuleCount();
 }
 
 KrSimulatorModule* KrApplication::getModule(std::size_t index) const {
-    return _content->getModule(index);
+    return _parts->content->getModule(index);
 }
 
 // --- Modes ---------------------------------------------------------------------------------------------------------
 
 eApplicationMode KrApplication::getApplicationMode() const noexcept {
-    return _state->mode;
+    return _parts->state->mode;
 }
 
 bool KrApplication::setApplicationMode(eApplicationMode mode) {
@@ -285,21 +292,21 @@ bool KrApplication::setApplicationMode(eApplicationMode mode) {
 
 void KrApplication::_changeMode(eApplicationMode mode) {
     // A mode that is set while another one is announced waits, so that all listeners get both in the same order.
-    if (_isChangingMode && _context.executeLater([this, mode] { _changeMode(mode); })) return;
+    if (_parts->isChangingMode && _parts->context.executeLater([this, mode] { _changeMode(mode); })) return;
     const auto before = getApplicationMode();
     if (mode == before) return;
-    _isChangingMode = true;
+    _parts->isChangingMode = true;
     _setEditing(mode == eApplicationMode::kEditing);
-    _state->mode = mode;
-    _content->_forEachModule([&](KrSimulatorModule& module) { module._onApplicationModeChange(before, mode); });
+    _parts->state->mode = mode;
+    _parts->content->_forEachModule([&](KrSimulatorModule& module) { module._onApplicationModeChange(before, mode); });
     _parts->listeners.notify([&](IApplicationListener& each) { each.onApplicationModeChanged(this, before, mode); });
-    _isChangingMode = false;
+    _parts->isChangingMode = false;
 }
 
 void KrApplication::_setEditing(bool editing) {
-    for (const auto& each : _content->getExtensions())
+    for (const auto& each : _parts->content->getExtensions())
         each->getFieldsContainer()._setApplicationModeIsEditing(editing);
-    _content->_forEachModule(
+    _parts->content->_forEachModule(
         [&](KrSimulatorModule& module) { module.getFieldsContainer()._setApplicationModeIsEditing(editing); });
     _parts->root->getFieldsContainer()._setApplicationModeIsEditing(editing);
 }
@@ -309,14 +316,14 @@ bool KrApplication::isMaster() const noexcept {
 }
 
 bool KrApplication::isSlave() const noexcept {
-    return _state->communicationModel == eCommunicationModel::kSlave;
+    return _parts->state->communicationModel == eCommunicationModel::kSlave;
 }
 
 // --- Log -----------------------------------------------------------------------------------------------------------
 
 void KrApplication::enableConsoleLog(bool enable) {
     KrErrorHandler::enableConsoleLog(enable);
-    _configuration->logConsole = enable;
+    _parts->configuration->logConsole = enable;
 }
 
 bool KrApplication::isConsoleLogEnabled() const noexcept {
@@ -324,7 +331,7 @@ bool KrApplication::isConsoleLogEnabled() const noexcept {
 }
 
 void KrApplication::setLogFilePrefix(const std::string& prefix) {
-    _configuration->logFile = prefix;
+    _parts->configuration->logFile = prefix;
     _fileLog(prefix);
 }
 
@@ -375,7 +382,7 @@ KrExtension* KrApplication::getSimulationFileManager() const {
 
 KrApplication::Internals KrApplication::getInternals() const noexcept {
     auto& parts = *_parts;
-    return {*parts.root, parts.modules, *_state, parts.events, parts.pacer, parts.masterStep};
+    return {*parts.root, parts.modules, *_parts->state, parts.events, parts.pacer, parts.masterStep};
 }
 
 }  // namespace KrSim

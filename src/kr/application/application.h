@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -81,7 +80,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// Any thread. The frame in progress, or the next one, is the last one.
     void sendExitApplicationRequest(eExitRequestMode mode = eExitRequestMode::kThis) const;
     /// The same for this application, and safe in a signal handler. A frame that waits for its start begins early.
-    void requestExitFromSignal() noexcept { _exitRequested.store(true, std::memory_order_relaxed); }
+    void requestExitFromSignal() noexcept;
 
     /// Any thread. From the next frame on, frames run without simulating: events, delayed functions and exit requests
     /// are processed at the frame rate, the frame number and the simulated time do not change, and the elapsed time
@@ -115,7 +114,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     void setSyncMode(eSynchronizationMode mode);
     [[nodiscard]] eSynchronizationMode getSyncMode() const noexcept;
     /// Whether kSWAndVSync is paced by the clock; initially it is. A display with its own refresh disables it.
-    void setClockPacingWithVSync(bool enabled) noexcept { _pacesWithVSync = enabled; }
+    void setClockPacingWithVSync(bool enabled) noexcept;
 
     // --- Content ---------------------------------------------------------------------------------------------------
     /// Any thread while the application runs. See KrObject::add; accepts objects and other extensions, but no modules.
@@ -131,7 +130,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// Null past the end. Borrowed.
     [[nodiscard]] KrExtension* getExtension(std::size_t index) const;
     /// All present content, including extensions below objects; it offers the content to the modules.
-    [[nodiscard]] KrContentDispatcher& getContentDispatcher() const noexcept { return *_content; }
+    [[nodiscard]] KrContentDispatcher& getContentDispatcher() const noexcept;
 
     // --- Modules ---------------------------------------------------------------------------------------------------
     /// Any thread while the application runs. Offers all content to the module. False for null and for a module of any
@@ -158,7 +157,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     // --- Setup -----------------------------------------------------------------------------------------------------
     /// The current settings. Fields that are changed here, for example by an editor, take effect after the passes of
     /// the frame in progress or of the next one.
-    [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept { return _configuration.get(); }
+    [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept;
     /// Applies all settings of a setup: log, frame rate, modes, search directories of the process, and the settings of
     /// modules; missing modules are created. An invalid value leaves its setting unchanged, with a warning, and so does
     /// a field that the setup does not have. False for null, and while the content must not change.
@@ -178,7 +177,7 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// "base:///KrApplication/Rig/KrObject/Car". Modules and content are below an application, extensions below
     /// objects. Never destroyed.
     [[nodiscard]] static Kr::KrBase& getReferenceRoot();
-    [[nodiscard]] const ApplicationContext& getContext() const noexcept { return _context; }
+    [[nodiscard]] const ApplicationContext& getContext() const noexcept;
     /// Ignores a listener that is registered already. Borrowed: unregister it before it dies, on the thread of the
     /// application. Any thread. Rules of a delivery: docs/notification.md.
     void registerListener(IApplicationListener* listener);
@@ -239,16 +238,6 @@ private:
     bool _whenIdle(const std::function<void()>& change);
 
     std::unique_ptr<Parts> _parts;
-    Kr::KrSmartPtr<ApplicationState> _state;
-    ApplicationContext _context;
-    KrSmartInterface<ApplicationConfig> _configuration;
-    std::unique_ptr<KrContentDispatcher> _content;
-    mutable std::atomic<bool> _exitRequested{false};
-    std::atomic<bool> _pauseRequested{false};
-    std::atomic<std::uint32_t> _stepsLeft{0};
-    bool _pacesWithVSync{true};
-    std::uint32_t _changedSettings{0};  // of the configuration, a bit for each; they take effect after the passes
-    bool _isChangingMode{false};
 };
 
 }  // namespace KrSim

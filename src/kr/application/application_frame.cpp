@@ -89,12 +89,12 @@ bool KrApplication::update() {
 }
 
 bool KrApplication::_isFrameUnderWayHere() const noexcept {
-    return _context.isRunning() && _context.isApplicationThread() && _state->isInFrame;
+    return _parts->context.isRunning() && _parts->context.isApplicationThread() && _parts->state->isInFrame;
 }
 
 void KrApplication::_endLoop(int exitValue) {
-    _state->leaveLoop();
-    _exitRequested.store(false, std::memory_order_relaxed);  // served
+    _parts->state->leaveLoop();
+    _parts->exitRequested.store(false, std::memory_order_relaxed);  // served
     // Releases threads that wait for this one to deliver an event.
     detail::EventManagerAccess::stopRunning(_parts->events);
     _parts->listeners.notify([&](IApplicationListener& each) { each.onRunEnded(this, exitValue); });
@@ -115,35 +115,35 @@ bool KrApplication::_frame() {
 bool KrApplication::_runFrame() {
     auto& parts = *_parts;
     const bool isInner = _isFrameUnderWayHere();
-    _state->enterLoop();
-    if (!isInner) _state->runBetweenFrames();
-    FrameScope scope(*_state);
+    _parts->state->enterLoop();
+    if (!isInner) _parts->state->runBetweenFrames();
+    FrameScope scope(*_parts->state);
     const double entered = parts.pacer.getClock().getSeconds();
     if (!parts.startTime) parts.startTime = entered;
     const bool isPaused = _takePause();
-    _state->isPaused = isPaused;
+    _parts->state->isPaused = isPaused;
     if (!isPaused) {
-        _state->frame = static_cast<std::uint32_t>(parts.frames);
-        _state->elapsedSeconds = entered - *parts.startTime;
+        _parts->state->frame = static_cast<std::uint32_t>(parts.frames);
+        _parts->state->elapsedSeconds = entered - *parts.startTime;
     }
 
     KrEventDispatcher::preUpdate();
-    _state->runDelayedFunctions();
+    _parts->state->runDelayedFunctions();
     if (isPaused) {
         _passPausedFrame();
     } else {
-        _content->_updateProxies();
+        _parts->content->_updateProxies();
         _pace();
         _runPasses();
     }
-    if (_changedSettings != 0) _applyChangedSettings();
+    if (_parts->changedSettings != 0) _applyChangedSettings();
     KrEventDispatcher::postUpdate();
-    _state->runDelayedFunctions();
+    _parts->state->runDelayedFunctions();
     if (!isPaused) _countFrame(entered);
     parts.listeners.notify([this](IApplicationListener& each) { each.onFrameEnded(this); });
     scope.end();
-    if (!isInner) _state->runBetweenFrames();
-    return !_exitRequested.load(std::memory_order_relaxed);
+    if (!isInner) _parts->state->runBetweenFrames();
+    return !_parts->exitRequested.load(std::memory_order_relaxed);
 }
 
 void KrApplication::_countFrame(double entered) {
@@ -152,13 +152,14 @@ void KrApplication::_countFrame(double entered) {
     ++parts.framesRun;
     parts.simulatedSeconds += parts.stepSeconds;
     parts.meter.onFrameEnded();
-    _state->setStatistics(parts.meter.getStatistics());
+    _parts->state->setStatistics(parts.meter.getStatistics());
     parts.updateSeconds = parts.pacer.getClock().getSeconds() - entered - parts.waitedSeconds;
 }
 
 bool KrApplication::_isPaced() const noexcept {
     const auto mode = getSyncMode();
-    return mode == eSynchronizationMode::kSWSync || (mode == eSynchronizationMode::kSWAndVSync && _pacesWithVSync);
+    return mode == eSynchronizationMode::kSWSync ||
+           (mode == eSynchronizationMode::kSWAndVSync && _parts->pacesWithVSync);
 }
 
 void KrApplication::_pace() {
@@ -168,47 +169,47 @@ void KrApplication::_pace() {
     const FrameStart start = isPaced ? parts.pacer.beginPaced(parts.stepSeconds) : parts.pacer.beginFree();
     parts.meter.onFrame(start, parts.stepSeconds, isPaced);
     parts.waitedSeconds = start.wait + start.oversleep;
-    _state->secondsBetweenFrames = parts.frameStart ? start.time - *parts.frameStart : 0.0;
-    _state->updateSeconds = parts.updateSeconds;
-    _state->waitSeconds = start.wait;
-    _state->setStatistics(parts.meter.getStatistics());
+    _parts->state->secondsBetweenFrames = parts.frameStart ? start.time - *parts.frameStart : 0.0;
+    _parts->state->updateSeconds = parts.updateSeconds;
+    _parts->state->waitSeconds = start.wait;
+    _parts->state->setStatistics(parts.meter.getStatistics());
     parts.frameStart = start.time;
-    if (parts.masterStep && !isSlave()) parts.masterStep(_context);
+    if (parts.masterStep && !isSlave()) parts.masterStep(_parts->context);
     // Again: the frame begins after its wait.
-    _state->frame = static_cast<std::uint32_t>(parts.frames);
-    _state->elapsedSeconds = start.time - *parts.startTime;
-    Kr::publishMetric("FrameNumber", _state->frame);
-    Kr::publishMetric("ElapsedSeconds", _state->elapsedSeconds);
+    _parts->state->frame = static_cast<std::uint32_t>(parts.frames);
+    _parts->state->elapsedSeconds = start.time - *parts.startTime;
+    Kr::publishMetric("FrameNumber", _parts->state->frame);
+    Kr::publishMetric("ElapsedSeconds", _parts->state->elapsedSeconds);
 }
 
 void KrApplication::_runPasses() {
     const auto& modules = _parts->modules;
-    const bool wasUpdating = _state->isUpdatingModules;
-    _state->isUpdatingModules = true;
-    modules.preUpdate(_context);
-    modules.update(_context);
-    modules.postUpdate(_context);
-    _state->isUpdatingModules = wasUpdating;
+    const bool wasUpdating = _parts->state->isUpdatingModules;
+    _parts->state->isUpdatingModules = true;
+    modules.preUpdate(_parts->context);
+    modules.update(_parts->context);
+    modules.postUpdate(_parts->context);
+    _parts->state->isUpdatingModules = wasUpdating;
 }
 
 // --- Between two frames --------------------------------------------------------------------------------------------
 
 bool KrApplication::executeBetweenFrames(std::function<void()> function) {
-    return _state->executeBetweenFrames(std::move(function));
+    return _parts->state->executeBetweenFrames(std::move(function));
 }
 
 bool detail::ApplicationAccess::isBetweenFrames(const KrApplication& application) noexcept {
-    if (!application._context.isRunning()) return !application._context.isBusy();
-    return application._context.isApplicationThread() && !application._state->isInFrame;
+    if (!application._parts->context.isRunning()) return !application._parts->context.isBusy();
+    return application._parts->context.isApplicationThread() && !application._parts->state->isInFrame;
 }
 
 FramePosition detail::ApplicationAccess::getFramePosition(const KrApplication& application) {
     const auto& parts = *application._parts;
     FramePosition position;
     position.frames = parts.frames;
-    position.frame = application._state->frame;
-    position.elapsedSeconds = application._state->elapsedSeconds;
-    position.frameRateHz = application._state->frameRateHz;
+    position.frame = application._parts->state->frame;
+    position.elapsedSeconds = application._parts->state->elapsedSeconds;
+    position.frameRateHz = application._parts->state->frameRateHz;
     position.now = parts.pacer.getClock().getSeconds();
     position.start = parts.startTime;
     position.begin = parts.frameStart;
@@ -225,36 +226,44 @@ void detail::ApplicationAccess::setFramePosition(KrApplication& application, con
     parts.frames = position.frames;
     parts.startTime = shifted(position.start);
     parts.frameStart = shifted(position.begin);
-    application._state->frame = position.frame;
-    application._state->elapsedSeconds = position.elapsedSeconds;
-    if (position.frameRateHz != application._state->frameRateHz)
+    application._parts->state->frame = position.frame;
+    application._parts->state->elapsedSeconds = position.elapsedSeconds;
+    if (position.frameRateHz != application._parts->state->frameRateHz)
         application.setSimulationFrameRate(position.frameRateHz);
 }
 
 // --- Pause ---------------------------------------------------------------------------------------------------------
 
+void KrApplication::requestExitFromSignal() noexcept {
+    _parts->exitRequested.store(true, std::memory_order_relaxed);
+}
+
+void KrApplication::setClockPacingWithVSync(bool enabled) noexcept {
+    _parts->pacesWithVSync = enabled;
+}
+
 void KrApplication::pause() noexcept {
-    _stepsLeft.store(0);
-    _pauseRequested.store(true);
+    _parts->stepsLeft.store(0);
+    _parts->pauseRequested.store(true);
 }
 
 void KrApplication::resume() noexcept {
-    _pauseRequested.store(false);
+    _parts->pauseRequested.store(false);
 }
 
 bool KrApplication::isPaused() const noexcept {
-    return _pauseRequested.load();
+    return _parts->pauseRequested.load();
 }
 
 void KrApplication::step(std::uint32_t frames) noexcept {
-    _stepsLeft.fetch_add(frames);
-    _pauseRequested.store(true);
+    _parts->stepsLeft.fetch_add(frames);
+    _parts->pauseRequested.store(true);
 }
 
 bool KrApplication::_takePause() noexcept {
-    if (!_pauseRequested.load()) return false;
-    auto left = _stepsLeft.load();
-    while (left > 0 && !_stepsLeft.compare_exchange_weak(left, left - 1)) {
+    if (!_parts->pauseRequested.load()) return false;
+    auto left = _parts->stepsLeft.load();
+    while (left > 0 && !_parts->stepsLeft.compare_exchange_weak(left, left - 1)) {
     }
     return left == 0;
 }
@@ -269,12 +278,12 @@ void KrApplication::_passPausedFrame() {
 }
 
 FrameStatistics KrApplication::getFrameStatistics() const noexcept {
-    return _state->getStatistics();
+    return _parts->state->getStatistics();
 }
 
 void KrApplication::resetFrameStatistics() {
     _parts->meter.reset();
-    _state->setStatistics({});
+    _parts->state->setStatistics({});
 }
 
 // --- Exit ----------------------------------------------------------------------------------------------------------
@@ -282,7 +291,8 @@ void KrApplication::resetFrameStatistics() {
 void KrApplication::sendExitApplicationRequest(eExitRequestMode mode) const {
     switch (mode) {
         case eExitRequestMode::kThis:
-            static_cast<void>(_context.executeLater([this] { _exitRequested.store(true, std::memory_order_relaxed); }));
+            static_cast<void>(
+                _parts->context.executeLater([this] { _parts->exitRequested.store(true, std::memory_order_relaxed); }));
             break;
         case eExitRequestMode::kAll:
             _parts->events.sendEvent(kStopApplicationEvent, EventData());

@@ -85,12 +85,12 @@ double boundedRate(const Parameter<double>& setting, double rateHz) {
 void KrApplication::setSimulationFrameRate(double rateHz) {
     const bool isNumber = !std::isnan(rateHz);
     if (isNumber) {
-        auto& setting = _configuration->simulationFrameRate;
+        auto& setting = _parts->configuration->simulationFrameRate;
         const double pacedHz = boundedRate(setting, rateHz);
         setting = rateHz;
         if (setting != pacedHz) setting = pacedHz;  // it was loaded, and an equal value is not clamped
-        _state->frameRateHz = pacedHz;
-        _state->requestedRateHz = rateHz;
+        _parts->state->frameRateHz = pacedHz;
+        _parts->state->requestedRateHz = rateHz;
     }
     Kr::logMessage(Kr::eLogLevel::kDebug, "KrApplication: Frame rate set to %g Hz", rateHz);
     if (isNumber) return;
@@ -99,50 +99,54 @@ void KrApplication::setSimulationFrameRate(double rateHz) {
 }
 
 double KrApplication::getSimulationFrameRate() const noexcept {
-    return _state->frameRateHz;
+    return _parts->state->frameRateHz;
 }
 
 double KrApplication::getSimulationTimeStep() const noexcept {
-    return 1.0 / _state->frameRateHz;
+    return 1.0 / _parts->state->frameRateHz;
 }
 
 void KrApplication::setSyncMode(eSynchronizationMode mode) {
-    _configuration->synchronizationMode = Kr::KrEnum(mode);
-    if (const auto value = valueOf<eSynchronizationMode>(_configuration->synchronizationMode)) {
-        _state->syncMode = *value;
+    _parts->configuration->synchronizationMode = Kr::KrEnum(mode);
+    if (const auto value = valueOf<eSynchronizationMode>(_parts->configuration->synchronizationMode)) {
+        _parts->state->syncMode = *value;
     }
 }
 
 eSynchronizationMode KrApplication::getSyncMode() const noexcept {
-    return _state->syncMode;
+    return _parts->state->syncMode;
 }
 
 void KrApplication::setCommunicationModel(eCommunicationModel model) {
-    _configuration->communicationModel = Kr::KrEnum(model);
-    if (const auto value = valueOf<eCommunicationModel>(_configuration->communicationModel)) {
-        _state->communicationModel = *value;
+    _parts->configuration->communicationModel = Kr::KrEnum(model);
+    if (const auto value = valueOf<eCommunicationModel>(_parts->configuration->communicationModel)) {
+        _parts->state->communicationModel = *value;
     }
 }
 
 void KrApplication::_applyFrameRate(double rateHz, bool isAsked) {
     if (isAsked || rateHz != getSimulationFrameRate()) setSimulationFrameRate(rateHz);
-    auto& own = _configuration->simulationFrameRate;
+    auto& own = _parts->configuration->simulationFrameRate;
     if (std::isnan(own)) own = getSimulationFrameRate();
 }
 
+ApplicationConfig* KrApplication::getConfiguration() const noexcept {
+    return _parts->configuration.get();
+}
+
 void KrApplication::_noteSetting(const KrData::FieldBase& changed) {
-    const auto fields = fieldsOf(*_configuration);
+    const auto fields = fieldsOf(*_parts->configuration);
     const auto place = std::find(fields.begin(), fields.end(), &changed);
-    if (place != fields.end()) _changedSettings |= bit(static_cast<std::size_t>(place - fields.begin()));
+    if (place != fields.end()) _parts->changedSettings |= bit(static_cast<std::size_t>(place - fields.begin()));
 }
 
 void KrApplication::_applyChangedSettings() {
-    const auto changed = std::exchange(_changedSettings, 0);
-    _applySettings(*_configuration, changed & presentSettings(*_configuration));
+    const auto changed = std::exchange(_parts->changedSettings, 0);
+    _applySettings(*_parts->configuration, changed & presentSettings(*_parts->configuration));
 }
 
 void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint32_t which) {
-    const bool isSetup = &settings != _configuration.get();
+    const bool isSetup = &settings != _parts->configuration.get();
     const auto isOneOf = [&](Setting setting) { return (which & bit(setting)) != 0; };
     if (isOneOf(kLogLevel)) {
         if (const auto level = valueOf<Kr::eLogLevel>(settings.loggingLevel)) Kr::LogSetLevel(*level);
@@ -153,11 +157,12 @@ void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint3
     if (isOneOf(kResourcesDirectories)) settings._applyResourcesPath();
     if (isOneOf(kFrameRate)) _applyFrameRate(settings.simulationFrameRate, isSetup);
     if (isOneOf(kSyncMode)) {
-        if (const auto mode = valueOf<eSynchronizationMode>(settings.synchronizationMode)) _state->syncMode = *mode;
+        if (const auto mode = valueOf<eSynchronizationMode>(settings.synchronizationMode))
+            _parts->state->syncMode = *mode;
     }
     if (isOneOf(kCommunicationModel)) {
         const auto model = valueOf<eCommunicationModel>(settings.communicationModel);
-        if (model) _state->communicationModel = *model;
+        if (model) _parts->state->communicationModel = *model;
     }
     if (isOneOf(kApplicationMode)) {
         if (const auto mode = valueOf<eApplicationMode>(settings.applicationMode)) setApplicationMode(*mode);
@@ -167,12 +172,12 @@ void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint3
 bool KrApplication::applySetup(const KrSmartInterface<ApplicationConfig>& setup) {
     if (!setup) return false;
     _whenIdle([this, setup] {
-        auto& own = _configuration.getExtension()->getParameterContainer();
+        auto& own = _parts->configuration.getExtension()->getParameterContainer();
         for (const auto* each : setup.getExtension()->getParameterContainer()) {
             const auto place = own.find(each->getID());
             if (place != own.end()) (*place)->copyValue(*each);
         }
-        _changedSettings = 0;  // the copies; they take effect here
+        _parts->changedSettings = 0;  // the copies; they take effect here
         _applySettings(*setup, presentSettings(*setup));
         detail::applyModules(*this, *setup);
     });

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -22,7 +24,7 @@ namespace KrSim {
 
 struct KrApplication::Parts final : KrContentDispatcher::Observer {
     Parts(KrApplication& itsApplication, Kr::IClock& clock)
-        : application(itsApplication), pacer(clock, &itsApplication._exitRequested) {}
+        : application(itsApplication), pacer(clock, &exitRequested) {}
 
     void _onExtensionEntered(KrExtension& extension) override {
         listeners.notify([&](IApplicationListener& each) { each.onExtensionAdded(&application, &extension); });
@@ -67,6 +69,19 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     std::uint64_t frames{0};           // the number of the next frame; a restored state may decrease it
     std::uint64_t framesRun{0};        // finished
     double simulatedSeconds{0.0};      // their time steps
+
+    // Set by any thread
+    std::atomic<bool> exitRequested{false};
+    std::atomic<bool> pauseRequested{false};
+    std::atomic<std::uint32_t> stepsLeft{0};
+
+    bool pacesWithVSync{true};
+    std::uint32_t changedSettings{0};  // of the configuration, a bit for each; they take effect after the passes
+    bool isChangingMode{false};
+    Kr::KrSmartPtr<ApplicationState> state{Kr::makeSmart<ApplicationState>()};
+    ApplicationContext context{state};
+    KrSmartInterface<ApplicationConfig> configuration;
+    std::unique_ptr<KrContentDispatcher> content;
 };
 
 }  // namespace KrSim
