@@ -52,4 +52,27 @@ private:
     std::vector<Finding> _findings;
 };
 
+/// What ArchiveReader and ArchiveWriter have in common: the archive, with its name and its current objects.
+/// Thread: one at a time. Ownership: the archive is borrowed.
+class KR_API ArchiveUser {
+public:
+    ArchiveUser(const ArchiveUser&) = delete;
+    ArchiveUser& operator=(const ArchiveUser&) = delete;
+
+    // See KrArchive
+    [[nodiscard]] const std::string& getArchiveName() const noexcept { return _state.getArchiveName(); }
+    void pushObject(Kr::KrBase* object) { _state.pushObject(object); }
+    void popObject() noexcept { _state.popObject(); }
+    [[nodiscard]] Kr::KrBase* getCurrentObject() const noexcept { return _state.getCurrentObject(); }
+
+protected:
+    enum class eNesting : std::uint8_t { kGroup, kSequence };
+
+    explicit ArchiveUser(KrArchive& archive) noexcept : _state(archive) {}
+    ~ArchiveUser() = default;
+
+    KrArchive& _state;
+    std::size_t _depth{0};  // of actions of group()
+};
+
 }  // namespace KrPersistence

@@ -1,6 +1,5 @@
 #include "kr/persistence/archives/archive_reader.h"
 
-#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/archive_writer.h"
 
 namespace KrPersistence {
@@ -15,22 +14,6 @@ void ArchiveReader::setKnownNames(std::span<const std::string>) {}
 
 std::size_t ArchiveReader::getLine() const {
     return 0;
-}
-
-const std::string& ArchiveReader::getArchiveName() const {
-    return _state.getArchiveName();
-}
-
-void ArchiveReader::pushObject(Kr::KrBase* object) {
-    _state.pushObject(object);
-}
-
-void ArchiveReader::popObject() noexcept {
-    _state.popObject();
-}
-
-Kr::KrBase* ArchiveReader::getCurrentObject() const {
-    return _state.getCurrentObject();
 }
 
 void ArchiveReader::_enter(std::string_view name) {

@@ -11,13 +11,11 @@
 #include <variant>
 #include <vector>
 
-#include "kr/core/fwd.h"
+#include "kr/persistence/archives/archive.h"
 #include "kr/persistence/archives/finding.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
-
-class KrArchive;
 
 /// Reads the values that an ArchiveWriter wrote, in the same order.
 ///
@@ -33,14 +31,12 @@ class KrArchive;
 /// allocated for it, and the memory of a sequence grows with its items. A value that does not fit throws a
 /// boost::archive::archive_exception that says where; the archive cannot be used any more then.
 /// Thread: one at a time. Ownership: the archive is borrowed.
-class KR_API ArchiveReader {
+class KR_API ArchiveReader : public ArchiveUser {
 public:
     /// The number of a choice, from its text; empty for an unknown text.
     using ChoiceParser = std::function<std::optional<int>(std::string_view text)>;
     using ChoiceList = std::function<std::vector<std::string>()>;
 
-    ArchiveReader(const ArchiveReader&) = delete;
-    ArchiveReader& operator=(const ArchiveReader&) = delete;
     virtual ~ArchiveReader();
 
     // --- Values ----------------------------------------------------------------------------------------------------
@@ -122,22 +118,14 @@ public:
     [[nodiscard]] virtual std::size_t getLine() const;
     /// Ends the reading: throws an archive exception with this text and the place in the archive.
     [[noreturn]] virtual void fail(const std::string& text) const = 0;
-    /// The path of the file being read; paths stored in the file are relative to it.
-    [[nodiscard]] const std::string& getArchiveName() const;
-    /// The stack of objects being read; ArchiveObjectScope pushes and pops. Objects are borrowed.
-    void pushObject(Kr::KrBase* object);
-    void popObject() noexcept;
-    /// The object pushed last; null without one and after its death.
-    [[nodiscard]] Kr::KrBase* getCurrentObject() const;
 
 protected:
     using Scalar = std::variant<bool*, int*, unsigned int*, long long*, unsigned long long*, float*, double*>;
     using Tuple = std::variant<std::span<double>, std::span<float>>;
     using Block = std::variant<std::vector<double>*, std::vector<float>*, std::vector<int>*>;
-    enum class eNesting : std::uint8_t { kGroup, kSequence };
 
     /// \param archive  borrowed; contains the name of the file and the objects being read, and receives the findings.
-    explicit ArchiveReader(KrArchive& archive) noexcept : _state(archive) {}
+    explicit ArchiveReader(KrArchive& archive) noexcept : ArchiveUser(archive) {}
 
     // Implemented for each kind of archive
     virtual void _readScalar(std::string_view name, const Scalar& value) = 0;
@@ -157,9 +145,6 @@ protected:
 private:
     void _enter(std::string_view name);
     void _leave();
-
-    KrArchive& _state;
-    std::size_t _depth{0};
 };
 
 }  // namespace KrPersistence

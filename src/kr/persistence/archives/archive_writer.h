@@ -8,12 +8,10 @@
 #include <utility>
 #include <variant>
 
-#include "kr/core/fwd.h"
+#include "kr/persistence/archives/archive.h"
 #include "kr/platform/export.h"
 
 namespace KrPersistence {
-
-class KrArchive;
 
 /// Writes named values, groups of them and sequences into an archive of any kind, so that fields, extensions and
 /// settings need one function for all kinds. An ArchiveReader reads them in the same order.
@@ -28,13 +26,11 @@ class KrArchive;
 ///
 /// Throws boost::archive::archive_exception, and the exceptions of actions; the archive cannot be used any more then.
 /// Thread: one at a time. Ownership: the archive is borrowed.
-class KR_API ArchiveWriter {
+class KR_API ArchiveWriter : public ArchiveUser {
 public:
     /// Most actions of group() inside one another, since they use the stack; more are refused, on reading too.
     static constexpr std::size_t kDeepestNesting = 512;
 
-    ArchiveWriter(const ArchiveWriter&) = delete;
-    ArchiveWriter& operator=(const ArchiveWriter&) = delete;
     virtual ~ArchiveWriter();
 
     // --- Values ----------------------------------------------------------------------------------------------------
@@ -103,22 +99,12 @@ public:
     void beginSequence(std::string_view name, std::size_t count) { _begin(name, eNesting::kSequence, count); }
     void endSequence() { _end(eNesting::kSequence); }
 
-    // --- The archive -----------------------------------------------------------------------------------------------
-    /// The path of the file being written; paths stored in the file are relative to it.
-    [[nodiscard]] const std::string& getArchiveName() const;
-    /// The stack of objects being written; ArchiveObjectScope pushes and pops. Objects are borrowed.
-    void pushObject(Kr::KrBase* object);
-    void popObject() noexcept;
-    /// The object pushed last; null without one and after its death.
-    [[nodiscard]] Kr::KrBase* getCurrentObject() const;
-
 protected:
     using Scalar = std::variant<bool, int, unsigned int, long long, unsigned long long, float, double>;
     using Numbers = std::variant<std::span<const double>, std::span<const float>, std::span<const int>>;
-    enum class eNesting : std::uint8_t { kGroup, kSequence };
 
     /// \param archive  borrowed; contains the name of the file and the objects being written.
-    explicit ArchiveWriter(KrArchive& archive) noexcept : _state(archive) {}
+    explicit ArchiveWriter(KrArchive& archive) noexcept : ArchiveUser(archive) {}
 
     // Implemented for each kind of archive
     virtual void _writeScalar(std::string_view name, const Scalar& value) = 0;
@@ -136,9 +122,6 @@ protected:
 private:
     void _enter(std::string_view name);
     void _leave();
-
-    KrArchive& _state;
-    std::size_t _depth{0};
 };
 
 }  // namespace KrPersistence
