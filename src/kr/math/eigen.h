@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <Eigen/Geometry>
+#include <type_traits>
 
 #include "kr/math/matrix44.h"
 #include "kr/math/quaternion.h"
@@ -15,58 +16,42 @@
 
 namespace KrMath {
 
+namespace detail {
+
+/// The type of Eigen with the layout of a value type.
+template <class Value>
+struct EigenType;
 template <class T>
-[[nodiscard]] Eigen::Map<Eigen::Matrix<T, 2, 1>> toEigen(Vector2T<T>& vector) noexcept {
-    return Eigen::Map<Eigen::Matrix<T, 2, 1>>(&vector.x);
-}
+struct EigenType<Vector2T<T>> : std::type_identity<Eigen::Matrix<T, 2, 1>> {};
 template <class T>
-[[nodiscard]] Eigen::Map<const Eigen::Matrix<T, 2, 1>> toEigen(const Vector2T<T>& vector) noexcept {
-    return Eigen::Map<const Eigen::Matrix<T, 2, 1>>(&vector.x);
+struct EigenType<Vector3T<T>> : std::type_identity<Eigen::Matrix<T, 3, 1>> {};
+template <class T>
+struct EigenType<Vector4T<T>> : std::type_identity<Eigen::Matrix<T, 4, 1>> {};
+template <class T>
+struct EigenType<QuaternionT<T>> : std::type_identity<Eigen::Quaternion<T>> {};
+template <class T>
+struct EigenType<Matrix44T<T>> : std::type_identity<Eigen::Matrix<T, 4, 4, Eigen::RowMajor>> {};
+template <>
+struct EigenType<Kr::KrTransform> : std::type_identity<Eigen::Matrix<double, 4, 4, Eigen::RowMajor>> {};
+
+template <class Value>
+[[nodiscard]] auto* firstNumber(Value& value) noexcept {
+    if constexpr (requires { value.m; }) {
+        return value.m;
+    } else {
+        return &value.x;
+    }
 }
 
-template <class T>
-[[nodiscard]] Eigen::Map<Eigen::Matrix<T, 3, 1>> toEigen(Vector3T<T>& vector) noexcept {
-    return Eigen::Map<Eigen::Matrix<T, 3, 1>>(&vector.x);
-}
-template <class T>
-[[nodiscard]] Eigen::Map<const Eigen::Matrix<T, 3, 1>> toEigen(const Vector3T<T>& vector) noexcept {
-    return Eigen::Map<const Eigen::Matrix<T, 3, 1>>(&vector.x);
-}
+}  // namespace detail
 
-template <class T>
-[[nodiscard]] Eigen::Map<Eigen::Matrix<T, 4, 1>> toEigen(Vector4T<T>& vector) noexcept {
-    return Eigen::Map<Eigen::Matrix<T, 4, 1>>(&vector.x);
+template <class Value>
+[[nodiscard]] Eigen::Map<typename detail::EigenType<Value>::type> toEigen(Value& value) noexcept {
+    return Eigen::Map<typename detail::EigenType<Value>::type>(detail::firstNumber(value));
 }
-template <class T>
-[[nodiscard]] Eigen::Map<const Eigen::Matrix<T, 4, 1>> toEigen(const Vector4T<T>& vector) noexcept {
-    return Eigen::Map<const Eigen::Matrix<T, 4, 1>>(&vector.x);
-}
-
-template <class T>
-[[nodiscard]] Eigen::Map<Eigen::Quaternion<T>> toEigen(QuaternionT<T>& quaternion) noexcept {
-    return Eigen::Map<Eigen::Quaternion<T>>(&quaternion.x);
-}
-template <class T>
-[[nodiscard]] Eigen::Map<const Eigen::Quaternion<T>> toEigen(const QuaternionT<T>& quaternion) noexcept {
-    return Eigen::Map<const Eigen::Quaternion<T>>(&quaternion.x);
-}
-
-template <class T>
-[[nodiscard]] Eigen::Map<Eigen::Matrix<T, 4, 4, Eigen::RowMajor>> toEigen(Matrix44T<T>& matrix) noexcept {
-    return Eigen::Map<Eigen::Matrix<T, 4, 4, Eigen::RowMajor>>(matrix.m);
-}
-template <class T>
-[[nodiscard]] Eigen::Map<const Eigen::Matrix<T, 4, 4, Eigen::RowMajor>> toEigen(const Matrix44T<T>& matrix) noexcept {
-    return Eigen::Map<const Eigen::Matrix<T, 4, 4, Eigen::RowMajor>>(matrix.m);
-}
-
-[[nodiscard]] inline Eigen::Map<Eigen::Matrix<double, 4, 4, Eigen::RowMajor>> toEigen(
-    Kr::KrTransform& transform) noexcept {
-    return Eigen::Map<Eigen::Matrix<double, 4, 4, Eigen::RowMajor>>(transform.m);
-}
-[[nodiscard]] inline Eigen::Map<const Eigen::Matrix<double, 4, 4, Eigen::RowMajor>> toEigen(
-    const Kr::KrTransform& transform) noexcept {
-    return Eigen::Map<const Eigen::Matrix<double, 4, 4, Eigen::RowMajor>>(transform.m);
+template <class Value>
+[[nodiscard]] Eigen::Map<const typename detail::EigenType<Value>::type> toEigen(const Value& value) noexcept {
+    return Eigen::Map<const typename detail::EigenType<Value>::type>(detail::firstNumber(value));
 }
 
 }  // namespace KrMath
