@@ -8,7 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 #include "kr/persistence/fields/field_archive.h"
 #include "kr/persistence/objects/file_identity.h"
 #include "kr/platform/smart_ptr.h"
