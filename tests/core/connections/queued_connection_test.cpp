@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
-#include "kr/core/connections/queued_connection_functor.h"
+#include "kr/core/connections/queued_values.h"
 #include "kr/core/id.h"
 #include "kr/data/container.h"
 #include "kr/data/field_access.h"
@@ -38,7 +38,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 std::size_t waiting() {
-    return Kr::QueuedConnectionFunctor::_getWaitingCount();
+    return Kr::detail::getWaitingCount();
 }
 
 class Queued : public testing::Test {
@@ -266,7 +266,7 @@ TEST_F(Queued, LeavesTheValueThatASimulationStateHasAsItIs) {
     _source->setValue(7.0);
     const auto pending = KrSim::detail::DispatcherAccess::getPendingEvents();
     ASSERT_EQ(pending.events.size(), 1U);
-    const auto peeked = Kr::QueuedConnectionFunctor::_peek(pending.events[0].event);
+    const auto peeked = Kr::detail::peekValue(pending.events[0].event);
     KrEventDispatcher::preUpdate();
     _source->setValue(8.0);
     KrEventDispatcher::preUpdate();

@@ -28,7 +28,7 @@ public:
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
 
     /// A ProxyToFieldBaseConnection, a FieldBaseToProxyConnection or a KrConnection, depending on the fields; null when
-    /// they do not fit, and for null. The caller owns it. Unless the caller sets it as owned (_setUnowned),
+    /// they do not fit, and for null. The caller owns it. Until an extension keeps it,
     /// KrExtensionSorter::destroyConnections may destroy it.
     /// \param transferNow  false leaves the sink unchanged until the next change, for loading.
     [[nodiscard]] static KrConnectionBase* _create(KrData::FieldBase* source, KrData::FieldBase* sink,

@@ -5,6 +5,7 @@
 
 #include "kr/application/context/context_access.h"
 #include "kr/core/connections/internal/queued_copies.h"
+#include "kr/core/connections/queued_values.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/field_base.h"
 #include "kr/events/event_access.h"
@@ -107,34 +108,38 @@ void QueuedConnectionFunctor::transfer(const FieldBase&) {
         KrSim::detail::DispatcherAccess::sendValue(event, sink != nullptr ? queueOf(*sink) : nullptr, isAtHome);
     } catch (...) {
         // Of a listener, or for want of memory; delivered or not, the value is not left behind.
-        _drop(event);
+        detail::dropValue(event);
         throw;
     }
 }
 
-bool QueuedConnectionFunctor::_isCarrier(const KrSim::KrSimEvent& event) noexcept {
+namespace detail {
+
+bool isCarrier(const KrSim::KrSimEvent& event) noexcept {
     return event.ID() == KrID::numberFor(KrSimQueuedConnection::kQueuedConnectionEvent) &&
            event.bytes() == sizeof(const void*);
 }
 
-QueuedConnectionFunctor::Waiting QueuedConnectionFunctor::_peek(const KrSim::KrSimEvent& event) {
-    if (!_isCarrier(event)) return {};
+QueuedConnectionFunctor::Waiting peekValue(const KrSim::KrSimEvent& event) {
+    if (!isCarrier(event)) return {};
     auto copy = QueuedCopies::instance().peek(*event.read<const void*>());
     return {std::move(copy.value), std::move(copy.sink)};
 }
 
-KrSim::KrSimEvent QueuedConnectionFunctor::_carry(const Waiting& waiting) {
+KrSim::KrSimEvent carryValue(const QueuedConnectionFunctor::Waiting& waiting) {
     // It does not change: there is no store that would use the copy again.
     auto value = std::const_pointer_cast<FieldBase>(waiting.value);
     return carrierOf(QueuedCopies::makeNode({std::move(value), waiting.sink}));
 }
 
-void QueuedConnectionFunctor::_drop(const KrSim::KrSimEvent& event) {
-    if (_isCarrier(event)) CopyStore::finish(QueuedCopies::instance().take(*event.read<const void*>()));
+void dropValue(const KrSim::KrSimEvent& event) {
+    if (isCarrier(event)) CopyStore::finish(QueuedCopies::instance().take(*event.read<const void*>()));
 }
 
-std::size_t QueuedConnectionFunctor::_getWaitingCount() {
+std::size_t getWaitingCount() {
     return QueuedCopies::instance().count();
 }
+
+}  // namespace detail
 
 }  // namespace Kr

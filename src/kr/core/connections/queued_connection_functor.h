@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 
 #include "kr/core/connections/connection_functor.h"
@@ -26,22 +25,11 @@ public:
 
     void transfer(const KrData::FieldBase& changed) override;
 
-    /// Number of copies in progress in this process. Any thread.
-    [[nodiscard]] static std::size_t _getWaitingCount();
-
     /// A copy that is being sent to its sink.
     struct Waiting {
         std::shared_ptr<const KrData::FieldBase> value;  ///< null: the event has no copy
         KrData::FieldReference sink;
     };
-    /// Whether the event carries a copy.
-    [[nodiscard]] static bool _isCarrier(const KrSim::KrSimEvent& event) noexcept;
-    /// The copy of the event, which stays in progress. Any thread.
-    [[nodiscard]] static Waiting _peek(const KrSim::KrSimEvent& event);
-    /// An event that carries the copy (again), to be sent once.
-    [[nodiscard]] static KrSim::KrSimEvent _carry(const Waiting& waiting);
-    /// For events that are never sent: destroys their copy.
-    static void _drop(const KrSim::KrSimEvent& event);
 
 private:
     KrData::FieldReference _sinkLife;

@@ -5,6 +5,7 @@
 #include "kr/application/application.h"
 #include "kr/application/application_access.h"
 #include "kr/application/context/application_state.h"
+#include "kr/core/connections/queued_values.h"
 #include "kr/events/event_access.h"
 #include "kr/extension/state_access.h"
 #include "kr/persistence/states/internal/state_restorer.h"
@@ -20,7 +21,6 @@ using KrSim::KrEventDispatcher;
 using KrSim::PendingEvent;
 using KrSim::detail::ApplicationAccess;
 using KrSim::detail::StateAccess;
-using Functor = Kr::QueuedConnectionFunctor;
 
 namespace {
 
@@ -34,9 +34,9 @@ SimulationSnapshot::Events takeEvents(const KrApplication& application) {
         KrSim::detail::DispatcherAccess::getPendingEvents(&application.getInternals().events), {}};
     const auto& pending = events.pending.events;
     for (std::size_t i = 0; i < pending.size(); ++i) {
-        if (!Functor::_isCarrier(pending[i].event)) continue;
+        if (!Kr::detail::isCarrier(pending[i].event)) continue;
         events.values.resize(pending.size());
-        events.values[i] = Functor::_peek(pending[i].event);
+        events.values[i] = Kr::detail::peekValue(pending[i].event);
     }
     return events;
 }
@@ -56,17 +56,17 @@ void replaceEvents(const EventManagerImplementation* manager, SimulationSnapshot
     try {
         for (; carried < events.values.size(); ++carried) {
             const auto& waiting = events.values[carried];
-            if (waiting.value) pending[carried].event = Functor::_carry(waiting);
+            if (waiting.value) pending[carried].event = Kr::detail::carryValue(waiting);
         }
         replaced = KrSim::detail::DispatcherAccess::replaceDelayedEvents(std::move(events.pending), manager);
     } catch (...) {
         for (std::size_t i = 0; i < carried; ++i) {
-            if (events.values[i].value) Functor::_drop(pending[i].event);
+            if (events.values[i].value) Kr::detail::dropValue(pending[i].event);
         }
         throw;
     }
     for (const auto& each : replaced)
-        Functor::_drop(each.event);
+        Kr::detail::dropValue(each.event);
 }
 
 /// Events that callbacks have sent while the state was restored are no part of it.
@@ -75,7 +75,7 @@ void dropSentMeanwhile(const EventManagerImplementation* manager) noexcept {
         kWaitingTexts, [] { return "SimulationSnapshot"; },
         [&] { KrSim::detail::DispatcherAccess::deliverQueuedEvents(manager); });
     while (const auto sent = KrSim::detail::DispatcherAccess::takeDelayedSince(manager))
-        Functor::_drop(sent->event);
+        Kr::detail::dropValue(sent->event);
 }
 
 }  // namespace

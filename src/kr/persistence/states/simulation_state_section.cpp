@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kr/application/application_config.h"
+#include "kr/core/connections/queued_values.h"
 #include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/events/event_id_list.h"
@@ -59,7 +60,7 @@ std::vector<StoredEvent> storedEvents(const SimulationSnapshot& snapshot) {
     std::vector<StoredEvent> stored;
     const auto& pending = snapshot.getEvents().pending;
     for (const auto& each : pending.events) {
-        if (Kr::QueuedConnectionFunctor::_isCarrier(each.event)) continue;
+        if (Kr::detail::isCarrier(each.event)) continue;
         auto name = each.event.nameForID();
         if (name.empty()) continue;  // its number could not be found again
         const std::string data(reinterpret_cast<const char*>(each.event.constData()), each.event.bytes());
