@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 #include "kr/events/event_access.h"
 #include "kr/events/event_data.h"
