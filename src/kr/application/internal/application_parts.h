@@ -9,6 +9,7 @@
 
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
+#include "kr/application/context/application_state.h"
 #include "kr/application/frame_meter.h"
 #include "kr/application/frame_pacer.h"
 #include "kr/application/internal/application_listeners.h"
