@@ -7,8 +7,8 @@
 
 #include "kr/data/field_merge.h"
 #include "kr/extension/fwd.h"
-#include "kr/extension/internal/definition_snapshot.h"
 #include "kr/extension/instance_data.h"
+#include "kr/extension/internal/definition_snapshot.h"
 #include "kr/extension/own_record.h"
 
 namespace KrSim::detail {
