@@ -20,10 +20,10 @@ struct RunPlan {
     std::vector<std::string> modules{};
     std::vector<std::string> presets{};  ///< of the setup file, applied in this order
     bool allowsMissing{false};           ///< plug-ins
-    bool isStrict{false};                ///< nothing is run where something is probably not as meant
+    bool isStrict{false};                ///< a probable mistake prevents the run
 
     KrSim::RunLimits limits{};
-    std::optional<bool> isPaced{};  ///< by the clock, else as fast as it goes
+    std::optional<bool> isPaced{};  ///< by the clock, else as fast as possible
     std::optional<double> rateHz{};
     std::optional<KrSim::eApplicationMode> mode{};
 

@@ -36,13 +36,15 @@ public:
 
     /// Number of present extensions, including those below objects.
     [[nodiscard]] std::size_t getExtensionCount() const noexcept { return _present.size(); }
+    /// Only compares the address.
     [[nodiscard]] bool contains(const KrExtension* extension) const { return _present.count(extension) > 0; }
     /// All present content, each object before the extensions below it.
     [[nodiscard]] std::vector<Kr::KrSmartPtr<KrExtension>> getExtensions() const;
+    /// Without modules that are being removed.
     [[nodiscard]] std::size_t getModuleCount() const noexcept { return _modules->size(); }
     /// In the order of insertion; null past the end. Borrowed.
     [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
-    [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;
+    [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;  ///< Only compares the address.
 
 private:
     friend class KrApplication;

@@ -39,6 +39,7 @@ public:
     requires std::convertible_to<T*, KrExtension*>
     explicit KrContentReference(const Kr::KrSmartPtr<T>& extension)
         : KrContentReference(static_cast<KrExtension*>(extension.get())) {}
+    /// The empty ID refers to nothing.
     explicit KrContentReference(const KrContentID& id);
     /// Copies target, strength and connection. A copy has no observer, the target of an assignment keeps its own.
     KrContentReference(const KrContentReference& other);
@@ -73,7 +74,7 @@ public:
     /// A strong reference holds its extension as soon as it finds it, provided that the extension has another holder
     /// then, or was given to setTarget of a strong reference. It keeps an extension that is unregistered meanwhile.
     void enableStrongReference(bool enable);
-    [[nodiscard]] bool isStrongReference() const;
+    [[nodiscard]] bool isStrongReference() const;  ///< False initially.
 
     // --- Registry --------------------------------------------------------------------------------------------------
     /// Follows the ID; setTarget does the same.

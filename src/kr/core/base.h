@@ -107,7 +107,7 @@ public:
     void addSubscriber(Subscriber* subscriber);                  ///< to all events
     void removeSubscriber(Event event, Subscriber* subscriber);  ///< Does nothing without a subscription.
     void removeSubscriber(Subscriber* subscriber);               ///< from all events
-    [[nodiscard]] bool isSubscribed(Event event, const Subscriber* subscriber) const;
+    [[nodiscard]] bool isSubscribed(Event event, const Subscriber* subscriber) const;  ///< Null is not subscribed.
     /// Whether it is subscribed to all events.
     [[nodiscard]] bool isSubscribed(const Subscriber* subscriber) const;
 

@@ -77,7 +77,7 @@ public:
 
     // The table. Results are never destroyed; null or false for an unknown enumeration.
 
-    [[nodiscard]] static bool isTypeEnum(const std::type_info& type);
+    [[nodiscard]] static bool isTypeEnum(const std::type_info& type);  ///< Whether the type is registered.
     [[nodiscard]] static const EnumType* getEnumeration(const std::string& typeName);
     [[nodiscard]] static const EnumType* getEnumeration(const std::type_info& type);
     /// Registers by a call what KR_REGISTER_ENUM registers by a static object; see KrEnumTable::registerEnumeration.

@@ -71,6 +71,7 @@ public:
     [[nodiscard]] const std::type_info* getType() const noexcept { return _type.load(std::memory_order_acquire); }
     /// For the table's copies: whether the enumeration is registered.
     [[nodiscard]] bool isRegistered() const noexcept { return getType() != nullptr; }
+    /// As registered, with its namespaces.
     [[nodiscard]] const std::string& getTypeName() const noexcept { return _typeName; }
     /// The pairs in the order given.
     [[nodiscard]] const Values& getValues() const noexcept { return _values; }

@@ -8,6 +8,7 @@ namespace KrData {
 /// Thread: application. Ownership: the extension is borrowed.
 class KR_API ExtensionField final : public Field<KrSim::KrExtension*> {
 public:
+    /// Null initially. With a parent the field adds itself to it, and is owned by it from then on.
     ExtensionField(const Kr::KrID& id, const Kr::KrID& interfaceId, Container* parent = nullptr);
     ExtensionField(const ExtensionField& source);
     ~ExtensionField() override;

@@ -41,6 +41,7 @@ public:
     // --- Change tracking -------------------------------------------------------------------------------------------
     /// Initially disabled. Drops the changes recorded so far; changes are recorded from then on only when enabled.
     void enableIncrementalDataTransfer(bool enable);
+    /// False initially.
     [[nodiscard]] bool isIncrementalDataTransferEnabled() const noexcept { return _incrementalTransfer; }
     /// Drops the recorded changes and, when incremental transfer is enabled, records again.
     void clearChanges();

@@ -29,6 +29,7 @@ public:
         kOwn,  ///< of an application; the calling thread is the first owner
     };
 
+    /// Throws std::bad_alloc.
     explicit EventManagerImplementation(eQueue queue = eQueue::kCommon);
     ~EventManagerImplementation() override;
 

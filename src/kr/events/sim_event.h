@@ -33,6 +33,7 @@ public:
 
     /// The payload is copied. Without a sender the event is from this process.
     explicit KrSimEvent(int id) noexcept : _id(id) {}
+    /// From this process, with a copy of the payload.
     KrSimEvent(int id, const std::vector<std::uint8_t>& data);
     /// \param sender  "host:4711", see sender().
     KrSimEvent(int id, const std::string& sender, const std::vector<std::uint8_t>& data);
@@ -45,7 +46,7 @@ public:
     ~KrSimEvent();
 
     [[nodiscard]] int ID() const noexcept { return _id; }  ///< The number that listeners are registered for.
-    void setID(int id) noexcept { _id = id; }
+    void setID(int id) noexcept { _id = id; }              ///< Changes the number only; the name follows from it.
     /// From the event-id list; empty for a number without a name.
     [[nodiscard]] std::string nameForID() const;
 

@@ -29,6 +29,7 @@ public:
                      std::shared_ptr<const KrData::ValuePlan> plan);
     ~KrExtensionState() override;
 
+    /// The ID of the extension when the state was taken.
     [[nodiscard]] const KrContentID& getContentID() const noexcept;
     [[nodiscard]] const KrFactoryKey& getCreationKey() const noexcept;
     [[nodiscard]] const std::string& getName() const noexcept;  ///< The name of the extension when the state was taken.

@@ -34,6 +34,7 @@ public:
     /// Returns false for any other text and leaves the result unchanged.
     [[nodiscard]] static constexpr bool parse(std::string_view text, KrUuid& result) noexcept;
 
+    /// Whether all bytes are zero, the stored byte aside.
     [[nodiscard]] bool isNull() const noexcept { return *this == KrUuid(); }
     /// The 16 bytes in the order of the text, then the stored byte (0 unless the identifier was made from bytes).
     [[nodiscard]] constexpr const Bytes& getBytes() const noexcept { return _bytes; }

@@ -15,7 +15,7 @@ public:
 
     CopyOnWrite() : _value(std::make_shared<T>()) {}
 
-    [[nodiscard]] Snapshot read() const noexcept { return _value; }
+    [[nodiscard]] Snapshot read() const noexcept { return _value; }  ///< Keeps this version for the reader.
     /// Whether the value is unchanged since this was read.
     [[nodiscard]] bool isCurrent(const Snapshot& snapshot) const noexcept { return snapshot == _value; }
     const T& operator*() const noexcept { return *_value; }

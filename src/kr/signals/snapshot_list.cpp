@@ -130,7 +130,7 @@ void SnapshotList::_release() noexcept {
 /// Under the mutex. Nothing while a reader is inside, which then frees it when it leaves.
 SnapshotList::Waiting SnapshotList::_takeWaiting() noexcept {
     if (_hasEnded && !_isReaderInside()) _tryRebuild();
-    if (_isReaderInside()) return {};  // asked after the block was replaced: a reader may have come meanwhile
+    if (_isReaderInside()) return {};  // read after the replacement: a reader may have entered meanwhile
     _somethingWaits.store(false);
     return std::exchange(_waiting, {});
 }

@@ -46,8 +46,8 @@ public:
     void setMarketingName(const std::string& name);
 
     [[nodiscard]] eFileFormat getFileFormat() const;
-    void setFileFormat(eFileFormat format);  ///< The kind of archive after the tag.
-    [[nodiscard]] KrFile::eFileType getFileType() const;
+    void setFileFormat(eFileFormat format);               ///< The kind of archive after the tag.
+    [[nodiscard]] KrFile::eFileType getFileType() const;  ///< kInvalid without a valid tag.
     void setFileType(KrFile::eFileType type);
     /// Whether binary archives after the tag store class versions in one byte.
     [[nodiscard]] bool getVersionSavedAsChar() const;

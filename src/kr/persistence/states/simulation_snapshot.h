@@ -45,8 +45,9 @@ public:
     /// Number of completed frames; also the number of the next frame.
     [[nodiscard]] std::uint64_t getFrame() const noexcept { return _position.frames; }
     [[nodiscard]] const KrSim::FramePosition& getPosition() const noexcept { return _position; }
+    /// Valid as long as the snapshot.
     [[nodiscard]] const KrSim::KrSimulationState& getState() const noexcept { return *_state; }
-    [[nodiscard]] const Events& getEvents() const noexcept { return _events; }
+    [[nodiscard]] const Events& getEvents() const noexcept { return _events; }  ///< Valid as long as the snapshot.
     /// Memory in bytes, approximately.
     [[nodiscard]] std::size_t getSizeBytes() const;
 

@@ -22,7 +22,7 @@ private:
     struct Attempt {
         Kr::ThreadId owner{Kr::ThreadId::kNone};
         eKind kind{eKind::kLoad};
-        bool isMapping{false};  ///< inside the system's loader, which holds a lock of its own
+        bool isMapping{false};  ///< inside the system's loader, which holds its own lock
         bool isDone{false};
         bool hasSucceeded{false};
     };
