@@ -5,6 +5,7 @@
 
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/data/container.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/platform/nearest_name.h"
 #include "kr/platform/plugins/plugin_manager.h"
