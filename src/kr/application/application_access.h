@@ -1,11 +1,12 @@
 #pragma once
 
 #include "kr/application/application.h"
+#include "kr/platform/export.h"
 
 namespace KrSim::detail {
 
 /// What states of the simulation do with an application.
-struct ApplicationAccess {
+struct KR_API ApplicationAccess {
     /// Whether no frame is under way, and this thread may change the content now.
     [[nodiscard]] static bool isBetweenFrames(const KrApplication& application) noexcept;
     /// Between two frames only.
