@@ -60,7 +60,7 @@ private:
         }
 
         static void* operator new(std::size_t size, std::uint32_t room) {
-            return ::operator new(size + room * sizeof(Entry*));
+            return ::operator new(size + room * sizeof(Entry*));  // NOLINT(bugprone-sizeof-expression)
         }
         static void operator delete(void* memory) noexcept { ::operator delete(memory); }
         static void operator delete(void* memory, std::uint32_t) noexcept { ::operator delete(memory); }

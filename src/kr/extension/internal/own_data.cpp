@@ -189,9 +189,11 @@ std::vector<std::string> layOver(KrExtension& extension, const KrData::Container
 void reportLostFields(KrExtension& extension, const std::vector<std::string>& paths) {
     static const std::string start = "Lost data: ";
     std::vector<std::string> messages;
-    for (const auto& path : paths)
-        messages.push_back(start + "the definition has no place for the field '" + path +
-                           "' any more. The own value that it has is kept here.");
+    messages.reserve(paths.size());
+    for (const auto& path : paths) {
+        messages.emplace_back(start).append("the definition has no place for the field '").append(path);
+        messages.back() += "' any more. The own value that it has is kept here.";
+    }
     std::vector<std::string> outdated;
     for (std::size_t i = 0; i < extension.getErrorCount(); ++i) {
         const auto& error = extension.getError(i);

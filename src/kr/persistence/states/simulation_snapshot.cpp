@@ -17,7 +17,6 @@ namespace KrPersistence {
 
 using KrSim::EventManagerImplementation;
 using KrSim::KrApplication;
-using KrSim::KrEventDispatcher;
 using KrSim::PendingEvent;
 using KrSim::detail::ApplicationAccess;
 using KrSim::detail::StateAccess;
