@@ -13,19 +13,16 @@
 
 namespace KrSim {
 
+using detail::asObject;
 using detail::ObjectAccess;
 using KrData::detail::LinkAccess;
 
 namespace {
 
-KrObject* asObject(KrExtension& extension) {
-    return extension.isOfClassType(KrObject::getClassType()) ? static_cast<KrObject*>(&extension) : nullptr;
-}
-
 void collect(const KrObject& object, std::vector<Kr::KrSmartPtr<KrExtension>>& extensions) {
     for (auto& each : object.getExtensions()) {
         extensions.push_back(each);
-        if (const auto* child = asObject(*each)) collect(*child, extensions);
+        if (const auto* child = asObject(&*each)) collect(*child, extensions);
     }
 }
 
@@ -126,7 +123,7 @@ std::vector<Kr::KrSmartPtr<KrExtension>> KrContentDispatcher::getExtensions() co
         const auto* owner = each->extension->getOwner();
         if (owner == &_root || contains(owner)) continue;
         extensions.emplace_back(each->extension);
-        if (const auto* object = asObject(*each->extension)) collect(*object, extensions);
+        if (const auto* object = asObject(&*each->extension)) collect(*object, extensions);
     }
     // Some are in their object already but are still to be offered, after their siblings.
     std::erase_if(extensions, [this](const auto& each) { return !contains(each.get()); });
@@ -184,7 +181,7 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
 }
 
 void KrContentDispatcher::_enterBelow(KrExtension& extension) {
-    auto* object = asObject(extension);
+    auto* object = asObject(&extension);
     if (object == nullptr) return;
     try {
         // From here on the object reports additions; extensions added with it follow.
@@ -206,7 +203,7 @@ void KrContentDispatcher::_leave(KrExtension& extension) {
 }
 
 void KrContentDispatcher::_takeOut(KrExtension& extension) {
-    if (auto* object = asObject(extension)) {
+    if (auto* object = asObject(&extension)) {
         Leaving leaving{&extension, _leaving};
         _leaving = &leaving;
         _takeOutBelow(*object);
@@ -353,7 +350,7 @@ void KrContentDispatcher::_withdrawBelow(const KrObject& object, KrSimulatorModu
     for (auto i = object.getExtensionCount(); i-- > 0;) {
         const auto each = ObjectAccess::hold(object, i);
         if (!each || !contains(each.get())) continue;
-        if (const auto* below = asObject(*each)) _withdrawBelow(*below, module);
+        if (const auto* below = asObject(&*each)) _withdrawBelow(*below, module);
         if (_hasHeardOf(module, *each)) module.removeExtension(each.get());
     }
 }

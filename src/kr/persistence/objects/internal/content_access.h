@@ -3,8 +3,7 @@
 #include <string>
 
 #include "kr/data/field_access.h"
-
-#include "kr/extension/object.h"
+#include "kr/extension/object_access.h"
 
 namespace KrPersistence::detail {
 
@@ -12,12 +11,7 @@ namespace KrPersistence::detail {
 inline constexpr const char* kMarks = "Marks";
 inline constexpr const char* kNameMarks = "NameMarks";
 
-/// The extension as an object; null for null and for other extensions.
-inline KrSim::KrObject* asObject(KrSim::KrExtension* extension) {
-    return extension != nullptr && extension->isOfClassType(KrSim::KrObject::getClassType())
-               ? static_cast<KrSim::KrObject*>(extension)
-               : nullptr;
-}
+using KrSim::detail::asObject;
 
 /// The path of an extension for a message, without the upper names of a very deep one: many messages about a deep tree
 /// would take the square of its depth.
