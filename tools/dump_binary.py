@@ -593,7 +593,7 @@ class Values:
 
     # --- Simulation states -------------------------------------------------------------------------------------------
 
-    def state_section(self, _version):
+    def state_section(self, version):
         self.long_unsigned("Frames")
         self.unsigned("Frame")
         self.double("ElapsedSeconds")
@@ -611,6 +611,19 @@ class Values:
         if self.is_there():
             for _ in self.sequence("ValuesUnderWay"):
                 yield self.value_under_way()
+        if version > 0:
+            self.time_and_random()
+
+    def time_and_random(self):
+        self.double("BaseSeconds")
+        self.long_unsigned("Ticks")
+        self.double("StepSeconds")
+        self.unsigned("RandomSeed")
+        if self.is_there():
+            for _ in self.sequence("RandomStreams"):
+                with self.group("Stream"):
+                    self.text("Name")
+                    self.long_unsigned("Position")
 
     def value_under_way(self):
         with self.group("Value"):
@@ -675,7 +688,7 @@ VALUE_FORMS = {1: Values.integer, 2: Values.boolean, 3: Values.double, 6: Values
 # By class name: the newest version that is known here, and what reads one.
 SECTIONS = {b"KrObjectSection": (2, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
             b"KrContentListSection": (0, Values.content_list_section),
-            b"KrSimulationStateSection": (0, Values.state_section)}
+            b"KrSimulationStateSection": (1, Values.state_section)}
 
 
 def run(task):

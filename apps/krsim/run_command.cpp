@@ -85,8 +85,9 @@ std::string describe(const RunPlan& plan, const KrSim::KrApplication& applicatio
     std::snprintf(text, sizeof text, "krsim: running at %g Hz, %s, %s; extensions: %zu, modules: %zu\n",
                   application.getSimulationFrameRate(), isPaced(application) ? "paced" : "free", limit,
                   application.getContentDispatcher().getExtensions().size(), application.getModuleCount());
+    const auto seed = application.getContext().getRandomSeed();
     const auto logFile = application.getLogFilename();
-    return text + (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
+    return std::string(text) + (seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "") + (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
 }
 
 /// A listener of the application while it lives.

@@ -135,6 +135,17 @@ void addContentOptions(CLI::App& command, RunPlan& plan) {
             "--rate", [&plan](const std::string& text) { plan.rateHz = parseRate("--rate", text); },
             "Frames per second of simulated time (that of the setup, else 60)")
         ->type_name("HZ");
+    command
+        .add_option_function<std::string>(
+            "--seed",
+            [&plan](const std::string& text) {
+                const auto seed = Kr::parseNumber<std::uint32_t>(text);
+                if (!seed)
+                    throw CLI::ValidationError("--seed", "'" + text + "' is no whole number from 0 to 4294967295");
+                plan.seed = *seed;
+            },
+            "Seed of the random streams (0): a run with the same seed takes the same random numbers")
+        ->type_name("N");
     addPace(command, plan);
 }
 

@@ -25,6 +25,7 @@ struct RunPlan {
     KrSim::RunLimits limits{};
     std::optional<bool> isPaced{};  ///< by the clock, else as fast as possible
     std::optional<double> rateHz{};
+    std::uint32_t seed{0};
     std::optional<KrSim::eApplicationMode> mode{};
 
     std::string stateToRestore{};

@@ -119,6 +119,35 @@ TEST(Frame, TellsTimesThroughTheContext) {
     EXPECT_NEAR(statistics.simulatedSeconds, 4 * kStep, 1e-12);
 }
 
+TEST(Frame, CountsSimulatedTimeExactlyThroughChangesOfTheRate) {
+    Host host;
+    host.application->setSimulationFrameRate(10.0);
+    std::vector<std::vector<double>> told;
+    host.work([&] {
+        told.push_back({host.context.getSimulatedSeconds(), static_cast<double>(host.context.getTicks()),
+                        host.context.getStepSeconds()});
+        if (told.size() == 3) host.application->setSimulationFrameRate(4.0);  // counts from the next frame on
+    });
+    host.application->run({.frames = 5});
+    EXPECT_THAT(told, ElementsAre(ElementsAre(0.0, 0.0, 0.1), ElementsAre(0.1, 1.0, 0.1), ElementsAre(0.2, 2.0, 0.1),
+                                  ElementsAre(3 * 0.1, 0.0, 0.25), ElementsAre(3 * 0.1 + 0.25, 1.0, 0.25)));
+}
+
+TEST(Frame, DoesNotAddUpRoundingInSimulatedTime) {
+    Host host;
+    host.application->setSimulationFrameRate(10.0);
+    host.application->run({.frames = 100001});
+    EXPECT_EQ(host.context.getSimulatedSeconds(), 100000 * 0.1);
+}
+
+TEST(Frame, KeepsSimulatedTimeWhilePaused) {
+    Host host;
+    host.application->step(3);
+    for (int i = 0; i < 6; ++i)
+        host.application->update();
+    EXPECT_EQ(host.context.getTicks(), 2U);
+}
+
 struct SyncCase {
     const char* name;
     eSynchronizationMode mode;

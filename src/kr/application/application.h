@@ -158,6 +158,9 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// The current settings. Fields that are changed here, for example by an editor, take effect after the passes of
     /// the frame in progress or of the next one.
     [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept;
+    /// All random streams of the application begin anew, with the numbers of this seed; 0 at the beginning. Before the
+    /// first frame or between two frames, so that all content sees the same numbers.
+    void setRandomSeed(std::uint32_t seed);
     /// Applies all settings of a setup: log, frame rate, modes, search directories of the process, and the settings of
     /// modules; missing modules are created. An invalid value leaves its setting unchanged, with a warning, and so does
     /// a field that the setup does not have. False for null, and while the content must not change.
@@ -214,6 +217,7 @@ private:
     [[nodiscard]] bool _takePause() noexcept;
     [[nodiscard]] bool _isPaced() const noexcept;
     void _pace();
+    void _publishTime();
     void _passPausedFrame();
     void _runPasses();
     [[nodiscard]] bool _isFrameUnderWayHere() const noexcept;

@@ -151,6 +151,7 @@ void KrApplication::_countFrame(double entered) {
     ++parts.frames;
     ++parts.framesRun;
     parts.simulatedSeconds += parts.stepSeconds;
+    ++parts.time.ticks;
     parts.meter.onFrameEnded();
     _parts->state->setStatistics(parts.meter.getStatistics());
     parts.updateSeconds = parts.pacer.getClock().getSeconds() - entered - parts.waitedSeconds;
@@ -162,10 +163,19 @@ bool KrApplication::_isPaced() const noexcept {
            (mode == eSynchronizationMode::kSWAndVSync && _parts->pacesWithVSync);
 }
 
+void KrApplication::_publishTime() {
+    auto& time = _parts->time;
+    if (time.stepSeconds != _parts->stepSeconds) time = {time.getSeconds(), 0, _parts->stepSeconds};
+    _parts->state->simulatedSeconds = time.getSeconds();
+    _parts->state->ticks = time.ticks;
+    _parts->state->stepSeconds = time.stepSeconds;
+}
+
 void KrApplication::_pace() {
     auto& parts = *_parts;
     const bool isPaced = _isPaced();
     parts.stepSeconds = getSimulationTimeStep();
+    _publishTime();
     const FrameStart start = isPaced ? parts.pacer.beginPaced(parts.stepSeconds) : parts.pacer.beginFree();
     parts.meter.onFrame(start, parts.stepSeconds, isPaced);
     parts.waitedSeconds = start.wait + start.oversleep;
@@ -210,6 +220,7 @@ FramePosition detail::ApplicationAccess::getFramePosition(const KrApplication& a
     position.frame = application._parts->state->frame;
     position.elapsedSeconds = application._parts->state->elapsedSeconds;
     position.frameRateHz = application._parts->state->frameRateHz;
+    position.time = parts.time;
     position.now = parts.pacer.getClock().getSeconds();
     position.start = parts.startTime;
     position.begin = parts.frameStart;
@@ -226,6 +237,13 @@ void detail::ApplicationAccess::setFramePosition(KrApplication& application, con
     parts.frames = position.frames;
     parts.startTime = shifted(position.start);
     parts.frameStart = shifted(position.begin);
+    parts.time = position.time;
+    // The context shows the beginning of the last frame.
+    auto last = position.time;
+    if (last.ticks > 0) --last.ticks;
+    application._parts->state->simulatedSeconds = last.getSeconds();
+    application._parts->state->ticks = last.ticks;
+    application._parts->state->stepSeconds = last.stepSeconds;
     application._parts->state->frame = position.frame;
     application._parts->state->elapsedSeconds = position.elapsedSeconds;
     if (position.frameRateHz != application._parts->state->frameRateHz)

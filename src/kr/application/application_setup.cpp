@@ -130,6 +130,10 @@ void KrApplication::_applyFrameRate(double rateHz, bool isAsked) {
     if (std::isnan(own)) own = getSimulationFrameRate();
 }
 
+void KrApplication::setRandomSeed(std::uint32_t seed) {
+    _parts->state->random.setSeed(seed);
+}
+
 ApplicationConfig* KrApplication::getConfiguration() const noexcept {
     return _parts->configuration.get();
 }

@@ -76,14 +76,23 @@ class StateFile : public testing::TestWithParam<int> {};
 TEST_P(StateFile, BringsEveryBitBackAndSavesAsItWasLoaded) {
     World world;
     furnish(world);
-    world.run(5);
+    world.application->setRandomSeed(4000000000);
+    auto gusts = world.application->getContext().getRandomStream("Gusts");
+    gusts.getUniform();
+    world.run(3);
+    world.application->setSimulationFrameRate(50.0);
+    world.run(2);
     const int number = KrSim::EventIDList::instance().add("Tests.StateFile");
     KrSim::KrSimEvent event(number, {1, 2, 255});
     event.setDelay(0.5);
     KrSim::KrEventDispatcher::sendEventLocally(event);
     const auto before = world.take();
     const auto bytes = save(before, GetParam());
+    const double time = world.application->getContext().getSimulatedSeconds();
+    const double gust = gusts.getUniform();
 
+    world.application->setRandomSeed(1);
+    world.application->setSimulationFrameRate(60.0);
     world.run(40);
     auto& fields = proxyOf(world.first).getParameterContainer();
     fields.reset();
@@ -111,6 +120,8 @@ TEST_P(StateFile, BringsEveryBitBackAndSavesAsItWasLoaded) {
     EXPECT_EQ(pending.events[0].event.bytes(), 3U);
     EXPECT_NEAR(pending.events[0].dueSeconds - pending.nowSeconds, 0.5, 1e-9);
     EXPECT_EQ(after->getPosition().frames, 5U);
+    EXPECT_EQ(world.application->getContext().getSimulatedSeconds(), time);
+    EXPECT_EQ(gusts.getUniform(), gust);
     EXPECT_EQ(after->getPosition().elapsedSeconds, before->getPosition().elapsedSeconds);
 
     std::ostringstream again(std::ios::binary);

@@ -1,5 +1,7 @@
 #include "kr/application/context/application_context.h"
 
+#include <chrono>
+#include <memory>
 #include <utility>
 
 #include "kr/application/context/application_state.h"
@@ -87,6 +89,28 @@ double ApplicationContext::getRequestedFrameRate() const noexcept {
 double ApplicationContext::getSimulationTimeStep() const noexcept {
     const double rateHz = getSimulationFrameRate();
     return rateHz > 0.0 ? 1.0 / rateHz : 0.0;
+}
+
+double ApplicationContext::getSimulatedSeconds() const noexcept {
+    return current(_state).simulatedSeconds;
+}
+std::uint64_t ApplicationContext::getTicks() const noexcept {
+    return current(_state).ticks;
+}
+double ApplicationContext::getStepSeconds() const noexcept {
+    const double seconds = current(_state).stepSeconds;
+    return seconds > 0.0 ? seconds : getSimulationTimeStep();
+}
+double ApplicationContext::getWallClockSeconds() noexcept {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+RandomStream ApplicationContext::getRandomStream(std::string_view name) const {
+    if (isAlive(_state)) return _state->random.find(name);
+    return RandomStream(std::make_shared<detail::RandomSequence>(RandomStreams::makeSequence(name, 0)));
+}
+std::uint32_t ApplicationContext::getRandomSeed() const {
+    return current(_state).random.getSeed();
 }
 
 FrameStatistics ApplicationContext::getFrameStatistics() const noexcept {

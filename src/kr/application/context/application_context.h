@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <string_view>
 
 #include "kr/application/context/application_modes.h"
 #include "kr/application/context/frame_statistics.h"
 #include "kr/application/context/fwd.h"
+#include "kr/application/context/random_stream.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/smart_ptr.h"
@@ -68,6 +70,29 @@ public:
     [[nodiscard]] double getRequestedFrameRate() const noexcept;
     /// Seconds: 1 / frame rate.
     [[nodiscard]] double getSimulationTimeStep() const noexcept;
+
+    // Simulated time: 0 without an application
+
+    /// Simulated seconds at the beginning of the frame; in a sub-step of a module at the beginning of that. It is the
+    /// sum at the last change of the frame rate plus ticks * step, so it has no rounding of many additions, and it is
+    /// the same in each run. It does not advance while the application is paused; snapshots restore it.
+    [[nodiscard]] double getSimulatedSeconds() const noexcept;
+    /// Number of frames since the last change of the frame rate, 0 in the first one.
+    [[nodiscard]] std::uint64_t getTicks() const noexcept;
+    /// Seconds that the frame simulates; in a sub-step those of the sub-step. A change of the frame rate during a frame
+    /// takes effect in the next one, unlike getSimulationTimeStep.
+    [[nodiscard]] double getStepSeconds() const noexcept;
+    /// Seconds since 1970-01-01 UTC by the clock of the system, now: it may jump, and differs in each run. Simulated
+    /// content that depends on it cannot be repeated.
+    [[nodiscard]] static double getWallClockSeconds() noexcept;
+
+    // Random numbers
+
+    /// The stream of random numbers of this name; see RandomStream. Takes a lock: keep the stream, do not ask in each
+    /// step.
+    [[nodiscard]] RandomStream getRandomStream(std::string_view name) const;
+    /// See KrApplication::setRandomSeed. 0 without an application.
+    [[nodiscard]] std::uint32_t getRandomSeed() const;
 
     /// How the frame rate was kept, up to the beginning of this frame. All 0 without an application.
     [[nodiscard]] FrameStatistics getFrameStatistics() const noexcept;

@@ -9,6 +9,7 @@
 #include "kr/application/context/application_modes.h"
 #include "kr/application/context/frame_statistics.h"
 #include "kr/application/context/fwd.h"
+#include "kr/application/context/random_streams.h"
 #include "kr/events/fwd.h"
 #include "kr/platform/export.h"
 #include "kr/platform/ref_count.h"
@@ -120,12 +121,17 @@ struct KR_API ApplicationState final : Kr::KrRefCount {
     SharedValue<double> secondsBetweenFrames{0.0};
     SharedValue<double> updateSeconds{0.0};
     SharedValue<double> waitSeconds{0.0};
+    SharedValue<double> simulatedSeconds{0.0};  ///< at the beginning of the frame, or of the sub-step
+    SharedValue<std::uint64_t> ticks{0};        ///< frames since the last change of the step
+    SharedValue<double> stepSeconds{0.0};       ///< of the frame, or of the sub-step; 0 before the first frame
     SharedValue<double> frameRateHz{60.0};      ///< of the main loop, above 0
     SharedValue<double> requestedRateHz{60.0};  ///< before clamping
     // Borrowed until end(); null for none
     PublishedValue<EventManager*> eventManager{nullptr};
     PublishedValue<ErrorManager*> errorManager{nullptr};
     PublishedValue<detail::LocalQueue*> eventQueue{nullptr};
+
+    RandomStreams random;
 
 private:
     struct NoApplication {};

@@ -66,6 +66,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     std::optional<double> frameStart;  // of the last frame
     double updateSeconds{0.0};         // of the last frame, without its waiting
     double stepSeconds{0.0};           // of the frame that is under way
+    SimulatedTime time;                // at the beginning of the next frame
     double waitedSeconds{0.0};         // in the frame that is under way
     std::uint64_t frames{0};           // the number of the next frame; a restored state may decrease it
     std::uint64_t framesRun{0};        // finished

@@ -32,7 +32,7 @@ void UnitModule::onUpdate(eApplicationMode mode) {
 }
 
 double UnitModule::_getStepSeconds(eApplicationMode mode) const {
-    return mode == eApplicationMode::kSimulating ? getApplicationContext().getSimulationTimeStep() : 0.0;
+    return mode == eApplicationMode::kSimulating ? getApplicationContext().getStepSeconds() : 0.0;
 }
 
 Kr::GuardedPair UnitModule::_namesOf(const KrExtension& extension) const {

@@ -80,8 +80,9 @@ void dropSentMeanwhile(const EventManagerImplementation* manager) noexcept {
 }  // namespace
 
 SimulationSnapshot::SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state,
-                                       const KrSim::FramePosition& position, Events events)
-    : _state(std::move(state)), _position(position), _events(std::move(events)) {
+                                       const KrSim::FramePosition& position, KrSim::RandomPositions random,
+                                       Events events)
+    : _state(std::move(state)), _position(position), _random(std::move(random)), _events(std::move(events)) {
     if (!_state) _state = Kr::makeSmart<KrSim::KrSimulationState>();
 }
 
@@ -104,7 +105,8 @@ std::shared_ptr<const SimulationSnapshot> SimulationSnapshot::take(const KrAppli
     }
     application.fillSimulationState(state);
     return std::make_shared<const SimulationSnapshot>(
-        std::move(state), ApplicationAccess::getFramePosition(application), takeEvents(application));
+        std::move(state), ApplicationAccess::getFramePosition(application),
+        application.getInternals().state.random.getPositions(), takeEvents(application));
 }
 
 std::size_t SimulationSnapshot::getSizeBytes() const {
@@ -129,6 +131,7 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
     replaceEvents(&internals.events, _events);
     restorer.restore(report);
     dropSentMeanwhile(&internals.events);
+    internals.state.random.setPositions(_random);  // numbers that callbacks took meanwhile do not count
     ApplicationAccess::setFramePosition(application, _position);
     return report;
 }

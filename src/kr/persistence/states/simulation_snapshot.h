@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "kr/application/context/random_stream.h"
 #include "kr/application/frame_position.h"
 #include "kr/application/fwd.h"
 #include "kr/core/connections/queued_connection_functor.h"
@@ -37,7 +38,7 @@ public:
 
     /// For a state from elsewhere, such as a file.
     SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state, const KrSim::FramePosition& position,
-                       Events events);
+                       KrSim::RandomPositions random, Events events);
     SimulationSnapshot(const SimulationSnapshot&) = delete;
     SimulationSnapshot& operator=(const SimulationSnapshot&) = delete;
     ~SimulationSnapshot();
@@ -45,6 +46,8 @@ public:
     /// Number of completed frames; also the number of the next frame.
     [[nodiscard]] std::uint64_t getFrame() const noexcept { return _position.frames; }
     [[nodiscard]] const KrSim::FramePosition& getPosition() const noexcept { return _position; }
+    /// Seed and places of the random streams. Valid as long as the snapshot.
+    [[nodiscard]] const KrSim::RandomPositions& getRandom() const noexcept { return _random; }
     /// Valid as long as the snapshot.
     [[nodiscard]] const KrSim::KrSimulationState& getState() const noexcept { return *_state; }
     [[nodiscard]] const Events& getEvents() const noexcept { return _events; }  ///< Valid as long as the snapshot.
@@ -60,6 +63,7 @@ public:
 private:
     Kr::KrSmartPtr<KrSim::KrSimulationState> _state;
     KrSim::FramePosition _position;
+    KrSim::RandomPositions _random;
     Events _events;
 };
 

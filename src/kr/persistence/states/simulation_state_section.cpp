@@ -22,7 +22,7 @@
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/states/internal/state_record.h"
 
-KR_FILE_SECTION(KrPersistence::KrSimulationStateSection, "KrSimulationStateSection", 0)
+KR_FILE_SECTION(KrPersistence::KrSimulationStateSection, "KrSimulationStateSection", 1)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSimulationStateSection)
 
 namespace KrPersistence {
@@ -86,6 +86,7 @@ std::vector<StoredValue> storedValues(const SimulationSnapshot& snapshot) {
 struct KrSimulationStateSection::Loaded {
     std::vector<detail::StateRecord> extensions;
     KrSim::FramePosition position;
+    KrSim::RandomPositions random;
     std::vector<StoredEvent> events;
     std::vector<StoredValue> values;
 };
@@ -137,7 +138,8 @@ std::shared_ptr<const SimulationSnapshot> KrSimulationStateSection::getSnapshot(
         pending.push_back({KrSim::KrSimEvent(0), 0.0, true, false});
     }
     if (!events.values.empty()) events.values.resize(pending.size());
-    return std::make_shared<const SimulationSnapshot>(std::move(state), _loaded->position, std::move(events));
+    return std::make_shared<const SimulationSnapshot>(std::move(state), _loaded->position, _loaded->random,
+                                                      std::move(events));
 }
 
 // --- Writing -------------------------------------------------------------------------------------------------------
@@ -162,6 +164,24 @@ void KrSimulationStateSection::_write(ArchiveWriter& writer) const {
                         [&](std::size_t i) { detail::StateRecord::write(writer, "Extension", _payload, *states[i]); });
     }
     _writeEvents(writer);
+    writer.write("BaseSeconds", position.time.baseSeconds);
+    writer.write("Ticks", static_cast<unsigned long long>(position.time.ticks));
+    writer.write("StepSeconds", position.time.stepSeconds);
+    _writeRandom(writer);
+}
+
+void KrSimulationStateSection::_writeRandom(ArchiveWriter& writer) const {
+    const KrSim::RandomPositions none;
+    const auto& random = _loaded ? _loaded->random : _snapshot ? _snapshot->getRandom() : none;
+    writer.write("RandomSeed", random.seed);
+    writer.optional(!random.streams.empty(), "RandomStreams", [&] {
+        writer.sequence("RandomStreams", random.streams.size(), [&](std::size_t i) {
+            writer.group("Stream", [&] {
+                writer.write("Name", *random.streams[i].name);
+                writer.write("Position", static_cast<unsigned long long>(random.streams[i].position));
+            });
+        });
+    });
 }
 
 void KrSimulationStateSection::_writeEvents(ArchiveWriter& writer) const {
@@ -196,7 +216,7 @@ void KrSimulationStateSection::_writeEvents(ArchiveWriter& writer) const {
 
 // --- Reading -------------------------------------------------------------------------------------------------------
 
-void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
+void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int version) {
     _snapshot.reset();
     _loaded = std::make_unique<Loaded>();
     auto& position = _loaded->position;
@@ -226,6 +246,7 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
         check(name, seconds);
         moment = -seconds;
     };
+    position.time = {0.0, frames, 1.0 / position.frameRateHz};  // of a file before version 1
     readMoment("SecondsSinceStart", position.start);
     readMoment("SecondsSinceFrame", position.begin);
     const int payload = reader.readChoice("Payload", [](std::string_view text) -> std::optional<int> {
@@ -241,11 +262,38 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int) {
             _loaded->extensions.push_back(detail::StateRecord::read(reader, "Extension", _payload));
         });
         _readEvents(reader);
+        if (version > 0) _readTimeAndRandom(reader);
     } catch (const std::exception& exception) {
         const auto text = "of the state, " + std::to_string(_loaded->extensions.size()) +
                           " extensions could be read: " + exception.what();
         if (!_endsHere(text)) throw;
     }
+}
+
+void KrSimulationStateSection::_readTimeAndRandom(ArchiveReader& reader) {
+    KrSim::SimulatedTime time;
+    unsigned long long ticks = 0;
+    reader.read("BaseSeconds", time.baseSeconds);
+    reader.read("Ticks", ticks);
+    reader.read("StepSeconds", time.stepSeconds);
+    if (ticks > kMostFrames) reader.fail("Ticks is " + std::to_string(ticks) + ", more than any run has");
+    time.ticks = ticks;
+    if (!std::isfinite(time.getSeconds()) || !(time.baseSeconds >= 0.0) || !(time.stepSeconds >= 0.0))
+        reader.fail("BaseSeconds and StepSeconds must be numbers of at least 0");
+    _loaded->position.time = time;
+    auto& random = _loaded->random;
+    reader.read("RandomSeed", random.seed);
+    reader.optional("RandomStreams", [&] {
+        reader.sequence("RandomStreams", [&](std::size_t) {
+            reader.group("Stream", [&] {
+                std::string name;
+                unsigned long long place = 0;
+                reader.read("Name", name);
+                reader.read("Position", place);
+                random.streams.push_back({std::make_shared<const std::string>(std::move(name)), place});
+            });
+        });
+    });
 }
 
 void KrSimulationStateSection::_readEvents(ArchiveReader& reader) {
