@@ -1,14 +1,31 @@
 #include "kr/application/modules/module_of.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "kr/application/context/application_context.h"
+#include "kr/application/context/application_state.h"
+#include "kr/application/context/context_access.h"
 #include "kr/application/modules/internal/module_guards.h"
+#include "kr/platform/log.h"
 
 namespace KrSim::detail {
 
 const Kr::GuardTexts kUnitStepTexts = kOnStep;
 const Kr::GuardTexts kUnitWorkTexts = kOnUnitWork;
+
+namespace {
+
+/// Of a step of several frames; less is the rounding of times.
+constexpr double kRounding = 1e-9;
+
+}  // namespace
+
+UnitModule::UnitModule(KrSimulatorModule* proxy, int version) : ISimulatorModule(proxy, version), _groups(1) {}
+
+UnitModule::UnitModule(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate)
+    : ISimulatorModule(proxy, version, preUpdate, update, postUpdate), _groups(1) {}
 
 UnitModule::~UnitModule() = default;
 
@@ -62,7 +79,136 @@ void UnitModule::_listUnits() {
         if (each) _units.push_back({each.get(), nullptr});
     }
     _findAgain();
+    _arrangeGroups();
 }
+
+void UnitModule::_arrangeGroups() {
+    if (_groups.size() > 1) {
+        const auto groupOf = [this](const ManagedUnit& each) {
+            return std::min(_findGroup(each.unit), _groups.size() - 1);
+        };
+        std::stable_sort(_units.begin(), _units.end(), [&](const ManagedUnit& left, const ManagedUnit& right) {
+            return groupOf(left) < groupOf(right);
+        });
+        auto place = _units.begin();
+        for (std::size_t i = 0; i < _groups.size(); ++i) {
+            _groups[i].begin = static_cast<std::size_t>(place - _units.begin());
+            place = std::find_if(place, _units.end(), [&](const ManagedUnit& each) { return groupOf(each) > i; });
+            _groups[i].end = static_cast<std::size_t>(place - _units.begin());
+        }
+    } else {
+        _groups.front().end = _units.size();
+    }
+}
+
+// --- Rates ---------------------------------------------------------------------------------------------------------
+
+std::size_t UnitModule::addStepGroup(const std::string& name, const StepRate& rate) {
+    _groups.emplace_back().name = name;
+    regroupUnits();
+    setStepRate(rate, _groups.size() - 1);
+    return _groups.size() - 1;
+}
+
+bool UnitModule::setStepRate(const StepRate& rate, std::size_t number) {
+    auto& group = _groups.at(number);
+    const double frameRateHz = getApplicationContext().getSimulationFrameRate();
+    const bool isRefused = !rate.isValid() || (frameRateHz > 0.0 && rate.getRest() == StepRate::eRest::kRefused &&
+                                               !rate.divides(frameRateHz));
+    if (isRefused) {
+        const auto reason = rate.isValid() ? rate.explain(frameRateHz) : "a rate must be a number above 0 Hz";
+        Kr::logMessage(Kr::eLogLevel::kWarn, "KrSimulatorModule: '%s' keeps its rate of steps%s%s: %s\n",
+                       getName().c_str(), group.name.empty() ? "" : " of group ", group.name.c_str(), reason.c_str());
+        return false;
+    }
+    group.rate = rate;
+    group.testedRateHz = 0.0;
+    group.isRefused = false;
+    if (rate.plan(0, 0.0, 1.0).stepSeconds > 1.0 && !group.until) {
+        group.until.emplace(
+            this, group.name.empty() ? "StepsUntil" : ("StepsUntil " + group.name).c_str(),
+            FieldOptions<double>{
+                .value = -1.0, .dimension = Kr::kTime, .description = "Simulated time up to which its units are."});
+    }
+    return true;
+}
+
+void UnitModule::addRateParameter(const char* name, std::size_t number) {
+    auto& group = _groups.at(number);
+    group.choice.emplace(
+        this, name,
+        FieldOptions<double>{.min = 0.0,
+                             .dimension = Kr::kFrequency,
+                             .description = "Steps in a second of simulated time; 0: as the module declares."});
+    group.declared = group.rate;
+}
+
+/// A choice that is refused leaves the rate as it is.
+void UnitModule::_takeChoice(StepGroup& group) {
+    group.chosenHz = group.choice->get();
+    const auto number = static_cast<std::size_t>(
+        std::find_if(_groups.begin(), _groups.end(), [&](const auto& each) { return &each == &group; }) -
+        _groups.begin());
+    setStepRate(group.chosenHz > 0.0 ? StepRate::hertz(group.chosenHz, group.declared.getRest()) : group.declared,
+                number);
+}
+
+/// A rate that does not divide the first frame rate is refused; one that no longer divides carries the rest.
+void UnitModule::_testRate(StepGroup& group, double frameRateHz) const {
+    const bool isFirst = group.testedRateHz == 0.0 || group.isRefused;
+    group.testedRateHz = frameRateHz;
+    group.isRefused = false;
+    if (group.rate.getRest() == StepRate::eRest::kCarried || group.rate.divides(frameRateHz)) return;
+    group.isRefused = isFirst;
+    Kr::logMessage(Kr::eLogLevel::kWarn, "KrSimulatorModule: '%s' %s%s%s: %s\n", getName().c_str(),
+                   isFirst ? "does not step its units" : "has frames with different numbers of steps from now on",
+                   group.name.empty() ? "" : " of group ", group.name.c_str(), group.rate.explain(frameRateHz).c_str());
+}
+
+StepRate::Steps UnitModule::_planSteps(StepGroup& group) {
+    if (group.choice && group.choice->get() != group.chosenHz) _takeChoice(group);
+    const auto context = getApplicationContext();
+    const double frameSeconds = context.getStepSeconds();
+    if (const double rateHz = 1.0 / frameSeconds; rateHz != group.testedRateHz) _testRate(group, rateHz);
+    if (group.isRefused) return {};
+    const double now = context.getSimulatedSeconds();
+    auto steps = group.rate.plan(context.getFrame(), now, frameSeconds);
+    if (!group.until || steps.count == 0 || steps.stepSeconds <= frameSeconds) return steps;
+    // A step that began at another frame rate was too short or too long for its frames: that is made good.
+    const double end = now + steps.stepSeconds;
+    const double ahead = *group.until - now;
+    const bool isNear = *group.until >= 0.0 && std::abs(ahead) < steps.stepSeconds;
+    if (isNear && std::abs(ahead) > kRounding * steps.stepSeconds) steps.stepSeconds -= ahead;
+    *group.until = end;
+    return steps;
+}
+
+GroupSteps::GroupSteps(UnitModule& module, std::size_t group)
+    : _module(module),
+      _steps(module._planSteps(module._groups[group])),
+      _frameSeconds(module.getApplicationContext().getSimulatedSeconds()),
+      _frameStepSeconds(module.getApplicationContext().getStepSeconds()) {}
+
+GroupSteps::~GroupSteps() {
+    if (_begun != 0) _show(_frameSeconds, _frameStepSeconds);
+}
+
+bool GroupSteps::next() {
+    if (_begun == _steps.count) return false;
+    _show(_steps.firstSeconds + static_cast<double>(_begun) * _steps.stepSeconds, _steps.stepSeconds);
+    ++_begun;
+    return true;
+}
+
+void GroupSteps::_show(double simulatedSeconds, double stepSeconds) const noexcept {
+    const auto context = _module.getApplicationContext();
+    const auto& state = ContextAccess::getState(context);
+    if (!state) return;
+    state->simulatedSeconds = simulatedSeconds;
+    state->stepSeconds = stepSeconds;
+}
+
+// --- Walks ---------------------------------------------------------------------------------------------------------
 
 UnitWalk::UnitWalk(UnitModule& module) : _module(module) {
     if (_module._walks == 0) _module._bringUpToDate();
