@@ -109,8 +109,8 @@ struct CarState {
     Ride ride;
 };
 
-/// One step of the whole car. Forces are those of the motions at the end of the last step: what the unit delays of the
-/// six parts carry back.
+/// One step of the whole car. Forces are those of the motions at the end of the last step: what the feedback of the
+/// six parts carries back.
 inline void stepCar(const RoadProfile& road, const CarSettings& settings, double seconds, CarState& car) {
     car.distance += settings.speed * seconds;
     car.elevation = getElevation(road, car.distance);

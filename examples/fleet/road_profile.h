@@ -27,7 +27,7 @@ struct RoadProfile {
     double start{0.0};  // m, height of the sum at distance 0
 };
 
-/// A road of the class. The same seed gives the same road in every build: the generator is the standard MT19937-64.
+/// A road of the class, of the random stream of the seed: the same in each run.
 [[nodiscard]] RoadProfile makeRoadProfile(eRoadClass roadClass, std::int32_t seed);
 
 /// Metres; 0 at the start of the road.
