@@ -61,12 +61,7 @@ RandomStream::RandomStream(std::shared_ptr<detail::RandomSequence> sequence) noe
     : _sequence(std::move(sequence)) {}
 
 RandomStream::RandomStream(const RandomStream& other) noexcept = default;
-// A copy, so that the other one stays usable.
-RandomStream::RandomStream(RandomStream&& other) noexcept : RandomStream(std::as_const(other)) {}
 RandomStream& RandomStream::operator=(const RandomStream& other) noexcept = default;
-RandomStream& RandomStream::operator=(RandomStream&& other) noexcept {
-    return *this = std::as_const(other);
-}
 RandomStream::~RandomStream() = default;
 
 std::uint64_t RandomStream::getBits() {

@@ -56,10 +56,9 @@ public:
     RandomStream();
     /// For the application.
     explicit RandomStream(std::shared_ptr<detail::RandomSequence> sequence) noexcept;
+    /// Also for moving, so that no stream is without a sequence.
     RandomStream(const RandomStream& other) noexcept;
-    RandomStream(RandomStream&& other) noexcept;
     RandomStream& operator=(const RandomStream& other) noexcept;
-    RandomStream& operator=(RandomStream&& other) noexcept;
     ~RandomStream();
 
     /// 64 random bits.
