@@ -213,6 +213,83 @@ void BM_Disconnect(benchmark::State& state) {
 }
 BENCHMARK(BM_Disconnect)->Arg(4'000)->Arg(40'000)->Unit(benchmark::kMillisecond);
 
+// --- Instances -------------------------------------------------------------------------------------------------------
+
+/// A car of eight connected vehicles, about 15 kB of XML.
+Kr::KrSmartPtr<KrObject> makeDefinition() {
+    auto car = Kr::makeSmart<KrObject>();
+    car->setName("Car");
+    Vehicle* before = nullptr;
+    for (int i = 1; i <= 8; ++i) {
+        const auto part = KrSim::KrExtensionFactory::create(vehicleType());
+        part->setName(("Part " + std::to_string(i)).c_str());
+        car->add(part.get());
+        auto* vehicle = part->getImplementationAs<Vehicle>();
+        if (before != nullptr) Kr::KrConnectionFactory::connect(before->speed.getField(), vehicle->force.getField());
+        before = vehicle;
+    }
+    return car;
+}
+
+/// Each has one parameter of its own.
+std::vector<Kr::KrSmartPtr<KrObject>> makeInstances(KrObject& definition, std::int64_t count) {
+    std::vector<Kr::KrSmartPtr<KrObject>> instances;
+    for (std::int64_t i = 0; i < count; ++i) {
+        instances.push_back(definition.instantiate());
+        instances.back()->getExtension(2)->getParameter("Mass")->set(1.0 + static_cast<double>(i));
+    }
+    return instances;
+}
+
+std::string saveFleet(std::int64_t count, int flags) {
+    const auto definition = makeDefinition();
+    const auto instances = makeInstances(*definition, count);
+    KrFile file;
+    auto section = std::make_unique<KrObjectSection>();
+    section->addObject(definition.get());
+    for (const auto& each : instances)
+        section->addObject(each.get());
+    file.addSection(section.release());
+    return saveToText(file, flags);
+}
+
+/// The bytes of a file that each further instance takes.
+void BM_InstanceBytes(benchmark::State& state, int flags) {
+    constexpr std::int64_t kCount = 1'000;
+    for (auto _ : state) {
+        const auto many = static_cast<double>(saveFleet(kCount + 1, flags).size());
+        const auto one = static_cast<double>(saveFleet(1, flags).size());
+        state.counters["bytes_each"] = (many - one) / static_cast<double>(kCount);
+    }
+    state.counters["bytes_of_definition"] = static_cast<double>(saveFleet(0, flags).size());
+}
+BENCHMARK_CAPTURE(BM_InstanceBytes, xml, KrFile::kXml)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_InstanceBytes, binary, 0)->Unit(benchmark::kMillisecond);
+
+void BM_LoadInstances(benchmark::State& state) {
+    const auto text = saveFleet(state.range(0), 0);
+    for (auto _ : state) {
+        std::istringstream stream(text);
+        auto file = std::make_unique<KrFile>();
+        if (!file->load(stream)) state.SkipWithError("not loaded");
+        state.PauseTiming();
+        file.reset();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_LoadInstances)->Arg(1'000)->Unit(benchmark::kMillisecond);
+
+void BM_InstantiateAll(benchmark::State& state) {
+    const auto definition = makeDefinition();
+    for (auto _ : state) {
+        auto instances = makeInstances(*definition, state.range(0));
+        state.PauseTiming();
+        instances.clear();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_InstantiateAll)->Arg(1'000)->Unit(benchmark::kMillisecond);
+
 BENCHMARK(BM_SaveObjectFile)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SaveObjectFileUnchecked)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_LoadObjectFileUnchecked)->Arg(100'000)->Unit(benchmark::kMillisecond);

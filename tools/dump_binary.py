@@ -487,18 +487,19 @@ class Values:
 
     def object_section(self, version):
         for _ in self.sequence("Objects"):
-            yield self.extension()
+            yield self.extension(version)
         if self.is_there():
             for _ in self.sequence("Connections"):
                 self.connection(version)
 
-    def extension(self):
+    def extension(self, version):
         self.begin("Extension")
         self.optional(self.text, "Name")
         is_object = self.flag("IsObject")
         self.flag("IsLost")
+        is_own_only = version >= 3 and self.flag("IsOwnOnly")
         self.factory_key("Type")
-        self.content_id("ContentID")
+        self.content_id("Part" if is_own_only and self.is_there() else "ContentID")
         self.optional(self.integer, "DataVersion")
         if self.is_there():
             self.versions()
@@ -509,12 +510,14 @@ class Values:
             yield self.optional_fields(group)
             if self.is_there():
                 yield self.field(group + "Marks")
+        if is_own_only and self.is_there():
+            self.own_fields()
         self.optional(self.bytes, "Data")
         if is_object:
             self.definition()
             if self.is_there():
                 for _ in self.sequence("Extensions"):
-                    yield self.extension()
+                    yield self.extension(version)
         self.end()
 
     def versions(self):
@@ -522,6 +525,12 @@ class Values:
             with self.group("Version"):
                 self.repeated("Key")
                 self.integer("Number")
+
+    def own_fields(self):
+        for _ in self.sequence("OwnFields"):
+            with self.group("OwnField"):
+                self.repeated("Path")
+                self.integer("Parts")
 
     def definition(self):
         if self.is_there():
@@ -686,7 +695,7 @@ VALUE_FORMS = {1: Values.integer, 2: Values.boolean, 3: Values.double, 6: Values
                51: lambda values, name: values.tuple(name, "f", 1)}
 
 # By class name: the newest version that is known here, and what reads one.
-SECTIONS = {b"KrObjectSection": (2, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
+SECTIONS = {b"KrObjectSection": (3, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
             b"KrContentListSection": (0, Values.content_list_section),
             b"KrSimulationStateSection": (1, Values.state_section)}
 

@@ -20,6 +20,7 @@
 #include "kr/extension/order/extension_sorter.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/persistence/objects/definition_files.h"
 #include "kr/persistence/objects/object_section.h"
 #include "kr/persistence/setups/application_check.h"
 #include "kr/persistence/setups/setup_section.h"
@@ -132,9 +133,28 @@ void dumpFile(const DumpPlan& plan) {
     }
 }
 
+namespace {
+
+/// Of the instances in a loaded file.
+std::vector<KrPersistence::LoadedObjects> loadDefinitionsFor(const std::string& filename) {
+    std::vector<Kr::FileResult> refused;
+    auto definitions = KrPersistence::loadDefinitions({{filename}}, refused);
+    if (!refused.empty()) throw toFailure(refused.front());
+    return definitions;
+}
+
+}  // namespace
+
 void convertFile(const ConvertPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
-    saveFile(*loadFile(plan.input), plan.output, toFlags(plan.kind, plan.hasChecksum), plan.isForced);
+    const auto file = loadFile(plan.input);
+    auto flags = toFlags(plan.kind, plan.hasChecksum);
+    std::vector<KrPersistence::LoadedObjects> definitions;
+    if (plan.isSelfContained) {
+        flags |= KrPersistence::KrFile::kSelfContained;
+        definitions = loadDefinitionsFor(plan.input);
+    }
+    saveFile(*file, plan.output, flags, plan.isForced);
 }
 
 eExitCode recoverFile(const RecoverPlan& plan) {

@@ -50,6 +50,8 @@ FileCommands::FileCommands(CLI::App& app) {
     addFile(*_convert.command, "OUTPUT", _convert.plan.output, "The file to write; - for standard output");
     addChoice(*_convert.command, "--to", _convert.plan.kind, kKinds, "The kind to write")->required();
     addChecksum(*_convert.command, _convert.plan.hasChecksum);
+    _convert.command->add_flag("--self-contained", _convert.plan.isSelfContained,
+                               "Store instances complete, with what their definitions in this and other files have");
     addForce(*_convert.command, _convert.plan.isForced);
     addPluginDirectories(*_convert.command, _convert.plan.pluginDirectories);
 

@@ -43,7 +43,8 @@ struct ConvertPlan {
     std::string output{};
     eFileKind kind{eFileKind::kBinary};
     bool hasChecksum{false};
-    bool isForced{false};  ///< whatever the output holds
+    bool isSelfContained{false};  ///< instances complete
+    bool isForced{false};         ///< whatever the output holds
 };
 
 /// Save what can be read of a damaged file.

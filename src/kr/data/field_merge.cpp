@@ -170,9 +170,16 @@ private:
             _followItems(static_cast<FieldArrayBase&>(field), static_cast<const FieldArrayBase&>(source), isDriven);
         } else if (isContainer(field)) {
             _followChildren(static_cast<Container&>(field), static_cast<const Container&>(source), isDriven);
-        } else if (_rules.withValues && (parts & kOwnValue) == 0 && !isDriven) {
-            if (!_rules.keepsState || (parts & kOwnState) == 0) _followValue(field, source);
+        } else if ((parts & kOwnValue) == 0 && _takesState(parts, isDriven)) {
+            _followValue(field, source);
         }
+    }
+
+    /// Whether a value that is not own follows the source, although it may be state.
+    [[nodiscard]] bool _takesState(std::int32_t parts, bool isDriven) const {
+        const bool isState = (parts & kOwnState) != 0;
+        if (_rules.isOwnOnly) return !isState;
+        return _rules.withValues && !isDriven && !(_rules.keepsState && isState);
     }
 
     void _followProperties(FieldBase& field, const FieldBase& source) {
@@ -191,7 +198,8 @@ private:
     }
 
     void _followItems(FieldArrayBase& items, const FieldArrayBase& source, bool isDriven) {
-        if (!_rules.withValues || isDriven) return;
+        const auto parts = _rules.isOwnOnly ? _own.getParts(items) : 0;
+        if (_rules.isOwnOnly ? (parts & kOwnState) != 0 : !_rules.withValues || isDriven) return;
         const bool hasOwn =
             _own.hasAny(items, kOwnValue | kOwnField | kOwnOrder | kOwnState) || _hasRemovals(items, source);
         const NotificationFrame frame(items, source);
@@ -214,7 +222,7 @@ private:
     void _changeType(FieldBase& field, const FieldBase& source) {
         const bool isOwn = _own.hasAny(field, kOwnValue);
         if (!field.isDynamic()) {
-            if (!isOwn && _rules.withValues) field.copyValue(source);
+            if (!isOwn && (_rules.withValues || _rules.isOwnOnly)) field.copyValue(source);
             return;
         }
         std::unique_ptr<FieldBase> made(detail::FieldAccess::duplicate(source));

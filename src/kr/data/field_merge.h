@@ -72,6 +72,9 @@ struct MergeRules {
     bool withValues{true};
     /// Whether values that are own as state are kept although no connection drives the field now.
     bool keepsState{false};
+    /// Whether the tree holds only what is own there: all other values come from the source, state and driven ones,
+    /// too.
+    bool isOwnOnly{false};
     /// Whether marks in the source are those of an inner holder.
     bool isInner{false};
     /// Whether a field that refers to extensions refers to the counterparts of the targets of `base`. Without it

@@ -20,6 +20,7 @@ constexpr const char* kAdded = "AddedConnections";
 constexpr const char* kRemoved = "RemovedConnections";
 constexpr const char* kChanged = "ChangedConnections";
 constexpr const char* kComplete = "IsComplete";
+constexpr const char* kOwnOnly = "IsOwnOnly";
 
 const Kr::KrID& recordId() {
     static const Kr::KrID id("InstanceData");
@@ -67,6 +68,7 @@ std::unique_ptr<KrData::Container> OwnRecord::toField() const {
     if (empty()) return nullptr;
     auto made = std::make_unique<KrData::Container>(recordId(), nullptr, KrData::Types::kUndefined);
     if (isComplete) made->add<bool>(kComplete, true);
+    if (isOwnOnly) made->add<bool>(kOwnOnly, true);
     if (!fields.empty()) {
         auto* list = made->addContainer(kFields);
         for (const auto& [path, parts] : fields)
@@ -91,6 +93,7 @@ OwnRecord OwnRecord::of(const KrExtension& extension) {
     record.removed = readConnections(*hidden, kRemoved, id);
     record.changed = readConnections(*hidden, kChanged, id);
     record.isComplete = (*hidden)[kComplete].toBoolean();
+    record.isOwnOnly = (*hidden)[kOwnOnly].toBoolean();
     return record;
 }
 
@@ -105,7 +108,11 @@ void OwnRecord::setOn(KrExtension& extension) const {
 }
 
 void OwnRecord::dropFrom(KrExtension& extension) {
-    if (auto* internal = FieldAccess::getInternalIfAny(extension.getFieldsContainer().getNameField())) {
+    dropFrom(extension.getFieldsContainer().getNameField());
+}
+
+void OwnRecord::dropFrom(KrData::FieldBase& name) {
+    if (auto* internal = FieldAccess::getInternalIfAny(name)) {
         internal->removeField(recordId());
         if (internal->get() != nullptr && internal->get()->empty())
             ContainerAccess::setHiddenFields(*internal, nullptr);

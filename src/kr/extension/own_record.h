@@ -39,9 +39,15 @@ struct KR_API OwnRecord {
     /// Of the instance itself: connections that are not recorded follow the definition. Content of releases before this
     /// record does not say so.
     bool isComplete{false};
+    /// Of the instance itself: nothing else of it was stored, so that everything that is not recorded, state included,
+    /// comes from the definition.
+    bool isOwnOnly{false};
 
+    [[nodiscard]] bool hasConnections() const noexcept {
+        return !added.empty() || !removed.empty() || !changed.empty();
+    }
     [[nodiscard]] bool empty() const noexcept {
-        return fields.empty() && added.empty() && removed.empty() && changed.empty() && !isComplete;
+        return fields.empty() && !hasConnections() && !isComplete && !isOwnOnly;
     }
     /// Null for an empty record.
     [[nodiscard]] std::unique_ptr<KrData::Container> toField() const;
@@ -52,6 +58,8 @@ struct KR_API OwnRecord {
     /// Replaces the record of the extension.
     void setOn(KrExtension& extension) const;
     static void dropFrom(KrExtension& extension);
+    /// The same for a copy of its name field.
+    static void dropFrom(KrData::FieldBase& name);
 };
 
 }  // namespace KrSim

@@ -217,14 +217,19 @@ def objects(seed):
     waiting = extension(23, "Waiting", IsObject=True, Definition={**content_id(90, Raw=content_id(91)["ContentID"], File="x.kro",
                                                                                Own=content_id(91)["ContentID"], Chain=[]),
                                                                   "File": "elsewhere/x.kro"})
-    root = extension(1, "Root", IsObject=True, Extensions=[gauge, motor, bare, inner, definition, instance, waiting])
+    part = {"Name": "Part", "IsOwnOnly": True, "Part": content_id(91)["ContentID"],
+            "Parameters": [double_field("M", 3.0)], "OwnFields": [{"Path": "Parameters.M", "Parts": 65}]}
+    own_only = extension(24, "Own only", IsObject=True, IsOwnOnly=True, Definition={**content_id(90), "File": "x.kro"},
+                         Extensions=[part])
+    root = extension(1, "Root", IsObject=True,
+                     Extensions=[gauge, motor, bare, inner, definition, instance, waiting, own_only])
     connections = [connection(3, "Outputs.C", 2, f"Inputs.{fields.count}", TransferFunction=function)
                    for function in FUNCTIONS.values()]  # kept: no such fields
     connections += [connection(3, "Outputs.A", 2, "Inputs.B", IsQueued=True),
                     connection(3, "Outputs.C", 2, "Inputs.B", IsDisabled=True, IsUnordered=True),
                     connection(3, "Outputs.V", 2, "Inputs.V", IsDisabled=True, TransferFunction=FUNCTIONS["chain"]),
                     connection(95, "Outputs.A", 2, "Inputs.B", SourceRaw=content_id(94)["ContentID"])]
-    return [("KrObjectSection", 2, {"Objects": [root, extension(30, "Second root")], "Connections": connections})]
+    return [("KrObjectSection", 3, {"Objects": [root, extension(30, "Second root")], "Connections": connections})]
 
 
 def deep_objects():

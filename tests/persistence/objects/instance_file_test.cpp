@@ -3,6 +3,8 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "kr/core/connections/connection.h"
 #include "kr/data/field_access.h"
@@ -11,7 +13,6 @@
 #include "kr/extension/object_access.h"
 #include "kr/extension/own_record.h"
 #include "tests/persistence/objects/garage.h"
-#include "tests/support/case_name.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/same_bytes.h"
 
@@ -48,10 +49,23 @@ void note(KrExtension* extension, const char* text) {
     extension->addParameter("Note", Types::kString)->set<std::string>(text);
 }
 
+/// What a file has of instances.
+enum class eForm { kComplete, kOwnOnly };
+
+/// A definition with a file is stored there: its instances need not be complete.
+void choose(eForm form, KrObject& definition) {
+    if (form == eForm::kComplete) return;
+    auto id = definition.getContentID();
+    id.setFile("site.kro");
+    ExtensionAccess::setContentID(definition, id);
+    definition._setDefinitionFileName(Kr::KrString<512>("site.kro"));
+}
+
 /// A garage of three motors, one of them in a box; "First" drives "Second".
 class Site {
 public:
-    Site() {
+    explicit Site(eForm form) {
+        choose(form, *definition);
         definition->remove(definition->getExtension(0));
         const auto box = makeObject({}, "Box", 2);
         definition->add(make(kMotorType, "First", 3).get());
@@ -93,6 +107,12 @@ public:
 using Edit = std::function<void(Site&)>;
 void nothing(Site&) {}
 
+using Form = std::pair<const char*, eForm>;
+void PrintTo(const Form& form, std::ostream* out) {
+    *out << form.first;
+}
+const auto kForms = testing::Values(Form{"Complete", eForm::kComplete}, Form{"OwnOnly", eForm::kOwnOnly});
+
 struct LoadCase {
     friend void PrintTo(const LoadCase& each, std::ostream* out) { *out << each.name; }
 
@@ -102,62 +122,67 @@ struct LoadCase {
     const char* expected;
 };
 
-class SavedSyncs : public testing::TestWithParam<LoadCase> {
+class SavedSyncs : public testing::TestWithParam<std::tuple<Form, LoadCase>> {
 protected:
-    Site _site;
+    Site _site{std::get<0>(GetParam()).second};
 };
 
 TEST_P(SavedSyncs, ComeToWhatASyncInMemoryComesTo) {
     const LogCapture log;
-    GetParam().inInstance(_site);
-    const auto loaded = _site.reload(GetParam().inDefinition);
+    const auto& each = std::get<1>(GetParam());
+    each.inInstance(_site);
+    const auto loaded = _site.reload(each.inDefinition);
     ASSERT_EQ(loaded.error, "");
-    EXPECT_EQ(describe(*_site.instance), GetParam().expected);
+    EXPECT_EQ(describe(*_site.instance), each.expected);
     // What was own is own after the load.
     _site.reload();
-    EXPECT_EQ(describe(*_site.instance), GetParam().expected);
+    EXPECT_EQ(describe(*_site.instance), each.expected);
     ASSERT_TRUE(_site.instance->sync());
-    EXPECT_EQ(describe(*_site.instance), GetParam().expected);
+    EXPECT_EQ(describe(*_site.instance), each.expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Own, SavedSyncs,
-    testing::Values(
-        LoadCase{"Nothing", nothing, nothing, "Site(First=1 Second=1 Box(Inner=1))"},
-        LoadCase{"ValueOfTheDefinition", [](Site& site) { setMass(site.part("First"), 2.0); }, nothing,
-                 "Site(First=2 Second=1 Box(Inner=1))"},
-        LoadCase{"ValueOfTheUser", [](Site& site) { setMass(site.part("First"), 2.0); },
-                 [](Site& site) { setMass(site.own("First"), 5.0); }, "Site(First=5 Second=1 Box(Inner=1))"},
-        LoadCase{"ValueThatTheDefinitionTookOver", [](Site& site) { setMass(site.part("First"), 5.0); },
-                 [](Site& site) { setMass(site.own("First"), 5.0); }, "Site(First=5 Second=1 Box(Inner=1))"},
-        LoadCase{"MarkOnAnEqualValue", [](Site& site) { setMass(site.part("First"), 2.0); },
-                 [](Site& site) { KrObject::setInstanceData(*site.own("First")->getParameter("Mass")); },
-                 "Site(First=1 Second=1 Box(Inner=1))"},
-        LoadCase{"FieldOfTheUser", nothing, [](Site& site) { note(site.own("Inner"), "mine"); },
-                 "Site(First=1 Second=1 Box(Inner=1+mine))"},
-        LoadCase{"FieldOfTheDefinition", [](Site& site) { note(site.part("Inner"), "new"); }, nothing,
-                 "Site(First=1 Second=1 Box(Inner=1+new))"},
-        LoadCase{"NameOfTheUser", [](Site& site) { site.part("First")->setName("Old"); },
-                 [](Site& site) { site.own("First")->setName("Mine"); }, "Site(Mine=1 Second=1 Box(Inner=1))"},
-        LoadCase{"NameOfTheDefinition", [](Site& site) { site.part("First")->setName("New"); }, nothing,
-                 "Site(New=1 Second=1 Box(Inner=1))"},
-        LoadCase{"PartOfTheUser", nothing,
-                 [](Site& site) { static_cast<KrObject*>(site.own("Box"))->add(make(kMotorType, "Mine", 20).get()); },
-                 "Site(First=1 Second=1 Box(Inner=1 Mine=1))"},
-        LoadCase{"LostPart", [](Site& site) { site.definition->remove(site.part("Box")); },
-                 [](Site& site) {
-                     setMass(site.own("Inner"), 5.0);
-                     static_cast<KrObject*>(site.own("Box"))->add(make(kMotorType, "Mine", 20).get());
-                 },
-                 "Site(First=1 Second=1 Box?(Inner=5? Mine=1))"}),
-    test_support::caseName);
+    testing::Combine(
+        kForms,
+        testing::Values(
+            LoadCase{"Nothing", nothing, nothing, "Site(First=1 Second=1 Box(Inner=1))"},
+            LoadCase{"ValueOfTheDefinition", [](Site& site) { setMass(site.part("First"), 2.0); }, nothing,
+                     "Site(First=2 Second=1 Box(Inner=1))"},
+            LoadCase{"ValueOfTheUser", [](Site& site) { setMass(site.part("First"), 2.0); },
+                     [](Site& site) { setMass(site.own("First"), 5.0); }, "Site(First=5 Second=1 Box(Inner=1))"},
+            LoadCase{"ValueThatTheDefinitionTookOver", [](Site& site) { setMass(site.part("First"), 5.0); },
+                     [](Site& site) { setMass(site.own("First"), 5.0); }, "Site(First=5 Second=1 Box(Inner=1))"},
+            LoadCase{"MarkOnAnEqualValue", [](Site& site) { setMass(site.part("First"), 2.0); },
+                     [](Site& site) { KrObject::setInstanceData(*site.own("First")->getParameter("Mass")); },
+                     "Site(First=1 Second=1 Box(Inner=1))"},
+            LoadCase{"FieldOfTheUser", nothing, [](Site& site) { note(site.own("Inner"), "mine"); },
+                     "Site(First=1 Second=1 Box(Inner=1+mine))"},
+            LoadCase{"FieldOfTheDefinition", [](Site& site) { note(site.part("Inner"), "new"); }, nothing,
+                     "Site(First=1 Second=1 Box(Inner=1+new))"},
+            LoadCase{"NameOfTheUser", [](Site& site) { site.part("First")->setName("Old"); },
+                     [](Site& site) { site.own("First")->setName("Mine"); }, "Site(Mine=1 Second=1 Box(Inner=1))"},
+            LoadCase{"NameOfTheDefinition", [](Site& site) { site.part("First")->setName("New"); }, nothing,
+                     "Site(New=1 Second=1 Box(Inner=1))"},
+            LoadCase{
+                "PartOfTheUser", nothing,
+                [](Site& site) { static_cast<KrObject*>(site.own("Box"))->add(make(kMotorType, "Mine", 20).get()); },
+                "Site(First=1 Second=1 Box(Inner=1 Mine=1))"},
+            LoadCase{"LostPart", [](Site& site) { site.definition->remove(site.part("Box")); },
+                     [](Site& site) {
+                         setMass(site.own("Inner"), 5.0);
+                         static_cast<KrObject*>(site.own("Box"))->add(make(kMotorType, "Mine", 20).get());
+                     },
+                     "Site(First=1 Second=1 Box?(Inner=5? Mine=1))"})),
+    [](const auto& each) { return std::string(std::get<0>(each.param).first) + std::get<1>(each.param).name; });
 
-class SavedInstanceData : public testing::Test {
+class SavedInstanceData : public testing::TestWithParam<Form> {
 protected:
-    Site _site;
+    Site _site{GetParam().second};
 };
+INSTANTIATE_TEST_SUITE_P(Form, SavedInstanceData, kForms, [](const auto& each) { return each.param.first; });
 
-TEST_F(SavedInstanceData, IsSavedAgainByteForByte) {
+TEST_P(SavedInstanceData, IsSavedAgainByteForByte) {
     setMass(_site.own("First"), 5.0);
     note(_site.own("Second"), "mine");
     _site.own("Second")->getParameter("Mass")->setDescription("tons");
@@ -171,7 +196,7 @@ TEST_F(SavedInstanceData, IsSavedAgainByteForByte) {
     EXPECT_TRUE(areSame(save(loaded.objects), bytes));
 }
 
-TEST_F(SavedInstanceData, WaitsWithTheInstanceForItsDefinition) {
+TEST_P(SavedInstanceData, WaitsWithTheInstanceForItsDefinition) {
     setMass(_site.own("First"), 5.0);
     const auto definition = save({_site.definition});
     const auto bytes = save({_site.instance});
@@ -188,7 +213,7 @@ TEST_F(SavedInstanceData, WaitsWithTheInstanceForItsDefinition) {
     EXPECT_EQ(describe(instance), "Site(First=5 Second=2 Box(Inner=1))");
 }
 
-TEST_F(SavedInstanceData, ComesBackFromLostPartsAfterALoad) {
+TEST_P(SavedInstanceData, ComesBackFromLostPartsAfterALoad) {
     const LogCapture log;
     const KrSmartPtr<KrExtension> box(_site.part("Box"));
     setMass(_site.own("Inner"), 5.0);
@@ -199,7 +224,7 @@ TEST_F(SavedInstanceData, ComesBackFromLostPartsAfterALoad) {
     EXPECT_EQ(_site.instance->getAllErrors(), "");
 }
 
-TEST_F(SavedInstanceData, KeepsTheStateOfTheInstance) {
+TEST_P(SavedInstanceData, KeepsTheStateOfTheInstance) {
     auto& motor = *_site.own("First")->getImplementationAs<Motor>();
     motor.speed = 30.0;
     motor.revolutions = 700;
@@ -209,7 +234,7 @@ TEST_F(SavedInstanceData, KeepsTheStateOfTheInstance) {
     EXPECT_EQ(_site.own("Second")->getInput("Pedal")->toReal(), 30.0) << "a driven input has what it had";
 }
 
-TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserEnded) {
+TEST_P(SavedInstanceData, HasTheConnectionsThatTheUserEnded) {
     _site.disconnect(true);
     _site.reload();
     EXPECT_FALSE(_site.isConnected());
@@ -218,7 +243,7 @@ TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserEnded) {
     EXPECT_FALSE(_site.isConnected());
 }
 
-TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMade) {
+TEST_P(SavedInstanceData, HasTheConnectionsThatTheUserMade) {
     _site.disconnect(false);
     ASSERT_TRUE(_site.instance->sync());
     ASSERT_FALSE(_site.isConnected());
@@ -229,7 +254,7 @@ TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMade) {
     EXPECT_TRUE(_site.isConnected());
 }
 
-TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMadeWithAPartThatIsLost) {
+TEST_P(SavedInstanceData, HasTheConnectionsThatTheUserMadeWithAPartThatIsLost) {
     const LogCapture log;
     Kr::KrConnectionFactory::connect(_site.own("Inner")->getOutput("Speed"), _site.own("Second")->getInput("Pedal"));
     const KrSmartPtr<KrExtension> box(_site.part("Box"));
@@ -246,7 +271,7 @@ TEST_F(SavedInstanceData, HasTheConnectionsThatTheUserMadeWithAPartThatIsLost) {
     EXPECT_EQ(_site.own("Second")->getInput("Pedal")->toReal(), 8.0) << "the load makes it";
 }
 
-TEST_F(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
+TEST_P(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
     for (const double size : {1.0, 2.0})
         _site.part("First")->getParameterContainer().add<double>("Size", size);
     ASSERT_TRUE(_site.instance->sync());
@@ -262,7 +287,7 @@ TEST_F(SavedInstanceData, KeepsFieldsOfOneIdentifierApart) {
     EXPECT_EQ(parameters[2].toReal(), 5.0);
 }
 
-TEST_F(SavedInstanceData, HasTheFunctionsThatTheUserGaveToConnections) {
+TEST_P(SavedInstanceData, HasTheFunctionsThatTheUserGaveToConnections) {
     const auto setGain = [](const KrExtension* source, double gain) {
         auto* connection = FieldAccess::getOutgoingConnections(*source->getOutput("Speed")).front();
         static_cast<Kr::KrConnection*>(connection)->setTransferFunction(KrData::TransferFunction::gain(gain));
@@ -283,7 +308,7 @@ TEST_F(SavedInstanceData, HasTheFunctionsThatTheUserGaveToConnections) {
     EXPECT_EQ(transfer(), 3.0);
 }
 
-TEST_F(SavedInstanceData, LeavesOtherConnectionsToTheDefinition) {
+TEST_P(SavedInstanceData, LeavesOtherConnectionsToTheDefinition) {
     ASSERT_TRUE(_site.isConnected());
     _site.reload([](Site& site) { site.disconnect(false); });
     EXPECT_FALSE(_site.isConnected());
@@ -294,7 +319,7 @@ TEST_F(SavedInstanceData, LeavesOtherConnectionsToTheDefinition) {
     EXPECT_TRUE(_site.isConnected());
 }
 
-TEST_F(SavedInstanceData, GoesAlongWithFieldsThatAnUpgradeRenames) {
+TEST_P(SavedInstanceData, GoesAlongWithFieldsThatAnUpgradeRenames) {
     _site.own("First")->addParameter("Weight", Types::kDouble)->set(7.0);
     const auto bytes = save({_site.instance});
     _site.instance.reset();
@@ -308,7 +333,7 @@ TEST_F(SavedInstanceData, GoesAlongWithFieldsThatAnUpgradeRenames) {
     EXPECT_EQ(_site.own("First")->getParameter("Weight"), nullptr);
 }
 
-TEST_F(SavedInstanceData, OfReleasesBeforeIsWhatIsMarked) {
+TEST_P(SavedInstanceData, OfReleasesBeforeIsWhatIsMarked) {
     setMass(_site.own("First"), 5.0);
     setMass(_site.own("Second"), 5.0);
     KrObject::setInstanceData(*_site.own("First")->getParameter("Mass"));
@@ -322,6 +347,7 @@ TEST_F(SavedInstanceData, OfReleasesBeforeIsWhatIsMarked) {
 class SavedInnerInstances : public SavedInstanceData {
 protected:
     SavedInnerInstances() {
+        choose(GetParam().second, *_town);
         _town->add(_site.instance.get());
         setMass(_site.own("First"), 5.0);
         _copy = _town->instantiate(KrContentID::createFromWords(9, 9));
@@ -331,7 +357,9 @@ protected:
     KrSmartPtr<KrObject> _copy;
 };
 
-TEST_F(SavedInnerInstances, FollowTheOuterDefinitionAfterALoad) {
+INSTANTIATE_TEST_SUITE_P(Form, SavedInnerInstances, kForms, [](const auto& each) { return each.param.first; });
+
+TEST_P(SavedInnerInstances, FollowTheOuterDefinitionAfterALoad) {
     const auto bytes = save({_copy});
     _copy.reset();
     setMass(_site.own("First"), 7.0);
@@ -340,7 +368,7 @@ TEST_F(SavedInnerInstances, FollowTheOuterDefinitionAfterALoad) {
     EXPECT_EQ(describe(*loaded.objects[0]), "Town(Site(First=7 Second=6 Box(Inner=1)))");
 }
 
-TEST_F(SavedInnerInstances, KeepTheirOwnValuesWhenTheInnerDefinitionComesLate) {
+TEST_P(SavedInnerInstances, KeepTheirOwnValuesWhenTheInnerDefinitionComesLate) {
     const auto inner = save({_site.definition});
     const auto outer = save({_town, _copy});
     _copy.reset();

@@ -46,7 +46,9 @@ bool isWorthKeeping(const KrData::OwnFields::Paths& paths) {
 }  // namespace
 
 InstanceComparison::InstanceComparison(const KrObject& instance)
-    : _instance(instance), _base(ObjectAccess::base(instance)) {
+    : _instance(instance),
+      _base(ObjectAccess::base(instance)),
+      _isOwnOnly(!_base && OwnRecord::of(instance).isOwnOnly) {
     if (!_base) {
         _readTree();
         return;

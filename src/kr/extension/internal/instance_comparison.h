@@ -25,6 +25,8 @@ public:
     explicit InstanceComparison(const KrObject& instance);
 
     [[nodiscard]] bool hasBase() const noexcept { return _base != nullptr; }
+    /// Whether the file had only what is its own.
+    [[nodiscard]] bool isOwnOnly() const noexcept { return _isOwnOnly; }
     /// The extensions of the instance that are copies of extensions of the current definition.
     [[nodiscard]] ToOriginal findOriginals(const std::shared_ptr<const DefinitionSnapshot>& now) const;
     /// For an extension that follows one of the definition, or is lost; null for others.
@@ -60,6 +62,7 @@ private:
 
     const KrObject& _instance;
     std::shared_ptr<const DefinitionSnapshot> _base;
+    bool _isOwnOnly;
     ToOriginal _originals;  // by the base
     std::unordered_map<Identifier, Identifier> _originalIDs;
     std::unordered_map<const KrExtension*, Entry> _entries;

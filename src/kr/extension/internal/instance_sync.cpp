@@ -252,6 +252,7 @@ void InstanceSync::_followFields(KrExtension& extension, const KrExtension& defi
         auto rules = rulesFor(*group);
         rules.isInner = isInner;
         rules.keepsState = !_comparison.hasBase();
+        rules.isOwnOnly = _comparison.isOwnOnly();
         rules.noteLeaving = [this](KrData::FieldBase& field) {
             _instance._getOutsideConnections().noteLeaving(_instance, field, _isOwnConnection);
         };

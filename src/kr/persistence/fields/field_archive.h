@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "kr/content/content_id.h"
@@ -51,6 +52,9 @@ struct FieldWriteContext {
     std::span<const ExtensionReference> unresolved{};
     /// Maps IDs of live content to those in the archive; null: they are equal. Borrowed for the call.
     const ContentIDMapping* toStored{nullptr};
+    /// The only fields that are written, each without those below it that are not in the set; null: all of them.
+    /// Borrowed for the call.
+    const std::unordered_set<const KrData::FieldBase*>* chosen{nullptr};
 };
 
 // All members in their order: docs/field-format.md.

@@ -67,6 +67,8 @@ public:
     static constexpr int kRecover = 512;
     /// Load or save without the warning in the log about a failure: the caller shows getLastResult.
     static constexpr int kUnlogged = 1024;
+    /// Save instances complete, so that the file needs no other one; see docs/object-files.md.
+    static constexpr int kSelfContained = 2048;
 
     using Callback = std::function<void()>;
     /// Called with the number of finished steps of loading or saving and their total; the section defines the step.

@@ -14,6 +14,7 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "kr/extension/object_access.h"
+#include "kr/extension/own_record.h"
 #include "kr/persistence/objects/internal/connection_restorer.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/definition_follower.h"
@@ -61,16 +62,26 @@ void ContentBuilder::followDefinitions() {
     detail::followDefinitions(_made.size(), _problems);
 }
 
-/// Parts that were created again while instances followed replace the earlier ones.
+/// Parts that were created again while instances followed replace the earlier ones; those that left them are no ends of
+/// connections any more.
 void ContentBuilder::_takeReplaced() {
     std::unordered_set<const KrExtension*> roots;
     for (const auto& root : _roots)
         roots.insert(root.get());
+    std::unordered_set<const KrExtension*> gone;
     for (auto& extension : _made) {
-        if (extension->getOwner() != nullptr || roots.count(extension.get()) != 0) continue;
+        const auto* owner = extension->getOwner();
+        const bool isGone = owner != nullptr ? gone.count(owner) != 0 : roots.count(extension.get()) == 0;
+        if (!isGone) continue;
+        gone.insert(extension.get());
         auto now = KrContentRegistry::instance().lock(extension->getContentID());
-        if (now && now->getOwner() != nullptr) extension = std::move(now);
+        const bool isReplaced = now && now != extension && now->getOwner() != nullptr;
+        extension = isReplaced ? std::move(now) : nullptr;
     }
+    if (std::erase(_made, nullptr) == 0) return;
+    _byID.clear();
+    for (std::size_t i = 0; i < _made.size(); ++i)
+        _byID.emplace(_made[i]->getContentID().getRuntimeID(), i);
 }
 
 KrExtension* ContentBuilder::_chooseKeeper(const ConnectionRecord& record) const {
@@ -166,16 +177,33 @@ void addTree(KrObject& top, std::unordered_set<const KrExtension*>& all) {
 
 }  // namespace
 
+namespace {
+
+/// Whether connections that end there have other settings than in the definition.
+bool hasChanged(const KrExtension* sink) {
+    return sink != nullptr && !KrSim::OwnRecord::of(*sink).changed.empty();
+}
+
+}  // namespace
+
 /// Connections of instances and definitions, which those that follow are to take over or to give up.
 void ContentBuilder::_connectFollowed() {
     std::unordered_set<const KrExtension*> sources;
+    std::unordered_set<const KrExtension*> ownOnly;
     for (const auto& extension : _made) {
         auto* object = asObject(extension.get());
         if (object == nullptr || !object->isInstance() || sources.count(object) != 0) continue;
+        if (KrSim::OwnRecord::of(*object).isOwnOnly) addTree(*object, ownOnly);
         auto* definition = object->getDefinition();
         if (definition == nullptr) continue;
         addTree(*object, sources);
-        addTree(*definition, sources);
+        if (sources.count(definition) == 0) addTree(*definition, sources);
+    }
+    for (const auto& extension : KeptContent::getExtensions()) {  // also of earlier loads
+        auto* object = asObject(extension.get());
+        if (object == nullptr || !KeptContent::find(*object)->isAwaitingDefinition) continue;
+        auto* definition = object->getDefinition();
+        if (definition != nullptr && sources.count(definition) == 0) addTree(*definition, sources);
     }
     if (sources.empty()) return;
     ConnectionRestorer restorer([this](const ConnectionEnd& end) { return _find(end); });
@@ -184,8 +212,12 @@ void ContentBuilder::_connectFollowed() {
     auto& records = _content.connections;
     ConnectionRecord record;
     for (std::size_t i = 0; i < records.size(); ++i) {
-        if (sources.count(_findMade(records.getSource(i).runtimeID)) == 0) continue;
+        const auto* source = _findMade(records.getSource(i).runtimeID);
+        if (sources.count(source) == 0) continue;
         records.get(i, record);
+        // Behind those of the definition, but for one that it has with other settings.
+        const bool isLater = ownOnly.count(source) != 0 && !hasChanged(_findMade(record.sink.runtimeID));
+        if (isLater) continue;
         records.setWasMade(i, restorer.restore(record));
     }
 }

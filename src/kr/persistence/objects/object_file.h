@@ -37,7 +37,7 @@ struct KR_API LoadedObjects {
 ///     if (!result) report(result.toString());
 ///
 /// After a failure the file on disk is unchanged.
-/// \param flags     KrFile::kXml, KrFile::kJson, or 0 for binary.
+/// \param flags     KrFile::kXml, KrFile::kJson, or 0 for binary; KrFile::kSelfContained stores instances complete.
 /// \param progress  called with the number of written extensions and their total; may be empty.
 /// Thread: application. Never throws.
 KR_API Kr::FileResult saveObjects(const std::string& fileName, std::span<KrSim::KrExtension* const> objects,

@@ -13,7 +13,7 @@
 #include "kr/persistence/objects/internal/content_reader.h"
 #include "kr/persistence/objects/internal/content_writer.h"
 
-KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 2)
+KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 3)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrObjectSection)
 
 namespace KrPersistence {
@@ -48,6 +48,11 @@ std::vector<std::string> KrObjectSection::getProblems() const {
     return _builder ? _builder->getProblems() : std::vector<std::string>();
 }
 
+void KrObjectSection::prepareBeforeSaving(KrFile* file, int flags) {
+    _isSelfContained = (flags & KrFile::kSelfContained) != 0;
+    NamedFileSection::prepareBeforeSaving(file, flags);
+}
+
 void KrObjectSection::declareReferencableObjects(KrFile* file) {
     for (const auto& object : _objects)
         file->registerReferencableObject(object.get());
@@ -64,7 +69,7 @@ std::function<void(std::size_t, std::size_t)> KrObjectSection::_makeProgress() c
 }
 
 void KrObjectSection::_write(ArchiveWriter& writer) const {
-    detail::ContentWriter(writer, _makeProgress()).write(_objects);
+    detail::ContentWriter(writer, _isSelfContained, _makeProgress()).write(_objects);
 }
 
 void KrObjectSection::_read(ArchiveReader& reader, unsigned int version) {

@@ -22,7 +22,8 @@ class ContentBuilder;
 /// end there. Members and order: docs/object-files.md. saveObjects and loadObjects are simpler to use.
 ///
 /// A connection belongs to the content that contains its sink. References to missing content are kept with the
-/// extensions, saved again, and resolved when that content is loaded.
+/// extensions, saved again, and resolved when that content is loaded. Instances are stored only with what is their own
+/// where a load finds their definitions; KrFile::kSelfContained stores them complete.
 ///
 /// Thread: application. Saving calls onSaving of all implementations; loading creates extensions, and loads the
 /// plug-ins that they need, after the whole file was read.
@@ -48,6 +49,7 @@ class KR_API KrObjectSection final : public NamedFileSection {
     [[nodiscard]] std::vector<std::string> getProblems() const;
 
     // --- The section -------------------------------------------------------------------------------------------------
+    void prepareBeforeSaving(KrFile* file, int flags) override;
     void declareReferencableObjects(KrFile* file) override;
 
 private:
@@ -57,6 +59,7 @@ private:
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
 
+    bool _isSelfContained{false};  // the save in progress
     Objects _objects;
     std::unordered_set<const KrSim::KrExtension*> _known;  // the same; filled when one is added
     std::unique_ptr<detail::ContentBuilder> _builder;      // of the last load

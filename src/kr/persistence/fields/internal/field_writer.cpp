@@ -61,7 +61,7 @@ KrSim::KrContentID idOf(const KrSim::KrContentReference& reference) {
 }  // namespace
 
 FieldWriter::FieldWriter(ArchiveWriter& writer, const FieldBase& root, const FieldWriteContext& context)
-    : _writer(writer), _root(root), _toStored(context.toStored) {
+    : _writer(writer), _root(root), _toStored(context.toStored), _chosen(context.chosen) {
     for (const auto& each : context.unresolved)
         _unresolved.emplace(keyOf(each.fieldPath, each.item), &each.extension);
 }
@@ -142,12 +142,24 @@ void FieldWriter::_writeProperties(const FieldBase& field, std::uint32_t usualNu
 }
 
 void FieldWriter::_writeChildren(std::string_view listName, std::string_view itemName, const FieldBase& field) {
+    if (_chosen != nullptr && _hiddenDepth == 0) return _writeChosen(listName, itemName, field);
     const auto& children = field.getChildren();
     std::uint32_t usualNumber = 1;
     _writer.sequence(listName, children.size(), [&](std::size_t index) {
         const auto& child = *children[index];
         _writeField(itemName, child, field.getFieldType(), usualNumber);
         usualNumber = child.getInternalIdentifier() + 1;
+    });
+}
+
+/// Gaps between the numbers of chosen fields have no meaning.
+void FieldWriter::_writeChosen(std::string_view listName, std::string_view itemName, const FieldBase& field) {
+    std::vector<const FieldBase*> chosen;
+    for (const auto* child : field.getChildren()) {
+        if (_chosen->contains(child)) chosen.push_back(child);
+    }
+    _writer.sequence(listName, chosen.size(), [&](std::size_t index) {
+        _writeField(itemName, *chosen[index], field.getFieldType(), chosen[index]->getInternalIdentifier());
     });
 }
 

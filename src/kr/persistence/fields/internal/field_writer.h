@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "kr/data/proxy.h"
 #include "kr/data/vector.h"
@@ -30,6 +31,7 @@ private:
     void _writeKind(const FieldBase& field, Types::FieldTypeEnum usualRole);
     void _writeProperties(const FieldBase& field, std::uint32_t usualNumber);
     void _writeChildren(std::string_view listName, std::string_view itemName, const FieldBase& field);
+    void _writeChosen(std::string_view listName, std::string_view itemName, const FieldBase& field);
     void _writeSizeRange(const FieldBase& field);
     void _writeContent(const FieldBase& field);
     void _writeValueMembers(const FieldBase& field);
@@ -49,6 +51,7 @@ private:
     ArchiveWriter& _writer;
     const FieldBase& _root;
     const ContentIDMapping* _toStored;
+    const std::unordered_set<const FieldBase*>* _chosen;
     int _hiddenDepth{0};  // levels of metadata around the field being written
     std::unordered_map<std::string, const KrSim::KrContentID*> _unresolved;  // by path and item
 };

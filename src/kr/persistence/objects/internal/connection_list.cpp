@@ -84,7 +84,8 @@ struct Placed {
 /// The connections that end at extensions, with the IDs of the file.
 class Collector {
 public:
-    explicit Collector(const StoredIdentity& identity) : _identity(identity) {}
+    Collector(const StoredIdentity& identity, const OwnContent& ownContent)
+        : _identity(identity), _ownContent(ownContent) {}
 
     void add(const KrSim::KrExtension& extension) {
         _add(extension.getFieldsContainer());
@@ -117,7 +118,7 @@ private:
         const auto* source = connection.getSourceOwner();
         const auto* sink = connection.getSinkOwner();
         if (!connection.isValid() || ConnectionAccess::isContentOfOther(connection) || source == nullptr ||
-            sink == nullptr)
+            sink == nullptr || _ownContent.isLeftOut(connection))
             return;
         ConnectionRecord record;
         record.source = ConnectionEnd(_identity(source->getContentID()));
@@ -157,6 +158,7 @@ private:
     }
 
     const StoredIdentity& _identity;
+    const OwnContent& _ownContent;
     std::deque<Placed> _found;
     Functions _functions;
 };
@@ -204,8 +206,8 @@ std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
 }  // namespace
 
 void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
-                      const StoredIdentity& identity) {
-    Collector collector(identity);
+                      const StoredIdentity& identity, const OwnContent& ownContent) {
+    Collector collector(identity, ownContent);
     for (const auto* extension : extensions)
         collector.add(*extension);
     const auto found = collector.take();

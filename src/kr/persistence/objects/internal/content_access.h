@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "kr/data/field_access.h"
+#include "kr/extension/extension.h"
 #include "kr/extension/object_access.h"
 
 namespace KrPersistence::detail {
@@ -25,6 +27,11 @@ inline std::string describePath(const KrSim::KrExtension& extension) {
         owner = owner->getOwner();
     }
     return isBelow(owner) ? ".../" + path : path;
+}
+
+/// The version of the implementation that writes the data of the extension.
+inline std::int32_t getSavedVersion(const KrSim::KrExtension& extension) {
+    return extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
 }
 
 /// Copies the properties of a field other than its value.

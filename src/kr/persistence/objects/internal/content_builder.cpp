@@ -10,6 +10,7 @@
 #include "kr/extension/input_output_container.h"
 #include "kr/extension/object.h"
 #include "kr/extension/object_access.h"
+#include "kr/extension/own_record.h"
 #include "kr/persistence/fields/saved_fields_check.h"
 #include "kr/persistence/objects/file_identity.h"
 #include "kr/persistence/objects/internal/content_access.h"
@@ -185,6 +186,18 @@ SavedFieldsCheck checkFields(KrExtension& extension, const ExtensionRecord& reco
 
 }  // namespace
 
+namespace {
+
+/// Beside the connections that came with the marks on the name.
+void setOwnRecord(KrExtension& extension, ExtensionRecord& record) {
+    auto own = KrSim::OwnRecord::of(extension);
+    own.fields = std::move(record.ownFields);
+    own.isComplete = own.isOwnOnly = record.definition.has_value() && !record.isPart;
+    own.setOn(extension);
+}
+
+}  // namespace
+
 void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     if (!record.contentID.isEmpty()) ExtensionAccess::setContentID(extension, record.contentID);
     if (!record.name.empty()) extension.setName(record.name.c_str());
@@ -198,6 +211,7 @@ void ContentBuilder::_load(KrExtension& extension, ExtensionRecord& record) {
     if (record.nameMarks) takeMarks(fields.getNameField(), *record.nameMarks);
     for (auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()})
         takeMarks(*group, record.fields[group->getID()]);
+    if (record.isOwnOnly) setOwnRecord(extension, record);
 
     {
         const TrackedPaths paths(record.fields, record.references);

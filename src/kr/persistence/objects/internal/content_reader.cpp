@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "kr/data/stored_path.h"
 #include "kr/persistence/archives/archive_reader.h"
 #include "kr/persistence/fields/content_id_archive.h"
 #include "kr/persistence/fields/field_archive.h"
@@ -13,6 +14,7 @@
 #include "kr/persistence/objects/file_identity.h"
 #include "kr/persistence/objects/internal/connection_list.h"
 #include "kr/persistence/objects/internal/content_access.h"
+#include "kr/persistence/objects/internal/own_content.h"
 
 namespace KrPersistence::detail {
 
@@ -21,20 +23,23 @@ namespace {
 /// All names allowed in an extension.
 const std::vector<std::string>& getMemberNames() {
     static const auto& names = *new std::vector<std::string>{
-        "Name",     "IsObject", "IsLost",  "Type",       "ContentID", "DataVersion", "Versions",  "Position",
-        kNameMarks, "Inputs",   "Outputs", "Parameters", "Data",      "Definition",  "Extensions"};
+        "Name",   "IsObject", "IsLost",     "Type", "ContentID",  "DataVersion", "Versions",  "Position", kNameMarks,
+        "Inputs", "Outputs",  "Parameters", "Data", "Definition", "Extensions",  "IsOwnOnly", "Part",     "OwnFields"};
     return names;
 }
 
+/// Sections of this version and later may have instances that are not complete.
+constexpr unsigned int kVersionWithOwnContent = 3;
+
 class Reader {
 public:
-    Reader(ArchiveReader& reader, const std::string& file, ContentRecords& content)
-        : _reader(reader), _toLive(LoadedIdentity(file)), _content(content) {}
+    Reader(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content)
+        : _reader(reader), _version(version), _toLive(LoadedIdentity(file)), _content(content) {}
 
-    void read(unsigned int version) {
+    void read() {
         try {
             _readTrees();
-            readConnections(_reader, version, _content.connections);
+            readConnections(_reader, _version, _content.connections);
         } catch (...) {
             _dropUnread(_content.roots);
             throw;
@@ -58,9 +63,12 @@ private:
     struct Level {
         Records& records;
         std::size_t left;
+        KrSim::KrContentID holderID;  // in the file, where parts are placed below it
     };
 
-    void _open(std::string_view name, Records& records) { _levels.push_back({records, _reader.beginSequence(name)}); }
+    void _open(std::string_view name, Records& records, const KrSim::KrContentID& holderID = {}) {
+        _levels.push_back({records, _reader.beginSequence(name), holderID});
+    }
 
     /// Without recursion: objects may lie as deep inside one another as the file has bytes for them.
     void _readTrees() {
@@ -77,21 +85,23 @@ private:
             auto& record = *level.records.emplace_back(std::make_unique<ExtensionRecord>());
             ++_content.extensionCount;
             _reader.beginGroup("Extension");
-            _readExtension(record);
-            const bool hasMore =
-                record.isObject && _reader.optional("Extensions", [&] { _open("Extensions", record.children); });
+            const auto storedID = _readExtension(record);
+            const bool hasMore = record.isObject && _reader.optional("Extensions", [&] {
+                _open("Extensions", record.children, record.isOwnOnly ? storedID : KrSim::KrContentID());
+            });
             if (!hasMore) _reader.endGroup();
         }
     }
 
-    /// All but what is below it.
-    void _readExtension(ExtensionRecord& record) {
+    /// All but what is below it. Returns its ID in the file.
+    KrSim::KrContentID _readExtension(ExtensionRecord& record) {
         _reader.setKnownNames(getMemberNames());
         _reader.readIf("Name", record.name);
         _reader.readIf("IsObject", record.isObject);
         _reader.readIf("IsLost", record.isLost);
+        if (_version >= kVersionWithOwnContent) _reader.readIf("IsOwnOnly", record.isOwnOnly);
         record.key = readFactoryKey(_reader, "Type");
-        const auto stored = readContentID(_reader, "ContentID");
+        auto stored = _readID(record);
         record.storedID = stored.getRuntimeID();
         record.contentID = _toLive(stored);
         int version = -1;
@@ -103,6 +113,17 @@ private:
         _reader.optional("Data", [&] { _reader.readBytes("Data", record.data); });
         if (record.isObject) _readDefinition(record);
         record.isRead = true;
+        return stored;
+    }
+
+    KrSim::KrContentID _readID(ExtensionRecord& record) {
+        KrSim::KrContentID stored;
+        record.isPart = record.isOwnOnly && _reader.optional("Part", [&] {
+            const auto part = readContentID(_reader, "Part");
+            if (_levels.back().holderID.isEmpty()) _reader.fail("a part of an instance is in no instance");
+            stored = KrSim::KrContentID::createFromParentInstance(_levels.back().holderID, part);
+        });
+        return record.isPart ? stored : readContentID(_reader, "ContentID");
     }
 
     void _readVersions(ExtensionRecord& record) {
@@ -123,6 +144,26 @@ private:
         _readGroup("Inputs", KrData::Types::kInput, record);
         _readGroup("Outputs", KrData::Types::kOutput, record);
         _readGroup("Parameters", KrData::Types::kParameter, record);
+        if (record.isOwnOnly) _readOwnFields(record);
+    }
+
+    void _readOwnFields(ExtensionRecord& record) {
+        auto& own = record.ownFields;
+        _reader.optional("OwnFields", [&] {
+            _reader.sequence("OwnFields", [&](std::size_t) {
+                _reader.group("OwnField", [&] {
+                    std::string path(_reader.readRepeated("Path"));
+                    int parts = 0;
+                    _reader.read("Parts", parts);
+                    own.insert_or_assign(std::move(path), parts);
+                });
+            });
+        });
+        for (const auto* group : record.fields)
+            forEachValue(*group, [&](const KrData::FieldBase& field) {
+                own.try_emplace(KrData::_getStoredPath(field), getImpliedParts(field));
+            });
+        std::erase_if(own, [](const auto& each) { return each.second == 0; });
     }
 
     void _readGroup(const std::string& name, KrData::Types::FieldTypeEnum role, ExtensionRecord& record) {
@@ -164,6 +205,7 @@ private:
     }
 
     ArchiveReader& _reader;
+    unsigned int _version;
     ContentIDMapping _toLive;
     ContentRecords& _content;
     std::vector<Level> _levels;
@@ -172,7 +214,7 @@ private:
 }  // namespace
 
 void readContent(ArchiveReader& reader, unsigned int version, const std::string& file, ContentRecords& content) {
-    Reader(reader, file, content).read(version);
+    Reader(reader, version, file, content).read();
 }
 
 }  // namespace KrPersistence::detail

@@ -11,6 +11,7 @@
 
 #include "kr/content/content_id.h"
 #include "kr/data/container.h"
+#include "kr/data/field_merge.h"
 #include "kr/data/transfer_function.h"
 #include "kr/extension/factory_key.h"
 #include "kr/extension/versioning_registry.h"
@@ -113,6 +114,8 @@ struct ExtensionRecord {
     bool isRead{false};  ///< complete, except for the extensions below it
     bool isObject{false};
     bool isLost{false};
+    bool isOwnOnly{false};  ///< the rest comes from the definition
+    bool isPart{false};     ///< of an instance that is its own only
     KrSim::KrFactoryKey key;
     std::string name;
     KrSim::KrContentID contentID;
@@ -125,6 +128,7 @@ struct ExtensionRecord {
     std::unique_ptr<KrData::FieldBase> nameMarks;
     std::vector<ExtensionReference> references;  // by their paths in the extension
     std::string data;
+    KrData::OwnFields::Paths ownFields;          // of one that is its own only
     std::optional<DefinitionRecord> definition;  // of instances
     std::vector<std::unique_ptr<ExtensionRecord>> children;
 

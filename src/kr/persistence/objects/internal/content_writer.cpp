@@ -74,8 +74,8 @@ std::vector<ExtensionReference> getOpenReferences(const KrExtension& extension, 
 
 }  // namespace
 
-ContentWriter::ContentWriter(ArchiveWriter& writer, Progress progress)
-    : _writer(writer), _progress(std::move(progress)) {}
+ContentWriter::ContentWriter(ArchiveWriter& writer, bool isSelfContained, Progress progress)
+    : _writer(writer), _isSelfContained(isSelfContained), _progress(std::move(progress)) {}
 
 void ContentWriter::_collect(const Roots& roots) {
     _held = roots;
@@ -85,13 +85,23 @@ void ContentWriter::_collect(const Roots& roots) {
         const auto below = object->getExtensions();
         _held.insert(_held.end(), below.begin(), below.end());
     }
+    _ownContent.emplace(_held, _isSelfContained, getData);
     for (const auto& extension : _held) {
         _included.insert(extension.get());
         const auto* object = asObject(extension.get());
         // Outer instances are written first, and record inner ones, too.
-        if (object != nullptr && object->isInstance() && _own.count(object) == 0)
-            _own.merge(ObjectAccess::getOwnRecords(*object));
+        const bool isComplete = object != nullptr && object->isInstance() && _ownContent->find(*object) == nullptr;
+        if (isComplete && _own.count(object) == 0) _own.merge(ObjectAccess::getOwnRecords(*object));
     }
+    for (const auto& extension : _held) {
+        const auto* part = _ownContent->find(*extension);
+        if (part == nullptr || !part->own.record.hasConnections()) continue;
+        const auto& record = part->own.record;
+        const KrSim::OwnRecord connections{
+            .fields = {}, .added = record.added, .removed = record.removed, .changed = record.changed};
+        _own.emplace(extension.get(), connections.toField());
+    }
+    std::erase_if(_held, [&](const auto& each) { return _ownContent->isLeftOut(*each); });
     std::vector<KrSim::KrContentID> included;
     included.reserve(_held.size());
     for (const auto& extension : _held)
@@ -110,7 +120,7 @@ void ContentWriter::write(const Roots& roots) {
     all.reserve(_held.size());
     for (const auto& extension : _held)
         all.push_back(extension.get());
-    writeConnections(_writer, all, *_identity);
+    writeConnections(_writer, all, *_identity, *_ownContent);
 }
 
 /// An extension whose group is open, with the next one of those below it.
@@ -119,6 +129,7 @@ struct ContentWriter::Level {
 
     ArchiveObjectScope<ArchiveWriter> scope;
     std::optional<KrSim::HeldExtensions> below;
+    std::size_t writtenCount{0};  // of those below
     std::size_t next{0};
     std::uint64_t position{0};
 };
@@ -130,7 +141,8 @@ void ContentWriter::_writeTree(KrExtension& root, std::uint64_t position) {
     while (!levels.empty()) {
         auto& level = levels.back();
         if (level.below && level.next < level.below->size()) {
-            _begin(levels, *(*level.below)[level.next++], level.position);
+            auto& below = *(*level.below)[level.next++];
+            if (!_ownContent->isLeftOut(below)) _begin(levels, below, level.position);
         } else {
             _end(levels);
         }
@@ -138,8 +150,9 @@ void ContentWriter::_writeTree(KrExtension& root, std::uint64_t position) {
 }
 
 void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t& nextPosition) {
+    const auto* part = _ownContent->find(extension);
     // The implementation may change its fields meanwhile.
-    const auto data = getData(extension);
+    const auto data = part != nullptr ? part->data : getData(extension);
     _writer.beginGroup("Extension");
     auto& level = levels.emplace_back(_writer, extension);
     _writeMembers(extension, nextPosition);
@@ -148,13 +161,18 @@ void ContentWriter::_begin(Levels& levels, KrExtension& extension, std::uint64_t
     if (object == nullptr) return;
     _writeDefinition(*object);
     level.below = object->getExtensions();
-    _writer.optional(!level.below->empty(), "Extensions",
-                     [&] { _writer.beginSequence("Extensions", level.below->size()); });
+    level.writtenCount = level.below->size();
+    if (!_ownContent->empty()) {
+        level.writtenCount =
+            static_cast<std::size_t>(std::count_if(level.below->begin(), level.below->end(),
+                                                   [&](const auto& each) { return !_ownContent->isLeftOut(*each); }));
+    }
+    _writer.optional(level.writtenCount > 0, "Extensions",
+                     [&] { _writer.beginSequence("Extensions", level.writtenCount); });
 }
 
 void ContentWriter::_end(Levels& levels) {
-    const auto& below = levels.back().below;
-    if (below && !below->empty()) _writer.endSequence();
+    if (levels.back().writtenCount > 0) _writer.endSequence();
     levels.pop_back();
     _writer.endGroup();
     ++_done;
@@ -165,16 +183,34 @@ void ContentWriter::_writeMembers(const KrExtension& extension, std::uint64_t& n
     _writer.writeIf(!extension.getName().empty(), "Name", std::string_view(extension.getName()));
     _writer.writeIf(extension.isOfClassType(KrObject::getClassType()), "IsObject", true);
     _writer.writeIf(ExtensionAccess::isUnknownPlaceholder(extension), "IsLost", true);
+    _writer.writeIf(_ownContent->find(extension) != nullptr, "IsOwnOnly", true);
     writeFactoryKey(_writer, "Type", extension.getCreationKey());
-    writeContentID(_writer, "ContentID", _toStored(extension.getContentID()));
-    const auto version =
-        extension.hasImplementation() ? extension.getImplementationVersion() : extension.getDataVersion();
+    _writeID(extension);
+    const auto version = getSavedVersion(extension);
     _writer.writeIf(version != -1, "DataVersion", static_cast<int>(version));
     _writeVersions(extension);
     const auto position = ExtensionAccess::getPosition(extension);
     _writer.writeIf(position != nextPosition, "Position", static_cast<unsigned long long>(position));
     nextPosition = position + 1;
     _writeFields(extension);
+}
+
+/// Of a part of an instance that is not stored complete, only how it differs from that of the object around it.
+void ContentWriter::_writeID(const KrExtension& extension) {
+    const auto stored = _toStored(extension.getContentID());
+    const auto* part = _ownContent->find(extension);
+    const auto* owner = part != nullptr && part->instance != &extension ? extension.getOwner() : nullptr;
+    const auto& chain = stored.getParentInstances();
+    if (owner != nullptr && !chain.empty()) {
+        const auto derived =
+            KrSim::KrContentID::createFromParentInstance(_toStored(owner->getContentID()), chain.back());
+        const bool isDerived = derived.getRuntimeID() == stored.getRuntimeID() &&
+                               derived.getRawID() == stored.getRawID() && derived.getFile() == stored.getFile() &&
+                               derived.getOwnIdentifier() == stored.getOwnIdentifier();
+        if (isDerived) return _writer.optional(true, "Part", [&] { writeContentID(_writer, "Part", chain.back()); });
+    }
+    if (part != nullptr) _writer.optional(false, "Part", [] {});
+    writeContentID(_writer, "ContentID", stored);
 }
 
 void ContentWriter::_writeVersions(const KrExtension& extension) {
@@ -193,28 +229,56 @@ void ContentWriter::_writeVersions(const KrExtension& extension) {
 
 void ContentWriter::_writeFields(const KrExtension& extension) {
     const auto& fields = extension.getFieldsContainer();
+    const auto* part = _ownContent->find(extension);
     _writeNameMarks(extension);
     for (const auto* group : {&fields.getInputs(), &fields.getOutputs(), &fields.getParameters()}) {
         const auto& text = group->getID().str();
         const auto open = getOpenReferences(extension, text);
-        _writer.optional(!group->empty(), text, [&] { writeFields(_writer, text, *group, {open, &_toStored}); });
-        _writer.optional(hasMarks(*group), text + kMarks, [&] { writeMarks(_writer, text + kMarks, *group); });
+        const auto* chosen = part != nullptr ? &part->fields : nullptr;
+        const bool isAny = std::any_of(group->begin(), group->end(),
+                                       [&](const auto* field) { return chosen == nullptr || chosen->contains(field); });
+        _writer.optional(isAny, text, [&] { writeFields(_writer, text, *group, {open, &_toStored, chosen}); });
+        const bool hasOwnMarks = part == nullptr || part->own.own.getParts(*group) != 0;
+        _writer.optional(hasOwnMarks && hasMarks(*group), text + kMarks,
+                         [&] { writeMarks(_writer, text + kMarks, *group); });
     }
+    if (part != nullptr) _writeOwnFields(*part);
+}
+
+void ContentWriter::_writeOwnFields(const OwnContent::Part& part) {
+    _writer.optional(!part.listed.empty(), "OwnFields", [&] {
+        auto each = part.listed.begin();
+        _writer.sequence("OwnFields", part.listed.size(), [&](std::size_t) {
+            _writer.group("OwnField", [&] {
+                _writer.writeRepeated("Path", each->first);
+                _writer.write("Parts", static_cast<int>(each->second));
+            });
+            ++each;
+        });
+    });
 }
 
 /// The value of the name is written with the extension; here are the marks on it, and what is the instance's own.
 void ContentWriter::_writeNameMarks(const KrExtension& extension) {
     const auto& name = extension.getFieldsContainer().getNameField();
-    const auto own = _own.find(&extension);
-    if (own == _own.end() || own->second == nullptr) {
+    const auto* record = _getRecord(extension);
+    const bool isOwnOnly = _ownContent->find(extension) != nullptr;
+    if (record == nullptr && !isOwnOnly) {
         _writer.optional(hasMarks(name), kNameMarks, [&] { writeField(_writer, kNameMarks, name); });
         return;
     }
     const std::unique_ptr<KrData::FieldBase> copy(FieldAccess::duplicate(name));
     copy->_setDynamic(name.isDynamic());
     FieldAccess::setForcingObservers(*copy, FieldAccess::isForcingObservers(name));
-    KrSim::OwnRecord::addTo(*copy, *own->second);
-    _writer.optional(true, kNameMarks, [&] { writeField(_writer, kNameMarks, *copy); });
+    if (isOwnOnly) KrSim::OwnRecord::dropFrom(*copy);  // while it waits for its definition
+    if (record != nullptr) KrSim::OwnRecord::addTo(*copy, *record);
+    _writer.optional(hasMarks(*copy), kNameMarks, [&] { writeField(_writer, kNameMarks, *copy); });
+}
+
+/// The own data that is written as a mark on the name.
+const KrData::Container* ContentWriter::_getRecord(const KrExtension& extension) const {
+    const auto own = _own.find(&extension);
+    return own != _own.end() ? own->second.get() : nullptr;
 }
 
 void ContentWriter::_writeDefinition(const KrObject& object) {

@@ -6,6 +6,7 @@
 #include "kr/extension/content_registry.h"
 #include "kr/extension/object.h"
 #include "kr/extension/object_access.h"
+#include "kr/extension/own_record.h"
 #include "kr/persistence/objects/internal/content_access.h"
 #include "kr/persistence/objects/internal/content_guards.h"
 #include "kr/persistence/objects/internal/kept_content.h"
@@ -71,6 +72,9 @@ private:
         if (std::exchange(_waiting[index].isVisited, true)) return;
         auto& instance = *_waiting[index].object;
         if (!_followOuter(instance, depth)) return;
+        const auto* definition = instance.getDefinition();
+        // Which may itself be a part of an instance, and wait for the rest of its own parts.
+        if (definition != nullptr) static_cast<void>(_followOuter(*definition, depth));
         _followInside(instance.getDefinition(), depth);
         _followNow(instance);
     }
@@ -146,11 +150,14 @@ std::string describeMissingDefinition(const KrObject& instance) {
     const auto file = instance.getDefinitionFileName().str();
     // The raw ID: it is the one that people find in the file.
     return "The definition " + instance.getDefinitionReference().getContentID().getRawID().toString() +
-           (file.empty() ? "" : " of the file " + file) + " is not there; the content is as it was saved";
+           (file.empty() ? "" : " of the file " + file) + " is not there; " +
+           (KrSim::OwnRecord::of(instance).isOwnOnly ? "only what is the instance's own is here, the rest comes with it"
+                                                     : "the content is as it was saved");
 }
 
 void followDefinitions(std::size_t loadedCount, std::vector<std::string>& problems) {
-    Follower(16 * loadedCount + 10'000, problems).followAll();
+    // A file has few bytes of an instance that may grow to any number of parts.
+    Follower(100 * loadedCount + 1'000'000, problems).followAll();
 }
 
 }  // namespace KrPersistence::detail
