@@ -181,6 +181,11 @@ std::int32_t getImpliedParts(const FieldBase& field) {
 
 OwnContent::OwnContent(const Extensions& all, bool isSelfContained,
                        const std::function<std::string(const KrExtension&)>& getData) {
+    const bool hasInstances = std::any_of(all.begin(), all.end(), [](const auto& each) {
+        const auto* object = asObject(each.get());
+        return object != nullptr && object->isInstance();
+    });
+    if (!hasInstances) return;
     for (const auto& each : all)
         _included.insert(each.get());
     for (const auto& each : all) {  // outer ones come first
