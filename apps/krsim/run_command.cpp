@@ -87,7 +87,8 @@ std::string describe(const RunPlan& plan, const KrSim::KrApplication& applicatio
                   application.getContentDispatcher().getExtensions().size(), application.getModuleCount());
     const auto seed = application.getContext().getRandomSeed();
     const auto logFile = application.getLogFilename();
-    return std::string(text) + (seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "") + (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
+    return std::string(text) + (seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "") +
+           (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
 }
 
 /// A listener of the application while it lives.

@@ -109,8 +109,8 @@ struct CarState {
     Ride ride;
 };
 
-/// One step of the whole car. Forces are those of the motions at the end of the last step: what the feedback of the
-/// six parts carries back.
+/// One step of the whole car. The forces follow from the motions at the end of the last step, which the six parts get
+/// over their feedback connections.
 inline void stepCar(const RoadProfile& road, const CarSettings& settings, double seconds, CarState& car) {
     car.distance += settings.speed * seconds;
     car.elevation = getElevation(road, car.distance);
