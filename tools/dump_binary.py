@@ -624,15 +624,18 @@ class Values:
             self.time_and_random()
 
     def time_and_random(self):
-        self.double("BaseSeconds")
-        self.long_unsigned("Ticks")
-        self.double("StepSeconds")
-        self.unsigned("RandomSeed")
         if self.is_there():
-            for _ in self.sequence("RandomStreams"):
-                with self.group("Stream"):
-                    self.text("Name")
-                    self.long_unsigned("Position")
+            with self.group("Time"):
+                self.double("BaseSeconds")
+                self.long_unsigned("Ticks")
+                self.double("StepSeconds")
+        if self.is_there():
+            with self.group("Random"):
+                self.unsigned("Seed")
+                for _ in self.sequence("Streams"):
+                    with self.group("Stream"):
+                        self.text("Name")
+                        self.long_unsigned("Position")
 
     def value_under_way(self):
         with self.group("Value"):

@@ -64,9 +64,10 @@ void addLimits(CLI::App& command, RunPlan& plan) {
 void addStates(CLI::App& command, RunPlan& plan) {
     command
         .add_option("--restore-state", plan.stateToRestore,
-                    "Begin with the state in this file, at its rate; - for standard input")
+                    "Begin with the state in this file, at its rate and with its random streams; - for standard input")
         ->type_name("FILE")
-        ->excludes(command.get_option("--rate"));
+        ->excludes(command.get_option("--rate"))
+        ->excludes(command.get_option("--seed"));
     command
         .add_option("--save-state", plan.stateToSave,
                     "Save the state at the end into this file; - for standard output, on which nothing else is printed "

@@ -278,11 +278,12 @@ def state(seed):
     values = [{"Sink": content_id(2)["ContentID"], "Path": "Inputs.B", "Field": double_field("B", 0.1)},
               {"Sink": content_id(3)["ContentID"], "Path": "Inputs.T",
                "Field": {"Identifier": "T", "Type": "Extension Pointer", **reference(2)}}]
-    random = {"BaseSeconds": 2.5, "Ticks": 2 ** 40, "StepSeconds": 0.01, "RandomSeed": 2 ** 32 - 1}
     streams = [{"Name": "Road/Car", "Position": 2 ** 64 - 1}, {"Name": "", "Position": 1}]
-    more = {"SecondsSinceStart": 0.25, "SecondsSinceFrame": -0.0, "Events": events, "ValuesUnderWay": values, "RandomStreams": streams}
+    more = {"SecondsSinceStart": 0.25, "SecondsSinceFrame": -0.0, "Events": events, "ValuesUnderWay": values,
+            "Time": {"BaseSeconds": 2.5, "Ticks": 2 ** 40, "StepSeconds": 0.01},
+            "Random": {"Seed": 2 ** 32 - 1, "Streams": streams}}
     return [("KrSimulationStateSection", 1, {"Frames": 2 ** 53, "Frame": 2 ** 32 - 1, "ElapsedSeconds": 0.1, "FrameRate": 59.94,
-                                             "Payload": "Normal", "Extensions": extensions, **random,
+                                             "Payload": "Normal", "Extensions": extensions,
                                              **(more if seed == 0 else {})})]
 
 

@@ -95,6 +95,8 @@ const Refusal kRefusals[] = {
     {"Level", {"--log-level", "3"}, "'3' is none of off|fatal|error|warn|info|debug|trace"},
     {"TwoLimits", {"--frames", "1", "--seconds", "1"}, "--frames"},
     {"TwoRates", {"--rate", "1", "--restore-state", "a"}, "--rate"},
+    {"TwoSeeds", {"--seed", "1", "--restore-state", "a"}, "--seed"},
+    {"SeedOfNoNumber", {"--seed", "-1"}, "--seed"},
     {"TwoPaces", {"--free", "--paced"}, "--free"},
     {"RecordFieldsOfNoRecord", {"--record-field", "B"}, "--record-field requires --record"},
     {"MissingValue", {"--content"}, "--content"},

@@ -80,8 +80,8 @@ void dropSentMeanwhile(const EventManagerImplementation* manager) noexcept {
 }  // namespace
 
 SimulationSnapshot::SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state,
-                                       const KrSim::FramePosition& position, KrSim::RandomPositions random,
-                                       Events events)
+                                       const KrSim::FramePosition& position,
+                                       std::optional<KrSim::RandomPositions> random, Events events)
     : _state(std::move(state)), _position(position), _random(std::move(random)), _events(std::move(events)) {
     if (!_state) _state = Kr::makeSmart<KrSim::KrSimulationState>();
 }
@@ -131,7 +131,7 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
     replaceEvents(&internals.events, _events);
     restorer.restore(report);
     dropSentMeanwhile(&internals.events);
-    internals.state.random.setPositions(_random);  // numbers that callbacks took meanwhile do not count
+    if (_random) internals.state.random.setPositions(*_random);  // numbers that callbacks took meanwhile do not count
     ApplicationAccess::setFramePosition(application, _position);
     return report;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kr/application/context/random_stream.h"
@@ -38,7 +39,7 @@ public:
 
     /// For a state from elsewhere, such as a file.
     SimulationSnapshot(Kr::KrSmartPtr<KrSim::KrSimulationState> state, const KrSim::FramePosition& position,
-                       KrSim::RandomPositions random, Events events);
+                       std::optional<KrSim::RandomPositions> random, Events events);
     SimulationSnapshot(const SimulationSnapshot&) = delete;
     SimulationSnapshot& operator=(const SimulationSnapshot&) = delete;
     ~SimulationSnapshot();
@@ -46,8 +47,8 @@ public:
     /// Number of completed frames; also the number of the next frame.
     [[nodiscard]] std::uint64_t getFrame() const noexcept { return _position.frames; }
     [[nodiscard]] const KrSim::FramePosition& getPosition() const noexcept { return _position; }
-    /// Seed and places of the random streams. Valid as long as the snapshot.
-    [[nodiscard]] const KrSim::RandomPositions& getRandom() const noexcept { return _random; }
+    /// Seed and places of the random streams; without them a restore changes no stream. Valid as long as the snapshot.
+    [[nodiscard]] const std::optional<KrSim::RandomPositions>& getRandom() const noexcept { return _random; }
     /// Valid as long as the snapshot.
     [[nodiscard]] const KrSim::KrSimulationState& getState() const noexcept { return *_state; }
     [[nodiscard]] const Events& getEvents() const noexcept { return _events; }  ///< Valid as long as the snapshot.
@@ -63,7 +64,7 @@ public:
 private:
     Kr::KrSmartPtr<KrSim::KrSimulationState> _state;
     KrSim::FramePosition _position;
-    KrSim::RandomPositions _random;
+    std::optional<KrSim::RandomPositions> _random;
     Events _events;
 };
 

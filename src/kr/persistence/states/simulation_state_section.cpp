@@ -86,7 +86,8 @@ std::vector<StoredValue> storedValues(const SimulationSnapshot& snapshot) {
 struct KrSimulationStateSection::Loaded {
     std::vector<detail::StateRecord> extensions;
     KrSim::FramePosition position;
-    KrSim::RandomPositions random;
+    bool hasTime{false};  // else it follows from the frames
+    std::optional<KrSim::RandomPositions> random;
     std::vector<StoredEvent> events;
     std::vector<StoredValue> values;
 };
@@ -164,21 +165,31 @@ void KrSimulationStateSection::_write(ArchiveWriter& writer) const {
                         [&](std::size_t i) { detail::StateRecord::write(writer, "Extension", _payload, *states[i]); });
     }
     _writeEvents(writer);
-    writer.write("BaseSeconds", position.time.baseSeconds);
-    writer.write("Ticks", static_cast<unsigned long long>(position.time.ticks));
-    writer.write("StepSeconds", position.time.stepSeconds);
-    _writeRandom(writer);
+    _writeTimeAndRandom(writer);
 }
 
-void KrSimulationStateSection::_writeRandom(ArchiveWriter& writer) const {
-    const KrSim::RandomPositions none;
-    const auto& random = _loaded ? _loaded->random : _snapshot ? _snapshot->getRandom() : none;
-    writer.write("RandomSeed", random.seed);
-    writer.optional(!random.streams.empty(), "RandomStreams", [&] {
-        writer.sequence("RandomStreams", random.streams.size(), [&](std::size_t i) {
-            writer.group("Stream", [&] {
-                writer.write("Name", *random.streams[i].name);
-                writer.write("Position", static_cast<unsigned long long>(random.streams[i].position));
+/// Left out of a state that was loaded from a file of version 0.
+void KrSimulationStateSection::_writeTimeAndRandom(ArchiveWriter& writer) const {
+    const KrSim::FramePosition none;
+    const auto& position = _loaded ? _loaded->position : _snapshot ? _snapshot->getPosition() : none;
+    const bool hasTime = _loaded ? _loaded->hasTime : _snapshot != nullptr;
+    writer.optional(hasTime, "Time", [&] {
+        writer.group("Time", [&] {
+            writer.write("BaseSeconds", position.time.baseSeconds);
+            writer.write("Ticks", static_cast<unsigned long long>(position.time.ticks));
+            writer.write("StepSeconds", position.time.stepSeconds);
+        });
+    });
+    const std::optional<KrSim::RandomPositions> nothing;
+    const auto& random = _loaded ? _loaded->random : _snapshot ? _snapshot->getRandom() : nothing;
+    writer.optional(random.has_value(), "Random", [&] {
+        writer.group("Random", [&] {
+            writer.write("Seed", random->seed);
+            writer.sequence("Streams", random->streams.size(), [&](std::size_t i) {
+                writer.group("Stream", [&] {
+                    writer.write("Name", *random->streams[i].name);
+                    writer.write("Position", static_cast<unsigned long long>(random->streams[i].position));
+                });
             });
         });
     });
@@ -271,26 +282,32 @@ void KrSimulationStateSection::_read(ArchiveReader& reader, unsigned int version
 }
 
 void KrSimulationStateSection::_readTimeAndRandom(ArchiveReader& reader) {
-    KrSim::SimulatedTime time;
-    unsigned long long ticks = 0;
-    reader.read("BaseSeconds", time.baseSeconds);
-    reader.read("Ticks", ticks);
-    reader.read("StepSeconds", time.stepSeconds);
-    if (ticks > kMostFrames) reader.fail("Ticks is " + std::to_string(ticks) + ", more than any run has");
-    time.ticks = ticks;
-    if (!std::isfinite(time.getSeconds()) || !(time.baseSeconds >= 0.0) || !(time.stepSeconds >= 0.0))
-        reader.fail("BaseSeconds and StepSeconds must be numbers of at least 0");
-    _loaded->position.time = time;
-    auto& random = _loaded->random;
-    reader.read("RandomSeed", random.seed);
-    reader.optional("RandomStreams", [&] {
-        reader.sequence("RandomStreams", [&](std::size_t) {
-            reader.group("Stream", [&] {
-                std::string name;
-                unsigned long long place = 0;
-                reader.read("Name", name);
-                reader.read("Position", place);
-                random.streams.push_back({std::make_shared<const std::string>(std::move(name)), place});
+    reader.optional("Time", [&] {
+        auto& time = _loaded->position.time;
+        unsigned long long ticks = 0;
+        reader.group("Time", [&] {
+            reader.read("BaseSeconds", time.baseSeconds);
+            reader.read("Ticks", ticks);
+            reader.read("StepSeconds", time.stepSeconds);
+        });
+        if (ticks > kMostFrames) reader.fail("Ticks is " + std::to_string(ticks) + ", more than any run has");
+        time.ticks = ticks;
+        if (!std::isfinite(time.getSeconds()) || !(time.baseSeconds >= 0.0) || !(time.stepSeconds >= 0.0))
+            reader.fail("BaseSeconds and StepSeconds must be numbers of at least 0");
+        _loaded->hasTime = true;
+    });
+    reader.optional("Random", [&] {
+        auto& random = _loaded->random.emplace();
+        reader.group("Random", [&] {
+            reader.read("Seed", random.seed);
+            reader.sequence("Streams", [&](std::size_t) {
+                reader.group("Stream", [&] {
+                    std::string name;
+                    unsigned long long place = 0;
+                    reader.read("Name", name);
+                    reader.read("Position", place);
+                    random.streams.push_back({std::make_shared<const std::string>(std::move(name)), place});
+                });
             });
         });
     });

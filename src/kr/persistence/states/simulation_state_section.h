@@ -47,7 +47,7 @@ private:
     void _write(ArchiveWriter& writer) const override;
     void _read(ArchiveReader& reader, unsigned int version) override;
     void _writeEvents(ArchiveWriter& writer) const;
-    void _writeRandom(ArchiveWriter& writer) const;
+    void _writeTimeAndRandom(ArchiveWriter& writer) const;
     void _readTimeAndRandom(ArchiveReader& reader);
     void _readEvents(ArchiveReader& reader);
 
