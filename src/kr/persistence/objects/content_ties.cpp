@@ -23,7 +23,6 @@
 
 namespace KrPersistence::detail {
 
-using KrData::FieldBase;
 using KrSim::KrContentID;
 using KrSim::KrContentRegistry;
 using KrSim::KrExtension;

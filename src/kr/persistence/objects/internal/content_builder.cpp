@@ -96,7 +96,7 @@ KrSmartPtr<KrExtension> ContentBuilder::_build(ExtensionRecord& root) {
             continue;
         }
         _end(level);
-        const auto made = std::move(level.extension);
+        auto made = std::move(level.extension);
         levels.pop_back();
         if (levels.empty()) return made;
         _addBelow(levels.back(), made);

@@ -29,7 +29,6 @@ using KrData::detail::FieldAccess;
 using KrSim::KrExtension;
 using KrSim::KrObject;
 using KrSim::OwnRecord;
-using KrSim::detail::ExtensionAccess;
 using KrSim::detail::ObjectAccess;
 
 namespace {
