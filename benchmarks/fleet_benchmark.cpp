@@ -68,7 +68,6 @@ std::vector<double> valuesOf(const CarState& car) {
 class OnePart {
 public:
     using Module = fleet::CarsModule;
-    static constexpr int kUpdatesPerFrame = 1;
 
     OnePart(KrApplication& application, std::size_t number) : _car(*new fleet::WholeCar(_proxy.get())) {
         giveRoad(_car, number);
@@ -91,7 +90,6 @@ private:
 class SixParts {
 public:
     using Module = fleet::PartsModule;
-    static constexpr int kUpdatesPerFrame = kStepsPerFrame;
 
     SixParts(KrApplication& application, std::size_t number) {
         giveRoad(_parts.road, number);
@@ -125,7 +123,7 @@ class Fleet {
 public:
     explicit Fleet(std::size_t count) {
         _application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
-        _application->setSimulationFrameRate(60.0 * Car::kUpdatesPerFrame);
+        _application->setSimulationFrameRate(60.0);
         _application->setApplicationMode(KrSim::eApplicationMode::kSimulating);
         const auto proxy = Kr::makeSmart<KrSim::KrSimulatorModule>();
         _application->insertModule(
@@ -135,17 +133,14 @@ public:
         _isExact = _matchesBareCars();
     }
 
-    void runFrame() const {
-        for (int update = 0; update < Car::kUpdatesPerFrame; ++update)
-            _application->update();
-    }
+    void runFrame() const { _application->update(); }
     /// Whether the first frames had the bits of the plain program.
     [[nodiscard]] bool isExact() const noexcept { return _isExact; }
 
 private:
     [[nodiscard]] bool _matchesBareCars() const {
         auto bare = makeBareCars(_cars.size());
-        const double stepSeconds = _application->getSimulationTimeStep() * Car::kUpdatesPerFrame / kStepsPerFrame;
+        const double stepSeconds = _application->getSimulationTimeStep() / kStepsPerFrame;
         for (int frame = 0; frame < checkedFramesOf(_cars.size()); ++frame) {
             runFrame();
             fleet::runFrameStepByStep(bare, stepSeconds);

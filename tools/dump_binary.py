@@ -545,7 +545,10 @@ class Values:
                 if version >= 2 and self.is_there():
                     self.repeated(end + "Raw")
                 self.repeated(end + "Field")
-            for mark in ("IsQueued", "IsDisabled", "IsUnordered"):
+            self.flag("IsQueued")
+            if version >= 4:
+                self.flag("IsUnitDelay")
+            for mark in ("IsDisabled", "IsUnordered"):
                 self.flag(mark)
             if version >= 2 and self.is_there():
                 for _ in self.sequence("TransferFunction"):
@@ -698,7 +701,7 @@ VALUE_FORMS = {1: Values.integer, 2: Values.boolean, 3: Values.double, 6: Values
                51: lambda values, name: values.tuple(name, "f", 1)}
 
 # By class name: the newest version that is known here, and what reads one.
-SECTIONS = {b"KrObjectSection": (3, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
+SECTIONS = {b"KrObjectSection": (4, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
             b"KrContentListSection": (0, Values.content_list_section),
             b"KrSimulationStateSection": (1, Values.state_section)}
 

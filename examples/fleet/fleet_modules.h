@@ -11,7 +11,9 @@ public:
     static constexpr int kVersion = 1;
     static constexpr char kUuid[] = "92deb83f-73bf-4bda-a60d-e569bb1c10d9";
 
-    explicit PartsModule(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, kVersion) {}
+    explicit PartsModule(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, kVersion) {
+        setStepRate(KrSim::StepRate::perFrame(kStepsPerFrame));
+    }
 
     void onStep(CarPart& part, double seconds) override { part.step(seconds); }
 };

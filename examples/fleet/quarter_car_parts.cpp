@@ -12,7 +12,7 @@ void connect(const KrSim::Output<double>& source, const KrSim::Input<double>& si
 }
 
 void feedBack(const KrSim::Output<double>& source, const KrSim::Input<double>& sink) {
-    if (Kr::KrConnectionFactory::connectQueued(source.getField(), sink.getField()) == nullptr)
+    if (Kr::KrConnectionFactory::connectUnitDelay(source.getField(), sink.getField()) == nullptr)
         throw std::runtime_error("cannot feed back to " + sink.getField()->getPath());
 }
 

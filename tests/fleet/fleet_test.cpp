@@ -20,7 +20,7 @@ using KrSim::KrApplication;
 using KrSim::KrObject;
 using testing::ElementsAreArray;
 
-constexpr int kSteps = 4 * 960;
+constexpr int kFrames = 4 * 60;
 
 /// The fleet of the files: the definition, which is a car as well, and its instances.
 struct Fleet {
@@ -29,8 +29,8 @@ struct Fleet {
         loaded = KrPersistence::loadSimulation(*application, files, {.pluginDirectories = {KR_EXAMPLE_PLUGINS}});
         EXPECT_TRUE(loaded.isComplete()) << loaded.toString();
     }
-    void run(int steps) const {
-        for (int step = 0; step < steps; ++step)
+    void run(int frames) const {
+        for (int frame = 0; frame < frames; ++frame)
             application->update();
     }
     [[nodiscard]] double get(std::size_t car, const char* part, const char* output) const {
@@ -72,11 +72,11 @@ class FleetOfFiles : public testing::TestWithParam<CarCase> {};
 
 TEST_P(FleetOfFiles, ComputesTheBitsOfThePlainProgram) {
     const Fleet files;
-    files.run(kSteps);
+    files.run(kFrames);
     std::vector<BareCar> bare(1);
     bare[0].road = fleet::makeRoadProfile(GetParam().roadClass, GetParam().seed);
-    for (int frame = 0; frame < kSteps / fleet::kStepsPerFrame; ++frame)
-        fleet::runFrameStepByStep(bare, files.application->getSimulationTimeStep());
+    for (int frame = 0; frame < kFrames; ++frame)
+        fleet::runFrameStepByStep(bare, files.application->getSimulationTimeStep() / fleet::kStepsPerFrame);
     EXPECT_THAT(files.valuesOf(GetParam().car), ElementsAreArray(valuesOf(bare[0].state)));
 }
 
@@ -90,12 +90,12 @@ INSTANTIATE_TEST_SUITE_P(Cars, FleetOfFiles,
 /// The second run continues from a snapshot of the first one, in the middle of it.
 TEST(FleetSnapshot, RunsOnFromASnapshotWithTheSameBits) {
     const Fleet files;
-    files.run(kSteps / 2);
+    files.run(kFrames / 2);
     const auto middle = KrPersistence::SimulationSnapshot::take(*files.application);
-    files.run(kSteps / 2);
+    files.run(kFrames / 2);
     const auto end = files.valuesOf(3);
     ASSERT_TRUE(middle->restore(*files.application).isComplete());
-    files.run(kSteps / 2);
+    files.run(kFrames / 2);
     EXPECT_THAT(files.valuesOf(3), ElementsAreArray(end));
 }
 

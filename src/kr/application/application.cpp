@@ -70,6 +70,7 @@ KrApplication::KrApplication(Kr::IClock& clock) : _parts(std::make_unique<Parts>
     auto& parts = *_parts;
     _parts->state->eventManager = &parts.events;
     _parts->state->errorManager = &parts.errors;
+    _parts->state->stepBoundary = &parts.stepBoundary;
     _parts->state->eventQueue = detail::EventManagerAccess::getQueue(parts.events);
     parts.root->setName("Application");
     ObjectAccess::setApplicationRoot(*parts.root);

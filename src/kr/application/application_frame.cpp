@@ -199,6 +199,7 @@ void KrApplication::_runPasses() {
     modules.preUpdate(_parts->context);
     modules.update(_parts->context);
     modules.postUpdate(_parts->context);
+    _parts->stepBoundary.endStep();
     _parts->state->isUpdatingModules = wasUpdating;
 }
 

@@ -38,6 +38,9 @@ struct ConnectionAccess {
         (end == End::kSource ? connection._sourceSlot : connection._sinkSlot) = slot;
     }
 
+    /// Whether the connection acts between steps, so that a change of its source does not run it.
+    static bool actsBetweenSteps(const KrConnectionBase& connection) noexcept { return connection._actsBetweenSteps(); }
+
     // Owners
     static KrConnectionBase* createBetween(const KrConnectionBase& connection, KrData::FieldBase& source,
                                            KrData::FieldBase& sink) {

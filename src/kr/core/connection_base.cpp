@@ -19,6 +19,10 @@ bool KrConnectionBase::_isExcludedFromOrdering() const noexcept {
     return false;
 }
 
+bool KrConnectionBase::_actsBetweenSteps() const noexcept {
+    return false;
+}
+
 void KrConnectionBase::_setUnnotifiedCopy(UnnotifiedCopy copy, const bool* sinkTakesNoValues) noexcept {
     _unnotifiedCopy = copy;
     _sinkTakesNoValues = sinkTakesNoValues;

@@ -55,7 +55,8 @@ protected:
     /// Called by a dying source or sink, once, after it removed the connection from both fields: the connection drops
     /// both ends, becomes invalid and leaves the sorter. An override calls this one. The field must not be used.
     virtual void _onFieldDestroyed(const KrData::FieldBase& field);
-    /// Called for the connections of a field that has a new parent, or whose container has: updates owners and roles.
+    /// Called for the connections of a field when it, or what contains it, has a new place, application or binding:
+    /// updates owners and roles.
     virtual void _onFieldMoved();
     /// Creates a connection of the same class and settings between two other fields, for cloning; null when these do
     /// not fit together. The caller owns the new object.
@@ -63,6 +64,8 @@ protected:
                                                            KrData::FieldBase& sink) const = 0;
     /// Whether the connection does not order its extensions, as one that delivers later. Constant.
     [[nodiscard]] virtual bool _isExcludedFromOrdering() const noexcept;
+    /// Whether it reads its source between steps, so that fields do not call it for a change. Constant.
+    [[nodiscard]] virtual bool _actsBetweenSteps() const noexcept;
     [[nodiscard]] bool _isRegisteredInSorter() const noexcept { return _isInSorter; }
 
     /// For connections that only copy from field to field, as long as they do: the function, and a flag that the sink

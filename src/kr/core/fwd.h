@@ -20,6 +20,7 @@ class KrNamePathBaseInterface;
 class KrNamePathBaseInterfaceRegistry;
 class KrPhysicalDimension;
 struct KrTransform;
+class StepBoundary;
 }  // namespace Kr
 
 namespace KrData {

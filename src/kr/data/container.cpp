@@ -229,7 +229,7 @@ void Container::_place(FieldBase* field, std::size_t index) {
             field->_setApplicationModeIsEditing(_has(kModeIsEditing));
         }
         field->_inheritWatching(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
-        field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
+        field->_inheritWatching(kAncestorConnected, _has(kAncestorConnected | kTransfers));
         if (_getFieldOwner() != nullptr) field->_countOutputsBelow(+1, connected, watched);
     }
     _tellOwnerOfTree();
@@ -540,7 +540,7 @@ void Container::refreshObservers() const {
         const std::lock_guard lock(detail::treeMutex());
         for (auto* child : _children) {
             child->_setState(kAncestorObserved, _has(kAncestorObserved | kHasObservers));
-            child->_setState(kAncestorConnected, _has(kAncestorConnected | kIsConnected));
+            child->_setState(kAncestorConnected, _has(kAncestorConnected | kTransfers));
         }
     }
     for (auto* child : _children)

@@ -8,6 +8,7 @@
 
 #include "kr/data/container.h"
 #include "kr/data/container_access.h"
+#include "kr/data/field_access.h"
 #include "kr/data/full_path.h"
 #include "kr/data/not_finite.h"
 #include "kr/data/value_conversion.h"
@@ -146,7 +147,8 @@ Kr::UnnotifiedCopy Field<T>::_getUnnotifiedCopy(const FieldBase& source) const {
 template <class T>
 Kr::UnnotifiedCopy Field<T>::_getOwnUnnotifiedCopy(const FieldBase& source) const {
     // An enumeration value may be refused, with a report.
-    if (std::is_same_v<T, Kr::KrEnum> || source.as<T>() == nullptr) return nullptr;
+    const auto* same = source.as<T>();
+    if (std::is_same_v<T, Kr::KrEnum> || same == nullptr || same->isBound() || isBound()) return nullptr;
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
@@ -229,6 +231,7 @@ template <class T>
 void Field<T>::bindValue(ValuePointer<T> pointer) {
     if (!pointer.getter && !pointer.setter) return unbindValue();
     _makeExtras().pointer = std::make_shared<const ValuePointer<T>>(std::move(pointer));
+    detail::FieldAccess::updateConnections(*this);
 }
 
 template <class T>
@@ -242,7 +245,9 @@ void Field<T>::bindVariable(T* variable) {
 
 template <class T>
 void Field<T>::unbindValue() {
-    if (_extras) _extras->pointer.reset();
+    if (!isBound()) return;
+    _extras->pointer.reset();
+    detail::FieldAccess::updateConnections(*this);
 }
 
 // --- Copies --------------------------------------------------------------------------------------------------------

@@ -14,12 +14,20 @@ struct FieldAccess {
     static auto getIncomingConnections(const FieldBase& field) { return field._getIncomingConnections(); }
     static auto getOutgoingConnections(const FieldBase& field) { return field._getOutgoingConnections(); }
     static bool hasIncomingConnections(const FieldBase& field) noexcept { return field._hasIncomingConnections(); }
-    static bool hasOutgoingConnections(const FieldBase& field) noexcept { return field._has(FieldBase::kHasOutgoing); }
+    static bool hasOutgoingConnections(const FieldBase& field) noexcept {
+        return field._has(FieldBase::kHasOutgoing | FieldBase::kHasStepped);
+    }
     static bool isLastRangeReader(const FieldBase& field, const Kr::KrConnectionBase& connection) noexcept {
         return field._isLastRangeReader(connection);
     }
     static auto getUnnotifiedCopy(const FieldBase& field, const FieldBase& source) {
         return field._getUnnotifiedCopy(source);
+    }
+    /// The connections of the field, and of those below it, look at their fields and owners anew.
+    static void updateConnections(const FieldBase& field) { field._tellConnectionsOfMove(); }
+    /// Whether a change of the value notifies nothing, and no connection that acts between steps reads the field.
+    static bool isQuiet(const FieldBase& field) noexcept {
+        return !field._has(FieldBase::kHasReceivers | FieldBase::kHasStepped);
     }
     static void addProxy(FieldBase& field, Proxy* proxy) { field._addProxy(proxy); }
     static void removeProxy(FieldBase& field, Proxy* proxy) { field._removeProxy(proxy); }

@@ -278,9 +278,11 @@ private:
         kHasObservers = 0x200,
         kHasProxies = 0x400,
         kTreatedAsDynamic = 0x800,  // dynamic during upgrades, declared before and after
+        kHasStepped = 0x1000,       // outgoing connections that act between steps: a change does not notify them
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
-        kIsConnected = kHasOutgoing | kHasProxies,
-        kHasReceivers = kAncestorObserved | kAncestorConnected | kForceObservers | kIsConnected | kHasObservers,
+        kTransfers = kHasOutgoing | kHasProxies,
+        kIsConnected = kTransfers | kHasStepped,
+        kHasReceivers = kAncestorObserved | kAncestorConnected | kForceObservers | kTransfers | kHasObservers,
     };
 
     [[nodiscard]] bool _has(unsigned bits) const noexcept {
@@ -298,7 +300,9 @@ private:
     void _tellOwner(int connectedDelta, int watchedDelta) const;
     void _tellOwnerOfTree() const noexcept;
     void _tellListeners(void (FieldListener::*told)(Kr::KrConnectionBase*), Kr::KrConnectionBase* connection) const;
+    void _listOutgoing(Kr::KrConnectionBase* connection);
     void _unlistOutgoing(Kr::KrConnectionBase* connection);
+    [[nodiscard]] Kr::KrConnectionBase* _firstOutgoing() const noexcept;
     void _dropConnections() noexcept;
     /// The one walk over connections, proxies, containers and observers; without connections when nothing is to be
     /// transferred.
@@ -307,6 +311,7 @@ private:
     [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned receivers) const;
     void _tellProxies(const detail::NotificationFrame& frame, bool transfers) const;
     static void _followChain(Kr::KrConnectionBase& first);
+    /// The fields and their owners are not what they were for the connections of this field and those below it.
     void _tellConnectionsOfMove() const;
     void _walkOutgoing(const FieldBase& changed, const detail::NotificationFrame& frame) const;
     void _setConnected(std::uint16_t bit, bool on);

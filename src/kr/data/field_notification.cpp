@@ -78,7 +78,7 @@ void FieldBase::_inheritWatching(std::uint16_t bit, bool ancestorHasIt) {
 }
 
 void FieldBase::_passWatchingToChildren(std::uint16_t bit) const {
-    const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kIsConnected);
+    const bool on = _has(bit) || _has(bit == kAncestorObserved ? kHasObservers : kTransfers);
     for (auto* child : getChildren())
         child->_inheritWatching(bit, on);
 }
@@ -147,6 +147,8 @@ void FieldBase::_tellConnectionsOfMove() const {
     if (frame.fieldDied()) return;
     detail::forEachConnection(_outgoing, onMoved);
     if (frame.fieldDied()) return;
+    if (const auto* rare = _rareIfAny()) detail::forEachConnection(rare->stepped, onMoved);
+    if (frame.fieldDied()) return;
     for (std::size_t i = 0; i < getChildren().size(); ++i) {
         getChildren()[i]->_tellConnectionsOfMove();
         if (frame.fieldDied()) return;
@@ -154,14 +156,18 @@ void FieldBase::_tellConnectionsOfMove() const {
 }
 
 std::vector<Kr::KrConnectionBase*> FieldBase::_getOutgoingConnections() const {
-    return _outgoing.connections();
+    auto connections = _outgoing.connections();
+    if (!_has(kHasStepped)) return connections;
+    const auto stepped = _rareIfAny()->stepped.connections();
+    connections.insert(connections.end(), stepped.begin(), stepped.end());
+    return connections;
 }
 
 void FieldBase::_addConnection(Kr::KrConnectionBase* connection) {
     using End = Kr::KrConnectionBase::End;
     if (connection == nullptr || !isValid()) return;
     if (connection->getSource() == this) {
-        if (_outgoing.add(connection, End::kSource) && _outgoing.size() == 1) _setConnected(kHasOutgoing, true);
+        _listOutgoing(connection);
         _tellListeners(&FieldListener::onOutgoingConnectionAdded, connection);
     } else if (connection->getSink() == this) {
         _rareState().incoming.add(connection, End::kSink);
@@ -184,16 +190,33 @@ void FieldBase::_removeConnection(Kr::KrConnectionBase* connection) {
     }
 }
 
+void FieldBase::_listOutgoing(Kr::KrConnectionBase* connection) {
+    const bool isStepped = ConnectionAccess::actsBetweenSteps(*connection);
+    auto& list = isStepped ? _rareState().stepped : _outgoing;
+    const bool isFirst = list.add(connection, Kr::KrConnectionBase::End::kSource) && list.size() == 1;
+    if (isFirst) _setConnected(isStepped ? kHasStepped : kHasOutgoing, true);
+}
+
 void FieldBase::_unlistOutgoing(Kr::KrConnectionBase* connection) {
-    if (_outgoing.remove(connection) && _outgoing.size() == 0) _setConnected(kHasOutgoing, false);
+    if (_outgoing.remove(connection)) {
+        if (_outgoing.size() == 0) _setConnected(kHasOutgoing, false);
+    } else if (_has(kHasStepped)) {
+        auto& stepped = _rareIfAny()->stepped;
+        if (stepped.remove(connection) && stepped.size() == 0) _setConnected(kHasStepped, false);
+    }
+}
+
+Kr::KrConnectionBase* FieldBase::_firstOutgoing() const noexcept {
+    auto* connection = _outgoing.first();
+    return connection != nullptr || !_has(kHasStepped) ? connection : _rareIfAny()->stepped.first();
 }
 
 void FieldBase::_dropConnections() noexcept {
     // One at a time from the live list: a listener may delete this connection and others. One that is still first
     // after the other field's listeners is alive; the listeners here are called last.
-    while (auto* connection = _outgoing.first()) {
+    while (auto* connection = _firstOutgoing()) {
         if (auto* sink = connection->getSink(); sink != nullptr && sink != this) sink->_removeConnection(connection);
-        if (_outgoing.first() != connection) continue;
+        if (_firstOutgoing() != connection) continue;
         _unlistOutgoing(connection);
         ConnectionAccess::onFieldDestroyed(*connection, *this);
         _tellListeners(&FieldListener::onOutgoingConnectionRemoved, connection);

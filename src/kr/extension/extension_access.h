@@ -110,6 +110,9 @@ struct FieldsAccess {
     [[nodiscard]] static int getConnectedOutputCount(const Fields& fields) { return fields._connectedOutputs; }
     [[nodiscard]] static int getWatchedOutputCount(const Fields& fields) { return fields._watchedOutputs; }
     [[nodiscard]] static std::array<KrData::Container*, 3> getGroups(Fields& fields) { return fields._getGroups(); }
+    [[nodiscard]] static Kr::StepBoundary* getStepBoundary(const Fields& fields) { return fields._getStepBoundary(); }
+    static void setStepBoundary(Fields& fields, Kr::StepBoundary* boundary) { fields._setStepBoundary(boundary); }
+    static void setHasSteppedConnections(Fields& fields) { fields._setHasSteppedConnections(); }
     static void ownConnection(Fields& fields, std::unique_ptr<Kr::KrConnectionBase> connection) {
         fields._ownConnection(std::move(connection));
     }

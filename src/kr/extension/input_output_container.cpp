@@ -79,6 +79,13 @@ void KrInputOutputContainer::_setApplicationContext(const KrSim::ApplicationCont
     const bool isEditing = context.getApplicationMode() == KrSim::eApplicationMode::kEditing;
     if (FieldAccess::isApplicationModeEditing(*this) != isEditing) _setApplicationModeIsEditing(isEditing);
     if (FieldAccess::isOwnerActive(*this) != _isActiveInApplication()) _setOwnerIsActive(_isActiveInApplication());
+    if (_hasSteppedConnections) FieldAccess::updateConnections(*this);
+}
+
+void KrInputOutputContainer::_setStepBoundary(StepBoundary* boundary) {
+    if (_stepBoundary == boundary) return;
+    _stepBoundary = boundary;
+    if (_hasSteppedConnections) FieldAccess::updateConnections(*this);
 }
 
 bool KrInputOutputContainer::_isActiveInApplication() const noexcept {

@@ -79,6 +79,11 @@ private:
     void _ownConnection(std::unique_ptr<KrConnectionBase> connection);
     /// Returns a connection that is owned here; null for any other. Destroying it disconnects.
     [[nodiscard]] std::unique_ptr<KrConnectionBase> _releaseConnection(const KrConnectionBase& connection);
+    /// The step group whose units include the extension, or null.
+    [[nodiscard]] StepBoundary* _getStepBoundary() const noexcept { return _stepBoundary; }
+    void _setStepBoundary(StepBoundary* boundary);
+    /// A connection that acts between steps begins or ends here: it depends on application and step group.
+    void _setHasSteppedConnections() noexcept { _hasSteppedConnections = true; }
     /// Ends connections and observers of all fields, before the implementation is destroyed.
     void _release();
 
@@ -109,6 +114,8 @@ private:
     std::atomic<int> _connectedOutputs{0};
     std::atomic<int> _watchedOutputs{0};  // changed by all threads that observe
     bool _isComplete{false};
+    bool _hasSteppedConnections{false};  // or had
+    StepBoundary* _stepBoundary{nullptr};
     std::vector<std::unique_ptr<KrConnectionBase>> _connections;  // each knows its place; null for released ones
     std::size_t _releasedCount{0};                                // nulls among them
     mutable std::shared_ptr<const KrData::ValuePlan> _valuePlan;  // outlives the fields, whose end resets it

@@ -226,10 +226,10 @@ def objects(seed):
     connections = [connection(3, "Outputs.C", 2, f"Inputs.{fields.count}", TransferFunction=function)
                    for function in FUNCTIONS.values()]  # kept: no such fields
     connections += [connection(3, "Outputs.A", 2, "Inputs.B", IsQueued=True),
-                    connection(3, "Outputs.C", 2, "Inputs.B", IsDisabled=True, IsUnordered=True),
+                    connection(3, "Outputs.C", 2, "Inputs.B", IsUnitDelay=True, IsDisabled=True, IsUnordered=True),
                     connection(3, "Outputs.V", 2, "Inputs.V", IsDisabled=True, TransferFunction=FUNCTIONS["chain"]),
                     connection(95, "Outputs.A", 2, "Inputs.B", SourceRaw=content_id(94)["ContentID"])]
-    return [("KrObjectSection", 3, {"Objects": [root, extension(30, "Second root")], "Connections": connections})]
+    return [("KrObjectSection", 4, {"Objects": [root, extension(30, "Second root")], "Connections": connections})]
 
 
 def deep_objects():

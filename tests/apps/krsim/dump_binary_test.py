@@ -174,7 +174,7 @@ class Reader(unittest.TestCase):
             "data type without values": (plain[:0x191] + b"\x20" + plain[0x192:], "values of data type 32, Vector Item"),
             "transfer function": (plain[:0x259] + b"\x03" + plain[0x25a:], "of the unknown kind 3"),
             "section": (plain.replace(b"KrObjectSection", b"KrSecretSection"), "a section 'KrSecretSection' of version 2"),
-            "newer section": (plain[:0xcd] + b"\x04" + plain[0xce:], "a section 'KrObjectSection' of version 4"),
+            "newer section": (plain[:0xcd] + b"\x05" + plain[0xce:], "a section 'KrObjectSection' of version 5"),
             "class of a section": (plain[:0xb3] + b"\x03" + plain[0xb4:], "section 1 of 0 known classes"),
             "number of an object": (plain[:0xd5] + b"\x02" + plain[0xd6:], "object 2 where 1 are known"),
             "header": (plain[:30] + b"?" + plain[31:], "no binary archive begins here"),

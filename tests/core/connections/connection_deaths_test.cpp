@@ -230,7 +230,14 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
         {"Factory", [](Rig& rig) { return Kr::KrConnectionFactory::connect(rig.source, rig.sink); }},
         {"Queued", [](Rig& rig) { return Kr::KrConnectionFactory::connectQueued(rig.source, rig.sink); }},
         {"Unowned", [](Rig& rig) { return Kr::KrConnectionFactory::_create(rig.source, rig.sink); }},
-        {"UnownedQueued", [](Rig& rig) { return Kr::KrConnectionFactory::_createQueued(rig.source, rig.sink, true); }},
+        {"UnownedQueued",
+         [](Rig& rig) {
+             return Kr::KrConnectionFactory::_create(rig.source, rig.sink, true, Kr::eConnectionKind::kQueued);
+         }},
+        {"UnownedUnitDelay",
+         [](Rig& rig) {
+             return Kr::KrConnectionFactory::_create(rig.source, rig.sink, true, Kr::eConnectionKind::kUnitDelay);
+         }},
         {"Copy", [](Rig& rig) { return ConnectionAccess::createBetween(*rig.connection, *rig.source, *rig.sink); }},
         {"Enable",
          [](Rig& rig) -> KrConnectionBase* {

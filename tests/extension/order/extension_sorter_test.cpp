@@ -128,7 +128,9 @@ TEST_F(Sorter, ReportsCyclesOnceAndNamesTheWay) {
         log.lines(),
         ElementsAre("3 KrExtensionSorter: Connection cycles have been detected. This will have an impact on the "
                     "simulator performances. Here is the list of extensions having a connection loop:\n",
-                    "3         [P]\n", "3         [Q]\n"));
+                    "3         [P]\n", "3         [Q]\n",
+                    "3 KrExtensionSorter: make a connection that leads back a unit delay "
+                    "(KrConnectionFactory::connectUnitDelay), which orders nothing.\n"));
     const auto cycles = _sorter.getCycles();
     ASSERT_EQ(cycles.size(), 1U);
     ASSERT_EQ(cycles[0].steps.size(), 2U);

@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <vector>
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/core/connections/connection_factory.h"
 #include "kr/extension/factory/factory_keys.h"
 #include "tests/persistence/objects/garage.h"
 #include "tests/support/log_capture.h"
@@ -105,6 +107,31 @@ TEST(ConnectionsAsContent, ThatCannotBeMadeAreErrorsWithTheReason) {
                 ElementsAre(testing::AllOf(
                     testing::StartsWith("3 Wiring: 'One.Outputs.Speed' -> 'Other.Inputs.Colour' is not connected: "),
                     testing::HasSubstr("Color"))));
+}
+
+TEST(ConnectionsAsContent, AreOfOneKindOrAnError) {
+    using Kr::eConnectionKind;
+    const Wired wired;
+    auto& container = wired.container();
+    const auto add = [&](const KrSim::ContainedConnectionOptions& options) {
+        container.add(*motorOf(wired.one).speed.getField(), *motorOf(wired.other).pedal.getField(), options);
+    };
+    add({});
+    add({.isQueued = true});
+    add({.isUnitDelay = true});
+    add({.isQueued = true, .isUnitDelay = true});
+    add({.isUnitDelay = true, .gain = 2.0});
+    const LogCapture log;
+    wired.application->add(wired.wiring.get());
+    std::vector<eConnectionKind> kinds;
+    for (const std::size_t i : {0U, 1U, 2U}) {
+        ASSERT_NE(container.getConnection(i), nullptr) << i;
+        kinds.push_back(Kr::KrConnectionFactory::findKind(*container.getConnection(i)));
+    }
+    EXPECT_THAT(kinds, ElementsAre(eConnectionKind::kDirect, eConnectionKind::kQueued, eConnectionKind::kUnitDelay));
+    EXPECT_THAT(log.lines(Kr::eLogLevel::kWarn),
+                ElementsAre(testing::HasSubstr("it cannot be both queued and a unit delay"),
+                            testing::HasSubstr("these fields take no gain and offset")));
 }
 
 TEST(ConnectionsAsContent, WhoseEndsAreMissingAreErrorsUntilContentComes) {

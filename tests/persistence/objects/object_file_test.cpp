@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "kr/core/connections/connection_factory.h"
+#include "kr/data/field_access.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension_access.h"
@@ -19,6 +21,7 @@
 
 namespace object_file_test {
 
+using KrData::detail::FieldAccess;
 using KrSim::detail::ExtensionAccess;
 using KrSim::detail::ObjectAccess;
 using namespace garage;  // NOLINT(google-build-using-namespace): what the tests are about
@@ -57,7 +60,9 @@ KrSmartPtr<KrObject> makeGarage() {
     const auto inner = makeMotor("Inner", 3, 2.5, 11);
     const auto outer = makeMotor("Outer", 4, 3.5, 12);
     const auto plain = make({}, "Plain", 5);
-    plain->addInput("Listening Port", Types::kInteger)->set(80);
+    auto* port = plain->addInput("Listening Port", Types::kInteger);
+    Kr::KrConnectionFactory::connectUnitDelay(motorOf(inner).speed.getField(), port);
+    port->set(80);
     plain->getInputContainer().setDescription("ports");
     plain->getFieldsContainer().getNameField().setVisible(false);
     auto* target = plain->addParameter("Target", Kr::KrID("Motor"));
@@ -98,6 +103,9 @@ TEST_P(ObjectFiles, ComeBackWholeAndSaveTheSameBytesAgain) {
     EXPECT_EQ(again.getImplementationAs<Garage>()->builtCount, 3) << "what the constructor puts in does not come twice";
     const auto* plain = again.findExtensionByName("Plain", false);
     EXPECT_EQ(plain->getInput("Listening Port")->toInteger(), 80);
+    const auto connections = FieldAccess::getIncomingConnections(*plain->getInput("Listening Port"));
+    ASSERT_EQ(connections.size(), 1U);
+    EXPECT_EQ(Kr::KrConnectionFactory::findKind(*connections[0]), Kr::eConnectionKind::kUnitDelay);
     auto* inner = again.findExtensionByName("Inner", true);
     EXPECT_EQ(plain->getParameter("Target")->toExtension(), inner);
     inner->getImplementationAs<Motor>()->speed = 9.0;
@@ -516,7 +524,7 @@ TEST_P(Recovery, ReadsWhatIsWholeBeforeTheBreak) {
     }
     ASSERT_GT(texts.size(), 5U) << "one extension after the other";
     EXPECT_EQ(texts.back(), whole);
-    EXPECT_THAT(connectionCounts, ElementsAre(0, 1, 2));
+    EXPECT_THAT(connectionCounts, ElementsAre(0, 1, 2, 3));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Recovery, testing::Values(0, KrFile::kXml, KrFile::kJson), [](const auto& each) {
@@ -571,9 +579,9 @@ TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
     ASSERT_TRUE(saved) << saved.toString();
     const auto loaded = KrPersistence::loadObjects(path, {.referringFile = {}, .progress = note});
     ASSERT_TRUE(loaded) << loaded.toString();
-    EXPECT_THAT(steps, ElementsAre("5/5", "7/7"));
+    EXPECT_THAT(steps, ElementsAre("5/5", "8/8"));
     EXPECT_EQ(loaded->extensionCount, 5U);
-    EXPECT_EQ(loaded->connectionCount, 2U);
+    EXPECT_EQ(loaded->connectionCount, 3U);
     EXPECT_EQ(loaded->getObject(0)->getDefinitionFileName().str(), path);
 
     KrFile empty;

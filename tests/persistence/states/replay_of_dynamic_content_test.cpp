@@ -102,6 +102,13 @@ struct World {
         add<Noise>("Fast Noise", Part::kFourTimes);
         Kr::KrConnectionFactory::connect(*swing.value.getField(), *answer.heard.getField());
         Kr::KrConnectionFactory::connectQueued(answer.value.getField(), swing.force.getField());
+        auto& first = add<Answer>("First", Part::kFourTimes);
+        auto& second = add<Answer>("Second", Part::kFourTimes);
+        auto& third = add<Answer>("Third", Part::kEachFrame);
+        first.value = 1.0;
+        Kr::KrConnectionFactory::connectUnitDelay(first.value.getField(), second.heard.getField());
+        Kr::KrConnectionFactory::connectUnitDelay(second.value.getField(), first.heard.getField());
+        Kr::KrConnectionFactory::connectUnitDelay(second.value.getField(), third.heard.getField());
     }
     template <class T>
     T& add(const char* name, Part::Group group) {
@@ -132,8 +139,10 @@ struct PartCase {
     const char* name;
     std::size_t part;
 };
-const PartCase kParts[] = {{"FourStepsAFrame", 0}, {"EveryThirdFrame", 1}, {"HertzWithARest", 2},  {"Integrator", 3},
-                           {"Feedback", 4},        {"RandomStream", 5},    {"FastRandomStream", 6}};
+const PartCase kParts[] = {{"FourStepsAFrame", 0},  {"EveryThirdFrame", 1}, {"HertzWithARest", 2},
+                           {"Integrator", 3},       {"QueuedFeedback", 4},  {"RandomStream", 5},
+                           {"FastRandomStream", 6}, {"FastUnitDelay", 7},   {"UnitDelayBack", 8},
+                           {"UnitDelayOfFrames", 9}};
 
 /// Keeps the state of a world, disturbs the world, and restores the state.
 struct WayCase {

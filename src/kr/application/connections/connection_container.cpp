@@ -26,6 +26,7 @@ constexpr const char* kSourceField = "SourceField";
 constexpr const char* kSink = "Sink";
 constexpr const char* kSinkField = "SinkField";
 constexpr const char* kQueued = "Queued";
+constexpr const char* kUnitDelay = "UnitDelay";
 constexpr const char* kEnabled = "Enabled";
 constexpr const char* kGain = "Gain";
 constexpr const char* kOffset = "Offset";
@@ -53,6 +54,7 @@ void write(KrData::Container& entry, const KrData::FieldBase& source, const KrDa
     addReference(entry, kSink, sink.getOwnerExtension());
     entry.add<std::string>(kSinkField, KrData::_getStoredPath(sink));
     entry.add<bool>(kQueued, options.isQueued);
+    entry.add<bool>(kUnitDelay, options.isUnitDelay);
     entry.add<bool>(kEnabled, options.isEnabled);
     entry.add<double>(kGain, options.gain);
     entry.add<double>(kOffset, options.offset);
@@ -68,6 +70,12 @@ public:
     [[nodiscard]] KrData::FieldBase* findSource() const { return _find(kSource, kSourceField); }
     [[nodiscard]] KrData::FieldBase* findSink() const { return _find(kSink, kSinkField); }
     [[nodiscard]] bool isQueued() const { return _group[kQueued].toBoolean(); }
+    [[nodiscard]] bool isUnitDelay() const { return _group[kUnitDelay].toBoolean(); }
+    /// One that is both is refused.
+    [[nodiscard]] Kr::eConnectionKind getKind() const {
+        if (isQueued()) return Kr::eConnectionKind::kQueued;
+        return isUnitDelay() ? Kr::eConnectionKind::kUnitDelay : Kr::eConnectionKind::kDirect;
+    }
     [[nodiscard]] bool isEnabled() const { return !_group[kEnabled].isValid() || _group[kEnabled].toBoolean(); }
     /// Null where the fields do not fit.
     [[nodiscard]] std::unique_ptr<Kr::KrConnectionBase> create(KrData::FieldBase& source, KrData::FieldBase& sink,
@@ -99,8 +107,7 @@ std::unique_ptr<Kr::KrConnectionBase> ConnectionContainer::Entry::create(KrData:
     const bool hasFunction = function != KrData::TransferFunction::gain(1.0, 0.0);
     const bool transfers = mayTransfer && isEnabled();
     std::unique_ptr<Kr::KrConnectionBase> made(
-        isQueued() ? KrConnectionFactory::_createQueued(&source, &sink, transfers)
-                   : KrConnectionFactory::_create(&source, &sink, transfers && !hasFunction));
+        KrConnectionFactory::_create(&source, &sink, transfers && !hasFunction, getKind()));
     if (!made) return nullptr;
     ConnectionAccess::setUnowned(*made, false);
     ConnectionAccess::setContentOfOther(*made, true);
@@ -239,8 +246,9 @@ void ConnectionContainer::_make(std::size_t index) {
                                   (source == nullptr ? "the source" : "the sink") + " does not exist");
     }
     // Found before observers of the first transfer may destroy the fields.
-    const auto reason = Kr::explainRefusal(*source, *sink, entry.isQueued());
-    auto made = entry.create(*source, *sink, enabled);
+    const auto reason = entry.isQueued() && entry.isUnitDelay() ? "it cannot be both queued and a unit delay"
+                                                                : Kr::explainRefusal(*source, *sink, entry.isQueued());
+    auto made = entry.isQueued() && entry.isUnitDelay() ? nullptr : entry.create(*source, *sink, enabled);
     if (!made) {
         return _report(index, entry.describe() + " is not connected: " +
                                   (reason.empty() ? "these fields take no gain and offset" : reason));

@@ -75,6 +75,7 @@ void ApplicationState::end() {
         eventManager = nullptr;
         errorManager = nullptr;
         eventQueue = nullptr;
+        stepBoundary = nullptr;
         isAlive = false;
         dropped.swap(_gate->handedOver);
     }

@@ -130,6 +130,7 @@ struct KR_API ApplicationState final : Kr::KrRefCount {
     PublishedValue<EventManager*> eventManager{nullptr};
     PublishedValue<ErrorManager*> errorManager{nullptr};
     PublishedValue<detail::LocalQueue*> eventQueue{nullptr};
+    PublishedValue<Kr::StepBoundary*> stepBoundary{nullptr};
 
     RandomStreams random;
 

@@ -20,6 +20,11 @@ struct ContextAccess {
         const auto& state = context._state;
         return state && state->isAlive ? static_cast<LocalQueue*>(state->eventQueue) : nullptr;
     }
+    /// Null without an application.
+    [[nodiscard]] static Kr::StepBoundary* getStepBoundary(const ApplicationContext& context) noexcept {
+        const auto& state = context._state;
+        return state && state->isAlive ? static_cast<Kr::StepBoundary*>(state->stepBoundary) : nullptr;
+    }
 };
 
 /// The right of the calling thread to change the content, if granted: during its lifetime no other thread gets it.

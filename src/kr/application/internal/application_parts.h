@@ -15,6 +15,7 @@
 #include "kr/application/internal/application_listeners.h"
 #include "kr/application/internal/application_name_path.h"
 #include "kr/application/modules/simulator_module_sequence.h"
+#include "kr/core/connections/step_boundary.h"
 #include "kr/events/errors/error_manager.h"
 #include "kr/events/event_listener.h"
 #include "kr/events/event_manager_implementation.h"
@@ -47,6 +48,7 @@ struct KrApplication::Parts final : KrContentDispatcher::Observer {
     }
 
     KrApplication& application;
+    Kr::StepBoundary stepBoundary;  // dies after the content
     EventManagerImplementation events{EventManagerImplementation::eQueue::kOwn};
     ErrorManager errors{&events};
     EventListenerList subscriptions;

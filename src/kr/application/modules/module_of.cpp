@@ -8,6 +8,9 @@
 #include "kr/application/context/application_state.h"
 #include "kr/application/context/context_access.h"
 #include "kr/application/modules/internal/module_guards.h"
+#include "kr/core/connections/step_boundary.h"
+#include "kr/extension/extension_access.h"
+#include "kr/extension/input_output_container.h"
 #include "kr/platform/log.h"
 
 namespace KrSim::detail {
@@ -22,12 +25,19 @@ constexpr double kRounding = 1e-9;
 
 }  // namespace
 
+StepGroup::StepGroup() : boundary(std::make_unique<Kr::StepBoundary>()) {}
+
+StepGroup::~StepGroup() = default;
+
 UnitModule::UnitModule(KrSimulatorModule* proxy, int version) : ISimulatorModule(proxy, version), _groups(1) {}
 
 UnitModule::UnitModule(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate)
     : ISimulatorModule(proxy, version, preUpdate, update, postUpdate), _groups(1) {}
 
-UnitModule::~UnitModule() = default;
+UnitModule::~UnitModule() {
+    for (const auto& each : getManagedExtensions())
+        if (each) _leaveBoundary(*each);
+}
 
 void UnitModule::onExtensionAdded(KrExtension* extension) {
     if (_findUnit(*extension) != nullptr) _addManagedExtension(extension);
@@ -40,12 +50,16 @@ void UnitModule::onExtensionRemoved(KrExtension* extension) {
         _removed.emplace_back(extension);
         each = {};
     }
+    _leaveBoundary(*extension);
     _removeManagedExtension(extension);
 }
 
 void UnitModule::onUpdate(eApplicationMode mode) {
     const double seconds = _getStepSeconds(mode);
-    if (seconds > 0.0) _stepAll(seconds);
+    if (seconds > 0.0) return _stepAll(seconds);
+    if (mode != eApplicationMode::kEditing) return;
+    for (auto& group : _groups)
+        group.boundary->endStep();
 }
 
 double UnitModule::_getStepSeconds(eApplicationMode mode) const {
@@ -99,6 +113,31 @@ void UnitModule::_arrangeGroups() {
     } else {
         _groups.front().end = _units.size();
     }
+    _setBoundaries();
+}
+
+// --- Connections among the units of a group ------------------------------------------------------------------------
+
+/// A unit that several modules step stays with the first.
+void UnitModule::_setBoundaries() {
+    for (std::size_t i = 0; i < _groups.size(); ++i) {
+        for (const auto& each : _currentUnits(i)) {
+            auto& fields = each.extension->getFieldsContainer();
+            const auto* before = FieldsAccess::getStepBoundary(fields);
+            if (before == nullptr || _isOwnBoundary(before))
+                FieldsAccess::setStepBoundary(fields, each.unit != nullptr ? _groups[i].boundary.get() : nullptr);
+        }
+    }
+}
+
+bool UnitModule::_isOwnBoundary(const Kr::StepBoundary* boundary) const noexcept {
+    return std::any_of(_groups.begin(), _groups.end(),
+                       [&](const auto& group) { return group.boundary.get() == boundary; });
+}
+
+void UnitModule::_leaveBoundary(KrExtension& extension) {
+    auto& fields = extension.getFieldsContainer();
+    if (_isOwnBoundary(FieldsAccess::getStepBoundary(fields))) FieldsAccess::setStepBoundary(fields, nullptr);
 }
 
 // --- Rates ---------------------------------------------------------------------------------------------------------
@@ -185,6 +224,7 @@ StepRate::Steps UnitModule::_planSteps(StepGroup& group) {
 
 GroupSteps::GroupSteps(UnitModule& module, std::size_t group)
     : _module(module),
+      _boundary(*module._groups[group].boundary),
       _steps(module._planSteps(module._groups[group])),
       _frameSeconds(module.getApplicationContext().getSimulatedSeconds()),
       _frameStepSeconds(module.getApplicationContext().getStepSeconds()) {}
@@ -194,6 +234,7 @@ GroupSteps::~GroupSteps() {
 }
 
 bool GroupSteps::next() {
+    if (_begun != 0) _boundary.endStep();
     if (_begun == _steps.count) return false;
     _show(_steps.firstSeconds + static_cast<double>(_begun) * _steps.stepSeconds, _steps.stepSeconds);
     ++_begun;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,7 +31,12 @@ struct ManagedUnit {
 };
 
 /// The units of one rate.
-struct StepGroup {
+struct KR_API StepGroup {
+    StepGroup();
+    StepGroup(const StepGroup&) = delete;
+    StepGroup& operator=(const StepGroup&) = delete;
+    ~StepGroup();
+
     std::string name;
     StepRate rate;
     double testedRateHz{0.0};  // the frame rate for which `isRefused` was found; 0 before the first step
@@ -39,9 +45,10 @@ struct StepGroup {
     std::size_t end{0};
     /// Of a step of several frames: the simulated time up to which its units are; below 0 before the first step.
     std::optional<Output<double>> until;
-    std::optional<Parameter<double>> choice;  // of content, in Hz
-    double chosenHz{0.0};                     // the one that was taken
-    StepRate declared;                        // without a choice
+    std::optional<Parameter<double>> choice;     // of content, in Hz
+    double chosenHz{0.0};                        // the one that was taken
+    StepRate declared;                           // without a choice
+    std::unique_ptr<Kr::StepBoundary> boundary;  // of the connections among its units
 };
 
 /// The log lines when a step, or other work on a unit, throws.
@@ -106,6 +113,9 @@ private:
 
     void _bringUpToDate();
     void _listUnits();
+    void _setBoundaries();
+    [[nodiscard]] bool _isOwnBoundary(const Kr::StepBoundary* boundary) const noexcept;
+    void _leaveBoundary(KrExtension& extension);
 
     std::deque<StepGroup> _groups;  // at least one; they keep their places
     std::vector<ManagedUnit> _units;
@@ -128,7 +138,8 @@ private:
     UnitModule& _module;
 };
 
-/// The steps of a group in this frame: during each the context shows the time and the length of the step.
+/// The steps of a group in this frame: during each the context shows the time and the length of the step. At the end of
+/// each, unit delays transfer.
 class KR_API GroupSteps {
 public:
     GroupSteps(UnitModule& module, std::size_t group);
@@ -144,6 +155,7 @@ private:
     void _show(double simulatedSeconds, double stepSeconds) const noexcept;
 
     UnitModule& _module;
+    Kr::StepBoundary& _boundary;
     StepRate::Steps _steps;
     std::uint64_t _begun{0};
     double _frameSeconds;  // simulated time at the beginning of the frame

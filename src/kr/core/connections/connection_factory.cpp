@@ -12,6 +12,7 @@
 #include "kr/core/connections/internal/new_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
+#include "kr/core/connections/unit_delay_connection.h"
 #include "kr/data/field_access.h"
 #include "kr/data/field_base.h"
 #include "kr/data/full_path.h"
@@ -36,11 +37,23 @@ std::unique_ptr<KrConnectionBase> makeOne(FieldBase& source, FieldBase& sink, bo
 }
 
 /// Null when they do not fit, and when those who heard of the connection destroyed it.
-std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool transferNow) {
+std::unique_ptr<KrConnectionBase> makeDirect(FieldBase& source, FieldBase& sink, bool transferNow) {
     if (source.getDataType() == Types::kProxy && source.canConvertTo(sink))
         return makeOne<ProxyToFieldBaseConnection>(source, sink, transferNow);
     if (sink.getDataType() == Types::kProxy) return makeOne<FieldBaseToProxyConnection>(source, sink, transferNow);
     return makeOne<KrConnection>(source, sink, transferNow);
+}
+
+std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool transferNow, eConnectionKind kind) {
+    switch (kind) {
+        case eConnectionKind::kDirect:
+            break;
+        case eConnectionKind::kQueued:
+            return makeOne<KrSimQueuedConnection>(source, sink, transferNow);
+        case eConnectionKind::kUnitDelay:
+            return makeOne<KrUnitDelayConnection>(source, sink, transferNow);
+    }
+    return makeDirect(source, sink, transferNow);
 }
 
 /// To a caller who owns it from now on.
@@ -51,14 +64,15 @@ KrConnectionBase* handOut(std::unique_ptr<KrConnectionBase> made) {
 
 }  // namespace
 
-KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sink, bool transferNow) {
-    if (source == nullptr || sink == nullptr) return nullptr;
-    return handOut(make(*source, *sink, transferNow));
+KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sink, bool transferNow,
+                                               eConnectionKind kind) {
+    return source != nullptr && sink != nullptr ? handOut(make(*source, *sink, transferNow, kind)) : nullptr;
 }
 
-KrConnectionBase* KrConnectionFactory::_createQueued(FieldBase* source, FieldBase* sink, bool transferNow) {
-    if (source == nullptr || sink == nullptr) return nullptr;
-    return handOut(makeOne<KrSimQueuedConnection>(*source, *sink, transferNow));
+eConnectionKind KrConnectionFactory::findKind(const KrConnectionBase& connection) {
+    if (connection.isOfClassType(KrSimQueuedConnection::getClassType())) return eConnectionKind::kQueued;
+    if (connection.isOfClassType(KrUnitDelayConnection::getClassType())) return eConnectionKind::kUnitDelay;
+    return eConnectionKind::kDirect;
 }
 
 namespace {
@@ -74,9 +88,8 @@ KrConnectionBase* refuse(const FieldBase* source, const FieldBase* sink, const s
     return nullptr;
 }
 
-/// Leaves what `create` makes to the extension of the sink, or else of the source.
-template <class Create>
-KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* sink, bool isQueued) {
+/// Leaves the new connection to the extension of the sink, or else of the source.
+KrConnectionBase* connectFields(FieldBase* source, FieldBase* sink, eConnectionKind kind) {
     if (source == nullptr || sink == nullptr)
         return refuse(source, sink, source == nullptr ? "a source is missing" : "a sink is missing");
     const auto keeperOf = [&] {
@@ -86,8 +99,8 @@ KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* 
     if (keeperOf() == nullptr)
         return refuse(source, sink, "neither of them belongs to an extension, which could keep a connection");
     // Found before the fields may die.
-    const auto reason = explainRefusal(*source, *sink, isQueued);
-    std::unique_ptr<KrConnectionBase> made = create(*source, *sink);
+    const auto reason = explainRefusal(*source, *sink, kind == eConnectionKind::kQueued);
+    auto made = make(*source, *sink, true, kind);
     if (!made && !reason.empty()) return refuse(source, sink, reason);
     // Observers of the first transfer may have destroyed fields and extensions, but not while the connection is valid.
     auto* keeper = made ? keeperOf() : nullptr;
@@ -105,12 +118,15 @@ KrConnectionBase* connectBy(const Create& create, FieldBase* source, FieldBase* 
 }  // namespace
 
 KrConnectionBase* KrConnectionFactory::connect(FieldBase* source, FieldBase* sink) {
-    return connectBy([](FieldBase& from, FieldBase& to) { return make(from, to, true); }, source, sink, false);
+    return connectFields(source, sink, eConnectionKind::kDirect);
 }
 
 KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBase* sink) {
-    return connectBy([](FieldBase& from, FieldBase& to) { return makeOne<KrSimQueuedConnection>(from, to, true); },
-                     source, sink, true);
+    return connectFields(source, sink, eConnectionKind::kQueued);
+}
+
+KrConnectionBase* KrConnectionFactory::connectUnitDelay(FieldBase* source, FieldBase* sink) {
+    return connectFields(source, sink, eConnectionKind::kUnitDelay);
 }
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {

@@ -1,9 +1,18 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kr/core/fwd.h"
 #include "kr/platform/export.h"
 
 namespace Kr {
+
+/// When a connection transfers.
+enum class eConnectionKind : std::uint8_t {
+    kDirect,     ///< when the source changes
+    kQueued,     ///< when its event is delivered: KrSimQueuedConnection
+    kUnitDelay,  ///< at the end of the step: KrUnitDelayConnection
+};
 
 /// Creates the connection that fits two fields.
 /// Thread: application. Ownership: see the functions.
@@ -23,6 +32,8 @@ public:
     }
     /// The same with a KrSimQueuedConnection: the sink is set when the event is delivered.
     static KrConnectionBase* connectQueued(KrData::FieldBase* source, KrData::FieldBase* sink);
+    /// The same with a KrUnitDelayConnection: the sink is set at the end of each step, for feedback.
+    static KrConnectionBase* connectUnitDelay(KrData::FieldBase* source, KrData::FieldBase* sink);
     /// Destroys the connections between the two fields that were created by these functions, and those without an
     /// owner. Returns whether there were any.
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);
@@ -32,10 +43,10 @@ public:
     /// KrExtensionSorter::destroyConnections may destroy it.
     /// \param transferNow  false leaves the sink unchanged until the next change, for loading.
     [[nodiscard]] static KrConnectionBase* _create(KrData::FieldBase* source, KrData::FieldBase* sink,
-                                                   bool transferNow = true);
-    /// The same for a queued connection.
-    [[nodiscard]] static KrConnectionBase* _createQueued(KrData::FieldBase* source, KrData::FieldBase* sink,
-                                                         bool transferNow);
+                                                   bool transferNow = true,
+                                                   eConnectionKind kind = eConnectionKind::kDirect);
+    /// The kind of any connection.
+    [[nodiscard]] static eConnectionKind findKind(const KrConnectionBase& connection);
 };
 
 }  // namespace Kr

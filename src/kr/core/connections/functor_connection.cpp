@@ -85,9 +85,9 @@ void KrFunctorConnection::_update() {
     const auto to = getSink()->getFieldType();
     _setOwners(getSource()->getOwnerExtension(), getSink()->getOwnerExtension());
     _setOutputToParameter(from == Types::kOutput && to == Types::kParameter);
+    _rolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
     _functor->setSinkOwner(getSinkOwner());
-    _doRolesFit = _roles == Roles::kAny || detail::mayDrive(from, to);
-    const auto* direct = isEnabled() && _doRolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
+    const auto* direct = isEnabled() && _rolesFit && !isOutputToParameter() ? _getDirectFunctor() : nullptr;
     const bool isCopy = direct != nullptr && !direct->hasTransferFunction();
     _setUnnotifiedCopy(isCopy ? KrData::detail::FieldAccess::getUnnotifiedCopy(*getSink(), *getSource()) : nullptr,
                        &KrSim::detail::ExtensionAccess::takesNoValues(getSinkOwner()));
@@ -100,7 +100,7 @@ DirectConnectionFunctor* KrFunctorConnection::_getDirectFunctor() const noexcept
 // --- Transfer ------------------------------------------------------------------------------------------------------
 
 bool KrFunctorConnection::_mayTransfer(const FieldBase& changed) const {
-    if (_functor == nullptr || !_doRolesFit || !_functor->mayTransfer(changed)) return false;
+    if (_functor == nullptr || !_rolesFit || !_functor->mayTransfer(changed)) return false;
     return !isOutputToParameter() || getSinkOwner() == nullptr ||
            getSinkOwner()->getApplicationMode() == KrSim::eApplicationMode::kEditing;
 }
@@ -112,11 +112,8 @@ void KrFunctorConnection::transferValue(const FieldBase& changed) {
 }
 
 void KrFunctorConnection::_finishCopy(KrFunctorConnection& made) const {
-    if (isEnabled()) {
-        made.transferValue(*made.getSource());
-    } else {
-        made.disable(!_isRegisteredInSorter());
-    }
+    if (!isEnabled()) return made.disable(!_isRegisteredInSorter());
+    if (!_actsBetweenSteps()) made.transferValue(*made.getSource());
 }
 
 void KrFunctorConnection::enable(bool transferNow) {

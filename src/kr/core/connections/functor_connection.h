@@ -49,20 +49,24 @@ protected:
     [[nodiscard]] static bool _mayConnect(const KrData::FieldBase& source, const KrData::FieldBase& sink);
     /// The functor, if it is direct; else null.
     [[nodiscard]] DirectConnectionFunctor* _getDirectFunctor() const noexcept;
-    /// Gives a new connection, created without a transfer, the state of this one; it may have died afterwards.
+    /// Gives a new connection, created without a transfer, the state of this one, and transfers if that acts at changes
+    /// of the source; it may have died afterwards.
     void _finishCopy(KrFunctorConnection& made) const;
     /// Call it after a change of anything that decides how to transfer.
     void _update();
 
-private:
-    void _onFieldDestroyed(const KrData::FieldBase& field) final;
-    void _onFieldMoved() final;
     /// Whether a change of `changed` is transferred now: enabled, between roles that go together, to a parameter of an
     /// output only while editing. The functor decides about the guard and about a suspended sink.
     [[nodiscard]] bool _mayTransfer(const KrData::FieldBase& changed) const;
+    /// Whether the roles of the fields fit together where they are now.
+    [[nodiscard]] bool _doRolesFit() const noexcept { return _rolesFit; }
+
+private:
+    void _onFieldDestroyed(const KrData::FieldBase& field) final;
+    void _onFieldMoved() final;
 
     Roles _roles{Roles::kChecked};
-    bool _doRolesFit{true};
+    bool _rolesFit{true};
     bool _isCopy{false};
     std::unique_ptr<ConnectionFunctor> _functor;
 };

@@ -31,6 +31,7 @@ struct FieldRareState {
     std::atomic<ObserverList*> propertyObservers{nullptr};
     ProxyList proxies;
     ConnectionList incoming;
+    ConnectionList stepped;  // outgoing ones that act between steps
     Kr::ListenerList<FieldListener> listeners;
     std::forward_list<DeprecatedName> deprecatedNames;  // of containers
 };

@@ -90,6 +90,9 @@ void KrExtensionSorter::State::tell(const Report& report) {
                        "simulator performances. Here is the list of extensions having a connection loop:\n");
         for (const auto& path : report.loopPaths)
             Kr::logMessage(Kr::eLogLevel::kWarn, "        [%s]\n", path.c_str());
+        Kr::logMessage(Kr::eLogLevel::kWarn,
+                       "KrExtensionSorter: make a connection that leads back a unit delay "
+                       "(KrConnectionFactory::connectUnitDelay), which orders nothing.\n");
     }
     if (!report.wasBuilt) return;
     notify([&](Listener& listener) { listener.onBuilt(report.buildNumber); });

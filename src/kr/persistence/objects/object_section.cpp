@@ -13,7 +13,7 @@
 #include "kr/persistence/objects/internal/content_reader.h"
 #include "kr/persistence/objects/internal/content_writer.h"
 
-KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 3)
+KR_FILE_SECTION(KrPersistence::KrObjectSection, "KrObjectSection", 4)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrObjectSection)
 
 namespace KrPersistence {

@@ -78,7 +78,7 @@ void checkCycles(const KrSim::KrContentDispatcher& content, Findings& findings) 
                    next.extension->getPath() + "." + step.sinkField + "'";
         }
         findings.push_back({eKind::kCycle, "connections form a cycle, for which no order is right: " + way +
-                                               "; make the one that leads back a queued connection"});
+                                               "; make the one that leads back a unit delay"});
     }
 }
 

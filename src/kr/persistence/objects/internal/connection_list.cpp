@@ -10,7 +10,7 @@
 #include "kr/core/connection_access.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection.h"
-#include "kr/core/connections/sim_queued_connection.h"
+#include "kr/core/connections/connection_factory.h"
 #include "kr/data/field_access.h"
 #include "kr/data/stored_path.h"
 #include "kr/extension/extension.h"
@@ -26,6 +26,7 @@
 
 namespace KrPersistence::detail {
 
+using Kr::eConnectionKind;
 using Kr::detail::ConnectionAccess;
 using KrData::detail::FieldAccess;
 using KrSim::detail::ObjectAccess;
@@ -36,6 +37,7 @@ using Identifier = KrSim::KrContentID::Identifier;
 
 /// Sections of this version and later have the raw IDs of ends, and transfer functions.
 constexpr unsigned int kVersionWithRawIDs = 2;
+constexpr unsigned int kVersionWithUnitDelays = 4;
 /// Of connections that lose their function, these are named.
 constexpr std::size_t kMostNamed = 10;
 
@@ -125,7 +127,7 @@ private:
         record.sourceField = KrData::_getStoredPath(*connection.getSource());
         record.sink = ConnectionEnd(_identity(sink->getContentID()));
         record.sinkField = KrData::_getStoredPath(sinkField);
-        record.isQueued = connection.isOfClassType(Kr::KrSimQueuedConnection::getClassType());
+        record.kind = Kr::KrConnectionFactory::findKind(connection);
         record.isDisabled = !connection.isEnabled();
         record.isUnordered = record.isDisabled && !ConnectionAccess::isRegisteredInSorter(connection);
         _functions.note(connection, record,
@@ -140,7 +142,7 @@ private:
         record.sourceField = waiting.sourceField;
         record.sink = ConnectionEnd(_identity(waiting.sink));
         record.sinkField = waiting.sinkField;
-        record.isQueued = waiting.prototype->isOfClassType(Kr::KrSimQueuedConnection::getClassType());
+        record.kind = Kr::KrConnectionFactory::findKind(*waiting.prototype);
         record.isDisabled = !waiting.isEnabled;
         record.isUnordered = record.isDisabled && !waiting.isOrdering;
         _functions.note(*waiting.prototype, record, [&] {
@@ -203,6 +205,16 @@ std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
     return ordered;
 }
 
+eConnectionKind readKind(ArchiveReader& reader, unsigned int version) {
+    bool isQueued = false;
+    bool isUnitDelay = false;
+    reader.readIf("IsQueued", isQueued);
+    if (version >= kVersionWithUnitDelays) reader.readIf("IsUnitDelay", isUnitDelay);
+    if (isQueued && isUnitDelay) reader.fail("a connection cannot be both queued and a unit delay");
+    if (isQueued) return eConnectionKind::kQueued;
+    return isUnitDelay ? eConnectionKind::kUnitDelay : eConnectionKind::kDirect;
+}
+
 }  // namespace
 
 void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtension*>& extensions,
@@ -217,7 +229,8 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
         writer.writeRepeated("SourceField", connection.sourceField);
         writeEnd(writer, "Sink", connection.sink);
         writer.writeRepeated("SinkField", connection.sinkField);
-        writer.writeIf(connection.isQueued, "IsQueued", true);
+        writer.writeIf(connection.kind == eConnectionKind::kQueued, "IsQueued", true);
+        writer.writeIf(connection.kind == eConnectionKind::kUnitDelay, "IsUnitDelay", true);
         writer.writeIf(connection.isDisabled, "IsDisabled", true);
         writer.writeIf(connection.isUnordered, "IsUnordered", true);
         writer.optional(connection.function.has_value(), "TransferFunction",
@@ -236,9 +249,9 @@ void readConnections(ArchiveReader& reader, unsigned int version, ConnectionReco
         connection.sourceField = reader.readRepeated("SourceField");
         connection.sink = readEnd(reader, "Sink", version);
         connection.sinkField = reader.readRepeated("SinkField");
-        connection.isQueued = connection.isDisabled = connection.isUnordered = false;
+        connection.isDisabled = connection.isUnordered = false;
         connection.function.reset();
-        reader.readIf("IsQueued", connection.isQueued);
+        connection.kind = readKind(reader, version);
         reader.readIf("IsDisabled", connection.isDisabled);
         reader.readIf("IsUnordered", connection.isUnordered);
         if (version >= kVersionWithRawIDs) {

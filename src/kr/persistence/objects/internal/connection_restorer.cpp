@@ -93,8 +93,7 @@ bool ConnectionRestorer::isConnected(const ConnectionRecord& record) const {
 
 bool ConnectionRestorer::_connect(const Ends& ends, const ConnectionRecord& record) {
     using Factory = Kr::KrConnectionFactory;
-    std::unique_ptr<Kr::KrConnectionBase> made(record.isQueued ? Factory::_createQueued(ends.source, ends.sink, false)
-                                                               : Factory::_create(ends.source, ends.sink, false));
+    std::unique_ptr<Kr::KrConnectionBase> made(Factory::_create(ends.source, ends.sink, false, record.kind));
     if (!made) return false;
     if (record.function && !takeFunction(*made, *record.function)) return false;
     if (record.isDisabled) made->disable(record.isUnordered);

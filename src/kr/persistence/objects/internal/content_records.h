@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kr/content/content_id.h"
+#include "kr/core/connections/connection_factory.h"
 #include "kr/data/container.h"
 #include "kr/data/field_merge.h"
 #include "kr/data/transfer_function.h"
@@ -38,7 +39,7 @@ struct ConnectionRecord {
     std::string sourceField;
     ConnectionEnd sink;
     std::string sinkField;
-    bool isQueued{false};
+    Kr::eConnectionKind kind{Kr::eConnectionKind::kDirect};
     bool isDisabled{false};
     bool isUnordered{false};  ///< disabled, and does not order its extensions
     std::optional<KrData::TransferFunction> function{};
@@ -51,7 +52,7 @@ public:
     void add(const ConnectionRecord& record) {
         if (record.function) _functions.emplace(_packed.size(), *record.function);
         _packed.push_back({record.source, record.sink, _texts.size(), record.sourceField.size(),
-                           record.sinkField.size(), record.isQueued, record.isDisabled, record.isUnordered,
+                           record.sinkField.size(), record.kind, record.isDisabled, record.isUnordered,
                            record.wasMade});
         _texts.append(record.sourceField).append(record.sinkField);
     }
@@ -65,7 +66,7 @@ public:
         record.sourceField.assign(_texts, packed.text, packed.sourceSize);
         record.sink = packed.sink;
         record.sinkField.assign(_texts, packed.text + packed.sourceSize, packed.sinkSize);
-        record.isQueued = packed.isQueued;
+        record.kind = packed.kind;
         record.isDisabled = packed.isDisabled;
         record.isUnordered = packed.isUnordered;
         record.wasMade = packed.wasMade;
@@ -89,7 +90,7 @@ private:
         std::size_t text;  // where the text of the source's field begins, followed by that of the sink's
         std::size_t sourceSize;
         std::size_t sinkSize;
-        bool isQueued;
+        Kr::eConnectionKind kind;
         bool isDisabled;
         bool isUnordered;
         bool wasMade;

@@ -1,0 +1,82 @@
+#include "kr/core/connections/step_boundary.h"
+
+#include "kr/data/field_access.h"
+
+namespace Kr {
+
+using KrData::detail::FieldAccess;
+
+// --- Transfers -----------------------------------------------------------------------------------------------------
+
+SteppedTransfer::~SteppedTransfer() {
+    if (_boundary != nullptr) _boundary->_remove(*this);
+}
+
+void SteppedTransfer::_join(StepBoundary* boundary, const Copy& copy) {
+    if (_boundary != nullptr) _boundary->_remove(*this);
+    _boundary = nullptr;
+    _copy = copy;
+    if (boundary == nullptr) return;
+    _isCopied = copy.function != nullptr;
+    _place = boundary->_add(*this, _isCopied);
+    _boundary = boundary;
+}
+
+// --- Boundaries ----------------------------------------------------------------------------------------------------
+
+StepBoundary::StepBoundary() = default;
+
+StepBoundary::~StepBoundary() {
+    for (auto* transfer : _transfers.items())
+        transfer->_boundary = nullptr;
+    for (const auto& each : _copies.items())
+        each.transfer->_boundary = nullptr;
+}
+
+std::size_t StepBoundary::_add(SteppedTransfer& transfer, bool isCopied) {
+    return isCopied ? _copies.add({&transfer, transfer._copy}) : _transfers.add(&transfer);
+}
+
+void StepBoundary::_remove(const SteppedTransfer& transfer) noexcept {
+    transfer._isCopied ? _copies.removeAt(transfer._place) : _transfers.removeAt(transfer._place);
+}
+
+void StepBoundary::_move(SteppedTransfer& transfer) {
+    const auto place = _add(transfer, !transfer._isCopied);  // before the rest: memory may run out
+    _remove(transfer);
+    transfer._isCopied = !transfer._isCopied;
+    transfer._place = place;
+}
+
+void StepBoundary::_endAll() {
+    _readSources();
+    _copyQuietly();
+    for (decltype(_transfers)::Walk walk(_transfers); auto* transfer = walk.next();)
+        transfer->setSink();
+}
+
+/// Of the transfers that are no copies, or whose sink was not quiet before.
+void StepBoundary::_readSources() {
+    for (decltype(_transfers)::Walk walk(_transfers); auto* transfer = walk.next();) {
+        if (transfer->_copy.function != nullptr && FieldAccess::isQuiet(*transfer->_copy.sink)) {
+            _move(*transfer);
+        } else {
+            transfer->readSource();  // a getter of the source may destroy the transfer
+        }
+    }
+}
+
+/// The others at once, without a place in between: a quiet sink is nobody's source. One that is quiet no longer waits.
+void StepBoundary::_copyQuietly() {
+    for (decltype(_copies)::Walk walk(_copies); const auto each = walk.next();) {
+        const auto& copy = each.copy;
+        if (*copy.sinkTakesNoValues) continue;
+        if (FieldAccess::isQuiet(*copy.sink) &&
+            copy.function(*copy.source, *copy.sink) != UnnotifiedCopyResult::kImpossible)
+            continue;
+        _move(*each.transfer);
+        each.transfer->readSource();
+    }
+}
+
+}  // namespace Kr

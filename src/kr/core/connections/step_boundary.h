@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstddef>
+
+#include "kr/core/fwd.h"
+#include "kr/core/unnotified_copy.h"
+#include "kr/data/fwd.h"
+#include "kr/platform/export.h"
+#include "kr/signals/walk_list.h"
+
+namespace Kr {
+
+class StepBoundary;
+
+/// The part of a connection that acts where one step ends and the next one begins.
+/// Thread: application. Ownership: owned by its connection; the boundary borrows it until it leaves it or dies.
+class KR_API SteppedTransfer {
+public:
+    SteppedTransfer(const SteppedTransfer&) = delete;
+    SteppedTransfer& operator=(const SteppedTransfer&) = delete;
+
+    /// At the end of a step, before the sinks are set: keeps the value of the source.
+    virtual void readSource() = 0;
+    /// At the end of a step, after all sources were read: gives the sink the value that was kept, if any. Observers may
+    /// destroy this object.
+    virtual void setSink() = 0;
+
+    /// Null while neither end is in an application.
+    [[nodiscard]] StepBoundary* getBoundary() const noexcept { return _boundary; }
+
+protected:
+    /// A transfer that only copies a value from field to field, as long as the sink is quiet: see UnnotifiedCopy.
+    struct Copy {
+        UnnotifiedCopy function;  ///< null for a transfer that does more
+        const KrData::FieldBase* source;
+        KrData::FieldBase* sink;
+        const bool* sinkTakesNoValues;
+    };
+
+    SteppedTransfer() = default;
+    /// Leaves the boundary.
+    virtual ~SteppedTransfer();
+
+    /// Leaves the present boundary and joins that one; null joins none.
+    void _join(StepBoundary* boundary, const Copy& copy);
+
+private:
+    friend class StepBoundary;
+
+    StepBoundary* _boundary{nullptr};
+    std::size_t _place{0};
+    bool _isCopied{false};  // listed among the copies
+    Copy _copy{};
+};
+
+/// The connections that act where a step ends and the next one begins, such as unit delays.
+///
+/// An application has one, whose step is the frame. A group of units with a rate of its own has one, too, for the
+/// connections among its units.
+/// Thread: application. Ownership: borrows the transfers, which belong to none when it dies.
+class KR_API StepBoundary {
+public:
+    StepBoundary();
+    StepBoundary(const StepBoundary&) = delete;
+    StepBoundary& operator=(const StepBoundary&) = delete;
+    ~StepBoundary();
+
+    /// First reads the sources of all connections, then sets all sinks. So a value that passes two unit delays takes
+    /// two steps, in whatever order the two were made. Allocates nothing once each connection has transferred.
+    void endStep() {
+        if (!_transfers.empty() || !_copies.empty()) _endAll();
+    }
+    /// Number of connections.
+    [[nodiscard]] std::size_t size() const noexcept { return _transfers.size() + _copies.size(); }
+
+private:
+    friend class SteppedTransfer;
+
+    /// A copy beside its transfer, so that a step reads only this and the two fields.
+    struct Listed {
+        SteppedTransfer* transfer{nullptr};
+        SteppedTransfer::Copy copy{};
+
+        [[nodiscard]] explicit operator bool() const noexcept { return transfer != nullptr; }
+    };
+    struct SetPlace {
+        void operator()(SteppedTransfer* transfer, std::size_t place) const noexcept { transfer->_place = place; }
+        void operator()(const Listed& listed, std::size_t place) const noexcept { listed.transfer->_place = place; }
+    };
+
+    [[nodiscard]] std::size_t _add(SteppedTransfer& transfer, bool isCopied);
+    void _remove(const SteppedTransfer& transfer) noexcept;
+    /// To the other list.
+    void _move(SteppedTransfer& transfer);
+    void _endAll();
+    void _readSources();
+    void _copyQuietly();
+
+    WalkList<SteppedTransfer*, SetPlace> _transfers;
+    WalkList<Listed, SetPlace> _copies;
+};
+
+}  // namespace Kr
