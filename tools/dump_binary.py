@@ -55,7 +55,9 @@ SETTINGS = (
     ("ProfilerDisabledCategories", "texts"), ("ProfilerPeriod", "unsigned"),
     ("CommunicationModel", {0: "Master", 1: "Slave", 2: "Automatic"}),
     ("PluginDirectories", "texts"), ("ResourcesDirectories", "texts"),
-    ("Remote Access", (("Enable", "boolean"), ("Listening Port", "unsigned"))))
+    ("Remote Access", (("Enable", "boolean"), ("Listening Port", "unsigned"))),
+    ("RandomSeed", "unsigned"))
+SETTINGS_OF_VERSION_0 = SETTINGS[:-1]
 
 FILE_TYPES = {ord("U"): b"no type", ord("O"): b"objects", ord("K"): b"simulation state"}
 TAG_SIZE, TRAILER_SIZE = 27, 20
@@ -572,13 +574,13 @@ class Values:
 
     # --- Setups ------------------------------------------------------------------------------------------------------
 
-    def setup_section(self, _version):
+    def setup_section(self, version):
         if not self.is_there():
             return
         with self.group("Setup"):
             self.text("Name")
             self.content_id("ContentID")
-            self.settings("Settings", SETTINGS)
+            self.settings("Settings", SETTINGS if version > 0 else SETTINGS_OF_VERSION_0)
             yield self.optional_fields("OtherSettings")
             for _ in self.sequence("Modules"):
                 with self.group("Module"):
@@ -701,7 +703,7 @@ VALUE_FORMS = {1: Values.integer, 2: Values.boolean, 3: Values.double, 6: Values
                51: lambda values, name: values.tuple(name, "f", 1)}
 
 # By class name: the newest version that is known here, and what reads one.
-SECTIONS = {b"KrObjectSection": (4, Values.object_section), b"KrSetupSection": (0, Values.setup_section),
+SECTIONS = {b"KrObjectSection": (4, Values.object_section), b"KrSetupSection": (1, Values.setup_section),
             b"KrContentListSection": (0, Values.content_list_section),
             b"KrSimulationStateSection": (1, Values.state_section)}
 

@@ -119,7 +119,7 @@ void assemble(KrSim::KrApplication& application, const RunPlan& plan, const Type
         insertModule(application, each);
 
     if (plan.rateHz) application.setSimulationFrameRate(*plan.rateHz);
-    application.setRandomSeed(plan.seed);
+    if (plan.seed) application.setRandomSeed(*plan.seed);
     using eSync = KrSim::eSynchronizationMode;
     if (plan.isPaced || !hasSetup) {
         application.setSyncMode(plan.isPaced.value_or(true) ? eSync::kSWSync : eSync::kSyncOff);

@@ -85,9 +85,8 @@ std::string describe(const RunPlan& plan, const KrSim::KrApplication& applicatio
     std::snprintf(text, sizeof text, "krsim: running at %g Hz, %s, %s; extensions: %zu, modules: %zu\n",
                   application.getSimulationFrameRate(), isPaced(application) ? "paced" : "free", limit,
                   application.getContentDispatcher().getExtensions().size(), application.getModuleCount());
-    const auto seed = application.getContext().getRandomSeed();
     const auto logFile = application.getLogFilename();
-    return std::string(text) + (seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "") +
+    return text + describeSeed(application.getContext().getRandomSeed()) +
            (logFile.empty() ? "" : "krsim: logging into '" + logFile + "'\n");
 }
 
@@ -153,6 +152,7 @@ RunResult runLoop(KrSim::KrApplication& application, const RunPlan& plan, StopSi
     result.signal = signals.getReceived();
     result.isStopped = plan.stopsOnNaN && RunWatch::hasNaN();
     result.isPaced = isPaced(application);
+    result.randomSeed = application.getContext().getRandomSeed();
     result.stepSeconds = application.getSimulationTimeStep();
     result.statistics = application.getFrameStatistics();
     return result;

@@ -145,7 +145,8 @@ void addContentOptions(CLI::App& command, RunPlan& plan) {
                     throw CLI::ValidationError("--seed", "'" + text + "' is no whole number from 0 to 4294967295");
                 plan.seed = *seed;
             },
-            "Seed of the random streams (0): a run with the same seed takes the same random numbers")
+            "Seed of the random streams (that of the setup, else 0): a run with the same seed takes the same random "
+            "numbers")
         ->type_name("N");
     addPace(command, plan);
 }

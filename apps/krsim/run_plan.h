@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,7 +26,7 @@ struct RunPlan {
     KrSim::RunLimits limits{};
     std::optional<bool> isPaced{};  ///< by the clock, else as fast as possible
     std::optional<double> rateHz{};
-    std::uint32_t seed{0};
+    std::optional<std::uint32_t> seed{};
     std::optional<KrSim::eApplicationMode> mode{};
 
     std::string stateToRestore{};

@@ -62,12 +62,17 @@ std::string describeEnd(const RunPlan& plan, const RunResult& result) {
     return "ended by the simulation";
 }
 
+std::string describeSeed(std::uint32_t seed) {
+    return seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "";
+}
+
 std::string formatSummary(const RunPlan& plan, const RunResult& result) {
     const auto& all = result.statistics;
     std::string text = "krsim: " + describeEnd(plan, result) + ": " +
                        print("%llu frames, %.3f s simulated in %.3f s (real time x %.3f, %.0f frames/s)\n",
                              toCount(all.frames), all.simulatedSeconds, result.realSeconds, all.meanRealTimeFactor,
                              result.realSeconds > 0.0 ? static_cast<double>(all.frames) / result.realSeconds : 0.0);
+    text += describeSeed(result.randomSeed);
     if (!result.isPaced) return text;
     text += print("krsim: late frames: %llu", toCount(all.getLateFrames()));
     if (all.overworked.count > 0) text += "; " + describeLate(all.overworked, "after too much work");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "apps/krsim/run_plan.h"
@@ -33,13 +34,17 @@ struct RunResult {
     const char* signal{nullptr};  ///< that asked for the end, or null
     bool isStopped{false};        ///< by an output that became NaN
     bool isPaced{false};          ///< by the clock
-    double realSeconds{0.0};      ///< it took, from the first frame on
-    double stepSeconds{0.0};      ///< simulated time of a frame
+    std::uint32_t randomSeed{0};
+    double realSeconds{0.0};  ///< it took, from the first frame on
+    double stepSeconds{0.0};  ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};
 };
 
 /// Why the run has ended, "all frames run".
 [[nodiscard]] std::string describeEnd(const RunPlan& plan, const RunResult& result);
+
+/// A line about the random streams; empty for seed 0, which a run has without choosing one.
+[[nodiscard]] std::string describeSeed(std::uint32_t seed);
 
 /// The lines for the end of a run.
 [[nodiscard]] std::string formatSummary(const RunPlan& plan, const RunResult& result);

@@ -79,6 +79,7 @@ std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, cons
     const auto& all = result.statistics;
     writer.StartObject();
     writeText(writer, "end", describeEnd(plan, result));
+    writeCount(writer, "randomSeed", result.randomSeed);
     writeCount(writer, "frames", all.frames);
     writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
     writeNumber(writer, "realSeconds", result.realSeconds);

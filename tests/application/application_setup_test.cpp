@@ -75,6 +75,7 @@ ResourcesDirectories|Vector|
 Remote Access|Data Container|
 Enable|Boolean|false
 Listening Port|Unsigned Short Integer|0
+RandomSeed|Unsigned Integer|0
 )");
 }
 
@@ -140,6 +141,7 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
     setup->applicationMode = Kr::KrEnum(KrSim::eApplicationMode::kSimulating);
     setup->synchronizationMode = Kr::KrEnum(KrSim::eSynchronizationMode::kSyncOff);
     setup->communicationModel = Kr::KrEnum(KrSim::eCommunicationModel::kSlave);
+    setup->randomSeed = 7;
     setup->pluginDirectories.set({"b", "a"});
     setup->resourcesDirectories.set({"/not/there", path});
     setup->profilerEnabledCategories.set({"Frame"});
@@ -167,6 +169,7 @@ TEST(Setup, CapturedFromAnApplicationMakesAnotherOneLikeIt) {
         EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kSimulating);
         EXPECT_EQ(application->getSyncMode(), KrSim::eSynchronizationMode::kSyncOff);
         EXPECT_TRUE(application->isSlave());
+        EXPECT_EQ(application->getContext().getRandomSeed(), 7U);
         EXPECT_THAT(texts(KrPluginManager::instance().getAddedPluginsSearchDirs()), ElementsAre("b", "a"));
         EXPECT_EQ(KrResourceManager::instance().findResource("Road"), path + "/Road.krr");
         ASSERT_EQ(application->getModuleCount(), 1U);
@@ -266,6 +269,26 @@ TEST(Configuration, EditsOfItTakeEffectWithTheNextFrame) {
     EXPECT_FALSE(application->isConsoleLogEnabled());
     EXPECT_EQ(application->getApplicationMode(), KrSim::eApplicationMode::kSimulating);
     EXPECT_THAT(texts(KrPluginManager::instance().getAddedPluginsSearchDirs()), ElementsAre("first", "second"));
+}
+
+TEST(Configuration, OnlyAnotherSeedBeginsTheRandomStreamsAnew) {
+    const auto application = KrApplication::create();
+    application->setSyncMode(KrSim::eSynchronizationMode::kSyncOff);
+    application->setRandomSeed(7);
+    auto stream = application->getContext().getRandomStream("Road");
+    const double first = stream.getUniform();
+    const double second = stream.getUniform();
+    application->setRandomSeed(7);
+    EXPECT_EQ(stream.getUniform(), first);
+    application->update();
+    EXPECT_TRUE(application->applySetup(ApplicationConfig::createFromApplication(application.get())));
+    EXPECT_EQ(stream.getUniform(), second);
+    application->getConfiguration()->randomSeed = 8;
+    application->update();
+    EXPECT_EQ(application->getContext().getRandomSeed(), 8U);
+    application->getConfiguration()->randomSeed = 7;
+    application->update();
+    EXPECT_EQ(stream.getUniform(), first);
 }
 
 TEST(Configuration, WithoutItsFieldsTheSettingsStay) {

@@ -159,7 +159,8 @@ class KR_API KrApplication final : public Kr::KrBase, public Kr::KrRefCount {
     /// the frame in progress or of the next one.
     [[nodiscard]] ApplicationConfig* getConfiguration() const noexcept;
     /// All random streams of the application begin anew, with the numbers of this seed; 0 at the beginning. Before the
-    /// first frame or between two frames, so that all content sees the same numbers.
+    /// first frame or between two frames, so that all content sees the same numbers. A setup, and the field of the
+    /// configuration, begin them anew only with a seed that differs.
     void setRandomSeed(std::uint32_t seed);
     /// Applies all settings of a setup: log, frame rate, modes, search directories of the process, and the settings of
     /// modules; missing modules are created. An invalid value leaves its setting unchanged, with a warning, and so does

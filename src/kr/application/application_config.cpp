@@ -109,6 +109,13 @@ ApplicationConfig::RemoteAccessContainer::RemoteAccessContainer(const Kr::KrID& 
                                  "(the Operating System chooses a free port).");
 }
 
+ApplicationConfig::RemoteAccess::RemoteAccess(IExtension* owner) {
+    auto container = std::make_unique<RemoteAccessContainer>(kRemoteAccessName);
+    container->setDescription(
+        "\"Remote Access\" feature allows to use the \"Remote Debugger\" to inspect a simulation application.");
+    detail::placeDeclaredField(owner, KrData::Types::kParameter, container.release());
+}
+
 ApplicationConfig::RemoteAccessContainer::~RemoteAccessContainer() {
     clear();
     _detachFromEverything();
@@ -166,12 +173,10 @@ ApplicationConfig::ApplicationConfig(KrObject* proxy, int version)
       communicationModel(this, "CommunicationModel",
                          {.value = Kr::KrEnum(eCommunicationModel::kMaster), .description = kCommunicationModelText}),
       pluginDirectories(this, "PluginDirectories", "List of directories used for loading plugins (krp)."),
-      resourcesDirectories(this, "ResourcesDirectories", "List of directories used for loading resources (krr).") {
-    auto remoteAccess = std::make_unique<RemoteAccessContainer>(kRemoteAccessName);
-    remoteAccess->setDescription(
-        "\"Remote Access\" feature allows to use the \"Remote Debugger\" to inspect a simulation application.");
-    detail::placeDeclaredField(this, KrData::Types::kParameter, remoteAccess.release());
-}
+      resourcesDirectories(this, "ResourcesDirectories", "List of directories used for loading resources (krr)."),
+      remoteAccess(this),
+      randomSeed(this, "RandomSeed",
+                 {.description = "Seed of the random streams: runs with the same seed take the same numbers."}) {}
 
 ApplicationConfig::~ApplicationConfig() = default;
 

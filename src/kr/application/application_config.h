@@ -62,6 +62,10 @@ public:
         IExtension* _owner;
         Kr::KrID _name;
     };
+    /// Declares the parameter "Remote Access". Thread: application. Ownership: the field belongs to the setup.
+    struct KR_API RemoteAccess {
+        explicit RemoteAccess(IExtension* owner);
+    };
 
     // --- The parameters, in the order in which they are shown ------------------------------------------------------
     Parameter<Kr::KrEnum> loggingLevel;  ///< Kr::eLogLevel
@@ -78,6 +82,8 @@ public:
     Parameter<Kr::KrEnum> communicationModel;  ///< eCommunicationModel
     List<FileName> pluginDirectories;
     List<FileName> resourcesDirectories;
+    RemoteAccess remoteAccess;
+    Parameter<unsigned int> randomSeed;  ///< of the random streams: ApplicationContext::getRandomStream
     /// Null without a proxy, or when the field was removed.
     [[nodiscard]] RemoteAccessContainer* getRemoteAccess() const;
 

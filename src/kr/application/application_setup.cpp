@@ -42,6 +42,7 @@ enum Setting : std::size_t {
     kFrameRate,
     kSyncMode,
     kCommunicationModel,
+    kRandomSeed,
     kApplicationMode,
     kSettingCount
 };
@@ -61,6 +62,7 @@ SettingFields fieldsOf(const ApplicationConfig& settings) {
             settings.simulationFrameRate.getField(),
             settings.synchronizationMode.getField(),
             settings.communicationModel.getField(),
+            settings.randomSeed.getField(),
             settings.applicationMode.getField()};
 }
 
@@ -131,6 +133,7 @@ void KrApplication::_applyFrameRate(double rateHz, bool isAsked) {
 }
 
 void KrApplication::setRandomSeed(std::uint32_t seed) {
+    _parts->configuration->randomSeed = seed;
     _parts->state->random.setSeed(seed);
 }
 
@@ -168,6 +171,9 @@ void KrApplication::_applySettings(const ApplicationConfig& settings, std::uint3
         const auto model = valueOf<eCommunicationModel>(settings.communicationModel);
         if (model) _parts->state->communicationModel = *model;
     }
+    // The same seed again leaves the streams where they are.
+    if (isOneOf(kRandomSeed) && settings.randomSeed != _parts->state->random.getSeed())
+        setRandomSeed(settings.randomSeed);
     if (isOneOf(kApplicationMode)) {
         if (const auto mode = valueOf<eApplicationMode>(settings.applicationMode)) setApplicationMode(*mode);
     }

@@ -248,7 +248,8 @@ def setup(seed):
                 "Synchronization Mode": "V-Sync", "IsProfilerFilteringEnabled": False,
                 "ProfilerEnabledCategories": ["a", ""], "ProfilerDisabledCategories": ["b"], "ProfilerPeriod": 4000000000,
                 "CommunicationModel": "Automatic", "PluginDirectories": ["plugins", "more/plugins"],
-                "ResourcesDirectories": ["r"], "Remote Access": {"Enable": True, "Listening Port": 65535}}
+                "ResourcesDirectories": ["r"], "Remote Access": {"Enable": True, "Listening Port": 65535},
+                "RandomSeed": 2 ** 32 - 1}
     chosen = {name: value for name, value in settings.items() if seed % 3 == 0 or name == "LoggingLevel" or
               fields.random.random() < 0.5}
     key = {"Uuid": "0c2b1c1e-6a1f-4f1c-9a55-0d9b6f0e7a11", "Category": "Modules", "Name": "Motor", "Plugin": "Missing"}

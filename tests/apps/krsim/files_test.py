@@ -71,6 +71,17 @@ class Files(unittest.TestCase):
             with self.subTest(name):
                 self.assertIn("no fault was found", self.krsim("verify", FIXTURES / name, *plugins))
 
+    def test_a_run_takes_the_seed_of_its_setup_unless_it_has_its_own(self):
+        seeded = self.folder / "seeded.xml"
+        text = self.setup_file.read_text()
+        seeded.write_text(text.replace("</Settings>", "<RandomSeed>7</RandomSeed></Settings>", 1))
+        for name, setup, more, seed in (("neither", self.setup_file, [], 0), ("setup", seeded, [], 7),
+                                        ("zero of the command line", seeded, ["--seed", 0], 0),
+                                        ("command line", seeded, ["--seed", 8], 8)):
+            with self.subTest(name):
+                summary = json.loads(self.run_quietly(setup, "--frames", 1, "--json", *more))
+                self.assertEqual(summary["randomSeed"], seed)
+
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
             step = self.car

@@ -54,6 +54,7 @@ Setup makeFullSetup(const std::filesystem::path& folder) {
     setup->keyFrameListsPath = (folder / "keys").c_str();
     setup->profilerEnabledCategories.set({"a", "", "a"});
     setup->profilerPeriod = 7;
+    setup->randomSeed = 4'000'000'000U;
     setup->pluginDirectories.set({(folder / "plugins").c_str(), (folder.parent_path() / "shared").c_str(), "/far"});
     auto& remote = *setup->getRemoteAccess();
     remote["Enable"].set(true);

@@ -84,6 +84,16 @@ TEST(FilesOf2020, OfSetupsLoadWithTheirModules) {
     EXPECT_EQ((*record->settings)["Step"].toReal(), 0.02);
 }
 
+TEST(FilesOf2020, OfSetupsLoadFromBinaryFilesWithoutASeed) {
+    const auto setup = KrPersistence::loadSetupFile((Town::folder() / "traffic.binary").string());
+    ASSERT_TRUE(setup) << setup.toString();
+    EXPECT_THAT(setup->findings, IsEmpty());
+    EXPECT_EQ(setup->setup->simulationFrameRate, 125.0);
+    EXPECT_EQ(setup->setup->getRemoteAccess()->getListeningPort(), 4000);
+    EXPECT_EQ(setup->setup->randomSeed, 0U);
+    EXPECT_EQ(setup->setup->_getObjectProxy()->getExtensionCount(), 1U);
+}
+
 class ContentOf2020 : public testing::TestWithParam<const char*> {};
 
 TEST_P(ContentOf2020, LoadsWithItsReferencesAndConnections) {

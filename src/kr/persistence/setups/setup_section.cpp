@@ -32,6 +32,10 @@ namespace {
 using KrSim::ApplicationConfig;
 using Fields = std::vector<const KrData::FieldBase*>;
 
+/// Binary files have the setting from this version on.
+constexpr const char* kRandomSeed = "RandomSeed";
+constexpr unsigned int kRandomSeedVersion = 1;
+
 Kr::KrSmartPtr<KrSim::KrExtension> makeSetup() {
     return KrSim::KrExtensionFactory::create(ApplicationConfig::kFactoryKey);
 }
@@ -181,7 +185,7 @@ void KrSetupSection::_write(ArchiveWriter& writer) const {
     });
 }
 
-void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
+void KrSetupSection::_read(ArchiveReader& reader, unsigned int version) {
     reader.groupIf("Setup", [&] {
         const auto& path = reader.getArchiveName();
         _settingLines.clear();
@@ -196,10 +200,12 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
         object.setName(name.c_str());
         ExtensionAccess::setContentID(object, toLive(readContentID(reader, "ContentID")));
         const auto names = namesOf(object.getParameterContainer());
+        // People may add it to a text of an earlier version.
+        const bool hasSeed = version >= kRandomSeedVersion || reader.getLine() != 0;
         reader.group("Settings", [&] {
             reader.setKnownNames(names);
             for (auto* each : object.getParameterContainer())
-                detail::readSetting(reader, *each);
+                if (hasSeed || each->getID() != kRandomSeed) detail::readSetting(reader, *each);
         });
         static_cast<void>(readFields(reader, "OtherSettings", object.getParameterContainer()));
         KrSim::ExtensionProperties::_replace(object, takeProperties(object.getParameterContainer()).get());
@@ -216,5 +222,5 @@ void KrSetupSection::_read(ArchiveReader& reader, unsigned int /*version*/) {
 
 }  // namespace KrPersistence
 
-KR_FILE_SECTION(KrPersistence::KrSetupSection, "KrSetupSection", 0)
+KR_FILE_SECTION(KrPersistence::KrSetupSection, "KrSetupSection", 1)
 KR_FILE_SECTION_IMPLEMENT(KrPersistence::KrSetupSection)

@@ -4,6 +4,7 @@
 
 #include "kr/application/application.h"
 #include "kr/application/application_access.h"
+#include "kr/application/application_config.h"
 #include "kr/application/context/application_state.h"
 #include "kr/core/connections/queued_values.h"
 #include "kr/events/event_access.h"
@@ -131,7 +132,10 @@ RestoreReport SimulationSnapshot::restore(KrApplication& application) const {
     replaceEvents(&internals.events, _events);
     restorer.restore(report);
     dropSentMeanwhile(&internals.events);
-    if (_random) internals.state.random.setPositions(*_random);  // numbers that callbacks took meanwhile do not count
+    if (_random) {
+        internals.state.random.setPositions(*_random);  // numbers that callbacks took meanwhile do not count
+        application.getConfiguration()->randomSeed = _random->seed;
+    }
     ApplicationAccess::setFramePosition(application, _position);
     return report;
 }
