@@ -9,6 +9,7 @@
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
+#include "kr/application/modules/module_of.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
@@ -136,6 +137,17 @@ public:
     KrSim::Output<double> level{this, "Level"};
 };
 
+/// Steps units of which there are none, at a rate that content chooses.
+class [[maybe_unused]] Stepper final : public KrSim::ModuleOf<Stage> {
+public:
+    static constexpr int kVersion = 1;
+    explicit Stepper(KrSim::KrSimulatorModule* proxy) : ModuleOf(proxy, kVersion) {
+        addRateParameter("RateHz");
+        addRateParameter("SlowHz", addStepGroup("Slow", KrSim::StepRate::hertz(25.0)));
+    }
+    void onStep(Stage&, double) override {}
+};
+
 }  // namespace
 
 #ifdef ACTORS_WITH_FAULTS
@@ -148,6 +160,7 @@ KR_PLUGIN("FaultyActors", "1.0",
           KR_EXTENSION(Actor<&overflow>, "Actor", "Overflower", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f9"),
           KR_EXTENSION(Actor<&quit>, "Actor", "Quitter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fa"),
           KR_EXTENSION(Actor<&quitQuickly>, "Actor", "QuickQuitter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fc"),
+          KR_EXTENSION(Stepper, "Actor", "Stepper", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fd"),
           KR_EXTENSION(Dipper, "Actor", "Dipper", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fb"),
           KR_EXTENSION(Spoiler, "Actor", "Spoiler", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f7"))
 #else

@@ -37,6 +37,10 @@ STAGE = """<Objects><Extension><Name>Platform</Name><Type><Uuid>87a4d38c-dd64-4d
 <ContentID>1C01853F07D40AE1-8463F2A909C7FF38</ContentID></Extension>"""
 DIPPER = """<Module><Name>Dipper</Name><Type><Uuid>87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fb</Uuid><Category>Actor</Category>
 <Name>Dipper</Name><Plugin>FaultyActors</Plugin></Type><Settings><Field>{}</Field></Settings></Module>"""
+STEPPER = """<Module><Name>Stepper</Name><Type><Uuid>87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fd</Uuid><Category>Actor</Category>
+<Name>Stepper</Name><Plugin>FaultyActors</Plugin></Type><Settings><Field><Identifier>RateHz</Identifier><Type>Double</Type>
+<Value>{}</Value></Field><Field><Identifier>SlowHz</Identifier><Type>Double</Type><Value>{}</Value></Field></Settings></Module>
+</Modules>"""
 QUEUED_SPEED = """<SinkField>Inputs.Speed</SinkField>
      <IsQueued>true</IsQueued>"""
 MASS = "<Identifier>Mass</Identifier>"
@@ -69,6 +73,13 @@ CHANGES = {
     "value of a parameter of a module": Change(
         WARNED, r"setup.xml, line \d+: parameter 'Depth' of module 'Dipper' is 30, outside its range from 0 to 10",
         setup=[("</Modules>", DIPPER.format("<Identifier>Depth</Identifier><Type>Double</Type><Value>30</Value>") + "</Modules>")]),
+    "rates of steps that fit": Change(NOTHING, "no fault|all frames run", setup=[("</Modules>", STEPPER.format(120, 30))]),
+    "rate of steps that does not fit": Change(
+        WARNED, r"setup.xml, line \d+: parameter 'RateHz' of module 'Stepper': 100 Hz does not divide the frame rate of 60 Hz; the "
+        "nearest rates that do are 60 Hz and 120 Hz", setup=[("</Modules>", STEPPER.format(100, 30))]),
+    "frame rate that a declared rate does not fit": Change(
+        WARNED, "setup.xml: module 'Stepper', group 'Slow': 25 Hz does not divide the frame rate of 60 Hz; the nearest",
+        setup=[("</Modules>", STEPPER.format(120, 0))]),
     # --- fields
     "misspelt field": Change(WARNED, "car.xml, line 486: parameter 'Maas' of 'Vehicle' does not exist in its type; did you mean "
                           r"'Mass'\?", car=[(MASS, "<Identifier>Maas</Identifier>")]),

@@ -29,6 +29,12 @@ StepGroup::StepGroup() : boundary(std::make_unique<Kr::StepBoundary>()) {}
 
 StepGroup::~StepGroup() = default;
 
+StepRate StepGroup::getWantedRate() const {
+    if (!choice) return rate;
+    const double hz = choice->get();
+    return hz > 0.0 ? StepRate::hertz(hz, declared.getRest()) : declared;
+}
+
 UnitModule::UnitModule(KrSimulatorModule* proxy, int version) : ISimulatorModule(proxy, version), _groups(1) {}
 
 UnitModule::UnitModule(KrSimulatorModule* proxy, int version, int preUpdate, int update, int postUpdate)
@@ -152,10 +158,7 @@ std::size_t UnitModule::addStepGroup(const std::string& name, const StepRate& ra
 bool UnitModule::setStepRate(const StepRate& rate, std::size_t number) {
     auto& group = _groups.at(number);
     const double frameRateHz = getApplicationContext().getSimulationFrameRate();
-    const bool isRefused = !rate.isValid() || (frameRateHz > 0.0 && rate.getRest() == StepRate::eRest::kRefused &&
-                                               !rate.divides(frameRateHz));
-    if (isRefused) {
-        const auto reason = rate.isValid() ? rate.explain(frameRateHz) : "a rate must be a number above 0 Hz";
+    if (const auto reason = rate.explainRefusal(frameRateHz); !reason.empty()) {
         Kr::logMessage(Kr::eLogLevel::kWarn, "KrSimulatorModule: '%s' keeps its rate of steps%s%s: %s\n",
                        getName().c_str(), group.name.empty() ? "" : " of group ", group.name.c_str(), reason.c_str());
         return false;
@@ -188,8 +191,7 @@ void UnitModule::_takeChoice(StepGroup& group) {
     const auto number = static_cast<std::size_t>(
         std::find_if(_groups.begin(), _groups.end(), [&](const auto& each) { return &each == &group; }) -
         _groups.begin());
-    setStepRate(group.chosenHz > 0.0 ? StepRate::hertz(group.chosenHz, group.declared.getRest()) : group.declared,
-                number);
+    setStepRate(group.getWantedRate(), number);
 }
 
 /// A rate that does not divide the first frame rate is refused; one that no longer divides carries the rest.

@@ -45,9 +45,11 @@ struct KR_API StepGroup {
     std::size_t end{0};
     /// Of a step of several frames: the simulated time up to which its units are; below 0 before the first step.
     std::optional<Output<double>> until;
-    std::optional<Parameter<double>> choice;     // of content, in Hz
-    double chosenHz{0.0};                        // the one that was taken
-    StepRate declared;                           // without a choice
+    std::optional<Parameter<double>> choice;  // of content, in Hz
+    double chosenHz{0.0};                     // the one that was taken
+    StepRate declared;                        // without a choice
+    /// That of the choice, if there is one, even one that is refused.
+    [[nodiscard]] StepRate getWantedRate() const;
     std::unique_ptr<Kr::StepBoundary> boundary;  // of the connections among its units
 };
 
@@ -95,6 +97,7 @@ protected:
 private:
     friend class UnitWalk;
     friend class GroupSteps;
+    friend struct StepRateCheck;
 
     /// The implementation of the extension as a unit; null when it is none.
     [[nodiscard]] virtual void* _findUnit(const KrExtension& extension) const = 0;

@@ -66,6 +66,12 @@ std::string StepRate::explain(double frameRateHz) const {
     return text.data();
 }
 
+std::string StepRate::explainRefusal(double frameRateHz) const {
+    if (!isValid()) return "a rate must be a number above 0 Hz";
+    const bool isAccepted = frameRateHz <= 0.0 || _rest == eRest::kCarried || divides(frameRateHz);
+    return isAccepted ? "" : explain(frameRateHz);
+}
+
 StepRate::Steps StepRate::plan(std::uint32_t frame, double simulatedSeconds, double frameSeconds) const noexcept {
     switch (_kind) {
         case Kind::kPerFrame:

@@ -37,6 +37,8 @@ public:
     [[nodiscard]] bool divides(double frameRateHz) const noexcept;
     /// "100 Hz does not divide the frame rate of 60 Hz; the nearest rates that do are 60 Hz and 120 Hz"
     [[nodiscard]] std::string explain(double frameRateHz) const;
+    /// Why the rate is refused at this frame rate, 0 being an unknown one; empty when it is accepted.
+    [[nodiscard]] std::string explainRefusal(double frameRateHz) const;
 
     /// The steps of one frame.
     struct Steps {

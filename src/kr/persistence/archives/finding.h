@@ -27,6 +27,7 @@ struct KR_API Finding {
         kUnmanaged,      ///< content that no module manages
         kNoModule,       ///< an application without a module
         kEditingMode,    ///< an application in editing mode
+        kStepRate,       ///< a rate of steps of a module that does not fit the frame rate
     };
 
     eKind kind{};

@@ -11,6 +11,7 @@
 #include "kr/application/content_dispatcher.h"
 #include "kr/application/module_record.h"
 #include "kr/application/modules/simulator_module.h"
+#include "kr/application/modules/step_rate_check.h"
 #include "kr/core/connection_base.h"
 #include "kr/core/connections/connection_checks.h"
 #include "kr/extension/input_output_container.h"
@@ -142,6 +143,19 @@ void checkSettings(const KrData::Container& settings, const KrSim::KrExtension& 
     check.addFindings(section != nullptr ? section->getFile() : std::string(), findings);
 }
 
+/// Of a ModuleOf; in the first frame the same is a warning.
+void checkRates(double frameRateHz, const KrSim::KrExtension& record, const KrSim::KrSimulatorModule& module,
+                const KrSetupSection* section, Findings& findings) {
+    for (const auto& each : KrSim::detail::StepRateCheck::findRefused(module, frameRateHz)) {
+        const std::string group = each.group.empty() ? "" : ", group '" + each.group + "'";
+        const std::string parameter = each.parameter.isEmpty() ? "" : "parameter '" + each.parameter.str() + "' of ";
+        findings.push_back({eKind::kStepRate,
+                            parameter + "module '" + module.getName() + "'" + group + ": " + each.reason,
+                            section != nullptr ? section->getFile() : std::string(),
+                            section != nullptr ? section->findLine(record, each.parameter) : 0});
+    }
+}
+
 Findings checkModules(const KrSim::KrApplication& application, const KrSim::ApplicationConfig& setup,
                       const KrSetupSection* section) {
     Findings findings;
@@ -153,9 +167,10 @@ Findings checkModules(const KrSim::KrApplication& application, const KrSim::Appl
         if (module == nullptr) {
             findings.push_back(
                 {eKind::kMissingType, "module '" + record->name + "' of the type " + describeType(record->key)});
-        } else if (record->settings != nullptr) {
-            checkSettings(*record->settings, *extension, *module, section, findings);
+            continue;
         }
+        if (record->settings != nullptr) checkSettings(*record->settings, *extension, *module, section, findings);
+        checkRates(application.getSimulationFrameRate(), *extension, *module, section, findings);
     }
     return findings;
 }

@@ -19,7 +19,8 @@ class KrSetupSection;
 [[nodiscard]] KR_API std::vector<Finding> checkContent(const KrSim::KrApplication& application);
 
 /// The modules of a setup, in the application to which it was applied: modules that no plug-in provides, and settings
-/// that are no parameters of their module, have values outside their range, or unknown texts of enumerations.
+/// that are no parameters of their module, have values outside their range, or unknown texts of enumerations, and rates
+/// of steps that do not fit the frame rate of the application.
 [[nodiscard]] KR_API std::vector<Finding> checkModules(const KrSim::KrApplication& application,
                                                        const KrSim::ApplicationConfig& setup);
 /// The same for the setup of a section, if it has one; findings about settings have file and line.
