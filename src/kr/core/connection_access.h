@@ -17,12 +17,14 @@ struct ConnectionAccess {
     [[nodiscard]] static bool transferStep(KrConnectionBase& connection, const KrData::FieldBase& changed) {
         if (connection._unnotifiedCopy != nullptr) {
             if (connection._guard.isEntered() || *connection._sinkTakesNoValues) return false;
-            const auto result = connection._unnotifiedCopy(changed, *connection._sink);  // a field with nothing below
-            if (result == UnnotifiedCopyResult::kChanged) return true;
-            if (result == UnnotifiedCopyResult::kSame) return false;
+            return connection._unnotifiedCopy(changed, *connection._sink);  // a field with nothing below
         }
         connection.transferValue(changed);
         return false;
+    }
+    /// Whether transferStep copies, and does nothing else.
+    [[nodiscard]] static bool isCopy(const KrConnectionBase& connection) noexcept {
+        return connection._unnotifiedCopy != nullptr;
     }
     /// Prevents transfers of the connection until the TransferGuard::Scope of the caller ends.
     static void enterGuard(KrConnectionBase& connection) { connection._guard.enter(); }

@@ -61,6 +61,7 @@ void Field<T>::_copyRange(const Field& source) {
     extras.minimum = source.getMinimum();
     extras.maximum = source.getMaximum();
     extras.hasRange = source.hasRange();
+    _noteExtras();
 }
 
 // --- The value -----------------------------------------------------------------------------------------------------
@@ -111,7 +112,7 @@ void Field<T>::_clampAndWriteThrough() {
 
 template <class T>
 void Field<T>::_writeThrough() {
-    if (!_extras || !_extras->pointer || !_extras->pointer->setter) return;
+    if (!isBound() || !_extras->pointer->setter) return;
     const auto pointer = _extras->pointer;
     Kr::callGuarded(
         kPointerTexts, [this] { return getFullPath(*this); }, [&] { pointer->setter(_value); });
@@ -152,11 +153,9 @@ Kr::UnnotifiedCopy Field<T>::_getOwnUnnotifiedCopy(const FieldBase& source) cons
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
-        if (typed.isBound() || sink.isBound()) [[unlikely]]
-            return Kr::UnnotifiedCopyResult::kImpossible;
-        if (sink._value == typed._value) return Kr::UnnotifiedCopyResult::kSame;
+        if (sink._value == typed._value) return false;
         sink._value = typed._value;
-        return Kr::UnnotifiedCopyResult::kChanged;
+        return true;
     };
 }
 
@@ -216,6 +215,7 @@ bool Field<T>::setRange(const T& minimum, const T& maximum) requires ValueTraits
         extras.minimum = minimum;
         extras.maximum = maximum;
         extras.hasRange = true;
+        _noteExtras();
         return true;
     } else {
         return false;
@@ -224,13 +224,16 @@ bool Field<T>::setRange(const T& minimum, const T& maximum) requires ValueTraits
 
 template <class T>
 void Field<T>::clearRange() noexcept {
-    if (_extras) _extras->hasRange = false;
+    if (!_extras) return;
+    _extras->hasRange = false;
+    _noteExtras();
 }
 
 template <class T>
 void Field<T>::bindValue(ValuePointer<T> pointer) {
     if (!pointer.getter && !pointer.setter) return unbindValue();
     _makeExtras().pointer = std::make_shared<const ValuePointer<T>>(std::move(pointer));
+    _noteExtras();
     detail::FieldAccess::updateConnections(*this);
 }
 
@@ -247,6 +250,7 @@ template <class T>
 void Field<T>::unbindValue() {
     if (!isBound()) return;
     _extras->pointer.reset();
+    _noteExtras();
     detail::FieldAccess::updateConnections(*this);
 }
 

@@ -37,7 +37,7 @@ public:
     // --- The value -------------------------------------------------------------------------------------------------
     /// The value, from the bound getter if there is one. The reference is valid until the value changes.
     [[nodiscard]] const T& getValue() const {
-        if (_extras) [[unlikely]]
+        if (_isBoundToValue()) [[unlikely]]
             _readThroughPointer();
         return _value;
     }
@@ -57,7 +57,7 @@ public:
     /// Stops clamping; minimum and maximum are kept.
     void clearRange() noexcept;
     /// Whether set values are clamped.
-    [[nodiscard]] bool hasRange() const noexcept { return _extras && _extras->hasRange; }
+    [[nodiscard]] bool hasRange() const noexcept { return _isRestricted() && _extras->hasRange; }
     /// The default value before the first setRange.
     [[nodiscard]] T getMinimum() const { return _extras ? _extras->minimum : T{}; }
     /// The default value before the first setRange.
@@ -76,7 +76,7 @@ public:
     /// The field keeps its last stored value.
     void unbindValue();
     /// Whether bindValue or bindVariable is in effect.
-    [[nodiscard]] bool isBound() const noexcept { return _extras && _extras->pointer; }
+    [[nodiscard]] bool isBound() const noexcept { return _isBoundToValue(); }
 
     // --- The field independent of its type -------------------------------------------------------------------------
     [[nodiscard]] Field* clone(const Kr::KrID& id, Container* parent) const override;
@@ -113,9 +113,10 @@ private:
         if (!isFinite(value)) [[unlikely]]
             _announceNotFinite(value);
         _value = value;
-        if (_extras) [[unlikely]]
-            _clampAndWriteThrough();
-        if (_needsNotification()) _notifyChanged(*this);
+        if (_takesMoreThanStoring()) {
+            if (_isRestricted()) _clampAndWriteThrough();
+            if (_needsNotification()) _notifyChanged(*this);
+        }
         return true;
     }
     /// Notifies the observer of such values when the new value is worse than the stored one.
@@ -124,6 +125,8 @@ private:
     void _clampAndWriteThrough();
     void _writeThrough();
     [[nodiscard]] detail::FieldExtras<T>& _makeExtras();
+    /// After each change of range and binding.
+    void _noteExtras() const noexcept { _setRestricted(_extras && _extras->pointer, _extras && _extras->hasRange); }
 
     mutable detail::Stored<T> _value{};
     std::unique_ptr<detail::FieldExtras<T>> _extras;  // range and value pointer, which few fields have

@@ -231,6 +231,11 @@ void FieldBase::_setDynamic(bool dynamic) noexcept {
     if (isValid()) _setState(kDynamic, dynamic);
 }
 
+void FieldBase::_setRestricted(bool isBound, bool hasRange) const noexcept {
+    _setState(kBound, isBound);
+    _setState(kRestricted, isBound || hasRange);
+}
+
 void FieldBase::_setTreatedAsDynamic(bool on) const noexcept {
     for (const auto* child : getChildren()) {
         if (on ? !child->isDynamic() : child->_has(kTreatedAsDynamic)) {

@@ -221,9 +221,14 @@ protected:
     /// Leaves container, connections and observers first in each destructor, while the object is complete.
     void _detachFromEverything() noexcept;
     [[nodiscard]] bool _needsNotification() const noexcept { return _has(kHasReceivers); }
-    /// The function that copies the value of `source` to this field as copyValue does, but without notification. It
-    /// does nothing and returns kImpossible while either field is bound to a variable. Null when copying may do more:
-    /// for different types, and in derived classes, which may override copyValue or _notifyChanged.
+    // For classes with a value: what reading and setting it takes is one test of the state, beside the value.
+    [[nodiscard]] bool _isBoundToValue() const noexcept { return _has(kBound); }
+    [[nodiscard]] bool _isRestricted() const noexcept { return _has(kRestricted); }
+    [[nodiscard]] bool _takesMoreThanStoring() const noexcept { return _has(kRestricted | kHasReceivers); }
+    void _setRestricted(bool isBound, bool hasRange) const noexcept;
+    /// The function that copies the value of `source` to this field as copyValue does, but without notification. Null
+    /// when copying may do more: for different types, while either field is bound, and in derived classes, which may
+    /// override copyValue or _notifyChanged. Connections ask again when a binding changes.
     [[nodiscard]] virtual Kr::UnnotifiedCopy _getUnnotifiedCopy(const FieldBase& source) const;
     /// The owner behind getOwnerExtension, or null; overridden by the top container of an extension.
     [[nodiscard]] virtual IFieldOwner* _getFieldOwner() const;
@@ -279,6 +284,8 @@ private:
         kHasProxies = 0x400,
         kTreatedAsDynamic = 0x800,  // dynamic during upgrades, declared before and after
         kHasStepped = 0x1000,       // outgoing connections that act between steps: a change does not notify them
+        kBound = 0x2000,            // to a variable or functions
+        kRestricted = 0x4000,       // bound, or has a range: setting a value takes more than storing it
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
         kTransfers = kHasOutgoing | kHasProxies,
         kIsConnected = kTransfers | kHasStepped,
@@ -310,6 +317,7 @@ private:
     [[gnu::always_inline]] inline void _tellReceivers(const FieldBase& changed, unsigned receivers) const;
     [[gnu::noinline]] void _notifyAll(const FieldBase& changed, unsigned receivers) const;
     void _tellProxies(const detail::NotificationFrame& frame, bool transfers) const;
+    [[nodiscard]] bool _copyToQuietSinks() const;
     static void _followChain(Kr::KrConnectionBase& first);
     /// The fields and their owners are not what they were for the connections of this field and those below it.
     void _tellConnectionsOfMove() const;

@@ -377,8 +377,20 @@ void FieldBase::_notifyAll(const FieldBase& changed, unsigned receivers) const {
     if (receivers == kHasOutgoing) {
         if (auto* only = _outgoing.only())
             return ConnectionAccess::transferStep(*only, changed) ? _followChain(*only) : void();
+        if (&changed == this && _copyToQuietSinks()) return;
     }
     _tellReceivers<true>(changed, receivers);
+}
+
+/// For several connections. False at the first one that does more than copying to a sink which notifies nothing; all of
+/// them are run then, those before it a second time, which finds equal values.
+bool FieldBase::_copyToQuietSinks() const {
+    for (auto* connection : _outgoing.many()->places()) {
+        if (connection == nullptr) continue;
+        if (!ConnectionAccess::isCopy(*connection) || connection->getSink()->_receivers() != 0) return false;
+        static_cast<void>(ConnectionAccess::transferStep(*connection, *this));
+    }
+    return true;
 }
 
 void FieldBase::_notifyObservers(const FieldBase& changed) const {

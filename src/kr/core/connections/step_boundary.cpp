@@ -71,11 +71,12 @@ void StepBoundary::_copyQuietly() {
     for (decltype(_copies)::Walk walk(_copies); const auto each = walk.next();) {
         const auto& copy = each.copy;
         if (*copy.sinkTakesNoValues) continue;
-        if (FieldAccess::isQuiet(*copy.sink) &&
-            copy.function(*copy.source, *copy.sink) != UnnotifiedCopyResult::kImpossible)
-            continue;
-        _move(*each.transfer);
-        each.transfer->readSource();
+        if (FieldAccess::isQuiet(*copy.sink)) {
+            copy.function(*copy.source, *copy.sink);
+        } else {
+            _move(*each.transfer);
+            each.transfer->readSource();
+        }
     }
 }
 
