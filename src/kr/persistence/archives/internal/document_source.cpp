@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "kr/persistence/archives/archive_error.h"
+#include "kr/platform/large_pages.h"
 
 namespace KrPersistence::detail {
 namespace {
@@ -34,6 +35,7 @@ std::string DocumentSource::readAll() const {
         buffer.pubseekpos(start, std::ios::in);
         const auto left = static_cast<std::uint64_t>(std::max<std::streamoff>(end - start, 0));
         text.reserve(static_cast<std::size_t>(std::min(left, limit)) + kRoomBehind);
+        Kr::preferLargePages(text.data(), text.capacity());
     }
     // By pieces: a string would fill with zeros what is then written over.
     std::array<char, 16384> piece{};

@@ -9,6 +9,7 @@
 #include "kr/persistence/archives/internal/number_list.h"
 #include "kr/persistence/archives/internal/number_text.h"
 #include "kr/persistence/archives/internal/text_codec.h"
+#include "kr/platform/large_pages.h"
 
 // Values of a document. A value of another type is refused, with its place.
 
@@ -96,6 +97,7 @@ template <class Number>
 void readBlock(DocumentCursor& cursor, std::string_view name, std::vector<Number>& numbers) {
     numbers.clear();
     numbers.reserve(cursor.peekLength(name) / kUsualLength);
+    Kr::preferLargePages(numbers.data(), numbers.capacity() * sizeof(Number));
     readNumbers<Number>(cursor, name, [&](Number number) { numbers.push_back(number); });
 }
 
