@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <set>
 #include <thread>
 #include <vector>
@@ -44,6 +45,28 @@ TEST_P(ObjectPools, GiveEachRoomToOneObjectAtATime) {
     for (int i = 0; i < 1000; ++i)
         take();
     EXPECT_EQ(taken, first);  // what was left is used again
+}
+
+TEST_P(ObjectPools, PutObjectsSideBySideWhateverTheOrderInWhichOthersDied) {
+    static auto& pools = *new std::array<ObjectPool, 17>;
+    constexpr std::size_t kCount = 10'000;
+    constexpr std::uintptr_t kNear = std::uintptr_t{16} << 10;
+    const auto bytes = GetParam();
+    auto& own = pools[bytes / ObjectPool::kStep];
+    std::vector<void*> objects(kCount);
+    for (auto& each : objects)
+        each = own.take(bytes);
+    std::shuffle(objects.begin(), objects.end(), std::mt19937(1));
+    for (auto* each : objects)
+        own.giveBack(each);
+    std::size_t farSteps = 0;
+    std::uintptr_t last = 0;
+    for (std::size_t i = 0; i < kCount; ++i) {
+        const auto address = reinterpret_cast<std::uintptr_t>(own.take(bytes));
+        farSteps += static_cast<std::size_t>(address / kNear != last / kNear);
+        last = address;
+    }
+    EXPECT_LE(farSteps, kCount * bytes / kNear + kCount / 20);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ObjectPools, testing::Values(32, 96, 512));

@@ -1,14 +1,14 @@
 #include "kr/platform/pooled_object.h"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <type_traits>
 
 #include "kr/platform/internal/object_pool.h"
+#include "kr/platform/large_pages.h"
 #include "kr/platform/pool_usage.h"
 
 namespace Kr {
@@ -16,8 +16,9 @@ namespace Kr {
 namespace detail {
 
 namespace {
-constexpr std::size_t kFirstPiece = std::size_t{16} << 10;
-/// That of a huge page: large simulations do not wait for address translation then.
+/// That of a few pages: the processor holds the addresses of all while a slab is in use.
+constexpr std::size_t kSlab = std::size_t{16} << 10;
+/// That of a large page: large simulations do not wait for address translation then.
 constexpr std::size_t kLargestPiece = std::size_t{2} << 20;
 
 constinit std::atomic<void (*)()> poolWatch{nullptr};
@@ -27,28 +28,39 @@ void setPoolWatch(void (*watch)()) noexcept {
     poolWatch.store(watch);
 }
 
-void ObjectPool::_makeRoom(std::size_t bytes) {
-    const auto pieceBytes = std::clamp(_pieceBytes * 2, kFirstPiece, kLargestPiece);
-    auto* piece =
-        static_cast<std::byte*>(std::aligned_alloc(pieceBytes == kLargestPiece ? pieceBytes : 64, pieceBytes));
+void ObjectPool::_makePiece() {
+    const auto pieceBytes = std::clamp(_pieceBytes * 2, kSlab, kLargestPiece);
+    const auto alignment = pieceBytes == kLargestPiece ? pieceBytes : kSlab;
+    auto* piece = static_cast<std::byte*>(std::aligned_alloc(alignment, pieceBytes));
     if (piece == nullptr) throw std::bad_alloc();
-    if (pieceBytes == kLargestPiece) static_cast<void>(madvise(piece, pieceBytes, MADV_HUGEPAGE));
-    static_assert(sizeof(Link) <= kStep / 2);
-    _pieces = new (piece) Link{_pieces};
+    preferLargePages(piece, pieceBytes);
+    _pieces = new (piece) Slab{nullptr, nullptr, _pieces};
     _pieceBytes = pieceBytes;
-    _next = piece + kStep / 2;
-    _end = _next + (pieceBytes - kStep / 2) / bytes * bytes;
+    _nextSlab = piece;
+    _pieceEnd = piece + pieceBytes;
+}
+
+void ObjectPool::_makeSlab(std::size_t bytes) {
+    constexpr auto kHead = kStep / 2 * 3;
+    static_assert(sizeof(Slab) <= kHead);
+    if (_nextSlab == _pieceEnd) _makePiece();
+    if (_nextSlab != reinterpret_cast<std::byte*>(_pieces)) new (_nextSlab) Slab{};
+    _next = _nextSlab + kHead;
+    _end = _next + (kSlab - kHead) / bytes * bytes;
+    _nextSlab += kSlab;
 }
 
 void* ObjectPool::take(std::size_t bytes) {
     if (auto* watch = poolWatch.load(std::memory_order_relaxed)) watch();
     const std::lock_guard lock(_mutex);
     ++_takenCount;
-    if (auto* found = _free) {
-        _free = found->next;
+    if (auto* slab = _withRoom) {
+        auto* found = slab->free;
+        slab->free = found->next;
+        if (slab->free == nullptr) _withRoom = slab->nextWithRoom;
         return found;
     }
-    if (_next == _end) _makeRoom(bytes);
+    if (_next == _end) _makeSlab(bytes);
     auto* made = _next;
     _next += bytes;
     return made;
@@ -56,7 +68,13 @@ void* ObjectPool::take(std::size_t bytes) {
 
 void ObjectPool::giveBack(void* object) noexcept {
     const std::lock_guard lock(_mutex);
-    _free = new (object) Link{_free};
+    const auto address = reinterpret_cast<std::uintptr_t>(object);
+    auto* slab = reinterpret_cast<Slab*>(address - address % kSlab);
+    if (slab->free == nullptr) {
+        slab->nextWithRoom = _withRoom;
+        _withRoom = slab;
+    }
+    slab->free = new (object) Link{slab->free};
 }
 
 std::uint64_t ObjectPool::getTakenCount() {

@@ -9,6 +9,9 @@
 namespace Kr::detail {
 
 /// Memory for objects of one size. It comes from the heap in ever larger pieces, which are never freed.
+///
+/// Pieces are divided into slabs. All free room of one slab is given away before that of the next one: objects that are
+/// made together lie together, whatever the order in which others died.
 /// Thread: any. Ownership: never frees a piece.
 class KR_API ObjectPool {
 public:
@@ -20,7 +23,7 @@ public:
     ObjectPool(const ObjectPool&) = delete;
     ObjectPool& operator=(const ObjectPool&) = delete;
 
-    /// \param bytes  the same at every call, a multiple of kStep; throws std::bad_alloc.
+    /// \param bytes  the same at every call, a multiple of kStep, at most 1024; throws std::bad_alloc.
     [[nodiscard]] void* take(std::size_t bytes);
     void giveBack(void* object) noexcept;
     /// Number of allocations so far.
@@ -30,13 +33,22 @@ private:
     struct Link {
         Link* next;
     };
-    void _makeRoom(std::size_t bytes);
+    /// The head of a slab, at a multiple of its size.
+    struct Slab {
+        Link* free;
+        Slab* nextWithRoom;
+        Slab* nextPiece;  // in the first slab of a piece
+    };
+    void _makeSlab(std::size_t bytes);
+    void _makePiece();
 
     std::mutex _mutex;  // guards all
-    Link* _free{nullptr};
-    Link* _pieces{nullptr};     // so that leak checkers reach them
-    std::byte* _next{nullptr};  // the unused rest of the newest piece
+    Slab* _withRoom{nullptr};
+    Slab* _pieces{nullptr};     // so that leak checkers reach them
+    std::byte* _next{nullptr};  // the unused rest of the newest slab
     std::byte* _end{nullptr};
+    std::byte* _nextSlab{nullptr};  // the unused rest of the newest piece
+    std::byte* _pieceEnd{nullptr};
     std::size_t _pieceBytes{0};
     std::uint64_t _takenCount{0};
 };
