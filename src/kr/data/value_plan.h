@@ -66,6 +66,8 @@ public:
     /// The same for the values below one group.
     void restoreGroup(const Kr::KrID& group, const FieldValues& values, const ValuePlan& source,
                       Changed& changed) const;
+    /// The field of a value, by index below size(). Valid until a field below the containers is removed.
+    [[nodiscard]] const FieldBase& getField(std::size_t index) const { return *_fields.at(index); }
     /// Whether the value of the field is taken.
     [[nodiscard]] bool contains(const FieldBase* field) const noexcept;
     /// Prefetches the lists of this plan, or the values of its fields: otherwise a loop over many extensions mostly

@@ -113,6 +113,14 @@ struct FieldsAccess {
     [[nodiscard]] static Kr::StepBoundary* getStepBoundary(const Fields& fields) { return fields._getStepBoundary(); }
     static void setStepBoundary(Fields& fields, Kr::StepBoundary* boundary) { fields._setStepBoundary(boundary); }
     static void setHasSteppedConnections(Fields& fields) { fields._setHasSteppedConnections(); }
+    /// The plan of the values of inputs, outputs and parameters: another one after their trees have changed.
+    [[nodiscard]] static const std::shared_ptr<const KrData::ValuePlan>& getValuePlan(const Fields& fields) {
+        return fields._getValuePlan();
+    }
+    /// Whether it is still this one.
+    [[nodiscard]] static bool hasValuePlan(const Fields& fields, const KrData::ValuePlan* plan) noexcept {
+        return fields._valuePlan.get() == plan;
+    }
     static void ownConnection(Fields& fields, std::unique_ptr<Kr::KrConnectionBase> connection) {
         fields._ownConnection(std::move(connection));
     }
