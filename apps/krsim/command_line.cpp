@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
+#include <set>
 #include <sstream>
 
 #include "apps/krsim/file_options.h"
@@ -66,7 +68,17 @@ bool hasContent(const RunPlan& plan) {
 /// Results that would be mixed.
 int countStandardOutputs(const RunPlan& plan) {
     return int{plan.printsOutputs} + int{plan.printsJson} + int{plan.record.file == kStandardStream} +
-           int{plan.stateToSave == kStandardStream};
+           int{plan.stateToSave == kStandardStream} + int{plan.hashFile == kStandardStream};
+}
+
+/// Whether one of the results would replace another.
+bool areResultsInOneFile(const RunPlan& plan) {
+    std::set<std::filesystem::path> files;
+    for (const auto* each : {&plan.record.file, &plan.hashFile, &plan.stateToSave}) {
+        if (each->empty() || *each == kStandardStream) continue;
+        if (!files.insert(std::filesystem::absolute(*each).lexically_normal()).second) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -124,9 +136,13 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
         return answer(app, CLI::RequiredError("A setup file, or --content (or --module)"));
     if (countStandardOutputs(runPlan) > 1) {
         return answer(
-            app, CLI::ValidationError(
-                     "only one of --outputs, --json, --record - and --save-state - can be written to standard output"));
+            app,
+            CLI::ValidationError(
+                "only one of --outputs, --json, --record -, --hash - and --save-state - can be written to standard "
+                "output"));
     }
+    if (areResultsInOneFile(runPlan))
+        return answer(app, CLI::ValidationError("--record, --hash and --save-state need a file each"));
     runPlan.record.isForced = runPlan.isForced;
     return runPlan;
 }

@@ -9,6 +9,7 @@
 
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/findings.h"
+#include "apps/krsim/hash_comparison.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/simulation_files.h"
@@ -98,11 +99,6 @@ std::string describe(const std::string& filename) {
 void addPluginsQuietly(const std::vector<std::string>& directories) {
     Kr::LogSetLevel(Kr::eLogLevel::kError);
     addPluginDirectories(directories);
-}
-
-/// The file is unloaded when this returns: two files may hold the same content.
-TreeNode loadTree(const std::string& filename) {
-    return makeTree(*loadFile(filename));
 }
 
 }  // namespace
@@ -198,6 +194,10 @@ eExitCode verifyFiles(const VerifyPlan& plan) {
 
 eExitCode compareFiles(const DiffPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
+    if (const auto differences = compareIfHashes(plan)) {
+        print(*differences);
+        return differences->empty() ? eExitCode::kOk : eExitCode::kFailed;
+    }
     const auto first = loadTree(plan.first);
     const auto differences = compareTrees(first, loadTree(plan.second), plan.ignored);
     print(differences);

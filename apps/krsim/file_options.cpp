@@ -72,6 +72,12 @@ FileCommands::FileCommands(CLI::App& app) {
     addList(
         *_diff.command, "--ignore", _diff.plan.ignored, "PATTERN",
         "Pass over places of this path, \"*/ElapsedSeconds\", * and ? being any text and character; may be repeated");
+    _diff.command
+        ->add_option("--states", _diff.plan.states,
+                     "For two files of frame hashes: the states of both runs after the first frame that differs, to "
+                     "tell the first field")
+        ->type_name("FIRST SECOND")
+        ->expected(2);
     addPluginDirectories(*_diff.command, _diff.plan.pluginDirectories);
 
     _graph.command = app.add_subcommand("graph", "Write the graph of connections in the dot language of Graphviz");

@@ -68,6 +68,8 @@ struct DiffPlan {
     std::string first{};
     std::string second{};
     std::vector<std::string> ignored{};  ///< patterns of places that may differ
+    /// For files of frame hashes: none, or the states of both after the first frame that differs.
+    std::vector<std::string> states{};
 };
 
 /// Write the graph of connections in the dot language.

@@ -7,7 +7,7 @@
 namespace krsim {
 
 /// Collects lines of a text and writes them in blocks of whole lines, so that a file under way can be read. The lines
-/// that wait can be written by a handler of crashes. Thread: one. One at a time.
+/// that wait can be written by a handler of crashes. Thread: one. At most two at a time.
 class LineBuffer {
 public:
     /// \param file  borrowed; nothing else writes to it meanwhile.
@@ -23,10 +23,16 @@ public:
     /// Writes the lines that wait.
     [[nodiscard]] int flush();
 
-    /// Writes the lines that wait in the one that lives, if there is one. Safe in a signal handler.
+    /// Writes the lines that wait in those that live. Safe in a signal handler.
     static void writeWaiting() noexcept;
 
 private:
+    struct Waiting;
+
+    void _publish() noexcept;
+
+    static Waiting slots[];
+    Waiting& _waiting;
     std::FILE* const _file;
     std::string _block;
 };

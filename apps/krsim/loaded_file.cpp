@@ -129,6 +129,10 @@ std::string makePlainJson(KrFile& file) {
     return stream.str().substr(static_cast<std::size_t>(stream.tellg()));
 }
 
+TreeNode loadTree(const std::string& filename) {
+    return makeTree(*loadFile(filename));
+}
+
 TreeNode makeTree(const KrFile& file) {
     TreeWriter writer("File", file.getCurrentFilename());
     writer.write("Type", describeType(file.getFileType()));

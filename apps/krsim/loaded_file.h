@@ -36,6 +36,9 @@ void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flag
 /// The contents of the file, without data that each save replaces, such as the name of the program.
 [[nodiscard]] TreeNode makeTree(const KrPersistence::KrFile& file);
 
+/// The same of a file by its name, which is unloaded when this returns: two files may hold the same content.
+[[nodiscard]] TreeNode loadTree(const std::string& filename);
+
 /// The whole content in the JSON form of our files, without the tag in front, which JSON tools do not read.
 [[nodiscard]] std::string makePlainJson(KrPersistence::KrFile& file);
 

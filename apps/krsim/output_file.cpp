@@ -21,6 +21,8 @@ const char* nameFor(eOutputKind kind) {
     switch (kind) {
         case eOutputKind::kTable:
             return "record";
+        case eOutputKind::kHashes:
+            return "hashes";
         case eOutputKind::kGraph:
             return "graph";
         case eOutputKind::kState:
@@ -62,12 +64,13 @@ Held inspect(const std::string& filename) {
     stream.read(bytes, sizeof bytes);
     const std::string_view begin(bytes, static_cast<std::size_t>(stream.gcount()));
     if (begin.starts_with("Time,") || begin.starts_with("Time\r")) return {eOutputKind::kTable, "a recorded table"};
+    if (begin == "frame ha") return {eOutputKind::kHashes, "frame hashes"};
     if (begin.starts_with("digraph ")) return {eOutputKind::kGraph, "a graph"};
     return {std::nullopt, "what krsim has not written"};
 }
 
 bool isResult(eOutputKind kind) {
-    return kind == eOutputKind::kTable || kind == eOutputKind::kGraph || kind == eOutputKind::kState;
+    return kind != eOutputKind::kObjects && kind != eOutputKind::kSetup;
 }
 
 [[noreturn]] void failForDevice(eOutputKind kind, const std::string& filename) {

@@ -13,13 +13,13 @@ inline constexpr const char* kStandardStream = "-";
 inline constexpr const char* kUseStandardOutput = "; '-' writes to standard output";
 
 /// The kinds of output.
-enum class eOutputKind : std::uint8_t { kTable, kGraph, kState, kObjects, kSetup };
+enum class eOutputKind : std::uint8_t { kTable, kHashes, kGraph, kState, kObjects, kSetup };
 
-/// The rule of all writers. A table, a graph or a state replaces a file of the same kind. Content and setups replace no
-/// file, and no output replaces a file of another kind, unless it is forced. Empty files may always be replaced. Throws
-/// a Failure, kUsage, that names the file. Standard output and files that are not regular are accepted here; the
-/// writers themselves refuse devices and folders.
-/// \param filename  "-" is standard output; empty is no file
+/// The rule of all writers. A table, a file of frame hashes, a graph or a state replaces a file of the same kind.
+/// Content and setups replace no file, and no output replaces a file of another kind, unless it is forced. Empty files
+/// may always be replaced. Throws a Failure, kUsage, that names the file. Standard output and files that are not
+/// regular are accepted here; the writers themselves refuse devices and folders. \param filename  "-" is standard
+/// output; empty is no file
 void requireReplaceable(eOutputKind kind, const std::string& filename, bool isForced);
 
 /// Closes the file, but not standard output.

@@ -14,6 +14,7 @@
 
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/findings.h"
+#include "apps/krsim/hash_writer.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
@@ -158,22 +159,45 @@ RunResult runLoop(KrSim::KrApplication& application, const RunPlan& plan, StopSi
     return result;
 }
 
+/// What writes a line for each frame, where it is asked for.
+struct Writers {
+    explicit Writers(const RunPlan& plan) {
+        if (!plan.record.file.empty()) recorder.emplace(plan.record);
+        if (!plan.hashFile.empty()) hashes.emplace(plan.hashFile, plan.isForced);
+    }
+
+    std::optional<Recorder> recorder;
+    std::optional<HashWriter> hashes;
+};
+
+/// Ends the hashing before the application, also after an exception.
+struct HashEnd {
+    explicit HashEnd(Writers& each) : writers(each) {}
+    HashEnd(const HashEnd&) = delete;
+    HashEnd& operator=(const HashEnd&) = delete;
+    ~HashEnd() {
+        if (writers.hashes) writers.hashes->stop();
+    }
+
+    Writers& writers;
+};
+
 /// Saves the requested files.
-void save(const KrSim::KrApplication& application, const RunPlan& plan, std::optional<Recorder>& recorder) {
-    if (recorder) recorder->requireFields();
-    // A full disk under the table takes no state with it.
+void save(const KrSim::KrApplication& application, const RunPlan& plan, Writers& writers) {
+    if (writers.recorder) writers.recorder->requireFields();
+    // A full disk under table and hashes takes no state with it.
     if (!plan.stateToSave.empty()) saveState(application, plan.stateToSave, plan.isForced);
-    if (recorder) recorder->finish();
+    if (writers.hashes) writers.hashes->finish();
+    if (writers.recorder) writers.recorder->finish();
 }
 
 bool isTextWanted(const RunPlan& plan) {
     return !plan.isQuiet && !plan.printsJson && plan.record.file != kStandardStream &&
-           plan.stateToSave != kStandardStream;
+           plan.hashFile != kStandardStream && plan.stateToSave != kStandardStream;
 }
 
 /// Builds the application, runs it and takes it down.
-Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, StatusOutput& output,
-               std::optional<Recorder>& recorder) {
+Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, StatusOutput& output, Writers& writers) {
     const bool isQuiet = !isTextWanted(plan);
     const auto application = KrSim::KrApplication::create();
     const auto simulation = build(*application, plan);  // instances follow its definitions
@@ -183,17 +207,24 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
-    if (recorder) {
-        recorder->start(*application);
-        recording.emplace(*application, *recorder);
+    if (writers.recorder) {
+        writers.recorder->start(*application);
+        recording.emplace(*application, *writers.recorder);
+    }
+    const HashEnd hashEnd(writers);
+    std::optional<Listening> hashing;
+    if (writers.hashes) {
+        writers.hashes->start(*application, plan);
+        hashing.emplace(*application, *writers.hashes);
     }
 
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
     RunWatch::inspect(*application);
     if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();
+    hashing.reset();
     try {
-        save(*application, plan, recorder);
+        save(*application, plan, writers);
     } catch (...) {
         ended.failure = std::current_exception();
     }
@@ -210,13 +241,12 @@ eExitCode getExitCode(const RunPlan& plan, const RunResult& result, const StopSi
 
 eExitCode runSimulation(const RunPlan& plan) {
     if (!plan.stateToSave.empty()) requireReplaceable(eOutputKind::kState, plan.stateToSave, plan.isForced);
-    std::optional<Recorder> recorder;
-    if (!plan.record.file.empty()) recorder.emplace(plan.record);
+    Writers writers(plan);
     StopSignals signals;
     const Log log(plan);
     RunWatch watch;
     StatusOutput output(STDOUT_FILENO);
-    const Ended ended = simulate(plan, signals, watch, output, recorder);
+    const Ended ended = simulate(plan, signals, watch, output, writers);
     const auto events = RunWatch::getEvents();
     if (isTextWanted(plan)) output.print(formatSummary(plan, ended.result) + formatEvents(events));
     if (plan.printsJson) output.print(formatJsonSummary(plan, ended.result, events));

@@ -74,7 +74,12 @@ void addStates(CLI::App& command, RunPlan& plan) {
                     "then")
         ->type_name("FILE");
     command.add_flag("--force", plan.isForced,
-                     "Let state and record replace files that hold something else than a state and a record");
+                     "Let state, record and hashes replace files that hold something else than these");
+    command
+        .add_option("--hash", plan.hashFile,
+                    "Write a hash of all values after each frame into this file, for 'krsim diff'; - for standard "
+                    "output, on which nothing else is printed then")
+        ->type_name("FILE");
     auto* record = command
                        .add_option("--record", plan.record.file,
                                    "Write values of fields into this table (CSV); - for standard output, on which "

@@ -32,7 +32,8 @@ struct RunPlan {
     std::string stateToRestore{};
     std::string stateToSave{};
     RecordPlan record{};
-    bool isForced{false};  ///< state and record replace whatever their files hold
+    std::string hashFile{};  ///< for the hash of each frame
+    bool isForced{false};    ///< state, record and hashes replace whatever their files hold
 
     std::optional<Kr::eLogLevel> logLevel{};
     std::optional<std::string> logFilePrefix{};  ///< see KrApplication::setLogFilePrefix
