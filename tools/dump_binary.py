@@ -550,6 +550,7 @@ class Values:
             self.flag("IsQueued")
             if version >= 4:
                 self.flag("IsUnitDelay")
+                self.flag("IsInterpolated")
             for mark in ("IsDisabled", "IsUnordered"):
                 self.flag(mark)
             if version >= 2 and self.is_there():

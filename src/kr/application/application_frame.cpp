@@ -196,6 +196,9 @@ void KrApplication::_runPasses() {
     const auto& modules = _parts->modules;
     const bool wasUpdating = _parts->state->isUpdatingModules;
     _parts->state->isUpdatingModules = true;
+    const auto& state = *_parts->state;
+    const bool isSimulating = state.mode == eApplicationMode::kSimulating;
+    _parts->stepBoundary.beginStep({state.simulatedSeconds, isSimulating ? double(state.stepSeconds) : 0.0});
     modules.preUpdate(_parts->context);
     modules.update(_parts->context);
     modules.postUpdate(_parts->context);

@@ -227,6 +227,7 @@ def objects(seed):
                    for function in FUNCTIONS.values()]  # kept: no such fields
     connections += [connection(3, "Outputs.A", 2, "Inputs.B", IsQueued=True),
                     connection(3, "Outputs.C", 2, "Inputs.B", IsUnitDelay=True, IsDisabled=True, IsUnordered=True),
+                    connection(3, "Outputs.C", 2, "Inputs.B", IsInterpolated=True),
                     connection(3, "Outputs.V", 2, "Inputs.V", IsDisabled=True, TransferFunction=FUNCTIONS["chain"]),
                     connection(95, "Outputs.A", 2, "Inputs.B", SourceRaw=content_id(94)["ContentID"])]
     return [("KrObjectSection", 4, {"Objects": [root, extension(30, "Second root")], "Connections": connections})]

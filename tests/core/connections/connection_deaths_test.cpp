@@ -238,6 +238,10 @@ TEST_P(Deaths, OfAConnectionInTheMaking) {
          [](Rig& rig) {
              return Kr::KrConnectionFactory::_create(rig.source, rig.sink, true, Kr::eConnectionKind::kUnitDelay);
          }},
+        {"UnownedInterpolated",
+         [](Rig& rig) {
+             return Kr::KrConnectionFactory::_create(rig.source, rig.sink, true, Kr::eConnectionKind::kInterpolated);
+         }},
         {"Copy", [](Rig& rig) { return ConnectionAccess::createBetween(*rig.connection, *rig.source, *rig.sink); }},
         {"Enable",
          [](Rig& rig) -> KrConnectionBase* {

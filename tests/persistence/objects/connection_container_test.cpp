@@ -119,18 +119,20 @@ TEST(ConnectionsAsContent, AreOfOneKindOrAnError) {
     add({});
     add({.isQueued = true});
     add({.isUnitDelay = true});
+    add({.isInterpolated = true});
     add({.isQueued = true, .isUnitDelay = true});
     add({.isUnitDelay = true, .gain = 2.0});
     const LogCapture log;
     wired.application->add(wired.wiring.get());
     std::vector<eConnectionKind> kinds;
-    for (const std::size_t i : {0U, 1U, 2U}) {
+    for (const std::size_t i : {0U, 1U, 2U, 3U}) {
         ASSERT_NE(container.getConnection(i), nullptr) << i;
         kinds.push_back(Kr::KrConnectionFactory::findKind(*container.getConnection(i)));
     }
-    EXPECT_THAT(kinds, ElementsAre(eConnectionKind::kDirect, eConnectionKind::kQueued, eConnectionKind::kUnitDelay));
+    EXPECT_THAT(kinds, ElementsAre(eConnectionKind::kDirect, eConnectionKind::kQueued, eConnectionKind::kUnitDelay,
+                                   eConnectionKind::kInterpolated));
     EXPECT_THAT(log.lines(Kr::eLogLevel::kWarn),
-                ElementsAre(testing::HasSubstr("it cannot be both queued and a unit delay"),
+                ElementsAre(testing::HasSubstr("it can be only one of queued, a unit delay and interpolated"),
                             testing::HasSubstr("these fields take no gain and offset")));
 }
 

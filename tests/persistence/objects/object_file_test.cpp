@@ -63,6 +63,8 @@ KrSmartPtr<KrObject> makeGarage() {
     auto* port = plain->addInput("Listening Port", Types::kInteger);
     Kr::KrConnectionFactory::connectUnitDelay(motorOf(inner).speed.getField(), port);
     port->set(80);
+    Kr::KrConnectionFactory::connectInterpolated(motorOf(inner).speed.getField(),
+                                                 plain->addInput("Smooth", Types::kDouble));
     plain->getInputContainer().setDescription("ports");
     plain->getFieldsContainer().getNameField().setVisible(false);
     auto* target = plain->addParameter("Target", Kr::KrID("Motor"));
@@ -106,6 +108,9 @@ TEST_P(ObjectFiles, ComeBackWholeAndSaveTheSameBytesAgain) {
     const auto connections = FieldAccess::getIncomingConnections(*plain->getInput("Listening Port"));
     ASSERT_EQ(connections.size(), 1U);
     EXPECT_EQ(Kr::KrConnectionFactory::findKind(*connections[0]), Kr::eConnectionKind::kUnitDelay);
+    const auto smooth = FieldAccess::getIncomingConnections(*plain->getInput("Smooth"));
+    ASSERT_EQ(smooth.size(), 1U);
+    EXPECT_EQ(Kr::KrConnectionFactory::findKind(*smooth[0]), Kr::eConnectionKind::kInterpolated);
     auto* inner = again.findExtensionByName("Inner", true);
     EXPECT_EQ(plain->getParameter("Target")->toExtension(), inner);
     inner->getImplementationAs<Motor>()->speed = 9.0;
@@ -524,7 +529,7 @@ TEST_P(Recovery, ReadsWhatIsWholeBeforeTheBreak) {
     }
     ASSERT_GT(texts.size(), 5U) << "one extension after the other";
     EXPECT_EQ(texts.back(), whole);
-    EXPECT_THAT(connectionCounts, ElementsAre(0, 1, 2, 3));
+    EXPECT_THAT(connectionCounts, ElementsAre(0, 1, 2, 3, 4));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Recovery, testing::Values(0, KrFile::kXml, KrFile::kJson), [](const auto& each) {
@@ -579,9 +584,9 @@ TEST_F(Content, ReportsItsProgressAndNeedsAFileOfObjects) {
     ASSERT_TRUE(saved) << saved.toString();
     const auto loaded = KrPersistence::loadObjects(path, {.referringFile = {}, .progress = note});
     ASSERT_TRUE(loaded) << loaded.toString();
-    EXPECT_THAT(steps, ElementsAre("5/5", "8/8"));
+    EXPECT_THAT(steps, ElementsAre("5/5", "9/9"));
     EXPECT_EQ(loaded->extensionCount, 5U);
-    EXPECT_EQ(loaded->connectionCount, 3U);
+    EXPECT_EQ(loaded->connectionCount, 4U);
     EXPECT_EQ(loaded->getObject(0)->getDefinitionFileName().str(), path);
 
     KrFile empty;

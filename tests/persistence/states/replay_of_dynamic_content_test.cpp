@@ -33,7 +33,7 @@ using testing::ElementsAreArray;
 /// A part whose output depends on all steps before.
 class Part : public KrSim::IExtension {
 public:
-    enum Group : std::size_t { kEachFrame, kFourTimes, kEveryThird, kAtHertz };
+    enum Group : std::size_t { kEachFrame, kFourTimes, kEveryThird, kAtHertz, kAtSlowHertz };
 
     explicit Part(KrExtension* proxy) : IExtension(proxy, 1) {}
     virtual void step(double seconds) { value = value + (1.0 + value * value) * seconds * 0.01; }
@@ -85,6 +85,7 @@ public:
         addStepGroup("Four Times", StepRate::perFrame(4));
         addStepGroup("Every Third", StepRate::everyFrames(3, 1));
         addStepGroup("Hertz", StepRate::hertz(100.0, StepRate::eRest::kCarried));
+        addStepGroup("Slow Hertz", StepRate::hertz(13.0, StepRate::eRest::kCarried));
     }
     using ModuleOf::regroupUnits;
     void onStep(Part& part, double seconds) override { part.step(seconds); }
@@ -105,10 +106,17 @@ struct World {
         auto& first = add<Answer>("First", Part::kFourTimes);
         auto& second = add<Answer>("Second", Part::kFourTimes);
         auto& third = add<Answer>("Third", Part::kEachFrame);
+        auto& slow = add<Part>("Slow Hertz", Part::kAtSlowHertz);
         first.value = 1.0;
         Kr::KrConnectionFactory::connectUnitDelay(first.value.getField(), second.heard.getField());
         Kr::KrConnectionFactory::connectUnitDelay(second.value.getField(), first.heard.getField());
         Kr::KrConnectionFactory::connectUnitDelay(second.value.getField(), third.heard.getField());
+        auto& line = add<Answer>("Line", Part::kFourTimes);
+        auto& longLine = add<Answer>("Long Line", Part::kFourTimes);
+        auto& hertzLine = add<Answer>("Hertz Line", Part::kFourTimes);
+        Kr::KrConnectionFactory::connectInterpolated(answer.value.getField(), line.heard.getField());
+        Kr::KrConnectionFactory::connectInterpolated(parts[1]->value.getField(), longLine.heard.getField());
+        Kr::KrConnectionFactory::connectInterpolated(slow.value.getField(), hertzLine.heard.getField());
     }
     template <class T>
     T& add(const char* name, Part::Group group) {
@@ -139,10 +147,20 @@ struct PartCase {
     const char* name;
     std::size_t part;
 };
-const PartCase kParts[] = {{"FourStepsAFrame", 0},  {"EveryThirdFrame", 1}, {"HertzWithARest", 2},
-                           {"Integrator", 3},       {"QueuedFeedback", 4},  {"RandomStream", 5},
-                           {"FastRandomStream", 6}, {"FastUnitDelay", 7},   {"UnitDelayBack", 8},
-                           {"UnitDelayOfFrames", 9}};
+const PartCase kParts[] = {{"FourStepsAFrame", 0},
+                           {"EveryThirdFrame", 1},
+                           {"HertzWithARest", 2},
+                           {"Integrator", 3},
+                           {"QueuedFeedback", 4},
+                           {"RandomStream", 5},
+                           {"FastRandomStream", 6},
+                           {"FastUnitDelay", 7},
+                           {"UnitDelayBack", 8},
+                           {"UnitDelayOfFrames", 9},
+                           {"SlowHertz", 10},
+                           {"Interpolated", 11},
+                           {"InterpolatedOverThreeFrames", 12},
+                           {"InterpolatedFromHertz", 13}};
 
 /// Keeps the state of a world, disturbs the world, and restores the state.
 struct WayCase {

@@ -27,6 +27,7 @@ constexpr const char* kSink = "Sink";
 constexpr const char* kSinkField = "SinkField";
 constexpr const char* kQueued = "Queued";
 constexpr const char* kUnitDelay = "UnitDelay";
+constexpr const char* kInterpolated = "Interpolated";
 constexpr const char* kEnabled = "Enabled";
 constexpr const char* kGain = "Gain";
 constexpr const char* kOffset = "Offset";
@@ -55,6 +56,7 @@ void write(KrData::Container& entry, const KrData::FieldBase& source, const KrDa
     entry.add<std::string>(kSinkField, KrData::_getStoredPath(sink));
     entry.add<bool>(kQueued, options.isQueued);
     entry.add<bool>(kUnitDelay, options.isUnitDelay);
+    entry.add<bool>(kInterpolated, options.isInterpolated);
     entry.add<bool>(kEnabled, options.isEnabled);
     entry.add<double>(kGain, options.gain);
     entry.add<double>(kOffset, options.offset);
@@ -70,11 +72,13 @@ public:
     [[nodiscard]] KrData::FieldBase* findSource() const { return _find(kSource, kSourceField); }
     [[nodiscard]] KrData::FieldBase* findSink() const { return _find(kSink, kSinkField); }
     [[nodiscard]] bool isQueued() const { return _group[kQueued].toBoolean(); }
-    [[nodiscard]] bool isUnitDelay() const { return _group[kUnitDelay].toBoolean(); }
-    /// One that is both is refused.
+    [[nodiscard]] bool hasOneKind() const {
+        return isQueued() + _group[kUnitDelay].toBoolean() + _group[kInterpolated].toBoolean() <= 1;
+    }
     [[nodiscard]] Kr::eConnectionKind getKind() const {
         if (isQueued()) return Kr::eConnectionKind::kQueued;
-        return isUnitDelay() ? Kr::eConnectionKind::kUnitDelay : Kr::eConnectionKind::kDirect;
+        if (_group[kInterpolated].toBoolean()) return Kr::eConnectionKind::kInterpolated;
+        return _group[kUnitDelay].toBoolean() ? Kr::eConnectionKind::kUnitDelay : Kr::eConnectionKind::kDirect;
     }
     [[nodiscard]] bool isEnabled() const { return !_group[kEnabled].isValid() || _group[kEnabled].toBoolean(); }
     /// Null where the fields do not fit.
@@ -246,9 +250,9 @@ void ConnectionContainer::_make(std::size_t index) {
                                   (source == nullptr ? "the source" : "the sink") + " does not exist");
     }
     // Found before observers of the first transfer may destroy the fields.
-    const auto reason = entry.isQueued() && entry.isUnitDelay() ? "it cannot be both queued and a unit delay"
-                                                                : Kr::explainRefusal(*source, *sink, entry.isQueued());
-    auto made = entry.isQueued() && entry.isUnitDelay() ? nullptr : entry.create(*source, *sink, enabled);
+    const auto reason = entry.hasOneKind() ? Kr::explainRefusal(*source, *sink, entry.isQueued())
+                                           : "it can be only one of queued, a unit delay and interpolated";
+    auto made = entry.hasOneKind() ? entry.create(*source, *sink, enabled) : nullptr;
     if (!made) {
         return _report(index, entry.describe() + " is not connected: " +
                                   (reason.empty() ? "these fields take no gain and offset" : reason));

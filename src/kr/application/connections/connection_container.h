@@ -16,10 +16,11 @@ namespace KrSim {
 
 /// How a connection of a ConnectionContainer transfers.
 struct ContainedConnectionOptions {
-    bool isQueued{false};     ///< a KrSimQueuedConnection
-    bool isUnitDelay{false};  ///< a KrUnitDelayConnection
-    bool isEnabled{true};     ///< besides the switch of the container
-    double gain{1.0};         ///< the sink gets gain * source + offset, for numbers and vectors
+    bool isQueued{false};        ///< a KrSimQueuedConnection
+    bool isUnitDelay{false};     ///< a KrUnitDelayConnection
+    bool isInterpolated{false};  ///< a KrInterpolatedConnection
+    bool isEnabled{true};        ///< besides the switch of the container
+    double gain{1.0};            ///< the sink gets gain * source + offset, for numbers and vectors
     double offset{0.0};
 };
 
@@ -32,9 +33,9 @@ struct ContainedConnectionOptions {
 ///     wiring->enabled = false;                           // all of them at the same time
 ///
 /// The list is the parameter "Connections", a group for each, which editors show and change: Source and Sink refer to
-/// extensions, SourceField and SinkField are paths below them ("Outputs.Position"), Queued, UnitDelay, Enabled, Gain
-/// and Offset as in ContainedConnectionOptions; UnitDelay may be missing. Changes of the list take effect with the next
-/// frame. docs/connections.md.
+/// extensions, SourceField and SinkField are paths below them ("Outputs.Position"), Queued, UnitDelay,
+/// Interpolated, Enabled, Gain and Offset as in ContainedConnectionOptions; UnitDelay and Interpolated may be missing.
+/// Changes of the list take effect with the next frame. docs/connections.md.
 ///
 /// A connection whose ends do not exist is not made, which is an error of the extension; it is made when both exist.
 /// Object files contain the list, but not the connections made from it.

@@ -25,7 +25,30 @@ constexpr double kRounding = 1e-9;
 
 }  // namespace
 
-StepGroup::StepGroup() : boundary(std::make_unique<Kr::StepBoundary>()) {}
+namespace {
+
+/// Of a frame; a step that ends so soon ends now. Less is the rounding of times.
+constexpr double kNow = 1e-6;
+
+/// Knows the rate of its group.
+class GroupBoundary final : public Kr::StepBoundary {
+public:
+    explicit GroupBoundary(const StepGroup& group) : _group(group) {}
+
+    double getSecondsAhead(const Kr::StepTime& frame) const override {
+        if (_group.isRefused) return 0.0;
+        const double ahead =
+            _group.until ? *_group.until - frame.begin : _group.rate.getSecondsAhead(frame.begin, frame.seconds);
+        return ahead > kNow * frame.seconds ? ahead : 0.0;
+    }
+
+private:
+    const StepGroup& _group;
+};
+
+}  // namespace
+
+StepGroup::StepGroup() : boundary(std::make_unique<GroupBoundary>(*this)) {}
 
 StepGroup::~StepGroup() = default;
 
@@ -46,7 +69,11 @@ UnitModule::~UnitModule() {
 }
 
 void UnitModule::onExtensionAdded(KrExtension* extension) {
-    if (_findUnit(*extension) != nullptr) _addManagedExtension(extension);
+    auto* unit = _findUnit(*extension);
+    if (unit == nullptr) return;
+    _addManagedExtension(extension);
+    // Before the first step: connections across rates need it at the beginning of the frame.
+    _setBoundary({extension, unit}, _groups[std::min(_findGroup(unit), _groups.size() - 1)]);
 }
 
 void UnitModule::onExtensionRemoved(KrExtension* extension) {
@@ -127,13 +154,16 @@ void UnitModule::_arrangeGroups() {
 /// A unit that several modules step stays with the first.
 void UnitModule::_setBoundaries() {
     for (std::size_t i = 0; i < _groups.size(); ++i) {
-        for (const auto& each : _currentUnits(i)) {
-            auto& fields = each.extension->getFieldsContainer();
-            const auto* before = FieldsAccess::getStepBoundary(fields);
-            if (before == nullptr || _isOwnBoundary(before))
-                FieldsAccess::setStepBoundary(fields, each.unit != nullptr ? _groups[i].boundary.get() : nullptr);
-        }
+        for (const auto& each : _currentUnits(i))
+            _setBoundary(each, _groups[i]);
     }
+}
+
+void UnitModule::_setBoundary(const ManagedUnit& unit, const StepGroup& group) {
+    auto& fields = unit.extension->getFieldsContainer();
+    const auto* before = FieldsAccess::getStepBoundary(fields);
+    if (before == nullptr || _isOwnBoundary(before))
+        FieldsAccess::setStepBoundary(fields, unit.unit != nullptr ? group.boundary.get() : nullptr);
 }
 
 bool UnitModule::_isOwnBoundary(const Kr::StepBoundary* boundary) const noexcept {
@@ -238,7 +268,10 @@ GroupSteps::~GroupSteps() {
 bool GroupSteps::next() {
     if (_begun != 0) _boundary.endStep();
     if (_begun == _steps.count) return false;
-    _show(_steps.firstSeconds + static_cast<double>(_begun) * _steps.stepSeconds, _steps.stepSeconds);
+    const double sinceFirst = static_cast<double>(_begun) * _steps.stepSeconds;
+    const double begin = _steps.firstSeconds + sinceFirst;
+    _show(begin, _steps.stepSeconds);
+    _boundary.beginStep({begin, _steps.stepSeconds, _steps.firstSeconds - _frameSeconds + sinceFirst});
     ++_begun;
     return true;
 }

@@ -117,6 +117,7 @@ private:
     void _bringUpToDate();
     void _listUnits();
     void _setBoundaries();
+    void _setBoundary(const ManagedUnit& unit, const StepGroup& group);
     [[nodiscard]] bool _isOwnBoundary(const Kr::StepBoundary* boundary) const noexcept;
     void _leaveBoundary(KrExtension& extension);
 

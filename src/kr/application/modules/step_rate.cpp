@@ -87,4 +87,9 @@ StepRate::Steps StepRate::plan(std::uint32_t frame, double simulatedSeconds, dou
     return {static_cast<std::uint64_t>(std::max(count, 0.0)), begun / _hz, 1.0 / _hz};
 }
 
+double StepRate::getSecondsAhead(double simulatedSeconds, double frameSeconds) const noexcept {
+    if (_kind != Kind::kHertz || 1.0 / _hz <= frameSeconds) return 0.0;
+    return std::max(0.0, countBegun(simulatedSeconds, _hz) / _hz - simulatedSeconds);
+}
+
 }  // namespace KrSim

@@ -51,6 +51,10 @@ public:
     /// \param frameSeconds      that it simulates
     [[nodiscard]] Steps plan(std::uint32_t frame, double simulatedSeconds, double frameSeconds) const noexcept;
 
+    /// Seconds from the beginning of a frame to the end of the last step that plan has for the frames before it, of a
+    /// rate in Hz below the frame rate; else 0.
+    [[nodiscard]] double getSecondsAhead(double simulatedSeconds, double frameSeconds) const noexcept;
+
 private:
     enum class Kind : std::uint8_t { kPerFrame, kEveryFrames, kHertz };
 

@@ -10,6 +10,7 @@
 #include "kr/core/connections/connection_checks.h"
 #include "kr/core/connections/field_base_to_proxy_connection.h"
 #include "kr/core/connections/internal/new_connection.h"
+#include "kr/core/connections/interpolated_connection.h"
 #include "kr/core/connections/proxy_to_field_base_connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/core/connections/unit_delay_connection.h"
@@ -52,6 +53,8 @@ std::unique_ptr<KrConnectionBase> make(FieldBase& source, FieldBase& sink, bool 
             return makeOne<KrSimQueuedConnection>(source, sink, transferNow);
         case eConnectionKind::kUnitDelay:
             return makeOne<KrUnitDelayConnection>(source, sink, transferNow);
+        case eConnectionKind::kInterpolated:
+            return makeOne<KrInterpolatedConnection>(source, sink, transferNow);
     }
     return makeDirect(source, sink, transferNow);
 }
@@ -72,6 +75,7 @@ KrConnectionBase* KrConnectionFactory::_create(FieldBase* source, FieldBase* sin
 eConnectionKind KrConnectionFactory::findKind(const KrConnectionBase& connection) {
     if (connection.isOfClassType(KrSimQueuedConnection::getClassType())) return eConnectionKind::kQueued;
     if (connection.isOfClassType(KrUnitDelayConnection::getClassType())) return eConnectionKind::kUnitDelay;
+    if (connection.isOfClassType(KrInterpolatedConnection::getClassType())) return eConnectionKind::kInterpolated;
     return eConnectionKind::kDirect;
 }
 
@@ -127,6 +131,10 @@ KrConnectionBase* KrConnectionFactory::connectQueued(FieldBase* source, FieldBas
 
 KrConnectionBase* KrConnectionFactory::connectUnitDelay(FieldBase* source, FieldBase* sink) {
     return connectFields(source, sink, eConnectionKind::kUnitDelay);
+}
+
+KrConnectionBase* KrConnectionFactory::connectInterpolated(FieldBase* source, FieldBase* sink) {
+    return connectFields(source, sink, eConnectionKind::kInterpolated);
 }
 
 bool KrConnectionFactory::disconnect(FieldBase* source, FieldBase* sink) {

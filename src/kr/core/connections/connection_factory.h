@@ -9,9 +9,10 @@ namespace Kr {
 
 /// When a connection transfers.
 enum class eConnectionKind : std::uint8_t {
-    kDirect,     ///< when the source changes
-    kQueued,     ///< when its event is delivered: KrSimQueuedConnection
-    kUnitDelay,  ///< at the end of the step: KrUnitDelayConnection
+    kDirect,        ///< when the source changes
+    kQueued,        ///< when its event is delivered: KrSimQueuedConnection
+    kUnitDelay,     ///< at the end of the step: KrUnitDelayConnection
+    kInterpolated,  ///< at the faster steps of the sink, too: KrInterpolatedConnection
 };
 
 /// Creates the connection that fits two fields.
@@ -34,6 +35,8 @@ public:
     static KrConnectionBase* connectQueued(KrData::FieldBase* source, KrData::FieldBase* sink);
     /// The same with a KrUnitDelayConnection: the sink is set at the end of each step, for feedback.
     static KrConnectionBase* connectUnitDelay(KrData::FieldBase* source, KrData::FieldBase* sink);
+    /// The same with a KrInterpolatedConnection: the faster steps of the sink have values between those of the source.
+    static KrConnectionBase* connectInterpolated(KrData::FieldBase* source, KrData::FieldBase* sink);
     /// Destroys the connections between the two fields that were created by these functions, and those without an
     /// owner. Returns whether there were any.
     static bool disconnect(KrData::FieldBase* source, KrData::FieldBase* sink);

@@ -43,6 +43,7 @@ protected:
                 Roles roles, bool transferNow);
     /// Before _begin: problems that were reported for the original are not reported for the copy.
     void _setCopy() noexcept { _isCopy = true; }
+    [[nodiscard]] bool _isCopied() const noexcept { return _isCopy; }
     /// Leaves both fields and the sorter, and becomes invalid. False when an observer destroyed it.
     bool _end() noexcept;
     /// Whether both have a parent, and roles that fit; else logs the reason at error level.

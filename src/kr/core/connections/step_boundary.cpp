@@ -22,11 +22,26 @@ void SteppedTransfer::_join(StepBoundary* boundary, const Copy& copy) {
     _boundary = boundary;
 }
 
+StepStart::~StepStart() {
+    _join(nullptr);
+}
+
+void StepStart::_join(StepBoundary* boundary) {
+    if (_boundary == boundary) return;
+    if (_boundary != nullptr) _boundary->_starts.removeAt(_place);
+    _boundary = nullptr;
+    if (boundary == nullptr) return;
+    _place = boundary->_starts.add(this);
+    _boundary = boundary;
+}
+
 // --- Boundaries ----------------------------------------------------------------------------------------------------
 
 StepBoundary::StepBoundary() = default;
 
 StepBoundary::~StepBoundary() {
+    for (auto* start : _starts.items())
+        start->_boundary = nullptr;
     for (auto* transfer : _transfers.items())
         transfer->_boundary = nullptr;
     for (const auto& each : _copies.items())
@@ -46,6 +61,15 @@ void StepBoundary::_move(SteppedTransfer& transfer) {
     _remove(transfer);
     transfer._isCopied = !transfer._isCopied;
     transfer._place = place;
+}
+
+double StepBoundary::getSecondsAhead(const StepTime&) const {
+    return 0.0;
+}
+
+void StepBoundary::_beginAll(const StepTime& step) {
+    for (decltype(_starts)::Walk walk(_starts); auto* start = walk.next();)
+        start->beginStep(step);
 }
 
 void StepBoundary::_endAll() {

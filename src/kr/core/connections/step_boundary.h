@@ -12,6 +12,40 @@ namespace Kr {
 
 class StepBoundary;
 
+/// A frame or a step in it, in simulated time.
+/// Thread: value. Ownership: value.
+struct StepTime {
+    double begin{0.0};    ///< seconds
+    double seconds{0.0};  ///< its length; 0 where none is simulated
+    double sinceFrame{
+        0.0};  ///< seconds from the beginning of the frame to its own, without the rounding of large times
+};
+
+/// The part of a connection that acts where a step begins.
+/// Thread: application. Ownership: owned by its connection; the boundary borrows it until it leaves it or dies.
+class KR_API StepStart {
+public:
+    StepStart(const StepStart&) = delete;
+    StepStart& operator=(const StepStart&) = delete;
+
+    /// Observers may destroy this object.
+    virtual void beginStep(const StepTime& step) = 0;
+
+protected:
+    StepStart() = default;
+    /// Leaves the boundary.
+    virtual ~StepStart();
+
+    /// Leaves the present boundary and joins that one; null joins none.
+    void _join(StepBoundary* boundary);
+
+private:
+    friend class StepBoundary;
+
+    StepBoundary* _boundary{nullptr};
+    std::size_t _place{0};
+};
+
 /// The part of a connection that acts where one step ends and the next one begins.
 /// Thread: application. Ownership: owned by its connection; the boundary borrows it until it leaves it or dies.
 class KR_API SteppedTransfer {
@@ -63,8 +97,13 @@ public:
     StepBoundary();
     StepBoundary(const StepBoundary&) = delete;
     StepBoundary& operator=(const StepBoundary&) = delete;
-    ~StepBoundary();
+    virtual ~StepBoundary();
 
+    /// Calls what acts at the beginning of a step: of the frame before onPreUpdate of all modules, of a group before
+    /// its units are stepped.
+    void beginStep(const StepTime& step) {
+        if (!_starts.empty()) _beginAll(step);
+    }
     /// First reads the sources of all connections, then sets all sinks. So a value that passes two unit delays takes
     /// two steps, in whatever order the two were made. Allocates nothing once each connection has transferred.
     void endStep() {
@@ -73,7 +112,12 @@ public:
     /// Number of connections.
     [[nodiscard]] std::size_t size() const noexcept { return _transfers.size() + _copies.size(); }
 
+    /// Seconds from the beginning of a frame to the end of the last step that began before it: 0, unless a step lasts
+    /// for several frames.
+    [[nodiscard]] virtual double getSecondsAhead(const StepTime& frame) const;
+
 private:
+    friend class StepStart;
     friend class SteppedTransfer;
 
     /// A copy beside its transfer, so that a step reads only this and the two fields.
@@ -85,6 +129,7 @@ private:
     };
     struct SetPlace {
         void operator()(SteppedTransfer* transfer, std::size_t place) const noexcept { transfer->_place = place; }
+        void operator()(StepStart* start, std::size_t place) const noexcept { start->_place = place; }
         void operator()(const Listed& listed, std::size_t place) const noexcept { listed.transfer->_place = place; }
     };
 
@@ -92,10 +137,12 @@ private:
     void _remove(const SteppedTransfer& transfer) noexcept;
     /// To the other list.
     void _move(SteppedTransfer& transfer);
+    void _beginAll(const StepTime& step);
     void _endAll();
     void _readSources();
     void _copyQuietly();
 
+    WalkList<StepStart*, SetPlace> _starts;
     WalkList<SteppedTransfer*, SetPlace> _transfers;
     WalkList<Listed, SetPlace> _copies;
 };

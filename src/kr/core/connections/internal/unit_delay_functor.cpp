@@ -4,7 +4,7 @@
 
 #include "kr/application/context/context_access.h"
 #include "kr/core/connections/internal/value_copies.h"
-#include "kr/core/connections/unit_delay_connection.h"
+#include "kr/core/connections/stepped_connection.h"
 #include "kr/data/field_access.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_access.h"
@@ -19,27 +19,39 @@ using KrSim::detail::FieldsAccess;
 
 namespace {
 
-StepBoundary* groupOf(KrExtension* extension) {
-    return extension != nullptr ? FieldsAccess::getStepBoundary(extension->getFieldsContainer()) : nullptr;
-}
-
 StepBoundary* applicationOf(const KrExtension* extension) {
     if (extension == nullptr) return nullptr;
     return KrSim::detail::ContextAccess::getStepBoundary(extension->getFieldsContainer().getApplicationContext());
 }
 
-StepBoundary* findBoundary(KrExtension* source, KrExtension* sink) {
-    if (auto* group = groupOf(sink); group != nullptr && group == groupOf(source)) return group;
-    auto* boundary = applicationOf(sink);
-    return boundary != nullptr ? boundary : applicationOf(source);
-}
-
 }  // namespace
 
-UnitDelayFunctor::UnitDelayFunctor(const FieldBase& source, FieldBase& sink, const KrUnitDelayConnection& connection)
+UnitDelayFunctor::UnitDelayFunctor(const FieldBase& source, FieldBase& sink, const KrSteppedConnection& connection)
     : ConnectionFunctor(source, sink), _connection(connection) {}
 
 UnitDelayFunctor::~UnitDelayFunctor() = default;
+
+StepBoundary* UnitDelayFunctor::getGroupBoundary(KrExtension* extension) {
+    return extension != nullptr ? FieldsAccess::getStepBoundary(extension->getFieldsContainer()) : nullptr;
+}
+
+StepBoundary* UnitDelayFunctor::_findApplicationBoundary(KrExtension* sinkOwner) const {
+    auto* boundary = applicationOf(sinkOwner);
+    return boundary != nullptr ? boundary : applicationOf(_getSourceOwner());
+}
+
+void UnitDelayFunctor::_followBoundaries(KrExtension* sinkOwner) const {
+    for (auto* each : {_getSourceOwner(), sinkOwner})
+        if (each != nullptr) FieldsAccess::setHasSteppedConnections(each->getFieldsContainer());
+}
+
+KrExtension* UnitDelayFunctor::_getSourceOwner() const {
+    return _connection.getSourceOwner();
+}
+
+bool UnitDelayFunctor::_mayTransferNow() const {
+    return _connection._transfersNow() && !_isSinkSuspended();
+}
 
 void UnitDelayFunctor::transfer(const FieldBase&) {
     if (_isSinkSuspended()) return;
@@ -53,26 +65,28 @@ void UnitDelayFunctor::transfer(const FieldBase&) {
 
 void UnitDelayFunctor::setSinkOwner(KrExtension* owner) {
     ConnectionFunctor::setSinkOwner(owner);
-    auto* sourceOwner = _connection.getSourceOwner();
-    for (auto* each : {sourceOwner, owner})
-        if (each != nullptr) FieldsAccess::setHasSteppedConnections(each->getFieldsContainer());
+    _followBoundaries(owner);
     if (!isEnabled()) return _join(nullptr, {});
     Copy copy{};
     if (_connection._onlyCopies()) {
         copy = {FieldAccess::getUnnotifiedCopy(_getSink(), _getSource()), &_getSource(), &_getSink(),
                 &KrSim::detail::ExtensionAccess::takesNoValues(owner)};
     }
-    _join(findBoundary(sourceOwner, owner), copy);
+    auto* group = getGroupBoundary(owner);
+    const bool isInGroup = group != nullptr && group == getGroupBoundary(_getSourceOwner());
+    _join(isInGroup ? group : _findApplicationBoundary(owner), copy);
 }
 
 void UnitDelayFunctor::readSource() {
     _isWaiting = false;
-    if (!_connection._transfersNow() || _isSinkSuspended()) return;
-    const auto* value = valueOf(_getSource());
-    if (value == nullptr) return;
+    if (!_mayTransferNow()) return;
+    if (const auto* value = valueOf(_getSource())) _keep(*value);
+}
+
+void UnitDelayFunctor::_keep(const FieldBase& value) {
     // A sink may still be taking the value of an inner step.
     const bool mayChange = _value != nullptr && _value.use_count() == 1;
-    if (!mayChange || !updateCopy(*_value, *value)) _value = makeCopyOf(*value);
+    if (!mayChange || !updateCopy(*_value, value)) _value = makeCopyOf(value);
     _isWaiting = _value != nullptr;
 }
 

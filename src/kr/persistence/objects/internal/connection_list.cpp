@@ -37,7 +37,7 @@ using Identifier = KrSim::KrContentID::Identifier;
 
 /// Sections of this version and later have the raw IDs of ends, and transfer functions.
 constexpr unsigned int kVersionWithRawIDs = 2;
-constexpr unsigned int kVersionWithUnitDelays = 4;
+constexpr unsigned int kVersionWithSteppedConnections = 4;
 /// Of connections that lose their function, these are named.
 constexpr std::size_t kMostNamed = 10;
 
@@ -208,10 +208,16 @@ std::vector<const ConnectionRecord*> order(const std::deque<Placed>& found) {
 eConnectionKind readKind(ArchiveReader& reader, unsigned int version) {
     bool isQueued = false;
     bool isUnitDelay = false;
+    bool isInterpolated = false;
     reader.readIf("IsQueued", isQueued);
-    if (version >= kVersionWithUnitDelays) reader.readIf("IsUnitDelay", isUnitDelay);
-    if (isQueued && isUnitDelay) reader.fail("a connection cannot be both queued and a unit delay");
+    if (version >= kVersionWithSteppedConnections) {
+        reader.readIf("IsUnitDelay", isUnitDelay);
+        reader.readIf("IsInterpolated", isInterpolated);
+    }
+    if (isQueued + isUnitDelay + isInterpolated > 1)
+        reader.fail("a connection can be only one of queued, a unit delay and interpolated");
     if (isQueued) return eConnectionKind::kQueued;
+    if (isInterpolated) return eConnectionKind::kInterpolated;
     return isUnitDelay ? eConnectionKind::kUnitDelay : eConnectionKind::kDirect;
 }
 
@@ -231,6 +237,7 @@ void writeConnections(ArchiveWriter& writer, const std::vector<KrSim::KrExtensio
         writer.writeRepeated("SinkField", connection.sinkField);
         writer.writeIf(connection.kind == eConnectionKind::kQueued, "IsQueued", true);
         writer.writeIf(connection.kind == eConnectionKind::kUnitDelay, "IsUnitDelay", true);
+        writer.writeIf(connection.kind == eConnectionKind::kInterpolated, "IsInterpolated", true);
         writer.writeIf(connection.isDisabled, "IsDisabled", true);
         writer.writeIf(connection.isUnordered, "IsUnordered", true);
         writer.optional(connection.function.has_value(), "TransferFunction",
