@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "kr/application/fwd.h"
 #include "kr/application/modules/fwd.h"
 #include "kr/core/id.h"
 #include "kr/platform/export.h"
