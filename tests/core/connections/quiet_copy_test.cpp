@@ -159,7 +159,7 @@ const ThingCase kThings[] = {
      {2.0}},
     {"ProxyOfTheSink",
      [](Wires& wires) {
-         wires.proxy.emplace("Proxy");
+         wires.proxy.emplace("Proxy", Types::kUnknown, &wires.to->getInputContainer());
          EXPECT_TRUE(wires.proxy->addLink(wires.sink));
          wires.watching = wires.watch(*wires.proxy);
      },
