@@ -19,8 +19,7 @@ InterpolatingFunctor::InterpolatingFunctor(const FieldBase& source, FieldBase& s
 InterpolatingFunctor::~InterpolatingFunctor() = default;
 
 void InterpolatingFunctor::setSinkOwner(KrExtension* owner) {
-    ConnectionFunctor::setSinkOwner(owner);
-    _followBoundaries(owner);
+    _followOwners(owner);
     if (!isEnabled()) _isOnLine = false;
     auto* boundary = isEnabled() ? _findApplicationBoundary(owner) : nullptr;
     _join(boundary, {});

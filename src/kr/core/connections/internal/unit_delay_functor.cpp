@@ -40,7 +40,8 @@ StepBoundary* UnitDelayFunctor::_findApplicationBoundary(KrExtension* sinkOwner)
     return boundary != nullptr ? boundary : applicationOf(_getSourceOwner());
 }
 
-void UnitDelayFunctor::_followBoundaries(KrExtension* sinkOwner) const {
+void UnitDelayFunctor::_followOwners(KrExtension* sinkOwner) {
+    ConnectionFunctor::setSinkOwner(sinkOwner);
     for (auto* each : {_getSourceOwner(), sinkOwner})
         if (each != nullptr) FieldsAccess::setHasSteppedConnections(each->getFieldsContainer());
 }
@@ -64,8 +65,7 @@ void UnitDelayFunctor::transfer(const FieldBase&) {
 }
 
 void UnitDelayFunctor::setSinkOwner(KrExtension* owner) {
-    ConnectionFunctor::setSinkOwner(owner);
-    _followBoundaries(owner);
+    _followOwners(owner);
     if (!isEnabled()) return _join(nullptr, {});
     Copy copy{};
     if (_connection._onlyCopies()) {

@@ -30,8 +30,8 @@ protected:
     /// Of the step group that steps the extension; null for none.
     [[nodiscard]] static StepBoundary* getGroupBoundary(KrSim::KrExtension* extension);
     [[nodiscard]] StepBoundary* _findApplicationBoundary(KrSim::KrExtension* sinkOwner) const;
-    /// setSinkOwner is called again when an end gets another boundary.
-    void _followBoundaries(KrSim::KrExtension* sinkOwner) const;
+    /// Takes over the owner of the sink; setSinkOwner is called again when an end gets another boundary.
+    void _followOwners(KrSim::KrExtension* sinkOwner);
     [[nodiscard]] KrSim::KrExtension* _getSourceOwner() const;
     [[nodiscard]] bool _mayTransferNow() const;
     /// For the next setSink.
