@@ -161,7 +161,7 @@ const ThingCase kThings[] = {
      [](Wires& wires) {
          wires.proxy.emplace("Proxy", Types::kUnknown, &wires.to->getInputContainer());
          EXPECT_TRUE(wires.proxy->addLink(wires.sink));
-         wires.watching = wires.watch(*wires.proxy);
+         wires.watching = wires.proxy->addObserver([&wires](const FieldBase&) { wires.hear(*wires.sink); });
      },
      [](Wires& wires) { wires.proxy.reset(); },
      2.0,
