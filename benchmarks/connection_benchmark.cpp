@@ -4,14 +4,13 @@
 #include <benchmark/benchmark.h>
 
 #include <boost/signals2/signal.hpp>
-#include <chrono>
 #include <cstdint>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/bare_chain.h"
 #include "benchmarks/counted_loop.h"
+#include "benchmarks/second_thread.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
 #include "kr/data/container.h"
@@ -28,12 +27,6 @@ using KrData::Container;
 using KrData::Field;
 using KrData::Types;
 using Connection = std::unique_ptr<Kr::KrConnectionBase>;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 template <class T>
 T* hide(T* object) {

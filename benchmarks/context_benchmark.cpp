@@ -2,15 +2,14 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
+#include "benchmarks/second_thread.h"
 #include "kr/application/context/application_context.h"
 #include "kr/application/context/application_state.h"
 
@@ -18,12 +17,6 @@ namespace {
 
 using KrSim::ApplicationContext;
 using KrSim::ApplicationState;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 constexpr int kBatch = 1000;
 

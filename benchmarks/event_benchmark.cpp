@@ -5,15 +5,14 @@
 
 #include <array>
 #include <boost/signals2/signal.hpp>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_event.h"
+#include "benchmarks/second_thread.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/event_listener.h"
@@ -32,12 +31,6 @@ namespace {
 
 using KrSim::KrEventDispatcher;
 using KrSim::KrSimEvent;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 constexpr int kId = 0x51A7E5;
 constexpr int kBatch = 1000;

@@ -5,11 +5,11 @@
 #include <boost/signals2/signal.hpp>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_property.h"
+#include "benchmarks/second_thread.h"
 #include "kr/data/container.h"
 #include "kr/data/field.h"
 
@@ -18,12 +18,6 @@
 #endif
 
 namespace {
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 // --- The limits: what the operation costs at the least --------------------------------------------------------------
 

@@ -4,17 +4,16 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bare_fleet.h"
 #include "benchmarks/counted_loop.h"
+#include "benchmarks/second_thread.h"
 #include "fleet_modules.h"
 #include "quarter_car_parts.h"
 
@@ -27,12 +26,6 @@ using fleet::kStepsPerFrame;
 using Kr::KrSmartPtr;
 using KrSim::KrApplication;
 using KrSim::KrExtension;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 /// How many frames are compared with the plain program; large fleets take long.
 int checkedFramesOf(std::size_t cars) {

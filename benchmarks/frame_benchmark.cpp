@@ -2,16 +2,15 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_units.h"
+#include "benchmarks/second_thread.h"
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/module_of.h"
@@ -31,12 +30,6 @@ namespace {
 using KrSim::KrApplication;
 using KrSim::KrExtension;
 using Module = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 /// Frames that change the value at the head of the chain, and so all values.
 double nextDrag() {

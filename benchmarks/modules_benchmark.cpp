@@ -2,15 +2,14 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_modules.h"
+#include "benchmarks/second_thread.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_context.h"
 #include "kr/application/modules/i_simulator_module.h"
@@ -28,12 +27,6 @@ using KrSim::KrExtension;
 using KrSim::KrSimulatorModule;
 using KrSim::KrSimulatorModuleSequence;
 using Module = KrSim::KrSmartInterface<KrSim::ISimulatorModule>;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 constexpr std::size_t kModules = 1000;
 

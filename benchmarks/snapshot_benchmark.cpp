@@ -2,13 +2,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstddef>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "benchmarks/allocation_counter.h"
+#include "benchmarks/second_thread.h"
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/core/connections/connection_factory.h"
@@ -20,12 +19,6 @@ namespace {
 
 using KrPersistence::SimulationSnapshot;
 using KrSim::KrExtension;
-
-/// The C library drops the lock prefix of atomics while a process has one thread; simulators have more.
-const bool kSecondThreadRuns = [] {
-    std::thread([] { std::this_thread::sleep_for(std::chrono::hours(1)); }).detach();
-    return true;
-}();
 
 class Unit final : public KrSim::IExtension {
 public:
