@@ -90,7 +90,8 @@ void StepBoundary::_readSources() {
     }
 }
 
-/// The others at once, without a place in between: a quiet sink is nobody's source. One that is quiet no longer waits.
+/// The others at once, without a copy in between: no connection reads a quiet sink. One whose sink is no longer quiet
+/// goes to the transfers, and keeps its value until all sources were read.
 void StepBoundary::_copyQuietly() {
     for (decltype(_copies)::Walk walk(_copies); const auto each = walk.next();) {
         const auto& copy = each.copy;

@@ -15,10 +15,9 @@ class StepBoundary;
 /// A frame or a step in it, in simulated time.
 /// Thread: value. Ownership: value.
 struct StepTime {
-    double begin{0.0};    ///< seconds
-    double seconds{0.0};  ///< its length; 0 where none is simulated
-    double sinceFrame{
-        0.0};  ///< seconds from the beginning of the frame to its own, without the rounding of large times
+    double begin{0.0};       ///< in seconds of simulated time
+    double seconds{0.0};     ///< its length; 0 where none is simulated
+    double sinceFrame{0.0};  ///< seconds from the beginning of the frame; exact also at large times
 };
 
 /// The part of a connection that acts where a step begins.
@@ -58,9 +57,6 @@ public:
     /// At the end of a step, after all sources were read: gives the sink the value that was kept, if any. Observers may
     /// destroy this object.
     virtual void setSink() = 0;
-
-    /// Null while neither end is in an application.
-    [[nodiscard]] StepBoundary* getBoundary() const noexcept { return _boundary; }
 
 protected:
     /// A transfer that only copies a value from field to field, as long as the sink is quiet: see UnnotifiedCopy.
@@ -109,9 +105,6 @@ public:
     void endStep() {
         if (!_transfers.empty() || !_copies.empty()) _endAll();
     }
-    /// Number of connections.
-    [[nodiscard]] std::size_t size() const noexcept { return _transfers.size() + _copies.size(); }
-
     /// Seconds from the beginning of a frame to the end of the last step that began before it: 0, unless a step lasts
     /// for several frames.
     [[nodiscard]] virtual double getSecondsAhead(const StepTime& frame) const;
