@@ -82,6 +82,20 @@ class Files(unittest.TestCase):
                 summary = json.loads(self.run_quietly(setup, "--frames", 1, "--json", *more))
                 self.assertEqual(summary["randomSeed"], seed)
 
+    def test_instances_are_stored_complete_on_request(self):
+        fleet = pathlib.Path(EXAMPLE).parent / "fleet"
+        for name in ("car.xml", "fleet.xml"):
+            (self.folder / name).write_bytes((fleet / name).read_bytes())
+        own, whole, again = (self.folder / name for name in ("fleet.xml", "whole.xml", "again.xml"))
+        self.krsim("convert", own, whole, "--to", "xml", "--self-contained", *WITH_PLUGINS)
+        self.assertGreater(whole.stat().st_size, 5 * own.stat().st_size)
+        self.assertNotIn("IsOwnOnly", whole.read_text())
+        self.krsim("convert", whole, again, "--to", "xml", *WITH_PLUGINS)
+        self.assertEqual(self.krsim("diff", own, again, *WITH_PLUGINS), "")
+        (self.folder / "car.xml").unlink()
+        cars = self.run_quietly(whole, "--seconds", 1, "--outputs")
+        self.assertRegex(cars, r"Car 3/Road\.Outputs\.Distance = \d+")
+
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
             step = self.car

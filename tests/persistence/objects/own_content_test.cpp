@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -128,6 +129,21 @@ INSTANTIATE_TEST_SUITE_P(
 std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+TEST(OwnContent, NamesTheDefinitionFromTheFileAlsoWhenThatWasLoadedByARelativeName) {
+    const test_support::TemporaryFolder folder;
+    Fleet fleet;
+    KrExtension* const definitions[] = {fleet.car.get()};
+    ASSERT_TRUE(KrPersistence::saveObjects((folder / "car.xml").string(), definitions, KrFile::kXml));
+    fleet.clear();
+    const auto relative = std::filesystem::relative(folder / "car.xml").string();
+    const auto loaded = KrPersistence::loadObjects(relative);
+    ASSERT_TRUE(loaded) << loaded.toString();
+    const auto instance = loaded->getObject(0)->instantiate();
+    KrExtension* const instances[] = {instance.get()};
+    ASSERT_TRUE(KrPersistence::saveObjects((folder / "fleet.xml").string(), instances, KrFile::kXml));
+    EXPECT_THAT(readFile((folder / "fleet.xml").string()), HasSubstr("<File>car.xml</File>\n     </Definition>"));
 }
 
 class WaitingInstance : public testing::Test {

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "kr/data/extension_field.h"
@@ -281,6 +283,18 @@ const KrData::Container* ContentWriter::_getRecord(const KrExtension& extension)
     return own != _own.end() ? own->second.get() : nullptr;
 }
 
+namespace {
+
+/// A name that is relative to the folder of the process, as a program gave it when it loaded the definition, means
+/// another file when it is read from the archive.
+std::string makeAbsolute(const std::string& name) {
+    std::error_code failure;
+    const auto absolute = std::filesystem::absolute(name, failure);
+    return failure ? name : absolute.lexically_normal().string();
+}
+
+}  // namespace
+
 void ContentWriter::_writeDefinition(const KrObject& object) {
     _writer.groupIf(object.isInstance(), "Definition", [&] {
         const auto* definition = object.getDefinition();
@@ -288,8 +302,10 @@ void ContentWriter::_writeDefinition(const KrObject& object) {
                        _toStored(definition != nullptr ? definition->getContentID()
                                                        : object.getDefinitionReference().getContentID()));
         std::string file(object.getDefinitionFileName().view());
+        const auto& archive = _writer.getArchiveName();
+        if (!file.empty() && !archive.empty()) file = makeAbsolute(file);
         const bool isHere = (definition != nullptr && _included.count(definition) != 0) ||
-                            (!file.empty() && file == _writer.getArchiveName());
+                            (!file.empty() && !archive.empty() && file == makeAbsolute(archive));
         if (isHere) file = kCurrentFileMarker;
         _writer.optional(!file.empty(), "File", [&] { serializeFilename(_writer, file, "File"); });
     });
