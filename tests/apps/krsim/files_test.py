@@ -86,12 +86,10 @@ class Files(unittest.TestCase):
         fleet = pathlib.Path(EXAMPLE).parent / "fleet"
         for name in ("car.xml", "fleet.xml"):
             (self.folder / name).write_bytes((fleet / name).read_bytes())
-        own, whole, again = (self.folder / name for name in ("fleet.xml", "whole.xml", "again.xml"))
+        own, whole = self.folder / "fleet.xml", self.folder / "whole.xml"
         self.krsim("convert", own, whole, "--to", "xml", "--self-contained", *WITH_PLUGINS)
         self.assertGreater(whole.stat().st_size, 5 * own.stat().st_size)
         self.assertNotIn("IsOwnOnly", whole.read_text())
-        self.krsim("convert", whole, again, "--to", "xml", *WITH_PLUGINS)
-        self.assertEqual(self.krsim("diff", own, again, *WITH_PLUGINS), "")
         (self.folder / "car.xml").unlink()
         cars = self.run_quietly(whole, "--seconds", 1, "--outputs")
         self.assertRegex(cars, r"Car 3/Road\.Outputs\.Distance = \d+")
