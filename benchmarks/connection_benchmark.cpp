@@ -10,6 +10,7 @@
 
 #include "benchmarks/bare_chain.h"
 #include "benchmarks/counted_loop.h"
+#include "benchmarks/hide.h"
 #include "benchmarks/second_thread.h"
 #include "kr/core/connections/connection.h"
 #include "kr/core/connections/sim_queued_connection.h"
@@ -27,14 +28,7 @@ using KrData::Container;
 using KrData::Field;
 using KrData::Types;
 using Connection = std::unique_ptr<Kr::KrConnectionBase>;
-
-template <class T>
-T* hide(T* object) {
-    benchmark::DoNotOptimize(object);
-    return object;
-}
-
-;
+using kr_benchmark::hide;
 
 /// Outputs, each connected to the next.
 struct Chain {

@@ -12,6 +12,7 @@
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_event.h"
+#include "benchmarks/hide.h"
 #include "benchmarks/second_thread.h"
 #include "kr/events/event_data.h"
 #include "kr/events/event_dispatcher.h"
@@ -29,18 +30,13 @@
 
 namespace {
 
+using kr_benchmark::hide;
 using KrSim::KrEventDispatcher;
 using KrSim::KrSimEvent;
 
 constexpr int kId = 0x51A7E5;
 constexpr int kBatch = 1000;
 using Payload = std::array<std::uint8_t, 64>;
-
-template <class T>
-T* hide(T* object) {
-    benchmark::DoNotOptimize(object);
-    return object;
-}
 
 /// Bytes that change from event to event.
 class Payloads {

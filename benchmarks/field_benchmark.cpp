@@ -9,6 +9,7 @@
 
 #include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_property.h"
+#include "benchmarks/hide.h"
 #include "benchmarks/second_thread.h"
 #include "kr/data/container.h"
 #include "kr/data/field.h"
@@ -18,6 +19,8 @@
 #endif
 
 namespace {
+
+using kr_benchmark::hide;
 
 // --- The limits: what the operation costs at the least --------------------------------------------------------------
 
@@ -31,12 +34,6 @@ private:
     double _values[4]{1.0, 2.0, 3.0, 4.0};
     unsigned _at{0};
 };
-
-template <class T>
-T* hide(T* object) {
-    benchmark::DoNotOptimize(object);
-    return object;
-}
 
 void BM_BareVirtualSet(benchmark::State& state) {
     BareProperty bare;

@@ -10,6 +10,7 @@
 
 #include "benchmarks/bare_property.h"
 #include "benchmarks/counted_loop.h"
+#include "benchmarks/hide.h"
 #include "kr/data/container.h"
 #include "kr/data/field_array.h"
 #include "kr/data/proxy.h"
@@ -17,18 +18,11 @@
 
 namespace {
 
+using kr_benchmark::hide;
 using KrData::Container;
 using KrData::Field;
 using KrData::FieldBase;
 using KrData::Types;
-
-template <class T>
-T* hide(T* object) {
-    benchmark::DoNotOptimize(object);
-    return object;
-}
-
-;
 
 // --- The limits -----------------------------------------------------------------------------------------------------
 
