@@ -153,8 +153,11 @@ Kr::UnnotifiedCopy Field<T>::_getOwnUnnotifiedCopy(const FieldBase& source) cons
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
-        if (sink._value == typed._value) return false;
-        sink._value = typed._value;
+        const T& value = typed._value;
+        if (sink._value == value) return false;
+        if (!isFinite(value)) [[unlikely]]
+            sink._announceNotFinite(value);
+        sink._value = value;
         return true;
     };
 }

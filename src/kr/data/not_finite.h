@@ -11,7 +11,8 @@ enum class eRealRank { kFinite, kInfinite, kNaN };
 /// Receives each field whose value becomes infinite or NaN, before that value is stored, on the thread that sets it:
 /// when a value with a NaN replaces one without, or one with an infinite number replaces a finite one. Setting it again
 /// reports nothing. A value of a bound getter counts as set when it is read, for example by a record or a connection.
-/// Values that a transfer writes into its sink, restored and loaded values, and items of a Vector are not reported.
+/// Sinks that a transfer gives such a value are reported after its source. Restored and loaded values, and items of a
+/// Vector, are not reported.
 /// \param rank  of the new value
 using NotFiniteObserver = void (*)(const FieldBase& field, eRealRank rank) noexcept;
 

@@ -168,6 +168,11 @@ TEST(StepGroups, TakeTheRateThatContentChooses) {
     EXPECT_THAT(world.log.lines(Kr::eLogLevel::kWarn), Contains(HasSubstr("'Units' keeps its rate of steps: 16 Hz")));
     choice.set(0.0);
     EXPECT_THAT(world.frame(), ElementsAre("A 200+100"));
+    choice.set(std::nan(""));
+    EXPECT_THAT(world.frame(), ElementsAre("A 300+100"));
+    EXPECT_THAT(world.frame(), ElementsAre("A 400+100"));
+    EXPECT_THAT(world.log.lines(Kr::eLogLevel::kWarn),
+                Contains(HasSubstr("'Units' keeps its rate of steps: a rate must be a number above 0 Hz")).Times(1));
 }
 
 struct RateChangeCase {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -11,6 +13,7 @@
 #include "kr/core/connections/connection.h"
 #include "kr/data/container.h"
 #include "kr/data/field.h"
+#include "kr/data/not_finite.h"
 #include "kr/data/proxy.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/extension_access.h"
@@ -96,6 +99,17 @@ const ThingCase kThings[] = {
      [](Wires& wires) { wires.watching.disconnect(); },
      2.0,
      {2.0}},
+    {"ObserverOfPropertiesOfTheSink",
+     [](Wires& wires) {
+         wires.watching = wires.sink->addPropertyObserver([&wires](const FieldBase& changed) { wires.hear(changed); });
+     },
+     [](Wires& wires) {
+         wires.sink->setDescription("Renamed");
+         EXPECT_THAT(wires.heard, ElementsAre(2.0));
+         wires.watching.disconnect();
+     },
+     2.0,
+     {}},
     {"RangeOfTheSource",
      [](Wires& wires) { wires.source->setRange(0.0, 1.5); },
      [](Wires& wires) { wires.source->clearRange(); },
@@ -180,5 +194,23 @@ INSTANTIATE_TEST_SUITE_P(Connections, QuietCopies, testing::Combine(testing::Boo
                              return std::string(std::get<1>(each.param).name) +
                                     (std::get<0>(each.param) ? "OfOneOfSeveral" : "OfTheOnlyOne");
                          });
+
+/// The fields whose values became worse, in order.
+std::vector<std::string> reportedNames;
+
+TEST(QuietCopiesNotFinite, AreReportedAsOtherTransfersReportThem) {
+    for (const bool isObserved : {false, true}) {
+        Wires wires(true);
+        if (isObserved) wires.watching = wires.watch(*wires.sink);
+        reportedNames.clear();
+        KrData::setNotFiniteObserver(
+            [](const FieldBase& field, KrData::eRealRank) noexcept { reportedNames.push_back(field.getID().str()); });
+        for (const double value : {std::nan(""), 2.0, std::numeric_limits<double>::infinity()})
+            wires.source->setValue(value);
+        KrData::setNotFiniteObserver(nullptr);
+        EXPECT_THAT(reportedNames, ElementsAre("Source", "First", "Sink", "Last", "Source", "First", "Sink", "Last"))
+            << isObserved;
+    }
+}
 
 }  // namespace quiet_copy_test

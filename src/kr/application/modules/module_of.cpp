@@ -22,13 +22,13 @@ namespace {
 
 /// Of a step of several frames; less is the rounding of times.
 constexpr double kRounding = 1e-9;
-
-}  // namespace
-
-namespace {
-
 /// Of a frame; a step that ends so soon ends now. Less is the rounding of times.
 constexpr double kNow = 1e-6;
+
+/// Also for NaN.
+bool isSame(double one, double another) noexcept {
+    return one == another || (std::isnan(one) && std::isnan(another));
+}
 
 /// Knows the rate of its group.
 class GroupBoundary final : public Kr::StepBoundary {
@@ -55,7 +55,7 @@ StepGroup::~StepGroup() = default;
 StepRate StepGroup::getWantedRate() const {
     if (!choice) return rate;
     const double hz = choice->get();
-    return hz > 0.0 ? StepRate::hertz(hz, declared.getRest()) : declared;
+    return hz == 0.0 ? declared : StepRate::hertz(hz, declared.getRest());
 }
 
 UnitModule::UnitModule(KrSimulatorModule* proxy, int version) : ISimulatorModule(proxy, version), _groups(1) {}
@@ -237,7 +237,7 @@ void UnitModule::_testRate(StepGroup& group, double frameRateHz) const {
 }
 
 StepRate::Steps UnitModule::_planSteps(StepGroup& group) {
-    if (group.choice && group.choice->get() != group.chosenHz) _takeChoice(group);
+    if (group.choice && !isSame(group.choice->get(), group.chosenHz)) _takeChoice(group);
     const auto context = getApplicationContext();
     const double frameSeconds = context.getStepSeconds();
     if (const double rateHz = 1.0 / frameSeconds; rateHz != group.testedRateHz) _testRate(group, rateHz);

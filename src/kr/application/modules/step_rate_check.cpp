@@ -10,7 +10,7 @@ std::vector<RefusedRate> StepRateCheck::findRefused(const KrSimulatorModule& mod
     const auto* units = module.getImplementationAs<UnitModule>();
     if (units == nullptr) return refused;
     for (const auto& group : units->_groups) {
-        const bool isChosen = group.choice && group.choice->get() > 0.0;
+        const bool isChosen = group.choice && group.choice->get() != 0.0;
         const auto reason = group.getWantedRate().explainRefusal(frameRateHz);
         if (!reason.empty())
             refused.push_back({group.name, isChosen ? group.choice->getField()->getID() : Kr::KrID(), reason});
