@@ -165,6 +165,7 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
         if (each->extension == &extension) _finishWithdrawal(*each);
     }
     if (!_belongsHere(extension) || !_present.insert(&extension).second) return;
+    ++_changeCount;
     const Kr::KrSmartPtr<KrExtension> held(&extension);
     try {
         KrExtensionSorter::instance().addExtension(&extension);
@@ -172,6 +173,7 @@ void KrContentDispatcher::_enter(KrExtension& extension) {
         _hasNewContent = true;
         _offer(extension);
     } catch (...) {
+        ++_changeCount;
         if (_present.erase(&extension) > 0) _forget(extension);
         throw;
     }
@@ -211,6 +213,7 @@ void KrContentDispatcher::_takeOut(KrExtension& extension) {
         object->unregisterListener(this);
     }
     if (_present.erase(&extension) == 0) return;  // a module was faster
+    ++_changeCount;
     _withdraw(extension);
     _forget(extension);
     _observer._onExtensionLeft(extension);
@@ -301,6 +304,7 @@ void KrContentDispatcher::_updateProxies() {
 void KrContentDispatcher::_addModule(KrSimulatorModule& module) {
     ModuleOffer offer{&module, getExtensions(), 0, _moduleOffers};
     _modules.edit().emplace_back(&module);
+    ++_changeCount;
     _moduleOffers = &offer;
     try {
         while (offer.told < offer.extensions.size()) {
@@ -319,6 +323,7 @@ void KrContentDispatcher::_removeModule(KrSimulatorModule& module) {
     const Kr::KrSmartPtr<KrSimulatorModule> held(&module);
     if (!hasModule(&module)) return;
     std::erase(_modules.edit(), held);
+    ++_changeCount;
     try {
         _withdrawFrom(module, getExtensions());
     } catch (const std::bad_alloc&) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <unordered_set>
 #include <vector>
@@ -45,6 +46,8 @@ public:
     /// In the order of insertion; null past the end. Borrowed.
     [[nodiscard]] KrSimulatorModule* getModule(std::size_t index) const;
     [[nodiscard]] bool hasModule(const KrSimulatorModule* module) const;  ///< Only compares the address.
+    /// Grows with each extension and module that comes or goes: as long as it stays, so do they.
+    [[nodiscard]] std::uint64_t getChangeCount() const noexcept { return _changeCount; }
 
 private:
     friend class KrApplication;
@@ -90,6 +93,7 @@ private:
     Observer& _observer;
     std::unordered_set<const KrExtension*> _present;
     std::vector<KrData::FieldReference> _waitingProxies;
+    std::uint64_t _changeCount{0};
     bool _hasNewContent{false};
     Kr::CopyOnWrite<Modules> _modules;  // a walk keeps what it walks over
 

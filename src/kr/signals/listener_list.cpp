@@ -1,6 +1,7 @@
 #include "kr/signals/listener_list.h"
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <vector>
@@ -24,8 +25,10 @@ public:
         const std::lock_guard lock(_mutex);
         const auto found = _find(listener);
         if (found != _slots.end()) return 0;
-        _slots.push_back({++_lastNumber, listener, std::move(held)});
-        return _lastNumber;
+        const auto number = _lastNumber.load(std::memory_order_relaxed) + 1;
+        _slots.push_back({number, listener, std::move(held)});
+        _lastNumber.store(number, std::memory_order_release);
+        return number;
     }
     bool remove(const void* listener) noexcept {
         return _take([&] { return _find(listener); });
@@ -46,10 +49,8 @@ public:
         const auto found = _after(number - 1);
         return found != _slots.end() && found->number == number;
     }
-    [[nodiscard]] std::uint64_t getLastNumber() noexcept {
-        const std::lock_guard lock(_mutex);
-        return _slots.empty() ? 0 : _slots.back().number;
-    }
+    /// Of the latest registration, which may have ended.
+    [[nodiscard]] std::uint64_t getLastNumber() const noexcept { return _lastNumber.load(std::memory_order_acquire); }
     /// The first slot behind this number; a default one when there is none up to `end`.
     [[nodiscard]] Slot findAfter(std::uint64_t number, std::uint64_t end) noexcept {
         const std::lock_guard lock(_mutex);
@@ -89,9 +90,9 @@ private:
         return true;
     }
 
-    std::mutex _mutex;  // guards the members below
+    std::mutex _mutex;  // guards the slots
     Slots _slots;
-    std::uint64_t _lastNumber{0};
+    std::atomic<std::uint64_t> _lastNumber{0};  // written under the lock
 };
 
 namespace {

@@ -6,7 +6,6 @@
 
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
-#include "kr/application/i_application_listener.h"
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/value_hash.h"
 #include "kr/extension/extension.h"
@@ -39,17 +38,13 @@ std::uint64_t keyOf(const KrExtension& extension) {
 
 }  // namespace
 
-/// The list of what is in the application, made again after a change.
-class FrameHash::Contents final : public KrSim::IApplicationListener, private Kr::KrBase::Subscriber {
+/// The list of what is in the application, made again by the first calculation after a change. It listens to names
+/// only: a listener of the application would be called in each frame.
+class FrameHash::Contents final : private Kr::KrBase::Subscriber {
 public:
     explicit Contents(KrApplication& application)
-        : _application(application), _values([this](const KrExtension& extension) { return _findKey(extension); }) {
-        _application.registerListener(this);
-    }
-    ~Contents() override {
-        unsubscribeFromAll();
-        _application.unregisterListener(this);
-    }
+        : _application(application), _values([this](const KrExtension& extension) { return _findKey(extension); }) {}
+    ~Contents() override { unsubscribeFromAll(); }
 
     std::uint64_t calculate() {
         _bringUpToDate();
@@ -69,17 +64,12 @@ public:
         return parts;
     }
 
-    void onExtensionAdded(KrApplication*, KrExtension*) override { _clear(); }
-    void onExtensionRemoved(KrApplication*, KrExtension*) override { _clear(); }
-    void onModuleInserted(KrApplication*, KrSim::KrSimulatorModule*) override { _clear(); }
-    void onModuleRemoved(KrApplication*, KrSim::KrSimulatorModule*) override { _clear(); }
-
 private:
     struct Entry {
         const Kr::KrInputOutputContainer* fields;
         std::shared_ptr<const KrData::ValuePlan> plan;
         std::uint64_t key;
-        Kr::KrSmartPtr<KrExtension> extension;
+        KrExtension* extension;  // held by the application
         KrContentID::Identifier rawID;
 
         [[nodiscard]] bool isUpToDate() const {
@@ -90,24 +80,24 @@ private:
     /// A new name, which is part of the paths.
     void onEvent(Kr::KrBase::Event, Kr::KrBase*) override { _clear(); }
 
-    /// Nothing is held when this returns, so that removed content can die.
     void _clear() noexcept {
         _isComplete = false;
         if (_entries.empty()) return;  // many changes in one frame
         unsubscribeFromAll();
         _values.clear();
         _keys.clear();
-        const auto dropped = std::exchange(_entries, {});  // the end of an extension may change more content
+        _entries.clear();
     }
 
     [[nodiscard]] bool _isUpToDate() const {
-        return _isComplete &&
+        return _isComplete && _changeCount == _application.getContentDispatcher().getChangeCount() &&
                std::all_of(_entries.begin(), _entries.end(), [](const Entry& each) { return each.isUpToDate(); });
     }
 
     void _bringUpToDate() {
         if (_isUpToDate()) return;
         _clear();
+        _changeCount = _application.getContentDispatcher().getChangeCount();
         for (const auto& each : _application.getContentDispatcher().getExtensions())
             _add(*each);
         for (std::size_t i = 0; i < _application.getModuleCount(); ++i)
@@ -125,8 +115,7 @@ private:
         const auto& fields = extension.getFieldsContainer();
         const auto& id = extension.getContentID();
         const auto key = keyOf(extension);
-        _entries.push_back(
-            {&fields, FieldsAccess::getValuePlan(fields), key, Kr::KrSmartPtr<KrExtension>(&extension), id.getRawID()});
+        _entries.push_back({&fields, FieldsAccess::getValuePlan(fields), key, &extension, id.getRawID()});
         extension.addSubscriber(Kr::KrBase::Event::kRenamed, this);
         _keys.emplace(&extension, key);
     }
@@ -141,6 +130,7 @@ private:
     std::vector<Entry> _entries;
     std::unordered_map<const KrExtension*, std::uint64_t> _keys;
     std::uint64_t _sumOfKeys{0};
+    std::uint64_t _changeCount{0};  // of the application, when the list was made
     bool _isComplete{false};
 };
 

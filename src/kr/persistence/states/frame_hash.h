@@ -33,8 +33,7 @@ struct ExtensionHash {
 ///     application->update();
 ///     std::printf("%016llx\n", static_cast<unsigned long long>(hash.calculate()));
 ///
-/// Thread: application, between two passes, as in onFrameEnded. Ownership: borrows the application; holds its content
-/// until that is removed.
+/// Thread: application, between two passes, as in onFrameEnded. Ownership: borrows the application.
 class KR_API FrameHash {
 public:
     explicit FrameHash(KrSim::KrApplication& application);
