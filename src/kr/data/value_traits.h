@@ -264,6 +264,7 @@ template <class T>
 template <class T>
 [[nodiscard]] bool isIdentical(const T& first, const T& second) {
     if constexpr (std::is_trivially_copyable_v<T>) {
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison,bugprone-sizeof-expression): it is the bits that count
         return std::memcmp(&first, &second, sizeof(T)) == 0;
     } else {
         return first == second;
