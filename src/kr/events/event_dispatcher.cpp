@@ -55,7 +55,12 @@ State& state() {
 
 enum class eCaller { kSend, kFrame };
 
+bool hasWork(const State& all, const LocalQueue& queue) noexcept {
+    return queue.hasLocal.load(std::memory_order_relaxed) || (all.remote.hasChannel() && all.queues.isReceiver(queue));
+}
+
 void processQueue(State& all, ThreadEvents& self, LocalQueue& queue, eCaller caller, FirstException& exception) {
+    if (!hasWork(all, queue) && queue.isOwnedHere()) return;  // most frames: without the lock
     const Processing processing(self);
     detail::EventBatches batches;
     if (!all.queues.take(queue, self, caller == eCaller::kFrame, batches)) return;
@@ -76,10 +81,6 @@ detail::Delivery deliveryTo(const LocalQueue& queue, bool isImmediate = false) n
 bool sendsProcess(const State& all, ThreadEvents& self) noexcept {
     if (self.processingDepth >= kDeepestProcessing) self.wasTooDeep = true;
     return !self.wasTooDeep && !all.isExternalControlEnabled.load(std::memory_order_relaxed);
-}
-
-bool hasWork(const State& all, const LocalQueue& queue) noexcept {
-    return queue.hasLocal.load(std::memory_order_relaxed) || (all.remote.hasChannel() && all.queues.isReceiver(queue));
 }
 
 /// Calls the function with each queue that has events, belongs to this thread and is that of an application which does

@@ -57,11 +57,13 @@ bool ApplicationState::executeLater(std::function<void()>&& function) {
 }
 
 void ApplicationState::runDelayedFunctions() {
+    if (!_delayed->hasWork()) return;
     const Kr::KrSmartPtr<ApplicationState> self(this);  // a function may destroy the application
     _delayed->runBatch();
 }
 
 void ApplicationState::runBetweenFrames() {
+    if (!_betweenFrames->hasWork()) return;
     const Kr::KrSmartPtr<ApplicationState> self(this);
     _betweenFrames->runBatch();
 }

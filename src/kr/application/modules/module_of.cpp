@@ -95,8 +95,14 @@ void UnitModule::onUpdate(eApplicationMode mode) {
         group.boundary->endStep();
 }
 
+const ApplicationContext& UnitModule::_getContext() const {
+    static const auto& none = *new ApplicationContext;
+    const KrExtension* proxy = _getProxy();
+    return proxy != nullptr ? proxy->getFieldsContainer().getApplicationContext() : none;
+}
+
 double UnitModule::_getStepSeconds(eApplicationMode mode) const {
-    return mode == eApplicationMode::kSimulating ? getApplicationContext().getStepSeconds() : 0.0;
+    return mode == eApplicationMode::kSimulating ? _getContext().getStepSeconds() : 0.0;
 }
 
 Kr::GuardedPair UnitModule::_namesOf(const KrExtension& extension) const {
@@ -187,7 +193,7 @@ std::size_t UnitModule::addStepGroup(const std::string& name, const StepRate& ra
 
 bool UnitModule::setStepRate(const StepRate& rate, std::size_t number) {
     auto& group = _groups.at(number);
-    const double frameRateHz = getApplicationContext().getSimulationFrameRate();
+    const double frameRateHz = _getContext().getSimulationFrameRate();
     if (const auto reason = rate.explainRefusal(frameRateHz); !reason.empty()) {
         Kr::logMessage(Kr::eLogLevel::kWarn, "KrSimulatorModule: '%s' keeps its rate of steps%s%s: %s\n",
                        getName().c_str(), group.name.empty() ? "" : " of group ", group.name.c_str(), reason.c_str());
@@ -238,7 +244,7 @@ void UnitModule::_testRate(StepGroup& group, double frameRateHz) const {
 
 StepRate::Steps UnitModule::_planSteps(StepGroup& group) {
     if (group.choice && !isSame(group.choice->get(), group.chosenHz)) _takeChoice(group);
-    const auto context = getApplicationContext();
+    const auto& context = _getContext();
     const double frameSeconds = context.getStepSeconds();
     if (const double rateHz = 1.0 / frameSeconds; rateHz != group.testedRateHz) _testRate(group, rateHz);
     if (group.isRefused) return {};
@@ -258,8 +264,8 @@ GroupSteps::GroupSteps(UnitModule& module, std::size_t group)
     : _module(module),
       _boundary(*module._groups[group].boundary),
       _steps(module._planSteps(module._groups[group])),
-      _frameSeconds(module.getApplicationContext().getSimulatedSeconds()),
-      _frameStepSeconds(module.getApplicationContext().getStepSeconds()) {}
+      _frameSeconds(module._getContext().getSimulatedSeconds()),
+      _frameStepSeconds(module._getContext().getStepSeconds()) {}
 
 GroupSteps::~GroupSteps() {
     if (_begun != 0) _show(_frameSeconds, _frameStepSeconds);
@@ -277,8 +283,7 @@ bool GroupSteps::next() {
 }
 
 void GroupSteps::_show(double simulatedSeconds, double stepSeconds) const noexcept {
-    const auto context = _module.getApplicationContext();
-    const auto& state = ContextAccess::getState(context);
+    const auto& state = ContextAccess::getState(_module._getContext());
     if (!state) return;
     state->simulatedSeconds = simulatedSeconds;
     state->stepSeconds = stepSeconds;

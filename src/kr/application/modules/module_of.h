@@ -104,6 +104,8 @@ private:
     /// The group of a unit; 0 for one that does not exist.
     [[nodiscard]] virtual std::size_t _findGroup(const void* unit) const = 0;
     virtual void _stepAll(double seconds) = 0;
+    /// Of the proxy, not held: nothing that uses it may outlive the proxy.
+    [[nodiscard]] const ApplicationContext& _getContext() const;
     [[nodiscard]] StepRate::Steps _planSteps(StepGroup& group);
     void _takeChoice(StepGroup& group);
     void _testRate(StepGroup& group, double frameRateHz) const;

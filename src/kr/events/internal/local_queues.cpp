@@ -59,13 +59,14 @@ void LocalQueue::pushDelayed(double now, const KrSimEvent& event, bool isLocal, 
     const double due = now + event.getDelay();
     delayed.push_back({event, due, isLocal, isRemote});
     delayed.back().event.setDelay(0.0);
-    earliestDueSeconds = std::min(earliestDueSeconds, due);
+    earliestDueSeconds.store(std::min(earliestDueSeconds.load(), due));
 }
 
 void LocalQueue::updateEarliestDue() noexcept {
-    earliestDueSeconds = kNever;
+    double earliest = kNever;
     for (const auto& each : delayed)
-        earliestDueSeconds = std::min(earliestDueSeconds, each.dueSeconds);
+        earliest = std::min(earliest, each.dueSeconds);
+    earliestDueSeconds.store(earliest);
 }
 
 // --- Which queue ---------------------------------------------------------------------------------------------------
@@ -154,11 +155,12 @@ void LocalQueues::giveBack(LocalQueue& queue, EventBatches& batches) {
 }
 
 std::vector<PendingEvent> LocalQueues::takeDue(LocalQueue& queue) {
-    const double nowSeconds = now();
-    const auto isDue = [nowSeconds](const PendingEvent& each) { return each.dueSeconds <= nowSeconds; };
     std::vector<PendingEvent> due;
+    if (queue.earliestDueSeconds.load(std::memory_order_relaxed) == LocalQueue::kNever) return due;
+    const double nowSeconds = now();
+    if (nowSeconds < queue.earliestDueSeconds.load(std::memory_order_relaxed)) return due;
+    const auto isDue = [nowSeconds](const PendingEvent& each) { return each.dueSeconds <= nowSeconds; };
     const std::lock_guard lock(mutex);
-    if (nowSeconds < queue.earliestDueSeconds) return due;
     due.reserve(static_cast<std::size_t>(std::count_if(queue.delayed.begin(), queue.delayed.end(), isDue)));
     for (auto& each : queue.delayed) {
         if (isDue(each)) due.push_back(std::move(each));
@@ -313,7 +315,7 @@ void LocalQueues::retire(LocalQueue& queue) noexcept {
     queue.isWarnedOf = false;
     queue.number.store(0);
     queue.hasLocal.store(false);
-    queue.earliestDueSeconds = LocalQueue::kNever;
+    queue.earliestDueSeconds.store(LocalQueue::kNever);
 }
 
 void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
@@ -326,7 +328,7 @@ void LocalQueues::_handOverLocked(const LocalQueue& queue, LocalQueue& next) {
     for (const auto& each : queue.delayed) {
         if (!isOfOthers(each.event)) continue;
         next.delayed.push_back(each);
-        next.earliestDueSeconds = std::min(next.earliestDueSeconds, each.dueSeconds);
+        next.earliestDueSeconds.store(std::min(next.earliestDueSeconds.load(), each.dueSeconds));
     }
 }
 
@@ -365,7 +367,7 @@ void LocalQueues::setClock(const Kr::IClock& next) {
     const auto shiftAll = [shift](LocalQueue& queue) {
         for (auto& each : queue.delayed)
             each.dueSeconds += shift;
-        queue.earliestDueSeconds += shift;
+        queue.earliestDueSeconds.store(queue.earliestDueSeconds.load() + shift);
     };
     shiftAll(common);
     for (auto* each : _applications)

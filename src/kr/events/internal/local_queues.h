@@ -69,16 +69,16 @@ public:
     void updateEarliestDue() noexcept;
 
     std::atomic<Kr::ThreadId> owner{Kr::ThreadId::kNone};
-    std::atomic<bool> hasLocal{false};   // or forwarded ones
-    std::atomic<bool> isRunning{false};  // the main loop of the application runs
-    std::atomic<unsigned> number{0};     // of the application, in the order of creation; 0 without one
+    std::atomic<bool> hasLocal{false};               // or forwarded ones
+    std::atomic<bool> isRunning{false};              // the main loop of the application runs
+    std::atomic<unsigned> number{0};                 // of the application, in the order of creation; 0 without one
+    std::atomic<double> earliestDueSeconds{kNever};  // of the delayed ones
 
     EventDomain* domain{nullptr};               // of the application; null: the common queue
     Kr::ThreadId creator{Kr::ThreadId::kNone};  // made the application and has not ended
     EventBuffer local;
     EventBuffer forwarded;
     std::vector<PendingEvent> delayed;
-    double earliestDueSeconds{kNever};
     bool isWarnedOf{false};  // since the last processing
 
 private:

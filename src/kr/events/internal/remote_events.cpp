@@ -43,12 +43,15 @@ std::shared_ptr<SharedEventChannel> RemoteEvents::getChannel() {
 void RemoteEvents::queue(const KrSimEvent& event) {
     const std::lock_guard lock(_queueMutex);
     _queue.events.push_back(event);
+    _hasQueued.store(true, std::memory_order_relaxed);
 }
 
 void RemoteEvents::sendQueued() {
+    if (!_hasQueued.load(std::memory_order_relaxed)) return;
     EventBatch batch;
     {
         const std::lock_guard lock(_queueMutex);
+        _hasQueued.store(false, std::memory_order_relaxed);
         batch = _queue.take();
     }
     if (const auto channel = getChannel(); channel && !batch.empty()) {

@@ -30,6 +30,7 @@ public:
 private:
     std::mutex _queueMutex;  // guards the next member
     EventBuffer _queue;
+    std::atomic<bool> _hasQueued{false};  // written under the lock, read without it: most frames send nothing
 
     std::mutex _channelMutex;  // guards the next member
     std::shared_ptr<SharedEventChannel> _channel;

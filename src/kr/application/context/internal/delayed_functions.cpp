@@ -28,6 +28,7 @@ bool DelayedFunctions::add(Function&& function) {
     const std::lock_guard lock(_mutex);
     if (_closed.load(std::memory_order_relaxed)) return false;
     _queued.push_back(std::move(function));
+    _hasQueued.store(true, std::memory_order_relaxed);
     return true;
 }
 
@@ -37,9 +38,10 @@ void DelayedFunctions::run(const Function& function) {
 }
 
 void DelayedFunctions::runBatch() {
-    if (_isRunning) return;
+    if (_isRunning || !hasWork()) return;
     {
         const std::lock_guard lock(_mutex);
+        _hasQueued.store(false, std::memory_order_relaxed);
         _batch.swap(_queued);
     }
     if (_batch.empty()) return;

@@ -26,6 +26,8 @@ public:
     /// Runs the functions that were added before the call; those that they add are for the next batch, so that one that
     /// adds itself again cannot keep the caller for ever. Nothing happens when called from one of them.
     void runBatch();
+    /// Whether a call of runBatch would find functions. Those that another thread adds now may be seen the next time.
+    [[nodiscard]] bool hasWork() const noexcept { return _hasQueued.load(std::memory_order_relaxed); }
     /// Runs a function; an exception becomes a warning.
     static void run(const Function& function);
     /// Whether this thread runs a batch; for that thread only.
@@ -37,6 +39,7 @@ public:
 private:
     std::mutex _mutex;  // guards _queued, and setting _closed
     std::vector<Function> _queued;
+    std::atomic<bool> _hasQueued{false};  // written under the lock, read without it: most frames run nothing
     std::atomic<bool> _closed{false};
 
     // Of the thread that runs the batches
