@@ -1,24 +1,13 @@
 #include "apps/krsim/outputs.h"
 
-#include "apps/krsim/simulated_extensions.h"
-#include "kr/core/physical_dimension.h"
 #include "kr/data/container.h"
-#include "kr/data/field.h"
 #include "kr/data/field_visitor.h"
+#include "kr/experiments/field_search.h"
+#include "kr/experiments/field_text.h"
 #include "kr/extension/extension.h"
 
 namespace krsim {
 namespace {
-
-std::string formatValue(const KrData::FieldBase& field) {
-    using Dimension = Kr::KrPhysicalDimension;
-    const auto dimension = field.getPhysicalDimension();
-    if (const auto* number = field.as<double>()) {
-        return Dimension::format(number->getValue(), dimension, field.getPhysicalDimensionHint());
-    }
-    const auto units = Dimension::getUnits(dimension);  // the first is that of stored values
-    return units.empty() ? field.toString() : field.toString().append(" ").append(units.front().symbol);
-}
 
 class Lister final : public KrData::FieldVisitor {
 public:
@@ -30,7 +19,11 @@ public:
     }
 
     void visitField(KrData::FieldBase& field) override {
-        _text.append(_prefix).append(field.getPath()).append(" = ").append(formatValue(field)).append("\n");
+        _text.append(_prefix)
+            .append(field.getPath())
+            .append(" = ")
+            .append(KrExperiments::formatField(field))
+            .append("\n");
     }
 
 private:
@@ -43,7 +36,7 @@ private:
 std::string formatOutputs(const KrSim::KrApplication& application) {
     std::string text;
     Lister lister(text);
-    for (auto* extension : getSimulatedExtensions(application))
+    for (auto* extension : KrExperiments::getSimulatedExtensions(application))
         lister.list(*extension);
     return text;
 }

@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <functional>
+#include <iterator>
+#include <set>
 #include <utility>
 
-#include "apps/krsim/path_pattern.h"
 #include "apps/krsim/recorded_values.h"
-#include "apps/krsim/simulated_extensions.h"
 #include "kr/application/application.h"
 #include "kr/data/container.h"
 #include "kr/data/field_base.h"
 #include "kr/data/field_visitor.h"
+#include "kr/experiments/field_search.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/text.h"
@@ -22,50 +22,26 @@ namespace {
 
 constexpr auto kKind = eOutputKind::kTable;
 
-/// Calls an action with each field that the patterns mean, and its path.
-class Finder final : public KrData::FieldVisitor {
-public:
-    using Action = std::function<void(KrData::FieldBase& field, const std::string& path)>;
+using KrExperiments::FoundField;
 
-    Finder(const std::vector<std::string>& patterns, Action action)
-        : _patterns(patterns), _isMet(patterns.size()), _action(std::move(action)) {}
-
-    void find(const KrSim::KrApplication& application) {
-        for (auto* extension : getSimulatedExtensions(application)) {
-            _prefix = extension->getPath() + ".";
-            (_patterns.empty() ? static_cast<KrData::Container&>(extension->getOutputContainer())
-                               : extension->getFieldsContainer())
-                .accept(*this);
-        }
+/// All outputs, without patterns; else the fields that one of them means. In the order of the application.
+std::vector<FoundField> findRecorded(const KrSim::KrApplication& application, const std::vector<std::string>& patterns,
+                                     std::string& problem) {
+    const auto all = KrExperiments::findFields(application, "*").fields;
+    std::set<const KrData::FieldBase*> meant;
+    for (const auto& each : patterns) {
+        const auto found = KrExperiments::findFields(application, each);
+        if (!found.problem.empty() && problem.empty()) problem = found.problem;
+        for (const auto& field : found.fields)
+            meant.insert(field.field);
     }
-
-    void visitField(KrData::FieldBase& field) override {
-        const std::string path = _prefix + field.getPath();
-        bool isMeant = _patterns.empty();
-        for (std::size_t i = 0; i < _patterns.size(); ++i) {
-            if (!matches(_patterns[i], path)) continue;
-            isMeant = true;
-            _isMet[i] = true;
-        }
-        if (!isMeant) return;
-        _isAnyMet = true;
-        _action(field, path);
-    }
-
-    /// A pattern that matches no field, empty when there is none.
-    [[nodiscard]] std::string getUnmet() const {
-        if (!_isAnyMet && _patterns.empty()) return "*.Outputs.*";
-        const auto unmet = std::find(_isMet.begin(), _isMet.end(), false);
-        return unmet != _isMet.end() ? _patterns[static_cast<std::size_t>(unmet - _isMet.begin())] : std::string();
-    }
-
-private:
-    const std::vector<std::string>& _patterns;
-    std::vector<bool> _isMet;  // by place in the patterns
-    bool _isAnyMet{false};
-    Action _action;
-    std::string _prefix;
-};
+    std::vector<FoundField> recorded;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(recorded), [&](const FoundField& each) {
+        return patterns.empty() ? each.field->getFieldType() == KrData::Types::kOutput : meant.contains(each.field);
+    });
+    if (recorded.empty() && problem.empty()) problem = "no field is an output";
+    return recorded;
+}
 
 }  // namespace
 
@@ -76,9 +52,9 @@ Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)) {
 Recorder::~Recorder() = default;
 
 void Recorder::start(const KrSim::KrApplication& application) {
-    Finder(_plan.patterns, [this](const KrData::FieldBase& field, const std::string& path) {
-        appendValue(_startCells[path], field);
-    }).find(application);
+    std::string problem;
+    for (const auto& each : findRecorded(application, _plan.patterns, problem))
+        appendValue(_startCells[each.path], *each.field);
 }
 
 void Recorder::onFrameEnded(KrSim::KrApplication* application) {
@@ -105,8 +81,7 @@ void Recorder::onFrameEnded(KrSim::KrApplication* application) {
 void Recorder::requireFields() const {
     if (_refusal) throw *_refusal;
     if (_unmet.empty()) return;
-    throw Failure(eExitCode::kUsage,
-                  "no field is of the pattern '" + _unmet + "'; 'krsim run --outputs' shows paths of fields");
+    throw Failure(eExitCode::kUsage, _unmet + "; 'krsim run --outputs' shows paths of fields");
 }
 
 void Recorder::finish() {
@@ -123,19 +98,17 @@ void Recorder::_begin(const KrSim::KrApplication& application, double startSecon
     _isBegun = true;
     std::string header = "Time";
     std::string values;
-    Finder finder(_plan.patterns, [&](KrData::FieldBase& field, const std::string& path) {
-        const auto& endings = getColumnEndings(field);
-        _fields.push_back({KrData::FieldReference(&field), endings.size()});
+    for (const auto& [field, path] : findRecorded(application, _plan.patterns, _unmet)) {
+        const auto& endings = getColumnEndings(*field);
+        _fields.push_back({KrData::FieldReference(field), endings.size()});
         for (const auto& each : endings) {
             header += ',';
             appendCell(header, path + each);
         }
         const auto found = _startCells.find(path);
         values += found != _startCells.end() ? found->second : std::string(endings.size(), ',');
-    });
-    finder.find(application);
+    }
     _startCells.clear();
-    _unmet = finder.getUnmet();
     if (!_unmet.empty()) return;
     try {
         _file = openOutput(kKind, _plan.file, _plan.isForced);

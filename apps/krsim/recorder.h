@@ -19,8 +19,7 @@ namespace krsim {
 struct RecordPlan {
     std::string file{};    ///< as openOutput takes it
     bool isForced{false};  ///< whatever the file holds
-    /// Of field paths, "Car/Vehicle.Outputs.Speed", with * for any text and ? for any character; empty for the outputs
-    /// of all content and modules.
+    /// As KrExperiments::findFields takes them; empty for the outputs of all content and modules.
     std::vector<std::string> patterns{};
     double periodSeconds{0.0};  ///< of simulated time between two lines; 0 for every frame
 };
@@ -65,7 +64,7 @@ private:
     std::int64_t _lastFrame{-1};
     double _nextSeconds{0.0};
     int _error{0};                    // errno of the first failure
-    std::string _unmet;               // a pattern that matches no field
+    std::string _unmet;               // why a pattern has no fields
     std::optional<Failure> _refusal;  // the file could not be opened
     bool _isBegun{false};
 };

@@ -107,6 +107,16 @@ private:
     KrSim::IApplicationListener& _listener;
 };
 
+/// Throws a Failure with all problems.
+std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan) {
+    auto result = KrExperiments::assignFields(application, plan.assignments);
+    if (result.problems.empty()) return std::move(result.fields);
+    std::string text;
+    for (const auto& each : result.problems)
+        text.append(text.empty() ? "--set " : "\nkrsim: --set ").append(each);
+    throw Failure(eExitCode::kUsage, text);
+}
+
 /// What the command line and its files say.
 KrPersistence::LoadedSimulation build(KrSim::KrApplication& application, const RunPlan& plan) {
     const LogChoice log{
@@ -203,7 +213,8 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto simulation = build(*application, plan);  // instances follow its definitions
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
-    if (!isQuiet) output.print(describe(plan, *application));
+    const auto assigned = assign(*application, plan);
+    if (!isQuiet) output.print(describe(plan, *application) + describeAssigned(assigned));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
@@ -219,6 +230,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     }
 
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
+    ended.result.assigned = assigned;
     RunWatch::inspect(*application);
     if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();

@@ -14,6 +14,7 @@ constexpr const char* kRunExamples =
 
 Examples:
   krsim run setup.xml car.xml --free --seconds 60 --record speed.csv --record-field "*.Outputs.Speed"
+  krsim run setup.xml --free --seconds 60 --set "Mass=1.9 t" --outputs
   krsim run setup.xml --seconds 60 --save-state minute.krstate
   krsim run setup.xml --restore-state minute.krstate --seconds 60
   krsim run --plugins build/plugins --content "Simulation.Road Vehicle" --seconds 60
@@ -46,6 +47,24 @@ void addPace(CLI::App& command, RunPlan& plan) {
         .add_flag_callback(
             "--free", [&plan] { plan.isPaced = false; }, "Run as fast as possible")
         ->excludes(paced);
+}
+
+void addAssignments(CLI::App& command, RunPlan& plan) {
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--set",
+            [&plan](const std::vector<std::string>& texts) {
+                for (const auto& each : texts) {
+                    auto& assignment = plan.assignments.emplace_back();
+                    if (KrExperiments::parseAssignment(each, assignment)) continue;
+                    throw CLI::ValidationError("--set", "'" + each + "' is not of the form PATH=VALUE");
+                }
+            },
+            "Set a field before the first frame, \"Car/Vehicle.Mass=1.9 t\": the end of a path is enough where it "
+            "means "
+            "one field, * and ? are any text and character; may be repeated.")
+        ->type_name("PATH=VALUE")
+        ->allow_extra_args(false);
 }
 
 void addLimits(CLI::App& command, RunPlan& plan) {
@@ -165,6 +184,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
     addContentOptions(command, plan);
     addList(command, "--preset", plan.presets, "NAME",
             "Apply this preset of the setup file over its settings; may be repeated.");
+    addAssignments(command, plan);
     addLimits(command, plan);
     addStates(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,

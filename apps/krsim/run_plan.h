@@ -8,6 +8,7 @@
 #include "apps/krsim/recorder.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_modes.h"
+#include "kr/experiments/assignment.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -28,6 +29,8 @@ struct RunPlan {
     std::optional<double> rateHz{};
     std::optional<std::uint32_t> seed{};
     std::optional<KrSim::eApplicationMode> mode{};
+
+    std::vector<KrExperiments::Assignment> assignments{};  ///< before the first frame, after the state was restored
 
     std::string stateToRestore{};
     std::string stateToSave{};

@@ -66,6 +66,18 @@ std::string describeSeed(std::uint32_t seed) {
     return seed != 0 ? "krsim: random streams of seed " + std::to_string(seed) + "\n" : "";
 }
 
+std::string describeAssigned(const std::vector<KrExperiments::AssignedField>& fields) {
+    std::string text;
+    for (const auto& each : fields)
+        text.append("krsim: ")
+            .append(each.path)
+            .append(" = ")
+            .append(each.after)
+            .append(", was ")
+            .append(each.before) += "\n";
+    return text;
+}
+
 std::string formatSummary(const RunPlan& plan, const RunResult& result) {
     const auto& all = result.statistics;
     std::string text = "krsim: " + describeEnd(plan, result) + ": " +

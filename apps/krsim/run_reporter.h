@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "apps/krsim/run_plan.h"
 #include "apps/krsim/status_output.h"
@@ -38,6 +39,7 @@ struct RunResult {
     double realSeconds{0.0};  ///< it took, from the first frame on
     double stepSeconds{0.0};  ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};
+    std::vector<KrExperiments::AssignedField> assigned{};  ///< before the first frame
 };
 
 /// Why the run has ended, "all frames run".
@@ -45,6 +47,9 @@ struct RunResult {
 
 /// A line about the random streams; empty for seed 0, which a run has without choosing one.
 [[nodiscard]] std::string describeSeed(std::uint32_t seed);
+
+/// A line for each field that was set before the first frame.
+[[nodiscard]] std::string describeAssigned(const std::vector<KrExperiments::AssignedField>& fields);
 
 /// The lines for the end of a run.
 [[nodiscard]] std::string formatSummary(const RunPlan& plan, const RunResult& result);

@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/krsim/simulated_extensions.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_context.h"
 #include "kr/data/container.h"
@@ -22,6 +21,7 @@
 #include "kr/data/value_traits.h"
 #include "kr/data/vector.h"
 #include "kr/events/errors/error_handler.h"
+#include "kr/experiments/field_search.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/guard.h"
@@ -208,7 +208,7 @@ RunWatch::~RunWatch() {
 }
 
 void RunWatch::inspect(const KrSim::KrApplication& application) {
-    for (auto* each : getSimulatedExtensions(application))
+    for (auto* each : KrExperiments::getSimulatedExtensions(application))
         inspectExtension(*each);
 }
 

@@ -71,6 +71,19 @@ void writeList(Writer& writer, const char* name, const RunEventList& list) {
     writer.EndObject();
 }
 
+void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedField>& fields) {
+    writer.Key("set");
+    writer.StartArray();
+    for (const auto& each : fields) {
+        writer.StartObject();
+        writeText(writer, "path", each.path);
+        writeText(writer, "before", each.before);
+        writeText(writer, "after", each.after);
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
 }  // namespace
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
@@ -80,6 +93,7 @@ std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, cons
     writer.StartObject();
     writeText(writer, "end", describeEnd(plan, result));
     writeCount(writer, "randomSeed", result.randomSeed);
+    writeAssigned(writer, result.assigned);
     writeCount(writer, "frames", all.frames);
     writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
     writeNumber(writer, "realSeconds", result.realSeconds);

@@ -9,9 +9,9 @@
 #include <unordered_set>
 #include <utility>
 
-#include "apps/krsim/path_pattern.h"
 #include "apps/krsim/tree_writer.h"
 #include "kr/platform/crc32.h"
+#include "kr/platform/text_pattern.h"
 #include "kr/platform/utf8.h"
 
 namespace krsim {
@@ -184,7 +184,7 @@ private:
     }
 
     void _tell(const std::string& path, const std::string& what) {
-        const auto isMeant = [&](const std::string& pattern) { return matches(pattern, path); };
+        const auto isMeant = [&](const std::string& pattern) { return Kr::matchesPattern(pattern, path); };
         if (std::any_of(_ignored.begin(), _ignored.end(), isMeant)) return;
         _text.append(path).append(": ").append(what).append("\n");
     }

@@ -140,7 +140,7 @@ std::uint64_t ValueHash::calculate() const {
             continue;
         }
         sum += withValueType(dataType, [this, all = Entries(entries)]<class T>(std::type_identity<T>) {
-            return _sum(all, [this](const FieldBase& field, auto key) {
+            return _sum(all, [&](const FieldBase& field, auto key) {
                 return _hashValue<T>(static_cast<const Field<T>&>(field).getValue(), key);
             });
         });

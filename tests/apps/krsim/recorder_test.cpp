@@ -7,12 +7,12 @@
 #include <string>
 
 #include "apps/krsim/failure.h"
-#include "apps/krsim/path_pattern.h"
 #include "kr/application/application.h"
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/field.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
+#include "kr/platform/text_pattern.h"
 #include "tests/support/case_name.h"
 #include "tests/support/dispatcher_scope.h"
 #include "tests/support/recording_module.h"
@@ -29,7 +29,7 @@ struct Match {
 class KrsimPatterns : public testing::TestWithParam<Match> {};
 
 TEST_P(KrsimPatterns, StandForPaths) {
-    EXPECT_EQ(krsim::matches(GetParam().pattern, GetParam().text), GetParam().matches);
+    EXPECT_EQ(Kr::matchesPattern(GetParam().pattern, GetParam().text), GetParam().matches);
 }
 
 const Match kMatches[] = {

@@ -1,10 +1,10 @@
-#include "apps/krsim/path_pattern.h"
+#include "kr/platform/text_pattern.h"
 
 #include <cstddef>
 
-namespace krsim {
+namespace Kr {
 
-bool matches(std::string_view pattern, std::string_view text) noexcept {
+bool matchesPattern(std::string_view pattern, std::string_view text) noexcept {
     std::size_t p = 0;
     std::size_t t = 0;
     std::size_t star = std::string_view::npos;  // the last one met, which takes one character more at each failure
@@ -28,4 +28,8 @@ bool matches(std::string_view pattern, std::string_view text) noexcept {
     return p == pattern.size();
 }
 
-}  // namespace krsim
+bool isPattern(std::string_view text) noexcept {
+    return text.find_first_of("*?") != std::string_view::npos;
+}
+
+}  // namespace Kr

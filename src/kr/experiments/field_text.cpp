@@ -1,0 +1,225 @@
+#include "kr/experiments/field_text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kr/core/physical_dimension.h"
+#include "kr/data/field.h"
+#include "kr/data/value_traits.h"
+#include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
+
+namespace KrExperiments {
+namespace {
+
+using Dimension = Kr::KrPhysicalDimension;
+using KrData::FieldBase;
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+std::string quoted(std::string_view text) {
+    return std::string("'").append(text).append("'");
+}
+
+std::string_view trim(std::string_view text) {
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string nameUnits(Dimension::ePhysicalDimension dimension) {
+    std::string names;
+    for (const auto& unit : Dimension::getUnits(dimension)) {
+        if (*unit.symbol == '\0') continue;
+        names.append(names.empty() ? "" : ", ").append(unit.symbol);
+    }
+    return names;
+}
+
+std::string describeNoNumber(const FieldBase& field, std::string_view text) {
+    const auto dimension = field.getPhysicalDimension();
+    const auto units = nameUnits(dimension);
+    if (dimension == Dimension::ePhysicalDimension::kNone) return quoted(text) + " is no number";
+    std::string name = Dimension::nameFor(dimension);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char each) { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
+    return quoted(text) + " is no " + name + (units.empty() ? "" : "; its units are " + units);
+}
+
+/// Texts of numbers, the last of which keeps what follows it: the unit.
+std::vector<std::string_view> splitNumbers(std::string_view text, std::size_t count) {
+    std::vector<std::string_view> parts;
+    text = trim(text);
+    while (parts.size() + 1 < count) {
+        const auto end = text.find_first_of(" \t\r\n,;");
+        if (end == std::string_view::npos) break;
+        parts.push_back(text.substr(0, end));
+        const auto next = text.find_first_not_of(kBlanks, end);
+        if (next == std::string_view::npos) break;
+        text.remove_prefix(text[next] == ',' || text[next] == ';' ? next + 1 : next);
+        text = trim(text);
+    }
+    parts.push_back(text);
+    return parts;
+}
+
+/// Of SI units, for each text of a number: all are in the unit of the last one.
+std::string parseNumbers(const FieldBase& field, std::string_view text, std::size_t count,
+                         std::vector<double>& numbers) {
+    auto parts = splitNumbers(text, count);
+    const auto isUnit = [](char each) { return std::string_view("0123456789+-.eE").find(each) == std::string::npos; };
+    const auto last = parts.back();
+    const auto unitAt = std::find_if(last.begin(), last.end(), isUnit);
+    const std::string unit(unitAt, last.end());
+    if (unitAt == last.begin() && parts.size() > 1) parts.pop_back();
+    for (const auto& each : parts) {
+        const std::string one(each.begin(), each.data() == last.data() ? unitAt : each.end());
+        double number = 0.0;
+        if (!parseFieldNumber(field, one + " " + unit, number).empty()) return describeNoNumber(field, text);
+        numbers.push_back(number);
+    }
+    if (numbers.size() == count) return {};
+    return quoted(text) + " has " + std::to_string(numbers.size()) + " of " + std::to_string(count) + " numbers";
+}
+
+template <class T>
+std::string formatRange(const KrData::Field<T>& field) {
+    if constexpr (std::is_arithmetic_v<T>) {
+        const auto show = [&](T bound) {
+            return Dimension::format(static_cast<double>(bound), field.getPhysicalDimension(),
+                                     field.getPhysicalDimensionHint());
+        };
+        if (field.getMaximum() == std::numeric_limits<T>::max())
+            return "it must be at least " + show(field.getMinimum());
+        if (field.getMinimum() == std::numeric_limits<T>::lowest())
+            return "it must be at most " + show(field.getMaximum());
+        return "it must be from " + show(field.getMinimum()) + " to " + show(field.getMaximum());
+    } else {
+        return "each number must be in its range";
+    }
+}
+
+template <class T>
+std::string setInRange(KrData::Field<T>& field, const T& value, std::string_view text) {
+    if constexpr (KrData::ValueTraits<T>::kHasRange) {
+        T clamped = value;
+        if (field.hasRange()) KrData::ValueTraits<T>::clamp(clamped, field.getMinimum(), field.getMaximum());
+        if (!(clamped == value)) return quoted(text) + " is out of range: " + formatRange(field);
+    }
+    field.setValue(value);
+    return {};
+}
+
+template <class T>
+std::string setNumber(KrData::Field<T>& field, std::string_view text) {
+    double number = 0.0;
+    if (auto problem = parseFieldNumber(field, text, number); !problem.empty()) return problem;
+    if constexpr (std::is_integral_v<T>) {
+        if (number != std::floor(number)) return quoted(text) + " is no whole number";
+    }
+    const bool fits = number >= static_cast<double>(std::numeric_limits<T>::lowest()) &&
+                      number <= static_cast<double>(std::numeric_limits<T>::max());
+    if (!fits) return quoted(text) + " does not fit in a field of type " + KrData::ValueTraits<T>::kName;
+    return setInRange(field, static_cast<T>(number), text);
+}
+
+std::string setBoolean(KrData::Field<bool>& field, std::string_view text) {
+    constexpr std::pair<std::string_view, bool> kWords[] = {{"true", true}, {"false", false}, {"yes", true},
+                                                            {"no", false},  {"on", true},     {"off", false},
+                                                            {"1", true},    {"0", false}};
+    const auto* word =
+        std::find_if(std::begin(kWords), std::end(kWords), [&](const auto& each) { return each.first == trim(text); });
+    if (word == std::end(kWords)) return quoted(text) + " is neither true nor false";
+    field.setValue(word->second);
+    return {};
+}
+
+std::string setEnumeration(KrData::Field<Kr::KrEnum>& field, std::string_view text) {
+    const auto* type = Kr::KrEnum::getEnumeration(field.getValue().getTypeString());
+    if (type == nullptr) return "its enumeration is not registered";
+    std::vector<std::string> texts;
+    for (const auto& [number, each] : type->getValues())
+        texts.push_back(each);
+    const std::string wanted(trim(text));
+    if (std::find(texts.begin(), texts.end(), wanted) == texts.end()) {
+        std::string all;
+        for (const auto& each : texts)
+            all.append(all.empty() ? "" : ", ").append(quoted(each));
+        return quoted(wanted) + " is none of its values" + Kr::suggestName(wanted, texts) + "; they are " + all;
+    }
+    Kr::KrEnum value = field.getValue();
+    value.fromString(wanted);
+    field.setValue(value);
+    return {};
+}
+
+template <class T>
+std::string setComponents(KrData::Field<T>& field, std::string_view text) {
+    using Number = typename KrData::ValueTraits<T>::Component;
+    constexpr auto kCount = static_cast<std::size_t>(KrData::ValueTraits<T>::kComponentCount);
+    std::vector<double> numbers;
+    if (auto problem = parseNumbers(field, text, kCount, numbers); !problem.empty()) return problem;
+    std::array<Number, kCount> components;
+    std::transform(numbers.begin(), numbers.end(), components.begin(),
+                   [](double each) { return static_cast<Number>(each); });
+    return setInRange(field, std::bit_cast<T>(components), text);
+}
+
+template <class T>
+inline constexpr bool kIsReference = std::is_pointer_v<T>;
+
+template <class T>
+std::string setValueOf(KrData::Field<T>& field, std::string_view text) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return setBoolean(field, text);
+    } else if constexpr (std::is_arithmetic_v<T>) {
+        return setNumber(field, text);
+    } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
+        return setEnumeration(field, text);
+    } else if constexpr (KrData::kHasComponents<T>) {
+        return setComponents(field, text);
+    } else {
+        field.setValue(T(std::string(text).c_str()));
+        return {};
+    }
+}
+
+}  // namespace
+
+std::string formatField(const FieldBase& field) {
+    const auto dimension = field.getPhysicalDimension();
+    if (const auto* number = field.as<double>()) {
+        return Dimension::format(number->getValue(), dimension, field.getPhysicalDimensionHint());
+    }
+    const auto units = Dimension::getUnits(dimension);  // the first is that of stored values
+    return units.empty() ? field.toString() : field.toString().append(" ").append(units.front().symbol);
+}
+
+bool takesText(const FieldBase& field) {
+    return KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) { return !kIsReference<T>; });
+}
+
+std::string setField(FieldBase& field, std::string_view text) {
+    if (!takesText(field)) return "values of this type cannot be given as text";
+    return KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        if constexpr (kIsReference<T>) {
+            return std::string();
+        } else {
+            return setValueOf(static_cast<KrData::Field<T>&>(field), text);
+        }
+    });
+}
+
+std::string parseFieldNumber(const FieldBase& field, std::string_view text, double& number) {
+    const auto parsed = Dimension::parse(text, field.getPhysicalDimension(), field.getPhysicalDimensionHint());
+    if (!parsed) return describeNoNumber(field, text);
+    number = *parsed;
+    return {};
+}
+
+}  // namespace KrExperiments

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "kr/data/fwd.h"
+#include "kr/platform/export.h"
+
+namespace KrExperiments {
+
+/// The value with its unit, as people read it: "12.5 km/h" in the display unit of the field.
+/// Thread: application.
+[[nodiscard]] KR_API std::string formatField(const KrData::FieldBase& field);
+
+/// Whether setField can read values of the field: everything but lists, containers and references.
+[[nodiscard]] KR_API bool takesText(const KrData::FieldBase& field);
+
+/// Sets the value from a text of a person.
+///
+/// Numbers have a unit of the dimension of the field, "1.9 t", or are in its display unit. Several numbers, of a vector
+/// or a colour, have blanks or commas between them, and one unit at the end. An enumeration is given by the text of its
+/// value, a Boolean by true, false, yes, no, on, off, 1 or 0. The value is not clamped: one out of range is refused.
+/// \return the problem, as the end of a message; empty when the value was set.
+/// Thread: application.
+[[nodiscard]] KR_API std::string setField(KrData::FieldBase& field, std::string_view text);
+
+/// Reads a real number with a unit of the field's dimension, without its range.
+/// \return the problem; empty when `number` has the value in SI units.
+[[nodiscard]] KR_API std::string parseFieldNumber(const KrData::FieldBase& field, std::string_view text,
+                                                  double& number);
+
+}  // namespace KrExperiments
