@@ -4,6 +4,7 @@
 #include "kr/data/field_visitor.h"
 #include "kr/experiments/field_search.h"
 #include "kr/experiments/field_text.h"
+#include "kr/experiments/overrides.h"
 #include "kr/extension/extension.h"
 
 namespace krsim {
@@ -11,7 +12,7 @@ namespace {
 
 class Lister final : public KrData::FieldVisitor {
 public:
-    explicit Lister(std::string& text) : _text(text) {}
+    Lister(std::string& text, const KrExperiments::Overrides* overrides) : _text(text), _overrides(overrides) {}
 
     void list(KrSim::KrExtension& extension) {
         _prefix = extension.getPath() + ".";
@@ -19,15 +20,15 @@ public:
     }
 
     void visitField(KrData::FieldBase& field) override {
-        _text.append(_prefix)
-            .append(field.getPath())
-            .append(" = ")
-            .append(KrExperiments::formatField(field))
-            .append("\n");
+        _text.append(_prefix).append(field.getPath()).append(" = ").append(KrExperiments::formatField(field));
+        if (field.isOverridden() && _overrides != nullptr)
+            _text.append(" (overridden: ").append(_overrides->describe(field)).append(")");
+        _text.append("\n");
     }
 
 private:
     std::string& _text;
+    const KrExperiments::Overrides* _overrides;
     std::string _prefix;
 };
 
@@ -35,7 +36,7 @@ private:
 
 std::string formatOutputs(const KrSim::KrApplication& application) {
     std::string text;
-    Lister lister(text);
+    Lister lister(text, KrExperiments::Overrides::find(application));
     for (auto* extension : KrExperiments::getSimulatedExtensions(application))
         lister.list(*extension);
     return text;

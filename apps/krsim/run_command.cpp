@@ -31,6 +31,7 @@
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/events/errors/error_handler.h"
+#include "kr/experiments/overrides.h"
 #include "kr/persistence/setups/application_check.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/log.h"
@@ -115,6 +116,26 @@ std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& app
     for (const auto& each : result.problems)
         text.append(text.empty() ? "--set " : "\nkrsim: --set ").append(each);
     throw Failure(eExitCode::kUsage, text);
+}
+
+/// Throws a Failure with all problems.
+void override(KrSim::KrApplication& application, const RunPlan& plan) {
+    if (plan.overrides.empty() && plan.overrideFiles.empty()) return;
+    auto& overrides = KrExperiments::Overrides::of(application);
+    std::string text;
+    const auto add = [&](const std::string& problem) { text.append(text.empty() ? "" : "\nkrsim: ").append(problem); };
+    for (const auto& each : plan.overrides) {
+        std::string problem;
+        if (overrides.add(each, problem) == KrExperiments::Overrides::kNone)
+            add("--override '" + each + "': " + problem);
+    }
+    if (!text.empty()) throw Failure(eExitCode::kUsage, text);
+    for (const auto& each : plan.overrideFiles) {
+        const auto stream = openInput(each);
+        for (const auto& problem : overrides.addLines(*stream, each))
+            add(problem);
+    }
+    if (!text.empty()) throw Failure(eExitCode::kRefusedFile, text);
 }
 
 /// What the command line and its files say.
@@ -214,7 +235,9 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
     const auto assigned = assign(*application, plan);
-    if (!isQuiet) output.print(describe(plan, *application) + describeAssigned(assigned));
+    override(*application, plan);
+    if (!isQuiet)
+        output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
@@ -232,6 +255,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
     ended.result.assigned = assigned;
     RunWatch::inspect(*application);
+    ended.result.overrides = getOverrides(*application);
     if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();
     hashing.reset();

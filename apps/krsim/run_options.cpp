@@ -65,6 +65,11 @@ void addAssignments(CLI::App& command, RunPlan& plan) {
             "one field, * and ? are any text and character; may be repeated.")
         ->type_name("PATH=VALUE")
         ->allow_extra_args(false);
+    addList(
+        command, "--override", plan.overrides, "PATH=KIND...",
+        "Show others of a field another value than its own: \"Vehicle.Speed=bias 1 m/s from 400 s until 500 s\"; the "
+        "kinds are force, bias, gain, freeze, delay, noise and dropout; may be repeated.");
+    addList(command, "--overrides", plan.overrideFiles, "FILE", "Read a line for each override; may be repeated.");
 }
 
 void addLimits(CLI::App& command, RunPlan& plan) {

@@ -31,6 +31,8 @@ struct RunPlan {
     std::optional<KrSim::eApplicationMode> mode{};
 
     std::vector<KrExperiments::Assignment> assignments{};  ///< before the first frame, after the state was restored
+    std::vector<std::string> overrides{};                  ///< as KrExperiments::parseOverride reads them
+    std::vector<std::string> overrideFiles{};              ///< with a line for each
 
     std::string stateToRestore{};
     std::string stateToSave{};

@@ -78,6 +78,18 @@ std::string describeAssigned(const std::vector<KrExperiments::AssignedField>& fi
     return text;
 }
 
+std::vector<KrExperiments::OverrideStatus> getOverrides(const KrSim::KrApplication& application) {
+    const auto* overrides = KrExperiments::Overrides::find(application);
+    return overrides != nullptr ? overrides->getAll() : std::vector<KrExperiments::OverrideStatus>();
+}
+
+std::string describeOverrides(const KrSim::KrApplication& application) {
+    std::string text;
+    for (const auto& each : getOverrides(application))
+        text.append("krsim: override of ").append(each.path).append(": ").append(each.text).append("\n");
+    return text;
+}
+
 std::string formatSummary(const RunPlan& plan, const RunResult& result) {
     const auto& all = result.statistics;
     std::string text = "krsim: " + describeEnd(plan, result) + ": " +

@@ -8,6 +8,7 @@
 #include "apps/krsim/status_output.h"
 #include "kr/application/context/frame_statistics.h"
 #include "kr/application/i_application_listener.h"
+#include "kr/experiments/overrides.h"
 
 namespace krsim {
 
@@ -39,7 +40,8 @@ struct RunResult {
     double realSeconds{0.0};  ///< it took, from the first frame on
     double stepSeconds{0.0};  ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};
-    std::vector<KrExperiments::AssignedField> assigned{};  ///< before the first frame
+    std::vector<KrExperiments::AssignedField> assigned{};    ///< before the first frame
+    std::vector<KrExperiments::OverrideStatus> overrides{};  ///< at the end
 };
 
 /// Why the run has ended, "all frames run".
@@ -50,6 +52,11 @@ struct RunResult {
 
 /// A line for each field that was set before the first frame.
 [[nodiscard]] std::string describeAssigned(const std::vector<KrExperiments::AssignedField>& fields);
+
+/// Empty for an application without overrides.
+[[nodiscard]] std::vector<KrExperiments::OverrideStatus> getOverrides(const KrSim::KrApplication& application);
+/// A line for each override.
+[[nodiscard]] std::string describeOverrides(const KrSim::KrApplication& application);
 
 /// The lines for the end of a run.
 [[nodiscard]] std::string formatSummary(const RunPlan& plan, const RunResult& result);

@@ -84,6 +84,22 @@ void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedFiel
     writer.EndArray();
 }
 
+void writeOverrides(Writer& writer, const std::vector<KrExperiments::OverrideStatus>& overrides) {
+    writer.Key("overrides");
+    writer.StartArray();
+    for (const auto& each : overrides) {
+        writer.StartObject();
+        writeText(writer, "path", each.path);
+        writeText(writer, "override", each.text);
+        writer.Key("active");
+        writer.Bool(each.isActive);
+        writeText(writer, "ownValue", each.ownValue);
+        writeText(writer, "shownValue", each.shownValue);
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
 }  // namespace
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
@@ -94,6 +110,7 @@ std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, cons
     writeText(writer, "end", describeEnd(plan, result));
     writeCount(writer, "randomSeed", result.randomSeed);
     writeAssigned(writer, result.assigned);
+    writeOverrides(writer, result.overrides);
     writeCount(writer, "frames", all.frames);
     writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
     writeNumber(writer, "realSeconds", result.realSeconds);

@@ -39,7 +39,7 @@ template <class T>
 Field<T>::Field(Detached, const Kr::KrID& id) : FieldBase(id, ValueTraits<T>::kDataType) {}
 
 template <class T>
-Field<T>::Field(const Field& source) : FieldBase(source), _value(source.getValue()) {
+Field<T>::Field(const Field& source) : FieldBase(source), _value(source.getOwnValue()) {
     _copyRange(source);
 }
 
@@ -70,6 +70,7 @@ template <>
 bool Field<Kr::KrEnum>::_store(const Kr::KrEnum& value) {
     _value = value;
     if (!(_value == value)) return false;  // refused, and reported, by the value
+    if (isOverridden() && !_replaceValue()) return true;
     _writeThrough();
     if (_needsNotification()) _notifyChanged(*this);
     return true;
@@ -103,11 +104,13 @@ void Field<T>::_readThroughPointer() const {
 }
 
 template <class T>
-void Field<T>::_clampAndWriteThrough() {
+bool Field<T>::_clampAndWriteThrough() {
     if constexpr (ValueTraits<T>::kHasRange) {
         if (_extras->hasRange) ValueTraits<T>::clamp(_value, _extras->minimum, _extras->maximum);
     }
+    if (isOverridden()) return _replaceValue();
     _writeThrough();
+    return true;
 }
 
 template <class T>
@@ -128,12 +131,13 @@ bool Field<T>::copyValue(const FieldBase& source) {
         return false;
     }
     const T& value = same->getValue();
-    if (getValue() == value) return true;
+    if (getValue() == value && !isOverridden()) return true;
     if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         return _store(value);
     } else {
         if (!isFinite(value)) _announceNotFinite(value);
         _value = value;
+        if (isOverridden() && !_replaceValue()) return true;
         _writeThrough();
         if (_needsNotification()) _notifyChanged(*this);
         return true;
@@ -149,7 +153,7 @@ template <class T>
 Kr::UnnotifiedCopy Field<T>::_getOwnUnnotifiedCopy(const FieldBase& source) const {
     // An enumeration value may be refused, with a report.
     const auto* same = source.as<T>();
-    if (std::is_same_v<T, Kr::KrEnum> || same == nullptr || same->isBound() || isBound()) return nullptr;
+    if (std::is_same_v<T, Kr::KrEnum> || same == nullptr || same->isBound() || _readsElsewhere()) return nullptr;
     return [](const FieldBase& from, FieldBase& to) {
         const auto& typed = static_cast<const Field&>(from);
         auto& sink = static_cast<Field&>(to);
@@ -166,7 +170,7 @@ template <class T>
 bool Field<T>::isEqual(const FieldBase& other) const {
     if (other.getDataType() == Types::kProxy) return other.isEqual(*this);
     const auto* same = other.as<T>();
-    return same != nullptr && getValue() == same->getValue();
+    return same != nullptr && getOwnValue() == same->getOwnValue();
 }
 
 template <class T>
@@ -204,6 +208,7 @@ bool Field<T>::_restoreValue(const T& value) {
     } else {
         _value = value;
     }
+    if (isOverridden()) _extras->overridden->shown = _value;
     _writeThrough();
     return _needsNotification();
 }
@@ -235,6 +240,7 @@ void Field<T>::clearRange() noexcept {
 template <class T>
 void Field<T>::bindValue(ValuePointer<T> pointer) {
     if (!pointer.getter && !pointer.setter) return unbindValue();
+    static_cast<void>(_setOverride({}));
     _makeExtras().pointer = std::make_shared<const ValuePointer<T>>(std::move(pointer));
     _noteExtras();
     detail::FieldAccess::updateConnections(*this);
@@ -253,6 +259,79 @@ template <class T>
 void Field<T>::unbindValue() {
     if (!isBound()) return;
     _extras->pointer.reset();
+    _noteExtras();
+    detail::FieldAccess::updateConnections(*this);
+}
+
+// --- Overrides -----------------------------------------------------------------------------------------------------
+
+template <class T>
+const T& Field<T>::_readOwnValue() const {
+    if (!isOverridden()) return getValue();
+    const T& own = _extras->overridden->own;
+    return own;
+}
+
+template <class T>
+bool Field<T>::_replaceValue() {
+    auto& overridden = *_extras->overridden;
+    overridden.own = _value;
+    T shown = overridden.replace(overridden.own);
+    if constexpr (ValueTraits<T>::kHasRange) {
+        if (_extras->hasRange) ValueTraits<T>::clamp(shown, _extras->minimum, _extras->maximum);
+    }
+    const bool isChanged = !(overridden.shown == shown);
+    if (isChanged && !isFinite(shown)) {
+        _value = overridden.shown;
+        _announceNotFinite(shown);
+    }
+    overridden.shown = shown;
+    _value = shown;
+    return isChanged;
+}
+
+template <class T>
+bool Field<T>::_setOverride(std::function<T(const T& own)> replace) {
+    if (isBound()) return false;
+    auto& extras = _makeExtras();
+    const bool wasOverridden = extras.overridden != nullptr;
+    if (!replace && !wasOverridden) return true;
+    const T before = _value;
+    if (wasOverridden) _value = extras.overridden->own;
+    if (replace) {
+        if (!wasOverridden) extras.overridden = std::make_unique<detail::OverriddenValue<T>>();
+        extras.overridden->shown = before;
+        extras.overridden->replace = std::move(replace);
+        static_cast<void>(_replaceValue());
+    } else {
+        extras.overridden.reset();
+    }
+    _noteExtras();
+    if (wasOverridden != isOverridden()) detail::FieldAccess::updateConnections(*this);
+    const T& now = _value;
+    if (!(before == now) && _needsNotification()) _notifyChanged(*this);
+    return true;
+}
+
+template <class T>
+void Field<T>::_refreshOverride() {
+    if (!isOverridden()) return;
+    _value = _extras->overridden->own;
+    if (_replaceValue() && _needsNotification()) _notifyChanged(*this);
+}
+
+template <class T>
+void Field<T>::_restoreOverride(const T& own, std::function<T(const T& own)> replace) {
+    if (isBound()) return;
+    auto& extras = _makeExtras();
+    if (replace) {
+        if (!extras.overridden) extras.overridden = std::make_unique<detail::OverriddenValue<T>>();
+        extras.overridden->own = own;
+        extras.overridden->shown = _value;
+        extras.overridden->replace = std::move(replace);
+    } else {
+        extras.overridden.reset();
+    }
     _noteExtras();
     detail::FieldAccess::updateConnections(*this);
 }
@@ -281,8 +360,9 @@ void Field<T>::_cloneFrom(const FieldBase& source) {
     FieldBase::_cloneFrom(source);
     const auto* same = source.as<T>();
     if (same == nullptr || same == this) return;
-    _value = same->getValue();
+    _value = same->getOwnValue();
     _copyRange(*same);
+    if (isOverridden()) static_cast<void>(_replaceValue());
 }
 
 #define KR_DEFINE_FIELD(T) template class Field<T>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "kr/data/extension_pointer.h"
@@ -10,11 +11,20 @@
 namespace KrData {
 
 namespace detail {
+/// An override: what others see in the place of the value that was set.
+template <class T>
+struct OverriddenValue {
+    Stored<T> own{};    // as set
+    Stored<T> shown{};  // the value of the field
+    std::function<T(const T& own)> replace;
+};
+
 template <class T>
 struct FieldExtras {
     T minimum{};
     T maximum{};
     bool hasRange{false};
+    std::unique_ptr<OverriddenValue<T>> overridden;
     std::shared_ptr<const ValuePointer<T>> pointer;  // shared with the call in progress: a function may end its binding
 };
 }  // namespace detail
@@ -42,8 +52,15 @@ public:
         return _value;
     }
     operator const T&() const { return getValue(); }
+    /// The value as it was set, also while an override shows another one. Saved content has it, and the implementation
+    /// of an output reads it back. Valid until the value changes.
+    [[nodiscard]] const T& getOwnValue() const {
+        if (_readsElsewhere()) [[unlikely]]
+            return _readOwnValue();
+        return _value;
+    }
     /// Always true, except for an Enumeration value of another type than the stored one, which is refused.
-    bool setValue(const T& value) { return _value == value || _store(value); }
+    bool setValue(const T& value) { return (_value == value && !isOverridden()) || _store(value); }
     Field& operator=(const T& value) {
         setValue(value);
         return *this;
@@ -114,7 +131,7 @@ private:
             _announceNotFinite(value);
         _value = value;
         if (_takesMoreThanStoring()) {
-            if (_isRestricted()) _clampAndWriteThrough();
+            if (_isRestricted() && !_clampAndWriteThrough()) return true;
             if (_needsNotification()) _notifyChanged(*this);
         }
         return true;
@@ -122,11 +139,24 @@ private:
     /// Notifies the observer of such values when the new value is worse than the stored one.
     void _announceNotFinite(T value) const;  // by value, so that the caller may keep it in registers
     void _readThroughPointer() const;
-    void _clampAndWriteThrough();
+    [[nodiscard]] const T& _readOwnValue() const;
+    /// False when an override shows the same value as before.
+    bool _clampAndWriteThrough();
     void _writeThrough();
     [[nodiscard]] detail::FieldExtras<T>& _makeExtras();
+    /// The stored value was set and becomes the own one. Returns whether the shown value is another one than before.
+    bool _replaceValue();
+    /// Shows the value that `replace` returns for the own value, from now on; an empty function shows the own value
+    /// again. False, and nothing changes, for a bound field. `replace` must not throw.
+    bool _setOverride(std::function<T(const T& own)> replace);
+    /// Calls `replace` again, for one that changes with time.
+    void _refreshOverride();
+    /// For restoring: the stored value is the shown one. An empty function makes it the own one.
+    void _restoreOverride(const T& own, std::function<T(const T& own)> replace);
     /// After each change of range and binding.
-    void _noteExtras() const noexcept { _setRestricted(_extras && _extras->pointer, _extras && _extras->hasRange); }
+    void _noteExtras() const noexcept {
+        _setRestricted(_extras && _extras->pointer, _extras && _extras->hasRange, _extras && _extras->overridden);
+    }
 
     mutable detail::Stored<T> _value{};
     std::unique_ptr<detail::FieldExtras<T>> _extras;  // range and value pointer, which few fields have

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "kr/data/field.h"
@@ -62,6 +64,20 @@ struct FieldAccess {
     template <class T>
     static bool restoreValue(Field<T>& field, const std::type_identity_t<T>& value) {
         return field._restoreValue(value);
+    }
+    // Overrides; see the functions of Field.
+    template <class T>
+    static bool setOverride(Field<T>& field, std::function<T(const T& own)> replace) {
+        return field._setOverride(std::move(replace));
+    }
+    template <class T>
+    static void refreshOverride(Field<T>& field) {
+        field._refreshOverride();
+    }
+    template <class T>
+    static void restoreOverride(Field<T>& field, const std::type_identity_t<T>& own,
+                                std::function<T(const T& own)> replace) {
+        field._restoreOverride(own, std::move(replace));
     }
     static void takeBits(FieldBase& field, const FieldBase& source) { field._takeBits(source); }
     static void takeDeclaration(FieldBase& field, const FieldBase& source) { field._takeDeclaration(source); }

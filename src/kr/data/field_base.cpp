@@ -231,9 +231,10 @@ void FieldBase::_setDynamic(bool dynamic) noexcept {
     if (isValid()) _setState(kDynamic, dynamic);
 }
 
-void FieldBase::_setRestricted(bool isBound, bool hasRange) const noexcept {
+void FieldBase::_setRestricted(bool isBound, bool hasRange, bool isOverridden) const noexcept {
     _setState(kBound, isBound);
-    _setState(kRestricted, isBound || hasRange);
+    _setState(kOverridden, isOverridden);
+    _setState(kRestricted, isBound || hasRange || isOverridden);
 }
 
 void FieldBase::_setTreatedAsDynamic(bool on) const noexcept {

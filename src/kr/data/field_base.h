@@ -146,6 +146,8 @@ public:
     /// True when all the given bits are set; false for no bits.
     [[nodiscard]] bool getMetadataAsBool(eMetadata bits) const;
     void setMetadata(eMetadata bits, bool on);  ///< Sets or clears all the given bits.
+    /// Whether an override is in effect: the value is not the one that was set. See Field::getOwnValue.
+    [[nodiscard]] bool isOverridden() const noexcept { return _has(kOverridden); }
     /// The store of hidden fields, created with the first call.
     FieldInternal& getInternal();
 
@@ -223,9 +225,10 @@ protected:
     [[nodiscard]] bool _needsNotification() const noexcept { return _has(kHasReceivers); }
     // For classes with a value: what reading and setting it takes is one test of the state, beside the value.
     [[nodiscard]] bool _isBoundToValue() const noexcept { return _has(kBound); }
+    [[nodiscard]] bool _readsElsewhere() const noexcept { return _has(kBound | kOverridden); }
     [[nodiscard]] bool _isRestricted() const noexcept { return _has(kRestricted); }
     [[nodiscard]] bool _takesMoreThanStoring() const noexcept { return _has(kRestricted | kHasReceivers); }
-    void _setRestricted(bool isBound, bool hasRange) const noexcept;
+    void _setRestricted(bool isBound, bool hasRange, bool isOverridden) const noexcept;
     /// The function that copies the value of `source` to this field as copyValue does, but without notification. Null
     /// when copying may do more: for different types, while either field is bound, and in derived classes, which may
     /// override copyValue or _notifyChanged. Connections ask again when a binding changes.
@@ -285,7 +288,8 @@ private:
         kTreatedAsDynamic = 0x800,  // dynamic during upgrades, declared before and after
         kHasStepped = 0x1000,       // outgoing connections that act between steps: a change does not notify them
         kBound = 0x2000,            // to a variable or functions
-        kRestricted = 0x4000,       // bound, or has a range: setting a value takes more than storing it
+        kRestricted = 0x4000,       // bound, overridden, or has a range: setting a value takes more than storing it
+        kOverridden = 0x8000,       // another value is in the place of the one that was set
         kLocal = kOwnerIsActive | kModeIsEditing | kNotifyLocally,
         kTransfers = kHasOutgoing | kHasProxies,
         kIsConnected = kTransfers | kHasStepped,

@@ -67,7 +67,7 @@ bool copyOne(FieldBase& copy, const FieldBase& source, const ICopyMap& map) {
     }
     return withValueType(copy.getDataType(), [&]<class T>(std::type_identity<T>) {
         return detail::FieldAccess::restoreValue(static_cast<Field<T>&>(copy),
-                                                 mapValue(static_cast<const Field<T>&>(source).getValue(), map));
+                                                 mapValue(static_cast<const Field<T>&>(source).getOwnValue(), map));
     });
 }
 

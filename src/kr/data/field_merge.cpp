@@ -23,6 +23,17 @@ bool isContainer(const FieldBase& field) {
     return field.getDataType() == Types::kContainer;
 }
 
+/// What an override shows stays with the source.
+void copyOwnValue(FieldBase& field, const FieldBase& source) {
+    if (!source.isOverridden() || field.getDataType() != source.getDataType()) {
+        field.copyValue(source);
+        return;
+    }
+    withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        return static_cast<Field<T>&>(field).setValue(static_cast<const Field<T>&>(source).getOwnValue());
+    });
+}
+
 /// Items of a copy have the identifiers of the items that they were made from.
 void alignItems(Container& items, const Container& source) {
     if (items.size() != source.size()) return;
@@ -194,7 +205,7 @@ private:
             return;
         }
         detail::FieldAccess::takeBits(field, source);
-        if (!detail::isValueSame(field, source)) field.copyValue(source);
+        if (!detail::isValueSame(field, source)) copyOwnValue(field, source);
     }
 
     void _followItems(FieldArrayBase& items, const FieldArrayBase& source, bool isDriven) {

@@ -110,7 +110,8 @@ void FieldBase::_takeBits(const FieldBase& source) {
     withValueType(_dataType, [&]<class T>(std::type_identity<T>) {
         auto& field = static_cast<Field<T>&>(*this);
         const auto& value = static_cast<const Field<T>&>(source).getValue();
-        if (!field.isBound() && field.getValue() == value) detail::FieldAccess::initializeValue(field, value);
+        if (field.isBound() || field.isOverridden() || source.isOverridden()) return;
+        if (field.getValue() == value) detail::FieldAccess::initializeValue(field, value);
     });
 }
 

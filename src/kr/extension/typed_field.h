@@ -146,6 +146,12 @@ class Output final : public detail::TypedField<T> {
 public:
     Output(IExtension* owner, const Kr::KrID& id, const FieldOptions<T>& options = {})
         : detail::TypedField<T>(owner, KrData::Types::kOutput, id, options) {}
+    /// The value that was set, also while an override shows observers and connections another one.
+    [[nodiscard]] const T& get() const {
+        const auto* field = this->getField();
+        return field != nullptr ? field->getOwnValue() : detail::TypedField<T>::get();
+    }
+    operator const T&() const { return get(); }
     Output& operator=(const T& value) {
         this->set(value);
         return *this;

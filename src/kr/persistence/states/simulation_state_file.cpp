@@ -5,12 +5,14 @@
 
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/states/simulation_snapshot.h"
+#include "kr/persistence/states/state_modules.h"
 
 namespace KrPersistence {
 
 namespace {
 
 using eFailure = Kr::FileResult::eFailure;
+using detail::addStateModules;
 
 /// \param save  writes the file.
 template <class Save>
@@ -38,6 +40,7 @@ Kr::FileResultOf<RestoreReport> restoreWith(const Load& load, KrSim::KrApplicati
     if (!load(file)) return file.getLastResult();
     for (const auto* each : file.getSections()) {
         if (const auto* section = dynamic_cast<const KrSimulationStateSection*>(each)) {
+            addStateModules(application, section->getSnapshot()->getState());
             auto report = section->getSnapshot()->restore(application);
             if (report.isRestored) return report;
             return Kr::FileResult::failed(eFailure::kNotTaken, file.getCurrentFilename(), report.error);

@@ -228,7 +228,7 @@ void FieldWriter::_writeLeaf(const FieldBase& field) {
         default:
             KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
                 if constexpr (kIsPlainValue<T>) {
-                    writeItem(_writer, "Value", static_cast<const Field<T>&>(field).getValue());
+                    writeItem(_writer, "Value", static_cast<const Field<T>&>(field).getOwnValue());
                 }
             });
     }
