@@ -10,6 +10,7 @@
 #include "apps/krsim/option_values.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/run_options.h"
+#include "apps/krsim/sweep_options.h"
 #include "kr/platform/nearest_name.h"
 #include "kr/platform/version.h"
 
@@ -97,6 +98,10 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     });
     auto* run = app.add_subcommand("run", "Build an application from files or plug-ins and run it");
     addRunOptions(*run, runPlan);
+    SweepCommandPlan sweepPlan;
+    auto* sweep =
+        app.add_subcommand("sweep", "Run a simulation many times with other values, and make one table of the results");
+    addSweepOptions(*sweep, sweepPlan);
     auto* list = app.add_subcommand("list", "Show the types that can be chosen");
     addPluginDirectories(*list, listPlan.pluginDirectories);
     list->add_option_function<std::string>(
@@ -115,6 +120,11 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     }
     if (list->parsed()) return listPlan;
     if (newPlugin->parsed()) return newPluginPlan;
+    if (sweep->parsed()) {
+        if (sweepPlan.run.files.empty() && !hasContent(sweepPlan.run))
+            return answer(app, CLI::RequiredError("A setup file, or --content (or --module)"));
+        return sweepPlan;
+    }
     if (const auto plan = fileCommands.getParsed()) {
         if (const auto* create = std::get_if<CreatePlan>(&*plan)) {
             if (!hasContent(create->what)) return answer(app, CLI::RequiredError("--content (or --module)"));

@@ -8,6 +8,7 @@
 #include "apps/krsim/file_plans.h"
 #include "apps/krsim/new_plugin_command.h"
 #include "apps/krsim/run_plan.h"
+#include "apps/krsim/sweep_plan.h"
 
 namespace krsim {
 
@@ -17,8 +18,8 @@ struct Answer {
     std::string text;
 };
 
-using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
-                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan>;
+using Command = std::variant<Answer, RunPlan, SweepCommandPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan,
+                             VerifyPlan, DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

@@ -1,14 +1,11 @@
 #include "apps/krsim/hash_writer.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <iterator>
 #include <utility>
 
-#include "apps/krsim/loaded_file.h"
+#include "apps/krsim/run_inputs.h"
 #include "apps/krsim/run_plan.h"
 #include "kr/application/application.h"
-#include "kr/platform/crc32.h"
 #include "kr/platform/text.h"
 #include "kr/platform/version.h"
 
@@ -17,15 +14,6 @@ namespace {
 
 constexpr auto kKind = eOutputKind::kHashes;
 
-/// The CRC-32 of the bytes and the name, so that another version of a file is noticed.
-std::string describeFile(const std::string& filename) {
-    const auto stream = openInput(filename);
-    const std::string bytes{std::istreambuf_iterator<char>(*stream), std::istreambuf_iterator<char>()};
-    char checksum[16];
-    std::snprintf(checksum, sizeof checksum, "%08x ", static_cast<unsigned int>(Kr::calculateCRC32(bytes)));
-    return checksum + Kr::toOneLine(filename);
-}
-
 /// What the hashes depend on.
 HashFile describeRun(const KrSim::KrApplication& application, const RunPlan& plan) {
     HashFile file;
@@ -33,15 +21,8 @@ HashFile describeRun(const KrSim::KrApplication& application, const RunPlan& pla
     add("version", Kr::getLibraryVersion());
     add("seed", Kr::toText(application.getContext().getRandomSeed()));
     add("step", Kr::toText(application.getSimulationTimeStep()));
-    for (const auto& each : plan.files)
-        add("file", describeFile(each));
-    for (const auto& each : plan.presets)
-        add("preset", Kr::toOneLine(each));
-    for (const auto& each : plan.content)
-        add("content", Kr::toOneLine(each));
-    for (const auto& each : plan.modules)
-        add("module", Kr::toOneLine(each));
-    if (!plan.stateToRestore.empty()) add("state", describeFile(plan.stateToRestore));
+    for (auto& [name, value] : describeInputs(plan))
+        add(name.c_str(), std::move(value));
     return file;
 }
 

@@ -13,6 +13,7 @@
 #include "apps/krsim/new_plugin_command.h"
 #include "apps/krsim/preset_command.h"
 #include "apps/krsim/run_command.h"
+#include "apps/krsim/sweep_command.h"
 #include "kr/persistence/files/producer.h"
 #include "kr/platform/version.h"
 
@@ -27,6 +28,7 @@ struct Execution {
         return answer.code;
     }
     eExitCode operator()(const krsim::RunPlan& plan) const { return krsim::runSimulation(plan); }
+    eExitCode operator()(const krsim::SweepCommandPlan& plan) const { return krsim::runSweep(plan); }
     eExitCode operator()(const krsim::VerifyPlan& plan) const { return krsim::verifyFiles(plan); }
     eExitCode operator()(const krsim::DiffPlan& plan) const { return krsim::compareFiles(plan); }
     eExitCode operator()(const krsim::ListPlan& plan) const { return succeed(krsim::listTypes, plan); }

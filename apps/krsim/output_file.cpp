@@ -64,6 +64,7 @@ Held inspect(const std::string& filename) {
     stream.read(bytes, sizeof bytes);
     const std::string_view begin(bytes, static_cast<std::size_t>(stream.gcount()));
     if (begin.starts_with("Time,") || begin.starts_with("Time\r")) return {eOutputKind::kTable, "a recorded table"};
+    if (begin.starts_with("Run,Seed")) return {eOutputKind::kTable, "a table of a sweep"};
     if (begin == "frame ha") return {eOutputKind::kHashes, "frame hashes"};
     if (begin.starts_with("digraph ")) return {eOutputKind::kGraph, "a graph"};
     return {std::nullopt, "what krsim has not written"};

@@ -245,6 +245,14 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
         writers.recorder->start(*application);
         recording.emplace(*application, *writers.recorder);
     }
+    std::optional<KrExperiments::RunStatistics> statistics;
+    std::optional<Listening> measuring;
+    if (plan.hasStatistics) {
+        std::string problem;
+        statistics.emplace(*application, plan.statisticsPatterns, problem);
+        if (!problem.empty()) throw Failure(eExitCode::kUsage, problem);
+        measuring.emplace(*application, *statistics);
+    }
     const HashEnd hashEnd(writers);
     std::optional<Listening> hashing;
     if (writers.hashes) {
@@ -256,6 +264,8 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     ended.result.assigned = assigned;
     RunWatch::inspect(*application);
     ended.result.overrides = getOverrides(*application);
+    if (statistics) ended.result.fields = statistics->get();
+    measuring.reset();
     if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();
     hashing.reset();
@@ -275,15 +285,17 @@ eExitCode getExitCode(const RunPlan& plan, const RunResult& result, const StopSi
 
 }  // namespace
 
-eExitCode runSimulation(const RunPlan& plan) {
+eExitCode runSimulation(const RunPlan& plan, RunResult* result) {
     if (!plan.stateToSave.empty()) requireReplaceable(eOutputKind::kState, plan.stateToSave, plan.isForced);
     Writers writers(plan);
     StopSignals signals;
     const Log log(plan);
     RunWatch watch;
     StatusOutput output(STDOUT_FILENO);
-    const Ended ended = simulate(plan, signals, watch, output, writers);
+    Ended ended = simulate(plan, signals, watch, output, writers);
     const auto events = RunWatch::getEvents();
+    if (!events.failures.get().empty()) ended.result.firstFailure = formatEvent(events.failures.get().front());
+    if (result != nullptr) *result = ended.result;
     if (isTextWanted(plan)) output.print(formatSummary(plan, ended.result) + formatEvents(events));
     if (plan.printsJson) output.print(formatJsonSummary(plan, ended.result, events));
     if (plan.printsOutputs) output.print(ended.outputs);

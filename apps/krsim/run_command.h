@@ -5,8 +5,11 @@
 
 namespace krsim {
 
+struct RunResult;
+
 /// Executes the plan and reports on standard output; the log is written to standard error. Throws a Failure when the
 /// run cannot begin. When it returns, everything is destroyed, and the log file is closed.
-[[nodiscard]] eExitCode runSimulation(const RunPlan& plan);
+/// \param result  receives how the run has ended; may be null.
+[[nodiscard]] eExitCode runSimulation(const RunPlan& plan, RunResult* result = nullptr);
 
 }  // namespace krsim

@@ -33,11 +33,6 @@ std::string formatTimes(std::uint64_t count) {
     return count == 1 ? "" : " " + std::to_string(count) + " times";
 }
 
-std::string formatEvent(const RunEvent& each) {
-    return each.subject + ": " + each.what + formatTimes(each.count) + " " + formatMoments(each) +
-           (each.detail.empty() ? "" : ": " + each.detail);
-}
-
 std::string formatMessage(const RunEvent& each) {
     return each.what + " - " + each.subject + ":" + formatTimes(each.count) + " " + formatMoments(each);
 }
@@ -71,6 +66,11 @@ void RunEventList::add(const std::string& subject, const std::string& what, cons
 
 bool RunEventList::contains(const std::string& subject, const std::string& what) const {
     return _places.contains(toKey(subject, what));
+}
+
+std::string formatEvent(const RunEvent& event) {
+    return event.subject + ": " + event.what + formatTimes(event.count) + " " + formatMoments(event) +
+           (event.detail.empty() ? "" : ": " + event.detail);
 }
 
 std::string formatEvents(const RunEvents& events) {

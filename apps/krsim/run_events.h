@@ -56,6 +56,9 @@ struct RunEvents {
     RunEventList messages{};    ///< warnings and graver messages of the log
 };
 
+/// A line of the summary, without its end.
+[[nodiscard]] std::string formatEvent(const RunEvent& event);
+
 /// The lines of the summary; empty when there are no events.
 [[nodiscard]] std::string formatEvents(const RunEvents& events);
 

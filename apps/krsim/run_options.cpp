@@ -151,9 +151,7 @@ void addFailures(CLI::App& command, RunPlan& plan) {
     command.add_flag("--stop-on-nan", plan.stopsOnNaN, "End after the frame in which an output becomes NaN");
 }
 
-}  // namespace
-
-void addContentOptions(CLI::App& command, RunPlan& plan) {
+void addTypes(CLI::App& command, RunPlan& plan) {
     addPluginDirectories(command, plan.pluginDirectories);
     addList(command, "--content", plan.content, "TYPE", "Simulate one extension of this type; may be repeated.");
     addList(command, "--module", plan.modules, "TYPE",
@@ -177,7 +175,23 @@ void addContentOptions(CLI::App& command, RunPlan& plan) {
             "Seed of the random streams (that of the setup, else 0): a run with the same seed takes the same random "
             "numbers")
         ->type_name("N");
+}
+
+}  // namespace
+
+void addContentOptions(CLI::App& command, RunPlan& plan) {
+    addTypes(command, plan);
     addPace(command, plan);
+}
+
+void addModelOptions(CLI::App& command, RunPlan& plan) {
+    addTypes(command, plan);
+    addList(command, "--preset", plan.presets, "NAME",
+            "Apply this preset of the setup file over its settings; may be repeated.");
+    addAssignments(command, plan);
+    addLimits(command, plan);
+    command.add_flag("--allow-missing", plan.allowsMissing,
+                     "Run although plug-ins are missing; their extensions do nothing");
 }
 
 void addRunOptions(CLI::App& command, RunPlan& plan) {
@@ -186,14 +200,9 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
                     "A setup file, or an object file, or both: the setup first, then its content. Object files that "
                     "the setup lists need not be named. - for standard input.")
         ->type_name("");
-    addContentOptions(command, plan);
-    addList(command, "--preset", plan.presets, "NAME",
-            "Apply this preset of the setup file over its settings; may be repeated.");
-    addAssignments(command, plan);
-    addLimits(command, plan);
+    addModelOptions(command, plan);
+    addPace(command, plan);
     addStates(command, plan);
-    command.add_flag("--allow-missing", plan.allowsMissing,
-                     "Run although plug-ins are missing; their extensions do nothing");
     command.add_flag("--strict", plan.isStrict,
                      "Run nothing when 'krsim verify' would find something wrong, or nothing would be simulated");
     addReports(command, plan);

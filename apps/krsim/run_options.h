@@ -9,7 +9,10 @@ namespace krsim {
 /// The options of `krsim run`. The plan is borrowed and filled while the command line is read.
 void addRunOptions(CLI::App& command, RunPlan& plan);
 
-/// Those that say what a simulation is made of: types, mode and rate.
+/// Those that say what is simulated and for how long, without pace and results.
+void addModelOptions(CLI::App& command, RunPlan& plan);
+
+/// Those that say what a simulation is made of: types, mode, rate and pace.
 void addContentOptions(CLI::App& command, RunPlan& plan);
 
 }  // namespace krsim

@@ -34,6 +34,9 @@ struct RunPlan {
     std::vector<std::string> overrides{};                  ///< as KrExperiments::parseOverride reads them
     std::vector<std::string> overrideFiles{};              ///< with a line for each
 
+    bool hasStatistics{false};                      ///< of number fields over the frames
+    std::vector<std::string> statisticsPatterns{};  ///< of these; empty for all outputs that are numbers
+
     std::string stateToRestore{};
     std::string stateToSave{};
     RecordPlan record{};

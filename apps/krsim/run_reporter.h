@@ -9,6 +9,7 @@
 #include "kr/application/context/frame_statistics.h"
 #include "kr/application/i_application_listener.h"
 #include "kr/experiments/overrides.h"
+#include "kr/experiments/run_statistics.h"
 
 namespace krsim {
 
@@ -42,6 +43,8 @@ struct RunResult {
     KrSim::FrameStatistics statistics{};
     std::vector<KrExperiments::AssignedField> assigned{};    ///< before the first frame
     std::vector<KrExperiments::OverrideStatus> overrides{};  ///< at the end
+    std::vector<KrExperiments::FieldStatistics> fields{};    ///< where the plan asks for them
+    std::string firstFailure{};
 };
 
 /// Why the run has ended, "all frames run".
