@@ -19,7 +19,7 @@ struct Answer {
 };
 
 using Command = std::variant<Answer, RunPlan, SweepCommandPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan,
-                             VerifyPlan, DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan>;
+                             VerifyPlan, DiffPlan, GraphPlan, CreatePlan, PresetPlan, EditPlan, NewPluginPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

@@ -114,7 +114,81 @@ FileCommands::FileCommands(CLI::App& app) {
                      ->needs(name);
     preset.add_flag("--remove", _preset.plan.isRemoved, "Remove preset NAME")->needs(name)->excludes(from);
     addChecksum(preset, _preset.plan.hasChecksum);
+    _addEditing(app);
     preset.footer("Example:\n  krsim preset setup.xml Fast --from fast.xml\n  krsim run setup.xml --preset Fast");
+}
+
+void FileCommands::_addEditing(CLI::App& app) {
+    const auto addCommon = [](CLI::App& command, EditPlan& plan) {
+        addPluginDirectories(command, plan.pluginDirectories);
+        command.add_option("--output", plan.output, "Write this file, and leave FILE as it is")->type_name("FILE");
+        addForce(command, plan.isForced);
+    };
+    const auto addParent = [](CLI::App& command, EditPlan& plan) {
+        command.add_option("--in", plan.parent, "The object that gets it, by path; the top of the file without it")
+            ->type_name("PATH");
+    };
+    constexpr const char* kFile = "An object file, which is changed";
+
+    _edit.command = app.add_subcommand("edit", "Set fields of an object file, add and remove extensions");
+    auto& edit = *_edit.command;
+    addFile(edit, "FILE", _edit.plan.file, kFile);
+    addAssignments(edit, _edit.plan.assignments, "Set a field, \"Car/Vehicle.Mass=1.9 t\"");
+    addList(edit, "--add", _edit.plan.added, "TYPE", "Add an extension of this type; may be repeated.");
+    edit.add_option("--name", _edit.plan.name, "The name of what is added")->type_name("NAME");
+    addParent(edit, _edit.plan);
+    addList(edit, "--remove", _edit.plan.removed, "PATH",
+            "Remove an extension with all below it and their connections; may be repeated.");
+    addCommon(edit, _edit.plan);
+    edit.footer(
+        "First is removed, then added, then set.\n\nExamples:\n  krsim edit car.xml --set \"Vehicle.Mass=1.9 t\"\n"
+        "  krsim edit town.kro --plugins build/plugins --add \"Road Vehicle\" --name Taxi --in Traffic");
+
+    _connect.command = app.add_subcommand("connect", "Connect two fields of an object file");
+    auto& connect = *_connect.command;
+    addFile(connect, "FILE", _connect.plan.file, kFile);
+    connect.add_option("SOURCE", _connect.plan.source, "The field that is read, by path")->required()->type_name("");
+    connect.add_option("SINK", _connect.plan.sink, "The field that is set, by path")->required()->type_name("");
+    const auto addKind = [&](const char* name, Kr::eConnectionKind kind, const char* description) {
+        return connect.add_flag_callback(
+            name, [this, kind] { _connect.plan.connectionKind = kind; }, description);
+    };
+    auto* delay = addKind("--delay", Kr::eConnectionKind::kUnitDelay,
+                          "A unit delay: the sink gets the value at the end of the last step, for feedback");
+    auto* queued = addKind("--queued", Kr::eConnectionKind::kQueued, "The sink is set by an event")->excludes(delay);
+    auto* interpolated = addKind("--interpolated", Kr::eConnectionKind::kInterpolated,
+                                 "The faster steps of the sink get values between those of the source")
+                             ->excludes(delay)
+                             ->excludes(queued);
+    connect.add_flag("--remove", _connect.plan.isDisconnected, "End the connections between the two instead")
+        ->excludes(delay)
+        ->excludes(queued)
+        ->excludes(interpolated);
+    addCommon(connect, _connect.plan);
+    connect.footer("Example:\n  krsim connect car.xml Driver.Pedal \"Electric Drive.Pedal\" --delay");
+
+    _instantiate.command = app.add_subcommand("instantiate", "Place instances of an object into an object file");
+    auto& instantiate = *_instantiate.command;
+    addFile(instantiate, "FILE", _instantiate.plan.file, kFile);
+    instantiate.add_option("DEFINITION", _instantiate.plan.definition, "The object, by path")
+        ->required()
+        ->type_name("");
+    instantiate
+        .add_option("--from", _instantiate.plan.definitionFile, "The object file that has it, if it is another one")
+        ->type_name("FILE");
+    instantiate
+        .add_option_function<std::string>(
+            "--count",
+            [this](const std::string& text) {
+                _instantiate.plan.instances = parsePositive<std::size_t>("--count", text);
+            },
+            "How many (1)")
+        ->type_name("N");
+    instantiate.add_option("--name", _instantiate.plan.name, "Their name; several get numbers")->type_name("NAME");
+    addParent(instantiate, _instantiate.plan);
+    addAssignments(instantiate, _instantiate.plan.assignments, "Set a field of the file, once they are there");
+    addCommon(instantiate, _instantiate.plan);
+    instantiate.footer("Example:\n  krsim instantiate fleet.xml Car --from car.xml --count 100 --name Taxi");
 }
 
 std::optional<FilePlan> FileCommands::getParsed() const {
@@ -131,6 +205,9 @@ std::optional<FilePlan> FileCommands::getParsed() const {
     take(_graph);
     take(_create);
     take(_preset);
+    take(_edit);
+    take(_connect);
+    take(_instantiate);
     return parsed;
 }
 

@@ -8,8 +8,8 @@
 
 namespace krsim {
 
-using FilePlan =
-    std::variant<InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan, PresetPlan>;
+using FilePlan = std::variant<InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan, DiffPlan, GraphPlan, CreatePlan,
+                              PresetPlan, EditPlan>;
 
 /// The subcommands that work on files.
 class FileCommands {
@@ -23,6 +23,8 @@ public:
     [[nodiscard]] std::optional<FilePlan> getParsed() const;
 
 private:
+    void _addEditing(CLI::App& app);
+
     template <class Plan>
     struct Entry {
         CLI::App* command{nullptr};
@@ -38,6 +40,9 @@ private:
     Entry<GraphPlan> _graph;
     Entry<CreatePlan> _create;
     Entry<PresetPlan> _preset;
+    Entry<EditPlan> _edit;
+    Entry<EditPlan> _connect;
+    Entry<EditPlan> _instantiate;
 };
 
 }  // namespace krsim

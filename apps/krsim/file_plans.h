@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "apps/krsim/run_plan.h"
+#include "kr/core/connections/connection_factory.h"
+#include "kr/experiments/assignment.h"
 
 namespace krsim {
 
@@ -87,6 +89,26 @@ struct PresetPlan {
     std::string variant{};  ///< the setup file to take the preset from
     bool isRemoved{false};
     bool hasChecksum{false};
+};
+
+/// Change the content of an object file. The steps are carried out in this order.
+struct EditPlan {
+    std::vector<std::string> pluginDirectories{};
+    std::string file{};
+    std::vector<std::string> removed{};  ///< paths of extensions
+    std::vector<std::string> added{};    ///< types, as TypeCatalog::find takes them
+    std::string name{};            ///< of what is added and of instances; empty for that of its type or definition
+    std::string parent{};          ///< path of the object that gets it; empty for the top of the file
+    std::string definition{};      ///< path of the object to instantiate; empty for none
+    std::string definitionFile{};  ///< that holds it; empty for the same one
+    std::size_t instances{1};
+    std::string source{};  ///< of a connection
+    std::string sink{};
+    Kr::eConnectionKind connectionKind{Kr::eConnectionKind::kDirect};
+    bool isDisconnected{false};
+    std::vector<KrExperiments::Assignment> assignments{};
+    std::string output{};  ///< the file to write; empty for the same one
+    bool isForced{false};  ///< whatever the other file holds
 };
 
 /// Write a setup file and an object file from types.

@@ -8,6 +8,7 @@
 
 #include "apps/krsim/command_line.h"
 #include "apps/krsim/crash_report.h"
+#include "apps/krsim/edit_command.h"
 #include "apps/krsim/file_commands.h"
 #include "apps/krsim/list_command.h"
 #include "apps/krsim/new_plugin_command.h"
@@ -40,6 +41,7 @@ struct Execution {
     eExitCode operator()(const krsim::CreatePlan& plan) const { return succeed(krsim::createFiles, plan); }
 
     eExitCode operator()(const krsim::NewPluginPlan& plan) const { return succeed(krsim::createPlugin, plan); }
+    eExitCode operator()(const krsim::EditPlan& plan) const { return succeed(krsim::editFile, plan); }
     eExitCode operator()(const krsim::PresetPlan& plan) const { return succeed(krsim::editPresets, plan); }
 
     template <class Plan>

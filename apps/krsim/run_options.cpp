@@ -49,22 +49,8 @@ void addPace(CLI::App& command, RunPlan& plan) {
         ->excludes(paced);
 }
 
-void addAssignments(CLI::App& command, RunPlan& plan) {
-    command
-        .add_option_function<std::vector<std::string>>(
-            "--set",
-            [&plan](const std::vector<std::string>& texts) {
-                for (const auto& each : texts) {
-                    auto& assignment = plan.assignments.emplace_back();
-                    if (KrExperiments::parseAssignment(each, assignment)) continue;
-                    throw CLI::ValidationError("--set", "'" + each + "' is not of the form PATH=VALUE");
-                }
-            },
-            "Set a field before the first frame, \"Car/Vehicle.Mass=1.9 t\": the end of a path is enough where it "
-            "means "
-            "one field, * and ? are any text and character; may be repeated.")
-        ->type_name("PATH=VALUE")
-        ->allow_extra_args(false);
+void addChanges(CLI::App& command, RunPlan& plan) {
+    addAssignments(command, plan.assignments, "Set a field before the first frame, \"Car/Vehicle.Mass=1.9 t\"");
     addList(
         command, "--override", plan.overrides, "PATH=KIND...",
         "Show others of a field another value than its own: \"Vehicle.Speed=bias 1 m/s from 400 s until 500 s\"; the "
@@ -179,6 +165,25 @@ void addTypes(CLI::App& command, RunPlan& plan) {
 
 }  // namespace
 
+void addAssignments(CLI::App& command, std::vector<KrExperiments::Assignment>& assignments,
+                    const std::string& description) {
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--set",
+            [&assignments](const std::vector<std::string>& texts) {
+                for (const auto& each : texts) {
+                    auto& assignment = assignments.emplace_back();
+                    if (KrExperiments::parseAssignment(each, assignment)) continue;
+                    throw CLI::ValidationError("--set", "'" + each + "' is not of the form PATH=VALUE");
+                }
+            },
+            description +
+                ": the end of a path is enough where it means one field, * and ? are any text and character; "
+                "may be repeated.")
+        ->type_name("PATH=VALUE")
+        ->allow_extra_args(false);
+}
+
 void addContentOptions(CLI::App& command, RunPlan& plan) {
     addTypes(command, plan);
     addPace(command, plan);
@@ -188,7 +193,7 @@ void addModelOptions(CLI::App& command, RunPlan& plan) {
     addTypes(command, plan);
     addList(command, "--preset", plan.presets, "NAME",
             "Apply this preset of the setup file over its settings; may be repeated.");
-    addAssignments(command, plan);
+    addChanges(command, plan);
     addLimits(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,
                      "Run although plug-ins are missing; their extensions do nothing");

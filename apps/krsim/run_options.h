@@ -9,6 +9,10 @@ namespace krsim {
 /// The options of `krsim run`. The plan is borrowed and filled while the command line is read.
 void addRunOptions(CLI::App& command, RunPlan& plan);
 
+/// The option --set.
+void addAssignments(CLI::App& command, std::vector<KrExperiments::Assignment>& assignments,
+                    const std::string& description);
+
 /// Those that say what is simulated and for how long, without pace and results.
 void addModelOptions(CLI::App& command, RunPlan& plan);
 

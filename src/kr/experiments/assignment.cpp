@@ -30,11 +30,12 @@ bool parseAssignment(std::string_view text, Assignment& assignment) {
     return true;
 }
 
-AssignmentResult assignFields(const KrSim::KrApplication& application, std::span<const Assignment> assignments) {
+AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions,
+                              std::span<const Assignment> assignments) {
     AssignmentResult result;
     for (const auto& each : assignments) {
         const auto prefix = "'" + each.pattern + "=" + each.value + "': ";
-        const auto found = findMeantFields(application, each.pattern);
+        const auto found = findMeantFields(extensions, each.pattern);
         if (!found.problem.empty()) result.problems.push_back(prefix + found.problem);
         for (const auto& field : found.fields) {
             const auto problem = assign(field, each.value, result);
@@ -42,6 +43,10 @@ AssignmentResult assignFields(const KrSim::KrApplication& application, std::span
         }
     }
     return result;
+}
+
+AssignmentResult assignFields(const KrSim::KrApplication& application, std::span<const Assignment> assignments) {
+    return assignFields(getSimulatedExtensions(application), assignments);
 }
 
 }  // namespace KrExperiments

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kr/application/fwd.h"
+#include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
 
 namespace KrExperiments {
@@ -35,6 +36,9 @@ struct AssignmentResult {
 /// Connected inputs are refused: their connection would set them in the first frame.
 /// Thread: application.
 [[nodiscard]] KR_API AssignmentResult assignFields(const KrSim::KrApplication& application,
+                                                   std::span<const Assignment> assignments);
+/// The same for the fields of these extensions.
+[[nodiscard]] KR_API AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions,
                                                    std::span<const Assignment> assignments);
 
 }  // namespace KrExperiments

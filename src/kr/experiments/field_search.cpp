@@ -20,6 +20,7 @@ namespace {
 
 using KrSim::KrApplication;
 using KrSim::KrExtension;
+using Extensions = std::span<KrExtension* const>;
 
 constexpr std::string_view kRoles[] = {"Inputs", "Outputs", "Parameters"};
 constexpr std::size_t kMostListed = 4;
@@ -31,8 +32,8 @@ public:
 
     explicit FieldWalk(Action action) : _action(std::move(action)) {}
 
-    void run(const KrApplication& application) {
-        for (auto* each : getSimulatedExtensions(application)) {
+    void run(Extensions extensions) {
+        for (auto* each : extensions) {
             _extension = each->getPath();
             each->getFieldsContainer().accept(*this);
         }
@@ -62,7 +63,7 @@ std::string withPoints(std::string_view path) {
 }
 
 /// One form of all the fields, and the pattern that an end of it must match.
-FoundFields findShort(const KrApplication& application, std::string_view pattern) {
+FoundFields findShort(Extensions extensions, std::string_view pattern) {
     FoundFields found;
     const auto whole = withPoints(pattern);
     const auto end = "*." + whole;
@@ -73,12 +74,12 @@ FoundFields findShort(const KrApplication& application, std::string_view pattern
     FieldWalk([&](KrData::FieldBase& field, const std::string& extension, std::string&& path) {
         auto full = joined(extension, path);
         if (matches(full) || matches(joined(extension, withoutRole(path)))) found.fields.push_back({&field, full});
-    }).run(application);
+    }).run(extensions);
     return found;
 }
 
 /// All that a user may have meant: full and short paths, and their ends.
-std::string suggestPath(const KrApplication& application, std::string_view wanted) {
+std::string suggestPath(Extensions extensions, std::string_view wanted) {
     std::vector<std::string> known;
     FieldWalk([&](KrData::FieldBase&, const std::string& extension, std::string&& path) {
         const auto shortPath = joined(extension, withoutRole(path));
@@ -87,7 +88,7 @@ std::string suggestPath(const KrApplication& application, std::string_view wante
         known.push_back(extension + "/" + std::string(withoutRole(path)));
         for (auto at = shortPath.find_first_of("/."); at != std::string::npos; at = shortPath.find_first_of("/.", at))
             known.push_back(shortPath.substr(++at));
-    }).run(application);
+    }).run(extensions);
     std::sort(known.begin(), known.end());
     known.erase(std::unique(known.begin(), known.end()), known.end());
     return Kr::suggestName(wanted, known);
@@ -116,31 +117,43 @@ std::string getFullPath(const KrData::FieldBase& field) {
     return extension != nullptr ? joined(extension->getPath(), field.getPath()) : field.getPath();
 }
 
-FoundFields findFields(const KrApplication& application, std::string_view pattern) {
+FoundFields findFields(Extensions extensions, std::string_view pattern) {
     FoundFields found;
     FieldWalk([&](KrData::FieldBase& field, const std::string& extension, std::string&& path) {
         auto full = joined(extension, path);
         if (Kr::matchesPattern(pattern, full)) found.fields.push_back({&field, std::move(full)});
-    }).run(application);
-    if (found.fields.empty()) found = findShort(application, pattern);
+    }).run(extensions);
+    if (found.fields.empty()) found = findShort(extensions, pattern);
     if (!found.fields.empty()) return found;
     found.problem = Kr::isPattern(pattern) ? "no field is of the pattern '" : "there is no field '";
-    found.problem.append(pattern).append("'").append(suggestPath(application, pattern));
+    found.problem.append(pattern).append("'").append(suggestPath(extensions, pattern));
     return found;
 }
 
-FoundFields findMeantFields(const KrApplication& application, std::string_view pattern) {
-    return Kr::isPattern(pattern) ? findFields(application, pattern) : findOneField(application, pattern);
+FoundFields findMeantFields(Extensions extensions, std::string_view pattern) {
+    return Kr::isPattern(pattern) ? findFields(extensions, pattern) : findOneField(extensions, pattern);
 }
 
-FoundFields findOneField(const KrApplication& application, std::string_view path) {
+FoundFields findOneField(Extensions extensions, std::string_view path) {
     if (Kr::isPattern(path)) {
         return {.problem = "'" + std::string(path) + "' is a pattern, and the path of one field is needed"};
     }
-    auto found = findFields(application, path);
+    auto found = findFields(extensions, path);
     if (found.fields.size() < 2) return found;
     return {.problem = "'" + std::string(path) + "' is the end of " + std::to_string(found.fields.size()) +
                        " paths: " + listOf(found.fields) + "; write more of it, or a pattern for all of them"};
+}
+
+FoundFields findFields(const KrApplication& application, std::string_view pattern) {
+    return findFields(getSimulatedExtensions(application), pattern);
+}
+
+FoundFields findMeantFields(const KrApplication& application, std::string_view pattern) {
+    return findMeantFields(getSimulatedExtensions(application), pattern);
+}
+
+FoundFields findOneField(const KrApplication& application, std::string_view path) {
+    return findOneField(getSimulatedExtensions(application), path);
 }
 
 }  // namespace KrExperiments

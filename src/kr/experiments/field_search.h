@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,7 +31,8 @@ struct FoundFields {
 /// The full path of a field of an extension, or of a field without an extension its path in its containers.
 [[nodiscard]] KR_API std::string getFullPath(const KrData::FieldBase& field);
 
-/// The fields of content and modules that a pattern means, with * for any characters and ? for one.
+/// The fields of content and modules, or of these extensions, that a pattern means, with * for any characters and ? for
+/// one.
 ///
 /// A pattern is a full path, "Car/Vehicle.Parameters.Mass", or a short one: without the container of the role,
 /// "Car/Vehicle.Mass", with a slash in the place of the point, "Car/Vehicle/Mass", or only the end of one of these,
@@ -38,11 +40,15 @@ struct FoundFields {
 ///
 /// Without a match the problem names the nearest path. Thread: application.
 [[nodiscard]] KR_API FoundFields findFields(const KrSim::KrApplication& application, std::string_view pattern);
+[[nodiscard]] KR_API FoundFields findFields(std::span<KrSim::KrExtension* const> extensions, std::string_view pattern);
 
 /// The same, but what is no pattern must mean one field: otherwise there is none, and the problem lists them.
 [[nodiscard]] KR_API FoundFields findMeantFields(const KrSim::KrApplication& application, std::string_view pattern);
+[[nodiscard]] KR_API FoundFields findMeantFields(std::span<KrSim::KrExtension* const> extensions,
+                                                 std::string_view pattern);
 
 /// Exactly one field; patterns are no paths here.
 [[nodiscard]] KR_API FoundFields findOneField(const KrSim::KrApplication& application, std::string_view path);
+[[nodiscard]] KR_API FoundFields findOneField(std::span<KrSim::KrExtension* const> extensions, std::string_view path);
 
 }  // namespace KrExperiments

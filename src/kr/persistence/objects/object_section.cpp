@@ -36,6 +36,11 @@ void KrObjectSection::addObject(KrSim::KrExtension* object) {
     if (object != nullptr && _known.insert(object).second) _objects.emplace_back(object);
 }
 
+bool KrObjectSection::removeObject(const KrSim::KrExtension* object) {
+    _known.erase(object);
+    return std::erase_if(_objects, [&](const auto& each) { return each.get() == object; }) != 0;
+}
+
 std::size_t KrObjectSection::getLoadedExtensionCount() const noexcept {
     return _builder ? _builder->getExtensionCount() : 0;
 }

@@ -38,6 +38,8 @@ class KR_API KrObjectSection final : public NamedFileSection {
 
     /// Adds an object or extension, which is saved with all extensions below it. Ignores null and duplicates.
     void addObject(KrSim::KrExtension* object);
+    /// Nothing of it is saved any more. False for one that is not in the list.
+    bool removeObject(const KrSim::KrExtension* object);
     /// In the order of the file. After a load they have no owner.
     [[nodiscard]] const Objects& getObjects() const noexcept { return _objects; }
 
