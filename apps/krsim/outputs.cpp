@@ -11,7 +11,7 @@ namespace {
 
 class Lister final : public KrData::FieldVisitor {
 public:
-    explicit Lister(std::string& text) : _text(text) {}
+    Lister(std::string& text, KrExperiments::ShownUnits units) : _text(text), _units(units) {}
 
     void list(KrSim::KrExtension& extension) {
         _prefix = extension.getPath() + ".";
@@ -22,20 +22,21 @@ public:
         _text.append(_prefix)
             .append(field.getPath())
             .append(" = ")
-            .append(KrExperiments::formatField(field))
+            .append(KrExperiments::formatField(field, _units))
             .append("\n");
     }
 
 private:
     std::string& _text;
+    const KrExperiments::ShownUnits _units;
     std::string _prefix;
 };
 
 }  // namespace
 
-std::string formatOutputs(const KrSim::KrApplication& application) {
+std::string formatOutputs(const KrSim::KrApplication& application, KrExperiments::ShownUnits units) {
     std::string text;
-    Lister lister(text);
+    Lister lister(text, units);
     for (auto* extension : KrExperiments::getSimulatedExtensions(application))
         lister.list(*extension);
     return text;

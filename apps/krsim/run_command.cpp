@@ -108,8 +108,9 @@ private:
 };
 
 /// Throws a Failure with all problems.
-std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan) {
-    auto result = KrExperiments::assignFields(application, plan.assignments);
+std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan,
+                                                 KrExperiments::ShownUnits units) {
+    auto result = KrExperiments::assignFields(application, plan.assignments, units);
     if (result.problems.empty()) return std::move(result.fields);
     std::string text;
     for (const auto& each : result.problems)
@@ -213,13 +214,14 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto simulation = build(*application, plan);  // instances follow its definitions
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
-    const auto assigned = assign(*application, plan);
+    const auto units = plan.units ? plan.units : KrExperiments::findUnitSystem(*application);
+    const auto assigned = assign(*application, plan, units);
     if (!isQuiet) output.print(describe(plan, *application) + describeAssigned(assigned));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
     if (writers.recorder) {
-        writers.recorder->start(*application);
+        writers.recorder->start(*application, units);
         recording.emplace(*application, *writers.recorder);
     }
     const HashEnd hashEnd(writers);
@@ -232,7 +234,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
     ended.result.assigned = assigned;
     RunWatch::inspect(*application);
-    if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
+    if (plan.printsOutputs) ended.outputs = formatOutputs(*application, units);
     recording.reset();
     hashing.reset();
     try {

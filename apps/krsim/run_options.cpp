@@ -25,6 +25,8 @@ const Choices<KrSim::eApplicationMode> kModes{{"simulating", KrSim::eApplication
                                               {"editing", KrSim::eApplicationMode::kEditing},
                                               {"playback", KrSim::eApplicationMode::kPlayback}};
 
+const Choices<Kr::eUnitSystem> kUnitSystems{{"si", Kr::eUnitSystem::kSI}, {"us", Kr::eUnitSystem::kUSCustomary}};
+
 const Choices<Kr::eLogLevel> kLogLevels{{"off", Kr::eLogLevel::kOff},     {"fatal", Kr::eLogLevel::kFatal},
                                         {"error", Kr::eLogLevel::kError}, {"warn", Kr::eLogLevel::kWarn},
                                         {"info", Kr::eLogLevel::kInfo},   {"debug", Kr::eLogLevel::kDebug},
@@ -65,6 +67,13 @@ void addAssignments(CLI::App& command, RunPlan& plan) {
             "one field, * and ? are any text and character; may be repeated.")
         ->type_name("PATH=VALUE")
         ->allow_extra_args(false);
+}
+
+void addUnits(CLI::App& command, RunPlan& plan) {
+    addChoice(
+        command, "--units", plan.units, kUnitSystems,
+        "Show values and read numbers without a unit in these units (those of the Unit System in the content, else "
+        "the display units of the fields)");
 }
 
 void addLimits(CLI::App& command, RunPlan& plan) {
@@ -119,6 +128,11 @@ void addStates(CLI::App& command, RunPlan& plan) {
             },
             "Seconds of simulated time between two lines; every frame without it")
         ->type_name("T")
+        ->needs(record);
+    command
+        .add_flag("--record-units", plan.record.hasUnits,
+                  "Record values in the units of --units, which the columns name, \"Car/Vehicle.Outputs.Speed [mph]\"; "
+                  "else in SI units")
         ->needs(record);
 }
 
@@ -185,6 +199,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
     addList(command, "--preset", plan.presets, "NAME",
             "Apply this preset of the setup file over its settings; may be repeated.");
     addAssignments(command, plan);
+    addUnits(command, plan);
     addLimits(command, plan);
     addStates(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,
