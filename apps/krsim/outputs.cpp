@@ -12,7 +12,8 @@ namespace {
 
 class Lister final : public KrData::FieldVisitor {
 public:
-    Lister(std::string& text, const KrExperiments::Overrides* overrides) : _text(text), _overrides(overrides) {}
+    Lister(std::string& text, const KrExperiments::Overrides* overrides, KrExperiments::ShownUnits units)
+        : _text(text), _overrides(overrides), _units(units) {}
 
     void list(KrSim::KrExtension& extension) {
         _prefix = extension.getPath() + ".";
@@ -20,7 +21,7 @@ public:
     }
 
     void visitField(KrData::FieldBase& field) override {
-        _text.append(_prefix).append(field.getPath()).append(" = ").append(KrExperiments::formatField(field));
+        _text.append(_prefix).append(field.getPath()).append(" = ").append(KrExperiments::formatField(field, _units));
         if (field.isOverridden() && _overrides != nullptr)
             _text.append(" (overridden: ").append(_overrides->describe(field)).append(")");
         _text.append("\n");
@@ -29,14 +30,15 @@ public:
 private:
     std::string& _text;
     const KrExperiments::Overrides* _overrides;
+    const KrExperiments::ShownUnits _units;
     std::string _prefix;
 };
 
 }  // namespace
 
-std::string formatOutputs(const KrSim::KrApplication& application) {
+std::string formatOutputs(const KrSim::KrApplication& application, KrExperiments::ShownUnits units) {
     std::string text;
-    Lister lister(text, KrExperiments::Overrides::find(application));
+    Lister lister(text, KrExperiments::Overrides::find(application), units);
     for (auto* extension : KrExperiments::getSimulatedExtensions(application))
         lister.list(*extension);
     return text;

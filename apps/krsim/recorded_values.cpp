@@ -12,6 +12,7 @@ namespace {
 
 using KrData::FieldBase;
 using KrData::Types;
+using eUnit = Kr::KrPhysicalDimension::eDimensionHint;
 using Endings = std::vector<std::string>;
 
 template <class T>
@@ -29,9 +30,9 @@ Endings makeEndings() {
 }
 
 template <class Number>
-void appendNumber(std::string& line, Number number) {
+void appendNumber(std::string& line, Number number, eUnit unit) {
     line += ',';
-    Kr::appendNumber(line, number);
+    Kr::appendNumber(line, static_cast<Number>(Kr::KrPhysicalDimension::fromSI(static_cast<double>(number), unit)));
 }
 
 }  // namespace
@@ -58,15 +59,19 @@ const std::vector<std::string>& getColumnEndings(const FieldBase& field) {
     return endings != nullptr ? *endings : kOne;
 }
 
-void appendValue(std::string& line, const FieldBase& field) {
+void appendValue(std::string& line, const FieldBase& field, eUnit unit) {
     const bool isNumbers = KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
         const auto& value = static_cast<const KrData::Field<T>&>(field).getValue();
         if constexpr (std::is_floating_point_v<T>) {
-            appendNumber(line, value);
+            appendNumber(line, value, unit);
             return true;
         } else if constexpr (KrData::kHasComponents<T>) {
             for (const auto each : KrData::getComponents(value))
-                appendNumber(line, each);
+                appendNumber(line, each, unit);
+            return true;
+        } else if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
+            if (unit == eUnit::kNone) return false;
+            appendNumber(line, static_cast<double>(value), unit);
             return true;
         }
         return false;

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kr/core/physical_dimension.h"
 #include "kr/data/fwd.h"
 
 namespace krsim {
@@ -17,6 +18,8 @@ void appendCell(std::string& line, std::string_view text);
 [[nodiscard]] const std::vector<std::string>& getColumnEndings(const KrData::FieldBase& field);
 
 /// Appends the value in as many cells as getColumnEndings has, a comma in front of each. Numbers read back exactly.
-void appendValue(std::string& line, const KrData::FieldBase& field);
+/// \param unit  as KrExperiments::getShownUnit chooses it; without one, numbers are in the SI unit.
+void appendValue(std::string& line, const KrData::FieldBase& field,
+                 Kr::KrPhysicalDimension::eDimensionHint unit = Kr::KrPhysicalDimension::eDimensionHint::kNone);
 
 }  // namespace krsim

@@ -43,6 +43,11 @@ std::vector<FoundField> findRecorded(const KrSim::KrApplication& application, co
     return recorded;
 }
 
+std::string describeUnit(Kr::KrPhysicalDimension::eDimensionHint hint) {
+    const auto* unit = Kr::KrPhysicalDimension::getUnit(hint);
+    return unit == nullptr || *unit->symbol == '\0' ? "" : std::string(" [").append(unit->symbol).append("]");
+}
+
 }  // namespace
 
 Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)) {
@@ -51,10 +56,11 @@ Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)) {
 
 Recorder::~Recorder() = default;
 
-void Recorder::start(const KrSim::KrApplication& application) {
+void Recorder::start(const KrSim::KrApplication& application, KrExperiments::ShownUnits units) {
+    _units = units;
     std::string problem;
     for (const auto& each : findRecorded(application, _plan.patterns, problem))
-        appendValue(_startCells[each.path], *each.field);
+        appendValue(_startCells[each.path], *each.field, _chooseUnit(*each.field));
 }
 
 void Recorder::onFrameEnded(KrSim::KrApplication* application) {
@@ -96,14 +102,15 @@ void Recorder::finish() {
 
 void Recorder::_begin(const KrSim::KrApplication& application, double startSeconds) {
     _isBegun = true;
-    std::string header = "Time";
+    std::string header = _plan.hasUnits ? "Time [s]" : "Time";
     std::string values;
     for (const auto& [field, path] : findRecorded(application, _plan.patterns, _unmet)) {
         const auto& endings = getColumnEndings(*field);
-        _fields.push_back({KrData::FieldReference(field), endings.size()});
+        const auto unit = _chooseUnit(*field);
+        _fields.push_back({KrData::FieldReference(field), endings.size(), unit});
         for (const auto& each : endings) {
             header += ',';
-            appendCell(header, path + each);
+            appendCell(header, path + each + describeUnit(unit));
         }
         const auto found = _startCells.find(path);
         values += found != _startCells.end() ? found->second : std::string(endings.size(), ',');
@@ -127,10 +134,10 @@ void Recorder::_begin(const KrSim::KrApplication& application, double startSecon
 void Recorder::_writeLine(double simulatedSeconds) {
     _line.clear();
     Kr::appendNumber(_line, simulatedSeconds);
-    for (const auto& [reference, count] : _fields) {
+    for (const auto& [reference, count, unit] : _fields) {
         const auto* field = reference.get();
         if (field != nullptr) {
-            appendValue(_line, *field);
+            appendValue(_line, *field, unit);
         } else {
             _line.append(count, ',');
         }
@@ -142,6 +149,11 @@ void Recorder::_print() {
     _line += "\r\n";
     if (!_lines) _lines.emplace(_file.get());
     if (const int error = _lines->append(_line); error != 0) _error = error;
+}
+
+Kr::KrPhysicalDimension::eDimensionHint Recorder::_chooseUnit(const KrData::FieldBase& field) const {
+    if (!_plan.hasUnits) return Kr::KrPhysicalDimension::eDimensionHint::kNone;
+    return KrExperiments::getShownUnit(field, _units);
 }
 
 double Recorder::_findNext(double seconds, double stepSeconds) const {

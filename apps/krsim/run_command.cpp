@@ -109,8 +109,9 @@ private:
 };
 
 /// Throws a Failure with all problems.
-std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan) {
-    auto result = KrExperiments::assignFields(application, plan.assignments);
+std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan,
+                                                 KrExperiments::ShownUnits units) {
+    auto result = KrExperiments::assignFields(application, plan.assignments, units);
     if (result.problems.empty()) return std::move(result.fields);
     std::string text;
     for (const auto& each : result.problems)
@@ -234,7 +235,8 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto simulation = build(*application, plan);  // instances follow its definitions
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
-    const auto assigned = assign(*application, plan);
+    const auto units = plan.units ? plan.units : KrExperiments::findUnitSystem(*application);
+    const auto assigned = assign(*application, plan, units);
     override(*application, plan);
     if (!isQuiet)
         output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
@@ -242,7 +244,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
     if (writers.recorder) {
-        writers.recorder->start(*application);
+        writers.recorder->start(*application, units);
         recording.emplace(*application, *writers.recorder);
     }
     std::optional<KrExperiments::RunStatistics> statistics;
@@ -266,7 +268,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     ended.result.overrides = getOverrides(*application);
     if (statistics) ended.result.fields = statistics->get();
     measuring.reset();
-    if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
+    if (plan.printsOutputs) ended.outputs = formatOutputs(*application, units);
     recording.reset();
     hashing.reset();
     try {

@@ -25,6 +25,8 @@ const Choices<KrSim::eApplicationMode> kModes{{"simulating", KrSim::eApplication
                                               {"editing", KrSim::eApplicationMode::kEditing},
                                               {"playback", KrSim::eApplicationMode::kPlayback}};
 
+const Choices<Kr::eUnitSystem> kUnitSystems{{"si", Kr::eUnitSystem::kSI}, {"us", Kr::eUnitSystem::kUSCustomary}};
+
 const Choices<Kr::eLogLevel> kLogLevels{{"off", Kr::eLogLevel::kOff},     {"fatal", Kr::eLogLevel::kFatal},
                                         {"error", Kr::eLogLevel::kError}, {"warn", Kr::eLogLevel::kWarn},
                                         {"info", Kr::eLogLevel::kInfo},   {"debug", Kr::eLogLevel::kDebug},
@@ -56,6 +58,13 @@ void addChanges(CLI::App& command, RunPlan& plan) {
         "Show others of a field another value than its own: \"Vehicle.Speed=bias 1 m/s from 400 s until 500 s\"; the "
         "kinds are force, bias, gain, freeze, delay, noise and dropout; may be repeated.");
     addList(command, "--overrides", plan.overrideFiles, "FILE", "Read a line for each override; may be repeated.");
+}
+
+void addUnits(CLI::App& command, RunPlan& plan) {
+    addChoice(
+        command, "--units", plan.units, kUnitSystems,
+        "Show values and read numbers without a unit in these units (those of the Unit System in the content, else "
+        "the display units of the fields)");
 }
 
 void addLimits(CLI::App& command, RunPlan& plan) {
@@ -110,6 +119,11 @@ void addStates(CLI::App& command, RunPlan& plan) {
             },
             "Seconds of simulated time between two lines; every frame without it")
         ->type_name("T")
+        ->needs(record);
+    command
+        .add_flag("--record-units", plan.record.hasUnits,
+                  "Record values in the units of --units, which the columns name, \"Car/Vehicle.Outputs.Speed [mph]\"; "
+                  "else in SI units")
         ->needs(record);
 }
 
@@ -206,6 +220,7 @@ void addRunOptions(CLI::App& command, RunPlan& plan) {
                     "the setup lists need not be named. - for standard input.")
         ->type_name("");
     addModelOptions(command, plan);
+    addUnits(command, plan);
     addPace(command, plan);
     addStates(command, plan);
     command.add_flag("--strict", plan.isStrict,

@@ -9,6 +9,7 @@
 #include "kr/application/application.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/experiments/assignment.h"
+#include "kr/experiments/field_text.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -30,6 +31,7 @@ struct RunPlan {
     std::optional<std::uint32_t> seed{};
     std::optional<KrSim::eApplicationMode> mode{};
 
+    KrExperiments::ShownUnits units{};                     ///< else those of the content
     std::vector<KrExperiments::Assignment> assignments{};  ///< before the first frame, after the state was restored
     std::vector<std::string> overrides{};                  ///< as KrExperiments::parseOverride reads them
     std::vector<std::string> overrideFiles{};              ///< with a line for each

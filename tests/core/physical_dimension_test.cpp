@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <random>
 #include <set>
 #include <string>
 
@@ -87,7 +88,8 @@ TEST(PhysicalDimension, ShowsNumberAndUnit) {
                           {2.5, Dimension::kNone, Hint::kMetre, "2.5"},
                           {2.5, static_cast<Dimension>(200), Hint::kNone, "2.5"},
                           {0.5, Kr::kRatio, Hint::kNone, "0.5"},
-                          {-1.2345678901234567e-300, Kr::kMass, Hint::kTonne, "-1.23456789012346e-303 t"},
+                          {-1.2345678901234567e-300, Kr::kMass, Hint::kTonne, "-1.2345678901234567e-303 t"},
+                          {1e308, Kr::kLength, Hint::kMillimetre, "1e+308 m"},
                           {std::numeric_limits<double>::infinity(), Kr::kMass, Hint::kGram, "inf g"}};
     for (const auto& [valueSI, dimension, hint, text] : cases) {
         EXPECT_EQ(KrPhysicalDimension::format(valueSI, dimension, hint), text);
@@ -111,6 +113,29 @@ TEST(PhysicalDimension, ReadsANumberWithAnyUnitOfItsDimension) {
         const auto read = KrPhysicalDimension::parse(text, dimension, hint);
         ASSERT_TRUE(read) << text;
         EXPECT_DOUBLE_EQ(*read, valueSI) << text;
+    }
+}
+
+// Every digit that a value has survives a save as text, in whatever unit.
+TEST(PhysicalDimension, ValuesReadBackWithinOneUnitInTheLastPlace) {
+    constexpr int kValues = 2000;
+    constexpr std::mt19937::result_type kSeed = 20261123;
+    std::mt19937 random(kSeed);
+    std::uniform_real_distribution<double> mantissa(-10.0, 10.0);
+    std::uniform_real_distribution<double> exponent(-12.0, 12.0);
+    for (int i = 1; i < KrPhysicalDimension::kDimensionCount; ++i) {
+        const auto dimension = static_cast<Dimension>(i);
+        for (const auto& unit : KrPhysicalDimension::getUnits(dimension)) {
+            for (int n = 0; n < kValues; ++n) {
+                const double value = mantissa(random) * std::pow(10.0, exponent(random));
+                const double size = std::max(std::abs(value), std::abs(unit.offset));
+                const double tolerance = std::nextafter(size, std::numeric_limits<double>::infinity()) - size;
+                const std::string text = KrPhysicalDimension::format(value, dimension, unit.hint);
+                const auto read = KrPhysicalDimension::parse(text, dimension);
+                ASSERT_TRUE(read) << text << ", seed " << kSeed;
+                ASSERT_LE(std::abs(*read - value), tolerance) << text << ", seed " << kSeed;
+            }
+        }
     }
 }
 

@@ -5,7 +5,10 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <utility>
 
+#include "kr/core/unit_spelling.h"
 #include "kr/platform/text.h"
 
 namespace Kr {
@@ -16,7 +19,8 @@ using Dimension = KrPhysicalDimension::ePhysicalDimension;
 using Hint = KrPhysicalDimension::eDimensionHint;
 using Unit = KrPhysicalDimension::Unit;
 
-// Factors of the international yard and pound agreement, the SI brochure and ISO 80000.
+// Factors of the international yard and pound agreement, the SI brochure and ISO 80000; the British thermal unit is
+// that of the International Steam Table, the acre the international one.
 constexpr double kPi = 3.141592653589793;
 constexpr double kInch = 0.0254;
 constexpr double kFoot = 12.0 * kInch;
@@ -69,6 +73,7 @@ constexpr Unit kUnits[] = {
     {Hint::kKnot, "Knot", "kn", "kt", 1852.0 / kHour, 0.0},
     {Hint::kFootPerSecond, "Foot per second", "ft/s", "ft/s", kFoot, 0.0},
     {Hint::kMillimetrePerSecond, "Millimetre per second", "mm/s", "mm/s", 1e-3, 0.0},
+    {Hint::kInchPerSecond, "Inch per second", "in/s", "in/s", kInch, 0.0},
 
     {Hint::kMetrePerSecondSquared, "Metre per second squared", "m/s²", "m/s^2", 1.0, 0.0},
     {Hint::kStandardGravity, "Standard gravity", "g", "g0", kGravity, 0.0},
@@ -87,12 +92,15 @@ constexpr Unit kUnits[] = {
     {Hint::kNewtonMetre, "Newton metre", "N·m", "Nm", 1.0, 0.0},
     {Hint::kKilonewtonMetre, "Kilonewton metre", "kN·m", "kNm", 1e3, 0.0},
     {Hint::kPoundFoot, "Pound-foot", "lbf·ft", "lbf ft", kPound* kGravity* kFoot, 0.0},
+    {Hint::kPoundInch, "Pound-inch", "lbf·in", "lbf in", kPound* kGravity* kInch, 0.0},
 
     {Hint::kJoule, "Joule", "J", "J", 1.0, 0.0},
     {Hint::kKilojoule, "Kilojoule", "kJ", "kJ", 1e3, 0.0},
     {Hint::kWattHour, "Watt hour", "W·h", "Wh", kHour, 0.0},
     {Hint::kKilowattHour, "Kilowatt hour", "kW·h", "kWh", 1e3 * kHour, 0.0},
     {Hint::kMegajoule, "Megajoule", "MJ", "MJ", 1e6, 0.0},
+    {Hint::kFootPound, "Foot-pound", "ft·lbf", "ft lbf", kFoot* kPound* kGravity, 0.0},
+    {Hint::kBritishThermalUnit, "British thermal unit", "Btu", "Btu", 1055.05585262, 0.0},
 
     {Hint::kWatt, "Watt", "W", "W", 1.0, 0.0},
     {Hint::kKilowatt, "Kilowatt", "kW", "kW", 1e3, 0.0},
@@ -113,12 +121,16 @@ constexpr Unit kUnits[] = {
     {Hint::kMillilitre, "Millilitre", "mL", "ml", 1e-6, 0.0},
     {Hint::kCubicCentimetre, "Cubic centimetre", "cm³", "cm^3", 1e-6, 0.0},
     {Hint::kUSGallon, "US gallon", "gal", "gal", kUSGallon, 0.0},
+    {Hint::kCubicFoot, "Cubic foot", "ft³", "ft^3", kFoot* kFoot* kFoot, 0.0},
+    {Hint::kCubicInch, "Cubic inch", "in³", "in^3", kInch* kInch* kInch, 0.0},
 
     {Hint::kCubicMetrePerSecond, "Cubic metre per second", "m³/s", "m^3/s", 1.0, 0.0},
     {Hint::kLitrePerSecond, "Litre per second", "L/s", "l/s", 1e-3, 0.0},
     {Hint::kLitrePerMinute, "Litre per minute", "L/min", "l/min", 1e-3 / 60.0, 0.0},
     {Hint::kCubicMetrePerHour, "Cubic metre per hour", "m³/h", "m^3/h", 1.0 / kHour, 0.0},
     {Hint::kUSGallonPerMinute, "US gallon per minute", "gal/min", "gpm", kUSGallon / 60.0, 0.0},
+    {Hint::kCubicFootPerSecond, "Cubic foot per second", "ft³/s", "ft^3/s", kFoot* kFoot* kFoot, 0.0},
+    {Hint::kCubicFootPerMinute, "Cubic foot per minute", "ft³/min", "cfm", kFoot* kFoot* kFoot / 60.0, 0.0},
 
     {Hint::kOne, "One", "", "", 1.0, 0.0},
     {Hint::kPercent, "Percent", "%", "%", 1e-2, 0.0},
@@ -133,6 +145,10 @@ constexpr Unit kUnits[] = {
     {Hint::kSquareMillimetre, "Square millimetre", "mm²", "mm^2", 1e-6, 0.0},
     {Hint::kHectare, "Hectare", "ha", "ha", 1e4, 0.0},
     {Hint::kSquareKilometre, "Square kilometre", "km²", "km^2", 1e6, 0.0},
+    {Hint::kSquareFoot, "Square foot", "ft²", "ft^2", kFoot* kFoot, 0.0},
+    {Hint::kSquareInch, "Square inch", "in²", "in^2", kInch* kInch, 0.0},
+    {Hint::kAcre, "Acre", "ac", "ac", 43560.0 * kFoot* kFoot, 0.0},
+    {Hint::kSquareMile, "Square mile", "mi²", "mi^2", 5280.0 * kFoot * 5280.0 * kFoot, 0.0},
 
     {Hint::kHertz, "Hertz", "Hz", "1/s", 1.0, 0.0},
     {Hint::kKilohertz, "Kilohertz", "kHz", "kHz", 1e3, 0.0},
@@ -143,21 +159,30 @@ constexpr Unit kUnits[] = {
 
     {Hint::kKilogramPerCubicMetre, "Kilogram per cubic metre", "kg/m³", "kg/m^3", 1.0, 0.0},
     {Hint::kGramPerCubicCentimetre, "Gram per cubic centimetre", "g/cm³", "g/cm^3", 1e3, 0.0},
+    {Hint::kPoundPerCubicFoot, "Pound per cubic foot", "lb/ft³", "lb/ft^3", kPound / (kFoot * kFoot * kFoot), 0.0},
 
     {Hint::kKilogramPerSecond, "Kilogram per second", "kg/s", "kg/s", 1.0, 0.0},
     {Hint::kKilogramPerHour, "Kilogram per hour", "kg/h", "kg/h", 1.0 / kHour, 0.0},
     {Hint::kTonnePerHour, "Tonne per hour", "t/h", "t/h", 1e3 / kHour, 0.0},
+    {Hint::kPoundPerSecond, "Pound per second", "lb/s", "lb/s", kPound, 0.0},
+    {Hint::kPoundPerHour, "Pound per hour", "lb/h", "lb/h", kPound / kHour, 0.0},
 
     {Hint::kNewtonSecond, "Newton second", "N·s", "Ns", 1.0, 0.0},
+    {Hint::kPoundForceSecond, "Pound-force second", "lbf·s", "lbf s", kPound* kGravity, 0.0},
 
     {Hint::kKilogramSquareMetre, "Kilogram square metre", "kg·m²", "kg m^2", 1.0, 0.0},
+    {Hint::kPoundSquareFoot, "Pound square foot", "lb·ft²", "lb ft^2", kPound* kFoot* kFoot, 0.0},
 
     {Hint::kNewtonPerMetre, "Newton per metre", "N/m", "N/m", 1.0, 0.0},
     {Hint::kNewtonPerMillimetre, "Newton per millimetre", "N/mm", "N/mm", 1e3, 0.0},
     {Hint::kKilonewtonPerMetre, "Kilonewton per metre", "kN/m", "kN/m", 1e3, 0.0},
+    {Hint::kPoundForcePerFoot, "Pound-force per foot", "lbf/ft", "lbf/ft", kPound* kGravity / kFoot, 0.0},
+    {Hint::kPoundForcePerInch, "Pound-force per inch", "lbf/in", "lbf/in", kPound* kGravity / kInch, 0.0},
 
     {Hint::kNewtonSecondPerMetre, "Newton second per metre", "N·s/m", "Ns/m", 1.0, 0.0},
     {Hint::kKilonewtonSecondPerMetre, "Kilonewton second per metre", "kN·s/m", "kNs/m", 1e3, 0.0},
+    {Hint::kPoundForceSecondPerFoot, "Pound-force second per foot", "lbf·s/ft", "lbf s/ft", kPound* kGravity / kFoot,
+     0.0},
 
     {Hint::kVolt, "Volt", "V", "V", 1.0, 0.0},
     {Hint::kMillivolt, "Millivolt", "mV", "mV", 1e-3, 0.0},
@@ -240,11 +265,12 @@ const Unit* unitToShow(Dimension dimension, Hint hint) noexcept {
     return units.empty() ? nullptr : &units.front();
 }
 
+// The symbols as they are first: programs write these.
 const Unit* findUnit(Dimension dimension, std::string_view symbol) noexcept {
     const auto units = KrPhysicalDimension::getUnits(dimension);
     const auto it = std::find_if(units.begin(), units.end(),
                                  [&](const Unit& unit) { return symbol == unit.symbol || symbol == unit.plainSymbol; });
-    return it == units.end() ? nullptr : &*it;
+    return it == units.end() ? findUnitBySpelling(dimension, symbol) : &*it;
 }
 
 std::string_view trim(std::string_view text) noexcept {
@@ -254,9 +280,32 @@ std::string_view trim(std::string_view text) noexcept {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-std::string toRoundedText(double value) {
-    char digits[kNumberTextBytes];
-    return {digits, std::to_chars(digits, std::end(digits), value, std::chars_format::general, 15).ptr};
+double getUnitInTheLastPlace(double value) noexcept {
+    const double size = std::abs(value);
+    return std::nextafter(size, std::numeric_limits<double>::infinity()) - size;
+}
+
+// A converted number has the rounding of the conversion, which 15 digits mostly leave out. More digits, or a neighbour,
+// are taken only where these read back as another value: a degree Fahrenheit has coarser steps than its kelvins.
+std::string toConvertedText(double valueSI, const Unit& unit) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double shown = KrPhysicalDimension::fromSI(valueSI, unit.hint);
+    const double tolerance = getUnitInTheLastPlace(std::max(std::abs(valueSI), std::abs(unit.offset)));
+    const std::pair<double, int> candidates[] = {{shown, 15},
+                                                 {shown, 16},
+                                                 {shown, 17},
+                                                 {std::nextafter(shown, kInfinity), 17},
+                                                 {std::nextafter(shown, -kInfinity), 17}};
+    std::string fallback;
+    for (const auto& [number, digits] : candidates) {
+        char text[kNumberTextBytes];
+        char* const end = std::to_chars(text, std::end(text), number, std::chars_format::general, digits).ptr;
+        double read = 0.0;
+        std::from_chars(text, end, read);
+        if (!(std::abs(KrPhysicalDimension::toSI(read, unit.hint) - valueSI) > tolerance)) return {text, end};
+        if (digits == 17 && fallback.empty()) fallback.assign(text, end);
+    }
+    return fallback;
 }
 
 }  // namespace
@@ -296,9 +345,10 @@ double KrPhysicalDimension::fromSI(double valueSI, eDimensionHint hint) noexcept
 
 std::string KrPhysicalDimension::format(double valueSI, ePhysicalDimension dimension, eDimensionHint hint) {
     const Unit* unit = unitToShow(dimension, hint);
+    // A finite value stays one: 1e308 m are too many millimetres for a number.
+    if (unit && std::isfinite(valueSI) && !std::isfinite(fromSI(valueSI, unit->hint))) unit = &getUnits(dimension)[0];
     const bool isSI = !unit || (unit->factor == 1.0 && unit->offset == 0.0);
-    // A converted number carries the rounding of the conversion, which 15 digits leave out.
-    std::string text = isSI ? toText(valueSI) : toRoundedText(fromSI(valueSI, unit->hint));
+    std::string text = isSI ? toText(valueSI) : toConvertedText(valueSI, *unit);
     if (unit && *unit->symbol != '\0') text.append(" ").append(unit->symbol);
     return text;
 }

@@ -93,6 +93,7 @@ public:
         kKnot,
         kFootPerSecond,
         kMillimetrePerSecond,
+        kInchPerSecond,
         kMetrePerSecondSquared = 0x0801,
         kStandardGravity,
         kFootPerSecondSquared,
@@ -107,11 +108,14 @@ public:
         kNewtonMetre = 0x0B01,
         kKilonewtonMetre,
         kPoundFoot,
+        kPoundInch,
         kJoule = 0x0C01,
         kKilojoule,
         kWattHour,
         kKilowattHour,
         kMegajoule,
+        kFootPound,
+        kBritishThermalUnit,
         kWatt = 0x0D01,
         kKilowatt,
         kMetricHorsepower,
@@ -129,11 +133,15 @@ public:
         kMillilitre,
         kCubicCentimetre,
         kUSGallon,
+        kCubicFoot,
+        kCubicInch,
         kCubicMetrePerSecond = 0x1001,
         kLitrePerSecond,
         kLitrePerMinute,
         kCubicMetrePerHour,
         kUSGallonPerMinute,
+        kCubicFootPerSecond,
+        kCubicFootPerMinute,
         kOne = 0x1101,
         kPercent,
         kPerMille,
@@ -144,6 +152,10 @@ public:
         kSquareMillimetre,
         kHectare,
         kSquareKilometre,
+        kSquareFoot,
+        kSquareInch,
+        kAcre,
+        kSquareMile,
         kHertz = 0x1501,
         kKilohertz,
         kMegahertz,
@@ -151,16 +163,24 @@ public:
         kDegreePerSecondSquared,
         kKilogramPerCubicMetre = 0x1701,
         kGramPerCubicCentimetre,
+        kPoundPerCubicFoot,
         kKilogramPerSecond = 0x1801,
         kKilogramPerHour,
         kTonnePerHour,
+        kPoundPerSecond,
+        kPoundPerHour,
         kNewtonSecond = 0x1901,
+        kPoundForceSecond,
         kKilogramSquareMetre = 0x1A01,
+        kPoundSquareFoot,
         kNewtonPerMetre = 0x1B01,
         kNewtonPerMillimetre,
         kKilonewtonPerMetre,
+        kPoundForcePerFoot,
+        kPoundForcePerInch,
         kNewtonSecondPerMetre = 0x1C01,
         kKilonewtonSecondPerMetre,
+        kPoundForceSecondPerFoot,
         kVolt = 0x1D01,
         kMillivolt,
         kKilovolt,
@@ -175,7 +195,7 @@ public:
         eDimensionHint hint;
         const char* name;         ///< "Kilometre per hour"; unique
         const char* symbol;       ///< "km/h", UTF-8
-        const char* plainSymbol;  ///< the symbol as typed on any keyboard ("m^2"); read as well as `symbol`
+        const char* plainSymbol;  ///< the symbol as typed on any keyboard ("m^2")
         double factor;
         double offset;
     };
@@ -195,11 +215,13 @@ public:
     [[nodiscard]] static double fromSI(double valueSI, eDimensionHint hint) noexcept;
 
     /// The value with its unit, as in "12.5 km/h": in the unit of the hint if that is one of the dimension, else in the
-    /// SI unit. Numbers in SI units read back exactly, others keep 15 digits. Does not depend on the locale.
+    /// SI unit. Numbers in SI units read back exactly; others have the 15 to 17 digits that read back within one unit
+    /// in the last place (of the offset of the unit, where that is larger). Does not depend on the locale.
     [[nodiscard]] static std::string format(double valueSI, ePhysicalDimension dimension,
                                             eDimensionHint hint = eDimensionHint::kNone);
     /// Reads a finite number and an optional unit of the dimension ("12.5 km/h", "12.5km/h"), with blanks around them,
-    /// and returns the value in SI units. A number without a unit is in the unit that `format` would use. Empty for any
+    /// and returns the value in SI units. Units are read in all spellings of kr/core/unit_spelling.h ("5 m/s2",
+    /// "10 N m", "3 knots"). A number without a unit is in the unit that `format` would use. Empty for any
     /// other text: no number, one too large, "inf" or "nan", an unknown or wrong unit. Does not depend on the locale.
     [[nodiscard]] static std::optional<double> parse(std::string_view text, ePhysicalDimension dimension,
                                                      eDimensionHint hint = eDimensionHint::kNone) noexcept;

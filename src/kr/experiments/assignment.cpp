@@ -8,14 +8,14 @@
 namespace KrExperiments {
 namespace {
 
-std::string assign(const FoundField& found, const std::string& value, AssignmentResult& result) {
+std::string assign(const FoundField& found, const std::string& value, ShownUnits units, AssignmentResult& result) {
     if (KrData::detail::FieldAccess::hasIncomingConnections(*found.field)) {
         return "a connection sets it in each frame; set the field at the other end, or override this one";
     }
-    AssignedField assigned{.path = found.path, .before = formatField(*found.field)};
-    auto problem = setField(*found.field, value);
+    AssignedField assigned{.path = found.path, .before = formatField(*found.field, units)};
+    auto problem = setField(*found.field, value, units);
     if (!problem.empty()) return problem;
-    assigned.after = formatField(*found.field);
+    assigned.after = formatField(*found.field, units);
     result.fields.push_back(std::move(assigned));
     return {};
 }
@@ -30,23 +30,24 @@ bool parseAssignment(std::string_view text, Assignment& assignment) {
     return true;
 }
 
-AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions,
-                              std::span<const Assignment> assignments) {
+AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions, std::span<const Assignment> assignments,
+                              ShownUnits units) {
     AssignmentResult result;
     for (const auto& each : assignments) {
         const auto prefix = "'" + each.pattern + "=" + each.value + "': ";
         const auto found = findMeantFields(extensions, each.pattern);
         if (!found.problem.empty()) result.problems.push_back(prefix + found.problem);
         for (const auto& field : found.fields) {
-            const auto problem = assign(field, each.value, result);
+            const auto problem = assign(field, each.value, units, result);
             if (!problem.empty()) result.problems.push_back(prefix + field.path + ": " + problem);
         }
     }
     return result;
 }
 
-AssignmentResult assignFields(const KrSim::KrApplication& application, std::span<const Assignment> assignments) {
-    return assignFields(getSimulatedExtensions(application), assignments);
+AssignmentResult assignFields(const KrSim::KrApplication& application, std::span<const Assignment> assignments,
+                              ShownUnits units) {
+    return assignFields(getSimulatedExtensions(application), assignments, units);
 }
 
 }  // namespace KrExperiments

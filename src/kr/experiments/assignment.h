@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kr/application/fwd.h"
+#include "kr/experiments/field_text.h"
 #include "kr/extension/fwd.h"
 #include "kr/platform/export.h"
 
@@ -33,12 +34,13 @@ struct AssignmentResult {
 };
 
 /// Carries out assignments in their order; one that has a problem leaves its field as it is, and the next is tried.
-/// Connected inputs are refused: their connection would set them in the first frame.
+/// Connected inputs are refused: their connection would set them in the first frame. Numbers without a unit are in the
+/// unit in which `units` shows them.
 /// Thread: application.
 [[nodiscard]] KR_API AssignmentResult assignFields(const KrSim::KrApplication& application,
-                                                   std::span<const Assignment> assignments);
+                                                   std::span<const Assignment> assignments, ShownUnits units = {});
 /// The same for the fields of these extensions.
 [[nodiscard]] KR_API AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions,
-                                                   std::span<const Assignment> assignments);
+                                                   std::span<const Assignment> assignments, ShownUnits units = {});
 
 }  // namespace KrExperiments

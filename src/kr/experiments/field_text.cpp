@@ -8,9 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "kr/application/application.h"
+#include "kr/application/content_dispatcher.h"
 #include "kr/core/physical_dimension.h"
 #include "kr/data/field.h"
 #include "kr/data/value_traits.h"
+#include "kr/extension/extension.h"
+#include "kr/extension/factory/unit_system_extension.h"
 #include "kr/platform/nearest_name.h"
 #include "kr/platform/text.h"
 
@@ -69,8 +73,8 @@ std::vector<std::string_view> splitNumbers(std::string_view text, std::size_t co
 }
 
 /// Of SI units, for each text of a number: all are in the unit of the last one.
-std::string parseNumbers(const FieldBase& field, std::string_view text, std::size_t count,
-                         std::vector<double>& numbers) {
+std::string parseNumbers(const FieldBase& field, std::string_view text, std::size_t count, std::vector<double>& numbers,
+                         ShownUnits units) {
     auto parts = splitNumbers(text, count);
     const auto isUnit = [](char each) { return std::string_view("0123456789+-.eE").find(each) == std::string::npos; };
     const auto last = parts.back();
@@ -80,7 +84,7 @@ std::string parseNumbers(const FieldBase& field, std::string_view text, std::siz
     for (const auto& each : parts) {
         const std::string one(each.begin(), each.data() == last.data() ? unitAt : each.end());
         double number = 0.0;
-        if (!parseFieldNumber(field, one + " " + unit, number).empty()) return describeNoNumber(field, text);
+        if (!parseFieldNumber(field, one + " " + unit, number, units).empty()) return describeNoNumber(field, text);
         numbers.push_back(number);
     }
     if (numbers.size() == count) return {};
@@ -88,11 +92,11 @@ std::string parseNumbers(const FieldBase& field, std::string_view text, std::siz
 }
 
 template <class T>
-std::string formatRange(const KrData::Field<T>& field) {
+std::string formatRange(const KrData::Field<T>& field, ShownUnits units) {
     if constexpr (std::is_arithmetic_v<T>) {
         const auto show = [&](T bound) {
             return Dimension::format(static_cast<double>(bound), field.getPhysicalDimension(),
-                                     field.getPhysicalDimensionHint());
+                                     getShownUnit(field, units));
         };
         if (field.getMaximum() == std::numeric_limits<T>::max())
             return "it must be at least " + show(field.getMinimum());
@@ -105,27 +109,27 @@ std::string formatRange(const KrData::Field<T>& field) {
 }
 
 template <class T>
-std::string setInRange(KrData::Field<T>& field, const T& value, std::string_view text) {
+std::string setInRange(KrData::Field<T>& field, const T& value, std::string_view text, ShownUnits units) {
     if constexpr (KrData::ValueTraits<T>::kHasRange) {
         T clamped = value;
         if (field.hasRange()) KrData::ValueTraits<T>::clamp(clamped, field.getMinimum(), field.getMaximum());
-        if (!(clamped == value)) return quoted(text) + " is out of range: " + formatRange(field);
+        if (!(clamped == value)) return quoted(text) + " is out of range: " + formatRange(field, units);
     }
     field.setValue(value);
     return {};
 }
 
 template <class T>
-std::string setNumber(KrData::Field<T>& field, std::string_view text) {
+std::string setNumber(KrData::Field<T>& field, std::string_view text, ShownUnits units) {
     double number = 0.0;
-    if (auto problem = parseFieldNumber(field, text, number); !problem.empty()) return problem;
+    if (auto problem = parseFieldNumber(field, text, number, units); !problem.empty()) return problem;
     if constexpr (std::is_integral_v<T>) {
         if (number != std::floor(number)) return quoted(text) + " is no whole number";
     }
     const bool fits = number >= static_cast<double>(std::numeric_limits<T>::lowest()) &&
                       number <= static_cast<double>(std::numeric_limits<T>::max());
     if (!fits) return quoted(text) + " does not fit in a field of type " + KrData::ValueTraits<T>::kName;
-    return setInRange(field, static_cast<T>(number), text);
+    return setInRange(field, static_cast<T>(number), text, units);
 }
 
 std::string setBoolean(KrData::Field<bool>& field, std::string_view text) {
@@ -159,64 +163,115 @@ std::string setEnumeration(KrData::Field<Kr::KrEnum>& field, std::string_view te
 }
 
 template <class T>
-std::string setComponents(KrData::Field<T>& field, std::string_view text) {
+std::string setComponents(KrData::Field<T>& field, std::string_view text, ShownUnits units) {
     using Number = typename KrData::ValueTraits<T>::Component;
     constexpr auto kCount = static_cast<std::size_t>(KrData::ValueTraits<T>::kComponentCount);
     std::vector<double> numbers;
-    if (auto problem = parseNumbers(field, text, kCount, numbers); !problem.empty()) return problem;
+    if (auto problem = parseNumbers(field, text, kCount, numbers, units); !problem.empty()) return problem;
     std::array<Number, kCount> components;
     std::transform(numbers.begin(), numbers.end(), components.begin(),
                    [](double each) { return static_cast<Number>(each); });
-    return setInRange(field, std::bit_cast<T>(components), text);
+    return setInRange(field, std::bit_cast<T>(components), text, units);
 }
 
 template <class T>
 inline constexpr bool kIsReference = std::is_pointer_v<T>;
 
 template <class T>
-std::string setValueOf(KrData::Field<T>& field, std::string_view text) {
+std::string setValueOf(KrData::Field<T>& field, std::string_view text, ShownUnits units) {
     if constexpr (std::is_same_v<T, bool>) {
         return setBoolean(field, text);
     } else if constexpr (std::is_arithmetic_v<T>) {
-        return setNumber(field, text);
+        return setNumber(field, text, units);
     } else if constexpr (std::is_same_v<T, Kr::KrEnum>) {
         return setEnumeration(field, text);
     } else if constexpr (KrData::kHasComponents<T>) {
-        return setComponents(field, text);
+        return setComponents(field, text, units);
     } else {
         field.setValue(T(std::string(text).c_str()));
         return {};
     }
 }
 
+/// Whether each number of a value is one of the dimension of the field.
+template <class T>
+inline constexpr bool kIsConverted = KrData::ValueTraits<T>::kIsConvertedByParts ||
+                                     (std::is_arithmetic_v<T> && !std::is_same_v<T, bool>);
+
+/// In a unit that is not that of the stored value.
+template <class T>
+std::string formatNumber(T number, Dimension::ePhysicalDimension dimension, Dimension::eDimensionHint unit) {
+    // A double would show the digits that a float does not have.
+    if constexpr (std::is_same_v<T, float>) return Kr::toText(static_cast<float>(Dimension::fromSI(number, unit)));
+    const auto text = Dimension::format(static_cast<double>(number), dimension, unit);
+    return text.substr(0, text.find(' '));
+}
+
+template <class T>
+std::string formatConverted(const KrData::Field<T>& field, Dimension::eDimensionHint unit) {
+    const auto dimension = field.getPhysicalDimension();
+    if constexpr (std::is_arithmetic_v<T>) {
+        return formatNumber(field.getValue(), dimension, unit);
+    } else {
+        std::string text;
+        for (const auto each : KrData::getComponents(field.getValue()))
+            text.append(text.empty() ? "" : " ").append(formatNumber(each, dimension, unit));
+        return text;
+    }
+}
+
 }  // namespace
 
-std::string formatField(const FieldBase& field) {
-    const auto dimension = field.getPhysicalDimension();
-    if (const auto* number = field.as<double>()) {
-        return Dimension::format(number->getValue(), dimension, field.getPhysicalDimensionHint());
+ShownUnits findUnitSystem(const KrSim::KrApplication& application) {
+    for (const auto& each : application.getContentDispatcher().getExtensions()) {
+        const auto* system = each->getImplementationAs<KrSim::KrUnitSystem>();
+        if (system != nullptr) return system->getSystem();
     }
-    const auto units = Dimension::getUnits(dimension);  // the first is that of stored values
-    return units.empty() ? field.toString() : field.toString().append(" ").append(units.front().symbol);
+    return {};
+}
+
+Dimension::eDimensionHint getShownUnit(const FieldBase& field, ShownUnits units) {
+    const auto dimension = field.getPhysicalDimension();
+    const bool isConverted =
+        KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) { return kIsConverted<T>; });
+    return isConverted ? Kr::chooseUnit(dimension, field.getPhysicalDimensionHint(), units)
+                       : Kr::chooseUnit(dimension, Dimension::eDimensionHint::kNone, {});
+}
+
+std::string formatField(const FieldBase& field, ShownUnits units) {
+    const auto dimension = field.getPhysicalDimension();
+    const auto unit = getShownUnit(field, units);
+    if (const auto* number = field.as<double>()) return Dimension::format(number->getValue(), dimension, unit);
+    const auto all = Dimension::getUnits(dimension);  // the first is that of stored values
+    if (all.empty()) return field.toString();
+    if (unit == all.front().hint) return field.toString().append(" ").append(all.front().symbol);
+    auto text = KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        if constexpr (kIsConverted<T>) {
+            return formatConverted(static_cast<const KrData::Field<T>&>(field), unit);
+        } else {
+            return field.toString();  // cannot be: it is shown in the SI unit
+        }
+    });
+    return text.append(" ").append(Dimension::getUnit(unit)->symbol);
 }
 
 bool takesText(const FieldBase& field) {
     return KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) { return !kIsReference<T>; });
 }
 
-std::string setField(FieldBase& field, std::string_view text) {
+std::string setField(FieldBase& field, std::string_view text, ShownUnits units) {
     if (!takesText(field)) return "values of this type cannot be given as text";
     return KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
         if constexpr (kIsReference<T>) {
             return std::string();
         } else {
-            return setValueOf(static_cast<KrData::Field<T>&>(field), text);
+            return setValueOf(static_cast<KrData::Field<T>&>(field), text, units);
         }
     });
 }
 
-std::string parseFieldNumber(const FieldBase& field, std::string_view text, double& number) {
-    const auto parsed = Dimension::parse(text, field.getPhysicalDimension(), field.getPhysicalDimensionHint());
+std::string parseFieldNumber(const FieldBase& field, std::string_view text, double& number, ShownUnits units) {
+    const auto parsed = Dimension::parse(text, field.getPhysicalDimension(), getShownUnit(field, units));
     if (!parsed) return describeNoNumber(field, text);
     number = *parsed;
     return {};

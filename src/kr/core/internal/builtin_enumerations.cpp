@@ -2,6 +2,7 @@
 
 #include "kr/core/enum_table.h"
 #include "kr/core/physical_dimension.h"
+#include "kr/core/unit_system.h"
 #include "kr/platform/log.h"
 
 namespace Kr::detail {
@@ -41,10 +42,15 @@ EnumType dimensionHints() {
     return {typeid(Hint), "Kr::KrPhysicalDimension::eDimensionHint", std::move(values)};
 }
 
+EnumType unitSystems() {
+    return EnumType::of<eUnitSystem>("Kr::eUnitSystem",
+                                     {{eUnitSystem::kSI, "SI"}, {eUnitSystem::kUSCustomary, "US customary"}});
+}
+
 }  // namespace
 
 void registerBuiltInEnumerations(KrSim::KrEnumTable& table) {
-    for (const EnumType& type : {logLevels(), physicalDimensions(), dimensionHints()})
+    for (const EnumType& type : {logLevels(), physicalDimensions(), dimensionHints(), unitSystems()})
         table.registerEnumeration(type);
 }
 

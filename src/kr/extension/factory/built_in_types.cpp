@@ -18,7 +18,6 @@ bool registerDataExtension() {
     registerExtensionType<KrDataObject<Keys::Object>>(Keys::Object::kInternalFactoryKey);
     registerDataExtension<Keys::ConfigurationModuleSequenceController>();
     registerDataExtension<Keys::ExecuteLaterManager>();
-    registerDataExtension<Keys::UnitSystem>();
     registerDataExtension<Keys::MetricsManager>();
     registerDataExtension<Keys::SystemProcessesMonitor>();
     return true;
