@@ -127,7 +127,8 @@ TEST(PhysicalDimension, ValuesReadBackWithinOneUnitInTheLastPlace) {
         const auto dimension = static_cast<Dimension>(i);
         for (const auto& unit : KrPhysicalDimension::getUnits(dimension)) {
             for (int n = 0; n < kValues; ++n) {
-                const double value = mantissa(random) * std::pow(10.0, exponent(random));
+                const double drawn = mantissa(random) * std::pow(10.0, exponent(random));
+                const double value = unit.offset > 0.0 ? std::abs(drawn) : drawn;  // no temperature is below 0 K
                 const double size = std::max(std::abs(value), std::abs(unit.offset));
                 const double tolerance = std::nextafter(size, std::numeric_limits<double>::infinity()) - size;
                 const std::string text = KrPhysicalDimension::format(value, dimension, unit.hint);
