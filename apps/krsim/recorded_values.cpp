@@ -2,6 +2,7 @@
 
 #include <type_traits>
 
+#include "kr/core/csv_table.h"
 #include "kr/data/field.h"
 #include "kr/data/value_traits.h"
 #include "kr/data/vector_base.h"
@@ -37,19 +38,6 @@ void appendNumber(std::string& line, Number number, eUnit unit) {
 
 }  // namespace
 
-void appendCell(std::string& line, std::string_view text) {
-    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
-        line += text;
-        return;
-    }
-    line += '"';
-    for (const char each : text) {
-        if (each == '"') line += '"';
-        line += each;
-    }
-    line += '"';
-}
-
 const std::vector<std::string>& getColumnEndings(const FieldBase& field) {
     static const Endings kOne{""};
     const auto* endings = KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
@@ -79,7 +67,8 @@ void appendValue(std::string& line, const FieldBase& field, eUnit unit) {
     if (isNumbers) return;
     line += ',';
     const bool isVector = field.getDataType() == Types::kVector;
-    appendCell(line, isVector ? static_cast<const KrData::VectorBase&>(field).getText() : field.toString());
+    Kr::CsvTable::appendCell(line,
+                             isVector ? static_cast<const KrData::VectorBase&>(field).getText() : field.toString());
 }
 
 }  // namespace krsim

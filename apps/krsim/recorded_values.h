@@ -9,9 +9,6 @@
 
 namespace krsim {
 
-/// Appends the text as a cell of a table of comma-separated values (RFC 4180).
-void appendCell(std::string& line, std::string_view text);
-
 /// What follows the path of a field of this data type in the names of its columns: ".X", ".Y" for a vector of two,
 /// ".R" to ".A" for a colour, ".M00" to ".M33" (row, column) for a matrix or transform. One empty text for a value
 /// that takes one column.

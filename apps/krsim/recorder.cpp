@@ -9,6 +9,7 @@
 
 #include "apps/krsim/recorded_values.h"
 #include "kr/application/application.h"
+#include "kr/core/csv_table.h"
 #include "kr/data/container.h"
 #include "kr/data/field_base.h"
 #include "kr/data/field_visitor.h"
@@ -110,7 +111,7 @@ void Recorder::_begin(const KrSim::KrApplication& application, double startSecon
         _fields.push_back({KrData::FieldReference(field), endings.size(), unit});
         for (const auto& each : endings) {
             header += ',';
-            appendCell(header, path + each + describeUnit(unit));
+            Kr::CsvTable::appendCell(header, path + each + describeUnit(unit));
         }
         const auto found = _startCells.find(path);
         values += found != _startCells.end() ? found->second : std::string(endings.size(), ',');

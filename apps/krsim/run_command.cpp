@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <list>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -139,6 +141,20 @@ void override(KrSim::KrApplication& application, const RunPlan& plan) {
     if (!text.empty()) throw Failure(eExitCode::kRefusedFile, text);
 }
 
+/// In the order of the plan. Throws a Failure for a table that does not fit.
+std::vector<std::unique_ptr<KrExperiments::Stimulus>> makeStimuli(KrSim::KrApplication& application,
+                                                                  const RunPlan& plan) {
+    std::vector<std::unique_ptr<KrExperiments::Stimulus>> stimuli;
+    for (const auto& each : plan.stimuli) {
+        const auto table = Kr::CsvTable::load(each);
+        if (!table) throw toFailure(table);
+        std::string problem;
+        stimuli.push_back(KrExperiments::Stimulus::make(application, *table, each, plan.stimulus, problem));
+        if (!problem.empty()) throw Failure(eExitCode::kRefusedFile, problem);
+    }
+    return stimuli;
+}
+
 /// What the command line and its files say.
 KrPersistence::LoadedSimulation build(KrSim::KrApplication& application, const RunPlan& plan) {
     const LogChoice log{
@@ -240,6 +256,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     override(*application, plan);
     if (!isQuiet)
         output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
+    const auto stimuli = makeStimuli(*application, plan);
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;
@@ -262,7 +279,14 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
         hashing.emplace(*application, *writers.hashes);
     }
 
+    std::list<Listening> playing;  // behind what records: that shows the values with which a frame was run
+    for (const auto& each : stimuli)
+        playing.emplace_back(*application, *each);
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
+    for (std::size_t i = 0; i < stimuli.size(); ++i) {
+        if (stimuli[i]->hasEnded()) ended.result.stopReason = "the end of '" + plan.stimuli[i] + "'";
+    }
+    playing.clear();
     ended.result.assigned = assigned;
     RunWatch::inspect(*application);
     ended.result.overrides = getOverrides(*application);

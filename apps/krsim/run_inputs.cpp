@@ -34,6 +34,8 @@ std::vector<std::pair<std::string, std::string>> describeInputs(const RunPlan& p
     if (!plan.stateToRestore.empty()) inputs.emplace_back("state", describeFile(plan.stateToRestore));
     for (const auto& each : plan.assignments)
         inputs.emplace_back("set", Kr::toOneLine(each.pattern + "=" + each.value));
+    for (const auto& each : plan.stimuli)
+        inputs.emplace_back("play", describeFile(each));
     addAll("override", plan.overrides);
     for (const auto& each : plan.overrideFiles)
         inputs.emplace_back("overrides", describeFile(each));

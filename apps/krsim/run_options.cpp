@@ -32,6 +32,13 @@ const Choices<Kr::eLogLevel> kLogLevels{{"off", Kr::eLogLevel::kOff},     {"fata
                                         {"info", Kr::eLogLevel::kInfo},   {"debug", Kr::eLogLevel::kDebug},
                                         {"trace", Kr::eLogLevel::kTrace}};
 
+const Choices<KrExperiments::ePlayMode> kPlayModes{{"linear", KrExperiments::ePlayMode::kLinear},
+                                                   {"step", KrExperiments::ePlayMode::kStep}};
+
+const Choices<KrExperiments::ePlayEnd> kPlayEnds{{"hold", KrExperiments::ePlayEnd::kHold},
+                                                 {"stop", KrExperiments::ePlayEnd::kStop},
+                                                 {"repeat", KrExperiments::ePlayEnd::kRepeat}};
+
 double parseRate(const std::string& option, const std::string& text) {
     constexpr double kLowestHz = 0.1;
     constexpr double kHighestHz = 100'000.0;
@@ -58,6 +65,17 @@ void addChanges(CLI::App& command, RunPlan& plan) {
         "Show others of a field another value than its own: \"Vehicle.Speed=bias 1 m/s from 400 s until 500 s\"; the "
         "kinds are force, bias, gain, freeze, delay, noise and dropout; may be repeated.");
     addList(command, "--overrides", plan.overrideFiles, "FILE", "Read a line for each override; may be repeated.");
+}
+
+void addStimuli(CLI::App& command, RunPlan& plan) {
+    addList(
+        command, "--play", plan.stimuli, "FILE",
+        "Set fields over simulated time from this table (CSV): a column \"Time\" and one with the path of each field, "
+        "as --record writes them; may be repeated.");
+    addChoice(command, "--play-mode", plan.stimulus.mode, kPlayModes,
+              "Numbers between two rows: on the line between them, or those of the row before (linear)");
+    addChoice(command, "--play-end", plan.stimulus.end, kPlayEnds,
+              "After the last row: its values stay, the run ends, or the table begins again (hold)");
 }
 
 void addUnits(CLI::App& command, RunPlan& plan) {
@@ -208,6 +226,7 @@ void addModelOptions(CLI::App& command, RunPlan& plan) {
     addList(command, "--preset", plan.presets, "NAME",
             "Apply this preset of the setup file over its settings; may be repeated.");
     addChanges(command, plan);
+    addStimuli(command, plan);
     addLimits(command, plan);
     command.add_flag("--allow-missing", plan.allowsMissing,
                      "Run although plug-ins are missing; their extensions do nothing");

@@ -10,6 +10,7 @@
 #include "kr/application/context/application_modes.h"
 #include "kr/experiments/assignment.h"
 #include "kr/experiments/field_text.h"
+#include "kr/experiments/stimulus.h"
 #include "kr/platform/log.h"
 
 namespace krsim {
@@ -35,6 +36,9 @@ struct RunPlan {
     std::vector<KrExperiments::Assignment> assignments{};  ///< before the first frame, after the state was restored
     std::vector<std::string> overrides{};                  ///< as KrExperiments::parseOverride reads them
     std::vector<std::string> overrideFiles{};              ///< with a line for each
+
+    std::vector<std::string> stimuli{};  ///< tables that set fields over time
+    KrExperiments::StimulusOptions stimulus{};
 
     bool hasStatistics{false};                      ///< of number fields over the frames
     std::vector<std::string> statisticsPatterns{};  ///< of these; empty for all outputs that are numbers

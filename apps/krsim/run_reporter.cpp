@@ -54,6 +54,7 @@ void RunReporter::onFrameEnded(KrSim::KrApplication* application) {
 std::string describeEnd(const RunPlan& plan, const RunResult& result) {
     if (result.exitValue != 0) return "failed";
     if (result.signal != nullptr) return std::string("ended by ") + result.signal;
+    if (!result.stopReason.empty()) return "ended by " + result.stopReason;
     if (result.isStopped) return "stopped by an output that became NaN";
     if (result.statistics.frames >= plan.limits.frames) return "all frames run";
     // The limit is rounded to whole frames.

@@ -45,6 +45,7 @@ struct RunResult {
     std::vector<KrExperiments::OverrideStatus> overrides{};  ///< at the end
     std::vector<KrExperiments::FieldStatistics> fields{};    ///< where the plan asks for them
     std::string firstFailure{};
+    std::string stopReason{};  ///< what has ended it before its limit; mostly empty
 };
 
 /// Why the run has ended, "all frames run".

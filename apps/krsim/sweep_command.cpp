@@ -27,6 +27,7 @@
 #include "apps/krsim/run_inputs.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/sweep_result.h"
+#include "kr/core/csv_table.h"
 #include "kr/core/physical_dimension.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/text.h"
@@ -364,7 +365,7 @@ std::string formatHeader(const SweepCommandPlan& plan, const std::vector<Outcome
     std::string line = "Run,Seed";
     for (const auto& each : plan.sweep.variations) {
         line += ',';
-        appendCell(line, each.pattern);
+        Kr::CsvTable::appendCell(line, each.pattern);
     }
     line += ",Exit Code,Failure";
     const auto first = std::find_if(outcomes.begin(), outcomes.end(), [](const auto& each) { return each.result; });
@@ -375,7 +376,7 @@ std::string formatHeader(const SweepCommandPlan& plan, const std::vector<Outcome
             units.empty() || *units.front().symbol == '\0' ? "" : std::string(" [") + units.front().symbol + "]";
         for (const char* what : {" final", " min", " max", " mean", " rms"}) {
             line += ',';
-            appendCell(line, each.path + what + unit);
+            Kr::CsvTable::appendCell(line, each.path + what + unit);
         }
     }
     return line + "\r\n";
@@ -385,12 +386,12 @@ std::string formatRow(const SweepRun& run, const Outcome& outcome) {
     std::string line = std::to_string(run.number) + "," + std::to_string(run.seed);
     for (const auto& each : run.assignments) {
         line += ',';
-        appendCell(line, each.value);
+        Kr::CsvTable::appendCell(line, each.value);
     }
     line += ',';
     if (outcome.result) line += std::to_string(outcome.result->exitCode);
     line += ',';
-    appendCell(line, outcome.result ? outcome.result->failure : outcome.failure);
+    Kr::CsvTable::appendCell(line, outcome.result ? outcome.result->failure : outcome.failure);
     if (!outcome.result) return line + "\r\n";
     for (const auto& each : outcome.result->fields) {
         for (const double number : {each.last, each.minimum, each.maximum, each.mean, each.rms}) {

@@ -103,8 +103,7 @@ TEST_P(Samples, AreTheSameForASeedAndOthersForAnother) {
     std::string problem;
     const auto make = [&](std::uint32_t seed) {
         return valuesOf(KrExperiments::makeRuns(
-            {.variations = {vary("A=1:2"), vary("B=x,y")}, .sampling = GetParam(), .runs = 20, .seed = seed},
-            problem));
+            {.variations = {vary("A=1:2"), vary("B=x,y")}, .sampling = GetParam(), .runs = 20, .seed = seed}, problem));
     };
     EXPECT_EQ(make(1), make(1));
     EXPECT_NE(make(1), make(2));
