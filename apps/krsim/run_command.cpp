@@ -19,6 +19,7 @@
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
 #include "apps/krsim/recorder.h"
+#include "apps/krsim/run_conditions.h"
 #include "apps/krsim/run_events.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/run_watch.h"
@@ -214,6 +215,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
     const auto assigned = assign(*application, plan);
+    const RunConditions conditions(*application, plan.conditions);
     if (!isQuiet) output.print(describe(plan, *application) + describeAssigned(assigned));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
@@ -231,6 +233,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
 
     Ended ended{.result = runLoop(*application, plan, signals, watch)};
     ended.result.assigned = assigned;
+    ended.result.conditions = conditions.getResult();
     RunWatch::inspect(*application);
     if (plan.printsOutputs) ended.outputs = formatOutputs(*application);
     recording.reset();
@@ -246,6 +249,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
 eExitCode getExitCode(const RunPlan& plan, const RunResult& result, const StopSignals& signals) {
     if (result.exitValue != 0) return eExitCode::kFailed;
     if (signals.getReceived() != nullptr) return signals.getExitCode();
+    if (hasFailedChecks(result.conditions)) return eExitCode::kFailed;
     return RunWatch::getFailureCount() > 0 && !plan.keepsGoing ? eExitCode::kFailed : eExitCode::kOk;
 }
 
@@ -260,7 +264,8 @@ eExitCode runSimulation(const RunPlan& plan) {
     StatusOutput output(STDOUT_FILENO);
     const Ended ended = simulate(plan, signals, watch, output, writers);
     const auto events = RunWatch::getEvents();
-    if (isTextWanted(plan)) output.print(formatSummary(plan, ended.result) + formatEvents(events));
+    if (isTextWanted(plan))
+        output.print(formatSummary(plan, ended.result) + formatChecks(ended.result.conditions) + formatEvents(events));
     if (plan.printsJson) output.print(formatJsonSummary(plan, ended.result, events));
     if (plan.printsOutputs) output.print(ended.outputs);
     if (ended.failure) std::rethrow_exception(ended.failure);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/krsim/recorder.h"
+#include "apps/krsim/run_conditions.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/experiments/assignment.h"
@@ -31,6 +32,8 @@ struct RunPlan {
     std::optional<KrSim::eApplicationMode> mode{};
 
     std::vector<KrExperiments::Assignment> assignments{};  ///< before the first frame, after the state was restored
+
+    ConditionPlan conditions{};
 
     std::string stateToRestore{};
     std::string stateToSave{};

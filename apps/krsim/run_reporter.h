@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/krsim/run_conditions.h"
 #include "apps/krsim/run_plan.h"
 #include "apps/krsim/status_output.h"
 #include "kr/application/context/frame_statistics.h"
@@ -40,6 +41,7 @@ struct RunResult {
     double stepSeconds{0.0};  ///< simulated time of a frame
     KrSim::FrameStatistics statistics{};
     std::vector<KrExperiments::AssignedField> assigned{};  ///< before the first frame
+    ConditionResult conditions{};
 };
 
 /// Why the run has ended, "all frames run".

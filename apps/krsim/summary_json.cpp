@@ -84,6 +84,34 @@ void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedFiel
     writer.EndArray();
 }
 
+void writeMoment(Writer& writer, const char* name, const KrConditions::ConditionMoment& moment) {
+    writer.Key(name);
+    if (moment.frame == 0) {
+        writer.Null();
+        return;
+    }
+    writer.StartObject();
+    writeCount(writer, "frame", moment.frame);
+    writeNumber(writer, "seconds", moment.seconds);
+    writeText(writer, "values", moment.values);
+    writer.EndObject();
+}
+
+void writeChecks(Writer& writer, const std::vector<KrConditions::CheckResult>& checks) {
+    writer.Key("checks");
+    writer.StartArray();
+    for (const auto& each : checks) {
+        writer.StartObject();
+        writeText(writer, "expression", each.condition);
+        writeCount(writer, "failures", each.failures);
+        writeText(writer, "reason", each.reason);
+        writeMoment(writer, "first", each.first);
+        writeMoment(writer, "last", each.last);
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
 }  // namespace
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
@@ -94,6 +122,7 @@ std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, cons
     writeText(writer, "end", describeEnd(plan, result));
     writeCount(writer, "randomSeed", result.randomSeed);
     writeAssigned(writer, result.assigned);
+    writeChecks(writer, result.conditions.checks);
     writeCount(writer, "frames", all.frames);
     writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
     writeNumber(writer, "realSeconds", result.realSeconds);

@@ -55,6 +55,10 @@ public:
         const auto values = hasValues ? condition.getValues() : std::span<const double>();
         if (failures++ == 0) first.take(frame, seconds, values);
         last.take(frame, seconds, values);
+        if (failures > 1 || !reason.empty()) return;
+        Kr::logMessage(Kr::eLogLevel::kWarn, "ConditionWatch: check '%s' failed in frame %llu (%.3f s): %s\n",
+                       condition.getText().c_str(), static_cast<unsigned long long>(frame), seconds,
+                       condition.formatValues(values).c_str());
     }
 
     [[nodiscard]] ConditionMoment describe(const Record& record) const {

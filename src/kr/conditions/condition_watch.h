@@ -38,10 +38,10 @@ struct CheckResult {
 ///     application.unregisterListener(&watch);
 ///     for (const auto& check : watch.getChecks()) report(check);
 ///
-/// What cannot be evaluated is logged once as a warning: a check fails when a field is NaN, and once, for the rest of
-/// the run, when one is removed; a condition to stop then does not hold. A condition with "for" that is not decided yet
-/// is no failure.
-/// Thread: application. Ownership: borrows the application.
+/// The first failure of each check is logged as a warning. What cannot be evaluated is logged once, too: a check fails
+/// when a field is NaN, and once, for the rest of the run, when one is removed; a condition to stop then does not hold.
+/// A condition with "for" that is not decided yet is no failure. Thread: application. Ownership: borrows the
+/// application.
 class KR_API ConditionWatch final : public KrSim::IApplicationListener {
 public:
     explicit ConditionWatch(const KrSim::KrApplication& application);

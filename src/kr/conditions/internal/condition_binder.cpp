@@ -204,7 +204,7 @@ void ConditionBinder::_write() {
 void ConditionBinder::_writeOperand(std::size_t token) {
     const auto& each = _tokens[token];
     if (each.kind == eToken::kNumber) return _writeNumber(token);
-    if (_isCall(token)) return _append(each, std::string(each.text));
+    if (_isCall(token)) return _append(each, std::string(each.text), true);
     if (const auto& field = _operands[token].field) return _append(each, "F" + std::to_string(*field));
     if (!_operands[token].name.empty()) return _append(each, _operands[token].name);
     _writeConstant(each, _findEnumerationValue(token).value_or(0));
@@ -223,9 +223,9 @@ void ConditionBinder::_writeConstant(const Token& token, double value) {
     _append(token, name);
 }
 
-void ConditionBinder::_append(const Token& token, const std::string& text) {
+void ConditionBinder::_append(const Token& token, const std::string& text, bool isCall) {
     _places.emplace_back(_text.size(), token.at);
-    _text.append(text).append(" ");
+    _text.append(text).append(isCall ? "" : " ");  // muParser wants the bracket directly behind
 }
 
 void ConditionBinder::_refuse(const mu::ParserError& error) const {
@@ -238,14 +238,6 @@ void ConditionBinder::_refuse(const mu::ParserError& error) const {
                 return "the function has too many arguments";
             case mu::ecTOO_FEW_PARAMS:
                 return "the function has too few arguments";
-            case mu::ecUNEXPECTED_ARG_SEP:
-            case mu::ecUNEXPECTED_ARG:
-                return "a comma is possible between arguments of a function only";
-            case mu::ecMISSING_ELSE_CLAUSE:
-                return "the ':' behind '?' is missing";
-            case mu::ecMISPLACED_COLON:
-            case mu::ecUNEXPECTED_CONDITIONAL:
-                return "there is no '?' for this ':'";
             case mu::ecEXPRESSION_TOO_LONG:
                 return "the condition is too long";
             default:

@@ -55,7 +55,7 @@ private:
     void _writeOperand(std::size_t token);
     void _writeNumber(std::size_t token);
     void _writeConstant(const Token& token, double value);
-    void _append(const Token& token, const std::string& text);
+    void _append(const Token& token, const std::string& text, bool isCall = false);
     [[noreturn]] void _refuse(const mu::ParserError& error) const;
 
     const KrSim::KrApplication& _application;

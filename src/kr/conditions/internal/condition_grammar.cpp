@@ -19,7 +19,9 @@ std::string describe(const Token& token) {
 /// One pair of brackets.
 struct Level {
     std::size_t at{0};
-    bool isCompared{false};  // since the last "and" or the like
+    bool isCall{false};
+    bool isCompared{false};              // since the last "and" or the like
+    std::vector<std::size_t> choices{};  // bytes of each '?' that has no ':' yet
 };
 
 class Grammar {
@@ -42,6 +44,11 @@ private:
         if (_needsOperand && !isPrefix && !token.is("-") && !token.is("+"))
             _refuse(token, "an operand is missing before " + describe(token));
         if (token.isComparison()) return _takeComparison(token);
+        if (token.is(",") && !_levels.back().isCall)
+            _refuse(token, "a comma is possible between arguments of a function only");
+        if (token.is("?")) _levels.back().choices.push_back(token.at);
+        if (token.is(":")) _takeColon(token);
+        if (token.is(",")) _requireColons();
         _needsOperand = true;
         if (token.isLogical() || token.is(",") || token.is("?") || token.is(":") || token.is(kNot))
             _levels.back().isCompared = false;
@@ -51,6 +58,18 @@ private:
         if (_tokens.size() == 1) _refuse(token, "there is no condition");
         if (_needsOperand) _refuse(token, "an operand is missing at the end");
         if (_levels.size() > 1) throw ConditionFault{_levels.back().at, "the ')' for this '(' is missing"};
+        _requireColons();
+    }
+
+    void _takeColon(const Token& token) {
+        auto& choices = _levels.back().choices;
+        if (choices.empty()) _refuse(token, "there is no '?' for this ':'");
+        choices.pop_back();
+    }
+
+    void _requireColons() const {
+        const auto& choices = _levels.back().choices;
+        if (!choices.empty()) throw ConditionFault{choices.back(), "the ':' for this '?' is missing"};
     }
 
     void _takeOperand(const Token& token) {
@@ -61,7 +80,7 @@ private:
     void _takeOpening(const Token& token, const Token& before) {
         const bool isCall = before.kind == eToken::kName;
         if (!_needsOperand && !isCall) _refuse(token, "an operator is missing before '('");
-        _levels.push_back({token.at});
+        _levels.push_back({.at = token.at, .isCall = isCall});
         _needsOperand = true;
     }
 
@@ -69,6 +88,7 @@ private:
         if (_levels.size() == 1) _refuse(token, "there is no '(' for this ')'");
         if (_needsOperand && !before.is("(")) _refuse(token, "an operand is missing before ')'");
         if (_needsOperand) _refuse(token, "there is nothing in the brackets");
+        _requireColons();
         _levels.pop_back();
         _needsOperand = false;
     }
