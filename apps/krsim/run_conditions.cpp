@@ -33,7 +33,7 @@ RunConditions::RunConditions(KrSim::KrApplication& application, const ConditionP
     std::string problems;
     for (const auto& each : plan.checks)
         append(problems, "--check", watch.addCheck(each));
-    if (!plan.stop.empty()) append(problems, "--stop-when", watch.addStop(plan.stop));
+    if (plan.stop) append(problems, "--stop-when", watch.addStop(*plan.stop));
     if (!problems.empty()) throw Failure(eExitCode::kUsage, problems);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,10 @@ namespace krsim {
 /// What is checked during a run, and what ends it; as KrConditions::Condition reads them.
 struct ConditionPlan {
     std::vector<std::string> checks{};
-    std::string stop{};              ///< the run ends after the frame in which it holds; empty for none
-    bool stopsOnFailedCheck{false};  ///< the frame in which a check fails is the last one
+    std::optional<std::string> stop{};  ///< the run ends after the frame in which it holds
+    bool stopsOnFailedCheck{false};     ///< the frame in which a check fails is the last one
 
-    [[nodiscard]] bool isEmpty() const noexcept { return checks.empty() && stop.empty(); }
+    [[nodiscard]] bool isEmpty() const noexcept { return checks.empty() && !stop; }
 };
 
 /// What became of them.

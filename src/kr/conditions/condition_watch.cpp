@@ -56,9 +56,10 @@ public:
         if (failures++ == 0) first.take(frame, seconds, values);
         last.take(frame, seconds, values);
         if (failures > 1 || !reason.empty()) return;
-        Kr::logMessage(Kr::eLogLevel::kWarn, "ConditionWatch: check '%s' failed in frame %llu (%.3f s): %s\n",
+        const auto read = condition.formatValues(values);
+        Kr::logMessage(Kr::eLogLevel::kWarn, "ConditionWatch: check '%s' failed in frame %llu (%.3f s)%s\n",
                        condition.getText().c_str(), static_cast<unsigned long long>(frame), seconds,
-                       condition.formatValues(values).c_str());
+                       (read.empty() ? read : ": " + read).c_str());
     }
 
     [[nodiscard]] ConditionMoment describe(const Record& record) const {

@@ -38,6 +38,7 @@ RUNS = {
                          "(?m)^krsim: --check '.*', column 1: there is no field 'Vehicle.Sped'; did you mean 'Vehicle.Speed'.\n"
                          "krsim: --stop-when '.*', column 17: '3 kg' is no speed"),
     "an empty condition": ([*DRIVE, "--check", ""], 2, "--check '', column 1: there is no condition"),
+    "an empty condition to stop": ([*DRIVE, "--stop-when", ""], 2, "--stop-when '', column 1: there is no condition"),
     "stop on failed checks without one": ([*DRIVE, "--stop-on-failed-check"], 2, "requires --check"),
     "two reasons to stop": ([*DRIVE, "--stop-when", "true", "--stop-when", "true"], 2, "--stop-when"),
 }
