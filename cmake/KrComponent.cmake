@@ -1,5 +1,6 @@
 # kr_component(<layer> DEPENDS <layers below> HEADERS <public> OPT_IN <public, left out of the umbrella header>
-#              FRAMEWORK <not installed, for upper layers> INTERNAL <not installed> SOURCES <files> LINK <third party>)
+#              FRAMEWORK <not installed, for upper layers> INTERNAL <not installed> SOURCES <files> LINK <third party>
+#              LIBRARY <target>)
 #
 # One layer of the library: an OBJECT library kr_<layer> whose objects go into KrFoundation. A layer is a folder below
 # src/kr and may be nested (events/errors is the target kr_events_errors). The public headers join the installed header
@@ -7,9 +8,12 @@
 # of this layer and of those above; they and internal ones are only checked to compile alone. A layer may depend only on
 # layers declared before it, so the order in src/kr/CMakeLists.txt is the layering. tools/check_includes.py reads the
 # same declarations (kr_layers.txt in the build folder) and holds every #include against them.
+#
+# With LIBRARY the layer goes into that library beside KrFoundation, whose headers <kr/foundation.h> leaves out. Where the
+# target does not exist, since a third party is missing, the layer is only listed.
 
 function(kr_component layer)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS;HEADERS;OPT_IN;FRAMEWORK;INTERNAL;SOURCES;LINK")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LIBRARY" "DEPENDS;HEADERS;OPT_IN;FRAMEWORK;INTERNAL;SOURCES;LINK")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "kr_component(${layer}): unknown arguments ${arg_UNPARSED_ARGUMENTS}")
   endif()
@@ -25,25 +29,6 @@ function(kr_component layer)
     endif()
   endforeach()
 
-  add_library(${name} OBJECT ${arg_SOURCES})
-  target_include_directories(${name} PRIVATE "${root}")
-  target_link_libraries(${name} PRIVATE kr_build_options Threads::Threads ${arg_LINK})
-  target_link_libraries(KrFoundation PRIVATE ${name} ${arg_LINK})
-
-  list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE umbrellaHeaders)
-  list(TRANSFORM arg_OPT_IN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE optInHeaders)
-  set(internalHeaders ${arg_FRAMEWORK} ${arg_INTERNAL})
-  list(TRANSFORM internalHeaders PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-  target_sources(KrFoundation
-    PUBLIC FILE_SET HEADERS BASE_DIRS "${root}" FILES ${umbrellaHeaders} ${optInHeaders})
-  if(internalHeaders)
-    target_sources(kr_internal_headers INTERFACE FILE_SET HEADERS BASE_DIRS "${root}" FILES ${internalHeaders})
-  endif()
-
-  list(TRANSFORM arg_HEADERS PREPEND "kr/${layer}/" OUTPUT_VARIABLE umbrellaPaths)
-  if(umbrellaPaths)
-    set_property(GLOBAL APPEND PROPERTY KR_UMBRELLA_HEADERS ${umbrellaPaths})
-  endif()
   list(JOIN arg_DEPENDS " " depends)
   set(lines "layer ${layer}: ${depends}")
   foreach(kind IN ITEMS HEADERS OPT_IN FRAMEWORK INTERNAL SOURCES)
@@ -53,6 +38,33 @@ function(kr_component layer)
     endforeach()
   endforeach()
   set_property(GLOBAL APPEND PROPERTY KR_LAYERS ${lines})
+  set(library KrFoundation)
+  if(arg_LIBRARY)
+    set(library ${arg_LIBRARY})
+  endif()
+  if(NOT TARGET ${library})
+    return()
+  endif()
+
+  add_library(${name} OBJECT ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE "${root}")
+  target_link_libraries(${name} PRIVATE kr_build_options Threads::Threads ${arg_LINK})
+  target_link_libraries(${library} PRIVATE ${name} ${arg_LINK})
+
+  list(TRANSFORM arg_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE umbrellaHeaders)
+  list(TRANSFORM arg_OPT_IN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE optInHeaders)
+  set(internalHeaders ${arg_FRAMEWORK} ${arg_INTERNAL})
+  list(TRANSFORM internalHeaders PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+  target_sources(${library}
+    PUBLIC FILE_SET HEADERS BASE_DIRS "${root}" FILES ${umbrellaHeaders} ${optInHeaders})
+  if(internalHeaders)
+    target_sources(kr_internal_headers INTERFACE FILE_SET HEADERS BASE_DIRS "${root}" FILES ${internalHeaders})
+  endif()
+
+  list(TRANSFORM arg_HEADERS PREPEND "kr/${layer}/" OUTPUT_VARIABLE umbrellaPaths)
+  if(umbrellaPaths AND NOT arg_LIBRARY)
+    set_property(GLOBAL APPEND PROPERTY KR_UMBRELLA_HEADERS ${umbrellaPaths})
+  endif()
 endfunction()
 
 # kr_moved_headers(<new folder> FROM <old folder> <header...>)

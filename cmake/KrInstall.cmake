@@ -6,6 +6,9 @@ set(KR_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/KrFoundation")
 set(KR_PKGCONFIG_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 install(TARGETS KrFoundation EXPORT KrFoundationTargets FILE_SET HEADERS)
+if(TARGET KrConditions)
+  install(TARGETS KrConditions EXPORT KrFoundationTargets FILE_SET HEADERS)
+endif()
 install(EXPORT KrFoundationTargets NAMESPACE KrFoundation:: DESTINATION "${KR_CMAKE_DIR}")
 
 configure_package_config_file(
@@ -28,3 +31,7 @@ install(FILES "${KR_GDB_PRINTERS}" DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/aut
 file(RELATIVE_PATH KR_PREFIX_FROM_PKGCONFIG "/prefix/${KR_PKGCONFIG_DIR}" "/prefix")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/krfoundation.pc.in" "${PROJECT_BINARY_DIR}/krfoundation.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/krfoundation.pc" DESTINATION "${KR_PKGCONFIG_DIR}")
+if(TARGET KrConditions)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/krconditions.pc.in" "${PROJECT_BINARY_DIR}/krconditions.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/krconditions.pc" DESTINATION "${KR_PKGCONFIG_DIR}")
+endif()

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build ccache pkg-config python3 git                # build
-  libboost-dev libboost-serialization-dev libeigen3-dev zlib1g-dev libmurmurhash-dev rapidjson-dev libexpat1-dev libcli11-dev   # libraries
+  libboost-dev libboost-serialization-dev libeigen3-dev zlib1g-dev libmurmurhash-dev rapidjson-dev libexpat1-dev libcli11-dev libmuparser-dev   # libraries
   libgtest-dev libgmock-dev libbenchmark-dev clang-format-14 gdb     # tests
 )
 for argument in "$@"; do

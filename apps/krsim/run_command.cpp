@@ -21,6 +21,7 @@
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/outputs.h"
 #include "apps/krsim/recorder.h"
+#include "apps/krsim/run_conditions.h"
 #include "apps/krsim/run_events.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/run_watch.h"
@@ -254,6 +255,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto units = plan.units ? plan.units : KrExperiments::findUnitSystem(*application);
     const auto assigned = assign(*application, plan, units);
     override(*application, plan);
+    const RunConditions conditions(*application, plan.conditions);
     if (!isQuiet)
         output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
     const auto stimuli = makeStimuli(*application, plan);
@@ -288,6 +290,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     }
     playing.clear();
     ended.result.assigned = assigned;
+    ended.result.conditions = conditions.getResult();
     RunWatch::inspect(*application);
     ended.result.overrides = getOverrides(*application);
     if (statistics) ended.result.fields = statistics->get();
@@ -306,6 +309,7 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
 eExitCode getExitCode(const RunPlan& plan, const RunResult& result, const StopSignals& signals) {
     if (result.exitValue != 0) return eExitCode::kFailed;
     if (signals.getReceived() != nullptr) return signals.getExitCode();
+    if (hasFailedChecks(result.conditions)) return eExitCode::kFailed;
     return RunWatch::getFailureCount() > 0 && !plan.keepsGoing ? eExitCode::kFailed : eExitCode::kOk;
 }
 
@@ -321,8 +325,14 @@ eExitCode runSimulation(const RunPlan& plan, RunResult* result) {
     Ended ended = simulate(plan, signals, watch, output, writers);
     const auto events = RunWatch::getEvents();
     if (!events.failures.get().empty()) ended.result.firstFailure = formatEvent(events.failures.get().front());
+    for (const auto& each : ended.result.conditions.checks) {
+        if (each.failures == 0 || !ended.result.firstFailure.empty()) continue;
+        ended.result.firstFailure =
+            "check '" + each.condition + "' failed in frame " + std::to_string(each.first.frame);
+    }
     if (result != nullptr) *result = ended.result;
-    if (isTextWanted(plan)) output.print(formatSummary(plan, ended.result) + formatEvents(events));
+    if (isTextWanted(plan))
+        output.print(formatSummary(plan, ended.result) + formatChecks(ended.result.conditions) + formatEvents(events));
     if (plan.printsJson) output.print(formatJsonSummary(plan, ended.result, events));
     if (plan.printsOutputs) output.print(ended.outputs);
     if (ended.failure) std::rethrow_exception(ended.failure);

@@ -15,6 +15,7 @@ constexpr const char* kRunExamples =
 Examples:
   krsim run setup.xml car.xml --free --seconds 60 --record speed.csv --record-field "*.Outputs.Speed"
   krsim run setup.xml --free --seconds 60 --set "Mass=1.9 t" --outputs
+  krsim run setup.xml --free --seconds 60 --check "Vehicle.Speed < 140 km/h" --stop-when "Vehicle.Distance > 1 km"
   krsim run setup.xml --seconds 60 --save-state minute.krstate
   krsim run setup.xml --restore-state minute.krstate --seconds 60
   krsim run --plugins build/plugins --content "Simulation.Road Vehicle" --seconds 60
@@ -169,6 +170,18 @@ void addFailures(CLI::App& command, RunPlan& plan) {
     command.add_flag("--stop-on-nan", plan.stopsOnNaN, "End after the frame in which an output becomes NaN");
 }
 
+void addConditions(CLI::App& command, ConditionPlan& plan) {
+    addList(command, "--check", plan.checks, "CONDITION",
+            "What must hold after each frame, \"Vehicle.Speed < 140 km/h\"; where it fails, the exit code is 1. May be "
+            "repeated.");
+    command
+        .add_option("--stop-when", plan.stop,
+                    "End after the frame in which this holds, \"Vehicle.Speed > 90 km/h for 2 s\"")
+        ->type_name("CONDITION");
+    command.add_flag("--stop-on-failed-check", plan.stopsOnFailedCheck, "End after the frame in which a check fails")
+        ->needs(command.get_option("--check"));
+}
+
 void addTypes(CLI::App& command, RunPlan& plan) {
     addPluginDirectories(command, plan.pluginDirectories);
     addList(command, "--content", plan.content, "TYPE", "Simulate one extension of this type; may be repeated.");
@@ -228,6 +241,7 @@ void addModelOptions(CLI::App& command, RunPlan& plan) {
     addChanges(command, plan);
     addStimuli(command, plan);
     addLimits(command, plan);
+    addConditions(command, plan.conditions);
     command.add_flag("--allow-missing", plan.allowsMissing,
                      "Run although plug-ins are missing; their extensions do nothing");
 }

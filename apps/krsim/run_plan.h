@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/krsim/recorder.h"
+#include "apps/krsim/run_conditions.h"
 #include "kr/application/application.h"
 #include "kr/application/context/application_modes.h"
 #include "kr/experiments/assignment.h"
@@ -42,6 +43,8 @@ struct RunPlan {
 
     bool hasStatistics{false};                      ///< of number fields over the frames
     std::vector<std::string> statisticsPatterns{};  ///< of these; empty for all outputs that are numbers
+
+    ConditionPlan conditions{};
 
     std::string stateToRestore{};
     std::string stateToSave{};

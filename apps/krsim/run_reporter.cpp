@@ -56,6 +56,9 @@ std::string describeEnd(const RunPlan& plan, const RunResult& result) {
     if (result.signal != nullptr) return std::string("ended by ") + result.signal;
     if (!result.stopReason.empty()) return "ended by " + result.stopReason;
     if (result.isStopped) return "stopped by an output that became NaN";
+    const auto& conditions = result.conditions;
+    if (!conditions.stop.empty()) return "stopped by '" + conditions.stop + "'";
+    if (!conditions.failedCheck.empty()) return "stopped by the failed check '" + conditions.failedCheck + "'";
     if (result.statistics.frames >= plan.limits.frames) return "all frames run";
     // The limit is rounded to whole frames.
     if (plan.limits.seconds - result.statistics.simulatedSeconds < 0.5 * result.stepSeconds)

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/krsim/run_conditions.h"
 #include "apps/krsim/run_plan.h"
 #include "apps/krsim/status_output.h"
 #include "kr/application/context/frame_statistics.h"
@@ -46,6 +47,7 @@ struct RunResult {
     std::vector<KrExperiments::FieldStatistics> fields{};    ///< where the plan asks for them
     std::string firstFailure{};
     std::string stopReason{};  ///< what has ended it before its limit; mostly empty
+    ConditionResult conditions{};
 };
 
 /// Why the run has ended, "all frames run".

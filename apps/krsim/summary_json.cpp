@@ -100,6 +100,34 @@ void writeOverrides(Writer& writer, const std::vector<KrExperiments::OverrideSta
     writer.EndArray();
 }
 
+void writeMoment(Writer& writer, const char* name, const KrConditions::ConditionMoment& moment) {
+    writer.Key(name);
+    if (moment.frame == 0) {
+        writer.Null();
+        return;
+    }
+    writer.StartObject();
+    writeCount(writer, "frame", moment.frame);
+    writeNumber(writer, "seconds", moment.seconds);
+    writeText(writer, "values", moment.values);
+    writer.EndObject();
+}
+
+void writeChecks(Writer& writer, const std::vector<KrConditions::CheckResult>& checks) {
+    writer.Key("checks");
+    writer.StartArray();
+    for (const auto& each : checks) {
+        writer.StartObject();
+        writeText(writer, "expression", each.condition);
+        writeCount(writer, "failures", each.failures);
+        writeText(writer, "reason", each.reason);
+        writeMoment(writer, "first", each.first);
+        writeMoment(writer, "last", each.last);
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
 }  // namespace
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
@@ -111,6 +139,7 @@ std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, cons
     writeCount(writer, "randomSeed", result.randomSeed);
     writeAssigned(writer, result.assigned);
     writeOverrides(writer, result.overrides);
+    writeChecks(writer, result.conditions.checks);
     writeCount(writer, "frames", all.frames);
     writeNumber(writer, "simulatedSeconds", all.simulatedSeconds);
     writeNumber(writer, "realSeconds", result.realSeconds);

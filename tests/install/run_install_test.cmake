@@ -38,6 +38,16 @@ run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/main.cpp" -o "${WORK_DIR}/consum
   "-Wl,-rpath,${prefix}/${LIBDIR}")
 run("${WORK_DIR}/consumer" "${WORK_DIR}/build")
 
+file(GLOB conditions "${prefix}/${LIBDIR}/libKrConditions.so")
+if(conditions)
+  execute_process(COMMAND pkg-config --cflags --libs krconditions
+    OUTPUT_VARIABLE conditionFlags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  separate_arguments(conditionFlags UNIX_COMMAND "${conditionFlags}")
+  run("${CXX}" -std=c++20 "${SOURCE_DIR}/consumer/conditions.cpp" -o "${WORK_DIR}/conditions" ${conditionFlags}
+    "-Wl,-rpath,${prefix}/${LIBDIR}")
+  run("${WORK_DIR}/conditions")
+endif()
+
 # Headers that moved still compile at their old places.
 file(GLOB_RECURSE moved RELATIVE "${BUILD_DIR}/moved_headers" "${BUILD_DIR}/moved_headers/*.h")
 list(TRANSFORM moved REPLACE "(.+)" "#include <\\1>\n")
