@@ -61,6 +61,19 @@ CLI::App* addNewPlugin(CLI::App& app, NewPluginPlan& plan) {
     return command;
 }
 
+CLI::App* addTypes(CLI::App& app, TypesPlan& plan) {
+    auto* command = app.add_subcommand("types", "Describe all types of the library and of plug-ins, with their fields");
+    addPluginDirectories(*command, plan.pluginDirectories);
+    auto* json = command->add_flag_callback(
+        "--json", [&plan] { plan.form = eTypesForm::kJson; }, "Print them as a JSON object");
+    command
+        ->add_flag_callback(
+            "--html", [&plan] { plan.form = eTypesForm::kHtml; }, "Print one page that needs no other files")
+        ->excludes(json);
+    command->footer("Example:\n  krsim types --plugins build/plugins --html > types.html");
+    return command;
+}
+
 bool hasContent(const RunPlan& plan) {
     return !plan.content.empty() || !plan.modules.empty();
 }
@@ -104,6 +117,8 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
             [&listPlan](const std::string& text) { listPlan.limitSeconds = parsePositive<double>("--limit", text); },
             "Seconds that a plug-in may take to load (5); one that takes longer is skipped")
         ->type_name("T");
+    TypesPlan typesPlan;
+    const auto* types = addTypes(app, typesPlan);
     NewPluginPlan newPluginPlan;
     const auto* newPlugin = addNewPlugin(app, newPluginPlan);
     const FileCommands fileCommands(app);
@@ -114,6 +129,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
         return answer(app, result);
     }
     if (list->parsed()) return listPlan;
+    if (types->parsed()) return typesPlan;
     if (newPlugin->parsed()) return newPluginPlan;
     if (const auto plan = fileCommands.getParsed()) {
         if (const auto* create = std::get_if<CreatePlan>(&*plan)) {

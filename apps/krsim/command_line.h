@@ -8,6 +8,7 @@
 #include "apps/krsim/file_plans.h"
 #include "apps/krsim/new_plugin_command.h"
 #include "apps/krsim/run_plan.h"
+#include "apps/krsim/types_command.h"
 
 namespace krsim {
 
@@ -18,7 +19,7 @@ struct Answer {
 };
 
 using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
-                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan>;
+                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan, TypesPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

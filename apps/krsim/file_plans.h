@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/krsim/run_plan.h"
+#include "kr/core/unit_system.h"
 
 namespace krsim {
 
@@ -32,6 +33,7 @@ struct DumpPlan {
     std::string file{};
     bool isLong{false};  ///< long values whole
     eDumpForm form{eDumpForm::kTree};
+    std::optional<Kr::eUnitSystem> units{};  ///< in which numbers are shown as well
 };
 
 enum class eFileKind { kBinary, kXml, kJson };

@@ -1,46 +1,12 @@
 #include "apps/krsim/summary_json.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
-#include <algorithm>
-
+#include "apps/krsim/json_writer.h"
 #include "kr/application/context/frame_statistics.h"
-#include "kr/platform/utf8.h"
 
 namespace krsim {
 namespace {
 
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
-
-/// Texts of exceptions need not be UTF-8: '?' for each byte that is not.
-std::string toUtf8(const std::string& text) {
-    std::string valid;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = Kr::getUtf8CharacterLength(text, at);
-        valid += length != 0 ? text.substr(at, length) : "?";
-        at += std::max<std::size_t>(length, 1);
-    }
-    return valid;
-}
-
-void writeText(Writer& writer, const char* name, const std::string& text) {
-    writer.Key(name);
-    const auto valid = toUtf8(text);
-    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-}
-
-void writeNumber(Writer& writer, const char* name, double number) {
-    writer.Key(name);
-    writer.Double(number);
-}
-
-void writeCount(Writer& writer, const char* name, std::uint64_t count) {
-    writer.Key(name);
-    writer.Uint64(count);
-}
-
-void writeLate(Writer& writer, const char* name, const KrSim::LateFrames& late) {
+void writeLate(JsonWriter& writer, const char* name, const KrSim::LateFrames& late) {
     writer.Key(name);
     writer.StartObject();
     writeCount(writer, "count", late.count);
@@ -48,7 +14,7 @@ void writeLate(Writer& writer, const char* name, const KrSim::LateFrames& late) 
     writer.EndObject();
 }
 
-void writeList(Writer& writer, const char* name, const RunEventList& list) {
+void writeList(JsonWriter& writer, const char* name, const RunEventList& list) {
     writer.Key(name);
     writer.StartObject();
     writeCount(writer, "count", list.getCount());
@@ -71,7 +37,7 @@ void writeList(Writer& writer, const char* name, const RunEventList& list) {
     writer.EndObject();
 }
 
-void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedField>& fields) {
+void writeAssigned(JsonWriter& writer, const std::vector<KrExperiments::AssignedField>& fields) {
     writer.Key("set");
     writer.StartArray();
     for (const auto& each : fields) {
@@ -88,7 +54,7 @@ void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedFiel
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
     rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
+    JsonWriter writer(buffer);
     const auto& all = result.statistics;
     writer.StartObject();
     writeText(writer, "end", describeEnd(plan, result));
