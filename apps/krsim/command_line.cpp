@@ -74,6 +74,13 @@ CLI::App* addTypes(CLI::App& app, TypesPlan& plan) {
     return command;
 }
 
+CLI::App* addDoctor(CLI::App& app, DoctorPlan& plan) {
+    auto* command = app.add_subcommand("doctor", "Tell what would hurt real time on this machine, and what to do");
+    addPluginDirectories(*command, plan.pluginDirectories);
+    command->add_flag("--json", plan.printsJson, "Print it as a JSON object");
+    return command;
+}
+
 bool hasContent(const RunPlan& plan) {
     return !plan.content.empty() || !plan.modules.empty();
 }
@@ -119,6 +126,8 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
         ->type_name("T");
     TypesPlan typesPlan;
     const auto* types = addTypes(app, typesPlan);
+    DoctorPlan doctorPlan;
+    const auto* doctor = addDoctor(app, doctorPlan);
     NewPluginPlan newPluginPlan;
     const auto* newPlugin = addNewPlugin(app, newPluginPlan);
     const FileCommands fileCommands(app);
@@ -130,6 +139,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     }
     if (list->parsed()) return listPlan;
     if (types->parsed()) return typesPlan;
+    if (doctor->parsed()) return doctorPlan;
     if (newPlugin->parsed()) return newPluginPlan;
     if (const auto plan = fileCommands.getParsed()) {
         if (const auto* create = std::get_if<CreatePlan>(&*plan)) {

@@ -4,6 +4,7 @@
 #include <variant>
 #include <vector>
 
+#include "apps/krsim/doctor_command.h"
 #include "apps/krsim/failure.h"
 #include "apps/krsim/file_plans.h"
 #include "apps/krsim/new_plugin_command.h"
@@ -19,7 +20,7 @@ struct Answer {
 };
 
 using Command = std::variant<Answer, RunPlan, ListPlan, InfoPlan, DumpPlan, ConvertPlan, RecoverPlan, VerifyPlan,
-                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan, TypesPlan>;
+                             DiffPlan, GraphPlan, CreatePlan, PresetPlan, NewPluginPlan, TypesPlan, DoctorPlan>;
 
 /// Reads the arguments that follow the name of the program. Looks at no file.
 [[nodiscard]] Command parseCommandLine(const std::vector<std::string>& arguments);

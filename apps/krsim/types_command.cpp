@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "apps/krsim/assembly.h"
+#include "apps/krsim/list_command.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/core/physical_dimension.h"
 #include "kr/data/container.h"
@@ -166,12 +167,14 @@ DescribedTypes describeTypes(const std::vector<std::string>& pluginDirectories) 
     const TypeCatalog catalog(getPluginDirectories());
     for (const auto& plugin : catalog.getPlugins()) {
         auto problem = plugin.unfit;
+        // In another process first, so that one that crashes does not end the list.
+        if (problem.empty()) problem = tryToLoad(plugin.name);
         if (problem.empty() && !KrPluginSystem::KrPluginManager::instance().load(plugin.name))
             problem = "cannot be loaded, the warning says why";
         if (problem.empty()) {
             describeAll(plugin.types, all.types);
         } else {
-            all.problems.push_back(plugin.path + ": " + problem);
+            all.problems.push_back("'" + plugin.path + "' " + problem);
         }
     }
     describeAll(catalog.getBuiltInTypes(), all.types);

@@ -118,6 +118,24 @@ class Files(unittest.TestCase):
         self.assertRegex(told, r"\[Mass\]/Value: 1500 \(3306\.933932773164 lb\)\n")
         self.assertEqual(re.sub(r" \([^()]*\)\n", "\n", told), self.krsim("dump", "--flat", self.car))
 
+    def test_types_are_described_with_their_fields(self):
+        described = json.loads(self.krsim("types", "--json", *WITH_PLUGINS))
+        self.assertEqual(described["problems"], [])
+        vehicle, = [each for each in described["types"] if each["name"] == "Vehicle"]
+        self.assertEqual((vehicle["category"], vehicle["plugin"], vehicle["kind"]), ("Drive Cycle", "DriveCycle", "extension"))
+        mass, = [each for each in vehicle["fields"] if each["name"] == "Mass"]
+        self.assertEqual((mass["role"], mass["type"], mass["unit"]), ("parameter", "Double", "kg"))
+        self.assertIn("Vehicle", self.krsim("types", "--html", *WITH_PLUGINS))
+
+    def test_the_doctor_fails_with_a_problem_only(self):
+        good = subprocess.run([KRSIM, "doctor", "--json", *WITH_PLUGINS], capture_output=True, check=False)
+        examined = json.loads(good.stdout)["examined"]
+        self.assertEqual(good.returncode, int(any(each["level"] == "problem" for each in examined)))
+        self.assertIn({"subject": "plug-in", "level": "good"},
+                      [{key: each[key] for key in ("subject", "level")} for each in examined])
+        self.assertRegex(self.krsim("doctor", "--plugins", self.folder / "none", code=1),
+                         r"problem plug-in folder: '.*none' cannot be read: No such file or directory\n +do: ")
+
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
             step = self.car
