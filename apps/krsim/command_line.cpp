@@ -62,6 +62,26 @@ CLI::App* addNewPlugin(CLI::App& app, NewPluginPlan& plan) {
     return command;
 }
 
+CLI::App* addTypes(CLI::App& app, TypesPlan& plan) {
+    auto* command = app.add_subcommand("types", "Describe all types of the library and of plug-ins, with their fields");
+    addPluginDirectories(*command, plan.pluginDirectories);
+    auto* json = command->add_flag_callback(
+        "--json", [&plan] { plan.form = eTypesForm::kJson; }, "Print them as a JSON object");
+    command
+        ->add_flag_callback(
+            "--html", [&plan] { plan.form = eTypesForm::kHtml; }, "Print one page that needs no other files")
+        ->excludes(json);
+    command->footer("Example:\n  krsim types --plugins build/plugins --html > types.html");
+    return command;
+}
+
+CLI::App* addDoctor(CLI::App& app, DoctorPlan& plan) {
+    auto* command = app.add_subcommand("doctor", "Tell what would hurt real time on this machine, and what to do");
+    addPluginDirectories(*command, plan.pluginDirectories);
+    command->add_flag("--json", plan.printsJson, "Print it as a JSON object");
+    return command;
+}
+
 bool hasContent(const RunPlan& plan) {
     return !plan.content.empty() || !plan.modules.empty();
 }
@@ -109,6 +129,10 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
             [&listPlan](const std::string& text) { listPlan.limitSeconds = parsePositive<double>("--limit", text); },
             "Seconds that a plug-in may take to load (5); one that takes longer is skipped")
         ->type_name("T");
+    TypesPlan typesPlan;
+    const auto* types = addTypes(app, typesPlan);
+    DoctorPlan doctorPlan;
+    const auto* doctor = addDoctor(app, doctorPlan);
     NewPluginPlan newPluginPlan;
     const auto* newPlugin = addNewPlugin(app, newPluginPlan);
     const FileCommands fileCommands(app);
@@ -119,6 +143,8 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
         return answer(app, result);
     }
     if (list->parsed()) return listPlan;
+    if (types->parsed()) return typesPlan;
+    if (doctor->parsed()) return doctorPlan;
     if (newPlugin->parsed()) return newPluginPlan;
     if (sweep->parsed()) {
         if (sweepPlan.run.files.empty() && !hasContent(sweepPlan.run))

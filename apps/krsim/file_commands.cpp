@@ -13,6 +13,7 @@
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/simulation_files.h"
+#include "apps/krsim/tree_units.h"
 #include "apps/krsim/tree_writer.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/application/application.h"
@@ -117,13 +118,23 @@ eExitCode showInfo(const InfoPlan& plan) {
     return code;
 }
 
+namespace {
+
+TreeNode loadTreeFor(const DumpPlan& plan) {
+    auto tree = loadTree(plan.file);
+    if (plan.units) addShownUnits(tree, *plan.units);
+    return tree;
+}
+
+}  // namespace
+
 void dumpFile(const DumpPlan& plan) {
     addPluginsQuietly(plan.pluginDirectories);
     switch (plan.form) {
         case eDumpForm::kTree:
-            return print(formatTree(loadTree(plan.file), plan.isLong));
+            return print(formatTree(loadTreeFor(plan), plan.isLong));
         case eDumpForm::kFlat:
-            return print(formatPaths(loadTree(plan.file), plan.isLong));
+            return print(formatPaths(loadTreeFor(plan), plan.isLong));
         case eDumpForm::kJson:
             return print(makePlainJson(*loadFile(plan.file)));
     }

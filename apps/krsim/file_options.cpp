@@ -43,6 +43,9 @@ FileCommands::FileCommands(CLI::App& app) {
         ->add_flag_callback(
             "--flat", [this] { _dump.plan.form = eDumpForm::kFlat; }, "Print each value in a line with its path")
         ->excludes(json);
+    addChoice(*_dump.command, "--units", _dump.plan.units, getUnitSystems(),
+              "Add to each number of a dimension its value in these units")
+        ->excludes(json);
     addPluginDirectories(*_dump.command, _dump.plan.pluginDirectories);
 
     _convert.command = app.add_subcommand("convert", "Save a file in another kind");

@@ -7,6 +7,7 @@
 
 #include "apps/krsim/run_plan.h"
 #include "kr/core/connections/connection_factory.h"
+#include "kr/core/unit_system.h"
 #include "kr/experiments/assignment.h"
 
 namespace krsim {
@@ -34,6 +35,7 @@ struct DumpPlan {
     std::string file{};
     bool isLong{false};  ///< long values whole
     eDumpForm form{eDumpForm::kTree};
+    std::optional<Kr::eUnitSystem> units{};  ///< in which numbers are shown as well
 };
 
 enum class eFileKind { kBinary, kXml, kJson };

@@ -159,6 +159,12 @@ void warnOfSharedIds(const TypeCatalog& catalog) {
 
 }  // namespace
 
+std::string tryToLoad(const std::string& plugin, double limitSeconds) {
+    std::string failure;
+    static_cast<void>(getKindsOf(plugin, limitSeconds, failure));
+    return failure;
+}
+
 void listTypes(const ListPlan& plan) {
     addPluginDirectories(plan.pluginDirectories);
     const TypeCatalog catalog(getPluginDirectories());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "apps/krsim/file_plans.h"
 
 namespace krsim {
@@ -9,5 +11,10 @@ namespace krsim {
 /// in spite of its manifest is "missing". Throws a Failure for a directory without plug-ins. For a process with one
 /// thread.
 void listTypes(const ListPlan& plan);
+
+/// Loads the plug-in in a separate process.
+/// \return why that fails, to follow the name of the plug-in; empty when it can be loaded. For a process with one
+/// thread.
+[[nodiscard]] std::string tryToLoad(const std::string& plugin, double limitSeconds = ListPlan().limitSeconds);
 
 }  // namespace krsim

@@ -33,6 +33,8 @@ struct Execution {
     eExitCode operator()(const krsim::VerifyPlan& plan) const { return krsim::verifyFiles(plan); }
     eExitCode operator()(const krsim::DiffPlan& plan) const { return krsim::compareFiles(plan); }
     eExitCode operator()(const krsim::ListPlan& plan) const { return succeed(krsim::listTypes, plan); }
+    eExitCode operator()(const krsim::TypesPlan& plan) const { return krsim::showTypes(plan); }
+    eExitCode operator()(const krsim::DoctorPlan& plan) const { return krsim::examine(plan); }
     eExitCode operator()(const krsim::InfoPlan& plan) const { return krsim::showInfo(plan); }
     eExitCode operator()(const krsim::DumpPlan& plan) const { return succeed(krsim::dumpFile, plan); }
     eExitCode operator()(const krsim::ConvertPlan& plan) const { return succeed(krsim::convertFile, plan); }

@@ -111,6 +111,10 @@ private:
     KrSim::IApplicationListener& _listener;
 };
 
+KrExperiments::ShownUnits chooseUnits(const RunPlan& plan, const KrSim::KrApplication& application) {
+    return plan.units ? plan.units : KrExperiments::findUnitSystem(application);
+}
+
 /// Throws a Failure with all problems.
 std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& application, const RunPlan& plan,
                                                  KrExperiments::ShownUnits units) {
@@ -252,8 +256,8 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto simulation = build(*application, plan);  // instances follow its definitions
 
     RunReporter reporter(output, application->getContext().getElapsedSeconds());
-    const auto units = plan.units ? plan.units : KrExperiments::findUnitSystem(*application);
-    const auto assigned = assign(*application, plan, units);
+    const auto assigned = assign(*application, plan, chooseUnits(plan, *application));
+    const auto units = chooseUnits(plan, *application);  // an assignment may choose others
     override(*application, plan);
     const RunConditions conditions(*application, plan.conditions);
     if (!isQuiet)

@@ -26,8 +26,6 @@ const Choices<KrSim::eApplicationMode> kModes{{"simulating", KrSim::eApplication
                                               {"editing", KrSim::eApplicationMode::kEditing},
                                               {"playback", KrSim::eApplicationMode::kPlayback}};
 
-const Choices<Kr::eUnitSystem> kUnitSystems{{"si", Kr::eUnitSystem::kSI}, {"us", Kr::eUnitSystem::kUSCustomary}};
-
 const Choices<Kr::eLogLevel> kLogLevels{{"off", Kr::eLogLevel::kOff},     {"fatal", Kr::eLogLevel::kFatal},
                                         {"error", Kr::eLogLevel::kError}, {"warn", Kr::eLogLevel::kWarn},
                                         {"info", Kr::eLogLevel::kInfo},   {"debug", Kr::eLogLevel::kDebug},
@@ -81,7 +79,7 @@ void addStimuli(CLI::App& command, RunPlan& plan) {
 
 void addUnits(CLI::App& command, RunPlan& plan) {
     addChoice(
-        command, "--units", plan.units, kUnitSystems,
+        command, "--units", plan.units, getUnitSystems(),
         "Show values and read numbers without a unit in these units (those of the Unit System in the content, else "
         "the display units of the fields)");
 }
@@ -227,6 +225,11 @@ void addAssignments(CLI::App& command, std::vector<KrExperiments::Assignment>& a
                 "may be repeated.")
         ->type_name("PATH=VALUE")
         ->allow_extra_args(false);
+}
+
+const Choices<Kr::eUnitSystem>& getUnitSystems() {
+    static const Choices<Kr::eUnitSystem> kSystems{{"si", Kr::eUnitSystem::kSI}, {"us", Kr::eUnitSystem::kUSCustomary}};
+    return kSystems;
 }
 
 void addContentOptions(CLI::App& command, RunPlan& plan) {

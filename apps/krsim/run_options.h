@@ -2,9 +2,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "apps/krsim/option_values.h"
 #include "apps/krsim/run_plan.h"
+#include "kr/core/unit_system.h"
 
 namespace krsim {
+
+/// The values of --units.
+[[nodiscard]] const Choices<Kr::eUnitSystem>& getUnitSystems();
 
 /// The options of `krsim run`. The plan is borrowed and filled while the command line is read.
 void addRunOptions(CLI::App& command, RunPlan& plan);

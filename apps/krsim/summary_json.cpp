@@ -1,46 +1,12 @@
 #include "apps/krsim/summary_json.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
-#include <algorithm>
-
+#include "apps/krsim/json_writer.h"
 #include "kr/application/context/frame_statistics.h"
-#include "kr/platform/utf8.h"
 
 namespace krsim {
 namespace {
 
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
-
-/// Texts of exceptions need not be UTF-8: '?' for each byte that is not.
-std::string toUtf8(const std::string& text) {
-    std::string valid;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = Kr::getUtf8CharacterLength(text, at);
-        valid += length != 0 ? text.substr(at, length) : "?";
-        at += std::max<std::size_t>(length, 1);
-    }
-    return valid;
-}
-
-void writeText(Writer& writer, const char* name, const std::string& text) {
-    writer.Key(name);
-    const auto valid = toUtf8(text);
-    writer.String(valid.data(), static_cast<rapidjson::SizeType>(valid.size()));
-}
-
-void writeNumber(Writer& writer, const char* name, double number) {
-    writer.Key(name);
-    writer.Double(number);
-}
-
-void writeCount(Writer& writer, const char* name, std::uint64_t count) {
-    writer.Key(name);
-    writer.Uint64(count);
-}
-
-void writeLate(Writer& writer, const char* name, const KrSim::LateFrames& late) {
+void writeLate(JsonWriter& writer, const char* name, const KrSim::LateFrames& late) {
     writer.Key(name);
     writer.StartObject();
     writeCount(writer, "count", late.count);
@@ -48,7 +14,7 @@ void writeLate(Writer& writer, const char* name, const KrSim::LateFrames& late) 
     writer.EndObject();
 }
 
-void writeList(Writer& writer, const char* name, const RunEventList& list) {
+void writeList(JsonWriter& writer, const char* name, const RunEventList& list) {
     writer.Key(name);
     writer.StartObject();
     writeCount(writer, "count", list.getCount());
@@ -71,7 +37,7 @@ void writeList(Writer& writer, const char* name, const RunEventList& list) {
     writer.EndObject();
 }
 
-void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedField>& fields) {
+void writeAssigned(JsonWriter& writer, const std::vector<KrExperiments::AssignedField>& fields) {
     writer.Key("set");
     writer.StartArray();
     for (const auto& each : fields) {
@@ -84,7 +50,7 @@ void writeAssigned(Writer& writer, const std::vector<KrExperiments::AssignedFiel
     writer.EndArray();
 }
 
-void writeOverrides(Writer& writer, const std::vector<KrExperiments::OverrideStatus>& overrides) {
+void writeOverrides(JsonWriter& writer, const std::vector<KrExperiments::OverrideStatus>& overrides) {
     writer.Key("overrides");
     writer.StartArray();
     for (const auto& each : overrides) {
@@ -100,7 +66,7 @@ void writeOverrides(Writer& writer, const std::vector<KrExperiments::OverrideSta
     writer.EndArray();
 }
 
-void writeMoment(Writer& writer, const char* name, const KrConditions::ConditionMoment& moment) {
+void writeMoment(JsonWriter& writer, const char* name, const KrConditions::ConditionMoment& moment) {
     writer.Key(name);
     if (moment.frame == 0) {
         writer.Null();
@@ -113,7 +79,7 @@ void writeMoment(Writer& writer, const char* name, const KrConditions::Condition
     writer.EndObject();
 }
 
-void writeChecks(Writer& writer, const std::vector<KrConditions::CheckResult>& checks) {
+void writeChecks(JsonWriter& writer, const std::vector<KrConditions::CheckResult>& checks) {
     writer.Key("checks");
     writer.StartArray();
     for (const auto& each : checks) {
@@ -132,7 +98,7 @@ void writeChecks(Writer& writer, const std::vector<KrConditions::CheckResult>& c
 
 std::string formatJsonSummary(const RunPlan& plan, const RunResult& result, const RunEvents& events) {
     rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
+    JsonWriter writer(buffer);
     const auto& all = result.statistics;
     writer.StartObject();
     writeText(writer, "end", describeEnd(plan, result));

@@ -94,6 +94,48 @@ class Files(unittest.TestCase):
         cars = self.run_quietly(whole, "--seconds", 1, "--outputs")
         self.assertRegex(cars, r"Car 3/Road\.Outputs\.Distance = \d+")
 
+    def test_values_are_shown_in_the_unit_system_of_the_content(self):
+        units = self.folder / "units.xml"
+        self.krsim("create", "--content", "Unit System", "--objects", units)
+        text = units.read_text(encoding="utf-8")
+        units.write_text(text.replace("<Text>SI</Text>", "<Text>US customary</Text>").replace("<Number>0<", "<Number>1<"),
+                         encoding="utf-8")
+        for name, more, force in (("display units of fields", (), "Traction Force = 0 N\n"),
+                                  ("option", ("--units", "us"), "Traction Force = 0 lbf\n"),
+                                  ("content", (units,), "Traction Force = 0 lbf\n"),
+                                  ("option over content", ("--units", "SI", units), "Traction Force = 0 N\n"),
+                                  ("set before the run", (units, "--set", "System=SI"), "Traction Force = 0 N\n")):
+            with self.subTest(name):
+                self.assertIn(force, self.run_quietly(self.setup_file, *more, "--frames", 1, "--outputs"))
+
+    def test_a_number_without_a_unit_is_in_the_shown_one(self):
+        told = self.krsim("run", self.setup_file, *WITH_PLUGINS, "--no-log-file", "--free", "--frames", 1, "--units", "us",
+                          "--set", "Vehicle.Parameters.Mass=4000")
+        self.assertIn("Mass = 4000 lb, was 3306.933932773164 lb", told)
+
+    def test_a_dump_adds_values_in_other_units(self):
+        told = self.krsim("dump", "--flat", "--units", "us", self.car)
+        self.assertRegex(told, r"\[Mass\]/Value: 1500 \(3306\.933932773164 lb\)\n")
+        self.assertEqual(re.sub(r" \([^()]*\)\n", "\n", told), self.krsim("dump", "--flat", self.car))
+
+    def test_types_are_described_with_their_fields(self):
+        described = json.loads(self.krsim("types", "--json", *WITH_PLUGINS))
+        self.assertEqual(described["problems"], [])
+        vehicle, = [each for each in described["types"] if each["name"] == "Vehicle"]
+        self.assertEqual((vehicle["category"], vehicle["plugin"], vehicle["kind"]), ("Drive Cycle", "DriveCycle", "extension"))
+        mass, = [each for each in vehicle["fields"] if each["name"] == "Mass"]
+        self.assertEqual((mass["role"], mass["type"], mass["unit"]), ("parameter", "Double", "kg"))
+        self.assertIn("Vehicle", self.krsim("types", "--html", *WITH_PLUGINS))
+
+    def test_the_doctor_fails_with_a_problem_only(self):
+        good = subprocess.run([KRSIM, "doctor", "--json", *WITH_PLUGINS], capture_output=True, check=False)
+        examined = json.loads(good.stdout)["examined"]
+        self.assertEqual(good.returncode, int(any(each["level"] == "problem" for each in examined)))
+        self.assertIn({"subject": "plug-in", "level": "good"},
+                      [{key: each[key] for key in ("subject", "level")} for each in examined])
+        self.assertRegex(self.krsim("doctor", "--plugins", self.folder / "none", code=1),
+                         r"problem plug-in folder: '.*none' cannot be read: No such file or directory\n +do: ")
+
     def test_kinds_convert_without_loss(self):
         for plugins in ([], WITH_PLUGINS):
             step = self.car

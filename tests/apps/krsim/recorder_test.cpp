@@ -109,6 +109,20 @@ TEST(KrsimRecorder, WritesAColumnForEachComponentAndTheOutputsOfModules) {
         "0.25,0.2,\"a\nb\",1.5,-0,3,0.1\r\n");
 }
 
+TEST(KrsimRecorder, WritesValuesInTheUnitsThatItsColumnsName) {
+    Simulation simulation;
+    simulation.extension->setName("A");
+    auto& speed = simulation.extension->getOutputContainer()["Speed"];
+    speed.setPhysicalDimension(Kr::kSpeed);
+    speed.setPhysicalDimensionHint(Kr::KrPhysicalDimension::eDimensionHint::kKilometrePerHour);
+    simulation.extension->getOutputContainer()["Place"].setPhysicalDimension(Kr::kLength);
+    EXPECT_EQ(simulation.record({.patterns = {"*.Speed", "*.Place", "*.Load"}, .hasUnits = true}, 1),
+              "Time [s],A.Outputs.Speed [km/h],A.Outputs.Place.X [m],A.Outputs.Place.Y [m],A.Outputs.Place.Z [m],"
+              "M.Outputs.Load\r\n"
+              "0,0.36,1.5,-0,3,0.1\r\n"
+              "0.25,0.72,1.5,-0,3,0.1\r\n");
+}
+
 TEST(KrsimRecorder, KeepsAnEarlierTableUntilTheRunHasBegun) {
     Simulation simulation;
     const auto earlier = simulation.record({.patterns = {"*.Load"}}, 1);
