@@ -124,6 +124,7 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     addSweepOptions(*sweep, sweepPlan);
     auto* list = app.add_subcommand("list", "Show the types that can be chosen");
     addPluginDirectories(*list, listPlan.pluginDirectories);
+    list->add_flag("--json", listPlan.printsJson, "Print a JSON object");
     list->add_option_function<std::string>(
             "--limit",
             [&listPlan](const std::string& text) { listPlan.limitSeconds = parsePositive<double>("--limit", text); },

@@ -1,6 +1,7 @@
 #include "apps/krsim/file_commands.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <istream>
 #include <sstream>
@@ -10,6 +11,7 @@
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/findings.h"
 #include "apps/krsim/hash_comparison.h"
+#include "apps/krsim/json_writer.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/simulation_files.h"
@@ -78,8 +80,16 @@ std::string describeContent(const std::string& filename, const KrMagicTag& tag) 
     }
 }
 
-/// A sentence for an operator.
-std::string describe(const std::string& filename) {
+/// What the first bytes of a file say.
+struct FileFacts {
+    std::string format{};
+    std::string content{};
+    std::string release{};
+    bool isSigned{false};
+    std::uint64_t bytes{0};
+};
+
+FileFacts readFacts(const std::string& filename) {
     const KrMagicTag tag = readTag(filename);
     if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
         static_cast<void>(loadFile(filename));  // says why it is none
@@ -88,12 +98,47 @@ std::string describe(const std::string& filename) {
     unsigned major = 0;
     unsigned minor = 0;
     tag.getOrreryVersion(major, minor);
-    std::string text = filename + ": " + nameFor(tag.getFileFormat()) + ", " + describeContent(filename, tag) +
-                       ", release " + std::to_string(major) + "." + std::to_string(minor);
-    if (tag.isSigned()) text += ", signed";
     const auto stream = openInput(filename);
     stream->seekg(0, std::ios::end);
-    return text + ", " + std::to_string(static_cast<std::streamoff>(stream->tellg())) + " bytes\n";
+    return {.format = nameFor(tag.getFileFormat()),
+            .content = describeContent(filename, tag),
+            .release = std::to_string(major) + "." + std::to_string(minor),
+            .isSigned = tag.isSigned(),
+            .bytes = static_cast<std::uint64_t>(static_cast<std::streamoff>(stream->tellg()))};
+}
+
+/// A sentence for an operator.
+std::string describe(const std::string& filename, const FileFacts& facts) {
+    return filename + ": " + facts.format + ", " + facts.content + ", release " + facts.release +
+           (facts.isSigned ? ", signed" : "") + ", " + std::to_string(facts.bytes) + " bytes\n";
+}
+
+void writeFacts(JsonWriter& writer, const std::string& filename, const FileFacts& facts) {
+    writer.StartObject();
+    writeText(writer, "file", filename);
+    writeText(writer, "format", facts.format);
+    writeText(writer, "content", facts.content);
+    writeText(writer, "release", facts.release);
+    writeFlag(writer, "isSigned", facts.isSigned);
+    writeCount(writer, "bytes", facts.bytes);
+    writer.EndObject();
+}
+
+/// For programs, what `verify` found.
+std::string describeAsJson(const KrSim::KrApplication& application, const std::vector<Failure>& refused,
+                           const Findings& findings) {
+    rapidjson::StringBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    std::vector<std::string> texts;
+    for (const auto& each : refused)
+        texts.emplace_back(each.what());
+    writeTexts(writer, "refused", texts);
+    writeFindings(writer, findings);
+    writeCount(writer, "extensions", application.getContentDispatcher().getExtensions().size());
+    writeCount(writer, "modules", application.getModuleCount());
+    writer.EndObject();
+    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
 }
 
 /// Content whose plug-in is missing keeps its data, which suffices here.
@@ -107,14 +152,24 @@ void addPluginsQuietly(const std::vector<std::string>& directories) {
 eExitCode showInfo(const InfoPlan& plan) {
     Kr::LogSetLevel(Kr::eLogLevel::kError);
     auto code = eExitCode::kOk;
+    rapidjson::StringBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    writer.Key("files");
+    writer.StartArray();
     for (const auto& each : plan.files) {
         try {
-            print(describe(each));
+            const auto facts = readFacts(each);
+            writeFacts(writer, each, facts);
+            if (!plan.printsJson) print(describe(each, facts));
         } catch (const Failure& failure) {  // the others are shown all the same
             std::fprintf(stderr, "krsim: %s\n", failure.what());
             code = failure.getCode();
         }
     }
+    writer.EndArray();
+    writer.EndObject();
+    if (plan.printsJson) print(std::string(buffer.GetString(), buffer.GetSize()) + "\n");
     return code;
 }
 
@@ -188,16 +243,19 @@ eExitCode verifyFiles(const VerifyPlan& plan) {
     const auto application = KrSim::KrApplication::create();
     const auto simulation = loadAllFiles(*application, plan.files, withWarnings(plan.pluginDirectories));
     std::vector<Failure> refused;
-    for (const auto& each : simulation.problems)
-        print(refused.emplace_back(toFailure(each)).what() + std::string("\n"));
+    for (const auto& each : simulation.problems) {
+        const auto& failure = refused.emplace_back(toFailure(each));
+        if (!plan.printsJson) print(failure.what() + std::string("\n"));
+    }
     auto findings = simulation.getFindings();
     if (!simulation.setupFile.empty()) {
         const auto more = KrPersistence::checkSimulation(*application);
         findings.insert(findings.end(), more.begin(), more.end());
     }
-    const auto code = printFindings(findings);
+    if (plan.printsJson) print(describeAsJson(*application, refused, findings));
+    const auto code = plan.printsJson ? chooseExitCode(findings) : printFindings(findings);
     if (!refused.empty()) return refused.front().getCode();
-    if (code != eExitCode::kOk) return code;
+    if (code != eExitCode::kOk || plan.printsJson) return code;
     print(std::to_string(application->getContentDispatcher().getExtensions().size()) + " extensions, " +
           std::to_string(application->getModuleCount()) + " modules: no fault was found\n");
     return eExitCode::kOk;

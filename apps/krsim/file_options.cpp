@@ -32,6 +32,7 @@ constexpr const char* kSetupFirst = "A setup file, object files, or both: the se
 FileCommands::FileCommands(CLI::App& app) {
     _info.command = app.add_subcommand("info", "Show what files are, from their first bytes");
     addFiles(*_info.command, _info.plan.files, "Any file of the framework; - for standard input");
+    _info.command->add_flag("--json", _info.plan.printsJson, "Print a JSON object");
 
     _dump.command = app.add_subcommand("dump", "Print what a file holds");
     addFile(*_dump.command, "FILE", _dump.plan.file, "Any file of the framework; - for standard input");
@@ -68,6 +69,7 @@ FileCommands::FileCommands(CLI::App& app) {
     _verify.command = app.add_subcommand("verify", "Load files, resolve their references and tell what is wrong");
     addFiles(*_verify.command, _verify.plan.files, kSetupFirst);
     addPluginDirectories(*_verify.command, _verify.plan.pluginDirectories);
+    _verify.command->add_flag("--json", _verify.plan.printsJson, "Print a JSON object");
 
     _diff.command = app.add_subcommand("diff", "Tell what differs between two files, of whatever kind they are");
     addFile(*_diff.command, "FIRST", _diff.plan.first, "Any file of the framework; - for standard input");

@@ -15,12 +15,14 @@ namespace krsim {
 /// Show the types that can be chosen.
 struct ListPlan {
     std::vector<std::string> pluginDirectories{};
+    bool printsJson{false};
     double limitSeconds{5.0};  ///< for each plug-in; one that takes longer to load is skipped
 };
 
 /// Show what files are, from their first bytes.
 struct InfoPlan {
     std::vector<std::string> files{};
+    bool printsJson{false};
 };
 
 enum class eDumpForm {
@@ -64,6 +66,7 @@ struct RecoverPlan {
 struct VerifyPlan {
     std::vector<std::string> pluginDirectories{};
     std::vector<std::string> files{};
+    bool printsJson{false};
 };
 
 /// Tell what differs between two files.

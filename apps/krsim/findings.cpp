@@ -32,8 +32,26 @@ bool isAskedFor(const Finding& finding, const RunPlan& plan) {
 eExitCode printFindings(const Findings& findings) {
     for (const auto& each : findings)
         std::printf("%s%s\n", isMissingType(each) ? "missing: " : "", Kr::toOneLine(each.toString()).c_str());
+    return chooseExitCode(findings);
+}
+
+eExitCode chooseExitCode(const Findings& findings) {
     if (std::any_of(findings.begin(), findings.end(), isMissingType)) return eExitCode::kMissingPlugin;
     return findings.empty() ? eExitCode::kOk : eExitCode::kRefusedFile;
+}
+
+void writeFindings(JsonWriter& writer, const Findings& findings) {
+    writer.Key("findings");
+    writer.StartArray();
+    for (const auto& each : findings) {
+        writer.StartObject();
+        writeFlag(writer, "isMissingType", isMissingType(each));
+        writeText(writer, "text", Kr::toOneLine(each.text));
+        writeText(writer, "file", each.file);
+        writeCount(writer, "line", each.line);
+        writer.EndObject();
+    }
+    writer.EndArray();
 }
 
 void requireTypes(const Findings& findings) {

@@ -21,6 +21,7 @@
 #include "apps/krsim/assembly.h"
 #include "apps/krsim/crash_report.h"
 #include "apps/krsim/failure.h"
+#include "apps/krsim/json_writer.h"
 #include "apps/krsim/type_catalog.h"
 #include "kr/extension/factory/extension_factory.h"
 #include "kr/platform/clock.h"
@@ -126,15 +127,60 @@ std::string describe(const KrFactoryKey& key) {
     return key.toString() + (key.plugin.empty() ? " of the library" : " of plug-in " + key.plugin);
 }
 
+const std::string& nameKind(const KrFactoryKey& key, const Kinds& kinds) {
+    static const std::string kMissing = "missing";
+    const auto kind = kinds.find(key.uuid.toString());
+    return kind != kinds.end() ? kind->second : kMissing;
+}
+
+void writeTypes(JsonWriter& writer, const std::vector<KrFactoryKey>& types, const Kinds& kinds) {
+    writer.Key("types");
+    writer.StartArray();
+    for (const auto& key : types) {
+        writer.StartObject();
+        writeText(writer, "category", key.category);
+        writeText(writer, "name", key.name);
+        writeText(writer, "id", key.uuid.toString());
+        writeText(writer, "kind", nameKind(key, kinds));
+        writer.EndObject();
+    }
+    writer.EndArray();
+}
+
+/// The library as the last one, without a name.
+void printJson(const TypeCatalog& catalog, double limitSeconds) {
+    rapidjson::StringBuffer buffer;
+    JsonWriter writer(buffer);
+    writer.StartObject();
+    writer.Key("plugins");
+    writer.StartArray();
+    for (const auto& plugin : catalog.getPlugins()) {
+        std::string failure = plugin.unfit;
+        const Kinds kinds = failure.empty() ? getKindsOf(plugin.name, limitSeconds, failure) : Kinds();
+        writer.StartObject();
+        writeText(writer, "name", plugin.name);
+        writeText(writer, "version", plugin.version);
+        writeText(writer, "file", plugin.path);
+        writeText(writer, "problem", failure);
+        writeTypes(writer, failure.empty() ? plugin.types : std::vector<KrFactoryKey>(), kinds);
+        writer.EndObject();
+    }
+    writer.EndArray();
+    writer.Key("library");
+    writer.StartObject();
+    writeTypes(writer, catalog.getBuiltInTypes(), getKindsOfLoadedTypes());
+    writer.EndObject();
+    writer.EndObject();
+    std::printf("%s\n", buffer.GetString());
+}
+
 void printTypes(const std::vector<KrFactoryKey>& types, const Kinds& kinds) {
     std::size_t width = 0;
     for (const auto& key : types)
         width = std::max(width, key.category.size() + 1 + key.name.size());
     for (const auto& key : types) {
-        const auto uuid = key.uuid.toString();
-        const auto kind = kinds.find(uuid);
-        std::printf("  %-9s  %-*s  %s\n", kind != kinds.end() ? kind->second.c_str() : "missing",
-                    static_cast<int>(width), (key.category + "." + key.name).c_str(), uuid.c_str());
+        std::printf("  %-9s  %-*s  %s\n", nameKind(key, kinds).c_str(), static_cast<int>(width),
+                    (key.category + "." + key.name).c_str(), key.uuid.toString().c_str());
     }
 }
 
@@ -168,6 +214,10 @@ std::string tryToLoad(const std::string& plugin, double limitSeconds) {
 void listTypes(const ListPlan& plan) {
     addPluginDirectories(plan.pluginDirectories);
     const TypeCatalog catalog(getPluginDirectories());
+    if (plan.printsJson) {
+        printJson(catalog, plan.limitSeconds);
+        return warnOfSharedIds(catalog);
+    }
     for (const auto& plugin : catalog.getPlugins()) {
         std::string failure = plugin.unfit;
         const Kinds kinds = failure.empty() ? getKindsOf(plugin.name, plan.limitSeconds, failure) : Kinds();

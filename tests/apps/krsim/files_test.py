@@ -118,6 +118,22 @@ class Files(unittest.TestCase):
         self.assertRegex(told, r"\[Mass\]/Value: 1500 \(3306\.933932773164 lb\)\n")
         self.assertEqual(re.sub(r" \([^()]*\)\n", "\n", told), self.krsim("dump", "--flat", self.car))
 
+    def test_programs_read_json(self):
+        facts, = json.loads(self.krsim("info", "--json", self.car))["files"]
+        self.assertEqual((facts["file"], facts["format"], facts["content"], facts["bytes"]),
+                         (str(self.car), "XML", "objects", self.car.stat().st_size))
+        listed = json.loads(self.krsim("list", "--json", *WITH_PLUGINS))
+        cycle, = [each for each in listed["plugins"] if each["name"] == "DriveCycle"]
+        self.assertIn(("Vehicle", "extension"), [(each["name"], each["kind"]) for each in cycle["types"]])
+        self.assertIn("Unit System", [each["name"] for each in listed["library"]["types"]])
+        verified = json.loads(self.krsim("verify", "--json", *WITH_PLUGINS, self.setup_file))
+        self.assertEqual(verified, {"refused": [], "findings": [], "extensions": 5, "modules": 1})
+        text = self.car.read_text(encoding="utf-8")
+        self.car.write_text(text.replace("<Identifier>Mass<", "<Identifier>Maas<"), encoding="utf-8")
+        result = subprocess.run([KRSIM, "verify", "--json", *WITH_PLUGINS, self.setup_file], capture_output=True, check=False)
+        self.assertEqual(result.returncode, 3)
+        self.assertIn("Maas", json.loads(result.stdout)["findings"][0]["text"])
+
     def test_types_are_described_with_their_fields(self):
         described = json.loads(self.krsim("types", "--json", *WITH_PLUGINS))
         self.assertEqual(described["problems"], [])
