@@ -129,6 +129,7 @@ std::vector<KrExperiments::AssignedField> assign(const KrSim::KrApplication& app
 /// Throws a Failure with all problems.
 void override(KrSim::KrApplication& application, const RunPlan& plan) {
     if (plan.overrides.empty() && plan.overrideFiles.empty()) return;
+    enableOverrideConditions();
     auto& overrides = KrExperiments::Overrides::of(application);
     std::string text;
     const auto add = [&](const std::string& problem) { text.append(text.empty() ? "" : "\nkrsim: ").append(problem); };

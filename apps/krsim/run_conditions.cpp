@@ -1,7 +1,12 @@
 #include "apps/krsim/run_conditions.h"
 
+#include <functional>
+#include <memory>
+
 #include "apps/krsim/failure.h"
 #include "kr/application/application.h"
+#include "kr/conditions/condition.h"
+#include "kr/experiments/overrides.h"
 
 namespace krsim {
 namespace {
@@ -12,6 +17,18 @@ void append(std::string& problems, const char* option, const std::string& proble
 }
 
 }  // namespace
+
+void enableOverrideConditions() {
+    KrExperiments::Overrides::setConditionMaker(
+        [](const KrSim::KrApplication& application, const std::string& text, std::string& problem) {
+            const auto condition = std::make_shared<KrConditions::Condition>(application, text);
+            problem = condition->describeProblem();
+            std::function<bool()> holds;
+            if (problem.empty())
+                holds = [condition] { return condition->evaluate() == KrConditions::eConditionState::kHolds; };
+            return holds;
+        });
+}
 
 struct RunConditions::Parts {
     explicit Parts(KrSim::KrApplication& itsApplication) : application(itsApplication), watch(itsApplication) {

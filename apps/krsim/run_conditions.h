@@ -10,6 +10,9 @@
 
 namespace krsim {
 
+/// Overrides of the run may have conditions from here on.
+void enableOverrideConditions();
+
 /// What is checked during a run, and what ends it; as KrConditions::Condition reads them.
 struct ConditionPlan {
     std::vector<std::string> checks{};

@@ -5,6 +5,8 @@
 
 namespace krsim {
 
+void enableOverrideConditions() {}  // an override with one is refused
+
 struct RunConditions::Parts {};
 
 RunConditions::RunConditions(KrSim::KrApplication&, const ConditionPlan& plan) {
