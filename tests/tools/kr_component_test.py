@@ -64,6 +64,20 @@ class KrComponent(unittest.TestCase):
                          "layer low: \nheaders low/a.h\nopt_in low/b.h\nframework low/e.h\ninternal low/internal/c.h\nsources low/a.cpp\n"
                          "layer low/high: low\nheaders low/high/d.h\nsources low/high/d.cpp\n")
 
+    def test_a_layer_of_a_library_beside_the_core(self):
+        layer = "kr_component(low/high LIBRARY Beside DEPENDS low HEADERS d.h SOURCES d.cpp)\n"
+        layers = LAYERS.replace("PLUGIN kr/low/high/d.h", "PLUGIN kr/low/a.h")
+        beside = "add_library(Beside SHARED)\nset_target_properties(Beside PROPERTIES LINKER_LANGUAGE CXX)\n"
+        # Without its target, since a third party is missing, its files are listed and not built.
+        for name, lists, isBuilt in (("built", beside + layers, True), ("left out", layers, False)):
+            with self.subTest(name):
+                code, output = self.configure(GOOD | {"src/kr/CMakeLists.txt": lists, "src/kr/low/high/CMakeLists.txt": layer})
+                self.assertEqual(code, 0, output)
+                built = (self.folder / "build/build.ninja").read_text(encoding="utf-8")
+                self.assertEqual("kr_low_high" in built, isBuilt)
+                self.assertNotIn("d.h", (self.folder / "build/include/kr/foundation.h").read_text(encoding="utf-8"))
+                self.assertIn("sources low/high/d.cpp", (self.folder / "build/kr_layers.txt").read_text(encoding="utf-8"))
+
     def test_wrong_declarations_stop_the_build(self):
         for name, (file, text, message) in BROKEN.items():
             with self.subTest(name):
