@@ -131,6 +131,7 @@ std::string describeAsJson(const KrSim::KrApplication& application, const std::v
     JsonWriter writer(buffer);
     writer.StartObject();
     std::vector<std::string> texts;
+    texts.reserve(refused.size());
     for (const auto& each : refused)
         texts.emplace_back(each.what());
     writeTexts(writer, "refused", texts);

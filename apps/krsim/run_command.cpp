@@ -136,7 +136,7 @@ void override(KrSim::KrApplication& application, const RunPlan& plan) {
     for (const auto& each : plan.overrides) {
         std::string problem;
         if (overrides.add(each, problem) == KrExperiments::Overrides::kNone)
-            add("--override '" + each + "': " + problem);
+            add(std::string("--override '").append(each).append("': ").append(problem));
     }
     if (!text.empty()) throw Failure(eExitCode::kUsage, text);
     for (const auto& each : plan.overrideFiles) {

@@ -170,7 +170,7 @@ double ConditionBinder::_toSI(std::size_t token, bool isNegative) const {
     const auto wanted = compared != nullptr ? compared->getDimension() : ePhysicalDimension::kNone;
     const auto isWanted = [&](const Unit* unit) { return Dimension::dimensionOf(unit->hint) == wanted; };
     auto unit = std::find_if(each.units.begin(), each.units.end(), isWanted);
-    if (unit == each.units.end() && wanted != ePhysicalDimension::kNone) {
+    if (unit == each.units.end() && compared != nullptr && wanted != ePhysicalDimension::kNone) {
         throw ConditionFault{each.at, quote(each.text) + " is no " + nameOf(wanted) + ", as " +
                                           quote(compared->getPath()) + " is; its units are " + nameUnits(wanted)};
     }

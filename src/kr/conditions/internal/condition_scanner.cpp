@@ -168,7 +168,7 @@ private:
         const auto* sign = std::find_if(std::begin(kSigns), std::end(kSigns),
                                         [&](std::string_view each) { return rest.starts_with(each); });
         if (sign == std::end(kSigns)) _refuseCharacter();
-        const Token token{.kind = eToken::kOperator, .at = _at, .text = *sign};
+        Token token{.kind = eToken::kOperator, .at = _at, .text = *sign};
         _at += sign->size();
         return token;
     }
