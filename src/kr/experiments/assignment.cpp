@@ -34,12 +34,13 @@ AssignmentResult assignFields(std::span<KrSim::KrExtension* const> extensions, s
                               ShownUnits units) {
     AssignmentResult result;
     for (const auto& each : assignments) {
-        const auto prefix = "'" + each.pattern + "=" + each.value + "': ";
+        const auto prefix = std::string("'").append(each.pattern).append("=").append(each.value).append("': ");
         const auto found = findMeantFields(extensions, each.pattern);
         if (!found.problem.empty()) result.problems.push_back(prefix + found.problem);
         for (const auto& field : found.fields) {
             const auto problem = assign(field, each.value, units, result);
-            if (!problem.empty()) result.problems.push_back(prefix + field.path + ": " + problem);
+            if (!problem.empty())
+                result.problems.push_back(std::string(prefix).append(field.path).append(": ").append(problem));
         }
     }
     return result;

@@ -135,7 +135,7 @@ std::string ContentEditor::remove(std::string_view path) {
 std::string ContentEditor::connect(std::string_view source, std::string_view sink, Kr::eConnectionKind kind) const {
     const auto ends = findEnds(_section.getObjects(), source, sink);
     if (!ends.problem.empty()) return ends.problem;
-    const auto refusal = Kr::explainRefusal(*ends.source, *ends.sink, kind == Kr::eConnectionKind::kQueued);
+    auto refusal = Kr::explainRefusal(*ends.source, *ends.sink, kind == Kr::eConnectionKind::kQueued);
     if (!refusal.empty()) return refusal;
     // A stored value is no concern of the connection, which transfers when the source changes.
     const std::unique_ptr<KrData::FieldBase> before(ends.sink->clone(nullptr));
