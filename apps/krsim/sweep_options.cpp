@@ -47,7 +47,9 @@ void addSweepOptions(CLI::App& command, SweepCommandPlan& plan) {
             [&plan](const std::vector<std::string>& texts) {
                 for (const auto& each : texts) {
                     const auto problem = KrExperiments::parseVariation(each, plan.sweep.variations.emplace_back());
-                    if (!problem.empty()) throw CLI::ValidationError("--vary", "'" + each + "': " + problem);
+                    if (!problem.empty())
+                        throw CLI::ValidationError("--vary",
+                                                   std::string("'").append(each).append("': ").append(problem));
                 }
             },
             "Values of a field: PATH=FROM:TO:STEP, PATH=A,B,C, or PATH=FROM:TO for samples; may be repeated. All "
