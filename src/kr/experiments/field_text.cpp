@@ -82,9 +82,10 @@ std::string parseNumbers(const FieldBase& field, std::string_view text, std::siz
     const std::string unit(unitAt, last.end());
     if (unitAt == last.begin() && parts.size() > 1) parts.pop_back();
     for (const auto& each : parts) {
-        const std::string one(each.begin(), each.data() == last.data() ? unitAt : each.end());
+        std::string one(each.begin(), each.data() == last.data() ? unitAt : each.end());
+        one.append(" ").append(unit);
         double number = 0.0;
-        if (!parseFieldNumber(field, one + " " + unit, number, units).empty()) return describeNoNumber(field, text);
+        if (!parseFieldNumber(field, one, number, units).empty()) return describeNoNumber(field, text);
         numbers.push_back(number);
     }
     if (numbers.size() == count) return {};
@@ -168,7 +169,7 @@ std::string setComponents(KrData::Field<T>& field, std::string_view text, ShownU
     constexpr auto kCount = static_cast<std::size_t>(KrData::ValueTraits<T>::kComponentCount);
     std::vector<double> numbers;
     if (auto problem = parseNumbers(field, text, kCount, numbers, units); !problem.empty()) return problem;
-    std::array<Number, kCount> components;
+    std::array<Number, kCount> components{};
     std::transform(numbers.begin(), numbers.end(), components.begin(),
                    [](double each) { return static_cast<Number>(each); });
     return setInRange(field, std::bit_cast<T>(components), text, units);
@@ -188,7 +189,12 @@ std::string setValueOf(KrData::Field<T>& field, std::string_view text, ShownUnit
     } else if constexpr (KrData::kHasComponents<T>) {
         return setComponents(field, text, units);
     } else {
-        field.setValue(T(std::string(text).c_str()));
+        std::string value(text);
+        if constexpr (std::is_same_v<T, std::string>) {
+            field.setValue(value);
+        } else {
+            field.setValue(T(value.c_str()));
+        }
         return {};
     }
 }
