@@ -171,7 +171,9 @@ std::vector<std::string> Overrides::addLines(std::istream& lines, const std::str
         if (first == std::string::npos || line[first] == '#') continue;
         std::string problem;
         added.push_back(add(line, problem));
-        if (added.back() == kNone) problems.push_back(source + ", line " + std::to_string(number) + ": " + problem);
+        if (added.back() == kNone)
+            problems.push_back(
+                std::string(source).append(", line ").append(std::to_string(number)).append(": ").append(problem));
     }
     if (lines.bad()) problems.push_back(source + ": cannot be read");
     if (problems.empty()) return problems;

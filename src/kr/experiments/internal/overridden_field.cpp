@@ -198,10 +198,10 @@ private:
 
 template <class T>
 struct Effect {
-    std::size_t number;
-    eOverrideKind kind;
-    const bool* isWanted;
-    KrSim::RandomStream random;
+    std::size_t number{0};
+    eOverrideKind kind{eOverrideKind::kForce};
+    const bool* isWanted{nullptr};
+    KrSim::RandomStream random{};
     double amount{0.0};  // in SI units
     double moment{0.0};  // the number that noise adds in this frame
     bool isActive{false};
