@@ -32,11 +32,7 @@ KrObjectSection& findObjects(const KrPersistence::KrFile& file, const std::strin
 
 int flagsOf(const std::string& filename) {
     const auto tag = KrMagicTag::createFromFile(filename);
-    const auto format = tag.getFileFormat();
-    const auto kind = format == KrMagicTag::eFileFormat::kXml    ? eFileKind::kXml
-                      : format == KrMagicTag::eFileFormat::kJson ? eFileKind::kJson
-                                                                 : eFileKind::kBinary;
-    return toFlags(kind, tag.isSigned());
+    return toFlags(kindOf(tag.getFileFormat()), tag.isSigned());
 }
 
 /// The steps of a plan, with the problems that they meet.

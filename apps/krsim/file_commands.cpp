@@ -59,11 +59,6 @@ const char* nameFor(KrMagicTag::eFileFormat format) {
     return "unknown";
 }
 
-eFileKind kindOf(KrMagicTag::eFileFormat format) {
-    if (format == KrMagicTag::eFileFormat::kXml) return eFileKind::kXml;
-    return format == KrMagicTag::eFileFormat::kJson ? eFileKind::kJson : eFileKind::kBinary;
-}
-
 KrMagicTag readTag(const std::string& filename) {
     KrMagicTag tag;
     tag.load(*openInput(filename));

@@ -40,6 +40,12 @@ const char* describeType(KrFile::eFileType type) noexcept {
     }
 }
 
+eFileKind kindOf(KrPersistence::KrMagicTag::eFileFormat format) noexcept {
+    using eFormat = KrPersistence::KrMagicTag::eFileFormat;
+    if (format == eFormat::kXml) return eFileKind::kXml;
+    return format == eFormat::kJson ? eFileKind::kJson : eFileKind::kBinary;
+}
+
 int toFlags(eFileKind kind, bool hasChecksum) noexcept {
     const int checksum = hasChecksum ? KrFile::kChecksum : 0;
     switch (kind) {

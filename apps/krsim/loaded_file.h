@@ -8,6 +8,7 @@
 #include "apps/krsim/file_plans.h"
 #include "apps/krsim/tree_writer.h"
 #include "kr/persistence/files/file.h"
+#include "kr/persistence/files/magic_tag.h"
 #include "kr/platform/smart_ptr.h"
 
 namespace krsim {
@@ -44,6 +45,9 @@ void saveFile(KrPersistence::KrFile& file, const std::string& filename, int flag
 
 /// The contents of a file of this type, for people.
 [[nodiscard]] const char* describeType(KrPersistence::KrFile::eFileType type) noexcept;
+
+/// The kind of a format; binary for an unknown one.
+[[nodiscard]] eFileKind kindOf(KrPersistence::KrMagicTag::eFileFormat format) noexcept;
 
 /// The flags of KrFile for a kind.
 [[nodiscard]] int toFlags(eFileKind kind, bool hasChecksum = false) noexcept;

@@ -22,12 +22,6 @@ KrSim::ApplicationConfig& findSetup(const KrPersistence::KrFile& file, const std
     throw Failure(eExitCode::kUsage, "'" + filename + "' holds no setup");
 }
 
-eFileKind kindOf(const std::string& filename) {
-    const auto format = KrMagicTag::createFromFile(filename).getFileFormat();
-    if (format == KrMagicTag::eFileFormat::kXml) return eFileKind::kXml;
-    return format == KrMagicTag::eFileFormat::kJson ? eFileKind::kJson : eFileKind::kBinary;
-}
-
 }  // namespace
 
 void editPresets(const PresetPlan& plan) {
@@ -47,7 +41,8 @@ void editPresets(const PresetPlan& plan) {
         throw Failure(eExitCode::kUsage, "'" + plan.setupFile + "' has no preset '" + plan.name + "'");
     }
     constexpr bool kIsForced = true;  // it is this file that is changed
-    saveFile(*file, plan.setupFile, toFlags(kindOf(plan.setupFile), plan.hasChecksum), kIsForced);
+    saveFile(*file, plan.setupFile,
+             toFlags(kindOf(KrMagicTag::createFromFile(plan.setupFile).getFileFormat()), plan.hasChecksum), kIsForced);
 }
 
 }  // namespace krsim

@@ -6,6 +6,7 @@
 #include "kr/data/field.h"
 #include "kr/data/value_traits.h"
 #include "kr/data/vector_base.h"
+#include "kr/experiments/field_search.h"
 #include "kr/platform/text.h"
 
 namespace krsim {
@@ -14,21 +15,6 @@ namespace {
 using KrData::FieldBase;
 using KrData::Types;
 using eUnit = Kr::KrPhysicalDimension::eDimensionHint;
-using Endings = std::vector<std::string>;
-
-template <class T>
-Endings makeEndings() {
-    if (!KrData::kHasComponents<T>) return {""};
-    Endings endings;
-    for (const char each : KrData::ValueTraits<T>::kComponentNames)
-        endings.push_back(std::string(".") + each);
-    if (!endings.empty()) return endings;
-    for (const char row : {'0', '1', '2', '3'}) {
-        for (const char column : {'0', '1', '2', '3'})
-            endings.push_back(std::string(".M") + row + column);
-    }
-    return endings;
-}
 
 template <class Number>
 void appendNumber(std::string& line, Number number, eUnit unit) {
@@ -38,13 +24,11 @@ void appendNumber(std::string& line, Number number, eUnit unit) {
 
 }  // namespace
 
-const std::vector<std::string>& getColumnEndings(const FieldBase& field) {
-    static const Endings kOne{""};
-    const auto* endings = KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
-        static const Endings kEndings = makeEndings<T>();
-        return &kEndings;
-    });
-    return endings != nullptr ? *endings : kOne;
+std::vector<std::string> getColumnEndings(const FieldBase& field) {
+    auto endings = KrExperiments::getComponentNames(field);
+    for (auto& each : endings)
+        each.insert(0, ".");
+    return endings.empty() ? std::vector<std::string>{""} : endings;
 }
 
 void appendValue(std::string& line, const FieldBase& field, eUnit unit) {

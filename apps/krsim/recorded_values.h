@@ -12,7 +12,7 @@ namespace krsim {
 /// What follows the path of a field of this data type in the names of its columns: ".X", ".Y" for a vector of two,
 /// ".R" to ".A" for a colour, ".M00" to ".M33" (row, column) for a matrix or transform. One empty text for a value
 /// that takes one column.
-[[nodiscard]] const std::vector<std::string>& getColumnEndings(const KrData::FieldBase& field);
+[[nodiscard]] std::vector<std::string> getColumnEndings(const KrData::FieldBase& field);
 
 /// Appends the value in as many cells as getColumnEndings has, a comma in front of each. Numbers read back exactly.
 /// \param unit  as KrExperiments::getShownUnit chooses it; without one, numbers are in the SI unit.

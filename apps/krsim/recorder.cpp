@@ -106,7 +106,7 @@ void Recorder::_begin(const KrSim::KrApplication& application, double startSecon
     std::string header = _plan.hasUnits ? "Time [s]" : "Time";
     std::string values;
     for (const auto& [field, path] : findRecorded(application, _plan.patterns, _unmet)) {
-        const auto& endings = getColumnEndings(*field);
+        const auto endings = getColumnEndings(*field);
         const auto unit = _chooseUnit(*field);
         _fields.push_back({KrData::FieldReference(field), endings.size(), unit});
         for (const auto& each : endings) {

@@ -60,19 +60,20 @@ public:
         receivedSignal = 0;
         struct sigaction action {};
         action.sa_handler = &noteSignal;  // without SA_RESTART: a wait for a run ends
-        for (std::size_t i = 0; i < std::size(kSignals); ++i)
+        for (std::size_t i = 0; i < std::size(kSignals); ++i) {
             ::sigaction(kSignals[i], &action, &_before[i]);
+            if (_before[i].sa_handler == SIG_IGN) ::sigaction(kSignals[i], &_before[i], nullptr);  // nohup
+        }
+        std::signal(SIGCHLD, SIG_DFL);  // where it is ignored, the ends of runs cannot be waited for
     }
     SweepSignals(const SweepSignals&) = delete;
     SweepSignals& operator=(const SweepSignals&) = delete;
-    ~SweepSignals() {
+    ~SweepSignals() { restore(); }
+
+    /// In the process of a run.
+    void restore() const {
         for (std::size_t i = 0; i < std::size(kSignals); ++i)
             ::sigaction(kSignals[i], &_before[i], nullptr);
-    }
-
-    static void restoreDefaults() {
-        for (const int each : kSignals)
-            std::signal(each, SIG_DFL);
     }
     [[nodiscard]] static eExitCode getExitCode() { return static_cast<eExitCode>(128 + receivedSignal); }
 
@@ -217,8 +218,9 @@ int execute(const SweepCommandPlan& plan, const SweepRun& run, const SweepFolder
     return static_cast<int>(code);
 }
 
-[[noreturn]] void becomeRun(const SweepCommandPlan& plan, const SweepRun& run, const SweepFolder& folder) {
-    SweepSignals::restoreDefaults();
+[[noreturn]] void becomeRun(const SweepCommandPlan& plan, const SweepRun& run, const SweepFolder& folder,
+                            const SweepSignals& signals) {
+    signals.restore();
     const int log = ::open(folder.getLogFile(run.number).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (log >= 0) {
         ::dup2(log, STDOUT_FILENO);
@@ -282,8 +284,9 @@ struct Outcome {
 /// The processes of the runs that are missing.
 class Runs {
 public:
-    Runs(const SweepCommandPlan& plan, const std::vector<SweepRun>& runs, const SweepFolder& folder)
-        : _plan(plan), _runs(runs), _folder(folder), _outcomes(runs.size()) {
+    Runs(const SweepCommandPlan& plan, const std::vector<SweepRun>& runs, const SweepFolder& folder,
+         const SweepSignals& signals)
+        : _plan(plan), _runs(runs), _folder(folder), _signals(signals), _outcomes(runs.size()) {
         for (std::size_t i = 0; i < runs.size(); ++i) {
             SweepResult result;
             if (readSweepResult(folder.getResultFile(runs[i].number), result)) {
@@ -298,7 +301,7 @@ public:
     std::vector<Outcome> complete() {
         const std::size_t jobs = _plan.jobs != 0 ? _plan.jobs : std::max(1U, std::thread::hardware_concurrency());
         Progress progress(_runs.size(), _runs.size() - _missing.size());
-        std::fprintf(stderr, "krsim: %zu runs, %zu of them are there, %zu at the same time\n", _runs.size(),
+        std::fprintf(stderr, "krsim: %zu runs, %zu of them done before, %zu at the same time\n", _runs.size(),
                      _runs.size() - _missing.size(), jobs);
         std::size_t next = 0;
         while (true) {
@@ -317,7 +320,7 @@ private:
     void _start(std::size_t index) {
         std::fflush(nullptr);  // or both processes would write what waits
         const pid_t process = ::fork();
-        if (process == 0) becomeRun(_plan, _runs[index], _folder);
+        if (process == 0) becomeRun(_plan, _runs[index], _folder, _signals);
         if (process < 0)
             throw Failure(eExitCode::kFailed, std::string("no process can be started: ") + std::strerror(errno));
         _active.emplace(process, index);
@@ -326,6 +329,8 @@ private:
     void _waitForOne(Progress& progress) {
         int status = 0;
         const pid_t process = ::waitpid(-1, &status, 0);
+        if (process < 0 && errno != EINTR)
+            throw Failure(eExitCode::kFailed, std::string("the ends of runs are not told: ") + std::strerror(errno));
         const auto found = _active.find(process);
         if (found == _active.end()) return;  // a signal
         const auto index = found->second;
@@ -353,6 +358,7 @@ private:
     const SweepCommandPlan& _plan;
     const std::vector<SweepRun>& _runs;
     const SweepFolder& _folder;
+    const SweepSignals& _signals;
     std::vector<Outcome> _outcomes;
     std::vector<std::size_t> _missing;
     std::map<pid_t, std::size_t> _active;
@@ -424,7 +430,7 @@ eExitCode runSweep(const SweepCommandPlan& given) {
     if (!problem.empty()) throw Failure(eExitCode::kUsage, problem);
     const SweepFolder folder(plan, runs);
     const SweepSignals signals;
-    const auto outcomes = Runs(plan, runs, folder).complete();
+    const auto outcomes = Runs(plan, runs, folder, signals).complete();
     writeTable(plan, table, runs, outcomes);
     const auto isFailed = [](const Outcome& each) { return !each.result || each.result->exitCode != 0; };
     const auto failed = std::count_if(outcomes.begin(), outcomes.end(), isFailed);

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 #include <map>
 #include <new>
-#include <type_traits>
 #include <utility>
 
 #include "apps/krsim/assembly.h"
@@ -13,9 +11,7 @@
 #include "apps/krsim/type_catalog.h"
 #include "kr/core/physical_dimension.h"
 #include "kr/data/container.h"
-#include "kr/data/field.h"
 #include "kr/data/field_visitor.h"
-#include "kr/data/value_traits.h"
 #include "kr/experiments/field_text.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/factory/extension_factory.h"
@@ -30,27 +26,6 @@ namespace {
 
 using KrSim::KrExtensionFactory;
 using KrSim::KrFactoryKey;
-
-std::string describeRange(const KrData::FieldBase& field) {
-    const auto dimension = field.getPhysicalDimension();
-    const auto unit = KrExperiments::getShownUnit(field);
-    return KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
-        if constexpr (std::is_arithmetic_v<T> && KrData::ValueTraits<T>::kHasRange) {
-            const auto& number = static_cast<const KrData::Field<T>&>(field);
-            if (!number.hasRange()) return std::string();
-            const auto show = [&](T bound) {
-                return Kr::KrPhysicalDimension::format(static_cast<double>(bound), dimension, unit);
-            };
-            const bool hasMost = number.getMaximum() != std::numeric_limits<T>::max();
-            const bool hasLeast = number.getMinimum() != std::numeric_limits<T>::lowest();
-            if (!hasLeast) return hasMost ? "at most " + show(number.getMaximum()) : std::string();
-            if (!hasMost) return "at least " + show(number.getMinimum());
-            return show(number.getMinimum()) + " to " + show(number.getMaximum());
-        } else {
-            return std::string();
-        }
-    });
-}
 
 class FieldLister final : public KrData::FieldVisitor {
 public:
@@ -70,7 +45,7 @@ public:
                            .role = _role,
                            .type = KrData::Types::nameFor(field.getDataType()),
                            .unit = unit != nullptr ? unit->symbol : "",
-                           .range = describeRange(field),
+                           .range = KrExperiments::formatRange(field),
                            .value = KrExperiments::formatField(field),
                            .description = field.getDescription()});
     }

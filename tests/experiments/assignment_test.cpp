@@ -79,8 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"SeveralFields", "Mass=1",
                 "'Mass' is the end of 2 paths: 'First.Parameters.Mass', "
                 "'Second.Parameters.Mass'; write more of it, or a pattern"},
-        Refused{"OutOfRange", "First.Mass=200 t", "'200 t' is out of range: it must be from 1 kg to 1e+05 kg"},
-        Refused{"BelowTheOneBound", "First.Seats=0", "'0' is out of range: it must be at least 1"},
+        Refused{"OutOfRange", "First.Mass=200 t", "'200 t' is out of the range of the field, 1 kg to 1e+05 kg"},
+        Refused{"BelowTheOneBound", "First.Seats=0", "'0' is out of the range of the field, at least 1"},
         Refused{"WrongDimension", "First.Mass=3 s", "'3 s' is no mass; its units are kg, g, t, lb, oz"},
         Refused{"NoNumber", "First.Seats=many", "'many' is no number"},
         Refused{"NoWholeNumber", "First.Seats=2.5", "'2.5' is no whole number"},

@@ -70,7 +70,7 @@ TEST(ShownValue, OfEachTypeHasTheDigitsOfItsType) {
 TEST(SetField, NamesTheRangeInTheShownUnit) {
     const World world;
     EXPECT_EQ(KrExperiments::setField(*world.first->mass.getField(), "1e6", kUS),
-              "'1e6' is out of range: it must be from 2.204622621848776 lb to 220462.2621848776 lb");
+              "'1e6' is out of the range of the field, 2.204622621848776 lb to 220462.2621848776 lb");
 }
 
 TEST(UnitSystemOfTheContent, IsThatOfTheFirstOne) {

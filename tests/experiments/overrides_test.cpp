@@ -122,6 +122,24 @@ TEST(OverridesOfOneField, ActInTheOrderOfAddition) {
               "bias 1 m/s, gain 2; own value 0.2 m/s");
 }
 
+TEST(ObserversOfOverriddenFields, MayEndOverridesWhenOneBegins) {
+    Road road;
+    auto& overrides = Overrides::of(road.application);
+    std::string problem;
+    int changes = 0;
+    const auto observing = road.first->speed.getField()->addObserver([&](const KrData::FieldBase&) {
+        if (++changes == 1) {
+            EXPECT_EQ(overrides.add("First.Mass=gain 2", problem), Overrides::kNone);
+        }
+        overrides.clear();
+    });
+    road.override("*.Speed=bias 1 m/s");
+    road.test.step();
+    EXPECT_EQ(problem, "an observer of an overridden field adds no overrides");
+    EXPECT_THAT(overrides.getAll(), IsEmpty());
+    EXPECT_FALSE(road.first->speed.getField()->isOverridden());
+}
+
 TEST(OverridesThatEnd, ShowTheOwnValueAgain) {
     Road road;
     const auto number = road.override("*.Speed=bias 1 m/s");
@@ -180,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedOverride{"NoAmount", "First.Speed=bias", "'bias' needs an amount"},
         RefusedOverride{"FrozenAmount", "First.Speed=freeze 3", "'freeze' takes no amount"},
         RefusedOverride{"WrongDimension", "First.Speed=bias 1 kg", "'1 kg' is no speed"},
-        RefusedOverride{"ForcedOutOfRange", "First.Mass=force 0 kg", "out of range"},
+        RefusedOverride{"ForcedOutOfRange", "First.Mass=force 0 kg", "out of the range of the field"},
         RefusedOverride{"NoTime", "First.Speed=bias 1 from now", "'now' is no time"},
         RefusedOverride{"NoDuration", "First.Speed=bias 1 for 2 s", "needs a 'from T' before it"},
         RefusedOverride{"EndsFirst", "First.Speed=bias 1 from 2 s until 1 s", "it ends before it begins"},

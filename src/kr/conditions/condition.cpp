@@ -116,7 +116,7 @@ eConditionState Condition::evaluate() {
     }
     parts.lastFrame = frame;
     parts.inputs.frame = static_cast<double>(frame) + 1.0;
-    parts.inputs.seconds = parts.inputs.frame * parts.context.getSimulationTimeStep();
+    parts.inputs.seconds = parts.context.getSimulatedSeconds() + parts.context.getStepSeconds();
     const auto state = _evaluateFrame();
     if (state == eConditionState::kHolds || state == eConditionState::kFails)
         return _decide(state == eConditionState::kHolds, parts.inputs.seconds);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "kr/core/physical_dimension.h"
+#include "kr/core/unit_spelling.h"
 #include "kr/platform/text.h"
 
 namespace Kr {
@@ -25,7 +26,7 @@ constexpr double kNothing = std::numeric_limits<double>::quiet_NaN();
 bool isUnit(const std::string& text) {
     for (int i = 0; i < KrPhysicalDimension::kDimensionCount; ++i) {
         const auto dimension = static_cast<KrPhysicalDimension::ePhysicalDimension>(i);
-        if (KrPhysicalDimension::parse("1 " + text, dimension)) return true;
+        if (findUnitBySpelling(dimension, text) != nullptr) return true;
     }
     return false;
 }

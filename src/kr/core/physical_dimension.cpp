@@ -273,13 +273,6 @@ const Unit* findUnit(Dimension dimension, std::string_view symbol) noexcept {
     return it == units.end() ? findUnitBySpelling(dimension, symbol) : &*it;
 }
 
-std::string_view trim(std::string_view text) noexcept {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 double getUnitInTheLastPlace(double value) noexcept {
     const double size = std::abs(value);
     return std::nextafter(size, std::numeric_limits<double>::infinity()) - size;

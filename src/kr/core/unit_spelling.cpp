@@ -248,4 +248,20 @@ const Unit* findUnitBySpelling(KrPhysicalDimension::ePhysicalDimension dimension
     return it == units.end() ? nullptr : &*it;
 }
 
+std::string listUnits(KrPhysicalDimension::ePhysicalDimension dimension) {
+    std::string symbols;
+    for (const auto& unit : KrPhysicalDimension::getUnits(dimension)) {
+        if (*unit.symbol == '\0') continue;
+        symbols.append(symbols.empty() ? "" : ", ").append(unit.symbol);
+    }
+    return symbols;
+}
+
+std::string nameInSentence(KrPhysicalDimension::ePhysicalDimension dimension) {
+    std::string name = KrPhysicalDimension::nameFor(dimension);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char each) { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
+    return name;
+}
+
 }  // namespace Kr

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "kr/core/physical_dimension.h"
@@ -27,5 +28,11 @@ struct UnitAlias {
 /// Thread: any.
 [[nodiscard]] KR_API const KrPhysicalDimension::Unit* findUnitBySpelling(
     KrPhysicalDimension::ePhysicalDimension dimension, std::string_view text) noexcept;
+
+/// For messages: the symbols of the units of a dimension, "kg, g, t, lb, oz". Thread: any.
+[[nodiscard]] KR_API std::string listUnits(KrPhysicalDimension::ePhysicalDimension dimension);
+
+/// For messages: "angular speed". Thread: any.
+[[nodiscard]] KR_API std::string nameInSentence(KrPhysicalDimension::ePhysicalDimension dimension);
 
 }  // namespace Kr

@@ -10,6 +10,7 @@
 #include "kr/extension/object.h"
 #include "kr/extension/object_access.h"
 #include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
 #include "kr/platform/unique_names.h"
 
 namespace KrExperiments {
@@ -36,10 +37,6 @@ std::vector<KrExtension*> getAll(Roots roots) {
     return all;
 }
 
-std::string quoted(std::string_view text) {
-    return std::string("'").append(text).append("'");
-}
-
 /// By its path or, where that means one extension, by the end of it.
 KrExtension* findExtension(Roots roots, std::string_view wanted, std::string& problem) {
     const std::string end = std::string("/").append(wanted);
@@ -53,9 +50,9 @@ KrExtension* findExtension(Roots roots, std::string_view wanted, std::string& pr
         known.push_back(each->getName());
     }
     if (found.size() == 1) return found.front();
-    problem = found.empty() ? "there is no extension " + quoted(wanted) + Kr::suggestName(wanted, known)
-                            : quoted(wanted) + " is the end of " + std::to_string(found.size()) +
-                                  " paths; write more of it, " + quoted(found.front()->getPath());
+    problem = found.empty() ? "there is no extension " + Kr::quote(wanted) + Kr::suggestName(wanted, known)
+                            : Kr::quote(wanted) + " is the end of " + std::to_string(found.size()) +
+                                  " paths; write more of it, " + Kr::quote(found.front()->getPath());
     return nullptr;
 }
 
@@ -101,7 +98,7 @@ std::string ContentEditor::_place(KrExtension& extension, const std::string& nam
         auto* found = findExtension(_section.getObjects(), parent, problem);
         if (found == nullptr) return problem;
         object = KrSim::detail::asObject(found);
-        if (object == nullptr) return quoted(found->getPath()) + " is no object, which could hold others";
+        if (object == nullptr) return Kr::quote(found->getPath()) + " is no object, which could hold others";
     }
     KrSim::StringUtils::UniqueNamesCollection names;
     if (object == nullptr) {
@@ -112,7 +109,7 @@ std::string ContentEditor::_place(KrExtension& extension, const std::string& nam
     if (object == nullptr) {
         _section.addObject(&extension);
     } else if (!object->add(&extension)) {
-        return quoted(object->getPath()) + " accepts no extension of this type";
+        return Kr::quote(object->getPath()) + " accepts no extension of this type";
     }
     return {};
 }
@@ -142,14 +139,14 @@ std::string ContentEditor::connect(std::string_view source, std::string_view sin
     const bool isMade = make(ends, kind) != nullptr;
     if (before) ends.sink->copyValue(*before);
     if (isMade) return {};
-    return quoted(getFullPath(*ends.source)) + " and " + quoted(getFullPath(*ends.sink)) + " cannot be connected";
+    return Kr::quote(getFullPath(*ends.source)) + " and " + Kr::quote(getFullPath(*ends.sink)) + " cannot be connected";
 }
 
 std::string ContentEditor::disconnect(std::string_view source, std::string_view sink) const {
     const auto ends = findEnds(_section.getObjects(), source, sink);
     if (!ends.problem.empty()) return ends.problem;
     if (Kr::KrConnectionFactory::disconnect(ends.source, ends.sink)) return {};
-    return quoted(getFullPath(*ends.source)) + " is not connected to " + quoted(getFullPath(*ends.sink));
+    return Kr::quote(getFullPath(*ends.source)) + " is not connected to " + Kr::quote(getFullPath(*ends.sink));
 }
 
 std::string ContentEditor::instantiate(Roots definitions, std::string_view definition, const std::string& name,
@@ -158,11 +155,11 @@ std::string ContentEditor::instantiate(Roots definitions, std::string_view defin
     auto* found = findExtension(definitions, definition, problem);
     if (found == nullptr) return problem;
     auto* object = KrSim::detail::asObject(found);
-    if (object == nullptr) return quoted(found->getPath()) + " is no object; only objects have instances";
+    if (object == nullptr) return Kr::quote(found->getPath()) + " is no object; only objects have instances";
     if (count == 0 || count > kMostInstances) return "1 to a million instances can be made";
     for (std::size_t i = 0; i < count; ++i) {
         const auto instance = object->instantiate();
-        if (!instance) return quoted(found->getPath()) + " cannot be instantiated";
+        if (!instance) return Kr::quote(found->getPath()) + " cannot be instantiated";
         problem = _place(*instance, name.empty() ? object->getName() : name, parent);
         if (!problem.empty()) return problem;
     }

@@ -10,9 +10,11 @@
 #include "kr/application/modules/simulator_module.h"
 #include "kr/data/container.h"
 #include "kr/data/field_visitor.h"
+#include "kr/data/value_traits.h"
 #include "kr/extension/extension.h"
 #include "kr/extension/input_output_container.h"
 #include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
 #include "kr/platform/text_pattern.h"
 
 namespace KrExperiments {
@@ -154,6 +156,39 @@ FoundFields findMeantFields(const KrApplication& application, std::string_view p
 
 FoundFields findOneField(const KrApplication& application, std::string_view path) {
     return findOneField(getSimulatedExtensions(application), path);
+}
+
+std::vector<std::string> getComponentNames(const KrData::FieldBase& field) {
+    return KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
+        std::vector<std::string> names;
+        if constexpr (KrData::kHasComponents<T>) {
+            for (const char each : KrData::ValueTraits<T>::kComponentNames)
+                names.emplace_back(1, each);
+            constexpr int kRows = 4;
+            for (int i = 0; names.size() < std::size_t{KrData::ValueTraits<T>::kComponentCount}; ++i)
+                names.push_back(std::string("M").append(std::to_string(i / kRows)).append(std::to_string(i % kRows)));
+        }
+        return names;
+    });
+}
+
+FoundNumber findOneNumber(const KrApplication& application, std::string_view path) {
+    const auto found = findOneField(application, path);
+    if (found.problem.empty()) return {.field = found.fields.front()};
+    const auto point = path.rfind('.');
+    if (point == std::string_view::npos) return {.problem = found.problem};
+    const auto whole = findOneField(application, path.substr(0, point));
+    if (!whole.problem.empty()) return {.problem = found.problem};
+    const auto& field = whole.fields.front();
+    const auto name = path.substr(point + 1);
+    const auto names = getComponentNames(*field.field);
+    const auto place = std::find(names.begin(), names.end(), name);
+    if (place != names.end()) return {.field = field, .component = static_cast<int>(place - names.begin())};
+    if (names.empty()) return {.problem = found.problem};
+    std::string all;
+    for (const auto& each : names)
+        all.append(all.empty() ? "" : ", ").append(Kr::quote(each));
+    return {.problem = Kr::quote(field.path) + " has no component " + Kr::quote(name) + "; they are " + all};
 }
 
 }  // namespace KrExperiments

@@ -47,8 +47,22 @@ struct FoundFields {
 [[nodiscard]] KR_API FoundFields findMeantFields(std::span<KrSim::KrExtension* const> extensions,
                                                  std::string_view pattern);
 
+/// A number in a field: its value, or a component of it.
+struct FoundNumber {
+    FoundField field{};
+    int component{-1};      ///< by its place in getComponentNames; -1 for the whole value
+    std::string problem{};  ///< why there is none, as the end of a message; else empty
+};
+
+/// "X", "Y" and so on of a vector, "R" to "A" of a colour, "M00" to "M33" (row, column) of a matrix or transform; none
+/// for a value that is one number, or no number.
+[[nodiscard]] KR_API std::vector<std::string> getComponentNames(const KrData::FieldBase& field);
+
 /// Exactly one field; patterns are no paths here.
 [[nodiscard]] KR_API FoundFields findOneField(const KrSim::KrApplication& application, std::string_view path);
 [[nodiscard]] KR_API FoundFields findOneField(std::span<KrSim::KrExtension* const> extensions, std::string_view path);
+
+/// The same, with a component where its name is behind the path: "Car/Body.Position.X".
+[[nodiscard]] KR_API FoundNumber findOneNumber(const KrSim::KrApplication& application, std::string_view path);
 
 }  // namespace KrExperiments

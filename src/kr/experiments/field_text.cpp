@@ -11,6 +11,7 @@
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/core/physical_dimension.h"
+#include "kr/core/unit_spelling.h"
 #include "kr/data/field.h"
 #include "kr/data/value_traits.h"
 #include "kr/extension/extension.h"
@@ -26,39 +27,18 @@ using KrData::FieldBase;
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-std::string quoted(std::string_view text) {
-    return std::string("'").append(text).append("'");
-}
-
-std::string_view trim(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-std::string nameUnits(Dimension::ePhysicalDimension dimension) {
-    std::string names;
-    for (const auto& unit : Dimension::getUnits(dimension)) {
-        if (*unit.symbol == '\0') continue;
-        names.append(names.empty() ? "" : ", ").append(unit.symbol);
-    }
-    return names;
-}
-
 std::string describeNoNumber(const FieldBase& field, std::string_view text) {
     const auto dimension = field.getPhysicalDimension();
-    const auto units = nameUnits(dimension);
-    if (dimension == Dimension::ePhysicalDimension::kNone) return quoted(text) + " is no number";
-    std::string name = Dimension::nameFor(dimension);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](char each) { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
-    return quoted(text) + " is no " + name + (units.empty() ? "" : "; its units are " + units);
+    if (dimension == Dimension::ePhysicalDimension::kNone) return Kr::quote(text) + " is no number";
+    const auto units = Kr::listUnits(dimension);
+    return Kr::quote(text) + " is no " + Kr::nameInSentence(dimension) +
+           (units.empty() ? "" : "; its units are " + units);
 }
 
 /// Texts of numbers, the last of which keeps what follows it: the unit.
 std::vector<std::string_view> splitNumbers(std::string_view text, std::size_t count) {
     std::vector<std::string_view> parts;
-    text = trim(text);
+    text = Kr::trim(text);
     while (parts.size() + 1 < count) {
         const auto end = text.find_first_of(" \t\r\n,;");
         if (end == std::string_view::npos) break;
@@ -66,7 +46,7 @@ std::vector<std::string_view> splitNumbers(std::string_view text, std::size_t co
         const auto next = text.find_first_not_of(kBlanks, end);
         if (next == std::string_view::npos) break;
         text.remove_prefix(text[next] == ',' || text[next] == ';' ? next + 1 : next);
-        text = trim(text);
+        text = Kr::trim(text);
     }
     parts.push_back(text);
     return parts;
@@ -89,24 +69,7 @@ std::string parseNumbers(const FieldBase& field, std::string_view text, std::siz
         numbers.push_back(number);
     }
     if (numbers.size() == count) return {};
-    return quoted(text) + " has " + std::to_string(numbers.size()) + " of " + std::to_string(count) + " numbers";
-}
-
-template <class T>
-std::string formatRange(const KrData::Field<T>& field, ShownUnits units) {
-    if constexpr (std::is_arithmetic_v<T>) {
-        const auto show = [&](T bound) {
-            return Dimension::format(static_cast<double>(bound), field.getPhysicalDimension(),
-                                     getShownUnit(field, units));
-        };
-        if (field.getMaximum() == std::numeric_limits<T>::max())
-            return "it must be at least " + show(field.getMinimum());
-        if (field.getMinimum() == std::numeric_limits<T>::lowest())
-            return "it must be at most " + show(field.getMaximum());
-        return "it must be from " + show(field.getMinimum()) + " to " + show(field.getMaximum());
-    } else {
-        return "each number must be in its range";
-    }
+    return Kr::quote(text) + " has " + std::to_string(numbers.size()) + " of " + std::to_string(count) + " numbers";
 }
 
 template <class T>
@@ -114,7 +77,8 @@ std::string setInRange(KrData::Field<T>& field, const T& value, std::string_view
     if constexpr (KrData::ValueTraits<T>::kHasRange) {
         T clamped = value;
         if (field.hasRange()) KrData::ValueTraits<T>::clamp(clamped, field.getMinimum(), field.getMaximum());
-        if (!(clamped == value)) return quoted(text) + " is out of range: " + formatRange(field, units);
+        if (!(clamped == value))
+            return Kr::quote(text) + " is out of the range of the field, " + formatRange(field, units);
     }
     field.setValue(value);
     return {};
@@ -125,11 +89,11 @@ std::string setNumber(KrData::Field<T>& field, std::string_view text, ShownUnits
     double number = 0.0;
     if (auto problem = parseFieldNumber(field, text, number, units); !problem.empty()) return problem;
     if constexpr (std::is_integral_v<T>) {
-        if (number != std::floor(number)) return quoted(text) + " is no whole number";
+        if (number != std::floor(number)) return Kr::quote(text) + " is no whole number";
     }
     const bool fits = number >= static_cast<double>(std::numeric_limits<T>::lowest()) &&
                       number <= static_cast<double>(std::numeric_limits<T>::max());
-    if (!fits) return quoted(text) + " does not fit in a field of type " + KrData::ValueTraits<T>::kName;
+    if (!fits) return Kr::quote(text) + " does not fit in a field of type " + KrData::ValueTraits<T>::kName;
     return setInRange(field, static_cast<T>(number), text, units);
 }
 
@@ -137,9 +101,9 @@ std::string setBoolean(KrData::Field<bool>& field, std::string_view text) {
     constexpr std::pair<std::string_view, bool> kWords[] = {{"true", true}, {"false", false}, {"yes", true},
                                                             {"no", false},  {"on", true},     {"off", false},
                                                             {"1", true},    {"0", false}};
-    const auto* word =
-        std::find_if(std::begin(kWords), std::end(kWords), [&](const auto& each) { return each.first == trim(text); });
-    if (word == std::end(kWords)) return quoted(text) + " is neither true nor false";
+    const auto* word = std::find_if(std::begin(kWords), std::end(kWords),
+                                    [&](const auto& each) { return each.first == Kr::trim(text); });
+    if (word == std::end(kWords)) return Kr::quote(text) + " is neither true nor false";
     field.setValue(word->second);
     return {};
 }
@@ -150,12 +114,12 @@ std::string setEnumeration(KrData::Field<Kr::KrEnum>& field, std::string_view te
     std::vector<std::string> texts;
     for (const auto& [number, each] : type->getValues())
         texts.push_back(each);
-    const std::string wanted(trim(text));
+    const std::string wanted(Kr::trim(text));
     if (std::find(texts.begin(), texts.end(), wanted) == texts.end()) {
         std::string all;
         for (const auto& each : texts)
-            all.append(all.empty() ? "" : ", ").append(quoted(each));
-        return quoted(wanted) + " is none of its values" + Kr::suggestName(wanted, texts) + "; they are " + all;
+            all.append(all.empty() ? "" : ", ").append(Kr::quote(each));
+        return Kr::quote(wanted) + " is none of its values" + Kr::suggestName(wanted, texts) + "; they are " + all;
     }
     Kr::KrEnum value = field.getValue();
     value.fromString(wanted);
@@ -197,6 +161,18 @@ std::string setValueOf(KrData::Field<T>& field, std::string_view text, ShownUnit
         }
         return {};
     }
+}
+
+template <class T>
+std::string formatRangeOf(const KrData::Field<T>& field, ShownUnits units) {
+    const auto show = [&](T bound) {
+        return Dimension::format(static_cast<double>(bound), field.getPhysicalDimension(), getShownUnit(field, units));
+    };
+    const bool hasMost = field.getMaximum() != std::numeric_limits<T>::max();
+    const bool hasLeast = field.getMinimum() != std::numeric_limits<T>::lowest();
+    if (!hasLeast) return hasMost ? "at most " + show(field.getMaximum()) : std::string();
+    if (!hasMost) return "at least " + show(field.getMinimum());
+    return show(field.getMinimum()) + " to " + show(field.getMaximum());
 }
 
 /// Whether each number of a value is one of the dimension of the field.
@@ -259,6 +235,18 @@ std::string formatField(const FieldBase& field, ShownUnits units) {
         }
     });
     return text.append(" ").append(Dimension::getUnit(unit)->symbol);
+}
+
+std::string formatRange(const FieldBase& field, ShownUnits units) {
+    return KrData::withValueType(field.getDataType(), [&]<class T>(std::type_identity<T>) {
+        const auto& typed = static_cast<const KrData::Field<T>&>(field);
+        if (!typed.hasRange()) return std::string();
+        if constexpr (std::is_arithmetic_v<T>) {
+            return formatRangeOf(typed, units);
+        } else {
+            return std::string("each number in its own");
+        }
+    });
 }
 
 bool takesText(const FieldBase& field) {

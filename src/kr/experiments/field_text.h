@@ -28,6 +28,10 @@ using ShownUnits = std::optional<Kr::eUnitSystem>;
 /// Thread: application.
 [[nodiscard]] KR_API std::string formatField(const KrData::FieldBase& field, ShownUnits units = {});
 
+/// The range of the field as people read it: "1 kg to 100 kg", "at least 1"; empty for a field without one.
+/// Thread: application.
+[[nodiscard]] KR_API std::string formatRange(const KrData::FieldBase& field, ShownUnits units = {});
+
 /// Whether setField can read values of the field: everything but lists, containers and references.
 [[nodiscard]] KR_API bool takesText(const KrData::FieldBase& field);
 

@@ -8,6 +8,7 @@
 
 #include "kr/core/physical_dimension.h"
 #include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
 
 namespace KrExperiments {
 namespace {
@@ -25,21 +26,11 @@ constexpr KindName kKinds[] = {{eOverrideKind::kForce, "force"},    {eOverrideKi
                                {eOverrideKind::kDelay, "delay"},    {eOverrideKind::kNoise, "noise"},
                                {eOverrideKind::kDropout, "dropout"}};
 
-std::string quoted(std::string_view text) {
-    return std::string("'").append(text).append("'");
-}
-
-std::string_view trim(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 /// Takes the first word away.
 std::string_view takeWord(std::string_view& text) {
-    text = trim(text);
+    text = Kr::trim(text);
     const auto word = text.substr(0, text.find_first_of(kBlanks));
-    text = trim(text.substr(word.size()));
+    text = Kr::trim(text.substr(word.size()));
     return word;
 }
 
@@ -50,8 +41,8 @@ std::optional<std::string_view> takeClause(std::string_view& text, std::string_v
         const bool isWord = (at == 0 || kBlanks.find(text[at - 1]) != std::string_view::npos) && end < text.size() &&
                             kBlanks.find(text[end]) != std::string_view::npos;
         if (!isWord) continue;
-        const auto clause = trim(text.substr(end));
-        text = trim(text.substr(0, at));
+        const auto clause = Kr::trim(text.substr(end));
+        text = Kr::trim(text.substr(0, at));
         return clause;
     }
     return std::nullopt;
@@ -59,7 +50,7 @@ std::optional<std::string_view> takeClause(std::string_view& text, std::string_v
 
 std::string parseSeconds(std::string_view text, double& seconds) {
     const auto parsed = Dimension::parse(text, Kr::kTime);
-    if (!parsed) return quoted(text) + " is no time; write seconds, or a number with ms, s, min or h";
+    if (!parsed) return Kr::quote(text) + " is no time; write seconds, or a number with ms, s, min or h";
     seconds = *parsed;
     return {};
 }
@@ -88,9 +79,9 @@ std::string parseTimes(std::string_view& text, OverridePlan& plan) {
 
 std::string parseOverride(std::string_view text, OverridePlan& plan) {
     const auto sign = text.find('=');
-    if (sign == 0 || sign == std::string_view::npos) return quoted(text) + " is not of the form PATH=KIND AMOUNT";
+    if (sign == 0 || sign == std::string_view::npos) return Kr::quote(text) + " is not of the form PATH=KIND AMOUNT";
     plan = {};
-    plan.pattern = trim(text.substr(0, sign));
+    plan.pattern = Kr::trim(text.substr(0, sign));
     auto rest = text.substr(sign + 1);
     const auto name = takeWord(rest);
     const auto* kind =
@@ -99,16 +90,16 @@ std::string parseOverride(std::string_view text, OverridePlan& plan) {
         std::vector<std::string> names;
         std::transform(std::begin(kKinds), std::end(kKinds), std::back_inserter(names),
                        [](const auto& each) { return each.name; });
-        return quoted(name) + " is no kind of override" + Kr::suggestName(name, names) +
+        return Kr::quote(name) + " is no kind of override" + Kr::suggestName(name, names) +
                "; write force, bias, gain, freeze, delay, noise or dropout";
     }
     plan.kind = kind->kind;
     if (const auto condition = takeClause(rest, "when")) plan.condition = *condition;
     if (auto problem = parseTimes(rest, plan); !problem.empty()) return problem;
-    plan.amount = trim(rest);
+    plan.amount = Kr::trim(rest);
     if (plan.kind == eOverrideKind::kFreeze && !plan.amount.empty())
-        return "'freeze' takes no amount, and " + quoted(plan.amount) + " follows it";
-    if (plan.kind != eOverrideKind::kFreeze && plan.amount.empty()) return quoted(name) + " needs an amount";
+        return "'freeze' takes no amount, and " + Kr::quote(plan.amount) + " follows it";
+    if (plan.kind != eOverrideKind::kFreeze && plan.amount.empty()) return Kr::quote(name) + " needs an amount";
     return {};
 }
 

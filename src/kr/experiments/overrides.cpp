@@ -50,6 +50,18 @@ ConditionMaker& conditionMaker() {
     return maker;
 }
 
+/// While fields change, which calls their observers. Those must not change the lists that are gone through.
+class Busy {
+public:
+    explicit Busy(bool& isBusy) : _isBusy(isBusy) { _isBusy = true; }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() { _isBusy = false; }
+
+private:
+    bool& _isBusy;
+};
+
 void writeText(std::ostream& state, const std::string& text) {
     const auto size = static_cast<std::uint32_t>(text.size());
     state.write(reinterpret_cast<const char*>(&size), sizeof size);
@@ -126,7 +138,9 @@ std::size_t Overrides::add(std::string_view text, std::string& problem) {
 
 std::size_t Overrides::add(const OverridePlan& plan, std::string& problem) {
     const auto* application = getApplication();
-    problem = application == nullptr ? "the module of overrides belongs to no application" : "";
+    problem = application == nullptr ? "the module of overrides belongs to no application"
+              : _isBusy              ? "an observer of an overridden field adds no overrides"
+                                     : "";
     if (!problem.empty()) return kNone;
     const auto found = findMeantFields(*application, plan.pattern);
     problem = found.problem;
@@ -186,6 +200,11 @@ bool Overrides::remove(std::size_t number) {
     const auto found =
         std::find_if(_entries.begin(), _entries.end(), [&](const auto& each) { return each->number == number; });
     if (found == _entries.end()) return false;
+    if (_isBusy) {
+        _later([number](Overrides& self) { static_cast<void>(self.remove(number)); });
+        return true;
+    }
+    const Busy busy(_isBusy);
     for (auto* each : (*found)->fields)
         each->remove(number);
     _entries.erase(found);
@@ -194,8 +213,17 @@ bool Overrides::remove(std::size_t number) {
 }
 
 void Overrides::clear() {
+    if (_isBusy) return _later([](Overrides& self) { self.clear(); });
+    const Busy busy(_isBusy);
     _fields.clear();
     _entries.clear();
+}
+
+void Overrides::_later(std::function<void(Overrides&)> work) {
+    const Kr::KrSmartPtr<KrSim::KrSimulatorModule> proxy(_getModuleProxy());
+    static_cast<void>(getApplicationContext().executeLater([proxy, work = std::move(work)] {
+        if (auto* self = proxy->getImplementationAs<Overrides>()) work(*self);
+    }));
 }
 
 void Overrides::_dropIdle() {
@@ -253,6 +281,7 @@ void Overrides::onPreUpdate(KrSim::eApplicationMode mode) {
                      isHeld;
         each->isWanted = isHeld && each->isDue(seconds, context.getStepSeconds());
     }
+    const Busy busy(_isBusy);
     for (const auto& each : _fields) {
         if (each->beginFrame(seconds)) continue;
         Kr::logMessage(Kr::eLogLevel::kWarn,

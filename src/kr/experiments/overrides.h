@@ -51,7 +51,8 @@ struct OverrideStatus {
 /// Overrides begin and end with a frame, before the passes of modules of usual priorities; noise, delays and drop-outs
 /// change then. Their random numbers are streams of the application, so runs with one seed are alike.
 /// Only numbers have all kinds; Booleans, texts, enumerations and values of several numbers can be forced and frozen.
-/// Thread: application, between frames. Ownership: owned by its proxy, which the application holds.
+/// Thread: application. An observer that is called when overrides begin and end must add none; what it removes ends
+/// after the pass. Ownership: owned by its proxy, which the application holds.
 class KR_API Overrides final : public KrSim::ISimulatorModule {
 public:
     static constexpr int kVersion = 1;
@@ -98,12 +99,15 @@ private:
 
     [[nodiscard]] detail::OverriddenField& _fieldOf(KrData::FieldBase& field, const std::string& path);
     void _dropIdle();
+    /// After the pass that puts overrides into effect.
+    void _later(std::function<void(Overrides&)> work);
 
     std::vector<std::unique_ptr<Entry>> _entries;
     std::vector<std::unique_ptr<detail::OverriddenField>> _fields;
     std::size_t _lastNumber{0};
     std::uint32_t _lastFrame{0};
     bool _isRestored{true};  // since the last frame, or there was none
+    bool _isBusy{false};     // fields change, which calls observers
 };
 
 }  // namespace KrExperiments

@@ -14,7 +14,8 @@
 
 namespace KrExperiments {
 
-/// What a field was in the frames of a run, in SI units. All NaN without a frame, and after a frame with NaN.
+/// What a field was in the frames of a run, in SI units. All are NaN without a frame; after a frame with NaN, all but
+/// the last value.
 struct FieldStatistics {
     std::string path{};  ///< the full one
     Kr::KrPhysicalDimension::ePhysicalDimension dimension{};

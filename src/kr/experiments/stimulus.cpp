@@ -2,19 +2,21 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
-#include <set>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
 #include "kr/application/application.h"
 #include "kr/core/physical_dimension.h"
+#include "kr/core/unit_spelling.h"
 #include "kr/data/field.h"
 #include "kr/data/field_access.h"
 #include "kr/data/field_reference.h"
 #include "kr/data/value_traits.h"
 #include "kr/experiments/field_search.h"
 #include "kr/experiments/field_text.h"
+#include "kr/platform/log.h"
+#include "kr/platform/text.h"
 
 namespace KrExperiments {
 namespace {
@@ -28,25 +30,8 @@ constexpr const char* kTime = "Time";
 /// Of a time; rows that are so near are reached. Less is the rounding of times.
 constexpr double kRounding = 1e-9;
 
-std::string quoted(const std::string& text) {
-    return "'" + text + "'";
-}
-
 std::string placeOf(const CsvTable& table, std::size_t row, std::size_t column) {
     return "line " + std::to_string(table.getLine(row)) + ", column " + std::to_string(column + 1) + ": ";
-}
-
-/// To SI units.
-struct Scale {
-    double factor{1.0};
-    double offset{0.0};
-};
-std::optional<Scale> findScale(const std::string& unit, Dimension::ePhysicalDimension dimension) {
-    if (unit.empty()) return Scale();
-    const auto zero = Dimension::parse("0 " + unit, dimension);
-    const auto one = Dimension::parse("1 " + unit, dimension);
-    if (!zero || !one) return std::nullopt;
-    return Scale{*one - *zero, *zero};
 }
 
 bool isNumbers(const CsvTable& table, std::size_t column) {
@@ -54,28 +39,9 @@ bool isNumbers(const CsvTable& table, std::size_t column) {
     return type == CsvTable::eType::kReal || type == CsvTable::eType::kInteger;
 }
 
-/// The field of a column, and the number of it that is meant: -1 for the whole value.
-struct Target {
-    FieldBase* field{nullptr};
-    int component{-1};
-    std::string problem{};
-};
-
-Target findTarget(const KrSim::KrApplication& application, const std::string& name) {
-    const auto found = findOneField(application, name);
-    if (found.problem.empty()) return {found.fields.front().field};
-    const auto point = name.rfind('.');
-    if (point == std::string::npos) return {.problem = found.problem};
-    const auto whole = findOneField(application, name.substr(0, point));
-    if (!whole.problem.empty()) return {.problem = found.problem};
-    auto* field = whole.fields.front().field;
-    const int component = KrData::withValueType(field->getDataType(), [&]<class T>(std::type_identity<T>) {
-        const auto names = KrData::ValueTraits<T>::kComponentNames;
-        const auto at = name.size() == point + 2 ? names.find(name.back()) : std::string_view::npos;
-        return at != std::string_view::npos ? static_cast<int>(at) + 1 : 0;
-    });
-    if (component == 0) return {.problem = found.problem};
-    return {field, component - 1};
+/// A number of the table in SI units; without a unit it is in them.
+double toSI(double number, const Dimension::Unit* unit) {
+    return unit != nullptr ? number * unit->factor + unit->offset : number;
 }
 
 template <class T>
@@ -123,24 +89,26 @@ public:
     std::string read(const KrSim::KrApplication& application, const CsvTable& table, std::size_t column,
                      bool isLinear) {
         const auto& [name, unit, type] = table.getColumn(column);
-        const auto target = findTarget(application, name);
+        const auto target = findOneNumber(application, name);
         if (!target.problem.empty()) return target.problem;
-        auto& field = *target.field;
+        auto& field = *target.field.field;
         if (field.getFieldType() == KrData::Types::kOutput)
-            return quoted(name) + " is an output, which its extension sets";
+            return Kr::quote(name) + " is an output, which its extension sets";
         if (KrData::detail::FieldAccess::hasIncomingConnections(field))
-            return "a connection sets " + quoted(name) + " in each frame; remove it, or override the field";
-        const auto scale = findScale(unit, field.getPhysicalDimension());
-        if (!scale) return quoted(unit) + " is no unit of " + quoted(getFullPath(field));
+            return "a connection sets " + Kr::quote(name) + " in each frame; remove it, or override the field";
+        const auto* meant = Kr::findUnitBySpelling(field.getPhysicalDimension(), unit);
+        if (meant == nullptr && !unit.empty())
+            return Kr::quote(unit) + " is no unit of " + Kr::quote(target.field.path);
+        _path = target.field.path;
         _field = KrData::FieldReference(&field);
         _component = target.component;
         _isText = target.component < 0 && !isArithmetic(field);
         _isLinear = isLinear && isReal(field, target.component);
         const bool isBoolean = type == CsvTable::eType::kBoolean && field.getDataType() == KrData::Types::kBoolean;
         if (!_isText && !isBoolean && !isNumbers(table, column) && table.getRowCount() != 0)
-            return quoted(name) + " takes numbers, and the column has texts";
+            return Kr::quote(name) + " takes numbers, and the column has texts";
         for (std::size_t row = 0; row < table.getRowCount(); ++row) {
-            if (auto problem = _readCell(table, row, column, *scale, isBoolean); !problem.empty())
+            if (auto problem = _readCell(table, row, column, meant, isBoolean); !problem.empty())
                 return placeOf(table, row, column) + problem;
         }
         return {};
@@ -149,7 +117,7 @@ public:
     /// \param part  of the way from the row to the next one.
     void set(std::size_t row, std::size_t next, double part) {
         auto* field = _field.get();
-        if (field == nullptr) return;
+        if (field == nullptr) return _tellLoss();
         if (_isText) {
             if (row == _lastRow || _texts[row].empty()) return;
             _lastRow = row;
@@ -164,7 +132,7 @@ public:
     }
 
 private:
-    std::string _readCell(const CsvTable& table, std::size_t row, std::size_t column, const Scale& scale,
+    std::string _readCell(const CsvTable& table, std::size_t row, std::size_t column, const Dimension::Unit* unit,
                           bool isBoolean) {
         if (_isText) {
             _texts.push_back(table.getText(row, column));
@@ -175,12 +143,20 @@ private:
         double value = isBoolean && !table.isEmpty(row, column) ? (*table.getBoolean(row, column) ? 1.0 : 0.0)
                                                                 : table.getReal(row, column);
         if (!table.isEmpty(row, column) && !std::isfinite(value))
-            return quoted(table.getText(row, column)) + " is not finite";
-        _values.push_back(value * scale.factor + scale.offset);
+            return Kr::quote(table.getText(row, column)) + " is not finite";
+        _values.push_back(toSI(value, unit));
         return {};
     }
 
+    void _tellLoss() {
+        if (std::exchange(_isLossTold, true)) return;
+        Kr::logMessage(Kr::eLogLevel::kWarn, "Stimulus: '%s' was removed; its column is without effect\n",
+                       _path.c_str());
+    }
+
+    std::string _path;
     KrData::FieldReference _field;
+    bool _isLossTold{false};
     int _component{-1};
     bool _isText{false};
     bool _isLinear{false};
@@ -208,15 +184,16 @@ std::unique_ptr<Stimulus> Stimulus::make(KrSim::KrApplication& application, cons
 std::string Stimulus::_readTimes(const CsvTable& table) {
     const auto column = table.findColumn(kTime);
     if (!column) return "line 1: there is no column 'Time'";
-    const auto scale = findScale(table.getColumn(*column).unit, Kr::kTime);
-    if (!scale) return "line 1: " + quoted(table.getColumn(*column).unit) + " is no unit of time";
+    const auto& name = table.getColumn(*column).unit;
+    const auto* unit = Kr::findUnitBySpelling(Kr::kTime, name);
+    if (unit == nullptr && !name.empty()) return "line 1: " + Kr::quote(name) + " is no unit of time";
     if (table.getRowCount() == 0) return "line 1: no row follows";
     for (std::size_t row = 0; row < table.getRowCount(); ++row) {
-        const double seconds = table.getReal(row, *column) * scale->factor;
+        const double seconds = toSI(table.getReal(row, *column), unit);
         if (!std::isfinite(seconds))
-            return placeOf(table, row, *column) + quoted(table.getText(row, *column)) + " is no time";
+            return placeOf(table, row, *column) + Kr::quote(table.getText(row, *column)) + " is no time";
         if (!_times.empty() && seconds <= _times.back())
-            return placeOf(table, row, *column) + "times must ascend, and " + quoted(table.getText(row, *column)) +
+            return placeOf(table, row, *column) + "times must ascend, and " + Kr::quote(table.getText(row, *column)) +
                    " is not after the row before";
         _times.push_back(seconds);
     }

@@ -43,6 +43,7 @@ struct StimulusOptions {
 ///
 /// The values are those at the beginning of each frame; they depend on simulated time only, so they are right after a
 /// restored state. Before the first row it sets nothing. Values out of the range of a field are clamped.
+/// A field that is removed is told by a warning, once.
 /// Thread: application. A frame allocates nothing, but for texts. Ownership: register it with the application, after
 /// what records frames, and unregister it before it dies; borrows application and fields.
 class KR_API Stimulus final : public KrSim::IApplicationListener {

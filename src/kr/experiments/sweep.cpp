@@ -8,6 +8,7 @@
 #include <random>
 
 #include "kr/core/physical_dimension.h"
+#include "kr/core/unit_spelling.h"
 #include "kr/platform/text.h"
 
 namespace KrExperiments {
@@ -20,21 +21,11 @@ constexpr std::string_view kBlanks = " \t";
 /// Of a step; an end that is so near to a step belongs to the range. Less is the rounding of the numbers.
 constexpr double kRounding = 1e-9;
 
-std::string quoted(std::string_view text) {
-    return std::string("'").append(text).append("'");
-}
-
-std::string_view trim(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 std::vector<std::string> split(std::string_view text, char separator) {
     std::vector<std::string> parts;
     for (std::size_t begin = 0; begin <= text.size();) {
         const auto end = std::min(text.find(separator, begin), text.size());
-        parts.emplace_back(trim(text.substr(begin, end - begin)));
+        parts.emplace_back(Kr::trim(text.substr(begin, end - begin)));
         begin = end + 1;
     }
     return parts;
@@ -49,20 +40,8 @@ std::optional<Quantity> parseQuantity(const std::string& text) {
     Quantity quantity;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), quantity.number);
     if (error != std::errc() || !std::isfinite(quantity.number)) return std::nullopt;
-    quantity.unit = trim(std::string_view(text).substr(static_cast<std::size_t>(end - text.data())));
+    quantity.unit = Kr::trim(std::string_view(text).substr(static_cast<std::size_t>(end - text.data())));
     return quantity;
-}
-
-/// The factor and the offset of a unit in a dimension that has both units: SI value = factor * number + offset.
-struct Scale {
-    double factor{1.0};
-    double offset{0.0};
-};
-std::optional<Scale> findScale(const std::string& unit, Dimension::ePhysicalDimension dimension) {
-    const auto zero = Dimension::parse("0 " + unit, dimension);
-    const auto one = Dimension::parse("1 " + unit, dimension);
-    if (!zero || !one) return std::nullopt;
-    return Scale{*one - *zero, *zero};
 }
 
 /// The number in another unit of the same dimension. \param isStep  a difference, for which offsets do not count.
@@ -70,9 +49,9 @@ std::optional<double> convert(const Quantity& quantity, const std::string& unit,
     if (quantity.unit == unit) return quantity.number;
     for (int i = 0; i < Dimension::kDimensionCount; ++i) {
         const auto dimension = static_cast<Dimension::ePhysicalDimension>(i);
-        const auto from = findScale(quantity.unit, dimension);
-        const auto to = findScale(unit, dimension);
-        if (!from || !to || quantity.unit.empty() || unit.empty()) continue;
+        const auto* from = Kr::findUnitBySpelling(dimension, quantity.unit);
+        const auto* to = Kr::findUnitBySpelling(dimension, unit);
+        if (from == nullptr || to == nullptr || quantity.unit.empty() || unit.empty()) continue;
         const double offset = isStep ? 0.0 : from->offset - to->offset;
         return (quantity.number * from->factor + offset) / to->factor;
     }
@@ -89,14 +68,14 @@ std::string formatQuantity(double number, const std::string& unit) {
 
 std::string parseRange(const std::vector<std::string>& parts, Variation& variation) {
     const auto first = parseQuantity(parts[0]);
-    if (!first) return quoted(parts[0]) + " is no number";
+    if (!first) return Kr::quote(parts[0]) + " is no number";
     variation.unit = first->unit;
     std::vector<double> numbers;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         const auto quantity = parseQuantity(parts[i]);
-        if (!quantity) return quoted(parts[i]) + " is no number";
+        if (!quantity) return Kr::quote(parts[i]) + " is no number";
         const auto number = convert(*quantity, first->unit, i == 2);
-        if (!number) return quoted(parts[i]) + " has another unit than " + quoted(parts[0]);
+        if (!number) return Kr::quote(parts[i]) + " has another unit than " + Kr::quote(parts[0]);
         numbers.push_back(*number);
     }
     variation.isRange = true;
@@ -105,7 +84,7 @@ std::string parseRange(const std::vector<std::string>& parts, Variation& variati
     if (numbers.size() == 2) return variation.first < variation.last ? "" : "the range ends before it begins";
     const double steps = (numbers[1] - numbers[0]) / numbers[2];
     if (!(steps >= 0.0) || std::isinf(steps))
-        return "its steps do not lead from " + quoted(parts[0]) + " to " + quoted(parts[1]);
+        return "its steps do not lead from " + Kr::quote(parts[0]) + " to " + Kr::quote(parts[1]);
     if (!(steps < static_cast<double>(kMostRuns))) return "it has too many steps";
     const auto count = static_cast<std::size_t>(steps + kRounding) + 1;
     for (std::size_t i = 0; i < count; ++i)
@@ -130,7 +109,7 @@ std::vector<SweepRun> makeGrid(const SweepPlan& plan, std::string& problem) {
     std::size_t count = 1;
     for (const auto& each : plan.variations) {
         if (each.values.empty()) {
-            problem = quoted(each.pattern) + " has a range without a step, which is for random samples";
+            problem = Kr::quote(each.pattern) + " has a range without a step, which is for random samples";
             return {};
         }
         if (each.values.size() > kMostRuns / count) {
@@ -180,15 +159,16 @@ std::vector<SweepRun> makeSamples(const SweepPlan& plan) {
 std::string parseVariation(std::string_view text, Variation& variation) {
     variation = {};
     Assignment assignment;
-    if (!parseAssignment(text, assignment)) return quoted(text) + " is not of the form PATH=FROM:TO:STEP or PATH=A,B,C";
-    variation.pattern = trim(assignment.pattern);
+    if (!parseAssignment(text, assignment))
+        return Kr::quote(text) + " is not of the form PATH=FROM:TO:STEP or PATH=A,B,C";
+    variation.pattern = Kr::trim(assignment.pattern);
     const auto parts = split(assignment.value, ':');
-    if (parts.size() > 3) return quoted(assignment.value) + " has more than FROM:TO:STEP";
+    if (parts.size() > 3) return Kr::quote(assignment.value) + " has more than FROM:TO:STEP";
     if (parts.size() > 1) return parseRange(parts, variation);
     variation.values = split(assignment.value, ',');
     const bool hasEmpty = std::any_of(variation.values.begin(), variation.values.end(),
                                       [](const std::string& each) { return each.empty(); });
-    return hasEmpty ? quoted(assignment.value) + " has an empty value" : "";
+    return hasEmpty ? Kr::quote(assignment.value) + " has an empty value" : "";
 }
 
 std::vector<SweepRun> makeRuns(const SweepPlan& plan, std::string& problem) {

@@ -11,7 +11,7 @@
 
 #include "kr/platform/utf8.h"
 
-// Numbers as text and back, always with a decimal point, independent of the locale; digits of base 16.
+// Numbers as text and back, always with a decimal point, independent of the locale; digits of base 16; parts of texts.
 
 namespace Kr {
 
@@ -65,6 +65,19 @@ template <class Number>
         parsed = std::from_chars(text.data(), end, number);
     }
     return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+/// The text in single quotes, for messages.
+[[nodiscard]] inline std::string quote(std::string_view text) {
+    return std::string("'").append(text).append("'");
+}
+
+/// Without blanks, tabulators and line ends at both ends.
+[[nodiscard]] constexpr std::string_view trim(std::string_view text) noexcept {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 /// The digit of base 16 for the lowest four bits.

@@ -32,7 +32,7 @@ class Sweep(unittest.TestCase):
 
     def test_one_row_for_each_value(self):
         done = self.sweep(*MASSES, *SPEED, "-j", "2")
-        self.assertEqual((done.returncode, done.stderr.count("0 of them are there")), (0, 1), done.stderr)
+        self.assertEqual((done.returncode, done.stderr.count("0 of them done before")), (0, 1), done.stderr)
         rows = self.rows()
         self.assertEqual([row["Vehicle.Mass"] for row in rows], ["1 t", "1.5 t", "2 t"])
         self.assertEqual([row["Exit Code"] for row in rows], ["0", "0", "0"])
@@ -54,7 +54,7 @@ class Sweep(unittest.TestCase):
         results[1].unlink()
         results[2].write_text('{"exitCode": 0,')  # half of a file is none
         done = self.sweep(*MASSES, *SPEED)
-        self.assertIn("3 runs, 1 of them are there", done.stderr)
+        self.assertIn("3 runs, 1 of them done before", done.stderr)
         self.assertEqual(pathlib.Path(self.table).read_bytes(), first)
         self.assertEqual(results[0].stat().st_mtime_ns, kept)
 
@@ -84,7 +84,7 @@ class Sweep(unittest.TestCase):
         self.assertEqual(done.returncode, 1)
         self.assertIn("1 of 3 runs failed", done.stderr)
         self.assertEqual([row["Failure"] != "" for row in self.rows()], [False, True, False])
-        self.assertIn("out of range", self.rows()[1]["Failure"])
+        self.assertIn("out of the range of the field", self.rows()[1]["Failure"])
 
     def test_a_crash_ends_its_run_and_not_the_sweep(self):
         crash = ["--plugins", ACTORS, "--module", "Actor.Dipper", "--module", "Actor.Crasher", "--frames", "9"]
@@ -101,7 +101,7 @@ class Sweep(unittest.TestCase):
         command = [KRSIM, "sweep", SETUP[0], "--plugins", PLUGINS, "--seconds", "1200", "--random", "2000", "--vary",
                    "Vehicle.Mass=1 t:2 t", *SPEED, "--table", self.table, "-j", "1"]
         with subprocess.Popen(command, stderr=subprocess.PIPE, text=True) as process:
-            self.assertIn("0 of them are there", process.stderr.readline())
+            self.assertIn("0 of them done before", process.stderr.readline())
             process.send_signal(signal.SIGTERM)
             errors = process.communicate(timeout=60)[1]
         self.assertEqual(process.returncode, 143, errors)

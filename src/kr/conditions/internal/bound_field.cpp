@@ -32,21 +32,6 @@ double readNumber(const FieldBase& field, [[maybe_unused]] int component) {
     }
 }
 
-/// "X", "Y", or "M00" of a matrix, row by row; none for one number and for what is no number.
-std::vector<std::string> nameComponents(const FieldBase& field) {
-    return KrData::withValueType(field.getDataType(), []<class T>(std::type_identity<T>) {
-        std::vector<std::string> names;
-        if constexpr (KrData::kHasComponents<T>) {
-            for (const char each : KrData::ValueTraits<T>::kComponentNames)
-                names.emplace_back(1, each);
-            constexpr int kRows = 4;
-            for (int i = 0; names.size() < std::size_t{KrData::ValueTraits<T>::kComponentCount}; ++i)
-                names.push_back("M" + std::to_string(i / kRows) + std::to_string(i % kRows));
-        }
-        return names;
-    });
-}
-
 std::string joinQuoted(const std::vector<std::string>& texts) {
     std::string all;
     for (const auto& each : texts)
@@ -61,7 +46,7 @@ std::string BoundField::_bind(FieldBase& field, int component, BoundField& bound
     bound._path = KrExperiments::getFullPath(field);
     bound._dimension = field.getPhysicalDimension();
     bound._hint = field.getPhysicalDimensionHint();
-    const auto names = nameComponents(field);
+    const auto names = KrExperiments::getComponentNames(field);
     if (component < 0 && !names.empty()) {
         return "'" + bound._path + "' has the components " + joinQuoted(names) + "; write one behind it, '" +
                bound._path + "." + names.front() + "'";
@@ -82,28 +67,11 @@ std::string BoundField::_bind(FieldBase& field, int component, BoundField& bound
 
 std::optional<BoundField> BoundField::find(const KrSim::KrApplication& application, std::string_view path,
                                            std::string& problem) {
-    BoundField bound;
-    const auto found = KrExperiments::findOneField(application, path);
-    if (found.problem.empty()) {
-        problem = _bind(*found.fields.front().field, -1, bound);
-        return problem.empty() ? std::optional(std::move(bound)) : std::nullopt;
-    }
+    const auto found = KrExperiments::findOneNumber(application, path);
     problem = found.problem;
-    const auto point = path.rfind('.');
-    if (point == std::string_view::npos) return std::nullopt;
-    const auto whole = KrExperiments::findOneField(application, path.substr(0, point));
-    if (!whole.problem.empty()) return std::nullopt;
-    auto& field = *whole.fields.front().field;
-    const auto names = nameComponents(field);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (names[i] != path.substr(point + 1)) continue;
-        problem = _bind(field, static_cast<int>(i), bound);
-        return bound;
-    }
-    if (!names.empty())
-        problem = "'" + whole.fields.front().path + "' has no component '" + std::string(path.substr(point + 1)) +
-                  "'; they are " + joinQuoted(names);
-    return std::nullopt;
+    BoundField bound;
+    if (problem.empty()) problem = _bind(*found.field.field, found.component, bound);
+    return problem.empty() ? std::optional(std::move(bound)) : std::nullopt;
 }
 
 std::optional<double> BoundField::read() const {

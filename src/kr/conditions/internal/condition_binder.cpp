@@ -6,7 +6,9 @@
 #include <string_view>
 
 #include "kr/conditions/internal/condition_fault.h"
+#include "kr/core/unit_spelling.h"
 #include "kr/platform/nearest_name.h"
+#include "kr/platform/text.h"
 
 namespace KrConditions::detail {
 namespace {
@@ -14,27 +16,6 @@ namespace {
 using Dimension = Kr::KrPhysicalDimension;
 using ePhysicalDimension = Dimension::ePhysicalDimension;
 using Unit = Dimension::Unit;
-
-std::string toLower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char each) { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
-    return text;
-}
-
-std::string nameOf(ePhysicalDimension dimension) {
-    return toLower(Dimension::nameFor(dimension));
-}
-
-std::string nameUnits(ePhysicalDimension dimension) {
-    std::string names;
-    for (const auto& each : Dimension::getUnits(dimension))
-        if (*each.symbol != '\0') names.append(names.empty() ? "" : ", ").append(each.symbol);
-    return names;
-}
-
-std::string quote(std::string_view text) {
-    return "'" + std::string(text) + "'";
-}
 
 /// The operator in the formula.
 std::string toFormula(std::string_view sign) {
@@ -77,8 +58,8 @@ void ConditionBinder::_findFields() {
         if (token.kind != eToken::kName) continue;
         if (_isCall(i)) {
             if (!_formula.isFunction(name)) {
-                throw ConditionFault{
-                    token.at, "there is no function " + quote(name) + Kr::suggestName(name, _formula.getFunctions())};
+                throw ConditionFault{token.at, "there is no function " + Kr::quote(name) +
+                                                   Kr::suggestName(name, _formula.getFunctions())};
             }
         } else if (name == "time") {
             _operands[i].name = "T";
@@ -106,8 +87,8 @@ void ConditionBinder::_findFields() {
         if (_tokens[i].kind != eToken::kQuoted || _findEnumerationValue(i) || _operands[i].field) continue;
         const auto* compared = _findCompared(i, i);
         if (compared != nullptr && compared->isEnumeration()) {
-            throw ConditionFault{_tokens[i].at, quote(_tokens[i].text) + " is no value of " +
-                                                    quote(compared->getPath()) + "; they are " +
+            throw ConditionFault{_tokens[i].at, Kr::quote(_tokens[i].text) + " is no value of " +
+                                                    Kr::quote(compared->getPath()) + "; they are " +
                                                     compared->nameEnumerationValues()};
         }
         (void)_addField(_tokens[i], std::string(_tokens[i].text));  // throws
@@ -171,16 +152,17 @@ double ConditionBinder::_toSI(std::size_t token, bool isNegative) const {
     const auto isWanted = [&](const Unit* unit) { return Dimension::dimensionOf(unit->hint) == wanted; };
     auto unit = std::find_if(each.units.begin(), each.units.end(), isWanted);
     if (unit == each.units.end() && compared != nullptr && wanted != ePhysicalDimension::kNone) {
-        throw ConditionFault{each.at, quote(each.text) + " is no " + nameOf(wanted) + ", as " +
-                                          quote(compared->getPath()) + " is; its units are " + nameUnits(wanted)};
+        throw ConditionFault{each.at, Kr::quote(each.text) + " is no " + Kr::nameInSentence(wanted) + ", as " +
+                                          Kr::quote(compared->getPath()) + " is; its units are " +
+                                          Kr::listUnits(wanted)};
     }
     if (unit == each.units.end() && each.units.size() > 1) {
         std::string dimensions;
         for (const auto* one : each.units) {
             const auto dimension = Dimension::dimensionOf(one->hint);
-            dimensions.append(dimensions.empty() ? "" : " and of ").append(nameOf(dimension));
+            dimensions.append(dimensions.empty() ? "" : " and of ").append(Kr::nameInSentence(dimension));
         }
-        throw ConditionFault{each.at, "the unit of " + quote(each.text) + " is one of " + dimensions +
+        throw ConditionFault{each.at, "the unit of " + Kr::quote(each.text) + " is one of " + dimensions +
                                           "; compare it with a field alone, or write another unit"};
     }
     if (unit == each.units.end()) unit = each.units.begin();

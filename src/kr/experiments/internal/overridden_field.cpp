@@ -28,10 +28,6 @@ constexpr std::size_t kLongestText = 1'000'000;
 /// Of a frame; times that are nearer are equal. Less is the rounding of times.
 constexpr double kRounding = 1e-6;
 
-std::string quoted(const std::string& text) {
-    return "'" + text + "'";
-}
-
 // --- Amounts -------------------------------------------------------------------------------------------------------
 
 /// A difference in a unit: 2 degrees Celsius are 2 K here.
@@ -46,7 +42,7 @@ std::string parseDifference(const FieldBase& field, const std::string& text, dou
 
 std::string parseRatio(const std::string& text, double& amount) {
     const auto parsed = Dimension::parse(text, Dimension::ePhysicalDimension::kRatio);
-    if (!parsed) return quoted(text) + " is neither a number nor a number with %";
+    if (!parsed) return Kr::quote(text) + " is neither a number nor a number with %";
     amount = *parsed;
     return {};
 }
@@ -67,7 +63,7 @@ std::string parseAmount(const FieldBase& field, const OverridePlan& plan, double
             return problem;
         case eOverrideKind::kDelay: {
             const auto seconds = Dimension::parse(plan.amount, Kr::kTime);
-            if (!seconds || *seconds <= 0.0) return quoted(plan.amount) + " is no time above 0";
+            if (!seconds || *seconds <= 0.0) return Kr::quote(plan.amount) + " is no time above 0";
             amount = *seconds;
             return {};
         }

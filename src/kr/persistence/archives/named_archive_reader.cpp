@@ -44,7 +44,7 @@ int NamedArchiveReader::_readChoice(std::string_view name, const ChoiceParser& p
     }
     int number = 0;
     const bool mayBeNumber = item.kind == eKind::kLiteral || item.kind == eKind::kUntyped;
-    if (!mayBeNumber || !detail::parseNumber(detail::trimmed(item.text), number)) {
+    if (!mayBeNumber || !detail::parseNumber(Kr::trim(item.text), number)) {
         cursor.refuse("is none of the known choices: " + detail::quoted(item.text) +
                       (choices ? explainChoice(item.text, choices()) : ""));
     }

@@ -17,16 +17,9 @@ std::string quoted(std::string_view text) {
     return result + (text.size() > kLongest ? "...'" : "'");
 }
 
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 bool readBool(DocumentCursor& cursor, std::string_view name) {
     const DocumentCursor::Item item = cursor.take(name);
-    const std::string_view text = trimmed(item.text);
+    const std::string_view text = Kr::trim(item.text);
     const bool isValue = item.kind == eKind::kLiteral || item.kind == eKind::kUntyped;
     if (!isValue || (text != "true" && text != "false"))
         cursor.refuse("is neither true nor false: " + quoted(item.text));

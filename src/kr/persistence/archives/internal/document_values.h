@@ -17,7 +17,6 @@ namespace KrPersistence::detail {
 
 /// For the text of an error, shortened: a document may have texts of any length.
 [[nodiscard]] std::string quoted(std::string_view text);
-[[nodiscard]] std::string_view trimmed(std::string_view text);
 
 [[nodiscard]] bool readBool(DocumentCursor& cursor, std::string_view name);
 /// The characters in the document: unescapeBytes makes the bytes.
@@ -32,7 +31,7 @@ void parseItem(const DocumentCursor& cursor, const DocumentCursor::Item& item, N
     const bool mayBeQuoted = std::is_floating_point_v<Number> && !item.text.empty() && item.text.back() > '9';
     const bool isValue =
         item.kind == eKind::kLiteral || item.kind == eKind::kUntyped || (item.kind == eKind::kText && mayBeQuoted);
-    if (!isValue || !parseNumber(trimmed(item.text), value)) {
+    if (!isValue || !parseNumber(Kr::trim(item.text), value)) {
         cursor.refuse(std::string(std::is_floating_point_v<Number> ? "is no number" : "is no integer") +
                       " of the type: " + quoted(item.text));
     }
