@@ -6,7 +6,9 @@
 #include <set>
 #include <sstream>
 
+#include "apps/krsim/completions.h"
 #include "apps/krsim/file_options.h"
+#include "apps/krsim/option_tree.h"
 #include "apps/krsim/option_values.h"
 #include "apps/krsim/output_file.h"
 #include "apps/krsim/run_options.h"
@@ -56,7 +58,7 @@ CLI::App* addNewPlugin(CLI::App& app, NewPluginPlan& plan) {
         "new-plugin", "Write the project of a new plug-in: an extension, a module, a test, a setup and a build");
     command->add_option("NAME", plan.name, "Its name, in letters and digits: RoadVehicle")->required()->type_name("");
     command->add_option("--directory", plan.directory, "The folder to write into (NAME)")->type_name("DIR");
-    command->add_flag("--force", plan.isForced,
+    command->add_flag("-f,--force", plan.isForced,
                       "Write into a folder with files, too, and replace those of the same names");
     command->footer("Example:\n  krsim new-plugin RoadVehicle");
     return command;
@@ -80,6 +82,39 @@ CLI::App* addDoctor(CLI::App& app, DoctorPlan& plan) {
     addPluginDirectories(*command, plan.pluginDirectories);
     command->add_flag("--json", plan.printsJson, "Print it as a JSON object");
     return command;
+}
+
+CLI::App* addCompletion(CLI::App& app, std::string& shell) {
+    auto* command = app.add_subcommand("completion", "Print a script that lets a shell complete what you type");
+    static const Choices<std::string> kShells{{"bash", "bash"}, {"zsh", "zsh"}};
+    addChoice(*command, "SHELL", shell, kShells, "The shell")->required();
+    command->footer("Examples:\n  source <(krsim completion bash)\n  krsim completion zsh > ~/.zsh/completions/_krsim");
+    return command;
+}
+
+CLI::App* addManual(CLI::App& app, ManualPlan& plan) {
+    auto* command = app.add_subcommand("manual", "Print a manual page, or write all of them");
+    auto* name = command->add_option("COMMAND", plan.command, "Its page; that of krsim without it")->type_name("");
+    command->add_option("--directory", plan.directory, "Write all pages into this folder")
+        ->type_name("DIR")
+        ->excludes(name);
+    command->footer("Example:\n  krsim manual run | man -l -");
+    return command;
+}
+
+Answer printCompletion(const CLI::App& app, const std::string& shell) {
+    const auto facts = describeCommands(app);
+    return {eExitCode::kOk, shell == "zsh" ? formatZshCompletion(facts) : formatBashCompletion(facts)};
+}
+
+Command printManual(const CLI::App& app, ManualPlan& plan) {
+    plan.pages = formatManual(describeCommands(app));
+    if (!plan.directory.empty()) return plan;
+    const auto file = std::string("krsim") + (plan.command.empty() ? "" : "-" + plan.command) + ".1";
+    for (const auto& each : plan.pages) {
+        if (each.file == file) return Answer{eExitCode::kOk, each.text};
+    }
+    return answer(app, CLI::ValidationError("COMMAND", "there is no command '" + plan.command + "'"));
 }
 
 bool hasContent(const RunPlan& plan) {
@@ -137,6 +172,10 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     NewPluginPlan newPluginPlan;
     const auto* newPlugin = addNewPlugin(app, newPluginPlan);
     const FileCommands fileCommands(app);
+    ManualPlan manualPlan;
+    const auto* manual = addManual(app, manualPlan);
+    std::string shell;
+    const auto* completion = addCompletion(app, shell);
 
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // CLI11 takes them last first
@@ -147,9 +186,13 @@ Command parseCommandLine(const std::vector<std::string>& arguments) {
     if (types->parsed()) return typesPlan;
     if (doctor->parsed()) return doctorPlan;
     if (newPlugin->parsed()) return newPluginPlan;
+    if (manual->parsed()) return printManual(app, manualPlan);
+    if (completion->parsed()) return printCompletion(app, shell);
     if (sweep->parsed()) {
         if (sweepPlan.run.files.empty() && !hasContent(sweepPlan.run))
             return answer(app, CLI::RequiredError("A setup file, or --content (or --module)"));
+        if (sweepPlan.printsJson && sweepPlan.table == kStandardStream)
+            return answer(app, CLI::ValidationError("--json", "the table is on standard output already"));
         return sweepPlan;
     }
     if (const auto plan = fileCommands.getParsed()) {

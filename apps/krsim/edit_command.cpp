@@ -54,7 +54,11 @@ public:
         for (const auto& each : set.problems)
             _note("--set " + each);
         if (!_problems.empty()) throw Failure(eExitCode::kUsage, _problems);
-        for (const auto& each : set.fields)
+        _set = set.fields;
+    }
+    /// Once the file is saved.
+    void report() const {
+        for (const auto& each : _set)
             std::printf("%s = %s, was %s\n", each.path.c_str(), each.after.c_str(), each.before.c_str());
     }
 
@@ -84,6 +88,7 @@ private:
     KrObjectSection& _section;
     KrExperiments::ContentEditor _editor;
     std::vector<KrPersistence::LoadedObjects> _definitions;  // until the instances are saved
+    std::vector<KrExperiments::AssignedField> _set;
     std::string _problems;
 };
 
@@ -103,6 +108,7 @@ void editFile(const EditPlan& plan) {
     edit.carryOut();
     const bool isSame = plan.output.empty();  // the file that is changed may be replaced
     saveFile(*file, isSame ? plan.file : plan.output, flagsOf(plan.file), isSame || plan.isForced);
+    edit.report();
 }
 
 }  // namespace krsim

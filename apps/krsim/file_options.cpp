@@ -22,7 +22,7 @@ void addChecksum(CLI::App& command, bool& hasChecksum) {
 }
 
 void addForce(CLI::App& command, bool& isForced) {
-    command.add_flag("--force", isForced, "Replace the output, whatever is in it");
+    command.add_flag("-f,--force", isForced, "Replace the output, whatever is in it");
 }
 
 constexpr const char* kSetupFirst = "A setup file, object files, or both: the setup first";
@@ -88,7 +88,7 @@ FileCommands::FileCommands(CLI::App& app) {
     _graph.command = app.add_subcommand("graph", "Write the graph of connections in the dot language of Graphviz");
     addFiles(*_graph.command, _graph.plan.files, kSetupFirst);
     _graph.command
-        ->add_option("--output", _graph.plan.output, "The file to write; standard output without it, or for -")
+        ->add_option("-o,--output", _graph.plan.output, "The file to write; standard output without it, or for -")
         ->type_name("FILE");
     addForce(*_graph.command, _graph.plan.isForced);
     addPluginDirectories(*_graph.command, _graph.plan.pluginDirectories);
@@ -126,7 +126,7 @@ FileCommands::FileCommands(CLI::App& app) {
 void FileCommands::_addEditing(CLI::App& app) {
     const auto addCommon = [](CLI::App& command, EditPlan& plan) {
         addPluginDirectories(command, plan.pluginDirectories);
-        command.add_option("--output", plan.output, "Write this file, and leave FILE as it is")->type_name("FILE");
+        command.add_option("-o,--output", plan.output, "Write this file, and leave FILE as it is")->type_name("FILE");
         addForce(command, plan.isForced);
     };
     const auto addParent = [](CLI::App& command, EditPlan& plan) {

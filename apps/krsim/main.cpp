@@ -45,6 +45,7 @@ struct Execution {
     eExitCode operator()(const krsim::NewPluginPlan& plan) const { return succeed(krsim::createPlugin, plan); }
     eExitCode operator()(const krsim::EditPlan& plan) const { return succeed(krsim::editFile, plan); }
     eExitCode operator()(const krsim::PresetPlan& plan) const { return succeed(krsim::editPresets, plan); }
+    eExitCode operator()(const krsim::ManualPlan& plan) const { return succeed(krsim::writeManual, plan); }
 
     template <class Plan>
     static eExitCode succeed(void (*execute)(const Plan&), const Plan& plan) {

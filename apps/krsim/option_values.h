@@ -50,7 +50,7 @@ inline void addList(CLI::App& command, const std::string& option, std::vector<st
 }
 
 inline void addPluginDirectories(CLI::App& command, std::vector<std::string>& directories) {
-    addList(command, "--plugins", directories, "DIR",
+    addList(command, "-p,--plugins", directories, "DIR",
             "Directory with plug-ins; may be repeated. The one of the library is searched last.");
 }
 

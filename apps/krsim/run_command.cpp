@@ -261,9 +261,9 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
     const auto units = chooseUnits(plan, *application);  // an assignment may choose others
     override(*application, plan);
     const RunConditions conditions(*application, plan.conditions);
+    const auto stimuli = makeStimuli(*application, plan);
     if (!isQuiet)
         output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
-    const auto stimuli = makeStimuli(*application, plan);
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
     std::optional<Listening> recording;

@@ -86,11 +86,11 @@ void addUnits(CLI::App& command, RunPlan& plan) {
 
 void addLimits(CLI::App& command, RunPlan& plan) {
     auto* frames = command.add_option_function<std::string>(
-        "--frames",
+        "-n,--frames",
         [&plan](const std::string& text) { plan.limits.frames = parsePositive<std::uint64_t>("--frames", text); },
         "End after so many frames");
     auto* seconds = command.add_option_function<std::string>(
-        "--seconds",
+        "-t,--seconds",
         [&plan](const std::string& text) { plan.limits.seconds = parsePositive<double>("--seconds", text); },
         "End after so many seconds of simulated time; without a limit the run ends on request");
     frames->type_name("N");
@@ -109,7 +109,7 @@ void addStates(CLI::App& command, RunPlan& plan) {
                     "Save the state at the end into this file; - for standard output, on which nothing else is printed "
                     "then")
         ->type_name("FILE");
-    command.add_flag("--force", plan.isForced,
+    command.add_flag("-f,--force", plan.isForced,
                      "Let state, record and hashes replace files that hold something else than these");
     command
         .add_option("--hash", plan.hashFile,
@@ -117,7 +117,7 @@ void addStates(CLI::App& command, RunPlan& plan) {
                     "output, on which nothing else is printed then")
         ->type_name("FILE");
     auto* record = command
-                       .add_option("--record", plan.record.file,
+                       .add_option("-r,--record", plan.record.file,
                                    "Write values of fields into this table (CSV); - for standard output, on which "
                                    "nothing else is printed then")
                        ->type_name("FILE");
@@ -157,7 +157,7 @@ void addReports(CLI::App& command, RunPlan& plan) {
         ->excludes(logFile);
     command.add_flag("--outputs", plan.printsOutputs, "Print the outputs of the content at the end, also when quiet");
     command.add_flag(
-        "--quiet", plan.isQuiet,
+        "-q,--quiet", plan.isQuiet,
         "Print neither status nor summary, and log warnings and graver messages only, without --log-level");
     command.add_flag("--json", plan.printsJson, "Print nothing but the summary, as a JSON object, also when quiet");
 }
@@ -212,7 +212,7 @@ void addAssignments(CLI::App& command, std::vector<KrExperiments::Assignment>& a
                     const std::string& description) {
     command
         .add_option_function<std::vector<std::string>>(
-            "--set",
+            "-s,--set",
             [&assignments](const std::vector<std::string>& texts) {
                 for (const auto& each : texts) {
                     auto& assignment = assignments.emplace_back();

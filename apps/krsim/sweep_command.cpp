@@ -27,8 +27,7 @@
 #include "apps/krsim/run_inputs.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/sweep_result.h"
-#include "kr/core/csv_table.h"
-#include "kr/core/physical_dimension.h"
+#include "apps/krsim/sweep_table.h"
 #include "kr/platform/clock.h"
 #include "kr/platform/text.h"
 #include "kr/platform/version.h"
@@ -38,11 +37,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using KrExperiments::SweepRun;
-using Dimension = Kr::KrPhysicalDimension;
 
 constexpr double kTerminalIntervalSeconds = 0.25;
 constexpr double kLineIntervalSeconds = 10.0;
-constexpr auto kKind = eOutputKind::kTable;
 
 // --- Signals -------------------------------------------------------------------------------------------------------
 
@@ -276,11 +273,6 @@ private:
     double _next{_begin + (_isTerminal ? kTerminalIntervalSeconds : kLineIntervalSeconds)};
 };
 
-struct Outcome {
-    std::optional<SweepResult> result{};
-    std::string failure{};  ///< of a run without a result
-};
-
 /// The processes of the runs that are missing.
 class Runs {
 public:
@@ -295,10 +287,11 @@ public:
                 _missing.push_back(i);
             }
         }
+        _isFirstOpen = _missing.size() == runs.size();
     }
 
     /// Throws the Failure of the first run when it shows that none can begin.
-    std::vector<Outcome> complete() {
+    std::vector<SweepOutcome> complete() {
         const std::size_t jobs = _plan.jobs != 0 ? _plan.jobs : std::max(1U, std::thread::hardware_concurrency());
         Progress progress(_runs.size(), _runs.size() - _missing.size());
         std::fprintf(stderr, "krsim: %zu runs, %zu of them done before, %zu at the same time\n", _runs.size(),
@@ -350,7 +343,7 @@ private:
                               outcome.failure + " (run " + std::to_string(number) + ", the first one)");
         }
         _isFirstOpen = false;
-        const bool isGood = outcome.result && outcome.result->exitCode == 0;
+        const bool isGood = outcome.isGood();
         if (isGood) static_cast<void>(std::remove(_folder.getLogFile(number).c_str()));
         progress.showEnd(!isGood);
     }
@@ -359,90 +352,38 @@ private:
     const std::vector<SweepRun>& _runs;
     const SweepFolder& _folder;
     const SweepSignals& _signals;
-    std::vector<Outcome> _outcomes;
+    std::vector<SweepOutcome> _outcomes;
     std::vector<std::size_t> _missing;
     std::map<pid_t, std::size_t> _active;
-    bool _isFirstOpen{true};
+    bool _isFirstOpen{true};  // no run has shown yet that runs can begin
 };
-
-// --- The table -------------------------------------------------------------------------------------------------------
-
-std::string formatHeader(const SweepCommandPlan& plan, const std::vector<Outcome>& outcomes) {
-    std::string line = "Run,Seed";
-    for (const auto& each : plan.sweep.variations) {
-        line += ',';
-        Kr::CsvTable::appendCell(line, each.pattern);
-    }
-    line += ",Exit Code,Failure";
-    const auto first = std::find_if(outcomes.begin(), outcomes.end(), [](const auto& each) { return each.result; });
-    if (first == outcomes.end()) return line + "\r\n";
-    for (const auto& each : first->result->fields) {
-        const auto units = Dimension::getUnits(each.dimension);
-        const std::string unit =
-            units.empty() || *units.front().symbol == '\0' ? "" : std::string(" [") + units.front().symbol + "]";
-        for (const char* what : {" final", " min", " max", " mean", " rms"}) {
-            line += ',';
-            Kr::CsvTable::appendCell(line, each.path + what + unit);
-        }
-    }
-    return line + "\r\n";
-}
-
-std::string formatRow(const SweepRun& run, const Outcome& outcome) {
-    std::string line = std::to_string(run.number) + "," + std::to_string(run.seed);
-    for (const auto& each : run.assignments) {
-        line += ',';
-        Kr::CsvTable::appendCell(line, each.value);
-    }
-    line += ',';
-    if (outcome.result) line += std::to_string(outcome.result->exitCode);
-    line += ',';
-    Kr::CsvTable::appendCell(line, outcome.result ? outcome.result->failure : outcome.failure);
-    if (!outcome.result) return line + "\r\n";
-    for (const auto& each : outcome.result->fields) {
-        for (const double number : {each.last, each.minimum, each.maximum, each.mean, each.rms}) {
-            line += ',';
-            Kr::appendNumber(line, number);
-        }
-    }
-    return line + "\r\n";
-}
-
-void writeTable(const SweepCommandPlan& plan, const std::string& filename, const std::vector<SweepRun>& runs,
-                const std::vector<Outcome>& outcomes) {
-    const auto file = openOutput(kKind, filename, plan.isForced);
-    std::string text = formatHeader(plan, outcomes);
-    for (std::size_t i = 0; i < runs.size(); ++i)
-        text += formatRow(runs[i], outcomes[i]);
-    const bool isWritten = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-    if (!isWritten || std::fflush(file.get()) != 0) failToWrite(kKind, filename, errno);
-}
 
 }  // namespace
 
 eExitCode runSweep(const SweepCommandPlan& given) {
     SweepCommandPlan plan = given;
     plan.sweep.seed = plan.run.seed.value_or(0);
-    const std::string table = plan.table.empty() ? kStandardStream : plan.table;
-    requireWritable(kKind, table, plan.isForced);
+    const std::string table = plan.table.empty() && !plan.printsJson ? kStandardStream : plan.table;
+    requireWritable(eOutputKind::kTable, table, plan.isForced);
     std::string problem;
     const auto runs = KrExperiments::makeRuns(plan.sweep, problem);
     if (!problem.empty()) throw Failure(eExitCode::kUsage, problem);
     const SweepFolder folder(plan, runs);
     const SweepSignals signals;
     const auto outcomes = Runs(plan, runs, folder, signals).complete();
-    writeTable(plan, table, runs, outcomes);
-    const auto isFailed = [](const Outcome& each) { return !each.result || each.result->exitCode != 0; };
-    const auto failed = std::count_if(outcomes.begin(), outcomes.end(), isFailed);
+    if (!table.empty()) writeSweepTable(plan, table, runs, outcomes);
+    if (plan.printsJson) std::fputs(formatSweepJson(runs, outcomes).c_str(), stdout);
+    const auto failed =
+        std::count_if(outcomes.begin(), outcomes.end(), [](const SweepOutcome& each) { return !each.isGood(); });
     if (receivedSignal != 0) {
         const auto missing =
-            std::count_if(outcomes.begin(), outcomes.end(), [](const Outcome& each) { return !each.result; });
+            std::count_if(outcomes.begin(), outcomes.end(), [](const SweepOutcome& each) { return !each.result; });
         std::fprintf(stderr, "krsim: ended by a signal; %td of %zu runs are missing, and the same command runs them\n",
                      missing, runs.size());
         return SweepSignals::getExitCode();
     }
     if (failed != 0)
-        std::fprintf(stderr, "krsim: %td of %zu runs failed; the table has the reasons\n", failed, runs.size());
+        std::fprintf(stderr, "krsim: %td of %zu runs failed; the results have the reasons\n", failed, runs.size());
     return failed != 0 && !plan.run.keepsGoing ? eExitCode::kFailed : eExitCode::kOk;
 }
 

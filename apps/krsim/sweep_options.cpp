@@ -53,8 +53,7 @@ void addSweepOptions(CLI::App& command, SweepCommandPlan& plan) {
                 }
             },
             "Values of a field: PATH=FROM:TO:STEP, PATH=A,B,C, or PATH=FROM:TO for samples; may be repeated. All "
-            "values "
-            "of one field are combined with all of the others.")
+            "values of one field are combined with all of the others.")
         ->type_name("PATH=VALUES")
         ->allow_extra_args(false)
         ->required();
@@ -70,11 +69,13 @@ void addSweepOptions(CLI::App& command, SweepCommandPlan& plan) {
         ->type_name("N");
     command.add_option("--table", plan.table, "Write the results into this table (CSV); standard output without it")
         ->type_name("FILE");
+    command.add_flag("--json", plan.printsJson,
+                     "Print the results as a JSON object; then there is a table only with --table");
     command
         .add_option("--folder", plan.folder,
                     "Folder for the results of the runs (the name of the table with .runs behind it, else sweep.runs)")
         ->type_name("DIR");
-    command.add_flag("--force", plan.isForced, "Discard the results of another sweep in the folder");
+    command.add_flag("-f,--force", plan.isForced, "Discard the results of another sweep in the folder");
     command.footer(kSweepExamples);
 }
 

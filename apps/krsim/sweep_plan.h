@@ -17,6 +17,7 @@ struct SweepCommandPlan {
     std::size_t jobs{0};                  ///< processes at the same time; 0 for one for each processor
     std::string table{};                  ///< file of the table; - for standard output
     std::string folder{};                 ///< of the results; empty for one beside the table
+    bool printsJson{false};               ///< the table as a JSON object on standard output
     bool isForced{false};                 ///< results of another sweep are discarded
 };
 

@@ -17,14 +17,7 @@
 namespace krsim {
 namespace {
 
-using KrExperiments::FieldStatistics;
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
-
-constexpr std::pair<const char*, double FieldStatistics::*> kNumbers[] = {{"final", &FieldStatistics::last},
-                                                                          {"min", &FieldStatistics::minimum},
-                                                                          {"max", &FieldStatistics::maximum},
-                                                                          {"mean", &FieldStatistics::mean},
-                                                                          {"rms", &FieldStatistics::rms}};
 
 /// Texts, since JSON has neither NaN nor infinite numbers.
 void writeNumber(Writer& writer, double number) {
@@ -56,7 +49,7 @@ std::string format(const SweepResult& result) {
         writer.String(each.path.c_str());
         writer.Key("dimension");
         writer.Int(static_cast<int>(each.dimension));
-        for (const auto& [name, member] : kNumbers) {
+        for (const auto& [name, member] : kStatistics) {
             writer.Key(name);
             writeNumber(writer, each.*member);
         }
@@ -80,7 +73,7 @@ bool readFields(const rapidjson::Value& fields, SweepResult& result) {
         auto& field = result.fields.emplace_back();
         field.path = each["path"].GetString();
         field.dimension = static_cast<Kr::KrPhysicalDimension::ePhysicalDimension>(each["dimension"].GetInt());
-        for (const auto& [name, member] : kNumbers) {
+        for (const auto& [name, member] : kStatistics) {
             if (!each.HasMember(name)) return false;
             field.*member = readNumber(each[name]);
         }

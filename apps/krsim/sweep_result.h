@@ -3,12 +3,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "apps/krsim/failure.h"
 #include "kr/experiments/run_statistics.h"
 
 namespace krsim {
+
+/// The numbers of a field, by the names that results and tables have for them.
+inline constexpr std::pair<const char*, double KrExperiments::FieldStatistics::*> kStatistics[] = {
+    {"final", &KrExperiments::FieldStatistics::last},
+    {"min", &KrExperiments::FieldStatistics::minimum},
+    {"max", &KrExperiments::FieldStatistics::maximum},
+    {"mean", &KrExperiments::FieldStatistics::mean},
+    {"rms", &KrExperiments::FieldStatistics::rms}};
 
 /// What is left of a run of a sweep.
 struct SweepResult {

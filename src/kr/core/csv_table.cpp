@@ -89,8 +89,8 @@ public:
             _failLine = line;
             if (cells.size() != table.getColumnCount()) {
                 _column = std::min(cells.size(), table.getColumnCount()) + 1;
-                return _fail("the row has " + std::to_string(cells.size()) + " cells, and there are " +
-                                 std::to_string(table.getColumnCount()) + " columns",
+                return _fail("cells in the row: " + std::to_string(cells.size()) +
+                                 ", in the header: " + std::to_string(table.getColumnCount()),
                              "quote cells that have commas");
             }
             table._lines.push_back(line);

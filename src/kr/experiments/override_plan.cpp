@@ -90,8 +90,9 @@ std::string parseOverride(std::string_view text, OverridePlan& plan) {
         std::vector<std::string> names;
         std::transform(std::begin(kKinds), std::end(kKinds), std::back_inserter(names),
                        [](const auto& each) { return each.name; });
-        return Kr::quote(name) + " is no kind of override" + Kr::suggestName(name, names) +
-               "; write force, bias, gain, freeze, delay, noise or dropout";
+        const auto hint = Kr::suggestName(name, names);  // a question
+        return Kr::quote(name) + " is no kind of override" + hint + (hint.empty() ? "; " : " ") +
+               "write force, bias, gain, freeze, delay, noise or dropout";
     }
     plan.kind = kind->kind;
     if (const auto condition = takeClause(rest, "when")) plan.condition = *condition;

@@ -17,7 +17,6 @@ namespace {
 using Dimension = Kr::KrPhysicalDimension;
 
 constexpr std::size_t kMostRuns = 1'000'000;
-constexpr std::string_view kBlanks = " \t";
 /// Of a step; an end that is so near to a step belongs to the range. Less is the rounding of the numbers.
 constexpr double kRounding = 1e-9;
 

@@ -126,6 +126,8 @@ def make_files(folder):
     files = {
         "car": car, "setup": pathlib.Path(EXAMPLE, "setup.xml").read_bytes(),
         "newer": car.replace(b"<!--KrB3", b"<!--KrC0"), "broken": car[:5000], "empty": b"", "marked": b"\xef\xbb\xbf" + car,
+        "faults": b"Vehicle.Speed=bias 1 m/s\nVehicle.Speed=wobble\n", "untimed": b"Speed\r\n1\r\n",
+        "cut": b"Time [s],Vehicle.Mass [kg]\r\n0,1500\r\n1\r\n", "driven": b"Time [s],Vehicle.Outputs.Speed\r\n0,1\r\n",
         "text": b"Dear reader", "table": b"Time,Speed\r\n0,1\r\n", "secret": car,
     }
     for name, content in files.items():
@@ -145,6 +147,10 @@ REFUSED_FILES = {  # by all commands that read content, with code 3
     "/proc/self/mem": "/proc/self/mem' is refused: .*Input/output error",
 }
 FREE = "run", "--free", "--frames", "2", "--log-level", "error", "--no-log-file", "--plugins", PLUGINS
+CAR = *FREE, "{car}"
+EDIT = "edit", "{car}", "--plugins", PLUGINS
+SWEEP = "sweep", "{car}", "--plugins", PLUGINS, "--frames", "2", "--table"
+TWO_MASSES = "--vary", "Mass=1 t,2 t"
 STATE, RECORD = (*FREE, "{car}", "--save-state"), (*FREE, "{car}", "--record")
 CREATE = "create", "--plugins", PLUGINS, "--content", "Electric Car"
 REFUSALS = {
@@ -181,7 +187,41 @@ REFUSALS = {
     "preset without a setup": Refusal([*FREE, "{car}", "--preset", "Fast"], 2, "preset 'Fast' needs a setup file"),
     "unknown preset": Refusal([*FREE, "{setup}", "--preset", "Fast"], 2, "there is no preset 'Fast'"),
     "presets of content": Refusal(["preset", "{car}"], 2, "car' holds no setup"),
+    # --- values of fields, conditions and tables of a run
+    "value without a path": Refusal([*CAR, "--set", "Mass"], 2, "'Mass' is not of the form PATH=VALUE"),
+    "value of no field": Refusal([*CAR, "--set", "Vehicle.Mas=1 t"], 2, "no field 'Vehicle.Mas'; did you mean 'Vehicle.Mass'"),
+    "value out of range": Refusal([*CAR, "--set", "Vehicle.Mass=0 t"], 2, "'0 t' is out of the range of the field, 1 kg to"),
+    "value of another dimension": Refusal([*CAR, "--set", "Vehicle.Mass=5 m"], 2, "'5 m' is no mass; its units are kg, g, t"),
+    "override of no kind": Refusal([*CAR, "--override", "Vehicle.Speed=biass 1"], 2, "'biass' is no kind .*; did you mean 'bias'[?] write"),
+    "override of no field": Refusal([*CAR, "--override", "Vehicle.Sped=gain 2"], 2, "no field 'Vehicle.Sped'; did you mean"),
+    "no file of overrides": Refusal([*CAR, "--overrides", "{none}"], 2, "file '.*none' does not exist"),
+    "line of a file of overrides": Refusal([*CAR, "--overrides", "{faults}"], 3, "faults, line 2: 'wobble' is no kind of override; write"),
+    "no table to play": Refusal([*CAR, "--play", "{none}"], 2, "file '.*none' does not exist"),
+    "table without times": Refusal([*CAR, "--play", "{untimed}"], 3, "untimed, line 1: there is no column 'Time'"),
+    "table with a short row": Refusal([*CAR, "--play", "{cut}"], 3, "cut, line 3, column 2: cells in the row: 1, in the header: 2; quote cells"),
+    "table that drives an output": Refusal([*CAR, "--play", "{driven}"], 3, "line 1, column 2: .* is an output, which its extension sets"),
+    "unknown units": Refusal([*CAR, "--units", "metric"], 2, "'metric' is none of si.us"),
+    # --- changes of content
+    "set in a file": Refusal([*EDIT, "--set", "Vehicle.Mas=1"], 2, "no field 'Vehicle.Mas'; did you mean 'Vehicle.Mass'"),
+    "unknown type to add": Refusal([*EDIT, "--add", "Sceen"], 2, "no type 'Sceen'; the nearest are 'Content.Scene'"),
+    "nothing to remove": Refusal([*EDIT, "--remove", "Wheel"], 2, "there is no extension 'Wheel'"),
+    "edit of a setup": Refusal(["edit", "{setup}", "--set", "Mass=1"], 2, "setup' holds no objects; a setup lists the object files"),
+    "edit into no directory": Refusal([*EDIT, "--set", "Vehicle.Mass=1 t", "--output", "{none}/a"], 1, "(?s)^(?!.*was 1500).*no folder '.*none'"),
+    "connection of no field": Refusal(["connect", "{car}", "Driver.Pedl", "Vehicle.Speed", "--plugins", PLUGINS], 2, "no field 'Driver.Pedl'; did"),
+    "instance of no object": Refusal(["instantiate", "{car}", "Vehicle", "--plugins", PLUGINS], 2, "Vehicle' is no object; only objects have"),
+    "no instance": Refusal(["instantiate", "{car}", "Electric Car", "--count", "0"], 2, "'0' is no whole number above 0"),
+    # --- sweeps
+    "sweep over a range without steps": Refusal([*SWEEP, "{new}", "--vary", "Mass=1:2", "--folder", "{runs}"], 2, "'Mass' has a range without a step"),
+    "sweep over no field": Refusal([*SWEEP, "{new}", "--vary", "Mas=1 t,2 t", "--folder", "{runs}"], 2, r"no field 'Mas'; did you mean 'Mass'\? \(run 1, the first one"),
+    "sweep over content": Refusal([*SWEEP, "{car}", *TWO_MASSES], 2, "car' is not written: .* holds objects; --force replaces it"),
+    "sweep into no directory": Refusal([*SWEEP, "{none}/a", *TWO_MASSES], 1, "none/a' cannot be written: No such file"),
+    "sweep in a file": Refusal([*SWEEP, "{new}", *TWO_MASSES, "--folder", "{car}"], 1, "car' cannot be made: Not a directory"),
+    "sweep with two results in one stream": Refusal([*SWEEP, "-", *TWO_MASSES, "--json"], 2, "the table is on standard output already"),
     # --- files to write
+    "hashes into no directory": Refusal([*CAR, "--hash", "{none}/a"], 1, "hashes '.*none/a' cannot be written: No such file"),
+    "manual into a file": Refusal(["manual", "--directory", "{car}"], 1, "car/krsim.1' cannot be written: Not a directory"),
+    "page of no command": Refusal(["manual", "rn"], 2, "there is no command 'rn'"),
+    "completion for no shell": Refusal(["completion", "fish"], 2, "'fish' is none of bash.zsh"),
     "record over content": Refusal([*RECORD, "{car}"], 2, "car' is not written: .* holds objects; --force replaces it"),
     "state over a table": Refusal([*STATE, "{table}"], 2, "table' is not written: .* holds a recorded table; --force"),
     "graph over a text": Refusal(["graph", "{car}", "--plugins", PLUGINS, "--output", "{text}"], 2, "what krsim has not written; --force"),

@@ -97,6 +97,19 @@ class Sweep(unittest.TestCase):
         self.sweep("--latin", "4", "--seed", "5", "--vary", "Vehicle.Mass=1 t:2 t", *SPEED)
         self.assertEqual([row["Seed"] for row in self.rows()], ["5", "6", "7", "8"])
 
+    def test_programs_get_the_results_as_an_object(self):
+        self.sweep("--vary", "Vehicle.Mass=1 t,1e9 t", *SPEED)
+        done = subprocess.run([KRSIM, "sweep", *SETUP, "--folder", self.runs, "--json", "--vary", "Vehicle.Mass=1 t,1e9 t", *SPEED],
+                              capture_output=True, text=True)
+        result = json.loads(done.stdout)
+        self.assertEqual((done.returncode, result["failed"], result["missing"]), (1, 1, 0), done.stderr)
+        good, bad = result["runs"]
+        self.assertEqual((good["values"], good["exitCode"], good["failure"]), ({"Vehicle.Mass": "1 t"}, 0, ""))
+        self.assertEqual((good["fields"][0]["unit"], good["fields"][0]["max"]),
+                         ("m/s", float(self.rows()[0]["Electric Car/Vehicle.Outputs.Speed max [m/s]"])))
+        self.assertEqual((bad["exitCode"], bad["fields"]), (None, []))
+        self.assertIn("out of the range", bad["failure"])
+
     def test_a_signal_ends_the_sweep_and_the_next_call_goes_on(self):
         command = [KRSIM, "sweep", SETUP[0], "--plugins", PLUGINS, "--seconds", "1200", "--random", "2000", "--vary",
                    "Vehicle.Mass=1 t:2 t", *SPEED, "--table", self.table, "-j", "1"]
