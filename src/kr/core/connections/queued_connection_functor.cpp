@@ -19,6 +19,7 @@
 namespace Kr {
 
 using detail::CopyStore;
+using detail::OwnedCopy;
 using detail::QueuedCopies;
 using KrData::FieldBase;
 
@@ -27,26 +28,26 @@ namespace {
 /// A copy that arrives. However that ends, its connection may use it again.
 class Delivery {
 public:
-    explicit Delivery(QueuedCopies::Node node) noexcept : _node(std::move(node)) {}
+    explicit Delivery(OwnedCopy copy) noexcept : _copy(std::move(copy)) {}
     Delivery(const Delivery&) = delete;
     Delivery& operator=(const Delivery&) = delete;
-    ~Delivery() { CopyStore::finish(std::move(_node)); }
+    ~Delivery() { CopyStore::finish(std::move(_copy)); }
 
     /// Null for an unknown payload and a dead sink.
-    [[nodiscard]] FieldBase* sink() const noexcept { return _node ? _node.mapped()->sink.get() : nullptr; }
-    [[nodiscard]] const FieldBase& value() const noexcept { return *_node.mapped()->value; }
+    [[nodiscard]] FieldBase* sink() const noexcept { return _copy ? _copy->sink.get() : nullptr; }
+    [[nodiscard]] const FieldBase& value() const noexcept { return *_copy->value; }
     /// It is not delivered here.
-    [[nodiscard]] QueuedCopies::Node release() noexcept { return std::move(_node); }
+    [[nodiscard]] OwnedCopy release() noexcept { return std::move(_copy); }
 
 private:
-    QueuedCopies::Node _node;
+    OwnedCopy _copy;
 };
 
 int eventNumber();
 
-KrSim::KrSimEvent carrierOf(QueuedCopies::Node copy) {
+KrSim::KrSimEvent carrierOf(OwnedCopy copy) {
     const int number = eventNumber();
-    const void* key = QueuedCopies::instance().add(std::move(copy));
+    const void* key = QueuedCopies::send(std::move(copy));
     return KrSim::KrSimEvent(number, sizeof(key), &key);
 }
 
@@ -91,14 +92,14 @@ QueuedConnectionFunctor::QueuedConnectionFunctor(const FieldBase& source, FieldB
     : ConnectionFunctor(source, sink),
       _sinkLife(&sink),
       _home(getCurrentThreadId()),
-      _copies(std::make_shared<CopyStore>()) {}
+      _copies(std::make_shared<CopyStore>(_sinkLife)) {}
 
 QueuedConnectionFunctor::~QueuedConnectionFunctor() {
     _copies->close();
 }
 
 void QueuedConnectionFunctor::transfer(const FieldBase&) {
-    auto copy = _copies->makeCopy(_getSource(), _sinkLife);
+    auto copy = _copies->makeCopy(_getSource());
     if (!copy) return;
     const auto event = carrierOf(std::move(copy));
     try {
@@ -122,14 +123,15 @@ bool isCarrier(const KrSim::KrSimEvent& event) noexcept {
 
 QueuedConnectionFunctor::Waiting peekValue(const KrSim::KrSimEvent& event) {
     if (!isCarrier(event)) return {};
-    auto copy = QueuedCopies::instance().peek(*event.read<const void*>());
-    return {std::move(copy.value), std::move(copy.sink)};
+    auto [value, sink] = QueuedCopies::instance().peek(*event.read<const void*>());
+    return {std::move(value), std::move(sink)};
 }
 
 KrSim::KrSimEvent carryValue(const QueuedConnectionFunctor::Waiting& waiting) {
     // It does not change: there is no store that would use the copy again.
-    auto value = std::const_pointer_cast<FieldBase>(waiting.value);
-    return carrierOf(QueuedCopies::makeNode({std::move(value), waiting.sink}));
+    auto copy = QueuedCopies::instance().make(waiting.sink, nullptr);
+    copy->value = std::const_pointer_cast<FieldBase>(waiting.value);
+    return carrierOf(std::move(copy));
 }
 
 void dropValue(const KrSim::KrSimEvent& event) {

@@ -1,6 +1,8 @@
 #include "kr/core/connections/internal/queued_copies.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "kr/core/connections/internal/value_copies.h"
 #include "kr/data/field_base.h"
@@ -9,7 +11,22 @@ namespace Kr::detail {
 
 using KrData::FieldBase;
 
-// --- Copies under way ----------------------------------------------------------------------------------------------
+namespace {
+
+/// In the place of the list of a store that is closed. Its members are not used.
+QueuedCopy& closedMark() noexcept {
+    static auto& mark = *new QueuedCopy;
+    return mark;
+}
+
+void destroyList(QueuedCopy* first) noexcept {
+    while (first != nullptr)
+        OwnedCopy(std::exchange(first, first->next)).reset();
+}
+
+}  // namespace
+
+// --- All copies ----------------------------------------------------------------------------------------------------
 
 QueuedCopies& QueuedCopies::instance() {
     static auto& copies = *new QueuedCopies;
@@ -19,92 +36,99 @@ QueuedCopies& QueuedCopies::instance() {
     return copies;
 }
 
-QueuedCopies::Node QueuedCopies::makeNode(QueuedCopy copy) {
-    auto made = std::make_unique<QueuedCopy>(std::move(copy));
-    Map map;
-    const void* key = made.get();
-    return map.extract(map.emplace(key, std::move(made)).first);
+OwnedCopy QueuedCopies::make(KrData::FieldReference sink, std::shared_ptr<CopyStore> store) {
+    OwnedCopy made(new QueuedCopy);
+    made->sink = std::move(sink);
+    made->store = std::move(store);
+    const std::lock_guard lock(_mutex);
+    _all.insert(made.get());
+    return made;
 }
 
-const void* QueuedCopies::add(Node node) {
-    const void* key = node.key();
-    const std::lock_guard lock(_mutex);
-    _underWay.insert(std::move(node));
-    return key;
+void DestroyCopy::operator()(QueuedCopy* copy) const noexcept {
+    QueuedCopies::instance().forget(*copy);
+    delete copy;
 }
 
-QueuedCopies::Node QueuedCopies::take(const void* payload) {
+void QueuedCopies::forget(const QueuedCopy& copy) noexcept {
     const std::lock_guard lock(_mutex);
-    return _underWay.extract(payload);
+    _all.erase(&copy);
 }
 
-QueuedCopy QueuedCopies::peek(const void* payload) {
+const void* QueuedCopies::send(OwnedCopy copy) noexcept {
+    copy->isUnderWay.store(true, std::memory_order_release);
+    return copy.release();
+}
+
+OwnedCopy QueuedCopies::take(const void* payload) noexcept {
     const std::lock_guard lock(_mutex);
-    const auto found = _underWay.find(payload);
-    if (found == _underWay.end()) return {};
-    found->second->isShared = true;
-    return *found->second;
+    if (_all.find(payload) == _all.end()) return {};
+    auto* copy = static_cast<QueuedCopy*>(const_cast<void*>(payload));
+    return OwnedCopy(copy->isUnderWay.exchange(false, std::memory_order_acq_rel) ? copy : nullptr);
+}
+
+QueuedCopies::Peeked QueuedCopies::peek(const void* payload) {
+    const std::lock_guard lock(_mutex);
+    if (_all.find(payload) == _all.end()) return {};
+    auto* copy = static_cast<QueuedCopy*>(const_cast<void*>(payload));
+    if (!copy->isUnderWay.load(std::memory_order_acquire)) return {};
+    copy->isShared = true;
+    return {copy->value, copy->sink};
 }
 
 std::size_t QueuedCopies::count() {
     const std::lock_guard lock(_mutex);
-    return _underWay.size();
+    return static_cast<std::size_t>(std::count_if(_all.begin(), _all.end(), [](const void* each) {
+        return static_cast<const QueuedCopy*>(each)->isUnderWay.load(std::memory_order_relaxed);
+    }));
 }
 
 void QueuedCopies::_free() {
-    Map underWay;  // destroyed without the lock
+    std::vector<OwnedCopy> underWay;  // destroyed without the lock
     const std::lock_guard lock(_mutex);
-    underWay.swap(_underWay);
+    for (const auto* each : _all) {
+        auto* copy = static_cast<QueuedCopy*>(const_cast<void*>(each));
+        if (copy->isUnderWay.exchange(false, std::memory_order_acq_rel)) underWay.emplace_back(copy);
+    }
 }
 
 // --- Copies used again ---------------------------------------------------------------------------------------------
 
-QueuedCopies::Node CopyStore::makeCopy(const FieldBase& source, const KrData::FieldReference& sink) {
+OwnedCopy CopyStore::makeCopy(const FieldBase& source) {
     const auto* value = valueOf(source);
     if (value == nullptr) return {};
-    auto node = _takeSpare();
-    auto& copy = *node.mapped();
-    const bool mayChange = copy.value != nullptr && !copy.isShared;
-    if (!mayChange || !updateCopy(*copy.value, *value)) {
-        copy.value = makeCopyOf(*value);
-        copy.isShared = false;
+    auto copy = _takeSpare();
+    if (!copy) copy = QueuedCopies::instance().make(_sink, shared_from_this());
+    const bool mayChange = copy->value != nullptr && !copy->isShared;
+    if (!mayChange || !updateCopy(*copy->value, *value)) {
+        copy->value = makeCopyOf(*value);
+        copy->isShared = false;
     }
-    if (copy.value == nullptr) return {};
-    copy.sink = sink;
-    copy.store = shared_from_this();
-    return node;
+    if (copy->value == nullptr) copy.reset();
+    return copy;
 }
 
-QueuedCopies::Node CopyStore::_takeSpare() {
-    {
-        const std::lock_guard lock(_mutex);
-        if (!_spares.empty()) {
-            auto spare = std::move(_spares.back());
-            _spares.pop_back();
-            return spare;
-        }
-        if (++_nodeCount > _spares.capacity()) _spares.reserve(2 * _nodeCount);
-    }
-    return QueuedCopies::makeNode({});
+OwnedCopy CopyStore::_takeSpare() noexcept {
+    if (_spares == nullptr) _spares = _returned.exchange(nullptr, std::memory_order_acquire);
+    auto* spare = _spares;
+    if (spare != nullptr) _spares = spare->next;
+    return OwnedCopy(spare);
 }
 
-void CopyStore::finish(QueuedCopies::Node node) noexcept {
-    if (!node) return;
-    const auto store = std::move(node.mapped()->store);
-    node.mapped()->sink = {};
-    if (store != nullptr) store->_giveBack(std::move(node));
-}
-
-void CopyStore::_giveBack(QueuedCopies::Node node) noexcept {
-    const std::lock_guard lock(_mutex);
-    if (!_isClosed && _spares.size() < _spares.capacity()) _spares.push_back(std::move(node));
+void CopyStore::finish(OwnedCopy copy) noexcept {
+    if (!copy || copy->store == nullptr) return;
+    auto& returned = copy->store->_returned;
+    auto* first = returned.load(std::memory_order_relaxed);
+    do {
+        if (first == &closedMark()) return;
+        copy->next = first;
+    } while (!returned.compare_exchange_weak(first, copy.get(), std::memory_order_release, std::memory_order_relaxed));
+    static_cast<void>(copy.release());
 }
 
 void CopyStore::close() noexcept {
-    std::vector<QueuedCopies::Node> spares;  // destroyed without the lock
-    const std::lock_guard lock(_mutex);
-    _isClosed = true;
-    spares.swap(_spares);
+    destroyList(std::exchange(_spares, nullptr));
+    destroyList(_returned.exchange(&closedMark(), std::memory_order_acquire));
 }
 
 }  // namespace Kr::detail
