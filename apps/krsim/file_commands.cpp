@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <istream>
 #include <sstream>
 #include <string>
@@ -29,6 +30,8 @@
 #include "kr/persistence/setups/application_check.h"
 #include "kr/persistence/setups/setup_section.h"
 #include "kr/platform/log.h"
+#include "kr/platform/text.h"
+#include "kr/recording/recording_file.h"
 
 namespace krsim {
 namespace {
@@ -84,7 +87,30 @@ struct FileFacts {
     std::uint64_t bytes{0};
 };
 
+bool isRecordingFile(const std::string& filename) {
+    if (filename == kStandardStream) return false;
+    char bytes[8]{};
+    openInput(filename)->read(bytes, sizeof bytes);
+    return KrRecording::isRecording({bytes, sizeof bytes});
+}
+
+/// "recording of 3 channels, 180 messages from 0 s to 60 s"
+std::string describeRecording(const KrRecording::RecordingSummary& recording) {
+    const auto text = "recording of " + std::to_string(recording.channels.size()) + " channels, " +
+                      std::to_string(recording.messages) + " messages from " + Kr::toText(recording.firstSeconds) +
+                      " s to " + Kr::toText(recording.lastSeconds) + " s";
+    return recording.problem.empty() ? text : text + "; " + recording.problem + ", 'krsim recover' saves what is there";
+}
+
 FileFacts readFacts(const std::string& filename) {
+    if (isRecordingFile(filename)) {
+        const auto recording = KrRecording::readRecordingSummary(filename);
+        if (!recording) throw toFailure(recording);
+        return {.format = "MCAP",
+                .content = describeRecording(*recording),
+                .release = recording->producer,
+                .bytes = std::filesystem::file_size(filename)};
+    }
     const KrMagicTag tag = readTag(filename);
     if (tag.getFileFormat() == KrMagicTag::eFileFormat::kUnknownFormat) {
         static_cast<void>(loadFile(filename));  // says why it is none
@@ -215,7 +241,25 @@ void convertFile(const ConvertPlan& plan) {
     saveFile(*file, plan.output, flags, plan.isForced);
 }
 
+namespace {
+
+eExitCode recoverRecordingFile(const RecoverPlan& plan) {
+    std::error_code error;
+    if (plan.output == kStandardStream || std::filesystem::equivalent(plan.input, plan.output, error))
+        throw Failure(eExitCode::kUsage, "a recording is recovered into another file");
+    requireWritable(eOutputKind::kRecording, plan.output, plan.isForced);
+    const auto recovered = KrRecording::recoverRecording(plan.input, plan.output);
+    if (!recovered) throw toFailure(recovered);
+    if (recovered->problem.empty()) return eExitCode::kOk;
+    std::fprintf(stderr, "%s: %s; %s\n", plan.input.c_str(), recovered->problem.c_str(),
+                 (std::to_string(recovered->messages) + " messages were saved").c_str());
+    return eExitCode::kFailed;
+}
+
+}  // namespace
+
 eExitCode recoverFile(const RecoverPlan& plan) {
+    if (isRecordingFile(plan.input)) return recoverRecordingFile(plan);
     addPluginsQuietly(plan.pluginDirectories);
     const auto file = loadFile(plan.input, KrPersistence::KrFile::kRecover);
     auto texts = file->getDoubts();

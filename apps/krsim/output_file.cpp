@@ -13,6 +13,7 @@
 
 #include "apps/krsim/failure.h"
 #include "kr/persistence/files/magic_tag.h"
+#include "kr/recording/recording_file.h"
 
 namespace krsim {
 namespace {
@@ -21,6 +22,8 @@ const char* nameFor(eOutputKind kind) {
     switch (kind) {
         case eOutputKind::kTable:
             return "record";
+        case eOutputKind::kRecording:
+            return "recording";
         case eOutputKind::kHashes:
             return "hashes";
         case eOutputKind::kGraph:
@@ -63,6 +66,7 @@ Held inspect(const std::string& filename) {
     char bytes[8];
     stream.read(bytes, sizeof bytes);
     const std::string_view begin(bytes, static_cast<std::size_t>(stream.gcount()));
+    if (KrRecording::isRecording(begin)) return {eOutputKind::kRecording, "a recording"};
     if (begin.starts_with("Time,") || begin.starts_with("Time\r")) return {eOutputKind::kTable, "a recorded table"};
     if (begin.starts_with("Run,Seed")) return {eOutputKind::kTable, "a table of a sweep"};
     if (begin == "frame ha") return {eOutputKind::kHashes, "frame hashes"};

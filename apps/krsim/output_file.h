@@ -13,7 +13,7 @@ inline constexpr const char* kStandardStream = "-";
 inline constexpr const char* kUseStandardOutput = "; '-' writes to standard output";
 
 /// The kinds of output.
-enum class eOutputKind : std::uint8_t { kTable, kHashes, kGraph, kState, kObjects, kSetup };
+enum class eOutputKind : std::uint8_t { kTable, kRecording, kHashes, kGraph, kState, kObjects, kSetup };
 
 /// The rule of all writers. A table, a file of frame hashes, a graph or a state replaces a file of the same kind.
 /// Content and setups replace no file, and no output replaces a file of another kind, unless it is forced. Empty files

@@ -24,6 +24,7 @@ struct RecordPlan {
     /// As KrExperiments::findFields takes them; empty for the outputs of all content and modules.
     std::vector<std::string> patterns{};
     bool hasUnits{false};       ///< values in the shown units, which the line of the paths has
+    bool isOnChange{false};     ///< for recordings: values of an extension that do not change are left out
     double periodSeconds{0.0};  ///< of simulated time between two lines; 0 for every frame
 };
 

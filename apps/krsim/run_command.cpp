@@ -23,6 +23,7 @@
 #include "apps/krsim/recorder.h"
 #include "apps/krsim/run_conditions.h"
 #include "apps/krsim/run_events.h"
+#include "apps/krsim/run_recording.h"
 #include "apps/krsim/run_reporter.h"
 #include "apps/krsim/run_watch.h"
 #include "apps/krsim/simulation_files.h"
@@ -216,20 +217,26 @@ RunResult runLoop(KrSim::KrApplication& application, const RunPlan& plan, StopSi
 /// What writes a line for each frame, where it is asked for.
 struct Writers {
     explicit Writers(const RunPlan& plan) {
-        if (!plan.record.file.empty()) recorder.emplace(plan.record);
+        if (isRecordingName(plan.record.file)) {
+            recording.emplace(plan.record);
+        } else if (!plan.record.file.empty()) {
+            recorder.emplace(plan.record);
+        }
         if (!plan.hashFile.empty()) hashes.emplace(plan.hashFile, plan.isForced);
     }
 
     std::optional<Recorder> recorder;
+    std::optional<RunRecording> recording;
     std::optional<HashWriter> hashes;
 };
 
-/// Ends the hashing before the application, also after an exception.
-struct HashEnd {
-    explicit HashEnd(Writers& each) : writers(each) {}
-    HashEnd(const HashEnd&) = delete;
-    HashEnd& operator=(const HashEnd&) = delete;
-    ~HashEnd() {
+/// Ends recording and hashing before the application, also after an exception.
+struct WritingEnd {
+    explicit WritingEnd(Writers& each) : writers(each) {}
+    WritingEnd(const WritingEnd&) = delete;
+    WritingEnd& operator=(const WritingEnd&) = delete;
+    ~WritingEnd() {
+        if (writers.recording) writers.recording->stop();
         if (writers.hashes) writers.hashes->stop();
     }
 
@@ -243,6 +250,7 @@ void save(const KrSim::KrApplication& application, const RunPlan& plan, Writers&
     if (!plan.stateToSave.empty()) saveState(application, plan.stateToSave, plan.isForced);
     if (writers.hashes) writers.hashes->finish();
     if (writers.recorder) writers.recorder->finish();
+    if (writers.recording) writers.recording->finish();
 }
 
 bool isTextWanted(const RunPlan& plan) {
@@ -266,11 +274,13 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
         output.print(describe(plan, *application) + describeAssigned(assigned) + describeOverrides(*application));
     std::optional<Listening> reporting;
     if (!isQuiet) reporting.emplace(*application, reporter);
+    const WritingEnd writingEnd(writers);
     std::optional<Listening> recording;
     if (writers.recorder) {
         writers.recorder->start(*application, units);
         recording.emplace(*application, *writers.recorder);
     }
+    if (writers.recording) writers.recording->start(*application, plan, !isPaced(*application));
     std::optional<KrExperiments::RunStatistics> statistics;
     std::optional<Listening> measuring;
     if (plan.hasStatistics) {
@@ -279,7 +289,6 @@ Ended simulate(const RunPlan& plan, StopSignals& signals, RunWatch& watch, Statu
         if (!problem.empty()) throw Failure(eExitCode::kUsage, problem);
         measuring.emplace(*application, *statistics);
     }
-    const HashEnd hashEnd(writers);
     std::optional<Listening> hashing;
     if (writers.hashes) {
         writers.hashes->start(*application, plan);

@@ -116,17 +116,23 @@ void addStates(CLI::App& command, RunPlan& plan) {
                     "Write a hash of all values after each frame into this file, for 'krsim diff'; - for standard "
                     "output, on which nothing else is printed then")
         ->type_name("FILE");
-    auto* record = command
-                       .add_option("-r,--record", plan.record.file,
-                                   "Write values of fields into this table (CSV); - for standard output, on which "
-                                   "nothing else is printed then")
-                       ->type_name("FILE");
+    auto* record =
+        command
+            .add_option("-r,--record", plan.record.file,
+                        "Write values of fields into this table (CSV), or recording, whose name ends in .mcap; - "
+                        "for a table on standard output, on which "
+                        "nothing else is printed then")
+            ->type_name("FILE");
     command
         .add_option("--record-field", plan.record.patterns,
                     "Record fields of this path, \"Car/Vehicle.Outputs.Speed\", * and ? being any text and character; "
                     "may be repeated. Without it, all outputs are recorded.")
         ->type_name("PATTERN")
         ->allow_extra_args(false)
+        ->needs(record);
+    command
+        .add_flag("--record-on-change", plan.record.isOnChange,
+                  "Leave out of a recording what has not changed, for each extension")
         ->needs(record);
     command
         .add_option_function<std::string>(

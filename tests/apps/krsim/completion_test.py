@@ -12,7 +12,7 @@ KRSIM = sys.argv[1]
 COMPLETIONS = {  # what is typed, in words: what bash offers
     ("",): {"run", "sweep", "list", "completion", "--version"},
     ("sw",): {"sweep"},
-    ("run", "--rec"): {"--record", "--record-field", "--record-period", "--record-units"},
+    ("run", "--record-"): {"--record-field", "--record-on-change", "--record-period", "--record-units"},
     ("run", "--play-mode", ""): {"linear", "step"},
     ("run", "--play-mode", "=", "s"): {"step"},
     ("run", "--units", "="): {"si", "us"},
