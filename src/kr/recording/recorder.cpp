@@ -6,11 +6,14 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "kr/application/application.h"
+#include "kr/platform/log.h"
 #include "kr/platform/version.h"
 #include "kr/recording/internal/field_sampler.h"
 #include "kr/recording/internal/frame_queue.h"
@@ -130,7 +133,9 @@ struct Recorder::Parts {
     std::optional<RecordingResult> result{};
 
     void fail(const std::string& reason) {
-        if (problem.empty()) problem = "recording '" + filename + "' " + reason;
+        if (!problem.empty()) return;
+        problem = "recording '" + filename + "' " + reason;
+        Kr::logMessage(Kr::eLogLevel::kWarn, "Recorder: %s\n", problem.c_str());
     }
     void failToWrite(int error) { fail("cannot be written: " + std::string(std::strerror(error))); }
 
@@ -138,9 +143,16 @@ struct Recorder::Parts {
         auto* const file = std::fopen(filename.c_str(), "wbe");
         if (file == nullptr) return failToWrite(errno);
         sink.emplace(file, options);
+        try {
+            queue.emplace(*sink, chooseCapacity());
+        } catch (const std::system_error& error) {
+            fail(std::string("needs a thread: ") + error.what());
+        }
+    }
+    [[nodiscard]] std::size_t chooseCapacity() const {
         const auto& layout = *sampler.getLayout();
         const std::size_t frameBytes = layout.byteCount + layout.fieldCount + 1;
-        queue.emplace(*sink, std::clamp(kQueueBytes / frameBytes, kFewestFrames, kMostFrames));
+        return std::clamp(kQueueBytes / frameBytes, kFewestFrames, kMostFrames);
     }
 
     /// Half a step early is nearer than half a step late. Time that went back begins anew.
@@ -158,7 +170,11 @@ Recorder::Recorder(std::string filename, RecordingOptions options)
     : _parts(std::make_unique<Parts>(std::move(filename), std::move(options))) {}
 
 Recorder::~Recorder() {
-    finish();
+    try {
+        static_cast<void>(finish());
+    } catch (const std::exception&) {  // for want of memory
+        _parts->queue.reset();
+    }
 }
 
 void Recorder::_choose(const KrSim::KrApplication& application) {
@@ -247,6 +263,8 @@ RecordingResult Recorder::finish() {
     auto& result = parts.result.emplace();
     if (parts.queue) {
         parts.queue->stop();
+    }
+    if (parts.sink) {
         parts.sink->finish();
         if (parts.sink->getError() != 0) parts.failToWrite(parts.sink->getError());
         result.frames = parts.sink->getFrameCount();

@@ -1,5 +1,6 @@
 #include "kr/recording/internal/mcap_reader.h"
 
+#include <algorithm>
 #include <istream>
 #include <optional>
 #include <utility>
@@ -10,8 +11,6 @@
 namespace KrRecording::detail {
 namespace {
 
-/// Larger records are damaged lengths: our chunks have some MiB.
-constexpr std::uint64_t kLongestRecord = std::uint64_t{1} << 30U;
 constexpr std::size_t kOpeningBytes = 1 + 8;
 
 /// Takes values from the front of bytes. After the end was passed all are empty.
@@ -61,6 +60,8 @@ std::string McapReader::read(const std::function<void(const McapMessage&)>& onMe
     _onMessage = onMessage;
     std::string bytes(kMcapMagic.size(), '\0');
     std::uint64_t at = 0;
+    const auto size = static_cast<std::uint64_t>(std::max<std::streamoff>(_stream.seekg(0, std::ios::end).tellg(), 0));
+    _stream.seekg(0);
     const auto fail = [&](std::string_view reason) {
         return std::string(reason).append(", at byte ").append(std::to_string(at));
     };
@@ -72,7 +73,7 @@ std::string McapReader::read(const std::function<void(const McapMessage&)>& onMe
         if (!_stream.read(opening, kOpeningBytes)) return fail("its end is missing");
         const auto kind = static_cast<std::uint8_t>(opening[0]);
         const auto length = readLittleEndian<std::uint64_t>({opening + 1, sizeof(std::uint64_t)});
-        if (length > kLongestRecord) return fail(kDamaged);
+        if (length > size - at - kOpeningBytes) return fail("its end is missing");
         bytes.resize(length);
         if (!_stream.read(bytes.data(), static_cast<std::streamsize>(length))) return fail("its end is missing");
         if (auto reason = _readRecord(kind, bytes); !reason.empty()) return fail(reason);

@@ -20,7 +20,8 @@ struct McapMessage {
 };
 
 /// Reads a recording from its first record to its last, without its index.
-/// Thread: one at a time. Ownership: borrows the stream.
+/// Thread: one at a time. Ownership: borrows the stream, which can be
+/// positioned.
 class McapReader {
 public:
     explicit McapReader(std::istream& stream) : _stream(stream) {}
