@@ -118,6 +118,8 @@ private:
 }  // namespace
 
 struct Recorder::Parts {
+    Parts(std::string name, RecordingOptions chosen) : filename(std::move(name)), options(std::move(chosen)) {}
+
     std::string filename;
     RecordingOptions options;
     detail::FieldSampler sampler{};
@@ -197,7 +199,7 @@ void Recorder::start(KrSim::KrApplication& application) {
     parts.isStarting = true;
     _choose(application);
     parts.isStarting = false;
-    const auto context = application.getContext();
+    const auto& context = application.getContext();
     const double seconds = context.getSimulatedSeconds();
     static_cast<void>(parts.isDue(seconds, context.getStepSeconds()));
     _record(seconds);

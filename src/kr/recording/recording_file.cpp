@@ -83,7 +83,7 @@ Kr::FileResultOf<RecordingSummary> readRecordingSummary(const std::string& filen
 }
 
 Kr::FileResultOf<RecordingSummary> recoverRecording(const std::string& filename, const std::string& recovered) {
-    const auto whole = readRecordingSummary(filename);  // its metadata, and whether it is a recording at all
+    auto whole = readRecordingSummary(filename);  // its metadata, and whether it is a recording at all
     if (!whole) return whole;
     std::ifstream stream;
     if (auto failure = open(filename, stream); !failure) return failure;
