@@ -33,7 +33,7 @@ std::string formatHeader(const SweepCommandPlan& plan, const std::vector<SweepOu
     if (first == outcomes.end()) return line + "\r\n";
     for (const auto& each : first->result->fields) {
         auto unit = getUnit(each);
-        if (!unit.empty()) unit = " [" + unit + "]";
+        if (!unit.empty()) unit.insert(0, " [").append("]");
         for (const auto& [name, member] : kStatistics) {
             line += ',';
             Kr::CsvTable::appendCell(line, std::string(each.path).append(" ").append(name).append(unit));
