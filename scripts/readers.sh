@@ -9,9 +9,9 @@ for each in node npm; do
 done
 ./scripts/setup.sh
 cmake --preset release
-cmake --build build/release --target krsim DriveCycle
+cmake --build build/release --target krsim DriveCycle kr_krsim_Actors
 mkdir -p build/readers
 cp tests/apps/krsim/readers/{package.json,package-lock.json,.npmrc} build/readers/
 npm ci --prefix build/readers --ignore-scripts --no-audit --no-fund
 KR_READERS=$PWD/build/readers exec python3 tests/apps/krsim/recording_test.py build/release/apps/krsim/krsim \
-  build/release/examples/plugins examples/drive_cycle
+  build/release/examples/plugins examples/drive_cycle build/release/tests/apps/krsim/plugins

@@ -88,7 +88,7 @@ struct FileFacts {
 };
 
 bool isRecordingFile(const std::string& filename) {
-    if (filename == kStandardStream) return false;
+    if (!std::filesystem::is_regular_file(filename)) return false;  // a pipe is read once
     char bytes[8]{};
     openInput(filename)->read(bytes, sizeof bytes);
     return KrRecording::isRecording({bytes, sizeof bytes});
@@ -247,6 +247,9 @@ eExitCode recoverRecordingFile(const RecoverPlan& plan) {
     std::error_code error;
     if (plan.output == kStandardStream || std::filesystem::equivalent(plan.input, plan.output, error))
         throw Failure(eExitCode::kUsage, "a recording is recovered into another file");
+    if (plan.kind) throw Failure(eExitCode::kUsage, "--to is for files of the framework; a recording stays one");
+    if (std::filesystem::exists(plan.output, error) && !plan.isForced)
+        throw Failure(eExitCode::kUsage, "file '" + plan.output + "' exists; --force replaces it");
     requireWritable(eOutputKind::kRecording, plan.output, plan.isForced);
     const auto recovered = KrRecording::recoverRecording(plan.input, plan.output);
     if (!recovered) throw toFailure(recovered);

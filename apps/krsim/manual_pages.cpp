@@ -13,12 +13,12 @@
 namespace krsim {
 namespace {
 
-/// Text for roff: no dash is typeset as a hyphen, and no line is taken for a request.
+/// Text for roff: dashes, quotes and the like stay as they are, and no line is taken for a request.
 std::string escape(std::string_view text) {
     std::string escaped;
     bool isLineStart = true;
     for (const char each : text) {
-        if (isLineStart && (each == '.' || each == '\'')) escaped.append("\\&");
+        if (isLineStart && each == '.') escaped.append("\\&");
         isLineStart = each == '\n';
         switch (each) {
             case '\\':
@@ -26,6 +26,18 @@ std::string escape(std::string_view text) {
                 break;
             case '-':
                 escaped.append("\\-");
+                break;
+            case '~':
+                escaped.append("\\(ti");
+                break;
+            case '^':
+                escaped.append("\\(ha");
+                break;
+            case '\'':
+                escaped.append("\\(aq");
+                break;
+            case '`':
+                escaped.append("\\(ga");
                 break;
             default:
                 escaped += each;
@@ -78,7 +90,7 @@ std::string formatNotes(const std::string& notes) {
         if (line == "Example:" || line == "Examples:") {
             text.append(".SH EXAMPLES\n.nf\n");
             isExample = true;
-        } else if (line.empty()) {
+        } else if (line.find_first_not_of(' ') == std::string::npos) {
             if (!isExample) text.append(".PP\n");
         } else {
             const auto first = line.find_first_not_of(' ');

@@ -18,8 +18,9 @@ OptionFacts describe(const CLI::Option& option) {
         facts.names.push_back("--" + each);
     if (facts.names.empty()) facts.names.push_back(option.get_name());
     if (option.get_items_expected_max() > 0) facts.value = option.get_type_name();
-    for (const auto* each : option.get_excludes())
-        facts.excluded.push_back(each->get_name());
+    for (const auto* each : option.get_excludes()) {
+        if (!each->get_positional()) facts.excluded.push_back(each->get_name());
+    }
     return facts;
 }
 

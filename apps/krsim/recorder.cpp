@@ -52,6 +52,8 @@ std::string describeUnit(Kr::KrPhysicalDimension::eDimensionHint hint) {
 }  // namespace
 
 Recorder::Recorder(RecordPlan plan) : _plan(std::move(plan)) {
+    if (_plan.isOnChange)
+        throw Failure(eExitCode::kUsage, "--record-on-change is for recordings (.mcap); a table has all its lines");
     requireWritable(kKind, _plan.file, _plan.isForced);
 }
 

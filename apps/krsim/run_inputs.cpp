@@ -34,13 +34,16 @@ std::string describeFile(const std::string& filename) {
 std::vector<std::string> listContentFiles(const std::string& filename) {
     using KrPersistence::KrMagicTag;
     if (filename == kStandardStream) return {};
-    const auto level = Kr::LogGetLevel();
+    const struct Silence {
+        ~Silence() { Kr::LogSetLevel(level); }
+
+        const Kr::eLogLevel level{Kr::LogGetLevel()};
+    } silence;
     Kr::LogSetLevel(Kr::eLogLevel::kOff);
     std::vector<std::string> files;
     if (KrMagicTag::createFromFile(filename).getFileType() == KrPersistence::KrFile::eFileType::kUnknown) {
         if (auto setup = KrPersistence::loadSetupFile(filename)) files = std::move(setup->contentFiles);
     }
-    Kr::LogSetLevel(level);
     return files;
 }
 
@@ -55,7 +58,7 @@ std::vector<std::pair<std::string, std::string>> describeInputs(const RunPlan& p
     for (const auto& each : plan.files) {
         inputs.emplace_back("file", describeFile(each));
         for (const auto& content : listContentFiles(each))
-            inputs.emplace_back("content", describeFile(content, std::filesystem::path(content).filename().string()));
+            inputs.emplace_back("listed", describeFile(content, std::filesystem::path(content).filename().string()));
     }
     addAll("preset", plan.presets);
     addAll("content", plan.content);

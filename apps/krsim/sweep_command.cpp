@@ -364,7 +364,7 @@ eExitCode runSweep(const SweepCommandPlan& given) {
     SweepCommandPlan plan = given;
     plan.sweep.seed = plan.run.seed.value_or(0);
     const std::string table = plan.table.empty() && !plan.printsJson ? kStandardStream : plan.table;
-    requireWritable(eOutputKind::kTable, table, plan.isForced);
+    if (!table.empty()) requireWritable(eOutputKind::kTable, table, plan.isForced);
     std::string problem;
     const auto runs = KrExperiments::makeRuns(plan.sweep, problem);
     if (!problem.empty()) throw Failure(eExitCode::kUsage, problem);

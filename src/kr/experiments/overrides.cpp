@@ -200,10 +200,7 @@ bool Overrides::remove(std::size_t number) {
     const auto found =
         std::find_if(_entries.begin(), _entries.end(), [&](const auto& each) { return each->number == number; });
     if (found == _entries.end()) return false;
-    if (_isBusy) {
-        _later([number](Overrides& self) { static_cast<void>(self.remove(number)); });
-        return true;
-    }
+    if (_isBusy) return _later([number](Overrides& self) { static_cast<void>(self.remove(number)); });
     const Busy busy(_isBusy);
     for (auto* each : (*found)->fields)
         each->remove(number);
@@ -213,17 +210,24 @@ bool Overrides::remove(std::size_t number) {
 }
 
 void Overrides::clear() {
-    if (_isBusy) return _later([](Overrides& self) { self.clear(); });
+    if (_isBusy) {
+        static_cast<void>(
+            _later([](Overrides& self) { self.clear(); }));  // else the application ends, and they with it
+        return;
+    }
     const Busy busy(_isBusy);
-    _fields.clear();
+    // Observers that ask what is in effect see none. The fields, which read the entries, go first.
+    const auto entries = std::move(_entries);
     _entries.clear();
+    const auto fields = std::move(_fields);
+    _fields.clear();
 }
 
-void Overrides::_later(std::function<void(Overrides&)> work) {
+bool Overrides::_later(std::function<void(Overrides&)> work) {
     const Kr::KrSmartPtr<KrSim::KrSimulatorModule> proxy(_getModuleProxy());
-    static_cast<void>(getApplicationContext().executeLater([proxy, work = std::move(work)] {
+    return getApplicationContext().executeLater([proxy, work = std::move(work)] {
         if (auto* self = proxy->getImplementationAs<Overrides>()) work(*self);
-    }));
+    });
 }
 
 void Overrides::_dropIdle() {

@@ -99,8 +99,8 @@ private:
 
     [[nodiscard]] detail::OverriddenField& _fieldOf(KrData::FieldBase& field, const std::string& path);
     void _dropIdle();
-    /// After the pass that puts overrides into effect.
-    void _later(std::function<void(Overrides&)> work);
+    /// After the pass that puts overrides into effect. False when the application takes no work any more.
+    bool _later(std::function<void(Overrides&)> work);
 
     std::vector<std::unique_ptr<Entry>> _entries;
     std::vector<std::unique_ptr<detail::OverriddenField>> _fields;

@@ -45,7 +45,12 @@ std::uint64_t getWallNanoseconds() {
 }
 
 McapChannel describe(const RecordedChannel& channel) {
-    McapChannel described{channel.topic, channel.schemaName, makeSchema(channel), {}};
+    McapChannel described;
+    described.topic = channel.topic;
+    auto schema = std::make_shared<detail::McapSchema>();
+    schema->name = channel.schemaName;
+    schema->data = makeSchema(channel);
+    described.schema = std::move(schema);
     for (const auto& each : channel.fields) {
         described.metadata.emplace_back("field:" + each.name, each.path);
         if (!each.unit.empty()) described.metadata.emplace_back("unit:" + each.name, each.unit);
@@ -54,11 +59,22 @@ McapChannel describe(const RecordedChannel& channel) {
     return described;
 }
 
+/// Readers keep one text for each key: a key that comes again gets a number, "set", "set 2".
+detail::McapTexts withOwnKeys(const detail::McapTexts& texts) {
+    detail::McapTexts numbered;
+    std::map<std::string, int> counts;
+    for (const auto& [key, value] : texts) {
+        const int count = ++counts[key];
+        numbered.emplace_back(count == 1 ? key : key + " " + std::to_string(count), value);
+    }
+    return numbered;
+}
+
 /// Writes frames as messages of their channels.
 class McapSink final : public detail::IFrameSink {
 public:
     McapSink(std::FILE* file, const RecordingOptions& options)
-        : _writer(file, std::string("KrFoundation ") + Kr::getLibraryVersion(), options.metadata),
+        : _writer(file, std::string("KrFoundation ") + Kr::getLibraryVersion(), withOwnKeys(options.metadata)),
           _isOnChange(options.isOnChange) {}
 
     bool write(const RecordedFrame& frame) override {
@@ -73,8 +89,9 @@ public:
             own.last = _message;
             own.hasLast = true;
         }
+        if (_writer.getError() != 0) return false;
         ++_frameCount;
-        return _writer.getError() == 0;
+        return true;
     }
 
     bool flush() override {
@@ -100,7 +117,7 @@ private:
         _channels.clear();
         for (const auto& each : _layout->channels) {
             const auto described = describe(each);
-            const auto [found, isNew] = _known.try_emplace({described.topic, described.schema});
+            const auto [found, isNew] = _known.try_emplace({described.topic, described.schema->data});
             if (isNew) found->second.number = _writer.addChannel(described);
             _channels.push_back(&found->second);
         }
@@ -139,6 +156,8 @@ struct Recorder::Parts {
         problem = "recording '" + filename + "' " + reason;
         Kr::logMessage(Kr::eLogLevel::kWarn, "Recorder: %s\n", problem.c_str());
     }
+    /// Of a queue that has failed.
+    [[nodiscard]] int getError() const { return sink->getError() != 0 ? sink->getError() : ENOMEM; }
     void failToWrite(int error) { fail("cannot be written: " + std::string(std::strerror(error))); }
 
     void open() {
@@ -183,7 +202,7 @@ void Recorder::_choose(const KrSim::KrApplication& application) {
     auto& parts = *_parts;
     parts.isChanged = false;
     const bool isFirst = parts.sampler.getLayout() == nullptr;
-    const auto reason = parts.sampler.choose(application, parts.options.patterns);
+    const auto reason = parts.sampler.choose(application, parts.options.patterns, isFirst);
     if (reason.empty() && isFirst) parts.open();
     if (reason.empty() || !isFirst) return;
     if (parts.isStarting) {
@@ -239,7 +258,7 @@ void Recorder::_record(double seconds) {
     if (frame == nullptr) {
         if (parts.queue->hasFailed()) {
             parts.queue->stop();
-            parts.failToWrite(parts.sink->getError() != 0 ? parts.sink->getError() : ENOMEM);
+            parts.failToWrite(parts.getError());
             return;
         }
         ++parts.dropped;
@@ -262,18 +281,20 @@ const std::string& Recorder::getProblem() const {
 RecordingResult Recorder::finish() {
     auto& parts = *_parts;
     if (parts.result) return *parts.result;
-    auto& result = parts.result.emplace();
+    RecordingResult result;
     if (parts.queue) {
         parts.queue->stop();
+        if (parts.queue->hasFailed()) parts.failToWrite(parts.getError());
     }
     if (parts.sink) {
-        parts.sink->finish();
+        if (parts.problem.empty()) parts.sink->finish();
         if (parts.sink->getError() != 0) parts.failToWrite(parts.sink->getError());
         result.frames = parts.sink->getFrameCount();
         result.bytes = parts.sink->getSize();
     }
     result.dropped = parts.dropped;
     result.problem = parts.problem;
+    parts.result = result;
     return result;
 }
 

@@ -27,7 +27,7 @@ struct RecordingOptions {
 
 /// What was recorded.
 struct RecordingResult {
-    std::uint64_t frames{0};   ///< in the recording
+    std::uint64_t frames{0};   ///< handed to the file; some of the last ones are lost where there is a problem
     std::uint64_t dropped{0};  ///< since the queue was full
     std::uint64_t bytes{0};    ///< of the file
     std::string problem{};     ///< why the recording ended early, with the file; empty when all is there
@@ -46,14 +46,14 @@ struct RecordingResult {
 /// channel has the path of each field, "field:Wheel_Speed" = "Outputs.Wheel.Speed", and its unit, "unit:Wheel_Speed" =
 /// "m/s". The time of a message is simulated time at the end of its frame, its time of publication the wall clock.
 ///
-/// The fields are chosen when the first frame ends, and again after content or modules were added or removed. Fields
-/// that exist no more are left out of messages. A thread of its own writes the file; what was handed to it is safe from
-/// a kill of the process after half a second. When the file cannot be written, the recording ends, and the run goes on.
-/// Thread: application. A frame allocates nothing, but for texts that grow. Ownership: register it with the
-/// application, which borrows it.
+/// The fields are chosen by start(), or when the first frame ends, and again after content or modules were added or
+/// removed. Fields that exist no more are left out of messages. A thread of its own writes the file; what it took is
+/// safe from a kill of the process after half a second. When the file cannot be written, the recording ends, and the
+/// run goes on. Thread: application. A frame allocates nothing, but for texts that grow. Ownership: register it with
+/// the application, which borrows it.
 class KR_API Recorder final : public KrSim::IApplicationListener {
 public:
-    /// Replaces a file of this name when the first frame has ended.
+    /// Replaces a file of this name when the fields are chosen.
     explicit Recorder(std::string filename, RecordingOptions options = {});
     ~Recorder() override;  ///< finish()
 

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <new>
+#include <stdexcept>
 
 #include "kr/recording/internal/mcap_reader.h"
 #include "kr/recording/internal/mcap_writer.h"
@@ -72,7 +74,7 @@ bool isRecording(std::string_view firstBytes) noexcept {
     return firstBytes.starts_with(detail::kMcapMagic);
 }
 
-Kr::FileResultOf<RecordingSummary> readRecordingSummary(const std::string& filename) {
+Kr::FileResultOf<RecordingSummary> readRecordingSummary(const std::string& filename) try {
     std::ifstream stream;
     if (auto failure = open(filename, stream); !failure) return failure;
     McapReader reader(stream);
@@ -80,9 +82,13 @@ Kr::FileResultOf<RecordingSummary> readRecordingSummary(const std::string& filen
     if (reader.getLibrary().empty() && summary.messages == 0)
         return failToRead(filename, FileResult::eFailure::kRefused, summary.problem);
     return summary;
+} catch (const std::bad_alloc&) {
+    return FileResult::noMemory();
+} catch (const std::length_error&) {
+    return FileResult::noMemory();
 }
 
-Kr::FileResultOf<RecordingSummary> recoverRecording(const std::string& filename, const std::string& recovered) {
+Kr::FileResultOf<RecordingSummary> recoverRecording(const std::string& filename, const std::string& recovered) try {
     auto whole = readRecordingSummary(filename);  // its metadata, and whether it is a recording at all
     if (!whole) return whole;
     std::ifstream stream;
@@ -104,6 +110,10 @@ Kr::FileResultOf<RecordingSummary> recoverRecording(const std::string& filename,
     writer.finish();
     if (writer.getError() != 0) return failToWrite(writer.getError());
     return summary;
+} catch (const std::bad_alloc&) {
+    return FileResult::noMemory();
+} catch (const std::length_error&) {
+    return FileResult::noMemory();
 }
 
 }  // namespace KrRecording

@@ -25,16 +25,17 @@ struct RecordingSummary {
     std::uint64_t messages{0};
     double firstSeconds{0.0};  ///< simulated time
     double lastSeconds{0.0};
-    std::string problem{};  ///< why the rest of it cannot be read, with the byte; empty for a complete recording
+    std::string problem{};  ///< what of it cannot be read, with the byte; empty for a complete recording
 };
 
 /// Whether these first bytes of a file, 8 or more, are those of a recording.
 [[nodiscard]] KR_API bool isRecording(std::string_view firstBytes) noexcept;
 
-/// Reads the whole recording. One that is cut or damaged is read up to there.
+/// Reads the whole recording. One that is cut is read up to there, and damaged chunks are passed over.
 [[nodiscard]] KR_API Kr::FileResultOf<RecordingSummary> readRecordingSummary(const std::string& filename);
 
 /// Writes what can be read of a recording into another file, with a new index. Both are different files.
+/// Attachments, which our recordings do not have, are left out.
 /// \return what was written, with the problem of the first file.
 [[nodiscard]] KR_API Kr::FileResultOf<RecordingSummary> recoverRecording(const std::string& filename,
                                                                          const std::string& recovered);

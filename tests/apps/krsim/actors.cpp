@@ -6,16 +6,19 @@
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
+#include <string>
 
 #include "kr/application/application.h"
 #include "kr/application/modules/i_simulator_module.h"
 #include "kr/application/modules/module_of.h"
+#include "kr/core/color.h"
 #include "kr/events/event_dispatcher.h"
 #include "kr/events/sim_event.h"
 #include "kr/events/sim_event_listener.h"
 #include "kr/extension/factory/plugin.h"
 #include "kr/extension/i_extension.h"
 #include "kr/extension/typed_field.h"
+#include "kr/math/vector3.h"
 #include "kr/platform/log.h"
 
 namespace {
@@ -65,6 +68,21 @@ public:
     KrSim::Output<double> width{this, "Width", {.value = 2.5, .dimension = Kr::kLength}};
     KrSim::Output<float> weight{this, "Weight", {.value = 3.5F, .dimension = Kr::kMass}};
     KrSim::Output<bool> open{this, "Open", {.value = true}};
+};
+
+/// A field of each kind of value.
+class [[maybe_unused]] Palette final : public KrSim::IExtension {
+public:
+    explicit Palette(KrSim::KrExtension* proxy) : IExtension(proxy, 1) {}
+
+    KrSim::Output<Kr::KrColor> color{this, "Color", {.value = Kr::KrColor(0.25F, 0.5F, 0.75F, 1.0F)}};
+    KrSim::Output<KrMath::Vector3T<double>> place{this, "Place", {.value = {1.0, -2.0, 0.125}}};
+    KrSim::Output<int> below{this, "Below Zero", {.value = -70'000}};
+    KrSim::Output<unsigned int> above{this, "Above", {.value = 4'000'000'000U}};
+    KrSim::Output<short> little{this, "Little", {.value = short{-3}}};
+    KrSim::Output<float> half{this, "Half", {.value = 0.5F}};
+    KrSim::Output<bool> isOn{this, "On", {.value = true}};
+    KrSim::Output<std::string> note{this, "Note", {.value = "gr\xC3\xBCn"}};
 };
 
 template <void (*Act)(KrSim::ISimulatorModule&)>
@@ -165,6 +183,7 @@ KR_PLUGIN("FaultyActors", "1.0",
           KR_EXTENSION(Spoiler, "Actor", "Spoiler", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f7"))
 #else
 KR_PLUGIN("Actors", "1.0", KR_EXTENSION(Stage, "Actor", "Stage", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f0"),
+          KR_EXTENSION(Palette, "Actor", "Palette", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5fe"),
           KR_EXTENSION(Actor<&endSimulation>, "Actor", "Ender", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f1"),
           KR_EXTENSION(Actor<&chat>, "Actor", "Chatter", "87a4d38c-dd64-4d7c-8c7c-6b0a4df5a5f4"))
 #endif

@@ -29,6 +29,7 @@ class Bytes:
         inner, found = Bytes(self.block()), {}
         while inner.at < len(inner.data):
             key = inner.text()
+            assert key not in found, key
             found[key] = inner.text()
         return found
 
@@ -78,7 +79,7 @@ class Type:
     """A DescriptorProto."""
     def __init__(self, data):
         self.name = all_of(data, 1)[0].decode()
-        self.nested = {each.name: each for each in map(Type, all_of(data, 3))}
+        self.parts = {}  # types beside it
         self.fields = {}
         for each in all_of(data, 2):
             field = dict(protobuf(each))
@@ -89,7 +90,7 @@ class Type:
         for number, value in protobuf(data):
             name, kind, nested = self.fields[number]
             values[name] = {1: lambda v: struct.unpack("<d", v)[0], 2: lambda v: struct.unpack("<f", v)[0], 8: bool,
-                            9: bytes.decode, 11: lambda v: self.nested[nested].decode(v), 13: int,
+                            9: bytes.decode, 11: lambda v: self.parts[nested].decode(v), 13: int,
                             17: lambda v: (v >> 1) ^ -(v & 1)}[kind](value)
         return values
 
@@ -120,7 +121,9 @@ class McapFile:
             number, name = each.take("H"), each.text()
             assert each.text() == "protobuf"
             file = all_of(all_of(each.block(), 1)[0], 4)
-            self.schemas[number] = name, Type(file[0])
+            types = list(map(Type, file))
+            types[0].parts = {each.name: each for each in types[1:]}
+            self.schemas[number] = name, types[0]
         elif kind == CHANNEL:
             number, schema, topic = each.take("H"), each.take("H"), each.text()
             assert each.text() == "protobuf"

@@ -1,4 +1,4 @@
-"""krsim run --record FILE.mcap: recording_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER
+"""krsim run --record FILE.mcap: recording_test.py KRSIM PLUGINS_FOLDER DRIVE_CYCLE_FOLDER ACTORS_FOLDER
 
 With KR_READERS, a folder in which @mcap/core and protobufjs are installed, these read the recording as well
 (scripts/readers.sh)."""
@@ -15,8 +15,10 @@ import unittest
 
 from mcap_file import McapFile
 
-KRSIM, PLUGINS, EXAMPLE = sys.argv[1:4]
+KRSIM, PLUGINS, EXAMPLE, ACTORS = sys.argv[1:5]
 SETUP = [str(pathlib.Path(EXAMPLE) / "setup.xml"), "--plugins", PLUGINS, "--no-log-file", "--quiet"]
+PALETTE = {"Color": {"R": 0.25, "G": 0.5, "B": 0.75, "A": 1.0}, "Place": {"X": 1.0, "Y": -2.0, "Z": 0.125}, "Below_Zero": -70000,
+           "Above": 4000000000, "Little": -3, "Half": 0.5, "On": True, "Note": "grün"}
 READER = pathlib.Path(__file__).with_name("readers") / "read_mcap.mjs"
 
 
@@ -60,10 +62,21 @@ class Recording(unittest.TestCase):
         self.check(recording.values(), {topic: facts for topic, _, facts in recording.channels.values()})
         self.assertEqual(len(recording.channels), 4)
 
+    def record_palette(self):
+        self.krsim("run", "--plugins", ACTORS, "--content", "Palette", "--module", "Chatter", "--free", "--frames", "2", "--quiet",
+                   "--record", self.file)
+
+    def test_each_kind_of_value_keeps_its_type(self):
+        self.record_palette()
+        self.assertEqual([values for _, topic, values in McapFile(self.file).values() if topic == "Palette.Outputs"], [PALETTE] * 3)
+
     def test_it_tells_what_it_depends_on(self):
-        self.record("--set", "Vehicle.Mass=1.9 t", "--seed", "7")
+        self.record("--set", "Vehicle.Mass=1.9 t", "--set", "Driver.Gain=0.5", "--seed", "7")
         recording = McapFile(self.file)
-        self.assertEqual((recording.metadata["set"], recording.metadata["seed"]), ("Vehicle.Mass=1.9 t", "7"))
+        self.assertEqual([recording.metadata[key] for key in ("set", "set 2", "seed")],
+                         ["Vehicle.Mass=1.9 t", "Driver.Gain=0.5", "7"])
+        self.assertIn("setup.xml", recording.metadata["file"])
+        self.assertRegex(recording.metadata["listed"], "^[0-9a-f]{8} car.xml$")
         facts = {topic: facts for topic, _, facts in recording.channels.values()}["Electric Car/Vehicle.Outputs"]
         self.assertEqual((facts["field:Speed"], facts["unit:Speed"]), ("Outputs.Speed", "m/s"))
 
@@ -95,15 +108,19 @@ class Recording(unittest.TestCase):
         self.assertGreater(len(McapFile(whole).messages), 0)
         self.assertIn("another file", self.krsim("recover", whole, whole, code=2))
 
+    def read(self, form):
+        done = subprocess.run(["node", str(READER), form, str(self.file)], capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return json.loads(done.stdout)
+
     @unittest.skipUnless("KR_READERS" in os.environ, "scripts/readers.sh runs it")
     def test_independent_readers_read_the_same(self):
+        self.record_palette()
+        self.assertEqual([each["values"] for each in self.read("stream")["messages"]], [PALETTE] * 3)
         self.record()
         for form in ("indexed", "stream"):
             with self.subTest(form):
-                done = subprocess.run(["node", str(READER), form, str(self.file)], capture_output=True, text=True, check=False,
-                                      env={**os.environ, "NODE_PATH": os.environ["KR_READERS"]})
-                self.assertEqual(done.returncode, 0, done.stderr)
-                read = json.loads(done.stdout)
+                read = self.read(form)
                 self.check(((each["seconds"], each["topic"], each["values"]) for each in read["messages"]), read["channels"])
 
 

@@ -58,6 +58,7 @@ Form formOf(Types::DataTypeEnum dataType) {
         } else if constexpr (KrData::kHasComponents<T>) {
             return {numberOf<typename KrData::ValueTraits<T>::Component>(), sizeof(T), &copyValue<T>, true};
         } else if constexpr (std::is_arithmetic_v<T>) {
+            static_assert(numberOf<T>() != eNumber::kText);
             return {numberOf<T>(), sizeof(T), &copyValue<T>, true};
         } else {
             return {.isRecorded = true};
@@ -114,19 +115,21 @@ std::string typeNameOf(const KrSim::KrExtension* extension) {
 
 }  // namespace
 
-std::string FieldSampler::choose(const KrSim::KrApplication& application, const std::vector<std::string>& patterns) {
+std::string FieldSampler::choose(const KrSim::KrApplication& application, const std::vector<std::string>& patterns,
+                                 bool isStrict) {
     std::set<const FieldBase*> meant;
     for (const auto& each : patterns) {
         const auto found = KrExperiments::findFields(application, each);
-        if (!found.problem.empty()) return found.problem;
+        if (!found.problem.empty() && isStrict) return found.problem;
         for (const auto& field : found.fields)
             meant.insert(field.field);
     }
     auto layout = std::make_shared<FrameLayout>();
     std::vector<Double> doubles;
     std::vector<Other> others;
-    std::map<std::string, std::size_t> channels;          // by topic
-    std::set<std::pair<std::size_t, std::string>> names;  // of the fields in a channel
+    std::map<std::string, int> topics;
+    std::map<std::pair<const KrSim::KrExtension*, std::string>, std::size_t> channels;  // by extension and role
+    std::set<std::pair<std::size_t, std::string>> names;                                // of the fields in a channel
     for (const auto& [field, path] : KrExperiments::findFields(application, "*").fields) {
         const bool isMeant = patterns.empty() ? field->getFieldType() == Types::kOutput : meant.contains(field);
         const auto form = formOf(field->getDataType());
@@ -135,10 +138,13 @@ std::string FieldSampler::choose(const KrSim::KrApplication& application, const 
         const auto [role, rest] = splitRole(own);
         const std::string extension = path.size() > own.size() ? path.substr(0, path.size() - own.size() - 1) : "";
         const std::string topic = role.empty() ? extension : extension + "." + std::string(role);
-        const auto [place, isNew] = channels.try_emplace(topic, layout->channels.size());
+        const auto* owner = field->getOwnerExtension();
+        const auto [place, isNew] = channels.try_emplace({owner, std::string(role)}, layout->channels.size());
         if (isNew) {
-            const auto type = toIdentifier(typeNameOf(field->getOwnerExtension()) + " " + std::string(role));
-            layout->channels.push_back({.topic = topic, .schemaName = "kr." + type});
+            const int count = ++topics[topic];  // extensions may have equal paths
+            layout->channels.push_back(
+                {.topic = count == 1 ? topic : topic + " (" + std::to_string(count) + ")",
+                 .schemaName = "kr." + toIdentifier(typeNameOf(owner) + " " + std::string(role))});
         }
         auto& channel = layout->channels[place->second];
         RecordedField recorded{.path = own,

@@ -19,8 +19,10 @@ class FieldSampler {
 public:
     /// Chooses the fields that the application has now.
     /// \param patterns  as KrExperiments::findFields takes them; empty for all outputs.
+    /// \param isStrict  each pattern must mean a field; else one of them
     /// \return why a pattern means no field, as the end of a message; else empty. Then there is a layout.
-    std::string choose(const KrSim::KrApplication& application, const std::vector<std::string>& patterns);
+    std::string choose(const KrSim::KrApplication& application, const std::vector<std::string>& patterns,
+                       bool isStrict);
 
     [[nodiscard]] const std::shared_ptr<const FrameLayout>& getLayout() const noexcept { return _layout; }
     void sample(RecordedFrame& frame) const;

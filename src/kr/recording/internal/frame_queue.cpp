@@ -58,23 +58,27 @@ bool FrameQueue::_writeWaiting() {
         const auto number = _written.load(std::memory_order_relaxed);
         if (!_sink.write(_frames[number % _frames.size()])) return false;
         _written.store(number + 1, std::memory_order_release);
+        if (!_flushWhenDue()) return false;
     }
-    return true;
+    return _flushWhenDue();
+}
+
+bool FrameQueue::_flushWhenDue() {
+    constexpr std::chrono::duration<double> kFlush(kFlushSeconds);
+    const auto now = Clock::now();
+    if (now - _lastFlush < kFlush) return true;
+    _lastFlush = now;
+    return _sink.flush();
 }
 
 void FrameQueue::_run() {
-    constexpr std::chrono::duration<double> kFlush(kFlushSeconds);
-    auto lastFlush = Clock::now();
+    _lastFlush = Clock::now();
     bool isGood = true;
     bool isStopping = false;
     while (isGood && !isStopping) {
         isStopping = _isStopping.load(std::memory_order_acquire);  // before what was handed over until then is written
         try {
             isGood = _writeWaiting();
-            if (isGood && Clock::now() - lastFlush >= kFlush) {
-                isGood = _sink.flush();
-                lastFlush = Clock::now();
-            }
         } catch (const std::exception&) {
             isGood = false;  // for want of memory
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -53,12 +54,14 @@ public:
 private:
     void _run();
     [[nodiscard]] bool _writeWaiting();
+    [[nodiscard]] bool _flushWhenDue();
     [[nodiscard]] std::size_t _getWaitingCount() const noexcept;
 
     IFrameSink& _sink;
     std::vector<RecordedFrame> _frames;  // a ring
     std::atomic<std::uint64_t> _handedOver{0};
     std::atomic<std::uint64_t> _written{0};
+    std::chrono::steady_clock::time_point _lastFlush{};
     std::atomic<bool> _hasFailed{false};
     std::atomic<bool> _isStopping{false};
     std::mutex _mutex;  // for the conditions alone

@@ -68,16 +68,25 @@ std::string McapReader::read(const std::function<void(const McapMessage&)>& onMe
     if (!_stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size())) || bytes != kMcapMagic)
         return "it is no MCAP file of version 0";
     at = bytes.size();
+    std::string problem;
     while (true) {
         char opening[kOpeningBytes];
-        if (!_stream.read(opening, kOpeningBytes)) return fail("its end is missing");
+        if (!_stream.read(opening, kOpeningBytes)) return problem.empty() ? fail("its end is missing") : problem;
         const auto kind = static_cast<std::uint8_t>(opening[0]);
         const auto length = readLittleEndian<std::uint64_t>({opening + 1, sizeof(std::uint64_t)});
-        if (length > size - at - kOpeningBytes) return fail("its end is missing");
+        if (size < at + kOpeningBytes || length > size - at - kOpeningBytes) return fail("its end is missing");
         bytes.resize(length);
         if (!_stream.read(bytes.data(), static_cast<std::streamsize>(length))) return fail("its end is missing");
-        if (auto reason = _readRecord(kind, bytes); !reason.empty()) return fail(reason);
-        if (kind == static_cast<std::uint8_t>(eMcapRecord::kFooter)) return {};
+        if (const auto reason = _readRecord(kind, bytes); !reason.empty()) {
+            if (problem.empty()) problem = fail(reason);
+            if (kind != static_cast<std::uint8_t>(eMcapRecord::kChunk)) return problem;
+        }
+        if (kind == static_cast<std::uint8_t>(eMcapRecord::kFooter)) {
+            bytes.resize(kMcapMagic.size());
+            const bool isWhole =
+                _stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size())) && bytes == kMcapMagic;
+            return isWhole || !problem.empty() ? problem : fail("its end is missing");
+        }
         at += kOpeningBytes + length;
     }
 }
@@ -91,9 +100,10 @@ std::string McapReader::_readRecord(std::uint8_t kind, std::string_view content)
             break;
         case eMcapRecord::kSchema: {
             const auto number = cursor.take<std::uint16_t>();
-            Schema schema{std::string(cursor.takeText()), {}};
-            cursor.takeText();
-            schema.data = cursor.takeText();
+            auto schema = std::make_shared<McapSchema>();
+            schema->name = cursor.takeText();
+            schema->encoding = cursor.takeText();
+            schema->data = cursor.takeText();
             if (!cursor.isBad()) _schemas[number] = std::move(schema);
             break;
         }
@@ -102,12 +112,11 @@ std::string McapReader::_readRecord(std::uint8_t kind, std::string_view content)
             const auto schema = cursor.take<std::uint16_t>();
             McapChannel channel;
             channel.topic = cursor.takeText();
-            cursor.takeText();
+            channel.encoding = cursor.takeText();
             channel.metadata = cursor.takeTexts();
             const auto found = _schemas.find(schema);
-            if (cursor.isBad() || found == _schemas.end()) return kDamaged;
-            channel.schemaName = found->second.name;
-            channel.schema = found->second.data;
+            if (cursor.isBad() || (found == _schemas.end() && schema != 0)) return kDamaged;
+            if (schema != 0) channel.schema = found->second;
             _channels[number] = std::move(channel);
             break;
         }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -27,8 +28,8 @@ public:
     explicit McapReader(std::istream& stream) : _stream(stream) {}
 
     /// \param onMessage  of a channel that getChannels() has
-    /// \return why the rest cannot be read, with its byte: the file was cut, or is damaged. Empty at the end of a
-    /// complete recording.
+    /// \return what cannot be read, with its byte: the rest, since the file was cut, or the first damaged chunk, which
+    /// is passed over. Empty for a complete recording.
     [[nodiscard]] std::string read(const std::function<void(const McapMessage&)>& onMessage);
 
     /// By their numbers, as far as the recording was read.
@@ -37,17 +38,12 @@ public:
     [[nodiscard]] const std::string& getLibrary() const noexcept { return _library; }
 
 private:
-    struct Schema {
-        std::string name;
-        std::string data;
-    };
-
     [[nodiscard]] std::string _readRecord(std::uint8_t kind, std::string_view content);
     [[nodiscard]] std::string _readChunk(std::string_view content);
 
     std::istream& _stream;
     std::function<void(const McapMessage&)> _onMessage;
-    std::map<std::uint16_t, Schema> _schemas;
+    std::map<std::uint16_t, std::shared_ptr<const McapSchema>> _schemas;
     std::map<std::uint16_t, McapChannel> _channels;
     McapTexts _metadata;
     std::string _library;

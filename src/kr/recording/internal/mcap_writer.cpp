@@ -70,24 +70,32 @@ McapWriter::McapWriter(std::FILE* file, const std::string& library, const McapTe
 
 McapWriter::~McapWriter() = default;
 
-std::uint16_t McapWriter::addChannel(const McapChannel& channel) {
-    std::string schema;
-    putText(schema, channel.schemaName);
-    putText(schema, "protobuf");
-    putText(schema, channel.schema);
-    const auto [found, isNew] = _schemas.try_emplace(schema, static_cast<std::uint16_t>(_schemas.size() + 1));
+std::uint16_t McapWriter::_addSchema(const McapSchema& schema) {
+    std::string record;
+    putText(record, schema.name);
+    putText(record, schema.encoding);
+    putText(record, schema.data);
+    const auto [found, isNew] = _schemas.try_emplace(record, static_cast<std::uint16_t>(_schemas.size() + 1));
     if (isNew) {
         std::string content;
         put(content, found->second);
-        _schemaRecords.push_back(makeRecord(eMcapRecord::kSchema, content.append(schema)));
+        _schemaRecords.push_back(makeRecord(eMcapRecord::kSchema, content.append(record)));
         _chunk.append(_schemaRecords.back());
+    }
+    return found->second;
+}
+
+std::uint16_t McapWriter::addChannel(const McapChannel& channel) {
+    if (_channels.size() >= std::numeric_limits<std::uint16_t>::max()) {
+        if (_error == 0) _error = EOVERFLOW;
+        return 0;
     }
     const auto number = static_cast<std::uint16_t>(_channels.size());
     std::string content;
     put(content, number);
-    put(content, found->second);
+    put(content, channel.schema ? _addSchema(*channel.schema) : std::uint16_t{0});
     putText(content, channel.topic);
-    putText(content, "protobuf");
+    putText(content, channel.encoding);
     putTexts(content, channel.metadata);
     _channels.push_back({makeRecord(eMcapRecord::kChannel, content)});
     _chunk.append(_channels.back().record);
@@ -236,8 +244,11 @@ void McapWriter::_writeSummary() {
 void McapWriter::_write(std::string_view bytes) {
     if (_error != 0) return;
     errno = 0;
-    if (std::fwrite(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) _error = errno != 0 ? errno : EIO;
-    _size += bytes.size();
+    if (std::fwrite(bytes.data(), 1, bytes.size(), _file.get()) == bytes.size()) {
+        _size += bytes.size();
+    } else {
+        _error = errno != 0 ? errno : EIO;
+    }
 }
 
 }  // namespace KrRecording::detail

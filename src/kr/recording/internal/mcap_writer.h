@@ -33,11 +33,18 @@ inline constexpr std::string_view kMcapMagic{"\x89MCAP0\r\n", 8};
 
 using McapTexts = std::vector<std::pair<std::string, std::string>>;
 
+/// The form of messages.
+struct McapSchema {
+    std::string name{};
+    std::string encoding{"protobuf"};
+    std::string data{};  ///< of protobuf: a FileDescriptorSet
+};
+
 /// What the messages of a channel are.
 struct McapChannel {
     std::string topic{};
-    std::string schemaName{};
-    std::string schema{};  ///< the bytes of a protobuf FileDescriptorSet
+    std::string encoding{"protobuf"};
+    std::shared_ptr<const McapSchema> schema{};  ///< null for messages without one
     McapTexts metadata{};
 };
 
@@ -56,7 +63,7 @@ public:
     McapWriter& operator=(const McapWriter&) = delete;
     ~McapWriter();
 
-    /// \return its number. Channels of one schema share it.
+    /// \return its number. Channels of one schema share it. With more than 65,535 channels the recording fails.
     std::uint16_t addChannel(const McapChannel& channel);
     /// \param logNanoseconds  of simulated time
     /// \param publishNanoseconds  of the wall clock, since 1970
@@ -87,6 +94,7 @@ private:
         void add(std::uint64_t time);
     };
 
+    [[nodiscard]] std::uint16_t _addSchema(const McapSchema& schema);
     void _write(std::string_view bytes);
     void _writeSummary();
 

@@ -46,6 +46,13 @@ eProtobufType typeOf(eNumber number) {
     return eProtobufType::kString;
 }
 
+/// Of the field at this place of a channel. 19000 to 19999 are reserved.
+std::size_t numberOf(std::size_t place) {
+    constexpr std::size_t kFirstReserved = 19'000;
+    constexpr std::size_t kReserved = 1'000;
+    return place + 1 < kFirstReserved ? place + 1 : place + 1 + kReserved;
+}
+
 void appendVarint(std::string& bytes, std::uint64_t number) {
     constexpr std::uint64_t kLow = 0x7F;
     while (number > kLow) {
@@ -154,24 +161,24 @@ std::string makeSchema(const RecordedChannel& channel) {
     const auto package = channel.schemaName.substr(0, point);
     std::string type;
     appendText(type, 1, std::string_view(channel.schemaName).substr(point + 1));
-    std::string nested;
+    std::string parts;  // beside it: within it, a field "Color" and a type "Color" would be one name
     std::set<std::string> names;
     for (std::size_t i = 0; i < channel.fields.size(); ++i) {
         const auto& field = channel.fields[i];
         if (field.components.empty()) {
-            appendText(type, 2, describeField(field.name, i + 1, typeOf(field.number), {}));
+            appendText(type, 2, describeField(field.name, numberOf(i), typeOf(field.number), {}));
             continue;
         }
         const auto name = nameOf(field.dataType);
-        if (names.insert(name).second) appendText(nested, 3, describeComponents(field));
+        if (names.insert(name).second) appendText(parts, 4, describeComponents(field));
         appendText(type, 2,
-                   describeField(field.name, i + 1, eProtobufType::kMessage, "." + channel.schemaName + "." + name));
+                   describeField(field.name, numberOf(i), eProtobufType::kMessage, "." + package + "." + name));
     }
-    type.append(nested);
     std::string file;
     appendText(file, 1, channel.schemaName + ".proto");
     appendText(file, 2, package);
     appendText(file, 4, type);
+    file.append(parts);
     std::string set;
     appendText(set, 1, file);
     return set;
@@ -185,18 +192,18 @@ bool appendMessage(std::string& message, const RecordedChannel& channel, const R
         if (frame.isThere[field.index] == 0) continue;
         hasValue = true;
         if (field.number == eNumber::kText) {
-            appendText(message, i + 1, frame.texts[field.place]);
+            appendText(message, numberOf(i), frame.texts[field.place]);
             continue;
         }
         const std::byte* bytes = frame.numbers.data() + field.place;
         if (field.components.empty()) {
-            appendNumber(message, i + 1, field.number, bytes);
+            appendNumber(message, numberOf(i), field.number, bytes);
             continue;
         }
         value.clear();
         for (std::size_t component = 0; component < field.components.size(); ++component)
             bytes += appendNumber(value, component + 1, field.number, bytes);
-        appendText(message, i + 1, value);
+        appendText(message, numberOf(i), value);
     }
     return hasValue;
 }

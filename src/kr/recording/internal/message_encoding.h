@@ -7,7 +7,7 @@
 namespace KrRecording::detail {
 
 /// The schema of the messages of a channel: a FileDescriptorSet of protobuf with one message type, whose field numbers
-/// count from 1 in the order of the channel. A value of several numbers is a message of its own.
+/// count from 1 in the order of the channel. A value of several numbers is a message of a type beside it.
 [[nodiscard]] std::string makeSchema(const RecordedChannel& channel);
 
 /// Appends the values of a channel in a frame as such a message. Fields that do not exist are left out.

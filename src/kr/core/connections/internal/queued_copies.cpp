@@ -13,10 +13,10 @@ using KrData::FieldBase;
 
 namespace {
 
-/// In the place of the list of a store that is closed. Its members are not used.
-QueuedCopy& closedMark() noexcept {
-    static auto& mark = *new QueuedCopy;
-    return mark;
+/// In the place of the list of a store that is closed. There is no copy.
+QueuedCopy* closedMark() noexcept {
+    alignas(QueuedCopy) static char mark = 0;
+    return reinterpret_cast<QueuedCopy*>(&mark);
 }
 
 void destroyList(QueuedCopy* first) noexcept {
@@ -120,7 +120,7 @@ void CopyStore::finish(OwnedCopy copy) noexcept {
     auto& returned = copy->store->_returned;
     auto* first = returned.load(std::memory_order_relaxed);
     do {
-        if (first == &closedMark()) return;
+        if (first == closedMark()) return;
         copy->next = first;
     } while (!returned.compare_exchange_weak(first, copy.get(), std::memory_order_release, std::memory_order_relaxed));
     static_cast<void>(copy.release());
@@ -128,7 +128,7 @@ void CopyStore::finish(OwnedCopy copy) noexcept {
 
 void CopyStore::close() noexcept {
     destroyList(std::exchange(_spares, nullptr));
-    destroyList(_returned.exchange(&closedMark(), std::memory_order_acquire));
+    destroyList(_returned.exchange(closedMark(), std::memory_order_acquire));
 }
 
 }  // namespace Kr::detail
