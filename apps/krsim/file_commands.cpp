@@ -19,6 +19,7 @@
 #include "apps/krsim/tree_units.h"
 #include "apps/krsim/tree_writer.h"
 #include "apps/krsim/type_catalog.h"
+#include "apps/krsim/work_notice.h"
 #include "kr/application/application.h"
 #include "kr/application/content_dispatcher.h"
 #include "kr/extension/extension.h"
@@ -104,6 +105,7 @@ std::string describeRecording(const KrRecording::RecordingSummary& recording) {
 
 FileFacts readFacts(const std::string& filename) {
     if (isRecordingFile(filename)) {
+        const WorkNotice notice("reading '" + filename + "'");
         const auto recording = KrRecording::readRecordingSummary(filename);
         if (!recording) throw toFailure(recording);
         return {.format = "MCAP",
@@ -251,6 +253,7 @@ eExitCode recoverRecordingFile(const RecoverPlan& plan) {
     if (std::filesystem::exists(plan.output, error) && !plan.isForced)
         throw Failure(eExitCode::kUsage, "file '" + plan.output + "' exists; --force replaces it");
     requireWritable(eOutputKind::kRecording, plan.output, plan.isForced);
+    const WorkNotice notice("recovering '" + plan.input + "'");
     const auto recovered = KrRecording::recoverRecording(plan.input, plan.output);
     if (!recovered) throw toFailure(recovered);
     if (recovered->problem.empty()) return eExitCode::kOk;

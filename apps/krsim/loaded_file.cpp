@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "apps/krsim/output_file.h"
+#include "apps/krsim/work_notice.h"
 #include "kr/persistence/files/file_section.h"
 #include "kr/persistence/files/magic_tag.h"
 #include "kr/persistence/files/named_file_section.h"
@@ -96,6 +97,7 @@ Failure toFailure(const Kr::FileResult& result) {
 }
 
 Kr::KrSmartPtr<KrFile> loadFile(const std::string& filename, int flags) {
+    const WorkNotice notice("loading '" + filename + "'");
     flags |= KrFile::kUnlogged;
     auto file = Kr::makeSmart<KrFile>();
     if (filename == kStandardStream ? file->load(*openInput(filename), {}, flags) : file->load(filename, flags))
@@ -117,6 +119,7 @@ void failToSave(const char* what, const std::string& filename, const Kr::FileRes
 void saveFile(KrFile& file, const std::string& filename, int flags, bool isForced) {
     const bool isState = file.getFileType() == KrFile::eFileType::kSimulationState;
     requireReplaceable(isState ? eOutputKind::kState : eOutputKind::kObjects, filename, isForced);
+    const WorkNotice notice("saving '" + filename + "'");
     flags |= KrFile::kUnlogged;
     // Standard output lies in no folder: paths in the file stay as they are.
     const bool isSaved = filename == kStandardStream ? file.save(std::cout, file.getCurrentFilename(), flags)

@@ -11,6 +11,7 @@
 #include "apps/krsim/failure.h"
 #include "apps/krsim/loaded_file.h"
 #include "apps/krsim/output_file.h"
+#include "apps/krsim/work_notice.h"
 #include "kr/extension/object.h"
 #include "kr/persistence/files/file.h"
 #include "kr/persistence/objects/object_section.h"
@@ -40,6 +41,7 @@ void LogChoice::operator()(KrSim::ApplicationConfig& setup) const {
 
 KrPersistence::LoadedSimulation loadAllFiles(KrSim::KrApplication& application, const std::vector<std::string>& files,
                                              KrPersistence::SimulationLoadOptions options) {
+    const WorkNotice notice("loading the simulation");
     addPluginDirectories(options.pluginDirectories);
     std::istringstream input;
     if (std::find(files.begin(), files.end(), kStandardStream) != files.end()) input.str(readStandardInput());

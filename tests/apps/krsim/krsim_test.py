@@ -213,6 +213,18 @@ class Krsim(unittest.TestCase):
             self.assertFalse(what[-1].startswith("frame"), line)
             self.assertTrue(all(re.fullmatch(r"frame \d+ [^-]*|", each) for each in what[:-1]), line)
 
+    def test_long_work_is_told_on_a_terminal(self):
+        ours, theirs = pty.openpty()
+        process = subprocess.Popen([KRSIM, "dump", "-"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=theirs)
+        os.close(theirs)
+        shown = b""
+        while b"so far" not in shown:  # it waits for its input
+            shown += os.read(ours, 4096)
+        process.stdin.close()
+        self.assertEqual(process.wait(), 3)
+        os.close(ours)
+        self.assertIn("krsim: loading '-', 2 s so far", shown.decode())
+
 
 if __name__ == "__main__":
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # a crash that may leave a core file ends by its signal
