@@ -2,6 +2,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cycle_texts.h"
+#include "kr/core/csv_table.h"
 
 namespace {
 
@@ -9,27 +17,30 @@ using enum CyclePhase;
 
 constexpr double kMetresPerSecond = 1.0 / 3.6;  // of one kilometre per hour
 
-constexpr CycleOperation kUrban[] = {
-    {1, kIdling, 11, 0},          {2, kAccelerating, 15, 15},   {3, kSteady, 23, 15},
-    {4, kDecelerating, 25, 10},   {5, kDeclutched, 28, 0},      {6, kIdling, 49, 0},
-    {7, kAccelerating, 54, 15},   {8, kChangingGear, 56, 15},   {9, kAccelerating, 61, 32},
-    {10, kSteady, 85, 32},        {11, kDecelerating, 93, 10},  {12, kDeclutched, 96, 0},
-    {13, kIdling, 117, 0},        {14, kAccelerating, 122, 15}, {15, kChangingGear, 124, 15},
-    {16, kAccelerating, 133, 35}, {17, kChangingGear, 135, 35}, {18, kAccelerating, 143, 50},
-    {19, kSteady, 155, 50},       {20, kDecelerating, 163, 35}, {21, kSteady, 176, 35},
-    {22, kChangingGear, 178, 35}, {23, kDecelerating, 185, 10}, {24, kDeclutched, 188, 0},
-    {25, kIdling, 195, 0},
-};
+constexpr std::pair<std::string_view, CyclePhase> kPhases[] = {
+    {"Idling", kIdling},         {"Accelerating", kAccelerating}, {"Steady", kSteady}, {"Decelerating", kDecelerating},
+    {"Declutched", kDeclutched}, {"Changing Gear", kChangingGear}};
 
-constexpr CycleOperation kExtraUrban[] = {
-    {1, kIdling, 20, 0},           {2, kAccelerating, 25, 15},    {3, kChangingGear, 27, 15},
-    {4, kAccelerating, 36, 35},    {5, kChangingGear, 38, 35},    {6, kAccelerating, 46, 50},
-    {7, kChangingGear, 48, 50},    {8, kAccelerating, 61, 70},    {9, kSteady, 111, 70},
-    {10, kDecelerating, 119, 50},  {11, kSteady, 188, 50},        {12, kAccelerating, 201, 70},
-    {13, kSteady, 251, 70},        {14, kAccelerating, 286, 100}, {15, kSteady, 316, 100},
-    {16, kAccelerating, 336, 120}, {17, kSteady, 346, 120},       {18, kDecelerating, 362, 80},
-    {19, kDecelerating, 370, 50},  {20, kDeclutched, 380, 0},     {21, kIdling, 400, 0},
-};
+CyclePhase findPhase(const std::string& name) {
+    const auto found =
+        std::find_if(std::begin(kPhases), std::end(kPhases), [&](const auto& each) { return each.first == name; });
+    if (found == std::end(kPhases)) throw std::runtime_error("there is no phase '" + name + "' of a driving cycle");
+    return found->second;
+}
+
+/// Reads a table that is part of the program. \param name  of its file
+std::vector<CycleOperation> readOperations(std::string_view text, const char* name) {
+    const auto table = Kr::CsvTable::parse(text, name);
+    if (!table) throw std::runtime_error(table.toString());
+    const auto column = [&](const char* wanted) { return table->findColumn(wanted).value(); };
+    std::vector<CycleOperation> operations;
+    for (std::size_t row = 0; row < table->getRowCount(); ++row) {
+        operations.push_back({static_cast<int>(table->getInteger(row, column("Operation")).value()),
+                              findPhase(table->getText(row, column("Phase"))), table->getReal(row, column("Time")),
+                              table->getReal(row, column("Speed"))});
+    }
+    return operations;
+}
 
 void append(std::vector<Breakpoint>& table, std::span<const CycleOperation> part) {
     const double start = table.back().seconds;
@@ -40,19 +51,21 @@ void append(std::vector<Breakpoint>& table, std::span<const CycleOperation> part
 }  // namespace
 
 std::span<const CycleOperation> getUrbanCycle() {
-    return kUrban;
+    static const auto operations = readOperations(getUrbanCycleText(), "urban_cycle.csv");
+    return operations;
 }
 
 std::span<const CycleOperation> getExtraUrbanCycle() {
-    return kExtraUrban;
+    static const auto operations = readOperations(getExtraUrbanCycleText(), "extra_urban_cycle.csv");
+    return operations;
 }
 
 const std::vector<Breakpoint>& getEuropeanCycle() {
     static const auto table = [] {
         std::vector<Breakpoint> made{{0.0, 0.0}};
         for (int i = 0; i < 4; ++i)
-            append(made, kUrban);
-        append(made, kExtraUrban);
+            append(made, getUrbanCycle());
+        append(made, getExtraUrbanCycle());
         return made;
     }();
     return table;
