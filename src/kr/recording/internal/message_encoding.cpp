@@ -172,7 +172,8 @@ std::string makeSchema(const RecordedChannel& channel) {
         const auto name = nameOf(field.dataType);
         if (names.insert(name).second) appendText(parts, 4, describeComponents(field));
         appendText(type, 2,
-                   describeField(field.name, numberOf(i), eProtobufType::kMessage, "." + package + "." + name));
+                   describeField(field.name, numberOf(i), eProtobufType::kMessage,
+                                 std::string(".").append(package).append(".").append(name)));
     }
     std::string file;
     appendText(file, 1, channel.schemaName + ".proto");
