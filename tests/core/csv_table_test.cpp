@@ -108,6 +108,17 @@ TEST(CsvTables, KeepAllBitsOfNumbers) {
         EXPECT_EQ(std::signbit(read->getReal(i, 0)) ? -read->getReal(i, 0) : read->getReal(i, 0), std::abs(values[i]));
 }
 
+TEST(CsvTables, KeepAMarkInTheFirstName) {
+    const std::string name = "\xEF\xBB\xBFTime";
+    Kr::CsvTable table;
+    table.addColumn({.name = name});
+    std::ostringstream written;
+    table.write(written);
+    const auto again = Kr::CsvTable::parse(written.str());
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->getColumn(0).name, name);
+}
+
 TEST(CsvTables, NameTheFileThatDoesNotExist) {
     const auto table = CsvTable::load("nowhere.csv");
     EXPECT_EQ(table.failure, Kr::FileResult::eFailure::kMissing);

@@ -226,7 +226,8 @@ void CsvTable::write(std::ostream& stream) const {
 }
 
 void CsvTable::appendCell(std::string& line, std::string_view cell) {
-    if (cell.find_first_of(",\"\r\n") == std::string_view::npos) {
+    // A mark at the begin of a file would be skipped.
+    if (cell.find_first_of(",\"\r\n") == std::string_view::npos && !cell.starts_with(kByteOrderMark)) {
         line += cell;
         return;
     }

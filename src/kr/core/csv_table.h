@@ -74,7 +74,8 @@ public:
     void setBoolean(std::size_t row, std::size_t column, bool value);
     void setText(std::size_t row, std::size_t column, std::string value);
 
-    /// Appends a cell of such a table: in quotes where it has a comma, a quote or a line break.
+    /// Appends a cell of such a table: in quotes where it has a comma, a quote or a line break, or begins with
+    /// a byte order mark.
     static void appendCell(std::string& line, std::string_view cell);
 
 private:
