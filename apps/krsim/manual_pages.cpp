@@ -1,17 +1,23 @@
 #include "apps/krsim/manual_pages.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "apps/krsim/failure.h"
 #include "kr/platform/version.h"
 
 namespace krsim {
 namespace {
+
+constexpr std::pair<char, std::string_view> kEscapes[] = {{'\\', "\\e"},  {'-', "\\-"},    {'~', "\\(ti"},
+                                                          {'^', "\\(ha"}, {'\'', "\\(aq"}, {'`', "\\(ga"}};
 
 /// Text for roff: dashes, quotes and the like stay as they are, and no line is taken for a request.
 std::string escape(std::string_view text) {
@@ -20,28 +26,9 @@ std::string escape(std::string_view text) {
     for (const char each : text) {
         if (isLineStart && each == '.') escaped.append("\\&");
         isLineStart = each == '\n';
-        switch (each) {
-            case '\\':
-                escaped.append("\\e");
-                break;
-            case '-':
-                escaped.append("\\-");
-                break;
-            case '~':
-                escaped.append("\\(ti");
-                break;
-            case '^':
-                escaped.append("\\(ha");
-                break;
-            case '\'':
-                escaped.append("\\(aq");
-                break;
-            case '`':
-                escaped.append("\\(ga");
-                break;
-            default:
-                escaped += each;
-        }
+        const auto found = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                        [each](const auto& pair) { return pair.first == each; });
+        found != std::end(kEscapes) ? escaped.append(found->second) : escaped.append(1, each);
     }
     return escaped;
 }
